@@ -1,0 +1,32 @@
+# Values of the information dictionary that a packager fixes at build time. An empty value leaves
+# the key out. `cmake --install` writes Info.ini beside the program's data; a bare build tree gets
+# one beside the executable only for keys that were set explicitly.
+set(VANTORA_DISPLAY_NAME "Vantora Host" CACHE STRING "Display name of the program")
+set(VANTORA_BUNDLE_IDENTIFIER "" CACHE STRING "Application identifier; empty means: only when installed")
+set(VANTORA_INSTALLED_IDENTIFIER "com.vantora.host" CACHE STRING "Application identifier of an installed program")
+foreach(key IN ITEMS VANTORA_DEMO VANTORA_ROOM VANTORA_SIGNAL_URL VANTORA_SHARE_AUTO)
+  set(${key} "" CACHE STRING "Information dictionary key ${key}")
+endforeach()
+
+function(vantora_write_info path identifier)
+  set(text "[General]\n")
+  if(VANTORA_DISPLAY_NAME)
+    string(APPEND text "DisplayName=\"${VANTORA_DISPLAY_NAME}\"\n")
+  endif()
+  if(identifier)
+    string(APPEND text "BundleIdentifier=\"${identifier}\"\n")
+  endif()
+  foreach(key IN ITEMS VANTORA_DEMO VANTORA_ROOM VANTORA_SIGNAL_URL VANTORA_SHARE_AUTO)
+    if(NOT "${${key}}" STREQUAL "")
+      string(APPEND text "${key}=\"${${key}}\"\n")
+    endif()
+  endforeach()
+  file(CONFIGURE OUTPUT "${path}" CONTENT "${text}" @ONLY)
+endfunction()
+
+if(VANTORA_BUNDLE_IDENTIFIER)
+  set(VANTORA_INSTALLED_IDENTIFIER "${VANTORA_BUNDLE_IDENTIFIER}")
+endif()
+vantora_write_info("${CMAKE_BINARY_DIR}/Info.ini" "${VANTORA_BUNDLE_IDENTIFIER}")
+vantora_write_info("${CMAKE_BINARY_DIR}/install/Info.ini" "${VANTORA_INSTALLED_IDENTIFIER}")
+install(FILES "${CMAKE_BINARY_DIR}/install/Info.ini" DESTINATION share/vantora-host)

@@ -1,0 +1,56 @@
+#include "main/base/Log.h"
+
+#include <mutex>
+#include <unistd.h>
+
+namespace vantora {
+namespace {
+
+std::mutex& sinkMutex() {
+  static std::mutex mutex;
+  return mutex;
+}
+
+std::function<void(const QString&)>& currentSink() {
+  static std::function<void(const QString&)> sink;
+  return sink;
+}
+
+void writeAll(const QByteArray& bytes) {
+  const char* data = bytes.constData();
+  qsizetype left = bytes.size();
+  while (left > 0) {
+    const ssize_t written = ::write(STDERR_FILENO, data, static_cast<size_t>(left));
+    if (written < 0 && errno == EINTR) continue;
+    if (written <= 0) return;  // A closed standard error must not disturb the session.
+    data += written;
+    left -= written;
+  }
+}
+
+}  // namespace
+
+void logLine(const QString& line) {
+  const std::lock_guard lock(sinkMutex());
+  if (currentSink()) {
+    currentSink()(line);
+    return;
+  }
+  QByteArray bytes = line.toUtf8();
+  bytes.append('\n');
+  writeAll(bytes);
+}
+
+void logLine(const char* utf8Line) { logLine(QString::fromUtf8(utf8Line)); }
+
+ScopedLogSink::ScopedLogSink(std::function<void(const QString&)> sink) {
+  const std::lock_guard lock(sinkMutex());
+  currentSink() = std::move(sink);
+}
+
+ScopedLogSink::~ScopedLogSink() {
+  const std::lock_guard lock(sinkMutex());
+  currentSink() = nullptr;
+}
+
+}  // namespace vantora

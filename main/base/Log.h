@@ -1,0 +1,24 @@
+// The program's own log: one line per event on standard error.
+#pragma once
+
+#include <QString>
+#include <functional>
+
+namespace vantora {
+
+// Writes `line` and a newline to standard error in one write, so that lines of different threads
+// never mix. `line` carries its own area tag ("[ws] ...") and no newline. Any thread.
+void logLine(const QString& line);
+void logLine(const char* utf8Line);
+
+// Replaces the destination of logLine until destroyed; for tests. The sink is called on the
+// thread that logs, under a lock: it must not log itself.
+class ScopedLogSink {
+ public:
+  explicit ScopedLogSink(std::function<void(const QString&)> sink);
+  ~ScopedLogSink();
+  ScopedLogSink(const ScopedLogSink&) = delete;
+  ScopedLogSink& operator=(const ScopedLogSink&) = delete;
+};
+
+}  // namespace vantora

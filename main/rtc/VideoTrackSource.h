@@ -1,0 +1,19 @@
+// What a video track is made of.
+#pragma once
+
+namespace webrtc {
+class VideoTrackSourceInterface;
+}
+
+namespace vantora {
+
+// Implemented by DummyVideoSource and ScreenVideoSource.
+class VideoTrackSource {
+ public:
+  virtual ~VideoTrackSource() = default;
+  // The library's source object, reference-counted; never null, the same at every call. It may
+  // outlive this object (the library holds references of its own). Main thread.
+  virtual webrtc::VideoTrackSourceInterface* native() = 0;
+};
+
+}  // namespace vantora
