@@ -32,8 +32,6 @@ std::optional<QString> InfoDictionary::bundleIdentifier() const {
   return identifier;
 }
 
-QString InfoDictionary::displayName() const {
-  return value("DisplayName").value_or(QStringLiteral("Vantora Host"));
-}
+QString InfoDictionary::displayName() const { return value("DisplayName").value_or(QStringLiteral("Vantora Host")); }
 
 }  // namespace vantora

@@ -1,7 +1,8 @@
 #include "main/base/Log.h"
 
-#include <mutex>
 #include <unistd.h>
+
+#include <mutex>
 
 namespace vantora {
 namespace {

@@ -8,7 +8,8 @@ namespace {
 
 class QtTimer final : public Timer {
  public:
-  QtTimer(std::chrono::milliseconds first, std::optional<std::chrono::milliseconds> period, Scheduler::Callback callback)
+  QtTimer(std::chrono::milliseconds first, std::optional<std::chrono::milliseconds> period,
+          Scheduler::Callback callback)
       : timer_(new QTimer) {
     timer_->setTimerType(Qt::PreciseTimer);
     timer_->setSingleShot(!period);

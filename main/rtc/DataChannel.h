@@ -1,0 +1,40 @@
+// One WebRTC data channel as the session sees it.
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+#include <functional>
+#include <optional>
+
+namespace vantora {
+
+enum class ChannelState { connecting = 0, open = 1, closing = 2, closed = 3 };
+
+struct DataChannelConfig {
+  bool ordered = true;
+  std::optional<int> maxPacketLifeTimeMs;
+};
+
+// Main thread. Events arrive there too, in order, never after the object was destroyed.
+class DataChannel {
+ public:
+  struct Events {
+    std::function<void(ChannelState)> stateChanged;
+    std::function<void(const QByteArray& data, bool binary)> message;
+  };
+  // Received bytes that may wait for the main thread; a viewer that sends faster than they are
+  // handled beyond this loses the channel.
+  static constexpr qint64 kMaxPendingBytes = 64LL * 1024 * 1024;
+
+  virtual ~DataChannel() = default;
+  virtual QString label() const = 0;
+  virtual ChannelState state() const = 0;
+  virtual void setEvents(Events events) = 0;
+  // False when the channel is not open or its send buffer is full (the library closes it then).
+  virtual bool send(const QByteArray& data, bool binary) = 0;
+  // Bytes accepted by send() that have not left yet.
+  virtual quint64 bufferedAmount() const = 0;
+  virtual void close() = 0;
+};
+
+}  // namespace vantora

@@ -1,0 +1,149 @@
+#include "main/rtc/LibDataChannel.h"
+
+#include <deque>
+#include <mutex>
+#include <variant>
+
+#include "main/base/MainThread.h"
+
+namespace vantora {
+namespace {
+
+ChannelState stateOf(webrtc::DataChannelInterface::DataState state) {
+  using Lib = webrtc::DataChannelInterface;
+  switch (state) {
+    case Lib::kConnecting:
+      return ChannelState::connecting;
+    case Lib::kOpen:
+      return ChannelState::open;
+    case Lib::kClosing:
+      return ChannelState::closing;
+    case Lib::kClosed:
+      break;
+  }
+  return ChannelState::closed;
+}
+
+struct Message {
+  QByteArray data;
+  bool binary;
+};
+using Event = std::variant<ChannelState, Message>;
+
+}  // namespace
+
+// Receives on the signalling thread, delivers on main.
+class LibDataChannel::Observer final : public webrtc::DataChannelObserver,
+                                       public std::enable_shared_from_this<LibDataChannel::Observer> {
+ public:
+  explicit Observer(webrtc::DataChannelInterface* channel) : channel_(channel) {}
+
+  void OnStateChange() override { enqueue(stateOf(channel_->state()), 0); }
+
+  void OnMessage(const webrtc::DataBuffer& buffer) override {
+    const auto size = static_cast<qint64>(buffer.size());
+    enqueue(Message{QByteArray(reinterpret_cast<const char*>(buffer.data.data()), size), buffer.binary}, size);
+  }
+
+  // Main thread.
+  void setEvents(Events events) { events_ = std::move(events); }
+  // Main thread. Nothing is delivered afterwards.
+  void detach() {
+    detached_ = true;
+    events_ = {};
+    const std::lock_guard lock(mutex_);
+    queue_.clear();
+    overflowed_ = true;
+  }
+
+ private:
+  void enqueue(Event event, qint64 size) {
+    bool post = false;
+    {
+      const std::lock_guard lock(mutex_);
+      if (size > 0 && overflowed_) return;
+      if (pendingBytes_ + size > kMaxPendingBytes) {
+        overflowed_ = true;
+        closeOnMain_ = true;
+      } else {
+        pendingBytes_ += size;
+        queue_.emplace_back(std::move(event), size);
+      }
+      post = !posted_;
+      posted_ = true;
+    }
+    if (!post) return;
+    postToMain([weak = weak_from_this()] {
+      if (const auto self = weak.lock()) self->drain();
+    });
+  }
+
+  // Main thread.
+  void drain() {
+    std::deque<std::pair<Event, qint64>> batch;
+    bool closeChannel = false;
+    {
+      const std::lock_guard lock(mutex_);
+      batch.swap(queue_);
+      posted_ = false;
+      closeChannel = closeOnMain_;
+      closeOnMain_ = false;
+    }
+    for (auto& [event, size] : batch) {
+      if (detached_) return;
+      deliver(event);
+      const std::lock_guard lock(mutex_);
+      pendingBytes_ -= size;
+    }
+    if (closeChannel && !detached_) channel_->Close();
+  }
+
+  void deliver(const Event& event) {
+    const Events events = events_;  // A handler may replace or destroy the channel.
+    if (const auto* state = std::get_if<ChannelState>(&event)) {
+      if (events.stateChanged) events.stateChanged(*state);
+    } else if (const auto* message = std::get_if<Message>(&event)) {
+      if (events.message) events.message(message->data, message->binary);
+    }
+  }
+
+  webrtc::DataChannelInterface* const channel_;  // Outlives this observer's registration.
+  // Main thread.
+  Events events_;
+  bool detached_ = false;
+  // Both threads, under the mutex.
+  std::mutex mutex_;
+  std::deque<std::pair<Event, qint64>> queue_;
+  qint64 pendingBytes_ = 0;
+  bool posted_ = false;
+  bool overflowed_ = false;
+  bool closeOnMain_ = false;
+};
+
+LibDataChannel::LibDataChannel(rtc::scoped_refptr<webrtc::DataChannelInterface> channel)
+    : channel_(std::move(channel)),
+      label_(QString::fromStdString(channel_->label())),
+      observer_(std::make_shared<Observer>(channel_.get())) {
+  channel_->RegisterObserver(observer_.get());
+}
+
+LibDataChannel::~LibDataChannel() {
+  observer_->detach();
+  channel_->UnregisterObserver();
+  channel_->Close();
+}
+
+ChannelState LibDataChannel::state() const { return stateOf(channel_->state()); }
+
+void LibDataChannel::setEvents(Events events) { observer_->setEvents(std::move(events)); }
+
+bool LibDataChannel::send(const QByteArray& data, bool binary) {
+  const rtc::CopyOnWriteBuffer bytes(data.constData(), static_cast<size_t>(data.size()));
+  return channel_->Send(webrtc::DataBuffer(bytes, binary));
+}
+
+quint64 LibDataChannel::bufferedAmount() const { return channel_->buffered_amount(); }
+
+void LibDataChannel::close() { channel_->Close(); }
+
+}  // namespace vantora

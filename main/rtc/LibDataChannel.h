@@ -1,0 +1,33 @@
+// DataChannel over the WebRTC library. Internal to this folder.
+#pragma once
+
+#include <api/data_channel_interface.h>
+
+#include <memory>
+
+#include "main/rtc/DataChannel.h"
+
+namespace vantora {
+
+// Thread: main. State changes and messages arrive on the library's signalling thread, wait in one
+// bounded queue and are delivered on main in order.
+class LibDataChannel final : public DataChannel {
+ public:
+  explicit LibDataChannel(rtc::scoped_refptr<webrtc::DataChannelInterface> channel);
+  ~LibDataChannel() override;
+
+  QString label() const override { return label_; }
+  ChannelState state() const override;
+  void setEvents(Events events) override;
+  bool send(const QByteArray& data, bool binary) override;
+  quint64 bufferedAmount() const override;
+  void close() override;
+
+ private:
+  class Observer;
+  rtc::scoped_refptr<webrtc::DataChannelInterface> channel_;
+  QString label_;
+  std::shared_ptr<Observer> observer_;
+};
+
+}  // namespace vantora

@@ -1,0 +1,271 @@
+#include "main/rtc/LibPeerConnection.h"
+
+#include <api/jsep.h>
+
+#include "main/base/MainThread.h"
+#include "main/rtc/LibDataChannel.h"
+#include "main/rtc/LibVideoSender.h"
+#include "main/rtc/VideoTrackSource.h"
+
+namespace vantora {
+namespace {
+
+// Session descriptions and candidates of any honest peer are far below these.
+constexpr qsizetype kMaxSdpLength = 1 << 20;
+constexpr qsizetype kMaxCandidateLength = 4096;
+
+QString errorText(const webrtc::RTCError& error) {
+  const QString message = QString::fromUtf8(error.message());
+  if (!message.isEmpty()) return message;
+  return QString::fromUtf8(webrtc::ToString(error.type()));
+}
+
+std::optional<QString> errorOf(const webrtc::RTCError& error) {
+  if (error.ok()) return std::nullopt;
+  return errorText(error);
+}
+
+class OfferObserver : public webrtc::CreateSessionDescriptionObserver {
+ public:
+  explicit OfferObserver(std::function<void(QString, std::optional<QString>)> done) : done_(std::move(done)) {}
+  void OnSuccess(webrtc::SessionDescriptionInterface* description) override {
+    const std::unique_ptr<webrtc::SessionDescriptionInterface> owned(description);
+    std::string sdp;
+    owned->ToString(&sdp);
+    done_(QString::fromStdString(sdp), std::nullopt);
+  }
+  void OnFailure(webrtc::RTCError error) override { done_({}, errorText(error)); }
+
+ private:
+  std::function<void(QString, std::optional<QString>)> done_;
+};
+
+class LocalObserver : public webrtc::SetLocalDescriptionObserverInterface {
+ public:
+  explicit LocalObserver(std::function<void(webrtc::RTCError)> done) : done_(std::move(done)) {}
+  void OnSetLocalDescriptionComplete(webrtc::RTCError error) override { done_(std::move(error)); }
+
+ private:
+  std::function<void(webrtc::RTCError)> done_;
+};
+
+class RemoteObserver : public webrtc::SetRemoteDescriptionObserverInterface {
+ public:
+  explicit RemoteObserver(std::function<void(webrtc::RTCError)> done) : done_(std::move(done)) {}
+  void OnSetRemoteDescriptionComplete(webrtc::RTCError error) override { done_(std::move(error)); }
+
+ private:
+  std::function<void(webrtc::RTCError)> done_;
+};
+
+IceState iceStateOf(webrtc::PeerConnectionInterface::IceConnectionState state) {
+  using Lib = webrtc::PeerConnectionInterface;
+  switch (state) {
+    case Lib::kIceConnectionNew:
+      return IceState::fresh;
+    case Lib::kIceConnectionChecking:
+      return IceState::checking;
+    case Lib::kIceConnectionConnected:
+      return IceState::connected;
+    case Lib::kIceConnectionCompleted:
+      return IceState::completed;
+    case Lib::kIceConnectionFailed:
+      return IceState::failed;
+    case Lib::kIceConnectionDisconnected:
+      return IceState::disconnected;
+    case Lib::kIceConnectionClosed:
+      return IceState::closed;
+    case Lib::kIceConnectionMax:
+      break;
+  }
+  return IceState::count;
+}
+
+// A completion for the library: hops to main, where it is dropped once the connection is gone.
+template <typename AlivePtr>
+std::function<void(webrtc::RTCError)> hopping(std::weak_ptr<AlivePtr> alive, PeerConnection::Done done) {
+  return [alive = std::move(alive), done = std::move(done)](const webrtc::RTCError& error) {
+    postToMain([alive, done, failure = errorOf(error)] {
+      if (!alive.expired()) done(failure);
+    });
+  };
+}
+
+}  // namespace
+
+// Called on the library's signalling thread.
+class LibPeerConnection::Observer final : public webrtc::PeerConnectionObserver {
+ public:
+  explicit Observer(std::weak_ptr<Alive> alive) : alive_(std::move(alive)) {}
+
+  void OnIceConnectionChange(webrtc::PeerConnectionInterface::IceConnectionState state) override {
+    post([state = iceStateOf(state)](PeerEvents& events) {
+      if (events.iceStateChanged) events.iceStateChanged(state);
+    });
+  }
+  void OnConnectionChange(webrtc::PeerConnectionInterface::PeerConnectionState state) override {
+    if (state != webrtc::PeerConnectionInterface::PeerConnectionState::kConnected) return;
+    post([](PeerEvents& events) {
+      if (events.mediaReady) events.mediaReady();
+    });
+  }
+  void OnIceCandidate(const webrtc::IceCandidateInterface* candidate) override {
+    std::string text;
+    if (!candidate->ToString(&text)) return;
+    IceCandidate value;
+    value.candidate = QString::fromStdString(text);
+    if (!candidate->sdp_mid().empty()) value.sdpMid = QString::fromStdString(candidate->sdp_mid());
+    value.sdpMLineIndex = candidate->sdp_mline_index();
+    post([value](PeerEvents& events) {
+      if (events.candidateGenerated) events.candidateGenerated(value);
+    });
+  }
+  void OnSignalingChange(webrtc::PeerConnectionInterface::SignalingState) override {}
+  void OnIceGatheringChange(webrtc::PeerConnectionInterface::IceGatheringState) override {}
+  void OnDataChannel(rtc::scoped_refptr<webrtc::DataChannelInterface>) override {}
+
+ private:
+  template <typename Task>
+  void post(Task task) {
+    postToMain([alive = alive_, task = std::move(task)] {
+      if (const auto target = alive.lock()) task(target->events);
+    });
+  }
+  std::weak_ptr<Alive> alive_;
+};
+
+LibPeerConnection::LibPeerConnection(webrtc::PeerConnectionFactoryInterface& factory, PeerEvents events)
+    : factory_(&factory),
+      alive_(std::make_shared<Alive>(Alive{std::move(events)})),
+      observer_(std::make_unique<Observer>(alive_)) {}
+
+std::unique_ptr<LibPeerConnection> LibPeerConnection::create(webrtc::PeerConnectionFactoryInterface& factory,
+                                                             const std::vector<IceServer>& servers, PeerEvents events) {
+  webrtc::PeerConnectionInterface::RTCConfiguration configuration;
+  configuration.sdp_semantics = webrtc::SdpSemantics::kUnifiedPlan;
+  for (const IceServer& server : servers) {
+    webrtc::PeerConnectionInterface::IceServer entry;
+    entry.urls.push_back(server.url.toStdString());
+    if (server.username) entry.username = server.username->toStdString();
+    if (server.credential) entry.password = server.credential->toStdString();
+    configuration.servers.push_back(std::move(entry));
+  }
+  std::unique_ptr<LibPeerConnection> peer(new LibPeerConnection(factory, std::move(events)));
+  webrtc::PeerConnectionDependencies dependencies(peer->observer_.get());
+  auto result = factory.CreatePeerConnectionOrError(configuration, std::move(dependencies));
+  if (!result.ok()) return nullptr;
+  peer->connection_ = result.MoveValue();
+  return peer;
+}
+
+LibPeerConnection::~LibPeerConnection() { close(); }
+
+SignalingState LibPeerConnection::signalingState() const {
+  using Lib = webrtc::PeerConnectionInterface;
+  switch (connection_->signaling_state()) {
+    case Lib::kStable:
+      return SignalingState::stable;
+    case Lib::kHaveLocalOffer:
+      return SignalingState::haveLocalOffer;
+    case Lib::kHaveLocalPrAnswer:
+      return SignalingState::haveLocalPrAnswer;
+    case Lib::kHaveRemoteOffer:
+      return SignalingState::haveRemoteOffer;
+    case Lib::kHaveRemotePrAnswer:
+      return SignalingState::haveRemotePrAnswer;
+    case Lib::kClosed:
+      break;
+  }
+  return SignalingState::closed;
+}
+
+bool LibPeerConnection::hasRemoteDescription() const { return connection_->remote_description() != nullptr; }
+
+void LibPeerConnection::createOffer(const OfferOptions& options, OfferDone done) {
+  webrtc::PeerConnectionInterface::RTCOfferAnswerOptions libOptions;
+  libOptions.offer_to_receive_video = options.receiveVideo ? 1 : 0;
+  libOptions.offer_to_receive_audio = options.receiveAudio ? 1 : 0;
+  const auto observer = rtc::make_ref_counted<OfferObserver>(
+      [alive = std::weak_ptr(alive_), done = std::move(done)](QString sdp, std::optional<QString> error) {
+        postToMain([alive, done, sdp = std::move(sdp), error = std::move(error)] {
+          if (!alive.expired()) done(sdp, error);
+        });
+      });
+  connection_->CreateOffer(observer.get(), libOptions);
+}
+
+void LibPeerConnection::setLocalOffer(const QString& sdp, Done done) {
+  webrtc::SdpParseError parseError;
+  auto description = webrtc::CreateSessionDescription(webrtc::SdpType::kOffer, sdp.toStdString(), &parseError);
+  const auto hop = hopping(std::weak_ptr(alive_), std::move(done));
+  if (!description) {
+    hop(webrtc::RTCError(webrtc::RTCErrorType::SYNTAX_ERROR, parseError.description));
+    return;
+  }
+  connection_->SetLocalDescription(std::move(description), rtc::make_ref_counted<LocalObserver>(hop));
+}
+
+void LibPeerConnection::setRemoteAnswer(const QString& sdp, Done done) {
+  const auto hop = hopping(std::weak_ptr(alive_), std::move(done));
+  if (sdp.size() > kMaxSdpLength) {
+    hop(webrtc::RTCError(webrtc::RTCErrorType::SYNTAX_ERROR, "session description too long"));
+    return;
+  }
+  webrtc::SdpParseError parseError;
+  auto description = webrtc::CreateSessionDescription(webrtc::SdpType::kAnswer, sdp.toStdString(), &parseError);
+  if (!description) {
+    hop(webrtc::RTCError(webrtc::RTCErrorType::SYNTAX_ERROR,
+                         parseError.description.empty() ? "not a session description" : parseError.description));
+    return;
+  }
+  connection_->SetRemoteDescription(std::move(description), rtc::make_ref_counted<RemoteObserver>(hop));
+}
+
+void LibPeerConnection::addCandidate(const IceCandidate& candidate, Done done) {
+  const auto hop = hopping(std::weak_ptr(alive_), std::move(done));
+  std::unique_ptr<webrtc::IceCandidateInterface> parsed;
+  webrtc::SdpParseError parseError;
+  // A negative index without a mid trips a check inside the library instead of failing.
+  if (candidate.candidate.size() <= kMaxCandidateLength && candidate.sdpMLineIndex >= 0) {
+    parsed.reset(webrtc::CreateIceCandidate(candidate.sdpMid.value_or(QString()).toStdString(), candidate.sdpMLineIndex,
+                                            candidate.candidate.toStdString(), &parseError));
+  }
+  if (!parsed) {
+    hop(webrtc::RTCError(webrtc::RTCErrorType::SYNTAX_ERROR,
+                         parseError.description.empty() ? "not a candidate" : parseError.description));
+    return;
+  }
+  connection_->AddIceCandidate(std::move(parsed), hop);
+}
+
+std::unique_ptr<DataChannel> LibPeerConnection::createDataChannel(const QString& label,
+                                                                  const DataChannelConfig& config) {
+  webrtc::DataChannelInit init;
+  init.ordered = config.ordered;
+  if (config.maxPacketLifeTimeMs) init.maxRetransmitTime = *config.maxPacketLifeTimeMs;
+  auto result = connection_->CreateDataChannelOrError(label.toStdString(), &init);
+  if (!result.ok()) return nullptr;
+  return std::make_unique<LibDataChannel>(result.MoveValue());
+}
+
+std::unique_ptr<VideoSender> LibPeerConnection::addVideoTransceiver(VideoTrackSource& source) {
+  webrtc::RtpTransceiverInit init;
+  init.direction = webrtc::RtpTransceiverDirection::kSendOnly;
+  const auto track = factory_->CreateVideoTrack(kVideoTrackId, source.native());
+  auto result = connection_->AddTransceiver(track, init);
+  if (!result.ok()) return nullptr;
+  return std::make_unique<LibVideoSender>(factory_, result.value()->sender());
+}
+
+bool LibPeerConnection::restartIce() {
+  connection_->RestartIce();
+  return true;
+}
+
+void LibPeerConnection::close() {
+  if (!alive_) return;
+  alive_.reset();  // Everything still on its way to main is dropped there.
+  if (connection_) connection_->Close();
+}
+
+}  // namespace vantora

@@ -1,0 +1,45 @@
+// PeerConnection over the WebRTC library. Internal to this folder (it shows the library's types).
+#pragma once
+
+#include <api/peer_connection_interface.h>
+
+#include "main/rtc/PeerConnection.h"
+
+namespace vantora {
+
+// Thread: main. The library's callbacks arrive on its signalling thread; they copy what they
+// carry and post it to main, where `alive_` tells whether this object still wants it.
+class LibPeerConnection final : public PeerConnection {
+ public:
+  // None when the library refuses the configuration.
+  static std::unique_ptr<LibPeerConnection> create(webrtc::PeerConnectionFactoryInterface& factory,
+                                                   const std::vector<IceServer>& servers, PeerEvents events);
+  ~LibPeerConnection() override;
+
+  SignalingState signalingState() const override;
+  bool hasRemoteDescription() const override;
+  void createOffer(const OfferOptions& options, OfferDone done) override;
+  void setLocalOffer(const QString& sdp, Done done) override;
+  void setRemoteAnswer(const QString& sdp, Done done) override;
+  void addCandidate(const IceCandidate& candidate, Done done) override;
+  std::unique_ptr<DataChannel> createDataChannel(const QString& label, const DataChannelConfig& config) override;
+  std::unique_ptr<VideoSender> addVideoTransceiver(VideoTrackSource& source) override;
+  bool restartIce() override;
+  void close() override;
+
+ private:
+  class Observer;
+  // What callbacks in flight share with this object; cleared when it is closed. Main thread.
+  struct Alive {
+    PeerEvents events;
+  };
+
+  LibPeerConnection(webrtc::PeerConnectionFactoryInterface& factory, PeerEvents events);
+
+  rtc::scoped_refptr<webrtc::PeerConnectionFactoryInterface> factory_;
+  std::shared_ptr<Alive> alive_;
+  std::unique_ptr<Observer> observer_;
+  rtc::scoped_refptr<webrtc::PeerConnectionInterface> connection_;
+};
+
+}  // namespace vantora

@@ -1,0 +1,104 @@
+#include "main/rtc/WebRtcRuntime.h"
+
+#include <api/audio_codecs/audio_decoder_factory.h>
+#include <api/audio_codecs/audio_encoder_factory.h>
+#include <api/call/call_factory_interface.h>
+#include <api/field_trials.h>
+#include <api/peer_connection_interface.h>
+#include <api/task_queue/default_task_queue_factory.h>
+#include <api/video_codecs/builtin_video_decoder_factory.h>
+#include <api/video_codecs/builtin_video_encoder_factory.h>
+#include <media/engine/webrtc_media_engine.h>
+#include <modules/audio_device/include/audio_device.h>
+#include <rtc_base/logging.h>
+#include <rtc_base/ssl_adapter.h>
+#include <rtc_base/thread.h>
+
+#include "main/rtc/LibPeerConnection.h"
+
+namespace vantora {
+namespace {
+
+// Asks the viewer to show each frame as soon as it is decoded: a supporter watches a pointer, not
+// a film. (A trial string must not hold "//": the library aborts on it.)
+constexpr const char* kFieldTrials = "WebRTC-ForceSendPlayoutDelay/min_ms:0,max_ms:0/";
+
+// The session never negotiates audio: factories that know no codec keep the library's audio half
+// from loading anything.
+class NoAudioEncoders : public webrtc::AudioEncoderFactory {
+ public:
+  std::vector<webrtc::AudioCodecSpec> GetSupportedEncoders() override { return {}; }
+  absl::optional<webrtc::AudioCodecInfo> QueryAudioEncoder(const webrtc::SdpAudioFormat&) override { return {}; }
+  std::unique_ptr<webrtc::AudioEncoder> MakeAudioEncoder(int, const webrtc::SdpAudioFormat&,
+                                                         absl::optional<webrtc::AudioCodecPairId>) override {
+    return nullptr;
+  }
+};
+
+class NoAudioDecoders : public webrtc::AudioDecoderFactory {
+ public:
+  std::vector<webrtc::AudioCodecSpec> GetSupportedDecoders() override { return {}; }
+  bool IsSupportedDecoder(const webrtc::SdpAudioFormat&) override { return false; }
+  std::unique_ptr<webrtc::AudioDecoder> MakeAudioDecoder(const webrtc::SdpAudioFormat&,
+                                                         absl::optional<webrtc::AudioCodecPairId>) override {
+    return nullptr;
+  }
+};
+
+class WebRtcRuntime final : public PeerConnectionFactory {
+ public:
+  WebRtcRuntime()
+      : network_(rtc::Thread::CreateWithSocketServer()),
+        worker_(rtc::Thread::Create()),
+        signalling_(rtc::Thread::Create()) {
+    rtc::LogMessage::LogToDebug(rtc::LS_NONE);  // Standard error belongs to the program's own log.
+    rtc::LogMessage::SetLogToStderr(false);
+    rtc::InitializeSSL();
+    network_->SetName("rtc-network", nullptr);
+    worker_->SetName("rtc-worker", nullptr);
+    signalling_->SetName("rtc-signalling", nullptr);
+    network_->Start();
+    worker_->Start();
+    signalling_->Start();
+
+    webrtc::PeerConnectionFactoryDependencies dependencies;
+    dependencies.network_thread = network_.get();
+    dependencies.worker_thread = worker_.get();
+    dependencies.signaling_thread = signalling_.get();
+    dependencies.task_queue_factory = webrtc::CreateDefaultTaskQueueFactory();
+    dependencies.call_factory = webrtc::CreateCallFactory();
+    dependencies.trials = std::make_unique<webrtc::FieldTrials>(kFieldTrials);
+
+    cricket::MediaEngineDependencies media;
+    media.task_queue_factory = dependencies.task_queue_factory.get();
+    media.trials = dependencies.trials.get();
+    media.adm = worker_->BlockingCall([&] {
+      return webrtc::AudioDeviceModule::Create(webrtc::AudioDeviceModule::kDummyAudio, media.task_queue_factory);
+    });
+    media.audio_encoder_factory = rtc::make_ref_counted<NoAudioEncoders>();
+    media.audio_decoder_factory = rtc::make_ref_counted<NoAudioDecoders>();
+    media.video_encoder_factory = webrtc::CreateBuiltinVideoEncoderFactory();
+    media.video_decoder_factory = webrtc::CreateBuiltinVideoDecoderFactory();
+    dependencies.media_engine = cricket::CreateMediaEngine(std::move(media));
+    factory_ = webrtc::CreateModularPeerConnectionFactory(std::move(dependencies));
+  }
+
+  std::unique_ptr<PeerConnection> createPeerConnection(const std::vector<IceServer>& servers,
+                                                       PeerEvents events) override {
+    if (!factory_) return nullptr;
+    return LibPeerConnection::create(*factory_, servers, std::move(events));
+  }
+
+ private:
+  // Teardown order: the factory first, then the threads it uses.
+  std::unique_ptr<rtc::Thread> network_;
+  std::unique_ptr<rtc::Thread> worker_;
+  std::unique_ptr<rtc::Thread> signalling_;
+  rtc::scoped_refptr<webrtc::PeerConnectionFactoryInterface> factory_;
+};
+
+}  // namespace
+
+std::unique_ptr<PeerConnectionFactory> makeWebRtcRuntime() { return std::make_unique<WebRtcRuntime>(); }
+
+}  // namespace vantora
