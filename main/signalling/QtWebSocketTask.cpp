@@ -1,0 +1,165 @@
+#include "main/signalling/QtWebSocketTask.h"
+
+#include <QNetworkProxy>
+
+#include "main/base/MainThread.h"
+
+using namespace Qt::Literals::StringLiterals;
+
+namespace vantora {
+namespace {
+
+// Beyond a full message: frame heads, and what one read brings along.
+constexpr qint64 kReadBufferReserve = 64 * 1024;
+// Reasons come from the server in part; one log line must stay one line.
+constexpr qsizetype kLongestReason = 200;
+
+QString oneLine(const QString& reason) {
+  const QString line = reason.simplified().left(kLongestReason);
+  return line.isEmpty() ? u"unknown error"_s : line;
+}
+
+}  // namespace
+
+template <typename Callback, typename... Args>
+void QtWebSocketTask::emitEvent(const std::shared_ptr<Shared>& shared, const Callback& callback, const Args&... args) {
+  if (!callback) return;
+  const std::shared_ptr<Shared> keepAlive = shared;
+  ++keepAlive->depth;
+  callback(args...);
+  --keepAlive->depth;
+}
+
+QtWebSocketTask::QtWebSocketTask(QUrl url, Events events, Scheduler& scheduler, Limits limits)
+    : url_(std::move(url)), scheduler_(scheduler), limits_(limits), shared_(std::make_shared<Shared>()) {
+  shared_->events = std::move(events);
+  shared_->task = this;
+}
+
+QtWebSocketTask::~QtWebSocketTask() {
+  affinity_.check("QtWebSocketTask::~QtWebSocketTask");
+  shared_->task = nullptr;
+  dropSocket();
+}
+
+void QtWebSocketTask::resume() {
+  affinity_.check("QtWebSocketTask::resume");
+  if (state_ != State::Idle) return;
+  state_ = State::Connecting;
+  socket_ = std::make_unique<QWebSocket>();
+  socket_->setProxy(QNetworkProxy::NoProxy);
+  const auto longest = static_cast<quint64>(limits_.incomingBytes);
+  socket_->setMaxAllowedIncomingMessageSize(longest);
+  socket_->setMaxAllowedIncomingFrameSize(longest);
+  connectSignals();
+  handshakeTimer_ = scheduler_.after(limits_.handshake, [this] { fail(u"The server does not answer."_s); });
+  socket_->open(url_);
+  // Only a socket that is being opened takes the size. It bounds a server that sends a handshake or a
+  // frame head without end; a frame is handed over once it is complete, so the longest must fit.
+  socket_->setReadBufferSize(limits_.incomingBytes + kReadBufferReserve);
+}
+
+void QtWebSocketTask::connectSignals() {
+  QWebSocket* socket = socket_.get();
+  QObject::connect(socket, &QWebSocket::connected, socket, [this] { opened(); });
+  QObject::connect(socket, &QWebSocket::textMessageReceived, socket, [this](const QString& text) {
+    if (state_ != State::Open) return;
+    pingUnanswered_ = false;
+    emitEvent(shared_, shared_->events.text, text);
+  });
+  QObject::connect(socket, &QWebSocket::binaryMessageReceived, socket, [this](const QByteArray& bytes) {
+    if (state_ != State::Open) return;
+    pingUnanswered_ = false;
+    emitEvent(shared_, shared_->events.binary, bytes);
+  });
+  QObject::connect(socket, &QWebSocket::pong, socket, [this] { pingUnanswered_ = false; });
+  QObject::connect(socket, qOverload<QAbstractSocket::SocketError>(&QWebSocket::error), socket,
+                   [this] { fail(socket_->errorString()); });
+  QObject::connect(socket, &QWebSocket::disconnected, socket, [this] { fail(closeText()); });
+}
+
+QString QtWebSocketTask::closeText() const {
+  const QString reason = socket_->closeReason();
+  const QString code = QString::number(static_cast<int>(socket_->closeCode()));
+  return u"The connection was closed, code "_s + code + (reason.isEmpty() ? QString() : u": "_s + reason);
+}
+
+void QtWebSocketTask::opened() {
+  if (state_ != State::Connecting) return;
+  state_ = State::Open;
+  handshakeTimer_.reset();
+  pingTimer_ = scheduler_.every(limits_.pingPeriod, limits_.pingPeriod, [this] { checkAlive(); });
+  const std::shared_ptr<Shared> shared = shared_;
+  QQueue<QString> texts = std::exchange(waiting_, {});
+  waitingBytes_ = 0;
+  while (!texts.isEmpty() && shared->task && state_ == State::Open) transmit(texts.dequeue());
+}
+
+void QtWebSocketTask::send(const QString& text) {
+  affinity_.check("QtWebSocketTask::send");
+  if (state_ == State::Failed) return reportSendError(failure_);
+  if (state_ == State::Open) return transmit(text);
+  const qint64 bytes = text.size() * static_cast<qint64>(sizeof(QChar));
+  if (waiting_.size() >= limits_.waitingMessages || waitingBytes_ + bytes > limits_.waitingBytes) {
+    return reportSendError(u"Too much is waiting for the connection to open."_s);
+  }
+  waiting_.enqueue(text);
+  waitingBytes_ += bytes;
+}
+
+void QtWebSocketTask::transmit(const QString& text) {
+  if (socket_->bytesToWrite() + text.size() > limits_.waitingBytes) {
+    return reportSendError(u"Too much is waiting for the network."_s);
+  }
+  if (socket_->sendTextMessage(text) == 0) reportSendError(socket_->errorString());
+}
+
+void QtWebSocketTask::reportSendError(const QString& reason) {
+  emitEvent(shared_, shared_->events.sendError, oneLine(reason));
+}
+
+void QtWebSocketTask::checkAlive() {
+  if (pingUnanswered_) return fail(u"The server does not answer."_s);
+  pingUnanswered_ = true;
+  socket_->ping();
+}
+
+void QtWebSocketTask::fail(const QString& reason) {
+  if (state_ == State::Failed) return;
+  state_ = State::Failed;
+  failure_ = oneLine(reason);
+  handshakeTimer_.reset();
+  pingTimer_.reset();
+  const qsizetype undelivered = waiting_.size();
+  waiting_.clear();
+  // The socket may be in the middle of its own work, even inside open().
+  postToMain([weak = std::weak_ptr<Shared>(shared_), reason = failure_, undelivered] {
+    if (const auto shared = weak.lock(); shared && shared->task) shared->task->reportFailure(reason, undelivered);
+  });
+}
+
+void QtWebSocketTask::reportFailure(const QString& reason, qsizetype undelivered) {
+  dropSocket();
+  const std::shared_ptr<Shared> shared = shared_;
+  for (qsizetype i = 0; i < undelivered && shared->task; ++i) emitEvent(shared, shared->events.sendError, reason);
+  if (shared->task) emitEvent(shared, shared->events.receiveError, reason);
+}
+
+void QtWebSocketTask::dropSocket() {
+  if (!socket_) return;
+  socket_->disconnect();
+  // Inside a callback the socket is still on the stack.
+  if (shared_->depth > 0) {
+    socket_.release()->deleteLater();
+  } else {
+    socket_.reset();
+  }
+}
+
+WebSocketTaskFactory qtWebSocketTasks(Scheduler& scheduler) {
+  return [&scheduler](const QUrl& url, WebSocketTask::Events events) {
+    return std::make_unique<QtWebSocketTask>(url, std::move(events), scheduler, QtWebSocketTask::Limits{});
+  };
+}
+
+}  // namespace vantora

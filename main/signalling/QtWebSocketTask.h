@@ -1,0 +1,82 @@
+// WebSocket connections through Qt.
+#pragma once
+
+#include <QQueue>
+#include <QWebSocket>
+#include <chrono>
+#include <memory>
+
+#include "main/base/Scheduler.h"
+#include "main/base/ThreadAffinity.h"
+#include "main/signalling/WebSocketTask.h"
+
+namespace vantora {
+
+// Purpose: the WebSocketTask over a QWebSocket, with an end to everything that could wait or grow for
+// ever. Thread: main. Owner: see WebSocketTask. Connects directly, without any proxy, as the media
+// does. TLS certificates are verified against the system's authorities.
+class QtWebSocketTask final : public WebSocketTask {
+ public:
+  struct Limits {
+    // From resume() until the connection is open.
+    std::chrono::milliseconds handshake{30'000};
+    // A ping goes out this often; a server from which nothing came until the next one is dead.
+    std::chrono::milliseconds pingPeriod{20'000};
+    // Longest message taken from the server; a longer one breaks the connection.
+    qint64 incomingBytes = 4 * 1024 * 1024;
+    // Messages that wait for the connection to open, and bytes that wait in it or for the network.
+    qsizetype waitingMessages = 256;
+    qint64 waitingBytes = 4 * 1024 * 1024;
+  };
+
+  // `scheduler` must outlive the task.
+  QtWebSocketTask(QUrl url, Events events, Scheduler& scheduler, Limits limits);
+  ~QtWebSocketTask() override;
+  QtWebSocketTask(const QtWebSocketTask&) = delete;
+  QtWebSocketTask& operator=(const QtWebSocketTask&) = delete;
+
+  void resume() override;
+  void send(const QString& text) override;
+
+ private:
+  enum class State { Idle, Connecting, Open, Failed };
+
+  // What outlives the task while one of its callbacks is running.
+  struct Shared {
+    Events events;
+    QtWebSocketTask* task = nullptr;  // Null once destroyed.
+    int depth = 0;                    // Callbacks that are running.
+  };
+
+  template <typename Callback, typename... Args>
+  static void emitEvent(const std::shared_ptr<Shared>& shared, const Callback& callback, const Args&... args);
+
+  void connectSignals();
+  void opened();
+  void transmit(const QString& text);
+  void reportSendError(const QString& reason);
+  void checkAlive();
+  void fail(const QString& reason);
+  void reportFailure(const QString& reason, qsizetype undelivered);
+  void dropSocket();
+  QString closeText() const;
+
+  ThreadAffinity affinity_;
+  const QUrl url_;
+  Scheduler& scheduler_;
+  const Limits limits_;
+  std::shared_ptr<Shared> shared_;
+  State state_ = State::Idle;
+  QQueue<QString> waiting_;
+  qint64 waitingBytes_ = 0;
+  bool pingUnanswered_ = false;
+  QString failure_;
+  std::unique_ptr<QWebSocket> socket_;
+  std::unique_ptr<Timer> handshakeTimer_;
+  std::unique_ptr<Timer> pingTimer_;
+};
+
+// Makes tasks with the default limits. `scheduler` must outlive the factory and its tasks.
+[[nodiscard]] WebSocketTaskFactory qtWebSocketTasks(Scheduler& scheduler);
+
+}  // namespace vantora

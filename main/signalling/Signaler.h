@@ -1,0 +1,64 @@
+// The host's line to the signalling server.
+#pragma once
+
+#include <QString>
+#include <functional>
+#include <memory>
+#include <optional>
+
+#include "main/base/Json.h"
+#include "main/base/Scheduler.h"
+#include "main/base/ThreadAffinity.h"
+#include "main/signalling/SignalingUrl.h"
+#include "main/signalling/WebSocketTask.h"
+
+namespace vantora {
+
+// Purpose: joins the room as the host, hands every incoming JSON object on, and connects again with a
+// growing delay after a receive error. Thread: main. Owner: Host, for the life of the process.
+class Signaler {
+ public:
+  struct Settings {
+    SignalingUrl url;
+    QString room;
+    // The access token of the server; asked anew at each connect, none or empty means without.
+    std::function<std::optional<QString>()> tokenLookup;
+  };
+
+  // Logs the URL and calls connect(). `scheduler` and what `makeTask` needs must outlive this object.
+  Signaler(Settings settings, Scheduler& scheduler, WebSocketTaskFactory makeTask);
+  ~Signaler();
+  Signaler(const Signaler&) = delete;
+  Signaler& operator=(const Signaler&) = delete;
+
+  // Makes a new connection in place of the present one, sends "join" on it and calls `onOpen`, all
+  // before the connection is open.
+  void connect();
+
+  // Sends one message as a text frame. False when there is no connection to hand it to; true says
+  // that it was handed over, not that it arrived. An error while sending is only logged.
+  bool send(const JsonObject& message);
+
+  // Called for each incoming JSON object. May be exchanged, and may destroy the Signaler.
+  std::function<void(const JsonObject&)> onMessage;
+  // Called at the end of each connect(); the first one runs inside the constructor and so finds it
+  // empty.
+  std::function<void()> onOpen;
+
+ private:
+  WebSocketTask::Events eventsOfNextTask();
+  void receive(const QString& text);
+  void scheduleReconnect();
+
+  ThreadAffinity affinity_;
+  const Settings settings_;
+  Scheduler& scheduler_;
+  const WebSocketTaskFactory makeTask_;
+  // Seconds until the next reconnect. Grows for the life of the process, a success does not reset it.
+  double backoff_;
+  // Destroyed before what is above: a task's callbacks use it.
+  std::unique_ptr<WebSocketTask> task_;
+  std::unique_ptr<Timer> reconnectTimer_;
+};
+
+}  // namespace vantora

@@ -1,0 +1,22 @@
+// What tells this machine from others.
+#pragma once
+
+#include <QString>
+#include <optional>
+
+namespace vantora {
+
+// Purpose: stable names of the machine. Thread: main. Owner: whoever chooses the room at start.
+// An ability that the machine lacks is none, never an empty text.
+class MachineIdentity {
+ public:
+  virtual ~MachineIdentity() = default;
+
+  // An identifier that stays the same for the life of the installation. Not for showing or sending:
+  // only hashes of it leave the machine.
+  [[nodiscard]] virtual std::optional<QString> hardwareUuid() const = 0;
+  // The machine's name as its user knows it.
+  [[nodiscard]] virtual std::optional<QString> localizedHostName() const = 0;
+};
+
+}  // namespace vantora
