@@ -1,0 +1,50 @@
+# Everything a person or CI runs. The work is done by scripts/; see CONTRIBUTING.md.
+.DEFAULT_GOAL := build
+.PHONY: run test build bench lint fuzz format clean install help
+
+JOBS ?= $(shell nproc)
+export JOBS
+
+help:           ## this list
+	@sed -n 's/^\([a-z]*\):[a-z ]*## */make \1\t/p' $(MAKEFILE_LIST) | expand -t 16
+
+build:          ## build build/release/vantora-host and everything beside it
+	@scripts/install-packages build
+	@scripts/build release
+	@echo "make build: built build/release/vantora-host"
+
+run:            ## build, then start a room server and the host and print the address for the viewer
+	@scripts/install-packages build run
+	@scripts/build release vantora-host vantora-room-server
+	@scripts/run
+	@echo "make run: ended"
+
+test:           ## all tests, again under the sanitizers, and the fuzz targets (STAGES="unit x11" for some)
+	@scripts/install-packages build run test
+	@scripts/test $(STAGES)
+
+fuzz:           ## the fuzz targets only, FUZZ_SECONDS each (30)
+	@scripts/install-packages build test
+	@scripts/test fuzz
+
+bench:          ## the benchmarks, figures beside their aims, kept in build/bench/results.json
+	@scripts/install-packages build run bench
+	@scripts/bench
+	@echo "make bench: figures in build/bench/results.json"
+
+lint:           ## format, clang-tidy, shell, JavaScript and word checks (FILES="a.cpp b.h" for some)
+	@scripts/install-packages build lint
+	@scripts/lint $(FILES)
+
+format:         ## clang-format every C++ file in place
+	@scripts/install-packages lint
+	@git ls-files '*.cpp' '*.h' | xargs -r clang-format -i
+	@echo "make format: formatted"
+
+install: build  ## install under PREFIX (/usr/local), below DESTDIR if set
+	@cmake --install build/release --prefix "$(or $(PREFIX),/usr/local)" >/dev/null
+	@echo "make install: installed under $(DESTDIR)$(or $(PREFIX),/usr/local)"
+
+clean:          ## remove everything that was built
+	@rm -rf build
+	@echo "make clean: removed build"
