@@ -1,0 +1,23 @@
+// The companion's room server, on a free port.
+import { join } from 'node:path';
+import { Child } from './child.mjs';
+import { build } from './paths.mjs';
+
+export class RoomServer {
+  static async start({ port = 0, listen = '127.0.0.1' } = {}) {
+    const child = new Child(join(build, 'vantora-room-server'), ['--port', String(port), '--listen', listen]);
+    const [, address] = await child.line(/listening on (http:\/\/\S+)/);
+    return new RoomServer(child, address);
+  }
+
+  constructor(child, address) {
+    this.child = child;
+    this.address = address;
+    this.signalUrl = address.replace(/^http/, 'ws');
+    this.port = Number(new URL(address).port);
+  }
+
+  end() {
+    return this.child.end();
+  }
+}

@@ -1,0 +1,113 @@
+// One test's session: screen, room server, host and browser, taken down in the opposite order whatever happens.
+import { mkdir, writeFile } from 'node:fs/promises';
+import { join } from 'node:path';
+import { Browser } from './browser.mjs';
+import { Host } from './host.mjs';
+import { labAddress } from './netns.mjs';
+import { build } from './paths.mjs';
+import { RoomServer } from './room-server.mjs';
+import { openBare, openViewer } from './viewer.mjs';
+import { Xvfb } from './xvfb.mjs';
+
+let count = 0;
+
+/// Starts what `want` names and hands it to `body`. `t` is the test's context; on a failure the host's log and a
+/// picture of each page are kept in build/results/e2e-failures.
+export async function withSession(t, want, body) {
+  const session = new Session(t.name, want);
+  try {
+    await session.start();
+    return await body(session);
+  } catch (error) {
+    await session.keepEvidence().catch(() => {});
+    throw error;
+  } finally {
+    await session.end();
+  }
+}
+
+export class Session {
+  constructor(name, { screen = '1280x720', host = {}, autoShare = true, hostNow = true, browserNow = true } = {}) {
+    labAddress();
+    this.name = name;
+    this.want = { screen, host, autoShare, hostNow, browserNow };
+    this.room = `room-${process.pid}-${++count}`;
+    this.browsers = [];
+    this.pages = [];
+    this.hosts = [];
+    this.others = [];
+  }
+
+  async start() {
+    if (this.want.screen) this.screen = await Xvfb.start({ size: this.want.screen });
+    this.server = await RoomServer.start();
+    await Promise.all([this.want.hostNow && this.startHost(), this.want.browserNow && this.startBrowser()]);
+  }
+
+  /// The environment of a host of this session.
+  hostEnvironment() {
+    const { screen, autoShare, host } = this.want;
+    const size = this.screen ? { WIDTH: String(this.screen.width), HEIGHT: String(this.screen.height) } : {};
+    return {
+      ...(screen ? this.screen.env : { QT_QPA_PLATFORM: 'offscreen' }),
+      ...size,
+      SIGNAL_URL: this.server.signalUrl,
+      ROOM: this.room,
+      ...(autoShare ? { SHARE_AUTO: '1' } : {}),
+      ...host.env,
+    };
+  }
+
+  async startHost(more = {}) {
+    const { env: _, ...rest } = this.want.host;
+    this.host = await Host.start({ ...rest, ...more, env: { ...this.hostEnvironment(), ...more.env } });
+    this.hosts.push(this.host);
+    await this.host.pin();
+    return this.host;
+  }
+
+  async startBrowser(options) {
+    const browser = await Browser.start(options);
+    this.browsers.push(browser);
+    this.browser ??= browser;
+    return browser;
+  }
+
+  async viewer(browser = this.browser) {
+    const page = await openViewer(browser, this.server, this.room);
+    this.pages.push(page);
+    return page;
+  }
+
+  async bare(browser = this.browser) {
+    const page = await openBare(browser, this.server, this.room);
+    this.pages.push(page);
+    return page;
+  }
+
+  /// Ends `child` (anything with end()) with the session.
+  keep(child) {
+    this.others.push(child);
+    return child;
+  }
+
+  async keepEvidence() {
+    const directory = join(build, '../results/e2e-failures', this.name.replace(/[^A-Za-z0-9]+/g, '-'));
+    await mkdir(directory, { recursive: true });
+    for (const [index, host] of this.hosts.entries()) {
+      await writeFile(join(directory, `host${index}.log`), host.child.text().join('\n'));
+    }
+    for (const [index, page] of this.pages.entries()) {
+      await writeFile(join(directory, `page${index}.log`), page.said.join('\n'));
+      await page.screenshot({ path: join(directory, `page${index}.png`), timeout: 3000 }).catch(() => {});
+    }
+  }
+
+  async end() {
+    for (const browser of this.browsers) await browser.end();
+    for (const other of this.others.reverse()) await other.end();
+    for (const host of this.hosts) await host.end();
+    await this.server?.end();
+    await this.screen?.end();
+  }
+}

@@ -1,0 +1,126 @@
+// What a test does with a viewer's page: the companion's own, and the plain one of page/bare.html.
+import { readFile } from 'node:fs/promises';
+import { join } from 'node:path';
+import { here } from './paths.mjs';
+import { until } from './wait.mjs';
+
+/// Opens the companion's viewer page for a room.
+export async function openViewer(browser, server, room) {
+  const page = await browser.page();
+  await page.goto(`${server.address}/?room=${encodeURIComponent(room)}`);
+  return page;
+}
+
+/// Opens the plain viewer: served at the room server's address, so that it needs no other.
+export async function openBare(browser, server, room) {
+  const page = await browser.page();
+  for (const [name, contentType] of [['bare.html', 'text/html'], ['bare.mjs', 'text/javascript']]) {
+    const body = await readFile(join(here, 'page', name), 'utf8');
+    await page.route(`${server.address}/${name}*`, (route) => route.fulfill({ body, contentType }));
+  }
+  await page.goto(`${server.address}/bare.html?room=${encodeURIComponent(room)}`);
+  return page;
+}
+
+/// Waits until the page says that it is connected.
+export async function connected(page, { deadline = 10000 } = {}) {
+  await until(() => page.evaluate(() => document.body.dataset.connection === 'connected'), {
+    deadline,
+    what: `the page to connect (${page.said.slice(-5).join(' | ')})`,
+  });
+}
+
+/// Colours of the picture at normalised places: [[x, y], ...] to [[red, green, blue], ...]; null before any frame.
+export function colours(page, places) {
+  return page.evaluate((places) => {
+    const video = [...document.querySelectorAll('video')].find((each) => each.videoWidth > 0 && each.readyState >= 2);
+    if (!video) return null;
+    const canvas = new OffscreenCanvas(video.videoWidth, video.videoHeight);
+    const context = canvas.getContext('2d', { willReadFrequently: true });
+    context.drawImage(video, 0, 0);
+    return places.map(([x, y]) => {
+      const at = [Math.min(x * canvas.width, canvas.width - 1), Math.min(y * canvas.height, canvas.height - 1)];
+      return [...context.getImageData(Math.floor(at[0]), Math.floor(at[1]), 1, 1).data.slice(0, 3)];
+    });
+  }, places);
+}
+
+/// "#rrggbb" to [red, green, blue].
+export function rgb(hex) {
+  return [1, 3, 5].map((at) => Number.parseInt(hex.slice(at, at + 2), 16));
+}
+
+export function near(colour, wanted, tolerance = 24) {
+  return colour.every((value, index) => Math.abs(value - wanted[index]) <= tolerance);
+}
+
+/// Waits until the picture shows a colour at a place.
+export async function shows(page, hex, { place = [0.5, 0.5], deadline = 5000 } = {}) {
+  let seen = null;
+  await until(
+    async () => {
+      seen = await colours(page, [place]);
+      return seen && near(seen[0], rgb(hex));
+    },
+    { deadline, what: `${hex} in the picture` },
+  ).catch((error) => {
+    throw new Error(`${error.message}; it shows ${JSON.stringify(seen)}`);
+  });
+}
+
+/// Frames the page's video element has shown so far.
+export function framesShown(page) {
+  return page.evaluate(() =>
+    Math.max(0, ...[...document.querySelectorAll('video')].map((each) => each.getVideoPlaybackQuality().totalVideoFrames)));
+}
+
+/// The plain viewer's side of the control channels.
+export class BareControl {
+  constructor(page) {
+    this.page = page;
+  }
+
+  /// Waits until both channels are open.
+  async open({ deadline = 10000 } = {}) {
+    await until(
+      () => this.page.evaluate(() => ['control', 'control_reliable'].every((label) => bare.channels[label]?.readyState === 'open')),
+      { deadline, what: 'both control channels' },
+    );
+    return this;
+  }
+
+  send(message, label = 'control_reliable') {
+    return this.page.evaluate(([message, label]) => bare.send(message, label), [message, label]);
+  }
+
+  /// Messages of one type heard so far, oldest first, each as {label, message}.
+  heard(type) {
+    return this.page.evaluate((type) => bare.messages.filter(({ message }) => message.type === type), type);
+  }
+
+  /// Sends a message and waits for the next one of a type; resolves to that message.
+  async ask(message, type, { label, deadline = 5000 } = {}) {
+    const before = (await this.heard(type)).length;
+    await this.send(message, label);
+    const heard = await until(async () => {
+      const all = await this.heard(type);
+      return all.length > before && all;
+    }, { deadline, what: `"${type}" in answer to ${JSON.stringify(message)}` });
+    return heard[before].message;
+  }
+
+  /// Waits until everything sent so far on the reliable channel was handled by the host.
+  async settled() {
+    const t0 = Math.floor(Math.random() * 1e9);
+    await this.send({ type: 'ping', t0 });
+    await until(async () => (await this.heard('pong')).some(({ message }) => message.t0 === t0), { what: 'the pong' });
+  }
+
+  /// Gives the PIN and switches control on.
+  async takeControl(pin) {
+    const auth = await this.ask({ type: 'auth', token: pin }, 'auth');
+    if (!auth.ok) throw new Error('the PIN was refused');
+    const state = await this.ask({ type: 'control', enable: true }, 'control_state');
+    if (!state.enabled) throw new Error('control was refused');
+  }
+}

@@ -1,0 +1,60 @@
+// A real X server without a screen, and what tests do and see on it.
+import { Child, run } from './child.mjs';
+import { until } from './wait.mjs';
+
+export class Xvfb {
+  /// Starts a server on a free display number; `size` is "WIDTHxHEIGHT".
+  static async start({ size = '1280x720' } = {}) {
+    const child = new Child('Xvfb', ['-displayfd', '3', '-screen', '0', `${size}x24`, '-noreset', '-nolisten', 'tcp'], {
+      stdio: ['pipe'],
+    });
+    let digits = '';
+    child.process.stdio[3].setEncoding('utf8').on('data', (text) => (digits += text));
+    await until(
+      () => {
+        if (child.exit) throw new Error(`Xvfb ended: ${child.text().join('\n')}`);
+        return digits.endsWith('\n');
+      },
+      { what: 'the display number of Xvfb', deadline: 10000 },
+    );
+    return new Xvfb(child, `:${digits.trim()}`, size);
+  }
+
+  constructor(child, display, size) {
+    this.child = child;
+    this.display = display;
+    [this.width, this.height] = size.split('x').map(Number);
+    this.env = { DISPLAY: display };
+  }
+
+  run(command, args) {
+    return run(command, args, { env: { ...process.env, ...this.env } });
+  }
+
+  start(command, args, options = {}) {
+    return new Child(command, args, { ...options, env: { ...options.env, ...this.env } });
+  }
+
+  /// Fills the root window with one colour ("#rrggbb").
+  paint(colour) {
+    return this.run('xsetroot', ['-solid', colour]);
+  }
+
+  /// Where the pointer is, in pixels of the root window.
+  async pointer() {
+    const text = await this.run('xdotool', ['getmouselocation', '--shell']);
+    return { x: Number(text.match(/X=(\d+)/)[1]), y: Number(text.match(/Y=(\d+)/)[1]) };
+  }
+
+  /// Starts an xterm that runs a shell command, and waits until its window has the input focus.
+  async terminal(command, { geometry = '80x24+0+0' } = {}) {
+    const child = this.start('xterm', ['-geometry', geometry, '-e', 'sh', '-c', command]);
+    const id = (await this.run('xdotool', ['search', '--sync', '--onlyvisible', '--class', 'xterm'])).trim().split('\n')[0];
+    await this.run('xdotool', ['windowfocus', '--sync', id]);
+    return { child, id };
+  }
+
+  end() {
+    return this.child.end();
+  }
+}

@@ -1,0 +1,98 @@
+// A viewer as plain as one can be: it joins, answers what it is offered and keeps what it hears. Nothing here is
+// clever, so what works with it works for other viewers too.
+const query = new URLSearchParams(location.search);
+const room = query.get('room');
+const video = document.getElementById('video');
+const bare = (window.bare = {
+  pc: null,
+  channels: {},
+  /// Control messages as {label, message, at}.
+  messages: [],
+  /// Signalling messages as they came.
+  signals: [],
+  offers: [],
+  frames: 0,
+  connectedAt: null,
+  firstFrameAt: null,
+  signal: (message) => socket.send(JSON.stringify(message)),
+  send(message, label = 'control_reliable') {
+    bare.channels[label].send(JSON.stringify(message));
+  },
+  sendRaw(data, label = 'control_reliable') {
+    bare.channels[label].send(data);
+  },
+});
+let fingerprint = null;
+let waiting = [];
+
+const socket = new WebSocket(location.origin.replace(/^http/, 'ws'));
+socket.onopen = () => {
+  bare.signal({ type: 'join', room, role: 'viewer' });
+  bare.signal({ type: 'renegotiate' });
+};
+socket.onmessage = ({ data }) => {
+  const message = JSON.parse(data);
+  bare.signals.push(message);
+  // One after another: an offer is answered before the candidates behind it are looked at.
+  queue = queue.then(() => handle(message)).catch((error) => console.error(String(error)));
+};
+let queue = Promise.resolve();
+
+function connect() {
+  bare.pc?.close();
+  bare.channels = {};
+  waiting = [];
+  const pc = (bare.pc = new RTCPeerConnection({ iceServers: [] }));
+  pc.onicecandidate = ({ candidate }) => {
+    if (candidate?.candidate) {
+      bare.signal({ type: 'ice', candidate: { candidate: candidate.candidate, sdpMLineIndex: candidate.sdpMLineIndex,
+        sdpMid: candidate.sdpMid } });
+    }
+  };
+  pc.ontrack = ({ track, receiver }) => {
+    if (track.kind !== 'video') return;
+    if ('jitterBufferTarget' in receiver) receiver.jitterBufferTarget = 0;
+    // The newest track with frames wins; an empty second section of the offer has a track that never speaks.
+    if (!video.srcObject || video.srcObject.pc !== pc) {
+      video.srcObject = new MediaStream([track]);
+      video.srcObject.pc = pc;
+    }
+  };
+  pc.ondatachannel = ({ channel }) => {
+    const take = () => (bare.channels[channel.label] = channel);
+    if (channel.readyState === 'open') take();
+    channel.onopen = take;
+    channel.onmessage = ({ data }) =>
+      bare.messages.push({ label: channel.label, message: JSON.parse(data), at: performance.now() });
+  };
+  pc.onconnectionstatechange = () => {
+    if (pc !== bare.pc) return;
+    document.body.dataset.connection = pc.connectionState;
+    if (pc.connectionState === 'connected') bare.connectedAt = performance.now();
+  };
+}
+
+async function handle(message) {
+  if (message.type === 'offer') {
+    bare.offers.push(message.sdp);
+    const offered = message.sdp.match(/a=fingerprint:(\S+ \S+)/)[1];
+    if (offered !== fingerprint) {
+      fingerprint = offered;
+      connect();
+    }
+    await bare.pc.setRemoteDescription({ type: 'offer', sdp: message.sdp });
+    await bare.pc.setLocalDescription();
+    bare.signal({ type: 'answer', sdp: bare.pc.localDescription.sdp });
+    for (const candidate of waiting.splice(0)) await bare.pc.addIceCandidate(candidate);
+  } else if (message.type === 'ice') {
+    if (bare.pc?.remoteDescription) await bare.pc.addIceCandidate(message.candidate);
+    else waiting.push(message.candidate);
+  }
+}
+
+function onFrame(now) {
+  bare.frames++;
+  bare.firstFrameAt ??= now;
+  video.requestVideoFrameCallback(onFrame);
+}
+video.requestVideoFrameCallback(onFrame);
