@@ -13,13 +13,19 @@ bool looksLikeSdp(QStringView sdp) {
 
 std::optional<QString> dtlsFingerprint(QStringView sdp) {
   constexpr QLatin1StringView kPrefix = "a=fingerprint:"_L1;
-  for (QStringView line : qTokenize(sdp, u'\n')) {
+  for (const QStringView line : qTokenize(sdp, u'\n')) {
     if (!line.startsWith(kPrefix)) continue;
-    line = line.sliced(kPrefix.size()).trimmed();
-    const qsizetype space = line.indexOf(u' ');
-    if (space <= 0) continue;
-    const QStringView value = line.sliced(space + 1).trimmed();
-    return line.first(space).toString().toLower() + u' ' + value.toString().toUpper();
+    const QString text = line.sliced(kPrefix.size()).toString().simplified();
+    const qsizetype space = text.indexOf(u' ');
+    if (space > 0) return text.first(space).toLower() + text.sliced(space).toUpper();
+  }
+  return std::nullopt;
+}
+
+std::optional<QString> iceUfrag(QStringView sdp) {
+  constexpr QLatin1StringView kPrefix = "a=ice-ufrag:"_L1;
+  for (const QStringView line : qTokenize(sdp, u'\n')) {
+    if (line.startsWith(kPrefix)) return line.sliced(kPrefix.size()).trimmed().toString();
   }
   return std::nullopt;
 }

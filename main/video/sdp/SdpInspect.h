@@ -21,4 +21,7 @@ inline constexpr qsizetype kMaxSdpLength = 1024 * 1024;
 // "a=fingerprint:" line. Line ends may be LF or CRLF.
 [[nodiscard]] std::optional<QString> dtlsFingerprint(QStringView sdp);
 
+// The first ICE user name fragment in `sdp`, as given. None without an "a=ice-ufrag:" line.
+[[nodiscard]] std::optional<QString> iceUfrag(QStringView sdp);
+
 }  // namespace vantora
