@@ -1,0 +1,61 @@
+#include "companion/server/HttpGate.h"
+
+namespace vantora::companion {
+
+HttpGate::HttpGate(std::unique_ptr<QTcpSocket> socket, const StaticFiles& files, Scheduler& scheduler,
+                   std::chrono::milliseconds patience, Callbacks callbacks)
+    : socket_(std::move(socket)),
+      files_(files),
+      callbacks_(std::move(callbacks)),
+      patience_(scheduler.after(patience, [this] { finish(); })) {
+  socket_->setParent(nullptr);
+  // Bounds what a client can make us hold before it is known what it wants.
+  socket_->setReadBufferSize(kMaxRequestHead + 1);
+  QObject::connect(socket_.get(), &QTcpSocket::readyRead, socket_.get(), [this] { look(); });
+  QObject::connect(socket_.get(), &QTcpSocket::disconnected, socket_.get(), [this] { finish(); });
+  if (socket_->bytesAvailable() > 0) look();
+}
+
+HttpGate::~HttpGate() {
+  if (!socket_) return;
+  QObject::disconnect(socket_.get(), nullptr, socket_.get(), nullptr);
+  socket_->abort();
+  // A signal of the socket may be what led here.
+  socket_.release()->deleteLater();
+}
+
+void HttpGate::look() {
+  if (answered_ || !socket_) return;
+  const QByteArray received = socket_->peek(kMaxRequestHead + 1);
+  if (!hasWholeHead(received)) {
+    if (received.size() > kMaxRequestHead) {
+      answerAndClose(StaticFiles::plainAnswer(431, "Request Header Fields Too Large"));
+    }
+    return;
+  }
+  const auto request = parseRequestHead(received);
+  if (!request) {
+    answerAndClose(StaticFiles::plainAnswer(400, "Bad Request"));
+  } else if (request->upgradesToWebSocket) {
+    QObject::disconnect(socket_.get(), nullptr, socket_.get(), nullptr);
+    socket_->setReadBufferSize(0);
+    callbacks_.onUpgrade(socket_.release());
+    finish();
+  } else {
+    answerAndClose(files_.answer(*request));
+  }
+}
+
+void HttpGate::answerAndClose(const QByteArray& answer) {
+  answered_ = true;
+  socket_->readAll();
+  socket_->write(answer);
+  socket_->disconnectFromHost();  // after the bytes are out
+}
+
+void HttpGate::finish() {
+  // The callback is moved out first: it may come to be called twice, and means something once.
+  if (const auto done = std::exchange(callbacks_.onDone, nullptr)) done();
+}
+
+}  // namespace vantora::companion

@@ -1,0 +1,44 @@
+// The first moments of a connection, before it is known what it wants.
+#pragma once
+
+#include <QTcpSocket>
+#include <functional>
+#include <memory>
+
+#include "companion/server/StaticFiles.h"
+#include "main/base/Scheduler.h"
+
+namespace vantora::companion {
+
+// Looks at the first request of one socket without consuming it. A WebSocket upgrade is handed on
+// untouched; anything else gets its HTTP answer, and the socket is closed. Main thread; owned by
+// RoomServer, which deletes it from the event loop once onDone was called.
+class HttpGate {
+ public:
+  struct Callbacks {
+    // The socket asks for a WebSocket; it has its request still unread and belongs to the callee.
+    std::function<void(QTcpSocket*)> onUpgrade;
+    // The gate has no more to do.
+    std::function<void()> onDone;
+  };
+
+  // `patience` bounds the time from here to the end of the answer.
+  HttpGate(std::unique_ptr<QTcpSocket> socket, const StaticFiles& files, Scheduler& scheduler,
+           std::chrono::milliseconds patience, Callbacks callbacks);
+  ~HttpGate();
+  HttpGate(const HttpGate&) = delete;
+  HttpGate& operator=(const HttpGate&) = delete;
+
+ private:
+  void look();
+  void answerAndClose(const QByteArray& answer);
+  void finish();
+
+  std::unique_ptr<QTcpSocket> socket_;
+  const StaticFiles& files_;
+  Callbacks callbacks_;
+  bool answered_ = false;
+  std::unique_ptr<Timer> patience_;
+};
+
+}  // namespace vantora::companion

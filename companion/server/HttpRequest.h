@@ -1,0 +1,26 @@
+// The little of HTTP that the room server needs: the head of one request.
+#pragma once
+
+#include <QByteArray>
+#include <QByteArrayView>
+#include <optional>
+
+namespace vantora::companion {
+
+struct HttpRequest {
+  QByteArray method;
+  // Path and query as sent, still percent-encoded.
+  QByteArray target;
+  // The client asks to go on as a WebSocket.
+  bool upgradesToWebSocket = false;
+};
+
+inline constexpr qsizetype kMaxRequestHead = 16 * 1024;
+
+// Whether `received` holds the empty line that ends a request's head. Pure.
+bool hasWholeHead(QByteArrayView received);
+
+// The request whose head is at the start of `received`, or none when it is not HTTP/1.x. Pure.
+std::optional<HttpRequest> parseRequestHead(QByteArrayView received);
+
+}  // namespace vantora::companion

@@ -1,0 +1,116 @@
+#include "companion/server/RoomRegistry.h"
+
+#include <algorithm>
+
+namespace vantora::companion {
+
+using namespace Qt::Literals::StringLiterals;
+
+Effects RoomRegistry::receive(MemberId from, const QString& text, qint64 unixMilliseconds) {
+  const auto message = parseJsonObject(text.toUtf8());
+  const auto type = message ? stringField(*message, "type"_L1) : std::nullopt;
+  if (!type) return {};
+
+  const auto found = members_.find(from);
+  if (found == members_.end()) return *type == "join"_L1 ? join(from, *message) : Effects{};
+
+  const JoinRequest& identity = found->second.identity;
+  const Room& room = rooms_.at(identity.room);
+  Effects effects;
+  if (*type == "chat_send"_L1) {
+    const QString line = shortened(stringField(*message, "text"_L1).value_or(QString()), kMaxChatText);
+    if (!line.trimmed().isEmpty()) toEveryone(room, chatBroadcast(identity.sender, line, unixMilliseconds), effects);
+  } else if (*type == "reaction_send"_L1) {
+    const QString reaction = stringField(*message, "reaction"_L1).value_or(QString());
+    if (!reaction.isEmpty() && reaction.size() <= kMaxReactionName) {
+      toEveryone(room, reactionBroadcast(identity.sender, reaction), effects);
+    }
+  } else if (relayedFrom(identity.role, *type)) {
+    relay(room, from, identity.role, text, effects);
+  }
+  return effects;
+}
+
+Effects RoomRegistry::join(MemberId id, const JsonObject& message) {
+  Effects effects;
+  const auto request = parseJoin(message);
+  if (!request) {
+    effects.closings.push_back({id, Dismissal::kBadJoin});
+    return effects;
+  }
+  const auto existing = rooms_.find(request->room);
+  if (existing == rooms_.end() && rooms() >= limits_.rooms) {
+    effects.closings.push_back({id, Dismissal::kTooManyRooms});
+    return effects;
+  }
+  if (request->role == Role::kViewer && existing != rooms_.end() &&
+      static_cast<int>(existing->second.viewers.size()) >= limits_.viewersPerRoom) {
+    effects.closings.push_back({id, Dismissal::kRoomFull});
+    return effects;
+  }
+
+  Room& room = rooms_[request->room];
+  members_[id] = Member{*request};
+  if (request->role == Role::kHost) {
+    joinAsHost(id, room, effects);
+  } else {
+    joinAsViewer(id, room, effects);
+  }
+  announce(room, effects);
+  return effects;
+}
+
+void RoomRegistry::joinAsHost(MemberId id, Room& room, Effects& effects) {
+  if (room.host) {
+    members_.erase(*room.host);
+    effects.closings.push_back({*room.host, Dismissal::kReplaced});
+  }
+  room.host = id;
+}
+
+void RoomRegistry::joinAsViewer(MemberId id, Room& room, Effects& effects) {
+  // Only the one that was active has to be told; those before it know already.
+  if (!room.viewers.empty()) effects.messages.push_back({room.viewers.back(), superseded()});
+  room.viewers.push_back(id);
+}
+
+Effects RoomRegistry::leave(MemberId member) {
+  Effects effects;
+  const auto found = members_.find(member);
+  if (found == members_.end()) return effects;
+  const auto room = rooms_.find(found->second.identity.room);
+  members_.erase(found);
+
+  if (room->second.host == member) room->second.host.reset();
+  std::erase(room->second.viewers, member);
+  if (!room->second.host && room->second.viewers.empty()) {
+    rooms_.erase(room);
+  } else {
+    announce(room->second, effects);
+  }
+  return effects;
+}
+
+void RoomRegistry::relay(const Room& room, MemberId from, Role role, const QString& text, Effects& effects) {
+  if (role == Role::kHost) {
+    toViewers(room, text, effects);
+  } else if (room.host && room.viewers.back() == from) {
+    effects.messages.push_back({*room.host, text});
+  }
+}
+
+void RoomRegistry::toEveryone(const Room& room, const QString& text, Effects& effects) {
+  if (room.host) effects.messages.push_back({*room.host, text});
+  toViewers(room, text, effects);
+}
+
+void RoomRegistry::toViewers(const Room& room, const QString& text, Effects& effects) {
+  for (const MemberId viewer : room.viewers) effects.messages.push_back({viewer, text});
+}
+
+// Viewers only: a host knows nothing of these messages, and its traffic stays clean.
+void RoomRegistry::announce(const Room& room, Effects& effects) {
+  toViewers(room, peerState(room.host.has_value(), static_cast<int>(room.viewers.size())), effects);
+}
+
+}  // namespace vantora::companion

@@ -1,0 +1,78 @@
+// The rooms: who is in them, and who receives what.
+#pragma once
+
+#include <QString>
+#include <map>
+#include <optional>
+#include <vector>
+
+#include "companion/server/SignallingMessage.h"
+
+namespace vantora::companion {
+
+// A connection, as its owner numbers it; never used twice.
+using MemberId = quint64;
+
+enum class Dismissal { kReplaced, kBadJoin, kRoomFull, kTooManyRooms };
+
+// What the owner of the connections is to do, in this order: send, then close. A dismissed member
+// has left its room already; leave() for it later is harmless.
+struct Effects {
+  struct Message {
+    MemberId to;
+    QString text;
+  };
+  struct Closing {
+    MemberId member;
+    Dismissal why;
+  };
+  std::vector<Message> messages;
+  std::vector<Closing> closings;
+};
+
+// Pure state: no sockets, threads or clocks.
+//
+// A room exists while it has members. It has at most one host: a newer one replaces it. Of several
+// viewers the newest is the active one; what the others send no longer reaches the host, since a
+// viewer that vanished without a goodbye stays a member until its connection is found dead.
+class RoomRegistry {
+ public:
+  struct Limits {
+    int rooms = 1000;
+    int viewersPerRoom = 16;
+  };
+
+  explicit RoomRegistry(Limits limits) : limits_(limits) {}
+
+  // One text message of `from`; a member's first usable message is its "join". Anything that is not
+  // a JSON object of a known type is dropped. `unixMilliseconds` stamps chat lines.
+  [[nodiscard]] Effects receive(MemberId from, const QString& text, qint64 unixMilliseconds);
+  // The connection is gone. Unknown ids are ignored.
+  [[nodiscard]] Effects leave(MemberId member);
+
+  bool isMember(MemberId id) const { return members_.contains(id); }
+  int rooms() const { return static_cast<int>(rooms_.size()); }
+
+ private:
+  struct Room {
+    std::optional<MemberId> host;
+    std::vector<MemberId> viewers;  // in order of arrival: the last one is active
+  };
+  struct Member {
+    JoinRequest identity;
+  };
+
+  Effects join(MemberId id, const JsonObject& message);
+  void joinAsHost(MemberId id, Room& room, Effects& effects);
+  static void joinAsViewer(MemberId id, Room& room, Effects& effects);
+  static void relay(const Room& room, MemberId from, Role role, const QString& text, Effects& effects);
+  static void toEveryone(const Room& room, const QString& text, Effects& effects);
+  static void toViewers(const Room& room, const QString& text, Effects& effects);
+  static void announce(const Room& room, Effects& effects);
+
+  const Limits limits_;
+  std::map<QString, Room> rooms_;
+  std::map<MemberId, Member> members_;
+};
+
+}  // namespace vantora::companion

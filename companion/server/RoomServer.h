@@ -1,0 +1,89 @@
+// The room server: viewer page and signalling rooms on one port.
+#pragma once
+
+#include <QHostAddress>
+#include <QTcpServer>
+#include <QWebSocket>
+#include <QWebSocketServer>
+#include <chrono>
+#include <map>
+#include <memory>
+
+#include "companion/server/HttpGate.h"
+#include "companion/server/RoomRegistry.h"
+#include "companion/server/StaticFiles.h"
+#include "companion/server/TokenBucket.h"
+#include "main/base/Scheduler.h"
+
+namespace vantora::companion {
+
+// What one server puts up with.
+struct RoomServerLimits {
+  RoomRegistry::Limits rooms;
+  int connections = 1024;
+  quint64 messageBytes = 1024 * 1024;
+  // Unsent bytes a slow receiver may pile up before it is cut off.
+  qint64 backlogBytes = 8 * 1024 * 1024;
+  // A message costs one token, and one more for each `bytesPerToken`. The burst covers a whole
+  // negotiation with all its candidates, several times over.
+  double burst = 300;
+  double perSecond = 60;
+  double bytesPerToken = 16 * 1024;
+  std::chrono::milliseconds requestPatience{10'000};
+  std::chrono::milliseconds joinPatience{10'000};
+  // A connection that has not answered a ping by the next one is dead.
+  std::chrono::milliseconds pingPeriod{10'000};
+};
+
+// Accepts connections, serves files to those that ask for them, and moves messages between the
+// WebSockets as RoomRegistry says. Main thread. Owned by main(), or by a test.
+class RoomServer {
+ public:
+  RoomServer(const QString& viewerFolder, Scheduler& scheduler, RoomServerLimits limits = {});
+  ~RoomServer();
+  RoomServer(const RoomServer&) = delete;
+  RoomServer& operator=(const RoomServer&) = delete;
+
+  // False when the address or port cannot be had; errorText() says why. Port 0 takes a free one.
+  [[nodiscard]] bool listen(const QHostAddress& address, quint16 port);
+  bool addressInUse() const;
+  QString errorText() const;
+  quint16 port() const { return tcp_.serverPort(); }
+  // "http://127.0.0.1:8080", without a slash at the end.
+  QString address() const;
+  // WebSocket connections, joined or not.
+  int connections() const { return static_cast<int>(connections_.size()); }
+
+ private:
+  struct Connection {
+    std::unique_ptr<QWebSocket> socket;
+    TokenBucket allowance;
+    std::unique_ptr<Timer> joinPatience;
+    bool awaitsPong = false;
+    bool closing = false;
+  };
+
+  void acceptSockets();
+  void acceptWebSockets();
+  void received(MemberId id, const QString& text);
+  void gone(MemberId id);
+  void apply(const Effects& effects);
+  void send(MemberId id, const QString& text);
+  void close(MemberId id, int code, const QString& reason);
+  void drop(MemberId id);
+  void pingAll();
+
+  const RoomServerLimits limits_;
+  Scheduler& scheduler_;
+  StaticFiles files_;
+  RoomRegistry registry_;
+  MemberId lastId_ = 0;
+  // Declared after what their callbacks use; sockets go before the servers they came from.
+  QTcpServer tcp_;
+  QWebSocketServer webSockets_;
+  std::map<MemberId, std::unique_ptr<HttpGate>> gates_;
+  std::map<MemberId, Connection> connections_;
+  std::unique_ptr<Timer> pingTimer_;
+};
+
+}  // namespace vantora::companion

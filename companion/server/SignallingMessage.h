@@ -1,0 +1,42 @@
+// What the room server understands of the messages that pass through it.
+#pragma once
+
+#include <QString>
+#include <optional>
+
+#include "main/base/Json.h"
+
+namespace vantora::companion {
+
+enum class Role { kHost, kViewer };
+
+// A member's wish to enter a room.
+struct JoinRequest {
+  QString room;
+  Role role = Role::kViewer;
+  // How the member's chat lines are signed: "host" for a host, else the given name or "viewer".
+  QString sender;
+};
+
+inline constexpr int kMaxRoomName = 128;
+inline constexpr int kMaxSenderName = 64;
+inline constexpr int kMaxChatText = 4000;
+inline constexpr int kMaxReactionName = 32;
+
+// The request in a "join" message, or none when the message is of another type or its room or role
+// is unusable. A room name is taken as it is: 1 to kMaxRoomName UTF-16 units. Pure.
+std::optional<JoinRequest> parseJoin(const JsonObject& message);
+
+// Whether a member of `role` may have a message of `type` handed to the other side. Pure.
+bool relayedFrom(Role role, const QString& type);
+
+// `text` shortened to at most `limit` UTF-16 units without splitting a character. Pure.
+QString shortened(const QString& text, int limit);
+
+// The messages the server makes itself. Pure.
+QString chatBroadcast(const QString& from, const QString& text, qint64 unixMilliseconds);
+QString reactionBroadcast(const QString& from, const QString& reaction);
+QString peerState(bool hostPresent, int viewers);
+QString superseded();
+
+}  // namespace vantora::companion

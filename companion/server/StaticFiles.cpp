@@ -1,0 +1,90 @@
+#include "companion/server/StaticFiles.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QHash>
+
+namespace vantora::companion {
+
+using namespace Qt::Literals::StringLiterals;
+
+namespace {
+
+constexpr qint64 kMaxFileSize = 8 * 1024 * 1024;
+
+// Everything the page needs comes from this server. The WebSocket is named by scheme, because not
+// every browser counts it as 'self'.
+constexpr QByteArrayView kSecurityHeaders =
+    "Content-Security-Policy: default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self' data:; "
+    "media-src 'self' blob:; connect-src 'self' ws: wss:; base-uri 'none'; form-action 'self'; "
+    "frame-ancestors 'none'\r\n"
+    "X-Content-Type-Options: nosniff\r\n"
+    "X-Frame-Options: DENY\r\n"
+    "Referrer-Policy: no-referrer\r\n"
+    "Cross-Origin-Opener-Policy: same-origin\r\n"
+    "Cross-Origin-Resource-Policy: same-origin\r\n";
+
+QByteArray contentType(const QString& suffix) {
+  static const QHash<QString, QByteArray> kTypes = {
+      {u"html"_s, "text/html; charset=utf-8"},
+      {u"css"_s, "text/css; charset=utf-8"},
+      {u"js"_s, "text/javascript; charset=utf-8"},
+      {u"mjs"_s, "text/javascript; charset=utf-8"},
+      {u"json"_s, "application/json; charset=utf-8"},
+      {u"svg"_s, "image/svg+xml"},
+      {u"png"_s, "image/png"},
+      {u"ico"_s, "image/x-icon"},
+      {u"woff2"_s, "font/woff2"},
+      {u"txt"_s, "text/plain; charset=utf-8"},
+  };
+  return kTypes.value(suffix.toLower(), "application/octet-stream");
+}
+
+QByteArray assemble(int status, const QByteArray& reason, const QByteArray& type, const QByteArray& body,
+                    bool withBody) {
+  QByteArray answer = "HTTP/1.1 " + QByteArray::number(status) + ' ' + reason + "\r\n";
+  if (status == 405) answer += "Allow: GET, HEAD\r\n";
+  answer += "Content-Type: " + type + "\r\nContent-Length: " + QByteArray::number(body.size()) + "\r\n";
+  answer += "Cache-Control: no-store\r\n";
+  answer += kSecurityHeaders;
+  answer += "Connection: close\r\n\r\n";
+  if (withBody) answer += body;
+  return answer;
+}
+
+}  // namespace
+
+StaticFiles::StaticFiles(const QString& folder) : root_(QFileInfo(folder).canonicalFilePath()) {}
+
+QByteArray StaticFiles::plainAnswer(int status, const QByteArray& reason, bool withBody) {
+  return assemble(status, reason, "text/plain; charset=utf-8", reason + '\n', withBody);
+}
+
+QByteArray StaticFiles::answer(const HttpRequest& request) const {
+  const bool withBody = request.method != "HEAD";
+  if (withBody && request.method != "GET") return plainAnswer(405, "Method Not Allowed");
+  const QString path = fileFor(request.target);
+  if (path.isEmpty()) return plainAnswer(404, "Not Found", withBody);
+  QFile file(path);
+  if (file.size() > kMaxFileSize || !file.open(QIODevice::ReadOnly)) return plainAnswer(404, "Not Found", withBody);
+  return assemble(200, "OK", contentType(QFileInfo(path).suffix()), file.readAll(), withBody);
+}
+
+QString StaticFiles::fileFor(const QByteArray& target) const {
+  if (root_.isEmpty()) return {};
+  const qsizetype query = target.indexOf('?');
+  const QByteArray path = QByteArray::fromPercentEncoding(query < 0 ? target : target.first(query));
+  if (path.contains('\0') || path.contains('\\')) return {};
+  QStringList names = QString::fromUtf8(path).split(u'/', Qt::SkipEmptyParts);
+  if (path.endsWith('/')) names.append(u"index.html"_s);
+  for (const QString& name : names) {
+    if (name.startsWith(u'.')) return {};  // "..", and whatever the folder hides
+  }
+  const QFileInfo file(root_ + u'/' + names.join(u'/'));
+  const QString canonical = file.canonicalFilePath();
+  if (!file.isFile() || !canonical.startsWith(root_ + u'/')) return {};
+  return canonical;
+}
+
+}  // namespace vantora::companion

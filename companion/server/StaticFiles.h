@@ -1,0 +1,29 @@
+// The viewer page's files, as HTTP answers.
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+
+#include "companion/server/HttpRequest.h"
+
+namespace vantora::companion {
+
+// Serves the files below one folder. Nothing outside of it is ever read, whether the way out is a
+// "..", an encoded one, or a symbolic link. Files are read anew at every request.
+class StaticFiles {
+ public:
+  explicit StaticFiles(const QString& folder);
+
+  // The whole answer, head and body; "Connection: close". GET and HEAD only.
+  QByteArray answer(const HttpRequest& request) const;
+  // An answer without a file, e.g. (400, "Bad Request"). Pure.
+  static QByteArray plainAnswer(int status, const QByteArray& reason, bool withBody = true);
+
+ private:
+  // The file that `target` names, or empty.
+  QString fileFor(const QByteArray& target) const;
+
+  QString root_;
+};
+
+}  // namespace vantora::companion
