@@ -53,7 +53,9 @@ class FakeWebSockets {
  public:
   WebSocketTaskFactory factory() {
     return [this](const QUrl& url, WebSocketTask::Events events) {
-      connections.push_back(std::make_shared<FakeConnection>(FakeConnection{.url = url, .events = std::move(events)}));
+      connections.push_back(std::make_shared<FakeConnection>());
+      last().url = url;
+      last().events = std::move(events);
       return std::make_unique<FakeWebSocketTask>(connections.back());
     };
   }
