@@ -31,7 +31,10 @@ void writeAll(const QByteArray& bytes) {
 
 }  // namespace
 
-void logLine(const QString& line) {
+void logLine(const QString& text) {
+  // One event is one line, also when it quotes a text that came over the wire.
+  QString line = text;
+  line.replace(u'\n', u' ').replace(u'\r', u' ');
   const std::lock_guard lock(sinkMutex());
   if (currentSink()) {
     currentSink()(line);

@@ -140,7 +140,7 @@ LibPeerConnection::LibPeerConnection(webrtc::PeerConnectionFactoryInterface& fac
       observer_(std::make_unique<Observer>(alive_)) {}
 
 std::unique_ptr<LibPeerConnection> LibPeerConnection::create(webrtc::PeerConnectionFactoryInterface& factory,
-                                                             const std::vector<IceServer>& servers, PeerEvents events) {
+                                                             const QList<IceServer>& servers, PeerEvents events) {
   webrtc::PeerConnectionInterface::RTCConfiguration configuration;
   configuration.sdp_semantics = webrtc::SdpSemantics::kUnifiedPlan;
   for (const IceServer& server : servers) {

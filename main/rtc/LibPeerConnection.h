@@ -13,7 +13,7 @@ class LibPeerConnection final : public PeerConnection {
  public:
   // None when the library refuses the configuration.
   static std::unique_ptr<LibPeerConnection> create(webrtc::PeerConnectionFactoryInterface& factory,
-                                                   const std::vector<IceServer>& servers, PeerEvents events);
+                                                   const QList<IceServer>& servers, PeerEvents events);
   ~LibPeerConnection() override;
 
   SignalingState signalingState() const override;

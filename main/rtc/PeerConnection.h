@@ -7,9 +7,10 @@
 #include <functional>
 #include <memory>
 #include <optional>
-#include <vector>
+#include <QList>
 
 #include "main/rtc/DataChannel.h"
+#include "main/rtc/IceServer.h"
 #include "main/rtc/VideoSender.h"
 
 namespace vantora {
@@ -22,13 +23,6 @@ QString signalingStateName(SignalingState state);
 
 // ICE connection states with the numbers that the log line shows.
 enum class IceState { fresh = 0, checking, connected, completed, failed, disconnected, closed, count };
-
-struct IceServer {
-  QString url;
-  std::optional<QString> username;
-  std::optional<QString> credential;
-  bool operator==(const IceServer&) const = default;
-};
 
 struct IceCandidate {
   QString candidate;
@@ -86,7 +80,7 @@ class PeerConnectionFactory {
  public:
   virtual ~PeerConnectionFactory() = default;
   // None when the library refuses the configuration.
-  virtual std::unique_ptr<PeerConnection> createPeerConnection(const std::vector<IceServer>& servers,
+  virtual std::unique_ptr<PeerConnection> createPeerConnection(const QList<IceServer>& servers,
                                                                PeerEvents events) = 0;
 };
 

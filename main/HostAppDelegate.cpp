@@ -1,0 +1,45 @@
+#include "main/HostAppDelegate.h"
+
+#include "main/base/Log.h"
+#include "main/rtc/WebRtcRuntime.h"
+#include "main/signalling/QtWebSocketTask.h"
+#include "main/signalling/RoomIdentity.h"
+#include "main/signalling/SignalingUrl.h"
+#include "main/video/sources/DummyVideoSource.h"
+#include "main/video/sources/ScreenVideoSource.h"
+#include "platform/linux/LinuxMachineIdentity.h"
+
+namespace vantora {
+
+HostAppDelegate::HostAppDelegate(QStringList arguments, Environment environment, InfoDictionary info)
+    : arguments_(std::move(arguments)),
+      environment_(std::move(environment)),
+      info_(std::move(info)),
+      platform_(makePlatform(environment_)) {}
+
+HostAppDelegate::~HostAppDelegate() = default;
+
+std::optional<QString> HostAppDelegate::applicationDidFinishLaunching() {
+  const LinuxMachineIdentity machine;
+  const QString room = resolveRoomId(info_, environment_, arguments_, machine);
+  auto address = resolveSignalingUrl(info_, environment_, arguments_);
+  if (const auto* error = std::get_if<SignalingUrlError>(&address)) return error->message;
+
+  factory_ = makeWebRtcRuntime();
+  host_ = std::make_unique<Host>(room,
+                                 Host::Configuration{.environment = environment_,
+                                                     .info = info_,
+                                                     .signalingUrl = std::get<SignalingUrl>(std::move(address))},
+                                 Host::Platform{.scheduler = scheduler_,
+                                                .displays = *platform_.displays,
+                                                .input = *platform_.input,
+                                                .factory = *factory_,
+                                                .videoSources = videoSources(),
+                                                .webSocketTasks = qtWebSocketTasks(scheduler_),
+                                                .random = systemRandom(),
+                                                .hostName = machine.localizedHostName()});
+  if (!info_.bundleIdentifier()) logLine("[notify] skipping UNUserNotifications (no bundle identifier)");
+  return std::nullopt;
+}
+
+}  // namespace vantora

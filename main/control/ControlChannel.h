@@ -1,0 +1,51 @@
+// Names of the two control channels and the narrow view of them that the control areas get.
+#pragma once
+
+#include <QLatin1StringView>
+
+#include "main/base/Json.h"
+
+namespace vantora {
+
+enum class ControlChannel { control, reliable };
+
+// "control" or "control_reliable".
+QLatin1StringView labelOf(ControlChannel channel);
+
+// Where control messages to the viewer go. Main thread.
+class ControlOutlet {
+ public:
+  virtual ~ControlOutlet() = default;
+  virtual bool exists(ControlChannel channel) const = 0;
+  virtual bool isOpen(ControlChannel channel) const = 0;
+  // Sends `message` as one text message; dropped when the channel is absent or not open.
+  virtual void send(ControlChannel channel, const JsonObject& message) = 0;
+  // Bytes sent on the channel that have not left yet.
+  virtual quint64 bufferedAmount(ControlChannel channel) const = 0;
+
+  // "control_reliable" when it exists, else the channel that the request came from.
+  void reply(ControlChannel origin, const JsonObject& message) {
+    send(exists(ControlChannel::reliable) ? ControlChannel::reliable : origin, message);
+  }
+};
+
+// The outlet that outlives peer connections: forwards to the channels of the current one, drops
+// everything while there is none. Thread: main. Owner: Host.
+class CurrentOutlet final : public ControlOutlet {
+ public:
+  // `target` may be null; it must call set(nullptr) before it dies.
+  void set(ControlOutlet* target) { target_ = target; }
+  bool exists(ControlChannel channel) const override { return target_ && target_->exists(channel); }
+  bool isOpen(ControlChannel channel) const override { return target_ && target_->isOpen(channel); }
+  void send(ControlChannel channel, const JsonObject& message) override {
+    if (target_) target_->send(channel, message);
+  }
+  quint64 bufferedAmount(ControlChannel channel) const override {
+    return target_ ? target_->bufferedAmount(channel) : 0;
+  }
+
+ private:
+  ControlOutlet* target_ = nullptr;
+};
+
+}  // namespace vantora

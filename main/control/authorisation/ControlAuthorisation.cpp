@@ -1,0 +1,82 @@
+#include "main/control/authorisation/ControlAuthorisation.h"
+
+#include "main/base/Log.h"
+
+namespace vantora {
+namespace {
+
+using namespace Qt::Literals::StringLiterals;
+
+constexpr quint32 kPinCount = 1'000'000;
+
+QString trueOrFalse(bool value) { return value ? u"true"_s : u"false"_s; }
+
+}  // namespace
+
+QString makePin(const std::function<quint32(quint32)>& random) {
+  return QString::number(random(kPinCount)).rightJustified(6, u'0');
+}
+
+ControlAuthorisation::ControlAuthorisation(Settings settings, ControlOutlet& outlet, Callbacks callbacks)
+    : settings_(std::move(settings)), outlet_(outlet), callbacks_(std::move(callbacks)) {}
+
+bool ControlAuthorisation::isDemoRoom() const { return settings_.roomId == "demo"_L1; }
+
+void ControlAuthorisation::setControlEnabled(bool enabled) {
+  const bool ended = controlEnabled_ && !enabled;
+  controlEnabled_ = enabled;
+  if (ended) callbacks_.controlEnded();
+}
+
+JsonObject ControlAuthorisation::controlState() const {
+  return {{u"type"_s, u"control_state"_s}, {u"enabled"_s, controlEnabled_}};
+}
+
+void ControlAuthorisation::regeneratePIN() {
+  if (settings_.pinLockedByEnv) return;
+  settings_.controlPIN = makePin(callbacks_.random);
+  logLine(u"[control] new PIN: "_s + settings_.controlPIN);
+}
+
+void ControlAuthorisation::setAllowRemoteControl(bool allow) {
+  allowRemoteControl_ = allow;
+  if (allow || !controlEnabled_) return;
+  setControlEnabled(false);
+  notifyControlState();
+}
+
+void ControlAuthorisation::notifyControlState() {
+  if (outlet_.isOpen(ControlChannel::reliable)) {
+    outlet_.send(ControlChannel::reliable, controlState());
+  } else if (outlet_.isOpen(ControlChannel::control)) {
+    outlet_.send(ControlChannel::control, controlState());
+  }
+}
+
+void ControlAuthorisation::resetOnChannelClose() {
+  setControlEnabled(false);
+  controlAuthed_ = false;
+  logLine("[control] reset state on channel close");
+}
+
+void ControlAuthorisation::handleAuth(ControlChannel origin, const JsonObject& message) {
+  const QString token = stringField(message, "token"_L1).value_or(QString());
+  controlAuthed_ = isDemoRoom() || token == settings_.controlPIN;
+  logLine(u"[control] auth="_s + trueOrFalse(controlAuthed_));
+  outlet_.reply(origin, {{u"type"_s, u"auth"_s}, {u"ok"_s, controlAuthed_}});
+}
+
+bool ControlAuthorisation::handleControl(ControlChannel origin, const JsonObject& message) {
+  const bool permitted = callbacks_.ensureAccessibility();
+  const bool wanted = boolField(message, "enable"_L1).value_or(false);
+  setControlEnabled(wanted && allowRemoteControl_ && (controlAuthed_ || isDemoRoom()) && permitted);
+  logLine(u"[control] enabled="_s + trueOrFalse(controlEnabled_));
+  outlet_.reply(origin, controlState());
+  return permitted;
+}
+
+void ControlAuthorisation::sendPermissionRequired(ControlChannel origin) {
+  outlet_.reply(origin, {{u"type"_s, u"permission_required"_s}, {u"permission"_s, u"accessibility"_s}});
+}
+
+}  // namespace vantora

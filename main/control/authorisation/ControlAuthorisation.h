@@ -1,0 +1,75 @@
+// Who may do what: the PIN, the viewer's authorisation and the local user's consent.
+#pragma once
+
+#include <QString>
+#include <functional>
+
+#include "main/base/Json.h"
+#include "main/control/ControlChannel.h"
+
+namespace vantora {
+
+// A random PIN: `random(limit)` is uniform in [0, limit); six decimal digits with leading zeros.
+QString makePin(const std::function<quint32(quint32)>& random);
+
+// Thread: main. Owner: Host. Lives across peer connections; what a viewer gained is dropped when a
+// control channel closes.
+class ControlAuthorisation {
+ public:
+  struct Settings {
+    QString controlPIN;
+    bool pinLockedByEnv = false;
+    QString roomId;
+  };
+  struct Callbacks {
+    // Whether this process may post input events at all; may show the desktop's own prompt.
+    std::function<bool()> ensureAccessibility;
+    // Control was on and is now off: whatever the viewer holds down must be released.
+    std::function<void()> controlEnded;
+    std::function<quint32(quint32)> random;
+  };
+
+  // `outlet` must outlive this object.
+  ControlAuthorisation(Settings settings, ControlOutlet& outlet, Callbacks callbacks);
+
+  QString getPIN() const { return settings_.controlPIN; }
+  bool isPinLocked() const { return settings_.pinLockedByEnv; }
+  bool isAllowRemoteControl() const { return allowRemoteControl_; }
+  bool controlEnabled() const { return controlEnabled_; }
+  bool controlAuthed() const { return controlAuthed_; }
+
+  // A new random PIN, unless the environment fixed it. A viewer that is authorised stays so.
+  void regeneratePIN();
+  // The local user's consent. Withdrawing it ends control at once and tells the viewer.
+  void setAllowRemoteControl(bool allow);
+  // Sends "control_state" on the first open of "control_reliable" and "control".
+  void notifyControlState();
+  // A control channel closed or the viewer was replaced: everything it gained is dropped.
+  void resetOnChannelClose();
+
+  // Pointer and keys.
+  bool inputRight() const { return controlEnabled_; }
+  // Support commands.
+  bool commandRight() const { return allowRemoteControl_ && (controlAuthed_ || isDemoRoom()); }
+
+  // "auth": answers whether the token is the PIN.
+  void handleAuth(ControlChannel origin, const JsonObject& message);
+  // "control": switches remote control on or off. Returns whether input can be posted; when not,
+  // the caller sends what sendPermissionRequired says after the acknowledgement.
+  [[nodiscard]] bool handleControl(ControlChannel origin, const JsonObject& message);
+  void sendPermissionRequired(ControlChannel origin);
+
+ private:
+  bool isDemoRoom() const;
+  void setControlEnabled(bool enabled);
+  JsonObject controlState() const;
+
+  Settings settings_;
+  ControlOutlet& outlet_;
+  Callbacks callbacks_;
+  bool controlEnabled_ = false;
+  bool controlAuthed_ = false;
+  bool allowRemoteControl_ = true;
+};
+
+}  // namespace vantora

@@ -1,0 +1,53 @@
+#include "main/control/dispatch/ControlDispatcher.h"
+
+#include <utility>
+
+namespace vantora {
+namespace {
+
+using namespace Qt::Literals::StringLiterals;
+
+}  // namespace
+
+void ControlDispatcher::on(QLatin1StringView type, Handler handler) { handlers_[type] = std::move(handler); }
+
+void ControlDispatcher::onRefused(QLatin1StringView type, Refusal refusal) { refusals_[type] = std::move(refusal); }
+
+void ControlDispatcher::dataChannelDidReceiveMessage(ControlChannel origin, const QByteArray& data, bool binary) {
+  const double entrySeconds = scheduler_.absoluteSeconds();
+  if (binary) {
+    if (binary_) binary_(data);
+    return;
+  }
+  const auto body = parseJsonObject(data);
+  if (!body) return;
+  const auto type = stringField(*body, "type"_L1);
+  if (!type) return;
+  ControlRequest request{.origin = origin, .body = *body, .latency = std::nullopt};
+  if (const auto timestamp = numberField(*body, "timestamp"_L1)) {
+    const double hostTimestamp = entrySeconds * 1000;
+    request.latency = LatencyEcho{.inputLatency = hostTimestamp - *timestamp, .hostTimestamp = hostTimestamp};
+  }
+
+  const ControlMessageRow* const row = findControlMessage(*type);
+  if (!row) return;
+  if (row->gate != Gate::none && !allowed_(row->gate)) {
+    if (const auto refusal = refusals_.find(row->type); refusal != refusals_.end()) refusal->second(request);
+    return;
+  }
+  const auto handler = handlers_.find(row->type);
+  if (handler == handlers_.end()) return;
+  afterAcknowledgement_ = nullptr;
+  if (handler->second(request) == Handled::ignored) return;
+  if (row->acknowledgement == Acknowledgement::withRequest) sendAck(origin, *body);
+  if (row->acknowledgement == Acknowledgement::withoutRequest) sendAck(origin, {});
+  if (const auto task = std::exchange(afterAcknowledgement_, nullptr)) task();
+}
+
+void ControlDispatcher::sendAck(ControlChannel channel, const JsonObject& request) {
+  JsonObject ack{{u"type"_s, u"ack"_s}};
+  if (const auto req = request.find("req"_L1); req != request.end()) ack.insert(u"req"_s, *req);
+  outlet_.send(channel, ack);
+}
+
+}  // namespace vantora

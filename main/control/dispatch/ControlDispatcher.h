@@ -1,0 +1,70 @@
+// One handler for every message on either control channel.
+#pragma once
+
+#include <QByteArray>
+#include <functional>
+#include <map>
+#include <optional>
+
+#include "main/base/Json.h"
+#include "main/base/Scheduler.h"
+#include "main/control/ControlChannel.h"
+#include "main/control/dispatch/ControlMessageTable.h"
+
+namespace vantora {
+
+// Latency echo of a request that carried a "timestamp", in milliseconds.
+struct LatencyEcho {
+  double inputLatency = 0;
+  double hostTimestamp = 0;
+};
+
+struct ControlRequest {
+  ControlChannel origin;
+  const JsonObject& body;
+  std::optional<LatencyEcho> latency;
+};
+
+// What a handler did: only a handled message is acknowledged.
+enum class Handled { yes, ignored };
+
+// Decodes a message, finds its row, tests the gate, runs the handler, acknowledges. Nothing else
+// decides rights. Thread: main. Owner: Host.
+class ControlDispatcher {
+ public:
+  using Handler = std::function<Handled(const ControlRequest&)>;
+  using Refusal = std::function<void(const ControlRequest&)>;
+  // Something a handler wants done after the acknowledgement.
+  using Gates = std::function<bool(Gate)>;
+
+  // `outlet` and `scheduler` must outlive this object. `allowed` answers whether a gate is open.
+  ControlDispatcher(ControlOutlet& outlet, const Scheduler& scheduler, Gates allowed)
+      : outlet_(outlet), scheduler_(scheduler), allowed_(std::move(allowed)) {}
+
+  // Installs the handler of a type in the table; a type without one is ignored like an unknown one.
+  void on(QLatin1StringView type, Handler handler);
+  // Installs what a type answers while its gate is shut; without it the message is ignored.
+  void onRefused(QLatin1StringView type, Refusal refusal);
+  // Runs after the acknowledgement of the message that is being handled; for handlers.
+  void afterAcknowledgement(std::function<void()> task) { afterAcknowledgement_ = std::move(task); }
+  void onBinary(std::function<void(const QByteArray&)> handler) { binary_ = std::move(handler); }
+
+  // Entry point for every message of either channel. Malformed ones are dropped silently.
+  void dataChannelDidReceiveMessage(ControlChannel origin, const QByteArray& data, bool binary);
+
+  // Sends {"type":"ack"}, with "req" copied unchanged when the request carried one.
+  void sendAck(ControlChannel channel, const JsonObject& request);
+
+  bool handles(QLatin1StringView type) const { return handlers_.contains(type); }
+
+ private:
+  ControlOutlet& outlet_;
+  const Scheduler& scheduler_;
+  Gates allowed_;
+  std::map<QLatin1StringView, Handler> handlers_;
+  std::map<QLatin1StringView, Refusal> refusals_;
+  std::function<void(const QByteArray&)> binary_;
+  std::function<void()> afterAcknowledgement_;
+};
+
+}  // namespace vantora

@@ -1,0 +1,35 @@
+// The table of control messages that a viewer can send: type, gate, acknowledgement.
+#pragma once
+
+#include <QLatin1StringView>
+#include <span>
+
+namespace vantora {
+
+// The right that a message type needs.
+enum class Gate {
+  none,
+  input,    // remote control is on
+  command,  // the viewer may run support commands
+  file,     // the local user accepts files
+};
+
+// Whether an "ack" follows the handling.
+enum class Acknowledgement {
+  never,
+  withRequest,     // with the request's "req", when it carried one
+  withoutRequest,  // "req" is left out even when the request carried one
+};
+
+struct ControlMessageRow {
+  QLatin1StringView type;
+  Gate gate;
+  Acknowledgement acknowledgement;
+};
+
+// docs/protocol.md shows the same table; a test holds the two together.
+std::span<const ControlMessageRow> controlMessageTable();
+// The row of `type`, null for an unknown one.
+const ControlMessageRow* findControlMessage(QStringView type);
+
+}  // namespace vantora

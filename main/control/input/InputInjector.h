@@ -1,0 +1,82 @@
+// Turns a viewer's pointer and keyboard messages into input on the host's desktop.
+#pragma once
+
+#include <QMap>
+#include <QPointF>
+#include <QRectF>
+#include <QString>
+#include <cstdint>
+#include <optional>
+
+#include "main/base/Environment.h"
+#include "main/base/ThreadAffinity.h"
+#include "platform/Displays.h"
+#include "platform/InputSynthesis.h"
+
+namespace vantora {
+
+// Maps positions that are normalised to the shared picture onto one target display and posts the
+// events at once, in the order of the calls. Rights are tested by the caller. Any numbers are
+// safe. Main thread; owned by the session, outlived by `displays` and `synthesis`.
+class InputInjector {
+ public:
+  InputInjector(Displays& displays, InputSynthesis& synthesis);
+
+  // Applies INPUT_MAP ("pixels" or anything else for points) and INPUT_ORIGIN ("bottom" or
+  // anything else for top), in any case of letters; an absent variable changes nothing.
+  void applyEnvironment(const Environment& environment);
+
+  // True: positions refer to the target's frame in points; false: to its bounds in the global
+  // display space, as they were when it was chosen.
+  void setMappingMode(bool usePoints);
+  // True: y grows downward from the target's top; false: upward from its bottom.
+  void setOrigin(bool topOrigin);
+  // Targets the display with this index; the first one when there is no such index.
+  void setTargetScreen(std::int64_t index);
+
+  // Whether the process may post input events; says in the log when it may not.
+  bool ensureAccessibility();
+
+  // Global display coordinates of a normalised position; see mapToFrame for its range.
+  QPointF toPoint(double nx, double ny);
+
+  // Pointer messages; `button` is the viewer's number: 0 left, 1 middle, 2 right, other left.
+  void move(double nx, double ny);
+  void click(double nx, double ny, std::int64_t button);
+  void mouseDown(double nx, double ny, std::int64_t button);
+  void mouseUp(double nx, double ny, std::int64_t button);
+  // Two clicks at once; leaves it as it was whether a button counts as held.
+  void doubleClick(double nx, double ny, std::int64_t button);
+  // Scrolls by pixels as a viewer counts them: positive is down and right.
+  void wheel(double deltaX, double deltaY);
+
+  // The virtual key code of a key name, see KeyCodes.h.
+  static std::optional<std::uint16_t> keyCode(const QString& name);
+  // Presses or releases the key `code`; an unknown name does nothing. `mods`: "shift", "ctrl",
+  // "alt" and "meta" count when true, other names do not.
+  void key(const QString& code, bool down, const QMap<QString, bool>& mods);
+
+  // Lets go of everything that the viewer still holds; for the end of its control.
+  void releaseAll();
+
+ private:
+  std::optional<QRectF> currentTargetFrame(const std::vector<Display>& displays) const;
+  QRectF frameForMapping();
+  void post(PointerEventType type, const QPointF& point, const QRectF& frame, PointerButton button, int clickState);
+  void postAt(PointerEventType type, double nx, double ny, PointerButton button, int clickState);
+
+  ThreadAffinity affinity_;
+  Displays& displays_;
+  InputSynthesis& synthesis_;
+
+  bool usePoints_ = true;
+  bool topOrigin_ = true;
+  std::optional<Display> target_;
+  std::uint32_t targetDisplayId_ = 0;
+  double rotationDegrees_ = 0;
+  std::optional<QRectF> fallbackFrame_;
+  PointerButton lastButton_ = PointerButton::left;
+  bool noButtonHeld_ = true;
+};
+
+}  // namespace vantora

@@ -1,0 +1,80 @@
+#include "main/control/pointer/InputMessages.h"
+
+#include <algorithm>
+#include <limits>
+
+namespace vantora {
+namespace {
+
+using namespace Qt::Literals::StringLiterals;
+
+// "ptr" goes the fast way: it is only worth anything while it is fresh.
+void sendPointerEcho(ControlOutlet& outlet, const JsonObject& echo) {
+  if (outlet.isOpen(ControlChannel::control)) {
+    outlet.send(ControlChannel::control, echo);
+  } else if (outlet.isOpen(ControlChannel::reliable)) {
+    outlet.send(ControlChannel::reliable, echo);
+  }
+}
+
+using ButtonOperation = void (InputInjector::*)(double, double, int);
+
+void bindButton(ControlDispatcher& dispatcher, QLatin1StringView type, InputInjector& injector,
+                ButtonOperation operation) {
+  dispatcher.on(type, [&injector, operation](const ControlRequest& request) {
+    const auto x = numberField(request.body, "x"_L1);
+    const auto y = numberField(request.body, "y"_L1);
+    if (!x || !y) return Handled::ignored;
+    const qint64 button = integerField(request.body, "button"_L1).value_or(0);
+    // A number beyond the known ones means the left button, however large it is.
+    (injector.*operation)(*x, *y, button >= 0 && button <= 2 ? static_cast<int>(button) : 0);
+    return Handled::yes;
+  });
+}
+
+void bindKey(ControlDispatcher& dispatcher, QLatin1StringView type, InputInjector& injector, bool down) {
+  dispatcher.on(type, [&injector, down](const ControlRequest& request) {
+    const auto code = stringField(request.body, "code"_L1);
+    if (!code) return Handled::ignored;
+    const JsonObject mods = objectField(request.body, "mods"_L1).value_or(JsonObject());
+    const auto held = [&mods](QLatin1StringView name) { return boolField(mods, name).value_or(false); };
+    injector.key(
+        *code, down,
+        {.shift = held("shift"_L1), .control = held("ctrl"_L1), .alt = held("alt"_L1), .meta = held("meta"_L1)});
+    return Handled::yes;
+  });
+}
+
+}  // namespace
+
+void bindInputMessages(ControlDispatcher& dispatcher, InputInjector& injector, ControlOutlet& outlet,
+                       const Scheduler& scheduler) {
+  dispatcher.on("mouseMove"_L1, [&injector, &outlet, &scheduler](const ControlRequest& request) {
+    const auto x = numberField(request.body, "x"_L1);
+    const auto y = numberField(request.body, "y"_L1);
+    if (!x || !y) return Handled::ignored;
+    const double before = scheduler.absoluteSeconds();
+    injector.move(*x, *y);
+    const double after = scheduler.absoluteSeconds();
+    JsonObject echo{{u"type"_s, u"ptr"_s}, {u"x"_s, *x}, {u"y"_s, *y}};
+    if (request.latency) {
+      echo.insert(u"inputLatency"_s, request.latency->inputLatency);
+      echo.insert(u"processLatency"_s, (after - before) * 1000);
+      echo.insert(u"hostTimestamp"_s, request.latency->hostTimestamp);
+    }
+    sendPointerEcho(outlet, echo);
+    return Handled::yes;
+  });
+  bindButton(dispatcher, "mouseClick"_L1, injector, &InputInjector::click);
+  bindButton(dispatcher, "mouseDown"_L1, injector, &InputInjector::mouseDown);
+  bindButton(dispatcher, "mouseUp"_L1, injector, &InputInjector::mouseUp);
+  bindButton(dispatcher, "doubleClick"_L1, injector, &InputInjector::doubleClick);
+  dispatcher.on("wheel"_L1, [&injector](const ControlRequest& request) {
+    injector.wheel(numberField(request.body, "dx"_L1).value_or(0), numberField(request.body, "dy"_L1).value_or(0));
+    return Handled::yes;
+  });
+  bindKey(dispatcher, "keyDown"_L1, injector, true);
+  bindKey(dispatcher, "keyUp"_L1, injector, false);
+}
+
+}  // namespace vantora

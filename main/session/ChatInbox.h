@@ -1,0 +1,38 @@
+// Chat and reactions that the signalling server broadcasts to the room.
+#pragma once
+
+#include <QString>
+#include <functional>
+
+#include "main/base/Json.h"
+#include "main/base/Scheduler.h"
+
+namespace vantora {
+
+// The text shown for a reaction; a bell for one that is not known.
+QString reactionText(const QString& reaction);
+
+// Thread: main. Owner: Host.
+class ChatInbox {
+ public:
+  struct Callbacks {
+    // Shows a line in the chat window; `ts` is in milliseconds since 1970.
+    std::function<void(const QString& from, const QString& text, qint64 ts)> presentChat;
+    std::function<void(const QString& title, const QString& body)> deliverHostNotification;
+  };
+
+  explicit ChatInbox(const Scheduler& scheduler) : scheduler_(scheduler) {}
+  // Either callback may be empty: then that way of showing is left out.
+  void setCallbacks(Callbacks callbacks) { callbacks_ = std::move(callbacks); }
+
+  void handleChatBroadcast(const JsonObject& message);
+  void handleReactionBroadcast(const JsonObject& message);
+
+ private:
+  void show(const QString& title, const QString& from, const QString& text, qint64 ts);
+
+  const Scheduler& scheduler_;
+  Callbacks callbacks_;
+};
+
+}  // namespace vantora

@@ -1,0 +1,231 @@
+#include "main/session/Host.h"
+
+#include "main/base/Log.h"
+
+namespace vantora {
+namespace {
+
+using namespace Qt::Literals::StringLiterals;
+
+}  // namespace
+
+Host::Host(const QString& room, Configuration configuration, Platform platform)
+    : configuration_(std::move(configuration)),
+      platform_(std::move(platform)),
+      roomId_(room),
+      injector_(platform_.displays, platform_.input),
+      chat_(platform_.scheduler),
+      iceMonitor_(platform_.scheduler,
+                  {.changed =
+                       [this](IceState) {
+                         sharing_.setViewerConnected(iceMonitor_.connected());
+                         changed();
+                       },
+                   .attemptIceRecovery = [this](bool immediate) { attemptIceRecovery(immediate); }}),
+      negotiation_({.send = [this](const JsonObject& message) { signaler_->send(message); },
+                    .offerShape = [this] { return offerShape(); },
+                    .viewerReplaced = [this] { replacePeer(); }}),
+      sharing_(configuration_.environment, platform_.displays, outlet_, platform_.videoSources, sharingCallbacks()),
+      stats_(platform_.scheduler, platform_.displays, outlet_,
+             {.session = [this] { return sessionFigures(); },
+              .system = [] { return std::optional<JsonObject>(); },
+              .hostName = platform_.hostName,
+              .roomId = roomId_}) {
+  // The signaller connects inside its constructor and reports the first opening to nobody: the
+  // first offer is made below, when there is something to offer.
+  signaler_ = std::make_unique<Signaler>(
+      Signaler::Settings{
+          .url = configuration_.signalingUrl,
+          .room = roomId_,
+          .tokenLookup = [environment = configuration_.environment] { return environment.value("SIGNAL_TOKEN"); }},
+      platform_.scheduler, platform_.webSocketTasks);
+  settings_ = readHostSettings(configuration_.environment, configuration_.info, platform_.random);
+  authorisation_ = std::make_unique<ControlAuthorisation>(
+      ControlAuthorisation::Settings{
+          .controlPIN = settings_.controlPin, .pinLockedByEnv = settings_.pinLockedByEnv, .roomId = roomId_},
+      outlet_,
+      ControlAuthorisation::Callbacks{.ensureAccessibility = [this] { return injector_.ensureAccessibility(); },
+                                      .controlEnded = [this] { injector_.releaseAll(); },
+                                      .random = platform_.random});
+  quality_ = std::make_unique<VideoQuality>(
+      configuration_.environment, platform_.displays, sharing_,
+      VideoQuality::Settings{.lastMaxBitrateKbps = settings_.lastMaxBitrateKbps,
+                             .preferredCodecName = settings_.preferredCodecName,
+                             .h264Profile = settings_.h264Profile},
+      VideoQuality::Callbacks{.makeOffer = [this] { negotiation_.makeOffer(); }, .changed = [this] { changed(); }});
+  dispatcher_ = std::make_unique<ControlDispatcher>(outlet_, platform_.scheduler, [this](Gate gate) {
+    switch (gate) {
+      case Gate::none:
+        return true;
+      case Gate::input:
+        return authorisation_->inputRight();
+      case Gate::command:
+        return authorisation_->commandRight();
+      case Gate::file:
+        return true;
+    }
+    return false;
+  });
+  bindControlMessages();
+
+  signaler_->onMessage = [this](const JsonObject& message) { handle(message); };
+  signaler_->onOpen = [this] {
+    createOrRefreshDataChannels();
+    negotiation_.makeOffer();
+  };
+  createPeer();
+  if (link_) sharing_.startVideoSource(*link_->connection, link_->videoSender);
+  if (settings_.autoShare) sharing_.startSharing();
+  negotiation_.makeOffer();
+  logLine(u"[control] PIN: "_s + authorisation_->getPIN());
+}
+
+Host::~Host() {
+  signaler_->onMessage = nullptr;
+  signaler_->onOpen = nullptr;
+  shutdown();
+}
+
+void Host::shutdown() {
+  injector_.releaseAll();
+  sharing_.setViewerConnected(false);
+  closePeer();
+}
+
+void Host::changed() const {
+  if (changedHandler_) changedHandler_();
+}
+
+// Signalling
+
+void Host::handle(const JsonObject& message) {
+  const auto type = stringField(message, "type"_L1);
+  if (!type) return;
+  if (*type == "renegotiate"_L1) {
+    negotiation_.clearPendingCandidates();
+    createOrRefreshDataChannels();
+    negotiation_.makeOffer();
+  } else if (*type == "client_prefs"_L1) {
+    quality_->handleClientPrefs(message);
+  } else if (*type == "answer"_L1) {
+    negotiation_.handleAnswer(message);
+  } else if (*type == "ice"_L1) {
+    negotiation_.handleIce(message);
+  } else if (*type == "chat_broadcast"_L1) {
+    chat_.handleChatBroadcast(message);
+  } else if (*type == "reaction_broadcast"_L1) {
+    chat_.handleReactionBroadcast(message);
+  }
+}
+
+OfferShape Host::offerShape() const {
+  return {.preferredCodecName = quality_->preferredCodecName(),
+          .h264Profile = quality_->h264Profile(),
+          .lastMaxBitrateKbps = quality_->lastTarget().kbps,
+          .xGoogleMinKbpsOverride = settings_.xGoogleMinKbpsOverride,
+          .xGoogleStartKbpsOverride = settings_.xGoogleStartKbpsOverride,
+          .xGoogleMaxKbpsOverride = settings_.xGoogleMaxKbpsOverride};
+}
+
+// The peer connection
+
+void Host::createPeer() {
+  auto link = std::make_unique<PeerLink>();
+  link->connection = platform_.factory.createPeerConnection(
+      readIceServers(configuration_.environment),
+      {.iceStateChanged = [this](IceState state) { iceMonitor_.iceConnectionDidChange(state); },
+       .candidateGenerated = [this](const IceCandidate& candidate) { negotiation_.sendCandidate(candidate); },
+       .mediaReady = [this] { sharing_.refresh(); }});
+  if (!link->connection) {
+    logLine("offer error: the peer connection could not be created (check ICE_URLS and TURN_URL)");
+    return;
+  }
+  link->channels = std::make_unique<ControlChannels>(
+      *link->connection,
+      ControlChannels::Events{
+          .opened = [this](ControlChannel channel) { channelOpened(channel); },
+          .closed = [this](ControlChannel channel) { channelClosed(channel); },
+          .renegotiate = [this] { negotiation_.makeOffer(); },
+          .message = [this](ControlChannel channel, const QByteArray& data,
+                            bool binary) { dispatcher_->dataChannelDidReceiveMessage(channel, data, binary); }});
+  link_ = std::move(link);
+  outlet_.set(link_->channels.get());
+  negotiation_.attach(link_->connection.get());
+  createOrRefreshDataChannels();
+}
+
+void Host::closePeer() {
+  if (!link_) return;
+  outlet_.set(nullptr);
+  negotiation_.attach(nullptr);
+  sharing_.detachSender();
+  stats_.stopTimer();
+  link_.reset();
+}
+
+void Host::replacePeer() {
+  logLine(u"[sdp] answer of another viewer → rebuilding peer"_s);
+  authorisation_->resetOnChannelClose();
+  iceMonitor_.connectionReplaced();
+  sharing_.setViewerConnected(false);
+  closePeer();
+  createPeer();
+  if (!link_) return;
+  sharing_.startVideoSource(*link_->connection, link_->videoSender);
+  negotiation_.makeOffer();
+  changed();
+}
+
+void Host::createOrRefreshDataChannels() {
+  if (link_) link_->channels->createOrRefreshDataChannels();
+}
+
+void Host::attemptIceRecovery(bool /*immediate: both callers want the same*/) {
+  if (link_ && link_->connection->restartIce()) {
+    logLine("[ice] restartIce invoked");
+  } else {
+    logLine(u"[ice] restartIce not available → rebuilding peer"_s);
+    closePeer();
+    createPeer();
+    if (link_) sharing_.startVideoSource(*link_->connection, link_->videoSender);
+  }
+  createOrRefreshDataChannels();
+  negotiation_.makeOffer();
+}
+
+// The control channels
+
+void Host::channelOpened(ControlChannel channel) {
+  if (channel == ControlChannel::reliable) {
+    stats_.sendDisplayInfo(channel);
+    stats_.sendHostStats(channel);
+  }
+  stats_.startTimer();
+}
+
+void Host::channelClosed(ControlChannel) {
+  stats_.stopTimer();
+  authorisation_->resetOnChannelClose();
+}
+
+SessionFigures Host::sessionFigures() const {
+  const VideoTarget& target = quality_->lastTarget();
+  return {.preset = quality_->currentQualityPreset(),
+          .width = target.width,
+          .height = target.height,
+          .fps = target.fps,
+          .maxKbps = target.kbps,
+          .screen = sharing_.useScreenSource(),
+          .displayIndex = sharing_.displayIndexUsed(),
+          .lastCaptureNs = sharing_.lastCaptureWallNs()};
+}
+
+SharingControl::Callbacks Host::sharingCallbacks() {
+  return {.makeOffer = [this] { negotiation_.makeOffer(); },
+          .changed = [this] { changed(); },
+          .input = {.setMappingMode = [this](bool usePoints) { injector_.setMappingMode(usePoints); },
+                    .setOrigin = [this](bool topOrigin) { injector_.setOrigin(topOrigin); },
+                    .setTargetScreen = [this](int index) { injector_.setTargetScreen(index); }}};
+}
+
+}  // namespace vantora

@@ -1,0 +1,107 @@
+// The session: the one object that the entry point and the user interface talk to.
+#pragma once
+
+#include <QString>
+#include <memory>
+
+#include "main/base/Environment.h"
+#include "main/base/InfoDictionary.h"
+#include "main/base/Scheduler.h"
+#include "main/control/ControlChannel.h"
+#include "main/control/authorisation/ControlAuthorisation.h"
+#include "main/control/dispatch/ControlDispatcher.h"
+#include "main/control/input/InputInjector.h"
+#include "main/rtc/PeerConnection.h"
+#include "main/session/ChatInbox.h"
+#include "main/session/peer/IceMonitor.h"
+#include "main/session/peer/Negotiation.h"
+#include "main/session/peer/PeerLink.h"
+#include "main/session/settings/HostSettings.h"
+#include "main/signalling/Signaler.h"
+#include "main/telemetry/HostStats.h"
+#include "main/video/quality/VideoQuality.h"
+#include "main/video/sharing/SharingControl.h"
+
+namespace vantora {
+
+// Composition root of the session: owns the areas, starts them in the required order and connects
+// them. Thread: main. Owner: HostAppDelegate, from launch to the end of the process.
+class Host {
+ public:
+  // What the session stands on; everything referred to must outlive it.
+  struct Platform {
+    Scheduler& scheduler;
+    Displays& displays;
+    InputSynthesis& input;
+    PeerConnectionFactory& factory;
+    VideoSourceFactory videoSources;
+    WebSocketTaskFactory webSocketTasks;
+    RandomBelow random;
+    std::optional<QString> hostName;
+  };
+  struct Configuration {
+    Environment environment;
+    InfoDictionary info;
+    SignalingUrl signalingUrl;
+  };
+
+  // Runs the whole start-up: connects to the signalling server, reads the settings, builds the peer
+  // connection, starts the video and makes the first offer.
+  Host(const QString& room, Configuration configuration, Platform platform);
+  ~Host();
+  Host(const Host&) = delete;
+  Host& operator=(const Host&) = delete;
+
+  // Ends the media session: closes the peer connection. The signalling line stays.
+  void shutdown();
+
+  // For the user interface.
+  QString getRoomId() const { return roomId_; }
+  QString getQualityPreset() const { return quality_->currentQualityPreset(); }
+  QString getICEStateLabel() const { return iceMonitor_.getICEStateLabel(); }
+  IceState iceState() const { return iceMonitor_.iceState(); }
+  bool isSharingEnabled() const { return sharing_.isSharingEnabled(); }
+  void startSharing() { sharing_.startSharing(); }
+  void stopSharing() { sharing_.stopSharing(); }
+  ControlAuthorisation& authorisation() { return *authorisation_; }
+  ChatInbox& chat() { return chat_; }
+  // Called whenever something that the menu shows changed.
+  void setChangedHandler(std::function<void()> handler) { changedHandler_ = std::move(handler); }
+
+ private:
+  void handle(const JsonObject& message);
+  void createPeer();
+  void closePeer();
+  void replacePeer();
+  void createOrRefreshDataChannels();
+  void attemptIceRecovery(bool immediate);
+  void channelOpened(ControlChannel channel);
+  void channelClosed(ControlChannel channel);
+  void changed() const;
+  void bindControlMessages();
+  Handled selectDisplay(const ControlRequest& request);
+  SharingControl::Callbacks sharingCallbacks();
+  SessionFigures sessionFigures() const;
+  OfferShape offerShape() const;
+
+  // Member order is teardown order, read from the bottom: what refers to something stands below it.
+  const Configuration configuration_;
+  Platform platform_;
+  const QString roomId_;
+  std::function<void()> changedHandler_;
+  CurrentOutlet outlet_;
+  InputInjector injector_;
+  ChatInbox chat_;
+  IceMonitor iceMonitor_;
+  Negotiation negotiation_;
+  SharingControl sharing_;
+  HostStats stats_;
+  std::unique_ptr<Signaler> signaler_;
+  HostSettings settings_;
+  std::unique_ptr<ControlAuthorisation> authorisation_;
+  std::unique_ptr<VideoQuality> quality_;
+  std::unique_ptr<ControlDispatcher> dispatcher_;
+  std::unique_ptr<PeerLink> link_;
+};
+
+}  // namespace vantora

@@ -1,0 +1,88 @@
+#include "main/session/peer/ControlChannels.h"
+
+#include "main/base/Log.h"
+
+namespace vantora {
+namespace {
+
+constexpr int kControlPacketLifeTimeMs = 70;
+
+}  // namespace
+
+ControlChannels::ControlChannels(PeerConnection& peer, Events events)
+    : peer_(peer), events_(std::move(events)), self_(std::make_shared<ControlChannels*>(this)) {}
+
+ControlChannels::~ControlChannels() = default;
+
+std::unique_ptr<DataChannel>& ControlChannels::field(ControlChannel channel) {
+  return channel == ControlChannel::control ? controlDC_ : controlReliableDC_;
+}
+
+const std::unique_ptr<DataChannel>& ControlChannels::field(ControlChannel channel) const {
+  return channel == ControlChannel::control ? controlDC_ : controlReliableDC_;
+}
+
+void ControlChannels::createOrRefreshDataChannels() {
+  refresh(ControlChannel::control);
+  refresh(ControlChannel::reliable);
+}
+
+void ControlChannels::refresh(ControlChannel channel) {
+  std::unique_ptr<DataChannel>& held = field(channel);
+  if (held && held->state() != ChannelState::closed) return;
+  if (held) held->close();
+  held.reset();
+
+  DataChannelConfig config;
+  if (channel == ControlChannel::control) {
+    config.ordered = false;
+    config.maxPacketLifeTimeMs = kControlPacketLifeTimeMs;
+  }
+  const QString label = labelOf(channel);
+  held = peer_.createDataChannel(label, config);
+  if (!held) {
+    logLine(QStringLiteral("[dc] failed to create datachannel ") + label);
+    return;
+  }
+  held->setEvents({.stateChanged =
+                       [weak = std::weak_ptr(self_), channel](ChannelState state) {
+                         if (const auto self = weak.lock()) (*self)->dataChannelDidChangeState(channel, state);
+                       },
+                   .message =
+                       [weak = std::weak_ptr(self_), channel](const QByteArray& data, bool binary) {
+                         if (const auto self = weak.lock()) (*self)->events_.message(channel, data, binary);
+                       }});
+  logLine(QStringLiteral("[dc] created label=") + label +
+          (channel == ControlChannel::control ? QStringLiteral(" (unordered,maxPacketLifeTime=70ms)")
+                                              : QStringLiteral(" (reliable)")));
+}
+
+void ControlChannels::dataChannelDidChangeState(ControlChannel channel, ChannelState state) {
+  logLine(QStringLiteral("[dc] state=%1 label=").arg(static_cast<int>(state)) + labelOf(channel));
+  if (state == ChannelState::open) {
+    events_.opened(channel);
+  } else if (state == ChannelState::closed) {
+    const std::weak_ptr<ControlChannels*> alive = self_;
+    events_.closed(channel);
+    if (alive.expired()) return;
+    field(channel).reset();
+    createOrRefreshDataChannels();
+    events_.renegotiate();
+  }
+}
+
+bool ControlChannels::exists(ControlChannel channel) const { return field(channel) != nullptr; }
+
+bool ControlChannels::isOpen(ControlChannel channel) const {
+  return field(channel) && field(channel)->state() == ChannelState::open;
+}
+
+void ControlChannels::send(ControlChannel channel, const JsonObject& message) {
+  if (field(channel)) field(channel)->send(toJson(message), false);
+}
+
+quint64 ControlChannels::bufferedAmount(ControlChannel channel) const {
+  return field(channel) ? field(channel)->bufferedAmount() : 0;
+}
+
+}  // namespace vantora

@@ -1,0 +1,55 @@
+// The two data channels of one peer connection: "control" (unordered, packets dropped after 70 ms)
+// and "control_reliable" (ordered, reliable).
+#pragma once
+
+#include <memory>
+
+#include "main/base/Json.h"
+#include "main/control/ControlChannel.h"
+#include "main/rtc/PeerConnection.h"
+
+namespace vantora {
+
+// Keeps both channels alive: a channel that closed is replaced at once. Thread: main. Owner: the
+// PeerLink of one connection; dies with it.
+class ControlChannels final : public ControlOutlet {
+ public:
+  struct Events {
+    std::function<void(ControlChannel)> opened;
+    // The channel closed; called before it is replaced.
+    std::function<void(ControlChannel)> closed;
+    // Fresh channels exist that the viewer must be offered.
+    std::function<void()> renegotiate;
+    std::function<void(ControlChannel, const QByteArray& data, bool binary)> message;
+  };
+
+  // `peer` must outlive this object.
+  ControlChannels(PeerConnection& peer, Events events);
+  ~ControlChannels() override;
+  ControlChannels(const ControlChannels&) = delete;
+  ControlChannels& operator=(const ControlChannels&) = delete;
+
+  // Ensures that both channels exist and are not closed; a channel that is connecting, open or
+  // closing is kept.
+  void createOrRefreshDataChannels();
+
+  bool exists(ControlChannel channel) const override;
+  bool isOpen(ControlChannel channel) const override;
+  void send(ControlChannel channel, const JsonObject& message) override;
+  quint64 bufferedAmount(ControlChannel channel) const override;
+
+ private:
+  std::unique_ptr<DataChannel>& field(ControlChannel channel);
+  const std::unique_ptr<DataChannel>& field(ControlChannel channel) const;
+  void refresh(ControlChannel channel);
+  void dataChannelDidChangeState(ControlChannel channel, ChannelState state);
+
+  PeerConnection& peer_;
+  Events events_;
+  // Callbacks of the channels hold this by weak reference: the object may die inside one.
+  std::shared_ptr<ControlChannels*> self_;
+  std::unique_ptr<DataChannel> controlDC_;
+  std::unique_ptr<DataChannel> controlReliableDC_;
+};
+
+}  // namespace vantora

@@ -1,0 +1,63 @@
+#include "main/session/peer/IceMonitor.h"
+
+#include "main/base/Log.h"
+
+namespace vantora {
+namespace {
+
+// A connection that is merely disconnected often comes back by itself within this time.
+constexpr std::chrono::milliseconds kDisconnectedGrace{2000};
+
+}  // namespace
+
+QString iceStateLabel(IceState state) {
+  switch (state) {
+    case IceState::fresh:
+      return QStringLiteral("new");
+    case IceState::checking:
+      return QStringLiteral("checking");
+    case IceState::connected:
+      return QStringLiteral("connected");
+    case IceState::completed:
+      return QStringLiteral("completed");
+    case IceState::failed:
+      return QStringLiteral("failed");
+    case IceState::disconnected:
+      return QStringLiteral("disconnected");
+    case IceState::closed:
+      return QStringLiteral("closed");
+    case IceState::count:
+      return QStringLiteral("count");
+  }
+  return QStringLiteral("unknown");
+}
+
+void IceMonitor::iceConnectionDidChange(IceState state) {
+  logLine(QStringLiteral("ICE state: %1 (%2)").arg(iceStateLabel(state)).arg(static_cast<int>(state)));
+  iceState_ = state;
+  callbacks_.changed(state);
+  switch (state) {
+    case IceState::connected:
+    case IceState::completed:
+      iceRecoveryTimer_.reset();
+      break;
+    case IceState::failed:
+      iceRecoveryTimer_.reset();
+      callbacks_.attemptIceRecovery(true);
+      break;
+    case IceState::disconnected:
+      iceRecoveryTimer_ = scheduler_.after(kDisconnectedGrace, [this] {
+        if (iceState_ == IceState::failed || iceState_ == IceState::disconnected) callbacks_.attemptIceRecovery(false);
+      });
+      break;
+    default:
+      break;
+  }
+}
+
+void IceMonitor::connectionReplaced() {
+  iceRecoveryTimer_.reset();
+  iceState_ = IceState::fresh;
+}
+
+}  // namespace vantora

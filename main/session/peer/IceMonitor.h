@@ -1,0 +1,44 @@
+// Watches the ICE connection state and recovers a lost connection.
+#pragma once
+
+#include <functional>
+#include <memory>
+
+#include "main/base/Scheduler.h"
+#include "main/rtc/PeerConnection.h"
+
+namespace vantora {
+
+// "new", "checking", ... as the log and the menu show it; "unknown" for a value outside the list.
+QString iceStateLabel(IceState state);
+
+// Thread: main. Owner: Host. Lives across peer connections.
+class IceMonitor {
+ public:
+  struct Callbacks {
+    // The state changed; called for every report.
+    std::function<void(IceState)> changed;
+    // The connection is lost and must be renewed now.
+    std::function<void(bool immediate)> attemptIceRecovery;
+  };
+
+  IceMonitor(Scheduler& scheduler, Callbacks callbacks) : scheduler_(scheduler), callbacks_(std::move(callbacks)) {}
+
+  // A state reported by the peer connection.
+  void iceConnectionDidChange(IceState state);
+  // The connection that reported so far is gone; a pending recovery of it is dropped.
+  void connectionReplaced();
+
+  IceState iceState() const { return iceState_; }
+  QString getICEStateLabel() const { return iceStateLabel(iceState_); }
+  // Whether media can reach a viewer.
+  bool connected() const { return iceState_ == IceState::connected || iceState_ == IceState::completed; }
+
+ private:
+  Scheduler& scheduler_;
+  Callbacks callbacks_;
+  IceState iceState_ = IceState::fresh;
+  std::unique_ptr<Timer> iceRecoveryTimer_;
+};
+
+}  // namespace vantora

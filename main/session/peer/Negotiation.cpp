@@ -1,0 +1,137 @@
+#include "main/session/peer/Negotiation.h"
+
+#include <limits>
+
+#include "main/base/Log.h"
+#include "main/video/sdp/BitrateHints.h"
+#include "main/video/sdp/SdpInspect.h"
+#include "main/video/sdp/SdpTools.h"
+
+namespace vantora {
+namespace {
+
+using namespace Qt::Literals::StringLiterals;
+
+// A viewer has a handful of addresses; what exceeds this while no answer has come is an attack.
+constexpr qsizetype kMaxPendingCandidates = 256;
+
+}  // namespace
+
+QString shapeOffer(QString sdp, const OfferShape& shape) {
+  bool rewriteProfile = true;
+  if (shape.preferredCodecName && !shape.preferredCodecName->isEmpty()) {
+    sdp = SdpTools::preferCodec(sdp, *shape.preferredCodecName);
+    rewriteProfile = *shape.preferredCodecName == "h264"_L1;
+  } else {
+    sdp = SdpTools::preferH264(sdp);
+  }
+  if (rewriteProfile && shape.h264Profile && !shape.h264Profile->isEmpty()) {
+    sdp = SdpTools::rewriteH264Profile(sdp, *shape.h264Profile);
+  }
+  const BitrateHints hints = bitrateHints(shape.lastMaxBitrateKbps, shape.xGoogleMinKbpsOverride,
+                                          shape.xGoogleStartKbpsOverride, shape.xGoogleMaxKbpsOverride);
+  sdp = SdpTools::setH264BitrateHints(sdp, hints.minKbps, hints.startKbps, hints.maxKbps);
+  return SdpTools::setVP8BitrateHints(sdp, hints.minKbps, hints.startKbps, hints.maxKbps);
+}
+
+void Negotiation::attach(PeerConnection* peer) {
+  peer_ = peer;
+  remoteFingerprint_.reset();
+  unansweredOffers_ = 0;
+}
+
+void Negotiation::makeOffer() {
+  if (!peer_) return;
+  PeerConnection* const peer = peer_;
+  // The connection drops completions once it is closed, so `peer` lives inside them.
+  peer->createOffer({.receiveVideo = true, .receiveAudio = false},
+                    [this, peer](const QString& sdp, const std::optional<QString>& error) {
+                      if (peer != peer_) return;
+                      if (error) {
+                        logLine(u"offer error: "_s + *error);
+                        return;
+                      }
+                      const QString rewritten = shapeOffer(sdp, callbacks_.offerShape());
+                      peer->setLocalOffer(rewritten, [this, rewritten](const std::optional<QString>& failure) {
+                        if (failure) {
+                          logLine(u"setLocalDescription error: "_s + *failure);
+                          return;
+                        }
+                        ++unansweredOffers_;
+                        callbacks_.send({{u"type"_s, u"offer"_s}, {u"sdp"_s, rewritten}});
+                      });
+                    });
+}
+
+void Negotiation::handleAnswer(const JsonObject& message) {
+  const auto sdp = stringField(message, "sdp"_L1);
+  if (!sdp || !peer_) return;
+  if (staleAnswersLeft_ > 0 && iceUfrag(*sdp) == staleIceUfrag_) {
+    --staleAnswersLeft_;
+    return;
+  }
+  const SignalingState state = peer_->signalingState();
+  if (state != SignalingState::haveLocalOffer) {
+    logLine(u"[sdp] answer when state="_s + signalingStateName(state) + u" → renegotiate"_s);
+    clearPendingCandidates();
+    makeOffer();
+    return;
+  }
+  const auto fingerprint = dtlsFingerprint(*sdp);
+  if (remoteFingerprint_ && fingerprint && *fingerprint != *remoteFingerprint_) {
+    staleIceUfrag_ = iceUfrag(*sdp);
+    staleAnswersLeft_ = unansweredOffers_ - 1;
+    callbacks_.viewerReplaced();
+    return;
+  }
+  applyAnswer(*sdp);
+}
+
+void Negotiation::applyAnswer(const QString& sdp) {
+  PeerConnection* const peer = peer_;
+  const auto done = [this, peer, fingerprint = dtlsFingerprint(sdp)](const std::optional<QString>& error) {
+    if (peer != peer_) return;
+    if (error) {
+      logLine(u"SRD error: "_s + *error);
+    } else {
+      remoteFingerprint_ = fingerprint;
+      unansweredOffers_ = 0;
+    }
+    // Also after an error: candidates may belong to an answer that is applied later.
+    const QList<IceCandidate> queued = std::exchange(pendingRemoteCandidates_, {});
+    for (const IceCandidate& candidate : queued) addCandidateCompat(candidate);
+  };
+  peer->setRemoteAnswer(sdp, done);
+}
+
+void Negotiation::handleIce(const JsonObject& message) {
+  const auto body = objectField(message, "candidate"_L1);
+  if (!body || !peer_) return;
+  IceCandidate candidate;
+  candidate.candidate = stringField(*body, "candidate"_L1).value_or(QString());
+  const qint64 index = integerField(*body, "sdpMLineIndex"_L1).value_or(0);
+  if (index >= std::numeric_limits<qint32>::min() && index <= std::numeric_limits<qint32>::max()) {
+    candidate.sdpMLineIndex = static_cast<int>(index);
+  }
+  candidate.sdpMid = stringField(*body, "sdpMid"_L1);
+  if (peer_->hasRemoteDescription()) {
+    addCandidateCompat(candidate);
+  } else if (pendingRemoteCandidates_.size() < kMaxPendingCandidates) {
+    pendingRemoteCandidates_.append(candidate);
+  }
+}
+
+void Negotiation::addCandidateCompat(const IceCandidate& candidate) {
+  peer_->addCandidate(candidate, [](const std::optional<QString>& error) {
+    if (error) logLine(u"add candidate error: "_s + *error);
+  });
+}
+
+void Negotiation::sendCandidate(const IceCandidate& candidate) {
+  const JsonObject body{{u"candidate"_s, candidate.candidate},
+                        {u"sdpMid"_s, candidate.sdpMid ? QJsonValue(*candidate.sdpMid) : QJsonValue(QJsonValue::Null)},
+                        {u"sdpMLineIndex"_s, candidate.sdpMLineIndex}};
+  callbacks_.send({{u"type"_s, u"ice"_s}, {u"candidate"_s, body}});
+}
+
+}  // namespace vantora

@@ -1,0 +1,75 @@
+// Offers, answers and ICE candidates. The host is always the offerer.
+#pragma once
+
+#include <QList>
+#include <optional>
+
+#include "main/base/Json.h"
+#include "main/rtc/PeerConnection.h"
+
+namespace vantora {
+
+// What shapes the next offer; read anew for every offer.
+struct OfferShape {
+  std::optional<QString> preferredCodecName;
+  std::optional<QString> h264Profile;
+  int lastMaxBitrateKbps = 3000;
+  std::optional<int> xGoogleMinKbpsOverride;
+  std::optional<int> xGoogleStartKbpsOverride;
+  std::optional<int> xGoogleMaxKbpsOverride;
+};
+
+// Rewrites an offer of the library: payload order, H.264 profile, bit-rate hints. Pure but for the
+// log lines of the functions it calls.
+QString shapeOffer(QString sdp, const OfferShape& shape);
+
+// Thread: main. Owner: Host. Lives across peer connections: candidates that wait for a remote
+// description survive a rebuild.
+class Negotiation {
+ public:
+  struct Callbacks {
+    std::function<void(const JsonObject&)> send;
+    std::function<OfferShape()> offerShape;
+    // The answer comes from another viewer than the one in force (another DTLS fingerprint): the
+    // library would take it silently and leave the data channels dead, so the peer connection
+    // must be built anew and offered.
+    std::function<void()> viewerReplaced;
+  };
+
+  explicit Negotiation(Callbacks callbacks) : callbacks_(std::move(callbacks)) {}
+
+  // The connection that everything below works on; null while there is none. It must be detached
+  // before it dies.
+  void attach(PeerConnection* peer);
+
+  // Creates, rewrites, sets and sends an offer. Needs an attached connection.
+  void makeOffer();
+  // "answer": applies it or, in the wrong state, drops it and offers again.
+  void handleAnswer(const JsonObject& message);
+  // "ice": adds the candidate, or queues it until there is a remote description.
+  void handleIce(const JsonObject& message);
+  // Forgets queued candidates.
+  void clearPendingCandidates() { pendingRemoteCandidates_.clear(); }
+  qsizetype pendingCandidates() const { return pendingRemoteCandidates_.size(); }
+
+  // A candidate that the local side generated.
+  void sendCandidate(const IceCandidate& candidate);
+
+ private:
+  void applyAnswer(const QString& sdp);
+  void addCandidateCompat(const IceCandidate& candidate);
+
+  Callbacks callbacks_;
+  PeerConnection* peer_ = nullptr;
+  QList<IceCandidate> pendingRemoteCandidates_;
+  // Fingerprint of the answer in force; none before the first one of this connection.
+  std::optional<QString> remoteFingerprint_;
+  // ICE user name of the answer that made the last rebuild necessary: that viewer may have answered
+  // older offers of the previous connection too, and those answers must not reach the new one.
+  std::optional<QString> staleIceUfrag_;
+  int staleAnswersLeft_ = 0;
+  // Offers sent on this connection that no answer was taken for yet.
+  int unansweredOffers_ = 0;
+};
+
+}  // namespace vantora

@@ -1,0 +1,42 @@
+#include "main/telemetry/HostStats.h"
+
+namespace vantora {
+namespace {
+
+using namespace Qt::Literals::StringLiterals;
+
+constexpr std::chrono::milliseconds kPeriod{250};
+
+}  // namespace
+
+void HostStats::startTimer() {
+  hostStatsTimer_ = scheduler_.every(kPeriod, kPeriod, [this] {
+    if (outlet_.isOpen(ControlChannel::reliable)) sendHostStats(ControlChannel::reliable);
+  });
+}
+
+void HostStats::sendHostStats(ControlChannel channel) {
+  const SessionFigures figures = sources_.session();
+  JsonObject message{{u"type"_s, u"host_stats"_s},
+                     {u"preset"_s, figures.preset},
+                     {u"width"_s, figures.width},
+                     {u"height"_s, figures.height},
+                     {u"fps"_s, figures.fps},
+                     {u"maxKbps"_s, figures.maxKbps},
+                     {u"capture"_s, figures.screen ? u"screen"_s : u"dummy"_s},
+                     {u"displayIndex"_s, figures.displayIndex},
+                     {u"lastCaptureNs"_s, figures.lastCaptureNs}};
+  if (sources_.hostName) message.insert(u"hostName"_s, *sources_.hostName);
+  message.insert(u"room"_s, sources_.roomId);
+  if (sources_.roomId == "demo"_L1) message.insert(u"demo"_s, true);
+  if (const auto system = sources_.system()) message.insert(u"sys"_s, *system);
+  outlet_.send(channel, message);
+}
+
+void HostStats::sendDisplayInfo(ControlChannel channel) {
+  outlet_.send(channel, {{u"type"_s, u"display_info"_s},
+                         {u"count"_s, static_cast<qint64>(displays_.list().size())},
+                         {u"current"_s, sources_.session().displayIndex}});
+}
+
+}  // namespace vantora

@@ -1,0 +1,57 @@
+// What the viewer is told about the host while it is connected.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+
+#include "main/base/Json.h"
+#include "main/base/Scheduler.h"
+#include "main/control/ControlChannel.h"
+#include "platform/Displays.h"
+
+namespace vantora {
+
+// The session's own figures, taken at the moment of sending.
+struct SessionFigures {
+  QString preset;
+  int width = 0;
+  int height = 0;
+  int fps = 0;
+  int maxKbps = 0;
+  bool screen = false;
+  int displayIndex = 0;
+  qint64 lastCaptureNs = 0;
+};
+
+// Thread: main. Owner: Host. Lives across peer connections.
+class HostStats {
+ public:
+  struct Sources {
+    std::function<SessionFigures()> session;
+    // The machine's figures ("sys"), none while there are none.
+    std::function<std::optional<JsonObject>()> system;
+    std::optional<QString> hostName;
+    QString roomId;
+  };
+
+  HostStats(Scheduler& scheduler, Displays& displays, ControlOutlet& outlet, Sources sources)
+      : scheduler_(scheduler), displays_(displays), outlet_(outlet), sources_(std::move(sources)) {}
+
+  // Sends "host_stats" every 0.25 s on "control_reliable" while that is open. Replaces a running timer.
+  void startTimer();
+  void stopTimer() { hostStatsTimer_.reset(); }
+
+  void sendHostStats(ControlChannel channel);
+  // "display_info": how many displays there are and which one is shared.
+  void sendDisplayInfo(ControlChannel channel);
+
+ private:
+  Scheduler& scheduler_;
+  Displays& displays_;
+  ControlOutlet& outlet_;
+  Sources sources_;
+  std::unique_ptr<Timer> hostStatsTimer_;
+};
+
+}  // namespace vantora

@@ -1,0 +1,174 @@
+#include "main/video/quality/VideoQuality.h"
+
+#include <algorithm>
+
+#include "main/base/Log.h"
+#include "main/session/settings/HostSettings.h"
+#include "main/video/sdp/CodecNames.h"
+
+namespace vantora {
+namespace {
+
+using namespace Qt::Literals::StringLiterals;
+
+std::optional<int> clamped(std::optional<qint64> value, int low, int high) {
+  if (!value) return std::nullopt;
+  return static_cast<int>(std::clamp<qint64>(*value, low, high));
+}
+
+void setPreference(VideoSender& sender, DegradationPreference preference, const char* line) {
+  if (sender.setDegradationPreference(preference)) logLine(line);
+}
+
+}  // namespace
+
+VideoQuality::VideoQuality(Environment environment, Displays& displays, SharingControl& sharing, Settings settings,
+                           Callbacks callbacks)
+    : environment_(std::move(environment)),
+      displays_(displays),
+      sharing_(sharing),
+      callbacks_(std::move(callbacks)),
+      preferredCodecName_(std::move(settings.preferredCodecName)),
+      h264Profile_(std::move(settings.h264Profile)) {
+  lastTarget_.kbps = settings.lastMaxBitrateKbps;
+}
+
+void VideoQuality::setMaintainResolution(VideoSender& sender) {
+  setPreference(sender, DegradationPreference::maintainFramerate, "[quality] degradationPreference=maintain-framerate");
+}
+
+void VideoQuality::setMaintainResolutionStrong(VideoSender& sender) {
+  setPreference(sender, DegradationPreference::maintainResolution,
+                "[quality] degradationPreference=maintain-resolution");
+}
+
+void VideoQuality::setContentHint(VideoSender& sender, const QString& hint) {
+  const QString value = hint == "detail"_L1 ? u"detail"_s : u"motion"_s;
+  if (sender.setContentHint(value)) logLine(u"[quality] contentHint="_s + value);
+}
+
+std::optional<Display> VideoQuality::sharedDisplay() const {
+  const std::vector<Display> list = displays_.list();
+  if (list.empty()) return std::nullopt;
+  const int last = static_cast<int>(list.size()) - 1;
+  return list[static_cast<size_t>(std::min(std::max(sharing_.displayIndexUsed(), 0), last))];
+}
+
+VideoTarget VideoQuality::nativeBucket() const {
+  const auto display = sharedDisplay();
+  if (!sharing_.useScreenSource() || !display) return {};
+  const VideoTarget target = nativeTarget(display->bounds.size());
+  logLine(u"[quality] native bucket → %1x%2@60 kbps≈%3"_s.arg(target.width).arg(target.height).arg(target.kbps));
+  return target;
+}
+
+void VideoQuality::applyQualityPreset(const QString& name) {
+  QString preset = name;
+  if (preset == "auto"_L1) {
+    const std::vector<Display> list = displays_.list();
+    preset = pickAutoPreset(list.empty() ? std::nullopt : std::optional(list.front().bounds.height()));
+  }
+  VideoTarget target = preset == "native"_L1 ? nativeBucket() : presetTarget(preset);
+  if (preset == "gaming"_L1) preferredCodecName_ = u"vp8"_s;
+
+  if (sharing_.useScreenSource()) {
+    const auto display = sharedDisplay();
+    if (display && display->bounds.height() > 0) {
+      target.width = std::min(widthForDisplay(display->bounds.size(), target.height), kWidest);
+    }
+  }
+  if (VideoSender* sender = sharing_.videoSender()) {
+    sender->changeEncodings(
+        {.maxBitrateBps = target.kbps * 1000, .maxFramerate = target.fps, .scaleResolutionDownBy = 1.0});
+    applyPreferences(preset);
+  }
+  store(preset, target);
+  feedSource(preset, target);
+}
+
+void VideoQuality::applyVideoParams(std::optional<qint64> maxBitrateKbps, std::optional<qint64> fps,
+                                    std::optional<qint64> width, std::optional<qint64> height) {
+  const auto newKbps = clamped(maxBitrateKbps, kLowestKbps, kMostKbps);
+  const auto newFps = clamped(fps, 1, kFastest);
+  const auto newWidth = clamped(width, kSmallestSide, kWidest);
+  const auto newHeight = clamped(height, kSmallestSide, kHighest);
+  if (!newKbps && !newFps && !(newWidth && newHeight)) return;
+
+  VideoTarget target = lastTarget_;
+  target.width = newWidth.value_or(target.width);
+  target.height = newHeight.value_or(target.height);
+  target.fps = newFps.value_or(target.fps);
+  if (newKbps) {
+    target.kbps = *newKbps;
+  } else if (newFps) {
+    target.kbps = derivedKbps(target.width, target.height, target.fps);
+  }
+
+  if (VideoSender* sender = sharing_.videoSender()) {
+    EncodingChange change;
+    if (newKbps || newFps) change.maxBitrateBps = target.kbps * 1000;
+    if (newFps) change.maxFramerate = target.fps;
+    sender->changeEncodings(change);
+    applyPreferences(currentQualityPreset_);
+  }
+  if (newFps || newWidth || newHeight) feedSource(currentQualityPreset_, target);
+  store(currentQualityPreset_, target);
+}
+
+void VideoQuality::applyPreferences(const QString& preset) {
+  VideoSender* const sender = sharing_.videoSender();
+  if (!sender) return;
+  const bool stable = preset == "low_stable"_L1;
+  if (stable) {
+    setMaintainResolutionStrong(*sender);
+  } else {
+    setMaintainResolution(*sender);
+  }
+  setContentHint(*sender, stable ? u"detail"_s : readVideoEnvironment(environment_).contentHint);
+}
+
+void VideoQuality::feedSource(const QString& preset, const VideoTarget& target) {
+  if (sharing_.useScreenSource()) {
+    sharing_.reconfigureScreen(target.width, target.height, target.fps);
+    return;
+  }
+  sharing_.rebuildSynthetic(target.width, target.height, target.fps);
+  applyPreferences(preset);  // The track is a new one.
+  callbacks_.makeOffer();
+}
+
+void VideoQuality::store(const QString& preset, const VideoTarget& target) {
+  const bool differs = preset != currentQualityPreset_ || target != lastTarget_;
+  currentQualityPreset_ = preset;
+  lastTarget_ = target;
+  if (!differs) return;
+  logLine(u"[quality] changed → %1x%2@%3 kbps=%4 preset="_s.arg(target.width)
+              .arg(target.height)
+              .arg(target.fps)
+              .arg(target.kbps) +
+          preset);
+  callbacks_.changed();
+}
+
+void VideoQuality::handleCodec(const JsonObject& message) {
+  if (const auto codec = stringField(message, "codec"_L1)) {
+    preferredCodecName_ = codecChoiceOfViewer(*codec).name;
+    logLine(u"[sdp] set preferred codec="_s + preferredCodecName_.value_or(u"auto"_s));
+    callbacks_.makeOffer();
+  }
+  if (const auto profile = stringField(message, "profile"_L1)) {
+    h264Profile_ = h264ProfileFor(*profile);
+    logLine(u"[sdp] set h264 profile="_s + (h264Profile_->isEmpty() ? u"-"_s : *h264Profile_));
+  }
+}
+
+void VideoQuality::handleClientPrefs(const JsonObject& message) {
+  const auto prefs = objectField(message, "prefs"_L1);
+  if (!prefs) return;
+  const auto quality = stringField(*prefs, "quality"_L1);
+  if (quality && !quality->isEmpty()) applyQualityPreset(*quality);
+  if (const auto fps = integerField(*prefs, "fps"_L1)) applyVideoParams({}, fps, {}, {});
+  logLine(u"[prefs] applied from client: quality=%1 fps=%2"_s.arg(currentQualityPreset_).arg(lastTarget_.fps));
+}
+
+}  // namespace vantora

@@ -1,0 +1,69 @@
+// How the video is encoded: presets, explicit parameters, codec choice.
+#pragma once
+
+#include <functional>
+#include <optional>
+
+#include "main/base/Environment.h"
+#include "main/base/Json.h"
+#include "main/video/quality/QualityPresets.h"
+#include "main/video/sharing/SharingControl.h"
+
+namespace vantora {
+
+// Thread: main. Owner: Host.
+class VideoQuality {
+ public:
+  struct Callbacks {
+    std::function<void()> makeOffer;
+    // Something that the menu shows changed.
+    std::function<void()> changed;
+  };
+  struct Settings {
+    int lastMaxBitrateKbps = 3000;
+    std::optional<QString> preferredCodecName;
+    std::optional<QString> h264Profile;
+  };
+
+  // `displays` and `sharing` must outlive this object.
+  VideoQuality(Environment environment, Displays& displays, SharingControl& sharing, Settings settings,
+               Callbacks callbacks);
+
+  // Applies the named preset; "auto" is resolved first, an unknown name gives medium figures.
+  void applyQualityPreset(const QString& name);
+  // Applies explicit values (each optional, any number: clamped to what encoders accept).
+  void applyVideoParams(std::optional<qint64> maxBitrateKbps, std::optional<qint64> fps, std::optional<qint64> width,
+                        std::optional<qint64> height);
+  // "codec": choice of codec and H.264 profile for the next offers.
+  void handleCodec(const JsonObject& message);
+  // "client_prefs": a viewer's wishes at the signalling level; none without a "prefs" object.
+  void handleClientPrefs(const JsonObject& message);
+
+  const QString& currentQualityPreset() const { return currentQualityPreset_; }
+  const VideoTarget& lastTarget() const { return lastTarget_; }
+  const std::optional<QString>& preferredCodecName() const { return preferredCodecName_; }
+  const std::optional<QString>& h264Profile() const { return h264Profile_; }
+
+  // Both log what they did; the first one sets maintain-framerate despite its name.
+  static void setMaintainResolution(VideoSender& sender);
+  static void setMaintainResolutionStrong(VideoSender& sender);
+  static void setContentHint(VideoSender& sender, const QString& hint);
+
+ private:
+  std::optional<Display> sharedDisplay() const;
+  VideoTarget nativeBucket() const;
+  void applyPreferences(const QString& preset);
+  void feedSource(const QString& preset, const VideoTarget& target);
+  void store(const QString& preset, const VideoTarget& target);
+
+  Environment environment_;
+  Displays& displays_;
+  SharingControl& sharing_;
+  Callbacks callbacks_;
+  QString currentQualityPreset_ = QStringLiteral("auto");
+  VideoTarget lastTarget_;
+  std::optional<QString> preferredCodecName_;
+  std::optional<QString> h264Profile_;
+};
+
+}  // namespace vantora

@@ -1,0 +1,141 @@
+#include "main/video/sharing/SharingControl.h"
+
+#include "main/base/Log.h"
+#include "main/session/settings/HostSettings.h"
+#include "main/video/sharing/FitSize.h"
+#include "main/video/sources/DisplaySize.h"
+
+namespace vantora {
+namespace {
+
+using namespace Qt::Literals::StringLiterals;
+
+}  // namespace
+
+SharingControl::SharingControl(Environment environment, Displays& displays, ControlOutlet& outlet,
+                               VideoSourceFactory factory, Callbacks callbacks)
+    : environment_(std::move(environment)),
+      displays_(displays),
+      outlet_(outlet),
+      factory_(std::move(factory)),
+      callbacks_(std::move(callbacks)),
+      self_(std::make_shared<SharingControl*>(this)) {}
+
+SharingControl::~SharingControl() {
+  if (screenSource_) screenSource_->stop();
+  if (dummy_) dummy_->stop();
+}
+
+std::unique_ptr<SyntheticVideo> SharingControl::makeFittedSynthetic() {
+  const VideoEnvironment video = readVideoEnvironment(environment_);
+  const QSize size =
+      fitToDisplay(QSize(video.width, video.height), primaryDisplayPixelSize(displays_.list(), displayIndexUsed_));
+  auto source = factory_.synthetic(video.fps, size.width(), size.height());
+  source->setActive(viewerConnected_);
+  return source;
+}
+
+void SharingControl::startVideoSource(PeerConnection& peer, std::unique_ptr<VideoSender>& videoSender) {
+  const VideoEnvironment video = readVideoEnvironment(environment_);
+  const bool sharingResumes = useScreenSource_;
+  useScreenSource_ = false;
+  displayIndexUsed_ = sharingResumes ? displayIndexUsed_ : video.displayIndex;
+  if (video.inputUsesPoints) callbacks_.input.setMappingMode(*video.inputUsesPoints);
+  if (video.inputOriginTop) callbacks_.input.setOrigin(*video.inputOriginTop);
+
+  if (dummy_) dummy_->stop();
+  dummy_ = makeFittedSynthetic();
+  videoSender = peer.addVideoTransceiver(*dummy_);
+  videoSender_ = videoSender.get();
+  if (videoSender_) {
+    videoSender_->changeEncodings({.maxBitrateBps = {}, .maxFramerate = video.fps, .scaleResolutionDownBy = {}});
+    if (videoSender_->setDegradationPreference(DegradationPreference::maintainFramerate)) {
+      logLine("[quality] degradationPreference=maintain-framerate");
+    }
+  }
+  if (video.shareIdleVideo) dummy_->start();
+  if (videoSender_ && videoSender_->setContentHint(video.contentHint)) {
+    logLine(u"[quality] contentHint="_s + video.contentHint);
+  }
+  if (sharingEnabled_ && screenSource_ && videoSender_) {
+    videoSender_->replaceTrack(*screenSource_);
+    useScreenSource_ = sharingResumes;
+  }
+}
+
+void SharingControl::startSharing() {
+  if (sharingEnabled_) return;
+  sharingEnabled_ = true;
+  const VideoEnvironment video = readVideoEnvironment(environment_);
+  screenSource_ = factory_.screen(video.width, video.height, video.fps, displayIndexUsed_,
+                                  [weak = std::weak_ptr(self_)](const QString& permission) {
+                                    if (const auto self = weak.lock()) (*self)->notifyClientPermission(permission);
+                                  });
+  screenSource_->setActive(viewerConnected_);
+  callbacks_.input.setTargetScreen(displayIndexUsed_);
+  if (videoSender_) videoSender_->replaceTrack(*screenSource_);
+  screenSource_->start([weak = std::weak_ptr(self_)] {
+    if (const auto self = weak.lock()) (*self)->screenStarted();
+  });
+  callbacks_.changed();
+}
+
+void SharingControl::screenStarted() {
+  useScreenSource_ = true;
+  logLine("[share] started screen capture");
+  callbacks_.makeOffer();
+}
+
+void SharingControl::stopSharing() {
+  if (!sharingEnabled_) return;
+  sharingEnabled_ = false;
+  const VideoEnvironment video = readVideoEnvironment(environment_);
+  if (screenSource_) screenSource_->stop();
+  std::unique_ptr<SyntheticVideo> fresh = makeFittedSynthetic();
+  if (dummy_) dummy_->stop();
+  dummy_ = std::move(fresh);
+  if (video.shareIdleVideo) dummy_->start();
+  if (videoSender_) videoSender_->replaceTrack(*dummy_);
+  screenSource_.reset();
+  useScreenSource_ = false;
+  logLine("[share] stopped screen capture");
+  callbacks_.makeOffer();
+  callbacks_.changed();
+}
+
+void SharingControl::setViewerConnected(bool connected) {
+  viewerConnected_ = connected;
+  if (dummy_) dummy_->setActive(connected);
+  if (screenSource_) screenSource_->setActive(connected);
+}
+
+void SharingControl::refresh() {
+  if (screenSource_) screenSource_->refresh();
+}
+
+bool SharingControl::selectDisplay(int index) {
+  displayIndexUsed_ = index;
+  callbacks_.input.setTargetScreen(index);
+  if (!useScreenSource_ || !screenSource_) return false;
+  screenSource_->setDisplayIndex(index, [] {});
+  return true;
+}
+
+void SharingControl::rebuildSynthetic(int width, int height, int fps) {
+  std::unique_ptr<SyntheticVideo> fresh = factory_.synthetic(fps, width, height);
+  fresh->setActive(viewerConnected_);
+  if (dummy_) dummy_->stop();
+  fresh->start();
+  if (videoSender_ && !screenSource_) videoSender_->replaceTrack(*fresh);
+  dummy_ = std::move(fresh);
+}
+
+void SharingControl::reconfigureScreen(int width, int height, int fps) {
+  if (screenSource_) screenSource_->reconfigure(width, height, fps, [] {});
+}
+
+void SharingControl::notifyClientPermission(const QString& permission) {
+  outlet_.send(ControlChannel::control, {{u"type"_s, u"permission_required"_s}, {u"permission"_s, permission}});
+}
+
+}  // namespace vantora

@@ -1,0 +1,91 @@
+// What feeds the one video track: the synthetic pattern or the screen.
+#pragma once
+
+#include <functional>
+#include <memory>
+
+#include "main/base/Environment.h"
+#include "main/control/ControlChannel.h"
+#include "main/rtc/PeerConnection.h"
+#include "main/video/sharing/VideoSources.h"
+#include "platform/Displays.h"
+
+namespace vantora {
+
+// What the input side must know about the shared picture.
+struct InputTargeting {
+  std::function<void(bool usePoints)> setMappingMode;
+  std::function<void(bool topOrigin)> setOrigin;
+  std::function<void(int index)> setTargetScreen;
+};
+
+// Thread: main. Owner: Host. Lives across peer connections: a rebuilt one gets the running
+// capture's track again, the capture itself goes on.
+class SharingControl {
+ public:
+  struct Callbacks {
+    std::function<void()> makeOffer;
+    // Something that the menu shows changed.
+    std::function<void()> changed;
+    InputTargeting input;
+  };
+
+  // Everything referred to must outlive this object.
+  SharingControl(Environment environment, Displays& displays, ControlOutlet& outlet, VideoSourceFactory factory,
+                 Callbacks callbacks);
+  ~SharingControl();
+  SharingControl(const SharingControl&) = delete;
+  SharingControl& operator=(const SharingControl&) = delete;
+
+  // Sets up the transceiver of `peer` with the synthetic source; `videoSender` receives its sender.
+  // When the screen is being shared, its track is put back on the new sender.
+  void startVideoSource(PeerConnection& peer, std::unique_ptr<VideoSender>& videoSender);
+  // The sender is about to die with its connection.
+  void detachSender() { videoSender_ = nullptr; }
+
+  void startSharing();
+  void stopSharing();
+
+  // Whether pictures can reach a viewer. False: nothing is captured or encoded.
+  void setViewerConnected(bool connected);
+  // A viewer is ready for its first picture.
+  void refresh();
+
+  // "display_index": remembers the display and moves a running capture to it. Returns whether the
+  // screen is being captured.
+  bool selectDisplay(int index);
+
+  // A new synthetic source of this size and rate takes the track, started at once.
+  void rebuildSynthetic(int width, int height, int fps);
+  // Resizes the capture; does nothing without one.
+  void reconfigureScreen(int width, int height, int fps);
+
+  bool isSharingEnabled() const { return sharingEnabled_; }
+  bool useScreenSource() const { return useScreenSource_; }
+  int displayIndexUsed() const { return displayIndexUsed_; }
+  qint64 lastCaptureWallNs() const { return screenSource_ ? screenSource_->lastCaptureWallNs() : 0; }
+  // Null while there is no sender.
+  VideoSender* videoSender() const { return videoSender_; }
+
+ private:
+  void notifyClientPermission(const QString& permission);
+  std::unique_ptr<SyntheticVideo> makeFittedSynthetic();
+  void screenStarted();
+
+  Environment environment_;
+  Displays& displays_;
+  ControlOutlet& outlet_;
+  VideoSourceFactory factory_;
+  Callbacks callbacks_;
+  std::shared_ptr<SharingControl*> self_;
+
+  bool sharingEnabled_ = false;
+  bool useScreenSource_ = false;
+  bool viewerConnected_ = false;
+  int displayIndexUsed_ = 0;
+  VideoSender* videoSender_ = nullptr;
+  std::unique_ptr<SyntheticVideo> dummy_;
+  std::unique_ptr<ScreenVideo> screenSource_;
+};
+
+}  // namespace vantora

@@ -1,0 +1,47 @@
+// The two kinds of video source as sharing and quality see them.
+#pragma once
+
+#include <QString>
+#include <functional>
+#include <memory>
+
+#include "main/rtc/VideoTrackSource.h"
+
+namespace vantora {
+
+// The synthetic test pattern. Main thread.
+class SyntheticVideo : public VideoTrackSource {
+ public:
+  virtual void start() = 0;
+  virtual void stop() = 0;
+  // False: frames are not handed to the encoder.
+  virtual void setActive(bool active) = 0;
+};
+
+// The captured screen. Main thread.
+class ScreenVideo : public VideoTrackSource {
+ public:
+  // Runs on the main thread once the start has returned, whatever its outcome; never after the
+  // object was destroyed.
+  using Done = std::function<void()>;
+  virtual void start(Done done) = 0;
+  virtual void reconfigure(int width, int height, int fps, Done done) = 0;
+  virtual void setDisplayIndex(int index, Done done) = 0;
+  virtual void stop() = 0;
+  // False: nothing is captured. True again: a fresh frame at once.
+  virtual void setActive(bool active) = 0;
+  // Sends the current picture again at once.
+  virtual void refresh() = 0;
+  // Wall-clock time of the last captured frame in nanoseconds since 1970, 0 before the first.
+  virtual qint64 lastCaptureWallNs() const = 0;
+};
+
+struct VideoSourceFactory {
+  std::function<std::unique_ptr<SyntheticVideo>(int fps, int width, int height)> synthetic;
+  // `onPermission` is called on the main thread with the name of the missing permission.
+  std::function<std::unique_ptr<ScreenVideo>(int width, int height, int fps, int displayIndex,
+                                             std::function<void(const QString&)> onPermission)>
+      screen;
+};
+
+}  // namespace vantora

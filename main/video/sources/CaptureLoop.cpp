@@ -1,0 +1,247 @@
+#include "main/video/sources/CaptureLoop.h"
+
+#include <pthread.h>
+
+#include <utility>
+
+#include "main/base/Log.h"
+#include "main/video/sources/FrameSize.h"
+#include "rtc_base/time_utils.h"
+
+using namespace Qt::Literals::StringLiterals;
+
+namespace vantora {
+namespace {
+
+// How often a display that went away is looked for.
+constexpr std::chrono::seconds kReopenStep(1);
+
+FramePacer::Time now() { return std::chrono::nanoseconds(rtc::TimeNanos()); }
+
+std::int64_t wallNanoseconds() {
+  const auto sinceEpoch = std::chrono::system_clock::now().time_since_epoch();
+  return std::chrono::duration_cast<std::chrono::nanoseconds>(sinceEpoch).count();
+}
+
+void logRefusal(const QString& error) {
+  logLine(u"[sc] start error: "_s + error);
+  logLine(u"[sc] Required permissions in System Settings \u2192 Privacy & Security:"_s);
+  logLine(u"[sc] - Screen Recording (for video capture)"_s);
+}
+
+}  // namespace
+
+CaptureLoop::CaptureLoop(std::unique_ptr<ScreenCapture> capture, rtc::scoped_refptr<FrameSource> source)
+    : capture_(std::move(capture)), source_(std::move(source)) {
+  thread_ = std::thread([this] { run(); });
+  pthread_setname_np(thread_.native_handle(), "screen-capture");
+}
+
+CaptureLoop::~CaptureLoop() {
+  {
+    const std::lock_guard lock(mutex_);
+    orders_.quit = true;
+    ++orders_.epoch;
+  }
+  capture_->wake();
+  thread_.join();
+}
+
+void CaptureLoop::start(const CaptureSettings& settings, StartEnded ended) {
+  {
+    const std::lock_guard lock(mutex_);
+    orders_.settings = settings;
+    ++orders_.epoch;
+    orders_.waiting.push_back(std::move(ended));
+  }
+  capture_->wake();
+}
+
+void CaptureLoop::stop() {
+  {
+    const std::lock_guard lock(mutex_);
+    orders_.settings.reset();
+    ++orders_.epoch;
+  }
+  capture_->wake();
+}
+
+void CaptureLoop::setActive(bool active) {
+  {
+    const std::lock_guard lock(mutex_);
+    orders_.active = active;
+  }
+  capture_->wake();
+}
+
+void CaptureLoop::refresh() {
+  {
+    const std::lock_guard lock(mutex_);
+    orders_.refresh = true;
+  }
+  capture_->wake();
+}
+
+void CaptureLoop::encoderAsked() {
+  encoderAsked_.store(true);
+  capture_->wake();
+}
+
+void CaptureLoop::run() {
+  while (takeOrders()) work();
+  capture_->close();
+}
+
+bool CaptureLoop::takeOrders() {
+  std::vector<StartEnded> waiting;
+  bool newEpoch = false;
+  {
+    const std::lock_guard lock(mutex_);
+    if (orders_.quit) return false;
+    newEpoch = std::exchange(epoch_, orders_.epoch) != orders_.epoch;
+    if (newEpoch) settings_ = orders_.settings;
+    if (orders_.active && !active_) pacer_.restart();
+    active_ = orders_.active;
+    if (std::exchange(orders_.refresh, false)) pacer_.refreshAsked();
+    waiting.swap(orders_.waiting);
+  }
+  if (encoderAsked_.exchange(false)) pacer_.encoderAsked();
+  if (newEpoch) restart(waiting);
+  return true;
+}
+
+void CaptureLoop::restart(const std::vector<StartEnded>& waiting) {
+  capture_->close();
+  open_ = false;
+  firstPicturePending_ = false;
+  reopenAt_.reset();
+  lastFrame_ = nullptr;
+  const bool refused = settings_ && !openFirst();
+  for (const StartEnded& ended : waiting) ended(refused);
+}
+
+// False when the display was refused; a machine without a display is no refusal.
+bool CaptureLoop::openFirst() {
+  const ScreenCapture::Opened opened = capture_->open(settings_->displayIndex);
+  if (opened.outcome == ScreenCapture::Outcome::refused) {
+    logRefusal(opened.error);
+    return false;
+  }
+  if (opened.outcome == ScreenCapture::Outcome::noDisplay) {
+    logLine(u"[sc] no display found"_s);
+    return true;
+  }
+  converter_.setFrameSize(frameSizeFor(settings_->width, settings_->height));
+  pacer_ = FramePacer(settings_->fps);
+  ScreenPicture picture;
+  const ScreenCapture::Look first = capture_->look(picture);
+  if (first == ScreenCapture::Look::lost) {
+    capture_->close();
+    logRefusal(u"the display cannot be read"_s);
+    return false;
+  }
+  logLine(u"[sc] Video capture started at %1x%2@%3 displayIndex=%4"_s.arg(settings_->width)
+              .arg(settings_->height)
+              .arg(settings_->fps)
+              .arg(opened.displayIndex));
+  open_ = true;
+  firstPicturePending_ = first != ScreenCapture::Look::changed;
+  if (!firstPicturePending_) captured(picture, now());
+  return true;
+}
+
+void CaptureLoop::reopen() {
+  const ScreenCapture::Opened opened = capture_->open(settings_->displayIndex);
+  if (opened.outcome != ScreenCapture::Outcome::opened) {
+    reopenAt_ = now() + kReopenStep;
+    return;
+  }
+  open_ = true;
+  reopenAt_.reset();
+  pacer_.restart();
+}
+
+// A display that was shown and goes away is no refusal: it is waited for, in silence. It is asked
+// for again at once only when the last try is not a moment ago.
+void CaptureLoop::lose() {
+  capture_->close();
+  open_ = false;
+  lastFrame_ = nullptr;
+  reopenAt_ = now() + kReopenStep;
+}
+
+void CaptureLoop::work() {
+  if (!settings_ || (!open_ && !reopenAt_) || (!active_ && !firstPicturePending_)) {
+    (void)capture_->wait(FramePacer::kForever, ScreenCapture::WakeOn::call);
+    return;
+  }
+  const Time start = now();
+  if (!open_) {
+    if (start >= *reopenAt_) {
+      reopen();
+    } else {
+      (void)capture_->wait(*reopenAt_ - start, ScreenCapture::WakeOn::call);
+    }
+    return;
+  }
+  const FramePacer::Step step = pacer_.next(start);
+  if (step.action == FramePacer::Action::look) {
+    look(start);
+  } else if (step.action == FramePacer::Action::repeat) {
+    repeat(start);
+  } else {
+    const Time timeout = step.until == FramePacer::kForever ? step.until : step.until - start;
+    const auto wakeOn = step.wakeOnChange ? ScreenCapture::WakeOn::changeOrCall : ScreenCapture::WakeOn::call;
+    if (capture_->wait(timeout, wakeOn) == ScreenCapture::Woken::change) pacer_.changeSeen();
+  }
+}
+
+void CaptureLoop::look(Time start) {
+  ScreenPicture picture;
+  switch (capture_->look(picture)) {
+    case ScreenCapture::Look::changed:
+      captured(picture, start);
+      return;
+    case ScreenCapture::Look::unchanged:
+      pacer_.sawNothing(start);
+      return;
+    case ScreenCapture::Look::notReady:
+      pacer_.lookFailed(start);
+      return;
+    case ScreenCapture::Look::lost:
+      lose();
+      return;
+  }
+}
+
+void CaptureLoop::captured(const ScreenPicture& picture, Time start) {
+  auto frame = converter_.convert(picture);
+  lastCaptureWallNs_.store(wallNanoseconds());
+  firstPicturePending_ = false;
+  // With every frame in the encoder's hands this picture is left out; a later one takes its place.
+  if (!frame) {
+    pacer_.lookFailed(start);
+    return;
+  }
+  lastFrame_ = std::move(frame);
+  const QSize size(lastFrame_->width(), lastFrame_->height());
+  if (size != loggedSize_) {
+    loggedSize_ = size;
+    logLine(u"[sc] frame size now %1x%2"_s.arg(size.width()).arg(size.height()));
+  }
+  handOn();
+  pacer_.sentChange(start);
+}
+
+void CaptureLoop::repeat(Time start) {
+  handOn();
+  pacer_.sentRepeat(start);
+}
+
+bool CaptureLoop::handOn() {
+  const std::lock_guard lock(mutex_);
+  if (orders_.epoch != epoch_ || !orders_.active || !lastFrame_) return false;
+  return source_->push(lastFrame_, rtc::TimeMicros());
+}
+
+}  // namespace vantora

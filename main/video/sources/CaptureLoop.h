@@ -1,0 +1,104 @@
+// The capture thread of the screen source. A heavy header: include it in .cpp files only.
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <thread>
+#include <vector>
+
+#include "main/video/sources/FrameConverter.h"
+#include "main/video/sources/FramePacer.h"
+#include "main/video/sources/FrameSource.h"
+#include "platform/ScreenCapture.h"
+
+namespace vantora {
+
+// What to capture. fps is 1 to 120 and displayIndex not negative.
+struct CaptureSettings {
+  int width = 0;
+  int height = 0;
+  int fps = 1;
+  int displayIndex = 0;
+};
+
+// Owns the thread "screen-capture", on which the display is opened, read and closed and frames are
+// handed on. Methods belong to the owner's thread unless they say otherwise; none waits for the
+// display, except the destructor, which waits for the look at hand to end.
+class CaptureLoop {
+ public:
+  // Called on the capture thread at the end of a start; true when the display could not be opened.
+  using StartEnded = std::function<void(bool refused)>;
+
+  CaptureLoop(std::unique_ptr<ScreenCapture> capture, rtc::scoped_refptr<FrameSource> source);
+  ~CaptureLoop();
+  CaptureLoop(const CaptureLoop&) = delete;
+  CaptureLoop& operator=(const CaptureLoop&) = delete;
+
+  // Opens the display anew and captures with `settings`. Starts that come before the thread has got
+  // to the previous one are one attempt, with the newest settings; every `ended` is called once.
+  void start(const CaptureSettings& settings, StartEnded ended);
+  // No frame is handed on after the return.
+  void stop();
+  // While inactive the display is not read, except for the first picture after a start.
+  void setActive(bool active);
+  void refresh();
+  // The encoder asks for a frame. Any thread; never blocks.
+  void encoderAsked();
+
+  // Wall-clock time of the last picture read, nanoseconds since 1970; 0 before the first. Any thread.
+  std::int64_t lastCaptureWallNs() const { return lastCaptureWallNs_.load(); }
+
+ private:
+  using Time = FramePacer::Time;
+  // What the owner wants, guarded by mutex_.
+  struct Orders {
+    bool quit = false;
+    bool active = true;
+    bool refresh = false;
+    // Grows with every start and stop: what was made under an older number is not handed on.
+    std::uint64_t epoch = 0;
+    std::optional<CaptureSettings> settings;
+    std::vector<StartEnded> waiting;
+  };
+
+  void run();
+  bool takeOrders();
+  void restart(const std::vector<StartEnded>& waiting);
+  bool openFirst();
+  void reopen();
+  void lose();
+  void work();
+  void look(Time now);
+  void repeat(Time now);
+  void captured(const ScreenPicture& picture, Time now);
+  bool handOn();
+
+  const std::unique_ptr<ScreenCapture> capture_;
+  const rtc::scoped_refptr<FrameSource> source_;
+  std::atomic<std::int64_t> lastCaptureWallNs_{0};
+  std::atomic<bool> encoderAsked_{false};
+
+  std::mutex mutex_;  // Also held while a frame is handed on.
+  Orders orders_;
+
+  // Of the capture thread.
+  std::optional<CaptureSettings> settings_;
+  std::uint64_t epoch_ = 0;
+  bool active_ = true;
+  bool open_ = false;
+  bool firstPicturePending_ = false;
+  std::optional<Time> reopenAt_;  // Set while a display that was captured is lost.
+  FramePacer pacer_{1};
+  FrameConverter converter_;
+  rtc::scoped_refptr<webrtc::I420Buffer> lastFrame_;
+  QSize loggedSize_;
+
+  std::thread thread_;  // Last: it uses all of the above.
+};
+
+}  // namespace vantora

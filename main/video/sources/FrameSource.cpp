@@ -1,0 +1,108 @@
+#include "main/video/sources/FrameSource.h"
+
+#include <algorithm>
+#include <limits>
+#include <utility>
+
+#include "api/video/video_frame.h"
+
+namespace vantora {
+
+void FrameSource::adaptOutputFormat(int width, int height, int fps) {
+  const std::lock_guard lock(formatMutex_);
+  format_ = Format{width, height, fps};
+  applyFormat();
+}
+
+FrameSource::Format FrameSource::outputFormat() const {
+  const std::lock_guard lock(formatMutex_);
+  return format_;
+}
+
+void FrameSource::applyFormat() {
+  absl::optional<std::pair<int, int>> aspect;
+  absl::optional<int> pixels;
+  absl::optional<int> rate;
+  if (format_.width > 0 && format_.height > 0) {
+    // Cropping to the aspect ratio is computed in floating point and can take a row or a column off
+    // a frame that fits already, so such frames go without.
+    const bool fits = inputWidth_ == format_.width && inputHeight_ == format_.height;
+    if (!fits) aspect = std::make_pair(format_.width, format_.height);
+    const auto product = static_cast<std::int64_t>(format_.width) * format_.height;
+    pixels = static_cast<int>(std::min<std::int64_t>(product, std::numeric_limits<int>::max()));
+  }
+  if (format_.fps > 0) rate = format_.fps;
+  adapter_.OnOutputFormatRequest(aspect, pixels, rate);
+}
+
+void FrameSource::noteInput(int width, int height) {
+  const std::lock_guard lock(formatMutex_);
+  if (width == inputWidth_ && height == inputHeight_) return;
+  inputWidth_ = width;
+  inputHeight_ = height;
+  applyFormat();
+}
+
+void FrameSource::setRefreshHandler(std::function<void()> handler) {
+  const std::lock_guard lock(handlerMutex_);
+  refreshHandler_ = std::move(handler);
+}
+
+bool FrameSource::push(const rtc::scoped_refptr<webrtc::VideoFrameBuffer>& buffer, std::int64_t timestampUs) {
+  if (!active_.load()) return false;
+  const int width = buffer->width();
+  const int height = buffer->height();
+  noteInput(width, height);
+  if (!broadcaster_.frame_wanted()) return false;
+
+  int croppedWidth = 0;
+  int croppedHeight = 0;
+  int outWidth = 0;
+  int outHeight = 0;
+  constexpr std::int64_t kNanosecondsPerMicrosecond = 1000;
+  if (!adapter_.AdaptFrameResolution(width, height, timestampUs * kNanosecondsPerMicrosecond, &croppedWidth,
+                                     &croppedHeight, &outWidth, &outHeight)) {
+    broadcaster_.OnDiscardedFrame();
+    return false;
+  }
+  const bool whole = outWidth == width && outHeight == height && croppedWidth == width && croppedHeight == height;
+  const auto adapted = whole ? buffer
+                             : buffer->CropAndScale((width - croppedWidth) / 2, (height - croppedHeight) / 2,
+                                                    croppedWidth, croppedHeight, outWidth, outHeight);
+  broadcaster_.OnFrame(webrtc::VideoFrame::Builder()
+                           .set_video_frame_buffer(adapted)
+                           .set_timestamp_us(timestampUs)
+                           .set_rotation(webrtc::kVideoRotation_0)
+                           .build());
+  return true;
+}
+
+bool FrameSource::GetStats(Stats* stats) {
+  const std::lock_guard lock(formatMutex_);
+  if (inputWidth_ == 0) return false;
+  stats->input_width = inputWidth_;
+  stats->input_height = inputHeight_;
+  return true;
+}
+
+void FrameSource::ProcessConstraints(const webrtc::VideoTrackSourceConstraints& constraints) {
+  broadcaster_.ProcessConstraints(constraints);
+}
+
+void FrameSource::AddOrUpdateSink(rtc::VideoSinkInterface<webrtc::VideoFrame>* sink, const rtc::VideoSinkWants& wants) {
+  broadcaster_.AddOrUpdateSink(sink, wants);
+  adapter_.OnSinkWants(broadcaster_.wants());
+  RequestRefreshFrame();
+}
+
+void FrameSource::RemoveSink(rtc::VideoSinkInterface<webrtc::VideoFrame>* sink) {
+  broadcaster_.RemoveSink(sink);
+  adapter_.OnSinkWants(broadcaster_.wants());
+}
+
+void FrameSource::RequestRefreshFrame() {
+  const std::lock_guard lock(handlerMutex_);
+  if (refreshHandler_) refreshHandler_();
+}
+
+}  // namespace vantora
