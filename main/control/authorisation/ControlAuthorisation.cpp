@@ -7,15 +7,9 @@ namespace {
 
 using namespace Qt::Literals::StringLiterals;
 
-constexpr quint32 kPinCount = 1'000'000;
-
 QString trueOrFalse(bool value) { return value ? u"true"_s : u"false"_s; }
 
 }  // namespace
-
-QString makePin(const std::function<quint32(quint32)>& random) {
-  return QString::number(random(kPinCount)).rightJustified(6, u'0');
-}
 
 ControlAuthorisation::ControlAuthorisation(Settings settings, ControlOutlet& outlet, Callbacks callbacks)
     : settings_(std::move(settings)), outlet_(outlet), callbacks_(std::move(callbacks)) {}

@@ -6,11 +6,9 @@
 
 #include "main/base/Json.h"
 #include "main/control/ControlChannel.h"
+#include "main/session/settings/HostSettings.h"
 
 namespace vantora {
-
-// A random PIN: `random(limit)` is uniform in [0, limit); six decimal digits with leading zeros.
-QString makePin(const std::function<quint32(quint32)>& random);
 
 // Thread: main. Owner: Host. Lives across peer connections; what a viewer gained is dropped when a
 // control channel closes.
@@ -26,7 +24,7 @@ class ControlAuthorisation {
     std::function<bool()> ensureAccessibility;
     // Control was on and is now off: whatever the viewer holds down must be released.
     std::function<void()> controlEnded;
-    std::function<quint32(quint32)> random;
+    RandomBelow random;
   };
 
   // `outlet` must outlive this object.

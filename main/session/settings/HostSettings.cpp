@@ -13,7 +13,7 @@ namespace vantora {
 namespace {
 
 constexpr quint32 kPinLimit = 1'000'000;
-constexpr QLatin1StringView kPublicStunServer = "stun:stun.cloudflare.com:19302"_L1;
+constexpr QLatin1StringView kPublicStunServer = "stun:stun.l.google.com:19302"_L1;
 
 std::optional<int> bitRate(const Environment& environment, const char* name) {
   const auto kbps = environment.integer(name);
@@ -46,6 +46,8 @@ RandomBelow systemRandom() {
   return [](quint32 limit) { return QRandomGenerator::system()->bounded(limit); };
 }
 
+QString makePin(const RandomBelow& random) { return QString::number(random(kPinLimit)).rightJustified(6, u'0'); }
+
 HostSettings readHostSettings(const Environment& environment, const InfoDictionary& info, const RandomBelow& random) {
   HostSettings settings;
   settings.cursorDebug = environment.equals("CURSOR_DEBUG", "1"_L1);
@@ -53,7 +55,7 @@ HostSettings readHostSettings(const Environment& environment, const InfoDictiona
     settings.controlPin = *token;
     settings.pinLockedByEnv = true;
   } else {
-    settings.controlPin = QString::number(random(kPinLimit)).rightJustified(6, u'0');
+    settings.controlPin = makePin(random);
   }
   readCodec(environment, settings);
   readProfile(environment, settings);

@@ -23,6 +23,8 @@ inline constexpr int kHighestKbps = 2'000'000;
 using RandomBelow = std::function<quint32(quint32 limit)>;
 // The system's random generator.
 [[nodiscard]] RandomBelow systemRandom();
+// A random PIN: six decimal digits with leading zeros.
+[[nodiscard]] QString makePin(const RandomBelow& random);
 
 struct HostSettings {
   bool cursorDebug = false;

@@ -2,6 +2,7 @@
 
 #include <pthread.h>
 
+#include <algorithm>
 #include <utility>
 
 #include "main/base/Log.h"
@@ -23,16 +24,11 @@ std::int64_t wallNanoseconds() {
   return std::chrono::duration_cast<std::chrono::nanoseconds>(sinceEpoch).count();
 }
 
-void logRefusal(const QString& error) {
-  logLine(u"[sc] start error: "_s + error);
-  logLine(u"[sc] Required permissions in System Settings \u2192 Privacy & Security:"_s);
-  logLine(u"[sc] - Screen Recording (for video capture)"_s);
-}
-
 }  // namespace
 
-CaptureLoop::CaptureLoop(std::unique_ptr<ScreenCapture> capture, rtc::scoped_refptr<FrameSource> source)
-    : capture_(std::move(capture)), source_(std::move(source)) {
+CaptureLoop::CaptureLoop(std::unique_ptr<ScreenCapture> capture, rtc::scoped_refptr<FrameSource> source,
+                         Callback refused)
+    : capture_(std::move(capture)), source_(std::move(source)), refused_(std::move(refused)) {
   thread_ = std::thread([this] { run(); });
   pthread_setname_np(thread_.native_handle(), "screen-capture");
 }
@@ -47,7 +43,7 @@ CaptureLoop::~CaptureLoop() {
   thread_.join();
 }
 
-void CaptureLoop::start(const CaptureSettings& settings, StartEnded ended) {
+void CaptureLoop::start(const CaptureSettings& settings, Callback ended) {
   {
     const std::lock_guard lock(mutex_);
     orders_.settings = settings;
@@ -93,7 +89,7 @@ void CaptureLoop::run() {
 }
 
 bool CaptureLoop::takeOrders() {
-  std::vector<StartEnded> waiting;
+  std::vector<Callback> waiting;
   bool newEpoch = false;
   {
     const std::lock_guard lock(mutex_);
@@ -110,64 +106,74 @@ bool CaptureLoop::takeOrders() {
   return true;
 }
 
-void CaptureLoop::restart(const std::vector<StartEnded>& waiting) {
+void CaptureLoop::restart(const std::vector<Callback>& waiting) {
   capture_->close();
   open_ = false;
   firstPicturePending_ = false;
   reopenAt_.reset();
   lastFrame_ = nullptr;
-  const bool refused = settings_ && !openFirst();
-  for (const StartEnded& ended : waiting) ended(refused);
+  if (settings_) openFirst();
+  for (const Callback& ended : waiting) ended();
 }
 
-// False when the display was refused; a machine without a display is no refusal.
-bool CaptureLoop::openFirst() {
+void CaptureLoop::refuse(const QString& error) {
+  logLine(u"[sc] start error: "_s + error);
+  logLine(u"[sc] Required permissions in System Settings \u2192 Privacy & Security:"_s);
+  logLine(u"[sc] - Screen Recording (for video capture)"_s);
+  refused_();
+}
+
+void CaptureLoop::openFirst() {
   const ScreenCapture::Opened opened = capture_->open(settings_->displayIndex);
   if (opened.outcome == ScreenCapture::Outcome::refused) {
-    logRefusal(opened.error);
-    return false;
+    refuse(opened.error);
+    return;
   }
   if (opened.outcome == ScreenCapture::Outcome::noDisplay) {
     logLine(u"[sc] no display found"_s);
-    return true;
+    return;
   }
   converter_.setFrameSize(frameSizeFor(settings_->width, settings_->height));
   pacer_ = FramePacer(settings_->fps);
+  openedAt_ = now();
+  auto frame = converter_.newFrame();
   ScreenPicture picture;
-  const ScreenCapture::Look first = capture_->look(picture);
+  // Being allowed to open the display does not mean being allowed to read it.
+  const auto first = frame ? capture_->look(picture) : ScreenCapture::Look::notReady;
   if (first == ScreenCapture::Look::lost) {
     capture_->close();
-    logRefusal(u"the display cannot be read"_s);
-    return false;
+    refuse(u"the display cannot be read"_s);
+    return;
   }
   logLine(u"[sc] Video capture started at %1x%2@%3 displayIndex=%4"_s.arg(settings_->width)
               .arg(settings_->height)
               .arg(settings_->fps)
               .arg(opened.displayIndex));
   open_ = true;
-  firstPicturePending_ = first != ScreenCapture::Look::changed;
-  if (!firstPicturePending_) captured(picture, now());
-  return true;
+  firstPicturePending_ = true;
+  if (first == ScreenCapture::Look::changed) captured(picture, std::move(frame), openedAt_);
 }
 
 void CaptureLoop::reopen() {
+  openedAt_ = now();
   const ScreenCapture::Opened opened = capture_->open(settings_->displayIndex);
   if (opened.outcome != ScreenCapture::Outcome::opened) {
-    reopenAt_ = now() + kReopenStep;
+    reopenAt_ = openedAt_ + kReopenStep;
     return;
   }
   open_ = true;
   reopenAt_.reset();
-  pacer_.restart();
+  pacer_ = FramePacer(settings_->fps);
 }
 
-// A display that was shown and goes away is no refusal: it is waited for, in silence. It is asked
-// for again at once only when the last try is not a moment ago.
+// A display that was shown and goes away is no refusal: it is waited for, in silence.
 void CaptureLoop::lose() {
   capture_->close();
   open_ = false;
   lastFrame_ = nullptr;
-  reopenAt_ = now() + kReopenStep;
+  // A display that only changed is back at once; one that fails again and again must not keep the
+  // thread busy.
+  reopenAt_ = std::max(now(), openedAt_ + kReopenStep);
 }
 
 void CaptureLoop::work() {
@@ -197,10 +203,12 @@ void CaptureLoop::work() {
 }
 
 void CaptureLoop::look(Time start) {
+  // The frame comes first: once looked at, a change would be forgotten.
+  auto frame = converter_.newFrame();
   ScreenPicture picture;
-  switch (capture_->look(picture)) {
+  switch (frame ? capture_->look(picture) : ScreenCapture::Look::notReady) {
     case ScreenCapture::Look::changed:
-      captured(picture, start);
+      captured(picture, std::move(frame), start);
       return;
     case ScreenCapture::Look::unchanged:
       pacer_.sawNothing(start);
@@ -214,15 +222,10 @@ void CaptureLoop::look(Time start) {
   }
 }
 
-void CaptureLoop::captured(const ScreenPicture& picture, Time start) {
-  auto frame = converter_.convert(picture);
+void CaptureLoop::captured(const ScreenPicture& picture, rtc::scoped_refptr<webrtc::I420Buffer> frame, Time start) {
   lastCaptureWallNs_.store(wallNanoseconds());
   firstPicturePending_ = false;
-  // With every frame in the encoder's hands this picture is left out; a later one takes its place.
-  if (!frame) {
-    pacer_.lookFailed(start);
-    return;
-  }
+  converter_.convert(picture, *frame);
   lastFrame_ = std::move(frame);
   const QSize size(lastFrame_->width(), lastFrame_->height());
   if (size != loggedSize_) {
@@ -238,10 +241,10 @@ void CaptureLoop::repeat(Time start) {
   pacer_.sentRepeat(start);
 }
 
-bool CaptureLoop::handOn() {
+void CaptureLoop::handOn() {
   const std::lock_guard lock(mutex_);
-  if (orders_.epoch != epoch_ || !orders_.active || !lastFrame_) return false;
-  return source_->push(lastFrame_, rtc::TimeMicros());
+  if (orders_.epoch != epoch_ || !orders_.active || !lastFrame_) return;
+  (void)source_->push(lastFrame_, rtc::TimeMicros());
 }
 
 }  // namespace vantora

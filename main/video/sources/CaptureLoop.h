@@ -31,17 +31,18 @@ struct CaptureSettings {
 // display, except the destructor, which waits for the look at hand to end.
 class CaptureLoop {
  public:
-  // Called on the capture thread at the end of a start; true when the display could not be opened.
-  using StartEnded = std::function<void(bool refused)>;
+  using Callback = std::function<void()>;
 
-  CaptureLoop(std::unique_ptr<ScreenCapture> capture, rtc::scoped_refptr<FrameSource> source);
+  // `refused` is called on the capture thread once for every attempt to start that ends in a refusal.
+  CaptureLoop(std::unique_ptr<ScreenCapture> capture, rtc::scoped_refptr<FrameSource> source, Callback refused);
   ~CaptureLoop();
   CaptureLoop(const CaptureLoop&) = delete;
   CaptureLoop& operator=(const CaptureLoop&) = delete;
 
   // Opens the display anew and captures with `settings`. Starts that come before the thread has got
-  // to the previous one are one attempt, with the newest settings; every `ended` is called once.
-  void start(const CaptureSettings& settings, StartEnded ended);
+  // to the previous one are one attempt, with the newest settings. Every `ended` is called once, on
+  // the capture thread, whatever came of it, unless the loop is destroyed first.
+  void start(const CaptureSettings& settings, Callback ended);
   // No frame is handed on after the return.
   void stop();
   // While inactive the display is not read, except for the first picture after a start.
@@ -63,23 +64,25 @@ class CaptureLoop {
     // Grows with every start and stop: what was made under an older number is not handed on.
     std::uint64_t epoch = 0;
     std::optional<CaptureSettings> settings;
-    std::vector<StartEnded> waiting;
+    std::vector<Callback> waiting;
   };
 
   void run();
   bool takeOrders();
-  void restart(const std::vector<StartEnded>& waiting);
-  bool openFirst();
+  void restart(const std::vector<Callback>& waiting);
+  void openFirst();
+  void refuse(const QString& error);
   void reopen();
   void lose();
   void work();
   void look(Time now);
   void repeat(Time now);
-  void captured(const ScreenPicture& picture, Time now);
-  bool handOn();
+  void captured(const ScreenPicture& picture, rtc::scoped_refptr<webrtc::I420Buffer> frame, Time now);
+  void handOn();
 
   const std::unique_ptr<ScreenCapture> capture_;
   const rtc::scoped_refptr<FrameSource> source_;
+  const Callback refused_;
   std::atomic<std::int64_t> lastCaptureWallNs_{0};
   std::atomic<bool> encoderAsked_{false};
 
@@ -92,6 +95,7 @@ class CaptureLoop {
   bool active_ = true;
   bool open_ = false;
   bool firstPicturePending_ = false;
+  Time openedAt_{0};
   std::optional<Time> reopenAt_;  // Set while a display that was captured is lost.
   FramePacer pacer_{1};
   FrameConverter converter_;

@@ -31,24 +31,21 @@ void FrameConverter::updateUnscaled(const ScreenPicture& picture) {
   if (bottom > top) convertRows(picture, *unscaled_, top, bottom);
 }
 
-rtc::scoped_refptr<webrtc::I420Buffer> FrameConverter::convert(const ScreenPicture& picture) {
-  const bool same = picture.width == frameSize_.width() && picture.height == frameSize_.height();
-  if (same) {
+rtc::scoped_refptr<webrtc::I420Buffer> FrameConverter::newFrame() {
+  return pool_.CreateI420Buffer(frameSize_.width(), frameSize_.height());
+}
+
+void FrameConverter::convert(const ScreenPicture& picture, webrtc::I420Buffer& frame) {
+  if (picture.width == frame.width() && picture.height == frame.height()) {
     unscaled_ = nullptr;
-  } else {
-    updateUnscaled(picture);
+    convertRows(picture, frame, 0, picture.height);
+    return;
   }
-  auto frame = pool_.CreateI420Buffer(frameSize_.width(), frameSize_.height());
-  if (!frame) return nullptr;
-  if (same) {
-    convertRows(picture, *frame, 0, picture.height);
-    return frame;
-  }
+  updateUnscaled(picture);
   libyuv::I420Scale(unscaled_->DataY(), unscaled_->StrideY(), unscaled_->DataU(), unscaled_->StrideU(),
                     unscaled_->DataV(), unscaled_->StrideV(), unscaled_->width(), unscaled_->height(),
-                    frame->MutableDataY(), frame->StrideY(), frame->MutableDataU(), frame->StrideU(),
-                    frame->MutableDataV(), frame->StrideV(), frame->width(), frame->height(), libyuv::kFilterBox);
-  return frame;
+                    frame.MutableDataY(), frame.StrideY(), frame.MutableDataU(), frame.StrideU(), frame.MutableDataV(),
+                    frame.StrideV(), frame.width(), frame.height(), libyuv::kFilterBox);
 }
 
 }  // namespace vantora

@@ -18,9 +18,11 @@ class FrameConverter {
   // Frames of `size` from now on (see frameSizeFor for the bounds).
   void setFrameSize(const QSize& size) { frameSize_ = size; }
 
-  // A new frame showing `picture`, or null while the encoder still holds all frames of the pool; the
-  // picture's changed rows count as seen in either case.
-  rtc::scoped_refptr<webrtc::I420Buffer> convert(const ScreenPicture& picture);
+  // A frame of undefined content, or null while the encoder still holds all frames of the pool.
+  rtc::scoped_refptr<webrtc::I420Buffer> newFrame();
+  // Fills a frame made by newFrame() with `picture`. Every changed picture has to come through here:
+  // with scaling only the changed rows are converted.
+  void convert(const ScreenPicture& picture, webrtc::I420Buffer& frame);
 
  private:
   // Frames alive at once: the one to repeat, the one being made, and those in the encoder's hands.
