@@ -15,7 +15,7 @@ build:          ## build build/release/vantora-host and everything beside it
 
 run:            ## build, then start a room server and the host and print the address for the viewer
 	@scripts/install-packages build run
-	@scripts/build release vantora-host vantora-room-server
+	@scripts/build release vantora-host vantora_room_server
 	@scripts/run
 	@echo "make run: ended"
 
