@@ -2,8 +2,10 @@
 #pragma once
 
 #include <QRect>
+#include <QRectF>
 #include <QString>
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 namespace vantora {
@@ -11,10 +13,14 @@ namespace vantora {
 // One display (monitor). Geometry is in the desktop's global coordinate space, pixels, origin at
 // the top left, y downward.
 struct Display {
-  std::uint32_t id = 0;  // The platform's display number.
+  std::uint32_t id = 0;  // The platform's display number; 0: the platform gives none.
   QString name;
   QRect bounds;
   double rotationDegrees = 0;  // Clockwise: 0, 90, 180 or 270.
+  // Frame in points where the platform tells points from pixels; none: the same as `bounds`.
+  std::optional<QRectF> frameInPoints = std::nullopt;
+
+  QRectF frame() const { return frameInPoints.value_or(QRectF(bounds)); }
   bool operator==(const Display&) const = default;
 };
 
@@ -23,8 +29,8 @@ class Displays {
  public:
   virtual ~Displays() = default;
   // Displays in system order: the index into this list is the display index that a viewer names.
-  // Empty when there is no display or the display server is gone. Asked anew at every call.
-  // Main thread.
+  // Empty when there is no display or the display server is gone. Always the current state;
+  // cheap enough for every pointer move. Main thread.
   virtual std::vector<Display> list() = 0;
 };
 

@@ -1,11 +1,35 @@
 // Synthetic input at the desktop's lowest level.
 #pragma once
 
-#include <QStringView>
+#include <QPointF>
+#include <QRectF>
+#include <QString>
+#include <cstdint>
 
 namespace vantora {
 
 enum class PointerButton { left = 0, right = 1, centre = 2 };
+
+enum class PointerEventType { moved, leftDown, leftUp, rightDown, rightUp, leftDragged, rightDragged };
+
+// One pointer event. The centre button has no event types of its own: it travels in left-type
+// events, and `button` tells it apart.
+struct PointerEvent {
+  PointerEventType type = PointerEventType::moved;
+  QPointF point;  // Global display coordinates; may lie on the far edge of `frame`, one past its last pixel.
+  QRectF frame;   // The display that is meant: the pointer never lands outside it. Empty: unknown.
+  PointerButton button = PointerButton::left;
+  int clickState = 0;  // 1 for a press or release of its own, 2 for those of a second click, 0 for motion.
+  bool operator==(const PointerEvent&) const = default;
+};
+
+// Scrolling by pixels: positive `vertical` shows what is further up, positive `horizontal` what is
+// further right.
+struct ScrollEvent {
+  std::int32_t vertical = 0;
+  std::int32_t horizontal = 0;
+  bool operator==(const ScrollEvent&) const = default;
+};
 
 // Modifier mask of a key event.
 struct KeyModifiers {
@@ -16,22 +40,34 @@ struct KeyModifiers {
   bool operator==(const KeyModifiers&) const = default;
 };
 
+// One key event at a physical position of the keyboard.
+struct KeyEvent {
+  QString name;                  // Web "code" name of the position, such as "KeyA".
+  std::uint16_t virtualKey = 0;  // The same position as a number, see KeyCodes.h.
+  bool down = false;
+  KeyModifiers modifiers;
+  bool operator==(const KeyEvent&) const = default;
+};
+
 // Posts events as if a person had moved the mouse or pressed a key. Every call is carried out at
 // once and in order. A display server that is gone makes calls without effect. Main thread.
+// Destroying it releases what it holds.
 class InputSynthesis {
  public:
   virtual ~InputSynthesis() = default;
-  // Whether events can be posted at all.
+  // Whether events can be posted at all. May open a display server that has come back.
   virtual bool usable() = 0;
-  // Moves the pointer to global coordinates in pixels (see Displays).
-  virtual void movePointer(double x, double y) = 0;
-  virtual void setButton(PointerButton button, bool down) = 0;
-  // Scrolls by pixels: positive `vertical` moves the content's view up, positive `horizontal`
-  // to the right. Fractions of a wheel step are kept and added to the next call.
-  virtual void scroll(int vertical, int horizontal) = 0;
-  // Presses or releases the key at the physical position `code` (a web "code" name such as
-  // "KeyA"). The application sees exactly `modifiers` with the event. False: unknown position.
-  virtual bool setKey(QStringView code, bool down, const KeyModifiers& modifiers) = 0;
+  // Moves the pointer to the event's point and presses or releases its button there. A press of a
+  // button that is already down ends the earlier press first (its release was lost on the way); a
+  // release of a button that this object does not hold only moves the pointer.
+  virtual void postPointer(const PointerEvent& event) = 0;
+  // Scrolls under the pointer. Fractions of a wheel step are kept for the next call.
+  virtual void postScroll(const ScrollEvent& event) = 0;
+  // Presses or releases a key. The application sees exactly `modifiers` with the event, whatever
+  // else is held. A press of a key that is already down is one repetition: keys do not repeat by
+  // themselves. A release of a key that this object does not hold does nothing. False: the
+  // desktop has no such position, or cannot be reached.
+  [[nodiscard]] virtual bool postKey(const KeyEvent& event) = 0;
   // Releases every button, key and modifier that this object holds down.
   virtual void releaseAll() = 0;
 };

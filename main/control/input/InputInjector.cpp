@@ -1,6 +1,7 @@
 #include "main/control/input/InputInjector.h"
 
 #include <algorithm>
+#include <tuple>
 
 #include "main/base/Log.h"
 #include "main/control/input/KeyCodes.h"
@@ -56,11 +57,10 @@ void InputInjector::setTargetScreen(std::int64_t index) {
   const bool known = index >= 0 && index < static_cast<std::int64_t>(displays.size());
   target_ = displays[known ? static_cast<std::size_t>(index) : 0];
   if (target_->id != 0) {
-    targetDisplayId_ = target_->id;
     rotationDegrees_ = target_->rotationDegrees;
     fallbackFrame_ = QRectF(target_->bounds);
     logLine(u"[input] target display id=%1 rotation=%2 bounds=%3"_s.arg(
-        QString::number(targetDisplayId_), QString::number(static_cast<int>(rotationDegrees_)), text(*fallbackFrame_)));
+        QString::number(target_->id), QString::number(static_cast<int>(rotationDegrees_)), text(*fallbackFrame_)));
   } else {
     fallbackFrame_ = target_->frame();
     logLine(u"[input] fallback target frame=%1 (points)"_s.arg(text(*fallbackFrame_)));
@@ -94,10 +94,9 @@ void InputInjector::click(double nx, double ny, std::int64_t button) {
   const PointerButton which = buttonFor(button);
   const QRectF frame = frameForMapping();
   const QPointF point = mapToFrame(frame, nx, ny, rotationDegrees_, topOrigin_);
-  lastButton_ = which;
-  noButtonHeld_ = false;
   post(downTypeFor(which), point, frame, which, 1);
   post(upTypeFor(which), point, frame, which, 1);
+  lastButton_ = which;
   noButtonHeld_ = true;
 }
 

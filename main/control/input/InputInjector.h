@@ -7,6 +7,7 @@
 #include <QString>
 #include <cstdint>
 #include <optional>
+#include <vector>
 
 #include "main/base/Environment.h"
 #include "main/base/ThreadAffinity.h"
@@ -72,7 +73,6 @@ class InputInjector {
   bool usePoints_ = true;
   bool topOrigin_ = true;
   std::optional<Display> target_;
-  std::uint32_t targetDisplayId_ = 0;
   double rotationDegrees_ = 0;
   std::optional<QRectF> fallbackFrame_;
   PointerButton lastButton_ = PointerButton::left;

@@ -1,0 +1,37 @@
+#include "platform/x11/ModifierPlan.h"
+
+namespace vantora {
+
+bool wants(const KeyModifiers& modifiers, Modifier modifier) {
+  switch (modifier) {
+    case Modifier::shift:
+      return modifiers.shift;
+    case Modifier::control:
+      return modifiers.control;
+    case Modifier::alt:
+      return modifiers.alt;
+    case Modifier::meta:
+      return modifiers.meta;
+  }
+  return false;
+}
+
+ModifierPlan planModifiers(const ModifierTable& table, const KeyModifiers& wanted, const Keymap& down,
+                           const Keymap& own) {
+  ModifierPlan plan;
+  for (const Modifier modifier : kModifiers) {
+    const ModifierKeys& entry = table[static_cast<std::size_t>(modifier)];
+    bool active = false;
+    for (const Keycode key : entry.keys) {
+      if (!down[key]) continue;
+      active = true;
+      if (wants(wanted, modifier)) continue;
+      plan.lift.push_back(key);
+      if (!own[key]) plan.putBack.push_back(key);
+    }
+    if (wants(wanted, modifier) && !active && entry.press != 0) plan.press.push_back(entry.press);
+  }
+  return plan;
+}
+
+}  // namespace vantora

@@ -1,0 +1,306 @@
+#include "platform/x11/X11InputSynthesis.h"
+
+#include <xcb/xtest.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <map>
+#include <vector>
+
+#include "main/base/ThreadAffinity.h"
+#include "platform/x11/WheelClicks.h"
+#include "platform/x11/X11Connection.h"
+#include "platform/x11/X11Keyboard.h"
+
+namespace vantora {
+namespace {
+
+using LogicalButton = std::uint8_t;  // What applications see: 1 left, 2 centre, 3 right, 4 to 7 the wheel.
+
+constexpr LogicalButton kWheelUp = 4;
+constexpr LogicalButton kWheelDown = 5;
+constexpr LogicalButton kWheelLeft = 6;
+constexpr LogicalButton kWheelRight = 7;
+
+LogicalButton logicalButton(PointerButton button) {
+  switch (button) {
+    case PointerButton::left:
+      return 1;
+    case PointerButton::centre:
+      return 2;
+    case PointerButton::right:
+      return 3;
+  }
+  return 1;
+}
+
+// The pixel that `position` lies in, kept within [low, low + size) so that the far edge of a
+// display does not land on its neighbour. A size of 0 sets no limit.
+std::int16_t pixel(double position, double low, double size) {
+  if (std::isnan(position)) position = low;
+  if (size > 0) position = std::clamp(position, low, std::max(low, low + size - 1));
+  return static_cast<std::int16_t>(std::clamp(std::floor(position), -32768.0, 32767.0));
+}
+
+class X11InputSynthesis final : public InputSynthesis {
+ public:
+  explicit X11InputSynthesis(const QString& displayName) : connection_(displayName) {}
+
+  ~X11InputSynthesis() override {
+    // A server keeps keys down that a client pressed, even when the client has gone.
+    if (xcb_connection_t* connection = connection_.current()) {
+      letGo(connection);
+      // Waits until the server has taken it all: closing right after a write can lose it.
+      xcbOwned(xcb_get_input_focus_reply(connection, xcb_get_input_focus(connection), nullptr));
+    }
+  }
+
+  bool usable() override {
+    affinity_.check("X11InputSynthesis::usable");
+    xcb_connection_t* connection = ready();
+    if (connection == nullptr) return false;
+    // A server that has just gone shows only when it is spoken to.
+    return xcbOwned(xcb_get_input_focus_reply(connection, xcb_get_input_focus_unchecked(connection), nullptr)) !=
+           nullptr;
+  }
+
+  void postPointer(const PointerEvent& event) override {
+    affinity_.check("X11InputSynthesis::postPointer");
+    xcb_connection_t* connection = ready();
+    if (connection == nullptr) return;
+    drain(connection);
+    fake(connection, XCB_MOTION_NOTIFY, 0, pixel(event.point.x(), event.frame.x(), event.frame.width()),
+         pixel(event.point.y(), event.frame.y(), event.frame.height()));
+    const LogicalButton button = logicalButton(event.button);
+    switch (event.type) {
+      case PointerEventType::leftDown:
+      case PointerEventType::rightDown:
+        releaseButton(connection, button);
+        heldButtons_[button] = physicalButton(connection, button);
+        fake(connection, XCB_BUTTON_PRESS, heldButtons_[button]);
+        break;
+      case PointerEventType::leftUp:
+      case PointerEventType::rightUp:
+        releaseButton(connection, button);
+        break;
+      case PointerEventType::moved:
+      case PointerEventType::leftDragged:
+      case PointerEventType::rightDragged:
+        break;  // On X a drag is motion while a button is down.
+    }
+    xcb_flush(connection);
+  }
+
+  void postScroll(const ScrollEvent& event) override {
+    affinity_.check("X11InputSynthesis::postScroll");
+    xcb_connection_t* connection = ready();
+    if (connection == nullptr) return;
+    drain(connection);
+    clickWheel(connection, verticalWheel_.add(event.vertical), kWheelUp, kWheelDown);
+    clickWheel(connection, horizontalWheel_.add(event.horizontal), kWheelRight, kWheelLeft);
+    xcb_flush(connection);
+  }
+
+  bool postKey(const KeyEvent& event) override {
+    affinity_.check("X11InputSynthesis::postKey");
+    xcb_connection_t* connection = ready();
+    if (connection == nullptr) return false;
+    KeyboardState state;
+    if (!readState(connection, state)) return false;
+    // After the replies, so that every change of the keyboard before them has been seen.
+    drain(connection);
+    keyboard_.refresh(connection);
+    settlePutBack(connection, state.down);
+
+    const auto held = heldKeys_.find(event.name);
+    // A key is released where it was pressed, even if the layout has changed since.
+    const Keycode keycode = held != heldKeys_.end() ? held->second.keycode : keyboard_.keycode(event.name);
+    if (keycode == 0) return false;
+    if (!event.down && held == heldKeys_.end()) return true;
+
+    const ModifierPlan plan = planModifiers(keyboard_.modifiers(), event.modifiers, state.down, ownModifiers_);
+    for (const Keycode key : plan.lift) setModifier(connection, key, false);
+    for (const Keycode key : plan.press) setModifier(connection, key, true);
+    if (event.down) {
+      pressKey(connection, event.name, keycode, state.repeats[keycode]);
+    } else {
+      releaseKey(connection, held->second);
+      heldKeys_.erase(held);
+    }
+    for (const Keycode key : plan.putBack) {
+      fake(connection, XCB_KEY_PRESS, key);
+      putBack_[key] = true;
+    }
+    if (heldKeys_.empty()) releaseModifiers(connection);
+    xcb_flush(connection);
+    return true;
+  }
+
+  void releaseAll() override {
+    affinity_.check("X11InputSynthesis::releaseAll");
+    xcb_connection_t* connection = ready();
+    if (connection == nullptr) return;
+    letGo(connection);
+  }
+
+ private:
+  struct HeldKey {
+    Keycode keycode = 0;
+    bool restoreRepeat = false;
+  };
+  struct KeyboardState {
+    Keymap down;
+    Keymap repeats;
+  };
+
+  // The live connection with the test extension, prepared; null when there is none.
+  xcb_connection_t* ready() {
+    xcb_connection_t* connection = connection_.open();
+    if (connection == nullptr) return nullptr;
+    if (generation_ != connection_.generation()) {
+      generation_ = connection_.generation();
+      hasTest_ = hasExtension(connection, &xcb_test_id);
+      pointerMapStale_ = true;
+      keyboard_.attach(connection);
+      // A connection that broke while the server lived on has left things pressed.
+      if (hasTest_) letGo(connection);
+    }
+    return hasTest_ ? connection : nullptr;
+  }
+
+  void drain(xcb_connection_t* connection) {
+    while (const auto event = xcbOwned(xcb_poll_for_event(connection))) {
+      keyboard_.noteEvent(*event);
+      if ((event->response_type & 0x7f) == XCB_MAPPING_NOTIFY) pointerMapStale_ = true;
+    }
+  }
+
+  void fake(xcb_connection_t* connection, std::uint8_t type, std::uint8_t detail, std::int16_t x = 0,
+            std::int16_t y = 0) {
+    const xcb_window_t root = type == XCB_MOTION_NOTIFY ? connection_.screen().root : XCB_NONE;
+    xcb_test_fake_input(connection, type, detail, XCB_CURRENT_TIME, root, x, y, 0);
+  }
+
+  // The button to press so that applications see `button`: a left-handed person's are swapped.
+  std::uint8_t physicalButton(xcb_connection_t* connection, LogicalButton button) {
+    if (pointerMapStale_) {
+      pointerMapStale_ = false;
+      pointerMap_.clear();
+      const auto reply =
+          xcbOwned(xcb_get_pointer_mapping_reply(connection, xcb_get_pointer_mapping_unchecked(connection), nullptr));
+      if (reply) {
+        const std::uint8_t* map = xcb_get_pointer_mapping_map(reply.get());
+        pointerMap_.assign(map, map + xcb_get_pointer_mapping_map_length(reply.get()));
+      }
+    }
+    const auto found = std::find(pointerMap_.begin(), pointerMap_.end(), button);
+    return found == pointerMap_.end() ? button : static_cast<std::uint8_t>(found - pointerMap_.begin() + 1);
+  }
+
+  void releaseButton(xcb_connection_t* connection, LogicalButton button) {
+    if (heldButtons_[button] != 0) fake(connection, XCB_BUTTON_RELEASE, heldButtons_[button]);
+    heldButtons_[button] = 0;
+  }
+
+  void clickWheel(xcb_connection_t* connection, int clicks, LogicalButton positive, LogicalButton negative) {
+    if (clicks == 0) return;
+    const std::uint8_t button = physicalButton(connection, clicks > 0 ? positive : negative);
+    for (int click = 0; click < std::abs(clicks); ++click) {
+      fake(connection, XCB_BUTTON_PRESS, button);
+      fake(connection, XCB_BUTTON_RELEASE, button);
+    }
+  }
+
+  // Which keys are down, by whomever, and which would repeat when held.
+  bool readState(xcb_connection_t* connection, KeyboardState& state) {
+    const auto keymapCookie = xcb_query_keymap_unchecked(connection);
+    const auto controlCookie = xcb_get_keyboard_control_unchecked(connection);
+    const auto keymap = xcbOwned(xcb_query_keymap_reply(connection, keymapCookie, nullptr));
+    const auto control = xcbOwned(xcb_get_keyboard_control_reply(connection, controlCookie, nullptr));
+    if (!keymap || !control) return false;
+    for (std::size_t key = 0; key < state.down.size(); ++key) {
+      state.down[key] = (keymap->keys[key / 8] >> (key % 8) & 1) != 0;
+      state.repeats[key] = (control->auto_repeats[key / 8] >> (key % 8) & 1) != 0;
+    }
+    return true;
+  }
+
+  // Presses a key, or repeats it when it is down. The server would repeat a held key by itself, at
+  // its own pace and also when the viewer is long gone: a lost release would write or delete text
+  // without end. So the repetition of this one key is off while the viewer holds it, and
+  // each repetition comes from the viewer's own keyboard.
+  void pressKey(xcb_connection_t* connection, const QString& name, Keycode keycode, bool repeats) {
+    const auto [held, fresh] = heldKeys_.try_emplace(name, HeldKey{keycode, repeats});
+    if (fresh && repeats) setRepeat(connection, keycode, false);
+    if (!fresh) fake(connection, XCB_KEY_RELEASE, keycode);
+    fake(connection, XCB_KEY_PRESS, keycode);
+  }
+
+  void releaseKey(xcb_connection_t* connection, const HeldKey& key) {
+    fake(connection, XCB_KEY_RELEASE, key.keycode);
+    if (key.restoreRepeat) setRepeat(connection, key.keycode, true);
+  }
+
+  static void setRepeat(xcb_connection_t* connection, Keycode keycode, bool on) {
+    const std::array<std::uint32_t, 2> values = {keycode, on ? XCB_AUTO_REPEAT_MODE_ON : XCB_AUTO_REPEAT_MODE_OFF};
+    xcb_change_keyboard_control(connection, XCB_KB_KEY | XCB_KB_AUTO_REPEAT_MODE, values.data());
+  }
+
+  void setModifier(xcb_connection_t* connection, Keycode key, bool down) {
+    fake(connection, down ? XCB_KEY_PRESS : XCB_KEY_RELEASE, key);
+    ownModifiers_[key] = down;
+  }
+
+  void releaseModifiers(xcb_connection_t* connection) {
+    for (std::size_t key = 0; key < ownModifiers_.size(); ++key) {
+      if (ownModifiers_[key]) setModifier(connection, static_cast<Keycode>(key), false);
+    }
+  }
+
+  // A modifier that we put back for a person is down on the test keyboard too, and stays so there
+  // after the person has let go: then it must come up, or it could not be pressed again.
+  void settlePutBack(xcb_connection_t* connection, const Keymap& down) {
+    for (std::size_t key = 0; key < putBack_.size(); ++key) {
+      if (!putBack_[key] || down[key]) continue;
+      fake(connection, XCB_KEY_RELEASE, static_cast<Keycode>(key));
+      putBack_[key] = false;
+    }
+  }
+
+  void letGo(xcb_connection_t* connection) {
+    for (LogicalButton button = 1; button < heldButtons_.size(); ++button) releaseButton(connection, button);
+    for (const auto& [name, key] : heldKeys_) releaseKey(connection, key);
+    heldKeys_.clear();
+    releaseModifiers(connection);
+    if (putBack_.any()) {
+      if (KeyboardState state; readState(connection, state)) settlePutBack(connection, state.down);
+    }
+    verticalWheel_.reset();
+    horizontalWheel_.reset();
+    xcb_flush(connection);
+  }
+
+  ThreadAffinity affinity_;
+  X11Connection connection_;
+  std::uint64_t generation_ = 0;
+  bool hasTest_ = false;
+  X11Keyboard keyboard_;
+  std::vector<LogicalButton> pointerMap_;  // What applications see of each physical button.
+  bool pointerMapStale_ = true;
+
+  std::array<std::uint8_t, 8> heldButtons_{};  // Physical button that was pressed, by logical button; 0: up.
+  std::map<QString, HeldKey> heldKeys_;        // By the viewer's name: bounded by the table of positions.
+  Keymap ownModifiers_;                        // Modifier keys that we hold for the viewer.
+  Keymap putBack_;                             // Modifier keys that we pressed again for a person.
+  WheelClicks verticalWheel_;
+  WheelClicks horizontalWheel_;
+};
+
+}  // namespace
+
+std::unique_ptr<InputSynthesis> makeX11InputSynthesis(const QString& displayName) {
+  return std::make_unique<X11InputSynthesis>(displayName);
+}
+
+}  // namespace vantora

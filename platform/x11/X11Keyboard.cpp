@@ -1,0 +1,143 @@
+#include "platform/x11/X11Keyboard.h"
+
+// The header names a field after a keyword of C++.
+#define explicit explicit_
+#include <xcb/xkb.h>
+#undef explicit
+
+#include <algorithm>
+#include <set>
+
+#include "platform/x11/KeyPositions.h"
+#include "platform/x11/X11Connection.h"
+
+namespace vantora {
+namespace {
+
+// What a modifier's key may be: where it is expected, and the symbols that prove it. Symbols are
+// looked at because people swap modifier keys around (Caps Lock and Control, for one).
+struct ModifierRule {
+  const char* expectedName;
+  std::array<xcb_keysym_t, 4> symbols;
+};
+constexpr std::array<ModifierRule, kModifiers.size()> kRules = {{
+    {"LFSH", {0xffe1, 0xffe2}},                  // Shift_L, Shift_R
+    {"LCTL", {0xffe3, 0xffe4}},                  // Control_L, Control_R
+    {"LALT", {0xffe9, 0xffea, 0xffe7, 0xffe8}},  // Alt_L, Alt_R, Meta_L, Meta_R
+    {"LWIN", {0xffeb, 0xffec, 0xffed, 0xffee}},  // Super_L, Super_R, Hyper_L, Hyper_R
+}};
+
+constexpr int kModifierRows = 8;
+
+std::string keyName(const char (&padded)[4]) {
+  const char* end = std::find(padded, padded + 4, '\0');
+  return {padded, end};
+}
+
+}  // namespace
+
+void X11Keyboard::attach(xcb_connection_t* connection) {
+  stale_ = true;
+  watching_ = false;
+  byName_.clear();
+  modifiers_ = {};
+  if (!hasExtension(connection, &xcb_xkb_id)) return;
+  const auto use = xcbOwned(xcb_xkb_use_extension_reply(
+      connection, xcb_xkb_use_extension_unchecked(connection, XCB_XKB_MAJOR_VERSION, XCB_XKB_MINOR_VERSION), nullptr));
+  if (!use || use->supported == 0) return;
+  firstXkbEvent_ = xcb_get_extension_data(connection, &xcb_xkb_id)->first_event;
+  constexpr std::uint16_t kEvents =
+      XCB_XKB_EVENT_TYPE_NEW_KEYBOARD_NOTIFY | XCB_XKB_EVENT_TYPE_MAP_NOTIFY | XCB_XKB_EVENT_TYPE_NAMES_NOTIFY;
+  constexpr std::uint16_t kAllParts = 0xff;
+  xcb_xkb_select_events(connection, XCB_XKB_ID_USE_CORE_KBD, kEvents, 0, kEvents, kAllParts, kAllParts, nullptr);
+  watching_ = true;
+}
+
+void X11Keyboard::noteEvent(const xcb_generic_event_t& event) {
+  const int type = event.response_type & 0x7f;
+  if (watching_ && type == firstXkbEvent_) stale_ = true;
+  if (type == XCB_MAPPING_NOTIFY) stale_ = true;
+}
+
+void X11Keyboard::refresh(xcb_connection_t* connection) {
+  if (!stale_ || !watching_) return;
+  stale_ = false;
+  readNames(connection);
+  readModifiers(connection);
+}
+
+void X11Keyboard::readNames(xcb_connection_t* connection) {
+  byName_.clear();
+  constexpr std::uint32_t kWhich = XCB_XKB_NAME_DETAIL_KEY_NAMES | XCB_XKB_NAME_DETAIL_KEY_ALIASES;
+  const auto reply = xcbOwned(xcb_xkb_get_names_reply(
+      connection, xcb_xkb_get_names_unchecked(connection, XCB_XKB_ID_USE_CORE_KBD, kWhich), nullptr));
+  if (!reply) return;
+  xcb_xkb_get_names_value_list_t list{};
+  xcb_xkb_get_names_value_list_unpack(xcb_xkb_get_names_value_list(reply.get()), reply->nTypes, reply->indicators,
+                                      reply->virtualMods, reply->groupNames, reply->nKeys, reply->nKeyAliases,
+                                      reply->nRadioGroups, reply->which, &list);
+  if ((reply->which & XCB_XKB_NAME_DETAIL_KEY_NAMES) != 0) {
+    for (int index = 0; index < reply->nKeys; ++index) {
+      const int keycode = reply->firstKey + index;
+      if (keycode <= 255) byName_.emplace(keyName(list.keyNames[index].name), static_cast<Keycode>(keycode));
+    }
+  }
+  byName_.erase(std::string());
+  if ((reply->which & XCB_XKB_NAME_DETAIL_KEY_ALIASES) != 0) {
+    for (int index = 0; index < reply->nKeyAliases; ++index) {
+      if (const Keycode real = named(keyName(list.keyAliases[index].real))) {
+        byName_.emplace(keyName(list.keyAliases[index].alias), real);
+      }
+    }
+  }
+}
+
+void X11Keyboard::readModifiers(xcb_connection_t* connection) {
+  modifiers_ = {};
+  const xcb_setup_t* setup = xcb_get_setup(connection);
+  const int first = setup->min_keycode;
+  const int count = setup->max_keycode - first + 1;
+  const auto mappingCookie = xcb_get_modifier_mapping_unchecked(connection);
+  const auto symbolsCookie =
+      xcb_get_keyboard_mapping_unchecked(connection, setup->min_keycode, static_cast<std::uint8_t>(count));
+  const auto mapping = xcbOwned(xcb_get_modifier_mapping_reply(connection, mappingCookie, nullptr));
+  const auto symbols = xcbOwned(xcb_get_keyboard_mapping_reply(connection, symbolsCookie, nullptr));
+  if (!mapping || !symbols || symbols->keysyms_per_keycode == 0) return;
+
+  const xcb_keysym_t* keysyms = xcb_get_keyboard_mapping_keysyms(symbols.get());
+  const int keysymCount = xcb_get_keyboard_mapping_keysyms_length(symbols.get());
+  const xcb_keycode_t* table = xcb_get_modifier_mapping_keycodes(mapping.get());
+  const int perRow = mapping->keycodes_per_modifier;
+
+  for (std::size_t index = 0; index < kRules.size(); ++index) {
+    const ModifierRule& rule = kRules[index];
+    const auto gives = [&](Keycode key) {
+      const int at = (key - first) * symbols->keysyms_per_keycode;
+      return key >= first && at < keysymCount && keysyms[at] != 0 &&
+             std::find(rule.symbols.begin(), rule.symbols.end(), keysyms[at]) != rule.symbols.end();
+    };
+    ModifierKeys& entry = modifiers_[index];
+    std::set<Keycode> keys;
+    Keycode firstMatch = 0;
+    for (int row = 0; row < kModifierRows; ++row) {
+      const xcb_keycode_t* begin = table + row * perRow;
+      const xcb_keycode_t* match = std::find_if(begin, begin + perRow, gives);
+      if (match == begin + perRow) continue;
+      if (firstMatch == 0) firstMatch = *match;
+      std::copy_if(begin, begin + perRow, std::inserter(keys, keys.end()), [](Keycode key) { return key != 0; });
+    }
+    const Keycode expected = named(rule.expectedName);
+    entry.press = expected != 0 && gives(expected) ? expected : firstMatch;
+    if (entry.press != 0) keys.insert(entry.press);
+    entry.keys.assign(keys.begin(), keys.end());
+  }
+}
+
+Keycode X11Keyboard::keycode(QStringView code) const { return named(std::string(xkbKeyName(code))); }
+
+Keycode X11Keyboard::named(const std::string& name) const {
+  const auto found = byName_.find(name);
+  return found == byName_.end() ? Keycode{0} : found->second;
+}
+
+}  // namespace vantora

@@ -1,0 +1,43 @@
+// The keyboard as an X server knows it.
+#pragma once
+
+#include <xcb/xcb.h>
+
+#include <QStringView>
+#include <map>
+#include <string>
+
+#include "platform/x11/ModifierPlan.h"
+
+namespace vantora {
+
+// Tables of the server's keyboard: which keycode sits at which position, which keys are modifiers.
+// Read as a whole by load(), and again whenever noteEvent() has seen the keyboard change. Keycodes
+// are found by position and never by what a key types, so every layout types as its own keyboard
+// would. Owned by the input synthesis, its thread.
+class X11Keyboard {
+ public:
+  // Begins to watch the keyboard of a new connection; the tables are read at the next refresh().
+  void attach(xcb_connection_t* connection);
+  // Looks at an event of the connection for a change of the keyboard.
+  void noteEvent(const xcb_generic_event_t& event);
+  // Reads the tables when they are not current. Round trips only then.
+  void refresh(xcb_connection_t* connection);
+
+  // Keycode at the position `code` (see KeyPositions.h); 0: there is none.
+  Keycode keycode(QStringView code) const;
+  const ModifierTable& modifiers() const { return modifiers_; }
+
+ private:
+  void readNames(xcb_connection_t* connection);
+  void readModifiers(xcb_connection_t* connection);
+  Keycode named(const std::string& name) const;
+
+  bool stale_ = true;
+  bool watching_ = false;
+  std::uint8_t firstXkbEvent_ = 0;
+  std::map<std::string, Keycode> byName_;
+  ModifierTable modifiers_;
+};
+
+}  // namespace vantora
