@@ -1,0 +1,64 @@
+// A test pattern as a video source.
+#pragma once
+
+#include <condition_variable>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <thread>
+
+#include "main/base/Environment.h"
+#include "main/base/ThreadAffinity.h"
+#include "main/rtc/VideoTrackSource.h"
+
+namespace vantora {
+
+// Produces the moving test pattern at a fixed rate, so that video can flow without a screen.
+//
+// Owner: the sharing of the session. Thread: the main thread; frames are made on a thread of its
+// own, named "video-gen", which runs between start() and stop().
+class DummyVideoSource final : public VideoTrackSource {
+ public:
+  // Makes no frames yet. `fps` is clamped to 1..120 and frames are 16..3840 by 16..2160, while the
+  // output format asked of the library is the width and height exactly as given here. With the
+  // variable DUMMY_DEBUG equal to "1" the frame rate is logged once a second.
+  DummyVideoSource(int fps, int width, int height, const Environment& environment);
+  ~DummyVideoSource() override;
+  DummyVideoSource(const DummyVideoSource&) = delete;
+  DummyVideoSource& operator=(const DummyVideoSource&) = delete;
+
+  webrtc::VideoTrackSourceInterface* native() override;
+
+  // Starts, or starts over: there is one generator at most.
+  void start();
+  // No frame comes after the return. start() begins again.
+  void stop();
+
+  // The size and rate of the frames, after clamping.
+  int width() const { return width_; }
+  int height() const { return height_; }
+  int fps() const { return fps_; }
+  // Frames handed on since the last report, or since the beginning without reports. Any thread.
+  std::int64_t framesSent() const;
+
+ private:
+  struct Native;
+
+  void generate();
+  void pushFrame();
+  void report();
+
+  ThreadAffinity thread_;
+  const bool debug_;
+  const int width_;
+  const int height_;
+  const int fps_;
+  std::unique_ptr<Native> native_;
+
+  std::mutex mutex_;
+  std::condition_variable stopSignal_;
+  bool stopping_ = false;  // Guarded by mutex_.
+  std::thread generator_;  // Last: it uses all of the above.
+};
+
+}  // namespace vantora

@@ -1,0 +1,93 @@
+#include "main/video/sources/ScreenVideoSource.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "main/base/MainThread.h"
+#include "main/video/sources/CaptureLoop.h"
+#include "main/video/sources/FrameSize.h"
+#include "main/video/sources/FrameSource.h"
+#include "rtc_base/ref_counted_object.h"
+
+using namespace Qt::Literals::StringLiterals;
+
+namespace vantora {
+
+struct ScreenVideoSource::Native {
+  Native(std::unique_ptr<ScreenCapture> capture, CaptureLoop::Callback refused)
+      : source(rtc::make_ref_counted<FrameSource>()), loop(std::move(capture), source, std::move(refused)) {
+    source->setRefreshHandler([this] { loop.encoderAsked(); });
+  }
+  // The library may keep the source for longer, so it must forget the loop.
+  ~Native() { source->setRefreshHandler(nullptr); }
+
+  const rtc::scoped_refptr<FrameSource> source;
+  CaptureLoop loop;
+};
+
+ScreenVideoSource::ScreenVideoSource(const ScreenCaptureFactory& makeCapture, int width, int height, int fps,
+                                     int displayIndex, PermissionCallback onPermission)
+    : width_(width),
+      height_(height),
+      fps_(clampedFps(fps)),
+      displayIndex_(std::max(displayIndex, 0)),
+      onPermission_(std::make_shared<const PermissionCallback>(std::move(onPermission))) {
+  const std::weak_ptr<const PermissionCallback> weak = onPermission_;
+  native_ = std::make_unique<Native>(makeCapture(), [weak] {
+    postToMain([weak] {
+      const auto callback = weak.lock();
+      if (callback && *callback) (*callback)(u"screen_recording"_s);
+    });
+  });
+  native_->source->adaptOutputFormat(width_, height_, fps_);
+}
+
+ScreenVideoSource::~ScreenVideoSource() { thread_.check("ScreenVideoSource::~ScreenVideoSource"); }
+
+webrtc::VideoTrackSourceInterface* ScreenVideoSource::native() { return native_->source.get(); }
+
+void ScreenVideoSource::start(Done done) {
+  thread_.check("ScreenVideoSource::start");
+  // The permission callback stands for this object: when it is gone, so is the source.
+  const std::weak_ptr<const PermissionCallback> weak = onPermission_;
+  native_->loop.start({width_, height_, fps_, displayIndex_}, [weak, done = std::move(done)] {
+    postToMain([weak, done] {
+      if (!weak.expired() && done) done();
+    });
+  });
+}
+
+void ScreenVideoSource::reconfigure(int width, int height, int fps, Done done) {
+  thread_.check("ScreenVideoSource::reconfigure");
+  native_->loop.stop();
+  width_ = width;
+  height_ = height;
+  fps_ = clampedFps(fps);
+  native_->source->adaptOutputFormat(width_, height_, fps_);
+  start(std::move(done));
+}
+
+void ScreenVideoSource::setDisplayIndex(int displayIndex, Done done) {
+  displayIndex_ = std::max(displayIndex, 0);
+  start(std::move(done));
+}
+
+void ScreenVideoSource::stop() {
+  thread_.check("ScreenVideoSource::stop");
+  native_->loop.stop();
+}
+
+void ScreenVideoSource::setActive(bool active) {
+  thread_.check("ScreenVideoSource::setActive");
+  native_->source->setActive(active);
+  native_->loop.setActive(active);
+}
+
+void ScreenVideoSource::refresh() {
+  thread_.check("ScreenVideoSource::refresh");
+  native_->loop.refresh();
+}
+
+std::int64_t ScreenVideoSource::lastCaptureWallNs() const { return native_->loop.lastCaptureWallNs(); }
+
+}  // namespace vantora
