@@ -1,0 +1,164 @@
+#include "platform/x11/capture/X11ScreenCapture.h"
+
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <ctime>
+#include <utility>
+
+#include "modules/desktop_capture/desktop_capture_options.h"
+#include "modules/desktop_capture/desktop_capturer.h"
+#include "modules/desktop_capture/desktop_region.h"
+#include "modules/desktop_capture/linux/x11/shared_x_display.h"
+#include "platform/x11/capture/XConnection.h"
+
+using namespace Qt::Literals::StringLiterals;
+
+namespace vantora {
+namespace {
+
+class X11ScreenCapture final : public ScreenCapture, private webrtc::DesktopCapturer::Callback {
+ public:
+  explicit X11ScreenCapture(std::string displayName)
+      : displayName_(std::move(displayName)), wakeUp_(::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)) {}
+  ~X11ScreenCapture() override {
+    close();
+    ::close(wakeUp_);
+  }
+
+  Opened open(int displayIndex) override;
+  Look look(ScreenPicture& picture) override;
+  Woken wait(std::chrono::nanoseconds timeout, WakeOn wakeOn) override;
+  void wake() override;
+  void close() override;
+
+ private:
+  // A wait no longer than this, so that the time fits the system call.
+  static constexpr std::chrono::hours kLongestWait{24};
+
+  void OnCaptureResult(webrtc::DesktopCapturer::Result result, std::unique_ptr<webrtc::DesktopFrame> frame) override;
+  void describe(ScreenPicture& picture) const;
+  bool takeWakeUp();
+
+  const std::string displayName_;
+  const int wakeUp_;
+
+  // Set by Xlib within calls on the connection.
+  std::atomic<bool> lost_{false};
+  rtc::scoped_refptr<webrtc::SharedXDisplay> connection_;
+  std::unique_ptr<webrtc::DesktopCapturer> capturer_;
+  // The capturer draws on two frames in turn, so at most one may be held while it works.
+  std::unique_ptr<webrtc::DesktopFrame> frame_;
+  webrtc::DesktopCapturer::Result result_ = webrtc::DesktopCapturer::Result::ERROR_TEMPORARY;
+  bool firstLook_ = true;
+};
+
+ScreenCapture::Opened X11ScreenCapture::open(int displayIndex) {
+  close();
+  x11::ignoreRequestErrors();
+  connection_ = webrtc::SharedXDisplay::Create(displayName_);
+  if (!connection_) {
+    const QString name = QString::fromStdString(x11::displayName(displayName_));
+    return {Outcome::refused, 0, u"cannot open display \"%1\""_s.arg(name)};
+  }
+  lost_.store(false);
+  x11::surviveServerLoss(connection_->display(), &lost_);
+
+  webrtc::DesktopCaptureOptions options;
+  options.set_x_display(connection_);
+  options.set_use_update_notifications(true);
+  capturer_ = webrtc::DesktopCapturer::CreateScreenCapturer(options);
+  if (!capturer_ || lost_.load()) {
+    close();
+    return {Outcome::refused, 0, u"the display does not allow its picture to be read"_s};
+  }
+  webrtc::DesktopCapturer::SourceList sources;
+  if (!capturer_->GetSourceList(&sources) || sources.empty()) {
+    close();
+    return {Outcome::noDisplay, 0, {}};
+  }
+  const int index = std::clamp(displayIndex, 0, static_cast<int>(sources.size()) - 1);
+  if (!capturer_->SelectSource(sources[static_cast<std::size_t>(index)].id)) {
+    close();
+    return {Outcome::refused, 0, u"display %1 cannot be selected"_s.arg(index)};
+  }
+  capturer_->Start(this);
+  firstLook_ = true;
+  return {Outcome::opened, index, {}};
+}
+
+ScreenCapture::Look X11ScreenCapture::look(ScreenPicture& picture) {
+  using Result = webrtc::DesktopCapturer::Result;
+  if (!capturer_) return Look::lost;
+  const webrtc::DesktopSize previous = frame_ ? frame_->size() : webrtc::DesktopSize();
+  frame_.reset();
+  result_ = Result::ERROR_TEMPORARY;
+  capturer_->CaptureFrame();
+  if (lost_.load() || result_ == Result::ERROR_PERMANENT) return Look::lost;
+  if (result_ != Result::SUCCESS || !frame_ || frame_->size().is_empty()) return Look::notReady;
+  const bool wholeIsNew = std::exchange(firstLook_, false) || !previous.equals(frame_->size());
+  if (!wholeIsNew && frame_->updated_region().is_empty()) return Look::unchanged;
+  describe(picture);
+  if (wholeIsNew) {
+    picture.changedTop = 0;
+    picture.changedBottom = picture.height;
+  }
+  return Look::changed;
+}
+
+void X11ScreenCapture::describe(ScreenPicture& picture) const {
+  picture.bgra = frame_->data();
+  picture.stride = frame_->stride();
+  picture.width = frame_->size().width();
+  picture.height = frame_->size().height();
+  picture.changedTop = picture.height;
+  picture.changedBottom = 0;
+  for (webrtc::DesktopRegion::Iterator it(frame_->updated_region()); !it.IsAtEnd(); it.Advance()) {
+    picture.changedTop = std::min(picture.changedTop, it.rect().top());
+    picture.changedBottom = std::max(picture.changedBottom, it.rect().bottom());
+  }
+}
+
+void X11ScreenCapture::OnCaptureResult(webrtc::DesktopCapturer::Result result,
+                                       std::unique_ptr<webrtc::DesktopFrame> frame) {
+  result_ = result;
+  frame_ = std::move(frame);
+}
+
+ScreenCapture::Woken X11ScreenCapture::wait(std::chrono::nanoseconds timeout, WakeOn wakeOn) {
+  const bool watch = wakeOn == WakeOn::changeOrCall && connection_;
+  // What the socket held may have been read already, together with an answer.
+  if (watch && (lost_.load() || x11::hasEvents(connection_->display()))) return Woken::change;
+  pollfd files[2] = {{wakeUp_, POLLIN, 0}, {watch ? x11::socketOf(connection_->display()) : -1, POLLIN, 0}};
+  const auto bounded = std::clamp<std::chrono::nanoseconds>(timeout, std::chrono::nanoseconds(0), kLongestWait);
+  const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(bounded);
+  const timespec time{static_cast<time_t>(seconds.count()), static_cast<long>((bounded - seconds).count())};
+  if (::ppoll(files, 2, &time, nullptr) <= 0) return Woken::timeout;
+  if (takeWakeUp()) return Woken::call;
+  return files[1].revents != 0 ? Woken::change : Woken::timeout;
+}
+
+bool X11ScreenCapture::takeWakeUp() {
+  eventfd_t count = 0;
+  return ::eventfd_read(wakeUp_, &count) == 0;
+}
+
+void X11ScreenCapture::wake() { (void)::eventfd_write(wakeUp_, 1); }
+
+void X11ScreenCapture::close() {
+  frame_.reset();
+  capturer_.reset();
+  connection_ = nullptr;
+}
+
+}  // namespace
+
+std::unique_ptr<ScreenCapture> makeX11ScreenCapture(std::string displayName) {
+  return std::make_unique<X11ScreenCapture>(std::move(displayName));
+}
+
+}  // namespace vantora

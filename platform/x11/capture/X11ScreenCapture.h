@@ -1,0 +1,16 @@
+// Screen capture on X11.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "platform/ScreenCapture.h"
+
+namespace vantora {
+
+// A capture of one RandR monitor of the server `displayName` (empty: the default display), over a
+// connection of its own. Monitors count in RandR's order. Changes are told by the server (XDamage),
+// so that a still screen costs nothing. A server that goes away is reported as a lost display.
+std::unique_ptr<ScreenCapture> makeX11ScreenCapture(std::string displayName = {});
+
+}  // namespace vantora

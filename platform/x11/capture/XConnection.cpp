@@ -1,0 +1,39 @@
+#include "platform/x11/capture/XConnection.h"
+
+#include <X11/Xlib.h>
+
+#include <mutex>
+
+namespace vantora::x11 {
+namespace {
+
+int ignoreError(Display*, XErrorEvent*) { return 0; }
+
+// In place of Xlib's message on standard error, which belongs to the program's own log. What
+// happens next is for the exit handler of each connection to say.
+int keepQuiet(Display*) { return 0; }
+
+void noteLoss(Display*, void* lost) { static_cast<std::atomic<bool>*>(lost)->store(true); }
+
+}  // namespace
+
+void ignoreRequestErrors() {
+  static std::once_flag once;
+  std::call_once(once, [] {
+    XInitThreads();
+    XSetErrorHandler(ignoreError);
+    XSetIOErrorHandler(keepQuiet);
+  });
+}
+
+void surviveServerLoss(_XDisplay* connection, std::atomic<bool>* lost) {
+  XSetIOErrorExitHandler(connection, noteLoss, lost);
+}
+
+int socketOf(_XDisplay* connection) { return ConnectionNumber(connection); }
+
+bool hasEvents(_XDisplay* connection) { return XEventsQueued(connection, QueuedAfterReading) > 0; }
+
+std::string displayName(const std::string& name) { return XDisplayName(name.empty() ? nullptr : name.c_str()); }
+
+}  // namespace vantora::x11
