@@ -64,12 +64,10 @@ void QtWebSocketTask::connectSignals() {
   QObject::connect(socket, &QWebSocket::connected, socket, [this] { opened(); });
   QObject::connect(socket, &QWebSocket::textMessageReceived, socket, [this](const QString& text) {
     if (state_ != State::Open) return;
-    pingUnanswered_ = false;
     emitEvent(shared_, shared_->events.text, text);
   });
   QObject::connect(socket, &QWebSocket::binaryMessageReceived, socket, [this](const QByteArray& bytes) {
     if (state_ != State::Open) return;
-    pingUnanswered_ = false;
     emitEvent(shared_, shared_->events.binary, bytes);
   });
   QObject::connect(socket, &QWebSocket::pong, socket, [this] { pingUnanswered_ = false; });

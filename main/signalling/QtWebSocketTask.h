@@ -20,7 +20,7 @@ class QtWebSocketTask final : public WebSocketTask {
   struct Limits {
     // From resume() until the connection is open.
     std::chrono::milliseconds handshake{30'000};
-    // A ping goes out this often; a server from which nothing came until the next one is dead.
+    // A ping goes out this often; a server that has not answered it when the next is due is dead.
     std::chrono::milliseconds pingPeriod{20'000};
     // Longest message taken from the server; a longer one breaks the connection.
     qint64 incomingBytes = 4 * 1024 * 1024;

@@ -1,0 +1,38 @@
+// Waiting for a condition while Qt's event loop runs.
+#pragma once
+
+#include <QCoreApplication>
+#include <QEventLoop>
+#include <QTimer>
+#include <chrono>
+#include <functional>
+
+namespace vantora::testing_loop {
+
+// The one application object of the test program.
+inline void ensureApplication() {
+  static int argumentCount = 1;
+  static char name[] = "test";
+  static char* arguments[] = {name, nullptr};
+  static QCoreApplication application(argumentCount, arguments);
+}
+
+// Runs the event loop until `condition` holds; false when it does not within ten seconds.
+[[nodiscard]] inline bool waitFor(const std::function<bool()>& condition) {
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+  QTimer wakeUp;  // The condition may come true without an event of its own.
+  wakeUp.start(5);
+  while (!condition()) {
+    if (std::chrono::steady_clock::now() > deadline) return false;
+    QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents);
+  }
+  return true;
+}
+
+// Runs what is waiting in the event loop now, deletions included.
+inline void drain() {
+  QCoreApplication::processEvents();
+  QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+}
+
+}  // namespace vantora::testing_loop
