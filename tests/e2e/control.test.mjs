@@ -1,0 +1,154 @@
+import assert from 'node:assert/strict';
+import { readFile } from 'node:fs/promises';
+import { join } from 'node:path';
+import { test } from 'node:test';
+import { withSession } from './lib/session.mjs';
+import { BareControl } from './lib/viewer.mjs';
+import { until } from './lib/wait.mjs';
+
+/// A plain viewer with both channels open.
+async function control(session) {
+  return new BareControl(await session.bare()).open();
+}
+
+test('refusesAWrongPinAndTakesTheRightOne', async (t) => {
+  await withSession(t, { host: { env: { CONTROL_TOKEN: '004711' } } }, async (session) => {
+    const viewer = await control(session);
+    assert.equal((await viewer.ask({ type: 'control', enable: true }, 'control_state')).enabled, false);
+    assert.equal((await viewer.ask({ type: 'auth', token: '4711' }, 'auth')).ok, false);
+    assert.equal((await viewer.ask({ type: 'auth' }, 'auth')).ok, false);
+    assert.equal((await viewer.ask({ type: 'control', enable: true }, 'control_state')).enabled, false);
+    assert.equal((await viewer.ask({ type: 'auth', token: '004711' }, 'auth')).ok, true);
+    assert.equal((await viewer.ask({ type: 'control', enable: true }, 'control_state')).enabled, true);
+    // A failed attempt takes the earlier success away.
+    assert.equal((await viewer.ask({ type: 'auth', token: 'x' }, 'auth')).ok, false);
+    assert.equal((await viewer.ask({ type: 'control', enable: true }, 'control_state')).enabled, false);
+  });
+});
+
+test('everyPinOpensTheDemoRoom', async (t) => {
+  await withSession(t, { host: { env: { ROOM: undefined, DEMO: '1' } } }, async (session) => {
+    session.room = 'demo';
+    const viewer = await control(session);
+    assert.equal((await viewer.ask({ type: 'auth' }, 'auth')).ok, true);
+    assert.equal((await viewer.ask({ type: 'control', enable: true }, 'control_state')).enabled, true);
+  });
+});
+
+test('movesThePointerToThePixelAskedForAndNotBeforeControlIsGranted', async (t) => {
+  await withSession(t, { screen: '1000x600' }, async (session) => {
+    const viewer = await control(session);
+    const before = await session.screen.pointer();
+    await viewer.send({ type: 'mouseMove', x: 0.1, y: 0.1 });
+    await viewer.settled();
+    assert.deepEqual(await session.screen.pointer(), before);
+    assert.deepEqual(await viewer.heard('ptr'), []);
+
+    await viewer.takeControl(await session.host.pin());
+    for (const [x, y, px, py] of [[0.25, 0.5, 250, 300], [0, 0, 0, 0], [0.9, 0.1, 900, 60], [1.5, -3, 999, 0]]) {
+      const echo = await viewer.ask({ type: 'mouseMove', x, y }, 'ptr');
+      assert.deepEqual(echo, { type: 'ptr', x, y });
+      assert.deepEqual(await session.screen.pointer(), { x: px, y: py });
+    }
+    const echo = await viewer.ask({ type: 'mouseMove', x: 0.5, y: 0.5, timestamp: Date.now() }, 'ptr', { label: 'control' });
+    assert.deepEqual(Object.keys(echo).sort(), ['hostTimestamp', 'inputLatency', 'processLatency', 'type', 'x', 'y']);
+    assert.equal((await viewer.heard('ptr')).at(-1).label, 'control');
+
+    // Given back, it is refused again.
+    await viewer.ask({ type: 'control', enable: false }, 'control_state');
+    await viewer.send({ type: 'mouseMove', x: 0.7, y: 0.7 });
+    await viewer.settled();
+    assert.deepEqual(await session.screen.pointer(), { x: 500, y: 300 });
+  });
+});
+
+/// The messages of a US keyboard for a text of letters, digits, blanks and a few signs.
+function keystrokes(text) {
+  const signs = { ' ': 'Space', '\n': 'Enter', '-': 'Minus', '=': 'Equal', ',': 'Comma', '.': 'Period', '/': 'Slash', ';': 'Semicolon' };
+  const shifted = { '!': 'Digit1', '?': 'Slash', ':': 'Semicolon', '+': 'Equal', _: 'Minus' };
+  return [...text].flatMap((character) => {
+    const shift = /[A-Z]/.test(character) || character in shifted;
+    const code = shifted[character] ?? signs[character] ??
+      (/\d/.test(character) ? `Digit${character}` : `Key${character.toUpperCase()}`);
+    const mods = { shift, ctrl: false, alt: false, meta: false };
+    return [{ type: 'keyDown', code, mods }, { type: 'keyUp', code, mods }];
+  });
+}
+
+test('whatIsTypedArrivesInATerminal', async (t) => {
+  await withSession(t, {}, async (session) => {
+    const viewer = await control(session);
+    const file = join(session.host.home, 'typed');
+    const text = 'Hello World 0123456789, a-b=c; WHY? because: 1+1 never_ends!\n'.repeat(4);
+    const { child } = await session.screen.terminal(`cat > ${file}; echo done > ${file}.done`);
+    session.keep(child);
+
+    for (const message of keystrokes('xyz\n')) await viewer.send(message);
+    await viewer.settled();
+    await viewer.takeControl(await session.host.pin());
+    await viewer.page.evaluate((messages) => messages.forEach((message) => bare.send(message)), keystrokes(text));
+    await viewer.settled();
+    // Ctrl-D ends cat: only a key with the right modifier and no other does that.
+    const mods = { shift: false, ctrl: true, alt: false, meta: false };
+    await viewer.send({ type: 'keyDown', code: 'KeyD', mods });
+    await viewer.send({ type: 'keyUp', code: 'KeyD', mods });
+    await until(() => readFile(`${file}.done`), { what: 'cat to end' });
+    assert.equal(await readFile(file, 'utf8'), text);
+  });
+});
+
+test('clicksAndScrollsWhereAskedFor', async (t) => {
+  await withSession(t, {}, async (session) => {
+    const viewer = await control(session);
+    const xev = session.keep(session.screen.start('stdbuf', ['-oL', 'xev', '-geometry', '400x300+0+0', '-event', 'button']));
+    await session.screen.run('xdotool', ['search', '--sync', '--onlyvisible', '--name', 'Event Tester']);
+    await viewer.takeControl(await session.host.pin());
+    const at = { x: 100 / 1280, y: 50 / 720 };
+    const expected = [];
+    for (const [button, x11] of [[0, 1], [1, 2], [2, 3], [9, 1]]) {
+      await viewer.send({ type: 'mouseClick', ...at, button });
+      expected.push(`press ${x11}`, `release ${x11}`);
+    }
+    await viewer.send({ type: 'doubleClick', ...at, button: 0 });
+    expected.push('press 1', 'release 1', 'press 1', 'release 1');
+    await viewer.send({ type: 'mouseDown', ...at, button: 2 });
+    await viewer.send({ type: 'mouseMove', x: 200 / 1280, y: 60 / 720 });
+    await viewer.send({ type: 'mouseUp', x: 200 / 1280, y: 60 / 720, button: 2 });
+    expected.push('press 3', 'release 3');
+
+    /// The button events xev has printed, as "press 1" and the like.
+    const events = () => {
+      const text = xev.text('out').join('\n');
+      return [...text.matchAll(/Button(Press|Release) event[^]*?button (\d+)/g)].map(([, kind, number]) => `${kind.toLowerCase()} ${number}`);
+    };
+    await until(() => events().length >= expected.length, { what: `${expected.length} button events` });
+    assert.deepEqual(events(), expected);
+
+    const seen = events().length;
+    await viewer.send({ type: 'wheel', dx: 0, dy: 600 });
+    await until(() => events().length >= seen + 2, { what: 'the wheel' });
+    assert.deepEqual([...new Set(events().slice(seen))], ['press 5', 'release 5']);
+  });
+});
+
+test('releasesHeldKeysAndButtonsWhenThePageGoesAway', async (t) => {
+  await withSession(t, {}, async (session) => {
+    const viewer = await control(session);
+    const xev = session.keep(session.screen.start('stdbuf', ['-oL', 'xev', '-geometry', '400x300+0+0', '-event', 'keyboard', '-event', 'button']));
+    const window = (await session.screen.run('xdotool', ['search', '--sync', '--onlyvisible', '--name', 'Event Tester'])).trim();
+    await session.screen.run('xdotool', ['windowfocus', '--sync', window]);
+    await viewer.takeControl(await session.host.pin());
+    await viewer.send({ type: 'mouseDown', x: 0.1, y: 0.1, button: 0 });
+    await viewer.send({ type: 'keyDown', code: 'KeyA', mods: { shift: true } });
+
+    /// How often a kind of event was printed: "KeyPress" with a keysym, "ButtonRelease" and the like.
+    const count = (kind, more = '') => [...xev.text('out').join('\n').matchAll(new RegExp(`${kind} event[^]*?\n\n`, 'g'))]
+      .filter(([block]) => block.includes(more)).length;
+    await until(() => count('KeyPress', 'keysym 0x41, A') > 0 && count('ButtonPress') > 0, { what: 'the key and the button' });
+    assert.equal(count('ButtonRelease'), 0);
+    await viewer.page.close();
+    await until(() => count('KeyRelease', ', A)') + count('KeyRelease', ', a)') > 0, { what: 'the key to be released' });
+    await until(() => count('KeyRelease', 'Shift_L') > 0, { what: 'the modifier to be released' });
+    await until(() => count('ButtonRelease') > 0, { what: 'the button to be released' });
+  });
+});

@@ -1,0 +1,89 @@
+import assert from 'node:assert/strict';
+import { test } from 'node:test';
+import { withSession } from './lib/session.mjs';
+import { colours, connected, framesShown, near, openBare, shows } from './lib/viewer.mjs';
+import { timed, until } from './lib/wait.mjs';
+
+const bars = [[0, 0, 255], [0, 255, 255], [0, 255, 0], [255, 255, 0], [255, 0, 0], [255, 0, 255]];
+
+test('showsTheColourBarsWhileSharingIsOff', async (t) => {
+  const want = { autoShare: false, host: { env: { SHARE_IDLE_VIDEO: '1', FPS: '30' } } };
+  await withSession(t, want, async (session) => {
+    const page = await session.bare();
+    await connected(page);
+    // Below the moving box, in the middle of each bar.
+    const places = bars.map((_, index) => [(index + 0.5) / 6.01, 0.6]);
+    let seen;
+    await until(async () => {
+      seen = await colours(page, places);
+      return seen?.every((colour, index) => near(colour, bars[index], 40));
+    }, { deadline: 8000, what: 'six bars' }).catch((error) => assert.fail(`${error.message}: ${JSON.stringify(seen)}`));
+
+    const before = await framesShown(page);
+    await until(async () => (await framesShown(page)) >= before + 30, { deadline: 4000, what: '30 more frames' });
+
+    // The box is black and moves: over a second it is seen at different places of its row.
+    const columns = Array.from({ length: 64 }, (_, index) => [(index + 0.5) / 64, 60 / 720]);
+    const boxAt = async () => (await colours(page, columns)).findIndex((colour) => near(colour, [0, 0, 0], 60));
+    const first = await until(async () => { const at = await boxAt(); return at >= 0 && { at }; }, { what: 'the box' });
+    await until(async () => { const at = await boxAt(); return at >= 0 && at !== first.at; }, { what: 'the box to move' });
+  });
+});
+
+test('sendsNoFramesWhileSharingIsOffWithoutIdleVideo', async (t) => {
+  const want = { autoShare: false, host: { env: { SHARE_IDLE_VIDEO: 'true' } } };
+  await withSession(t, want, async (session) => {
+    const page = await session.bare();
+    await connected(page);
+    const shown = await page.evaluate(() => new Promise((resolve) => {
+      const start = performance.now();
+      const look = () => (bare.frames > 0 || performance.now() - start > 2000 ? resolve(bare.frames) : setTimeout(look, 50));
+      look();
+    }));
+    assert.equal(shown, 0);
+  });
+});
+
+test('showsTheScreenWithinFiveSecondsOfTheStart', async (t) => {
+  await withSession(t, { hostNow: false }, async (session) => {
+    await session.screen.paint('#2060c0');
+    // The page waits in the room for a host that comes later.
+    const page = await session.bare();
+    const { ms } = await timed(async () => {
+      await session.startHost();
+      await shows(page, '#2060c0', { deadline: 5000 });
+    });
+    t.diagnostic(`picture ${ms} ms after the start of the host`);
+    assert.ok(ms < 5000, `${ms} ms`);
+
+    const change = await timed(async () => {
+      await session.screen.paint('#c04020');
+      await shows(page, '#c04020', { deadline: 2000 });
+    });
+    t.diagnostic(`change on the screen seen after ${change.ms} ms`);
+  });
+});
+
+test('showsAStillScreenAtOnceToAViewerThatJoinsLater', async (t) => {
+  await withSession(t, {}, async (session) => {
+    await session.screen.paint('#30a050');
+    const first = await session.bare();
+    await shows(first, '#30a050', { deadline: 8000 });
+    await first.close();
+    const second = await openBare(session.browser, session.server, session.room);
+    session.pages.push(second);
+    const { ms } = await timed(() => shows(second, '#30a050', { deadline: 5000 }));
+    t.diagnostic(`still screen seen ${ms} ms after the page was loaded`);
+    assert.ok(ms < 1500, `${ms} ms`);
+  });
+});
+
+test('theCompanionsPageShowsTheScreen', async (t) => {
+  await withSession(t, {}, async (session) => {
+    await session.screen.paint('#a0a020');
+    const page = await session.viewer();
+    await connected(page);
+    await shows(page, '#a0a020');
+    assert.deepEqual(page.said.filter((line) => /^(error|warning)/.test(line)), []);
+  });
+});

@@ -1,0 +1,147 @@
+import assert from 'node:assert/strict';
+import { readFile, readdir } from 'node:fs/promises';
+import { test } from 'node:test';
+import { unknownLines } from './lib/log-lines.mjs';
+import { withSession } from './lib/session.mjs';
+import { BareControl, shows } from './lib/viewer.mjs';
+import { until } from './lib/wait.mjs';
+
+for (const signal of ['SIGINT', 'SIGTERM']) {
+  test(`${signal}EndsTheHostWithStatusZero`, async (t) => {
+    await withSession(t, {}, async (session) => {
+      const page = await session.bare();
+      await new BareControl(page).open();
+      await session.host.line('[share] started screen capture');
+      const before = session.host.log.length;
+      const exit = await session.host.end(signal, 4000);
+      assert.deepEqual(exit, { code: 0, signal: null });
+      // It leaves without a word beyond what closing the connection says anyway.
+      const after = session.host.log.slice(before).filter((line) => !/^(ICE state: |\[dc\] |\[cursor\] |\[control\] reset)/.test(line));
+      assert.deepEqual(after, []);
+    });
+  });
+}
+
+test('endsOnASignalWhileTheServerIsOutOfReachAndNobodyIsConnected', async (t) => {
+  await withSession(t, { browserNow: false, host: { env: { SIGNAL_URL: 'ws://127.0.0.1:9' } } }, async (session) => {
+    await session.host.line('[ws] reconnect in 1.0s');
+    assert.deepEqual(await session.host.end('SIGTERM', 4000), { code: 0, signal: null });
+  });
+});
+
+test('triesAgainWithGrowingDelaysWhileThereIsNoServer', async (t) => {
+  await withSession(t, { browserNow: false, host: { env: { SIGNAL_URL: 'ws://127.0.0.1:9' } } }, async (session) => {
+    await session.host.line('[ws] reconnect in 4.0s', { deadline: 15000 });
+    const lines = session.host.log;
+    assert.ok(lines.includes('[ws] signaling url: ws://127.0.0.1:9'));
+    const delays = lines.filter((line) => line.startsWith('[ws] reconnect')).map((line) => line.match(/in (.*)s/)[1]);
+    assert.deepEqual(delays.slice(0, 4), ['0.5', '1.0', '2.0', '4.0']);
+    assert.ok(lines.filter((line) => line.startsWith('[ws] recv error: ')).length >= 4);
+    const times = session.host.child.lines.filter(({ text }) => text.startsWith('[ws] reconnect')).map(({ at }) => at);
+    for (const [index, wanted] of [500, 1000, 2000].entries()) {
+      const gap = times[index + 1] - times[index];
+      assert.ok(gap >= wanted - 20 && gap < wanted + 700, `delay ${index} was ${gap} ms`);
+    }
+  });
+});
+
+test('startsWithoutAnyDisplayAndSaysSo', async (t) => {
+  await withSession(t, { screen: null, browserNow: false }, async (session) => {
+    await session.host.line('[share] started screen capture');
+    assert.ok(session.host.log.some((line) => line.startsWith('[sc] ')), session.host.log.join('\n'));
+    assert.deepEqual(await session.host.end('SIGTERM', 4000), { code: 0, signal: null });
+  });
+});
+
+test('costsNextToNothingWhileNobodyIsConnected', async (t) => {
+  await withSession(t, { screen: '1920x1080' }, async (session) => {
+    // Something that changes all the time, so that capturing would be noticed.
+    const busy = session.keep(session.screen.start('xterm', ['-geometry', '180x60+0+0', '-e', 'sh', '-c', 'while :; do date +%N; done']));
+    await session.host.line('[share] started screen capture');
+    await until(async () => (await session.host.cpuPercent(500)) < 2, { deadline: 5000, every: 0, what: 'the host to come to rest' });
+    const idle = await session.host.cpuPercent(3000);
+    t.diagnostic(`before any viewer: ${idle.toFixed(2)} % of a core`);
+    assert.ok(idle < 2, `${idle} %`);
+
+    const doomed = await session.startBrowser();
+    const page = await session.bare(doomed);
+    await until(() => page.evaluate(() => bare.frames > 10), { deadline: 10000, what: 'frames' });
+    const viewed = await session.host.cpuPercent(2000);
+    t.diagnostic(`with a viewer of a scrolling terminal: ${viewed.toFixed(1)} %`);
+    assert.ok(viewed > 2 * idle + 2, 'the screen is not changing, so this test would prove nothing');
+    await doomed.kill();
+    session.pages.pop();
+    await until(async () => (await session.host.cpuPercent(500)) < 2, { deadline: 30000, every: 0, what: 'the host to notice' });
+    const after = await session.host.cpuPercent(3000);
+    t.diagnostic(`after the viewer was killed: ${after.toFixed(2)} %`);
+    assert.ok(after < 2, `${after} %`);
+    assert.equal(busy.exit, null);
+  });
+});
+
+test('standardErrorHoldsOnlyKnownLinesInAWholeSession', async (t) => {
+  await withSession(t, { host: { env: { PREFERRED_CODEC: 'vp8', INPUT_MAP: 'pixels', INPUT_ORIGIN: 'top' } } }, async (session) => {
+    await session.screen.paint('#205080');
+    const page = await session.bare();
+    await shows(page, '#205080', { deadline: 10000 });
+    const viewer = await new BareControl(page).open();
+    await viewer.ask({ type: 'auth', token: 'nonsense' }, 'auth');
+    await viewer.takeControl(await session.host.pin());
+    await viewer.ask({ type: 'mouseMove', x: 0.5, y: 0.5 }, 'ptr');
+    await viewer.ask({ type: 'display_index', index: 5 }, 'ack');
+    for (const garbage of ['{', '[]', '{"type":7}', '{"type":"nothing"}', '{"type":"mouseMove","x":"a"}']) {
+      await viewer.page.evaluate((text) => bare.sendRaw(text), garbage);
+    }
+    await viewer.page.evaluate(() => {
+      bare.signal({ type: 'chat_send', text: 'hello' });
+      bare.signal({ type: 'client_prefs', prefs: { fps: 20 } });
+      bare.signal({ type: 'renegotiate' });
+    });
+    await session.host.line(/^\[prefs\] applied from client/);
+    await viewer.settled();
+    await page.reload();
+    await new BareControl(page).open();
+    await session.server.end();
+    await session.host.line(/^\[ws\] reconnect in /);
+    await session.host.end('SIGTERM');
+    assert.deepEqual(unknownLines(session.host.log), []);
+    assert.deepEqual(session.host.child.text('out'), [], 'standard output stays empty');
+    for (const needed of ['[control] auth=false', '[control] auth=true', '[control] enabled=true',
+      '[control] reset state on channel close', '[sdp] env preferred codec=vp8', '[input] mapping mode=pixels', '[input] origin=top',
+      '[notify] skipping UNUserNotifications (no bundle identifier)']) {
+      assert.ok(session.host.log.includes(needed), `missing: ${needed}`);
+    }
+  });
+});
+
+test('keepsNoMoreFilesThreadsAndMemoryAfterManyReloads', async (t) => {
+  await withSession(t, {}, async (session) => {
+    const page = await session.bare();
+    const usage = async () => {
+      const { pid } = session.host.child;
+      const status = await readFile(`/proc/${pid}/status`, 'utf8');
+      return {
+        files: (await readdir(`/proc/${pid}/fd`)).length,
+        threads: Number(status.match(/Threads:\s+(\d+)/)[1]),
+        megabytes: Number(status.match(/VmRSS:\s+(\d+)/)[1]) / 1024,
+      };
+    };
+    const reload = async () => {
+      await page.reload();
+      await new BareControl(page).open();
+      await until(() => page.evaluate(() => bare.frames > 0), { what: 'a frame' });
+    };
+    for (let round = 0; round < 4; round++) await reload();
+    const before = await usage();
+    for (let round = 0; round < 12; round++) await reload();
+    let after;
+    // What belonged to the last connection goes a moment later.
+    await until(async () => {
+      after = await usage();
+      return after.files <= before.files + 4 && after.threads <= before.threads + 2;
+    }, { deadline: 5000, what: 'files and threads to go' }).catch((error) =>
+      assert.fail(`${error.message}: ${JSON.stringify(before)} to ${JSON.stringify(after)}`));
+    t.diagnostic(`${JSON.stringify(before)} to ${JSON.stringify(after)}`);
+    assert.ok(after.megabytes < before.megabytes + 25, `${before.megabytes} to ${after.megabytes} MiB`);
+  });
+});

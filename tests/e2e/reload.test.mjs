@@ -1,0 +1,82 @@
+import assert from 'node:assert/strict';
+import { test } from 'node:test';
+import { withSession } from './lib/session.mjs';
+import { BareControl, connected, shows } from './lib/viewer.mjs';
+import { timed, until } from './lib/wait.mjs';
+
+test('fiveReloadsInARowEachBringBackPictureAndControl', async (t) => {
+  await withSession(t, { host: { env: { CONTROL_TOKEN: '123456' } } }, async (session) => {
+    await session.screen.paint('#4080a0');
+    const page = await session.bare();
+    await shows(page, '#4080a0', { deadline: 10000 });
+    const times = [];
+    for (let round = 1; round <= 5; round++) {
+      await page.reload();
+      const picture = await timed(() => shows(page, '#4080a0', { deadline: 5000 }));
+      const viewer = new BareControl(page);
+      const channels = await timed(() => viewer.open());
+      // Rights are gone with the page: the old viewer's PIN does not serve the new one.
+      assert.equal((await viewer.ask({ type: 'control', enable: true }, 'control_state')).enabled, false);
+      await viewer.takeControl('123456');
+      const echo = await viewer.ask({ type: 'mouseMove', x: round / 10, y: 0.5 }, 'ptr');
+      assert.equal(echo.x, round / 10);
+      assert.deepEqual(await session.screen.pointer(), { x: (1280 * round) / 10, y: 360 });
+      times.push(picture.ms + channels.ms);
+    }
+    t.diagnostic(`picture and channels after each load: ${times.join(', ')} ms`);
+    assert.ok(Math.max(...times) < 2000, `${times.join(', ')} ms`);
+  });
+});
+
+test('theCompanionsPageComesBackAfterEachReload', async (t) => {
+  await withSession(t, { host: { env: { CONTROL_TOKEN: '123456' } } }, async (session) => {
+    await session.screen.paint('#a04080');
+    const page = await session.viewer();
+    await connected(page);
+    for (let round = 0; round < 3; round++) {
+      await page.reload();
+      await connected(page);
+      await shows(page, '#a04080');
+      assert.notEqual(await page.evaluate(() => document.body.dataset.control), 'on');
+    }
+  });
+});
+
+test('aViewerThatArrivesAfterOneWasKilledGetsPictureAndControl', async (t) => {
+  await withSession(t, { host: { env: { CONTROL_TOKEN: '123456' } } }, async (session) => {
+    await session.screen.paint('#806020');
+    const doomed = await session.startBrowser();
+    const old = await new BareControl(await session.bare(doomed)).open();
+    await old.takeControl('123456');
+    await doomed.kill();
+    session.pages.pop();
+
+    const page = await session.bare();
+    const { ms } = await timed(async () => {
+      await shows(page, '#806020', { deadline: 10000 });
+      await new BareControl(page).open();
+    });
+    t.diagnostic(`picture and channels ${ms} ms after the page was loaded`);
+    const viewer = new BareControl(page);
+    assert.equal((await viewer.ask({ type: 'control', enable: true }, 'control_state')).enabled, false);
+    await viewer.takeControl('123456');
+    await viewer.ask({ type: 'mouseMove', x: 0.5, y: 0.25 }, 'ptr');
+    assert.deepEqual(await session.screen.pointer(), { x: 640, y: 180 });
+    assert.ok(ms < 3000, `${ms} ms`);
+  });
+});
+
+test('aHostThatIsStartedAgainIsFoundByTheWaitingPage', async (t) => {
+  await withSession(t, {}, async (session) => {
+    await session.screen.paint('#2080e0');
+    const page = await session.viewer();
+    await connected(page);
+    await shows(page, '#2080e0');
+    await session.host.end('SIGKILL');
+    await until(() => page.evaluate(() => document.body.dataset.connection !== 'connected'), { deadline: 10000, what: 'the page to notice' });
+    await session.screen.paint('#e08020');
+    await session.startHost();
+    await shows(page, '#e08020', { deadline: 10000 });
+    await connected(page);
+  });
+});
