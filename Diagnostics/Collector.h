@@ -1,0 +1,22 @@
+#pragma once
+
+#include <QJsonObject>
+#include <QString>
+#include <vector>
+
+#include "Diagnostics/Probe.h"
+
+namespace vantora::Diagnostics {
+
+// One independent piece of a section. Pieces of the same section fill different keys.
+struct Collector {
+  QLatin1StringView section;
+  QJsonObject (*collect)(const Probe&);
+  // Taken up first, so that the report does not wait for it at its end.
+  bool slow = false;
+};
+
+// The pieces for the system this is built for.
+[[nodiscard]] const std::vector<Collector>& collectors();
+
+}  // namespace vantora::Diagnostics

@@ -1,0 +1,120 @@
+#include "Diagnostics/Diagnostics.h"
+
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <QJsonArray>
+#include <algorithm>
+#include <atomic>
+#include <numeric>
+#include <thread>
+#include <vector>
+
+#include "Diagnostics/Collector.h"
+#include "Diagnostics/FolderSize.h"
+
+namespace vantora::Diagnostics {
+using namespace Qt::Literals::StringLiterals;
+
+namespace {
+
+constexpr QLatin1StringView kSections[] = {"network"_L1,   "ping"_L1,    "crashes"_L1,  "storage"_L1, "battery"_L1,
+                                           "processes"_L1, "updates"_L1, "security"_L1, "thermal"_L1};
+constexpr int kMostWorkers = 8;
+constexpr int kWorkerNiceness = 10;
+
+// The report travels as one message of limited size, whatever a tool printed.
+constexpr qsizetype kLongestText = 1000;
+constexpr qsizetype kLongestArray = 120;
+
+QJsonValue bounded(const QJsonValue& value) {
+  if (value.isString()) {
+    const QString text = value.toString();
+    if (text.size() <= kLongestText) return value;
+    // Not between the halves of one character.
+    return text.left(text[kLongestText - 1].isHighSurrogate() ? kLongestText - 1 : kLongestText);
+  }
+  if (value.isArray()) {
+    QJsonArray result;
+    for (const QJsonValue& element : value.toArray()) {
+      if (result.size() >= kLongestArray) break;
+      result.append(bounded(element));
+    }
+    return result;
+  }
+  if (value.isObject()) {
+    QJsonObject result = value.toObject();
+    for (auto it = result.begin(); it != result.end(); ++it) it.value() = bounded(it.value());
+    return result;
+  }
+  return value;
+}
+
+void addTo(QJsonObject& section, const QJsonObject& piece) {
+  for (auto it = piece.begin(); it != piece.end(); ++it) section.insert(it.key(), bounded(it.value()));
+}
+
+QJsonObject oneSection(QLatin1StringView section, const Options& options) {
+  const Probe probe(options);
+  QJsonObject result;
+  for (const Collector& collector : collectors()) {
+    if (collector.section == section) addTo(result, collector.collect(probe));
+  }
+  return result;
+}
+
+// Runs all pieces on a few threads of low priority; the results stand in the order of the pieces.
+std::vector<QJsonObject> collectAll(const Probe& probe, const std::vector<Collector>& pieces) {
+  std::vector<size_t> order(pieces.size());
+  std::iota(order.begin(), order.end(), size_t{0});
+  std::stable_partition(order.begin(), order.end(), [&](size_t index) { return pieces[index].slow; });
+
+  std::vector<QJsonObject> results(pieces.size());
+  std::atomic<size_t> next = 0;
+  const auto work = [&] {
+#ifdef Q_OS_LINUX
+    // On Linux this is the calling thread's alone.
+    (void)setpriority(PRIO_PROCESS, 0, kWorkerNiceness);
+#endif
+    for (size_t i = next++; i < order.size(); i = next++) {
+      if (probe.options().stop.stop_requested()) return;
+      results[order[i]] = pieces[order[i]].collect(probe);
+    }
+  };
+  std::vector<std::jthread> workers;
+  const int count = std::clamp(probe.options().workers, 1, kMostWorkers);
+  for (int i = 0; i < count; ++i) workers.emplace_back(work);
+  workers.clear();
+  return results;
+}
+
+}  // namespace
+
+QJsonObject run(const Options& options) {
+  const Probe probe(options);
+  const std::vector<Collector>& pieces = collectors();
+  const std::vector<QJsonObject> results = collectAll(probe, pieces);
+  QJsonObject report;
+  for (const QLatin1StringView section : kSections) {
+    QJsonObject content;
+    for (size_t i = 0; i < pieces.size(); ++i) {
+      if (pieces[i].section == section) addTo(content, results[i]);
+    }
+    report.insert(section, content);
+  }
+  return report;
+}
+
+QJsonObject networkInfo(const Options& options) { return oneSection("network"_L1, options); }
+QJsonObject reachability(const Options& options) { return oneSection("ping"_L1, options); }
+QJsonObject crashInfo(const Options& options) { return oneSection("crashes"_L1, options); }
+QJsonObject storageInfo(const Options& options) { return oneSection("storage"_L1, options); }
+QJsonObject batteryInfo(const Options& options) { return oneSection("battery"_L1, options); }
+QJsonObject processesInfo(const Options& options) { return oneSection("processes"_L1, options); }
+QJsonObject updateInfo(const Options& options) { return oneSection("updates"_L1, options); }
+QJsonObject securityInfo(const Options& options) { return oneSection("security"_L1, options); }
+QJsonObject thermalInfo(const Options& options) { return oneSection("thermal"_L1, options); }
+
+qint64 duKB(const QString& path, const Options& options) { return folderKB(Probe(options), path); }
+
+}  // namespace vantora::Diagnostics

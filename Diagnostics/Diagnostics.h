@@ -1,0 +1,34 @@
+#pragma once
+
+#include <QJsonObject>
+#include <QString>
+
+#include "Diagnostics/Options.h"
+#include "Diagnostics/Shell.h"
+
+// The diagnostics report: what a support technician looks at first on a customer's machine.
+//
+// No state; every call looks anew. All functions block (for seconds, at most Options::deadline and a little) and may be
+// called from any thread but the main one, also several at once. They never throw: what cannot be found out is left
+// out, or stands as 0, false, "Unknown" or "unknown". The result always serialises to valid JSON.
+namespace vantora::Diagnostics {
+
+// The whole report: "network", "ping", "crashes", "storage", "battery", "processes", "updates", "security" and
+// "thermal", each an object, always all nine. Independent collectors run side by side on threads of low priority.
+[[nodiscard]] QJsonObject run(const Options& options = {});
+
+// One section each; docs/diagnostics.md lists keys, types and sources.
+[[nodiscard]] QJsonObject networkInfo(const Options& options = {});
+[[nodiscard]] QJsonObject reachability(const Options& options = {});
+[[nodiscard]] QJsonObject crashInfo(const Options& options = {});
+[[nodiscard]] QJsonObject storageInfo(const Options& options = {});
+[[nodiscard]] QJsonObject batteryInfo(const Options& options = {});
+[[nodiscard]] QJsonObject processesInfo(const Options& options = {});
+[[nodiscard]] QJsonObject updateInfo(const Options& options = {});
+[[nodiscard]] QJsonObject securityInfo(const Options& options = {});
+[[nodiscard]] QJsonObject thermalInfo(const Options& options = {});
+
+// What a folder holds, in KiB; 0 when it is missing or cannot be measured within the time limit.
+[[nodiscard]] qint64 duKB(const QString& path, const Options& options = {});
+
+}  // namespace vantora::Diagnostics

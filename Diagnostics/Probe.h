@@ -1,0 +1,61 @@
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+#include <QStringList>
+#include <vector>
+
+#include "Diagnostics/Options.h"
+#include "Diagnostics/Shell.h"
+
+namespace vantora::Diagnostics {
+
+// What the collectors of one report see of the machine: commands, tools, files and the environment. Made once per
+// report; its clock starts then. Const throughout, so that several threads may use it at once.
+class Probe {
+ public:
+  explicit Probe(const Options& options);
+
+  [[nodiscard]] const Options& options() const { return options_; }
+  // No more time, or told to stop.
+  [[nodiscard]] bool isOver() const;
+
+  // Runs a command line as it stands, for at most 2.5 s and never past the end of the report.
+  [[nodiscard]] QString sh(const QString& commandLine) const;
+  // The same, with untranslated output even where the login profile sets another language.
+  [[nodiscard]] QString plain(const QString& commandLine) const;
+  // A tool's full path, ready for a command line; "" when it is not installed.
+  [[nodiscard]] QString tool(const QString& name) const;
+  // Whether a system message bus can be there to be asked: without one its clients only cost time.
+  [[nodiscard]] bool hasSystemBus() const;
+
+  // Below, `path` is absolute and read under Options::root.
+  [[nodiscard]] QString under(const QString& path) const;
+  [[nodiscard]] bool exists(const QString& path) const;
+  // The first `limit` bytes of a file; empty when it cannot be read.
+  [[nodiscard]] QByteArray bytes(const QString& path, qint64 limit = 1 << 18) const;
+  // The same as text without white space at the ends; bytes that are not UTF-8 become replacement characters.
+  [[nodiscard]] QString text(const QString& path, qint64 limit = 1 << 18) const;
+  // The names in a folder, sorted; those that match `pattern`, if one is given.
+  [[nodiscard]] QStringList names(const QString& folder, const QString& pattern = {}) const;
+  // What a symbolic link points to, as written, its last component only; "" for none.
+  [[nodiscard]] QString linkName(const QString& path) const;
+
+  [[nodiscard]] QString variable(const QString& name) const;
+  // The user's folder, and a folder below it that a variable may move ("XDG_CACHE_HOME", ".cache").
+  [[nodiscard]] QString home() const;
+  [[nodiscard]] QString userFolder(const QString& variableName, const QString& usual) const;
+
+  [[nodiscard]] std::vector<InterfaceAddress> interfaceAddresses() const;
+
+ private:
+  const Options options_;
+  const ShellLimits limits_;
+};
+
+// `text` as one word of a shell command, whatever it holds.
+[[nodiscard]] QString quoted(const QString& text);
+// The same in double quotes.
+[[nodiscard]] QString doubleQuoted(const QString& text);
+
+}  // namespace vantora::Diagnostics

@@ -1,0 +1,90 @@
+#include <QFileInfo>
+
+#include "Diagnostics/linux/LinuxCollectors.h"
+#include "Diagnostics/text/CrashText.h"
+#include "Diagnostics/text/Text.h"
+
+namespace vantora::Diagnostics::onLinux {
+using namespace Qt::Literals::StringLiterals;
+
+namespace {
+
+constexpr qsizetype kMostPanics = 20;
+const QString kCores = u"/var/lib/systemd/coredump"_s;
+const QString kReports = u"/var/crash"_s;
+// A report's interesting lines stand at its beginning; the rest is the memory of the program.
+constexpr qint64 kReportHead = 1 << 14;
+
+std::vector<Crash> storedCrashes(const Probe& probe) {
+  std::vector<Crash> result;
+  for (const QString& name : probe.names(kCores, u"core.*"_s)) {
+    if (const auto crash = parseCoreFile(kCores, name)) result.push_back(*crash);
+  }
+  for (const QString& name : probe.names(kReports, u"*.crash"_s)) {
+    const QString path = kReports + u'/' + name;
+    const QString program = apportName(name, probe.text(path, kReportHead));
+    result.push_back({path, program, QFileInfo(probe.under(path)).lastModified(), 0});
+  }
+  return result;
+}
+
+std::vector<Crash> listedCrashes(const Probe& probe) {
+  const QString tool = probe.tool(u"coredumpctl"_s);
+  if (tool.isEmpty()) return {};
+  const QString list = tool + " list --no-pager --no-legend -r -n 50"_L1;
+  const QString json = probe.plain(list + " --json=short 2>/dev/null"_L1);
+  // Versions before 249 do not know JSON.
+  return parseCoredumpctl(json.isEmpty() ? probe.plain(list + " 2>/dev/null"_L1) : json);
+}
+
+// Logs that the firmware kept over a panic, and where systemd files them.
+qsizetype panicsInFirmware(const Probe& probe) {
+  const QString firmware = u"/sys/fs/pstore"_s;
+  const QString archive = u"/var/lib/systemd/pstore"_s;
+  qsizetype count = 0;
+  for (const QString& name : probe.names(firmware, u"dmesg-*"_s)) {
+    count += tellsOfPanic(probe.text(firmware + u'/' + name)) ? 1 : 0;
+  }
+  for (const QString& name : probe.names(archive)) {
+    const QString log = archive + u'/' + name;
+    count += tellsOfPanic(probe.text(log)) || tellsOfPanic(probe.text(log + "/dmesg.txt"_L1)) ? 1 : 0;
+  }
+  return count;
+}
+
+// Crash dumps of the kernel: one folder each, named after the time.
+qsizetype kernelDumps(const Probe& probe) {
+  qsizetype count = 0;
+  for (const QString& name : probe.names(kReports)) {
+    const QString folder = kReports + u'/' + name;
+    const bool is_dump = leadingInteger(name) || name.startsWith("127.0.0.1-"_L1);
+    if (is_dump && !(probe.names(folder, u"dmesg*"_s) + probe.names(folder, u"vmcore*"_s)).isEmpty()) ++count;
+  }
+  return count;
+}
+
+qsizetype panicsInJournal(const Probe& probe) {
+  const QString tool = probe.tool(u"journalctl"_s);
+  const bool has_journal =
+      !probe.names(u"/var/log/journal"_s).isEmpty() || !probe.names(u"/run/log/journal"_s).isEmpty();
+  if (tool.isEmpty() || !has_journal) return 0;
+  // Of all starts of the machine, not only the present one, in which none can have been.
+  return trimmedLines(probe.plain(tool + " -q --no-pager -o cat -n 20 --since=-30d "
+                                         "--grep='Kernel panic - not syncing' _TRANSPORT=kernel 2>/dev/null"_L1))
+      .size();
+}
+
+}  // namespace
+
+QJsonObject crashes(const Probe& probe) {
+  const std::vector<Crash> all = mergedCrashes(storedCrashes(probe), listedCrashes(probe));
+  return {{u"recent"_s, recentCrashes(all)}, {u"repeat"_s, repeatedCrashes(all)}};
+}
+
+QJsonObject kernelPanics(const Probe& probe) {
+  // The sources tell of the same panics: the one that knows most counts.
+  const qsizetype count = qMax(qMax(panicsInFirmware(probe), kernelDumps(probe)), panicsInJournal(probe));
+  return {{u"kernelPanics"_s, qMin(count, kMostPanics)}};
+}
+
+}  // namespace vantora::Diagnostics::onLinux

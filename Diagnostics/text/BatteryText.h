@@ -1,0 +1,25 @@
+#pragma once
+
+#include <QJsonObject>
+#include <QString>
+#include <optional>
+
+// The battery's wear and temperature. Pure functions, any thread.
+namespace vantora::Diagnostics {
+
+struct Battery {
+  std::optional<qint64> cycleCount;
+  std::optional<qint64> healthPct;
+};
+
+// {"cycleCount", "healthPct"}, each when known.
+[[nodiscard]] QJsonObject toJson(const Battery& battery);
+// full / design x 100 as a whole number, halves away from zero; nothing when a figure makes no sense.
+[[nodiscard]] std::optional<qint64> healthPercent(double full, double design);
+// `system_profiler SPPowerDataType`.
+[[nodiscard]] Battery parsePowerProfile(const QString& text);
+// Degrees Celsius from the battery's raw number (tenths), and from a text like "30.5 C".
+[[nodiscard]] std::optional<double> parseRawTemperature(const QString& text);
+[[nodiscard]] std::optional<double> parseTemperature(const QString& text);
+
+}  // namespace vantora::Diagnostics

@@ -1,0 +1,146 @@
+#include "Diagnostics/text/CrashText.h"
+
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QMap>
+#include <algorithm>
+#include <cstdlib>
+
+#include "Diagnostics/text/Text.h"
+
+namespace vantora::Diagnostics {
+using namespace Qt::Literals::StringLiterals;
+
+namespace {
+
+constexpr qsizetype kRecent = 5;
+constexpr qsizetype kCounted = 50;
+constexpr qsizetype kRepeated = 5;
+
+QDateTime fromMicroseconds(qint64 microseconds) { return QDateTime::fromMSecsSinceEpoch(microseconds / 1000); }
+
+std::vector<Crash> parseCoredumpctlTable(const QString& text) {
+  std::vector<Crash> result;
+  for (const QString& line : trimmedLines(text)) {
+    // Weekday, date, time, zone, pid, uid, gid, signal, core file, executable, size.
+    const QStringList fields = words(line);
+    if (fields.size() < 10) continue;
+    const QDateTime time = QDateTime::fromString(fields[1] + u' ' + fields[2], u"yyyy-MM-dd HH:mm:ss"_s);
+    const std::optional<qint64> pid = toInteger(fields[4]);
+    if (!time.isValid() || !pid) continue;
+    // The path may hold blanks, and the size is missing in older versions.
+    QString path = fields.mid(9).join(u' ');
+    const QString last = fields.last();
+    const bool has_size = fields.size() > 10 && !last.contains(u'/') && (last == "-"_L1 || last[0].isDigit());
+    if (has_size) path.chop(last.size() + 1);
+    result.push_back({path, lastPathComponent(path), time, *pid});
+  }
+  return result;
+}
+
+bool isSame(const Crash& a, const Crash& b) {
+  constexpr qint64 kToleranceSeconds = 60;
+  return a.pid > 0 && a.pid == b.pid && std::abs(a.time.secsTo(b.time)) <= kToleranceSeconds;
+}
+
+}  // namespace
+
+QString crashReportName(const QString& path) {
+  QString name = lastPathComponent(path);
+  if (name.endsWith(".crash"_L1)) name.chop(6);
+  return name.section(u'_', 0, 0);
+}
+
+std::optional<Crash> parseCoreFile(const QString& folder, const QString& fileName) {
+  // The program's name is written with its own dots escaped.
+  const QStringList fields = fileName.split(u'.');
+  if (fields.size() < 6 || fields[0] != "core"_L1 || fields[1].isEmpty()) return std::nullopt;
+  const std::optional<qint64> pid = toInteger(fields[4]);
+  const std::optional<qint64> time = toInteger(fields[5]);
+  if (!pid || !time || *pid <= 0 || *time <= 0) return std::nullopt;
+  return Crash{folder + u'/' + fileName, unescaped(fields[1]), fromMicroseconds(*time), *pid};
+}
+
+QString apportName(const QString& fileName, const QString& head) {
+  for (const QString& line : trimmedLines(head)) {
+    if (!line.startsWith("ExecutablePath:"_L1)) continue;
+    const QString name = lastPathComponent(line.mid(15).trimmed());
+    if (!name.isEmpty()) return name;
+  }
+  // "_usr_bin_name.1000.crash": slashes became underscores.
+  QString name = fileName;
+  if (name.endsWith(".crash"_L1)) name.chop(6);
+  const qsizetype dot = name.lastIndexOf(u'.');
+  if (dot > 0 && toInteger(name.mid(dot + 1))) name.truncate(dot);
+  return name.mid(name.lastIndexOf(u'_') + 1);
+}
+
+std::vector<Crash> parseCoredumpctl(const QString& text) {
+  if (!text.startsWith(u'[')) return parseCoredumpctlTable(text);
+  std::vector<Crash> result;
+  for (const QJsonValue& row : QJsonDocument::fromJson(text.toUtf8()).array()) {
+    const QString path = row[u"exe"_s].toString();
+    const qint64 time = row[u"time"_s].toInteger();
+    if (path.isEmpty() || time <= 0) continue;
+    result.push_back({path, lastPathComponent(path), fromMicroseconds(time), row[u"pid"_s].toInteger()});
+  }
+  return result;
+}
+
+std::vector<Crash> mergedCrashes(const std::vector<Crash>& stored, const std::vector<Crash>& listed) {
+  std::vector<Crash> result = stored;
+  for (const Crash& crash : listed) {
+    const auto known =
+        std::find_if(result.begin(), result.end(), [&](const Crash& other) { return isSame(crash, other); });
+    if (known == result.end()) {
+      result.push_back(crash);
+    } else {
+      // The name in a core file's name is cut after fifteen characters.
+      known->name = crash.name;
+    }
+  }
+  std::stable_sort(result.begin(), result.end(), [](const Crash& a, const Crash& b) { return a.time > b.time; });
+  return result;
+}
+
+QJsonArray recentCrashes(const std::vector<Crash>& newestFirst) {
+  QJsonArray result;
+  for (const Crash& crash : newestFirst) {
+    if (result.size() >= kRecent) break;
+    result.append(QJsonObject{{u"file"_s, crash.file},
+                              {u"name"_s, crash.name},
+                              {u"time"_s, crash.time.toLocalTime().toString(u"yyyy-MM-ddTHH:mm:ss"_s)}});
+  }
+  return result;
+}
+
+QJsonArray repeatedCrashes(const std::vector<Crash>& newestFirst) {
+  QMap<QString, int> counts;
+  for (qsizetype i = 0; i < qMin<qsizetype>(kCounted, static_cast<qsizetype>(newestFirst.size())); ++i) {
+    ++counts[newestFirst[static_cast<size_t>(i)].name];
+  }
+  std::vector<std::pair<int, QString>> ranks;
+  for (auto it = counts.cbegin(); it != counts.cend(); ++it) ranks.emplace_back(it.value(), it.key());
+  std::sort(ranks.begin(), ranks.end(), std::greater<>());
+  QJsonArray result;
+  for (const auto& [count, name] : ranks) {
+    if (result.size() >= kRepeated) break;
+    result.append(QJsonObject{{u"name"_s, name}, {u"count"_s, count}});
+  }
+  return result;
+}
+
+QJsonArray parseCounts(const QString& text) {
+  QJsonArray result;
+  for (const QString& line : trimmedLines(text)) {
+    const qsizetype blank = line.indexOf(u' ');
+    const std::optional<qint64> count = toInteger(line.left(blank));
+    if (blank < 0 || !count) continue;
+    result.append(QJsonObject{{u"name"_s, line.mid(blank + 1).trimmed()}, {u"count"_s, *count}});
+  }
+  return result;
+}
+
+bool tellsOfPanic(const QString& kernelLog) { return kernelLog.contains("Kernel panic - not syncing"_L1); }
+
+}  // namespace vantora::Diagnostics

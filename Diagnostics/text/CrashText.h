@@ -1,0 +1,41 @@
+#pragma once
+
+#include <QDateTime>
+#include <QJsonArray>
+#include <QString>
+#include <QStringList>
+#include <optional>
+#include <vector>
+
+// Crash reports as the systems file them. Pure functions, any thread.
+namespace vantora::Diagnostics {
+
+struct Crash {
+  QString file;  // the report; the program where no report was kept
+  QString name;  // of the crashed program
+  QDateTime time;
+  qint64 pid = 0;  // 0: not known
+};
+
+// The program a report "Name_2024-01-02-030405_host.crash" is about.
+[[nodiscard]] QString crashReportName(const QString& path);
+// "core.NAME.UID.BOOT.PID.MICROSECONDS", with or without a suffix for its compression; `folder` goes before it.
+[[nodiscard]] std::optional<Crash> parseCoreFile(const QString& folder, const QString& fileName);
+// The program an apport report is about: its "ExecutablePath:" line, else the end of the file's name.
+[[nodiscard]] QString apportName(const QString& fileName, const QString& head);
+// `coredumpctl list --json=short`, or its table with --no-legend.
+[[nodiscard]] std::vector<Crash> parseCoredumpctl(const QString& text);
+
+// The newest first; crashes told of by two sources once, with the file where one of them has it.
+[[nodiscard]] std::vector<Crash> mergedCrashes(const std::vector<Crash>& stored, const std::vector<Crash>& listed);
+// The first five as {"file", "name", "time"}; the time is local, without a zone.
+[[nodiscard]] QJsonArray recentCrashes(const std::vector<Crash>& newestFirst);
+// The five names that stand most often among the first fifty as {"name", "count"}; equal counts by name, backwards.
+[[nodiscard]] QJsonArray repeatedCrashes(const std::vector<Crash>& newestFirst);
+// Lines of "count name".
+[[nodiscard]] QJsonArray parseCounts(const QString& text);
+
+// Whether a kernel log that survived a crash tells of a panic (an oops is none).
+[[nodiscard]] bool tellsOfPanic(const QString& kernelLog);
+
+}  // namespace vantora::Diagnostics

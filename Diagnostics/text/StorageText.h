@@ -1,0 +1,51 @@
+#pragma once
+
+#include <QByteArray>
+#include <QJsonObject>
+#include <QString>
+#include <optional>
+
+// Sizes, snapshots, file indexers and the health of disks. Pure functions, any thread.
+namespace vantora::Diagnostics {
+
+// A number of KiB for people: "0 KB", "512.0 MB", "1.0 GB", "2.5 TB".
+[[nodiscard]] QString bytesPretty(qint64 kb);
+
+struct Volume {
+  qint64 totalKB = 0;
+  qint64 usedKB = 0;
+  qint64 availKB = 0;
+};
+// The last line of `df -k`: fields 2 to 4.
+[[nodiscard]] std::optional<Volume> parseDf(const QString& line);
+// {"totalKB", "usedKB", "availKB", "freePct", "totalPretty", "usedPretty", "freePretty"}.
+[[nodiscard]] QJsonObject toJson(const Volume& volume);
+
+// Where the root file system comes from.
+struct RootMount {
+  QString device;  // "major:minor"
+  QString type;
+  QString source;
+};
+// /proc/self/mountinfo; of several mounts on "/" the last one is seen.
+[[nodiscard]] RootMount parseRootMount(const QString& mountInfo);
+
+// The KiB that the packages in dpkg's status file occupy; 0 for none.
+[[nodiscard]] qint64 installedKB(const QByteArray& dpkgStatus);
+
+// Rows of `btrfs subvolume list -s`, and of snapper's CSV list without its row 0, which is the present.
+[[nodiscard]] int countBtrfsSnapshots(const QString& text);
+[[nodiscard]] int countSnapperRows(const QString& csv);
+
+// What a file indexer says of itself, as one line; "" when it says nothing.
+[[nodiscard]] QString trackerStatus(const QString& text);
+[[nodiscard]] QString balooStatus(const QString& text);
+
+// A name as UDisks2 writes it in its object paths: letters and digits stay, other bytes become _xx.
+[[nodiscard]] QString busPathElement(const QString& name);
+// The drive's object path in `busctl get-property ... Drive`; "" for none.
+[[nodiscard]] QString parseDrivePath(const QString& text);
+// "Verified", "Failing", "Not Supported" or "", from `busctl --json=short ... GetAll` on the ATA or NVMe interface.
+[[nodiscard]] QString parseSmart(const QString& text);
+
+}  // namespace vantora::Diagnostics

@@ -1,0 +1,29 @@
+#include "Diagnostics/text/ThermalText.h"
+
+#include <QStringList>
+#include <algorithm>
+
+namespace vantora::Diagnostics {
+using namespace Qt::Literals::StringLiterals;
+
+QString thermalState(const std::vector<ThermalZone>& zones) {
+  bool has_limit = false;
+  int level = 0;
+  for (const ThermalZone& zone : zones) {
+    for (const Trip& trip : zone.trips) {
+      if (trip.milliCelsius <= 0) continue;
+      has_limit = true;
+      if (zone.milliCelsius >= trip.milliCelsius) level = std::max(level, 1 + static_cast<int>(trip.kind));
+    }
+  }
+  if (!has_limit) return u"unknown"_s;
+  static const QStringList kStates = {u"nominal"_s, u"fair"_s, u"serious"_s, u"critical"_s};
+  return kStates[level];
+}
+
+QString knownThermalState(const QString& word) {
+  static const QStringList kStates = {u"nominal"_s, u"fair"_s, u"serious"_s, u"critical"_s};
+  return kStates.contains(word) ? word : u"unknown"_s;
+}
+
+}  // namespace vantora::Diagnostics

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <QString>
+#include <vector>
+
+// How hot the machine is. Pure functions, any thread.
+namespace vantora::Diagnostics {
+
+// A temperature above which something happens.
+struct Trip {
+  enum class Kind { Passive, Hot, Critical };  // slows down, acts, shuts down
+  Kind kind = Kind::Passive;
+  int milliCelsius = 0;
+};
+
+// One sensor with its limits.
+struct ThermalZone {
+  int milliCelsius = 0;
+  std::vector<Trip> trips;
+};
+
+// "critical", "serious" or "fair" when some zone has reached such a limit, "nominal" when none has, "unknown" where no
+// zone has a limit. Limits at or below freezing are not set and count for nothing.
+[[nodiscard]] QString thermalState(const std::vector<ThermalZone>& zones);
+// A word of the operating system, when it is one of the four.
+[[nodiscard]] QString knownThermalState(const QString& word);
+
+}  // namespace vantora::Diagnostics

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <QString>
+#include <QStringList>
+
+// The system's version and its pending updates, one text per update. Pure functions, any thread.
+namespace vantora::Diagnostics {
+
+// More are not listed: the report travels in one message.
+inline constexpr qsizetype kListedUpdates = 120;
+
+// The name for people in an os-release file, else its name and version; "" for none.
+[[nodiscard]] QString osVersion(const QString& osRelease);
+// `softwareupdate --list`.
+[[nodiscard]] QStringList parseSoftwareUpdate(const QString& text);
+// `apt list --upgradable`.
+[[nodiscard]] QStringList parseApt(const QString& text);
+// `dnf -C -q list --upgrades`.
+[[nodiscard]] QStringList parseDnf(const QString& text);
+// `pkcon --plain get-updates`.
+[[nodiscard]] QStringList parsePackageKit(const QString& text);
+
+}  // namespace vantora::Diagnostics
