@@ -6,8 +6,8 @@
 #include <QTcpSocket>
 
 #include "main/signalling/QtWebSocketTask.h"
+#include "tests/fakes/EventLoop.h"
 #include "tests/fakes/FakeScheduler.h"
-#include "tests/protocol/signalling/EventLoop.h"
 #include "tests/protocol/signalling/TestServer.h"
 
 using namespace std::chrono_literals;

@@ -3,9 +3,9 @@
 
 #include "main/signalling/QtWebSocketTask.h"
 #include "main/signalling/Signaler.h"
+#include "tests/fakes/EventLoop.h"
 #include "tests/fakes/FakeScheduler.h"
 #include "tests/fakes/RecordedLog.h"
-#include "tests/protocol/signalling/EventLoop.h"
 #include "tests/protocol/signalling/TestServer.h"
 
 using namespace std::chrono_literals;

@@ -1,0 +1,55 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <thread>
+#include <vector>
+
+#include "main/base/MainThread.h"
+#include "main/base/ThreadAffinity.h"
+#include "tests/fakes/EventLoop.h"
+
+namespace vantora {
+namespace {
+
+TEST(PostToMain, runsTasksOnTheMainThreadInTheirOrder) {
+  testing_loop::ensureApplication();
+  std::vector<int> order;
+  std::thread::id ranOn;
+  std::thread worker([&] {
+    for (int i = 0; i < 100; ++i) {
+      postToMain([&, i] {
+        order.push_back(i);
+        ranOn = std::this_thread::get_id();
+      });
+    }
+  });
+  worker.join();
+  EXPECT_TRUE(order.empty());
+  ASSERT_TRUE(testing_loop::waitFor([&] { return order.size() == 100; }));
+  EXPECT_TRUE(std::is_sorted(order.begin(), order.end()));
+  EXPECT_EQ(ranOn, std::this_thread::get_id());
+}
+
+TEST(PostToMain, returnsBeforeTheTaskRunsOnTheMainThreadToo) {
+  testing_loop::ensureApplication();
+  bool ran = false;
+  postToMain([&] { ran = true; });
+  EXPECT_FALSE(ran);
+  EXPECT_TRUE(testing_loop::waitFor([&] { return ran; }));
+}
+
+TEST(ThreadAffinity, acceptsItsOwnThread) {
+  const ThreadAffinity affinity;
+  affinity.check("here");
+  SUCCEED();
+}
+
+TEST(ThreadAffinityDeathTest, endsTheProcessOnAnotherThread) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  const ThreadAffinity affinity;
+  EXPECT_DEATH(std::thread([&] { affinity.check("Area::call"); }).join(),
+               "fatal: Area::call called from the wrong thread");
+}
+
+}  // namespace
+}  // namespace vantora
