@@ -8,9 +8,9 @@
 #include "main/video/sources/DummyVideoSource.h"
 #include "main/video/sources/ScreenVideoSource.h"
 #include "platform/linux/LinuxMachineIdentity.h"
+#include "platform/x11/capture/X11ScreenCapture.h"
 
 namespace vantora {
-
 HostAppDelegate::HostAppDelegate(QStringList arguments, Environment environment, InfoDictionary info)
     : arguments_(std::move(arguments)),
       environment_(std::move(environment)),
@@ -40,6 +40,18 @@ std::optional<QString> HostAppDelegate::applicationDidFinishLaunching() {
                                                 .hostName = machine.localizedHostName()});
   if (!info_.bundleIdentifier()) logLine("[notify] skipping UNUserNotifications (no bundle identifier)");
   return std::nullopt;
+}
+
+VideoSourceFactory HostAppDelegate::videoSources() {
+  return {.synthetic =
+              [environment = environment_](int fps, int width, int height) {
+                return std::make_unique<DummyVideoSource>(fps, width, height, environment);
+              },
+          .screen =
+              [](int width, int height, int fps, int displayIndex, std::function<void(const QString&)> onPermission) {
+                return std::make_unique<ScreenVideoSource>([] { return makeX11ScreenCapture(); }, width, height, fps, displayIndex,
+                                           std::move(onPermission));
+              }};
 }
 
 }  // namespace vantora

@@ -1,8 +1,5 @@
 #include "main/control/pointer/InputMessages.h"
 
-#include <algorithm>
-#include <limits>
-
 namespace vantora {
 namespace {
 
@@ -17,7 +14,7 @@ void sendPointerEcho(ControlOutlet& outlet, const JsonObject& echo) {
   }
 }
 
-using ButtonOperation = void (InputInjector::*)(double, double, int);
+using ButtonOperation = void (InputInjector::*)(double, double, std::int64_t);
 
 void bindButton(ControlDispatcher& dispatcher, QLatin1StringView type, InputInjector& injector,
                 ButtonOperation operation) {
@@ -25,9 +22,7 @@ void bindButton(ControlDispatcher& dispatcher, QLatin1StringView type, InputInje
     const auto x = numberField(request.body, "x"_L1);
     const auto y = numberField(request.body, "y"_L1);
     if (!x || !y) return Handled::ignored;
-    const qint64 button = integerField(request.body, "button"_L1).value_or(0);
-    // A number beyond the known ones means the left button, however large it is.
-    (injector.*operation)(*x, *y, button >= 0 && button <= 2 ? static_cast<int>(button) : 0);
+    (injector.*operation)(*x, *y, integerField(request.body, "button"_L1).value_or(0));
     return Handled::yes;
   });
 }
@@ -36,11 +31,12 @@ void bindKey(ControlDispatcher& dispatcher, QLatin1StringView type, InputInjecto
   dispatcher.on(type, [&injector, down](const ControlRequest& request) {
     const auto code = stringField(request.body, "code"_L1);
     if (!code) return Handled::ignored;
-    const JsonObject mods = objectField(request.body, "mods"_L1).value_or(JsonObject());
-    const auto held = [&mods](QLatin1StringView name) { return boolField(mods, name).value_or(false); };
-    injector.key(
-        *code, down,
-        {.shift = held("shift"_L1), .control = held("ctrl"_L1), .alt = held("alt"_L1), .meta = held("meta"_L1)});
+    QMap<QString, bool> mods;
+    const JsonObject given = objectField(request.body, "mods"_L1).value_or(JsonObject());
+    for (const QLatin1StringView name : {"shift"_L1, "ctrl"_L1, "alt"_L1, "meta"_L1}) {
+      mods.insert(name, boolField(given, name).value_or(false));
+    }
+    injector.key(*code, down, mods);
     return Handled::yes;
   });
 }

@@ -115,4 +115,9 @@ void DummyVideoSource::report() {
   logLine(u"sent fps: %1 (%2x%3)"_s.arg(native_->framesSent.exchange(0)).arg(width_).arg(height_));
 }
 
+void DummyVideoSource::setActive(bool active) {
+  thread_.check("DummyVideoSource::setActive");
+  native_->source->setActive(active);
+}
+
 }  // namespace vantora

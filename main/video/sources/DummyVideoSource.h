@@ -9,7 +9,7 @@
 
 #include "main/base/Environment.h"
 #include "main/base/ThreadAffinity.h"
-#include "main/rtc/VideoTrackSource.h"
+#include "main/video/sharing/VideoSources.h"
 
 namespace vantora {
 
@@ -17,7 +17,7 @@ namespace vantora {
 //
 // Owner: the sharing of the session. Thread: the main thread; frames are made on a thread of its
 // own, named "video-gen", which runs between start() and stop().
-class DummyVideoSource final : public VideoTrackSource {
+class DummyVideoSource final : public SyntheticVideo {
  public:
   // Makes no frames yet. `fps` is clamped to 1..120 and frames are 16..3840 by 16..2160, while the
   // output format asked of the library is the width and height exactly as given here. With the
@@ -30,9 +30,11 @@ class DummyVideoSource final : public VideoTrackSource {
   webrtc::VideoTrackSourceInterface* native() override;
 
   // Starts, or starts over: there is one generator at most.
-  void start();
+  void start() override;
   // No frame comes after the return. start() begins again.
-  void stop();
+  void stop() override;
+  // While inactive the frames are made but not handed on. Active at first.
+  void setActive(bool active) override;
 
   // The size and rate of the frames, after clamping.
   int width() const { return width_; }

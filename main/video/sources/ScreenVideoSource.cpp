@@ -88,6 +88,6 @@ void ScreenVideoSource::refresh() {
   native_->loop.refresh();
 }
 
-std::int64_t ScreenVideoSource::lastCaptureWallNs() const { return native_->loop.lastCaptureWallNs(); }
+qint64 ScreenVideoSource::lastCaptureWallNs() const { return native_->loop.lastCaptureWallNs(); }
 
 }  // namespace vantora

@@ -6,7 +6,7 @@
 #include <memory>
 
 #include "main/base/ThreadAffinity.h"
-#include "main/rtc/VideoTrackSource.h"
+#include "main/video/sharing/VideoSources.h"
 #include "platform/ScreenCapture.h"
 
 namespace vantora {
@@ -18,9 +18,8 @@ namespace vantora {
 // Owner: the sharing of the session. Thread: the main thread; the work is done on a thread of its
 // own, named "screen-capture", and the destructor waits for the read of the display at hand.
 // Callbacks arrive on the main thread, and not after the destruction.
-class ScreenVideoSource final : public VideoTrackSource {
+class ScreenVideoSource final : public ScreenVideo {
  public:
-  using Done = std::function<void()>;
   // Gets the name of the permission that is missing: "screen_recording".
   using PermissionCallback = std::function<void(const QString& permission)>;
 
@@ -38,18 +37,18 @@ class ScreenVideoSource final : public VideoTrackSource {
   // `onPermission` once an attempt, without a retry. `done` is called when the attempt has ended,
   // whatever its outcome. Calls in quick succession may be joined into one attempt with the newest
   // values; each `done` is called. A display that is lost later comes back by itself, in silence.
-  void start(Done done);
+  void start(Done done) override;
   // Ends the capture, takes the new values (bounded as above) and starts again.
-  void reconfigure(int width, int height, int fps, Done done);
+  void reconfigure(int width, int height, int fps, Done done) override;
   // The same with another display.
-  void setDisplayIndex(int displayIndex, Done done);
+  void setDisplayIndex(int displayIndex, Done done) override;
   // Ends the capture; no frame comes after the return. start() begins again.
-  void stop();
+  void stop() override;
   // While inactive the display is not read, except for the first picture after a start. Becoming
   // active sends a fresh picture at once. Active at first.
-  void setActive(bool active);
+  void setActive(bool active) override;
   // Sends the picture again at once, for a viewer that has just come.
-  void refresh();
+  void refresh() override;
 
   int width() const { return width_; }
   int height() const { return height_; }
@@ -57,7 +56,7 @@ class ScreenVideoSource final : public VideoTrackSource {
   int displayIndex() const { return displayIndex_; }
   // Wall-clock time of the last picture read from the display in nanoseconds since 1970, 0 before
   // the first. Any thread.
-  std::int64_t lastCaptureWallNs() const;
+  qint64 lastCaptureWallNs() const override;
 
  private:
   struct Native;
