@@ -14,8 +14,8 @@ namespace vantora {
 // the top left, y downward.
 struct Display {
   std::uint32_t id = 0;  // The platform's display number; 0: the platform gives none.
-  QString name;
-  QRect bounds;
+  QString name = {};
+  QRect bounds = {};
   double rotationDegrees = 0;  // Clockwise: 0, 90, 180 or 270.
   // Frame in points where the platform tells points from pixels; none: the same as `bounds`.
   std::optional<QRectF> frameInPoints = std::nullopt;

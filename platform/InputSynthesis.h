@@ -16,8 +16,8 @@ enum class PointerEventType { moved, leftDown, leftUp, rightDown, rightUp, leftD
 // events, and `button` tells it apart.
 struct PointerEvent {
   PointerEventType type = PointerEventType::moved;
-  QPointF point;  // Global display coordinates; may lie on the far edge of `frame`, one past its last pixel.
-  QRectF frame;   // The display that is meant: the pointer never lands outside it. Empty: unknown.
+  QPointF point = {};  // Global display coordinates; may lie on the far edge of `frame`, one past its last pixel.
+  QRectF frame = {};   // The display that is meant: the pointer never lands outside it. Empty: unknown.
   PointerButton button = PointerButton::left;
   int clickState = 0;  // 1 for a press or release of its own, 2 for those of a second click, 0 for motion.
   bool operator==(const PointerEvent&) const = default;
@@ -42,10 +42,10 @@ struct KeyModifiers {
 
 // One key event at a physical position of the keyboard.
 struct KeyEvent {
-  QString name;                  // Web "code" name of the position, such as "KeyA".
+  QString name = {};             // Web "code" name of the position, such as "KeyA".
   std::uint16_t virtualKey = 0;  // The same position as a number, see KeyCodes.h.
   bool down = false;
-  KeyModifiers modifiers;
+  KeyModifiers modifiers = {};
   bool operator==(const KeyEvent&) const = default;
 };
 

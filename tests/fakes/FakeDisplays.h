@@ -1,0 +1,24 @@
+// Displays that a test lays out.
+#pragma once
+
+#include <utility>
+#include <vector>
+
+#include "platform/Displays.h"
+
+namespace vantora::fakes {
+
+class FakeDisplays final : public Displays {
+ public:
+  FakeDisplays() = default;
+  explicit FakeDisplays(std::vector<Display> displays) : displays_(std::move(displays)) {}
+
+  std::vector<Display> list() override { return displays_; }
+  // From the next look on. Empty: the display server is gone.
+  void set(std::vector<Display> displays) { displays_ = std::move(displays); }
+
+ private:
+  std::vector<Display> displays_;
+};
+
+}  // namespace vantora::fakes

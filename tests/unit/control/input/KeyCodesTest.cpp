@@ -1,0 +1,54 @@
+#include <gtest/gtest.h>
+
+#include <map>
+#include <string>
+
+#include "main/control/input/KeyCodes.h"
+
+namespace vantora {
+namespace {
+
+using namespace Qt::Literals::StringLiterals;
+
+TEST(KeyCodes, holdsExactlyTheKeysOfTheTable) {
+  std::map<std::string, int> expected = {
+      {"Enter", 36},     {"NumpadEnter", 36}, {"Escape", 53},      {"Tab", 48},          {"Backspace", 51},
+      {"Space", 49},     {"ArrowLeft", 123},  {"ArrowRight", 124}, {"ArrowDown", 125},   {"ArrowUp", 126},
+      {"Equal", 24},     {"Minus", 27},       {"BracketLeft", 33}, {"BracketRight", 30}, {"Quote", 39},
+      {"Semicolon", 41}, {"Backslash", 42},   {"Comma", 43},       {"Slash", 44},        {"Period", 47},
+  };
+  const auto add = [&expected](const std::string& prefix, const std::string& keys, std::initializer_list<int> codes) {
+    ASSERT_EQ(keys.size(), codes.size());
+    auto code = codes.begin();
+    for (const char key : keys) expected[prefix + key] = *code++;
+  };
+  add("Key", "ABCDEFGHIJKLM", {0, 11, 8, 2, 14, 3, 5, 4, 34, 38, 40, 37, 46});
+  add("Key", "NOPQRSTUVWXYZ", {45, 31, 35, 12, 15, 1, 17, 32, 9, 13, 7, 16, 6});
+  add("Digit", "0123456789", {29, 18, 19, 20, 21, 23, 22, 26, 28, 25});
+
+  std::map<std::string, int> actual;
+  for (const KeyCode& key : keyCodes()) EXPECT_TRUE(actual.emplace(key.name, key.code).second) << key.name;
+  EXPECT_EQ(actual, expected);
+}
+
+TEST(KeyCodes, findsEveryKeyByItsName) {
+  for (const KeyCode& key : keyCodes()) EXPECT_EQ(keyCodeFor(QString::fromLatin1(key.name)), key.code) << key.name;
+}
+
+TEST(KeyCodes, matchesNamesExactly) {
+  for (const auto& name : {u"keya"_s, u"KEYA"_s, u"KeyA "_s, u" KeyA"_s, u"A"_s, u"a"_s, u""_s, u"Key"_s, u"enter"_s}) {
+    EXPECT_EQ(keyCodeFor(name), std::nullopt) << name.toStdString();
+  }
+}
+
+TEST(KeyCodes, knowsNoFunctionEditingModifierOrKeypadKeys) {
+  for (const auto& name :
+       {u"F1"_s,       u"F5"_s,        u"F12"_s,       u"Delete"_s,     u"Home"_s,        u"End"_s,     u"PageUp"_s,
+        u"PageDown"_s, u"Backquote"_s, u"ShiftLeft"_s, u"ShiftRight"_s, u"ControlLeft"_s, u"AltLeft"_s, u"AltRight"_s,
+        u"MetaLeft"_s, u"CapsLock"_s,  u"Numpad0"_s,   u"Numpad9"_s,    u"NumpadAdd"_s,   u"Insert"_s}) {
+    EXPECT_EQ(keyCodeFor(name), std::nullopt) << name.toStdString();
+  }
+}
+
+}  // namespace
+}  // namespace vantora

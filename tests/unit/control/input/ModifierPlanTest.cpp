@@ -1,0 +1,60 @@
+#include <gtest/gtest.h>
+
+#include "platform/x11/ModifierPlan.h"
+
+namespace vantora {
+namespace {
+
+constexpr Keycode kShift = 50;
+constexpr Keycode kRightShift = 62;
+constexpr Keycode kControl = 37;
+constexpr Keycode kAlt = 64;
+constexpr Keycode kSuper = 133;
+
+const ModifierTable kTable = {
+    {{kShift, {kShift, kRightShift}}, {kControl, {kControl}}, {kAlt, {kAlt}}, {kSuper, {kSuper}}}};
+
+Keymap keys(std::initializer_list<Keycode> list) {
+  Keymap map;
+  for (const Keycode key : list) map[key] = true;
+  return map;
+}
+
+TEST(ModifierPlan, needsNothingForABareKey) { EXPECT_EQ(planModifiers(kTable, {}, {}, {}), ModifierPlan{}); }
+
+TEST(ModifierPlan, pressesEveryMissingModifier) {
+  const KeyModifiers all{.shift = true, .control = true, .alt = true, .meta = true};
+  EXPECT_EQ(planModifiers(kTable, all, {}, {}), (ModifierPlan{{}, {kShift, kControl, kAlt, kSuper}, {}}));
+}
+
+TEST(ModifierPlan, keepsItsOwnModifierWhileItIsWanted) {
+  EXPECT_EQ(planModifiers(kTable, {.shift = true}, keys({kShift}), keys({kShift})), ModifierPlan{});
+}
+
+TEST(ModifierPlan, dropsItsOwnModifierForGood) {
+  EXPECT_EQ(planModifiers(kTable, {}, keys({kShift}), keys({kShift})), (ModifierPlan{{kShift}, {}, {}}));
+}
+
+TEST(ModifierPlan, borrowsTheModifierThatAPersonHolds) {
+  EXPECT_EQ(planModifiers(kTable, {.shift = true}, keys({kRightShift}), {}), ModifierPlan{});
+}
+
+TEST(ModifierPlan, liftsAPersonsModifiersAndPutsThemBack) {
+  EXPECT_EQ(planModifiers(kTable, {.alt = true}, keys({kShift, kRightShift, kControl}), {}),
+            (ModifierPlan{{kShift, kRightShift, kControl}, {kAlt}, {kShift, kRightShift, kControl}}));
+}
+
+TEST(ModifierPlan, pressesAgainWhatSomebodyElseReleased) {
+  EXPECT_EQ(planModifiers(kTable, {.shift = true}, {}, keys({kShift})), (ModifierPlan{{}, {kShift}, {}}));
+}
+
+TEST(ModifierPlan, leavesOtherKeysAlone) {
+  EXPECT_EQ(planModifiers(kTable, {}, keys({38, 66, 77, 108}), {}), ModifierPlan{});
+}
+
+TEST(ModifierPlan, doesWithoutAModifierThatTheKeyboardLacks) {
+  EXPECT_EQ(planModifiers({}, {.shift = true, .meta = true}, {}, {}), ModifierPlan{});
+}
+
+}  // namespace
+}  // namespace vantora
