@@ -20,6 +20,11 @@ if(VANTORA_SANITIZE)
   endif()
 endif()
 
+# Every library tells the fuzzer which paths an input took.
+if(VANTORA_FUZZ)
+  add_compile_options(-fsanitize=fuzzer-no-link)
+endif()
+
 # vantora_library(NAME SOURCES... [LIBS ...]): one static library per folder; headers are
 # included with their path from the project's root ("main/signalling/Signaler.h").
 function(vantora_library name)
