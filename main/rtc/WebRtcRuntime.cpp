@@ -7,7 +7,6 @@
 #include <api/peer_connection_interface.h>
 #include <api/task_queue/default_task_queue_factory.h>
 #include <api/video_codecs/builtin_video_decoder_factory.h>
-#include <api/video_codecs/builtin_video_encoder_factory.h>
 #include <media/engine/webrtc_media_engine.h>
 #include <modules/audio_device/include/audio_device.h>
 #include <rtc_base/logging.h>
@@ -15,6 +14,7 @@
 #include <rtc_base/thread.h>
 
 #include "main/rtc/LibPeerConnection.h"
+#include "main/video/encoders/EncoderFactory.h"
 
 namespace vantora {
 namespace {
@@ -77,7 +77,7 @@ class WebRtcRuntime final : public PeerConnectionFactory {
     });
     media.audio_encoder_factory = rtc::make_ref_counted<NoAudioEncoders>();
     media.audio_decoder_factory = rtc::make_ref_counted<NoAudioDecoders>();
-    media.video_encoder_factory = webrtc::CreateBuiltinVideoEncoderFactory();
+    media.video_encoder_factory = makeVideoEncoderFactory();
     media.video_decoder_factory = webrtc::CreateBuiltinVideoDecoderFactory();
     dependencies.media_engine = cricket::CreateMediaEngine(std::move(media));
     factory_ = webrtc::CreateModularPeerConnectionFactory(std::move(dependencies));

@@ -73,7 +73,9 @@ void QtWebSocketTask::connectSignals() {
   QObject::connect(socket, &QWebSocket::pong, socket, [this] { pingUnanswered_ = false; });
   QObject::connect(socket, qOverload<QAbstractSocket::SocketError>(&QWebSocket::error), socket,
                    [this] { fail(socket_->errorString()); });
-  QObject::connect(socket, &QWebSocket::disconnected, socket, [this] { fail(closeText()); });
+  // A refused connection is first reported as closed and only then with its reason: wait for that.
+  QObject::connect(
+      socket, &QWebSocket::disconnected, socket, [this] { fail(closeText()); }, Qt::QueuedConnection);
 }
 
 QString QtWebSocketTask::closeText() const {

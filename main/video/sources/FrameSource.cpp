@@ -7,6 +7,21 @@
 #include "api/video/video_frame.h"
 
 namespace vantora {
+namespace {
+
+// The adapter can scale no further than this without ending at nothing.
+constexpr std::int64_t kLeastPixels = 64;
+
+// Whether frames of the given size are to be cropped to the format's aspect ratio. The adapter
+// computes that in floating point: it can take a row or a column off a frame that fits already, and
+// it makes frames without rows or columns out of ratios that are too extreme for the frame.
+bool needsCropping(const FrameSource::Format& format, int width, int height) {
+  if (width == format.width && height == format.height) return false;
+  const auto [shortSide, longSide] = std::minmax(format.width, format.height);
+  return static_cast<std::int64_t>(std::min(width, height)) * shortSide >= 2 * static_cast<std::int64_t>(longSide);
+}
+
+}  // namespace
 
 void FrameSource::adaptOutputFormat(int width, int height, int fps) {
   const std::lock_guard lock(formatMutex_);
@@ -24,12 +39,9 @@ void FrameSource::applyFormat() {
   absl::optional<int> pixels;
   absl::optional<int> rate;
   if (format_.width > 0 && format_.height > 0) {
-    // Cropping to the aspect ratio is computed in floating point and can take a row or a column off
-    // a frame that fits already, so such frames go without.
-    const bool fits = inputWidth_ == format_.width && inputHeight_ == format_.height;
-    if (!fits) aspect = std::make_pair(format_.width, format_.height);
+    if (needsCropping(format_, inputWidth_, inputHeight_)) aspect = std::make_pair(format_.width, format_.height);
     const auto product = static_cast<std::int64_t>(format_.width) * format_.height;
-    pixels = static_cast<int>(std::min<std::int64_t>(product, std::numeric_limits<int>::max()));
+    pixels = static_cast<int>(std::clamp<std::int64_t>(product, kLeastPixels, std::numeric_limits<int>::max()));
   }
   if (format_.fps > 0) rate = format_.fps;
   adapter_.OnOutputFormatRequest(aspect, pixels, rate);
@@ -65,6 +77,7 @@ bool FrameSource::push(const rtc::scoped_refptr<webrtc::VideoFrameBuffer>& buffe
     broadcaster_.OnDiscardedFrame();
     return false;
   }
+  if (outWidth <= 0 || outHeight <= 0) return false;  // What the encoder wants leaves nothing.
   const bool whole = outWidth == width && outHeight == height && croppedWidth == width && croppedHeight == height;
   const auto adapted = whole ? buffer
                              : buffer->CropAndScale((width - croppedWidth) / 2, (height - croppedHeight) / 2,

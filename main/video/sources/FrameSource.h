@@ -28,7 +28,8 @@ class FrameSource : public webrtc::Notifier<webrtc::VideoTrackSourceInterface> {
     bool operator==(const Format&) const = default;
   };
 
-  // Sets the output format. A width or height below 1 sets no size, an fps below 1 no rate.
+  // Sets the output format. A width or height below 1 sets no size, an fps below 1 no rate; a ratio
+  // that would leave hardly anything of a frame crops nothing.
   void adaptOutputFormat(int width, int height, int fps);
   // The format as it was requested last.
   Format outputFormat() const;

@@ -1,0 +1,45 @@
+#include "main/video/encoders/EncoderFactory.h"
+
+#include <absl/strings/match.h>
+#include <api/video_codecs/builtin_video_encoder_factory.h>
+
+#include "main/video/encoders/AomAv1Encoder.h"
+
+namespace vantora {
+namespace {
+
+const webrtc::SdpVideoFormat& av1Format() {
+  static const webrtc::SdpVideoFormat format("AV1");
+  return format;
+}
+
+bool isAv1(const webrtc::SdpVideoFormat& format) { return absl::EqualsIgnoreCase(format.name, av1Format().name); }
+
+class EncoderFactory final : public webrtc::VideoEncoderFactory {
+ public:
+  std::vector<webrtc::SdpVideoFormat> GetSupportedFormats() const override {
+    std::vector<webrtc::SdpVideoFormat> formats = builtin_->GetSupportedFormats();
+    formats.push_back(av1Format());
+    return formats;
+  }
+
+  CodecSupport QueryCodecSupport(const webrtc::SdpVideoFormat& format,
+                                 absl::optional<std::string> scalabilityMode) const override {
+    if (!isAv1(format)) return builtin_->QueryCodecSupport(format, scalabilityMode);
+    return {.is_supported = !scalabilityMode || *scalabilityMode == "L1T1"};
+  }
+
+  std::unique_ptr<webrtc::VideoEncoder> CreateVideoEncoder(const webrtc::SdpVideoFormat& format) override {
+    if (isAv1(format)) return std::make_unique<AomAv1Encoder>();
+    return builtin_->CreateVideoEncoder(format);
+  }
+
+ private:
+  std::unique_ptr<webrtc::VideoEncoderFactory> builtin_ = webrtc::CreateBuiltinVideoEncoderFactory();
+};
+
+}  // namespace
+
+std::unique_ptr<webrtc::VideoEncoderFactory> makeVideoEncoderFactory() { return std::make_unique<EncoderFactory>(); }
+
+}  // namespace vantora
