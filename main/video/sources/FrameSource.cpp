@@ -17,8 +17,11 @@ constexpr std::int64_t kLeastPixels = 64;
 // it makes frames without rows or columns out of ratios that are too extreme for the frame.
 bool needsCropping(const FrameSource::Format& format, int width, int height) {
   if (width == format.width && height == format.height) return false;
+  // As the adapter does: the ratio takes the frame's orientation.
   const auto [shortSide, longSide] = std::minmax(format.width, format.height);
-  return static_cast<std::int64_t>(std::min(width, height)) * shortSide >= 2 * static_cast<std::int64_t>(longSide);
+  const std::int64_t across = width > height ? longSide : shortSide;
+  const std::int64_t down = width > height ? shortSide : longSide;
+  return height * across / down >= 2 && width * down / across >= 2;
 }
 
 }  // namespace

@@ -1,0 +1,169 @@
+// A screen that the test paints, breaks and mends.
+#pragma once
+
+#include <algorithm>
+#include <array>
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+#include "platform/ScreenCapture.h"
+
+namespace vantora::fakes {
+
+// What the test holds; any thread. The captures made by factory() show it.
+class FakeScreen : public std::enable_shared_from_this<FakeScreen> {
+ public:
+  using Colour = std::array<std::uint8_t, 4>;  // Blue, green, red, unused.
+
+  static std::shared_ptr<FakeScreen> make(std::vector<std::pair<int, int>> displays) {
+    auto screen = std::make_shared<FakeScreen>();
+    screen->displays_ = std::move(displays);
+    return screen;
+  }
+  ScreenCaptureFactory factory();
+
+  // Paints every display in one colour; the capture sees a change.
+  void paint(const Colour& colour) {
+    set([&] {
+      colour_ = colour;
+      changed_ = true;
+    });
+  }
+  // Something changed that does not show.
+  void touch() {
+    set([&] { touched_ = true; });
+  }
+  void setDisplays(std::vector<std::pair<int, int>> displays) {
+    set([&] {
+      displays_ = std::move(displays);
+      changed_ = true;
+    });
+  }
+  // open() fails with this text from now on; an empty one lets it succeed.
+  void refuseWith(const QString& error) {
+    set([&] { refusal_ = error; });
+  }
+  // open() succeeds and the first look fails.
+  void setUnreadable(bool unreadable) {
+    set([&] { unreadable_ = unreadable; });
+  }
+  // The display goes away, and open() fails until it is back.
+  void setGone(bool gone) {
+    set([&] { gone_ = gone; });
+  }
+  // The next looks give no picture.
+  void setNotReady(int looks) {
+    set([&] { notReady_ = looks; });
+  }
+
+  int opens() const { return get(opens_); }
+  int closes() const { return get(closes_); }
+  // Looks altogether, and those that read the picture.
+  int looks() const { return get(looks_); }
+  int reads() const { return get(reads_); }
+  std::thread::id lookThread() const { return get(lookThread_); }
+
+ private:
+  friend class FakeScreenCapture;
+  template <class Change>
+  void set(Change change) {
+    const std::lock_guard lock(mutex_);
+    change();
+    signal_.notify_all();
+  }
+  template <class Value>
+  Value get(const Value& value) const {
+    const std::lock_guard lock(mutex_);
+    return value;
+  }
+
+  mutable std::mutex mutex_;
+  std::condition_variable signal_;
+  std::vector<std::pair<int, int>> displays_;
+  Colour colour_{};
+  QString refusal_;
+  bool changed_ = false;
+  bool touched_ = false;
+  bool woken_ = false;
+  bool unreadable_ = false;
+  bool gone_ = false;
+  int notReady_ = 0;
+  int opens_ = 0;
+  int closes_ = 0;
+  int looks_ = 0;
+  int reads_ = 0;
+  std::thread::id lookThread_;
+};
+
+class FakeScreenCapture final : public ScreenCapture {
+ public:
+  explicit FakeScreenCapture(std::shared_ptr<FakeScreen> screen) : screen_(std::move(screen)) {}
+
+  Opened open(int displayIndex) override {
+    const std::lock_guard lock(screen_->mutex_);
+    ++screen_->opens_;
+    open_ = false;
+    if (!screen_->refusal_.isEmpty()) return {Outcome::refused, 0, screen_->refusal_};
+    if (screen_->gone_) return {Outcome::refused, 0, QStringLiteral("gone")};
+    if (screen_->displays_.empty()) return {Outcome::noDisplay, 0, {}};
+    open_ = true;
+    screen_->changed_ = true;
+    index_ = std::min(displayIndex, static_cast<int>(screen_->displays_.size()) - 1);
+    return {Outcome::opened, index_, {}};
+  }
+
+  Look look(ScreenPicture& picture) override {
+    const std::lock_guard lock(screen_->mutex_);
+    ++screen_->looks_;
+    screen_->lookThread_ = std::this_thread::get_id();
+    if (!open_ || screen_->gone_ || screen_->unreadable_) return Look::lost;
+    if (screen_->notReady_ > 0) {
+      --screen_->notReady_;
+      return Look::notReady;
+    }
+    screen_->touched_ = false;
+    if (!std::exchange(screen_->changed_, false)) return Look::unchanged;
+    ++screen_->reads_;
+    const auto [width, height] = screen_->displays_[static_cast<std::size_t>(index_)];
+    pixels_.resize(static_cast<std::size_t>(width * height));
+    std::fill(pixels_.begin(), pixels_.end(), screen_->colour_);
+    picture = ScreenPicture{pixels_.data()->data(), width * 4, width, height, 0, height};
+    return Look::changed;
+  }
+
+  Woken wait(std::chrono::nanoseconds timeout, WakeOn wakeOn) override {
+    std::unique_lock lock(screen_->mutex_);
+    const auto stirred = [&] {
+      return wakeOn == WakeOn::changeOrCall && open_ && (screen_->changed_ || screen_->touched_ || screen_->gone_);
+    };
+    const auto awake = [&] { return screen_->woken_ || stirred(); };
+    screen_->signal_.wait_for(lock, std::min<std::chrono::nanoseconds>(timeout, std::chrono::hours(1)), awake);
+    if (std::exchange(screen_->woken_, false)) return Woken::call;
+    return stirred() ? Woken::change : Woken::timeout;
+  }
+
+  void wake() override {
+    screen_->set([&] { screen_->woken_ = true; });
+  }
+
+  void close() override {
+    const std::lock_guard lock(screen_->mutex_);
+    if (open_) ++screen_->closes_;
+    open_ = false;
+  }
+
+ private:
+  const std::shared_ptr<FakeScreen> screen_;
+  bool open_ = false;
+  int index_ = 0;
+  std::vector<FakeScreen::Colour> pixels_;
+};
+
+inline ScreenCaptureFactory FakeScreen::factory() {
+  return [screen = shared_from_this()] { return std::make_unique<FakeScreenCapture>(screen); };
+}
+
+}  // namespace vantora::fakes

@@ -1,0 +1,167 @@
+#include <QDir>
+#include <QFile>
+#include <QRegularExpression>
+
+#include "main/video/sources/DummyVideoSource.h"
+#include "main/video/sources/FrameSource.h"
+#include "rtc_base/time_utils.h"
+#include "tests/unit/video/sources/SourceTesting.h"
+
+using namespace Qt::Literals::StringLiterals;
+
+namespace vantora {
+namespace {
+
+using namespace std::chrono_literals;
+using testing_support::FrameSink;
+using testing_support::LockedLog;
+using testing_support::pumpFor;
+using testing_support::pumpUntil;
+
+using DummyVideoSourceTest = testing_support::MainThreadTest;
+
+FrameSource::Format formatOf(DummyVideoSource& source) {
+  return static_cast<FrameSource*>(source.native())->outputFormat();
+}
+
+int generatorThreads() {
+  int count = 0;
+  const QDir tasks(u"/proc/self/task"_s);
+  for (const QString& task : tasks.entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
+    QFile name(tasks.filePath(task + u"/comm"_s));
+    if (name.open(QIODevice::ReadOnly) && name.readAll().trimmed() == "video-gen") ++count;
+  }
+  return count;
+}
+
+TEST_F(DummyVideoSourceTest, clampsTheRate) {
+  const Environment none = Environment::of({});
+  EXPECT_EQ(DummyVideoSource(0, 640, 480, none).fps(), 1);
+  EXPECT_EQ(DummyVideoSource(-7, 640, 480, none).fps(), 1);
+  EXPECT_EQ(DummyVideoSource(500, 640, 480, none).fps(), 120);
+  EXPECT_EQ(DummyVideoSource(30, 640, 480, none).fps(), 30);
+}
+
+TEST_F(DummyVideoSourceTest, clampsTheSizeOfItsFramesButNotTheRequest) {
+  const Environment none = Environment::of({});
+  DummyVideoSource narrow(500, 8, 8, none);
+  EXPECT_EQ(narrow.width(), 16);
+  EXPECT_EQ(narrow.height(), 16);
+  EXPECT_EQ(formatOf(narrow), (FrameSource::Format{8, 8, 120}));
+  DummyVideoSource wide(30, 4000, 3000, none);
+  EXPECT_EQ(wide.width(), 3840);
+  EXPECT_EQ(wide.height(), 2160);
+  EXPECT_EQ(formatOf(wide), (FrameSource::Format{4000, 3000, 30}));
+}
+
+TEST_F(DummyVideoSourceTest, makesFramesOfTheClampedSizeThatAreCutToTheRequest) {
+  DummyVideoSource source(30, 8, 720, Environment::of({}));
+  FrameSink sink(source.native());
+  source.start();
+  ASSERT_TRUE(pumpUntil([&] { return sink.count() > 0; }));
+  webrtc::VideoTrackSourceInterface::Stats stats{};
+  ASSERT_TRUE(source.native()->GetStats(&stats));
+  EXPECT_EQ(stats.input_width, 16);
+  EXPECT_EQ(stats.input_height, 720);
+  EXPECT_EQ(sink.last().width, 8);
+  EXPECT_EQ(sink.last().height, 720);
+}
+
+TEST_F(DummyVideoSourceTest, makesNoFrameBeforeTheStart) {
+  DummyVideoSource source(120, 64, 64, Environment::of({}));
+  FrameSink sink(source.native());
+  pumpFor(50ms);
+  EXPECT_EQ(sink.count(), 0u);
+  EXPECT_EQ(source.framesSent(), 0);
+}
+
+TEST_F(DummyVideoSourceTest, sendsFramesAtItsRateWithTimestampsOfTheLibrarysClock) {
+  DummyVideoSource source(50, 1280, 720, Environment::of({}));
+  FrameSink sink(source.native());
+  const std::int64_t before = rtc::TimeMicros();
+  source.start();
+  ASSERT_TRUE(pumpUntil([&] { return sink.count() >= 51; }));
+  const auto frames = sink.frames();
+  const auto span = frames[50].arrived - frames[0].arrived;
+  EXPECT_NEAR(std::chrono::duration<double>(span).count(), 1.0, 0.1);
+  for (std::size_t i = 1; i < frames.size(); ++i) {
+    EXPECT_EQ(frames[i].width, 1280);
+    EXPECT_EQ(frames[i].height, 720);
+    EXPECT_GT(frames[i].timestampUs, frames[i - 1].timestampUs);
+  }
+  EXPECT_GT(frames[0].timestampUs, before - 1000);
+  EXPECT_LE(frames.back().timestampUs, rtc::TimeMicros());
+}
+
+TEST_F(DummyVideoSourceTest, countsItsFrames) {
+  DummyVideoSource source(120, 64, 64, Environment::of({}));
+  source.start();
+  EXPECT_TRUE(pumpUntil([&] { return source.framesSent() >= 10; }));
+}
+
+TEST_F(DummyVideoSourceTest, hasOneGeneratorAfterTwoStarts) {
+  DummyVideoSource source(60, 64, 64, Environment::of({}));
+  source.start();
+  source.start();
+  ASSERT_TRUE(pumpUntil([&] { return source.framesSent() > 2; }));
+  EXPECT_EQ(generatorThreads(), 1);
+  source.stop();
+  EXPECT_EQ(generatorThreads(), 0);
+}
+
+TEST_F(DummyVideoSourceTest, sendsNothingAfterTheStopAndAgainAfterAnotherStart) {
+  DummyVideoSource source(120, 64, 64, Environment::of({}));
+  FrameSink sink(source.native());
+  source.start();
+  ASSERT_TRUE(pumpUntil([&] { return sink.count() > 2; }));
+  source.stop();
+  const std::size_t frames = sink.count();
+  const std::int64_t sent = source.framesSent();
+  pumpFor(100ms);
+  EXPECT_EQ(sink.count(), frames);
+  EXPECT_EQ(source.framesSent(), sent);
+  source.start();
+  EXPECT_TRUE(pumpUntil([&] { return sink.count() > frames + 2; }));
+}
+
+TEST_F(DummyVideoSourceTest, stopsWithoutAStart) {
+  DummyVideoSource source(120, 64, 64, Environment::of({}));
+  source.stop();
+  EXPECT_EQ(source.framesSent(), 0);
+}
+
+TEST_F(DummyVideoSourceTest, reportsItsRateOnceASecondWhenAskedTo) {
+  LockedLog log;
+  DummyVideoSource source(15, 1280, 720, Environment::of({{"DUMMY_DEBUG", "1"}}));
+  const auto begin = std::chrono::steady_clock::now();
+  source.start();
+  ASSERT_TRUE(pumpUntil([&] { return log.lines().size() >= 2; }));
+  const auto passed = std::chrono::steady_clock::now() - begin;
+  source.stop();
+  EXPECT_GE(passed, 2s);
+  EXPECT_LT(passed, 2500ms);
+  EXPECT_EQ(log.lines(), (QStringList{u"sent fps: 15 (1280x720)"_s, u"sent fps: 15 (1280x720)"_s}));
+}
+
+TEST_F(DummyVideoSourceTest, reportsNothingUnlessAskedTo) {
+  LockedLog log;
+  DummyVideoSource unset(60, 64, 64, Environment::of({}));
+  DummyVideoSource zero(60, 64, 64, Environment::of({{"DUMMY_DEBUG", "0"}}));
+  DummyVideoSource word(60, 64, 64, Environment::of({{"DUMMY_DEBUG", "true"}}));
+  for (DummyVideoSource* source : {&unset, &zero, &word}) source->start();
+  ASSERT_TRUE(pumpUntil([&] { return unset.framesSent() > 66 && zero.framesSent() > 66 && word.framesSent() > 66; }));
+  EXPECT_TRUE(log.lines().isEmpty());
+}
+
+TEST_F(DummyVideoSourceTest, isOutlivedByTheLibrarysSource) {
+  auto source = std::make_unique<DummyVideoSource>(60, 64, 64, Environment::of({}));
+  FrameSink sink(source->native());
+  source->start();
+  ASSERT_TRUE(pumpUntil([&] { return sink.count() > 0; }));
+  source.reset();
+  EXPECT_EQ(generatorThreads(), 0);
+  sink.want({});
+}
+
+}  // namespace
+}  // namespace vantora

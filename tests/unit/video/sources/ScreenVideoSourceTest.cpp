@@ -1,0 +1,422 @@
+#include "main/video/sources/FrameSource.h"
+#include "main/video/sources/ScreenVideoSource.h"
+#include "rtc_base/time_utils.h"
+#include "tests/fakes/FakeScreenCapture.h"
+#include "tests/unit/video/sources/SourceTesting.h"
+
+using namespace Qt::Literals::StringLiterals;
+
+namespace vantora {
+namespace {
+
+using namespace std::chrono_literals;
+using fakes::FakeScreen;
+using testing_support::FrameSink;
+using testing_support::LockedLog;
+using testing_support::pumpFor;
+using testing_support::pumpUntil;
+
+constexpr FakeScreen::Colour kBlack{0, 0, 0, 255};
+constexpr FakeScreen::Colour kWhite{255, 255, 255, 255};
+constexpr int kBlackLuma = 16;
+constexpr int kWhiteLuma = 235;
+
+class ScreenVideoSourceTest : public testing_support::MainThreadTest {
+ protected:
+  std::unique_ptr<ScreenVideoSource> make(int width, int height, int fps, int displayIndex = 0) {
+    return std::make_unique<ScreenVideoSource>(screen->factory(), width, height, fps, displayIndex,
+                                               [this](const QString& name) { permissions.append(name); });
+  }
+  // Starts and waits for the end of the attempt.
+  [[nodiscard]] bool start(ScreenVideoSource& source) {
+    bool ended = false;
+    source.start([&] { ended = true; });
+    return pumpUntil([&] { return ended; });
+  }
+
+  LockedLog log;
+  QStringList permissions;
+  std::shared_ptr<FakeScreen> screen = FakeScreen::make({{64, 48}});
+};
+
+const QStringList kRefusal{u"[sc] start error: not today"_s,
+                           u"[sc] Required permissions in System Settings → Privacy & Security:"_s,
+                           u"[sc] - Screen Recording (for video capture)"_s};
+
+TEST_F(ScreenVideoSourceTest, clampsTheRateAndTheDisplayIndex) {
+  const auto slow = make(64, 48, 0, -3);
+  EXPECT_EQ(slow->fps(), 1);
+  EXPECT_EQ(slow->displayIndex(), 0);
+  EXPECT_EQ(slow->lastCaptureWallNs(), 0);
+  EXPECT_EQ(make(64, 48, 240)->fps(), 120);
+}
+
+TEST_F(ScreenVideoSourceTest, asksForTheFormatOfItsFrames) {
+  const auto source = make(1280, 720, 240);
+  EXPECT_EQ(static_cast<FrameSource*>(source->native())->outputFormat(), (FrameSource::Format{1280, 720, 120}));
+}
+
+TEST_F(ScreenVideoSourceTest, opensNothingBeforeTheStart) {
+  const auto source = make(64, 48, 30);
+  pumpFor(30ms);
+  EXPECT_EQ(screen->opens(), 0);
+}
+
+TEST_F(ScreenVideoSourceTest, logsTheStartAndTheSizeOfTheFirstFrame) {
+  const auto source = make(64, 48, 30);
+  FrameSink sink(source->native());
+  ASSERT_TRUE(start(*source));
+  ASSERT_TRUE(pumpUntil([&] { return sink.count() > 0; }));
+  EXPECT_EQ(log.lines(),
+            (QStringList{u"[sc] Video capture started at 64x48@30 displayIndex=0"_s, u"[sc] frame size now 64x48"_s}));
+  EXPECT_TRUE(permissions.isEmpty());
+}
+
+TEST_F(ScreenVideoSourceTest, logsTheSizeAgainOnlyWhenItChanges) {
+  const auto source = make(64, 48, 60);
+  FrameSink sink(source->native());
+  ASSERT_TRUE(start(*source));
+  screen->paint(kWhite);
+  ASSERT_TRUE(pumpUntil([&] { return sink.count() > 0 && sink.last().luma == kWhiteLuma; }));
+  EXPECT_EQ(log.count(u"[sc] frame size now"), 1);
+  bool ended = false;
+  source->reconfigure(32, 24, 60, [&] { ended = true; });
+  ASSERT_TRUE(pumpUntil([&] { return ended && sink.last().width == 32; }));
+  EXPECT_EQ(log.lines().last(), u"[sc] frame size now 32x24"_s);
+  EXPECT_EQ(log.count(u"[sc] frame size now"), 2);
+}
+
+TEST_F(ScreenVideoSourceTest, reportsARefusalOnceAnAttempt) {
+  screen->refuseWith(u"not today"_s);
+  const auto source = make(64, 48, 30);
+  ASSERT_TRUE(start(*source));
+  EXPECT_EQ(log.lines(), kRefusal);
+  EXPECT_EQ(permissions, QStringList{u"screen_recording"_s});
+  ASSERT_TRUE(start(*source));
+  EXPECT_EQ(log.lines(), kRefusal + kRefusal);
+  EXPECT_EQ(permissions.size(), 2);
+}
+
+TEST_F(ScreenVideoSourceTest, doesNotTryAgainByItselfAfterARefusal) {
+  screen->refuseWith(u"not today"_s);
+  const auto source = make(64, 48, 30);
+  ASSERT_TRUE(start(*source));
+  screen->refuseWith({});
+  pumpFor(1300ms);
+  EXPECT_EQ(screen->opens(), 1);
+}
+
+TEST_F(ScreenVideoSourceTest, startsAfterARefusalWhenAskedAgain) {
+  screen->refuseWith(u"not today"_s);
+  const auto source = make(64, 48, 30);
+  FrameSink sink(source->native());
+  ASSERT_TRUE(start(*source));
+  screen->refuseWith({});
+  bool ended = false;
+  source->reconfigure(32, 24, 30, [&] { ended = true; });
+  ASSERT_TRUE(pumpUntil([&] { return ended && sink.count() > 0; }));
+  EXPECT_EQ(permissions.size(), 1);
+}
+
+TEST_F(ScreenVideoSourceTest, treatsADisplayThatCannotBeReadAsARefusal) {
+  screen->setUnreadable(true);
+  const auto source = make(64, 48, 30);
+  ASSERT_TRUE(start(*source));
+  ASSERT_EQ(log.lines().size(), 3);
+  EXPECT_EQ(log.lines().mid(1), kRefusal.mid(1));
+  EXPECT_TRUE(log.lines().first().startsWith(u"[sc] start error: "_s));
+  EXPECT_EQ(permissions, QStringList{u"screen_recording"_s});
+}
+
+TEST_F(ScreenVideoSourceTest, worksWithoutAPermissionCallback) {
+  screen->refuseWith(u"not today"_s);
+  ScreenVideoSource source(screen->factory(), 64, 48, 30, 0, nullptr);
+  ASSERT_TRUE(start(source));
+  EXPECT_EQ(log.lines(), kRefusal);
+}
+
+TEST_F(ScreenVideoSourceTest, saysThatThereIsNoDisplayWithoutBlamingAPermission) {
+  screen->setDisplays({});
+  const auto source = make(64, 48, 30);
+  ASSERT_TRUE(start(*source));
+  EXPECT_EQ(log.lines(), QStringList{u"[sc] no display found"_s});
+  EXPECT_TRUE(permissions.isEmpty());
+}
+
+TEST_F(ScreenVideoSourceTest, capturesTheLastDisplayForAnIndexBeyondIt) {
+  screen->setDisplays({{64, 48}, {32, 32}});
+  const auto source = make(16, 16, 30, 3);
+  ASSERT_TRUE(start(*source));
+  EXPECT_EQ(log.lines().first(), u"[sc] Video capture started at 16x16@30 displayIndex=1"_s);
+}
+
+TEST_F(ScreenVideoSourceTest, movesToAnotherDisplay) {
+  screen->setDisplays({{64, 48}, {32, 32}});
+  const auto source = make(64, 48, 30);
+  ASSERT_TRUE(start(*source));
+  bool ended = false;
+  source->setDisplayIndex(1, [&] { ended = true; });
+  ASSERT_TRUE(pumpUntil([&] { return ended; }));
+  EXPECT_EQ(source->displayIndex(), 1);
+  EXPECT_EQ(log.count(u"[sc] Video capture started at 64x48@30 displayIndex=1"), 1);
+  source->setDisplayIndex(-4, {});
+  EXPECT_EQ(source->displayIndex(), 0);
+}
+
+TEST_F(ScreenVideoSourceTest, sendsFramesOfTheRequestedSizeFromItsOwnThread) {
+  screen->paint(kWhite);
+  const auto source = make(101, 35, 30);
+  FrameSink sink(source->native());
+  ASSERT_TRUE(start(*source));
+  ASSERT_TRUE(pumpUntil([&] { return sink.count() > 0; }));
+  EXPECT_EQ(sink.last().width, 101);
+  EXPECT_EQ(sink.last().height, 35);
+  EXPECT_EQ(sink.last().luma, kWhiteLuma);
+  EXPECT_EQ(sink.last().thread, screen->lookThread());
+  EXPECT_NE(sink.last().thread, std::this_thread::get_id());
+}
+
+TEST_F(ScreenVideoSourceTest, keepsTheFramesSizeWhenTheDisplayChangesIts) {
+  const auto source = make(40, 30, 60);
+  FrameSink sink(source->native());
+  ASSERT_TRUE(start(*source));
+  screen->setDisplays({{80, 61}});
+  screen->paint(kWhite);
+  ASSERT_TRUE(pumpUntil([&] { return sink.count() > 0 && sink.last().luma == kWhiteLuma; }));
+  for (const auto& frame : sink.frames()) {
+    EXPECT_EQ(frame.width, 40);
+    EXPECT_EQ(frame.height, 30);
+  }
+  EXPECT_EQ(log.count(u"[sc] frame size now"), 1);
+}
+
+TEST_F(ScreenVideoSourceTest, boundsRequestsThatNoMachineCouldServe) {
+  const auto source = make(64, 48, 30);
+  FrameSink sink(source->native());
+  ASSERT_TRUE(start(*source));
+  source->reconfigure(-1, 0, 9999, {});
+  ASSERT_TRUE(pumpUntil([&] { return sink.count() > 0 && sink.last().width == 16; }));
+  EXPECT_EQ(sink.last().height, 16);
+  EXPECT_EQ(source->width(), -1);
+  EXPECT_EQ(source->fps(), 120);
+}
+
+TEST_F(ScreenVideoSourceTest, stampsFramesWithTheLibrarysClockAndTellsTheWallClock) {
+  const auto wall = [] {
+    return std::chrono::nanoseconds(std::chrono::system_clock::now().time_since_epoch()).count();
+  };
+  const std::int64_t beforeUs = rtc::TimeMicros();
+  const std::int64_t beforeNs = wall();
+  const auto source = make(64, 48, 30);
+  FrameSink sink(source->native());
+  ASSERT_TRUE(start(*source));
+  ASSERT_TRUE(pumpUntil([&] { return sink.count() > 0; }));
+  EXPECT_GE(sink.frames().front().timestampUs, beforeUs);
+  EXPECT_LE(sink.frames().front().timestampUs, rtc::TimeMicros());
+  EXPECT_GE(source->lastCaptureWallNs(), beforeNs);
+  EXPECT_LE(source->lastCaptureWallNs(), wall());
+}
+
+TEST_F(ScreenVideoSourceTest, repeatsAStillPictureWithoutReadingTheDisplay) {
+  const auto source = make(64, 48, 60);
+  FrameSink sink(source->native());
+  ASSERT_TRUE(start(*source));
+  ASSERT_TRUE(pumpUntil([&] { return sink.count() >= 7; }));
+  EXPECT_EQ(screen->reads(), 1);
+  for (const auto& frame : sink.frames()) EXPECT_EQ(frame.buffer, sink.last().buffer);
+}
+
+TEST_F(ScreenVideoSourceTest, sendsNothingForAChangeThatDoesNotShow) {
+  const auto source = make(64, 48, 60);
+  ASSERT_TRUE(start(*source));
+  const int looks = screen->looks();
+  screen->touch();
+  ASSERT_TRUE(pumpUntil([&] { return screen->looks() > looks; }));
+  EXPECT_EQ(screen->reads(), 1);
+}
+
+TEST_F(ScreenVideoSourceTest, looksAgainWhenThereWasNoPictureYet) {
+  screen->setNotReady(3);
+  const auto source = make(64, 48, 60);
+  FrameSink sink(source->native());
+  ASSERT_TRUE(start(*source));
+  EXPECT_TRUE(pumpUntil([&] { return sink.count() > 0; }));
+  EXPECT_TRUE(permissions.isEmpty());
+}
+
+TEST_F(ScreenVideoSourceTest, holdsARushOfChangesToTheRate) {
+  const auto source = make(64, 48, 25);
+  FrameSink sink(source->native());
+  ASSERT_TRUE(start(*source));
+  bool white = false;
+  const auto begin = std::chrono::steady_clock::now();
+  EXPECT_FALSE(pumpUntil(
+      [&] {
+        screen->paint(white ? kWhite : kBlack);
+        white = !white;
+        return false;
+      },
+      1s));
+  const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+  EXPECT_NEAR(static_cast<double>(sink.count()), 25 * seconds, 3);
+}
+
+TEST_F(ScreenVideoSourceTest, sendsThePictureAgainForAViewer) {
+  const auto source = make(64, 48, 60);
+  FrameSink sink(source->native());
+  ASSERT_TRUE(start(*source));
+  // The sharpening is over; the next repeat would be a second away.
+  ASSERT_TRUE(pumpUntil([&] { return sink.count() >= 6; }));
+  const auto asked = std::chrono::steady_clock::now();
+  source->refresh();
+  ASSERT_TRUE(pumpUntil([&] { return sink.count() >= 7; }));
+  EXPECT_LT(sink.frames()[6].arrived - asked, 200ms);
+  EXPECT_EQ(screen->reads(), 1);
+}
+
+TEST_F(ScreenVideoSourceTest, sendsThePictureToASinkThatComesLater) {
+  const auto source = make(64, 48, 60);
+  ASSERT_TRUE(start(*source));
+  pumpFor(700ms);
+  const auto came = std::chrono::steady_clock::now();
+  FrameSink sink(source->native());
+  ASSERT_TRUE(pumpUntil([&] { return sink.count() > 0; }));
+  EXPECT_LT(sink.frames()[0].arrived - came, 200ms);
+}
+
+TEST_F(ScreenVideoSourceTest, readsNothingWhileInactiveButTheFirstPicture) {
+  const auto source = make(64, 48, 60);
+  FrameSink sink(source->native());
+  source->setActive(false);
+  ASSERT_TRUE(start(*source));
+  EXPECT_EQ(log.count(u"[sc] frame size now 64x48"), 1);
+  EXPECT_GT(source->lastCaptureWallNs(), 0);
+  const int looks = screen->looks();
+  screen->paint(kWhite);
+  pumpFor(200ms);
+  EXPECT_EQ(screen->looks(), looks);
+  EXPECT_EQ(sink.count(), 0u);
+}
+
+TEST_F(ScreenVideoSourceTest, reportsARefusalWhileInactive) {
+  screen->refuseWith(u"not today"_s);
+  const auto source = make(64, 48, 60);
+  source->setActive(false);
+  ASSERT_TRUE(start(*source));
+  EXPECT_EQ(permissions.size(), 1);
+}
+
+TEST_F(ScreenVideoSourceTest, sendsAFreshPictureAtOnceWhenItBecomesActive) {
+  const auto source = make(64, 48, 60);
+  FrameSink sink(source->native());
+  source->setActive(false);
+  ASSERT_TRUE(start(*source));
+  screen->paint(kWhite);
+  source->setActive(true);
+  ASSERT_TRUE(pumpUntil([&] { return sink.count() > 0; }));
+  EXPECT_EQ(sink.frames()[0].luma, kWhiteLuma);
+}
+
+TEST_F(ScreenVideoSourceTest, sendsTheOldPictureAtOnceWhenNothingChangedWhileInactive) {
+  const auto source = make(64, 48, 60);
+  FrameSink sink(source->native());
+  source->setActive(false);
+  ASSERT_TRUE(start(*source));
+  source->setActive(true);
+  ASSERT_TRUE(pumpUntil([&] { return sink.count() > 0; }));
+  EXPECT_EQ(screen->reads(), 1);
+}
+
+TEST_F(ScreenVideoSourceTest, sendsNothingAfterTheStop) {
+  const auto source = make(64, 48, 120);
+  FrameSink sink(source->native());
+  ASSERT_TRUE(start(*source));
+  ASSERT_TRUE(pumpUntil([&] { return sink.count() > 0; }));
+  source->stop();
+  const std::size_t frames = sink.count();
+  screen->paint(kWhite);
+  source->refresh();
+  ASSERT_TRUE(pumpUntil([&] { return screen->closes() == 1; }));
+  pumpFor(50ms);
+  EXPECT_EQ(sink.count(), frames);
+  ASSERT_TRUE(start(*source));
+  EXPECT_TRUE(pumpUntil([&] { return sink.count() > frames; }));
+}
+
+TEST_F(ScreenVideoSourceTest, sendsNoFrameOfTheOldSizeAfterAReconfiguration) {
+  const auto source = make(64, 48, 120);
+  FrameSink sink(source->native());
+  ASSERT_TRUE(start(*source));
+  for (int round = 0; round < 20; ++round) {
+    const int width = round % 2 == 0 ? 32 : 64;
+    screen->paint(kWhite);
+    const std::size_t before = sink.count();
+    source->reconfigure(width, 48, 120, {});
+    ASSERT_TRUE(pumpUntil([&] { return sink.count() > before; }));
+    const auto frames = sink.frames();
+    for (std::size_t i = before + 1; i < frames.size(); ++i) EXPECT_EQ(frames[i].width, width);
+  }
+}
+
+TEST_F(ScreenVideoSourceTest, callsEveryDoneOfStartsInQuickSuccession) {
+  const auto source = make(64, 48, 30);
+  int ended = 0;
+  for (int i = 0; i < 100; ++i) source->reconfigure(32 + i, 48, 30, [&] { ++ended; });
+  source->stop();
+  ASSERT_TRUE(pumpUntil([&] { return ended == 100; }));
+}
+
+TEST_F(ScreenVideoSourceTest, callsNobodyAfterItsDestruction) {
+  screen->refuseWith(u"not today"_s);
+  auto source = make(64, 48, 30);
+  bool ended = false;
+  source->start([&] { ended = true; });
+  // Without handling events, until the capture thread has posted its callbacks.
+  const auto deadline = std::chrono::steady_clock::now() + 10s;
+  while (log.lines().size() < 3 && std::chrono::steady_clock::now() < deadline) std::this_thread::yield();
+  ASSERT_EQ(log.lines().size(), 3);
+  source.reset();
+  pumpFor(50ms);
+  EXPECT_FALSE(ended);
+  EXPECT_TRUE(permissions.isEmpty());
+}
+
+TEST_F(ScreenVideoSourceTest, showsADisplayThatComesBackWithoutAWord) {
+  const auto source = make(64, 48, 60);
+  FrameSink sink(source->native());
+  ASSERT_TRUE(start(*source));
+  ASSERT_TRUE(pumpUntil([&] { return sink.count() > 0; }));
+  const QStringList lines = log.lines();
+  screen->setGone(true);
+  ASSERT_TRUE(pumpUntil([&] { return screen->closes() == 1; }));
+  const std::size_t frames = sink.count();
+  ASSERT_TRUE(pumpUntil([&] { return screen->opens() >= 3; }));
+  EXPECT_EQ(sink.count(), frames);
+  screen->paint(kWhite);
+  screen->setGone(false);
+  ASSERT_TRUE(pumpUntil([&] { return sink.count() > frames; }));
+  EXPECT_EQ(sink.last().luma, kWhiteLuma);
+  EXPECT_EQ(log.lines(), lines);
+  EXPECT_TRUE(permissions.isEmpty());
+}
+
+TEST_F(ScreenVideoSourceTest, looksForALostDisplayOnceASecond) {
+  const auto source = make(64, 48, 60);
+  ASSERT_TRUE(start(*source));
+  screen->setGone(true);
+  pumpFor(2500ms);
+  EXPECT_GE(screen->opens(), 3);
+  EXPECT_LE(screen->opens(), 4);
+}
+
+TEST_F(ScreenVideoSourceTest, isOutlivedByTheLibrarysSource) {
+  auto source = make(64, 48, 60);
+  FrameSink sink(source->native());
+  ASSERT_TRUE(start(*source));
+  source.reset();
+  sink.want({});
+  EXPECT_EQ(screen->closes(), 1);
+}
+
+}  // namespace
+}  // namespace vantora
