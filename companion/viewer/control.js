@@ -1,0 +1,158 @@
+// The two control channels, and the right to control that is won over them.
+
+import { parseMessage } from './signalling.js';
+
+const PING_PERIOD_MS = 2000;
+// Pointer moves are not worth queueing behind each other.
+const MAX_LOSSY_BACKLOG = 64 * 1024;
+const RECENT_MESSAGES = 300;
+
+export class Control {
+  #on;
+  #channels = new Map();
+  #state = 'locked';
+  #wanted = false;
+  #token = null;
+  #provenToken = null;
+  #proven = false;
+  #pinger = 0;
+
+  // The newest message of each type, and the most recent ones of all types, oldest first.
+  lastMessages = {};
+  recentMessages = [];
+
+  // on.state("locked" | "denied" | "on" | "off"), on.message(message), on.roundTrip(ms),
+  // on.ready(bool), on.refused()
+  constructor(on) {
+    this.#on = on;
+  }
+
+  get state() {
+    return this.#state;
+  }
+
+  get active() {
+    return this.#state === 'on';
+  }
+
+  channels() {
+    return Object.fromEntries(this.#channels);
+  }
+
+  // A channel that the host opened. A newer one of the same label takes the place of the older.
+  adopt(channel) {
+    if (channel.label !== 'control' && channel.label !== 'control_reliable') return;
+    this.#channels.set(channel.label, channel);
+    const isCurrent = () => this.#channels.get(channel.label) === channel;
+    channel.addEventListener('message', ({ data }) => {
+      const message = parseMessage(data);
+      if (message && isCurrent()) this.#received(message);
+    });
+    channel.addEventListener('close', () => {
+      if (!isCurrent()) return;
+      this.#channels.delete(channel.label);
+      this.#loseRights();
+    });
+    if (channel.label !== 'control_reliable') return;
+    if (channel.readyState === 'open') this.#opened();
+    else channel.addEventListener('open', () => isCurrent() && this.#opened());
+  }
+
+  // The connection is gone, and its channels with it.
+  drop() {
+    this.#channels.clear();
+    this.#loseRights();
+  }
+
+  // Whether the message was handed to a channel. What is not reliable goes over the lossy channel
+  // if that is open, and is dropped when too much waits there already.
+  send(message, { reliable = true } = {}) {
+    const lossy = this.#channels.get('control');
+    const sure = this.#channels.get('control_reliable');
+    const order = reliable ? [sure] : [lossy, sure];
+    const channel = order.find((candidate) => candidate?.readyState === 'open');
+    if (!channel) return false;
+    if (!reliable && channel.bufferedAmount > MAX_LOSSY_BACKLOG) return false;
+    channel.send(JSON.stringify(message));
+    return true;
+  }
+
+  // Shows the host the PIN and asks for control.
+  unlock(token) {
+    this.#token = token;
+    this.#wanted = true;
+    this.send({ type: 'auth', token });
+  }
+
+  enable() {
+    this.#wanted = true;
+    this.send({ type: 'control', enable: true });
+  }
+
+  giveBack() {
+    this.#wanted = false;
+    this.send({ type: 'control', enable: false });
+  }
+
+  #opened() {
+    clearInterval(this.#pinger);
+    const ping = () => this.send({ type: 'ping', t0: Date.now() });
+    this.#pinger = setInterval(ping, PING_PERIOD_MS);
+    ping();
+    this.#on.ready(true);
+    // The host forgets the right to control with every connection. Who proved it once on this page
+    // need not type the PIN again after a hiccup of the network.
+    if (this.#provenToken !== null) {
+      this.#token = this.#provenToken;
+      this.send({ type: 'auth', token: this.#provenToken });
+    }
+  }
+
+  #loseRights() {
+    clearInterval(this.#pinger);
+    this.#proven = false;
+    this.#setState('locked');
+    this.#on.ready(false);
+  }
+
+  #received(message) {
+    this.lastMessages[message.type] = message;
+    this.recentMessages.push(message);
+    if (this.recentMessages.length > RECENT_MESSAGES) this.recentMessages.shift();
+    if (message.type === 'auth') this.#authAnswered(message.ok === true);
+    else if (message.type === 'control_state') this.#stateAnswered(message.enabled === true);
+    else if (message.type === 'pong') this.#pongCame(message.t0);
+    else this.#on.message(message);
+  }
+
+  #authAnswered(ok) {
+    const silent = this.#token !== null && this.#token === this.#provenToken;
+    this.#proven = ok;
+    if (ok) {
+      this.#provenToken = this.#token;
+      this.#setState('off');
+      if (this.#wanted) this.enable();
+    } else {
+      this.#provenToken = null;
+      this.#setState(silent ? 'locked' : 'denied');
+    }
+  }
+
+  #stateAnswered(enabled) {
+    if (enabled) this.#setState('on');
+    else if (this.#state === 'on' || this.#proven) this.#setState('off');
+    if (!enabled && this.#wanted) {
+      this.#wanted = false;
+      this.#on.refused();
+    }
+  }
+
+  #pongCame(t0) {
+    if (typeof t0 === 'number') this.#on.roundTrip(Math.max(0, Date.now() - t0));
+  }
+
+  #setState(state) {
+    this.#state = state;
+    this.#on.state(state);
+  }
+}

@@ -1,0 +1,31 @@
+// Where the picture is, and where in it a point lies. Pure functions.
+
+// The rectangle that a picture of `width` x `height` fills inside `box` under object-fit: contain.
+// None while the picture's size is not known.
+export function pictureRect(box, width, height) {
+  if (!(width > 0 && height > 0 && box.width > 0 && box.height > 0)) return null;
+  const scale = Math.min(box.width / width, box.height / height);
+  const shown = { width: width * scale, height: height * scale };
+  return {
+    left: box.left + (box.width - shown.width) / 2,
+    top: box.top + (box.height - shown.height) / 2,
+    ...shown,
+  };
+}
+
+// The point as fractions of the picture, held to [0, 1]; `inside` tells whether it had to be held.
+export function normalised(rect, clientX, clientY) {
+  const x = (clientX - rect.left) / rect.width;
+  const y = (clientY - rect.top) / rect.height;
+  const clamp = (value) => Math.min(Math.max(value, 0), 1);
+  return { x: clamp(x), y: clamp(y), inside: x >= 0 && x <= 1 && y >= 0 && y <= 1 };
+}
+
+const PIXELS_PER_LINE = 40;
+
+// Wheel travel in pixels, whatever unit the browser counts in.
+export function wheelPixels({ deltaX, deltaY, deltaMode }, pageWidth, pageHeight) {
+  if (deltaMode === 1) return { dx: deltaX * PIXELS_PER_LINE, dy: deltaY * PIXELS_PER_LINE };
+  if (deltaMode === 2) return { dx: deltaX * pageWidth, dy: deltaY * pageHeight };
+  return { dx: deltaX, dy: deltaY };
+}

@@ -1,0 +1,52 @@
+// Keys pressed on the shared screen, sent to the host.
+
+import { KNOWN_CODES, NO_MODIFIERS, modifiersOf } from './keys.js';
+
+// Leaves the screen for the tool bar; the host has no such key.
+const LEAVE_KEY = 'F6';
+
+export class KeyboardForwarder {
+  #send;
+  #isActive;
+  #onLeave;
+  #held = new Set();
+
+  // `element` takes the keyboard focus; send(message) reaches the host reliably.
+  constructor(element, { send, isActive, onLeave }) {
+    this.#send = send;
+    this.#isActive = isActive;
+    this.#onLeave = onLeave;
+    element.addEventListener('keydown', (event) => this.#down(event));
+    element.addEventListener('keyup', (event) => this.#up(event));
+    element.addEventListener('blur', () => this.releaseAll());
+  }
+
+  // Lets go of every key that the host believes to be down.
+  releaseAll() {
+    for (const code of this.#held) this.#send({ type: 'keyUp', code, mods: NO_MODIFIERS });
+    this.#held.clear();
+  }
+
+  #down(event) {
+    if (!this.#isActive()) return;
+    if (event.code === LEAVE_KEY) {
+      event.preventDefault();
+      this.#onLeave();
+      return;
+    }
+    // A lone Alt or Meta would open the browser's menu.
+    if (event.key === 'Alt' || event.key === 'Meta') event.preventDefault();
+    if (!KNOWN_CODES.has(event.code)) return;
+    event.preventDefault();
+    this.#held.add(event.code);
+    this.#send({ type: 'keyDown', code: event.code, mods: modifiersOf(event) });
+  }
+
+  #up(event) {
+    // Some systems report no release of keys that go up while Meta is held.
+    if (event.key === 'Meta') this.releaseAll();
+    if (!this.#held.delete(event.code)) return;
+    event.preventDefault();
+    this.#send({ type: 'keyUp', code: event.code, mods: modifiersOf(event) });
+  }
+}

@@ -1,0 +1,167 @@
+// Puts the page together: which room, who is told of what, and what the tests may look at.
+
+import { Control } from './control.js';
+import { KeyboardForwarder } from './input/keyboard.js';
+import { PointerForwarder } from './input/pointer.js';
+import { Session } from './session.js';
+import { watchStats } from './stats.js';
+import { AccessView } from './ui/access.js';
+import { ChatView } from './ui/chat.js';
+import { CursorView } from './ui/cursor.js';
+import { DisplaysView } from './ui/displays.js';
+import { byId, show } from './ui/dom.js';
+import { FiguresView } from './ui/figures.js';
+import { initFullscreen } from './ui/fullscreen.js';
+import { Notices } from './ui/notices.js';
+import { StatusView } from './ui/status.js';
+
+const stage = byId('stage');
+const video = byId('screen');
+const parameters = new URLSearchParams(location.search);
+
+let session = null;
+
+const notices = new Notices();
+const figures = new FiguresView();
+const cursor = new CursorView(stage);
+const chat = new ChatView((message) => session?.signal(message) ?? false);
+const status = new StatusView(() => enterRoom());
+
+const control = new Control({
+  state: (state) => {
+    if (state !== 'on') releaseInput();
+    access.setState(state);
+    cursor.setActive(state === 'on');
+    if (state !== 'on') return;
+    notices.remove('refused');
+    stage.focus({ preventScroll: true });
+  },
+  ready: (ready) => {
+    access.setReady(ready);
+    session?.setChannelsOpen(ready);
+    if (!ready) displays.reset();
+  },
+  roundTrip: (ms) => figures.roundTrip(ms),
+  refused: () => notices.tell('refused', 'The host does not allow remote control at the moment.'),
+  message: (message) => receivedFromHost(message),
+});
+
+const access = new AccessView({
+  unlock: (pin) => control.unlock(pin),
+  enable: () => control.enable(),
+  giveBack: () => {
+    releaseInput();
+    control.giveBack();
+  },
+});
+
+const displays = new DisplaysView((index) => control.send({ type: 'display_index', index }));
+
+const keyboard = new KeyboardForwarder(stage, {
+  send: (message) => control.send(message),
+  isActive: () => control.active,
+  onLeave: () => byId('control-button').focus(),
+});
+
+const pointer = new PointerForwarder(stage, video, {
+  send: (message, options) => control.send(message, options),
+  isActive: () => control.active,
+});
+
+function releaseInput() {
+  keyboard.releaseAll();
+  pointer.releaseAll();
+}
+
+function receivedFromHost(message) {
+  switch (message.type) {
+    case 'display_info':
+      displays.receive(message);
+      break;
+    case 'cursor_shape':
+      cursor.setShape(message.shape);
+      break;
+    case 'permission_required':
+      notices.permission(String(message.permission));
+      break;
+    case 'host_stats':
+      access.setDemo(message.demo === true);
+      if (typeof message.hostName === 'string') byId('host-name').textContent = message.hostName;
+      break;
+    default:
+      break;
+  }
+}
+
+function socketUrl() {
+  return `${location.protocol === 'https:' ? 'wss' : 'ws'}://${location.host}/`;
+}
+
+function enterRoom() {
+  const room = parameters.get('room');
+  const name = parameters.get('name') ?? '';
+  const token = parameters.get('token') ?? '';
+  session?.stop();
+  session = null;
+  control.drop();
+  session = new Session(
+    { url: socketUrl(), room, name, token },
+    {
+      state: (state, detail) => {
+        status.show(state, detail, session.serverMessage);
+        stage.classList.toggle('stale', state !== 'connected');
+        if (state === 'waiting') byId('host-name').textContent = '';
+      },
+      track: (track) => {
+        video.srcObject = new MediaStream([track]);
+        video.play().catch(() => {});
+      },
+      channel: (channel) => control.adopt(channel),
+      replaced: () => {
+        control.drop();
+        notices.clear();
+      },
+      message: (message) => chat.receive(message),
+    },
+  );
+  session.start();
+}
+
+function askForRoom() {
+  document.body.dataset.connection = 'disconnected';
+  byId('connection-text').textContent = 'No room';
+  show(byId('room-card'), true);
+  byId('room').focus();
+}
+
+window.addEventListener('blur', releaseInput);
+window.addEventListener('pagehide', () => {
+  releaseInput();
+  session?.stop();
+});
+// A page that comes back from the browser's memory has to connect again.
+window.addEventListener('pageshow', (event) => event.persisted && session && enterRoom());
+document.addEventListener('visibilitychange', () => document.hidden && releaseInput());
+
+initFullscreen(() => control.active && stage.focus({ preventScroll: true }));
+watchStats(
+  () => session?.pc ?? null,
+  (current) => figures.show(current),
+);
+
+window.vantora = {
+  pc: () => session?.pc ?? null,
+  channels: () => control.channels(),
+  send: (message, options) => control.send(message, options),
+  signal: (message) => session?.signal(message) ?? false,
+  lastMessages: control.lastMessages,
+  recentMessages: control.recentMessages,
+};
+
+if (parameters.get('room')) {
+  byId('room-name').textContent = parameters.get('room');
+  document.title = `${parameters.get('room')} · Vantora Viewer`;
+  enterRoom();
+} else {
+  askForRoom();
+}

@@ -1,0 +1,200 @@
+// One visit to one room: signalling, the peer connection, and the art of getting it back.
+
+import { Backoff } from './backoff.js';
+import { PeerLink } from './connection.js';
+import { Signalling } from './signalling.js';
+
+// A host that arrives makes an offer of its own accord; it is reminded only when none comes.
+const ARRIVAL_GRACE_MS = 1500;
+// How long an offer has to become a connection before the host is asked for another.
+const NEGOTIATION_MS = 10000;
+// After this many unanswered reminders the old connection is given up for a new one.
+const ATTEMPTS_BEFORE_AFRESH = 2;
+
+export class Session {
+  #signalling;
+  #peer;
+  #on;
+  #joined = false;
+  #hostPresent = false;
+  #superseded = false;
+  #peerState = 'none';
+  #channelsLost = false;
+  #hostGone = false;
+  #wasConnected = false;
+  #lostReason = '';
+  #backoff = new Backoff(2000, 10000);
+  #reminder = 0;
+  #attempts = 0;
+  #offeredAt = -Infinity;
+  #state = '';
+
+  // on.state(state, detail): "connecting", "waiting", "connected" or "disconnected"; detail is one
+  // of "server", "host", "lost", "superseded", "" and says why.
+  // on.track(track), on.channel(channel), on.replaced(), on.message(signalling message)
+  constructor(options, on) {
+    this.#on = on;
+    this.#peer = new PeerLink((message) => this.#signalling.send(message), {
+      state: (state) => this.#peerChanged(state),
+      track: on.track,
+      channel: on.channel,
+      offer: () => {
+        this.#offeredAt = performance.now();
+      },
+      replaced: () => {
+        on.replaced();
+        this.#peerState = 'new';
+        this.#channelsLost = false;
+        this.#hostGone = false;
+        this.#refresh();
+      },
+    });
+    this.#signalling = new Signalling(options, {
+      open: () => {
+        this.#lostReason = '';
+        this.#refresh();
+      },
+      message: (message) => this.#received(message),
+      lost: (reason) => this.#signallingLost(reason),
+    });
+  }
+
+  get pc() {
+    return this.#peer.pc;
+  }
+
+  get serverMessage() {
+    return this.#lostReason;
+  }
+
+  start() {
+    this.#signalling.start();
+    this.#refresh();
+  }
+
+  // Ends the visit; the session is not used again.
+  stop() {
+    clearTimeout(this.#reminder);
+    this.#signalling.stop();
+    this.#peer.close();
+  }
+
+  // The control channels have opened or closed. Their end is the first that is seen of a host that left.
+  setChannelsOpen(open) {
+    this.#channelsLost = !open;
+    this.#noteDeparture();
+    this.#refresh();
+  }
+
+  // Whether the signalling message went out.
+  signal(message) {
+    return this.#signalling.send(message);
+  }
+
+  #received(message) {
+    switch (message.type) {
+      case 'peer_state':
+        this.#hostSeen(message.host === true);
+        break;
+      case 'superseded':
+        this.#superseded = true;
+        clearTimeout(this.#reminder);
+        this.#peer.close();
+        this.#peerState = 'none';
+        this.#on.replaced();
+        // Coming back by itself would take the room away again from the other viewer.
+        this.#signalling.stop();
+        this.#refresh();
+        break;
+      case 'offer':
+      case 'ice':
+        this.#peer.handle(message);
+        break;
+      default:
+        this.#on.message(message);
+    }
+  }
+
+  #hostSeen(present) {
+    const first = !this.#joined;
+    const arrived = present && !this.#hostPresent;
+    this.#joined = true;
+    this.#hostPresent = present;
+    this.#noteDeparture();
+    if (arrived && !this.#connected) this.#remindIn(first ? 0 : ARRIVAL_GRACE_MS);
+    if (!present) clearTimeout(this.#reminder);
+    this.#refresh();
+  }
+
+  #signallingLost(reason) {
+    this.#joined = false;
+    this.#hostPresent = false;
+    this.#lostReason = reason;
+    clearTimeout(this.#reminder);
+    this.#refresh();
+  }
+
+  #peerChanged(state) {
+    this.#peerState = state;
+    if (state === 'connected') {
+      this.#wasConnected = true;
+      this.#attempts = 0;
+      this.#backoff.reset();
+      clearTimeout(this.#reminder);
+    } else if (state === 'failed' || state === 'closed') {
+      this.#remindIn(0);
+    }
+    this.#refresh();
+  }
+
+  // Asks the host for an offer after `delay`, and again with growing delays until connected.
+  #remindIn(delay) {
+    clearTimeout(this.#reminder);
+    if (this.#superseded) return;
+    this.#reminder = setTimeout(() => {
+      if (!this.#hostPresent || this.#connected) return;
+      const negotiating = this.#peerState === 'new' || this.#peerState === 'connecting';
+      const left = this.#offeredAt + NEGOTIATION_MS - performance.now();
+      if (negotiating && left > 0) {
+        this.#remindIn(left);
+        return;
+      }
+      if (++this.#attempts > ATTEMPTS_BEFORE_AFRESH) {
+        this.#peer.close();
+        this.#peerState = 'none';
+        this.#attempts = 1;
+      }
+      this.#signalling.send({ type: 'renegotiate' });
+      this.#remindIn(this.#backoff.next());
+    }, delay);
+  }
+
+  // A host that left the room and closed its channels is gone; the transport takes seconds to say so. Either alone
+  // means little: the room server may have been restarted, and a host replaces a channel that closes.
+  #noteDeparture() {
+    if (!this.#channelsLost) this.#hostGone = false;
+    else if (this.#joined && !this.#hostPresent) this.#hostGone = true;
+  }
+
+  get #connected() {
+    return this.#peerState === 'connected' && !this.#hostGone;
+  }
+
+  #refresh() {
+    const [state, detail] = this.#describe();
+    const described = `${state} ${detail}`;
+    if (described === this.#state) return;
+    this.#state = described;
+    this.#on.state(state, detail);
+  }
+
+  #describe() {
+    if (this.#superseded) return ['disconnected', 'superseded'];
+    if (this.#connected) return ['connected', ''];
+    if (['connected', 'disconnected', 'failed', 'closed'].includes(this.#peerState)) {
+      return this.#joined && !this.#hostPresent ? ['waiting', 'host'] : ['disconnected', 'lost'];
+    }
+    if (!this.#joined) return [this.#wasConnected ? 'disconnected' : 'connecting', 'server'];
+    return this.#hostPresent ? ['connecting', ''] : ['waiting', 'host'];
+  }
+}

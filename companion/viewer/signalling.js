@@ -1,0 +1,91 @@
+// The WebSocket to the room server: joins as viewer, and comes back after a loss.
+
+import { Backoff } from './backoff.js';
+
+// A connection that lasted this long was a good one: the next loss starts with short delays again.
+const STABLE_AFTER_MS = 5000;
+
+export class Signalling {
+  #url;
+  #join;
+  #on;
+  #socket = null;
+  #backoff = new Backoff(500, 10000);
+  #retry = 0;
+  #openedAt = 0;
+  #stopped = true;
+
+  // on.open(), on.message(object), on.lost(reason text)
+  constructor({ url, room, name = '', token = '' }, on) {
+    this.#url = url;
+    this.#join = { type: 'join', room, role: 'viewer' };
+    if (name) this.#join.name = name;
+    if (token) this.#join.token = token;
+    this.#on = on;
+  }
+
+  start() {
+    this.#stopped = false;
+    this.#connect();
+    // No use in waiting out a delay when the network has just come back.
+    window.addEventListener('online', this.#retryNow);
+  }
+
+  stop() {
+    this.#stopped = true;
+    window.removeEventListener('online', this.#retryNow);
+    clearTimeout(this.#retry);
+    this.#retry = 0;
+    this.#socket?.close();
+    this.#socket = null;
+  }
+
+  // Whether the message could be handed to the socket.
+  send(message) {
+    if (this.#socket?.readyState !== WebSocket.OPEN) return false;
+    this.#socket.send(JSON.stringify(message));
+    return true;
+  }
+
+  #retryNow = () => {
+    if (!this.#retry) return;
+    clearTimeout(this.#retry);
+    this.#connect();
+  };
+
+  #connect() {
+    this.#retry = 0;
+    const socket = new WebSocket(this.#url);
+    this.#socket = socket;
+    socket.addEventListener('open', () => {
+      if (socket !== this.#socket) return;
+      this.#openedAt = performance.now();
+      this.send(this.#join);
+      this.#on.open();
+    });
+    socket.addEventListener('message', (event) => {
+      if (socket !== this.#socket) return;
+      const message = parseMessage(event.data);
+      if (message) this.#on.message(message);
+    });
+    socket.addEventListener('close', (event) => {
+      if (socket !== this.#socket || this.#stopped) return;
+      this.#socket = null;
+      if (this.#openedAt && performance.now() - this.#openedAt > STABLE_AFTER_MS) this.#backoff.reset();
+      this.#openedAt = 0;
+      this.#retry = setTimeout(() => this.#connect(), this.#backoff.next());
+      this.#on.lost(event.reason);
+    });
+  }
+}
+
+// The object in a text message that has a string "type", else null.
+export function parseMessage(data) {
+  if (typeof data !== 'string') return null;
+  try {
+    const message = JSON.parse(data);
+    return message && typeof message === 'object' && typeof message.type === 'string' ? message : null;
+  } catch {
+    return null;
+  }
+}

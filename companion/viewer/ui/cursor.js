@@ -1,0 +1,31 @@
+// The host's picture has no pointer: the browser draws it, in the shape that the host names.
+
+const SHAPES = new Set([
+  'default', 'pointer', 'text', 'grab', 'grabbing', 'crosshair', 'not-allowed', 'ew-resize', 'ns-resize', 'n-resize',
+  's-resize', 'w-resize', 'e-resize', 'nwse-resize', 'nesw-resize', 'col-resize', 'row-resize', 'move',
+]);
+
+export class CursorView {
+  #element;
+  #shape = 'default';
+  #active = false;
+
+  constructor(element) {
+    this.#element = element;
+  }
+
+  setShape(shape) {
+    this.#shape = SHAPES.has(shape) ? shape : 'default';
+    this.#apply();
+  }
+
+  // Only who is in control sees the host's shapes: others have nothing to point with.
+  setActive(active) {
+    this.#active = active;
+    this.#apply();
+  }
+
+  #apply() {
+    this.#element.style.cursor = this.#active ? this.#shape : '';
+  }
+}

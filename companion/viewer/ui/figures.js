@@ -1,0 +1,27 @@
+// The line of figures below the screen.
+
+import { byId } from './dom.js';
+
+export class FiguresView {
+  #roundTrip = null;
+
+  // Figures of stats.js, or null while nothing is connected.
+  show(figures) {
+    const parts = [];
+    if (figures?.width) parts.push(`${figures.width} × ${figures.height}`);
+    if (figures?.codec) parts.push(figures.codec);
+    if (figures?.fps != null) parts.push(`${Math.round(figures.fps)} fps`);
+    if (figures?.kbps != null) parts.push(rateText(figures.kbps));
+    if (figures && this.#roundTrip !== null) parts.push(`${this.#roundTrip} ms round trip`);
+    byId('figures').textContent = parts.join('  ·  ');
+    if (!figures) this.#roundTrip = null;
+  }
+
+  roundTrip(ms) {
+    this.#roundTrip = Math.round(ms);
+  }
+}
+
+export function rateText(kbps) {
+  return kbps >= 1000 ? `${(kbps / 1000).toFixed(1)} Mbit/s` : `${Math.round(kbps)} kbit/s`;
+}

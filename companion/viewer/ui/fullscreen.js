@@ -1,0 +1,29 @@
+// Full screen, with the system's own key combinations where the browser hands them over.
+
+import { byId } from './dom.js';
+
+export function initFullscreen(onChange) {
+  const button = byId('fullscreen-button');
+  if (!document.fullscreenEnabled) {
+    button.hidden = true;
+    return;
+  }
+  button.addEventListener('click', async () => {
+    if (document.fullscreenElement) {
+      await document.exitFullscreen();
+      return;
+    }
+    await document.documentElement.requestFullscreen({ navigationUI: 'hide' });
+    // Escape, Alt+Tab and the like then reach the host; holding Escape still leaves full screen.
+    await navigator.keyboard?.lock?.().catch(() => {});
+  });
+  document.addEventListener('fullscreenchange', () => {
+    const full = Boolean(document.fullscreenElement);
+    if (!full) navigator.keyboard?.unlock?.();
+    document.body.classList.toggle('fullscreen', full);
+    button.setAttribute('aria-pressed', String(full));
+    button.setAttribute('aria-label', full ? 'Leave full screen' : 'Full screen');
+    button.title = full ? 'Leave full screen' : 'Full screen';
+    onChange(full);
+  });
+}

@@ -1,0 +1,50 @@
+// Things the viewer should know, above the screen. One of a kind at a time.
+
+import { byId, make } from './dom.js';
+
+const PERMISSIONS = {
+  accessibility: 'The host has not been allowed to move the pointer and type. Ask the person at the host to permit it.',
+  screen_recording: 'The host has not been allowed to record its screen. Ask the person at the host to permit it.',
+};
+
+export class Notices {
+  #shown = new Map();
+  #dismissed = new Set();
+
+  // A host repeats the notice while the permission is missing; once dismissed it stays away.
+  permission(name) {
+    const text = Object.hasOwn(PERMISSIONS, name) ? PERMISSIONS[name] : `The host lacks a permission: ${name}`;
+    this.#show(`permission ${name}`, text);
+  }
+
+  tell(key, text) {
+    this.#dismissed.delete(key);
+    this.#show(key, text);
+  }
+
+  remove(key) {
+    this.#shown.get(key)?.remove();
+    this.#shown.delete(key);
+  }
+
+  // Everything said about a connection that is over.
+  clear() {
+    for (const key of [...this.#shown.keys()]) this.remove(key);
+    this.#dismissed.clear();
+  }
+
+  #show(key, text) {
+    if (this.#shown.has(key) || this.#dismissed.has(key)) return;
+    const notice = make('div', 'notice');
+    const close = make('button', 'notice-close', '\u00d7');
+    close.type = 'button';
+    close.setAttribute('aria-label', 'Dismiss');
+    close.addEventListener('click', () => {
+      this.#dismissed.add(key);
+      this.remove(key);
+    });
+    notice.append(make('p', '', text), close);
+    this.#shown.set(key, notice);
+    byId('notices').append(notice);
+  }
+}

@@ -1,0 +1,44 @@
+// The connection, in words: the pill in the tool bar and the card over the screen.
+
+import { byId, show } from './dom.js';
+
+const PILL = {
+  connecting: 'Connecting',
+  waiting: 'Waiting for host',
+  connected: 'Connected',
+  disconnected: 'Disconnected',
+};
+
+// [title, text, busy]
+const CARDS = {
+  'connecting ': ['Connecting to the host', 'The host is there. Setting up the picture.', true],
+  'connecting server': ['Reaching the server', 'Joining the room.', true],
+  'waiting host': ['Waiting for the host', 'Nobody shares a screen in this room yet. It appears here by itself.', true],
+  'disconnected lost': ['Connection lost', 'Trying to get the screen back.', true],
+  'disconnected server': ['Server not reachable', 'Trying again in a moment.', true],
+  'disconnected superseded': ['Opened somewhere else', 'Another viewer has taken over this room.', false],
+};
+
+export class StatusView {
+  #onTakeOver;
+
+  constructor(onTakeOver) {
+    this.#onTakeOver = onTakeOver;
+    byId('take-over').addEventListener('click', () => this.#onTakeOver());
+  }
+
+  // `serverMessage`: what the server said when it hung up, if anything.
+  show(state, detail, serverMessage) {
+    document.body.dataset.connection = state;
+    byId('connection-text').textContent = PILL[state];
+    const card = CARDS[`${state} ${detail}`];
+    show(byId('status-card'), Boolean(card));
+    if (!card) return;
+    const [title, text, busy] = card;
+    byId('status-title').textContent = title;
+    byId('status-text').textContent =
+      detail === 'server' && serverMessage ? `The server said: ${serverMessage}. Trying again.` : text;
+    show(byId('status-spinner'), busy);
+    show(byId('take-over'), detail === 'superseded');
+  }
+}

@@ -1,0 +1,110 @@
+// One viewer's page and one fake host, in the same browser, around a real room server.
+import { readFile } from 'node:fs/promises';
+import { Browser } from '../e2e/lib/browser.mjs';
+import { RoomServer } from '../e2e/lib/room-server.mjs';
+import { until } from '../e2e/lib/wait.mjs';
+
+let count = 0;
+
+export async function withBrowser(body) {
+  const server = await RoomServer.start();
+  let browser;
+  try {
+    browser = await Browser.start();
+    await body({ server, browser });
+  } finally {
+    await browser?.end();
+    await server.end();
+  }
+}
+
+export function newRoom() {
+  return `room-${++count}`;
+}
+
+export async function openViewer({ server, browser }, room, query = '') {
+  const page = await browser.page();
+  await page.goto(`${server.address}/?room=${encodeURIComponent(room)}${query}`);
+  return page;
+}
+
+// A page in which `host` is a FakeHost that has joined the room. It has made no offer yet.
+export async function openFakeHost({ server, browser }, room, options = {}) {
+  const page = await browser.page();
+  const body = await readFile(new URL('page/fake-host.mjs', import.meta.url), 'utf8');
+  await page.route(`${server.address}/fake-host.mjs`, (route) => route.fulfill({ body, contentType: 'text/javascript' }));
+  // A document that the server itself sends: a page made up by the test would count as a stranger's, and Chromium keeps
+  // those from connecting to this machine.
+  await page.goto(`${server.address}/style.css`);
+  await page.evaluate(async ([room, options]) => {
+    const { FakeHost } = await import('/fake-host.mjs');
+    globalThis.host = new FakeHost(room, options);
+    await host.join();
+  }, [room, options]);
+  return page;
+}
+
+// Both of them, connected.
+export async function connectedPair(context, { room = newRoom(), options = {}, query = '' } = {}) {
+  const host = await openFakeHost(context, room, options);
+  const viewer = await openViewer(context, room, query);
+  await isConnected(viewer);
+  return { host, viewer, room };
+}
+
+export const dataset = (page, key) => page.evaluate((key) => document.body.dataset[key], key);
+
+export async function hasState(page, key, value, deadline = 10000) {
+  let seen;
+  await until(async () => (seen = await dataset(page, key)) === value, { deadline, what: `${key} ${value}` }).catch((e) => {
+    throw new Error(`${e.message}; it is ${seen}; the page said ${page.said.slice(-6).join(' | ')}`);
+  });
+}
+
+// Connected, with a picture and an open way for control messages.
+export async function isConnected(page, deadline = 15000) {
+  await hasState(page, 'connection', 'connected', deadline);
+  await until(() => page.evaluate(() => vantora.channels().control_reliable?.readyState === 'open'), {
+    what: 'the control channel',
+  });
+  await until(() => page.evaluate(() => document.getElementById('screen').videoWidth > 0), { what: 'a picture' });
+}
+
+export async function takeControl(viewer, pin = '123456') {
+  await viewer.fill('#pin', pin);
+  await viewer.press('#pin', 'Enter');
+}
+
+export async function inControl(pair) {
+  await takeControl(pair.viewer);
+  await hasState(pair.viewer, 'control', 'on');
+}
+
+// What the fake host heard of one type.
+export const heard = (host, type) => host.evaluate((type) => globalThis.host.heard(type), type);
+
+// Waits until the fake host has heard at least `least` messages of a type; returns them.
+export function hears(host, type, least = 1) {
+  return until(async () => {
+    const all = await heard(host, type);
+    return all.length >= least && all;
+  }, { what: `${least} ${type}` });
+}
+
+// Everything the viewer has sent so far has reached the host once this resolves.
+export async function settled(pair) {
+  const t0 = Math.floor(Math.random() * 1e9);
+  await pair.viewer.evaluate((t0) => vantora.send({ type: 'ping', t0 }), t0);
+  await until(async () => (await heard(pair.host, 'ping')).some((ping) => ping.t0 === t0), { what: 'the ping' });
+}
+
+// Client coordinates of a point given as fractions of the picture.
+export function pointOnPicture(viewer, x, y) {
+  return viewer.evaluate(([x, y]) => {
+    const video = document.getElementById('screen');
+    const box = video.getBoundingClientRect();
+    const scale = Math.min(box.width / video.videoWidth, box.height / video.videoHeight);
+    const size = [video.videoWidth * scale, video.videoHeight * scale];
+    return { x: box.left + (box.width - size[0]) / 2 + x * size[0], y: box.top + (box.height - size[1]) / 2 + y * size[1] };
+  }, [x, y]);
+}
