@@ -1,5 +1,6 @@
 #include "main/control/dispatch/ControlDispatcher.h"
 
+#include <cassert>
 #include <utility>
 
 namespace vantora {
@@ -9,9 +10,15 @@ using namespace Qt::Literals::StringLiterals;
 
 }  // namespace
 
-void ControlDispatcher::on(QLatin1StringView type, Handler handler) { handlers_[type] = std::move(handler); }
+void ControlDispatcher::on(QLatin1StringView type, Handler handler) {
+  assert(findControlMessage(QString(type)));  // Our own mistake, never the wire's: the handler would never run.
+  handlers_[type] = std::move(handler);
+}
 
-void ControlDispatcher::onRefused(QLatin1StringView type, Refusal refusal) { refusals_[type] = std::move(refusal); }
+void ControlDispatcher::onRefused(QLatin1StringView type, Refusal refusal) {
+  assert(findControlMessage(QString(type)));
+  refusals_[type] = std::move(refusal);
+}
 
 void ControlDispatcher::dataChannelDidReceiveMessage(ControlChannel origin, const QByteArray& data, bool binary) {
   const double entrySeconds = scheduler_.absoluteSeconds();

@@ -21,12 +21,12 @@ inline constexpr int kSmallestSide = 16;
 inline constexpr int kWidest = 7680;
 inline constexpr int kHighest = 4320;
 inline constexpr int kFastest = 120;
-inline constexpr int kLowestKbps = 30;
+inline constexpr int kLowestKbps = 1;
 inline constexpr int kMostKbps = 2'000'000;
 
 // The fixed preset `name`, compared exactly; any other name gives the figures of "medium".
 VideoTarget presetTarget(const QString& name);
-// What "auto" stands for on a first display of this height in pixels; none: there is no display.
+// What "auto" stands for on a first display of this height in points; none: there is no display.
 QString pickAutoPreset(std::optional<int> firstDisplayHeight);
 // "native" on a display of this size: its own size (at most 2160 high), 60 frames a second, a tenth
 // of a bit per pixel within [6000, 40000] kbit/s.

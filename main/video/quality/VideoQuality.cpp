@@ -66,7 +66,7 @@ void VideoQuality::applyQualityPreset(const QString& name) {
   QString preset = name;
   if (preset == "auto"_L1) {
     const std::vector<Display> list = displays_.list();
-    preset = pickAutoPreset(list.empty() ? std::nullopt : std::optional(list.front().bounds.height()));
+    preset = pickAutoPreset(list.empty() ? std::nullopt : std::optional(static_cast<int>(list.front().frame().height())));
   }
   VideoTarget target = preset == "native"_L1 ? nativeBucket() : presetTarget(preset);
   if (preset == "gaming"_L1) preferredCodecName_ = u"vp8"_s;
