@@ -1,7 +1,7 @@
 import assert from 'node:assert/strict';
 import { test } from 'node:test';
 import { withSession } from './lib/session.mjs';
-import { colours, connected, framesShown, near, openBare, shows } from './lib/viewer.mjs';
+import { colours, connected, framesShown, near, shows } from './lib/viewer.mjs';
 import { timed, until } from './lib/wait.mjs';
 
 const bars = [[0, 0, 255], [0, 255, 255], [0, 255, 0], [255, 255, 0], [255, 0, 0], [255, 0, 255]];
@@ -70,8 +70,7 @@ test('showsAStillScreenAtOnceToAViewerThatJoinsLater', async (t) => {
     const first = await session.bare();
     await shows(first, '#30a050', { deadline: 8000 });
     await first.close();
-    const second = await openBare(session.browser, session.server, session.room);
-    session.pages.push(second);
+    const second = await session.bare();
     const { ms } = await timed(() => shows(second, '#30a050', { deadline: 5000 }));
     t.diagnostic(`still screen seen ${ms} ms after the page was loaded`);
     assert.ok(ms < 1500, `${ms} ms`);

@@ -5,6 +5,7 @@ import { Browser } from './browser.mjs';
 import { Host } from './host.mjs';
 import { labAddress } from './netns.mjs';
 import { build } from './paths.mjs';
+import { PageServer } from './page-server.mjs';
 import { RoomServer } from './room-server.mjs';
 import { openBare, openViewer } from './viewer.mjs';
 import { Xvfb } from './xvfb.mjs';
@@ -41,6 +42,7 @@ export class Session {
   async start() {
     if (this.want.screen) this.screen = await Xvfb.start({ size: this.want.screen });
     this.server = await RoomServer.start();
+    this.pageServer = await PageServer.start();
     await Promise.all([this.want.hostNow && this.startHost(), this.want.browserNow && this.startBrowser()]);
   }
 
@@ -80,7 +82,7 @@ export class Session {
   }
 
   async bare(browser = this.browser) {
-    const page = await openBare(browser, this.server, this.room);
+    const page = await openBare(browser, this.pageServer, this.server, this.room);
     this.pages.push(page);
     return page;
   }
@@ -107,6 +109,7 @@ export class Session {
     for (const browser of this.browsers) await browser.end();
     for (const other of this.others.reverse()) await other.end();
     for (const host of this.hosts) await host.end();
+    await this.pageServer?.end();
     await this.server?.end();
     await this.screen?.end();
   }

@@ -1,7 +1,4 @@
 // What a test does with a viewer's page: the companion's own, and the plain one of page/bare.html.
-import { readFile } from 'node:fs/promises';
-import { join } from 'node:path';
-import { here } from './paths.mjs';
 import { until } from './wait.mjs';
 
 /// Opens the companion's viewer page for a room.
@@ -11,14 +8,10 @@ export async function openViewer(browser, server, room) {
   return page;
 }
 
-/// Opens the plain viewer: served at the room server's address, so that it needs no other.
-export async function openBare(browser, server, room) {
+/// Opens the plain viewer, which comes from a server of its own (`pages`).
+export async function openBare(browser, pages, server, room) {
   const page = await browser.page();
-  for (const [name, contentType] of [['bare.html', 'text/html'], ['bare.mjs', 'text/javascript']]) {
-    const body = await readFile(join(here, 'page', name), 'utf8');
-    await page.route(`${server.address}/${name}*`, (route) => route.fulfill({ body, contentType }));
-  }
-  await page.goto(`${server.address}/bare.html?room=${encodeURIComponent(room)}`);
+  await page.goto(`${pages.address}/bare.html?room=${encodeURIComponent(room)}&server=${encodeURIComponent(server.signalUrl)}`);
   return page;
 }
 

@@ -25,7 +25,7 @@ const bare = (window.bare = {
 let fingerprint = null;
 let waiting = [];
 
-const socket = new WebSocket(location.origin.replace(/^http/, 'ws'));
+const socket = new WebSocket(query.get('server'));
 socket.onopen = () => {
   bare.signal({ type: 'join', room, role: 'viewer' });
   bare.signal({ type: 'renegotiate' });

@@ -1,0 +1,122 @@
+// Figures of whole sessions: the real host, a real X server and a real browser on one machine, so the browser's own
+// share of it is in every figure. node measure.mjs OUT; runs inside scripts/lab.
+import { readFile, writeFile } from 'node:fs/promises';
+import { Session } from '../../tests/e2e/lib/session.mjs';
+import { BareControl, shows } from '../../tests/e2e/lib/viewer.mjs';
+import { until } from '../../tests/e2e/lib/wait.mjs';
+
+const figures = [];
+function figure(name, value, unit, aim, better = 'lower') {
+  figures.push({ name, value, unit, aim, better });
+  console.log(`${name}: ${value.toFixed(2)} ${unit}`);
+}
+const middle = (values, share = 0.5) => [...values].sort((a, b) => a - b)[Math.min(values.length - 1, Math.floor(values.length * share))];
+
+async function residentMegabytes(pid) {
+  return Number((await readFile(`/proc/${pid}/status`, 'utf8')).match(/VmRSS:\s+(\d+)/)[1]) / 1024;
+}
+
+/// Runs `body` with a session of its own.
+async function session(want, body) {
+  const each = new Session('bench', want);
+  try {
+    await each.start();
+    await body(each);
+  } finally {
+    await each.end();
+  }
+}
+
+/// A terminal whose whole picture turns over with every key it gets.
+async function flipper(each) {
+  const script = 'stty raw -echo; i=0; while read -rn1; do i=$((1-i)); [ $i = 1 ] && printf "\\033[?5h" || printf "\\033[?5l"; done';
+  const child = each.screen.start('xterm', ['-geometry', '100x30+0+0', '-e', 'bash', '-c', script]);
+  each.keep(child);
+  const id = (await each.screen.run('xdotool', ['search', '--sync', '--onlyvisible', '--class', 'xterm'])).trim().split('\n')[0];
+  await each.screen.run('xdotool', ['windowfocus', '--sync', id]);
+}
+
+/// Milliseconds from sending a key to the first frame in the page that shows the terminal turned over.
+function keyToPixel(page, key) {
+  return page.evaluate((code) => new Promise((resolve, reject) => {
+    const video = document.getElementById('video');
+    const canvas = new OffscreenCanvas(8, 8);
+    const context = canvas.getContext('2d', { willReadFrequently: true });
+    const brightness = () => {
+      context.drawImage(video, 300, 300, 8, 8, 0, 0, 8, 8);
+      return context.getImageData(4, 4, 1, 1).data[0];
+    };
+    const before = brightness() > 128;
+    const start = performance.now();
+    const onFrame = () => {
+      if ((brightness() > 128) !== before) resolve(performance.now() - start);
+      else if (performance.now() - start > 3000) reject(new Error('the picture did not change'));
+      else video.requestVideoFrameCallback(onFrame);
+    };
+    video.requestVideoFrameCallback(onFrame);
+    bare.send({ type: 'keyDown', code, mods: {} });
+    bare.send({ type: 'keyUp', code, mods: {} });
+  }), key);
+}
+
+await session({ screen: '1920x1080', hostNow: false }, async (each) => {
+  const starts = [];
+  for (let round = 0; round < 5; round++) {
+    const start = performance.now();
+    await each.startHost();
+    starts.push(performance.now() - start);
+    if (round < 4) await each.host.end();
+  }
+  figure('start of the host until its PIN is shown', middle(starts), 'ms', 300);
+  const { pid } = each.host.child;
+  await each.host.line('[share] started screen capture');
+  await until(async () => (await each.host.cpuPercent(500)) < 2, { deadline: 10000, every: 0, what: 'rest' });
+  figure('processor share without a viewer, 1080p', await each.host.cpuPercent(4000), '% of a core', 1);
+  figure('resident memory without a viewer', await residentMegabytes(pid), 'MiB', 120);
+
+  await each.screen.paint('#406080');
+  const page = await each.bare();
+  await shows(page, '#406080', { deadline: 10000 });
+  figure('first frame after the page was loaded', await page.evaluate(() => bare.firstFrameAt), 'ms', 1000);
+  const viewer = await new BareControl(page).open();
+  await viewer.takeControl(await each.host.pin());
+
+  const reloads = [];
+  for (let round = 0; round < 5; round++) {
+    await page.reload();
+    await until(() => page.evaluate(() => bare.firstFrameAt), { deadline: 5000, what: 'a frame' });
+    await new BareControl(page).open();
+    reloads.push(await page.evaluate(() => bare.firstFrameAt));
+  }
+  figure('picture back after a reload', middle(reloads), 'ms', 1000);
+
+  await new BareControl(page).takeControl(await each.host.pin());
+  await until(async () => (await each.host.cpuPercent(500)) < 5, { deadline: 15000, every: 0, what: 'a still screen' });
+  figure('processor share, still screen, one viewer, 1080p', await each.host.cpuPercent(5000), '% of a core', 3);
+
+  await flipper(each);
+  const times = [];
+  for (let round = 0; round < 41; round++) {
+    times.push(await keyToPixel(page, 'Space'));
+    // A different pause each time, so that no two keys meet the same moment of a cycle.
+    await new Promise((resolve) => setTimeout(resolve, 130 + 37 * (round % 7)));
+  }
+  times.shift();
+  figure('key to pixel in the browser, median, 1080p', middle(times), 'ms', 80);
+  figure('key to pixel in the browser, 95th of 100, 1080p', middle(times, 0.95), 'ms', 150);
+  figure('resident memory with a viewer', await residentMegabytes(pid), 'MiB', 250);
+});
+
+await session({ screen: '1920x1080', host: { env: { FPS: '60' } } }, async (each) => {
+  const page = await each.bare();
+  await new BareControl(page).open();
+  each.keep(each.screen.start('xterm', ['-geometry', '180x60+0+0', '-e', 'sh', '-c', 'while :; do date; done']));
+  await until(() => page.evaluate(() => bare.frames > 60), { deadline: 20000, what: 'frames' });
+  const before = await page.evaluate(() => ({ frames: bare.frames, at: performance.now() }));
+  const share = await each.host.cpuPercent(6000);
+  const after = await page.evaluate(() => ({ frames: bare.frames, at: performance.now() }));
+  figure('frames a second shown, scrolling text, 1080p', ((after.frames - before.frames) / (after.at - before.at)) * 1000, 'fps', 20, 'higher');
+  figure('processor share, scrolling text, 1080p', share, '% of a core');
+});
+
+await writeFile(process.argv[2], JSON.stringify({ figures }, null, 2));
