@@ -4,6 +4,7 @@
 #include <limits>
 #include <utility>
 
+#include "api/video/color_space.h"
 #include "api/video/video_frame.h"
 
 namespace vantora {
@@ -22,6 +23,13 @@ bool needsCropping(const FrameSource::Format& format, int width, int height) {
   const std::int64_t across = width > height ? longSide : shortSide;
   const std::int64_t down = width > height ? shortSide : longSide;
   return height * across / down >= 2 && width * down / across >= 2;
+}
+
+// How our pictures are to be read: a desktop's own colours, converted with the coefficients of BT.601 in limited
+// range, as libyuv does it. Untagged, browsers read H.264 with those of BT.709, and a pure green comes out at 215.
+webrtc::ColorSpace desktopColours() {
+  return {webrtc::ColorSpace::PrimaryID::kBT709, webrtc::ColorSpace::TransferID::kIEC61966_2_1,
+          webrtc::ColorSpace::MatrixID::kSMPTE170M, webrtc::ColorSpace::RangeID::kLimited};
 }
 
 }  // namespace
@@ -89,6 +97,7 @@ bool FrameSource::push(const rtc::scoped_refptr<webrtc::VideoFrameBuffer>& buffe
                            .set_video_frame_buffer(adapted)
                            .set_timestamp_us(timestampUs)
                            .set_rotation(webrtc::kVideoRotation_0)
+                           .set_color_space(desktopColours())
                            .build());
   return true;
 }
