@@ -12,8 +12,12 @@ namespace vantora::Diagnostics {
 struct Collector {
   QLatin1StringView section;
   QJsonObject (*collect)(const Probe&);
-  // Taken up first, so that the report does not wait for it at its end.
-  bool slow = false;
+  enum class Turn {
+    First,  // alone, before any command runs: it would find the report's own commands
+    Early,  // slow; taken up early, so that the report does not wait for it at its end
+    Any,
+  };
+  Turn turn = Turn::Any;
 };
 
 // The pieces for the system this is built for.

@@ -6,7 +6,6 @@
 #include <QJsonArray>
 #include <algorithm>
 #include <atomic>
-#include <numeric>
 #include <thread>
 #include <vector>
 
@@ -65,11 +64,18 @@ QJsonObject oneSection(QLatin1StringView section, const Options& options) {
 
 // Runs all pieces on a few threads of low priority; the results stand in the order of the pieces.
 std::vector<QJsonObject> collectAll(const Probe& probe, const std::vector<Collector>& pieces) {
-  std::vector<size_t> order(pieces.size());
-  std::iota(order.begin(), order.end(), size_t{0});
-  std::stable_partition(order.begin(), order.end(), [&](size_t index) { return pieces[index].slow; });
-
   std::vector<QJsonObject> results(pieces.size());
+  std::vector<size_t> order;
+  for (size_t i = 0; i < pieces.size(); ++i) {
+    if (pieces[i].turn != Collector::Turn::First) {
+      order.push_back(i);
+    } else if (!probe.options().stop.stop_requested()) {
+      results[i] = pieces[i].collect(probe);
+    }
+  }
+  std::stable_partition(order.begin(), order.end(),
+                        [&](size_t index) { return pieces[index].turn == Collector::Turn::Early; });
+
   std::atomic<size_t> next = 0;
   const auto work = [&] {
 #ifdef Q_OS_LINUX

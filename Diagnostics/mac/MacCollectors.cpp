@@ -50,8 +50,8 @@ QJsonObject network(const Probe& probe) {
   add(u"gateway"_s, gateway(probe));
   result[u"portal"_s] = captivePortal(probe);
   result[u"proxy"_s] = toJson(parseScutilProxy(probe.sh(u"scutil --proxy 2>/dev/null | sed -n '1,120p'"_s)));
-  result[u"vpn"_s] = QJsonArray::fromStringList(trimmedLines(
-      probe.sh(uR"~(scutil --nc list 2>/dev/null | grep -i Connected | sed 's/.*"\(.*\)".*/\1/')~"_s)));
+  result[u"vpn"_s] = QJsonArray::fromStringList(
+      trimmedLines(probe.sh(uR"~(scutil --nc list 2>/dev/null | grep -i Connected | sed 's/.*"\(.*\)".*/\1/')~"_s)));
   return result;
 }
 
@@ -153,9 +153,15 @@ QJsonObject thermal(const Probe& probe) {
 
 const std::vector<Collector>& macCollectors() {
   static const std::vector<Collector> kCollectors = {
-      {"network"_L1, network},       {"ping"_L1, ping},         {"crashes"_L1, crashes},
-      {"storage"_L1, storage, true}, {"battery"_L1, battery},   {"processes"_L1, processes},
-      {"updates"_L1, updates, true}, {"security"_L1, security}, {"thermal"_L1, thermal},
+      {"network"_L1, network},
+      {"ping"_L1, ping},
+      {"crashes"_L1, crashes},
+      {"storage"_L1, storage, Collector::Turn::Early},
+      {"battery"_L1, battery},
+      {"processes"_L1, processes, Collector::Turn::First},
+      {"updates"_L1, updates, Collector::Turn::Early},
+      {"security"_L1, security},
+      {"thermal"_L1, thermal},
   };
   return kCollectors;
 }

@@ -1,0 +1,104 @@
+// How long a full diagnostics report of this machine takes, and how much processor time its commands use.
+//
+//   bench_diagnostics [--runs N] [--network] [--out FILE]
+//
+// By default it runs in a network of its own that holds nothing but the loopback interface, so that no packet leaves
+// the machine; --network measures with the network as it is. --out writes the figures as JSON.
+#include <net/if.h>
+#include <sched.h>
+#include <sys/ioctl.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <QCoreApplication>
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <vector>
+
+#include "Diagnostics/Diagnostics.h"
+
+namespace {
+using namespace Qt::Literals::StringLiterals;
+namespace Diagnostics = vantora::Diagnostics;
+
+// Into an empty network whose loopback interface is up. False without the rights for it.
+bool leaveNetwork() {
+  if (unshare(CLONE_NEWNET) != 0 && unshare(CLONE_NEWUSER | CLONE_NEWNET) != 0) return false;
+  const int fd = socket(AF_INET, SOCK_DGRAM, 0);
+  ifreq request{};
+  qstrncpy(request.ifr_name, "lo", IFNAMSIZ);
+  request.ifr_flags = IFF_UP;
+  const bool up = fd >= 0 && ioctl(fd, SIOCSIFFLAGS, &request) == 0;
+  if (fd >= 0) close(fd);
+  return up;
+}
+
+double seconds(const timeval& time) {
+  return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
+}
+
+double childrenSeconds() {
+  rusage usage{};
+  getrusage(RUSAGE_CHILDREN, &usage);
+  return seconds(usage.ru_utime) + seconds(usage.ru_stime);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  const QCoreApplication application(argc, argv);
+  const QStringList arguments = QCoreApplication::arguments();
+  const auto value = [&](const QString& name) { return arguments.value(arguments.indexOf(name) + 1); };
+  const int runs = arguments.contains(u"--runs"_s) ? std::max(1, value(u"--runs"_s).toInt()) : 5;
+  const bool with_network = arguments.contains(u"--network"_s);
+
+  Diagnostics::Options options;
+  if (!with_network) {
+    if (!leaveNetwork()) {
+      std::fprintf(stderr, "cannot make a network of its own; --network measures with the one there is\n");
+      return 1;
+    }
+    options.captivePageUrl = u"http://127.0.0.1:9/"_s;
+    options.internetAddress = u"127.0.0.1"_s;
+  }
+
+  std::vector<double> times;
+  qsizetype bytes = 0;
+  const double children_before = childrenSeconds();
+  for (int i = 0; i < runs; ++i) {
+    const auto start = std::chrono::steady_clock::now();
+    const QJsonObject report = Diagnostics::run(options);
+    times.push_back(std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
+    bytes = QJsonDocument(report).toJson(QJsonDocument::Compact).size();
+    std::printf("report %d: %.3f s, %lld bytes\n", i + 1, times.back(), static_cast<long long>(bytes));
+  }
+  const double command_seconds = (childrenSeconds() - children_before) / runs;
+  std::sort(times.begin(), times.end());
+  const double median = times[times.size() / 2];
+  std::printf("median %.3f s, worst %.3f s, processor time of the commands %.3f s a report\n", median, times.back(),
+              command_seconds);
+
+  if (!arguments.contains(u"--out"_s)) return 0;
+  constexpr double kAimSeconds = 3;
+  const auto figure = [](const QString& name, double amount, const QString& unit) {
+    return QJsonObject{{u"name"_s, name}, {u"value"_s, amount}, {u"unit"_s, unit}, {u"better"_s, u"lower"_s}};
+  };
+  QJsonObject whole = figure(u"diagnostics report, median"_s, median, u"s"_s);
+  whole[u"aim"_s] = kAimSeconds;
+  const QJsonArray list{whole, figure(u"diagnostics report, worst of %1"_s.arg(runs), times.back(), u"s"_s),
+                        figure(u"diagnostics report, processor time of its commands"_s, command_seconds, u"s"_s),
+                        figure(u"diagnostics report, size"_s, static_cast<double>(bytes), u"bytes"_s)};
+  const QJsonObject figures{{u"figures"_s, list}};
+  QFile out(value(u"--out"_s));
+  const QByteArray json = QJsonDocument(figures).toJson();
+  if (!out.open(QIODevice::WriteOnly) || out.write(json) != json.size()) {
+    std::fprintf(stderr, "cannot write %s\n", qPrintable(out.fileName()));
+    return 1;
+  }
+  return 0;
+}

@@ -1,0 +1,76 @@
+#include "tests/diagnostics/MadeUpMachine.h"
+
+#include <gtest/gtest.h>
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QMutexLocker>
+
+namespace vantora::Diagnostics {
+using namespace Qt::Literals::StringLiterals;
+
+MadeUpMachine::MadeUpMachine() { EXPECT_TRUE(root_.isValid() && tools_.isValid()); }
+
+QString MadeUpMachine::place(const QString& path) const { return root_.path() + path; }
+
+void MadeUpMachine::file(const QString& path, const QByteArray& content) {
+  EXPECT_TRUE(QDir().mkpath(QFileInfo(place(path)).path()));
+  QFile out(place(path));
+  EXPECT_TRUE(out.open(QIODevice::WriteOnly)) << path.toStdString();
+  EXPECT_EQ(out.write(content), content.size());
+}
+
+void MadeUpMachine::folder(const QString& path) { EXPECT_TRUE(QDir().mkpath(place(path))); }
+
+void MadeUpMachine::link(const QString& path, const QString& target) {
+  EXPECT_TRUE(QDir().mkpath(QFileInfo(place(path)).path()));
+  EXPECT_TRUE(QFile::link(place(target), place(path)));
+}
+
+void MadeUpMachine::tool(const QString& name, const QByteArray& script) {
+  QFile out(tools_.filePath(name));
+  EXPECT_TRUE(out.open(QIODevice::WriteOnly));
+  out.write(script.isEmpty() ? QByteArray("#!/bin/sh\n") : "#!/bin/sh\n" + script);
+  out.close();
+  EXPECT_TRUE(out.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
+}
+
+void MadeUpMachine::answer(const QString& piece, const QString& output) { answers_.append({piece, output}); }
+
+Options MadeUpMachine::realOptions() const {
+  Options options;
+  options.captivePageUrl = u"http://127.0.0.1:9/"_s;
+  options.internetAddress = u"127.0.0.1"_s;
+  options.environment.clear();
+  // A report finds only the tools installed above; the login profile gives the commands themselves their usual PATH.
+  options.environment.insert(u"PATH"_s, tools_.path());
+  options.environment.insert(u"HOME"_s, u"/home/user"_s);
+  options.toolFolders.clear();
+  options.root = root_.path();
+  options.interfaceAddresses = [] { return std::vector<InterfaceAddress>(); };
+  return options;
+}
+
+Options MadeUpMachine::options() const {
+  Options options = realOptions();
+  options.runner = [this](const QString& command, double seconds) {
+    EXPECT_DOUBLE_EQ(seconds, 2.5);
+    const QMutexLocker locker(&mutex_);
+    commands_.append(command);
+    for (const auto& [piece, output] : answers_) {
+      if (command.contains(piece)) return output;
+    }
+    return QString();
+  };
+  return options;
+}
+
+QStringList MadeUpMachine::commands() const {
+  const QMutexLocker locker(&mutex_);
+  return commands_;
+}
+
+bool MadeUpMachine::ran(const QString& piece) const { return !commands().filter(piece).isEmpty(); }
+
+}  // namespace vantora::Diagnostics

@@ -1,0 +1,44 @@
+#pragma once
+
+#include <gtest/gtest.h>
+#include <signal.h>
+
+#include <QFile>
+#include <QString>
+#include <chrono>
+#include <functional>
+#include <thread>
+
+namespace vantora::Diagnostics {
+
+// Waits until something holds, looking again and again; false when it does not within ten seconds.
+inline bool becomesTrue(const std::function<bool()>& condition) {
+  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+  while (!condition()) {
+    if (std::chrono::steady_clock::now() >= end) return false;
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  }
+  return true;
+}
+
+// Whether a process runs; one that has ended and only waits to be collected does not.
+inline bool isAlive(qint64 pid) {
+  QFile stat(QStringLiteral("/proc/%1/stat").arg(pid));
+  if (!stat.open(QIODevice::ReadOnly)) return false;
+  const QByteArray text = stat.readAll();
+  const char state = text.mid(text.lastIndexOf(')') + 2, 1).at(0);
+  return state != 'Z' && state != 'X';
+}
+
+// The processor's clock, from its making on.
+class Stopwatch {
+ public:
+  [[nodiscard]] double seconds() const {
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start_).count();
+  }
+
+ private:
+  const std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
+};
+
+}  // namespace vantora::Diagnostics
