@@ -16,7 +16,7 @@ test('showsTheColourBarsWhileSharingIsOff', async (t) => {
     let seen;
     await until(async () => {
       seen = await colours(page, places);
-      return seen?.every((colour, index) => near(colour, bars[index], 40));
+      return seen?.every((colour, index) => near(colour, bars[index], 16));
     }, { deadline: 8000, what: 'six bars' }).catch((error) => assert.fail(`${error.message}: ${JSON.stringify(seen)}`));
 
     const before = await framesShown(page);
@@ -86,3 +86,22 @@ test('theCompanionsPageShowsTheScreen', async (t) => {
     assert.deepEqual(page.said.filter((line) => /^(error|warning)/.test(line)), []);
   });
 });
+
+for (const codec of ['h264', 'vp8', 'vp9', 'av1']) {
+  test(`showsTheScreensColoursWith_${codec}`, async (t) => {
+    await withSession(t, { host: { env: { PREFERRED_CODEC: codec } } }, async (session) => {
+      await session.screen.paint('#00ff00');
+      const page = await session.bare();
+      for (const colour of ['#00ff00', '#ff0000', '#0000ff', '#808080']) {
+        await session.screen.paint(colour);
+        await shows(page, colour, { deadline: 8000 });
+      }
+      const used = await page.evaluate(async () => {
+        const stats = [...(await bare.pc.getStats()).values()];
+        const video = stats.find((each) => each.type === 'inbound-rtp' && each.kind === 'video' && each.framesDecoded > 0);
+        return stats.find((each) => each.id === video.codecId).mimeType.toLowerCase();
+      });
+      assert.equal(used, `video/${codec}`);
+    });
+  });
+}

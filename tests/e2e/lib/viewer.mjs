@@ -43,7 +43,7 @@ export function rgb(hex) {
   return [1, 3, 5].map((at) => Number.parseInt(hex.slice(at, at + 2), 16));
 }
 
-export function near(colour, wanted, tolerance = 24) {
+export function near(colour, wanted, tolerance = 16) {
   return colour.every((value, index) => Math.abs(value - wanted[index]) <= tolerance);
 }
 
