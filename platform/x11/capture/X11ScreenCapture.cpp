@@ -55,6 +55,9 @@ class X11ScreenCapture final : public ScreenCapture, private webrtc::DesktopCapt
   std::unique_ptr<webrtc::DesktopFrame> frame_;
   webrtc::DesktopCapturer::Result result_ = webrtc::DesktopCapturer::Result::ERROR_TEMPORARY;
   bool firstLook_ = true;
+  // The server tells of a change once, until the damage is taken up. Reading the whole screen takes
+  // none up, so that a change in between would never be told.
+  bool lookAgain_ = false;
 };
 
 ScreenCapture::Opened X11ScreenCapture::open(int displayIndex) {
@@ -93,7 +96,7 @@ ScreenCapture::Opened X11ScreenCapture::open(int displayIndex) {
 
 ScreenCapture::Look X11ScreenCapture::look(ScreenPicture& picture) {
   using Result = webrtc::DesktopCapturer::Result;
-  if (!capturer_) return Look::lost;
+  if (!capturer_ || lost_.load()) return Look::lost;
   const webrtc::DesktopSize previous = frame_ ? frame_->size() : webrtc::DesktopSize();
   frame_.reset();
   result_ = Result::ERROR_TEMPORARY;
@@ -101,12 +104,14 @@ ScreenCapture::Look X11ScreenCapture::look(ScreenPicture& picture) {
   if (lost_.load() || result_ == Result::ERROR_PERMANENT) return Look::lost;
   if (result_ != Result::SUCCESS || !frame_ || frame_->size().is_empty()) return Look::notReady;
   const bool wholeIsNew = std::exchange(firstLook_, false) || !previous.equals(frame_->size());
+  lookAgain_ = wholeIsNew;
   if (!wholeIsNew && frame_->updated_region().is_empty()) return Look::unchanged;
   describe(picture);
   if (wholeIsNew) {
     picture.changedTop = 0;
     picture.changedBottom = picture.height;
   }
+  if (picture.changedTop == 0 && picture.changedBottom == picture.height) lookAgain_ = true;
   return Look::changed;
 }
 
@@ -132,7 +137,7 @@ void X11ScreenCapture::OnCaptureResult(webrtc::DesktopCapturer::Result result,
 ScreenCapture::Woken X11ScreenCapture::wait(std::chrono::nanoseconds timeout, WakeOn wakeOn) {
   const bool watch = wakeOn == WakeOn::changeOrCall && connection_;
   // What the socket held may have been read already, together with an answer.
-  if (watch && (lost_.load() || x11::hasEvents(connection_->display()))) return Woken::change;
+  if (watch && (lookAgain_ || lost_.load() || x11::hasEvents(connection_->display()))) return Woken::change;
   pollfd files[2] = {{wakeUp_, POLLIN, 0}, {watch ? x11::socketOf(connection_->display()) : -1, POLLIN, 0}};
   const auto bounded = std::clamp<std::chrono::nanoseconds>(timeout, std::chrono::nanoseconds(0), kLongestWait);
   const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(bounded);

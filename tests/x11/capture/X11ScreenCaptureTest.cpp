@@ -1,0 +1,293 @@
+#include <gtest/gtest.h>
+
+#include <array>
+#include <thread>
+
+#include "platform/x11/capture/X11ScreenCapture.h"
+#include "tests/x11/capture/ScreenPainter.h"
+#include "tests/x11/support/XvfbServer.h"
+
+namespace vantora {
+namespace {
+
+using namespace std::chrono_literals;
+using testing_x11::ScreenPainter;
+using testing_x11::XvfbServer;
+using Look = ScreenCapture::Look;
+using Outcome = ScreenCapture::Outcome;
+using WakeOn = ScreenCapture::WakeOn;
+using Woken = ScreenCapture::Woken;
+
+constexpr std::uint32_t kBlue = 0x204060;
+constexpr std::uint32_t kRed = 0xc01020;
+
+std::uint32_t colourAt(const ScreenPicture& picture, int x, int y) {
+  const std::uint8_t* pixel = picture.bgra + static_cast<std::ptrdiff_t>(y) * picture.stride + x * 4;
+  return static_cast<std::uint32_t>(pixel[2]) << 16 | static_cast<std::uint32_t>(pixel[1]) << 8 | pixel[0];
+}
+
+bool allOf(const ScreenPicture& picture, std::uint32_t colour) {
+  for (int y = 0; y < picture.height; ++y) {
+    for (int x = 0; x < picture.width; ++x) {
+      if (colourAt(picture, x, y) != colour) return false;
+    }
+  }
+  return picture.width > 0 && picture.height > 0;
+}
+
+class X11ScreenCaptureTest : public testing::Test {
+ protected:
+  explicit X11ScreenCaptureTest(int width = 640, int height = 480) : server(width, height) {}
+  void SetUp() override { ASSERT_TRUE(server.running()); }
+
+  // Opens and takes the first picture.
+  void openAndLook(int index = 0) {
+    ASSERT_EQ(capture->open(index).outcome, Outcome::opened);
+    ASSERT_EQ(capture->look(picture), Look::changed);
+  }
+  // Looks until something changed.
+  [[nodiscard]] bool lookUntilChanged() { return lookUntil(Look::changed); }
+  [[nodiscard]] bool lookUntil(Look wanted) {
+    const auto deadline = std::chrono::steady_clock::now() + 10s;
+    while (std::chrono::steady_clock::now() < deadline) {
+      if (capture->look(picture) == wanted) return true;
+      (void)capture->wait(100ms, WakeOn::changeOrCall);
+    }
+    return false;
+  }
+
+  XvfbServer server;
+  ScreenPainter painter{server.display()};
+  std::unique_ptr<ScreenCapture> capture = makeX11ScreenCapture(server.display().toStdString());
+  ScreenPicture picture;
+};
+
+class X11OddScreenCaptureTest : public X11ScreenCaptureTest {
+ protected:
+  X11OddScreenCaptureTest() : X11ScreenCaptureTest(641, 479) {}
+};
+
+TEST_F(X11ScreenCaptureTest, readsTheScreenPixelByPixel) {
+  ASSERT_EQ(server.run({"xsetroot", "-solid", "#204060"}), 0);
+  openAndLook();
+  EXPECT_EQ(picture.width, 640);
+  EXPECT_EQ(picture.height, 480);
+  EXPECT_EQ(picture.changedTop, 0);
+  EXPECT_EQ(picture.changedBottom, 480);
+  EXPECT_TRUE(allOf(picture, kBlue));
+}
+
+TEST_F(X11OddScreenCaptureTest, readsAScreenOfOddSize) {
+  painter.fillAll(kBlue);
+  openAndLook();
+  EXPECT_EQ(picture.width, 641);
+  EXPECT_EQ(picture.height, 479);
+  EXPECT_TRUE(allOf(picture, kBlue));
+}
+
+TEST_F(X11ScreenCaptureTest, saysWhyADisplayCannotBeOpened) {
+  const auto bad = makeX11ScreenCapture(":54321");
+  const ScreenCapture::Opened opened = bad->open(0);
+  EXPECT_EQ(opened.outcome, Outcome::refused);
+  EXPECT_EQ(opened.error, QStringLiteral("cannot open display \":54321\""));
+  EXPECT_EQ(bad->look(picture), Look::lost);
+}
+
+TEST_F(X11ScreenCaptureTest, seesNoChangeOnAStillScreen) {
+  openAndLook();
+  EXPECT_TRUE(lookUntil(Look::unchanged));
+  EXPECT_EQ(capture->look(picture), Look::unchanged);
+  EXPECT_EQ(capture->wait(100ms, WakeOn::changeOrCall), Woken::timeout);
+}
+
+TEST_F(X11ScreenCaptureTest, tellsTheRowsThatChanged) {
+  painter.fillAll(kBlue);
+  openAndLook();
+  ASSERT_TRUE(lookUntil(Look::unchanged));
+  painter.fill(kRed, 100, 151, 50, 20);
+  ASSERT_TRUE(lookUntilChanged());
+  // The changed area comes in steps of 16.
+  EXPECT_EQ(picture.changedTop, 144);
+  EXPECT_EQ(picture.changedBottom, 176);
+  EXPECT_EQ(colourAt(picture, 100, 151), kRed);
+  EXPECT_EQ(colourAt(picture, 149, 170), kRed);
+  EXPECT_EQ(colourAt(picture, 150, 170), kBlue);
+  EXPECT_EQ(colourAt(picture, 100, 150), kBlue);
+}
+
+TEST_F(X11ScreenCaptureTest, keepsThePictureWholeOverManySmallChanges) {
+  painter.fillAll(kBlue);
+  openAndLook();
+  for (int i = 0; i < 40; ++i) {
+    painter.fill(kRed, i * 16, i * 12, 16, 12);
+    ASSERT_TRUE(lookUntilChanged());
+    for (int j = 0; j < 40; ++j) {
+      ASSERT_EQ(colourAt(picture, j * 16 + 8, j * 12 + 6), j <= i ? kRed : kBlue) << i << " " << j;
+    }
+  }
+}
+
+TEST_F(X11ScreenCaptureTest, isWokenByAChange) {
+  openAndLook();
+  ASSERT_TRUE(lookUntil(Look::unchanged));
+  std::jthread later([&] { painter.fill(kRed, 0, 0, 10, 10); });
+  EXPECT_EQ(capture->wait(10s, WakeOn::changeOrCall), Woken::change);
+}
+
+TEST_F(X11ScreenCaptureTest, isWokenByChangesRightAfterTheFirstLook) {
+  openAndLook();
+  for (int i = 0; i < 5; ++i) {
+    painter.fill(i % 2 == 0 ? kRed : kBlue, 0, 0, 640, 480);
+    do {
+      ASSERT_EQ(capture->wait(10s, WakeOn::changeOrCall), Woken::change);
+    } while (capture->look(picture) == Look::unchanged);
+    EXPECT_EQ(colourAt(picture, 320, 240), i % 2 == 0 ? kRed : kBlue);
+  }
+}
+
+TEST_F(X11ScreenCaptureTest, remembersAChangeThatCameBeforeTheWait) {
+  openAndLook();
+  ASSERT_TRUE(lookUntil(Look::unchanged));
+  painter.fill(kRed, 0, 0, 10, 10);
+  EXPECT_EQ(capture->wait(10s, WakeOn::changeOrCall), Woken::change);
+  EXPECT_EQ(capture->wait(10s, WakeOn::changeOrCall), Woken::change) << "until it is looked at";
+}
+
+TEST_F(X11ScreenCaptureTest, sleepsThroughChangesWhenAskedTo) {
+  openAndLook();
+  ASSERT_TRUE(lookUntil(Look::unchanged));
+  painter.fill(kRed, 0, 0, 10, 10);
+  EXPECT_EQ(capture->wait(30ms, WakeOn::call), Woken::timeout);
+}
+
+TEST_F(X11ScreenCaptureTest, isWokenByACallFromAnotherThread) {
+  openAndLook();
+  ASSERT_TRUE(lookUntil(Look::unchanged));
+  std::jthread later([&] { capture->wake(); });
+  EXPECT_EQ(capture->wait(std::chrono::nanoseconds::max(), WakeOn::changeOrCall), Woken::call);
+}
+
+TEST_F(X11ScreenCaptureTest, remembersACallThatCameBeforeTheWait) {
+  capture->wake();
+  capture->wake();
+  EXPECT_EQ(capture->wait(10s, WakeOn::call), Woken::call);
+  EXPECT_EQ(capture->wait(1ms, WakeOn::call), Woken::timeout);
+}
+
+TEST_F(X11ScreenCaptureTest, leavesTheCursorOut) {
+  ASSERT_EQ(server.run({"xsetroot", "-solid", "#204060", "-cursor_name", "gumby"}), 0);
+  painter.movePointer(100, 100);
+  openAndLook();
+  EXPECT_TRUE(allOf(picture, kBlue));
+  ASSERT_TRUE(lookUntil(Look::unchanged));
+  for (int i = 0; i < 20; ++i) {
+    painter.movePointer(200 + i * 10, 200);
+    const Look look = capture->look(picture);
+    EXPECT_TRUE(look == Look::unchanged || allOf(picture, kBlue));
+  }
+  painter.fill(kRed, 0, 0, 1, 1);
+  ASSERT_TRUE(lookUntilChanged());
+  EXPECT_EQ(colourAt(picture, 395, 205), kBlue);
+}
+
+TEST_F(X11ScreenCaptureTest, countsMonitorsInRandrsOrder) {
+  ASSERT_TRUE(server.splitIntoTwoMonitors(400, 240, 480));
+  const auto monitors = painter.monitors();
+  ASSERT_EQ(monitors.size(), 2u);
+  for (std::size_t i = 0; i < monitors.size(); ++i) {
+    const auto& monitor = monitors[i];
+    painter.fillAll(kBlue);
+    painter.fill(kRed, monitor.x, monitor.y, monitor.width, monitor.height);
+    openAndLook(static_cast<int>(i));
+    EXPECT_EQ(picture.width, monitor.width);
+    EXPECT_EQ(picture.height, monitor.height);
+    EXPECT_TRUE(allOf(picture, kRed));
+  }
+}
+
+TEST_F(X11ScreenCaptureTest, opensTheLastMonitorForAnIndexBeyondIt) {
+  ASSERT_TRUE(server.splitIntoTwoMonitors(400, 240, 480));
+  const ScreenCapture::Opened opened = capture->open(3);
+  EXPECT_EQ(opened.outcome, Outcome::opened);
+  EXPECT_EQ(opened.displayIndex, 1);
+}
+
+TEST_F(X11ScreenCaptureTest, ignoresChangesOnAnotherMonitor) {
+  ASSERT_TRUE(server.splitIntoTwoMonitors(400, 240, 480));
+  openAndLook(0);
+  ASSERT_TRUE(lookUntil(Look::unchanged));
+  painter.fill(kRed, 450, 10, 50, 50);
+  EXPECT_EQ(capture->look(picture), Look::unchanged);
+}
+
+TEST_F(X11ScreenCaptureTest, followsAChangeOfTheScreensSize) {
+  openAndLook();
+  ASSERT_TRUE(testing_x11::resizeScreen(server, 400, 300));
+  painter.fillAll(kBlue);
+  const auto deadline = std::chrono::steady_clock::now() + 10s;
+  while (picture.width != 400 && std::chrono::steady_clock::now() < deadline) {
+    if (capture->look(picture) == Look::lost) {
+      ASSERT_EQ(capture->open(0).outcome, Outcome::opened);
+    }
+  }
+  EXPECT_EQ(picture.width, 400);
+  EXPECT_EQ(picture.height, 300);
+  EXPECT_TRUE(allOf(picture, kBlue));
+}
+
+TEST_F(X11ScreenCaptureTest, outlivesItsServer) {
+  openAndLook();
+  server.kill();
+  EXPECT_EQ(capture->wait(10s, WakeOn::changeOrCall), Woken::change);
+  EXPECT_EQ(capture->look(picture), Look::lost);
+  EXPECT_EQ(capture->look(picture), Look::lost);
+  EXPECT_EQ(capture->open(0).outcome, Outcome::refused);
+  ASSERT_TRUE(server.restart());
+  openAndLook();
+}
+
+TEST_F(X11ScreenCaptureTest, outlivesAServerThatIsKilledWhileItReads) {
+  for (int round = 0; round < 5; ++round) {
+    if (!server.running()) {
+      ASSERT_TRUE(server.restart());
+    }
+    std::atomic<int> looks{0};
+    std::jthread reader([&](const std::stop_token& stop) {
+      ScreenPainter busy(server.display());
+      std::uint32_t colour = 0;
+      bool lost = capture->open(0).outcome != Outcome::opened;
+      while (!stop.stop_requested() && !lost) {
+        busy.fillAll(++colour);
+        lost = capture->look(picture) == Look::lost;
+        ++looks;
+      }
+      EXPECT_TRUE(lost);
+      capture->close();
+      looks = 1000;
+    });
+    while (looks < 20 + round) std::this_thread::yield();
+    server.kill();
+    const auto deadline = std::chrono::steady_clock::now() + 10s;
+    while (looks < 1000 && std::chrono::steady_clock::now() < deadline) std::this_thread::yield();
+    EXPECT_GE(looks, 1000);
+  }
+}
+
+TEST_F(X11ScreenCaptureTest, seesAChangeOfTheWholeScreen) {
+  openAndLook();
+  for (const std::uint32_t colour : {kRed, kBlue, kRed}) {
+    ASSERT_TRUE(lookUntil(Look::unchanged));
+    painter.fillAll(colour);
+    ASSERT_TRUE(lookUntilChanged());
+    EXPECT_TRUE(allOf(picture, colour));
+  }
+}
+
+TEST_F(X11ScreenCaptureTest, findsNoDisplayWhenNoneIsOn) {
+  (void)server.run({"xrandr", "--output", "screen", "--off"});
+  ASSERT_TRUE(painter.monitors().empty());
+  EXPECT_EQ(capture->open(0).outcome, Outcome::noDisplay);
+}
+
+}  // namespace
+}  // namespace vantora
