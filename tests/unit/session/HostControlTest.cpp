@@ -1,0 +1,288 @@
+// What the session does with the viewer's control messages and channels.
+#include "tests/unit/session/HostFixture.h"
+
+using namespace std::chrono_literals;
+using namespace Qt::Literals::StringLiterals;
+
+namespace vantora {
+namespace {
+
+class HostControlTest : public HostFixture {
+ protected:
+  static QStringList typesOf(const QList<JsonObject>& messages) {
+    QStringList types;
+    for (const JsonObject& message : messages) types.append(message.value(u"type"_s).toString());
+    return types;
+  }
+};
+
+// Channels
+
+TEST_F(HostControlTest, greetsTheViewerOnTheReliableChannel) {
+  start();
+  peer().reliable().open();
+  const QList<JsonObject> messages = heard();
+  ASSERT_EQ(typesOf(messages), (QStringList{u"display_info"_s, u"host_stats"_s}));
+  EXPECT_EQ(messages[0], (JsonObject{{u"type"_s, u"display_info"_s}, {u"count"_s, 2}, {u"current"_s, 0}}));
+  EXPECT_EQ(messages[1].value(u"room"_s), QJsonValue(u"r"_s));
+  EXPECT_EQ(messages[1].value(u"preset"_s), QJsonValue(u"auto"_s));
+  EXPECT_EQ(messages[1].value(u"capture"_s), QJsonValue(u"dummy"_s));
+  EXPECT_EQ(messages[1].value(u"hostName"_s), QJsonValue(u"desk"_s));
+}
+
+TEST_F(HostControlTest, startsTheTimerOnAnyChannelButGreetsOnlyOnTheReliableOne) {
+  start();
+  peer().control().open();
+  EXPECT_EQ(scheduler_.runningTimers(), 1U);
+  scheduler_.advance(1s);
+  EXPECT_TRUE(heard("control"_L1).isEmpty());
+  peer().reliable().open();
+  heard();
+  scheduler_.advance(1s);
+  EXPECT_EQ(typesOf(heard()), (QStringList{u"host_stats"_s, u"host_stats"_s, u"host_stats"_s, u"host_stats"_s}));
+  EXPECT_TRUE(heard("control"_L1).isEmpty());
+}
+
+TEST_F(HostControlTest, tellsWhatIsSentNow) {
+  connectViewer();
+  host_->startSharing();
+  sources_.screen().finishStart();
+  sources_.screen().lastCaptureWallNs = 17;
+  say({{u"type"_s, u"quality"_s}, {u"preset"_s, u"low"_s}});
+  say({{u"type"_s, u"display_index"_s}, {u"index"_s, 1}});
+  heard();
+  scheduler_.advance(250ms);
+  const QList<JsonObject> messages = heard();
+  ASSERT_EQ(messages.size(), 1);
+  const JsonObject& stats = messages[0];
+  EXPECT_EQ(stats.value(u"preset"_s), QJsonValue(u"low"_s));
+  EXPECT_EQ(stats.value(u"width"_s), QJsonValue(960));
+  EXPECT_EQ(stats.value(u"height"_s), QJsonValue(540));
+  EXPECT_EQ(stats.value(u"fps"_s), QJsonValue(30));
+  EXPECT_EQ(stats.value(u"maxKbps"_s), QJsonValue(1200));
+  EXPECT_EQ(stats.value(u"capture"_s), QJsonValue(u"screen"_s));
+  EXPECT_EQ(stats.value(u"displayIndex"_s), QJsonValue(1));
+  EXPECT_EQ(stats.value(u"lastCaptureNs"_s), QJsonValue(17));
+}
+
+TEST_F(HostControlTest, resetsReplacesAndOffersWhenAChannelCloses) {
+  for (const bool reliable : {false, true}) {
+    connectInControl();
+    const QString label = reliable ? u"control_reliable"_s : u"control"_s;
+    (reliable ? peer().reliable() : peer().control()).close();
+    EXPECT_EQ(journal_.take(),
+              (QStringList{u"log: [dc] state=3 label="_s + label, u"log: [control] reset state on channel close"_s,
+                           u"peer: createDataChannel "_s + label,
+                           u"log: [dc] created label="_s + label +
+                               (reliable ? u" (reliable)"_s : u" (unordered,maxPacketLifeTime=70ms)"_s),
+                           u"peer: createOffer"_s}));
+    EXPECT_FALSE(host_->authorisation().controlAuthed());
+    EXPECT_FALSE(host_->authorisation().controlEnabled());
+    EXPECT_EQ(scheduler_.runningTimers(), 0U);
+    EXPECT_EQ(peer().channels.size(), 3U);
+    peer().settle();
+    EXPECT_EQ(signalled(), QStringList{u"offer"_s});
+  }
+}
+
+TEST_F(HostControlTest, startsStatisticsAgainWhenTheFreshChannelOpens) {
+  connectViewer();
+  peer().reliable().close();
+  peer().reliable().open();
+  EXPECT_EQ(typesOf(heard()), (QStringList{u"display_info"_s, u"host_stats"_s}));
+  scheduler_.advance(250ms);
+  EXPECT_EQ(typesOf(heard()), QStringList{u"host_stats"_s});
+}
+
+// Held input
+
+TEST_F(HostControlTest, releasesHeldInputWhenAChannelCloses) {
+  connectInControl();
+  holdAButton();
+  say({{u"type"_s, u"keyDown"_s}, {u"code"_s, u"ShiftLeft"_s}});
+  peer().control().close();
+  EXPECT_TRUE(input_.heldButtons.empty());
+  EXPECT_TRUE(input_.heldKeys.empty());
+}
+
+TEST_F(HostControlTest, releasesHeldInputWhenTheUserWithdrawsControl) {
+  connectInControl();
+  holdAButton();
+  host_->authorisation().setAllowRemoteControl(false);
+  EXPECT_TRUE(input_.heldButtons.empty());
+  EXPECT_EQ(heard(), (QList<JsonObject>{{{u"type"_s, u"control_state"_s}, {u"enabled"_s, false}}}));
+}
+
+TEST_F(HostControlTest, releasesHeldInputWhenTheViewerSwitchesControlOff) {
+  connectInControl();
+  holdAButton();
+  say({{u"type"_s, u"control"_s}, {u"enable"_s, false}});
+  EXPECT_TRUE(input_.heldButtons.empty());
+}
+
+TEST_F(HostControlTest, releasesHeldInputWhenTheConnectionIsRebuilt) {
+  factory_.canRestartIce = false;
+  connectInControl();
+  holdAButton();
+  peer().reportIce(IceState::failed);
+  EXPECT_TRUE(input_.heldButtons.empty());
+}
+
+// Authorisation
+
+TEST_F(HostControlTest, answersAuthAndThenAcknowledges) {
+  connectViewer();
+  say({{u"type"_s, u"auth"_s}, {u"token"_s, u"000042"_s}, {u"req"_s, 1}});
+  say({{u"type"_s, u"auth"_s}, {u"token"_s, u"42"_s}, {u"req"_s, QJsonValue()}});
+  EXPECT_EQ(heard(), (QList<JsonObject>{{{u"type"_s, u"auth"_s}, {u"ok"_s, true}},
+                                        {{u"type"_s, u"ack"_s}, {u"req"_s, 1}},
+                                        {{u"type"_s, u"auth"_s}, {u"ok"_s, false}},
+                                        {{u"type"_s, u"ack"_s}, {u"req"_s, QJsonValue()}}}));
+  EXPECT_EQ(logged(), (QStringList{u"[control] auth=true"_s, u"[control] auth=false"_s}));
+}
+
+TEST_F(HostControlTest, saysThatPermissionIsMissingAfterTheAcknowledgement) {
+  connectViewer();
+  say({{u"type"_s, u"auth"_s}, {u"token"_s, u"000042"_s}});
+  heard();
+  input_.setUsable(false);
+  say({{u"type"_s, u"control"_s}, {u"enable"_s, true}, {u"req"_s, 3}});
+  EXPECT_EQ(heard(),
+            (QList<JsonObject>{{{u"type"_s, u"control_state"_s}, {u"enabled"_s, false}},
+                               {{u"type"_s, u"ack"_s}, {u"req"_s, 3}},
+                               {{u"type"_s, u"permission_required"_s}, {u"permission"_s, u"accessibility"_s}}}));
+}
+
+TEST_F(HostControlTest, repliesOnTheReliableChannelAndAcknowledgesWhereTheRequestCameFrom) {
+  connectViewer();
+  say({{u"type"_s, u"control"_s}, {u"enable"_s, true}}, "control"_L1);
+  EXPECT_EQ(typesOf(heard()), QStringList{u"control_state"_s});
+  EXPECT_EQ(typesOf(heard("control"_L1)), QStringList{u"ack"_s});
+}
+
+TEST_F(HostControlTest, refusesInputBeforeControlIsGranted) {
+  connectViewer();
+  say({{u"type"_s, u"mouseMove"_s}, {u"x"_s, 0.5}, {u"y"_s, 0.5}});
+  say({{u"type"_s, u"auth"_s}, {u"token"_s, u"000042"_s}});
+  say({{u"type"_s, u"mouseClick"_s}, {u"x"_s, 0.5}, {u"y"_s, 0.5}});
+  EXPECT_TRUE(input_.pointerEvents.empty());
+  EXPECT_TRUE(heard("control"_L1).isEmpty());
+}
+
+TEST_F(HostControlTest, letsTheDemoRoomControlWithoutAPin) {
+  connectViewer(u"demo"_s);
+  say(QByteArray(R"({"type":"auth"})"));
+  say({{u"type"_s, u"control"_s}, {u"enable"_s, true}});
+  EXPECT_TRUE(host_->authorisation().inputRight());
+  heard();
+  scheduler_.advance(250ms);
+  EXPECT_EQ(heard().value(0).value(u"demo"_s), QJsonValue(true));
+}
+
+// Refusals
+
+TEST_F(HostControlTest, tellsWhyACommandIsRefused) {
+  connectViewer();
+  say({{u"type"_s, u"exec_command"_s}, {u"id"_s, u"cmd"_s}, {u"req"_s, 1}});
+  say({{u"type"_s, u"exec_command"_s}, {u"id"_s, 5}});
+  const auto refusal = [](const QString& id) {
+    return JsonObject{{u"type"_s, u"command_result"_s},
+                      {u"id"_s, id},
+                      {u"title"_s, id},
+                      {u"ok"_s, false},
+                      {u"code"_s, -1},
+                      {u"stderr"_s, u"Unauthorized (control not granted)"_s}};
+  };
+  EXPECT_EQ(heard(), (QList<JsonObject>{refusal(u"cmd"_s), refusal(u""_s)}));
+  say({{u"type"_s, u"open_activity_monitor"_s}, {u"pid"_s, 1}});
+  EXPECT_TRUE(heard().isEmpty());
+}
+
+// Single messages
+
+TEST_F(HostControlTest, answersAPing) {
+  connectViewer();
+  scheduler_.setUnixBase(1'700'000'000'123'999'999ns);
+  say({{u"type"_s, u"ping"_s}, {u"t0"_s, 77}, {u"req"_s, 1}});
+  say({{u"type"_s, u"ping"_s}, {u"t0"_s, 1.5}});
+  say({{u"type"_s, u"ping"_s}}, "control"_L1);
+  const auto pong = [](qint64 t0) {
+    return JsonObject{{u"type"_s, u"pong"_s}, {u"t0"_s, t0}, {u"hostNow"_s, qint64{1'700'000'000'123}}};
+  };
+  EXPECT_EQ(heard(), (QList<JsonObject>{pong(77), pong(1'700'000'000'123), pong(1'700'000'000'123)}));
+  EXPECT_TRUE(heard("control"_L1).isEmpty());
+}
+
+TEST_F(HostControlTest, tellsTheDisplaysWhenNothingIsCaptured) {
+  connectViewer();
+  say({{u"type"_s, u"display_index"_s}, {u"index"_s, 1}, {u"req"_s, u"x"_s}});
+  EXPECT_EQ(heard("control"_L1),
+            (QList<JsonObject>{{{u"type"_s, u"display_info"_s}, {u"count"_s, 2}, {u"current"_s, 1}}}));
+  EXPECT_EQ(heard(), (QList<JsonObject>{{{u"type"_s, u"ack"_s}, {u"req"_s, u"x"_s}}}));
+  EXPECT_TRUE(logged().contains(u"[input] target display id=2 rotation=0 bounds=(1920, 0, 1280, 800)"_s));
+}
+
+TEST_F(HostControlTest, movesARunningCaptureToTheDisplay) {
+  connectViewer();
+  host_->startSharing();
+  sources_.screen().finishStart();
+  forget();
+  say({{u"type"_s, u"display_index"_s}, {u"index"_s, 1}});
+  EXPECT_TRUE(journal_.entries().contains(u"screen 1: display 1"_s));
+  EXPECT_TRUE(heard("control"_L1).isEmpty());
+  EXPECT_EQ(typesOf(heard()), QStringList{u"ack"_s});
+}
+
+TEST_F(HostControlTest, takesAnyDisplayIndex) {
+  connectViewer();
+  for (const auto& [sent, stored] :
+       std::initializer_list<std::pair<QByteArray, qint64>>{{"-3", 0},
+                                                            {"\"1\"", 0},
+                                                            {"1.5", 0},
+                                                            {"null", 0},
+                                                            {"-9223372036854775808", 0},
+                                                            {"7", 7},
+                                                            {"9223372036854775807", 2'147'483'647}}) {
+    say(R"({"type":"display_index","index":)" + sent + "}");
+    EXPECT_EQ(heard("control"_L1).value(0).value(u"current"_s), QJsonValue(stored)) << sent.toStdString();
+  }
+  say(QByteArray(R"({"type":"display_index"})"));
+  EXPECT_EQ(heard("control"_L1).value(0).value(u"current"_s), QJsonValue(0));
+}
+
+TEST_F(HostControlTest, appliesQualityWithoutAnAnswer) {
+  connectViewer();
+  say({{u"type"_s, u"quality"_s}, {u"preset"_s, u"high"_s}, {u"req"_s, 1}});
+  EXPECT_EQ(host_->getQualityPreset(), u"high"_s);
+  say({{u"type"_s, u"quality"_s}});  // The default is the automatic choice, high here as well.
+  EXPECT_EQ(host_->getQualityPreset(), u"high"_s);
+  say({{u"type"_s, u"video_params"_s}, {u"maxBitrateKbps"_s, 1500}, {u"req"_s, 1}});
+  EXPECT_EQ(peer().sender().maxBitrateBps, 1'500'000);
+  EXPECT_TRUE(heard().isEmpty());
+}
+
+TEST_F(HostControlTest, tellsTheUserInterfaceWhatChanged) {
+  connectViewer();
+  int changes = 0;
+  host_->setChangedHandler([&] { ++changes; });
+  say({{u"type"_s, u"quality"_s}, {u"preset"_s, u"low"_s}});
+  EXPECT_EQ(changes, 1);
+  say({{u"type"_s, u"quality"_s}, {u"preset"_s, u"low"_s}});
+  EXPECT_EQ(changes, 1);
+  host_->startSharing();
+  EXPECT_EQ(changes, 2);
+  host_->stopSharing();
+  EXPECT_EQ(changes, 3);
+}
+
+TEST_F(HostControlTest, choosesTheCodecOfTheNextOfferAndAcknowledges) {
+  connectViewer();
+  say({{u"type"_s, u"codec"_s}, {u"codec"_s, u"vp8"_s}, {u"profile"_s, u"high42"_s}, {u"req"_s, 2}});
+  EXPECT_EQ(heard(), (QList<JsonObject>{{{u"type"_s, u"ack"_s}, {u"req"_s, 2}}}));
+  peer().settle();
+  EXPECT_EQ(signalled(), QStringList{u"offer"_s});
+  EXPECT_TRUE(peer().localOffers.last().contains(u"SAVPF 96 97"_s));
+}
+
+}  // namespace
+}  // namespace vantora

@@ -1,0 +1,250 @@
+// What the session does with the messages of the signalling server and with ICE.
+#include <QJsonArray>
+
+#include "tests/unit/session/HostFixture.h"
+
+using namespace std::chrono_literals;
+using namespace Qt::Literals::StringLiterals;
+
+namespace vantora {
+namespace {
+
+class HostSignallingTest : public HostFixture {
+ protected:
+  int offers() {
+    peer().settle();
+    return static_cast<int>(signalled().count(u"offer"_s));
+  }
+};
+
+TEST_F(HostSignallingTest, ignoresWhatIsNoMessage) {
+  connectViewer();
+  for (const JsonObject& message :
+       {JsonObject{}, JsonObject{{u"type"_s, 5}}, JsonObject{{u"type"_s, u"join"_s}}, JsonObject{{u"type"_s, u""_s}},
+        JsonObject{{u"type"_s, u"offer"_s}, {u"sdp"_s, u"v=0"_s}}, JsonObject{{u"type"_s, QJsonArray{}}}}) {
+    signal(message);
+  }
+  EXPECT_TRUE(journal_.take().isEmpty());
+}
+
+TEST_F(HostSignallingTest, offersAgainWithFreshChannelsWhenTheLineComesBack) {
+  connectViewer();
+  peer().control().state = ChannelState::closed;
+  sockets_.last().failReceiving(u"gone"_s);
+  scheduler_.advance(500ms);
+  EXPECT_EQ(journal_.with("peer: create"_L1),
+            (QStringList{u"peer: createDataChannel control"_s, u"peer: createOffer"_s}));
+  peer().settle();
+  EXPECT_EQ(signalled(), (QStringList{u"join"_s, u"offer"_s}));
+}
+
+TEST_F(HostSignallingTest, growsTheReconnectDelayWhateverTheSessionDoes) {
+  start();
+  QStringList lines;
+  for (int i = 0; i < 4; ++i) {
+    sockets_.last().failReceiving(u"gone"_s);
+    lines.append(logged().last());
+    scheduler_.advance(10s);
+    peer().settle();
+  }
+  EXPECT_EQ(lines, (QStringList{u"[ws] reconnect in 0.5s"_s, u"[ws] reconnect in 1.0s"_s, u"[ws] reconnect in 2.0s"_s,
+                                u"[ws] reconnect in 4.0s"_s}));
+}
+
+TEST_F(HostSignallingTest, renegotiatesOnRequest) {
+  start();
+  peer().settle();
+  signal({{u"type"_s, u"ice"_s}, {u"candidate"_s, JsonObject{{u"candidate"_s, u"early"_s}}}});
+  peer().reliable().state = ChannelState::closed;
+  forget();
+  signal({{u"type"_s, u"renegotiate"_s}});
+  EXPECT_EQ(journal_.with("peer:"_L1),
+            (QStringList{u"peer: createDataChannel control_reliable"_s, u"peer: createOffer"_s}));
+  EXPECT_EQ(offers(), 1);
+  answer(u"AA"_s, u"u1"_s);
+  EXPECT_TRUE(peer().candidates.isEmpty()) << "the queue was emptied";
+}
+
+TEST_F(HostSignallingTest, keepsOpenChannelsWhenItRenegotiates) {
+  connectViewer();
+  signal({{u"type"_s, u"renegotiate"_s}});
+  EXPECT_EQ(peer().channels.size(), 2U);
+  EXPECT_EQ(offers(), 1);
+}
+
+TEST_F(HostSignallingTest, addsCandidatesThatCameBeforeTheAnswer) {
+  start();
+  peer().settle();
+  signal({{u"type"_s, u"ice"_s}, {u"candidate"_s, JsonObject{{u"candidate"_s, u"early"_s}}}});
+  EXPECT_TRUE(peer().candidates.isEmpty());
+  answer(u"AA"_s, u"u1"_s);
+  ASSERT_EQ(peer().candidates.size(), 1);
+  EXPECT_EQ(peer().candidates[0].candidate, u"early"_s);
+}
+
+TEST_F(HostSignallingTest, sendsItsOwnCandidatesAsTheyCome) {
+  start();
+  forget();
+  peer().events.candidateGenerated({u"candidate:1"_s, u"0"_s, 0});
+  EXPECT_EQ(signalled(), QStringList{u"ice"_s});
+}
+
+TEST_F(HostSignallingTest, appliesThePreferencesOfTheClient) {
+  connectViewer();
+  signal({{u"type"_s, u"client_prefs"_s}, {u"prefs"_s, JsonObject{{u"quality"_s, u"low"_s}}}});
+  EXPECT_EQ(host_->getQualityPreset(), u"low"_s);
+  EXPECT_EQ(logged().last(), u"[prefs] applied from client: quality=low fps=30"_s);
+}
+
+TEST_F(HostSignallingTest, handsChatAndReactionsOn) {
+  connectViewer();
+  QStringList shown;
+  host_->chat().setCallbacks(
+      {.presentChat = [&](const QString& from, const QString& text, qint64) { shown.append(from + u' ' + text); },
+       .deliverHostNotification = [&](const QString& title, const QString&) { shown.append(title); }});
+  signal({{u"type"_s, u"chat_broadcast"_s}, {u"text"_s, u"hi"_s}});
+  signal({{u"type"_s, u"reaction_broadcast"_s}, {u"from"_s, u"b"_s}, {u"reaction"_s, u"check"_s}});
+  EXPECT_EQ(shown, (QStringList{u"Chat from ?"_s, u"? hi"_s, u"Reaction from B"_s, u"b \u2705"_s}));
+}
+
+// Another viewer
+
+TEST_F(HostSignallingTest, buildsANewConnectionForAnotherViewer) {
+  connectInControl();
+  host_->startSharing();
+  sources_.screen().finishStart();
+  holdAButton();
+  signal({{u"type"_s, u"renegotiate"_s}});
+  peer().settle();
+  forget();
+  answer(u"BB"_s, u"u2"_s);
+  ASSERT_EQ(factory_.peers.size(), 2U);
+  EXPECT_TRUE(factory_.peers[0]->destroyed);
+  EXPECT_FALSE(host_->authorisation().controlEnabled());
+  EXPECT_FALSE(host_->authorisation().controlAuthed());
+  EXPECT_TRUE(input_.heldButtons.empty());
+  EXPECT_TRUE(logged().contains(u"[control] reset state on channel close"_s));
+  EXPECT_EQ(host_->getICEStateLabel(), u"new"_s);
+  EXPECT_EQ(offers(), 1);
+  EXPECT_EQ(peer().channels.size(), 2U);
+  // The capture goes on and feeds the new connection.
+  EXPECT_FALSE(sources_.screen().stopped);
+  EXPECT_EQ(peer().sender().track, u"screen 1"_s);
+  answer(u"BB"_s, u"u3"_s);
+  EXPECT_EQ(peer().remoteAnswers.size(), 1);
+  EXPECT_EQ(factory_.peers.size(), 2U);
+}
+
+TEST_F(HostSignallingTest, sendsNoStatisticsToAReplacedViewer) {
+  connectViewer();
+  signal({{u"type"_s, u"renegotiate"_s}});
+  peer().settle();
+  answer(u"BB"_s, u"u2"_s);
+  EXPECT_EQ(scheduler_.runningTimers(), 0U);
+}
+
+TEST_F(HostSignallingTest, hearsNothingOfAReplacedConnection) {
+  connectViewer();
+  signal({{u"type"_s, u"renegotiate"_s}});
+  peer().settle();
+  answer(u"BB"_s, u"u2"_s);
+  forget();
+  fakes::FakePeer& old = *factory_.peers[0];
+  old.reportIce(IceState::failed);
+  old.control().close();
+  old.reliable().deliver({{u"type"_s, u"ping"_s}});
+  EXPECT_TRUE(journal_.take().isEmpty());
+}
+
+// ICE
+
+TEST_F(HostSignallingTest, restartsIceAtOnceWhenItFails) {
+  connectViewer();
+  int refreshes = 0;
+  host_->setChangedHandler([&] { ++refreshes; });
+  peer().reportIce(IceState::failed);
+  EXPECT_EQ(journal_.take(), (QStringList{u"log: ICE state: failed (4)"_s, u"peer: restartIce"_s,
+                                          u"log: [ice] restartIce invoked"_s, u"peer: createOffer"_s}));
+  EXPECT_EQ(offers(), 1);
+  EXPECT_EQ(refreshes, 1);
+  EXPECT_EQ(host_->getICEStateLabel(), u"failed"_s);
+}
+
+TEST_F(HostSignallingTest, restartsIceOnceAfterALastingDisconnection) {
+  connectViewer();
+  peer().reportIce(IceState::disconnected);
+  scheduler_.advance(2s);
+  EXPECT_EQ(peer().restarts, 1);
+  EXPECT_EQ(offers(), 1);
+  scheduler_.advance(60s);
+  EXPECT_EQ(peer().restarts, 1);
+}
+
+TEST_F(HostSignallingTest, refreshesClosedChannelsWhenItRecovers) {
+  connectViewer();
+  peer().control().state = ChannelState::closed;
+  peer().reportIce(IceState::failed);
+  EXPECT_EQ(journal_.with("peer: create"_L1),
+            (QStringList{u"peer: createDataChannel control"_s, u"peer: createOffer"_s}));
+}
+
+TEST_F(HostSignallingTest, rebuildsTheConnectionWhereIceCannotBeRestarted) {
+  factory_.canRestartIce = false;
+  connectViewer();
+  host_->startSharing();
+  sources_.screen().finishStart();
+  peer().settle();
+  signal({{u"type"_s, u"ice"_s}, {u"candidate"_s, JsonObject{}}});
+  forget();
+  peer().reportIce(IceState::failed);
+  ASSERT_EQ(factory_.peers.size(), 2U);
+  EXPECT_EQ(journal_.entries().first(5),
+            (QStringList{u"log: ICE state: failed (4)"_s, u"log: [ice] restartIce not available → rebuilding peer"_s,
+                         u"log: [control] reset state on channel close"_s, u"peer: close"_s,
+                         u"factory: createPeerConnection"_s}));
+  EXPECT_EQ(journal_.entries().last(), u"peer: createOffer"_s);
+  EXPECT_EQ(offers(), 1);
+  EXPECT_TRUE(host_->isSharingEnabled());
+  EXPECT_EQ(peer().sender().track, u"screen 1"_s);
+}
+
+TEST_F(HostSignallingTest, takesTheSameViewersAnswerAfterARebuild) {
+  factory_.canRestartIce = false;
+  connectViewer();
+  peer().reportIce(IceState::failed);
+  peer().settle();
+  answer(u"AA"_s, u"u2"_s);
+  EXPECT_EQ(peer().remoteAnswers.size(), 1);
+  EXPECT_EQ(factory_.peers.size(), 2U);
+}
+
+TEST_F(HostSignallingTest, makesPicturesOnlyWhileTheConnectionStands) {
+  start();
+  EXPECT_FALSE(sources_.synthetic().active);
+  peer().reportIce(IceState::connected);
+  EXPECT_TRUE(sources_.synthetic().active);
+  peer().reportIce(IceState::disconnected);
+  EXPECT_FALSE(sources_.synthetic().active);
+  peer().reportIce(IceState::completed);
+  EXPECT_TRUE(sources_.synthetic().active);
+}
+
+TEST_F(HostSignallingTest, sendsAFreshPictureWhenMediaIsReady) {
+  start();
+  host_->startSharing();
+  peer().events.mediaReady();
+  EXPECT_EQ(sources_.screen().refreshes, 1);
+}
+
+TEST_F(HostSignallingTest, offersAgainWhenSharingStartsAndStops) {
+  connectViewer();
+  host_->startSharing();
+  EXPECT_EQ(offers(), 0);
+  sources_.screen().finishStart();
+  EXPECT_EQ(offers(), 1);
+  host_->stopSharing();
+  EXPECT_EQ(offers(), 2);
+}
+
+}  // namespace
+}  // namespace vantora

@@ -1,0 +1,300 @@
+#include <gtest/gtest.h>
+
+#include <map>
+
+#include "main/base/Log.h"
+#include "main/video/sharing/SharingControl.h"
+#include "tests/fakes/FakeControlOutlet.h"
+#include "tests/fakes/FakeDisplays.h"
+#include "tests/fakes/FakePeerConnection.h"
+#include "tests/fakes/FakeVideoSources.h"
+
+using namespace Qt::Literals::StringLiterals;
+
+namespace vantora {
+namespace {
+
+using Sent = fakes::FakeControlOutlet::Sent;
+
+// Log lines stand in the same journal as the calls, marked by "log: ".
+class SharingControlTest : public testing::Test {
+ protected:
+  void start() { sharing_.startVideoSource(*peer_, videoSender_); }
+  void startAndShare() {
+    start();
+    sharing_.startSharing();
+    sources_.screen().finishStart();
+    journal_.take();
+  }
+
+  fakes::Journal journal_;
+  ScopedLogSink log_{[this](const QString& line) { journal_.note(u"log: "_s + line); }};
+  std::map<std::string, QString> environment_;
+  fakes::FakeDisplays displays_{{{.bounds = {0, 0, 1920, 1080}}, {.bounds = {1920, 0, 1000, 700}}}};
+  fakes::FakeControlOutlet outlet_;
+  fakes::FakeVideoSources sources_{journal_};
+  fakes::FakePeerConnectionFactory factory_{&journal_};
+  std::unique_ptr<PeerConnection> peer_ = factory_.createPeerConnection({}, {});
+  std::unique_ptr<VideoSender> videoSender_;
+  SharingControl sharing_{
+      Environment([this](const char* name) -> std::optional<QString> {
+        const auto found = environment_.find(name);
+        return found == environment_.end() ? std::nullopt : std::optional(found->second);
+      }),
+      displays_,
+      outlet_,
+      sources_.factory(),
+      {.makeOffer = [this] { journal_.note(u"offer"_s); },
+       .changed = [this] { journal_.note(u"changed"_s); },
+       .input = {.setMappingMode = [this](bool points) { journal_.note(u"input: points=%1"_s.arg(points)); },
+                 .setOrigin = [this](bool top) { journal_.note(u"input: top=%1"_s.arg(top)); },
+                 .setTargetScreen = [this](int index) { journal_.note(u"input: screen=%1"_s.arg(index)); }}}};
+};
+
+TEST_F(SharingControlTest, setsUpTheTrackInOrder) {
+  journal_.take();
+  start();
+  EXPECT_EQ(journal_.take(),
+            (QStringList{u"synthetic 1: made 1280x720@60"_s, u"peer: addVideoTransceiver synthetic 1"_s,
+                         u"sender: encodings fps=60"_s, u"sender: degradation=1"_s,
+                         u"log: [quality] degradationPreference=maintain-framerate"_s, u"sender: hint=motion"_s,
+                         u"log: [quality] contentHint=motion"_s}));
+  EXPECT_FALSE(sharing_.useScreenSource());
+  EXPECT_FALSE(sharing_.isSharingEnabled());
+  EXPECT_EQ(sharing_.videoSender(), videoSender_.get());
+}
+
+TEST_F(SharingControlTest, appliesEverySettingOfTheEnvironment) {
+  environment_ = {{"FPS", u"25"_s},
+                  {"WIDTH", u"1920"_s},
+                  {"HEIGHT", u"1080"_s},
+                  {"DISPLAY_INDEX", u"1"_s},
+                  {"INPUT_MAP", u"PIXELS"_s},
+                  {"INPUT_ORIGIN", u"Bottom"_s},
+                  {"CONTENT_HINT", u"DETAIL"_s},
+                  {"SHARE_IDLE_VIDEO", u"1"_s}};
+  journal_.take();
+  start();
+  // 1000 x 700: the requested size shrinks by 0.5208.
+  EXPECT_EQ(journal_.take(),
+            (QStringList{u"input: points=0"_s, u"input: top=0"_s, u"synthetic 1: made 1000x562@25"_s,
+                         u"peer: addVideoTransceiver synthetic 1"_s, u"sender: encodings fps=25"_s,
+                         u"sender: degradation=1"_s, u"log: [quality] degradationPreference=maintain-framerate"_s,
+                         u"synthetic 1: start"_s, u"sender: hint=detail"_s, u"log: [quality] contentHint=detail"_s}));
+  EXPECT_EQ(sharing_.displayIndexUsed(), 1);
+}
+
+TEST_F(SharingControlTest, takesOtherMappingTextsAsPointsAndTop) {
+  environment_ = {{"INPUT_MAP", u"x"_s}};
+  start();
+  EXPECT_EQ(journal_.with("input:"_L1), QStringList{u"input: points=1"_s});
+  journal_.take();
+  environment_ = {{"INPUT_ORIGIN", u""_s}};
+  sharing_.startVideoSource(*peer_, videoSender_);
+  EXPECT_EQ(journal_.with("input:"_L1), QStringList{u"input: top=1"_s});
+}
+
+TEST_F(SharingControlTest, startsTheIdlePatternForExactlyOne) {
+  for (const QString& value : {u"true"_s, u"0"_s, u""_s, u" 1"_s, u"01"_s}) {
+    environment_ = {{"SHARE_IDLE_VIDEO", value}};
+    start();
+    EXPECT_FALSE(sources_.synthetic().started) << value.toStdString();
+  }
+  environment_ = {{"SHARE_IDLE_VIDEO", u"1"_s}};
+  start();
+  EXPECT_TRUE(sources_.synthetic().started);
+}
+
+TEST_F(SharingControlTest, logsNothingAboutWhatTheLibraryCannotDo) {
+  factory_.last().refusesTransceivers = true;
+  journal_.take();
+  start();
+  EXPECT_TRUE(journal_.with("log:"_L1).isEmpty());
+  EXPECT_EQ(sharing_.videoSender(), nullptr);
+}
+
+TEST_F(SharingControlTest, startsSharingInOrder) {
+  environment_ = {{"WIDTH", u"3000"_s}, {"HEIGHT", u"2000"_s}, {"FPS", u"30"_s}, {"DISPLAY_INDEX", u"1"_s}};
+  start();
+  journal_.take();
+  sharing_.startSharing();
+  // The requested size goes to the capture as it is: it does its own sizing.
+  EXPECT_EQ(journal_.take(), (QStringList{u"screen 1: made 3000x2000@30"_s, u"input: screen=1"_s,
+                                          u"sender: track=screen 1"_s, u"screen 1: start"_s, u"changed"_s}));
+  EXPECT_EQ(sources_.screen().displayIndex, 1);
+  EXPECT_TRUE(sharing_.isSharingEnabled());
+  EXPECT_FALSE(sharing_.useScreenSource()) << "before the capture has started";
+  sources_.screen().finishStart();
+  EXPECT_EQ(journal_.take(), (QStringList{u"log: [share] started screen capture"_s, u"offer"_s}));
+  EXPECT_TRUE(sharing_.useScreenSource());
+}
+
+TEST_F(SharingControlTest, startsSharingOnlyOnce) {
+  startAndShare();
+  sharing_.startSharing();
+  EXPECT_TRUE(journal_.take().isEmpty());
+  EXPECT_EQ(sources_.screens.size(), 1U);
+}
+
+TEST_F(SharingControlTest, stopsNothingWhileSharingIsOff) {
+  start();
+  journal_.take();
+  sharing_.stopSharing();
+  EXPECT_TRUE(journal_.take().isEmpty());
+}
+
+TEST_F(SharingControlTest, stopsSharingInOrder) {
+  startAndShare();
+  environment_ = {{"WIDTH", u"3840"_s}, {"HEIGHT", u"2160"_s}};
+  sharing_.stopSharing();
+  EXPECT_EQ(journal_.take(), (QStringList{u"screen 1: stop"_s, u"synthetic 2: made 1920x1080@60"_s,
+                                          u"synthetic 1: stop"_s, u"sender: track=synthetic 2"_s,
+                                          u"log: [share] stopped screen capture"_s, u"offer"_s, u"changed"_s}));
+  EXPECT_FALSE(sharing_.isSharingEnabled());
+  EXPECT_FALSE(sharing_.useScreenSource());
+  EXPECT_TRUE(sources_.screen().destroyed);
+  EXPECT_FALSE(sources_.synthetic().started);
+}
+
+TEST_F(SharingControlTest, startsTheIdlePatternAgainAfterSharing) {
+  startAndShare();
+  environment_ = {{"SHARE_IDLE_VIDEO", u"1"_s}};
+  sharing_.stopSharing();
+  EXPECT_TRUE(sources_.synthetic().started);
+}
+
+TEST_F(SharingControlTest, sharesWithoutASender) {
+  factory_.last().refusesTransceivers = true;
+  start();
+  sharing_.startSharing();
+  sources_.screen().finishStart();
+  EXPECT_TRUE(sharing_.useScreenSource());
+  sharing_.stopSharing();
+  EXPECT_FALSE(sharing_.useScreenSource());
+  EXPECT_TRUE(journal_.with("sender:"_L1).isEmpty());
+}
+
+TEST_F(SharingControlTest, ignoresAStartThatReturnsAfterSharingStopped) {
+  start();
+  sharing_.startSharing();
+  const auto late = sources_.screen().startDone;
+  sharing_.stopSharing();
+  journal_.take();
+  sources_.screen().finishStart();
+  EXPECT_FALSE(sharing_.useScreenSource());
+  EXPECT_TRUE(journal_.take().isEmpty());
+}
+
+TEST_F(SharingControlTest, tellsTheViewerWhichPermissionIsMissing) {
+  start();
+  sharing_.startSharing();
+  sources_.screen().onPermission(u"screen_recording"_s);
+  EXPECT_EQ(outlet_.sent,
+            (QList<Sent>{{ControlChannel::control,
+                          {{u"type"_s, u"permission_required"_s}, {u"permission"_s, u"screen_recording"_s}}}}));
+  sources_.screen().finishStart();
+  EXPECT_TRUE(sharing_.isSharingEnabled());
+  EXPECT_TRUE(sharing_.useScreenSource());
+}
+
+TEST_F(SharingControlTest, dropsThePermissionNoticeWithoutAControlChannel) {
+  start();
+  sharing_.startSharing();
+  outlet_.control.exists = false;
+  sources_.screen().onPermission(u"screen_recording"_s);
+  EXPECT_TRUE(outlet_.sent.isEmpty());
+}
+
+TEST_F(SharingControlTest, movesARunningCaptureToAnotherDisplay) {
+  startAndShare();
+  EXPECT_TRUE(sharing_.selectDisplay(1));
+  EXPECT_EQ(journal_.take(), (QStringList{u"input: screen=1"_s, u"screen 1: display 1"_s}));
+  EXPECT_EQ(sharing_.displayIndexUsed(), 1);
+}
+
+TEST_F(SharingControlTest, remembersTheDisplayForALaterCapture) {
+  start();
+  EXPECT_FALSE(sharing_.selectDisplay(1));
+  sharing_.startSharing();
+  EXPECT_EQ(sources_.screen().displayIndex, 1);
+}
+
+TEST_F(SharingControlTest, keepsTheRunningCaptureForARebuiltConnection) {
+  startAndShare();
+  sharing_.selectDisplay(1);
+  sharing_.detachSender();
+  videoSender_.reset();
+  auto next = factory_.createPeerConnection({}, {});
+  sharing_.startVideoSource(*next, videoSender_);
+  EXPECT_TRUE(sharing_.useScreenSource());
+  EXPECT_EQ(sharing_.displayIndexUsed(), 1);
+  EXPECT_EQ(factory_.last().sender().track, u"screen 1"_s);
+  EXPECT_EQ(sources_.screens.size(), 1U);
+  EXPECT_FALSE(sources_.screen().stopped);
+  videoSender_.reset();
+}
+
+TEST_F(SharingControlTest, touchesNoSenderThatWasDetached) {
+  start();
+  sharing_.detachSender();
+  videoSender_.reset();
+  sharing_.startSharing();
+  sharing_.stopSharing();
+  EXPECT_EQ(factory_.last().senders.back()->track, u"synthetic 1"_s);
+}
+
+TEST_F(SharingControlTest, makesPicturesOnlyWhileAViewerIsConnected) {
+  start();
+  EXPECT_FALSE(sources_.synthetic().active);
+  sharing_.setViewerConnected(true);
+  EXPECT_TRUE(sources_.synthetic().active);
+  sharing_.startSharing();
+  EXPECT_TRUE(sources_.screen().active);
+  sharing_.setViewerConnected(false);
+  EXPECT_FALSE(sources_.screen().active);
+  EXPECT_FALSE(sources_.synthetic().active);
+  sharing_.rebuildSynthetic(640, 480, 15);
+  EXPECT_FALSE(sources_.synthetic().active);
+}
+
+TEST_F(SharingControlTest, passesARefreshToTheCapture) {
+  start();
+  sharing_.refresh();  // Nothing captures: nothing to do.
+  sharing_.startSharing();
+  sharing_.refresh();
+  EXPECT_EQ(sources_.screen().refreshes, 1);
+}
+
+TEST_F(SharingControlTest, reportsTheCaptureTimeOfTheScreenOnly) {
+  start();
+  EXPECT_EQ(sharing_.lastCaptureWallNs(), 0);
+  sharing_.startSharing();
+  sources_.screen().lastCaptureWallNs = 5;
+  EXPECT_EQ(sharing_.lastCaptureWallNs(), 5);
+  sharing_.stopSharing();
+  EXPECT_EQ(sharing_.lastCaptureWallNs(), 0);
+}
+
+TEST_F(SharingControlTest, replacesTheSyntheticSourceByAStartedOne) {
+  start();
+  journal_.take();
+  sharing_.rebuildSynthetic(640, 480, 15);
+  EXPECT_EQ(journal_.take(), (QStringList{u"synthetic 2: made 640x480@15"_s, u"synthetic 1: stop"_s,
+                                          u"synthetic 2: start"_s, u"sender: track=synthetic 2"_s}));
+  EXPECT_TRUE(sources_.synthetics[0]->destroyed);
+}
+
+TEST_F(SharingControlTest, stopsItsSourcesAtTheEnd) {
+  {
+    SharingControl sharing(Environment::of({}), displays_, outlet_, sources_.factory(),
+                           {.makeOffer = [] {}, .changed = [] {}, .input = {[](bool) {}, [](bool) {}, [](int) {}}});
+    std::unique_ptr<VideoSender> sender;
+    sharing.startVideoSource(*peer_, sender);
+    sharing.startSharing();
+  }
+  EXPECT_TRUE(sources_.screen().stopped);
+  EXPECT_TRUE(sources_.synthetic().stopped);
+}
+
+}  // namespace
+}  // namespace vantora
