@@ -17,7 +17,9 @@ Host::Host(const QString& room, Configuration configuration, Platform platform)
       chat_(platform_.scheduler),
       iceMonitor_(platform_.scheduler,
                   {.changed =
-                       [this](IceState) {
+                       [this](IceState state) {
+                         // A viewer out of reach cannot let go of what it holds down.
+                         if (state == IceState::disconnected || state == IceState::failed) injector_.releaseAll();
                          sharing_.setViewerConnected(iceMonitor_.connected());
                          changed();
                        },
@@ -185,6 +187,7 @@ void Host::attemptIceRecovery(bool /*immediate: both callers want the same*/) {
     logLine("[ice] restartIce invoked");
   } else {
     logLine(u"[ice] restartIce not available → rebuilding peer"_s);
+    authorisation_->resetOnChannelClose();  // The channels close with their connection.
     closePeer();
     createPeer();
     if (link_) sharing_.startVideoSource(*link_->connection, link_->videoSender);

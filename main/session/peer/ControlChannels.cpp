@@ -12,7 +12,7 @@ constexpr int kControlPacketLifeTimeMs = 70;
 ControlChannels::ControlChannels(PeerConnection& peer, Events events)
     : peer_(peer), events_(std::move(events)), self_(std::make_shared<ControlChannels*>(this)) {}
 
-ControlChannels::~ControlChannels() = default;
+ControlChannels::~ControlChannels() { *self_ = nullptr; }
 
 std::unique_ptr<DataChannel>& ControlChannels::field(ControlChannel channel) {
   return channel == ControlChannel::control ? controlDC_ : controlReliableDC_;
@@ -45,12 +45,12 @@ void ControlChannels::refresh(ControlChannel channel) {
     return;
   }
   held->setEvents({.stateChanged =
-                       [weak = std::weak_ptr(self_), channel](ChannelState state) {
-                         if (const auto self = weak.lock()) (*self)->dataChannelDidChangeState(channel, state);
+                       [self = self_, channel](ChannelState state) {
+                         if (*self) (*self)->dataChannelDidChangeState(channel, state);
                        },
                    .message =
-                       [weak = std::weak_ptr(self_), channel](const QByteArray& data, bool binary) {
-                         if (const auto self = weak.lock()) (*self)->events_.message(channel, data, binary);
+                       [self = self_, channel](const QByteArray& data, bool binary) {
+                         if (*self) (*self)->events_.message(channel, data, binary);
                        }});
   logLine(QStringLiteral("[dc] created label=") + label +
           (channel == ControlChannel::control ? QStringLiteral(" (unordered,maxPacketLifeTime=70ms)")
@@ -62,9 +62,11 @@ void ControlChannels::dataChannelDidChangeState(ControlChannel channel, ChannelS
   if (state == ChannelState::open) {
     events_.opened(channel);
   } else if (state == ChannelState::closed) {
-    const std::weak_ptr<ControlChannels*> alive = self_;
-    events_.closed(channel);
-    if (alive.expired()) return;
+    // The handler may replace the whole connection, and this object with it.
+    const auto self = self_;
+    const auto closed = events_.closed;
+    closed(channel);
+    if (!*self) return;
     field(channel).reset();
     createOrRefreshDataChannels();
     events_.renegotiate();

@@ -46,7 +46,7 @@ class ControlChannels final : public ControlOutlet {
 
   PeerConnection& peer_;
   Events events_;
-  // Callbacks of the channels hold this by weak reference: the object may die inside one.
+  // Points to this object, to nothing once it is gone: it may die inside a callback of a channel.
   std::shared_ptr<ControlChannels*> self_;
   std::unique_ptr<DataChannel> controlDC_;
   std::unique_ptr<DataChannel> controlReliableDC_;
