@@ -85,11 +85,11 @@ pid_t spawnShell(const QString& commandLine, const QProcessEnvironment& environm
   posix_spawnattr_setpgroup(&attributes, 0);
   posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
 
-  std::vector<QByteArray> arguments = encoded({QStringLiteral("bash"), QStringLiteral("-lc"), commandLine});
+  std::vector<QByteArray> arguments = encoded({QStringLiteral("/bin/bash"), QStringLiteral("-lc"), commandLine});
   std::vector<QByteArray> variables = encoded(environment.toStringList());
   pid_t pid = -1;
-  const int error =
-      posix_spawn(&pid, "/bin/bash", &actions, &attributes, pointers(arguments).data(), pointers(variables).data());
+  const int error = posix_spawn(&pid, arguments.front().constData(), &actions, &attributes, pointers(arguments).data(),
+                                pointers(variables).data());
   posix_spawnattr_destroy(&attributes);
   posix_spawn_file_actions_destroy(&actions);
   return error == 0 ? pid : -1;

@@ -119,9 +119,13 @@ TEST(ThisMachineTest, addressesAreThoseOfTheKernel) {
     EXPECT_TRUE(sh(u"ip -o addr show up"_s).contains(u" "_s + network[u"ip"_s].toString() + u'/'));
   }
   const QString route = sh(u"ip -4 route show default | head -1"_s);
-  if (route.contains(u"via"_s)) EXPECT_TRUE(route.contains(u"via "_s + network[u"gateway"_s].toString() + u' '));
+  if (route.contains(u"via"_s)) {
+    EXPECT_TRUE(route.contains(u"via "_s + network[u"gateway"_s].toString() + u' '));
+  }
   const bool has_wifi = !QDir(u"/sys/class/net"_s).entryList({u"wl*"_s}).isEmpty();
-  if (!has_wifi) EXPECT_EQ(network[u"signalBars"_s], 0);
+  if (!has_wifi) {
+    EXPECT_EQ(network[u"signalBars"_s], 0);
+  }
 }
 
 TEST(ThisMachineTest, pingsTheLoopbackInterface) {
@@ -150,15 +154,21 @@ TEST(ThisMachineTest, theSystemIsNamed) {
 
 TEST(ThisMachineTest, healthFitsWhatTheKernelHas) {
   const bool has_battery = !QDir(u"/sys/class/power_supply"_s).entryList({u"BAT*"_s}).isEmpty();
-  if (!has_battery) EXPECT_EQ(batteryInfo(quietOptions()), QJsonObject());
+  if (!has_battery) {
+    EXPECT_EQ(batteryInfo(quietOptions()), QJsonObject());
+  }
   const QString state = thermalInfo(quietOptions())[u"state"_s].toString();
   EXPECT_TRUE(QStringList({u"nominal"_s, u"fair"_s, u"serious"_s, u"critical"_s, u"unknown"_s}).contains(state));
   const bool has_sensors = !(QDir(u"/sys/class/thermal"_s).entryList({u"thermal_zone*"_s}) +
                              QDir(u"/sys/class/hwmon"_s).entryList({u"hwmon*"_s}))
                                 .isEmpty();
-  if (!has_sensors) EXPECT_EQ(state, u"unknown"_s);
+  if (!has_sensors) {
+    EXPECT_EQ(state, u"unknown"_s);
+  }
   const bool secure_boot = QFile::exists(u"/sys/firmware/efi"_s);
-  if (!secure_boot) EXPECT_EQ(securityInfo(quietOptions())[u"sip"_s], false);
+  if (!secure_boot) {
+    EXPECT_EQ(securityInfo(quietOptions())[u"sip"_s], false);
+  }
 }
 
 TEST(ThisMachineTest, tellsOfTheCrashesOnFile) {
