@@ -3,18 +3,11 @@
 #include <xcb/randr.h>
 
 #include "main/base/ThreadAffinity.h"
+#include "platform/x11/RandrRotation.h"
 #include "platform/x11/X11Connection.h"
 
 namespace vantora {
 namespace {
-
-// RandR counts rotations counter-clockwise.
-double clockwiseDegrees(std::uint16_t rotation) {
-  if ((rotation & XCB_RANDR_ROTATION_ROTATE_90) != 0) return 270;
-  if ((rotation & XCB_RANDR_ROTATION_ROTATE_180) != 0) return 180;
-  if ((rotation & XCB_RANDR_ROTATION_ROTATE_270) != 0) return 90;
-  return 0;
-}
 
 // Rotation of the controller that drives `output`; 0 for a monitor without hardware.
 double rotationOf(xcb_connection_t* connection, const xcb_randr_output_t* output) {

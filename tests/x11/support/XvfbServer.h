@@ -1,0 +1,102 @@
+// A real X server for one test.
+#pragma once
+
+#include <poll.h>
+
+#include <QString>
+#include <chrono>
+
+#include "tests/x11/support/ChildProcess.h"
+
+namespace vantora::testing_x11 {
+
+// An X server without a screen of glass, on a display number of its own choice. It starts with the
+// keyboard of the United States and ends with this object.
+class XvfbServer {
+ public:
+  explicit XvfbServer(int width = 1024, int height = 768, std::vector<std::string> extraArguments = {})
+      : screen_(std::to_string(width) + "x" + std::to_string(height) + "x24"),
+        extraArguments_(std::move(extraArguments)) {
+    start({});
+  }
+
+  // Whether it is there: false when it could not be started.
+  bool running() const { return !number_.empty() && running_; }
+  // Such as ":99".
+  QString display() const { return QString::fromStdString(":" + number_); }
+  std::string displayVariable() const { return "DISPLAY=:" + number_; }
+
+  // Runs a program on this display until its end; its exit code.
+  int run(const std::vector<std::string>& arguments) const {
+    return ChildProcess(arguments, {displayVariable()}).wait();
+  }
+  // Starts a program on this display.
+  ChildProcess spawn(const std::vector<std::string>& arguments) const {
+    return ChildProcess(arguments, {displayVariable()});
+  }
+
+  // Splits the screen into two monitors side by side, "left" being the first. Sizes in pixels.
+  bool splitIntoTwoMonitors(int leftWidth, int rightWidth, int height) const {
+    const auto monitor = [height](int width, int x) {
+      return std::to_string(width) + "/100x" + std::to_string(height) + "/100+" + std::to_string(x) + "+0";
+    };
+    return run({"xrandr", "--setmonitor", "left", monitor(leftWidth, 0), "screen"}) == 0 &&
+           run({"xrandr", "--setmonitor", "right", monitor(rightWidth, leftWidth), "none"}) == 0;
+  }
+
+  // Ends the server at once, without a goodbye to its clients.
+  void kill() {
+    process_.end(SIGKILL);
+    running_ = false;
+    ::unlink(("/tmp/.X11-unix/X" + number_).c_str());
+    ::unlink(("/tmp/.X" + number_ + "-lock").c_str());
+  }
+  // Starts it anew under the same number.
+  bool restart() {
+    kill();
+    start(":" + number_);
+    return running();
+  }
+
+ private:
+  void start(const std::string& wanted) {
+    int ends[2];
+    if (::pipe2(ends, O_CLOEXEC) != 0) return;
+    std::vector<std::string> arguments = {"Xvfb"};
+    if (!wanted.empty()) arguments.push_back(wanted);
+    for (const std::string& argument :
+         {std::string("-displayfd"), std::to_string(ends[1]), std::string("-screen"), std::string("0"), screen_,
+          std::string("-noreset"), std::string("-nolisten"), std::string("tcp"), std::string("-ac")}) {
+      arguments.push_back(argument);
+    }
+    arguments.insert(arguments.end(), extraArguments_.begin(), extraArguments_.end());
+    process_ = ChildProcess(arguments, {}, ends[1]);
+    ::close(ends[1]);
+    number_ = readLine(ends[0]);
+    ::close(ends[0]);
+    running_ = !number_.empty();
+  }
+
+  // The server writes its number when it is ready.
+  static std::string readLine(int descriptor) {
+    std::string line;
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    while (std::chrono::steady_clock::now() < deadline) {
+      pollfd ready{descriptor, POLLIN, 0};
+      if (::poll(&ready, 1, 1000) <= 0) continue;
+      char letter = 0;
+      if (::read(descriptor, &letter, 1) != 1) return {};
+      if (letter == '\n') return line;
+      line += letter;
+    }
+    return {};
+  }
+
+  std::string screen_;
+  std::vector<std::string> extraArguments_;
+  std::string number_;
+  bool running_ = false;
+  ChildProcess process_;
+};
+
+}  // namespace vantora::testing_x11
