@@ -74,8 +74,11 @@ void QtWebSocketTask::connectSignals() {
   QObject::connect(socket, qOverload<QAbstractSocket::SocketError>(&QWebSocket::error), socket,
                    [this] { fail(socket_->errorString()); });
   // A refused connection is first reported as closed and only then with its reason: wait for that.
-  QObject::connect(
-      socket, &QWebSocket::disconnected, socket, [this] { fail(closeText()); }, Qt::QueuedConnection);
+  QObject::connect(socket, &QWebSocket::disconnected, socket, [this] {
+    postToMain([weak = std::weak_ptr<Shared>(shared_), reason = closeText()] {
+      if (const auto shared = weak.lock(); shared && shared->task) shared->task->fail(reason);
+    });
+  });
 }
 
 QString QtWebSocketTask::closeText() const {

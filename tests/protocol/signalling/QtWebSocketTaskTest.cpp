@@ -263,6 +263,43 @@ TEST_F(QtWebSocket, failsOutsideOfResume) {
   EXPECT_TRUE(waitFor([&] { return failed(); }));
 }
 
+TEST_F(QtWebSocket, saysWhyItWasRefused) {
+  quint16 port = 0;
+  {
+    const TestServer gone;
+    port = gone.port();
+  }
+  open(QUrl(u"ws://127.0.0.1:%1"_s.arg(port)));
+  ASSERT_TRUE(waitFor([&] { return failed(); }));
+  EXPECT_EQ(receiveErrors_, QStringList{u"Connection refused"_s});
+}
+
+TEST_F(QtWebSocket, mayFailAndGoAwayWhileAHandlerRunsTheEventLoop) {
+  TestServer server;
+  open(server.url());
+  ASSERT_TRUE(waitFor([&] { return server.connected(); }));
+  bool handled = false;
+  task_ = std::make_unique<QtWebSocketTask>(
+      server.url(),
+      WebSocketTask::Events{.text =
+                                [&](const QString&) {
+                                  server.client()->abort();
+                                  EXPECT_TRUE(waitFor([&] { return failed(); }));
+                                  task_.reset();
+                                  handled = true;
+                                },
+                            .binary = {},
+                            .receiveError = [this](const QString& r) { receiveErrors_.append(r); },
+                            .sendError = {}},
+      scheduler_, limits_);
+  task_->resume();
+  ASSERT_TRUE(waitFor([&] { return server.accepted() == 2; }));
+  server.client()->sendTextMessage(u"x"_s);
+  EXPECT_TRUE(waitFor([&] { return handled; }));
+  testing_loop::drain();
+  EXPECT_EQ(receiveErrors_.size(), 1);
+}
+
 TEST_F(QtWebSocket, callsNothingOnceDestroyed) {
   RawServer server;
   open(server.url());
