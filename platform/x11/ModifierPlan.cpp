@@ -2,6 +2,12 @@
 
 namespace vantora {
 
+Keymap keymapFromBytes(const std::uint8_t* bytes) {
+  Keymap keymap;
+  for (std::size_t key = 0; key < keymap.size(); ++key) keymap[key] = (bytes[key / 8] >> (key % 8) & 1) != 0;
+  return keymap;
+}
+
 bool wants(const KeyModifiers& modifiers, Modifier modifier) {
   switch (modifier) {
     case Modifier::shift:

@@ -13,6 +13,9 @@ namespace vantora {
 using Keycode = std::uint8_t;
 using Keymap = std::bitset<256>;
 
+// The keymap in the 32 bytes that the protocol uses, lowest keycode first. Pure.
+Keymap keymapFromBytes(const std::uint8_t* bytes);
+
 // The modifiers that a viewer can ask for.
 enum class Modifier { shift, control, alt, meta };
 inline constexpr std::array kModifiers = {Modifier::shift, Modifier::control, Modifier::alt, Modifier::meta};

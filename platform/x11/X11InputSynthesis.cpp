@@ -123,9 +123,9 @@ class X11InputSynthesis final : public InputSynthesis {
     for (const Keycode key : plan.lift) setModifier(connection, key, false);
     for (const Keycode key : plan.press) setModifier(connection, key, true);
     if (event.down) {
-      pressKey(connection, event.name, keycode, state.repeats[keycode]);
+      pressKey(connection, event.name, keycode, state.repeats);
     } else {
-      releaseKey(connection, held->second);
+      releaseKey(connection, held->second, state.repeats);
       heldKeys_.erase(held);
     }
     for (const Keycode key : plan.putBack) {
@@ -215,14 +215,11 @@ class X11InputSynthesis final : public InputSynthesis {
   // Which keys are down, by whomever, and which would repeat when held.
   bool readState(xcb_connection_t* connection, KeyboardState& state) {
     const auto keymapCookie = xcb_query_keymap_unchecked(connection);
-    const auto controlCookie = xcb_get_keyboard_control_unchecked(connection);
+    const auto repeatsCookie = keyboard_.askRepeats(connection);
     const auto keymap = xcbOwned(xcb_query_keymap_reply(connection, keymapCookie, nullptr));
-    const auto control = xcbOwned(xcb_get_keyboard_control_reply(connection, controlCookie, nullptr));
-    if (!keymap || !control) return false;
-    for (std::size_t key = 0; key < state.down.size(); ++key) {
-      state.down[key] = (keymap->keys[key / 8] >> (key % 8) & 1) != 0;
-      state.repeats[key] = (control->auto_repeats[key / 8] >> (key % 8) & 1) != 0;
-    }
+    const auto repeats = keyboard_.readRepeats(connection, repeatsCookie);
+    if (!keymap || !repeats) return false;
+    state = {keymapFromBytes(keymap->keys), *repeats};
     return true;
   }
 
@@ -230,21 +227,18 @@ class X11InputSynthesis final : public InputSynthesis {
   // its own pace and also when the viewer is long gone: a lost release would write or delete text
   // without end. So the repetition of this one key is off while the viewer holds it, and
   // each repetition comes from the viewer's own keyboard.
-  void pressKey(xcb_connection_t* connection, const QString& name, Keycode keycode, bool repeats) {
-    const auto [held, fresh] = heldKeys_.try_emplace(name, HeldKey{keycode, repeats});
-    if (fresh && repeats) setRepeat(connection, keycode, false);
+  void pressKey(xcb_connection_t* connection, const QString& name, Keycode keycode, const Keymap& repeats) {
+    const auto [held, fresh] = heldKeys_.try_emplace(name, HeldKey{keycode, repeats[keycode]});
+    if (fresh && repeats[keycode]) keyboard_.setRepeats(connection, Keymap(repeats).reset(keycode));
     if (!fresh) fake(connection, XCB_KEY_RELEASE, keycode);
     fake(connection, XCB_KEY_PRESS, keycode);
   }
 
-  void releaseKey(xcb_connection_t* connection, const HeldKey& key) {
+  // `repeats`: as the server has it; as it is left.
+  void releaseKey(xcb_connection_t* connection, const HeldKey& key, Keymap& repeats) {
     fake(connection, XCB_KEY_RELEASE, key.keycode);
-    if (key.restoreRepeat) setRepeat(connection, key.keycode, true);
-  }
-
-  static void setRepeat(xcb_connection_t* connection, Keycode keycode, bool on) {
-    const std::array<std::uint32_t, 2> values = {keycode, on ? XCB_AUTO_REPEAT_MODE_ON : XCB_AUTO_REPEAT_MODE_OFF};
-    xcb_change_keyboard_control(connection, XCB_KB_KEY | XCB_KB_AUTO_REPEAT_MODE, values.data());
+    if (!key.restoreRepeat) return;
+    keyboard_.setRepeats(connection, repeats.set(key.keycode));
   }
 
   void setModifier(xcb_connection_t* connection, Keycode key, bool down) {
@@ -270,12 +264,20 @@ class X11InputSynthesis final : public InputSynthesis {
 
   void letGo(xcb_connection_t* connection) {
     for (LogicalButton button = 1; button < heldButtons_.size(); ++button) releaseButton(connection, button);
-    for (const auto& [name, key] : heldKeys_) releaseKey(connection, key);
-    heldKeys_.clear();
-    releaseModifiers(connection);
-    if (putBack_.any()) {
-      if (KeyboardState state; readState(connection, state)) settlePutBack(connection, state.down);
+    if (!heldKeys_.empty() || putBack_.any()) {
+      KeyboardState state;
+      const bool known = readState(connection, state);
+      for (const auto& [name, key] : heldKeys_) {
+        if (known) {
+          releaseKey(connection, key, state.repeats);
+        } else {
+          fake(connection, XCB_KEY_RELEASE, key.keycode);
+        }
+      }
+      heldKeys_.clear();
+      if (known) settlePutBack(connection, state.down);
     }
+    releaseModifiers(connection);
     verticalWheel_.reset();
     horizontalWheel_.reset();
     xcb_flush(connection);

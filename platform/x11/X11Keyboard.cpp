@@ -46,10 +46,10 @@ void X11Keyboard::attach(xcb_connection_t* connection) {
       connection, xcb_xkb_use_extension_unchecked(connection, XCB_XKB_MAJOR_VERSION, XCB_XKB_MINOR_VERSION), nullptr));
   if (!use || use->supported == 0) return;
   firstXkbEvent_ = xcb_get_extension_data(connection, &xcb_xkb_id)->first_event;
-  constexpr std::uint16_t kEvents =
-      XCB_XKB_EVENT_TYPE_NEW_KEYBOARD_NOTIFY | XCB_XKB_EVENT_TYPE_MAP_NOTIFY | XCB_XKB_EVENT_TYPE_NAMES_NOTIFY;
-  constexpr std::uint16_t kAllParts = 0xff;
-  xcb_xkb_select_events(connection, XCB_XKB_ID_USE_CORE_KBD, kEvents, 0, kEvents, kAllParts, kAllParts, nullptr);
+  constexpr std::uint16_t kWhole = XCB_XKB_EVENT_TYPE_NEW_KEYBOARD_NOTIFY | XCB_XKB_EVENT_TYPE_NAMES_NOTIFY;
+  constexpr std::uint16_t kMapParts = XCB_XKB_MAP_PART_KEY_SYMS | XCB_XKB_MAP_PART_MODIFIER_MAP;
+  xcb_xkb_select_events(connection, XCB_XKB_ID_USE_CORE_KBD, kWhole | XCB_XKB_EVENT_TYPE_MAP_NOTIFY, 0, kWhole,
+                        kMapParts, kMapParts, nullptr);
   watching_ = true;
 }
 
@@ -131,6 +131,29 @@ void X11Keyboard::readModifiers(xcb_connection_t* connection) {
     if (entry.press != 0) keys.insert(entry.press);
     entry.keys.assign(keys.begin(), keys.end());
   }
+}
+
+X11Keyboard::RepeatsCookie X11Keyboard::askRepeats(xcb_connection_t* connection) const {
+  if (!watching_) return {};
+  return {xcb_xkb_get_controls_unchecked(connection, XCB_XKB_ID_USE_CORE_KBD).sequence};
+}
+
+std::optional<Keymap> X11Keyboard::readRepeats(xcb_connection_t* connection, RepeatsCookie cookie) const {
+  if (cookie.sequence == 0) return std::nullopt;
+  const auto reply = xcbOwned(xcb_xkb_get_controls_reply(connection, {cookie.sequence}, nullptr));
+  if (!reply) return std::nullopt;
+  return keymapFromBytes(reply->perKeyRepeat);
+}
+
+void X11Keyboard::setRepeats(xcb_connection_t* connection, const Keymap& repeats) const {
+  if (!watching_) return;
+  std::array<std::uint8_t, 32> bytes{};
+  for (std::size_t key = 0; key < repeats.size(); ++key) {
+    if (repeats[key]) bytes[key / 8] = static_cast<std::uint8_t>(bytes[key / 8] | 1U << (key % 8));
+  }
+  // Of the many controls, only the one that is named counts; the zeros are not looked at.
+  xcb_xkb_set_controls(connection, XCB_XKB_ID_USE_CORE_KBD, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,
+                       XCB_XKB_CONTROL_PER_KEY_REPEAT, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, bytes.data());
 }
 
 Keycode X11Keyboard::keycode(QStringView code) const { return named(std::string(xkbKeyName(code))); }

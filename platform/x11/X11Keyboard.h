@@ -5,6 +5,7 @@
 
 #include <QStringView>
 #include <map>
+#include <optional>
 #include <string>
 
 #include "platform/x11/ModifierPlan.h"
@@ -23,6 +24,17 @@ class X11Keyboard {
   void noteEvent(const xcb_generic_event_t& event);
   // Reads the tables when they are not current. Round trips only then.
   void refresh(xcb_connection_t* connection);
+
+  // The keys that repeat while they are held. Asked for now, to be read later, so that the wait can
+  // be shared with other questions.
+  struct RepeatsCookie {
+    unsigned int sequence = 0;
+  };
+  RepeatsCookie askRepeats(xcb_connection_t* connection) const;
+  std::optional<Keymap> readRepeats(xcb_connection_t* connection, RepeatsCookie cookie) const;
+  // Changes them, for all of the keyboard's devices. It does so in a way that does not count as a
+  // new keyboard map: applications would fetch the whole map anew, at every key.
+  void setRepeats(xcb_connection_t* connection, const Keymap& repeats) const;
 
   // Keycode at the position `code` (see KeyPositions.h); 0: there is none.
   Keycode keycode(QStringView code) const;

@@ -1,3 +1,7 @@
+#define explicit explicit_
+#include <xcb/xkb.h>
+#undef explicit
+
 #include <map>
 
 #include "main/control/input/KeyCodes.h"
@@ -155,6 +159,21 @@ TEST_F(X11RepeatTest, givesThePersonsKeyItsRepetitionBack) {
   EXPECT_TRUE(key("KeyA", true));
   synthesis_->releaseAll();
   EXPECT_TRUE(window().repeats(kKeyA));
+}
+
+// Applications fetch the whole keyboard map anew when they hear of a change.
+TEST_F(X11RepeatTest, typingIsNoChangeOfTheKeyboardForApplications) {
+  xcb_connection_t* connection = window().connection();
+  std::free(xcb_xkb_use_extension_reply(connection, xcb_xkb_use_extension(connection, 1, 0), nullptr));
+  constexpr std::uint16_t kChanges = XCB_XKB_EVENT_TYPE_NEW_KEYBOARD_NOTIFY | XCB_XKB_EVENT_TYPE_MAP_NOTIFY;
+  xcb_xkb_select_events(connection, XCB_XKB_ID_USE_CORE_KBD, kChanges, 0, kChanges, 0xff, 0xff, nullptr);
+  const int xkbEvent = xcb_get_extension_data(connection, &xcb_xkb_id)->first_event;
+  EXPECT_TRUE(key("KeyA", true) && key("KeyA", false));  // The first key may make its keyboard the current one.
+  window().clear();
+  for (int again = 0; again < 10; ++again) EXPECT_TRUE(key("KeyA", true, {.shift = true}) && key("KeyA", false));
+  EXPECT_EQ(window().others(xkbEvent), 0);
+  ASSERT_EQ(server_.run({"setxkbmap", "de"}), 0);
+  EXPECT_GT(window().others(xkbEvent), 0);
 }
 
 TEST_F(X11RepeatTest, leavesAKeyAloneThatNeverRepeats) {

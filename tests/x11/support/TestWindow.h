@@ -9,6 +9,7 @@
 #include <chrono>
 #include <cstdlib>
 #include <functional>
+#include <map>
 #include <memory>
 #include <set>
 #include <vector>
@@ -60,6 +61,12 @@ class TestWindow {
   void clear() {
     sync();
     events_.clear();
+    others_.clear();
+  }
+  // How many events of another type have come.
+  int others(int type) {
+    sync();
+    return others_[type];
   }
   std::vector<SeenEvent> ofType(std::set<int> types) {
     std::vector<SeenEvent> chosen;
@@ -146,7 +153,10 @@ class TestWindow {
 
   void note(const xcb_generic_event_t& event) {
     const int type = event.response_type & 0x7f;
-    if (type < XCB_KEY_PRESS || type > XCB_MOTION_NOTIFY) return;
+    if (type < XCB_KEY_PRESS || type > XCB_MOTION_NOTIFY) {
+      ++others_[type];
+      return;
+    }
     // These five types have one layout.
     const auto& input = reinterpret_cast<const xcb_key_press_event_t&>(event);
     events_.push_back({type, input.detail, input.root_x, input.root_y, input.state, input.time});
@@ -156,6 +166,7 @@ class TestWindow {
   xcb_window_t root_ = 0;
   xcb_window_t window_ = 0;
   std::vector<SeenEvent> events_;
+  std::map<int, int> others_;
 };
 
 }  // namespace vantora::testing_x11
