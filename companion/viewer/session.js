@@ -21,7 +21,7 @@ export class Session {
   #peerState = 'none';
   #channelsLost = false;
   #hostGone = false;
-  #wasConnected = false;
+  #serverLost = false;
   #lostReason = '';
   #backoff = new Backoff(2000, 10000);
   #reminder = 0;
@@ -52,6 +52,7 @@ export class Session {
     this.#signalling = new Signalling(options, {
       open: () => {
         this.#lostReason = '';
+        this.#serverLost = false;
         this.#refresh();
       },
       message: (message) => this.#received(message),
@@ -130,6 +131,7 @@ export class Session {
     this.#joined = false;
     this.#hostPresent = false;
     this.#lostReason = reason;
+    this.#serverLost = true;
     clearTimeout(this.#reminder);
     this.#refresh();
   }
@@ -137,7 +139,6 @@ export class Session {
   #peerChanged(state) {
     this.#peerState = state;
     if (state === 'connected') {
-      this.#wasConnected = true;
       this.#attempts = 0;
       this.#backoff.reset();
       clearTimeout(this.#reminder);
@@ -194,7 +195,7 @@ export class Session {
     if (['connected', 'disconnected', 'failed', 'closed'].includes(this.#peerState)) {
       return this.#joined && !this.#hostPresent ? ['waiting', 'host'] : ['disconnected', 'lost'];
     }
-    if (!this.#joined) return [this.#wasConnected ? 'disconnected' : 'connecting', 'server'];
+    if (!this.#joined) return [this.#serverLost ? 'disconnected' : 'connecting', 'server'];
     return this.#hostPresent ? ['connecting', ''] : ['waiting', 'host'];
   }
 }

@@ -1,0 +1,285 @@
+// How the viewer's page comes to a picture, and how it gets it back.
+import assert from 'node:assert/strict';
+import { after, before, test } from 'node:test';
+import { Browser } from '../e2e/lib/browser.mjs';
+import { RoomServer } from '../e2e/lib/room-server.mjs';
+import { timed, until } from '../e2e/lib/wait.mjs';
+import {
+  connectedPair, dataset, hasState, heard, inControl, isConnected, newRoom, openFakeHost, openViewer, takeControl,
+} from './setup.mjs';
+
+const context = {};
+
+before(async () => {
+  context.server = await RoomServer.start();
+  context.browser = await Browser.start();
+});
+after(async () => {
+  await context.browser?.end();
+  await context.server?.end();
+});
+
+const signals = (host, type) => host.evaluate((type) => globalThis.host.signals.filter((s) => s.type === type), type);
+const peers = (host) => host.evaluate(() => globalThis.host.peers);
+const closePages = (...pages) => Promise.all(pages.map((page) => page.context().close()));
+
+// Whether the picture moves: the fake host draws the time into it.
+async function pictureMoves(viewer) {
+  const frames = () => viewer.evaluate(() => document.getElementById('screen').getVideoPlaybackQuality().totalVideoFrames);
+  const start = await frames();
+  await until(async () => (await frames()) > start + 2, { what: 'further frames' });
+}
+
+test('shows the host that was there before it', async () => {
+  const room = newRoom();
+  const host = await openFakeHost(context, room);
+  const { ms, value: viewer } = await timed(async () => {
+    const page = await openViewer(context, room);
+    await isConnected(page);
+    return page;
+  });
+  await pictureMoves(viewer);
+  assert.ok((await signals(host, 'renegotiate')).length >= 1, 'the viewer asks for the offer');
+  assert.equal(await dataset(viewer, 'control'), 'locked');
+  console.log(`page opened to picture and channels: ${ms} ms`);
+  await closePages(host, viewer);
+});
+
+test('waits for a host that comes later, and takes its offer', async () => {
+  const room = newRoom();
+  const viewer = await openViewer(context, room);
+  await hasState(viewer, 'connection', 'waiting');
+  const host = await openFakeHost(context, room);
+  await host.evaluate(() => globalThis.host.offer());
+  await isConnected(viewer);
+  await pictureMoves(viewer);
+  await closePages(host, viewer);
+});
+
+test('answers an offer with a second, receiving video section', async () => {
+  const pair = await connectedPair(context, { options: { twoVideoSections: true } });
+  const [answer] = (await signals(pair.host, 'answer')).slice(-1);
+  const sections = answer.sdp.split('\nm=').slice(1);
+  assert.equal(sections.filter((section) => section.startsWith('video')).length, 2);
+  await pictureMoves(pair.viewer);
+  await closePages(pair.host, pair.viewer);
+});
+
+test('sends its candidates after its answer, and no empty one', async () => {
+  const pair = await connectedPair(context);
+  const kinds = await pair.host.evaluate(() => globalThis.host.signals.map((s) => s.type));
+  assert.ok(kinds.includes('ice'));
+  assert.ok(kinds.indexOf('ice') > kinds.indexOf('answer'));
+  for (const { candidate } of await signals(pair.host, 'ice')) {
+    assert.match(candidate.candidate, /^candidate:/);
+    assert.equal(typeof candidate.sdpMLineIndex, 'number');
+    assert.equal(typeof candidate.sdpMid, 'string');
+  }
+  await closePages(pair.host, pair.viewer);
+});
+
+test('keeps its connection when the host offers again', async () => {
+  const pair = await connectedPair(context);
+  await pair.viewer.evaluate(() => { globalThis.first = vantora.pc(); });
+  const answers = (await signals(pair.host, 'answer')).length;
+  await pair.host.evaluate(() => globalThis.host.offer());
+  await until(async () => (await signals(pair.host, 'answer')).length > answers, { what: 'the answer' });
+  assert.ok(await pair.viewer.evaluate(() => globalThis.first === vantora.pc()));
+  assert.equal(await dataset(pair.viewer, 'connection'), 'connected');
+  await closePages(pair.host, pair.viewer);
+});
+
+test('follows an ICE restart on the same connection', async () => {
+  const pair = await connectedPair(context);
+  await pair.viewer.evaluate(() => { globalThis.first = vantora.pc(); });
+  const ufrag = () => pair.viewer.evaluate(() => /ice-ufrag:(\S+)/.exec(vantora.pc().currentRemoteDescription.sdp)[1]);
+  const old = await ufrag();
+  await pair.host.evaluate(() => globalThis.host.offer({ iceRestart: true }));
+  await until(async () => (await ufrag()) !== old, { what: 'the new ICE credentials' });
+  assert.ok(await pair.viewer.evaluate(() => globalThis.first === vantora.pc()));
+  await isConnected(pair.viewer);
+  await pictureMoves(pair.viewer);
+  await closePages(pair.host, pair.viewer);
+});
+
+test('builds a new connection when the host built one', async () => {
+  const pair = await connectedPair(context);
+  await inControl(pair);
+  await pair.viewer.evaluate(() => { globalThis.first = vantora.pc(); });
+  await pair.host.evaluate(() => { globalThis.host.buildPeer(); return globalThis.host.offer(); });
+  await until(() => pair.viewer.evaluate(() => globalThis.first !== vantora.pc()), { what: 'another connection' });
+  assert.equal(await pair.viewer.evaluate(() => globalThis.first.signalingState), 'closed');
+  await isConnected(pair.viewer);
+  await pictureMoves(pair.viewer);
+  // The proof of the PIN is repeated by the page, so control returns by itself.
+  await hasState(pair.viewer, 'control', 'on');
+  await closePages(pair.host, pair.viewer);
+});
+
+test('takes candidates that overtake their offer', async () => {
+  const room = newRoom();
+  const host = await openFakeHost(context, room);
+  // All candidates of the host first, the offer last.
+  await host.evaluate(() => {
+    const send = globalThis.host.signal.bind(globalThis.host);
+    globalThis.host.signal = (message) => {
+      if (message.type !== 'offer') return send(message);
+      const { pc } = globalThis.host;
+      const finish = () => pc.iceGatheringState === 'complete' && send(message);
+      pc.addEventListener('icegatheringstatechange', finish);
+      return finish();
+    };
+  });
+  const viewer = await openViewer(context, room);
+  await isConnected(viewer);
+  await closePages(host, viewer);
+});
+
+test('a reloaded page has its picture back, five times in a row', async () => {
+  const pair = await connectedPair(context);
+  const times = [];
+  for (let i = 0; i < 5; ++i) {
+    const { ms } = await timed(async () => {
+      await pair.viewer.reload();
+      await isConnected(pair.viewer);
+    });
+    times.push(ms);
+    await takeControl(pair.viewer);
+    await hasState(pair.viewer, 'control', 'on');
+  }
+  console.log(`reload to picture and channels: ${times.join(', ')} ms`);
+  await closePages(pair.host, pair.viewer);
+});
+
+test('says so when the host leaves and shows it again when it is back', async () => {
+  const pair = await connectedPair(context);
+  await inControl(pair);
+  await pair.host.evaluate(() => globalThis.host.leave());
+  const { ms } = await timed(() => hasState(pair.viewer, 'connection', 'waiting', 3000));
+  console.log(`host gone to "waiting": ${ms} ms`);
+  assert.equal(await dataset(pair.viewer, 'control'), 'locked');
+  assert.ok(await pair.viewer.isVisible('text=Waiting for the host'));
+  assert.ok(await pair.viewer.isDisabled('#control-button'));
+  await pair.host.evaluate(() => globalThis.host.join());
+  await isConnected(pair.viewer);
+  await pictureMoves(pair.viewer);
+  await closePages(pair.host, pair.viewer);
+});
+
+test('keeps the picture through a restart of the room server', async () => {
+  const server = await RoomServer.start();
+  const pair = await connectedPair({ server, browser: context.browser });
+  const { port } = server;
+  await server.end();
+  await pictureMoves(pair.viewer);
+  assert.equal(await dataset(pair.viewer, 'connection'), 'connected');
+  const again = await RoomServer.start({ port });
+  await pair.host.evaluate(() => globalThis.host.join());
+  await until(() => pair.viewer.evaluate(() => vantora.signal({ type: 'client_prefs', prefs: {} })), { what: 'the server' });
+  await pictureMoves(pair.viewer);
+  assert.equal(await peers(pair.host), 1, 'nothing was built anew');
+  await closePages(pair.host, pair.viewer);
+  await again.end();
+});
+
+test('finds the room server that starts after it was lost', async () => {
+  const server = await RoomServer.start();
+  const viewer = await openViewer({ server, browser: context.browser }, newRoom());
+  await hasState(viewer, 'connection', 'waiting');
+  await server.end();
+  await until(() => viewer.isVisible('text=Server not reachable'), { what: 'the message' });
+  const again = await RoomServer.start({ port: server.port });
+  await hasState(viewer, 'connection', 'waiting');
+  await closePages(viewer);
+  await again.end();
+});
+
+test('gives way to a newer viewer, and takes over again when asked', async () => {
+  const { host, viewer: older, room } = await connectedPair(context);
+  const newer = await openViewer(context, room);
+  await isConnected(newer);
+  await hasState(older, 'connection', 'disconnected');
+  assert.ok(await older.isVisible('text=Opened somewhere else'));
+  assert.equal(await older.evaluate(() => vantora.pc()), null);
+  await older.click('#take-over');
+  await isConnected(older);
+  await hasState(newer, 'connection', 'disconnected');
+  await closePages(host, older, newer);
+});
+
+test('survives nonsense from the host', async () => {
+  const pair = await connectedPair(context);
+  await pair.host.evaluate(() => {
+    const { host } = globalThis;
+    host.signal({ type: 'offer' });
+    host.signal({ type: 'offer', sdp: 7 });
+    host.signal({ type: 'ice' });
+    host.signal({ type: 'ice', candidate: { candidate: 'nonsense' } });
+    host.signal({ type: 'ice', candidate: { candidate: '', sdpMid: null } });
+    host.reliable.send('not json');
+    host.reliable.send('[]');
+    host.reliable.send(new Uint8Array([1, 2, 3]));
+    for (const message of [{ type: 'display_info', count: 'x' }, { type: 'display_info', count: 1e9, current: -1 },
+      { type: 'cursor_shape', shape: { a: 1 } }, { type: 'permission_required' }, { type: 'pong' }, { type: 'toString' },
+      { type: 'host_stats', hostName: 5 }]) host.send(message);
+  });
+  await inControl(pair);
+  await pictureMoves(pair.viewer);
+  assert.ok((await pair.viewer.evaluate(() => document.getElementById('display').options.length)) <= 32);
+  assert.deepEqual(pair.viewer.said.filter((line) => line.startsWith('error: ')), []);
+  await closePages(pair.host, pair.viewer);
+});
+
+test('starts afresh from an offer that cannot be applied', async () => {
+  const pair = await connectedPair(context);
+  await pair.host.evaluate(() => globalThis.host.signal({ type: 'offer', sdp: 'v=0\r\nnot a description' }));
+  await until(() => pair.viewer.said.some((line) => line.includes('starting afresh')), { what: 'the attempt' });
+  await pair.host.evaluate(() => globalThis.host.offer());
+  await isConnected(pair.viewer);
+  await pictureMoves(pair.viewer);
+  await closePages(pair.host, pair.viewer);
+});
+
+test('asks again when the host does not answer its request', async () => {
+  const room = newRoom();
+  const host = await openFakeHost(context, room);
+  await host.evaluate(() => {
+    const { host } = globalThis;
+    const answer = host.signalled.bind(host);
+    let ignored = 0;
+    host.signalled = (message) => {
+      if (message.type === 'renegotiate' && ignored++ === 0) return host.signals.push(message);
+      return answer(message);
+    };
+  });
+  const viewer = await openViewer(context, room);
+  await isConnected(viewer);
+  assert.equal((await signals(host, 'renegotiate')).length >= 2, true);
+  await closePages(host, viewer);
+});
+
+test('asks for the newest picture, not a smooth one', async () => {
+  const pair = await connectedPair(context);
+  const receiver = await pair.viewer.evaluate(() => {
+    const found = vantora.pc().getReceivers().find(({ track }) => track.id === document.getElementById('screen').srcObject.getTracks()[0].id);
+    return { target: found.jitterBufferTarget, hint: found.playoutDelayHint };
+  });
+  assert.equal(receiver.target, 0);
+  const video = await pair.viewer.evaluate(() => {
+    const { muted, autoplay, playsInline } = document.getElementById('screen');
+    return { muted, autoplay, playsInline };
+  });
+  assert.deepEqual(video, { muted: true, autoplay: true, playsInline: true });
+  assert.deepEqual(await heard(pair.host, 'mouseMove'), []);
+  await closePages(pair.host, pair.viewer);
+});
+
+test('asks for the room when it has none', async () => {
+  const page = await context.browser.page();
+  await page.goto(context.server.address);
+  await page.fill('#room', 'a room & more');
+  await page.press('#room', 'Enter');
+  await hasState(page, 'connection', 'waiting');
+  assert.equal(await page.textContent('#room-name'), 'a room & more');
+  await closePages(page);
+});

@@ -1,0 +1,91 @@
+// The page's functions that need no page.
+import assert from 'node:assert/strict';
+import { test } from 'node:test';
+import { Backoff } from '../../companion/viewer/backoff.js';
+import { normalised, pictureRect, wheelPixels } from '../../companion/viewer/input/geometry.js';
+import { KNOWN_CODES, modifiersOf } from '../../companion/viewer/input/keys.js';
+import { candidateUfrag, fingerprintOf, ufragsOf } from '../../companion/viewer/sdp.js';
+import { parseMessage } from '../../companion/viewer/signalling.js';
+import { figuresOf } from '../../companion/viewer/stats.js';
+import { rateText } from '../../companion/viewer/ui/figures.js';
+
+test('tells peers apart by their fingerprint, whatever its letter case', () => {
+  const sdp = 'v=0\r\na=ice-ufrag:abcd\r\na=fingerprint:SHA-256 ab:CD:01\r\nm=video\r\na=fingerprint:sha-1 FF\r\n';
+  assert.equal(fingerprintOf(sdp), 'sha-256 AB:CD:01');
+  assert.equal(fingerprintOf('v=0\r\n'), '');
+});
+
+test('matches candidates to descriptions by their ICE user name', () => {
+  const sdp = 'a=ice-ufrag:one\r\nm=video\r\na=ice-ufrag:two\r\na=ice-ufrag:one\r\n';
+  assert.deepEqual([...ufragsOf(sdp)], ['one', 'two']);
+  assert.equal(candidateUfrag('candidate:1 1 udp 1 10.0.0.1 9 typ host generation 0 ufrag two network-id 1'), 'two');
+  assert.equal(candidateUfrag('candidate:1 1 udp 1 10.0.0.1 9 typ host'), '');
+});
+
+test('finds the picture between the bars', () => {
+  const wide = pictureRect({ left: 10, top: 20, width: 1000, height: 1000 }, 1600, 800);
+  assert.deepEqual(wide, { left: 10, top: 270, width: 1000, height: 500 });
+  const tall = pictureRect({ left: 0, top: 0, width: 1000, height: 500 }, 500, 1000);
+  assert.deepEqual(tall, { left: 375, top: 0, width: 250, height: 500 });
+  assert.equal(pictureRect({ left: 0, top: 0, width: 1000, height: 500 }, 0, 0), null);
+  assert.equal(pictureRect({ left: 0, top: 0, width: 0, height: 0 }, 640, 360), null);
+});
+
+test('holds a point outside of the picture to its edge', () => {
+  const rect = { left: 100, top: 50, width: 200, height: 100 };
+  assert.deepEqual(normalised(rect, 200, 100), { x: 0.5, y: 0.5, inside: true });
+  assert.deepEqual(normalised(rect, 300, 150), { x: 1, y: 1, inside: true });
+  assert.deepEqual(normalised(rect, 20, 400), { x: 0, y: 1, inside: false });
+});
+
+test('counts the wheel in pixels', () => {
+  assert.deepEqual(wheelPixels({ deltaX: 3, deltaY: -7, deltaMode: 0 }, 800, 600), { dx: 3, dy: -7 });
+  assert.deepEqual(wheelPixels({ deltaX: 0, deltaY: 3, deltaMode: 1 }, 800, 600), { dx: 0, dy: 120 });
+  assert.deepEqual(wheelPixels({ deltaX: 1, deltaY: -1, deltaMode: 2 }, 800, 600), { dx: 800, dy: -600 });
+});
+
+test('knows the keys that the host knows and no others', () => {
+  assert.equal(KNOWN_CODES.size, 56);
+  for (const code of ['KeyA', 'Digit0', 'NumpadEnter', 'ArrowUp', 'Semicolon']) assert.ok(KNOWN_CODES.has(code), code);
+  for (const code of ['F5', 'Delete', 'Home', 'Backquote', 'ShiftLeft', 'Numpad1']) assert.ok(!KNOWN_CODES.has(code), code);
+});
+
+test('names the modifiers of an event', () => {
+  assert.deepEqual(modifiersOf({ shiftKey: true, ctrlKey: false, altKey: false, metaKey: true }), {
+    shift: true, ctrl: false, alt: false, meta: true,
+  });
+});
+
+test('waits longer each time and starts over after a reset', () => {
+  const backoff = new Backoff(500, 3000);
+  assert.deepEqual([1, 2, 3, 4, 5].map(() => backoff.next()), [500, 1000, 2000, 3000, 3000]);
+  backoff.reset();
+  assert.equal(backoff.next(), 500);
+});
+
+test('takes only objects with a string type for messages', () => {
+  assert.deepEqual(parseMessage('{"type":"offer","sdp":""}'), { type: 'offer', sdp: '' });
+  for (const text of ['', '{', '[]', 'null', '7', '{"type":7}', '{}']) assert.equal(parseMessage(text), null, text);
+  assert.equal(parseMessage(new ArrayBuffer(4)), null);
+});
+
+test('reads rates from two statistics reports', () => {
+  const report = (timestamp, bytesReceived, framesDecoded) => new Map([
+    ['unused', { id: 'unused', type: 'inbound-rtp', kind: 'video', timestamp, bytesReceived: 0, framesDecoded: 0 }],
+    ['v', { id: 'v', type: 'inbound-rtp', kind: 'video', timestamp, bytesReceived, framesDecoded, frameWidth: 1280,
+      frameHeight: 720, codecId: 'c' }],
+    ['c', { id: 'c', type: 'codec', mimeType: 'video/AV1' }],
+  ]);
+  const first = figuresOf(report(1000, 1000, 10), null);
+  assert.deepEqual([first.width, first.height, first.codec, first.fps, first.kbps], [1280, 720, 'AV1', null, null]);
+  const second = figuresOf(report(3000, 251000, 70), first);
+  assert.deepEqual([second.fps, second.kbps], [30, 1000]);
+  assert.equal(figuresOf(new Map(), null), null);
+  assert.equal(figuresOf(report(4000, 10, 1), second).kbps, null, 'a new stream has no rate yet');
+});
+
+test('writes rates the way people read them', () => {
+  assert.equal(rateText(0.4), '0 kbit/s');
+  assert.equal(rateText(999), '999 kbit/s');
+  assert.equal(rateText(1840), '1.8 Mbit/s');
+});

@@ -1,0 +1,147 @@
+// scripts/run: one command to a shared screen, and nothing of it left afterwards.
+import assert from 'node:assert/strict';
+import { readFile, readdir, rm } from 'node:fs/promises';
+import { createServer } from 'node:net';
+import { tmpdir } from 'node:os';
+import { join } from 'node:path';
+import { after, before, test } from 'node:test';
+import { Browser } from '../e2e/lib/browser.mjs';
+import { Child } from '../e2e/lib/child.mjs';
+import { root, temporaryDirectory } from '../e2e/lib/paths.mjs';
+import { until } from '../e2e/lib/wait.mjs';
+import { hasState, isConnected, takeControl } from './setup.mjs';
+
+let browser;
+// Where the script keeps its temporary files: one place of the test's own.
+let temporary;
+
+before(async () => {
+  temporary = await temporaryDirectory('run-test');
+  browser = await Browser.start();
+});
+after(async () => {
+  await browser?.end();
+  await temporary?.remove();
+});
+
+const PROGRAMS = ['vantora-host', 'vantora-room-server', 'Xvfb', 'openbox', 'xterm'];
+
+// Processes by name; the test has a process space of its own, so all of them are its own.
+async function running(...names) {
+  const found = [];
+  for (const entry of await readdir('/proc')) {
+    if (!/^\d+$/.test(entry)) continue;
+    const comm = await readFile(`/proc/${entry}/comm`, 'utf8').catch(() => '');
+    // The kernel keeps the first 15 characters.
+    const name = names.find((candidate) => candidate.slice(0, 15) === comm.trim());
+    if (name) found.push({ name, pid: Number(entry) });
+  }
+  return found;
+}
+
+function start(env = {}, wrapper = []) {
+  const clean = { ...process.env };
+  for (const name of ['DISPLAY', 'CONTROL_TOKEN', 'ICE_URLS', 'PORT']) delete clean[name];
+  const [command, ...args] = [...wrapper, join(root, 'scripts/run')];
+  return new Child(command, args, { cwd: temporary.path, clearEnv: true, env: { ...clean, PORT: '0', TMPDIR: temporary.path, ...env } });
+}
+
+// The address and the PIN of the block that it prints.
+async function announced(run) {
+  const [, address] = await run.line(/^\| +(http:\S+) *\|$/, { deadline: 30000 });
+  const [, pin] = await run.line(/^\| PIN for control: +(\d{6}) *\|$/);
+  return { address, pin };
+}
+
+async function leavesNothing() {
+  assert.deepEqual(await running(...PROGRAMS), []);
+  assert.deepEqual(await readdir(temporary.path), []);
+}
+
+for (const signal of ['SIGINT', 'SIGTERM']) {
+  test(`shows a screen, takes what is typed, and ${signal} ends everything with status 0`, async () => {
+    const run = start();
+    const { address, pin } = await announced(run);
+    assert.match(address, /^http:\/\/127\.0\.0\.1:\d+\/\?room=[a-z]+-[a-z]+-[a-z]+-\d\d$/);
+    await run.line(`[control] PIN: ${pin}`);
+    const page = await browser.page();
+    await page.goto(address);
+    await isConnected(page);
+    await takeControl(page, pin);
+    await hasState(page, 'control', 'on');
+    // The terminal on the virtual desktop takes what is typed into the page.
+    await page.keyboard.type('touch typed');
+    await page.keyboard.press('Enter');
+    await until(async () => (await readdir(temporary.path)).includes('typed'), { deadline: 10000, what: 'the typed command' });
+    await rm(join(temporary.path, 'typed'));
+    await page.context().close();
+    assert.deepEqual(await run.end(signal, 20000), { code: 0, signal: null });
+    await leavesNothing();
+  });
+}
+
+test('each run has a room of its own', async () => {
+  const rooms = new Set();
+  for (let i = 0; i < 2; ++i) {
+    const run = start();
+    rooms.add(new URL((await announced(run)).address).searchParams.get('room'));
+    await run.end('SIGINT', 20000);
+  }
+  assert.equal(rooms.size, 2);
+  assert.ok(!rooms.has('demo'));
+});
+
+test('a CONTROL_TOKEN of the shell does not become the PIN', async () => {
+  const run = start({ CONTROL_TOKEN: 'of-the-shell' });
+  assert.match((await announced(run)).pin, /^\d{6}$/);
+  await run.end('SIGINT', 20000);
+});
+
+test('a taken port is named, with the way to another, and nothing is left', async () => {
+  const holder = createServer().listen(0, '127.0.0.1');
+  await new Promise((resolve) => holder.once('listening', resolve));
+  const { port } = holder.address();
+  const run = start({ PORT: String(port) });
+  await run.done;
+  holder.close();
+  assert.equal(run.exit.code, 1);
+  assert.match(run.text('err').join('\n'), new RegExp(`port ${port} is already in use\\. Choose another one, e\\.g\\. PORT=`));
+  await leavesNothing();
+});
+
+for (const name of ['vantora-host', 'vantora-room-server', 'Xvfb']) {
+  test(`the end of ${name} ends the rest and is named`, async () => {
+    const run = start();
+    await announced(run);
+    const [{ pid }] = await running(name);
+    process.kill(pid, 'SIGKILL');
+    await run.done;
+    assert.equal(run.exit.code, 1);
+    assert.ok(run.text('err').some((line) => line.startsWith('make run: ') && line.includes(` ended unexpectedly`)));
+    // A host may notice the end of its display before the script does.
+    const named = name === 'Xvfb' ? /make run: (Xvfb|vantora-host) ended/ : new RegExp(`make run: ${name} ended`);
+    assert.match(run.text('err').join('\n'), named);
+    await leavesNothing();
+  });
+}
+
+test('says why nothing will connect on a machine with only the loopback', async () => {
+  const run = start({}, ['unshare', '--net', 'bash', '-c', 'ip link set lo up && exec "$0"']);
+  await announced(run);
+  assert.match(run.text('err').join('\n'), /no network address besides loopback, and WebRTC does not use loopback/);
+  assert.deepEqual(await run.end('SIGINT', 20000), { code: 0, signal: null });
+});
+
+test('says so when the programs are not built', async () => {
+  const run = start({ VANTORA_BUILD_DIR: join(tmpdir(), 'no-such-build') });
+  await run.done;
+  assert.equal(run.exit.code, 1);
+  assert.match(run.text('err').join('\n'), /vantora-room-server is not built; run make build first/);
+});
+
+test('nothing survives the script itself', async () => {
+  const run = start();
+  await announced(run);
+  run.signal('SIGKILL');
+  await until(async () => (await running(...PROGRAMS)).length === 0, { deadline: 15000, what: 'the end of all' });
+});
