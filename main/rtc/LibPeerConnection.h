@@ -24,6 +24,7 @@ class LibPeerConnection final : public PeerConnection {
   void addCandidate(const IceCandidate& candidate, Done done) override;
   std::unique_ptr<DataChannel> createDataChannel(const QString& label, const DataChannelConfig& config) override;
   std::unique_ptr<VideoSender> addVideoTransceiver(VideoTrackSource& source) override;
+  void setStartBitrate(int bps) override;
   bool restartIce() override;
   void close() override;
 

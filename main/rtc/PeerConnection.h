@@ -3,11 +3,11 @@
 #pragma once
 
 #include <QByteArray>
+#include <QList>
 #include <QString>
 #include <functional>
 #include <memory>
 #include <optional>
-#include <QList>
 
 #include "main/rtc/DataChannel.h"
 #include "main/rtc/IceServer.h"
@@ -43,6 +43,8 @@ struct PeerEvents {
   std::function<void(const IceCandidate&)> candidateGenerated;
   // Transports are encrypted and ready: media sent from now on reaches the viewer.
   std::function<void()> mediaReady;
+  // A transport failed. With ICE itself in order only a new connection can help.
+  std::function<void()> transportFailed;
 };
 
 // Main thread. Owned by the session; destroying it closes it.
@@ -70,6 +72,8 @@ class PeerConnection {
   // A send-only transceiver with a track "video0" of `source`, without stream ids. None on failure.
   virtual std::unique_ptr<VideoSender> addVideoTransceiver(VideoTrackSource& source) = 0;
 
+  // What the congestion control takes the link to carry until it has measured, in bit/s (> 0).
+  virtual void setStartBitrate(int bps) = 0;
   // Marks ICE for a restart at the next offer. False where the library has no such operation.
   virtual bool restartIce() = 0;
   virtual void close() = 0;
@@ -80,8 +84,7 @@ class PeerConnectionFactory {
  public:
   virtual ~PeerConnectionFactory() = default;
   // None when the library refuses the configuration.
-  virtual std::unique_ptr<PeerConnection> createPeerConnection(const QList<IceServer>& servers,
-                                                               PeerEvents events) = 0;
+  virtual std::unique_ptr<PeerConnection> createPeerConnection(const QList<IceServer>& servers, PeerEvents events) = 0;
 };
 
 }  // namespace vantora

@@ -83,8 +83,7 @@ class WebRtcRuntime final : public PeerConnectionFactory {
     factory_ = webrtc::CreateModularPeerConnectionFactory(std::move(dependencies));
   }
 
-  std::unique_ptr<PeerConnection> createPeerConnection(const QList<IceServer>& servers,
-                                                       PeerEvents events) override {
+  std::unique_ptr<PeerConnection> createPeerConnection(const QList<IceServer>& servers, PeerEvents events) override {
     if (!factory_) return nullptr;
     return LibPeerConnection::create(*factory_, servers, std::move(events));
   }

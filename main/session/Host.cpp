@@ -1,6 +1,7 @@
 #include "main/session/Host.h"
 
 #include "main/base/Log.h"
+#include "main/video/sdp/BitrateHints.h"
 
 namespace vantora {
 namespace {
@@ -26,7 +27,7 @@ Host::Host(const QString& room, Configuration configuration, Platform platform)
                    .attemptIceRecovery = [this](bool immediate) { attemptIceRecovery(immediate); }}),
       negotiation_({.send = [this](const JsonObject& message) { signaler_->send(message); },
                     .offerShape = [this] { return offerShape(); },
-                    .viewerReplaced = [this] { replacePeer(); }}),
+                    .viewerReplaced = [this] { replacePeer("answer of another viewer"); }}),
       sharing_(configuration_.environment, platform_.displays, outlet_, platform_.videoSources, sharingCallbacks()),
       stats_(platform_.scheduler, platform_.displays, outlet_,
              {.session = [this] { return sessionFigures(); },
@@ -129,6 +130,12 @@ OfferShape Host::offerShape() const {
           .xGoogleMaxKbpsOverride = settings_.xGoogleMaxKbpsOverride};
 }
 
+int Host::startKbps() const {
+  return bitrateHints(quality_->lastTarget().kbps, settings_.xGoogleMinKbpsOverride, settings_.xGoogleStartKbpsOverride,
+                      settings_.xGoogleMaxKbpsOverride)
+      .startKbps;
+}
+
 // The peer connection
 
 void Host::createPeer() {
@@ -137,7 +144,11 @@ void Host::createPeer() {
       readIceServers(configuration_.environment),
       {.iceStateChanged = [this](IceState state) { iceMonitor_.iceConnectionDidChange(state); },
        .candidateGenerated = [this](const IceCandidate& candidate) { negotiation_.sendCandidate(candidate); },
-       .mediaReady = [this] { sharing_.refresh(); }});
+       .mediaReady = [this] { sharing_.refresh(); },
+       .transportFailed =
+           [this] {
+             if (iceMonitor_.iceState() != IceState::failed) replacePeer("transport failed");
+           }});
   if (!link->connection) {
     logLine("offer error: the peer connection could not be created (check ICE_URLS and TURN_URL)");
     return;
@@ -150,6 +161,7 @@ void Host::createPeer() {
           .renegotiate = [this] { negotiation_.makeOffer(); },
           .message = [this](ControlChannel channel, const QByteArray& data,
                             bool binary) { dispatcher_->dataChannelDidReceiveMessage(channel, data, binary); }});
+  link->connection->setStartBitrate(startKbps() * 1000);
   link_ = std::move(link);
   outlet_.set(link_->channels.get());
   negotiation_.attach(link_->connection.get());
@@ -165,8 +177,8 @@ void Host::closePeer() {
   link_.reset();
 }
 
-void Host::replacePeer() {
-  logLine(u"[sdp] answer of another viewer → rebuilding peer"_s);
+void Host::replacePeer(const char* reason) {
+  logLine(u"[sdp] %1 → rebuilding peer"_s.arg(QLatin1StringView(reason)));
   authorisation_->resetOnChannelClose();
   iceMonitor_.connectionReplaced();
   sharing_.setViewerConnected(false);

@@ -72,7 +72,7 @@ class Host {
   void handle(const JsonObject& message);
   void createPeer();
   void closePeer();
-  void replacePeer();
+  void replacePeer(const char* reason);
   void createOrRefreshDataChannels();
   void attemptIceRecovery(bool immediate);
   void channelOpened(ControlChannel channel);
@@ -83,6 +83,7 @@ class Host {
   SharingControl::Callbacks sharingCallbacks();
   SessionFigures sessionFigures() const;
   OfferShape offerShape() const;
+  int startKbps() const;
 
   // Member order is teardown order, read from the bottom: what refers to something stands below it.
   const Configuration configuration_;

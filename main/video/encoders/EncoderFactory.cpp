@@ -4,12 +4,13 @@
 #include <api/video_codecs/builtin_video_encoder_factory.h>
 
 #include "main/video/encoders/AomAv1Encoder.h"
+#include "main/video/encoders/ScreenTunedEncoder.h"
 
 namespace vantora {
 namespace {
 
 const webrtc::SdpVideoFormat& av1Format() {
-  static const webrtc::SdpVideoFormat format("AV1");
+  static const webrtc::SdpVideoFormat format("AV1", {}, {webrtc::ScalabilityMode::kL1T1});
   return format;
 }
 
@@ -31,7 +32,9 @@ class EncoderFactory final : public webrtc::VideoEncoderFactory {
 
   std::unique_ptr<webrtc::VideoEncoder> CreateVideoEncoder(const webrtc::SdpVideoFormat& format) override {
     if (isAv1(format)) return std::make_unique<AomAv1Encoder>();
-    return builtin_->CreateVideoEncoder(format);
+    auto encoder = builtin_->CreateVideoEncoder(format);
+    if (!encoder) return nullptr;
+    return std::make_unique<ScreenTunedEncoder>(std::move(encoder));
   }
 
  private:

@@ -225,7 +225,7 @@ void CaptureLoop::look(Time start) {
 void CaptureLoop::captured(const ScreenPicture& picture, rtc::scoped_refptr<webrtc::I420Buffer> frame, Time start) {
   lastCaptureWallNs_.store(wallNanoseconds());
   firstPicturePending_ = false;
-  converter_.convert(picture, *frame);
+  converter_.convert(picture, frame);
   lastFrame_ = std::move(frame);
   const QSize size(lastFrame_->width(), lastFrame_->height());
   if (size != loggedSize_) {
