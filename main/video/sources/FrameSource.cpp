@@ -116,13 +116,22 @@ void FrameSource::ProcessConstraints(const webrtc::VideoTrackSourceConstraints& 
 
 void FrameSource::AddOrUpdateSink(rtc::VideoSinkInterface<webrtc::VideoFrame>* sink, const rtc::VideoSinkWants& wants) {
   broadcaster_.AddOrUpdateSink(sink, wants);
-  adapter_.OnSinkWants(broadcaster_.wants());
+  applyWants();
   RequestRefreshFrame();
 }
 
 void FrameSource::RemoveSink(rtc::VideoSinkInterface<webrtc::VideoFrame>* sink) {
   broadcaster_.RemoveSink(sink);
-  adapter_.OnSinkWants(broadcaster_.wants());
+  applyWants();
+}
+
+// An encoder that falls behind asks for fewer pixels. Text at half its size cannot be read, so the
+// size stays as it was set and an encoder that is too slow leaves frames out instead.
+void FrameSource::applyWants() {
+  rtc::VideoSinkWants wants = broadcaster_.wants();
+  wants.max_pixel_count = std::numeric_limits<int>::max();
+  wants.target_pixel_count.reset();
+  adapter_.OnSinkWants(wants);
 }
 
 void FrameSource::RequestRefreshFrame() {

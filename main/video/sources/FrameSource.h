@@ -14,9 +14,10 @@
 
 namespace vantora {
 
-// Hands frames to the sinks of a video track, adapted to the requested format and to what the
-// encoder asks for. Frames that have exactly the requested size pass untouched unless the encoder
-// wants less; others are cropped to the request's aspect ratio and scaled into its pixel count.
+// Hands frames to the sinks of a video track, adapted to the requested format. Frames that have
+// exactly the requested size pass untouched; others are cropped to the request's aspect ratio and
+// scaled into its pixel count. Of what the encoder asks for, the frame rate is obeyed and the size
+// is not: text must stay readable.
 // Reference-counted; the library may keep it longer than its maker. Frames come from one thread;
 // everything else may be called on any thread.
 class FrameSource : public webrtc::Notifier<webrtc::VideoTrackSourceInterface> {
@@ -63,6 +64,7 @@ class FrameSource : public webrtc::Notifier<webrtc::VideoTrackSourceInterface> {
  private:
   void noteInput(int width, int height);
   void applyFormat();  // With formatMutex_ held.
+  void applyWants();
 
   std::atomic<bool> active_{true};
   cricket::VideoAdapter adapter_;

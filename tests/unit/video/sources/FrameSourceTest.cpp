@@ -54,15 +54,16 @@ TEST_F(FrameSourceTest, cropsAndScalesFramesOfAnotherSize) {
   EXPECT_EQ(sink.last().height, 360);
 }
 
-TEST_F(FrameSourceTest, givesTheEncoderFewerPixelsWhenItAsks) {
+TEST_F(FrameSourceTest, keepsTheSizeWhenTheEncoderAsksForFewerPixels) {
   FrameSink sink(source.get());
   source->adaptOutputFormat(1280, 720, 30);
   rtc::VideoSinkWants wants;
   wants.max_pixel_count = 640 * 360;
+  wants.target_pixel_count = 320 * 180;
   sink.want(wants);
   EXPECT_TRUE(push(1280, 720));
-  EXPECT_EQ(sink.last().width, 640);
-  EXPECT_EQ(sink.last().height, 360);
+  EXPECT_EQ(sink.last().width, 1280);
+  EXPECT_EQ(sink.last().height, 720);
 }
 
 TEST_F(FrameSourceTest, dropsFramesWhileInactive) {
