@@ -12,6 +12,7 @@ export const knownLines = [
   String.raw`\[sdp\] set preferred codec=\S+`,
   String.raw`\[sdp\] set h264 profile=\S+`,
   String.raw`\[sdp\] answer when state=\S+ → renegotiate`,
+  String.raw`\[sdp\] answer of another viewer → rebuilding peer`,
   String.raw`\[dc\] created label=control \(unordered,maxPacketLifeTime=70ms\)`,
   String.raw`\[dc\] created label=control_reliable \(reliable\)`,
   String.raw`\[dc\] failed to create datachannel control(_reliable)?`,
