@@ -87,7 +87,6 @@ class FakeScreen : public std::enable_shared_from_this<FakeScreen> {
   QString refusal_;
   bool changed_ = false;
   bool touched_ = false;
-  bool woken_ = false;
   bool unreadable_ = false;
   bool gone_ = false;
   int notReady_ = 0;
@@ -139,14 +138,14 @@ class FakeScreenCapture final : public ScreenCapture {
     const auto stirred = [&] {
       return wakeOn == WakeOn::changeOrCall && open_ && (screen_->changed_ || screen_->touched_ || screen_->gone_);
     };
-    const auto awake = [&] { return screen_->woken_ || stirred(); };
+    const auto awake = [&] { return woken_ || stirred(); };
     screen_->signal_.wait_for(lock, std::min<std::chrono::nanoseconds>(timeout, std::chrono::hours(1)), awake);
-    if (std::exchange(screen_->woken_, false)) return Woken::call;
+    if (std::exchange(woken_, false)) return Woken::call;
     return stirred() ? Woken::change : Woken::timeout;
   }
 
   void wake() override {
-    screen_->set([&] { screen_->woken_ = true; });
+    screen_->set([&] { woken_ = true; });
   }
 
   void close() override {
@@ -157,6 +156,7 @@ class FakeScreenCapture final : public ScreenCapture {
 
  private:
   const std::shared_ptr<FakeScreen> screen_;
+  bool woken_ = false;  // Guarded by the screen's mutex.
   bool open_ = false;
   int index_ = 0;
   std::vector<FakeScreen::Colour> pixels_;

@@ -53,7 +53,7 @@ TEST(FrameConverter, convertsAPictureOfTheFramesSize) {
     converter.setFrameSize({width, height});
     const auto frame = converter.newFrame();
     ASSERT_TRUE(frame);
-    converter.convert(canvas.picture(), *frame);
+    converter.convert(canvas.picture(), frame);
     EXPECT_TRUE(testing_support::samePicture(*frame, *whole(canvas.picture())));
   }
 }
@@ -65,7 +65,7 @@ TEST(FrameConverter, stretchesAPictureOfAnotherSize) {
     converter.setFrameSize({320, 180});
     const auto frame = converter.newFrame();
     ASSERT_TRUE(frame);
-    converter.convert(canvas.picture(), *frame);
+    converter.convert(canvas.picture(), frame);
     EXPECT_EQ(frame->width(), 320);
     EXPECT_EQ(frame->height(), 180);
     EXPECT_TRUE(testing_support::samePicture(*frame, *scaled(*whole(canvas.picture()), 320, 180)));
@@ -76,23 +76,55 @@ TEST(FrameConverter, convertsOnlyChangedRowsAndStillShowsTheWholePicture) {
   Canvas canvas(333, 251);
   FrameConverter converter;
   converter.setFrameSize({160, 90});
-  converter.convert(canvas.picture(), *converter.newFrame());
+  converter.convert(canvas.picture(), converter.newFrame());
   for (const auto& [top, bottom] : {std::pair{0, 1}, {1, 2}, {7, 20}, {8, 21}, {249, 251}, {250, 251}, {0, 251}}) {
     canvas.scribble(top, bottom);
     const auto frame = converter.newFrame();
-    converter.convert(canvas.picture(top, bottom), *frame);
+    converter.convert(canvas.picture(top, bottom), frame);
     EXPECT_TRUE(testing_support::samePicture(*frame, *scaled(*whole(canvas.picture()), 160, 90))) << top << bottom;
   }
+}
+
+TEST(FrameConverter, takesUnchangedRowsFromTheFrameBefore) {
+  Canvas canvas(333, 251);
+  FrameConverter converter;
+  converter.setFrameSize({333, 251});
+  auto before = converter.newFrame();
+  converter.convert(canvas.picture(), before);
+  for (const auto& [top, bottom] : {std::pair{0, 1}, {1, 2}, {7, 20}, {8, 21}, {249, 251}, {250, 251}, {0, 251}}) {
+    const auto untouched = webrtc::I420Buffer::Copy(*before);
+    canvas.scribble(top, bottom);
+    const auto frame = converter.newFrame();
+    converter.convert(canvas.picture(top, bottom), frame);
+    EXPECT_TRUE(testing_support::samePicture(*frame, *whole(canvas.picture()))) << top << " " << bottom;
+    EXPECT_TRUE(testing_support::samePicture(*before, *untouched)) << "the encoder may still be reading it";
+    before = frame;
+  }
+}
+
+TEST(FrameConverter, startsAfreshWhenTheFramesSizeComesBack) {
+  Canvas canvas(64, 48);
+  FrameConverter converter;
+  converter.setFrameSize({64, 48});
+  converter.convert(canvas.picture(), converter.newFrame());
+  converter.setFrameSize({32, 24});
+  canvas.scribble(0, 20);
+  converter.convert(canvas.picture(0, 20), converter.newFrame());
+  converter.setFrameSize({64, 48});
+  canvas.scribble(30, 40);
+  const auto frame = converter.newFrame();
+  converter.convert(canvas.picture(30, 40), frame);
+  EXPECT_TRUE(testing_support::samePicture(*frame, *whole(canvas.picture())));
 }
 
 TEST(FrameConverter, convertsEverythingWhenTheDisplayChangesItsSize) {
   FrameConverter converter;
   converter.setFrameSize({160, 90});
   const Canvas before(640, 480);
-  converter.convert(before.picture(), *converter.newFrame());
+  converter.convert(before.picture(), converter.newFrame());
   const Canvas after(800, 600);
   const auto frame = converter.newFrame();
-  converter.convert(after.picture(10, 20), *frame);
+  converter.convert(after.picture(10, 20), frame);
   EXPECT_TRUE(testing_support::samePicture(*frame, *scaled(*whole(after.picture()), 160, 90)));
 }
 
@@ -101,9 +133,9 @@ TEST(FrameConverter, ignoresRowsOutsideThePicture) {
   FrameConverter converter;
   converter.setFrameSize({32, 24});
   const auto frame = converter.newFrame();
-  converter.convert(canvas.picture(), *frame);
-  converter.convert(canvas.picture(-10, 1000), *frame);
-  converter.convert(canvas.picture(60, 20), *frame);
+  converter.convert(canvas.picture(), frame);
+  converter.convert(canvas.picture(-10, 1000), frame);
+  converter.convert(canvas.picture(60, 20), frame);
   EXPECT_TRUE(testing_support::samePicture(*frame, *scaled(*whole(canvas.picture()), 32, 24)));
 }
 

@@ -1,8 +1,7 @@
 #include "main/video/sources/FrameSource.h"
 #include "main/video/sources/ScreenVideoSource.h"
 #include "rtc_base/time_utils.h"
-#include "tests/fakes/FakeScreenCapture.h"
-#include "tests/unit/video/sources/SourceTesting.h"
+#include "tests/unit/video/sources/ScreenSourceFixture.h"
 
 using namespace Qt::Literals::StringLiterals;
 
@@ -10,38 +9,7 @@ namespace vantora {
 namespace {
 
 using namespace std::chrono_literals;
-using fakes::FakeScreen;
-using testing_support::FrameSink;
-using testing_support::LockedLog;
-using testing_support::pumpFor;
-using testing_support::pumpUntil;
-
-constexpr FakeScreen::Colour kBlack{0, 0, 0, 255};
-constexpr FakeScreen::Colour kWhite{255, 255, 255, 255};
-constexpr int kBlackLuma = 16;
-constexpr int kWhiteLuma = 235;
-
-class ScreenVideoSourceTest : public testing_support::MainThreadTest {
- protected:
-  std::unique_ptr<ScreenVideoSource> make(int width, int height, int fps, int displayIndex = 0) {
-    return std::make_unique<ScreenVideoSource>(screen->factory(), width, height, fps, displayIndex,
-                                               [this](const QString& name) { permissions.append(name); });
-  }
-  // Starts and waits for the end of the attempt.
-  [[nodiscard]] bool start(ScreenVideoSource& source) {
-    bool ended = false;
-    source.start([&] { ended = true; });
-    return pumpUntil([&] { return ended; });
-  }
-
-  LockedLog log;
-  QStringList permissions;
-  std::shared_ptr<FakeScreen> screen = FakeScreen::make({{64, 48}});
-};
-
-const QStringList kRefusal{u"[sc] start error: not today"_s,
-                           u"[sc] Required permissions in System Settings → Privacy & Security:"_s,
-                           u"[sc] - Screen Recording (for video capture)"_s};
+using namespace testing_support;
 
 TEST_F(ScreenVideoSourceTest, clampsTheRateAndTheDisplayIndex) {
   const auto slow = make(64, 48, 0, -3);
@@ -90,10 +58,10 @@ TEST_F(ScreenVideoSourceTest, reportsARefusalOnceAnAttempt) {
   screen->refuseWith(u"not today"_s);
   const auto source = make(64, 48, 30);
   ASSERT_TRUE(start(*source));
-  EXPECT_EQ(log.lines(), kRefusal);
+  EXPECT_EQ(log.lines(), refusalLines());
   EXPECT_EQ(permissions, QStringList{u"screen_recording"_s});
   ASSERT_TRUE(start(*source));
-  EXPECT_EQ(log.lines(), kRefusal + kRefusal);
+  EXPECT_EQ(log.lines(), refusalLines() + refusalLines());
   EXPECT_EQ(permissions.size(), 2);
 }
 
@@ -123,7 +91,7 @@ TEST_F(ScreenVideoSourceTest, treatsADisplayThatCannotBeReadAsARefusal) {
   const auto source = make(64, 48, 30);
   ASSERT_TRUE(start(*source));
   ASSERT_EQ(log.lines().size(), 3);
-  EXPECT_EQ(log.lines().mid(1), kRefusal.mid(1));
+  EXPECT_EQ(log.lines().mid(1), refusalLines().mid(1));
   EXPECT_TRUE(log.lines().first().startsWith(u"[sc] start error: "_s));
   EXPECT_EQ(permissions, QStringList{u"screen_recording"_s});
 }
@@ -132,7 +100,7 @@ TEST_F(ScreenVideoSourceTest, worksWithoutAPermissionCallback) {
   screen->refuseWith(u"not today"_s);
   ScreenVideoSource source(screen->factory(), 64, 48, 30, 0, nullptr);
   ASSERT_TRUE(start(source));
-  EXPECT_EQ(log.lines(), kRefusal);
+  EXPECT_EQ(log.lines(), refusalLines());
 }
 
 TEST_F(ScreenVideoSourceTest, saysThatThereIsNoDisplayWithoutBlamingAPermission) {
@@ -282,140 +250,6 @@ TEST_F(ScreenVideoSourceTest, sendsThePictureToASinkThatComesLater) {
   FrameSink sink(source->native());
   ASSERT_TRUE(pumpUntil([&] { return sink.count() > 0; }));
   EXPECT_LT(sink.frames()[0].arrived - came, 200ms);
-}
-
-TEST_F(ScreenVideoSourceTest, readsNothingWhileInactiveButTheFirstPicture) {
-  const auto source = make(64, 48, 60);
-  FrameSink sink(source->native());
-  source->setActive(false);
-  ASSERT_TRUE(start(*source));
-  EXPECT_EQ(log.count(u"[sc] frame size now 64x48"), 1);
-  EXPECT_GT(source->lastCaptureWallNs(), 0);
-  const int looks = screen->looks();
-  screen->paint(kWhite);
-  pumpFor(200ms);
-  EXPECT_EQ(screen->looks(), looks);
-  EXPECT_EQ(sink.count(), 0u);
-}
-
-TEST_F(ScreenVideoSourceTest, reportsARefusalWhileInactive) {
-  screen->refuseWith(u"not today"_s);
-  const auto source = make(64, 48, 60);
-  source->setActive(false);
-  ASSERT_TRUE(start(*source));
-  EXPECT_EQ(permissions.size(), 1);
-}
-
-TEST_F(ScreenVideoSourceTest, sendsAFreshPictureAtOnceWhenItBecomesActive) {
-  const auto source = make(64, 48, 60);
-  FrameSink sink(source->native());
-  source->setActive(false);
-  ASSERT_TRUE(start(*source));
-  screen->paint(kWhite);
-  source->setActive(true);
-  ASSERT_TRUE(pumpUntil([&] { return sink.count() > 0; }));
-  EXPECT_EQ(sink.frames()[0].luma, kWhiteLuma);
-}
-
-TEST_F(ScreenVideoSourceTest, sendsTheOldPictureAtOnceWhenNothingChangedWhileInactive) {
-  const auto source = make(64, 48, 60);
-  FrameSink sink(source->native());
-  source->setActive(false);
-  ASSERT_TRUE(start(*source));
-  source->setActive(true);
-  ASSERT_TRUE(pumpUntil([&] { return sink.count() > 0; }));
-  EXPECT_EQ(screen->reads(), 1);
-}
-
-TEST_F(ScreenVideoSourceTest, sendsNothingAfterTheStop) {
-  const auto source = make(64, 48, 120);
-  FrameSink sink(source->native());
-  ASSERT_TRUE(start(*source));
-  ASSERT_TRUE(pumpUntil([&] { return sink.count() > 0; }));
-  source->stop();
-  const std::size_t frames = sink.count();
-  screen->paint(kWhite);
-  source->refresh();
-  ASSERT_TRUE(pumpUntil([&] { return screen->closes() == 1; }));
-  pumpFor(50ms);
-  EXPECT_EQ(sink.count(), frames);
-  ASSERT_TRUE(start(*source));
-  EXPECT_TRUE(pumpUntil([&] { return sink.count() > frames; }));
-}
-
-TEST_F(ScreenVideoSourceTest, sendsNoFrameOfTheOldSizeAfterAReconfiguration) {
-  const auto source = make(64, 48, 120);
-  FrameSink sink(source->native());
-  ASSERT_TRUE(start(*source));
-  for (int round = 0; round < 20; ++round) {
-    const int width = round % 2 == 0 ? 32 : 64;
-    screen->paint(kWhite);
-    const std::size_t before = sink.count();
-    source->reconfigure(width, 48, 120, {});
-    ASSERT_TRUE(pumpUntil([&] { return sink.count() > before; }));
-    const auto frames = sink.frames();
-    for (std::size_t i = before + 1; i < frames.size(); ++i) EXPECT_EQ(frames[i].width, width);
-  }
-}
-
-TEST_F(ScreenVideoSourceTest, callsEveryDoneOfStartsInQuickSuccession) {
-  const auto source = make(64, 48, 30);
-  int ended = 0;
-  for (int i = 0; i < 100; ++i) source->reconfigure(32 + i, 48, 30, [&] { ++ended; });
-  source->stop();
-  ASSERT_TRUE(pumpUntil([&] { return ended == 100; }));
-}
-
-TEST_F(ScreenVideoSourceTest, callsNobodyAfterItsDestruction) {
-  screen->refuseWith(u"not today"_s);
-  auto source = make(64, 48, 30);
-  bool ended = false;
-  source->start([&] { ended = true; });
-  // Without handling events, until the capture thread has posted its callbacks.
-  const auto deadline = std::chrono::steady_clock::now() + 10s;
-  while (log.lines().size() < 3 && std::chrono::steady_clock::now() < deadline) std::this_thread::yield();
-  ASSERT_EQ(log.lines().size(), 3);
-  source.reset();
-  pumpFor(50ms);
-  EXPECT_FALSE(ended);
-  EXPECT_TRUE(permissions.isEmpty());
-}
-
-TEST_F(ScreenVideoSourceTest, showsADisplayThatComesBackWithoutAWord) {
-  const auto source = make(64, 48, 60);
-  FrameSink sink(source->native());
-  ASSERT_TRUE(start(*source));
-  ASSERT_TRUE(pumpUntil([&] { return sink.count() > 0; }));
-  const QStringList lines = log.lines();
-  screen->setGone(true);
-  ASSERT_TRUE(pumpUntil([&] { return screen->closes() == 1; }));
-  const std::size_t frames = sink.count();
-  ASSERT_TRUE(pumpUntil([&] { return screen->opens() >= 3; }));
-  EXPECT_EQ(sink.count(), frames);
-  screen->paint(kWhite);
-  screen->setGone(false);
-  ASSERT_TRUE(pumpUntil([&] { return sink.count() > frames; }));
-  EXPECT_EQ(sink.last().luma, kWhiteLuma);
-  EXPECT_EQ(log.lines(), lines);
-  EXPECT_TRUE(permissions.isEmpty());
-}
-
-TEST_F(ScreenVideoSourceTest, looksForALostDisplayOnceASecond) {
-  const auto source = make(64, 48, 60);
-  ASSERT_TRUE(start(*source));
-  screen->setGone(true);
-  pumpFor(2500ms);
-  EXPECT_GE(screen->opens(), 3);
-  EXPECT_LE(screen->opens(), 4);
-}
-
-TEST_F(ScreenVideoSourceTest, isOutlivedByTheLibrarysSource) {
-  auto source = make(64, 48, 60);
-  FrameSink sink(source->native());
-  ASSERT_TRUE(start(*source));
-  source.reset();
-  sink.want({});
-  EXPECT_EQ(screen->closes(), 1);
 }
 
 }  // namespace

@@ -1,0 +1,149 @@
+// What becomes of a running screen source: pauses, stops, other settings, a lost display.
+#include "tests/unit/video/sources/ScreenSourceFixture.h"
+
+using namespace Qt::Literals::StringLiterals;
+
+namespace vantora {
+namespace {
+
+using namespace std::chrono_literals;
+using namespace testing_support;
+
+using ScreenSourceLifeTest = ScreenVideoSourceTest;
+
+TEST_F(ScreenSourceLifeTest, readsNothingWhileInactiveButTheFirstPicture) {
+  const auto source = make(64, 48, 60);
+  FrameSink sink(source->native());
+  source->setActive(false);
+  ASSERT_TRUE(start(*source));
+  EXPECT_EQ(log.count(u"[sc] frame size now 64x48"), 1);
+  EXPECT_GT(source->lastCaptureWallNs(), 0);
+  const int looks = screen->looks();
+  screen->paint(kWhite);
+  pumpFor(200ms);
+  EXPECT_EQ(screen->looks(), looks);
+  EXPECT_EQ(sink.count(), 0u);
+}
+
+TEST_F(ScreenSourceLifeTest, reportsARefusalWhileInactive) {
+  screen->refuseWith(u"not today"_s);
+  const auto source = make(64, 48, 60);
+  source->setActive(false);
+  ASSERT_TRUE(start(*source));
+  EXPECT_EQ(permissions.size(), 1);
+}
+
+TEST_F(ScreenSourceLifeTest, sendsAFreshPictureAtOnceWhenItBecomesActive) {
+  const auto source = make(64, 48, 60);
+  FrameSink sink(source->native());
+  source->setActive(false);
+  ASSERT_TRUE(start(*source));
+  screen->paint(kWhite);
+  source->setActive(true);
+  ASSERT_TRUE(pumpUntil([&] { return sink.count() > 0; }));
+  EXPECT_EQ(sink.frames()[0].luma, kWhiteLuma);
+}
+
+TEST_F(ScreenSourceLifeTest, sendsTheOldPictureAtOnceWhenNothingChangedWhileInactive) {
+  const auto source = make(64, 48, 60);
+  FrameSink sink(source->native());
+  source->setActive(false);
+  ASSERT_TRUE(start(*source));
+  source->setActive(true);
+  ASSERT_TRUE(pumpUntil([&] { return sink.count() > 0; }));
+  EXPECT_EQ(screen->reads(), 1);
+}
+
+TEST_F(ScreenSourceLifeTest, sendsNothingAfterTheStop) {
+  const auto source = make(64, 48, 120);
+  FrameSink sink(source->native());
+  ASSERT_TRUE(start(*source));
+  ASSERT_TRUE(pumpUntil([&] { return sink.count() > 0; }));
+  source->stop();
+  const std::size_t frames = sink.count();
+  screen->paint(kWhite);
+  source->refresh();
+  ASSERT_TRUE(pumpUntil([&] { return screen->closes() == 1; }));
+  pumpFor(50ms);
+  EXPECT_EQ(sink.count(), frames);
+  ASSERT_TRUE(start(*source));
+  EXPECT_TRUE(pumpUntil([&] { return sink.count() > frames; }));
+}
+
+TEST_F(ScreenSourceLifeTest, sendsNoFrameOfTheOldSizeAfterAReconfiguration) {
+  const auto source = make(64, 48, 120);
+  FrameSink sink(source->native());
+  ASSERT_TRUE(start(*source));
+  for (int round = 0; round < 20; ++round) {
+    const int width = round % 2 == 0 ? 32 : 64;
+    screen->paint(kWhite);
+    const std::size_t before = sink.count();
+    source->reconfigure(width, 48, 120, {});
+    ASSERT_TRUE(pumpUntil([&] { return sink.count() > before; }));
+    const auto frames = sink.frames();
+    for (std::size_t i = before + 1; i < frames.size(); ++i) EXPECT_EQ(frames[i].width, width);
+  }
+}
+
+TEST_F(ScreenSourceLifeTest, callsEveryDoneOfStartsInQuickSuccession) {
+  const auto source = make(64, 48, 30);
+  int ended = 0;
+  for (int i = 0; i < 100; ++i) source->reconfigure(32 + i, 48, 30, [&] { ++ended; });
+  source->stop();
+  ASSERT_TRUE(pumpUntil([&] { return ended == 100; }));
+}
+
+TEST_F(ScreenSourceLifeTest, callsNobodyAfterItsDestruction) {
+  screen->refuseWith(u"not today"_s);
+  auto source = make(64, 48, 30);
+  bool ended = false;
+  source->start([&] { ended = true; });
+  // Without handling events, until the capture thread has posted its callbacks.
+  const auto deadline = std::chrono::steady_clock::now() + 10s;
+  while (log.lines().size() < 3 && std::chrono::steady_clock::now() < deadline) std::this_thread::yield();
+  ASSERT_EQ(log.lines().size(), 3);
+  source.reset();
+  pumpFor(50ms);
+  EXPECT_FALSE(ended);
+  EXPECT_TRUE(permissions.isEmpty());
+}
+
+TEST_F(ScreenSourceLifeTest, showsADisplayThatComesBackWithoutAWord) {
+  const auto source = make(64, 48, 60);
+  FrameSink sink(source->native());
+  ASSERT_TRUE(start(*source));
+  ASSERT_TRUE(pumpUntil([&] { return sink.count() > 0; }));
+  const QStringList lines = log.lines();
+  screen->setGone(true);
+  ASSERT_TRUE(pumpUntil([&] { return screen->closes() == 1; }));
+  const std::size_t frames = sink.count();
+  ASSERT_TRUE(pumpUntil([&] { return screen->opens() >= 3; }));
+  EXPECT_EQ(sink.count(), frames);
+  screen->paint(kWhite);
+  screen->setGone(false);
+  ASSERT_TRUE(pumpUntil([&] { return sink.count() > frames; }));
+  EXPECT_EQ(sink.last().luma, kWhiteLuma);
+  EXPECT_EQ(log.lines(), lines);
+  EXPECT_TRUE(permissions.isEmpty());
+}
+
+TEST_F(ScreenSourceLifeTest, looksForALostDisplayOnceASecond) {
+  const auto source = make(64, 48, 60);
+  ASSERT_TRUE(start(*source));
+  screen->setGone(true);
+  pumpFor(2500ms);
+  EXPECT_GE(screen->opens(), 3);
+  EXPECT_LE(screen->opens(), 4);
+}
+
+TEST_F(ScreenSourceLifeTest, isOutlivedByTheLibrarysSource) {
+  auto source = make(64, 48, 60);
+  FrameSink sink(source->native());
+  ASSERT_TRUE(start(*source));
+  source.reset();
+  sink.want({});
+  EXPECT_EQ(screen->closes(), 1);
+}
+
+}  // namespace
+}  // namespace vantora
