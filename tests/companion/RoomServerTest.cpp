@@ -1,138 +1,10 @@
-// The room server with real sockets on the loopback.
-#include <gtest/gtest.h>
-
-#include <QCoreApplication>
-#include <QDir>
-#include <QElapsedTimer>
-#include <QEventLoop>
-#include <QFile>
-#include <QTemporaryDir>
-#include <QTimer>
-
-#include "companion/server/RoomServer.h"
-#include "main/base/QtScheduler.h"
+// Rooms over real WebSockets.
+#include "tests/companion/RoomServerFixture.h"
 
 namespace vantora::companion {
 namespace {
 
-using namespace Qt::Literals::StringLiterals;
 using namespace std::chrono_literals;
-
-QCoreApplication& application() {
-  static int argc = 1;
-  static char name[] = "room_server_test";
-  static char* argv[] = {name, nullptr};
-  static QCoreApplication instance(argc, argv);
-  return instance;
-}
-
-// Runs the event loop until `done` holds; false after ten seconds.
-bool waitUntil(const std::function<bool()>& done) {
-  QElapsedTimer clock;
-  clock.start();
-  QEventLoop loop;
-  QTimer tick;
-  QObject::connect(&tick, &QTimer::timeout, &loop, [&] {
-    if (done() || clock.elapsed() > 10'000) loop.quit();
-  });
-  tick.start(1ms);
-  loop.exec();
-  return done();
-}
-
-class Client {
- public:
-  explicit Client(quint16 port) {
-    QObject::connect(&socket_, &QWebSocket::textMessageReceived, &socket_,
-                     [this](const QString& t) { texts.append(t); });
-    socket_.open(QUrl(u"ws://127.0.0.1:%1/"_s.arg(port)));
-  }
-  bool opened() {
-    return waitUntil([this] { return socket_.state() == QAbstractSocket::ConnectedState; });
-  }
-  bool closed() {
-    return waitUntil([this] { return socket_.state() == QAbstractSocket::UnconnectedState; });
-  }
-  bool hasReceived(const QString& part) {
-    return waitUntil([&] { return !texts.filter(part).isEmpty(); });
-  }
-  void send(const QString& text) { socket_.sendTextMessage(text); }
-  void join(const QString& role, const QString& room = u"attic"_s) {
-    send(u"{\"type\":\"join\",\"room\":\"%1\",\"role\":\"%2\"}"_s.arg(room, role));
-  }
-  // A viewer knows that it is in: the server tells it who is there.
-  bool joinedAsViewer(const QString& room = u"attic"_s) {
-    if (!opened()) return false;
-    join(u"viewer"_s, room);
-    return hasReceived(u"peer_state"_s);
-  }
-  // A host hears nothing, so it says something that comes back.
-  bool joinedAsHost(const QString& room = u"attic"_s) {
-    if (!opened()) return false;
-    join(u"host"_s, room);
-    return echoed();
-  }
-  // Everything sent before has been dealt with once this comes back.
-  bool echoed() {
-    const QString mark = u"mark-%1"_s.arg(++marks_);
-    send(u"{\"type\":\"chat_send\",\"text\":\"%1\"}"_s.arg(mark));
-    return hasReceived(mark);
-  }
-  QWebSocket& socket() { return socket_; }
-
-  QStringList texts;
-
- private:
-  QWebSocket socket_;
-  int marks_ = 0;
-};
-
-class RoomServerTest : public ::testing::Test {
- protected:
-  void SetUp() override {
-    application();
-    QFile page(folder_.filePath(u"index.html"_s));
-    ASSERT_TRUE(page.open(QIODevice::WriteOnly));
-    page.write("<!doctype html><title>Viewer</title>");
-  }
-  void start(const RoomServerLimits& limits = {}) {
-    server_ = std::make_unique<RoomServer>(folder_.path(), scheduler_, limits);
-    ASSERT_TRUE(server_->listen(QHostAddress(QHostAddress::LocalHost), 0));
-  }
-  quint16 port() const { return server_->port(); }
-  std::unique_ptr<QTcpSocket> rawSocket() {
-    auto socket = std::make_unique<QTcpSocket>();
-    bool connected = false;
-    QObject::connect(socket.get(), &QTcpSocket::connected, [&connected] { connected = true; });
-    socket->connectToHost(QHostAddress(QHostAddress::LocalHost), port());
-    EXPECT_TRUE(waitUntil([&] { return connected; }));
-    QObject::disconnect(socket.get(), &QTcpSocket::connected, nullptr, nullptr);
-    return socket;
-  }
-  // A WebSocket whose far end is in the test's hands, frame by frame.
-  std::unique_ptr<QTcpSocket> rawWebSocket() {
-    auto socket = rawSocket();
-    socket->write(
-        "GET / HTTP/1.1\r\nHost: x\r\nUpgrade: websocket\r\nConnection: Upgrade\r\n"
-        "Sec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\nSec-WebSocket-Version: 13\r\n\r\n");
-    EXPECT_TRUE(waitUntil([&] { return socket->peek(1000).contains("\r\n\r\n"); }));
-    EXPECT_TRUE(socket->readAll().startsWith("HTTP/1.1 101 "));
-    return socket;
-  }
-  // All that the server answers to `request` until it closes the connection.
-  QByteArray exchange(const QByteArray& request) {
-    auto socket = rawSocket();
-    QByteArray answer;
-    QObject::connect(socket.get(), &QTcpSocket::readyRead, socket.get(), [&] { answer += socket->readAll(); });
-    socket->write(request);
-    EXPECT_TRUE(waitUntil([&] { return socket->state() == QAbstractSocket::UnconnectedState; }));
-    return answer + socket->readAll();
-  }
-
-  QTemporaryDir folder_;
-  QtScheduler scheduler_;
-  std::unique_ptr<RoomServer> server_;
-};
 
 TEST_F(RoomServerTest, carriesANegotiationBothWays) {
   start();
@@ -344,49 +216,6 @@ TEST_F(RoomServerTest, aReceiverThatDoesNotReadIsCutOff) {
   EXPECT_TRUE(waitUntil([this] { return server_->connections() == 1; }));
 }
 
-TEST_F(RoomServerTest, servesThePageOnTheSamePort) {
-  start();
-  const QByteArray answer = exchange("GET /?room=attic HTTP/1.1\r\nHost: x\r\n\r\n");
-  EXPECT_TRUE(answer.startsWith("HTTP/1.1 200 OK\r\n"));
-  EXPECT_TRUE(answer.endsWith("<title>Viewer</title>"));
-  EXPECT_TRUE(exchange("HEAD / HTTP/1.0\r\n\r\n").endsWith("\r\n\r\n"));
-}
-
-TEST_F(RoomServerTest, servesNothingOutsideThePagesFolder) {
-  start();
-  for (const char* target : {"/../index.html", "/%2e%2e/%2e%2e/etc/passwd", "/../../../../../../etc/passwd"}) {
-    EXPECT_TRUE(exchange(QByteArray("GET ") + target + " HTTP/1.1\r\n\r\n").startsWith("HTTP/1.1 404 ")) << target;
-  }
-}
-
-TEST_F(RoomServerTest, answersARequestThatArrivesInPieces) {
-  start();
-  auto socket = rawSocket();
-  QByteArray answer;
-  QObject::connect(socket.get(), &QTcpSocket::readyRead, socket.get(), [&] { answer += socket->readAll(); });
-  for (const char c : QByteArrayView("GET / HTTP/1.1\r\nHost: x\r\n\r\n")) {
-    socket->write(&c, 1);
-    socket->flush();
-    QCoreApplication::processEvents();
-  }
-  ASSERT_TRUE(waitUntil([&] { return socket->state() == QAbstractSocket::UnconnectedState; }));
-  EXPECT_TRUE(answer.startsWith("HTTP/1.1 200 OK\r\n"));
-}
-
-TEST_F(RoomServerTest, answersBrokenRequestsAndEndlessHeads) {
-  start();
-  EXPECT_TRUE(exchange("\x16\x03\x01 nonsense\r\n\r\n").startsWith("HTTP/1.1 400 "));
-  EXPECT_TRUE(exchange("POST / HTTP/1.1\r\n\r\n").startsWith("HTTP/1.1 405 "));
-  EXPECT_TRUE(exchange("GET / HTTP/1.1\r\nX: " + QByteArray(kMaxRequestHead, 'x')).startsWith("HTTP/1.1 431 "));
-}
-
-TEST_F(RoomServerTest, aClientThatSaysNothingIsDropped) {
-  RoomServerLimits limits;
-  limits.requestPatience = 50ms;
-  start(limits);
-  EXPECT_EQ(exchange("GET / HT"), QByteArray());
-}
-
 TEST_F(RoomServerTest, connectionsBeyondTheLimitAreTurnedAway) {
   RoomServerLimits limits;
   limits.connections = 1;
@@ -396,15 +225,6 @@ TEST_F(RoomServerTest, connectionsBeyondTheLimitAreTurnedAway) {
   ASSERT_TRUE(member.echoed());
   EXPECT_EQ(exchange("GET / HTTP/1.1\r\n\r\n"), QByteArray());
   EXPECT_TRUE(member.echoed());
-}
-
-TEST_F(RoomServerTest, saysWhenThePortIsTaken) {
-  start();
-  RoomServer second(folder_.path(), scheduler_);
-  EXPECT_FALSE(second.listen(QHostAddress(QHostAddress::LocalHost), port()));
-  EXPECT_TRUE(second.addressInUse());
-  EXPECT_FALSE(second.errorText().isEmpty());
-  EXPECT_EQ(server_->address(), u"http://127.0.0.1:%1"_s.arg(port()));
 }
 
 TEST_F(RoomServerTest, closesItsConnectionsWhenItEnds) {

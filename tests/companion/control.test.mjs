@@ -1,39 +1,11 @@
-// Control from the viewer's page: the PIN, pointer, wheel, keys, and everything shown around the screen.
+// Control from the viewer's page: the PIN, pointer, wheel and keys.
 import assert from 'node:assert/strict';
-import { after, before, test } from 'node:test';
-import { Browser } from '../e2e/lib/browser.mjs';
-import { RoomServer } from '../e2e/lib/room-server.mjs';
 import { until } from '../e2e/lib/wait.mjs';
-import { connectedPair, dataset, hasState, heard, hears, inControl, pointOnPicture, settled, takeControl } from './setup.mjs';
+import { dataset, hasState, heard, hears, inControl, pairTests, pointOnPicture, settled, takeControl } from './setup.mjs';
 
-const context = {};
-let pair;
-
-before(async () => {
-  context.server = await RoomServer.start();
-  context.browser = await Browser.start();
-});
-after(async () => {
-  await context.browser?.end();
-  await context.server?.end();
-});
-
-// Each test has a pair of its own.
-function controlTest(name, options, body) {
-  test(name, async () => {
-    pair = await connectedPair(context, options);
-    try {
-      await body(pair);
-      assert.deepEqual(pair.viewer.said.filter((line) => line.startsWith('error: ')), []);
-    } finally {
-      await pair.host.context().close();
-      await pair.viewer.context().close();
-    }
-  });
-}
+const { pairTest, tell } = pairTests();
 
 const forget = ({ host }) => host.evaluate(() => { globalThis.host.messages = []; });
-const tell = ({ host }, message) => host.evaluate((message) => globalThis.host.send(message), message);
 const near = (value, wanted, by = 0.005) => assert.ok(Math.abs(value - wanted) <= by, `${value} is not near ${wanted}`);
 
 async function moveTo({ viewer }, x, y) {
@@ -41,7 +13,7 @@ async function moveTo({ viewer }, x, y) {
   await viewer.mouse.move(point.x, point.y);
 }
 
-controlTest('a wrong PIN is shown as wrong and the right one gives control', {}, async ({ host, viewer }) => {
+pairTest('a wrong PIN is shown as wrong and the right one gives control', {}, async ({ host, viewer }) => {
   await takeControl(viewer, '111111');
   await hasState(viewer, 'control', 'denied');
   assert.ok(await viewer.isVisible('text=That PIN is not right'));
@@ -55,7 +27,7 @@ controlTest('a wrong PIN is shown as wrong and the right one gives control', {},
   assert.equal(await viewer.inputValue('#pin'), '', 'the PIN does not stay on the page');
 });
 
-controlTest('control is given back and taken again without the PIN', {}, async (both) => {
+pairTest('control is given back and taken again without the PIN', {}, async (both) => {
   await inControl(both);
   await both.viewer.click('#control-button');
   await hasState(both.viewer, 'control', 'off');
@@ -65,13 +37,13 @@ controlTest('control is given back and taken again without the PIN', {}, async (
   assert.deepEqual((await heard(both.host, 'control')).map(({ enable }) => enable), [true, false, true]);
 });
 
-controlTest('says when the host does not allow control', { options: { allowControl: false } }, async ({ viewer }) => {
+pairTest('says when the host does not allow control', { options: { allowControl: false } }, async ({ viewer }) => {
   await takeControl(viewer);
   await hasState(viewer, 'control', 'off');
   await until(() => viewer.isVisible('text=does not allow remote control'), { what: 'the notice' });
 });
 
-controlTest('follows the host that takes control away', {}, async (both) => {
+pairTest('follows the host that takes control away', {}, async (both) => {
   await inControl(both);
   await tell(both, { type: 'control_state', enabled: false });
   await hasState(both.viewer, 'control', 'off');
@@ -84,7 +56,7 @@ controlTest('follows the host that takes control away', {}, async (both) => {
   assert.deepEqual(await heard(both.host, 'keyDown'), []);
 });
 
-controlTest('sends no input before control is granted', {}, async (both) => {
+pairTest('sends no input before control is granted', {}, async (both) => {
   await moveTo(both, 0.3, 0.3);
   await both.viewer.mouse.down();
   await both.viewer.mouse.up();
@@ -96,7 +68,7 @@ controlTest('sends no input before control is granted', {}, async (both) => {
   assert.deepEqual(kinds, ['ping']);
 });
 
-controlTest('the pointer is sent as fractions of the picture, bars left out', {}, async (both) => {
+pairTest('the pointer is sent as fractions of the picture, bars left out', {}, async (both) => {
   await inControl(both);
   await both.viewer.setViewportSize({ width: 1280, height: 500 });
   await moveTo(both, 0.25, 0.75);
@@ -114,7 +86,7 @@ controlTest('the pointer is sent as fractions of the picture, bars left out', {}
   for (const { x } of await heard(both.host, 'mouseMove')) near(x, 0.5);
 });
 
-controlTest('many moves within a frame become one message', {}, async (both) => {
+pairTest('many moves within a frame become one message', {}, async (both) => {
   await inControl(both);
   await moveTo(both, 0.1, 0.1);
   await hears(both.host, 'mouseMove');
@@ -138,7 +110,7 @@ controlTest('many moves within a frame become one message', {}, async (both) => 
   assert.equal((await heard(both.host, 'mouseMove')).length, 1);
 });
 
-controlTest('every button goes down and up where the pointer is', {}, async (both) => {
+pairTest('every button goes down and up where the pointer is', {}, async (both) => {
   await inControl(both);
   await forget(both);
   await moveTo(both, 0.4, 0.6);
@@ -156,7 +128,7 @@ controlTest('every button goes down and up where the pointer is', {}, async (bot
   }
 });
 
-controlTest('two buttons held together are told apart', {}, async (both) => {
+pairTest('two buttons held together are told apart', {}, async (both) => {
   await inControl(both);
   await forget(both);
   await moveTo(both, 0.5, 0.5);
@@ -170,7 +142,7 @@ controlTest('two buttons held together are told apart', {}, async (both) => {
   assert.deepEqual(seen, ['mouseDown 0', 'mouseDown 2', 'mouseUp 0', 'mouseUp 2']);
 });
 
-controlTest('buttons that the host does not know are not sent', {}, async (both) => {
+pairTest('buttons that the host does not know are not sent', {}, async (both) => {
   await inControl(both);
   await forget(both);
   await both.viewer.evaluate(() => {
@@ -186,7 +158,7 @@ controlTest('buttons that the host does not know are not sent', {}, async (both)
   assert.deepEqual(await heard(both.host, 'mouseUp'), []);
 });
 
-controlTest('a drag that leaves the screen is held to its edge and ends outside', {}, async (both) => {
+pairTest('a drag that leaves the screen is held to its edge and ends outside', {}, async (both) => {
   await inControl(both);
   await forget(both);
   await moveTo(both, 0.5, 0.5);
@@ -197,7 +169,7 @@ controlTest('a drag that leaves the screen is held to its edge and ends outside'
   assert.equal(up.y, 0);
 });
 
-controlTest('a press beside the picture is no press on the host', {}, async (both) => {
+pairTest('a press beside the picture is no press on the host', {}, async (both) => {
   await inControl(both);
   await both.viewer.setViewportSize({ width: 1280, height: 500 });
   await forget(both);
@@ -209,7 +181,7 @@ controlTest('a press beside the picture is no press on the host', {}, async (bot
   assert.deepEqual(await heard(both.host, 'mouseUp'), []);
 });
 
-controlTest('the wheel is sent in pixels', {}, async (both) => {
+pairTest('the wheel is sent in pixels', {}, async (both) => {
   await inControl(both);
   await moveTo(both, 0.5, 0.5);
   await both.viewer.mouse.wheel(30, 120);
@@ -219,7 +191,7 @@ controlTest('the wheel is sent in pixels', {}, async (both) => {
   assert.deepEqual(sum, [30, 120]);
 });
 
-controlTest('keys go by their position, with modifiers and repeats', {}, async (both) => {
+pairTest('keys go by their position, with modifiers and repeats', {}, async (both) => {
   await inControl(both);
   await forget(both);
   await both.viewer.keyboard.down('Shift');
@@ -238,7 +210,7 @@ controlTest('keys go by their position, with modifiers and repeats', {}, async (
   assert.deepEqual((await heard(both.host, 'keyUp')).map(({ code }) => code), ['KeyB', 'ArrowLeft']);
 });
 
-controlTest('known keys are kept from the browser and unknown ones are left to it', {}, async (both) => {
+pairTest('known keys are kept from the browser and unknown ones are left to it', {}, async (both) => {
   await inControl(both);
   await forget(both);
   const prevented = await both.viewer.evaluate(() => {
@@ -251,7 +223,7 @@ controlTest('known keys are kept from the browser and unknown ones are left to i
   assert.deepEqual((await heard(both.host, 'keyDown')).map(({ code }) => code), ['Tab', 'Space', 'Slash']);
 });
 
-controlTest('the context menu stays away while in control', {}, async (both) => {
+pairTest('the context menu stays away while in control', {}, async (both) => {
   const menu = () => both.viewer.evaluate(() => document.getElementById('stage').dispatchEvent(
     new MouseEvent('contextmenu', { bubbles: true, cancelable: true })));
   assert.equal(await menu(), true, 'before control the menu is the browser\'s own');
@@ -259,7 +231,7 @@ controlTest('the context menu stays away while in control', {}, async (both) => 
   assert.equal(await menu(), false);
 });
 
-controlTest('everything held is let go when the page loses the focus', {}, async (both) => {
+pairTest('everything held is let go when the page loses the focus', {}, async (both) => {
   await inControl(both);
   await forget(both);
   await moveTo(both, 0.5, 0.5);
@@ -278,7 +250,7 @@ controlTest('everything held is let go when the page loses the focus', {}, async
   assert.equal((await heard(both.host, 'mouseUp')).length, 1);
 });
 
-controlTest('held keys are let go before control is given back', {}, async (both) => {
+pairTest('held keys are let go before control is given back', {}, async (both) => {
   await inControl(both);
   await forget(both);
   await both.viewer.keyboard.down('KeyW');
@@ -288,7 +260,7 @@ controlTest('held keys are let go before control is given back', {}, async (both
   assert.ok(kinds.indexOf('keyUp') >= 0 && kinds.indexOf('keyUp') < kinds.indexOf('control'));
 });
 
-controlTest('F6 leaves the screen, and typing elsewhere is not sent', {}, async (both) => {
+pairTest('F6 leaves the screen, and typing elsewhere is not sent', {}, async (both) => {
   await inControl(both);
   await forget(both);
   await both.viewer.keyboard.press('F6');
@@ -300,104 +272,17 @@ controlTest('F6 leaves the screen, and typing elsewhere is not sent', {}, async 
   assert.equal(await both.viewer.inputValue('#chat-input'), 'hello');
 });
 
-controlTest('draws the pointer in the shape that the host names', {}, async (both) => {
-  const cursor = () => both.viewer.evaluate(() => getComputedStyle(document.getElementById('stage')).cursor);
-  await inControl(both);
-  assert.equal(await cursor(), 'default');
-  await tell(both, { type: 'cursor_shape', shape: 'nwse-resize', timestamp: 1 });
-  await until(async () => (await cursor()) === 'nwse-resize', { what: 'the shape' });
-  await tell(both, { type: 'cursor_shape', shape: 'url(//elsewhere/x.png), none', timestamp: 1 });
-  await until(async () => (await cursor()) === 'default', { what: 'the plain shape' });
-});
-
-controlTest('offers the choice among displays', { options: { displays: 3 } }, async (both) => {
-  await until(() => both.viewer.isVisible('#display'), { what: 'the chooser' });
-  await both.viewer.selectOption('#display', '2');
-  assert.deepEqual(await hears(both.host, 'display_index'), [{ type: 'display_index', index: 2 }]);
-});
-
-controlTest('shows no chooser for a single display', { options: { displays: 1 } }, async (both) => {
-  await until(() => both.viewer.evaluate(() => vantora.lastMessages.display_info?.count === 1), { what: 'the message' });
-  assert.ok(await both.viewer.isHidden('#display-field'));
-});
-
-controlTest('a missing permission is told once, and stays away once dismissed', {}, async (both) => {
-  const count = () => both.viewer.locator('.notice').count();
-  for (let i = 0; i < 3; ++i) await tell(both, { type: 'permission_required', permission: 'accessibility' });
-  await tell(both, { type: 'permission_required', permission: 'screen_recording' });
-  await until(async () => (await count()) === 2, { what: 'two notices' });
-  await both.viewer.click('.notice-close >> nth=0');
-  await tell(both, { type: 'permission_required', permission: 'accessibility' });
-  await tell(both, { type: 'pong', t0: 5 });
-  await until(() => both.viewer.evaluate(() => vantora.lastMessages.pong.t0 === 5), { what: 'the last message' });
-  assert.equal(await count(), 1);
-});
-
-controlTest('chat shows text as text and counts what is unread', { query: '&name=Ada' }, async (both) => {
-  const markup = '<img src=x onerror="document.body.dataset.hacked=1"> <b>hi</b>';
-  await both.host.evaluate((text) => globalThis.host.signal({ type: 'chat_send', text }), markup);
-  await until(() => both.viewer.isVisible('#chat-unread'), { what: 'the count' });
-  assert.equal(await both.viewer.textContent('#chat-unread'), '1');
-  await both.viewer.click('#chat-button');
-  assert.ok(await both.viewer.isHidden('#chat-unread'));
-  assert.equal(await both.viewer.textContent('.chat-text'), markup);
-  assert.equal(await both.viewer.locator('#chat-log img, #chat-log b').count(), 0);
-  await both.viewer.fill('#chat-input', '  see you  ');
-  await both.viewer.press('#chat-input', 'Enter');
-  await until(async () => (await both.viewer.locator('.chat-line').count()) === 2, { what: 'the echo' });
-  assert.equal(await both.viewer.textContent('.chat-line >> nth=1 >> .chat-from'), 'Ada');
-  assert.equal(await both.viewer.textContent('.chat-line >> nth=1 >> .chat-text'), 'see you');
-  assert.equal(await both.viewer.evaluate(() => document.body.dataset.hacked), undefined);
-  const [line] = await both.host.evaluate(() => globalThis.host.signals.filter((s) => s.type === 'chat_broadcast').slice(-1));
-  assert.equal(line.text, 'see you');
-});
-
-controlTest('reactions reach the room', {}, async (both) => {
-  await both.viewer.click('#chat-button');
-  await both.viewer.click('button[aria-label="Send reaction: Rocket"]');
-  await until(async () => (await both.viewer.locator('.reaction-line').count()) === 1, { what: 'the line' });
-  const [sent] = await both.host.evaluate(() => globalThis.host.signals.filter((s) => s.type === 'reaction_broadcast'));
-  assert.deepEqual(sent, { type: 'reaction_broadcast', from: 'viewer', reaction: 'rocket' });
-});
-
-controlTest('shows figures of the stream and the round trip', {}, async (both) => {
-  await until(async () => /640 × 360 .* fps .* bit\/s .* ms round trip/.test(
-    (await both.viewer.textContent('#figures')).replace('kbit', ' bit').replace('Mbit', ' bit')), { what: 'the figures' });
-});
-
-controlTest('a demo room asks for no PIN', {}, async (both) => {
+pairTest('a demo room asks for no PIN', {}, async (both) => {
   await tell(both, { type: 'host_stats', room: 'demo', demo: true });
   await until(() => both.viewer.isVisible('text=any PIN will do'), { what: 'the hint' });
   await takeControl(both.viewer, '');
   assert.deepEqual(await hears(both.host, 'auth'), [{ type: 'auth', token: '' }]);
 });
 
-controlTest('an empty PIN is not sent to a host that wants one', {}, async (both) => {
+pairTest('an empty PIN is not sent to a host that wants one', {}, async (both) => {
   await takeControl(both.viewer, '');
   await settled(both);
   assert.deepEqual(await heard(both.host, 'auth'), []);
   assert.equal(await dataset(both.viewer, 'control'), 'locked');
 });
 
-controlTest('full screen shows the screen alone and comes back', {}, async (both) => {
-  await both.viewer.click('#fullscreen-button');
-  await until(() => both.viewer.evaluate(() => document.body.classList.contains('fullscreen')), { what: 'full screen' });
-  assert.ok(await both.viewer.isHidden('#figures'));
-  await both.viewer.evaluate(() => document.exitFullscreen());
-  await until(() => both.viewer.isVisible('#figures'), { what: 'the page' });
-});
-
-controlTest('fits a narrow window', {}, async (both) => {
-  await both.viewer.setViewportSize({ width: 360, height: 640 });
-  await both.viewer.click('#chat-button');
-  const widths = await both.viewer.evaluate(() => [document.documentElement.scrollWidth, innerWidth]);
-  assert.equal(widths[0], widths[1]);
-});
-
-controlTest('every control has a name', { options: { displays: 2 } }, async (both) => {
-  await both.viewer.click('#chat-button');
-  const nameless = await both.viewer.evaluate(() => [...document.querySelectorAll('button, input, select, [tabindex]')]
-    .filter((element) => !(element.getAttribute('aria-label') || element.labels?.length || element.textContent.trim()))
-    .map((element) => element.id || element.outerHTML));
-  assert.deepEqual(nameless, []);
-});

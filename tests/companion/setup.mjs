@@ -1,38 +1,31 @@
 // One viewer's page and one fake host, in the same browser, around a real room server.
+import assert from 'node:assert/strict';
 import { readFile } from 'node:fs/promises';
+import { after, before, test } from 'node:test';
 import { Browser } from '../e2e/lib/browser.mjs';
 import { RoomServer } from '../e2e/lib/room-server.mjs';
 import { until } from '../e2e/lib/wait.mjs';
 
 let count = 0;
 
-export async function withBrowser(body) {
-  const server = await RoomServer.start();
-  let browser;
-  try {
-    browser = await Browser.start();
-    await body({ server, browser });
-  } finally {
-    await browser?.end();
-    await server.end();
-  }
-}
-
 export function newRoom() {
   return `room-${++count}`;
 }
 
-export async function openViewer({ server, browser }, room, query = '') {
-  const page = await browser.page();
+// `page`: one to use again; a new one otherwise.
+export async function openViewer({ server, browser }, room, query = '', page = undefined) {
+  page ??= await browser.page();
   await page.goto(`${server.address}/?room=${encodeURIComponent(room)}${query}`);
   return page;
 }
 
 // A page in which `host` is a FakeHost that has joined the room. It has made no offer yet.
-export async function openFakeHost({ server, browser }, room, options = {}) {
-  const page = await browser.page();
-  const body = await readFile(new URL('page/fake-host.mjs', import.meta.url), 'utf8');
-  await page.route(`${server.address}/fake-host.mjs`, (route) => route.fulfill({ body, contentType: 'text/javascript' }));
+export async function openFakeHost({ server, browser }, room, options = {}, page = undefined) {
+  if (!page) {
+    page = await browser.page();
+    const body = await readFile(new URL('page/fake-host.mjs', import.meta.url), 'utf8');
+    await page.route(`${server.address}/fake-host.mjs`, (route) => route.fulfill({ body, contentType: 'text/javascript' }));
+  }
   // A document that the server itself sends: a page made up by the test would count as a stranger's, and Chromium keeps
   // those from connecting to this machine.
   await page.goto(`${server.address}/style.css`);
@@ -45,9 +38,9 @@ export async function openFakeHost({ server, browser }, room, options = {}) {
 }
 
 // Both of them, connected.
-export async function connectedPair(context, { room = newRoom(), options = {}, query = '' } = {}) {
-  const host = await openFakeHost(context, room, options);
-  const viewer = await openViewer(context, room, query);
+export async function connectedPair(context, { room = newRoom(), options = {}, query = '' } = {}, pages = {}) {
+  const host = await openFakeHost(context, room, options, pages.host);
+  const viewer = await openViewer(context, room, query, pages.viewer);
   await isConnected(viewer);
   return { host, viewer, room };
 }
@@ -107,4 +100,30 @@ export function pointOnPicture(viewer, x, y) {
     const size = [video.videoWidth * scale, video.videoHeight * scale];
     return { x: box.left + (box.width - size[0]) / 2 + x * size[0], y: box.top + (box.height - size[1]) / 2 + y * size[1] };
   }, [x, y]);
+}
+
+// A file of tests around one browser and one server: pairTest(name, options, body) runs `body` with a connected pair in
+// a room of its own and fails when the viewer's page had an error; tell(pair, message) speaks as the host. The pages are
+// loaded anew for each test, their tabs are not: those cost more than the tests.
+export function pairTests() {
+  const context = {};
+  const pages = {};
+  before(async () => {
+    context.server = await RoomServer.start();
+    context.browser = await Browser.start();
+  });
+  after(async () => {
+    await context.browser?.end();
+    await context.server?.end();
+  });
+  const pairTest = (name, options, body) => test(name, async () => {
+    await pages.viewer?.setViewportSize({ width: 1280, height: 720 });
+    if (pages.viewer) pages.viewer.said.length = 0;
+    const pair = await connectedPair(context, options, pages);
+    Object.assign(pages, { host: pair.host, viewer: pair.viewer });
+    await body(pair);
+    assert.deepEqual(pair.viewer.said.filter((line) => line.startsWith('error: ')), []);
+  });
+  const tell = ({ host }, message) => host.evaluate((message) => globalThis.host.send(message), message);
+  return { pairTest, tell };
 }

@@ -1,0 +1,62 @@
+// The page, served on the port of the rooms.
+#include "tests/companion/RoomServerFixture.h"
+
+namespace vantora::companion {
+namespace {
+
+using namespace std::chrono_literals;
+
+TEST_F(RoomServerTest, servesThePageOnTheSamePort) {
+  start();
+  const QByteArray answer = exchange("GET /?room=attic HTTP/1.1\r\nHost: x\r\n\r\n");
+  EXPECT_TRUE(answer.startsWith("HTTP/1.1 200 OK\r\n"));
+  EXPECT_TRUE(answer.endsWith("<title>Viewer</title>"));
+  EXPECT_TRUE(exchange("HEAD / HTTP/1.0\r\n\r\n").endsWith("\r\n\r\n"));
+}
+
+TEST_F(RoomServerTest, servesNothingOutsideThePagesFolder) {
+  start();
+  for (const char* target : {"/../index.html", "/%2e%2e/%2e%2e/etc/passwd", "/../../../../../../etc/passwd"}) {
+    EXPECT_TRUE(exchange(QByteArray("GET ") + target + " HTTP/1.1\r\n\r\n").startsWith("HTTP/1.1 404 ")) << target;
+  }
+}
+
+TEST_F(RoomServerTest, answersARequestThatArrivesInPieces) {
+  start();
+  auto socket = rawSocket();
+  QByteArray answer;
+  QObject::connect(socket.get(), &QTcpSocket::readyRead, socket.get(), [&] { answer += socket->readAll(); });
+  for (const char c : QByteArrayView("GET / HTTP/1.1\r\nHost: x\r\n\r\n")) {
+    socket->write(&c, 1);
+    socket->flush();
+    QCoreApplication::processEvents();
+  }
+  ASSERT_TRUE(waitUntil([&] { return socket->state() == QAbstractSocket::UnconnectedState; }));
+  EXPECT_TRUE(answer.startsWith("HTTP/1.1 200 OK\r\n"));
+}
+
+TEST_F(RoomServerTest, answersBrokenRequestsAndEndlessHeads) {
+  start();
+  EXPECT_TRUE(exchange("\x16\x03\x01 nonsense\r\n\r\n").startsWith("HTTP/1.1 400 "));
+  EXPECT_TRUE(exchange("POST / HTTP/1.1\r\n\r\n").startsWith("HTTP/1.1 405 "));
+  EXPECT_TRUE(exchange("GET / HTTP/1.1\r\nX: " + QByteArray(kMaxRequestHead, 'x')).startsWith("HTTP/1.1 431 "));
+}
+
+TEST_F(RoomServerTest, aClientThatSaysNothingIsDropped) {
+  RoomServerLimits limits;
+  limits.requestPatience = 50ms;
+  start(limits);
+  EXPECT_EQ(exchange("GET / HT"), QByteArray());
+}
+
+TEST_F(RoomServerTest, saysWhenThePortIsTaken) {
+  start();
+  RoomServer second(folder_.path(), scheduler_);
+  EXPECT_FALSE(second.listen(QHostAddress(QHostAddress::LocalHost), port()));
+  EXPECT_TRUE(second.addressInUse());
+  EXPECT_FALSE(second.errorText().isEmpty());
+  EXPECT_EQ(server_->address(), u"http://127.0.0.1:%1"_s.arg(port()));
+}
+
+}  // namespace
+}  // namespace vantora::companion

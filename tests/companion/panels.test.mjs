@@ -1,0 +1,94 @@
+// What is shown around the screen: displays, notices, chat, figures, full screen.
+import assert from 'node:assert/strict';
+import { until } from '../e2e/lib/wait.mjs';
+import { hears, inControl, pairTests } from './setup.mjs';
+
+const { pairTest, tell } = pairTests();
+
+pairTest('draws the pointer in the shape that the host names', {}, async (both) => {
+  const cursor = () => both.viewer.evaluate(() => getComputedStyle(document.getElementById('stage')).cursor);
+  await inControl(both);
+  assert.equal(await cursor(), 'default');
+  await tell(both, { type: 'cursor_shape', shape: 'nwse-resize', timestamp: 1 });
+  await until(async () => (await cursor()) === 'nwse-resize', { what: 'the shape' });
+  await tell(both, { type: 'cursor_shape', shape: 'url(//elsewhere/x.png), none', timestamp: 1 });
+  await until(async () => (await cursor()) === 'default', { what: 'the plain shape' });
+});
+
+pairTest('offers the choice among displays', { options: { displays: 3 } }, async (both) => {
+  await until(() => both.viewer.isVisible('#display'), { what: 'the chooser' });
+  await both.viewer.selectOption('#display', '2');
+  assert.deepEqual(await hears(both.host, 'display_index'), [{ type: 'display_index', index: 2 }]);
+});
+
+pairTest('shows no chooser for a single display', { options: { displays: 1 } }, async (both) => {
+  await until(() => both.viewer.evaluate(() => vantora.lastMessages.display_info?.count === 1), { what: 'the message' });
+  assert.ok(await both.viewer.isHidden('#display-field'));
+});
+
+pairTest('a missing permission is told once, and stays away once dismissed', {}, async (both) => {
+  const count = () => both.viewer.locator('.notice').count();
+  for (let i = 0; i < 3; ++i) await tell(both, { type: 'permission_required', permission: 'accessibility' });
+  await tell(both, { type: 'permission_required', permission: 'screen_recording' });
+  await until(async () => (await count()) === 2, { what: 'two notices' });
+  await both.viewer.click('.notice-close >> nth=0');
+  await tell(both, { type: 'permission_required', permission: 'accessibility' });
+  await tell(both, { type: 'pong', t0: 5 });
+  await until(() => both.viewer.evaluate(() => vantora.lastMessages.pong.t0 === 5), { what: 'the last message' });
+  assert.equal(await count(), 1);
+});
+
+pairTest('chat shows text as text and counts what is unread', { query: '&name=Ada' }, async (both) => {
+  const markup = '<img src=x onerror="document.body.dataset.hacked=1"> <b>hi</b>';
+  await both.host.evaluate((text) => globalThis.host.signal({ type: 'chat_send', text }), markup);
+  await until(() => both.viewer.isVisible('#chat-unread'), { what: 'the count' });
+  assert.equal(await both.viewer.textContent('#chat-unread'), '1');
+  await both.viewer.click('#chat-button');
+  assert.ok(await both.viewer.isHidden('#chat-unread'));
+  assert.equal(await both.viewer.textContent('.chat-text'), markup);
+  assert.equal(await both.viewer.locator('#chat-log img, #chat-log b').count(), 0);
+  await both.viewer.fill('#chat-input', '  see you  ');
+  await both.viewer.press('#chat-input', 'Enter');
+  await until(async () => (await both.viewer.locator('.chat-line').count()) === 2, { what: 'the echo' });
+  assert.equal(await both.viewer.textContent('.chat-line >> nth=1 >> .chat-from'), 'Ada');
+  assert.equal(await both.viewer.textContent('.chat-line >> nth=1 >> .chat-text'), 'see you');
+  assert.equal(await both.viewer.evaluate(() => document.body.dataset.hacked), undefined);
+  const [line] = await both.host.evaluate(() => globalThis.host.signals.filter((s) => s.type === 'chat_broadcast').slice(-1));
+  assert.equal(line.text, 'see you');
+});
+
+pairTest('reactions reach the room', {}, async (both) => {
+  await both.viewer.click('#chat-button');
+  await both.viewer.click('button[aria-label="Send reaction: Rocket"]');
+  await until(async () => (await both.viewer.locator('.reaction-line').count()) === 1, { what: 'the line' });
+  const [sent] = await both.host.evaluate(() => globalThis.host.signals.filter((s) => s.type === 'reaction_broadcast'));
+  assert.deepEqual(sent, { type: 'reaction_broadcast', from: 'viewer', reaction: 'rocket' });
+});
+
+pairTest('shows figures of the stream and the round trip', {}, async (both) => {
+  await until(async () => /640 × 360 .* fps .* bit\/s .* ms round trip/.test(
+    (await both.viewer.textContent('#figures')).replace('kbit', ' bit').replace('Mbit', ' bit')), { what: 'the figures' });
+});
+
+pairTest('full screen shows the screen alone and comes back', {}, async (both) => {
+  await both.viewer.click('#fullscreen-button');
+  await until(() => both.viewer.evaluate(() => document.body.classList.contains('fullscreen')), { what: 'full screen' });
+  assert.ok(await both.viewer.isHidden('#figures'));
+  await both.viewer.evaluate(() => document.exitFullscreen());
+  await until(() => both.viewer.isVisible('#figures'), { what: 'the page' });
+});
+
+pairTest('fits a narrow window', {}, async (both) => {
+  await both.viewer.setViewportSize({ width: 360, height: 640 });
+  await both.viewer.click('#chat-button');
+  const widths = await both.viewer.evaluate(() => [document.documentElement.scrollWidth, innerWidth]);
+  assert.equal(widths[0], widths[1]);
+});
+
+pairTest('every control has a name', { options: { displays: 2 } }, async (both) => {
+  await both.viewer.click('#chat-button');
+  const nameless = await both.viewer.evaluate(() => [...document.querySelectorAll('button, input, select, [tabindex]')]
+    .filter((element) => !(element.getAttribute('aria-label') || element.labels?.length || element.textContent.trim()))
+    .map((element) => element.id || element.outerHTML));
+  assert.deepEqual(nameless, []);
+});
