@@ -1,5 +1,8 @@
 // Chromium, one process tree per browser, so that a test can take one away without a goodbye.
+import { chmod, writeFile } from 'node:fs/promises';
+import { join } from 'node:path';
 import { chromium } from 'playwright-core';
+import { temporaryDirectory } from './paths.mjs';
 
 const args = [
   '--disable-gpu', '--disable-quic', '--no-first-run', '--disable-background-networking',
@@ -7,7 +10,16 @@ const args = [
 ];
 
 export class Browser {
-  static async start({ executable = '/usr/bin/chromium', env = {} } = {}) {
+  /// `wrapper`, if any, is put before the browser's command.
+  static async start({ executable = '/usr/bin/chromium', env = {}, wrapper = null } = {}) {
+    let directory = null;
+    if (wrapper) {
+      directory = await temporaryDirectory('browser');
+      const script = join(directory.path, 'chromium');
+      await writeFile(script, `#!/bin/sh\nexec ${wrapper.join(' ')} ${executable} "$@"\n`);
+      await chmod(script, 0o755);
+      executable = script;
+    }
     const server = await chromium.launchServer({
       executablePath: executable,
       headless: true,
@@ -17,12 +29,13 @@ export class Browser {
       timeout: 60000,
     });
     const browser = await chromium.connect(server.wsEndpoint());
-    return new Browser(server, browser);
+    return new Browser(server, browser, directory);
   }
 
-  constructor(server, browser) {
+  constructor(server, browser, directory) {
     this.server = server;
     this.browser = browser;
+    this.directory = directory;
   }
 
   /// A page in a profile of its own; what its console and its errors say is kept in `page.said`.
@@ -43,5 +56,6 @@ export class Browser {
   async end() {
     await this.browser.close().catch(() => {});
     await this.server.close().catch(() => {});
+    await this.directory?.remove();
   }
 }

@@ -1,4 +1,4 @@
-// Serves the files of page/ on a free port of loopback.
+// Serves the files of page/ on a free port.
 import { readFile } from 'node:fs/promises';
 import { createServer } from 'node:http';
 import { basename, extname, join } from 'node:path';
@@ -7,7 +7,7 @@ import { here } from './paths.mjs';
 const types = { '.html': 'text/html', '.mjs': 'text/javascript' };
 
 export class PageServer {
-  static async start() {
+  static async start(listen = '127.0.0.1') {
     const server = createServer(async (request, response) => {
       const name = basename(new URL(request.url, 'http://page').pathname);
       try {
@@ -17,13 +17,13 @@ export class PageServer {
         response.writeHead(404).end();
       }
     });
-    await new Promise((resolve) => server.listen(0, '127.0.0.1', resolve));
-    return new PageServer(server);
+    await new Promise((resolve) => server.listen(0, listen, resolve));
+    return new PageServer(server, listen);
   }
 
-  constructor(server) {
+  constructor(server, listen) {
     this.server = server;
-    this.address = `http://127.0.0.1:${server.address().port}`;
+    this.address = `http://${listen}:${server.address().port}`;
   }
 
   end() {

@@ -3,7 +3,7 @@ import { mkdir, writeFile } from 'node:fs/promises';
 import { join } from 'node:path';
 import { Browser } from './browser.mjs';
 import { Host } from './host.mjs';
-import { labAddress } from './netns.mjs';
+import { FarMachine, labAddress } from './netns.mjs';
 import { build } from './paths.mjs';
 import { PageServer } from './page-server.mjs';
 import { RoomServer } from './room-server.mjs';
@@ -28,10 +28,10 @@ export async function withSession(t, want, body) {
 }
 
 export class Session {
-  constructor(name, { screen = '1280x720', host = {}, autoShare = true, hostNow = true, browserNow = true } = {}) {
+  constructor(name, { screen = '1280x720', host = {}, autoShare = true, hostNow = true, browserNow = true, far = false } = {}) {
     labAddress();
     this.name = name;
-    this.want = { screen, host, autoShare, hostNow, browserNow };
+    this.want = { screen, host, autoShare, hostNow, browserNow, far };
     this.room = `room-${process.pid}-${++count}`;
     this.browsers = [];
     this.pages = [];
@@ -41,8 +41,11 @@ export class Session {
 
   async start() {
     if (this.want.screen) this.screen = await Xvfb.start({ size: this.want.screen });
-    this.server = await RoomServer.start();
-    this.pageServer = await PageServer.start();
+    // With `far`, browsers run on another machine, behind a cable.
+    if (this.want.far) this.far = await FarMachine.start();
+    const listen = this.far ? this.far.nearAddress : '127.0.0.1';
+    this.server = await RoomServer.start({ listen });
+    this.pageServer = await PageServer.start(listen);
     await Promise.all([this.want.hostNow && this.startHost(), this.want.browserNow && this.startBrowser()]);
   }
 
@@ -69,7 +72,7 @@ export class Session {
   }
 
   async startBrowser(options) {
-    const browser = await Browser.start(options);
+    const browser = await Browser.start({ wrapper: this.far?.wrapper, ...options });
     this.browsers.push(browser);
     this.browser ??= browser;
     return browser;
@@ -112,5 +115,6 @@ export class Session {
     await this.pageServer?.end();
     await this.server?.end();
     await this.screen?.end();
+    await this.far?.end();
   }
 }
