@@ -1,4 +1,5 @@
-// How long a full diagnostics report of this machine takes, and how much processor time its commands use.
+// How long a full diagnostics report of this machine takes, how much processor time its commands use, and what is left
+// of a session's frame rate meanwhile.
 //
 //   bench_diagnostics [--runs N] [--network] [--out FILE]
 //
@@ -16,8 +17,11 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <cstdio>
+#include <ctime>
+#include <thread>
 #include <vector>
 
 #include "Diagnostics/Diagnostics.h"
@@ -41,6 +45,61 @@ bool leaveNetwork() {
 double seconds(const timeval& time) {
   return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
 }
+
+struct FrameCount {
+  int due = 0;
+  int inTime = 0;
+
+  void add(const FrameCount& other) {
+    due += other.due;
+    inTime += other.inTime;
+  }
+  [[nodiscard]] double share() const { return due > 0 ? 100.0 * inTime / due : 0; }
+};
+
+// Stands for a session: sixty times a second a frame that takes some work, on a thread of usual priority.
+class Frames {
+ public:
+  Frames() : thread_([this](const std::stop_token& stop) { work(stop); }) {}
+
+  // The frames that were due since the last call, and those that were ready before the next one was due.
+  FrameCount take() { return {all_.exchange(0), in_time_.exchange(0)}; }
+
+ private:
+  using Clock = std::chrono::steady_clock;
+  static constexpr std::chrono::microseconds kPeriod{16'667};
+  static constexpr std::chrono::microseconds kWork{5'000};
+
+  void work(const std::stop_token& stop) {
+    auto due = Clock::now();
+    while (!stop.stop_requested()) {
+      due += kPeriod;
+      std::this_thread::sleep_until(due);
+      // Processor time, not time on the clock: a frame that is interrupted takes longer.
+      const auto end = threadTime() + kWork;
+      while (threadTime() < end) {
+      }
+      const auto late = Clock::now() - due;
+      ++all_;
+      if (late <= kPeriod) ++in_time_;
+      // What is lost is lost; the next frame is due at the next beat.
+      while (due + kPeriod < Clock::now()) {
+        due += kPeriod;
+        ++all_;
+      }
+    }
+  }
+
+  static std::chrono::nanoseconds threadTime() {
+    timespec time{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+    return std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec);
+  }
+
+  std::atomic<int> all_ = 0;
+  std::atomic<int> in_time_ = 0;
+  std::jthread thread_;
+};
 
 double childrenSeconds() {
   rusage usage{};
@@ -67,13 +126,21 @@ int main(int argc, char** argv) {
     options.internetAddress = u"127.0.0.1"_s;
   }
 
+  Frames frames;
+  FrameCount alone;
+  FrameCount meanwhile;
   std::vector<double> times;
   qsizetype bytes = 0;
   const double children_before = childrenSeconds();
   for (int i = 0; i < runs; ++i) {
+    // Before each report as long without one, so that what else the machine does weighs on both.
+    (void)frames.take();
+    std::this_thread::sleep_for(std::chrono::duration<double>(times.empty() ? 2.0 : times.back()));
+    alone.add(frames.take());
     const auto start = std::chrono::steady_clock::now();
     const QJsonObject report = Diagnostics::run(options);
     times.push_back(std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
+    meanwhile.add(frames.take());
     bytes = QJsonDocument(report).toJson(QJsonDocument::Compact).size();
     std::printf("report %d: %.3f s, %lld bytes\n", i + 1, times.back(), static_cast<long long>(bytes));
   }
@@ -83,6 +150,8 @@ int main(int argc, char** argv) {
   std::printf("median %.3f s, worst %.3f s, processor time of the commands %.3f s a report\n", median, times.back(),
               command_seconds);
 
+  std::printf("frames in time: %.1f %% alone, %.1f %% while reports run\n", alone.share(), meanwhile.share());
+
   if (!arguments.contains(u"--out"_s)) return 0;
   constexpr double kAimSeconds = 3;
   const auto figure = [](const QString& name, double amount, const QString& unit) {
@@ -90,7 +159,14 @@ int main(int argc, char** argv) {
   };
   QJsonObject whole = figure(u"diagnostics report, median"_s, median, u"s"_s);
   whole[u"aim"_s] = kAimSeconds;
-  const QJsonArray list{whole, figure(u"diagnostics report, worst of %1"_s.arg(runs), times.back(), u"s"_s),
+  QJsonObject kept = figure(u"frames in time while reports run"_s, meanwhile.share(), u"%"_s);
+  kept[u"better"_s] = u"higher"_s;
+  QJsonObject undisturbed = figure(u"frames in time without a report"_s, alone.share(), u"%"_s);
+  undisturbed[u"better"_s] = u"higher"_s;
+  const QJsonArray list{whole,
+                        kept,
+                        undisturbed,
+                        figure(u"diagnostics report, worst of %1"_s.arg(runs), times.back(), u"s"_s),
                         figure(u"diagnostics report, processor time of its commands"_s, command_seconds, u"s"_s),
                         figure(u"diagnostics report, size"_s, static_cast<double>(bytes), u"bytes"_s)};
   const QJsonObject figures{{u"figures"_s, list}};

@@ -11,9 +11,9 @@
 
 namespace vantora::Diagnostics {
 
-// Waits until something holds, looking again and again; false when it does not within ten seconds.
+// Waits until something holds, looking again and again; false when it does not within thirty seconds.
 inline bool becomesTrue(const std::function<bool()>& condition) {
-  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
   while (!condition()) {
     if (std::chrono::steady_clock::now() >= end) return false;
     std::this_thread::sleep_for(std::chrono::milliseconds(5));
@@ -30,7 +30,7 @@ inline bool isAlive(qint64 pid) {
   return state != 'Z' && state != 'X';
 }
 
-// The processor's clock, from its making on.
+// Measures time from its making on.
 class Stopwatch {
  public:
   [[nodiscard]] double seconds() const {
