@@ -1,24 +1,86 @@
-// Input: one text message of a control channel.
+// Input: text messages of a control channel, one per line. They run through the real dispatcher into
+// the real authorisation and input mapping, with every right granted.
 #include <cmath>
 
-#include "main/base/Json.h"
+#include "main/base/Log.h"
+#include "main/control/authorisation/ControlAuthorisation.h"
+#include "main/control/dispatch/ControlDispatcher.h"
+#include "main/control/pointer/InputMessages.h"
+#include "tests/fakes/FakeControlOutlet.h"
+#include "tests/fakes/FakeDisplays.h"
+#include "tests/fakes/FakeInputSynthesis.h"
+#include "tests/fakes/FakeScheduler.h"
 #include "tests/fuzz/Check.h"
 
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  using namespace vantora;
-  const auto message = parseJsonObject(QByteArrayView(data, static_cast<qsizetype>(size)));
-  if (!message) return 0;
-  for (const QString& name : message->keys()) {
+using namespace Qt::Literals::StringLiterals;
+
+namespace vantora {
+namespace {
+
+// Typed access to a field of any name holds together.
+void checkFields(const JsonObject& message) {
+  for (const QString& name : message.keys()) {
     const QByteArray latin = name.toLatin1();
     const QLatin1StringView key(latin);
-    const auto number = numberField(*message, key);
-    const auto integer = integerField(*message, key);
+    const auto number = numberField(message, key);
+    const auto integer = integerField(message, key);
     fuzz::require(!number || std::isfinite(*number));
     // An integer is a number, and the same one.
     fuzz::require(!integer || (number && *number == static_cast<double>(*integer)));
-    const int kinds = (stringField(*message, key) ? 1 : 0) + (boolField(*message, key) ? 1 : 0) + (number ? 1 : 0) +
-                      (objectField(*message, key) ? 1 : 0);
+    const int kinds = (stringField(message, key) ? 1 : 0) + (boolField(message, key) ? 1 : 0) + (number ? 1 : 0) +
+                      (objectField(message, key) ? 1 : 0);
     fuzz::require(kinds <= 1);
   }
+}
+
+// The control side of a session in the demo room.
+struct Session {
+  fakes::FakeScheduler scheduler;
+  fakes::FakeControlOutlet outlet;
+  fakes::FakeDisplays displays{{Display{1, u"first"_s, QRect(0, 0, 1920, 1080), 0}}};
+  fakes::FakeInputSynthesis synthesis;
+  InputInjector injector{displays, synthesis};
+  ControlAuthorisation authorisation{{.controlPIN = u"000042"_s, .pinLockedByEnv = false, .roomId = u"demo"_s},
+                                     outlet,
+                                     {.ensureAccessibility = [this] { return injector.ensureAccessibility(); },
+                                      .controlEnded = [this] { injector.releaseAll(); },
+                                      .random = [](quint32) { return 42U; }}};
+  ControlDispatcher dispatcher{outlet, scheduler, [this](Gate gate) {
+                                 if (gate == Gate::input) return authorisation.inputRight();
+                                 return gate != Gate::command || authorisation.commandRight();
+                               }};
+
+  Session() {
+    dispatcher.on("auth"_L1, [this](const ControlRequest& request) {
+      authorisation.handleAuth(request.origin, request.body);
+      return Handled::yes;
+    });
+    dispatcher.on("control"_L1, [this](const ControlRequest& request) {
+      (void)authorisation.handleControl(request.origin, request.body);
+      return Handled::yes;
+    });
+    bindInputMessages(dispatcher, injector, outlet, scheduler);
+    dispatcher.dataChannelDidReceiveMessage(ControlChannel::reliable, R"({"type":"control","enable":true})", false);
+    fuzz::require(authorisation.inputRight());
+    outlet.take();
+  }
+};
+
+}  // namespace
+}  // namespace vantora
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  using namespace vantora;
+  const ScopedLogSink silent([](const QString&) {});
+  Session session;
+  const QByteArray input(reinterpret_cast<const char*>(data), static_cast<qsizetype>(size));
+  for (const QByteArray& text : input.split('\n')) {
+    if (const auto message = parseJsonObject(text)) checkFields(*message);
+    session.dispatcher.dataChannelDidReceiveMessage(ControlChannel::control, text, false);
+    // One message is answered at most twice: what it asked for, and the acknowledgement.
+    fuzz::require(session.outlet.take().size() <= 2);
+  }
+  session.authorisation.resetOnChannelClose();
+  fuzz::require(session.synthesis.heldKeys.empty() && session.synthesis.heldButtons.empty());
   return 0;
 }
