@@ -263,7 +263,9 @@ class X11InputSynthesis final : public InputSynthesis {
   }
 
   void letGo(xcb_connection_t* connection) {
-    for (LogicalButton button = 1; button < heldButtons_.size(); ++button) releaseButton(connection, button);
+    for (std::size_t button = 1; button < heldButtons_.size(); ++button) {
+      releaseButton(connection, static_cast<LogicalButton>(button));
+    }
     if (!heldKeys_.empty() || putBack_.any()) {
       KeyboardState state;
       const bool known = readState(connection, state);
