@@ -14,7 +14,8 @@ namespace vantora::fakes {
 
 inline QString offerText() {
   return QStringLiteral(
-      "v=0\r\nm=video 9 UDP/TLS/RTP/SAVPF 96 97\r\na=rtpmap:96 VP8/90000\r\na=rtpmap:97 H264/90000\r\n"
+      "v=0\r\nm=video 9 UDP/TLS/RTP/SAVPF 96 97 98\r\na=rtpmap:96 VP8/90000\r\na=rtpmap:97 H264/90000\r\n"
+      "a=rtpmap:98 VP9/90000\r\n"
       "a=fmtp:97 packetization-mode=1;profile-level-id=42e01f\r\n");
 }
 // An answer with the marks by which viewers are told apart.
@@ -32,6 +33,7 @@ struct FakePeer {
   bool closed = false;
   bool destroyed = false;
   int restarts = 0;
+  int startBitrateBps = 0;
   QList<OfferOptions> offerOptions;
   QStringList localOffers;
   QStringList remoteAnswers;
@@ -128,6 +130,10 @@ class FakePeerConnection final : public PeerConnection {
     peer_->senders.push_back(std::make_shared<FakeSender>());
     peer_->senders.back()->track = nameOf(source);
     return std::make_unique<FakeVideoSender>(peer_->senders.back(), journal_);
+  }
+  void setStartBitrate(int bps) override {
+    peer_->startBitrateBps = bps;
+    note(QStringLiteral("setStartBitrate %1").arg(bps));
   }
   bool restartIce() override {
     if (!peer_->canRestartIce) return false;

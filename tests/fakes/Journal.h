@@ -3,6 +3,8 @@
 
 #include <QStringList>
 
+#include "tests/fakes/PrintQt.h"
+
 namespace vantora::fakes {
 
 // Thread: the test's.

@@ -135,6 +135,34 @@ TEST_F(HostSignallingTest, buildsANewConnectionForAnotherViewer) {
   EXPECT_EQ(factory_.peers.size(), 2U);
 }
 
+TEST_F(HostSignallingTest, rebuildsAConnectionWhoseTransportFailed) {
+  connectInControl();
+  peer().events.transportFailed();
+  ASSERT_EQ(factory_.peers.size(), 2U);
+  EXPECT_TRUE(factory_.peers[0]->destroyed);
+  EXPECT_FALSE(host_->authorisation().controlAuthed());
+  EXPECT_TRUE(logged().contains(u"[sdp] transport failed → rebuilding peer"_s));
+  EXPECT_EQ(offers(), 1);
+}
+
+TEST_F(HostSignallingTest, rebuildsAConnectionThatAnAnswerLeftUnusable) {
+  connectViewer();
+  peer().reportIce(IceState::failed);
+  forget();
+  peer().events.descriptionBroken();
+  ASSERT_EQ(factory_.peers.size(), 2U);
+  EXPECT_TRUE(logged().contains(u"[sdp] answer left the connection unusable → rebuilding peer"_s));
+  EXPECT_EQ(offers(), 1);
+}
+
+TEST_F(HostSignallingTest, leavesATransportThatFailedWithIceToTheIceRecovery) {
+  connectViewer();
+  peer().reportIce(IceState::failed);
+  peer().events.transportFailed();
+  EXPECT_EQ(factory_.peers.size(), 1U);
+  EXPECT_EQ(peer().restarts, 1);
+}
+
 TEST_F(HostSignallingTest, sendsNoStatisticsToAReplacedViewer) {
   connectViewer();
   signal({{u"type"_s, u"renegotiate"_s}});

@@ -15,6 +15,7 @@ TEST_F(HostStartupTest, startsEverythingInOrder) {
                                           u"log: [sdp] env preferred codec=av1"_s,
                                           u"log: [sdp] env h264 profile=64001f"_s,
                                           u"factory: createPeerConnection"_s,
+                                          u"peer: setStartBitrate 2550000"_s,
                                           u"peer: createDataChannel control"_s,
                                           u"log: [dc] created label=control (unordered,maxPacketLifeTime=70ms)"_s,
                                           u"peer: createDataChannel control_reliable"_s,
@@ -121,6 +122,15 @@ TEST_F(HostStartupTest, offersAsConfigured) {
   EXPECT_TRUE(sdp.contains(u"profile-level-id=42e01f"_s)) << "another codec is preferred";
   EXPECT_TRUE(sdp.contains(u"x-google-min-bitrate=11;x-google-start-bitrate=425;x-google-max-bitrate=500"_s))
       << sdp.toStdString();
+}
+
+TEST_F(HostStartupTest, beginsWithTheBitRateThatTheOfferHintsAt) {
+  variables_ = {{"MAX_KBPS", u"300"_s}};
+  start();
+  EXPECT_EQ(peer().startBitrateBps, 425'000);
+  variables_ = {{"X_GOOGLE_START_KBPS", u"2000000"_s}};
+  start();
+  EXPECT_EQ(peer().startBitrateBps, 2'000'000'000);
 }
 
 TEST_F(HostStartupTest, goesOnWithoutAPeerConnection) {

@@ -2,6 +2,7 @@
 
 #include "main/session/peer/IceMonitor.h"
 #include "tests/fakes/FakeScheduler.h"
+#include "tests/fakes/PrintQt.h"
 #include "tests/fakes/RecordedLog.h"
 
 using namespace std::chrono_literals;
