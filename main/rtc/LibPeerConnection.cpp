@@ -223,7 +223,12 @@ void LibPeerConnection::setLocalOffer(const QString& sdp, Done done) {
 }
 
 void LibPeerConnection::setRemoteAnswer(const QString& sdp, Done done) {
-  const auto hop = hopping(std::weak_ptr(alive_), std::move(done));
+  const auto examined = [this, alive = std::weak_ptr(alive_), done = std::move(done)](std::optional<QString> error) {
+    const bool failed = error.has_value();
+    done(std::move(error));
+    if (failed && !alive.expired()) reportIfBroken();
+  };
+  const auto hop = hopping(std::weak_ptr(alive_), Done(examined));
   if (sdp.size() > kMaxSdpLength) {
     hop(webrtc::RTCError(webrtc::RTCErrorType::SYNTAX_ERROR, "session description too long"));
     return;
@@ -236,6 +241,20 @@ void LibPeerConnection::setRemoteAnswer(const QString& sdp, Done done) {
     return;
   }
   connection_->SetRemoteDescription(std::move(description), rtc::make_ref_counted<RemoteObserver>(hop));
+}
+
+// An answer that fails half-way spoils the connection for good, while one that is refused at once
+// does no harm. The library tells the two apart only by refusing to make a further offer.
+void LibPeerConnection::reportIfBroken() {
+  const auto observer = rtc::make_ref_counted<OfferObserver>(
+      [alive = std::weak_ptr(alive_)](const QString&, const std::optional<QString>& error) {
+        if (!error) return;
+        postToMain([alive] {
+          const auto target = alive.lock();
+          if (target && target->events.descriptionBroken) target->events.descriptionBroken();
+        });
+      });
+  connection_->CreateOffer(observer.get(), {});
 }
 
 void LibPeerConnection::addCandidate(const IceCandidate& candidate, Done done) {

@@ -36,6 +36,7 @@ class LibPeerConnection final : public PeerConnection {
   };
 
   LibPeerConnection(webrtc::PeerConnectionFactoryInterface& factory, PeerEvents events);
+  void reportIfBroken();
 
   rtc::scoped_refptr<webrtc::PeerConnectionFactoryInterface> factory_;
   std::shared_ptr<Alive> alive_;

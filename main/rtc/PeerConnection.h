@@ -45,6 +45,9 @@ struct PeerEvents {
   std::function<void()> mediaReady;
   // A transport failed. With ICE itself in order only a new connection can help.
   std::function<void()> transportFailed;
+  // An answer left the connection in a state that it cannot leave: it takes and makes no
+  // description any more.
+  std::function<void()> descriptionBroken;
 };
 
 // Main thread. Owned by the session; destroying it closes it.

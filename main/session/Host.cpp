@@ -148,7 +148,8 @@ void Host::createPeer() {
        .transportFailed =
            [this] {
              if (iceMonitor_.iceState() != IceState::failed) replacePeer("transport failed");
-           }});
+           },
+       .descriptionBroken = [this] { replacePeer("answer left the connection unusable"); }});
   if (!link->connection) {
     logLine("offer error: the peer connection could not be created (check ICE_URLS and TURN_URL)");
     return;

@@ -38,10 +38,18 @@ void Negotiation::attach(PeerConnection* peer) {
   peer_ = peer;
   remoteFingerprint_.reset();
   unansweredOffers_ = 0;
+  offering_ = false;
+  offersWaiting_ = 0;
 }
 
 void Negotiation::makeOffer() {
   if (!peer_) return;
+  // The library refuses an offer that was created before the one ahead of it was set.
+  if (offering_) {
+    ++offersWaiting_;
+    return;
+  }
+  offering_ = true;
   PeerConnection* const peer = peer_;
   // The connection drops completions once it is closed, so `peer` lives inside them.
   peer->createOffer({.receiveVideo = true, .receiveAudio = false},
@@ -49,18 +57,31 @@ void Negotiation::makeOffer() {
                       if (peer != peer_) return;
                       if (error) {
                         logLine(u"offer error: "_s + *error);
+                        offerEnded();
                         return;
                       }
                       const QString rewritten = shapeOffer(sdp, callbacks_.offerShape());
-                      peer->setLocalOffer(rewritten, [this, rewritten](const std::optional<QString>& failure) {
-                        if (failure) {
-                          logLine(u"setLocalDescription error: "_s + *failure);
-                          return;
-                        }
-                        ++unansweredOffers_;
-                        callbacks_.send({{u"type"_s, u"offer"_s}, {u"sdp"_s, rewritten}});
+                      peer->setLocalOffer(rewritten, [this, peer, rewritten](const std::optional<QString>& failure) {
+                        if (peer == peer_) sendOffer(rewritten, failure);
                       });
                     });
+}
+
+void Negotiation::sendOffer(const QString& sdp, const std::optional<QString>& failure) {
+  if (failure) {
+    logLine(u"setLocalDescription error: "_s + *failure);
+  } else {
+    ++unansweredOffers_;
+    callbacks_.send({{u"type"_s, u"offer"_s}, {u"sdp"_s, sdp}});
+  }
+  offerEnded();
+}
+
+void Negotiation::offerEnded() {
+  offering_ = false;
+  if (offersWaiting_ == 0) return;
+  --offersWaiting_;
+  makeOffer();
 }
 
 void Negotiation::handleAnswer(const JsonObject& message) {

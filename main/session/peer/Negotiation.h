@@ -42,7 +42,8 @@ class Negotiation {
   // before it dies.
   void attach(PeerConnection* peer);
 
-  // Creates, rewrites, sets and sends an offer. Needs an attached connection.
+  // Creates, rewrites, sets and sends an offer; while one is being made, the next waits for its
+  // turn. Needs an attached connection.
   void makeOffer();
   // "answer": applies it or, in the wrong state, drops it and offers again.
   void handleAnswer(const JsonObject& message);
@@ -56,6 +57,8 @@ class Negotiation {
   void sendCandidate(const IceCandidate& candidate);
 
  private:
+  void sendOffer(const QString& sdp, const std::optional<QString>& failure);
+  void offerEnded();
   void applyAnswer(const QString& sdp);
   void addCandidateCompat(const IceCandidate& candidate);
 
@@ -70,6 +73,9 @@ class Negotiation {
   int staleAnswersLeft_ = 0;
   // Offers sent on this connection that no answer was taken for yet.
   int unansweredOffers_ = 0;
+  // An offer is being created or set; so many more are to follow it.
+  bool offering_ = false;
+  int offersWaiting_ = 0;
 };
 
 }  // namespace vantora
