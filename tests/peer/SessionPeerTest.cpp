@@ -1,0 +1,167 @@
+#include "tests/peer/SessionOverWire.h"
+
+using namespace Qt::Literals::StringLiterals;
+
+namespace vantora {
+namespace {
+
+class SessionPeerTest : public SessionOverWire {};
+
+TEST_F(SessionPeerTest, opensBothChannelsWithTheirReliability) {
+  loadViewer();
+  ASSERT_TRUE(until([&] { return connected(); }));
+  QList<SeenChannel> seen = viewer_->channels();
+  ASSERT_EQ(seen.size(), 2);
+  if (seen[0].label != u"control"_s) seen.swapItemsAt(0, 1);
+  EXPECT_EQ(seen[0], (SeenChannel{.label = u"control"_s,
+                                  .ordered = false,
+                                  .maxPacketLifeTimeMs = 70,
+                                  .maxRetransmits = std::nullopt,
+                                  .open = true}));
+  EXPECT_EQ(seen[1], (SeenChannel{.label = u"control_reliable"_s,
+                                  .ordered = true,
+                                  .maxPacketLifeTimeMs = std::nullopt,
+                                  .maxRetransmits = std::nullopt,
+                                  .open = true}));
+}
+
+TEST_F(SessionPeerTest, carriesMessagesBothWaysOnBothChannels) {
+  loadViewer();
+  ASSERT_TRUE(until([&] { return connected() && count(u"host_stats"_s) > 1; }));
+  EXPECT_EQ(count(u"display_info"_s), 1);
+  ASSERT_TRUE(say({{u"type"_s, u"ping"_s}}));
+  ASSERT_TRUE(say({{u"type"_s, u"ping"_s}}, u"control"_s));
+  ASSERT_TRUE(say({{u"type"_s, u"auth"_s}, {u"token"_s, u"secret"_s}}));
+  ASSERT_TRUE(say({{u"type"_s, u"control"_s}, {u"enable"_s, true}}));
+  ASSERT_TRUE(until([&] { return count(u"pong"_s) == 2 && count(u"control_state"_s) == 1; }));
+  EXPECT_TRUE(host_->authorisation().inputRight());
+  ASSERT_TRUE(say({{u"type"_s, u"mouseMove"_s}, {u"x"_s, 0.5}, {u"y"_s, 0.5}}, u"control"_s));
+  ASSERT_TRUE(until([&] { return count(u"ptr"_s, u"control"_s) == 1; }));
+  EXPECT_EQ(input_.pointerEvents.size(), 1U);
+}
+
+TEST_F(SessionPeerTest, sendsVideoDespiteTheSecondVideoSection) {
+  loadViewer();
+  ASSERT_TRUE(until([&] { return viewer_ && viewer_->frames() > 5; }));
+  EXPECT_EQ(viewer_->lastFrameSize(), u"320x240"_s);
+  EXPECT_EQ(offers_.last().count(u"m=video"_s), 2);
+  EXPECT_EQ(offers_.last().count(u"a=sendonly"_s), 1);
+  EXPECT_EQ(offers_.last().count(u"a=recvonly"_s), 1);
+  EXPECT_EQ(offers_.last().count(u"m=audio"_s), 0);
+}
+
+TEST_F(SessionPeerTest, servesAViewerThatReloads) {
+  loadViewer();
+  ASSERT_TRUE(until([&] { return connected() && viewer_->frames() > 0; }));
+  ASSERT_TRUE(say({{u"type"_s, u"auth"_s}, {u"token"_s, u"secret"_s}}));
+  ASSERT_TRUE(until([&] { return host_->authorisation().controlAuthed(); }));
+  for (int i = 0; i < 3; ++i) {
+    loadViewer();
+    ASSERT_TRUE(until([&] { return connected() && viewer_->frames() > 2 && count(u"host_stats"_s) > 1; })) << i;
+    EXPECT_FALSE(host_->authorisation().controlAuthed());
+  }
+}
+
+TEST_F(SessionPeerTest, noticesAnotherViewerByItsFingerprint) {
+  loadViewer();
+  ASSERT_TRUE(until([&] { return connected(); }));
+  // A second viewer answers while the first one still holds its connection.
+  const std::unique_ptr<ViewerPeer> first = std::move(viewer_);
+  loadViewer();
+  ASSERT_TRUE(until([&] { return connected() && viewer_->frames() > 2; }));
+  EXPECT_TRUE(log_.lines().contains(u"[sdp] answer of another viewer → rebuilding peer"_s));
+}
+
+TEST_F(SessionPeerTest, settlesAfterManyOffersWithoutAnswers) {
+  answering_ = false;
+  loadViewer();
+  for (int i = 0; i < 5; ++i) {
+    renegotiate();
+    ASSERT_TRUE(until([&] { return offers_.size() >= i + 3; }));
+  }
+  answering_ = true;
+  renegotiate();
+  ASSERT_TRUE(until([&] { return connected() && viewer_->frames() > 2; }));
+  for (int i = 0; i < 5; ++i) renegotiate();
+  const qsizetype expected = offers_.size() + 5;
+  ASSERT_TRUE(until([&] { return offers_.size() >= expected && count(u"host_stats"_s) > 1; }));
+  const int stats = count(u"host_stats"_s);
+  ASSERT_TRUE(until([&] { return count(u"host_stats"_s) > stats + 1; }));
+  EXPECT_TRUE(connected());
+}
+
+TEST_F(SessionPeerTest, keepsTheChannelsOpenThroughAMisplacedAnswer) {
+  loadViewer();
+  ASSERT_TRUE(until([&] { return connected(); }));
+  const qsizetype before = offers_.size();
+  tellHost({{u"type"_s, u"answer"_s}, {u"sdp"_s, u"v=0"_s}});  // Misplaced: a fresh offer follows.
+  ASSERT_TRUE(until([&] { return offers_.size() > before; }));
+  ASSERT_TRUE(say({{u"type"_s, u"ping"_s}}));
+  ASSERT_TRUE(until([&] { return count(u"pong"_s) == 1; }));
+}
+
+TEST_F(SessionPeerTest, servesTheNextViewerAfterAnAnswerThatSpoiledTheConnection) {
+  ASSERT_TRUE(until([&] { return !offers_.isEmpty(); }));
+  tellHost({{u"type"_s, u"answer"_s}, {u"sdp"_s, offers_.last()}});
+  ASSERT_TRUE(
+      until([&] { return log_.lines().contains(u"[sdp] answer left the connection unusable → rebuilding peer"_s); }));
+  loadViewer();
+  EXPECT_TRUE(until([&] { return connected() && viewer_->frames() > 2; }));
+}
+
+TEST_F(SessionPeerTest, survivesExtremeVideoParameters) {
+  loadViewer();
+  ASSERT_TRUE(until([&] { return connected() && viewer_->frames() > 0; }));
+  int pongs = 0;
+  const auto handled = [&] {
+    if (!say({{u"type"_s, u"ping"_s}})) return false;
+    ++pongs;
+    return until([&] { return count(u"pong"_s) == pongs; });
+  };
+  for (const qint64 kbps : {qint64{-5}, qint64{0}, qint64{1}, qint64{5}, qint64{29}, qint64{1} << 40}) {
+    for (const qint64 other : {qint64{0}, qint64{1}, qint64{1} << 40}) {
+      ASSERT_TRUE(say({{u"type"_s, u"video_params"_s}, {u"maxBitrateKbps"_s, kbps}, {u"fps"_s, other}}));
+      ASSERT_TRUE(handled());
+    }
+  }
+  // The least bit rate that can be named still carries pictures.
+  ASSERT_TRUE(say({{u"type"_s, u"video_params"_s}, {u"maxBitrateKbps"_s, 1}, {u"fps"_s, 30}}));
+  ASSERT_TRUE(handled());
+  const int before = viewer_->frames();
+  ASSERT_TRUE(until([&] { return viewer_->frames() > before + 1; }));
+  ASSERT_TRUE(say({{u"type"_s, u"video_params"_s}, {u"width"_s, 1}, {u"height"_s, 1}}));
+  ASSERT_TRUE(handled());
+  ASSERT_TRUE(say({{u"type"_s, u"video_params"_s}, {u"width"_s, 160}, {u"height"_s, 120}, {u"fps"_s, 30}}));
+  ASSERT_TRUE(until([&] { return viewer_->lastFrameSize() == u"160x120"_s; }))
+      << viewer_->lastFrameSize().toStdString();
+}
+
+TEST_F(SessionPeerTest, closesAChannelThatFloodsItAndOffersAFreshOne) {
+  loadViewer();
+  ASSERT_TRUE(until([&] { return connected(); }));
+  const QByteArray piece(200 * 1024, 'x');
+  qint64 sent = 0;
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+  // The main thread does nothing but send: what arrives waits.
+  while (sent < DataChannel::kMaxPendingBytes + 4 * 1024 * 1024) {
+    ASSERT_LT(std::chrono::steady_clock::now(), deadline);
+    if (viewer_->bufferedAmount(u"control_reliable"_s) > 4 * 1024 * 1024) {
+      std::this_thread::yield();
+      continue;
+    }
+    ASSERT_TRUE(viewer_->send(u"control_reliable"_s, piece, true));
+    sent += piece.size();
+  }
+  while (viewer_->bufferedAmount(u"control_reliable"_s) > 0) {
+    ASSERT_LT(std::chrono::steady_clock::now(), deadline);
+    std::this_thread::yield();
+  }
+  ASSERT_TRUE(until([&] { return log_.lines().contains(u"[dc] state=3 label=control_reliable"_s); }));
+  EXPECT_TRUE(log_.lines().contains(u"[control] reset state on channel close"_s));
+  ASSERT_TRUE(until([&] { return viewer_->channels().size() == 3 && connected(); }));
+  ASSERT_TRUE(say({{u"type"_s, u"ping"_s}}));
+  EXPECT_TRUE(until([&] { return count(u"pong"_s) == 1; }));
+}
+
+}  // namespace
+}  // namespace vantora

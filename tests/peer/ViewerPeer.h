@@ -1,0 +1,57 @@
+// The viewer's end of a connection, over the WebRTC library, in the test's own process.
+#pragma once
+
+#include <QByteArray>
+#include <QList>
+#include <QString>
+#include <functional>
+#include <memory>
+#include <optional>
+
+#include "main/rtc/PeerConnection.h"
+
+namespace vantora {
+
+// A channel that the host opened, as the viewer sees it.
+struct SeenChannel {
+  QString label;
+  bool ordered = false;
+  std::optional<int> maxPacketLifeTimeMs;
+  std::optional<int> maxRetransmits;
+  bool open = false;
+  bool operator==(const SeenChannel&) const = default;
+};
+
+// Answers offers, receives video, keeps what arrives on the channels. Thread: main; callbacks come there too, never
+// after the object was destroyed. It has threads of its own, apart from those of the host's side.
+class ViewerPeer {
+ public:
+  ViewerPeer();
+  ~ViewerPeer();
+  ViewerPeer(const ViewerPeer&) = delete;
+  ViewerPeer& operator=(const ViewerPeer&) = delete;
+
+  // Called for each candidate of this side.
+  void onCandidate(std::function<void(const IceCandidate&)> handler);
+  // Answers `offer`; `done` gets the text of the answer, empty when the library refused.
+  void answer(const QString& offer, std::function<void(const QString& sdp)> done);
+  // A candidate of the host; ignored when the library cannot read it.
+  void addCandidate(const IceCandidate& candidate);
+
+  QList<SeenChannel> channels() const;
+  bool isOpen(const QString& label) const;
+  // Sends on the newest channel with this label. False when that is not open or refuses.
+  bool send(const QString& label, const QByteArray& data, bool binary = false);
+  quint64 bufferedAmount(const QString& label) const;
+  // Text messages that came on channels with this label.
+  QList<QByteArray> received(const QString& label) const;
+  // Frames decoded so far, and the size of the last one.
+  int frames() const;
+  QString lastFrameSize() const;
+
+ private:
+  class Side;
+  std::shared_ptr<Side> side_;
+};
+
+}  // namespace vantora
