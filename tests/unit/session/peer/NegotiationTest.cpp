@@ -1,12 +1,9 @@
-#include <gtest/gtest.h>
-
 #include <QJsonArray>
 #include <QRegularExpression>
 #include <limits>
 
 #include "main/session/peer/Negotiation.h"
-#include "tests/fakes/FakePeerConnection.h"
-#include "tests/fakes/RecordedLog.h"
+#include "tests/unit/session/peer/NegotiationFixture.h"
 
 using namespace Qt::Literals::StringLiterals;
 
@@ -16,47 +13,7 @@ namespace {
 using fakes::answerText;
 using fakes::offerText;
 
-class NegotiationTest : public testing::Test {
- protected:
-  NegotiationTest() { attachNewPeer(); }
-  ~NegotiationTest() override { negotiation_.attach(nullptr); }
-
-  void attachNewPeer() {
-    negotiation_.attach(nullptr);
-    connection_ = factory_.createPeerConnection({}, {});
-    negotiation_.attach(connection_.get());
-  }
-  fakes::FakePeer& peer() { return factory_.last(); }
-  void offer() {
-    negotiation_.makeOffer();
-    peer().settle();
-  }
-  void answer(const QString& sdp) {
-    negotiation_.handleAnswer({{u"type"_s, u"answer"_s}, {u"sdp"_s, sdp}});
-    peer().settle();
-  }
-  void ice(const QJsonValue& candidate) {
-    negotiation_.handleIce({{u"type"_s, u"ice"_s}, {u"candidate"_s, candidate}});
-    peer().settle();
-  }
-  static JsonObject candidateObject(const QString& line) { return {{u"candidate"_s, line}, {u"sdpMid"_s, u"0"_s}}; }
-  QStringList candidateLines() {
-    QStringList lines;
-    for (const IceCandidate& candidate : peer().candidates) lines.append(candidate.candidate);
-    return lines;
-  }
-
-  fakes::RecordedLog log_;
-  fakes::Journal journal_;
-  fakes::FakePeerConnectionFactory factory_{&journal_};
-  std::unique_ptr<PeerConnection> connection_;
-  OfferShape shape_;
-  QList<JsonObject> sent_;
-  int replaced_ = 0;
-  Negotiation negotiation_{{.send = [this](const JsonObject& message) { sent_.append(message); },
-                            .offerShape = [this] { return shape_; },
-                            .viewerReplaced = [this] { ++replaced_; }}};
-};
+class NegotiationTest : public NegotiationFixture {};
 
 // Offers
 
@@ -320,88 +277,6 @@ TEST_F(NegotiationTest, sendsGeneratedCandidatesAtOnce) {
   EXPECT_TRUE(second.contains(u"sdpMid"));
   EXPECT_TRUE(second.value(u"sdpMid").isNull());
   EXPECT_EQ(second.value(u"sdpMLineIndex"), QJsonValue(1));
-}
-
-// Another viewer
-
-TEST_F(NegotiationTest, takesAnAnswerOfTheSameViewerAgain) {
-  offer();
-  answer(answerText(u"AA:BB"_s, u"u1"_s));
-  offer();
-  answer(answerText(u"aa:bb"_s, u"u2"_s));
-  EXPECT_EQ(replaced_, 0);
-  EXPECT_EQ(peer().remoteAnswers.size(), 2);
-}
-
-TEST_F(NegotiationTest, noticesAnAnswerOfAnotherViewerAndDoesNotApplyIt) {
-  offer();
-  answer(answerText(u"AA:BB"_s, u"u1"_s));
-  offer();
-  answer(answerText(u"CC:DD"_s, u"u2"_s));
-  EXPECT_EQ(replaced_, 1);
-  EXPECT_EQ(peer().remoteAnswers.size(), 1);
-}
-
-TEST_F(NegotiationTest, appliesAnAnswerWithoutAFingerprintLikeAnyOther) {
-  offer();
-  answer(answerText(u"AA:BB"_s, u"u1"_s));
-  offer();
-  answer(u"v=0\r\n"_s);
-  EXPECT_EQ(replaced_, 0);
-  EXPECT_EQ(peer().remoteAnswers.size(), 2);
-}
-
-TEST_F(NegotiationTest, doesNotTakeTheFingerprintOfAnAnswerThatFailed) {
-  offer();
-  peer().remoteError = u"bad"_s;
-  answer(answerText(u"AA:BB"_s, u"u1"_s));
-  peer().remoteError.reset();
-  answer(answerText(u"CC:DD"_s, u"u2"_s));
-  EXPECT_EQ(replaced_, 0);
-  EXPECT_EQ(peer().remoteAnswers.size(), 1);
-}
-
-TEST_F(NegotiationTest, dropsTheNewViewersAnswersToOlderOffersExactlyAsOftenAsThereWereSuch) {
-  offer();
-  answer(answerText(u"AA:BB"_s, u"u1"_s));
-  // Three offers are on their way when the page is reloaded; it answers each of them.
-  offer();
-  offer();
-  offer();
-  answer(answerText(u"CC:DD"_s, u"u2"_s));
-  ASSERT_EQ(replaced_, 1);
-  attachNewPeer();
-  offer();
-  answer(answerText(u"CC:DD"_s, u"u2"_s));
-  answer(answerText(u"CC:DD"_s, u"u2"_s));
-  EXPECT_TRUE(peer().remoteAnswers.isEmpty());
-  answer(answerText(u"CC:DD"_s, u"u2"_s));
-  EXPECT_EQ(peer().remoteAnswers.size(), 1);
-  EXPECT_EQ(replaced_, 1);
-}
-
-TEST_F(NegotiationTest, takesTheNewViewersAnswerAtOnceWhenItCarriesAFreshIceName) {
-  offer();
-  answer(answerText(u"AA:BB"_s, u"u1"_s));
-  offer();
-  offer();
-  answer(answerText(u"CC:DD"_s, u"u2"_s));
-  ASSERT_EQ(replaced_, 1);
-  attachNewPeer();
-  offer();
-  answer(answerText(u"CC:DD"_s, u"u3"_s));
-  EXPECT_EQ(peer().remoteAnswers.size(), 1);
-}
-
-TEST_F(NegotiationTest, dropsNothingWhenOnlyOneOfferWasUnanswered) {
-  offer();
-  answer(answerText(u"AA:BB"_s, u"u1"_s));
-  offer();
-  answer(answerText(u"CC:DD"_s, u"u2"_s));
-  attachNewPeer();
-  offer();
-  answer(answerText(u"CC:DD"_s, u"u2"_s));
-  EXPECT_EQ(peer().remoteAnswers.size(), 1);
 }
 
 }  // namespace
