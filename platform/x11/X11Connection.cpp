@@ -1,5 +1,7 @@
 #include "platform/x11/X11Connection.h"
 
+#include "platform/x11/ConnectLock.h"
+
 namespace vantora {
 
 X11Connection::X11Connection(const QString& displayName) : displayName_(displayName.toLocal8Bit()) {}
@@ -12,7 +14,10 @@ xcb_connection_t* X11Connection::open() {
   if (xcb_connection_t* live = current()) return live;
   if (connection_ != nullptr) xcb_disconnect(connection_);
   int screenNumber = 0;
-  connection_ = xcb_connect(displayName_.isEmpty() ? nullptr : displayName_.constData(), &screenNumber);
+  {
+    const std::lock_guard lock(x11::connectMutex());
+    connection_ = xcb_connect(displayName_.isEmpty() ? nullptr : displayName_.constData(), &screenNumber);
+  }
   if (current() == nullptr) return nullptr;
   xcb_screen_iterator_t screens = xcb_setup_roots_iterator(xcb_get_setup(connection_));
   for (int skipped = 0; skipped < screenNumber && screens.rem > 1; ++skipped) xcb_screen_next(&screens);

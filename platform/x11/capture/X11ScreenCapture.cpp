@@ -14,6 +14,7 @@
 #include "modules/desktop_capture/desktop_capturer.h"
 #include "modules/desktop_capture/desktop_region.h"
 #include "modules/desktop_capture/linux/x11/shared_x_display.h"
+#include "platform/x11/ConnectLock.h"
 #include "platform/x11/capture/XConnection.h"
 
 using namespace Qt::Literals::StringLiterals;
@@ -63,7 +64,10 @@ class X11ScreenCapture final : public ScreenCapture, private webrtc::DesktopCapt
 ScreenCapture::Opened X11ScreenCapture::open(int displayIndex) {
   close();
   x11::ignoreRequestErrors();
-  connection_ = webrtc::SharedXDisplay::Create(displayName_);
+  {
+    const std::lock_guard lock(x11::connectMutex());
+    connection_ = webrtc::SharedXDisplay::Create(displayName_);
+  }
   if (!connection_) {
     const QString name = QString::fromStdString(x11::displayName(displayName_));
     return {Outcome::refused, 0, u"cannot open display \"%1\""_s.arg(name)};
