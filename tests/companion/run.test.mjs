@@ -4,7 +4,7 @@ import { readFile, readdir, rm } from 'node:fs/promises';
 import { createServer } from 'node:net';
 import { tmpdir } from 'node:os';
 import { join } from 'node:path';
-import { after, before, test } from 'node:test';
+import { after, afterEach, before, test } from 'node:test';
 import { Browser } from '../e2e/lib/browser.mjs';
 import { Child } from '../e2e/lib/child.mjs';
 import { root, temporaryDirectory } from '../e2e/lib/paths.mjs';
@@ -12,16 +12,24 @@ import { until } from '../e2e/lib/wait.mjs';
 import { hasState, isConnected, takeControl } from './setup.mjs';
 
 let browser;
-// Where the script keeps its temporary files: one place of the test's own.
+// Where the script keeps its temporary files, and where its shell is at home: places of the test's own.
 let temporary;
+let home;
+let runs = [];
 
 before(async () => {
   temporary = await temporaryDirectory('run-test');
+  home = await temporaryDirectory('run-home');
   browser = await Browser.start();
 });
 after(async () => {
   await browser?.end();
   await temporary?.remove();
+  await home?.remove();
+});
+afterEach(async () => {
+  for (const run of runs) await run.end('SIGINT', 20000);
+  runs = [];
 });
 
 const PROGRAMS = ['vantora-host', 'vantora-room-server', 'Xvfb', 'openbox', 'xterm'];
@@ -43,7 +51,13 @@ function start(env = {}, wrapper = []) {
   const clean = { ...process.env };
   for (const name of ['DISPLAY', 'CONTROL_TOKEN', 'ICE_URLS', 'PORT']) delete clean[name];
   const [command, ...args] = [...wrapper, join(root, 'scripts/run')];
-  return new Child(command, args, { cwd: temporary.path, clearEnv: true, env: { ...clean, PORT: '0', TMPDIR: temporary.path, ...env } });
+  const run = new Child(command, args, {
+    cwd: home.path,
+    clearEnv: true,
+    env: { ...clean, PORT: '0', HOME: home.path, TMPDIR: temporary.path, ...env },
+  });
+  runs.push(run);
+  return run;
 }
 
 // The address and the PIN of the block that it prints.
@@ -72,8 +86,8 @@ for (const signal of ['SIGINT', 'SIGTERM']) {
     // The terminal on the virtual desktop takes what is typed into the page.
     await page.keyboard.type('touch typed');
     await page.keyboard.press('Enter');
-    await until(async () => (await readdir(temporary.path)).includes('typed'), { deadline: 10000, what: 'the typed command' });
-    await rm(join(temporary.path, 'typed'));
+    await until(async () => (await readdir(home.path)).includes('typed'), { deadline: 10000, what: 'the typed command' });
+    await rm(join(home.path, 'typed'));
     await page.context().close();
     assert.deepEqual(await run.end(signal, 20000), { code: 0, signal: null });
     await leavesNothing();
