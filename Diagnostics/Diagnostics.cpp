@@ -35,7 +35,7 @@ QJsonValue bounded(const QJsonValue& value) {
   }
   if (value.isArray()) {
     QJsonArray result;
-    for (const QJsonValue& element : value.toArray()) {
+    for (const QJsonValue element : value.toArray()) {
       if (result.size() >= kLongestArray) break;
       result.append(bounded(element));
     }
@@ -89,6 +89,7 @@ std::vector<QJsonObject> collectAll(const Probe& probe, const std::vector<Collec
   };
   std::vector<std::jthread> workers;
   const int count = std::clamp(probe.options().workers, 1, kMostWorkers);
+  workers.reserve(static_cast<size_t>(count));
   for (int i = 0; i < count; ++i) workers.emplace_back(work);
   workers.clear();
   return results;

@@ -38,9 +38,9 @@ QString smartStatus(const Probe& probe) {
                   busPathElement(device) + " org.freedesktop.UDisks2.Block Drive 2>/dev/null"_L1));
   if (drive.isEmpty()) return {};
   for (const QLatin1StringView kind : {"Drive.Ata"_L1, "NVMe.Controller"_L1}) {
-    const QString status = parseSmart(probe.plain(
-        tool + " --system --json=short call"_L1 + service + quoted(drive) +
-        " org.freedesktop.DBus.Properties GetAll s org.freedesktop.UDisks2."_L1 + kind + " 2>/dev/null"_L1));
+    QString status = parseSmart(probe.plain(tool + " --system --json=short call"_L1 + service + quoted(drive) +
+                                            " org.freedesktop.DBus.Properties GetAll s org.freedesktop.UDisks2."_L1 +
+                                            kind + " 2>/dev/null"_L1));
     if (!status.isEmpty()) return status;
   }
   return {};

@@ -30,7 +30,7 @@ std::vector<Crash> parseCoredumpctlTable(const QString& text) {
     if (!time.isValid() || !pid) continue;
     // The path may hold blanks, and the size is missing in older versions.
     QString path = fields.mid(9).join(u' ');
-    const QString last = fields.last();
+    const QString& last = fields.last();
     const bool has_size = fields.size() > 10 && !last.contains(u'/') && (last == "-"_L1 || last[0].isDigit());
     if (has_size) path.chop(last.size() + 1);
     result.push_back({path, lastPathComponent(path), time, *pid});
@@ -64,7 +64,7 @@ std::optional<Crash> parseCoreFile(const QString& folder, const QString& fileNam
 QString apportName(const QString& fileName, const QString& head) {
   for (const QString& line : trimmedLines(head)) {
     if (!line.startsWith("ExecutablePath:"_L1)) continue;
-    const QString name = lastPathComponent(line.mid(15).trimmed());
+    QString name = lastPathComponent(line.mid(15).trimmed());
     if (!name.isEmpty()) return name;
   }
   // "_usr_bin_name.1000.crash": slashes became underscores.
@@ -78,7 +78,7 @@ QString apportName(const QString& fileName, const QString& head) {
 std::vector<Crash> parseCoredumpctl(const QString& text) {
   if (!text.startsWith(u'[')) return parseCoredumpctlTable(text);
   std::vector<Crash> result;
-  for (const QJsonValue& row : QJsonDocument::fromJson(text.toUtf8()).array()) {
+  for (const QJsonValue row : QJsonDocument::fromJson(text.toUtf8()).array()) {
     const QString path = row[u"exe"_s].toString();
     const qint64 time = row[u"time"_s].toInteger();
     if (path.isEmpty() || time <= 0) continue;

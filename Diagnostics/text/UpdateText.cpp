@@ -21,7 +21,7 @@ QString releaseValue(const QString& osRelease, QLatin1StringView key) {
 }  // namespace
 
 QString osVersion(const QString& osRelease) {
-  const QString pretty = releaseValue(osRelease, "PRETTY_NAME"_L1);
+  QString pretty = releaseValue(osRelease, "PRETTY_NAME"_L1);
   if (!pretty.isEmpty()) return pretty;
   return QString(releaseValue(osRelease, "NAME"_L1) + u' ' + releaseValue(osRelease, "VERSION_ID"_L1)).trimmed();
 }
