@@ -1,12 +1,13 @@
 #pragma once
 
 #include <QJsonObject>
-
-#include "Diagnostics/Probe.h"
+#include <QString>
 
 namespace vantora::Diagnostics {
 
-// {"status": "open", "captive" or "unknown"}: whether the detection page is what answers.
-[[nodiscard]] QJsonObject captivePortal(const Probe& probe);
+// The command that fetches the detection page.
+[[nodiscard]] QString captivePortalCommand(const QString& url);
+// {"status": "open", "captive" or "unknown"}: whether that page is what answered.
+[[nodiscard]] QJsonObject captivePortal(const QString& answer);
 
 }  // namespace vantora::Diagnostics

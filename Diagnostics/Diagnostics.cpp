@@ -122,6 +122,8 @@ QJsonObject updateInfo(const Options& options) { return oneSection("updates"_L1,
 QJsonObject securityInfo(const Options& options) { return oneSection("security"_L1, options); }
 QJsonObject thermalInfo(const Options& options) { return oneSection("thermal"_L1, options); }
 
-qint64 duKB(const QString& path, const Options& options) { return folderKB(Probe(options), path); }
+qint64 duKB(const QString& path, const Options& options) {
+  return parseFolderKB(Probe(options).sh(folderSizeCommand(path)));
+}
 
 }  // namespace vantora::Diagnostics

@@ -2,11 +2,10 @@
 
 #include <QString>
 
-#include "Diagnostics/Probe.h"
-
 namespace vantora::Diagnostics {
 
-// What a folder holds, in KiB; 0 when that cannot be measured in time.
-[[nodiscard]] qint64 folderKB(const Probe& probe, const QString& path);
+// The command that measures a folder, and what it says, in KiB; 0 when that is no number.
+[[nodiscard]] QString folderSizeCommand(const QString& path);
+[[nodiscard]] qint64 parseFolderKB(const QString& output);
 
 }  // namespace vantora::Diagnostics

@@ -25,6 +25,13 @@ ShellLimits limitsFor(const Options& options) {
   return limits;
 }
 
+ShellLimits withoutProfile(ShellLimits limits) {
+  limits.login = false;
+  // A file that a shell reads although it is no login shell.
+  limits.environment.remove(u"BASH_ENV"_s);
+  return limits;
+}
+
 std::vector<InterfaceAddress> kernelAddresses() {
   ifaddrs* first = nullptr;
   if (getifaddrs(&first) != 0) return {};
@@ -55,7 +62,8 @@ std::vector<InterfaceAddress> kernelAddresses() {
 
 }  // namespace
 
-Probe::Probe(const Options& options) : options_(options), limits_(limitsFor(options)) {}
+Probe::Probe(const Options& options)
+    : options_(options), limits_(limitsFor(options)), plain_limits_(withoutProfile(limits_)) {}
 
 bool Probe::isOver() const {
   return limits_.stop.stop_requested() || std::chrono::steady_clock::now() >= limits_.deadline;
@@ -68,7 +76,9 @@ QString Probe::sh(const QString& commandLine) const {
 }
 
 QString Probe::plain(const QString& commandLine) const {
-  return sh(u"export LC_ALL=C.UTF-8 LANGUAGE=; "_s + commandLine);
+  if (isOver()) return {};
+  if (options_.runner) return options_.runner(commandLine, kCommandSeconds);
+  return Diagnostics::sh(commandLine, kCommandSeconds, plain_limits_);
 }
 
 QString Probe::tool(const QString& name) const {

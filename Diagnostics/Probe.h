@@ -20,9 +20,10 @@ class Probe {
   // No more time, or told to stop.
   [[nodiscard]] bool isOver() const;
 
-  // Runs a command line as it stands, for at most 2.5 s and never past the end of the report.
+  // Runs a command line through a login shell, for at most 2.5 s and never past the end of the report.
   [[nodiscard]] QString sh(const QString& commandLine) const;
-  // The same, with untranslated output even where the login profile sets another language.
+  // The same without the user's login profile, which may take long, print something or set another language; the
+  // environment of a desktop session has been through it already.
   [[nodiscard]] QString plain(const QString& commandLine) const;
   // A tool's full path, ready for a command line; "" when it is not installed.
   [[nodiscard]] QString tool(const QString& name) const;
@@ -51,6 +52,7 @@ class Probe {
  private:
   const Options options_;
   const ShellLimits limits_;
+  const ShellLimits plain_limits_;
 };
 
 // `text` as one word of a shell command, whatever it holds.

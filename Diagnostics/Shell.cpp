@@ -66,7 +66,7 @@ std::vector<char*> pointers(std::vector<QByteArray>& texts) {
 
 // Starts the shell as the leader of a new process group. posix_spawn does not copy the page tables of this process,
 // which fork would do while a session is streaming. Gives the process id, or -1.
-pid_t spawnShell(const QString& commandLine, const QProcessEnvironment& environment, int output) {
+pid_t spawnShell(const QString& commandLine, const ShellLimits& limits, int output) {
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
   posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
@@ -86,8 +86,9 @@ pid_t spawnShell(const QString& commandLine, const QProcessEnvironment& environm
   posix_spawnattr_setpgroup(&attributes, 0);
   posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
 
-  std::vector<QByteArray> arguments = encoded({QStringLiteral("/bin/bash"), QStringLiteral("-lc"), commandLine});
-  std::vector<QByteArray> variables = encoded(environment.toStringList());
+  std::vector<QByteArray> arguments =
+      encoded({QStringLiteral("/bin/bash"), limits.login ? QStringLiteral("-lc") : QStringLiteral("-c"), commandLine});
+  std::vector<QByteArray> variables = encoded(limits.environment.toStringList());
   pid_t pid = -1;
   const int error = posix_spawn(&pid, arguments.front().constData(), &actions, &attributes, pointers(arguments).data(),
                                 pointers(variables).data());
@@ -201,7 +202,7 @@ QString sh(const QString& commandLine, double timeoutSeconds, const ShellLimits&
   if (pipe2(ends, O_CLOEXEC) != 0) return {};
   FileDescriptor reading(ends[0]);
   FileDescriptor writing(ends[1]);
-  const pid_t pid = spawnShell(commandLine, limits.environment, writing.get());
+  const pid_t pid = spawnShell(commandLine, limits, writing.get());
   writing.reset();
   if (pid < 0) return {};
   lowerPriority(pid);

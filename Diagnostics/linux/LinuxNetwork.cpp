@@ -93,7 +93,9 @@ QJsonObject addresses(const Probe& probe) {
   return result;
 }
 
-QJsonObject portal(const Probe& probe) { return {{u"portal"_s, captivePortal(probe)}}; }
+QJsonObject portal(const Probe& probe) {
+  return {{u"portal"_s, captivePortal(probe.plain(captivePortalCommand(probe.options().captivePageUrl)))}};
+}
 
 QJsonObject proxy(const Probe& probe) {
   return {{u"proxy"_s, toJson(combined(desktopProxy(probe), proxyOfEnvironment(probe.options().environment)))}};

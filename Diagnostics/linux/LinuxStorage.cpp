@@ -13,7 +13,9 @@ using namespace Qt::Literals::StringLiterals;
 namespace {
 
 // Asking for the size of a folder that is not there would only cost a process.
-qint64 presentKB(const Probe& probe, const QString& path) { return probe.exists(path) ? folderKB(probe, path) : 0; }
+qint64 presentKB(const Probe& probe, const QString& path) {
+  return probe.exists(path) ? parseFolderKB(probe.plain(folderSizeCommand(path))) : 0;
+}
 
 QString downloadFolder(const Probe& probe) {
   const QString list = probe.text(probe.userFolder(u"XDG_CONFIG_HOME"_s, u".config"_s) + "/user-dirs.dirs"_L1);

@@ -48,7 +48,7 @@ QJsonObject network(const Probe& probe) {
   add(u"ip"_s, address(probe));
   add(u"dns"_s, firstResolver(probe));
   add(u"gateway"_s, gateway(probe));
-  result[u"portal"_s] = captivePortal(probe);
+  result[u"portal"_s] = captivePortal(probe.sh(captivePortalCommand(probe.options().captivePageUrl)));
   result[u"proxy"_s] = toJson(parseScutilProxy(probe.sh(u"scutil --proxy 2>/dev/null | sed -n '1,120p'"_s)));
   result[u"vpn"_s] = QJsonArray::fromStringList(
       trimmedLines(probe.sh(uR"~(scutil --nc list 2>/dev/null | grep -i Connected | sed 's/.*"\(.*\)".*/\1/')~"_s)));
@@ -95,7 +95,9 @@ QString smartStatus(const Probe& probe) {
 QJsonObject storage(const Probe& probe) {
   QJsonObject result;
   if (const auto volume = parseDf(probe.sh(u"df -k / | tail -1"_s))) result = toJson(*volume);
-  const auto size_of = [&](const QString& path) { return bytesPretty(folderKB(probe, path)); };
+  const auto size_of = [&](const QString& path) {
+    return bytesPretty(parseFolderKB(probe.sh(folderSizeCommand(path))));
+  };
   const auto known = [](const QString& text) { return text.isEmpty() ? u"Unknown"_s : text; };
   const QString home = probe.home();
   result[u"cachesPretty"_s] = size_of(home + u"/Library/Caches"_s);

@@ -6,11 +6,18 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QMutexLocker>
+#include <QStandardPaths>
 
 namespace vantora::Diagnostics {
 using namespace Qt::Literals::StringLiterals;
 
-MadeUpMachine::MadeUpMachine() { EXPECT_TRUE(root_.isValid() && tools_.isValid()); }
+MadeUpMachine::MadeUpMachine() {
+  EXPECT_TRUE(root_.isValid() && tools_.isValid() && basics_.isValid());
+  for (const QString& name : {u"awk"_s, u"cat"_s, u"curl"_s, u"du"_s, u"head"_s, u"sleep"_s, u"touch"_s, u"tr"_s}) {
+    const QString program = QStandardPaths::findExecutable(name);
+    EXPECT_TRUE(QFile::link(program, basics_.filePath(name))) << name.toStdString();
+  }
+}
 
 QString MadeUpMachine::place(const QString& path) const { return root_.path() + path; }
 
@@ -43,8 +50,8 @@ Options MadeUpMachine::realOptions() const {
   options.captivePageUrl = u"http://127.0.0.1:9/"_s;
   options.internetAddress = u"127.0.0.1"_s;
   options.environment.clear();
-  // A report finds only the tools installed above; the login profile gives the commands themselves their usual PATH.
-  options.environment.insert(u"PATH"_s, tools_.path());
+  // The tools above, and what pipelines need.
+  options.environment.insert(u"PATH"_s, tools_.path() + u':' + basics_.path());
   options.environment.insert(u"HOME"_s, u"/home/user"_s);
   options.toolFolders.clear();
   options.root = root_.path();

@@ -43,6 +43,7 @@ class MadeUpMachine {
  private:
   QTemporaryDir root_;
   QTemporaryDir tools_;
+  QTemporaryDir basics_;
   QList<QPair<QString, QString>> answers_;
   mutable QMutex mutex_;
   mutable QStringList commands_;

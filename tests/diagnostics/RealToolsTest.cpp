@@ -106,15 +106,27 @@ TEST(RealToolsTest, aToolThatPrintsAHundredMegabytesDoesNotFillMemory) {
   EXPECT_EQ(storage[u"spotlightStatus"_s].toString().size(), 1000);
 }
 
-TEST(RealToolsTest, toolsSpeakEnglishWhateverTheProfileSays) {
+TEST(RealToolsTest, toolsSpeakEnglishWhateverTheUsersLanguage) {
   MadeUpMachine machine;
-  machine.file(u"/home/.bash_profile"_s, "export LC_ALL=de_DE.UTF-8 LANGUAGE=de\n");
   machine.tool(u"balooctl"_s, "echo \"$LC_ALL/$LANGUAGE/\"\n");
   Options options = askEverythingOptions(machine);
-  options.environment.insert(u"HOME"_s, machine.place(u"/home"_s));
   options.environment.insert(u"LC_ALL"_s, u"fr_FR.UTF-8"_s);
   options.environment.insert(u"LANGUAGE"_s, u"fr"_s);
   EXPECT_EQ(storageInfo(options)[u"spotlightStatus"_s], u"C.UTF-8//"_s);
+}
+
+TEST(RealToolsTest, aProfileThatHangsOrTalksDoesNotTouchTheReport) {
+  MadeUpMachine machine;
+  const QByteArray profile = "echo Welcome back\nexport LC_ALL=de_DE.UTF-8\nsleep 300\n";
+  machine.file(u"/home/.bash_profile"_s, profile);
+  machine.file(u"/home/.env"_s, profile);
+  machine.tool(u"balooctl"_s, "echo indexing in $LC_ALL\n");
+  Options options = askEverythingOptions(machine);
+  options.environment.insert(u"HOME"_s, machine.place(u"/home"_s));
+  options.environment.insert(u"BASH_ENV"_s, machine.place(u"/home/.env"_s));
+  const QJsonObject report = run(options);
+  EXPECT_EQ(report[u"storage"_s][u"spotlightStatus"_s], u"indexing in C.UTF-8"_s);
+  EXPECT_EQ(report[u"network"_s][u"portal"_s][u"status"_s], u"unknown"_s) << "what the profile prints is no page";
 }
 
 TEST(RealToolsTest, toolsAreTakenFromThePathFirst) {
@@ -131,7 +143,8 @@ TEST(RealToolsTest, toolsAreTakenFromThePathFirst) {
 }
 
 QString portalOf(const QString& url) {
-  Options options = MadeUpMachine().realOptions();
+  const MadeUpMachine machine;
+  Options options = machine.realOptions();
   options.captivePageUrl = url;
   return networkInfo(options)[u"portal"_s][u"status"_s].toString();
 }

@@ -42,6 +42,12 @@ TEST(ShellTest, runsALoginShellAndTrimsItsOutput) {
             u"/bin/bash read"_s);
 }
 
+TEST(ShellTest, readsNoProfileWhereThatIsNotWanted) {
+  Home home("echo noise; export FROM_PROFILE=read; sleep 300\n");
+  home.limits.login = false;
+  EXPECT_EQ(sh(u"shopt -q login_shell || echo \"plain $FROM_PROFILE\""_s, kAmple, home.limits), u"plain"_s);
+}
+
 TEST(ShellTest, throwsStandardErrorAwayHoweverMuchThereIs) {
   EXPECT_EQ(run(u"head -c 3000000 /dev/zero >&2; echo done"_s), u"done"_s);
 }
