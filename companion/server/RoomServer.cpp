@@ -1,7 +1,7 @@
 #include "companion/server/RoomServer.h"
 
 #include <QTcpSocket>
-#include <vector>
+#include <utility>
 
 namespace vantora::companion {
 
@@ -44,6 +44,8 @@ RoomServer::RoomServer(const QString& viewerFolder, Scheduler& scheduler, RoomSe
       webSockets_(u"rooms"_s, QWebSocketServer::NonSecureMode) {
   QObject::connect(&tcp_, &QTcpServer::newConnection, &tcp_, [this] { acceptSockets(); });
   QObject::connect(&webSockets_, &QWebSocketServer::newConnection, &webSockets_, [this] { acceptWebSockets(); });
+  sweep_.setSingleShot(true);
+  QObject::connect(&sweep_, &QTimer::timeout, &sweep_, [this] { sweep(); });
   pingTimer_ = scheduler_.every(limits_.pingPeriod, limits_.pingPeriod, [this] { pingAll(); });
 }
 
@@ -80,10 +82,10 @@ void RoomServer::acceptSockets() {
       upgraded->setParent(&webSockets_);
       webSockets_.handleConnection(upgraded);
     };
-    // Deleted from the event loop: the gate is in the middle of something when it says so.
+    // Swept up from the event loop: the gate is in the middle of something when it says so.
     callbacks.onDone = [this, id] {
-      QMetaObject::invokeMethod(
-          &tcp_, [this, id] { gates_.erase(id); }, Qt::QueuedConnection);
+      finishedGates_.push_back(id);
+      sweep_.start(0);
     };
     gates_[id] = std::make_unique<HttpGate>(std::move(socket), files_, scheduler_, limits_.requestPatience,
                                             std::move(callbacks));
@@ -159,14 +161,22 @@ void RoomServer::close(MemberId id, int code, const QString& reason) {
   }
 }
 
-// From the event loop: aborting a socket makes its signals run, which change what the caller may
-// be walking through.
+// Swept up from the event loop: aborting a socket makes its signals run, which change what the caller may be walking
+// through.
 void RoomServer::drop(MemberId id) {
   const auto found = connections_.find(id);
   if (found == connections_.end()) return;
   found->second.closing = true;
-  QMetaObject::invokeMethod(
-      found->second.socket.get(), [socket = found->second.socket.get()] { socket->abort(); }, Qt::QueuedConnection);
+  dropped_.push_back(id);
+  sweep_.start(0);
+}
+
+void RoomServer::sweep() {
+  for (const MemberId id : std::exchange(finishedGates_, {})) gates_.erase(id);
+  for (const MemberId id : std::exchange(dropped_, {})) {
+    const auto found = connections_.find(id);
+    if (found != connections_.end()) found->second.socket->abort();
+  }
 }
 
 void RoomServer::pingAll() {

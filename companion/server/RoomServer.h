@@ -3,11 +3,13 @@
 
 #include <QHostAddress>
 #include <QTcpServer>
+#include <QTimer>
 #include <QWebSocket>
 #include <QWebSocketServer>
 #include <chrono>
 #include <map>
 #include <memory>
+#include <vector>
 
 #include "companion/server/HttpGate.h"
 #include "companion/server/RoomRegistry.h"
@@ -71,6 +73,7 @@ class RoomServer {
   void send(MemberId id, const QString& text);
   void close(MemberId id, int code, const QString& reason);
   void drop(MemberId id);
+  void sweep();
   void pingAll();
 
   const RoomServerLimits limits_;
@@ -83,6 +86,9 @@ class RoomServer {
   QWebSocketServer webSockets_;
   std::map<MemberId, std::unique_ptr<HttpGate>> gates_;
   std::map<MemberId, Connection> connections_;
+  std::vector<MemberId> finishedGates_;
+  std::vector<MemberId> dropped_;
+  QTimer sweep_;
   std::unique_ptr<Timer> pingTimer_;
 };
 

@@ -82,7 +82,7 @@ QString StaticFiles::fileFor(const QByteArray& target) const {
     if (name.startsWith(u'.')) return {};  // "..", and whatever the folder hides
   }
   const QFileInfo file(root_ + u'/' + names.join(u'/'));
-  const QString canonical = file.canonicalFilePath();
+  QString canonical = file.canonicalFilePath();
   if (!file.isFile() || !canonical.startsWith(root_ + u'/')) return {};
   return canonical;
 }
