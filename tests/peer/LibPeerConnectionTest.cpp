@@ -146,7 +146,7 @@ TEST_F(LibPeerConnectionTest, survivesDamagedAnswers) {
   std::mt19937 random(11);
   QString offer = makeOffered();
   const QString answer = answerOf(offer);
-  for (int i = 0; i < 300; ++i) {
+  for (int i = 0; i < 100; ++i) {
     const QString text = damaged(answer, random);
     apply(text);
     // Some damage leaves a valid answer, some spoils the connection: the next answer needs a fresh one then.

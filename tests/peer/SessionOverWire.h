@@ -34,9 +34,9 @@ class SessionOverWire : public testing::Test {
                                    Host::Configuration{.environment = Environment::of({{"ICE_URLS", ","},
                                                                                        {"SHARE_IDLE_VIDEO", "1"},
                                                                                        {"CONTROL_TOKEN", "secret"},
-                                                                                       {"WIDTH", "320"},
-                                                                                       {"HEIGHT", "240"},
-                                                                                       {"FPS", "30"}}),
+                                                                                       {"WIDTH", "160"},
+                                                                                       {"HEIGHT", "120"},
+                                                                                       {"FPS", "15"}}),
                                                        .info = InfoDictionary(),
                                                        .signalingUrl = {QUrl(url), url}},
                                    Host::Platform{.scheduler = scheduler_,
@@ -59,10 +59,16 @@ class SessionOverWire : public testing::Test {
 
   // Waits for `condition`, carrying signalling messages meanwhile.
   [[nodiscard]] bool until(const std::function<bool()>& condition) {
-    return testing_loop::waitFor([&] {
-      carry();
-      return condition();
-    });
+    // A sanitized program is many times slower.
+    for (int patience = qEnvironmentVariableIsSet("VANTORA_SANITIZER") ? 6 : 1; patience > 0; --patience) {
+      if (testing_loop::waitFor([&] {
+            carry();
+            return condition();
+          })) {
+        return true;
+      }
+    }
+    return false;
   }
   void tellHost(const JsonObject& message) { connection_->deliverText(QString::fromUtf8(toJson(message))); }
   void renegotiate() { tellHost({{QStringLiteral("type"), QStringLiteral("renegotiate")}}); }

@@ -43,7 +43,7 @@ TEST_F(SessionPeerTest, carriesMessagesBothWaysOnBothChannels) {
 TEST_F(SessionPeerTest, sendsVideoDespiteTheSecondVideoSection) {
   loadViewer();
   ASSERT_TRUE(until([&] { return viewer_ && viewer_->frames() > 5; }));
-  EXPECT_EQ(viewer_->lastFrameSize(), u"320x240"_s);
+  EXPECT_EQ(viewer_->lastFrameSize(), u"160x120"_s);
   EXPECT_EQ(offers_.last().count(u"m=video"_s), 2);
   EXPECT_EQ(offers_.last().count(u"a=sendonly"_s), 1);
   EXPECT_EQ(offers_.last().count(u"a=recvonly"_s), 1);
@@ -55,7 +55,7 @@ TEST_F(SessionPeerTest, servesAViewerThatReloads) {
   ASSERT_TRUE(until([&] { return connected() && viewer_->frames() > 0; }));
   ASSERT_TRUE(say({{u"type"_s, u"auth"_s}, {u"token"_s, u"secret"_s}}));
   ASSERT_TRUE(until([&] { return host_->authorisation().controlAuthed(); }));
-  for (int i = 0; i < 3; ++i) {
+  for (int i = 0; i < 2; ++i) {
     loadViewer();
     ASSERT_TRUE(until([&] { return connected() && viewer_->frames() > 2 && count(u"host_stats"_s) > 1; })) << i;
     EXPECT_FALSE(host_->authorisation().controlAuthed());
@@ -120,7 +120,11 @@ TEST_F(SessionPeerTest, survivesExtremeVideoParameters) {
   };
   for (const qint64 kbps : {qint64{-5}, qint64{0}, qint64{1}, qint64{5}, qint64{29}, qint64{1} << 40}) {
     for (const qint64 other : {qint64{0}, qint64{1}, qint64{1} << 40}) {
-      ASSERT_TRUE(say({{u"type"_s, u"video_params"_s}, {u"maxBitrateKbps"_s, kbps}, {u"fps"_s, other}}));
+      ASSERT_TRUE(say({{u"type"_s, u"video_params"_s},
+                       {u"maxBitrateKbps"_s, kbps},
+                       {u"fps"_s, other},
+                       {u"width"_s, 160},
+                       {u"height"_s, 120}}));
       ASSERT_TRUE(handled());
     }
   }
@@ -131,17 +135,20 @@ TEST_F(SessionPeerTest, survivesExtremeVideoParameters) {
   ASSERT_TRUE(until([&] { return viewer_->frames() > before + 1; }));
   ASSERT_TRUE(say({{u"type"_s, u"video_params"_s}, {u"width"_s, 1}, {u"height"_s, 1}}));
   ASSERT_TRUE(handled());
-  ASSERT_TRUE(say({{u"type"_s, u"video_params"_s}, {u"width"_s, 160}, {u"height"_s, 120}, {u"fps"_s, 30}}));
-  ASSERT_TRUE(until([&] { return viewer_->lastFrameSize() == u"160x120"_s; }))
+  ASSERT_TRUE(say({{u"type"_s, u"video_params"_s}, {u"width"_s, 192}, {u"height"_s, 144}, {u"fps"_s, 15}}));
+  ASSERT_TRUE(until([&] { return viewer_->lastFrameSize() == u"192x144"_s; }))
       << viewer_->lastFrameSize().toStdString();
 }
 
 TEST_F(SessionPeerTest, closesAChannelThatFloodsItAndOffersAFreshOne) {
+  if (qEnvironmentVariable("VANTORA_SANITIZER") == u"tsan"_s) {
+    GTEST_SKIP() << "64 MiB through the library take minutes under this sanitizer";
+  }
   loadViewer();
   ASSERT_TRUE(until([&] { return connected(); }));
   const QByteArray piece(200 * 1024, 'x');
   qint64 sent = 0;
-  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
   // The main thread does nothing but send: what arrives waits.
   while (sent < DataChannel::kMaxPendingBytes + 4 * 1024 * 1024) {
     ASSERT_LT(std::chrono::steady_clock::now(), deadline);

@@ -11,8 +11,10 @@
 #include <modules/audio_device/include/audio_device.h>
 #include <rtc_base/thread.h>
 
-#include <QHash>
+#include <map>
 #include <mutex>
+#include <string>
+#include <vector>
 
 #include "main/base/MainThread.h"
 
@@ -109,9 +111,9 @@ class ViewerPeer::Side final : public webrtc::PeerConnectionObserver,
   }
 
   void answer(const QString& offer, std::function<void(const QString&)> done) {
-    const auto reply = [weak = weak_from_this(), done = std::move(done)](const QString& sdp) {
+    const auto reply = [weak = weak_from_this(), done = std::move(done)](const std::string& sdp) {
       postToMain([weak, done, sdp] {
-        if (weak.lock()) done(sdp);
+        if (weak.lock()) done(QString::fromStdString(sdp));
       });
     };
     auto description = webrtc::CreateSessionDescription(webrtc::SdpType::kOffer, offer.toStdString());
@@ -123,7 +125,7 @@ class ViewerPeer::Side final : public webrtc::PeerConnectionObserver,
       answer->ToString(&text);
       connection->SetLocalDescription(std::move(answer),
                                       rtc::make_ref_counted<LocalSet>([reply, text](const webrtc::RTCError& error) {
-                                        reply(error.ok() ? QString::fromStdString(text) : QString());
+                                        reply(error.ok() ? text : std::string());
                                       }));
     };
     const auto create = [connection, reply, set](const webrtc::RTCError& error) {
@@ -153,9 +155,14 @@ class ViewerPeer::Side final : public webrtc::PeerConnectionObserver,
     }
     return nullptr;
   }
+  // Copies of every byte: nothing stays shared between the threads.
   QList<QByteArray> received(const QString& label) const {
     const std::lock_guard lock(mutex_);
-    return received_.value(label);
+    QList<QByteArray> copies;
+    const auto found = received_.find(label.toStdString());
+    if (found == received_.end()) return copies;
+    for (const std::string& data : found->second) copies.append(QByteArray::fromStdString(data));
+    return copies;
   }
   int frames() const {
     const std::lock_guard lock(mutex_);
@@ -176,8 +183,8 @@ class ViewerPeer::Side final : public webrtc::PeerConnectionObserver,
     void OnStateChange() override { side.look(*this); }
     void OnMessage(const webrtc::DataBuffer& buffer) override {
       const std::lock_guard lock(side.mutex_);
-      side.received_[seen.label].append(
-          QByteArray(reinterpret_cast<const char*>(buffer.data.data()), static_cast<qsizetype>(buffer.size())));
+      side.received_[seen.label.toStdString()].emplace_back(reinterpret_cast<const char*>(buffer.data.data()),
+                                                            buffer.size());
     }
     Side& side;
     rtc::scoped_refptr<webrtc::DataChannelInterface> handle;
@@ -231,7 +238,7 @@ class ViewerPeer::Side final : public webrtc::PeerConnectionObserver,
   rtc::scoped_refptr<webrtc::PeerConnectionInterface> connection_;
   mutable std::mutex mutex_;
   std::vector<std::unique_ptr<Channel>> channels_;
-  QHash<QString, QList<QByteArray>> received_;
+  std::map<std::string, std::vector<std::string>> received_;
   int frames_ = 0;
   QString lastFrameSize_;
 };
