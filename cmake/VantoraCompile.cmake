@@ -8,7 +8,8 @@ if(VANTORA_LLD)
 endif()
 find_program(VANTORA_CCACHE NAMES ccache)
 if(VANTORA_CCACHE)
-  set(CMAKE_CXX_COMPILER_LAUNCHER "${VANTORA_CCACHE}")
+  # Precompiled headers carry macros and times that ccache would otherwise not answer for.
+  set(CMAKE_CXX_COMPILER_LAUNCHER "${CMAKE_COMMAND}" -E env "CCACHE_SLOPPINESS=pch_defines,time_macros" "${VANTORA_CCACHE}")
 endif()
 
 if(VANTORA_SANITIZE)
