@@ -1,0 +1,46 @@
+// The line between the session and its desktop process.
+#pragma once
+
+#include <QLocalSocket>
+#include <functional>
+
+#include "main/base/Json.h"
+
+namespace vantora {
+
+// Messages in both directions over one connected stream socket. Each is a JSON object with a string "type", written as
+// its length (32 bits, little endian) and its compact text. Sending never blocks: what the other side has not read yet
+// waits in memory, up to kMaxWaitingBytes; beyond that the other side counts as stuck and the line is given up.
+// Thread: that of its creation. Owner: DesktopProcess here, runDesktopProcess there.
+class DesktopLink {
+ public:
+  static constexpr qint64 kMaxMessageBytes = 64 * 1024 * 1024;
+  static constexpr qint64 kMaxWaitingBytes = 96 * 1024 * 1024;
+
+  struct Events {
+    std::function<void(const JsonObject& message)> message;
+    // The other side is gone, stuck or talks nonsense; called once, from the event loop, nothing follows.
+    std::function<void()> lost;
+  };
+
+  // Takes over `descriptor`.
+  DesktopLink(int descriptor, Events events);
+  ~DesktopLink();
+  DesktopLink(const DesktopLink&) = delete;
+  DesktopLink& operator=(const DesktopLink&) = delete;
+
+  // Dropped once the line is lost, and when it is longer than kMaxMessageBytes.
+  void send(const JsonObject& message);
+  // Writes out what waits, for at most `milliseconds`; blocks.
+  void flush(int milliseconds);
+
+ private:
+  void read();
+  void lose();
+
+  Events events_;
+  QLocalSocket socket_;
+  bool lost_ = false;
+};
+
+}  // namespace vantora

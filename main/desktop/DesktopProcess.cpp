@@ -1,0 +1,87 @@
+#include "main/desktop/DesktopProcess.h"
+
+#include <fcntl.h>
+#include <linux/close_range.h>
+#include <sys/prctl.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <QProcessEnvironment>
+#include <algorithm>
+#include <csignal>
+
+namespace vantora {
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr auto kFirstDelay = 1000ms;
+constexpr auto kLongestDelay = 30000ms;
+// A process that ran this long had no trouble starting.
+constexpr auto kSettled = 60s;
+constexpr int kGoodbyeMs = 500;
+
+}  // namespace
+
+DesktopProcess::DesktopProcess(Scheduler& scheduler, QString program, Events events)
+    : scheduler_(scheduler), program_(std::move(program)), events_(std::move(events)), delay_(kFirstDelay) {}
+
+DesktopProcess::~DesktopProcess() { stop(); }
+
+void DesktopProcess::start() {
+  restart_.reset();
+  int ends[2];
+  if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0) return ended();
+  process_ = std::make_unique<QProcess>();
+  auto environment = QProcessEnvironment::systemEnvironment();
+  environment.insert(QString::fromLatin1(kLinkVariable), QString::number(ends[1]));
+  process_->setProcessEnvironment(environment);
+  process_->setProcessChannelMode(QProcess::ForwardedChannels);
+  process_->setInputChannelMode(QProcess::ForwardedInputChannel);
+  process_->setChildProcessModifier([theirs = ends[1]] {
+    // Sockets of the session are none of its business, also those that a library opened to be inherited.
+    close_range(3, ~0U, CLOSE_RANGE_CLOEXEC);
+    fcntl(theirs, F_SETFD, 0);
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    // An interrupt from the terminal reaches both processes; the session ends the two in order.
+    std::signal(SIGINT, SIG_IGN);
+  });
+  QObject::connect(process_.get(), &QProcess::finished, process_.get(), [this] { ended(); });
+  QObject::connect(process_.get(), &QProcess::errorOccurred, process_.get(), [this](QProcess::ProcessError error) {
+    if (error == QProcess::FailedToStart) ended();
+  });
+  startedAt_ = scheduler_.monotonicNow();
+  link_ = std::make_unique<DesktopLink>(
+      ends[0], DesktopLink::Events{.message = events_.message, .lost = [this] { process_->kill(); }});
+  process_->start(program_, {});
+  close(ends[1]);
+  if (link_ && events_.connected) events_.connected();
+}
+
+void DesktopProcess::send(const JsonObject& message) {
+  if (link_) link_->send(message);
+}
+
+void DesktopProcess::ended() {
+  if (restart_) return;
+  const bool hadLink = link_ != nullptr;
+  link_.reset();
+  if (scheduler_.monotonicNow() - startedAt_ > kSettled) delay_ = kFirstDelay;
+  restart_ = scheduler_.after(delay_, [this] { start(); });
+  delay_ = std::min(delay_ * 2, std::chrono::milliseconds(kLongestDelay));
+  if (hadLink && events_.disconnected) events_.disconnected();
+}
+
+void DesktopProcess::stop() {
+  restart_.reset();
+  if (!process_) return;
+  QObject::disconnect(process_.get(), nullptr, nullptr, nullptr);
+  link_.reset();  // The other side takes the end of the line as the request to go.
+  if (process_->state() != QProcess::NotRunning && !process_->waitForFinished(kGoodbyeMs)) {
+    process_->kill();
+    process_->waitForFinished(kGoodbyeMs);
+  }
+  process_.reset();
+}
+
+}  // namespace vantora

@@ -1,0 +1,53 @@
+// The session's side of the desktop process: what it shows, what its user wants, and the clipboard.
+#pragma once
+
+#include <functional>
+#include <optional>
+
+#include "main/desktop/DesktopProcess.h"
+#include "main/desktop/FaceMessages.h"
+#include "main/desktop/RemoteClipboard.h"
+
+namespace vantora {
+
+// Tells the desktop process the state of the session whenever that changed and all of it when the process is new, passes
+// chat and notifications on, and hands its requests to the session. Chat lines that arrive while the process is being
+// started are kept for it, at most kMaxKeptLines. Thread: main. Owner: HostAppDelegate.
+class DesktopSide {
+ public:
+  static constexpr qsizetype kMaxKeptLines = 1000;
+
+  struct Callbacks {
+    std::function<HostState()> state;
+    std::function<void(const FaceRequest&)> requested;
+    std::function<void(const QString& text)> sendChat;
+  };
+
+  // `scheduler` must outlive this object. Nothing is started before start().
+  DesktopSide(Scheduler& scheduler, const QString& program);
+
+  Clipboard& clipboard() { return clipboard_; }
+
+  // Starts the desktop process for the session behind `callbacks`.
+  void start(Callbacks callbacks);
+  // The state of the session may have changed.
+  void changed();
+  void presentChat(const QString& from, const QString& text, qint64 ts);
+  void deliverHostNotification(const QString& title, const QString& body);
+  // The program was launched again by its user.
+  void reopen();
+
+ private:
+  void connected();
+  void take(const JsonObject& message);
+  void deliver(const JsonObject& message);
+
+  Callbacks callbacks_;
+  std::optional<HostState> told_;
+  bool ready_ = false;
+  QList<JsonObject> kept_;
+  RemoteClipboard clipboard_;
+  DesktopProcess process_;
+};
+
+}  // namespace vantora

@@ -1,0 +1,36 @@
+// What the session and its desktop process say to each other about the user interface.
+#pragma once
+
+#include <optional>
+
+#include "main/base/Json.h"
+#include "main/ui/HostFace.h"
+
+namespace vantora {
+
+// Session to desktop: "state" (the fields of HostState), "chat" {from, text, ts}, "notify" {title, body}, "reopen".
+JsonObject toMessage(const HostState& state);
+// None when a field is missing or out of range.
+std::optional<HostState> hostStateOf(const JsonObject& message);
+
+// Desktop to session: "action" {name, allowed?} and "chat_send" {text}.
+enum class FaceAction {
+  startSharing,
+  stopSharing,
+  regeneratePin,
+  setAllowRemoteControl,
+  setFileReceiveAllowed,
+  quit,
+};
+struct FaceRequest {
+  FaceAction action = FaceAction::quit;
+  // Of the two actions that allow something; false for the others.
+  bool allowed = false;
+
+  bool operator==(const FaceRequest&) const = default;
+};
+JsonObject toMessage(const FaceRequest& request);
+// None for an unknown action and for one that lacks its value.
+std::optional<FaceRequest> faceRequestOf(const JsonObject& message);
+
+}  // namespace vantora

@@ -1,0 +1,101 @@
+#include "main/desktop/SecondLaunch.h"
+
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <QCryptographicHash>
+#include <cstddef>
+#include <cstring>
+
+namespace vantora {
+namespace {
+
+constexpr char kAgain = 'a';
+constexpr char kTaken = 't';
+constexpr int kPatienceMs = 500;
+
+struct Address {
+  sockaddr_un value{};
+  socklen_t size = 0;
+};
+
+// A name that begins with a zero byte stands for no file.
+Address addressOf(const QByteArray& name) {
+  Address address;
+  address.value.sun_family = AF_UNIX;
+  const auto length = std::min<std::size_t>(static_cast<std::size_t>(name.size()), sizeof(address.value.sun_path) - 1);
+  std::memcpy(address.value.sun_path + 1, name.constData(), length);
+  address.size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + 1 + length);
+  return address;
+}
+
+bool sameUser(int socket) {
+  ucred peer{};
+  socklen_t size = sizeof(peer);
+  return getsockopt(socket, SOL_SOCKET, SO_PEERCRED, &peer, &size) == 0 && peer.uid == getuid();
+}
+
+int newSocket() { return socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0); }
+
+// Tells the holder of the name; true when one of the same user has taken note.
+bool tellOther(const Address& address) {
+  const int line = newSocket();
+  if (line < 0) return false;
+  bool told = false;
+  if (connect(line, reinterpret_cast<const sockaddr*>(&address.value), address.size) == 0 && sameUser(line) &&
+      send(line, &kAgain, 1, MSG_NOSIGNAL) == 1) {
+    pollfd answer{line, POLLIN, 0};
+    char reply = 0;
+    told = poll(&answer, 1, kPatienceMs) == 1 && recv(line, &reply, 1, 0) == 1 && reply == kTaken;
+  }
+  close(line);
+  return told;
+}
+
+}  // namespace
+
+QByteArray launchName(const Environment& environment, const QString& room, const QString& signalingUrl) {
+  QByteArray parts = QByteArray::number(getuid());
+  for (const char* variable : {"DISPLAY", "WAYLAND_DISPLAY", "DBUS_SESSION_BUS_ADDRESS"}) {
+    parts += '\n' + environment.value(variable).value_or(QString()).toUtf8();
+  }
+  parts += '\n' + room.toUtf8() + '\n' + signalingUrl.toUtf8();
+  return "vantora-host-" + QCryptographicHash::hash(parts, QCryptographicHash::Sha256).toHex().left(32);
+}
+
+SecondLaunch::~SecondLaunch() {
+  notifier_.reset();
+  if (descriptor_ >= 0) close(descriptor_);
+}
+
+SecondLaunch::Outcome SecondLaunch::claim(const QByteArray& name, std::function<void()> launchedAgain) {
+  const Address address = addressOf(name);
+  descriptor_ = newSocket();
+  if (descriptor_ < 0) return Outcome::first;
+  if (bind(descriptor_, reinterpret_cast<const sockaddr*>(&address.value), address.size) != 0) {
+    close(descriptor_);
+    descriptor_ = -1;
+    return tellOther(address) ? Outcome::toldOther : Outcome::first;
+  }
+  if (listen(descriptor_, 8) != 0) return Outcome::first;
+  launchedAgain_ = std::move(launchedAgain);
+  notifier_ = std::make_unique<QSocketNotifier>(descriptor_, QSocketNotifier::Read);
+  QObject::connect(notifier_.get(), &QSocketNotifier::activated, notifier_.get(), [this] { accept(); });
+  return Outcome::first;
+}
+
+void SecondLaunch::accept() {
+  const int line = accept4(descriptor_, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
+  if (line < 0) return;
+  // The word was sent right after the connection was made; a caller that sends none is left without an answer.
+  char word = 0;
+  pollfd input{line, POLLIN, 0};
+  const bool again = sameUser(line) && poll(&input, 1, 20) == 1 && recv(line, &word, 1, 0) == 1 && word == kAgain;
+  if (again) send(line, &kTaken, 1, MSG_NOSIGNAL);
+  close(line);
+  if (again) launchedAgain_();
+}
+
+}  // namespace vantora

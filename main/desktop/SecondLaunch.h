@@ -1,0 +1,43 @@
+// One host for one room on one desktop: a second launch is told to the first.
+#pragma once
+
+#include <QByteArray>
+#include <QSocketNotifier>
+#include <functional>
+#include <memory>
+
+#include "main/base/Environment.h"
+
+namespace vantora {
+
+// The name under which the host of `room` at `signalingUrl` is known among the processes of this user and desktop.
+QByteArray launchName(const Environment& environment, const QString& room, const QString& signalingUrl);
+
+// Holds a launch name as long as it lives. The name is a socket's without a file: it is free again the moment its
+// process ends, however it ends. Thread: main. Owner: HostAppDelegate.
+class SecondLaunch {
+ public:
+  enum class Outcome {
+    // The name is ours, or cannot be had (another user took it): this launch runs.
+    first,
+    // Another process of the same user holds the name and has been told.
+    toldOther,
+  };
+
+  SecondLaunch() = default;
+  ~SecondLaunch();
+  SecondLaunch(const SecondLaunch&) = delete;
+  SecondLaunch& operator=(const SecondLaunch&) = delete;
+
+  // `launchedAgain` runs on the main thread for every later launch. Blocks for at most half a second.
+  [[nodiscard]] Outcome claim(const QByteArray& name, std::function<void()> launchedAgain);
+
+ private:
+  void accept();
+
+  std::function<void()> launchedAgain_;
+  int descriptor_ = -1;
+  std::unique_ptr<QSocketNotifier> notifier_;
+};
+
+}  // namespace vantora
