@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <QJsonArray>
+#include <QJsonDocument>
 #include <algorithm>
 #include <atomic>
 #include <thread>
@@ -23,34 +24,47 @@ constexpr int kMostWorkers = 8;
 constexpr int kWorkerNiceness = 10;
 
 // The report travels as one message of limited size, whatever a tool printed.
-constexpr qsizetype kLongestText = 1000;
-constexpr qsizetype kLongestArray = 120;
+struct Bounds {
+  qsizetype longestText = 1000;
+  qsizetype longestArray = 120;
+};
+// With its envelope within the 64 KiB that every viewer's data channel takes.
+constexpr qsizetype kMostBytes = 64'000;
 
-QJsonValue bounded(const QJsonValue& value) {
+QJsonValue bounded(const QJsonValue& value, const Bounds& bounds) {
   if (value.isString()) {
     const QString text = value.toString();
-    if (text.size() <= kLongestText) return value;
+    if (text.size() <= bounds.longestText) return value;
     // Not between the halves of one character.
-    return text.left(text[kLongestText - 1].isHighSurrogate() ? kLongestText - 1 : kLongestText);
+    return text.left(bounds.longestText - (text[bounds.longestText - 1].isHighSurrogate() ? 1 : 0));
   }
   if (value.isArray()) {
     QJsonArray result;
     for (const QJsonValue element : value.toArray()) {
-      if (result.size() >= kLongestArray) break;
-      result.append(bounded(element));
+      if (result.size() >= bounds.longestArray) break;
+      result.append(bounded(element, bounds));
     }
     return result;
   }
   if (value.isObject()) {
     QJsonObject result = value.toObject();
-    for (auto it = result.begin(); it != result.end(); ++it) it.value() = bounded(it.value());
+    for (auto it = result.begin(); it != result.end(); ++it) it.value() = bounded(it.value(), bounds);
     return result;
   }
   return value;
 }
 
+// The report with texts and lists cut as far as its size asks for, and no further.
+QJsonObject fitted(QJsonObject report) {
+  for (Bounds bounds; bounds.longestText > 1; bounds = {bounds.longestText / 2, bounds.longestArray * 3 / 4}) {
+    if (QJsonDocument(report).toJson(QJsonDocument::Compact).size() <= kMostBytes) break;
+    report = bounded(report, bounds).toObject();
+  }
+  return report;
+}
+
 void addTo(QJsonObject& section, const QJsonObject& piece) {
-  for (auto it = piece.begin(); it != piece.end(); ++it) section.insert(it.key(), bounded(it.value()));
+  for (auto it = piece.begin(); it != piece.end(); ++it) section.insert(it.key(), bounded(it.value(), {}));
 }
 
 QJsonObject oneSection(QLatin1StringView section, const Options& options) {
@@ -109,7 +123,7 @@ QJsonObject run(const Options& options) {
     }
     report.insert(section, content);
   }
-  return report;
+  return fitted(std::move(report));
 }
 
 QJsonObject networkInfo(const Options& options) { return oneSection("network"_L1, options); }

@@ -37,7 +37,8 @@ std::optional<QString> HostAppDelegate::applicationDidFinishLaunching() {
                                                 .videoSources = videoSources(),
                                                 .webSocketTasks = qtWebSocketTasks(scheduler_),
                                                 .random = systemRandom(),
-                                                .hostName = machine.localizedHostName()});
+                                                .hostName = machine.localizedHostName(),
+                                                .diagnostics = diagnosticsReports(diagnosticsThreads_)});
   if (!info_.bundleIdentifier()) logLine("[notify] skipping UNUserNotifications (no bundle identifier)");
   return std::nullopt;
 }

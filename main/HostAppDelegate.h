@@ -6,6 +6,7 @@
 
 #include "main/base/QtScheduler.h"
 #include "main/session/Host.h"
+#include "main/telemetry/DiagnosticsReports.h"
 #include "platform/Platform.h"
 
 namespace vantora {
@@ -30,6 +31,7 @@ class HostAppDelegate {
   const Environment environment_;
   const InfoDictionary info_;
   // Member order is teardown order: the session goes first.
+  WorkerThreads diagnosticsThreads_{"diagnostics", kReportsAtOnce};
   QtScheduler scheduler_;
   Platform platform_;
   std::unique_ptr<PeerConnectionFactory> factory_;

@@ -47,6 +47,11 @@ void Host::bindControlMessages() {
     return Handled::yes;
   });
 
+  dispatcher_->on("diagnostics_run"_L1, [this](const ControlRequest& request) {
+    diagnostics_.handleRun(request.origin);
+    return Handled::yes;
+  });
+
   bindInputMessages(*dispatcher_, injector_, outlet_, platform_.scheduler);
 
   dispatcher_->onRefused("exec_command"_L1, [this](const ControlRequest& request) {

@@ -33,7 +33,8 @@ Host::Host(const QString& room, Configuration configuration, Platform platform)
              {.session = [this] { return sessionFigures(); },
               .system = [] { return std::optional<JsonObject>(); },
               .hostName = platform_.hostName,
-              .roomId = roomId_}) {
+              .roomId = roomId_}),
+      diagnostics_(outlet_, platform_.diagnostics) {
   // The signaller connects inside its constructor and reports the first opening to nobody: the
   // first offer is made below, when there is something to offer.
   signaler_ = std::make_unique<Signaler>(
@@ -175,6 +176,8 @@ void Host::closePeer() {
   negotiation_.attach(nullptr);
   sharing_.detachSender();
   stats_.stopTimer();
+  diagnostics_.channelClosed(ControlChannel::control);
+  diagnostics_.channelClosed(ControlChannel::reliable);
   link_.reset();
 }
 
@@ -219,8 +222,9 @@ void Host::channelOpened(ControlChannel channel) {
   stats_.startTimer();
 }
 
-void Host::channelClosed(ControlChannel) {
+void Host::channelClosed(ControlChannel channel) {
   stats_.stopTimer();
+  diagnostics_.channelClosed(channel);
   authorisation_->resetOnChannelClose();
 }
 

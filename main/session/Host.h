@@ -6,6 +6,7 @@
 
 #include "main/base/Environment.h"
 #include "main/base/InfoDictionary.h"
+#include "main/base/Job.h"
 #include "main/base/Scheduler.h"
 #include "main/control/ControlChannel.h"
 #include "main/control/authorisation/ControlAuthorisation.h"
@@ -18,6 +19,7 @@
 #include "main/session/peer/PeerLink.h"
 #include "main/session/settings/HostSettings.h"
 #include "main/signalling/Signaler.h"
+#include "main/telemetry/DiagnosticsRequests.h"
 #include "main/telemetry/HostStats.h"
 #include "main/video/quality/VideoQuality.h"
 #include "main/video/sharing/SharingControl.h"
@@ -38,6 +40,8 @@ class Host {
     WebSocketTaskFactory webSocketTasks;
     RandomBelow random;
     std::optional<QString> hostName;
+    // Makes a diagnostics report; without it requests for one are not answered.
+    StartJob diagnostics{};
   };
   struct Configuration {
     Environment environment;
@@ -97,6 +101,7 @@ class Host {
   Negotiation negotiation_;
   SharingControl sharing_;
   HostStats stats_;
+  DiagnosticsRequests diagnostics_;
   std::unique_ptr<Signaler> signaler_;
   HostSettings settings_;
   std::unique_ptr<ControlAuthorisation> authorisation_;

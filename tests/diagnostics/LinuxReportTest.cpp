@@ -139,5 +139,29 @@ TEST(LinuxReportTest, whatToolsPrintCannotMakeTheReportBig) {
   EXPECT_EQ(QJsonDocument::fromJson(json).object(), report);
 }
 
+TEST(LinuxReportTest, manyLongLinesTogetherStillFitIntoOneMessage) {
+  MadeUpMachine machine;
+  machine.tool(u"apt"_s);
+  machine.tool(u"nmcli"_s);
+  machine.file(u"/var/lib/dpkg/status"_s, "");
+  machine.file(u"/run/dbus/system_bus_socket"_s, "");
+  machine.file(u"/etc/os-release"_s, "PRETTY_NAME=System\n");
+  // Control characters take six bytes each in JSON.
+  QString updates;
+  QString tunnels;
+  for (int i = 0; i < 500; ++i) {
+    updates += u"package%1/stable [upgradable from: "_s.arg(i) + QString(900, QChar(1)) + u"]\n"_s;
+    tunnels += QString(900, QChar(1)) + u"%1:vpn:eth0\n"_s.arg(i);
+  }
+  machine.answer(u"apt"_s, updates);
+  machine.answer(u"connection show"_s, tunnels);
+  const QJsonObject report = run(machine.options());
+  expectAllSections(report);
+  EXPECT_LE(QJsonDocument(report).toJson(QJsonDocument::Compact).size(), 64'000);
+  EXPECT_EQ(report[u"updates"_s][u"current"_s], u"System"_s);
+  EXPECT_GT(report[u"updates"_s][u"available"_s].toArray().size(), 20);
+  EXPECT_TRUE(report[u"updates"_s][u"available"_s][0].toString().startsWith("package0/stable"_L1));
+}
+
 }  // namespace
 }  // namespace vantora::Diagnostics

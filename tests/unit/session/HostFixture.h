@@ -32,7 +32,8 @@ class HostFixture : public testing::Test {
                        .videoSources = sources_.factory(),
                        .webSocketTasks = sockets_.factory(),
                        .random = [this](quint32) { return randomNumber_; },
-                       .hostName = QStringLiteral("desk")});
+                       .hostName = QStringLiteral("desk"),
+                       .diagnostics = diagnostics_});
   }
   // Started, the first offer answered, both channels open; nothing in the journal and on the wires.
   void connectViewer(const QString& room = QStringLiteral("r")) {
@@ -105,6 +106,7 @@ class HostFixture : public testing::Test {
   fakes::FakeScheduler scheduler_;
   fakes::FakeDisplays displays_{{{.id = 1, .bounds = {0, 0, 1920, 1080}}, {.id = 2, .bounds = {1920, 0, 1280, 800}}}};
   fakes::FakeInputSynthesis input_;
+  StartJob diagnostics_;
   fakes::FakePeerConnectionFactory factory_{&journal_};
   fakes::FakeVideoSources sources_{journal_};
   fakes::FakeWebSockets sockets_;

@@ -1,0 +1,122 @@
+#include "main/base/WorkerThreads.h"
+
+#include <pthread.h>
+
+#include <condition_variable>
+#include <deque>
+#include <mutex>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "main/base/MainThread.h"
+
+namespace vantora {
+namespace {
+
+struct Task {
+  WorkerThreads::Work work;
+  std::stop_source stop;
+  JobDone done;  // Main thread; null once the job was given up.
+};
+
+}  // namespace
+
+class WorkerThreads::Shared {
+ public:
+  Shared(QByteArray name, int threads) : name_(std::move(name)), most_(static_cast<std::size_t>(threads)) {}
+
+  // Main thread.
+  void add(std::shared_ptr<Task> task) {
+    const std::lock_guard lock(mutex_);
+    if (over_) return;
+    waiting_.push_back(std::move(task));
+    if (waiting_.size() > idle_ && threads_.size() < most_) threads_.emplace_back([this] { work(); });
+    wake_.notify_one();
+  }
+  // Main thread.
+  void giveUp(const std::shared_ptr<Task>& task) {
+    task->done = nullptr;
+    task->stop.request_stop();
+    const std::lock_guard lock(mutex_);
+    std::erase(waiting_, task);
+  }
+  // Main thread.
+  void end() {
+    {
+      const std::lock_guard lock(mutex_);
+      over_ = true;
+      waiting_.clear();
+      for (const auto& task : running_) task->stop.request_stop();
+    }
+    wake_.notify_all();
+    for (std::thread& thread : threads_) thread.join();
+  }
+
+ private:
+  void work() {
+#ifdef __linux__
+    pthread_setname_np(pthread_self(), name_.constData());
+#endif
+    std::unique_lock lock(mutex_);
+    for (;;) {
+      ++idle_;
+      wake_.wait(lock, [this] { return over_ || !waiting_.empty(); });
+      --idle_;
+      if (over_) return;
+      auto task = std::move(waiting_.front());
+      waiting_.pop_front();
+      running_.push_back(task);
+      lock.unlock();
+      JsonObject result = task->work(task->stop.get_token());
+      lock.lock();
+      std::erase(running_, task);
+      lock.unlock();
+      // The last reference goes with the closure: what a job holds is let go of on the main thread.
+      postToMain([task = std::move(task), result = std::move(result)] {
+        if (const JobDone done = std::exchange(task->done, nullptr)) done(result);
+      });
+      lock.lock();
+    }
+  }
+
+  const QByteArray name_;
+  const std::size_t most_;
+  std::vector<std::thread> threads_;  // Main thread.
+  // All threads, under the mutex.
+  std::mutex mutex_;
+  std::condition_variable wake_;
+  std::deque<std::shared_ptr<Task>> waiting_;
+  std::vector<std::shared_ptr<Task>> running_;
+  std::size_t idle_ = 0;
+  bool over_ = false;
+};
+
+class WorkerThreads::Handle final : public Job {
+ public:
+  Handle(std::weak_ptr<Shared> shared, std::shared_ptr<Task> task)
+      : shared_(std::move(shared)), task_(std::move(task)) {}
+  ~Handle() override {
+    task_->done = nullptr;
+    if (const auto shared = shared_.lock()) shared->giveUp(task_);
+  }
+
+ private:
+  std::weak_ptr<Shared> shared_;
+  std::shared_ptr<Task> task_;
+};
+
+WorkerThreads::WorkerThreads(QByteArray name, int threads)
+    : shared_(std::make_shared<Shared>(std::move(name), threads)) {}
+
+WorkerThreads::~WorkerThreads() { shared_->end(); }
+
+std::unique_ptr<Job> WorkerThreads::start(Work work, JobDone done) {
+  auto task = std::make_shared<Task>();
+  task->work = std::move(work);
+  task->done = std::move(done);
+  shared_->add(task);
+  return std::make_unique<Handle>(shared_, task);
+}
+
+}  // namespace vantora

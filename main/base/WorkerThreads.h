@@ -1,0 +1,34 @@
+// A few threads for work that blocks.
+#pragma once
+
+#include <memory>
+#include <stop_token>
+
+#include "main/base/Job.h"
+
+namespace vantora {
+
+// Runs work in the order it was given, on at most a fixed number of threads, and hands results to the
+// main thread. The threads are started when they are needed and wait in between. Thread: main.
+// Owner: the composition root; jobs may outlive it and do nothing then.
+class WorkerThreads {
+ public:
+  // Runs on a worker; should end soon after it is told to stop. Must not throw.
+  using Work = std::function<JsonObject(const std::stop_token& stop)>;
+
+  // `threads` is at least 1. `name` (at most 15 characters) is what the threads are called in process lists.
+  WorkerThreads(QByteArray name, int threads);
+  // Gives up all work and waits until what is running has noticed.
+  ~WorkerThreads();
+  WorkerThreads(const WorkerThreads&) = delete;
+  WorkerThreads& operator=(const WorkerThreads&) = delete;
+
+  [[nodiscard]] std::unique_ptr<Job> start(Work work, JobDone done);
+
+ private:
+  class Shared;
+  class Handle;
+  std::shared_ptr<Shared> shared_;
+};
+
+}  // namespace vantora

@@ -1,0 +1,14 @@
+// Diagnostics reports of this machine.
+#pragma once
+
+#include "main/base/WorkerThreads.h"
+
+namespace vantora {
+
+// Reports at work side by side; each has collectors and commands of its own.
+inline constexpr int kReportsAtOnce = 2;
+
+// Makes a report on one of `threads`, which must outlive the result. A report that is given up kills its commands.
+[[nodiscard]] StartJob diagnosticsReports(WorkerThreads& threads);
+
+}  // namespace vantora

@@ -1,0 +1,21 @@
+#include "main/telemetry/DiagnosticsRequests.h"
+
+namespace vantora {
+
+using namespace Qt::Literals::StringLiterals;
+
+void DiagnosticsRequests::handleRun(ControlChannel origin) {
+  if (!report_ || pending_.size() >= kMostPending) return;
+  const auto entry = pending_.insert(pending_.end(), Pending{.origin = origin, .job = nullptr});
+  entry->job = report_([this, entry](const JsonObject& report) {
+    const ControlChannel channel = entry->origin;
+    pending_.erase(entry);
+    outlet_.send(channel, {{u"type"_s, u"diagnostics_result"_s}, {u"payload"_s, report}});
+  });
+}
+
+void DiagnosticsRequests::channelClosed(ControlChannel channel) {
+  pending_.remove_if([channel](const Pending& pending) { return pending.origin == channel; });
+}
+
+}  // namespace vantora

@@ -1,0 +1,40 @@
+// Answers a viewer's requests for the diagnostics report.
+#pragma once
+
+#include <list>
+#include <memory>
+
+#include "main/base/Job.h"
+#include "main/control/ControlChannel.h"
+
+namespace vantora {
+
+// Each request has a report made for it, away from the main thread, and is answered on the channel it came on, for as
+// long as that channel lasts. Thread: main. Owner: Host.
+class DiagnosticsRequests {
+ public:
+  // Requests that wait for their report; a viewer that asks for more is not answered until some are done.
+  static constexpr std::size_t kMostPending = 8;
+
+  // `outlet` must outlive this object.
+  DiagnosticsRequests(ControlOutlet& outlet, StartJob report) : outlet_(outlet), report_(std::move(report)) {}
+
+  // "diagnostics_run".
+  void handleRun(ControlChannel origin);
+  // The channel closed: the reports asked for on it are given up. Its successor belongs to nobody who asked.
+  void channelClosed(ControlChannel channel);
+
+  std::size_t pending() const { return pending_.size(); }
+
+ private:
+  struct Pending {
+    ControlChannel origin;
+    std::unique_ptr<Job> job;
+  };
+
+  ControlOutlet& outlet_;
+  StartJob report_;
+  std::list<Pending> pending_;
+};
+
+}  // namespace vantora

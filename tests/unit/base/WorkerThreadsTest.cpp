@@ -1,0 +1,150 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <thread>
+#include <vector>
+
+#include "main/base/WorkerThreads.h"
+#include "tests/fakes/EventLoop.h"
+
+using namespace Qt::Literals::StringLiterals;
+
+namespace vantora {
+namespace {
+
+JsonObject numbered(int number) { return {{u"n"_s, number}}; }
+
+// Blocks a worker until it is opened or told to stop.
+class Gate {
+ public:
+  WorkerThreads::Work work(int number) {
+    return [this, number](const std::stop_token& stop) {
+      ++running;
+      while (!open && !stop.stop_requested()) std::this_thread::yield();
+      if (stop.stop_requested()) ++stopped;
+      --running;
+      return numbered(number);
+    };
+  }
+  std::atomic<bool> open = false;
+  std::atomic<int> running = 0;
+  std::atomic<int> stopped = 0;
+};
+
+class WorkerThreadsTest : public testing::Test {
+ protected:
+  WorkerThreadsTest() { testing_loop::ensureApplication(); }
+  ~WorkerThreadsTest() override { testing_loop::drain(); }
+  JobDone keep() {
+    return [this](const JsonObject& result) {
+      EXPECT_EQ(std::this_thread::get_id(), main_);
+      results_.append(result.value(u"n"_s).toInt());
+    };
+  }
+
+  const std::thread::id main_ = std::this_thread::get_id();
+  QList<int> results_;
+};
+
+TEST_F(WorkerThreadsTest, worksElsewhereAndTellsTheMainThread) {
+  WorkerThreads threads("test", 1);
+  std::thread::id worker;
+  const auto job = threads.start(
+      [&](const std::stop_token&) {
+        worker = std::this_thread::get_id();
+        return numbered(7);
+      },
+      keep());
+  EXPECT_TRUE(results_.isEmpty());
+  ASSERT_TRUE(testing_loop::waitFor([&] { return !results_.isEmpty(); }));
+  EXPECT_EQ(results_, QList<int>{7});
+  EXPECT_NE(worker, main_);
+}
+
+TEST_F(WorkerThreadsTest, keepsToItsNumberOfThreadsAndToTheOrder) {
+  WorkerThreads threads("test", 2);
+  Gate gate;
+  std::vector<std::unique_ptr<Job>> jobs;
+  for (int i = 0; i < 5; ++i) jobs.push_back(threads.start(gate.work(i), keep()));
+  ASSERT_TRUE(testing_loop::waitFor([&] { return gate.running == 2; }));
+  EXPECT_TRUE(results_.isEmpty());
+  gate.open = true;
+  ASSERT_TRUE(testing_loop::waitFor([&] { return results_.size() == 5; }));
+  std::ranges::sort(results_);
+  EXPECT_EQ(results_, (QList<int>{0, 1, 2, 3, 4}));
+}
+
+TEST_F(WorkerThreadsTest, oneThreadTakesWorkInItsOrder) {
+  WorkerThreads threads("test", 1);
+  std::vector<std::unique_ptr<Job>> jobs;
+  for (int i = 0; i < 50; ++i) {
+    jobs.push_back(threads.start([i](const std::stop_token&) { return numbered(i); }, keep()));
+  }
+  ASSERT_TRUE(testing_loop::waitFor([&] { return results_.size() == 50; }));
+  EXPECT_TRUE(std::ranges::is_sorted(results_));
+}
+
+TEST_F(WorkerThreadsTest, aJobGivenUpIsStoppedAndTellsNothing) {
+  WorkerThreads threads("test", 1);
+  Gate gate;
+  auto running = threads.start(gate.work(1), keep());
+  auto waiting = threads.start(gate.work(2), keep());
+  ASSERT_TRUE(testing_loop::waitFor([&] { return gate.running == 1; }));
+  waiting.reset();
+  running.reset();
+  ASSERT_TRUE(testing_loop::waitFor([&] { return gate.stopped == 1 && gate.running == 0; }));
+  const auto last = threads.start([](const std::stop_token&) { return numbered(3); }, keep());
+  ASSERT_TRUE(testing_loop::waitFor([&] { return !results_.isEmpty(); }));
+  EXPECT_EQ(results_, QList<int>{3});
+  EXPECT_EQ(gate.stopped, 1) << "what was still waiting never began";
+}
+
+TEST_F(WorkerThreadsTest, aJobMayBeDestroyedByItsOwnResult) {
+  WorkerThreads threads("test", 1);
+  std::unique_ptr<Job> job;
+  bool done = false;
+  job = threads.start([](const std::stop_token&) { return numbered(1); },
+                      [&](const JsonObject&) {
+                        job.reset();
+                        done = true;
+                      });
+  EXPECT_TRUE(testing_loop::waitFor([&] { return done; }));
+}
+
+TEST_F(WorkerThreadsTest, aResultOnItsWayIsDroppedWithItsJob) {
+  WorkerThreads threads("test", 1);
+  std::atomic<bool> worked = false;
+  auto job = threads.start(
+      [&](const std::stop_token&) {
+        worked = true;
+        return numbered(1);
+      },
+      keep());
+  while (!worked) std::this_thread::yield();
+  job.reset();
+  const auto last = threads.start([](const std::stop_token&) { return numbered(2); }, keep());
+  ASSERT_TRUE(testing_loop::waitFor([&] { return !results_.isEmpty(); }));
+  EXPECT_EQ(results_, QList<int>{2});
+}
+
+TEST_F(WorkerThreadsTest, endsWithWorkUnderWayAndJobsMayOutliveIt) {
+  Gate gate;
+  std::unique_ptr<Job> running;
+  std::unique_ptr<Job> waiting;
+  {
+    WorkerThreads threads("test", 1);
+    running = threads.start(gate.work(1), keep());
+    waiting = threads.start(gate.work(2), keep());
+    ASSERT_TRUE(testing_loop::waitFor([&] { return gate.running == 1; }));
+  }
+  EXPECT_EQ(gate.running, 0);
+  EXPECT_EQ(gate.stopped, 1);
+  running.reset();
+  waiting.reset();
+  testing_loop::drain();
+  EXPECT_TRUE(results_.isEmpty());
+}
+
+}  // namespace
+}  // namespace vantora

@@ -1,0 +1,93 @@
+// What the session does while a diagnostics report is being made.
+#include "tests/fakes/FakeJobs.h"
+#include "tests/unit/session/HostFixture.h"
+
+using namespace std::chrono_literals;
+using namespace Qt::Literals::StringLiterals;
+
+namespace vantora {
+namespace {
+
+class HostDiagnosticsTest : public HostFixture {
+ protected:
+  void SetUp() override { diagnostics_ = jobs_.starter(); }
+  void TearDown() override { host_.reset(); }
+  void ask(QLatin1StringView label = "control_reliable"_L1) { say({{u"type"_s, u"diagnostics_run"_s}}, label); }
+  static JsonObject result() {
+    return {{u"type"_s, u"diagnostics_result"_s}, {u"payload"_s, JsonObject{{u"ping"_s, JsonObject{}}}}};
+  }
+  void finish() { jobs_.finish({{u"ping"_s, JsonObject{}}}); }
+
+  fakes::FakeJobs jobs_;
+};
+
+TEST_F(HostDiagnosticsTest, answersOnTheChannelOfTheRequestWithoutAnyRight) {
+  connectViewer();
+  ask("control"_L1);
+  finish();
+  EXPECT_EQ(heard("control"_L1), QList<JsonObject>{result()});
+  EXPECT_TRUE(heard().isEmpty());
+  say({{u"type"_s, u"diagnostics_run"_s}, {u"req"_s, 1}});
+  finish();
+  EXPECT_EQ(heard(), QList<JsonObject>{result()}) << "and nothing is acknowledged";
+  EXPECT_TRUE(logged().isEmpty());
+}
+
+TEST_F(HostDiagnosticsTest, theSessionGoesOnMeanwhile) {
+  connectInControl();
+  ask();
+  say({{u"type"_s, u"ping"_s}, {u"t0"_s, 5}});
+  EXPECT_EQ(heard().value(0).value(u"type"_s), QJsonValue(u"pong"_s));
+  holdAButton();
+  scheduler_.advance(250ms);
+  EXPECT_EQ(heard().value(0).value(u"type"_s), QJsonValue(u"host_stats"_s));
+  finish();
+  EXPECT_EQ(heard(), QList<JsonObject>{result()});
+}
+
+TEST_F(HostDiagnosticsTest, aViewerThatLeftIsNotAnsweredAndItsReportIsGivenUp) {
+  for (const bool reliable : {false, true}) {
+    connectViewer();
+    ask(reliable ? "control_reliable"_L1 : "control"_L1);
+    (reliable ? peer().reliable() : peer().control()).close();
+    EXPECT_EQ(jobs_.open(), 0U);
+    // The fresh channel has not asked for anything.
+    (reliable ? peer().reliable() : peer().control()).open();
+    for (const JsonObject& message : heard() + heard("control"_L1)) {
+      EXPECT_NE(message.value(u"type"_s), QJsonValue(u"diagnostics_result"_s));
+    }
+  }
+}
+
+TEST_F(HostDiagnosticsTest, theOtherChannelsReportSurvivesAChannelThatCloses) {
+  connectViewer();
+  ask();
+  peer().control().close();
+  heard();
+  finish();
+  EXPECT_EQ(heard(), QList<JsonObject>{result()});
+}
+
+TEST_F(HostDiagnosticsTest, anotherViewerDoesNotGetTheReportOfTheFirst) {
+  connectViewer();
+  ask();
+  signal({{u"type"_s, u"renegotiate"_s}});
+  peer().settle();
+  answer(u"BB"_s, u"u2"_s);
+  ASSERT_EQ(factory_.peers.size(), 2U);
+  EXPECT_EQ(jobs_.open(), 0U);
+}
+
+TEST_F(HostDiagnosticsTest, endingTheSessionGivesReportsUp) {
+  connectViewer();
+  ask();
+  host_->shutdown();
+  EXPECT_EQ(jobs_.open(), 0U);
+  connectViewer();
+  ask();
+  host_.reset();
+  EXPECT_EQ(jobs_.open(), 0U);
+}
+
+}  // namespace
+}  // namespace vantora

@@ -1,0 +1,84 @@
+#include <gtest/gtest.h>
+
+#include "main/telemetry/DiagnosticsRequests.h"
+#include "tests/fakes/FakeControlOutlet.h"
+#include "tests/fakes/FakeJobs.h"
+
+using namespace Qt::Literals::StringLiterals;
+
+namespace vantora {
+namespace {
+
+using Sent = fakes::FakeControlOutlet::Sent;
+
+class DiagnosticsRequestsTest : public testing::Test {
+ protected:
+  static Sent answer(ControlChannel channel, const JsonObject& report) {
+    return {channel, {{u"type"_s, u"diagnostics_result"_s}, {u"payload"_s, report}}};
+  }
+  static JsonObject report(int number) { return {{u"network"_s, JsonObject{{u"rssi"_s, number}}}}; }
+
+  fakes::FakeJobs jobs_;
+  fakes::FakeControlOutlet outlet_;
+  DiagnosticsRequests requests_{outlet_, jobs_.starter()};
+};
+
+TEST_F(DiagnosticsRequestsTest, answersWithTheReportOnTheChannelOfTheRequest) {
+  for (const ControlChannel channel : {ControlChannel::control, ControlChannel::reliable}) {
+    requests_.handleRun(channel);
+    EXPECT_TRUE(outlet_.sent.isEmpty());
+    jobs_.finish(report(1));
+    EXPECT_EQ(outlet_.take(), QList<Sent>{answer(channel, report(1))});
+    EXPECT_EQ(requests_.pending(), 0U);
+  }
+}
+
+TEST_F(DiagnosticsRequestsTest, makesAReportForEveryRequest) {
+  requests_.handleRun(ControlChannel::reliable);
+  requests_.handleRun(ControlChannel::control);
+  requests_.handleRun(ControlChannel::reliable);
+  EXPECT_EQ(jobs_.started, 3);
+  for (int i = 1; i <= 3; ++i) jobs_.finish(report(i));
+  EXPECT_EQ(outlet_.take(),
+            (QList<Sent>{answer(ControlChannel::reliable, report(1)), answer(ControlChannel::control, report(2)),
+                         answer(ControlChannel::reliable, report(3))}));
+}
+
+TEST_F(DiagnosticsRequestsTest, aFloodOfRequestsIsBounded) {
+  constexpr int kMost = static_cast<int>(DiagnosticsRequests::kMostPending);
+  for (int i = 0; i < 1000; ++i) requests_.handleRun(ControlChannel::reliable);
+  EXPECT_EQ(jobs_.started, kMost);
+  for (int i = 0; i < kMost; ++i) jobs_.finish({});
+  EXPECT_EQ(outlet_.take().size(), kMost);
+  requests_.handleRun(ControlChannel::reliable);
+  EXPECT_EQ(jobs_.started, kMost + 1);
+}
+
+TEST_F(DiagnosticsRequestsTest, givesUpTheReportsOfAChannelThatClosed) {
+  requests_.handleRun(ControlChannel::control);
+  requests_.handleRun(ControlChannel::reliable);
+  requests_.handleRun(ControlChannel::control);
+  requests_.channelClosed(ControlChannel::control);
+  EXPECT_EQ(jobs_.open(), 1U);
+  jobs_.finish(report(2));
+  EXPECT_EQ(outlet_.take(), QList<Sent>{answer(ControlChannel::reliable, report(2))});
+}
+
+TEST_F(DiagnosticsRequestsTest, givesUpItsReportsWhenItEnds) {
+  {
+    DiagnosticsRequests other(outlet_, jobs_.starter());
+    other.handleRun(ControlChannel::reliable);
+    EXPECT_EQ(jobs_.open(), 1U);
+  }
+  EXPECT_EQ(jobs_.open(), 0U);
+}
+
+TEST_F(DiagnosticsRequestsTest, withoutReportsNothingIsAnswered) {
+  DiagnosticsRequests other(outlet_, {});
+  other.handleRun(ControlChannel::reliable);
+  EXPECT_EQ(other.pending(), 0U);
+  EXPECT_TRUE(outlet_.sent.isEmpty());
+}
+
+}  // namespace
+}  // namespace vantora
