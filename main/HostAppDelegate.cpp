@@ -33,6 +33,7 @@ std::optional<QString> HostAppDelegate::applicationDidFinishLaunching() {
                                  Host::Platform{.scheduler = scheduler_,
                                                 .displays = *platform_.displays,
                                                 .input = *platform_.input,
+                                                .supportTools = *platform_.supportTools,
                                                 .factory = *factory_,
                                                 .videoSources = videoSources(),
                                                 .webSocketTasks = qtWebSocketTasks(scheduler_),

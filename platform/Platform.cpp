@@ -1,6 +1,7 @@
 #include "platform/Platform.h"
 
 #include "platform/NoDesktop.h"
+#include "platform/linux/support/LinuxSupportTools.h"
 #include "platform/x11/X11Displays.h"
 #include "platform/x11/X11InputSynthesis.h"
 
@@ -8,9 +9,9 @@ namespace vantora {
 
 Platform makePlatform(const Environment& environment) {
   if (const auto display = environment.nonEmpty("DISPLAY")) {
-    return {makeX11Displays(*display), makeX11InputSynthesis(*display)};
+    return {makeX11Displays(*display), makeX11InputSynthesis(*display), makeLinuxSupportTools()};
   }
-  return {makeNoDisplays(), makeNoInputSynthesis()};
+  return {makeNoDisplays(), makeNoInputSynthesis(), makeLinuxSupportTools()};
 }
 
 }  // namespace vantora

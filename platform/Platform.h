@@ -6,6 +6,7 @@
 #include "main/base/Environment.h"
 #include "platform/Displays.h"
 #include "platform/InputSynthesis.h"
+#include "platform/SupportTools.h"
 
 namespace vantora {
 
@@ -14,6 +15,7 @@ namespace vantora {
 struct Platform {
   std::unique_ptr<Displays> displays;
   std::unique_ptr<InputSynthesis> input;
+  std::unique_ptr<SupportTools> supportTools;
 };
 
 // Picks the implementation at run time: X11 when DISPLAY names a server (which need not answer

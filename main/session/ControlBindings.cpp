@@ -54,6 +54,14 @@ void Host::bindControlMessages() {
 
   bindInputMessages(*dispatcher_, injector_, outlet_, platform_.scheduler);
 
+  dispatcher_->on("exec_command"_L1, [this](const ControlRequest& request) {
+    commands_.handleExecCommand(request.origin, request.body);
+    return Handled::yes;
+  });
+  dispatcher_->on("open_activity_monitor"_L1, [this](const ControlRequest& request) {
+    commands_.handleOpenActivityMonitor(request.body);
+    return Handled::yes;
+  });
   dispatcher_->onRefused("exec_command"_L1, [this](const ControlRequest& request) {
     const QString id = stringField(request.body, "id"_L1).value_or(QString());
     outlet_.reply(request.origin, {{u"type"_s, u"command_result"_s},

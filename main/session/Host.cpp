@@ -15,6 +15,7 @@ Host::Host(const QString& room, Configuration configuration, Platform platform)
       platform_(std::move(platform)),
       roomId_(room),
       injector_(platform_.displays, platform_.input),
+      commands_(outlet_, platform_.supportTools),
       chat_(platform_.scheduler),
       iceMonitor_(platform_.scheduler,
                   {.changed =
@@ -92,6 +93,7 @@ Host::~Host() {
 
 void Host::shutdown() {
   injector_.releaseAll();
+  commands_.endAll();
   sharing_.setViewerConnected(false);
   closePeer();
 }

@@ -10,6 +10,7 @@
 #include "main/base/Scheduler.h"
 #include "main/control/ControlChannel.h"
 #include "main/control/authorisation/ControlAuthorisation.h"
+#include "main/control/commands/SupportCommands.h"
 #include "main/control/dispatch/ControlDispatcher.h"
 #include "main/control/input/InputInjector.h"
 #include "main/rtc/PeerConnection.h"
@@ -35,6 +36,7 @@ class Host {
     Scheduler& scheduler;
     Displays& displays;
     InputSynthesis& input;
+    SupportTools& supportTools;
     PeerConnectionFactory& factory;
     VideoSourceFactory videoSources;
     WebSocketTaskFactory webSocketTasks;
@@ -96,6 +98,7 @@ class Host {
   std::function<void()> changedHandler_;
   CurrentOutlet outlet_;
   InputInjector injector_;
+  SupportCommands commands_;
   ChatInbox chat_;
   IceMonitor iceMonitor_;
   Negotiation negotiation_;

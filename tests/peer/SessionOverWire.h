@@ -13,6 +13,7 @@
 #include "tests/fakes/EventLoop.h"
 #include "tests/fakes/FakeDisplays.h"
 #include "tests/fakes/FakeInputSynthesis.h"
+#include "tests/fakes/FakeSupportTools.h"
 #include "tests/fakes/FakeVideoSources.h"
 #include "tests/fakes/FakeWebSocketTask.h"
 #include "tests/fakes/RecordedLog.h"
@@ -42,6 +43,7 @@ class SessionOverWire : public testing::Test {
                                    Host::Platform{.scheduler = scheduler_,
                                                   .displays = displays_,
                                                   .input = input_,
+                                                  .supportTools = supportTools_,
                                                   .factory = *runtime_,
                                                   .videoSources = sources,
                                                   .webSocketTasks = sockets_.factory(),
@@ -99,6 +101,7 @@ class SessionOverWire : public testing::Test {
   QtScheduler scheduler_;
   fakes::FakeDisplays displays_{{{.id = 1, .bounds = {0, 0, 1920, 1080}}}};
   fakes::FakeInputSynthesis input_;
+  fakes::FakeSupportTools supportTools_;
   fakes::Journal journal_;
   fakes::FakeVideoSources fakeScreens_{journal_};
   fakes::FakeWebSockets sockets_;

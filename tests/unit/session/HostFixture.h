@@ -11,6 +11,7 @@
 #include "tests/fakes/FakeInputSynthesis.h"
 #include "tests/fakes/FakePeerConnection.h"
 #include "tests/fakes/FakeScheduler.h"
+#include "tests/fakes/FakeSupportTools.h"
 #include "tests/fakes/FakeVideoSources.h"
 #include "tests/fakes/FakeWebSocketTask.h"
 
@@ -28,6 +29,7 @@ class HostFixture : public testing::Test {
         Host::Platform{.scheduler = scheduler_,
                        .displays = displays_,
                        .input = input_,
+                       .supportTools = supportTools_,
                        .factory = factory_,
                        .videoSources = sources_.factory(),
                        .webSocketTasks = sockets_.factory(),
@@ -107,6 +109,7 @@ class HostFixture : public testing::Test {
   fakes::FakeDisplays displays_{{{.id = 1, .bounds = {0, 0, 1920, 1080}}, {.id = 2, .bounds = {1920, 0, 1280, 800}}}};
   fakes::FakeInputSynthesis input_;
   StartJob diagnostics_;
+  fakes::FakeSupportTools supportTools_;
   fakes::FakePeerConnectionFactory factory_{&journal_};
   fakes::FakeVideoSources sources_{journal_};
   fakes::FakeWebSockets sockets_;

@@ -1,0 +1,48 @@
+#include "main/control/commands/SupportCommands.h"
+
+#include <utility>
+
+#include "main/control/commands/AllowedCommands.h"
+
+namespace vantora {
+namespace {
+
+using namespace Qt::Literals::StringLiterals;
+
+JsonObject commandResult(const QString& id, bool ok, qint32 code) {
+  return {{u"type"_s, u"command_result"_s}, {u"id"_s, id}, {u"title"_s, id}, {u"ok"_s, ok}, {u"code"_s, code}};
+}
+
+}  // namespace
+
+void SupportCommands::handleExecCommand(ControlChannel origin, const JsonObject& message) {
+  const QString id = stringField(message, "id"_L1).value_or(QString());
+  const QString fallback = stringField(message, "text"_L1).value_or(QString());
+  const ResolvedCommand command = resolveAllowedCommand(id, fallback);
+  if (!command.allowed()) {
+    JsonObject result = commandResult(id, false, -1);
+    result.insert(u"stderr"_s, u"Command not allowed"_s);
+    outlet_.reply(origin, result);
+    return;
+  }
+  runCommandAsync(command.id, [this, origin, id](bool ok, qint32 code, const QString& out, const QString& err) {
+    JsonObject result = commandResult(id, ok, code);
+    result.insert(u"stdout"_s, out);
+    result.insert(u"stderr"_s, err);
+    outlet_.reply(origin, result);
+  });
+}
+
+void SupportCommands::handleOpenActivityMonitor(const JsonObject& message) {
+  openActivityMonitor(integerField(message, "pid"_L1));
+}
+
+void SupportCommands::runCommandAsync(const QString& id, Done done) {
+  tools_.run(id, [done = std::move(done)](const CommandOutcome& outcome) {
+    done(outcome.ok, outcome.code, outcome.standardOutput, outcome.standardError);
+  });
+}
+
+void SupportCommands::openActivityMonitor(std::optional<qint64> focusPID) { tools_.openSystemMonitor(focusPID); }
+
+}  // namespace vantora

@@ -1,0 +1,47 @@
+// Support commands: a fixed set of maintenance tasks that a viewer can start on the host.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+
+#include "main/base/Json.h"
+#include "main/control/ControlChannel.h"
+#include "platform/SupportTools.h"
+
+namespace vantora {
+
+// Answers "exec_command" and "open_activity_monitor"; the caller has tested the viewer's rights.
+// Thread: main. Owner: Host. Several commands may run at once; they end with this object.
+class SupportCommands {
+ public:
+  // done(ok, exit code, standard output, standard error)
+  using Done = std::function<void(bool, qint32, const QString&, const QString&)>;
+
+  // Both must outlive this object.
+  SupportCommands(ControlOutlet& outlet, SupportTools& tools) : outlet_(outlet), tools_(tools) {}
+  ~SupportCommands() { endAll(); }
+  SupportCommands(const SupportCommands&) = delete;
+  SupportCommands& operator=(const SupportCommands&) = delete;
+
+  // "exec_command": runs the entry that "id" or "text" names and answers with "command_result" when it
+  // has ended, or at once when no entry is named.
+  void handleExecCommand(ControlChannel origin, const JsonObject& message);
+  // "open_activity_monitor": never answered.
+  void handleOpenActivityMonitor(const JsonObject& message);
+
+  // Runs the desktop's counterpart of the entry `id` in the background. `done` is called once, later,
+  // on the main thread; never after the end of this object. Whether administrator rights are asked for
+  // depends on the counterpart.
+  void runCommandAsync(const QString& id, Done done);
+  // Brings up the system monitor, on one process where the program can.
+  void openActivityMonitor(std::optional<qint64> focusPID);
+  // Ends what still runs, without an answer. May block for a second.
+  void endAll() { tools_.endAll(); }
+
+ private:
+  ControlOutlet& outlet_;
+  SupportTools& tools_;
+};
+
+}  // namespace vantora

@@ -1,0 +1,244 @@
+#include "platform/linux/support/Counterparts.h"
+
+#include <array>
+
+#include "platform/linux/support/Programs.h"
+
+namespace vantora {
+namespace {
+
+using namespace Qt::Literals::StringLiterals;
+
+CommandPlan runs(const QString& script) { return {.script = script, .missing = QString()}; }
+CommandPlan lacks(const QString& what) { return {.script = QString(), .missing = what}; }
+
+CommandPlan opens(const DesktopFacts& facts, const QStringList& command, const QString& what) {
+  if (!facts.display) return lacks(u"No desktop to show windows on: neither DISPLAY nor WAYLAND_DISPLAY is set"_s);
+  if (command.isEmpty()) return lacks(what);
+  return runs(launchScript(command, facts.serviceManager));
+}
+
+// All steps run, and the status is that of the last one that failed.
+QString eachOf(const QStringList& steps) {
+  QString script = u"status=0\n"_s;
+  for (const QString& step : steps) script += step + u" || status=$?\n"_s;
+  return script + u"exit $status\n"_s;
+}
+
+// Names
+
+CommandPlan flushNames(const DesktopFacts& facts) {
+  if (!facts.resolved && !facts.nscd && !facts.dnsmasq) {
+    return lacks(u"No cache of host names runs here: neither systemd-resolved nor nscd nor dnsmasq"_s);
+  }
+  QStringList steps;
+  QStringList elevated;
+  if (facts.resolved) {
+    const QString resolvectl = facts.find(u"resolvectl"_s);
+    if (resolvectl.isEmpty()) return lacks(u"resolvectl, which speaks to systemd-resolved, is not installed"_s);
+    steps.append(shellQuoted(resolvectl) + u" flush-caches"_s);
+  }
+  if (facts.nscd) {
+    const QString nscd = facts.find(u"nscd"_s);
+    if (nscd.isEmpty()) return lacks(u"nscd runs, but its program is not installed"_s);
+    elevated.append(shellQuoted(nscd) + u" --invalidate=hosts"_s);
+  }
+  if (facts.dnsmasq) {
+    const QString pkill = facts.find(u"pkill"_s);
+    if (pkill.isEmpty()) return lacks(u"pkill, which speaks to dnsmasq, is not installed"_s);
+    elevated.append(shellQuoted(pkill) + u" -HUP -x dnsmasq"_s);
+  }
+  if (!elevated.isEmpty()) {
+    const QString pkexec = facts.find(u"pkexec"_s);
+    if (pkexec.isEmpty()) return lacks(u"pkexec, which asks for administrator rights, is not installed"_s);
+    // Without a dialog of the desktop there is nobody who could type a password.
+    steps.append(shellQuoted(pkexec) + u" --disable-internal-agent /bin/sh -c "_s + shellQuoted(eachOf(elevated)));
+  }
+  return runs(eachOf(steps));
+}
+
+// Looks
+
+constexpr auto kGnomeDark = R"sh(scheme=$(gsettings get org.gnome.desktop.interface color-scheme) || exit
+if [ "$scheme" = "'prefer-dark'" ]; then
+  scheme=default; from=Adwaita-dark; to=Adwaita
+else
+  scheme=prefer-dark; from=Adwaita; to=Adwaita-dark
+fi
+gsettings set org.gnome.desktop.interface color-scheme $scheme || exit
+if [ "$(gsettings get org.gnome.desktop.interface gtk-theme)" = "'$from'" ]; then
+  gsettings set org.gnome.desktop.interface gtk-theme $to
+fi
+)sh"_L1;
+
+constexpr auto kKdeDark = R"sh(case $(%1 --file kdeglobals --group General --key ColorScheme) in
+  *[Dd]ark*) exec plasma-apply-colorscheme BreezeLight ;;
+  *) exec plasma-apply-colorscheme BreezeDark ;;
+esac
+)sh"_L1;
+
+// A theme and its dark sister differ by an ending; where there is no sister, the one that GTK brings serves.
+constexpr auto kXfceDark = R"sh(theme=$(xfconf-query -c xsettings -p /Net/ThemeName) || exit
+case $theme in
+  *-[Dd]ark) next=${theme%-[Dd]ark} ;;
+  *)
+    next=Adwaita-dark
+    for folder in "$HOME/.themes" "${XDG_DATA_HOME:-$HOME/.local/share}/themes" /usr/local/share/themes /usr/share/themes; do
+      for ending in dark Dark; do
+        if [ -d "$folder/$theme-$ending" ]; then next=$theme-$ending; fi
+      done
+    done ;;
+esac
+xfconf-query -c xsettings -p /Net/ThemeName -s "$next"
+)sh"_L1;
+
+CommandPlan toggleDark(const DesktopFacts& facts) {
+  switch (facts.desktop) {
+    case DesktopKind::gnome:
+      return facts.has(u"gsettings"_s) ? runs(kGnomeDark) : lacks(u"gsettings is not installed"_s);
+    case DesktopKind::kde: {
+      if (!facts.has(u"plasma-apply-colorscheme"_s)) return lacks(u"plasma-apply-colorscheme is not installed"_s);
+      for (const QString& reader : {u"kreadconfig6"_s, u"kreadconfig5"_s}) {
+        if (facts.has(reader)) return runs(QString(kKdeDark).arg(reader));
+      }
+      return lacks(u"kreadconfig is not installed"_s);
+    }
+    case DesktopKind::xfce:
+      return facts.has(u"xfconf-query"_s) ? runs(kXfceDark) : lacks(u"xfconf-query is not installed"_s);
+    case DesktopKind::other:
+      break;
+  }
+  return lacks(u"This desktop has no dark mode that can be switched"_s);
+}
+
+// Browsers
+
+struct Browser {
+  QStringList programs;
+  // Names of its processes; the system cuts them to 15 characters.
+  QString processes;
+  QStringList folders;
+};
+
+CommandPlan clearCache(const DesktopFacts& facts, const Browser& browser, const QString& what) {
+  bool there = false;
+  for (const QString& program : browser.programs) there = there || facts.has(program);
+  for (const QString& folder : browser.folders) there = there || facts.folderExists(folder);
+  if (!there) return lacks(what);
+  if (!facts.has(u"pkill"_s)) return lacks(u"pkill is not installed"_s);
+  QStringList folders;
+  for (const QString& folder : browser.folders) folders.append(shellQuoted(folder));
+  return runs(
+      uR"sh(me=$(id -u)
+pkill -u "$me" -x '%1'
+tries=0
+while [ $tries -lt 50 ] && pgrep -u "$me" -x '%1' >/dev/null; do sleep 0.1; tries=$((tries + 1)); done
+status=0
+for folder in %2; do
+  if [ -d "$folder" ]; then find "$folder/" -mindepth 1 -delete || status=$?; fi
+done
+exit $status
+)sh"_s.arg(browser.processes, folders.join(u' ')));
+}
+
+CommandPlan clearWebKit(const DesktopFacts& facts) {
+  return clearCache(facts,
+                    {.programs = {u"epiphany"_s, u"epiphany-browser"_s},
+                     .processes = u"epiphany|epiphany-browse"_s,
+                     .folders = {facts.caches + u"/epiphany"_s, facts.home + u"/.var/app/org.gnome.Epiphany/cache"_s}},
+                    u"Epiphany (GNOME Web) is not installed"_s);
+}
+
+CommandPlan clearChrome(const DesktopFacts& facts) {
+  return clearCache(facts,
+                    {.programs = {u"google-chrome"_s, u"google-chrome-stable"_s, u"chromium"_s, u"chromium-browser"_s},
+                     .processes = u"chrome|chromium|chromium-browse"_s,
+                     .folders = {facts.caches + u"/google-chrome"_s, facts.caches + u"/chromium"_s,
+                                 facts.home + u"/.var/app/com.google.Chrome/cache"_s,
+                                 facts.home + u"/.var/app/org.chromium.Chromium/cache"_s,
+                                 facts.home + u"/snap/chromium/common/.cache/chromium"_s}},
+                    u"Neither Chrome nor Chromium is installed"_s);
+}
+
+// Hidden files
+
+constexpr auto kGtkHidden = R"sh(status=1
+for schema in org.gtk.gtk4.Settings.FileChooser org.gtk.Settings.FileChooser; do
+  if gsettings writable $schema show-hidden >/dev/null 2>&1; then gsettings set $schema show-hidden %1 && status=0; fi
+done
+if [ $status -ne 0 ]; then echo 'The setting of GTK for hidden files is not installed' >&2; fi
+exit $status
+)sh"_L1;
+
+constexpr auto kXfceHidden = "exec xfconf-query -c thunar -p /last-show-hidden -n -t bool -s %1\n"_L1;
+
+// The file manager keeps its own setting, the file dialogs theirs.
+constexpr auto kKdeHidden = R"sh(view=${XDG_DATA_HOME:-$HOME/.local/share}/dolphin/view_properties/global
+mkdir -p "$view" || exit
+%2 --file "$view/.directory" --group Settings --key HiddenFilesShown --type bool %1 || exit
+%2 --file "$view/.directory" --group Dolphin --key Timestamp "$(date +%Y,%-m,%-d,%-H,%-M,%-S)" || exit
+%2 --file kdeglobals --group 'KFileDialog Settings' --key 'Show hidden files' --type bool %1
+)sh"_L1;
+
+CommandPlan showHidden(const DesktopFacts& facts, bool show) {
+  const QString value = show ? u"true"_s : u"false"_s;
+  const auto gtk = [&] { return runs(QString(kGtkHidden).replace("%1"_L1, value)); };
+  const auto xfce = [&] { return runs(QString(kXfceHidden).replace("%1"_L1, value)); };
+  switch (facts.desktop) {
+    case DesktopKind::gnome:
+      return facts.has(u"gsettings"_s) ? gtk() : lacks(u"gsettings is not installed"_s);
+    case DesktopKind::kde:
+      for (const QString& writer : {u"kwriteconfig6"_s, u"kwriteconfig5"_s}) {
+        if (facts.has(writer)) {
+          return runs(QString(kKdeHidden).replace("%1"_L1, value).replace("%2"_L1, writer));
+        }
+      }
+      return lacks(u"kwriteconfig is not installed"_s);
+    case DesktopKind::xfce:
+      return facts.has(u"xfconf-query"_s) ? xfce() : lacks(u"xfconf-query is not installed"_s);
+    case DesktopKind::other:
+      break;
+  }
+  if (facts.has(u"thunar"_s) && facts.has(u"xfconf-query"_s)) return xfce();
+  if (facts.has(u"gsettings"_s)) return gtk();
+  return lacks(u"No file manager whose setting for hidden files is known is installed"_s);
+}
+
+CommandPlan revealDownloads(const DesktopFacts& facts) {
+  if (!facts.downloadsExist) return lacks(u"The folder for downloads does not exist: "_s + facts.downloads);
+  return opens(facts, fileManagerCommand(facts, facts.downloads), u"No file manager is installed"_s);
+}
+
+CommandPlan openTerminal(const DesktopFacts& facts) {
+  return opens(facts, terminalCommand(facts), u"No terminal is installed"_s);
+}
+
+}  // namespace
+
+DesktopKind desktopKind(const QString& currentDesktop) {
+  for (const QString& name : currentDesktop.split(u':')) {
+    if (name.compare("GNOME"_L1, Qt::CaseInsensitive) == 0) return DesktopKind::gnome;
+    if (name.compare("KDE"_L1, Qt::CaseInsensitive) == 0) return DesktopKind::kde;
+    if (name.compare("XFCE"_L1, Qt::CaseInsensitive) == 0) return DesktopKind::xfce;
+  }
+  return DesktopKind::other;
+}
+
+CommandPlan systemMonitorPlan(const DesktopFacts& facts, std::optional<std::int64_t> focusPid) {
+  return opens(facts, systemMonitorCommand(facts, focusPid), u"No system monitor is installed"_s);
+}
+
+CommandPlan counterpartOf(QStringView id, const DesktopFacts& facts) {
+  if (id == "dns-flush"_L1) return flushNames(facts);
+  if (id == "open-activity-monitor"_L1) return systemMonitorPlan(facts, std::nullopt);
+  if (id == "reveal-downloads"_L1) return revealDownloads(facts);
+  if (id == "toggle-dark-mode"_L1) return toggleDark(facts);
+  if (id == "clear-safari-cache"_L1) return clearWebKit(facts);
+  if (id == "clear-chrome-cache"_L1) return clearChrome(facts);
+  if (id == "show-hidden-files"_L1) return showHidden(facts, true);
+  if (id == "hide-hidden-files"_L1) return showHidden(facts, false);
+  if (id == "open-terminal"_L1) return openTerminal(facts);
+  return lacks(u"No counterpart on this system"_s);
+}
+
+}  // namespace vantora

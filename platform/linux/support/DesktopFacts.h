@@ -1,0 +1,37 @@
+// What the counterparts of the support commands depend on.
+#pragma once
+
+#include <QString>
+#include <functional>
+
+namespace vantora {
+
+enum class DesktopKind { gnome, kde, xfce, other };
+
+// The desktop that XDG_CURRENT_DESKTOP names ("ubuntu:GNOME"); the first known name counts. Pure.
+DesktopKind desktopKind(const QString& currentDesktop);
+
+struct DesktopFacts {
+  DesktopKind desktop = DesktopKind::other;
+  // There is something that windows can be shown on.
+  bool display = false;
+  // Programs can be put under the user's service manager, which lets them outlive this one's own service.
+  bool serviceManager = false;
+  // The caches of the system's name service that run.
+  bool resolved = false;
+  bool nscd = false;
+  bool dnsmasq = false;
+  // Absolute paths.
+  QString home;
+  QString downloads;
+  bool downloadsExist = false;
+  QString caches;
+  // The path of a program by its name, empty when it is not installed.
+  std::function<QString(const QString&)> find;
+  // Whether a folder exists.
+  std::function<bool(const QString&)> folderExists;
+
+  [[nodiscard]] bool has(const QString& program) const { return !find(program).isEmpty(); }
+};
+
+}  // namespace vantora

@@ -1,0 +1,109 @@
+#include "platform/linux/support/LinuxSupportTools.h"
+
+#include <map>
+#include <thread>
+
+#include "main/base/MainThread.h"
+#include "main/base/ThreadAffinity.h"
+#include "platform/linux/support/CommandRunner.h"
+#include "platform/linux/support/Counterparts.h"
+#include "platform/linux/support/DesktopProbe.h"
+#include "platform/linux/support/LoginShell.h"
+
+namespace vantora {
+namespace {
+
+using namespace Qt::Literals::StringLiterals;
+
+// A shell says the same when it does not find a command.
+constexpr int kNotFound = 127;
+
+using Planner = std::function<CommandPlan(const DesktopFacts&)>;
+
+// One thread's work: everything it needs, by value.
+CommandOutcome carryOut(const LinuxSupportSettings& settings, const Planner& planner, const std::stop_token& stop) {
+  const DesktopFacts facts = probeDesktop(settings.environment);
+  const CommandPlan plan = planner(facts);
+  if (!plan.missing.isEmpty()) {
+    return {.ok = false, .code = kNotFound, .standardOutput = QString(), .standardError = plan.missing};
+  }
+  const QString shell = settings.loginShell.isEmpty() ? loginShellOfUser() : settings.loginShell;
+  return runCommand({.command = throughLoginShell(shell, plan.script),
+                     .environment = settings.environment.toStringList(),
+                     .folder = facts.home},
+                    settings.limits, stop);
+}
+
+class LinuxSupportTools final : public SupportTools {
+ public:
+  explicit LinuxSupportTools(LinuxSupportSettings settings) : settings_(std::move(settings)) {}
+  ~LinuxSupportTools() override { endAll(); }
+  LinuxSupportTools(const LinuxSupportTools&) = delete;
+  LinuxSupportTools& operator=(const LinuxSupportTools&) = delete;
+
+  void run(const QString& id, Done done) override {
+    start([id](const DesktopFacts& facts) { return counterpartOf(id, facts); }, std::move(done));
+  }
+
+  void openSystemMonitor(std::optional<std::int64_t> focusPid) override {
+    start([focusPid](const DesktopFacts& facts) { return systemMonitorPlan(facts, focusPid); },
+          [](const CommandOutcome&) {});
+  }
+
+  void endAll() override {
+    affinity_.check("LinuxSupportTools::endAll");
+    // Outcomes that are on their way belong to the state that goes.
+    const auto jobs = std::exchange(jobs_, std::make_shared<Jobs>());
+    for (auto& [number, job] : *jobs) job.thread.request_stop();
+    for (auto& [number, job] : *jobs) {
+      if (job.thread.joinable()) job.thread.join();
+    }
+  }
+
+ private:
+  struct Job {
+    std::jthread thread;
+    Done done;
+  };
+  using Jobs = std::map<int, Job>;
+
+  void start(Planner planner, Done done) {
+    affinity_.check("LinuxSupportTools::start");
+    const int number = ++lastNumber_;
+    const std::weak_ptr<Jobs> jobs = jobs_;
+    const auto report = [jobs, number](const CommandOutcome& outcome) {
+      postToMain([jobs, number, outcome] { finish(jobs, number, outcome); });
+    };
+    Job& job = (*jobs_)[number];
+    job.done = std::move(done);
+    if (static_cast<int>(jobs_->size()) > settings_.most) {
+      return report({.ok = false,
+                     .code = kNotFound,
+                     .standardOutput = QString(),
+                     .standardError = u"Failed to start: too many commands are running"_s});
+    }
+    job.thread = std::jthread([settings = settings_, planner = std::move(planner),
+                               report](const std::stop_token& stop) { report(carryOut(settings, planner, stop)); });
+  }
+
+  static void finish(const std::weak_ptr<Jobs>& weak, int number, const CommandOutcome& outcome) {
+    const auto jobs = weak.lock();
+    if (!jobs) return;
+    // The thread has said its last word: joining it does not wait.
+    auto job = jobs->extract(number);
+    if (job) job.mapped().done(outcome);
+  }
+
+  const ThreadAffinity affinity_;
+  const LinuxSupportSettings settings_;
+  std::shared_ptr<Jobs> jobs_ = std::make_shared<Jobs>();
+  int lastNumber_ = 0;
+};
+
+}  // namespace
+
+std::unique_ptr<SupportTools> makeLinuxSupportTools(LinuxSupportSettings settings) {
+  return std::make_unique<LinuxSupportTools>(std::move(settings));
+}
+
+}  // namespace vantora

@@ -1,0 +1,16 @@
+// The shell that a user has chosen.
+#pragma once
+
+#include <QString>
+#include <QStringList>
+
+namespace vantora {
+
+// The login shell of the user this process runs as, from the user database; "/bin/sh" when it names none. Any thread.
+QString loginShellOfUser();
+
+// The command that runs `script`, written for /bin/sh, through a login shell, so that the user's profile applies.
+// A shell that is not known to take "-lc", or is made to refuse (nologin), is replaced by /bin/sh. Pure.
+QStringList throughLoginShell(const QString& shell, const QString& script);
+
+}  // namespace vantora
