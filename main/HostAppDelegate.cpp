@@ -34,6 +34,8 @@ std::optional<QString> HostAppDelegate::applicationDidFinishLaunching() {
                                                 .displays = *platform_.displays,
                                                 .input = *platform_.input,
                                                 .supportTools = *platform_.supportTools,
+                                                .cursor = *platform_.cursor,
+                                                .accessibility = *platform_.accessibility,
                                                 .factory = *factory_,
                                                 .videoSources = videoSources(),
                                                 .webSocketTasks = qtWebSocketTasks(scheduler_),

@@ -17,10 +17,28 @@ class NoInputSynthesis final : public InputSynthesis {
   void releaseAll() override {}
 };
 
+class NoSystemCursor final : public SystemCursor {
+ public:
+  void watch(Notices) override {}
+  void unwatch() override {}
+  void armPointerNotice() override {}
+  std::optional<QString> currentCursor() override { return std::nullopt; }
+};
+
+class NoAccessibility final : public Accessibility {
+ public:
+  AccessibilityTrust trust() override { return AccessibilityTrust::absent; }
+  bool askPointedElements(int, Answer) override { return false; }
+};
+
 }  // namespace
 
 std::unique_ptr<Displays> makeNoDisplays() { return std::make_unique<NoDisplays>(); }
 
 std::unique_ptr<InputSynthesis> makeNoInputSynthesis() { return std::make_unique<NoInputSynthesis>(); }
+
+std::unique_ptr<SystemCursor> makeNoSystemCursor() { return std::make_unique<NoSystemCursor>(); }
+
+std::unique_ptr<Accessibility> makeNoAccessibility() { return std::make_unique<NoAccessibility>(); }
 
 }  // namespace vantora

@@ -1,10 +1,12 @@
-// The desktop of a machine that shows none: no displays, no input.
+// The desktop of a machine that shows none: no displays, no input, no cursor, no accessibility service.
 #pragma once
 
 #include <memory>
 
+#include "platform/Accessibility.h"
 #include "platform/Displays.h"
 #include "platform/InputSynthesis.h"
+#include "platform/SystemCursor.h"
 
 namespace vantora {
 
@@ -13,5 +15,11 @@ std::unique_ptr<Displays> makeNoDisplays();
 
 // Input that is never usable; every post is without effect.
 std::unique_ptr<InputSynthesis> makeNoInputSynthesis();
+
+// A cursor that is never there.
+std::unique_ptr<SystemCursor> makeNoSystemCursor();
+
+// An accessibility service that is absent; every request is refused.
+std::unique_ptr<Accessibility> makeNoAccessibility();
 
 }  // namespace vantora

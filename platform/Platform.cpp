@@ -2,6 +2,7 @@
 
 #include "platform/NoDesktop.h"
 #include "platform/linux/support/LinuxSupportTools.h"
+#include "platform/x11/X11Cursor.h"
 #include "platform/x11/X11Displays.h"
 #include "platform/x11/X11InputSynthesis.h"
 
@@ -9,9 +10,17 @@ namespace vantora {
 
 Platform makePlatform(const Environment& environment) {
   if (const auto display = environment.nonEmpty("DISPLAY")) {
-    return {makeX11Displays(*display), makeX11InputSynthesis(*display), makeLinuxSupportTools()};
+    return {.displays = makeX11Displays(*display),
+            .input = makeX11InputSynthesis(*display),
+            .supportTools = makeLinuxSupportTools(),
+            .cursor = makeX11Cursor(*display),
+            .accessibility = makeNoAccessibility()};
   }
-  return {makeNoDisplays(), makeNoInputSynthesis(), makeLinuxSupportTools()};
+  return {.displays = makeNoDisplays(),
+          .input = makeNoInputSynthesis(),
+          .supportTools = makeLinuxSupportTools(),
+          .cursor = makeNoSystemCursor(),
+          .accessibility = makeNoAccessibility()};
 }
 
 }  // namespace vantora

@@ -4,9 +4,11 @@
 #include <memory>
 
 #include "main/base/Environment.h"
+#include "platform/Accessibility.h"
 #include "platform/Displays.h"
 #include "platform/InputSynthesis.h"
 #include "platform/SupportTools.h"
+#include "platform/SystemCursor.h"
 
 namespace vantora {
 
@@ -16,6 +18,8 @@ struct Platform {
   std::unique_ptr<Displays> displays;
   std::unique_ptr<InputSynthesis> input;
   std::unique_ptr<SupportTools> supportTools;
+  std::unique_ptr<SystemCursor> cursor;
+  std::unique_ptr<Accessibility> accessibility;
 };
 
 // Picks the implementation at run time: X11 when DISPLAY names a server (which need not answer

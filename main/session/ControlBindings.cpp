@@ -51,6 +51,14 @@ void Host::bindControlMessages() {
     diagnostics_.handleRun(request.origin);
     return Handled::yes;
   });
+  dispatcher_->on("test_cursor"_L1, [this](const ControlRequest& request) {
+    return cursor_->handleTestCursor(request.body) ? Handled::yes : Handled::ignored;
+  });
+  dispatcher_->on("cursor_query"_L1, [this](const ControlRequest& request) {
+    // Acknowledged here, after the shape, which may take a moment to find; and without the request's "req".
+    cursor_->handleCursorQuery([this, origin = request.origin] { dispatcher_->sendAck(origin, {}); });
+    return Handled::ignored;
+  });
 
   bindInputMessages(*dispatcher_, injector_, outlet_, platform_.scheduler);
 

@@ -58,6 +58,10 @@ Host::Host(const QString& room, Configuration configuration, Platform platform)
                              .preferredCodecName = settings_.preferredCodecName,
                              .h264Profile = settings_.h264Profile},
       VideoQuality::Callbacks{.makeOffer = [this] { negotiation_.makeOffer(); }, .changed = [this] { changed(); }});
+  cursor_ = std::make_unique<CursorMonitor>(
+      configuration_.environment, platform_.scheduler,
+      CursorMonitor::Desktop{.cursor = platform_.cursor, .accessibility = platform_.accessibility}, outlet_,
+      settings_.cursorDebug);
   dispatcher_ = std::make_unique<ControlDispatcher>(outlet_, platform_.scheduler, [this](Gate gate) {
     switch (gate) {
       case Gate::none:
@@ -92,6 +96,7 @@ Host::~Host() {
 }
 
 void Host::shutdown() {
+  cursor_->stopCursorMonitoring();
   injector_.releaseAll();
   commands_.endAll();
   sharing_.setViewerConnected(false);
@@ -180,6 +185,7 @@ void Host::closePeer() {
   stats_.stopTimer();
   diagnostics_.channelClosed(ControlChannel::control);
   diagnostics_.channelClosed(ControlChannel::reliable);
+  cursor_->stopCursorMonitoring();
   link_.reset();
 }
 
@@ -220,6 +226,7 @@ void Host::channelOpened(ControlChannel channel) {
   if (channel == ControlChannel::reliable) {
     stats_.sendDisplayInfo(channel);
     stats_.sendHostStats(channel);
+    cursor_->startCursorMonitoring();
   }
   stats_.startTimer();
 }
@@ -227,6 +234,7 @@ void Host::channelOpened(ControlChannel channel) {
 void Host::channelClosed(ControlChannel channel) {
   stats_.stopTimer();
   diagnostics_.channelClosed(channel);
+  if (channel == ControlChannel::reliable) cursor_->stopCursorMonitoring();
   authorisation_->resetOnChannelClose();
 }
 

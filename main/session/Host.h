@@ -11,6 +11,7 @@
 #include "main/control/ControlChannel.h"
 #include "main/control/authorisation/ControlAuthorisation.h"
 #include "main/control/commands/SupportCommands.h"
+#include "main/control/cursor/CursorMonitor.h"
 #include "main/control/dispatch/ControlDispatcher.h"
 #include "main/control/input/InputInjector.h"
 #include "main/rtc/PeerConnection.h"
@@ -37,6 +38,8 @@ class Host {
     Displays& displays;
     InputSynthesis& input;
     SupportTools& supportTools;
+    SystemCursor& cursor;
+    Accessibility& accessibility;
     PeerConnectionFactory& factory;
     VideoSourceFactory videoSources;
     WebSocketTaskFactory webSocketTasks;
@@ -109,6 +112,7 @@ class Host {
   HostSettings settings_;
   std::unique_ptr<ControlAuthorisation> authorisation_;
   std::unique_ptr<VideoQuality> quality_;
+  std::unique_ptr<CursorMonitor> cursor_;
   std::unique_ptr<ControlDispatcher> dispatcher_;
   std::unique_ptr<PeerLink> link_;
 };

@@ -11,9 +11,11 @@
 #include "main/video/sdp/SdpInspect.h"
 #include "main/video/sources/DummyVideoSource.h"
 #include "tests/fakes/EventLoop.h"
+#include "tests/fakes/FakeAccessibility.h"
 #include "tests/fakes/FakeDisplays.h"
 #include "tests/fakes/FakeInputSynthesis.h"
 #include "tests/fakes/FakeSupportTools.h"
+#include "tests/fakes/FakeSystemCursor.h"
 #include "tests/fakes/FakeVideoSources.h"
 #include "tests/fakes/FakeWebSocketTask.h"
 #include "tests/fakes/RecordedLog.h"
@@ -44,6 +46,8 @@ class SessionOverWire : public testing::Test {
                                                   .displays = displays_,
                                                   .input = input_,
                                                   .supportTools = supportTools_,
+                                                  .cursor = cursor_,
+                                                  .accessibility = accessibility_,
                                                   .factory = *runtime_,
                                                   .videoSources = sources,
                                                   .webSocketTasks = sockets_.factory(),
@@ -102,6 +106,8 @@ class SessionOverWire : public testing::Test {
   fakes::FakeDisplays displays_{{{.id = 1, .bounds = {0, 0, 1920, 1080}}}};
   fakes::FakeInputSynthesis input_;
   fakes::FakeSupportTools supportTools_;
+  fakes::FakeSystemCursor cursor_;
+  fakes::FakeAccessibility accessibility_;
   fakes::Journal journal_;
   fakes::FakeVideoSources fakeScreens_{journal_};
   fakes::FakeWebSockets sockets_;

@@ -7,11 +7,13 @@
 
 #include "main/base/Log.h"
 #include "main/session/Host.h"
+#include "tests/fakes/FakeAccessibility.h"
 #include "tests/fakes/FakeDisplays.h"
 #include "tests/fakes/FakeInputSynthesis.h"
 #include "tests/fakes/FakePeerConnection.h"
 #include "tests/fakes/FakeScheduler.h"
 #include "tests/fakes/FakeSupportTools.h"
+#include "tests/fakes/FakeSystemCursor.h"
 #include "tests/fakes/FakeVideoSources.h"
 #include "tests/fakes/FakeWebSocketTask.h"
 
@@ -30,6 +32,8 @@ class HostFixture : public testing::Test {
                        .displays = displays_,
                        .input = input_,
                        .supportTools = supportTools_,
+                       .cursor = cursor_,
+                       .accessibility = accessibility_,
                        .factory = factory_,
                        .videoSources = sources_.factory(),
                        .webSocketTasks = sockets_.factory(),
@@ -110,6 +114,8 @@ class HostFixture : public testing::Test {
   fakes::FakeInputSynthesis input_;
   StartJob diagnostics_;
   fakes::FakeSupportTools supportTools_;
+  fakes::FakeSystemCursor cursor_;
+  fakes::FakeAccessibility accessibility_;
   fakes::FakePeerConnectionFactory factory_{&journal_};
   fakes::FakeVideoSources sources_{journal_};
   fakes::FakeWebSockets sockets_;

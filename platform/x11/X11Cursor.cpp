@@ -1,0 +1,241 @@
+#include "platform/x11/X11Cursor.h"
+
+#include <xcb/xcbext.h>
+#include <xcb/xfixes.h>
+#include <xcb/xinput.h>
+
+#include <QSocketNotifier>
+#include <unordered_map>
+#include <utility>
+
+#include "main/base/ThreadAffinity.h"
+#include "platform/x11/X11Connection.h"
+
+namespace vantora {
+namespace {
+
+// Themes have a hundred names. A program that makes up more of them does not fill our memory.
+constexpr std::size_t kMostNames = 512;
+
+struct DeleteLater {
+  void operator()(QSocketNotifier* notifier) const {
+    notifier->setEnabled(false);
+    notifier->deleteLater();  // It may be the one that is calling.
+  }
+};
+
+class X11Cursor final : public SystemCursor {
+ public:
+  explicit X11Cursor(const QString& displayName) : connection_(displayName) {}
+
+  void watch(Notices notices) override {
+    affinity_.check("X11Cursor::watch");
+    notices_ = std::move(notices);
+    watching_ = true;
+    if (ready() != nullptr) read();
+  }
+
+  void unwatch() override {
+    affinity_.check("X11Cursor::unwatch");
+    if (!std::exchange(watching_, false)) return;
+    notices_ = {};
+    wanted_ = false;
+    if (notifier_) notifier_->setEnabled(false);
+    if (xcb_connection_t* connection = connection_.current(); connection != nullptr && subscribed_) {
+      selectPointer(connection, false);
+      if (fixes_) xcb_xfixes_select_cursor_input(connection, connection_.screen().root, 0);
+      xcb_flush(connection);
+      if (nameRequest_) xcb_discard_reply(connection, *nameRequest_);
+      if (imageRequest_) xcb_discard_reply(connection, *imageRequest_);
+    }
+    subscribed_ = false;
+    forget();
+  }
+
+  void armPointerNotice() override {
+    affinity_.check("X11Cursor::armPointerNotice");
+    if (!watching_) return;
+    wanted_ = true;
+    if (xcb_connection_t* connection = ready()) {
+      selectPointer(connection, true);
+      read();
+    }
+  }
+
+  std::optional<QString> currentCursor() override {
+    affinity_.check("X11Cursor::currentCursor");
+    if (!watching_ || ready() == nullptr) return std::nullopt;
+    read();
+    return connection_.current() != nullptr ? name_ : std::nullopt;
+  }
+
+ private:
+  // The live connection, opened when needed and subscribed to; null when there is no server.
+  xcb_connection_t* ready() {
+    xcb_connection_t* connection = connection_.current();
+    if (connection == nullptr) {
+      notifier_.reset();  // Before its socket is closed.
+      connection = connection_.open();
+      if (connection == nullptr) return nullptr;
+      names_.clear();
+      forget();
+      subscribed_ = false;
+      pointerSelected_ = false;
+      prepare(connection);
+      notifier_.reset(new QSocketNotifier(xcb_get_file_descriptor(connection), QSocketNotifier::Read));
+      QObject::connect(notifier_.get(), &QSocketNotifier::activated, notifier_.get(), [this] { read(); });
+    }
+    if (!std::exchange(subscribed_, true)) subscribe(connection);
+    return connection;
+  }
+
+  void prepare(xcb_connection_t* connection) {
+    fixes_ = false;
+    input_ = false;
+    if (hasExtension(connection, &xcb_xfixes_id)) {
+      const auto version = xcbOwned(
+          xcb_xfixes_query_version_reply(connection, xcb_xfixes_query_version_unchecked(connection, 4, 0), nullptr));
+      fixes_ = version && version->major_version >= 2;
+      firstFixesEvent_ = xcb_get_extension_data(connection, &xcb_xfixes_id)->first_event;
+    }
+    if (hasExtension(connection, &xcb_input_id)) {
+      const auto version = xcbOwned(xcb_input_xi_query_version_reply(
+          connection, xcb_input_xi_query_version_unchecked(connection, 2, 2), nullptr));
+      input_ = version && version->major_version >= 2;
+      inputOpcode_ = xcb_get_extension_data(connection, &xcb_input_id)->major_opcode;
+    }
+  }
+
+  void subscribe(xcb_connection_t* connection) {
+    if (fixes_) {
+      xcb_xfixes_select_cursor_input(connection, connection_.screen().root,
+                                     XCB_XFIXES_CURSOR_NOTIFY_MASK_DISPLAY_CURSOR);
+      imageRequest_ = xcb_xfixes_get_cursor_image_and_name_unchecked(connection).sequence;
+    }
+    selectPointer(connection, wanted_);
+    xcb_flush(connection);
+    notifier_->setEnabled(true);
+  }
+
+  // Raw events come whatever window the pointer is over and whoever has grabbed it. Only the next one is of interest:
+  // the server sends none of the others.
+  void selectPointer(xcb_connection_t* connection, bool on) {
+    if (!input_ || pointerSelected_ == on) return;
+    pointerSelected_ = on;
+    const struct {
+      xcb_input_event_mask_t head;
+      std::uint32_t mask;
+    } selection{{XCB_INPUT_DEVICE_ALL_MASTER, 1},
+                on ? std::uint32_t{XCB_INPUT_XI_EVENT_MASK_RAW_MOTION | XCB_INPUT_XI_EVENT_MASK_RAW_BUTTON_PRESS} : 0};
+    xcb_input_xi_select_events(connection, connection_.screen().root, 1, &selection.head);
+    xcb_flush(connection);
+  }
+
+  void forget() {
+    nameRequest_.reset();
+    imageRequest_.reset();
+    atom_.reset();
+    name_.reset();
+  }
+
+  // Takes in what the server has sent, without waiting, and gives notice of it.
+  void read() {
+    xcb_connection_t* connection = connection_.current();
+    if (connection == nullptr) {
+      if (notifier_) notifier_->setEnabled(false);
+      return;
+    }
+    const auto before = name_;
+    bool used = false;
+    while (const auto event = xcbOwned(xcb_poll_for_event(connection))) used = note(connection, *event) || used;
+    takeImage(connection);
+    takeName(connection);
+    xcb_flush(connection);
+    if (connection_.current() == nullptr && notifier_) notifier_->setEnabled(false);
+    if (!watching_) return;
+    // Copies: what is called may end the watch.
+    if (used) {
+      wanted_ = false;
+      selectPointer(connection, false);
+      if (const auto notice = notices_.pointerUsed) notice();
+    }
+    if (name_ != before) {
+      if (const auto notice = notices_.cursorChanged) notice();
+    }
+  }
+
+  // Whether the event is a use of the pointer.
+  bool note(xcb_connection_t* connection, const xcb_generic_event_t& event) {
+    const int type = event.response_type & 0x7f;
+    if (type == XCB_GE_GENERIC) {
+      return wanted_ && reinterpret_cast<const xcb_ge_generic_event_t&>(event).extension == inputOpcode_;
+    }
+    if (!fixes_ || type != firstFixesEvent_ + XCB_XFIXES_CURSOR_NOTIFY) return false;
+    if (imageRequest_) xcb_discard_reply(connection, *imageRequest_);  // Older than this event.
+    imageRequest_.reset();
+    atom_ = reinterpret_cast<const xcb_xfixes_cursor_notify_event_t&>(event).name;
+    return false;
+  }
+
+  void takeImage(xcb_connection_t* connection) {
+    void* answer = nullptr;
+    if (!imageRequest_ || xcb_poll_for_reply(connection, *imageRequest_, &answer, nullptr) == 0) return;
+    imageRequest_.reset();
+    const auto reply = xcbOwned(static_cast<xcb_xfixes_get_cursor_image_and_name_reply_t*>(answer));
+    if (!reply) return;
+    name_ = QString::fromUtf8(xcb_xfixes_get_cursor_image_and_name_name(reply.get()),
+                              xcb_xfixes_get_cursor_image_and_name_name_length(reply.get()));
+  }
+
+  // Brings name_ up to the atom of the newest event, asking the server for names it has not yet told, one at a time.
+  void takeName(xcb_connection_t* connection) {
+    void* answer = nullptr;
+    if (nameRequest_ && xcb_poll_for_reply(connection, *nameRequest_, &answer, nullptr) != 0) {
+      nameRequest_.reset();
+      const auto reply = xcbOwned(static_cast<xcb_get_atom_name_reply_t*>(answer));
+      if (names_.size() >= kMostNames) names_.clear();
+      names_[requestedAtom_] =
+          reply ? QString::fromUtf8(xcb_get_atom_name_name(reply.get()), xcb_get_atom_name_name_length(reply.get()))
+                : QString();
+    }
+    if (!atom_) return;
+    if (*atom_ == XCB_NONE) {
+      name_ = QString();
+      atom_.reset();
+    } else if (const auto known = names_.find(*atom_); known != names_.end()) {
+      name_ = known->second;
+      atom_.reset();
+    } else if (!nameRequest_) {
+      requestedAtom_ = *atom_;
+      nameRequest_ = xcb_get_atom_name_unchecked(connection, *atom_).sequence;
+    }
+  }
+
+  ThreadAffinity affinity_;
+  X11Connection connection_;
+  std::unique_ptr<QSocketNotifier, DeleteLater> notifier_;
+  Notices notices_;
+  bool watching_ = false;
+  bool subscribed_ = false;  // On this connection.
+  bool fixes_ = false;
+  int firstFixesEvent_ = 0;
+  bool input_ = false;
+  int inputOpcode_ = 0;
+  bool wanted_ = false;           // A pointer notice is outstanding.
+  bool pointerSelected_ = false;  // The server was asked for pointer events.
+
+  std::optional<QString> name_;                    // Of the cursor shown, as far as known.
+  std::optional<xcb_atom_t> atom_;                 // Names the cursor shown, not yet in name_.
+  std::unordered_map<xcb_atom_t, QString> names_;  // Of atoms that the server has told.
+  std::optional<unsigned int> nameRequest_;        // For the name of requestedAtom_.
+  xcb_atom_t requestedAtom_ = XCB_NONE;
+  std::optional<unsigned int> imageRequest_;  // For the cursor at the beginning of the watch.
+};
+
+}  // namespace
+
+std::unique_ptr<SystemCursor> makeX11Cursor(const QString& displayName) {
+  return std::make_unique<X11Cursor>(displayName);
+}
+
+}  // namespace vantora

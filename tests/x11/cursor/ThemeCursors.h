@@ -1,0 +1,37 @@
+// A program that shows cursors the way toolkits do. Xlib's headers stay in the .cpp file.
+#pragma once
+
+#include <string>
+
+struct _XDisplay;
+
+namespace vantora::testing_x11 {
+
+// Has a window over the whole screen with a cursor of its own. Cursors without a theme come from the X font.
+class ThemeCursors {
+ public:
+  // `theme`: such as "Adwaita".
+  ThemeCursors(const std::string& display, const std::string& theme);
+  ~ThemeCursors();
+  ThemeCursors(const ThemeCursors&) = delete;
+  ThemeCursors& operator=(const ThemeCursors&) = delete;
+
+  bool running() const { return display_ != nullptr; }
+  // Shows the theme's cursor of that name; false when the theme has none. Returns when the server has taken it.
+  bool show(const std::string& name);
+  // Shows a cursor of the X font, by its number.
+  void showFromFont(unsigned shape);
+  // Shows a cursor that has no name.
+  void showNameless();
+  // Moves the pointer as a mouse does.
+  void movePointer(int x, int y);
+  void clickPointer();
+
+ private:
+  void use(unsigned long cursor);
+
+  _XDisplay* display_;
+  unsigned long window_ = 0;
+};
+
+}  // namespace vantora::testing_x11

@@ -1,0 +1,135 @@
+// Notices and life of the cursor of an X server.
+#include "platform/Platform.h"
+#include "tests/x11/cursor/X11CursorFixture.h"
+
+using namespace Qt::Literals::StringLiterals;
+
+namespace vantora::testing_x11 {
+namespace {
+
+class X11CursorTest : public X11CursorFixture {
+ protected:
+  void SetUp() override {
+    X11CursorFixture::SetUp();
+    showCursorsOf("Adwaita");
+    ASSERT_TRUE(program_->show("xterm"));
+  }
+};
+
+TEST_F(X11CursorTest, knowsTheCursorThatWasThereBefore) {
+  watch();
+  EXPECT_TRUE(becomes(u"xterm"_s));
+}
+
+TEST_F(X11CursorTest, givesNoticeOfEveryOtherCursor) {
+  watch();
+  ASSERT_TRUE(becomes(u"xterm"_s));
+  const int before = changes_;
+  for (const char* name : {"hand2", "fleur", "hand2", "left_ptr"}) {
+    const int now = changes_;
+    ASSERT_TRUE(program_->show(name));
+    // By its own event: nobody looks at the cursor meanwhile.
+    ASSERT_TRUE(testing_loop::waitFor([&] { return changes_ > now; })) << name;
+    EXPECT_EQ(cursor_->currentCursor(), QString::fromLatin1(name));
+  }
+  EXPECT_EQ(changes_ - before, 4);
+}
+
+TEST_F(X11CursorTest, aCursorWithoutANameHasTheEmptyOne) {
+  watch();
+  ASSERT_TRUE(becomes(u"xterm"_s));
+  program_->showNameless();
+  EXPECT_TRUE(becomes(u""_s));
+}
+
+TEST_F(X11CursorTest, tellsNothingWhileNobodyWatches) {
+  EXPECT_EQ(cursor_->currentCursor(), std::nullopt);
+  watch();
+  ASSERT_TRUE(becomes(u"xterm"_s));
+  cursor_->unwatch();
+  EXPECT_EQ(cursor_->currentCursor(), std::nullopt);
+  const int before = changes_;
+  ASSERT_TRUE(program_->show("fleur"));
+  watch();
+  ASSERT_TRUE(becomes(u"fleur"_s));
+  EXPECT_EQ(changes_, before + 1);
+}
+
+TEST_F(X11CursorTest, tellsOfOneUseOfThePointerForEachArming) {
+  watch();
+  ASSERT_TRUE(becomes(u"xterm"_s));
+  program_->movePointer(10, 10);
+  ASSERT_TRUE(program_->show("fleur"));
+  ASSERT_TRUE(becomes(u"fleur"_s));  // The server has worked off the movement too.
+  EXPECT_EQ(uses_, 0);
+
+  cursor_->armPointerNotice();
+  for (int step = 0; step < 50; ++step) program_->movePointer(20 + step, 10);
+  ASSERT_TRUE(testing_loop::waitFor([&] { return uses_ > 0; }));
+  ASSERT_TRUE(program_->show("hand2"));
+  ASSERT_TRUE(becomes(u"hand2"_s));
+  EXPECT_EQ(uses_, 1);
+
+  cursor_->armPointerNotice();
+  program_->clickPointer();
+  EXPECT_TRUE(testing_loop::waitFor([&] { return uses_ == 2; }));
+}
+
+TEST_F(X11CursorTest, aNoticeMayEndTheWatch) {
+  cursor_->watch({.cursorChanged =
+                      [this] {
+                        ++changes_;
+                        cursor_->unwatch();
+                      },
+                  .pointerUsed = nullptr});
+  ASSERT_TRUE(testing_loop::waitFor([&] { return changes_ > 0; }));
+  ASSERT_TRUE(program_->show("fleur"));
+  watch();
+  EXPECT_TRUE(becomes(u"fleur"_s));
+}
+
+TEST_F(X11CursorTest, outlivesAKilledServerAndUsesTheNextOne) {
+  watch();
+  cursor_->armPointerNotice();
+  ASSERT_TRUE(becomes(u"xterm"_s));
+  program_.reset();
+  server_.kill();
+  EXPECT_TRUE(becomes(std::nullopt));
+  cursor_->armPointerNotice();
+  ASSERT_TRUE(server_.restart());
+  showCursorsOf("Adwaita");
+  ASSERT_TRUE(program_->show("hand2"));
+  EXPECT_TRUE(becomes(u"hand2"_s));
+  const int before = changes_;
+  ASSERT_TRUE(program_->show("fleur"));
+  EXPECT_TRUE(testing_loop::waitFor([&] { return changes_ > before; }));
+  program_->movePointer(30, 30);
+  EXPECT_TRUE(testing_loop::waitFor([&] { return uses_ > 0; }));
+}
+
+TEST_F(X11CursorTest, canBeDestroyedAfterItsServer) {
+  watch();
+  ASSERT_TRUE(becomes(u"xterm"_s));
+  program_.reset();
+  server_.kill();
+  cursor_.reset();
+  testing_loop::drain();
+  EXPECT_EQ(changes_, 1);
+}
+
+TEST(X11CursorStart, waitsForAServerThatComesLater) {
+  testing_loop::ensureApplication();
+  XvfbServer server;
+  ASSERT_TRUE(server.running());
+  const QString display = server.display();
+  server.kill();
+  const Platform platform = makePlatform(Environment(
+      [&](const char* name) { return qstrcmp(name, "DISPLAY") == 0 ? std::optional(display) : std::nullopt; }));
+  platform.cursor->watch({});
+  EXPECT_EQ(platform.cursor->currentCursor(), std::nullopt);
+  ASSERT_TRUE(server.restart());
+  EXPECT_TRUE(testing_loop::waitFor([&] { return platform.cursor->currentCursor().has_value(); }));
+}
+
+}  // namespace
+}  // namespace vantora::testing_x11
