@@ -10,8 +10,6 @@ namespace vantora {
 struct CommandPlan {
   // For /bin/sh.
   QString script;
-  // The script needs administrator rights.
-  bool elevate = false;
   // What this desktop lacks; empty when there is a script.
   QString missing;
 
@@ -23,7 +21,7 @@ QString shellQuoted(const QString& word);
 
 // The script that starts a program so that it outlives the script and whoever runs it, and ends after a second: with
 // status 0 when the program runs on or has ended well, else with the program's own. Under the user's service manager
-// when `serviceManager` is set and it answers. Pure.
-QString launchScript(const QStringList& command, bool serviceManager);
+// when that answers; `serviceManager` is the path of systemd-run, or empty. Pure.
+QString launchScript(const QStringList& command, const QString& serviceManager);
 
 }  // namespace vantora

@@ -1,6 +1,6 @@
 #include "platform/linux/support/Counterparts.h"
 
-#include <array>
+#include <algorithm>
 
 #include "platform/linux/support/Programs.h"
 
@@ -12,10 +12,22 @@ using namespace Qt::Literals::StringLiterals;
 CommandPlan runs(const QString& script) { return {.script = script, .missing = QString()}; }
 CommandPlan lacks(const QString& what) { return {.script = QString(), .missing = what}; }
 
+// A script in which "%1", "%2" and so on stand for the paths of tools: a login shell may look for programs elsewhere
+// than this process. Any of the names in a place of `tools` serves, the first one best.
+CommandPlan runsTools(const DesktopFacts& facts, QLatin1StringView script, const QList<QStringList>& tools) {
+  QString text = script;
+  for (qsizetype i = 0; i < tools.size(); ++i) {
+    const auto installed = std::ranges::find_if(tools[i], [&](const QString& name) { return facts.has(name); });
+    if (installed == tools[i].end()) return lacks(tools[i].last() + u" is not installed"_s);
+    text.replace(u'%' + QString::number(i + 1), shellQuoted(facts.find(*installed)));
+  }
+  return runs(text);
+}
+
 CommandPlan opens(const DesktopFacts& facts, const QStringList& command, const QString& what) {
   if (!facts.display) return lacks(u"No desktop to show windows on: neither DISPLAY nor WAYLAND_DISPLAY is set"_s);
   if (command.isEmpty()) return lacks(what);
-  return runs(launchScript(command, facts.serviceManager));
+  return runs(launchScript(command, facts.serviceManager ? facts.find(u"systemd-run"_s) : QString()));
 }
 
 // All steps run, and the status is that of the last one that failed.
@@ -59,26 +71,26 @@ CommandPlan flushNames(const DesktopFacts& facts) {
 
 // Looks
 
-constexpr auto kGnomeDark = R"sh(scheme=$(gsettings get org.gnome.desktop.interface color-scheme) || exit
+constexpr auto kGnomeDark = R"sh(scheme=$(%1 get org.gnome.desktop.interface color-scheme) || exit
 if [ "$scheme" = "'prefer-dark'" ]; then
   scheme=default; from=Adwaita-dark; to=Adwaita
 else
   scheme=prefer-dark; from=Adwaita; to=Adwaita-dark
 fi
-gsettings set org.gnome.desktop.interface color-scheme $scheme || exit
-if [ "$(gsettings get org.gnome.desktop.interface gtk-theme)" = "'$from'" ]; then
-  gsettings set org.gnome.desktop.interface gtk-theme $to
+%1 set org.gnome.desktop.interface color-scheme $scheme || exit
+if [ "$(%1 get org.gnome.desktop.interface gtk-theme)" = "'$from'" ]; then
+  %1 set org.gnome.desktop.interface gtk-theme $to
 fi
 )sh"_L1;
 
 constexpr auto kKdeDark = R"sh(case $(%1 --file kdeglobals --group General --key ColorScheme) in
-  *[Dd]ark*) exec plasma-apply-colorscheme BreezeLight ;;
-  *) exec plasma-apply-colorscheme BreezeDark ;;
+  *[Dd]ark*) exec %2 BreezeLight ;;
+  *) exec %2 BreezeDark ;;
 esac
 )sh"_L1;
 
 // A theme and its dark sister differ by an ending; where there is no sister, the one that GTK brings serves.
-constexpr auto kXfceDark = R"sh(theme=$(xfconf-query -c xsettings -p /Net/ThemeName) || exit
+constexpr auto kXfceDark = R"sh(theme=$(%1 -c xsettings -p /Net/ThemeName) || exit
 case $theme in
   *-[Dd]ark) next=${theme%-[Dd]ark} ;;
   *)
@@ -89,22 +101,17 @@ case $theme in
       done
     done ;;
 esac
-xfconf-query -c xsettings -p /Net/ThemeName -s "$next"
+%1 -c xsettings -p /Net/ThemeName -s "$next"
 )sh"_L1;
 
 CommandPlan toggleDark(const DesktopFacts& facts) {
   switch (facts.desktop) {
     case DesktopKind::gnome:
-      return facts.has(u"gsettings"_s) ? runs(kGnomeDark) : lacks(u"gsettings is not installed"_s);
-    case DesktopKind::kde: {
-      if (!facts.has(u"plasma-apply-colorscheme"_s)) return lacks(u"plasma-apply-colorscheme is not installed"_s);
-      for (const QString& reader : {u"kreadconfig6"_s, u"kreadconfig5"_s}) {
-        if (facts.has(reader)) return runs(QString(kKdeDark).arg(reader));
-      }
-      return lacks(u"kreadconfig is not installed"_s);
-    }
+      return runsTools(facts, kGnomeDark, {{u"gsettings"_s}});
+    case DesktopKind::kde:
+      return runsTools(facts, kKdeDark, {{u"kreadconfig6"_s, u"kreadconfig5"_s}, {u"plasma-apply-colorscheme"_s}});
     case DesktopKind::xfce:
-      return facts.has(u"xfconf-query"_s) ? runs(kXfceDark) : lacks(u"xfconf-query is not installed"_s);
+      return runsTools(facts, kXfceDark, {{u"xfconf-query"_s}});
     case DesktopKind::other:
       break;
   }
@@ -125,20 +132,22 @@ CommandPlan clearCache(const DesktopFacts& facts, const Browser& browser, const 
   for (const QString& program : browser.programs) there = there || facts.has(program);
   for (const QString& folder : browser.folders) there = there || facts.folderExists(folder);
   if (!there) return lacks(what);
-  if (!facts.has(u"pkill"_s)) return lacks(u"pkill is not installed"_s);
+  const QString pkill = facts.find(u"pkill"_s);
+  const QString pgrep = facts.find(u"pgrep"_s);
+  if (pkill.isEmpty() || pgrep.isEmpty()) return lacks(u"pkill is not installed"_s);
   QStringList folders;
   for (const QString& folder : browser.folders) folders.append(shellQuoted(folder));
   return runs(
       uR"sh(me=$(id -u)
-pkill -u "$me" -x '%1'
+%1 -u "$me" -x '%3'
 tries=0
-while [ $tries -lt 50 ] && pgrep -u "$me" -x '%1' >/dev/null; do sleep 0.1; tries=$((tries + 1)); done
+while [ $tries -lt 50 ] && %2 -u "$me" -x '%3' >/dev/null; do sleep 0.1; tries=$((tries + 1)); done
 status=0
-for folder in %2; do
+for folder in %4; do
   if [ -d "$folder" ]; then find "$folder/" -mindepth 1 -delete || status=$?; fi
 done
 exit $status
-)sh"_s.arg(browser.processes, folders.join(u' ')));
+)sh"_s.arg(shellQuoted(pkill), shellQuoted(pgrep), browser.processes, folders.join(u' ')));
 }
 
 CommandPlan clearWebKit(const DesktopFacts& facts) {
@@ -164,44 +173,44 @@ CommandPlan clearChrome(const DesktopFacts& facts) {
 
 constexpr auto kGtkHidden = R"sh(status=1
 for schema in org.gtk.gtk4.Settings.FileChooser org.gtk.Settings.FileChooser; do
-  if gsettings writable $schema show-hidden >/dev/null 2>&1; then gsettings set $schema show-hidden %1 && status=0; fi
+  if %1 writable $schema show-hidden >/dev/null 2>&1; then %1 set $schema show-hidden $show && status=0; fi
 done
 if [ $status -ne 0 ]; then echo 'The setting of GTK for hidden files is not installed' >&2; fi
 exit $status
 )sh"_L1;
 
-constexpr auto kXfceHidden = "exec xfconf-query -c thunar -p /last-show-hidden -n -t bool -s %1\n"_L1;
+constexpr auto kXfceHidden = "exec %1 -c thunar -p /last-show-hidden -n -t bool -s $show\n"_L1;
 
 // The file manager keeps its own setting, the file dialogs theirs.
 constexpr auto kKdeHidden = R"sh(view=${XDG_DATA_HOME:-$HOME/.local/share}/dolphin/view_properties/global
 mkdir -p "$view" || exit
-%2 --file "$view/.directory" --group Settings --key HiddenFilesShown --type bool %1 || exit
-%2 --file "$view/.directory" --group Dolphin --key Timestamp "$(date +%Y,%-m,%-d,%-H,%-M,%-S)" || exit
-%2 --file kdeglobals --group 'KFileDialog Settings' --key 'Show hidden files' --type bool %1
+%1 --file "$view/.directory" --group Settings --key HiddenFilesShown --type bool $show || exit
+%1 --file "$view/.directory" --group Dolphin --key Timestamp "$(date +%Y,%-m,%-d,%-H,%-M,%-S)" || exit
+%1 --file kdeglobals --group 'KFileDialog Settings' --key 'Show hidden files' --type bool $show
 )sh"_L1;
 
-CommandPlan showHidden(const DesktopFacts& facts, bool show) {
-  const QString value = show ? u"true"_s : u"false"_s;
-  const auto gtk = [&] { return runs(QString(kGtkHidden).replace("%1"_L1, value)); };
-  const auto xfce = [&] { return runs(QString(kXfceHidden).replace("%1"_L1, value)); };
+CommandPlan hiddenFilesTools(const DesktopFacts& facts) {
+  const auto gtk = [&] { return runsTools(facts, kGtkHidden, {{u"gsettings"_s}}); };
+  const auto xfce = [&] { return runsTools(facts, kXfceHidden, {{u"xfconf-query"_s}}); };
   switch (facts.desktop) {
     case DesktopKind::gnome:
-      return facts.has(u"gsettings"_s) ? gtk() : lacks(u"gsettings is not installed"_s);
+      return gtk();
     case DesktopKind::kde:
-      for (const QString& writer : {u"kwriteconfig6"_s, u"kwriteconfig5"_s}) {
-        if (facts.has(writer)) {
-          return runs(QString(kKdeHidden).replace("%1"_L1, value).replace("%2"_L1, writer));
-        }
-      }
-      return lacks(u"kwriteconfig is not installed"_s);
+      return runsTools(facts, kKdeHidden, {{u"kwriteconfig6"_s, u"kwriteconfig5"_s}});
     case DesktopKind::xfce:
-      return facts.has(u"xfconf-query"_s) ? xfce() : lacks(u"xfconf-query is not installed"_s);
+      return xfce();
     case DesktopKind::other:
       break;
   }
   if (facts.has(u"thunar"_s) && facts.has(u"xfconf-query"_s)) return xfce();
   if (facts.has(u"gsettings"_s)) return gtk();
   return lacks(u"No file manager whose setting for hidden files is known is installed"_s);
+}
+
+CommandPlan showHidden(const DesktopFacts& facts, bool show) {
+  CommandPlan plan = hiddenFilesTools(facts);
+  if (plan.missing.isEmpty()) plan.script.prepend(show ? u"show=true\n"_s : u"show=false\n"_s);
+  return plan;
 }
 
 CommandPlan revealDownloads(const DesktopFacts& facts) {

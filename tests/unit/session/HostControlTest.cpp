@@ -198,6 +198,51 @@ TEST_F(HostControlTest, tellsWhyACommandIsRefused) {
   EXPECT_TRUE(heard().isEmpty());
 }
 
+// Support commands
+
+TEST_F(HostControlTest, runsSupportCommandsForAViewerThatKnowsThePin) {
+  connectViewer();
+  say({{u"type"_s, u"auth"_s}, {u"token"_s, u"000042"_s}});
+  heard();
+  say({{u"type"_s, u"exec_command"_s}, {u"id"_s, u"open-terminal"_s}, {u"req"_s, 1}}, "control"_L1);
+  say({{u"type"_s, u"exec_command"_s}, {u"id"_s, u"x"_s}, {u"text"_s, u"open ~/Downloads"_s}});
+  say({{u"type"_s, u"exec_command"_s}, {u"id"_s, u"x"_s}, {u"text"_s, u"ls"_s}});
+  say({{u"type"_s, u"open_activity_monitor"_s}, {u"pid"_s, 77}});
+  EXPECT_EQ(supportTools_.started, (QStringList{u"open-terminal"_s, u"reveal-downloads"_s}));
+  EXPECT_EQ(supportTools_.monitors, QList<std::optional<std::int64_t>>{77});
+  supportTools_.finish({.ok = true, .code = 0, .standardOutput = u"out"_s, .standardError = QString()});
+  const auto result = [](const QString& id, bool ok, int code) {
+    return JsonObject{
+        {u"type"_s, u"command_result"_s}, {u"id"_s, id}, {u"title"_s, id}, {u"ok"_s, ok}, {u"code"_s, code}};
+  };
+  JsonObject refused = result(u"x"_s, false, -1);
+  refused.insert(u"stderr"_s, u"Command not allowed"_s);
+  JsonObject ended = result(u"open-terminal"_s, true, 0);
+  ended.insert(u"stdout"_s, u"out"_s);
+  ended.insert(u"stderr"_s, QString());
+  EXPECT_EQ(heard(), (QList<JsonObject>{refused, ended}));
+  EXPECT_TRUE(heard("control"_L1).isEmpty()) << "no acknowledgement, and the result goes on the reliable channel";
+}
+
+TEST_F(HostControlTest, endsRunningCommandsWithTheSession) {
+  connectViewer();
+  say({{u"type"_s, u"auth"_s}, {u"token"_s, u"000042"_s}});
+  say({{u"type"_s, u"exec_command"_s}, {u"id"_s, u"dns-flush"_s}});
+  EXPECT_FALSE(supportTools_.ended);
+  host_->shutdown();
+  EXPECT_TRUE(supportTools_.ended);
+}
+
+TEST_F(HostControlTest, aResultOutlivesTheViewerThatAskedForItWithoutHarm) {
+  connectViewer();
+  say({{u"type"_s, u"auth"_s}, {u"token"_s, u"000042"_s}});
+  say({{u"type"_s, u"exec_command"_s}, {u"id"_s, u"dns-flush"_s}});
+  heard();
+  peer().reliable().close();
+  supportTools_.finish({});
+  EXPECT_TRUE(heard().isEmpty()) << "the fresh channel is not open yet";
+}
+
 // Single messages
 
 TEST_F(HostControlTest, answersAPing) {
