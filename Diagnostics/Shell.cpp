@@ -2,10 +2,8 @@
 
 #include <fcntl.h>
 #include <poll.h>
-#include <spawn.h>
 #include <sys/resource.h>
 #include <sys/syscall.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <QByteArray>
@@ -15,7 +13,10 @@
 #include <cmath>
 #include <csignal>
 #include <thread>
-#include <vector>
+
+#include "platform/process/ChildGroup.h"
+#include "platform/process/FileDescriptor.h"
+#include "platform/process/Utf8Check.h"
 
 namespace vantora::Diagnostics {
 namespace {
@@ -33,68 +34,18 @@ constexpr milliseconds kReapTime{200};
 // people ask for a report, every command would starve until its time is up.
 constexpr int kNiceness = 10;
 
-class FileDescriptor {
- public:
-  explicit FileDescriptor(int fd = -1) : fd_(fd) {}
-  ~FileDescriptor() { reset(); }
-  FileDescriptor(const FileDescriptor&) = delete;
-  FileDescriptor& operator=(const FileDescriptor&) = delete;
-  void reset(int fd = -1) {
-    if (fd_ >= 0) close(fd_);
-    fd_ = fd;
-  }
-  [[nodiscard]] int get() const { return fd_; }
-
- private:
-  int fd_;
-};
-
-std::vector<QByteArray> encoded(const QStringList& texts) {
-  std::vector<QByteArray> result;
-  result.reserve(static_cast<size_t>(texts.size()));
-  for (const QString& text : texts) result.push_back(text.toLocal8Bit());
-  return result;
-}
-
-std::vector<char*> pointers(std::vector<QByteArray>& texts) {
-  std::vector<char*> result;
-  result.reserve(texts.size() + 1);
-  for (QByteArray& text : texts) result.push_back(text.data());
-  result.push_back(nullptr);
-  return result;
-}
-
-// Starts the shell as the leader of a new process group. posix_spawn does not copy the page tables of this process,
-// which fork would do while a session is streaming. Gives the process id, or -1.
-pid_t spawnShell(const QString& commandLine, const ShellLimits& limits, int output) {
-  posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-  posix_spawn_file_actions_adddup2(&actions, output, STDOUT_FILENO);
-  posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
-
-  posix_spawnattr_t attributes;
-  posix_spawnattr_init(&attributes);
-  sigset_t none;
-  sigemptyset(&none);
-  sigset_t usual;
-  sigfillset(&usual);
-  posix_spawnattr_setsigmask(&attributes, &none);
-  posix_spawnattr_setsigdefault(&attributes, &usual);
-  // A group, not a session: a new session would be scheduled beside ours with full weight on kernels that group
-  // tasks by session, whatever its niceness.
-  posix_spawnattr_setpgroup(&attributes, 0);
-  posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
-
-  std::vector<QByteArray> arguments =
-      encoded({QStringLiteral("/bin/bash"), limits.login ? QStringLiteral("-lc") : QStringLiteral("-c"), commandLine});
-  std::vector<QByteArray> variables = encoded(limits.environment.toStringList());
-  pid_t pid = -1;
-  const int error = posix_spawn(&pid, arguments.front().constData(), &actions, &attributes, pointers(arguments).data(),
-                                pointers(variables).data());
-  posix_spawnattr_destroy(&attributes);
-  posix_spawn_file_actions_destroy(&actions);
-  return error == 0 ? pid : -1;
+// The shell as the leader of a new process group. A group, not a session: a new session would be scheduled beside ours
+// with full weight on kernels that group tasks by session, whatever its niceness.
+std::unique_ptr<ChildGroup> startShell(const QString& commandLine, const ShellLimits& limits, int output) {
+  int error = 0;
+  return ChildGroup::start({.command = {QStringLiteral("/bin/bash"),
+                                        limits.login ? QStringLiteral("-lc") : QStringLiteral("-c"), commandLine},
+                            .environment = limits.environment.toStringList(),
+                            .folder = QString(),
+                            .output = output,
+                            .error = -1,
+                            .ownSession = false},
+                           error);
 }
 
 // Everything the group starts later inherits this. Failing to lower a priority is no reason not to look.
@@ -106,30 +57,6 @@ void lowerPriority(pid_t group) {
   constexpr int kBestEffortLast = (2 << 13) | 7;
   (void)syscall(SYS_ioprio_set, kWhoProcessGroup, group, kBestEffortLast);
 #endif
-}
-
-// Whether the process has ended. It stays unreaped, so that its id, which is also the group's, is not given away.
-bool hasEnded(pid_t pid) {
-  siginfo_t info{};
-  const int result = waitid(P_PID, static_cast<id_t>(pid), &info, WEXITED | WNOHANG | WNOWAIT);
-  return (result == 0 && info.si_pid == pid) || (result < 0 && errno == ECHILD);
-}
-
-bool waitForEnd(pid_t pid, milliseconds patience) {
-  const auto until = Clock::now() + patience;
-  for (;;) {
-    if (hasEnded(pid)) return true;
-    if (Clock::now() >= until) return false;
-    std::this_thread::sleep_for(milliseconds(2));
-  }
-}
-
-void reap(pid_t pid) {
-  if (!waitForEnd(pid, kReapTime)) {
-    std::thread([pid] { (void)waitpid(pid, nullptr, 0); }).detach();
-    return;
-  }
-  (void)waitpid(pid, nullptr, 0);
 }
 
 // Collects the output of one process; keeps the first bytes and counts nothing else.
@@ -163,20 +90,7 @@ class OutputReader {
   bool cut_ = false;
 };
 
-// Output that was cut off may end inside a character: that one is dropped.
-QByteArray withoutHalfCharacter(QByteArray bytes) {
-  qsizetype start = bytes.size();
-  for (int back = 0; back < 4 && start > 0; ++back) {
-    const auto byte = static_cast<unsigned char>(bytes[--start]);
-    if ((byte & 0xC0) == 0x80) continue;
-    const int length = byte >= 0xF0 ? 4 : byte >= 0xE0 ? 3 : byte >= 0xC0 ? 2 : 1;
-    if (bytes.size() - start < length) bytes.truncate(start);
-    break;
-  }
-  return bytes;
-}
-
-QString decoded(const QByteArray& bytes) {
+QString decoded(QByteArrayView bytes) {
   QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
   QString text = decoder(bytes);
   return decoder.hasError() ? QString() : text.trimmed();
@@ -202,28 +116,28 @@ QString sh(const QString& commandLine, double timeoutSeconds, const ShellLimits&
   if (pipe2(ends, O_CLOEXEC) != 0) return {};
   FileDescriptor reading(ends[0]);
   FileDescriptor writing(ends[1]);
-  const pid_t pid = spawnShell(commandLine, limits, writing.get());
+  const auto group = startShell(commandLine, limits, writing.get());
   writing.reset();
-  if (pid < 0) return {};
-  lowerPriority(pid);
+  if (!group) return {};
+  lowerPriority(group->pid());
 
   OutputReader output(reading.get(), limits.keptBytes);
   bool reading_on = true;
   bool in_time = true;
   while (reading_on && (in_time = !out_of_time())) reading_on = output.read(kTick);
-  while (in_time && !hasEnded(pid) && (in_time = !out_of_time())) std::this_thread::sleep_for(milliseconds(2));
+  while (in_time && !group->hasEnded() && (in_time = !out_of_time())) (void)group->waitForEnd(kTick);
   if (!in_time) {
-    (void)kill(-pid, SIGTERM);
+    group->signal(SIGTERM);
     const auto grace_end = Clock::now() + kGrace;
     // What the group still prints while it ends counts as printed before.
-    while (reading_on && Clock::now() < grace_end && !hasEnded(pid)) reading_on = output.read(milliseconds(2));
-    (void)waitForEnd(pid, std::max(milliseconds(0), std::chrono::ceil<milliseconds>(grace_end - Clock::now())));
-    (void)kill(-pid, SIGKILL);
+    while (reading_on && Clock::now() < grace_end && !group->hasEnded()) reading_on = output.read(milliseconds(2));
+    (void)group->waitForEnd(std::max(milliseconds(0), std::chrono::ceil<milliseconds>(grace_end - Clock::now())));
+    group->signal(SIGKILL);
     // One read empties a pipe; a second one finds what a last writer squeezed in.
     for (int i = 0; i < 2 && reading_on; ++i) reading_on = output.read(milliseconds(0));
   }
-  reap(pid);
-  return decoded(in_time && !output.cut() ? output.kept() : withoutHalfCharacter(output.kept()));
+  (void)group->reap(kReapTime);
+  return decoded(in_time && !output.cut() ? QByteArrayView(output.kept()) : withoutHalfCharacter(output.kept()));
 }
 
 }  // namespace vantora::Diagnostics

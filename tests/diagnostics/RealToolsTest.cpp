@@ -4,7 +4,7 @@
 #include "tests/diagnostics/LoopbackPage.h"
 #include "tests/diagnostics/MadeUpMachine.h"
 #include "tests/diagnostics/Printing.h"
-#include "tests/diagnostics/Processes.h"
+#include "tests/fakes/Processes.h"
 
 namespace vantora::Diagnostics {
 namespace {

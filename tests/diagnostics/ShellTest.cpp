@@ -6,7 +6,7 @@
 
 #include "Diagnostics/Shell.h"
 #include "tests/diagnostics/Printing.h"
-#include "tests/diagnostics/Processes.h"
+#include "tests/fakes/Processes.h"
 
 namespace vantora::Diagnostics {
 namespace {

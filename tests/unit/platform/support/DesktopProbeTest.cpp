@@ -1,6 +1,6 @@
 #include "platform/linux/support/DesktopProbe.h"
 #include "tests/fakes/PrintQt.h"
-#include "tests/unit/platform/support/Processes.h"
+#include "tests/unit/platform/support/TestHome.h"
 
 using namespace Qt::Literals::StringLiterals;
 

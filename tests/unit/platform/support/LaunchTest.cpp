@@ -2,7 +2,7 @@
 #include "platform/linux/support/CommandRunner.h"
 #include "platform/linux/support/LoginShell.h"
 #include "tests/fakes/PrintQt.h"
-#include "tests/unit/platform/support/Processes.h"
+#include "tests/unit/platform/support/TestHome.h"
 
 using namespace Qt::Literals::StringLiterals;
 

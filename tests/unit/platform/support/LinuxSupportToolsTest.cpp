@@ -1,7 +1,7 @@
 #include "platform/linux/support/LinuxSupportTools.h"
 #include "tests/fakes/EventLoop.h"
 #include "tests/fakes/PrintQt.h"
-#include "tests/unit/platform/support/Processes.h"
+#include "tests/unit/platform/support/TestHome.h"
 
 using namespace Qt::Literals::StringLiterals;
 

@@ -5,7 +5,7 @@
 #include "platform/linux/support/DesktopProbe.h"
 #include "platform/linux/support/LoginShell.h"
 #include "tests/fakes/PrintQt.h"
-#include "tests/unit/platform/support/Processes.h"
+#include "tests/unit/platform/support/TestHome.h"
 
 using namespace Qt::Literals::StringLiterals;
 

@@ -1,3 +1,4 @@
+// Waiting for and looking at real processes.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -9,7 +10,7 @@
 #include <functional>
 #include <thread>
 
-namespace vantora::Diagnostics {
+namespace vantora {
 
 // Waits until something holds, looking again and again; false when it does not within thirty seconds.
 inline bool becomesTrue(const std::function<bool()>& condition) {
@@ -41,4 +42,4 @@ class Stopwatch {
   const std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
 };
 
-}  // namespace vantora::Diagnostics
+}  // namespace vantora
