@@ -7,6 +7,8 @@
 #include "main/signalling/SignalingUrl.h"
 #include "main/video/sources/DummyVideoSource.h"
 #include "main/video/sources/ScreenVideoSource.h"
+#include "platform/NoDesktop.h"
+#include "platform/linux/LinuxDownloads.h"
 #include "platform/linux/LinuxMachineIdentity.h"
 #include "platform/x11/capture/X11ScreenCapture.h"
 
@@ -15,7 +17,8 @@ HostAppDelegate::HostAppDelegate(QStringList arguments, Environment environment,
     : arguments_(std::move(arguments)),
       environment_(std::move(environment)),
       info_(std::move(info)),
-      platform_(makePlatform(environment_)) {}
+      platform_(makePlatform(environment_)),
+      clipboard_(makeNoClipboard()) {}
 
 HostAppDelegate::~HostAppDelegate() = default;
 
@@ -36,25 +39,26 @@ std::optional<QString> HostAppDelegate::applicationDidFinishLaunching() {
                                                 .supportTools = *platform_.supportTools,
                                                 .cursor = *platform_.cursor,
                                                 .accessibility = *platform_.accessibility,
+                                                .clipboard = *clipboard_,
                                                 .factory = *factory_,
                                                 .videoSources = videoSources(),
                                                 .webSocketTasks = qtWebSocketTasks(scheduler_),
                                                 .random = systemRandom(),
                                                 .hostName = machine.localizedHostName(),
+                                                .downloadFolder = downloadFolder,
                                                 .diagnostics = diagnosticsReports(diagnosticsThreads_)});
   if (!info_.bundleIdentifier()) logLine("[notify] skipping UNUserNotifications (no bundle identifier)");
   return std::nullopt;
 }
 
 VideoSourceFactory HostAppDelegate::videoSources() {
-  return {.synthetic =
-              [environment = environment_](int fps, int width, int height) {
-                return std::make_unique<DummyVideoSource>(fps, width, height, environment);
-              },
+  return {.synthetic = [environment = environment_](
+                           int fps, int width,
+                           int height) { return std::make_unique<DummyVideoSource>(fps, width, height, environment); },
           .screen =
               [](int width, int height, int fps, int displayIndex, std::function<void(const QString&)> onPermission) {
-                return std::make_unique<ScreenVideoSource>([] { return makeX11ScreenCapture(); }, width, height, fps, displayIndex,
-                                           std::move(onPermission));
+                return std::make_unique<ScreenVideoSource>([] { return makeX11ScreenCapture(); }, width, height, fps,
+                                                           displayIndex, std::move(onPermission));
               }};
 }
 

@@ -7,6 +7,7 @@
 #include "main/base/QtScheduler.h"
 #include "main/session/Host.h"
 #include "main/telemetry/DiagnosticsReports.h"
+#include "platform/Clipboard.h"
 #include "platform/Platform.h"
 
 namespace vantora {
@@ -34,6 +35,7 @@ class HostAppDelegate {
   WorkerThreads diagnosticsThreads_{"diagnostics", kReportsAtOnce};
   QtScheduler scheduler_;
   Platform platform_;
+  std::unique_ptr<Clipboard> clipboard_;
   std::unique_ptr<PeerConnectionFactory> factory_;
   std::unique_ptr<Host> host_;
 };

@@ -31,6 +31,14 @@ class NoAccessibility final : public Accessibility {
   bool askPointedElements(int, Answer) override { return false; }
 };
 
+class NoClipboard final : public Clipboard {
+ public:
+  qint64 changeCount() const override { return 0; }
+  void setChangedHandler(std::function<void()>) override {}
+  void setText(const QString&, std::function<void(qint64)> done) override { done(0); }
+  void requestText(std::function<void(const QString&)> done) override { done({}); }
+};
+
 }  // namespace
 
 std::unique_ptr<Displays> makeNoDisplays() { return std::make_unique<NoDisplays>(); }
@@ -40,5 +48,7 @@ std::unique_ptr<InputSynthesis> makeNoInputSynthesis() { return std::make_unique
 std::unique_ptr<SystemCursor> makeNoSystemCursor() { return std::make_unique<NoSystemCursor>(); }
 
 std::unique_ptr<Accessibility> makeNoAccessibility() { return std::make_unique<NoAccessibility>(); }
+
+std::unique_ptr<Clipboard> makeNoClipboard() { return std::make_unique<NoClipboard>(); }
 
 }  // namespace vantora

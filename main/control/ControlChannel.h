@@ -2,6 +2,7 @@
 #pragma once
 
 #include <QLatin1StringView>
+#include <QtGlobal>
 
 #include "main/base/Json.h"
 
@@ -11,6 +12,12 @@ enum class ControlChannel { control, reliable };
 
 // "control" or "control_reliable".
 QLatin1StringView labelOf(ControlChannel channel);
+
+// Where an answer belongs that may be ready only later.
+struct ReplyAddress {
+  ControlChannel origin = ControlChannel::reliable;
+  quint64 connection = 0;
+};
 
 // Where control messages to the viewer go. Main thread.
 class ControlOutlet {
@@ -23,9 +30,16 @@ class ControlOutlet {
   // Bytes sent on the channel that have not left yet.
   virtual quint64 bufferedAmount(ControlChannel channel) const = 0;
 
+  // Number of the viewer's connection: a reply to a request of another one belongs to nobody any more.
+  virtual quint64 connection() const { return 0; }
+
   // "control_reliable" when it exists, else the channel that the request came from.
   void reply(ControlChannel origin, const JsonObject& message) {
     send(exists(ControlChannel::reliable) ? ControlChannel::reliable : origin, message);
+  }
+  // The same for a reply that took its time: dropped when the connection of the request is gone.
+  void reply(const ReplyAddress& to, const JsonObject& message) {
+    if (to.connection == connection()) reply(to.origin, message);
   }
 };
 
@@ -34,7 +48,10 @@ class ControlOutlet {
 class CurrentOutlet final : public ControlOutlet {
  public:
   // `target` may be null; it must call set(nullptr) before it dies.
-  void set(ControlOutlet* target) { target_ = target; }
+  void set(ControlOutlet* target) {
+    target_ = target;
+    ++connection_;
+  }
   bool exists(ControlChannel channel) const override { return target_ && target_->exists(channel); }
   bool isOpen(ControlChannel channel) const override { return target_ && target_->isOpen(channel); }
   void send(ControlChannel channel, const JsonObject& message) override {
@@ -43,9 +60,11 @@ class CurrentOutlet final : public ControlOutlet {
   quint64 bufferedAmount(ControlChannel channel) const override {
     return target_ ? target_->bufferedAmount(channel) : 0;
   }
+  quint64 connection() const override { return connection_; }
 
  private:
   ControlOutlet* target_ = nullptr;
+  quint64 connection_ = 0;
 };
 
 }  // namespace vantora

@@ -61,6 +61,8 @@ void Host::bindControlMessages() {
   });
 
   bindInputMessages(*dispatcher_, injector_, outlet_, platform_.scheduler);
+  bindClipboardMessages(*dispatcher_, clipboard_, outlet_);
+  bindFileMessages(*dispatcher_, files_);
 
   dispatcher_->on("exec_command"_L1, [this](const ControlRequest& request) {
     commands_.handleExecCommand(request.origin, request.body);
@@ -78,12 +80,6 @@ void Host::bindControlMessages() {
                                    {u"ok"_s, false},
                                    {u"code"_s, -1},
                                    {u"stderr"_s, u"Unauthorized (control not granted)"_s}});
-  });
-  dispatcher_->onRefused("file_start"_L1, [this](const ControlRequest& request) {
-    outlet_.reply(request.origin, {{u"type"_s, u"file_rejected"_s},
-                                   {u"id"_s, stringField(request.body, "id"_L1).value_or(QString())},
-                                   {u"name"_s, stringField(request.body, "name"_L1).value_or(QString())},
-                                   {u"reason"_s, u"disabled"_s}});
   });
 }
 

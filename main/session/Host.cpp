@@ -17,6 +17,8 @@ Host::Host(const QString& room, Configuration configuration, Platform platform)
       injector_(platform_.displays, platform_.input),
       commands_(outlet_, platform_.supportTools),
       chat_(platform_.scheduler),
+      files_(outlet_, platform_.downloadFolder),
+      clipboard_(platform_.clipboard, outlet_, platform_.scheduler),
       iceMonitor_(platform_.scheduler,
                   {.changed =
                        [this](IceState state) {
@@ -71,7 +73,7 @@ Host::Host(const QString& room, Configuration configuration, Platform platform)
       case Gate::command:
         return authorisation_->commandRight();
       case Gate::file:
-        return true;
+        return files_.isFileReceiveAllowed();
     }
     return false;
   });
@@ -101,6 +103,11 @@ void Host::shutdown() {
   commands_.endAll();
   sharing_.setViewerConnected(false);
   closePeer();
+}
+
+void Host::setFileReceiveAllowed(bool allow) {
+  files_.setFileReceiveAllowed(allow);
+  changed();
 }
 
 void Host::changed() const {

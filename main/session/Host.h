@@ -10,9 +10,11 @@
 #include "main/base/Scheduler.h"
 #include "main/control/ControlChannel.h"
 #include "main/control/authorisation/ControlAuthorisation.h"
+#include "main/control/clipboard/ClipboardSync.h"
 #include "main/control/commands/SupportCommands.h"
 #include "main/control/cursor/CursorMonitor.h"
 #include "main/control/dispatch/ControlDispatcher.h"
+#include "main/control/files/FileReceiver.h"
 #include "main/control/input/InputInjector.h"
 #include "main/rtc/PeerConnection.h"
 #include "main/session/ChatInbox.h"
@@ -40,11 +42,14 @@ class Host {
     SupportTools& supportTools;
     SystemCursor& cursor;
     Accessibility& accessibility;
+    Clipboard& clipboard;
     PeerConnectionFactory& factory;
     VideoSourceFactory videoSources;
     WebSocketTaskFactory webSocketTasks;
     RandomBelow random;
     std::optional<QString> hostName;
+    // Where received files go; empty when the desktop names no folder. Called on any thread.
+    std::function<QString()> downloadFolder;
     // Makes a diagnostics report; without it requests for one are not answered.
     StartJob diagnostics{};
   };
@@ -74,6 +79,8 @@ class Host {
   void stopSharing() { sharing_.stopSharing(); }
   ControlAuthorisation& authorisation() { return *authorisation_; }
   ChatInbox& chat() { return chat_; }
+  bool isFileReceiveAllowed() const { return files_.isFileReceiveAllowed(); }
+  void setFileReceiveAllowed(bool allow);
   // Called whenever something that the menu shows changed.
   void setChangedHandler(std::function<void()> handler) { changedHandler_ = std::move(handler); }
 
@@ -103,6 +110,8 @@ class Host {
   InputInjector injector_;
   SupportCommands commands_;
   ChatInbox chat_;
+  FileReceiver files_;
+  ClipboardSync clipboard_;
   IceMonitor iceMonitor_;
   Negotiation negotiation_;
   SharingControl sharing_;

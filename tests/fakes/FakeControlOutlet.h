@@ -30,12 +30,14 @@ class FakeControlOutlet final : public ControlOutlet {
     if (journal_) journal_->note(labelOf(channel) + QStringLiteral(" <- ") + message.value(u"type").toString());
   }
   quint64 bufferedAmount(ControlChannel) const override { return buffered; }
+  quint64 connection() const override { return connectionNumber; }
 
   QList<Sent> take() { return std::exchange(sent, {}); }
 
   State control;
   State reliable;
   quint64 buffered = 0;
+  quint64 connectionNumber = 1;
   QList<Sent> sent;
 
  private:

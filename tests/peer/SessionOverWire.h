@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <QTemporaryDir>
 #include <map>
 
 #include "main/base/QtScheduler.h"
@@ -12,6 +13,7 @@
 #include "main/video/sources/DummyVideoSource.h"
 #include "tests/fakes/EventLoop.h"
 #include "tests/fakes/FakeAccessibility.h"
+#include "tests/fakes/FakeClipboard.h"
 #include "tests/fakes/FakeDisplays.h"
 #include "tests/fakes/FakeInputSynthesis.h"
 #include "tests/fakes/FakeSupportTools.h"
@@ -48,11 +50,13 @@ class SessionOverWire : public testing::Test {
                                                   .supportTools = supportTools_,
                                                   .cursor = cursor_,
                                                   .accessibility = accessibility_,
+                                                  .clipboard = clipboard_,
                                                   .factory = *runtime_,
                                                   .videoSources = sources,
                                                   .webSocketTasks = sockets_.factory(),
                                                   .random = [](quint32) { return 1U; },
-                                                  .hostName = std::nullopt});
+                                                  .hostName = std::nullopt,
+                                                  .downloadFolder = [folder = downloads_.path()] { return folder; }});
     connection_ = sockets_.connections.back();
   }
   ~SessionOverWire() override {
@@ -108,6 +112,8 @@ class SessionOverWire : public testing::Test {
   fakes::FakeSupportTools supportTools_;
   fakes::FakeSystemCursor cursor_;
   fakes::FakeAccessibility accessibility_;
+  fakes::FakeClipboard clipboard_;
+  QTemporaryDir downloads_;
   fakes::Journal journal_;
   fakes::FakeVideoSources fakeScreens_{journal_};
   fakes::FakeWebSockets sockets_;

@@ -3,11 +3,13 @@
 
 #include <gtest/gtest.h>
 
+#include <QTemporaryDir>
 #include <map>
 
 #include "main/base/Log.h"
 #include "main/session/Host.h"
 #include "tests/fakes/FakeAccessibility.h"
+#include "tests/fakes/FakeClipboard.h"
 #include "tests/fakes/FakeDisplays.h"
 #include "tests/fakes/FakeInputSynthesis.h"
 #include "tests/fakes/FakePeerConnection.h"
@@ -34,11 +36,13 @@ class HostFixture : public testing::Test {
                        .supportTools = supportTools_,
                        .cursor = cursor_,
                        .accessibility = accessibility_,
+                       .clipboard = clipboard_,
                        .factory = factory_,
                        .videoSources = sources_.factory(),
                        .webSocketTasks = sockets_.factory(),
                        .random = [this](quint32) { return randomNumber_; },
                        .hostName = QStringLiteral("desk"),
+                       .downloadFolder = [folder = downloads_.path()] { return folder; },
                        .diagnostics = diagnostics_});
   }
   // Started, the first offer answered, both channels open; nothing in the journal and on the wires.
@@ -116,6 +120,8 @@ class HostFixture : public testing::Test {
   fakes::FakeSupportTools supportTools_;
   fakes::FakeSystemCursor cursor_;
   fakes::FakeAccessibility accessibility_;
+  fakes::FakeClipboard clipboard_;
+  QTemporaryDir downloads_;
   fakes::FakePeerConnectionFactory factory_{&journal_};
   fakes::FakeVideoSources sources_{journal_};
   fakes::FakeWebSockets sockets_;

@@ -1,0 +1,152 @@
+#include "main/control/clipboard/ClipboardSync.h"
+
+#include <utility>
+
+#include "main/base/Log.h"
+#include "main/control/clipboard/TextPreview.h"
+
+namespace vantora {
+namespace {
+
+using namespace Qt::Literals::StringLiterals;
+using namespace std::chrono_literals;
+
+constexpr auto kFirstLook = 1000ms;
+constexpr auto kLookEvery = 2000ms;
+// From the notice of a change to the look: programs that set the clipboard often do so several times at once.
+constexpr auto kSettle = 50ms;
+
+JsonObject clipboardSyncMessage(const QString& text) { return {{u"type"_s, u"clipboard_sync"_s}, {u"text"_s, text}}; }
+
+}  // namespace
+
+ClipboardSync::ClipboardSync(Clipboard& clipboard, ControlOutlet& outlet, Scheduler& scheduler)
+    : clipboard_(clipboard), outlet_(outlet), scheduler_(scheduler), self_(std::make_shared<ClipboardSync*>(this)) {
+  clipboard_.setChangedHandler([this] { noticed(); });
+}
+
+ClipboardSync::~ClipboardSync() { clipboard_.setChangedHandler(nullptr); }
+
+void ClipboardSync::setClipboardContent(const QString& text) {
+  affinity_.check("ClipboardSync::setClipboardContent");
+  nextText_ = text;
+  proceed();
+}
+
+void ClipboardSync::setClipboardSyncEnabled(bool enabled) {
+  affinity_.check("ClipboardSync::setClipboardSyncEnabled");
+  clipboardSyncEnabled_ = enabled;
+  if (enabled) {
+    startClipboardMonitoring();
+  } else {
+    clipboardMonitorTimer_.reset();
+    soon_.reset();
+    lookWaits_ = false;
+    lookedAt_.reset();
+    logLine("[sync] Clipboard monitoring stopped");
+  }
+  logLine(u"[sync] Clipboard sync "_s + (enabled ? u"enabled"_s : u"disabled"_s));
+}
+
+void ClipboardSync::startClipboardMonitoring() {
+  if (!clipboardSyncEnabled_) return;
+  lastClipboardChangeCount_ = clipboard_.changeCount();
+  soon_.reset();
+  lookWaits_ = false;
+  lookedAt_.reset();
+  logLine("[sync] Clipboard monitoring started");
+  clipboardMonitorTimer_ = scheduler_.every(kFirstLook, kLookEvery, [this] { checkClipboardChanges(); });
+}
+
+void ClipboardSync::noticed() {
+  if (!clipboardMonitorTimer_ || soon_) return;
+  soon_ = scheduler_.after(kSettle, [this] {
+    const auto finished = std::move(soon_);
+    checkClipboardChanges();
+  });
+}
+
+void ClipboardSync::checkClipboardChanges() {
+  if (!unseenChange() || lookedAt_) return;
+  lookWaits_ = true;
+  proceed();
+}
+
+void ClipboardSync::sendClipboardContent(const ReplyAddress& on) {
+  affinity_.check("ClipboardSync::sendClipboardContent");
+  if (waiting_.size() < kMaxWaitingRequests) waiting_.append(on);
+  proceed();
+}
+
+void ClipboardSync::proceed() {
+  if (busy_) return;
+  if (const auto text = std::exchange(nextText_, std::nullopt)) return write(*text);
+  // The viewer's own text may have taken the place of what there was to see.
+  lookWaits_ = lookWaits_ && unseenChange();
+  if (lookWaits_ || !waiting_.isEmpty()) read();
+}
+
+void ClipboardSync::write(const QString& text) {
+  busy_ = true;
+  clipboard_.setText(text, [weak = std::weak_ptr(self_)](qint64 changeCount) {
+    const auto alive = weak.lock();
+    if (!alive) return;
+    ClipboardSync& self = **alive;
+    self.lastClipboardChangeCount_ = changeCount;
+    self.busy_ = false;
+    self.proceed();
+  });
+}
+
+void ClipboardSync::read() {
+  busy_ = true;
+  askers_ = std::exchange(waiting_, {});
+  if (std::exchange(lookWaits_, false)) lookedAt_ = clipboard_.changeCount();
+  clipboard_.requestText([weak = std::weak_ptr(self_)](const QString& text) {
+    if (const auto alive = weak.lock()) (*alive)->readingArrived(text);
+  });
+}
+
+void ClipboardSync::readingArrived(const QString& text) {
+  busy_ = false;
+  for (const ReplyAddress& asker : std::exchange(askers_, {})) {
+    if (asker.connection == outlet_.connection()) outlet_.send(asker.origin, clipboardSyncMessage(text));
+  }
+  if (const auto changeCount = std::exchange(lookedAt_, std::nullopt)) {
+    lastClipboardChangeCount_ = *changeCount;
+    // A text that the viewer sent meanwhile is about to replace this one: it must not replace the viewer's.
+    if (!nextText_) syncChange(text);
+  }
+  proceed();
+}
+
+void ClipboardSync::syncChange(const QString& text) {
+  logLine(u"[sync] Clipboard changed, syncing to client: \""_s + textPreview(text) + u'"');
+  if (outlet_.isOpen(ControlChannel::reliable)) {
+    outlet_.send(ControlChannel::reliable, clipboardSyncMessage(text));
+  } else {
+    logLine("[sync] Warning: Data channel not ready");
+  }
+}
+
+void bindClipboardMessages(ControlDispatcher& dispatcher, ClipboardSync& sync, const ControlOutlet& outlet) {
+  dispatcher.on("clipboard_request"_L1, [&](const ControlRequest& request) {
+    sync.sendClipboardContent({.origin = request.origin, .connection = outlet.connection()});
+    return Handled::yes;
+  });
+  dispatcher.on("clipboard_set"_L1, [&](const ControlRequest& request) {
+    const auto text = stringField(request.body, "text"_L1);
+    if (!text) return Handled::ignored;
+    logLine(u"[sync] Clipboard updated from client: \""_s + textPreview(*text) + u'"');
+    sync.setClipboardContent(*text);
+    return Handled::yes;
+  });
+  dispatcher.on("clipboard_sync_enabled"_L1, [&](const ControlRequest& request) {
+    const auto enabled = boolField(request.body, "enabled"_L1);
+    if (!enabled) return Handled::ignored;
+    sync.setClipboardSyncEnabled(*enabled);
+    return Handled::yes;
+  });
+}
+
+}  // namespace vantora

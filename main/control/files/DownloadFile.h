@@ -1,0 +1,44 @@
+// Making a file in the download folder that was not there before.
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+#include <variant>
+
+namespace vantora {
+
+// A file that is open for writing at its end; closed with this object. While it is open nobody may read it, so that
+// a file that is not complete opens nowhere and no program makes a picture of it: that is how the person at the desk
+// tells it from a finished one. Any one thread at a time.
+class DownloadFile {
+ public:
+  // `descriptor` is an open file, `finishedMode` the permissions that finish() gives it.
+  DownloadFile(int descriptor, unsigned finishedMode) : descriptor_(descriptor), finishedMode_(finishedMode) {}
+  ~DownloadFile();
+  DownloadFile(DownloadFile&& other) noexcept;
+  DownloadFile& operator=(DownloadFile&& other) noexcept;
+
+  // Appends `bytes`; the count of those that were written. Less than all of them: the rest was refused (the disk is
+  // full, say), and nothing is written any more, so that what is there stays a true beginning.
+  qint64 append(QByteArrayView bytes);
+  // Closes the file and, unless something was refused, lets it be read.
+  void finish();
+
+ private:
+  int descriptor_;
+  unsigned finishedMode_;
+  bool damaged_ = false;
+};
+
+struct CreatedDownload {
+  DownloadFile file;
+  QByteArray path;
+  QByteArray name;  // The last component of `path`.
+};
+
+// Creates an empty file in `folder`, under safeFileName(wanted) or, where that is taken (by a file, a folder, a link,
+// anything), the first of the following names that is free. The 999th is used even if it is taken: what lies there is
+// replaced. Never follows a link inside the folder. The other alternative is the system's text of the error.
+[[nodiscard]] std::variant<CreatedDownload, QString> createDownload(const QString& folder, const QString& wanted);
+
+}  // namespace vantora

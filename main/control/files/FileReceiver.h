@@ -1,0 +1,55 @@
+// Files that the viewer sends.
+#pragma once
+
+#include <memory>
+
+#include "main/base/ThreadAffinity.h"
+#include "main/control/ControlChannel.h"
+#include "main/control/dispatch/ControlDispatcher.h"
+#include "main/control/files/FileQueue.h"
+#include "main/control/files/IncomingFiles.h"
+
+namespace vantora {
+
+// Knows whether files are welcome, and hands everything else to the file queue in the order it came. Thread: main.
+// Owner: Host, across connections.
+class FileReceiver {
+ public:
+  // Bytes of file pieces that may wait for the disk. Beyond them every open transfer ends.
+  static constexpr qint64 kMaxWaitingBytes = 64LL * 1024 * 1024;
+
+  // `outlet` must outlive this object. `downloadFolder`: see IncomingFiles; called on the queue's thread.
+  FileReceiver(ControlOutlet& outlet, std::function<QString()> downloadFolder,
+               qint64 maxWaitingBytes = kMaxWaitingBytes);
+
+  bool isFileReceiveAllowed() const { return allowIncomingFiles_; }
+  // The local user's consent. Open transfers stay, but nothing of them that needs the right is taken any more.
+  void setFileReceiveAllowed(bool allow);
+
+  // "file_start", "file_chunk" and "file_end" after the right was checked, "file_start" without it, and binary pieces,
+  // which need no right.
+  Handled fileStart(const ControlRequest& request);
+  Handled fileChunk(const ControlRequest& request);
+  Handled fileEnd(const ControlRequest& request);
+  void refuseFileStart(const ControlRequest& request);
+  void binaryPiece(const QByteArray& piece);
+
+ private:
+  void postOrAbandon(qint64 bytes, FileQueue::Task task);
+  ReplyAddress sender(const ControlRequest& request) const;
+
+  ThreadAffinity affinity_;
+  ControlOutlet& outlet_;
+  bool allowIncomingFiles_ = true;
+  // Room ran out and no transfer was started since: there is none left that anything could belong to.
+  bool abandoned_ = false;
+  // Points to this object for replies that come from the queue; they check that it still lives.
+  std::shared_ptr<FileReceiver*> self_;
+  IncomingFiles incomingFiles_;  // Used on the queue's thread only.
+  FileQueue fileQueue_;          // Last: its thread uses the files.
+};
+
+// Installs the handlers of the file messages. `files` must outlive `dispatcher`. Main thread.
+void bindFileMessages(ControlDispatcher& dispatcher, FileReceiver& files);
+
+}  // namespace vantora

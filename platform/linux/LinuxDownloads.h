@@ -1,0 +1,12 @@
+// Where the desktop's user keeps what was downloaded.
+#pragma once
+
+#include <QString>
+
+namespace vantora {
+
+// The download folder of the user's settings (xdg-user-dirs), "Downloads" in the home directory when nothing is set
+// there; it need not exist. Looked up anew at every call. Any thread.
+QString downloadFolder();
+
+}  // namespace vantora

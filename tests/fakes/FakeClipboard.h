@@ -1,0 +1,61 @@
+// A clipboard that the test plays.
+#pragma once
+
+#include <deque>
+
+#include "platform/Clipboard.h"
+
+namespace vantora::fakes {
+
+// Answers at once, or, while `slow` is set, when answer() says so, one request a call in their order.
+class FakeClipboard final : public Clipboard {
+ public:
+  qint64 changeCount() const override { return changes; }
+  void setChangedHandler(std::function<void()> handler) override { changed = std::move(handler); }
+  void setText(const QString& wanted, std::function<void(qint64)> done) override {
+    ++sets;
+    perform([this, wanted, done = std::move(done)] {
+      text = wanted;
+      const qint64 own = ++changes;
+      done(own);
+    });
+  }
+  void requestText(std::function<void(const QString&)> done) override {
+    ++reads;
+    perform([this, done = std::move(done)] { done(text); });
+  }
+
+  // Another program copies. `noticed`: whether the change is told, as most desktops do.
+  void copy(const QString& copied, bool noticed = false) {
+    text = copied;
+    ++changes;
+    if (noticed && changed) changed();
+  }
+  // Carries out the oldest request that waits; false when there is none.
+  bool answer() {
+    if (waiting.empty()) return false;
+    const auto task = std::move(waiting.front());
+    waiting.pop_front();
+    task();
+    return true;
+  }
+
+  bool slow = false;
+  QString text;
+  qint64 changes = 7;
+  int sets = 0;
+  int reads = 0;
+  std::function<void()> changed;
+  std::deque<std::function<void()>> waiting;
+
+ private:
+  void perform(std::function<void()> task) {
+    if (slow) {
+      waiting.push_back(std::move(task));
+    } else {
+      task();
+    }
+  }
+};
+
+}  // namespace vantora::fakes

@@ -1,0 +1,225 @@
+#include <gtest/gtest.h>
+
+#include <QDir>
+#include <QTemporaryDir>
+
+#include "main/control/files/IncomingFiles.h"
+#include "tests/fakes/PrintQt.h"
+#include "tests/fakes/RecordedLog.h"
+
+using namespace Qt::Literals::StringLiterals;
+
+namespace vantora {
+namespace {
+
+class IncomingFilesTest : public testing::Test {
+ protected:
+  QByteArray content(const QString& name) const {
+    QFile file(folder_.filePath(name));
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(nothing to read)");
+  }
+  QStringList names() const { return QDir(folder_.path()).entryList(QDir::Files | QDir::Hidden); }
+  void start(const QString& id, const QString& name, qint64 size = 0) { files_.start(viewer_, id, name, size); }
+  void end(const QString& id) { files_.end(viewer_, id); }
+  static JsonObject ready(const QString& id) { return {{u"type"_s, u"file_ready"_s}, {u"id"_s, id}}; }
+  static JsonObject saved(const QString& id, const QString& name, qint64 size) {
+    return {{u"type"_s, u"file_saved"_s}, {u"id"_s, id}, {u"name"_s, name}, {u"size"_s, size}};
+  }
+
+  QTemporaryDir folder_;
+  QString downloadFolder_ = folder_.path();
+  fakes::RecordedLog log_;
+  const ReplyAddress viewer_{.origin = ControlChannel::reliable, .connection = 4};
+  QList<JsonObject> replies_;
+  QList<quint64> connections_;
+  IncomingFiles files_{{.downloadFolder = [this] { return downloadFolder_; },
+                        .reply =
+                            [this](const ReplyAddress& to, const JsonObject& message) {
+                              connections_.append(to.connection);
+                              replies_.append(message);
+                            }}};
+};
+
+TEST_F(IncomingFilesTest, receivesAFileInTextPieces) {
+  start(u"1"_s, u"a.txt"_s, 11);
+  EXPECT_EQ(replies_, QList<JsonObject>{ready(u"1"_s)});
+  EXPECT_EQ(names(), QStringList{u"a.txt"_s});
+  files_.appendBase64(u"1"_s, u"aGVsbG8="_s);
+  files_.appendBase64(u"1"_s, u"IHdvcmxk"_s);
+  end(u"1"_s);
+  EXPECT_EQ(replies_.last(), saved(u"1"_s, u"a.txt"_s, 11));
+  EXPECT_EQ(content(u"a.txt"_s), "hello world");
+  EXPECT_EQ(log_.lines(), (QStringList{u"[file] start id=1 name=a.txt size=11"_s, u"[file] saved a.txt (11/11)"_s}));
+}
+
+TEST_F(IncomingFilesTest, receivesAFileInBinaryPieces) {
+  start(u"1"_s, u"a.bin"_s, 4);
+  files_.appendBinary(QByteArray("\0\xff", 2));
+  files_.appendBinary({});
+  files_.appendBinary("\r\n");
+  end(u"1"_s);
+  EXPECT_EQ(content(u"a.bin"_s), QByteArray("\0\xff\r\n", 4));
+}
+
+TEST_F(IncomingFilesTest, logsTheFinalNameAndAnswersWithTheViewersOwn) {
+  for (int i = 0; i < 3; ++i) {
+    start(u"i"_s, u"x.pdf"_s, 5);
+    end(u"i"_s);
+  }
+  EXPECT_EQ(names(), (QStringList{u"x (1) (2).pdf"_s, u"x (1).pdf"_s, u"x.pdf"_s}));
+  EXPECT_EQ(log_.lines()[4], u"[file] start id=i name=x (1) (2).pdf size=5"_s);
+  EXPECT_EQ(log_.lines()[5], u"[file] saved x.pdf (0/5)"_s);
+  EXPECT_EQ(replies_.last(), saved(u"i"_s, u"x.pdf"_s, 0));
+}
+
+TEST_F(IncomingFilesTest, makesASafeNameInsteadOfRefusing) {
+  start(u"1"_s, u"../.hidden/\n"_s);
+  end(u"1"_s);
+  EXPECT_EQ(names(), QStringList{u"___.hidden__"_s});
+  EXPECT_EQ(replies_.last(), saved(u"1"_s, u"../.hidden/\n"_s, 0));
+}
+
+TEST_F(IncomingFilesTest, tellsHowMuchArrivedOfAShortAndOfALongTransfer) {
+  start(u"short"_s, u"s"_s, 100);
+  files_.appendBinary("12345");
+  end(u"short"_s);
+  EXPECT_EQ(replies_.last(), saved(u"short"_s, u"s"_s, 5));
+  start(u"long"_s, u"l"_s, 2);
+  files_.appendBinary("12345");
+  end(u"long"_s);
+  EXPECT_EQ(replies_.last(), saved(u"long"_s, u"l"_s, 5));
+  EXPECT_EQ(content(u"l"_s), "12345");
+  start(u"odd"_s, u"o"_s, -7);
+  end(u"odd"_s);
+  EXPECT_EQ(log_.lines().last(), u"[file] saved o (0/-7)"_s);
+}
+
+TEST_F(IncomingFilesTest, ignoresUnknownTransfers) {
+  files_.appendBase64(u"1"_s, u"aGVsbG8="_s);
+  files_.appendBinary("x");
+  end(u"1"_s);
+  EXPECT_TRUE(replies_.isEmpty());
+  EXPECT_TRUE(log_.lines().isEmpty());
+  EXPECT_TRUE(names().isEmpty());
+}
+
+TEST_F(IncomingFilesTest, changesNothingForAnUnknownIdBesideAKnownOne) {
+  start(u"1"_s, u"a"_s);
+  files_.appendBase64(u"2"_s, u"aGVsbG8="_s);
+  end(u"2"_s);
+  end(u"1"_s);
+  EXPECT_EQ(replies_.last(), saved(u"1"_s, u"a"_s, 0));
+  end(u"1"_s);
+  EXPECT_EQ(replies_.size(), 2);
+}
+
+TEST_F(IncomingFilesTest, ignoresAPieceThatIsNotBase64) {
+  start(u"1"_s, u"a"_s);
+  for (const QString& data : {u"aGVs bG8="_s, u"aGVsbG8=\n"_s, u"aGVsbG8"_s, u"aGVs*G8="_s, u"aGVsbG8-"_s, u"a_Vs"_s,
+                              u"===="_s, u"a==="_s, u"a=Vs"_s, u"aGVsbG8=aGVs"_s, u"äGVs"_s, u"aGVs\u0100"_s}) {
+    files_.appendBase64(u"1"_s, data);
+  }
+  files_.appendBase64(u"1"_s, u""_s);
+  files_.appendBase64(u"1"_s, u"b2s="_s);
+  end(u"1"_s);
+  EXPECT_EQ(replies_.last(), saved(u"1"_s, u"a"_s, 2));
+  EXPECT_EQ(content(u"a"_s), "ok");
+}
+
+TEST_F(IncomingFilesTest, keepsTwoTransfersApart) {
+  start(u"b"_s, u"two"_s);
+  start(u"a"_s, u"one"_s);
+  files_.appendBase64(u"a"_s, u"MQ=="_s);
+  files_.appendBase64(u"b"_s, u"Mg=="_s);
+  files_.appendBase64(u"a"_s, u"MQ=="_s);
+  files_.appendBinary("+");  // Belongs to the id that sorts first.
+  end(u"a"_s);
+  files_.appendBinary("-");
+  end(u"b"_s);
+  EXPECT_EQ(content(u"one"_s), "11+");
+  EXPECT_EQ(content(u"two"_s), "2-");
+}
+
+TEST_F(IncomingFilesTest, forgetsATransferWhoseIdIsUsedAgain) {
+  start(u"1"_s, u"a"_s, 10);
+  files_.appendBinary("first");
+  start(u"1"_s, u"b"_s, 20);
+  files_.appendBinary("second");
+  end(u"1"_s);
+  end(u"1"_s);
+  EXPECT_EQ(replies_, (QList<JsonObject>{ready(u"1"_s), ready(u"1"_s), saved(u"1"_s, u"b"_s, 6)}));
+  EXPECT_EQ(content(u"b"_s), "second");
+  QFile::setPermissions(folder_.filePath(u"a"_s), QFile::ReadOwner);
+  EXPECT_EQ(content(u"a"_s), "first");
+}
+
+TEST_F(IncomingFilesTest, answersEachRequestOnItsOwnConnection) {
+  files_.start({.origin = ControlChannel::reliable, .connection = 1}, u"1"_s, u"a"_s, 0);
+  files_.end({.origin = ControlChannel::reliable, .connection = 2}, u"1"_s);
+  EXPECT_EQ(connections_, (QList<quint64>{1, 2}));
+}
+
+TEST_F(IncomingFilesTest, onlyLogsWhenNoFileCanBeMade) {
+  downloadFolder_ = u"/proc"_s;
+  start(u"1"_s, u"a"_s);
+  files_.appendBinary("x");
+  end(u"1"_s);
+  EXPECT_TRUE(replies_.isEmpty());
+  ASSERT_EQ(log_.lines().size(), 1);
+  EXPECT_TRUE(log_.lines()[0].startsWith(u"[file] Failed to open file for writing: "_s))
+      << log_.lines()[0].toStdString();
+  EXPECT_GT(log_.lines()[0].size(), u"[file] Failed to open file for writing: "_s.size());
+}
+
+TEST_F(IncomingFilesTest, makesTheDownloadFolderWhenItIsMissing) {
+  downloadFolder_ = folder_.filePath(u"deep/down"_s);
+  start(u"1"_s, u"a"_s);
+  EXPECT_TRUE(QFileInfo(folder_.filePath(u"deep/down/a"_s)).isFile());
+}
+
+TEST_F(IncomingFilesTest, fallsBackToTheFolderForTemporaryFiles) {
+  EXPECT_EQ(usableDownloadFolder({}), QDir::tempPath());
+  EXPECT_EQ(usableDownloadFolder(u"/proc/no/such"_s), QDir::tempPath());
+  EXPECT_EQ(usableDownloadFolder(u"/dev/null"_s), QDir::tempPath());
+  EXPECT_EQ(usableDownloadFolder(folder_.path()), folder_.path());
+}
+
+TEST_F(IncomingFilesTest, opensABoundedNumberOfFiles) {
+  for (size_t i = 0; i < IncomingFiles::kMaxOpen; ++i) start(QString::number(i), u"a"_s);
+  replies_.clear();
+  start(u"more"_s, u"b"_s);
+  EXPECT_EQ(replies_, QList<JsonObject>{fileRejected(u"more"_s, u"b"_s, "too many"_L1)});
+  EXPECT_FALSE(names().contains(u"b"_s));
+  start(u"0"_s, u"b"_s);  // Takes the place of an open one.
+  EXPECT_EQ(replies_.last(), ready(u"0"_s));
+  end(u"0"_s);
+  start(u"more"_s, u"c"_s);
+  EXPECT_EQ(replies_.last(), ready(u"more"_s));
+}
+
+TEST_F(IncomingFilesTest, endsEveryTransferWhenTheDiskIsTooSlow) {
+  start(u"1"_s, u"a"_s);
+  start(u"2"_s, u"b"_s);
+  files_.appendBinary("half");
+  replies_.clear();
+  log_.clear();
+  files_.abandonAll();
+  EXPECT_EQ(replies_, (QList<JsonObject>{fileRejected(u"1"_s, u"a"_s, "overloaded"_L1),
+                                         fileRejected(u"2"_s, u"b"_s, "overloaded"_L1)}));
+  EXPECT_EQ(log_.lines(), (QStringList{u"[file] the disk is too slow, giving up id=1"_s,
+                                       u"[file] the disk is too slow, giving up id=2"_s}));
+  end(u"1"_s);
+  EXPECT_EQ(replies_.size(), 2);
+  EXPECT_FALSE(QFile::permissions(folder_.filePath(u"a"_s)) & QFile::ReadOwner);
+}
+
+TEST(DecodeStrictBase64Test, decodesTheStandardAlphabet) {
+  QByteArray all;
+  for (int i = 0; i < 256; ++i) all.append(static_cast<char>(i));
+  EXPECT_EQ(decodeStrictBase64(QString::fromLatin1(all.toBase64())), all);
+  EXPECT_EQ(decodeStrictBase64(u"+/+/"_s), QByteArray("\xfb\xff\xbf"));
+  EXPECT_EQ(decodeStrictBase64(u""_s), QByteArray());
+}
+
+}  // namespace
+}  // namespace vantora
