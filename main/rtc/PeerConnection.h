@@ -23,6 +23,8 @@ QString signalingStateName(SignalingState state);
 
 // ICE connection states with the numbers that the log line shows.
 enum class IceState { fresh = 0, checking, connected, completed, failed, disconnected, closed, count };
+// "new", "checking", ... as the log and the menu show it; "unknown" for a value outside the list.
+QString iceStateLabel(IceState state);
 
 struct IceCandidate {
   QString candidate;

@@ -1,6 +1,7 @@
 #include "main/session/Host.h"
 
 #include "main/base/Log.h"
+#include "main/session/ChatOutbox.h"
 #include "main/video/sdp/BitrateHints.h"
 
 namespace vantora {
@@ -134,6 +135,10 @@ void Host::handle(const JsonObject& message) {
   } else if (*type == "reaction_broadcast"_L1) {
     chat_.handleReactionBroadcast(message);
   }
+}
+
+void Host::sendChat(const QString& text) {
+  if (const auto message = chatSendMessage(text)) signaler_->send(*message);
 }
 
 OfferShape Host::offerShape() const {

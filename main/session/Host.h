@@ -81,6 +81,8 @@ class Host {
   ChatInbox& chat() { return chat_; }
   bool isFileReceiveAllowed() const { return files_.isFileReceiveAllowed(); }
   void setFileReceiveAllowed(bool allow);
+  // Says `text` to the room; dropped when it is blank or there is no signalling connection. The server's echo shows it.
+  void sendChat(const QString& text);
   // Called whenever something that the menu shows changed.
   void setChangedHandler(std::function<void()> handler) { changedHandler_ = std::move(handler); }
 

@@ -10,28 +10,6 @@ constexpr std::chrono::milliseconds kDisconnectedGrace{2000};
 
 }  // namespace
 
-QString iceStateLabel(IceState state) {
-  switch (state) {
-    case IceState::fresh:
-      return QStringLiteral("new");
-    case IceState::checking:
-      return QStringLiteral("checking");
-    case IceState::connected:
-      return QStringLiteral("connected");
-    case IceState::completed:
-      return QStringLiteral("completed");
-    case IceState::failed:
-      return QStringLiteral("failed");
-    case IceState::disconnected:
-      return QStringLiteral("disconnected");
-    case IceState::closed:
-      return QStringLiteral("closed");
-    case IceState::count:
-      return QStringLiteral("count");
-  }
-  return QStringLiteral("unknown");
-}
-
 void IceMonitor::iceConnectionDidChange(IceState state) {
   logLine(QStringLiteral("ICE state: %1 (%2)").arg(iceStateLabel(state)).arg(static_cast<int>(state)));
   iceState_ = state;

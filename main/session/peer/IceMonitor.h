@@ -9,9 +9,6 @@
 
 namespace vantora {
 
-// "new", "checking", ... as the log and the menu show it; "unknown" for a value outside the list.
-QString iceStateLabel(IceState state);
-
 // Thread: main. Owner: Host. Lives across peer connections.
 class IceMonitor {
  public:

@@ -1,0 +1,149 @@
+#include "main/ui/HostStatusBar.h"
+
+#include <QClipboard>
+#include <QGuiApplication>
+#include <QTimer>
+
+#include "main/base/Characters.h"
+#include "main/base/Log.h"
+#include "main/ui/StatusIcon.h"
+
+namespace vantora {
+
+using namespace Qt::Literals::StringLiterals;
+
+HostStatusBar::HostStatusBar(HostFace& face, const QDBusConnection& bus, HostChatWindow::OpenUrl openUrl)
+    : face_(face),
+      openUrl_(std::move(openUrl)),
+      badge_(bus),
+      tray_(bus, {.triggered = [this](MenuAction action) { perform(action); }, .activated = [this] { showPanel(); }}) {
+  updateButton();
+  rebuildMenu();
+  chatWindow();
+}
+
+HostChatWindow& HostStatusBar::chatWindow() {
+  if (!chatWindow_) {
+    chatWindow_ = std::make_unique<HostChatWindow>(face_, openUrl_);
+    chatWindow_->setShownHandler([this] { clearUnread(); });
+  }
+  return *chatWindow_;
+}
+
+void HostStatusBar::refresh() {
+  rebuildMenu();
+  updateButton();
+}
+
+void HostStatusBar::updateButton() {
+  const HostState& state = face_.state();
+  tray_.setLook(
+      {.fill = statusColor(state.iceState), .unread = unreadChatCount_ >= 1, .toolTip = statusToolTip(state)});
+}
+
+void HostStatusBar::rebuildMenu() {
+  tray_.setRows(menuRows(face_.state()));
+  if (panel_) panel_->setState(face_.state(), unreadChatCount_);
+}
+
+void HostStatusBar::presentChat(const QString& from, const QString& text, qint64 ts) {
+  logLine(u"[chat-ui] presentChat from="_s + from + u" len="_s + QString::number(characterCount(text)));
+  HostChatWindow& window = chatWindow();
+  window.append(from, text, ts);
+  if (window.isVisible() && !window.isMinimized()) {
+    clearUnread();
+  } else {
+    bumpUnread();
+  }
+}
+
+void HostStatusBar::bumpUnread() {
+  ++unreadChatCount_;
+  showBadge();
+  updateButton();
+  rebuildMenu();
+}
+
+void HostStatusBar::clearUnread() {
+  if (unreadChatCount_ == 0) return;
+  unreadChatCount_ = 0;
+  showBadge();
+  updateButton();
+  rebuildMenu();
+}
+
+void HostStatusBar::showBadge() {
+  // Of many messages that came together only the last count is worth telling the desktop.
+  if (std::exchange(badgePending_, true)) return;
+  QTimer::singleShot(0, &context_, [this] {
+    badgePending_ = false;
+    badge_.setCount(unreadChatCount_);
+  });
+}
+
+void HostStatusBar::showChatWindow() {
+  chatWindow().present();
+  clearUnread();
+}
+
+void HostStatusBar::showPanel() {
+  if (!panel_) panel_ = std::make_unique<HostPanel>([this](MenuAction action) { perform(action); });
+  panel_->setState(face_.state(), unreadChatCount_);
+  panel_->present();
+}
+
+void HostStatusBar::perform(MenuAction action) {
+  switch (action) {
+    case MenuAction::toggleSharing:
+      return toggleSharing();
+    case MenuAction::copyRoom:
+      return copyRoomAction();
+    case MenuAction::copyPIN:
+      return copyPINAction();
+    case MenuAction::regenPIN:
+      return regenPINAction();
+    case MenuAction::toggleAllowControl:
+      return toggleAllowControl();
+    case MenuAction::toggleAllowFiles:
+      return toggleAllowFiles();
+    case MenuAction::showChatWindow:
+      return showChatWindow();
+    case MenuAction::quit:
+      return quitAction();
+    case MenuAction::none:
+      return;
+  }
+}
+
+void HostStatusBar::toggleSharing() {
+  if (face_.state().sharingEnabled) {
+    face_.stopSharing();
+  } else {
+    face_.startSharing();
+  }
+  rebuildMenu();
+}
+
+void HostStatusBar::copyRoomAction() { QGuiApplication::clipboard()->setText(face_.state().roomId); }
+
+void HostStatusBar::copyPINAction() { QGuiApplication::clipboard()->setText(face_.state().controlPIN); }
+
+void HostStatusBar::regenPINAction() {
+  if (face_.state().pinLockedByEnv) return;
+  face_.regeneratePIN();
+  rebuildMenu();
+}
+
+void HostStatusBar::toggleAllowControl() {
+  face_.setAllowRemoteControl(!face_.state().allowRemoteControl);
+  rebuildMenu();
+}
+
+void HostStatusBar::toggleAllowFiles() {
+  face_.setFileReceiveAllowed(!face_.state().allowIncomingFiles);
+  rebuildMenu();
+}
+
+void HostStatusBar::quitAction() { face_.quit(); }
+
+}  // namespace vantora

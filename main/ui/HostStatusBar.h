@@ -1,0 +1,72 @@
+// The face of the host: the item in the tray with its menu, and the windows behind it.
+#pragma once
+
+#include <QDBusConnection>
+#include <QObject>
+#include <memory>
+
+#include "main/ui/HostFace.h"
+#include "main/ui/LauncherBadge.h"
+#include "main/ui/chat/HostChatWindow.h"
+#include "main/ui/panel/HostPanel.h"
+#include "main/ui/tray/Tray.h"
+
+namespace vantora {
+
+// Thread: main (of the interface). Owner: UserInterface, for the life of the process.
+class HostStatusBar {
+ public:
+  // `face` must outlive this object. An empty `openUrl` means the user's browser.
+  HostStatusBar(HostFace& face, const QDBusConnection& bus, HostChatWindow::OpenUrl openUrl = {});
+  HostStatusBar(const HostStatusBar&) = delete;
+  HostStatusBar& operator=(const HostStatusBar&) = delete;
+
+  // Something that the menu shows has changed.
+  void refresh();
+  // Icon and tooltip.
+  void updateButton();
+  // The rows, all of them anew.
+  void rebuildMenu();
+
+  // A chat message or reaction arrived; `ts` is in milliseconds since 1970.
+  void presentChat(const QString& from, const QString& text, qint64 ts);
+  // One more message that nobody has seen.
+  void bumpUnread();
+
+  // Brings the chat window to the front, ready for typing; everything counts as read.
+  void showChatWindow();
+  // Brings the menu's window counterpart to the front.
+  void showPanel();
+
+  // What a row of the menu does.
+  void perform(MenuAction action);
+  void toggleSharing();
+  void copyRoomAction();
+  void copyPINAction();
+  void regenPINAction();
+  void toggleAllowControl();
+  void toggleAllowFiles();
+  void quitAction();
+
+  qint64 unreadChatCount() const { return unreadChatCount_; }
+  // Whether the item can be seen in a tray.
+  bool trayShown() const { return tray_.shown(); }
+  HostChatWindow& chatWindow();
+
+ private:
+  void clearUnread();
+  void showBadge();
+
+  HostFace& face_;
+  const HostChatWindow::OpenUrl openUrl_;
+  qint64 unreadChatCount_ = 0;
+  bool badgePending_ = false;
+  LauncherBadge badge_;
+  Tray tray_;
+  std::unique_ptr<HostChatWindow> chatWindow_;
+  std::unique_ptr<HostPanel> panel_;
+  // Goes first: its timers use what is above.
+  QObject context_;
+};
+
+}  // namespace vantora

@@ -1,0 +1,29 @@
+#include "main/ui/UserInterface.h"
+
+#include <QApplication>
+
+#include "main/ui/StatusIcon.h"
+
+namespace vantora {
+
+UserInterface::UserInterface(HostFace& face, const InfoDictionary& info, const QDBusConnection& bus)
+    : face_(face),
+      appearance_(bus),
+      statusBar_(face, bus),
+      notifications_(bus, info, [this] { statusBar_.showChatWindow(); }) {
+  QApplication::setQuitOnLastWindowClosed(false);
+  // Windows carry the bolt at its best, whatever the connection does.
+  QApplication::setWindowIcon(makeStatusIcon(statusColor(IceState::connected), false));
+  QGuiApplication::setDesktopFileName(QStringLiteral("vantora-host"));
+  face_.setChangedHandler([this] { statusBar_.refresh(); });
+  statusBar_.refresh();
+}
+
+UserInterface::~UserInterface() { face_.setChangedHandler({}); }
+
+void UserInterface::handleReopen() {
+  statusBar_.showChatWindow();
+  if (!statusBar_.trayShown()) statusBar_.showPanel();
+}
+
+}  // namespace vantora

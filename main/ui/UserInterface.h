@@ -1,0 +1,43 @@
+// Everything that the local user sees of the program.
+#pragma once
+
+#include <QDBusConnection>
+
+#include "main/base/InfoDictionary.h"
+#include "main/ui/DesktopAppearance.h"
+#include "main/ui/HostFace.h"
+#include "main/ui/HostStatusBar.h"
+#include "main/ui/UserNotifications.h"
+
+namespace vantora {
+
+// Needs a QApplication. Takes the changed-handler of `face`. Thread: main of the interface's process. Owner: its entry
+// point, until the process ends.
+class UserInterface {
+ public:
+  // `face` must outlive this object. Nothing here waits for `bus` or for who is on it.
+  UserInterface(HostFace& face, const InfoDictionary& info, const QDBusConnection& bus = QDBusConnection::sessionBus());
+  ~UserInterface();
+  UserInterface(const UserInterface&) = delete;
+  UserInterface& operator=(const UserInterface&) = delete;
+
+  // A chat message or reaction for the chat window; `ts` is in milliseconds since 1970.
+  void presentChat(const QString& from, const QString& text, qint64 ts) { statusBar_.presentChat(from, text, ts); }
+  // A notification of the desktop.
+  void deliverHostNotification(const QString& title, const QString& body) {
+    notifications_.deliverHostNotification(title, body);
+  }
+  // The program was started once more: the chat window comes to the front, and where no tray shows the menu, its window
+  // counterpart beside it.
+  void handleReopen();
+
+  HostStatusBar& statusBar() { return statusBar_; }
+
+ private:
+  HostFace& face_;
+  DesktopAppearance appearance_;
+  HostStatusBar statusBar_;
+  UserNotifications notifications_;
+};
+
+}  // namespace vantora

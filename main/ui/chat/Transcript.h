@@ -1,0 +1,43 @@
+// The conversation as it stands in the chat window.
+#pragma once
+
+#include <QTextBrowser>
+#include <functional>
+
+#include "main/ui/chat/ChatLine.h"
+
+namespace vantora {
+
+// Read-only text that can be selected and copied; a press on a link hands its address to `openLink`. The text is built
+// from pieces, so nothing a sender writes is ever taken for markup. Thread: main. Owner: HostChatWindow.
+class Transcript final : public QTextBrowser {
+ public:
+  using OpenLink = std::function<void(const QUrl&)>;
+
+  explicit Transcript(OpenLink openLink, QWidget* parent = nullptr);
+
+  // Adds one line at the end, cuts the transcript to its cap in one deletion and scrolls to the end.
+  void appendLine(QList<ChatPiece> line);
+  // UTF-16 units of the whole text.
+  qsizetype length() const;
+
+ protected:
+  void changeEvent(QEvent* event) override;
+  void resizeEvent(QResizeEvent* event) override;
+  void showEvent(QShowEvent* event) override;
+  // Nothing is ever fetched for the text.
+  QVariant loadResource(int type, const QUrl& name) override;
+
+ private:
+  QTextCharFormat formatOf(const ChatPiece& piece) const;
+  void insert(const QList<ChatPiece>& line);
+  // Colours of the palette stand in the text; they follow when it changes.
+  void recolour();
+  void scrollToEndSoon();
+  void updateFonts();
+
+  qreal scale_ = 1;
+  bool scrollPending_ = false;
+};
+
+}  // namespace vantora

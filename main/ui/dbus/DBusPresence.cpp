@@ -1,0 +1,19 @@
+#include "main/ui/dbus/DBusPresence.h"
+
+#include "main/ui/dbus/DBusCall.h"
+
+namespace vantora {
+
+using namespace Qt::Literals::StringLiterals;
+
+DBusPresence::DBusPresence(const QDBusConnection& bus, const QString& name, Changed changed)
+    : watcher_(name, bus, QDBusServiceWatcher::WatchForOwnerChange) {
+  QObject::connect(&watcher_, &QDBusServiceWatcher::serviceOwnerChanged, &watcher_,
+                   [changed](const QString&, const QString&, const QString& owner) { changed(!owner.isEmpty()); });
+  callDBus(bus, dbusDaemonCall(u"NameHasOwner"_s, {name}), &watcher_, [changed](const QDBusMessage& reply) {
+    const bool answered = reply.type() == QDBusMessage::ReplyMessage && !reply.arguments().isEmpty();
+    changed(answered && reply.arguments().constFirst().toBool());
+  });
+}
+
+}  // namespace vantora

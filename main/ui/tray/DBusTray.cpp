@@ -1,0 +1,71 @@
+#include "main/ui/tray/DBusTray.h"
+
+#include <QCoreApplication>
+#include <QDBusVariant>
+
+#include "main/ui/dbus/DBusCall.h"
+
+namespace vantora {
+namespace {
+
+using namespace Qt::Literals::StringLiterals;
+
+constexpr auto kWatcher = "org.kde.StatusNotifierWatcher"_L1;
+constexpr auto kWatcherPath = "/StatusNotifierWatcher"_L1;
+
+QDBusMessage watcherCall(const QString& interface, const QString& method, const QVariantList& arguments) {
+  QDBusMessage call = QDBusMessage::createMethodCall(kWatcher, kWatcherPath, interface, method);
+  call.setArguments(arguments);
+  call.setAutoStartService(false);
+  return call;
+}
+
+}  // namespace
+
+DBusTray::DBusTray(const QDBusConnection& bus, Handlers handlers)
+    : bus_(bus),
+      handlers_(std::move(handlers)),
+      item_(bus, handlers_.activated),
+      menu_(bus, handlers_.triggered),
+      serviceName_(u"org.kde.StatusNotifierItem-%1-1"_s.arg(QCoreApplication::applicationPid())) {
+  if (!bus.isConnected()) {
+    QMetaObject::invokeMethod(
+        &context_, [this] { setShown(false); }, Qt::QueuedConnection);
+    return;
+  }
+  constexpr uint kDoNotQueue = 4;
+  callDBus(bus_, dbusDaemonCall(u"RequestName"_s, {serviceName_, kDoNotQueue}), &context_, {});
+  const auto onHost = [this](const QDBusMessage&) { askForHost(); };
+  hostRegistered_ =
+      std::make_unique<DBusSignal>(bus_, kWatcherPath, kWatcher, u"StatusNotifierHostRegistered"_s, onHost);
+  hostUnregistered_ =
+      std::make_unique<DBusSignal>(bus_, kWatcherPath, kWatcher, u"StatusNotifierHostUnregistered"_s, onHost);
+  presence_ = std::make_unique<DBusPresence>(bus_, kWatcher, [this](bool present) { watcherChanged(present); });
+}
+
+void DBusTray::watcherChanged(bool present) {
+  if (!present) {
+    setShown(false);
+    return;
+  }
+  callDBus(bus_, watcherCall(kWatcher, u"RegisterStatusNotifierItem"_s, {serviceName_}), &context_, {});
+  askForHost();
+}
+
+// A watcher alone only keeps a list; somebody must show it.
+void DBusTray::askForHost() {
+  const QDBusMessage call =
+      watcherCall(u"org.freedesktop.DBus.Properties"_s, u"Get"_s, {kWatcher, u"IsStatusNotifierHostRegistered"_s});
+  callDBus(bus_, call, &context_, [this](const QDBusMessage& reply) {
+    const bool answered = reply.type() == QDBusMessage::ReplyMessage && !reply.arguments().isEmpty();
+    setShown(answered && reply.arguments().constFirst().value<QDBusVariant>().variant().toBool());
+  });
+}
+
+void DBusTray::setShown(bool shown) {
+  if (shown_ == shown) return;
+  shown_ = shown;
+  handlers_.shown(shown);
+}
+
+}  // namespace vantora

@@ -1,0 +1,36 @@
+// A place in the tray of desktops whose panel embeds windows (the older X11 way).
+#pragma once
+
+#include <QMenu>
+#include <QSystemTrayIcon>
+#include <functional>
+
+#include "main/ui/MenuRows.h"
+#include "main/ui/tray/TrayLook.h"
+
+namespace vantora {
+
+// Shows as soon as such a tray is there, also when it comes later or restarts. Thread: main (of the interface). Owner:
+// Tray.
+class LegacyTray {
+ public:
+  explicit LegacyTray(std::function<void(MenuAction)> triggered);
+
+  void setLook(const TrayLook& look);
+  void setRows(const QList<MenuRow>& rows);
+  // Whether there is a tray that shows it now.
+  bool shown() const;
+
+  QMenu& menu() { return menu_; }
+  QSystemTrayIcon& icon() { return icon_; }
+
+ private:
+  void addRow(const MenuRow& row);
+
+  const std::function<void(MenuAction)> triggered_;
+  QMenu menu_;
+  QSystemTrayIcon icon_;
+  TrayLook look_;
+};
+
+}  // namespace vantora

@@ -1,0 +1,30 @@
+// The program's item in a tray that reads it over D-Bus (org.kde.StatusNotifierItem).
+#pragma once
+
+#include <functional>
+
+#include "main/ui/dbus/DBusObject.h"
+#include "main/ui/tray/TrayLook.h"
+
+namespace vantora {
+
+// Thread: main (of the interface). Owner: DBusTray.
+class StatusNotifierItem final : public DBusObject {
+ public:
+  static constexpr auto kPath = "/StatusNotifierItem";
+
+  // `activated`: the panel was pressed in a way that opens no menu.
+  StatusNotifierItem(const QDBusConnection& bus, std::function<void()> activated);
+
+  // Announces only what differs from before.
+  void setLook(const TrayLook& look);
+
+ private:
+  std::optional<QVariantList> call(const QString& method, const QVariantList& arguments) override;
+  QVariantMap properties() const override;
+
+  const std::function<void()> activated_;
+  TrayLook look_;
+};
+
+}  // namespace vantora

@@ -1,0 +1,17 @@
+// What a tray shows of the program.
+#pragma once
+
+#include <QColor>
+#include <QString>
+
+namespace vantora {
+
+struct TrayLook {
+  QColor fill;
+  bool unread = false;
+  QString toolTip;
+
+  bool operator==(const TrayLook&) const = default;
+};
+
+}  // namespace vantora

@@ -1,0 +1,33 @@
+// The application object of a test program with windows.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <QApplication>
+
+namespace vantora::testing_ui {
+
+// Windows live in memory; nothing of the caller's desktop is seen or touched. The same look on every machine.
+inline QApplication& application() {
+  static int argumentCount = 1;
+  static char name[] = "test";
+  static char* arguments[] = {name, nullptr};
+  static const bool prepared = [] {
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    qputenv("QT_LOGGING_RULES", "qt.text.font.db.warning=false;qt.qpa.*=false");
+    qunsetenv("DBUS_SESSION_BUS_ADDRESS");
+    return true;
+  }();
+  // Never destroyed: that would be after the toolkit's own statics.
+  static auto* application = new QApplication(argumentCount, arguments);
+  static_cast<void>(prepared);
+  return *application;
+}
+
+// Base of tests with windows: the application is there before their members.
+class UiTest : public testing::Test {
+ protected:
+  UiTest() { application(); }
+};
+
+}  // namespace vantora::testing_ui

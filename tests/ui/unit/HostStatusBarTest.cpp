@@ -1,0 +1,154 @@
+#include <gtest/gtest.h>
+
+#include <QClipboard>
+
+#include "main/ui/HostStatusBar.h"
+#include "main/ui/UserInterface.h"
+#include "tests/fakes/EventLoop.h"
+#include "tests/fakes/FakeHostFace.h"
+#include "tests/fakes/PrintQt.h"
+#include "tests/fakes/RecordedLog.h"
+#include "tests/ui/support/WidgetsApplication.h"
+
+using namespace Qt::Literals::StringLiterals;
+
+namespace vantora {
+namespace {
+
+// No bus and no tray: what is left must work alone.
+class HostStatusBarTest : public testing_ui::UiTest {
+ protected:
+  void setState(const std::function<void(HostState&)>& with) { face_.change(with); }
+  QString clipboard() { return QGuiApplication::clipboard()->text(); }
+  QWidget* panel() {
+    for (QWidget* window : QApplication::topLevelWidgets()) {
+      if (window->windowTitle() == u"Vantora Host"_s && window->isVisible()) return window;
+    }
+    return nullptr;
+  }
+
+  fakes::RecordedLog log_;
+  fakes::FakeHostFace face_;
+  UserInterface interface_{face_, InfoDictionary(), QDBusConnection(u"nowhere"_s)};
+  HostStatusBar& bar_ = interface_.statusBar();
+};
+
+TEST_F(HostStatusBarTest, startsAndStopsSharing) {
+  bar_.perform(MenuAction::toggleSharing);
+  setState([](HostState& state) { state.sharingEnabled = true; });
+  bar_.perform(MenuAction::toggleSharing);
+  EXPECT_EQ(face_.taken(), (QStringList{u"startSharing"_s, u"stopSharing"_s}));
+}
+
+TEST_F(HostStatusBarTest, copiesRoomAndPIN) {
+  bar_.perform(MenuAction::copyRoom);
+  EXPECT_EQ(clipboard(), u"desk-7"_s);
+  bar_.perform(MenuAction::copyPIN);
+  EXPECT_EQ(clipboard(), u"000042"_s);
+  EXPECT_TRUE(face_.taken().isEmpty());
+}
+
+TEST_F(HostStatusBarTest, asksForANewPINUnlessItIsLocked) {
+  bar_.perform(MenuAction::regenPIN);
+  EXPECT_EQ(face_.taken(), QStringList{u"regeneratePIN"_s});
+  setState([](HostState& state) { state.pinLockedByEnv = true; });
+  bar_.perform(MenuAction::regenPIN);
+  EXPECT_TRUE(face_.taken().isEmpty());
+}
+
+TEST_F(HostStatusBarTest, turnsPermissionsOver) {
+  bar_.perform(MenuAction::toggleAllowControl);
+  bar_.perform(MenuAction::toggleAllowFiles);
+  setState([](HostState& state) { state.allowRemoteControl = state.allowIncomingFiles = false; });
+  bar_.perform(MenuAction::toggleAllowControl);
+  bar_.perform(MenuAction::toggleAllowFiles);
+  EXPECT_EQ(face_.taken(), (QStringList{u"control 0"_s, u"files 0"_s, u"control 1"_s, u"files 1"_s}));
+}
+
+TEST_F(HostStatusBarTest, endsTheProgram) {
+  bar_.perform(MenuAction::quit);
+  EXPECT_EQ(face_.taken(), QStringList{u"quit"_s});
+}
+
+TEST_F(HostStatusBarTest, doesNothingForALabel) {
+  bar_.perform(MenuAction::none);
+  EXPECT_TRUE(face_.taken().isEmpty());
+}
+
+TEST_F(HostStatusBarTest, hasItsChatWindowHiddenFromTheStart) {
+  EXPECT_FALSE(bar_.chatWindow().isVisible());
+  bar_.perform(MenuAction::showChatWindow);
+  EXPECT_TRUE(bar_.chatWindow().isVisible());
+}
+
+TEST_F(HostStatusBarTest, logsWhoSaidHowMuch) {
+  interface_.presentChat(u"viewer"_s, u"ab\U0001F468\u200D\U0001F469\u200D\U0001F467"_s, 0);
+  EXPECT_EQ(log_.lines(), QStringList{u"[chat-ui] presentChat from=viewer len=3"_s});
+}
+
+TEST_F(HostStatusBarTest, countsMessagesWhileTheWindowIsHidden) {
+  interface_.presentChat(u"viewer"_s, u"one"_s, 0);
+  interface_.presentChat(u"viewer"_s, u"two"_s, 0);
+  EXPECT_EQ(bar_.unreadChatCount(), 2);
+  EXPECT_TRUE(bar_.chatWindow().transcript().toPlainText().contains(u"VIEWER: two"_s));
+  bar_.showChatWindow();
+  EXPECT_EQ(bar_.unreadChatCount(), 0);
+}
+
+TEST_F(HostStatusBarTest, countsNothingWhileTheWindowIsOnScreen) {
+  bar_.showChatWindow();
+  interface_.presentChat(u"viewer"_s, u"one"_s, 0);
+  EXPECT_EQ(bar_.unreadChatCount(), 0);
+  bar_.chatWindow().close();
+  interface_.presentChat(u"viewer"_s, u"two"_s, 0);
+  EXPECT_EQ(bar_.unreadChatCount(), 1);
+}
+
+TEST_F(HostStatusBarTest, countsAMinimisedWindowAsHidden) {
+  bar_.showChatWindow();
+  bar_.chatWindow().setWindowState(Qt::WindowMinimized);
+  interface_.presentChat(u"viewer"_s, u"one"_s, 0);
+  EXPECT_EQ(bar_.unreadChatCount(), 1);
+  bar_.showChatWindow();
+  EXPECT_FALSE(bar_.chatWindow().isMinimized());
+  EXPECT_EQ(bar_.unreadChatCount(), 0);
+}
+
+TEST_F(HostStatusBarTest, clearsTheCountWhenAMessageArrivesInSight) {
+  bar_.showChatWindow();
+  bar_.bumpUnread();
+  EXPECT_EQ(bar_.unreadChatCount(), 1);
+  interface_.presentChat(u"viewer"_s, u"one"_s, 0);
+  EXPECT_EQ(bar_.unreadChatCount(), 0);
+}
+
+TEST_F(HostStatusBarTest, raisesChatAndPanelOnASecondLaunchWithoutATray) {
+  EXPECT_EQ(panel(), nullptr);
+  interface_.handleReopen();
+  EXPECT_TRUE(bar_.chatWindow().isVisible());
+  ASSERT_NE(panel(), nullptr);
+}
+
+TEST_F(HostStatusBarTest, keepsAnOpenPanelUpToDate) {
+  interface_.handleReopen();
+  ASSERT_NE(panel(), nullptr);
+  setState([](HostState& state) { state.iceState = IceState::failed; });
+  bool found = false;
+  for (const QLabel* label : panel()->findChildren<QLabel*>()) found |= label->text() == u"Connection: failed"_s;
+  EXPECT_TRUE(found);
+}
+
+TEST_F(HostStatusBarTest, staysSilentWithoutAnythingToShowItselfIn) {
+  interface_.deliverHostNotification(u"Chat from A"_s, u"x"_s);
+  testing_loop::drain();
+  EXPECT_TRUE(log_.lines().isEmpty());
+}
+
+TEST_F(HostStatusBarTest, letsTheSessionGoWhenItEnds) {
+  fakes::FakeHostFace other;
+  { UserInterface shortLived(other, InfoDictionary(), QDBusConnection(u"nowhere"_s)); }
+  EXPECT_FALSE(other.hasChangedHandler());
+}
+
+}  // namespace
+}  // namespace vantora

@@ -1,0 +1,149 @@
+#include <gtest/gtest.h>
+
+#include <QScrollBar>
+#include <QTextBlock>
+
+#include "main/ui/Theme.h"
+#include "main/ui/chat/Transcript.h"
+#include "tests/fakes/EventLoop.h"
+#include "tests/fakes/PrintQt.h"
+#include "tests/ui/support/WidgetsApplication.h"
+
+using namespace Qt::Literals::StringLiterals;
+
+namespace vantora {
+namespace {
+
+class TranscriptTest : public testing_ui::UiTest {
+ protected:
+  TranscriptTest() { transcript_.resize(456, 500); }
+  void say(const QString& text) { transcript_.appendLine(chatLine(u"a"_s, text, 0, QLocale::c())); }
+  // A line that makes the transcript exactly `length` long.
+  void fillTo(qsizetype length) {
+    const qsizetype around = lengthOf(chatLine(u"a"_s, {}, 0, QLocale::c()));
+    say(QString(length - transcript_.length() - around, u'x'));
+    ASSERT_EQ(transcript_.length(), length);
+  }
+  QColor colourOf(const QString& word) {
+    const QTextCursor found = transcript_.document()->find(word);
+    return found.charFormat().foreground().color();
+  }
+
+  QList<QUrl> opened_;
+  Transcript transcript_{[this](const QUrl& url) { opened_.append(url); }};
+};
+
+TEST_F(TranscriptTest, showsOneLineAfterTheOther) {
+  say(u"one"_s);
+  say(u"two"_s);
+  const QString time = QLocale::c().toString(QDateTime::fromMSecsSinceEpoch(0).time(), QLocale::ShortFormat);
+  EXPECT_EQ(transcript_.toPlainText(), u"A: one %1\nA: two %1\n"_s.arg(time));
+  EXPECT_TRUE(transcript_.isReadOnly());
+}
+
+TEST_F(TranscriptTest, setsNameTextAndTimeApart) {
+  say(u"word"_s);
+  const auto format = [this](const QString& word) { return transcript_.document()->find(word).charFormat(); };
+  const QString time = QLocale::c().toString(QDateTime::fromMSecsSinceEpoch(0).time(), QLocale::ShortFormat);
+  EXPECT_TRUE(format(u"A:"_s).font().bold());
+  EXPECT_EQ(format(u"A:"_s).font().pixelSize(), 13);
+  EXPECT_FALSE(format(u"word"_s).font().bold());
+  EXPECT_EQ(format(u"word"_s).font().pixelSize(), 13);
+  EXPECT_EQ(format(time).font().pixelSize(), 11);
+  EXPECT_EQ(format(time).foreground().color(), theme::secondaryText(transcript_.palette()));
+}
+
+TEST_F(TranscriptTest, keepsTwoHundredThousandUnitsAndOfOneMoreTheLastHundredAndFiftyThousand) {
+  fillTo(100000);
+  fillTo(200000);
+  EXPECT_EQ(transcript_.length(), 200000);
+  const QString before = transcript_.toPlainText();
+  const QList<ChatPiece> last{{ChatRole::text, u"z"_s, {}}};
+  transcript_.appendLine(last);
+  EXPECT_EQ(transcript_.length(), 150000);
+  EXPECT_EQ(transcript_.toPlainText(), (before + u'z').last(150000));
+}
+
+TEST_F(TranscriptTest, countsInUtf16Units) {
+  // Each emoji is two units.
+  transcript_.appendLine({{ChatRole::text, u"\U0001F680"_s.repeated(100000), {}}});
+  EXPECT_EQ(transcript_.length(), 200000);
+  transcript_.appendLine({{ChatRole::text, u"z"_s, {}}});
+  EXPECT_EQ(transcript_.length(), 150000);
+}
+
+TEST_F(TranscriptTest, keepsTheEndOfALineThatIsLongerThanAllOfIt) {
+  say(u"before"_s);
+  const QString huge = u"abcdefghij"_s.repeated(100000);
+  transcript_.appendLine({{ChatRole::text, huge, {}}});
+  EXPECT_EQ(transcript_.length(), 150000);
+  EXPECT_EQ(transcript_.toPlainText(), huge.last(150000));
+  say(u"after"_s);
+  EXPECT_TRUE(transcript_.toPlainText().contains(u"after"_s));
+}
+
+TEST_F(TranscriptTest, scrollsToTheEndOfEveryNewLine) {
+  transcript_.show();
+  for (int i = 0; i < 100; ++i) say(u"line %1"_s.arg(i));
+  QScrollBar* bar = transcript_.verticalScrollBar();
+  EXPECT_TRUE(testing_loop::waitFor([&] { return bar->maximum() > 0 && bar->value() == bar->maximum(); }));
+  bar->setValue(0);
+  say(u"one more"_s);
+  EXPECT_TRUE(testing_loop::waitFor([&] { return bar->value() == bar->maximum(); }));
+}
+
+TEST_F(TranscriptTest, showsMarkupAsTheTextItIs) {
+  const QString sly = u"<b>bold</b><img src=\"http://x.example/y.png\"><a href=\"https://x.example\">safe</a> &amp;"_s;
+  say(sly);
+  EXPECT_TRUE(transcript_.toPlainText().contains(sly));
+  EXPECT_FALSE(transcript_.document()->find(u"bold"_s).charFormat().font().bold());
+  EXPECT_FALSE(transcript_.document()->find(u"safe"_s).charFormat().isAnchor());
+  EXPECT_FALSE(transcript_.document()->find(QString(QChar::ObjectReplacementCharacter)).charFormat().isImageFormat());
+}
+
+TEST_F(TranscriptTest, survivesEveryKindOfCharacter) {
+  QString odd;
+  for (char16_t unit = 0; unit < 0xFFFF; ++unit) odd += QChar(unit);
+  say(odd);
+  transcript_.show();
+  testing_loop::drain();
+  say(QString(QChar(0xFDD0)) + QChar(0xFDD1) + QChar::ObjectReplacementCharacter + QChar(0xD800) + u"\u202E"_s);
+  say(u"end"_s);
+  testing_loop::drain();
+  EXPECT_FALSE(transcript_.grab().isNull());
+  EXPECT_TRUE(transcript_.toPlainText().contains(u"A: end"_s));
+}
+
+TEST_F(TranscriptTest, handsOverTheAddressOfALink) {
+  say(u"look: https://x.example/y."_s);
+  const QTextCursor link = transcript_.document()->find(u"x.example"_s);
+  EXPECT_TRUE(link.charFormat().isAnchor());
+  EXPECT_EQ(link.charFormat().anchorHref(), u"https://x.example/y"_s);
+  Q_EMIT transcript_.anchorClicked(QUrl(link.charFormat().anchorHref()));
+  EXPECT_EQ(opened_, QList<QUrl>{QUrl(u"https://x.example/y"_s)});
+  // It stays on its page.
+  EXPECT_TRUE(transcript_.toPlainText().contains(u"look"_s));
+}
+
+TEST_F(TranscriptTest, readsFromTheRightWhereTheMessageDoes) {
+  say(u"hello"_s);
+  say(u"שלום לכולם"_s);
+  const QTextBlock first = transcript_.document()->begin();
+  EXPECT_EQ(first.textDirection(), Qt::LeftToRight);
+  EXPECT_EQ(first.next().textDirection(), Qt::RightToLeft);
+}
+
+TEST_F(TranscriptTest, followsWhenTheDesktopTurnsDark) {
+  say(u"word https://x.example"_s);
+  const QString time = QLocale::c().toString(QDateTime::fromMSecsSinceEpoch(0).time(), QLocale::ShortFormat);
+  transcript_.setPalette(theme::darkPalette());
+  EXPECT_EQ(colourOf(time), theme::secondaryText(theme::darkPalette()));
+  EXPECT_EQ(colourOf(u"x.example"_s), theme::link(theme::darkPalette()));
+  // The text itself has no colour of its own: it takes the palette's.
+  EXPECT_FALSE(transcript_.document()->find(u"word"_s).charFormat().hasProperty(QTextFormat::ForegroundBrush));
+  say(u"later"_s);
+  EXPECT_EQ(colourOf(time), theme::secondaryText(theme::darkPalette()));
+}
+
+}  // namespace
+}  // namespace vantora
