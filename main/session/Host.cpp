@@ -66,17 +66,9 @@ Host::Host(const QString& room, Configuration configuration, Platform platform)
       CursorMonitor::Desktop{.cursor = platform_.cursor, .accessibility = platform_.accessibility}, outlet_,
       settings_.cursorDebug);
   dispatcher_ = std::make_unique<ControlDispatcher>(outlet_, platform_.scheduler, [this](Gate gate) {
-    switch (gate) {
-      case Gate::none:
-        return true;
-      case Gate::input:
-        return authorisation_->inputRight();
-      case Gate::command:
-        return authorisation_->commandRight();
-      case Gate::file:
-        return files_.isFileReceiveAllowed();
-    }
-    return false;
+    ControlRights rights = authorisation_->rights();
+    rights.allowIncomingFiles = files_.isFileReceiveAllowed();
+    return isOpen(gate, rights);
   });
   bindControlMessages();
 

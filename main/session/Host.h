@@ -78,6 +78,8 @@ class Host {
   void startSharing() { sharing_.startSharing(); }
   void stopSharing() { sharing_.stopSharing(); }
   ControlAuthorisation& authorisation() { return *authorisation_; }
+  // Whether a control message of this type has somebody who carries it out.
+  bool carriesOut(QLatin1StringView type) const { return dispatcher_->handles(type); }
   ChatInbox& chat() { return chat_; }
   bool isFileReceiveAllowed() const { return files_.isFileReceiveAllowed(); }
   void setFileReceiveAllowed(bool allow);

@@ -16,6 +16,13 @@ ControlAuthorisation::ControlAuthorisation(Settings settings, ControlOutlet& out
 
 bool ControlAuthorisation::isDemoRoom() const { return settings_.roomId == "demo"_L1; }
 
+ControlRights ControlAuthorisation::rights() const {
+  return {.allowRemoteControl = allowRemoteControl_,
+          .controlAuthed = controlAuthed_,
+          .controlEnabled = controlEnabled_,
+          .demoRoom = isDemoRoom()};
+}
+
 void ControlAuthorisation::setControlEnabled(bool enabled) {
   const bool ended = controlEnabled_ && !enabled;
   controlEnabled_ = enabled;

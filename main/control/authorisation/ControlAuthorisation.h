@@ -6,6 +6,7 @@
 
 #include "main/base/Json.h"
 #include "main/control/ControlChannel.h"
+#include "main/control/dispatch/ControlRights.h"
 #include "main/session/settings/HostSettings.h"
 
 namespace vantora {
@@ -45,10 +46,12 @@ class ControlAuthorisation {
   // A control channel closed or the viewer was replaced: everything it gained is dropped.
   void resetOnChannelClose();
 
+  // This area's share of what decides about rights; files belong to another.
+  ControlRights rights() const;
   // Pointer and keys.
-  bool inputRight() const { return controlEnabled_; }
+  bool inputRight() const { return isOpen(Gate::input, rights()); }
   // Support commands.
-  bool commandRight() const { return allowRemoteControl_ && (controlAuthed_ || isDemoRoom()); }
+  bool commandRight() const { return isOpen(Gate::command, rights()); }
 
   // "auth": answers whether the token is the PIN.
   void handleAuth(ControlChannel origin, const JsonObject& message);

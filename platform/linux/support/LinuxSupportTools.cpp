@@ -1,5 +1,7 @@
 #include "platform/linux/support/LinuxSupportTools.h"
 
+#include <pthread.h>
+
 #include <map>
 #include <thread>
 
@@ -22,6 +24,7 @@ using Planner = std::function<CommandPlan(const DesktopFacts&)>;
 
 // One thread's work: everything it needs, by value.
 CommandOutcome carryOut(const LinuxSupportSettings& settings, const Planner& planner, const std::stop_token& stop) {
+  (void)pthread_setname_np(pthread_self(), "support");
   const DesktopFacts facts = probeDesktop(settings.environment);
   const CommandPlan plan = planner(facts);
   if (!plan.missing.isEmpty()) {

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <QFile>
 #include <QStringList>
 #include <map>
 
@@ -47,6 +48,19 @@ TEST(AllowedCommandsTest, holdsExactlyTheVocabularyOfTheProtocol) {
   EXPECT_EQ(ids, (QStringList{u"dns-flush"_s, u"open-activity-monitor"_s, u"reveal-downloads"_s, u"toggle-dark-mode"_s,
                               u"clear-safari-cache"_s, u"clear-chrome-cache"_s, u"show-hidden-files"_s,
                               u"hide-hidden-files"_s, u"open-terminal"_s}));
+}
+
+TEST(AllowedCommandsTest, isDocumentedRowByRow) {
+  QFile file(QStringLiteral(VANTORA_DOCS "/support-commands.md"));
+  ASSERT_TRUE(file.open(QIODevice::ReadOnly)) << file.fileName().toStdString();
+  const QString text = QString::fromUtf8(file.readAll());
+  QStringList documented;
+  for (const QString& line : text.sliced(text.indexOf("<!-- command-table:"_L1)).split(u'\n')) {
+    if (line.startsWith("| `"_L1)) documented.append(line.section(u'`', 1, 1));
+  }
+  QStringList ids;
+  for (const AllowedCommand& command : allowedCommandTable()) ids.append(command.id);
+  EXPECT_EQ(documented, ids);
 }
 
 TEST(AllowedCommandsTest, selectsAnEntryByItsIdWhateverTheTextSays) {
