@@ -88,6 +88,7 @@ void ClipboardSync::proceed() {
 
 void ClipboardSync::write(const QString& text) {
   busy_ = true;
+  viewersText_ = text;
   clipboard_.setText(text, [weak = std::weak_ptr(self_)](qint64 changeCount) {
     const auto alive = weak.lock();
     if (!alive) return;
@@ -115,12 +116,13 @@ void ClipboardSync::readingArrived(const QString& text) {
   if (const auto changeCount = std::exchange(lookedAt_, std::nullopt)) {
     lastClipboardChangeCount_ = *changeCount;
     // A text that the viewer sent meanwhile is about to replace this one: it must not replace the viewer's.
-    if (!nextText_) syncChange(text);
+    if (!nextText_ && text != viewersText_) syncChange(text);
   }
   proceed();
 }
 
 void ClipboardSync::syncChange(const QString& text) {
+  viewersText_.reset();
   logLine(u"[sync] Clipboard changed, syncing to client: \""_s + textPreview(text) + u'"');
   if (outlet_.isOpen(ControlChannel::reliable)) {
     outlet_.send(ControlChannel::reliable, clipboardSyncMessage(text));

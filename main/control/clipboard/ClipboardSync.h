@@ -53,6 +53,9 @@ class ClipboardSync {
   Scheduler& scheduler_;
   bool clipboardSyncEnabled_ = false;
   qint64 lastClipboardChangeCount_ = 0;
+  // The viewer's text while nothing else was seen on the clipboard: desktops have programs that take over what was
+  // copied, which is a change and yet nothing new.
+  std::optional<QString> viewersText_;
   std::unique_ptr<Timer> clipboardMonitorTimer_;
   std::unique_ptr<Timer> soon_;  // A look that a change brought forward.
 

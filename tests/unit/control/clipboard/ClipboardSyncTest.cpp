@@ -268,6 +268,23 @@ TEST_F(ClipboardSyncTest, echoesNothingOnASlowClipboard) {
   EXPECT_TRUE(outlet_.sent.isEmpty());
 }
 
+TEST_F(ClipboardSyncTest, doesNotSendBackTheViewersTextWhenAClipboardManagerTakesItOver) {
+  watch();
+  set(u"viewer"_s);
+  outlet_.take();
+  log_.clear();
+  clipboard_.copy(u"viewer"_s, true);
+  scheduler_.advance(10s);
+  EXPECT_TRUE(outlet_.sent.isEmpty());
+  EXPECT_TRUE(log_.lines().isEmpty());
+  // Once there was something else it is news again.
+  clipboard_.copy(u"person"_s);
+  scheduler_.advance(2s);
+  clipboard_.copy(u"viewer"_s);
+  scheduler_.advance(2s);
+  EXPECT_EQ(outlet_.take(), (QList<Sent>{synced(u"person"_s), synced(u"viewer"_s)}));
+}
+
 TEST_F(ClipboardSyncTest, sendsACopyThatFollowsTheViewersText) {
   watch();
   clipboard_.slow = true;

@@ -1,0 +1,105 @@
+// Another program that copies, with a connection of its own.
+#pragma once
+
+#include <poll.h>
+#include <xcb/xcb.h>
+
+#include <QByteArray>
+#include <QString>
+#include <atomic>
+#include <cstdlib>
+#include <cstring>
+#include <mutex>
+#include <thread>
+
+namespace vantora::testing_x11 {
+
+// What it does when it is asked for its text.
+enum class Manners { answers, refuses, silent };
+
+// Owns the clipboard from copy() on and answers requests for its text in one piece, on a thread of its own.
+class OtherProgram {
+ public:
+  explicit OtherProgram(const QString& display, Manners manners = Manners::answers)
+      : connection_(xcb_connect(display.toLocal8Bit().constData(), nullptr)), manners_(manners) {
+    const xcb_screen_t& screen = *xcb_setup_roots_iterator(xcb_get_setup(connection_)).data;
+    window_ = xcb_generate_id(connection_);
+    xcb_create_window(connection_, XCB_COPY_FROM_PARENT, window_, screen.root, 0, 0, 1, 1, 0,
+                      XCB_WINDOW_CLASS_INPUT_ONLY, XCB_COPY_FROM_PARENT, 0, nullptr);
+    clipboard_ = atom("CLIPBOARD");
+    utf8_ = atom("UTF8_STRING");
+    thread_ = std::thread([this] { answer(); });
+  }
+  ~OtherProgram() {
+    quit_ = true;
+    thread_.join();
+    xcb_disconnect(connection_);
+  }
+  OtherProgram(const OtherProgram&) = delete;
+  OtherProgram& operator=(const OtherProgram&) = delete;
+
+  // Returns when the server knows. What is asked from now on gets this text.
+  void copy(const QByteArray& utf8) {
+    {
+      const std::lock_guard lock(mutex_);
+      text_ = utf8;
+    }
+    xcb_set_selection_owner(connection_, window_, clipboard_, XCB_CURRENT_TIME);
+    std::free(xcb_get_selection_owner_reply(connection_, xcb_get_selection_owner(connection_, clipboard_), nullptr));
+  }
+  // Requests that came so far, answered or not.
+  int requests() const { return requests_; }
+
+ private:
+  xcb_atom_t atom(const char* name) {
+    auto* reply = xcb_intern_atom_reply(
+        connection_, xcb_intern_atom(connection_, 0, static_cast<std::uint16_t>(std::strlen(name)), name), nullptr);
+    const xcb_atom_t result = reply ? reply->atom : static_cast<xcb_atom_t>(XCB_NONE);
+    std::free(reply);
+    return result;
+  }
+  void answer() {
+    while (!quit_) {
+      pollfd ready{xcb_get_file_descriptor(connection_), POLLIN, 0};
+      ::poll(&ready, 1, 2);  // An event may also have come with a reply on the other thread.
+      while (xcb_generic_event_t* event = xcb_poll_for_event(connection_)) {
+        if ((event->response_type & 0x7f) == XCB_SELECTION_REQUEST) {
+          answer(*reinterpret_cast<xcb_selection_request_event_t*>(event));
+        }
+        std::free(event);
+      }
+    }
+  }
+  void answer(const xcb_selection_request_event_t& request) {
+    ++requests_;
+    if (manners_ == Manners::silent) return;
+    char memory[32] = {};  // The size of every event on the wire.
+    auto& notice = *reinterpret_cast<xcb_selection_notify_event_t*>(memory);
+    notice.response_type = XCB_SELECTION_NOTIFY;
+    notice.time = request.time;
+    notice.requestor = request.requestor;
+    notice.selection = request.selection;
+    notice.target = request.target;
+    if (request.target == utf8_ && manners_ == Manners::answers) {
+      const std::lock_guard lock(mutex_);
+      notice.property = request.property;
+      xcb_change_property(connection_, XCB_PROP_MODE_REPLACE, request.requestor, request.property, utf8_, 8,
+                          static_cast<std::uint32_t>(text_.size()), text_.constData());
+    }
+    xcb_send_event(connection_, 0, request.requestor, 0, memory);
+    xcb_flush(connection_);
+  }
+
+  xcb_connection_t* connection_;
+  const Manners manners_;
+  xcb_window_t window_ = 0;
+  xcb_atom_t clipboard_ = 0;
+  xcb_atom_t utf8_ = 0;
+  std::mutex mutex_;
+  QByteArray text_;
+  std::atomic<int> requests_ = 0;
+  std::atomic<bool> quit_ = false;
+  std::thread thread_;
+};
+
+}  // namespace vantora::testing_x11
