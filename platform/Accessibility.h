@@ -25,6 +25,7 @@ struct AccessibleElement {
 struct PointedElements {
   QPointF pointer = {};  // Where it was when the elements were looked up; global desktop coordinates.
   std::vector<AccessibleElement> elements = {};
+  bool operator==(const PointedElements&) const = default;
 };
 
 enum class AccessibilityTrust {

@@ -1,10 +1,12 @@
 #include "platform/Platform.h"
 
 #include "platform/NoDesktop.h"
+#include "platform/linux/atspi/AtSpiAccessibility.h"
 #include "platform/linux/support/LinuxSupportTools.h"
 #include "platform/x11/X11Cursor.h"
 #include "platform/x11/X11Displays.h"
 #include "platform/x11/X11InputSynthesis.h"
+#include "platform/x11/X11WindowFinder.h"
 
 namespace vantora {
 
@@ -14,7 +16,7 @@ Platform makePlatform(const Environment& environment) {
             .input = makeX11InputSynthesis(*display),
             .supportTools = makeLinuxSupportTools(),
             .cursor = makeX11Cursor(*display),
-            .accessibility = makeNoAccessibility()};
+            .accessibility = makeAtSpiAccessibility(environment, makeX11WindowFinder(*display))};
   }
   return {.displays = makeNoDisplays(),
           .input = makeNoInputSynthesis(),

@@ -52,6 +52,10 @@ class ChildProcess {
     ::waitpid(std::exchange(pid_, -1), &status, 0);
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
   }
+  // Sends `signal` and does not wait.
+  void send(int signal) const {
+    if (pid_ > 0) ::kill(pid_, signal);
+  }
   // Sends `signal` and waits for the end.
   void end(int signal) {
     if (pid_ <= 0) return;

@@ -1,0 +1,159 @@
+#include "platform/linux/atspi/AtSpiAccessibility.h"
+
+#include <pthread.h>
+
+#include <atomic>
+#include <condition_variable>
+#include <mutex>
+#include <thread>
+#include <utility>
+
+#include "main/base/MainThread.h"
+#include "main/base/ThreadAffinity.h"
+#include "platform/linux/atspi/AtSpiBus.h"
+#include "platform/linux/atspi/AtSpiReader.h"
+
+namespace vantora {
+namespace {
+
+using namespace std::chrono_literals;
+using Clock = std::chrono::steady_clock;
+
+constexpr auto kLookLimit = 250ms;
+constexpr auto kOpenLimit = 1s;
+constexpr auto kBetweenOpenings = 5s;
+
+// The thread's side: finds the bus when asked to, and looks.
+class Worker {
+ public:
+  using Found = std::function<void(PointedElements)>;
+
+  Worker(atspi::BusEnvironment environment, std::unique_ptr<atspi::WindowFinder> windows)
+      : environment_(std::move(environment)), windows_(std::move(windows)) {}
+  ~Worker() {
+    {
+      const std::lock_guard lock(mutex_);
+      quit_ = true;
+    }
+    wake_.notify_one();
+    if (thread_.joinable()) thread_.join();
+  }
+
+  AccessibilityTrust trust() const { return trust_.load(); }
+
+  void open() {
+    if (!thread_.joinable()) thread_ = std::thread([this] { run(); });
+    {
+      const std::lock_guard lock(mutex_);
+      openWanted_ = true;
+    }
+    wake_.notify_one();
+  }
+  // `found` is called on the thread.
+  void look(int most, Found found) {
+    {
+      const std::lock_guard lock(mutex_);
+      most_ = most;
+      found_ = std::move(found);
+    }
+    wake_.notify_one();
+  }
+
+ private:
+  void run() {
+    ::pthread_setname_np(::pthread_self(), "accessibility");
+    std::unique_lock lock(mutex_);
+    for (;;) {
+      wake_.wait(lock, [this] { return quit_ || openWanted_ || found_; });
+      if (quit_) return;
+      const bool openWanted = std::exchange(openWanted_, false);
+      const Found found = std::exchange(found_, nullptr);
+      const int most = most_;
+      lock.unlock();
+      if (openWanted && !reader_) openReader();
+      if (found) found(lookNow(most));
+      lock.lock();
+    }
+  }
+
+  void openReader() {
+    const auto deadline = Clock::now() + kOpenLimit;
+    auto bus = atspi::openBus(
+        environment_, [&] { return windows_->busAddress(deadline); }, deadline);
+    if (bus.caller) reader_.emplace(std::move(bus.caller), *windows_);
+    trust_ = bus.trust;
+  }
+
+  PointedElements lookNow(int most) {
+    if (!reader_) return {};
+    PointedElements found = reader_->look(most, Clock::now() + kLookLimit);
+    if (!reader_->connected()) {
+      reader_.reset();
+      trust_ = AccessibilityTrust::absent;
+    }
+    return found;
+  }
+
+  const atspi::BusEnvironment environment_;
+  std::atomic<AccessibilityTrust> trust_ = AccessibilityTrust::absent;
+
+  std::mutex mutex_;  // Guards what follows, up to the thread.
+  std::condition_variable wake_;
+  bool quit_ = false;
+  bool openWanted_ = false;
+  int most_ = 0;
+  Found found_;
+
+  std::thread thread_;
+  // The thread's own.
+  std::unique_ptr<atspi::WindowFinder> windows_;
+  std::optional<atspi::AtSpiReader> reader_;
+};
+
+class AtSpiAccessibility final : public Accessibility {
+ public:
+  AtSpiAccessibility(const Environment& environment, std::unique_ptr<atspi::WindowFinder> windows)
+      : self_(std::make_shared<AtSpiAccessibility*>(this)),
+        worker_(atspi::readBusEnvironment(environment), std::move(windows)) {}
+
+  AccessibilityTrust trust() override {
+    affinity_.check("AtSpiAccessibility::trust");
+    const AccessibilityTrust trust = worker_.trust();
+    const auto now = Clock::now();
+    if (trust != AccessibilityTrust::granted && (!opened_ || now - *opened_ >= kBetweenOpenings)) {
+      opened_ = now;
+      worker_.open();
+    }
+    return trust;
+  }
+
+  bool askPointedElements(int most, Answer answer) override {
+    affinity_.check("AtSpiAccessibility::askPointedElements");
+    if (answer_) return false;
+    answer_ = std::move(answer);
+    worker_.look(most, [self = std::weak_ptr(self_)](PointedElements found) {
+      postToMain([self, found = std::move(found)] {
+        const auto alive = self.lock();
+        if (!alive) return;
+        if (const Answer open = std::exchange((*alive)->answer_, nullptr)) open(found);
+      });
+    });
+    return true;
+  }
+
+ private:
+  ThreadAffinity affinity_;
+  std::shared_ptr<AtSpiAccessibility*> self_;
+  std::optional<Clock::time_point> opened_;
+  Answer answer_;  // Of the request that is open.
+  Worker worker_;
+};
+
+}  // namespace
+
+std::unique_ptr<Accessibility> makeAtSpiAccessibility(const Environment& environment,
+                                                      std::unique_ptr<atspi::WindowFinder> windows) {
+  return std::make_unique<AtSpiAccessibility>(environment, std::move(windows));
+}
+
+}  // namespace vantora

@@ -1,0 +1,53 @@
+// Reads the element under the pointer from the accessibility bus.
+#pragma once
+
+#include <map>
+#include <memory>
+
+#include "platform/Accessibility.h"
+#include "platform/linux/atspi/AtSpiBus.h"
+#include "platform/linux/atspi/AtSpiRoles.h"
+#include "platform/linux/atspi/PointedWindow.h"
+
+namespace vantora::atspi {
+
+// Thread: one, its owner's. Every look is bounded in time; an application that does not answer is left alone for a
+// while afterwards. What applications say is taken for a hint and nothing more: lists are cut, circles end.
+class AtSpiReader {
+ public:
+  // Both stay with the reader.
+  AtSpiReader(std::unique_ptr<DBusCaller> caller, WindowFinder& windows)
+      : caller_(std::move(caller)), windows_(windows) {}
+
+  // The element under the pointer and its ancestors, `most` altogether; at most until `deadline`.
+  PointedElements look(int most, Deadline deadline);
+  // False when the bus has gone; then the reader is of no use any more.
+  bool connected() const { return caller_->connected(); }
+
+ private:
+  struct TopLevel {
+    ObjectRef object;
+    double scale = 1;  // Pixels of the desktop for each unit in which the application counts.
+  };
+
+  std::optional<std::string> applicationOf(pid_t process, Deadline deadline);
+  void refreshApplications(Deadline deadline);
+  std::optional<TopLevel> topLevelOf(const std::string& application, const PointedWindow& window, Deadline deadline);
+  ObjectRef deepestAt(const TopLevel& top, const QPointF& pointer, Deadline deadline);
+  AccessibleElement describe(const ObjectRef& object, const TopLevel& top, const PointedWindow& window, bool pointed,
+                             Deadline deadline);
+  std::optional<AccessibleElement> dividerAt(const ObjectRef& object, Role role, Deadline deadline);
+  std::optional<Role> roleOf(const ObjectRef& object, Deadline deadline);
+  std::optional<QRectF> extentsOf(const ObjectRef& object, Deadline deadline);
+  std::optional<ObjectRef> parentOf(const ObjectRef& object, Deadline deadline);
+  std::optional<DBusReply> call(const ObjectRef& object, const char* interface, const char* method,
+                                const std::vector<DBusCaller::Argument>& arguments, Deadline deadline);
+
+  std::unique_ptr<DBusCaller> caller_;
+  WindowFinder& windows_;
+  std::map<std::string, pid_t> applications_;  // Process of each application on the bus, by its bus name.
+  std::optional<Deadline> refreshed_;
+  std::map<std::string, Deadline> silent_;  // Applications that did not answer, and until when they are left alone.
+};
+
+}  // namespace vantora::atspi

@@ -1,0 +1,86 @@
+// Finding the accessibility bus, and not finding it.
+#include <QFile>
+
+#include "tests/x11/accessibility/AccessibilityFixture.h"
+
+using namespace Qt::Literals::StringLiterals;
+
+namespace vantora::testing_x11 {
+namespace {
+
+class AccessibilityBusTest : public AccessibilityFixture {};
+
+// A look comes after the search for the bus, on the same thread: when it is answered, the search is over.
+TEST_F(AccessibilityBusTest, startsNoServiceThatIsNotRunning) {
+  const PrivateDesktop desktop;
+  ASSERT_TRUE(desktop.running());
+  open(desktop);
+  EXPECT_EQ(accessibility_->trust(), AccessibilityTrust::absent);
+  const auto found = look();
+  ASSERT_TRUE(found);
+  EXPECT_TRUE(found->elements.empty());
+  EXPECT_EQ(accessibility_->trust(), AccessibilityTrust::absent);
+  EXPECT_FALSE(desktop.hasOwner("org.a11y.Bus"));
+}
+
+TEST_F(AccessibilityBusTest, findsAServiceThatStartsLater) {
+  const PrivateDesktop desktop;
+  ASSERT_TRUE(desktop.running());
+  open(desktop);
+  EXPECT_EQ(accessibility_->trust(), AccessibilityTrust::absent);
+  ASSERT_TRUE(look());
+  ASSERT_TRUE(desktop.startAccessibility());
+  const ChildProcess program = desktop.spawn({QT_PROGRAM});
+  EXPECT_TRUE(shows(desktop, 150, 135, u"text"_s));
+  EXPECT_EQ(accessibility_->trust(), AccessibilityTrust::granted);
+}
+
+TEST_F(AccessibilityBusTest, noticesThatTheBusHasGone) {
+  auto desktop = std::make_unique<PrivateDesktop>();
+  ASSERT_TRUE(desktop->running());
+  ASSERT_TRUE(desktop->startAccessibility());
+  open(*desktop);
+  ASSERT_TRUE(becomesTrusted());
+  desktop.reset();
+  ASSERT_TRUE(testing_loop::waitFor([&] {
+    const auto found = look();
+    return found && accessibility_->trust() == AccessibilityTrust::absent;
+  }));
+}
+
+TEST_F(AccessibilityBusTest, withoutAnyBusTheServiceIsAbsent) {
+  accessibility_ = makeAtSpiAccessibility(Environment::of({}), makeX11WindowFinder(u":9999"_s));
+  EXPECT_EQ(accessibility_->trust(), AccessibilityTrust::absent);
+  const auto found = look();
+  ASSERT_TRUE(found);
+  EXPECT_EQ(*found, PointedElements{});
+  EXPECT_EQ(accessibility_->trust(), AccessibilityTrust::absent);
+}
+
+// A bus whose rules let nobody in.
+TEST_F(AccessibilityBusTest, tellsThatTheServiceRefuses) {
+  const QTemporaryDir directory;
+  const QString path = directory.filePath(u"bus.conf"_s);
+  QFile file(path);
+  ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+  file.write(
+      "<!DOCTYPE busconfig PUBLIC \"-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN\" "
+      "\"http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd\">\n<busconfig><type>session</"
+      "type><listen>unix:dir=" +
+      directory.path().toUtf8() +
+      "</listen><policy context=\"default\"><allow send_destination=\"*\" eavesdrop=\"true\"/><allow own=\"*\"/>"
+      "<deny user=\"*\"/></policy></busconfig>");
+  file.close();
+  const PrivateDesktop desktop(path.toStdString());
+  ASSERT_TRUE(desktop.running());
+  const QString address = QString::fromStdString(desktop.busAddress());
+  accessibility_ =
+      makeAtSpiAccessibility(Environment([&](const char* name) {
+                               return qstrcmp(name, "AT_SPI_BUS_ADDRESS") == 0 ? std::optional(address) : std::nullopt;
+                             }),
+                             makeX11WindowFinder(desktop.server().display()));
+  EXPECT_TRUE(becomesTrusted(AccessibilityTrust::refused));
+}
+
+}  // namespace
+}  // namespace vantora::testing_x11

@@ -1,0 +1,165 @@
+// Elements of real toolkits under the pointer, and programs that hang.
+#include "tests/x11/accessibility/AccessibilityFixture.h"
+
+using namespace std::chrono_literals;
+using namespace Qt::Literals::StringLiterals;
+
+namespace vantora::testing_x11 {
+namespace {
+
+class AccessibilityTest : public AccessibilityFixture {
+ protected:
+  void SetUp() override {
+    ASSERT_TRUE(desktop_.running());
+    ASSERT_TRUE(desktop_.startAccessibility());
+    open(desktop_);
+    ASSERT_TRUE(becomesTrusted());
+  }
+  ChildProcess startQt() { return desktop_.spawn({QT_PROGRAM}); }
+  ChildProcess startGtk(const std::vector<std::string>& environment = {}) {
+    return desktop_.spawn({"/usr/bin/python3", GTK_PROGRAM}, environment);
+  }
+  testing::AssertionResult shows(int x, int y, const Shape& wanted) {
+    return AccessibilityFixture::shows(desktop_, x, y, wanted);
+  }
+
+  PrivateDesktop desktop_;
+};
+
+TEST_F(AccessibilityTest, knowsTheElementsOfAQtProgram) {
+  const ChildProcess program = startQt();
+  EXPECT_TRUE(shows(150, 135, u"text"_s)) << "line edit";
+  EXPECT_TRUE(shows(150, 175, u"pointer"_s)) << "button";
+  EXPECT_TRUE(shows(130, 215, u"pointer"_s)) << "radio button";
+  EXPECT_TRUE(shows(150, 255, std::nullopt)) << "label";
+  EXPECT_TRUE(shows(150, 310, u"text"_s)) << "text area";
+  EXPECT_TRUE(shows(499, 150, u"col-resize"_s)) << "divider between left and right";
+  EXPECT_TRUE(shows(450, 299, u"row-resize"_s)) << "divider between top and bottom";
+  EXPECT_TRUE(shows(450, 150, std::nullopt)) << "inside a split pane";
+  EXPECT_TRUE(shows(650, 450, std::nullopt)) << "inside the window";
+}
+
+TEST_F(AccessibilityTest, knowsTheElementsOfAGtkProgram) {
+  const ChildProcess program = startGtk();
+  EXPECT_TRUE(shows(150, 135, u"text"_s)) << "entry";
+  EXPECT_TRUE(shows(150, 175, u"pointer"_s)) << "button";
+  EXPECT_TRUE(shows(150, 215, u"pointer"_s)) << "link button";
+  EXPECT_TRUE(shows(150, 255, std::nullopt)) << "label";
+  EXPECT_TRUE(shows(150, 310, u"text"_s)) << "text view";
+  EXPECT_TRUE(shows(497, 150, u"col-resize"_s)) << "divider between left and right";
+  EXPECT_TRUE(shows(450, 297, u"row-resize"_s)) << "divider between top and bottom";
+  EXPECT_TRUE(shows(450, 150, std::nullopt)) << "inside a split pane";
+  EXPECT_TRUE(shows(650, 450, std::nullopt)) << "inside the window";
+}
+
+TEST_F(AccessibilityTest, knowsTheEdgesOfAWindow) {
+  const ChildProcess program = startQt();
+  EXPECT_TRUE(shows(103, 103, u"nwse-resize"_s));
+  EXPECT_TRUE(shows(697, 497, u"nwse-resize"_s));
+  EXPECT_TRUE(shows(697, 103, u"nesw-resize"_s));
+  EXPECT_TRUE(shows(103, 497, u"nesw-resize"_s));
+  EXPECT_TRUE(shows(400, 103, u"n-resize"_s));
+  EXPECT_TRUE(shows(400, 497, u"s-resize"_s));
+  EXPECT_TRUE(shows(103, 400, u"w-resize"_s));
+  EXPECT_TRUE(shows(697, 400, u"e-resize"_s));
+}
+
+TEST_F(AccessibilityTest, knowsTheEdgesOfADecoratedWindow) {
+  const ChildProcess manager = desktop_.spawn({"openbox"});
+  ASSERT_TRUE(testing_loop::waitFor([&] {
+    return desktop_.run({"sh", "-c", "xprop -root _NET_SUPPORTING_WM_CHECK | grep -q '#'"}) == 0;
+  }));
+  const ChildProcess program = startQt();
+  ASSERT_EQ(desktop_.run({"xdotool", "search", "--sync", "--onlyvisible", "--class", "accessibility_qt_program"}), 0);
+  // Wherever the window manager has put it: the title bar is the window's, and its upper edge is the frame's.
+  ASSERT_TRUE(desktop_.movePointer(400, 300));
+  std::optional<PointedElements> found;
+  ASSERT_TRUE(testing_loop::waitFor([&] {
+    found = look();
+    return found && !found->elements.empty() && found->elements.back().frame;
+  }));
+  const QRectF frame = *found->elements.back().frame;
+  EXPECT_GT(frame.height(), 405);
+  EXPECT_TRUE(shows(static_cast<int>(frame.left()) + 1, static_cast<int>(frame.top()) + 1, u"nwse-resize"_s));
+  EXPECT_TRUE(shows(static_cast<int>(frame.center().x()), static_cast<int>(frame.top()) + 2, u"n-resize"_s));
+  EXPECT_TRUE(shows(static_cast<int>(frame.center().x()), static_cast<int>(frame.top()) + 12, std::nullopt));
+}
+
+TEST_F(AccessibilityTest, findsElementsOfAProgramThatCountsInItsOwnUnits) {
+  const ChildProcess program = startGtk({"GDK_SCALE=2"});
+  EXPECT_TRUE(shows(300, 270, u"text"_s)) << "entry";
+  EXPECT_TRUE(shows(300, 350, u"pointer"_s)) << "button";
+  EXPECT_TRUE(shows(300, 510, std::nullopt)) << "label";
+}
+
+TEST_F(AccessibilityTest, findsNothingWhereNoProgramIs) {
+  const ChildProcess program = startQt();
+  ASSERT_TRUE(shows(150, 135, u"text"_s));
+  ASSERT_TRUE(desktop_.movePointer(900, 700));
+  const auto found = look();
+  ASSERT_TRUE(found);
+  EXPECT_TRUE(found->elements.empty());
+}
+
+TEST_F(AccessibilityTest, tellsNoMoreElementsThanAskedFor) {
+  const ChildProcess program = startQt();
+  ASSERT_TRUE(shows(150, 135, u"text"_s));
+  std::optional<PointedElements> found;
+  ASSERT_TRUE(accessibility_->askPointedElements(1, [&](const PointedElements& pointed) { found = pointed; }));
+  ASSERT_TRUE(testing_loop::waitFor([&] { return found.has_value(); }));
+  EXPECT_EQ(found->elements.size(), 1U);
+  EXPECT_EQ(found->pointer, QPointF(150, 135));
+}
+
+TEST_F(AccessibilityTest, takesOneRequestAtATime) {
+  int answers = 0;
+  EXPECT_TRUE(accessibility_->askPointedElements(6, [&](const PointedElements&) { ++answers; }));
+  EXPECT_FALSE(accessibility_->askPointedElements(6, [&](const PointedElements&) { answers += 100; }));
+  ASSERT_TRUE(testing_loop::waitFor([&] { return answers > 0; }));
+  EXPECT_EQ(answers, 1);
+}
+
+TEST_F(AccessibilityTest, aProgramThatHangsHoldsUpNothing) {
+  ChildProcess program = startQt();
+  ASSERT_TRUE(shows(150, 135, u"text"_s));
+  program.send(SIGSTOP);
+  // Asking takes no time; the answer is that there is none, soon, and the second time at once.
+  for (const auto limit : {3000ms, 1000ms}) {
+    const auto start = std::chrono::steady_clock::now();
+    std::optional<PointedElements> found;
+    ASSERT_TRUE(accessibility_->askPointedElements(6, [&](const PointedElements& pointed) { found = pointed; }));
+    EXPECT_LT(std::chrono::steady_clock::now() - start, 100ms);
+    ASSERT_TRUE(testing_loop::waitFor([&] { return found.has_value(); }));
+    EXPECT_LT(std::chrono::steady_clock::now() - start, limit);
+    EXPECT_TRUE(found->elements.empty());
+  }
+  program.send(SIGCONT);
+  EXPECT_TRUE(shows(150, 135, u"text"_s));
+}
+
+TEST_F(AccessibilityTest, aProgramThatHangsDoesNotHideAnother) {
+  ChildProcess program = startQt();
+  ASSERT_TRUE(shows(150, 135, u"text"_s));
+  program.send(SIGSTOP);
+  ASSERT_TRUE(look());
+  const ChildProcess other = startGtk();
+  EXPECT_TRUE(shows(150, 135, u"text"_s));
+  program.send(SIGCONT);
+}
+
+TEST_F(AccessibilityTest, canBeDestroyedWhileAProgramHangs) {
+  ChildProcess program = startQt();
+  ASSERT_TRUE(shows(150, 135, u"text"_s));
+  program.send(SIGSTOP);
+  int answers = 0;
+  ASSERT_TRUE(accessibility_->askPointedElements(6, [&](const PointedElements&) { ++answers; }));
+  const auto start = std::chrono::steady_clock::now();
+  accessibility_.reset();
+  EXPECT_LT(std::chrono::steady_clock::now() - start, 3s);
+  testing_loop::drain();
+  EXPECT_EQ(answers, 0);
+  program.send(SIGCONT);
+}
+
+}  // namespace
+}  // namespace vantora::testing_x11

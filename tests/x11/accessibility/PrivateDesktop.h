@@ -1,0 +1,96 @@
+// A desktop of a test's own: X server, session bus and, when wanted, the accessibility bus.
+#pragma once
+
+#include <poll.h>
+
+#include <QTemporaryDir>
+#include <chrono>
+
+#include "main/base/Environment.h"
+#include "tests/x11/support/XvfbServer.h"
+
+namespace vantora::testing_x11 {
+
+class PrivateDesktop {
+ public:
+  // `busConfiguration`: path of a configuration for the session bus; empty: the usual one.
+  explicit PrivateDesktop(const std::string& busConfiguration = {}) {
+    int ends[2];
+    if (!runtime_.isValid() || ::pipe2(ends, O_CLOEXEC) != 0) return;
+    bus_ = ChildProcess({"dbus-daemon", busConfiguration.empty() ? "--session" : "--config-file=" + busConfiguration,
+                         "--nofork", "--nosyslog", "--print-address=" + std::to_string(ends[1])},
+                        basics(), ends[1]);
+    ::close(ends[1]);
+    address_ = readLine(ends[0]);
+    ::close(ends[0]);
+  }
+
+  bool running() const { return server_.running() && !address_.empty(); }
+  const XvfbServer& server() const { return server_; }
+  const std::string& busAddress() const { return address_; }
+
+  // What a desktop does where assistive programs are used: starts the accessibility bus and its registry.
+  [[nodiscard]] bool startAccessibility() const {
+    return run({"sh", "-c",
+                "bus=$(dbus-send --session --print-reply=literal --dest=org.a11y.Bus /org/a11y/bus "
+                "org.a11y.Bus.GetAddress) && dbus-send --bus=\"$(echo $bus)\" --print-reply "
+                "--dest=org.a11y.atspi.Registry /org/a11y/atspi/accessible/root "
+                "org.a11y.atspi.Accessible.GetRole"}) == 0;
+  }
+  // Whether anybody owns a name on the session bus.
+  [[nodiscard]] bool hasOwner(const std::string& name) const {
+    return run({"sh", "-c",
+                "dbus-send --session --print-reply --dest=org.freedesktop.DBus / org.freedesktop.DBus.NameHasOwner "
+                "string:" +
+                    name + " | grep -q 'boolean true'"}) == 0;
+  }
+
+  int run(const std::vector<std::string>& arguments) const { return spawn(arguments).wait(); }
+  ChildProcess spawn(const std::vector<std::string>& arguments, const std::vector<std::string>& more = {}) const {
+    auto variables = basics();
+    variables.push_back(server_.displayVariable());
+    variables.push_back("DBUS_SESSION_BUS_ADDRESS=" + address_);
+    variables.insert(variables.end(), more.begin(), more.end());
+    return ChildProcess(arguments, variables);
+  }
+  [[nodiscard]] bool movePointer(int x, int y) const {
+    return run({"xdotool", "mousemove", std::to_string(x), std::to_string(y)}) == 0;
+  }
+
+  // The environment of a program on this desktop.
+  Environment environment() const {
+    return Environment([display = server_.display(),
+                        bus = QString::fromStdString(address_)](const char* name) -> std::optional<QString> {
+      if (qstrcmp(name, "DISPLAY") == 0) return display;
+      if (qstrcmp(name, "DBUS_SESSION_BUS_ADDRESS") == 0) return bus;
+      return std::nullopt;
+    });
+  }
+
+ private:
+  std::vector<std::string> basics() const {
+    const std::string place = runtime_.path().toStdString();
+    return {"XDG_RUNTIME_DIR=" + place, "HOME=" + place,   "NO_AT_BRIDGE=",     "QT_LINUX_ACCESSIBILITY_ALWAYS_ON=1",
+            "QT_QPA_PLATFORM=xcb",      "GDK_BACKEND=x11", "GTK_THEME=Adwaita", "AT_SPI_BUS_ADDRESS="};
+  }
+  static std::string readLine(int descriptor) {
+    std::string line;
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    while (std::chrono::steady_clock::now() < deadline) {
+      pollfd ready{descriptor, POLLIN, 0};
+      if (::poll(&ready, 1, 1000) <= 0) continue;
+      char letter = 0;
+      if (::read(descriptor, &letter, 1) != 1) return {};
+      if (letter == '\n') return line;
+      line += letter;
+    }
+    return {};
+  }
+
+  XvfbServer server_;
+  QTemporaryDir runtime_;
+  ChildProcess bus_;
+  std::string address_;
+};
+
+}  // namespace vantora::testing_x11
