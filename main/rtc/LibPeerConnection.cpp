@@ -302,6 +302,12 @@ void LibPeerConnection::setStartBitrate(int bps) {
   (void)connection_->SetBitrate(settings);
 }
 
+void LibPeerConnection::setMaxBitrate(int bps) {
+  webrtc::BitrateSettings settings;
+  settings.max_bitrate_bps = bps;
+  (void)connection_->SetBitrate(settings);
+}
+
 bool LibPeerConnection::restartIce() {
   connection_->RestartIce();
   return true;

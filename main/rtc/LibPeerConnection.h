@@ -25,6 +25,7 @@ class LibPeerConnection final : public PeerConnection {
   std::unique_ptr<DataChannel> createDataChannel(const QString& label, const DataChannelConfig& config) override;
   std::unique_ptr<VideoSender> addVideoTransceiver(VideoTrackSource& source) override;
   void setStartBitrate(int bps) override;
+  void setMaxBitrate(int bps) override;
   bool restartIce() override;
   void close() override;
 

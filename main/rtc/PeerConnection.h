@@ -79,6 +79,9 @@ class PeerConnection {
 
   // What the congestion control takes the link to carry until it has measured, in bit/s (> 0).
   virtual void setStartBitrate(int bps) = 0;
+  // The most that the congestion control looks for, in bit/s (> 0). Raising it makes it probe for that much at once
+  // instead of feeling its way up by a few percent a second.
+  virtual void setMaxBitrate(int bps) = 0;
   // Marks ICE for a restart at the next offer. False where the library has no such operation.
   virtual bool restartIce() = 0;
   virtual void close() = 0;

@@ -60,7 +60,12 @@ Host::Host(const QString& room, Configuration configuration, Platform platform)
       VideoQuality::Settings{.lastMaxBitrateKbps = settings_.lastMaxBitrateKbps,
                              .preferredCodecName = settings_.preferredCodecName,
                              .h264Profile = settings_.h264Profile},
-      VideoQuality::Callbacks{.makeOffer = [this] { negotiation_.makeOffer(); }, .changed = [this] { changed(); }});
+      VideoQuality::Callbacks{.makeOffer = [this] { negotiation_.makeOffer(); },
+                              .changed =
+                                  [this] {
+                                    setMaxBitrate();
+                                    changed();
+                                  }});
   cursor_ = std::make_unique<CursorMonitor>(
       configuration_.environment, platform_.scheduler,
       CursorMonitor::Desktop{.cursor = platform_.cursor, .accessibility = platform_.accessibility}, outlet_,
@@ -78,7 +83,7 @@ Host::Host(const QString& room, Configuration configuration, Platform platform)
     negotiation_.makeOffer();
   };
   createPeer();
-  if (link_) sharing_.startVideoSource(*link_->connection, link_->videoSender);
+  startVideoSource();
   if (settings_.autoShare) sharing_.startSharing();
   negotiation_.makeOffer();
   logLine(u"[control] PIN: "_s + authorisation_->getPIN());
@@ -142,6 +147,19 @@ OfferShape Host::offerShape() const {
           .xGoogleMaxKbpsOverride = settings_.xGoogleMaxKbpsOverride};
 }
 
+// Room for what is sent again and for the pacing of a large frame.
+void Host::setMaxBitrate() {
+  constexpr double kHeadroom = 1.5;
+  if (link_) link_->connection->setMaxBitrate(static_cast<int>(quality_->lastTarget().kbps * 1000 * kHeadroom));
+}
+
+// Gives the current connection its video.
+void Host::startVideoSource() {
+  if (!link_) return;
+  sharing_.startVideoSource(*link_->connection, link_->videoSender);
+  quality_->senderReplaced();
+}
+
 int Host::startKbps() const {
   return bitrateHints(quality_->lastTarget().kbps, settings_.xGoogleMinKbpsOverride, settings_.xGoogleStartKbpsOverride,
                       settings_.xGoogleMaxKbpsOverride)
@@ -176,6 +194,7 @@ void Host::createPeer() {
                             bool binary) { dispatcher_->dataChannelDidReceiveMessage(channel, data, binary); }});
   link->connection->setStartBitrate(startKbps() * 1000);
   link_ = std::move(link);
+  setMaxBitrate();
   outlet_.set(link_->channels.get());
   negotiation_.attach(link_->connection.get());
   createOrRefreshDataChannels();
@@ -201,7 +220,7 @@ void Host::replacePeer(const char* reason) {
   closePeer();
   createPeer();
   if (!link_) return;
-  sharing_.startVideoSource(*link_->connection, link_->videoSender);
+  startVideoSource();
   negotiation_.makeOffer();
   changed();
 }
@@ -218,7 +237,7 @@ void Host::attemptIceRecovery(bool /*immediate: both callers want the same*/) {
     authorisation_->resetOnChannelClose();  // The channels close with their connection.
     closePeer();
     createPeer();
-    if (link_) sharing_.startVideoSource(*link_->connection, link_->videoSender);
+    startVideoSource();
   }
   createOrRefreshDataChannels();
   negotiation_.makeOffer();

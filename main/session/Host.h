@@ -104,6 +104,8 @@ class Host {
   SessionFigures sessionFigures() const;
   OfferShape offerShape() const;
   int startKbps() const;
+  void setMaxBitrate();
+  void startVideoSource();
 
   // Member order is teardown order, read from the bottom: what refers to something stands below it.
   const Configuration configuration_;

@@ -34,6 +34,7 @@ struct FakePeer {
   bool destroyed = false;
   int restarts = 0;
   int startBitrateBps = 0;
+  int maxBitrateBps = 0;
   QList<OfferOptions> offerOptions;
   QStringList localOffers;
   QStringList remoteAnswers;
@@ -134,6 +135,10 @@ class FakePeerConnection final : public PeerConnection {
   void setStartBitrate(int bps) override {
     peer_->startBitrateBps = bps;
     note(QStringLiteral("setStartBitrate %1").arg(bps));
+  }
+  void setMaxBitrate(int bps) override {
+    peer_->maxBitrateBps = bps;
+    note(QStringLiteral("setMaxBitrate %1").arg(bps));
   }
   bool restartIce() override {
     if (!peer_->canRestartIce) return false;

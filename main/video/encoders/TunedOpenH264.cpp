@@ -3,7 +3,13 @@
 // destroy the encoder through here (see CMakeLists.txt).
 #include <third_party/openh264/src/codec/api/svc/codec_api.h>
 
+#include <algorithm>
+#include <chrono>
 #include <memory>
+#include <optional>
+
+#include "main/video/encoders/ChangedBlocks.h"
+#include "main/video/encoders/QuantizerControl.h"
 
 extern "C" int __real_WelsCreateSVCEncoder(ISVCEncoder** encoder);
 extern "C" void __real_WelsDestroySVCEncoder(ISVCEncoder* encoder);
@@ -12,15 +18,23 @@ extern "C" void __wrap_WelsDestroySVCEncoder(ISVCEncoder* encoder);
 
 namespace {
 
-// The encoder's own range would end at 42 (cameras) or 35 (screens): too fine for a thin link, where
-// it then drops frame after frame.
-constexpr int kFinestQp = 12;
-constexpr int kCoarsestQp = 51;
 // Pictures from this size on are worth a second thread, each with a slice of its own.
 constexpr int kThreadedPixels = 1280 * 720;
 constexpr unsigned short kThreads = 2;
+constexpr int kBlock = 16;
 
-// Passes everything on; only the initial parameters are changed. Owned by the library's encoder.
+double bitsOf(const SFrameBSInfo& info) {
+  double bytes = 0;
+  for (int layer = 0; layer < info.iLayerNum; ++layer) {
+    const SLayerBSInfo& each = info.sLayerInfo[layer];
+    for (int unit = 0; unit < each.iNalCount; ++unit) bytes += each.pNalLengthInByte[unit];
+  }
+  return bytes * 8;
+}
+
+// Takes the rate control over: the encoder's own one lets the first picture of a page of text grow to seconds of the
+// link's time and then shows nothing until that is through. Everything else is passed on. Owned by the library's
+// encoder, which calls it on one thread at a time.
 class TunedEncoder final : public ISVCEncoder {
  public:
   explicit TunedEncoder(ISVCEncoder* real) : real_(real) {}
@@ -28,30 +42,103 @@ class TunedEncoder final : public ISVCEncoder {
 
   int EXTAPI Initialize(const SEncParamBase* parameters) override { return real_->Initialize(parameters); }
   int EXTAPI InitializeExt(const SEncParamExt* parameters) override {
-    if (!parameters) return real_->InitializeExt(parameters);
-    SEncParamExt tuned = *parameters;
-    tuned.iMinQp = kFinestQp;
-    tuned.iMaxQp = kCoarsestQp;
-    SSliceArgument& slices = tuned.sSpatialLayers[0].sSliceArgument;
-    if (tuned.iPicWidth * tuned.iPicHeight >= kThreadedPixels && slices.uiSliceMode == SM_FIXEDSLCNUM_SLICE &&
-        tuned.iSpatialLayerNum == 1) {
-      tuned.iMultipleThreadIdc = kThreads;
-      slices.uiSliceNum = kThreads;
+    if (!parameters || parameters->iSpatialLayerNum != 1) return real_->InitializeExt(parameters);
+    parameters_ = *parameters;
+    SSpatialLayerConfig& layer = parameters_.sSpatialLayers[0];
+    const int pixels = parameters_.iPicWidth * parameters_.iPicHeight;
+    if (pixels >= kThreadedPixels && layer.sSliceArgument.uiSliceMode == SM_FIXEDSLCNUM_SLICE) {
+      parameters_.iMultipleThreadIdc = kThreads;
+      layer.sSliceArgument.uiSliceNum = kThreads;
     }
-    return real_->InitializeExt(&tuned);
+    parameters_.iRCMode = RC_OFF_MODE;
+    parameters_.bEnableFrameSkip = false;
+    // A new page is a change like any other: as a key picture it would only be larger.
+    parameters_.bEnableSceneChangeDetect = false;
+    parameters_.iMinQp = vantora::QuantizerControl::kFinest;
+    parameters_.iMaxQp = vantora::QuantizerControl::kCoarsest;
+    layer.iDLayerQp = vantora::QuantizerControl::kCoarsest;
+    const int result = real_->InitializeExt(&parameters_);
+    if (result != 0) return result;
+    control_.emplace((parameters_.iPicWidth + kBlock - 1) / kBlock * ((parameters_.iPicHeight + kBlock - 1) / kBlock));
+    bitsPerSecond_ = parameters_.iTargetBitrate;
+    picturesPerSecond_ = parameters_.fMaxFrameRate;
+    control_->setRates(bitsPerSecond_, picturesPerSecond_);
+    changes_ = {};
+    key_ = true;
+    return result;
   }
   int EXTAPI GetDefaultParams(SEncParamExt* parameters) override { return real_->GetDefaultParams(parameters); }
-  int EXTAPI Uninitialize() override { return real_->Uninitialize(); }
+  int EXTAPI Uninitialize() override {
+    control_.reset();
+    return real_->Uninitialize();
+  }
   int EXTAPI EncodeFrame(const SSourcePicture* picture, SFrameBSInfo* info) override {
-    return real_->EncodeFrame(picture, info);
+    if (!control_ || !picture || !info) return real_->EncodeFrame(picture, info);
+    // What was left out is still to be shown.
+    waiting_ = std::min(1.0, waiting_ + changes_.compare(picture->pData[0], picture->iStride[0], picture->iPicWidth,
+                                                         picture->iPicHeight));
+    const auto planned = control_->plan(waiting_, key_, std::chrono::steady_clock::now().time_since_epoch());
+    if (!planned) {
+      info->eFrameType = videoFrameTypeSkip;
+      info->iLayerNum = 0;
+      return 0;
+    }
+    int quantizer = *planned;
+    int result = encode(quantizer, picture, info);
+    if (result != 0) return result;
+    if (key_) {
+      if (const auto better = control_->betterKey(quantizer, bitsOf(*info))) {
+        quantizer = *better;
+        real_->ForceIntraFrame(true, -1);
+        result = encode(quantizer, picture, info);
+        if (result != 0) return result;
+      }
+    }
+    control_->taken(quantizer, waiting_, key_, bitsOf(*info));
+    waiting_ = 0;
+    key_ = false;
+    return result;
   }
   int EXTAPI EncodeParameterSets(SFrameBSInfo* info) override { return real_->EncodeParameterSets(info); }
-  int EXTAPI ForceIntraFrame(bool idr, int layer) override { return real_->ForceIntraFrame(idr, layer); }
-  int EXTAPI SetOption(ENCODER_OPTION option, void* value) override { return real_->SetOption(option, value); }
+  int EXTAPI ForceIntraFrame(bool idr, int layer) override {
+    if (idr) key_ = true;
+    return real_->ForceIntraFrame(idr, layer);
+  }
+  int EXTAPI SetOption(ENCODER_OPTION option, void* value) override {
+    if (control_ && value && option == ENCODER_OPTION_BITRATE) {
+      bitsPerSecond_ = static_cast<const SBitrateInfo*>(value)->iBitrate;
+    } else if (control_ && value && option == ENCODER_OPTION_FRAME_RATE) {
+      picturesPerSecond_ = *static_cast<const float*>(value);
+    } else {
+      return real_->SetOption(option, value);
+    }
+    control_->setRates(bitsPerSecond_, picturesPerSecond_);
+    return 0;
+  }
   int EXTAPI GetOption(ENCODER_OPTION option, void* value) override { return real_->GetOption(option, value); }
 
  private:
+  int encode(int quantizer, const SSourcePicture* picture, SFrameBSInfo* info) {
+    int& current = parameters_.sSpatialLayers[0].iDLayerQp;
+    if (current != quantizer) {
+      current = quantizer;
+      const int result = real_->SetOption(ENCODER_OPTION_SVC_ENCODE_PARAM_EXT, &parameters_);
+      if (result != 0) return result;
+    }
+    return real_->EncodeFrame(picture, info);
+  }
+
   ISVCEncoder* const real_;
+  SEncParamExt parameters_{};
+  double bitsPerSecond_ = 0;
+  double picturesPerSecond_ = 0;
+  // Empty until the encoder was set up with one layer.
+  std::optional<vantora::QuantizerControl> control_;
+  vantora::ChangedBlocks changes_;
+  // Share of the picture that changed since the last one that was coded.
+  double waiting_ = 0;
+  // The next picture is a key picture.
+  bool key_ = true;
 };
 
 }  // namespace

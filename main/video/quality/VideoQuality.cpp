@@ -115,6 +115,15 @@ void VideoQuality::applyVideoParams(std::optional<qint64> maxBitrateKbps, std::o
   store(currentQualityPreset_, target);
 }
 
+void VideoQuality::senderReplaced() {
+  VideoSender* const sender = sharing_.videoSender();
+  if (!sender) return;
+  EncodingChange change{.maxBitrateBps = lastTarget_.kbps * 1000};
+  if (applied_) change.maxFramerate = lastTarget_.fps;
+  sender->changeEncodings(change);
+  if (applied_) applyPreferences(currentQualityPreset_);
+}
+
 void VideoQuality::applyPreferences(const QString& preset) {
   VideoSender* const sender = sharing_.videoSender();
   if (!sender) return;
@@ -139,6 +148,7 @@ void VideoQuality::feedSource(const QString& preset, const VideoTarget& target) 
 
 void VideoQuality::store(const QString& preset, const VideoTarget& target) {
   const bool differs = preset != currentQualityPreset_ || target != lastTarget_;
+  applied_ = true;
   currentQualityPreset_ = preset;
   lastTarget_ = target;
   if (!differs) return;

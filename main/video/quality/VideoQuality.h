@@ -39,6 +39,9 @@ class VideoQuality {
   // "client_prefs": a viewer's wishes at the signalling level; none without a "prefs" object.
   void handleClientPrefs(const JsonObject& message);
 
+  // The video has a new sender, of a new connection: gives it the bit rate, and what was asked for in this session.
+  void senderReplaced();
+
   const QString& currentQualityPreset() const { return currentQualityPreset_; }
   const VideoTarget& lastTarget() const { return lastTarget_; }
   const std::optional<QString>& preferredCodecName() const { return preferredCodecName_; }
@@ -62,6 +65,8 @@ class VideoQuality {
   Callbacks callbacks_;
   QString currentQualityPreset_ = QStringLiteral("auto");
   VideoTarget lastTarget_;
+  // A preset or parameters have been applied since the start.
+  bool applied_ = false;
   std::optional<QString> preferredCodecName_;
   std::optional<QString> h264Profile_;
 };

@@ -67,6 +67,31 @@ export function framesShown(page) {
     Math.max(0, ...[...document.querySelectorAll('video')].map((each) => each.getVideoPlaybackQuality().totalVideoFrames)));
 }
 
+/// What the plain viewer receives as video so far, by its browser's own statistics: {at (ms), width, height, frames
+/// decoded, bytes, codec ("VP8"), keyFrames, freezes}; null before any frame.
+export function received(page) {
+  return page.evaluate(async () => {
+    const entries = [...(await bare.pc.getStats()).values()];
+    const streams = entries.filter((each) => each.type === 'inbound-rtp' && each.kind === 'video' && each.framesDecoded > 0);
+    const stream = streams.sort((a, b) => b.framesDecoded - a.framesDecoded)[0];
+    if (!stream) return null;
+    const codec = entries.find((each) => each.id === stream.codecId)?.mimeType.split('/')[1];
+    return { at: performance.now(), width: stream.frameWidth, height: stream.frameHeight, frames: stream.framesDecoded,
+      bytes: stream.bytesReceived, codec, keyFrames: stream.keyFramesDecoded, freezes: stream.freezeCount,
+      quantizers: stream.qpSum };
+  });
+}
+
+/// Frames a second and kbit/s that arrive over `ms` milliseconds.
+export async function receivedRates(page, ms) {
+  const before = await received(page);
+  const end = performance.now() + ms;
+  await until(() => performance.now() > end, { deadline: ms + 5000, what: 'the time to pass' });
+  const after = await received(page);
+  const seconds = (after.at - before.at) / 1000;
+  return { ...after, fps: (after.frames - before.frames) / seconds, kbps: ((after.bytes - before.bytes) * 8) / 1000 / seconds };
+}
+
 /// The plain viewer's side of the control channels.
 export class BareControl {
   constructor(page) {

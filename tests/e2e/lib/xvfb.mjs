@@ -54,6 +54,13 @@ export class Xvfb {
     return { child, id };
   }
 
+  /// Text that scrolls over the whole screen, a line for every `pause` seconds, each line another one.
+  scrollingText({ pause = 0.016 } = {}) {
+    const words = 'The quick brown fox jumps over the lazy dog 0123456789 abcdefghijklmnopqrstuvwxyz ABCDEFGHIJKLMNOPQRSTUVWXYZ';
+    const script = `i=0; while :; do i=$((i+1)); echo "$i ${words} $((i*7919)) ${words} $((i*104729))"; sleep ${pause}; done`;
+    return this.start('xterm', ['-geometry', `${Math.floor(this.width / 6)}x${Math.floor(this.height / 13)}+0+0`, '-e', 'sh', '-c', script]);
+  }
+
   end() {
     return this.child.end();
   }

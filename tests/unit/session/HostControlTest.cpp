@@ -306,6 +306,26 @@ TEST_F(HostControlTest, appliesQualityWithoutAnAnswer) {
   EXPECT_TRUE(heard().isEmpty());
 }
 
+TEST_F(HostControlTest, looksForAsMuchBandwidthAsTheViewerAsksFor) {
+  connectViewer();
+  say({{u"type"_s, u"quality"_s}, {u"preset"_s, u"high"_s}});
+  EXPECT_EQ(peer().maxBitrateBps, 9'000'000);
+  say({{u"type"_s, u"video_params"_s}, {u"maxBitrateKbps"_s, 1000}});
+  EXPECT_EQ(peer().maxBitrateBps, 1'500'000);
+}
+
+TEST_F(HostControlTest, givesARebuiltConnectionWhatTheViewerAskedFor) {
+  connectViewer();
+  say({{u"type"_s, u"quality"_s}, {u"preset"_s, u"low_stable"_s}});
+  factory_.canRestartIce = false;
+  peer().reportIce(IceState::failed);
+  EXPECT_EQ(peer().maxBitrateBps, 1'500'000);
+  EXPECT_EQ(peer().sender().maxBitrateBps, 1'000'000);
+  EXPECT_EQ(peer().sender().maxFramerate, 15);
+  EXPECT_EQ(peer().sender().degradation, DegradationPreference::maintainResolution);
+  EXPECT_EQ(peer().sender().contentHint, u"detail"_s);
+}
+
 TEST_F(HostControlTest, tellsTheUserInterfaceWhatChanged) {
   connectViewer();
   int changes = 0;

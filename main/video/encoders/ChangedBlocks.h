@@ -1,0 +1,22 @@
+// How much of a picture is new.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+namespace vantora {
+
+// Compares the brightness of each picture with that of the one before, in blocks of 16 by 16. One thread at a time.
+class ChangedBlocks {
+ public:
+  // The share (0 to 1) of blocks that differ from the picture of the last call; 1 for the first picture and after a
+  // change of size. `luma`: `height` rows of `width` bytes, `stride` bytes apart.
+  double compare(const uint8_t* luma, int stride, int width, int height);
+
+ private:
+  std::vector<uint8_t> last_;
+  int width_ = 0;
+  int height_ = 0;
+};
+
+}  // namespace vantora

@@ -1,0 +1,115 @@
+// What the viewer asks of the video is what its browser receives.
+import assert from 'node:assert/strict';
+import { test } from 'node:test';
+import { withSession } from './lib/session.mjs';
+import { BareControl, received, receivedRates, shows } from './lib/viewer.mjs';
+import { until } from './lib/wait.mjs';
+
+// Size, frames a second and kbit/s of each preset on a display of 1920 by 1080. `holds`: this rate is reached on two
+// cores that run the browser as well.
+const presets = [
+  { preset: 'low', width: 960, height: 540, fps: 30, kbps: 1200, holds: true },
+  { preset: 'low_stable', width: 1280, height: 720, fps: 15, kbps: 1000, holds: true },
+  { preset: 'medium', width: 1280, height: 720, fps: 30, kbps: 3000, holds: true },
+  { preset: 'med', width: 1280, height: 720, fps: 30, kbps: 3000, holds: true },
+  { preset: 'gaming', width: 1920, height: 1080, fps: 60, kbps: 15000 },
+  { preset: 'high', width: 1920, height: 1080, fps: 60, kbps: 6000 },
+  { preset: 'ultra', width: 2560, height: 1440, fps: 60, kbps: 12000 },
+  { preset: 'max', width: 3840, height: 2160, fps: 60, kbps: 20000 },
+  { preset: 'native', width: 1920, height: 1080, fps: 60, kbps: 12441 },
+  { preset: 'auto', width: 1920, height: 1080, fps: 60, kbps: 6000 },
+  { preset: 'no such preset', width: 1280, height: 720, fps: 30, kbps: 3000 },
+];
+
+async function size(page, width, height) {
+  let last = null;
+  await until(async () => {
+    last = await received(page);
+    return last?.width === width && last?.height === height;
+  }, { deadline: 15000, what: `${width}x${height}` }).catch((error) => {
+    throw new Error(`${error.message}; received is ${JSON.stringify(last)}`);
+  });
+}
+
+test('everyPresetReachesTheViewerWithItsSizeRateAndBitRate', async (t) => {
+  await withSession(t, { screen: '1920x1080' }, async (session) => {
+    const page = await session.bare();
+    const viewer = await new BareControl(page).open();
+    session.keep(session.screen.scrollingText());
+    for (const { preset, width, height, fps, kbps, holds } of presets) {
+      await viewer.send({ type: 'quality', preset });
+      await size(page, width, height);
+      const rates = await receivedRates(page, 2500);
+      t.diagnostic(`${preset}: ${rates.fps.toFixed(1)} fps, ${rates.kbps.toFixed(0)} kbit/s, ${rates.codec}`);
+      assert.ok(rates.fps <= fps * 1.1 + 1, `${preset}: ${rates.fps} fps`);
+      assert.ok(rates.fps >= (holds ? fps * 0.6 : 1), `${preset}: ${rates.fps} fps`);
+      assert.ok(rates.kbps <= kbps * 1.25, `${preset}: ${rates.kbps} kbit/s`);
+      assert.ok(rates.kbps >= Math.min(kbps, 1500) * 0.3, `${preset}: ${rates.kbps} kbit/s`);
+    }
+  });
+});
+
+test('videoParametersReachTheViewer', async (t) => {
+  await withSession(t, { screen: '1920x1080' }, async (session) => {
+    const page = await session.bare();
+    const viewer = await new BareControl(page).open();
+    session.keep(session.screen.scrollingText());
+    await viewer.send({ type: 'video_params', width: 800, height: 450, fps: 10, maxBitrateKbps: 700 });
+    await size(page, 800, 450);
+    const slow = await receivedRates(page, 3000);
+    t.diagnostic(`10 fps, 700 kbit/s: ${slow.fps.toFixed(1)} fps, ${slow.kbps.toFixed(0)} kbit/s`);
+    assert.ok(slow.fps <= 12 && slow.fps >= 6, `${slow.fps} fps`);
+    assert.ok(slow.kbps <= 900, `${slow.kbps} kbit/s`);
+    await viewer.send({ type: 'video_params', maxBitrateKbps: 200 });
+    await until(async () => (await receivedRates(page, 1500)).kbps <= 280, { deadline: 15000, what: 'at most 200 kbit/s' });
+    await viewer.send({ type: 'video_params', fps: 25 });
+    await until(async () => (await receivedRates(page, 1500)).fps > 15, { deadline: 15000, what: '25 frames a second' });
+  });
+});
+
+test('theSyntheticSourceFollowsToo', async (t) => {
+  await withSession(t, { autoShare: false, host: { env: { SHARE_IDLE_VIDEO: '1' } } }, async (session) => {
+    const page = await session.bare();
+    const viewer = await new BareControl(page).open();
+    await viewer.send({ type: 'quality', preset: 'low' });
+    await size(page, 960, 540);
+    const rates = await receivedRates(page, 2000);
+    assert.ok(rates.fps <= 33 && rates.fps >= 15, `${rates.fps} fps`);
+    await viewer.send({ type: 'video_params', width: 640, height: 360, fps: 10 });
+    await size(page, 640, 360);
+    await until(async () => (await receivedRates(page, 1500)).fps < 13, { deadline: 15000, what: '10 frames a second' });
+  });
+});
+
+test('absurdParametersDoNotHurtTheSession', async (t) => {
+  await withSession(t, {}, async (session) => {
+    const page = await session.bare();
+    await session.screen.paint('#204060');
+    await shows(page, '#204060', { deadline: 10000 });
+    const viewer = await new BareControl(page).open();
+    const numbers = [0, -1, 1, 2, 3, 7, 17, -2147483648, 2147483647, 4294967296, 9007199254740991, -9007199254740991, 1e300, 0.5];
+    for (const value of numbers) {
+      for (const key of ['maxBitrateKbps', 'fps', 'width', 'height']) await viewer.send({ type: 'video_params', [key]: value });
+      await viewer.send({ type: 'video_params', maxBitrateKbps: value, fps: value, width: value, height: value });
+      await viewer.settled();
+    }
+    for (const value of [null, true, 'x', [], {}, '1280']) {
+      await viewer.send({ type: 'video_params', maxBitrateKbps: value, fps: value, width: value, height: value });
+      await viewer.send({ type: 'quality', preset: value });
+      await viewer.send({ type: 'codec', codec: value, profile: value });
+      await viewer.settled();
+    }
+    for (const preset of ['', 'LOW', 'native\u0000', 'x'.repeat(60000), '💥']) await viewer.send({ type: 'quality', preset });
+    for (const codec of ['', 'h265', 'VP8 ', 'x'.repeat(60000)]) await viewer.send({ type: 'codec', codec });
+    for (const profile of ['zz', '', '42e01f;x=1', 'x'.repeat(10000), '64\r\n001f']) {
+      await viewer.send({ type: 'codec', codec: 'h264', profile });
+      await viewer.settled();
+    }
+    await viewer.send({ type: 'codec', codec: 'auto', profile: 'baseline31' });
+    await viewer.send({ type: 'quality', preset: 'medium' });
+    await size(page, 1280, 720);
+    await session.screen.paint('#a06020');
+    await shows(page, '#a06020', { deadline: 10000 });
+    assert.equal(session.host.child.exit, null);
+  });
+});

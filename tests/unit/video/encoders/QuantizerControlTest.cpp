@@ -1,0 +1,184 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <vector>
+
+#include "main/video/encoders/QuantizerControl.h"
+
+namespace vantora {
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr double kRate = 1'000'000;
+constexpr double kPictures = 15;
+constexpr int kBlocks = 3600;
+
+// An encoder that codes a page: size by the quantizer, and what is there already again when it becomes finer.
+struct Page {
+  double whole = 4e6;  // Bits at quantizer 26.
+  int there = 51;
+
+  double bits(int quantizer, double changed, bool key) {
+    const auto at = [this](int q) { return whole * std::exp2((26 - q) / 7.0); };
+    const double part = key ? 1 : changed;
+    const double refined = quantizer < there && !key ? (1 - part) * (at(quantizer) - at(there)) : 0;
+    there = key ? quantizer : std::min(there, quantizer);
+    return part * at(quantizer) + refined;
+  }
+};
+
+class QuantizerControlTest : public testing::Test {
+ protected:
+  QuantizerControlTest() { control_.setRates(kRate, kPictures); }
+
+  // One picture; the bits it took, 0 when it was left out.
+  double picture(double changed, bool key = false) {
+    now_ += 1'000'000'000ns / static_cast<int>(kPictures);
+    auto planned = control_.plan(changed, key, now_);
+    if (!planned) return 0;
+    double bits = page_.bits(*planned, changed, key);
+    if (key) {
+      if (const auto better = control_.betterKey(*planned, bits)) {
+        planned = better;
+        bits = page_.bits(*planned, changed, key);
+      }
+    }
+    control_.taken(*planned, changed, key, bits);
+    last_ = *planned;
+    return bits;
+  }
+
+  QuantizerControl control_{kBlocks};
+  Page page_;
+  QuantizerControl::Time now_{};
+  int last_ = 0;
+};
+
+TEST_F(QuantizerControlTest, keepsTheFirstPictureToAFractionOfASecond) {
+  const double bits = picture(1, true);
+  EXPECT_LE(bits, kRate * 0.55);
+  EXPECT_GT(bits, kRate * 0.2);
+}
+
+TEST_F(QuantizerControlTest, neverLeavesAKeyPictureOut) {
+  page_.whole = 1e8;
+  for (int i = 0; i < 5; ++i) EXPECT_GT(picture(1, true), 0);
+}
+
+TEST_F(QuantizerControlTest, codesAKeyPictureAgainOnlyWhenItIsTooLargeAndCanBeSmaller) {
+  const auto planned = control_.plan(1, true, now_);
+  ASSERT_TRUE(planned);
+  EXPECT_FALSE(control_.betterKey(30, kRate * 0.4));
+  const auto better = control_.betterKey(30, kRate * 1.6);
+  ASSERT_TRUE(better);
+  EXPECT_EQ(*better, 44);
+  EXPECT_EQ(control_.betterKey(45, 1e9), QuantizerControl::kCoarsest);
+  EXPECT_FALSE(control_.betterKey(QuantizerControl::kCoarsest, 1e9));
+}
+
+TEST_F(QuantizerControlTest, makesAPictureAtRestSharpWithinTheRate) {
+  picture(1, true);
+  double bits = 0;
+  int pictures = 0;
+  while (last_ > 20 && pictures < 300) {
+    bits += picture(0);
+    ++pictures;
+  }
+  EXPECT_LE(last_, 20);
+  const double seconds = pictures / kPictures;
+  EXPECT_LE(bits, kRate * (seconds + 1));
+  // A page costs 7.2 Mbit at quantizer 20.
+  EXPECT_LE(seconds, 12);
+}
+
+TEST_F(QuantizerControlTest, spendsNothingMoreOnceSharp) {
+  page_.whole = 2e5;
+  picture(1, true);
+  for (int i = 0; i < 100; ++i) picture(0);
+  const int sharp = last_;
+  EXPECT_LE(sharp, QuantizerControl::kFinest + 3);
+  EXPECT_EQ(picture(0), 0);
+}
+
+TEST_F(QuantizerControlTest, holdsTheRateWhileEverythingChanges) {
+  picture(1, true);
+  double bits = 0;
+  for (int i = 0; i < 150; ++i) bits += picture(1);
+  EXPECT_LE(bits, kRate * 10 * 1.05);
+  EXPECT_GE(bits, kRate * 10 * 0.6);
+}
+
+TEST_F(QuantizerControlTest, leavesNoGapsWhileEverythingChangesAndTheRateAllowsIt) {
+  page_.whole = 6e5;
+  picture(1, true);
+  for (int i = 0; i < 15; ++i) picture(1);
+  int out = 0;
+  for (int i = 0; i < 150; ++i) out += picture(1) == 0 ? 1 : 0;
+  EXPECT_LE(out, 8);
+}
+
+TEST_F(QuantizerControlTest, leavesPicturesOutRatherThanQueueThem) {
+  page_.whole = 4e7;  // 3.3 Mbit even at the coarsest.
+  double queued = 0;
+  double worst = 0;
+  picture(1, true);
+  queued = kRate;
+  int taken = 0;
+  for (int i = 0; i < 150; ++i) {
+    const double bits = picture(1);
+    queued = std::max(queued - kRate / kPictures, 0.0);
+    if (bits > 0) {
+      ++taken;
+      worst = std::max(worst, queued);
+    }
+    queued += bits;
+  }
+  EXPECT_GT(taken, 0);
+  EXPECT_LE(worst, kRate * 0.3);
+}
+
+TEST_F(QuantizerControlTest, givesASmallChangeOnASharpScreenAFineQuantizer) {
+  page_.whole = 4e5;
+  picture(1, true);
+  for (int i = 0; i < 150; ++i) picture(0);
+  EXPECT_GT(picture(0.005), 0);
+  EXPECT_LE(last_, 20);
+}
+
+TEST_F(QuantizerControlTest, doesNotPayForTheCoarseRestWhenALittleChanges) {
+  picture(1, true);
+  const int coarse = last_;
+  const double bits = picture(0.002);
+  EXPECT_LE(bits, kRate * 0.3);
+  EXPECT_GE(last_, coarse - 2);
+}
+
+TEST_F(QuantizerControlTest, followsARateThatFalls) {
+  page_.whole = 1e6;
+  picture(1, true);
+  for (int i = 0; i < 30; ++i) picture(1);
+  control_.setRates(kRate / 4, kPictures);
+  for (int i = 0; i < 15; ++i) picture(1);
+  double bits = 0;
+  for (int i = 0; i < 75; ++i) bits += picture(1);
+  EXPECT_LE(bits, kRate / 4 * 5 * 1.1);
+}
+
+TEST_F(QuantizerControlTest, standsAbsurdRatesAndTimes) {
+  for (const double rate : {0.0, -5.0, 1e15}) {
+    control_.setRates(rate, rate);
+    for (int i = 0; i < 20; ++i) {
+      now_ += i % 2 ? 1h : -2h;
+      if (const auto quantizer = control_.plan(i % 3 / 2.0, i == 5, now_)) {
+        EXPECT_GE(*quantizer, QuantizerControl::kFinest);
+        EXPECT_LE(*quantizer, QuantizerControl::kCoarsest);
+        control_.taken(*quantizer, i % 3 / 2.0, i == 5, i * 1e7);
+      }
+    }
+  }
+}
+
+}  // namespace
+}  // namespace vantora

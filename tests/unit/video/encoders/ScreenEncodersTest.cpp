@@ -1,0 +1,190 @@
+// The encoders as the WebRTC library gets them, on pages of text.
+#include <api/video/i420_buffer.h>
+#include <api/video/video_frame.h>
+#include <api/video_codecs/video_codec.h>
+#include <api/video_codecs/video_encoder.h>
+#include <gtest/gtest.h>
+#include <modules/video_coding/include/video_codec_interface.h>
+#include <modules/video_coding/include/video_error_codes.h>
+
+#include <chrono>
+#include <thread>
+
+#include "main/video/encoders/EncoderFactory.h"
+
+namespace vantora {
+namespace {
+
+constexpr int kWidth = 1280;
+constexpr int kHeight = 720;
+
+// Lines of letters, 6 by 12 pixels each; every `page` is another text.
+rtc::scoped_refptr<webrtc::I420Buffer> textPage(int page) {
+  auto buffer = webrtc::I420Buffer::Create(kWidth, kHeight);
+  webrtc::I420Buffer::SetBlack(buffer.get());
+  uint32_t state = 2463534242U + static_cast<uint32_t>(page) * 77U;
+  for (int line = 0; line < kHeight / 12; ++line) {
+    for (int column = 0; column < kWidth / 6; ++column) {
+      state ^= state << 13;
+      state ^= state >> 17;
+      state ^= state << 5;
+      if (state % 5 == 0) continue;  // A blank between words.
+      for (int y = 0; y < 9; ++y) {
+        for (int x = 0; x < 5; ++x) {
+          if (state >> ((y / 2 * 5 + x) % 25) & 1U) {
+            buffer->MutableDataY()[(line * 12 + y) * buffer->StrideY() + column * 6 + x] = 230;
+          }
+        }
+      }
+    }
+  }
+  return buffer;
+}
+
+struct Collected : webrtc::EncodedImageCallback {
+  struct Picture {
+    size_t bytes;
+    bool key;
+    int width;
+    int height;
+  };
+  std::vector<Picture> pictures;
+  Result OnEncodedImage(const webrtc::EncodedImage& image, const webrtc::CodecSpecificInfo*) override {
+    pictures.push_back({image.size(), image._frameType == webrtc::VideoFrameType::kVideoFrameKey,
+                        static_cast<int>(image._encodedWidth), static_cast<int>(image._encodedHeight)});
+    return Result(Result::OK);
+  }
+};
+
+struct CodecCase {
+  const char* name;
+  webrtc::VideoCodecType type;
+};
+void PrintTo(const CodecCase& value, std::ostream* out) { *out << value.name; }
+
+class ScreenEncodersTest : public testing::TestWithParam<CodecCase> {
+ protected:
+  void start(uint32_t kbps, webrtc::VideoCodecMode mode) {
+    std::map<std::string, std::string> parameters;
+    if (GetParam().type == webrtc::kVideoCodecH264) parameters["packetization-mode"] = "1";
+    encoder_ = makeVideoEncoderFactory()->CreateVideoEncoder(webrtc::SdpVideoFormat(GetParam().name, parameters));
+    ASSERT_TRUE(encoder_);
+    webrtc::VideoCodec codec;
+    codec.codecType = GetParam().type;
+    codec.width = kWidth;
+    codec.height = kHeight;
+    codec.startBitrate = kbps;
+    codec.maxBitrate = kbps;
+    codec.minBitrate = 30;
+    codec.maxFramerate = 15;
+    codec.qpMax = GetParam().type == webrtc::kVideoCodecH264 ? 51 : 56;
+    codec.mode = mode;
+    codec.active = true;
+    codec.numberOfSimulcastStreams = 1;
+    codec.simulcastStream[0] = {};
+    codec.simulcastStream[0].width = kWidth;
+    codec.simulcastStream[0].height = kHeight;
+    codec.simulcastStream[0].maxFramerate = 15;
+    codec.simulcastStream[0].numberOfTemporalLayers = 1;
+    codec.simulcastStream[0].maxBitrate = kbps;
+    codec.simulcastStream[0].targetBitrate = kbps;
+    codec.simulcastStream[0].qpMax = codec.qpMax;
+    codec.simulcastStream[0].active = true;
+    codec.SetScalabilityMode(webrtc::ScalabilityMode::kL1T1);
+    if (codec.codecType == webrtc::kVideoCodecVP8) {
+      *codec.VP8() = webrtc::VideoEncoder::GetDefaultVp8Settings();
+      codec.VP8()->numberOfTemporalLayers = 1;
+    } else if (codec.codecType == webrtc::kVideoCodecVP9) {
+      *codec.VP9() = webrtc::VideoEncoder::GetDefaultVp9Settings();
+      codec.VP9()->numberOfTemporalLayers = 1;
+      codec.VP9()->numberOfSpatialLayers = 1;
+    } else if (codec.codecType == webrtc::kVideoCodecH264) {
+      *codec.H264() = webrtc::VideoEncoder::GetDefaultH264Settings();
+      codec.H264()->numberOfTemporalLayers = 1;
+    }
+    ASSERT_EQ(encoder_->InitEncode(&codec,
+                                   webrtc::VideoEncoder::Settings(webrtc::VideoEncoder::Capabilities(false), 2, 1200)),
+              WEBRTC_VIDEO_CODEC_OK);
+    encoder_->RegisterEncodeCompleteCallback(&collected_);
+    setRate(kbps);
+  }
+  void setRate(uint32_t kbps) {
+    webrtc::VideoBitrateAllocation allocation;
+    allocation.SetBitrate(0, 0, kbps * 1000);
+    encoder_->SetRates(webrtc::VideoEncoder::RateControlParameters(allocation, 15));
+  }
+  // Bytes of the picture, 0 when it was left out.
+  size_t encode(const rtc::scoped_refptr<webrtc::I420Buffer>& buffer, bool key = false) {
+    const size_t before = collected_.pictures.size();
+    timestamp_ += 6000;
+    const auto frame = webrtc::VideoFrame::Builder()
+                           .set_video_frame_buffer(buffer)
+                           .set_timestamp_rtp(timestamp_)
+                           .set_timestamp_us(timestamp_ * 100 / 9)
+                           .build();
+    const std::vector<webrtc::VideoFrameType> types{key ? webrtc::VideoFrameType::kVideoFrameKey
+                                                        : webrtc::VideoFrameType::kVideoFrameDelta};
+    EXPECT_EQ(encoder_->Encode(frame, &types), WEBRTC_VIDEO_CODEC_OK);
+    return collected_.pictures.size() == before ? 0 : collected_.pictures.back().bytes;
+  }
+
+  std::unique_ptr<webrtc::VideoEncoder> encoder_;
+  Collected collected_;
+  uint32_t timestamp_ = 0;
+};
+
+TEST_P(ScreenEncodersTest, startsWithAKeyPictureOfTheSizeAskedFor) {
+  start(2000, webrtc::VideoCodecMode::kScreensharing);
+  encode(textPage(1), true);
+  ASSERT_EQ(collected_.pictures.size(), 1U);
+  EXPECT_TRUE(collected_.pictures[0].key);
+  EXPECT_EQ(collected_.pictures[0].width, kWidth);
+  EXPECT_EQ(collected_.pictures[0].height, kHeight);
+}
+
+TEST_P(ScreenEncodersTest, makesAKeyPictureOnRequestAndNoneOnItsOwn) {
+  start(4000, webrtc::VideoCodecMode::kScreensharing);
+  encode(textPage(1), true);
+  size_t keys = 0;
+  for (int i = 0; i < 10; ++i) encode(textPage(i % 2));
+  for (const auto& picture : collected_.pictures) keys += picture.key ? 1 : 0;
+  EXPECT_EQ(keys, 1U);
+  // A picture may be left out while earlier ones are waiting: a key picture comes with the next that is not.
+  bool again = false;
+  for (int i = 0; i < 20 && !again; ++i) {
+    encode(textPage(3), true);
+    again = collected_.pictures.back().key && collected_.pictures.size() > 1;
+  }
+  EXPECT_TRUE(again);
+}
+
+INSTANTIATE_TEST_SUITE_P(Codecs, ScreenEncodersTest,
+                         testing::Values(CodecCase{"VP8", webrtc::kVideoCodecVP8},
+                                         CodecCase{"VP9", webrtc::kVideoCodecVP9},
+                                         CodecCase{"H264", webrtc::kVideoCodecH264},
+                                         CodecCase{"AV1", webrtc::kVideoCodecAV1}),
+                         [](const auto& each) { return std::string(each.param.name); });
+
+class H264EncoderTest : public ScreenEncodersTest {};
+
+TEST_P(H264EncoderTest, keepsAPageOfTextToAFractionOfASecondOfAThinLink) {
+  for (const auto mode : {webrtc::VideoCodecMode::kScreensharing, webrtc::VideoCodecMode::kRealtimeVideo}) {
+    start(1000, mode);
+    EXPECT_LE(encode(textPage(1), true), 1'000'000 / 8 * 0.8);
+  }
+}
+
+TEST_P(H264EncoderTest, makesAStillPageSharpWithTheBitsLeftOver) {
+  start(3000, webrtc::VideoCodecMode::kScreensharing);
+  const auto page = textPage(1);
+  const size_t first = encode(page, true);
+  size_t more = 0;
+  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(3);
+  while (more < first && std::chrono::steady_clock::now() < end) more += encode(page);
+  EXPECT_GE(more, first);  // As much again as the coarse first picture went into making it finer.
+}
+
+INSTANTIATE_TEST_SUITE_P(Codecs, H264EncoderTest, testing::Values(CodecCase{"H264", webrtc::kVideoCodecH264}));
+
+}  // namespace
+}  // namespace vantora
