@@ -1,5 +1,5 @@
 # D-Bus by hand, for calls with time limits on a thread of their own.
 find_package(PkgConfig REQUIRED)
 pkg_check_modules(DBUS REQUIRED IMPORTED_TARGET dbus-1)
-add_library(vantora_dbus INTERFACE)
-target_link_libraries(vantora_dbus INTERFACE PkgConfig::DBUS)
+add_library(vantora_libdbus INTERFACE)
+target_link_libraries(vantora_libdbus INTERFACE PkgConfig::DBUS)
