@@ -132,8 +132,8 @@ test('clicksAndScrollsWhereAskedFor', async (t) => {
 });
 
 /// Holds a key with a modifier and a button down, lets `leave` take the viewer away, and waits for all to be let go.
-async function holdAndLeave(t, leave, deadline) {
-  await withSession(t, { browserNow: false }, async (session) => {
+async function holdAndLeave(t, leave, deadline, want = {}) {
+  await withSession(t, { browserNow: false, ...want }, async (session) => {
     const browser = await session.startBrowser();
     const viewer = await control(session);
     const xev = session.keep(session.screen.start('stdbuf', ['-oL', 'xev', '-geometry', '400x300+0+0', '-event', 'keyboard', '-event', 'button']));
@@ -149,7 +149,7 @@ async function holdAndLeave(t, leave, deadline) {
     await until(() => count('KeyPress', 'keysym 0x41, A') > 0 && count('ButtonPress') > 0, { what: 'the key and the button' });
     assert.equal(count('ButtonRelease'), 0);
     const start = performance.now();
-    await leave(viewer.page, browser);
+    await leave(viewer.page, browser, session);
     session.pages.pop();
     await until(() => count('KeyRelease', ', A)') + count('KeyRelease', ', a)') > 0, { deadline, what: 'the key to be let go' });
     await until(() => count('KeyRelease', 'Shift_L') > 0, { what: 'the modifier to be let go' });
@@ -161,3 +161,6 @@ async function holdAndLeave(t, leave, deadline) {
 test('releasesHeldKeysAndButtonsWhenThePageGoesElsewhere', (t) => holdAndLeave(t, (page) => page.goto('about:blank'), 2000));
 
 test('releasesHeldKeysAndButtonsWhenTheBrowserIsKilled', (t) => holdAndLeave(t, (_, browser) => browser.kill(), 12000));
+
+test('releasesHeldKeysAndButtonsWhenTheConnectionIsLost', (t) =>
+  holdAndLeave(t, (_page, _browser, session) => session.far.unplug(), 15000, { far: true }));

@@ -89,6 +89,17 @@ test('standardErrorHoldsOnlyKnownLinesInAWholeSession', async (t) => {
     await viewer.takeControl(await session.host.pin());
     await viewer.ask({ type: 'mouseMove', x: 0.5, y: 0.5 }, 'ptr');
     await viewer.ask({ type: 'display_index', index: 5 }, 'ack');
+    await viewer.ask({ type: 'clipboard_set', text: 'line\nbreak "quoted" ü' }, 'ack');
+    await viewer.ask({ type: 'clipboard_sync_enabled', enabled: false }, 'ack');
+    await viewer.ask({ type: 'test_cursor', shape: 'text' }, 'cursor_shape');
+    await viewer.ask({ type: 'file_start', id: '1', name: 'a\nb.txt', size: 2 }, 'file_ready');
+    await viewer.send({ type: 'file_chunk', id: '1', data: 'YWI=' });
+    await viewer.ask({ type: 'file_end', id: '1' }, 'file_saved');
+    // A program with windows that talks a lot, a command that fails, and one that there is not.
+    await viewer.ask({ type: 'exec_command', id: 'open-terminal' }, 'command_result', { deadline: 30000 });
+    await viewer.ask({ type: 'exec_command', id: 'toggle-dark-mode' }, 'command_result', { deadline: 30000 });
+    await viewer.ask({ type: 'exec_command', id: 'rm -rf ~' }, 'command_result');
+    await viewer.ask({ type: 'diagnostics_run' }, 'diagnostics_result', { deadline: 60000 });
     for (const garbage of ['{', '[]', '{"type":7}', '{"type":"nothing"}', '{"type":"mouseMove","x":"a"}']) {
       await viewer.page.evaluate((text) => bare.sendRaw(text), garbage);
     }
@@ -142,6 +153,46 @@ test('aFloodOfCandidatesWithNamesStartsFewThreads', async (t) => {
     }
     t.diagnostic(`${before.threads} threads before, ${most} at most`);
     assert.ok(most <= before.threads + 8, `${before.threads} to ${most} threads`);
+  });
+});
+
+test('aFloodOfCandidatesThatNobodyCanResolveDoesNotHurtTheSession', async (t) => {
+  await withSession(t, {}, async (session) => {
+    await session.screen.paint('#307030');
+    const page = await session.bare();
+    const viewer = await new BareControl(page).open();
+    await viewer.takeControl(await session.host.pin());
+    await shows(page, '#307030', { deadline: 10000 });
+    const before = await usageOf(session.host.child.pid);
+    const flood = (round) => page.evaluate((round) => {
+      for (let number = 0; number < 200; number++) {
+        // Of every kind: hidden names, names of the ordinary sort, and what is none at all.
+        const name = [`no-such-host-${round}-${number}.local`, `no-such-host-${round}-${number}.example.net`,
+          `${'x'.repeat(63)}.${'y'.repeat(63)}.invalid`, '-..-', `xn--${number}`][number % 5];
+        const candidate = `candidate:1 1 udp 2113937151 ${name} ${5000 + number} typ host`;
+        bare.signal({ type: 'ice', candidate: { candidate, sdpMLineIndex: 0, sdpMid: '0' } });
+      }
+    }, round);
+    let slowest = 0;
+    for (let round = 0; round < 10; round++) {
+      await flood(round);
+      const start = performance.now();
+      await viewer.ask({ type: 'mouseMove', x: round / 10, y: 0.5 }, 'ptr');
+      slowest = Math.max(slowest, performance.now() - start);
+      assert.deepEqual(await session.screen.pointer(), { x: round * 128, y: 360 });
+    }
+    await session.screen.paint('#a03020');
+    await shows(page, '#a03020');
+    // A viewer that comes while all those names are still being looked up connects as ever.
+    await flood(10);
+    await page.reload();
+    await new BareControl(page).open();
+    await session.screen.paint('#2030a0');
+    await shows(page, '#2030a0', { deadline: 10000 });
+    const after = await usageOf(session.host.child.pid);
+    t.diagnostic(`pointer moved after ${Math.round(slowest)} ms at most; ${JSON.stringify(before)} to ${JSON.stringify(after)}`);
+    assert.ok(slowest < 2000, `${slowest} ms`);
+    assert.ok(after.megabytes < before.megabytes + 50, `${JSON.stringify(before)} to ${JSON.stringify(after)}`);
   });
 });
 

@@ -185,7 +185,6 @@ constexpr auto kXfceHidden = "exec %1 -c thunar -p /last-show-hidden -n -t bool 
 constexpr auto kKdeHidden = R"sh(view=${XDG_DATA_HOME:-$HOME/.local/share}/dolphin/view_properties/global
 mkdir -p "$view" || exit
 %1 --file "$view/.directory" --group Settings --key HiddenFilesShown --type bool $show || exit
-%1 --file "$view/.directory" --group Dolphin --key Timestamp "$(date +%Y,%-m,%-d,%-H,%-M,%-S)" || exit
 %1 --file kdeglobals --group 'KFileDialog Settings' --key 'Show hidden files' --type bool $show
 )sh"_L1;
 

@@ -65,6 +65,20 @@ TEST_F(ScriptsTest, switchGnomeToDarkAndBack) {
   EXPECT_EQ(setting(theme), u"'Own'"_s) << "a theme of the person's own is left alone";
 }
 
+TEST_F(ScriptsTest, speakToTheSettingsOfGnomeAsTheyReallyAre) {
+  // The real tool and schemas, with a file of the test's own behind them.
+  home_.environment.insert(u"GSETTINGS_BACKEND"_s, u"keyfile"_s);
+  const auto kept = [this] { return home_.read(u".config/glib-2.0/settings/keyfile"_s); };
+  const CommandOutcome dark = run(u"toggle-dark-mode", DesktopKind::gnome);
+  EXPECT_TRUE(dark.ok) << dark.standardError.toStdString();
+  EXPECT_TRUE(kept().contains(u"color-scheme='prefer-dark'\n"_s)) << kept().toStdString();
+  EXPECT_TRUE(kept().contains(u"gtk-theme='Adwaita-dark'\n"_s));
+  EXPECT_TRUE(run(u"toggle-dark-mode", DesktopKind::gnome).ok);
+  EXPECT_FALSE(kept().contains(u"dark"_s)) << kept().toStdString();
+  EXPECT_TRUE(run(u"show-hidden-files", DesktopKind::gnome).ok);
+  EXPECT_TRUE(kept().contains(u"[org/gtk/settings/file-chooser]\nshow-hidden=true\n"_s)) << kept().toStdString();
+}
+
 TEST_F(ScriptsTest, tellWhenASettingOfGnomeCannotBeRead) {
   settingsTool();
   const CommandOutcome outcome = run(u"toggle-dark-mode", DesktopKind::gnome);
