@@ -5,9 +5,10 @@
 #include <memory>
 
 #include "main/base/QtScheduler.h"
+#include "main/desktop/DesktopSide.h"
+#include "main/desktop/SecondLaunch.h"
 #include "main/session/Host.h"
 #include "main/telemetry/DiagnosticsReports.h"
-#include "platform/Clipboard.h"
 #include "platform/Platform.h"
 
 namespace vantora {
@@ -21,12 +22,22 @@ class HostAppDelegate {
   HostAppDelegate(const HostAppDelegate&) = delete;
   HostAppDelegate& operator=(const HostAppDelegate&) = delete;
 
-  // Chooses the room and starts the session. The text of a configuration error that leaves nothing
-  // to run, none on success.
-  [[nodiscard]] std::optional<QString> applicationDidFinishLaunching();
+  struct Launch {
+    // Another process serves this room on this desktop and has been told; there is nothing to run here.
+    bool alreadyRunning = false;
+    // A configuration error that leaves nothing to run.
+    std::optional<QString> error;
+  };
+  // Chooses the room, starts the session and then what shows it on the desktop.
+  [[nodiscard]] Launch applicationDidFinishLaunching();
+  // The user launched the program once more.
+  void applicationShouldHandleReopen();
 
  private:
   VideoSourceFactory videoSources();
+  void startDesktop();
+  HostState hostState() const;
+  void carryOut(const FaceRequest& request);
 
   const QStringList arguments_;
   const Environment environment_;
@@ -35,9 +46,10 @@ class HostAppDelegate {
   WorkerThreads diagnosticsThreads_{"diagnostics", kReportsAtOnce};
   QtScheduler scheduler_;
   Platform platform_;
-  std::unique_ptr<Clipboard> clipboard_;
+  DesktopSide desktop_;
   std::unique_ptr<PeerConnectionFactory> factory_;
   std::unique_ptr<Host> host_;
+  SecondLaunch secondLaunch_;
 };
 
 }  // namespace vantora

@@ -6,6 +6,7 @@
 #include "main/HostAppDelegate.h"
 #include "main/TerminationSignals.h"
 #include "main/base/Log.h"
+#include "main/desktop/process/DesktopMain.h"
 #include "main/session/settings/ConfigurationHelp.h"
 
 namespace {
@@ -26,9 +27,12 @@ int print(const QString& text) {
 int main(int argc, char* argv[]) {
   std::signal(SIGPIPE, SIG_IGN);
   qInstallMessageHandler(toolkitMessage);
-  QCoreApplication application(argc, argv);
   QCoreApplication::setApplicationName(QStringLiteral("vantora-host"));
   QCoreApplication::setApplicationVersion(QStringLiteral(VANTORA_VERSION));
+  if (const auto descriptor = vantora::desktopLinkDescriptor()) {
+    return vantora::runDesktopProcess(*descriptor, argc, argv);
+  }
+  QCoreApplication application(argc, argv);
 
   const QStringList arguments = QCoreApplication::arguments();
   if (arguments.size() > 1) {
@@ -42,9 +46,12 @@ int main(int argc, char* argv[]) {
   const vantora::TerminationSignals signals([] { QCoreApplication::quit(); });
   vantora::HostAppDelegate delegate(arguments, vantora::Environment::ofProcess(),
                                     vantora::InfoDictionary::load(QCoreApplication::applicationDirPath()));
-  if (const auto error = delegate.applicationDidFinishLaunching()) {
-    vantora::logLine(QStringLiteral("fatal: ") + *error);
+  const auto launch = delegate.applicationDidFinishLaunching();
+  if (launch.error) {
+    vantora::logLine(QStringLiteral("fatal: ") + *launch.error);
     return 1;
   }
+  if (launch.alreadyRunning)
+    return print(QStringLiteral("vantora-host is running already and has come to the front\n"));
   return QCoreApplication::exec();
 }

@@ -10,9 +10,9 @@
 
 namespace vantora {
 
-// Tells the desktop process the state of the session whenever that changed and all of it when the process is new, passes
-// chat and notifications on, and hands its requests to the session. Chat lines that arrive while the process is being
-// started are kept for it, at most kMaxKeptLines. Thread: main. Owner: HostAppDelegate.
+// Tells the desktop process the state of the session whenever that changed and all of it when the process is new,
+// passes chat and notifications on, and hands its requests to the session. Chat lines that arrive while the process is
+// being started are kept for it, at most kMaxKeptLines. Thread: main. Owner: HostAppDelegate.
 class DesktopSide {
  public:
   static constexpr qsizetype kMaxKeptLines = 1000;

@@ -3,9 +3,9 @@
 
 #include <map>
 
-#include "platform/Clipboard.h"
 #include "main/base/Json.h"
 #include "main/base/Scheduler.h"
+#include "platform/Clipboard.h"
 
 namespace vantora {
 

@@ -22,16 +22,16 @@ int main(int argc, char* argv[]) {
   std::unique_ptr<vantora::DesktopLink> link;
   link = std::make_unique<vantora::DesktopLink>(
       std::atoi(line),
-      vantora::DesktopLink::Events{
-          .message =
-              [&](const vantora::JsonObject& message) {
-                const QString type = message.value("type"_L1).toString();
-                if (type == "die"_L1) _exit(1);
-                if (type == "hang"_L1) pause();
-                if (type == "garbage"_L1 && write(std::atoi(line), "\xff\xff\xff\xff", 4) != 4) _exit(1);
-                link->send({{u"type"_s, u"echo"_s}, {u"of"_s, message}});
-              },
-          .lost = [] { QCoreApplication::quit(); }});
+      vantora::DesktopLink::Events{.message =
+                                       [&](const vantora::JsonObject& message) {
+                                         const QString type = message.value("type"_L1).toString();
+                                         if (type == "die"_L1) _exit(1);
+                                         if (type == "hang"_L1) pause();
+                                         if (type == "garbage"_L1 && write(std::atoi(line), "\xff\xff\xff\xff", 4) != 4)
+                                           _exit(1);
+                                         link->send({{u"type"_s, u"echo"_s}, {u"of"_s, message}});
+                                       },
+                                   .lost = [] { QCoreApplication::quit(); }});
   link->send({{u"type"_s, u"ready"_s}, {u"pid"_s, getpid()}, {u"descriptors"_s, descriptors}});
   return QCoreApplication::exec();
 }

@@ -1,5 +1,3 @@
-#include "main/desktop/DesktopLink.h"
-
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -7,6 +5,7 @@
 #include <memory>
 #include <vector>
 
+#include "main/desktop/DesktopLink.h"
 #include "tests/fakes/EventLoop.h"
 
 namespace vantora {

@@ -1,5 +1,3 @@
-#include "main/desktop/DesktopProcess.h"
-
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/socket.h>
@@ -8,6 +6,7 @@
 #include <csignal>
 #include <vector>
 
+#include "main/desktop/DesktopProcess.h"
 #include "tests/fakes/EventLoop.h"
 #include "tests/fakes/FakeScheduler.h"
 

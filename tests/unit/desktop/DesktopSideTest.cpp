@@ -1,7 +1,6 @@
-#include "main/desktop/DesktopSide.h"
-
 #include <gtest/gtest.h>
 
+#include "main/desktop/DesktopSide.h"
 #include "tests/fakes/EventLoop.h"
 #include "tests/fakes/FakeScheduler.h"
 

@@ -1,7 +1,6 @@
-#include "main/desktop/FaceMessages.h"
-
 #include <gtest/gtest.h>
 
+#include "main/desktop/FaceMessages.h"
 #include "main/desktop/RemoteFace.h"
 
 namespace vantora {
@@ -37,7 +36,8 @@ TEST(FaceMessages, refuseAStateThatLacksAFieldOrHasAnotherType) {
 }
 
 TEST(FaceMessages, carryEveryRequest) {
-  for (const auto action : {FaceAction::startSharing, FaceAction::stopSharing, FaceAction::regeneratePin, FaceAction::quit}) {
+  for (const auto action :
+       {FaceAction::startSharing, FaceAction::stopSharing, FaceAction::regeneratePin, FaceAction::quit}) {
     EXPECT_EQ(faceRequestOf(toMessage(FaceRequest{.action = action})), FaceRequest{.action = action});
   }
   for (const auto action : {FaceAction::setAllowRemoteControl, FaceAction::setFileReceiveAllowed}) {

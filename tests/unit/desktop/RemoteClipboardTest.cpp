@@ -1,7 +1,6 @@
-#include "main/desktop/RemoteClipboard.h"
-
 #include <gtest/gtest.h>
 
+#include "main/desktop/RemoteClipboard.h"
 #include "tests/fakes/FakeScheduler.h"
 
 namespace vantora {

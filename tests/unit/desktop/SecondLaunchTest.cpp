@@ -1,5 +1,3 @@
-#include "main/desktop/SecondLaunch.h"
-
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -9,6 +7,7 @@
 #include <cstring>
 #include <thread>
 
+#include "main/desktop/SecondLaunch.h"
 #include "tests/fakes/EventLoop.h"
 
 namespace vantora {

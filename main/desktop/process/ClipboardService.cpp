@@ -1,0 +1,31 @@
+#include "main/desktop/process/ClipboardService.h"
+
+namespace vantora {
+
+using namespace Qt::Literals::StringLiterals;
+
+ClipboardService::ClipboardService(std::unique_ptr<Clipboard> clipboard, std::function<void(const JsonObject&)> send)
+    : send_(std::move(send)), clipboard_(std::move(clipboard)) {
+  clipboard_->setChangedHandler([this] {
+    send_({{u"type"_s, u"clipboard_changed"_s}, {u"count"_s, clipboard_->changeCount()}});
+  });
+}
+
+bool ClipboardService::take(const QString& type, const JsonObject& message) {
+  const qint64 id = integerField(message, "id"_L1).value_or(0);
+  if (type == "clipboard_set"_L1) {
+    clipboard_->setText(stringField(message, "text"_L1).value_or(QString()), [this, id](qint64 count) {
+      send_({{u"type"_s, u"clipboard_stored"_s}, {u"id"_s, id}, {u"count"_s, count}});
+    });
+    return true;
+  }
+  if (type == "clipboard_get"_L1) {
+    clipboard_->requestText([this, id](const QString& text) {
+      send_({{u"type"_s, u"clipboard_text"_s}, {u"id"_s, id}, {u"text"_s, text}});
+    });
+    return true;
+  }
+  return false;
+}
+
+}  // namespace vantora

@@ -1,0 +1,26 @@
+// The clipboard of this process, for the session in the other one.
+#pragma once
+
+#include <functional>
+#include <memory>
+
+#include "main/base/Json.h"
+#include "platform/Clipboard.h"
+
+namespace vantora {
+
+// The counterpart of RemoteClipboard. Thread: main of the desktop process. Owner: its entry point.
+class ClipboardService {
+ public:
+  // `send` must stay callable as long as `clipboard` may answer.
+  ClipboardService(std::unique_ptr<Clipboard> clipboard, std::function<void(const JsonObject&)> send);
+
+  // Carries out "clipboard_set" {id, text} and "clipboard_get" {id}; returns whether `type` is one of them.
+  bool take(const QString& type, const JsonObject& message);
+
+ private:
+  std::function<void(const JsonObject&)> send_;
+  std::unique_ptr<Clipboard> clipboard_;
+};
+
+}  // namespace vantora

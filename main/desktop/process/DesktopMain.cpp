@@ -1,0 +1,110 @@
+#include "main/desktop/process/DesktopMain.h"
+
+#include <xcb/xcb.h>
+
+#include <QApplication>
+#include <QTimer>
+#include <cstdlib>
+
+#include "main/desktop/DesktopProcess.h"
+#include "main/desktop/RemoteFace.h"
+#include "main/desktop/process/ClipboardService.h"
+#include "main/ui/UserInterface.h"
+#include "platform/qt/QtClipboard.h"
+
+namespace vantora {
+namespace {
+
+using namespace Qt::Literals::StringLiterals;
+using namespace std::chrono_literals;
+
+constexpr auto kDisplayCheck = 2000ms;
+
+bool isSet(const char* variable) {
+  const char* value = std::getenv(variable);
+  return value && *value;
+}
+
+bool displayAnswers() {
+  xcb_connection_t* connection = xcb_connect(nullptr, nullptr);
+  const bool answers = xcb_connection_has_error(connection) == 0;
+  xcb_disconnect(connection);
+  return answers;
+}
+
+// The toolkit ends a process that cannot have the display it wants: it must want none then.
+bool chooseToolkitPlatform() {
+  if (isSet("QT_QPA_PLATFORM") || isSet("WAYLAND_DISPLAY")) return false;
+  const bool named = isSet("DISPLAY");
+  if (named && displayAnswers()) return false;
+  qputenv("QT_QPA_PLATFORM", "offscreen");
+  return named;
+}
+
+// What the process does: messages of the session to the user interface and the clipboard, and back.
+class Desktop {
+ public:
+  explicit Desktop(int descriptor)
+      : link_(descriptor, {.message = [this](const JsonObject& message) { take(message); },
+                           .lost = [] { QCoreApplication::quit(); }}),
+        face_([this](const JsonObject& message) { link_.send(message); }),
+        clipboard_(makeQtClipboard(), [this](const JsonObject& message) { link_.send(message); }) {
+    link_.send({{u"type"_s, u"ready"_s}});
+  }
+
+ private:
+  void take(const JsonObject& message) {
+    const QString type = stringField(message, "type"_L1).value_or(QString());
+    if (type == "state"_L1) {
+      // The first one comes before anything else: there is nothing to show without it.
+      if (face_.take(message) && !interface_) interface_.emplace(face_, info_);
+    } else if (clipboard_.take(type, message) || !interface_) {
+      return;
+    } else if (type == "chat"_L1) {
+      interface_->presentChat(stringField(message, "from"_L1).value_or(QString()),
+                              stringField(message, "text"_L1).value_or(QString()),
+                              integerField(message, "ts"_L1).value_or(0));
+    } else if (type == "notify"_L1) {
+      interface_->deliverHostNotification(stringField(message, "title"_L1).value_or(QString()),
+                                          stringField(message, "body"_L1).value_or(QString()));
+    } else if (type == "reopen"_L1) {
+      interface_->handleReopen();
+    }
+  }
+
+  const InfoDictionary info_ = InfoDictionary::load(QCoreApplication::applicationDirPath());
+  DesktopLink link_;
+  RemoteFace face_;
+  ClipboardService clipboard_;
+  std::optional<UserInterface> interface_;
+};
+
+}  // namespace
+
+std::optional<int> desktopLinkDescriptor() {
+  bool number = false;
+  const int descriptor = qEnvironmentVariableIntValue(DesktopProcess::kLinkVariable, &number);
+  qunsetenv(DesktopProcess::kLinkVariable);
+  if (!number || descriptor < 3) return std::nullopt;
+  return descriptor;
+}
+
+int runDesktopProcess(int descriptor, int& argumentCount, char** arguments) {
+  const bool displayMissing = chooseToolkitPlatform();
+  QApplication::setQuitOnLastWindowClosed(false);
+  QGuiApplication::setDesktopFileName(u"vantora-host"_s);
+  QApplication application(argumentCount, arguments);
+  // Programs that are started from here are to have the display when it is back.
+  if (displayMissing) qunsetenv("QT_QPA_PLATFORM");
+  QTimer displayCheck;
+  if (displayMissing) {
+    QObject::connect(&displayCheck, &QTimer::timeout, &displayCheck, [] {
+      if (displayAnswers()) QCoreApplication::quit();
+    });
+    displayCheck.start(kDisplayCheck);
+  }
+  Desktop desktop(descriptor);
+  return QApplication::exec();
+}
+
+}  // namespace vantora
