@@ -56,7 +56,8 @@ HostAppDelegate::Launch HostAppDelegate::applicationDidFinishLaunching() {
                      .random = systemRandom(),
                      .hostName = machine.localizedHostName(),
                      .downloadFolder = downloadFolder,
-                     .diagnostics = diagnosticsReports(diagnosticsThreads_)});
+                     .diagnostics = diagnosticsReports(diagnosticsThreads_),
+                     .statistics = machineStatistics(statisticsThread_)});
   if (!info_.bundleIdentifier()) logLine("[notify] skipping UNUserNotifications (no bundle identifier)");
   startDesktop();
   return {};

@@ -9,6 +9,7 @@
 #include "main/desktop/SecondLaunch.h"
 #include "main/session/Host.h"
 #include "main/telemetry/DiagnosticsReports.h"
+#include "main/telemetry/system/MachineStatistics.h"
 #include "platform/Platform.h"
 
 namespace vantora {
@@ -43,6 +44,7 @@ class HostAppDelegate {
   const Environment environment_;
   const InfoDictionary info_;
   // Member order is teardown order: the session goes first.
+  WorkerThreads statisticsThread_{"host-stats", 1};
   WorkerThreads diagnosticsThreads_{"diagnostics", kReportsAtOnce};
   QtScheduler scheduler_;
   Platform platform_;

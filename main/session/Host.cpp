@@ -25,6 +25,7 @@ Host::Host(const QString& room, Configuration configuration, Platform platform)
                        [this](IceState state) {
                          // A viewer out of reach cannot let go of what it holds down.
                          if (state == IceState::disconnected || state == IceState::failed) injector_.releaseAll();
+                         if (state == IceState::checking || state == IceState::connected) systemStats_.prepare();
                          sharing_.setViewerConnected(iceMonitor_.connected());
                          changed();
                        },
@@ -33,9 +34,10 @@ Host::Host(const QString& room, Configuration configuration, Platform platform)
                     .offerShape = [this] { return offerShape(); },
                     .viewerReplaced = [this] { replacePeer("answer of another viewer"); }}),
       sharing_(configuration_.environment, platform_.displays, outlet_, platform_.videoSources, sharingCallbacks()),
+      systemStats_(platform_.scheduler, platform_.statistics),
       stats_(platform_.scheduler, platform_.displays, outlet_,
              {.session = [this] { return sessionFigures(); },
-              .system = [] { return std::optional<JsonObject>(); },
+              .system = [this] { return systemStats_.getSystemStats(); },
               .hostName = platform_.hostName,
               .roomId = roomId_}),
       diagnostics_(outlet_, platform_.diagnostics) {
@@ -205,7 +207,7 @@ void Host::closePeer() {
   outlet_.set(nullptr);
   negotiation_.attach(nullptr);
   sharing_.detachSender();
-  stats_.stopTimer();
+  stopStatistics();
   diagnostics_.channelClosed(ControlChannel::control);
   diagnostics_.channelClosed(ControlChannel::reliable);
   cursor_->stopCursorMonitoring();
@@ -254,8 +256,13 @@ void Host::channelOpened(ControlChannel channel) {
   stats_.startTimer();
 }
 
-void Host::channelClosed(ControlChannel channel) {
+void Host::stopStatistics() {
   stats_.stopTimer();
+  systemStats_.pause();
+}
+
+void Host::channelClosed(ControlChannel channel) {
+  stopStatistics();
   diagnostics_.channelClosed(channel);
   if (channel == ControlChannel::reliable) cursor_->stopCursorMonitoring();
   authorisation_->resetOnChannelClose();

@@ -25,6 +25,7 @@
 #include "main/signalling/Signaler.h"
 #include "main/telemetry/DiagnosticsRequests.h"
 #include "main/telemetry/HostStats.h"
+#include "main/telemetry/system/SystemStats.h"
 #include "main/video/quality/VideoQuality.h"
 #include "main/video/sharing/SharingControl.h"
 
@@ -52,6 +53,8 @@ class Host {
     std::function<QString()> downloadFolder;
     // Makes a diagnostics report; without it requests for one are not answered.
     StartJob diagnostics{};
+    // Collects the machine's own figures ("sys"); without it the statistics do without them.
+    StartJob statistics{};
   };
   struct Configuration {
     Environment environment;
@@ -97,6 +100,7 @@ class Host {
   void attemptIceRecovery(bool immediate);
   void channelOpened(ControlChannel channel);
   void channelClosed(ControlChannel channel);
+  void stopStatistics();
   void changed() const;
   void bindControlMessages();
   Handled selectDisplay(const ControlRequest& request);
@@ -121,6 +125,7 @@ class Host {
   IceMonitor iceMonitor_;
   Negotiation negotiation_;
   SharingControl sharing_;
+  SystemStats systemStats_;
   HostStats stats_;
   DiagnosticsRequests diagnostics_;
   std::unique_ptr<Signaler> signaler_;

@@ -1,4 +1,5 @@
 import assert from 'node:assert/strict';
+import { readFile, statfs } from 'node:fs/promises';
 import { test } from 'node:test';
 import { withSession } from './lib/session.mjs';
 import { BareControl } from './lib/viewer.mjs';
@@ -48,6 +49,42 @@ test('aDiagnosticsReportArrivesOnTheChannelItWasAskedForAndThePictureMovesOn', a
       await until(async () => (await viewer.heard('diagnostics_result')).length === 2, { deadline: reportDeadline, what: 'it' });
       assert.deepEqual(await viewer.heard('ack'), []);
     });
+});
+
+test('statisticsTellTheMachinesOwnFiguresFourTimesASecond', async (t) => {
+  await withSession(t, {}, async (session) => {
+    const viewer = await control(session);
+    const stats = () => viewer.heard('host_stats');
+    const systems = async () => (await stats()).map(({ message }) => message.sys);
+    assert.equal((await stats()).every(({ label }) => label === 'control_reliable'), true);
+    const first = await until(async () => (await systems()).find((sys) => sys?.top), { deadline: 20000, what: 'figures' });
+    assert.deepEqual(['netRxKbps', 'netTxKbps'].filter((key) => key in first), []);
+
+    const meminfo = await readFile('/proc/meminfo', 'utf8');
+    const volume = await statfs('/');
+    assert.equal(first.memTotalBytes, Number(meminfo.match(/MemTotal:\s+(\d+)/)[1]) * 1024);
+    assert.ok(first.memUsedBytes > 0 && first.memUsedBytes < first.memTotalBytes);
+    assert.equal(first.disk.totalBytes, volume.blocks * volume.bsize);
+    assert.ok(first.cpuPct >= 0 && first.cpuPct <= 100);
+    assert.equal(first.top.length, 11);
+    for (const process of first.top) {
+      assert.ok(Number.isInteger(process.pid) && process.name.length > 0 && !process.name.includes('/'), JSON.stringify(process));
+    }
+
+    // A process that is busy is named, with about the share it takes.
+    const busy = session.keep(session.screen.start('sh', ['-c', 'while :; do :; done']));
+    const seen = await until(async () => {
+      const top = (await systems()).at(-1)?.top ?? [];
+      return top.find(({ pid, cpuPct }) => pid === busy.pid && cpuPct > 10);
+    }, { deadline: 30000, what: 'the busy process' });
+    assert.ok(seen.cpuPct <= 150 && seen.rssBytes > 0, JSON.stringify(seen));
+    assert.ok('netRxKbps' in (await systems()).at(-1) && 'netTxKbps' in (await systems()).at(-1));
+
+    // Each figure stands for about a second, that is for about four messages.
+    const all = (await systems()).filter((sys) => sys?.top).map((sys) => JSON.stringify(sys));
+    const different = all.filter((sys, index) => sys !== all[index - 1]).length;
+    assert.ok(different <= all.length / 2, `${different} of ${all.length}`);
+  });
 });
 
 test('quittingDoesNotWaitForAReport', async (t) => {

@@ -43,7 +43,8 @@ class HostFixture : public testing::Test {
                        .random = [this](quint32) { return randomNumber_; },
                        .hostName = QStringLiteral("desk"),
                        .downloadFolder = [folder = downloads_.path()] { return folder; },
-                       .diagnostics = diagnostics_});
+                       .diagnostics = diagnostics_,
+                       .statistics = statistics_});
   }
   // Started, the first offer answered, both channels open; nothing in the journal and on the wires.
   void connectViewer(const QString& room = QStringLiteral("r")) {
@@ -122,6 +123,7 @@ class HostFixture : public testing::Test {
   fakes::FakeAccessibility accessibility_;
   fakes::FakeClipboard clipboard_;
   QTemporaryDir downloads_;
+  StartJob statistics_;
   fakes::FakePeerConnectionFactory factory_{&journal_};
   fakes::FakeVideoSources sources_{journal_};
   fakes::FakeWebSockets sockets_;

@@ -1,0 +1,11 @@
+// Statistics of the machine this runs on.
+#pragma once
+
+#include "main/base/WorkerThreads.h"
+
+namespace vantora {
+
+// Collects the "sys" object on `thread`, which must have one thread only and outlive the result.
+[[nodiscard]] StartJob machineStatistics(WorkerThreads& thread);
+
+}  // namespace vantora

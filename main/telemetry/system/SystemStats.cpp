@@ -1,0 +1,42 @@
+#include "main/telemetry/system/SystemStats.h"
+
+namespace vantora {
+
+bool SystemStats::isOlder(const std::optional<Time>& at, std::chrono::milliseconds age) const {
+  return !at || scheduler_.monotonicNow() - *at >= age;
+}
+
+std::optional<JsonObject> SystemStats::getSystemStats() {
+  if (!collect_) return std::nullopt;
+  if (lastSysStats_.isEmpty() || isOlder(lastSysAt_, kLifetime)) {
+    if (!isOlder(nextAt_, kTooOld)) {
+      lastSysStats_ = next_;
+      lastSysAt_ = scheduler_.monotonicNow();
+    } else if (isOlder(lastSysAt_, kTooOld)) {
+      lastSysStats_ = {};
+    }
+    nextAt_.reset();
+  }
+  if (lastSysStats_.isEmpty() || isOlder(lastSysAt_, kLifetime - kAhead)) startCollecting();
+  return lastSysStats_;
+}
+
+void SystemStats::prepare() {
+  if (collect_ && isOlder(nextAt_, kLifetime) && isOlder(lastSysAt_, kLifetime)) startCollecting();
+}
+
+void SystemStats::pause() {
+  job_.reset();
+  nextAt_.reset();
+}
+
+void SystemStats::startCollecting() {
+  if (job_ || nextAt_) return;
+  job_ = collect_([this](const JsonObject& figures) {
+    job_.reset();
+    next_ = figures;
+    nextAt_ = scheduler_.monotonicNow();
+  });
+}
+
+}  // namespace vantora

@@ -1,0 +1,30 @@
+// Figures out of the text that system tools print: "ps", "vm_stat", "df" and "netstat".
+#pragma once
+
+#include <functional>
+
+#include "main/telemetry/system/SystemFigures.h"
+
+namespace vantora::tooltext {
+
+// All pure. None where the text cannot be read; numbers are in the C locale.
+
+// The sum of all processes' shares of one processor, as the share of all `processors` (at least 1 is taken).
+[[nodiscard]] std::optional<double> parseCpuPercent(const QString& text, int processors);
+
+// Free and speculative pages of "vm_stat", taken from `totalBytes`. What the text lacks counts as no free pages; pages
+// are 4096 bytes where it names no size; 0 is used when more is free than there is.
+[[nodiscard]] MemoryFigures parseMem(const QString& text, quint64 totalBytes);
+
+// The line of "df -k" for one volume: at least six fields.
+[[nodiscard]] std::optional<DiskFigures> parseDisk(const QString& line);
+
+// Two numbers, received and sent.
+[[nodiscard]] std::optional<NetworkTotals> parseNetTotals(const QString& text);
+
+using ApplicationLookup = std::function<std::optional<RunningApplication>(qint32 pid)>;
+// Lines of "ps" behind a header: process id, command, resident KiB, share of a processor. The command may hold blanks.
+// Lines of fewer fields, and those whose id or size is no number that fits, are passed over.
+[[nodiscard]] std::vector<ProcessFigures> parseTop(const QString& text, const ApplicationLookup& lookup);
+
+}  // namespace vantora::tooltext

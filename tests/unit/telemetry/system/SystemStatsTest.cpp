@@ -1,0 +1,133 @@
+#include <gtest/gtest.h>
+
+#include "main/telemetry/system/SystemStats.h"
+#include "tests/fakes/FakeJobs.h"
+#include "tests/fakes/FakeScheduler.h"
+
+using namespace std::chrono_literals;
+using namespace Qt::Literals::StringLiterals;
+
+namespace vantora {
+namespace {
+
+class SystemStatsTest : public testing::Test {
+ protected:
+  static JsonObject figures(int number) { return {{u"cpuPct"_s, number}}; }
+  // What a message gets that is sent now.
+  JsonObject ask() { return stats_.getSystemStats().value_or(JsonObject{{u"nothing"_s, true}}); }
+  JsonObject askAfter(std::chrono::milliseconds time) {
+    scheduler_.advance(time);
+    return ask();
+  }
+
+  fakes::FakeScheduler scheduler_;
+  fakes::FakeJobs jobs_;
+  SystemStats stats_{scheduler_, jobs_.starter()};
+};
+
+TEST_F(SystemStatsTest, collectsNothingBeforeSomebodyAsks) {
+  scheduler_.advance(10s);
+  EXPECT_EQ(jobs_.started, 0);
+}
+
+TEST_F(SystemStatsTest, isEmptyUntilTheFirstFiguresAreThere) {
+  EXPECT_EQ(ask(), JsonObject{});
+  EXPECT_EQ(askAfter(250ms), JsonObject{});
+  EXPECT_EQ(jobs_.started, 1) << "one collection at a time";
+  jobs_.finish(figures(1));
+  EXPECT_EQ(askAfter(250ms), figures(1));
+}
+
+TEST_F(SystemStatsTest, hasFiguresForTheFirstQuestionWhenItWasWarned) {
+  stats_.prepare();
+  stats_.prepare();
+  EXPECT_EQ(jobs_.started, 1);
+  scheduler_.advance(200ms);
+  jobs_.finish(figures(1));
+  stats_.prepare();
+  EXPECT_EQ(jobs_.started, 1);
+  EXPECT_EQ(askAfter(300ms), figures(1));
+}
+
+TEST_F(SystemStatsTest, servesTheSameFiguresForASecondAndThenTheNextOnes) {
+  stats_.prepare();
+  jobs_.finish(figures(1));
+  EXPECT_EQ(ask(), figures(1));
+  EXPECT_EQ(askAfter(250ms), figures(1));
+  EXPECT_EQ(askAfter(250ms), figures(1));
+  EXPECT_EQ(jobs_.started, 1);
+  EXPECT_EQ(askAfter(250ms), figures(1));
+  EXPECT_EQ(jobs_.started, 2) << "their successors are collected in time";
+  jobs_.finish(figures(2));
+  EXPECT_EQ(askAfter(249ms), figures(1)) << "and wait until the second is over";
+  EXPECT_EQ(askAfter(1ms), figures(2));
+  EXPECT_EQ(askAfter(250ms), figures(2));
+}
+
+TEST_F(SystemStatsTest, collectsOnceASecond) {
+  stats_.prepare();
+  jobs_.finish(figures(0));
+  for (int tick = 0; tick < 40; ++tick) {
+    (void)askAfter(250ms);
+    if (jobs_.open() > 0) jobs_.finish(figures(tick));
+  }
+  EXPECT_EQ(jobs_.started, 11);
+}
+
+TEST_F(SystemStatsTest, servesWhatItHasWhileACollectionTakesLongAndNothingOnceThatIsTooOld) {
+  stats_.prepare();
+  jobs_.finish(figures(1));
+  EXPECT_EQ(ask(), figures(1));
+  EXPECT_EQ(askAfter(2999ms), figures(1));
+  EXPECT_EQ(askAfter(1ms), JsonObject{});
+  EXPECT_EQ(jobs_.started, 2);
+  jobs_.finish(figures(2));
+  EXPECT_EQ(askAfter(250ms), figures(2));
+}
+
+TEST_F(SystemStatsTest, anEmptyResultIsNotKept) {
+  stats_.prepare();
+  jobs_.finish({});
+  EXPECT_EQ(ask(), JsonObject{});
+  EXPECT_EQ(jobs_.started, 2) << "the next collection begins at once";
+  jobs_.finish(figures(2));
+  EXPECT_EQ(ask(), figures(2));
+}
+
+TEST_F(SystemStatsTest, aPauseGivesUpWhatIsUnderWayAndAnOldFigureIsNotShownAfterIt) {
+  stats_.prepare();
+  jobs_.finish(figures(1));
+  EXPECT_EQ(ask(), figures(1));
+  (void)askAfter(750ms);
+  EXPECT_EQ(jobs_.open(), 1U);
+  stats_.pause();
+  EXPECT_EQ(jobs_.open(), 0U);
+  scheduler_.advance(60s);
+  EXPECT_EQ(jobs_.started, 2) << "nobody asks, nothing is collected";
+  EXPECT_EQ(ask(), JsonObject{});
+  jobs_.finish(figures(3));
+  EXPECT_EQ(askAfter(250ms), figures(3));
+}
+
+TEST_F(SystemStatsTest, figuresCollectedBeforeAPauseAreNotServedAfterIt) {
+  stats_.prepare();
+  jobs_.finish(figures(1));
+  stats_.pause();
+  EXPECT_EQ(ask(), JsonObject{});
+}
+
+TEST_F(SystemStatsTest, figuresThatWaitedTooLongAreCollectedAnew) {
+  stats_.prepare();
+  jobs_.finish(figures(1));
+  EXPECT_EQ(askAfter(3s), JsonObject{});
+  EXPECT_EQ(jobs_.started, 2);
+}
+
+TEST_F(SystemStatsTest, aMachineWithoutFiguresHasNone) {
+  SystemStats none(scheduler_, {});
+  none.prepare();
+  EXPECT_EQ(none.getSystemStats(), std::nullopt);
+}
+
+}  // namespace
+}  // namespace vantora
