@@ -10,6 +10,7 @@
 #include "main/session/Host.h"
 #include "main/telemetry/DiagnosticsReports.h"
 #include "main/telemetry/system/MachineStatistics.h"
+#include "platform/Clipboard.h"
 #include "platform/Platform.h"
 
 namespace vantora {
