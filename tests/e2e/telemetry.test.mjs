@@ -1,6 +1,8 @@
 import assert from 'node:assert/strict';
-import { readFile, statfs } from 'node:fs/promises';
+import { readFile, statfs, writeFile } from 'node:fs/promises';
+import { join } from 'node:path';
 import { test } from 'node:test';
+import { temporaryDirectory } from './lib/paths.mjs';
 import { withSession } from './lib/session.mjs';
 import { BareControl } from './lib/viewer.mjs';
 import { until } from './lib/wait.mjs';
@@ -85,6 +87,25 @@ test('statisticsTellTheMachinesOwnFiguresFourTimesASecond', async (t) => {
     const different = all.filter((sys, index) => sys !== all[index - 1]).length;
     assert.ok(different <= all.length / 2, `${different} of ${all.length}`);
   });
+});
+
+test('aReportOfHundredsOfLongLinesArrivesInOneMessage', async (t) => {
+  const tools = await temporaryDirectory('tools');
+  try {
+    await writeFile(join(tools.path, 'apt'), '#!/bin/sh\n' +
+      'yes "package/stable [upgradable from: 1] $(printf %0900d 0)" | head -n 500\n', { mode: 0o755 });
+    await withSession(t, { host: { env: { PATH: `${tools.path}:${process.env.PATH}` } } }, async (session) => {
+      const viewer = await control(session);
+      const report = await viewer.ask({ type: 'diagnostics_run' }, 'diagnostics_result', { deadline: reportDeadline });
+      const size = JSON.stringify(report).length;
+      t.diagnostic(`${size} characters`);
+      assert.ok(size > 30000 && size < 65536, `${size} characters`);
+      assert.deepEqual(Object.keys(report.payload).sort(), sections);
+      await viewer.settled();
+    });
+  } finally {
+    await tools.remove();
+  }
 });
 
 test('quittingDoesNotWaitForAReport', async (t) => {

@@ -1,45 +1,25 @@
 #include "main/telemetry/system/RunShell.h"
 
 #include <fcntl.h>
-#include <spawn.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include <QFile>
+#include <QProcessEnvironment>
 #include <QStringDecoder>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
-#include <thread>
 
-extern char** environ;  // NOLINT(readability-redundant-declaration): not every system's headers have it.
+#include "platform/process/ChildGroup.h"
+#include "platform/process/FileDescriptor.h"
 
 namespace vantora {
 namespace {
 
-constexpr std::chrono::milliseconds kLookAgain{2};
+using namespace Qt::Literals::StringLiterals;
 
-// The shell, in a process group of its own; -1 when it cannot be started.
-pid_t spawn(const QString& shell, const QString& commandLine, int output) {
-  posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-  posix_spawn_file_actions_adddup2(&actions, output, STDOUT_FILENO);
-  posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
-  posix_spawnattr_t attributes;
-  posix_spawnattr_init(&attributes);
-  posix_spawnattr_setpgroup(&attributes, 0);
-  posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP);
-  QByteArray program = QFile::encodeName(shell);
-  QByteArray login("-lc");
-  QByteArray line = commandLine.toUtf8();
-  char* arguments[] = {program.data(), login.data(), line.data(), nullptr};
-  pid_t pid = -1;
-  const int error = posix_spawn(&pid, program.constData(), &actions, &attributes, arguments, environ);
-  posix_spawnattr_destroy(&attributes);
-  posix_spawn_file_actions_destroy(&actions);
-  return error == 0 ? pid : -1;
-}
+// How soon a stop request is noticed.
+constexpr std::chrono::milliseconds kLookAgain{20};
+constexpr std::chrono::milliseconds kReapTime{200};
 
 QByteArray readAll(int fd) {
   QByteArray result;
@@ -57,23 +37,27 @@ QByteArray readAll(int fd) {
 QString runShell(const QString& commandLine, const std::stop_token& stop, const QString& shell) {
   int ends[2];
   if (pipe(ends) != 0) return {};
+  const FileDescriptor reading(ends[0]);
+  FileDescriptor writing(ends[1]);
   for (const int end : ends) (void)fcntl(end, F_SETFD, FD_CLOEXEC);
   // A process that stays behind with the output open must not be waited for.
-  (void)fcntl(ends[0], F_SETFL, O_NONBLOCK);
-  const pid_t pid = spawn(shell, commandLine, ends[1]);
-  close(ends[1]);
-  bool ended = pid < 0;
-  while (!ended) {
-    const pid_t result = waitpid(pid, nullptr, stop.stop_possible() ? WNOHANG : 0);
-    ended = result == pid || (result < 0 && errno != EINTR);
-    if (ended) break;
-    if (stop.stop_requested()) (void)kill(-pid, SIGKILL);
-    std::this_thread::sleep_for(kLookAgain);
+  (void)fcntl(reading.get(), F_SETFL, O_NONBLOCK);
+  int error = 0;
+  const auto child = ChildGroup::start({.command = {shell, u"-lc"_s, commandLine},
+                                        .environment = QProcessEnvironment::systemEnvironment().toStringList(),
+                                        .folder = {},
+                                        .output = writing.get()},
+                                       error);
+  writing.reset();
+  if (!child) return {};
+  while (!child->waitForEnd(kLookAgain)) {
+    if (!stop.stop_requested()) continue;
+    child->signal(SIGKILL);
+    break;
   }
-  const QByteArray output = pid < 0 ? QByteArray() : readAll(ends[0]);
-  close(ends[0]);
+  (void)child->reap(kReapTime);
   QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
-  QString text = decoder(output);
+  QString text = decoder(readAll(reading.get()));
   return decoder.hasError() ? QString() : text;
 }
 
