@@ -1,0 +1,40 @@
+// The user interface on a bus of the test's own, over a made-up session.
+#pragma once
+
+#include "main/ui/UserInterface.h"
+#include "tests/fakes/EventLoop.h"
+#include "tests/fakes/FakeHostFace.h"
+#include "tests/fakes/PrintQt.h"
+#include "tests/fakes/RecordedLog.h"
+#include "tests/ui/support/FakePanel.h"
+#include "tests/ui/support/SessionBus.h"
+#include "tests/ui/support/WidgetsApplication.h"
+
+namespace vantora {
+
+class BusFixture : public testing_ui::UiTest {
+ protected:
+  void start() { interface_ = std::make_unique<UserInterface>(face_, InfoDictionary(info_), bus_.connect()); }
+  HostStatusBar& bar() { return interface_->statusBar(); }
+  [[nodiscard]] static bool waitFor(const std::function<bool()>& condition) { return testing_loop::waitFor(condition); }
+  // Whatever is under way on the bus to and from the interface has arrived: a round through the daemon and back.
+  void settle() {
+    for (int round = 0; round < 3; ++round) {
+      std::optional<bool> answered;
+      callDBus(other_, dbusDaemonCall(QStringLiteral("GetId"), {}), &context_,
+               [&answered](const QDBusMessage&) { answered = true; });
+      ASSERT_TRUE(waitFor([&answered] { return answered.has_value(); }));
+      testing_loop::drain();
+    }
+  }
+
+  testing_ui::SessionBus bus_;
+  QDBusConnection other_ = bus_.connect();
+  fakes::RecordedLog log_;
+  fakes::FakeHostFace face_;
+  QMap<QString, QString> info_;
+  QObject context_;
+  std::unique_ptr<UserInterface> interface_;
+};
+
+}  // namespace vantora

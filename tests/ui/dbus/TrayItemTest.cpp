@@ -1,0 +1,179 @@
+#include <gtest/gtest.h>
+
+#include <QDBusObjectPath>
+#include <QImage>
+#include <QtEndian>
+
+#include "main/ui/StatusIcon.h"
+#include "tests/ui/dbus/BusFixture.h"
+
+using namespace Qt::Literals::StringLiterals;
+
+namespace vantora {
+namespace {
+
+class TrayItemTest : public BusFixture {
+ protected:
+  void startInPanel() {
+    watcher_ = std::make_unique<testing_ui::FakeWatcher>(other_);
+    start();
+    ASSERT_TRUE(waitFor([this] { return !watcher_->items().isEmpty() && bar().trayShown(); }));
+    reader_ = std::make_unique<testing_ui::ItemReader>(other_, watcher_->items().last());
+  }
+  static QImage decoded(const DBusImage& picture) {
+    QImage image(picture.width, picture.height, QImage::Format_ARGB32);
+    qFromBigEndian<quint32>(picture.pixels.constData(), picture.width * picture.height, image.bits());
+    return image;
+  }
+
+  std::unique_ptr<testing_ui::FakeWatcher> watcher_;
+  std::unique_ptr<testing_ui::ItemReader> reader_;
+};
+
+TEST_F(TrayItemTest, saysWhatItIs) {
+  startInPanel();
+  EXPECT_EQ(reader_->property("Id").toString(), u"vantora-host"_s);
+  EXPECT_EQ(reader_->property("Title").toString(), u"Vantora Host"_s);
+  EXPECT_EQ(reader_->property("Category").toString(), u"ApplicationStatus"_s);
+  EXPECT_EQ(reader_->property("Status").toString(), u"Active"_s);
+  EXPECT_TRUE(reader_->property("ItemIsMenu").toBool());
+  EXPECT_EQ(reader_->property("Menu").value<QDBusObjectPath>().path(), u"/MenuBar"_s);
+  const QDBusMessage all = reader_->ask("/StatusNotifierItem", "org.freedesktop.DBus.Properties", "GetAll",
+                                        {u"org.kde.StatusNotifierItem"_s});
+  const auto values = qdbus_cast<QVariantMap>(all.arguments().value(0));
+  for (const QString& name : {u"IconPixmap"_s, u"ToolTip"_s, u"IconName"_s, u"AttentionIconPixmap"_s}) {
+    EXPECT_TRUE(values.contains(name)) << name.toStdString();
+  }
+}
+
+TEST_F(TrayItemTest, givesItsIconInEverySizeThatPanelsUse) {
+  startInPanel();
+  QList<int> sizes;
+  const QList<DBusImage> icon = reader_->icon();
+  for (const DBusImage& picture : icon) {
+    EXPECT_EQ(picture.width, picture.height);
+    EXPECT_EQ(picture.pixels.size(), picture.width * picture.height * 4);
+    sizes.append(picture.width);
+    const QImage expected = makeStatusIcon(statusColor(IceState::fresh), false)
+                                .pixmap(QSize(picture.width, picture.height), 1.0)
+                                .toImage()
+                                .convertToFormat(QImage::Format_ARGB32);
+    EXPECT_EQ(decoded(picture), expected) << picture.width;
+  }
+  for (const int size : {16, 22, 24, 32, 48, 64}) EXPECT_TRUE(sizes.contains(size)) << size;
+}
+
+TEST_F(TrayItemTest, changesColourWithTheConnection) {
+  startInPanel();
+  const auto colour = [this] {
+    const QImage image = decoded(reader_->icon().last());
+    return image.pixelColor(image.width() * 11 / 18, image.height() * 9 / 18 + image.height() / 72);
+  };
+  EXPECT_EQ(colour(), statusColor(IceState::fresh));
+  for (const IceState state : {IceState::connected, IceState::failed, IceState::count}) {
+    reader_->heard();
+    face_.change([state](HostState& shown) { shown.iceState = state; });
+    EXPECT_TRUE(waitFor([this] { return reader_->signals_().size() >= 2; }));
+    EXPECT_TRUE(reader_->heard().contains(u"NewIcon"_s));
+    EXPECT_EQ(colour(), statusColor(state));
+  }
+}
+
+TEST_F(TrayItemTest, tellsStateAndPresetInItsToolTip) {
+  startInPanel();
+  EXPECT_EQ(reader_->toolTip(), u"Vantora Host — Connection: new. Preset: auto"_s);
+  face_.change([](HostState& shown) {
+    shown.iceState = IceState::checking;
+    shown.qualityPreset = u"<b>text</b>"_s;
+  });
+  EXPECT_TRUE(waitFor([this] { return reader_->heard().contains(u"NewToolTip"_s); }));
+  EXPECT_EQ(reader_->toolTip(), u"Vantora Host — Connection: checking. Preset: <b>text</b>"_s);
+  // What panels take for markup stays empty.
+  EXPECT_EQ(qdbus_cast<DBusToolTip>(reader_->property("ToolTip")).description, QString());
+}
+
+TEST_F(TrayItemTest, wearsADotWhileChatIsUnread) {
+  startInPanel();
+  const auto dot = [this] {
+    const QImage image = decoded(reader_->icon().last());
+    return image.pixelColor(qRound(image.width() * 14.75 / 18), qRound(image.height() * 3.25 / 18));
+  };
+  EXPECT_EQ(dot().alpha(), 0);
+  interface_->presentChat(u"viewer"_s, u"one"_s, 0);
+  interface_->presentChat(u"viewer"_s, u"two"_s, 0);
+  EXPECT_TRUE(waitFor([this] { return reader_->heard().contains(u"NewIcon"_s); }));
+  EXPECT_EQ(dot(), QColor(0xff, 0x3b, 0x30));
+  bar().showChatWindow();
+  EXPECT_TRUE(waitFor([this] { return reader_->heard().contains(u"NewIcon"_s); }));
+  EXPECT_EQ(dot().alpha(), 0);
+}
+
+TEST_F(TrayItemTest, announcesNothingThatDidNotChange) {
+  startInPanel();
+  for (int i = 0; i < 50; ++i) {
+    face_.change([](HostState&) {});
+    interface_->presentChat(u"viewer"_s, u"hello"_s, 0);
+  }
+  settle();
+  EXPECT_EQ(reader_->heard(), QStringList{u"NewIcon"_s});
+}
+
+TEST_F(TrayItemTest, comesBackWhenThePanelRestarts) {
+  startInPanel();
+  watcher_.reset();
+  EXPECT_TRUE(waitFor([this] { return !bar().trayShown(); }));
+  watcher_ = std::make_unique<testing_ui::FakeWatcher>(other_);
+  EXPECT_TRUE(waitFor([this] { return watcher_->items().size() == 1 && bar().trayShown(); }));
+  EXPECT_EQ(reader_->rows().size(), 17);
+}
+
+TEST_F(TrayItemTest, comesWhenThePanelStartsLater) {
+  start();
+  settle();
+  EXPECT_FALSE(bar().trayShown());
+  watcher_ = std::make_unique<testing_ui::FakeWatcher>(other_, false);
+  EXPECT_TRUE(waitFor([this] { return watcher_->items().size() == 1; }));
+  settle();
+  EXPECT_FALSE(bar().trayShown());  // There is a list of items, and nobody shows it.
+  watcher_->setHostRegistered(true);
+  EXPECT_TRUE(waitFor([this] { return bar().trayShown(); }));
+  watcher_->setHostRegistered(false);
+  EXPECT_TRUE(waitFor([this] { return !bar().trayShown(); }));
+}
+
+TEST_F(TrayItemTest, needsNoPanelWindowWhereTheTrayShowsIt) {
+  startInPanel();
+  interface_->handleReopen();
+  EXPECT_TRUE(bar().chatWindow().isVisible());
+  for (const QWidget* window : QApplication::topLevelWidgets()) {
+    EXPECT_FALSE(window->isVisible() && window->windowTitle() == u"Vantora Host"_s);
+  }
+}
+
+TEST_F(TrayItemTest, raisesThePanelWhenPressedWithoutAMenu) {
+  startInPanel();
+  EXPECT_EQ(reader_->askItem("Activate", {10, 10}).type(), QDBusMessage::ReplyMessage);
+  EXPECT_TRUE(waitFor([] {
+    for (const QWidget* window : QApplication::topLevelWidgets()) {
+      if (window->isVisible() && window->windowTitle() == u"Vantora Host"_s) return true;
+    }
+    return false;
+  }));
+}
+
+TEST_F(TrayItemTest, answersNonsenseWithAnError) {
+  startInPanel();
+  EXPECT_EQ(reader_->askItem("Explode", {}).type(), QDBusMessage::ErrorMessage);
+  EXPECT_EQ(reader_->askItem("Activate", {u"x"_s}).type(), QDBusMessage::ReplyMessage);
+  EXPECT_EQ(reader_->ask("/StatusNotifierItem", "org.freedesktop.DBus.Properties", "Get", {u"x"_s, u"y"_s}).type(),
+            QDBusMessage::ErrorMessage);
+  EXPECT_EQ(reader_
+                ->ask("/StatusNotifierItem", "org.freedesktop.DBus.Properties", "Set",
+                      {u"org.kde.StatusNotifierItem"_s, u"Title"_s, QVariant::fromValue(QDBusVariant(u"x"_s))})
+                .type(),
+            QDBusMessage::ErrorMessage);
+  EXPECT_EQ(reader_->property("Title").toString(), u"Vantora Host"_s);
+}
+
+}  // namespace
+}  // namespace vantora

@@ -1,0 +1,62 @@
+// A message bus of the test's own.
+#pragma once
+
+#include <poll.h>
+
+#include <QDBusConnection>
+#include <QString>
+#include <chrono>
+
+#include "tests/x11/support/ChildProcess.h"
+
+namespace vantora::testing_ui {
+
+// Runs from construction to destruction; nothing of the caller's own session is seen or touched.
+class SessionBus {
+ public:
+  SessionBus() {
+    int ends[2];
+    if (::pipe2(ends, O_CLOEXEC) != 0) return;
+    daemon_ = testing_x11::ChildProcess({"dbus-daemon", "--session", "--nofork", "--nopidfile", "--nosyslog",
+                                         "--address=unix:tmpdir=/tmp", "--print-address=" + std::to_string(ends[1])},
+                                        {}, ends[1]);
+    ::close(ends[1]);
+    address_ = readLine(ends[0]);
+    ::close(ends[0]);
+  }
+  ~SessionBus() {
+    for (const QString& name : connections_) QDBusConnection::disconnectFromBus(name);
+  }
+  SessionBus(const SessionBus&) = delete;
+  SessionBus& operator=(const SessionBus&) = delete;
+
+  bool running() const { return !address_.empty(); }
+  std::string variable() const { return "DBUS_SESSION_BUS_ADDRESS=" + address_; }
+  // Another program on the bus, as far as the others can tell.
+  QDBusConnection connect() {
+    static int count = 0;
+    connections_.append(QStringLiteral("test-%1").arg(++count));
+    return QDBusConnection::connectToBus(QString::fromStdString(address_), connections_.last());
+  }
+
+ private:
+  static std::string readLine(int descriptor) {
+    std::string line;
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    while (std::chrono::steady_clock::now() < deadline) {
+      pollfd ready{descriptor, POLLIN, 0};
+      if (::poll(&ready, 1, 1000) <= 0) continue;
+      char letter = 0;
+      if (::read(descriptor, &letter, 1) != 1) return {};
+      if (letter == '\n') return line;
+      line += letter;
+    }
+    return {};
+  }
+
+  std::string address_;
+  QStringList connections_;
+  testing_x11::ChildProcess daemon_;
+};
+
+}  // namespace vantora::testing_ui
