@@ -5,7 +5,7 @@
 #include <QTextBlock>
 #include <QTextDocument>
 #include <QTextFrame>
-#include <QTimer>
+#include <algorithm>
 
 #include "main/ui/Theme.h"
 
@@ -20,6 +20,11 @@ constexpr int kTimePixels = 11;
 // Space between text and edge: across it is 6 for the text and 2 for its lines.
 constexpr int kInsetAcross = 8;
 constexpr int kInsetDown = 6;
+constexpr int kBetweenLines = 3;
+// Lines reach the screen at most this often.
+constexpr int kFrameMs = 16;
+// UTF-16 units that may wait for it.
+constexpr qsizetype kMostWaiting = 400000;
 
 }  // namespace
 
@@ -41,44 +46,68 @@ Transcript::Transcript(OpenLink openLink, QWidget* parent) : QTextBrowser(parent
   frame.setTopMargin(kInsetDown);
   frame.setBottomMargin(kInsetDown);
   document()->rootFrame()->setFrameFormat(frame);
+  flushTimer_.setSingleShot(true);
+  connect(&flushTimer_, &QTimer::timeout, this, [this] { flush(); });
   connect(this, &QTextBrowser::anchorClicked, this, [open = std::move(openLink)](const QUrl& url) { open(url); });
 }
 
-qsizetype Transcript::length() const { return document()->characterCount() - 1; }
+qsizetype Transcript::shownLength() const { return document()->characterCount() - 1; }
+
+QString Transcript::text() {
+  flush();
+  return toPlainText();
+}
 
 void Transcript::appendLine(QList<ChatPiece> line) {
-  // Of a line that alone fills the transcript only the end would stay: the rest need not be laid out.
-  const qsizetype all = length() + lengthOf(line);
-  const qsizetype kept = all - transcriptExcess(all);
+  const qsizetype added = lengthOf(line);
+  waitingLength_ += added;
+  length_ += added;
+  length_ -= transcriptExcess(length_);
+  waiting_.append(std::move(line));
+  if (waitingLength_ > kMostWaiting) return flush();
+  if (flushTimer_.isActive()) return;
+  const qint64 rest = sinceFlush_.isValid() ? kFrameMs - sinceFlush_.elapsed() : 0;
+  flushTimer_.start(static_cast<int>(std::clamp<qint64>(rest, 0, kFrameMs)));
+}
+
+void Transcript::flush() {
+  flushTimer_.stop();
+  if (waiting_.isEmpty()) return;
+  // The end of all there is remains; what would be cut away again at once need not be laid out.
+  qsizetype room = length_;
+  qsizetype first = waiting_.size();
+  while (first > 0 && room > 0) room -= lengthOf(waiting_.at(--first));
   QTextCursor edit(document());
   edit.beginEditBlock();
-  if (lengthOf(line) >= kept) {
+  if (room <= 0) {
     edit.select(QTextCursor::Document);
     edit.removeSelectedText();
-    line = lastUnits(std::move(line), kept);
-  }
-  insert(line);
-  if (const qsizetype excess = length() - kept; excess > 0) {
+    waiting_[first] = lastUnits(waiting_.at(first), lengthOf(waiting_.at(first)) + room);
+  } else if (const qsizetype excess = shownLength() - room; excess > 0) {
     edit.setPosition(0);
     edit.setPosition(static_cast<int>(excess), QTextCursor::KeepAnchor);
     edit.removeSelectedText();
   }
+  edit.movePosition(QTextCursor::End);
+  for (qsizetype i = first; i < waiting_.size(); ++i) insert(edit, waiting_.at(i));
   edit.endEditBlock();
+  waiting_.clear();
+  waitingLength_ = 0;
+  sinceFlush_.start();
   scrollToEndSoon();
 }
 
-void Transcript::insert(const QList<ChatPiece>& line) {
-  QTextCursor end(document());
-  end.movePosition(QTextCursor::End);
-  QString text;
+void Transcript::insert(QTextCursor& edit, const QList<ChatPiece>& line) {
+  QString start;
   for (const ChatPiece& piece : line) {
-    if (piece.role == ChatRole::text || piece.role == ChatRole::link) text += piece.text.left(200);
+    if (piece.role == ChatRole::text || piece.role == ChatRole::link) start += piece.text.left(200);
   }
   // A message in a right-to-left script reads from the right, name and time included.
   QTextBlockFormat paragraph;
-  paragraph.setLayoutDirection(text.isRightToLeft() ? Qt::RightToLeft : Qt::LeftToRight);
-  end.setBlockFormat(paragraph);
-  for (const ChatPiece& piece : line) end.insertText(piece.text, formatOf(piece));
+  paragraph.setBottomMargin(kBetweenLines);
+  paragraph.setLayoutDirection(start.isRightToLeft() ? Qt::RightToLeft : Qt::LeftToRight);
+  edit.setBlockFormat(paragraph);
+  for (const ChatPiece& piece : line) edit.insertText(piece.text, formatOf(piece));
 }
 
 QTextCharFormat Transcript::formatOf(const ChatPiece& piece) const {

@@ -1,7 +1,9 @@
 // The conversation as it stands in the chat window.
 #pragma once
 
+#include <QElapsedTimer>
 #include <QTextBrowser>
+#include <QTimer>
 #include <functional>
 
 #include "main/ui/chat/ChatLine.h"
@@ -16,10 +18,15 @@ class Transcript final : public QTextBrowser {
 
   explicit Transcript(OpenLink openLink, QWidget* parent = nullptr);
 
-  // Adds one line at the end, cuts the transcript to its cap in one deletion and scrolls to the end.
+  // Adds one line at the end, cuts the transcript to its cap in one deletion and scrolls to the end. Lines that come in
+  // quick succession are put on the screen together, a frame later; the text is the same as one by one.
   void appendLine(QList<ChatPiece> line);
+  // Puts lines that wait on the screen now.
+  void flush();
   // UTF-16 units of the whole text.
-  qsizetype length() const;
+  qsizetype length() const { return length_; }
+  // The whole text, its newlines as such.
+  QString text();
 
  protected:
   void changeEvent(QEvent* event) override;
@@ -30,13 +37,20 @@ class Transcript final : public QTextBrowser {
 
  private:
   QTextCharFormat formatOf(const ChatPiece& piece) const;
-  void insert(const QList<ChatPiece>& line);
+  qsizetype shownLength() const;
+  void insert(QTextCursor& edit, const QList<ChatPiece>& line);
   // Colours of the palette stand in the text; they follow when it changes.
   void recolour();
   void scrollToEndSoon();
   void updateFonts();
 
   qreal scale_ = 1;
+  // Of the text with the lines that wait.
+  qsizetype length_ = 0;
+  QList<QList<ChatPiece>> waiting_;
+  qsizetype waitingLength_ = 0;
+  QTimer flushTimer_;
+  QElapsedTimer sinceFlush_;
   bool scrollPending_ = false;
 };
 

@@ -36,6 +36,7 @@ QLineEdit* makeValue(QWidget* parent, const QString& name, int pixels, bool fixe
   auto* value = new QLineEdit(parent);
   value->setReadOnly(true);
   value->setFrame(false);
+  value->setTextMargins(-2, 0, 0, 0);  // In line with its title.
   value->setAccessibleName(name);
   QFont shape = fixedPitch ? QFontDatabase::systemFont(QFontDatabase::FixedFont) : value->font();
   shape.setPixelSize(qRound(pixels * theme::textScale()));

@@ -1,15 +1,27 @@
 #include "main/ui/tray/LegacyTray.h"
 
+#include <QApplication>
 #include <QCursor>
+#include <QScreen>
+#include <algorithm>
 
 #include "main/ui/DisplayText.h"
 #include "main/ui/StatusIcon.h"
+#include "main/ui/Theme.h"
 
 namespace vantora {
 
 LegacyTray::LegacyTray(std::function<void(MenuAction)> triggered) : triggered_(std::move(triggered)) {
   menu_.setToolTipsVisible(true);
   icon_.setContextMenu(&menu_);
+  QObject::connect(&menu_, &QMenu::aboutToShow, &menu_, [this] {
+    // The rows that only tell something are there to be read.
+    QPalette palette = QApplication::palette(&menu_);
+    for (const auto role : {QPalette::Text, QPalette::WindowText, QPalette::ButtonText}) {
+      palette.setColor(QPalette::Disabled, role, theme::secondaryText(palette));
+    }
+    menu_.setPalette(palette);
+  });
   // The item is nothing but its menu: any press opens it.
   QObject::connect(&icon_, &QSystemTrayIcon::activated, &menu_, [this](QSystemTrayIcon::ActivationReason reason) {
     if (reason == QSystemTrayIcon::Trigger) menu_.popup(QCursor::pos());
@@ -48,6 +60,16 @@ void LegacyTray::setRows(const QList<MenuRow>& rows) {
     action->setToolTip(row.toolTip);
     if (!row.key.isNull()) action->setShortcut(QKeySequence(Qt::CTRL | Qt::Key(row.key.toUpper().unicode())));
   }
+  keepOnScreen();
+}
+
+// A menu that stands open has grown with its longest row.
+void LegacyTray::keepOnScreen() {
+  if (!menu_.isVisible()) return;
+  menu_.resize(menu_.sizeHint());
+  const QRect screen = menu_.screen()->geometry();
+  const int beyond = menu_.geometry().right() - screen.right();
+  if (beyond > 0) menu_.move(std::max(screen.left(), menu_.x() - beyond), menu_.y());
 }
 
 bool LegacyTray::shown() const { return icon_.isVisible() && QSystemTrayIcon::isSystemTrayAvailable(); }

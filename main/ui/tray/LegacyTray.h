@@ -26,6 +26,7 @@ class LegacyTray {
 
  private:
   void addRow(const MenuRow& row);
+  void keepOnScreen();
 
   const std::function<void(MenuAction)> triggered_;
   QMenu menu_;

@@ -76,9 +76,9 @@ TEST_F(HostChatWindowTest, sendsNothingOfOnlyBlanks) {
 TEST_F(HostChatWindowTest, leavesItToTheServersEchoToShowWhatWasSaid) {
   window_.input().setText(u"hello"_s);
   window_.sendTapped();
-  EXPECT_EQ(window_.transcript().toPlainText(), QString());
+  EXPECT_EQ(window_.transcript().text(), QString());
   window_.append(u"host"_s, u"hello"_s, 0);
-  EXPECT_TRUE(window_.transcript().toPlainText().startsWith(u"YOU: hello "_s));
+  EXPECT_TRUE(window_.transcript().text().startsWith(u"YOU: hello "_s));
 }
 
 TEST_F(HostChatWindowTest, onlyHidesWhenClosedAndKeepsTheConversation) {
@@ -89,7 +89,7 @@ TEST_F(HostChatWindowTest, onlyHidesWhenClosedAndKeepsTheConversation) {
   testing_loop::drain();
   EXPECT_FALSE(window_.isVisible());
   window_.present();
-  EXPECT_TRUE(window_.transcript().toPlainText().contains(u"VIEWER: still here"_s));
+  EXPECT_TRUE(window_.transcript().text().contains(u"VIEWER: still here"_s));
 }
 
 TEST_F(HostChatWindowTest, hidesOnEscape) {

@@ -90,7 +90,7 @@ TEST_F(HostStatusBarTest, countsMessagesWhileTheWindowIsHidden) {
   interface_.presentChat(u"viewer"_s, u"one"_s, 0);
   interface_.presentChat(u"viewer"_s, u"two"_s, 0);
   EXPECT_EQ(bar_.unreadChatCount(), 2);
-  EXPECT_TRUE(bar_.chatWindow().transcript().toPlainText().contains(u"VIEWER: two"_s));
+  EXPECT_TRUE(bar_.chatWindow().transcript().text().contains(u"VIEWER: two"_s));
   bar_.showChatWindow();
   EXPECT_EQ(bar_.unreadChatCount(), 0);
 }

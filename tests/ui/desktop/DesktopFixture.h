@@ -1,0 +1,159 @@
+// The user interface on a real X server with a real window manager, driven by real pointer and key events.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <QDir>
+#include <QFile>
+#include <QImage>
+#include <QProcess>
+#include <QTemporaryDir>
+
+#include "tests/fakes/EventLoop.h"
+#include "tests/fakes/PrintQt.h"
+#include "tests/ui/support/SessionBus.h"
+#include "tests/x11/support/XvfbServer.h"
+
+namespace vantora {
+
+class DesktopFixture : public testing::Test {
+ protected:
+  DesktopFixture() { testing_loop::ensureApplication(); }
+  ~DesktopFixture() override {
+    stage_.closeWriteChannel();
+    if (stage_.state() != QProcess::NotRunning && !stage_.waitForFinished(10000)) stage_.kill();
+    stage_.waitForFinished();
+  }
+
+  void startStage(const QStringList& variables = {}) {
+    ASSERT_TRUE(server_.running());
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("DISPLAY"), server_.display());
+    environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("xcb"));
+    environment.insert(QStringLiteral("PATH"), tools_.path() + u':' + qEnvironmentVariable("PATH"));
+    environment.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"), QStringLiteral("unix:path=/nonexistent"));
+    for (const QString& variable : variables) {
+      environment.insert(variable.section(u'=', 0, 0), variable.section(u'=', 1));
+    }
+    // Web pages are opened by this: it notes the address.
+    QFile opener(tools_.filePath(QStringLiteral("xdg-open")));
+    ASSERT_TRUE(opener.open(QIODevice::WriteOnly));
+    opener.write("#!/bin/sh\nprintf '%s\\n' \"$1\" >>'" + openedPath().toUtf8() + "'\n");
+    opener.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    opener.close();
+    windowManager_ = server_.spawn({"openbox", "--sm-disable"});
+    ASSERT_TRUE(testing_loop::waitFor([this] { return managed(); }));
+    stage_.setProcessEnvironment(environment);
+    stage_.start(QStringLiteral(UI_STAGE), QStringList());
+    ASSERT_TRUE(expect(QStringLiteral("ready")));
+  }
+
+  // Whether the window manager has taken over; a window that comes while it does may get lost.
+  bool managed() {
+    QProcess properties;
+    properties.start(QStringLiteral("xprop"), {QStringLiteral("-display"), server_.display(), QStringLiteral("-root"),
+                                               QStringLiteral("_NET_SUPPORTING_WM_CHECK")});
+    properties.waitForFinished(20000);
+    return properties.readAllStandardOutput().contains("window id");
+  }
+
+  void tell(const QString& line) {
+    stage_.write(line.toUtf8() + '\n');
+    stage_.waitForBytesWritten();
+  }
+  // Waits for a line that starts with `start`; the rest of the line, none when it does not come.
+  std::optional<QString> answer(const QString& start) {
+    std::optional<QString> found;
+    const bool came = testing_loop::waitFor([&] {
+      while (stage_.canReadLine()) lines_.append(QString::fromUtf8(stage_.readLine()).trimmed());
+      for (const QString& line : std::as_const(lines_)) {
+        if (!line.startsWith(start)) continue;
+        found = line.mid(start.size()).trimmed();
+        lines_.removeOne(line);
+        return true;
+      }
+      return false;
+    });
+    return came ? found : std::nullopt;
+  }
+  [[nodiscard]] bool expect(const QString& line) { return answer(line).has_value(); }
+  // Asks until the answer is `wanted`.
+  [[nodiscard]] bool comesToBe(const QString& question, const QString& wanted) {
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    while (std::chrono::steady_clock::now() < deadline) {
+      tell(question + u'?');
+      if (answer(question + u' ').value_or(QString()) == wanted) return true;
+    }
+    return false;
+  }
+
+  // Real events.
+  QString xdotool(const QStringList& arguments) {
+    QProcess tool;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("DISPLAY"), server_.display());
+    tool.setProcessEnvironment(environment);
+    tool.start(QStringLiteral("xdotool"), arguments);
+    tool.waitForFinished(20000);
+    return QString::fromUtf8(tool.readAllStandardOutput()).trimmed();
+  }
+  void clickAt(const QPoint& place, int button = 1) {
+    xdotool({QStringLiteral("mousemove"), QString::number(place.x()), QString::number(place.y()),
+             QStringLiteral("click"), QString::number(button)});
+  }
+  void press(const QString& keys) { xdotool({QStringLiteral("key"), keys}); }
+  // The windows titled `title` that can be seen.
+  QString windows(const QString& title) {
+    return xdotool(
+        {QStringLiteral("search"), QStringLiteral("--onlyvisible"), QStringLiteral("--name"), u'^' + title + u'$'});
+  }
+  // Waits until there is one.
+  [[nodiscard]] bool sees(const QString& title) {
+    return testing_loop::waitFor([&] { return !windows(title).isEmpty(); });
+  }
+  [[nodiscard]] bool vanishes(const QString& title) {
+    return testing_loop::waitFor([&] { return windows(title).isEmpty(); });
+  }
+
+  // What is on the screen. Kept for people to look at when the test run keeps results.
+  QImage screen(const QString& name = {}) {
+    const QString path = tools_.filePath(QStringLiteral("screen.png"));
+    server_.run({"import", "-window", "root", path.toStdString()});
+    QImage image(path);
+    const QString results = qEnvironmentVariable("VANTORA_RESULTS");
+    if (!results.isEmpty() && !name.isEmpty()) image.save(results + u'/' + name + QStringLiteral(".png"));
+    return image.convertToFormat(QImage::Format_RGB32);
+  }
+  // Where pixels of this very colour are; an empty rectangle for nowhere.
+  static QRect placeOf(const QImage& image, const QColor& colour) {
+    QRect place;
+    for (int y = 0; y < image.height(); ++y) {
+      for (int x = 0; x < image.width(); ++x) {
+        if (image.pixelColor(x, y) == colour) place |= QRect(x, y, 1, 1);
+      }
+    }
+    return place;
+  }
+  // Waits until that colour is on the screen.
+  [[nodiscard]] bool shows(const QColor& colour) {
+    return testing_loop::waitFor([&] { return !placeOf(screen(), colour).isEmpty(); });
+  }
+  [[nodiscard]] bool showsNo(const QColor& colour) {
+    return testing_loop::waitFor([&] { return placeOf(screen(), colour).isEmpty(); });
+  }
+
+  QString openedPath() const { return tools_.filePath(QStringLiteral("opened")); }
+  QStringList opened() const {
+    QFile file(openedPath());
+    if (!file.open(QIODevice::ReadOnly)) return {};
+    return QString::fromUtf8(file.readAll()).split(u'\n', Qt::SkipEmptyParts);
+  }
+
+  testing_x11::XvfbServer server_{1000, 700};
+  QTemporaryDir tools_;
+  testing_x11::ChildProcess windowManager_;
+  QProcess stage_;
+  QStringList lines_;
+};
+
+}  // namespace vantora

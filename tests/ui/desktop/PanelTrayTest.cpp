@@ -1,0 +1,128 @@
+// The item in the tray of real panels that embed windows.
+#include "tests/ui/desktop/DesktopFixture.h"
+
+using namespace Qt::Literals::StringLiterals;
+
+namespace vantora {
+namespace {
+
+const QColor kYellow(0xff, 0xcc, 0x00);
+const QColor kGreen(0x28, 0xcd, 0x41);
+const QColor kRed(0xff, 0x3b, 0x30);
+
+class PanelTrayTest : public DesktopFixture {
+ protected:
+  void startPanel() {
+    panel_ = server_.spawn({"trayer", "--edge", "bottom", "--align", "right", "--widthtype", "request", "--heighttype",
+                            "pixel", "--height", "32", "--tint", "0x303030", "--transparent", "false"});
+  }
+  // Opens the menu with a press on the bolt; true once it is on the screen.
+  [[nodiscard]] bool openMenu() {
+    const QRect bolt = placeOf(screen(), kYellow);
+    clickAt(bolt.center());
+    // It opens over the empty desktop beside the panel.
+    const QPoint beside = bolt.center() - QPoint(30, 60);
+    return !bolt.isEmpty() && testing_loop::waitFor([&] { return screen().pixelColor(beside) != QColor(0, 0, 0); });
+  }
+
+  testing_x11::ChildProcess panel_;
+};
+
+TEST_F(PanelTrayTest, showsTheBoltInTheColourOfTheConnection) {
+  startPanel();
+  startStage();
+  EXPECT_TRUE(comesToBe(u"tray"_s, u"1"_s));
+  ASSERT_TRUE(shows(kYellow));
+  const QRect bolt = placeOf(screen(u"tray-new"_s), kYellow);
+  EXPECT_LT(bolt.width(), bolt.height());  // Taller than wide, as a bolt is.
+  EXPECT_GE(bolt.height(), 6);
+  tell(u"ice 2"_s);
+  EXPECT_TRUE(shows(kGreen));
+  EXPECT_TRUE(placeOf(screen(), kRed).isEmpty());
+  tell(u"chat viewer hello"_s);
+  EXPECT_TRUE(shows(kRed));
+  const QImage image = screen(u"tray-connected-unread"_s);
+  // The dot is above and to the right of the middle of the bolt.
+  EXPECT_GT(placeOf(image, kRed).center().x(), placeOf(image, kGreen).center().x());
+  EXPECT_LT(placeOf(image, kRed).center().y(), placeOf(image, kGreen).center().y());
+}
+
+TEST_F(PanelTrayTest, comesWhenThePanelStartsLaterAndAgainWhenItRestarts) {
+  startStage();
+  EXPECT_TRUE(comesToBe(u"tray"_s, u"0"_s));
+  startPanel();
+  EXPECT_TRUE(shows(kYellow));
+  screen(u"tray-later"_s);
+  EXPECT_TRUE(comesToBe(u"tray"_s, u"1"_s));
+  panel_.end(SIGTERM);
+  EXPECT_TRUE(comesToBe(u"tray"_s, u"0"_s));
+  EXPECT_TRUE(showsNo(kYellow));
+  startPanel();
+  EXPECT_TRUE(shows(kYellow));
+  EXPECT_TRUE(comesToBe(u"tray"_s, u"1"_s));
+}
+
+TEST_F(PanelTrayTest, opensItsMenuAtAPressAndDoesWhatIsChosen) {
+  startPanel();
+  startStage();
+  ASSERT_TRUE(shows(kYellow));
+  ASSERT_TRUE(openMenu());
+  screen(u"tray-menu"_s);
+  // From the end upwards: "Quit Vantora", "Chat…".
+  press(u"Up"_s);
+  press(u"Up"_s);
+  press(u"Return"_s);
+  EXPECT_TRUE(sees(u"Vantora Chat"_s));
+  EXPECT_FALSE(stage_.canReadLine());
+}
+
+TEST_F(PanelTrayTest, quitsFromTheMenu) {
+  startPanel();
+  startStage();
+  ASSERT_TRUE(shows(kYellow));
+  ASSERT_TRUE(openMenu());
+  press(u"Up"_s);
+  press(u"Return"_s);
+  EXPECT_EQ(answer(u"asked"_s), u"quit"_s);
+}
+
+TEST_F(PanelTrayTest, keepsAnOpenMenuUpToDate) {
+  startPanel();
+  startStage();
+  ASSERT_TRUE(shows(kYellow));
+  ASSERT_TRUE(openMenu());
+  const QImage before = screen();
+  tell(u"ice 2"_s);
+  tell(u"sharing 1"_s);
+  ASSERT_TRUE(shows(kGreen));
+  // It is still open, and what it says is different.
+  EXPECT_NE(screen(u"tray-menu-updated"_s).copy(0, 0, 1000, 600), before.copy(0, 0, 1000, 600));
+  press(u"Up"_s);
+  press(u"Return"_s);
+  EXPECT_EQ(answer(u"asked"_s), u"quit"_s);
+}
+
+TEST_F(PanelTrayTest, isReachableWithoutAnyTray) {
+  startStage();
+  EXPECT_TRUE(comesToBe(u"tray"_s, u"0"_s));
+  tell(u"reopen"_s);
+  EXPECT_TRUE(sees(u"Vantora Chat"_s));
+  EXPECT_TRUE(sees(u"Vantora Host"_s));
+  screen(u"reopened-without-tray"_s);
+}
+
+TEST_F(PanelTrayTest, showsTheMenusWindowInLightAndDark) {
+  startStage();
+  tell(u"ice 2"_s);
+  tell(u"panel"_s);
+  ASSERT_TRUE(sees(u"Vantora Host"_s));
+  ASSERT_TRUE(shows(kGreen));
+  const QImage light = screen(u"panel-light"_s);
+  tell(u"dark"_s);
+  EXPECT_TRUE(shows(QColor(0x24, 0x25, 0x28)));
+  screen(u"panel-dark"_s);
+  EXPECT_TRUE(placeOf(light, QColor(0x24, 0x25, 0x28)).isEmpty());
+}
+
+}  // namespace
+}  // namespace vantora
