@@ -30,7 +30,8 @@ class DataChannel {
   virtual QString label() const = 0;
   virtual ChannelState state() const = 0;
   virtual void setEvents(Events events) = 0;
-  // False when the channel is not open or its send buffer is full (the library closes it then).
+  // False, with the message dropped, when the channel is not open, when too much waits to be sent, or when the message
+  // is longer than what the other side said it takes (a line in the log says so).
   virtual bool send(const QByteArray& data, bool binary) = 0;
   // Bytes accepted by send() that have not left yet.
   virtual quint64 bufferedAmount() const = 0;

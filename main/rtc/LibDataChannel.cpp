@@ -4,10 +4,14 @@
 #include <mutex>
 #include <variant>
 
+#include "main/base/Log.h"
 #include "main/base/MainThread.h"
 
 namespace vantora {
 namespace {
+
+// Every viewer takes messages of so many bytes; the limit of a larger one must be asked for.
+constexpr quint64 kSmallestLimit = 65536;
 
 ChannelState stateOf(webrtc::DataChannelInterface::DataState state) {
   using Lib = webrtc::DataChannelInterface;
@@ -120,8 +124,10 @@ class LibDataChannel::Observer final : public webrtc::DataChannelObserver,
   bool closeOnMain_ = false;
 };
 
-LibDataChannel::LibDataChannel(rtc::scoped_refptr<webrtc::DataChannelInterface> channel)
-    : channel_(std::move(channel)),
+LibDataChannel::LibDataChannel(rtc::scoped_refptr<webrtc::DataChannelInterface> channel,
+                               rtc::scoped_refptr<webrtc::PeerConnectionInterface> connection)
+    : connection_(std::move(connection)),
+      channel_(std::move(channel)),
       label_(QString::fromStdString(channel_->label())),
       observer_(std::make_shared<Observer>(channel_.get())) {
   channel_->RegisterObserver(observer_.get());
@@ -137,7 +143,20 @@ ChannelState LibDataChannel::state() const { return stateOf(channel_->state()); 
 
 void LibDataChannel::setEvents(Events events) { observer_->setEvents(std::move(events)); }
 
+quint64 LibDataChannel::maxMessageSize() const {
+  const auto transport = connection_->GetSctpTransport();
+  const auto limit = transport ? transport->Information().MaxMessageSize() : absl::nullopt;
+  return limit ? static_cast<quint64>(*limit) : kSmallestLimit;
+}
+
 bool LibDataChannel::send(const QByteArray& data, bool binary) {
+  // The library answers a message that the other side cannot take by closing the channel.
+  const auto size = static_cast<quint64>(data.size());
+  if (size > kSmallestLimit && size > maxMessageSize()) {
+    logLine(QStringLiteral("[dc] dropped a message of %1 bytes label=%2: the viewer takes %3 at most")
+                .arg(QString::number(size), label_, QString::number(maxMessageSize())));
+    return false;
+  }
   const rtc::CopyOnWriteBuffer bytes(data.constData(), static_cast<size_t>(data.size()));
   return channel_->Send(webrtc::DataBuffer(bytes, binary));
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <api/data_channel_interface.h>
+#include <api/peer_connection_interface.h>
 
 #include <memory>
 
@@ -13,7 +14,9 @@ namespace vantora {
 // bounded queue and are delivered on main in order.
 class LibDataChannel final : public DataChannel {
  public:
-  explicit LibDataChannel(rtc::scoped_refptr<webrtc::DataChannelInterface> channel);
+  // `channel` is one of `connection`.
+  LibDataChannel(rtc::scoped_refptr<webrtc::DataChannelInterface> channel,
+                 rtc::scoped_refptr<webrtc::PeerConnectionInterface> connection);
   ~LibDataChannel() override;
 
   QString label() const override { return label_; }
@@ -25,6 +28,9 @@ class LibDataChannel final : public DataChannel {
 
  private:
   class Observer;
+  quint64 maxMessageSize() const;
+
+  rtc::scoped_refptr<webrtc::PeerConnectionInterface> connection_;
   rtc::scoped_refptr<webrtc::DataChannelInterface> channel_;
   QString label_;
   std::shared_ptr<Observer> observer_;

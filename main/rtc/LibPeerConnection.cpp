@@ -281,7 +281,7 @@ std::unique_ptr<DataChannel> LibPeerConnection::createDataChannel(const QString&
   if (config.maxPacketLifeTimeMs) init.maxRetransmitTime = *config.maxPacketLifeTimeMs;
   auto result = connection_->CreateDataChannelOrError(label.toStdString(), &init);
   if (!result.ok()) return nullptr;
-  return std::make_unique<LibDataChannel>(result.MoveValue());
+  return std::make_unique<LibDataChannel>(result.MoveValue(), connection_);
 }
 
 std::unique_ptr<VideoSender> LibPeerConnection::addVideoTransceiver(VideoTrackSource& source) {

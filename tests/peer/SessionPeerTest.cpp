@@ -140,6 +140,49 @@ TEST_F(SessionPeerTest, survivesExtremeVideoParameters) {
       << viewer_->lastFrameSize().toStdString();
 }
 
+TEST_F(SessionPeerTest, dropsAnAnswerThatIsTooLongForTheViewerAndKeepsTheChannel) {
+  loadViewer();
+  ASSERT_TRUE(until([&] { return connected(); }));
+  // The library announces 262144 bytes; the message has 35 beside the text.
+  clipboard_.text = QString(262'144 - 35, u'x');
+  ASSERT_TRUE(say({{u"type"_s, u"clipboard_request"_s}}));
+  ASSERT_TRUE(until([&] { return count(u"clipboard_sync"_s) == 1; }));
+  for (const qsizetype length : {qsizetype{262'144 - 34}, qsizetype{10'000'000}}) {
+    clipboard_.text = QString(length, u'x');
+    ASSERT_TRUE(say({{u"type"_s, u"clipboard_request"_s}}));
+    ASSERT_TRUE(until([&] {
+      return log_.lines().contains(
+          u"[dc] dropped a message of %1 bytes label=control_reliable: the viewer takes 262144 at most"_s.arg(length +
+                                                                                                              35));
+    }));
+  }
+  ASSERT_TRUE(say({{u"type"_s, u"ping"_s}}));
+  ASSERT_TRUE(until([&] { return count(u"pong"_s) == 1; }));
+  EXPECT_EQ(count(u"clipboard_sync"_s), 1);
+  EXPECT_TRUE(connected());
+}
+
+TEST_F(SessionPeerTest, keepsTheChannelWhenMoreIsToBeSentThanItHolds) {
+  loadViewer();
+  ASSERT_TRUE(until([&] { return connected(); }));
+  clipboard_.text = QString(200'000, u'x');
+  // The main thread does nothing but ask: then it answers all at once, and the answers outrun the wire.
+  for (int i = 0; i < 1000; ++i) ASSERT_TRUE(say({{u"type"_s, u"clipboard_request"_s}}));
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+  while (viewer_->bufferedAmount(u"control_reliable"_s) > 0) {
+    ASSERT_LT(std::chrono::steady_clock::now(), deadline);
+    std::this_thread::yield();
+  }
+  ASSERT_TRUE(until([&] { return count(u"clipboard_sync"_s) > 50; }));
+  ASSERT_TRUE(say({{u"type"_s, u"ping"_s}}));  // Its answer comes after all others that were not dropped.
+  ASSERT_TRUE(until([&] { return count(u"pong"_s) == 1; }));
+  EXPECT_LT(count(u"clipboard_sync"_s), 1000);
+  EXPECT_FALSE(log_.lines().contains(u"[dc] state=3 label=control_reliable"_s));
+  EXPECT_TRUE(connected());
+  const int stats = count(u"host_stats"_s);
+  EXPECT_TRUE(until([&] { return count(u"host_stats"_s) > stats; }));
+}
+
 TEST_F(SessionPeerTest, closesAChannelThatFloodsItAndOffersAFreshOne) {
   if (qEnvironmentVariable("VANTORA_SANITIZER") == u"tsan"_s) {
     GTEST_SKIP() << "64 MiB through the library take minutes under this sanitizer";
