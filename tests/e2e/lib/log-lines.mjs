@@ -17,6 +17,7 @@ export const knownLines = [
   String.raw`\[dc\] created label=control_reliable \(reliable\)`,
   String.raw`\[dc\] failed to create datachannel control(_reliable)?`,
   String.raw`\[dc\] state=[0-3] label=control(_reliable)?`,
+  String.raw`\[dc\] dropped a message of \d+ bytes label=control(_reliable)?: the viewer takes \d+ at most`,
   String.raw`\[ice\] restartIce invoked`,
   String.raw`\[ice\] restartIce not available → rebuilding peer`,
   String.raw`ICE state: (new \(0\)|checking \(1\)|connected \(2\)|completed \(3\)|failed \(4\)|disconnected \(5\)|closed \(6\))`,
