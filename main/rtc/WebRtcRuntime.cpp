@@ -14,6 +14,7 @@
 #include <rtc_base/thread.h>
 
 #include "main/rtc/LibPeerConnection.h"
+#include "main/rtc/RoomySocketServer.h"
 #include "main/video/encoders/EncoderFactory.h"
 
 namespace vantora {
@@ -48,7 +49,7 @@ class NoAudioDecoders : public webrtc::AudioDecoderFactory {
 class WebRtcRuntime final : public PeerConnectionFactory {
  public:
   WebRtcRuntime()
-      : network_(rtc::Thread::CreateWithSocketServer()),
+      : network_(std::make_unique<rtc::Thread>(std::make_unique<RoomySocketServer>())),
         worker_(rtc::Thread::Create()),
         signalling_(rtc::Thread::Create()) {
     rtc::LogMessage::LogToDebug(rtc::LS_NONE);  // Standard error belongs to the program's own log.
