@@ -5,10 +5,12 @@
 #include <xcb/xinput.h>
 
 #include <QSocketNotifier>
+#include <algorithm>
 #include <unordered_map>
 #include <utility>
 
 #include "main/base/ThreadAffinity.h"
+#include "platform/x11/FontCursors.h"
 #include "platform/x11/X11Connection.h"
 
 namespace vantora {
@@ -110,7 +112,7 @@ class X11Cursor final : public SystemCursor {
     if (fixes_) {
       xcb_xfixes_select_cursor_input(connection, connection_.screen().root,
                                      XCB_XFIXES_CURSOR_NOTIFY_MASK_DISPLAY_CURSOR);
-      imageRequest_ = xcb_xfixes_get_cursor_image_and_name_unchecked(connection).sequence;
+      requestImage(connection);
     }
     selectPointer(connection, wanted_);
     xcb_flush(connection);
@@ -177,14 +179,24 @@ class X11Cursor final : public SystemCursor {
     return false;
   }
 
+  void requestImage(xcb_connection_t* connection) {
+    imageRequest_ = xcb_xfixes_get_cursor_image_and_name_unchecked(connection).sequence;
+  }
+
   void takeImage(xcb_connection_t* connection) {
     void* answer = nullptr;
     if (!imageRequest_ || xcb_poll_for_reply(connection, *imageRequest_, &answer, nullptr) == 0) return;
     imageRequest_.reset();
     const auto reply = xcbOwned(static_cast<xcb_xfixes_get_cursor_image_and_name_reply_t*>(answer));
-    if (!reply) return;
+    name_ = QString();
+    if (!reply) return;  // Nobody may see the cursor of a program that has gone.
     name_ = QString::fromUtf8(xcb_xfixes_get_cursor_image_and_name_name(reply.get()),
                               xcb_xfixes_get_cursor_image_and_name_name_length(reply.get()));
+    if (!name_->isEmpty()) return;
+    const auto length = xcb_xfixes_get_cursor_image_and_name_cursor_image_length(reply.get());
+    name_ = fontCursorName(reply->width, reply->height,
+                           {xcb_xfixes_get_cursor_image_and_name_cursor_image(reply.get()),
+                            static_cast<std::size_t>(std::max(length, 0))});
   }
 
   // Brings name_ up to the atom of the newest event, asking the server for names it has not yet told, one at a time.
@@ -200,8 +212,8 @@ class X11Cursor final : public SystemCursor {
     }
     if (!atom_) return;
     if (*atom_ == XCB_NONE) {
-      name_ = QString();
       atom_.reset();
+      requestImage(connection);  // Its picture may tell.
     } else if (const auto known = names_.find(*atom_); known != names_.end()) {
       name_ = known->second;
       atom_.reset();
@@ -229,7 +241,7 @@ class X11Cursor final : public SystemCursor {
   std::unordered_map<xcb_atom_t, QString> names_;  // Of atoms that the server has told.
   std::optional<unsigned int> nameRequest_;        // For the name of requestedAtom_.
   xcb_atom_t requestedAtom_ = XCB_NONE;
-  std::optional<unsigned int> imageRequest_;  // For the cursor at the beginning of the watch.
+  std::optional<unsigned int> imageRequest_;  // For a cursor whose name no event has told.
 };
 
 }  // namespace

@@ -3,6 +3,10 @@
 #include <X11/Xcursor/Xcursor.h>
 #include <X11/Xlib.h>
 #include <X11/extensions/XTest.h>
+#include <xcb/xcb.h>
+
+#include <cstdint>
+#include <cstdlib>
 
 namespace vantora::testing_x11 {
 
@@ -19,6 +23,7 @@ ThemeCursors::ThemeCursors(const std::string& display, const std::string& theme)
 }
 
 ThemeCursors::~ThemeCursors() {
+  if (glyphs_ != nullptr) xcb_disconnect(glyphs_);
   if (display_ != nullptr) XCloseDisplay(display_);
 }
 
@@ -36,6 +41,20 @@ bool ThemeCursors::show(const std::string& name) {
 }
 
 void ThemeCursors::showFromFont(unsigned shape) { use(XCreateFontCursor(display_, shape)); }
+
+void ThemeCursors::showGlyph(unsigned shape) {
+  // Past Xlib, which would look into the theme.
+  if (glyphs_ == nullptr) glyphs_ = xcb_connect(XDisplayString(display_), nullptr);
+  xcb_connection_t* const connection = glyphs_;
+  const xcb_font_t font = xcb_generate_id(connection);
+  xcb_open_font(connection, font, 6, "cursor");
+  const xcb_cursor_t cursor = xcb_generate_id(connection);
+  xcb_create_glyph_cursor(connection, cursor, font, font, static_cast<std::uint16_t>(shape),
+                          static_cast<std::uint16_t>(shape + 1), 0, 0, 0xffff, 0xffff, 0, 0);
+  std::free(xcb_get_input_focus_reply(connection, xcb_get_input_focus(connection), nullptr));
+  XDefineCursor(display_, window_, cursor);
+  XSync(display_, False);
+}
 
 void ThemeCursors::showNameless() {
   const Pixmap pixmap = XCreatePixmap(display_, window_, 8, 8, 1);

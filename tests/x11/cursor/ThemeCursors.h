@@ -4,6 +4,7 @@
 #include <string>
 
 struct _XDisplay;
+struct xcb_connection_t;
 
 namespace vantora::testing_x11 {
 
@@ -21,7 +22,9 @@ class ThemeCursors {
   bool show(const std::string& name);
   // Shows a cursor of the X font, by its number.
   void showFromFont(unsigned shape);
-  // Shows a cursor that has no name.
+  // The same as programs do that know nothing of themes: without a name.
+  void showGlyph(unsigned shape);
+  // Shows a cursor that has no name and is not in the font either.
   void showNameless();
   // Moves the pointer as a mouse does.
   void movePointer(int x, int y);
@@ -31,6 +34,7 @@ class ThemeCursors {
   void use(unsigned long cursor);
 
   _XDisplay* display_;
+  xcb_connection_t* glyphs_ = nullptr;
   unsigned long window_ = 0;
 };
 

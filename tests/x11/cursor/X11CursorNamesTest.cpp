@@ -84,6 +84,53 @@ TEST_P(X11CursorNamesTest, cursorsOfTheXFontArrive) {
   }
 }
 
+// Cursors of the font have no names; their pictures tell. By number, as in the font.
+TEST_F(X11CursorFixture, cursorsOfTheFontAreToldByTheirPictures) {
+  const QMap<unsigned, QString> names{
+      {12, u"bottom_left_corner"_s},
+      {14, u"bottom_right_corner"_s},
+      {16, u"bottom_side"_s},
+      {18, u"bottom_tee"_s},
+      {24, u"circle"_s},
+      {30, u"cross"_s},
+      {32, u"cross_reverse"_s},
+      {34, u"crosshair"_s},
+      {36, u"diamond_cross"_s},
+      {42, u"double_arrow"_s},
+      {52, u"fleur"_s},
+      {58, u"hand1"_s},
+      {60, u"hand2"_s},
+      {70, u"left_side"_s},
+      {72, u"left_tee"_s},
+      {76, u"ll_angle"_s},
+      {78, u"lr_angle"_s},
+      {96, u"right_side"_s},
+      {98, u"right_tee"_s},
+      {106, u"sb_down_arrow"_s},
+      {108, u"sb_h_double_arrow"_s},
+      {110, u"sb_left_arrow"_s},
+      {112, u"sb_right_arrow"_s},
+      {114, u"sb_up_arrow"_s},
+      {116, u"sb_v_double_arrow"_s},
+      {130, u"tcross"_s},
+      {134, u"top_left_corner"_s},
+      {136, u"top_right_corner"_s},
+      {138, u"top_side"_s},
+      {140, u"top_tee"_s},
+      {144, u"ul_angle"_s},
+      {148, u"ur_angle"_s},
+      {152, u"xterm"_s},
+  };
+  showCursorsOf("Adwaita");
+  watch();
+  for (unsigned number = 0; number < 154; number += 2) {
+    ASSERT_TRUE(program_->show("help"));
+    ASSERT_TRUE(becomes(u"help"_s));
+    program_->showGlyph(number);
+    EXPECT_TRUE(becomes(names.value(number, u""_s))) << number;
+  }
+}
+
 INSTANTIATE_TEST_SUITE_P(Themes, X11CursorNamesTest, testing::Values("Adwaita", "breeze_cursors"));
 
 }  // namespace
