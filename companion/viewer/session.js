@@ -10,6 +10,8 @@ const ARRIVAL_GRACE_MS = 1500;
 const NEGOTIATION_MS = 10000;
 // After this many unanswered reminders the old connection is given up for a new one.
 const ATTEMPTS_BEFORE_AFRESH = 2;
+// A lost connection about which the room says nothing for so long: the line to the room is lost as well.
+const SILENCE_MS = 3000;
 
 export class Session {
   #signalling;
@@ -25,6 +27,7 @@ export class Session {
   #lostReason = '';
   #backoff = new Backoff(2000, 10000);
   #reminder = 0;
+  #silence = 0;
   #attempts = 0;
   #offeredAt = -Infinity;
   #state = '';
@@ -76,6 +79,7 @@ export class Session {
   // Ends the visit; the session is not used again.
   stop() {
     clearTimeout(this.#reminder);
+    clearTimeout(this.#silence);
     this.#signalling.stop();
     this.#peer.close();
   }
@@ -93,6 +97,7 @@ export class Session {
   }
 
   #received(message) {
+    clearTimeout(this.#silence);
     switch (message.type) {
       case 'peer_state':
         this.#hostSeen(message.host === true);
@@ -138,6 +143,10 @@ export class Session {
 
   #peerChanged(state) {
     this.#peerState = state;
+    clearTimeout(this.#silence);
+    if (state === 'disconnected' || state === 'failed') {
+      this.#silence = setTimeout(() => this.#signalling.renew(), SILENCE_MS);
+    }
     if (state === 'connected') {
       this.#attempts = 0;
       this.#backoff.reset();

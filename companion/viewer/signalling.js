@@ -40,6 +40,14 @@ export class Signalling {
     this.#socket = null;
   }
 
+  // The line may have died without a word, as when the server went while the network was out: opens another.
+  renew() {
+    if (this.#stopped || this.#socket?.readyState !== WebSocket.OPEN) return;
+    const old = this.#socket;
+    this.#connect();
+    old.close();
+  }
+
   // Whether the message could be handed to the socket.
   send(message) {
     if (this.#socket?.readyState !== WebSocket.OPEN) return false;

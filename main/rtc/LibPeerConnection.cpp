@@ -29,6 +29,17 @@ webrtc::RTCError checkIceServer(const webrtc::PeerConnectionInterface::IceServer
   return webrtc::ParseIceServersOrError({server}, &stunServers, &turnServers);
 }
 
+// The library's own settings take 7.5 s to call a dead link disconnected. A supporter who sees nothing for so long hangs
+// up: with these it is about one second, at the price of three small packets a second.
+void noticeLostLinksSoon(webrtc::PeerConnectionInterface::RTCConfiguration& configuration) {
+  configuration.ice_check_interval_strong_connectivity = 350;
+  configuration.ice_connection_receiving_timeout = 1000;
+  configuration.ice_unwritable_timeout = 1000;
+  configuration.ice_unwritable_min_checks = 3;
+  // A network that appears while the session runs (another cable, another Wi-Fi) is taken without being asked.
+  configuration.continual_gathering_policy = webrtc::PeerConnectionInterface::GATHER_CONTINUALLY;
+}
+
 std::optional<QString> errorOf(const webrtc::RTCError& error) {
   if (error.ok()) return std::nullopt;
   return errorText(error);
@@ -154,6 +165,7 @@ std::unique_ptr<LibPeerConnection> LibPeerConnection::create(webrtc::PeerConnect
                                                              const QList<IceServer>& servers, PeerEvents events) {
   webrtc::PeerConnectionInterface::RTCConfiguration configuration;
   configuration.sdp_semantics = webrtc::SdpSemantics::kUnifiedPlan;
+  noticeLostLinksSoon(configuration);
   for (const IceServer& server : servers) {
     webrtc::PeerConnectionInterface::IceServer entry;
     entry.urls.push_back(server.url.toStdString());

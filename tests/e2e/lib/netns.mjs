@@ -28,6 +28,8 @@ export class FarMachine {
     await far.run('ip', ['addr', 'add', `${far.address}/24`, 'dev', 'far0']);
     await far.run('ip', ['link', 'set', 'far0', 'up']);
     await far.run('ip', ['route', 'add', 'default', 'via', far.nearAddress]);
+    await run('ip', ['addr', 'add', `${far.serverAddress}/32`, 'dev', 'lo']);
+    await far.routeToServer();
     return far;
   }
 
@@ -36,12 +38,19 @@ export class FarMachine {
     this.nearCard = `near${number}`;
     this.nearAddress = `10.78.${number}.1`;
     this.address = `10.78.${number}.2`;
+    /// Where servers on this side listen: an address that no card has, so that it stays when those of the cards change.
+    this.serverAddress = `10.79.${number}.1`;
     /// Put before a command to run it on the far machine.
     this.wrapper = ['nsenter', '--target', String(holder.pid), '--net'];
   }
 
   run(command, args) {
     return run(this.wrapper[0], [...this.wrapper.slice(1), command, ...args]);
+  }
+
+  /// After a change of the far machine's address or when its card was down.
+  routeToServer() {
+    return this.run('ip', ['route', 'replace', this.serverAddress, 'dev', 'far0']);
   }
 
   /// Limits what flows towards the far machine, e.g. {rate: '2mbit', latency: '50ms'}.

@@ -43,7 +43,7 @@ export class Session {
     if (this.want.screen) this.screen = await Xvfb.start({ size: this.want.screen });
     // With `far`, browsers run on another machine, behind a cable.
     if (this.want.far) this.far = await FarMachine.start();
-    const listen = this.far ? this.far.nearAddress : '127.0.0.1';
+    const listen = this.far ? this.far.serverAddress : '127.0.0.1';
     this.server = await RoomServer.start({ listen });
     this.pageServer = await PageServer.start(listen);
     await Promise.all([this.want.hostNow && this.startHost(), this.want.browserNow && this.startBrowser()]);
@@ -69,6 +69,13 @@ export class Session {
     this.hosts.push(this.host);
     await this.host.pin();
     return this.host;
+  }
+
+  /// Ends the room server and starts it again at the same address.
+  async restartRoomServer() {
+    const { port } = this.server;
+    await this.server.end();
+    this.server = await RoomServer.start({ listen: this.far ? this.far.serverAddress : '127.0.0.1', port });
   }
 
   async startBrowser(options) {

@@ -25,18 +25,29 @@ const bare = (window.bare = {
 let fingerprint = null;
 let waiting = [];
 
-const socket = new WebSocket(query.get('server'));
-socket.onopen = () => {
-  bare.signal({ type: 'join', room, role: 'viewer' });
-  bare.signal({ type: 'renegotiate' });
-};
-socket.onmessage = ({ data }) => {
-  const message = JSON.parse(data);
-  bare.signals.push(message);
-  // One after another: an offer is answered before the candidates behind it are looked at.
-  queue = queue.then(() => handle(message)).catch((error) => console.error(String(error)));
-};
+let socket = null;
 let queue = Promise.resolve();
+let lineCheck = 0;
+
+function openLine() {
+  const line = new WebSocket(query.get('server'));
+  socket = line;
+  line.onopen = () => {
+    bare.signal({ type: 'join', room, role: 'viewer' });
+    bare.signal({ type: 'renegotiate' });
+  };
+  line.onmessage = ({ data }) => {
+    clearTimeout(lineCheck);
+    const message = JSON.parse(data);
+    bare.signals.push(message);
+    // One after another: an offer is answered before the candidates behind it are looked at.
+    queue = queue.then(() => handle(message)).catch((error) => console.error(String(error)));
+  };
+  line.onclose = () => {
+    if (line === socket) setTimeout(() => line === socket && openLine(), 300);
+  };
+}
+openLine();
 
 function connect() {
   bare.pc?.close();
@@ -68,6 +79,9 @@ function connect() {
   pc.onconnectionstatechange = () => {
     if (pc !== bare.pc) return;
     document.body.dataset.connection = pc.connectionState;
+    clearTimeout(lineCheck);
+    // A lost connection that the host says nothing about: the line to the room may be dead without knowing it.
+    if (['disconnected', 'failed'].includes(pc.connectionState)) lineCheck = setTimeout(openLine, 3000);
     if (pc.connectionState === 'connected') bare.connectedAt = performance.now();
   };
 }

@@ -1,0 +1,76 @@
+// What a long session must not do: grow.
+import assert from 'node:assert/strict';
+import { readdir, readFile } from 'node:fs/promises';
+import { test } from 'node:test';
+import { withSession } from './lib/session.mjs';
+import { BareControl, shows } from './lib/viewer.mjs';
+import { until } from './lib/wait.mjs';
+
+async function holdings({ pid }) {
+  const [threads, files, status] = await Promise.all([
+    readdir(`/proc/${pid}/task`), readdir(`/proc/${pid}/fd`), readFile(`/proc/${pid}/status`, 'utf8')]);
+  return { threads: threads.length, files: files.length, megabytes: Number(status.match(/VmRSS:\s+(\d+)/)[1]) / 1024 };
+}
+
+/// What the host holds once it is at rest; waits for `reached` of it.
+async function rested(host, reached, what) {
+  let held = null;
+  await until(async () => {
+    held = await holdings(host.child);
+    return reached(held);
+  }, { deadline: 10000, every: 200, what }).catch((error) => {
+    throw new Error(`${error.message}; it holds ${JSON.stringify(held)}`);
+  });
+  return held;
+}
+
+function noMoreThan(before) {
+  return (held) => held.threads <= before.threads && held.files <= before.files && held.megabytes <= before.megabytes + 5;
+}
+
+test('nothingGrowsOver200Reoffers', async (t) => {
+  await withSession(t, {}, async (session) => {
+    const page = await session.bare();
+    await new BareControl(page).open();
+    const reoffer = async (times) => {
+      for (let i = 0; i < times; i++) {
+        const count = await page.evaluate(() => {
+          bare.signal({ type: 'renegotiate' });
+          return bare.offers.length;
+        });
+        await until(() => page.evaluate((count) => bare.offers.length > count && bare.pc.signalingState === 'stable', count),
+          { what: 'the next offer' });
+      }
+    };
+    await reoffer(5);
+    const before = await rested(session.host, () => true);
+    await reoffer(200);
+    const after = await rested(session.host, noMoreThan(before), `no more than ${JSON.stringify(before)}`);
+    t.diagnostic(`${JSON.stringify(before)} after 5, ${JSON.stringify(after)} after 205`);
+    await session.screen.paint('#50a050');
+    await shows(page, '#50a050');
+  });
+});
+
+test('nothingGrowsOver50Rebuilds', async (t) => {
+  await withSession(t, { host: { env: { CONTROL_TOKEN: '123456' } } }, async (session) => {
+    const page = await session.bare();
+    await new BareControl(page).open();
+    const rebuild = async (times) => {
+      for (let i = 0; i < times; i++) {
+        await page.reload();
+        await new BareControl(page).open();
+      }
+    };
+    await rebuild(5);
+    const rebuilds = () => session.host.log.filter((line) => line.endsWith('rebuilding peer')).length;
+    const first = rebuilds();
+    const before = await rested(session.host, () => true);
+    await rebuild(50);
+    const after = await rested(session.host, noMoreThan(before), `no more than ${JSON.stringify(before)}`);
+    t.diagnostic(`${JSON.stringify(before)} after ${first} rebuilds, ${JSON.stringify(after)} after ${rebuilds()}`);
+    assert.ok(rebuilds() >= first + 50, `${rebuilds()} rebuilds`);
+    await session.screen.paint('#50a050');
+    await shows(page, '#50a050');
+  });
+});

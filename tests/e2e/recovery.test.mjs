@@ -1,0 +1,112 @@
+// A connection that is lost comes back: the cable, the addresses of either side, the room server. VANTORA_ROUNDS says how
+// often in a row (3); VANTORA_FIGURES names a file for the times.
+import assert from 'node:assert/strict';
+import { appendFile } from 'node:fs/promises';
+import { test } from 'node:test';
+import { run } from './lib/child.mjs';
+import { withSession } from './lib/session.mjs';
+import { BareControl, connected, shows } from './lib/viewer.mjs';
+import { timed, until } from './lib/wait.mjs';
+
+const rounds = Number(process.env.VANTORA_ROUNDS ?? 3);
+const colours = ['#b04040', '#40b040', '#4040b0', '#b0b040', '#40b0b0'];
+
+async function pass(ms) {
+  const end = performance.now() + ms;
+  await until(() => performance.now() > end, { deadline: ms + 5000, what: 'the time to pass' });
+}
+
+/// Puts the session through `lose` (which ends with the link up again) as often as asked, and sees to it each time that
+/// the picture is back; hands the host's lines of each round to `check`.
+async function inARow(t, name, lose, check = () => {}) {
+  // One way between the two: the laboratory's own card would be a second one.
+  await run('ip', ['link', 'set', 'lab0', 'down']);
+  await withSession(t, { far: true, host: { env: { CONTROL_TOKEN: '123456' } } }, async (session) => {
+    await session.screen.paint('#303030');
+    const page = await session.bare();
+    await shows(page, '#303030', { deadline: 10000 });
+    await new BareControl(page).open();
+    await session.host.line(/^ICE state: (connected|completed)/);
+    const times = [];
+    for (let round = 0; round < rounds; round++) {
+      const from = session.host.child.lines.length;
+      await lose(session, round);
+      const colour = colours[round % colours.length];
+      await session.screen.paint(colour);
+      times.push((await timed(() => shows(page, colour, { deadline: 20000 }))).ms);
+      // Control works again as well.
+      const viewer = await new BareControl(page).open();
+      await viewer.settled();
+      await pass(1000);
+      check(session.host.child.lines.slice(from).map((line) => line.text), session, round);
+    }
+    const sorted = [...times].sort((a, b) => a - b);
+    t.diagnostic(`picture back after ${times.join(', ')} ms`);
+    if (process.env.VANTORA_FIGURES) {
+      await appendFile(process.env.VANTORA_FIGURES,
+        `${JSON.stringify({ name, median: sorted[Math.floor(sorted.length / 2)], worst: sorted.at(-1), rounds })}\n`);
+    }
+    assert.ok(sorted.at(-1) < 10000, `${times.join(', ')} ms`);
+  });
+}
+
+const recoveries = (lines) => lines.filter((line) => line === '[ice] restartIce invoked').length;
+
+test('aCableOutForASecondNeedsNoRecovery', (t) =>
+  inARow(t, 'cable out for 1 s', async (session) => {
+    await session.far.unplug();
+    await pass(1000);
+    await session.far.plug();
+  }, (lines) => assert.equal(recoveries(lines), 0, lines.join('\n'))));
+
+test('aCableOutForFiveSecondsTakesOneRecoveryAndOneOffer', (t) =>
+  inARow(t, 'cable out for 5 s', async (session) => {
+    await session.far.unplug();
+    await pass(5000);
+    await session.far.plug();
+  }, (lines) => {
+    assert.equal(recoveries(lines), 1, lines.join('\n'));
+    assert.equal(lines.filter((line) => line.startsWith('[sdp] prefer')).length, 1, lines.join('\n'));
+  }));
+
+test('theHostsAddressMayChange', (t) =>
+  inARow(t, "host's address changed", async (session, round) => {
+    const { nearCard, nearAddress } = session.far;
+    await run('ip', ['addr', 'flush', 'dev', nearCard]);
+    await run('ip', ['addr', 'add', `${nearAddress.replace(/\.1$/, `.${50 + round}`)}/24`, 'dev', nearCard]);
+  }));
+
+test('theViewersAddressMayChange', (t) =>
+  inARow(t, "viewer's address changed", async (session, round) => {
+    await session.far.run('ip', ['addr', 'flush', 'dev', 'far0']);
+    await session.far.run('ip', ['addr', 'add', `${session.far.address.replace(/\.2$/, `.${100 + round}`)}/24`, 'dev', 'far0']);
+    await session.far.run('ip', ['route', 'replace', 'default', 'via', session.far.nearAddress]);
+    await session.far.routeToServer();
+  }));
+
+test('theRoomServerMayBeStartedAnewWhileTheCableIsOut', (t) =>
+  inARow(t, 'room server started anew', async (session) => {
+    await session.far.unplug();
+    await session.restartRoomServer();
+    await pass(3000);
+    await session.far.plug();
+  }));
+
+test('theCompanionsPageNoticesThatItsLineToTheRoomDiedInAnOutage', async (t) => {
+  await withSession(t, { far: true }, async (session) => {
+    await session.screen.paint('#303030');
+    const page = await session.viewer();
+    await connected(page);
+    await shows(page, '#303030');
+    await session.far.unplug();
+    await session.restartRoomServer();
+    // The page's connection is lost for good: the host is another one when the cable is back.
+    await session.host.end('SIGKILL');
+    await session.startHost();
+    await pass(1000);
+    await session.far.plug();
+    await session.screen.paint('#b04040');
+    await shows(page, '#b04040', { deadline: 25000 });
+    await connected(page);
+  });
+});
