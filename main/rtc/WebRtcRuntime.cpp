@@ -15,6 +15,7 @@
 
 #include "main/rtc/LibPeerConnection.h"
 #include "main/rtc/RoomySocketServer.h"
+#include "main/rtc/SctpTransports.h"
 #include "main/video/encoders/EncoderFactory.h"
 
 namespace vantora {
@@ -70,6 +71,7 @@ class WebRtcRuntime final : public PeerConnectionFactory {
     dependencies.call_factory = webrtc::CreateCallFactory();
     dependencies.trials = std::make_unique<webrtc::FieldTrials>(kFieldTrials);
 
+    dependencies.sctp_factory = makeSctpTransports(*network_);
     cricket::MediaEngineDependencies media;
     media.task_queue_factory = dependencies.task_queue_factory.get();
     media.trials = dependencies.trials.get();

@@ -174,8 +174,8 @@ TEST_F(SessionPeerTest, keepsTheChannelWhenMoreIsToBeSentThanItHolds) {
     std::this_thread::yield();
   }
   ASSERT_TRUE(until([&] { return count(u"clipboard_sync"_s) > 50; }));
-  ASSERT_TRUE(say({{u"type"_s, u"ping"_s}}));  // Its answer comes after all others that were not dropped.
-  ASSERT_TRUE(until([&] { return count(u"pong"_s) == 1; }));
+  // An answer to this comes after all others that were not dropped; it may be dropped itself while there is no room.
+  ASSERT_TRUE(until([&] { return say({{u"type"_s, u"ping"_s}}) && count(u"pong"_s) > 0; }));
   EXPECT_LT(count(u"clipboard_sync"_s), 1000);
   EXPECT_FALSE(log_.lines().contains(u"[dc] state=3 label=control_reliable"_s));
   EXPECT_TRUE(connected());
