@@ -14,12 +14,13 @@ namespace vantora::testing_ui {
 // Runs from construction to destruction; nothing of the caller's own session is seen or touched.
 class SessionBus {
  public:
-  SessionBus() {
+  // `environment`: "NAME=value", for the daemon and the services it starts.
+  explicit SessionBus(const std::vector<std::string>& environment = {}) {
     int ends[2];
     if (::pipe2(ends, O_CLOEXEC) != 0) return;
     daemon_ = testing_x11::ChildProcess({"dbus-daemon", "--session", "--nofork", "--nopidfile", "--nosyslog",
                                          "--address=unix:tmpdir=/tmp", "--print-address=" + std::to_string(ends[1])},
-                                        {}, ends[1]);
+                                        environment, ends[1]);
     ::close(ends[1]);
     address_ = readLine(ends[0]);
     ::close(ends[0]);
