@@ -7,6 +7,7 @@
 #include <QVBoxLayout>
 #include <algorithm>
 
+#include "main/ui/BringToFront.h"
 #include "main/ui/Theme.h"
 
 namespace vantora {
@@ -101,10 +102,7 @@ void HostChatWindow::sendTapped() {
 }
 
 void HostChatWindow::present() {
-  if (isMinimized()) setWindowState(windowState() & ~Qt::WindowMinimized);
-  show();
-  raise();
-  activateWindow();
+  bringToFront(*this);
   input_->setFocus(Qt::OtherFocusReason);
 }
 

@@ -7,6 +7,7 @@
 #include <QKeyEvent>
 #include <QVBoxLayout>
 
+#include "main/ui/BringToFront.h"
 #include "main/ui/DisplayText.h"
 #include "main/ui/StatusIcon.h"
 #include "main/ui/Theme.h"
@@ -217,12 +218,7 @@ void HostPanel::restyle() {
   preset_->setPalette(secondary);
 }
 
-void HostPanel::present() {
-  if (isMinimized()) setWindowState(windowState() & ~Qt::WindowMinimized);
-  show();
-  raise();
-  activateWindow();
-}
+void HostPanel::present() { bringToFront(*this); }
 
 void HostPanel::keyPressEvent(QKeyEvent* event) {
   if (event->matches(QKeySequence::Cancel) || event->matches(QKeySequence::Close)) {

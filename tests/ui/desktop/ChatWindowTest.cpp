@@ -76,6 +76,22 @@ TEST_F(ChatWindowTest, hidesWhenClosedAndComesBackWithItsConversation) {
   EXPECT_TRUE(answer(u"link"_s).value_or(QString()).section(u' ', 0, 0).toInt() > 0);
 }
 
+TEST_F(ChatWindowTest, comesToTheFrontOverWhatTheUserIsDoing) {
+  open();
+  xdotool({u"type"_s, u"hi"_s});
+  press(u"Return"_s);
+  EXPECT_EQ(answer(u"asked chat"_s), u"hi"_s);
+  press(u"alt+F4"_s);
+  EXPECT_TRUE(vanishes(u"Vantora Chat"_s));
+  const testing_x11::ChildProcess terminal = server_.spawn({"xterm", "-T", "busy", "-e", "cat"});
+  ASSERT_TRUE(sees(u"busy"_s));
+  ASSERT_TRUE(testing_loop::waitFor([this] { return activeWindow() == u"busy"_s; }));
+  xdotool({u"type"_s, u"later than anything in the chat"_s});
+  tell(u"open"_s);
+  EXPECT_TRUE(testing_loop::waitFor([this] { return activeWindow() == u"Vantora Chat"_s; }));
+  EXPECT_TRUE(comesToBe(u"focus"_s, u"Message"_s));
+}
+
 TEST_F(ChatWindowTest, looksRightInLightAndDark) {
   open();
   conversation();

@@ -111,6 +111,7 @@ class DesktopFixture : public testing::Test {
   [[nodiscard]] bool sees(const QString& title) {
     return testing_loop::waitFor([&] { return !windows(title).isEmpty(); });
   }
+  QString activeWindow() { return xdotool({QStringLiteral("getactivewindow"), QStringLiteral("getwindowname")}); }
   [[nodiscard]] bool vanishes(const QString& title) {
     return testing_loop::waitFor([&] { return windows(title).isEmpty(); });
   }

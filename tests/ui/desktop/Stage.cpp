@@ -47,6 +47,7 @@ class Stage {
     if (verb == "room"_L1) face_.change([&](HostState& state) { state.roomId = rest; });
     if (verb == "lock"_L1) face_.change([&](HostState& state) { state.pinLockedByEnv = true; });
     if (verb == "reopen"_L1) interface_.handleReopen();
+    if (verb == "open"_L1) interface_.statusBar().showChatWindow();
     if (verb == "panel"_L1) interface_.statusBar().showPanel();
     if (verb == "dark"_L1) QApplication::setPalette(theme::darkPalette());
     if (verb == "light"_L1) QApplication::setPalette(QPalette());

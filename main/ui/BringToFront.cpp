@@ -1,0 +1,18 @@
+#include "main/ui/BringToFront.h"
+
+#include <QGuiApplication>
+#include <QWidget>
+
+#include "platform/WindowFront.h"
+
+namespace vantora {
+
+void bringToFront(QWidget& window) {
+  if (window.isMinimized()) window.setWindowState(window.windowState() & ~Qt::WindowMinimized);
+  window.show();
+  window.raise();
+  window.activateWindow();
+  insistOnFront(window.winId(), QGuiApplication::platformName());
+}
+
+}  // namespace vantora
