@@ -34,6 +34,15 @@ class AccessibilityFixture : public testing::Test {
     if (!testing_loop::waitFor(asked) || !testing_loop::waitFor([&] { return found->has_value(); })) return {};
     return *found;
   }
+  // Looks until something with that many elements is found: on a busy machine an answer may come too late.
+  std::optional<PointedElements> lookFor(std::size_t elements) {
+    std::optional<PointedElements> found;
+    const bool came = testing_loop::waitFor([&] {
+      found = look();
+      return found && found->elements.size() == elements;
+    });
+    return came ? found : std::nullopt;
+  }
   // The shape that the element under the pointer asks for.
   Shape shape() {
     const auto found = look();

@@ -1,0 +1,179 @@
+// What programs may answer and nobody should believe.
+#include <unistd.h>
+
+#include "tests/x11/accessibility/AccessibilityFixture.h"
+#include "tests/x11/accessibility/RudeProgram.h"
+
+using namespace std::chrono_literals;
+using namespace Qt::Literals::StringLiterals;
+
+namespace vantora::testing_x11 {
+namespace {
+
+constexpr quint32 kFrame = 23;
+constexpr quint32 kFiller = 20;
+constexpr quint32 kButton = 43;
+constexpr quint32 kSplitPane = 53;
+
+// A window system with one window, of this process.
+class OneWindow final : public atspi::WindowFinder {
+ public:
+  std::optional<atspi::PointedWindow> pointedWindow(atspi::Deadline) override {
+    const QRectF place(100, 100, 400, 300);
+    return atspi::PointedWindow{.pointer = {250, 250}, .process = ::getpid(), .client = place, .frame = place};
+  }
+  std::string busAddress(atspi::Deadline) override { return {}; }
+};
+
+class RudeProgramTest : public AccessibilityFixture {
+ protected:
+  void SetUp() override {
+    ASSERT_TRUE(desktop_.running());
+    const QString address = QString::fromStdString(desktop_.busAddress());
+    program_ = std::make_unique<RudeProgram>(address);
+    ASSERT_TRUE(program_->running());
+    behave();
+    accessibility_ = makeAtSpiAccessibility(Environment([address](const char* name) {
+                                              return qstrcmp(name, "AT_SPI_BUS_ADDRESS") == 0 ? std::optional(address)
+                                                                                              : std::nullopt;
+                                            }),
+                                            std::make_unique<OneWindow>());
+    ASSERT_TRUE(becomesTrusted());
+  }
+  // A window with a button in it, under the pointer.
+  void behave() {
+    answerChildren({program_->object(u"window"_s)});
+    program_->answer(u"GetExtents"_s, [](const QDBusMessage&) {
+      return QVariant::fromValue(Extents{100, 100, 400, 300});
+    });
+    program_->answer(u"GetAccessibleAtPoint"_s,
+                     [this](const QDBusMessage&) { return QVariant::fromValue(program_->object(u"button"_s)); });
+    program_->answer(u"GetRole"_s, [](const QDBusMessage& call) {
+      return QVariant::fromValue(call.path().endsWith(u"button"_s) ? kButton : kFrame);
+    });
+    program_->answer(u"Get"_s, [this](const QDBusMessage&) {
+      return QVariant::fromValue(QDBusVariant(QVariant::fromValue(program_->object(u"window"_s))));
+    });
+  }
+  // The registry lists this program, and the program these windows.
+  void answerChildren(const QList<Named>& windows) {
+    program_->answer(u"GetChildren"_s, [this, windows](const QDBusMessage& call) {
+      const bool registry = call.arguments().isEmpty() && registryAsked_++ == 0;
+      return QVariant::fromValue(registry ? QList<Named>{program_->object(u"root"_s)} : windows);
+    });
+  }
+
+  PrivateDesktop desktop_;
+  std::unique_ptr<RudeProgram> program_;
+  int registryAsked_ = 0;  // Only the first question goes to the registry: it is told once a second at most.
+};
+
+TEST_F(RudeProgramTest, aWellBehavedOneIsUnderstood) {
+  const auto found = lookFor(2);
+  ASSERT_TRUE(found);
+  EXPECT_EQ(found->elements[0].role, u"AXButton"_s);
+  EXPECT_EQ(found->elements[1].role, u"AXWindow"_s);
+  EXPECT_EQ(found->elements[1].frame, QRectF(100, 100, 400, 300));
+}
+
+TEST_F(RudeProgramTest, elementsInACircleEndTheWalk) {
+  program_->answer(u"GetRole"_s, [](const QDBusMessage&) { return QVariant::fromValue(kFiller); });
+  program_->answer(u"Get"_s, [this](const QDBusMessage& call) {
+    const QString next = call.path().endsWith(u"one"_s) ? u"two"_s : u"one"_s;
+    return QVariant::fromValue(QDBusVariant(QVariant::fromValue(program_->object(next))));
+  });
+  EXPECT_TRUE(lookFor(6));
+}
+
+TEST_F(RudeProgramTest, elementsWithoutABottomEndTheDescent) {
+  int level = 0;
+  program_->answer(u"GetAccessibleAtPoint"_s, [&](const QDBusMessage&) {
+    return QVariant::fromValue(program_->object(QString::number(++level)));
+  });
+  ASSERT_TRUE(look());
+  EXPECT_LE(level, 32);
+  EXPECT_GT(level, 0);
+}
+
+TEST_F(RudeProgramTest, manyWindowsAreNotAllLookedAt) {
+  QList<Named> windows;
+  for (int number = 0; number < 5000; ++number) windows.append(program_->object(u"w%1"_s.arg(number)));
+  answerChildren(windows);
+  ASSERT_TRUE(look());
+  EXPECT_GT(program_->calls(u"GetExtents"_s), 0);
+  EXPECT_LE(program_->calls(u"GetExtents"_s), 40);
+}
+
+TEST_F(RudeProgramTest, namesThatAreNoNamesAreDropped) {
+  for (const QString& name : {u""_s, u"not a name"_s, QString(300, u'a')}) {
+    program_->answer(u"GetAccessibleAtPoint"_s, [this, name](const QDBusMessage&) {
+      return QVariant::fromValue(Named{name, program_->object(u"button"_s).path});
+    });
+    const auto found = lookFor(1);
+    ASSERT_TRUE(found);
+    EXPECT_EQ(found->elements[0].role, u"AXWindow"_s);
+  }
+}
+
+TEST_F(RudeProgramTest, elementsOfNobodyDecideNothing) {
+  for (const QString& name : {u":"_s, u":1.99999"_s, u"org.example.Nobody"_s}) {
+    program_->answer(u"GetAccessibleAtPoint"_s, [this, name](const QDBusMessage&) {
+      return QVariant::fromValue(Named{name, program_->object(u"button"_s).path});
+    });
+    ASSERT_TRUE(look());
+    EXPECT_EQ(shape(), std::nullopt) << name.toStdString();
+  }
+}
+
+TEST_F(RudeProgramTest, answersOfTheWrongTypeCountAsNone) {
+  for (const QString& method : {u"GetAccessibleAtPoint"_s, u"GetRole"_s, u"Get"_s}) {
+    behave();
+    program_->answer(method, [](const QDBusMessage&) { return QVariant::fromValue(u"nonsense"_s); });
+    EXPECT_TRUE(look()) << method.toStdString();
+  }
+  behave();
+  program_->answer(u"GetExtents"_s, [](const QDBusMessage&) { return QVariant::fromValue(u"nonsense"_s); });
+  const auto found = look();
+  ASSERT_TRUE(found);
+  EXPECT_TRUE(found->elements.empty());
+}
+
+TEST_F(RudeProgramTest, impossibleExtentsAreNone) {
+  for (const Extents& extents : {Extents{100, 100, -5, 300}, Extents{INT_MIN, INT_MIN, 1, 1},
+                                 Extents{INT_MAX, INT_MAX, INT_MAX, INT_MAX}, Extents{}}) {
+    program_->answer(u"GetExtents"_s, [extents](const QDBusMessage&) { return QVariant::fromValue(extents); });
+    const auto found = look();
+    ASSERT_TRUE(found);
+    EXPECT_TRUE(found->elements.empty());
+  }
+}
+
+TEST_F(RudeProgramTest, aDividerOfNoDirectionIsNone) {
+  program_->answer(u"GetRole"_s, [](const QDBusMessage& call) {
+    return QVariant::fromValue(call.path().endsWith(u"button"_s) ? kSplitPane : kFrame);
+  });
+  program_->answer(u"GetState"_s, [](const QDBusMessage&) { return QVariant::fromValue(QList<uint>{0, 0}); });
+  EXPECT_EQ(shape(), std::nullopt);
+  program_->answer(u"GetState"_s, [](const QDBusMessage&) { return QVariant::fromValue(QList<uint>{1U << 29, 0}); });
+  EXPECT_TRUE(testing_loop::waitFor([&] { return shape() == u"row-resize"_s; }));
+  program_->answer(u"GetState"_s, [](const QDBusMessage&) { return QVariant::fromValue(QList<uint>{1U << 14, 0}); });
+  EXPECT_TRUE(testing_loop::waitFor([&] { return shape() == u"col-resize"_s; }));
+}
+
+TEST_F(RudeProgramTest, oneThatNeverAnswersIsLeftAloneForAWhile) {
+  program_->answer(u"GetAccessibleAtPoint"_s, [](const QDBusMessage&) { return QVariant(); });
+  const auto first = look();
+  ASSERT_TRUE(first);
+  EXPECT_TRUE(first->elements.empty());
+  const int asked = program_->calls(u"GetAccessibleAtPoint"_s);
+  const auto second = look();
+  ASSERT_TRUE(second);
+  EXPECT_TRUE(second->elements.empty());
+  EXPECT_EQ(program_->calls(u"GetAccessibleAtPoint"_s), asked);
+  // Later it gets another chance.
+  behave();
+  EXPECT_TRUE(lookFor(2));
+}
+
+}  // namespace
+}  // namespace vantora::testing_x11
