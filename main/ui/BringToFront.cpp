@@ -15,4 +15,10 @@ void bringToFront(QWidget& window) {
   insistOnFront(window.winId(), QGuiApplication::platformName());
 }
 
+void keepActivationToken(const QString& token) {
+  if (QGuiApplication::platformName().startsWith(QStringLiteral("wayland"))) {
+    qputenv("XDG_ACTIVATION_TOKEN", token.toUtf8());
+  }
+}
+
 }  // namespace vantora

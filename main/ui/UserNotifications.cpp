@@ -4,6 +4,7 @@
 #include <QUuid>
 
 #include "main/base/Log.h"
+#include "main/ui/BringToFront.h"
 #include "main/ui/dbus/DBusCall.h"
 
 namespace vantora {
@@ -48,8 +49,7 @@ UserNotifications::UserNotifications(const QDBusConnection& bus, const InfoDicti
   token_ =
       std::make_unique<DBusSignal>(bus_, kPath, kService, u"ActivationToken"_s, [this](const QDBusMessage& signal) {
         if (!ours_.contains(signal.arguments().value(0).toUInt())) return;
-        // The right to come to the front that goes with the press; the toolkit spends it on the next window it raises.
-        qputenv("XDG_ACTIVATION_TOKEN", signal.arguments().value(1).toString().toUtf8());
+        keepActivationToken(signal.arguments().value(1).toString());
       });
   presence_ = std::make_unique<DBusPresence>(bus_, kService, [this](bool) {
     // Another server: what the old one could and showed is gone.

@@ -6,6 +6,7 @@
 #include <QTimer>
 #include <QtEndian>
 
+#include "main/ui/BringToFront.h"
 #include "main/ui/StatusIcon.h"
 #include "main/ui/tray/DBusMenu.h"
 #include "main/ui/tray/DBusMenuTypes.h"
@@ -92,8 +93,7 @@ std::optional<QVariantList> StatusNotifierItem::call(const QString& method, cons
   }
   if (method == "Scroll"_L1) return QVariantList();
   if (method == "ProvideXdgActivationToken"_L1) {
-    // The right to come to the front that goes with the press; the toolkit spends it on the next window it raises.
-    qputenv("XDG_ACTIVATION_TOKEN", arguments.value(0).toString().toUtf8());
+    keepActivationToken(arguments.value(0).toString());
     return QVariantList();
   }
   return std::nullopt;

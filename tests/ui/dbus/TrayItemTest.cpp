@@ -161,6 +161,12 @@ TEST_F(TrayItemTest, raisesThePanelWhenPressedWithoutAMenu) {
   }));
 }
 
+TEST_F(TrayItemTest, passesNoRightToTheFrontOnToProgramsItStarts) {
+  startInPanel();
+  EXPECT_EQ(reader_->askItem("ProvideXdgActivationToken", {u"token"_s}).type(), QDBusMessage::ReplyMessage);
+  EXPECT_FALSE(qEnvironmentVariableIsSet("XDG_ACTIVATION_TOKEN"));
+}
+
 TEST_F(TrayItemTest, answersNonsenseWithAnError) {
   startInPanel();
   EXPECT_EQ(reader_->askItem("Explode", {}).type(), QDBusMessage::ErrorMessage);
