@@ -167,7 +167,7 @@ TEST_F(SessionPeerTest, keepsTheChannelWhenMoreIsToBeSentThanItHolds) {
   ASSERT_TRUE(until([&] { return connected(); }));
   clipboard_.text = QString(200'000, u'x');
   // The main thread does nothing but ask: then it answers all at once, and the answers outrun the wire.
-  for (int i = 0; i < 1000; ++i) ASSERT_TRUE(say({{u"type"_s, u"clipboard_request"_s}}));
+  for (int i = 0; i < 400; ++i) ASSERT_TRUE(say({{u"type"_s, u"clipboard_request"_s}}));
   const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
   while (viewer_->bufferedAmount(u"control_reliable"_s) > 0) {
     ASSERT_LT(std::chrono::steady_clock::now(), deadline);
@@ -176,7 +176,7 @@ TEST_F(SessionPeerTest, keepsTheChannelWhenMoreIsToBeSentThanItHolds) {
   ASSERT_TRUE(until([&] { return count(u"clipboard_sync"_s) > 50; }));
   // An answer to this comes after all others that were not dropped; it may be dropped itself while there is no room.
   ASSERT_TRUE(until([&] { return say({{u"type"_s, u"ping"_s}}) && count(u"pong"_s) > 0; }));
-  EXPECT_LT(count(u"clipboard_sync"_s), 1000);
+  EXPECT_LT(count(u"clipboard_sync"_s), 400);
   EXPECT_FALSE(log_.lines().contains(u"[dc] state=3 label=control_reliable"_s));
   EXPECT_TRUE(connected());
   const int stats = count(u"host_stats"_s);
