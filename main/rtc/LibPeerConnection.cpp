@@ -8,6 +8,7 @@
 #include "main/rtc/CandidateNames.h"
 #include "main/rtc/LibDataChannel.h"
 #include "main/rtc/LibVideoSender.h"
+#include "main/rtc/OwnProfiles.h"
 #include "main/rtc/VideoTrackSource.h"
 
 namespace vantora {
@@ -29,8 +30,8 @@ webrtc::RTCError checkIceServer(const webrtc::PeerConnectionInterface::IceServer
   return webrtc::ParseIceServersOrError({server}, &stunServers, &turnServers);
 }
 
-// The library's own settings take 7.5 s to call a dead link disconnected. A supporter who sees nothing for so long hangs
-// up: with these it is about one second, at the price of three small packets a second.
+// The library's own settings take 7.5 s to call a dead link disconnected. A supporter who sees nothing for so long
+// hangs up: with these it is about one second, at the price of three small packets a second.
 void noticeLostLinksSoon(webrtc::PeerConnectionInterface::RTCConfiguration& configuration) {
   configuration.ice_check_interval_strong_connectivity = 350;
   configuration.ice_connection_receiving_timeout = 1000;
@@ -215,9 +216,11 @@ void LibPeerConnection::createOffer(const OfferOptions& options, OfferDone done)
   libOptions.offer_to_receive_video = options.receiveVideo ? 1 : 0;
   libOptions.offer_to_receive_audio = options.receiveAudio ? 1 : 0;
   const auto observer = rtc::make_ref_counted<OfferObserver>(
-      [alive = std::weak_ptr(alive_), done = std::move(done)](QString sdp, std::optional<QString> error) {
-        postToMain([alive, done, sdp = std::move(sdp), error = std::move(error)] {
-          if (!alive.expired()) done(sdp, error);
+      [this, alive = std::weak_ptr(alive_), done = std::move(done)](QString sdp, std::optional<QString> error) {
+        postToMain([this, alive, done, sdp = std::move(sdp), error = std::move(error)] {
+          if (alive.expired()) return;
+          offered_ = sdp;
+          done(sdp, error);
         });
       });
   connection_->CreateOffer(observer.get(), libOptions);
@@ -225,7 +228,8 @@ void LibPeerConnection::createOffer(const OfferOptions& options, OfferDone done)
 
 void LibPeerConnection::setLocalOffer(const QString& sdp, Done done) {
   webrtc::SdpParseError parseError;
-  auto description = webrtc::CreateSessionDescription(webrtc::SdpType::kOffer, sdp.toStdString(), &parseError);
+  auto description = webrtc::CreateSessionDescription(webrtc::SdpType::kOffer,
+                                                      withOwnProfiles(offered_, sdp).toStdString(), &parseError);
   const auto hop = hopping(std::weak_ptr(alive_), std::move(done));
   if (!description) {
     hop(webrtc::RTCError(webrtc::RTCErrorType::SYNTAX_ERROR, parseError.description));

@@ -41,6 +41,8 @@ class LibPeerConnection final : public PeerConnection {
 
   rtc::scoped_refptr<webrtc::PeerConnectionFactoryInterface> factory_;
   std::shared_ptr<Alive> alive_;
+  // The newest offer as the library made it.
+  QString offered_;
   std::unique_ptr<Observer> observer_;
   rtc::scoped_refptr<webrtc::PeerConnectionInterface> connection_;
 };
