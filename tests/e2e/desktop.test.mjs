@@ -1,0 +1,157 @@
+// The host's face on a real desktop: its windows and the clipboard, and what becomes of the session when the desktop fails.
+import assert from 'node:assert/strict';
+import { readdir, readFile } from 'node:fs/promises';
+import { join } from 'node:path';
+import { test } from 'node:test';
+import { Child } from './lib/child.mjs';
+import { build } from './lib/paths.mjs';
+import { withSession } from './lib/session.mjs';
+import { BareControl, framesShown, shows } from './lib/viewer.mjs';
+import { until } from './lib/wait.mjs';
+
+/// The process id of the host's desktop process; waits until there is one that is not `old`.
+async function desktopProcess(host, old = 0) {
+  return until(async () => {
+    const children = (await readFile(`/proc/${host.child.pid}/task/${host.child.pid}/children`, 'utf8')).trim().split(' ');
+    for (const child of children.filter(Boolean).map(Number)) {
+      const command = await readFile(`/proc/${child}/cmdline`, 'utf8').catch(() => '');
+      if (child !== old && command.includes('vantora-host')) return child;
+    }
+    return null;
+  }, { deadline: 15000, what: 'the desktop process' });
+}
+
+async function window(screen, name) {
+  const found = await screen.run('xdotool', ['search', '--onlyvisible', '--name', name]).catch(() => '');
+  return found.trim().split('\n').filter(Boolean)[0];
+}
+
+/// Launches the program once more, just as the session's host was launched.
+async function launchAgain(session) {
+  const { home } = session.host;
+  const again = new Child(join(build, 'vantora-host'), [], {
+    clearEnv: true,
+    env: { PATH: process.env.PATH, HOME: home, LANG: 'C.UTF-8', XDG_RUNTIME_DIR: join(home, 'run'), ICE_URLS: ',', ...session.hostEnvironment() },
+  });
+  session.keep(again);
+  await until(() => again.exit, { deadline: 10000, what: 'the end of the second launch' });
+  return again;
+}
+
+async function withDesktop(t, body, want = {}) {
+  await withSession(t, { ...want, host: { env: { CONTROL_TOKEN: '123456' } } }, async (session) => {
+    session.keep(session.screen.start('openbox', ['--sm-disable']));
+    await desktopProcess(session.host);
+    await body(session);
+  });
+}
+
+test('aSecondLaunchRaisesTheChatOfTheFirst', async (t) => {
+  await withDesktop(t, async (session) => {
+    assert.equal(await window(session.screen, 'Vantora Chat'), undefined);
+    const again = await launchAgain(session);
+    assert.deepEqual(again.exit, { code: 0, signal: null });
+    assert.deepEqual(again.text('err'), []);
+    await until(() => window(session.screen, 'Vantora Chat'), { what: 'the chat window' });
+  });
+});
+
+test('bothSidesChat', async (t) => {
+  await withDesktop(t, async (session) => {
+    const page = await session.bare();
+    await new BareControl(page).open();
+    await page.evaluate(() => bare.signal({ type: 'chat_send', text: 'hello from afar' }));
+    await session.host.line(/^\[chat\] .*: hello from afar @\d+$/);
+    await session.host.line(/^\[chat-ui\] presentChat from=\S+ len=15$/);
+
+    await launchAgain(session);
+    const id = await until(() => window(session.screen, 'Vantora Chat'), { what: 'the chat window' });
+    await session.screen.run('xdotool', ['windowfocus', '--sync', id]);
+    await session.screen.run('xdotool', ['type', '--delay', '5', 'hello back']);
+    await session.screen.run('xdotool', ['key', 'Return']);
+    await until(() => page.evaluate(() => bare.signals.some(({ type, text }) => type === 'chat_broadcast' && text === 'hello back')),
+      { what: 'the chat of the host' });
+    // Shown by the echo of the server, as everybody's is.
+    await session.host.line(/^\[chat-ui\] presentChat from=host len=10$/i);
+  });
+});
+
+test('theClipboardGoesBothWays', async (t) => {
+  await withDesktop(t, async (session) => {
+    const page = await session.bare();
+    const viewer = await new BareControl(page).open();
+    await viewer.send({ type: 'clipboard_set', text: 'from the viewer: äöü 🙂' });
+    await until(async () => (await session.screen.run('xclip', ['-selection', 'clipboard', '-o']).catch(() => '')) === 'from the viewer: äöü 🙂',
+      { what: 'the text on the clipboard' });
+
+    await viewer.ask({ type: 'clipboard_sync_enabled', enabled: true, req: 7 }, 'ack');
+    session.keep(session.screen.start('sh', ['-c', 'printf "from the host: ñ" | xclip -selection clipboard -i -quiet']));
+    await until(async () => (await viewer.heard('clipboard_sync')).some(({ message }) => message.text === 'from the host: ñ'),
+      { deadline: 8000, what: 'the text of the host' });
+    assert.equal((await viewer.ask({ type: 'clipboard_request' }, 'clipboard_sync')).text, 'from the host: ñ');
+    // No echo of what the viewer set.
+    const before = (await viewer.heard('clipboard_sync')).length;
+    await viewer.send({ type: 'clipboard_set', text: 'once more' });
+    await session.host.line(/^\[sync\] Clipboard updated from client: "once more"/);
+    const end = performance.now() + 2500;
+    await until(() => performance.now() > end, { what: 'a look of the watcher' });
+    assert.equal((await viewer.heard('clipboard_sync')).length, before);
+  });
+});
+
+test('aDesktopProcessThatHangsDoesNotStopTheSession', async (t) => {
+  await withDesktop(t, async (session) => {
+    const page = await session.bare();
+    const viewer = await new BareControl(page).open();
+    await viewer.takeControl('123456');
+    session.keep(session.screen.scrollingText({ pause: 0.05 }));
+    const stuck = await desktopProcess(session.host);
+    process.kill(stuck, 'SIGSTOP');
+    const [frames, statistics] = [await framesShown(page), (await viewer.heard('host_stats')).length];
+    await viewer.ask({ type: 'mouseMove', x: 0.25, y: 0.25 }, 'ptr');
+    assert.deepEqual(await session.screen.pointer(), { x: 320, y: 180 });
+    await until(async () => (await framesShown(page)) > frames + 20 && (await viewer.heard('host_stats')).length > statistics + 3,
+      { deadline: 10000, what: 'pictures and statistics' });
+    process.kill(stuck, 'SIGCONT');
+  });
+});
+
+test('aDesktopProcessThatEndsIsStartedAgain', async (t) => {
+  await withDesktop(t, async (session) => {
+    const first = await desktopProcess(session.host);
+    process.kill(first, 'SIGKILL');
+    await desktopProcess(session.host, first);
+    const page = await session.bare();
+    const viewer = await new BareControl(page).open();
+    await until(async () => {
+      await viewer.send({ type: 'clipboard_set', text: 'after the fall' });
+      return (await session.screen.run('xclip', ['-selection', 'clipboard', '-o']).catch(() => '')) === 'after the fall';
+    }, { every: 200, deadline: 10000, what: 'the text on the clipboard' });
+  });
+});
+
+test('theSessionOutlivesItsDisplay', async (t) => {
+  await withDesktop(t, async (session) => {
+    const page = await session.bare();
+    await session.screen.paint('#306030');
+    await shows(page, '#306030', { deadline: 10000 });
+    const viewer = await new BareControl(page).open();
+    const first = await desktopProcess(session.host);
+    await session.screen.end();
+    await desktopProcess(session.host, first);
+    await viewer.settled();
+    assert.equal(session.host.child.exit, null);
+    assert.equal((await session.host.end()).code, 0);
+  });
+});
+
+test('theDesktopProcessGoesWithTheHost', async (t) => {
+  for (const signal of ['SIGTERM', 'SIGKILL']) {
+    await withDesktop(t, async (session) => {
+      const desktop = await desktopProcess(session.host);
+      await session.host.end(signal);
+      await until(async () => !(await readdir('/proc')).includes(String(desktop)) ||
+        /^State:\tZ/m.test(await readFile(`/proc/${desktop}/status`, 'utf8').catch(() => '')), { what: 'its end' });
+    }, { browserNow: false });
+  }
+});
