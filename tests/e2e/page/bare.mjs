@@ -14,6 +14,9 @@ const bare = (window.bare = {
   frames: 0,
   connectedAt: null,
   firstFrameAt: null,
+  /// When the first answer was sent, and when the first frame had the size that the host then kept.
+  answeredAt: null,
+  fullSizeAt: null,
   signal: (message) => socket.send(JSON.stringify(message)),
   send(message, label = 'control_reliable') {
     bare.channels[label].send(JSON.stringify(message));
@@ -96,6 +99,7 @@ async function handle(message) {
     }
     await bare.pc.setRemoteDescription({ type: 'offer', sdp: message.sdp });
     await bare.pc.setLocalDescription();
+    bare.answeredAt ??= performance.now();
     bare.signal({ type: 'answer', sdp: bare.pc.localDescription.sdp });
     for (const candidate of waiting.splice(0)) await bare.pc.addIceCandidate(candidate);
   } else if (message.type === 'ice') {
@@ -104,9 +108,11 @@ async function handle(message) {
   }
 }
 
-function onFrame(now) {
+function onFrame(now, { width, height }) {
   bare.frames++;
   bare.firstFrameAt ??= now;
+  if (!bare.fullSizeAt || bare.size !== `${width}x${height}`) bare.fullSizeAt = now;
+  bare.size = `${width}x${height}`;
   video.requestVideoFrameCallback(onFrame);
 }
 video.requestVideoFrameCallback(onFrame);

@@ -1,5 +1,5 @@
 // Figures of whole sessions: the real host, a real X server and a real browser on one machine, so the browser's own
-// share of it is in every figure. node measure.mjs OUT; runs inside scripts/lab.
+// share of it is in every figure. node session.mjs OUT; runs inside scripts/lab.
 import { readFile, writeFile } from 'node:fs/promises';
 import { Session } from '../../tests/e2e/lib/session.mjs';
 import { BareControl, shows } from '../../tests/e2e/lib/viewer.mjs';
