@@ -17,17 +17,19 @@ bool isToolkitsOwn(xcb_window_t window) {
 
 QtClipboard::QtClipboard(QClipboard& clipboard, std::unique_ptr<X11ClipboardReader> reader)
     : clipboard_(clipboard), reader_(std::move(reader)) {
-  const bool watched = reader_ && reader_->watch([this](xcb_window_t owner) {
-    if (!isToolkitsOwn(owner)) otherProgramCopied();
+  watched_ = reader_ && reader_->watch([this](xcb_window_t owner) {
+    // Every text that is set here is told once; what else this program copies (a room id, say) is a change as any other.
+    if (!isToolkitsOwn(owner) || ownNotices_ == 0) return copied();
+    --ownNotices_;
   });
-  if (watched) return;
+  if (watched_) return;
   QObject::connect(&clipboard_, &QClipboard::dataChanged, &context_, [this] {
     // The toolkit reports what is set here within the call that sets it.
-    if (!writing_) otherProgramCopied();
+    if (!writing_) copied();
   });
 }
 
-void QtClipboard::otherProgramCopied() {
+void QtClipboard::copied() {
   ours_ = false;
   ++changeCount_;
   if (changed_) changed_();
@@ -38,6 +40,7 @@ void QtClipboard::setText(const QString& text, std::function<void(qint64)> done)
   clipboard_.setText(text);
   writing_ = false;
   ours_ = true;
+  if (watched_) ++ownNotices_;
   done(++changeCount_);
 }
 

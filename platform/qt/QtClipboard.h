@@ -25,7 +25,8 @@ class QtClipboard final : public Clipboard {
   void requestText(std::function<void(const QString& text)> done) override;
 
  private:
-  void otherProgramCopied();
+  // By another program, or by another part of this one.
+  void copied();
 
   QObject context_;
   QClipboard& clipboard_;
@@ -33,6 +34,9 @@ class QtClipboard final : public Clipboard {
   std::function<void()> changed_;
   qint64 changeCount_ = 0;
   bool writing_ = false;
+  // The server tells every change; so many of those to come are texts set here.
+  bool watched_ = false;
+  int ownNotices_ = 0;
   bool ours_ = false;  // What was set here last has not been replaced.
 };
 

@@ -141,6 +141,14 @@ TEST_F(QtClipboardTest, countsItsOwnTextWithoutANotice) {
   EXPECT_EQ(read(), u"one"_s);
 }
 
+TEST_F(QtClipboardTest, tellsWhatAnotherPartOfTheProgramCopies) {
+  clipboard_->setText(u"of the viewer"_s, [](qint64) {});
+  QGuiApplication::clipboard()->setText(u"a room id"_s);
+  ASSERT_TRUE(waitFor([&] { return notices_ == 1; }));
+  EXPECT_EQ(read(), u"a room id"_s);
+  EXPECT_EQ(notices_, 1);
+}
+
 TEST_F(QtClipboardTest, carriesTenMegabytesBothWays) {
   const QString big = longText(10'000'000);
   copyWith("xclip", big.toUtf8());
