@@ -14,6 +14,7 @@ namespace vantora {
 namespace {
 
 using namespace std::chrono_literals;
+using namespace Qt::Literals::StringLiterals;
 
 constexpr auto kFirstDelay = 1000ms;
 constexpr auto kLongestDelay = 30000ms;
@@ -52,10 +53,25 @@ void DesktopProcess::start() {
   });
   startedAt_ = scheduler_.monotonicNow();
   link_ = std::make_unique<DesktopLink>(
-      ends[0], DesktopLink::Events{.message = events_.message, .lost = [this] { process_->kill(); }});
+      ends[0], DesktopLink::Events{.message = [this](const JsonObject& message) { take(message); },
+                                   .lost = [this] { process_->kill(); }});
   process_->start(program_, {});
   close(ends[1]);
-  if (link_ && events_.connected) events_.connected();
+  if (!link_) return;
+  unanswered_ = 0;
+  looks_ = scheduler_.every(kLookStep, kLookStep, [this] { look(); });
+  if (events_.connected) events_.connected();
+}
+
+void DesktopProcess::take(const JsonObject& message) {
+  unanswered_ = 0;
+  if (stringField(message, "type"_L1) != u"pong"_s && events_.message) events_.message(message);
+}
+
+void DesktopProcess::look() {
+  if (unanswered_ * kLookStep >= kPatience) return process_->kill();
+  ++unanswered_;
+  send({{u"type"_s, u"ping"_s}});
 }
 
 void DesktopProcess::send(const JsonObject& message) {
@@ -65,6 +81,7 @@ void DesktopProcess::send(const JsonObject& message) {
 void DesktopProcess::ended() {
   if (restart_) return;
   const bool hadLink = link_ != nullptr;
+  looks_.reset();
   link_.reset();
   if (scheduler_.monotonicNow() - startedAt_ > kSettled) delay_ = kFirstDelay;
   restart_ = scheduler_.after(delay_, [this] { start(); });
@@ -74,6 +91,7 @@ void DesktopProcess::ended() {
 
 void DesktopProcess::stop() {
   restart_.reset();
+  looks_.reset();
   if (!process_) return;
   QObject::disconnect(process_.get(), nullptr, nullptr, nullptr);
   link_.reset();  // The other side takes the end of the line as the request to go.

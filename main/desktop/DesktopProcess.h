@@ -14,13 +14,16 @@ namespace vantora {
 
 // Starts the program a second time as its own desktop process and keeps it running. Why a process of its own: a toolkit
 // connected to the display ends its process when the display goes away, and may block for seconds on an application
-// that does not answer; neither may touch the session. It is started again when it ended or got stuck, after a second
-// at first and up to half a minute later when it keeps ending. It ends with this process, however that ends.
-// Thread: main. Owner: HostAppDelegate.
+// that does not answer; neither may touch the session. It is started again when it ended, or was ended because it
+// answered no "ping" for kPatience: after a second at first and up to half a minute later when it keeps ending. It ends
+// with this process, however that ends. Thread: main. Owner: HostAppDelegate.
 class DesktopProcess {
  public:
   // Names the descriptor of the line in the environment of the desktop process.
   static constexpr const char* kLinkVariable = "VANTORA_DESKTOP_LINK";
+
+  static constexpr std::chrono::milliseconds kLookStep{5000};
+  static constexpr std::chrono::milliseconds kPatience{20000};
 
   struct Events {
     // The desktop process is there and knows nothing yet.
@@ -42,6 +45,8 @@ class DesktopProcess {
   void send(const JsonObject& message);
 
  private:
+  void take(const JsonObject& message);
+  void look();
   void ended();
   void stop();
 
@@ -51,6 +56,8 @@ class DesktopProcess {
   std::chrono::milliseconds delay_;
   std::chrono::nanoseconds startedAt_{};
   std::unique_ptr<Timer> restart_;
+  std::unique_ptr<Timer> looks_;
+  int unanswered_ = 0;
   std::unique_ptr<DesktopLink> link_;
   std::unique_ptr<QProcess> process_;
 };

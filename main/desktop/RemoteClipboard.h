@@ -10,7 +10,7 @@
 namespace vantora {
 
 // While there is no desktop process the clipboard is empty and takes nothing; requests are answered at once then.
-// A request that the desktop process leaves unanswered for kPatience is answered with the empty text.
+// A request that the desktop process leaves unanswered for kPatience is answered as if there were none.
 // Thread: main. Owner: DesktopSide.
 class RemoteClipboard final : public Clipboard {
  public:
@@ -31,12 +31,14 @@ class RemoteClipboard final : public Clipboard {
   void requestText(std::function<void(const QString& text)> done) override;
 
  private:
-  struct Reading {
-    std::function<void(const QString&)> done;
+  template <typename Answer>
+  struct Waiting {
+    std::function<void(Answer)> done;
     std::unique_ptr<Timer> patience;
   };
 
   void answerReading(qint64 id, const QString& text);
+  void answerWriting(qint64 id, qint64 changeCount);
 
   Scheduler& scheduler_;
   std::function<void(const JsonObject&)> send_;
@@ -46,8 +48,8 @@ class RemoteClipboard final : public Clipboard {
   qint64 changeCount_ = 0;
   qint64 base_ = 0;
   qint64 nextId_ = 1;
-  std::map<qint64, Reading> readings_;
-  std::map<qint64, std::function<void(qint64)>> writings_;
+  std::map<qint64, Waiting<const QString&>> readings_;
+  std::map<qint64, Waiting<qint64>> writings_;
 };
 
 }  // namespace vantora

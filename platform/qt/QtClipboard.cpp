@@ -18,7 +18,8 @@ bool isToolkitsOwn(xcb_window_t window) {
 QtClipboard::QtClipboard(QClipboard& clipboard, std::unique_ptr<X11ClipboardReader> reader)
     : clipboard_(clipboard), reader_(std::move(reader)) {
   watched_ = reader_ && reader_->watch([this](xcb_window_t owner) {
-    // Every text that is set here is told once; what else this program copies (a room id, say) is a change as any other.
+    // Every text that is set here is told once; what else this program copies (a room id, say) is a change as any
+    // other.
     if (!isToolkitsOwn(owner) || ownNotices_ == 0) return copied();
     --ownNotices_;
   });

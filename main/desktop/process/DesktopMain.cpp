@@ -55,7 +55,9 @@ class Desktop {
  private:
   void take(const JsonObject& message) {
     const QString type = stringField(message, "type"_L1).value_or(QString());
-    if (type == "state"_L1) {
+    if (type == "ping"_L1) {
+      link_.send({{u"type"_s, u"pong"_s}});
+    } else if (type == "state"_L1) {
       // The first one comes before anything else: there is nothing to show without it.
       if (face_.take(message) && !interface_) interface_.emplace(face_, info_);
     } else if (clipboard_.take(type, message) || !interface_) {

@@ -29,6 +29,7 @@ int main(int argc, char* argv[]) {
                                          if (type == "hang"_L1) pause();
                                          if (type == "garbage"_L1 && write(std::atoi(line), "\xff\xff\xff\xff", 4) != 4)
                                            _exit(1);
+                                         if (type == "ping"_L1) return link->send({{u"type"_s, u"pong"_s}});
                                          link->send({{u"type"_s, u"echo"_s}, {u"of"_s, message}});
                                        },
                                    .lost = [] { QCoreApplication::quit(); }});

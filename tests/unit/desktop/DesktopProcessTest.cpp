@@ -115,6 +115,32 @@ TEST_F(DesktopProcessTest, replacesAProcessThatNoLongerReads) {
   ASSERT_TRUE(testing_loop::waitFor([&] { return disconnected_ == 1; }));
 }
 
+TEST_F(DesktopProcessTest, replacesAProcessThatAnswersNothing) {
+  start();
+  ASSERT_TRUE(waitForReady(1));
+  process_->send({{u"type"_s, u"hang"_s}});
+  scheduler_.advance(20s);
+  testing_loop::drain();
+  EXPECT_EQ(disconnected_, 0);
+  scheduler_.advance(5s);
+  ASSERT_TRUE(testing_loop::waitFor([&] { return disconnected_ == 1; }));
+  scheduler_.advance(1s);
+  ASSERT_TRUE(waitForReady(2));
+}
+
+TEST_F(DesktopProcessTest, keepsAProcessThatAnswers) {
+  start();
+  ASSERT_TRUE(waitForReady(1));
+  for (int i = 0; i < 10; ++i) {
+    scheduler_.advance(5s);
+    // What it echoes after the ping shows that the pong has come.
+    process_->send({{u"type"_s, u"hello"_s}});
+    const auto echoes = static_cast<size_t>(i) + 2;
+    ASSERT_TRUE(testing_loop::waitFor([&] { return received_.size() == echoes; }));
+  }
+  EXPECT_EQ(disconnected_, 0);
+}
+
 TEST_F(DesktopProcessTest, takesTheProcessAlong) {
   start();
   ASSERT_TRUE(waitForReady(1));

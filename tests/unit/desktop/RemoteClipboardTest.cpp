@@ -55,6 +55,16 @@ TEST_F(RemoteClipboardTest, givesUpOnAReadThatIsNotAnswered) {
   EXPECT_EQ(texts.size(), 1);
 }
 
+TEST_F(RemoteClipboardTest, givesUpOnAWriteThatIsNotAnswered) {
+  clipboard_.connected();
+  int answers = 0;
+  clipboard_.setText(u"x"_s, [&](qint64) { ++answers; });
+  scheduler_.advance(6000ms);
+  EXPECT_EQ(answers, 1);
+  clipboard_.take(u"clipboard_stored"_s, reply(lastId(), "count", 1));
+  EXPECT_EQ(answers, 1);
+}
+
 TEST_F(RemoteClipboardTest, tellsChangesOfOthersAndNotItsOwn) {
   clipboard_.connected();
   int changes = 0;
