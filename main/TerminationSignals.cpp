@@ -1,8 +1,9 @@
 #include "main/TerminationSignals.h"
 
-#include <csignal>
 #include <sys/signalfd.h>
 #include <unistd.h>
+
+#include <csignal>
 
 namespace vantora {
 

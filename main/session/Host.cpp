@@ -57,17 +57,16 @@ Host::Host(const QString& room, Configuration configuration, Platform platform)
       ControlAuthorisation::Callbacks{.ensureAccessibility = [this] { return injector_.ensureAccessibility(); },
                                       .controlEnded = [this] { injector_.releaseAll(); },
                                       .random = platform_.random});
-  quality_ = std::make_unique<VideoQuality>(
-      configuration_.environment, platform_.displays, sharing_,
-      VideoQuality::Settings{.lastMaxBitrateKbps = settings_.lastMaxBitrateKbps,
-                             .preferredCodecName = settings_.preferredCodecName,
-                             .h264Profile = settings_.h264Profile},
-      VideoQuality::Callbacks{.makeOffer = [this] { negotiation_.makeOffer(); },
-                              .changed =
-                                  [this] {
-                                    setMaxBitrate();
-                                    changed();
-                                  }});
+  quality_ = std::make_unique<VideoQuality>(configuration_.environment, platform_.displays, sharing_,
+                                            VideoQuality::Settings{.lastMaxBitrateKbps = settings_.lastMaxBitrateKbps,
+                                                                   .preferredCodecName = settings_.preferredCodecName,
+                                                                   .h264Profile = settings_.h264Profile},
+                                            VideoQuality::Callbacks{.makeOffer = [this] { negotiation_.makeOffer(); },
+                                                                    .changed =
+                                                                        [this] {
+                                                                          setMaxBitrate();
+                                                                          changed();
+                                                                        }});
   cursor_ = std::make_unique<CursorMonitor>(
       configuration_.environment, platform_.scheduler,
       CursorMonitor::Desktop{.cursor = platform_.cursor, .accessibility = platform_.accessibility}, outlet_,

@@ -21,9 +21,8 @@ struct Session {
   fakes::FakeWebSockets sockets;
   fakes::FakePeerConnectionFactory factory;
   std::unique_ptr<PeerConnection> peer = factory.createPeerConnection({}, {});
-  Signaler signaler{{.url = {QUrl(u"ws://h"_s), u"ws://h"_s}, .room = u"r"_s, .tokenLookup = {}},
-                    scheduler,
-                    sockets.factory()};
+  Signaler signaler{
+      {.url = {QUrl(u"ws://h"_s), u"ws://h"_s}, .room = u"r"_s, .tokenLookup = {}}, scheduler, sockets.factory()};
   Negotiation negotiation{{.send = [this](const JsonObject& message) { signaler.send(message); },
                            .offerShape = [] { return OfferShape(); },
                            .viewerReplaced = [] {}}};

@@ -66,7 +66,8 @@ void VideoQuality::applyQualityPreset(const QString& name) {
   QString preset = name;
   if (preset == "auto"_L1) {
     const std::vector<Display> list = displays_.list();
-    preset = pickAutoPreset(list.empty() ? std::nullopt : std::optional(static_cast<int>(list.front().frame().height())));
+    preset =
+        pickAutoPreset(list.empty() ? std::nullopt : std::optional(static_cast<int>(list.front().frame().height())));
   }
   VideoTarget target = preset == "native"_L1 ? nativeBucket() : presetTarget(preset);
   if (preset == "gaming"_L1) preferredCodecName_ = u"vp8"_s;
@@ -118,7 +119,8 @@ void VideoQuality::applyVideoParams(std::optional<qint64> maxBitrateKbps, std::o
 void VideoQuality::senderReplaced() {
   VideoSender* const sender = sharing_.videoSender();
   if (!sender) return;
-  EncodingChange change{.maxBitrateBps = lastTarget_.kbps * 1000};
+  EncodingChange change;
+  change.maxBitrateBps = lastTarget_.kbps * 1000;
   if (applied_) change.maxFramerate = lastTarget_.fps;
   sender->changeEncodings(change);
   if (applied_) applyPreferences(currentQualityPreset_);

@@ -1,7 +1,6 @@
-#include "main/rtc/OwnProfiles.h"
-
 #include <gtest/gtest.h>
 
+#include "main/rtc/OwnProfiles.h"
 #include "tests/fakes/PrintQt.h"
 
 namespace vantora {
