@@ -1,5 +1,6 @@
 #include "main/session/Host.h"
 
+#include "main/base/FreeMemory.h"
 #include "main/base/Log.h"
 #include "main/session/ChatOutbox.h"
 #include "main/video/sdp/BitrateHints.h"
@@ -211,6 +212,9 @@ void Host::closePeer() {
   diagnostics_.channelClosed(ControlChannel::reliable);
   cursor_->stopCursorMonitoring();
   link_.reset();
+  // The library's threads take a moment to let go of it.
+  constexpr std::chrono::seconds kLettingGo(2);
+  memoryTimer_ = platform_.scheduler.after(kLettingGo, [] { returnFreeMemory(); });
 }
 
 void Host::replacePeer(const char* reason) {

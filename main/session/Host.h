@@ -135,6 +135,7 @@ class Host {
   std::unique_ptr<CursorMonitor> cursor_;
   std::unique_ptr<ControlDispatcher> dispatcher_;
   std::unique_ptr<PeerLink> link_;
+  std::unique_ptr<Timer> memoryTimer_;
 };
 
 }  // namespace vantora

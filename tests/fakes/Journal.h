@@ -2,28 +2,40 @@
 #pragma once
 
 #include <QStringList>
+#include <mutex>
+#include <utility>
 
 #include "tests/fakes/PrintQt.h"
 
 namespace vantora::fakes {
 
-// Thread: the test's.
+// Any thread: workers write to the log as well.
 class Journal {
  public:
-  void note(const QString& entry) { entries_.append(entry); }
-  const QStringList& entries() const { return entries_; }
+  void note(const QString& entry) {
+    const std::lock_guard guard(mutex_);
+    entries_.append(entry);
+  }
+  QStringList entries() const {
+    const std::lock_guard guard(mutex_);
+    return entries_;
+  }
   // What was noted since the last call.
-  QStringList take() { return std::exchange(entries_, {}); }
+  QStringList take() {
+    const std::lock_guard guard(mutex_);
+    return std::exchange(entries_, {});
+  }
   // The entries that start with `prefix`.
   QStringList with(QLatin1StringView prefix) const {
     QStringList found;
-    for (const QString& entry : entries_) {
+    for (const QString& entry : entries()) {
       if (entry.startsWith(prefix)) found.append(entry);
     }
     return found;
   }
 
  private:
+  mutable std::mutex mutex_;
   QStringList entries_;
 };
 

@@ -32,13 +32,21 @@ bool displayAnswers() {
   return answers;
 }
 
-// The toolkit ends a process that cannot have the display it wants: it must want none then.
-bool chooseToolkitPlatform() {
-  if (isSet("QT_QPA_PLATFORM") || isSet("WAYLAND_DISPLAY")) return false;
+enum class Display { usable, awaited, none };
+
+// The toolkit ends a process that cannot have the display it wants: each choice ends with a platform that needs none.
+Display chooseToolkitPlatform() {
   const bool named = isSet("DISPLAY");
-  if (named && displayAnswers()) return false;
+  if (named && displayAnswers()) {
+    qputenv("QT_QPA_PLATFORM", "xcb;wayland;offscreen");
+    return Display::usable;
+  }
+  if (isSet("WAYLAND_DISPLAY")) {
+    qputenv("QT_QPA_PLATFORM", "wayland;offscreen");
+    return Display::usable;
+  }
   qputenv("QT_QPA_PLATFORM", "offscreen");
-  return named;
+  return named ? Display::awaited : Display::none;
 }
 
 // What the process does: messages of the session to the user interface and the clipboard, and back.
@@ -92,14 +100,15 @@ std::optional<int> desktopLinkDescriptor() {
 }
 
 int runDesktopProcess(int descriptor, int& argumentCount, char** arguments) {
-  const bool displayMissing = chooseToolkitPlatform();
+  const bool chosenByUser = isSet("QT_QPA_PLATFORM");
+  const Display display = chosenByUser ? Display::usable : chooseToolkitPlatform();
   QApplication::setQuitOnLastWindowClosed(false);
   QGuiApplication::setDesktopFileName(u"vantora-host"_s);
   QApplication application(argumentCount, arguments);
-  // Programs that are started from here are to have the display when it is back.
-  if (displayMissing) qunsetenv("QT_QPA_PLATFORM");
+  // Programs that are started from here choose for themselves.
+  if (!chosenByUser) qunsetenv("QT_QPA_PLATFORM");
   QTimer displayCheck;
-  if (displayMissing) {
+  if (display == Display::awaited) {
     QObject::connect(&displayCheck, &QTimer::timeout, &displayCheck, [] {
       if (displayAnswers()) QCoreApplication::quit();
     });

@@ -10,7 +10,19 @@ export function labAddress() {
   return address;
 }
 
-let count = 0;
+// Test files may share a laboratory, and what one leaves behind goes away a moment later: numbers of its own.
+let count = process.pid % 200;
+
+/// Takes this side's own network card away while `body` runs, so that a far machine's cable is the only way out.
+export async function withoutOwnCard(body) {
+  await run('ip', ['link', 'set', 'lab0', 'down']);
+  try {
+    return await body();
+  } finally {
+    await run('ip', ['link', 'set', 'lab0', 'up']);
+    await run('ip', ['route', 'replace', 'default', 'via', '10.77.0.254', 'dev', 'lab0']);
+  }
+}
 
 /// Another machine on a cable of its own.
 export class FarMachine {
@@ -19,18 +31,27 @@ export class FarMachine {
     const number = ++count;
     const holder = new Child('unshare', ['--net', 'sleep', 'infinity']);
     const far = new FarMachine(holder, number);
-    await until(async () => (await run('readlink', [`/proc/${holder.pid}/ns/net`])) !== (await run('readlink', ['/proc/self/ns/net'])),
-      { what: 'the name space of the far machine' });
-    await run('ip', ['link', 'add', far.nearCard, 'type', 'veth', 'peer', 'name', 'far0', 'netns', String(holder.pid)]);
-    await run('ip', ['addr', 'add', `${far.nearAddress}/24`, 'dev', far.nearCard]);
-    await run('ip', ['link', 'set', far.nearCard, 'up']);
-    await far.run('ip', ['link', 'set', 'lo', 'up']);
-    await far.run('ip', ['addr', 'add', `${far.address}/24`, 'dev', 'far0']);
-    await far.run('ip', ['link', 'set', 'far0', 'up']);
-    await far.run('ip', ['route', 'add', 'default', 'via', far.nearAddress]);
-    await run('ip', ['addr', 'add', `${far.serverAddress}/32`, 'dev', 'lo']);
-    await far.routeToServer();
+    try {
+      await far.#connect();
+    } catch (error) {
+      await far.end();
+      throw error;
+    }
     return far;
+  }
+
+  async #connect() {
+    await until(async () => (await run('readlink', [`/proc/${this.holder.pid}/ns/net`])) !== (await run('readlink', ['/proc/self/ns/net'])),
+      { what: 'the name space of the far machine' });
+    await run('ip', ['link', 'add', this.nearCard, 'type', 'veth', 'peer', 'name', 'far0', 'netns', String(this.holder.pid)]);
+    await run('ip', ['addr', 'add', `${this.nearAddress}/24`, 'dev', this.nearCard]);
+    await run('ip', ['link', 'set', this.nearCard, 'up']);
+    await this.run('ip', ['link', 'set', 'lo', 'up']);
+    await this.run('ip', ['addr', 'add', `${this.address}/24`, 'dev', 'far0']);
+    await this.run('ip', ['link', 'set', 'far0', 'up']);
+    await this.run('ip', ['route', 'add', 'default', 'via', this.nearAddress]);
+    await run('ip', ['addr', 'replace', `${this.serverAddress}/32`, 'dev', 'lo']);
+    await this.routeToServer();
   }
 
   constructor(holder, number) {
@@ -70,7 +91,8 @@ export class FarMachine {
     await run('ip', ['link', 'set', this.nearCard, 'up']);
   }
 
-  end() {
+  async end() {
+    await run('ip', ['addr', 'del', `${this.serverAddress}/32`, 'dev', 'lo']).catch(() => {});
     return this.holder.end('SIGKILL');
   }
 }
