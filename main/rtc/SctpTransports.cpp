@@ -10,6 +10,10 @@ namespace vantora {
 namespace {
 
 constexpr dcsctp::DurationMs kAckDelay(5);
+/// What a viewer may have on its way to us, in bytes; above the 256 KiB of the largest message. With the library's 5 MB
+/// a browser's slow start sends more at once than its own send queue takes, which discards the rest: the first file of
+/// a session crawls.
+constexpr size_t kReceiveWindow{512 * 1024};
 
 class Sockets final : public dcsctp::DcSctpSocketFactory {
  public:
@@ -19,6 +23,7 @@ class Sockets final : public dcsctp::DcSctpSocketFactory {
                                                         const dcsctp::DcSctpOptions& options) override {
     dcsctp::DcSctpOptions quicker = options;
     quicker.delayed_ack_max_timeout = kAckDelay;
+    quicker.max_receiver_window_buffer_size = kReceiveWindow;
     return dcsctp::DcSctpSocketFactory::Create(logPrefix, callbacks, std::move(observer), quicker);
   }
 };

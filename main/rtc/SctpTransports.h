@@ -11,9 +11,10 @@ class Thread;
 
 namespace vantora {
 
-// Makes the library's own transports with one setting changed: packets are acknowledged within a few milliseconds
-// instead of 200 ms. A viewer that sends a file waits for acknowledgements, of which there is one for two packets;
-// whenever one packet is left over, the file stood still for that long. `network` must outlive the result.
+// Makes the library's own transports with two settings changed, both for viewers that send a file. Packets are
+// acknowledged within a few milliseconds instead of 200 ms: there is one acknowledgement for two packets, and whenever
+// one packet was left over, the file stood still for that long. The window offered to the sender is 512 KiB instead of
+// 5 MiB: more than a browser can send at once only makes it lose packets. `network` must outlive the result.
 std::unique_ptr<webrtc::SctpTransportFactoryInterface> makeSctpTransports(rtc::Thread& network);
 
 }  // namespace vantora
