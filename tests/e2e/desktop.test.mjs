@@ -40,7 +40,11 @@ async function launchAgain(session) {
 
 async function withDesktop(t, body, want = {}) {
   await withSession(t, { ...want, host: { env: { CONTROL_TOKEN: '123456' } } }, async (session) => {
-    session.keep(session.screen.start('openbox', ['--sm-disable']));
+    // A window that comes while the window manager takes over may get lost.
+    session.keep(session.screen.start('openbox', ['--sm-disable', '--startup',
+      'xprop -root -format _TEST_MANAGED 8s -set _TEST_MANAGED yes']));
+    await until(async () => (await session.screen.run('xprop', ['-root', '_TEST_MANAGED'])).includes('yes'),
+      { what: 'the window manager' });
     await desktopProcess(session.host);
     await body(session);
   });

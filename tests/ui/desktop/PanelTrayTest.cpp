@@ -1,4 +1,6 @@
 // The item in the tray of real panels that embed windows.
+#include <QDeadlineTimer>
+
 #include "tests/ui/desktop/DesktopFixture.h"
 
 using namespace Qt::Literals::StringLiterals;
@@ -13,9 +15,24 @@ const QColor kRed(0xff, 0x3b, 0x30);
 class PanelTrayTest : public DesktopFixture {
  protected:
   void startPanel() {
+    startWindowManager();
     panel_ = server_.spawn({"trayer", "--edge", "bottom", "--align", "right", "--widthtype", "request", "--heighttype",
                             "pixel", "--height", "32", "--tint", "0x303030", "--transparent", "false"});
   }
+  // Waits for the panel with the bolt in it. This panel sometimes leaves its own window unmapped for good when an icon
+  // comes while it starts; then it is started anew.
+  [[nodiscard]] bool panelShows(const QColor& colour) {
+    for (int attempt = 0; attempt < 5 && !panelIsVisible(); ++attempt) {
+      if (!comesToBe(u"tray"_s, u"1"_s)) return false;
+      QDeadlineTimer patience(2000);
+      if (testing_loop::waitFor([&] { return patience.hasExpired() || panelIsVisible(); }) && panelIsVisible()) break;
+      panel_.end(SIGTERM);
+      if (!comesToBe(u"tray"_s, u"0"_s)) return false;
+      startPanel();
+    }
+    return shows(colour);
+  }
+  bool panelIsVisible() { return !xdotool({u"search"_s, u"--onlyvisible"_s, u"--name"_s, u"^panel$"_s}).isEmpty(); }
   // Opens the menu with a press on the bolt; true once it is on the screen.
   [[nodiscard]] bool openMenu() {
     const QRect bolt = placeOf(screen(), kYellow);
@@ -32,7 +49,7 @@ TEST_F(PanelTrayTest, showsTheBoltInTheColourOfTheConnection) {
   startPanel();
   startStage();
   EXPECT_TRUE(comesToBe(u"tray"_s, u"1"_s));
-  ASSERT_TRUE(shows(kYellow));
+  ASSERT_TRUE(panelShows(kYellow));
   const QRect bolt = placeOf(screen(u"tray-new"_s), kYellow);
   EXPECT_LT(bolt.width(), bolt.height());  // Taller than wide, as a bolt is.
   EXPECT_GE(bolt.height(), 6);
@@ -51,21 +68,21 @@ TEST_F(PanelTrayTest, comesWhenThePanelStartsLaterAndAgainWhenItRestarts) {
   startStage();
   EXPECT_TRUE(comesToBe(u"tray"_s, u"0"_s));
   startPanel();
-  EXPECT_TRUE(shows(kYellow));
+  EXPECT_TRUE(panelShows(kYellow));
   screen(u"tray-later"_s);
   EXPECT_TRUE(comesToBe(u"tray"_s, u"1"_s));
   panel_.end(SIGTERM);
   EXPECT_TRUE(comesToBe(u"tray"_s, u"0"_s));
   EXPECT_TRUE(showsNo(kYellow));
   startPanel();
-  EXPECT_TRUE(shows(kYellow));
+  EXPECT_TRUE(panelShows(kYellow));
   EXPECT_TRUE(comesToBe(u"tray"_s, u"1"_s));
 }
 
 TEST_F(PanelTrayTest, opensItsMenuAtAPressAndDoesWhatIsChosen) {
   startPanel();
   startStage();
-  ASSERT_TRUE(shows(kYellow));
+  ASSERT_TRUE(panelShows(kYellow));
   ASSERT_TRUE(openMenu());
   screen(u"tray-menu"_s);
   // From the end upwards: "Quit Vantora", "Chat…".
@@ -79,7 +96,7 @@ TEST_F(PanelTrayTest, opensItsMenuAtAPressAndDoesWhatIsChosen) {
 TEST_F(PanelTrayTest, quitsFromTheMenu) {
   startPanel();
   startStage();
-  ASSERT_TRUE(shows(kYellow));
+  ASSERT_TRUE(panelShows(kYellow));
   ASSERT_TRUE(openMenu());
   press(u"Up"_s);
   press(u"Return"_s);
@@ -89,7 +106,7 @@ TEST_F(PanelTrayTest, quitsFromTheMenu) {
 TEST_F(PanelTrayTest, keepsAnOpenMenuUpToDate) {
   startPanel();
   startStage();
-  ASSERT_TRUE(shows(kYellow));
+  ASSERT_TRUE(panelShows(kYellow));
   ASSERT_TRUE(openMenu());
   const QImage before = screen();
   tell(u"ice 2"_s);

@@ -65,10 +65,10 @@ TEST_F(AccessibilityTest, knowsTheEdgesOfAWindow) {
 }
 
 TEST_F(AccessibilityTest, knowsTheEdgesOfADecoratedWindow) {
-  const ChildProcess manager = desktop_.spawn({"openbox"});
-  ASSERT_TRUE(testing_loop::waitFor([&] {
-    return desktop_.run({"sh", "-c", "xprop -root _NET_SUPPORTING_WM_CHECK | grep -q '#'"}) == 0;
-  }));
+  const ChildProcess manager = desktop_.spawn(
+      {"openbox", "--sm-disable", "--startup", "xprop -root -format _TEST_MANAGED 8s -set _TEST_MANAGED yes"});
+  ASSERT_TRUE(testing_loop::waitFor(
+      [&] { return desktop_.run({"sh", "-c", "xprop -root _TEST_MANAGED | grep -q yes"}) == 0; }));
   const ChildProcess program = startQt();
   ASSERT_EQ(desktop_.run({"xdotool", "search", "--sync", "--onlyvisible", "--class", "accessibility_qt_program"}), 0);
   // Wherever the window manager has put it: the title bar is the window's, and its upper edge is the frame's.

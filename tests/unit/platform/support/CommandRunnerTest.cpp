@@ -101,7 +101,7 @@ TEST_F(CommandRunnerTest, outputThatIsNotUtf8IsEmpty) {
 
 TEST_F(CommandRunnerTest, letsACommandThatFloodsBothOutputsEnd) {
   const CommandOutcome outcome =
-      run(u"head -c 50000000 /dev/zero | tr '\\0' x & head -c 50000000 /dev/zero | tr '\\0' y >&2 & wait; exit 5"_s);
+      run(u"head -c 5000000 /dev/zero | tr '\\0' x & head -c 5000000 /dev/zero | tr '\\0' y >&2 & wait; exit 5"_s);
   EXPECT_EQ(outcome.code, 5);
   EXPECT_EQ(outcome.standardOutput, QString(8192, u'x') + kMark);
   EXPECT_EQ(outcome.standardError, QString(8192, u'y') + kMark);

@@ -41,6 +41,18 @@ rtc::scoped_refptr<webrtc::I420Buffer> textPage(int page) {
   return buffer;
 }
 
+// Page 1 with a word that is another one for every `count`.
+rtc::scoped_refptr<webrtc::I420Buffer> typedPage(int count) {
+  auto buffer = textPage(1);
+  for (int y = 360; y < 369; ++y) {
+    for (int x = 0; x < 40; ++x) {
+      const bool ink = ((count * 7 + x / 2 + y) & 2) != 0;
+      buffer->MutableDataY()[y * buffer->StrideY() + 600 + x] = ink ? 230 : 0;
+    }
+  }
+  return buffer;
+}
+
 struct Collected : webrtc::EncodedImageCallback {
   struct Picture {
     size_t bytes;
@@ -146,7 +158,12 @@ TEST_P(ScreenEncodersTest, makesAKeyPictureOnRequestAndNoneOnItsOwn) {
   start(4000, webrtc::VideoCodecMode::kScreensharing);
   encode(textPage(1), true);
   size_t keys = 0;
-  for (int i = 0; i < 10; ++i) encode(textPage(i % 2));
+  // Pictures are left out while the first one is on its way.
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+  for (int i = 0; collected_.pictures.size() < 10; ++i) {
+    ASSERT_LT(std::chrono::steady_clock::now(), deadline);
+    encode(typedPage(i));
+  }
   for (const auto& picture : collected_.pictures) keys += picture.key ? 1 : 0;
   EXPECT_EQ(keys, 1U);
   // A picture may be left out while earlier ones are waiting: a key picture comes with the next that is not.
