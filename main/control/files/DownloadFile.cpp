@@ -19,12 +19,14 @@ constexpr unsigned kReadBits = S_IRUSR | S_IRGRP | S_IROTH;
 
 QString errorText(int error) { return QString::fromStdString(std::system_category().message(error)); }
 
-// O_EXCL: whatever lies at the name, a link included, is neither followed nor changed.
-int createNew(int folder, const QByteArray& name) {
-  return ::openat(folder, name.constData(), O_WRONLY | O_APPEND | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666);
-}
+bool refusesTheName(int error) { return error == EINVAL || error == ENAMETOOLONG; }
 
 }  // namespace
+
+// O_EXCL: whatever lies at the name, a link included, is neither followed nor changed.
+int makeNewFile(int folder, const QByteArray& name) {
+  return ::openat(folder, name.constData(), O_WRONLY | O_APPEND | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666);
+}
 
 DownloadFile::~DownloadFile() {
   if (descriptor_ >= 0) ::close(descriptor_);
@@ -61,18 +63,27 @@ void DownloadFile::finish() {
   ::close(std::exchange(descriptor_, -1));
 }
 
-std::variant<CreatedDownload, QString> createDownload(const QString& folder, const QString& wanted) {
+std::variant<CreatedDownload, QString> createDownload(const QString& folder, const QString& wanted,
+                                                      const FileMaker& make) {
   const QByteArray folderPath = QFile::encodeName(folder);
   const int directory = ::open(folderPath.constData(), O_PATH | O_DIRECTORY | O_CLOEXEC);
   if (directory < 0) return errorText(errno);
   QByteArray name = safeFileName(wanted);
-  int descriptor = createNew(directory, name);
-  for (int n = 1; descriptor < 0 && errno == EEXIST && n <= kLastSuffix; ++n) {
-    name = nextFileName(name, n);
-    descriptor = createNew(directory, name);
+  int descriptor = make(directory, name);
+  bool plain = false;
+  for (int n = 1; descriptor < 0;) {
+    if (!plain && refusesTheName(errno)) {
+      plain = true;
+      name = plainFileName(name);
+    } else if (errno == EEXIST && n <= kLastSuffix) {
+      name = nextFileName(name, n++, plain ? kMaxPlainNameBytes : kMaxFileNameBytes);
+    } else {
+      break;
+    }
+    descriptor = make(directory, name);
   }
   if (descriptor < 0 && errno == EEXIST && ::unlinkat(directory, name.constData(), 0) == 0) {
-    descriptor = createNew(directory, name);
+    descriptor = make(directory, name);
   }
   const int error = errno;
   ::close(directory);

@@ -3,6 +3,7 @@
 
 #include <QByteArray>
 #include <QString>
+#include <functional>
 #include <variant>
 
 namespace vantora {
@@ -36,9 +37,17 @@ struct CreatedDownload {
   QByteArray name;  // The last component of `path`.
 };
 
+// Creates the file `name`, which must not be there, in the folder behind a descriptor; the descriptor of the file, or
+// -1 with the reason in errno.
+using FileMaker = std::function<int(int folder, const QByteArray& name)>;
+int makeNewFile(int folder, const QByteArray& name);
+
 // Creates an empty file in `folder`, under safeFileName(wanted) or, where that is taken (by a file, a folder, a link,
 // anything), the first of the following names that is free. The 999th is used even if it is taken: what lies there is
-// replaced. Never follows a link inside the folder. The other alternative is the system's text of the error.
-[[nodiscard]] std::variant<CreatedDownload, QString> createDownload(const QString& folder, const QString& wanted);
+// replaced. Never follows a link inside the folder. A file system that takes no such name (a stick from another system,
+// an encrypted home directory) is offered its plainFileName() and what follows from that. The other alternative is the
+// system's text of the error.
+[[nodiscard]] std::variant<CreatedDownload, QString> createDownload(const QString& folder, const QString& wanted,
+                                                                    const FileMaker& make = makeNewFile);
 
 }  // namespace vantora

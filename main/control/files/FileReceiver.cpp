@@ -59,13 +59,15 @@ Handled FileReceiver::fileChunk(const ControlRequest& request) {
   const auto id = stringField(request.body, "id"_L1);
   const auto data = stringField(request.body, "data"_L1);
   if (!id || !data) return Handled::ignored;
-  postOrAbandon(bytesOf(*id) + bytesOf(*data),
-                [this, id = *id, data = *data] { incomingFiles_.appendBase64(id, data); });
+  postOrAbandon(bytesOf(*id) + bytesOf(*data), [this, connection = outlet_.connection(), id = *id, data = *data] {
+    incomingFiles_.appendBase64(connection, id, data);
+  });
   return Handled::yes;
 }
 
 void FileReceiver::binaryPiece(const QByteArray& piece) {
-  postOrAbandon(piece.size(), [this, piece] { incomingFiles_.appendBinary(piece); });
+  postOrAbandon(piece.size(),
+                [this, connection = outlet_.connection(), piece] { incomingFiles_.appendBinary(connection, piece); });
 }
 
 Handled FileReceiver::fileEnd(const ControlRequest& request) {
@@ -84,7 +86,7 @@ void FileReceiver::postOrAbandon(qint64 bytes, FileQueue::Task task) {
   affinity_.check("FileReceiver::postOrAbandon");
   if (abandoned_ || fileQueue_.post(kOverhead + bytes, std::move(task))) return;
   abandoned_ = true;
-  fileQueue_.postAlways([this] { incomingFiles_.abandonAll(); });
+  fileQueue_.postAlways([this, connection = outlet_.connection()] { incomingFiles_.abandonAll(connection); });
 }
 
 void bindFileMessages(ControlDispatcher& dispatcher, FileReceiver& files) {

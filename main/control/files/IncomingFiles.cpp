@@ -2,6 +2,8 @@
 
 #include <QDir>
 #include <QFileInfo>
+#include <algorithm>
+#include <tuple>
 
 #include "main/base/Log.h"
 
@@ -10,36 +12,52 @@ namespace vantora {
 using namespace Qt::Literals::StringLiterals;
 
 void IncomingFiles::start(const ReplyAddress& sender, const QString& id, const QString& name, qint64 size) {
-  if (incomingFiles_.size() >= kMaxOpen && !incomingFiles_.contains(id)) {
-    surroundings_.reply(sender, fileRejected(id, name, "too many"_L1));
-    return;
-  }
   auto created = createDownload(usableDownloadFolder(surroundings_.downloadFolder()), name);
   if (const auto* error = std::get_if<QString>(&created)) {
     logLine(u"[file] Failed to open file for writing: "_s + *error);
     return;
   }
+  if (!incomingFiles_.contains(id)) makeRoom(sender.connection);
   auto& download = std::get<CreatedDownload>(created);
   incomingFiles_.insert_or_assign(id, IncomingFile{.url = QString::fromUtf8(download.path),
                                                    .handle = std::move(download.file),
                                                    .expectedSize = size,
                                                    .received = 0,
                                                    .name = name,
-                                                   .sender = sender});
+                                                   .origin = sender.origin,
+                                                   .startedOn = sender.connection,
+                                                   .usedOn = sender.connection,
+                                                   .serial = nextSerial_++});
   logLine(u"[file] start id=%1 name=%2 size=%3"_s.arg(id, QString::fromUtf8(download.name), QString::number(size)));
   surroundings_.reply(sender, {{u"type"_s, u"file_ready"_s}, {u"id"_s, id}});
 }
 
-void IncomingFiles::appendBase64(const QString& id, const QString& data) {
+void IncomingFiles::makeRoom(quint64 connection) {
+  if (incomingFiles_.size() < kMaxOpen) return;
+  // Nobody may ever end what a connection that is gone began.
+  const auto oldest = std::ranges::min_element(incomingFiles_, {}, [connection](const auto& entry) {
+    return std::tuple(entry.second.usedOn == connection, entry.second.serial);
+  });
+  const auto& [id, file] = *oldest;
+  logLine(u"[file] too many open transfers, giving up id=%1"_s.arg(id));
+  surroundings_.reply({.origin = file.origin, .connection = file.usedOn}, fileRejected(id, file.name, "too many"_L1));
+  incomingFiles_.erase(oldest);
+}
+
+void IncomingFiles::appendBase64(quint64 connection, const QString& id, const QString& data) {
   const auto found = incomingFiles_.find(id);
   if (found == incomingFiles_.end()) return;
+  found->second.usedOn = connection;
   if (const auto piece = decodeStrictBase64(data)) found->second.received += found->second.handle.append(*piece);
 }
 
-void IncomingFiles::appendBinary(const QByteArray& piece) {
+void IncomingFiles::appendBinary(quint64 connection, const QByteArray& piece) {
   if (incomingFiles_.empty()) return;
-  IncomingFile& first = incomingFiles_.begin()->second;
-  first.received += first.handle.append(piece);
+  // Of equal ones the first in the map counts.
+  IncomingFile& file =
+      std::ranges::max_element(incomingFiles_, {}, [](const auto& entry) { return entry.second.startedOn; })->second;
+  file.usedOn = connection;
+  file.received += file.handle.append(piece);
 }
 
 void IncomingFiles::end(const ReplyAddress& sender, const QString& id) {
@@ -53,10 +71,11 @@ void IncomingFiles::end(const ReplyAddress& sender, const QString& id) {
       sender, {{u"type"_s, u"file_saved"_s}, {u"id"_s, id}, {u"name"_s, file.name}, {u"size"_s, file.received}});
 }
 
-void IncomingFiles::abandonAll() {
+void IncomingFiles::abandonAll(quint64 connection) {
   for (const auto& [id, file] : std::exchange(incomingFiles_, {})) {
     logLine(u"[file] the disk is too slow, giving up id=%1"_s.arg(id));
-    surroundings_.reply(file.sender, fileRejected(id, file.name, "overloaded"_L1));
+    const QString name = file.usedOn == connection ? file.name : QString();
+    surroundings_.reply({.origin = file.origin, .connection = connection}, fileRejected(id, name, "overloaded"_L1));
   }
 }
 

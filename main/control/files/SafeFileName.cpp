@@ -37,15 +37,15 @@ QByteArray cut(const QByteArray& utf8, qsizetype limit) {
   return utf8.first(end);
 }
 
-// `stem` + `suffix` + `extension`, shortened to what a file system takes. An extension that leaves no room is cut like
+// `stem` + `suffix` + `extension`, shortened to `limit` bytes. An extension that leaves no room is cut like
 // any other text.
-QByteArray fit(const QByteArray& stem, const QByteArray& suffix, const QByteArray& extension) {
-  const qsizetype room = kMaxFileNameBytes - suffix.size() - extension.size();
+QByteArray fit(const QByteArray& stem, const QByteArray& suffix, const QByteArray& extension, qsizetype limit) {
+  const qsizetype room = limit - suffix.size() - extension.size();
   if (room >= 1) {
     const QByteArray shortened = cut(stem, room);
     if (!shortened.isEmpty()) return shortened + suffix + extension;
   }
-  return cut(stem + extension, kMaxFileNameBytes - suffix.size()) + suffix;
+  return cut(stem + extension, limit - suffix.size()) + suffix;
 }
 
 // Characters without a shape of their own that turn round what follows, so that "gpj.exe" could read "exe.jpg".
@@ -88,12 +88,23 @@ QByteArray safeFileName(const QString& name) {
   if (!visible) return QByteArrayLiteral("file");
   for (qsizetype i = 0; i < safe.size() && safe[i] == u'.'; ++i) safe[i] = u'_';
   const Parts parts = split(safe.toUtf8());
-  return fit(parts.stem, {}, parts.extension);
+  return fit(parts.stem, {}, parts.extension, kMaxFileNameBytes);
 }
 
-QByteArray nextFileName(const QByteArray& previous, int n) {
+QByteArray plainFileName(const QByteArray& name) {
+  QByteArray plain = name;
+  for (char& c : plain) {
+    if (QByteArrayView(":?*\"<>|").contains(c)) c = '_';
+  }
+  const Parts parts = split(plain);
+  plain = fit(parts.stem, {}, parts.extension, kMaxPlainNameBytes);
+  for (qsizetype i = plain.size(); i > 0 && (plain[i - 1] == ' ' || plain[i - 1] == '.'); --i) plain[i - 1] = '_';
+  return plain;
+}
+
+QByteArray nextFileName(const QByteArray& previous, int n, qsizetype limit) {
   const Parts parts = split(previous);
-  return fit(parts.stem, " (" + QByteArray::number(n) + ")", parts.extension);
+  return fit(parts.stem, " (" + QByteArray::number(n) + ")", parts.extension, limit);
 }
 
 }  // namespace vantora

@@ -16,9 +16,17 @@ inline constexpr qsizetype kMaxFileNameBytes = 255;
 // zero byte, and has at most kMaxFileNameBytes bytes. Pure.
 QByteArray safeFileName(const QString& name);
 
-// The name to try after `previous` (a result of one of these two functions) turned out to be taken: " (n)" stands
+// The longest name, in bytes, that a file system takes which stores names in more bytes than it is given, as encrypted
+// home directories do.
+inline constexpr qsizetype kMaxPlainNameBytes = 140;
+
+// What becomes of `name`, a result of safeFileName() or nextFileName(), on a file system that refused it: ':', '?',
+// '*', '"', '<', '>', '|' and blanks and dots at its end become '_', and it has at most kMaxPlainNameBytes bytes. Pure.
+QByteArray plainFileName(const QByteArray& name);
+
+// The name to try after `previous` (a result of one of these functions) turned out to be taken: " (n)" stands
 // before the extension, so that repeated calls pile the suffixes up: "a.txt", "a (1).txt", "a (1) (2).txt". Where the
-// length would not do, the end of what stands before the new suffix goes. Pure.
-QByteArray nextFileName(const QByteArray& previous, int n);
+// length would not do, at most `limit` bytes, the end of what stands before the new suffix goes. Pure.
+QByteArray nextFileName(const QByteArray& previous, int n, qsizetype limit = kMaxFileNameBytes);
 
 }  // namespace vantora

@@ -5,6 +5,7 @@
 #include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
+#include <cerrno>
 #include <csignal>
 
 #include "main/control/files/DownloadFile.h"
@@ -197,6 +198,58 @@ TEST_F(DownloadFileTest, tellsWhyAFileCannotBeMade) {
   // Nobody, the administrator included, makes files there.
   const auto closed = createDownload(u"/proc"_s, u"a"_s);
   EXPECT_TRUE(std::holds_alternative<QString>(closed));
+}
+
+// A folder on a file system with rules of its own, which are told before it is looked whether the name is taken.
+class StrangeDiskTest : public DownloadFileTest {
+ protected:
+  // `error`: what the file system says of `name`; 0: it takes it.
+  using Rule = std::function<int(const QByteArray& name)>;
+  QByteArray create(const QString& wanted, const Rule& rule) {
+    auto created = createDownload(folder_.path(), wanted, [&](int folder, const QByteArray& name) {
+      ++tries_;
+      errno = rule(name);
+      return errno ? -1 : makeNewFile(folder, name);
+    });
+    const auto* error = std::get_if<QString>(&created);
+    return error ? "(" + error->toUtf8() + ")" : std::get<CreatedDownload>(created).name;
+  }
+  static int fat(const QByteArray& name) {
+    for (const char c : name) {
+      if (QByteArrayView(":?*\"<>|").contains(c)) return EINVAL;
+    }
+    return name.endsWith(' ') ? EINVAL : 0;
+  }
+  static int encrypted(const QByteArray& name) { return name.size() > 143 ? ENAMETOOLONG : 0; }
+
+  int tries_ = 0;
+};
+
+TEST_F(StrangeDiskTest, takesAPlainNameWhereTheFileSystemRefusesTheRealOne) {
+  EXPECT_EQ(create(u"12:30 Uhr?.txt"_s, fat), "12_30 Uhr_.txt");
+  EXPECT_EQ(create(u"12:30 Uhr?.txt"_s, fat), "12_30 Uhr_ (1).txt");
+  EXPECT_EQ(create(u"12:30 Uhr?.txt"_s, fat), "12_30 Uhr_ (1) (2).txt");
+  EXPECT_EQ(create(u"end "_s, fat), "end_");
+  EXPECT_EQ(create(u"ordinary.txt"_s, fat), "ordinary.txt");
+  EXPECT_EQ(names().size(), 5);
+}
+
+TEST_F(StrangeDiskTest, takesAShorterNameWhereLongOnesAreRefused) {
+  EXPECT_EQ(create(QString(200, u'a') + u".txt"_s, encrypted), QByteArray(136, 'a') + ".txt");
+  EXPECT_EQ(create(QString(200, u'a') + u".txt"_s, encrypted), QByteArray(132, 'a') + " (1).txt");
+  // Its own name would do, the one with a suffix would not.
+  const QString border = QString(142, u'b');
+  EXPECT_EQ(create(border, encrypted), border.toUtf8());
+  EXPECT_EQ(create(border, encrypted), QByteArray(140, 'b'));
+  EXPECT_EQ(create(border, encrypted), QByteArray(136, 'b') + " (2)");
+}
+
+TEST_F(StrangeDiskTest, triesOnceMoreOnly) {
+  EXPECT_EQ(create(u"a"_s, [](const QByteArray&) { return EINVAL; }), "(Invalid argument)");
+  EXPECT_EQ(tries_, 2);
+  EXPECT_EQ(create(u"a"_s, [](const QByteArray&) { return EACCES; }), "(Permission denied)");
+  EXPECT_EQ(tries_, 3);
+  EXPECT_TRUE(names().isEmpty());
 }
 
 TEST_F(DownloadFileTest, staysATrueBeginningWhenTheDiskIsFull) {

@@ -220,6 +220,31 @@ TEST_F(FileReceiverTest, endsTransfersThatTheDiskCannotFollow) {
   EXPECT_EQ(content(u"c"_s), "fresh");
 }
 
+TEST_F(FileReceiverTest, tellsTheViewerThatCarriesATransferOnThatItEnded) {
+  start(u"1"_s, u"a"_s);
+  ASSERT_TRUE(heard(1));
+  outlet_.connectionNumber = 2;
+  plug();
+  start(u"2"_s, u"b"_s);
+  for (int i = 0; i < 200; ++i) chunk(u"1"_s, QByteArray(1000, 'x'));
+  unplug();
+  ASSERT_TRUE(heard(4));
+  EXPECT_EQ(outlet_.sent[2].message, fileRejected(u"1"_s, u"a"_s, "overloaded"_L1));
+  EXPECT_EQ(outlet_.sent[3].message, fileRejected(u"2"_s, u"b"_s, "overloaded"_L1));
+}
+
+TEST_F(FileReceiverTest, putsBinaryPiecesIntoTheFileThatTheirConnectionBegan) {
+  start(u"1"_s, u"left behind"_s);
+  sayBinary("old");
+  outlet_.connectionNumber = 2;
+  start(u"2"_s, u"new"_s);
+  sayBinary("fresh");
+  end(u"2"_s);
+  ASSERT_TRUE(heard(2));
+  EXPECT_EQ(outlet_.sent.last().message.value(u"size"), QJsonValue(5));
+  EXPECT_EQ(content(u"new"_s), "fresh");
+}
+
 TEST_F(FileReceiverTest, remembersABoundedAmountForAStuckDisk) {
   plug();
   start(u"1"_s, u"a"_s);

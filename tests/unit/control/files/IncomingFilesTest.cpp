@@ -21,6 +21,10 @@ class IncomingFilesTest : public testing::Test {
   QStringList names() const { return QDir(folder_.path()).entryList(QDir::Files | QDir::Hidden); }
   void start(const QString& id, const QString& name, qint64 size = 0) { files_.start(viewer_, id, name, size); }
   void end(const QString& id) { files_.end(viewer_, id); }
+  void base64(const QString& id, const QString& data) { files_.appendBase64(viewer_.connection, id, data); }
+  void binary(const QByteArray& piece) { files_.appendBinary(viewer_.connection, piece); }
+  // The page was reloaded, or the connection renewed.
+  void reconnect() { ++viewer_.connection; }
   static JsonObject ready(const QString& id) { return {{u"type"_s, u"file_ready"_s}, {u"id"_s, id}}; }
   static JsonObject saved(const QString& id, const QString& name, qint64 size) {
     return {{u"type"_s, u"file_saved"_s}, {u"id"_s, id}, {u"name"_s, name}, {u"size"_s, size}};
@@ -29,7 +33,7 @@ class IncomingFilesTest : public testing::Test {
   QTemporaryDir folder_;
   QString downloadFolder_ = folder_.path();
   fakes::RecordedLog log_;
-  const ReplyAddress viewer_{.origin = ControlChannel::reliable, .connection = 4};
+  ReplyAddress viewer_{.origin = ControlChannel::reliable, .connection = 4};
   QList<JsonObject> replies_;
   QList<quint64> connections_;
   IncomingFiles files_{{.downloadFolder = [this] { return downloadFolder_; },
@@ -44,8 +48,8 @@ TEST_F(IncomingFilesTest, receivesAFileInTextPieces) {
   start(u"1"_s, u"a.txt"_s, 11);
   EXPECT_EQ(replies_, QList<JsonObject>{ready(u"1"_s)});
   EXPECT_EQ(names(), QStringList{u"a.txt"_s});
-  files_.appendBase64(u"1"_s, u"aGVsbG8="_s);
-  files_.appendBase64(u"1"_s, u"IHdvcmxk"_s);
+  base64(u"1"_s, u"aGVsbG8="_s);
+  base64(u"1"_s, u"IHdvcmxk"_s);
   end(u"1"_s);
   EXPECT_EQ(replies_.last(), saved(u"1"_s, u"a.txt"_s, 11));
   EXPECT_EQ(content(u"a.txt"_s), "hello world");
@@ -54,9 +58,9 @@ TEST_F(IncomingFilesTest, receivesAFileInTextPieces) {
 
 TEST_F(IncomingFilesTest, receivesAFileInBinaryPieces) {
   start(u"1"_s, u"a.bin"_s, 4);
-  files_.appendBinary(QByteArray("\0\xff", 2));
-  files_.appendBinary({});
-  files_.appendBinary("\r\n");
+  binary(QByteArray("\0\xff", 2));
+  binary({});
+  binary("\r\n");
   end(u"1"_s);
   EXPECT_EQ(content(u"a.bin"_s), QByteArray("\0\xff\r\n", 4));
 }
@@ -81,11 +85,12 @@ TEST_F(IncomingFilesTest, makesASafeNameInsteadOfRefusing) {
 
 TEST_F(IncomingFilesTest, tellsHowMuchArrivedOfAShortAndOfALongTransfer) {
   start(u"short"_s, u"s"_s, 100);
-  files_.appendBinary("12345");
+  binary("12345");
   end(u"short"_s);
   EXPECT_EQ(replies_.last(), saved(u"short"_s, u"s"_s, 5));
+  EXPECT_EQ(content(u"s"_s), "12345");
   start(u"long"_s, u"l"_s, 2);
-  files_.appendBinary("12345");
+  binary("12345");
   end(u"long"_s);
   EXPECT_EQ(replies_.last(), saved(u"long"_s, u"l"_s, 5));
   EXPECT_EQ(content(u"l"_s), "12345");
@@ -95,8 +100,8 @@ TEST_F(IncomingFilesTest, tellsHowMuchArrivedOfAShortAndOfALongTransfer) {
 }
 
 TEST_F(IncomingFilesTest, ignoresUnknownTransfers) {
-  files_.appendBase64(u"1"_s, u"aGVsbG8="_s);
-  files_.appendBinary("x");
+  base64(u"1"_s, u"aGVsbG8="_s);
+  binary("x");
   end(u"1"_s);
   EXPECT_TRUE(replies_.isEmpty());
   EXPECT_TRUE(log_.lines().isEmpty());
@@ -105,7 +110,7 @@ TEST_F(IncomingFilesTest, ignoresUnknownTransfers) {
 
 TEST_F(IncomingFilesTest, changesNothingForAnUnknownIdBesideAKnownOne) {
   start(u"1"_s, u"a"_s);
-  files_.appendBase64(u"2"_s, u"aGVsbG8="_s);
+  base64(u"2"_s, u"aGVsbG8="_s);
   end(u"2"_s);
   end(u"1"_s);
   EXPECT_EQ(replies_.last(), saved(u"1"_s, u"a"_s, 0));
@@ -117,10 +122,10 @@ TEST_F(IncomingFilesTest, ignoresAPieceThatIsNotBase64) {
   start(u"1"_s, u"a"_s);
   for (const QString& data : {u"aGVs bG8="_s, u"aGVsbG8=\n"_s, u"aGVsbG8"_s, u"aGVs*G8="_s, u"aGVsbG8-"_s, u"a_Vs"_s,
                               u"===="_s, u"a==="_s, u"a=Vs"_s, u"aGVsbG8=aGVs"_s, u"äGVs"_s, u"aGVs\u0100"_s}) {
-    files_.appendBase64(u"1"_s, data);
+    base64(u"1"_s, data);
   }
-  files_.appendBase64(u"1"_s, u""_s);
-  files_.appendBase64(u"1"_s, u"b2s="_s);
+  base64(u"1"_s, u""_s);
+  base64(u"1"_s, u"b2s="_s);
   end(u"1"_s);
   EXPECT_EQ(replies_.last(), saved(u"1"_s, u"a"_s, 2));
   EXPECT_EQ(content(u"a"_s), "ok");
@@ -129,12 +134,12 @@ TEST_F(IncomingFilesTest, ignoresAPieceThatIsNotBase64) {
 TEST_F(IncomingFilesTest, keepsTwoTransfersApart) {
   start(u"b"_s, u"two"_s);
   start(u"a"_s, u"one"_s);
-  files_.appendBase64(u"a"_s, u"MQ=="_s);
-  files_.appendBase64(u"b"_s, u"Mg=="_s);
-  files_.appendBase64(u"a"_s, u"MQ=="_s);
-  files_.appendBinary("+");  // Belongs to the id that sorts first.
+  base64(u"a"_s, u"MQ=="_s);
+  base64(u"b"_s, u"Mg=="_s);
+  base64(u"a"_s, u"MQ=="_s);
+  binary("+");  // Belongs to the id that sorts first.
   end(u"a"_s);
-  files_.appendBinary("-");
+  binary("-");
   end(u"b"_s);
   EXPECT_EQ(content(u"one"_s), "11+");
   EXPECT_EQ(content(u"two"_s), "2-");
@@ -142,9 +147,9 @@ TEST_F(IncomingFilesTest, keepsTwoTransfersApart) {
 
 TEST_F(IncomingFilesTest, forgetsATransferWhoseIdIsUsedAgain) {
   start(u"1"_s, u"a"_s, 10);
-  files_.appendBinary("first");
+  binary("first");
   start(u"1"_s, u"b"_s, 20);
-  files_.appendBinary("second");
+  binary("second");
   end(u"1"_s);
   end(u"1"_s);
   EXPECT_EQ(replies_, (QList<JsonObject>{ready(u"1"_s), ready(u"1"_s), saved(u"1"_s, u"b"_s, 6)}));
@@ -162,7 +167,7 @@ TEST_F(IncomingFilesTest, answersEachRequestOnItsOwnConnection) {
 TEST_F(IncomingFilesTest, onlyLogsWhenNoFileCanBeMade) {
   downloadFolder_ = u"/proc"_s;
   start(u"1"_s, u"a"_s);
-  files_.appendBinary("x");
+  binary("x");
   end(u"1"_s);
   EXPECT_TRUE(replies_.isEmpty());
   ASSERT_EQ(log_.lines().size(), 1);
@@ -184,26 +189,71 @@ TEST_F(IncomingFilesTest, fallsBackToTheFolderForTemporaryFiles) {
   EXPECT_EQ(usableDownloadFolder(folder_.path()), folder_.path());
 }
 
-TEST_F(IncomingFilesTest, opensABoundedNumberOfFiles) {
+TEST_F(IncomingFilesTest, givesUpTheOldestTransferForOneTooMany) {
+  for (size_t i = 0; i < IncomingFiles::kMaxOpen; ++i) start(QString::number(i), u"a"_s);
+  start(u"0"_s, u"b"_s);  // Takes the place of the oldest one and is the newest now.
+  replies_.clear();
+  log_.clear();
+  start(u"more"_s, u"c"_s);
+  EXPECT_EQ(replies_, (QList<JsonObject>{fileRejected(u"1"_s, u"a"_s, "too many"_L1), ready(u"more"_s)}));
+  EXPECT_EQ(log_.lines()[0], u"[file] too many open transfers, giving up id=1"_s);
+  EXPECT_FALSE(QFile::permissions(folder_.filePath(u"a (1)"_s)) & QFile::ReadOwner) << "looks finished";
+  replies_.clear();
+  end(u"1"_s);
+  end(u"0"_s);
+  end(u"more"_s);
+  EXPECT_EQ(replies_, (QList<JsonObject>{saved(u"0"_s, u"b"_s, 0), saved(u"more"_s, u"c"_s, 0)}));
+}
+
+TEST_F(IncomingFilesTest, receivesOnAfterAnyNumberOfTransfersThatWereNeverEnded) {
+  start(u"mine"_s, u"mine"_s);
+  for (size_t i = 0; i < IncomingFiles::kMaxOpen; ++i) {
+    reconnect();
+    base64(u"mine"_s, u"aGVsbG8="_s);
+    start(QString::number(i), u"a"_s);
+  }
+  connections_.clear();
+  replies_.clear();
+  start(u"new"_s, u"new"_s);
+  // What another connection left behind goes first, whatever is older and still alive.
+  EXPECT_EQ(replies_, (QList<JsonObject>{fileRejected(u"1"_s, u"a"_s, "too many"_L1), ready(u"new"_s)}));
+  EXPECT_EQ(connections_, (QList<quint64>{6, viewer_.connection})) << "somebody else's transfer";
+  end(u"mine"_s);
+  EXPECT_EQ(replies_.last(), saved(u"mine"_s, u"mine"_s, 5 * static_cast<qint64>(IncomingFiles::kMaxOpen)));
+}
+
+TEST_F(IncomingFilesTest, keepsEveryTransferWhenTheNewFileCannotBeMade) {
   for (size_t i = 0; i < IncomingFiles::kMaxOpen; ++i) start(QString::number(i), u"a"_s);
   replies_.clear();
+  downloadFolder_ = u"/proc"_s;
   start(u"more"_s, u"b"_s);
-  EXPECT_EQ(replies_, QList<JsonObject>{fileRejected(u"more"_s, u"b"_s, "too many"_L1)});
-  EXPECT_FALSE(names().contains(u"b"_s));
-  start(u"0"_s, u"b"_s);  // Takes the place of an open one.
-  EXPECT_EQ(replies_.last(), ready(u"0"_s));
-  end(u"0"_s);
-  start(u"more"_s, u"c"_s);
-  EXPECT_EQ(replies_.last(), ready(u"more"_s));
+  EXPECT_TRUE(replies_.isEmpty());
+}
+
+TEST_F(IncomingFilesTest, putsPiecesOfAReloadedViewerIntoItsNewFile) {
+  start(u"a"_s, u"dead"_s);
+  binary("old");
+  reconnect();
+  binary(" carried on");
+  start(u"z"_s, u"new"_s);
+  start(u"y"_s, u"first"_s);
+  binary("1");
+  end(u"y"_s);
+  binary("2");
+  end(u"z"_s);
+  end(u"a"_s);
+  EXPECT_EQ(content(u"first"_s), "1");
+  EXPECT_EQ(content(u"new"_s), "2");
+  EXPECT_EQ(content(u"dead"_s), "old carried on");
 }
 
 TEST_F(IncomingFilesTest, endsEveryTransferWhenTheDiskIsTooSlow) {
   start(u"1"_s, u"a"_s);
   start(u"2"_s, u"b"_s);
-  files_.appendBinary("half");
+  binary("half");
   replies_.clear();
   log_.clear();
-  files_.abandonAll();
+  files_.abandonAll(viewer_.connection);
   EXPECT_EQ(replies_, (QList<JsonObject>{fileRejected(u"1"_s, u"a"_s, "overloaded"_L1),
                                          fileRejected(u"2"_s, u"b"_s, "overloaded"_L1)}));
   EXPECT_EQ(log_.lines(), (QStringList{u"[file] the disk is too slow, giving up id=1"_s,
@@ -211,6 +261,20 @@ TEST_F(IncomingFilesTest, endsEveryTransferWhenTheDiskIsTooSlow) {
   end(u"1"_s);
   EXPECT_EQ(replies_.size(), 2);
   EXPECT_FALSE(QFile::permissions(folder_.filePath(u"a"_s)) & QFile::ReadOwner);
+}
+
+TEST_F(IncomingFilesTest, tellsTheViewerThatIsThereWhenTheDiskIsTooSlow) {
+  start(u"1"_s, u"left"_s);
+  start(u"2"_s, u"carried on"_s);
+  reconnect();
+  base64(u"2"_s, u"MQ=="_s);
+  connections_.clear();
+  replies_.clear();
+  files_.abandonAll(viewer_.connection);
+  EXPECT_EQ(connections_, (QList<quint64>{viewer_.connection, viewer_.connection}));
+  // Perhaps it is another viewer, whom the name of the first file does not concern.
+  EXPECT_EQ(replies_, (QList<JsonObject>{fileRejected(u"1"_s, QString(), "overloaded"_L1),
+                                         fileRejected(u"2"_s, u"carried on"_s, "overloaded"_L1)}));
 }
 
 TEST(DecodeStrictBase64Test, decodesTheStandardAlphabet) {

@@ -150,5 +150,18 @@ TEST(NextFileNameTest, keepsTheExtensionOfALongName) {
   EXPECT_EQ(nextFileName(QByteArray(251, 'a') + ".txt", 1), QByteArray(247, 'a') + " (1).txt");
 }
 
+TEST(PlainFileNameTest, replacesWhatOtherFileSystemsRefuse) {
+  EXPECT_EQ(plainFileName("a:b?c*d\"e<f>g|h.txt"), "a_b_c_d_e_f_g_h.txt");
+  EXPECT_EQ(plainFileName("Bericht (1) \xc3\xbc;'&.tar.gz"), "Bericht (1) \xc3\xbc;'&.tar.gz");
+  EXPECT_EQ(plainFileName("end. ."), "end___");
+}
+
+TEST(PlainFileNameTest, fitsIntoTheNamesOfAnEncryptedFolder) {
+  EXPECT_EQ(plainFileName(QByteArray(251, 'a') + ".txt"), QByteArray(136, 'a') + ".txt");
+  const QByteArray umlauts = plainFileName(QByteArray("\xc3\xbc").repeated(120));
+  EXPECT_EQ(umlauts, QByteArray("\xc3\xbc").repeated(70));
+  EXPECT_EQ(nextFileName(QByteArray(136, 'a') + ".txt", 1, kMaxPlainNameBytes), QByteArray(132, 'a') + " (1).txt");
+}
+
 }  // namespace
 }  // namespace vantora
