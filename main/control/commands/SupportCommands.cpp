@@ -25,11 +25,13 @@ void SupportCommands::handleExecCommand(ControlChannel origin, const JsonObject&
     outlet_.reply(origin, result);
     return;
   }
-  runCommandAsync(command.id, [this, origin, id](bool ok, qint32 code, const QString& out, const QString& err) {
+  // By then another viewer may be there, whom neither the command nor its output concerns.
+  const ReplyAddress asker{.origin = origin, .connection = outlet_.connection()};
+  runCommandAsync(command.id, [this, asker, id](bool ok, qint32 code, const QString& out, const QString& err) {
     JsonObject result = commandResult(id, ok, code);
     result.insert(u"stdout"_s, out);
     result.insert(u"stderr"_s, err);
-    outlet_.reply(origin, result);
+    outlet_.reply(asker, result);
   });
 }
 

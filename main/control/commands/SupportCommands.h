@@ -25,7 +25,7 @@ class SupportCommands {
   SupportCommands& operator=(const SupportCommands&) = delete;
 
   // "exec_command": runs the entry that "id" or "text" names and answers with "command_result" when it
-  // has ended, or at once when no entry is named.
+  // has ended, or at once when no entry is named. A viewer that took the place of the one who asked hears nothing.
   void handleExecCommand(ControlChannel origin, const JsonObject& message);
   // "open_activity_monitor": never answered.
   void handleOpenActivityMonitor(const JsonObject& message);

@@ -166,11 +166,14 @@ void CursorMonitor::sendCursorShape(const QString& shape) {
 }
 
 void CursorMonitor::handleCursorQuery(std::function<void()> acknowledge) {
-  getCurrentCursorShape([this, acknowledge = std::move(acknowledge)](const QString& shape) {
-    debug(u"Cursor query → sending: "_s + shape);
-    sendCursorShape(shape);
-    acknowledge();
-  });
+  getCurrentCursorShape(
+      [this, asker = outlet_.connection(), acknowledge = std::move(acknowledge)](const QString& shape) {
+        // The viewer may have been replaced while the accessibility service was asked.
+        if (asker != outlet_.connection()) return;
+        debug(u"Cursor query → sending: "_s + shape);
+        sendCursorShape(shape);
+        acknowledge();
+      });
 }
 
 bool CursorMonitor::handleTestCursor(const JsonObject& message) {

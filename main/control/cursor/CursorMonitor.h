@@ -53,7 +53,8 @@ class CursorMonitor {
   // Sends "cursor_shape" on "control" when that exists, else on "control_reliable"; dropped when that is not open.
   void sendCursorShape(const QString& shape);
 
-  // "cursor_query": sends the shape now, changed or not, then calls `acknowledge`.
+  // "cursor_query": sends the shape now, changed or not, then calls `acknowledge`; neither when another viewer took the
+  // place of the one who asked.
   void handleCursorQuery(std::function<void()> acknowledge);
   // "test_cursor": sends the shape asked for, whatever it is. False: the message names none.
   [[nodiscard]] bool handleTestCursor(const JsonObject& message);

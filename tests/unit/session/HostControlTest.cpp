@@ -326,6 +326,16 @@ TEST_F(HostControlTest, givesARebuiltConnectionWhatTheViewerAskedFor) {
   EXPECT_EQ(peer().sender().contentHint, u"detail"_s);
 }
 
+TEST_F(HostControlTest, tellsAnotherViewerNothingOfTheCommandOfTheFirstOne) {
+  connectInControl();
+  say({{u"type"_s, u"exec_command"_s}, {u"id"_s, u"open-terminal"_s}});
+  ASSERT_EQ(supportTools_.running(), 1);
+  replaceViewer();
+  supportTools_.finish({.ok = true, .code = 0, .standardOutput = u"secret"_s, .standardError = QString()});
+  EXPECT_TRUE(heard().isEmpty());
+  EXPECT_TRUE(heard("control"_L1).isEmpty());
+}
+
 TEST_F(HostControlTest, tellsTheUserInterfaceWhatChanged) {
   connectViewer();
   int changes = 0;

@@ -88,6 +88,18 @@ TEST_F(HostCursorTest, acknowledgesAQueryAfterTheElementWasFound) {
   EXPECT_EQ(messages[1], (JsonObject{{u"type"_s, u"ack"_s}}));
 }
 
+TEST_F(HostCursorTest, tellsAnotherViewerNothingOfAQuery) {
+  accessibility_.trusted = AccessibilityTrust::granted;
+  accessibility_.answersAtOnce = false;
+  connectViewer();
+  say({{u"type"_s, u"cursor_query"_s}}, "control"_L1);
+  replaceViewer();
+  accessibility_.pointed = {.elements = {{.role = u"AXTextArea"_s}}};
+  accessibility_.answer();
+  EXPECT_TRUE(heard("control"_L1).isEmpty());
+  EXPECT_TRUE(heard().isEmpty());
+}
+
 TEST_F(HostCursorTest, sendsTheTestShapeAndThenTheAck) {
   connectViewer();
   const JsonObject req{{u"n"_s, 5}};

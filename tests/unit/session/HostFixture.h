@@ -70,6 +70,17 @@ class HostFixture : public testing::Test {
          {QStringLiteral("y"), 0.5}});
     ASSERT_FALSE(input_.heldButtons.empty());
   }
+  // Another viewer answers in the place of the one that is there; its channels are open.
+  void replaceViewer() {
+    signal({{QStringLiteral("type"), QStringLiteral("renegotiate")}});
+    peer().settle();
+    const auto before = factory_.peers.size();
+    answer(QStringLiteral("BB"), QStringLiteral("u2"));
+    ASSERT_EQ(factory_.peers.size(), before + 1);
+    peer().control().open();
+    peer().reliable().open();
+    forget();
+  }
   void answer(const QString& fingerprint, const QString& iceUfrag) {
     signal({{QStringLiteral("type"), QStringLiteral("answer")},
             {QStringLiteral("sdp"), fakes::answerText(fingerprint, iceUfrag)}});
