@@ -2,10 +2,18 @@
 
 namespace vantora::companion {
 
-HttpGate::HttpGate(std::unique_ptr<QTcpSocket> socket, const StaticFiles& files, Scheduler& scheduler,
-                   std::chrono::milliseconds patience, Callbacks callbacks)
+namespace {
+
+constexpr QByteArrayView kStrangePage =
+    "Rooms are open to the pages of this server only. Allow a page from elsewhere with --allow-origin.\n";
+
+}  // namespace
+
+HttpGate::HttpGate(std::unique_ptr<QTcpSocket> socket, const StaticFiles& files, const OriginPolicy& policy,
+                   Scheduler& scheduler, std::chrono::milliseconds patience, Callbacks callbacks)
     : socket_(std::move(socket)),
       files_(files),
+      policy_(policy),
       callbacks_(std::move(callbacks)),
       patience_(scheduler.after(patience, [this] { finish(); })) {
   socket_->setParent(nullptr);
@@ -36,13 +44,15 @@ void HttpGate::look() {
   const auto request = parseRequestHead(received);
   if (!request) {
     answerAndClose(StaticFiles::plainAnswer(400, "Bad Request"));
-  } else if (request->upgradesToWebSocket) {
+  } else if (!request->upgradesToWebSocket) {
+    answerAndClose(files_.answer(*request));
+  } else if (!policy_.admits(*request)) {
+    answerAndClose(StaticFiles::explainedAnswer(403, "Forbidden", kStrangePage));
+  } else {
     QObject::disconnect(socket_.get(), nullptr, socket_.get(), nullptr);
     socket_->setReadBufferSize(0);
     callbacks_.onUpgrade(socket_.release());
     finish();
-  } else {
-    answerAndClose(files_.answer(*request));
   }
 }
 

@@ -5,14 +5,15 @@
 #include <functional>
 #include <memory>
 
+#include "companion/server/OriginPolicy.h"
 #include "companion/server/StaticFiles.h"
 #include "main/base/Scheduler.h"
 
 namespace vantora::companion {
 
-// Looks at the first request of one socket without consuming it. A WebSocket upgrade is handed on
-// untouched; anything else gets its HTTP answer, and the socket is closed. Main thread; owned by
-// RoomServer, which deletes it from the event loop once onDone was called.
+// Looks at the first request of one socket without consuming it. A WebSocket upgrade that the policy
+// admits is handed on untouched; anything else gets its HTTP answer, and the socket is closed. Main
+// thread; owned by RoomServer, which deletes it from the event loop once onDone was called.
 class HttpGate {
  public:
   struct Callbacks {
@@ -22,9 +23,9 @@ class HttpGate {
     std::function<void()> onDone;
   };
 
-  // `patience` bounds the time from here to the end of the answer.
-  HttpGate(std::unique_ptr<QTcpSocket> socket, const StaticFiles& files, Scheduler& scheduler,
-           std::chrono::milliseconds patience, Callbacks callbacks);
+  // `files` and `policy` must outlive this; `patience` bounds the time from here to the end of the answer.
+  HttpGate(std::unique_ptr<QTcpSocket> socket, const StaticFiles& files, const OriginPolicy& policy,
+           Scheduler& scheduler, std::chrono::milliseconds patience, Callbacks callbacks);
   ~HttpGate();
   HttpGate(const HttpGate&) = delete;
   HttpGate& operator=(const HttpGate&) = delete;
@@ -36,6 +37,7 @@ class HttpGate {
 
   std::unique_ptr<QTcpSocket> socket_;
   const StaticFiles& files_;
+  const OriginPolicy& policy_;
   Callbacks callbacks_;
   bool answered_ = false;
   std::unique_ptr<Timer> patience_;

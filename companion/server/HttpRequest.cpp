@@ -19,9 +19,16 @@ std::optional<HttpRequest> parseRequestHead(QByteArrayView received) {
   for (qsizetype i = 1; i < lines.size(); ++i) {
     const qsizetype colon = lines[i].indexOf(':');
     if (colon <= 0) continue;
-    if (lines[i].first(colon).trimmed().toLower() != "upgrade") continue;
-    for (const QByteArray& protocol : lines[i].sliced(colon + 1).split(',')) {
-      if (protocol.trimmed().toLower() == "websocket") request.upgradesToWebSocket = true;
+    const QByteArray name = lines[i].first(colon).trimmed().toLower();
+    const QByteArray value = lines[i].sliced(colon + 1).trimmed();
+    if (name == "upgrade") {
+      for (const QByteArray& protocol : value.split(',')) {
+        if (protocol.trimmed().toLower() == "websocket") request.upgradesToWebSocket = true;
+      }
+    } else if (name == "host") {
+      request.host += request.host.isEmpty() ? value : ", " + value;
+    } else if (name == "origin") {
+      request.origin = request.origin ? *request.origin + ", " + value : value;
     }
   }
   return request;

@@ -13,6 +13,10 @@ struct HttpRequest {
   QByteArray target;
   // The client asks to go on as a WebSocket.
   bool upgradesToWebSocket = false;
+  // The address the client sent this to; several such headers are joined by commas, as HTTP has it.
+  QByteArray host = {};
+  // The page that a browser sends this for; none from programs. Several are joined likewise.
+  std::optional<QByteArray> origin = {};
 };
 
 inline constexpr qsizetype kMaxRequestHead = 16 * 1024;

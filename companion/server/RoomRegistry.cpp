@@ -6,32 +6,36 @@ namespace vantora::companion {
 
 using namespace Qt::Literals::StringLiterals;
 
-Effects RoomRegistry::receive(MemberId from, const QString& text, qint64 unixMilliseconds) {
+Effects RoomRegistry::receive(MemberId from, const QString& text, Moment now) {
   const auto message = parseJsonObject(text.toUtf8());
   const auto type = message ? stringField(*message, "type"_L1) : std::nullopt;
   if (!type) return {};
 
   const auto found = members_.find(from);
-  if (found == members_.end()) return *type == "join"_L1 ? join(from, *message) : Effects{};
+  if (found == members_.end()) return *type == "join"_L1 ? join(from, *message, now) : Effects{};
 
   const JoinRequest& identity = found->second.identity;
-  const Room& room = rooms_.at(identity.room);
+  Room& room = rooms_.at(identity.room);
   Effects effects;
   if (*type == "chat_send"_L1) {
     const QString line = shortened(stringField(*message, "text"_L1).value_or(QString()), kMaxChatText);
-    if (!line.trimmed().isEmpty()) toEveryone(room, chatBroadcast(identity.sender, line, unixMilliseconds), effects);
+    if (!line.trimmed().isEmpty()) {
+      toEveryone(room, chatBroadcast(identity.sender, line, now.unixMilliseconds), effects);
+    }
   } else if (*type == "reaction_send"_L1) {
     const QString reaction = stringField(*message, "reaction"_L1).value_or(QString());
     if (!reaction.isEmpty() && reaction.size() <= kMaxReactionName) {
       toEveryone(room, reactionBroadcast(identity.sender, reaction), effects);
     }
   } else if (relayedFrom(identity.role, *type)) {
+    const bool request = *type == "renegotiate"_L1 && reachesHost(room, from);
+    if (request && !room.requests.take(1, now.monotonic)) return effects;
     relay(room, from, identity.role, text, effects);
   }
   return effects;
 }
 
-Effects RoomRegistry::join(MemberId id, const JsonObject& message) {
+Effects RoomRegistry::join(MemberId id, const JsonObject& message, Moment now) {
   Effects effects;
   const auto request = parseJoin(message);
   if (!request) {
@@ -49,7 +53,8 @@ Effects RoomRegistry::join(MemberId id, const JsonObject& message) {
     return effects;
   }
 
-  Room& room = rooms_[request->room];
+  Room& room =
+      rooms_.try_emplace(request->room, Room{{}, {}, TokenBucket(limits_.requests, now.monotonic)}).first->second;
   members_[id] = Member{*request};
   if (request->role == Role::kHost) {
     joinAsHost(id, room, effects);
@@ -91,10 +96,19 @@ Effects RoomRegistry::leave(MemberId member) {
   return effects;
 }
 
+std::optional<Role> RoomRegistry::roleOf(MemberId id) const {
+  const auto found = members_.find(id);
+  return found == members_.end() ? std::nullopt : std::optional(found->second.identity.role);
+}
+
+bool RoomRegistry::reachesHost(const Room& room, MemberId viewer) {
+  return room.host && !room.viewers.empty() && room.viewers.back() == viewer;
+}
+
 void RoomRegistry::relay(const Room& room, MemberId from, Role role, const QString& text, Effects& effects) {
   if (role == Role::kHost) {
     toViewers(room, text, effects);
-  } else if (room.host && room.viewers.back() == from) {
+  } else if (reachesHost(room, from)) {
     effects.messages.push_back({*room.host, text});
   }
 }

@@ -2,11 +2,13 @@
 #pragma once
 
 #include <QString>
+#include <chrono>
 #include <map>
 #include <optional>
 #include <vector>
 
 #include "companion/server/SignallingMessage.h"
+#include "companion/server/TokenBucket.h"
 
 namespace vantora::companion {
 
@@ -40,31 +42,43 @@ class RoomRegistry {
   struct Limits {
     int rooms = 1000;
     int viewersPerRoom = 16;
+    // "renegotiate" makes a host write a whole offer. A room's host hears it this often at most, whoever asks; what is
+    // too much is dropped, and the next one that fits gets its offer.
+    TokenBucket::Rate requests{.burst = 20, .perSecond = 4};
+  };
+  // When something was received: `monotonic` for rates, `unixMilliseconds` for the stamps of chat lines.
+  struct Moment {
+    std::chrono::nanoseconds monotonic;
+    qint64 unixMilliseconds;
   };
 
   explicit RoomRegistry(Limits limits) : limits_(limits) {}
 
   // One text message of `from`; a member's first usable message is its "join". Anything that is not
-  // a JSON object of a known type is dropped. `unixMilliseconds` stamps chat lines.
-  [[nodiscard]] Effects receive(MemberId from, const QString& text, qint64 unixMilliseconds);
+  // a JSON object of a known type is dropped.
+  [[nodiscard]] Effects receive(MemberId from, const QString& text, Moment now);
   // The connection is gone. Unknown ids are ignored.
   [[nodiscard]] Effects leave(MemberId member);
 
   bool isMember(MemberId id) const { return members_.contains(id); }
+  // None for who is no member.
+  std::optional<Role> roleOf(MemberId id) const;
   int rooms() const { return static_cast<int>(rooms_.size()); }
 
  private:
   struct Room {
     std::optional<MemberId> host;
     std::vector<MemberId> viewers;  // in order of arrival: the last one is active
+    TokenBucket requests;
   };
   struct Member {
     JoinRequest identity;
   };
 
-  Effects join(MemberId id, const JsonObject& message);
+  Effects join(MemberId id, const JsonObject& message, Moment now);
   void joinAsHost(MemberId id, Room& room, Effects& effects);
   static void joinAsViewer(MemberId id, Room& room, Effects& effects);
+  static bool reachesHost(const Room& room, MemberId viewer);
   static void relay(const Room& room, MemberId from, Role role, const QString& text, Effects& effects);
   static void toEveryone(const Room& room, const QString& text, Effects& effects);
   static void toViewers(const Room& room, const QString& text, Effects& effects);

@@ -36,8 +36,9 @@ Goodbye goodbyeFor(Dismissal why) {
 
 }  // namespace
 
-RoomServer::RoomServer(const QString& viewerFolder, Scheduler& scheduler, RoomServerLimits limits)
+RoomServer::RoomServer(const QString& viewerFolder, OriginPolicy policy, Scheduler& scheduler, RoomServerLimits limits)
     : limits_(limits),
+      policy_(std::move(policy)),
       scheduler_(scheduler),
       files_(viewerFolder),
       registry_(limits.rooms),
@@ -87,7 +88,7 @@ void RoomServer::acceptSockets() {
       finishedGates_.push_back(id);
       sweep_.start(0);
     };
-    gates_[id] = std::make_unique<HttpGate>(std::move(socket), files_, scheduler_, limits_.requestPatience,
+    gates_[id] = std::make_unique<HttpGate>(std::move(socket), files_, policy_, scheduler_, limits_.requestPatience,
                                             std::move(callbacks));
   }
 }
@@ -98,8 +99,8 @@ void RoomServer::acceptWebSockets() {
     next->setParent(nullptr);
     next->setMaxAllowedIncomingMessageSize(limits_.messageBytes);
     next->setMaxAllowedIncomingFrameSize(limits_.messageBytes);
-    Connection connection{std::unique_ptr<QWebSocket>(next),
-                          TokenBucket(limits_.burst, limits_.perSecond, scheduler_.monotonicNow()), nullptr};
+    Connection connection{std::unique_ptr<QWebSocket>(next), TokenBucket(limits_.viewerRate, scheduler_.monotonicNow()),
+                          false, nullptr};
     connection.joinPatience = scheduler_.after(limits_.joinPatience, [this, id] {
       if (!registry_.isMember(id)) close(id, kPolicyViolation, u"no join in time"_s);
     });
@@ -116,11 +117,17 @@ void RoomServer::received(MemberId id, const QString& text) {
   const auto found = connections_.find(id);
   if (found == connections_.end() || found->second.closing) return;
   const double cost = 1 + static_cast<double>(text.size()) / limits_.bytesPerToken;
-  if (!found->second.allowance.take(cost, scheduler_.monotonicNow())) {
+  const std::chrono::nanoseconds now = scheduler_.monotonicNow();
+  if (!found->second.allowance.take(cost, now)) {
     close(id, kPolicyViolation, u"too many messages"_s);
     return;
   }
-  apply(registry_.receive(id, text, scheduler_.unixMilliseconds()));
+  const Effects effects = registry_.receive(id, text, {now, scheduler_.unixMilliseconds()});
+  if (!found->second.asHost && registry_.roleOf(id) == Role::kHost) {
+    found->second.asHost = true;
+    found->second.allowance = TokenBucket(limits_.hostRate, now);
+  }
+  apply(effects);
 }
 
 void RoomServer::gone(MemberId id) {

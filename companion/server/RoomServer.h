@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "companion/server/HttpGate.h"
+#include "companion/server/OriginPolicy.h"
 #include "companion/server/RoomRegistry.h"
 #include "companion/server/StaticFiles.h"
 #include "companion/server/TokenBucket.h"
@@ -26,10 +27,11 @@ struct RoomServerLimits {
   quint64 messageBytes = 1024 * 1024;
   // Unsent bytes a slow receiver may pile up before it is cut off.
   qint64 backlogBytes = 8 * 1024 * 1024;
-  // A message costs one token, and one more for each `bytesPerToken`. The burst covers a whole
-  // negotiation with all its candidates, several times over.
-  double burst = 300;
-  double perSecond = 60;
+  // A message costs one token, and one more for each `bytesPerToken`. A viewer's burst covers a whole
+  // negotiation with all its candidates, several times over. A host answers its viewers: what one of
+  // them makes it send, over its control channels too, must not use the host's own allowance up.
+  TokenBucket::Rate viewerRate{.burst = 300, .perSecond = 60};
+  TokenBucket::Rate hostRate{.burst = 6000, .perSecond = 2000};
   double bytesPerToken = 16 * 1024;
   std::chrono::milliseconds requestPatience{10'000};
   std::chrono::milliseconds joinPatience{10'000};
@@ -41,7 +43,7 @@ struct RoomServerLimits {
 // WebSockets as RoomRegistry says. Main thread. Owned by main(), or by a test.
 class RoomServer {
  public:
-  RoomServer(const QString& viewerFolder, Scheduler& scheduler, RoomServerLimits limits = {});
+  RoomServer(const QString& viewerFolder, OriginPolicy policy, Scheduler& scheduler, RoomServerLimits limits = {});
   ~RoomServer();
   RoomServer(const RoomServer&) = delete;
   RoomServer& operator=(const RoomServer&) = delete;
@@ -59,7 +61,9 @@ class RoomServer {
  private:
   struct Connection {
     std::unique_ptr<QWebSocket> socket;
+    // A viewer's until it has joined as a host.
     TokenBucket allowance;
+    bool asHost = false;
     std::unique_ptr<Timer> joinPatience;
     bool awaitsPong = false;
     bool closing = false;
@@ -77,6 +81,7 @@ class RoomServer {
   void pingAll();
 
   const RoomServerLimits limits_;
+  const OriginPolicy policy_;
   Scheduler& scheduler_;
   StaticFiles files_;
   RoomRegistry registry_;

@@ -4,6 +4,7 @@
 #include <QDir>
 #include <QFileInfo>
 
+#include "companion/server/OriginPolicy.h"
 #include "main/base/Environment.h"
 
 namespace vantora::companion {
@@ -17,7 +18,11 @@ ServerOptions parseServerOptions(const QStringList& arguments) {
   const QCommandLineOption port(u"port"_s, u"Port to listen on; 0 takes a free one."_s, u"number"_s, u"8080"_s);
   const QCommandLineOption listen(u"listen"_s, u"Address to listen on."_s, u"address"_s, u"127.0.0.1"_s);
   const QCommandLineOption viewer(u"viewer-dir"_s, u"Folder of the viewer page."_s, u"folder"_s);
-  parser.addOptions({help, port, listen, viewer});
+  const QCommandLineOption origin(
+      u"allow-origin"_s,
+      u"Lets the pages of another server use the rooms, e.g. https://support.example:8443. May be repeated."_s,
+      u"origin"_s);
+  parser.addOptions({help, port, listen, viewer, origin});
 
   ServerOptions options;
   const bool parsed = parser.parse(arguments);
@@ -43,6 +48,14 @@ ServerOptions parseServerOptions(const QStringList& arguments) {
     return options;
   }
   options.viewerFolder = parser.value(viewer);
+  for (const QString& text : parser.values(origin)) {
+    const auto parsedOrigin = parseOrigin(text);
+    if (!parsedOrigin) {
+      options.error = u"'%1' is not the origin of a page (http://name, https://name or with a port)."_s.arg(text);
+      return options;
+    }
+    options.allowedOrigins.append(*parsedOrigin);
+  }
   return options;
 }
 

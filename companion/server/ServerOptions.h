@@ -1,6 +1,7 @@
 // Command line of the room server.
 #pragma once
 
+#include <QByteArrayList>
 #include <QHostAddress>
 #include <QString>
 #include <QStringList>
@@ -12,6 +13,8 @@ struct ServerOptions {
   QHostAddress listen = QHostAddress(QHostAddress::LocalHost);
   // Empty: to be found beside the program.
   QString viewerFolder;
+  // Origins of pages from elsewhere that may use the rooms.
+  QByteArrayList allowedOrigins;
 
   bool helpWanted = false;
   QString helpText;

@@ -61,6 +61,10 @@ QByteArray StaticFiles::plainAnswer(int status, const QByteArray& reason, bool w
   return assemble(status, reason, "text/plain; charset=utf-8", reason + '\n', withBody);
 }
 
+QByteArray StaticFiles::explainedAnswer(int status, const QByteArray& reason, QByteArrayView text) {
+  return assemble(status, reason, "text/plain; charset=utf-8", text.toByteArray(), true);
+}
+
 QByteArray StaticFiles::answer(const HttpRequest& request) const {
   const bool withBody = request.method != "HEAD";
   if (withBody && request.method != "GET") return plainAnswer(405, "Method Not Allowed");

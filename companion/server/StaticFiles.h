@@ -18,6 +18,8 @@ class StaticFiles {
   QByteArray answer(const HttpRequest& request) const;
   // An answer without a file, e.g. (400, "Bad Request"). Pure.
   static QByteArray plainAnswer(int status, const QByteArray& reason, bool withBody = true);
+  // The same, with a text that says more. Pure.
+  static QByteArray explainedAnswer(int status, const QByteArray& reason, QByteArrayView text);
 
  private:
   // The file that `target` names, or empty.

@@ -10,13 +10,17 @@ namespace vantora::companion {
 // parameter, and must not go backwards.
 class TokenBucket {
  public:
-  TokenBucket(double burst, double perSecond, std::chrono::nanoseconds now)
-      : burst_(burst), perSecond_(perSecond), tokens_(burst), updated_(now) {}
+  struct Rate {
+    double burst;
+    double perSecond;
+  };
+
+  TokenBucket(Rate rate, std::chrono::nanoseconds now) : rate_(rate), tokens_(rate.burst), updated_(now) {}
 
   // Takes `cost` tokens if they are there; otherwise takes none and answers false.
   [[nodiscard]] bool take(double cost, std::chrono::nanoseconds now) {
     const double elapsed = std::chrono::duration<double>(now - updated_).count();
-    tokens_ = std::min(burst_, tokens_ + elapsed * perSecond_);
+    tokens_ = std::min(rate_.burst, tokens_ + elapsed * rate_.perSecond);
     updated_ = now;
     if (tokens_ < cost) return false;
     tokens_ -= cost;
@@ -24,8 +28,7 @@ class TokenBucket {
   }
 
  private:
-  double burst_;
-  double perSecond_;
+  Rate rate_;
   double tokens_;
   std::chrono::nanoseconds updated_;
 };

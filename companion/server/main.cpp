@@ -5,6 +5,7 @@
 #include <QCoreApplication>
 #include <QFileInfo>
 #include <QSocketNotifier>
+#include <QSysInfo>
 #include <csignal>
 #include <cstdio>
 
@@ -57,7 +58,8 @@ int main(int argc, char** argv) {
   }
 
   vantora::QtScheduler scheduler;
-  RoomServer server(viewer, scheduler);
+  const OriginPolicy policy(options.allowedOrigins, QSysInfo::machineHostName());
+  RoomServer server(viewer, policy, scheduler);
   if (!server.listen(options.listen, options.port)) {
     const QString where = u"port %1 on %2"_s.arg(options.port).arg(options.listen.toString());
     complain(

@@ -28,6 +28,17 @@ TEST(HttpRequestTest, doesNotTakeOtherHeadersForAnUpgrade) {
   EXPECT_FALSE(request->upgradesToWebSocket);
 }
 
+TEST(HttpRequestTest, readsWhereItWasSentToAndForWhichPage) {
+  const auto program = parseRequestHead("GET / HTTP/1.1\r\nhost:  Here:80 \r\nX-Origin: http://a\r\n\r\n");
+  ASSERT_TRUE(program);
+  EXPECT_EQ(program->host, "Here:80");
+  EXPECT_FALSE(program->origin);
+  const auto page = parseRequestHead("GET / HTTP/1.1\r\nORIGIN: http://a\r\nOrigin: http://b\r\n\r\n");
+  ASSERT_TRUE(page);
+  EXPECT_TRUE(page->host.isEmpty());
+  EXPECT_EQ(page->origin, "http://a, http://b");
+}
+
 TEST(HttpRequestTest, refusesWhatIsNotARequest) {
   for (const char* text :
        {"", "GET / HTTP/1.1\r\n", "\r\n\r\n", "hello\r\n\r\n", "GET /\r\n\r\n", "GET x HTTP/1.1\r\n\r\n",

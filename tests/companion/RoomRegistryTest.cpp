@@ -33,12 +33,13 @@ JsonObject onlyMessageFor(const Effects& effects, MemberId member) {
 
 class RoomRegistryTest : public ::testing::Test {
  protected:
-  Effects say(MemberId from, const QString& text) { return registry_.receive(from, text, kNow); }
+  Effects say(MemberId from, const QString& text) { return registry_.receive(from, text, {now_, kNow}); }
   Effects hostJoins(MemberId id, const QString& room = u"attic"_s) { return say(id, joinText(room, u"host"_s)); }
   Effects viewerJoins(MemberId id, const QString& room = u"attic"_s, const QString& name = {}) {
     return say(id, joinText(room, u"viewer"_s, name));
   }
 
+  std::chrono::nanoseconds now_{0};
   RoomRegistry registry_{RoomRegistry::Limits{.rooms = 3, .viewersPerRoom = 4}};
 };
 
@@ -240,6 +241,31 @@ TEST_F(RoomRegistryTest, onlyTheNewestViewerReachesTheHost) {
     EXPECT_EQ(say(3, u"{\"type\":\"%1\"}"_s.arg(type)).messages.size(), 1u) << qPrintable(type);
   }
   EXPECT_FALSE(say(2, u"{\"type\":\"chat_send\",\"text\":\"still here\"}"_s).messages.empty());
+}
+
+TEST_F(RoomRegistryTest, aHostIsAskedForOffersAtABoundedRateWhoeverAsks) {
+  const QString request = u"{\"type\":\"renegotiate\"}"_s;
+  (void)hostJoins(1);
+  (void)viewerJoins(2);
+  const auto heard = [&](MemberId viewer, int times) {
+    size_t count = 0;
+    for (int i = 0; i < times; ++i) count += say(viewer, request).messages.size();
+    return count;
+  };
+  EXPECT_EQ(heard(2, 100), 20u);
+  (void)viewerJoins(3);
+  EXPECT_EQ(heard(3, 100), 0u) << "a new connection brings no new allowance";
+  EXPECT_EQ(say(3, u"{\"type\":\"answer\"}"_s).messages.size(), 1u) << "other messages pass";
+  now_ += std::chrono::seconds(1);
+  EXPECT_EQ(heard(2, 100), 0u) << "what reaches nobody";
+  EXPECT_EQ(heard(3, 100), 4u) << "costs nothing";
+}
+
+TEST_F(RoomRegistryTest, aRequestWhileThereIsNoHostCostsNothing) {
+  (void)viewerJoins(2);
+  for (int i = 0; i < 100; ++i) EXPECT_TRUE(say(2, u"{\"type\":\"renegotiate\"}"_s).messages.empty());
+  (void)hostJoins(1);
+  EXPECT_EQ(say(2, u"{\"type\":\"renegotiate\"}"_s).messages.size(), 1u);
 }
 
 TEST_F(RoomRegistryTest, aSupersededViewerIsToldOnce) {

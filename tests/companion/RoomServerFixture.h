@@ -97,8 +97,9 @@ class RoomServerTest : public ::testing::Test {
     ASSERT_TRUE(page.open(QIODevice::WriteOnly));
     page.write("<!doctype html><title>Viewer</title>");
   }
-  void start(const RoomServerLimits& limits = {}) {
-    server_ = std::make_unique<RoomServer>(folder_.path(), scheduler_, limits);
+  void start(const RoomServerLimits& limits = {}, const QByteArrayList& allowedOrigins = {}) {
+    server_ =
+        std::make_unique<RoomServer>(folder_.path(), OriginPolicy(allowedOrigins, u"workshop"_s), scheduler_, limits);
     ASSERT_TRUE(server_->listen(QHostAddress(QHostAddress::LocalHost), 0));
   }
   quint16 port() const { return server_->port(); }

@@ -49,9 +49,38 @@ TEST_F(RoomServerTest, aClientThatSaysNothingIsDropped) {
   EXPECT_EQ(exchange("GET / HT"), QByteArray());
 }
 
+// Asks for a WebSocket for a page of `origin`, at the address `host`.
+QByteArray upgradeRequest(const QByteArray& host, const QByteArray& origin) {
+  return "GET / HTTP/1.1\r\nHost: " + host + "\r\nOrigin: " + origin +
+         "\r\nUpgrade: websocket\r\nConnection: Upgrade\r\n"
+         "Sec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\nSec-WebSocket-Version: 13\r\n\r\n";
+}
+
+TEST_F(RoomServerTest, roomsAreClosedToPagesFromElsewhere) {
+  start();
+  const QByteArray own = "127.0.0.1:" + QByteArray::number(port());
+  for (const QByteArray origin : {"http://evil.example", "http://127.0.0.1:1", "null", ""}) {
+    const QByteArray answer = exchange(upgradeRequest(own, origin));
+    EXPECT_TRUE(answer.startsWith("HTTP/1.1 403 Forbidden\r\n")) << origin.constData();
+    EXPECT_TRUE(answer.contains("--allow-origin")) << origin.constData();
+  }
+  EXPECT_EQ(server_->connections(), 0);
+}
+
+TEST_F(RoomServerTest, roomsAreOpenToItsOwnPageAndToAllowedOnes) {
+  start({}, {"https://pages.example"});
+  const QByteArray own = "127.0.0.1:" + QByteArray::number(port());
+  for (const QByteArray& origin : {"http://" + own, QByteArray("https://pages.example")}) {
+    auto socket = rawSocket();
+    socket->write(upgradeRequest(own, origin));
+    ASSERT_TRUE(waitUntil([&] { return socket->peek(1000).contains("\r\n\r\n"); }));
+    EXPECT_TRUE(socket->readAll().startsWith("HTTP/1.1 101 ")) << origin.constData();
+  }
+}
+
 TEST_F(RoomServerTest, saysWhenThePortIsTaken) {
   start();
-  RoomServer second(folder_.path(), scheduler_);
+  RoomServer second(folder_.path(), OriginPolicy({}, {}), scheduler_);
   EXPECT_FALSE(second.listen(QHostAddress(QHostAddress::LocalHost), port()));
   EXPECT_TRUE(second.addressInUse());
   EXPECT_FALSE(second.errorText().isEmpty());

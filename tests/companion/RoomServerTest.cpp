@@ -114,8 +114,7 @@ TEST_F(RoomServerTest, garbageAndBinaryAreDropped) {
 
 TEST_F(RoomServerTest, aFloodEndsItsSenderAndABurstDoesNot) {
   RoomServerLimits limits;
-  limits.burst = 100;
-  limits.perSecond = 0.001;
+  limits.viewerRate = {.burst = 100, .perSecond = 0.001};
   start(limits);
   Client host(port());
   Client viewer(port());
@@ -130,10 +129,56 @@ TEST_F(RoomServerTest, aFloodEndsItsSenderAndABurstDoesNot) {
   EXPECT_TRUE(host.echoed());
 }
 
+// A host that offers whenever it is asked, as hosts do, with descriptions of the usual size.
+TEST_F(RoomServerTest, aViewerThatKeepsAskingForOffersDoesNotGetTheHostThrownOut) {
+  RoomServerLimits limits;
+  limits.viewerRate = {.burst = 5000, .perSecond = 0.001};
+  limits.hostRate = {.burst = 100, .perSecond = 0.001};
+  limits.rooms.requests = {.burst = 20, .perSecond = 10};
+  start(limits);
+  Client host(port());
+  Client viewer(port());
+  ASSERT_TRUE(host.joinedAsHost());
+  ASSERT_TRUE(viewer.joinedAsViewer());
+  int asked = 0;
+  QObject::connect(&host.socket(), &QWebSocket::textMessageReceived, &host.socket(), [&](const QString& text) {
+    if (!text.contains(u"renegotiate"_s)) return;
+    ++asked;
+    host.send(u"{\"type\":\"offer\",\"sdp\":\"%1\"}"_s.arg(QString(6000, u's')));
+  });
+  for (int i = 0; i < 1000; ++i) viewer.send(u"{\"type\":\"renegotiate\"}"_s);
+  ASSERT_TRUE(viewer.echoed());
+  ASSERT_TRUE(host.echoed());
+  EXPECT_GE(asked, 20);
+  EXPECT_LT(asked, 60);
+  // What was too much is forgotten; a later request is heard again.
+  const int before = asked;
+  ASSERT_TRUE(waitUntil([&] {
+    viewer.send(u"{\"type\":\"renegotiate\"}"_s);
+    return asked > before;
+  }));
+  EXPECT_TRUE(host.echoed());
+}
+
+TEST_F(RoomServerTest, hostsHaveAnAllowanceOfTheirOwn) {
+  RoomServerLimits limits;
+  limits.viewerRate = {.burst = 20, .perSecond = 0.001};
+  limits.hostRate = {.burst = 200, .perSecond = 0.001};
+  start(limits);
+  Client host(port());
+  Client viewer(port());
+  ASSERT_TRUE(host.joinedAsHost());
+  ASSERT_TRUE(viewer.joinedAsViewer());
+  for (int i = 0; i < 150; ++i) host.send(u"{\"type\":\"offer\",\"n\":%1}"_s.arg(i));
+  ASSERT_TRUE(viewer.hasReceived(u"\"n\":149}"_s));
+  for (int i = 0; i < 100; ++i) host.send(u"{\"type\":\"offer\"}"_s);
+  ASSERT_TRUE(host.closed());
+  EXPECT_EQ(host.socket().closeReason(), u"too many messages"_s);
+}
+
 TEST_F(RoomServerTest, largeMessagesUseUpTheAllowanceFaster) {
   RoomServerLimits limits;
-  limits.burst = 10;
-  limits.perSecond = 0.001;
+  limits.hostRate = {.burst = 10, .perSecond = 0.001};
   limits.bytesPerToken = 1000;
   start(limits);
   Client host(port());
@@ -196,7 +241,7 @@ TEST_F(RoomServerTest, aConnectionThatAnswersNoPingIsDropped) {
 TEST_F(RoomServerTest, aReceiverThatDoesNotReadIsCutOff) {
   RoomServerLimits limits;
   limits.backlogBytes = 64 * 1024;
-  limits.burst = 1e6;
+  limits.hostRate.burst = 1e6;
   limits.pingPeriod = 1h;
   start(limits);
   Client host(port());

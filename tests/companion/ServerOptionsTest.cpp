@@ -19,6 +19,7 @@ TEST(ServerOptionsTest, listensOnTheLoopbackAtPort8080ByDefault) {
   EXPECT_EQ(options.port, 8080);
   EXPECT_EQ(options.listen, QHostAddress(QHostAddress::LocalHost));
   EXPECT_TRUE(options.viewerFolder.isEmpty());
+  EXPECT_TRUE(options.allowedOrigins.isEmpty());
   EXPECT_FALSE(options.helpWanted);
 }
 
@@ -39,10 +40,21 @@ TEST(ServerOptionsTest, namesWhatIsWrong) {
   }
 }
 
+TEST(ServerOptionsTest, takesOriginsOfPagesFromElsewhere) {
+  const ServerOptions options =
+      parse({u"--allow-origin"_s, u"HTTPS://Support.Example:443/"_s, u"--allow-origin=http://10.0.0.1:8090"_s});
+  EXPECT_TRUE(options.error.isEmpty());
+  EXPECT_EQ(options.allowedOrigins, (QByteArrayList{"https://support.example", "http://10.0.0.1:8090"}));
+  for (const char* wrong :
+       {"null", "*", "support.example", "ftp://a", "http://", "http://a/page", "http://a?b", "http://me@a"}) {
+    EXPECT_FALSE(parse({u"--allow-origin"_s, QString::fromLatin1(wrong)}).error.isEmpty()) << wrong;
+  }
+}
+
 TEST(ServerOptionsTest, helpListsEveryOption) {
   const ServerOptions options = parse({u"--help"_s});
   EXPECT_TRUE(options.helpWanted);
-  for (const char* option : {"--port", "--listen", "--viewer-dir", "--help"}) {
+  for (const char* option : {"--port", "--listen", "--viewer-dir", "--allow-origin", "--help"}) {
     EXPECT_TRUE(options.helpText.contains(QLatin1StringView(option))) << option;
   }
 }

@@ -8,7 +8,7 @@ namespace {
 using namespace std::chrono_literals;
 
 TEST(TokenBucketTest, letsABurstPassAndThenHoldsTheRate) {
-  TokenBucket bucket(5, 2, 0s);
+  TokenBucket bucket({.burst = 5, .perSecond = 2}, 0s);
   for (int i = 0; i < 5; ++i) EXPECT_TRUE(bucket.take(1, 0s));
   EXPECT_FALSE(bucket.take(1, 0s));
   EXPECT_FALSE(bucket.take(1, 499ms));
@@ -17,13 +17,13 @@ TEST(TokenBucketTest, letsABurstPassAndThenHoldsTheRate) {
 }
 
 TEST(TokenBucketTest, savesNoMoreThanOneBurst) {
-  TokenBucket bucket(3, 10, 0s);
+  TokenBucket bucket({.burst = 3, .perSecond = 10}, 0s);
   EXPECT_TRUE(bucket.take(3, 1h));
   EXPECT_FALSE(bucket.take(1, 1h));
 }
 
 TEST(TokenBucketTest, aRefusalCostsNothing) {
-  TokenBucket bucket(2, 1, 0s);
+  TokenBucket bucket({.burst = 2, .perSecond = 1}, 0s);
   EXPECT_FALSE(bucket.take(3, 0s));
   EXPECT_TRUE(bucket.take(2, 0s));
 }

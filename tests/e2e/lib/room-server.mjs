@@ -4,8 +4,10 @@ import { Child } from './child.mjs';
 import { build } from './paths.mjs';
 
 export class RoomServer {
-  static async start({ port = 0, listen = '127.0.0.1' } = {}) {
-    const child = new Child(join(build, 'vantora-room-server'), ['--port', String(port), '--listen', listen]);
+  /// `allow`: addresses of other servers whose pages may use the rooms.
+  static async start({ port = 0, listen = '127.0.0.1', allow = [] } = {}) {
+    const origins = allow.flatMap((address) => ['--allow-origin', address]);
+    const child = new Child(join(build, 'vantora-room-server'), ['--port', String(port), '--listen', listen, ...origins]);
     const [, address] = await child.line(/listening on (http:\/\/\S+)/);
     return new RoomServer(child, address);
   }

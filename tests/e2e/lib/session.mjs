@@ -43,9 +43,8 @@ export class Session {
     if (this.want.screen) this.screen = await Xvfb.start({ size: this.want.screen });
     // With `far`, browsers run on another machine, behind a cable.
     if (this.want.far) this.far = await FarMachine.start();
-    const listen = this.far ? this.far.serverAddress : '127.0.0.1';
-    this.server = await RoomServer.start({ listen });
-    this.pageServer = await PageServer.start(listen);
+    this.pageServer = await PageServer.start(this.#listen);
+    await this.#startRoomServer();
     await Promise.all([this.want.hostNow && this.startHost(), this.want.browserNow && this.startBrowser()]);
   }
 
@@ -75,7 +74,15 @@ export class Session {
   async restartRoomServer() {
     const { port } = this.server;
     await this.server.end();
-    this.server = await RoomServer.start({ listen: this.far ? this.far.serverAddress : '127.0.0.1', port });
+    await this.#startRoomServer(port);
+  }
+
+  get #listen() {
+    return this.far ? this.far.serverAddress : '127.0.0.1';
+  }
+
+  async #startRoomServer(port = 0) {
+    this.server = await RoomServer.start({ listen: this.#listen, port, allow: [this.pageServer.address] });
   }
 
   async startBrowser(options) {
