@@ -51,15 +51,18 @@ ProcessFigures figures(const ProcStat& stat, const Machine& host) {
 QJsonObject processes(const Probe& probe) {
   const Machine host = machine(probe);
   std::vector<ProcessFigures> all;
-  QHash<qint64, QByteArray> kernel_names;
+  QHash<qint64, ProcStat> stats;
   for (const QString& name : probe.names(u"/proc"_s, u"[0-9]*"_s)) {
     const auto stat = parseProcStat(probe.bytes("/proc/"_L1 + name + "/stat"_L1));
     if (!stat) continue;
     all.push_back(figures(*stat, host));
-    kernel_names.insert(stat->pid, stat->name);
+    stats.insert(stat->pid, *stat);
   }
   const auto name = [&](qint64 pid) {
-    return processName(kernel_names.value(pid), probe.bytes(folderOf(pid) + "/cmdline"_L1));
+    const ProcStat stat = stats.value(pid);
+    // Reading it may block: only where it is needed.
+    const bool read = mayBeCut(stat.name) && !stat.uninterruptible;
+    return processName(stat.name, read ? probe.bytes(folderOf(pid) + "/cmdline"_L1) : QByteArray());
   };
   QJsonArray by_cpu;
   for (const ProcessFigures& process : topByCpu(all)) {

@@ -64,6 +64,7 @@ std::optional<ProcStat> parseProcStat(const QByteArray& bytes) {
   ProcStat stat;
   stat.pid = bytes.left(open).trimmed().toLongLong();
   if (stat.pid <= 0) return std::nullopt;
+  stat.uninterruptible = fields[0] == "D";
   stat.name = bytes.mid(open + 1, close - open - 1);
   stat.cpuTicks = field(14) + field(15);
   stat.startTicks = field(22);
@@ -71,9 +72,11 @@ std::optional<ProcStat> parseProcStat(const QByteArray& bytes) {
   return stat;
 }
 
+bool mayBeCut(const QByteArray& kernelName) { return kernelName.size() >= kKernelNameBytes; }
+
 QString processName(const QByteArray& kernelName, const QByteArray& commandLine) {
   QByteArray name = kernelName;
-  if (kernelName.size() >= kKernelNameBytes) {
+  if (mayBeCut(kernelName)) {
     const QByteArray program = commandLine.left(commandLine.indexOf('\0'));
     const QByteArray last = program.mid(program.lastIndexOf('/') + 1);
     if (last.startsWith(kernelName)) name = last;

@@ -7,6 +7,7 @@
 #include "Diagnostics/Diagnostics.h"
 #include "tests/diagnostics/MadeUpMachine.h"
 #include "tests/diagnostics/Printing.h"
+#include "tests/fakes/OpenWatch.h"
 
 namespace vantora::Diagnostics {
 namespace {
@@ -141,6 +142,26 @@ TEST(LinuxProcessesTest, ranksByProcessorAndMemory) {
   EXPECT_EQ(memory[0].toObject(),
             QJsonObject(
                 {{u"pid"_s, 12}, {u"memPct"_s, 10.0}, {u"rssKB"_s, 100000}, {u"name"_s, u"gnome-terminal-server"_s}}));
+}
+
+TEST(LinuxProcessesTest, readsACommandLineOnlyWhereTheNameIsCutAndTheProcessIsNotStuck) {
+  MadeUpMachine machine;
+  addProcess(machine, 10, "short", 0, 10, QByteArray("/usr/bin/short\0", 15));
+  addProcess(machine, 11, "stuck-and-cut-o", 0, 10, QByteArray("/usr/bin/stuck-and-cut-off\0", 27));
+  machine.file(u"/proc/11/stat"_s, "11 (stuck-and-cut-o) D 1 1 1 0 -1 0 0 0 0 0 0 0 0 0 20 0 1 0 0 1000 10 1 1\n");
+  addProcess(machine, 12, "alive-and-cut-o", 0, 10, QByteArray("/usr/bin/alive-and-cut-off\0", 27));
+  fakes::OpenWatch left_alone;
+  left_alone.add(machine.place(u"/proc/10/cmdline"_s));
+  left_alone.add(machine.place(u"/proc/11/cmdline"_s));
+  fakes::OpenWatch read;
+  read.add(machine.place(u"/proc/12/cmdline"_s));
+  const QJsonArray top = processesInfo(machine.options())[u"topMem"_s].toArray();
+  ASSERT_EQ(top.size(), 3);
+  EXPECT_EQ(top[0][u"name"_s], u"short"_s);
+  EXPECT_EQ(top[1][u"name"_s], u"stuck-and-cut-o"_s);
+  EXPECT_EQ(top[2][u"name"_s], u"alive-and-cut-off"_s);
+  EXPECT_FALSE(left_alone.wereOpened());
+  EXPECT_TRUE(read.wereOpened());
 }
 
 TEST(LinuxUpdatesTest, asksThePackageManagerThatIsThere) {

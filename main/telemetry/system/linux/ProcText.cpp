@@ -122,6 +122,7 @@ std::optional<ProcessStat> parseProcessStat(std::string_view text) {
   stat.name = text.substr(open + 1, close - open - 1);
   // Behind the name: state is field 3, utime 14, stime 15, starttime 22, rss 24.
   Words words(text.substr(close + 1, text.find('\n', close) - close - 1));
+  stat.uninterruptible = text.substr(close + 1).starts_with(" D ");
   words.skip(11);
   const auto user = words.number();
   const auto system = words.number();

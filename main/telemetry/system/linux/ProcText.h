@@ -30,8 +30,9 @@ struct CpuTicks {
 // What /proc/PID/stat says.
 struct ProcessStat {
   qint32 pid = 0;
-  std::string_view name;  // as the kernel has it: at most 15 bytes, any bytes
-  quint64 cpuTicks = 0;   // user and system time
+  bool uninterruptible = false;  // waits for a disk or a server and takes no signal meanwhile
+  std::string_view name;         // as the kernel has it: at most 15 bytes, any bytes
+  quint64 cpuTicks = 0;          // user and system time
   quint64 startTicks = 0;
   quint64 rssPages = 0;
 };

@@ -65,6 +65,7 @@ bool ProcessTable::refresh(Entry& entry, double now) {
   row.startTicks = stat->startTicks;
   row.cpuTicks = stat->cpuTicks;
   row.rssPages = stat->rssPages;
+  row.uninterruptible = stat->uninterruptible;
   row.lookedAt = now;
   if (row.name != stat->name) row.name = stat->name;
   return true;

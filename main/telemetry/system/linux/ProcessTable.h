@@ -16,6 +16,8 @@ namespace vantora {
 struct ProcessRow {
   qint32 pid = 0;
   std::string name;  // as the kernel has it
+  // Whoever asks for its command line or its environment may have to wait as long as it does.
+  bool uninterruptible = false;
   quint64 startTicks = 0;
   quint64 cpuTicks = 0;
   quint64 rssPages = 0;

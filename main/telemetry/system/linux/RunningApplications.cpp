@@ -30,8 +30,9 @@ QByteArray variable(const QByteArray& environment, const QByteArray& name) {
 const ProcessIdentity& RunningApplications::identify(const ProcessRow& process) {
   Known& known = known_[process.pid];
   // A process that starts another program keeps its id and its age, but not its name.
-  if (known.startTicks != process.startTicks || known.name != process.name || known.identity.command.isEmpty()) {
-    known = {process.startTicks, process.name, find(process)};
+  const bool same = known.startTicks == process.startTicks && known.name == process.name;
+  if (!same || (!known.complete && !process.uninterruptible)) {
+    known = {process.startTicks, process.name, find(process), !process.uninterruptible};
   }
   return known.identity;
 }
@@ -43,19 +44,22 @@ void RunningApplications::keepOnly(const std::vector<ProcessRow>& processes) {
 }
 
 ProcessIdentity RunningApplications::find(const ProcessRow& process) {
-  const QByteArray commandLine = file(process.pid, "cmdline", 4096);
-  ProcessIdentity identity;
-  identity.command = Diagnostics::processName(QByteArray::fromStdString(process.name), commandLine);
+  const QByteArray name = QByteArray::fromStdString(process.name);
   const QString program = executable(process.pid);
+  const bool needed = Diagnostics::mayBeCut(name) || runsOthers(program);
+  const QByteArray commandLine = needed && !process.uninterruptible ? file(process.pid, "cmdline", 4096) : QByteArray();
+  ProcessIdentity identity;
+  identity.command = Diagnostics::processName(name, commandLine);
   if (program.isEmpty()) return identity;
   entries_.refresh();
-  if (const DesktopEntry* const entry = entryOf(process.pid, program, commandLine)) {
+  if (const DesktopEntry* const entry = entryOf(process, program, commandLine)) {
     identity.application = RunningApplication{entry->name, program, entry->path};
   }
   return identity;
 }
 
-const DesktopEntry* RunningApplications::entryOf(qint32 pid, const QString& executable, const QByteArray& commandLine) {
+const DesktopEntry* RunningApplications::entryOf(const ProcessRow& process, const QString& executable,
+                                                 const QByteArray& commandLine) {
   if (const DesktopEntry* const entry = entries_.byProgram(executable)) return entry;
   // A script: its interpreter has the script's path as its first argument.
   const QString script = QFile::decodeName(commandLine.split('\0').value(1));
@@ -63,9 +67,11 @@ const DesktopEntry* RunningApplications::entryOf(qint32 pid, const QString& exec
   if (interprets) {
     if (const DesktopEntry* const entry = entries_.byProgram(QFileInfo(script).canonicalFilePath())) return entry;
   }
-  if (const DesktopEntry* const entry = launchedEntry(pid)) return entry;
+  if (!process.uninterruptible) {
+    if (const DesktopEntry* const entry = launchedEntry(process.pid)) return entry;
+  }
   // What an application starts is in its group as well, but runs another program.
-  const QString id = desktopIdOfControlGroup(QString::fromUtf8(file(pid, "cgroup", 4096)));
+  const QString id = desktopIdOfControlGroup(QString::fromUtf8(file(process.pid, "cgroup", 4096)));
   const DesktopEntry* const entry = id.isEmpty() ? nullptr : entries_.byId(id);
   return entry && lastComponent(entry->program) == lastComponent(executable) ? entry : nullptr;
 }

@@ -18,7 +18,8 @@ struct ProcessIdentity {
 
 // A process is an application when a desktop entry starts the program that it runs, when a launcher noted the entry in
 // its environment, or when the desktop made it a control group named after the entry. Remembers what it found. Other
-// users' processes keep their program to themselves and are no applications then. Thread: one worker. Owner:
+// users' processes keep their program to themselves and are no applications then. What is in a process's memory is not
+// asked for while it waits in the kernel, nor where it is not needed. Thread: one worker. Owner:
 // LinuxFigures.
 class RunningApplications {
  public:
@@ -34,10 +35,12 @@ class RunningApplications {
     quint64 startTicks = 0;
     std::string name;
     ProcessIdentity identity;
+    bool complete = false;
   };
 
   [[nodiscard]] ProcessIdentity find(const ProcessRow& process);
-  [[nodiscard]] const DesktopEntry* entryOf(qint32 pid, const QString& executable, const QByteArray& commandLine);
+  [[nodiscard]] const DesktopEntry* entryOf(const ProcessRow& process, const QString& executable,
+                                            const QByteArray& commandLine);
   [[nodiscard]] const DesktopEntry* launchedEntry(qint32 pid);
   [[nodiscard]] QByteArray file(qint32 pid, const char* name, std::size_t limit);
   [[nodiscard]] QString executable(qint32 pid) const;

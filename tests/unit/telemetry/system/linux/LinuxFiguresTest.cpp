@@ -3,6 +3,7 @@
 #include <QJsonArray>
 
 #include "main/telemetry/system/linux/LinuxFigures.h"
+#include "tests/fakes/OpenWatch.h"
 #include "tests/unit/telemetry/system/linux/ProcTree.h"
 
 using namespace Qt::Literals::StringLiterals;
@@ -182,6 +183,51 @@ TEST_F(LinuxFiguresTest, namesThatTheKernelCutAreCompleted) {
   tree_.file(u"1/cmdline"_s, QByteArray("/usr/bin/a-very-long-name-indeed\0--x\0", 37));
   LinuxFigures machine = make();
   EXPECT_TRUE(names(machine.collect({})).contains(u"a-very-long-name-indeed"_s));
+}
+
+TEST_F(LinuxFiguresTest, aProcessStuckInTheKernelIsNotAskedForItsMemory) {
+  desktopEntry(u"browser"_s, "wrapper");
+  const QByteArray entry = QFile::encodeName(home_.filePath(u"apps/browser.desktop"_s));
+  tree_.process(1, "a-very-long-nam", 0, 10, 100, 'D');
+  tree_.file(u"1/cmdline"_s, QByteArray("/usr/bin/a-very-long-name-indeed\0", 33));
+  tree_.process(2, "wrapped", 0, 10, 100, 'D');
+  tree_.link(u"2/exe"_s, u"/usr/bin/python3"_s);
+  tree_.file(u"2/cmdline"_s, "python3");
+  tree_.file(u"2/environ"_s, "GIO_LAUNCHED_DESKTOP_FILE=" + entry + QByteArray(1, '\0') +
+                                 "GIO_LAUNCHED_DESKTOP_FILE_PID=2" + QByteArray(1, '\0'));
+  fakes::OpenWatch watch;
+  for (const QString& file : {u"1/cmdline"_s, u"2/cmdline"_s, u"2/environ"_s}) watch.add(tree_.place(file));
+  LinuxFigures machine = make();
+  EXPECT_EQ(names(machine.collect({})), (QStringList{u"a-very-long-nam"_s, u"wrapped"_s}));
+  EXPECT_FALSE(watch.wereOpened());
+
+  // Back among the living they have their whole names.
+  tree_.process(1, "a-very-long-nam", 0);
+  tree_.process(2, "wrapped", 0);
+  now_ += 1;
+  EXPECT_EQ(names(machine.collect({})), (QStringList{u"a-very-long-name-indeed"_s, u"Netzsegler"_s}));
+  // And keep them when they are stuck again.
+  tree_.process(1, "a-very-long-nam", 0, 10, 100, 'D');
+  tree_.process(2, "wrapped", 0, 10, 100, 'D');
+  (void)watch.wereOpened();
+  now_ += 1;
+  EXPECT_EQ(names(machine.collect({})), (QStringList{u"a-very-long-name-indeed"_s, u"Netzsegler"_s}));
+  EXPECT_FALSE(watch.wereOpened());
+}
+
+TEST_F(LinuxFiguresTest, aCommandLineThatTellsNothingNewIsNotRead) {
+  tree_.file(u"2/cmdline"_s, "/usr/bin/busy");
+  tree_.link(u"2/exe"_s, u"/usr/bin/busy"_s);
+  tree_.process(1, "exactly-fifteen", 0);
+  tree_.file(u"1/cmdline"_s, "/usr/bin/exactly-fifteen-and-more");
+  fakes::OpenWatch busy;
+  busy.add(tree_.place(u"2/cmdline"_s));
+  fakes::OpenWatch cut;
+  cut.add(tree_.place(u"1/cmdline"_s));
+  LinuxFigures machine = make();
+  EXPECT_EQ(machine.collect({}).top.size(), 2U);
+  EXPECT_FALSE(busy.wereOpened());
+  EXPECT_TRUE(cut.wereOpened());
 }
 
 // Applications

@@ -123,6 +123,16 @@ TEST(ParseProcessStat, namesMayHoldAnything) {
   }
 }
 
+TEST(ParseProcessStat, tellsWhetherTheProcessWaitsInTheKernel) {
+  for (const char state : {'R', 'S', 'Z', 'T', 'I', 'D'}) {
+    // A name that looks like a state changes nothing.
+    const std::string line = ProcTree::statLine(7, state == 'D' ? ") S 1" : ") D 1", 5, 6, 8, state).toStdString();
+    const auto stat = parseProcessStat(line);
+    ASSERT_TRUE(stat);
+    EXPECT_EQ(stat->uninterruptible, state == 'D') << state;
+  }
+}
+
 TEST(ParseProcessStat, isNothingForALineCutShort) {
   const std::string whole = ProcTree::statLine(42, "name", 77, 1234, 5678).toStdString();
   const auto figures = whole.find(" 5678");

@@ -20,8 +20,9 @@ class ProcTree {
     QFile out(place);
     if (!out.open(QIODevice::WriteOnly) || out.write(content) != content.size()) qFatal("cannot write the tree");
   }
-  void process(int pid, const QByteArray& name, quint64 cpuTicks, quint64 rssPages = 10, quint64 start = 100) const {
-    file(QString::number(pid) + QStringLiteral("/stat"), statLine(pid, name, cpuTicks, rssPages, start));
+  void process(int pid, const QByteArray& name, quint64 cpuTicks, quint64 rssPages = 10, quint64 start = 100,
+               char state = 'S') const {
+    file(QString::number(pid) + QStringLiteral("/stat"), statLine(pid, name, cpuTicks, rssPages, start, state));
   }
   void gone(int pid) const { QDir(folder_.filePath(QString::number(pid))).removeRecursively(); }
   void link(const QString& name, const QString& target) const { QFile::link(target, folder_.filePath(name)); }
@@ -31,12 +32,15 @@ class ProcTree {
                                      " 0 0 0 0 0 0\ncpu0 1 1 1 1 1 1 1 1 1 1\nintr 5 1 2 3\n");
   }
 
-  static QByteArray statLine(int pid, const QByteArray& name, quint64 cpuTicks, quint64 rssPages, quint64 start) {
+  QString place(const QString& name) const { return folder_.filePath(name); }
+
+  static QByteArray statLine(int pid, const QByteArray& name, quint64 cpuTicks, quint64 rssPages, quint64 start,
+                             char state = 'S') {
     // The time is spent in two halves: in the program and in the kernel.
     const QByteArray user = QByteArray::number(cpuTicks - cpuTicks / 2);
     const QByteArray system = QByteArray::number(cpuTicks / 2);
-    return QByteArray::number(pid) + " (" + name + ") S 1 5 5 0 -1 4194304 111 222 0 0 " + user + ' ' + system +
-           " 33 44 20 0 1 0 " + QByteArray::number(start) + " 123456 " + QByteArray::number(rssPages) +
+    return QByteArray::number(pid) + " (" + name + ") " + state + " 1 5 5 0 -1 4194304 111 222 0 0 " + user + ' ' +
+           system + " 33 44 20 0 1 0 " + QByteArray::number(start) + " 123456 " + QByteArray::number(rssPages) +
            " 18446744073709551615 1 1 0 0 0 0 0 4096 0 0 0 0 17 1 0 0 0 0 0 0 0 0 0 0 0 0 0\n";
   }
 
