@@ -1,17 +1,12 @@
 #include "Diagnostics/Diagnostics.h"
 
-#include <sys/resource.h>
-#include <unistd.h>
-
 #include <QJsonArray>
 #include <QJsonDocument>
-#include <algorithm>
-#include <atomic>
-#include <thread>
 #include <vector>
 
 #include "Diagnostics/Collector.h"
 #include "Diagnostics/FolderSize.h"
+#include "Diagnostics/Pieces.h"
 
 namespace vantora::Diagnostics {
 using namespace Qt::Literals::StringLiterals;
@@ -20,8 +15,6 @@ namespace {
 
 constexpr QLatin1StringView kSections[] = {"network"_L1,   "ping"_L1,    "crashes"_L1,  "storage"_L1, "battery"_L1,
                                            "processes"_L1, "updates"_L1, "security"_L1, "thermal"_L1};
-constexpr int kMostWorkers = 8;
-constexpr int kWorkerNiceness = 10;
 
 // The report travels as one message of limited size, whatever a tool printed.
 struct Bounds {
@@ -68,53 +61,18 @@ void addTo(QJsonObject& section, const QJsonObject& piece) {
 }
 
 QJsonObject oneSection(QLatin1StringView section, const Options& options) {
-  const Probe probe(options);
+  std::vector<Collector> pieces = collectors();
+  std::erase_if(pieces, [&](const Collector& piece) { return piece.section != section; });
   QJsonObject result;
-  for (const Collector& collector : collectors()) {
-    if (collector.section == section) addTo(result, collector.collect(probe));
-  }
+  for (const QJsonObject& piece : collectPieces(options, pieces)) addTo(result, piece);
   return result;
-}
-
-// Runs all pieces on a few threads of low priority; the results stand in the order of the pieces.
-std::vector<QJsonObject> collectAll(const Probe& probe, const std::vector<Collector>& pieces) {
-  std::vector<QJsonObject> results(pieces.size());
-  std::vector<size_t> order;
-  for (size_t i = 0; i < pieces.size(); ++i) {
-    if (pieces[i].turn != Collector::Turn::First) {
-      order.push_back(i);
-    } else if (!probe.options().stop.stop_requested()) {
-      results[i] = pieces[i].collect(probe);
-    }
-  }
-  std::stable_partition(order.begin(), order.end(),
-                        [&](size_t index) { return pieces[index].turn == Collector::Turn::Early; });
-
-  std::atomic<size_t> next = 0;
-  const auto work = [&] {
-#ifdef Q_OS_LINUX
-    // On Linux this is the calling thread's alone.
-    (void)setpriority(PRIO_PROCESS, 0, kWorkerNiceness);
-#endif
-    for (size_t i = next++; i < order.size(); i = next++) {
-      if (probe.options().stop.stop_requested()) return;
-      results[order[i]] = pieces[order[i]].collect(probe);
-    }
-  };
-  std::vector<std::jthread> workers;
-  const int count = std::clamp(probe.options().workers, 1, kMostWorkers);
-  workers.reserve(static_cast<size_t>(count));
-  for (int i = 0; i < count; ++i) workers.emplace_back(work);
-  workers.clear();
-  return results;
 }
 
 }  // namespace
 
 QJsonObject run(const Options& options) {
-  const Probe probe(options);
   const std::vector<Collector>& pieces = collectors();
-  const std::vector<QJsonObject> results = collectAll(probe, pieces);
+  const std::vector<QJsonObject> results = collectPieces(options, pieces);
   QJsonObject report;
   for (const QLatin1StringView section : kSections) {
     QJsonObject content;

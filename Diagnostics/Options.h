@@ -20,7 +20,8 @@ struct InterfaceAddress {
 };
 
 // What a report is taken from and how long it may take. A plain value: copies are independent, and everything that
-// reaches outside (commands, files, addresses) can be replaced. The functions are called from several threads at once.
+// reaches outside (commands, files, addresses) can be replaced. The functions are called from several threads at once,
+// and what they use must be theirs or shared if they may not return: a report does not wait for them for ever.
 struct Options {
   // Fetched to see whether a captive portal answers instead; a page whose text holds "success".
   QString captivePageUrl = QStringLiteral("http://detectportal.firefox.com/success.txt");
@@ -37,12 +38,16 @@ struct Options {
 
   // Runs a command line within a time limit in seconds and gives its trimmed output; empty: `sh`.
   std::function<QString(const QString& commandLine, double timeoutSeconds)> runner;
+  // Tells whether something is at a path of the user's or the administrator's choice, which may lie on a network; need
+  // not return. Empty: asks the file system.
+  std::function<bool(const QString& path)> look;
   // The addresses of this machine; empty: the kernel's list.
   std::function<std::vector<InterfaceAddress>()> interfaceAddresses;
   // The thermal state in the operating system's own word, where it is had from an interface rather than from a file.
   std::function<QString()> thermalState;
 
-  // The whole report takes no longer: commands running by then are killed, later ones are not started.
+  // The whole report takes no longer: commands running by then are killed, later ones are not started, and what else
+  // has not come back is left out.
   std::chrono::milliseconds deadline{10'000};
   // Collectors at work side by side, 1 to 8.
   int workers = 4;

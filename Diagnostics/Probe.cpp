@@ -10,6 +10,8 @@
 #include <QFileInfo>
 #include <memory>
 
+#include "Diagnostics/PatientLook.h"
+
 namespace vantora::Diagnostics {
 using namespace Qt::Literals::StringLiterals;
 
@@ -30,6 +32,11 @@ ShellLimits withoutProfile(ShellLimits limits) {
   // A file that a shell reads although it is no login shell.
   limits.environment.remove(u"BASH_ENV"_s);
   return limits;
+}
+
+Look lookOf(const Options& options) {
+  if (options.look) return options.look;
+  return [](const QString& path) { return QFileInfo::exists(path); };
 }
 
 std::vector<InterfaceAddress> kernelAddresses() {
@@ -81,9 +88,19 @@ QString Probe::plain(const QString& commandLine) const {
   return Diagnostics::sh(commandLine, kCommandSeconds, plain_limits_);
 }
 
+const QStringList& Probe::toolFolders() const {
+  std::call_once(tool_folders_once_, [this] {
+    QStringList folders = variable(u"PATH"_s).split(u':', Qt::SkipEmptyParts);
+    folders.removeIf([](const QString& folder) { return !folder.startsWith(u'/'); });
+    folders.removeDuplicates();
+    // The user's own may lie on a network.
+    tool_folders_ = answering(folders, lookOf(options_), deadline()) + options_.toolFolders;
+  });
+  return tool_folders_;
+}
+
 QString Probe::tool(const QString& name) const {
-  const QStringList folders = variable(u"PATH"_s).split(u':', Qt::SkipEmptyParts) + options_.toolFolders;
-  for (const QString& folder : folders) {
+  for (const QString& folder : toolFolders()) {
     const QFileInfo file(QDir(folder), name);
     if (file.isAbsolute() && file.isFile() && file.isExecutable()) return quoted(file.filePath());
   }
@@ -99,6 +116,10 @@ QString Probe::under(const QString& path) const {
 }
 
 bool Probe::exists(const QString& path) const { return QFileInfo::exists(under(path)); }
+
+bool Probe::answers(const QString& path) const {
+  return !answering({under(path)}, lookOf(options_), deadline()).isEmpty();
+}
 
 QByteArray Probe::bytes(const QString& path, qint64 limit) const {
   const QString place = under(path);

@@ -3,6 +3,8 @@
 #include <QByteArray>
 #include <QString>
 #include <QStringList>
+#include <chrono>
+#include <mutex>
 #include <vector>
 
 #include "Diagnostics/Options.h"
@@ -19,13 +21,15 @@ class Probe {
   [[nodiscard]] const Options& options() const { return options_; }
   // No more time, or told to stop.
   [[nodiscard]] bool isOver() const;
+  // When there is no more time.
+  [[nodiscard]] std::chrono::steady_clock::time_point deadline() const { return limits_.deadline; }
 
   // Runs a command line through a login shell, for at most 2.5 s and never past the end of the report.
   [[nodiscard]] QString sh(const QString& commandLine) const;
   // The same without the user's login profile, which may take long, print something or set another language; the
   // environment of a desktop session has been through it already.
   [[nodiscard]] QString plain(const QString& commandLine) const;
-  // A tool's full path, ready for a command line; "" when it is not installed.
+  // A tool's full path, ready for a command line; "" when it is not installed (or in a folder that does not answer).
   [[nodiscard]] QString tool(const QString& name) const;
   // Whether a system message bus can be there to be asked: without one its clients only cost time.
   [[nodiscard]] bool hasSystemBus() const;
@@ -33,6 +37,9 @@ class Probe {
   // Below, `path` is absolute and read under Options::root.
   [[nodiscard]] QString under(const QString& path) const;
   [[nodiscard]] bool exists(const QString& path) const;
+  // The same for a path that the user or the administrator chose: one on a network whose server does not answer within
+  // a second counts as missing. Before anything else is asked of such a path.
+  [[nodiscard]] bool answers(const QString& path) const;
   // The first `limit` bytes of a file; empty when it cannot be read.
   [[nodiscard]] QByteArray bytes(const QString& path, qint64 limit = 1 << 18) const;
   // The same as text without white space at the ends; bytes that are not UTF-8 become replacement characters.
@@ -50,9 +57,14 @@ class Probe {
   [[nodiscard]] std::vector<InterfaceAddress> interfaceAddresses() const;
 
  private:
+  // The folders in which tools are looked for.
+  [[nodiscard]] const QStringList& toolFolders() const;
+
   const Options options_;
   const ShellLimits limits_;
   const ShellLimits plain_limits_;
+  mutable std::once_flag tool_folders_once_;
+  mutable QStringList tool_folders_;
 };
 
 // `text` as one word of a shell command, whatever it holds.

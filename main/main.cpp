@@ -1,3 +1,5 @@
+#include <unistd.h>
+
 #include <QCoreApplication>
 #include <QFileInfo>
 #include <csignal>
@@ -8,6 +10,7 @@
 #include "main/base/Log.h"
 #include "main/desktop/process/DesktopMain.h"
 #include "main/session/settings/ConfigurationHelp.h"
+#include "platform/process/LeavableThread.h"
 
 namespace {
 
@@ -22,16 +25,7 @@ int print(const QString& text) {
   return 0;
 }
 
-}  // namespace
-
-int main(int argc, char* argv[]) {
-  std::signal(SIGPIPE, SIG_IGN);
-  qInstallMessageHandler(toolkitMessage);
-  QCoreApplication::setApplicationName(QStringLiteral("vantora-host"));
-  QCoreApplication::setApplicationVersion(QStringLiteral(VANTORA_VERSION));
-  if (const auto descriptor = vantora::desktopLinkDescriptor()) {
-    return vantora::runDesktopProcess(*descriptor, argc, argv);
-  }
+int runSession(int argc, char* argv[]) {
   QCoreApplication application(argc, argv);
 
   const QStringList arguments = QCoreApplication::arguments();
@@ -54,4 +48,23 @@ int main(int argc, char* argv[]) {
   if (launch.alreadyRunning)
     return print(QStringLiteral("vantora-host is running already and has come to the front\n"));
   return QCoreApplication::exec();
+}
+
+}  // namespace
+
+int main(int argc, char* argv[]) {
+  std::signal(SIGPIPE, SIG_IGN);
+  qInstallMessageHandler(toolkitMessage);
+  QCoreApplication::setApplicationName(QStringLiteral("vantora-host"));
+  QCoreApplication::setApplicationVersion(QStringLiteral(VANTORA_VERSION));
+  if (const auto descriptor = vantora::desktopLinkDescriptor()) {
+    return vantora::runDesktopProcess(*descriptor, argc, argv);
+  }
+  const int code = runSession(argc, argv);
+  // A thread that comes back late from a dead network folder must not meet objects that are gone.
+  if (vantora::LeavableThread::wasAnyLeftBehind()) {
+    (void)std::fflush(nullptr);
+    _exit(code);
+  }
+  return code;
 }

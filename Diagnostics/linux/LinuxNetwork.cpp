@@ -67,7 +67,8 @@ Link link(const Probe& probe, const QString& name) {
 
 ProxyState desktopProxy(const Probe& probe) {
   if (probe.variable(u"XDG_CURRENT_DESKTOP"_s).contains("KDE"_L1)) {
-    return parseKioslaverc(probe.text(probe.userFolder(u"XDG_CONFIG_HOME"_s, u".config"_s) + "/kioslaverc"_L1));
+    const QString file = probe.userFolder(u"XDG_CONFIG_HOME"_s, u".config"_s) + "/kioslaverc"_L1;
+    return parseKioslaverc(probe.answers(file) ? probe.text(file) : QString());
   }
   const QString gsettings = probe.tool(u"gsettings"_s);
   if (gsettings.isEmpty()) return {};

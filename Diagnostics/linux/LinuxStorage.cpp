@@ -14,12 +14,12 @@ namespace {
 
 // Asking for the size of a folder that is not there would only cost a process.
 qint64 presentKB(const Probe& probe, const QString& path) {
-  return probe.exists(path) ? parseFolderKB(probe.plain(folderSizeCommand(path))) : 0;
+  return probe.answers(path) ? parseFolderKB(probe.plain(folderSizeCommand(path))) : 0;
 }
 
 QString downloadFolder(const Probe& probe) {
-  const QString list = probe.text(probe.userFolder(u"XDG_CONFIG_HOME"_s, u".config"_s) + "/user-dirs.dirs"_L1);
-  for (const QString& line : trimmedLines(list)) {
+  const QString list = probe.userFolder(u"XDG_CONFIG_HOME"_s, u".config"_s) + "/user-dirs.dirs"_L1;
+  for (const QString& line : trimmedLines(probe.answers(list) ? probe.text(list) : QString())) {
     if (!line.startsWith("XDG_DOWNLOAD_DIR="_L1)) continue;
     QString folder = line.mid(17).remove(u'"');
     if (folder.startsWith("$HOME/"_L1)) folder = probe.home() + folder.mid(5);
@@ -72,7 +72,7 @@ QJsonObject deviceBackups(const Probe& probe) {
 
 QJsonObject indexing(const Probe& probe) {
   const bool has_bus = probe.options().environment.contains(u"DBUS_SESSION_BUS_ADDRESS"_s) ||
-                       probe.exists(probe.userFolder(u"XDG_RUNTIME_DIR"_s, u".runtime"_s) + "/bus"_L1);
+                       probe.answers(probe.userFolder(u"XDG_RUNTIME_DIR"_s, u".runtime"_s) + "/bus"_L1);
   const auto status = [&](const QString& name) {
     const QString tool = has_bus ? probe.tool(name) : QString();
     return tool.isEmpty() ? QString() : probe.plain(tool + " status 2>/dev/null"_L1);

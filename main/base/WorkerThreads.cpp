@@ -5,11 +5,11 @@
 #include <condition_variable>
 #include <deque>
 #include <mutex>
-#include <thread>
 #include <utility>
 #include <vector>
 
 #include "main/base/MainThread.h"
+#include "platform/process/LeavableThread.h"
 
 namespace vantora {
 namespace {
@@ -22,7 +22,8 @@ struct Task {
 
 }  // namespace
 
-class WorkerThreads::Shared {
+// Lives on in threads that were left behind.
+class WorkerThreads::Shared : public std::enable_shared_from_this<Shared> {
  public:
   Shared(QByteArray name, int threads) : name_(std::move(name)), most_(static_cast<std::size_t>(threads)) {}
 
@@ -31,7 +32,9 @@ class WorkerThreads::Shared {
     const std::lock_guard lock(mutex_);
     if (over_) return;
     waiting_.push_back(std::move(task));
-    if (waiting_.size() > idle_ && threads_.size() < most_) threads_.emplace_back([this] { work(); });
+    if (waiting_.size() > idle_ && threads_.size() < most_) {
+      threads_.emplace_back([self = shared_from_this()] { self->work(); });
+    }
     wake_.notify_one();
   }
   // Main thread.
@@ -41,16 +44,24 @@ class WorkerThreads::Shared {
     const std::lock_guard lock(mutex_);
     std::erase(waiting_, task);
   }
-  // Main thread.
-  void end() {
+  // Main thread. Whether all threads have ended in time.
+  [[nodiscard]] bool end() {
     {
       const std::lock_guard lock(mutex_);
       over_ = true;
       waiting_.clear();
-      for (const auto& task : running_) task->stop.request_stop();
+      for (const auto& task : running_) {
+        // Not to be let go of by a thread that is left behind.
+        task->done = nullptr;
+        task->stop.request_stop();
+      }
     }
     wake_.notify_all();
-    for (std::thread& thread : threads_) thread.join();
+    const auto deadline = LeavableThread::Clock::now() + kPatience;
+    bool all = true;
+    for (LeavableThread& thread : threads_) all = thread.join(deadline) && all;
+    threads_.clear();
+    return all;
   }
 
  private:
@@ -71,18 +82,18 @@ class WorkerThreads::Shared {
       JsonObject result = task->work(task->stop.get_token());
       lock.lock();
       std::erase(running_, task);
-      lock.unlock();
-      // The last reference goes with the closure: what a job holds is let go of on the main thread.
+      if (over_) return;
+      // The last reference goes with the closure: what a job holds is let go of on the main thread. Under the mutex,
+      // because nothing may be posted any more once the end has begun.
       postToMain([task = std::move(task), result = std::move(result)] {
         if (const JobDone done = std::exchange(task->done, nullptr)) done(result);
       });
-      lock.lock();
     }
   }
 
   const QByteArray name_;
   const std::size_t most_;
-  std::vector<std::thread> threads_;  // Main thread.
+  std::vector<LeavableThread> threads_;  // Main thread.
   // All threads, under the mutex.
   std::mutex mutex_;
   std::condition_variable wake_;
@@ -109,7 +120,7 @@ class WorkerThreads::Handle final : public Job {
 WorkerThreads::WorkerThreads(QByteArray name, int threads)
     : shared_(std::make_shared<Shared>(std::move(name), threads)) {}
 
-WorkerThreads::~WorkerThreads() { shared_->end(); }
+WorkerThreads::~WorkerThreads() { (void)shared_->end(); }
 
 std::unique_ptr<Job> WorkerThreads::start(Work work, JobDone done) {
   auto task = std::make_shared<Task>();

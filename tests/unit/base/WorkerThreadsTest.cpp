@@ -2,10 +2,13 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
+#include <memory>
 #include <thread>
 #include <vector>
 
 #include "main/base/WorkerThreads.h"
+#include "platform/process/LeavableThread.h"
 #include "tests/fakes/EventLoop.h"
 
 using namespace Qt::Literals::StringLiterals;
@@ -144,6 +147,75 @@ TEST_F(WorkerThreadsTest, endsWithWorkUnderWayAndJobsMayOutliveIt) {
   waiting.reset();
   testing_loop::drain();
   EXPECT_TRUE(results_.isEmpty());
+}
+
+TEST_F(WorkerThreadsTest, leavesWorkBehindThatIgnoresItsStopAndWhatThatTouchesLivesOn) {
+  struct Stuck {
+    std::atomic<bool> running = false;
+    std::atomic<bool> open = false;
+    std::atomic<bool> toldToStop = false;
+  };
+  auto stuck = std::make_shared<Stuck>();
+  const std::weak_ptr<Stuck> alive = stuck;
+  auto kept = std::make_shared<int>(1);
+  const std::weak_ptr<int> keptByResult = kept;
+  std::unique_ptr<Job> running;
+  std::unique_ptr<Job> waiting;
+  const auto start = std::chrono::steady_clock::now();
+  {
+    WorkerThreads threads("test", 1);
+    running = threads.start(
+        [stuck](const std::stop_token& stop) {
+          stuck->running = true;
+          while (!stuck->open) std::this_thread::yield();
+          stuck->toldToStop = stop.stop_requested();
+          return numbered(1);
+        },
+        [kept = std::move(kept), keep = keep()](const JsonObject& result) { keep(result); });
+    waiting = threads.start([](const std::stop_token&) { return numbered(2); }, keep());
+    ASSERT_TRUE(testing_loop::waitFor([&] { return stuck->running.load(); }));
+  }
+  EXPECT_GE(std::chrono::steady_clock::now() - start, WorkerThreads::kPatience);
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(30)) << "the end came all the same";
+  EXPECT_EQ(LeavableThread::leftBehind(), 1);
+  EXPECT_TRUE(LeavableThread::wasAnyLeftBehind());
+  EXPECT_TRUE(keptByResult.expired()) << "what the result was for is let go of on the main thread";
+  running.reset();
+  waiting.reset();
+
+  stuck->open = true;
+  Stuck* const last = stuck.get();
+  ASSERT_TRUE(testing_loop::waitFor([&] { return LeavableThread::leftBehind() == 0; }));
+  EXPECT_TRUE(last->toldToStop);
+  stuck.reset();
+  EXPECT_TRUE(alive.expired()) << "the thread let go of it";
+  testing_loop::drain();
+  EXPECT_TRUE(results_.isEmpty());
+}
+
+TEST_F(WorkerThreadsTest, aNewSetOfThreadsWorksBesideOneLeftBehind) {
+  const auto begun = std::make_shared<std::atomic<bool>>(false);
+  const auto open = std::make_shared<std::atomic<bool>>(false);
+  std::unique_ptr<Job> running;
+  {
+    WorkerThreads threads("test", 1);
+    running = threads.start(
+        [begun, open](const std::stop_token&) {
+          *begun = true;
+          while (!*open) std::this_thread::yield();
+          return numbered(1);
+        },
+        keep());
+    ASSERT_TRUE(testing_loop::waitFor([&] { return begun->load(); }));
+  }
+  ASSERT_EQ(LeavableThread::leftBehind(), 1);
+  WorkerThreads threads("test", 1);
+  const auto job = threads.start([](const std::stop_token&) { return numbered(2); }, keep());
+  EXPECT_TRUE(testing_loop::waitFor([&] { return !results_.isEmpty(); }));
+  *open = true;
+  EXPECT_TRUE(testing_loop::waitFor([&] { return LeavableThread::leftBehind() == 0; }));
+  testing_loop::drain();
+  EXPECT_EQ(results_, QList<int>{2});
 }
 
 }  // namespace

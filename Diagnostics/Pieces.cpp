@@ -1,0 +1,114 @@
+#include "Diagnostics/Pieces.h"
+
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <condition_variable>
+#include <functional>
+#include <memory>
+#include <mutex>
+
+#include "platform/process/LeavableThread.h"
+
+namespace vantora::Diagnostics {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr int kMostWorkers = 8;
+constexpr int kWorkerNiceness = 10;
+
+std::atomic<int> threads_at_work = 0;
+
+// Everything the threads of one report touch; whoever is last lets go of it.
+struct Collection {
+  Collection(const Options& options, const std::vector<Collector>& wanted)
+      : probe(options), pieces(wanted), results(wanted.size()) {}
+
+  // Takes up one piece after another until there are no more.
+  void work(const std::vector<size_t>& order, std::atomic<size_t>& next) {
+    for (size_t i = next++; i < order.size(); i = next++) {
+      if (probe.options().stop.stop_requested()) return;
+      QJsonObject result = pieces[order[i]].collect(probe);
+      const std::lock_guard lock(mutex);
+      results[order[i]] = std::move(result);
+    }
+  }
+
+  const Probe probe;
+  const std::vector<Collector> pieces;
+  std::mutex mutex;
+  std::condition_variable_any ended;
+  std::vector<QJsonObject> results;  // Under the mutex.
+};
+
+// One round of pieces.
+struct Round {
+  explicit Round(std::vector<size_t> indices, int threads) : order(std::move(indices)), running(threads) {}
+  const std::vector<size_t> order;
+  std::atomic<size_t> next = 0;
+  int running;  // Under the mutex of the collection.
+};
+
+void runThread(Collection& collection, Round& round) {
+#ifdef Q_OS_LINUX
+  // On Linux this is the calling thread's alone.
+  (void)setpriority(PRIO_PROCESS, 0, kWorkerNiceness);
+#endif
+  collection.work(round.order, round.next);
+  --threads_at_work;
+  const std::lock_guard lock(collection.mutex);
+  --round.running;
+  collection.ended.notify_all();
+}
+
+// Works through some of the pieces, and waits for that until `end`, and no longer than a moment once told to stop.
+void runRound(const std::shared_ptr<Collection>& collection, std::vector<size_t> order, int count,
+              Clock::time_point end) {
+  if (order.empty()) return;
+  if (threads_at_work.fetch_add(count) + count > kMostThreads) {
+    threads_at_work -= count;
+    return;
+  }
+  const auto round = std::make_shared<Round>(std::move(order), count);
+  std::vector<LeavableThread> threads;
+  threads.reserve(static_cast<size_t>(count));
+  for (int i = 0; i < count; ++i) threads.emplace_back([collection, round] { runThread(*collection, *round); });
+
+  const auto all_ended = [&] { return round->running == 0; };
+  bool complete = false;
+  {
+    std::unique_lock lock(collection->mutex);
+    const std::stop_token& stop = collection->probe.options().stop;
+    complete = collection->ended.wait_until(lock, stop, end, all_ended);
+    if (!complete && stop.stop_requested()) {
+      complete = collection->ended.wait_until(lock, std::min(end, Clock::now() + kEndGrace), all_ended);
+    }
+  }
+  // Those that have ended are at their last steps.
+  const auto last_steps = Clock::now() + (complete ? std::chrono::seconds(10) : std::chrono::milliseconds(50));
+  for (LeavableThread& thread : threads) (void)thread.join(last_steps);
+}
+
+}  // namespace
+
+std::vector<QJsonObject> collectPieces(const Options& options, const std::vector<Collector>& pieces) {
+  const auto collection = std::make_shared<Collection>(options, pieces);
+  std::vector<size_t> first;
+  std::vector<size_t> others;
+  for (size_t i = 0; i < pieces.size(); ++i) {
+    (pieces[i].turn == Collector::Turn::First ? first : others).push_back(i);
+  }
+  std::stable_partition(others.begin(), others.end(),
+                        [&](size_t index) { return pieces[index].turn == Collector::Turn::Early; });
+
+  const Clock::time_point end = collection->probe.deadline() + kEndGrace;
+  runRound(collection, std::move(first), 1, std::min(end, Clock::now() + kFirstPatience));
+  runRound(collection, std::move(others), std::clamp(options.workers, 1, kMostWorkers), end);
+  const std::lock_guard lock(collection->mutex);
+  return collection->results;
+}
+
+}  // namespace vantora::Diagnostics
