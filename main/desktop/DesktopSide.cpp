@@ -4,7 +4,14 @@
 
 namespace vantora {
 
+namespace {
+
 using namespace Qt::Literals::StringLiterals;
+
+// More text than any notification shows.
+constexpr qsizetype kMostNotificationUnits = 10000;
+
+}  // namespace
 
 DesktopSide::DesktopSide(Scheduler& scheduler, const QString& program)
     : clipboard_(scheduler, [this](const JsonObject& message) { process_.send(message); }),
@@ -36,29 +43,39 @@ void DesktopSide::changed() {
 }
 
 void DesktopSide::presentChat(const QString& from, const QString& text, qint64 ts) {
-  deliver({{u"type"_s, u"chat"_s}, {u"from"_s, from}, {u"text"_s, text}, {u"ts"_s, ts}});
+  deliver(conversation_.add(from, text, ts));
 }
 
 void DesktopSide::deliverHostNotification(const QString& title, const QString& body) {
-  deliver({{u"type"_s, u"notify"_s}, {u"title"_s, title}, {u"body"_s, body}});
+  deliver(kept_.add({{u"type"_s, u"notify"_s},
+                     {u"title"_s, title.left(kMostNotificationUnits)},
+                     {u"body"_s, body.left(kMostNotificationUnits)}}));
 }
 
-void DesktopSide::reopen() { deliver({{u"type"_s, u"reopen"_s}}); }
+void DesktopSide::reopen() { deliver(kept_.add({{u"type"_s, u"reopen"_s}})); }
 
 // What is sent before the desktop process has said that it is ready would be lost if its display fails it.
 void DesktopSide::deliver(const JsonObject& message) {
-  if (ready_) return process_.send(message);
-  if (kept_.size() >= kMaxKeptLines) kept_.removeFirst();
-  kept_.append(message);
+  if (ready_) process_.send(message);
+}
+
+void DesktopSide::ready() {
+  ready_ = true;
+  clipboard_.connected();
+  for (const JsonObject& message : conversation_.messages()) process_.send(message);
+  for (const JsonObject& message : kept_.messages()) process_.send(message);
 }
 
 void DesktopSide::take(const JsonObject& message) {
   const auto type = stringField(message, "type"_L1);
   if (!type) return;
   if (*type == "ready"_L1) {
-    ready_ = true;
-    clipboard_.connected();
-    for (const JsonObject& kept : std::exchange(kept_, {})) process_.send(kept);
+    ready();
+  } else if (*type == "chat_shown"_L1) {
+    conversation_.shown(integerField(message, "number"_L1).value_or(-1),
+                        integerField(message, "unread"_L1).value_or(-1));
+  } else if (*type == "done"_L1) {
+    kept_.done(integerField(message, "number"_L1).value_or(0));
   } else if (*type == "action"_L1) {
     if (const auto request = faceRequestOf(message)) callbacks_.requested(*request);
   } else if (*type == "chat_send"_L1) {

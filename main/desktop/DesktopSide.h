@@ -4,19 +4,20 @@
 #include <functional>
 #include <optional>
 
+#include "main/desktop/Conversation.h"
 #include "main/desktop/DesktopProcess.h"
 #include "main/desktop/FaceMessages.h"
+#include "main/desktop/KeptMessages.h"
 #include "main/desktop/RemoteClipboard.h"
 
 namespace vantora {
 
 // Tells the desktop process the state of the session whenever that changed and all of it when the process is new,
-// passes chat and notifications on, and hands its requests to the session. Chat lines that arrive while the process is
-// being started are kept for it, at most kMaxKeptLines. Thread: main. Owner: HostAppDelegate.
+// passes chat and notifications on, and hands its requests to the session. A new process gets the conversation with the
+// number of unseen lines, and what the one before it was told and did not carry out. Thread: main. Owner:
+// HostAppDelegate.
 class DesktopSide {
  public:
-  static constexpr qsizetype kMaxKeptLines = 1000;
-
   struct Callbacks {
     std::function<HostState()> state;
     std::function<void(const FaceRequest&)> requested;
@@ -41,11 +42,14 @@ class DesktopSide {
   void connected();
   void take(const JsonObject& message);
   void deliver(const JsonObject& message);
+  void ready();
 
   Callbacks callbacks_;
   std::optional<HostState> told_;
   bool ready_ = false;
-  QList<JsonObject> kept_;
+  Conversation conversation_;
+  // Notifications and repeated launches.
+  KeptMessages kept_;
   RemoteClipboard clipboard_;
   DesktopProcess process_;
 };

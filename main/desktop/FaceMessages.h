@@ -8,12 +8,15 @@
 
 namespace vantora {
 
-// Session to desktop: "state" (the fields of HostState), "chat" {from, text, ts}, "notify" {title, body}, "reopen".
+// Session to desktop: "state" (the fields of HostState), "conversation" {number, lines: [{from, text, ts}], unread} as
+// it stood before, "chat" {number, from, text, ts}, "notify" {number, title, body}, "reopen" {number}.
 JsonObject toMessage(const HostState& state);
 // None when a field is missing or out of range.
 std::optional<HostState> hostStateOf(const JsonObject& message);
 
-// Desktop to session: "action" {name, allowed?} and "chat_send" {text}.
+// Desktop to session: "action" {name, allowed?}, "chat_send" {text}, "chat_shown" {number, unread} (all lines of the
+// chat up to that one are in the window, so many of them unseen) and "done" {number} (everything else up to it was
+// done).
 enum class FaceAction {
   startSharing,
   stopSharing,

@@ -57,16 +57,16 @@ void HostStatusBar::presentChat(const QString& from, const QString& text, qint64
   }
 }
 
-void HostStatusBar::bumpUnread() {
-  ++unreadChatCount_;
-  showBadge();
-  updateButton();
-  rebuildMenu();
-}
+void HostStatusBar::bumpUnread() { setUnread(unreadChatCount_ + 1); }
 
 void HostStatusBar::clearUnread() {
   if (unreadChatCount_ == 0) return;
-  unreadChatCount_ = 0;
+  setUnread(0);
+  if (readHandler_) readHandler_();
+}
+
+void HostStatusBar::setUnread(qint64 count) {
+  unreadChatCount_ = count;
   showBadge();
   updateButton();
   rebuildMenu();

@@ -3,6 +3,7 @@
 
 #include <QDBusConnection>
 #include <QObject>
+#include <functional>
 #include <memory>
 
 #include "main/ui/HostFace.h"
@@ -32,6 +33,10 @@ class HostStatusBar {
   void presentChat(const QString& from, const QString& text, qint64 ts);
   // One more message that nobody has seen.
   void bumpUnread();
+  // The count goes on from `count`, 0 or more: what an earlier interface of the same session showed.
+  void setUnread(qint64 count);
+  // Called whenever unseen messages have come into sight.
+  void setReadHandler(std::function<void()> handler) { readHandler_ = std::move(handler); }
 
   // Brings the chat window to the front, ready for typing; everything counts as read.
   void showChatWindow();
@@ -60,6 +65,7 @@ class HostStatusBar {
   HostFace& face_;
   const HostChatWindow::OpenUrl openUrl_;
   qint64 unreadChatCount_ = 0;
+  std::function<void()> readHandler_;
   bool badgePending_ = false;
   LauncherBadge badge_;
   Tray tray_;

@@ -3,6 +3,7 @@
 #include <xcb/xcb.h>
 
 #include <QApplication>
+#include <QJsonArray>
 #include <QTimer>
 #include <cstdlib>
 
@@ -67,25 +68,61 @@ class Desktop {
       link_.send({{u"type"_s, u"pong"_s}});
     } else if (type == "state"_L1) {
       // The first one comes before anything else: there is nothing to show without it.
-      if (face_.take(message) && !interface_) interface_.emplace(face_, info_);
-    } else if (clipboard_.take(type, message) || !interface_) {
-      return;
-    } else if (type == "chat"_L1) {
+      if (face_.take(message) && !interface_) open();
+    } else if (!clipboard_.take(type, message) && interface_) {
+      show(type, message);
+    }
+  }
+
+  void open() {
+    interface_.emplace(face_, info_);
+    interface_->statusBar().setReadHandler([this] { tellShown(); });
+  }
+
+  void show(const QString& type, const JsonObject& message) {
+    const qint64 number = integerField(message, "number"_L1).value_or(0);
+    if (type == "conversation"_L1) return restore(message);
+    if (type == "chat"_L1) {
+      lastLine_ = number;
       interface_->presentChat(stringField(message, "from"_L1).value_or(QString()),
                               stringField(message, "text"_L1).value_or(QString()),
                               integerField(message, "ts"_L1).value_or(0));
-    } else if (type == "notify"_L1) {
+      return tellShown();
+    }
+    if (type == "notify"_L1) {
       interface_->deliverHostNotification(stringField(message, "title"_L1).value_or(QString()),
                                           stringField(message, "body"_L1).value_or(QString()));
     } else if (type == "reopen"_L1) {
       interface_->handleReopen();
+    } else {
+      return;
     }
+    link_.send({{u"type"_s, u"done"_s}, {u"number"_s, number}});
+  }
+
+  void restore(const JsonObject& message) {
+    lastLine_ = integerField(message, "number"_L1).value_or(0);
+    HostChatWindow& window = interface_->statusBar().chatWindow();
+    for (const QJsonValue& each : message.value("lines"_L1).toArray()) {
+      const JsonObject line = each.toObject();
+      window.append(stringField(line, "from"_L1).value_or(QString()), stringField(line, "text"_L1).value_or(QString()),
+                    integerField(line, "ts"_L1).value_or(0));
+    }
+    interface_->statusBar().setUnread(integerField(message, "unread"_L1).value_or(0));
+  }
+
+  void tellShown() {
+    link_.send({{u"type"_s, u"chat_shown"_s},
+                {u"number"_s, lastLine_},
+                {u"unread"_s, interface_->statusBar().unreadChatCount()}});
   }
 
   const InfoDictionary info_ = InfoDictionary::load(QCoreApplication::applicationDirPath());
   DesktopLink link_;
   RemoteFace face_;
   ClipboardService clipboard_;
+  // The number of the last line of the chat that stands in the window.
+  qint64 lastLine_ = 0;
   std::optional<UserInterface> interface_;
 };
 

@@ -1,4 +1,6 @@
-// A desktop process without a desktop: says that it is ready, then does as it is told.
+// A desktop process without a desktop: says that it is ready, then does as it is told. With DESKTOP_DOUBLE_TELLS set it
+// repeats what it hears as chat of its user, a state with the room "die" or "hang" makes it do so, and it sends the
+// JSON text that a state has as its preset.
 #include <dirent.h>
 #include <unistd.h>
 
@@ -25,10 +27,17 @@ int main(int argc, char* argv[]) {
       vantora::DesktopLink::Events{.message =
                                        [&](const vantora::JsonObject& message) {
                                          const QString type = message.value("type"_L1).toString();
-                                         if (type == "die"_L1) _exit(1);
-                                         if (type == "hang"_L1) pause();
+                                         const QString room = message.value("room"_L1).toString();
+                                         if (type == "die"_L1 || room == "die"_L1) _exit(1);
+                                         if (type == "hang"_L1 || room == "hang"_L1) pause();
                                          if (type == "garbage"_L1 && write(std::atoi(line), "\xff\xff\xff\xff", 4) != 4)
                                            _exit(1);
+                                         if (std::getenv("DESKTOP_DOUBLE_TELLS")) {
+                                           const QString heard = QString::fromUtf8(vantora::toJson(message));
+                                           link->send({{u"type"_s, u"chat_send"_s}, {u"text"_s, heard}});
+                                         }
+                                         const QByteArray words = message.value("preset"_L1).toString().toUtf8();
+                                         if (const auto said = vantora::parseJsonObject(words)) link->send(*said);
                                          if (type == "ping"_L1) return link->send({{u"type"_s, u"pong"_s}});
                                          link->send({{u"type"_s, u"echo"_s}, {u"of"_s, message}});
                                        },
