@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <QCryptographicHash>
+#include <chrono>
 #include <cstddef>
 #include <cstring>
 
@@ -14,7 +15,8 @@ namespace {
 
 constexpr char kAgain = 'a';
 constexpr char kTaken = 't';
-constexpr int kPatienceMs = 500;
+// A busy machine may keep the holder from answering for that long.
+constexpr std::chrono::milliseconds kPatience{5000};
 
 struct Address {
   sockaddr_un value{};
@@ -48,7 +50,8 @@ bool tellOther(const Address& address) {
       send(line, &kAgain, 1, MSG_NOSIGNAL) == 1) {
     pollfd answer{line, POLLIN, 0};
     char reply = 0;
-    told = poll(&answer, 1, kPatienceMs) == 1 && recv(line, &reply, 1, 0) == 1 && reply == kTaken;
+    told =
+        poll(&answer, 1, static_cast<int>(kPatience.count())) == 1 && recv(line, &reply, 1, 0) == 1 && reply == kTaken;
   }
   close(line);
   return told;

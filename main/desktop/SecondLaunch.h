@@ -29,7 +29,8 @@ class SecondLaunch {
   SecondLaunch(const SecondLaunch&) = delete;
   SecondLaunch& operator=(const SecondLaunch&) = delete;
 
-  // `launchedAgain` runs on the main thread for every later launch. Blocks for at most half a second.
+  // `launchedAgain` runs on the main thread for every later launch. Blocks for at most
+  // five seconds, and no longer than it takes the holder of the name to answer or to end.
   [[nodiscard]] Outcome claim(const QByteArray& name, std::function<void()> launchedAgain);
 
  private:

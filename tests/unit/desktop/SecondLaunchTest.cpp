@@ -65,6 +65,26 @@ TEST(SecondLaunch, runsBesideAHolderThatDoesNotAnswer) {
   EXPECT_EQ(second.claim(name, [] {}), SecondLaunch::Outcome::first);
 }
 
+TEST(SecondLaunch, waitsSecondsForABusyHolder) {
+  testing_loop::ensureApplication();
+  const QByteArray name = uniqueName();
+  int again = 0;
+  SecondLaunch first;
+  ASSERT_EQ(first.claim(name, [&] { ++again; }), SecondLaunch::Outcome::first);
+  std::atomic<int> outcome = -1;
+  std::thread other([&] {
+    SecondLaunch second;
+    outcome = static_cast<int>(second.claim(name, [] {}));
+  });
+  // The holder is busy with something else.
+  std::this_thread::sleep_for(std::chrono::milliseconds(1500));
+  EXPECT_EQ(outcome, -1);
+  EXPECT_TRUE(testing_loop::waitFor([&] { return outcome >= 0; }));
+  other.join();
+  EXPECT_EQ(outcome, static_cast<int>(SecondLaunch::Outcome::toldOther));
+  EXPECT_EQ(again, 1);
+}
+
 TEST(SecondLaunch, ignoresCallersThatSayNothingOrSomethingElse) {
   testing_loop::ensureApplication();
   const QByteArray name = uniqueName();
