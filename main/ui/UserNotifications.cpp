@@ -1,5 +1,6 @@
 #include "main/ui/UserNotifications.h"
 
+#include <QElapsedTimer>
 #include <QTimer>
 #include <QUuid>
 
@@ -16,8 +17,6 @@ constexpr auto kService = "org.freedesktop.Notifications"_L1;
 constexpr auto kPath = "/org/freedesktop/Notifications"_L1;
 constexpr int kDelayMs = 100;
 constexpr int kAbilitiesTimeoutMs = 3000;
-// A server that is this far behind shows nobody anything.
-constexpr int kMostUnanswered = 200;
 constexpr qsizetype kMostRemembered = 1000;
 // More text than any server shows.
 constexpr qsizetype kLongestText = 4000;
@@ -35,11 +34,12 @@ QString bounded(QString text) {
 }  // namespace
 
 UserNotifications::UserNotifications(const QDBusConnection& bus, const InfoDictionary& info,
-                                     std::function<void()> clicked)
+                                     std::function<void()> clicked, int timeoutMs)
     : bus_(bus),
       applicationName_(info.displayName()),
       identifier_(info.bundleIdentifier()),
-      clicked_(std::move(clicked)) {
+      clicked_(std::move(clicked)),
+      timeoutMs_(timeoutMs) {
   if (!bus_.isConnected()) return;
   action_ = std::make_unique<DBusSignal>(bus_, kPath, kService, u"ActionInvoked"_s,
                                          [this](const QDBusMessage& signal) { pressed(signal); });
@@ -68,16 +68,22 @@ void UserNotifications::deliverHostNotification(const QString& title, const QStr
 }
 
 void UserNotifications::add(const Waiting& notification) {
-  if (!bus_.isConnected()) {
-    failed(u"there is no session bus"_s);
-  } else if (unanswered_ + waiting_.size() >= kMostUnanswered) {
-    failed(u"the notification server does not answer"_s);
-  } else if (markup_) {
-    send(notification);
-  } else {
-    waiting_.enqueue(notification);
-    askAbilities();
+  if (!bus_.isConnected()) return failed(u"there is no session bus"_s);
+  if (waiting_.size() >= kMostWaiting) return failed(u"too many notifications wait"_s);
+  waiting_.enqueue(notification);
+  sendWaiting();
+}
+
+void UserNotifications::sendWaiting() {
+  while (!waiting_.isEmpty() && unanswered_ < kMostUnanswered) {
+    if (!markup_) return askAbilities();
+    send(waiting_.dequeue());
   }
+}
+
+void UserNotifications::giveUpWaiting() {
+  for (qsizetype left = waiting_.size(); left > 0; --left) failed(u"the notification server does not answer"_s);
+  waiting_.clear();
 }
 
 void UserNotifications::askAbilities() {
@@ -90,7 +96,7 @@ void UserNotifications::askAbilities() {
         // Of one that does not say, the more usual is taken, and it is asked again next time.
         const bool markup = !answered || reply.arguments().value(0).toStringList().contains(u"body-markup"_s);
         markup_ = markup;
-        while (!waiting_.isEmpty()) send(waiting_.dequeue());
+        sendWaiting();
         if (!answered) markup_.reset();
       },
       kAbilitiesTimeoutMs);
@@ -113,15 +119,22 @@ void UserNotifications::send(const Waiting& notification) {
                      *markup_ ? notification.body.toHtmlEscaped() : notification.body,
                      QStringList{u"default"_s, u"Open"_s}, hints, kServersOwnTime});
   ++unanswered_;
-  callDBus(bus_, call, &context_, [this](const QDBusMessage& reply) {
+  QElapsedTimer sent;
+  sent.start();
+  const auto answered = [this, sent, answersBefore = answers_](const QDBusMessage& reply) {
     --unanswered_;
-    if (reply.type() != QDBusMessage::ReplyMessage) {
+    if (reply.type() == QDBusMessage::ReplyMessage) {
+      ++answers_;
+      ours_.append(reply.arguments().value(0).toUInt());
+      if (ours_.size() > kMostRemembered) ours_.removeFirst();
+    } else {
       failed(reply.errorMessage());
-      return;
+      // Nothing has come since, this one included: a server that hangs.
+      if (answers_ == answersBefore && sent.hasExpired(timeoutMs_ - 1)) giveUpWaiting();
     }
-    ours_.append(reply.arguments().value(0).toUInt());
-    if (ours_.size() > kMostRemembered) ours_.removeFirst();
-  });
+    sendWaiting();
+  };
+  callDBus(bus_, call, &context_, answered, timeoutMs_);
 }
 
 void UserNotifications::failed(const QString& reason) const {

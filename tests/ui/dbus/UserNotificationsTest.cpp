@@ -198,21 +198,50 @@ TEST_F(UserNotificationsTest, forgetsTheNumbersOfAServerThatEnded) {
   EXPECT_FALSE(bar().chatWindow().isVisible());
 }
 
-TEST_F(UserNotificationsTest, isNotHeldUpByAServerThatNeverAnswers) {
+TEST_F(UserNotificationsTest, showsAllOfABurst) {
+  serve();
+  startBundled();
+  for (int i = 0; i < 1000; ++i) deliver(QString::number(i));
+  ASSERT_TRUE(shown(1000));
+  settle();
+  ASSERT_EQ(server_->shown().size(), 1000);
+  for (int i = 0; i < 1000; ++i) EXPECT_EQ(server_->shown().at(i).body, QString::number(i));
+  EXPECT_TRUE(log_.lines().isEmpty()) << log_.lines().join(u'\n').toStdString();
+}
+
+TEST_F(UserNotificationsTest, boundsWhatWaitsAndSaysWhatItDrops) {
   serve();
   startBundled();
   deliver(u"first"_s);
   ASSERT_TRUE(shown(1));
   settle();
   server_->fallSilent();
+  const int most = UserNotifications::kMostWaiting + UserNotifications::kMostUnanswered;
+  for (int i = 0; i < most + 300; ++i) deliver(u"x"_s);
+  EXPECT_TRUE(waitFor([this] { return log_.lines().size() == 300; }));
+  for (const QString& line : log_.lines()) EXPECT_EQ(line, u"[notify] add error: too many notifications wait"_s);
+}
+
+TEST_F(UserNotificationsTest, isNotHeldUpByAServerThatNeverAnswers) {
+  serve();
+  UserNotifications notifications(
+      bus_.connect(), InfoDictionary({{u"BundleIdentifier"_s, u"com.vantora.host"_s}}), [] {}, 1500);
+  notifications.deliverHostNotification(u"t"_s, u"first"_s);
+  ASSERT_TRUE(shown(1));
+  settle();
+  server_->fallSilent();
   QElapsedTimer clock;
   clock.start();
-  for (int i = 0; i < 1000; ++i) deliver(u"x"_s);
+  for (int i = 0; i < 1000; ++i) notifications.deliverHostNotification(u"t"_s, u"x"_s);
   EXPECT_LT(clock.elapsed(), 1000);
-  EXPECT_TRUE(waitFor([this] { return log_.lines().size() == 800; }));
-  EXPECT_TRUE(log_.lines().first().startsWith(u"[notify] add error: "_s));
-  settle();
-  EXPECT_EQ(server_->shown().size(), 201);  // What waits for an answer is bounded.
+  EXPECT_TRUE(waitFor([this] { return log_.lines().size() == 1000; }));
+  EXPECT_GE(clock.elapsed(), 1500);
+  for (const QString& line : log_.lines()) EXPECT_TRUE(line.startsWith(u"[notify] add error: "_s));
+  EXPECT_EQ(log_.lines().filter(u"the notification server does not answer"_s).size(), 800);
+  EXPECT_EQ(server_->shown().size(), 1 + UserNotifications::kMostUnanswered);
+  // The next one is tried again.
+  notifications.deliverHostNotification(u"t"_s, u"later"_s);
+  EXPECT_TRUE(shown(2 + UserNotifications::kMostUnanswered));
 }
 
 TEST_F(UserNotificationsTest, doesNotWaitForeverForWhatAServerCanDo) {
