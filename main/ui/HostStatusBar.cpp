@@ -37,8 +37,10 @@ void HostStatusBar::refresh() {
 
 void HostStatusBar::updateButton() {
   const HostState& state = face_.state();
-  tray_.setLook(
-      {.fill = statusColor(state.iceState), .unread = unreadChatCount_ >= 1, .toolTip = statusToolTip(state)});
+  tray_.setLook({.fill = statusColor(state.iceState),
+                 .outline = iconOutline(),
+                 .unread = unreadChatCount_ >= 1,
+                 .toolTip = statusToolTip(state)});
 }
 
 void HostStatusBar::rebuildMenu() {

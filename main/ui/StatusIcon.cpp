@@ -38,7 +38,7 @@ class BoltEngine final : public QIconEngine {
   QString key() const override { return QStringLiteral("vantora-bolt"); }
   // What trays ask for at the usual scale factors.
   QList<QSize> availableSizes(QIcon::Mode, QIcon::State) override {
-    return {{16, 16}, {22, 22}, {24, 24}, {32, 32}, {44, 44}, {48, 48}, {64, 64}};
+    return {{16, 16}, {22, 22}, {24, 24}, {32, 32}, {44, 44}, {48, 48}, {64, 64}, {96, 96}, {128, 128}};
   }
 
  private:
@@ -88,8 +88,10 @@ void paintStatusIcon(QPainter& painter, const QRectF& area, const QColor& fillCo
   painter.restore();
 }
 
-QIcon makeStatusIcon(const QColor& fillColor, bool unread) {
-  return QIcon(new BoltEngine(fillColor, QGuiApplication::palette().color(QPalette::WindowText), unread));
+QColor iconOutline() { return QGuiApplication::palette().color(QPalette::WindowText); }
+
+QIcon makeStatusIcon(const QColor& fillColor, const QColor& outline, bool unread) {
+  return QIcon(new BoltEngine(fillColor, outline, unread));
 }
 
 }  // namespace vantora

@@ -14,11 +14,14 @@ namespace vantora {
 // The colour that tells a connection state at a glance: yellow, green, red, or gray for one that is not known. Pure.
 QColor statusColor(IceState state);
 
-// The bolt as a drawing: sharp at every size and scale, never recoloured by the desktop. With `unread`, a red dot sits
-// in the upper right corner. The outline is in the text colour of the current palette. Thread: main (of the interface).
-QIcon makeStatusIcon(const QColor& fillColor, bool unread);
+// The text colour of the desktop's palette as it is now. Thread: main (of the interface).
+QColor iconOutline();
 
-// Draws the same into `area`, centred; `outline` is used at a third of its strength.
+// The bolt as a drawing: sharp at every size and scale, never recoloured by the desktop. With `unread`, a red dot sits
+// in the upper right corner; `outline` is used at a third of its strength. Thread: main (of the interface).
+QIcon makeStatusIcon(const QColor& fillColor, const QColor& outline, bool unread);
+
+// Draws the same into `area`, centred.
 void paintStatusIcon(QPainter& painter, const QRectF& area, const QColor& fillColor, const QColor& outline,
                      bool unread);
 

@@ -12,14 +12,19 @@ UserInterface::UserInterface(HostFace& face, const InfoDictionary& info, const Q
       statusBar_(face, bus),
       notifications_(bus, info, [this] { statusBar_.showChatWindow(); }) {
   QApplication::setQuitOnLastWindowClosed(false);
-  // Windows carry the bolt at its best, whatever the connection does.
-  QApplication::setWindowIcon(makeStatusIcon(statusColor(IceState::connected), false));
   QGuiApplication::setDesktopFileName(QStringLiteral("vantora-host"));
   face_.setChangedHandler([this] { statusBar_.refresh(); });
   statusBar_.refresh();
+  paletteChanged();
 }
 
 UserInterface::~UserInterface() { face_.setChangedHandler({}); }
+
+void UserInterface::paletteChanged() {
+  // Windows carry the bolt at its best, whatever the connection does.
+  QApplication::setWindowIcon(makeStatusIcon(statusColor(IceState::connected), iconOutline(), false));
+  statusBar_.updateButton();
+}
 
 void UserInterface::handleReopen() {
   statusBar_.showChatWindow();

@@ -7,6 +7,7 @@
 #include "main/ui/DesktopAppearance.h"
 #include "main/ui/HostFace.h"
 #include "main/ui/HostStatusBar.h"
+#include "main/ui/PaletteWatch.h"
 #include "main/ui/UserNotifications.h"
 
 namespace vantora {
@@ -34,10 +35,13 @@ class UserInterface {
   HostStatusBar& statusBar() { return statusBar_; }
 
  private:
+  void paletteChanged();
+
   HostFace& face_;
   DesktopAppearance appearance_;
   HostStatusBar statusBar_;
   UserNotifications notifications_;
+  PaletteWatch palette_{[this] { paletteChanged(); }};
 };
 
 }  // namespace vantora

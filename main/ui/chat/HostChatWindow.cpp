@@ -3,7 +3,6 @@
 #include <QDesktopServices>
 #include <QHBoxLayout>
 #include <QKeyEvent>
-#include <QStyleOptionFrame>
 #include <QVBoxLayout>
 #include <algorithm>
 
@@ -27,20 +26,6 @@ bool isWebAddress(const QUrl& url) {
 }
 
 }  // namespace
-
-ChatInput::ChatInput(QWidget* parent) : QLineEdit(parent) {
-  setAccessibleName(u"Message"_s);
-  setPlaceholderText(u"Type a message…"_s);
-  setAttribute(Qt::WA_MacShowFocusRect, false);
-  setCompleter(nullptr);
-  // What is typed is sent exactly.
-  setInputMethodHints(Qt::ImhNoAutoUppercase | Qt::ImhNoPredictiveText);
-}
-
-void ChatInput::initStyleOption(QStyleOptionFrame* option) const {
-  QLineEdit::initStyleOption(option);
-  option->state.setFlag(QStyle::State_HasFocus, false);
-}
 
 HostChatWindow::HostChatWindow(HostFace& face, OpenUrl openUrl) : face_(face) {
   if (!openUrl) openUrl = [](const QUrl& url) { QDesktopServices::openUrl(url); };

@@ -1,25 +1,16 @@
 // The chat window: the conversation, and a line to say something.
 #pragma once
 
-#include <QLineEdit>
 #include <QPushButton>
 #include <QUrl>
 #include <QWidget>
 #include <functional>
 
 #include "main/ui/HostFace.h"
+#include "main/ui/chat/ChatInput.h"
 #include "main/ui/chat/Transcript.h"
 
 namespace vantora {
-
-// One line of text without any help: no completion, no correction, no ring around it.
-class ChatInput final : public QLineEdit {
- public:
-  explicit ChatInput(QWidget* parent = nullptr);
-
- protected:
-  void initStyleOption(QStyleOptionFrame* option) const override;
-};
 
 // Made hidden; closing only hides it, and the transcript stays. What the local user says shows when the server's echo
 // arrives. Thread: main (of the interface). Owner: HostStatusBar.
@@ -41,7 +32,7 @@ class HostChatWindow final : public QWidget {
   void setShownHandler(std::function<void()> handler) { shownHandler_ = std::move(handler); }
 
   Transcript& transcript() { return *transcript_; }
-  QLineEdit& input() { return *input_; }
+  ChatInput& input() { return *input_; }
   QPushButton& sendButton() { return *send_; }
 
  protected:

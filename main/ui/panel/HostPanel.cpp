@@ -201,7 +201,7 @@ void HostPanel::setState(const HostState& state, qint64 unreadChatCount) {
 }
 
 void HostPanel::paintIcon() {
-  const QIcon icon = makeStatusIcon(statusColor(state_.iceState), unread_ > 0);
+  const QIcon icon = makeStatusIcon(statusColor(state_.iceState), palette().color(QPalette::WindowText), unread_ > 0);
   icon_->setPixmap(icon.pixmap(QSize(kIconSide, kIconSide), devicePixelRatioF()));
 }
 

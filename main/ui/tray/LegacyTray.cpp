@@ -31,7 +31,7 @@ LegacyTray::LegacyTray(std::function<void(MenuAction)> triggered) : triggered_(s
 void LegacyTray::setLook(const TrayLook& look) {
   if (look == look_ && icon_.isVisible()) return;
   look_ = look;
-  icon_.setIcon(makeStatusIcon(look.fill, look.unread));
+  icon_.setIcon(makeStatusIcon(look.fill, look.outline, look.unread));
   icon_.setToolTip(literalToolTip(look.toolTip));
   icon_.show();
 }

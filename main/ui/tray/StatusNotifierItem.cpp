@@ -37,7 +37,7 @@ constexpr auto kDescription = R"xml(
 )xml";
 
 QList<DBusImage> pictures(const TrayLook& look) {
-  const QIcon icon = makeStatusIcon(look.fill, look.unread);
+  const QIcon icon = makeStatusIcon(look.fill, look.outline, look.unread);
   QList<DBusImage> all;
   for (const QSize& size : icon.availableSizes()) {
     QImage image = icon.pixmap(size, 1.0).toImage().convertToFormat(QImage::Format_ARGB32);
@@ -59,7 +59,9 @@ StatusNotifierItem::StatusNotifierItem(const QDBusConnection& bus, std::function
 
 void StatusNotifierItem::setLook(const TrayLook& look) {
   const TrayLook before = std::exchange(look_, look);
-  if (before.fill != look.fill || before.unread != look.unread) emitSignal(u"NewIcon"_s);
+  if (before.fill != look.fill || before.outline != look.outline || before.unread != look.unread) {
+    emitSignal(u"NewIcon"_s);
+  }
   if (before.toolTip != look.toolTip) emitSignal(u"NewToolTip"_s);
 }
 

@@ -8,6 +8,7 @@ namespace vantora {
 
 struct TrayLook {
   QColor fill;
+  QColor outline;
   bool unread = false;
   QString toolTip;
 

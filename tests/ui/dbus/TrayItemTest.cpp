@@ -5,6 +5,7 @@
 #include <QtEndian>
 
 #include "main/ui/StatusIcon.h"
+#include "main/ui/Theme.h"
 #include "tests/ui/dbus/BusFixture.h"
 
 using namespace Qt::Literals::StringLiterals;
@@ -54,13 +55,13 @@ TEST_F(TrayItemTest, givesItsIconInEverySizeThatPanelsUse) {
     EXPECT_EQ(picture.width, picture.height);
     EXPECT_EQ(picture.pixels.size(), picture.width * picture.height * 4);
     sizes.append(picture.width);
-    const QImage expected = makeStatusIcon(statusColor(IceState::fresh), false)
+    const QImage expected = makeStatusIcon(statusColor(IceState::fresh), iconOutline(), false)
                                 .pixmap(QSize(picture.width, picture.height), 1.0)
                                 .toImage()
                                 .convertToFormat(QImage::Format_ARGB32);
     EXPECT_EQ(decoded(picture), expected) << picture.width;
   }
-  for (const int size : {16, 22, 24, 32, 48, 64}) EXPECT_TRUE(sizes.contains(size)) << size;
+  for (const int size : {16, 22, 24, 32, 44, 48, 64, 96, 128}) EXPECT_TRUE(sizes.contains(size)) << size;
 }
 
 TEST_F(TrayItemTest, changesColourWithTheConnection) {
@@ -77,6 +78,24 @@ TEST_F(TrayItemTest, changesColourWithTheConnection) {
     EXPECT_TRUE(reader_->heard().contains(u"NewIcon"_s));
     EXPECT_EQ(colour(), statusColor(state));
   }
+}
+
+TEST_F(TrayItemTest, outlinesTheBoltInTheColourOfTextAlsoAfterThePaletteChanged) {
+  startInPanel();
+  // The line outside the upper tip.
+  const auto outline = [this] {
+    const QImage image = decoded(reader_->icon().last());
+    return image.pixelColor(qRound(image.width() * 10.2 / 18), qRound(image.height() * 2.8 / 18));
+  };
+  const QColor before = outline();
+  EXPECT_LT(before.lightness(), 64);
+  reader_->heard();
+  QApplication::setPalette(theme::darkPalette());
+  EXPECT_TRUE(waitFor([this] { return reader_->heard().contains(u"NewIcon"_s); }));
+  EXPECT_GT(outline().lightness(), 192);
+  QApplication::setPalette(QPalette());
+  EXPECT_TRUE(waitFor([this] { return reader_->heard().contains(u"NewIcon"_s); }));
+  EXPECT_EQ(outline(), before);
 }
 
 TEST_F(TrayItemTest, tellsStateAndPresetInItsToolTip) {

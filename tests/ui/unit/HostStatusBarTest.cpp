@@ -122,6 +122,24 @@ TEST_F(HostStatusBarTest, clearsTheCountWhenAMessageArrivesInSight) {
   EXPECT_EQ(bar_.unreadChatCount(), 0);
 }
 
+TEST_F(HostStatusBarTest, goesOnFromTheCountOfAnEarlierInterface) {
+  bar_.setUnread(3);
+  interface_.presentChat(u"viewer"_s, u"four"_s, 0);
+  EXPECT_EQ(bar_.unreadChatCount(), 4);
+}
+
+TEST_F(HostStatusBarTest, tellsWhenUnseenMessagesComeIntoSight) {
+  int read = 0;
+  bar_.setReadHandler([&] { ++read; });
+  bar_.showChatWindow();
+  interface_.presentChat(u"viewer"_s, u"one"_s, 0);
+  EXPECT_EQ(read, 0);
+  bar_.chatWindow().close();
+  interface_.presentChat(u"viewer"_s, u"two"_s, 0);
+  bar_.showChatWindow();
+  EXPECT_EQ(read, 1);
+}
+
 TEST_F(HostStatusBarTest, raisesChatAndPanelOnASecondLaunchWithoutATray) {
   EXPECT_EQ(panel(), nullptr);
   interface_.handleReopen();

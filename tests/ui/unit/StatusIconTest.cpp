@@ -15,7 +15,7 @@ const QColor kDot(0xff, 0x3b, 0x30);
 class StatusIconTest : public testing_ui::UiTest {
  protected:
   static QImage drawn(const QColor& fill, bool unread, int side, qreal ratio = 1) {
-    return makeStatusIcon(fill, unread)
+    return makeStatusIcon(fill, Qt::black, unread)
         .pixmap(QSize(side, side), ratio)
         .toImage()
         .convertToFormat(QImage::Format_ARGB32);
@@ -98,7 +98,7 @@ TEST_F(StatusIconTest, isDrawnAnewForEverySizeAndScale) {
 }
 
 TEST_F(StatusIconTest, keepsItsColoursWhateverTheDesktopDoesWithIcons) {
-  const QIcon icon = makeStatusIcon(Qt::green, false);
+  const QIcon icon = makeStatusIcon(Qt::green, Qt::black, false);
   EXPECT_FALSE(icon.isMask());
   EXPECT_EQ(icon.pixmap(QSize(32, 32), QIcon::Disabled).toImage(), icon.pixmap(QSize(32, 32)).toImage());
 }

@@ -1,0 +1,22 @@
+// Tells when the desktop turns light or dark.
+#pragma once
+
+#include <QObject>
+#include <functional>
+
+namespace vantora {
+
+// Calls `changed` whenever the application's palette has changed. Thread: main (of the interface). Owner:
+// UserInterface.
+class PaletteWatch final : public QObject {
+ public:
+  explicit PaletteWatch(std::function<void()> changed);
+
+ protected:
+  bool eventFilter(QObject* watched, QEvent* event) override;
+
+ private:
+  const std::function<void()> changed_;
+};
+
+}  // namespace vantora
