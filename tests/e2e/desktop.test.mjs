@@ -1,50 +1,15 @@
 // The host's face on a real desktop: its windows and the clipboard, and what becomes of the session when the desktop fails.
 import assert from 'node:assert/strict';
 import { readdir, readFile } from 'node:fs/promises';
-import { join } from 'node:path';
 import { test } from 'node:test';
-import { Child } from './lib/child.mjs';
-import { build } from './lib/paths.mjs';
+import { conversation, desktopProcess, launchAgain, manageWindows, window } from './lib/desktop.mjs';
 import { withSession } from './lib/session.mjs';
 import { BareControl, framesShown, shows } from './lib/viewer.mjs';
 import { until } from './lib/wait.mjs';
 
-/// The process id of the host's desktop process; waits until there is one that is not `old`.
-async function desktopProcess(host, old = 0) {
-  return until(async () => {
-    const children = (await readFile(`/proc/${host.child.pid}/task/${host.child.pid}/children`, 'utf8')).trim().split(' ');
-    for (const child of children.filter(Boolean).map(Number)) {
-      const command = await readFile(`/proc/${child}/cmdline`, 'utf8').catch(() => '');
-      if (child !== old && command.includes('vantora-host')) return child;
-    }
-    return null;
-  }, { deadline: 15000, what: 'the desktop process' });
-}
-
-async function window(screen, name) {
-  const found = await screen.run('xdotool', ['search', '--onlyvisible', '--name', name]).catch(() => '');
-  return found.trim().split('\n').filter(Boolean)[0];
-}
-
-/// Launches the program once more, just as the session's host was launched.
-async function launchAgain(session) {
-  const { home } = session.host;
-  const again = new Child(join(build, 'vantora-host'), [], {
-    clearEnv: true,
-    env: { PATH: process.env.PATH, HOME: home, LANG: 'C.UTF-8', XDG_RUNTIME_DIR: join(home, 'run'), ICE_URLS: ',', ...session.hostEnvironment() },
-  });
-  session.keep(again);
-  await until(() => again.exit, { deadline: 10000, what: 'the end of the second launch' });
-  return again;
-}
-
 async function withDesktop(t, body, want = {}) {
   await withSession(t, { ...want, host: { env: { CONTROL_TOKEN: '123456' } } }, async (session) => {
-    // A window that comes while the window manager takes over may get lost.
-    session.keep(session.screen.start('openbox', ['--sm-disable', '--startup',
-      'xprop -root -format _TEST_MANAGED 8s -set _TEST_MANAGED yes']));
-    await until(async () => (await session.screen.run('xprop', ['-root', '_TEST_MANAGED'])).includes('yes'),
-      { what: 'the window manager' });
+    await manageWindows(session);
     await desktopProcess(session.host);
     await body(session);
   });
@@ -131,6 +96,28 @@ test('aDesktopProcessThatEndsIsStartedAgain', async (t) => {
       await viewer.send({ type: 'clipboard_set', text: 'after the fall' });
       return (await session.screen.run('xclip', ['-selection', 'clipboard', '-o']).catch(() => '')) === 'after the fall';
     }, { every: 200, deadline: 10000, what: 'the text on the clipboard' });
+  });
+});
+
+test('theConversationOutlivesTheDesktopProcess', async (t) => {
+  await withDesktop(t, async (session) => {
+    const page = await session.bare();
+    await new BareControl(page).open();
+    const say = (text) => page.evaluate((text) => bare.signal({ type: 'chat_send', text }), text);
+    const first = await desktopProcess(session.host);
+    await say('before the fall');
+    await session.host.line(/^\[chat-ui\] presentChat from=\S+ len=15$/);
+    // What a process that hangs was told is not lost either.
+    process.kill(first, 'SIGSTOP');
+    await say('into the void');
+    await session.host.line(/^\[chat\] .*: into the void @\d+$/);
+    process.kill(first, 'SIGKILL');
+    await desktopProcess(session.host, first);
+    await session.host.line(/^\[chat-ui\] presentChat from=\S+ len=13$/);
+    await launchAgain(session);
+    const text = await conversation(session);
+    assert.match(text, /: before the fall .*\n.*: into the void /);
+    assert.equal(session.host.log.filter((line) => line.startsWith('[chat-ui]')).length, 2);
   });
 });
 

@@ -13,13 +13,13 @@ export async function run(command, args = [], options = {}) {
 
 /// One started process. `lines` holds what it wrote, one entry a line: {from: 'out'|'err', text, at}.
 export class Child {
-  constructor(command, args, { env = {}, clearEnv = false, stdio = [], cwd, group = false } = {}) {
+  constructor(command, args, { env = {}, clearEnv = false, input = 'ignore', stdio = [], cwd, group = false } = {}) {
     this.name = command.split('/').pop();
     this.lines = [];
     this.exit = null;
     this.process = spawn(command, args, {
       env: { ...(clearEnv ? {} : process.env), ...env },
-      stdio: ['ignore', 'pipe', 'pipe', ...stdio],
+      stdio: [input, 'pipe', 'pipe', ...stdio],
       cwd,
       detached: group,
     });

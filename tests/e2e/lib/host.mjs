@@ -5,13 +5,14 @@ import { Child } from './child.mjs';
 import { build, temporaryDirectory } from './paths.mjs';
 
 export class Host {
-  /// Starts it with a home directory of its own; `env` adds to what it sees and `args` are its arguments.
-  static async start({ env = {}, args = [], wrapper = [] } = {}) {
+  /// Starts it with a home directory of its own; `env` adds to what it sees, `args` are its arguments,
+  /// and `program` is another copy of it than the one that was built.
+  static async start({ env = {}, args = [], wrapper = [], program = join(build, 'vantora-host') } = {}) {
     const home = await temporaryDirectory('home');
     const runtime = join(home.path, 'run');
     await mkdir(join(home.path, 'Downloads'));
     await mkdir(runtime, { mode: 0o700 });
-    const [command, ...rest] = [...wrapper, join(build, 'vantora-host'), ...args];
+    const [command, ...rest] = [...wrapper, program, ...args];
     const child = new Child(command, rest, {
       clearEnv: true,
       env: {

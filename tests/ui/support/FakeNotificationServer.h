@@ -1,11 +1,13 @@
 // A desktop's notification server that the test plays.
 #pragma once
 
+#include <QDBusArgument>
 #include <QDBusConnection>
 #include <QDBusMessage>
 #include <QDBusVirtualObject>
 #include <QStringList>
 #include <QVariantMap>
+#include <functional>
 
 namespace vantora::testing_ui {
 
@@ -40,6 +42,8 @@ class FakeNotificationServer final : public QDBusVirtualObject {
   // What was to be shown, in order.
   const QList<ShownNotification>& shown() const { return shown_; }
   int askedForAbilities() const { return asked_; }
+  // Called for each of them.
+  std::function<void(const ShownNotification&)> listener;
   // From now on nothing is answered.
   void fallSilent() { silent_ = true; }
 
@@ -59,6 +63,7 @@ class FakeNotificationServer final : public QDBusVirtualObject {
       shown_.append({in.value(0).toString(), in.value(1).toUInt(), in.value(2).toString(), in.value(3).toString(),
                      in.value(4).toString(), in.value(5).toStringList(), qdbus_cast<QVariantMap>(in.value(6)),
                      in.value(7).toInt(), ++lastId_});
+      if (listener) listener(shown_.last());
       reply = message.createReply(lastId_);
     } else {
       return false;
