@@ -28,7 +28,7 @@ async function firstSecond(codec, rate) {
     const [first, full] = [[], []];
     for (let round = 0; round < 5; round++) {
       const page = await each.bare();
-      await until(() => page.evaluate(() => bare.fullSizeAt), { deadline: 20000, what: 'a frame of full size' });
+      await until(() => page.evaluate(() => bare.size === '1280x720'), { deadline: 20000, what: 'a frame of full size' });
       const times = await page.evaluate(() => ({ answered: bare.answeredAt, first: bare.firstFrameAt, full: bare.fullSizeAt }));
       first.push(times.first - times.answered);
       full.push(times.full - times.answered);
@@ -45,12 +45,12 @@ for (const codec of ['h264', 'av1']) {
 }
 
 // What waits between a change and its picture while the link is too thin for what moves beside it.
-for (const [codec, rate] of [['h264', '1mbit'], ['h264', '2mbit'], ['av1', '1mbit'], ['av1', '2mbit']]) {
+for (const [codec, rate] of ['h264', 'vp8', 'vp9', 'av1'].flatMap((codec) => [[codec, null], [codec, '2mbit'], [codec, '1mbit']])) {
   await session({ screen: '1280x720', host: { env: { PREFERRED_CODEC: codec, CONTROL_TOKEN: '123456' } } }, async (each) => {
     const page = await each.bare();
     const viewer = await new BareControl(page).open();
     await viewer.takeControl('123456');
-    await each.far.shape({ rate });
+    if (rate) await each.far.shape({ rate });
     each.keep(each.screen.start('xterm', ['-geometry', '150x54+360+0', '-e', 'sh', '-c',
       'i=0; while :; do i=$((i+1)); echo "$i text that scrolls by $((i*7919)) and never ends"; sleep 0.03; done']));
     const script = 'stty raw -echo; i=0; while read -rn1; do i=$((1-i)); [ $i = 1 ] && printf "\\033[?5h" || printf "\\033[?5l"; done';
@@ -81,7 +81,7 @@ for (const [codec, rate] of [['h264', '1mbit'], ['h264', '2mbit'], ['av1', '1mbi
       const end = performance.now() + 200 + 37 * (round % 7);
       await until(() => performance.now() > end, { what: 'the pause' });
     }
-    const link = rate.replace('mbit', ' Mbit/s');
+    const link = rate ? rate.replace('mbit', ' Mbit/s') : 'no limit';
     figure(`key to pixel beside scrolling text, ${codec}, ${link}, median`, share(times), 'ms');
     figure(`key to pixel beside scrolling text, ${codec}, ${link}, 95th of 100`, share(times, 0.95), 'ms');
   });
@@ -91,8 +91,12 @@ for (const [codec, rate] of [['h264', '1mbit'], ['h264', '2mbit'], ['av1', '1mbi
 const folder = await mkdtemp(join(tmpdir(), 'vantora-bench-'));
 const file = join(folder, 'recovery');
 const test = join(dirname(fileURLToPath(import.meta.url)), '../../tests/e2e/recovery.test.mjs');
+let recovered = true;
 await run('node', ['--test', '--test-name-pattern', '^(aCable|theHosts|theViewers|theRoomServer)', test],
-  { timeout: 1_200_000, env: { ...process.env, VANTORA_ROUNDS: '20', VANTORA_FIGURES: file } });
+  { timeout: 1_200_000, env: { ...process.env, VANTORA_ROUNDS: '20', VANTORA_FIGURES: file } }).catch((error) => {
+  recovered = false;
+  console.log(`not every loss was recovered: ${error.stdout ?? error}`);
+});
 for (const line of (await readFile(file, 'utf8')).trim().split('\n')) {
   const { name, median, worst, rounds } = JSON.parse(line);
   figure(`link up to new picture, ${name}, median of ${rounds}`, median, 'ms', 3000);
@@ -101,3 +105,4 @@ for (const line of (await readFile(file, 'utf8')).trim().split('\n')) {
 await rm(folder, { recursive: true });
 
 await writeFigures(process.argv[2]);
+if (!recovered) process.exitCode = 1;

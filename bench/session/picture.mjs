@@ -1,5 +1,6 @@
 // How text looks and moves with each codec: node picture.mjs OUT; runs inside scripts/lab. The browser decodes on the same
 // machine, so frames a second are those that both can do together.
+import { run } from '../../tests/e2e/lib/child.mjs';
 import { Session } from '../../tests/e2e/lib/session.mjs';
 import { BareControl, received, receivedRates } from '../../tests/e2e/lib/viewer.mjs';
 import { until } from '../../tests/e2e/lib/wait.mjs';
@@ -41,7 +42,8 @@ async function shownLuma(page) {
 
 /// The same of the X server's own picture.
 async function trueLuma(screen) {
-  const rgb = await screen.run('import', ['-window', 'root', '-depth', '8', 'rgb:-'], { encoding: 'buffer' });
+  const rgb = await run('import', ['-window', 'root', '-depth', '8', 'rgb:-'],
+    { encoding: 'buffer', env: { ...process.env, ...screen.env } });
   const luma = Buffer.alloc(rgb.length / 3);
   for (let i = 0; i < luma.length; i++) luma[i] = Math.round(0.299 * rgb[3 * i] + 0.587 * rgb[3 * i + 1] + 0.114 * rgb[3 * i + 2]);
   return luma;
@@ -74,6 +76,7 @@ for (const codec of codecs) {
     const viewer = await new BareControl(page).open();
     const text = await pages(each);
     await viewer.send({ type: 'quality', preset: 'low_stable' });
+    await until(async () => (await received(page))?.codec?.toLowerCase() === codec, { deadline: 10000, what: codec });
     for (const kbps of [1000, 2000, 6000]) {
       text.go();
       await viewer.send({ type: 'video_params', maxBitrateKbps: kbps });
@@ -92,7 +95,8 @@ for (const codec of codecs) {
     const page = await each.bare();
     const viewer = await new BareControl(page).open();
     each.keep(each.screen.scrollingText({ pause: 0.012 }));
-    for (const [preset, fps] of [['low', 30], ['low_stable', 15], ['medium', 30], ['high', 60], ['gaming', 60]]) {
+    for (const [preset, fps] of [['low', 30], ['low_stable', 15], ['medium', 30], ['high', 60], ['gaming', 60], ['ultra', 60], ['max', 60],
+      ['native', 60], ['auto', 60]]) {
       await viewer.send({ type: 'quality', preset });
       // "gaming" chooses a codec of its own for the next offer; here all are compared.
       await viewer.send({ type: 'codec', codec });

@@ -17,6 +17,9 @@ std::function<void(const QString&)>& currentSink() {
   return sink;
 }
 
+// Characters of a line. Wire texts are quoted in lines, and some may have megabytes.
+constexpr qsizetype kLongest = 10'000;
+
 void writeAll(const QByteArray& bytes) {
   const char* data = bytes.constData();
   qsizetype left = bytes.size();
@@ -31,10 +34,13 @@ void writeAll(const QByteArray& bytes) {
 
 }  // namespace
 
+// One event is one line, also when it quotes a text that came over the wire, and nothing in it is a command to the
+// terminal that shows it.
 void logLine(const QString& text) {
-  // One event is one line, also when it quotes a text that came over the wire.
-  QString line = text;
-  line.replace(u'\n', u' ').replace(u'\r', u' ');
+  QString line = text.size() > kLongest ? text.left(kLongest) + u'\u2026' : text;
+  for (QChar& each : line) {
+    if (each.category() == QChar::Other_Control && each != u'\t') each = u' ';
+  }
   const std::lock_guard lock(sinkMutex());
   if (currentSink()) {
     currentSink()(line);

@@ -22,8 +22,8 @@ class DataChannel {
     std::function<void(ChannelState)> stateChanged;
     std::function<void(const QByteArray& data, bool binary)> message;
   };
-  // Received bytes that may wait for the main thread; a viewer that sends faster than they are
-  // handled beyond this loses the channel.
+  // Received bytes that may wait for the main thread, each message counted with a little more than its length; a viewer
+  // that sends faster than they are handled beyond this loses the channel.
   static constexpr qint64 kMaxPendingBytes = 64LL * 1024 * 1024;
 
   virtual ~DataChannel() = default;

@@ -1,7 +1,9 @@
 #include "main/rtc/LibDataChannel.h"
 
+#include <chrono>
 #include <deque>
 #include <mutex>
+#include <utility>
 #include <variant>
 
 #include "main/base/Log.h"
@@ -28,6 +30,11 @@ ChannelState stateOf(webrtc::DataChannelInterface::DataState state) {
   return ChannelState::closed;
 }
 
+// What a message takes while it waits, beside its own bytes: an empty one is not free.
+constexpr qint64 kCostOfMessage = 128;
+// How long main hands on messages without a break.
+constexpr std::chrono::milliseconds kSlice{10};
+
 struct Message {
   QByteArray data;
   bool binary;
@@ -46,7 +53,8 @@ class LibDataChannel::Observer final : public webrtc::DataChannelObserver,
 
   void OnMessage(const webrtc::DataBuffer& buffer) override {
     const auto size = static_cast<qint64>(buffer.size());
-    enqueue(Message{QByteArray(reinterpret_cast<const char*>(buffer.data.data()), size), buffer.binary}, size);
+    enqueue(Message{QByteArray(reinterpret_cast<const char*>(buffer.data.data()), size), buffer.binary},
+            size + kCostOfMessage);
   }
 
   // Main thread.
@@ -62,7 +70,7 @@ class LibDataChannel::Observer final : public webrtc::DataChannelObserver,
 
  private:
   void enqueue(Event event, qint64 size) {
-    bool post = false;
+    bool first = false;
     {
       const std::lock_guard lock(mutex_);
       if (size > 0 && overflowed_) return;
@@ -73,31 +81,43 @@ class LibDataChannel::Observer final : public webrtc::DataChannelObserver,
         pendingBytes_ += size;
         queue_.emplace_back(std::move(event), size);
       }
-      post = !posted_;
+      first = !posted_;
       posted_ = true;
     }
-    if (!post) return;
+    if (first) post();
+  }
+
+  void post() {
     postToMain([weak = weak_from_this()] {
       if (const auto self = weak.lock()) self->drain();
     });
   }
 
-  // Main thread.
+  // Main thread. Hands on what waits, for a while: others want that thread, too.
   void drain() {
-    std::deque<std::pair<Event, qint64>> batch;
+    const auto end = std::chrono::steady_clock::now() + kSlice;
+    while (!detached_) {
+      std::pair<Event, qint64> next;
+      {
+        const std::lock_guard lock(mutex_);
+        if (queue_.empty()) {
+          posted_ = false;
+          break;
+        }
+        next = std::move(queue_.front());
+        queue_.pop_front();
+      }
+      deliver(next.first);
+      {
+        const std::lock_guard lock(mutex_);
+        pendingBytes_ -= next.second;
+      }
+      if (std::chrono::steady_clock::now() >= end) return post();
+    }
     bool closeChannel = false;
     {
       const std::lock_guard lock(mutex_);
-      batch.swap(queue_);
-      posted_ = false;
-      closeChannel = closeOnMain_;
-      closeOnMain_ = false;
-    }
-    for (auto& [event, size] : batch) {
-      if (detached_) return;
-      deliver(event);
-      const std::lock_guard lock(mutex_);
-      pendingBytes_ -= size;
+      closeChannel = std::exchange(closeOnMain_, false);
     }
     if (closeChannel && !detached_) channel_->Close();
   }

@@ -1,5 +1,8 @@
 #include "main/session/Host.h"
 
+#include <algorithm>
+#include <limits>
+
 #include "main/base/FreeMemory.h"
 #include "main/base/Log.h"
 #include "main/session/ChatOutbox.h"
@@ -152,7 +155,9 @@ OfferShape Host::offerShape() const {
 // Room for what is sent again and for the pacing of a large frame.
 void Host::setMaxBitrate() {
   constexpr double kHeadroom = 1.5;
-  if (link_) link_->connection->setMaxBitrate(static_cast<int>(quality_->lastTarget().kbps * 1000 * kHeadroom));
+  const double most = quality_->lastTarget().kbps * 1000.0 * kHeadroom;
+  if (link_)
+    link_->connection->setMaxBitrate(static_cast<int>(std::min<double>(most, std::numeric_limits<int>::max())));
 }
 
 // Gives the current connection its video.

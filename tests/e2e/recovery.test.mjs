@@ -32,8 +32,10 @@ async function inARow(t, name, lose, check = () => {}) {
       const from = session.host.child.lines.length;
       await lose(session, round);
       const colour = colours[round % colours.length];
-      await session.screen.paint(colour);
-      times.push((await timed(() => shows(page, colour, { deadline: 20000 }))).ms);
+      times.push((await timed(async () => {
+        await session.screen.paint(colour);
+        await shows(page, colour, { deadline: 20000 });
+      })).ms);
       // Control works again as well.
       const viewer = await new BareControl(page).open();
       await viewer.settled();

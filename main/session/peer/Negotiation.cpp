@@ -1,9 +1,11 @@
 #include "main/session/peer/Negotiation.h"
 
+#include <algorithm>
 #include <limits>
 
 #include "main/base/Log.h"
 #include "main/video/sdp/BitrateHints.h"
+#include "main/video/sdp/CodecNames.h"
 #include "main/video/sdp/SdpInspect.h"
 #include "main/video/sdp/SdpTools.h"
 
@@ -14,6 +16,9 @@ using namespace Qt::Literals::StringLiterals;
 
 // A viewer has a handful of addresses; what exceeds this while no answer has come is an attack.
 constexpr qsizetype kMaxPendingCandidates = 256;
+constexpr qsizetype kMaxPendingTexts = 256 * 1024;  // Characters of all of them.
+// Requests for offers that come while one is made; more of them would get what these get.
+constexpr int kMaxOffersWaiting = 4;
 
 }  // namespace
 
@@ -25,7 +30,7 @@ QString shapeOffer(QString sdp, const OfferShape& shape) {
   } else {
     sdp = SdpTools::preferH264(sdp);
   }
-  if (rewriteProfile && shape.h264Profile && !shape.h264Profile->isEmpty()) {
+  if (rewriteProfile && shape.h264Profile && !shape.h264Profile->isEmpty() && fitsIntoOffer(*shape.h264Profile)) {
     sdp = SdpTools::rewriteH264Profile(sdp, *shape.h264Profile);
   }
   const BitrateHints hints = bitrateHints(shape.lastMaxBitrateKbps, shape.xGoogleMinKbpsOverride,
@@ -46,7 +51,7 @@ void Negotiation::makeOffer() {
   if (!peer_) return;
   // The library refuses an offer that was created before the one ahead of it was set.
   if (offering_) {
-    ++offersWaiting_;
+    offersWaiting_ = std::min(offersWaiting_ + 1, kMaxOffersWaiting);
     return;
   }
   offering_ = true;
@@ -137,9 +142,19 @@ void Negotiation::handleIce(const JsonObject& message) {
   candidate.sdpMid = stringField(*body, "sdpMid"_L1);
   if (peer_->hasRemoteDescription()) {
     addCandidateCompat(candidate);
-  } else if (pendingRemoteCandidates_.size() < kMaxPendingCandidates) {
-    pendingRemoteCandidates_.append(candidate);
+  } else {
+    keepForLater(candidate);
   }
+}
+
+void Negotiation::keepForLater(const IceCandidate& candidate) {
+  const auto length = [](const IceCandidate& each) {
+    return each.candidate.size() + each.sdpMid.value_or(QString()).size();
+  };
+  qsizetype characters = length(candidate);
+  for (const IceCandidate& each : std::as_const(pendingRemoteCandidates_)) characters += length(each);
+  if (pendingRemoteCandidates_.size() >= kMaxPendingCandidates || characters > kMaxPendingTexts) return;
+  pendingRemoteCandidates_.append(candidate);
 }
 
 void Negotiation::addCandidateCompat(const IceCandidate& candidate) {

@@ -43,7 +43,7 @@ class Negotiation {
   void attach(PeerConnection* peer);
 
   // Creates, rewrites, sets and sends an offer; while one is being made, the next waits for its
-  // turn. Needs an attached connection.
+  // turn, and a few at most do. Needs an attached connection.
   void makeOffer();
   // "answer": applies it or, in the wrong state, drops it and offers again.
   void handleAnswer(const JsonObject& message);
@@ -60,6 +60,8 @@ class Negotiation {
   void sendOffer(const QString& sdp, const std::optional<QString>& failure);
   void offerEnded();
   void applyAnswer(const QString& sdp);
+  // Bounded in number and in characters; what exceeds that is dropped.
+  void keepForLater(const IceCandidate& candidate);
   void addCandidateCompat(const IceCandidate& candidate);
 
   Callbacks callbacks_;

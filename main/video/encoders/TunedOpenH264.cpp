@@ -7,6 +7,7 @@
 #include <chrono>
 #include <memory>
 #include <optional>
+#include <thread>
 
 #include "main/video/encoders/ChangedBlocks.h"
 #include "main/video/encoders/QuantizerControl.h"
@@ -18,9 +19,16 @@ extern "C" void __wrap_WelsDestroySVCEncoder(ISVCEncoder* encoder);
 
 namespace {
 
-// Pictures from this size on are worth a second thread, each with a slice of its own.
-constexpr int kThreadedPixels = 1280 * 720;
-constexpr unsigned short kThreads = 2;
+// Threads for a picture of so many pixels, each with a slice of its own. Every slice costs a little quality, and the
+// machine has other things to do: no more than half of many cores.
+unsigned short threadsFor(int pixels) {
+  constexpr int kPixelsOfThread = 1280 * 720 / 2;
+  constexpr int kMost = 4;
+  const int cores = static_cast<int>(std::max(1U, std::thread::hardware_concurrency()));
+  return static_cast<unsigned short>(
+      std::clamp(pixels / kPixelsOfThread, 1, std::min(kMost, std::max(std::min(cores, 2), cores / 2))));
+}
+
 constexpr int kBlock = 16;
 
 double bitsOf(const SFrameBSInfo& info) {
@@ -46,9 +54,10 @@ class TunedEncoder final : public ISVCEncoder {
     parameters_ = *parameters;
     SSpatialLayerConfig& layer = parameters_.sSpatialLayers[0];
     const int pixels = parameters_.iPicWidth * parameters_.iPicHeight;
-    if (pixels >= kThreadedPixels && layer.sSliceArgument.uiSliceMode == SM_FIXEDSLCNUM_SLICE) {
-      parameters_.iMultipleThreadIdc = kThreads;
-      layer.sSliceArgument.uiSliceNum = kThreads;
+    if (layer.sSliceArgument.uiSliceMode == SM_FIXEDSLCNUM_SLICE) {
+      const unsigned short threads = threadsFor(pixels);
+      parameters_.iMultipleThreadIdc = threads;
+      layer.sSliceArgument.uiSliceNum = threads;
     }
     parameters_.iRCMode = RC_OFF_MODE;
     parameters_.bEnableFrameSkip = false;

@@ -11,6 +11,9 @@ namespace {
 
 using namespace Qt::Literals::StringLiterals;
 
+// Characters of a preset's name that are kept: any text may be one, and it is told four times a second.
+constexpr qsizetype kLongestName = 64;
+
 std::optional<int> clamped(std::optional<qint64> value, int low, int high) {
   if (!value) return std::nullopt;
   return static_cast<int>(std::clamp<qint64>(*value, low, high));
@@ -63,7 +66,7 @@ VideoTarget VideoQuality::nativeBucket() const {
 }
 
 void VideoQuality::applyQualityPreset(const QString& name) {
-  QString preset = name;
+  QString preset = name.left(kLongestName);
   if (preset == "auto"_L1) {
     const std::vector<Display> list = displays_.list();
     preset =
@@ -178,7 +181,10 @@ void VideoQuality::handleClientPrefs(const JsonObject& message) {
   const auto prefs = objectField(message, "prefs"_L1);
   if (!prefs) return;
   const auto quality = stringField(*prefs, "quality"_L1);
-  if (quality && !quality->isEmpty()) applyQualityPreset(*quality);
+  if (quality && !quality->isEmpty()) {
+    currentQualityPreset_ = quality->left(kLongestName);
+    applyQualityPreset(*quality);
+  }
   if (const auto fps = integerField(*prefs, "fps"_L1)) applyVideoParams({}, fps, {}, {});
   logLine(u"[prefs] applied from client: quality=%1 fps=%2"_s.arg(currentQualityPreset_).arg(lastTarget_.fps));
 }

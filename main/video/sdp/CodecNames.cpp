@@ -1,5 +1,6 @@
 #include "main/video/sdp/CodecNames.h"
 
+#include <algorithm>
 #include <array>
 
 using namespace Qt::Literals::StringLiterals;
@@ -41,6 +42,11 @@ QString h264ProfileFor(const QString& text) {
     if (name == profile.name) return profile.levelId;
   }
   return text;
+}
+
+bool fitsIntoOffer(const QString& profile) {
+  constexpr qsizetype kLongest = 64;
+  return profile.size() <= kLongest && std::ranges::all_of(profile, [](QChar c) { return c >= u' ' && c <= u'~'; });
 }
 
 }  // namespace vantora

@@ -24,5 +24,8 @@ struct CodecChoice {
 // profile-level-id for `text`: the table's value for a profile name in any case, else `text` itself
 // exactly as given, so that a profile-level-id can be named directly.
 [[nodiscard]] QString h264ProfileFor(const QString& text);
+// Whether `profile`, which may be any text of a viewer, can be written into an offer: a short text of printable ASCII
+// characters. Anything else would break the lines of the offer, or make it longer than a server takes.
+[[nodiscard]] bool fitsIntoOffer(const QString& profile);
 
 }  // namespace vantora

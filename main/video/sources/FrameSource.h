@@ -37,6 +37,7 @@ class FrameSource : public webrtc::Notifier<webrtc::VideoTrackSourceInterface> {
 
   // While inactive, frames are dropped before anything is done with them. Active at first.
   void setActive(bool active) { active_.store(active); }
+  bool active() const { return active_.load(); }
   // Called whenever the encoder needs a frame: on its request and when a sink is added or changes
   // what it wants. Called on any thread, under a lock: it must not block and not call back. After
   // setting another handler, or none, the old one is not running any more.

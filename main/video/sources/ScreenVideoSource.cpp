@@ -39,7 +39,8 @@ ScreenVideoSource::ScreenVideoSource(const ScreenCaptureFactory& makeCapture, in
       if (callback && *callback) (*callback)(u"screen_recording"_s);
     });
   });
-  native_->source->adaptOutputFormat(width_, height_, fps_);
+  const QSize size = frameSizeFor(width_, height_);
+  native_->source->adaptOutputFormat(size.width(), size.height(), fps_);
 }
 
 ScreenVideoSource::~ScreenVideoSource() { thread_.check("ScreenVideoSource::~ScreenVideoSource"); }
@@ -63,7 +64,8 @@ void ScreenVideoSource::reconfigure(int width, int height, int fps, Done done) {
   width_ = width;
   height_ = height;
   fps_ = clampedFps(fps);
-  native_->source->adaptOutputFormat(width_, height_, fps_);
+  const QSize size = frameSizeFor(width_, height_);
+  native_->source->adaptOutputFormat(size.width(), size.height(), fps_);
   start(std::move(done));
 }
 

@@ -72,6 +72,7 @@ class HostileViewerTest : public HostFixture {
     const auto& sender = peer().sender();
     EXPECT_GT(sender.maxBitrateBps.value_or(1), 0);
     EXPECT_GT(sender.maxFramerate.value_or(1), 0);
+    EXPECT_GT(peer().maxBitrateBps, 0);
     EXPECT_GE(sources_.synthetic().width, 16);
     EXPECT_LE(sources_.synthetic().width, 7680);
     EXPECT_GE(sources_.synthetic().height, 16);

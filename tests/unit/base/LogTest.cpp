@@ -55,6 +55,19 @@ TEST(Log, writesALineToStandardError) {
   EXPECT_EQ(capture.text(), "[ws] \xC3\xA4\n[ws] \xC3\xB6\n");
 }
 
+TEST(Log, leavesNoCommandsToTerminalsAndNoSecondLineInWhatItQuotes) {
+  fakes::RecordedLog log;
+  logLine(u"[chat] a\x1b[2J\x07\r\n\x7f\x9b b\tc \u00e4"_s);
+  EXPECT_EQ(log.lines(), QStringList{u"[chat] a [2J      b\tc \u00e4"_s});
+}
+
+TEST(Log, cutsALineOfMegabytes) {
+  fakes::RecordedLog log;
+  logLine(QString(3'000'000, u'x'));
+  logLine(QString(10'000, u'y'));
+  EXPECT_EQ(log.lines(), (QStringList{QString(10'000, u'x') + u'\u2026', QString(10'000, u'y')}));
+}
+
 TEST(Log, neverMixesLinesOfDifferentThreads) {
   constexpr int kThreads = 8;
   constexpr int kLines = 200;

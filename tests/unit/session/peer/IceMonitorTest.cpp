@@ -111,6 +111,33 @@ TEST_F(IceMonitorTest, dropsAPendingRecoveryWithTheConnection) {
   EXPECT_EQ(events_, QStringList{u"changed disconnected"_s});
 }
 
+// Every order of four states, a second apart, against the rules in their shortest form.
+TEST_F(IceMonitorTest, recoversAsItShouldAfterEveryOrderOfStates) {
+  constexpr int kStates = 7;
+  for (int order = 0; order < kStates * kStates * kStates * kStates; ++order) {
+    monitor_.connectionReplaced();
+    events_.clear();
+    QStringList expected;
+    IceState now = IceState::fresh;
+    std::optional<int> due;  // Seconds until the grace period ends.
+    for (int step = 0, rest = order; step < 4; ++step, rest /= kStates) {
+      now = static_cast<IceState>(rest % kStates);
+      expected.append(u"changed "_s + iceStateLabel(now));
+      if (now == IceState::failed) expected.append(u"recover now"_s);
+      if (now == IceState::disconnected) due = 2;
+      if (now == IceState::failed || now == IceState::connected || now == IceState::completed) due.reset();
+      monitor_.iceConnectionDidChange(now);
+      for (int seconds = step == 3 ? 60 : 1; seconds > 0; --seconds) {
+        scheduler_.advance(1s);
+        if (!due || --*due > 0) continue;
+        due.reset();
+        if (now == IceState::disconnected || now == IceState::failed) expected.append(u"recover"_s);
+      }
+    }
+    ASSERT_EQ(events_, expected) << "order " << order;
+  }
+}
+
 TEST_F(IceMonitorTest, knowsWhenMediaCanReachAViewer) {
   for (int raw = 0; raw <= 7; ++raw) {
     const auto state = static_cast<IceState>(raw);

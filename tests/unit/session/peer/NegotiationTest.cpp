@@ -62,6 +62,23 @@ TEST_F(NegotiationTest, makesOneOfferAfterTheOther) {
   EXPECT_EQ(sent_.size(), 3);
 }
 
+TEST_F(NegotiationTest, makesAFewOffersForAFloodOfRequests) {
+  for (int i = 0; i < 100'000; ++i) negotiation_.makeOffer();
+  peer().settle();
+  EXPECT_EQ(sent_.size(), 5);
+}
+
+TEST_F(NegotiationTest, leavesAProfileOutOfTheOfferThatWouldBreakIt) {
+  const QString untouched = shapeOffer(offerText(), shape_);
+  for (const QString& profile :
+       {u"42e01f\r\na=x"_s, u"42e01f\n"_s, QString(65, u'4'), QString(200'000, u'4'), u"42\u00e9"_s, u"42\u0000"_s}) {
+    shape_.h264Profile = profile;
+    EXPECT_EQ(shapeOffer(offerText(), shape_), untouched);
+  }
+  shape_.h264Profile = QString(64, u'4');
+  EXPECT_TRUE(shapeOffer(offerText(), shape_).contains(u"profile-level-id="_s + QString(64, u'4')));
+}
+
 TEST_F(NegotiationTest, makesTheNextOfferAlsoWhenOneFailed) {
   peer().offerError = u"no"_s;
   negotiation_.makeOffer();
@@ -255,6 +272,15 @@ TEST_F(NegotiationTest, boundsTheQueueOfCandidates) {
   for (int i = 0; i < 2000; ++i) ice(candidateObject(u"x"_s));
   EXPECT_LE(negotiation_.pendingCandidates(), 1000);
   EXPECT_GE(negotiation_.pendingCandidates(), 100);
+}
+
+TEST_F(NegotiationTest, boundsTheQueueOfCandidatesInCharactersToo) {
+  offer();
+  for (int i = 0; i < 200; ++i) ice(candidateObject(QString(100'000, u'x')));
+  EXPECT_LE(negotiation_.pendingCandidates(), 3);
+  // What a viewer really sends still has its place.
+  for (int i = 0; i < 20; ++i) ice(candidateObject(QString(150, u'y')));
+  EXPECT_GE(negotiation_.pendingCandidates(), 20);
 }
 
 TEST_F(NegotiationTest, keepsQueuedCandidatesForARebuiltConnection) {

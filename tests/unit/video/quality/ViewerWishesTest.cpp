@@ -79,6 +79,24 @@ TEST_F(ViewerWishesTest, resolvesAutoInTheClientsWish) {
   EXPECT_EQ(logged().last(), u"log: [prefs] applied from client: quality=ultra fps=60"_s);
 }
 
+TEST_F(ViewerWishesTest, tellsAChangeOfTheClientsQualityByItsFiguresAlone) {
+  prefs(JsonObject{{u"quality"_s, u"medium"_s}});
+  prefs(JsonObject{{u"quality"_s, u"of no name"_s}});  // It has the figures of "medium".
+  EXPECT_EQ(quality_.currentQualityPreset(), u"of no name"_s);
+  EXPECT_TRUE(logged().filter(u"[quality] changed"_s).isEmpty());
+  displays_.set({{.bounds = {0, 0, 1920, 1080}}});
+  prefs(JsonObject{{u"quality"_s, u"high"_s}});
+  prefs(JsonObject{{u"quality"_s, u"auto"_s}});
+  EXPECT_EQ(logged().filter(u"[quality] changed"_s).size(), 1);
+}
+
+TEST_F(ViewerWishesTest, keepsTheBeginningOfAVeryLongName) {
+  prefs(JsonObject{{u"quality"_s, QString(250'000, u'q')}});
+  EXPECT_EQ(quality_.currentQualityPreset(), QString(64, u'q'));
+  quality_.applyQualityPreset(QString(250'000, u'r'));
+  EXPECT_EQ(quality_.currentQualityPreset(), QString(64, u'r'));
+}
+
 TEST_F(ViewerWishesTest, changesTheRateAloneWithTheSizeKept) {
   prefs(JsonObject{{u"fps"_s, 60}});
   EXPECT_EQ(quality_.lastTarget(), (VideoTarget{1280, 720, 60, 5529}));

@@ -29,7 +29,8 @@ TEST(PrimaryDisplayPixelSize, is1280x720WithoutADisplay) {
 }
 
 TEST(FrameSize, isTheRequestWhereverItIsSensible) {
-  for (const QSize size : {QSize(16, 16), QSize(1280, 720), QSize(1921, 1081), QSize(3840, 2160), QSize(7680, 4320)}) {
+  for (const QSize size : {QSize(16, 16), QSize(1280, 720), QSize(1921, 1081), QSize(3840, 2160), QSize(3440, 1440),
+                           QSize(4096, 2304)}) {
     EXPECT_EQ(frameSizeFor(size.width(), size.height()), size);
   }
 }
@@ -37,7 +38,10 @@ TEST(FrameSize, isTheRequestWhereverItIsSensible) {
 TEST(FrameSize, isBoundedForEveryRequest) {
   EXPECT_EQ(frameSizeFor(0, -5), QSize(16, 16));
   EXPECT_EQ(frameSizeFor(2147483647, 16), QSize(8192, 16));
-  EXPECT_EQ(frameSizeFor(2147483647, 2147483647), QSize(8192, 4050));
+  EXPECT_EQ(frameSizeFor(2147483647, 2147483647), QSize(3072, 3072));
+  // What a wide display makes of the largest preset: no encoder of H.264 takes it whole.
+  EXPECT_EQ(frameSizeFor(5152, 2160), QSize(4736, 1984));
+  EXPECT_EQ(frameSizeFor(7680, 4320), QSize(4096, 2304));
 }
 
 }  // namespace

@@ -1,0 +1,92 @@
+#include <gtest/gtest.h>
+
+#include "main/rtc/LibDataChannel.h"
+#include "tests/fakes/EventLoop.h"
+#include "tests/fakes/PrintQt.h"
+
+using namespace Qt::Literals::StringLiterals;
+
+namespace vantora {
+namespace {
+
+// The library's end, played by the test.
+class Wire : public webrtc::DataChannelInterface {
+ public:
+  void RegisterObserver(webrtc::DataChannelObserver* observer) override { observer_ = observer; }
+  void UnregisterObserver() override { observer_ = nullptr; }
+  std::string label() const override { return "control"; }
+  bool reliable() const override { return true; }
+  int id() const override { return 1; }
+  DataState state() const override { return closed_ ? kClosed : kOpen; }
+  uint32_t messages_sent() const override { return 0; }
+  uint64_t bytes_sent() const override { return 0; }
+  uint32_t messages_received() const override { return 0; }
+  uint64_t bytes_received() const override { return 0; }
+  uint64_t buffered_amount() const override { return 0; }
+  void Close() override { closed_ = true; }
+  bool Send(const webrtc::DataBuffer&) override { return false; }
+
+  void receive(const std::string& text) { observer_->OnMessage(webrtc::DataBuffer(text)); }
+  bool closed() const { return closed_; }
+
+ private:
+  webrtc::DataChannelObserver* observer_ = nullptr;
+  bool closed_ = false;
+};
+
+class LibDataChannelTest : public testing::Test {
+ protected:
+  LibDataChannelTest() {
+    testing_loop::ensureApplication();
+    channel_.setEvents({.stateChanged = {}, .message = [this](const QByteArray& data, bool) { got_.append(data); }});
+  }
+
+  rtc::scoped_refptr<rtc::RefCountedObject<Wire>> wire_{new rtc::RefCountedObject<Wire>()};
+  LibDataChannel channel_{wire_, nullptr};
+  QByteArrayList got_;
+};
+
+TEST_F(LibDataChannelTest, deliversInOrderOnMain) {
+  for (int i = 0; i < 1000; ++i) wire_->receive(std::to_string(i));
+  EXPECT_TRUE(got_.isEmpty());
+  ASSERT_TRUE(testing_loop::waitFor([this] { return got_.size() == 1000; }));
+  for (int i = 0; i < 1000; ++i) EXPECT_EQ(got_[i], QByteArray::number(i));
+}
+
+TEST_F(LibDataChannelTest, closesOnAFloodOfEmptyMessages) {
+  const int most = static_cast<int>(DataChannel::kMaxPendingBytes / 64);
+  for (int i = 0; i < most; ++i) wire_->receive({});
+  ASSERT_TRUE(testing_loop::waitFor([this] { return wire_->closed(); }));
+  EXPECT_LT(got_.size(), most);
+}
+
+TEST_F(LibDataChannelTest, leavesMainToOthersBetweenSlicesOfABurst) {
+  channel_.setEvents({.stateChanged = {}, .message = [this](const QByteArray& data, bool) {
+                        got_.append(data);
+                        const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(5);
+                        while (std::chrono::steady_clock::now() < end) continue;
+                      }});
+  for (int i = 0; i < 20; ++i) wire_->receive("x");
+  qsizetype handledAtFirstTurn = 0;
+  QTimer::singleShot(0, [&] { handledAtFirstTurn = got_.size(); });
+  ASSERT_TRUE(testing_loop::waitFor([&] { return handledAtFirstTurn > 0; }));
+  EXPECT_LT(handledAtFirstTurn, 20);
+  EXPECT_TRUE(testing_loop::waitFor([this] { return got_.size() == 20; }));
+}
+
+TEST_F(LibDataChannelTest, deliversNothingAfterTheHandlerDestroyedTheChannel) {
+  auto channel = std::make_unique<LibDataChannel>(wire_, nullptr);
+  int count = 0;
+  channel->setEvents({.stateChanged = {}, .message = [&](const QByteArray&, bool) {
+                        ++count;
+                        channel.reset();
+                      }});
+  wire_->receive("a");
+  wire_->receive("b");
+  ASSERT_TRUE(testing_loop::waitFor([&] { return count > 0; }));
+  testing_loop::drain();
+  EXPECT_EQ(count, 1);
+}
+
+}  // namespace
+}  // namespace vantora
