@@ -47,7 +47,7 @@ for (const codec of ['h264', 'vp8', 'vp9', 'av1']) {
         let rates = null;
         await until(async () => {
           rates = await receivedRates(page, 2000);
-          return rates.kbps <= kbps * 1.2 && rates.kbps >= kbps * 0.5 && rates.fps > 1;
+          return rates.kbps <= kbps * 1.2 && rates.kbps >= kbps * 0.5 && rates.fps > kbps / 250;
         }, { deadline: 20000, what: `${kbps} kbit/s` }).catch((error) => {
           throw new Error(`${error.message}; received is ${JSON.stringify(rates)}`);
         });

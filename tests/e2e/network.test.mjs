@@ -1,7 +1,7 @@
 import assert from 'node:assert/strict';
 import { test } from 'node:test';
 import { withSession } from './lib/session.mjs';
-import { BareControl, colours, connected, near, rgb, shows } from './lib/viewer.mjs';
+import { BareControl, colours, connected, near, received, receivedRates, rgb, shows } from './lib/viewer.mjs';
 import { timed, until } from './lib/wait.mjs';
 
 test('aViewerOnAnotherMachineSeesTheScreenAndControlsIt', async (t) => {
@@ -58,5 +58,45 @@ test('aThinLinkStillShowsChangesSoon', async (t) => {
     }
     t.diagnostic(`changes seen after ${times.join(', ')} ms`);
     assert.ok(Math.max(...times) < 3000, `${times.join(', ')} ms`);
+  });
+});
+
+// The first picture comes at the rate that the offer's hints name; the congestion control finds out what the link takes.
+for (const megabits of [1, 2]) {
+  test(`theFullRateOfTheStartGivesWayToALinkOf${megabits}Megabits`, async (t) => {
+    await withSession(t, { far: true }, async (session) => {
+      await session.far.shape({ rate: `${megabits}mbit` });
+      session.keep(session.screen.scrollingText());
+      const page = await session.bare();
+      await until(async () => (await received(page))?.frames > 3, { deadline: 15000, what: 'frames' });
+      let rates = null;
+      await until(async () => {
+        rates = await receivedRates(page, 2000);
+        return rates.loss < 0.1 && rates.kbps < megabits * 1000 && rates.kbps > megabits * 250 && rates.fps > 2;
+      }, { deadline: 15000, what: 'a stream that fits' }).catch((error) => {
+        throw new Error(`${error.message}; received is ${JSON.stringify(rates)}`);
+      });
+      t.diagnostic(`${rates.kbps.toFixed(0)} kbit/s, ${rates.fps.toFixed(1)} fps, ${(rates.loss * 100).toFixed(1)} % lost`);
+    });
+  });
+}
+
+test('aGoodLinkIsUsedFromTheFirstSecond', async (t) => {
+  await withSession(t, { host: { env: { PREFERRED_CODEC: 'vp8', MAX_KBPS: '6000' } } }, async (session) => {
+    session.keep(session.screen.scrollingText());
+    const page = await session.bare();
+    await until(() => page.evaluate(() => bare.firstFrameAt), { deadline: 10000, what: 'a frame' });
+    const rates = await receivedRates(page, 1000);
+    t.diagnostic(`${rates.kbps.toFixed(0)} kbit/s in the first second`);
+    assert.ok(rates.kbps > 1500, `${rates.kbps} kbit/s`);
+  });
+});
+
+test('theViewerIsAskedForNoPlayoutDelay', async (t) => {
+  await withSession(t, {}, async (session) => {
+    const page = await session.bare();
+    await until(() => page.evaluate(() => bare.firstFrameAt), { deadline: 10000, what: 'a frame' });
+    const [offer, answer] = await page.evaluate(() => [bare.offers[0], bare.pc.localDescription.sdp]);
+    for (const text of [offer.sdp ?? offer, answer]) assert.match(text, /^a=extmap:\d+ http:\/\/www\.webrtc\.org\/experiments\/rtp-hdrext\/playout-delay\r?$/m);
   });
 });

@@ -53,6 +53,17 @@ test('startsWithoutAnyDisplayAndSaysSo', async (t) => {
   });
 });
 
+test('paintsNoTestPictureWhileNobodyIsConnected', async (t) => {
+  const env = { SHARE_IDLE_VIDEO: '1', WIDTH: '3840', HEIGHT: '2160', FPS: '120', DUMMY_DEBUG: '1' };
+  await withSession(t, { autoShare: false, browserNow: false, host: { env } }, async (session) => {
+    // The source runs.
+    await session.host.line(/^sent fps: \d+ \(3840x2160\)$/);
+    const idle = await session.host.cpuPercent(2000);
+    t.diagnostic(`${idle.toFixed(2)} % of a core`);
+    assert.ok(idle < 5, `${idle} %`);
+  });
+});
+
 test('costsNextToNothingWhileNobodyIsConnected', async (t) => {
   await withSession(t, { screen: '1920x1080' }, async (session) => {
     // Something that changes all the time, so that capturing would be noticed.

@@ -42,7 +42,7 @@ test('everyPresetReachesTheViewerWithItsSizeRateAndBitRate', async (t) => {
       const rates = await receivedRates(page, 2500);
       t.diagnostic(`${preset}: ${rates.fps.toFixed(1)} fps, ${rates.kbps.toFixed(0)} kbit/s, ${rates.codec}`);
       assert.ok(rates.fps <= fps * 1.1 + 1, `${preset}: ${rates.fps} fps`);
-      assert.ok(rates.fps >= (holds ? fps * 0.6 : 1), `${preset}: ${rates.fps} fps`);
+      assert.ok(rates.fps >= fps * (holds ? 0.6 : 0.1), `${preset}: ${rates.fps} fps`);
       assert.ok(rates.kbps <= kbps * 1.25, `${preset}: ${rates.kbps} kbit/s`);
       assert.ok(rates.kbps >= Math.min(kbps, 1500) * 0.3, `${preset}: ${rates.kbps} kbit/s`);
     }

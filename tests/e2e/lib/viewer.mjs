@@ -68,7 +68,7 @@ export function framesShown(page) {
 }
 
 /// What the plain viewer receives as video so far, by its browser's own statistics: {at (ms), width, height, frames
-/// decoded, bytes, codec ("VP8"), keyFrames, freezes}; null before any frame.
+/// decoded, bytes, codec ("VP8"), keyFrames, freezes, packets, lost}; null before any frame.
 export function received(page) {
   return page.evaluate(async () => {
     const entries = [...(await bare.pc.getStats()).values()];
@@ -78,18 +78,19 @@ export function received(page) {
     const codec = entries.find((each) => each.id === stream.codecId)?.mimeType.split('/')[1];
     return { at: performance.now(), width: stream.frameWidth, height: stream.frameHeight, frames: stream.framesDecoded,
       bytes: stream.bytesReceived, codec, keyFrames: stream.keyFramesDecoded, freezes: stream.freezeCount,
-      quantizers: stream.qpSum };
+      quantizers: stream.qpSum, packets: stream.packetsReceived, lost: stream.packetsLost };
   });
 }
 
-/// Frames a second and kbit/s that arrive over `ms` milliseconds.
+/// Frames a second, kbit/s and the share of lost packets that arrive over `ms` milliseconds.
 export async function receivedRates(page, ms) {
   const before = await received(page);
   const end = performance.now() + ms;
   await until(() => performance.now() > end, { deadline: ms + 5000, what: 'the time to pass' });
   const after = await received(page);
   const seconds = (after.at - before.at) / 1000;
-  return { ...after, fps: (after.frames - before.frames) / seconds, kbps: ((after.bytes - before.bytes) * 8) / 1000 / seconds };
+  const [lost, packets] = [after.lost - before.lost, after.packets - before.packets];
+  return { ...after, loss: lost / Math.max(lost + packets, 1), fps: (after.frames - before.frames) / seconds, kbps: ((after.bytes - before.bytes) * 8) / 1000 / seconds };
 }
 
 /// The plain viewer's side of the control channels.
