@@ -54,8 +54,8 @@ test('startsWithoutAnyDisplayAndSaysSo', async (t) => {
 });
 
 test('paintsNoTestPictureWhileNobodyIsConnected', async (t) => {
-  const env = { SHARE_IDLE_VIDEO: '1', WIDTH: '3840', HEIGHT: '2160', FPS: '120', DUMMY_DEBUG: '1' };
-  await withSession(t, { autoShare: false, browserNow: false, host: { env } }, async (session) => {
+  const env = { SHARE_IDLE_VIDEO: '1', FPS: '120', DUMMY_DEBUG: '1' };
+  await withSession(t, { screen: '3840x2160', autoShare: false, browserNow: false, host: { env } }, async (session) => {
     // The source runs.
     await session.host.line(/^sent fps: \d+ \(3840x2160\)$/);
     const idle = await session.host.cpuPercent(2000);
