@@ -65,16 +65,20 @@ bool aptChecksSignatures(const QStringList& configurations, const QStringList& s
 
 bool rpmChecksSignatures(const QString& mainConfiguration, const QStringList& repositories, bool byDefault) {
   const QString main = iniValue(mainConfiguration, u"gpgcheck"_s);
-  if (!(main.isEmpty() ? byDefault : isYes(main))) return false;
+  const bool checks_usually = main.isEmpty() ? byDefault : isYes(main);
+  bool any = false;
   for (const QString& repository : repositories) {
     // A file may hold several repositories; one that is switched off does no harm.
     for (const QString& section : QString(u'\n' + repository).split(u"\n["_s).mid(1)) {
       const QString enabled = iniValue(section, u"enabled"_s);
+      if (!enabled.isEmpty() && !isYes(enabled)) continue;
+      any = true;
       const QString check = iniValue(section, u"gpgcheck"_s);
-      if ((enabled.isEmpty() || isYes(enabled)) && !check.isEmpty() && !isYes(check)) return false;
+      if (!(check.isEmpty() ? checks_usually : isYes(check))) return false;
     }
   }
-  return true;
+  // Without any, what is installed by hand goes by the usual value.
+  return any || checks_usually;
 }
 
 bool isUfwOn(const QString& ufwConf) { return iniValue(ufwConf, u"ENABLED"_s).toLower() == "yes"_L1; }

@@ -120,12 +120,13 @@ QString parseDrivePath(const QString& text) {
 QString parseSmart(const QString& text) {
   const QJsonObject values = QJsonDocument::fromJson(text.toUtf8())[u"data"_s][0].toObject();
   const auto value = [&](const QString& name) { return values[name][u"data"_s]; };
+  // Never looked at since the machine started: it would say "not failing" without knowing.
+  const bool looked_at = value(u"SmartUpdated"_s).toInteger() > 0;
   const QJsonValue warnings = value(u"SmartCriticalWarning"_s);
-  if (warnings.isArray()) return warnings.toArray().isEmpty() ? u"Verified"_s : u"Failing"_s;
+  if (warnings.isArray()) return !looked_at ? QString() : warnings.toArray().isEmpty() ? u"Verified"_s : u"Failing"_s;
   if (!value(u"SmartSupported"_s).isBool()) return {};
   if (!value(u"SmartSupported"_s).toBool()) return u"Not Supported"_s;
-  // Never looked at since the machine started: it would say "not failing" without knowing.
-  if (!value(u"SmartEnabled"_s).toBool() || value(u"SmartUpdated"_s).toInteger() == 0) return {};
+  if (!value(u"SmartEnabled"_s).toBool() || !looked_at) return {};
   return value(u"SmartFailing"_s).toBool() ? u"Failing"_s : u"Verified"_s;
 }
 

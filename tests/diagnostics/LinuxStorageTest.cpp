@@ -1,4 +1,5 @@
 #include <QJsonArray>
+#include <chrono>
 
 #include "Diagnostics/Diagnostics.h"
 #include "tests/diagnostics/MadeUpMachine.h"
@@ -45,6 +46,38 @@ TEST(LinuxStorageTest, measuresTheUsersFolders) {
   EXPECT_TRUE(machine.commands().contains(uR"(du -sk "/home/user/.cache" 2>/dev/null | awk '{print $1}')"_s));
 }
 
+TEST(LinuxStorageTest, packagesAreAskedForWhereNoListTellsTheirSizes) {
+  MadeUpMachine machine;
+  machine.folder(u"/opt"_s);
+  machine.answer(u"\"/opt\""_s, u"1024"_s);
+  machine.answer(u"rpm"_s, u"2097152"_s);
+  EXPECT_EQ(storageInfo(machine.options())[u"appsPretty"_s], u"1.0 MB"_s) << "not without the tool";
+  EXPECT_FALSE(machine.ran(u"rpm"_s));
+  machine.tool(u"rpm"_s);
+  EXPECT_EQ(storageInfo(machine.options())[u"appsPretty"_s], u"2.0 GB"_s);
+  EXPECT_TRUE(machine.ran(u"/rpm' -qa "_s));
+  machine.file(u"/var/lib/dpkg/status"_s, "Package: a\nStatus: install ok installed\nInstalled-Size: 1024\n");
+  EXPECT_EQ(storageInfo(machine.options())[u"appsPretty"_s], u"2.0 MB"_s) << "the list comes first";
+}
+
+TEST(LinuxStorageTest, thePackagesSizesAreAddedUp) {
+  MadeUpMachine machine;
+  // What has no size prints none.
+  machine.tool(u"rpm"_s, "[ \"$1\" = -qa ] && [ \"$3\" = '%{SIZE}\\n' ] && printf '1048576\\n(none)\\n3145728\\n'\n");
+  EXPECT_EQ(storageInfo(machine.realOptions())[u"appsPretty"_s], u"4.0 MB"_s);
+}
+
+TEST(LinuxStorageTest, packagesThatTakeTooLongToCountAreZero) {
+  MadeUpMachine machine;
+  machine.tool(u"rpm"_s, "exec sleep 600\n");
+  const Options options = machine.realOptions();
+  const auto start = std::chrono::steady_clock::now();
+  EXPECT_EQ(storageInfo(options)[u"appsPretty"_s], u"0 KB"_s);
+  const auto time = std::chrono::steady_clock::now() - start;
+  EXPECT_GE(time, std::chrono::milliseconds(2500)) << "it was asked and got its time";
+  EXPECT_LT(time, options.deadline);
+}
+
 TEST(LinuxStorageTest, foldersThatMovedAreFollowed) {
   MadeUpMachine machine;
   machine.folder(u"/big/cache"_s);
@@ -73,8 +106,9 @@ TEST(LinuxStorageTest, asksTheDriveBelowEncryptionForItsHealth) {
   machine.file(u"/run/dbus/system_bus_socket"_s, "");
   machine.tool(u"busctl"_s);
   machine.answer(u"block_devices/nvme0n1p3 "_s, u"o \"/org/freedesktop/UDisks2/drives/Disk_1\""_s);
-  machine.answer(u"NVMe.Controller"_s,
-                 uR"({"type":"a{sv}","data":[{"SmartCriticalWarning":{"type":"as","data":[]}}]})"_s);
+  machine.answer(
+      u"NVMe.Controller"_s,
+      uR"({"type":"a{sv}","data":[{"SmartUpdated":{"type":"t","data":1700000000},"SmartCriticalWarning":{"type":"as","data":[]}}]})"_s);
   EXPECT_EQ(storageInfo(machine.options())[u"smartStatus"_s], u"Verified"_s);
   EXPECT_TRUE(machine.ran(u"'/org/freedesktop/UDisks2/drives/Disk_1'"_s));
 }

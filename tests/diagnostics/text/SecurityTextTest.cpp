@@ -42,10 +42,27 @@ TEST(SecurityTextTest, aptTrustsWhatItIsToldTo) {
 TEST(SecurityTextTest, rpmRepositoriesMayOptOut) {
   const QString fine = u"[updates]\nname=x\ngpgcheck=1\nenabled=1\n"_s;
   EXPECT_TRUE(rpmChecksSignatures(u"[main]\ngpgcheck=1\n"_s, {fine}, false));
-  EXPECT_FALSE(rpmChecksSignatures(u"[main]\n"_s, {fine}, false));
+  EXPECT_TRUE(rpmChecksSignatures(u"[main]\n"_s, {fine}, false)) << "each of them says so itself";
+  EXPECT_TRUE(rpmChecksSignatures(u"[main]\ngpgcheck=0\n"_s, {fine}, false));
   EXPECT_TRUE(rpmChecksSignatures(u"[main]\n"_s, {fine}, true));
   EXPECT_FALSE(rpmChecksSignatures(u"[main]\ngpgcheck=True\n"_s, {fine + u"[bad]\ngpgcheck=0\n"_s}, false));
   EXPECT_TRUE(rpmChecksSignatures(u"[main]\ngpgcheck=True\n"_s, {fine + u"[off]\nenabled=0\ngpgcheck=0\n"_s}, false));
+}
+
+TEST(SecurityTextTest, rpmRepositoriesWithoutAValueTakeTheMainOne) {
+  const QString fine = u"[updates]\nname=x\ngpgcheck=1\n"_s;
+  const QString silent = u"[extras]\nname=y\nenabled=1\n"_s;
+  EXPECT_TRUE(rpmChecksSignatures(u"[main]\ngpgcheck=1\n"_s, {fine, silent}, false));
+  EXPECT_FALSE(rpmChecksSignatures(u"[main]\ngpgcheck=0\n"_s, {fine, silent}, true));
+  EXPECT_FALSE(rpmChecksSignatures(u"[main]\n"_s, {fine, silent}, false));
+  EXPECT_TRUE(rpmChecksSignatures(u"[main]\n"_s, {fine, silent}, true));
+  EXPECT_TRUE(rpmChecksSignatures(u"[main]\n"_s, {fine, u"[off]\nenabled=0\n"_s}, false)) << "off, it asks nobody";
+}
+
+TEST(SecurityTextTest, rpmWithoutRepositoriesGoesByTheMainValue) {
+  EXPECT_TRUE(rpmChecksSignatures(u"[main]\ngpgcheck=1\n"_s, {}, false));
+  EXPECT_FALSE(rpmChecksSignatures(u"[main]\n"_s, {}, false));
+  EXPECT_FALSE(rpmChecksSignatures({}, {u"[off]\nenabled=0\ngpgcheck=1\n"_s}, false));
 }
 
 TEST(SecurityTextTest, readsFirewallSources) {

@@ -87,15 +87,20 @@ QString ata(const QString& supported, const QString& updated, const QString& fai
       .arg(supported, updated, failing);
 }
 
+QString nvme(const QString& updated, const QString& warnings) {
+  return uR"({"type":"a{sv}","data":[{"SmartUpdated":{"type":"t","data":%1},"SmartCriticalWarning":{"type":"as","data":[%2]}}]})"_s
+      .arg(updated, warnings);
+}
+
 TEST(StorageTextTest, readsTheHealthOfDisks) {
   EXPECT_EQ(parseSmart(ata(u"true"_s, u"1700000000"_s, u"false"_s)), u"Verified"_s);
   EXPECT_EQ(parseSmart(ata(u"true"_s, u"1700000000"_s, u"true"_s)), u"Failing"_s);
   EXPECT_EQ(parseSmart(ata(u"false"_s, u"0"_s, u"false"_s)), u"Not Supported"_s);
   EXPECT_EQ(parseSmart(ata(u"true"_s, u"0"_s, u"false"_s)), QString()) << "never looked at is not healthy";
-  EXPECT_EQ(parseSmart(uR"({"type":"a{sv}","data":[{"SmartCriticalWarning":{"type":"as","data":[]}}]})"_s),
-            u"Verified"_s);
-  EXPECT_EQ(parseSmart(uR"({"type":"a{sv}","data":[{"SmartCriticalWarning":{"type":"as","data":["spare"]}}]})"_s),
-            u"Failing"_s);
+  EXPECT_EQ(parseSmart(nvme(u"1700000000"_s, {})), u"Verified"_s);
+  EXPECT_EQ(parseSmart(nvme(u"1700000000"_s, u"\"spare\""_s)), u"Failing"_s);
+  EXPECT_EQ(parseSmart(nvme(u"0"_s, {})), QString()) << "never looked at is not healthy";
+  EXPECT_EQ(parseSmart(uR"({"type":"a{sv}","data":[{"SmartCriticalWarning":{"type":"as","data":[]}}]})"_s), QString());
   EXPECT_EQ(parseSmart(uR"({"type":"a{sv}","data":[{}]})"_s), QString());
 }
 
