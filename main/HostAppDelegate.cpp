@@ -54,7 +54,7 @@ HostAppDelegate::Launch HostAppDelegate::applicationDidFinishLaunching() {
                      .videoSources = videoSources(),
                      .webSocketTasks = qtWebSocketTasks(scheduler_),
                      .random = systemRandom(),
-                     .hostName = machine.localizedHostName(),
+                     .hostName = machine.prettyHostName(),
                      .downloadFolder = downloadFolder,
                      .diagnostics = diagnosticsReports(diagnosticsThreads_),
                      .statistics = machineStatistics(statisticsThread_)});

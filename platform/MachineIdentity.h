@@ -15,7 +15,8 @@ class MachineIdentity {
   // An identifier that stays the same for the life of the installation. Not for showing or sending:
   // only hashes of it leave the machine.
   [[nodiscard]] virtual std::optional<QString> hardwareUuid() const = 0;
-  // The machine's name as its user knows it.
+  // The machine's name in its network. Rooms may be derived from it, so it must not change with what people like to
+  // call the machine.
   [[nodiscard]] virtual std::optional<QString> localizedHostName() const = 0;
 };
 

@@ -13,6 +13,7 @@ namespace {
 
 constexpr qint64 kLongestFile = 4096;
 constexpr qsizetype kMachineIdDigits = 32;
+constexpr qsizetype kLongestName = 256;
 
 QString kernelHostName() {
   std::array<char, 256> name{};
@@ -29,7 +30,46 @@ bool isMachineId(const QString& text) {
          text.count(u'0') != kMachineIdDigits;
 }
 
+// What a shell makes of the right side of an assignment; none for a quote that does not end.
+std::optional<QByteArray> unquoted(const QByteArray& word) {
+  QByteArray result;
+  char quote = 0;
+  for (qsizetype i = 0; i < word.size(); ++i) {
+    const char c = word[i];
+    if (quote == 0 && (c == '"' || c == '\'')) {
+      quote = c;
+    } else if (quote != 0 && c == quote) {
+      quote = 0;
+    } else if (c == '\\' && quote != '\'' && i + 1 < word.size()) {
+      const char next = word[++i];
+      // Between double quotes a backslash stands for itself before anything that means nothing there.
+      if (quote == '"' && !QByteArrayView("\"\\$`").contains(next)) result += c;
+      result += next;
+    } else if (quote == 0 && (c == ' ' || c == '\t')) {
+      break;
+    } else {
+      result += c;
+    }
+  }
+  if (quote != 0) return std::nullopt;
+  return result;
+}
+
 }  // namespace
+
+QString prettyHostNameIn(const QByteArray& machineInfo) {
+  constexpr QByteArrayView kKey("PRETTY_HOSTNAME=");
+  QByteArray value;
+  for (const QByteArray& line : machineInfo.split('\n')) {
+    const QByteArray assignment = line.trimmed();
+    // As in a shell, the last one counts.
+    if (assignment.startsWith(kKey)) value = unquoted(assignment.mid(kKey.size())).value_or(QByteArray());
+  }
+  const QString name = QString::fromUtf8(value).trimmed();
+  const bool sound =
+      name.size() <= kLongestName && std::all_of(name.begin(), name.end(), [](QChar c) { return c.isPrint(); });
+  return sound ? name : QString();
+}
 
 LinuxMachineIdentity::LinuxMachineIdentity() : LinuxMachineIdentity(Sources{}) {}
 
@@ -51,6 +91,15 @@ std::optional<QString> LinuxMachineIdentity::localizedHostName() const {
   QString name = sources_.hostName();
   if (name.isEmpty() || name == "localhost"_L1 || name == "(none)"_L1) return std::nullopt;
   return name;
+}
+
+std::optional<QString> LinuxMachineIdentity::prettyHostName() const {
+  QFile file(sources_.machineInfoFile);
+  if (file.open(QIODevice::ReadOnly)) {
+    QString name = prettyHostNameIn(file.read(kLongestFile));
+    if (!name.isEmpty()) return name;
+  }
+  return localizedHostName();
 }
 
 }  // namespace vantora

@@ -23,7 +23,7 @@ class LinuxMachineId : public testing::Test {
     return path;
   }
   static std::optional<QString> uuidFrom(const QStringList& files) {
-    return LinuxMachineIdentity({.machineIdFiles = files, .hostName = {}}).hardwareUuid();
+    return LinuxMachineIdentity({.machineIdFiles = files, .machineInfoFile = {}, .hostName = {}}).hardwareUuid();
   }
   QTemporaryDir folder_;
 };
@@ -52,7 +52,8 @@ TEST_F(LinuxMachineId, isNoneWhenNoFileHoldsOne) {
 TEST_F(LinuxMachineId, doesNotReadAnEndlessFile) { EXPECT_EQ(uuidFrom({u"/dev/zero"_s}), std::nullopt); }
 
 std::optional<QString> hostNameOf(const QString& name) {
-  return LinuxMachineIdentity({.machineIdFiles = {}, .hostName = [name] { return name; }}).localizedHostName();
+  return LinuxMachineIdentity({.machineIdFiles = {}, .machineInfoFile = {}, .hostName = [name] { return name; }})
+      .localizedHostName();
 }
 
 TEST(LinuxHostName, isTheKernelsName) {
@@ -65,6 +66,44 @@ TEST(LinuxHostName, isTheKernelsName) {
 
 TEST(LinuxHostName, isNoneWhenNobodyGaveOne) {
   for (const QString& name : {QString(), u"localhost"_s, u"(none)"_s}) EXPECT_EQ(hostNameOf(name), std::nullopt);
+}
+
+TEST(PrettyHostName, isWrittenAsAShellAssignment) {
+  EXPECT_EQ(prettyHostNameIn("PRETTY_HOSTNAME=Desk\n"), u"Desk"_s);
+  EXPECT_EQ(prettyHostNameIn("ICON_NAME=computer\nPRETTY_HOSTNAME=\"Anna's Laptop\"\nCHASSIS=laptop\n"),
+            u"Anna's Laptop"_s);
+  EXPECT_EQ(prettyHostNameIn("PRETTY_HOSTNAME='a \"b\" $c \\'"), uR"(a "b" $c \)"_s);
+  EXPECT_EQ(prettyHostNameIn(R"(PRETTY_HOSTNAME="a \"b\" \$c \\ \` \x")"), uR"(a "b" $c \ ` \x)"_s);
+  EXPECT_EQ(prettyHostNameIn(R"(PRETTY_HOSTNAME=My\ Desk' of'"  1" # a comment)"), u"My Desk of  1"_s);
+  EXPECT_EQ(prettyHostNameIn("  PRETTY_HOSTNAME=K\xc3\xbc"
+                             "che\r\n"),
+            u"K\u00fcche"_s);
+  EXPECT_EQ(prettyHostNameIn("PRETTY_HOSTNAME=one\nPRETTY_HOSTNAME=two\n"), u"two"_s);
+}
+
+TEST(PrettyHostName, isNothingWhenItIsNotGivenOrNotSound) {
+  for (const char* text : {"", "\n", "# PRETTY_HOSTNAME=x\n", "PRETTY_HOSTNAME=\n", "PRETTY_HOSTNAME=\"\"",
+                           "PRETTY_HOSTNAME=' '", "XPRETTY_HOSTNAME=x", "PRETTY_HOSTNAME=\"no end",
+                           "PRETTY_HOSTNAME='no end", "PRETTY_HOSTNAME=\"a\tb\"", "PRETTY_HOSTNAME=\"a\x1b[2J\""}) {
+    EXPECT_EQ(prettyHostNameIn(text), QString()) << text;
+  }
+  EXPECT_EQ(prettyHostNameIn("PRETTY_HOSTNAME=" + QByteArray(256, 'a')).size(), 256);
+  EXPECT_EQ(prettyHostNameIn("PRETTY_HOSTNAME=" + QByteArray(257, 'a')), QString());
+}
+
+TEST_F(LinuxMachineId, thePrettyNameComesBeforeTheKernelsButMakesNoRoom) {
+  const auto machine = [](const QString& info, const QString& kernel) {
+    return LinuxMachineIdentity(
+        {.machineIdFiles = {}, .machineInfoFile = info, .hostName = [kernel] { return kernel; }});
+  };
+  const QString info = file(u"machine-info"_s, "PRETTY_HOSTNAME=\"Anna's Laptop\"\n");
+  EXPECT_EQ(machine(info, u"desk-7"_s).prettyHostName(), u"Anna's Laptop"_s);
+  EXPECT_EQ(machine(info, u"desk-7"_s).localizedHostName(), u"desk-7"_s) << "rooms stay where they are";
+  EXPECT_EQ(machine(info, u"localhost"_s).prettyHostName(), u"Anna's Laptop"_s);
+  EXPECT_EQ(machine(file(u"other"_s, "CHASSIS=vm\n"), u"desk-7"_s).prettyHostName(), u"desk-7"_s);
+  EXPECT_EQ(machine(folder_.filePath(u"missing"_s), u"desk-7"_s).prettyHostName(), u"desk-7"_s);
+  EXPECT_EQ(machine(folder_.filePath(u"missing"_s), u"localhost"_s).prettyHostName(), std::nullopt);
+  EXPECT_EQ(machine(u"/dev/zero"_s, u"desk-7"_s).prettyHostName(), u"desk-7"_s) << "an endless file is not read";
 }
 
 }  // namespace
