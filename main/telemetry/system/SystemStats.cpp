@@ -22,7 +22,10 @@ std::optional<JsonObject> SystemStats::getSystemStats() {
 }
 
 void SystemStats::prepare() {
-  if (collect_ && isOlder(nextAt_, kLifetime) && isOlder(lastSysAt_, kLifetime)) startCollecting();
+  if (!collect_ || !isOlder(nextAt_, kLifetime) || !isOlder(lastSysAt_, kLifetime)) return;
+  // What was prepared long ago and never asked for makes room.
+  nextAt_.reset();
+  startCollecting();
 }
 
 void SystemStats::pause() {

@@ -42,6 +42,34 @@ TEST(RunShell, doesNotWaitForWhatStaysBehind) {
   EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(20));
 }
 
+TEST(RunShell, readsNothingBeforeTheCommandHasEnded) {
+  const QTemporaryDir folder;
+  const QString begun = folder.filePath(u"begun"_s);
+  const QString printed = folder.filePath(u"printed"_s);
+  const QString line = u"touch '%1'; head -c 1000000 /dev/zero | tr '\\0' x; touch '%2'"_s.arg(begun, printed);
+  std::stop_source stop;
+  bool early = false;
+  std::jthread watcher([&] {
+    const auto until = [](std::chrono::milliseconds patience, const QString& file) {
+      const auto deadline = std::chrono::steady_clock::now() + patience;
+      while (!QFile::exists(file) && std::chrono::steady_clock::now() < deadline) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+      }
+      return QFile::exists(file);
+    };
+    EXPECT_TRUE(until(std::chrono::seconds(20), begun));
+    // A reader would empty the pipe at once.
+    early = until(std::chrono::milliseconds(700), printed);
+    stop.request_stop();
+  });
+  const QString output = runShell(line, stop.get_token(), u"/bin/sh"_s);
+  watcher.join();
+  EXPECT_FALSE(early) << "more than a pipe holds went through";
+  EXPECT_FALSE(QFile::exists(printed)) << "and the command was killed where it stood";
+  EXPECT_FALSE(output.isEmpty()) << "a pipe's worth, read at the end";
+  EXPECT_LT(output.size(), 1'000'000);
+}
+
 TEST(RunShell, stoppingKillsTheCommand) {
   std::stop_source stop;
   const auto start = std::chrono::steady_clock::now();

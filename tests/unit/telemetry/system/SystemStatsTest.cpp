@@ -123,6 +123,20 @@ TEST_F(SystemStatsTest, figuresThatWaitedTooLongAreCollectedAnew) {
   EXPECT_EQ(jobs_.started, 2);
 }
 
+TEST_F(SystemStatsTest, aSecondWarningRenewsFiguresThatNobodyAskedFor) {
+  stats_.prepare();
+  jobs_.finish(figures(1));
+  scheduler_.advance(999ms);
+  stats_.prepare();
+  EXPECT_EQ(jobs_.started, 1) << "those are fresh enough";
+  scheduler_.advance(1ms);
+  stats_.prepare();
+  EXPECT_EQ(jobs_.started, 2);
+  scheduler_.advance(10s);
+  jobs_.finish(figures(2));
+  EXPECT_EQ(ask(), figures(2));
+}
+
 TEST_F(SystemStatsTest, aMachineWithoutFiguresHasNone) {
   SystemStats none(scheduler_, {});
   none.prepare();
