@@ -1,8 +1,10 @@
 // Puts the page together: which room, who is told of what, and what the tests may look at.
 
+import { CaptureWatch } from './capture.js';
 import { Control } from './control.js';
 import { KeyboardForwarder } from './input/keyboard.js';
 import { PointerForwarder } from './input/pointer.js';
+import { QualityRequest } from './quality.js';
 import { Session } from './session.js';
 import { watchStats } from './stats.js';
 import { AccessView } from './ui/access.js';
@@ -13,6 +15,7 @@ import { byId, show } from './ui/dom.js';
 import { FiguresView } from './ui/figures.js';
 import { initFullscreen } from './ui/fullscreen.js';
 import { Notices } from './ui/notices.js';
+import { QualityView } from './ui/quality.js';
 import { StatusView } from './ui/status.js';
 
 const stage = byId('stage');
@@ -20,6 +23,7 @@ const video = byId('screen');
 const parameters = new URLSearchParams(location.search);
 
 let session = null;
+let connection = { state: 'connecting', detail: '' };
 
 const notices = new Notices();
 const figures = new FiguresView();
@@ -32,12 +36,14 @@ const control = new Control({
     if (state !== 'on') releaseInput();
     access.setState(state);
     cursor.setActive(state === 'on');
-    if (state !== 'on') return;
-    notices.remove('refused');
-    stage.focus({ preventScroll: true });
+    if (state === 'on') notices.remove('refused');
+    returnToScreen();
   },
   ready: (ready) => {
     access.setReady(ready);
+    qualityView.setReady(ready);
+    quality.reset();
+    capture.reset();
     session?.setChannelsOpen(ready);
     if (!ready) displays.reset();
   },
@@ -55,18 +61,34 @@ const access = new AccessView({
   },
 });
 
-const displays = new DisplaysView((index) => control.send({ type: 'display_index', index }));
+const displays = new DisplaysView((index) => {
+  control.send({ type: 'display_index', index });
+  returnToScreen();
+});
+
+const quality = new QualityRequest((message) => control.send(message));
+const qualityView = new QualityView((preset) => {
+  quality.choose(preset);
+  returnToScreen();
+});
+const capture = new CaptureWatch(() => showStatus());
 
 const keyboard = new KeyboardForwarder(stage, {
   send: (message) => control.send(message),
   isActive: () => control.active,
   onLeave: () => byId('control-button').focus(),
+  onUnsendable: () => notices.tellOnce('altgr', 'Characters that need AltGr cannot be sent to the host. Nothing was typed for that key.'),
 });
 
 const pointer = new PointerForwarder(stage, video, {
   send: (message, options) => control.send(message, options),
   isActive: () => control.active,
 });
+
+// Who is in control goes on typing there after a look at the tool bar.
+function returnToScreen() {
+  if (control.active) stage.focus({ preventScroll: true });
+}
 
 function releaseInput() {
   keyboard.releaseAll();
@@ -86,11 +108,19 @@ function receivedFromHost(message) {
       break;
     case 'host_stats':
       access.setDemo(message.demo === true);
+      quality.receive(message);
+      capture.receive(message);
       if (typeof message.hostName === 'string') byId('host-name').textContent = message.hostName;
       break;
     default:
       break;
   }
+}
+
+function showStatus() {
+  const { state, detail } = connection;
+  const blind = state === 'connected' && capture.failed;
+  status.show(state, blind ? 'no-capture' : detail, session?.serverMessage ?? '');
 }
 
 function socketUrl() {
@@ -108,7 +138,8 @@ function enterRoom() {
     { url: socketUrl(), room, name, token },
     {
       state: (state, detail) => {
-        status.show(state, detail, session.serverMessage);
+        connection = { state, detail };
+        showStatus();
         stage.classList.toggle('stale', state !== 'connected');
         if (state === 'waiting') byId('host-name').textContent = '';
       },
@@ -143,7 +174,7 @@ window.addEventListener('pagehide', () => {
 window.addEventListener('pageshow', (event) => event.persisted && session && enterRoom());
 document.addEventListener('visibilitychange', () => document.hidden && releaseInput());
 
-initFullscreen(() => control.active && stage.focus({ preventScroll: true }));
+initFullscreen(returnToScreen);
 watchStats(
   () => session?.pc ?? null,
   (current) => figures.show(current),

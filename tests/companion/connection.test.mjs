@@ -194,6 +194,37 @@ test('finds the room server that starts after it was lost', async () => {
   await again.end();
 });
 
+test('asks for the screen\'s own size, and for what was chosen after a reconnect', async () => {
+  const pair = await connectedPair(context);
+  const presets = async () => (await heard(pair.host, 'quality')).map(({ preset }) => preset);
+  await until(async () => (await presets()).length === 1, { what: 'the request' });
+  await pair.viewer.selectOption('#quality', 'medium');
+  await until(async () => (await presets()).length === 2, { what: 'the choice' });
+  await pair.host.evaluate(() => { globalThis.host.buildPeer(); return globalThis.host.offer(); });
+  await until(async () => (await presets()).length === 3, { what: 'the choice again' });
+  assert.deepEqual(await presets(), ['native', 'medium', 'medium']);
+  assert.equal(await pair.viewer.inputValue('#quality'), 'medium');
+  await closePages(pair.host, pair.viewer);
+});
+
+test('says so when the host cannot record its screen', async () => {
+  const pair = await connectedPair(context);
+  const card = () => pair.viewer.isVisible('text=cannot record its screen');
+  // As the host does: several times a second.
+  const repeat = (more) => pair.host.evaluate((more) => {
+    clearInterval(globalThis.repeating);
+    globalThis.repeating = setInterval(() => globalThis.host.stats(more), 250);
+  }, more);
+  assert.ok(!(await card()));
+  await repeat({ lastCaptureNs: 0 });
+  const { ms } = await timed(() => until(card, { deadline: 8000, what: 'the card' }));
+  assert.ok(ms > 2000, `a picture that is only late is not missed at once: ${ms} ms`);
+  assert.equal(await dataset(pair.viewer, 'connection'), 'connected');
+  await repeat({ lastCaptureNs: 1234567 });
+  await until(async () => !(await card()), { what: 'the card to go' });
+  await closePages(pair.host, pair.viewer);
+});
+
 test('gives way to a newer viewer, and takes over again when asked', async () => {
   const { host, viewer: older, room } = await connectedPair(context);
   const newer = await openViewer(context, room);

@@ -8,6 +8,9 @@ const { pairTest, tell } = pairTests();
 const forget = ({ host }) => host.evaluate(() => { globalThis.host.messages = []; });
 const near = (value, wanted, by = 0.005) => assert.ok(Math.abs(value - wanted) <= by, `${value} is not near ${wanted}`);
 
+// Moves as {label, message}, by the channel that they came on.
+const movesOf = ({ host }) => host.evaluate(() => globalThis.host.messages.filter(({ message }) => message.type === 'mouseMove'));
+
 async function moveTo({ viewer }, x, y) {
   const point = await pointOnPicture(viewer, x, y);
   await viewer.mouse.move(point.x, point.y);
@@ -65,7 +68,7 @@ pairTest('sends no input before control is granted', {}, async (both) => {
   await both.viewer.keyboard.press('a');
   await settled(both);
   const kinds = await both.host.evaluate(() => [...new Set(globalThis.host.messages.map(({ message }) => message.type))]);
-  assert.deepEqual(kinds, ['ping']);
+  assert.deepEqual(kinds.sort(), ['ping', 'quality']);
 });
 
 pairTest('the pointer is sent as fractions of the picture, bars left out', {}, async (both) => {
@@ -76,9 +79,7 @@ pairTest('the pointer is sent as fractions of the picture, bars left out', {}, a
   near(moves.at(-1).x, 0.25);
   near(moves.at(-1).y, 0.75);
   near(moves.at(-1).timestamp, Date.now(), 5000);
-  const labels = await both.host.evaluate(() =>
-    globalThis.host.messages.filter(({ message }) => message.type === 'mouseMove').map(({ label }) => label));
-  assert.deepEqual([...new Set(labels)], ['control']);
+  assert.equal((await movesOf(both))[0].label, 'control', 'the first is sent the fast way');
   await forget(both);
   await both.viewer.mouse.move(8, 250);
   await moveTo(both, 0.5, 0.5);
@@ -107,7 +108,54 @@ pairTest('many moves within a frame become one message', {}, async (both) => {
   assert.equal(sent, 50);
   await hears(both.host, 'mouseMove');
   await settled(both);
-  assert.equal((await heard(both.host, 'mouseMove')).length, 1);
+  assert.equal((await movesOf(both)).filter(({ label }) => label === 'control').length, 1);
+});
+
+pairTest('the place where the pointer rests is sent once more, in a way that cannot be lost', {}, async (both) => {
+  await inControl(both);
+  // The fast channel loses everything.
+  await both.viewer.evaluate(() => { vantora.channels().control.send = () => {}; });
+  await forget(both);
+  for (let step = 1; step <= 10; ++step) await moveTo(both, step / 20, 0.25);
+  const [rest] = await hears(both.host, 'mouseMove');
+  near(rest.x, 0.5);
+  near(rest.y, 0.25);
+  assert.equal((await movesOf(both))[0].label, 'control_reliable');
+});
+
+pairTest('the wheel turns where the pointer is, even when the moves to it were lost', {}, async (both) => {
+  await inControl(both);
+  await moveTo(both, 0.2, 0.2);
+  await until(async () => (await movesOf(both)).some(({ label }) => label === 'control_reliable'), { what: 'the rest' });
+  await both.viewer.evaluate(() => { vantora.channels().control.send = () => {}; });
+  await forget(both);
+  await moveTo(both, 0.7, 0.6);
+  await both.viewer.mouse.wheel(0, 50);
+  await both.viewer.mouse.wheel(0, 50);
+  await until(async () => (await heard(both.host, 'wheel')).reduce((sum, { dy }) => sum + dy, 0) === 100, { what: 'the wheel' });
+  const order = await both.host.evaluate(() => globalThis.host.messages.map(({ message }) => message)
+    .filter(({ type }) => type === 'mouseMove' || type === 'wheel'));
+  assert.equal(order[0].type, 'mouseMove');
+  near(order[0].x, 0.7);
+  near(order[0].y, 0.6);
+  // Once the pointer rests there for sure, further turns need no further position.
+  await until(async () => (await movesOf(both)).length >= 2, { what: 'the rest' });
+  await forget(both);
+  await both.viewer.mouse.wheel(0, 25);
+  await hears(both.host, 'wheel');
+  await settled(both);
+  assert.deepEqual(await movesOf(both), []);
+});
+
+pairTest('travel of less than a pixel adds up', {}, async (both) => {
+  await inControl(both);
+  await moveTo(both, 0.5, 0.5);
+  for (let i = 0; i < 10; ++i) await both.viewer.mouse.wheel(0.25, -0.5);
+  await both.viewer.evaluate(() => new Promise((resolve) => requestAnimationFrame(() => requestAnimationFrame(resolve))));
+  await settled(both);
+  const sent = await heard(both.host, 'wheel');
+  for (const { dx, dy } of sent) assert.ok(Number.isInteger(dx) && Number.isInteger(dy) && (dx || dy), `${dx}, ${dy}`);
+  assert.deepEqual(sent.reduce((all, { dx, dy }) => [all[0] + dx, all[1] + dy], [0, 0]), [2, -5]);
 });
 
 pairTest('every button goes down and up where the pointer is', {}, async (both) => {
@@ -208,6 +256,36 @@ pairTest('keys go by their position, with modifiers and repeats', {}, async (bot
     { type: 'keyDown', code: 'ArrowLeft', mods: none },
   ]);
   assert.deepEqual((await heard(both.host, 'keyUp')).map(({ code }) => code), ['KeyB', 'ArrowLeft']);
+});
+
+pairTest('a character that needs AltGr is not sent as something else, and that is said once', {}, async (both) => {
+  await inControl(both);
+  await forget(both);
+  const press = (code, key, more) => both.viewer.evaluate(([code, key, more]) => {
+    const stage = document.getElementById('stage');
+    const event = { code, key, bubbles: true, cancelable: true, ...more };
+    const prevented = !stage.dispatchEvent(new KeyboardEvent('keydown', event));
+    stage.dispatchEvent(new KeyboardEvent('keyup', event));
+    return prevented;
+  }, [code, key, more]);
+  const altGr = { modifierAltGraph: true };
+  // As browsers on Linux tell it, and as some on Windows do.
+  await press('AltRight', 'AltGraph', altGr);
+  assert.ok(await press('KeyQ', '@', altGr));
+  assert.ok(await press('KeyE', '€', { ...altGr, ctrlKey: true, altKey: true }));
+  assert.ok(await press('BracketRight', 'Dead', altGr));
+  // What has no other meaning with AltGr goes on.
+  await press('Space', ' ', altGr);
+  await press('Enter', 'Enter', altGr);
+  await press('KeyQ', 'q', {});
+  await hears(both.host, 'keyUp', 3);
+  assert.deepEqual((await heard(both.host, 'keyDown')).map(({ code }) => code), ['Space', 'Enter', 'KeyQ']);
+  assert.deepEqual((await heard(both.host, 'keyUp')).map(({ code }) => code), ['Space', 'Enter', 'KeyQ']);
+  const notice = both.viewer.locator('.notice', { hasText: 'AltGr' });
+  assert.equal(await notice.count(), 1);
+  await notice.locator('.notice-close').click();
+  assert.ok(await press('KeyQ', '@', altGr));
+  assert.equal(await notice.count(), 0);
 });
 
 pairTest('known keys are kept from the browser and unknown ones are left to it', {}, async (both) => {

@@ -78,11 +78,30 @@ pairTest('full screen shows the screen alone and comes back', {}, async (both) =
   await until(() => both.viewer.isVisible('#figures'), { what: 'the page' });
 });
 
-pairTest('fits a narrow window', {}, async (both) => {
-  await both.viewer.setViewportSize({ width: 360, height: 640 });
+pairTest('fits a narrow window', { options: { displays: 2 } }, async (both) => {
+  await inControl(both);
   await both.viewer.click('#chat-button');
-  const widths = await both.viewer.evaluate(() => [document.documentElement.scrollWidth, innerWidth]);
-  assert.equal(widths[0], widths[1]);
+  for (const width of [360, 480, 800, 941, 1000]) {
+    await both.viewer.setViewportSize({ width, height: 640 });
+    const widths = await both.viewer.evaluate(() => [document.documentElement.scrollWidth, innerWidth]);
+    assert.equal(widths[0], widths[1], `at ${width}`);
+    const overlap = await both.viewer.evaluate(() => {
+      const boxes = [...document.querySelectorAll('.identity img, .pill, .tools > *')].filter((each) => each.checkVisibility())
+        .map((each) => [each.id || each.className, each.getBoundingClientRect()]);
+      return boxes.flatMap(([a, one], at) => boxes.slice(at + 1).filter(([, other]) =>
+        one.left < other.right && other.left < one.right && one.top < other.bottom && other.top < one.bottom).map(([b]) => `${a} ${b}`));
+    });
+    assert.deepEqual(overlap, [], `at ${width}`);
+  }
+});
+
+pairTest('a choice in the tool bar gives the keys back to the screen', { options: { displays: 2 } }, async (both) => {
+  await inControl(both);
+  for (const [chooser, value] of [['#quality', 'low'], ['#display', '1']]) {
+    await both.viewer.focus(chooser);
+    await both.viewer.selectOption(chooser, value);
+    assert.equal(await both.viewer.evaluate(() => document.activeElement.id), 'stage', chooser);
+  }
 });
 
 pairTest('every control has a name', { options: { displays: 2 } }, async (both) => {

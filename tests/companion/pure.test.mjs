@@ -2,8 +2,10 @@
 import assert from 'node:assert/strict';
 import { test } from 'node:test';
 import { Backoff } from '../../companion/viewer/backoff.js';
-import { normalised, pictureRect, wheelPixels } from '../../companion/viewer/input/geometry.js';
-import { KNOWN_CODES, modifiersOf } from '../../companion/viewer/input/keys.js';
+import { CaptureWatch } from '../../companion/viewer/capture.js';
+import { normalised, pictureRect, wheelPixels, wholePixels } from '../../companion/viewer/input/geometry.js';
+import { KNOWN_CODES, modifiersOf, needsAltGraph } from '../../companion/viewer/input/keys.js';
+import { QualityRequest } from '../../companion/viewer/quality.js';
 import { candidateUfrag, fingerprintOf, ufragsOf } from '../../companion/viewer/sdp.js';
 import { parseMessage } from '../../companion/viewer/signalling.js';
 import { figuresOf } from '../../companion/viewer/stats.js';
@@ -42,6 +44,72 @@ test('counts the wheel in pixels', () => {
   assert.deepEqual(wheelPixels({ deltaX: 3, deltaY: -7, deltaMode: 0 }, 800, 600), { dx: 3, dy: -7 });
   assert.deepEqual(wheelPixels({ deltaX: 0, deltaY: 3, deltaMode: 1 }, 800, 600), { dx: 0, dy: 120 });
   assert.deepEqual(wheelPixels({ deltaX: 1, deltaY: -1, deltaMode: 2 }, 800, 600), { dx: 800, dy: -600 });
+});
+
+test('sends whole pixels and keeps the rest for later', () => {
+  assert.deepEqual(wholePixels({ dx: 3.75, dy: -1.5 }), { whole: { dx: 3, dy: -1 }, rest: { dx: 0.75, dy: -0.5 } });
+  assert.deepEqual(wholePixels({ dx: 0.25, dy: -0.75 }), { whole: { dx: 0, dy: 0 }, rest: { dx: 0.25, dy: -0.75 } });
+  assert.deepEqual(wholePixels({ dx: 0, dy: 7 }), { whole: { dx: 0, dy: 7 }, rest: { dx: 0, dy: 0 } });
+});
+
+test('tells a screen that cannot be recorded from one whose picture is late', (t) => {
+  t.mock.timers.enable({ apis: ['setTimeout'] });
+  const told = [];
+  const watch = new CaptureWatch((failed) => told.push(failed));
+  const blind = { capture: 'screen', lastCaptureNs: 0 };
+  watch.receive(blind);
+  t.mock.timers.tick(2000);
+  watch.receive(blind);
+  t.mock.timers.tick(999);
+  assert.ok(!watch.failed);
+  t.mock.timers.tick(1);
+  assert.ok(watch.failed);
+  watch.receive({ capture: 'screen', lastCaptureNs: 5 });
+  assert.deepEqual(told, [true, false]);
+  // A test picture captures nothing and lacks nothing; a connection that ended says nothing about the next.
+  for (const end of [() => watch.receive({ capture: 'dummy', lastCaptureNs: 0 }), () => watch.receive({}), () => watch.reset()]) {
+    watch.receive(blind);
+    t.mock.timers.tick(2900);
+    end();
+    t.mock.timers.tick(60000);
+  }
+  assert.deepEqual(told, [true, false]);
+});
+
+test('tells characters that need AltGr from keys that do not', () => {
+  const event = (key, altGraph) => ({ key, getModifierState: (name) => altGraph && name === 'AltGraph' });
+  for (const key of ['@', '€', 'Dead', '\u{1f600}']) assert.ok(needsAltGraph(event(key, true)), key);
+  for (const key of [' ', 'Enter', 'ArrowLeft', 'AltGraph']) assert.ok(!needsAltGraph(event(key, true)), key);
+  for (const key of ['@', 'q', 'Dead']) assert.ok(!needsAltGraph(event(key, false)), key);
+  assert.ok(!needsAltGraph({ key: 'q' }));
+});
+
+test('asks for the size of the screen once for each picture that is shared', () => {
+  const sent = [];
+  const quality = new QualityRequest((message) => sent.push(`${message.type} ${message.preset}`));
+  const expect = (...wanted) => assert.deepEqual(sent.splice(0), wanted);
+  quality.receive({ capture: 'dummy', displayIndex: 0 });
+  expect();
+  quality.receive({ capture: 'screen', displayIndex: 0 });
+  quality.receive({ capture: 'screen', displayIndex: 0 });
+  expect('quality native');
+  quality.receive({ capture: 'screen', displayIndex: 1 });
+  expect('quality native');
+  quality.reset();
+  expect();
+  quality.receive({ capture: 'screen', displayIndex: 1 });
+  expect('quality native');
+});
+
+test('keeps the quality that was chosen for later connections', () => {
+  const sent = [];
+  const quality = new QualityRequest((message) => sent.push(message));
+  quality.receive({ capture: 'screen', displayIndex: 0 });
+  quality.choose('low');
+  quality.reset();
+  quality.receive({ capture: 'dummy', displayIndex: 0 });
+  quality.receive({ capture: 'screen', displayIndex: 0 });
+  assert.deepEqual(sent.map(({ preset }) => preset), ['native', 'low', 'low', 'low']);
 });
 
 test('knows the keys that the host knows and no others', () => {

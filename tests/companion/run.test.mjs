@@ -9,6 +9,7 @@ import { Browser } from '../e2e/lib/browser.mjs';
 import { Child } from '../e2e/lib/child.mjs';
 import { root, temporaryDirectory } from '../e2e/lib/paths.mjs';
 import { until } from '../e2e/lib/wait.mjs';
+import { Xvfb } from '../e2e/lib/xvfb.mjs';
 import { hasState, isConnected, takeControl } from './setup.mjs';
 
 let browser;
@@ -91,6 +92,31 @@ for (const signal of ['SIGINT', 'SIGTERM']) {
     await page.context().close();
     assert.deepEqual(await run.end(signal, 20000), { code: 0, signal: null });
     await leavesNothing();
+  });
+}
+
+// 1280x720, the host's own default, is none of them.
+for (const size of ['1280x800', '1920x1080', '2560x1080']) {
+  test(`a desktop of ${size} is shown in its own size`, async () => {
+    const screen = await Xvfb.start({ size });
+    try {
+      const run = start({ DISPLAY: screen.display });
+      const { address } = await announced(run);
+      const page = await browser.page();
+      await page.goto(address);
+      await isConnected(page);
+      const shown = () => page.evaluate(() => {
+        const { videoWidth, videoHeight } = document.getElementById('screen');
+        return `${videoWidth}x${videoHeight}`;
+      });
+      await until(async () => (await shown()) === size, { deadline: 15000, what: `a picture of ${size}` }).catch(async (error) => {
+        throw new Error(`${error.message}; it has ${await shown()}`);
+      });
+      await page.context().close();
+      await run.end('SIGINT', 20000);
+    } finally {
+      await screen.end();
+    }
   });
 }
 

@@ -6,6 +6,8 @@ import { Browser } from '../e2e/lib/browser.mjs';
 import { RoomServer } from '../e2e/lib/room-server.mjs';
 import { until } from '../e2e/lib/wait.mjs';
 
+export { placeOnPage as pointOnPicture } from '../e2e/lib/viewer.mjs';
+
 let count = 0;
 
 export function newRoom() {
@@ -89,17 +91,6 @@ export async function settled(pair) {
   const t0 = Math.floor(Math.random() * 1e9);
   await pair.viewer.evaluate((t0) => vantora.send({ type: 'ping', t0 }), t0);
   await until(async () => (await heard(pair.host, 'ping')).some((ping) => ping.t0 === t0), { what: 'the ping' });
-}
-
-// Client coordinates of a point given as fractions of the picture.
-export function pointOnPicture(viewer, x, y) {
-  return viewer.evaluate(([x, y]) => {
-    const video = document.getElementById('screen');
-    const box = video.getBoundingClientRect();
-    const scale = Math.min(box.width / video.videoWidth, box.height / video.videoHeight);
-    const size = [video.videoWidth * scale, video.videoHeight * scale];
-    return { x: box.left + (box.width - size[0]) / 2 + x * size[0], y: box.top + (box.height - size[1]) / 2 + y * size[1] };
-  }, [x, y]);
 }
 
 // A file of tests around one browser and one server: pairTest(name, options, body) runs `body` with a connected pair in

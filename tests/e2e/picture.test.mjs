@@ -87,6 +87,14 @@ test('theCompanionsPageShowsTheScreen', async (t) => {
   });
 });
 
+test('theCompanionsPageSaysSoWhenThereIsNoScreenToRecord', async (t) => {
+  await withSession(t, { screen: null, host: { env: { DISPLAY: ':64999' } } }, async (session) => {
+    const page = await session.viewer();
+    await connected(page);
+    await until(() => page.isVisible('text=cannot record its screen'), { deadline: 15000, what: 'the card' });
+  });
+});
+
 for (const codec of ['h264', 'vp8', 'vp9', 'av1']) {
   test(`showsTheScreensColoursWith_${codec}`, async (t) => {
     await withSession(t, { host: { env: { PREFERRED_CODEC: codec } } }, async (session) => {

@@ -21,6 +21,13 @@ export function normalised(rect, clientX, clientY) {
   return { x: clamp(x), y: clamp(y), inside: x >= 0 && x <= 1 && y >= 0 && y <= 1 };
 }
 
+// Travel split into the whole pixels of it and what is left over.
+export function wholePixels({ dx, dy }) {
+  // Adding 0 keeps a negative zero from showing.
+  const whole = { dx: Math.trunc(dx) + 0, dy: Math.trunc(dy) + 0 };
+  return { whole, rest: { dx: dx - whole.dx, dy: dy - whole.dy } };
+}
+
 const PIXELS_PER_LINE = 40;
 
 // Wheel travel in pixels, whatever unit the browser counts in.

@@ -1,6 +1,6 @@
 // Keys pressed on the shared screen, sent to the host.
 
-import { KNOWN_CODES, NO_MODIFIERS, modifiersOf } from './keys.js';
+import { KNOWN_CODES, NO_MODIFIERS, modifiersOf, needsAltGraph } from './keys.js';
 
 // Leaves the screen for the tool bar; the host has no such key.
 const LEAVE_KEY = 'F6';
@@ -9,13 +9,16 @@ export class KeyboardForwarder {
   #send;
   #isActive;
   #onLeave;
+  #onUnsendable;
   #held = new Set();
 
-  // `element` takes the keyboard focus; send(message) reaches the host reliably.
-  constructor(element, { send, isActive, onLeave }) {
+  // `element` takes the keyboard focus; send(message) reaches the host reliably; onUnsendable() is told of a key that
+  // the host could only get wrong.
+  constructor(element, { send, isActive, onLeave, onUnsendable }) {
     this.#send = send;
     this.#isActive = isActive;
     this.#onLeave = onLeave;
+    this.#onUnsendable = onUnsendable;
     element.addEventListener('keydown', (event) => this.#down(event));
     element.addEventListener('keyup', (event) => this.#up(event));
     element.addEventListener('blur', () => this.releaseAll());
@@ -38,6 +41,10 @@ export class KeyboardForwarder {
     if (event.key === 'Alt' || event.key === 'Meta') event.preventDefault();
     if (!KNOWN_CODES.has(event.code)) return;
     event.preventDefault();
+    if (needsAltGraph(event)) {
+      this.#onUnsendable();
+      return;
+    }
     this.#held.add(event.code);
     this.#send({ type: 'keyDown', code: event.code, mods: modifiersOf(event) });
   }

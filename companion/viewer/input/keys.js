@@ -12,6 +12,13 @@ export const KNOWN_CODES = new Set([
   'Comma', 'Slash', 'Period',
 ]);
 
+// Whether the key types a character that it has only with AltGr. The host knows positions and four modifiers, AltGr not
+// among them: sent without it, the key would type something else.
+export function needsAltGraph(event) {
+  if (!event.getModifierState?.('AltGraph') || event.key === ' ') return false;
+  return event.key === 'Dead' || [...event.key].length === 1;
+}
+
 export const NO_MODIFIERS = Object.freeze({ shift: false, ctrl: false, alt: false, meta: false });
 
 export function modifiersOf(event) {

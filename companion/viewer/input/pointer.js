@@ -1,9 +1,12 @@
 // Pointer and wheel on the shared screen, sent to the host.
 
-import { normalised, pictureRect, wheelPixels } from './geometry.js';
+import { normalised, pictureRect, wheelPixels, wholePixels } from './geometry.js';
 
 // Bit of PointerEvent.buttons for each button number of the host.
 const BUTTON_BITS = [[0, 1], [1, 4], [2, 2]];
+// Moves may be lost on their way, or be late by up to 70 ms. What is sent after this time has the last word.
+const REST_MS = 100;
+const NO_TRAVEL = Object.freeze({ dx: 0, dy: 0 });
 
 export class PointerForwarder {
   #video;
@@ -12,8 +15,13 @@ export class PointerForwarder {
   #pressed = 0;
   #last = null;
   #move = null;
-  #wheel = null;
+  // Whether the wheel turned in this frame, and the travel that was not sent yet, down to fractions of pixels.
+  #wheel = false;
+  #travel = NO_TRAVEL;
   #frame = 0;
+  #rest = 0;
+  // Where the host's pointer is for sure.
+  #placed = null;
 
   // `element` receives the events, `video` shows the picture.
   // send(message, { reliable }) reaches the host.
@@ -33,8 +41,12 @@ export class PointerForwarder {
 
   // Lets go of every button that the host believes to be down.
   releaseAll() {
+    clearTimeout(this.#rest);
+    this.#rest = 0;
+    this.#placed = null;
     this.#move = null;
-    this.#wheel = null;
+    this.#wheel = false;
+    this.#travel = NO_TRAVEL;
     if (this.#pressed && this.#last) this.#buttons(0, this.#last);
     this.#pressed = 0;
   }
@@ -80,6 +92,7 @@ export class PointerForwarder {
       const type = buttons & bit ? 'mouseDown' : 'mouseUp';
       this.#pressed ^= bit;
       this.#send({ type, x: at.x, y: at.y, button }, { reliable: true });
+      this.#placedAt(at);
     }
   }
 
@@ -89,9 +102,9 @@ export class PointerForwarder {
     const at = this.#locate(event);
     if (!at?.inside) return;
     const { dx, dy } = wheelPixels(event, this.#video.clientWidth, this.#video.clientHeight);
-    this.#wheel ??= { dx: 0, dy: 0 };
-    this.#wheel.dx += dx;
-    this.#wheel.dy += dy;
+    this.#travel = { dx: this.#travel.dx + dx, dy: this.#travel.dy + dy };
+    this.#wheel = true;
+    this.#last = at;
     this.#schedule();
   }
 
@@ -100,13 +113,38 @@ export class PointerForwarder {
     this.#frame ||= requestAnimationFrame(() => {
       this.#frame = 0;
       if (!this.#isActive()) return;
-      if (this.#move) {
-        const { at, timestamp } = this.#move;
-        this.#send({ type: 'mouseMove', x: at.x, y: at.y, timestamp }, { reliable: false });
-      }
-      if (this.#wheel) this.#send({ type: 'wheel', ...this.#wheel }, { reliable: true });
+      if (this.#wheel) this.#sendWheel(this.#last);
+      else if (this.#move) this.#sendMove(this.#move);
       this.#move = null;
-      this.#wheel = null;
+      this.#wheel = false;
     });
+  }
+
+  #sendMove({ at, timestamp }) {
+    this.#send({ type: 'mouseMove', x: at.x, y: at.y, timestamp }, { reliable: false });
+    this.#placed = null;
+    clearTimeout(this.#rest);
+    this.#rest = setTimeout(() => {
+      this.#rest = 0;
+      if (this.#isActive()) this.#place(this.#last);
+    }, REST_MS);
+  }
+
+  // The host cares for whole pixels, at the place where its pointer is.
+  #sendWheel(at) {
+    const { whole, rest } = wholePixels(this.#travel);
+    this.#travel = rest;
+    if (this.#placed?.x !== at.x || this.#placed?.y !== at.y) this.#place(at);
+    if (whole.dx || whole.dy) this.#send({ type: 'wheel', ...whole }, { reliable: true });
+  }
+
+  #place(at) {
+    this.#send({ type: 'mouseMove', x: at.x, y: at.y, timestamp: Date.now() }, { reliable: true });
+    this.#placedAt(at);
+  }
+
+  // A message that cannot be lost has put the host's pointer there; moves still under way may put it elsewhere.
+  #placedAt(at) {
+    if (!this.#rest) this.#placed = at;
   }
 }

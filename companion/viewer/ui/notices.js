@@ -10,6 +10,7 @@ const PERMISSIONS = {
 export class Notices {
   #shown = new Map();
   #dismissed = new Set();
+  #told = new Set();
 
   // A host repeats the notice while the permission is missing; once dismissed it stays away.
   permission(name) {
@@ -19,6 +20,13 @@ export class Notices {
 
   tell(key, text) {
     this.#dismissed.delete(key);
+    this.#show(key, text);
+  }
+
+  // Says it once in the life of the page.
+  tellOnce(key, text) {
+    if (this.#told.has(key)) return;
+    this.#told.add(key);
     this.#show(key, text);
   }
 

@@ -16,6 +16,11 @@ const CARDS = {
   'waiting host': ['Waiting for the host', 'Nobody shares a screen in this room yet. It appears here by itself.', true],
   'disconnected lost': ['Connection lost', 'Trying to get the screen back.', true],
   'disconnected server': ['Server not reachable', 'Trying again in a moment.', true],
+  'connected no-capture': [
+    'No picture from the host',
+    'The host is connected but cannot record its screen. Ask the person at the host to permit it, or to share another display.',
+    false,
+  ],
   'disconnected superseded': ['Opened somewhere else', 'Another viewer has taken over this room.', false],
 };
 

@@ -65,7 +65,7 @@ export class FakeHost {
     }
     this.reliable.onopen = () => {
       this.send({ type: 'display_info', count: this.displays, current: 0 });
-      this.send({ type: 'host_stats', hostName: 'Workshop', room: this.room });
+      this.stats();
     };
     pc.addTransceiver(this.stream.getVideoTracks()[0], { direction: 'sendonly' });
     if (this.twoVideoSections) pc.addTransceiver('video', { direction: 'recvonly' });
@@ -115,6 +115,11 @@ export class FakeHost {
       this.send({ type: 'control_state', enabled: this.enabled });
       this.send({ type: 'ack' });
     }
+  }
+
+  // The host's own are more, and several a second.
+  stats(more) {
+    this.send({ type: 'host_stats', hostName: 'Workshop', room: this.room, capture: 'screen', displayIndex: 0, lastCaptureNs: 1, ...more });
   }
 
   send(message) {

@@ -38,6 +38,17 @@ export function colours(page, places) {
   }, places);
 }
 
+/// Where on the companion's page a normalised place of the picture is.
+export function placeOnPage(page, x, y) {
+  return page.evaluate(([x, y]) => {
+    const video = document.getElementById('screen');
+    const box = video.getBoundingClientRect();
+    const scale = Math.min(box.width / video.videoWidth, box.height / video.videoHeight);
+    const [width, height] = [video.videoWidth * scale, video.videoHeight * scale];
+    return { x: box.left + (box.width - width) / 2 + x * width, y: box.top + (box.height - height) / 2 + y * height };
+  }, [x, y]);
+}
+
 /// "#rrggbb" to [red, green, blue].
 export function rgb(hex) {
   return [1, 3, 5].map((at) => Number.parseInt(hex.slice(at, at + 2), 16));
