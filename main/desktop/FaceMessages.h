@@ -15,8 +15,8 @@ JsonObject toMessage(const HostState& state);
 std::optional<HostState> hostStateOf(const JsonObject& message);
 
 // Desktop to session: "action" {name, allowed?}, "chat_send" {text}, "chat_shown" {number, unread} (all lines of the
-// chat up to that one are in the window, so many of them unseen) and "done" {number} (everything else up to it was
-// done).
+// chat up to that one are in the window, so many of them unseen) and "done" {number} (a notification or repeated launch
+// was carried out; one that is not is for the next process).
 enum class FaceAction {
   startSharing,
   stopSharing,

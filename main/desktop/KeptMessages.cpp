@@ -1,5 +1,7 @@
 #include "main/desktop/KeptMessages.h"
 
+#include <algorithm>
+
 namespace vantora {
 
 using namespace Qt::Literals::StringLiterals;
@@ -14,7 +16,10 @@ JsonObject KeptMessages::add(JsonObject message) {
 }
 
 void KeptMessages::done(qint64 number) {
-  while (!kept_.isEmpty() && kept_.head().number <= number) bytes_ -= kept_.dequeue().bytes;
+  const auto found = std::ranges::find(kept_, number, &Kept::number);
+  if (found == kept_.end()) return;
+  bytes_ -= found->bytes;
+  kept_.erase(found);
 }
 
 QList<JsonObject> KeptMessages::messages() const {

@@ -17,7 +17,7 @@ class KeptMessages {
 
   // Returns the message with its number.
   JsonObject add(JsonObject message);
-  // Everything up to `number` was carried out.
+  // The message of that number was carried out; others are ignored.
   void done(qint64 number);
   // What is still to be carried out, oldest first.
   QList<JsonObject> messages() const;

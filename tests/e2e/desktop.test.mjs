@@ -6,6 +6,7 @@ import { conversation, desktopProcess, launchAgain, manageWindows, window } from
 import { withSession } from './lib/session.mjs';
 import { BareControl, framesShown, shows } from './lib/viewer.mjs';
 import { until } from './lib/wait.mjs';
+import { Xvfb } from './lib/xvfb.mjs';
 
 async function withDesktop(t, body, want = {}) {
   await withSession(t, { ...want, host: { env: { CONTROL_TOKEN: '123456' } } }, async (session) => {
@@ -133,6 +134,26 @@ test('theSessionOutlivesItsDisplay', async (t) => {
     await viewer.settled();
     assert.equal(session.host.child.exit, null);
     assert.equal((await session.host.end()).code, 0);
+  });
+});
+
+test('theConversationAndASecondLaunchWaitForTheDisplay', async (t) => {
+  await withDesktop(t, async (session) => {
+    const page = await session.bare();
+    await new BareControl(page).open();
+    const first = await desktopProcess(session.host);
+    const { display } = session.screen;
+    await session.screen.end();
+    const blind = await desktopProcess(session.host, first);
+    await page.evaluate(() => bare.signal({ type: 'chat_send', text: 'in the dark' }));
+    await session.host.line(/^\[chat-ui\] presentChat from=\S+ len=11$/, { deadline: 15000 });
+    assert.deepEqual((await launchAgain(session)).exit, { code: 0, signal: null });
+
+    session.screen = await Xvfb.start({ display });
+    await manageWindows(session);
+    await desktopProcess(session.host, blind);
+    assert.match(await conversation(session), /: in the dark /);
+    assert.equal(session.host.log.filter((line) => line.startsWith('[chat-ui]')).length, 1);
   });
 });
 

@@ -53,8 +53,10 @@ Display chooseToolkitPlatform() {
 // What the process does: messages of the session to the user interface and the clipboard, and back.
 class Desktop {
  public:
-  explicit Desktop(int descriptor)
-      : link_(descriptor, {.message = [this](const JsonObject& message) { take(message); },
+  // Without `hasScreen` nobody sees windows; a process that has one follows.
+  Desktop(int descriptor, bool hasScreen)
+      : hasScreen_(hasScreen),
+        link_(descriptor, {.message = [this](const JsonObject& message) { take(message); },
                            .lost = [] { QCoreApplication::quit(); }}),
         face_([this](const JsonObject& message) { link_.send(message); }),
         clipboard_(makeQtClipboard(), [this](const JsonObject& message) { link_.send(message); }) {
@@ -92,7 +94,7 @@ class Desktop {
     if (type == "notify"_L1) {
       interface_->deliverHostNotification(stringField(message, "title"_L1).value_or(QString()),
                                           stringField(message, "body"_L1).value_or(QString()));
-    } else if (type == "reopen"_L1) {
+    } else if (type == "reopen"_L1 && hasScreen_) {
       interface_->handleReopen();
     } else {
       return;
@@ -117,6 +119,7 @@ class Desktop {
                 {u"unread"_s, interface_->statusBar().unreadChatCount()}});
   }
 
+  const bool hasScreen_;
   const InfoDictionary info_ = InfoDictionary::load(QCoreApplication::applicationDirPath());
   DesktopLink link_;
   RemoteFace face_;
@@ -151,7 +154,7 @@ int runDesktopProcess(int descriptor, int& argumentCount, char** arguments) {
     });
     displayCheck.start(kDisplayCheck);
   }
-  Desktop desktop(descriptor);
+  Desktop desktop(descriptor, display != Display::awaited);
   return QApplication::exec();
 }
 

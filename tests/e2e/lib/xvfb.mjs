@@ -3,9 +3,9 @@ import { Child, run } from './child.mjs';
 import { until } from './wait.mjs';
 
 export class Xvfb {
-  /// Starts a server on a free display number; `size` is "WIDTHxHEIGHT".
-  static async start({ size = '1280x720' } = {}) {
-    const child = new Child('Xvfb', ['-displayfd', '3', '-screen', '0', `${size}x24`, '-noreset', '-nolisten', 'tcp'], {
+  /// Starts a server on a free display number or as `display` (":7"); `size` is "WIDTHxHEIGHT".
+  static async start({ size = '1280x720', display = null } = {}) {
+    const child = new Child('Xvfb', [...(display ? [display] : []), '-displayfd', '3', '-screen', '0', `${size}x24`, '-noreset', '-nolisten', 'tcp'], {
       stdio: ['pipe'],
     });
     let digits = '';

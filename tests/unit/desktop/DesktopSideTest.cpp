@@ -190,6 +190,17 @@ TEST_F(DesktopSideTest, givesTheConversationAndTheUnseenLinesToTheNextProcess) {
   EXPECT_EQ(heardAfterEnd(u"die"_s).last().value(u"unread"_s), 0);
 }
 
+TEST_F(DesktopSideTest, keepsALaunchForAProcessThatCanShowIt) {
+  startAndHear();
+  side_.reopen();
+  side_.deliverHostNotification(u"Chat from viewer"_s, u"one"_s);
+  hearsFromDesktop(done(2));
+  hearsFromDesktop(done(17));
+  EXPECT_EQ(typesOf(heardAfterEnd(u"die"_s)), (QStringList{u"state"_s, u"reopen"_s}));
+  hearsFromDesktop(done(1));
+  EXPECT_EQ(typesOf(heardAfterEnd(u"die"_s)), QStringList{u"state"_s});
+}
+
 TEST_F(DesktopSideTest, losesNothingThatAHangingProcessDidNotShow) {
   startAndHear();
   side_.presentChat(u"viewer"_s, u"shown"_s, 1);
