@@ -17,12 +17,30 @@ using namespace Qt::Literals::StringLiterals;
 
 namespace {
 
-ShellLimits limitsFor(const Options& options) {
+Look lookOf(const Options& options) {
+  if (options.look) return options.look;
+  return [](const QString& path) { return QFileInfo::exists(path); };
+}
+
+QStringList answeringPath(const Options& options, std::chrono::steady_clock::time_point deadline) {
+  const QStringList all = options.environment.value(u"PATH"_s).split(u':', Qt::SkipEmptyParts);
+  const auto is_systems = [&](const QString& folder) { return options.toolFolders.contains(folder); };
+  QStringList users = all;
+  users.removeIf(is_systems);
+  users.removeDuplicates();
+  const QStringList there = answering(users, lookOf(options), deadline);
+  QStringList result = all;
+  result.removeIf([&](const QString& folder) { return !is_systems(folder) && !there.contains(folder); });
+  return result;
+}
+
+ShellLimits limitsFor(const Options& options, std::chrono::steady_clock::time_point deadline, const QStringList& path) {
   ShellLimits limits;
   limits.environment = options.environment;
+  if (limits.environment.contains(u"PATH"_s)) limits.environment.insert(u"PATH"_s, path.join(u':'));
   limits.environment.insert(u"LC_ALL"_s, u"C.UTF-8"_s);
   limits.environment.remove(u"LANGUAGE"_s);
-  limits.deadline = std::chrono::steady_clock::now() + options.deadline;
+  limits.deadline = deadline;
   limits.stop = options.stop;
   return limits;
 }
@@ -32,11 +50,6 @@ ShellLimits withoutProfile(ShellLimits limits) {
   // A file that a shell reads although it is no login shell.
   limits.environment.remove(u"BASH_ENV"_s);
   return limits;
-}
-
-Look lookOf(const Options& options) {
-  if (options.look) return options.look;
-  return [](const QString& path) { return QFileInfo::exists(path); };
 }
 
 std::vector<InterfaceAddress> kernelAddresses() {
@@ -70,7 +83,11 @@ std::vector<InterfaceAddress> kernelAddresses() {
 }  // namespace
 
 Probe::Probe(const Options& options)
-    : options_(options), limits_(limitsFor(options)), plain_limits_(withoutProfile(limits_)) {}
+    : options_(options),
+      deadline_(std::chrono::steady_clock::now() + options.deadline),
+      path_(answeringPath(options_, deadline_)),
+      limits_(limitsFor(options_, deadline_, path_)),
+      plain_limits_(withoutProfile(limits_)) {}
 
 bool Probe::isOver() const {
   return limits_.stop.stop_requested() || std::chrono::steady_clock::now() >= limits_.deadline;
@@ -88,19 +105,8 @@ QString Probe::plain(const QString& commandLine) const {
   return Diagnostics::sh(commandLine, kCommandSeconds, plain_limits_);
 }
 
-const QStringList& Probe::toolFolders() const {
-  std::call_once(tool_folders_once_, [this] {
-    QStringList folders = variable(u"PATH"_s).split(u':', Qt::SkipEmptyParts);
-    folders.removeIf([](const QString& folder) { return !folder.startsWith(u'/'); });
-    folders.removeDuplicates();
-    // The user's own may lie on a network.
-    tool_folders_ = answering(folders, lookOf(options_), deadline()) + options_.toolFolders;
-  });
-  return tool_folders_;
-}
-
 QString Probe::tool(const QString& name) const {
-  for (const QString& folder : toolFolders()) {
+  for (const QString& folder : path_ + options_.toolFolders) {
     const QFileInfo file(QDir(folder), name);
     if (file.isAbsolute() && file.isFile() && file.isExecutable()) return quoted(file.filePath());
   }

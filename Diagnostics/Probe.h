@@ -4,7 +4,6 @@
 #include <QString>
 #include <QStringList>
 #include <chrono>
-#include <mutex>
 #include <vector>
 
 #include "Diagnostics/Options.h"
@@ -22,7 +21,7 @@ class Probe {
   // No more time, or told to stop.
   [[nodiscard]] bool isOver() const;
   // When there is no more time.
-  [[nodiscard]] std::chrono::steady_clock::time_point deadline() const { return limits_.deadline; }
+  [[nodiscard]] std::chrono::steady_clock::time_point deadline() const { return deadline_; }
 
   // Runs a command line through a login shell, for at most 2.5 s and never past the end of the report.
   [[nodiscard]] QString sh(const QString& commandLine) const;
@@ -57,14 +56,12 @@ class Probe {
   [[nodiscard]] std::vector<InterfaceAddress> interfaceAddresses() const;
 
  private:
-  // The folders in which tools are looked for.
-  [[nodiscard]] const QStringList& toolFolders() const;
-
   const Options options_;
+  const std::chrono::steady_clock::time_point deadline_;
+  // The folders of PATH, less those that do not answer: every look for a tool would stop there, a shell's too.
+  const QStringList path_;
   const ShellLimits limits_;
   const ShellLimits plain_limits_;
-  mutable std::once_flag tool_folders_once_;
-  mutable QStringList tool_folders_;
 };
 
 // `text` as one word of a shell command, whatever it holds.

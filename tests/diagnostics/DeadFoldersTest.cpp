@@ -126,6 +126,21 @@ TEST_F(DeadFoldersTest, aDeadHomeCostsItsOwnFiguresOnly) {
   EXPECT_EQ(LeavableThread::leftBehind(), left) << "the next report adds none";
 }
 
+TEST_F(DeadFoldersTest, commandsDoNotLookForToolsInADeadFolder) {
+  MadeUpMachine machine;
+  machine.folder(u"/bin"_s);
+  machine.folder(u"/home/user/bin"_s);
+  Options options = machine.realOptions();
+  const QString usual = options.environment.value(u"PATH"_s);
+  options.toolFolders = {u"/no/such/folder"_s};
+  const QString alive = machine.place(u"/bin"_s);
+  options.environment.insert(u"PATH"_s,
+                             machine.place(u"/home/user/bin"_s) + u':' + alive + u":/no/such/folder:"_s + usual);
+  options.look = lookWithDead(machine.place(u"/home"_s));
+  EXPECT_EQ(Probe(options).plain(u"echo \"$PATH\""_s), alive + u":/no/such/folder:"_s + usual)
+      << "the system's own folders stay without a look";
+}
+
 TEST_F(DeadFoldersTest, aReportEndsInTimeWhateverDoesNotComeBack) {
   MadeUpMachine machine;
   machine.tool(u"ping"_s);
