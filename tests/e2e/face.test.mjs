@@ -46,6 +46,12 @@ test('theMenuActsOnTheSessionAndShowsWhatBecameOfIt', async (t) => {
       'Regenerate PIN', '', 'Allow Remote Control', 'Allow Incoming Files', '', 'Chat…', '', 'Quit Vantora']);
     await bus.row(({ label }) => label === 'Connection: connected' || label === 'Connection: completed', 'the connection');
 
+    for (const [label, text] of [['Copy Room ID', session.room], ['Copy PIN', pin]]) {
+      await bus.click(label);
+      await until(async () => (await session.screen.run('xclip', ['-selection', 'clipboard', '-o']).catch(() => '')) === text,
+        { deadline: 15000, what: `"${text}" on the clipboard` });
+    }
+
     await viewer.takeControl(pin);
     const states = async () => (await viewer.heard('control_state')).map(({ message }) => message.enabled);
     const before = await states();

@@ -39,13 +39,14 @@ class DesktopSideTest : public testing::Test {
     ASSERT_TRUE(becomesReady());
     static_cast<void>(heard());
   }
-  // Once ready, a request for the clipboard waits for the process instead of being answered at once.
+  // Once there is a process that is ready, a request for the clipboard waits for it instead of being answered at once.
+  bool isReady() {
+    const auto answered = std::make_shared<bool>(false);
+    side_.clipboard().requestText([answered](const QString&) { *answered = true; });
+    return !*answered;
+  }
   [[nodiscard]] bool becomesReady() {
-    return testing_loop::waitFor([this] {
-      const auto answered = std::make_shared<bool>(false);
-      side_.clipboard().requestText([answered](const QString&) { *answered = true; });
-      return !*answered;
-    });
+    return testing_loop::waitFor([this] { return isReady(); });
   }
   // What the desktop process was told since the last look, up to now, without the questions for the clipboard.
   QList<JsonObject> heard() {
@@ -71,7 +72,11 @@ class DesktopSideTest : public testing::Test {
   // Ends the process with the room of that name ("die" or "hang"), and hears what the one that follows is told first.
   QList<JsonObject> heardAfterEnd(const QString& room) {
     tellRoom(room);
-    state_.roomId = u"next"_s;
+    EXPECT_TRUE(testing_loop::waitFor([this] {
+      if (isReady()) scheduler_.advance(100ms);
+      return !isReady();
+    }));
+    tellRoom(u"next"_s);  // Nobody hears that.
     const int before = asked_;
     EXPECT_TRUE(testing_loop::waitFor([&] {
       if (asked_ == before) scheduler_.advance(100ms);
