@@ -47,8 +47,8 @@ class DesktopFixture : public testing::Test {
     ASSERT_TRUE(expect(QStringLiteral("ready")));
   }
 
-  // Nothing for a second call. To be called before anything that shows a window: one that comes while the window manager
-  // takes over may get lost.
+  // Nothing for a second call. To be called before anything that shows a window: one that comes while the window
+  // manager takes over may get lost.
   void startWindowManager() {
     if (managed()) return;
     windowManager_ = server_.spawn(
