@@ -4,6 +4,7 @@
 #include <QString>
 #include <QtGlobal>
 #include <functional>
+#include <optional>
 
 namespace vantora {
 
@@ -19,8 +20,10 @@ class Clipboard {
   // Puts `text` on the clipboard. `done` gets the change count of this very change; changeCount() never shows a change
   // made here before `done` has run.
   virtual void setText(const QString& text, std::function<void(qint64 changeCount)> done) = 0;
-  // `done` gets the plain text; the empty text when there is none or its owner does not answer in time.
-  virtual void requestText(std::function<void(const QString& text)> done) = 0;
+  // `done` gets the plain text, the empty one when there is none, or nothing when it could not be read: its owner did
+  // not answer in time, or it is too long.
+  using TextAnswer = std::function<void(const std::optional<QString>& text)>;
+  virtual void requestText(TextAnswer done) = 0;
 };
 
 }  // namespace vantora

@@ -36,7 +36,7 @@ class NoClipboard final : public Clipboard {
   qint64 changeCount() const override { return 0; }
   void setChangedHandler(std::function<void()>) override {}
   void setText(const QString&, std::function<void(qint64)> done) override { done(0); }
-  void requestText(std::function<void(const QString&)> done) override { done({}); }
+  void requestText(TextAnswer done) override { done(QString()); }
 };
 
 }  // namespace

@@ -7,52 +7,88 @@ namespace vantora {
 
 using namespace Qt::Literals::StringLiterals;
 
+void RemoteClipboard::connected() {
+  connected_ = true;
+  const bool again = std::exchange(wasConnected_, true);
+  if (writing_ && !writing_->stored) return sendText();
+  if (again) lookForCopies();
+}
+
 void RemoteClipboard::disconnected() {
   connected_ = false;
   base_ = changeCount_;
-  for (auto& [id, reading] : std::exchange(readings_, {})) reading.done(QString());
-  for (auto& [id, writing] : std::exchange(writings_, {})) writing.done(changeCount_);
+  for (auto& [id, reading] : std::exchange(readings_, {})) reading.done(std::nullopt);
+}
+
+// Whatever was copied while nobody looked is a change. What was set here went with the process that had it, unless a
+// program of the desktop took it over.
+void RemoteClipboard::lookForCopies() {
+  requestText([this](const std::optional<QString>& text) {
+    if (!connected_) return;
+    if (writing_) {
+      if (!writing_->stored || text == writing_->text) return;
+      if (text && text->isEmpty()) return sendText();
+      writing_.reset();
+    }
+    ++base_;
+    ++changeCount_;
+    if (changed_) changed_();
+  });
 }
 
 void RemoteClipboard::take(const QString& type, const JsonObject& message) {
   const qint64 id = integerField(message, "id"_L1).value_or(0);
-  if (type == "clipboard_text"_L1) return answerReading(id, stringField(message, "text"_L1).value_or(QString()));
+  if (type == "clipboard_text"_L1) return answerReading(id, stringField(message, "text"_L1));
 
   const auto count = integerField(message, "count"_L1);
   if (!count || *count < 0) return;
+  if (type == "clipboard_stored"_L1) return stored(id, *count);
+  if (type != "clipboard_changed"_L1) return;
   changeCount_ = std::max(changeCount_, base_ + *count);
-  if (type == "clipboard_stored"_L1) {
-    answerWriting(id, base_ + *count);
-  } else if (type == "clipboard_changed"_L1 && changed_) {
-    changed_();
-  }
+  if (writing_ && writing_->stored) writing_.reset();
+  if (changed_) changed_();
 }
 
 void RemoteClipboard::setText(const QString& text, std::function<void(qint64)> done) {
-  if (!connected_) return done(changeCount_);
   const qint64 id = nextId_++;
-  writings_.emplace(id, Waiting<qint64>{std::move(done),
-                                        scheduler_.after(kPatience, [this, id] { answerWriting(id, changeCount_); })});
-  send_({{u"type"_s, u"clipboard_set"_s}, {u"id"_s, id}, {u"text"_s, text}});
+  std::optional<Writing> before = std::exchange(
+      writing_, Writing{id, text, false, std::move(done), scheduler_.after(kPatience, [this] { answerWriting(); })});
+  if (connected_) sendText();
+  if (before && before->done) before->done(changeCount_);
 }
 
-void RemoteClipboard::requestText(std::function<void(const QString&)> done) {
-  if (!connected_) return done(QString());
+void RemoteClipboard::sendText() {
+  send_({{u"type"_s, u"clipboard_set"_s}, {u"id"_s, writing_->id}, {u"text"_s, writing_->text}});
+}
+
+void RemoteClipboard::stored(qint64 id, qint64 count) {
+  if (id <= 0 || id >= nextId_) return;
+  const bool newest = writing_ && writing_->id == id;
+  if (newest) writing_->stored = true;
+  if (newest && writing_->done) {
+    changeCount_ = std::max(changeCount_, base_ + count);
+    writing_->patience.reset();
+    return std::exchange(writing_->done, nullptr)(base_ + count);
+  }
+  // Nobody waits for the count any more, and it must not look like a copy of somebody else.
+  base_ = std::min(base_, changeCount_ - count);
+}
+
+void RemoteClipboard::requestText(TextAnswer done) {
+  if (!connected_) return done(writing_ && !writing_->stored ? std::optional(writing_->text) : std::nullopt);
   const qint64 id = nextId_++;
-  readings_.emplace(id, Waiting<const QString&>{std::move(done), scheduler_.after(kPatience, [this, id] {
-                                                  answerReading(id, QString());
-                                                })});
+  readings_.emplace(
+      id, Reading{std::move(done), scheduler_.after(kPatience, [this, id] { answerReading(id, std::nullopt); })});
   send_({{u"type"_s, u"clipboard_get"_s}, {u"id"_s, id}});
 }
 
-void RemoteClipboard::answerReading(qint64 id, const QString& text) {
+void RemoteClipboard::answerReading(qint64 id, const std::optional<QString>& text) {
   auto reading = readings_.extract(id);
   if (!reading.empty()) reading.mapped().done(text);
 }
 
-void RemoteClipboard::answerWriting(qint64 id, qint64 changeCount) {
-  auto writing = writings_.extract(id);
-  if (!writing.empty()) writing.mapped().done(changeCount);
+void RemoteClipboard::answerWriting() {
+  if (writing_ && writing_->done) std::exchange(writing_->done, nullptr)(changeCount_);
 }
 
 }  // namespace vantora

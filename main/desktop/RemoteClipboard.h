@@ -2,6 +2,7 @@
 #pragma once
 
 #include <map>
+#include <optional>
 
 #include "main/base/Json.h"
 #include "main/base/Scheduler.h"
@@ -9,9 +10,10 @@
 
 namespace vantora {
 
-// While there is no desktop process the clipboard is empty and takes nothing; requests are answered at once then.
-// A request that the desktop process leaves unanswered for kPatience is answered as if there were none.
-// Thread: main. Owner: DesktopSide.
+// While there is no desktop process the newest text that is set waits for it, and nothing else can be read, which is
+// answered at once. A request that is not carried out within kPatience is answered as one that failed; a text may still
+// arrive afterwards and is no change then. What was set here last goes with a desktop process that ends, and is set
+// again by the next one if nobody else filled the clipboard. Thread: main. Owner: DesktopSide.
 class RemoteClipboard final : public Clipboard {
  public:
   static constexpr std::chrono::milliseconds kPatience{6000};
@@ -20,7 +22,7 @@ class RemoteClipboard final : public Clipboard {
   RemoteClipboard(Scheduler& scheduler, std::function<void(const JsonObject&)> send)
       : scheduler_(scheduler), send_(std::move(send)) {}
 
-  void connected() { connected_ = true; }
+  void connected();
   void disconnected();
   // Takes "clipboard_changed", "clipboard_stored" and "clipboard_text"; others and malformed ones are ignored.
   void take(const QString& type, const JsonObject& message);
@@ -28,28 +30,39 @@ class RemoteClipboard final : public Clipboard {
   qint64 changeCount() const override { return changeCount_; }
   void setChangedHandler(std::function<void()> handler) override { changed_ = std::move(handler); }
   void setText(const QString& text, std::function<void(qint64 changeCount)> done) override;
-  void requestText(std::function<void(const QString& text)> done) override;
+  void requestText(TextAnswer done) override;
 
  private:
-  template <typename Answer>
-  struct Waiting {
-    std::function<void(Answer)> done;
+  struct Reading {
+    TextAnswer done;
+    std::unique_ptr<Timer> patience;
+  };
+  // The newest text that was set.
+  struct Writing {
+    qint64 id;
+    QString text;
+    bool stored;                       // It has been on the clipboard.
+    std::function<void(qint64)> done;  // Empty once called.
     std::unique_ptr<Timer> patience;
   };
 
-  void answerReading(qint64 id, const QString& text);
-  void answerWriting(qint64 id, qint64 changeCount);
+  void sendText();
+  void lookForCopies();
+  void stored(qint64 id, qint64 count);
+  void answerReading(qint64 id, const std::optional<QString>& text);
+  void answerWriting();
 
   Scheduler& scheduler_;
   std::function<void(const JsonObject&)> send_;
   std::function<void()> changed_;
   bool connected_ = false;
+  bool wasConnected_ = false;
   // Counts on from what earlier desktop processes reported: each of them starts at 0.
   qint64 changeCount_ = 0;
   qint64 base_ = 0;
   qint64 nextId_ = 1;
-  std::map<qint64, Waiting<const QString&>> readings_;
-  std::map<qint64, Waiting<qint64>> writings_;
+  std::map<qint64, Reading> readings_;
+  std::optional<Writing> writing_;  // None when another program has copied since.
 };
 
 }  // namespace vantora

@@ -1,9 +1,16 @@
 #include "platform/qt/QtClipboard.h"
 
 #include <QGuiApplication>
+#include <utility>
 
 namespace vantora {
 namespace {
+
+using namespace std::chrono_literals;
+
+// The toolkit learns of another program's copy within milliseconds.
+constexpr auto kTryAgain = 5ms;
+constexpr int kTries = 200;
 
 // Whether a window belongs to the toolkit's connection: a server gives each connection numbers of its own.
 bool isToolkitsOwn(xcb_window_t window) {
@@ -17,17 +24,23 @@ bool isToolkitsOwn(xcb_window_t window) {
 
 QtClipboard::QtClipboard(QClipboard& clipboard, std::unique_ptr<X11ClipboardReader> reader)
     : clipboard_(clipboard), reader_(std::move(reader)) {
-  watched_ = reader_ && reader_->watch([this](xcb_window_t owner) {
-    // Every text that is set here is told once; what else this program copies (a room id, say) is a change as any
-    // other.
-    if (!isToolkitsOwn(owner) || ownNotices_ == 0) return copied();
-    --ownNotices_;
-  });
+  again_.setSingleShot(true);
+  QObject::connect(&again_, &QTimer::timeout, &context_, [this] { trySet(); });
+  watched_ = reader_ && reader_->watch([this](xcb_window_t owner) { tell(owner); });
   if (watched_) return;
   QObject::connect(&clipboard_, &QClipboard::dataChanged, &context_, [this] {
     // The toolkit reports what is set here within the call that sets it.
     if (!writing_) copied();
   });
+}
+
+void QtClipboard::tell(xcb_window_t owner) {
+  // What else this program copies (a room id, say) is a change as any other.
+  if (writing_ && isToolkitsOwn(owner)) {
+    writing_ = false;
+    return stored();
+  }
+  copied();
 }
 
 void QtClipboard::copied() {
@@ -37,15 +50,36 @@ void QtClipboard::copied() {
 }
 
 void QtClipboard::setText(const QString& text, std::function<void(qint64)> done) {
-  writing_ = true;
-  clipboard_.setText(text);
-  writing_ = false;
-  ours_ = true;
-  if (watched_) ++ownNotices_;
-  done(++changeCount_);
+  const auto before = std::exchange(done_, std::move(done));
+  text_ = text;
+  tries_ = 0;
+  trySet();
+  if (before) before(changeCount_);  // Never set: this text came too soon.
 }
 
-void QtClipboard::requestText(std::function<void(const QString&)> done) {
+void QtClipboard::trySet() {
+  if (watched_) reader_->catchUp();
+  if (!done_) return;
+  writing_ = true;
+  clipboard_.setText(text_);
+  // The server's notice tells whether it took the text.
+  if (watched_) reader_->catchUp();
+  const bool refused = std::exchange(writing_, false) && watched_;
+  if (!refused) {
+    if (!watched_) stored();
+  } else if (++tries_ < kTries) {
+    again_.start(kTryAgain);
+  } else {
+    std::exchange(done_, nullptr)(changeCount_);
+  }
+}
+
+void QtClipboard::stored() {
+  ours_ = true;
+  std::exchange(done_, nullptr)(++changeCount_);
+}
+
+void QtClipboard::requestText(TextAnswer done) {
   // Not ownsClipboard(): that, too, misses another program's copy in the same millisecond.
   if (reader_ && !ours_) return reader_->read(std::move(done));
   done(clipboard_.text());

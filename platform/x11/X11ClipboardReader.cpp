@@ -15,9 +15,10 @@ xcb_atom_t atom(xcb_connection_t* connection, const QByteArray& name) {
 
 }  // namespace
 
-X11ClipboardReader::X11ClipboardReader(const QString& displayName) : connection_(displayName) {
+X11ClipboardReader::X11ClipboardReader(const QString& displayName, Limits limits)
+    : limits_(limits), connection_(displayName) {
   patience_.setSingleShot(true);
-  QObject::connect(&patience_, &QTimer::timeout, &context_, [this] { finish({}); });
+  QObject::connect(&patience_, &QTimer::timeout, &context_, [this] { finish(std::nullopt); });
 }
 
 X11ClipboardReader::~X11ClipboardReader() = default;
@@ -35,6 +36,13 @@ bool X11ClipboardReader::watch(std::function<void(xcb_window_t)> changed) {
                                     XCB_XFIXES_SELECTION_EVENT_MASK_SET_SELECTION_OWNER);
   xcb_flush(connection);
   return true;
+}
+
+void X11ClipboardReader::catchUp() {
+  xcb_connection_t* const connection = connection_.current();
+  if (!connection) return;
+  xcbOwned(xcb_get_selection_owner_reply(connection, xcb_get_selection_owner(connection, clipboard_), nullptr));
+  drain();
 }
 
 void X11ClipboardReader::read(Done done) {
@@ -65,8 +73,8 @@ bool X11ClipboardReader::prepare() {
 void X11ClipboardReader::next() {
   if (asking_ || waiting_.empty()) return;
   asking_ = true;
-  if (!prepare()) return finish({});
-  patience_.start(kPatience);
+  if (!prepare()) return finish(std::nullopt);
+  patience_.start(limits_.patience);
   ask(utf8String);
 }
 
@@ -76,7 +84,7 @@ void X11ClipboardReader::ask(size_t target) {
   bytes_.clear();
   turn_ = (turn_ + 1) % properties_.size();
   xcb_connection_t* const connection = connection_.current();
-  if (!connection) return finish({});
+  if (!connection) return finish(std::nullopt);
   xcb_delete_property(connection, window_, properties_[turn_]);
   xcb_convert_selection(connection, window_, clipboard_, targets_[target], properties_[turn_], XCB_CURRENT_TIME);
   xcb_flush(connection);
@@ -90,7 +98,7 @@ void X11ClipboardReader::drain() {
   }
   if (connection_.current()) return;
   notifier_.reset();
-  if (asking_) finish({});
+  if (asking_) finish(std::nullopt);
 }
 
 void X11ClipboardReader::handle(const xcb_generic_event_t& event) {
@@ -101,7 +109,7 @@ void X11ClipboardReader::handle(const xcb_generic_event_t& event) {
       // A refusal names no property: one that comes late costs this request a form of the text, no more.
       if (!asking_ || inPieces_ || notice.target != targets_[target_]) return;
       if (target_ + 1 < targetCount) return ask(target_ + 1);
-      return finish({});
+      return finish(QString());
     }
     answered(notice.property);
   } else if (type == XCB_PROPERTY_NOTIFY) {
@@ -114,7 +122,7 @@ void X11ClipboardReader::handle(const xcb_generic_event_t& event) {
     }
   } else if (type == noticeType_) {
     const auto& notice = reinterpret_cast<const xcb_xfixes_selection_notify_event_t&>(event);
-    if (notice.owner != XCB_NONE) changed_(notice.owner);
+    changed_(notice.owner);
   }
 }
 
@@ -126,7 +134,7 @@ void X11ClipboardReader::answered(xcb_atom_t property) {
     return;
   }
   bytes_ = std::move(piece.bytes);
-  finish(decoded());
+  finish(bytes_.size() > limits_.bytes ? std::nullopt : std::optional(decoded()));
 }
 
 void X11ClipboardReader::pieceArrived() {
@@ -134,7 +142,7 @@ void X11ClipboardReader::pieceArrived() {
   if (piece.type == XCB_NONE) return;  // Taken before, with the notice that it was there.
   if (piece.bytes.isEmpty()) return finish(decoded());
   bytes_ += piece.bytes;
-  if (bytes_.size() > kMaxBytes) finish({});
+  if (bytes_.size() > limits_.bytes) finish(std::nullopt);
 }
 
 X11ClipboardReader::Piece X11ClipboardReader::takeProperty(xcb_atom_t property) {
@@ -152,7 +160,7 @@ QString X11ClipboardReader::decoded() const {
   return target_ == latin1String ? QString::fromLatin1(bytes_) : QString::fromUtf8(bytes_);
 }
 
-void X11ClipboardReader::finish(const QString& text) {
+void X11ClipboardReader::finish(const std::optional<QString>& text) {
   patience_.stop();
   asking_ = false;
   inPieces_ = false;

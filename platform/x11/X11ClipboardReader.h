@@ -19,25 +19,30 @@ namespace vantora {
 
 // Asks the owner of the clipboard for its text on a connection of its own; a toolkit's own reading would block the
 // whole program while the owner takes its time. Answers come from the event loop, in the order of the requests, each
-// after kPatience at the latest. Thread: one with a Qt event loop. Owner: QtClipboard.
+// after its patience at the latest. Thread: one with a Qt event loop. Owner: QtClipboard.
 class X11ClipboardReader {
  public:
-  using Done = std::function<void(const QString& text)>;
-  static constexpr std::chrono::milliseconds kPatience{4000};
-  // Longer texts, in bytes, count as none.
-  static constexpr qsizetype kMaxBytes = 64 * 1024 * 1024;
+  // The empty text: there is none. Nothing: it could not be read.
+  using Done = std::function<void(const std::optional<QString>& text)>;
+  struct Limits {
+    std::chrono::milliseconds patience{4000};
+    qsizetype bytes = 64 * 1024 * 1024;  // Longer texts are not read.
+  };
 
   // `displayName`: such as ":0"; empty: the DISPLAY variable decides.
-  explicit X11ClipboardReader(const QString& displayName = {});
+  explicit X11ClipboardReader(const QString& displayName = {}) : X11ClipboardReader(displayName, Limits()) {}
+  X11ClipboardReader(const QString& displayName, Limits limits);
   ~X11ClipboardReader();
   X11ClipboardReader(const X11ClipboardReader&) = delete;
   X11ClipboardReader& operator=(const X11ClipboardReader&) = delete;
 
   // From now on `changed` is called with the new owner's window whenever the clipboard got an owner, also the same one
-  // again. False when there is no server or it cannot tell.
+  // again, and with XCB_NONE when it was cleared. False when there is no server or it cannot tell.
   [[nodiscard]] bool watch(std::function<void(xcb_window_t owner)> changed);
-  // `done` gets the clipboard's text; the empty text when there is none, when its owner does not answer in time, and
-  // when there is no server. Never called before read() has returned, nor after this object is gone.
+  // Calls `changed` now for whatever the server has done so far.
+  void catchUp();
+  // `done` gets the clipboard's text; nothing when its owner does not answer in time, when it is too long, and when
+  // there is no server. Never called before read() has returned, nor after this object is gone.
   void read(Done done);
 
  private:
@@ -57,9 +62,10 @@ class X11ClipboardReader {
   };
   // What `property` of our window holds; the property is gone afterwards.
   Piece takeProperty(xcb_atom_t property);
-  void finish(const QString& text);
+  void finish(const std::optional<QString>& text);
   QString decoded() const;
 
+  const Limits limits_;
   QObject context_;  // Timers and notices stop with it.
   X11Connection connection_;
   std::unique_ptr<QSocketNotifier> notifier_;

@@ -20,9 +20,9 @@ class FakeClipboard final : public Clipboard {
       done(own);
     });
   }
-  void requestText(std::function<void(const QString&)> done) override {
+  void requestText(TextAnswer done) override {
     ++reads;
-    perform([this, done = std::move(done)] { done(text); });
+    perform([this, done = std::move(done)] { done(readable ? std::optional(text) : std::nullopt); });
   }
 
   // Another program copies. `noticed`: whether the change is told, as most desktops do.
@@ -41,6 +41,7 @@ class FakeClipboard final : public Clipboard {
   }
 
   bool slow = false;
+  bool readable = true;
   QString text;
   qint64 changes = 7;
   int sets = 0;

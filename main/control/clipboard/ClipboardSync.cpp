@@ -15,6 +15,9 @@ constexpr auto kFirstLook = 1000ms;
 constexpr auto kLookEvery = 2000ms;
 // From the notice of a change to the look: programs that set the clipboard often do so several times at once.
 constexpr auto kSettle = 50ms;
+// For so long after the viewer's text was set a change to the same text is a clipboard manager that takes it over, seen
+// two seconds later where nothing tells of changes. Afterwards it is a copy that somebody made.
+constexpr auto kTakeover = 5s;
 
 JsonObject clipboardSyncMessage(const QString& text) { return {{u"type"_s, u"clipboard_sync"_s}, {u"text"_s, text}}; }
 
@@ -94,6 +97,7 @@ void ClipboardSync::write(const QString& text) {
     if (!alive) return;
     ClipboardSync& self = **alive;
     self.lastClipboardChangeCount_ = changeCount;
+    self.writtenAt_ = self.scheduler_.monotonicNow();
     self.busy_ = false;
     self.proceed();
   });
@@ -103,20 +107,27 @@ void ClipboardSync::read() {
   busy_ = true;
   askers_ = std::exchange(waiting_, {});
   if (std::exchange(lookWaits_, false)) lookedAt_ = clipboard_.changeCount();
-  clipboard_.requestText([weak = std::weak_ptr(self_)](const QString& text) {
+  readAt_ = scheduler_.monotonicNow();
+  clipboard_.requestText([weak = std::weak_ptr(self_)](const std::optional<QString>& text) {
     if (const auto alive = weak.lock()) (*alive)->readingArrived(text);
   });
 }
 
-void ClipboardSync::readingArrived(const QString& text) {
+bool ClipboardSync::isEcho(const QString& text) const {
+  return text == viewersText_ && readAt_ - writtenAt_ <= kTakeover;
+}
+
+void ClipboardSync::readingArrived(const std::optional<QString>& text) {
   busy_ = false;
   for (const ReplyAddress& asker : std::exchange(askers_, {})) {
-    if (asker.connection == outlet_.connection()) outlet_.send(asker.origin, clipboardSyncMessage(text));
+    if (asker.connection == outlet_.connection())
+      outlet_.send(asker.origin, clipboardSyncMessage(text.value_or(QString())));
   }
   if (const auto changeCount = std::exchange(lookedAt_, std::nullopt)) {
     lastClipboardChangeCount_ = *changeCount;
-    // A text that the viewer sent meanwhile is about to replace this one: it must not replace the viewer's.
-    if (!nextText_ && text != viewersText_) syncChange(text);
+    // A text that the viewer sent meanwhile is about to replace this one: it must not replace the viewer's. Nor must
+    // the emptiness of a reading that failed.
+    if (!nextText_ && text && !isEcho(*text)) syncChange(*text);
   }
   proceed();
 }

@@ -44,7 +44,8 @@ class ClipboardSync {
   void proceed();
   void write(const QString& text);
   void read();
-  void readingArrived(const QString& text);
+  void readingArrived(const std::optional<QString>& text);
+  bool isEcho(const QString& text) const;
   void syncChange(const QString& text);
 
   ThreadAffinity affinity_;
@@ -53,9 +54,10 @@ class ClipboardSync {
   Scheduler& scheduler_;
   bool clipboardSyncEnabled_ = false;
   qint64 lastClipboardChangeCount_ = 0;
-  // The viewer's text while nothing else was seen on the clipboard: desktops have programs that take over what was
-  // copied, which is a change and yet nothing new.
+  // The viewer's text while nothing else was seen on the clipboard, and when it arrived there: desktops have programs
+  // that soon take over what was copied, which is a change and yet nothing new.
   std::optional<QString> viewersText_;
+  std::chrono::nanoseconds writtenAt_{};
   std::unique_ptr<Timer> clipboardMonitorTimer_;
   std::unique_ptr<Timer> soon_;  // A look that a change brought forward.
 
@@ -68,6 +70,7 @@ class ClipboardSync {
   // The reading under way: whom it is for, and the change count it began with when it is also a look of the watcher.
   QList<ReplyAddress> askers_;
   std::optional<qint64> lookedAt_;
+  std::chrono::nanoseconds readAt_{};  // When it began.
 
   std::shared_ptr<ClipboardSync*> self_;  // For answers that come later; they check that it still lives.
 };

@@ -20,8 +20,10 @@ bool ClipboardService::take(const QString& type, const JsonObject& message) {
     return true;
   }
   if (type == "clipboard_get"_L1) {
-    clipboard_->requestText([this, id](const QString& text) {
-      send_({{u"type"_s, u"clipboard_text"_s}, {u"id"_s, id}, {u"text"_s, text}});
+    clipboard_->requestText([this, id](const std::optional<QString>& text) {
+      JsonObject answer{{u"type"_s, u"clipboard_text"_s}, {u"id"_s, id}};
+      if (text) answer.insert(u"text"_s, *text);  // Without it the text could not be read.
+      send_(answer);
     });
     return true;
   }

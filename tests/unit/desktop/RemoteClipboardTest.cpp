@@ -16,25 +16,173 @@ class RemoteClipboardTest : public testing::Test {
   }
   qint64 lastId() const { return sent_.last().value(u"id").toInteger(); }
 
+  static inline const QString kFailed = u"(failed)"_s;
+  // What the desktop process is asked, with the text it shall set.
+  QStringList asked() {
+    QStringList list;
+    for (const JsonObject& message : std::exchange(sent_, {})) {
+      list.append((message.value(u"type").toString() + u' ' + message.value(u"text").toString()).trimmed());
+      id_ = message.value(u"id").toInteger();
+    }
+    return list;
+  }
+  // Of what asked() showed last.
+  void stores(qint64 count) { clipboard_.take(u"clipboard_stored"_s, reply(id_, "count", count)); }
+  void reads(const QString& text) { clipboard_.take(u"clipboard_text"_s, reply(id_, "text", text)); }
+  // A desktop process has put `text` on the clipboard and ended.
+  void setAndDisconnect(const QString& text) {
+    clipboard_.connected();
+    clipboard_.setText(text, [](qint64) {});
+    asked();
+    stores(1);
+    clipboard_.setChangedHandler([this] { ++changes_; });
+    clipboard_.disconnected();
+  }
+
   fakes::FakeScheduler scheduler_;
+  int changes_ = 0;
+  qint64 id_ = 0;
   QList<JsonObject> sent_;
   RemoteClipboard clipboard_{scheduler_, [this](const JsonObject& message) { sent_.append(message); }};
 };
 
-TEST_F(RemoteClipboardTest, answersAtOnceWithoutADesktopProcess) {
-  std::optional<QString> text;
-  std::optional<qint64> count;
-  clipboard_.requestText([&](const QString& value) { text = value; });
-  clipboard_.setText(u"x"_s, [&](qint64 value) { count = value; });
-  EXPECT_EQ(text, u""_s);
-  EXPECT_EQ(count, 0);
+TEST_F(RemoteClipboardTest, failsToReadWithoutADesktopProcess) {
+  QStringList texts;
+  clipboard_.requestText([&](const std::optional<QString>& value) { texts.append(value.value_or(kFailed)); });
+  EXPECT_EQ(texts, QStringList{kFailed});
   EXPECT_TRUE(sent_.isEmpty());
+}
+
+TEST_F(RemoteClipboardTest, setsTheNewestTextOnceThereIsADesktopProcess) {
+  QList<qint64> counts;
+  clipboard_.setText(u"old"_s, [&](qint64 count) { counts.append(count); });
+  EXPECT_TRUE(counts.isEmpty());
+  clipboard_.setText(u"new"_s, [&](qint64 count) { counts.append(count); });
+  EXPECT_EQ(counts, QList<qint64>{0});
+  EXPECT_TRUE(sent_.isEmpty());
+  std::optional<QString> text;
+  clipboard_.requestText([&](const std::optional<QString>& value) { text = value; });
+  EXPECT_EQ(text, u"new"_s);
+  clipboard_.connected();
+  EXPECT_EQ(asked(), QStringList{u"clipboard_set new"_s});
+  stores(1);
+  EXPECT_EQ(counts, (QList<qint64>{0, 1}));
+  scheduler_.advance(60s);
+  EXPECT_EQ(counts.size(), 2);
+}
+
+TEST_F(RemoteClipboardTest, countsATextThatArrivesLateAsNoChange) {
+  clipboard_.setChangedHandler([this] { ++changes_; });
+  QList<qint64> counts;
+  clipboard_.setText(u"x"_s, [&](qint64 count) { counts.append(count); });
+  scheduler_.advance(30s);
+  EXPECT_EQ(counts, QList<qint64>{0});
+  clipboard_.connected();
+  EXPECT_EQ(asked(), QStringList{u"clipboard_set x"_s});
+  stores(1);
+  EXPECT_EQ(counts.size(), 1);
+  EXPECT_EQ(clipboard_.changeCount(), 0);
+  EXPECT_EQ(changes_, 0);
+  clipboard_.take(u"clipboard_changed"_s, {{u"count"_s, 2}});
+  EXPECT_EQ(clipboard_.changeCount(), 1);
+  EXPECT_EQ(changes_, 1);
+}
+
+TEST_F(RemoteClipboardTest, setsATextAgainWhoseDesktopProcessEndedBeforeItWasStored) {
+  clipboard_.connected();
+  clipboard_.take(u"clipboard_changed"_s, {{u"count"_s, 3}});
+  std::optional<qint64> count;
+  clipboard_.setText(u"x"_s, [&](qint64 value) { count = value; });
+  clipboard_.disconnected();
+  EXPECT_FALSE(count);
+  asked();
+  clipboard_.connected();
+  EXPECT_EQ(asked(), QStringList{u"clipboard_set x"_s});
+  stores(1);
+  EXPECT_EQ(count, 4);
+  EXPECT_EQ(clipboard_.changeCount(), 4);
+}
+
+// Between two desktop processes
+
+TEST_F(RemoteClipboardTest, noticesACopyThatWasMadeBetweenTwoDesktopProcesses) {
+  setAndDisconnect(u"viewer"_s);
+  clipboard_.connected();
+  EXPECT_EQ(asked(), QStringList{u"clipboard_get"_s});
+  reads(u"person"_s);
+  EXPECT_EQ(changes_, 1);
+  EXPECT_EQ(clipboard_.changeCount(), 2);
+  clipboard_.take(u"clipboard_changed"_s, {{u"count"_s, 1}});
+  EXPECT_EQ(clipboard_.changeCount(), 3);
+}
+
+TEST_F(RemoteClipboardTest, countsAChangeWhenItCannotTellWhatWasCopiedMeanwhile) {
+  setAndDisconnect(u"viewer"_s);
+  clipboard_.connected();
+  scheduler_.advance(6s);
+  EXPECT_EQ(changes_, 1);
+  clipboard_.disconnected();
+  clipboard_.connected();
+  clipboard_.disconnected();  // Before it answered.
+  EXPECT_EQ(changes_, 1);
+}
+
+TEST_F(RemoteClipboardTest, putsBackTheTextThatWentWithItsDesktopProcess) {
+  setAndDisconnect(u"viewer"_s);
+  clipboard_.connected();
+  asked();
+  reads(u""_s);
+  EXPECT_EQ(asked(), QStringList{u"clipboard_set viewer"_s});
+  stores(1);
+  EXPECT_EQ(changes_, 0);
+  EXPECT_EQ(clipboard_.changeCount(), 1);
+}
+
+TEST_F(RemoteClipboardTest, countsNoChangeWhenAnotherProgramKeptTheText) {
+  setAndDisconnect(u"viewer"_s);
+  clipboard_.connected();
+  asked();
+  reads(u"viewer"_s);
+  EXPECT_TRUE(sent_.isEmpty());
+  EXPECT_EQ(changes_, 0);
+}
+
+TEST_F(RemoteClipboardTest, putsNothingBackThatAnotherProgramHadReplaced) {
+  clipboard_.connected();
+  clipboard_.setText(u"viewer"_s, [](qint64) {});
+  asked();
+  stores(1);
+  clipboard_.take(u"clipboard_changed"_s, {{u"count"_s, 2}});
+  clipboard_.disconnected();
+  clipboard_.connected();
+  asked();
+  clipboard_.setChangedHandler([this] { ++changes_; });
+  reads(u""_s);
+  EXPECT_TRUE(sent_.isEmpty());
+  EXPECT_EQ(changes_, 1);
+}
+
+TEST_F(RemoteClipboardTest, asksTheFirstDesktopProcessForNothing) {
+  clipboard_.connected();
+  EXPECT_TRUE(sent_.isEmpty());
+}
+
+TEST_F(RemoteClipboardTest, prefersATextThatIsSetWhileItLooksForCopies) {
+  setAndDisconnect(u"old"_s);
+  clipboard_.connected();
+  asked();
+  const qint64 looking = id_;
+  clipboard_.setText(u"new"_s, [](qint64) {});
+  EXPECT_EQ(asked(), QStringList{u"clipboard_set new"_s});
+  clipboard_.take(u"clipboard_text"_s, reply(looking, "text", u""_s));
+  EXPECT_TRUE(sent_.isEmpty());
+  EXPECT_EQ(changes_, 0);
 }
 
 TEST_F(RemoteClipboardTest, readsThroughTheDesktopProcess) {
   clipboard_.connected();
   QStringList texts;
-  clipboard_.requestText([&](const QString& value) { texts.append(value); });
+  clipboard_.requestText([&](const std::optional<QString>& value) { texts.append(value.value_or(kFailed)); });
   ASSERT_EQ(sent_.size(), 1);
   EXPECT_EQ(sent_[0].value(u"type").toString(), u"clipboard_get"_s);
   clipboard_.take(u"clipboard_text"_s, reply(lastId(), "text", u"copied"_s));
@@ -46,13 +194,24 @@ TEST_F(RemoteClipboardTest, readsThroughTheDesktopProcess) {
 TEST_F(RemoteClipboardTest, givesUpOnAReadThatIsNotAnswered) {
   clipboard_.connected();
   QStringList texts;
-  clipboard_.requestText([&](const QString& value) { texts.append(value); });
+  clipboard_.requestText([&](const std::optional<QString>& value) { texts.append(value.value_or(kFailed)); });
   scheduler_.advance(5999ms);
   EXPECT_TRUE(texts.isEmpty());
   scheduler_.advance(1ms);
-  EXPECT_EQ(texts, QStringList{u""_s});
+  EXPECT_EQ(texts, QStringList{kFailed});
   clipboard_.take(u"clipboard_text"_s, reply(lastId(), "text", u"late"_s));
   EXPECT_EQ(texts.size(), 1);
+}
+
+TEST_F(RemoteClipboardTest, tellsAReadingThatFailedFromAnEmptyOne) {
+  clipboard_.connected();
+  QStringList texts;
+  const auto note = [&](const std::optional<QString>& value) { texts.append(value.value_or(kFailed)); };
+  clipboard_.requestText(note);
+  clipboard_.take(u"clipboard_text"_s, {{u"id"_s, lastId()}});
+  clipboard_.requestText(note);
+  clipboard_.take(u"clipboard_text"_s, reply(lastId(), "text", u""_s));
+  EXPECT_EQ(texts, (QStringList{kFailed, u""_s}));
 }
 
 TEST_F(RemoteClipboardTest, givesUpOnAWriteThatIsNotAnswered) {
@@ -91,16 +250,12 @@ TEST_F(RemoteClipboardTest, countsOnAcrossDesktopProcesses) {
   EXPECT_EQ(clipboard_.changeCount(), 8);
 }
 
-TEST_F(RemoteClipboardTest, answersWhatWasOpenWhenTheDesktopProcessGoes) {
+TEST_F(RemoteClipboardTest, answersReadersWhenTheDesktopProcessGoes) {
   clipboard_.connected();
-  clipboard_.take(u"clipboard_changed"_s, {{u"count"_s, 3}});
-  std::optional<QString> text;
-  std::optional<qint64> count;
-  clipboard_.requestText([&](const QString& value) { text = value; });
-  clipboard_.setText(u"x"_s, [&](qint64 value) { count = value; });
+  QStringList texts;
+  clipboard_.requestText([&](const std::optional<QString>& value) { texts.append(value.value_or(kFailed)); });
   clipboard_.disconnected();
-  EXPECT_EQ(text, u""_s);
-  EXPECT_EQ(count, 3);
+  EXPECT_EQ(texts, QStringList{kFailed});
 }
 
 TEST_F(RemoteClipboardTest, ignoresNonsense) {
@@ -110,6 +265,8 @@ TEST_F(RemoteClipboardTest, ignoresNonsense) {
   clipboard_.take(u"clipboard_stored"_s, reply(99, "count", 1));
   clipboard_.take(u"clipboard_text"_s, {});
   clipboard_.take(u"other"_s, {});
+  EXPECT_EQ(clipboard_.changeCount(), 0);
+  clipboard_.take(u"clipboard_changed"_s, {{u"count"_s, 1}});
   EXPECT_EQ(clipboard_.changeCount(), 1);
 }
 

@@ -11,15 +11,25 @@
 #include <cstring>
 #include <mutex>
 #include <thread>
+#include <vector>
 
 namespace vantora::testing_x11 {
 
 // What it does when it is asked for its text.
-enum class Manners { answers, refuses, silent };
+enum class Manners {
+  answers,       // In one piece.
+  inPieces,      // Of kPieceBytes each.
+  onePieceOnly,  // Promises pieces and stops after the first.
+  promises,      // Promises pieces and stops.
+  refuses,
+  silent,  // Answers when answerAll() says so.
+};
 
-// Owns the clipboard from copy() on and answers requests for its text in one piece, on a thread of its own.
+// Owns the clipboard from copy() on and answers requests for its text on a thread of its own.
 class OtherProgram {
  public:
+  static constexpr qsizetype kPieceBytes = 300;
+
   explicit OtherProgram(const QString& display, Manners manners = Manners::answers)
       : connection_(xcb_connect(display.toLocal8Bit().constData(), nullptr)), manners_(manners) {
     const xcb_screen_t& screen = *xcb_setup_roots_iterator(xcb_get_setup(connection_)).data;
@@ -28,6 +38,7 @@ class OtherProgram {
                       XCB_WINDOW_CLASS_INPUT_ONLY, XCB_COPY_FROM_PARENT, 0, nullptr);
     clipboard_ = atom("CLIPBOARD");
     utf8_ = atom("UTF8_STRING");
+    incremental_ = atom("INCR");
     thread_ = std::thread([this] { answer(); });
   }
   ~OtherProgram() {
@@ -49,6 +60,18 @@ class OtherProgram {
   }
   // Requests that came so far, answered or not.
   int requests() const { return requests_; }
+  // Pieces that were taken, the empty one at the end included.
+  int taken() const { return taken_; }
+  // Answers the requests that came so far, each with its number.
+  void answerAll() {
+    const std::lock_guard lock(mutex_);
+    for (size_t i = 0; i < held_.size(); ++i) {
+      const QByteArray text = QByteArray::number(static_cast<qulonglong>(i));
+      offer(held_[i], utf8_, text);
+      tell(held_[i], held_[i].property);
+    }
+    held_.clear();
+  }
 
  private:
   xcb_atom_t atom(const char* name) {
@@ -65,14 +88,50 @@ class OtherProgram {
       while (xcb_generic_event_t* event = xcb_poll_for_event(connection_)) {
         if ((event->response_type & 0x7f) == XCB_SELECTION_REQUEST) {
           answer(*reinterpret_cast<xcb_selection_request_event_t*>(event));
+        } else if ((event->response_type & 0x7f) == XCB_PROPERTY_NOTIFY) {
+          const auto& notice = *reinterpret_cast<xcb_property_notify_event_t*>(event);
+          if (notice.state == XCB_PROPERTY_DELETE && notice.atom == transfer_.property) continuePieces();
         }
         std::free(event);
       }
     }
   }
   void answer(const xcb_selection_request_event_t& request) {
+    const std::lock_guard lock(mutex_);
     ++requests_;
-    if (manners_ == Manners::silent) return;
+    if (manners_ == Manners::silent) return held_.push_back(request);
+    if (request.target != utf8_ || manners_ == Manners::refuses) return tell(request, XCB_NONE);
+    if (manners_ == Manners::answers) {
+      offer(request, utf8_, text_);
+      return tell(request, request.property);
+    }
+    // It goes on each time the property was taken.
+    const std::uint32_t events = XCB_EVENT_MASK_PROPERTY_CHANGE;
+    xcb_change_window_attributes(connection_, request.requestor, XCB_CW_EVENT_MASK, &events);
+    transfer_ = request;
+    sent_ = 0;
+    ended_ = false;
+    promised_ = true;
+    offer(request, incremental_, QByteArray(4, '\0'));
+    tell(request, request.property);
+  }
+  void continuePieces() {
+    const std::lock_guard lock(mutex_);
+    if (manners_ == Manners::promises || !promised_) return;
+    if (sent_ > 0) ++taken_;
+    if (ended_ || (manners_ == Manners::onePieceOnly && sent_ > 0)) return;
+    const QByteArray piece = text_.mid(sent_, kPieceBytes);
+    sent_ += kPieceBytes;
+    ended_ = piece.isEmpty();
+    offer(transfer_, utf8_, piece);
+    xcb_flush(connection_);
+  }
+  void offer(const xcb_selection_request_event_t& request, xcb_atom_t type, const QByteArray& bytes) {
+    xcb_change_property(
+        connection_, XCB_PROP_MODE_REPLACE, request.requestor, request.property, type, type == incremental_ ? 32 : 8,
+        static_cast<std::uint32_t>(type == incremental_ ? bytes.size() / 4 : bytes.size()), bytes.constData());
+  }
+  void tell(const xcb_selection_request_event_t& request, xcb_atom_t property) {
     char memory[32] = {};  // The size of every event on the wire.
     auto& notice = *reinterpret_cast<xcb_selection_notify_event_t*>(memory);
     notice.response_type = XCB_SELECTION_NOTIFY;
@@ -80,12 +139,7 @@ class OtherProgram {
     notice.requestor = request.requestor;
     notice.selection = request.selection;
     notice.target = request.target;
-    if (request.target == utf8_ && manners_ == Manners::answers) {
-      const std::lock_guard lock(mutex_);
-      notice.property = request.property;
-      xcb_change_property(connection_, XCB_PROP_MODE_REPLACE, request.requestor, request.property, utf8_, 8,
-                          static_cast<std::uint32_t>(text_.size()), text_.constData());
-    }
+    notice.property = property;
     xcb_send_event(connection_, 0, request.requestor, 0, memory);
     xcb_flush(connection_);
   }
@@ -95,9 +149,17 @@ class OtherProgram {
   xcb_window_t window_ = 0;
   xcb_atom_t clipboard_ = 0;
   xcb_atom_t utf8_ = 0;
+  xcb_atom_t incremental_ = 0;
   std::mutex mutex_;
   QByteArray text_;
+  std::vector<xcb_selection_request_event_t> held_;
+  // The text that goes in pieces.
+  xcb_selection_request_event_t transfer_{};
+  qsizetype sent_ = 0;
+  bool promised_ = false;
+  bool ended_ = false;
   std::atomic<int> requests_ = 0;
+  std::atomic<int> taken_ = 0;
   std::atomic<bool> quit_ = false;
   std::thread thread_;
 };

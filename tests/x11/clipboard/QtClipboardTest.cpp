@@ -54,13 +54,20 @@ class QtClipboardTest : public testing::Test {
 
   QString read() {
     std::optional<QString> text;
-    clipboard_->requestText([&](const QString& got) { text = got; });
+    clipboard_->requestText([&](const std::optional<QString>& got) { text = got.value_or(u"(failed)"_s); });
     EXPECT_TRUE(waitFor([&] { return text.has_value(); }));
     return text.value_or(u"(no answer)"_s);
+  }
+  // From now on the clipboard is read within these limits.
+  void limit(X11ClipboardReader::Limits limits) {
+    clipboard_ = std::make_unique<QtClipboard>(*QGuiApplication::clipboard(),
+                                               std::make_unique<X11ClipboardReader>(QString(), limits));
+    clipboard_->setChangedHandler([this] { ++notices_; });
   }
   qint64 write(const QString& text) {
     qint64 count = -1;
     clipboard_->setText(text, [&](qint64 changeCount) { count = changeCount; });
+    EXPECT_TRUE(waitFor([&] { return count != -1; }));
     return count;
   }
   // Runs a program beside the event loop; what it printed.
@@ -141,8 +148,21 @@ TEST_F(QtClipboardTest, countsItsOwnTextWithoutANotice) {
   EXPECT_EQ(read(), u"one"_s);
 }
 
+TEST_F(QtClipboardTest, setsItsTextRightAfterAnotherProgramCopied) {
+  OtherProgram other(server().display());
+  for (int i = 0; i < 200; ++i) {
+    other.copy("other");
+    const int before = other.requests();
+    write(u"ours "_s + QString::number(i));
+    ASSERT_EQ(read(), u"ours "_s + QString::number(i));
+    ASSERT_EQ(other.requests(), before);
+  }
+  EXPECT_EQ(output({"xclip", "-selection", "clipboard", "-o"}), "ours 199");
+  EXPECT_TRUE(waitFor([&] { return notices_ == 200; }));
+}
+
 TEST_F(QtClipboardTest, tellsWhatAnotherPartOfTheProgramCopies) {
-  clipboard_->setText(u"of the viewer"_s, [](qint64) {});
+  write(u"of the viewer"_s);
   QGuiApplication::clipboard()->setText(u"a room id"_s);
   ASSERT_TRUE(waitFor([&] { return notices_ == 1; }));
   EXPECT_EQ(read(), u"a room id"_s);
@@ -180,20 +200,113 @@ TEST_F(QtClipboardTest, neverBlocksOnAnOwnerThatDoesNotAnswer) {
   const auto start = std::chrono::steady_clock::now();
   auto last = start;
   std::chrono::steady_clock::duration longest{};
-  clipboard_->requestText([&](const QString& got) { text = got; });
+  clipboard_->requestText([&](const std::optional<QString>& got) { text = got.value_or(u"(failed)"_s); });
   EXPECT_TRUE(waitFor([&] {
     const auto now = std::chrono::steady_clock::now();
     longest = std::max(longest, now - last);
     last = now;
     return text.has_value();
   }));
-  EXPECT_EQ(text, u""_s);
+  EXPECT_EQ(text, u"(failed)"_s);
   EXPECT_GE(silent.requests(), 1);
-  EXPECT_LT(std::chrono::steady_clock::now() - start, X11ClipboardReader::kPatience + 2s);
+  EXPECT_LT(std::chrono::steady_clock::now() - start, X11ClipboardReader::Limits().patience + 2s);
   EXPECT_LT(longest, 1s) << "the program stood still";
   // The next one is read all the same.
   copyWith("xclip", "answered");
   EXPECT_EQ(read(), u"answered"_s);
+}
+
+TEST_F(QtClipboardTest, readsATextThatComesInPieces) {
+  OtherProgram other(server().display(), Manners::inPieces);
+  const QByteArray text = longText(10 * OtherProgram::kPieceBytes + 7).toUtf8();
+  other.copy(text);
+  ASSERT_TRUE(waitFor([&] { return notices_ > 0; }));
+  EXPECT_EQ(read().toUtf8(), text);
+  EXPECT_TRUE(waitFor([&] { return other.taken() == 12; }));
+}
+
+TEST_F(QtClipboardTest, failsToReadWhenPiecesArePromisedAndDoNotCome) {
+  limit({.patience = 200ms});
+  for (const Manners manners : {Manners::promises, Manners::onePieceOnly}) {
+    OtherProgram other(server().display(), manners);
+    const int before = notices_;
+    other.copy(longText(2 * OtherProgram::kPieceBytes).toUtf8());
+    ASSERT_TRUE(waitFor([&] { return notices_ > before; }));
+    EXPECT_EQ(read(), u"(failed)"_s);
+    EXPECT_EQ(other.requests(), 1);
+  }
+}
+
+TEST_F(QtClipboardTest, failsToReadWhenTheOwnerGoesInTheMiddle) {
+  limit({.patience = 2s});
+  auto other = std::make_unique<OtherProgram>(server().display(), Manners::onePieceOnly);
+  other->copy(longText(2 * OtherProgram::kPieceBytes).toUtf8());
+  ASSERT_TRUE(waitFor([&] { return notices_ > 0; }));
+  QStringList got;
+  const auto note = [&](const std::optional<QString>& text) { got.append(text.value_or(u"(failed)"_s)); };
+  clipboard_->requestText(note);
+  ASSERT_TRUE(waitFor([&] { return other->taken() == 1; }));
+  other.reset();
+  clipboard_->requestText(note);
+  ASSERT_TRUE(waitFor([&] { return got.size() == 2; }));
+  EXPECT_EQ(got, (QStringList{u"(failed)"_s, u""_s}));
+  copyWith("xclip", "whole");
+  EXPECT_EQ(read(), u"whole"_s);
+}
+
+TEST_F(QtClipboardTest, neverTakesALateAnswerForThatOfTheNextRequest) {
+  limit({.patience = 2s});
+  OtherProgram other(server().display(), Manners::silent);
+  other.copy("x");
+  ASSERT_TRUE(waitFor([&] { return notices_ > 0; }));
+  EXPECT_EQ(read(), u"(failed)"_s);
+  std::optional<QString> text;
+  clipboard_->requestText([&](const std::optional<QString>& got) { text = got.value_or(u"(failed)"_s); });
+  ASSERT_TRUE(waitFor([&] { return other.requests() == 2; }));
+  other.answerAll();
+  ASSERT_TRUE(waitFor([&] { return text.has_value(); }));
+  EXPECT_EQ(text, u"1"_s) << "0 is the answer to the request that was given up";
+}
+
+TEST_F(QtClipboardTest, failsToReadATextThatIsTooLong) {
+  limit({.patience = 60s, .bytes = 1000});
+  for (const Manners manners : {Manners::answers, Manners::inPieces}) {
+    OtherProgram other(server().display(), manners);
+    for (const qsizetype bytes : {1000, 1001}) {
+      const int before = notices_;
+      other.copy(longText(bytes).toUtf8());
+      ASSERT_TRUE(waitFor([&] { return notices_ > before; }));
+      EXPECT_EQ(read(), bytes == 1000 ? longText(bytes) : u"(failed)"_s);
+    }
+    // Its owner gets rid of what is left.
+    EXPECT_TRUE(waitFor([&] { return manners == Manners::answers || other.taken() == 10; }));
+  }
+}
+
+// A password manager does so after a while.
+TEST_F(QtClipboardTest, noticesThatTheClipboardWasCleared) {
+  fakes::RecordedLog log;
+  fakes::FakeScheduler scheduler;
+  fakes::FakeControlOutlet outlet;
+  ClipboardSync sync(*clipboard_, outlet, scheduler);
+  sync.setClipboardSyncEnabled(true);
+  const auto nextSync = [&]() -> QJsonValue {
+    const bool came = waitFor([&] {
+      scheduler.advance(50ms);
+      return !outlet.sent.isEmpty();
+    });
+    return came ? outlet.take()[0].message.value(u"text") : QJsonValue();
+  };
+  OtherProgram other(server().display());
+  other.copy("password");
+  EXPECT_EQ(nextSync(), QJsonValue(u"password"_s));
+  EXPECT_EQ(output({"xsel", "-b", "-c"}), "");
+  EXPECT_EQ(nextSync(), QJsonValue(u""_s));
+  // Also where the text was the viewer's.
+  sync.setClipboardContent(u"of the viewer"_s);
+  EXPECT_EQ(output({"xclip", "-selection", "clipboard", "-o"}), "of the viewer");
+  EXPECT_EQ(output({"xsel", "-b", "-c"}), "");
+  EXPECT_EQ(nextSync(), QJsonValue(u""_s));
 }
 
 TEST_F(QtClipboardTest, answersEveryRequestInTurn) {
@@ -202,7 +315,9 @@ TEST_F(QtClipboardTest, answersEveryRequestInTurn) {
   ASSERT_TRUE(waitFor([&] { return notices_ > 0; }));
   QStringList got;
   for (int i = 0; i < 20; ++i) {
-    clipboard_->requestText([&got, i](const QString& text) { got.append(text + QString::number(i)); });
+    clipboard_->requestText([&got, i](const std::optional<QString>& text) {
+      got.append(text.value_or(u"(failed)"_s) + QString::number(i));
+    });
   }
   ASSERT_TRUE(waitFor([&] { return got.size() == 20; }));
   for (int i = 0; i < 20; ++i) EXPECT_EQ(got[i], u"same"_s + QString::number(i));
@@ -213,7 +328,7 @@ TEST_F(QtClipboardTest, answersNobodyOnceItIsGone) {
   other.copy("x");
   ASSERT_TRUE(waitFor([&] { return notices_ > 0; }));
   bool answered = false;
-  clipboard_->requestText([&](const QString&) { answered = true; });
+  clipboard_->requestText([&](const std::optional<QString>&) { answered = true; });
   clipboard_.reset();
   ASSERT_TRUE(waitFor([&, turns = 0]() mutable { return ++turns > 5; }));
   EXPECT_FALSE(answered);
@@ -231,7 +346,9 @@ TEST_F(QtClipboardTest, echoesNothingInTenThousandAlternatingCopies) {
   for (int i = 0; i < 10'000 && missing == 0; ++i) {
     const QString text = u"copy "_s + QString::number(i);
     if (i % 2 == 0) {
+      const qint64 before = clipboard_->changeCount();
       sync.setClipboardContent(text);
+      missing = !waitFor([&] { return clipboard_->changeCount() > before; });
       continue;
     }
     other.copy(text.toUtf8());

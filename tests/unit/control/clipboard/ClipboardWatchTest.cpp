@@ -150,6 +150,48 @@ TEST_F(ClipboardWatchTest, doesNotSendBackTheViewersTextWhenAClipboardManagerTak
   EXPECT_EQ(outlet_.take(), (QList<Sent>{synced(u"person"_s), synced(u"viewer"_s)}));
 }
 
+TEST_F(ClipboardWatchTest, sendsTheViewersTextWhenAPersonCopiesItLater) {
+  watch();
+  set(u"viewer"_s);
+  outlet_.take();
+  log_.clear();
+  scheduler_.advance(10s);
+  clipboard_.copy(u"viewer"_s, true);
+  scheduler_.advance(2s);
+  EXPECT_EQ(outlet_.take(), QList<Sent>{synced(u"viewer"_s)});
+  EXPECT_EQ(log_.lines(), QStringList{u"[sync] Clipboard changed, syncing to client: \"viewer\""_s});
+}
+
+TEST_F(ClipboardWatchTest, takesAClipboardManagerForOneWhereNothingTellsOfChanges) {
+  watch();
+  set(u"viewer"_s);
+  scheduler_.advance(2500ms);
+  clipboard_.copy(u"viewer"_s);
+  outlet_.take();
+  clipboard_.slow = true;  // Whenever its text arrives, the look was soon enough.
+  scheduler_.advance(2s);
+  scheduler_.advance(10s);
+  EXPECT_TRUE(clipboard_.answer());
+  EXPECT_TRUE(outlet_.sent.isEmpty());
+}
+
+TEST_F(ClipboardWatchTest, sendsNothingWhenTheTextCannotBeRead) {
+  watch();
+  clipboard_.readable = false;
+  clipboard_.copy(u"unreadable"_s, true);
+  scheduler_.advance(10s);
+  EXPECT_TRUE(outlet_.sent.isEmpty());
+  EXPECT_TRUE(log_.lines().isEmpty());
+  EXPECT_EQ(clipboard_.reads, 1);
+  // Who asks is answered all the same, and the next change is looked at.
+  request();
+  EXPECT_EQ(outlet_.take(), QList<Sent>{synced(u""_s)});
+  clipboard_.readable = true;
+  clipboard_.copy(u"readable"_s, true);
+  scheduler_.advance(1s);
+  EXPECT_EQ(outlet_.take(), QList<Sent>{synced(u"readable"_s)});
+}
+
 TEST_F(ClipboardWatchTest, sendsACopyThatFollowsTheViewersText) {
   watch();
   clipboard_.slow = true;
