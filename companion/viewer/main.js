@@ -18,6 +18,8 @@ import { Notices } from './ui/notices.js';
 import { QualityView } from './ui/quality.js';
 import { StatusView } from './ui/status.js';
 
+const CANNOT_SEND_ALTGR = 'Characters that need AltGr cannot be sent to the host. Nothing was typed for that key.';
+
 const stage = byId('stage');
 const video = byId('screen');
 const parameters = new URLSearchParams(location.search);
@@ -77,7 +79,7 @@ const keyboard = new KeyboardForwarder(stage, {
   send: (message) => control.send(message),
   isActive: () => control.active,
   onLeave: () => byId('control-button').focus(),
-  onUnsendable: () => notices.tellOnce('altgr', 'Characters that need AltGr cannot be sent to the host. Nothing was typed for that key.'),
+  onUnsendable: () => notices.tellOnce('altgr', CANNOT_SEND_ALTGR),
 });
 
 const pointer = new PointerForwarder(stage, video, {

@@ -18,7 +18,7 @@ const CARDS = {
   'disconnected server': ['Server not reachable', 'Trying again in a moment.', true],
   'connected no-capture': [
     'No picture from the host',
-    'The host is connected but cannot record its screen. Ask the person at the host to permit it, or to share another display.',
+    'The host is connected but cannot record its screen. Ask the person there to permit it, or to share another display.',
     false,
   ],
   'disconnected superseded': ['Opened somewhere else', 'Another viewer has taken over this room.', false],
