@@ -22,9 +22,9 @@ struct ScreenPicture {
   int changedBottom = 0;
 };
 
-// Implemented by the platform; tests/fakes/FakeScreenCapture.h for tests. All methods but wake()
-// belong to one thread, the capture thread; the object may be made and destroyed elsewhere while
-// it is closed.
+// Implemented by the platform; tests/fakes/FakeScreenCapture.h for tests. All methods but wake() and
+// abandon() belong to one thread, the capture thread; the object may be made and destroyed elsewhere
+// while it is closed.
 class ScreenCapture {
  public:
   enum class Outcome { opened, noDisplay, refused };
@@ -53,6 +53,9 @@ class ScreenCapture {
   virtual Woken wait(std::chrono::nanoseconds timeout, WakeOn wakeOn) = 0;
   // Ends the current or the next wait(). Any thread; never blocks.
   virtual void wake() = 0;
+  // Makes a call that waits for the display's server fail soon, and every later one at once, for good: a
+  // server may be stopped or serve another program alone. Any thread; never blocks.
+  virtual void abandon() = 0;
   // Gives the display up. Nothing happens when none is open.
   virtual void close() = 0;
 };

@@ -6,9 +6,9 @@
 namespace vantora::x11 {
 
 // To be held while a connection is opened: the library that looks up the authorisation builds the
-// file's name in a buffer that all threads share.
-inline std::mutex& connectMutex() {
-  static std::mutex mutex;
+// file's name in a buffer that all threads share. A server that says nothing keeps it locked.
+inline std::timed_mutex& connectMutex() {
+  static std::timed_mutex mutex;
   return mutex;
 }
 

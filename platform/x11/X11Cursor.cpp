@@ -79,11 +79,15 @@ class X11Cursor final : public SystemCursor {
       notifier_.reset();  // Before its socket is closed.
       connection = connection_.open();
       if (connection == nullptr) return nullptr;
+    }
+    if (generation_ != connection_.generation()) {
+      generation_ = connection_.generation();
       names_.clear();
       forget();
       subscribed_ = false;
       pointerSelected_ = false;
       prepare(connection);
+      if (connection_.current() == nullptr) return nullptr;
       notifier_.reset(new QSocketNotifier(xcb_get_file_descriptor(connection), QSocketNotifier::Read));
       QObject::connect(notifier_.get(), &QSocketNotifier::activated, notifier_.get(), [this] { read(); });
     }
@@ -94,15 +98,15 @@ class X11Cursor final : public SystemCursor {
   void prepare(xcb_connection_t* connection) {
     fixes_ = false;
     input_ = false;
-    if (hasExtension(connection, &xcb_xfixes_id)) {
-      const auto version = xcbOwned(
-          xcb_xfixes_query_version_reply(connection, xcb_xfixes_query_version_unchecked(connection, 4, 0), nullptr));
+    if (connection_.offers(&xcb_xfixes_id)) {
+      const auto version =
+          connection_.reply<xcb_xfixes_query_version_reply_t>(xcb_xfixes_query_version_unchecked(connection, 4, 0));
       fixes_ = version && version->major_version >= 2;
       firstFixesEvent_ = xcb_get_extension_data(connection, &xcb_xfixes_id)->first_event;
     }
-    if (hasExtension(connection, &xcb_input_id)) {
-      const auto version = xcbOwned(xcb_input_xi_query_version_reply(
-          connection, xcb_input_xi_query_version_unchecked(connection, 2, 2), nullptr));
+    if (connection_.offers(&xcb_input_id)) {
+      const auto version =
+          connection_.reply<xcb_input_xi_query_version_reply_t>(xcb_input_xi_query_version_unchecked(connection, 2, 2));
       input_ = version && version->major_version >= 2;
       inputOpcode_ = xcb_get_extension_data(connection, &xcb_input_id)->major_opcode;
     }
@@ -227,6 +231,7 @@ class X11Cursor final : public SystemCursor {
   X11Connection connection_;
   std::unique_ptr<QSocketNotifier, DeleteLater> notifier_;
   Notices notices_;
+  std::uint64_t generation_ = 0;
   bool watching_ = false;
   bool subscribed_ = false;  // On this connection.
   bool fixes_ = false;

@@ -2,6 +2,9 @@
 
 #include <xcb/randr.h>
 
+#include <tuple>
+#include <utility>
+
 #include "main/base/ThreadAffinity.h"
 #include "platform/x11/RandrRotation.h"
 #include "platform/x11/X11Connection.h"
@@ -10,19 +13,21 @@ namespace vantora {
 namespace {
 
 // Rotation of the controller that drives `output`; 0 for a monitor without hardware.
-double rotationOf(xcb_connection_t* connection, const xcb_randr_output_t* output) {
-  if (output == nullptr) return 0;
-  const auto info = xcbOwned(xcb_randr_get_output_info_reply(
-      connection, xcb_randr_get_output_info(connection, *output, XCB_CURRENT_TIME), nullptr));
+double rotationOf(X11Connection& server, const xcb_randr_output_t* output) {
+  xcb_connection_t* const connection = server.current();
+  if (output == nullptr || connection == nullptr) return 0;
+  const auto info =
+      server.reply<xcb_randr_get_output_info_reply_t>(xcb_randr_get_output_info(connection, *output, XCB_CURRENT_TIME));
   if (!info || info->crtc == XCB_NONE) return 0;
-  const auto crtc = xcbOwned(xcb_randr_get_crtc_info_reply(
-      connection, xcb_randr_get_crtc_info(connection, info->crtc, XCB_CURRENT_TIME), nullptr));
+  const auto crtc =
+      server.reply<xcb_randr_get_crtc_info_reply_t>(xcb_randr_get_crtc_info(connection, info->crtc, XCB_CURRENT_TIME));
   return crtc ? clockwiseDegrees(crtc->rotation) : 0;
 }
 
-QString atomName(xcb_connection_t* connection, xcb_atom_t atom) {
-  const auto reply =
-      xcbOwned(xcb_get_atom_name_reply(connection, xcb_get_atom_name_unchecked(connection, atom), nullptr));
+QString atomName(X11Connection& server, xcb_atom_t atom) {
+  xcb_connection_t* const connection = server.current();
+  if (connection == nullptr) return {};
+  const auto reply = server.reply<xcb_get_atom_name_reply_t>(xcb_get_atom_name_unchecked(connection, atom));
   if (!reply) return {};
   return QString::fromUtf8(xcb_get_atom_name_name(reply.get()), xcb_get_atom_name_name_length(reply.get()));
 }
@@ -35,7 +40,7 @@ class X11Displays final : public Displays {
   std::vector<Display> list() override {
     affinity_.check("X11Displays::list");
     xcb_connection_t* connection = connection_.open();
-    if (connection == nullptr) return {};
+    if (connection == nullptr) return lastKnown();
     if (generation_ != connection_.generation()) {
       generation_ = connection_.generation();
       valid_ = false;
@@ -44,21 +49,27 @@ class X11Displays final : public Displays {
     // Every event that was asked for means a change of some monitor.
     while (const auto event = xcbOwned(xcb_poll_for_event(connection))) valid_ = valid_ && event->response_type == 0;
     if (!valid_) {
-      cached_ = randr_ ? readMonitors(connection) : readRoot(connection);
-      valid_ = connection_.current() != nullptr;
+      auto fresh = randr_ ? readMonitors(connection) : readRoot(connection);
+      if (connection_.current() == nullptr) return lastKnown();
+      cached_ = std::move(fresh);
+      valid_ = true;
     }
-    if (connection_.current() == nullptr) return {};
-    return cached_;
+    return connection_.current() != nullptr ? cached_ : lastKnown();
   }
 
  private:
+  // The monitors are still there when the server only has no time to tell.
+  std::vector<Display> lastKnown() const { return connection_.silent() ? cached_ : std::vector<Display>(); }
+
   void subscribe(xcb_connection_t* connection) {
     const std::uint32_t mask = XCB_EVENT_MASK_STRUCTURE_NOTIFY;
     xcb_change_window_attributes(connection, connection_.screen().root, XCB_CW_EVENT_MASK, &mask);
+    // Whoever changes the monitors often takes the server meanwhile, and the pointer needs them at once.
+    std::ignore = connection_.ignoreServerGrabs();
     randr_ = false;
-    if (hasExtension(connection, &xcb_randr_id)) {
-      const auto version = xcbOwned(
-          xcb_randr_query_version_reply(connection, xcb_randr_query_version_unchecked(connection, 1, 5), nullptr));
+    if (connection_.offers(&xcb_randr_id)) {
+      const auto version =
+          connection_.reply<xcb_randr_query_version_reply_t>(xcb_randr_query_version_unchecked(connection, 1, 5));
       randr_ = version && (version->major_version > 1 || version->minor_version >= 5);
     }
     if (randr_) {
@@ -71,23 +82,22 @@ class X11Displays final : public Displays {
 
   std::vector<Display> readMonitors(xcb_connection_t* connection) {
     std::vector<Display> displays;
-    const auto reply = xcbOwned(xcb_randr_get_monitors_reply(
-        connection, xcb_randr_get_monitors_unchecked(connection, connection_.screen().root, 1), nullptr));
+    const auto reply = connection_.reply<xcb_randr_get_monitors_reply_t>(
+        xcb_randr_get_monitors_unchecked(connection, connection_.screen().root, 1));
     if (!reply) return displays;
     for (auto it = xcb_randr_get_monitors_monitors_iterator(reply.get()); it.rem > 0;
          xcb_randr_monitor_info_next(&it)) {
       const xcb_randr_monitor_info_t& monitor = *it.data;
       const xcb_randr_output_t* output = monitor.nOutput > 0 ? xcb_randr_monitor_info_outputs(it.data) : nullptr;
-      displays.push_back({monitor.name, atomName(connection, monitor.name),
-                          QRect(monitor.x, monitor.y, monitor.width, monitor.height), rotationOf(connection, output)});
+      displays.push_back({monitor.name, atomName(connection_, monitor.name),
+                          QRect(monitor.x, monitor.y, monitor.width, monitor.height), rotationOf(connection_, output)});
     }
     return displays;
   }
 
   std::vector<Display> readRoot(xcb_connection_t* connection) {
     const xcb_window_t root = connection_.screen().root;
-    const auto reply =
-        xcbOwned(xcb_get_geometry_reply(connection, xcb_get_geometry_unchecked(connection, root), nullptr));
+    const auto reply = connection_.reply<xcb_get_geometry_reply_t>(xcb_get_geometry_unchecked(connection, root));
     if (!reply) return {};
     return {{root, QStringLiteral("root"), QRect(0, 0, reply->width, reply->height), 0}};
   }

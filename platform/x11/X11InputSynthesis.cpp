@@ -6,6 +6,7 @@
 #include <array>
 #include <cmath>
 #include <map>
+#include <tuple>
 #include <vector>
 
 #include "main/base/ThreadAffinity.h"
@@ -49,20 +50,18 @@ class X11InputSynthesis final : public InputSynthesis {
 
   ~X11InputSynthesis() override {
     // A server keeps keys down that a client pressed, even when the client has gone.
-    if (xcb_connection_t* connection = connection_.current()) {
+    if (xcb_connection_t* connection = connection_.lastWords(); connection != nullptr && hasTest_) {
       letGo(connection);
-      // Waits until the server has taken it all: closing right after a write can lose it.
-      xcbOwned(xcb_get_input_focus_reply(connection, xcb_get_input_focus(connection), nullptr));
+      // Waits until the server has taken it all: closing right after a write can lose it. A server that says nothing
+      // may find it when it goes on.
+      std::ignore = connection_.answers();
     }
   }
 
   bool usable() override {
     affinity_.check("X11InputSynthesis::usable");
-    xcb_connection_t* connection = ready();
-    if (connection == nullptr) return false;
     // A server that has just gone shows only when it is spoken to.
-    return xcbOwned(xcb_get_input_focus_reply(connection, xcb_get_input_focus_unchecked(connection), nullptr)) !=
-           nullptr;
+    return ready() != nullptr && connection_.answers();
   }
 
   void postPointer(const PointerEvent& event) override {
@@ -110,7 +109,7 @@ class X11InputSynthesis final : public InputSynthesis {
     if (!readState(connection, state)) return false;
     // After the replies, so that every change of the keyboard before them has been seen.
     drain(connection);
-    keyboard_.refresh(connection);
+    keyboard_.refresh(connection_);
     settlePutBack(connection, state.down);
 
     const auto held = heldKeys_.find(event.name);
@@ -140,6 +139,8 @@ class X11InputSynthesis final : public InputSynthesis {
   void releaseAll() override {
     affinity_.check("X11InputSynthesis::releaseAll");
     xcb_connection_t* connection = ready();
+    // What is written to a silent server now is done when it goes on, although nobody may be there to ask then.
+    if (connection == nullptr && hasTest_) connection = connection_.lastWords();
     if (connection == nullptr) return;
     letGo(connection);
   }
@@ -160,13 +161,15 @@ class X11InputSynthesis final : public InputSynthesis {
     if (connection == nullptr) return nullptr;
     if (generation_ != connection_.generation()) {
       generation_ = connection_.generation();
-      hasTest_ = hasExtension(connection, &xcb_test_id);
+      // Programs take the server for themselves while they let a person choose a region or move an outline: waiting for
+      // the very motion and release that are to be made here.
+      hasTest_ = connection_.ignoreServerGrabs();
       pointerMapStale_ = true;
-      keyboard_.attach(connection);
-      // A connection that broke while the server lived on has left things pressed.
+      keyboard_.attach(connection_);
+      // A connection that broke while the server lived on has left things pressed, and so has a silence.
       if (hasTest_) letGo(connection);
     }
-    return hasTest_ ? connection : nullptr;
+    return hasTest_ && !connection_.silent() ? connection : nullptr;
   }
 
   void drain(xcb_connection_t* connection) {
@@ -188,7 +191,7 @@ class X11InputSynthesis final : public InputSynthesis {
       pointerMapStale_ = false;
       pointerMap_.clear();
       const auto reply =
-          xcbOwned(xcb_get_pointer_mapping_reply(connection, xcb_get_pointer_mapping_unchecked(connection), nullptr));
+          connection_.reply<xcb_get_pointer_mapping_reply_t>(xcb_get_pointer_mapping_unchecked(connection));
       if (reply) {
         const std::uint8_t* map = xcb_get_pointer_mapping_map(reply.get());
         pointerMap_.assign(map, map + xcb_get_pointer_mapping_map_length(reply.get()));
@@ -216,10 +219,11 @@ class X11InputSynthesis final : public InputSynthesis {
   bool readState(xcb_connection_t* connection, KeyboardState& state) {
     const auto keymapCookie = xcb_query_keymap_unchecked(connection);
     const auto repeatsCookie = keyboard_.askRepeats(connection);
-    const auto keymap = xcbOwned(xcb_query_keymap_reply(connection, keymapCookie, nullptr));
-    const auto repeats = keyboard_.readRepeats(connection, repeatsCookie);
+    const auto keymap = connection_.reply<xcb_query_keymap_reply_t>(keymapCookie);
+    const auto repeats = keyboard_.readRepeats(connection_, repeatsCookie);
     if (!keymap || !repeats) return false;
     state = {keymapFromBytes(keymap->keys), *repeats};
+    lastRepeats_ = state.repeats;
     return true;
   }
 
@@ -229,7 +233,7 @@ class X11InputSynthesis final : public InputSynthesis {
   // each repetition comes from the viewer's own keyboard.
   void pressKey(xcb_connection_t* connection, const QString& name, Keycode keycode, const Keymap& repeats) {
     const auto [held, fresh] = heldKeys_.try_emplace(name, HeldKey{keycode, repeats[keycode]});
-    if (fresh && repeats[keycode]) keyboard_.setRepeats(connection, Keymap(repeats).reset(keycode));
+    if (fresh && repeats[keycode]) setRepeats(connection, Keymap(repeats).reset(keycode));
     if (!fresh) fake(connection, XCB_KEY_RELEASE, keycode);
     fake(connection, XCB_KEY_PRESS, keycode);
   }
@@ -238,7 +242,12 @@ class X11InputSynthesis final : public InputSynthesis {
   void releaseKey(xcb_connection_t* connection, const HeldKey& key, Keymap& repeats) {
     fake(connection, XCB_KEY_RELEASE, key.keycode);
     if (!key.restoreRepeat) return;
-    keyboard_.setRepeats(connection, repeats.set(key.keycode));
+    setRepeats(connection, repeats.set(key.keycode));
+  }
+
+  void setRepeats(xcb_connection_t* connection, const Keymap& repeats) {
+    lastRepeats_ = repeats;
+    keyboard_.setRepeats(connection, repeats);
   }
 
   void setModifier(xcb_connection_t* connection, Keycode key, bool down) {
@@ -269,13 +278,8 @@ class X11InputSynthesis final : public InputSynthesis {
     if (!heldKeys_.empty() || putBack_.any()) {
       KeyboardState state;
       const bool known = readState(connection, state);
-      for (const auto& [name, key] : heldKeys_) {
-        if (known) {
-          releaseKey(connection, key, state.repeats);
-        } else {
-          fake(connection, XCB_KEY_RELEASE, key.keycode);
-        }
-      }
+      if (!known) state.repeats = lastRepeats_;
+      for (const auto& [name, key] : heldKeys_) releaseKey(connection, key, state.repeats);
       heldKeys_.clear();
       if (known) settlePutBack(connection, state.down);
     }
@@ -290,6 +294,7 @@ class X11InputSynthesis final : public InputSynthesis {
   std::uint64_t generation_ = 0;
   bool hasTest_ = false;
   X11Keyboard keyboard_;
+  Keymap lastRepeats_;                     // Which keys repeat, as last read or set.
   std::vector<LogicalButton> pointerMap_;  // What applications see of each physical button.
   bool pointerMapStale_ = true;
 

@@ -36,14 +36,16 @@ std::string keyName(const char (&padded)[4]) {
 
 }  // namespace
 
-void X11Keyboard::attach(xcb_connection_t* connection) {
+void X11Keyboard::attach(X11Connection& server) {
   stale_ = true;
   watching_ = false;
   byName_.clear();
   modifiers_ = {};
-  if (!hasExtension(connection, &xcb_xkb_id)) return;
-  const auto use = xcbOwned(xcb_xkb_use_extension_reply(
-      connection, xcb_xkb_use_extension_unchecked(connection, XCB_XKB_MAJOR_VERSION, XCB_XKB_MINOR_VERSION), nullptr));
+  if (!server.offers(&xcb_xkb_id)) return;
+  xcb_connection_t* const connection = server.current();
+  if (connection == nullptr) return;
+  const auto use = server.reply<xcb_xkb_use_extension_reply_t>(
+      xcb_xkb_use_extension_unchecked(connection, XCB_XKB_MAJOR_VERSION, XCB_XKB_MINOR_VERSION));
   if (!use || use->supported == 0) return;
   firstXkbEvent_ = xcb_get_extension_data(connection, &xcb_xkb_id)->first_event;
   constexpr std::uint16_t kWhole = XCB_XKB_EVENT_TYPE_NEW_KEYBOARD_NOTIFY | XCB_XKB_EVENT_TYPE_NAMES_NOTIFY;
@@ -59,18 +61,20 @@ void X11Keyboard::noteEvent(const xcb_generic_event_t& event) {
   if (type == XCB_MAPPING_NOTIFY) stale_ = true;
 }
 
-void X11Keyboard::refresh(xcb_connection_t* connection) {
-  if (!stale_ || !watching_) return;
+void X11Keyboard::refresh(X11Connection& server) {
+  if (!stale_ || !watching_ || server.current() == nullptr) return;
   stale_ = false;
-  readNames(connection);
-  readModifiers(connection);
+  readNames(server);
+  readModifiers(server);
 }
 
-void X11Keyboard::readNames(xcb_connection_t* connection) {
+void X11Keyboard::readNames(X11Connection& server) {
   byName_.clear();
+  xcb_connection_t* const connection = server.current();
+  if (connection == nullptr) return;
   constexpr std::uint32_t kWhich = XCB_XKB_NAME_DETAIL_KEY_NAMES | XCB_XKB_NAME_DETAIL_KEY_ALIASES;
-  const auto reply = xcbOwned(xcb_xkb_get_names_reply(
-      connection, xcb_xkb_get_names_unchecked(connection, XCB_XKB_ID_USE_CORE_KBD, kWhich), nullptr));
+  const auto reply =
+      server.reply<xcb_xkb_get_names_reply_t>(xcb_xkb_get_names_unchecked(connection, XCB_XKB_ID_USE_CORE_KBD, kWhich));
   if (!reply) return;
   xcb_xkb_get_names_value_list_t list{};
   xcb_xkb_get_names_value_list_unpack(xcb_xkb_get_names_value_list(reply.get()), reply->nTypes, reply->indicators,
@@ -92,16 +96,18 @@ void X11Keyboard::readNames(xcb_connection_t* connection) {
   }
 }
 
-void X11Keyboard::readModifiers(xcb_connection_t* connection) {
+void X11Keyboard::readModifiers(X11Connection& server) {
   modifiers_ = {};
+  xcb_connection_t* const connection = server.current();
+  if (connection == nullptr) return;
   const xcb_setup_t* setup = xcb_get_setup(connection);
   const int first = setup->min_keycode;
   const int count = setup->max_keycode - first + 1;
   const auto mappingCookie = xcb_get_modifier_mapping_unchecked(connection);
   const auto symbolsCookie =
       xcb_get_keyboard_mapping_unchecked(connection, setup->min_keycode, static_cast<std::uint8_t>(count));
-  const auto mapping = xcbOwned(xcb_get_modifier_mapping_reply(connection, mappingCookie, nullptr));
-  const auto symbols = xcbOwned(xcb_get_keyboard_mapping_reply(connection, symbolsCookie, nullptr));
+  const auto mapping = server.reply<xcb_get_modifier_mapping_reply_t>(mappingCookie);
+  const auto symbols = server.reply<xcb_get_keyboard_mapping_reply_t>(symbolsCookie);
   if (!mapping || !symbols || symbols->keysyms_per_keycode == 0) return;
 
   const xcb_keysym_t* keysyms = xcb_get_keyboard_mapping_keysyms(symbols.get());
@@ -138,9 +144,9 @@ X11Keyboard::RepeatsCookie X11Keyboard::askRepeats(xcb_connection_t* connection)
   return {xcb_xkb_get_controls_unchecked(connection, XCB_XKB_ID_USE_CORE_KBD).sequence};
 }
 
-std::optional<Keymap> X11Keyboard::readRepeats(xcb_connection_t* connection, RepeatsCookie cookie) const {
+std::optional<Keymap> X11Keyboard::readRepeats(X11Connection& server, RepeatsCookie cookie) const {
   if (cookie.sequence == 0) return std::nullopt;
-  const auto reply = xcbOwned(xcb_xkb_get_controls_reply(connection, {cookie.sequence}, nullptr));
+  const auto reply = server.reply<xcb_xkb_get_controls_reply_t>(cookie);
   if (!reply) return std::nullopt;
   return keymapFromBytes(reply->perKeyRepeat);
 }

@@ -9,6 +9,7 @@
 #include <string>
 
 #include "platform/x11/ModifierPlan.h"
+#include "platform/x11/X11Connection.h"
 
 namespace vantora {
 
@@ -19,11 +20,11 @@ namespace vantora {
 class X11Keyboard {
  public:
   // Begins to watch the keyboard of a new connection; the tables are read at the next refresh().
-  void attach(xcb_connection_t* connection);
+  void attach(X11Connection& server);
   // Looks at an event of the connection for a change of the keyboard.
   void noteEvent(const xcb_generic_event_t& event);
   // Reads the tables when they are not current. Round trips only then.
-  void refresh(xcb_connection_t* connection);
+  void refresh(X11Connection& server);
 
   // The keys that repeat while they are held. Asked for now, to be read later, so that the wait can
   // be shared with other questions.
@@ -31,7 +32,7 @@ class X11Keyboard {
     unsigned int sequence = 0;
   };
   RepeatsCookie askRepeats(xcb_connection_t* connection) const;
-  std::optional<Keymap> readRepeats(xcb_connection_t* connection, RepeatsCookie cookie) const;
+  std::optional<Keymap> readRepeats(X11Connection& server, RepeatsCookie cookie) const;
   // Changes them, for all of the keyboard's devices. It does so in a way that does not count as a
   // new keyboard map: applications would fetch the whole map anew, at every key.
   void setRepeats(xcb_connection_t* connection, const Keymap& repeats) const;
@@ -41,8 +42,8 @@ class X11Keyboard {
   const ModifierTable& modifiers() const { return modifiers_; }
 
  private:
-  void readNames(xcb_connection_t* connection);
-  void readModifiers(xcb_connection_t* connection);
+  void readNames(X11Connection& server);
+  void readModifiers(X11Connection& server);
   Keycode named(const std::string& name) const;
 
   bool stale_ = true;

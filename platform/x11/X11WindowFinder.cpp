@@ -69,7 +69,7 @@ class X11WindowFinder final : public atspi::WindowFinder {
       if (!atom) return false;
       atoms_[index] = atom->atom;
     }
-    resources_ = hasExtension(x_, &xcb_res_id);
+    resources_ = connection_.offers(&xcb_res_id);
     generation_ = connection_.generation();
     return true;
   }

@@ -1,6 +1,7 @@
 #include "platform/x11/X11WindowFront.h"
 
 #include <cstring>
+#include <tuple>
 
 #include "platform/x11/X11Connection.h"
 
@@ -11,8 +12,8 @@ void activateX11Window(std::uint32_t window, const QString& displayName) {
   xcb_connection_t* const server = connection.open();
   if (!server) return;
   constexpr auto kName = "_NET_ACTIVE_WINDOW";
-  const auto atom = xcbOwned(xcb_intern_atom_reply(
-      server, xcb_intern_atom(server, false, static_cast<std::uint16_t>(std::strlen(kName)), kName), nullptr));
+  const auto atom = connection.reply<xcb_intern_atom_reply_t>(
+      xcb_intern_atom(server, false, static_cast<std::uint16_t>(std::strlen(kName)), kName));
   if (!atom) return;
   constexpr std::uint32_t kFromPanel = 2;
   xcb_client_message_event_t message{};
@@ -26,7 +27,7 @@ void activateX11Window(std::uint32_t window, const QString& displayName) {
                  XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT,
                  reinterpret_cast<const char*>(&message));
   // An answer shows that the server has it: what is only buffered is lost with the connection.
-  xcbOwned(xcb_get_input_focus_reply(server, xcb_get_input_focus(server), nullptr));
+  std::ignore = connection.answers();
 }
 
 }  // namespace vantora

@@ -54,6 +54,10 @@ class FakeScreen : public std::enable_shared_from_this<FakeScreen> {
   void setGone(bool gone) {
     set([&] { gone_ = gone; });
   }
+  // The display's server says nothing from now on: looks wait until the capture is abandoned.
+  void setSilent(bool silent) {
+    set([&] { silent_ = silent; });
+  }
   // The next looks give no picture.
   void setNotReady(int looks) {
     set([&] { notReady_ = looks; });
@@ -89,6 +93,7 @@ class FakeScreen : public std::enable_shared_from_this<FakeScreen> {
   bool touched_ = false;
   bool unreadable_ = false;
   bool gone_ = false;
+  bool silent_ = false;
   int notReady_ = 0;
   int opens_ = 0;
   int closes_ = 0;
@@ -115,10 +120,11 @@ class FakeScreenCapture final : public ScreenCapture {
   }
 
   Look look(ScreenPicture& picture) override {
-    const std::lock_guard lock(screen_->mutex_);
+    std::unique_lock lock(screen_->mutex_);
     ++screen_->looks_;
     screen_->lookThread_ = std::this_thread::get_id();
-    if (!open_ || screen_->gone_ || screen_->unreadable_) return Look::lost;
+    screen_->signal_.wait(lock, [&] { return !screen_->silent_ || abandoned_; });
+    if (abandoned_ || !open_ || screen_->gone_ || screen_->unreadable_) return Look::lost;
     if (screen_->notReady_ > 0) {
       --screen_->notReady_;
       return Look::notReady;
@@ -148,6 +154,10 @@ class FakeScreenCapture final : public ScreenCapture {
     screen_->set([&] { woken_ = true; });
   }
 
+  void abandon() override {
+    screen_->set([&] { abandoned_ = true; });
+  }
+
   void close() override {
     const std::lock_guard lock(screen_->mutex_);
     if (open_) ++screen_->closes_;
@@ -156,7 +166,8 @@ class FakeScreenCapture final : public ScreenCapture {
 
  private:
   const std::shared_ptr<FakeScreen> screen_;
-  bool woken_ = false;  // Guarded by the screen's mutex.
+  bool woken_ = false;      // Guarded by the screen's mutex.
+  bool abandoned_ = false;  // The same.
   bool open_ = false;
   int index_ = 0;
   std::vector<FakeScreen::Colour> pixels_;

@@ -40,6 +40,10 @@ CaptureLoop::~CaptureLoop() {
     ++orders_.epoch;
   }
   capture_->wake();
+  {
+    std::unique_lock lock(mutex_);
+    if (!endSignal_.wait_for(lock, kPatience, [this] { return ended_; })) capture_->abandon();
+  }
   thread_.join();
 }
 
@@ -86,6 +90,9 @@ void CaptureLoop::encoderAsked() {
 void CaptureLoop::run() {
   while (takeOrders()) work();
   capture_->close();
+  const std::lock_guard lock(mutex_);
+  ended_ = true;
+  endSignal_.notify_all();
 }
 
 bool CaptureLoop::takeOrders() {

@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <condition_variable>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -28,10 +29,12 @@ struct CaptureSettings {
 
 // Owns the thread "screen-capture", on which the display is opened, read and closed and frames are
 // handed on. Methods belong to the owner's thread unless they say otherwise; none waits for the
-// display, except the destructor, which waits for the look at hand to end.
+// display, except the destructor, which waits for the look at hand to end: kPatience at most, then the
+// display is abandoned.
 class CaptureLoop {
  public:
   using Callback = std::function<void()>;
+  static constexpr std::chrono::milliseconds kPatience{500};
 
   // `refused` is called on the capture thread once for every attempt to start that ends in a refusal.
   CaptureLoop(std::unique_ptr<ScreenCapture> capture, rtc::scoped_refptr<FrameSource> source, Callback refused);
@@ -88,6 +91,8 @@ class CaptureLoop {
 
   std::mutex mutex_;  // Also held while a frame is handed on.
   Orders orders_;
+  bool ended_ = false;  // The thread is done with the display.
+  std::condition_variable endSignal_;
 
   // Of the capture thread.
   std::optional<CaptureSettings> settings_;

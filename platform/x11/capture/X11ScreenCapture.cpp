@@ -1,13 +1,16 @@
 #include "platform/x11/capture/X11ScreenCapture.h"
 
+#include <fcntl.h>
 #include <poll.h>
 #include <sys/eventfd.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <ctime>
+#include <mutex>
 #include <utility>
 
 #include "modules/desktop_capture/desktop_capture_options.h"
@@ -15,6 +18,7 @@
 #include "modules/desktop_capture/desktop_region.h"
 #include "modules/desktop_capture/linux/x11/shared_x_display.h"
 #include "platform/x11/ConnectLock.h"
+#include "platform/x11/X11Connection.h"
 #include "platform/x11/capture/XConnection.h"
 
 using namespace Qt::Literals::StringLiterals;
@@ -35,6 +39,7 @@ class X11ScreenCapture final : public ScreenCapture, private webrtc::DesktopCapt
   Look look(ScreenPicture& picture) override;
   Woken wait(std::chrono::nanoseconds timeout, WakeOn wakeOn) override;
   void wake() override;
+  void abandon() override;
   void close() override;
 
  private:
@@ -44,9 +49,16 @@ class X11ScreenCapture final : public ScreenCapture, private webrtc::DesktopCapt
   void OnCaptureResult(webrtc::DesktopCapturer::Result result, std::unique_ptr<webrtc::DesktopFrame> frame) override;
   void describe(ScreenPicture& picture) const;
   bool takeWakeUp();
+  void keepSocket();
+  bool isAbandoned();
 
   const std::string displayName_;
   const int wakeUp_;
+
+  // Guards the next two, for abandon().
+  std::mutex socketMutex_;
+  int socket_ = -1;  // A second descriptor of the connection's socket.
+  bool abandoned_ = false;
 
   // Set by Xlib within calls on the connection.
   std::atomic<bool> lost_{false};
@@ -64,16 +76,19 @@ class X11ScreenCapture final : public ScreenCapture, private webrtc::DesktopCapt
 ScreenCapture::Opened X11ScreenCapture::open(int displayIndex) {
   close();
   x11::ignoreRequestErrors();
-  {
-    const std::lock_guard lock(x11::connectMutex());
-    connection_ = webrtc::SharedXDisplay::Create(displayName_);
+  if (X11Connection server(QString::fromStdString(displayName_)); server.open() != nullptr) {
+    // Xlib waits without limit for a server that says nothing; this one has just spoken.
+    const std::unique_lock lock(x11::connectMutex(), X11Connection::kPatience);
+    if (lock && !isAbandoned()) connection_ = webrtc::SharedXDisplay::Create(displayName_);
   }
+  if (connection_) keepSocket();
   if (!connection_) {
     const QString name = QString::fromStdString(x11::displayName(displayName_));
     return {Outcome::refused, 0, u"cannot open display \"%1\""_s.arg(name)};
   }
   lost_.store(false);
   x11::surviveServerLoss(connection_->display(), &lost_);
+  x11::ignoreServerGrabs(connection_->display());
 
   webrtc::DesktopCaptureOptions options;
   options.set_x_display(connection_);
@@ -158,10 +173,30 @@ bool X11ScreenCapture::takeWakeUp() {
 
 void X11ScreenCapture::wake() { (void)::eventfd_write(wakeUp_, 1); }
 
+void X11ScreenCapture::keepSocket() {
+  const std::lock_guard lock(socketMutex_);
+  socket_ = ::fcntl(x11::socketOf(connection_->display()), F_DUPFD_CLOEXEC, 0);
+  if (abandoned_) ::shutdown(socket_, SHUT_RDWR);
+}
+
+bool X11ScreenCapture::isAbandoned() {
+  const std::lock_guard lock(socketMutex_);
+  return abandoned_;
+}
+
+void X11ScreenCapture::abandon() {
+  const std::lock_guard lock(socketMutex_);
+  abandoned_ = true;
+  // Xlib reads the end of the connection, wherever it waits.
+  if (socket_ >= 0) ::shutdown(socket_, SHUT_RDWR);
+}
+
 void X11ScreenCapture::close() {
   frame_.reset();
   capturer_.reset();
-  connection_ = nullptr;
+  connection_ = nullptr;  // Speaks to the server too.
+  const std::lock_guard lock(socketMutex_);
+  if (socket_ >= 0) ::close(std::exchange(socket_, -1));
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 #include "platform/x11/capture/XConnection.h"
 
 #include <X11/Xlib.h>
+#include <X11/extensions/XTest.h>
 
 #include <mutex>
 
@@ -28,6 +29,14 @@ void ignoreRequestErrors() {
 
 void surviveServerLoss(_XDisplay* connection, std::atomic<bool>* lost) {
   XSetIOErrorExitHandler(connection, noteLoss, lost);
+}
+
+void ignoreServerGrabs(_XDisplay* connection) {
+  int event = 0;
+  int error = 0;
+  int major = 0;
+  int minor = 0;
+  if (XTestQueryExtension(connection, &event, &error, &major, &minor)) XTestGrabControl(connection, True);
 }
 
 int socketOf(_XDisplay* connection) { return ConnectionNumber(connection); }

@@ -17,6 +17,10 @@ void ignoreRequestErrors();
 // connection then fail, one after the other. `lost` has to outlive the connection.
 void surviveServerLoss(_XDisplay* connection, std::atomic<bool>* lost);
 
+// From now on the connection is served also while another program has taken the server for itself, as
+// some do while a person moves an outline or chooses a region: that is to be seen, too.
+void ignoreServerGrabs(_XDisplay* connection);
+
 // The socket, to be polled for events. Owned by the connection.
 int socketOf(_XDisplay* connection);
 

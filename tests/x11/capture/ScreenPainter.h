@@ -37,6 +37,18 @@ class ScreenPainter {
     xcb_poly_fill_rectangle(connection_, root_, context_, 1, &area);
     roundTrip();
   }
+  // The same for the whole screen, not waited for.
+  void requestFill(std::uint32_t rgb) {
+    xcb_change_gc(connection_, context_, XCB_GC_FOREGROUND, &rgb);
+    const xcb_rectangle_t area{0, 0, 32767, 32767};
+    xcb_poly_fill_rectangle(connection_, root_, context_, 1, &area);
+    xcb_flush(connection_);
+  }
+  // From now on the server serves this client alone.
+  void takeServer() {
+    xcb_grab_server(connection_);
+    roundTrip();
+  }
   void fillAll(std::uint32_t rgb) { fill(rgb, 0, 0, 32767, 32767); }
 
   void movePointer(int x, int y) {

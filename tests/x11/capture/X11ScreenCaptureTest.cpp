@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <atomic>
 #include <thread>
 
 #include "platform/x11/capture/X11ScreenCapture.h"
@@ -91,6 +92,43 @@ TEST_F(X11ScreenCaptureTest, saysWhyADisplayCannotBeOpened) {
   EXPECT_EQ(opened.outcome, Outcome::refused);
   EXPECT_EQ(opened.error, QStringLiteral("cannot open display \":54321\""));
   EXPECT_EQ(bad->look(picture), Look::lost);
+}
+
+TEST_F(X11ScreenCaptureTest, seesWhatAProgramDrawsThatHasTakenTheServer) {
+  painter.fillAll(kBlue);
+  openAndLook();
+  ASSERT_TRUE(lookUntil(Look::unchanged));
+  painter.takeServer();
+  painter.fill(kRed, 0, 0, 64, 64);
+  ASSERT_TRUE(lookUntilChanged());
+  EXPECT_EQ(colourAt(picture, 10, 10), kRed);
+}
+
+TEST_F(X11ScreenCaptureTest, endsALookAtAServerThatSaysNothingWhenAbandoned) {
+  openAndLook();
+  server.stop();
+  painter.requestFill(kRed);
+  std::atomic<bool> ended{false};
+  std::thread looking([&] {
+    // Once the server must be asked for the picture, the look waits.
+    while (capture->look(picture) != Look::lost) (void)capture->wait(10ms, WakeOn::changeOrCall);
+    capture->close();
+    EXPECT_EQ(capture->open(0).outcome, Outcome::refused);
+    ended = true;
+  });
+  capture->abandon();
+  const auto deadline = std::chrono::steady_clock::now() + 10s;
+  while (!ended && std::chrono::steady_clock::now() < deadline) std::this_thread::sleep_for(5ms);
+  EXPECT_TRUE(ended);
+  server.goOn();
+  looking.join();
+}
+
+TEST_F(X11ScreenCaptureTest, refusesAServerThatSaysNothing) {
+  server.stop();
+  EXPECT_EQ(capture->open(0).outcome, Outcome::refused);
+  server.goOn();
+  openAndLook();
 }
 
 TEST_F(X11ScreenCaptureTest, seesNoChangeOnAStillScreen) {

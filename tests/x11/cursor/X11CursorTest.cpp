@@ -1,5 +1,6 @@
 // Notices and life of the cursor of an X server.
 #include "platform/Platform.h"
+#include "platform/x11/X11Connection.h"
 #include "tests/x11/cursor/X11CursorFixture.h"
 
 using namespace Qt::Literals::StringLiterals;
@@ -105,6 +106,19 @@ TEST_F(X11CursorTest, outlivesAKilledServerAndUsesTheNextOne) {
   EXPECT_TRUE(testing_loop::waitFor([&] { return changes_ > before; }));
   program_->movePointer(30, 30);
   EXPECT_TRUE(testing_loop::waitFor([&] { return uses_ > 0; }));
+}
+
+TEST_F(X11CursorTest, watchesAServerThatSaysNothingFromWhenItGoesOn) {
+  server_.stop();
+  const auto start = std::chrono::steady_clock::now();
+  watch();
+  cursor_->armPointerNotice();
+  EXPECT_EQ(cursor_->currentCursor(), std::nullopt);
+  EXPECT_LT(std::chrono::steady_clock::now() - start, 4 * X11Connection::kPatience);
+  server_.goOn();
+  EXPECT_TRUE(becomes(u"xterm"_s));
+  ASSERT_TRUE(program_->show("hand2"));
+  EXPECT_TRUE(becomes(u"hand2"_s));
 }
 
 TEST_F(X11CursorTest, canBeDestroyedAfterItsServer) {

@@ -44,6 +44,10 @@ class XvfbServer {
            run({"xrandr", "--setmonitor", "right", monitor(rightWidth, leftWidth), "none"}) == 0;
   }
 
+  // Stopped, it takes in what is sent and says nothing, until it goes on.
+  void stop() const { process_.send(SIGSTOP); }
+  void goOn() const { process_.send(SIGCONT); }
+
   // Ends the server at once, without a goodbye to its clients.
   void kill() {
     process_.end(SIGKILL);

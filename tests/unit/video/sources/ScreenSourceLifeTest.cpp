@@ -70,6 +70,17 @@ TEST_F(ScreenSourceLifeTest, sendsNothingAfterTheStop) {
   EXPECT_TRUE(pumpUntil([&] { return sink.count() > frames; }));
 }
 
+TEST_F(ScreenSourceLifeTest, endsWhileTheDisplaySaysNothing) {
+  auto source = make(64, 48, 60);
+  ASSERT_TRUE(start(*source));
+  screen->setSilent(true);
+  const int looks = screen->looks();
+  screen->paint(kWhite);
+  ASSERT_TRUE(pumpUntil([&] { return screen->looks() > looks; }));
+  source.reset();
+  EXPECT_EQ(screen->closes(), 1);
+}
+
 TEST_F(ScreenSourceLifeTest, sendsNoFrameOfTheOldSizeAfterAReconfiguration) {
   const auto source = make(64, 48, 120);
   FrameSink sink(source->native());

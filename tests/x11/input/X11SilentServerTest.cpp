@@ -1,0 +1,171 @@
+// A server that has another program's ear, or that says nothing at all.
+#include <chrono>
+#include <tuple>
+
+#include "platform/x11/X11Connection.h"
+#include "platform/x11/X11Displays.h"
+#include "tests/x11/input/X11InputFixture.h"
+
+namespace vantora::testing_x11 {
+namespace {
+
+using namespace std::chrono_literals;
+using Clock = std::chrono::steady_clock;
+
+class X11SilentServerTest : public X11InputFixture {
+ protected:
+  void TearDown() override { server_.goOn(); }
+
+  // Another program, the one with the window, takes the server for itself.
+  void takeServer() {
+    xcb_grab_server(window_->connection());
+    window_->clear();
+  }
+  void giveServerBack() {
+    xcb_ungrab_server(window_->connection());
+    window_->clear();
+  }
+  // How long it takes.
+  template <typename Action>
+  std::chrono::milliseconds timed(Action action) {
+    const auto start = Clock::now();
+    action();
+    return std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start);
+  }
+  // Everything that a viewer can send, many times over: more than the socket takes in.
+  void sendEverything() {
+    for (int again = 0; again < 2000; ++again) {
+      pointer(PointerEventType::moved, PointerButton::left, again % 100, 20);
+      if (again % 100 != 0) continue;
+      pointer(PointerEventType::rightDown, PointerButton::right);
+      pointer(PointerEventType::rightUp, PointerButton::right);
+      synthesis_->postScroll({120, 120});
+      std::ignore = key("KeyB", true, {.shift = true});
+      std::ignore = key("KeyB", false);
+      std::ignore = synthesis_->usable();
+    }
+  }
+  bool becomesUsable() {
+    return window_->waitUntil([this] { return synthesis_->usable(); });
+  }
+
+  // One wait for the server, and a slow machine on top; far from one wait for each call.
+  static constexpr auto kOnce = X11Connection::kPatience * 4;
+};
+
+TEST_F(X11SilentServerTest, pressesMovesAndTypesWhileAProgramHasTakenTheServer) {
+  pointer(PointerEventType::leftDown, PointerButton::left, 10, 10);
+  settle();
+  takeServer();
+  pointer(PointerEventType::leftDragged, PointerButton::left, 200, 100);
+  EXPECT_TRUE(window_->waitUntil([this] { return window_->pointer().x == 200; }));
+  pointer(PointerEventType::leftUp, PointerButton::left, 201, 100);
+  EXPECT_TRUE(window_->waitUntil([this] { return window_->pointer().mask == 0; }));
+  EXPECT_TRUE(synthesis_->usable());
+  EXPECT_TRUE(key("KeyA", true));
+  EXPECT_TRUE(window_->keysDown().contains(kKeyA));
+  EXPECT_TRUE(key("KeyA", false));
+  synthesis_->postScroll({120, 0});
+  EXPECT_TRUE(window_->waitUntil([this] { return window_->buttons().size() >= 3; }));
+  giveServerBack();
+  EXPECT_TRUE(synthesis_->usable());
+}
+
+TEST_F(X11SilentServerTest, listsNewDisplaysWhileAProgramHasTakenTheServer) {
+  const auto displays = makeX11Displays(server_.display());
+  ASSERT_EQ(displays->list().size(), 1U);
+  ASSERT_TRUE(server_.splitIntoTwoMonitors(512, 512, 768));
+  takeServer();
+  EXPECT_TRUE(window_->waitUntil([&] { return displays->list().size() == 2; }));
+}
+
+TEST_F(X11SilentServerTest, waitsOnceForAServerThatSaysNothing) {
+  server_.stop();
+  EXPECT_LT(timed([this] { EXPECT_FALSE(key("KeyA", true)); }), kOnce);
+  EXPECT_LT(timed([this] { EXPECT_FALSE(synthesis_->usable()); }), X11Connection::kPatience / 2);
+  EXPECT_LT(timed([this] { sendEverything(); }), kOnce);
+  EXPECT_LT(timed([this] { synthesis_->releaseAll(); }), kOnce);
+  server_.goOn();
+  ASSERT_TRUE(becomesUsable());
+  EXPECT_TRUE(key("KeyA", true));
+  EXPECT_TRUE(window().keysDown().contains(kKeyA));
+}
+
+// Pointer events ask nothing: only the full socket shows that nobody reads.
+TEST_F(X11SilentServerTest, doesNotWaitForRoomInAFullSocket) {
+  server_.stop();
+  EXPECT_LT(timed([this] {
+              for (int again = 0; again < 20'000; ++again) {
+                pointer(PointerEventType::moved, PointerButton::left, again % 100, 20);
+              }
+            }),
+            kOnce);
+  server_.goOn();
+  ASSERT_TRUE(becomesUsable());
+  pointer(PointerEventType::moved, PointerButton::left, 321, 123);
+  EXPECT_EQ(window().pointer().x, 321);
+}
+
+TEST_F(X11SilentServerTest, letsGoWhenTheServerSpeaksAgain) {
+  EXPECT_TRUE(key("KeyA", true, {.control = true}));
+  pointer(PointerEventType::leftDown, PointerButton::left);
+  settle();
+  ASSERT_FALSE(window_->keysDown().empty());
+  ASSERT_FALSE(window_->repeats(kKeyA));
+  server_.stop();
+  EXPECT_FALSE(synthesis_->usable());
+  // The releases are lost on it.
+  EXPECT_FALSE(key("KeyA", false));
+  pointer(PointerEventType::leftUp, PointerButton::left);
+  server_.goOn();
+  ASSERT_TRUE(becomesUsable());
+  EXPECT_TRUE(window().keysDown().empty());
+  EXPECT_EQ(window().pointer().mask, 0);
+  EXPECT_TRUE(window().repeats(kKeyA));
+}
+
+TEST_F(X11SilentServerTest, leavesTheReleasesForAServerThatGoesOnLater) {
+  EXPECT_TRUE(key("KeyA", true, {.control = true}));
+  pointer(PointerEventType::leftDown, PointerButton::left);
+  settle();
+  server_.stop();
+  EXPECT_LT(timed([this] { synthesis_->releaseAll(); }), kOnce);
+  EXPECT_LT(timed([this] { synthesis_->releaseAll(); }), X11Connection::kPatience / 2);
+  server_.goOn();
+  EXPECT_TRUE(window_->waitUntil([this] { return window_->keysDown().empty() && window_->pointer().mask == 0; }));
+  EXPECT_TRUE(window_->repeats(kKeyA));
+}
+
+TEST_F(X11SilentServerTest, canBeDestroyedWhileTheServerSaysNothing) {
+  EXPECT_TRUE(key("KeyA", true));
+  server_.stop();
+  EXPECT_LT(timed([this] { synthesis_.reset(); }), kOnce);
+}
+
+TEST_F(X11SilentServerTest, keepsTheDisplaysItKnowsWhileTheServerSaysNothing) {
+  const auto displays = makeX11Displays(server_.display());
+  ASSERT_EQ(displays->list().size(), 1U);
+  // Told and not yet asked for when the server falls silent.
+  ASSERT_TRUE(server_.splitIntoTwoMonitors(512, 512, 768));
+  server_.stop();
+  EXPECT_LT(timed([&] { EXPECT_EQ(displays->list().size(), 1U); }), kOnce);
+  EXPECT_LT(timed([&] { EXPECT_EQ(displays->list().size(), 1U); }), X11Connection::kPatience / 2);
+  server_.goOn();
+  EXPECT_TRUE(window_->waitUntil([&] { return displays->list().size() == 2; }));
+}
+
+TEST_F(X11SilentServerTest, opensAServerThatSaysNothingWhenItGoesOn) {
+  server_.stop();
+  auto fresh = makeX11InputSynthesis(server_.display());
+  const auto displays = makeX11Displays(server_.display());
+  EXPECT_LT(timed([&] { EXPECT_FALSE(fresh->usable()); }), kOnce);
+  EXPECT_LT(timed([&] { EXPECT_FALSE(fresh->usable()); }), X11Connection::kPatience / 2);
+  EXPECT_LT(timed([&] { EXPECT_TRUE(displays->list().empty()); }), kOnce);
+  // Given up while it is still being opened.
+  EXPECT_LT(timed([&] { std::ignore = makeX11InputSynthesis(server_.display())->usable(); }), kOnce);
+  server_.goOn();
+  EXPECT_TRUE(window_->waitUntil([&] { return fresh->usable() && displays->list().size() == 1; }));
+}
+
+}  // namespace
+}  // namespace vantora::testing_x11
