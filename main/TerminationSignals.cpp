@@ -12,6 +12,9 @@ TerminationSignals::TerminationSignals(std::function<void()> requested) {
   sigemptyset(&signals);
   sigaddset(&signals, SIGINT);
   sigaddset(&signals, SIGTERM);
+  // A terminal that is closed ends the program like any other request: what the viewer holds must come up.
+  struct sigaction hangUp {};
+  if (sigaction(SIGHUP, nullptr, &hangUp) == 0 && hangUp.sa_handler != SIG_IGN) sigaddset(&signals, SIGHUP);
   // Threads started later inherit the mask, so that the signals can only arrive here.
   pthread_sigmask(SIG_BLOCK, &signals, nullptr);
   descriptor_ = signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK);

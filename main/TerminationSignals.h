@@ -1,4 +1,4 @@
-// SIGINT and SIGTERM as an ordinary event of the main loop.
+// SIGINT, SIGTERM and SIGHUP as an ordinary event of the main loop.
 #pragma once
 
 #include <QSocketNotifier>
@@ -7,8 +7,9 @@
 
 namespace vantora {
 
-// From construction on the two signals no longer end the process: `requested` runs on the main
-// thread instead. Create it before any thread starts, once per process.
+// From construction on these signals no longer end the process: `requested` runs on the main
+// thread instead. A SIGHUP that was ignored at the start, as under nohup, stays ignored. Create it
+// before any thread starts, once per process.
 class TerminationSignals {
  public:
   explicit TerminationSignals(std::function<void()> requested);

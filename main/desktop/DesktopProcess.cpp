@@ -44,8 +44,14 @@ void DesktopProcess::start() {
     close_range(3, ~0U, CLOSE_RANGE_CLOEXEC);
     fcntl(theirs, F_SETFD, 0);
     prctl(PR_SET_PDEATHSIG, SIGKILL);
-    // An interrupt from the terminal reaches both processes; the session ends the two in order.
+    // An interrupt from the terminal, or its end, reaches both processes; the session ends the two in order. The
+    // process itself turns this into something that programs which it opens do not inherit.
     std::signal(SIGINT, SIG_IGN);
+    std::signal(SIGHUP, SIG_IGN);
+    // The session takes its signals from a descriptor and has them blocked.
+    sigset_t none;
+    sigemptyset(&none);
+    sigprocmask(SIG_SETMASK, &none, nullptr);
   });
   QObject::connect(process_.get(), &QProcess::finished, process_.get(), [this] { ended(); });
   QObject::connect(process_.get(), &QProcess::errorOccurred, process_.get(), [this](QProcess::ProcessError error) {

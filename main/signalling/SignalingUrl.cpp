@@ -33,7 +33,7 @@ std::variant<SignalingUrl, SignalingUrlError> resolveSignalingUrl(const InfoDict
   if (const auto host = environment.nonEmpty("SIGNAL_HOST")) {
     const QString text = urlOfHost(*host, environment);
     if (auto url = parseUrl(text)) return *url;
-    return SignalingUrlError{u"fatal: not a signaling url: "_s + text};
+    return SignalingUrlError{u"not a signaling url: "_s + text};
   }
   if (arguments.size() >= 3) {
     if (auto url = parseUrl(arguments[2])) return *url;

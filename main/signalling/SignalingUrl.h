@@ -20,7 +20,7 @@ struct SignalingUrl {
 };
 
 // The configuration names a server in a way that leaves nothing to connect to: the program must
-// print `message` and stop.
+// print `message` as a fatal error and stop.
 struct SignalingUrlError {
   QString message;
 };

@@ -1,12 +1,13 @@
 import assert from 'node:assert/strict';
 import { readFile, readdir } from 'node:fs/promises';
 import { test } from 'node:test';
+import { Host } from './lib/host.mjs';
 import { unknownLines } from './lib/log-lines.mjs';
 import { withSession } from './lib/session.mjs';
 import { BareControl, shows } from './lib/viewer.mjs';
 import { until } from './lib/wait.mjs';
 
-for (const signal of ['SIGINT', 'SIGTERM']) {
+for (const signal of ['SIGINT', 'SIGTERM', 'SIGHUP']) {
   test(`${signal}EndsTheHostWithStatusZero`, async (t) => {
     await withSession(t, {}, async (session) => {
       const page = await session.bare();
@@ -21,6 +22,91 @@ for (const signal of ['SIGINT', 'SIGTERM']) {
     });
   });
 }
+
+test('letsGoOfKeysAndButtonsWhenItsTerminalIsClosed', async (t) => {
+  await withSession(t, {}, async (session) => {
+    const window = session.keep(session.screen.start('xev', ['-geometry', '600x400+0+0', '-event', 'keyboard', '-event', 'button']));
+    const id = (await session.screen.run('xdotool', ['search', '--sync', '--onlyvisible', '--name', 'Event Tester'])).trim().split('\n')[0];
+    await session.screen.run('xdotool', ['windowfocus', '--sync', id]);
+    const repeating = async () => (await session.screen.run('xset', ['q'])).match(/auto repeating keys:[\s0-9a-f]*/)[0];
+    const before = await repeating();
+    const page = await session.bare();
+    const viewer = await new BareControl(page).open();
+    await viewer.takeControl(await session.host.pin());
+    await viewer.send({ type: 'mouseDown', x: 0.1, y: 0.1, button: 0 });
+    await viewer.send({ type: 'keyDown', code: 'KeyA', mods: { shift: true } });
+    await window.line(/keysym 0x41, A\)/);
+    await window.line(/^ButtonPress event/);
+    assert.notEqual(await repeating(), before, 'the key repeats, so this test would not see its release');
+    assert.ok(!window.text().some((line) => /^(Key|Button)Release event/.test(line)));
+    assert.deepEqual(await session.host.end('SIGHUP', 4000), { code: 0, signal: null });
+    await window.line(/^ButtonRelease event/);
+    await until(() => window.text().filter((line) => /^KeyRelease event/.test(line)).length === 2, { what: 'key and modifier to come up' });
+    assert.equal(await repeating(), before);
+  });
+});
+
+test('goesOnUnderNohupWhenItsTerminalIsClosed', async (t) => {
+  await withSession(t, { browserNow: false, host: { wrapper: ['nohup'] } }, async (session) => {
+    await session.host.line('[share] started screen capture');
+    session.host.child.signal('SIGHUP');
+    const page = await session.bare(await session.startBrowser());
+    await new BareControl(page).open();
+    assert.deepEqual(await session.host.end('SIGTERM', 4000), { code: 0, signal: null });
+  });
+});
+
+test('endsWhileTheDisplaysServerSaysNothing', async (t) => {
+  await withSession(t, {}, async (session) => {
+    const page = await session.bare();
+    const viewer = await new BareControl(page).open();
+    await viewer.takeControl(await session.host.pin());
+    await viewer.send({ type: 'keyDown', code: 'KeyA', mods: {} });
+    await viewer.settled();
+    session.screen.child.signal('SIGSTOP');
+    try {
+      for (let step = 0; step < 500; step++) await viewer.send({ type: 'mouseMove', x: step / 500, y: 0.5 });
+      await viewer.send({ type: 'keyDown', code: 'KeyB', mods: {} });
+      await viewer.settled();
+      assert.deepEqual(await session.host.end('SIGTERM', 15000), { code: 0, signal: null });
+    } finally {
+      session.screen.child.signal('SIGCONT');
+    }
+  });
+});
+
+/// Numbers of the signals in a mask of /proc.
+const signalsIn = (mask) => [...Array(64).keys()].map((bit) => bit + 1).filter((number) => BigInt(`0x${mask}`) >> BigInt(number - 1) & 1n);
+
+test('programsThatTheDesktopProcessOpensInheritTheUsualSignals', async (t) => {
+  await withSession(t, { browserNow: false }, async (session) => {
+    await session.host.line('[share] started screen capture');
+    const host = session.host.child.pid;
+    const masks = async () => {
+      const [desktop] = (await readFile(`/proc/${host}/task/${host}/children`, 'utf8')).trim().split(' ').filter(Boolean);
+      if (!desktop || !(await readFile(`/proc/${desktop}/cmdline`, 'utf8')).includes('vantora-host')) return null;
+      const status = await readFile(`/proc/${desktop}/status`, 'utf8');
+      return Object.fromEntries(['SigBlk', 'SigIgn', 'SigCgt'].map((name) => [name, signalsIn(status.match(`${name}:\\s+([0-9a-f]+)`)[1])]));
+    };
+    // SIGHUP, SIGINT and SIGPIPE have handlers, which end where another program begins; nothing is ignored, and nothing
+    // blocked but for the moment in which a thread starts.
+    let seen;
+    await until(async () => {
+      seen = await masks().catch(() => null);
+      return seen && [1, 2, 13].every((number) => seen.SigCgt.includes(number)) && seen.SigIgn.length + seen.SigBlk.length === 0;
+    }, { what: 'the usual signals' }).catch((error) => assert.fail(`${error.message}: ${JSON.stringify(seen)}`));
+  });
+});
+
+test('refusesAnAddressThatIsNone', async () => {
+  const host = await Host.start({ env: { SIGNAL_HOST: 'a b' } });
+  try {
+    assert.deepEqual(await host.child.done, { code: 1, signal: null });
+    assert.deepEqual(host.log, ['fatal: not a signaling url: ws://a b:8080']);
+  } finally {
+    await host.end('SIGKILL');
+  }
+});
 
 test('endsOnASignalWhileTheServerIsOutOfReachAndNobodyIsConnected', async (t) => {
   await withSession(t, { browserNow: false, host: { env: { SIGNAL_URL: 'ws://127.0.0.1:9' } } }, async (session) => {

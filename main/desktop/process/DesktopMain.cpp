@@ -5,7 +5,9 @@
 #include <QApplication>
 #include <QJsonArray>
 #include <QTimer>
+#include <csignal>
 #include <cstdlib>
+#include <initializer_list>
 
 #include "main/desktop/DesktopProcess.h"
 #include "main/desktop/RemoteFace.h"
@@ -48,6 +50,11 @@ Display chooseToolkitPlatform() {
   }
   qputenv("QT_QPA_PLATFORM", "offscreen");
   return named ? Display::awaited : Display::none;
+}
+
+// Ignored signals would stay so in the browser that a link opens; a handler goes away when a program begins.
+void ignoreForThisProcessOnly(std::initializer_list<int> signals) {
+  for (const int signal : signals) std::signal(signal, [](int) {});
 }
 
 // What the process does: messages of the session to the user interface and the clipboard, and back.
@@ -140,6 +147,7 @@ std::optional<int> desktopLinkDescriptor() {
 }
 
 int runDesktopProcess(int descriptor, int& argumentCount, char** arguments) {
+  ignoreForThisProcessOnly({SIGINT, SIGHUP, SIGPIPE});
   const bool chosenByUser = isSet("QT_QPA_PLATFORM");
   const Display display = chosenByUser ? Display::usable : chooseToolkitPlatform();
   QApplication::setQuitOnLastWindowClosed(false);

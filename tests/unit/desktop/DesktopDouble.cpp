@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <QCoreApplication>
+#include <csignal>
 #include <cstdlib>
 #include <memory>
 
@@ -42,6 +43,13 @@ int main(int argc, char* argv[]) {
                                          link->send({{u"type"_s, u"echo"_s}, {u"of"_s, message}});
                                        },
                                    .lost = [] { QCoreApplication::quit(); }});
-  link->send({{u"type"_s, u"ready"_s}, {u"pid"_s, getpid()}, {u"descriptors"_s, descriptors}});
+  sigset_t blocked;
+  sigprocmask(SIG_BLOCK, nullptr, &blocked);
+  const bool anyBlocked =
+      sigismember(&blocked, SIGTERM) || sigismember(&blocked, SIGINT) || sigismember(&blocked, SIGHUP);
+  link->send({{u"type"_s, u"ready"_s},
+              {u"pid"_s, getpid()},
+              {u"descriptors"_s, descriptors},
+              {u"signalsBlocked"_s, anyBlocked}});
   return QCoreApplication::exec();
 }

@@ -55,6 +55,19 @@ TEST_F(DesktopProcessTest, talksToTheProcessThatItStarted) {
   EXPECT_EQ(received_[1].value(u"of").toObject().value(u"type").toString(), u"hello"_s);
 }
 
+TEST_F(DesktopProcessTest, startsItWithoutTheBlockedSignalsOfTheSession) {
+  sigset_t ours;
+  sigemptyset(&ours);
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) sigaddset(&ours, signal);
+  sigset_t before;
+  pthread_sigmask(SIG_BLOCK, &ours, &before);
+  start();
+  const bool ready = waitForReady(1);
+  pthread_sigmask(SIG_SETMASK, &before, nullptr);
+  ASSERT_TRUE(ready);
+  EXPECT_FALSE(received_[0].value(u"signalsBlocked").toBool(true));
+}
+
 TEST_F(DesktopProcessTest, startsItAgainAfterASecondThenLater) {
   start();
   ASSERT_TRUE(waitForReady(1));
