@@ -41,7 +41,8 @@ class X11WindowFinder final : public atspi::WindowFinder {
     return PointedWindow{.pointer = QPointF(pointer->root_x, pointer->root_y),
                          .process = processOf(client),
                          .client = *clientPlace,
-                         .frame = withoutShadow(*framePlace, client)};
+                         .frame = withoutShadow(*framePlace, client),
+                         .resizable = isResizable(pointer->child, client)};
   }
 
   std::string busAddress(Deadline deadline) override {
@@ -54,15 +55,21 @@ class X11WindowFinder final : public atspi::WindowFinder {
   }
 
  private:
-  enum Atom { kState, kProcess, kShadow, kBus, kAtoms };
+  enum Atom { kState, kProcess, kShadow, kBus, kType, kNormal, kDialog, kUtility, kAtoms };
 
   bool ready() {
     x_ = connection_.open();
     if (x_ == nullptr) return false;
     while (xcbOwned(xcb_poll_for_event(x_))) continue;
     if (generation_ == connection_.generation()) return true;
-    constexpr std::array<std::string_view, kAtoms> kNames{"WM_STATE", "_NET_WM_PID", "_GTK_FRAME_EXTENTS",
-                                                          "AT_SPI_BUS"};
+    constexpr std::array<std::string_view, kAtoms> kNames{"WM_STATE",
+                                                          "_NET_WM_PID",
+                                                          "_GTK_FRAME_EXTENTS",
+                                                          "AT_SPI_BUS",
+                                                          "_NET_WM_WINDOW_TYPE",
+                                                          "_NET_WM_WINDOW_TYPE_NORMAL",
+                                                          "_NET_WM_WINDOW_TYPE_DIALOG",
+                                                          "_NET_WM_WINDOW_TYPE_UTILITY"};
     for (std::size_t index = 0; index < kNames.size(); ++index) {
       const auto atom = reply<xcb_intern_atom_reply_t>(
           xcb_intern_atom(x_, 0, static_cast<std::uint16_t>(kNames[index].size()), kNames[index].data()).sequence);
@@ -103,6 +110,23 @@ class X11WindowFinder final : public atspi::WindowFinder {
   bool isClient(xcb_window_t window) {
     const auto property = propertyOf(window, atoms_[kState], XCB_GET_PROPERTY_TYPE_ANY, 0);
     return property && property->type != XCB_NONE;
+  }
+
+  // Whether a window manager lets a person pull at the window's edges: not for those that go past it, as menus and tips
+  // do, nor for the panels and the background of a desktop.
+  bool isResizable(xcb_window_t outer, xcb_window_t client) {
+    if (outer == client) {
+      const auto attributes = reply<xcb_get_window_attributes_reply_t>(xcb_get_window_attributes(x_, client).sequence);
+      if (attributes && attributes->override_redirect != 0) return false;
+    }
+    const auto types = propertyOf(client, atoms_[kType], XCB_ATOM_ATOM, 8);
+    if (!types || types->format != 32) return true;
+    const auto* names = static_cast<const xcb_atom_t*>(xcb_get_property_value(types.get()));
+    const int count = xcb_get_property_value_length(types.get()) / 4;
+    if (count == 0) return true;
+    return std::any_of(names, names + count, [this](xcb_atom_t name) {
+      return name == atoms_[kNormal] || name == atoms_[kDialog] || name == atoms_[kUtility];
+    });
   }
 
   // The application's window at or inside `outer`; `outer` itself when no window manager has marked one.

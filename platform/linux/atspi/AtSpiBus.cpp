@@ -1,17 +1,28 @@
 #include "platform/linux/atspi/AtSpiBus.h"
 
 #include <QFileInfo>
+#include <algorithm>
+#include <string_view>
 
 namespace vantora::atspi {
 namespace {
 
-// Addresses that would start a bus instead of finding one.
-bool startsSomething(const std::string& address) {
-  return address.starts_with("autolaunch:") || address.starts_with("unixexec:");
+// Whether `address` only names sockets of this machine. It is a list whose entries are tried in turn; some forms start
+// a program instead, and any client of the window system can write the text.
+bool namesOnlySockets(std::string_view address) {
+  bool any = false;
+  while (!address.empty()) {
+    const std::string_view entry = address.substr(0, address.find(';'));
+    address.remove_prefix(std::min(entry.size() + 1, address.size()));
+    if (entry.empty()) continue;
+    if (!entry.starts_with("unix:")) return false;
+    any = true;
+  }
+  return any;
 }
 
 std::string addressFromSession(const std::string& sessionAddress, Deadline deadline) {
-  if (sessionAddress.empty() || startsSomething(sessionAddress)) return {};
+  if (!namesOnlySockets(sessionAddress)) return {};
   DBusFailure failure{};
   const auto session = DBusCaller::connect(sessionAddress, deadline, failure);
   if (!session) return {};
@@ -38,7 +49,7 @@ OpenedBus openBus(const BusEnvironment& environment, const std::function<std::st
   std::string address = environment.address;
   if (address.empty()) address = addressFromSession(environment.sessionAddress, deadline);
   if (address.empty()) address = otherAddress();
-  if (address.empty() || startsSomething(address)) return {};
+  if (!namesOnlySockets(address)) return {};
   DBusFailure failure{};
   auto caller = DBusCaller::connect(address, deadline, failure);
   if (caller) {

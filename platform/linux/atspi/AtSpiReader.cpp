@@ -19,6 +19,8 @@ constexpr auto kBetweenRefreshes = 1s;
 constexpr auto kLeftAlone = 2s;
 constexpr std::size_t kMostTopLevels = 32;
 constexpr int kMostLevels = 32;
+// Pixels on each side. More than a title bar or a shadow has, less than a menu differs from what it lies on.
+constexpr double kDecoration = 64;
 // Scales at which toolkits count in units of their own.
 constexpr std::array kScales{1.25, 1.5, 1.75, 2.0, 2.5, 3.0, 4.0};
 
@@ -39,6 +41,12 @@ QRectF scaled(const QRectF& rect, double scale) {
 double distance(const QRectF& one, const QRectF& other) {
   return std::abs(one.x() - other.x()) + std::abs(one.y() - other.y()) + std::abs(one.width() - other.width()) +
          std::abs(one.height() - other.height());
+}
+
+// Applications disagree on whether their decoration and shadow count.
+bool nearlyEqual(const QRectF& one, const QRectF& other) {
+  return std::abs(one.left() - other.left()) <= kDecoration && std::abs(one.top() - other.top()) <= kDecoration &&
+         std::abs(one.right() - other.right()) <= kDecoration && std::abs(one.bottom() - other.bottom()) <= kDecoration;
 }
 
 }  // namespace
@@ -107,7 +115,8 @@ void AtSpiReader::refreshApplications(Deadline deadline) {
   applications_ = std::move(applications);
 }
 
-// The application's window that lies where the window system says, as near as the decoration lets it.
+// The application's window that lies where the window system says, as near as the decoration lets it. A menu or a tip
+// that the application does not count among its windows has none: what lies behind it is not under the pointer.
 std::optional<AtSpiReader::TopLevel> AtSpiReader::topLevelOf(const std::string& application,
                                                              const PointedWindow& window, Deadline deadline) {
   const auto reply = call({application, kRootPath}, kAccessible, "GetChildren", {}, deadline);
@@ -121,7 +130,7 @@ std::optional<AtSpiReader::TopLevel> AtSpiReader::topLevelOf(const std::string& 
     if (!extents) continue;
     const double scale = scaleOf(*extents, window.client);
     const QRectF place = scaled(*extents, scale);
-    if (!place.intersects(window.frame)) continue;
+    if (!nearlyEqual(place, window.client) && !nearlyEqual(place, window.frame)) continue;
     const double far = std::min(distance(place, window.client), distance(place, window.frame));
     if (far >= nearest) continue;
     nearest = far;
@@ -149,6 +158,7 @@ AccessibleElement AtSpiReader::describe(const ObjectRef& object, const TopLevel&
                                         bool pointed, Deadline deadline) {
   const Role role = roleOf(object, deadline).value_or(Role::unknown);
   if (object == top.object) {
+    if (!window.resizable) return namesOf(role);
     // Whatever the application calls it: this is what the person sees as the window.
     AccessibleElement element = namesOf(isWindow(role) ? role : Role::window);
     element.frame = window.frame;

@@ -14,10 +14,11 @@
 namespace vantora::atspi {
 
 struct PointedWindow {
-  QPointF pointer = {};  // All in pixels of the desktop.
-  pid_t process = 0;     // Of the application; 0: unknown.
-  QRectF client = {};    // What the application draws.
-  QRectF frame = {};     // What the person sees as the window: with its decoration, without a shadow.
+  QPointF pointer = {};   // All in pixels of the desktop.
+  pid_t process = 0;      // Of the application; 0: unknown.
+  QRectF client = {};     // What the application draws.
+  QRectF frame = {};      // What the person sees as the window: with its decoration, without a shadow.
+  bool resizable = true;  // False for what a window manager gives no edges: menus, tips, panels.
 };
 
 // The window system's part in looking up an element. Used by one thread.

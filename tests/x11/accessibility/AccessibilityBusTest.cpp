@@ -57,6 +57,46 @@ TEST_F(AccessibilityBusTest, withoutAnyBusTheServiceIsAbsent) {
   EXPECT_EQ(accessibility_->trust(), AccessibilityTrust::absent);
 }
 
+// Every entry of an address is tried in turn, and anybody on the X server may have written it.
+TEST_F(AccessibilityBusTest, startsNoProgramThatAnAddressNames) {
+  const PrivateDesktop desktop;
+  ASSERT_TRUE(desktop.running());
+  const QTemporaryDir directory;
+  const QString trace = directory.filePath(u"trace"_s);
+  const QString program = u"unixexec:path=/usr/bin/touch,argv1="_s + trace;
+  for (const QString& address : {program, u"unix:path=/nonexistent;"_s + program, u";;"_s + program}) {
+    for (const char* variable : {"AT_SPI_BUS_ADDRESS", "DBUS_SESSION_BUS_ADDRESS"}) {
+      accessibility_ =
+          makeAtSpiAccessibility(Environment([&](const char* name) {
+                                   return qstrcmp(name, variable) == 0 ? std::optional(address) : std::nullopt;
+                                 }),
+                                 makeX11WindowFinder(desktop.server().display()));
+      EXPECT_EQ(accessibility_->trust(), AccessibilityTrust::absent);
+      EXPECT_TRUE(look());
+    }
+    ASSERT_EQ(
+        desktop.run({"xprop", "-root", "-format", "AT_SPI_BUS", "8s", "-set", "AT_SPI_BUS", address.toStdString()}), 0);
+    accessibility_ = makeAtSpiAccessibility(Environment::of({}), makeX11WindowFinder(desktop.server().display()));
+    EXPECT_EQ(accessibility_->trust(), AccessibilityTrust::absent);
+    EXPECT_TRUE(look());
+  }
+  accessibility_.reset();
+  EXPECT_FALSE(QFile::exists(trace));
+}
+
+TEST_F(AccessibilityBusTest, takesTheFirstSocketOfAnAddressThatAnswers) {
+  const PrivateDesktop desktop;
+  ASSERT_TRUE(desktop.running());
+  ASSERT_TRUE(desktop.startAccessibility());
+  const QString address = u"unix:path=/nonexistent;"_s + QString::fromStdString(desktop.busAddress());
+  accessibility_ = makeAtSpiAccessibility(
+      Environment([&](const char* name) {
+        return qstrcmp(name, "DBUS_SESSION_BUS_ADDRESS") == 0 ? std::optional(address) : std::nullopt;
+      }),
+      makeX11WindowFinder(desktop.server().display()));
+  EXPECT_TRUE(becomesTrusted());
+}
+
 // A bus whose rules let nobody in.
 TEST_F(AccessibilityBusTest, tellsThatTheServiceRefuses) {
   const QTemporaryDir directory;

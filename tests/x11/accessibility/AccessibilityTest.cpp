@@ -67,8 +67,9 @@ TEST_F(AccessibilityTest, knowsTheEdgesOfAWindow) {
 TEST_F(AccessibilityTest, knowsTheEdgesOfADecoratedWindow) {
   const ChildProcess manager = desktop_.spawn(
       {"openbox", "--sm-disable", "--startup", "xprop -root -format _TEST_MANAGED 8s -set _TEST_MANAGED yes"});
-  ASSERT_TRUE(testing_loop::waitFor(
-      [&] { return desktop_.run({"sh", "-c", "xprop -root _TEST_MANAGED | grep -q yes"}) == 0; }));
+  ASSERT_TRUE(testing_loop::waitFor([&] {
+    return desktop_.run({"sh", "-c", "xprop -root _TEST_MANAGED | grep -q yes"}) == 0;
+  }));
   const ChildProcess program = startQt();
   ASSERT_EQ(desktop_.run({"xdotool", "search", "--sync", "--onlyvisible", "--class", "accessibility_qt_program"}), 0);
   // Wherever the window manager has put it: the title bar is the window's, and its upper edge is the frame's.
@@ -83,6 +84,26 @@ TEST_F(AccessibilityTest, knowsTheEdgesOfADecoratedWindow) {
   EXPECT_TRUE(shows(static_cast<int>(frame.left()) + 1, static_cast<int>(frame.top()) + 1, u"nwse-resize"_s));
   EXPECT_TRUE(shows(static_cast<int>(frame.center().x()), static_cast<int>(frame.top()) + 2, u"n-resize"_s));
   EXPECT_TRUE(shows(static_cast<int>(frame.center().x()), static_cast<int>(frame.top()) + 12, std::nullopt));
+}
+
+// What lies behind a menu is not under the pointer, and nobody can pull at the edges of a menu.
+TEST_F(AccessibilityTest, knowsMenusTipsAndPanelsFromTheWindowsBehindThem) {
+  const ChildProcess program = desktop_.spawn({QT_PROGRAM, "popups"});
+  EXPECT_TRUE(shows(210, 290, u"text"_s)) << "text area between the popups";
+  for (const auto& [x, y] : {std::pair(260, 320), std::pair(222, 302)}) {
+    ASSERT_TRUE(desktop_.movePointer(x, y));
+    EXPECT_TRUE(lookFor(0)) << "menu over the text area, and its corner";
+  }
+  EXPECT_TRUE(shows(450, 430, std::nullopt)) << "tip";
+  EXPECT_TRUE(shows(402, 430, std::nullopt)) << "edge of the tip";
+  EXPECT_TRUE(shows(200, 602, u"n-resize"_s)) << "edge of an ordinary window";
+  ASSERT_EQ(desktop_.run({"xprop", "-name", "panel", "-format", "_NET_WM_WINDOW_TYPE", "32a", "-set",
+                          "_NET_WM_WINDOW_TYPE", "_NET_WM_WINDOW_TYPE_DOCK"}),
+            0);
+  EXPECT_TRUE(shows(200, 602, std::nullopt)) << "edge of a panel";
+  ASSERT_TRUE(desktop_.movePointer(150, 300));
+  EXPECT_TRUE(lookFor(0)) << "a popup that the program does not tell of";
+  EXPECT_TRUE(shows(103, 400, u"w-resize"_s)) << "edge of the window behind";
 }
 
 TEST_F(AccessibilityTest, findsElementsOfAProgramThatCountsInItsOwnUnits) {

@@ -3,9 +3,11 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QMainWindow>
+#include <QMenu>
 #include <QPlainTextEdit>
 #include <QPushButton>
 #include <QRadioButton>
+#include <QRasterWindow>
 #include <QSplitter>
 
 namespace {
@@ -41,5 +43,25 @@ int main(int argc, char* argv[]) {
   place(splitter(Qt::Horizontal, content), 300, 20, 200, 80)->setSizes({95, 95});
   place(splitter(Qt::Vertical, content), 300, 150, 200, 100)->setSizes({45, 45});
   window.show();
+  if (!application.arguments().contains(QStringLiteral("popups"))) return QApplication::exec();
+
+  // Over the text area: a menu, a tip, and a window that the accessibility service is not told of.
+  QMenu menu;
+  for (const char* title : {"First of the menu", "Second of the menu", "Third of the menu"}) {
+    menu.addAction(QString::fromLatin1(title));
+  }
+  QLabel tip(QStringLiteral("A tip that is long enough"), nullptr, Qt::ToolTip);
+  tip.setGeometry(400, 400, 200, 60);
+  QRasterWindow unknown;
+  unknown.setFlags(Qt::ToolTip);
+  unknown.setGeometry(125, 285, 60, 40);
+  // The test makes a panel of it.
+  QLabel panel(QStringLiteral("Panel"));
+  panel.setWindowTitle(QStringLiteral("panel"));
+  panel.setGeometry(0, 600, 400, 60);
+  panel.show();
+  tip.show();
+  unknown.show();
+  menu.popup(QPoint(220, 300));
   return QApplication::exec();
 }
