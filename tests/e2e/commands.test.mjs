@@ -104,17 +104,18 @@ if [ ! -e "$TOOLS/refused" ]; then
 fi
 shift
 exec "$@"`,
-    pkill: 'echo "$@" >> "$TOOLS/sent"',
   };
   await withCommands(t, scripts, {}, async ({ session, viewer, folder }) => {
-    // A cache of names is running, as far as anybody can see.
-    await copyFile('/bin/sleep', join(folder.path, 'dnsmasq'));
-    session.keep(new Child(join(folder.path, 'dnsmasq'), ['1000']));
+    // A cache of names is running, as far as anybody can see, and one for a private network.
+    await copyFile('/bin/sh', join(folder.path, 'dnsmasq'));
+    const [cache, other] = ['/run/dnsmasq/dnsmasq.pid', '/run/lxc/dnsmasq.pid'].map((file) => session.keep(new Child(
+      join(folder.path, 'dnsmasq'), ['-c', "trap 'echo flushed' HUP; echo up; while :; do sleep 0.1; done", '-x', file])));
+    await Promise.all([cache.line('up'), other.line('up')]);
     assert.deepEqual(await exec(viewer, 'dns-flush'), { type: 'command_result', id: 'dns-flush', title: 'dns-flush', ok: false,
       code: 126, stdout: '', stderr: 'Error executing command as another user: Request dismissed\n' });
-    await assert.rejects(folder.file('sent'));
     assert.deepEqual(await exec(viewer, 'dns-flush'), succeeded('dns-flush'));
-    assert.equal(await folder.file('sent'), '-HUP -x dnsmasq\n');
+    await cache.line('flushed');
+    assert.deepEqual([cache.text(), other.text()], [['up', 'flushed'], ['up']]);
     assert.equal(await folder.file('asked'), '--disable-internal-agent /bin/sh -c\n'.repeat(2));
   });
 });

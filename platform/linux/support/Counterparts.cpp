@@ -39,83 +39,141 @@ QString eachOf(const QStringList& steps) {
 
 // Names
 
-CommandPlan flushNames(const DesktopFacts& facts) {
-  if (!facts.resolved && !facts.nscd && !facts.dnsmasq) {
-    return lacks(u"No cache of host names runs here: neither systemd-resolved nor nscd nor dnsmasq"_s);
-  }
+// What must be flushed with administrator rights, as steps for the shell; adds to `notes` what cannot be.
+QStringList elevatedFlushes(const DesktopFacts& facts, QStringList& notes) {
   QStringList steps;
-  QStringList elevated;
-  if (facts.resolved) {
-    const QString resolvectl = facts.find(u"resolvectl"_s);
-    if (resolvectl.isEmpty()) return lacks(u"resolvectl, which speaks to systemd-resolved, is not installed"_s);
-    steps.append(shellQuoted(resolvectl) + u" flush-caches"_s);
-  }
   if (facts.nscd) {
     const QString nscd = facts.find(u"nscd"_s);
-    if (nscd.isEmpty()) return lacks(u"nscd runs, but its program is not installed"_s);
-    elevated.append(shellQuoted(nscd) + u" --invalidate=hosts"_s);
+    if (nscd.isEmpty()) notes.append(u"nscd runs, but its program is not installed"_s);
+    if (!nscd.isEmpty()) steps.append(shellQuoted(nscd) + u" --invalidate=hosts"_s);
   }
-  if (facts.dnsmasq) {
-    const QString pkill = facts.find(u"pkill"_s);
-    if (pkill.isEmpty()) return lacks(u"pkill, which speaks to dnsmasq, is not installed"_s);
-    elevated.append(shellQuoted(pkill) + u" -HUP -x dnsmasq"_s);
+  for (const qint64 process : facts.dnsmasq) {
+    // It may have ended while a password was typed.
+    steps.append(u"{ [ \"$(cat /proc/%1/comm)\" = dnsmasq ] && kill -HUP %1; }"_s.arg(process));
+  }
+  if (!steps.isEmpty() && !facts.has(u"pkexec"_s)) {
+    notes.append(u"pkexec, which asks for administrator rights, is not installed"_s);
+    steps.clear();
+  }
+  return steps;
+}
+
+// A dialog that nobody confirms is no failure where the cache that needs none has been flushed.
+constexpr auto kElevatedFlush = R"sh(%1 --disable-internal-agent /bin/sh -c %2
+elevated=$?
+case $elevated in
+  0) ;;
+  126 | 127) [ -n "$flushed" ] || status=$elevated ;;
+  *) status=$elevated ;;
+esac
+)sh"_L1;
+
+CommandPlan flushNames(const DesktopFacts& facts) {
+  if (!facts.resolved && !facts.nscd && facts.dnsmasq.isEmpty()) {
+    return lacks(u"No cache of host names runs here: neither systemd-resolved nor nscd nor dnsmasq"_s);
+  }
+  QStringList notes;
+  const QString resolvectl = facts.resolved ? facts.find(u"resolvectl"_s) : QString();
+  if (facts.resolved && resolvectl.isEmpty()) {
+    notes.append(u"resolvectl, which speaks to systemd-resolved, is not installed"_s);
+  }
+  const QStringList elevated = elevatedFlushes(facts, notes);
+  if (resolvectl.isEmpty() && elevated.isEmpty()) return lacks(notes.first());
+  QString script = u"status=0\nflushed=\n"_s;
+  for (const QString& note : notes) script += u"echo "_s + shellQuoted(note) + u" >&2\n"_s;
+  if (!resolvectl.isEmpty()) {
+    script += u"if "_s + shellQuoted(resolvectl) + u" flush-caches; then flushed=yes; else status=$?; fi\n"_s;
   }
   if (!elevated.isEmpty()) {
-    const QString pkexec = facts.find(u"pkexec"_s);
-    if (pkexec.isEmpty()) return lacks(u"pkexec, which asks for administrator rights, is not installed"_s);
     // Without a dialog of the desktop there is nobody who could type a password.
-    steps.append(shellQuoted(pkexec) + u" --disable-internal-agent /bin/sh -c "_s + shellQuoted(eachOf(elevated)));
+    script += QString(kElevatedFlush).arg(shellQuoted(facts.find(u"pkexec"_s)), shellQuoted(eachOf(elevated)));
   }
-  return runs(eachOf(steps));
+  return runs(script + u"exit $status\n"_s);
 }
 
 // Looks
 
+// What a switch has left is written down, so that the next one leads back to it, as long as nobody has chosen another
+// theme in between. "before NAME THEME" sets `next` to what NAME was before it became THEME. A theme and its dark
+// sister differ by an ending; GTK brings the sister of Adwaita itself.
+constexpr auto kLooks = R"sh(notes=${XDG_STATE_HOME:-$HOME/.local/state}/vantora-host
+before() {
+  [ -f "$notes/$1" ] || return 1
+  { IFS= read -r left; IFS= read -r taken; } <"$notes/$1"
+  [ "$taken" = "$2" ] && [ -n "$left" ] && next=$left
+}
+note() {
+  mkdir -p "$notes" && printf '%s\n%s\n' "$2" "$3" >"$notes/$1"
+}
+dark_sister() {
+  next=Adwaita-dark
+  if [ "$1" = Adwaita ]; then return; fi
+  for folder in "$HOME/.themes" "${XDG_DATA_HOME:-$HOME/.local/share}/themes" /usr/local/share/themes /usr/share/themes; do
+    for ending in dark Dark; do
+      if [ -d "$folder/$1-$ending" ]; then next=$1-$ending; return; fi
+    done
+  done
+  return 1
+}
+)sh"_L1;
+
+// A theme without a sister stays: programs of newer kinds follow the colour scheme alone.
 constexpr auto kGnomeDark = R"sh(scheme=$(%1 get org.gnome.desktop.interface color-scheme) || exit
-if [ "$scheme" = "'prefer-dark'" ]; then
-  scheme=default; from=Adwaita-dark; to=Adwaita
-else
-  scheme=prefer-dark; from=Adwaita; to=Adwaita-dark
+scheme=${scheme#\'}
+scheme=${scheme%\'}
+theme=$(%1 get org.gnome.desktop.interface gtk-theme) || exit
+theme=${theme#\'}
+theme=${theme%\'}
+if ! before gnome-scheme "$scheme"; then
+  if [ "$scheme" = prefer-dark ]; then next=default; else next=prefer-dark; fi
 fi
-%1 set org.gnome.desktop.interface color-scheme $scheme || exit
-if [ "$(%1 get org.gnome.desktop.interface gtk-theme)" = "'$from'" ]; then
-  %1 set org.gnome.desktop.interface gtk-theme $to
+to=$next
+%1 set org.gnome.desktop.interface color-scheme "$to" || exit
+note gnome-scheme "$scheme" "$to"
+next=$theme
+if ! before "gnome-theme-for-$to" "$theme"; then
+  case $to:$theme in
+    prefer-dark:*-[Dd]ark) ;;
+    prefer-dark:*) dark_sister "$theme" || next=$theme ;;
+    *:*-[Dd]ark) next=${theme%-[Dd]ark} ;;
+  esac
 fi
+if [ "$next" = "$theme" ]; then exit 0; fi
+%1 set org.gnome.desktop.interface gtk-theme "$next" || exit
+note "gnome-theme-for-$scheme" "$theme" "$next"
 )sh"_L1;
 
-constexpr auto kKdeDark = R"sh(case $(%1 --file kdeglobals --group General --key ColorScheme) in
-  *[Dd]ark*) exec %2 BreezeLight ;;
-  *) exec %2 BreezeDark ;;
-esac
+constexpr auto kKdeDark = R"sh(scheme=$(%1 --file kdeglobals --group General --key ColorScheme)
+if ! before plasma-scheme "$scheme"; then
+  case $scheme in
+    *[Dd]ark*) next=BreezeLight ;;
+    *) next=BreezeDark ;;
+  esac
+fi
+%2 "$next" || exit
+note plasma-scheme "$scheme" "$next"
 )sh"_L1;
 
-// A theme and its dark sister differ by an ending; where there is no sister, the one that GTK brings serves.
 constexpr auto kXfceDark = R"sh(theme=$(%1 -c xsettings -p /Net/ThemeName) || exit
-case $theme in
-  *-[Dd]ark) next=${theme%-[Dd]ark} ;;
-  *)
-    next=Adwaita-dark
-    for folder in "$HOME/.themes" "${XDG_DATA_HOME:-$HOME/.local/share}/themes" /usr/local/share/themes /usr/share/themes; do
-      for ending in dark Dark; do
-        if [ -d "$folder/$theme-$ending" ]; then next=$theme-$ending; fi
-      done
-    done ;;
-esac
-%1 -c xsettings -p /Net/ThemeName -s "$next"
+if ! before xfce-theme "$theme"; then
+  case $theme in
+    *-[Dd]ark) next=${theme%-[Dd]ark} ;;
+    *) dark_sister "$theme" || next=Adwaita-dark ;;
+  esac
+fi
+%1 -c xsettings -p /Net/ThemeName -s "$next" || exit
+note xfce-theme "$theme" "$next"
 )sh"_L1;
 
 CommandPlan toggleDark(const DesktopFacts& facts) {
-  switch (facts.desktop) {
-    case DesktopKind::gnome:
-      return runsTools(facts, kGnomeDark, {{u"gsettings"_s}});
-    case DesktopKind::kde:
-      return runsTools(facts, kKdeDark, {{u"kreadconfig6"_s, u"kreadconfig5"_s}, {u"plasma-apply-colorscheme"_s}});
-    case DesktopKind::xfce:
-      return runsTools(facts, kXfceDark, {{u"xfconf-query"_s}});
-    case DesktopKind::other:
-      break;
+  CommandPlan plan = lacks(u"This desktop has no dark mode that can be switched"_s);
+  if (facts.desktop == DesktopKind::gnome) plan = runsTools(facts, kGnomeDark, {{u"gsettings"_s}});
+  if (facts.desktop == DesktopKind::xfce) plan = runsTools(facts, kXfceDark, {{u"xfconf-query"_s}});
+  if (facts.desktop == DesktopKind::kde) {
+    plan = runsTools(facts, kKdeDark, {{u"kreadconfig6"_s, u"kreadconfig5"_s}, {u"plasma-apply-colorscheme"_s}});
   }
-  return lacks(u"This desktop has no dark mode that can be switched"_s);
+  if (plan.missing.isEmpty()) plan.script.prepend(kLooks);
+  return plan;
 }
 
 // Browsers

@@ -1,6 +1,7 @@
 // What the counterparts of the support commands depend on.
 #pragma once
 
+#include <QList>
 #include <QString>
 #include <functional>
 
@@ -20,7 +21,7 @@ struct DesktopFacts {
   // The caches of the system's name service that run.
   bool resolved = false;
   bool nscd = false;
-  bool dnsmasq = false;
+  QList<qint64> dnsmasq;  // Its processes; those that serve the networks of virtual machines are none.
   // Absolute paths.
   QString home;
   QString downloads;

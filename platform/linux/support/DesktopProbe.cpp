@@ -16,16 +16,42 @@ const QStringList& systemFolders() {
   return folders;
 }
 
-bool isRunning(const QByteArray& name) {
+QByteArray contents(const QString& path) {
+  QFile file(path);
+  return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+// The processes of dnsmasq that answer this system's own questions.
+QList<qint64> systemDnsmasq() {
+  QList<qint64> found;
   for (const QString& entry : QDir(u"/proc"_s).entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
     if (!entry.at(0).isDigit()) continue;
-    QFile file(u"/proc/%1/comm"_s.arg(entry));
-    if (file.open(QIODevice::ReadOnly) && file.readAll().trimmed() == name) return true;
+    const QString folder = u"/proc/"_s + entry;
+    if (contents(folder + u"/comm"_s).trimmed() != "dnsmasq") continue;
+    if (servesThisSystem(contents(folder + u"/cmdline"_s).split('\0'), contents(folder + u"/cgroup"_s))) {
+      found.append(entry.toLongLong());
+    }
   }
-  return false;
+  return found;
 }
 
 }  // namespace
+
+bool servesThisSystem(const QList<QByteArray>& arguments, const QByteArray& controlGroups) {
+  for (const QByteArray& line : controlGroups.split('\n')) {
+    if (line.endsWith("/dnsmasq.service")) return true;
+  }
+  // The files in which the packages of Debian, of other systems and NetworkManager with "dns=dnsmasq" keep the number.
+  for (const char* folder : {"", "/var"}) {
+    for (const char* file : {"/run/dnsmasq/dnsmasq.pid", "/run/dnsmasq.pid", "/run/NetworkManager/dnsmasq.pid"}) {
+      const QByteArray path = QByteArray(folder) + file;
+      for (const QByteArray& argument : arguments) {
+        if (argument == path || argument == "-x" + path || argument == "--pid-file=" + path) return true;
+      }
+    }
+  }
+  return false;
+}
 
 DesktopFacts probeDesktop(const QProcessEnvironment& environment) {
   const QString home = environment.value(u"HOME"_s, QDir::homePath());
@@ -40,7 +66,7 @@ DesktopFacts probeDesktop(const QProcessEnvironment& environment) {
   facts.serviceManager = !runtime.isEmpty() && QFileInfo::exists(runtime + u"/systemd/private"_s);
   facts.resolved = QFileInfo::exists(u"/run/systemd/resolve/io.systemd.Resolve"_s);
   facts.nscd = QFileInfo::exists(u"/run/nscd/socket"_s);
-  facts.dnsmasq = isRunning("dnsmasq");
+  facts.dnsmasq = systemDnsmasq();
   facts.home = home;
   facts.downloads = downloads;
   facts.downloadsExist = QFileInfo(downloads).isDir();

@@ -101,28 +101,44 @@ TEST(CounterpartsTest, knowsTheDesktopByItsName) {
 // dns-flush
 
 TEST(CounterpartsTest, flushesTheNamesOfTheServicesThatRunAndElevatesOnlyForThoseThatNeedIt) {
-  DesktopFacts facts =
-      madeUpDesktop(DesktopKind::other, {u"resolvectl"_s, u"nscd"_s, u"pkill"_s, u"pgrep"_s, u"pkexec"_s});
+  DesktopFacts facts = madeUpDesktop(DesktopKind::other, {u"resolvectl"_s, u"nscd"_s, u"pkexec"_s});
   facts.resolved = true;
   const CommandPlan resolved = counterpartOf(u"dns-flush", facts);
   expectScript(resolved, u"'/usr/bin/resolvectl' flush-caches"_s);
   EXPECT_FALSE(resolved.script.contains(u"pkexec"_s));
 
   facts.nscd = true;
-  facts.dnsmasq = true;
+  facts.dnsmasq = {71, 72};
   const CommandPlan all = counterpartOf(u"dns-flush", facts);
   const qsizetype elevation = all.script.indexOf(u"'/usr/bin/pkexec' --disable-internal-agent /bin/sh -c "_s);
   ASSERT_GT(elevation, 0) << all.script.toStdString();
   EXPECT_LT(all.script.indexOf(u"flush-caches"_s), elevation);
   EXPECT_GT(all.script.indexOf(u"--invalidate=hosts"_s), elevation);
-  EXPECT_GT(all.script.indexOf(u"-HUP -x dnsmasq"_s), elevation);
+  EXPECT_GT(all.script.indexOf(u"kill -HUP 71"_s), elevation);
+  EXPECT_GT(all.script.indexOf(u"kill -HUP 72"_s), elevation);
 
   facts.resolved = false;
   facts.nscd = false;
   const CommandPlan dnsmasq = counterpartOf(u"dns-flush", facts);
-  expectScript(dnsmasq, u"-HUP -x dnsmasq"_s);
+  expectScript(dnsmasq, u"kill -HUP 71"_s);
   EXPECT_FALSE(dnsmasq.script.contains(u"nscd"_s));
   EXPECT_FALSE(dnsmasq.script.contains(u"resolvectl"_s));
+}
+
+TEST(CounterpartsTest, flushesWhatItCanWhereAToolForAnotherCacheIsMissing) {
+  DesktopFacts facts = madeUpDesktop(DesktopKind::gnome, {u"resolvectl"_s});
+  facts.resolved = facts.nscd = true;
+  facts.dnsmasq = {71};
+  const CommandPlan plan = counterpartOf(u"dns-flush", facts);
+  expectScript(plan, u"'/usr/bin/resolvectl' flush-caches"_s);
+  expectScript(plan, u"echo 'nscd runs, but its program is not installed' >&2"_s);
+  expectScript(plan, u"echo 'pkexec, which asks for administrator rights, is not installed' >&2"_s);
+  EXPECT_FALSE(plan.script.contains(u"kill"_s));
+
+  facts = madeUpDesktop(DesktopKind::gnome, {u"pkexec"_s});
+  facts.resolved = true;
+  facts.dnsmasq = {71};
+  expectScript(counterpartOf(u"dns-flush", facts), u"kill -HUP 71"_s);
 }
 
 TEST(CounterpartsTest, saysWhatFlushingNamesLacks) {
@@ -136,10 +152,7 @@ TEST(CounterpartsTest, saysWhatFlushingNamesLacks) {
   facts.nscd = true;
   expectMissing(counterpartOf(u"dns-flush", facts), u"nscd runs, but its program is not installed"_s);
   facts.nscd = false;
-  facts.dnsmasq = true;
-  expectMissing(counterpartOf(u"dns-flush", facts), u"pkill, which speaks to dnsmasq, is not installed"_s);
-  facts = madeUpDesktop(DesktopKind::gnome, {u"pkill"_s});
-  facts.dnsmasq = true;
+  facts.dnsmasq = {71};
   expectMissing(counterpartOf(u"dns-flush", facts), u"pkexec, which asks for administrator rights, is not installed"_s);
 }
 

@@ -46,6 +46,22 @@ TEST(DesktopProbeTest, knowsTheFoldersOfTheUser) {
   EXPECT_EQ(probeDesktop(home.environment).caches, home.path(u".cache"_s));
 }
 
+TEST(DesktopProbeTest, tellsTheSystemsDnsmasqFromThoseOfPrivateNetworks) {
+  const QByteArray session = "0::/user.slice/user-1000.slice/session-2.scope\n";
+  EXPECT_TRUE(servesThisSystem({"/usr/sbin/dnsmasq", "-x", "/run/dnsmasq/dnsmasq.pid"}, session));
+  EXPECT_TRUE(servesThisSystem({"dnsmasq", "-x/var/run/dnsmasq.pid"}, {}));
+  EXPECT_TRUE(servesThisSystem({"dnsmasq", "--no-hosts", "--pid-file=/run/NetworkManager/dnsmasq.pid"},
+                               "0::/system.slice/NetworkManager.service\n"));
+  EXPECT_TRUE(servesThisSystem({"dnsmasq"}, "1:name=systemd:/\n0::/system.slice/dnsmasq.service\n"));
+  EXPECT_FALSE(servesThisSystem({"/usr/sbin/dnsmasq", "--conf-file=/var/lib/libvirt/dnsmasq/default.conf"},
+                                "0::/system.slice/libvirtd.service\n"));
+  EXPECT_FALSE(servesThisSystem({"dnsmasq", "--pid-file=/run/lxc/dnsmasq.pid"}, "0::/system.slice/lxc-net.service\n"));
+  EXPECT_FALSE(servesThisSystem({"dnsmasq", "--pid-file=/run/nm-dnsmasq-wlan0.pid"},
+                                "0::/system.slice/NetworkManager.service\n"));
+  EXPECT_FALSE(servesThisSystem({"dnsmasq"}, session));
+  EXPECT_FALSE(servesThisSystem({}, {}));
+}
+
 TEST(DesktopProbeTest, findsTheServiceManagerOfTheUserByItsSocket) {
   TestHome home;
   home.environment.insert(u"XDG_RUNTIME_DIR"_s, home.path());

@@ -137,9 +137,9 @@ TEST_F(LinuxSupportToolsTest, bringsUpTheSystemMonitorWithoutWaiting) {
 }
 
 TEST_F(LinuxSupportToolsTest, asksForAdministratorRightsAndPassesOnWhyTheyWereRefused) {
-  // A system where dnsmasq runs; the probe knows it by the name of its process.
-  ASSERT_TRUE(QFile::copy(u"/bin/sleep"_s, home_.path(u"bin/dnsmasq"_s)));
-  home_.program(u"begin"_s, "dnsmasq 300 & echo $! > pid");
+  // A system whose names dnsmasq keeps; the probe knows it by its name and its arguments.
+  ASSERT_TRUE(QFile::copy(u"/bin/sh"_s, home_.path(u"bin/dnsmasq"_s)));
+  home_.program(u"begin"_s, "dnsmasq -c 'while :; do sleep 1; done' -x /run/dnsmasq/dnsmasq.pid & echo $! > pid");
   QProcessEnvironment environment = home_.environment;
   ASSERT_EQ(system(QStringLiteral("cd '%1' && PATH='%1/bin':$PATH begin").arg(home_.path()).toUtf8().constData()), 0);
   ASSERT_GT(home_.number(u"pid"_s), 0);

@@ -1,4 +1,6 @@
 // The scripts of the counterparts, run by the real shell against stand-ins for the tools of the desktop.
+#include <QProcess>
+
 #include "main/control/commands/AllowedCommands.h"
 #include "platform/linux/support/CommandRunner.h"
 #include "platform/linux/support/Counterparts.h"
@@ -62,7 +64,27 @@ TEST_F(ScriptsTest, switchGnomeToDarkAndBack) {
   EXPECT_EQ(setting(theme), u"'Adwaita'"_s);
   setting(theme, "'Own'");
   EXPECT_TRUE(run(u"toggle-dark-mode", DesktopKind::gnome).ok);
-  EXPECT_EQ(setting(theme), u"'Own'"_s) << "a theme of the person's own is left alone";
+  EXPECT_EQ(setting(theme), u"'Own'"_s) << "a theme without a dark sister is left alone";
+}
+
+TEST_F(ScriptsTest, switchAThemeOfGnomeWithADarkSisterAndBack) {
+  settingsTool();
+  const QString scheme = u"org.gnome.desktop.interface color-scheme"_s;
+  const QString theme = u"org.gnome.desktop.interface gtk-theme"_s;
+  home_.write(u".themes/Moss-blue-dark/index.theme"_s, "");
+  setting(scheme, "'prefer-light'");
+  setting(theme, "'Moss-blue'");
+  EXPECT_TRUE(run(u"toggle-dark-mode", DesktopKind::gnome).ok);
+  EXPECT_EQ(setting(scheme), u"'prefer-dark'"_s);
+  EXPECT_EQ(setting(theme), u"'Moss-blue-dark'"_s);
+  EXPECT_TRUE(run(u"toggle-dark-mode", DesktopKind::gnome).ok);
+  EXPECT_EQ(setting(scheme), u"'prefer-light'"_s) << "as it was before";
+  EXPECT_EQ(setting(theme), u"'Moss-blue'"_s);
+  // Chosen by a person in between: no note leads from a dark theme to a light one while the desktop turns dark.
+  setting(theme, "'Moss-blue-dark'");
+  EXPECT_TRUE(run(u"toggle-dark-mode", DesktopKind::gnome).ok);
+  EXPECT_EQ(setting(scheme), u"'prefer-dark'"_s);
+  EXPECT_EQ(setting(theme), u"'Moss-blue-dark'"_s);
 }
 
 TEST_F(ScriptsTest, speakToTheSettingsOfGnomeAsTheyReallyAre) {
@@ -94,6 +116,17 @@ TEST_F(ScriptsTest, switchPlasmaToDarkAndBack) {
   EXPECT_EQ(home_.read(u"scheme"_s), u"BreezeDark\n"_s);
   EXPECT_TRUE(run(u"toggle-dark-mode", DesktopKind::kde).ok);
   EXPECT_EQ(home_.read(u"scheme"_s), u"BreezeLight\n"_s);
+  // A scheme of the person's own comes back, a light one and a dark one.
+  home_.write(u"scheme"_s, "OwnPaper\n");
+  EXPECT_TRUE(run(u"toggle-dark-mode", DesktopKind::kde).ok);
+  EXPECT_EQ(home_.read(u"scheme"_s), u"BreezeDark\n"_s);
+  EXPECT_TRUE(run(u"toggle-dark-mode", DesktopKind::kde).ok);
+  EXPECT_EQ(home_.read(u"scheme"_s), u"OwnPaper\n"_s);
+  home_.write(u"scheme"_s, "OwnDark\n");
+  EXPECT_TRUE(run(u"toggle-dark-mode", DesktopKind::kde).ok);
+  EXPECT_EQ(home_.read(u"scheme"_s), u"BreezeLight\n"_s);
+  EXPECT_TRUE(run(u"toggle-dark-mode", DesktopKind::kde).ok);
+  EXPECT_EQ(home_.read(u"scheme"_s), u"OwnDark\n"_s);
 }
 
 TEST_F(ScriptsTest, switchXfceToTheDarkSisterOfTheThemeAndBack) {
@@ -103,8 +136,11 @@ TEST_F(ScriptsTest, switchXfceToTheDarkSisterOfTheThemeAndBack) {
   *) exit 9 ;;
 esac)");
   home_.write(u".themes/Moss-dark/index.theme"_s, "");
-  for (const auto& [theme, dark, light] : std::initializer_list<std::array<QString, 3>>{
-           {u"Moss"_s, u"Moss-dark"_s, u"Moss"_s}, {u"No Sister"_s, u"Adwaita-dark"_s, u"Adwaita"_s}}) {
+  for (const auto& [theme, dark, light] :
+       std::initializer_list<std::array<QString, 3>>{{u"Moss"_s, u"Moss-dark"_s, u"Moss"_s},
+                                                     {u"No Sister"_s, u"Adwaita-dark"_s, u"No Sister"_s},
+                                                     {u"Bark-dark"_s, u"Bark"_s, u"Bark-dark"_s},
+                                                     {u"Adwaita"_s, u"Adwaita-dark"_s, u"Adwaita"_s}}) {
     home_.write(u"theme"_s, theme.toUtf8() + "\n");
     EXPECT_TRUE(run(u"toggle-dark-mode", DesktopKind::xfce).ok);
     EXPECT_EQ(home_.read(u"theme"_s).trimmed(), dark);
@@ -171,16 +207,57 @@ TEST_F(ScriptsTest, clearTheCacheOfAFolderWithAnyName) {
   EXPECT_FALSE(QFile::exists(home_.path(u"bad"_s)));
 }
 
+TEST_F(ScriptsTest, leadBackToNoThemeThatAPersonHasChangedInBetween) {
+  home_.program(u"xfconf-query"_s, "if [ \"$5\" = -s ]; then echo \"$6\" >theme; else cat theme; fi");
+  home_.write(u"theme"_s, "No Sister\n");
+  EXPECT_TRUE(run(u"toggle-dark-mode", DesktopKind::xfce).ok);
+  home_.write(u"theme"_s, "Other-dark\n");
+  EXPECT_TRUE(run(u"toggle-dark-mode", DesktopKind::xfce).ok);
+  EXPECT_EQ(home_.read(u"theme"_s), u"Other\n"_s);
+}
+
 TEST_F(ScriptsTest, flushEveryCacheOfNamesThoughOneFails) {
   home_.program(u"resolvectl"_s, "echo resolvectl \"$@\" >> asked; exit 2");
   home_.program(u"nscd"_s, "echo nscd \"$@\" >> asked; exit 3");
-  home_.program(u"pkill"_s, "echo pkill \"$@\" >> asked");
   home_.program(u"pkexec"_s, "echo elevated >> asked; shift; exec \"$@\"");
-  change_ = [](DesktopFacts& facts) { facts.resolved = facts.nscd = facts.dnsmasq = true; };
+  change_ = [](DesktopFacts& facts) { facts.resolved = facts.nscd = true; };
   const CommandOutcome outcome = run(u"dns-flush", DesktopKind::other);
   EXPECT_EQ(outcome.code, 3);
-  EXPECT_EQ(home_.read(u"asked"_s),
-            u"resolvectl flush-caches\nelevated\nnscd --invalidate=hosts\npkill -HUP -x dnsmasq\n"_s);
+  EXPECT_EQ(home_.read(u"asked"_s), u"resolvectl flush-caches\nelevated\nnscd --invalidate=hosts\n"_s);
+}
+
+TEST_F(ScriptsTest, succeedWithoutAdministratorRightsWhereTheResolverNeededNone) {
+  home_.program(u"resolvectl"_s, "exit $(cat resolved)");
+  home_.program(u"nscd"_s, "true");
+  home_.program(u"pkexec"_s, "echo 'Request dismissed' >&2; exit 126");
+  change_ = [](DesktopFacts& facts) { facts.resolved = facts.nscd = true; };
+  home_.write(u"resolved"_s, "0");
+  const CommandOutcome flushed = run(u"dns-flush", DesktopKind::other);
+  EXPECT_TRUE(flushed.ok);
+  EXPECT_EQ(flushed.standardError, u"Request dismissed\n"_s);
+  home_.write(u"resolved"_s, "2");
+  EXPECT_EQ(run(u"dns-flush", DesktopKind::other).code, 126);
+  change_ = [](DesktopFacts& facts) { facts.nscd = true; };
+  EXPECT_EQ(run(u"dns-flush", DesktopKind::other).code, 126);
+}
+
+// The number may have gone to another program while a password was typed.
+TEST_F(ScriptsTest, hangUpOnlyOnDnsmasq) {
+  home_.program(u"pkexec"_s, "shift; exec \"$@\"");
+  ASSERT_TRUE(QFile::copy(u"/bin/sh"_s, home_.path(u"bin/dnsmasq"_s)));
+  for (const auto& [program, ended] : {std::pair(u"dnsmasq"_s, true), std::pair(u"sh"_s, false)}) {
+    QProcess process;
+    process.setProcessEnvironment(home_.environment);
+    process.start(program == u"sh"_s ? u"/bin/sh"_s : home_.path(u"bin/dnsmasq"_s),
+                  {u"-c"_s, u"trap 'exit 7' HUP; echo; read line; exit 0"_s, u"-x"_s, u"/run/dnsmasq/dnsmasq.pid"_s});
+    ASSERT_TRUE(process.waitForReadyRead(10000));
+    EXPECT_EQ(probeDesktop(home_.environment).dnsmasq.contains(process.processId()), ended);
+    change_ = [&](DesktopFacts& facts) { facts.dnsmasq = {process.processId()}; };
+    EXPECT_EQ(run(u"dns-flush", DesktopKind::other).ok, ended);
+    process.closeWriteChannel();
+    ASSERT_TRUE(process.waitForFinished(10000));
+    EXPECT_EQ(process.exitCode(), ended ? 7 : 0);
+  }
 }
 
 }  // namespace
