@@ -22,7 +22,7 @@ enum class Manners {
   onePieceOnly,  // Promises pieces and stops after the first.
   promises,      // Promises pieces and stops.
   refuses,
-  silent,  // Answers when answerAll() says so.
+  silent,  // Answers when answerOldest() says so.
 };
 
 // Owns the clipboard from copy() on and answers requests for its text on a thread of its own.
@@ -60,17 +60,16 @@ class OtherProgram {
   }
   // Requests that came so far, answered or not.
   int requests() const { return requests_; }
-  // Pieces that were taken, the empty one at the end included.
+  // Pieces, and texts of answerOldest(), that were taken; the empty piece at the end included.
   int taken() const { return taken_; }
-  // Answers the requests that came so far, each with its number.
-  void answerAll() {
+  // Answers the oldest request that was not answered with `text`.
+  void answerOldest(const QByteArray& text) {
     const std::lock_guard lock(mutex_);
-    for (size_t i = 0; i < held_.size(); ++i) {
-      const QByteArray text = QByteArray::number(static_cast<qulonglong>(i));
-      offer(held_[i], utf8_, text);
-      tell(held_[i], held_[i].property);
-    }
-    held_.clear();
+    transfer_ = held_.front();
+    held_.erase(held_.begin());
+    watchProperties(transfer_.requestor);
+    offer(transfer_, utf8_, text);
+    tell(transfer_, transfer_.property);
   }
 
  private:
@@ -106,8 +105,7 @@ class OtherProgram {
       return tell(request, request.property);
     }
     // It goes on each time the property was taken.
-    const std::uint32_t events = XCB_EVENT_MASK_PROPERTY_CHANGE;
-    xcb_change_window_attributes(connection_, request.requestor, XCB_CW_EVENT_MASK, &events);
+    watchProperties(request.requestor);
     transfer_ = request;
     sent_ = 0;
     ended_ = false;
@@ -115,8 +113,13 @@ class OtherProgram {
     offer(request, incremental_, QByteArray(4, '\0'));
     tell(request, request.property);
   }
+  void watchProperties(xcb_window_t window) {
+    const std::uint32_t events = XCB_EVENT_MASK_PROPERTY_CHANGE;
+    xcb_change_window_attributes(connection_, window, XCB_CW_EVENT_MASK, &events);
+  }
   void continuePieces() {
     const std::lock_guard lock(mutex_);
+    taken_ += manners_ == Manners::silent;
     if (manners_ == Manners::promises || !promised_) return;
     if (sent_ > 0) ++taken_;
     if (ended_ || (manners_ == Manners::onePieceOnly && sent_ > 0)) return;
