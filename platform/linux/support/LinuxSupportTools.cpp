@@ -95,9 +95,8 @@ class LinuxSupportTools final : public SupportTools {
     }
     LinuxSupportSettings settings = settings_;
     settings.environment = separateCopy(settings_.environment);
-    job.thread =
-        std::jthread([settings = std::move(settings), planner = std::move(planner),
-                      report](const std::stop_token& stop) { report(carryOut(settings, planner, stop)); });
+    job.thread = std::jthread([settings = std::move(settings), planner = std::move(planner),
+                               report](const std::stop_token& stop) { report(carryOut(settings, planner, stop)); });
   }
 
   static void finish(const std::weak_ptr<Jobs>& weak, int number, const CommandOutcome& outcome) {

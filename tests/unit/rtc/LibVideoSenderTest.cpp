@@ -1,7 +1,6 @@
-#include "main/rtc/LibVideoSender.h"
-
 #include <gtest/gtest.h>
 
+#include "main/rtc/LibVideoSender.h"
 #include "main/video/sources/DummyVideoSource.h"
 #include "tests/fakes/EventLoop.h"
 

@@ -29,8 +29,8 @@ TEST(PrimaryDisplayPixelSize, is1280x720WithoutADisplay) {
 }
 
 TEST(FrameSize, isTheRequestWhereverItIsSensible) {
-  for (const QSize size : {QSize(16, 16), QSize(1280, 720), QSize(1921, 1081), QSize(3840, 2160), QSize(3440, 1440),
-                           QSize(4096, 2304)}) {
+  for (const QSize size :
+       {QSize(16, 16), QSize(1280, 720), QSize(1921, 1081), QSize(3840, 2160), QSize(3440, 1440), QSize(4096, 2304)}) {
     EXPECT_EQ(frameSizeFor(size.width(), size.height()), size);
   }
 }
