@@ -7,6 +7,7 @@
 
 #include "main/HostAppDelegate.h"
 #include "main/TerminationSignals.h"
+#include "main/base/FreeMemory.h"
 #include "main/base/Log.h"
 #include "main/desktop/process/DesktopMain.h"
 #include "main/session/settings/ConfigurationHelp.h"
@@ -53,6 +54,7 @@ int runSession(int argc, char* argv[]) {
 }  // namespace
 
 int main(int argc, char* argv[]) {
+  vantora::keepMemoryTogether();
   std::signal(SIGPIPE, SIG_IGN);
   qInstallMessageHandler(toolkitMessage);
   QCoreApplication::setApplicationName(QStringLiteral("vantora-host"));

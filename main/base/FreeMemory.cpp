@@ -10,4 +10,11 @@ void returnFreeMemory() {
 #endif
 }
 
+void keepMemoryTogether() {
+#ifdef __GLIBC__
+  constexpr int kArenas = 2;
+  mallopt(M_ARENA_MAX, kArenas);
+#endif
+}
+
 }  // namespace vantora

@@ -7,4 +7,8 @@ namespace vantora {
 // encoder: the allocator would hold on to pieces of it in each of its arenas. Takes some milliseconds. Any thread.
 void returnFreeMemory();
 
+// Keeps the allocator to two arenas. It would make up to eight for each core, and over many connections with their
+// threads every one of them collects pieces that cannot be returned. At the start of the program.
+void keepMemoryTogether();
+
 }  // namespace vantora
