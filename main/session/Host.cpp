@@ -156,8 +156,8 @@ OfferShape Host::offerShape() const {
 void Host::setMaxBitrate() {
   constexpr double kHeadroom = 1.5;
   const double most = quality_->lastTarget().kbps * 1000.0 * kHeadroom;
-  if (link_)
-    link_->connection->setMaxBitrate(static_cast<int>(std::min<double>(most, std::numeric_limits<int>::max())));
+  if (!link_) return;
+  link_->connection->setMaxBitrate(static_cast<int>(std::min<double>(most, std::numeric_limits<int>::max())));
 }
 
 // Gives the current connection its video.

@@ -85,7 +85,7 @@ TEST(DeadMountTest, aHomeWhoseServerIsGoneDoesNotHoldUpReports) {
   }
   ASSERT_EQ(ended, child) << "it neither reports nor ends";
   ASSERT_TRUE(WIFEXITED(status)) << "signal " << WTERMSIG(status);
-  if (WEXITSTATUS(status) == kNotAllowed) GTEST_SKIP() << "no file systems of one's own here";
+  if (WEXITSTATUS(status) == kNotAllowed) GTEST_SKIP() << "needs /dev/fuse and user name spaces";
   EXPECT_EQ(WEXITSTATUS(status), kFine);
 }
 
