@@ -144,9 +144,7 @@ export class Session {
   #peerChanged(state) {
     this.#peerState = state;
     clearTimeout(this.#silence);
-    if (state === 'disconnected' || state === 'failed') {
-      this.#silence = setTimeout(() => this.#signalling.renew(), SILENCE_MS);
-    }
+    if (state === 'disconnected' || state === 'failed') this.#expectAWord();
     if (state === 'connected') {
       this.#attempts = 0;
       this.#backoff.reset();
@@ -155,6 +153,19 @@ export class Session {
       this.#remindIn(0);
     }
     this.#refresh();
+  }
+
+  #expectAWord() {
+    clearTimeout(this.#silence);
+    this.#silence = setTimeout(() => {
+      if (this.#connected || !this.#joined) return;
+      // On the new line the host is met anew, and reminded: its offers went down the old one.
+      this.#joined = false;
+      this.#hostPresent = false;
+      clearTimeout(this.#reminder);
+      this.#signalling.renew();
+      this.#refresh();
+    }, SILENCE_MS);
   }
 
   // Asks the host for an offer after `delay`, and again with growing delays until connected.
@@ -175,6 +186,7 @@ export class Session {
         this.#attempts = 1;
       }
       this.#signalling.send({ type: 'renegotiate' });
+      this.#expectAWord();
       this.#remindIn(this.#backoff.next());
     }, delay);
   }

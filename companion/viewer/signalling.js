@@ -4,14 +4,18 @@ import { Backoff } from './backoff.js';
 
 // A connection that lasted this long was a good one: the next loss starts with short delays again.
 const STABLE_AFTER_MS = 5000;
+// The system asks a silent network ever less often: an attempt of this length asks every 2 s at the latest, and is then
+// replaced by a new one.
+const ATTEMPT_MS = 5000;
 
 export class Signalling {
   #url;
   #join;
   #on;
   #socket = null;
-  #backoff = new Backoff(500, 10000);
+  #backoff = new Backoff(500, 1000);
   #retry = 0;
+  #attempt = 0;
   #openedAt = 0;
   #stopped = true;
 
@@ -35,6 +39,7 @@ export class Signalling {
     this.#stopped = true;
     window.removeEventListener('online', this.#retryNow);
     clearTimeout(this.#retry);
+    clearTimeout(this.#attempt);
     this.#retry = 0;
     this.#socket?.close();
     this.#socket = null;
@@ -42,10 +47,7 @@ export class Signalling {
 
   // The line may have died without a word, as when the server went while the network was out: opens another.
   renew() {
-    if (this.#stopped || this.#socket?.readyState !== WebSocket.OPEN) return;
-    const old = this.#socket;
-    this.#connect();
-    old.close();
+    if (!this.#stopped && this.#socket?.readyState === WebSocket.OPEN) this.#replace();
   }
 
   // Whether the message could be handed to the socket.
@@ -61,12 +63,21 @@ export class Signalling {
     this.#connect();
   };
 
+  #replace() {
+    const old = this.#socket;
+    this.#connect();
+    old.close();
+  }
+
   #connect() {
     this.#retry = 0;
     const socket = new WebSocket(this.#url);
     this.#socket = socket;
+    clearTimeout(this.#attempt);
+    this.#attempt = setTimeout(() => this.#replace(), ATTEMPT_MS);
     socket.addEventListener('open', () => {
       if (socket !== this.#socket) return;
+      clearTimeout(this.#attempt);
       this.#openedAt = performance.now();
       this.send(this.#join);
       this.#on.open();
@@ -79,6 +90,7 @@ export class Signalling {
     socket.addEventListener('close', (event) => {
       if (socket !== this.#socket || this.#stopped) return;
       this.#socket = null;
+      clearTimeout(this.#attempt);
       if (this.#openedAt && performance.now() - this.#openedAt > STABLE_AFTER_MS) this.#backoff.reset();
       this.#openedAt = 0;
       this.#retry = setTimeout(() => this.#connect(), this.#backoff.next());

@@ -159,13 +159,16 @@ class LibPeerConnection::Observer final : public webrtc::PeerConnectionObserver 
   std::weak_ptr<Alive> alive_;
 };
 
-LibPeerConnection::LibPeerConnection(webrtc::PeerConnectionFactoryInterface& factory, PeerEvents events)
+LibPeerConnection::LibPeerConnection(webrtc::PeerConnectionFactoryInterface& factory, PeerEvents events,
+                                     std::shared_ptr<KeyFrameWish> keyFrameWish)
     : factory_(&factory),
       alive_(std::make_shared<Alive>(Alive{std::move(events)})),
+      keyFrameWish_(std::move(keyFrameWish)),
       observer_(std::make_unique<Observer>(alive_)) {}
 
 std::unique_ptr<LibPeerConnection> LibPeerConnection::create(webrtc::PeerConnectionFactoryInterface& factory,
-                                                             const QList<IceServer>& servers, PeerEvents events) {
+                                                             const QList<IceServer>& servers, PeerEvents events,
+                                                             std::shared_ptr<KeyFrameWish> keyFrameWish) {
   webrtc::PeerConnectionInterface::RTCConfiguration configuration;
   configuration.sdp_semantics = webrtc::SdpSemantics::kUnifiedPlan;
   noticeLostLinksSoon(configuration);
@@ -181,7 +184,7 @@ std::unique_ptr<LibPeerConnection> LibPeerConnection::create(webrtc::PeerConnect
     }
     configuration.servers.push_back(std::move(entry));
   }
-  std::unique_ptr<LibPeerConnection> peer(new LibPeerConnection(factory, std::move(events)));
+  std::unique_ptr<LibPeerConnection> peer(new LibPeerConnection(factory, std::move(events), std::move(keyFrameWish)));
   webrtc::PeerConnectionDependencies dependencies(peer->observer_.get());
   dependencies.async_resolver_factory = makeCandidateNames();
   auto result = factory.CreatePeerConnectionOrError(configuration, std::move(dependencies));
@@ -330,6 +333,8 @@ bool LibPeerConnection::restartIce() {
   connection_->RestartIce();
   return true;
 }
+
+void LibPeerConnection::requestKeyFrame() { keyFrameWish_->make(); }
 
 void LibPeerConnection::close() {
   if (!alive_) return;

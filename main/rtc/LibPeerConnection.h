@@ -4,6 +4,7 @@
 #include <api/peer_connection_interface.h>
 
 #include "main/rtc/PeerConnection.h"
+#include "main/video/encoders/KeyFrameWish.h"
 
 namespace vantora {
 
@@ -13,7 +14,8 @@ class LibPeerConnection final : public PeerConnection {
  public:
   // None when the library refuses the configuration.
   static std::unique_ptr<LibPeerConnection> create(webrtc::PeerConnectionFactoryInterface& factory,
-                                                   const QList<IceServer>& servers, PeerEvents events);
+                                                   const QList<IceServer>& servers, PeerEvents events,
+                                                   std::shared_ptr<KeyFrameWish> keyFrameWish);
   ~LibPeerConnection() override;
 
   SignalingState signalingState() const override;
@@ -27,6 +29,7 @@ class LibPeerConnection final : public PeerConnection {
   void setStartBitrate(int bps) override;
   void setMaxBitrate(int bps) override;
   bool restartIce() override;
+  void requestKeyFrame() override;
   void close() override;
 
  private:
@@ -36,11 +39,13 @@ class LibPeerConnection final : public PeerConnection {
     PeerEvents events;
   };
 
-  LibPeerConnection(webrtc::PeerConnectionFactoryInterface& factory, PeerEvents events);
+  LibPeerConnection(webrtc::PeerConnectionFactoryInterface& factory, PeerEvents events,
+                    std::shared_ptr<KeyFrameWish> keyFrameWish);
   void reportIfBroken();
 
   rtc::scoped_refptr<webrtc::PeerConnectionFactoryInterface> factory_;
   std::shared_ptr<Alive> alive_;
+  std::shared_ptr<KeyFrameWish> keyFrameWish_;
   // The newest offer as the library made it.
   QString offered_;
   std::unique_ptr<Observer> observer_;

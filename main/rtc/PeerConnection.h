@@ -43,7 +43,7 @@ struct OfferOptions {
 struct PeerEvents {
   std::function<void(IceState)> iceStateChanged;
   std::function<void(const IceCandidate&)> candidateGenerated;
-  // Transports are encrypted and ready: media sent from now on reaches the viewer.
+  // Transports are encrypted and ready, at first or again after an outage: media sent from now on reaches the viewer.
   std::function<void()> mediaReady;
   // A transport failed. With ICE itself in order only a new connection can help.
   std::function<void()> transportFailed;
@@ -84,6 +84,8 @@ class PeerConnection {
   virtual void setMaxBitrate(int bps) = 0;
   // Marks ICE for a restart at the next offer. False where the library has no such operation.
   virtual bool restartIce() = 0;
+  // Makes a key frame of the next video frame: what was sent before may have been lost.
+  virtual void requestKeyFrame() = 0;
   virtual void close() = 0;
 };
 

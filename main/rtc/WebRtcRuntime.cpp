@@ -80,7 +80,7 @@ class WebRtcRuntime final : public PeerConnectionFactory {
     });
     media.audio_encoder_factory = rtc::make_ref_counted<NoAudioEncoders>();
     media.audio_decoder_factory = rtc::make_ref_counted<NoAudioDecoders>();
-    media.video_encoder_factory = makeVideoEncoderFactory();
+    media.video_encoder_factory = makeVideoEncoderFactory(keyFrameWish_);
     media.video_decoder_factory = webrtc::CreateBuiltinVideoDecoderFactory();
     dependencies.media_engine = cricket::CreateMediaEngine(std::move(media));
     factory_ = webrtc::CreateModularPeerConnectionFactory(std::move(dependencies));
@@ -88,10 +88,11 @@ class WebRtcRuntime final : public PeerConnectionFactory {
 
   std::unique_ptr<PeerConnection> createPeerConnection(const QList<IceServer>& servers, PeerEvents events) override {
     if (!factory_) return nullptr;
-    return LibPeerConnection::create(*factory_, servers, std::move(events));
+    return LibPeerConnection::create(*factory_, servers, std::move(events), keyFrameWish_);
   }
 
  private:
+  std::shared_ptr<KeyFrameWish> keyFrameWish_ = std::make_shared<KeyFrameWish>();
   // Teardown order: the factory first, then the threads it uses.
   std::unique_ptr<rtc::Thread> network_;
   std::unique_ptr<rtc::Thread> worker_;

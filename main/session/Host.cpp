@@ -181,7 +181,12 @@ void Host::createPeer() {
       readIceServers(configuration_.environment),
       {.iceStateChanged = [this](IceState state) { iceMonitor_.iceConnectionDidChange(state); },
        .candidateGenerated = [this](const IceCandidate& candidate) { negotiation_.sendCandidate(candidate); },
-       .mediaReady = [this] { sharing_.refresh(); },
+       .mediaReady =
+           [this] {
+             // A viewer that missed a part waits for seconds before it asks for one that needs none of it.
+             if (link_) link_->connection->requestKeyFrame();
+             sharing_.refresh();
+           },
        .transportFailed =
            [this] {
              if (iceMonitor_.iceState() != IceState::failed) replacePeer("transport failed");

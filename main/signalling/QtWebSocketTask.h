@@ -19,9 +19,9 @@ class QtWebSocketTask final : public WebSocketTask {
  public:
   struct Limits {
     // From resume() until the connection is open.
-    std::chrono::milliseconds handshake{30'000};
+    std::chrono::milliseconds handshake{10'000};
     // A ping goes out this often; a server that has not answered it when the next is due is dead.
-    std::chrono::milliseconds pingPeriod{20'000};
+    std::chrono::milliseconds pingPeriod{10'000};
     // Longest message taken from the server; a longer one breaks the connection.
     qint64 incomingBytes = 4 * 1024 * 1024;
     // Messages that wait for the connection to open, and bytes that wait in it or for the network.

@@ -17,6 +17,8 @@ constexpr auto kService = "org.freedesktop.Notifications"_L1;
 constexpr auto kPath = "/org/freedesktop/Notifications"_L1;
 constexpr int kDelayMs = 100;
 constexpr int kAbilitiesTimeoutMs = 3000;
+// Qt's timers may fire a twentieth too early.
+constexpr int kTimerTolerance = 10;
 constexpr qsizetype kMostRemembered = 1000;
 // More text than any server shows.
 constexpr qsizetype kLongestText = 4000;
@@ -130,7 +132,7 @@ void UserNotifications::send(const Waiting& notification) {
     } else {
       failed(reply.errorMessage());
       // Nothing has come since, this one included: a server that hangs.
-      if (answers_ == answersBefore && sent.hasExpired(timeoutMs_ - 1)) giveUpWaiting();
+      if (answers_ == answersBefore && sent.hasExpired(timeoutMs_ - timeoutMs_ / kTimerTolerance)) giveUpWaiting();
     }
     sendWaiting();
   };

@@ -16,10 +16,12 @@ test('aViewerOnAnotherMachineSeesTheScreenAndControlsIt', async (t) => {
   });
 });
 
-// Long enough for "disconnected" and, the second time, for "failed".
-for (const seconds of [12, 25]) {
-  test(`theSessionComesBackAfterTheCableWasOutFor_${seconds}_s`, async (t) => {
-    await withSession(t, { far: true }, async (session) => {
+// Long enough for "disconnected", for "failed", and for the line to the room to be given up: the viewer's line, or with
+// `roomFar` the host's.
+for (const [seconds, roomFar] of [[12, false], [25, false], [12, true], [30, true]]) {
+  const whose = roomFar ? 'HostsOnlyCable' : 'Cable';
+  test(`theSessionComesBackAfterThe${whose}WasOutFor_${seconds}_s`, async (t) => {
+    await withSession(t, { far: true, roomFar }, async (session) => {
       await session.screen.paint('#c08020');
       const page = await session.viewer();
       await connected(page);

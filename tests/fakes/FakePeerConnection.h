@@ -33,6 +33,7 @@ struct FakePeer {
   bool closed = false;
   bool destroyed = false;
   int restarts = 0;
+  int keyFrames = 0;
   int startBitrateBps = 0;
   int maxBitrateBps = 0;
   QList<OfferOptions> offerOptions;
@@ -146,6 +147,7 @@ class FakePeerConnection final : public PeerConnection {
     note(QStringLiteral("restartIce"));
     return true;
   }
+  void requestKeyFrame() override { ++peer_->keyFrames; }
   void close() override {
     if (peer_->closed) return;
     note(QStringLiteral("close"));

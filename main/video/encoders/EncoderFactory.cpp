@@ -18,6 +18,8 @@ bool isAv1(const webrtc::SdpVideoFormat& format) { return absl::EqualsIgnoreCase
 
 class EncoderFactory final : public webrtc::VideoEncoderFactory {
  public:
+  explicit EncoderFactory(std::shared_ptr<const KeyFrameWish> wish) : wish_(std::move(wish)) {}
+
   std::vector<webrtc::SdpVideoFormat> GetSupportedFormats() const override {
     std::vector<webrtc::SdpVideoFormat> formats = builtin_->GetSupportedFormats();
     formats.push_back(av1Format());
@@ -31,18 +33,20 @@ class EncoderFactory final : public webrtc::VideoEncoderFactory {
   }
 
   std::unique_ptr<webrtc::VideoEncoder> CreateVideoEncoder(const webrtc::SdpVideoFormat& format) override {
-    if (isAv1(format)) return std::make_unique<AomAv1Encoder>();
-    auto encoder = builtin_->CreateVideoEncoder(format);
+    auto encoder = isAv1(format) ? std::make_unique<AomAv1Encoder>() : builtin_->CreateVideoEncoder(format);
     if (!encoder) return nullptr;
-    return std::make_unique<ScreenTunedEncoder>(std::move(encoder));
+    return std::make_unique<ScreenTunedEncoder>(std::move(encoder), wish_);
   }
 
  private:
+  std::shared_ptr<const KeyFrameWish> wish_;
   std::unique_ptr<webrtc::VideoEncoderFactory> builtin_ = webrtc::CreateBuiltinVideoEncoderFactory();
 };
 
 }  // namespace
 
-std::unique_ptr<webrtc::VideoEncoderFactory> makeVideoEncoderFactory() { return std::make_unique<EncoderFactory>(); }
+std::unique_ptr<webrtc::VideoEncoderFactory> makeVideoEncoderFactory(std::shared_ptr<const KeyFrameWish> wish) {
+  return std::make_unique<EncoderFactory>(std::move(wish));
+}
 
 }  // namespace vantora

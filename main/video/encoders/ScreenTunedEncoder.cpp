@@ -27,13 +27,25 @@ int ScreenTunedEncoder::InitEncode(const webrtc::VideoCodec* codec, const Settin
 }
 
 int32_t ScreenTunedEncoder::RegisterEncodeCompleteCallback(webrtc::EncodedImageCallback* callback) {
-  return encoder_->RegisterEncodeCompleteCallback(callback);
+  callback_ = callback;
+  return encoder_->RegisterEncodeCompleteCallback(callback ? this : nullptr);
 }
+
+webrtc::EncodedImageCallback::Result ScreenTunedEncoder::OnEncodedImage(const webrtc::EncodedImage& image,
+                                                                        const webrtc::CodecSpecificInfo* info) {
+  if (image._frameType == webrtc::VideoFrameType::kVideoFrameKey) granted_ = asked_;
+  return callback_->OnEncodedImage(image, info);
+}
+
+void ScreenTunedEncoder::OnDroppedFrame(DropReason reason) { callback_->OnDroppedFrame(reason); }
 
 int32_t ScreenTunedEncoder::Release() { return encoder_->Release(); }
 
 int32_t ScreenTunedEncoder::Encode(const webrtc::VideoFrame& frame, const std::vector<webrtc::VideoFrameType>* types) {
-  return encoder_->Encode(frame, types);
+  asked_ = wish_->made();
+  if (asked_ == granted_) return encoder_->Encode(frame, types);
+  const std::vector<webrtc::VideoFrameType> key(types ? types->size() : 1, webrtc::VideoFrameType::kVideoFrameKey);
+  return encoder_->Encode(frame, &key);
 }
 
 void ScreenTunedEncoder::SetRates(const RateControlParameters& parameters) { encoder_->SetRates(parameters); }

@@ -44,6 +44,9 @@ export class FarMachine {
     await until(async () => (await run('readlink', [`/proc/${this.holder.pid}/ns/net`])) !== (await run('readlink', ['/proc/self/ns/net'])),
       { what: 'the name space of the far machine' });
     await run('ip', ['link', 'add', this.nearCard, 'type', 'veth', 'peer', 'name', 'far0', 'netns', String(this.holder.pid)]);
+    // An IPv6 address that comes by itself a second later is a change of network, on which a browser drops what it loads.
+    await run('ip', ['link', 'set', this.nearCard, 'addrgenmode', 'none']);
+    await this.run('ip', ['link', 'set', 'far0', 'addrgenmode', 'none']);
     await run('ip', ['addr', 'add', `${this.nearAddress}/24`, 'dev', this.nearCard]);
     await run('ip', ['link', 'set', this.nearCard, 'up']);
     await this.run('ip', ['link', 'set', 'lo', 'up']);

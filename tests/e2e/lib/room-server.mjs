@@ -3,11 +3,14 @@ import { join } from 'node:path';
 import { Child } from './child.mjs';
 import { build } from './paths.mjs';
 
+const command = ([program, ...args]) => [program, args];
+
 export class RoomServer {
   /// `allow`: addresses of other servers whose pages may use the rooms.
-  static async start({ port = 0, listen = '127.0.0.1', allow = [] } = {}) {
+  /// `wrapper`: put before its command, as to run it on another machine.
+  static async start({ port = 0, listen = '127.0.0.1', allow = [], wrapper = [] } = {}) {
     const origins = allow.flatMap((address) => ['--allow-origin', address]);
-    const child = new Child(join(build, 'vantora-room-server'), ['--port', String(port), '--listen', listen, ...origins]);
+    const child = new Child(...command([...wrapper, join(build, 'vantora-room-server'), '--port', String(port), '--listen', listen, ...origins]));
     const [, address] = await child.line(/listening on (http:\/\/\S+)/);
     return new RoomServer(child, address);
   }

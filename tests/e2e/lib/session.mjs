@@ -28,10 +28,10 @@ export async function withSession(t, want, body) {
 }
 
 export class Session {
-  constructor(name, { screen = '1280x720', host = {}, autoShare = true, hostNow = true, browserNow = true, far = false } = {}) {
+  constructor(name, { screen = '1280x720', host = {}, autoShare = true, hostNow = true, browserNow = true, far = false, roomFar = false } = {}) {
     labAddress();
     this.name = name;
-    this.want = { screen, host, autoShare, hostNow, browserNow, far };
+    this.want = { screen, host, autoShare, hostNow, browserNow, far, roomFar };
     this.room = `room-${process.pid}-${++count}`;
     this.browsers = [];
     this.pages = [];
@@ -41,7 +41,7 @@ export class Session {
 
   async start() {
     if (this.want.screen) this.screen = await Xvfb.start({ size: this.want.screen });
-    // With `far`, browsers run on another machine, behind a cable.
+    // With `far`, browsers run on another machine, behind a cable; with `roomFar`, the room server as well.
     if (this.want.far) this.far = await FarMachine.start();
     this.pageServer = await PageServer.start(this.#listen);
     await this.#startRoomServer();
@@ -82,7 +82,8 @@ export class Session {
   }
 
   async #startRoomServer(port = 0) {
-    this.server = await RoomServer.start({ listen: this.#listen, port, allow: [this.pageServer.address] });
+    const place = this.want.roomFar ? { listen: this.far.address, wrapper: this.far.wrapper } : { listen: this.#listen };
+    this.server = await RoomServer.start({ ...place, port, allow: [this.pageServer.address] });
   }
 
   async startBrowser(options) {

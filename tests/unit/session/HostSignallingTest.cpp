@@ -262,6 +262,7 @@ TEST_F(HostSignallingTest, sendsAFreshPictureWhenMediaIsReady) {
   start();
   host_->startSharing();
   peer().events.mediaReady();
+  EXPECT_EQ(peer().keyFrames, 1);
   EXPECT_EQ(sources_.screen().refreshes, 1);
 }
 

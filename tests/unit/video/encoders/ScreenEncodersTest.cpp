@@ -79,7 +79,7 @@ class ScreenEncodersTest : public testing::TestWithParam<CodecCase> {
   void start(uint32_t kbps, webrtc::VideoCodecMode mode) {
     std::map<std::string, std::string> parameters;
     if (GetParam().type == webrtc::kVideoCodecH264) parameters["packetization-mode"] = "1";
-    encoder_ = makeVideoEncoderFactory()->CreateVideoEncoder(webrtc::SdpVideoFormat(GetParam().name, parameters));
+    encoder_ = makeVideoEncoderFactory(wish_)->CreateVideoEncoder(webrtc::SdpVideoFormat(GetParam().name, parameters));
     ASSERT_TRUE(encoder_);
     webrtc::VideoCodec codec;
     codec.codecType = GetParam().type;
@@ -140,6 +140,7 @@ class ScreenEncodersTest : public testing::TestWithParam<CodecCase> {
     return collected_.pictures.size() == before ? 0 : collected_.pictures.back().bytes;
   }
 
+  std::shared_ptr<KeyFrameWish> wish_ = std::make_shared<KeyFrameWish>();
   std::unique_ptr<webrtc::VideoEncoder> encoder_;
   Collected collected_;
   uint32_t timestamp_ = 0;
@@ -173,6 +174,20 @@ TEST_P(ScreenEncodersTest, makesAKeyPictureOnRequestAndNoneOnItsOwn) {
     again = collected_.pictures.back().key && collected_.pictures.size() > 1;
   }
   EXPECT_TRUE(again);
+}
+
+TEST_P(ScreenEncodersTest, makesOneKeyPictureOfAWish) {
+  start(4000, webrtc::VideoCodecMode::kScreensharing);
+  encode(textPage(1), true);
+  collected_.pictures.clear();
+  wish_->make();
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+  for (int i = 0; collected_.pictures.size() < 5; ++i) {
+    ASSERT_LT(std::chrono::steady_clock::now(), deadline);
+    encode(typedPage(i));
+  }
+  EXPECT_TRUE(collected_.pictures[0].key);
+  for (size_t i = 1; i < 5; ++i) EXPECT_FALSE(collected_.pictures[i].key) << i;
 }
 
 INSTANTIATE_TEST_SUITE_P(Codecs, ScreenEncodersTest,
