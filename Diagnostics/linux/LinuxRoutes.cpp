@@ -6,13 +6,13 @@ namespace vantora::Diagnostics::onLinux {
 using namespace Qt::Literals::StringLiterals;
 
 DefaultRoute defaultRoute(const Probe& probe) {
-  const DefaultRoute route = parseProcRoute(probe.text(u"/proc/net/route"_s, 1 << 20));
+  DefaultRoute route = parseProcRoute(probe.text(u"/proc/net/route"_s, 1 << 20));
   if (!route.interface.isEmpty()) return route;
   return parseProcIpv6Route(probe.text(u"/proc/net/ipv6_route"_s, 1 << 20));
 }
 
 QString firstResolver(const Probe& probe) {
-  const QString first = nameservers(probe.text(u"/etc/resolv.conf"_s)).value(0);
+  QString first = nameservers(probe.text(u"/etc/resolv.conf"_s)).value(0);
   if (!isLocalStub(first)) return first;
   // Behind a forwarder on this machine: systemd's keeps a list of what it asks, others may be known to the manager.
   for (const QString& server : nameservers(probe.text(u"/run/systemd/resolve/resolv.conf"_s))) {

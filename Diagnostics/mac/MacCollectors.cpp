@@ -32,7 +32,7 @@ QString gateway(const Probe& probe) {
 QString address(const Probe& probe) {
   for (const QString& command : {u"ipconfig getifaddr en0 2>/dev/null"_s, u"ipconfig getifaddr en1 2>/dev/null"_s,
                                  uR"(ifconfig | awk '/inet / && $2!="127.0.0.1" {print $2; exit}')"_s}) {
-    const QString found = probe.sh(command);
+    QString found = probe.sh(command);
     if (!found.isEmpty()) return found;
   }
   return {};

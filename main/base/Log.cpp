@@ -36,17 +36,17 @@ void writeAll(const QByteArray& bytes) {
 
 // One event is one line, also when it quotes a text that came over the wire, and nothing in it is a command to the
 // terminal that shows it.
-void logLine(const QString& text) {
-  QString line = text.size() > kLongest ? text.left(kLongest) + u'\u2026' : text;
-  for (QChar& each : line) {
+void logLine(const QString& line) {
+  QString printed = line.size() > kLongest ? line.left(kLongest) + u'\u2026' : line;
+  for (QChar& each : printed) {
     if (each.category() == QChar::Other_Control && each != u'\t') each = u' ';
   }
   const std::lock_guard lock(sinkMutex());
   if (currentSink()) {
-    currentSink()(line);
+    currentSink()(printed);
     return;
   }
-  QByteArray bytes = line.toUtf8();
+  QByteArray bytes = printed.toUtf8();
   bytes.append('\n');
   writeAll(bytes);
 }

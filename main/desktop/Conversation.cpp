@@ -8,12 +8,12 @@ using namespace Qt::Literals::StringLiterals;
 
 JsonObject Conversation::add(const QString& from, const QString& text, qint64 ts) {
   Line line{++last_, from, text, ts};
-  const JsonObject message = chatMessage(line);
+  JsonObject message = chatMessage(line);
   // Of a line that is too long for all of it, the window keeps the end as well.
   line.text = line.text.right(kMostUnits - kUnitsOfALine);
   line.from = line.from.right(kMostUnits - kUnitsOfALine - line.text.size());
   units_ += unitsOf(line);
-  lines_.enqueue(std::move(line));
+  lines_.append(std::move(line));
   while (units_ > kMostUnits) {
     const Line oldest = lines_.dequeue();
     units_ -= unitsOf(oldest);

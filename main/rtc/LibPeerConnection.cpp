@@ -19,7 +19,7 @@ constexpr qsizetype kMaxSdpLength = 1 << 20;
 constexpr qsizetype kMaxCandidateLength = 4096;
 
 QString errorText(const webrtc::RTCError& error) {
-  const QString message = QString::fromUtf8(error.message());
+  QString message = QString::fromUtf8(error.message());
   if (!message.isEmpty()) return message;
   return QString::fromUtf8(webrtc::ToString(error.type()));
 }

@@ -24,7 +24,8 @@ QString oneLine(const QString& reason) {
 template <typename Callback, typename... Args>
 void QtWebSocketTask::emitEvent(const std::shared_ptr<Shared>& shared, const Callback& callback, const Args&... args) {
   if (!callback) return;
-  const std::shared_ptr<Shared> keepAlive = shared;
+  // The callback may destroy what `shared` stands in.
+  const std::shared_ptr<Shared> keepAlive = shared;  // NOLINT(performance-unnecessary-copy-initialization)
   ++keepAlive->depth;
   callback(args...);
   --keepAlive->depth;

@@ -65,7 +65,10 @@ class Outline {
 QString fontCursorName(int width, int height, std::span<const std::uint32_t> pixels) {
   if (width <= 0 || height <= 0 || width > 64 || height > 64) return {};  // Servers draw them in 32 pixels at most.
   if (pixels.size() < static_cast<std::size_t>(width) * static_cast<std::size_t>(height)) return {};
-  const auto opaque = [&](int x, int y) { return pixels[static_cast<std::size_t>(y * width + x)] >> 24 != 0; };
+  const auto opaque = [&](int x, int y) {
+    return pixels[static_cast<std::size_t>(y) * static_cast<std::size_t>(width) + static_cast<std::size_t>(x)] >> 24 !=
+           0;
+  };
   int left = width;
   int right = -1;
   int top = height;

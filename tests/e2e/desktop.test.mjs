@@ -2,7 +2,7 @@
 import assert from 'node:assert/strict';
 import { readdir, readFile } from 'node:fs/promises';
 import { test } from 'node:test';
-import { conversation, desktopProcess, launchAgain, manageWindows, window } from './lib/desktop.mjs';
+import { conversation, desktopProcess, focusChat, launchAgain, manageWindows, window } from './lib/desktop.mjs';
 import { withSession } from './lib/session.mjs';
 import { BareControl, framesShown, shows } from './lib/viewer.mjs';
 import { until } from './lib/wait.mjs';
@@ -35,8 +35,7 @@ test('bothSidesChat', async (t) => {
     await session.host.line(/^\[chat-ui\] presentChat from=\S+ len=15$/);
 
     await launchAgain(session);
-    const id = await until(() => window(session.screen, 'Vantora Chat'), { what: 'the chat window' });
-    await session.screen.run('xdotool', ['windowfocus', '--sync', id]);
+    await focusChat(session.screen);
     await session.screen.run('xdotool', ['type', '--delay', '5', 'hello back']);
     await session.screen.run('xdotool', ['key', 'Return']);
     await until(() => page.evaluate(() => bare.signals.some(({ type, text }) => type === 'chat_broadcast' && text === 'hello back')),

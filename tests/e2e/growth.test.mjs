@@ -24,6 +24,12 @@ async function rested(host, reached, what) {
   return held;
 }
 
+/// The session at work, with everything that this takes: the page shows a picture that was just painted.
+async function atWork(session, page, colour) {
+  await session.screen.paint(colour);
+  await shows(page, colour);
+}
+
 /// What it holds once freed memory has gone back, which takes the host two seconds.
 async function settled(host) {
   const end = performance.now() + 3000;
@@ -52,12 +58,12 @@ test('nothingGrowsOver200Reoffers', async (t) => {
       }
     };
     await reoffer(5);
+    await atWork(session, page, '#a05050');
     const before = await settled(session.host);
     await reoffer(200);
+    await atWork(session, page, '#50a050');
     const after = await rested(session.host, noMoreThan(before), `no more than ${JSON.stringify(before)}`);
     t.diagnostic(`${JSON.stringify(before)} after 5, ${JSON.stringify(after)} after 205`);
-    await session.screen.paint('#50a050');
-    await shows(page, '#50a050');
   });
 });
 
@@ -74,12 +80,18 @@ test('nothingGrowsOver50Rebuilds', async (t) => {
     await rebuild(5);
     const rebuilds = () => session.host.log.filter((line) => line.endsWith('rebuilding peer')).length;
     const first = rebuilds();
-    const before = await settled(session.host);
+    // One connection holds a few megabytes more than the next, at random: the most of three, against one after fifty.
+    const looks = [];
+    for (const colour of ['#a05050', '#50a050', '#5050a0']) {
+      await rebuild(1);
+      await atWork(session, page, colour);
+      looks.push(await settled(session.host));
+    }
+    const before = Object.fromEntries(Object.keys(looks[0]).map((key) => [key, Math.max(...looks.map((look) => look[key]))]));
     await rebuild(50);
+    await atWork(session, page, '#a050a0');
     const after = await rested(session.host, noMoreThan(before), `no more than ${JSON.stringify(before)}`);
     t.diagnostic(`${JSON.stringify(before)} after ${first} rebuilds, ${JSON.stringify(after)} after ${rebuilds()}`);
     assert.ok(rebuilds() >= first + 50, `${rebuilds()} rebuilds`);
-    await session.screen.paint('#50a050');
-    await shows(page, '#50a050');
   });
 });

@@ -2,11 +2,11 @@
 #pragma once
 
 #include <gtest/gtest.h>
-#include <signal.h>
 
 #include <QFile>
 #include <QString>
 #include <chrono>
+#include <csignal>
 #include <functional>
 #include <thread>
 

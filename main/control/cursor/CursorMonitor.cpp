@@ -93,7 +93,7 @@ void CursorMonitor::checkCursorShape() {
 QString CursorMonitor::systemShape() const {
   const auto cursor = cursor_.currentCursor();
   if (!cursor) return u"default"_s;
-  const QString shape = mapNSCursorToWebCursor(*cursor);
+  QString shape = mapNSCursorToWebCursor(*cursor);
   debug(u"Fallback NSCursor: "_s + shape);
   return shape;
 }

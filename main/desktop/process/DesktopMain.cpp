@@ -112,7 +112,8 @@ class Desktop {
   void restore(const JsonObject& message) {
     lastLine_ = integerField(message, "number"_L1).value_or(0);
     HostChatWindow& window = interface_->statusBar().chatWindow();
-    for (const QJsonValue& each : message.value("lines"_L1).toArray()) {
+    const QJsonArray lines = message.value("lines"_L1).toArray();
+    for (const auto& each : lines) {
       const JsonObject line = each.toObject();
       window.append(stringField(line, "from"_L1).value_or(QString()), stringField(line, "text"_L1).value_or(QString()),
                     integerField(line, "ts"_L1).value_or(0));

@@ -13,7 +13,7 @@ class DBusPresence {
   // `name` has an owner (true), or has none any more (false). A restart reports false and true, or true again.
   using Changed = std::function<void(bool present)>;
 
-  DBusPresence(const QDBusConnection& bus, const QString& name, Changed changed);
+  DBusPresence(const QDBusConnection& bus, const QString& name, const Changed& changed);
   DBusPresence(const DBusPresence&) = delete;
   DBusPresence& operator=(const DBusPresence&) = delete;
 

@@ -10,8 +10,8 @@
 namespace vantora {
 
 // The library's built-in encoders (VP8, VP9, H.264) and AV1 through libaom, in this order. Any
-// thread; the encoders it makes run on the library's encoder queue. What they encode next after `wish` was made is a key
-// frame.
+// thread; the encoders it makes run on the library's encoder queue. What they encode next after `wish` was made is a
+// key frame.
 [[nodiscard]] std::unique_ptr<webrtc::VideoEncoderFactory> makeVideoEncoderFactory(
     std::shared_ptr<const KeyFrameWish> wish);
 

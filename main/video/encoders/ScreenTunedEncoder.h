@@ -11,7 +11,8 @@
 namespace vantora {
 
 // Passes everything on to `encoder`; changes the settings it is opened with and what it says about
-// itself, and asks for a key frame each time that `wish` is made, until one has come. Thread: the library's encoder queue, which also owns it.
+// itself, and asks for a key frame each time that `wish` is made, until one has come. Thread: the library's encoder
+// queue, which also owns it.
 class ScreenTunedEncoder final : public webrtc::VideoEncoder, private webrtc::EncodedImageCallback {
  public:
   ScreenTunedEncoder(std::unique_ptr<webrtc::VideoEncoder> encoder, std::shared_ptr<const KeyFrameWish> wish)

@@ -79,14 +79,14 @@ QString trimBlanks(const QString& text) {
 QString preferCodec(const QString& sdp, const QString& codecName) {
   const QString codec = codecName.toLower();
   QStringList moved;
-  const QString rewritten = reorder(sdp, codec, moved);
+  QString rewritten = reorder(sdp, codec, moved);
   if (!moved.isEmpty()) logLine(u"[sdp] prefer codec="_s + codec + u" payloads: "_s + moved.join(u','));
   return rewritten;
 }
 
 QString preferH264(const QString& sdp) {
   QStringList moved;
-  const QString rewritten = reorder(sdp, u"h264"_s, moved);
+  QString rewritten = reorder(sdp, u"h264"_s, moved);
   if (!moved.isEmpty()) logLine(u"[sdp] prefer H.264 payloads: "_s + moved.join(u','));
   return rewritten;
 }

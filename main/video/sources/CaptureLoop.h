@@ -78,9 +78,9 @@ class CaptureLoop {
   void reopen();
   void lose();
   void work();
-  void look(Time now);
-  void repeat(Time now);
-  void captured(const ScreenPicture& picture, rtc::scoped_refptr<webrtc::I420Buffer> frame, Time now);
+  void look(Time start);
+  void repeat(Time start);
+  void captured(const ScreenPicture& picture, rtc::scoped_refptr<webrtc::I420Buffer> frame, Time start);
   void handOn();
 
   const std::unique_ptr<ScreenCapture> capture_;

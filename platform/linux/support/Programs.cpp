@@ -74,7 +74,7 @@ QStringList ownMonitors(DesktopKind desktop) {
 
 QString firstOf(const DesktopFacts& facts, const QStringList& names) {
   for (const QString& name : names) {
-    if (const QString path = facts.find(name); !path.isEmpty()) return path;
+    if (QString path = facts.find(name); !path.isEmpty()) return path;
   }
   return {};
 }

@@ -23,6 +23,19 @@ export async function window(screen, name) {
   return found.trim().split('\n').filter(Boolean)[0];
 }
 
+/// Gives the chat window the keyboard after a second launch. Where there is no tray, that launch opens two windows, and the
+/// other one takes the keyboard when it comes.
+export async function focusChat(screen) {
+  const id = await until(() => window(screen, 'Vantora Chat'), { what: 'the chat window' });
+  await until(() => window(screen, 'Vantora Host'), { what: 'the window with the menu' });
+  let held = 0;
+  await until(async () => {
+    held = (await screen.run('xdotool', ['getwindowfocus']).catch(() => '')).trim() === id ? held + 1 : 0;
+    if (held === 0) await screen.run('xdotool', ['windowfocus', id]);
+    return held === 3;
+  }, { every: 50, what: 'the keyboard to stay with the chat' });
+}
+
 /// Launches the program once more, just as the session's host was launched.
 export async function launchAgain(session) {
   const { home } = session.host;

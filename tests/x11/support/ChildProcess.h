@@ -2,11 +2,11 @@
 #pragma once
 
 #include <fcntl.h>
-#include <signal.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <string>
 #include <utility>
 #include <vector>
@@ -23,6 +23,7 @@ class ChildProcess {
   explicit ChildProcess(const std::vector<std::string>& arguments, const std::vector<std::string>& environment = {},
                         int keptDescriptor = -1) {
     std::vector<char*> argv;
+    argv.reserve(arguments.size() + 1);
     for (const std::string& argument : arguments) argv.push_back(const_cast<char*>(argument.c_str()));
     argv.push_back(nullptr);
     pid_ = ::fork();

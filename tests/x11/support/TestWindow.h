@@ -68,7 +68,7 @@ class TestWindow {
     sync();
     return others_[type];
   }
-  std::vector<SeenEvent> ofType(std::set<int> types) {
+  std::vector<SeenEvent> ofType(const std::set<int>& types) {
     std::vector<SeenEvent> chosen;
     for (const SeenEvent& event : events()) {
       if (types.contains(event.type)) chosen.push_back(event);

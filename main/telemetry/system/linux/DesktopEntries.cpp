@@ -4,6 +4,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <ranges>
 
 namespace vantora {
 namespace {
@@ -108,10 +109,10 @@ QString desktopIdOfControlGroup(const QString& cgroup) {
   // Of the nested groups the innermost that names an application: "app[-LAUNCHER]-ID-NUMBER.scope", or
   // "app[-LAUNCHER]-ID[@NUMBER].service", with dashes of the id written as "\x2d".
   const QStringList parts = cgroup.trimmed().split(u'/');
-  for (auto part = parts.crbegin(); part != parts.crend(); ++part) {
-    const bool scope = part->endsWith(".scope"_L1);
-    if (!part->startsWith("app-"_L1) || !(scope || part->endsWith(".service"_L1))) continue;
-    QString id = part->left(part->lastIndexOf(u'.'));
+  for (const QString& part : std::views::reverse(parts)) {
+    const bool scope = part.endsWith(".scope"_L1);
+    if (!part.startsWith("app-"_L1) || !(scope || part.endsWith(".service"_L1))) continue;
+    QString id = part.left(part.lastIndexOf(u'.'));
     if (scope) id.truncate(id.lastIndexOf(u'-'));
     id = id.section(u'@', 0, 0);
     id = id.mid(id.lastIndexOf(u'-') + 1);
