@@ -33,13 +33,16 @@ let queue = Promise.resolve();
 let lineCheck = 0;
 
 function openLine() {
+  const old = socket;
   const line = new WebSocket(query.get('server'));
   socket = line;
+  old?.close();
   line.onopen = () => {
     bare.signal({ type: 'join', room, role: 'viewer' });
     bare.signal({ type: 'renegotiate' });
   };
   line.onmessage = ({ data }) => {
+    if (line !== socket) return;
     clearTimeout(lineCheck);
     const message = JSON.parse(data);
     bare.signals.push(message);
