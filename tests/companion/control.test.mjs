@@ -16,6 +16,9 @@ async function moveTo({ viewer }, x, y) {
   await viewer.mouse.move(point.x, point.y);
 }
 
+// The pointer's place came once more, for sure: nothing of the moves before is still to come.
+const rested = (both) => until(async () => (await movesOf(both)).some(({ label }) => label === 'control_reliable'), { what: 'the rest' });
+
 pairTest('a wrong PIN is shown as wrong and the right one gives control', {}, async ({ host, viewer }) => {
   await takeControl(viewer, '111111');
   await hasState(viewer, 'control', 'denied');
@@ -80,6 +83,7 @@ pairTest('the pointer is sent as fractions of the picture, bars left out', {}, a
   near(moves.at(-1).y, 0.75);
   near(moves.at(-1).timestamp, Date.now(), 5000);
   assert.equal((await movesOf(both))[0].label, 'control', 'the first is sent the fast way');
+  await rested(both);
   await forget(both);
   await both.viewer.mouse.move(8, 250);
   await moveTo(both, 0.5, 0.5);
@@ -135,7 +139,7 @@ pairTest('the place where the pointer rests is sent once more, in a way that can
 pairTest('the wheel turns where the pointer is, even when the moves to it were lost', {}, async (both) => {
   await inControl(both);
   await moveTo(both, 0.2, 0.2);
-  await until(async () => (await movesOf(both)).some(({ label }) => label === 'control_reliable'), { what: 'the rest' });
+  await rested(both);
   await both.viewer.evaluate(() => { vantora.channels().control.send = () => {}; });
   await forget(both);
   await moveTo(both, 0.7, 0.6);

@@ -46,7 +46,7 @@ struct FakeChannel {
     return types;
   }
   QList<JsonObject> takeMessages() {
-    const QList<JsonObject> taken = messages();
+    QList<JsonObject> taken = messages();
     sent.clear();
     return taken;
   }

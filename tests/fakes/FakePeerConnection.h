@@ -1,6 +1,7 @@
 // Peer connections without the WebRTC library: the test plays the library and the network.
 #pragma once
 
+#include <algorithm>
 #include <deque>
 #include <memory>
 #include <vector>
@@ -67,10 +68,10 @@ struct FakePeer {
   }
   // The newest channel with this label.
   FakeChannel& channel(QLatin1StringView label) const {
-    for (auto found = channels.rbegin(); found != channels.rend(); ++found) {
-      if ((*found)->label == label) return **found;
-    }
-    throw std::out_of_range("no such channel");
+    const auto found = std::find_if(channels.rbegin(), channels.rend(),
+                                    [label](const auto& channel) { return channel->label == label; });
+    if (found == channels.rend()) throw std::out_of_range("no such channel");
+    return **found;
   }
   FakeChannel& control() const { return channel(QLatin1StringView("control")); }
   FakeChannel& reliable() const { return channel(QLatin1StringView("control_reliable")); }

@@ -4,7 +4,6 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <ranges>
 
 namespace vantora {
 namespace {
@@ -108,8 +107,9 @@ std::optional<DesktopEntry> parseDesktopEntry(const QString& path, const QByteAr
 QString desktopIdOfControlGroup(const QString& cgroup) {
   // Of the nested groups the innermost that names an application: "app[-LAUNCHER]-ID-NUMBER.scope", or
   // "app[-LAUNCHER]-ID[@NUMBER].service", with dashes of the id written as "\x2d".
-  const QStringList parts = cgroup.trimmed().split(u'/');
-  for (const QString& part : std::views::reverse(parts)) {
+  QStringList parts = cgroup.trimmed().split(u'/');
+  while (!parts.isEmpty()) {
+    const QString part = parts.takeLast();
     const bool scope = part.endsWith(".scope"_L1);
     if (!part.startsWith("app-"_L1) || !(scope || part.endsWith(".service"_L1))) continue;
     QString id = part.left(part.lastIndexOf(u'.'));
