@@ -119,9 +119,9 @@ VideoSourceFactory HostAppDelegate::videoSources() {
                            int fps, int width,
                            int height) { return std::make_unique<DummyVideoSource>(fps, width, height, environment); },
           .screen =
-              [](int width, int height, int fps, int displayIndex, std::function<void(const QString&)> onPermission) {
+              [](int width, int height, int fps, int displayIndex, ScreenNews news) {
                 return std::make_unique<ScreenVideoSource>([] { return makeX11ScreenCapture(); }, width, height, fps,
-                                                           displayIndex, std::move(onPermission));
+                                                           displayIndex, std::move(news));
               }};
 }
 

@@ -296,6 +296,7 @@ SessionFigures Host::sessionFigures() const {
 SharingControl::Callbacks Host::sharingCallbacks() {
   return {.makeOffer = [this] { negotiation_.makeOffer(); },
           .changed = [this] { changed(); },
+          .displayResized = [this] { quality_->displayResized(); },
           .input = {.setMappingMode = [this](bool usePoints) { injector_.setMappingMode(usePoints); },
                     .setOrigin = [this](bool topOrigin) { injector_.setOrigin(topOrigin); },
                     .setTargetScreen = [this](int index) { injector_.setTargetScreen(index); }}};

@@ -31,6 +31,23 @@ async function size(page, width, height) {
   });
 }
 
+test('thePictureFollowsADisplayThatChangesItsSize', async (t) => {
+  await withSession(t, { screen: '1280x1024' }, async (session) => {
+    const page = await session.bare();
+    const viewer = await new BareControl(page).open();
+    await viewer.send({ type: 'quality', preset: 'native' });
+    await size(page, 1280, 1024);
+    await session.screen.resize(800, 600);
+    await size(page, 800, 600);
+    await session.screen.paint('#a06020');
+    await shows(page, '#a06020', { deadline: 10000 });
+    await viewer.send({ type: 'quality', preset: 'low' });
+    await size(page, 720, 540);
+    await session.screen.resize(1280, 1024);
+    await size(page, 672, 540);
+  });
+});
+
 test('everyPresetReachesTheViewerWithItsSizeRateAndBitRate', async (t) => {
   await withSession(t, { screen: '1920x1080' }, async (session) => {
     const page = await session.bare();

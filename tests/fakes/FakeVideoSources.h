@@ -23,7 +23,7 @@ struct FakeSource {
   bool destroyed = false;
   int refreshes = 0;
   qint64 lastCaptureWallNs = 0;
-  std::function<void(const QString&)> onPermission;
+  ScreenNews news;
   ScreenVideo::Done startDone;
 
   // The asynchronous start has returned.
@@ -98,10 +98,10 @@ class FakeVideoSources {
                   return std::make_unique<FakeSyntheticVideo>(std::move(source), &journal_);
                 },
             .screen =
-                [this](int width, int height, int fps, int displayIndex, std::function<void(const QString&)> refused) {
+                [this](int width, int height, int fps, int displayIndex, ScreenNews news) {
                   auto source = add(screens, QStringLiteral("screen"), width, height, fps);
                   source->displayIndex = displayIndex;
-                  source->onPermission = std::move(refused);
+                  source->news = std::move(news);
                   return std::make_unique<FakeScreenVideo>(std::move(source), &journal_);
                 }};
   }

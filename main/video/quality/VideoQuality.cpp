@@ -65,6 +65,16 @@ VideoTarget VideoQuality::nativeBucket() const {
   return target;
 }
 
+VideoTarget VideoQuality::targetOf(const QString& preset) const {
+  VideoTarget target = preset == "native"_L1 ? nativeBucket() : presetTarget(preset);
+  if (!sharing_.useScreenSource()) return target;
+  const auto display = sharedDisplay();
+  if (display && display->bounds.height() > 0) {
+    target.width = std::min(widthForDisplay(display->bounds.size(), target.height), kWidest);
+  }
+  return target;
+}
+
 void VideoQuality::applyQualityPreset(const QString& name) {
   QString preset = name.left(kLongestName);
   if (preset == "auto"_L1) {
@@ -72,15 +82,10 @@ void VideoQuality::applyQualityPreset(const QString& name) {
     preset =
         pickAutoPreset(list.empty() ? std::nullopt : std::optional(static_cast<int>(list.front().frame().height())));
   }
-  VideoTarget target = preset == "native"_L1 ? nativeBucket() : presetTarget(preset);
+  const VideoTarget target = targetOf(preset);
   if (preset == "gaming"_L1) preferredCodecName_ = u"vp8"_s;
-
-  if (sharing_.useScreenSource()) {
-    const auto display = sharedDisplay();
-    if (display && display->bounds.height() > 0) {
-      target.width = std::min(widthForDisplay(display->bounds.size(), target.height), kWidest);
-    }
-  }
+  presetSize_ = true;
+  presetRates_ = true;
   if (VideoSender* sender = sharing_.videoSender()) {
     sender->changeEncodings(
         {.maxBitrateBps = target.kbps * 1000, .maxFramerate = target.fps, .scaleResolutionDownBy = 1.0});
@@ -98,6 +103,8 @@ void VideoQuality::applyVideoParams(std::optional<qint64> maxBitrateKbps, std::o
   const auto newHeight = clamped(height, kSmallestSide, kHighest);
   if (!newKbps && !newFps && !(newWidth && newHeight)) return;
 
+  if (newWidth || newHeight) presetSize_ = false;
+  if (newKbps || newFps) presetRates_ = false;
   VideoTarget target = lastTarget_;
   target.width = newWidth.value_or(target.width);
   target.height = newHeight.value_or(target.height);
@@ -117,6 +124,22 @@ void VideoQuality::applyVideoParams(std::optional<qint64> maxBitrateKbps, std::o
   }
   if (newFps || newWidth || newHeight) feedSource(currentQualityPreset_, target);
   store(currentQualityPreset_, target);
+}
+
+void VideoQuality::displayResized() {
+  if (!presetSize_ || !sharing_.useScreenSource()) return;
+  VideoTarget target = targetOf(currentQualityPreset_);
+  if (!presetRates_) {
+    target.fps = lastTarget_.fps;
+    target.kbps = lastTarget_.kbps;
+  }
+  if (target == lastTarget_) return;
+  VideoSender* const sender = sharing_.videoSender();
+  if (sender && target.kbps != lastTarget_.kbps) {
+    sender->changeEncodings({.maxBitrateBps = target.kbps * 1000, .maxFramerate = {}, .scaleResolutionDownBy = {}});
+  }
+  store(currentQualityPreset_, target);
+  feedSource(currentQualityPreset_, target);
 }
 
 void VideoQuality::senderReplaced() {

@@ -34,6 +34,9 @@ class VideoQuality {
   // Applies explicit values (each optional, any number: clamped to what encoders accept).
   void applyVideoParams(std::optional<qint64> maxBitrateKbps, std::optional<qint64> fps, std::optional<qint64> width,
                         std::optional<qint64> height);
+  // The display that is captured has another size: what a preset made follows its proportions; sizes and rates that
+  // were asked for as such stay.
+  void displayResized();
   // "codec": choice of codec and H.264 profile for the next offers.
   void handleCodec(const JsonObject& message);
   // "client_prefs": a viewer's wishes at the signalling level; none without a "prefs" object.
@@ -55,6 +58,7 @@ class VideoQuality {
  private:
   std::optional<Display> sharedDisplay() const;
   VideoTarget nativeBucket() const;
+  VideoTarget targetOf(const QString& preset) const;
   void applyPreferences(const QString& preset);
   void feedSource(const QString& preset, const VideoTarget& target);
   void store(const QString& preset, const VideoTarget& target);
@@ -67,6 +71,9 @@ class VideoQuality {
   VideoTarget lastTarget_;
   // A preset or parameters have been applied since the start.
   bool applied_ = false;
+  // Which of the targets the preset chose.
+  bool presetSize_ = false;
+  bool presetRates_ = false;
   std::optional<QString> preferredCodecName_;
   std::optional<QString> h264Profile_;
 };

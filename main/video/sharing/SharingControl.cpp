@@ -67,10 +67,15 @@ void SharingControl::startSharing() {
   if (sharingEnabled_) return;
   sharingEnabled_ = true;
   const VideoEnvironment video = readVideoEnvironment(environment_);
-  screenSource_ = factory_.screen(video.width, video.height, video.fps, displayIndexUsed_,
-                                  [weak = std::weak_ptr(self_)](const QString& permission) {
-                                    if (const auto self = weak.lock()) (*self)->notifyClientPermission(permission);
-                                  });
+  ScreenNews news{.refused =
+                      [weak = std::weak_ptr(self_)](const QString& permission) {
+                        if (const auto self = weak.lock()) (*self)->notifyClientPermission(permission);
+                      },
+                  .resized =
+                      [weak = std::weak_ptr(self_)] {
+                        if (const auto self = weak.lock()) (*self)->callbacks_.displayResized();
+                      }};
+  screenSource_ = factory_.screen(video.width, video.height, video.fps, displayIndexUsed_, std::move(news));
   screenSource_->setActive(viewerConnected_);
   callbacks_.input.setTargetScreen(displayIndexUsed_);
   if (videoSender_) videoSender_->replaceTrack(*screenSource_);

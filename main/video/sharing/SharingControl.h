@@ -27,6 +27,8 @@ class SharingControl {
     std::function<void()> makeOffer;
     // Something that the menu shows changed.
     std::function<void()> changed;
+    // The display that is captured has another size than before.
+    std::function<void()> displayResized;
     InputTargeting input;
   };
 

@@ -36,12 +36,17 @@ class ScreenVideo : public VideoTrackSource {
   virtual qint64 lastCaptureWallNs() const = 0;
 };
 
+// What the captured screen tells. Called on the main thread; each may be empty.
+struct ScreenNews {
+  // A permission is missing: its name.
+  std::function<void(const QString& permission)> refused;
+  // The display that is captured has another size than before, without having been asked for.
+  std::function<void()> resized;
+};
+
 struct VideoSourceFactory {
   std::function<std::unique_ptr<SyntheticVideo>(int fps, int width, int height)> synthetic;
-  // `onPermission` is called on the main thread with the name of the missing permission.
-  std::function<std::unique_ptr<ScreenVideo>(int width, int height, int fps, int displayIndex,
-                                             std::function<void(const QString&)> onPermission)>
-      screen;
+  std::function<std::unique_ptr<ScreenVideo>(int width, int height, int fps, int displayIndex, ScreenNews news)> screen;
 };
 
 }  // namespace vantora

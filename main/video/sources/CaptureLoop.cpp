@@ -27,8 +27,8 @@ std::int64_t wallNanoseconds() {
 }  // namespace
 
 CaptureLoop::CaptureLoop(std::unique_ptr<ScreenCapture> capture, rtc::scoped_refptr<FrameSource> source,
-                         Callback refused)
-    : capture_(std::move(capture)), source_(std::move(source)), refused_(std::move(refused)) {
+                         News news)
+    : capture_(std::move(capture)), source_(std::move(source)), news_(std::move(news)) {
   thread_ = std::thread([this] { run(); });
   pthread_setname_np(thread_.native_handle(), "screen-capture");
 }
@@ -119,6 +119,7 @@ void CaptureLoop::restart(const std::vector<Callback>& waiting) {
   firstPicturePending_ = false;
   reopenAt_.reset();
   lastFrame_ = nullptr;
+  displaySize_.reset();
   if (settings_) openFirst();
   for (const Callback& ended : waiting) ended();
 }
@@ -127,7 +128,7 @@ void CaptureLoop::refuse(const QString& error) {
   logLine(u"[sc] start error: "_s + error);
   logLine(u"[sc] Required permissions in System Settings \u2192 Privacy & Security:"_s);
   logLine(u"[sc] - Screen Recording (for video capture)"_s);
-  refused_();
+  news_.refused();
 }
 
 void CaptureLoop::openFirst() {
@@ -241,6 +242,8 @@ void CaptureLoop::captured(const ScreenPicture& picture, rtc::scoped_refptr<webr
   }
   handOn();
   pacer_.sentChange(start);
+  const QSize display(picture.width, picture.height);
+  if (std::exchange(displaySize_, display).value_or(display) != display) news_.resized();
 }
 
 void CaptureLoop::repeat(Time start) {

@@ -36,8 +36,14 @@ class CaptureLoop {
   using Callback = std::function<void()>;
   static constexpr std::chrono::milliseconds kPatience{500};
 
-  // `refused` is called on the capture thread once for every attempt to start that ends in a refusal.
-  CaptureLoop(std::unique_ptr<ScreenCapture> capture, rtc::scoped_refptr<FrameSource> source, Callback refused);
+  // Called on the capture thread.
+  struct News {
+    // Once for every attempt to start that ends in a refusal.
+    Callback refused;
+    // The display's picture has another size than the last one since the start.
+    Callback resized;
+  };
+  CaptureLoop(std::unique_ptr<ScreenCapture> capture, rtc::scoped_refptr<FrameSource> source, News news);
   ~CaptureLoop();
   CaptureLoop(const CaptureLoop&) = delete;
   CaptureLoop& operator=(const CaptureLoop&) = delete;
@@ -85,7 +91,7 @@ class CaptureLoop {
 
   const std::unique_ptr<ScreenCapture> capture_;
   const rtc::scoped_refptr<FrameSource> source_;
-  const Callback refused_;
+  const News news_;
   std::atomic<std::int64_t> lastCaptureWallNs_{0};
   std::atomic<bool> encoderAsked_{false};
 
@@ -106,6 +112,7 @@ class CaptureLoop {
   FrameConverter converter_;
   rtc::scoped_refptr<webrtc::I420Buffer> lastFrame_;
   QSize loggedSize_;
+  std::optional<QSize> displaySize_;  // Of the last picture since the start.
 
   std::thread thread_;  // Last: it uses all of the above.
 };

@@ -14,8 +14,8 @@ using namespace Qt::Literals::StringLiterals;
 namespace vantora {
 
 struct ScreenVideoSource::Native {
-  Native(std::unique_ptr<ScreenCapture> capture, CaptureLoop::Callback refused)
-      : source(rtc::make_ref_counted<FrameSource>()), loop(std::move(capture), source, std::move(refused)) {
+  Native(std::unique_ptr<ScreenCapture> capture, CaptureLoop::News news)
+      : source(rtc::make_ref_counted<FrameSource>()), loop(std::move(capture), source, std::move(news)) {
     source->setRefreshHandler([this] { loop.encoderAsked(); });
   }
   // The library may keep the source for longer, so it must forget the loop.
@@ -26,19 +26,28 @@ struct ScreenVideoSource::Native {
 };
 
 ScreenVideoSource::ScreenVideoSource(const ScreenCaptureFactory& makeCapture, int width, int height, int fps,
-                                     int displayIndex, PermissionCallback onPermission)
+                                     int displayIndex, ScreenNews news)
     : width_(width),
       height_(height),
       fps_(clampedFps(fps)),
       displayIndex_(std::max(displayIndex, 0)),
-      onPermission_(std::make_shared<const PermissionCallback>(std::move(onPermission))) {
-  const std::weak_ptr<const PermissionCallback> weak = onPermission_;
-  native_ = std::make_unique<Native>(makeCapture(), [weak] {
-    postToMain([weak] {
-      const auto callback = weak.lock();
-      if (callback && *callback) (*callback)(u"screen_recording"_s);
-    });
-  });
+      news_(std::make_shared<const ScreenNews>(std::move(news))) {
+  const std::weak_ptr<const ScreenNews> weak = news_;
+  CaptureLoop::News loopNews{.refused =
+                                 [weak] {
+                                   postToMain([weak] {
+                                     const auto owner = weak.lock();
+                                     if (owner && owner->refused) owner->refused(u"screen_recording"_s);
+                                   });
+                                 },
+                             .resized =
+                                 [weak] {
+                                   postToMain([weak] {
+                                     const auto owner = weak.lock();
+                                     if (owner && owner->resized) owner->resized();
+                                   });
+                                 }};
+  native_ = std::make_unique<Native>(makeCapture(), std::move(loopNews));
   const QSize size = frameSizeFor(width_, height_);
   native_->source->adaptOutputFormat(size.width(), size.height(), fps_);
 }
@@ -49,8 +58,8 @@ webrtc::VideoTrackSourceInterface* ScreenVideoSource::native() { return native_-
 
 void ScreenVideoSource::start(Done done) {
   thread_.check("ScreenVideoSource::start");
-  // The permission callback stands for this object: when it is gone, so is the source.
-  const std::weak_ptr<const PermissionCallback> weak = onPermission_;
+  // The callbacks stand for this object: when they are gone, so is the source.
+  const std::weak_ptr<const ScreenNews> weak = news_;
   native_->loop.start({width_, height_, fps_, displayIndex_}, [weak, done = std::move(done)] {
     postToMain([weak, done] {
       if (!weak.expired() && done) done();

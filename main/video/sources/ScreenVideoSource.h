@@ -20,13 +20,11 @@ namespace vantora {
 // Callbacks arrive on the main thread, and not after the destruction.
 class ScreenVideoSource final : public ScreenVideo {
  public:
-  // Gets the name of the permission that is missing: "screen_recording".
-  using PermissionCallback = std::function<void(const QString& permission)>;
-
   // Captures nothing yet. `fps` is clamped to 1..120, a negative `displayIndex` becomes 0; a display
-  // index beyond the last display means the last one. `onPermission` may be empty.
+  // index beyond the last display means the last one. The permission that can be missing is
+  // "screen_recording".
   ScreenVideoSource(const ScreenCaptureFactory& makeCapture, int width, int height, int fps, int displayIndex,
-                    PermissionCallback onPermission);
+                    ScreenNews news);
   ~ScreenVideoSource() override;
   ScreenVideoSource(const ScreenVideoSource&) = delete;
   ScreenVideoSource& operator=(const ScreenVideoSource&) = delete;
@@ -34,7 +32,7 @@ class ScreenVideoSource final : public ScreenVideo {
   webrtc::VideoTrackSourceInterface* native() override;
 
   // Opens the display and begins; the log tells what came of it, and a refusal is reported through
-  // `onPermission` once an attempt, without a retry. `done` is called when the attempt has ended,
+  // `refused` once an attempt, without a retry. `done` is called when the attempt has ended,
   // whatever its outcome. Calls in quick succession may be joined into one attempt with the newest
   // values; each `done` is called. A display that is lost later comes back by itself, in silence.
   void start(Done done) override;
@@ -66,8 +64,8 @@ class ScreenVideoSource final : public ScreenVideo {
   int height_;
   int fps_;
   int displayIndex_;
-  std::shared_ptr<const PermissionCallback> onPermission_;  // Posted callbacks hold it weakly.
-  std::unique_ptr<Native> native_;                          // Last: its thread ends first.
+  std::shared_ptr<const ScreenNews> news_;  // Posted callbacks hold it weakly.
+  std::unique_ptr<Native> native_;          // Last: its thread ends first.
 };
 
 }  // namespace vantora

@@ -40,6 +40,17 @@ export class Xvfb {
     return this.run('xsetroot', ['-solid', colour]);
   }
 
+  /// Gives the only monitor another size, as a person would in the display settings; at most the size at the start.
+  async resize(width, height) {
+    const mode = `${width}x${height}`;
+    const modes = await this.run('xrandr', []);
+    if (!modes.includes(` ${mode} `)) {
+      await this.run('xrandr', ['--newmode', mode, '50', ...Array(4).fill(String(width)), ...Array(4).fill(String(height))]);
+      await this.run('xrandr', ['--addmode', 'screen', mode]);
+    }
+    await this.run('xrandr', ['--output', 'screen', '--mode', mode]);
+  }
+
   /// Where the pointer is, in pixels of the root window.
   async pointer() {
     const text = await this.run('xdotool', ['getmouselocation', '--shell']);

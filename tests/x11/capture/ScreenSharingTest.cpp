@@ -53,8 +53,10 @@ class ScreenSharingTest : public testing_support::MainThreadTest {
   void SetUp() override { ASSERT_TRUE(server.running()); }
 
   void begin(int width, int height, int fps, int displayIndex = 0) {
-    source = std::make_unique<ScreenVideoSource>(captureOf(server.display()), width, height, fps, displayIndex,
-                                                 [this](const QString& name) { permissions.append(name); });
+    source = std::make_unique<ScreenVideoSource>(
+        captureOf(server.display()), width, height, fps, displayIndex,
+        ScreenNews{.refused = [this](const QString& name) { permissions.append(name); },
+                   .resized = [this] { ++resizes; }});
     sink = std::make_unique<FrameSink>(source->native());
     bool ended = false;
     source->start([&] { ended = true; });
@@ -68,6 +70,7 @@ class ScreenSharingTest : public testing_support::MainThreadTest {
   XvfbServer server{1920, 1080};
   LockedLog log;
   QStringList permissions;
+  int resizes = 0;
   std::unique_ptr<ScreenVideoSource> source;
   std::unique_ptr<FrameSink> sink;  // After the source: goes first.
 };
@@ -96,6 +99,7 @@ TEST_F(ScreenSharingTest, keepsTheFramesSizeWhenTheScreenChangesIts) {
   ASSERT_TRUE(showsSoon(kWhiteLuma));
   for (const auto& frame : sink->frames()) EXPECT_EQ(QSize(frame.width, frame.height), QSize(1280, 720));
   EXPECT_TRUE(permissions.isEmpty());
+  EXPECT_TRUE(pumpUntil([&] { return resizes == 1; })) << resizes;
 }
 
 TEST_F(ScreenSharingTest, sendsAChangeWithinFiveMilliseconds) {
@@ -173,7 +177,7 @@ TEST_F(ScreenSharingTest, waitsForAServerThatGoesAway) {
 
 TEST_F(ScreenSharingTest, reportsAServerThatIsNotThereAsAMissingPermission) {
   ScreenVideoSource other(captureOf(u":54321"_s), 640, 360, 30, 0,
-                          [this](const QString& name) { permissions.append(name); });
+                          {.refused = [this](const QString& name) { permissions.append(name); }, .resized = {}});
   bool ended = false;
   other.start([&] { ended = true; });
   ASSERT_TRUE(pumpUntil([&] { return ended; }));

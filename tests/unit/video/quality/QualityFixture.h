@@ -34,6 +34,7 @@ class QualityFixture : public testing::Test {
   SharingControl::Callbacks sharingCallbacks() {
     return {.makeOffer = [this] { journal_.note(QStringLiteral("offer")); },
             .changed = [this] { journal_.note(QStringLiteral("changed")); },
+            .displayResized = [this] { quality_.displayResized(); },
             .input = {[](bool) {}, [](bool) {}, [](int) {}}};
   }
 

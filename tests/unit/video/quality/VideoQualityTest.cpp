@@ -115,6 +115,49 @@ TEST_F(VideoQualityTest, followsTheSharedDisplaysAspectRatio) {
   EXPECT_EQ(quality_.lastTarget().width, 816);
 }
 
+TEST_F(VideoQualityTest, followsADisplayThatChangesItsSize) {
+  share();
+  quality_.applyQualityPreset(u"high"_s);
+  journal_.take();
+  displays_.set({{.bounds = {0, 0, 1280, 1024}}});
+  sources_.screen().news.resized();
+  EXPECT_EQ(quality_.lastTarget(), (VideoTarget{1344, 1080, 60, 6000}));
+  EXPECT_EQ(journal_.take(), (QStringList{u"log: [quality] changed → 1344x1080@60 kbps=6000 preset=high"_s,
+                                          u"changed"_s, u"screen 1: reconfigure 1344x1080@60"_s}));
+  sources_.screen().news.resized();
+  EXPECT_TRUE(journal_.take().isEmpty()) << "nothing to change";
+}
+
+TEST_F(VideoQualityTest, sendsADisplayThatChangesItsSizeNatively) {
+  share();
+  quality_.applyQualityPreset(u"native"_s);
+  journal_.take();
+  displays_.set({{.bounds = {0, 0, 1280, 800}}});
+  sources_.screen().news.resized();
+  EXPECT_EQ(quality_.lastTarget(), (VideoTarget{1280, 800, 60, 6144}));
+  EXPECT_EQ(journal_.with("sender: "_L1), QStringList{u"sender: encodings bps=6144000"_s});
+}
+
+TEST_F(VideoQualityTest, keepsWhatWasAskedForWhenTheDisplayChangesItsSize) {
+  share();
+  quality_.applyQualityPreset(u"native"_s);
+  quality_.applyVideoParams(900, 10, {}, {});
+  displays_.set({{.bounds = {0, 0, 1280, 800}}});
+  sources_.screen().news.resized();
+  EXPECT_EQ(quality_.lastTarget(), (VideoTarget{1280, 800, 10, 900}));
+  quality_.applyVideoParams({}, {}, 640, 480);
+  displays_.set({{.bounds = {0, 0, 1920, 1080}}});
+  sources_.screen().news.resized();
+  EXPECT_EQ(quality_.lastTarget(), (VideoTarget{640, 480, 10, 900}));
+}
+
+TEST_F(VideoQualityTest, leavesTheSizeOfTheEnvironmentWhenTheDisplayChangesIts) {
+  share();
+  displays_.set({{.bounds = {0, 0, 1280, 800}}});
+  sources_.screen().news.resized();
+  EXPECT_TRUE(journal_.take().isEmpty());
+}
+
 TEST_F(VideoQualityTest, keepsThePresetsWidthWithoutAUsableDisplay) {
   share();
   displays_.set({});

@@ -188,7 +188,7 @@ TEST_F(SharingControlTest, ignoresAStartThatReturnsAfterSharingStopped) {
 TEST_F(SharingControlTest, tellsTheViewerWhichPermissionIsMissing) {
   start();
   sharing_.startSharing();
-  sources_.screen().onPermission(u"screen_recording"_s);
+  sources_.screen().news.refused(u"screen_recording"_s);
   EXPECT_EQ(outlet_.sent,
             (QList<Sent>{{ControlChannel::control,
                           {{u"type"_s, u"permission_required"_s}, {u"permission"_s, u"screen_recording"_s}}}}));
@@ -201,7 +201,7 @@ TEST_F(SharingControlTest, dropsThePermissionNoticeWithoutAControlChannel) {
   start();
   sharing_.startSharing();
   outlet_.control.exists = false;
-  sources_.screen().onPermission(u"screen_recording"_s);
+  sources_.screen().news.refused(u"screen_recording"_s);
   EXPECT_TRUE(outlet_.sent.isEmpty());
 }
 
@@ -287,7 +287,7 @@ TEST_F(SharingControlTest, replacesTheSyntheticSourceByAStartedOne) {
 TEST_F(SharingControlTest, stopsItsSourcesAtTheEnd) {
   {
     SharingControl sharing(Environment::of({}), displays_, outlet_, sources_.factory(),
-                           {.makeOffer = [] {}, .changed = [] {}, .input = {[](bool) {}, [](bool) {}, [](int) {}}});
+                           {.makeOffer = [] {}, .changed = [] {}, .displayResized = [] {}, .input = {[](bool) {}, [](bool) {}, [](int) {}}});
     std::unique_ptr<VideoSender> sender;
     sharing.startVideoSource(*peer_, sender);
     sharing.startSharing();

@@ -16,8 +16,10 @@ inline constexpr int kWhiteLuma = 235;
 class ScreenVideoSourceTest : public MainThreadTest {
  protected:
   std::unique_ptr<ScreenVideoSource> make(int width, int height, int fps, int displayIndex = 0) {
-    return std::make_unique<ScreenVideoSource>(screen->factory(), width, height, fps, displayIndex,
-                                               [this](const QString& name) { permissions.append(name); });
+    return std::make_unique<ScreenVideoSource>(
+        screen->factory(), width, height, fps, displayIndex,
+        ScreenNews{.refused = [this](const QString& name) { permissions.append(name); },
+                   .resized = [this] { ++resizes; }});
   }
   // Starts and waits for the end of the attempt.
   [[nodiscard]] bool start(ScreenVideoSource& source) {
@@ -28,6 +30,7 @@ class ScreenVideoSourceTest : public MainThreadTest {
 
   LockedLog log;
   QStringList permissions;
+  int resizes = 0;
   std::shared_ptr<fakes::FakeScreen> screen = fakes::FakeScreen::make({{64, 48}});
 };
 

@@ -96,11 +96,18 @@ TEST_F(ScreenVideoSourceTest, treatsADisplayThatCannotBeReadAsARefusal) {
   EXPECT_EQ(permissions, QStringList{u"screen_recording"_s});
 }
 
-TEST_F(ScreenVideoSourceTest, worksWithoutAPermissionCallback) {
+TEST_F(ScreenVideoSourceTest, worksWithoutCallbacks) {
   screen->refuseWith(u"not today"_s);
-  ScreenVideoSource source(screen->factory(), 64, 48, 30, 0, nullptr);
+  ScreenVideoSource source(screen->factory(), 64, 48, 30, 0, {});
+  FrameSink sink(source.native());
   ASSERT_TRUE(start(source));
   EXPECT_EQ(log.lines(), refusalLines());
+  screen->refuseWith({});
+  ASSERT_TRUE(start(source));
+  ASSERT_TRUE(pumpUntil([&] { return sink.count() > 0; }));
+  const std::size_t before = sink.count();
+  screen->setDisplays({{32, 32}});
+  EXPECT_TRUE(pumpUntil([&] { return sink.count() > before; }));
 }
 
 TEST_F(ScreenVideoSourceTest, saysThatThereIsNoDisplayWithoutBlamingAPermission) {
@@ -116,6 +123,35 @@ TEST_F(ScreenVideoSourceTest, capturesTheLastDisplayForAnIndexBeyondIt) {
   const auto source = make(16, 16, 30, 3);
   ASSERT_TRUE(start(*source));
   EXPECT_EQ(log.lines().first(), u"[sc] Video capture started at 16x16@30 displayIndex=1"_s);
+}
+
+TEST_F(ScreenVideoSourceTest, tellsThatTheDisplayHasAnotherSize) {
+  const auto source = make(64, 48, 60);
+  FrameSink sink(source->native());
+  ASSERT_TRUE(start(*source));
+  screen->paint(kWhite);
+  ASSERT_TRUE(pumpUntil([&] { return sink.count() > 0 && sink.last().luma == kWhiteLuma; }));
+  EXPECT_EQ(resizes, 0);
+  screen->setDisplays({{48, 64}});
+  ASSERT_TRUE(pumpUntil([&] { return resizes == 1; }));
+  screen->paint(kBlack);
+  ASSERT_TRUE(pumpUntil([&] { return sink.last().luma != kWhiteLuma; }));
+  EXPECT_EQ(resizes, 1);
+}
+
+TEST_F(ScreenVideoSourceTest, tellsNothingOfTheSizeOfADisplayThatWasAskedFor) {
+  screen->setDisplays({{64, 48}, {32, 32}});
+  const auto source = make(64, 48, 60);
+  FrameSink sink(source->native());
+  ASSERT_TRUE(start(*source));
+  ASSERT_TRUE(pumpUntil([&] { return sink.count() > 0; }));
+  bool ended = false;
+  source->setDisplayIndex(1, [&] { ended = true; });
+  ASSERT_TRUE(pumpUntil([&] { return ended; }));
+  const std::size_t before = sink.count();
+  screen->paint(kWhite);
+  ASSERT_TRUE(pumpUntil([&] { return sink.count() > before; }));
+  EXPECT_EQ(resizes, 0);
 }
 
 TEST_F(ScreenVideoSourceTest, movesToAnotherDisplay) {
