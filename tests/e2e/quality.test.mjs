@@ -31,6 +31,20 @@ async function size(page, width, height) {
   });
 }
 
+/// Waits for two and a half seconds whose rates lie within these limits: the machine may be busy with something else for
+/// a while, and what was held up then comes all at once.
+async function receives(t, page, what, { fps, kbps }) {
+  const within = (value, [least, most]) => value >= least && value <= most;
+  const seen = [];
+  for (let look = 0; look < 4; ++look) {
+    const rates = await receivedRates(page, 2500);
+    seen.push(`${rates.fps.toFixed(1)} fps, ${rates.kbps.toFixed(0)} kbit/s`);
+    t.diagnostic(`${what}: ${seen.at(-1)}, ${rates.codec}`);
+    if (within(rates.fps, fps) && within(rates.kbps, kbps)) return;
+  }
+  assert.fail(`${what}: ${seen.join('; ')}`);
+}
+
 test('thePictureFollowsADisplayThatChangesItsSize', async (t) => {
   await withSession(t, { screen: '1280x1024' }, async (session) => {
     const page = await session.bare();
@@ -56,12 +70,7 @@ test('everyPresetReachesTheViewerWithItsSizeRateAndBitRate', async (t) => {
     for (const { preset, width, height, fps, kbps, holds } of presets) {
       await viewer.send({ type: 'quality', preset });
       await size(page, width, height);
-      const rates = await receivedRates(page, 2500);
-      t.diagnostic(`${preset}: ${rates.fps.toFixed(1)} fps, ${rates.kbps.toFixed(0)} kbit/s, ${rates.codec}`);
-      assert.ok(rates.fps <= fps * 1.1 + 1, `${preset}: ${rates.fps} fps`);
-      assert.ok(rates.fps >= fps * (holds ? 0.6 : 0.1), `${preset}: ${rates.fps} fps`);
-      assert.ok(rates.kbps <= kbps * 1.25, `${preset}: ${rates.kbps} kbit/s`);
-      assert.ok(rates.kbps >= Math.min(kbps, 1500) * 0.3, `${preset}: ${rates.kbps} kbit/s`);
+      await receives(t, page, preset, { fps: [fps * (holds ? 0.6 : 0.1), fps * 1.1 + 1], kbps: [Math.min(kbps, 1500) * 0.3, kbps * 1.25] });
     }
   });
 });
@@ -73,10 +82,7 @@ test('videoParametersReachTheViewer', async (t) => {
     session.keep(session.screen.scrollingText());
     await viewer.send({ type: 'video_params', width: 800, height: 450, fps: 10, maxBitrateKbps: 700 });
     await size(page, 800, 450);
-    const slow = await receivedRates(page, 3000);
-    t.diagnostic(`10 fps, 700 kbit/s: ${slow.fps.toFixed(1)} fps, ${slow.kbps.toFixed(0)} kbit/s`);
-    assert.ok(slow.fps <= 12 && slow.fps >= 6, `${slow.fps} fps`);
-    assert.ok(slow.kbps <= 900, `${slow.kbps} kbit/s`);
+    await receives(t, page, '10 fps, 700 kbit/s', { fps: [6, 12], kbps: [0, 900] });
     await viewer.send({ type: 'video_params', maxBitrateKbps: 200 });
     await until(async () => (await receivedRates(page, 1500)).kbps <= 280, { deadline: 15000, what: 'at most 200 kbit/s' });
     await viewer.send({ type: 'video_params', fps: 25 });
@@ -90,8 +96,7 @@ test('theSyntheticSourceFollowsToo', async (t) => {
     const viewer = await new BareControl(page).open();
     await viewer.send({ type: 'quality', preset: 'low' });
     await size(page, 960, 540);
-    const rates = await receivedRates(page, 2000);
-    assert.ok(rates.fps <= 33 && rates.fps >= 15, `${rates.fps} fps`);
+    await receives(t, page, 'low', { fps: [15, 33], kbps: [0, 1500] });
     await viewer.send({ type: 'video_params', width: 640, height: 360, fps: 10 });
     await size(page, 640, 360);
     await until(async () => (await receivedRates(page, 1500)).fps < 13, { deadline: 15000, what: '10 frames a second' });
