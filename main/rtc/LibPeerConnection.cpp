@@ -2,9 +2,11 @@
 
 #include <api/jsep.h>
 #include <pc/ice_server_parsing.h>
+#include <pc/session_description.h>
 
 #include "main/base/Log.h"
 #include "main/base/MainThread.h"
+#include "main/rtc/AnswerCheck.h"
 #include "main/rtc/CandidateNames.h"
 #include "main/rtc/LibDataChannel.h"
 #include "main/rtc/LibVideoSender.h"
@@ -104,6 +106,25 @@ IceState iceStateOf(webrtc::PeerConnectionInterface::IceConnectionState state) {
   return IceState::count;
 }
 
+// Takes what arrives on channels that the viewer opened and throws it away: the library would keep it for somebody to
+// come, 16 MiB of it for each of a thousand channels.
+class DiscardingObserver final : public webrtc::DataChannelObserver {
+ public:
+  void OnStateChange() override {}
+  void OnMessage(const webrtc::DataBuffer&) override {}
+};
+
+DiscardingObserver& discardingObserver() {
+  static DiscardingObserver observer;
+  return observer;
+}
+
+// The ICE user name of a description; empty without one.
+std::string iceUserName(const webrtc::SessionDescriptionInterface& description) {
+  const auto& transports = description.description()->transport_infos();
+  return transports.empty() ? std::string() : transports.front().description.ice_ufrag;
+}
+
 // A completion for the library: hops to main, where it is dropped once the connection is gone.
 template <typename AlivePtr>
 std::function<void(webrtc::RTCError)> hopping(std::weak_ptr<AlivePtr> alive, PeerConnection::Done done) {
@@ -147,7 +168,9 @@ class LibPeerConnection::Observer final : public webrtc::PeerConnectionObserver 
   }
   void OnSignalingChange(webrtc::PeerConnectionInterface::SignalingState) override {}
   void OnIceGatheringChange(webrtc::PeerConnectionInterface::IceGatheringState) override {}
-  void OnDataChannel(rtc::scoped_refptr<webrtc::DataChannelInterface>) override {}
+  void OnDataChannel(rtc::scoped_refptr<webrtc::DataChannelInterface> channel) override {
+    channel->RegisterObserver(&discardingObserver());
+  }
 
  private:
   template <typename Task>
@@ -261,6 +284,15 @@ void LibPeerConnection::setRemoteAnswer(const QString& sdp, Done done) {
                          parseError.description.empty() ? "not a session description" : parseError.description));
     return;
   }
+  if (const auto harm = makeHarmless(*description)) {
+    hop(webrtc::RTCError(webrtc::RTCErrorType::INVALID_PARAMETER, *harm));
+    return;
+  }
+  // A new user name begins a new set of candidates; the library forgets those of the one before.
+  if (std::string userName = iceUserName(*description); userName != remoteUserName_) {
+    remoteUserName_ = std::move(userName);
+    candidatesTaken_ = 0;
+  }
   connection_->SetRemoteDescription(std::move(description), rtc::make_ref_counted<RemoteObserver>(hop));
 }
 
@@ -292,6 +324,11 @@ void LibPeerConnection::addCandidate(const IceCandidate& candidate, Done done) {
                          parseError.description.empty() ? "not a candidate" : parseError.description));
     return;
   }
+  if (candidatesTaken_ >= kMostCandidates) {
+    hop(webrtc::RTCError(webrtc::RTCErrorType::RESOURCE_EXHAUSTED, "too many candidates"));
+    return;
+  }
+  ++candidatesTaken_;
   connection_->AddIceCandidate(std::move(parsed), hop);
 }
 

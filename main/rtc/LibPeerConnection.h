@@ -48,6 +48,9 @@ class LibPeerConnection final : public PeerConnection {
   std::shared_ptr<KeyFrameWish> keyFrameWish_;
   // The newest offer as the library made it.
   QString offered_;
+  // Of the answer in force, and how many candidates came with that ICE user name.
+  std::string remoteUserName_;
+  std::size_t candidatesTaken_ = 0;
   std::unique_ptr<Observer> observer_;
   rtc::scoped_refptr<webrtc::PeerConnectionInterface> connection_;
 };

@@ -5,10 +5,11 @@
 
 namespace vantora {
 
-// `rewritten` with each format line that names an H.264 profile as it stands in `offered`, the library's own text of
-// the same offer: the library takes no local description with a profile that it cannot decode itself, and an attempt
-// leaves its connection unusable. What the viewer reads stays rewritten; the codec in use is what the viewer answers.
-// Texts with different numbers of lines are not the same offer: then `rewritten` comes back as it is. Pure.
+// `rewritten` with each format line that names another H.264 profile than in `offered` as it stands there, the
+// library's own text of the same offer: the library takes no local description with a profile that it cannot decode
+// itself, and an attempt leaves its connection unusable. What the viewer reads stays rewritten; the codec in use is
+// what the viewer answers. Texts with different numbers of lines are not the same offer: then `rewritten` comes back as
+// it is. Pure.
 QString withOwnProfiles(const QString& offered, const QString& rewritten);
 
 }  // namespace vantora

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <QDir>
+#include <QRegularExpression>
 #include <limits>
 #include <random>
 
@@ -152,6 +153,118 @@ TEST_F(LibPeerConnectionTest, survivesDamagedAnswers) {
     // Some damage leaves a valid answer, some spoils the connection: the next answer needs a fresh one then.
     if (peer_->signalingState() != SignalingState::haveLocalOffer || i % 10 == 0) makeOffered();
   }
+}
+
+TEST_F(LibPeerConnectionTest, survivesAnswersThatTheLibraryWouldEndTheProcessFor) {
+  const QString answer = answerOf(makeOffered());
+  const auto video = QRegularExpression(u"m=video [^ ]+ [^ ]+ (\\d+)"_s).match(answer);
+  ASSERT_TRUE(video.hasMatch());
+  const QString payload = video.captured(1);
+  const auto with = [&](const QString& line) {
+    // Behind the first attribute of the section, and at its end.
+    QString text = answer;
+    return text.insert(text.indexOf(u"a="_s, video.capturedStart()), line + u"\r\n"_s);
+  };
+  for (const QString& name : {u"min"_s, u"start"_s, u"max"_s}) {
+    for (const QString& value : {u"-1"_s, u"0"_s, u"3000000"_s, u"536870912"_s, u"2147483647"_s, u"2147483648"_s,
+                                 u"4294967296"_s, u"99999999999999999999"_s, u"1e9"_s, u" 3000000"_s, u"+3000000"_s}) {
+      makeOffered();
+      EXPECT_EQ(apply(with(u"a=fmtp:%1 x-google-%2-bitrate=%3"_s.arg(payload, name, value))), std::nullopt)
+          << name.toStdString() << '=' << value.toStdString();
+    }
+  }
+  for (const QString& value : {u"-1"_s, u"0"_s, u"64"_s, u"2147483647"_s}) {
+    makeOffered();
+    EXPECT_EQ(apply(with(u"a=fmtp:%1 x-google-max-quantization=%2"_s.arg(payload, value))), std::nullopt);
+  }
+  for (const QString& limit : {u"AS:-1"_s, u"AS:0"_s, u"AS:1"_s, u"AS:2147483647"_s, u"AS:9999999999"_s, u"TIAS:-5"_s,
+                               u"TIAS:1"_s, u"TIAS:2147483648"_s}) {
+    makeOffered();
+    (void)apply(with(u"b="_s + limit));
+  }
+  for (const QString& size : {u"-1"_s, u"-2147483648"_s, u"-9999999999"_s}) {
+    makeOffered();
+    QString text = answer;
+    text.replace(QRegularExpression(u"a=max-message-size:\\d+"_s), u"a=max-message-size:"_s + size);
+    ASSERT_NE(text, answer);
+    EXPECT_NE(apply(text), std::nullopt) << size.toStdString();
+  }
+  for (const QString& codec : {u"red"_s, u"ulpfec"_s, u"flexfec-03"_s, u"rtx"_s}) {
+    makeOffered();
+    QStringList lines = answer.split(u"\r\n"_s);
+    bool first = true;
+    for (QString& line : lines) {
+      if (line.startsWith(u"m=video"_s) && std::exchange(first, false)) {
+        line = u"m=video 9 UDP/TLS/RTP/SAVPF 120\r\na=rtpmap:120 %1/90000"_s.arg(codec);
+        if (codec == u"rtx"_s) line += u"\r\na=fmtp:120 apt=96"_s;
+      }
+    }
+    lines.removeIf([](const QString& line) {
+      return (line.startsWith(u"a=rtpmap:"_s) && !line.startsWith(u"a=rtpmap:120"_s)) ||
+             line.startsWith(u"a=fmtp:"_s) || line.startsWith(u"a=rtcp-fb:"_s);
+    });
+    EXPECT_NE(apply(lines.join(u"\r\n"_s)), std::nullopt) << codec.toStdString();
+  }
+  EXPECT_EQ(apply((makeOffered(), answerOf(reoffer()))), std::nullopt);
+}
+
+TEST_F(LibPeerConnectionTest, takesABitrateThatAViewerMayAskFor) {
+  const QString answer = answerOf(makeOffered());
+  const auto video = QRegularExpression(u"m=video [^ ]+ [^ ]+ (\\d+)"_s).match(answer);
+  QString text = answer;
+  text.insert(text.indexOf(u"a="_s, video.capturedStart()),
+              u"a=fmtp:%1 x-google-min-bitrate=1;x-google-start-bitrate=2000000;x-google-max-bitrate=2000000\r\n"_s.arg(
+                  video.captured(1)));
+  EXPECT_EQ(apply(text), std::nullopt);
+}
+
+// Every number of an answer, one at a time, as something that nobody expects there. All of them take minutes: a part,
+// or all when VANTORA_EVERY_NUMBER is set.
+TEST_F(LibPeerConnectionTest, survivesNumbersThatNobodyExpects) {
+  const bool every = qEnvironmentVariableIsSet("VANTORA_EVERY_NUMBER");
+  std::mt19937 random(3);
+  const QString answer = answerOf(makeOffered());
+  const QRegularExpression number(u"\\d+"_s);
+  int applied = 0;
+  for (auto found = number.globalMatch(answer); found.hasNext();) {
+    const auto place = found.next();
+    for (const QString& value : {u"-1"_s, u"0"_s, u"1"_s, u"65536"_s, u"2147483647"_s, u"2147483648"_s, u"4294967295"_s,
+                                 u"99999999999999999999"_s, u""_s}) {
+      if (!every && random() % 40 != 0) continue;
+      QString text = answer;
+      text.replace(place.capturedStart(), place.capturedLength(), value);
+      (void)apply(text);
+      ++applied;
+      if (peer_->signalingState() != SignalingState::haveLocalOffer || broken_ > 0) makeOffered();
+      broken_ = 0;
+    }
+  }
+  EXPECT_GT(applied, 50);
+}
+
+TEST_F(LibPeerConnectionTest, takesSoManyCandidatesOnly) {
+  const QString offer = makeOffered();
+  QString answer = answerOf(offer);
+  ASSERT_EQ(apply(answer), std::nullopt);
+  const auto candidate = [](int i) {
+    return IceCandidate{u"candidate:%1 1 udp 1 10.77.%2.%3 40000 typ host"_s.arg(i).arg(i / 250).arg(i % 250), u"0"_s,
+                        0};
+  };
+  int taken = 0;
+  for (int i = 0; i < 400; ++i) taken += add(candidate(i)) ? 0 : 1;
+  EXPECT_EQ(taken, 256);
+}
+
+TEST_F(LibPeerConnectionTest, refusesAnAnswerWithTooManyCandidates) {
+  const QString answer = answerOf(makeOffered());
+  QString many;
+  for (int i = 0; i < 300; ++i) {
+    many += u"a=candidate:%1 1 udp 1 10.77.%2.%3 40000 typ host\r\n"_s.arg(i).arg(i / 250).arg(i % 250);
+  }
+  QString text = answer;
+  text.insert(text.indexOf(u"a="_s, text.indexOf(u"m="_s)), many);
+  EXPECT_NE(apply(text), std::nullopt);
+  EXPECT_EQ(apply(answer), std::nullopt) << "the connection is as it was";
 }
 
 TEST_F(LibPeerConnectionTest, refusesOddCandidates) {

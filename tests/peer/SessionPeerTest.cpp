@@ -187,6 +187,27 @@ TEST_F(SessionPeerTest, keepsTheChannelWhenMoreIsToBeSentThanItHolds) {
   EXPECT_TRUE(until([&] { return count(u"host_stats"_s) > stats; }));
 }
 
+TEST_F(SessionPeerTest, throwsAwayWhatComesOnChannelsThatTheViewerOpened) {
+  if (qEnvironmentVariable("VANTORA_SANITIZER") == u"tsan"_s) {
+    GTEST_SKIP() << "20 MiB through the library take minutes under this sanitizer";
+  }
+  loadViewer();
+  ASSERT_TRUE(until([&] { return connected(); }));
+  viewer_->openChannel(u"mine"_s);
+  ASSERT_TRUE(until([&] { return viewer_->isOpen(u"mine"_s); }));
+  // The library closes a channel for which it would have to keep more than 16 MiB.
+  const QByteArray piece(200 * 1024, 'x');
+  for (int sent = 0; sent < 100;) {
+    ASSERT_TRUE(until([&] { return viewer_->bufferedAmount(u"mine"_s) < 4 * 1024 * 1024; }));
+    ASSERT_TRUE(viewer_->isOpen(u"mine"_s));
+    for (int i = 0; i < 10; ++i, ++sent) ASSERT_TRUE(viewer_->send(u"mine"_s, piece, true));
+  }
+  ASSERT_TRUE(until([&] { return viewer_->bufferedAmount(u"mine"_s) == 0; }));
+  ASSERT_TRUE(say({{u"type"_s, u"ping"_s}}));
+  ASSERT_TRUE(until([&] { return count(u"pong"_s) == 1; }));
+  EXPECT_TRUE(viewer_->isOpen(u"mine"_s));
+}
+
 TEST_F(SessionPeerTest, closesAChannelThatFloodsItAndOffersAFreshOne) {
   if (qEnvironmentVariable("VANTORA_SANITIZER") == u"tsan"_s) {
     GTEST_SKIP() << "64 MiB through the library take minutes under this sanitizer";

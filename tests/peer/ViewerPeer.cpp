@@ -142,6 +142,11 @@ class ViewerPeer::Side final : public webrtc::PeerConnectionObserver,
     if (parsed) connection_->AddIceCandidate(std::move(parsed), [](const webrtc::RTCError&) {});
   }
 
+  void openChannel(const QString& label) {
+    auto made = connection_->CreateDataChannelOrError(label.toStdString(), nullptr);
+    if (made.ok()) OnDataChannel(made.MoveValue());
+  }
+
   QList<SeenChannel> channels() const {
     const std::lock_guard lock(mutex_);
     QList<SeenChannel> seen;
@@ -253,6 +258,8 @@ void ViewerPeer::answer(const QString& offer, std::function<void(const QString&)
   side_->answer(offer, std::move(done));
 }
 void ViewerPeer::addCandidate(const IceCandidate& candidate) { side_->addCandidate(candidate); }
+
+void ViewerPeer::openChannel(const QString& label) { side_->openChannel(label); }
 
 QList<SeenChannel> ViewerPeer::channels() const { return side_->channels(); }
 

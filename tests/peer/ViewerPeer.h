@@ -38,6 +38,9 @@ class ViewerPeer {
   // A candidate of the host; ignored when the library cannot read it.
   void addCandidate(const IceCandidate& candidate);
 
+  // Opens a channel of this side's own.
+  void openChannel(const QString& label);
+
   QList<SeenChannel> channels() const;
   bool isOpen(const QString& label) const;
   // Sends on the newest channel with this label. False when that is not open or refuses.

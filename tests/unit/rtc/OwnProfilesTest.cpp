@@ -26,6 +26,12 @@ TEST(OwnProfiles, leaveOtherFormatsAsTheyWereRewritten) {
   EXPECT_EQ(withOwnProfiles(kOffered, rewritten), rewritten);
 }
 
+TEST(OwnProfiles, leaveALineThatKeptItsProfile) {
+  QString rewritten = kOffered;
+  rewritten.replace(u"42001f"_s, u"42001f;x-google-min-bitrate=5"_s);
+  EXPECT_EQ(withOwnProfiles(kOffered, rewritten), rewritten);
+}
+
 TEST(OwnProfiles, bringBackALineThatLostItsBeginning) {
   QString rewritten = kOffered;
   rewritten.replace(u"a=fmtp:102 packetization-mode=1;profile-level-id=42001f\r"_s, u"profile-level-id=64001f"_s);
