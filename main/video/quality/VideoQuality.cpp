@@ -135,8 +135,9 @@ void VideoQuality::displayResized() {
   }
   if (target == lastTarget_) return;
   VideoSender* const sender = sharing_.videoSender();
-  if (sender && target.kbps != lastTarget_.kbps) {
-    sender->changeEncodings({.maxBitrateBps = target.kbps * 1000, .maxFramerate = {}, .scaleResolutionDownBy = {}});
+  if (sender && (target.kbps != lastTarget_.kbps || target.fps != lastTarget_.fps)) {
+    sender->changeEncodings(
+        {.maxBitrateBps = target.kbps * 1000, .maxFramerate = target.fps, .scaleResolutionDownBy = {}});
   }
   store(currentQualityPreset_, target);
   feedSource(currentQualityPreset_, target);

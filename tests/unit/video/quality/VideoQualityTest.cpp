@@ -135,7 +135,16 @@ TEST_F(VideoQualityTest, sendsADisplayThatChangesItsSizeNatively) {
   displays_.set({{.bounds = {0, 0, 1280, 800}}});
   sources_.screen().news.resized();
   EXPECT_EQ(quality_.lastTarget(), (VideoTarget{1280, 800, 60, 6144}));
-  EXPECT_EQ(journal_.with("sender: "_L1), QStringList{u"sender: encodings bps=6144000"_s});
+  EXPECT_EQ(journal_.with("sender: "_L1), QStringList{u"sender: encodings bps=6144000 fps=60"_s});
+}
+
+TEST_F(VideoQualityTest, takesTheNativeRateWhenTheDisplayChangesItsSize) {
+  quality_.applyQualityPreset(u"native"_s);  // Of the test picture: 30 frames a second.
+  share();
+  displays_.set({{.bounds = {0, 0, 1280, 800}}});
+  sources_.screen().news.resized();
+  EXPECT_EQ(quality_.lastTarget().fps, 60);
+  EXPECT_EQ(sender().maxFramerate, 60);
 }
 
 TEST_F(VideoQualityTest, keepsWhatWasAskedForWhenTheDisplayChangesItsSize) {
