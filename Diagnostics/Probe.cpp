@@ -151,11 +151,6 @@ QStringList Probe::names(const QString& folder, const QString& pattern) const {
       .entryList(patterns, QDir::AllEntries | QDir::System | QDir::Hidden | QDir::NoDotAndDotDot, QDir::Name);
 }
 
-QString Probe::linkName(const QString& path) const {
-  const QString target = QFile::symLinkTarget(under(path));
-  return target.mid(target.lastIndexOf(u'/') + 1);
-}
-
 QString Probe::variable(const QString& name) const { return options_.environment.value(name); }
 
 QString Probe::home() const {

@@ -45,8 +45,6 @@ class Probe {
   [[nodiscard]] QString text(const QString& path, qint64 limit = 1 << 18) const;
   // The names in a folder, sorted; those that match `pattern`, if one is given.
   [[nodiscard]] QStringList names(const QString& folder, const QString& pattern = {}) const;
-  // What a symbolic link points to, as written, its last component only; "" for none.
-  [[nodiscard]] QString linkName(const QString& path) const;
 
   [[nodiscard]] QString variable(const QString& name) const;
   // The user's folder, and a folder below it that a variable may move ("XDG_CACHE_HOME", ".cache").

@@ -1,6 +1,6 @@
 # Values of the information dictionary that a packager fixes at build time. An empty value leaves
-# the key out. `cmake --install` writes Info.ini beside the program's data; a bare build tree gets
-# one beside the executable only for keys that were set explicitly.
+# the key out. `cmake --install` writes Info.ini beside the program's data; the build tree gets one
+# beside the executable, without an application identifier unless that was set explicitly.
 set(VANTORA_DISPLAY_NAME "Vantora Host" CACHE STRING "Display name of the program")
 set(VANTORA_BUNDLE_IDENTIFIER "" CACHE STRING "Application identifier; empty means: only when installed")
 set(VANTORA_INSTALLED_IDENTIFIER "com.vantora.host" CACHE STRING "Application identifier of an installed program")

@@ -11,7 +11,6 @@
 #include "main/video/sources/ScreenVideoSource.h"
 #include "platform/linux/LinuxDownloads.h"
 #include "platform/linux/LinuxMachineIdentity.h"
-#include "platform/x11/capture/X11ScreenCapture.h"
 
 namespace vantora {
 HostAppDelegate::HostAppDelegate(QStringList arguments, Environment environment, InfoDictionary info)
@@ -119,9 +118,8 @@ VideoSourceFactory HostAppDelegate::videoSources() {
                            int fps, int width,
                            int height) { return std::make_unique<DummyVideoSource>(fps, width, height, environment); },
           .screen =
-              [](int width, int height, int fps, int displayIndex, ScreenNews news) {
-                return std::make_unique<ScreenVideoSource>([] { return makeX11ScreenCapture(); }, width, height, fps,
-                                                           displayIndex, std::move(news));
+              [capture = platform_.screenCapture](int width, int height, int fps, int displayIndex, ScreenNews news) {
+                return std::make_unique<ScreenVideoSource>(capture, width, height, fps, displayIndex, std::move(news));
               }};
 }
 

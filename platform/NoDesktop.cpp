@@ -31,14 +31,6 @@ class NoAccessibility final : public Accessibility {
   bool askPointedElements(int, Answer) override { return false; }
 };
 
-class NoClipboard final : public Clipboard {
- public:
-  qint64 changeCount() const override { return 0; }
-  void setChangedHandler(std::function<void()>) override {}
-  void setText(const QString&, std::function<void(qint64)> done) override { done(0); }
-  void requestText(TextAnswer done) override { done(QString()); }
-};
-
 }  // namespace
 
 std::unique_ptr<Displays> makeNoDisplays() { return std::make_unique<NoDisplays>(); }
@@ -48,7 +40,5 @@ std::unique_ptr<InputSynthesis> makeNoInputSynthesis() { return std::make_unique
 std::unique_ptr<SystemCursor> makeNoSystemCursor() { return std::make_unique<NoSystemCursor>(); }
 
 std::unique_ptr<Accessibility> makeNoAccessibility() { return std::make_unique<NoAccessibility>(); }
-
-std::unique_ptr<Clipboard> makeNoClipboard() { return std::make_unique<NoClipboard>(); }
 
 }  // namespace vantora

@@ -1,10 +1,9 @@
-// The desktop of a machine that shows none: no displays, no input, no cursor, no accessibility service, no clipboard.
+// The desktop of a machine that shows none: no displays, no input, no cursor, no accessibility service.
 #pragma once
 
 #include <memory>
 
 #include "platform/Accessibility.h"
-#include "platform/Clipboard.h"
 #include "platform/Displays.h"
 #include "platform/InputSynthesis.h"
 #include "platform/SystemCursor.h"
@@ -22,8 +21,5 @@ std::unique_ptr<SystemCursor> makeNoSystemCursor();
 
 // An accessibility service that is absent; every request is refused.
 std::unique_ptr<Accessibility> makeNoAccessibility();
-
-// A clipboard that is always empty and takes nothing.
-std::unique_ptr<Clipboard> makeNoClipboard();
 
 }  // namespace vantora

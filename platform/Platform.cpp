@@ -7,6 +7,7 @@
 #include "platform/x11/X11Displays.h"
 #include "platform/x11/X11InputSynthesis.h"
 #include "platform/x11/X11WindowFinder.h"
+#include "platform/x11/capture/X11ScreenCapture.h"
 
 namespace vantora {
 
@@ -16,13 +17,15 @@ Platform makePlatform(const Environment& environment) {
             .input = makeX11InputSynthesis(*display),
             .supportTools = makeLinuxSupportTools(),
             .cursor = makeX11Cursor(*display),
-            .accessibility = makeAtSpiAccessibility(environment, makeX11WindowFinder(*display))};
+            .accessibility = makeAtSpiAccessibility(environment, makeX11WindowFinder(*display)),
+            .screenCapture = [] { return makeX11ScreenCapture(); }};
   }
   return {.displays = makeNoDisplays(),
           .input = makeNoInputSynthesis(),
           .supportTools = makeLinuxSupportTools(),
           .cursor = makeNoSystemCursor(),
-          .accessibility = makeNoAccessibility()};
+          .accessibility = makeNoAccessibility(),
+          .screenCapture = [] { return makeX11ScreenCapture(); }};
 }
 
 }  // namespace vantora

@@ -7,6 +7,7 @@
 #include "platform/Accessibility.h"
 #include "platform/Displays.h"
 #include "platform/InputSynthesis.h"
+#include "platform/ScreenCapture.h"
 #include "platform/SupportTools.h"
 #include "platform/SystemCursor.h"
 
@@ -20,6 +21,8 @@ struct Platform {
   std::unique_ptr<SupportTools> supportTools;
   std::unique_ptr<SystemCursor> cursor;
   std::unique_ptr<Accessibility> accessibility;
+  // Refuses to open, with the reason, where there is no display.
+  ScreenCaptureFactory screenCapture;
 };
 
 // Picks the implementation at run time: X11 when DISPLAY names a server (which need not answer

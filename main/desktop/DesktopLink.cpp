@@ -30,12 +30,6 @@ void DesktopLink::send(const JsonObject& message) {
   socket_.write(text);
 }
 
-void DesktopLink::flush(int milliseconds) {
-  while (!lost_ && socket_.bytesToWrite() > 0) {
-    if (!socket_.waitForBytesWritten(milliseconds)) return;
-  }
-}
-
 void DesktopLink::read() {
   while (!lost_ && socket_.bytesAvailable() >= kHeaderBytes) {
     char header[kHeaderBytes];

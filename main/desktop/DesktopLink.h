@@ -31,8 +31,6 @@ class DesktopLink {
 
   // Dropped once the line is lost, and when it is longer than kMaxMessageBytes.
   void send(const JsonObject& message);
-  // Writes out what waits, for at most `milliseconds`; blocks.
-  void flush(int milliseconds);
 
  private:
   void read();

@@ -34,10 +34,10 @@ class ControlDispatcher {
  public:
   using Handler = std::function<Handled(const ControlRequest&)>;
   using Refusal = std::function<void(const ControlRequest&)>;
-  // Something a handler wants done after the acknowledgement.
+  // Whether a gate is open.
   using Gates = std::function<bool(Gate)>;
 
-  // `outlet` and `scheduler` must outlive this object. `allowed` answers whether a gate is open.
+  // `outlet` and `scheduler` must outlive this object.
   ControlDispatcher(ControlOutlet& outlet, const Scheduler& scheduler, Gates allowed)
       : outlet_(outlet), scheduler_(scheduler), allowed_(std::move(allowed)) {}
 

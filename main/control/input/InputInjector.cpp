@@ -29,11 +29,6 @@ KeyModifiers modifiersFrom(const QMap<QString, bool>& mods) {
 InputInjector::InputInjector(Displays& displays, InputSynthesis& synthesis)
     : displays_(displays), synthesis_(synthesis) {}
 
-void InputInjector::applyEnvironment(const Environment& environment) {
-  if (const auto map = environment.value("INPUT_MAP")) setMappingMode(map->toLower() != "pixels"_L1);
-  if (const auto origin = environment.value("INPUT_ORIGIN")) setOrigin(origin->toLower() != "bottom"_L1);
-}
-
 void InputInjector::setMappingMode(bool usePoints) {
   affinity_.check("InputInjector::setMappingMode");
   usePoints_ = usePoints;

@@ -9,7 +9,6 @@
 #include <optional>
 #include <vector>
 
-#include "main/base/Environment.h"
 #include "main/base/ThreadAffinity.h"
 #include "platform/Displays.h"
 #include "platform/InputSynthesis.h"
@@ -22,10 +21,6 @@ namespace vantora {
 class InputInjector {
  public:
   InputInjector(Displays& displays, InputSynthesis& synthesis);
-
-  // Applies INPUT_MAP ("pixels" or anything else for points) and INPUT_ORIGIN ("bottom" or
-  // anything else for top), in any case of letters; an absent variable changes nothing.
-  void applyEnvironment(const Environment& environment);
 
   // True: positions refer to the target's frame in points; false: to its bounds in the global
   // display space, as they were when it was chosen.

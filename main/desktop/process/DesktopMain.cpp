@@ -1,7 +1,5 @@
 #include "main/desktop/process/DesktopMain.h"
 
-#include <xcb/xcb.h>
-
 #include <QApplication>
 #include <QJsonArray>
 #include <QTimer>
@@ -13,6 +11,7 @@
 #include "main/desktop/RemoteFace.h"
 #include "main/desktop/process/ClipboardService.h"
 #include "main/ui/UserInterface.h"
+#include "platform/DisplayServer.h"
 #include "platform/qt/QtClipboard.h"
 
 namespace vantora {
@@ -28,19 +27,12 @@ bool isSet(const char* variable) {
   return value && *value;
 }
 
-bool displayAnswers() {
-  xcb_connection_t* connection = xcb_connect(nullptr, nullptr);
-  const bool answers = xcb_connection_has_error(connection) == 0;
-  xcb_disconnect(connection);
-  return answers;
-}
-
 enum class Display { usable, awaited, none };
 
 // The toolkit ends a process that cannot have the display it wants: each choice ends with a platform that needs none.
 Display chooseToolkitPlatform() {
   const bool named = isSet("DISPLAY");
-  if (named && displayAnswers()) {
+  if (named && displayServerAnswers()) {
     qputenv("QT_QPA_PLATFORM", "xcb;wayland;offscreen");
     return Display::usable;
   }
@@ -159,7 +151,7 @@ int runDesktopProcess(int descriptor, int& argumentCount, char** arguments) {
   QTimer displayCheck;
   if (display == Display::awaited) {
     QObject::connect(&displayCheck, &QTimer::timeout, &displayCheck, [] {
-      if (displayAnswers()) QCoreApplication::quit();
+      if (displayServerAnswers()) QCoreApplication::quit();
     });
     displayCheck.start(kDisplayCheck);
   }

@@ -15,7 +15,7 @@ struct ConfigurationName {
   const char* meaning;
 };
 
-// In the order of docs/configuration.md, which a test compares with this table.
+// In the order of docs/configuration.md, whose names and defaults a test compares with this table.
 std::span<const ConfigurationName> configurationNames();
 
 // The text of --help.

@@ -159,27 +159,5 @@ TEST_F(InputTargetTest, countsUpwardFromTheBottomOrigin) {
   EXPECT_EQ(injector_.toPoint(0, 0.2), QPointF(0, 200));
 }
 
-TEST_F(InputTargetTest, keepsModeAndOriginWithoutVariables) {
-  injector_.setMappingMode(false);
-  injector_.setOrigin(false);
-  injector_.applyEnvironment(Environment::of({}));
-  EXPECT_EQ(log_.lines().size(), 2);
-  EXPECT_EQ(injector_.toPoint(0, 0.2), QPointF(0, 400));
-}
-
-TEST_F(InputTargetTest, readsModeAndOriginInAnyCaseOfLetters) {
-  injector_.applyEnvironment(Environment::of({{"INPUT_MAP", "PiXels"}, {"INPUT_ORIGIN", "BOTTOM"}}));
-  EXPECT_EQ(log_.lines(), (QStringList{u"[input] mapping mode=pixels"_s, u"[input] origin=bottom"_s}));
-  EXPECT_EQ(injector_.toPoint(0, 0.2), QPointF(0, 400));
-}
-
-TEST_F(InputTargetTest, takesOtherValuesForPointsAndTop) {
-  injector_.setMappingMode(false);
-  injector_.setOrigin(false);
-  injector_.applyEnvironment(Environment::of({{"INPUT_MAP", "pixel"}, {"INPUT_ORIGIN", ""}}));
-  EXPECT_EQ(log_.lines().mid(2), (QStringList{u"[input] mapping mode=points"_s, u"[input] origin=top"_s}));
-  EXPECT_EQ(injector_.toPoint(0, 0.2), QPointF(0, 50));
-}
-
 }  // namespace
 }  // namespace vantora
