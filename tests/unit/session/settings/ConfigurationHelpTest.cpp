@@ -1,9 +1,9 @@
-#include "main/session/settings/ConfigurationHelp.h"
-
 #include <gtest/gtest.h>
 
 #include <QFile>
 #include <QStringList>
+
+#include "main/session/settings/ConfigurationHelp.h"
 
 using namespace Qt::Literals::StringLiterals;
 
