@@ -242,6 +242,130 @@ TEST_F(LibPeerConnectionTest, survivesNumbersThatNobodyExpects) {
   EXPECT_GT(applied, 50);
 }
 
+// The same with lines: each one left out, doubled, without its value, in another section; and lines that do not belong
+// there.
+TEST_F(LibPeerConnectionTest, survivesLinesThatNobodyExpects) {
+  const bool every = qEnvironmentVariableIsSet("VANTORA_EVERY_NUMBER");
+  std::mt19937 random(4);
+  const QStringList strange{u"a=sendonly"_s,
+                            u"a=sendrecv"_s,
+                            u"a=inactive"_s,
+                            u"a=recvonly"_s,
+                            u"a=setup:passive"_s,
+                            u"a=setup:actpass"_s,
+                            u"a=setup:holdconn"_s,
+                            u"a=ice-lite"_s,
+                            u"a=ice-ufrag:x"_s,
+                            u"a=ice-ufrag:"_s + QString(300, u'u'),
+                            u"a=ice-pwd:short"_s,
+                            u"a=ice-options:renomination"_s,
+                            u"a=ice-options:trickle ice2"_s,
+                            u"a=fingerprint:sha-1 00:11"_s,
+                            u"a=fingerprint:md5 00"_s,
+                            u"a=fingerprint:sha-256 zz"_s,
+                            u"a=fingerprint:nonsense 00:11"_s,
+                            u"a=extmap:0 urn:x"_s,
+                            u"a=extmap:15 urn:ietf:params:rtp-hdrext:sdes:mid"_s,
+                            u"a=extmap:14 urn:ietf:params:rtp-hdrext:toffset"_s,
+                            u"a=extmap:256 urn:ietf:params:rtp-hdrext:toffset"_s,
+                            u"a=extmap:1 urn:ietf:params:rtp-hdrext:encrypt urn:ietf:params:rtp-hdrext:toffset"_s,
+                            u"a=extmap-allow-mixed"_s,
+                            u"a=ssrc:0 cname:x"_s,
+                            u"a=ssrc:4294967295 msid:a b"_s,
+                            u"a=ssrc-group:FID 1 2"_s,
+                            u"a=ssrc-group:SIM 1 2 3"_s,
+                            u"a=rid:a recv"_s,
+                            u"a=rid:a send pt=96,97"_s,
+                            u"a=rid:~a recv"_s,
+                            u"a=simulcast:recv a;b"_s,
+                            u"a=simulcast:send a;~b recv c"_s,
+                            u"a=x-google-flag:conference"_s,
+                            u"a=rtcp-mux"_s,
+                            u"a=rtcp-rsize"_s,
+                            u"a=rtcp-mux-only"_s,
+                            u"a=remote-net-estimate"_s,
+                            u"a=rtcp-fb:* goog-remb"_s,
+                            u"a=rtcp-fb:96 nack pli x y z"_s,
+                            u"a=rtpmap:96 H264/90000"_s,
+                            u"a=rtpmap:96 VP8/0"_s,
+                            u"a=rtpmap:96 VP9/-90000"_s,
+                            u"a=rtpmap:96 rtx/90000"_s,
+                            u"a=rtpmap:127 opus/48000/2"_s,
+                            u"a=fmtp:96 apt=96"_s,
+                            u"a=fmtp:96 profile-level-id=ffffff"_s,
+                            u"a=fmtp:96 packetization-mode=7"_s,
+                            u"a=fmtp:96 profile-id=-1"_s,
+                            u"a=fmtp:96 max-fs=-1;max-fr=-1"_s,
+                            u"a=fmtp:96 profile=9;level-idx=99;tier=5"_s,
+                            u"a=fmtp:96 sprop-parameter-sets=Z0IAKeKQFAe2AtwEBAaQeJEV,aM48gA=="_s,
+                            u"a=group:BUNDLE"_s,
+                            u"a=group:BUNDLE 0 0 0"_s,
+                            u"a=group:BUNDLE 9"_s,
+                            u"a=group:LS 0 1"_s,
+                            u"a=msid:- x"_s,
+                            u"a=msid-semantic: WMS *"_s,
+                            u"a=mid:0"_s,
+                            u"a=mid:1"_s,
+                            u"a=mid:"_s,
+                            u"a=mid:"_s + QString(5000, u'm'),
+                            u"a=sctp-port:-1"_s,
+                            u"a=sctp-port:0"_s,
+                            u"a=sctp-port:65536"_s,
+                            u"a=sctpmap:5000 webrtc-datachannel 99999999"_s,
+                            u"a=max-message-size:0"_s,
+                            u"a=candidate:1 1 udp 1 0.0.0.0 0 typ host"_s,
+                            u"a=end-of-candidates"_s,
+                            u"a=crypto:1 AES_CM_128_HMAC_SHA1_80 inline:x"_s,
+                            u"a=bundle-only"_s,
+                            u"a=connection:new"_s,
+                            u"a=tls-id:x"_s,
+                            u"b=AS:-1"_s,
+                            u"b=TIAS:0"_s,
+                            u"b=CT:9"_s,
+                            u"c=IN IP6 ::1"_s,
+                            u"c=IN IP4 999.1.1.1"_s,
+                            u"m=video 0 UDP/TLS/RTP/SAVPF 96"_s,
+                            u"m=video 9 UDP/TLS/RTP/SAVPF"_s,
+                            u"m=video 9 RTP/AVP 96"_s,
+                            u"m=audio 9 UDP/TLS/RTP/SAVPF 111"_s,
+                            u"m=application 9 UDP/DTLS/SCTP webrtc-datachannel"_s,
+                            u"m=application 9 DTLS/SCTP 5000"_s,
+                            u"m=message 9 TCP x"_s,
+                            u"t=0 0"_s,
+                            u"s=-"_s,
+                            u"v=0"_s,
+                            u"o=- 1 1 IN IP4 0.0.0.0"_s,
+                            u"a="_s,
+                            u"="_s,
+                            u""_s,
+                            u"a=\tx"_s};
+  QString answer = answerOf(makeOffered());
+  const QStringList lines = answer.split(u"\r\n"_s);
+  int applied = 0;
+  const auto tryOut = [&](qsizetype line, const QStringList& instead) {
+    if (!every && random() % 150 != 0) return;
+    QStringList changed = lines.mid(0, line) + instead + lines.mid(line + 1);
+    if (every) qInfo("%lld: %s", static_cast<long long>(line), qPrintable(instead.join(u" | "_s)));
+    (void)apply(changed.join(u"\r\n"_s));
+    ++applied;
+    if (peer_->signalingState() != SignalingState::stable) return;
+    // What was taken is answered once more, as it should be.
+    (void)reoffer();
+    (void)apply(answer);
+    makeOffered();
+  };
+  for (qsizetype i = 0; i < lines.size(); ++i) {
+    tryOut(i, {});
+    tryOut(i, {lines[i], lines[i]});
+    tryOut(i, {lines[i].section(u':', 0, 0)});
+    tryOut(i, {lines[i].section(u' ', 0, 0)});
+    tryOut(i, {lines[static_cast<qsizetype>(random() % static_cast<unsigned>(lines.size()))], lines[i]});
+    for (const QString& text : strange) tryOut(i, {lines[i], text});
+    for (const QString& text : strange) tryOut(i, {text});
+  }
+  EXPECT_GT(applied, 50);
+}
+
 TEST_F(LibPeerConnectionTest, takesSoManyCandidatesOnly) {
   const QString offer = makeOffered();
   QString answer = answerOf(offer);
