@@ -1,0 +1,113 @@
+// A connection of the WebRTC library, its offer made, and the answers that a test gives it.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <optional>
+#include <random>
+
+#include "main/rtc/WebRtcRuntime.h"
+#include "main/video/sources/DummyVideoSource.h"
+#include "tests/fakes/EventLoop.h"
+#include "tests/fakes/PrintQt.h"
+#include "tests/peer/ViewerPeer.h"
+
+namespace vantora {
+
+class LibPeerConnectionTest : public testing::Test {
+ protected:
+  LibPeerConnectionTest() {
+    testing_loop::ensureApplication();
+    runtime_ = makeWebRtcRuntime();
+  }
+  ~LibPeerConnectionTest() override {
+    sender_.reset();
+    channel_.reset();
+    peer_.reset();
+    source_.reset();
+    runtime_.reset();
+    testing_loop::drain();
+  }
+  // A connection with a channel and a track, its offer set; the offer's text.
+  QString makeOffered() {
+    PeerEvents events;
+    events.descriptionBroken = [this] { ++broken_; };
+    peer_ = runtime_->createPeerConnection({}, std::move(events));
+    channel_ = peer_->createDataChannel(QStringLiteral("control"), {});
+    if (!source_) source_ = std::make_unique<DummyVideoSource>(30, 320, 240, Environment::of({}));
+    sender_ = peer_->addVideoTransceiver(*source_);
+    return reoffer();
+  }
+  QString reoffer() {
+    QString offer;
+    bool done = false;
+    peer_->createOffer({.receiveVideo = true}, [&](const QString& sdp, const std::optional<QString>& error) {
+      EXPECT_FALSE(error) << error->toStdString();
+      offer = sdp;
+      peer_->setLocalOffer(sdp, [&](const std::optional<QString>& failure) {
+        EXPECT_FALSE(failure) << failure->toStdString();
+        done = true;
+      });
+    });
+    EXPECT_TRUE(testing_loop::waitFor([&] { return done; }));
+    return offer;
+  }
+  // Error text of the answer; none on success.
+  std::optional<QString> apply(const QString& answer) {
+    std::optional<QString> result;
+    bool done = false;
+    peer_->setRemoteAnswer(answer, [&](std::optional<QString> error) {
+      result = std::move(error);
+      done = true;
+    });
+    EXPECT_TRUE(testing_loop::waitFor([&] { return done; }));
+    return result;
+  }
+  std::optional<QString> add(const IceCandidate& candidate) {
+    std::optional<QString> result;
+    bool done = false;
+    peer_->addCandidate(candidate, [&](std::optional<QString> error) {
+      result = std::move(error);
+      done = true;
+    });
+    EXPECT_TRUE(testing_loop::waitFor([&] { return done; }));
+    return result;
+  }
+  static QString damaged(QString text, std::mt19937& random) {
+    for (unsigned changes = random() % 6 + 1; changes > 0 && !text.isEmpty(); --changes) {
+      const auto at = static_cast<qsizetype>(random() % static_cast<unsigned>(text.size()));
+      switch (random() % 4) {
+        case 0:
+          text[at] = QChar(static_cast<char16_t>(random() % 128));
+          break;
+        case 1:
+          text.remove(at, static_cast<qsizetype>(random() % 40));
+          break;
+        case 2:
+          text.insert(at, text.mid(static_cast<qsizetype>(random() % static_cast<unsigned>(text.size())), 80));
+          break;
+        default:
+          text.insert(at, QString::number(static_cast<qint64>(random()) << (random() % 32)));
+      }
+    }
+    return text;
+  }
+  QString answerOf(const QString& offer) {
+    viewer_ = std::make_unique<ViewerPeer>();
+    QString answer;
+    viewer_->answer(offer, [&](const QString& sdp) { answer = sdp; });
+    EXPECT_TRUE(testing_loop::waitFor([&] { return !answer.isEmpty(); }));
+    return answer;
+  }
+
+  std::unique_ptr<PeerConnectionFactory> runtime_;
+  std::unique_ptr<DummyVideoSource> source_;
+  std::unique_ptr<PeerConnection> peer_;
+  std::unique_ptr<DataChannel> channel_;
+  std::unique_ptr<VideoSender> sender_;
+  std::unique_ptr<ViewerPeer> viewer_;
+  int broken_ = 0;
+};
+
+}  // namespace vantora
