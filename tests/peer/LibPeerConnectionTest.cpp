@@ -37,6 +37,7 @@ class LibPeerConnectionTest : public testing::Test {
   QString makeOffered() {
     PeerEvents events;
     events.descriptionBroken = [this] { ++broken_; };
+    events.candidateGenerated = [this](const IceCandidate& candidate) { ourCandidates_.append(candidate); };
     peer_ = runtime_->createPeerConnection({}, std::move(events));
     channel_ = peer_->createDataChannel(u"control"_s, {});
     if (!source_) source_ = std::make_unique<DummyVideoSource>(30, 320, 240, Environment::of({}));
@@ -97,8 +98,13 @@ class LibPeerConnectionTest : public testing::Test {
     }
     return text;
   }
+  // The answer of a new viewer.
   QString answerOf(const QString& offer) {
     viewer_ = std::make_unique<ViewerPeer>();
+    viewer_->onCandidate([this](const IceCandidate& candidate) { itsCandidates_.append(candidate); });
+    return nextAnswerOf(offer);
+  }
+  QString nextAnswerOf(const QString& offer) {
     QString answer;
     viewer_->answer(offer, [&](const QString& sdp) { answer = sdp; });
     EXPECT_TRUE(waitFor([&] { return !answer.isEmpty(); }));
@@ -110,6 +116,8 @@ class LibPeerConnectionTest : public testing::Test {
   std::unique_ptr<PeerConnection> peer_;
   std::unique_ptr<DataChannel> channel_;
   std::unique_ptr<VideoSender> sender_;
+  QList<IceCandidate> ourCandidates_;
+  QList<IceCandidate> itsCandidates_;
   std::unique_ptr<ViewerPeer> viewer_;
   int broken_ = 0;
 };
@@ -239,12 +247,13 @@ TEST_F(LibPeerConnectionTest, leavesOutServersThatAreNoAddresses) {
   EXPECT_TRUE(log.lines()[2].startsWith(u"[ice] ignoring server turn:10.77.0.1:3478: "_s));
 }
 
+qsizetype entries(const QString& folder) {
+  return QDir(folder).entryList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot).size();
+}
+qsizetype threads() { return entries(u"/proc/self/task"_s); }
+qsizetype files() { return entries(u"/proc/self/fd"_s); }
+
 TEST_F(LibPeerConnectionTest, leavesNothingBehindOverManyRebuilds) {
-  const auto entries = [](const QString& folder) {
-    return QDir(folder).entryList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot).size();
-  };
-  const auto threads = [&] { return entries(u"/proc/self/task"_s); };
-  const auto files = [&] { return entries(u"/proc/self/fd"_s); };
   const auto rebuild = [&] {
     const QString offer = makeOffered();
     EXPECT_EQ(apply(answerOf(offer)), std::nullopt);
@@ -259,6 +268,25 @@ TEST_F(LibPeerConnectionTest, leavesNothingBehindOverManyRebuilds) {
   for (int i = 0; i < 20; ++i) rebuild();
   EXPECT_TRUE(waitFor([&] { return threads() <= threadsBefore && files() <= filesBefore; }))
       << "threads " << threadsBefore << " -> " << threads() << ", files " << filesBefore << " -> " << files();
+}
+
+TEST_F(LibPeerConnectionTest, leavesNothingBehindOverManyReoffers) {
+  ASSERT_EQ(apply(answerOf(makeOffered())), std::nullopt);
+  ASSERT_TRUE(waitFor([&] {
+    for (const IceCandidate& candidate : std::exchange(ourCandidates_, {})) viewer_->addCandidate(candidate);
+    for (const IceCandidate& candidate : std::exchange(itsCandidates_, {})) EXPECT_EQ(add(candidate), std::nullopt);
+    return viewer_->isOpen(u"control"_s);
+  }));
+  const auto again = [&](int times) {
+    for (int i = 0; i < times; ++i) ASSERT_EQ(apply(nextAnswerOf(reoffer())), std::nullopt) << i;
+  };
+  again(5);  // What is made once and kept is made now.
+  const qsizetype threadsBefore = threads();
+  const qsizetype filesBefore = files();
+  again(200);
+  EXPECT_TRUE(waitFor([&] { return threads() <= threadsBefore && files() <= filesBefore; }))
+      << "threads " << threadsBefore << " -> " << threads() << ", files " << filesBefore << " -> " << files();
+  EXPECT_TRUE(viewer_->isOpen(u"control"_s));
 }
 
 }  // namespace
