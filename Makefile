@@ -23,9 +23,9 @@ test:           ## all tests, again under the sanitizers, and the fuzz targets (
 	@scripts/install-packages build run test
 	@scripts/test $(STAGES)
 
-fuzz:           ## the fuzz targets only, FUZZ_SECONDS each (30)
+fuzz:           ## the fuzz targets only, FUZZ_SECONDS each (600)
 	@scripts/install-packages build test
-	@scripts/test fuzz
+	@FUZZ_SECONDS="$${FUZZ_SECONDS:-600}" scripts/test fuzz
 
 bench:          ## the benchmarks, figures beside their aims, kept in build/bench/results.json
 	@scripts/install-packages build run bench

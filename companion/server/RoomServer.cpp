@@ -48,6 +48,7 @@ RoomServer::RoomServer(const QString& viewerFolder, OriginPolicy policy, Schedul
   sweep_.setSingleShot(true);
   QObject::connect(&sweep_, &QTimer::timeout, &sweep_, [this] { sweep(); });
   pingTimer_ = scheduler_.every(limits_.pingPeriod, limits_.pingPeriod, [this] { pingAll(); });
+  backlogTimer_ = scheduler_.every(limits_.backlogPeriod, limits_.backlogPeriod, [this] { dropOverfull(); });
 }
 
 RoomServer::~RoomServer() {
@@ -198,6 +199,12 @@ void RoomServer::pingAll() {
       found->second.awaitsPong = true;
       found->second.socket->ping();
     }
+  }
+}
+
+void RoomServer::dropOverfull() {
+  for (const auto& [id, connection] : connections_) {
+    if (connection.socket->bytesToWrite() > limits_.backlogBytes) drop(id);
   }
 }
 

@@ -25,8 +25,10 @@ struct RoomServerLimits {
   RoomRegistry::Limits rooms;
   int connections = 1024;
   quint64 messageBytes = 1024 * 1024;
-  // Unsent bytes a slow receiver may pile up before it is cut off.
+  // Unsent bytes a slow receiver may pile up before it is cut off. Looked at before each message to it, and once in
+  // this time: answers to its pings pile up as well.
   qint64 backlogBytes = 8 * 1024 * 1024;
+  std::chrono::milliseconds backlogPeriod{1'000};
   // A message costs one token, and one more for each `bytesPerToken`. A viewer's burst covers a whole
   // negotiation with all its candidates, several times over. A host answers its viewers: what one of
   // them makes it send, over its control channels too, must not use the host's own allowance up.
@@ -79,6 +81,7 @@ class RoomServer {
   void drop(MemberId id);
   void sweep();
   void pingAll();
+  void dropOverfull();
 
   const RoomServerLimits limits_;
   const OriginPolicy policy_;
@@ -95,6 +98,7 @@ class RoomServer {
   std::vector<MemberId> dropped_;
   QTimer sweep_;
   std::unique_ptr<Timer> pingTimer_;
+  std::unique_ptr<Timer> backlogTimer_;
 };
 
 }  // namespace vantora::companion

@@ -1,6 +1,7 @@
 #include "main/signalling/QtWebSocketTask.h"
 
 #include <QNetworkProxy>
+#include <QSslSocket>
 
 #include "main/base/MainThread.h"
 
@@ -13,6 +14,8 @@ namespace {
 constexpr qint64 kReadBufferReserve = 64 * 1024;
 // Reasons come from the server in part; one log line must stay one line.
 constexpr qsizetype kLongestReason = 200;
+
+constexpr auto kTooMuchWaits = "Too much is waiting for the network."_L1;
 
 QString oneLine(const QString& reason) {
   const QString line = reason.simplified().left(kLongestReason);
@@ -93,6 +96,7 @@ void QtWebSocketTask::opened() {
   state_ = State::Open;
   handshakeTimer_.reset();
   pingTimer_ = scheduler_.every(limits_.pingPeriod, limits_.pingPeriod, [this] { checkAlive(); });
+  backlogTimer_ = scheduler_.every(limits_.backlogPeriod, limits_.backlogPeriod, [this] { checkBacklog(); });
   const std::shared_ptr<Shared> shared = shared_;
   QQueue<QString> texts = std::exchange(waiting_, {});
   waitingBytes_ = 0;
@@ -112,9 +116,7 @@ void QtWebSocketTask::send(const QString& text) {
 }
 
 void QtWebSocketTask::transmit(const QString& text) {
-  if (socket_->bytesToWrite() + text.size() > limits_.waitingBytes) {
-    return reportSendError(u"Too much is waiting for the network."_s);
-  }
+  if (backlog() + text.size() > limits_.waitingBytes) return reportSendError(kTooMuchWaits);
   if (socket_->sendTextMessage(text) == 0) reportSendError(socket_->errorString());
 }
 
@@ -128,12 +130,23 @@ void QtWebSocketTask::checkAlive() {
   socket_->ping();
 }
 
+qint64 QtWebSocketTask::backlog() const {
+  // An encrypted connection counts only what is not encrypted yet, which is next to nothing.
+  const auto* encrypted = socket_->findChild<const QSslSocket*>();
+  return socket_->bytesToWrite() + (encrypted ? encrypted->encryptedBytesToWrite() : 0);
+}
+
+void QtWebSocketTask::checkBacklog() {
+  if (backlog() > limits_.waitingBytes) fail(kTooMuchWaits);
+}
+
 void QtWebSocketTask::fail(const QString& reason) {
   if (state_ == State::Failed) return;
   state_ = State::Failed;
   failure_ = oneLine(reason);
   handshakeTimer_.reset();
   pingTimer_.reset();
+  backlogTimer_.reset();
   const qsizetype undelivered = waiting_.size();
   waiting_.clear();
   // The socket may be in the middle of its own work, even inside open().

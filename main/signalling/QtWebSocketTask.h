@@ -27,6 +27,9 @@ class QtWebSocketTask final : public WebSocketTask {
     // Messages that wait for the connection to open, and bytes that wait in it or for the network.
     qsizetype waitingMessages = 256;
     qint64 waitingBytes = 4 * 1024 * 1024;
+    // A message that would exceed them is not sent. What exceeds them by itself, answers to pings of a server that does
+    // not read, is looked for this often and breaks the connection.
+    std::chrono::milliseconds backlogPeriod{1'000};
   };
 
   // `scheduler` must outlive the task.
@@ -56,6 +59,9 @@ class QtWebSocketTask final : public WebSocketTask {
   void transmit(const QString& text);
   void reportSendError(const QString& reason);
   void checkAlive();
+  // Bytes that wait for the network.
+  qint64 backlog() const;
+  void checkBacklog();
   void fail(const QString& reason);
   void reportFailure(const QString& reason, qsizetype undelivered);
   void dropSocket();
@@ -74,6 +80,7 @@ class QtWebSocketTask final : public WebSocketTask {
   std::unique_ptr<QWebSocket> socket_;
   std::unique_ptr<Timer> handshakeTimer_;
   std::unique_ptr<Timer> pingTimer_;
+  std::unique_ptr<Timer> backlogTimer_;
 };
 
 // Makes tasks with the default limits. `scheduler` must outlive the factory and its tasks.

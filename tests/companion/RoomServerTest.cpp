@@ -6,6 +6,12 @@ namespace {
 
 using namespace std::chrono_literals;
 
+// A masked frame of a client; a mask of zeros leaves it readable.
+QByteArray frame(char kind, const QByteArray& payload) {
+  return QByteArray(1, static_cast<char>(0x80 | kind)) + static_cast<char>(0x80 | payload.size()) +
+         QByteArray(4, '\0') + payload;
+}
+
 TEST_F(RoomServerTest, carriesANegotiationBothWays) {
   start();
   Client host(port());
@@ -247,9 +253,7 @@ TEST_F(RoomServerTest, aReceiverThatDoesNotReadIsCutOff) {
   Client host(port());
   ASSERT_TRUE(host.joinedAsHost());
   auto stuck = rawWebSocket();
-  // A masked text frame; a mask of zeros leaves it readable.
-  const QByteArray join = "{\"type\":\"join\",\"room\":\"attic\",\"role\":\"viewer\"}";
-  stuck->write(QByteArray("\x81") + static_cast<char>(0x80 | join.size()) + QByteArray(4, '\0') + join);
+  stuck->write(frame(0x1, "{\"type\":\"join\",\"room\":\"attic\",\"role\":\"viewer\"}"));
   ASSERT_TRUE(waitUntil([&] { return stuck->peek(1000).contains("peer_state"); }));
   stuck->setReadBufferSize(1);
   const QString offer = u"{\"type\":\"offer\",\"sdp\":\"%1\"}"_s.arg(QString(500'000, u's'));
@@ -259,6 +263,50 @@ TEST_F(RoomServerTest, aReceiverThatDoesNotReadIsCutOff) {
     ASSERT_TRUE(host.echoed());
   }
   EXPECT_TRUE(waitUntil([this] { return server_->connections() == 1; }));
+}
+
+TEST_F(RoomServerTest, aMemberThatPingsWithoutReadingIsCutOff) {
+  RoomServerLimits limits;
+  limits.backlogBytes = 64 * 1024;
+  limits.backlogPeriod = 20ms;
+  limits.pingPeriod = 1h;
+  start(limits);
+  Client living(port());
+  ASSERT_TRUE(living.joinedAsHost());
+  auto stuck = rawWebSocket();
+  stuck->write(frame(0x1, "{\"type\":\"join\",\"room\":\"attic\",\"role\":\"viewer\"}"));
+  ASSERT_TRUE(waitUntil([&] { return stuck->peek(1000).contains("peer_state"); }));
+  stuck->setReadBufferSize(1);
+  stuck->setSocketOption(QAbstractSocket::ReceiveBufferSizeSocketOption, 4096);
+  // So few at once that their answers alone are no reason.
+  const QByteArray pings = frame(0x9, QByteArray(125, 'p')).repeated(200);
+  qint64 sent = 0;
+  EXPECT_TRUE(waitUntil([&] {
+    if (stuck->state() == QAbstractSocket::ConnectedState && stuck->bytesToWrite() == 0) sent += stuck->write(pings);
+    return server_->connections() == 1;
+  }));
+  // What the kernel's own buffers take on a loopback connection, and the little that the server does.
+  EXPECT_LT(sent, 64 * 1024 * 1024);
+  EXPECT_TRUE(living.echoed());
+}
+
+TEST_F(RoomServerTest, aMemberThatPingsAndReadsStays) {
+  RoomServerLimits limits;
+  limits.backlogBytes = 64 * 1024;
+  limits.backlogPeriod = 1ms;
+  limits.pingPeriod = 1h;
+  start(limits);
+  Client viewer(port());
+  ASSERT_TRUE(viewer.joinedAsViewer());
+  int answered = 0;
+  QObject::connect(&viewer.socket(), &QWebSocket::pong, &viewer.socket(), [&] { ++answered; });
+  // Ten times the limit in all, a tenth of it at once.
+  for (int round = 1; round <= 100; ++round) {
+    for (int i = 0; i < 50; ++i) viewer.socket().ping(QByteArray(125, 'p'));
+    ASSERT_TRUE(waitUntil([&] { return answered == round * 50; }));
+  }
+  EXPECT_TRUE(viewer.echoed());
+  EXPECT_EQ(server_->connections(), 1);
 }
 
 TEST_F(RoomServerTest, connectionsBeyondTheLimitAreTurnedAway) {

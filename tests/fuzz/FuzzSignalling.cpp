@@ -1,11 +1,15 @@
 // Input: text frames of the signalling server, one per line. They run through the real signaller into
-// the real negotiation and chat.
+// the real negotiation, quality and chat.
 #include "main/base/Log.h"
 #include "main/session/ChatInbox.h"
 #include "main/session/peer/Negotiation.h"
 #include "main/signalling/Signaler.h"
+#include "main/video/quality/VideoQuality.h"
+#include "tests/fakes/FakeControlOutlet.h"
+#include "tests/fakes/FakeDisplays.h"
 #include "tests/fakes/FakePeerConnection.h"
 #include "tests/fakes/FakeScheduler.h"
+#include "tests/fakes/FakeVideoSources.h"
 #include "tests/fakes/FakeWebSocketTask.h"
 #include "tests/fuzz/Check.h"
 
@@ -15,6 +19,7 @@ namespace vantora {
 namespace {
 
 constexpr qsizetype kMostWaitingCandidates = 256;
+constexpr qsizetype kLongestPreset = 64;
 
 struct Session {
   fakes::FakeScheduler scheduler;
@@ -24,12 +29,30 @@ struct Session {
   Signaler signaler{
       {.url = {QUrl(u"ws://h"_s), u"ws://h"_s}, .room = u"r"_s, .tokenLookup = {}}, scheduler, sockets.factory()};
   Negotiation negotiation{{.send = [this](const JsonObject& message) { signaler.send(message); },
-                           .offerShape = [] { return OfferShape(); },
+                           .offerShape =
+                               [this] {
+                                 return OfferShape{.preferredCodecName = quality.preferredCodecName(),
+                                                   .h264Profile = quality.h264Profile(),
+                                                   .lastMaxBitrateKbps = quality.lastTarget().kbps};
+                               },
                            .viewerReplaced = [] {}}};
   ChatInbox chat{scheduler};
+  fakes::Journal journal;
+  fakes::FakeDisplays displays{{{.bounds = {0, 0, 1920, 1080}}}};
+  fakes::FakeControlOutlet outlet;
+  fakes::FakeVideoSources sources{journal};
+  std::unique_ptr<VideoSender> videoSender;
+  SharingControl sharing{Environment::of({}), displays, outlet, sources.factory(),
+                         SharingControl::Callbacks{.makeOffer = [this] { negotiation.makeOffer(); },
+                                                   .changed = [] {},
+                                                   .displayResized = [this] { quality.displayResized(); },
+                                                   .input = {[](bool) {}, [](bool) {}, [](int) {}}}};
+  VideoQuality quality{Environment::of({}), displays, sharing, VideoQuality::Settings{},
+                       VideoQuality::Callbacks{.makeOffer = [this] { negotiation.makeOffer(); }, .changed = [] {}}};
 
   Session() {
     negotiation.attach(peer.get());
+    sharing.startVideoSource(*peer, videoSender);
     negotiation.makeOffer();
     factory.last().settle();
     signaler.onMessage = [this](const JsonObject& message) { handle(message); };
@@ -40,12 +63,27 @@ struct Session {
     const auto again = parseJsonObject(toJson(message));
     fuzz::require(again.has_value() && *again == message);
     const QString type = stringField(message, "type"_L1).value_or(QString());
+    if (type == "renegotiate"_L1) {
+      negotiation.clearPendingCandidates();
+      negotiation.makeOffer();
+    }
+    if (type == "client_prefs"_L1) quality.handleClientPrefs(message);
     if (type == "answer"_L1) negotiation.handleAnswer(message);
     if (type == "ice"_L1) negotiation.handleIce(message);
     if (type == "chat_broadcast"_L1) chat.handleChatBroadcast(message);
     if (type == "reaction_broadcast"_L1) chat.handleReactionBroadcast(message);
     fuzz::require(negotiation.pendingCandidates() <= kMostWaitingCandidates);
+    checkTarget();
     factory.last().settle();
+  }
+
+  // What the encoder and the source are asked for stays within what they accept.
+  void checkTarget() {
+    const VideoTarget& target = quality.lastTarget();
+    const auto within = [](int value, int low, int high) { return low <= value && value <= high; };
+    fuzz::require(within(target.width, kSmallestSide, kWidest) && within(target.height, kSmallestSide, kHighest));
+    fuzz::require(within(target.fps, 1, kFastest) && within(target.kbps, kLowestKbps, kMostKbps));
+    fuzz::require(quality.currentQualityPreset().size() <= kLongestPreset);
   }
 };
 

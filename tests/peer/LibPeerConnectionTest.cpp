@@ -94,12 +94,13 @@ TEST_F(LibPeerConnectionTest, leavesOutServersThatAreNoAddresses) {
   EXPECT_TRUE(log.lines()[2].startsWith(u"[ice] ignoring server turn:10.77.0.1:3478: "_s));
 }
 
+qsizetype entries(const QString& folder) {
+  return QDir(folder).entryList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot).size();
+}
+qsizetype threads() { return entries(u"/proc/self/task"_s); }
+qsizetype files() { return entries(u"/proc/self/fd"_s); }
+
 TEST_F(LibPeerConnectionTest, leavesNothingBehindOverManyRebuilds) {
-  const auto entries = [](const QString& folder) {
-    return QDir(folder).entryList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot).size();
-  };
-  const auto threads = [&] { return entries(u"/proc/self/task"_s); };
-  const auto files = [&] { return entries(u"/proc/self/fd"_s); };
   const auto rebuild = [&] {
     const QString offer = makeOffered();
     EXPECT_EQ(apply(answerOf(offer)), std::nullopt);
@@ -114,6 +115,25 @@ TEST_F(LibPeerConnectionTest, leavesNothingBehindOverManyRebuilds) {
   for (int i = 0; i < 20; ++i) rebuild();
   EXPECT_TRUE(waitFor([&] { return threads() <= threadsBefore && files() <= filesBefore; }))
       << "threads " << threadsBefore << " -> " << threads() << ", files " << filesBefore << " -> " << files();
+}
+
+TEST_F(LibPeerConnectionTest, leavesNothingBehindOverManyReoffers) {
+  ASSERT_EQ(apply(answerOf(makeOffered())), std::nullopt);
+  ASSERT_TRUE(waitFor([&] {
+    for (const IceCandidate& candidate : std::exchange(ourCandidates_, {})) viewer_->addCandidate(candidate);
+    for (const IceCandidate& candidate : std::exchange(itsCandidates_, {})) EXPECT_EQ(add(candidate), std::nullopt);
+    return viewer_->isOpen(u"control"_s);
+  }));
+  const auto again = [&](int times) {
+    for (int i = 0; i < times; ++i) ASSERT_EQ(apply(nextAnswerOf(reoffer())), std::nullopt) << i;
+  };
+  again(5);  // What is made once and kept is made now.
+  const qsizetype threadsBefore = threads();
+  const qsizetype filesBefore = files();
+  again(200);
+  EXPECT_TRUE(waitFor([&] { return threads() <= threadsBefore && files() <= filesBefore; }))
+      << "threads " << threadsBefore << " -> " << threads() << ", files " << filesBefore << " -> " << files();
+  EXPECT_TRUE(viewer_->isOpen(u"control"_s));
 }
 
 }  // namespace

@@ -33,6 +33,7 @@ class LibPeerConnectionTest : public testing::Test {
   QString makeOffered() {
     PeerEvents events;
     events.descriptionBroken = [this] { ++broken_; };
+    events.candidateGenerated = [this](const IceCandidate& candidate) { ourCandidates_.append(candidate); };
     peer_ = runtime_->createPeerConnection({}, std::move(events));
     channel_ = peer_->createDataChannel(QStringLiteral("control"), {});
     if (!source_) source_ = std::make_unique<DummyVideoSource>(30, 320, 240, Environment::of({}));
@@ -93,8 +94,13 @@ class LibPeerConnectionTest : public testing::Test {
     }
     return text;
   }
+  // The answer of a new viewer.
   QString answerOf(const QString& offer) {
     viewer_ = std::make_unique<ViewerPeer>();
+    viewer_->onCandidate([this](const IceCandidate& candidate) { itsCandidates_.append(candidate); });
+    return nextAnswerOf(offer);
+  }
+  QString nextAnswerOf(const QString& offer) {
     QString answer;
     viewer_->answer(offer, [&](const QString& sdp) { answer = sdp; });
     EXPECT_TRUE(testing_loop::waitFor([&] { return !answer.isEmpty(); }));
@@ -106,6 +112,8 @@ class LibPeerConnectionTest : public testing::Test {
   std::unique_ptr<PeerConnection> peer_;
   std::unique_ptr<DataChannel> channel_;
   std::unique_ptr<VideoSender> sender_;
+  QList<IceCandidate> ourCandidates_;
+  QList<IceCandidate> itsCandidates_;
   std::unique_ptr<ViewerPeer> viewer_;
   int broken_ = 0;
 };

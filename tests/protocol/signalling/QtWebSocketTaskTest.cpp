@@ -1,13 +1,10 @@
 // One connection attempt against servers that misbehave.
 #include <gtest/gtest.h>
 
-#include <QCryptographicHash>
-#include <QTcpServer>
-#include <QTcpSocket>
-
 #include "main/signalling/QtWebSocketTask.h"
 #include "tests/fakes/EventLoop.h"
 #include "tests/fakes/FakeScheduler.h"
+#include "tests/protocol/signalling/RawServer.h"
 #include "tests/protocol/signalling/TestServer.h"
 
 using namespace std::chrono_literals;
@@ -16,6 +13,7 @@ using namespace Qt::Literals::StringLiterals;
 namespace vantora {
 namespace {
 
+using testing_loop::RawServer;
 using testing_loop::TestServer;
 using testing_loop::waitFor;
 
@@ -40,6 +38,37 @@ class QtWebSocket : public testing::Test {
     task_->resume();
   }
   bool failed() const { return !receiveErrors_.isEmpty(); }
+  // The server pings as fast as it can and reads none of the answers: that ends the connection.
+  void expectAnEndToPings(RawServer& server) {
+    limits_.waitingBytes = 64 * 1024;
+    limits_.pingPeriod = 1h;
+    open(server.url());
+    ASSERT_TRUE(waitFor([&] { return server.asked(); }));
+    server.agree();
+    server.socket()->write(QByteArray("\x81\x02hi", 4));
+    ASSERT_TRUE(waitFor([&] { return texts_ == QStringList{u"hi"_s}; }));
+    server.stopReading();
+    // So few at once that their answers alone are no reason.
+    const QByteArray pings = (QByteArray("\x89\x7d", 2) + QByteArray(125, 'p')).repeated(200);
+    qint64 sent = 0;
+    const auto ping = [&] {
+      if (!server.closed() && server.unsent() == 0) sent += server.socket()->write(pings);
+    };
+    EXPECT_TRUE(waitFor([&] {
+      ping();
+      scheduler_.advance(limits_.backlogPeriod);
+      return failed();
+    }));
+    EXPECT_EQ(receiveErrors_, QStringList{u"Too much is waiting for the network."_s});
+    // A server that does not read notices when it writes.
+    EXPECT_TRUE(waitFor([&] {
+      ping();
+      return server.closed();
+    }));
+    // What the kernel's own buffers take on a loopback connection, and the little that the task does.
+    EXPECT_LT(sent, 64 * 1024 * 1024);
+    EXPECT_EQ(scheduler_.runningTimers(), 0U);
+  }
 
   fakes::FakeScheduler scheduler_;
   QtWebSocketTask::Limits limits_;
@@ -48,30 +77,6 @@ class QtWebSocket : public testing::Test {
   QList<QByteArray> binaries_;
   QStringList receiveErrors_;
   QStringList sendErrors_;
-};
-
-// Accepts connections and says only what the test tells it to.
-class RawServer {
- public:
-  RawServer() {
-    EXPECT_TRUE(server_.listen(QHostAddress::LocalHost));
-    QObject::connect(&server_, &QTcpServer::newConnection, &server_, [this] {
-      socket_ = server_.nextPendingConnection();
-      QObject::connect(socket_, &QTcpSocket::readyRead, socket_, [this] { request_ += socket_->readAll(); });
-      QObject::connect(socket_, &QTcpSocket::disconnected, socket_, [this] { closed_ = true; });
-    });
-  }
-  QUrl url() const { return QUrl(u"ws://127.0.0.1:%1"_s.arg(server_.serverPort())); }
-  bool asked() const { return request_.contains("\r\n\r\n"); }
-  bool closed() const { return closed_; }
-  QTcpSocket* socket() { return socket_; }
-  const QByteArray& request() const { return request_; }
-
- private:
-  QTcpServer server_;
-  QTcpSocket* socket_ = nullptr;
-  QByteArray request_;
-  bool closed_ = false;
 };
 
 TEST_F(QtWebSocket, givesUpOnAServerThatNeverAnswers) {
@@ -176,16 +181,7 @@ TEST_F(QtWebSocket, givesUpOnAServerThatHasGoneSilent) {
   RawServer server;
   open(server.url());
   ASSERT_TRUE(waitFor([&] { return server.asked(); }));
-  // A correct answer to the upgrade, and nothing after it.
-  const QByteArray head = "Sec-WebSocket-Key: ";
-  const qsizetype at = server.request().indexOf(head) + head.size();
-  const QByteArray key = server.request().mid(at, server.request().indexOf("\r\n", at) - at);
-  const QByteArray accept =
-      QCryptographicHash::hash(key + "258EAFA5-E914-47DA-95CA-C5AB0DC85B11", QCryptographicHash::Sha1).toBase64();
-  server.socket()->write(
-      "HTTP/1.1 101 Switching Protocols\r\nUpgrade: websocket\r\nConnection: Upgrade\r\n"
-      "Sec-WebSocket-Accept: " +
-      accept + "\r\n\r\n");
+  server.agree();
   server.socket()->write(QByteArray("\x81\x02hi", 4));
   ASSERT_TRUE(waitFor([&] { return texts_ == QStringList{u"hi"_s}; }));
   scheduler_.advance(limits_.pingPeriod);
@@ -211,6 +207,42 @@ TEST_F(QtWebSocket, staysWithAServerThatAnswersPings) {
     ASSERT_TRUE(waitFor([&] { return binaries_.size() == pings; }));
   }
   EXPECT_FALSE(failed());
+}
+
+TEST_F(QtWebSocket, breaksOnPingsOfAServerThatReadsNothing) {
+  RawServer server;
+  expectAnEndToPings(server);
+}
+
+TEST_F(QtWebSocket, breaksOnPingsOfAServerThatReadsNothingOfWhatIsEncrypted) {
+  const QSslConfiguration before = QSslConfiguration::defaultConfiguration();
+  QSslConfiguration trusting = before;
+  trusting.addCaCertificate(RawServer::certificate());
+  QSslConfiguration::setDefaultConfiguration(trusting);
+  RawServer server(RawServer::Kind::kEncrypted);
+  expectAnEndToPings(server);
+  QSslConfiguration::setDefaultConfiguration(before);
+}
+
+TEST_F(QtWebSocket, staysWithAServerThatPingsAndReads) {
+  limits_.waitingBytes = 64 * 1024;
+  limits_.pingPeriod = 1h;
+  TestServer server;
+  open(server.url());
+  ASSERT_TRUE(waitFor([&] { return server.connected(); }));
+  int answered = 0;
+  QObject::connect(server.client(), &QWebSocket::pong, server.client(), [&] { ++answered; });
+  // Ten times the limit in all, a tenth of it at once.
+  for (int round = 1; round <= 100; ++round) {
+    for (int i = 0; i < 50; ++i) server.client()->ping(QByteArray(125, 'p'));
+    ASSERT_TRUE(waitFor([&] {
+      scheduler_.advance(limits_.backlogPeriod);
+      return answered == round * 50;
+    }));
+  }
+  EXPECT_FALSE(failed());
+  task_->send(u"still works"_s);
+  EXPECT_TRUE(waitFor([&] { return server.texts().size() == 1; }));
 }
 
 TEST_F(QtWebSocket, limitsWhatWaitsForTheConnection) {
