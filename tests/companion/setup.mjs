@@ -44,12 +44,14 @@ export async function connectedPair(context, { room = newRoom(), options = {}, q
   const host = await openFakeHost(context, room, options, pages.host);
   const viewer = await openViewer(context, room, query, pages.viewer);
   await isConnected(viewer);
+  // The page asks for a quality once it has heard what the host says first: both ends have their channels then.
+  await hears(host, 'quality');
   return { host, viewer, room };
 }
 
 export const dataset = (page, key) => page.evaluate((key) => document.body.dataset[key], key);
 
-export async function hasState(page, key, value, deadline = 10000) {
+export async function hasState(page, key, value, deadline) {
   let seen;
   await until(async () => (seen = await dataset(page, key)) === value, { deadline, what: `${key} ${value}` }).catch((e) => {
     throw new Error(`${e.message}; it is ${seen}; the page said ${page.said.slice(-6).join(' | ')}`);
@@ -57,7 +59,7 @@ export async function hasState(page, key, value, deadline = 10000) {
 }
 
 // Connected, with a picture and an open way for control messages.
-export async function isConnected(page, deadline = 15000) {
+export async function isConnected(page, deadline = 60000) {
   await hasState(page, 'connection', 'connected', deadline);
   await until(() => page.evaluate(() => vantora.channels().control_reliable?.readyState === 'open'), {
     what: 'the control channel',

@@ -34,7 +34,7 @@ async function withCommands(t, scripts, env, body) {
 }
 
 function exec(viewer, id, more = {}) {
-  return viewer.ask({ type: 'exec_command', id, ...more }, 'command_result', { deadline: 30000 });
+  return viewer.ask({ type: 'exec_command', id, ...more }, 'command_result');
 }
 
 function succeeded(id, stdout = '') {
@@ -62,7 +62,7 @@ test('opensATerminalInWhichTheViewerCanType', async (t) => {
       await viewer.send({ type: 'keyUp', code, mods });
     }
     const windows = () => session.screen.run('xdotool', ['search', '--onlyvisible', '--class', 'xterm']).catch(() => '');
-    await until(async () => !(await windows()).includes(window), { deadline: 15000, what: 'the shell in the terminal to end' });
+    await until(async () => !(await windows()).includes(window), { what: 'the shell in the terminal to end' });
   });
 });
 
@@ -140,7 +140,7 @@ test('keepsTheSessionGoingWhileACommandTakesItsTimeAndCutsItsOutput', async (t) 
     assert.deepEqual(await session.screen.pointer(), { x: 320, y: 360 });
     assert.deepEqual(await viewer.heard('command_result'), []);
     await writeFile(join(folder.path, 'go'), '');
-    const heard = await until(async () => (await viewer.heard('command_result'))[0], { deadline: 15000, what: 'the result' });
+    const heard = await until(async () => (await viewer.heard('command_result'))[0], { what: 'the result' });
     assert.deepEqual(heard, { ...heard, label: 'control_reliable', message: { type: 'command_result', id: 'toggle-dark-mode',
       title: 'toggle-dark-mode', ok: false, code: 3, stdout: `${'x'.repeat(8192)}\n…(truncated)…`, stderr: '' } });
   });
@@ -153,7 +153,7 @@ test('bringsUpTheSystemMonitorOnTheProcessThatWasNamed', async (t) => {
     await viewer.send({ type: 'open_activity_monitor', pid: session.host.child.pid, req: 1 });
     await viewer.settled();
     await session.screen.run('xdotool', ['search', '--sync', '--onlyvisible', '--class', 'xterm']);
-    await until(async () => (await folder.file('shown')) === `-p ${session.host.child.pid}\n`, { deadline: 15000, what: 'the monitor' });
+    await until(async () => (await folder.file('shown')) === `-p ${session.host.child.pid}\n`, { what: 'the monitor' });
     assert.ok(!(await viewer.heard('ack')).some(({ message }) => 'req' in message));
     assert.deepEqual(await viewer.heard('command_result'), []);
   });

@@ -15,11 +15,11 @@ async function shapes(viewer) {
 }
 
 /// Moves the pointer to a pixel and waits until the newest shape is `shape`; resolves to the milliseconds that took.
-async function pointsAt(viewer, session, [x, y], shape, deadline = 10000) {
+async function pointsAt(viewer, session, [x, y], shape) {
   const start = performance.now();
   // The middle of the pixel, whatever is rounded on the way.
   await viewer.send({ type: 'mouseMove', x: (x + 0.5) / session.screen.width, y: (y + 0.5) / session.screen.height });
-  await until(async () => (await shapes(viewer)).at(-1) === shape, { deadline, every: 5, what: `"${shape}" at ${x}, ${y}` });
+  await until(async () => (await shapes(viewer)).at(-1) === shape, { every: 5, what: `"${shape}" at ${x}, ${y}` });
   return Math.round(performance.now() - start);
 }
 
@@ -43,7 +43,7 @@ test('thePageHearsTheShapeOfThePointerWhereverItMoves', async (t) => {
     const sent = await shapes(viewer);
     const looks = () => session.host.log.filter((line) => line === '[cursor] Fallback NSCursor: move').length;
     const before = looks();
-    await until(() => looks() >= before + 10, { deadline: 20000, what: 'ten looks' });
+    await until(() => looks() >= before + 10, { what: 'ten looks' });
     assert.deepEqual(await shapes(viewer), sent);
 
     // A question is answered all the same, and acknowledged without what it came with.
@@ -61,12 +61,14 @@ test('thePageHearsTheShapeOfThePointerWhereverItMoves', async (t) => {
 test('testModeGoesThroughTheShapes', async (t) => {
   await withSession(t, { host: { env: { CURSOR_TEST: '1' } } }, async (session) => {
     const viewer = await new BareControl(await session.bare()).open();
-    await until(async () => (await shapes(viewer)).length >= 3, { deadline: 15000, what: 'three shapes' });
+    await until(async () => (await shapes(viewer)).length >= 3, { what: 'three shapes' });
     const cycle = ['default', 'pointer', 'text', 'grab', 'grabbing', 'crosshair', 'not-allowed', 'ew-resize', 'ns-resize',
       'n-resize', 's-resize', 'w-resize', 'e-resize'];
-    const heard = await shapes(viewer);
-    const start = cycle.indexOf(heard[0]);
-    assert.deepEqual(heard, heard.map((_, index) => cycle[(start + index) % cycle.length]));
+    const places = (await shapes(viewer)).map((shape) => cycle.indexOf(shape));
+    assert.ok(!places.includes(-1), (await shapes(viewer)).join(', '));
+    // The next one is shown each three seconds, and may be missed while the machine stands still.
+    const steps = places.slice(1).map((place, index) => (place - places[index] + cycle.length) % cycle.length);
+    assert.ok(steps.every((step) => step === 1 || step === 2), `positions ${places.join(', ')}`);
   });
 });
 
@@ -96,7 +98,7 @@ test('theElementUnderThePointerDecidesAndAProgramThatHangsDoesNotStallTheSession
       const viewer = await new BareControl(await session.bare()).open();
       await viewer.takeControl(await session.host.pin());
       // A button, over which the program's own cursor is a plain arrow.
-      await pointsAt(viewer, session, [150, 175], 'pointer', 20000);
+      await pointsAt(viewer, session, [150, 175], 'pointer');
       const times = [];
       for (let round = 0; round < 5; ++round) {
         times.push(await pointsAt(viewer, session, [150, 135], 'text'), await pointsAt(viewer, session, [150, 175], 'pointer'));
@@ -107,16 +109,17 @@ test('theElementUnderThePointerDecidesAndAProgramThatHangsDoesNotStallTheSession
 
       program.signal('SIGSTOP');
       try {
-        // The cursor shows what it showed; everything else goes on as if nothing were.
+        // The cursor shows what it showed; everything else goes on as if nothing were. A call that waited for the program
+        // would take 25 seconds.
         for (let round = 0; round < 20; ++round) {
-          const echo = await viewer.ask({ type: 'mouseMove', x: 0.1 + round / 200, y: 0.2 }, 'ptr', { deadline: 2000 });
+          const echo = await viewer.ask({ type: 'mouseMove', x: 0.1 + round / 200, y: 0.2 }, 'ptr', { deadline: 10000 });
           assert.equal(echo.y, 0.2);
-          await viewer.ask({ type: 'cursor_query' }, 'cursor_shape', { deadline: 2000 });
+          await viewer.ask({ type: 'cursor_query' }, 'cursor_shape', { deadline: 10000 });
         }
       } finally {
         program.signal('SIGCONT');
       }
-      await pointsAt(viewer, session, [150, 175], 'pointer', 20000);
+      await pointsAt(viewer, session, [150, 175], 'pointer');
     });
   } finally {
     await bus.end();

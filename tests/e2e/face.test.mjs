@@ -4,7 +4,7 @@ import { copyFile, mkdir, writeFile } from 'node:fs/promises';
 import { join } from 'node:path';
 import { test } from 'node:test';
 import { DesktopBus } from './lib/desktop-bus.mjs';
-import { desktopProcess } from './lib/desktop.mjs';
+import { atRest, desktopProcess } from './lib/desktop.mjs';
 import { build, temporaryDirectory } from './lib/paths.mjs';
 import { withSession } from './lib/session.mjs';
 import { BareControl, colours, near, rgb, shows } from './lib/viewer.mjs';
@@ -41,6 +41,7 @@ test('theMenuActsOnTheSessionAndShowsWhatBecameOfIt', async (t) => {
     const page = await session.bare();
     const viewer = await new BareControl(page).open();
     const pin = await session.host.pin();
+    await bus.row(({ label }) => label === 'Stop Sharing', 'the menu of a shared screen');
     assert.deepEqual((await bus.rows()).map(({ label }) => label).filter((label) => !/^(Connection|Preset): /.test(label)), [
       'Vantora Host', `Room: ${session.room}`, `Control PIN: ${pin}`, '', 'Stop Sharing', 'Copy Room ID', 'Copy PIN',
       'Regenerate PIN', '', 'Allow Remote Control', 'Allow Incoming Files', '', 'Chat…', '', 'Quit Vantora']);
@@ -49,7 +50,7 @@ test('theMenuActsOnTheSessionAndShowsWhatBecameOfIt', async (t) => {
     for (const [label, text] of [['Copy Room ID', session.room], ['Copy PIN', pin]]) {
       await bus.click(label);
       await until(async () => (await session.screen.run('xclip', ['-selection', 'clipboard', '-o']).catch(() => '')) === text,
-        { deadline: 15000, what: `"${text}" on the clipboard` });
+        { what: `"${text}" on the clipboard` });
     }
 
     await viewer.takeControl(pin);
@@ -74,16 +75,16 @@ test('theMenuActsOnTheSessionAndShowsWhatBecameOfIt', async (t) => {
     await bus.row(({ label }) => label === `Control PIN: ${renewed}`, 'the new PIN');
     assert.equal((await viewer.ask({ type: 'auth', token: renewed }, 'auth')).ok, true);
 
-    await shows(page, '#306030', { deadline: 20000 });
+    await shows(page, '#306030');
     await bus.click('Stop Sharing');
     await bus.row(({ label }) => label === 'Start Sharing', 'the offer to share');
     await until(async () => !near((await colours(page, [[0.5, 0.5]]))[0], rgb('#306030'), 40),
-      { deadline: 20000, what: 'another picture' });
+      { what: 'another picture' });
     await bus.click('Start Sharing');
-    await shows(page, '#306030', { deadline: 20000 });
+    await shows(page, '#306030');
 
     await bus.click('Quit Vantora');
-    await until(() => session.host.child.exit, { deadline: 10000, what: 'the end of the program' });
+    await until(() => session.host.child.exit, { what: 'the end of the program' });
     assert.deepEqual(session.host.child.exit, { code: 0, signal: null });
   }, { SHARE_IDLE_VIDEO: '1' });
 });
@@ -93,9 +94,9 @@ test('aBareProgramSaysSoOnceAndStillShowsChatAndReactions', async (t) => {
     const page = await session.bare();
     await new BareControl(page).open();
     await page.evaluate(() => bare.signal({ type: 'chat_send', text: 'hello <b>there</b>' }));
-    await until(() => bus.notifications().length === 1, { deadline: 15000, what: 'the notification of the chat' });
+    await until(() => bus.notifications().length === 1, { what: 'the notification of the chat' });
     await page.evaluate(() => bare.signal({ type: 'reaction_send', reaction: 'thumbs_up' }));
-    await until(() => bus.notifications().length === 2, { deadline: 15000, what: 'the notification of the reaction' });
+    await until(() => bus.notifications().length === 2, { what: 'the notification of the reaction' });
     const [chat, reaction] = bus.notifications();
     assert.deepEqual([chat.application, chat.title, chat.body], ['Desk Helper', 'Chat from VIEWER', 'hello <b>there</b>']);
     assert.deepEqual([reaction.title, reaction.body], ['Reaction from VIEWER', '👍']);
@@ -113,7 +114,7 @@ test('anInstalledProgramMarksItsNotifications', async (t) => {
     const page = await session.bare();
     await new BareControl(page).open();
     for (const text of ['one', 'two']) await page.evaluate((text) => bare.signal({ type: 'chat_send', text }), text);
-    await until(() => bus.notifications().length === 2, { deadline: 15000, what: 'the notifications' });
+    await until(() => bus.notifications().length === 2, { what: 'the notifications' });
     const marks = bus.notifications().map(({ hints }) => hints['x-vantora-identifier']);
     for (const mark of marks) assert.match(mark, /^vantora\.chat\.[0-9A-F]{8}(-[0-9A-F]{4}){3}-[0-9A-F]{12}$/);
     assert.notEqual(marks[0], marks[1]);
@@ -129,22 +130,23 @@ test('unreadChatStaysUnreadWhenTheDesktopProcessIsReplaced', async (t) => {
     const say = (text) => page.evaluate((text) => bare.signal({ type: 'chat_send', text }), text);
     const first = await desktopProcess(session.host);
     for (const text of ['one', 'two']) await say(text);
-    await until(() => bus.badge() === 2 && bus.notifications().length === 2, { deadline: 15000, what: 'two unread lines' });
+    await until(() => bus.badge() === 2 && bus.notifications().length === 2, { what: 'two unread lines' });
+    await atRest(first);
     process.kill(first, 'SIGSTOP');
     await say('three');
     await session.host.line(/^\[chat\] .*: three @\d+$/);
     process.kill(first, 'SIGKILL');
-    await until(() => bus.badge() === 3 && bus.notifications().length >= 3, { deadline: 20000, what: 'three unread lines' });
+    await until(() => bus.badge() === 3 && bus.notifications().length >= 3, { what: 'three unread lines' });
     // Nothing is announced twice.
     await bus.rows();
     assert.deepEqual(bus.notifications().map(({ body }) => body), ['one', 'two', 'three']);
 
     await bus.click('Chat…');
-    await until(() => bus.badge() === null, { deadline: 15000, what: 'the end of the badge' });
+    await until(() => bus.badge() === null, { what: 'the end of the badge' });
     const second = await desktopProcess(session.host, first);
     process.kill(second, 'SIGKILL');
     await desktopProcess(session.host, second);
     await say('four');
-    await until(() => bus.badge() === 1, { deadline: 20000, what: 'one unread line' });
+    await until(() => bus.badge() === 1, { what: 'one unread line' });
   });
 });

@@ -9,7 +9,7 @@ import { BareControl } from './lib/viewer.mjs';
 import { until } from './lib/wait.mjs';
 
 async function control(session) {
-  return new BareControl(await session.bare()).open({ deadline: 30000 });
+  return new BareControl(await session.bare()).open();
 }
 
 const downloads = (session, name = '') => join(session.host.home, 'Downloads', name);

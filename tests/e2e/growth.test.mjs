@@ -12,18 +12,6 @@ async function holdings({ pid }) {
   return { threads: threads.length, files: files.length, megabytes: Number(status.match(/VmRSS:\s+(\d+)/)[1]) / 1024 };
 }
 
-/// What the host holds once it is at rest; waits for `reached` of it.
-async function rested(host, reached, what) {
-  let held = null;
-  await until(async () => {
-    held = await holdings(host.child);
-    return reached(held);
-  }, { deadline: 10000, every: 200, what }).catch((error) => {
-    throw new Error(`${error.message}; it holds ${JSON.stringify(held)}`);
-  });
-  return held;
-}
-
 /// The session at work, with everything that this takes: the page shows a picture that was just painted.
 async function atWork(session, page, colour) {
   await session.screen.paint(colour);
@@ -59,11 +47,16 @@ test('nothingGrowsOver200Reoffers', async (t) => {
     };
     await reoffer(5);
     await atWork(session, page, '#a05050');
-    const before = await settled(session.host);
-    await reoffer(200);
-    await atWork(session, page, '#50a050');
-    const after = await rested(session.host, noMoreThan(before), `no more than ${JSON.stringify(before)}`);
-    t.diagnostic(`${JSON.stringify(before)} after 5, ${JSON.stringify(after)} after 205`);
+    const held = [await settled(session.host)];
+    // What is left behind adds up in every two hundred; what a busy machine made room for once does not.
+    for (const colour of ['#50a050', '#5050a0', '#a050a0']) {
+      await reoffer(200);
+      await atWork(session, page, colour);
+      held.push(await settled(session.host));
+      if (noMoreThan(held.at(-2))(held.at(-1))) break;
+    }
+    t.diagnostic(`${JSON.stringify(held)} after 5 and after each 200 more`);
+    assert.ok(noMoreThan(held.at(-2))(held.at(-1)), JSON.stringify(held));
   });
 });
 

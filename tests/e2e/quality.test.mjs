@@ -26,7 +26,7 @@ async function size(page, width, height) {
   await until(async () => {
     last = await received(page);
     return last?.width === width && last?.height === height;
-  }, { deadline: 15000, what: `${width}x${height}` }).catch((error) => {
+  }, { what: `${width}x${height}` }).catch((error) => {
     throw new Error(`${error.message}; received is ${JSON.stringify(last)}`);
   });
 }
@@ -36,7 +36,7 @@ async function size(page, width, height) {
 async function receives(t, page, what, { fps, kbps }) {
   const within = (value, [least, most]) => value >= least && value <= most;
   const seen = [];
-  for (let look = 0; look < 4; ++look) {
+  for (let look = 0; look < 10; ++look) {
     const rates = await receivedRates(page, 2500);
     seen.push(`${rates.fps.toFixed(1)} fps, ${rates.kbps.toFixed(0)} kbit/s`);
     t.diagnostic(`${what}: ${seen.at(-1)}, ${rates.codec}`);
@@ -54,7 +54,7 @@ test('thePictureFollowsADisplayThatChangesItsSize', async (t) => {
     await session.screen.resize(800, 600);
     await size(page, 800, 600);
     await session.screen.paint('#a06020');
-    await shows(page, '#a06020', { deadline: 10000 });
+    await shows(page, '#a06020');
     await viewer.send({ type: 'quality', preset: 'low' });
     await size(page, 720, 540);
     await session.screen.resize(1280, 1024);
@@ -70,7 +70,7 @@ test('everyPresetReachesTheViewerWithItsSizeRateAndBitRate', async (t) => {
     for (const { preset, width, height, fps, kbps, holds } of presets) {
       await viewer.send({ type: 'quality', preset });
       await size(page, width, height);
-      await receives(t, page, preset, { fps: [fps * (holds ? 0.6 : 0.1), fps * 1.1 + 1], kbps: [Math.min(kbps, 1500) * 0.3, kbps * 1.25] });
+      await receives(t, page, preset, { fps: [fps * (holds ? 0.6 : 0.05), fps * 1.1 + 1], kbps: [Math.min(kbps, 1500) * 0.3, kbps * 1.25] });
     }
   });
 });
@@ -84,9 +84,9 @@ test('videoParametersReachTheViewer', async (t) => {
     await size(page, 800, 450);
     await receives(t, page, '10 fps, 700 kbit/s', { fps: [6, 12], kbps: [0, 900] });
     await viewer.send({ type: 'video_params', maxBitrateKbps: 200 });
-    await until(async () => (await receivedRates(page, 1500)).kbps <= 280, { deadline: 15000, what: 'at most 200 kbit/s' });
+    await until(async () => (await receivedRates(page, 1500)).kbps <= 280, { what: 'at most 200 kbit/s' });
     await viewer.send({ type: 'video_params', fps: 25 });
-    await until(async () => (await receivedRates(page, 1500)).fps > 15, { deadline: 15000, what: '25 frames a second' });
+    await until(async () => (await receivedRates(page, 1500)).fps > 15, { what: '25 frames a second' });
   });
 });
 
@@ -99,7 +99,7 @@ test('theSyntheticSourceFollowsToo', async (t) => {
     await receives(t, page, 'low', { fps: [15, 33], kbps: [0, 1500] });
     await viewer.send({ type: 'video_params', width: 640, height: 360, fps: 10 });
     await size(page, 640, 360);
-    await until(async () => (await receivedRates(page, 1500)).fps < 13, { deadline: 15000, what: '10 frames a second' });
+    await until(async () => (await receivedRates(page, 1500)).fps < 13, { what: '10 frames a second' });
   });
 });
 
@@ -107,7 +107,7 @@ test('absurdParametersDoNotHurtTheSession', async (t) => {
   await withSession(t, {}, async (session) => {
     const page = await session.bare();
     await session.screen.paint('#204060');
-    await shows(page, '#204060', { deadline: 10000 });
+    await shows(page, '#204060');
     const viewer = await new BareControl(page).open();
     const numbers = [0, -1, 1, 2, 3, 7, 17, -2147483648, 2147483647, 4294967296, 9007199254740991, -9007199254740991, 1e300, 0.5];
     for (const value of numbers) {
@@ -135,7 +135,7 @@ test('absurdParametersDoNotHurtTheSession', async (t) => {
     await again.send({ type: 'quality', preset: 'medium' });
     await size(page, 1280, 720);
     await session.screen.paint('#a06020');
-    await shows(page, '#a06020', { deadline: 10000 });
+    await shows(page, '#a06020');
     assert.equal(session.host.child.exit, null);
   });
 });

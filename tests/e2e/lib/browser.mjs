@@ -41,6 +41,8 @@ export class Browser {
   /// A page in a profile of its own; what its console and its errors say is kept in `page.said`.
   async page() {
     const context = await this.browser.newContext({ viewport: { width: 1280, height: 720 } });
+    // Patience with a busy machine, as in until().
+    context.setDefaultTimeout(60000);
     const page = await context.newPage();
     page.said = [];
     page.on('console', (message) => page.said.push(`${message.type()}: ${message.text()}`));

@@ -5,9 +5,9 @@ import { until } from './wait.mjs';
 
 const exec = promisify(execFile);
 
-/// Runs a command to its end; resolves to its standard output, rejects on a non-zero status or after 20 s.
+/// Runs a command to its end; resolves to its standard output, rejects on a non-zero status or after a minute.
 export async function run(command, args = [], options = {}) {
-  const { stdout } = await exec(command, args, { timeout: 20000, maxBuffer: 64 << 20, ...options });
+  const { stdout } = await exec(command, args, { timeout: 60000, maxBuffer: 64 << 20, ...options });
   return stdout;
 }
 
@@ -51,7 +51,7 @@ export class Child {
   }
 
   /// Waits for a line that matches, among those from index `after` on; resolves to the match.
-  async line(pattern, { deadline = 10000, after = 0 } = {}) {
+  async line(pattern, { deadline, after = 0 } = {}) {
     const find = () => {
       for (const { text } of this.lines.slice(after)) {
         const match = typeof pattern === 'string' ? (text === pattern ? [text] : null) : text.match(pattern);
@@ -72,7 +72,7 @@ export class Child {
   }
 
   /// Asks it to end and resolves to {code, signal}; kills it when it does not within `deadline` ms.
-  async end(signal = 'SIGTERM', deadline = 5000) {
+  async end(signal = 'SIGTERM', deadline = 20000) {
     if (this.exit) return this.exit;
     this.signal(signal);
     const timer = setTimeout(() => this.signal('SIGKILL'), deadline);

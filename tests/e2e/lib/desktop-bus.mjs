@@ -45,7 +45,7 @@ export class DesktopBus {
     const answers = await until(() => {
       const all = this.#seen('answer');
       return all.length > before && all;
-    }, { deadline: 20000, what: `an answer to "${question}"` });
+    }, { what: `an answer to "${question}"` });
     return answers[before].answer;
   }
 
@@ -56,12 +56,12 @@ export class DesktopBus {
 
   /// Waits until the menu has a row for which `holds` is true, and returns it.
   row(holds, what) {
-    return until(async () => (await this.rows())?.find(holds), { deadline: 20000, every: 50, what });
+    return until(async () => (await this.rows())?.find(holds), { every: 50, what });
   }
 
   /// Presses the row of that label, as soon as there is one.
   click(label) {
-    return until(() => this.#ask(`click ${label}`), { deadline: 20000, every: 50, what: `the row "${label}"` });
+    return until(() => this.#ask(`click ${label}`), { every: 50, what: `the row "${label}"` });
   }
 
   async end() {

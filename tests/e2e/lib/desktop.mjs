@@ -14,7 +14,20 @@ export async function desktopProcess(host, old = 0) {
       if (child !== old && command.includes('vantora-host')) return child;
     }
     return null;
-  }, { deadline: 15000, what: 'the desktop process' });
+  }, { what: 'the desktop process' });
+}
+
+/// Waits until a process sleeps and has used no time for a while: it has done all that it was told.
+export async function atRest(pid) {
+  let last = null;
+  let same = 0;
+  await until(async () => {
+    const [state, ...fields] = (await readFile(`/proc/${pid}/stat`, 'utf8')).replace(/^.*\) /, '').split(' ');
+    const now = `${state} ${fields[10]} ${fields[11]}`;
+    same = state === 'S' && now === last ? same + 1 : 0;
+    last = now;
+    return same === 2;
+  }, { every: 100, what: `process ${pid} to rest` });
 }
 
 /// The id of a visible window of that name; undefined when there is none.
@@ -44,7 +57,7 @@ export async function launchAgain(session) {
     env: { PATH: process.env.PATH, HOME: home, LANG: 'C.UTF-8', XDG_RUNTIME_DIR: join(home, 'run'), ICE_URLS: ',', ...session.hostEnvironment() },
   });
   session.keep(again);
-  await until(() => again.exit, { deadline: 10000, what: 'the end of the second launch' });
+  await until(() => again.exit, { what: 'the end of the second launch' });
   return again;
 }
 
@@ -66,5 +79,5 @@ export async function conversation(session) {
     await session.screen.run('xdotool', ['mousemove', '--window', id, String(width >> 1), String(height >> 1), 'click', '1']);
     await session.screen.run('xdotool', ['key', '--clearmodifiers', 'ctrl+a', 'ctrl+c']);
     return session.screen.run('xclip', ['-selection', 'clipboard', '-o']).catch(() => '');
-  }, { every: 200, deadline: 15000, what: 'the text of the conversation' });
+  }, { every: 200, what: 'the text of the conversation' });
 }

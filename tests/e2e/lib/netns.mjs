@@ -1,7 +1,7 @@
 // Networks for tests. Everything runs inside scripts/lab, which gives one address (VANTORA_LAB). A second machine is a
 // further network name space behind a link whose rate, delay and state a test sets. It ends with its holder process.
 import { Child, run } from './child.mjs';
-import { until } from './wait.mjs';
+import { timed, until } from './wait.mjs';
 
 /// The address of this side's network card.
 export function labAddress() {
@@ -88,6 +88,14 @@ export class FarMachine {
 
   async unplug() {
     await run('ip', ['link', 'set', this.nearCard, 'down']);
+  }
+
+  /// Unplugs and plugs again `seconds` later, in one go: nothing but the machine itself can draw it out. Resolves to the
+  /// milliseconds that it took.
+  async interrupt(seconds) {
+    const { ms } = await timed(() =>
+      run('sh', ['-c', `ip link set ${this.nearCard} down && sleep ${seconds} && ip link set ${this.nearCard} up`]));
+    return ms;
   }
 
   async plug() {

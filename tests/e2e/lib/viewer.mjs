@@ -16,7 +16,7 @@ export async function openBare(browser, pages, server, room) {
 }
 
 /// Waits until the page says that it is connected.
-export async function connected(page, { deadline = 10000 } = {}) {
+export async function connected(page, { deadline } = {}) {
   await until(() => page.evaluate(() => document.body.dataset.connection === 'connected'), {
     deadline,
     what: `the page to connect (${page.said.slice(-5).join(' | ')})`,
@@ -59,7 +59,7 @@ export function near(colour, wanted, tolerance = 16) {
 }
 
 /// Waits until the picture shows a colour at a place.
-export async function shows(page, hex, { place = [0.5, 0.5], deadline = 5000 } = {}) {
+export async function shows(page, hex, { place = [0.5, 0.5], deadline } = {}) {
   let seen = null;
   await until(
     async () => {
@@ -111,7 +111,7 @@ export class BareControl {
   }
 
   /// Waits until both channels are open.
-  async open({ deadline = 10000 } = {}) {
+  async open({ deadline } = {}) {
     await until(
       () => this.page.evaluate(() => ['control', 'control_reliable'].every((label) => bare.channels[label]?.readyState === 'open')),
       { deadline, what: 'both control channels' },
@@ -129,7 +129,7 @@ export class BareControl {
   }
 
   /// Sends a message and waits for the next one of a type; resolves to that message.
-  async ask(message, type, { label, deadline = 5000 } = {}) {
+  async ask(message, type, { label, deadline } = {}) {
     const before = (await this.heard(type)).length;
     await this.send(message, label);
     const heard = await until(async () => {

@@ -15,7 +15,7 @@ export class Xvfb {
         if (child.exit) throw new Error(`Xvfb ended: ${child.text().join('\n')}`);
         return digits.endsWith('\n');
       },
-      { what: 'the display number of Xvfb', deadline: 10000 },
+      { what: 'the display number of Xvfb' },
     );
     return new Xvfb(child, `:${digits.trim()}`, size);
   }

@@ -18,6 +18,9 @@ const bare = (window.bare = {
   answeredAt: null,
   fullSizeAt: null,
   signal: (message) => socket.send(JSON.stringify(message)),
+  /// How often this page has asked for an offer.
+  asked: 0,
+  lineIsOpen: () => socket.readyState === WebSocket.OPEN,
   send(message, label = 'control_reliable') {
     bare.channels[label].send(JSON.stringify(message));
   },
@@ -40,6 +43,7 @@ function openLine() {
   line.onopen = () => {
     bare.signal({ type: 'join', room, role: 'viewer' });
     bare.signal({ type: 'renegotiate' });
+    bare.asked++;
   };
   line.onmessage = ({ data }) => {
     if (line !== socket) return;
