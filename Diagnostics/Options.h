@@ -1,12 +1,13 @@
 #pragma once
 
-#include <QProcessEnvironment>
 #include <QString>
 #include <QStringList>
 #include <chrono>
 #include <functional>
 #include <stop_token>
 #include <vector>
+
+#include "Diagnostics/Variables.h"
 
 namespace vantora::Diagnostics {
 
@@ -29,7 +30,7 @@ struct Options {
   QString internetAddress = QStringLiteral("9.9.9.9");
 
   // The environment of the commands; HOME, PATH, the XDG folders and the proxy variables are read from it as well.
-  QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+  Variables environment = ownVariables();
   // Where tools are looked for after PATH: the administrator's folders are missing from an ordinary user's PATH.
   QStringList toolFolders = {QStringLiteral("/usr/local/sbin"), QStringLiteral("/usr/sbin"), QStringLiteral("/sbin"),
                              QStringLiteral("/usr/local/bin"),  QStringLiteral("/usr/bin"),  QStringLiteral("/bin")};

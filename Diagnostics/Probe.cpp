@@ -35,20 +35,17 @@ QStringList answeringPath(const Options& options, std::chrono::steady_clock::tim
 }
 
 ShellLimits limitsFor(const Options& options, std::chrono::steady_clock::time_point deadline, const QStringList& path) {
-  ShellLimits limits;
-  limits.environment = options.environment;
-  if (limits.environment.contains(u"PATH"_s)) limits.environment.insert(u"PATH"_s, path.join(u':'));
-  limits.environment.insert(u"LC_ALL"_s, u"C.UTF-8"_s);
-  limits.environment.remove(u"LANGUAGE"_s);
-  limits.deadline = deadline;
-  limits.stop = options.stop;
-  return limits;
+  Variables variables = options.environment;
+  if (variables.contains(u"PATH"_s)) variables.insert(u"PATH"_s, path.join(u':'));
+  variables.insert(u"LC_ALL"_s, u"C.UTF-8"_s);
+  variables.remove(u"LANGUAGE"_s);
+  return {.environment = entriesOf(variables), .deadline = deadline, .stop = options.stop};
 }
 
 ShellLimits withoutProfile(ShellLimits limits) {
   limits.login = false;
   // A file that a shell reads although it is no login shell.
-  limits.environment.remove(u"BASH_ENV"_s);
+  limits.environment.removeIf([](const QString& entry) { return entry.startsWith("BASH_ENV="_L1); });
   return limits;
 }
 

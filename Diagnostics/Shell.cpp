@@ -40,7 +40,7 @@ std::unique_ptr<ChildGroup> startShell(const QString& commandLine, const ShellLi
   int error = 0;
   return ChildGroup::start({.command = {QStringLiteral("/bin/bash"),
                                         limits.login ? QStringLiteral("-lc") : QStringLiteral("-c"), commandLine},
-                            .environment = limits.environment.toStringList(),
+                            .environment = limits.environment,
                             .folder = QString(),
                             .output = output,
                             .error = -1,

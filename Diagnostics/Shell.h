@@ -1,9 +1,11 @@
 #pragma once
 
-#include <QProcessEnvironment>
 #include <QString>
+#include <QStringList>
 #include <chrono>
 #include <stop_token>
+
+#include "Diagnostics/Variables.h"
 
 namespace vantora::Diagnostics {
 
@@ -12,7 +14,8 @@ inline constexpr double kCommandSeconds = 2.5;
 
 // What bounds a command besides its own time limit.
 struct ShellLimits {
-  QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+  // The command's whole environment, as "NAME=value".
+  QStringList environment = entriesOf(ownVariables());
   // The command never runs past this moment.
   std::chrono::steady_clock::time_point deadline = std::chrono::steady_clock::time_point::max();
   // Kills the command when stopped.

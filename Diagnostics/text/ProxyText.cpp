@@ -89,7 +89,7 @@ ProxyState parseKioslaverc(const QString& text) {
   return state;
 }
 
-ProxyState proxyOfEnvironment(const QProcessEnvironment& environment) {
+ProxyState proxyOfEnvironment(const Variables& environment) {
   const auto value = [&](const QString& name) {
     const QString host = hostOf(environment.value(name));
     return host.isEmpty() ? hostOf(environment.value(name.toUpper())) : host;

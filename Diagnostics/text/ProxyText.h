@@ -1,9 +1,10 @@
 #pragma once
 
 #include <QJsonObject>
-#include <QProcessEnvironment>
 #include <QString>
 #include <QStringList>
+
+#include "Diagnostics/Variables.h"
 
 // Proxy settings and the captive-portal check. Pure functions, any thread.
 namespace vantora::Diagnostics {
@@ -21,7 +22,7 @@ struct ProxyState {
 // KDE's kioslaverc.
 [[nodiscard]] ProxyState parseKioslaverc(const QString& text);
 // http_proxy, https_proxy, all_proxy and their spellings in capitals.
-[[nodiscard]] ProxyState proxyOfEnvironment(const QProcessEnvironment& environment);
+[[nodiscard]] ProxyState proxyOfEnvironment(const Variables& environment);
 
 // {"enabled": bool, "summary": the hosts joined by ", "}.
 [[nodiscard]] QJsonObject toJson(const ProxyState& state);

@@ -1,9 +1,19 @@
 #include "platform/linux/LinuxDownloads.h"
 
+#include <QDir>
 #include <QStandardPaths>
 
 namespace vantora {
 
-QString downloadFolder() { return QStandardPaths::writableLocation(QStandardPaths::DownloadLocation); }
+using namespace Qt::Literals::StringLiterals;
+
+QString downloadFolder() {
+  const QDir home(QDir::homePath());
+  const QString chosen = QStandardPaths::writableLocation(QStandardPaths::DownloadLocation);
+  // The home directory itself stands for "none" in the user's settings; the login writes it there by itself when the
+  // folder of before is missing.
+  const bool none = !QDir::isAbsolutePath(chosen) || QDir::cleanPath(chosen) == QDir::cleanPath(home.path());
+  return none ? home.filePath(u"Downloads"_s) : chosen;
+}
 
 }  // namespace vantora

@@ -5,8 +5,8 @@
 
 namespace vantora {
 
-// The download folder of the user's settings (xdg-user-dirs), "Downloads" in the home directory when nothing is set
-// there; it need not exist. Looked up anew at every call. Any thread.
+// The download folder of the user's settings (xdg-user-dirs), "Downloads" in the home directory when nothing, or the
+// home directory itself, is set there; it need not exist. Looked up anew at every call. Any thread.
 QString downloadFolder();
 
 }  // namespace vantora

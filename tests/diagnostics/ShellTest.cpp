@@ -25,7 +25,9 @@ void writeFile(const QString& path, const QByteArray& content) {
 struct Home {
   explicit Home(const QByteArray& profile) {
     writeFile(folder.filePath(u".bash_profile"_s), profile);
-    limits.environment.insert(u"HOME"_s, folder.path());
+    Variables variables = ownVariables();
+    variables.insert(u"HOME"_s, folder.path());
+    limits.environment = entriesOf(variables);
   }
   QTemporaryDir folder;
   ShellLimits limits;
@@ -136,7 +138,7 @@ TEST(ShellTest, keepsTheFirstMebibyteOfALongOutputAndLetsTheCommandEnd) {
   QTemporaryDir folder;
   const Home home({});
   ShellLimits limits = home.limits;
-  limits.environment.insert(u"MARK"_s, folder.filePath(u"ended"_s));
+  limits.environment.append(u"MARK="_s + folder.filePath(u"ended"_s));
   const QString output = sh(u"head -c 100000000 /dev/zero | tr '\\0' x; touch \"$MARK\""_s, kAmple, limits);
   EXPECT_EQ(output.size(), 1 << 20);
   EXPECT_EQ(output.count(u'x'), output.size());
@@ -171,7 +173,7 @@ TEST(ShellTest, withoutTimeNothingIsStarted) {
   QTemporaryDir folder;
   const Home home({});
   ShellLimits limits = home.limits;
-  limits.environment.insert(u"MARK"_s, folder.filePath(u"started"_s));
+  limits.environment.append(u"MARK="_s + folder.filePath(u"started"_s));
   const QString command = u"touch \"$MARK\"; echo text"_s;
   for (const double timeout : {0.0, -1.0, std::numeric_limits<double>::quiet_NaN()}) {
     EXPECT_EQ(sh(command, timeout, limits), QString());
@@ -194,7 +196,7 @@ TEST(ShellTest, stoppingKillsTheCommand) {
   std::stop_source source;
   home.limits.stop = source.get_token();
   const QString mark = home.folder.filePath(u"pid"_s);
-  home.limits.environment.insert(u"MARK"_s, mark);
+  home.limits.environment.append(u"MARK="_s + mark);
   std::jthread stopper([&] {
     EXPECT_TRUE(becomesTrue([&] { return QFile(mark).size() > 1; }));
     source.request_stop();

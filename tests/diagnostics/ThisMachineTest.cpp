@@ -24,8 +24,10 @@ QByteArray contentOf(const QString& path) {
 
 QString ask(const QString& commandLine) {
   const QTemporaryDir home;
+  Variables variables = ownVariables();
+  variables.insert(u"HOME"_s, home.path());
   ShellLimits limits;
-  limits.environment.insert(u"HOME"_s, home.path());
+  limits.environment = entriesOf(variables);
   return sh(commandLine, 30, limits);
 }
 

@@ -28,16 +28,26 @@ int makeNewFile(int folder, const QByteArray& name) {
   return ::openat(folder, name.constData(), O_WRONLY | O_APPEND | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666);
 }
 
+int closeCopy(int descriptor) {
+  const int copy = ::fcntl(descriptor, F_DUPFD_CLOEXEC, 0);
+  // Without a descriptor to spare there is nothing to be learnt.
+  return copy < 0 ? 0 : ::close(copy);
+}
+
 DownloadFile::~DownloadFile() {
   if (descriptor_ >= 0) ::close(descriptor_);
 }
 
 DownloadFile::DownloadFile(DownloadFile&& other) noexcept
-    : descriptor_(std::exchange(other.descriptor_, -1)), finishedMode_(other.finishedMode_), damaged_(other.damaged_) {}
+    : descriptor_(std::exchange(other.descriptor_, -1)),
+      finishedMode_(other.finishedMode_),
+      settle_(other.settle_),
+      damaged_(other.damaged_) {}
 
 DownloadFile& DownloadFile::operator=(DownloadFile&& other) noexcept {
   std::swap(descriptor_, other.descriptor_);
   std::swap(finishedMode_, other.finishedMode_);
+  std::swap(settle_, other.settle_);
   std::swap(damaged_, other.damaged_);
   return *this;
 }
@@ -59,6 +69,7 @@ qint64 DownloadFile::append(QByteArrayView bytes) {
 
 void DownloadFile::finish() {
   if (descriptor_ < 0) return;
+  damaged_ = damaged_ || settle_(descriptor_) != 0;
   if (!damaged_) ::fchmod(descriptor_, finishedMode_);
   ::close(std::exchange(descriptor_, -1));
 }

@@ -8,13 +8,22 @@
 
 namespace vantora {
 
+// Has the file system write what it keeps back of a file, without closing it: 0, or -1 with the reason in errno.
+// Network file systems, those with quotas among them, find out only when a file is closed that they have no room for
+// it.
+int closeCopy(int descriptor);
+
 // A file that is open for writing at its end; closed with this object. While it is open nobody may read it, so that
 // a file that is not complete opens nowhere and no program makes a picture of it: that is how the person at the desk
 // tells it from a finished one. Any one thread at a time.
 class DownloadFile {
  public:
-  // `descriptor` is an open file, `finishedMode` the permissions that finish() gives it.
-  DownloadFile(int descriptor, unsigned finishedMode) : descriptor_(descriptor), finishedMode_(finishedMode) {}
+  using Settle = int (*)(int descriptor);
+
+  // `descriptor` is an open file, `finishedMode` the permissions that finish() gives it, `settle` a function that does
+  // what closeCopy() does.
+  DownloadFile(int descriptor, unsigned finishedMode, Settle settle = closeCopy)
+      : descriptor_(descriptor), finishedMode_(finishedMode), settle_(settle) {}
   ~DownloadFile();
   DownloadFile(DownloadFile&& other) noexcept;
   DownloadFile& operator=(DownloadFile&& other) noexcept;
@@ -22,12 +31,13 @@ class DownloadFile {
   // Appends `bytes`; the count of those that were written. Less than all of them: the rest was refused (the disk is
   // full, say), and nothing is written any more, so that what is there stays a true beginning.
   qint64 append(QByteArrayView bytes);
-  // Closes the file and, unless something was refused, lets it be read.
+  // Closes the file and, unless something was refused, at the end of all this included, lets it be read.
   void finish();
 
  private:
   int descriptor_;
   unsigned finishedMode_;
+  Settle settle_;
   bool damaged_ = false;
 };
 

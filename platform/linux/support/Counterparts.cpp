@@ -58,15 +58,8 @@ QStringList elevatedFlushes(const DesktopFacts& facts, QStringList& notes) {
   return steps;
 }
 
-// A dialog that nobody confirms is no failure where the cache that needs none has been flushed.
-constexpr auto kElevatedFlush = R"sh(%1 --disable-internal-agent /bin/sh -c %2
-elevated=$?
-case $elevated in
-  0) ;;
-  126 | 127) [ -n "$flushed" ] || status=$elevated ;;
-  *) status=$elevated ;;
-esac
-)sh"_L1;
+// A dialog that nobody confirms is a failure, also where another cache has been flushed: this one has not.
+constexpr auto kElevatedFlush = "%1 --disable-internal-agent /bin/sh -c %2 || status=$?\n"_L1;
 
 CommandPlan flushNames(const DesktopFacts& facts) {
   if (!facts.resolved && !facts.nscd && facts.dnsmasq.isEmpty()) {
@@ -79,11 +72,9 @@ CommandPlan flushNames(const DesktopFacts& facts) {
   }
   const QStringList elevated = elevatedFlushes(facts, notes);
   if (resolvectl.isEmpty() && elevated.isEmpty()) return lacks(notes.first());
-  QString script = u"status=0\nflushed=\n"_s;
+  QString script = u"status=0\n"_s;
   for (const QString& note : notes) script += u"echo "_s + shellQuoted(note) + u" >&2\n"_s;
-  if (!resolvectl.isEmpty()) {
-    script += u"if "_s + shellQuoted(resolvectl) + u" flush-caches; then flushed=yes; else status=$?; fi\n"_s;
-  }
+  if (!resolvectl.isEmpty()) script += shellQuoted(resolvectl) + u" flush-caches || status=$?\n"_s;
   if (!elevated.isEmpty()) {
     // Without a dialog of the desktop there is nobody who could type a password.
     script += QString(kElevatedFlush).arg(shellQuoted(facts.find(u"pkexec"_s)), shellQuoted(eachOf(elevated)));

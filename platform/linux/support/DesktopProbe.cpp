@@ -5,6 +5,8 @@
 #include <QFileInfo>
 #include <QStandardPaths>
 
+#include "platform/linux/LinuxDownloads.h"
+
 namespace vantora {
 namespace {
 
@@ -55,7 +57,7 @@ bool servesThisSystem(const QList<QByteArray>& arguments, const QByteArray& cont
 
 DesktopFacts probeDesktop(const QProcessEnvironment& environment) {
   const QString home = environment.value(u"HOME"_s, QDir::homePath());
-  const QString downloads = QStandardPaths::writableLocation(QStandardPaths::DownloadLocation);
+  const QString downloads = downloadFolder();
   const QString runtime = environment.value(u"XDG_RUNTIME_DIR"_s);
   const QString caches = environment.value(u"XDG_CACHE_HOME"_s);
   const QStringList path =

@@ -1,12 +1,15 @@
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
 #include <cerrno>
 #include <csignal>
+#include <utility>
 
 #include "main/control/files/DownloadFile.h"
 #include "main/control/files/SafeFileName.h"
@@ -265,6 +268,40 @@ TEST_F(DownloadFileTest, staysATrueBeginningWhenTheDiskIsFull) {
   EXPECT_EQ(mode(u"a.bin"_s) & 0444U, 0U) << "looks finished";
   QFile::setPermissions(path(u"a.bin"_s), QFile::ReadOwner);
   EXPECT_EQ(content(u"a.bin"_s), "1234567890");
+}
+
+// As on a network drive, which takes everything and finds no room for it later.
+TEST_F(DownloadFileTest, doesNotLookFinishedWhenTheDiskRefusesItAtTheEnd) {
+  const auto finished = [this](const QString& name, DownloadFile::Settle settle) {
+    QFile::remove(path(name));
+    const QByteArray place = path(name).toUtf8();
+    const int descriptor = ::open(place.constData(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0200);
+    EXPECT_GE(descriptor, 0);
+    DownloadFile file(descriptor, 0644, settle);
+    // What it is to do survives a move, as the file itself does.
+    DownloadFile moved = std::move(file);
+    EXPECT_EQ(moved.append("text"), 4);
+    moved.finish();
+    EXPECT_EQ(::fcntl(descriptor, F_GETFD), -1) << "left open";
+    return mode(name);
+  };
+  EXPECT_EQ(finished(u"a.txt"_s, closeCopy), 0644U);
+  EXPECT_EQ(finished(u"a.txt"_s, [](int) { return 0; }), 0644U);
+  EXPECT_EQ(finished(u"a.txt"_s,
+                     [](int descriptor) {
+                       EXPECT_EQ(::fcntl(descriptor, F_GETFL) & O_ACCMODE, O_WRONLY) << "too late to ask";
+                       errno = EDQUOT;
+                       return -1;
+                     }),
+            0200U);
+}
+
+TEST_F(DownloadFileTest, asksTheDiskThroughACopyAndKeepsTheFileOpen) {
+  const int descriptor = ::open(path(u"a.txt"_s).toUtf8().constData(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
+  ASSERT_GE(descriptor, 0);
+  EXPECT_EQ(closeCopy(descriptor), 0);
+  EXPECT_EQ(::write(descriptor, "x", 1), 1);
+  EXPECT_EQ(::close(descriptor), 0);
 }
 
 }  // namespace

@@ -226,15 +226,22 @@ TEST_F(ScriptsTest, flushEveryCacheOfNamesThoughOneFails) {
   EXPECT_EQ(home_.read(u"asked"_s), u"resolvectl flush-caches\nelevated\nnscd --invalidate=hosts\n"_s);
 }
 
-TEST_F(ScriptsTest, succeedWithoutAdministratorRightsWhereTheResolverNeededNone) {
-  home_.program(u"resolvectl"_s, "exit $(cat resolved)");
+TEST_F(ScriptsTest, failWithoutAdministratorRightsThoughTheResolverNeededNone) {
+  home_.program(u"resolvectl"_s, "echo resolvectl >> asked; exit $(cat resolved)");
   home_.program(u"nscd"_s, "true");
   home_.program(u"pkexec"_s, "echo 'Request dismissed' >&2; exit 126");
   change_ = [](DesktopFacts& facts) { facts.resolved = facts.nscd = true; };
   home_.write(u"resolved"_s, "0");
-  const CommandOutcome flushed = run(u"dns-flush", DesktopKind::other);
-  EXPECT_TRUE(flushed.ok);
-  EXPECT_EQ(flushed.standardError, u"Request dismissed\n"_s);
+  const CommandOutcome dismissed = run(u"dns-flush", DesktopKind::other);
+  EXPECT_FALSE(dismissed.ok);
+  EXPECT_EQ(dismissed.code, 126);
+  EXPECT_EQ(dismissed.standardError, u"Request dismissed\n"_s);
+  EXPECT_EQ(home_.read(u"asked"_s), u"resolvectl\n"_s);
+  home_.program(u"pkexec"_s, "shift; exec \"$@\"");
+  EXPECT_TRUE(run(u"dns-flush", DesktopKind::other).ok);
+  home_.program(u"pkexec"_s, "echo 'Request dismissed' >&2; exit 127");
+  EXPECT_EQ(run(u"dns-flush", DesktopKind::other).code, 127) << "no agent";
+  home_.program(u"pkexec"_s, "exit 126");
   home_.write(u"resolved"_s, "2");
   EXPECT_EQ(run(u"dns-flush", DesktopKind::other).code, 126);
   change_ = [](DesktopFacts& facts) { facts.nscd = true; };
