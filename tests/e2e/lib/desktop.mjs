@@ -44,7 +44,7 @@ export async function launchAgain(session) {
     env: { PATH: process.env.PATH, HOME: home, LANG: 'C.UTF-8', XDG_RUNTIME_DIR: join(home, 'run'), ICE_URLS: ',', ...session.hostEnvironment() },
   });
   session.keep(again);
-  await until(() => again.exit, { deadline: 10000, what: 'the end of the second launch' });
+  await until(() => again.exit, { deadline: 20000, what: 'the end of the second launch' });
   return again;
 }
 
