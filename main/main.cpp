@@ -47,7 +47,7 @@ int runSession(int argc, char* argv[]) {
     return 1;
   }
   if (launch.alreadyRunning)
-    return print(QStringLiteral("vantora-host is running already and has come to the front\n"));
+    return print(QStringLiteral("vantora-host is running already and was told to come to the front\n"));
   return QCoreApplication::exec();
 }
 

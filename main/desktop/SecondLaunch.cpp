@@ -6,17 +6,23 @@
 #include <unistd.h>
 
 #include <QCryptographicHash>
+#include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <cstring>
+#include <thread>
+#include <utility>
 
 namespace vantora {
 namespace {
 
 constexpr char kAgain = 'a';
 constexpr char kTaken = 't';
-// A busy machine may keep the holder from answering for that long.
-constexpr std::chrono::milliseconds kPatience{5000};
+constexpr std::chrono::milliseconds kPause{20};
+
+using Clock = std::chrono::steady_clock;
 
 struct Address {
   sockaddr_un value{};
@@ -41,20 +47,40 @@ bool sameUser(int socket) {
 
 int newSocket() { return socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0); }
 
-// Tells the holder of the name; true when one of the same user has taken note.
-bool tellOther(const Address& address) {
+enum class Holder {
+  // It has the word.
+  told,
+  // It has the word unread, or so many of them that no other finds room.
+  asleep,
+  // Another user's.
+  foreign,
+  // It does not listen yet, or went or hung up without an answer.
+  gone,
+};
+
+Holder answerOn(int line, Clock::time_point end) {
+  const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now());
+  pollfd answer{line, POLLIN, 0};
+  const int ready = poll(&answer, 1, static_cast<int>(std::max<std::int64_t>(left.count(), 0)));
+  if (ready == 0) return Holder::asleep;
+  char reply = 0;
+  return ready == 1 && recv(line, &reply, 1, 0) == 1 && reply == kTaken ? Holder::told : Holder::gone;
+}
+
+// Says the word to the holder of the name and waits for its answer until `end`.
+Holder tellHolder(const Address& address, Clock::time_point end) {
   const int line = newSocket();
-  if (line < 0) return false;
-  bool told = false;
-  if (connect(line, reinterpret_cast<const sockaddr*>(&address.value), address.size) == 0 && sameUser(line) &&
-      send(line, &kAgain, 1, MSG_NOSIGNAL) == 1) {
-    pollfd answer{line, POLLIN, 0};
-    char reply = 0;
-    told =
-        poll(&answer, 1, static_cast<int>(kPatience.count())) == 1 && recv(line, &reply, 1, 0) == 1 && reply == kTaken;
+  if (line < 0) return Holder::gone;
+  Holder holder = Holder::gone;
+  if (connect(line, reinterpret_cast<const sockaddr*>(&address.value), address.size) != 0) {
+    if (errno == EAGAIN) holder = Holder::asleep;
+  } else if (!sameUser(line)) {
+    holder = Holder::foreign;
+  } else if (send(line, &kAgain, 1, MSG_NOSIGNAL) == 1) {
+    holder = answerOn(line, end);
   }
   close(line);
-  return told;
+  return holder;
 }
 
 }  // namespace
@@ -73,14 +99,23 @@ SecondLaunch::~SecondLaunch() {
   if (descriptor_ >= 0) close(descriptor_);
 }
 
-SecondLaunch::Outcome SecondLaunch::claim(const QByteArray& name, std::function<void()> launchedAgain) {
+SecondLaunch::Outcome SecondLaunch::claim(const QByteArray& name, std::function<void()> launchedAgain,
+                                          std::chrono::milliseconds patience) {
   const Address address = addressOf(name);
-  descriptor_ = newSocket();
-  if (descriptor_ < 0) return Outcome::first;
-  if (bind(descriptor_, reinterpret_cast<const sockaddr*>(&address.value), address.size) != 0) {
-    close(descriptor_);
-    descriptor_ = -1;
-    return tellOther(address) ? Outcome::toldOther : Outcome::first;
+  const auto end = Clock::now() + patience;
+  for (;;) {
+    descriptor_ = newSocket();
+    if (descriptor_ < 0) return Outcome::first;
+    if (bind(descriptor_, reinterpret_cast<const sockaddr*>(&address.value), address.size) == 0) break;
+    const int error = errno;
+    close(std::exchange(descriptor_, -1));
+    if (error != EADDRINUSE) return Outcome::first;
+    const Holder holder = tellHolder(address, end);
+    if (holder == Holder::told) return Outcome::toldOther;
+    if (holder == Holder::foreign) return Outcome::first;
+    // One that sleeps finds the word when it wakes. A second host beside it would fight with it for the room.
+    if (Clock::now() >= end) return holder == Holder::asleep ? Outcome::toldOther : Outcome::first;
+    std::this_thread::sleep_for(kPause);
   }
   if (listen(descriptor_, 8) != 0) return Outcome::first;
   launchedAgain_ = std::move(launchedAgain);

@@ -3,6 +3,7 @@
 
 #include <QByteArray>
 #include <QSocketNotifier>
+#include <chrono>
 #include <functional>
 #include <memory>
 
@@ -18,20 +19,26 @@ QByteArray launchName(const Environment& environment, const QString& room, const
 class SecondLaunch {
  public:
   enum class Outcome {
-    // The name is ours, or cannot be had (another user took it): this launch runs.
+    // The name is ours, or cannot be had (another user took it, or somebody who neither takes a word nor goes): this
+    // launch runs.
     first,
-    // Another process of the same user holds the name and has been told.
+    // Another process of the same user holds the name and has been told, or will read it when it wakes: one that is
+    // stopped, or busy for long, is still the one host of the room. A queue that is full of such words counts as well.
     toldOther,
   };
+
+  // A busy machine may keep the holder from answering for that long, and a holder that is ending from letting go.
+  static constexpr std::chrono::milliseconds kPatience{5000};
 
   SecondLaunch() = default;
   ~SecondLaunch();
   SecondLaunch(const SecondLaunch&) = delete;
   SecondLaunch& operator=(const SecondLaunch&) = delete;
 
-  // `launchedAgain` runs on the main thread for every later launch. Blocks for at most
-  // five seconds, and no longer than it takes the holder of the name to answer or to end.
-  [[nodiscard]] Outcome claim(const QByteArray& name, std::function<void()> launchedAgain);
+  // `launchedAgain` runs on the main thread for every later launch. Blocks for at most `patience`, and no longer than
+  // it takes the holder of the name to answer or to end; the name of one that ends is ours.
+  [[nodiscard]] Outcome claim(const QByteArray& name, std::function<void()> launchedAgain,
+                              std::chrono::milliseconds patience = kPatience);
 
  private:
   void accept();

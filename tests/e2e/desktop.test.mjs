@@ -26,6 +26,20 @@ test('aSecondLaunchRaisesTheChatOfTheFirst', async (t) => {
   });
 });
 
+test('aSecondLaunchEndsBesideAFirstThatIsStoppedAndIsHeardWhenThatGoesOn', async (t) => {
+  await withDesktop(t, async (session) => {
+    const { pid } = session.host.child;
+    process.kill(pid, 'SIGSTOP');
+    try {
+      assert.deepEqual((await launchAgain(session)).exit, { code: 0, signal: null });
+    } finally {
+      process.kill(pid, 'SIGCONT');
+    }
+    await until(() => window(session.screen, 'Vantora Chat'), { deadline: 20000, what: 'the chat window' });
+    assert.equal(session.host.child.exit, null);
+  }, { browserNow: false });
+});
+
 test('bothSidesChat', async (t) => {
   await withDesktop(t, async (session) => {
     const page = await session.bare();

@@ -1,10 +1,27 @@
 #include "main/ui/dbus/DBusCall.h"
 
+#include <QDBusError>
 #include <QDBusPendingCallWatcher>
+#include <QTimer>
+#include <algorithm>
 
 namespace vantora {
+namespace {
 
+using namespace std::chrono_literals;
 using namespace Qt::Literals::StringLiterals;
+
+constexpr auto kPause = 1s;
+constexpr std::chrono::milliseconds kMostPatience = 60s;
+
+// The message of an error that only says that nothing came.
+bool isSilence(const QDBusMessage& reply) {
+  if (reply.type() != QDBusMessage::ErrorMessage) return false;
+  const QDBusError::ErrorType error = QDBusError(reply).type();
+  return error == QDBusError::NoReply || error == QDBusError::Timeout || error == QDBusError::TimedOut;
+}
+
+}  // namespace
 
 void callDBus(const QDBusConnection& bus, const QDBusMessage& call, QObject* context,
               std::function<void(const QDBusMessage& reply)> done, int timeoutMs) {
@@ -14,6 +31,17 @@ void callDBus(const QDBusConnection& bus, const QDBusMessage& call, QObject* con
                      finished->deleteLater();
                      if (done) done(finished->reply());
                    });
+}
+
+void askDBus(const QDBusConnection& bus, const QDBusMessage& call, QObject* context,
+             std::function<void(const QDBusMessage& answer)> done, std::chrono::milliseconds patience) {
+  const auto heard = [bus, call, context, patience, done = std::move(done)](const QDBusMessage& reply) {
+    if (!isSilence(reply)) return done(reply);
+    QTimer::singleShot(kPause, context, [bus, call, context, patience, done] {
+      askDBus(bus, call, context, done, std::min(2 * patience, kMostPatience));
+    });
+  };
+  callDBus(bus, call, context, heard, static_cast<int>(patience.count()));
 }
 
 QDBusMessage dbusDaemonCall(const QString& method, const QVariantList& arguments) {

@@ -16,7 +16,7 @@ class DBusObject : public QDBusVirtualObject {
   ~DBusObject() override;
 
   QString introspect(const QString& path) const final;
-  bool handleMessage(const QDBusMessage& message, const QDBusConnection& bus) final;
+  bool handleMessage(const QDBusMessage& message, const QDBusConnection& bus) override;
 
  protected:
   // Reply arguments; none for a method or arguments that do not exist.

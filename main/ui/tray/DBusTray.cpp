@@ -22,9 +22,10 @@ QDBusMessage watcherCall(const QString& interface, const QString& method, const 
 
 }  // namespace
 
-DBusTray::DBusTray(const QDBusConnection& bus, Handlers handlers)
+DBusTray::DBusTray(const QDBusConnection& bus, Handlers handlers, std::chrono::milliseconds patience)
     : bus_(bus),
       handlers_(std::move(handlers)),
+      patience_(patience),
       item_(bus, handlers_.activated),
       menu_(bus, handlers_.triggered),
       serviceName_(u"org.kde.StatusNotifierItem-%1-1"_s.arg(QCoreApplication::applicationPid())) {
@@ -45,6 +46,7 @@ DBusTray::DBusTray(const QDBusConnection& bus, Handlers handlers)
 
 void DBusTray::watcherChanged(bool present) {
   if (!present) {
+    question_.reset();
     setShown(false);
     return;
   }
@@ -52,14 +54,17 @@ void DBusTray::watcherChanged(bool present) {
   askForHost();
 }
 
-// A watcher alone only keeps a list; somebody must show it.
+// A watcher alone only keeps a list; somebody must show it. One that is silent (its panel hangs) leaves everything as
+// it is: it is no reason for the other kind of tray, whose library would wait for this very watcher.
 void DBusTray::askForHost() {
   const QDBusMessage call =
       watcherCall(u"org.freedesktop.DBus.Properties"_s, u"Get"_s, {kWatcher, u"IsStatusNotifierHostRegistered"_s});
-  callDBus(bus_, call, &context_, [this](const QDBusMessage& reply) {
-    const bool answered = reply.type() == QDBusMessage::ReplyMessage && !reply.arguments().isEmpty();
-    setShown(answered && reply.arguments().constFirst().value<QDBusVariant>().variant().toBool());
-  });
+  question_ = std::make_unique<QObject>();  // With it goes what was asked before.
+  const auto answered = [this](const QDBusMessage& answer) {
+    const bool known = answer.type() == QDBusMessage::ReplyMessage && !answer.arguments().isEmpty();
+    setShown(known && answer.arguments().constFirst().value<QDBusVariant>().variant().toBool());
+  };
+  askDBus(bus_, call, question_.get(), answered, patience_);
 }
 
 void DBusTray::setShown(bool shown) {

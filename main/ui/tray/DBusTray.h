@@ -1,6 +1,7 @@
 // A place in the tray of desktops whose panel speaks D-Bus.
 #pragma once
 
+#include <chrono>
 #include <functional>
 #include <memory>
 
@@ -12,18 +13,23 @@
 namespace vantora {
 
 // Registers the item whenever a watcher of such items comes up: at start, later, or again after a restart. Waits for
-// nothing. Thread: main (of the interface). Owner: Tray.
+// nothing, also not for a watcher that is there and says nothing: it is asked again until it answers. Thread: main (of
+// the interface). Owner: Tray.
 class DBusTray {
  public:
+  static constexpr std::chrono::milliseconds kPatience{10000};
+
   struct Handlers {
     DBusMenu::Triggered triggered;
     // The item was pressed where the panel opens no menu of it.
     std::function<void()> activated;
-    // Whether a panel shows the item; first when that is known, then at every change.
+    // Whether a panel shows the item; first when that is known, then at every change. A "no" means that there is no
+    // watcher, or one that answered so.
     std::function<void(bool)> shown;
   };
 
-  DBusTray(const QDBusConnection& bus, Handlers handlers);
+  // `patience`: how long the first question to a watcher waits for its answer before it is put again.
+  DBusTray(const QDBusConnection& bus, Handlers handlers, std::chrono::milliseconds patience = kPatience);
 
   void setLook(const TrayLook& look) { item_.setLook(look); }
   void setRows(const QList<MenuRow>& rows) { menu_.setRows(rows); }
@@ -35,12 +41,14 @@ class DBusTray {
 
   QDBusConnection bus_;
   const Handlers handlers_;
+  const std::chrono::milliseconds patience_;
   StatusNotifierItem item_;
   DBusMenu menu_;
   const QString serviceName_;
   std::optional<bool> shown_;
-  // Goes first: its answers use what is above.
+  // These go first: their answers use what is above.
   QObject context_;
+  std::unique_ptr<QObject> question_;
   std::unique_ptr<DBusSignal> hostRegistered_;
   std::unique_ptr<DBusSignal> hostUnregistered_;
   std::unique_ptr<DBusPresence> presence_;

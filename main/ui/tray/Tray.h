@@ -9,7 +9,8 @@
 namespace vantora {
 
 // Goes to a panel that speaks D-Bus where there is one, else to a tray of the older kind; moves when that changes.
-// Thread: main (of the interface). Owner: HostStatusBar.
+// While a panel that is there does not say whether it shows the item, it stays where it was. Thread: main (of the
+// interface). Owner: HostStatusBar.
 class Tray {
  public:
   struct Handlers {
@@ -18,7 +19,8 @@ class Tray {
     std::function<void()> activated;
   };
 
-  Tray(const QDBusConnection& bus, Handlers handlers);
+  // `patience`: see DBusTray.
+  Tray(const QDBusConnection& bus, Handlers handlers, std::chrono::milliseconds patience = DBusTray::kPatience);
 
   void setLook(const TrayLook& look);
   void setRows(const QList<MenuRow>& rows);

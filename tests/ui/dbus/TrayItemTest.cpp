@@ -2,10 +2,14 @@
 
 #include <QDBusObjectPath>
 #include <QImage>
+#include <QMenu>
 #include <QtEndian>
+#include <algorithm>
+#include <optional>
 
 #include "main/ui/StatusIcon.h"
 #include "main/ui/Theme.h"
+#include "main/ui/tray/Tray.h"
 #include "tests/ui/dbus/BusFixture.h"
 
 using namespace Qt::Literals::StringLiterals;
@@ -158,6 +162,70 @@ TEST_F(TrayItemTest, comesWhenThePanelStartsLater) {
   EXPECT_TRUE(waitFor([this] { return bar().trayShown(); }));
   watcher_->setHostRegistered(false);
   EXPECT_TRUE(waitFor([this] { return !bar().trayShown(); }));
+}
+
+// Trays without the rest of the interface, which lose patience with a panel soon.
+class TrayOfASilentPanelTest : public BusFixture {
+ protected:
+  void startTray() {
+    tray_ = std::make_unique<Tray>(bus_.connect(), Tray::Handlers{.triggered = {}, .activated = {}},
+                                   std::chrono::milliseconds(100));
+    tray_->setRows(menuRows(face_.state()));
+  }
+  // Whether there is an item for trays of the older kind: its menu is a window.
+  static bool legacyTrayExists() {
+    return std::ranges::any_of(QApplication::topLevelWidgets(),
+                               [](const QWidget* window) { return qobject_cast<const QMenu*>(window) != nullptr; });
+  }
+  // Whether the question who shows items came and came again.
+  bool askedAgain() {
+    return waitFor([this] { return watcher_->kept(u"Get"_s) >= 2; });
+  }
+
+  std::optional<testing_ui::FakeWatcher> watcher_{std::in_place, other_};
+  std::unique_ptr<Tray> tray_;
+};
+
+TEST_F(TrayOfASilentPanelTest, makesNoOtherItemAndShowsThisOneWhenThePanelGoesOn) {
+  watcher_->stop();
+  startTray();
+  ASSERT_TRUE(askedAgain());
+  EXPECT_FALSE(tray_->shown());
+  EXPECT_FALSE(legacyTrayExists());
+  watcher_->goOn();
+  EXPECT_TRUE(waitFor([this] { return tray_->shown(); }));
+  EXPECT_EQ(watcher_->items().size(), 1);
+  EXPECT_FALSE(legacyTrayExists());
+}
+
+TEST_F(TrayOfASilentPanelTest, goesToTheOlderKindWhenThePanelSaysAtLastThatItShowsNothing) {
+  watcher_->setHostRegistered(false);
+  watcher_->stop();
+  startTray();
+  ASSERT_TRUE(askedAgain());
+  EXPECT_FALSE(legacyTrayExists());
+  watcher_->goOn();
+  EXPECT_TRUE(waitFor([] { return legacyTrayExists(); }));
+}
+
+TEST_F(TrayOfASilentPanelTest, goesToTheOlderKindWhenThePanelEnds) {
+  watcher_->stop();
+  startTray();
+  ASSERT_TRUE(askedAgain());
+  EXPECT_FALSE(legacyTrayExists());
+  watcher_.reset();
+  EXPECT_TRUE(waitFor([] { return legacyTrayExists(); }));
+}
+
+TEST_F(TrayOfASilentPanelTest, staysWhereItIsShownWhenThePanelHangsLater) {
+  startTray();
+  ASSERT_TRUE(waitFor([this] { return tray_->shown(); }));
+  watcher_->stop();
+  // Another of those who show items came: a reason to ask.
+  watcher_->setHostRegistered(true);
+  ASSERT_TRUE(askedAgain());
+  EXPECT_TRUE(tray_->shown());
+  EXPECT_FALSE(legacyTrayExists());
 }
 
 TEST_F(TrayItemTest, needsNoPanelWindowWhereTheTrayShowsIt) {

@@ -1,5 +1,8 @@
 // The item in a real panel that reads trays over D-Bus.
+#include <QDeadlineTimer>
+
 #include "tests/ui/desktop/DesktopFixture.h"
+#include "tests/ui/support/FakePanel.h"
 
 using namespace Qt::Literals::StringLiterals;
 
@@ -88,6 +91,31 @@ TEST_F(PanelOverDBusTest, showsItsIconAndItsMenuAndComesBackWithThePanel) {
   startPanel();
   EXPECT_TRUE(comesToBe(u"tray"_s, u"1"_s));
   EXPECT_TRUE(shows(kGreen));
+}
+
+class HangingPanelTest : public DesktopFixture {
+ protected:
+  testing_ui::SessionBus bus_;
+  testing_ui::FakeWatcher panel_{bus_.connect()};
+};
+
+TEST_F(HangingPanelTest, doesNotHangWithItAndShowsItsIconAfterwards) {
+  panel_.stop();
+  startStage({QString::fromStdString(bus_.variable())});
+  // Until the first question has been given up and put again it answers all the time.
+  const QDeadlineTimer patience(120000);
+  while (panel_.kept(u"Get"_s) < 2) {
+    ASSERT_FALSE(patience.hasExpired());
+    ASSERT_TRUE(comesToBe(u"tray"_s, u"0"_s));
+    const QDeadlineTimer pause(200);
+    static_cast<void>(testing_loop::waitFor([&pause] { return pause.hasExpired(); }));
+  }
+  tell(u"reopen"_s);
+  EXPECT_TRUE(sees(u"Vantora Chat"_s));
+  EXPECT_TRUE(sees(u"Vantora Host"_s));
+  panel_.goOn();
+  EXPECT_TRUE(comesToBe(u"tray"_s, u"1"_s));
+  EXPECT_EQ(panel_.items().size(), 1);
 }
 
 }  // namespace

@@ -3,7 +3,9 @@
 
 #include <QDBusVariant>
 #include <QStringList>
+#include <algorithm>
 #include <optional>
+#include <utility>
 
 #include "main/ui/dbus/DBusCall.h"
 #include "main/ui/dbus/DBusObject.h"
@@ -27,6 +29,23 @@ class FakeWatcher final : public DBusObject {
 
   // Names of the items, in the order they came.
   const QStringList& items() const { return items_; }
+  // Hangs: what comes from now on is kept and not answered.
+  void stop() { stopped_ = true; }
+  // Goes on with what came meanwhile.
+  void goOn() {
+    stopped_ = false;
+    for (const QDBusMessage& message : std::exchange(kept_, {})) DBusObject::handleMessage(message, connection_);
+  }
+  // How many messages it keeps that ask for `member`.
+  qsizetype kept(const QString& member) const {
+    return std::ranges::count(kept_, member, [](const QDBusMessage& message) { return message.member(); });
+  }
+  bool handleMessage(const QDBusMessage& message, const QDBusConnection& bus) override {
+    if (!stopped_) return DBusObject::handleMessage(message, bus);
+    message.setDelayedReply(true);
+    kept_.append(message);
+    return true;
+  }
   // Somebody who shows the items comes or goes.
   void setHostRegistered(bool registered) {
     hostRegistered_ = registered;
@@ -46,6 +65,8 @@ class FakeWatcher final : public DBusObject {
 
   QDBusConnection connection_;
   bool hostRegistered_;
+  bool stopped_ = false;
+  QList<QDBusMessage> kept_;
   QStringList items_;
 };
 

@@ -1,6 +1,9 @@
 #include <gtest/gtest.h>
 
 #include <QClipboard>
+#include <QKeyEvent>
+#include <chrono>
+#include <ctime>
 
 #include "main/ui/HostStatusBar.h"
 #include "main/ui/UserInterface.h"
@@ -102,6 +105,38 @@ TEST_F(HostStatusBarTest, countsNothingWhileTheWindowIsOnScreen) {
   bar_.chatWindow().close();
   interface_.presentChat(u"viewer"_s, u"two"_s, 0);
   EXPECT_EQ(bar_.unreadChatCount(), 1);
+}
+
+// What a part of the work takes by itself, whatever else the machine does meanwhile.
+std::chrono::nanoseconds ownTime() {
+  timespec time{};
+  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+  return std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec);
+}
+
+// Typing goes on between its pieces.
+TEST_F(HostStatusBarTest, staysResponsiveInABurstOfTenThousandMessages) {
+  bar_.showChatWindow();
+  HostChatWindow& window = bar_.chatWindow();
+  testing_loop::drain();
+  QString typed;
+  for (int sent = 0; sent < 10000;) {
+    const auto start = ownTime();
+    // As many as arrive together in one piece from the session.
+    for (int i = 0; i < 50; ++i, ++sent) {
+      interface_.presentChat(u"viewer"_s, u"Message %1 of the burst, see https://example.com/page/%1"_s.arg(sent), 0);
+    }
+    const QString letter(QChar(u'a' + (sent / 50) % 26));
+    QCoreApplication::postEvent(&window.input(),
+                                new QKeyEvent(QEvent::KeyPress, Qt::Key_unknown, Qt::NoModifier, letter));
+    QCoreApplication::processEvents();
+    typed += letter;
+    ASSERT_EQ(window.input().text(), typed);
+    // Some ten times as long as it takes; the benchmark tells more.
+    ASSERT_LT(ownTime() - start, std::chrono::seconds(1)) << sent;
+  }
+  EXPECT_TRUE(window.transcript().text().contains(u"Message 9999 of the burst"_s));
+  EXPECT_LE(window.transcript().length(), 200000);
 }
 
 TEST_F(HostStatusBarTest, countsAMinimisedWindowAsHidden) {
