@@ -2,7 +2,7 @@
 import assert from 'node:assert/strict';
 import { readdir, readFile } from 'node:fs/promises';
 import { test } from 'node:test';
-import { atRest, conversation, desktopProcess, focusChat, launchAgain, manageWindows, window } from './lib/desktop.mjs';
+import { conversation, desktopProcess, focusChat, launchAgain, manageWindows, window } from './lib/desktop.mjs';
 import { withSession } from './lib/session.mjs';
 import { BareControl, framesShown, shows } from './lib/viewer.mjs';
 import { timed, until } from './lib/wait.mjs';
@@ -23,6 +23,8 @@ test('aSecondLaunchRaisesTheChatOfTheFirst', async (t) => {
     assert.deepEqual(again.exit, { code: 0, signal: null });
     assert.deepEqual(again.text('err'), []);
     await until(() => window(session.screen, 'Vantora Chat'), { what: 'the chat window' });
+    // There is no tray, so what the menu has comes as a window.
+    await until(() => window(session.screen, 'Vantora Host'), { what: 'the window with the menu' });
   });
 });
 
@@ -120,12 +122,13 @@ test('aDesktopProcessThatEndsIsStartedAgain', async (t) => {
 test('theConversationOutlivesTheDesktopProcess', async (t) => {
   await withDesktop(t, async (session) => {
     const page = await session.bare();
-    await new BareControl(page).open();
+    const viewer = await new BareControl(page).open();
     const say = (text) => page.evaluate((text) => bare.signal({ type: 'chat_send', text }), text);
     const first = await desktopProcess(session.host);
     await say('before the fall');
     await session.host.line(/^\[chat-ui\] presentChat from=\S+ len=15$/);
-    await atRest(first);
+    // It has reported that line before it answers what it is asked next.
+    await viewer.ask({ type: 'clipboard_request' }, 'clipboard_sync');
     // What a process that hangs was told is not lost either.
     process.kill(first, 'SIGSTOP');
     await say('into the void');

@@ -2,6 +2,8 @@
 
 #include <QPainter>
 #include <QStyleOptionFrame>
+#include <QTextLayout>
+#include <QTextOption>
 
 namespace vantora {
 namespace {
@@ -10,6 +12,14 @@ using namespace Qt::Literals::StringLiterals;
 
 // The field leaves that much free on either side of its text.
 constexpr int kBesideText = 2;
+// After its text it keeps that much for the cursor.
+constexpr int kCursor = 1;
+
+QTextOption directionOf(const QString& text) {
+  QTextOption option;
+  option.setTextDirection(text.isRightToLeft() ? Qt::RightToLeft : Qt::LeftToRight);
+  return option;
+}
 
 }  // namespace
 
@@ -35,7 +45,7 @@ QRect ChatInput::textArea() const {
 }
 
 QString ChatInput::elidedText() const {
-  return fontMetrics().elidedText(displayText(), Qt::ElideRight, textArea().width());
+  return fontMetrics().elidedText(displayText(), Qt::ElideRight, textArea().width() - kCursor);
 }
 
 void ChatInput::paintEvent(QPaintEvent* event) {
@@ -45,10 +55,16 @@ void ChatInput::paintEvent(QPaintEvent* event) {
   initStyleOption(&option);
   QPainter painter(this);
   style()->drawPrimitive(QStyle::PE_PanelLineEdit, &option, &painter, this);
-  const Qt::LayoutDirection direction = shown.isRightToLeft() ? Qt::RightToLeft : layoutDirection();
-  painter.setLayoutDirection(direction);
   painter.setPen(palette().color(QPalette::Text));
-  painter.drawText(textArea(), static_cast<int>(Qt::AlignVCenter | Qt::AlignLeading) | Qt::TextSingleLine, shown);
+  // As the field draws a text that fits: the text decides from where it reads, whatever the desktop does.
+  QTextLayout layout(shown, font());
+  layout.setTextOption(directionOf(shown));
+  layout.beginLayout();
+  const QTextLine line = layout.createLine();
+  layout.endLayout();
+  const QRect area = textArea();
+  const int left = shown.isRightToLeft() ? area.right() - qRound(line.naturalTextWidth() + kCursor) : area.left();
+  layout.draw(&painter, QPoint(left, area.top() + (area.height() - fontMetrics().height() + 1) / 2));
 }
 
 }  // namespace vantora

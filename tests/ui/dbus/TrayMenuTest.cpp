@@ -125,6 +125,22 @@ TEST_F(TrayMenuTest, showsUnderscoresOfANameAsTheyAre) {
   EXPECT_EQ(announced(4), (QVariantMap{{u"label"_s, u"Room: a__b"_s}}));
 }
 
+TEST_F(TrayMenuTest, tellsInWhichDirectionItReads) {
+  const auto direction = [this] {
+    return reader_
+        ->ask("/MenuBar", "org.freedesktop.DBus.Properties", "Get", {u"com.canonical.dbusmenu"_s, u"TextDirection"_s})
+        .arguments()
+        .value(0)
+        .value<QDBusVariant>()
+        .variant()
+        .toString();
+  };
+  EXPECT_EQ(direction(), u"ltr"_s);
+  QGuiApplication::setLayoutDirection(Qt::RightToLeft);
+  EXPECT_EQ(direction(), u"rtl"_s);
+  QGuiApplication::setLayoutDirection(Qt::LeftToRight);
+}
+
 TEST_F(TrayMenuTest, answersForSingleRowsAndGroups) {
   const QDBusMessage one = reader_->askMenu("GetProperty", {15, u"label"_s});
   EXPECT_EQ(one.arguments().value(0).value<QDBusVariant>().variant().toString(), u"Chat…"_s);

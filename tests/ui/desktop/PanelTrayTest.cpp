@@ -119,10 +119,24 @@ TEST_F(PanelTrayTest, keepsAnOpenMenuUpToDate) {
   EXPECT_EQ(answer(u"asked"_s), u"quit"_s);
 }
 
+TEST_F(PanelTrayTest, needsNoPanelWindowWhereTheTrayShowsIt) {
+  startPanel();
+  startStage();
+  ASSERT_TRUE(panelShows(kYellow));
+  ASSERT_TRUE(comesToBe(u"tray"_s, u"1"_s));
+  tell(u"reopen"_s);
+  tell(u"windows?"_s);
+  EXPECT_EQ(answer(u"windows"_s), u"Vantora Chat"_s);
+  EXPECT_TRUE(sees(u"Vantora Chat"_s));
+  EXPECT_TRUE(windows(u"Vantora Host"_s).isEmpty());
+}
+
 TEST_F(PanelTrayTest, isReachableWithoutAnyTray) {
   startStage();
   EXPECT_TRUE(comesToBe(u"tray"_s, u"0"_s));
   tell(u"reopen"_s);
+  tell(u"windows?"_s);
+  EXPECT_EQ(answer(u"windows"_s), u"Vantora Chat, Vantora Host"_s);
   EXPECT_TRUE(sees(u"Vantora Chat"_s));
   EXPECT_TRUE(sees(u"Vantora Host"_s));
   screen(u"reopened-without-tray"_s);

@@ -53,6 +53,7 @@ class Stage {
     if (verb == "light"_L1) QApplication::setPalette(QPalette());
     if (verb == "tray?"_L1) say(u"tray %1"_s.arg(interface_.statusBar().trayShown()));
     if (verb == "unread?"_L1) say(u"unread %1"_s.arg(interface_.statusBar().unreadChatCount()));
+    if (verb == "windows?"_L1) say(u"windows "_s + openWindows().join(u", "_s));
     if (verb == "focus?"_L1) {
       const QWidget* focus = QApplication::focusWidget();
       say(u"focus "_s + (focus ? focus->accessibleName() : u"nowhere"_s));
@@ -65,6 +66,16 @@ class Stage {
       const QPoint place = transcript.viewport()->mapToGlobal(transcript.cursorRect(link).center());
       say(u"link %1 %2"_s.arg(place.x() - 10).arg(place.y()));
     }
+  }
+
+  // Titles in alphabetical order.
+  static QStringList openWindows() {
+    QStringList titles;
+    for (const QWidget* window : QApplication::topLevelWidgets()) {
+      if (window->isVisible() && !window->windowTitle().isEmpty()) titles.append(window->windowTitle());
+    }
+    titles.sort();
+    return titles;
   }
 
   fakes::FakeHostFace face_;

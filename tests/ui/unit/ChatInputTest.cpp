@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <QPainter>
+
 #include "main/ui/chat/ChatInput.h"
 #include "tests/fakes/EventLoop.h"
 #include "tests/fakes/PrintQt.h"
@@ -17,6 +19,17 @@ class ChatInputTest : public testing_ui::UiTest {
   QImage looks(const QString& text) {
     input_.setText(text);
     return input_.grab().toImage();
+  }
+  // Where a text is on such a picture.
+  QRect inkOf(const QImage& image) {
+    const QImage blank = looks(u" "_s);
+    QRect place;
+    for (int y = 0; y < image.height(); ++y) {
+      for (int x = 0; x < image.width(); ++x) {
+        if (image.pixel(x, y) != blank.pixel(x, y)) place |= QRect(x, y, 1, 1);
+      }
+    }
+    return place;
   }
 
   const QString long_ = u"A long line that does not fit into the field by any means at all, or does it?"_s;
@@ -42,6 +55,69 @@ TEST_F(ChatInputTest, leavesATextThatFitsAsItIs) {
   plain.resize(input_.size());
   plain.setText(u"short"_s);
   EXPECT_EQ(seen, plain.grab().toImage());
+}
+
+TEST_F(ChatInputTest, hasNoRingAroundItWithTheFocus) {
+  QWidget window;
+  QLineEdit other(&window);
+  other.move(0, 40);
+  ChatInput field(&window);
+  field.resize(220, 24);
+  QLineEdit usual(&window);
+  usual.resize(220, 24);
+  usual.move(0, 80);
+  window.show();
+  window.activateWindow();
+  // The edge of a field, without the place of text and cursor.
+  const auto edge = [](QWidget& widget) {
+    QImage image = widget.grab().toImage().convertToFormat(QImage::Format_RGB32);
+    QPainter(&image).fillRect(image.rect().adjusted(3, 3, -3, -3), Qt::black);
+    return image;
+  };
+  const auto focused = [&edge](QWidget& widget) {
+    widget.setFocus();
+    EXPECT_TRUE(testing_loop::waitFor([&widget] { return widget.hasFocus(); }));
+    return edge(widget);
+  };
+  focused(other);
+  const QImage without = edge(field);
+  const QImage usualWithout = edge(usual);
+  EXPECT_EQ(focused(field), without);
+  // Fields have one otherwise: the edge is where it would be seen.
+  EXPECT_NE(focused(usual), usualWithout);
+}
+
+TEST_F(ChatInputTest, readsFromTheRightWhereItsTextDoes) {
+  const QString hebrew = u"שלום לכולם, המדפסת לא עונה עוד ואי אפשר להדפיס שום דבר מהמחשב הזה"_s;
+  // Widths that leave more and less free beside what fits.
+  for (int width = 200; width <= 220; ++width) {
+    input_.resize(width, 24);
+    const QImage seen = looks(hebrew);
+    const QString elided = input_.elidedText();
+    EXPECT_TRUE(elided.endsWith(u'…'));
+    EXPECT_GT(elided.size(), 5);
+    EXPECT_TRUE(hebrew.startsWith(elided.chopped(1)));
+    // Just as the field itself draws that text, which fits.
+    EXPECT_EQ(seen, looks(elided)) << width;
+    const QRect ink = inkOf(seen);
+    EXPECT_LT(ink.left(), 25);
+    EXPECT_GT(ink.right(), width - 15);
+  }
+  // The beginning stands at the right.
+  const QRect word = inkOf(looks(u"שלום"_s));
+  EXPECT_GT(word.left(), 150);
+}
+
+TEST_F(ChatInputTest, keepsTheDirectionOfItsTextOnADesktopThatReadsFromTheRight) {
+  input_.setLayoutDirection(Qt::RightToLeft);
+  // The text still begins at its left and breaks off at its right.
+  for (int width = 200; width <= 220; ++width) {
+    input_.resize(width, 24);
+    const QImage seen = looks(long_);
+    const QString elided = input_.elidedText();
+    EXPECT_TRUE(elided.endsWith(u'…'));
+    EXPECT_EQ(seen, looks(elided)) << width;
+  }
 }
 
 TEST_F(ChatInputTest, showsWhereOneTypesWithTheFocus) {

@@ -35,6 +35,27 @@ TEST_F(HostChatWindowTest, isMadeHiddenWithItsTitleAndSize) {
   EXPECT_EQ(window_.sendButton().text(), u"Send"_s);
 }
 
+TEST_F(HostChatWindowTest, canBeClosedMinimisedMaximisedAndResized) {
+  window_.show();
+  const Qt::WindowFlags flags = window_.windowFlags();
+  EXPECT_EQ(window_.windowType(), Qt::Window);
+  for (const auto has :
+       {Qt::WindowTitleHint, Qt::WindowCloseButtonHint, Qt::WindowMinimizeButtonHint, Qt::WindowMaximizeButtonHint}) {
+    EXPECT_TRUE(flags.testFlag(has)) << has;
+  }
+  for (const auto lacks : {Qt::FramelessWindowHint, Qt::MSWindowsFixedSizeDialogHint}) {
+    EXPECT_FALSE(flags.testFlag(lacks)) << lacks;
+  }
+  for (const QSize& size : {QSize(700, 800), QSize(300, 250)}) {
+    window_.resize(size);
+    testing_loop::drain();
+    EXPECT_EQ(window_.size(), size);
+    // The conversation takes what there is.
+    EXPECT_EQ(window_.transcript().width(), size.width() - 24);
+    EXPECT_EQ(window_.transcript().height(), size.height() - 12 - 8 - 28 - 12);
+  }
+}
+
 TEST_F(HostChatWindowTest, laysItsPartsOut) {
   window_.show();
   testing_loop::drain();

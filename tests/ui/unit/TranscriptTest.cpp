@@ -1,5 +1,9 @@
 #include <gtest/gtest.h>
 
+#include <QAbstractTextDocumentLayout>
+#include <QClipboard>
+#include <QKeyEvent>
+#include <QMouseEvent>
 #include <QScrollBar>
 #include <QTextBlock>
 
@@ -42,6 +46,61 @@ TEST_F(TranscriptTest, showsOneLineAfterTheOther) {
   const QString time = QLocale::c().toString(QDateTime::fromMSecsSinceEpoch(0).time(), QLocale::ShortFormat);
   EXPECT_EQ(transcript_.text(), u"A: one %1\nA: two %1\n"_s.arg(time));
   EXPECT_TRUE(transcript_.isReadOnly());
+}
+
+TEST_F(TranscriptTest, letsItsTextBeSelectedWithThePointerAndCopiedWithTheKeyboard) {
+  say(u"some words"_s);
+  transcript_.show();
+  testing_loop::drain();
+  QTextCursor from = transcript_.document()->find(u"some words"_s);
+  QTextCursor to = from;
+  from.setPosition(from.selectionStart());
+  to.setPosition(to.selectionEnd());
+  const QPointF start = transcript_.cursorRect(from).center();
+  const QPointF end = transcript_.cursorRect(to).center();
+  const auto mouse = [this](QEvent::Type type, const QPointF& place, Qt::MouseButton button, Qt::MouseButtons held) {
+    QMouseEvent event(type, place, transcript_.viewport()->mapToGlobal(place), button, held, Qt::NoModifier);
+    QApplication::sendEvent(transcript_.viewport(), &event);
+  };
+  mouse(QEvent::MouseButtonPress, start, Qt::LeftButton, Qt::LeftButton);
+  mouse(QEvent::MouseMove, end, Qt::NoButton, Qt::LeftButton);
+  mouse(QEvent::MouseButtonRelease, end, Qt::LeftButton, Qt::NoButton);
+  EXPECT_EQ(transcript_.textCursor().selectedText(), u"some words"_s);
+
+  const auto press = [this](Qt::Key key, Qt::KeyboardModifiers modifiers = Qt::ControlModifier) {
+    QKeyEvent event(QEvent::KeyPress, key, modifiers);
+    QApplication::sendEvent(&transcript_, &event);
+  };
+  for (int i = 0; i < 3; ++i) press(Qt::Key_Left, Qt::ShiftModifier);
+  EXPECT_EQ(transcript_.textCursor().selectedText(), u"some wo"_s);
+  press(Qt::Key_C);
+  EXPECT_EQ(QGuiApplication::clipboard()->text(), u"some wo"_s);
+  press(Qt::Key_A);
+  press(Qt::Key_C);
+  EXPECT_EQ(QGuiApplication::clipboard()->text(), transcript_.text());
+  // What is selected is not replaced by typing or cut out.
+  press(Qt::Key_X);
+  QKeyEvent letter(QEvent::KeyPress, Qt::Key_Y, Qt::NoModifier, u"y"_s);
+  QApplication::sendEvent(&transcript_, &letter);
+  EXPECT_TRUE(transcript_.text().contains(u"some words"_s));
+}
+
+TEST_F(TranscriptTest, keepsItsTextOffTheEdges) {
+  transcript_.show();
+  say(u"word "_s.repeated(200));
+  say(u"last"_s);
+  testing_loop::drain();
+  const QTextBlock first = transcript_.document()->begin();
+  const auto* layout = transcript_.document()->documentLayout();
+  // Across it is 6 for the text and 2 for its lines, above and below 6.
+  const QRectF place = layout->blockBoundingRect(first);
+  EXPECT_EQ(place.topLeft(), QPointF(8, 6));
+  EXPECT_EQ(place.width(), transcript_.viewport()->width() - 2 * 8);
+  EXPECT_GT(first.layout()->lineCount(), 2);
+  QTextCursor start(first);
+  EXPECT_EQ(transcript_.cursorRect(start).left(), 8);
+  const QTextBlock last = transcript_.document()->lastBlock();
+  EXPECT_EQ(layout->documentSize().height() - layout->blockBoundingRect(last).bottom(), 6);
 }
 
 TEST_F(TranscriptTest, setsNameTextAndTimeApart) {
