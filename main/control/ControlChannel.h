@@ -17,6 +17,7 @@ QLatin1StringView labelOf(ControlChannel channel);
 struct ReplyAddress {
   ControlChannel origin = ControlChannel::reliable;
   quint64 connection = 0;
+  bool operator==(const ReplyAddress&) const = default;
 };
 
 // Where control messages to the viewer go. Main thread.
@@ -27,6 +28,8 @@ class ControlOutlet {
   virtual bool isOpen(ControlChannel channel) const = 0;
   // Sends `message` as one text message; dropped when the channel is absent or not open.
   virtual void send(ControlChannel channel, const JsonObject& message) = 0;
+  // Bytes of the longest message that the viewer takes; a longer one is dropped. 0 when the channel is absent.
+  virtual quint64 maxMessageSize(ControlChannel channel) const = 0;
   // Bytes sent on the channel that have not left yet.
   virtual quint64 bufferedAmount(ControlChannel channel) const = 0;
 
@@ -56,6 +59,9 @@ class CurrentOutlet final : public ControlOutlet {
   bool isOpen(ControlChannel channel) const override { return target_ && target_->isOpen(channel); }
   void send(ControlChannel channel, const JsonObject& message) override {
     if (target_) target_->send(channel, message);
+  }
+  quint64 maxMessageSize(ControlChannel channel) const override {
+    return target_ ? target_->maxMessageSize(channel) : 0;
   }
   quint64 bufferedAmount(ControlChannel channel) const override {
     return target_ ? target_->bufferedAmount(channel) : 0;

@@ -33,6 +33,8 @@ class DataChannel {
   // False, with the message dropped, when the channel is not open, when too much waits to be sent, or when the message
   // is longer than what the other side said it takes (a line in the log says so).
   virtual bool send(const QByteArray& data, bool binary) = 0;
+  // Bytes of the longest message that the other side said it takes.
+  virtual quint64 maxMessageSize() const = 0;
   // Bytes accepted by send() that have not left yet.
   virtual quint64 bufferedAmount() const = 0;
   virtual void close() = 0;

@@ -1,5 +1,6 @@
 #include "main/rtc/LibDataChannel.h"
 
+#include <algorithm>
 #include <chrono>
 #include <deque>
 #include <mutex>
@@ -166,7 +167,7 @@ void LibDataChannel::setEvents(Events events) { observer_->setEvents(std::move(e
 quint64 LibDataChannel::maxMessageSize() const {
   const auto transport = connection_->GetSctpTransport();
   const auto limit = transport ? transport->Information().MaxMessageSize() : absl::nullopt;
-  return limit ? static_cast<quint64>(*limit) : kSmallestLimit;
+  return limit ? std::max(static_cast<quint64>(*limit), kSmallestLimit) : kSmallestLimit;
 }
 
 bool LibDataChannel::send(const QByteArray& data, bool binary) {

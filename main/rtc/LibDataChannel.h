@@ -23,12 +23,12 @@ class LibDataChannel final : public DataChannel {
   ChannelState state() const override;
   void setEvents(Events events) override;
   bool send(const QByteArray& data, bool binary) override;
+  quint64 maxMessageSize() const override;
   quint64 bufferedAmount() const override;
   void close() override;
 
  private:
   class Observer;
-  quint64 maxMessageSize() const;
 
   rtc::scoped_refptr<webrtc::PeerConnectionInterface> connection_;
   rtc::scoped_refptr<webrtc::DataChannelInterface> channel_;

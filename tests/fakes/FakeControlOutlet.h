@@ -29,6 +29,7 @@ class FakeControlOutlet final : public ControlOutlet {
     sent.append({channel, message});
     if (journal_) journal_->note(labelOf(channel) + QStringLiteral(" <- ") + message.value(u"type").toString());
   }
+  quint64 maxMessageSize(ControlChannel) const override { return longest; }
   quint64 bufferedAmount(ControlChannel) const override { return buffered; }
   quint64 connection() const override { return connectionNumber; }
 
@@ -36,6 +37,7 @@ class FakeControlOutlet final : public ControlOutlet {
 
   State control;
   State reliable;
+  quint64 longest = 262'144;
   quint64 buffered = 0;
   quint64 connectionNumber = 1;
   QList<Sent> sent;

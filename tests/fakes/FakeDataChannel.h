@@ -18,6 +18,7 @@ struct FakeChannel {
   DataChannel::Events events;
   bool destroyed = false;
   QList<QByteArray> sent;
+  quint64 longest = 262'144;
   quint64 buffered = 0;
 
   // Reports a change, as the library does; nothing arrives once the channel is destroyed.
@@ -72,6 +73,7 @@ class FakeDataChannel final : public DataChannel {
     }
     return true;
   }
+  quint64 maxMessageSize() const override { return channel_->longest; }
   quint64 bufferedAmount() const override { return channel_->buffered; }
   void close() override { channel_->state = ChannelState::closed; }
 

@@ -19,8 +19,6 @@ constexpr auto kSettle = 50ms;
 // two seconds later where nothing tells of changes. Afterwards it is a copy that somebody made.
 constexpr auto kTakeover = 5s;
 
-JsonObject clipboardSyncMessage(const QString& text) { return {{u"type"_s, u"clipboard_sync"_s}, {u"text"_s, text}}; }
-
 }  // namespace
 
 ClipboardSync::ClipboardSync(Clipboard& clipboard, ControlOutlet& outlet, Scheduler& scheduler)
@@ -77,7 +75,8 @@ void ClipboardSync::checkClipboardChanges() {
 
 void ClipboardSync::sendClipboardContent(const ReplyAddress& on) {
   affinity_.check("ClipboardSync::sendClipboardContent");
-  if (waiting_.size() < kMaxWaitingRequests) waiting_.append(on);
+  waiting_.removeIf([&](const ReplyAddress& asker) { return asker.connection != on.connection; });
+  if (!waiting_.contains(on)) waiting_.append(on);
   proceed();
 }
 
@@ -120,8 +119,7 @@ bool ClipboardSync::isEcho(const QString& text) const {
 void ClipboardSync::readingArrived(const std::optional<QString>& text) {
   busy_ = false;
   for (const ReplyAddress& asker : std::exchange(askers_, {})) {
-    if (asker.connection == outlet_.connection())
-      outlet_.send(asker.origin, clipboardSyncMessage(text.value_or(QString())));
+    if (asker.connection == outlet_.connection()) sendText(asker.origin, text.value_or(QString()));
   }
   if (const auto changeCount = std::exchange(lookedAt_, std::nullopt)) {
     lastClipboardChangeCount_ = *changeCount;
@@ -136,10 +134,21 @@ void ClipboardSync::syncChange(const QString& text) {
   viewersText_.reset();
   logLine(u"[sync] Clipboard changed, syncing to client: \""_s + textPreview(text) + u'"');
   if (outlet_.isOpen(ControlChannel::reliable)) {
-    outlet_.send(ControlChannel::reliable, clipboardSyncMessage(text));
+    sendText(ControlChannel::reliable, text);
   } else {
     logLine("[sync] Warning: Data channel not ready");
   }
+}
+
+// A message has at least a byte for each unit of the text: one that cannot be sent is not written in the first place.
+void ClipboardSync::sendText(ControlChannel channel, const QString& text) {
+  if (!outlet_.isOpen(channel)) return;
+  const quint64 most = outlet_.maxMessageSize(channel);
+  if (static_cast<quint64>(text.size()) > most) {
+    return logLine(u"[sync] Clipboard text of %1 characters not sent: the viewer takes %2 bytes at most"_s.arg(
+        QString::number(text.size()), QString::number(most)));
+  }
+  outlet_.send(channel, {{u"type"_s, u"clipboard_sync"_s}, {u"text"_s, text}});
 }
 
 void bindClipboardMessages(ControlDispatcher& dispatcher, ClipboardSync& sync, const ControlOutlet& outlet) {

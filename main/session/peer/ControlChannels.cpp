@@ -83,6 +83,10 @@ void ControlChannels::send(ControlChannel channel, const JsonObject& message) {
   if (field(channel)) field(channel)->send(toJson(message), false);
 }
 
+quint64 ControlChannels::maxMessageSize(ControlChannel channel) const {
+  return field(channel) ? field(channel)->maxMessageSize() : 0;
+}
+
 quint64 ControlChannels::bufferedAmount(ControlChannel channel) const {
   return field(channel) ? field(channel)->bufferedAmount() : 0;
 }

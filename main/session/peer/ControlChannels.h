@@ -36,6 +36,7 @@ class ControlChannels final : public ControlOutlet {
   bool exists(ControlChannel channel) const override;
   bool isOpen(ControlChannel channel) const override;
   void send(ControlChannel channel, const JsonObject& message) override;
+  quint64 maxMessageSize(ControlChannel channel) const override;
   quint64 bufferedAmount(ControlChannel channel) const override;
 
  private:

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "platform/linux/support/Programs.h"
+#include "platform/linux/support/ReplacedLooks.h"
 
 namespace vantora {
 namespace {
@@ -84,19 +85,9 @@ CommandPlan flushNames(const DesktopFacts& facts) {
 
 // Looks
 
-// What a switch has left is written down, so that the next one leads back to it, as long as nobody has chosen another
-// theme in between. "before NAME THEME" sets `next` to what NAME was before it became THEME. A theme and its dark
-// sister differ by an ending; GTK brings the sister of Adwaita itself.
-constexpr auto kLooks = R"sh(notes=${XDG_STATE_HOME:-$HOME/.local/state}/vantora-host
-before() {
-  [ -f "$notes/$1" ] || return 1
-  { IFS= read -r left; IFS= read -r taken; } <"$notes/$1"
-  [ "$taken" = "$2" ] && [ -n "$left" ] && next=$left
-}
-note() {
-  mkdir -p "$notes" && printf '%s\n%s\n' "$2" "$3" >"$notes/$1"
-}
-dark_sister() {
+// What a switch has left is noted, so that the next one leads back to it, as long as nobody has chosen another theme in
+// between. A theme and its dark sister differ by an ending; GTK brings the sister of Adwaita itself.
+constexpr auto kDarkSister = R"sh(dark_sister() {
   next=Adwaita-dark
   if [ "$1" = Adwaita ]; then return; fi
   for folder in "$HOME/.themes" "${XDG_DATA_HOME:-$HOME/.local/share}/themes" /usr/local/share/themes /usr/share/themes; do
@@ -163,7 +154,7 @@ CommandPlan toggleDark(const DesktopFacts& facts) {
   if (facts.desktop == DesktopKind::kde) {
     plan = runsTools(facts, kKdeDark, {{u"kreadconfig6"_s, u"kreadconfig5"_s}, {u"plasma-apply-colorscheme"_s}});
   }
-  if (plan.missing.isEmpty()) plan.script.prepend(kLooks);
+  if (plan.missing.isEmpty()) plan.script.prepend(lookFunctions(facts.replaced) + kDarkSister);
   return plan;
 }
 

@@ -5,6 +5,8 @@
 #include <QString>
 #include <functional>
 
+#include "platform/linux/support/ReplacedLooks.h"
+
 namespace vantora {
 
 enum class DesktopKind { gnome, kde, xfce, other };
@@ -27,6 +29,8 @@ struct DesktopFacts {
   QString downloads;
   bool downloadsExist = false;
   QString caches;
+  // What earlier commands have replaced.
+  ReplacedLooks replaced;
   // The path of a program by its name, empty when it is not installed.
   std::function<QString(const QString&)> find;
   // Whether a folder exists.

@@ -22,6 +22,10 @@ constexpr int kNotFound = 127;
 
 using Planner = std::function<CommandPlan(const DesktopFacts&)>;
 
+CommandOutcome failure(const QString& why) {
+  return {.ok = false, .code = kNotFound, .standardOutput = QString(), .standardError = why};
+}
+
 // One that another thread may use at the same time: what is shared behind copies of an environment is changed by
 // reading it, because values are converted when they are asked for, without a lock.
 QProcessEnvironment separateCopy(const QProcessEnvironment& environment) {
@@ -30,19 +34,27 @@ QProcessEnvironment separateCopy(const QProcessEnvironment& environment) {
   return copy;
 }
 
+struct Result {
+  CommandOutcome outcome;
+  ReplacedLooks replaced;
+};
+
 // One thread's work: everything it needs, by value.
-CommandOutcome carryOut(const LinuxSupportSettings& settings, const Planner& planner, const std::stop_token& stop) {
+Result carryOut(const LinuxSupportSettings& settings, const Planner& planner, const ReplacedLooks& replaced,
+                const std::stop_token& stop) {
   (void)pthread_setname_np(pthread_self(), "support");
-  const DesktopFacts facts = probeDesktop(settings.environment);
+  DesktopFacts facts = probeDesktop(settings.environment);
+  facts.replaced = replaced;
   const CommandPlan plan = planner(facts);
-  if (!plan.missing.isEmpty()) {
-    return {.ok = false, .code = kNotFound, .standardOutput = QString(), .standardError = plan.missing};
-  }
+  if (!plan.missing.isEmpty()) return {.outcome = failure(plan.missing), .replaced = {}};
   const QString shell = settings.loginShell.isEmpty() ? loginShellOfUser() : settings.loginShell;
-  return runCommand({.command = throughLoginShell(shell, plan.script),
-                     .environment = settings.environment.toStringList(),
-                     .folder = facts.home},
-                    settings.limits, stop);
+  Result result{.outcome = runCommand({.command = throughLoginShell(shell, plan.script),
+                                       .environment = settings.environment.toStringList(),
+                                       .folder = facts.home},
+                                      settings.limits, stop),
+                .replaced = {}};
+  result.replaced = takeReplacedLooks(result.outcome.standardOutput);
+  return result;
 }
 
 class LinuxSupportTools final : public SupportTools {
@@ -82,21 +94,22 @@ class LinuxSupportTools final : public SupportTools {
     affinity_.check("LinuxSupportTools::start");
     const int number = ++lastNumber_;
     const std::weak_ptr<Jobs> jobs = jobs_;
-    const auto report = [jobs, number](const CommandOutcome& outcome) {
-      postToMain([jobs, number, outcome] { finish(jobs, number, outcome); });
+    const auto report = [jobs, number, memory = std::weak_ptr(replaced_)](const Result& result) {
+      postToMain([jobs, number, memory, result] {
+        if (const auto replaced = memory.lock()) replaced->insert(result.replaced);
+        finish(jobs, number, result.outcome);
+      });
     };
     Job& job = (*jobs_)[number];
     job.done = std::move(done);
     if (static_cast<int>(jobs_->size()) > settings_.most) {
-      return report({.ok = false,
-                     .code = kNotFound,
-                     .standardOutput = QString(),
-                     .standardError = u"Failed to start: too many commands are running"_s});
+      return report({.outcome = failure(u"Failed to start: too many commands are running"_s), .replaced = {}});
     }
     LinuxSupportSettings settings = settings_;
     settings.environment = separateCopy(settings_.environment);
-    job.thread = std::jthread([settings = std::move(settings), planner = std::move(planner),
-                               report](const std::stop_token& stop) { report(carryOut(settings, planner, stop)); });
+    job.thread =
+        std::jthread([settings = std::move(settings), planner = std::move(planner), replaced = *replaced_,
+                      report](const std::stop_token& stop) { report(carryOut(settings, planner, replaced, stop)); });
   }
 
   static void finish(const std::weak_ptr<Jobs>& weak, int number, const CommandOutcome& outcome) {
@@ -110,6 +123,8 @@ class LinuxSupportTools final : public SupportTools {
   const ThreadAffinity affinity_;
   const LinuxSupportSettings settings_;
   std::shared_ptr<Jobs> jobs_ = std::make_shared<Jobs>();
+  // What commands have replaced since this was made; the host keeps no files.
+  const std::shared_ptr<ReplacedLooks> replaced_ = std::make_shared<ReplacedLooks>();
   int lastNumber_ = 0;
 };
 

@@ -83,6 +83,20 @@ TEST_F(ClipboardWatchTest, logsAPreviewOfWhatItSends) {
   EXPECT_EQ(outlet_.take(), QList<Sent>{synced(u""_s)});
 }
 
+TEST_F(ClipboardWatchTest, passesOverACopyThatIsTooLongForTheViewer) {
+  watch();
+  outlet_.longest = 30;
+  clipboard_.copy(QString(31, u'x'));
+  scheduler_.advance(10s);
+  EXPECT_TRUE(outlet_.sent.isEmpty());
+  EXPECT_EQ(log_.lines(),
+            (QStringList{u"[sync] Clipboard changed, syncing to client: \"xxxxxxxxxxxxxxxxxxxx...\""_s,
+                         u"[sync] Clipboard text of 31 characters not sent: the viewer takes 30 bytes at most"_s}));
+  clipboard_.copy(u"short"_s);
+  scheduler_.advance(2s);
+  EXPECT_EQ(outlet_.take(), QList<Sent>{synced(u"short"_s)});
+}
+
 TEST_F(ClipboardWatchTest, doesNotSendWhatWasThereBefore) {
   clipboard_.copy(u"before"_s);
   sync_->setClipboardSyncEnabled(true);

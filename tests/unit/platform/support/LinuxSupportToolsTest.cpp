@@ -112,6 +112,27 @@ TEST_F(LinuxSupportToolsTest, endsCommandsWithoutAnOutcome) {
   EXPECT_TRUE(outcomes_[0].ok);
 }
 
+TEST_F(LinuxSupportToolsTest, leadsBackToTheLookOfBefore) {
+  home_.program(u"kreadconfig5"_s, "cat scheme");
+  home_.program(u"plasma-apply-colorscheme"_s, "echo $1 > scheme; echo -n applied");
+  home_.write(u"scheme"_s, "OwnPaper\n");
+  start();
+  for (const QString& scheme : {u"BreezeDark"_s, u"OwnPaper"_s, u"BreezeDark"_s}) {
+    outcomes_.clear();
+    run(u"toggle-dark-mode"_s);
+    ASSERT_TRUE(waitForOutcomes(1));
+    EXPECT_TRUE(outcomes_[0].ok);
+    EXPECT_EQ(outcomes_[0].standardOutput, u"applied"_s) << "what is remembered is no output";
+    EXPECT_EQ(home_.read(u"scheme"_s), scheme + u'\n');
+  }
+  tools_->endAll();
+  outcomes_.clear();
+  run(u"toggle-dark-mode"_s);
+  ASSERT_TRUE(waitForOutcomes(1));
+  EXPECT_EQ(home_.read(u"scheme"_s), u"OwnPaper\n"_s);
+  EXPECT_FALSE(QFile::exists(home_.path(u".local"_s)));
+}
+
 TEST_F(LinuxSupportToolsTest, whatWasOpenedOutlivesTheTools) {
   home_.program(u"konsole"_s, "pwd > where; echo $$ > pid; exec sleep 300");
   start();

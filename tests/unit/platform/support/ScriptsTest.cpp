@@ -25,13 +25,16 @@ class ScriptsTest : public testing::Test {
   CommandOutcome run(QStringView id, DesktopKind desktop) {
     facts_ = probeDesktop(home_.environment);
     facts_.desktop = desktop;
+    facts_.replaced = replaced_;
     change_(facts_);
     const CommandPlan plan = counterpartOf(id, facts_);
     EXPECT_EQ(plan.missing, QString());
-    return runCommand({.command = throughLoginShell(u"/bin/sh"_s, plan.script),
-                       .environment = home_.environment.toStringList(),
-                       .folder = home_.path()},
-                      {}, {});
+    CommandOutcome outcome = runCommand({.command = throughLoginShell(u"/bin/sh"_s, plan.script),
+                                         .environment = home_.environment.toStringList(),
+                                         .folder = home_.path()},
+                                        {}, {});
+    replaced_.insert(takeReplacedLooks(outcome.standardOutput));
+    return outcome;
   }
   // A store of settings: "<tool> get a b" prints the file "a b", "<tool> set a b value" writes it.
   void settingsTool() {
@@ -47,6 +50,7 @@ esac)sh");
 
   TestHome home_;
   DesktopFacts facts_;
+  ReplacedLooks replaced_;
   std::function<void(DesktopFacts&)> change_ = [](DesktopFacts&) {};
 };
 
@@ -136,17 +140,36 @@ TEST_F(ScriptsTest, switchXfceToTheDarkSisterOfTheThemeAndBack) {
   *) exit 9 ;;
 esac)");
   home_.write(u".themes/Moss-dark/index.theme"_s, "");
-  for (const auto& [theme, dark, light] :
-       std::initializer_list<std::array<QString, 3>>{{u"Moss"_s, u"Moss-dark"_s, u"Moss"_s},
-                                                     {u"No Sister"_s, u"Adwaita-dark"_s, u"No Sister"_s},
-                                                     {u"Bark-dark"_s, u"Bark"_s, u"Bark-dark"_s},
-                                                     {u"Adwaita"_s, u"Adwaita-dark"_s, u"Adwaita"_s}}) {
+  for (const auto& [theme, dark, light] : std::initializer_list<std::array<QString, 3>>{
+           {u"Moss"_s, u"Moss-dark"_s, u"Moss"_s},
+           {u"No Sister"_s, u"Adwaita-dark"_s, u"No Sister"_s},
+           {u"Bark-dark"_s, u"Bark"_s, u"Bark-dark"_s},
+           {u"It's $(touch bad) %1"_s, u"Adwaita-dark"_s, u"It's $(touch bad) %1"_s},
+           {u"Adwaita"_s, u"Adwaita-dark"_s, u"Adwaita"_s}}) {
     home_.write(u"theme"_s, theme.toUtf8() + "\n");
     EXPECT_TRUE(run(u"toggle-dark-mode", DesktopKind::xfce).ok);
     EXPECT_EQ(home_.read(u"theme"_s).trimmed(), dark);
     EXPECT_TRUE(run(u"toggle-dark-mode", DesktopKind::xfce).ok);
     EXPECT_EQ(home_.read(u"theme"_s).trimmed(), light);
   }
+  EXPECT_FALSE(QFile::exists(home_.path(u"bad"_s)));
+}
+
+TEST_F(ScriptsTest, followTheTableWhereNothingIsRememberedAndKeepNoFile) {
+  home_.program(u"xfconf-query"_s, "if [ \"$5\" = -s ]; then echo \"$6\" >theme; else cat theme; fi");
+  home_.write(u"theme"_s, "No Sister\n");
+  const auto entries = [this] {
+    return QDir(home_.path()).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot);
+  };
+  const QStringList before = entries();
+  const CommandOutcome dark = run(u"toggle-dark-mode", DesktopKind::xfce);
+  EXPECT_TRUE(dark.ok);
+  EXPECT_EQ(dark.standardOutput, QString());
+  EXPECT_EQ(replaced_, (ReplacedLooks{{u"xfce-theme"_s, {.left = u"No Sister"_s, .taken = u"Adwaita-dark"_s}}}));
+  replaced_.clear();
+  EXPECT_TRUE(run(u"toggle-dark-mode", DesktopKind::xfce).ok);
+  EXPECT_EQ(home_.read(u"theme"_s), u"Adwaita\n"_s);
+  EXPECT_EQ(entries(), before);
 }
 
 TEST_F(ScriptsTest, showAndHideHiddenFilesOfGtkPrograms) {
