@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <QCoreApplication>
-#include <QElapsedTimer>
 #include <QEventLoop>
 #include <QFile>
 #include <QTcpSocket>
@@ -15,6 +14,7 @@
 
 #include "companion/server/RoomServer.h"
 #include "main/base/QtScheduler.h"
+#include "tests/fakes/Patience.h"
 
 namespace vantora::companion {
 
@@ -28,14 +28,13 @@ inline QCoreApplication& application() {
   return instance;
 }
 
-// Runs the event loop until `done` holds; false after ten seconds.
+// Runs the event loop until `done` holds; false when it does not within a test's patience.
 inline bool waitUntil(const std::function<bool()>& done) {
-  QElapsedTimer clock;
-  clock.start();
+  testing_loop::Patience patience;
   QEventLoop loop;
   QTimer tick;
   QObject::connect(&tick, &QTimer::timeout, &loop, [&] {
-    if (done() || clock.elapsed() > 10'000) loop.quit();
+    if (done() || patience.isOver()) loop.quit();
   });
   tick.start(1);
   loop.exec();

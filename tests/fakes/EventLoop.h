@@ -4,8 +4,9 @@
 #include <QCoreApplication>
 #include <QEventLoop>
 #include <QTimer>
-#include <chrono>
 #include <functional>
+
+#include "tests/fakes/Patience.h"
 
 namespace vantora::testing_loop {
 
@@ -17,13 +18,13 @@ inline void ensureApplication() {
   static QCoreApplication application(argumentCount, arguments);
 }
 
-// Runs the event loop until `condition` holds; false when it does not within ten seconds.
+// Runs the event loop until `condition` holds; false when it does not within a test's patience.
 [[nodiscard]] inline bool waitFor(const std::function<bool()>& condition) {
-  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+  Patience patience;
   QTimer wakeUp;  // The condition may come true without an event of its own.
   wakeUp.start(5);
   while (!condition()) {
-    if (std::chrono::steady_clock::now() > deadline) return false;
+    if (patience.isOver()) return false;
     QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents);
   }
   return true;

@@ -10,13 +10,15 @@
 #include <functional>
 #include <thread>
 
+#include "tests/fakes/Patience.h"
+
 namespace vantora {
 
-// Waits until something holds, looking again and again; false when it does not within thirty seconds.
+// Waits until something holds, looking again and again; false when it does not within a test's patience.
 inline bool becomesTrue(const std::function<bool()>& condition) {
-  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+  testing_loop::Patience patience;
   while (!condition()) {
-    if (std::chrono::steady_clock::now() >= end) return false;
+    if (patience.isOver()) return false;
     std::this_thread::sleep_for(std::chrono::milliseconds(5));
   }
   return true;

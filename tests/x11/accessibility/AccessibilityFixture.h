@@ -52,8 +52,8 @@ class AccessibilityFixture : public testing::Test {
   testing::AssertionResult shows(const PrivateDesktop& desktop, int x, int y, const Shape& wanted) {
     if (!desktop.movePointer(x, y)) return testing::AssertionFailure() << "the pointer cannot be moved";
     std::optional<PointedElements> last;
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
-    while (std::chrono::steady_clock::now() < deadline) {
+    testing_loop::Patience patience;
+    while (!patience.isOver()) {
       last = look();
       if (last && !last->elements.empty() && elementShape(last->elements, last->pointer) == wanted) {
         return testing::AssertionSuccess();

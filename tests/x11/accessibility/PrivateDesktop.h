@@ -4,9 +4,9 @@
 #include <poll.h>
 
 #include <QTemporaryDir>
-#include <chrono>
 
 #include "main/base/Environment.h"
+#include "tests/fakes/Patience.h"
 #include "tests/x11/support/XvfbServer.h"
 
 namespace vantora::testing_x11 {
@@ -75,8 +75,8 @@ class PrivateDesktop {
   }
   static std::string readLine(int descriptor) {
     std::string line;
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-    while (std::chrono::steady_clock::now() < deadline) {
+    testing_loop::Patience patience;
+    while (!patience.isOver()) {
       pollfd ready{descriptor, POLLIN, 0};
       if (::poll(&ready, 1, 1000) <= 0) continue;
       char letter = 0;

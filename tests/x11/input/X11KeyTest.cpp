@@ -128,7 +128,8 @@ TEST_F(X11RepeatTest, aHeldKeyDoesNotRepeatByItself) {
   EXPECT_TRUE(key("KeyA", true));
   settle();
   // Long enough for the server to repeat a key more than ten times, see above.
-  EXPECT_FALSE(window_->waitUntil([this] { return presses() > 1; }, std::chrono::milliseconds(300)));
+  EXPECT_FALSE(
+      window_->waitUntil([this] { return presses() > 1; }, testing_loop::Patience(std::chrono::milliseconds(300))));
   EXPECT_EQ(presses(), 1U);
 }
 

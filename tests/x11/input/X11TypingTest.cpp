@@ -42,9 +42,9 @@ class X11TypingTest : public X11InputFixture {
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
   }
   static bool waitUntil(const std::function<bool()>& condition) {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    testing_loop::Patience patience;
     while (!condition()) {
-      if (std::chrono::steady_clock::now() > deadline) return false;
+      if (patience.isOver()) return false;
       ::poll(nullptr, 0, 5);
     }
     return true;

@@ -6,13 +6,14 @@
 #include <xcb/xtest.h>
 
 #include <QString>
-#include <chrono>
 #include <cstdlib>
 #include <functional>
 #include <map>
 #include <memory>
 #include <set>
 #include <vector>
+
+#include "tests/fakes/Patience.h"
 
 namespace vantora::testing_x11 {
 
@@ -80,16 +81,13 @@ class TestWindow {
   std::vector<SeenEvent> motions() { return ofType({XCB_MOTION_NOTIFY}); }
 
   // Watches events until `condition` holds (true) or the time is over (false).
-  bool waitUntil(const std::function<bool()>& condition, std::chrono::milliseconds limit = std::chrono::seconds(10)) {
-    const auto deadline = std::chrono::steady_clock::now() + limit;
+  bool waitUntil(const std::function<bool()>& condition, testing_loop::Patience patience = testing_loop::Patience()) {
     for (;;) {
       sync();
       if (condition()) return true;
-      const auto left =
-          std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
-      if (left.count() <= 0 || !alive()) return false;
+      if (patience.isOver() || !alive()) return false;
       pollfd ready{xcb_get_file_descriptor(connection_), POLLIN, 0};
-      ::poll(&ready, 1, static_cast<int>(std::min<long>(left.count(), 20)));
+      ::poll(&ready, 1, 20);
     }
   }
 

@@ -4,8 +4,8 @@
 #include <poll.h>
 
 #include <QString>
-#include <chrono>
 
+#include "tests/fakes/Patience.h"
 #include "tests/x11/support/ChildProcess.h"
 
 namespace vantora::testing_x11 {
@@ -84,8 +84,8 @@ class XvfbServer {
   // The server writes its number when it is ready.
   static std::string readLine(int descriptor) {
     std::string line;
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-    while (std::chrono::steady_clock::now() < deadline) {
+    testing_loop::Patience patience;
+    while (!patience.isOver()) {
       pollfd ready{descriptor, POLLIN, 0};
       if (::poll(&ready, 1, 1000) <= 0) continue;
       char letter = 0;

@@ -17,6 +17,7 @@
 #include "api/video/video_sink_interface.h"
 #include "main/base/Log.h"
 #include "rtc_base/logging.h"
+#include "tests/fakes/Patience.h"
 
 namespace vantora::testing_support {
 
@@ -26,21 +27,26 @@ inline const bool kLibraryIsQuiet = [] {
   return true;
 }();
 
+// Handles the main-thread events that are there.
+inline void pump() {
+  QCoreApplication::processEvents();
+  std::this_thread::sleep_for(std::chrono::microseconds(200));
+}
+
 // Handles main-thread events until `condition` holds; false when it never does.
-inline bool pumpUntil(const std::function<bool()>& condition,
-                      std::chrono::milliseconds deadline = std::chrono::seconds(10)) {
-  const auto end = std::chrono::steady_clock::now() + deadline;
+[[nodiscard]] inline bool pumpUntil(const std::function<bool()>& condition) {
+  testing_loop::Patience patience;
   while (!condition()) {
-    if (std::chrono::steady_clock::now() > end) return false;
-    QCoreApplication::processEvents();
-    std::this_thread::sleep_for(std::chrono::microseconds(200));
+    if (patience.isOver()) return false;
+    pump();
   }
   return true;
 }
 
 // Handles main-thread events for `span`, to see that something does not happen meanwhile.
 inline void pumpFor(std::chrono::milliseconds span) {
-  (void)pumpUntil([] { return false; }, span);
+  const auto end = std::chrono::steady_clock::now() + span;
+  while (std::chrono::steady_clock::now() <= end) pump();
 }
 
 // Log lines of any thread.
