@@ -132,9 +132,9 @@ TEST_F(RoomServerTest, aFloodEndsItsSenderAndABurstDoesNot) {
 // A host that offers whenever it is asked, as hosts do, with descriptions of the usual size.
 TEST_F(RoomServerTest, aViewerThatKeepsAskingForOffersDoesNotGetTheHostThrownOut) {
   RoomServerLimits limits;
-  limits.viewerRate = {.burst = 5000, .perSecond = 0.001};
+  limits.viewerRate = {.burst = 50'000, .perSecond = 0.001};
   limits.hostRate = {.burst = 100, .perSecond = 0.001};
-  limits.rooms.requests = {.burst = 20, .perSecond = 10};
+  limits.rooms.requests = {.burst = 20, .perSecond = 1};
   start(limits);
   Client host(port());
   Client viewer(port());
@@ -190,7 +190,7 @@ TEST_F(RoomServerTest, largeMessagesUseUpTheAllowanceFaster) {
 
 TEST_F(RoomServerTest, aConnectionThatNeverJoinsIsClosed) {
   RoomServerLimits limits;
-  limits.joinPatience = 50ms;
+  limits.joinPatience = 1s;
   start(limits);
   Client member(port());
   ASSERT_TRUE(member.joinedAsViewer());
@@ -227,7 +227,7 @@ TEST_F(RoomServerTest, aFullRoomTurnsAwayWithAReason) {
 
 TEST_F(RoomServerTest, aConnectionThatAnswersNoPingIsDropped) {
   RoomServerLimits limits;
-  limits.pingPeriod = 40ms;
+  limits.pingPeriod = 1s;
   start(limits);
   Client living(port());
   ASSERT_TRUE(living.joinedAsViewer());

@@ -10,13 +10,9 @@ class ChatWindowTest : public DesktopFixture {
  protected:
   void open() {
     startStage();
-    tell(u"reopen"_s);
+    // It alone: another window would want the keyboard, too, and whichever asks last gets it.
+    tell(u"open"_s);
     ASSERT_TRUE(sees(u"Vantora Chat"_s));
-    // The other window of a desktop without a tray is not wanted here.
-    ASSERT_TRUE(sees(u"Vantora Host"_s));
-    xdotool({u"windowactivate"_s, u"--sync"_s, windows(u"Vantora Host"_s)});
-    press(u"Escape"_s);
-    ASSERT_TRUE(vanishes(u"Vantora Host"_s));
     ASSERT_TRUE(comesToBe(u"focus"_s, u"Message"_s));
   }
   void conversation() {
@@ -100,8 +96,8 @@ TEST_F(ChatWindowTest, looksRightInLightAndDark) {
   EXPECT_TRUE(placeOf(screen(u"chat-light"_s), darkBase).isEmpty());
   tell(u"dark"_s);
   EXPECT_TRUE(shows(darkBase));
-  const QImage dark = screen(u"chat-dark"_s);
-  EXPECT_FALSE(placeOf(dark, QColor(0xf0, 0xf0, 0xf2)).isEmpty());
+  EXPECT_TRUE(shows(QColor(0xf0, 0xf0, 0xf2)));
+  screen(u"chat-dark"_s);
   tell(u"light"_s);
   EXPECT_TRUE(showsNo(darkBase));
 }

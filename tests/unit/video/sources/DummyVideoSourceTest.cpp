@@ -81,11 +81,13 @@ TEST_F(DummyVideoSourceTest, sendsFramesAtItsRateWithTimestampsOfTheLibrarysCloc
   const std::int64_t before = rtc::TimeMicros();
   source.start();
   ASSERT_TRUE(pumpUntil([&] { return sink.count() >= 51; }));
-  const auto frames = sink.frames();
-  const auto span = frames[50].arrived - frames[0].arrived;
-  // Never faster; a busy machine may make it a little slower.
-  EXPECT_GE(std::chrono::duration<double>(span).count(), 0.9);
-  EXPECT_LE(std::chrono::duration<double>(span).count(), 1.5);
+  // Never faster; on a busy machine slower for a while.
+  auto frames = sink.frames();
+  EXPECT_GE(std::chrono::duration<double>(frames[50].arrived - frames[0].arrived).count(), 0.9);
+  EXPECT_TRUE(pumpUntil([&] {
+    frames = sink.frames();
+    return frames.back().arrived - frames[frames.size() - 51].arrived < 1500ms;
+  }));
   for (std::size_t i = 1; i < frames.size(); ++i) {
     EXPECT_EQ(frames[i].width, 1280);
     EXPECT_EQ(frames[i].height, 720);
@@ -106,9 +108,10 @@ TEST_F(DummyVideoSourceTest, hasOneGeneratorAfterTwoStarts) {
   source.start();
   source.start();
   ASSERT_TRUE(pumpUntil([&] { return source.framesSent() > 2; }));
-  EXPECT_EQ(generatorThreads(), 1);
+  // One that has ended and was waited for can be in the list for a moment.
+  EXPECT_TRUE(pumpUntil([] { return generatorThreads() == 1; }));
   source.stop();
-  EXPECT_EQ(generatorThreads(), 0);
+  EXPECT_TRUE(pumpUntil([] { return generatorThreads() == 0; }));
 }
 
 TEST_F(DummyVideoSourceTest, sendsNothingAfterTheStopAndAgainAfterAnotherStart) {
@@ -137,12 +140,12 @@ TEST_F(DummyVideoSourceTest, reportsItsRateOnceASecondWhenAskedTo) {
   DummyVideoSource source(15, 1280, 720, Environment::of({{"DUMMY_DEBUG", "1"}}));
   const auto begin = std::chrono::steady_clock::now();
   source.start();
-  ASSERT_TRUE(pumpUntil([&] { return log.lines().size() >= 2; }));
-  const auto passed = std::chrono::steady_clock::now() - begin;
+  // A second in which the machine stood still has fewer frames.
+  ASSERT_TRUE(pumpUntil([&] { return log.count(u"sent fps: 15 (1280x720)") >= 2; }));
   source.stop();
-  EXPECT_GE(passed, 2s);
-  EXPECT_LT(passed, 2500ms);
-  EXPECT_EQ(log.lines(), (QStringList{u"sent fps: 15 (1280x720)"_s, u"sent fps: 15 (1280x720)"_s}));
+  const auto passed = std::chrono::steady_clock::now() - begin;
+  EXPECT_GE(passed, log.lines().size() * 1s);
+  EXPECT_EQ(log.count(u"sent fps: "), log.lines().size());
 }
 
 TEST_F(DummyVideoSourceTest, reportsNothingUnlessAskedTo) {
@@ -161,7 +164,7 @@ TEST_F(DummyVideoSourceTest, isOutlivedByTheLibrarysSource) {
   source->start();
   ASSERT_TRUE(pumpUntil([&] { return sink.count() > 0; }));
   source.reset();
-  EXPECT_EQ(generatorThreads(), 0);
+  EXPECT_TRUE(pumpUntil([] { return generatorThreads() == 0; }));
   sink.want({});
 }
 
