@@ -4,8 +4,10 @@
 #include <xcb/xcbext.h>
 #include <xcb/xtest.h>
 
+#include <algorithm>
 #include <condition_variable>
 #include <thread>
+#include <utility>
 
 #include "platform/x11/ConnectLock.h"
 
@@ -13,6 +15,10 @@ namespace vantora {
 namespace {
 
 using Clock = std::chrono::steady_clock;
+
+// A wait for the server is made of waits of this length. When the whole machine stands still, one of them is over
+// afterwards and the server has the others to answer in.
+constexpr std::chrono::milliseconds kSlice{100};
 
 // Whether `events` came within `patience`.
 bool pollFor(xcb_connection_t* connection, short events, std::chrono::milliseconds patience) {
@@ -87,9 +93,10 @@ bool X11Connection::takeAttempt() {
   if (first) attempt_ = Attempt::begin(displayName_);
   {
     std::unique_lock lock(attempt_->mutex);
-    if (!attempt_->ended.wait_for(lock, first ? kPatience : kPatience * 0, [this] { return attempt_->done; })) {
-      return false;
+    for (auto left = first ? kPatience : kPatience * 0; !attempt_->done && left.count() > 0; left -= kSlice) {
+      attempt_->ended.wait_for(lock, kSlice, [this] { return attempt_->done; });
     }
+    if (!attempt_->done) return false;
     connection_ = attempt_->connection;
     screenNumber_ = attempt_->screenNumber;
   }
@@ -133,18 +140,19 @@ void* X11Connection::await(unsigned int sequence) {
     xcb_discard_reply(connection_, sequence);
     return nullptr;
   }
-  const auto deadline = Clock::now() + kPatience;
   xcb_flush(connection_);
-  for (;;) {
+  Clock::duration left = kPatience;
+  for (auto last = Clock::now();;) {
     void* answer = nullptr;
     xcb_generic_error_t* error = nullptr;
     if (xcb_poll_for_reply(connection_, sequence, &answer, &error) != 0) {
       std::free(error);
       return answer;
     }
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
+    const auto now = Clock::now();
+    left -= std::min<Clock::duration>(now - std::exchange(last, now), kSlice);
     if (left.count() <= 0) break;
-    pollFor(connection_, POLLIN, left);
+    pollFor(connection_, POLLIN, std::min(std::chrono::ceil<std::chrono::milliseconds>(left), kSlice));
   }
   xcb_discard_reply(connection_, sequence);
   fallSilent();
