@@ -152,14 +152,15 @@ TEST_F(AccessibilityTest, aProgramThatHangsHoldsUpNothing) {
   ChildProcess program = startQt();
   ASSERT_TRUE(shows(150, 135, u"text"_s));
   program.send(SIGSTOP);
-  // Asking takes no time; the answer is that there is none, soon, and the second time at once.
-  for (const auto limit : {3000ms, 1000ms}) {
+  // Asking takes no time; the answer is that there is none, soon.
+  for (int again = 0; again < 2; ++again) {
     const auto start = std::chrono::steady_clock::now();
     std::optional<PointedElements> found;
     ASSERT_TRUE(accessibility_->askPointedElements(6, [&](const PointedElements& pointed) { found = pointed; }));
-    EXPECT_LT(std::chrono::steady_clock::now() - start, 100ms);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, 200ms);
+    EXPECT_FALSE(found);
     ASSERT_TRUE(testing_loop::waitFor([&] { return found.has_value(); }));
-    EXPECT_LT(std::chrono::steady_clock::now() - start, limit);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, 3s);
     EXPECT_TRUE(found->elements.empty());
   }
   program.send(SIGCONT);

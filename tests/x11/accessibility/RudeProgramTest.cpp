@@ -90,18 +90,26 @@ TEST_F(RudeProgramTest, elementsWithoutABottomEndTheDescent) {
   program_->answer(u"GetAccessibleAtPoint"_s, [&](const QDBusMessage&) {
     return QVariant::fromValue(program_->object(QString::number(++level)));
   });
-  ASSERT_TRUE(look());
+  // On a busy machine the time for a look may be over before it comes that far.
+  ASSERT_TRUE(testing_loop::waitFor([&] {
+    level = 0;
+    return look() && level > 0;
+  }));
   EXPECT_LE(level, 32);
-  EXPECT_GT(level, 0);
 }
 
 TEST_F(RudeProgramTest, manyWindowsAreNotAllLookedAt) {
   QList<Named> windows;
   for (int number = 0; number < 5000; ++number) windows.append(program_->object(u"w%1"_s.arg(number)));
   answerChildren(windows);
-  ASSERT_TRUE(look());
-  EXPECT_GT(program_->calls(u"GetExtents"_s), 0);
-  EXPECT_LE(program_->calls(u"GetExtents"_s), 40);
+  int asked = 0;
+  ASSERT_TRUE(testing_loop::waitFor([&] {
+    const int before = program_->calls(u"GetExtents"_s);
+    const auto found = look();
+    asked = program_->calls(u"GetExtents"_s) - before;
+    return found && asked > 0;
+  }));
+  EXPECT_LE(asked, 40);
 }
 
 TEST_F(RudeProgramTest, namesThatAreNoNamesAreDropped) {
@@ -162,8 +170,11 @@ TEST_F(RudeProgramTest, aDividerOfNoDirectionIsNone) {
 
 TEST_F(RudeProgramTest, oneThatNeverAnswersIsLeftAloneForAWhile) {
   program_->answer(u"GetAccessibleAtPoint"_s, [](const QDBusMessage&) { return QVariant(); });
-  const auto first = look();
-  ASSERT_TRUE(first);
+  std::optional<PointedElements> first;
+  ASSERT_TRUE(testing_loop::waitFor([&] {
+    first = look();
+    return first && program_->calls(u"GetAccessibleAtPoint"_s) > 0;
+  }));
   EXPECT_TRUE(first->elements.empty());
   const int asked = program_->calls(u"GetAccessibleAtPoint"_s);
   const auto second = look();

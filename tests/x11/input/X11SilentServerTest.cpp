@@ -1,4 +1,5 @@
 // A server that has another program's ear, or that says nothing at all.
+#include <algorithm>
 #include <chrono>
 #include <tuple>
 
@@ -32,6 +33,11 @@ class X11SilentServerTest : public X11InputFixture {
     action();
     return std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start);
   }
+  // The shortest of some times: a busy machine spoils one, a wait for the server all of them.
+  template <typename Action>
+  std::chrono::milliseconds least(Action action) {
+    return std::min({timed(action), timed(action), timed(action)});
+  }
   // Everything that a viewer can send, many times over: more than the socket takes in.
   void sendEverything() {
     for (int again = 0; again < 2000; ++again) {
@@ -63,7 +69,7 @@ TEST_F(X11SilentServerTest, pressesMovesAndTypesWhileAProgramHasTakenTheServer) 
   EXPECT_TRUE(window_->waitUntil([this] { return window_->pointer().mask == 0; }));
   EXPECT_TRUE(synthesis_->usable());
   EXPECT_TRUE(key("KeyA", true));
-  EXPECT_TRUE(window_->keysDown().contains(kKeyA));
+  EXPECT_TRUE(window_->waitUntil([this] { return window_->keysDown().contains(kKeyA); }));
   EXPECT_TRUE(key("KeyA", false));
   synthesis_->postScroll({120, 0});
   EXPECT_TRUE(window_->waitUntil([this] { return window_->buttons().size() >= 3; }));
@@ -82,7 +88,7 @@ TEST_F(X11SilentServerTest, listsNewDisplaysWhileAProgramHasTakenTheServer) {
 TEST_F(X11SilentServerTest, waitsOnceForAServerThatSaysNothing) {
   server_.stop();
   EXPECT_LT(timed([this] { EXPECT_FALSE(key("KeyA", true)); }), kOnce);
-  EXPECT_LT(timed([this] { EXPECT_FALSE(synthesis_->usable()); }), X11Connection::kPatience / 2);
+  EXPECT_LT(least([this] { EXPECT_FALSE(synthesis_->usable()); }), X11Connection::kPatience / 2);
   EXPECT_LT(timed([this] { sendEverything(); }), kOnce);
   EXPECT_LT(timed([this] { synthesis_->releaseAll(); }), kOnce);
   server_.goOn();
@@ -130,7 +136,7 @@ TEST_F(X11SilentServerTest, leavesTheReleasesForAServerThatGoesOnLater) {
   settle();
   server_.stop();
   EXPECT_LT(timed([this] { synthesis_->releaseAll(); }), kOnce);
-  EXPECT_LT(timed([this] { synthesis_->releaseAll(); }), X11Connection::kPatience / 2);
+  EXPECT_LT(least([this] { synthesis_->releaseAll(); }), X11Connection::kPatience / 2);
   server_.goOn();
   EXPECT_TRUE(window_->waitUntil([this] { return window_->keysDown().empty() && window_->pointer().mask == 0; }));
   EXPECT_TRUE(window_->repeats(kKeyA));
@@ -149,7 +155,7 @@ TEST_F(X11SilentServerTest, keepsTheDisplaysItKnowsWhileTheServerSaysNothing) {
   ASSERT_TRUE(server_.splitIntoTwoMonitors(512, 512, 768));
   server_.stop();
   EXPECT_LT(timed([&] { EXPECT_EQ(displays->list().size(), 1U); }), kOnce);
-  EXPECT_LT(timed([&] { EXPECT_EQ(displays->list().size(), 1U); }), X11Connection::kPatience / 2);
+  EXPECT_LT(least([&] { EXPECT_EQ(displays->list().size(), 1U); }), X11Connection::kPatience / 2);
   server_.goOn();
   EXPECT_TRUE(window_->waitUntil([&] { return displays->list().size() == 2; }));
 }
@@ -159,7 +165,7 @@ TEST_F(X11SilentServerTest, opensAServerThatSaysNothingWhenItGoesOn) {
   auto fresh = makeX11InputSynthesis(server_.display());
   const auto displays = makeX11Displays(server_.display());
   EXPECT_LT(timed([&] { EXPECT_FALSE(fresh->usable()); }), kOnce);
-  EXPECT_LT(timed([&] { EXPECT_FALSE(fresh->usable()); }), X11Connection::kPatience / 2);
+  EXPECT_LT(least([&] { EXPECT_FALSE(fresh->usable()); }), X11Connection::kPatience / 2);
   EXPECT_LT(timed([&] { EXPECT_TRUE(displays->list().empty()); }), kOnce);
   // Given up while it is still being opened.
   EXPECT_LT(timed([&] { std::ignore = makeX11InputSynthesis(server_.display())->usable(); }), kOnce);
