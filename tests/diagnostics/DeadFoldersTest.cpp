@@ -192,7 +192,7 @@ TEST_F(DeadFoldersTest, processesThatCannotBeReadDoNotHoldTheOthersBack) {
                                             return QJsonObject{{u"b"_s, 1}};
                                           }}};
   Options options = machine.options();
-  options.deadline = milliseconds(4000);
+  options.deadline = seconds(10);
   options.runner = [server = server_](const QString&, double) {
     server->enter();
     return QString();
@@ -229,7 +229,7 @@ TEST_F(DeadFoldersTest, reportsThatNeverEndDoNotPileUpThreads) {
                                             return QJsonObject{{u"a"_s, probe.sh(u"x"_s)}};
                                           }});
   Options options = machine.options();
-  options.deadline = milliseconds(300);
+  options.deadline = milliseconds(1000);
   options.workers = 8;
   options.runner = [server = server_](const QString&, double) {
     server->enter();

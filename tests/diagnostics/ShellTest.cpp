@@ -14,6 +14,8 @@ using namespace Qt::Literals::StringLiterals;
 
 // Commands that have nothing to wait for get this long, for a machine that is busy with other things.
 constexpr double kAmple = 30;
+// Where the limit is reached, what comes before it still has this long.
+constexpr double kShort = 3;
 
 void writeFile(const QString& path, const QByteArray& content) {
   QFile file(path);
@@ -71,21 +73,21 @@ TEST(ShellTest, theExitStatusDoesNotMatter) { EXPECT_EQ(run(u"echo text; exit 3"
 TEST(ShellTest, endsAtTheTimeLimitAndKeepsWhatWasPrinted) {
   const Home home({});
   const Stopwatch watch;
-  EXPECT_EQ(sh(u"echo before; exec sleep 300"_s, 1.0, home.limits), u"before"_s);
-  EXPECT_GE(watch.seconds(), 0.9);
-  EXPECT_LT(watch.seconds(), 10);
+  EXPECT_EQ(sh(u"echo before; exec sleep 300"_s, kShort, home.limits), u"before"_s);
+  EXPECT_GE(watch.seconds(), kShort - 0.1);
+  EXPECT_LT(watch.seconds(), 20);
 }
 
 TEST(ShellTest, theUsualTimeLimitIsTwoAndAHalfSeconds) {
   const Stopwatch watch;
   EXPECT_EQ(sh(u"exec sleep 300"_s), QString());
   EXPECT_GE(watch.seconds(), 2.4);
-  EXPECT_LT(watch.seconds(), 10);
+  EXPECT_LT(watch.seconds(), 20);
 }
 
 TEST(ShellTest, grandchildrenEndWithTheCommand) {
   const Home home({});
-  const qint64 pid = sh(u"(sleep 300 & echo $!; wait) | cat"_s, 1.0, home.limits).toLongLong();
+  const qint64 pid = sh(u"(sleep 300 & echo $!; wait) | cat"_s, kShort, home.limits).toLongLong();
   ASSERT_GT(pid, 0);
   EXPECT_TRUE(becomesTrue([&] { return !isAlive(pid); }));
 }
@@ -93,8 +95,8 @@ TEST(ShellTest, grandchildrenEndWithTheCommand) {
 TEST(ShellTest, aBackgroundProcessThatHoldsTheOutputIsEndedAtTheTimeLimit) {
   const Home home({});
   const Stopwatch watch;
-  const qint64 pid = sh(u"sleep 300 & echo $!"_s, 1.0, home.limits).toLongLong();
-  EXPECT_LT(watch.seconds(), 10);
+  const qint64 pid = sh(u"sleep 300 & echo $!"_s, kShort, home.limits).toLongLong();
+  EXPECT_LT(watch.seconds(), 20);
   ASSERT_GT(pid, 0);
   EXPECT_TRUE(becomesTrue([&] { return !isAlive(pid); }));
 }
@@ -102,8 +104,8 @@ TEST(ShellTest, aBackgroundProcessThatHoldsTheOutputIsEndedAtTheTimeLimit) {
 TEST(ShellTest, aProcessThatLeftTheGroupIsNotWaitedFor) {
   const Home home({});
   const Stopwatch watch;
-  const qint64 pid = sh(u"setsid sleep 300 & echo $!"_s, 1.0, home.limits).toLongLong();
-  EXPECT_LT(watch.seconds(), 10);
+  const qint64 pid = sh(u"setsid sleep 300 & echo $!"_s, kShort, home.limits).toLongLong();
+  EXPECT_LT(watch.seconds(), 20);
   ASSERT_GT(pid, 0);
   if (isAlive(pid)) kill(static_cast<pid_t>(pid), SIGKILL);
 }
@@ -111,8 +113,8 @@ TEST(ShellTest, aProcessThatLeftTheGroupIsNotWaitedFor) {
 TEST(ShellTest, aCommandThatRefusesToEndIsKilled) {
   const Home home({});
   const Stopwatch watch;
-  const qint64 pid = sh(u"trap '' TERM; echo $$; while :; do sleep 0.01; done"_s, 1.0, home.limits).toLongLong();
-  EXPECT_LT(watch.seconds(), 10);
+  const qint64 pid = sh(u"trap '' TERM; echo $$; while :; do sleep 0.01; done"_s, kShort, home.limits).toLongLong();
+  EXPECT_LT(watch.seconds(), 20);
   ASSERT_GT(pid, 0);
   EXPECT_TRUE(becomesTrue([&] { return !isAlive(pid); }));
 }
@@ -120,16 +122,16 @@ TEST(ShellTest, aCommandThatRefusesToEndIsKilled) {
 TEST(ShellTest, aCommandThatClosesItsOutputIsStillBoundByTheTimeLimit) {
   const Home home({});
   const Stopwatch watch;
-  EXPECT_EQ(sh(u"echo said; exec >&-; sleep 300"_s, 1.0, home.limits), u"said"_s);
-  EXPECT_GE(watch.seconds(), 0.9);
-  EXPECT_LT(watch.seconds(), 10);
+  EXPECT_EQ(sh(u"echo said; exec >&-; sleep 300"_s, kShort, home.limits), u"said"_s);
+  EXPECT_GE(watch.seconds(), kShort - 0.1);
+  EXPECT_LT(watch.seconds(), 20);
 }
 
 TEST(ShellTest, aProfileThatHangsCostsTheTimeLimitOnly) {
   const Home home("sleep 300\n");
   const Stopwatch watch;
   EXPECT_EQ(sh(u"echo never"_s, 0.5, home.limits), QString());
-  EXPECT_LT(watch.seconds(), 10);
+  EXPECT_LT(watch.seconds(), 20);
 }
 
 TEST(ShellTest, keepsTheFirstMebibyteOfALongOutputAndLetsTheCommandEnd) {
@@ -146,8 +148,8 @@ TEST(ShellTest, keepsTheFirstMebibyteOfALongOutputAndLetsTheCommandEnd) {
 TEST(ShellTest, anEndlessOutputEndsAtTheTimeLimit) {
   const Home home({});
   const Stopwatch watch;
-  EXPECT_EQ(sh(u"yes x"_s, 1.0, home.limits).size(), (1 << 20) - 1) << "two bytes a line, the last one trimmed";
-  EXPECT_LT(watch.seconds(), 10);
+  EXPECT_EQ(sh(u"yes x"_s, kShort, home.limits).size(), (1 << 20) - 1) << "two bytes a line, the last one trimmed";
+  EXPECT_LT(watch.seconds(), 20);
 }
 
 TEST(ShellTest, aCutInsideACharacterDropsThatCharacter) {
@@ -164,7 +166,7 @@ TEST(ShellTest, aCutInsideACharacterDropsThatCharacter) {
 
 TEST(ShellTest, aTimeOutInsideACharacterKeepsTheTextBeforeIt) {
   const Home home({});
-  EXPECT_EQ(sh(u"printf 'text \\303'; exec sleep 300"_s, 1.0, home.limits), u"text"_s);
+  EXPECT_EQ(sh(u"printf 'text \\303'; exec sleep 300"_s, kShort, home.limits), u"text"_s);
 }
 
 TEST(ShellTest, withoutTimeNothingIsStarted) {
@@ -186,7 +188,7 @@ TEST(ShellTest, endsAtTheDeadlineOfTheWhole) {
   home.limits.deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(700);
   const Stopwatch watch;
   EXPECT_EQ(sh(u"exec sleep 300"_s, 300, home.limits), QString());
-  EXPECT_LT(watch.seconds(), 10);
+  EXPECT_LT(watch.seconds(), 20);
 }
 
 TEST(ShellTest, stoppingKillsTheCommand) {

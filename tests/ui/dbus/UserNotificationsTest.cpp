@@ -88,9 +88,8 @@ TEST_F(UserNotificationsTest, showsThemAtOnceAsABareProgram) {
   serve();
   start();
   deliver(u"x"_s);
-  // On its way without a timer: a few rounds on the bus are enough.
-  settle();
-  settle();
+  // On its way without a timer: some rounds on the bus are enough.
+  for (int i = 0; i < 10 && server_->shown().isEmpty(); ++i) settle();
   ASSERT_EQ(server_->shown().size(), 1);
   EXPECT_EQ(server_->shown().first().title, u"Chat from VIEWER"_s);
   EXPECT_FALSE(server_->shown().first().hints.contains(u"x-vantora-identifier"_s));
@@ -225,7 +224,7 @@ TEST_F(UserNotificationsTest, boundsWhatWaitsAndSaysWhatItDrops) {
 TEST_F(UserNotificationsTest, isNotHeldUpByAServerThatNeverAnswers) {
   serve();
   UserNotifications notifications(
-      bus_.connect(), InfoDictionary({{u"BundleIdentifier"_s, u"com.vantora.host"_s}}), [] {}, 1500);
+      bus_.connect(), InfoDictionary({{u"BundleIdentifier"_s, u"com.vantora.host"_s}}), [] {}, 4000);
   notifications.deliverHostNotification(u"t"_s, u"first"_s);
   ASSERT_TRUE(shown(1));
   settle();
@@ -233,12 +232,12 @@ TEST_F(UserNotificationsTest, isNotHeldUpByAServerThatNeverAnswers) {
   QElapsedTimer clock;
   clock.start();
   for (int i = 0; i < 1000; ++i) notifications.deliverHostNotification(u"t"_s, u"x"_s);
-  EXPECT_LT(clock.elapsed(), 1000);
+  EXPECT_LT(clock.elapsed(), 3500);
   EXPECT_TRUE(waitFor([this] { return log_.lines().size() == 1000; }));
-  EXPECT_GE(clock.elapsed(), 1350);  // Qt's timers may fire a twentieth too early.
+  EXPECT_GE(clock.elapsed(), 3600);  // Qt's timers may fire a twentieth too early.
   for (const QString& line : log_.lines()) EXPECT_TRUE(line.startsWith(u"[notify] add error: "_s));
   EXPECT_EQ(log_.lines().filter(u"the notification server does not answer"_s).size(), 800);
-  EXPECT_EQ(server_->shown().size(), 1 + UserNotifications::kMostUnanswered);
+  EXPECT_TRUE(waitFor([this] { return server_->shown().size() == 1 + UserNotifications::kMostUnanswered; }));
   // The next one is tried again.
   notifications.deliverHostNotification(u"t"_s, u"later"_s);
   EXPECT_TRUE(shown(2 + UserNotifications::kMostUnanswered));
