@@ -17,7 +17,6 @@ QLatin1StringView labelOf(ControlChannel channel);
 struct ReplyAddress {
   ControlChannel origin = ControlChannel::reliable;
   quint64 connection = 0;
-  bool operator==(const ReplyAddress&) const = default;
 };
 
 // Where control messages to the viewer go. Main thread.

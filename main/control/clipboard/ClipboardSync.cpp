@@ -75,8 +75,7 @@ void ClipboardSync::checkClipboardChanges() {
 
 void ClipboardSync::sendClipboardContent(const ReplyAddress& on) {
   affinity_.check("ClipboardSync::sendClipboardContent");
-  waiting_.removeIf([&](const ReplyAddress& asker) { return asker.connection != on.connection; });
-  if (!waiting_.contains(on)) waiting_.append(on);
+  if (waiting_.size() < kMaxWaitingRequests) waiting_.append(on);
   proceed();
 }
 

@@ -15,10 +15,12 @@ namespace vantora {
 
 // Sets and reads the clipboard for the viewer, and watches it when asked to. One operation is under way at a time,
 // since an owner of the clipboard may be slow: what the viewer sets meanwhile waits, the newest text alone, and who
-// asks meanwhile is answered by one reading, with one message on each channel: a text may be long, and the main thread
-// has more to do than to write it again and again. Thread: main. Owner: Host, across connections.
+// asks meanwhile is answered by one reading. Thread: main. Owner: Host, across connections.
 class ClipboardSync {
  public:
+  // Requests that may wait for a reading; those beyond are dropped.
+  static constexpr qsizetype kMaxWaitingRequests = 64;
+
   // All of these must outlive this object.
   ClipboardSync(Clipboard& clipboard, ControlOutlet& outlet, Scheduler& scheduler);
   ~ClipboardSync();
@@ -65,7 +67,7 @@ class ClipboardSync {
   bool busy_ = false;
   // What comes next: the newest text to set, then one reading for everybody who waits.
   std::optional<QString> nextText_;
-  QList<ReplyAddress> waiting_;  // Each once, all of one connection.
+  QList<ReplyAddress> waiting_;
   bool lookWaits_ = false;
   // The reading under way: whom it is for, and the change count it began with when it is also a look of the watcher.
   QList<ReplyAddress> askers_;
