@@ -285,7 +285,8 @@ test('aFloodOfCandidatesWithNamesStartsFewThreads', async (t) => {
       most = Math.max(most, (await usageOf(session.host.child.pid)).threads);
     }
     t.diagnostic(`${before.threads} threads before, ${most} at most`);
-    assert.ok(most <= before.threads + 8, `${before.threads} to ${most} threads`);
+    // Eight lookups at once are what the host allows itself; threads of the picture come and go beside them.
+    assert.ok(most <= before.threads + 12, `${before.threads} to ${most} threads`);
   });
 });
 
