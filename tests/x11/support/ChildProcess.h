@@ -2,10 +2,12 @@
 #pragma once
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <csignal>
 #include <string>
 #include <utility>
@@ -67,5 +69,21 @@ class ChildProcess {
  private:
   pid_t pid_ = -1;
 };
+
+// The next line that comes from `descriptor`, such as what a server writes when it is ready, without its end; empty
+// when there is none within twenty seconds.
+inline std::string readLine(int descriptor) {
+  std::string line;
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+  while (std::chrono::steady_clock::now() < deadline) {
+    pollfd ready{descriptor, POLLIN, 0};
+    if (::poll(&ready, 1, 1000) <= 0) continue;
+    char letter = 0;
+    if (::read(descriptor, &letter, 1) != 1) return {};
+    if (letter == '\n') return line;
+    line += letter;
+  }
+  return {};
+}
 
 }  // namespace vantora::testing_x11
