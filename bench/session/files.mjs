@@ -1,20 +1,14 @@
 // A large file from a real browser to the real host while the screen is shown. node files.mjs OUT [MEGABYTES]; runs
 // inside scripts/lab. The browser shares the machine with the host, so its own work is in every figure.
-import { writeFile } from 'node:fs/promises';
 import { join } from 'node:path';
 import { firstDifference, sendFile } from '../../tests/e2e/lib/files.mjs';
-import { Session } from '../../tests/e2e/lib/session.mjs';
 import { BareControl } from '../../tests/e2e/lib/viewer.mjs';
 import { until } from '../../tests/e2e/lib/wait.mjs';
+import { figure, share, writeFigures } from './lib/figures.mjs';
+import { session } from './lib/session.mjs';
 
 const [out, megabytes = '1024'] = process.argv.slice(2);
 const size = Number(megabytes) << 20;
-const figures = [];
-function figure(name, value, unit, aim, better = 'lower') {
-  figures.push({ name, value, unit, aim, better });
-  console.log(`${name}: ${value.toFixed(2)} ${unit}`);
-}
-const share = (values, of) => [...values].sort((a, b) => a - b)[Math.min(values.length - 1, Math.floor(values.length * of))];
 
 /// Milliseconds between the frames shown during `ms`.
 function frameGaps(page, ms) {
@@ -34,20 +28,18 @@ function frameGaps(page, ms) {
   }), ms);
 }
 
-const session = new Session('bench', { screen: '1280x720' });
-try {
-  await session.start();
-  const page = await session.bare();
+await session({ screen: '1280x720' }, async (each) => {
+  const page = await each.bare();
   await new BareControl(page).open({ deadline: 30000 });
-  session.keep(session.screen.start('xterm', ['-geometry', '100x30+0+0', '-e', 'sh', '-c', 'while :; do date; sleep 0.03; done']));
+  each.keep(each.screen.start('xterm', ['-geometry', '100x30+0+0', '-e', 'sh', '-c', 'while :; do date; sleep 0.03; done']));
   await until(() => page.evaluate(() => bare.frames > 60), { deadline: 30000, what: 'frames' });
 
   const quiet = await frameGaps(page, 10000);
-  const before = await session.host.child.cpuSeconds();
+  const before = await each.host.child.cpuSeconds();
   const { saved, seconds, gaps } = await sendFile(page, { name: 'large.bin', size });
-  const used = (await session.host.child.cpuSeconds()) - before;
+  const used = (await each.host.child.cpuSeconds()) - before;
   if (saved.size !== size) throw new Error(`only ${saved.size} of ${size} bytes arrived`);
-  const difference = await firstDifference(join(session.host.home, 'Downloads/large.bin'), size);
+  const difference = await firstDifference(join(each.host.home, 'Downloads/large.bin'), size);
   if (difference) throw new Error(`the file differs: ${JSON.stringify(difference)}`);
 
   figure(`file of ${megabytes} MiB from the browser, with the screen shown`, (size * 8) / seconds / 1e6, 'Mbit/s', 250, 'higher');
@@ -55,7 +47,5 @@ try {
   figure('frame gap before, 95th of 100', share(quiet, 0.95), 'ms');
   figure('frame gap meanwhile, 95th of 100, beyond that before', share(gaps, 0.95) - share(quiet, 0.95), 'ms', 20);
   figure('processor share meanwhile', (used / seconds) * 100, '% of a core');
-} finally {
-  await session.end();
-}
-await writeFile(out, JSON.stringify({ figures }, null, 2));
+});
+await writeFigures(out);

@@ -5,20 +5,12 @@ import { tmpdir } from 'node:os';
 import { dirname, join } from 'node:path';
 import { fileURLToPath } from 'node:url';
 import { run } from '../../tests/e2e/lib/child.mjs';
-import { Session } from '../../tests/e2e/lib/session.mjs';
 import { BareControl } from '../../tests/e2e/lib/viewer.mjs';
 import { until } from '../../tests/e2e/lib/wait.mjs';
 import { figure, share, writeFigures } from './lib/figures.mjs';
+import { session as sessionOf } from './lib/session.mjs';
 
-async function session(want, body) {
-  const each = new Session('bench', { far: true, ...want });
-  try {
-    await each.start();
-    await body(each);
-  } finally {
-    await each.end();
-  }
-}
+const session = (want, body) => sessionOf({ far: true, ...want }, body);
 
 async function firstSecond(codec, rate) {
   await session({ screen: '1280x720', host: { env: { PREFERRED_CODEC: codec } } }, async (each) => {

@@ -1,22 +1,12 @@
 // How text looks and moves with each codec: node picture.mjs OUT; runs inside scripts/lab. The browser decodes on the same
 // machine, so frames a second are those that both can do together.
 import { run } from '../../tests/e2e/lib/child.mjs';
-import { Session } from '../../tests/e2e/lib/session.mjs';
 import { BareControl, received, receivedRates } from '../../tests/e2e/lib/viewer.mjs';
 import { until } from '../../tests/e2e/lib/wait.mjs';
 import { figure, writeFigures } from './lib/figures.mjs';
+import { session } from './lib/session.mjs';
 
 const codecs = ['h264', 'vp8', 'vp9', 'av1'];
-
-async function session(want, body) {
-  const each = new Session('bench', want);
-  try {
-    await each.start();
-    await body(each);
-  } finally {
-    await each.end();
-  }
-}
 
 async function pass(ms) {
   const end = performance.now() + ms;

@@ -1,30 +1,13 @@
 // Figures of whole sessions: the real host, a real X server and a real browser on one machine, so the browser's own
 // share of it is in every figure. node session.mjs OUT; runs inside scripts/lab.
-import { readFile, writeFile } from 'node:fs/promises';
-import { Session } from '../../tests/e2e/lib/session.mjs';
+import { readFile } from 'node:fs/promises';
 import { BareControl, shows } from '../../tests/e2e/lib/viewer.mjs';
 import { until } from '../../tests/e2e/lib/wait.mjs';
-
-const figures = [];
-function figure(name, value, unit, aim, better = 'lower') {
-  figures.push({ name, value, unit, aim, better });
-  console.log(`${name}: ${value.toFixed(2)} ${unit}`);
-}
-const middle = (values, share = 0.5) => [...values].sort((a, b) => a - b)[Math.min(values.length - 1, Math.floor(values.length * share))];
+import { figure, share, writeFigures } from './lib/figures.mjs';
+import { session } from './lib/session.mjs';
 
 async function residentMegabytes(pid) {
   return Number((await readFile(`/proc/${pid}/status`, 'utf8')).match(/VmRSS:\s+(\d+)/)[1]) / 1024;
-}
-
-/// Runs `body` with a session of its own.
-async function session(want, body) {
-  const each = new Session('bench', want);
-  try {
-    await each.start();
-    await body(each);
-  } finally {
-    await each.end();
-  }
 }
 
 /// A terminal whose whole picture turns over with every key it gets.
@@ -86,8 +69,8 @@ await session({ screen: '1920x1080', hostNow: false }, async (each) => {
     if (round < 4) await each.host.end();
   }
   await listener.context().close();
-  figure('start of the host until its offer is in the room', middle(offers), 'ms', 150);
-  figure('start of the host until its PIN is shown', middle(starts), 'ms', 150);
+  figure('start of the host until its offer is in the room', share(offers), 'ms', 150);
+  figure('start of the host until its PIN is shown', share(starts), 'ms', 150);
   const { pid } = each.host.child;
   await each.host.line('[share] started screen capture');
   await until(async () => (await each.host.cpuPercent(500)) < 2, { deadline: 10000, every: 0, what: 'rest' });
@@ -108,7 +91,7 @@ await session({ screen: '1920x1080', hostNow: false }, async (each) => {
     await new BareControl(page).open();
     reloads.push(await page.evaluate(() => bare.firstFrameAt));
   }
-  figure('picture back after a reload', middle(reloads), 'ms', 1000);
+  figure('picture back after a reload', share(reloads), 'ms', 1000);
 
   await new BareControl(page).takeControl(await each.host.pin());
   await until(async () => (await each.host.cpuPercent(500)) < 5, { deadline: 15000, every: 0, what: 'a still screen' });
@@ -122,8 +105,8 @@ await session({ screen: '1920x1080', hostNow: false }, async (each) => {
     await new Promise((resolve) => setTimeout(resolve, 130 + 37 * (round % 7)));
   }
   times.shift();
-  figure('key to pixel in the browser, median, 1080p', middle(times), 'ms', 35);
-  figure('key to pixel in the browser, 95th of 100, 1080p', middle(times, 0.95), 'ms', 50);
+  figure('key to pixel in the browser, median, 1080p', share(times), 'ms', 35);
+  figure('key to pixel in the browser, 95th of 100, 1080p', share(times, 0.95), 'ms', 50);
   figure('resident memory with a viewer', await residentMegabytes(pid), 'MiB');
 });
 
@@ -133,10 +116,10 @@ await session({ screen: '1920x1080', host: { env: { FPS: '60' } } }, async (each
   each.keep(each.screen.start('xterm', ['-geometry', '180x60+0+0', '-e', 'sh', '-c', 'while :; do date; done']));
   await until(() => page.evaluate(() => bare.frames > 60), { deadline: 20000, what: 'frames' });
   const before = await page.evaluate(() => ({ frames: bare.frames, at: performance.now() }));
-  const share = await each.host.cpuPercent(6000);
+  const busy = await each.host.cpuPercent(6000);
   const after = await page.evaluate(() => ({ frames: bare.frames, at: performance.now() }));
   figure('frames a second shown, scrolling text, 1080p', ((after.frames - before.frames) / (after.at - before.at)) * 1000, 'fps', 20, 'higher');
-  figure('processor share, scrolling text, 1080p', share, '% of a core');
+  figure('processor share, scrolling text, 1080p', busy, '% of a core');
 });
 
-await writeFile(process.argv[2], JSON.stringify({ figures }, null, 2));
+await writeFigures(process.argv[2]);

@@ -2,7 +2,9 @@
 #pragma once
 
 #include <gtest/gtest.h>
+#include <sys/wait.h>
 
+#include <QDir>
 #include <QFile>
 #include <QString>
 #include <chrono>
@@ -31,6 +33,19 @@ inline bool isAlive(qint64 pid) {
   const QByteArray text = stat.readAll();
   const char state = text.mid(text.lastIndexOf(')') + 2, 1).at(0);
   return state != 'Z' && state != 'X';
+}
+
+// Expects that no open file and no process is left of what `run` does, however often.
+inline void expectNothingLeftBehindBy(const std::function<void()>& run) {
+  const auto openFiles = [] {
+    return QDir(QStringLiteral("/proc/self/fd")).entryList(QDir::AllEntries | QDir::System).size();
+  };
+  run();  // What it keeps for good is there from now on.
+  const auto before = openFiles();
+  for (int i = 0; i < 3; ++i) run();
+  EXPECT_EQ(openFiles(), before);
+  siginfo_t info{};
+  EXPECT_EQ(waitid(P_ALL, 0, &info, WEXITED | WNOHANG | WNOWAIT), -1) << "a child was left uncollected";
 }
 
 // Measures time from its making on.

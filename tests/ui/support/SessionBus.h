@@ -1,12 +1,9 @@
 // A message bus of the test's own.
 #pragma once
 
-#include <poll.h>
-
 #include <QDBusConnection>
 #include <QString>
 
-#include "tests/fakes/Patience.h"
 #include "tests/x11/support/ChildProcess.h"
 
 namespace vantora::testing_ui {
@@ -22,7 +19,7 @@ class SessionBus {
                                          "--address=unix:tmpdir=/tmp", "--print-address=" + std::to_string(ends[1])},
                                         environment, ends[1]);
     ::close(ends[1]);
-    address_ = readLine(ends[0]);
+    address_ = testing_x11::readLine(ends[0]);
     ::close(ends[0]);
   }
   ~SessionBus() {
@@ -41,20 +38,6 @@ class SessionBus {
   }
 
  private:
-  static std::string readLine(int descriptor) {
-    std::string line;
-    testing_loop::Patience patience;
-    while (!patience.isOver()) {
-      pollfd ready{descriptor, POLLIN, 0};
-      if (::poll(&ready, 1, 1000) <= 0) continue;
-      char letter = 0;
-      if (::read(descriptor, &letter, 1) != 1) return {};
-      if (letter == '\n') return line;
-      line += letter;
-    }
-    return {};
-  }
-
   std::string address_;
   QStringList connections_;
   testing_x11::ChildProcess daemon_;

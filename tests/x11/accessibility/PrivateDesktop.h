@@ -1,12 +1,9 @@
 // A desktop of a test's own: X server, session bus and, when wanted, the accessibility bus.
 #pragma once
 
-#include <poll.h>
-
 #include <QTemporaryDir>
 
 #include "main/base/Environment.h"
-#include "tests/fakes/Patience.h"
 #include "tests/x11/support/XvfbServer.h"
 
 namespace vantora::testing_x11 {
@@ -72,19 +69,6 @@ class PrivateDesktop {
     const std::string place = runtime_.path().toStdString();
     return {"XDG_RUNTIME_DIR=" + place, "HOME=" + place,   "NO_AT_BRIDGE=",     "QT_LINUX_ACCESSIBILITY_ALWAYS_ON=1",
             "QT_QPA_PLATFORM=xcb",      "GDK_BACKEND=x11", "GTK_THEME=Adwaita", "AT_SPI_BUS_ADDRESS="};
-  }
-  static std::string readLine(int descriptor) {
-    std::string line;
-    testing_loop::Patience patience;
-    while (!patience.isOver()) {
-      pollfd ready{descriptor, POLLIN, 0};
-      if (::poll(&ready, 1, 1000) <= 0) continue;
-      char letter = 0;
-      if (::read(descriptor, &letter, 1) != 1) return {};
-      if (letter == '\n') return line;
-      line += letter;
-    }
-    return {};
   }
 
   XvfbServer server_;

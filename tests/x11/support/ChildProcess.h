@@ -2,6 +2,7 @@
 #pragma once
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -10,6 +11,8 @@
 #include <string>
 #include <utility>
 #include <vector>
+
+#include "tests/fakes/Patience.h"
 
 namespace vantora::testing_x11 {
 
@@ -67,5 +70,21 @@ class ChildProcess {
  private:
   pid_t pid_ = -1;
 };
+
+// The next line that comes from `descriptor`, such as what a server writes when it is ready, without its end; empty
+// when there is none for long.
+inline std::string readLine(int descriptor) {
+  std::string line;
+  testing_loop::Patience patience;
+  while (!patience.isOver()) {
+    pollfd ready{descriptor, POLLIN, 0};
+    if (::poll(&ready, 1, 1000) <= 0) continue;
+    char letter = 0;
+    if (::read(descriptor, &letter, 1) != 1) return {};
+    if (letter == '\n') return line;
+    line += letter;
+  }
+  return {};
+}
 
 }  // namespace vantora::testing_x11

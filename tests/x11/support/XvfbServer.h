@@ -1,11 +1,8 @@
 // A real X server for one test.
 #pragma once
 
-#include <poll.h>
-
 #include <QString>
 
-#include "tests/fakes/Patience.h"
 #include "tests/x11/support/ChildProcess.h"
 
 namespace vantora::testing_x11 {
@@ -76,24 +73,9 @@ class XvfbServer {
     arguments.insert(arguments.end(), extraArguments_.begin(), extraArguments_.end());
     process_ = ChildProcess(arguments, {}, ends[1]);
     ::close(ends[1]);
-    number_ = readLine(ends[0]);
+    number_ = readLine(ends[0]);  // The server writes it when it is ready.
     ::close(ends[0]);
     running_ = !number_.empty();
-  }
-
-  // The server writes its number when it is ready.
-  static std::string readLine(int descriptor) {
-    std::string line;
-    testing_loop::Patience patience;
-    while (!patience.isOver()) {
-      pollfd ready{descriptor, POLLIN, 0};
-      if (::poll(&ready, 1, 1000) <= 0) continue;
-      char letter = 0;
-      if (::read(descriptor, &letter, 1) != 1) return {};
-      if (letter == '\n') return line;
-      line += letter;
-    }
-    return {};
   }
 
   std::string screen_;

@@ -1,0 +1,13 @@
+// Sessions to measure, on one machine or two.
+import { Session } from '../../../tests/e2e/lib/session.mjs';
+
+/// Runs `body` with a session of its own.
+export async function session(want, body) {
+  const each = new Session('bench', want);
+  try {
+    await each.start();
+    await body(each);
+  } finally {
+    await each.end();
+  }
+}
