@@ -26,8 +26,7 @@ std::int64_t wallNanoseconds() {
 
 }  // namespace
 
-CaptureLoop::CaptureLoop(std::unique_ptr<ScreenCapture> capture, rtc::scoped_refptr<FrameSource> source,
-                         News news)
+CaptureLoop::CaptureLoop(std::unique_ptr<ScreenCapture> capture, rtc::scoped_refptr<FrameSource> source, News news)
     : capture_(std::move(capture)), source_(std::move(source)), news_(std::move(news)) {
   thread_ = std::thread([this] { run(); });
   pthread_setname_np(thread_.native_handle(), "screen-capture");

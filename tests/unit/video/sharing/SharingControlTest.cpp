@@ -287,7 +287,10 @@ TEST_F(SharingControlTest, replacesTheSyntheticSourceByAStartedOne) {
 TEST_F(SharingControlTest, stopsItsSourcesAtTheEnd) {
   {
     SharingControl sharing(Environment::of({}), displays_, outlet_, sources_.factory(),
-                           {.makeOffer = [] {}, .changed = [] {}, .displayResized = [] {}, .input = {[](bool) {}, [](bool) {}, [](int) {}}});
+                           {.makeOffer = [] {},
+                            .changed = [] {},
+                            .displayResized = [] {},
+                            .input = {[](bool) {}, [](bool) {}, [](int) {}}});
     std::unique_ptr<VideoSender> sender;
     sharing.startVideoSource(*peer_, sender);
     sharing.startSharing();
