@@ -22,6 +22,7 @@ class LibPeerConnectionTest : public testing::Test {
     runtime_ = makeWebRtcRuntime();
   }
   ~LibPeerConnectionTest() override {
+    viewer_.reset();
     sender_.reset();
     channel_.reset();
     peer_.reset();
