@@ -44,8 +44,6 @@ class SideBySideTest : public testing::Test {
   ~SideBySideTest() override {
     for (int i = 0; i < kVariables; ++i) qunsetenv(nameOf(i).toLatin1().constData());
   }
-  SideBySideTest(const SideBySideTest&) = delete;
-  SideBySideTest& operator=(const SideBySideTest&) = delete;
 
   // The values, each on a line.
   static QString command() {
@@ -91,7 +89,7 @@ TEST_F(SideBySideTest, probesOfOneSetOfOptionsAreMadeSideBySide) {
   for (int round = 0; round < kRounds; ++round) {
     const Options options;
     together([&] {
-      const Options copy = options;
+      const Options copy = options;  // NOLINT(performance-unnecessary-copy-initialization): copying is what is tried
       EXPECT_EQ(Probe(copy).variable(nameOf(7)), valueOf(7));
       EXPECT_TRUE(Probe(copy).plain(u"echo one"_s).size() <= 3);
     });

@@ -208,7 +208,7 @@ TEST_F(SessionPeerTest, throwsAwayWhatComesOnChannelsThatTheViewerOpened) {
   };
   const auto allocated = [] {
     const auto now = ::mallinfo2();
-    return static_cast<qint64>(now.uordblks + now.hblkhd);
+    return static_cast<qint64>(now.uordblks) + static_cast<qint64>(now.hblkhd);
   };
   // What the connection itself takes comes with the first of it.
   flood(25);

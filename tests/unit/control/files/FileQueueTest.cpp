@@ -65,7 +65,7 @@ TEST(FileQueueTest, namesItsThread) {
   std::string name(16, '\0');
   queue.postAlways([&] { pthread_getname_np(pthread_self(), name.data(), name.size()); });
   finish(queue);
-  EXPECT_EQ(std::string("vantora.filetransfer").find(name.c_str()), 0U) << name;
+  EXPECT_EQ(std::string("vantora.filetransfer").find(name), 0U) << name;
 }
 
 TEST(FileQueueTest, takesNoMoreThanItsLimit) {
