@@ -65,6 +65,7 @@ TEST(FileQueueTest, namesItsThread) {
   std::string name(16, '\0');
   queue.postAlways([&] { pthread_getname_np(pthread_self(), name.data(), name.size()); });
   finish(queue);
+  name.resize(name.find('\0'));
   EXPECT_EQ(std::string("vantora.filetransfer").find(name), 0U) << name;
 }
 
