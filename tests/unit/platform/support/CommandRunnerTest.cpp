@@ -17,7 +17,7 @@ const QString kMark = u"\n…(truncated)…"_s;
 class CommandRunnerTest : public testing::Test {
  protected:
   // Through /bin/sh: whoever runs the tests may have a profile that takes long.
-  CommandOutcome run(const QString& script, std::stop_token stop = {}) {
+  CommandOutcome run(const QString& script, const std::stop_token& stop = {}) {
     return runCommand({.command = throughLoginShell(u"/bin/sh"_s, script),
                        .environment = home_.environment.toStringList(),
                        .folder = home_.path()},
