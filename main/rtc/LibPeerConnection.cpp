@@ -288,12 +288,20 @@ void LibPeerConnection::setRemoteAnswer(const QString& sdp, Done done) {
     hop(webrtc::RTCError(webrtc::RTCErrorType::INVALID_PARAMETER, *harm));
     return;
   }
-  // A new user name begins a new set of candidates; the library forgets those of the one before.
-  if (std::string userName = iceUserName(*description); userName != remoteUserName_) {
-    remoteUserName_ = std::move(userName);
-    candidatesTaken_ = 0;
-  }
-  connection_->SetRemoteDescription(std::move(description), rtc::make_ref_counted<RemoteObserver>(hop));
+  const auto taken = [this, alive = std::weak_ptr(alive_), userName = iceUserName(*description),
+                      examined](std::optional<QString> error) {
+    if (!error && !alive.expired()) beginCandidates(userName);
+    examined(std::move(error));
+  };
+  connection_->SetRemoteDescription(std::move(description),
+                                    rtc::make_ref_counted<RemoteObserver>(hopping(std::weak_ptr(alive_), Done(taken))));
+}
+
+// A new user name begins a new set of candidates; the library forgets those of the one before.
+void LibPeerConnection::beginCandidates(const std::string& userName) {
+  if (userName == remoteUserName_) return;
+  remoteUserName_ = userName;
+  candidatesTaken_ = 0;
 }
 
 // An answer that fails half-way spoils the connection for good, while one that is refused at once

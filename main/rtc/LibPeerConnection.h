@@ -42,6 +42,7 @@ class LibPeerConnection final : public PeerConnection {
   LibPeerConnection(webrtc::PeerConnectionFactoryInterface& factory, PeerEvents events,
                     std::shared_ptr<KeyFrameWish> keyFrameWish);
   void reportIfBroken();
+  void beginCandidates(const std::string& userName);
 
   rtc::scoped_refptr<webrtc::PeerConnectionFactoryInterface> factory_;
   std::shared_ptr<Alive> alive_;

@@ -242,6 +242,14 @@ TEST_F(HostileAnswersTest, takesSoManyCandidatesOnly) {
   int taken = 0;
   for (int i = 0; i < 400; ++i) taken += add(candidate(i)) ? 0 : 1;
   EXPECT_EQ(taken, 256);
+  // An answer that is refused begins no new set.
+  reoffer();
+  QString other = answer;
+  other.replace(QRegularExpression(u"a=ice-ufrag:\\S+"_s), u"a=ice-ufrag:another"_s);
+  ASSERT_NE(other, answer);
+  other.replace(u"a=setup:active"_s, u"a=setup:actpass"_s);
+  EXPECT_NE(apply(other), std::nullopt);
+  EXPECT_EQ(add(candidate(400)), u"too many candidates"_s);
 }
 
 TEST_F(HostileAnswersTest, refusesAnAnswerWithTooManyCandidates) {
