@@ -1,9 +1,9 @@
 // How text looks and moves with each codec: node picture.mjs OUT; runs inside scripts/lab. The browser decodes on the same
 // machine, so frames a second are those that both can do together.
-import { run } from '../../tests/e2e/lib/child.mjs';
 import { BareControl, received, receivedRates } from '../../tests/e2e/lib/viewer.mjs';
 import { until } from '../../tests/e2e/lib/wait.mjs';
 import { figure, writeFigures } from './lib/figures.mjs';
+import { psnr, shownLuma, trueLuma } from './lib/luma.mjs';
 import { session } from './lib/session.mjs';
 
 const codecs = ['h264', 'vp8', 'vp9', 'av1'];
@@ -11,39 +11,6 @@ const codecs = ['h264', 'vp8', 'vp9', 'av1'];
 async function pass(ms) {
   const end = performance.now() + ms;
   await until(() => performance.now() > end, { deadline: ms + 5000, what: 'the time to pass' });
-}
-
-/// Brightness of every pixel of the picture that the page shows, row by row.
-async function shownLuma(page) {
-  const text = await page.evaluate(() => {
-    const video = document.getElementById('video');
-    const canvas = new OffscreenCanvas(video.videoWidth, video.videoHeight);
-    const context = canvas.getContext('2d', { willReadFrequently: true });
-    context.drawImage(video, 0, 0);
-    const { data } = context.getImageData(0, 0, canvas.width, canvas.height);
-    let luma = '';
-    for (let i = 0; i < data.length; i += 4) {
-      luma += String.fromCharCode(Math.round(0.299 * data[i] + 0.587 * data[i + 1] + 0.114 * data[i + 2]));
-    }
-    return btoa(luma);
-  });
-  return Buffer.from(text, 'base64');
-}
-
-/// The same of the X server's own picture.
-async function trueLuma(screen) {
-  const rgb = await run('import', ['-window', 'root', '-depth', '8', 'rgb:-'],
-    { encoding: 'buffer', env: { ...process.env, ...screen.env } });
-  const luma = Buffer.alloc(rgb.length / 3);
-  for (let i = 0; i < luma.length; i++) luma[i] = Math.round(0.299 * rgb[3 * i] + 0.587 * rgb[3 * i + 1] + 0.114 * rgb[3 * i + 2]);
-  return luma;
-}
-
-function psnr(a, b) {
-  if (a.length !== b.length) throw new Error(`pictures of ${a.length} and ${b.length} pixels`);
-  let sum = 0;
-  for (let i = 0; i < a.length; i++) sum += (a[i] - b[i]) ** 2;
-  return sum === 0 ? 99 : 10 * Math.log10((255 * 255 * a.length) / sum);
 }
 
 /// Two terminals with small text, black on white and red on black, that scroll until told to stop.

@@ -21,9 +21,23 @@
 namespace vantora {
 namespace {
 
-// Asks the viewer to show each frame as soon as it is decoded: a supporter watches a pointer, not
-// a film. (A trial string must not hold "//": the library aborts on it.)
-constexpr const char* kFieldTrials = "WebRTC-ForceSendPlayoutDelay/min_ms:0,max_ms:0/";
+// What the library's congestion control and pacer do otherwise than by default. (A trial string must not hold "//": the
+// library aborts on it.)
+constexpr const char* kFieldTrials =
+    // Asks the viewer to show each frame as soon as it is decoded: a supporter watches a pointer, not a film.
+    "WebRTC-ForceSendPlayoutDelay/min_ms:0,max_ms:0/"
+    // Screens send nothing, then a page at once. The encoders hold the rate over seconds by themselves; the library's
+    // adjuster took each page for an encoder that overshoots and halved its rate. A screen at rest looks for more of
+    // the link now and then, and not up to the limit at once whenever another quality is chosen.
+    "WebRTC-VideoRateControl/bitrate_adjuster:false,probe_max_allocation:false,alr_probing:true/"
+    "WebRTC-Bwe-AlrProbing/alr_interval:5s,alr_scale:1.5/"
+    // What arrived is measured over packets and not over a window of time, which is mostly empty here.
+    "WebRTC-Bwe-RobustThroughputEstimatorSettings/enabled:true/"
+    // Probes that are long enough to empty the token bucket of a thin uplink: short ones find two to five times its
+    // rate, and the first page is lost in its queue.
+    "WebRTC-Bwe-ProbingBehavior/min_probe_duration:200ms/WebRTC-Bwe-InitialProbing/p1:1,p2:2/"
+    // A page leaves little faster than the link takes it (default 2.5).
+    "WebRTC-Video-Pacing/factor:1.2/";
 
 // The session never negotiates audio: factories that know no codec keep the library's audio half
 // from loading anything.

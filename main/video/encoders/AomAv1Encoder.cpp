@@ -18,7 +18,7 @@ constexpr unsigned kTiledWidth = 1280;
 constexpr int kMostThreads = 4;
 
 constexpr unsigned kMinQuantizer = 2;
-constexpr unsigned kMaxQuantizer = 56;
+constexpr unsigned kMaxQuantizer = 63;
 // Buffer of the rate control in milliseconds: short, for a key frame that takes a second to send is
 // a second of blindness.
 constexpr unsigned kBufferMs = 1000;
@@ -105,7 +105,7 @@ int AomAv1Encoder::InitEncode(const webrtc::VideoCodec* codec, const Settings& s
   config_.rc_end_usage = AOM_CBR;
   config_.rc_target_bitrate = std::max(codec->startBitrate, 1U);
   config_.rc_min_quantizer = kMinQuantizer;
-  config_.rc_max_quantizer = std::clamp(codec->qpMax, kMinQuantizer, kMaxQuantizer);
+  config_.rc_max_quantizer = kMaxQuantizer;
   config_.rc_undershoot_pct = kUndershootPct;
   config_.rc_overshoot_pct = kOvershootPct;
   config_.rc_buf_sz = kBufferMs;

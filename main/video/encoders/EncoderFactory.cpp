@@ -5,6 +5,7 @@
 
 #include "main/video/encoders/AomAv1Encoder.h"
 #include "main/video/encoders/ScreenTunedEncoder.h"
+#include "main/video/encoders/WideRangeVp9.h"
 
 namespace vantora {
 namespace {
@@ -33,7 +34,14 @@ class EncoderFactory final : public webrtc::VideoEncoderFactory {
   }
 
   std::unique_ptr<webrtc::VideoEncoder> CreateVideoEncoder(const webrtc::SdpVideoFormat& format) override {
-    auto encoder = isAv1(format) ? std::make_unique<AomAv1Encoder>() : builtin_->CreateVideoEncoder(format);
+    std::unique_ptr<webrtc::VideoEncoder> encoder;
+    if (isAv1(format)) {
+      encoder = std::make_unique<AomAv1Encoder>();
+    } else if (absl::EqualsIgnoreCase(format.name, "VP9")) {
+      encoder = makeWideRangeVp9(format);
+    } else {
+      encoder = builtin_->CreateVideoEncoder(format);
+    }
     if (!encoder) return nullptr;
     return std::make_unique<ScreenTunedEncoder>(std::move(encoder), wish_);
   }

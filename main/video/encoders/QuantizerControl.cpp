@@ -23,6 +23,8 @@ constexpr double kWaitingSeconds = 0.06;
 constexpr double kKeyExcess = 1.3;
 // A screen at rest is coded again only when it becomes finer by this much.
 constexpr int kWorthwhile = 3;
+// A picture is coded again when that makes it smaller by this factor.
+constexpr double kWorthAgain = 1.2;
 // At most this much finer at once while things move.
 constexpr int kMovingStep = 2;
 // Quantizer steps after which a part that did not change is coded again for certain.
@@ -30,6 +32,8 @@ constexpr int kStairs = 6;
 // Saved bits that count as all that can be saved; what is then forgotten with each picture.
 constexpr double kAllSaved = 0.9;
 constexpr double kForget = 0.93;
+// A screen that was still for less than this is only between two changes: finer text that scrolls on would be in vain.
+constexpr std::chrono::milliseconds kSettled{80};
 // Less than this counts as no change.
 constexpr double kStill = 1e-4;
 
@@ -84,6 +88,8 @@ std::optional<int> QuantizerControl::plan(double changed, bool key, Time now) {
   }
   if (debt_ > bitsPerSecond_ * std::max(1 / picturesPerSecond_, kWaitingSeconds)) return std::nullopt;
   const bool still = changed < kStill;
+  if (!still) changedAt_ = now;
+  if (still && changedAt_ && now - *changedAt_ < kSettled) return coarseQuantizer_;
   const double most = budget(still);
   int quantizer = kFinest;
   while (quantizer < kCoarsest && expectedChange(changed, quantizer) + expectedRefinement(quantizer) > most)
@@ -93,10 +99,15 @@ std::optional<int> QuantizerControl::plan(double changed, bool key, Time now) {
   return coarseShare_ > 0 ? std::max(quantizer, coarseQuantizer_ - kMovingStep) : quantizer;
 }
 
-std::optional<int> QuantizerControl::betterKey(int quantizer, double bits) const {
-  if (quantizer >= kCoarsest || bits <= keyBudget() * kKeyExcess) return std::nullopt;
-  const int better = quantizer + static_cast<int>(std::ceil(kHalving * std::log2(bits / keyBudget())));
-  return std::min(better, kCoarsest);
+std::optional<int> QuantizerControl::better(int quantizer, bool key, double bits) const {
+  if (bits <= keyBudget() * kKeyExcess) return std::nullopt;
+  // A picture in which nothing was found again costs about as much as a key picture of the same quantizer.
+  const double whole = key ? bits / sizeAt(quantizer) : std::max(wholeKey_, bits / sizeAt(quantizer));
+  const int least = key ? quantizer + 1 : quantizer;
+  int better = least;
+  while (better < kCoarsest && whole * sizeAt(better) > keyBudget()) ++better;
+  if (better > kCoarsest || whole * sizeAt(better) * kWorthAgain > bits) return std::nullopt;
+  return better;
 }
 
 void QuantizerControl::taken(int quantizer, double changed, bool key, double bits) {

@@ -32,9 +32,9 @@ class QuantizerControl {
   // The quantizer for a picture of which `changed` (0 to 1) differs from the one before; none when it is to be left out
   // (a key picture never is).
   std::optional<int> plan(double changed, bool key, Time now);
-  // The planned picture came out with `bits`. For a key picture that came out too large: the quantizer to code it with
-  // again instead; then report only that one as taken.
-  std::optional<int> betterKey(int quantizer, double bits) const;
+  // The planned picture came out with `bits`. For one that came out too large and would be smaller as a coarser key
+  // picture: the quantizer of that; then report only that one as taken.
+  std::optional<int> better(int quantizer, bool key, double bits) const;
   // The picture was taken.
   void taken(int quantizer, double changed, bool key, double bits);
 
@@ -53,6 +53,8 @@ class QuantizerControl {
   // Bits made beyond what the link took; negative: bits saved.
   double debt_ = 0;
   std::optional<Time> last_;
+  // When something changed last.
+  std::optional<Time> changedAt_;
   // The part of the picture that is coarser than it need be, and its quantizer.
   double coarseShare_ = 1;
   int coarseQuantizer_ = kCoarsest;

@@ -40,7 +40,7 @@ class QuantizerControlTest : public testing::Test {
     if (!planned) return 0;
     double bits = page_.bits(*planned, changed, key);
     if (key) {
-      if (const auto better = control_.betterKey(*planned, bits)) {
+      if (const auto better = control_.better(*planned, true, bits)) {
         planned = better;
         bits = page_.bits(*planned, changed, key);
       }
@@ -70,12 +70,12 @@ TEST_F(QuantizerControlTest, neverLeavesAKeyPictureOut) {
 TEST_F(QuantizerControlTest, codesAKeyPictureAgainOnlyWhenItIsTooLargeAndCanBeSmaller) {
   const auto planned = control_.plan(1, true, now_);
   ASSERT_TRUE(planned);
-  EXPECT_FALSE(control_.betterKey(30, kRate * 0.4));
-  const auto better = control_.betterKey(30, kRate * 1.6);
+  EXPECT_FALSE(control_.better(30, true, kRate * 0.4));
+  const auto better = control_.better(30, true, kRate * 1.6);
   ASSERT_TRUE(better);
   EXPECT_EQ(*better, 44);
-  EXPECT_EQ(control_.betterKey(45, 1e9), QuantizerControl::kCoarsest);
-  EXPECT_FALSE(control_.betterKey(QuantizerControl::kCoarsest, 1e9));
+  EXPECT_EQ(control_.better(45, true, 1e9), QuantizerControl::kCoarsest);
+  EXPECT_FALSE(control_.better(QuantizerControl::kCoarsest, true, 1e9));
 }
 
 TEST_F(QuantizerControlTest, makesAPictureAtRestSharpWithinTheRate) {

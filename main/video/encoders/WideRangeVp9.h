@@ -1,0 +1,15 @@
+// VP9 with its whole range of quantizers. A heavy header: for .cpp files that see the library.
+#pragma once
+
+#include <api/video_codecs/sdp_video_format.h>
+#include <api/video_codecs/video_encoder.h>
+
+#include <memory>
+
+namespace vantora {
+
+// The library's own encoder stops at quantizer 52 of 63, at which a page of text is two and a half times as large: too
+// much for a thin link. `format` is one of VP9. The encoder runs on the library's encoder queue.
+[[nodiscard]] std::unique_ptr<webrtc::VideoEncoder> makeWideRangeVp9(const webrtc::SdpVideoFormat& format);
+
+}  // namespace vantora
