@@ -42,6 +42,28 @@ TEST_F(SessionPeerTest, carriesMessagesBothWaysOnBothChannels) {
   EXPECT_EQ(input_.pointerEvents.size(), 1U);
 }
 
+// On a connection that stands the library opens a channel while it is being made.
+TEST_F(SessionPeerTest, servesAChannelThatTookThePlaceOfOneTheViewerClosed) {
+  loadViewer();
+  ASSERT_TRUE(until([&] { return connected() && count(u"host_stats"_s) > 1; }));
+  for (const QString& label : {u"control_reliable"_s, u"control"_s}) {
+    const auto lines = [&](const QString& line) { return log_.lines().count(line); };
+    const QString opened = u"[dc] state=1 label="_s + label;
+    const auto openings = lines(opened);
+    const int watches = cursor_.watches;
+    const int infos = count(u"display_info"_s);
+    const bool reliable = label == u"control_reliable"_s;
+    viewer_->closeChannel(label);
+    ASSERT_TRUE(until([&] { return lines(opened) > openings; })) << label.toStdString();
+    EXPECT_TRUE(until([&] { return count(u"display_info"_s) == infos + (reliable ? 1 : 0); }));
+    EXPECT_EQ(cursor_.watches, watches + (reliable ? 1 : 0));
+    const int stats = count(u"host_stats"_s);
+    EXPECT_TRUE(until([&] { return count(u"host_stats"_s) > stats + 3; })) << label.toStdString();
+    EXPECT_TRUE(connected());
+    EXPECT_EQ(lines(opened), openings + 1);
+  }
+}
+
 TEST_F(SessionPeerTest, sendsVideoDespiteTheSecondVideoSection) {
   loadViewer();
   ASSERT_TRUE(until([&] { return viewer_ && viewer_->frames() > 5; }));

@@ -38,6 +38,8 @@ class ViewerPeer {
   // A candidate of the host; ignored when the library cannot read it.
   void addCandidate(const IceCandidate& candidate);
 
+  // Closes the newest channel with this label.
+  void closeChannel(const QString& label);
   // Opens a channel of this side's own.
   void openChannel(const QString& label);
 
