@@ -272,6 +272,11 @@ bool ViewerPeer::isOpen(const QString& label) const {
   return channel && channel->state() == webrtc::DataChannelInterface::kOpen;
 }
 
+bool ViewerPeer::isClosed(const QString& label) const {
+  const auto channel = side_->newest(label);
+  return channel && channel->state() == webrtc::DataChannelInterface::kClosed;
+}
+
 bool ViewerPeer::send(const QString& label, const QByteArray& data, bool binary) {
   const auto channel = side_->newest(label);
   if (!channel) return false;

@@ -44,7 +44,9 @@ class ViewerPeer {
   void openChannel(const QString& label);
 
   QList<SeenChannel> channels() const;
+  // States of the newest channel with this label.
   bool isOpen(const QString& label) const;
+  bool isClosed(const QString& label) const;
   // Sends on the newest channel with this label. False when that is not open or refuses.
   bool send(const QString& label, const QByteArray& data, bool binary = false);
   quint64 bufferedAmount(const QString& label) const;
