@@ -90,6 +90,14 @@ TEST_F(ViewerWishesTest, tellsAChangeOfTheClientsQualityByItsFiguresAlone) {
   EXPECT_EQ(logged().filter(u"[quality] changed"_s).size(), 1);
 }
 
+TEST_F(ViewerWishesTest, printsANameThatLooksLikeAPlaceholderAsItIs) {
+  for (const QString& name : {u"%1"_s, u"%2"_s, u"%L1%3%99"_s}) {
+    prefs(JsonObject{{u"quality"_s, name}, {u"fps"_s, 24}});
+    EXPECT_EQ(logged().last(), u"log: [prefs] applied from client: quality="_s + name + u" fps=24"_s);
+    EXPECT_TRUE(logged().filter(u"[quality] changed"_s).last().endsWith(u" preset="_s + name));
+  }
+}
+
 TEST_F(ViewerWishesTest, keepsTheBeginningOfAVeryLongName) {
   prefs(JsonObject{{u"quality"_s, QString(250'000, u'q')}});
   EXPECT_EQ(quality_.currentQualityPreset(), QString(64, u'q'));
