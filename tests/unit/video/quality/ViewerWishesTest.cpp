@@ -111,6 +111,20 @@ TEST_F(ViewerWishesTest, changesTheRateAloneWithTheSizeKept) {
   EXPECT_EQ(quality_.currentQualityPreset(), u"auto"_s);
 }
 
+TEST_F(ViewerWishesTest, takesARateOfThePreferencesLikeOneOfTheParameters) {
+  for (const int fps : {1, 24, 120}) {
+    quality_.applyQualityPreset(u"high"_s);
+    prefs(JsonObject{{u"fps"_s, fps}});
+    const VideoTarget byPreferences = quality_.lastTarget();
+    const auto bps = sender().maxBitrateBps;
+    quality_.applyQualityPreset(u"high"_s);
+    quality_.applyVideoParams({}, fps, {}, {});
+    EXPECT_EQ(quality_.lastTarget(), byPreferences);
+    EXPECT_EQ(sender().maxBitrateBps, bps);
+    EXPECT_EQ(byPreferences, (VideoTarget{1920, 1080, fps, derivedKbps(1920, 1080, fps)}));
+  }
+}
+
 TEST_F(ViewerWishesTest, logsEmptyPreferencesWithoutAnEffect) {
   for (const JsonObject& empty : {JsonObject{}, JsonObject{{u"quality"_s, u""_s}},
                                   JsonObject{{u"quality"_s, 3}, {u"fps"_s, u"60"_s}}, JsonObject{{u"fps"_s, 29.5}}}) {
