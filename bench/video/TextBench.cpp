@@ -105,7 +105,7 @@ Cell cellAt(const webrtc::I420BufferInterface& picture, int column, int line) {
   Cell cell{};
   for (int y = 0; y < kCellHeight; ++y) {
     for (int x = 0; x < kCellWidth; ++x) {
-      cell[static_cast<size_t>(y * kCellWidth + x)] =
+      cell[static_cast<size_t>(y) * kCellWidth + static_cast<size_t>(x)] =
           picture.DataY()[(line * kCellHeight + y) * picture.StrideY() + column * kCellWidth + x];
     }
   }
@@ -120,6 +120,7 @@ std::vector<Cell> makeAlphabet() {
   painter.end();
   const Buffer picture = bufferOf(image);
   std::vector<Cell> cells;
+  cells.reserve(kLetters);
   for (int letter = 0; letter < kLetters; ++letter) cells.push_back(cellAt(*picture, letter, 0));
   return cells;
 }
@@ -130,7 +131,7 @@ double readable(const webrtc::I420BufferInterface& shown, const Page& page, cons
   int all = 0;
   for (int line = 0; line < kLines; ++line) {
     for (int column = 0; column < kColumns; ++column) {
-      const char letter = page.letters[static_cast<size_t>(line * kColumns + column)];
+      const char letter = page.letters[static_cast<size_t>(line) * kColumns + static_cast<size_t>(column)];
       if (letter == ' ') continue;
       const Cell cell = cellAt(shown, column, line);
       qint64 least = std::numeric_limits<qint64>::max();
