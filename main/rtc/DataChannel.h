@@ -15,7 +15,8 @@ struct DataChannelConfig {
   std::optional<int> maxPacketLifeTimeMs;
 };
 
-// Main thread. Events arrive there too, in order, never after the object was destroyed.
+// Main thread. Events arrive there too, in order, never after the object was destroyed. Each state but connecting is
+// reported once, also one that the channel had when this object was made, and before the messages that came in it.
 class DataChannel {
  public:
   struct Events {

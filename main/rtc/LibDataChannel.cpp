@@ -50,12 +50,32 @@ class LibDataChannel::Observer final : public webrtc::DataChannelObserver,
  public:
   explicit Observer(webrtc::DataChannelInterface* channel) : channel_(channel) {}
 
-  void OnStateChange() override { enqueue(stateOf(channel_->state()), 0); }
+  void OnStateChange() override { noteState(false); }
 
   void OnMessage(const webrtc::DataBuffer& buffer) override {
+    noteState(true);  // Messages that waited for the registration come within it, before anything else.
     const auto size = static_cast<qint64>(buffer.size());
-    enqueue(Message{QByteArray(reinterpret_cast<const char*>(buffer.data.data()), size), buffer.binary},
-            size + kCostOfMessage);
+    bool first = false;
+    {
+      const std::lock_guard lock(mutex_);
+      first = append(Message{QByteArray(reinterpret_cast<const char*>(buffer.data.data()), size), buffer.binary},
+                     size + kCostOfMessage);
+    }
+    if (first) post();
+  }
+
+  // Any thread. Reports the present state unless it was reported already; with `onlyFirst` it is reported only if none
+  // was so far. Connecting, in which every channel begins, is no change.
+  void noteState(bool onlyFirst) {
+    const ChannelState state = stateOf(channel_->state());  // Main waits here for the thread that takes the mutex.
+    bool first = false;
+    {
+      const std::lock_guard lock(mutex_);
+      if (state == noted_ || (onlyFirst && noted_ != ChannelState::connecting)) return;
+      noted_ = state;
+      first = append(state, 0);
+    }
+    if (first) post();
   }
 
   // Main thread.
@@ -70,22 +90,17 @@ class LibDataChannel::Observer final : public webrtc::DataChannelObserver,
   }
 
  private:
-  void enqueue(Event event, qint64 size) {
-    bool first = false;
-    {
-      const std::lock_guard lock(mutex_);
-      if (size > 0 && overflowed_) return;
-      if (pendingBytes_ + size > kMaxPendingBytes) {
-        overflowed_ = true;
-        closeOnMain_ = true;
-      } else {
-        pendingBytes_ += size;
-        queue_.emplace_back(std::move(event), size);
-      }
-      first = !posted_;
-      posted_ = true;
+  // Under the mutex. True when somebody must be told to come and take it.
+  bool append(Event event, qint64 size) {
+    if (size > 0 && overflowed_) return false;
+    if (pendingBytes_ + size > kMaxPendingBytes) {
+      overflowed_ = true;
+      closeOnMain_ = true;
+    } else {
+      pendingBytes_ += size;
+      queue_.emplace_back(std::move(event), size);
     }
-    if (first) post();
+    return !std::exchange(posted_, true);
   }
 
   void post() {
@@ -139,6 +154,7 @@ class LibDataChannel::Observer final : public webrtc::DataChannelObserver,
   // Both threads, under the mutex.
   std::mutex mutex_;
   std::deque<std::pair<Event, qint64>> queue_;
+  ChannelState noted_ = ChannelState::connecting;
   qint64 pendingBytes_ = 0;
   bool posted_ = false;
   bool overflowed_ = false;
@@ -152,6 +168,8 @@ LibDataChannel::LibDataChannel(rtc::scoped_refptr<webrtc::DataChannelInterface> 
       label_(QString::fromStdString(channel_->label())),
       observer_(std::make_shared<Observer>(channel_.get())) {
   channel_->RegisterObserver(observer_.get());
+  // On a connection that stands the library opens a channel at once, perhaps before there was an observer to tell.
+  observer_->noteState(true);
 }
 
 LibDataChannel::~LibDataChannel() {

@@ -234,7 +234,7 @@ void Host::closePeer() {
 
 void Host::replacePeer(const char* reason) {
   logLine(u"[sdp] %1 → rebuilding peer"_s.arg(QLatin1StringView(reason)));
-  authorisation_->resetOnChannelClose();
+  if (link_) link_->channels->endAll();
   iceMonitor_.connectionReplaced();
   sharing_.setViewerConnected(false);
   closePeer();
@@ -254,7 +254,7 @@ void Host::attemptIceRecovery(bool /*immediate: both callers want the same*/) {
     logLine("[ice] restartIce invoked");
   } else {
     logLine(u"[ice] restartIce not available → rebuilding peer"_s);
-    authorisation_->resetOnChannelClose();  // The channels close with their connection.
+    if (link_) link_->channels->endAll();
     closePeer();
     createPeer();
     startVideoSource();

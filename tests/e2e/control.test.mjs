@@ -2,6 +2,7 @@ import assert from 'node:assert/strict';
 import { readFile } from 'node:fs/promises';
 import { join } from 'node:path';
 import { test } from 'node:test';
+import { unknownLines } from './lib/log-lines.mjs';
 import { withSession } from './lib/session.mjs';
 import { BareControl } from './lib/viewer.mjs';
 import { soonest, until } from './lib/wait.mjs';
@@ -59,6 +60,40 @@ test('movesThePointerToThePixelAskedForAndNotBeforeControlIsGranted', async (t) 
     await viewer.send({ type: 'mouseMove', x: 0.7, y: 0.7 });
     await viewer.settled();
     assert.deepEqual(await session.screen.pointer(), { x: 500, y: 300 });
+  });
+});
+
+test('servesTheChannelThatTakesThePlaceOfOneThePageClosed', async (t) => {
+  await withSession(t, { host: { env: { CURSOR_DEBUG: '1' } } }, async (session) => {
+    const viewer = await control(session);
+    const logged = (line) => session.host.log.filter((each) => each === line).length;
+    for (const label of ['control_reliable', 'control']) {
+      const more = label === 'control_reliable' ? 1 : 0;
+      /// How often what an opening brings has come: the state, the information on displays, the watch for the pointer's shape.
+      const seen = async () => [logged(`[dc] state=1 label=${label}`), (await viewer.heard('display_info')).length,
+        logged('[cursor] Starting cursor shape monitoring')];
+      const ms = await soonest(1000, async () => {
+        const [openings, infos, watches] = await seen();
+        const wanted = `${[openings + 1, infos + more, watches + more]}`;
+        const start = performance.now();
+        await viewer.page.evaluate((label) => {
+          bare.channels[label].close();
+          delete bare.channels[label];
+        }, label);
+        await until(async () => `${await seen()}` === wanted, { what: `${wanted} of what ${label} brings when it opens` });
+        await viewer.open();
+        return Math.round(performance.now() - start);
+      });
+      t.diagnostic(`${label} is served again after ${ms} ms`);
+      assert.ok(ms < 1000, `${ms} ms`);
+
+      const times = async () => (await viewer.heard('host_stats')).map(({ at }) => at);
+      const known = (await times()).length;
+      const arrived = await until(async () => (await times()).length > known + 8 && (await times()).slice(known), { what: 'statistics' });
+      const rate = (arrived.length - 1) / ((arrived.at(-1) - arrived[0]) / 1000);
+      assert.ok(rate > 3 && rate < 5, `${rate} host_stats a second`);
+    }
+    assert.deepEqual(unknownLines(session.host.log), []);
   });
 });
 

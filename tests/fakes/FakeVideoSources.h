@@ -20,12 +20,15 @@ struct FakeSource {
   bool started = false;
   bool stopped = false;
   bool active = false;
+  bool onTrack = true;
   bool destroyed = false;
   int refreshes = 0;
   qint64 lastCaptureWallNs = 0;
   ScreenNews news;
   ScreenVideo::Done startDone;
 
+  // A test pattern that is painted.
+  bool paints() const { return started && !stopped && active && onTrack; }
   // The asynchronous start has returned.
   void finishStart() {
     const auto done = std::exchange(startDone, nullptr);
@@ -48,6 +51,7 @@ class FakeSyntheticVideo final : public SyntheticVideo, public NamedVideoSource 
     journal_->note(name + QStringLiteral(": stop"));
   }
   void setActive(bool active) override { source_->active = active; }
+  void setOnTrack(bool onTrack) override { source_->onTrack = onTrack; }
 
  private:
   std::shared_ptr<FakeSource> source_;

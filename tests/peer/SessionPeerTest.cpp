@@ -42,6 +42,51 @@ TEST_F(SessionPeerTest, carriesMessagesBothWaysOnBothChannels) {
   EXPECT_EQ(input_.pointerEvents.size(), 1U);
 }
 
+// On a connection that stands the library opens a channel while it is being made.
+TEST_F(SessionPeerTest, servesAChannelThatTookThePlaceOfOneTheViewerClosed) {
+  loadViewer();
+  ASSERT_TRUE(until([&] { return connected() && count(u"host_stats"_s) > 1; }));
+  for (const QString& label : {u"control_reliable"_s, u"control"_s}) {
+    const auto lines = [&](const QString& line) { return log_.lines().count(line); };
+    const QString opened = u"[dc] state=1 label="_s + label;
+    const auto openings = lines(opened);
+    const int watches = cursor_.watches;
+    const int infos = count(u"display_info"_s);
+    const bool reliable = label == u"control_reliable"_s;
+    viewer_->closeChannel(label);
+    ASSERT_TRUE(until([&] { return lines(opened) > openings; })) << label.toStdString();
+    EXPECT_TRUE(until([&] { return count(u"display_info"_s) == infos + (reliable ? 1 : 0); }));
+    EXPECT_EQ(cursor_.watches, watches + (reliable ? 1 : 0));
+    const int stats = count(u"host_stats"_s);
+    EXPECT_TRUE(until([&] { return count(u"host_stats"_s) > stats + 3; })) << label.toStdString();
+    EXPECT_TRUE(connected());
+    EXPECT_EQ(lines(opened), openings + 1);
+  }
+}
+
+TEST_F(SessionPeerTest, handlesTheClosingOfBothChannelsThoughAnOfferIsAskedForMeanwhile) {
+  loadViewer();
+  ASSERT_TRUE(until([&] { return connected() && count(u"host_stats"_s) > 1; }));
+  ASSERT_TRUE(say({{u"type"_s, u"auth"_s}, {u"token"_s, u"secret"_s}}));
+  ASSERT_TRUE(until([&] { return host_->authorisation().controlAuthed(); }));
+  viewer_->closeChannel(u"control"_s);
+  viewer_->closeChannel(u"control_reliable"_s);
+  // Each is closed for the viewer once it is for the host, which does not look while the main thread waits here.
+  testing_loop::Patience patience;
+  while (!viewer_->isClosed(u"control"_s) || !viewer_->isClosed(u"control_reliable"_s)) {
+    ASSERT_FALSE(patience.isOver());
+    std::this_thread::yield();
+  }
+  EXPECT_TRUE(host_->authorisation().controlAuthed());
+  renegotiate();
+  ASSERT_TRUE(until([&] { return !cursor_.watched() || cursor_.watches == 2; }));
+  EXPECT_FALSE(host_->authorisation().controlAuthed());
+  for (const QString& label : {u"control"_s, u"control_reliable"_s}) {
+    EXPECT_EQ(log_.lines().count(u"[dc] state=3 label="_s + label), 1) << label.toStdString();
+  }
+  EXPECT_TRUE(until([&] { return connected() && cursor_.watches == 2 && count(u"display_info"_s) == 2; }));
+}
+
 TEST_F(SessionPeerTest, sendsVideoDespiteTheSecondVideoSection) {
   loadViewer();
   ASSERT_TRUE(until([&] { return viewer_ && viewer_->frames() > 5; }));

@@ -261,11 +261,20 @@ void ViewerPeer::addCandidate(const IceCandidate& candidate) { side_->addCandida
 
 void ViewerPeer::openChannel(const QString& label) { side_->openChannel(label); }
 
+void ViewerPeer::closeChannel(const QString& label) {
+  if (const auto channel = side_->newest(label)) channel->Close();
+}
+
 QList<SeenChannel> ViewerPeer::channels() const { return side_->channels(); }
 
 bool ViewerPeer::isOpen(const QString& label) const {
   const auto channel = side_->newest(label);
   return channel && channel->state() == webrtc::DataChannelInterface::kOpen;
+}
+
+bool ViewerPeer::isClosed(const QString& label) const {
+  const auto channel = side_->newest(label);
+  return channel && channel->state() == webrtc::DataChannelInterface::kClosed;
 }
 
 bool ViewerPeer::send(const QString& label, const QByteArray& data, bool binary) {

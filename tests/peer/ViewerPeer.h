@@ -38,11 +38,15 @@ class ViewerPeer {
   // A candidate of the host; ignored when the library cannot read it.
   void addCandidate(const IceCandidate& candidate);
 
+  // Closes the newest channel with this label.
+  void closeChannel(const QString& label);
   // Opens a channel of this side's own.
   void openChannel(const QString& label);
 
   QList<SeenChannel> channels() const;
+  // States of the newest channel with this label.
   bool isOpen(const QString& label) const;
+  bool isClosed(const QString& label) const;
   // Sends on the newest channel with this label. False when that is not open or refuses.
   bool send(const QString& label, const QByteArray& data, bool binary = false);
   quint64 bufferedAmount(const QString& label) const;

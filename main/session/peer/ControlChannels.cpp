@@ -7,6 +7,10 @@ namespace {
 
 constexpr int kControlPacketLifeTimeMs = 70;
 
+void logState(ControlChannel channel, ChannelState state) {
+  logLine(QStringLiteral("[dc] state=%1 label=").arg(static_cast<int>(state)) + labelOf(channel));
+}
+
 }  // namespace
 
 ControlChannels::ControlChannels(PeerConnection& peer, Events events)
@@ -29,9 +33,9 @@ void ControlChannels::createOrRefreshDataChannels() {
 
 void ControlChannels::refresh(ControlChannel channel) {
   std::unique_ptr<DataChannel>& held = field(channel);
-  if (held && held->state() != ChannelState::closed) return;
-  if (held) held->close();
-  held.reset();
+  // One that closed is replaced when its report is handled, with all that came before it, and not earlier: whoever
+  // replaces it takes its report away.
+  if (held) return;
 
   DataChannelConfig config;
   if (channel == ControlChannel::control) {
@@ -58,7 +62,7 @@ void ControlChannels::refresh(ControlChannel channel) {
 }
 
 void ControlChannels::dataChannelDidChangeState(ControlChannel channel, ChannelState state) {
-  logLine(QStringLiteral("[dc] state=%1 label=").arg(static_cast<int>(state)) + labelOf(channel));
+  logState(channel, state);
   if (state == ChannelState::open) {
     events_.opened(channel);
   } else if (state == ChannelState::closed) {
@@ -70,6 +74,15 @@ void ControlChannels::dataChannelDidChangeState(ControlChannel channel, ChannelS
     field(channel).reset();
     createOrRefreshDataChannels();
     events_.renegotiate();
+  }
+}
+
+void ControlChannels::endAll() {
+  for (const ControlChannel channel : {ControlChannel::control, ControlChannel::reliable}) {
+    if (!field(channel)) continue;
+    logState(channel, ChannelState::closed);
+    events_.closed(channel);
+    field(channel).reset();
   }
 }
 

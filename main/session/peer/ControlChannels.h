@@ -10,7 +10,7 @@
 
 namespace vantora {
 
-// Keeps both channels alive: a channel that closed is replaced at once. Thread: main. Owner: the
+// Keeps both channels alive: a channel that reports its closing is replaced at once. Thread: main. Owner: the
 // PeerLink of one connection; dies with it.
 class ControlChannels final : public ControlOutlet {
  public:
@@ -29,9 +29,11 @@ class ControlChannels final : public ControlOutlet {
   ControlChannels(const ControlChannels&) = delete;
   ControlChannels& operator=(const ControlChannels&) = delete;
 
-  // Ensures that both channels exist and are not closed; a channel that is connecting, open or
-  // closing is kept.
+  // Ensures that both channels exist. One that has closed and whose report is still on its way is kept until the report
+  // is handled, which replaces it and asks for another offer.
   void createOrRefreshDataChannels();
+  // Before the connection goes: reports both channels as closed and replaces neither.
+  void endAll();
 
   bool exists(ControlChannel channel) const override;
   bool isOpen(ControlChannel channel) const override;

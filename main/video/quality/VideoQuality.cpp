@@ -210,7 +210,8 @@ void VideoQuality::handleClientPrefs(const JsonObject& message) {
     applyQualityPreset(*quality);
   }
   if (const auto fps = integerField(*prefs, "fps"_L1)) applyVideoParams({}, fps, {}, {});
-  logLine(u"[prefs] applied from client: quality=%1 fps=%2"_s.arg(currentQualityPreset_).arg(lastTarget_.fps));
+  logLine(u"[prefs] applied from client: quality="_s + currentQualityPreset_ + u" fps="_s +
+          QString::number(lastTarget_.fps));
 }
 
 }  // namespace vantora

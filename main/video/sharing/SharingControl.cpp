@@ -30,8 +30,13 @@ std::unique_ptr<SyntheticVideo> SharingControl::makeFittedSynthetic() {
   const VideoEnvironment video = readVideoEnvironment(environment_);
   const QSize size =
       fitToDisplay(QSize(video.width, video.height), primaryDisplayPixelSize(displays_.list(), displayIndexUsed_));
-  auto source = factory_.synthetic(video.fps, size.width(), size.height());
+  return makeSynthetic(video.fps, size.width(), size.height());
+}
+
+std::unique_ptr<SyntheticVideo> SharingControl::makeSynthetic(int fps, int width, int height) {
+  auto source = factory_.synthetic(fps, width, height);
   source->setActive(viewerConnected_);
+  source->setOnTrack(!sharingEnabled_);
   return source;
 }
 
@@ -75,6 +80,7 @@ void SharingControl::startSharing() {
                       [weak = std::weak_ptr(self_)] {
                         if (const auto self = weak.lock()) (*self)->callbacks_.displayResized();
                       }};
+  if (dummy_) dummy_->setOnTrack(false);
   screenSource_ = factory_.screen(video.width, video.height, video.fps, displayIndexUsed_, std::move(news));
   screenSource_->setActive(viewerConnected_);
   callbacks_.input.setTargetScreen(displayIndexUsed_);
@@ -127,8 +133,7 @@ bool SharingControl::selectDisplay(int index) {
 }
 
 void SharingControl::rebuildSynthetic(int width, int height, int fps) {
-  std::unique_ptr<SyntheticVideo> fresh = factory_.synthetic(fps, width, height);
-  fresh->setActive(viewerConnected_);
+  std::unique_ptr<SyntheticVideo> fresh = makeSynthetic(fps, width, height);
   if (dummy_) dummy_->stop();
   fresh->start();
   if (videoSender_ && !screenSource_) videoSender_->replaceTrack(*fresh);

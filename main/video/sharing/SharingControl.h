@@ -57,7 +57,7 @@ class SharingControl {
   // screen is being captured.
   bool selectDisplay(int index);
 
-  // A new synthetic source of this size and rate takes the track, started at once.
+  // A new synthetic source of this size and rate takes the track, unless that is the screen's; started at once.
   void rebuildSynthetic(int width, int height, int fps);
   // Resizes the capture; does nothing without one.
   void reconfigureScreen(int width, int height, int fps);
@@ -72,6 +72,8 @@ class SharingControl {
  private:
   void notifyClientPermission(const QString& permission);
   std::unique_ptr<SyntheticVideo> makeFittedSynthetic();
+  // One that makes frames, once started, while the screen is not shared and a viewer is there.
+  std::unique_ptr<SyntheticVideo> makeSynthetic(int fps, int width, int height);
   void screenStarted();
 
   Environment environment_;

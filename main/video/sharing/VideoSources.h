@@ -14,8 +14,10 @@ class SyntheticVideo : public VideoTrackSource {
  public:
   virtual void start() = 0;
   virtual void stop() = 0;
-  // False: frames are not handed to the encoder.
+  // Whether frames can reach a viewer. False: none is handed to the encoder.
   virtual void setActive(bool active) = 0;
+  // Whether the track is this source's. False: started or not, it makes no frame. True at first.
+  virtual void setOnTrack(bool onTrack) = 0;
 };
 
 // The captured screen. Main thread.

@@ -100,11 +100,8 @@ void DummyVideoSource::generate() {
 }
 
 void DummyVideoSource::pushFrame() {
-  // Nobody would see it. It counts all the same: the rate that is reported is the one asked for.
-  if (!native_->source->active()) {
-    native_->framesSent.fetch_add(1);
-    return;
-  }
+  // Nobody would see it. Who logs the rate wants that of the source, with or without a viewer.
+  if (!onTrack_.load() || !(debug_ || native_->source->active())) return;
   const auto frame = native_->pool->CreateI420Buffer(width_, height_);
   if (!frame) return;
   const std::chrono::nanoseconds now = unixNow();
@@ -119,6 +116,8 @@ void DummyVideoSource::pushFrame() {
 void DummyVideoSource::report() {
   logLine(u"sent fps: %1 (%2x%3)"_s.arg(native_->framesSent.exchange(0)).arg(width_).arg(height_));
 }
+
+void DummyVideoSource::setOnTrack(bool onTrack) { onTrack_.store(onTrack); }
 
 void DummyVideoSource::setActive(bool active) {
   thread_.check("DummyVideoSource::setActive");

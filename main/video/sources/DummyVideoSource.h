@@ -1,6 +1,7 @@
 // A test pattern as a video source.
 #pragma once
 
+#include <atomic>
 #include <condition_variable>
 #include <cstdint>
 #include <memory>
@@ -33,14 +34,15 @@ class DummyVideoSource final : public SyntheticVideo {
   void start() override;
   // No frame comes after the return. start() begins again.
   void stop() override;
-  // While inactive the frames are made but not handed on. Active at first.
+  // While inactive no frame reaches the encoder, and none is made unless the rate is logged. Active at first.
   void setActive(bool active) override;
+  void setOnTrack(bool onTrack) override;
 
   // The size and rate of the frames, after clamping.
   int width() const { return width_; }
   int height() const { return height_; }
   int fps() const { return fps_; }
-  // Frames handed on since the last report, or since the beginning without reports. Any thread.
+  // Frames that were made and handed on since the last report, or since the beginning without reports. Any thread.
   std::int64_t framesSent() const;
 
  private:
@@ -56,6 +58,7 @@ class DummyVideoSource final : public SyntheticVideo {
   const int height_;
   const int fps_;
   std::unique_ptr<Native> native_;
+  std::atomic<bool> onTrack_{true};
 
   std::mutex mutex_;
   std::condition_variable stopSignal_;

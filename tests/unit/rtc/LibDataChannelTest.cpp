@@ -12,32 +12,45 @@ namespace {
 // The library's end, played by the test.
 class Wire : public webrtc::DataChannelInterface {
  public:
-  void RegisterObserver(webrtc::DataChannelObserver* observer) override { observer_ = observer; }
+  void RegisterObserver(webrtc::DataChannelObserver* observer) override {
+    observer_ = observer;
+    for (const std::string& text : std::exchange(waiting_, {})) receive(text);
+    if (const auto during = std::exchange(duringRegistration_, {})) during();
+  }
   void UnregisterObserver() override { observer_ = nullptr; }
   std::string label() const override { return "control"; }
   bool reliable() const override { return true; }
   int id() const override { return 1; }
-  DataState state() const override { return closed_ ? kClosed : kOpen; }
+  DataState state() const override { return state_; }
   uint32_t messages_sent() const override { return 0; }
   uint64_t bytes_sent() const override { return 0; }
   uint32_t messages_received() const override { return 0; }
   uint64_t bytes_received() const override { return 0; }
   uint64_t buffered_amount() const override { return 0; }
-  void Close() override { closed_ = true; }
+  void Close() override { state_ = kClosed; }
   bool Send(const webrtc::DataBuffer&) override { return false; }
 
   void receive(const std::string& text) { observer_->OnMessage(webrtc::DataBuffer(text)); }
-  bool closed() const { return closed_; }
+  void change(DataState to) {
+    state_ = to;
+    if (observer_) observer_->OnStateChange();
+  }
+  bool closed() const { return state_ == kClosed; }
+  // Came before there was an observer.
+  void keep(const std::string& text) { waiting_.push_back(text); }
+  void beforeRegistrationReturns(std::function<void()> task) { duringRegistration_ = std::move(task); }
 
  private:
   webrtc::DataChannelObserver* observer_ = nullptr;
-  bool closed_ = false;
+  DataState state_ = kOpen;
+  std::vector<std::string> waiting_;
+  std::function<void()> duringRegistration_;
 };
 
 class LibDataChannelTest : public testing::Test {
  protected:
+  static void SetUpTestSuite() { testing_loop::ensureApplication(); }
   LibDataChannelTest() {
-    testing_loop::ensureApplication();
     channel_.setEvents({.stateChanged = {}, .message = [this](const QByteArray& data, bool) { got_.append(data); }});
   }
 
@@ -51,6 +64,50 @@ TEST_F(LibDataChannelTest, deliversInOrderOnMain) {
   EXPECT_TRUE(got_.isEmpty());
   ASSERT_TRUE(testing_loop::waitFor([this] { return got_.size() == 1000; }));
   for (int i = 0; i < 1000; ++i) EXPECT_EQ(got_[i], QByteArray::number(i));
+}
+
+// What a channel tells from its making to its closing, with `begin` before the making and `go` after it.
+class LibDataChannelStatesTest : public testing::Test {
+ protected:
+  static void SetUpTestSuite() { testing_loop::ensureApplication(); }
+  QStringList told(const std::function<void(Wire&)>& begin, const std::function<void(Wire&)>& go) {
+    const rtc::scoped_refptr<rtc::RefCountedObject<Wire>> wire(new rtc::RefCountedObject<Wire>());
+    QStringList events;
+    begin(*wire);
+    LibDataChannel channel(wire, nullptr);
+    channel.setEvents(
+        {.stateChanged = [&](ChannelState state) { events.append(QString::number(static_cast<int>(state))); },
+         .message = [&](const QByteArray& data, bool) { events.append(QString::fromUtf8(data)); }});
+    go(*wire);
+    wire->change(webrtc::DataChannelInterface::kClosed);
+    EXPECT_TRUE(testing_loop::waitFor([&] { return events.contains(u"3"_s); }));
+    return events;
+  }
+};
+
+TEST_F(LibDataChannelStatesTest, tellTheStateThatTheChannelBeganWith) {
+  using Lib = webrtc::DataChannelInterface;
+  const auto nothing = [](Wire&) {};
+  EXPECT_EQ(told(nothing, nothing), (QStringList{u"1"_s, u"3"_s}));
+  EXPECT_EQ(told([](Wire& wire) { wire.change(Lib::kClosed); }, nothing), (QStringList{u"3"_s}));
+  EXPECT_EQ(told([](Wire& wire) { wire.change(Lib::kConnecting); }, [](Wire& wire) { wire.change(Lib::kOpen); }),
+            (QStringList{u"1"_s, u"3"_s}));
+}
+
+TEST_F(LibDataChannelStatesTest, comeOnceWhenTheChannelOpensWhileItIsBeingTakenOver) {
+  using Lib = webrtc::DataChannelInterface;
+  EXPECT_EQ(told(
+                [](Wire& wire) {
+                  wire.change(Lib::kConnecting);
+                  wire.beforeRegistrationReturns([&wire] { wire.change(Lib::kOpen); });
+                },
+                [](Wire& wire) { wire.change(Lib::kOpen); }),
+            (QStringList{u"1"_s, u"3"_s}));
+}
+
+TEST_F(LibDataChannelStatesTest, comeBeforeTheMessagesThatWaited) {
+  EXPECT_EQ(told([](Wire& wire) { wire.keep("early"); }, [](Wire& wire) { wire.receive("late"); }),
+            (QStringList{u"1"_s, u"early"_s, u"late"_s, u"3"_s}));
 }
 
 TEST_F(LibDataChannelTest, closesOnAFloodOfEmptyMessages) {

@@ -11,6 +11,14 @@ namespace {
 
 class HostSignallingTest : public HostFixture {
  protected:
+  // The channel closed and the library would not make another one, but would now.
+  void loseForGood(fakes::FakeChannel& channel) {
+    peer().refusesChannels = true;
+    channel.close();
+    peer().refusesChannels = false;
+    peer().settle();
+    forget();
+  }
   int offers() {
     peer().settle();
     return static_cast<int>(signalled().count(u"offer"_s));
@@ -29,7 +37,7 @@ TEST_F(HostSignallingTest, ignoresWhatIsNoMessage) {
 
 TEST_F(HostSignallingTest, offersAgainWithFreshChannelsWhenTheLineComesBack) {
   connectViewer();
-  peer().control().state = ChannelState::closed;
+  loseForGood(peer().control());
   sockets_.last().failReceiving(u"gone"_s);
   scheduler_.advance(500ms);
   EXPECT_EQ(journal_.with("peer: create"_L1),
@@ -55,8 +63,7 @@ TEST_F(HostSignallingTest, renegotiatesOnRequest) {
   start();
   peer().settle();
   signal({{u"type"_s, u"ice"_s}, {u"candidate"_s, JsonObject{{u"candidate"_s, u"early"_s}}}});
-  peer().reliable().state = ChannelState::closed;
-  forget();
+  loseForGood(peer().reliable());
   signal({{u"type"_s, u"renegotiate"_s}});
   EXPECT_EQ(journal_.with("peer:"_L1),
             (QStringList{u"peer: createDataChannel control_reliable"_s, u"peer: createOffer"_s}));
@@ -107,6 +114,81 @@ TEST_F(HostSignallingTest, handsChatAndReactionsOn) {
   EXPECT_EQ(shown, (QStringList{u"Chat from ?"_s, u"? hi"_s, u"Reaction from B"_s, u"b \u2705"_s}));
 }
 
+// Channels whose closing is known to the library and still on its way to the session
+
+class HostLateClosingTest : public HostFixture, public testing::WithParamInterface<int> {
+ protected:
+  // What may be handled before the report.
+  void meanwhile() {
+    switch (GetParam()) {
+      case 0:
+        return signal({{u"type"_s, u"renegotiate"_s}});
+      case 1:
+        sockets_.last().failReceiving(u"gone"_s);
+        return scheduler_.advance(500ms);
+      default:
+        peer().reportIce(IceState::failed);
+    }
+  }
+};
+
+TEST_P(HostLateClosingTest, areHandledAllTheSame) {
+  connectInControl();
+  holdAButton();
+  ASSERT_TRUE(cursor_.watched());
+  const auto control = peer().channels[0];
+  const auto reliable = peer().channels[1];
+  control->state = ChannelState::closed;
+  reliable->state = ChannelState::closed;
+  meanwhile();
+  peer().settle();
+  forget();
+  control->close();
+  reliable->close();
+  peer().settle();
+  EXPECT_EQ(
+      journal_.with("log: [dc]"_L1),
+      (QStringList{
+          u"log: [dc] state=3 label=control"_s, u"log: [dc] created label=control (unordered,maxPacketLifeTime=70ms)"_s,
+          u"log: [dc] state=3 label=control_reliable"_s, u"log: [dc] created label=control_reliable (reliable)"_s}));
+  EXPECT_FALSE(host_->authorisation().controlEnabled());
+  EXPECT_FALSE(host_->authorisation().controlAuthed());
+  EXPECT_TRUE(input_.heldButtons.empty());
+  EXPECT_FALSE(cursor_.watched());
+  const int looks = cursor_.looks;
+  scheduler_.advance(5s);
+  EXPECT_EQ(cursor_.looks, looks);
+  // Fresh ones serve the viewer.
+  EXPECT_EQ(peer().channels.size(), 4U);
+  peer().control().open();
+  peer().reliable().open();
+  scheduler_.advance(1s);
+  EXPECT_TRUE(cursor_.watched());
+  EXPECT_EQ(peer().reliable().types().count(u"host_stats"_s), 5);
+}
+
+INSTANTIATE_TEST_SUITE_P(Renegotiate, HostLateClosingTest, testing::Values(0));
+INSTANTIATE_TEST_SUITE_P(LineComesBack, HostLateClosingTest, testing::Values(1));
+INSTANTIATE_TEST_SUITE_P(IceRecovers, HostLateClosingTest, testing::Values(2));
+
+TEST_F(HostSignallingTest, handlesTheClosingOfAChannelWhoseConnectionIsReplacedMeanwhile) {
+  connectInControl();
+  holdAButton();
+  signal({{u"type"_s, u"renegotiate"_s}});
+  peer().settle();
+  const auto reliable = peer().channels[1];
+  reliable->state = ChannelState::closed;
+  forget();
+  answer(u"BB"_s, u"u2"_s);
+  EXPECT_EQ(logged().count(u"[dc] state=3 label=control_reliable"_s), 1);
+  EXPECT_FALSE(host_->authorisation().controlAuthed());
+  EXPECT_TRUE(input_.heldButtons.empty());
+  EXPECT_FALSE(cursor_.watched());
+  forget();
+  reliable->close();  // Nobody is left to hear it.
+  EXPECT_TRUE(logged().isEmpty());
+}
+
 // Another viewer
 
 TEST_F(HostSignallingTest, buildsANewConnectionForAnotherViewer) {
@@ -123,7 +205,9 @@ TEST_F(HostSignallingTest, buildsANewConnectionForAnotherViewer) {
   EXPECT_FALSE(host_->authorisation().controlEnabled());
   EXPECT_FALSE(host_->authorisation().controlAuthed());
   EXPECT_TRUE(input_.heldButtons.empty());
-  EXPECT_TRUE(logged().contains(u"[control] reset state on channel close"_s));
+  // The old viewer's channels went with its connection.
+  EXPECT_EQ(journal_.with("log: [dc] state=3"_L1).size(), 2);
+  EXPECT_EQ(logged().count(u"[control] reset state on channel close"_s), 2);
   EXPECT_EQ(host_->getICEStateLabel(), u"new"_s);
   EXPECT_EQ(offers(), 1);
   EXPECT_EQ(peer().channels.size(), 2U);
@@ -209,9 +293,9 @@ TEST_F(HostSignallingTest, restartsIceOnceAfterALastingDisconnection) {
   EXPECT_EQ(peer().restarts, 1);
 }
 
-TEST_F(HostSignallingTest, refreshesClosedChannelsWhenItRecovers) {
+TEST_F(HostSignallingTest, refreshesLostChannelsWhenItRecovers) {
   connectViewer();
-  peer().control().state = ChannelState::closed;
+  loseForGood(peer().control());
   peer().reportIce(IceState::failed);
   EXPECT_EQ(journal_.with("peer: create"_L1),
             (QStringList{u"peer: createDataChannel control"_s, u"peer: createOffer"_s}));
@@ -227,10 +311,12 @@ TEST_F(HostSignallingTest, rebuildsTheConnectionWhereIceCannotBeRestarted) {
   forget();
   peer().reportIce(IceState::failed);
   ASSERT_EQ(factory_.peers.size(), 2U);
-  EXPECT_EQ(journal_.entries().first(5),
-            (QStringList{u"log: ICE state: failed (4)"_s, u"log: [ice] restartIce not available → rebuilding peer"_s,
-                         u"log: [control] reset state on channel close"_s, u"peer: close"_s,
-                         u"factory: createPeerConnection"_s}));
+  EXPECT_EQ(
+      journal_.entries().first(8),
+      (QStringList{u"log: ICE state: failed (4)"_s, u"log: [ice] restartIce not available → rebuilding peer"_s,
+                   u"log: [dc] state=3 label=control"_s, u"log: [control] reset state on channel close"_s,
+                   u"log: [dc] state=3 label=control_reliable"_s, u"log: [control] reset state on channel close"_s,
+                   u"peer: close"_s, u"factory: createPeerConnection"_s}));
   EXPECT_EQ(journal_.entries().last(), u"peer: createOffer"_s);
   EXPECT_EQ(offers(), 1);
   EXPECT_TRUE(host_->isSharingEnabled());

@@ -1,3 +1,5 @@
+#include <QRegularExpression>
+
 #include "tests/unit/session/HostFixture.h"
 
 using namespace std::chrono_literals;
@@ -35,6 +37,22 @@ TEST_F(HostStartupTest, startsEverythingInOrder) {
                                           u"screen 1: start"_s,
                                           u"peer: createOffer"_s,
                                           u"log: [control] PIN: 000042"_s}));
+}
+
+TEST_F(HostStartupTest, limitsTheFirstSenderToTheBitRateItTells) {
+  for (const QString& configured : {u""_s, u"800"_s, u"20000"_s}) {
+    variables_ = {{"MAX_KBPS", configured}};
+    const int kbps = configured.isEmpty() ? 3000 : configured.toInt();
+    start();
+    peer().settle();
+    EXPECT_EQ(peer().sender().maxBitrateBps, kbps * 1000);
+    EXPECT_EQ(peer().sender().maxFramerate, 60);
+    ASSERT_FALSE(peer().localOffers.isEmpty());
+    static const QRegularExpression kHint(u"x-google-max-bitrate=(\\d+)"_s);
+    EXPECT_EQ(kHint.match(peer().localOffers.last()).captured(1).toInt(), kbps);
+    peer().reliable().open();
+    EXPECT_EQ(heard().last().value(u"maxKbps"_s), QJsonValue(kbps));
+  }
 }
 
 TEST_F(HostStartupTest, joinsBeforeItOffersAndOffersOnce) {

@@ -61,8 +61,7 @@ TEST_F(ControlChannelsTest, keepsChannelsThatAreNotClosed) {
 
 TEST_F(ControlChannelsTest, replacesOnlyTheClosedChannel) {
   channels_->createOrRefreshDataChannels();
-  peer().reliable().state = ChannelState::closed;
-  channels_->createOrRefreshDataChannels();
+  peer().reliable().close();
   ASSERT_EQ(peer().channels.size(), 3U);
   EXPECT_TRUE(peer().channels[1]->destroyed);
   EXPECT_EQ(peer().channels[2]->label, u"control_reliable"_s);
@@ -107,16 +106,40 @@ TEST_F(ControlChannelsTest, replacesAChannelThatClosedAndAsksForAnOffer) {
   EXPECT_TRUE(channels_->exists(ControlChannel::control));
 }
 
-TEST_F(ControlChannelsTest, replacesBothWhenBothHaveClosed) {
+TEST_F(ControlChannelsTest, replacesEachOfTwoThatClosedTogetherWhenItSaysSo) {
   channels_->createOrRefreshDataChannels();
   const auto reliable = peer().channels[1];
   reliable->state = ChannelState::closed;
-  peer().control().close();
-  ASSERT_EQ(peer().channels.size(), 4U);
   journal_.take();
-  reliable->close();  // The late report of a channel that was replaced.
-  EXPECT_TRUE(journal_.take().isEmpty());
+  peer().control().close();
+  EXPECT_EQ(journal_.take(),
+            (QStringList{u"[dc] state=3 label=control"_s, u"closed control"_s, u"peer: createDataChannel control"_s,
+                         u"[dc] created label=control (unordered,maxPacketLifeTime=70ms)"_s, u"renegotiate"_s}));
+  // Whatever asks for fresh channels meanwhile: what it said before its closing counts, and so does the closing.
+  channels_->createOrRefreshDataChannels();
+  reliable->deliver("last words");
+  reliable->close();
+  EXPECT_EQ(journal_.take(),
+            (QStringList{u"message control_reliable last words 0"_s, u"[dc] state=3 label=control_reliable"_s,
+                         u"closed control_reliable"_s, u"peer: createDataChannel control_reliable"_s,
+                         u"[dc] created label=control_reliable (reliable)"_s, u"renegotiate"_s}));
+  EXPECT_TRUE(reliable->destroyed);
   EXPECT_EQ(peer().channels.size(), 4U);
+}
+
+TEST_F(ControlChannelsTest, reportsItsChannelsClosedBeforeTheirConnectionGoes) {
+  channels_->createOrRefreshDataChannels();
+  peer().control().open();
+  const auto reliable = peer().channels[1];
+  reliable->state = ChannelState::closed;  // Its own report is on its way.
+  journal_.take();
+  channels_->endAll();
+  reliable->close();
+  EXPECT_EQ(journal_.take(), (QStringList{u"[dc] state=3 label=control"_s, u"closed control"_s,
+                                          u"[dc] state=3 label=control_reliable"_s, u"closed control_reliable"_s}));
+  EXPECT_FALSE(channels_->exists(ControlChannel::control));
+  channels_->endAll();
+  EXPECT_TRUE(journal_.take().isEmpty());
 }
 
 TEST_F(ControlChannelsTest, mayDieInsideItsOwnReport) {

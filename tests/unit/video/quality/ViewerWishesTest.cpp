@@ -90,6 +90,14 @@ TEST_F(ViewerWishesTest, tellsAChangeOfTheClientsQualityByItsFiguresAlone) {
   EXPECT_EQ(logged().filter(u"[quality] changed"_s).size(), 1);
 }
 
+TEST_F(ViewerWishesTest, printsANameThatLooksLikeAPlaceholderAsItIs) {
+  for (const QString& name : {u"%1"_s, u"%2"_s, u"%L1%3%99"_s}) {
+    prefs(JsonObject{{u"quality"_s, name}, {u"fps"_s, 24}});
+    EXPECT_EQ(logged().last(), u"log: [prefs] applied from client: quality="_s + name + u" fps=24"_s);
+    EXPECT_TRUE(logged().filter(u"[quality] changed"_s).last().endsWith(u" preset="_s + name));
+  }
+}
+
 TEST_F(ViewerWishesTest, keepsTheBeginningOfAVeryLongName) {
   prefs(JsonObject{{u"quality"_s, QString(250'000, u'q')}});
   EXPECT_EQ(quality_.currentQualityPreset(), QString(64, u'q'));
@@ -101,6 +109,20 @@ TEST_F(ViewerWishesTest, changesTheRateAloneWithTheSizeKept) {
   prefs(JsonObject{{u"fps"_s, 60}});
   EXPECT_EQ(quality_.lastTarget(), (VideoTarget{1280, 720, 60, 5529}));
   EXPECT_EQ(quality_.currentQualityPreset(), u"auto"_s);
+}
+
+TEST_F(ViewerWishesTest, takesARateOfThePreferencesLikeOneOfTheParameters) {
+  for (const int fps : {1, 24, 120}) {
+    quality_.applyQualityPreset(u"high"_s);
+    prefs(JsonObject{{u"fps"_s, fps}});
+    const VideoTarget byPreferences = quality_.lastTarget();
+    const auto bps = sender().maxBitrateBps;
+    quality_.applyQualityPreset(u"high"_s);
+    quality_.applyVideoParams({}, fps, {}, {});
+    EXPECT_EQ(quality_.lastTarget(), byPreferences);
+    EXPECT_EQ(sender().maxBitrateBps, bps);
+    EXPECT_EQ(byPreferences, (VideoTarget{1920, 1080, fps, derivedKbps(1920, 1080, fps)}));
+  }
 }
 
 TEST_F(ViewerWishesTest, logsEmptyPreferencesWithoutAnEffect) {

@@ -257,6 +257,33 @@ TEST_F(SharingControlTest, makesPicturesOnlyWhileAViewerIsConnected) {
   EXPECT_FALSE(sources_.synthetic().active);
 }
 
+TEST_F(SharingControlTest, paintsTheTestPictureOnlyWhileItHasTheTrack) {
+  environment_ = {{"SHARE_IDLE_VIDEO", u"1"_s}};
+  start();
+  sharing_.setViewerConnected(true);
+  EXPECT_TRUE(sources_.synthetic().paints());
+  sharing_.rebuildSynthetic(3840, 2160, 60);
+  EXPECT_TRUE(sources_.synthetic().paints());
+  sharing_.startSharing();
+  EXPECT_FALSE(sources_.synthetic().paints());
+  // A preset that comes before the capture has started.
+  sharing_.rebuildSynthetic(640, 480, 15);
+  EXPECT_FALSE(sources_.synthetic().paints());
+  sources_.screen().finishStart();
+  // Another connection.
+  sharing_.detachSender();
+  videoSender_.reset();
+  const auto next = factory_.createPeerConnection({}, {});
+  sharing_.startVideoSource(*next, videoSender_);
+  sharing_.setViewerConnected(false);
+  sharing_.setViewerConnected(true);
+  EXPECT_TRUE(sources_.synthetic().started);
+  EXPECT_FALSE(sources_.synthetic().paints());
+  sharing_.stopSharing();
+  EXPECT_TRUE(sources_.synthetic().paints());
+  videoSender_.reset();
+}
+
 TEST_F(SharingControlTest, passesARefreshToTheCapture) {
   start();
   sharing_.refresh();  // Nothing captures: nothing to do.

@@ -103,6 +103,29 @@ TEST_F(DummyVideoSourceTest, countsItsFrames) {
   EXPECT_TRUE(pumpUntil([&] { return source.framesSent() >= 10; }));
 }
 
+TEST_F(DummyVideoSourceTest, countsNoFrameThatNobodyWouldSee) {
+  DummyVideoSource source(120, 64, 64, Environment::of({}));
+  source.setActive(false);
+  source.start();
+  pumpFor(100ms);
+  EXPECT_EQ(source.framesSent(), 0);
+  source.setActive(true);
+  EXPECT_TRUE(pumpUntil([&] { return source.framesSent() > 0; }));
+}
+
+TEST_F(DummyVideoSourceTest, makesNoFrameWhileTheTrackIsAnothers) {
+  LockedLog log;
+  DummyVideoSource source(120, 64, 64, Environment::of({{"DUMMY_DEBUG", "1"}}));
+  FrameSink sink(source.native());
+  source.setOnTrack(false);
+  source.start();
+  // It goes on reporting, a whole second without a frame.
+  ASSERT_TRUE(pumpUntil([&] { return log.count(u"sent fps: 0 (64x64)") > 0; }));
+  EXPECT_EQ(sink.count(), 0U);
+  source.setOnTrack(true);
+  EXPECT_TRUE(pumpUntil([&] { return sink.count() > 0 && source.framesSent() > 0; }));
+}
+
 TEST_F(DummyVideoSourceTest, hasOneGeneratorAfterTwoStarts) {
   DummyVideoSource source(60, 64, 64, Environment::of({}));
   source.start();
@@ -146,6 +169,16 @@ TEST_F(DummyVideoSourceTest, reportsItsRateOnceASecondWhenAskedTo) {
   const auto passed = std::chrono::steady_clock::now() - begin;
   EXPECT_GE(passed, log.lines().size() * 1s);
   EXPECT_EQ(log.count(u"sent fps: "), log.lines().size());
+}
+
+TEST_F(DummyVideoSourceTest, reportsItsRateWithoutAViewerToo) {
+  LockedLog log;
+  DummyVideoSource source(15, 64, 64, Environment::of({{"DUMMY_DEBUG", "1"}}));
+  FrameSink sink(source.native());
+  source.setActive(false);
+  source.start();
+  EXPECT_TRUE(pumpUntil([&] { return log.count(u"sent fps: 15 (64x64)") > 0; }));
+  EXPECT_EQ(sink.count(), 0U);
 }
 
 TEST_F(DummyVideoSourceTest, reportsNothingUnlessAskedTo) {
