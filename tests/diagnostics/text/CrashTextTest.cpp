@@ -148,6 +148,7 @@ TEST(CrashTextTest, aCrashThatTheKernelToldOfAsWellCountsOnce) {
 
 TEST(CrashTextTest, listsTheFiveNewest) {
   std::vector<Crash> all;
+  all.reserve(8);
   for (int i = 0; i < 8; ++i) all.push_back(crash(u"app%1"_s.arg(i), i));
   const QJsonArray recent = recentCrashes(all);
   ASSERT_EQ(recent.size(), 5);
@@ -159,6 +160,7 @@ TEST(CrashTextTest, listsTheFiveNewest) {
 
 TEST(CrashTextTest, countsTheLatestFiftyAndRanksFive) {
   std::vector<Crash> all;
+  all.reserve(90);
   for (int i = 0; i < 50; ++i) all.push_back(crash(i < 30 ? u"often"_s : u"app%1"_s.arg(i % 10), i));
   for (int i = 0; i < 40; ++i) all.push_back(crash(u"long ago"_s, 100 + i));
   const QJsonArray repeat = repeatedCrashes(all);

@@ -1,4 +1,6 @@
 // The pointer on a screen that is turned or mirrored.
+#include <gtest/gtest.h>
+
 #include <QPoint>
 #include <QSize>
 #include <tuple>
