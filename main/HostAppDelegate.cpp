@@ -73,7 +73,8 @@ void HostAppDelegate::startDesktop() {
                                          const QString& body) { desktop_.deliverHostNotification(title, body); }});
   desktop_.start({.state = [this] { return hostState(); },
                   .requested = [this](const FaceRequest& request) { carryOut(request); },
-                  .sendChat = [this](const QString& text) { host_->sendChat(text); }});
+                  .sendChat = [this](const QString& text) { host_->sendChat(text); }},
+                 info_.value("VANTORA_PANEL_AUTO") != QStringLiteral("0"));
 }
 
 HostState HostAppDelegate::hostState() const {

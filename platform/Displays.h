@@ -16,7 +16,9 @@ struct Display {
   std::uint32_t id = 0;  // The platform's display number; 0: the platform gives none.
   QString name = {};
   QRect bounds = {};
-  double rotationDegrees = 0;  // Clockwise: 0, 90, 180 or 270.
+  // Clockwise turn from the picture's coordinates to the global ones: 0, 90, 180 or 270. 0 where both are those of the
+  // screen as it is seen, however the monitor stands.
+  double rotationDegrees = 0;
   // Frame in points where the platform tells points from pixels; none: the same as `bounds`.
   std::optional<QRectF> frameInPoints = std::nullopt;
 

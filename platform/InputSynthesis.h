@@ -57,6 +57,9 @@ class InputSynthesis {
   virtual ~InputSynthesis() = default;
   // Whether events can be posted at all. May open a display server that has come back.
   virtual bool usable() = 0;
+  // Why events cannot be posted, in words for the log, when usable() has just said so and there is more to say than
+  // that no display server answers; else empty.
+  virtual QString refusal() { return {}; }
   // Moves the pointer to the event's point and presses or releases its button there. A press of a
   // button that is already down ends the earlier press first (its release was lost on the way); a
   // release of a button that this object does not hold only moves the pointer.

@@ -8,4 +8,12 @@ void insistOnFront(std::uint64_t window, const QString& windowSystem) {
   if (windowSystem == QStringLiteral("xcb")) activateX11Window(static_cast<std::uint32_t>(window), {});
 }
 
+void insistOnTop(std::uint64_t window, const QString& windowSystem) {
+  if (windowSystem == QStringLiteral("xcb")) raiseX11Window(static_cast<std::uint32_t>(window), {});
+}
+
+bool windowsAreManaged(const QString& windowSystem) {
+  return windowSystem != QStringLiteral("xcb") || hasX11WindowManager({});
+}
+
 }  // namespace vantora

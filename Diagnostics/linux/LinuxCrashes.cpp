@@ -63,11 +63,33 @@ qsizetype kernelDumps(const Probe& probe) {
   return count;
 }
 
+// Whether somebody has written a journal.
+bool hasJournal(const Probe& probe) {
+  return !probe.names(u"/var/log/journal"_s).isEmpty() || !probe.names(u"/run/log/journal"_s).isEmpty();
+}
+
+// What the kernel said of programs that crashed, in the journal's lines of 30 days; none when that cannot be read:
+// there is no journal, or only administrators and the groups "adm" and "systemd-journal" may see what the kernel says.
+std::optional<std::vector<Crash>> crashesInJournal(const Probe& probe) {
+  const QString tool = probe.tool(u"journalctl"_s);
+  if (tool.isEmpty() || !(probe.exists(u"/var/log/journal"_s) || probe.exists(u"/run/log/journal"_s))) return {};
+  if (!hasJournal(probe)) return std::vector<Crash>();
+  const QString system = tool + " -q --no-pager --system "_L1;
+  const QString lines = probe.plain(
+      system + "-o short-unix -n 100 --since=-30d --grep='segfault at |^traps: ' _TRANSPORT=kernel 2>/dev/null"_L1);
+  // Nothing comes from a journal that cannot be read, and from one in which nothing is told.
+  if (lines.isEmpty() && probe.plain(system + "-o cat -n 1 2>/dev/null"_L1).isEmpty()) return {};
+  return parseKernelCrashes(lines);
+}
+
+// Whether something on this machine files crashes.
+bool keepsReports(const Probe& probe) {
+  return !probe.names(kCores).isEmpty() || probe.exists(kReports) || !probe.tool(u"coredumpctl"_s).isEmpty();
+}
+
 qsizetype panicsInJournal(const Probe& probe) {
   const QString tool = probe.tool(u"journalctl"_s);
-  const bool has_journal =
-      !probe.names(u"/var/log/journal"_s).isEmpty() || !probe.names(u"/run/log/journal"_s).isEmpty();
-  if (tool.isEmpty() || !has_journal) return 0;
+  if (tool.isEmpty() || !hasJournal(probe)) return 0;
   // Of all starts of the machine, not only the present one, in which none can have been.
   return trimmedLines(probe.plain(tool + " -q --no-pager -o cat -n 20 --since=-30d "
                                          "--grep='Kernel panic - not syncing' _TRANSPORT=kernel 2>/dev/null"_L1))
@@ -77,7 +99,11 @@ qsizetype panicsInJournal(const Probe& probe) {
 }  // namespace
 
 QJsonObject crashes(const Probe& probe) {
-  const std::vector<Crash> all = mergedCrashes(storedCrashes(probe), listedCrashes(probe));
+  const auto seenByKernel = crashesInJournal(probe);
+  // Where nothing tells of crashes, empty lists would say that there were none.
+  if (!seenByKernel && !keepsReports(probe)) return {};
+  const std::vector<Crash> all =
+      mergedCrashes(storedCrashes(probe), listedCrashes(probe), seenByKernel.value_or(std::vector<Crash>()));
   return {{u"recent"_s, recentCrashes(all)}, {u"repeat"_s, repeatedCrashes(all)}};
 }
 

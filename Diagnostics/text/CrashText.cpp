@@ -3,6 +3,7 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QMap>
+#include <QRegularExpression>
 #include <algorithm>
 #include <cstdlib>
 
@@ -87,7 +88,34 @@ std::vector<Crash> parseCoredumpctl(const QString& text) {
   return result;
 }
 
-std::vector<Crash> mergedCrashes(const std::vector<Crash>& stored, const std::vector<Crash>& listed) {
+std::vector<Crash> parseKernelCrashes(const QString& text) {
+  // Time, host, "kernel:", the message.
+  static const QRegularExpression line(u"^(\\d{1,12})\\.(\\d{1,6}) \\S+ kernel: (.*)$"_s);
+  // A program chooses its name: it may hold blanks, brackets and what looks like a message. The last place counts.
+  static const QRegularExpression message(
+      u"^(?:(.+)\\[(\\d+)\\]: segfault at [0-9a-f]+ ip |traps: (.+)\\[(\\d+)\\] [a-z0-9 ]+ ip:[0-9a-f]+ )"_s);
+  static const QRegularExpression place(u" in (\\S.*)\\[[0-9a-f]+(?:,[0-9a-f]+)?\\+[0-9a-f]+\\]"_s);
+  std::vector<Crash> result;
+  for (const QString& each : trimmedLines(text)) {
+    const QRegularExpressionMatch parts = line.match(each);
+    if (!parts.hasMatch()) continue;
+    const QString said = parts.captured(3);
+    const QRegularExpressionMatch crash = message.match(said);
+    if (!crash.hasMatch()) continue;
+    const int first = crash.hasCaptured(1) ? 1 : 3;
+    const std::optional<qint64> pid = toInteger(crash.captured(first + 1));
+    if (!pid) continue;
+    const qint64 time =
+        parts.captured(1).toLongLong() * 1'000'000 + parts.captured(2).leftJustified(6, u'0').toLongLong();
+    const QString name = crash.captured(first);
+    const QRegularExpressionMatch file = place.match(said, crash.capturedEnd(0));
+    result.push_back({file.hasMatch() ? file.captured(1) : name, name, fromMicroseconds(time), *pid});
+  }
+  return result;
+}
+
+std::vector<Crash> mergedCrashes(const std::vector<Crash>& stored, const std::vector<Crash>& listed,
+                                 const std::vector<Crash>& seenByKernel) {
   std::vector<Crash> result = stored;
   for (const Crash& crash : listed) {
     const auto known =
@@ -97,6 +125,11 @@ std::vector<Crash> mergedCrashes(const std::vector<Crash>& stored, const std::ve
     } else {
       // The name in a core file's name is cut after fifteen characters.
       known->name = crash.name;
+    }
+  }
+  for (const Crash& crash : seenByKernel) {
+    if (std::none_of(result.begin(), result.end(), [&](const Crash& other) { return isSame(crash, other); })) {
+      result.push_back(crash);
     }
   }
   std::stable_sort(result.begin(), result.end(), [](const Crash& a, const Crash& b) { return a.time > b.time; });

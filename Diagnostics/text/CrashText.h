@@ -11,7 +11,8 @@
 namespace vantora::Diagnostics {
 
 struct Crash {
-  QString file;  // the report; the program where no report was kept
+  // The report; where none was kept the program, or the file in which the kernel says that it crashed.
+  QString file;
   QString name;  // of the crashed program
   QDateTime time;
   qint64 pid = 0;  // 0: not known
@@ -26,8 +27,13 @@ struct Crash {
 // `coredumpctl list --json=short`, or its table with --no-legend.
 [[nodiscard]] std::vector<Crash> parseCoredumpctl(const QString& text);
 
-// The newest first; crashes told of by two sources once, with the file where one of them has it.
-[[nodiscard]] std::vector<Crash> mergedCrashes(const std::vector<Crash>& stored, const std::vector<Crash>& listed);
+// What the kernel says of programs that it ended, as `journalctl -o short-unix` prints it: "NAME[PID]: segfault at ..."
+// and "traps: NAME[PID] ... ip:...". Other lines are left out. Names are cut after fifteen characters by the kernel.
+[[nodiscard]] std::vector<Crash> parseKernelCrashes(const QString& text);
+
+// The newest first; crashes told of by several sources once, with the file where one of them has it.
+[[nodiscard]] std::vector<Crash> mergedCrashes(const std::vector<Crash>& stored, const std::vector<Crash>& listed,
+                                               const std::vector<Crash>& seenByKernel = {});
 // The first five as {"file", "name", "time"}; the time is local, without a zone.
 [[nodiscard]] QJsonArray recentCrashes(const std::vector<Crash>& newestFirst);
 // The five names that stand most often among the first fifty as {"name", "count"}; equal counts by name, backwards.

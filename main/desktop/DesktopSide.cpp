@@ -24,8 +24,9 @@ DesktopSide::DesktopSide(Scheduler& scheduler, const QString& program)
                       clipboard_.disconnected();
                     }}) {}
 
-void DesktopSide::start(Callbacks callbacks) {
+void DesktopSide::start(Callbacks callbacks, bool introduce) {
   callbacks_ = std::move(callbacks);
+  if (introduce) deliver(kept_.add({{u"type"_s, u"introduce"_s}}));
   process_.start();
 }
 

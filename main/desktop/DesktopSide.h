@@ -29,8 +29,9 @@ class DesktopSide {
 
   Clipboard& clipboard() { return clipboard_; }
 
-  // Starts the desktop process for the session behind `callbacks`.
-  void start(Callbacks callbacks);
+  // Starts the desktop process for the session behind `callbacks`. With `introduce` its window comes up by itself where
+  // no tray shows the item: once in the life of the session, however often the process is started.
+  void start(Callbacks callbacks, bool introduce);
   // The state of the session may have changed.
   void changed();
   void presentChat(const QString& from, const QString& text, qint64 ts);
@@ -48,7 +49,7 @@ class DesktopSide {
   std::optional<HostState> told_;
   bool ready_ = false;
   Conversation conversation_;
-  // Notifications and repeated launches.
+  // The introduction, notifications and repeated launches.
   KeptMessages kept_;
   RemoteClipboard clipboard_;
   DesktopProcess process_;

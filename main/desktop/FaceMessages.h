@@ -9,14 +9,15 @@
 namespace vantora {
 
 // Session to desktop: "state" (the fields of HostState), "conversation" {number, lines: [{from, text, ts}], unread} as
-// it stood before, "chat" {number, from, text, ts}, "notify" {number, title, body}, "reopen" {number}.
+// it stood before, "chat" {number, from, text, ts}, "notify" {number, title, body}, "reopen" {number}, "introduce"
+// {number} (the panel is to be shown if no tray takes the item).
 JsonObject toMessage(const HostState& state);
 // None when a field is missing or out of range.
 std::optional<HostState> hostStateOf(const JsonObject& message);
 
 // Desktop to session: "action" {name, allowed?}, "chat_send" {text}, "chat_shown" {number, unread} (all lines of the
-// chat up to that one are in the window, so many of them unseen) and "done" {number} (a notification or repeated launch
-// was carried out; one that is not is for the next process).
+// chat up to that one are in the window, so many of them unseen) and "done" {number} (a notification, a repeated launch
+// or the introduction was carried out; one that is not is for the next process).
 enum class FaceAction {
   startSharing,
   stopSharing,

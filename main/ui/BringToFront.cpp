@@ -15,6 +15,14 @@ void bringToFront(QWidget& window) {
   insistOnFront(window.winId(), QGuiApplication::platformName());
 }
 
+void showInFront(QWidget& window) {
+  window.setAttribute(Qt::WA_ShowWithoutActivating, true);
+  window.show();
+  window.setAttribute(Qt::WA_ShowWithoutActivating, false);
+  window.raise();
+  insistOnTop(window.winId(), QGuiApplication::platformName());
+}
+
 void keepActivationToken(const QString& token) {
   if (QGuiApplication::platformName().startsWith(QStringLiteral("wayland"))) {
     qputenv("XDG_ACTIVATION_TOKEN", token.toUtf8());

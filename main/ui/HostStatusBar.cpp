@@ -88,11 +88,15 @@ void HostStatusBar::showChatWindow() {
   clearUnread();
 }
 
-void HostStatusBar::showPanel() {
+HostPanel& HostStatusBar::panel() {
   if (!panel_) panel_ = std::make_unique<HostPanel>([this](MenuAction action) { perform(action); });
   panel_->setState(face_.state(), unreadChatCount_);
-  panel_->present();
+  return *panel_;
 }
+
+void HostStatusBar::showPanel() { panel().present(); }
+
+void HostStatusBar::showPanelQuietly() { panel().presentQuietly(); }
 
 void HostStatusBar::perform(MenuAction action) {
   switch (action) {

@@ -42,6 +42,8 @@ class HostStatusBar {
   void showChatWindow();
   // Brings the menu's window counterpart to the front.
   void showPanel();
+  // Shows it without taking the keyboard from whatever the person is doing.
+  void showPanelQuietly();
 
   // What a row of the menu does.
   void perform(MenuAction action);
@@ -56,9 +58,14 @@ class HostStatusBar {
   qint64 unreadChatCount() const { return unreadChatCount_; }
   // Whether the item can be seen in a tray.
   bool trayShown() const { return tray_.shown(); }
+  // Whether that is known; see Tray.
+  bool trayKnown() const { return tray_.known(); }
+  // Whether the menu's window counterpart has been shown, though it may be closed by now.
+  bool panelWasShown() const { return panel_ != nullptr; }
   HostChatWindow& chatWindow();
 
  private:
+  HostPanel& panel();
   void clearUnread();
   void showBadge();
 

@@ -3,6 +3,7 @@
 #include <QApplication>
 
 #include "main/ui/StatusIcon.h"
+#include "platform/WindowFront.h"
 
 namespace vantora {
 
@@ -29,6 +30,16 @@ void UserInterface::paletteChanged() {
 void UserInterface::handleReopen() {
   statusBar_.showChatWindow();
   if (!statusBar_.trayShown()) statusBar_.showPanel();
+}
+
+void UserInterface::showPanelUnlessTray(std::function<void()> done, PanelFallback::Times times) {
+  panelFallback_ = std::make_unique<PanelFallback>(
+      PanelFallback::Callbacks{.seen = [this] { return statusBar_.trayShown() || statusBar_.panelWasShown(); },
+                               .trayKnown = [this] { return statusBar_.trayKnown(); },
+                               .windowsManaged = [] { return windowsAreManaged(QGuiApplication::platformName()); },
+                               .show = [this] { statusBar_.showPanelQuietly(); },
+                               .done = std::move(done)},
+      times);
 }
 
 }  // namespace vantora

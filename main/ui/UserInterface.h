@@ -2,6 +2,7 @@
 #pragma once
 
 #include <QDBusConnection>
+#include <memory>
 
 #include "main/base/InfoDictionary.h"
 #include "main/ui/DesktopAppearance.h"
@@ -9,6 +10,7 @@
 #include "main/ui/HostStatusBar.h"
 #include "main/ui/PaletteWatch.h"
 #include "main/ui/UserNotifications.h"
+#include "main/ui/panel/PanelFallback.h"
 
 namespace vantora {
 
@@ -32,6 +34,10 @@ class UserInterface {
   // counterpart beside it.
   void handleReopen();
 
+  // Shows the menu's window counterpart if no tray takes the item within some seconds. `done` is called once that is
+  // decided, with the window or without. Once.
+  void showPanelUnlessTray(std::function<void()> done, PanelFallback::Times times = {});
+
   HostStatusBar& statusBar() { return statusBar_; }
 
  private:
@@ -42,6 +48,7 @@ class UserInterface {
   HostStatusBar statusBar_;
   UserNotifications notifications_;
   PaletteWatch palette_{[this] { paletteChanged(); }};
+  std::unique_ptr<PanelFallback> panelFallback_;
 };
 
 }  // namespace vantora

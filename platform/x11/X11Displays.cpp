@@ -6,23 +6,10 @@
 #include <utility>
 
 #include "main/base/ThreadAffinity.h"
-#include "platform/x11/RandrRotation.h"
 #include "platform/x11/X11Connection.h"
 
 namespace vantora {
 namespace {
-
-// Rotation of the controller that drives `output`; 0 for a monitor without hardware.
-double rotationOf(X11Connection& server, const xcb_randr_output_t* output) {
-  xcb_connection_t* const connection = server.current();
-  if (output == nullptr || connection == nullptr) return 0;
-  const auto info =
-      server.reply<xcb_randr_get_output_info_reply_t>(xcb_randr_get_output_info(connection, *output, XCB_CURRENT_TIME));
-  if (!info || info->crtc == XCB_NONE) return 0;
-  const auto crtc =
-      server.reply<xcb_randr_get_crtc_info_reply_t>(xcb_randr_get_crtc_info(connection, info->crtc, XCB_CURRENT_TIME));
-  return crtc ? clockwiseDegrees(crtc->rotation) : 0;
-}
 
 QString atomName(X11Connection& server, xcb_atom_t atom) {
   xcb_connection_t* const connection = server.current();
@@ -88,9 +75,10 @@ class X11Displays final : public Displays {
     for (auto it = xcb_randr_get_monitors_monitors_iterator(reply.get()); it.rem > 0;
          xcb_randr_monitor_info_next(&it)) {
       const xcb_randr_monitor_info_t& monitor = *it.data;
-      const xcb_randr_output_t* output = monitor.nOutput > 0 ? xcb_randr_monitor_info_outputs(it.data) : nullptr;
+      // The bounds, the picture and the pointer all have the coordinates of the root window, which are those of the
+      // screen after it was turned.
       displays.push_back({monitor.name, atomName(connection_, monitor.name),
-                          QRect(monitor.x, monitor.y, monitor.width, monitor.height), rotationOf(connection_, output)});
+                          QRect(monitor.x, monitor.y, monitor.width, monitor.height), 0});
     }
     return displays;
   }

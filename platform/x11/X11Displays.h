@@ -10,8 +10,9 @@ namespace vantora {
 
 // Displays of the X server `displayName` (empty: the DISPLAY variable), through RandR 1.5: the
 // active monitors in the server's order, which is the order and the numbering (`Display::id`) of
-// the screen capturer. A server without RandR 1.5 has one display, its root window. The server
-// need not be there yet; one that went away is looked for again at the next call. Main thread.
+// the screen capturer. Rotation is always 0: a turned monitor shows in its bounds. A server without
+// RandR 1.5 has one display, its root window. The server need not be there yet; one that went away
+// is looked for again at the next call. Main thread.
 std::unique_ptr<Displays> makeX11Displays(const QString& displayName);
 
 }  // namespace vantora

@@ -13,6 +13,7 @@
 #include "platform/x11/WheelClicks.h"
 #include "platform/x11/X11Connection.h"
 #include "platform/x11/X11Keyboard.h"
+#include "platform/x11/Xwayland.h"
 
 namespace vantora {
 namespace {
@@ -63,6 +64,8 @@ class X11InputSynthesis final : public InputSynthesis {
     // A server that has just gone shows only when it is spoken to.
     return ready() != nullptr && connection_.answers();
   }
+
+  QString refusal() override { return xwayland_ ? kXwaylandTakesNothing.toString() : QString(); }
 
   void postPointer(const PointerEvent& event) override {
     affinity_.check("X11InputSynthesis::postPointer");
@@ -163,7 +166,8 @@ class X11InputSynthesis final : public InputSynthesis {
       generation_ = connection_.generation();
       // Programs take the server for themselves while they let a person choose a region or move an outline: waiting for
       // the very motion and release that are to be made here.
-      hasTest_ = connection_.ignoreServerGrabs();
+      xwayland_ = isXwayland(connection_);
+      hasTest_ = !xwayland_ && connection_.ignoreServerGrabs();
       pointerMapStale_ = true;
       keyboard_.attach(connection_);
       // A connection that broke while the server lived on has left things pressed, and so has a silence.
@@ -292,6 +296,7 @@ class X11InputSynthesis final : public InputSynthesis {
   ThreadAffinity affinity_;
   X11Connection connection_;
   std::uint64_t generation_ = 0;
+  bool xwayland_ = false;  // The server passes nothing on to the desktop.
   bool hasTest_ = false;
   X11Keyboard keyboard_;
   Keymap lastRepeats_;                     // Which keys repeat, as last read or set.

@@ -43,7 +43,10 @@ class InputSynthesisContract : public testing::TestWithParam<std::function<std::
   std::unique_ptr<InputSynthesisBench> bench_;
 };
 
-TEST_P(InputSynthesisContract, isUsableOnALivingDesktop) { EXPECT_TRUE(synthesis().usable()); }
+TEST_P(InputSynthesisContract, isUsableOnALivingDesktop) {
+  EXPECT_TRUE(synthesis().usable());
+  EXPECT_TRUE(synthesis().refusal().isEmpty());
+}
 
 TEST_P(InputSynthesisContract, movesThePointerToThePoint) {
   pointer(PointerEventType::moved, PointerButton::left, QPointF(33, 44));

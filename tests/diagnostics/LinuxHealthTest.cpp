@@ -13,9 +13,64 @@ namespace vantora::Diagnostics {
 namespace {
 using namespace Qt::Literals::StringLiterals;
 
+const QJsonObject kNoCrashes{{u"recent"_s, QJsonArray()}, {u"kernelPanics"_s, 0}, {u"repeat"_s, QJsonArray()}};
+const QJsonObject kNobodyKnows{{u"kernelPanics"_s, 0}};
+
 TEST(LinuxCrashesTest, aMachineWithoutCrashesHasEmptyLists) {
-  const QJsonObject none = crashInfo(MadeUpMachine().options());
-  EXPECT_EQ(none, QJsonObject({{u"recent"_s, QJsonArray()}, {u"kernelPanics"_s, 0}, {u"repeat"_s, QJsonArray()}}));
+  MadeUpMachine withJournal;
+  withJournal.folder(u"/var/log/journal/0123"_s);
+  withJournal.tool(u"journalctl"_s);
+  withJournal.answer(u"-o cat -n 1 "_s, u"Linux version 6.1.0"_s);
+  EXPECT_EQ(crashInfo(withJournal.options()), kNoCrashes);
+
+  MadeUpMachine withEmptyJournal;
+  withEmptyJournal.folder(u"/run/log/journal"_s);
+  withEmptyJournal.tool(u"journalctl"_s);
+  EXPECT_EQ(crashInfo(withEmptyJournal.options()), kNoCrashes);
+  EXPECT_FALSE(withEmptyJournal.ran(u"journalctl"_s));
+
+  MadeUpMachine withApport;
+  withApport.folder(u"/var/crash"_s);
+  EXPECT_EQ(crashInfo(withApport.options()), kNoCrashes);
+
+  MadeUpMachine withCoreService;
+  withCoreService.tool(u"coredumpctl"_s);
+  EXPECT_EQ(crashInfo(withCoreService.options()), kNoCrashes);
+}
+
+TEST(LinuxCrashesTest, saysNothingOfCrashesWhereNothingTells) {
+  EXPECT_EQ(crashInfo(MadeUpMachine().options()), kNobodyKnows);
+
+  MadeUpMachine withoutTool;
+  withoutTool.folder(u"/var/log/journal/0123"_s);
+  EXPECT_EQ(crashInfo(withoutTool.options()), kNobodyKnows);
+
+  MadeUpMachine unreadable;
+  unreadable.folder(u"/var/log/journal/0123"_s);
+  unreadable.tool(u"journalctl"_s);
+  EXPECT_EQ(crashInfo(unreadable.options()), kNobodyKnows);
+}
+
+TEST(LinuxCrashesTest, readsTheKernelsLinesInTheJournal) {
+  MadeUpMachine machine;
+  machine.folder(u"/var/log/journal/0123"_s);
+  machine.tool(u"journalctl"_s);
+  machine.answer(u"segfault"_s,
+                 u"1700000009.000000 desk kernel: gedit[78]: segfault at 0 ip 00007f12 sp 00007ffc error 4 in "
+                 u"libgtk-4.so[7f10+64]\n"
+                 "1700000005.000000 desk kernel: traps: Web Content[77] trap invalid opcode ip:7f12 sp:7ffc error:0\n"
+                 "1700000001.000000 desk kernel: gedit[70]: segfault at 0 ip 00007f12 sp 00007ffc error 4\n"_s);
+  const QJsonObject info = crashInfo(machine.options());
+  const QJsonArray recent = info[u"recent"_s].toArray();
+  ASSERT_EQ(recent.size(), 3);
+  const QString time = QDateTime::fromSecsSinceEpoch(1'700'000'009).toString(u"yyyy-MM-ddTHH:mm:ss"_s);
+  EXPECT_EQ(recent[0].toObject(),
+            QJsonObject({{u"file"_s, u"libgtk-4.so"_s}, {u"name"_s, u"gedit"_s}, {u"time"_s, time}}));
+  EXPECT_EQ(recent[1][u"name"_s], u"Web Content"_s);
+  EXPECT_EQ(info[u"repeat"_s].toArray().first().toObject(), QJsonObject({{u"name"_s, u"gedit"_s}, {u"count"_s, 2}}));
+  // Bounded, and only what the kernel itself said.
+  EXPECT_TRUE(machine.ran(u"-n 100 --since=-30d"_s));
+  EXPECT_TRUE(machine.ran(u"_TRANSPORT=kernel"_s));
 }
 
 TEST(LinuxCrashesTest, gathersCoresReportsAndTheCoreService) {

@@ -4,7 +4,7 @@ import { copyFile, mkdir, writeFile } from 'node:fs/promises';
 import { join } from 'node:path';
 import { test } from 'node:test';
 import { DesktopBus } from './lib/desktop-bus.mjs';
-import { atRest, desktopProcess } from './lib/desktop.mjs';
+import { atRest, desktopProcess, manageWindows, window } from './lib/desktop.mjs';
 import { build, temporaryDirectory } from './lib/paths.mjs';
 import { withSession } from './lib/session.mjs';
 import { BareControl, colours, near, rgb, shows } from './lib/viewer.mjs';
@@ -34,6 +34,46 @@ async function withFace(t, information, body, env = {}) {
     await bus.end();
   }
 }
+
+test('theMenusWindowComesUpByItselfOnceWhereThereIsNoTray', async (t) => {
+  const shown = 'Vantora Host';
+  // Longer than it takes to come up.
+  const staysAway = async (session) => {
+    const end = performance.now() + 7000;
+    await until(async () => {
+      assert.equal(await window(session.screen, shown), undefined);
+      return performance.now() > end;
+    }, { every: 200, what: 'the time in which it would come up' });
+  };
+  const withoutTray = async (information, body) => {
+    const { program, remove } = await installed(information);
+    try {
+      await withSession(t, { host: { program }, browserNow: false }, async (session) => {
+        await manageWindows(session);
+        await body(session);
+      });
+    } finally {
+      await remove();
+    }
+  };
+  const comesUpOnce = withoutTray('', async (session) => {
+    const first = await desktopProcess(session.host);
+    const id = await until(() => window(session.screen, shown), { what: 'the window with the menu' });
+    // A key that comes before the window has noticed that it is the active one gets lost.
+    await until(async () => {
+      await session.screen.run('xdotool', ['windowactivate', id, 'key', 'Escape']).catch(() => '');
+      return !await window(session.screen, shown);
+    }, { every: 100, what: 'the window to go' });
+    process.kill(first, 'SIGKILL');
+    await desktopProcess(session.host, first);
+    await staysAway(session);
+  });
+  const isTurnedOff = withoutTray('[General]\nVANTORA_PANEL_AUTO=0\n', async (session) => {
+    await desktopProcess(session.host);
+    await staysAway(session);
+  });
+  for (const { reason } of await Promise.allSettled([comesUpOnce, isTurnedOff])) assert.ifError(reason);
+});
 
 test('theMenuActsOnTheSessionAndShowsWhatBecameOfIt', async (t) => {
   await withFace(t, '', async (session, bus) => {

@@ -14,6 +14,7 @@ namespace vantora::fakes {
 class FakeInputSynthesis final : public InputSynthesis {
  public:
   bool usable() override { return usable_; }
+  QString refusal() override { return usable_ ? QString() : refusal_; }
 
   void postPointer(const PointerEvent& event) override {
     if (!usable_) return;
@@ -54,6 +55,8 @@ class FakeInputSynthesis final : public InputSynthesis {
 
   // Without a desktop from now on, or with one again.
   void setUsable(bool usable) { usable_ = usable; }
+  // What it says for a reason while it is not usable.
+  void setRefusal(const QString& reason) { refusal_ = reason; }
 
   std::vector<PointerEvent> pointerEvents;
   std::vector<ScrollEvent> scrollEvents;
@@ -66,6 +69,7 @@ class FakeInputSynthesis final : public InputSynthesis {
 
  private:
   bool usable_ = true;
+  QString refusal_;
 };
 
 }  // namespace vantora::fakes

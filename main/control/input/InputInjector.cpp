@@ -68,6 +68,7 @@ bool InputInjector::ensureAccessibility() {
   logLine(
       "[control] Accessibility permission required: System Settings \xE2\x86\x92 Privacy & Security \xE2\x86\x92 "
       "Accessibility");
+  if (const QString reason = synthesis_.refusal(); !reason.isEmpty()) logLine(u"[input] refused: "_s + reason);
   return false;
 }
 

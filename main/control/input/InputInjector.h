@@ -30,7 +30,7 @@ class InputInjector {
   // Targets the display with this index; the first one when there is no such index.
   void setTargetScreen(std::int64_t index);
 
-  // Whether the process may post input events; says in the log when it may not.
+  // Whether the process may post input events; says in the log when it may not, and why if that is known.
   bool ensureAccessibility();
 
   // Global display coordinates of a normalised position; see mapToFrame for its range.

@@ -95,11 +95,15 @@ class Desktop {
                                           stringField(message, "body"_L1).value_or(QString()));
     } else if (type == "reopen"_L1 && hasScreen_) {
       interface_->handleReopen();
+    } else if (type == "introduce"_L1 && hasScreen_) {
+      return interface_->showPanelUnlessTray([this, number] { tellDone(number); });
     } else {
       return;
     }
-    link_.send({{u"type"_s, u"done"_s}, {u"number"_s, number}});
+    tellDone(number);
   }
+
+  void tellDone(qint64 number) { link_.send({{u"type"_s, u"done"_s}, {u"number"_s, number}}); }
 
   void restore(const JsonObject& message) {
     lastLine_ = integerField(message, "number"_L1).value_or(0);

@@ -50,6 +50,8 @@ constexpr std::array kNames{
     ConfigurationName{"VANTORA_ROOM", information, "none", "the room to join"},
     ConfigurationName{"VANTORA_SIGNAL_URL", information, "none", "address of the signalling server"},
     ConfigurationName{"VANTORA_SHARE_AUTO", information, "none", "1: share the screen from the start"},
+    ConfigurationName{"VANTORA_PANEL_AUTO", information, "none",
+                      "0: show no window by itself where no tray shows the item"},
     ConfigurationName{"DisplayName", information, "Vantora Host", "the program's name as users see it"},
     ConfigurationName{"BundleIdentifier", information, "com.vantora.host when installed, else none",
                       "the application's identity for notifications"},

@@ -5,6 +5,7 @@
 #include <QGridLayout>
 #include <QHBoxLayout>
 #include <QKeyEvent>
+#include <QScreen>
 #include <QVBoxLayout>
 
 #include "main/ui/BringToFront.h"
@@ -20,6 +21,7 @@ using namespace Qt::Literals::StringLiterals;
 constexpr int kIconSide = 40;
 constexpr int kMargin = 16;
 constexpr int kGap = 12;
+constexpr int kCornerGap = 32;
 
 QLabel* makeLabel(QWidget* parent, int pixels, bool bold) {
   auto* label = new QLabel(parent);
@@ -47,6 +49,14 @@ QLineEdit* makeValue(QWidget* parent, const QString& name, int pixels, bool fixe
   return value;
 }
 
+// What somebody who sees the window for the first time has to know.
+QString adviceFor(const HostState& state) {
+  if (state.roomId == "demo"_L1)
+    return u"Everybody can see and use this computer in the room \u201cdemo\u201d, without a PIN."_s;
+  return u"Tell the person who helps you the room and the PIN, and nobody else: whoever has both can use this computer "
+         u"while remote control is allowed."_s;
+}
+
 void setValue(QLineEdit* value, const QString& text) {
   if (value->text() == text) return;
   value->setText(text);
@@ -70,6 +80,11 @@ HostPanel::HostPanel(std::function<void(MenuAction)> triggered) : triggered_(std
   column->addWidget(files_);
   column->addStretch(1);
   column->addWidget(makeButtons());
+  closing_ = makeLabel(this, 11, false);
+  closing_->setWordWrap(true);
+  closing_->setText(
+      u"Closing this window does not stop the host. Where no tray shows its icon, starting it again brings this window back."_s);
+  column->addWidget(closing_);
   setMinimumWidth(400);
   restyle();
   sharing_->setFocus();
@@ -102,6 +117,8 @@ QWidget* HostPanel::makeFacts() {
   grid->setContentsMargins(kGap, kGap, kGap, kGap);
   grid->setHorizontalSpacing(8);
   grid->setVerticalSpacing(4);
+  advice_ = makeLabel(facts_, 12, false);
+  advice_->setWordWrap(true);
   auto* roomTitle = makeLabel(facts_, 11, false);
   roomTitle->setText(u"Room"_s);
   auto* pinTitle = makeLabel(facts_, 11, false);
@@ -111,14 +128,23 @@ QWidget* HostPanel::makeFacts() {
   copyRoom_ = makeButton(MenuAction::copyRoom, facts_);
   copyPIN_ = makeButton(MenuAction::copyPIN, facts_);
   regenerate_ = makeButton(MenuAction::regenPIN, facts_);
-  grid->addWidget(roomTitle, 0, 0);
-  grid->addWidget(room_, 1, 0);
-  grid->addWidget(copyRoom_, 1, 1);
-  grid->setRowMinimumHeight(2, 6);
-  grid->addWidget(pinTitle, 3, 0);
-  grid->addWidget(pin_, 4, 0);
-  grid->addWidget(copyPIN_, 4, 1);
-  grid->addWidget(regenerate_, 5, 1);
+  grid->addWidget(advice_, 0, 0, 1, 2);
+  grid->setRowMinimumHeight(1, 4);
+  grid->addWidget(roomTitle, 2, 0);
+  grid->addWidget(room_, 3, 0);
+  grid->addWidget(copyRoom_, 3, 1);
+  grid->setRowMinimumHeight(4, 6);
+  grid->addWidget(pinTitle, 5, 0);
+  grid->addWidget(pin_, 6, 0);
+  grid->addWidget(copyPIN_, 6, 1);
+  reveal_ = new QPushButton(facts_);
+  reveal_->setToolTip(u"Whoever sees the shared screen can read it then"_s);
+  connect(reveal_, &QPushButton::clicked, this, [this] {
+    revealed_ = !revealed_;
+    veilPIN();
+  });
+  grid->addWidget(reveal_, 7, 0, Qt::AlignLeft);
+  grid->addWidget(regenerate_, 7, 1);
   grid->setColumnStretch(0, 1);
   return facts_;
 }
@@ -197,7 +223,17 @@ void HostPanel::setState(const HostState& state, qint64 unreadChatCount) {
   preset_->setText(u"Preset: "_s + oneLine(state.qualityPreset));
   setValue(room_, state.roomId);
   setValue(pin_, state.controlPIN);
+  if (!state.sharingEnabled) revealed_ = false;
+  veilPIN();
+  advice_->setText(adviceFor(state));
   paintIcon();
+}
+
+void HostPanel::veilPIN() {
+  const bool veiled = state_.sharingEnabled && !revealed_;
+  pin_->setEchoMode(veiled ? QLineEdit::Password : QLineEdit::Normal);
+  reveal_->setText(veiled ? u"Show PIN"_s : u"Hide PIN"_s);
+  reveal_->setVisible(state_.sharingEnabled);
 }
 
 void HostPanel::paintIcon() {
@@ -216,9 +252,17 @@ void HostPanel::restyle() {
   QPalette secondary = palette();
   secondary.setColor(QPalette::WindowText, theme::secondaryText(palette()));
   preset_->setPalette(secondary);
+  closing_->setPalette(secondary);
 }
 
 void HostPanel::present() { bringToFront(*this); }
+
+void HostPanel::presentQuietly() {
+  adjustSize();
+  const QRect room = screen()->availableGeometry();
+  move(room.right() - width() - kCornerGap, room.top() + kCornerGap);
+  showInFront(*this);
+}
 
 void HostPanel::keyPressEvent(QKeyEvent* event) {
   if (event->matches(QKeySequence::Cancel) || event->matches(QKeySequence::Close)) {
@@ -228,9 +272,15 @@ void HostPanel::keyPressEvent(QKeyEvent* event) {
   QWidget::keyPressEvent(event);
 }
 
+void HostPanel::hideEvent(QHideEvent* event) {
+  QWidget::hideEvent(event);
+  revealed_ = false;
+  veilPIN();
+}
+
 void HostPanel::changeEvent(QEvent* event) {
   QWidget::changeEvent(event);
-  if (event->type() != QEvent::PaletteChange || !facts_ || !preset_) return;
+  if (event->type() != QEvent::PaletteChange || !facts_ || !preset_ || !closing_) return;
   restyle();
   paintIcon();
 }

@@ -12,8 +12,9 @@
 
 namespace vantora {
 
-// Says and offers what the menu does. Made hidden; closing only hides it. Thread: main (of the interface). Owner:
-// HostStatusBar.
+// Says and offers what the menu does. Made hidden; closing only hides it. While the screen is shared, a viewer who has
+// not been told the PIN would read it here: then it is shown only when asked for. Thread: main (of the interface).
+// Owner: HostStatusBar.
 class HostPanel final : public QWidget {
  public:
   explicit HostPanel(std::function<void(MenuAction)> triggered);
@@ -21,10 +22,13 @@ class HostPanel final : public QWidget {
   void setState(const HostState& state, qint64 unreadChatCount);
   // Shows the window in front of others.
   void present();
+  // Shows it there, near the corner that most trays are in, and leaves the keyboard to whoever has it.
+  void presentQuietly();
 
  protected:
   void keyPressEvent(QKeyEvent* event) override;
   void changeEvent(QEvent* event) override;
+  void hideEvent(QHideEvent* event) override;
 
  private:
   QWidget* makeHeader();
@@ -32,20 +36,25 @@ class HostPanel final : public QWidget {
   QWidget* makeButtons();
   QPushButton* makeButton(MenuAction action, QWidget* parent);
   QCheckBox* makeToggle(const QString& title, MenuAction action);
+  void veilPIN();
   void paintIcon();
   void restyle();
 
   const std::function<void(MenuAction)> triggered_;
   HostState state_;
   qint64 unread_ = 0;
+  bool revealed_ = false;  // The user wants to read the PIN although the screen is shared.
   QLabel* icon_ = nullptr;
   QLabel* connection_ = nullptr;
   QLabel* preset_ = nullptr;
   QFrame* facts_ = nullptr;
+  QLabel* advice_ = nullptr;
+  QLabel* closing_ = nullptr;
   QLineEdit* room_ = nullptr;
   QLineEdit* pin_ = nullptr;
   QPushButton* copyRoom_ = nullptr;
   QPushButton* copyPIN_ = nullptr;
+  QPushButton* reveal_ = nullptr;
   QPushButton* regenerate_ = nullptr;
   QCheckBox* control_ = nullptr;
   QCheckBox* files_ = nullptr;

@@ -24,6 +24,8 @@ class Tray {
 
   void setLook(const TrayLook& look);
   void setRows(const QList<MenuRow>& rows);
+  // Whether it is known if a panel that speaks D-Bus shows the item; false while one that is there has not said it.
+  bool known() const { return shownOverDBus_ || legacy_ != nullptr; }
   // Whether the item can be seen anywhere. False also in the first moments, until the desktop has answered.
   bool shown() const { return shownOverDBus_ || (legacy_ && legacy_->shown()); }
 

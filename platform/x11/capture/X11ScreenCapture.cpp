@@ -19,6 +19,7 @@
 #include "modules/desktop_capture/linux/x11/shared_x_display.h"
 #include "platform/x11/ConnectLock.h"
 #include "platform/x11/X11Connection.h"
+#include "platform/x11/Xwayland.h"
 #include "platform/x11/capture/XConnection.h"
 
 using namespace Qt::Literals::StringLiterals;
@@ -77,6 +78,7 @@ ScreenCapture::Opened X11ScreenCapture::open(int displayIndex) {
   close();
   x11::ignoreRequestErrors();
   if (X11Connection server(QString::fromStdString(displayName_)); server.open() != nullptr) {
+    if (isXwayland(server)) return {Outcome::refused, 0, kXwaylandShowsNothing.toString()};
     // Xlib waits without limit for a server that says nothing; this one has just spoken.
     const std::unique_lock lock(x11::connectMutex(), X11Connection::kPatience);
     if (lock && !isAbandoned()) connection_ = webrtc::SharedXDisplay::Create(displayName_);

@@ -73,8 +73,82 @@ TEST(CrashTextTest, aCrashToldOfTwiceCountsOnceWithItsFile) {
   EXPECT_EQ(mergedCrashes({crash(u"a"_s, 0, 7)}, {crash(u"a"_s, 3600, 7)}).size(), 2u) << "an id may come again";
 }
 
+// A line of the journal.
+QString kernelSays(const QString& message) { return u"1700000000.123456 desk kernel: "_s + message + u'\n'; }
+
+TEST(CrashTextTest, readsWhatTheKernelSaysOfProgramsItEnds) {
+  struct Case {
+    QString message;
+    QString name;
+    qint64 pid;
+    QString file;
+  };
+  const Case cases[] = {
+      {u"firefox-esr[4242]: segfault at 0 ip 00007f1a2b3c4d5e sp 00007ffc01234567 error 4 in libxul.so[7f1a28000000+6400000] likely on CPU 2 (core 2, socket 0)"_s,
+       u"firefox-esr"_s, 4242, u"libxul.so"_s},
+      {u"gedit[77]: segfault at 7fffdeadbeef ip 000055d0c0ffee00 sp 00007ffd00000010 error 6"_s, u"gedit"_s, 77,
+       u"gedit"_s},
+      {u"soffice.bin[9]: segfault at 10 ip 00007f0000001234 sp 00007ffe00000000 error 4 in libvcl lo.so[2f1234,7f0000000000+800000]"_s,
+       u"soffice.bin"_s, 9, u"libvcl lo.so"_s},
+      {u"traps: chrome[1234] general protection fault ip:7f0011223344 sp:7ffc99887766 error:0 in libc.so.6[7f0011200000+155000]"_s,
+       u"chrome"_s, 1234, u"libc.so.6"_s},
+      {u"traps: old-kernel[5] general protection ip:7f0011223344 sp:7ffc99887766 error:0 in libc-2.28.so[7f0011200000+148000]"_s,
+       u"old-kernel"_s, 5, u"libc-2.28.so"_s},
+      {u"traps: electron[88] trap invalid opcode ip:55d0c0ffee00 sp:7ffd00000010 error:0 in electron[55d0b0000000+8000000]"_s,
+       u"electron"_s, 88, u"electron"_s},
+      {u"traps: a.out[6] trap divide error ip:401136 sp:7ffd00000010 error:0 in a.out[401000+1000]"_s, u"a.out"_s, 6,
+       u"a.out"_s},
+      {u"traps: V8 Worker[31] trap int3 ip:55d0c0ffee00 sp:7ffd00000010 error:0"_s, u"V8 Worker"_s, 31, u"V8 Worker"_s},
+      {u"Web Content[12]: segfault at 8 ip 00007f1a2b3c4d5e sp 00007ffc01234567 error 4 in libc.so.6[7f1a28000000+64000]"_s,
+       u"Web Content"_s, 12, u"libc.so.6"_s},
+      {u"a[b] c[3][13]: segfault at 8 ip 00007f1a2b3c4d5e sp 00007ffc01234567 error 14"_s, u"a[b] c[3]"_s, 13,
+       u"a[b] c[3]"_s},
+      {u"[x]: segfault[14]: segfault at 8 ip 00007f1a2b3c4d5e sp 00007ffc01234567 error 14"_s, u"[x]: segfault"_s, 14,
+       u"[x]: segfault"_s},
+      {u"traps: in t[1][15] trap stack segment ip:401136 sp:7ffd00000010 error:0"_s, u"in t[1]"_s, 15, u"in t[1]"_s},
+  };
+  for (const Case& each : cases) {
+    const auto found = parseKernelCrashes(kernelSays(each.message));
+    ASSERT_EQ(found.size(), 1U) << each.message.toStdString();
+    EXPECT_EQ(found[0].name, each.name);
+    EXPECT_EQ(found[0].pid, each.pid);
+    EXPECT_EQ(found[0].file, each.file);
+    EXPECT_EQ(found[0].time.toMSecsSinceEpoch(), 1'700'000'000'123);
+  }
+}
+
+TEST(CrashTextTest, leavesOutWhatElseTheKernelSays) {
+  for (const QString& message :
+       {u"show_signal_msg: 12 callbacks suppressed"_s, u"Code: 48 8b 05 segfault at"_s,
+        u"traps: Missing ENDBR: func+0x0/0x10"_s, u"audit: type=1701 comm=\"x\" sig=11"_s,
+        u"x[y]: segfault at 0 ip 00 sp 00 error 4"_s, u"x[99999999999999999999]: segfault at 0 ip 00 sp 00 error 4"_s,
+        u"Out of memory: Killed process 12 (x)"_s, u"[1]: segfault at 0 ip 00 sp 00 error 4"_s}) {
+    EXPECT_TRUE(parseKernelCrashes(kernelSays(message)).empty()) << message.toStdString();
+  }
+  for (const QString& line :
+       {QString(), u"-- No entries --"_s, u"-- Boot 0123 --"_s, u"x[1]: segfault at 0 ip 00 sp 00 error 4"_s,
+        u"soon desk kernel: x[1]: segfault at 0 ip 00 sp 00 error 4"_s,
+        u"1700000000.123456 desk sshd[1]: x[1]: segfault at 0 ip 00 sp 00 error 4"_s}) {
+    EXPECT_TRUE(parseKernelCrashes(line).empty()) << line.toStdString();
+  }
+}
+
+TEST(CrashTextTest, aCrashThatTheKernelToldOfAsWellCountsOnce) {
+  const Crash stored{u"/cores/core.chromium-browse"_s, u"chromium-browser"_s,
+                     QDateTime::fromSecsSinceEpoch(1'700'000'000), 7};
+  const auto merged = mergedCrashes(
+      {stored}, {crash(u"listed"_s, 5, 8)},
+      {crash(u"chromium-browse"_s, 1, 7), crash(u"listed"_s, 5, 8), crash(u"new"_s, -9, 9), crash(u"new"_s, -9, 9)});
+  ASSERT_EQ(merged.size(), 3U);
+  EXPECT_EQ(merged[0].name, u"new"_s);
+  EXPECT_EQ(merged[1].name, u"chromium-browser"_s);
+  EXPECT_EQ(merged[1].file, u"/cores/core.chromium-browse"_s);
+  EXPECT_EQ(merged[2].name, u"listed"_s);
+}
+
 TEST(CrashTextTest, listsTheFiveNewest) {
   std::vector<Crash> all;
+  all.reserve(8);
   for (int i = 0; i < 8; ++i) all.push_back(crash(u"app%1"_s.arg(i), i));
   const QJsonArray recent = recentCrashes(all);
   ASSERT_EQ(recent.size(), 5);
@@ -86,6 +160,7 @@ TEST(CrashTextTest, listsTheFiveNewest) {
 
 TEST(CrashTextTest, countsTheLatestFiftyAndRanksFive) {
   std::vector<Crash> all;
+  all.reserve(90);
   for (int i = 0; i < 50; ++i) all.push_back(crash(i < 30 ? u"often"_s : u"app%1"_s.arg(i % 10), i));
   for (int i = 0; i < 40; ++i) all.push_back(crash(u"long ago"_s, 100 + i));
   const QJsonArray repeat = repeatedCrashes(all);

@@ -33,6 +33,7 @@ QJsonObject everything(const QString& text) {
       {u"kde"_s, toJson(parseKioslaverc(text))},
       {u"ping"_s, toJson(u"x"_s, parsePing(text))},
       {u"crashes"_s, recentCrashes(parseCoredumpctl(text))},
+      {u"kernel"_s, recentCrashes(parseKernelCrashes(text))},
       {u"counts"_s, parseCounts(text)},
       {u"smart"_s, parseSmart(text)},
       {u"battery"_s, toJson(parsePowerProfile(text))},

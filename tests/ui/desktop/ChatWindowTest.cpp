@@ -61,6 +61,8 @@ TEST_F(ChatWindowTest, opensALinkThatIsPressed) {
 TEST_F(ChatWindowTest, hidesWhenClosedAndComesBackWithItsConversation) {
   open();
   tell(u"chat viewer still here"_s);
+  // The window manager closes the active window, which this one may not be yet.
+  ASSERT_TRUE(testing_loop::waitFor([this] { return activeWindow() == u"Vantora Chat"_s; }));
   press(u"alt+F4"_s);
   EXPECT_TRUE(vanishes(u"Vantora Chat"_s));
   tell(u"chat viewer unseen"_s);

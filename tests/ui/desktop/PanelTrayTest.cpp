@@ -151,6 +151,31 @@ TEST_F(PanelTrayTest, isReachableWithoutAnyTray) {
   screen(u"reopened-without-tray"_s);
 }
 
+TEST_F(PanelTrayTest, showsItselfWithoutAnyTrayAndLeavesTheKeyboardAlone) {
+  startWindowManager();
+  const auto editor = server_.spawn({"xterm", "-maximized", "-T", "typing here"});
+  ASSERT_TRUE(sees(u"typing here"_s));
+  ASSERT_TRUE(testing_loop::waitFor([this] { return activeWindow() == u"typing here"_s; }));
+  startStage();
+  tell(u"introduce 100"_s);
+  ASSERT_TRUE(expect(u"introduced"_s));
+  ASSERT_TRUE(sees(u"Vantora Host"_s));
+  // In front of the window that covers the whole screen.
+  EXPECT_TRUE(shows(kYellow));
+  EXPECT_EQ(activeWindow(), u"typing here"_s);
+  screen(u"panel-by-itself"_s);
+}
+
+TEST_F(PanelTrayTest, doesNotShowItselfWhereTheTrayShowsTheItem) {
+  startPanel();
+  startStage();
+  ASSERT_TRUE(comesToBe(u"tray"_s, u"1"_s));
+  tell(u"introduce 100"_s);
+  ASSERT_TRUE(expect(u"introduced"_s));
+  tell(u"windows?"_s);
+  EXPECT_EQ(answer(u"windows"_s), QString());
+}
+
 TEST_F(PanelTrayTest, showsTheMenusWindowInLightAndDark) {
   startStage();
   tell(u"ice 2"_s);

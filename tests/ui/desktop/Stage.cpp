@@ -49,6 +49,12 @@ class Stage {
     if (verb == "reopen"_L1) interface_.handleReopen();
     if (verb == "open"_L1) interface_.statusBar().showChatWindow();
     if (verb == "panel"_L1) interface_.statusBar().showPanel();
+    if (verb == "introduce"_L1) {
+      interface_.showPanelUnlessTray([] { say(u"introduced"_s); }, {.forTray = std::chrono::milliseconds(rest.toInt()),
+                                                                    .forAnswer = std::chrono::seconds(60),
+                                                                    .forManager = std::chrono::seconds(60),
+                                                                    .step = std::chrono::milliseconds(20)});
+    }
     if (verb == "dark"_L1) QApplication::setPalette(theme::darkPalette());
     if (verb == "light"_L1) QApplication::setPalette(QPalette());
     if (verb == "tray?"_L1) say(u"tray %1"_s.arg(interface_.statusBar().trayShown()));

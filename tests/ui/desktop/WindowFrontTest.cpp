@@ -54,6 +54,25 @@ TEST_F(WindowFrontTest, asksForTheFrontAsAPanelDoes) {
   EXPECT_EQ(asked->data.data32[1], static_cast<std::uint32_t>(XCB_CURRENT_TIME));
 }
 
+TEST_F(WindowFrontTest, asksForThePlaceAboveOthersAsAPanelDoes) {
+  raiseX11Window(0x1234, server_.display());
+  const auto asked = message();
+  ASSERT_NE(asked, nullptr);
+  EXPECT_EQ(nameOf(asked->type), "_NET_RESTACK_WINDOW");
+  EXPECT_EQ(asked->window, 0x1234U);
+  EXPECT_EQ(asked->data.data32[0], 2U);
+  EXPECT_EQ(asked->data.data32[2], static_cast<std::uint32_t>(XCB_STACK_MODE_ABOVE));
+}
+
+TEST_F(WindowFrontTest, knowsWhetherThereIsAWindowManager) {
+  EXPECT_TRUE(hasX11WindowManager(server_.display()));
+  const testing_x11::XvfbServer bare;
+  ASSERT_TRUE(bare.running());
+  EXPECT_FALSE(hasX11WindowManager(bare.display()));
+  EXPECT_FALSE(hasX11WindowManager(u":54321"_s));
+  EXPECT_TRUE(windowsAreManaged(u"wayland"_s));
+}
+
 TEST_F(WindowFrontTest, asksNobodyOnOtherWindowSystems) {
   qputenv("DISPLAY", server_.display().toLocal8Bit());
   insistOnFront(0x1234, u"wayland"_s);

@@ -53,6 +53,40 @@ TEST_F(HostPanelTest, saysWhatTheMenuSays) {
   EXPECT_EQ(value(u"Control PIN"_s), u"000042"_s);
 }
 
+TEST_F(HostPanelTest, tellsANewcomerWhatToDoWithThePin) {
+  EXPECT_TRUE(
+      says(u"Tell the person who helps you the room and the PIN, and nobody else: whoever has both can use this "
+           u"computer while remote control is allowed."_s));
+  change([](HostState& state) { state.roomId = u"demo"_s; });
+  EXPECT_TRUE(says(u"Everybody can see and use this computer in the room \u201cdemo\u201d, without a PIN."_s));
+}
+
+TEST_F(HostPanelTest, showsThePinOnASharedScreenOnlyWhenAsked) {
+  const auto readable = [this] {
+    for (const QLineEdit* each : panel_.findChildren<QLineEdit*>()) {
+      if (each->accessibleName() == u"Control PIN"_s) return each->displayText() == u"000042"_s;
+    }
+    return false;
+  };
+  EXPECT_TRUE(readable());
+  change([](HostState& state) { state.sharingEnabled = true; });
+  EXPECT_FALSE(readable());
+  button(u"Show PIN"_s)->click();
+  EXPECT_TRUE(readable());
+  change([](HostState& state) { state.iceState = IceState::connected; });
+  EXPECT_TRUE(readable());
+  button(u"Hide PIN"_s)->click();
+  EXPECT_FALSE(readable());
+  button(u"Show PIN"_s)->click();
+  panel_.show();
+  panel_.close();
+  EXPECT_FALSE(readable());
+  change([](HostState& state) { state.sharingEnabled = false; });
+  EXPECT_TRUE(readable());
+  change([](HostState& state) { state.sharingEnabled = true; });
+  EXPECT_FALSE(readable());
+}
+
 TEST_F(HostPanelTest, offersEveryActionOfTheMenu) {
   for (const QString& title : {u"Start Sharing"_s, u"Copy Room ID"_s, u"Copy PIN"_s, u"Regenerate PIN"_s,
                                u"Allow Remote Control"_s, u"Allow Incoming Files"_s, u"Chat…"_s, u"Quit Vantora"_s}) {

@@ -22,7 +22,7 @@ class DesktopSideTest : public testing::Test {
   }
   void TearDown() override { qunsetenv("DESKTOP_DOUBLE_TELLS"); }
 
-  void start() {
+  void start(bool introduce = false) {
     side_.start({.state =
                      [this] {
                        ++asked_;
@@ -32,7 +32,8 @@ class DesktopSideTest : public testing::Test {
                  .sendChat =
                      [this](const QString& text) {
                        if (const auto heard = parseJsonObject(text.toUtf8())) heard_.append(*heard);
-                     }});
+                     }},
+                introduce);
   }
   void startAndHear() {
     start();
@@ -202,6 +203,16 @@ TEST_F(DesktopSideTest, keepsALaunchForAProcessThatCanShowIt) {
   hearsFromDesktop(done(2));
   hearsFromDesktop(done(17));
   EXPECT_EQ(typesOf(heardAfterEnd(u"die"_s)), (QStringList{u"state"_s, u"reopen"_s}));
+  hearsFromDesktop(done(1));
+  EXPECT_EQ(typesOf(heardAfterEnd(u"die"_s)), QStringList{u"state"_s});
+}
+
+TEST_F(DesktopSideTest, introducesTheProgramOnceHoweverOftenTheProcessIsStarted) {
+  start(true);
+  ASSERT_TRUE(becomesReady());
+  EXPECT_EQ(typesOf(heard()), (QStringList{u"state"_s, u"introduce"_s}));
+  // A process that ended before it was decided has done nothing.
+  EXPECT_EQ(typesOf(heardAfterEnd(u"die"_s)), (QStringList{u"state"_s, u"introduce"_s}));
   hearsFromDesktop(done(1));
   EXPECT_EQ(typesOf(heardAfterEnd(u"die"_s)), QStringList{u"state"_s});
 }

@@ -146,11 +146,13 @@ TEST_F(HostControlTest, saysThatPermissionIsMissingAfterTheAcknowledgement) {
   say({{u"type"_s, u"auth"_s}, {u"token"_s, u"000042"_s}});
   heard();
   input_.setUsable(false);
+  input_.setRefusal(u"no way in"_s);
   say({{u"type"_s, u"control"_s}, {u"enable"_s, true}, {u"req"_s, 3}});
   EXPECT_EQ(heard(),
             (QList<JsonObject>{{{u"type"_s, u"control_state"_s}, {u"enabled"_s, false}},
                                {{u"type"_s, u"ack"_s}, {u"req"_s, 3}},
                                {{u"type"_s, u"permission_required"_s}, {u"permission"_s, u"accessibility"_s}}}));
+  EXPECT_EQ(logged().filter(u"refused"_s), QStringList{u"[input] refused: no way in"_s});
 }
 
 TEST_F(HostControlTest, repliesOnTheReliableChannelAndAcknowledgesWhereTheRequestCameFrom) {

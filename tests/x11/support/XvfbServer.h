@@ -1,35 +1,17 @@
 // A real X server for one test.
 #pragma once
 
-#include <QString>
-
-#include "tests/x11/support/ChildProcess.h"
+#include "tests/x11/support/XServer.h"
 
 namespace vantora::testing_x11 {
 
-// An X server without a screen of glass, on a display number of its own choice. It starts with the
-// keyboard of the United States and ends with this object.
-class XvfbServer {
+// An X server without a screen of glass. It starts with the keyboard of the United States.
+class XvfbServer : public XServer {
  public:
   explicit XvfbServer(int width = 1024, int height = 768, std::vector<std::string> extraArguments = {})
       : screen_(std::to_string(width) + "x" + std::to_string(height) + "x24"),
         extraArguments_(std::move(extraArguments)) {
-    start({});
-  }
-
-  // Whether it is there: false when it could not be started.
-  bool running() const { return !number_.empty() && running_; }
-  // Such as ":99".
-  QString display() const { return QString::fromStdString(":" + number_); }
-  std::string displayVariable() const { return "DISPLAY=:" + number_; }
-
-  // Runs a program on this display until its end; its exit code.
-  int run(const std::vector<std::string>& arguments) const {
-    return ChildProcess(arguments, {displayVariable()}).wait();
-  }
-  // Starts a program on this display.
-  ChildProcess spawn(const std::vector<std::string>& arguments) const {
-    return ChildProcess(arguments, {displayVariable()});
+    startUnder({});
   }
 
   // Splits the screen into two monitors side by side, "left" being the first. Sizes in pixels.
@@ -41,48 +23,24 @@ class XvfbServer {
            run({"xrandr", "--setmonitor", "right", monitor(rightWidth, leftWidth), "none"}) == 0;
   }
 
-  // Stopped, it takes in what is sent and says nothing, until it goes on.
-  void stop() const { process_.send(SIGSTOP); }
-  void goOn() const { process_.send(SIGCONT); }
-
-  // Ends the server at once, without a goodbye to its clients.
-  void kill() {
-    process_.end(SIGKILL);
-    running_ = false;
-    ::unlink(("/tmp/.X11-unix/X" + number_).c_str());
-    ::unlink(("/tmp/.X" + number_ + "-lock").c_str());
-  }
   // Starts it anew under the same number.
   bool restart() {
     kill();
-    start(":" + number_);
+    startUnder(":" + number());
     return running();
   }
 
  private:
-  void start(const std::string& wanted) {
-    int ends[2];
-    if (::pipe2(ends, O_CLOEXEC) != 0) return;
-    std::vector<std::string> arguments = {"Xvfb"};
+  void startUnder(const std::string& wanted) {
+    std::vector<std::string> arguments;
     if (!wanted.empty()) arguments.push_back(wanted);
-    for (const std::string& argument :
-         {std::string("-displayfd"), std::to_string(ends[1]), std::string("-screen"), std::string("0"), screen_,
-          std::string("-noreset"), std::string("-nolisten"), std::string("tcp"), std::string("-ac")}) {
-      arguments.push_back(argument);
-    }
+    arguments.insert(arguments.end(), {"-screen", "0", screen_, "-noreset", "-nolisten", "tcp", "-ac"});
     arguments.insert(arguments.end(), extraArguments_.begin(), extraArguments_.end());
-    process_ = ChildProcess(arguments, {}, ends[1]);
-    ::close(ends[1]);
-    number_ = readLine(ends[0]);  // The server writes it when it is ready.
-    ::close(ends[0]);
-    running_ = !number_.empty();
+    start("Xvfb", arguments);
   }
 
   std::string screen_;
   std::vector<std::string> extraArguments_;
-  std::string number_;
-  bool running_ = false;
-  ChildProcess process_;
 };
 
 }  // namespace vantora::testing_x11

@@ -186,6 +186,16 @@ TEST_F(InputInjectorTest, saysWhichPermissionIsMissing) {
                                       u"Security \u2192 Accessibility"_s});
 }
 
+TEST_F(InputInjectorTest, saysWhyTheDesktopRefusesIfItKnows) {
+  synthesis_.setRefusal(u"the desktop is not ours"_s);
+  EXPECT_TRUE(injector_.ensureAccessibility());
+  synthesis_.setUsable(false);
+  EXPECT_FALSE(injector_.ensureAccessibility());
+  EXPECT_EQ(log_.lines(), (QStringList{u"[control] Accessibility permission required: System Settings \u2192 Privacy & "
+                                       u"Security \u2192 Accessibility"_s,
+                                       u"[input] refused: the desktop is not ours"_s}));
+}
+
 TEST_F(InputInjectorTest, hasNoEffectWithoutTheDesktop) {
   synthesis_.setUsable(false);
   injector_.click(0.5, 0.5, 0);

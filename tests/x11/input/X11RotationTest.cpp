@@ -1,0 +1,116 @@
+// The pointer on a screen that is turned or mirrored.
+#include <gtest/gtest.h>
+
+#include <QPoint>
+#include <QSize>
+#include <tuple>
+
+#include "main/control/input/InputInjector.h"
+#include "platform/x11/X11Displays.h"
+#include "platform/x11/X11InputSynthesis.h"
+#include "platform/x11/capture/X11ScreenCapture.h"
+#include "tests/fakes/RecordedLog.h"
+#include "tests/x11/capture/ScreenPainter.h"
+#include "tests/x11/support/TestWindow.h"
+#include "tests/x11/support/XephyrServer.h"
+
+namespace vantora::testing_x11 {
+namespace {
+
+using namespace std::chrono_literals;
+using Look = ScreenCapture::Look;
+
+constexpr std::uint32_t kGround = 0x101010;
+
+struct Mark {
+  std::uint32_t colour = 0;
+  QPoint at = {};
+};
+
+// Different from every turned or mirrored version of themselves; the corners' own pixels are among them.
+std::vector<Mark> marksOn(const QSize& screen) {
+  const int right = screen.width() - 1;
+  const int bottom = screen.height() - 1;
+  return {
+      {0xff0000, {0, 0}},    {0x00ff00, {right, 0}},        {0x0000ff, {0, bottom}},       {0xffff00, {right, bottom}},
+      {0xff00ff, {111, 29}}, {0x00ffff, {right - 43, 307}}, {0xffffff, {203, bottom - 61}}};
+}
+
+std::optional<QPoint> find(const ScreenPicture& picture, std::uint32_t colour) {
+  for (int y = 0; y < picture.height; ++y) {
+    const std::uint8_t* pixel = picture.bgra + static_cast<std::ptrdiff_t>(y) * picture.stride;
+    for (int x = 0; x < picture.width; ++x, pixel += 4) {
+      if ((static_cast<std::uint32_t>(pixel[2]) << 16 | static_cast<std::uint32_t>(pixel[1]) << 8 | pixel[0]) == colour)
+        return QPoint(x, y);
+    }
+  }
+  return std::nullopt;
+}
+
+using Turn = std::tuple<std::string, std::string>;  // Rotation, reflection.
+
+class X11TurnedScreen : public testing::TestWithParam<Turn> {
+ protected:
+  void SetUp() override {
+    ASSERT_TRUE(outer_.running());
+    ASSERT_TRUE(server_.running()) << "Xephyr (package xserver-xephyr) did not start";
+    displays_ = makeX11Displays(server_.display());
+    synthesis_ = makeX11InputSynthesis(server_.display());
+    capture_ = makeX11ScreenCapture(server_.display().toStdString());
+  }
+
+  // The pointer goes to every mark's place in the captured picture, as a viewer would send it.
+  void expectPointerOnMarks(InputInjector& injector) {
+    const bool sideways = std::get<0>(GetParam()) == "left" || std::get<0>(GetParam()) == "right";
+    const QSize screen = sideways ? kSize.transposed() : kSize;
+    const std::vector<Mark> marks = marksOn(screen);
+    ScreenPainter painter(server_.display());
+    painter.fillAll(kGround);
+    for (const Mark& mark : marks) painter.fill(mark.colour, mark.at.x(), mark.at.y(), 1, 1);
+    ASSERT_EQ(capture_->open(0).outcome, ScreenCapture::Outcome::opened);
+    ScreenPicture picture;
+    ASSERT_EQ(capture_->look(picture), Look::changed);
+    ASSERT_EQ(QSize(picture.width, picture.height), screen);
+    TestWindow person(server_.display());
+    for (const Mark& mark : marks) {
+      const auto seen = find(picture, mark.colour);
+      ASSERT_TRUE(seen);
+      injector.move((seen->x() + 0.5) / picture.width, (seen->y() + 0.5) / picture.height);
+      ASSERT_TRUE(synthesis_->usable());
+      const TestWindow::Pointer pointer = person.pointer();
+      EXPECT_EQ(QPoint(pointer.x, pointer.y), mark.at);
+    }
+  }
+
+  static constexpr QSize kSize{640, 480};
+  fakes::RecordedLog log_;
+  XvfbServer outer_{800, 800};
+  XephyrServer server_{outer_, kSize.width(), kSize.height()};
+  std::unique_ptr<Displays> displays_;
+  std::unique_ptr<InputSynthesis> synthesis_;
+  std::unique_ptr<ScreenCapture> capture_;
+};
+
+TEST_P(X11TurnedScreen, putsThePointerWhereThePictureShowsIt) {
+  ASSERT_TRUE(server_.turn(std::get<0>(GetParam()), std::get<1>(GetParam())));
+  InputInjector injector(*displays_, *synthesis_);
+  injector.setTargetScreen(0);
+  expectPointerOnMarks(injector);
+  injector.setMappingMode(false);
+  expectPointerOnMarks(injector);
+}
+
+TEST_P(X11TurnedScreen, followsAScreenThatIsTurnedWhileItIsShared) {
+  InputInjector injector(*displays_, *synthesis_);
+  injector.setTargetScreen(0);
+  ASSERT_TRUE(server_.turn(std::get<0>(GetParam()), std::get<1>(GetParam())));
+  expectPointerOnMarks(injector);
+}
+
+INSTANTIATE_TEST_SUITE_P(EveryWay, X11TurnedScreen,
+                         testing::Combine(testing::Values("normal", "left", "inverted", "right"),
+                                          testing::Values("normal", "x", "y", "xy")),
+                         [](const auto& turn) { return std::get<0>(turn.param) + "_" + std::get<1>(turn.param); });
+
+}  // namespace
+}  // namespace vantora::testing_x11
