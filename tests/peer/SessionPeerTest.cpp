@@ -36,7 +36,7 @@ TEST_F(SessionPeerTest, carriesMessagesBothWaysOnBothChannels) {
   ASSERT_TRUE(say({{u"type"_s, u"auth"_s}, {u"token"_s, u"secret"_s}}));
   ASSERT_TRUE(say({{u"type"_s, u"control"_s}, {u"enable"_s, true}}));
   ASSERT_TRUE(until([&] { return count(u"pong"_s) == 2 && count(u"control_state"_s) == 1; }));
-  EXPECT_TRUE(host_->authorisation().inputRight());
+  EXPECT_TRUE(isOpen(Gate::input, host_->authorisation().rights()));
   ASSERT_TRUE(say({{u"type"_s, u"mouseMove"_s}, {u"x"_s, 0.5}, {u"y"_s, 0.5}}, u"control"_s));
   ASSERT_TRUE(until([&] { return count(u"ptr"_s, u"control"_s) == 1; }));
   EXPECT_EQ(input_.pointerEvents.size(), 1U);

@@ -38,7 +38,6 @@ class ClipboardSync {
   bool takePiece(const TextPiece& piece);
   // `parts`: the viewer of this connection takes long texts in pieces.
   void setClipboardSyncEnabled(bool enabled, bool parts = false);
-  bool isClipboardSyncEnabled() const { return clipboardSyncEnabled_; }
   // Starts the watcher anew; does nothing unless it is switched on. What is on the clipboard now is not sent.
   void startClipboardMonitoring();
   // One look: sends a change that nobody was told of on "control_reliable".
