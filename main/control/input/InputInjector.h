@@ -33,7 +33,8 @@ class InputInjector {
   // Whether the process may post input events; says in the log when it may not.
   bool ensureAccessibility();
 
-  // Global display coordinates of a normalised position; see mapToFrame for its range.
+  // Global display coordinates of a normalised position; see mapToFrame for its range. For who wants
+  // to know the place without going there.
   QPointF toPoint(double nx, double ny);
 
   // Pointer messages; `button` is the viewer's number: 0 left, 1 middle, 2 right, other left.
