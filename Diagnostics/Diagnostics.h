@@ -17,7 +17,7 @@ namespace vantora::Diagnostics {
 // "thermal", each an object, always all nine. Independent collectors run side by side on threads of low priority.
 [[nodiscard]] QJsonObject run(const Options& options = {});
 
-// One section each; docs/diagnostics.md lists keys, types and sources.
+// One section each, for who wants no whole report; docs/diagnostics.md lists keys, types and sources.
 [[nodiscard]] QJsonObject networkInfo(const Options& options = {});
 [[nodiscard]] QJsonObject reachability(const Options& options = {});
 [[nodiscard]] QJsonObject crashInfo(const Options& options = {});

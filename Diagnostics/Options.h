@@ -44,8 +44,6 @@ struct Options {
   std::function<bool(const QString& path)> look;
   // The addresses of this machine; empty: the kernel's list.
   std::function<std::vector<InterfaceAddress>()> interfaceAddresses;
-  // The thermal state in the operating system's own word, where it is had from an interface rather than from a file.
-  std::function<QString()> thermalState;
 
   // The whole report takes no longer: commands running by then are killed, later ones are not started, and what else
   // has not come back is left out.

@@ -19,7 +19,6 @@ struct PointerEvent {
   QPointF point = {};  // Global display coordinates; may lie on the far edge of `frame`, one past its last pixel.
   QRectF frame = {};   // The display that is meant: the pointer never lands outside it. Empty: unknown.
   PointerButton button = PointerButton::left;
-  int clickState = 0;  // 1 for a press or release of its own, 2 for those of a second click, 0 for motion.
   bool operator==(const PointerEvent&) const = default;
 };
 
@@ -42,8 +41,7 @@ struct KeyModifiers {
 
 // One key event at a physical position of the keyboard.
 struct KeyEvent {
-  QString name = {};             // Web "code" name of the position, such as "KeyA".
-  std::uint16_t virtualKey = 0;  // The same position as a number, see KeyCodes.h.
+  QString name = {};  // Web "code" name of the position, such as "KeyA".
   bool down = false;
   KeyModifiers modifiers = {};
   bool operator==(const KeyEvent&) const = default;

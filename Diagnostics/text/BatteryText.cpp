@@ -20,33 +20,10 @@ std::optional<qint64> healthPercent(double full, double design) {
   return std::llround(full / design * 100);
 }
 
-Battery parsePowerProfile(const QString& text) {
-  Battery battery;
-  std::optional<qint64> maximum;
-  std::optional<double> full;
-  std::optional<double> design;
-  for (const QString& line : trimmedLines(text.toLower())) {
-    const QString value = line.section(u':', 1).trimmed();
-    if (!battery.cycleCount && line.contains("cycle count:"_L1)) battery.cycleCount = leadingInteger(value);
-    if (!maximum && line.contains("maximum capacity:"_L1)) maximum = leadingInteger(value);
-    if (!full && line.contains("full charge capacity (mah)"_L1)) full = toNumber(value);
-    if (!design && line.contains("design capacity (mah)"_L1)) design = toNumber(value);
-  }
-  battery.healthPct = maximum;
-  if (!maximum && full && design) battery.healthPct = healthPercent(*full, *design);
-  return battery;
-}
-
 std::optional<double> parseRawTemperature(const QString& text) {
   const auto tenths = toInteger(text);
   if (!tenths) return std::nullopt;
   return roundedToTenth(static_cast<double>(*tenths) / 10);
-}
-
-std::optional<double> parseTemperature(const QString& text) {
-  const auto degrees = toNumber(QString(text).remove(u" C"_s));
-  if (!degrees) return std::nullopt;
-  return roundedToTenth(*degrees);
 }
 
 }  // namespace vantora::Diagnostics

@@ -16,10 +16,7 @@ struct Battery {
 [[nodiscard]] QJsonObject toJson(const Battery& battery);
 // full / design x 100 as a whole number, halves away from zero; nothing when a figure makes no sense.
 [[nodiscard]] std::optional<qint64> healthPercent(double full, double design);
-// `system_profiler SPPowerDataType`.
-[[nodiscard]] Battery parsePowerProfile(const QString& text);
-// Degrees Celsius from the battery's raw number (tenths), and from a text like "30.5 C".
+// Degrees Celsius from a raw number of tenths.
 [[nodiscard]] std::optional<double> parseRawTemperature(const QString& text);
-[[nodiscard]] std::optional<double> parseTemperature(const QString& text);
 
 }  // namespace vantora::Diagnostics

@@ -46,12 +46,6 @@ bool isSame(const Crash& a, const Crash& b) {
 
 }  // namespace
 
-QString crashReportName(const QString& path) {
-  QString name = lastPathComponent(path);
-  if (name.endsWith(".crash"_L1)) name.chop(6);
-  return name.section(u'_', 0, 0);
-}
-
 std::optional<Crash> parseCoreFile(const QString& folder, const QString& fileName) {
   // The program's name is written with its own dots escaped.
   const QStringList fields = fileName.split(u'.');
@@ -159,17 +153,6 @@ QJsonArray repeatedCrashes(const std::vector<Crash>& newestFirst) {
   for (const auto& [count, name] : ranks) {
     if (result.size() >= kRepeated) break;
     result.append(QJsonObject{{u"name"_s, name}, {u"count"_s, count}});
-  }
-  return result;
-}
-
-QJsonArray parseCounts(const QString& text) {
-  QJsonArray result;
-  for (const QString& line : trimmedLines(text)) {
-    const qsizetype blank = line.indexOf(u' ');
-    const std::optional<qint64> count = toInteger(line.left(blank));
-    if (blank < 0 || !count) continue;
-    result.append(QJsonObject{{u"name"_s, line.mid(blank + 1).trimmed()}, {u"count"_s, *count}});
   }
   return result;
 }

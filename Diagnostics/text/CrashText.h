@@ -18,8 +18,6 @@ struct Crash {
   qint64 pid = 0;  // 0: not known
 };
 
-// The program a report "Name_2024-01-02-030405_host.crash" is about.
-[[nodiscard]] QString crashReportName(const QString& path);
 // "core.NAME.UID.BOOT.PID.MICROSECONDS", with or without a suffix for its compression; `folder` goes before it.
 [[nodiscard]] std::optional<Crash> parseCoreFile(const QString& folder, const QString& fileName);
 // The program an apport report is about: its "ExecutablePath:" line, else the end of the file's name.
@@ -38,8 +36,6 @@ struct Crash {
 [[nodiscard]] QJsonArray recentCrashes(const std::vector<Crash>& newestFirst);
 // The five names that stand most often among the first fifty as {"name", "count"}; equal counts by name, backwards.
 [[nodiscard]] QJsonArray repeatedCrashes(const std::vector<Crash>& newestFirst);
-// Lines of "count name".
-[[nodiscard]] QJsonArray parseCounts(const QString& text);
 
 // Whether a kernel log that survived a crash tells of a panic (an oops is none).
 [[nodiscard]] bool tellsOfPanic(const QString& kernelLog);

@@ -27,32 +27,6 @@ std::vector<ProcessFigures> topBy(std::vector<ProcessFigures> all, Key key) {
 
 }  // namespace
 
-QJsonArray parsePsCpu(const QString& text) {
-  QJsonArray result;
-  for (const QString& line : trimmedLines(text)) {
-    const auto pid = toInteger(line.section(u'|', 0, 0));
-    if (!pid || line.count(u'|') < 2) continue;
-    result.append(QJsonObject{{u"pid"_s, *pid},
-                              {u"cpuPct"_s, toNumber(line.section(u'|', 1, 1)).value_or(0)},
-                              {u"name"_s, lastPathComponent(line.section(u'|', 2))}});
-  }
-  return result;
-}
-
-QJsonArray parsePsMem(const QString& text) {
-  QJsonArray result;
-  for (const QString& line : trimmedLines(text)) {
-    const auto pid = toInteger(line.section(u'|', 0, 0));
-    const auto resident = toInteger(line.section(u'|', 2, 2));
-    if (!pid || !resident || line.count(u'|') < 3) continue;
-    result.append(QJsonObject{{u"pid"_s, *pid},
-                              {u"memPct"_s, toNumber(line.section(u'|', 1, 1)).value_or(0)},
-                              {u"rssKB"_s, *resident},
-                              {u"name"_s, lastPathComponent(line.section(u'|', 3))}});
-  }
-  return result;
-}
-
 std::optional<ProcStat> parseProcStat(const QByteArray& bytes) {
   const qsizetype open = bytes.indexOf('(');
   const qsizetype close = bytes.lastIndexOf(')');

@@ -9,10 +9,6 @@
 // Processes. Pure functions, any thread.
 namespace vantora::Diagnostics {
 
-// "pid|cpu|command" and "pid|memory|resident|command" lines, as the report's arrays "topCPU" and "topMem".
-[[nodiscard]] QJsonArray parsePsCpu(const QString& text);
-[[nodiscard]] QJsonArray parsePsMem(const QString& text);
-
 // What /proc/PID/stat says of one process.
 struct ProcStat {
   qint64 pid = 0;

@@ -34,17 +34,6 @@ QString entry(QLatin1StringView label, const QString& host) { return label + " :
 
 }  // namespace
 
-ProxyState parseScutilProxy(const QString& text) {
-  ProxyState state;
-  for (const QString& line : trimmedLines(text)) {
-    state.enabled |= line.endsWith("Enable : 1"_L1);
-    for (const Kind& kind : kKinds) {
-      if (line.startsWith(kind.label)) state.hosts.append(line);
-    }
-  }
-  return state;
-}
-
 ProxyState parseGsettingsProxy(const QString& text) {
   QMap<QString, QString> values;
   for (const QString& line : trimmedLines(text)) {

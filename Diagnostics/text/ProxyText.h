@@ -15,8 +15,6 @@ struct ProxyState {
   QStringList hosts;
 };
 
-// `scutil --proxy`.
-[[nodiscard]] ProxyState parseScutilProxy(const QString& text);
 // `gsettings list-recursively org.gnome.system.proxy`.
 [[nodiscard]] ProxyState parseGsettingsProxy(const QString& text);
 // KDE's kioslaverc.

@@ -47,8 +47,6 @@ bool trustsSource(const QString& list) {
 
 }  // namespace
 
-bool saysEnabled(const QString& text) { return text.toLower().contains("enabled"_L1); }
-
 QString firewallState(const QString& text) { return toInteger(text).value_or(0) > 0 ? u"On"_s : u"Off"_s; }
 
 bool isSecureBootOn(const QByteArray& efiVariable) { return efiVariable.size() == 5 && efiVariable[4] == 1; }

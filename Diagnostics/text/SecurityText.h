@@ -7,8 +7,6 @@
 // Security settings. Pure functions, any thread.
 namespace vantora::Diagnostics {
 
-// Whether a status line of a tool says "enabled".
-[[nodiscard]] bool saysEnabled(const QString& text);
 // "On" for a whole number above 0, "Off" for anything else.
 [[nodiscard]] QString firewallState(const QString& text);
 

@@ -23,15 +23,6 @@ QString bytesPretty(qint64 kb) {
   return pretty(bytes / 1024, 0, " KB"_L1);
 }
 
-std::optional<Volume> parseDf(const QString& line) {
-  const QStringList fields = words(line);
-  const auto total = toInteger(fields.value(1));
-  const auto used = toInteger(fields.value(2));
-  const auto available = toInteger(fields.value(3));
-  if (!total || !used || !available) return std::nullopt;
-  return Volume{*total, *used, *available};
-}
-
 QJsonObject toJson(const Volume& volume) {
   QJsonObject result{
       {u"totalKB"_s, volume.totalKB},

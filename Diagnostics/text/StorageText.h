@@ -16,8 +16,6 @@ struct Volume {
   qint64 usedKB = 0;
   qint64 availKB = 0;
 };
-// The last line of `df -k`: fields 2 to 4.
-[[nodiscard]] std::optional<Volume> parseDf(const QString& line);
 // {"totalKB", "usedKB", "availKB", "freePct", "totalPretty", "usedPretty", "freePretty"}.
 [[nodiscard]] QJsonObject toJson(const Volume& volume);
 

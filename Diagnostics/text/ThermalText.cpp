@@ -21,9 +21,4 @@ QString thermalState(const std::vector<ThermalZone>& zones) {
   return kStates[level];
 }
 
-QString knownThermalState(const QString& word) {
-  static const QStringList kStates = {u"nominal"_s, u"fair"_s, u"serious"_s, u"critical"_s};
-  return kStates.contains(word) ? word : u"unknown"_s;
-}
-
 }  // namespace vantora::Diagnostics

@@ -22,7 +22,5 @@ struct ThermalZone {
 // "critical", "serious" or "fair" when some zone has reached such a limit, "nominal" when none has, "unknown" where no
 // zone has a limit. Limits at or below freezing are not set and count for nothing.
 [[nodiscard]] QString thermalState(const std::vector<ThermalZone>& zones);
-// A word of the operating system, when it is one of the four.
-[[nodiscard]] QString knownThermalState(const QString& word);
 
 }  // namespace vantora::Diagnostics

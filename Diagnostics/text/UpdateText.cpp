@@ -26,15 +26,6 @@ QString osVersion(const QString& osRelease) {
   return QString(releaseValue(osRelease, "NAME"_L1) + u' ' + releaseValue(osRelease, "VERSION_ID"_L1)).trimmed();
 }
 
-QStringList parseSoftwareUpdate(const QString& text) {
-  if (text.toLower().contains("no new software available"_L1)) return {};
-  QStringList result;
-  for (const QString& line : trimmedLines(text)) {
-    if (line.contains("macOS"_L1) || line.contains("Sonoma"_L1) || line.contains("Ventura"_L1)) result.append(line);
-  }
-  return result;
-}
-
 QStringList parseApt(const QString& text) {
   QStringList result;
   for (const QString& line : trimmedLines(text)) {

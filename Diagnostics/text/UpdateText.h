@@ -11,8 +11,6 @@ inline constexpr qsizetype kListedUpdates = 120;
 
 // The name for people in an os-release file, else its name and version; "" for none.
 [[nodiscard]] QString osVersion(const QString& osRelease);
-// `softwareupdate --list`.
-[[nodiscard]] QStringList parseSoftwareUpdate(const QString& text);
 // `apt list --upgradable`.
 [[nodiscard]] QStringList parseApt(const QString& text);
 // `dnf -C -q list --upgrades`.

@@ -14,7 +14,8 @@ struct WifiLink {
   std::optional<QString> txRate;  // Mbit/s, as the tool writes the number
 };
 
-// "label: value" lines of the airport tool; labels count without regard to case.
+// "label: value" lines of the airport tool; labels count without regard to case. For the collectors of a system that
+// has this tool; those of Linux have others.
 [[nodiscard]] WifiLink parseAirport(const QString& text);
 // `iw dev NAME link`.
 [[nodiscard]] WifiLink parseIwLink(const QString& text);

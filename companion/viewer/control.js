@@ -39,6 +39,12 @@ export class Control {
     return Object.fromEntries(this.#channels);
   }
 
+  // The reliable channel while it is open, else null.
+  reliableChannel() {
+    const channel = this.#channels.get('control_reliable');
+    return channel?.readyState === 'open' ? channel : null;
+  }
+
   // A channel that the host opened. A newer one of the same label takes the place of the older.
   adopt(channel) {
     if (channel.label !== 'control' && channel.label !== 'control_reliable') return;
@@ -116,13 +122,19 @@ export class Control {
   }
 
   #received(message) {
-    this.lastMessages[message.type] = message;
-    this.recentMessages.push(message);
-    if (this.recentMessages.length > RECENT_MESSAGES) this.recentMessages.shift();
+    this.#remember(message);
     if (message.type === 'auth') this.#authAnswered(message.ok === true);
     else if (message.type === 'control_state') this.#stateAnswered(message.enabled === true);
     else if (message.type === 'pong') this.#pongCame(message.t0);
     else this.#on.message(message);
+  }
+
+  // Pieces of a long text are not kept: hundreds of them are megabytes.
+  #remember(message) {
+    if (Number.isInteger(message.parts)) return;
+    this.lastMessages[message.type] = message;
+    this.recentMessages.push(message);
+    if (this.recentMessages.length > RECENT_MESSAGES) this.recentMessages.shift();
   }
 
   #authAnswered(ok) {

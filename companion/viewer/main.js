@@ -1,6 +1,7 @@
 // Puts the page together: which room, who is told of what, and what the tests may look at.
 
 import { CaptureWatch } from './capture.js';
+import { HostClipboard } from './clipboard.js';
 import { Control } from './control.js';
 import { KeyboardForwarder } from './input/keyboard.js';
 import { PointerForwarder } from './input/pointer.js';
@@ -19,6 +20,9 @@ import { QualityView } from './ui/quality.js';
 import { StatusView } from './ui/status.js';
 
 const CANNOT_SEND_ALTGR = 'Characters that need AltGr cannot be sent to the host. Nothing was typed for that key.';
+
+// Every host takes messages of so many bytes.
+const SMALLEST_MESSAGE_LIMIT = 65536;
 
 const stage = byId('stage');
 const video = byId('screen');
@@ -46,6 +50,7 @@ const control = new Control({
     qualityView.setReady(ready);
     quality.reset();
     capture.reset();
+    clipboard.setReady(ready);
     session?.setChannelsOpen(ready);
     if (!ready) displays.reset();
   },
@@ -53,6 +58,13 @@ const control = new Control({
   refused: () => notices.tell('refused', 'The host does not allow remote control at the moment.'),
   message: (message) => receivedFromHost(message),
 });
+
+// What the host's clipboard holds: {text}, or {length, limit} of a text that is too long to be sent; null before that.
+let hostText = null;
+const clipboard = new HostClipboard(
+  { channel: () => control.reliableChannel(), limit: () => session?.pc?.sctp?.maxMessageSize ?? SMALLEST_MESSAGE_LIMIT },
+  { text: (text) => (hostText = { text }), tooLarge: (size) => (hostText = size) },
+);
 
 const access = new AccessView({
   unlock: (pin) => control.unlock(pin),
@@ -113,6 +125,11 @@ function receivedFromHost(message) {
       quality.receive(message);
       capture.receive(message);
       if (typeof message.hostName === 'string') byId('host-name').textContent = message.hostName;
+      break;
+    case 'ack':
+    case 'clipboard_sync':
+    case 'clipboard_too_large':
+      clipboard.receive(message);
       break;
     default:
       break;
@@ -189,6 +206,8 @@ window.vantora = {
   signal: (message) => session?.signal(message) ?? false,
   lastMessages: control.lastMessages,
   recentMessages: control.recentMessages,
+  clipboard,
+  hostText: () => hostText,
 };
 
 if (parameters.get('room')) {

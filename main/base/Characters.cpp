@@ -23,4 +23,22 @@ QString firstCharacters(const QString& text, qsizetype count) {
   return text.left(end);
 }
 
+qint64 utf8Length(QStringView text) {
+  qint64 bytes = 0;
+  for (qsizetype i = 0; i < text.size(); ++i) {
+    const char16_t unit = text[i].unicode();
+    if (unit < 0x80) {
+      bytes += 1;
+    } else if (unit < 0x800) {
+      bytes += 2;
+    } else if (QChar::isHighSurrogate(unit) && i + 1 < text.size() && text[i + 1].isLowSurrogate()) {
+      bytes += 4;
+      ++i;
+    } else {
+      bytes += 3;
+    }
+  }
+  return bytes;
+}
+
 }  // namespace vantora

@@ -16,15 +16,17 @@ void RemoteClipboard::connected() {
 
 void RemoteClipboard::disconnected() {
   connected_ = false;
+  underWay_.reset();
   base_ = changeCount_;
-  for (auto& [id, reading] : std::exchange(readings_, {})) reading.done(std::nullopt);
+  for (auto& [id, reading] : std::exchange(readings_, {})) reading.done({});
 }
 
 // Whatever was copied while nobody looked is a change. What was set here went with the process that had it, unless a
 // program of the desktop took it over.
 void RemoteClipboard::lookForCopies() {
-  requestText([this](const std::optional<QString>& text) {
+  requestText([this](const ClipboardReading& reading) {
     if (!connected_) return;
+    const auto& text = reading.text;
     if (writing_) {
       if (!writing_->stored || text == writing_->text) return;
       if (text && text->isEmpty()) return sendText();
@@ -38,7 +40,10 @@ void RemoteClipboard::lookForCopies() {
 
 void RemoteClipboard::take(const QString& type, const JsonObject& message) {
   const qint64 id = integerField(message, "id"_L1).value_or(0);
-  if (type == "clipboard_text"_L1) return answerReading(id, stringField(message, "text"_L1));
+  if (type == "clipboard_text"_L1) {
+    return answerReading(
+        id, {.text = stringField(message, "text"_L1), .tooLong = integerField(message, "too_long"_L1).value_or(0)});
+  }
 
   const auto count = integerField(message, "count"_L1);
   if (!count || *count < 0) return;
@@ -53,17 +58,21 @@ void RemoteClipboard::setText(const QString& text, std::function<void(qint64)> d
   const qint64 id = nextId_++;
   std::optional<Writing> before = std::exchange(
       writing_, Writing{id, text, false, std::move(done), scheduler_.after(kPatience, [this] { answerWriting(); })});
-  if (connected_) sendText();
+  if (connected_ && !underWay_) sendText();
   if (before && before->done) before->done(changeCount_);
 }
 
+// A process that takes its time must not have text upon text waiting on the line: the newest follows the one under way.
 void RemoteClipboard::sendText() {
+  underWay_ = writing_->id;
   send_({{u"type"_s, u"clipboard_set"_s}, {u"id"_s, writing_->id}, {u"text"_s, writing_->text}});
 }
 
 void RemoteClipboard::stored(qint64 id, qint64 count) {
   if (id <= 0 || id >= nextId_) return;
   const bool newest = writing_ && writing_->id == id;
+  if (underWay_ == id) underWay_.reset();
+  if (!newest && !underWay_ && writing_ && !writing_->stored) sendText();
   if (newest) writing_->stored = true;
   if (newest && writing_->done) {
     changeCount_ = std::max(changeCount_, base_ + count);
@@ -75,16 +84,15 @@ void RemoteClipboard::stored(qint64 id, qint64 count) {
 }
 
 void RemoteClipboard::requestText(TextAnswer done) {
-  if (!connected_) return done(writing_ && !writing_->stored ? std::optional(writing_->text) : std::nullopt);
+  if (!connected_) return done({.text = writing_ && !writing_->stored ? std::optional(writing_->text) : std::nullopt});
   const qint64 id = nextId_++;
-  readings_.emplace(
-      id, Reading{std::move(done), scheduler_.after(kPatience, [this, id] { answerReading(id, std::nullopt); })});
+  readings_.emplace(id, Reading{std::move(done), scheduler_.after(kPatience, [this, id] { answerReading(id, {}); })});
   send_({{u"type"_s, u"clipboard_get"_s}, {u"id"_s, id}});
 }
 
-void RemoteClipboard::answerReading(qint64 id, const std::optional<QString>& text) {
+void RemoteClipboard::answerReading(qint64 id, const ClipboardReading& answer) {
   auto reading = readings_.extract(id);
-  if (!reading.empty()) reading.mapped().done(text);
+  if (!reading.empty()) reading.mapped().done(answer);
 }
 
 void RemoteClipboard::answerWriting() {

@@ -49,7 +49,7 @@ class RemoteClipboard final : public Clipboard {
   void sendText();
   void lookForCopies();
   void stored(qint64 id, qint64 count);
-  void answerReading(qint64 id, const std::optional<QString>& text);
+  void answerReading(qint64 id, const ClipboardReading& answer);
   void answerWriting();
 
   Scheduler& scheduler_;
@@ -63,6 +63,7 @@ class RemoteClipboard final : public Clipboard {
   qint64 nextId_ = 1;
   std::map<qint64, Reading> readings_;
   std::optional<Writing> writing_;  // None when another program has copied since.
+  std::optional<qint64> underWay_;  // The text that the desktop process has got and not stored yet.
 };
 
 }  // namespace vantora

@@ -28,7 +28,6 @@ class DataChannel {
   static constexpr qint64 kMaxPendingBytes = 64LL * 1024 * 1024;
 
   virtual ~DataChannel() = default;
-  virtual QString label() const = 0;
   virtual ChannelState state() const = 0;
   virtual void setEvents(Events events) = 0;
   // False, with the message dropped, when the channel is not open, when too much waits to be sent, or when the message

@@ -19,7 +19,6 @@ class LibDataChannel final : public DataChannel {
                  rtc::scoped_refptr<webrtc::PeerConnectionInterface> connection);
   ~LibDataChannel() override;
 
-  QString label() const override { return label_; }
   ChannelState state() const override;
   void setEvents(Events events) override;
   bool send(const QByteArray& data, bool binary) override;

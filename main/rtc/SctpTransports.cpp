@@ -14,6 +14,11 @@ constexpr dcsctp::DurationMs kAckDelay(5);
 /// a browser's slow start sends more at once than its own send queue takes, which discards the rest: the first file of
 /// a session crawls.
 constexpr size_t kReceiveWindow{512 * 1024};
+/// What may wait in the transport for its turn, in bytes, and when it asks for more. A channel counts only what the
+/// transport has not taken: with the library's 2 MB a long clipboard text would be sent at once, and everything after
+/// it would wait for as long as a thin link takes for that much.
+constexpr size_t kSendBuffer{64 * 1024};
+constexpr size_t kSendMoreBelow{32 * 1024};
 
 class Sockets final : public dcsctp::DcSctpSocketFactory {
  public:
@@ -24,6 +29,8 @@ class Sockets final : public dcsctp::DcSctpSocketFactory {
     dcsctp::DcSctpOptions quicker = options;
     quicker.delayed_ack_max_timeout = kAckDelay;
     quicker.max_receiver_window_buffer_size = kReceiveWindow;
+    quicker.max_send_buffer_size = kSendBuffer;
+    quicker.total_buffered_amount_low_threshold = kSendMoreBelow;
     return dcsctp::DcSctpSocketFactory::Create(logPrefix, callbacks, std::move(observer), quicker);
   }
 };

@@ -55,9 +55,9 @@ void Host::bindControlMessages() {
     return cursor_->handleTestCursor(request.body) ? Handled::yes : Handled::ignored;
   });
   dispatcher_->on("cursor_query"_L1, [this](const ControlRequest& request) {
-    // Acknowledged here, after the shape, which may take a moment to find; and without the request's "req".
+    // Acknowledged after the shape, which may take a moment to find; and without the request's "req".
     cursor_->handleCursorQuery([this, origin = request.origin] { dispatcher_->sendAck(origin, {}); });
-    return Handled::ignored;
+    return Handled::yes;
   });
 
   bindInputMessages(*dispatcher_, injector_, outlet_, platform_.scheduler);

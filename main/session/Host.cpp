@@ -225,6 +225,7 @@ void Host::closePeer() {
   stopStatistics();
   diagnostics_.channelClosed(ControlChannel::control);
   diagnostics_.channelClosed(ControlChannel::reliable);
+  clipboard_.channelClosed(ControlChannel::reliable);
   cursor_->stopCursorMonitoring();
   link_.reset();
   // The library's threads take a moment to let go of it.
@@ -282,6 +283,7 @@ void Host::stopStatistics() {
 void Host::channelClosed(ControlChannel channel) {
   stopStatistics();
   diagnostics_.channelClosed(channel);
+  clipboard_.channelClosed(channel);
   if (channel == ControlChannel::reliable) cursor_->stopCursorMonitoring();
   authorisation_->resetOnChannelClose();
 }

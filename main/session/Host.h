@@ -75,14 +75,13 @@ class Host {
   // For the user interface.
   QString getRoomId() const { return roomId_; }
   QString getQualityPreset() const { return quality_->currentQualityPreset(); }
+  // For a user interface in this process; that of the desktop process makes its labels from HostState.
   QString getICEStateLabel() const { return iceMonitor_.getICEStateLabel(); }
   IceState iceState() const { return iceMonitor_.iceState(); }
   bool isSharingEnabled() const { return sharing_.isSharingEnabled(); }
   void startSharing() { sharing_.startSharing(); }
   void stopSharing() { sharing_.stopSharing(); }
   ControlAuthorisation& authorisation() { return *authorisation_; }
-  // Whether a control message of this type has somebody who carries it out.
-  bool carriesOut(QLatin1StringView type) const { return dispatcher_->handles(type); }
   ChatInbox& chat() { return chat_; }
   bool isFileReceiveAllowed() const { return files_.isFileReceiveAllowed(); }
   void setFileReceiveAllowed(bool allow);

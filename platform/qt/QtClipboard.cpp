@@ -82,7 +82,7 @@ void QtClipboard::stored() {
 void QtClipboard::requestText(TextAnswer done) {
   // Not ownsClipboard(): that, too, misses another program's copy in the same millisecond.
   if (reader_ && !ours_) return reader_->read(std::move(done));
-  done(clipboard_.text());
+  done({.text = clipboard_.text()});
 }
 
 std::unique_ptr<Clipboard> makeQtClipboard() {

@@ -18,7 +18,7 @@ xcb_atom_t atom(xcb_connection_t* connection, const QByteArray& name) {
 X11ClipboardReader::X11ClipboardReader(const QString& displayName, Limits limits)
     : limits_(limits), connection_(displayName) {
   patience_.setSingleShot(true);
-  QObject::connect(&patience_, &QTimer::timeout, &context_, [this] { finish(std::nullopt); });
+  QObject::connect(&patience_, &QTimer::timeout, &context_, [this] { finish({}); });
 }
 
 X11ClipboardReader::~X11ClipboardReader() = default;
@@ -73,7 +73,7 @@ bool X11ClipboardReader::prepare() {
 void X11ClipboardReader::next() {
   if (asking_ || waiting_.empty()) return;
   asking_ = true;
-  if (!prepare()) return finish(std::nullopt);
+  if (!prepare()) return finish({});
   patience_.start(limits_.patience);
   ask(utf8String);
 }
@@ -84,7 +84,7 @@ void X11ClipboardReader::ask(size_t target) {
   bytes_.clear();
   turn_ = (turn_ + 1) % properties_.size();
   xcb_connection_t* const connection = connection_.current();
-  if (!connection) return finish(std::nullopt);
+  if (!connection) return finish({});
   xcb_delete_property(connection, window_, properties_[turn_]);
   xcb_convert_selection(connection, window_, clipboard_, targets_[target], properties_[turn_], XCB_CURRENT_TIME);
   xcb_flush(connection);
@@ -98,7 +98,7 @@ void X11ClipboardReader::drain() {
   }
   if (connection_.current()) return;
   notifier_.reset();
-  if (asking_) finish(std::nullopt);
+  if (asking_) finish({});
 }
 
 void X11ClipboardReader::handle(const xcb_generic_event_t& event) {
@@ -109,7 +109,7 @@ void X11ClipboardReader::handle(const xcb_generic_event_t& event) {
       // A refusal names no property: one that comes late costs this request a form of the text, no more.
       if (!asking_ || inPieces_ || notice.target != targets_[target_]) return;
       if (target_ + 1 < targetCount) return ask(target_ + 1);
-      return finish(QString());
+      return finish({.text = QString()});
     }
     answered(notice.property);
   } else if (type == XCB_PROPERTY_NOTIFY) {
@@ -134,15 +134,16 @@ void X11ClipboardReader::answered(xcb_atom_t property) {
     return;
   }
   bytes_ = std::move(piece.bytes);
-  finish(bytes_.size() > limits_.bytes ? std::nullopt : std::optional(decoded()));
+  if (bytes_.size() > limits_.bytes) return finish({.tooLong = bytes_.size()});
+  finish({.text = decoded()});
 }
 
 void X11ClipboardReader::pieceArrived() {
   const Piece piece = takeProperty(properties_[turn_]);
   if (piece.type == XCB_NONE) return;  // Taken before, with the notice that it was there.
-  if (piece.bytes.isEmpty()) return finish(decoded());
+  if (piece.bytes.isEmpty()) return finish({.text = decoded()});
   bytes_ += piece.bytes;
-  if (bytes_.size() > limits_.bytes) finish(std::nullopt);
+  if (bytes_.size() > limits_.bytes) finish({.tooLong = bytes_.size()});
 }
 
 X11ClipboardReader::Piece X11ClipboardReader::takeProperty(xcb_atom_t property) {
@@ -160,7 +161,7 @@ QString X11ClipboardReader::decoded() const {
   return target_ == latin1String ? QString::fromLatin1(bytes_) : QString::fromUtf8(bytes_);
 }
 
-void X11ClipboardReader::finish(const std::optional<QString>& text) {
+void X11ClipboardReader::finish(const ClipboardReading& reading) {
   patience_.stop();
   asking_ = false;
   inPieces_ = false;
@@ -170,7 +171,7 @@ void X11ClipboardReader::finish(const std::optional<QString>& text) {
   const Done done = std::move(waiting_.front());
   waiting_.pop_front();
   if (!waiting_.empty()) QTimer::singleShot(0, &context_, [this] { next(); });
-  done(text);
+  done(reading);
 }
 
 }  // namespace vantora

@@ -13,6 +13,7 @@
 #include <memory>
 #include <optional>
 
+#include "platform/Clipboard.h"
 #include "platform/x11/X11Connection.h"
 
 namespace vantora {
@@ -22,8 +23,7 @@ namespace vantora {
 // after its patience at the latest. Thread: one with a Qt event loop. Owner: QtClipboard.
 class X11ClipboardReader {
  public:
-  // The empty text: there is none. Nothing: it could not be read.
-  using Done = std::function<void(const std::optional<QString>& text)>;
+  using Done = Clipboard::TextAnswer;
   struct Limits {
     std::chrono::milliseconds patience{4000};
     qsizetype bytes = 64 * 1024 * 1024;  // Longer texts are not read.
@@ -41,8 +41,8 @@ class X11ClipboardReader {
   [[nodiscard]] bool watch(std::function<void(xcb_window_t owner)> changed);
   // Calls `changed` now for whatever the server has done so far.
   void catchUp();
-  // `done` gets the clipboard's text; nothing when its owner does not answer in time, when it is too long, and when
-  // there is no server. Never called before read() has returned, nor after this object is gone.
+  // `done` gets what was read: no text when its owner does not answer in time, when it is longer than the limit, and
+  // when there is no server. Never called before read() has returned, nor after this object is gone.
   void read(Done done);
 
  private:
@@ -62,7 +62,7 @@ class X11ClipboardReader {
   };
   // What `property` of our window holds; the property is gone afterwards.
   Piece takeProperty(xcb_atom_t property);
-  void finish(const std::optional<QString>& text);
+  void finish(const ClipboardReading& reading);
   QString decoded() const;
 
   const Limits limits_;

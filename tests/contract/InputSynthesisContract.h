@@ -34,10 +34,10 @@ class InputSynthesisContract : public testing::TestWithParam<std::function<std::
   }
   InputSynthesis& synthesis() { return bench_->synthesis(); }
   void pointer(PointerEventType type, PointerButton button, QPointF point = QPointF(20, 10)) {
-    synthesis().postPointer({type, point, QRectF(0, 0, 100, 50), button, 1});
+    synthesis().postPointer({type, point, QRectF(0, 0, 100, 50), button});
   }
   bool key(const char* name, bool down, KeyModifiers modifiers = {}) {
-    return synthesis().postKey({QString::fromLatin1(name), 0, down, modifiers});
+    return synthesis().postKey({QString::fromLatin1(name), down, modifiers});
   }
 
   std::unique_ptr<InputSynthesisBench> bench_;

@@ -22,7 +22,10 @@ class FakeClipboard final : public Clipboard {
   }
   void requestText(TextAnswer done) override {
     ++reads;
-    perform([this, done = std::move(done)] { done(readable ? std::optional(text) : std::nullopt); });
+    perform([this, done = std::move(done)] {
+      if (readable) return done({.text = text});
+      done({.tooLong = tooLong});
+    });
   }
 
   // Another program copies. `noticed`: whether the change is told, as most desktops do.
@@ -42,6 +45,7 @@ class FakeClipboard final : public Clipboard {
 
   bool slow = false;
   bool readable = true;
+  qint64 tooLong = 0;  // What a reading that failed says.
   QString text;
   qint64 changes = 7;
   int sets = 0;

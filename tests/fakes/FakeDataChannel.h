@@ -61,7 +61,6 @@ class FakeDataChannel final : public DataChannel {
     channel_->destroyed = true;
     channel_->state = ChannelState::closed;
   }
-  QString label() const override { return channel_->label; }
   ChannelState state() const override { return channel_->state; }
   void setEvents(Events events) override { channel_->events = std::move(events); }
   bool send(const QByteArray& data, bool binary) override {

@@ -46,8 +46,8 @@ struct Session {
                                       .controlEnded = [this] { injector.releaseAll(); },
                                       .random = [](quint32) { return 42U; }}};
   ControlDispatcher dispatcher{outlet, scheduler, [this](Gate gate) {
-                                 if (gate == Gate::input) return authorisation.inputRight();
-                                 return gate != Gate::command || authorisation.commandRight();
+                                 if (gate == Gate::input) return isOpen(Gate::input, authorisation.rights());
+                                 return gate != Gate::command || isOpen(Gate::command, authorisation.rights());
                                }};
 
   Session() {
@@ -61,7 +61,7 @@ struct Session {
     });
     bindInputMessages(dispatcher, injector, outlet, scheduler);
     dispatcher.dataChannelDidReceiveMessage(ControlChannel::reliable, R"({"type":"control","enable":true})", false);
-    fuzz::require(authorisation.inputRight());
+    fuzz::require(isOpen(Gate::input, authorisation.rights()));
     outlet.take();
   }
 };

@@ -48,10 +48,6 @@ class ControlAuthorisation {
 
   // This area's share of what decides about rights; files belong to another.
   ControlRights rights() const;
-  // Pointer and keys.
-  bool inputRight() const { return isOpen(Gate::input, rights()); }
-  // Support commands.
-  bool commandRight() const { return isOpen(Gate::command, rights()); }
 
   // "auth": answers whether the token is the PIN.
   void handleAuth(ControlChannel origin, const JsonObject& message);

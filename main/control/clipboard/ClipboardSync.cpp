@@ -2,7 +2,9 @@
 
 #include <utility>
 
+#include "main/base/Characters.h"
 #include "main/base/Log.h"
+#include "main/control/clipboard/TextPieces.h"
 #include "main/control/clipboard/TextPreview.h"
 
 namespace vantora {
@@ -19,10 +21,21 @@ constexpr auto kSettle = 50ms;
 // two seconds later where nothing tells of changes. Afterwards it is a copy that somebody made.
 constexpr auto kTakeover = 5s;
 
+// Beside the text of a "clipboard_sync": {"text":"","type":"clipboard_sync"}
+constexpr qint64 kEnvelope = 35;
+
+void logUpdate(const QString& text) {
+  logLine(u"[sync] Clipboard updated from client: \""_s + textPreview(text) + u'"');
+}
+
 }  // namespace
 
 ClipboardSync::ClipboardSync(Clipboard& clipboard, ControlOutlet& outlet, Scheduler& scheduler)
-    : clipboard_(clipboard), outlet_(outlet), scheduler_(scheduler), self_(std::make_shared<ClipboardSync*>(this)) {
+    : clipboard_(clipboard),
+      outlet_(outlet),
+      scheduler_(scheduler),
+      outgoing_(outlet, scheduler),
+      self_(std::make_shared<ClipboardSync*>(this)) {
   clipboard_.setChangedHandler([this] { noticed(); });
 }
 
@@ -30,13 +43,45 @@ ClipboardSync::~ClipboardSync() { clipboard_.setChangedHandler(nullptr); }
 
 void ClipboardSync::setClipboardContent(const QString& text) {
   affinity_.check("ClipboardSync::setClipboardContent");
+  // What the viewer copied since is newer than a change here that it is still being told of.
+  outgoing_.stopUnlessAsked();
+  incoming_.drop();
   nextText_ = text;
   proceed();
 }
 
-void ClipboardSync::setClipboardSyncEnabled(bool enabled) {
+bool ClipboardSync::takePiece(const TextPiece& piece) {
+  affinity_.check("ClipboardSync::takePiece");
+  switch (incoming_.take(piece)) {
+    case IncomingText::Outcome::complete: {
+      const QString text = incoming_.takeText();
+      logUpdate(text);
+      setClipboardContent(text);
+      return true;
+    }
+    case IncomingText::Outcome::tooLong:
+      outlet_.send(ControlChannel::reliable, {{u"type"_s, u"clipboard_too_large"_s},
+                                              {u"id"_s, piece.id},
+                                              {u"length"_s, piece.length},
+                                              {u"limit"_s, Clipboard::kMaxTextBytes}});
+      break;
+    case IncomingText::Outcome::ignored:
+    case IncomingText::Outcome::taken:
+      break;
+  }
+  return false;
+}
+
+void ClipboardSync::channelClosed(ControlChannel channel) {
+  if (channel != ControlChannel::reliable) return;
+  outgoing_.stop();
+  incoming_.drop();
+}
+
+void ClipboardSync::setClipboardSyncEnabled(bool enabled, bool parts) {
   affinity_.check("ClipboardSync::setClipboardSyncEnabled");
   clipboardSyncEnabled_ = enabled;
+  changesInParts_ = parts ? std::optional(outlet_.connection()) : std::nullopt;
   if (enabled) {
     startClipboardMonitoring();
   } else {
@@ -44,6 +89,7 @@ void ClipboardSync::setClipboardSyncEnabled(bool enabled) {
     soon_.reset();
     lookWaits_ = false;
     lookedAt_.reset();
+    outgoing_.stopUnlessAsked();
     logLine("[sync] Clipboard monitoring stopped");
   }
   logLine(u"[sync] Clipboard sync "_s + (enabled ? u"enabled"_s : u"disabled"_s));
@@ -73,9 +119,9 @@ void ClipboardSync::checkClipboardChanges() {
   proceed();
 }
 
-void ClipboardSync::sendClipboardContent(const ReplyAddress& on) {
+void ClipboardSync::sendClipboardContent(const ReplyAddress& on, bool parts) {
   affinity_.check("ClipboardSync::sendClipboardContent");
-  if (waiting_.size() < kMaxWaitingRequests) waiting_.append(on);
+  if (waiting_.size() < kMaxWaitingRequests) waiting_.append({.to = on, .parts = parts});
   proceed();
 }
 
@@ -106,8 +152,8 @@ void ClipboardSync::read() {
   askers_ = std::exchange(waiting_, {});
   if (std::exchange(lookWaits_, false)) lookedAt_ = clipboard_.changeCount();
   readAt_ = scheduler_.monotonicNow();
-  clipboard_.requestText([weak = std::weak_ptr(self_)](const std::optional<QString>& text) {
-    if (const auto alive = weak.lock()) (*alive)->readingArrived(text);
+  clipboard_.requestText([weak = std::weak_ptr(self_)](const ClipboardReading& reading) {
+    if (const auto alive = weak.lock()) (*alive)->readingArrived(reading);
   });
 }
 
@@ -115,57 +161,88 @@ bool ClipboardSync::isEcho(const QString& text) const {
   return text == viewersText_ && readAt_ - writtenAt_ <= kTakeover;
 }
 
-void ClipboardSync::readingArrived(const std::optional<QString>& text) {
+ClipboardSync::Content ClipboardSync::contentOf(const ClipboardReading& reading) {
+  const qint64 length = reading.text ? utf8Length(*reading.text) : reading.tooLong;
+  if (reading.tooLong > 0 || length > Clipboard::kMaxTextBytes) return {.text = std::nullopt, .length = length};
+  return {.text = reading.text.value_or(QString()), .length = length};
+}
+
+void ClipboardSync::readingArrived(const ClipboardReading& reading) {
   busy_ = false;
-  for (const ReplyAddress& asker : std::exchange(askers_, {})) {
-    if (asker.connection == outlet_.connection()) sendText(asker.origin, text.value_or(QString()));
+  const Content content = contentOf(reading);
+  for (const Receiver& asker : std::exchange(askers_, {})) {
+    if (asker.to.connection == outlet_.connection()) send(asker, content);
   }
   if (const auto changeCount = std::exchange(lookedAt_, std::nullopt)) {
     lastClipboardChangeCount_ = *changeCount;
     // A text that the viewer sent meanwhile is about to replace this one: it must not replace the viewer's. Nor must
     // the emptiness of a reading that failed.
-    if (!nextText_ && text && !isEcho(*text)) syncChange(*text);
+    const bool failed = !reading.text && content.text;
+    if (!nextText_ && !failed && !isEcho(content.text.value_or(QString()))) syncChange(content);
   }
   proceed();
 }
 
-void ClipboardSync::syncChange(const QString& text) {
+void ClipboardSync::syncChange(const Content& content) {
   viewersText_.reset();
-  logLine(u"[sync] Clipboard changed, syncing to client: \""_s + textPreview(text) + u'"');
+  logLine(u"[sync] Clipboard changed, syncing to client: \""_s + textPreview(content.text.value_or(QString())) + u'"');
   if (outlet_.isOpen(ControlChannel::reliable)) {
-    sendText(ControlChannel::reliable, text);
+    const quint64 connection = outlet_.connection();
+    send({.to = {.connection = connection}, .parts = changesInParts_ == connection, .asked = false}, content);
   } else {
     logLine("[sync] Warning: Data channel not ready");
   }
 }
 
-// A message has at least a byte for each unit of the text: one that cannot be sent is not written in the first place.
-void ClipboardSync::sendText(ControlChannel channel, const QString& text) {
+// Whatever is sent is newer than a text that is still under way.
+void ClipboardSync::send(const Receiver& receiver, const Content& content) {
+  const ControlChannel channel = receiver.to.origin;
   if (!outlet_.isOpen(channel)) return;
-  const quint64 most = outlet_.maxMessageSize(channel);
-  if (static_cast<quint64>(text.size()) > most) {
-    return logLine(u"[sync] Clipboard text of %1 characters not sent: the viewer takes %2 bytes at most"_s.arg(
-        QString::number(text.size()), QString::number(most)));
+  const auto most = static_cast<qint64>(outlet_.maxMessageSize(channel));
+  if (!content.text) return refuse(channel, content.length, receiver.parts ? Clipboard::kMaxTextBytes : most);
+
+  const QString& text = *content.text;
+  // A unit takes a byte at least: the rest of a long text need not be counted.
+  if (text.size() + kEnvelope <= most && jsonLength(text) + kEnvelope <= most) {
+    outgoing_.stop();
+    outlet_.send(channel, {{u"type"_s, u"clipboard_sync"_s}, {u"text"_s, text}});
+  } else if (receiver.parts && outlet_.isOpen(ControlChannel::reliable)) {
+    outgoing_.start(text, content.length, receiver.asked);
+  } else {
+    refuse(channel, content.length, most);
   }
-  outlet_.send(channel, {{u"type"_s, u"clipboard_sync"_s}, {u"text"_s, text}});
+}
+
+void ClipboardSync::refuse(ControlChannel channel, qint64 length, qint64 limit) {
+  outgoing_.stop();
+  logLine(u"[sync] Clipboard text of %1 bytes not sent: the viewer takes %2 bytes at most"_s.arg(
+      QString::number(length), QString::number(limit)));
+  outlet_.send(channel, {{u"type"_s, u"clipboard_too_large"_s}, {u"length"_s, length}, {u"limit"_s, limit}});
 }
 
 void bindClipboardMessages(ControlDispatcher& dispatcher, ClipboardSync& sync, const ControlOutlet& outlet) {
   dispatcher.on("clipboard_request"_L1, [&](const ControlRequest& request) {
-    sync.sendClipboardContent({.origin = request.origin, .connection = outlet.connection()});
+    sync.sendClipboardContent({.origin = request.origin, .connection = outlet.connection()},
+                              boolField(request.body, "parts"_L1).value_or(false));
     return Handled::yes;
   });
   dispatcher.on("clipboard_set"_L1, [&](const ControlRequest& request) {
     const auto text = stringField(request.body, "text"_L1);
     if (!text) return Handled::ignored;
-    logLine(u"[sync] Clipboard updated from client: \""_s + textPreview(*text) + u'"');
+    if (integerField(request.body, "parts"_L1)) {
+      // On the other channel pieces get lost and overtake each other.
+      if (request.origin != ControlChannel::reliable) return Handled::ignored;
+      const auto piece = textPieceOf(request.body);
+      return piece && sync.takePiece(*piece) ? Handled::yes : Handled::ignored;
+    }
+    logUpdate(*text);
     sync.setClipboardContent(*text);
     return Handled::yes;
   });
   dispatcher.on("clipboard_sync_enabled"_L1, [&](const ControlRequest& request) {
     const auto enabled = boolField(request.body, "enabled"_L1);
     if (!enabled) return Handled::ignored;
-    sync.setClipboardSyncEnabled(*enabled);
+    sync.setClipboardSyncEnabled(*enabled, boolField(request.body, "parts"_L1).value_or(false));
     return Handled::yes;
   });
 }

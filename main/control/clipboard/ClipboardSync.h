@@ -8,6 +8,8 @@
 #include "main/base/Scheduler.h"
 #include "main/base/ThreadAffinity.h"
 #include "main/control/ControlChannel.h"
+#include "main/control/clipboard/IncomingText.h"
+#include "main/control/clipboard/OutgoingText.h"
 #include "main/control/dispatch/ControlDispatcher.h"
 #include "platform/Clipboard.h"
 
@@ -15,7 +17,8 @@ namespace vantora {
 
 // Sets and reads the clipboard for the viewer, and watches it when asked to. One operation is under way at a time,
 // since an owner of the clipboard may be slow: what the viewer sets meanwhile waits, the newest text alone, and who
-// asks meanwhile is answered by one reading. Thread: main. Owner: Host, across connections.
+// asks meanwhile is answered by one reading. A text that is too long for one message goes in pieces to a viewer that
+// knows them; any other is told that it is too large. Thread: main. Owner: Host, across connections.
 class ClipboardSync {
  public:
   // Requests that may wait for a reading; those beyond are dropped.
@@ -27,17 +30,24 @@ class ClipboardSync {
   ClipboardSync(const ClipboardSync&) = delete;
   ClipboardSync& operator=(const ClipboardSync&) = delete;
 
-  // Puts the viewer's text on the clipboard. The watcher does not send it back.
+  // Puts the viewer's text on the clipboard, in place of one that is still arriving in pieces. The watcher does not
+  // send it back.
   void setClipboardContent(const QString& text);
-  void setClipboardSyncEnabled(bool enabled);
-  bool isClipboardSyncEnabled() const { return clipboardSyncEnabled_; }
+  // A piece of the viewer's text. Whether it was the last one, with which the text went to the clipboard. A text that
+  // is too long is refused on "control_reliable".
+  bool takePiece(const TextPiece& piece);
+  // `parts`: the viewer of this connection takes long texts in pieces.
+  void setClipboardSyncEnabled(bool enabled, bool parts = false);
   // Starts the watcher anew; does nothing unless it is switched on. What is on the clipboard now is not sent.
   void startClipboardMonitoring();
   // One look: sends a change that nobody was told of on "control_reliable".
   void checkClipboardChanges();
-  // Sends "clipboard_sync" on the channel of the request, unless the viewer's connection was replaced meanwhile or the
-  // text is longer than the viewer takes.
-  void sendClipboardContent(const ReplyAddress& on);
+  // Sends "clipboard_sync" on the channel of the request, or "clipboard_too_large" for a text that does not fit into
+  // one message; with `parts` such a text goes in pieces on "control_reliable". Nothing is sent when the viewer's
+  // connection was replaced meanwhile.
+  void sendClipboardContent(const ReplyAddress& on, bool parts = false);
+  // What was under way in pieces ends with "control_reliable".
+  void channelClosed(ControlChannel channel);
 
  private:
   void noticed();
@@ -45,10 +55,23 @@ class ClipboardSync {
   void proceed();
   void write(const QString& text);
   void read();
-  void readingArrived(const std::optional<QString>& text);
+  void readingArrived(const ClipboardReading& reading);
   bool isEcho(const QString& text) const;
-  void syncChange(const QString& text);
-  void sendText(ControlChannel channel, const QString& text);
+  // Who is sent a text.
+  struct Receiver {
+    ReplyAddress to;
+    bool parts = false;
+    bool asked = true;
+  };
+  // A text and its length in bytes of UTF-8; no text when it is too long for anybody.
+  struct Content {
+    std::optional<QString> text;
+    qint64 length = 0;
+  };
+  static Content contentOf(const ClipboardReading& reading);
+  void syncChange(const Content& content);
+  void send(const Receiver& receiver, const Content& content);
+  void refuse(ControlChannel channel, qint64 length, qint64 limit);
 
   ThreadAffinity affinity_;
   Clipboard& clipboard_;
@@ -67,12 +90,17 @@ class ClipboardSync {
   bool busy_ = false;
   // What comes next: the newest text to set, then one reading for everybody who waits.
   std::optional<QString> nextText_;
-  QList<ReplyAddress> waiting_;
+  QList<Receiver> waiting_;
   bool lookWaits_ = false;
   // The reading under way: whom it is for, and the change count it began with when it is also a look of the watcher.
-  QList<ReplyAddress> askers_;
+  QList<Receiver> askers_;
   std::optional<qint64> lookedAt_;
   std::chrono::nanoseconds readAt_{};  // When it began.
+
+  // The connection whose viewer takes changes in pieces.
+  std::optional<quint64> changesInParts_;
+  OutgoingText outgoing_;
+  IncomingText incoming_;
 
   std::shared_ptr<ClipboardSync*> self_;  // For answers that come later; they check that it still lives.
 };

@@ -47,7 +47,6 @@ void ControlDispatcher::dataChannelDidReceiveMessage(ControlChannel origin, cons
   afterAcknowledgement_ = nullptr;
   if (handler->second(request) == Handled::ignored) return;
   if (row->acknowledgement == Acknowledgement::withRequest) sendAck(origin, *body);
-  if (row->acknowledgement == Acknowledgement::withoutRequest) sendAck(origin, {});
   if (const auto task = std::exchange(afterAcknowledgement_, nullptr)) task();
 }
 

@@ -55,8 +55,6 @@ class ControlDispatcher {
   // Sends {"type":"ack"}, with "req" copied unchanged when the request carried one.
   void sendAck(ControlChannel channel, const JsonObject& request);
 
-  bool handles(QLatin1StringView type) const { return handlers_.contains(type); }
-
  private:
   ControlOutlet& outlet_;
   const Scheduler& scheduler_;

@@ -17,8 +17,8 @@ enum class Gate {
 // Whether an "ack" follows the handling.
 enum class Acknowledgement {
   never,
-  withRequest,     // with the request's "req", when it carried one
-  withoutRequest,  // "req" is left out even when the request carried one
+  withRequest,  // with the request's "req", when it carried one
+  byHandler,    // the handler sends it itself, later and without "req"
 };
 
 struct ControlMessageRow {

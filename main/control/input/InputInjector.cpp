@@ -79,9 +79,9 @@ QPointF InputInjector::toPoint(double nx, double ny) {
 
 void InputInjector::move(double nx, double ny) {
   if (noButtonHeld_) {
-    postAt(PointerEventType::moved, nx, ny, PointerButton::left, 0);
+    postAt(PointerEventType::moved, nx, ny, PointerButton::left);
   } else {
-    postAt(dragTypeFor(lastButton_), nx, ny, lastButton_, 0);
+    postAt(dragTypeFor(lastButton_), nx, ny, lastButton_);
   }
 }
 
@@ -90,22 +90,22 @@ void InputInjector::click(double nx, double ny, std::int64_t button) {
   const PointerButton which = buttonFor(button);
   const QRectF frame = frameForMapping();
   const QPointF point = mapToFrame(frame, nx, ny, rotationDegrees_, topOrigin_);
-  post(downTypeFor(which), point, frame, which, 1);
-  post(upTypeFor(which), point, frame, which, 1);
+  synthesis_.postPointer({downTypeFor(which), point, frame, which});
+  synthesis_.postPointer({upTypeFor(which), point, frame, which});
   lastButton_ = which;
   noButtonHeld_ = true;
 }
 
 void InputInjector::mouseDown(double nx, double ny, std::int64_t button) {
   const PointerButton which = buttonFor(button);
-  postAt(downTypeFor(which), nx, ny, which, 1);
+  postAt(downTypeFor(which), nx, ny, which);
   lastButton_ = which;
   noButtonHeld_ = false;
 }
 
 void InputInjector::mouseUp(double nx, double ny, std::int64_t button) {
   const PointerButton which = buttonFor(button);
-  postAt(upTypeFor(which), nx, ny, which, 1);
+  postAt(upTypeFor(which), nx, ny, which);
   noButtonHeld_ = true;
 }
 
@@ -114,9 +114,9 @@ void InputInjector::doubleClick(double nx, double ny, std::int64_t button) {
   const PointerButton which = buttonFor(button);
   const QRectF frame = frameForMapping();
   const QPointF point = mapToFrame(frame, nx, ny, rotationDegrees_, topOrigin_);
-  for (const int clickState : {1, 2}) {
-    post(downTypeFor(which), point, frame, which, clickState);
-    post(upTypeFor(which), point, frame, which, clickState);
+  for (int clicks = 0; clicks < 2; ++clicks) {
+    synthesis_.postPointer({downTypeFor(which), point, frame, which});
+    synthesis_.postPointer({upTypeFor(which), point, frame, which});
   }
 }
 
@@ -129,10 +129,9 @@ std::optional<std::uint16_t> InputInjector::keyCode(const QString& name) { retur
 
 void InputInjector::key(const QString& code, bool down, const QMap<QString, bool>& mods) {
   affinity_.check("InputInjector::key");
-  const auto virtualKey = keyCode(code);
-  if (!virtualKey) return;
+  if (!keyCode(code)) return;
   // A position that this desktop does not have is skipped like an unknown name.
-  std::ignore = synthesis_.postKey({code, *virtualKey, down, modifiersFrom(mods)});
+  std::ignore = synthesis_.postKey({code, down, modifiersFrom(mods)});
 }
 
 void InputInjector::releaseAll() {
@@ -165,15 +164,10 @@ QRectF InputInjector::frameForMapping() {
   return first.id != 0 ? QRectF(first.bounds) : first.frame();
 }
 
-void InputInjector::post(PointerEventType type, const QPointF& point, const QRectF& frame, PointerButton button,
-                         int clickState) {
-  synthesis_.postPointer({type, point, frame, button, clickState});
-}
-
-void InputInjector::postAt(PointerEventType type, double nx, double ny, PointerButton button, int clickState) {
+void InputInjector::postAt(PointerEventType type, double nx, double ny, PointerButton button) {
   affinity_.check("InputInjector::postAt");
   const QRectF frame = frameForMapping();
-  post(type, mapToFrame(frame, nx, ny, rotationDegrees_, topOrigin_), frame, button, clickState);
+  synthesis_.postPointer({type, mapToFrame(frame, nx, ny, rotationDegrees_, topOrigin_), frame, button});
 }
 
 }  // namespace vantora

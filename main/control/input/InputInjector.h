@@ -33,7 +33,8 @@ class InputInjector {
   // Whether the process may post input events; says in the log when it may not, and why if that is known.
   bool ensureAccessibility();
 
-  // Global display coordinates of a normalised position; see mapToFrame for its range.
+  // Global display coordinates of a normalised position; see mapToFrame for its range. For who wants
+  // to know the place without going there.
   QPointF toPoint(double nx, double ny);
 
   // Pointer messages; `button` is the viewer's number: 0 left, 1 middle, 2 right, other left.
@@ -46,7 +47,7 @@ class InputInjector {
   // Scrolls by pixels as a viewer counts them: positive is down and right.
   void wheel(double deltaX, double deltaY);
 
-  // The virtual key code of a key name, see KeyCodes.h.
+  // The virtual key code of a key name, see KeyCodes.h: which names count. Desktops go by the name itself.
   static std::optional<std::uint16_t> keyCode(const QString& name);
   // Presses or releases the key `code`; an unknown name does nothing. `mods`: "shift", "ctrl",
   // "alt" and "meta" count when true, other names do not.
@@ -58,8 +59,7 @@ class InputInjector {
  private:
   std::optional<QRectF> currentTargetFrame(const std::vector<Display>& displays) const;
   QRectF frameForMapping();
-  void post(PointerEventType type, const QPointF& point, const QRectF& frame, PointerButton button, int clickState);
-  void postAt(PointerEventType type, double nx, double ny, PointerButton button, int clickState);
+  void postAt(PointerEventType type, double nx, double ny, PointerButton button);
 
   ThreadAffinity affinity_;
   Displays& displays_;

@@ -1,5 +1,7 @@
 #include "main/desktop/process/ClipboardService.h"
 
+#include "main/base/Characters.h"
+
 namespace vantora {
 
 using namespace Qt::Literals::StringLiterals;
@@ -20,9 +22,15 @@ bool ClipboardService::take(const QString& type, const JsonObject& message) {
     return true;
   }
   if (type == "clipboard_get"_L1) {
-    clipboard_->requestText([this, id](const std::optional<QString>& text) {
+    clipboard_->requestText([this, id](const ClipboardReading& reading) {
       JsonObject answer{{u"type"_s, u"clipboard_text"_s}, {u"id"_s, id}};
-      if (text) answer.insert(u"text"_s, *text);  // Without it the text could not be read.
+      const qint64 length = reading.text ? utf8Length(*reading.text) : reading.tooLong;
+      // Without either of them the text could not be read.
+      if (reading.tooLong > 0 || length > Clipboard::kMaxTextBytes) {
+        answer.insert(u"too_long"_s, length);
+      } else if (reading.text) {
+        answer.insert(u"text"_s, *reading.text);
+      }
       send_(answer);
     });
     return true;

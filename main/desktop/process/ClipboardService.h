@@ -15,7 +15,9 @@ class ClipboardService {
   // `send` must stay callable as long as `clipboard` may answer.
   ClipboardService(std::unique_ptr<Clipboard> clipboard, std::function<void(const JsonObject&)> send);
 
-  // Carries out "clipboard_set" {id, text} and "clipboard_get" {id}; returns whether `type` is one of them.
+  // Carries out "clipboard_set" {id, text}, answered by "clipboard_stored" {id, count}, and "clipboard_get" {id},
+  // answered by "clipboard_text" {id, text} or {id, too_long: bytes of UTF-8} or, when it could not be read, {id}.
+  // Returns whether `type` is one of them.
   bool take(const QString& type, const JsonObject& message);
 
  private:

@@ -11,8 +11,8 @@ constexpr std::chrono::milliseconds kDisconnectedGrace{2000};
 }  // namespace
 
 void IceMonitor::iceConnectionDidChange(IceState state) {
-  logLine(QStringLiteral("ICE state: %1 (%2)").arg(iceStateLabel(state)).arg(static_cast<int>(state)));
   iceState_ = state;
+  logLine(QStringLiteral("ICE state: %1 (%2)").arg(getICEStateLabel()).arg(static_cast<int>(state)));
   callbacks_.changed(state);
   switch (state) {
     case IceState::connected:

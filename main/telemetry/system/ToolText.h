@@ -1,4 +1,5 @@
-// Figures out of the text that system tools print: "ps", "vm_stat", "df" and "netstat".
+// Figures out of the text that system tools print: "ps", "vm_stat", "df" and "netstat". Linux's own
+// figures come from the kernel's files; these are for collectors of a system that has the tools.
 #pragma once
 
 #include <functional>

@@ -6,11 +6,6 @@ using namespace Qt::Literals::StringLiterals;
 
 namespace vantora {
 
-bool looksLikeSdp(QStringView sdp) {
-  if (sdp.size() > kMaxSdpLength || sdp.contains(QChar::Null)) return false;
-  return sdp.startsWith("v=0\r\n"_L1) || sdp.startsWith("v=0\n"_L1);
-}
-
 std::optional<QString> dtlsFingerprint(QStringView sdp) {
   constexpr QLatin1StringView kPrefix = "a=fingerprint:"_L1;
   for (const QStringView line : qTokenize(sdp, u'\n')) {

@@ -9,13 +9,6 @@
 
 namespace vantora {
 
-// The longest session description taken from the wire, in characters. Real ones have a few thousand.
-inline constexpr qsizetype kMaxSdpLength = 1024 * 1024;
-
-// Cheap check before a text from the wire goes to the parser: begins like a session description, is
-// not longer than kMaxSdpLength and holds no NUL. Says nothing about validity.
-[[nodiscard]] bool looksLikeSdp(QStringView sdp);
-
 // The first DTLS fingerprint in `sdp` as "sha-256 AB:CD:...": hash name in lower case, digits in
 // upper case, one blank between, so that equal fingerprints compare equal. None without a complete
 // "a=fingerprint:" line. Line ends may be LF or CRLF.

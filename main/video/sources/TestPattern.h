@@ -38,7 +38,8 @@ std::vector<std::uint8_t> barRow(int width);
 // Paints the box's columns black in such a row.
 void paintBox(std::vector<std::uint8_t>& row, const BoxColumns& box);
 
-// The whole picture at `unixSeconds` (seconds since 1970), none when a side is not positive. Pure.
+// The whole picture at `unixSeconds` (seconds since 1970), none when a side is not positive. For whoever wants it as an
+// image; frames come from PatternPainter, which is tested against this. Pure.
 std::optional<BgraImage> makePixelBuffer(int width, int height, double unixSeconds);
 
 }  // namespace vantora

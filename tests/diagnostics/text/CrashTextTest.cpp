@@ -11,11 +11,6 @@ Crash crash(const QString& name, int secondsAgo, qint64 pid = 0) {
   return {u"/cores/"_s + name, name, QDateTime::fromSecsSinceEpoch(1'700'000'000 - secondsAgo), pid};
 }
 
-TEST(CrashTextTest, theProgramIsNamedBeforeTheFirstUnderscore) {
-  EXPECT_EQ(crashReportName(u"/Library/Logs/DiagnosticReports/Safari_2024-01-02-030405_host.crash"_s), u"Safari"_s);
-  EXPECT_EQ(crashReportName(u"Plain App.crash"_s), u"Plain App"_s);
-}
-
 TEST(CrashTextTest, readsTheNamesOfCoreFiles) {
   const auto found =
       parseCoreFile(u"/c"_s, u"core.Web\\x20Content.1000.0123456789abcdef0123456789abcdef.4321.1700000000123456.zst"_s);
@@ -168,13 +163,6 @@ TEST(CrashTextTest, countsTheLatestFiftyAndRanksFive) {
   EXPECT_EQ(repeat[0].toObject(), QJsonObject({{u"name"_s, u"often"_s}, {u"count"_s, 30}}));
   EXPECT_EQ(repeat[1].toObject(), QJsonObject({{u"name"_s, u"app9"_s}, {u"count"_s, 2}}));
   EXPECT_EQ(repeat[4].toObject(), QJsonObject({{u"name"_s, u"app6"_s}, {u"count"_s, 2}}));
-}
-
-TEST(CrashTextTest, readsCountedLines) {
-  const QJsonArray counts = parseCounts(u"   7 Safari\n   2 Plain App\nnonsense\n  x y\n"_s);
-  ASSERT_EQ(counts.size(), 2);
-  EXPECT_EQ(counts[0].toObject(), QJsonObject({{u"name"_s, u"Safari"_s}, {u"count"_s, 7}}));
-  EXPECT_EQ(counts[1].toObject(), QJsonObject({{u"name"_s, u"Plain App"_s}, {u"count"_s, 2}}));
 }
 
 TEST(CrashTextTest, anOopsIsNoPanic) {

@@ -28,17 +28,12 @@ QJsonObject everything(const QString& text) {
       {u"route"_s, parseProcRoute(text).gateway},
       {u"route6"_s, parseProcIpv6Route(text).gateway},
       {u"resolver"_s, firstResolvectlServer(text)},
-      {u"scutil"_s, toJson(parseScutilProxy(text))},
       {u"gsettings"_s, toJson(parseGsettingsProxy(text))},
       {u"kde"_s, toJson(parseKioslaverc(text))},
       {u"ping"_s, toJson(u"x"_s, parsePing(text))},
       {u"crashes"_s, recentCrashes(parseCoredumpctl(text))},
       {u"kernel"_s, recentCrashes(parseKernelCrashes(text))},
-      {u"counts"_s, parseCounts(text)},
       {u"smart"_s, parseSmart(text)},
-      {u"battery"_s, toJson(parsePowerProfile(text))},
-      {u"cpu"_s, parsePsCpu(text)},
-      {u"memory"_s, parsePsMem(text)},
       {u"vpn"_s, QJsonArray::fromStringList(vpnNames(text, {}))},
       {u"apt"_s, QJsonArray::fromStringList(parseApt(text))},
       {u"dnf"_s, QJsonArray::fromStringList(parseDnf(text))},
@@ -49,7 +44,6 @@ QJsonObject everything(const QString& text) {
       {u"root"_s, parseRootMount(text).source},
       {u"packages"_s, installedKB(text.toUtf8())},
   };
-  if (const auto volume = parseDf(text)) all[u"df"_s] = toJson(*volume);
   if (const auto stat = parseProcStat(text.toUtf8())) all[u"stat"_s] = processName(stat->name, text.toUtf8());
   return all;
 }

@@ -7,23 +7,6 @@ namespace vantora::Diagnostics {
 namespace {
 using namespace Qt::Literals::StringLiterals;
 
-TEST(ProcessTextTest, readsProcessorLines) {
-  const QJsonArray top =
-      parsePsCpu(u"123|45.5|/Applications/Safari.app/Contents/MacOS/Safari\n9|x|launchd\nbad|1|n\n7\n"_s);
-  ASSERT_EQ(top.size(), 2);
-  EXPECT_EQ(top[0].toObject(), QJsonObject({{u"pid"_s, 123}, {u"cpuPct"_s, 45.5}, {u"name"_s, u"Safari"_s}}));
-  EXPECT_EQ(top[1].toObject(), QJsonObject({{u"pid"_s, 9}, {u"cpuPct"_s, 0}, {u"name"_s, u"launchd"_s}}));
-}
-
-TEST(ProcessTextTest, readsMemoryLines) {
-  const QJsonArray top = parsePsMem(u"123|4.5|204800|/usr/libexec/big\n9|x|100|launchd\nPID|%MEM|RSS|COMM\n7|1.0\n"_s);
-  ASSERT_EQ(top.size(), 2);
-  EXPECT_EQ(top[0].toObject(),
-            QJsonObject({{u"pid"_s, 123}, {u"memPct"_s, 4.5}, {u"rssKB"_s, 204800}, {u"name"_s, u"big"_s}}));
-  EXPECT_EQ(top[1].toObject(),
-            QJsonObject({{u"pid"_s, 9}, {u"memPct"_s, 0}, {u"rssKB"_s, 100}, {u"name"_s, u"launchd"_s}}));
-}
-
 QByteArray statOf(const QByteArray& name) {
   return "42 (" + name +
          ") S 1 42 42 0 -1 4194304 100 0 0 0 150 50 0 0 20 0 1 0 1000 10000000 256 18446744073709551615 1 1\n";

@@ -6,21 +6,6 @@ namespace vantora::Diagnostics {
 namespace {
 using namespace Qt::Literals::StringLiterals;
 
-TEST(ProxyTextTest, readsScutil) {
-  const ProxyState state = parseScutilProxy(
-      u"<dictionary> {\n  ExceptionsList : <array> {\n    0 : *.local\n  }\n  FTPPassive : 1\n  HTTPEnable : 1\n"
-      "  HTTPPort : 3128\n  HTTPProxy : 10.0.0.5\n  HTTPSEnable : 0\n  SOCKSProxy : 10.0.0.6\n}"_s);
-  EXPECT_EQ(toJson(state),
-            QJsonObject({{u"enabled"_s, true}, {u"summary"_s, u"HTTPProxy : 10.0.0.5, SOCKSProxy : 10.0.0.6"_s}}));
-}
-
-TEST(ProxyTextTest, scutilWithoutASwitchThatIsOnIsOff) {
-  const ProxyState state = parseScutilProxy(u"<dictionary> {\n  HTTPEnable : 0\n  HTTPProxy : 10.0.0.5\n}"_s);
-  EXPECT_FALSE(state.enabled);
-  EXPECT_EQ(state.hosts, QStringList(u"HTTPProxy : 10.0.0.5"_s));
-  EXPECT_EQ(toJson(parseScutilProxy(QString())), QJsonObject({{u"enabled"_s, false}, {u"summary"_s, QString()}}));
-}
-
 TEST(ProxyTextTest, readsTheDesktopsSettings) {
   const QString settings =
       u"org.gnome.system.proxy autoconfig-url ''\norg.gnome.system.proxy ignore-hosts ['localhost', '127.0.0.0/8']\n"

@@ -14,12 +14,6 @@ TEST(SecurityTextTest, firewallIsOnAboveZero) {
   EXPECT_EQ(firewallState(u"yes"_s), u"Off"_s);
 }
 
-TEST(SecurityTextTest, readsStatusLines) {
-  EXPECT_TRUE(saysEnabled(u"System Integrity Protection status: Enabled."_s));
-  EXPECT_FALSE(saysEnabled(u"System Integrity Protection status: disabled."_s));
-  EXPECT_FALSE(saysEnabled(QString()));
-}
-
 TEST(SecurityTextTest, readsTheSecureBootVariable) {
   EXPECT_TRUE(isSecureBootOn(QByteArray("\x06\0\0\0\x01", 5)));
   EXPECT_FALSE(isSecureBootOn(QByteArray("\x06\0\0\0\0", 5)));

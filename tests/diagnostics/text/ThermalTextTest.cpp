@@ -24,12 +24,5 @@ TEST(ThermalTextTest, withoutLimitsNothingIsKnown) {
   EXPECT_EQ(thermalState({{20'000, {{Trip::Kind::Critical, 0}, {Trip::Kind::Hot, -274'000}}}}), u"unknown"_s);
 }
 
-TEST(ThermalTextTest, onlyTheFourWordsArePassedOn) {
-  for (const QString& word : {u"nominal"_s, u"fair"_s, u"serious"_s, u"critical"_s})
-    EXPECT_EQ(knownThermalState(word), word);
-  EXPECT_EQ(knownThermalState(u"tepid"_s), u"unknown"_s);
-  EXPECT_EQ(knownThermalState(QString()), u"unknown"_s);
-}
-
 }  // namespace
 }  // namespace vantora::Diagnostics

@@ -14,17 +14,6 @@ TEST(UpdateTextTest, namesTheSystem) {
   EXPECT_EQ(osVersion(QString()), QString());
 }
 
-TEST(UpdateTextTest, readsSoftwareUpdate) {
-  EXPECT_EQ(
-      parseSoftwareUpdate(
-          u"Software Update Tool\n\nSoftware Update found the following new or updated software:\n"
-          "* Label: macOS Sonoma 14.3-23D56\n\tTitle: macOS Sonoma 14.3, Version: 14.3\n* Label: Command Line Tools\n"_s),
-      QStringList({u"* Label: macOS Sonoma 14.3-23D56"_s, u"Title: macOS Sonoma 14.3, Version: 14.3"_s}));
-  EXPECT_EQ(parseSoftwareUpdate(u"Ventura 13.6"_s).size(), 1);
-  EXPECT_TRUE(parseSoftwareUpdate(u"macOS\nNo New Software Available."_s).isEmpty());
-  EXPECT_TRUE(parseSoftwareUpdate(QString()).isEmpty());
-}
-
 TEST(UpdateTextTest, readsApt) {
   EXPECT_EQ(
       parseApt(

@@ -44,7 +44,7 @@ export const knownLines = [
   String.raw`\[input\] fallback target frame=${rectangle} \(points\)`,
   String.raw`\[sync\] Clipboard (monitoring (started|stopped)|sync (enabled|disabled))`,
   String.raw`\[sync\] Clipboard (changed, syncing to|updated from) client: ".*"`,
-  String.raw`\[sync\] Clipboard text of \d+ characters not sent: the viewer takes \d+ bytes at most`,
+  String.raw`\[sync\] Clipboard text of \d+ bytes not sent: the viewer takes \d+ bytes at most`,
   String.raw`\[sync\] Warning: Data channel not ready`,
   String.raw`\[file\] start id=.* name=.* size=-?\d+`,
   String.raw`\[file\] Failed to open file for writing: .+`,

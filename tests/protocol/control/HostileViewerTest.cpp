@@ -35,9 +35,10 @@ const QList<QByteArray>& oddValues() {
 
 const QList<QByteArray>& fieldNames() {
   static const QList<QByteArray> names{
-      "codec", "profile", "t0",   "preset", "maxBitrateKbps", "fps",   "width",   "height", "token", "enable",
-      "index", "x",       "y",    "button", "timestamp",      "dx",    "dy",      "code",   "mods",  "text",
-      "id",    "pid",     "name", "size",   "data",           "shape", "enabled", "req"};
+      "codec",  "profile", "t0",    "preset", "maxBitrateKbps", "fps",       "width", "height", "token",
+      "enable", "index",   "x",     "y",      "button",         "timestamp", "dx",    "dy",     "code",
+      "mods",   "text",    "id",    "pid",    "name",           "size",      "data",  "shape",  "enabled",
+      "req",    "part",    "parts", "length"};
   return names;
 }
 
@@ -54,6 +55,7 @@ class HostileViewerTest : public HostFixture {
                                    u"command_result"_s,
                                    u"diagnostics_result"_s,
                                    u"clipboard_sync"_s,
+                                   u"clipboard_too_large"_s,
                                    u"cursor_shape"_s,
                                    u"file_ready"_s,
                                    u"file_rejected"_s,

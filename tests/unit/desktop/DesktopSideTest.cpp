@@ -43,7 +43,7 @@ class DesktopSideTest : public testing::Test {
   // Once there is a process that is ready, a request for the clipboard waits for it instead of being answered at once.
   bool isReady() {
     const auto answered = std::make_shared<bool>(false);
-    side_.clipboard().requestText([answered](const std::optional<QString>&) { *answered = true; });
+    side_.clipboard().requestText([answered](const ClipboardReading&) { *answered = true; });
     return !*answered;
   }
   [[nodiscard]] bool becomesReady() {
@@ -111,7 +111,7 @@ TEST_F(DesktopSideTest, makesTheClipboardUsableOnceTheProcessIsReady) {
   start();
   EXPECT_EQ(asked_, 1);
   int answers = 0;
-  side_.clipboard().requestText([&](const std::optional<QString>&) { ++answers; });
+  side_.clipboard().requestText([&](const ClipboardReading&) { ++answers; });
   EXPECT_EQ(answers, 1);
   EXPECT_TRUE(becomesReady());
 }

@@ -48,7 +48,7 @@ class RemoteClipboardTest : public testing::Test {
 
 TEST_F(RemoteClipboardTest, failsToReadWithoutADesktopProcess) {
   QStringList texts;
-  clipboard_.requestText([&](const std::optional<QString>& value) { texts.append(value.value_or(kFailed)); });
+  clipboard_.requestText([&](const ClipboardReading& value) { texts.append(value.text.value_or(kFailed)); });
   EXPECT_EQ(texts, QStringList{kFailed});
   EXPECT_TRUE(sent_.isEmpty());
 }
@@ -61,7 +61,7 @@ TEST_F(RemoteClipboardTest, setsTheNewestTextOnceThereIsADesktopProcess) {
   EXPECT_EQ(counts, QList<qint64>{0});
   EXPECT_TRUE(sent_.isEmpty());
   std::optional<QString> text;
-  clipboard_.requestText([&](const std::optional<QString>& value) { text = value; });
+  clipboard_.requestText([&](const ClipboardReading& value) { text = value.text; });
   EXPECT_EQ(text, u"new"_s);
   clipboard_.connected();
   EXPECT_EQ(asked(), QStringList{u"clipboard_set new"_s});
@@ -101,6 +101,25 @@ TEST_F(RemoteClipboardTest, setsATextAgainWhoseDesktopProcessEndedBeforeItWasSto
   stores(1);
   EXPECT_EQ(count, 4);
   EXPECT_EQ(clipboard_.changeCount(), 4);
+}
+
+TEST_F(RemoteClipboardTest, hasOnlyOneTextOnTheLineToASlowProcess) {
+  clipboard_.connected();
+  QList<qint64> counts;
+  for (int i = 0; i < 5; ++i) {
+    clipboard_.setText(QString::number(i), [&](qint64 count) { counts.append(count); });
+  }
+  EXPECT_EQ(asked(), QStringList{u"clipboard_set 0"_s});
+  stores(1);
+  EXPECT_EQ(asked(), QStringList{u"clipboard_set 4"_s});
+  stores(2);
+  EXPECT_TRUE(sent_.isEmpty());
+  EXPECT_EQ(counts.size(), 5);
+  clipboard_.setText(u"next"_s, [](qint64) {});
+  EXPECT_EQ(asked(), QStringList{u"clipboard_set next"_s});
+  clipboard_.disconnected();
+  clipboard_.connected();
+  EXPECT_EQ(asked(), QStringList{u"clipboard_set next"_s});
 }
 
 // Between two desktop processes
@@ -182,7 +201,7 @@ TEST_F(RemoteClipboardTest, prefersATextThatIsSetWhileItLooksForCopies) {
 TEST_F(RemoteClipboardTest, readsThroughTheDesktopProcess) {
   clipboard_.connected();
   QStringList texts;
-  clipboard_.requestText([&](const std::optional<QString>& value) { texts.append(value.value_or(kFailed)); });
+  clipboard_.requestText([&](const ClipboardReading& value) { texts.append(value.text.value_or(kFailed)); });
   ASSERT_EQ(sent_.size(), 1);
   EXPECT_EQ(sent_[0].value(u"type").toString(), u"clipboard_get"_s);
   clipboard_.take(u"clipboard_text"_s, reply(lastId(), "text", u"copied"_s));
@@ -194,7 +213,7 @@ TEST_F(RemoteClipboardTest, readsThroughTheDesktopProcess) {
 TEST_F(RemoteClipboardTest, givesUpOnAReadThatIsNotAnswered) {
   clipboard_.connected();
   QStringList texts;
-  clipboard_.requestText([&](const std::optional<QString>& value) { texts.append(value.value_or(kFailed)); });
+  clipboard_.requestText([&](const ClipboardReading& value) { texts.append(value.text.value_or(kFailed)); });
   scheduler_.advance(5999ms);
   EXPECT_TRUE(texts.isEmpty());
   scheduler_.advance(1ms);
@@ -206,12 +225,21 @@ TEST_F(RemoteClipboardTest, givesUpOnAReadThatIsNotAnswered) {
 TEST_F(RemoteClipboardTest, tellsAReadingThatFailedFromAnEmptyOne) {
   clipboard_.connected();
   QStringList texts;
-  const auto note = [&](const std::optional<QString>& value) { texts.append(value.value_or(kFailed)); };
+  const auto note = [&](const ClipboardReading& value) { texts.append(value.text.value_or(kFailed)); };
   clipboard_.requestText(note);
   clipboard_.take(u"clipboard_text"_s, {{u"id"_s, lastId()}});
   clipboard_.requestText(note);
   clipboard_.take(u"clipboard_text"_s, reply(lastId(), "text", u""_s));
   EXPECT_EQ(texts, (QStringList{kFailed, u""_s}));
+}
+
+TEST_F(RemoteClipboardTest, passesOnHowLongATextIsThatIsTooLong) {
+  clipboard_.connected();
+  ClipboardReading got{.text = u"none yet"_s};
+  clipboard_.requestText([&](const ClipboardReading& reading) { got = reading; });
+  clipboard_.take(u"clipboard_text"_s, reply(lastId(), "too_long", 12'000'000));
+  EXPECT_EQ(got.text, std::nullopt);
+  EXPECT_EQ(got.tooLong, 12'000'000);
 }
 
 TEST_F(RemoteClipboardTest, givesUpOnAWriteThatIsNotAnswered) {
@@ -253,7 +281,7 @@ TEST_F(RemoteClipboardTest, countsOnAcrossDesktopProcesses) {
 TEST_F(RemoteClipboardTest, answersReadersWhenTheDesktopProcessGoes) {
   clipboard_.connected();
   QStringList texts;
-  clipboard_.requestText([&](const std::optional<QString>& value) { texts.append(value.value_or(kFailed)); });
+  clipboard_.requestText([&](const ClipboardReading& value) { texts.append(value.text.value_or(kFailed)); });
   clipboard_.disconnected();
   EXPECT_EQ(texts, QStringList{kFailed});
 }

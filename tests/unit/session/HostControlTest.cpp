@@ -175,7 +175,7 @@ TEST_F(HostControlTest, letsTheDemoRoomControlWithoutAPin) {
   connectViewer(u"demo"_s);
   say(QByteArray(R"({"type":"auth"})"));
   say({{u"type"_s, u"control"_s}, {u"enable"_s, true}});
-  EXPECT_TRUE(host_->authorisation().inputRight());
+  EXPECT_TRUE(isOpen(Gate::input, host_->authorisation().rights()));
   heard();
   scheduler_.advance(250ms);
   EXPECT_EQ(heard().value(0).value(u"demo"_s), QJsonValue(true));

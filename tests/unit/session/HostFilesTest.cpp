@@ -108,6 +108,44 @@ TEST_F(HostFilesTest, watchesTheClipboardThroughAChannelThatCloses) {
   EXPECT_TRUE(heard().contains(JsonObject{{u"type"_s, u"clipboard_sync"_s}, {u"text"_s, u"copied"_s}}));
 }
 
+TEST_F(HostFilesTest, dropsTextsInPiecesWithTheChannelOrTheViewer) {
+  connectViewer();
+  const auto askAndBegin = [&] {
+    clipboard_.text = QString(1'000'000, u'x');
+    say({{u"type"_s, u"clipboard_request"_s}, {u"parts"_s, true}});
+    say({{u"type"_s, u"clipboard_set"_s},
+         {u"id"_s, 1},
+         {u"part"_s, 0},
+         {u"parts"_s, 2},
+         {u"length"_s, 2},
+         {u"text"_s, u"a"_s}});
+    EXPECT_FALSE(heard().isEmpty());
+  };
+  const auto expectNothing = [&] {
+    forget();
+    say({{u"type"_s, u"clipboard_set"_s},
+         {u"id"_s, 1},
+         {u"part"_s, 1},
+         {u"parts"_s, 2},
+         {u"length"_s, 2},
+         {u"text"_s, u"b"_s}});
+    scheduler_.advance(100ms);
+    for (const JsonObject& message : heard()) EXPECT_NE(message.value(u"type"), u"clipboard_sync"_s);
+    EXPECT_EQ(clipboard_.sets, 0);
+  };
+  askAndBegin();
+  peer().reliable().close();
+  peer().reliable().open();
+  expectNothing();
+  askAndBegin();
+  signal({{u"type"_s, u"renegotiate"_s}});
+  peer().settle();
+  answer(u"BB"_s, u"u2"_s);
+  ASSERT_EQ(factory_.peers.size(), 2U);
+  peer().reliable().open();
+  expectNothing();
+}
+
 TEST_F(HostFilesTest, setsTheClipboardAndAcknowledges) {
   connectViewer();
   say({{u"type"_s, u"clipboard_set"_s}, {u"text"_s, u"x"_s}, {u"req"_s, JsonObject{{u"n"_s, 5}}}});

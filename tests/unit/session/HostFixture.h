@@ -61,7 +61,7 @@ class HostFixture : public testing::Test {
     connectViewer();
     say({{QStringLiteral("type"), QStringLiteral("auth")}, {QStringLiteral("token"), host_->authorisation().getPIN()}});
     say({{QStringLiteral("type"), QStringLiteral("control")}, {QStringLiteral("enable"), true}});
-    ASSERT_TRUE(host_->authorisation().inputRight());
+    ASSERT_TRUE(isOpen(Gate::input, host_->authorisation().rights()));
     forget();
   }
   void holdAButton() {

@@ -47,10 +47,10 @@ class X11InputFixture : public testing::Test {
   }
 
   bool key(const char* name, bool down, KeyModifiers modifiers = {}) {
-    return synthesis_->postKey({QString::fromLatin1(name), 0, down, modifiers});
+    return synthesis_->postKey({QString::fromLatin1(name), down, modifiers});
   }
   void pointer(PointerEventType type, PointerButton button, double x = 10, double y = 10) {
-    synthesis_->postPointer({type, QPointF(x, y), QRectF(0, 0, 1024, 768), button, 1});
+    synthesis_->postPointer({type, QPointF(x, y), QRectF(0, 0, 1024, 768), button});
   }
 
   XvfbServer server_{1024, 768};

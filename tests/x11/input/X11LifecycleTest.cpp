@@ -86,7 +86,7 @@ TEST(X11Start, isNotUsableWithoutTheTestExtension) {
   EXPECT_FALSE(synthesis->usable());
   synthesis->postPointer({});
   synthesis->postScroll({120, 0});
-  EXPECT_FALSE(synthesis->postKey({QStringLiteral("KeyA"), 0, true}));
+  EXPECT_FALSE(synthesis->postKey({QStringLiteral("KeyA"), true}));
   synthesis->releaseAll();
 }
 

@@ -57,8 +57,8 @@ TEST_F(ControlAuthorisationTest, startsWithoutRightsButWithConsent) {
   EXPECT_FALSE(authorisation.controlAuthed());
   EXPECT_FALSE(authorisation.controlEnabled());
   EXPECT_TRUE(authorisation.isAllowRemoteControl());
-  EXPECT_FALSE(authorisation.inputRight());
-  EXPECT_FALSE(authorisation.commandRight());
+  EXPECT_FALSE(isOpen(Gate::input, authorisation.rights()));
+  EXPECT_FALSE(isOpen(Gate::command, authorisation.rights()));
   EXPECT_EQ(authorisation.getPIN(), u"000042"_s);
   EXPECT_FALSE(authorisation.isPinLocked());
 }
@@ -89,7 +89,7 @@ TEST_F(ControlAuthorisationTest, forgetsAnEarlierSuccessAfterAFailure) {
   auth(authorisation, kRightToken);
   auth(authorisation, {{u"token"_s, u"x"_s}});
   EXPECT_FALSE(authorisation.controlAuthed());
-  EXPECT_FALSE(authorisation.commandRight());
+  EXPECT_FALSE(isOpen(Gate::command, authorisation.rights()));
 }
 
 TEST_F(ControlAuthorisationTest, allowsAnyNumberOfAttempts) {
@@ -105,16 +105,16 @@ TEST_F(ControlAuthorisationTest, acceptsAnyPinInTheDemoRoomOnly) {
   for (const QString& room : {u"Demo"_s, u"demo "_s, u""_s}) {
     ControlAuthorisation other = make(room);
     EXPECT_EQ(auth(other, {}), authed(false)) << room.toStdString();
-    EXPECT_FALSE(other.commandRight());
+    EXPECT_FALSE(isOpen(Gate::command, other.rights()));
   }
 }
 
 TEST_F(ControlAuthorisationTest, grantsCommandsInTheDemoRoomWithoutAPinWhileTheUserConsents) {
   ControlAuthorisation demo = make(u"demo"_s);
-  EXPECT_TRUE(demo.commandRight());
+  EXPECT_TRUE(isOpen(Gate::command, demo.rights()));
   EXPECT_EQ(control(demo, kEnable), state(true));
   demo.setAllowRemoteControl(false);
-  EXPECT_FALSE(demo.commandRight());
+  EXPECT_FALSE(isOpen(Gate::command, demo.rights()));
 }
 
 // Every combination of what "control" depends on.
@@ -130,8 +130,8 @@ TEST_F(ControlAuthorisationTest, enablesControlOnlyWhenEverythingAllowsIt) {
     auth(authorisation, hasPin ? kRightToken : JsonObject{});
     const bool enabled = wanted && allowed && (hasPin || demo) && accessible_;
     EXPECT_EQ(control(authorisation, {{u"enable"_s, wanted}}), state(enabled)) << bits;
-    EXPECT_EQ(authorisation.inputRight(), enabled) << bits;
-    EXPECT_EQ(authorisation.commandRight(), allowed && (hasPin || demo)) << bits;
+    EXPECT_EQ(isOpen(Gate::input, authorisation.rights()), enabled) << bits;
+    EXPECT_EQ(isOpen(Gate::command, authorisation.rights()), allowed && (hasPin || demo)) << bits;
     EXPECT_EQ(lastPermitted_, accessible_) << bits;
   }
 }
@@ -143,7 +143,7 @@ TEST_F(ControlAuthorisationTest, countsAMissingOrMistypedEnableAsFalse) {
                                    JsonObject{{u"enable"_s, QJsonValue()}}, JsonObject{{u"enable"_s, JsonObject{}}}}) {
     control(authorisation, kEnable);
     EXPECT_EQ(control(authorisation, fields), state(false)) << toJson(fields).toStdString();
-    EXPECT_FALSE(authorisation.inputRight());
+    EXPECT_FALSE(isOpen(Gate::input, authorisation.rights()));
   }
 }
 
@@ -176,8 +176,8 @@ TEST_F(ControlAuthorisationTest, endsControlWhenTheUserWithdrawsConsent) {
   auth(authorisation, kRightToken);
   control(authorisation, kEnable);
   authorisation.setAllowRemoteControl(false);
-  EXPECT_FALSE(authorisation.inputRight());
-  EXPECT_FALSE(authorisation.commandRight());
+  EXPECT_FALSE(isOpen(Gate::input, authorisation.rights()));
+  EXPECT_FALSE(isOpen(Gate::command, authorisation.rights()));
   EXPECT_TRUE(authorisation.controlAuthed());
   EXPECT_EQ(ended_, 1);
   EXPECT_EQ(outlet_.take(), (QList<Sent>{{ControlChannel::reliable, state(false)}}));
@@ -191,7 +191,7 @@ TEST_F(ControlAuthorisationTest, enablesNothingWhenConsentReturns) {
   authorisation.setAllowRemoteControl(false);
   outlet_.take();
   authorisation.setAllowRemoteControl(true);
-  EXPECT_FALSE(authorisation.inputRight());
+  EXPECT_FALSE(isOpen(Gate::input, authorisation.rights()));
   EXPECT_TRUE(outlet_.sent.isEmpty());
   EXPECT_EQ(control(authorisation, kEnable), state(true));
 }
@@ -223,7 +223,7 @@ TEST_F(ControlAuthorisationTest, dropsEverythingWhenAChannelCloses) {
   log_.clear();
   authorisation.resetOnChannelClose();
   EXPECT_FALSE(authorisation.controlAuthed());
-  EXPECT_FALSE(authorisation.inputRight());
+  EXPECT_FALSE(isOpen(Gate::input, authorisation.rights()));
   EXPECT_EQ(ended_, 1);
   EXPECT_EQ(log_.lines(), QStringList{u"[control] reset state on channel close"_s});
   EXPECT_TRUE(outlet_.sent.isEmpty());
@@ -250,7 +250,7 @@ TEST_F(ControlAuthorisationTest, drawsANewPinAndKeepsTheViewerAuthorised) {
   EXPECT_EQ(authorisation.getPIN(), u"000007"_s);
   EXPECT_EQ(log_.lines(), QStringList{u"[control] new PIN: 000007"_s});
   EXPECT_TRUE(authorisation.controlAuthed());
-  EXPECT_TRUE(authorisation.inputRight());
+  EXPECT_TRUE(isOpen(Gate::input, authorisation.rights()));
   EXPECT_EQ(auth(authorisation, kRightToken), authed(false));
   EXPECT_EQ(auth(authorisation, {{u"token"_s, u"000007"_s}}), authed(true));
 }

@@ -31,7 +31,7 @@ QString acknowledgementName(Acknowledgement acknowledgement) {
       return u"no"_s;
     case Acknowledgement::withRequest:
       return u"yes"_s;
-    case Acknowledgement::withoutRequest:
+    case Acknowledgement::byHandler:
       return u"yes, without `req`"_s;
   }
   return {};

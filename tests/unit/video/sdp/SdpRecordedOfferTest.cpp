@@ -75,11 +75,6 @@ TEST(RecordedOffer, hasNoFormatLineForVp8AndSoNoHints) {
   EXPECT_EQ(SdpTools::setVP8BitrateHints(sdp, 1, 2, 3), sdp);
 }
 
-TEST(RecordedOffer, isTakenForASessionDescription) {
-  EXPECT_TRUE(looksLikeSdp(recordedOffer()));
-  EXPECT_TRUE(looksLikeSdp(recordedOfferWithCarriageReturns()));
-}
-
 TEST(RecordedOffer, hasOneFingerprintWithEitherLineEnd) {
   const auto fingerprint = dtlsFingerprint(recordedOffer());
   ASSERT_TRUE(fingerprint);
