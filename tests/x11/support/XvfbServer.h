@@ -2,12 +2,13 @@
 #pragma once
 
 #include <QString>
+#include <random>
 
 #include "tests/x11/support/ChildProcess.h"
 
 namespace vantora::testing_x11 {
 
-// An X server without a screen of glass, on a display number of its own choice. It starts with the
+// An X server without a screen of glass, on a display number of its own. It starts with the
 // keyboard of the United States and ends with this object.
 class XvfbServer {
  public:
@@ -61,10 +62,15 @@ class XvfbServer {
 
  private:
   void start(const std::string& wanted) {
+    if (!wanted.empty()) return startAt(wanted);
+    // Of the lowest free number another program would be given while this server is stopped to be started anew.
+    static std::minstd_rand numbers(std::random_device{}());
+    for (int attempt = 0; attempt < 5 && !running_; ++attempt) startAt(":" + std::to_string(100 + numbers() % 50000));
+  }
+  void startAt(const std::string& display) {
     int ends[2];
     if (::pipe2(ends, O_CLOEXEC) != 0) return;
-    std::vector<std::string> arguments = {"Xvfb"};
-    if (!wanted.empty()) arguments.push_back(wanted);
+    std::vector<std::string> arguments = {"Xvfb", display};
     for (const std::string& argument :
          {std::string("-displayfd"), std::to_string(ends[1]), std::string("-screen"), std::string("0"), screen_,
           std::string("-noreset"), std::string("-nolisten"), std::string("tcp"), std::string("-ac")}) {
