@@ -7,6 +7,7 @@ import { root, temporaryDirectory } from './paths.mjs';
 
 /// An address at which nobody is: without any, a program starts a bus through its display, with every service there is.
 export const nobody = 'unix:path=/nonexistent';
+process.env.DBUS_SESSION_BUS_ADDRESS = nobody;
 
 export class MessageBus {
   /// `configuration` is a file of tests/bus; `env` adds to what the services see that it starts.
