@@ -175,6 +175,7 @@ TEST_F(DesktopProcessTest, takesAHangingProcessAlong) {
 
 TEST_F(DesktopProcessTest, keepsOtherSocketsToItself) {
   std::vector<int> sockets;
+  sockets.reserve(20);
   for (int i = 0; i < 20; ++i) sockets.push_back(socket(AF_UNIX, SOCK_STREAM, 0));
   start();
   ASSERT_TRUE(waitForReady(1));
