@@ -1,6 +1,6 @@
 # Everything a person or CI runs. The work is done by scripts/; see CONTRIBUTING.md.
 .DEFAULT_GOAL := build
-.PHONY: run test build bench lint fuzz format clean install help
+.PHONY: run check test soak build bench lint fuzz format clean install help
 
 JOBS ?= $(shell nproc)
 export JOBS
@@ -19,13 +19,21 @@ run:            ## build, then start a room server and the host and print the ad
 	@scripts/run
 	@echo "make run: ended"
 
+check:          ## what every change is tested with: all but e2e, of which a dozen cases, and no sanitizers
+	@scripts/install-packages build run test
+	@scripts/test --title "make check" unit protocol companion diagnostics x11 ui peer smoke
+
 test:           ## all tests, again under the sanitizers, and the fuzz targets (STAGES="unit x11" for some)
 	@scripts/install-packages build run test
 	@scripts/test $(STAGES)
 
+soak:           ## the suites with series (growth, outages) in their full length
+	@scripts/install-packages build run test
+	@VANTORA_SOAK=1 scripts/test --title "make soak" soak
+
 fuzz:           ## the fuzz targets only, FUZZ_SECONDS each (600)
 	@scripts/install-packages build test
-	@FUZZ_SECONDS="$${FUZZ_SECONDS:-600}" scripts/test fuzz
+	@FUZZ_SECONDS="$${FUZZ_SECONDS:-600}" scripts/test --title "make fuzz" fuzz
 
 bench:          ## the benchmarks, figures beside their aims, kept in build/bench/results.json
 	@scripts/install-packages build run bench

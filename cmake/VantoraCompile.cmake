@@ -8,8 +8,12 @@ if(VANTORA_LLD)
 endif()
 find_program(VANTORA_CCACHE NAMES ccache)
 if(VANTORA_CCACHE)
-  # Precompiled headers carry macros and times that ccache would otherwise not answer for.
-  set(CMAKE_CXX_COMPILER_LAUNCHER "${CMAKE_COMMAND}" -E env "CCACHE_SLOPPINESS=pch_defines,time_macros" "${VANTORA_CCACHE}")
+  # What was compiled in one folder serves the same sources in another one (CI builds in a fresh clone): paths below the
+  # project's root count from there. Precompiled headers carry macros and times that ccache would otherwise not answer
+  # for, and a fresh clone has fresh files.
+  set(CMAKE_CXX_COMPILER_LAUNCHER "${CMAKE_COMMAND}" -E env "CCACHE_BASEDIR=${CMAKE_SOURCE_DIR}" "CCACHE_NOHASHDIR=true"
+    "CCACHE_SLOPPINESS=pch_defines,time_macros,include_file_mtime,include_file_ctime" "${VANTORA_CCACHE}")
+  add_compile_options("-fdebug-prefix-map=${CMAKE_SOURCE_DIR}=.")
 endif()
 
 if(VANTORA_SANITIZE)
@@ -26,11 +30,29 @@ if(VANTORA_FUZZ)
   add_compile_options(-fsanitize=fuzzer-no-link)
 endif()
 
-# vantora_library(NAME SOURCES... [LIBS ...]): one static library per folder; headers are
-# included with their path from the project's root ("main/signalling/Signaler.h").
+# What most of the project includes and takes longer to read than our own code, read once. Sources still include what
+# they use.
+function(vantora_precompiled)
+  add_library(vantora_precompiled OBJECT "${CMAKE_SOURCE_DIR}/cmake/Precompiled.cpp")
+  target_link_libraries(vantora_precompiled PRIVATE Qt6::Core)
+  target_precompile_headers(vantora_precompiled PRIVATE
+    <QByteArray> <QCoreApplication> <QDir> <QFile> <QFileInfo> <QHash> <QJsonArray> <QJsonDocument> <QJsonObject> <QList>
+    <QMap> <QObject> <QProcessEnvironment> <QRectF> <QString> <QStringList> <QTimer> <QUrl>
+    <algorithm> <array> <atomic> <chrono> <cmath> <condition_variable> <functional> <map> <memory> <mutex> <optional>
+    <stop_token> <string> <thread> <tuple> <utility> <vector>)
+endfunction()
+
+# vantora_library(NAME SOURCES... [LIBS ...] [PRECOMPILE <header>...]): one static library per folder; headers are
+# included with their path from the project's root ("main/signalling/Signaler.h"). PRECOMPILE: these headers instead of
+# the usual ones, where a library (WebRTC, the tool kit's windows) takes much longer to read.
 function(vantora_library name)
-  cmake_parse_arguments(ARG "" "" "SOURCES;LIBS" ${ARGN})
+  cmake_parse_arguments(ARG "" "" "SOURCES;LIBS;PRECOMPILE" ${ARGN})
   add_library(${name} STATIC ${ARG_SOURCES})
   target_include_directories(${name} PUBLIC "${CMAKE_SOURCE_DIR}" "${CMAKE_BINARY_DIR}/generated")
   target_link_libraries(${name} PUBLIC ${ARG_LIBS})
+  if(ARG_PRECOMPILE)
+    target_precompile_headers(${name} PRIVATE ${ARG_PRECOMPILE})
+  else()
+    target_precompile_headers(${name} REUSE_FROM vantora_precompiled)
+  endif()
 endfunction()

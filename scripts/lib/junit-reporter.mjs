@@ -7,7 +7,7 @@ export default async function* junit(events) {
   yield '<?xml version="1.0" encoding="utf-8"?>\n<testsuite>\n';
   for await (const { type, data } of events) {
     if (type !== 'test:pass' && type !== 'test:fail') continue;
-    if (data.details?.type === 'suite') continue;
+    if (data.details?.type === 'suite' || data.skip === 'test name does not match pattern') continue;
     // The runner reports a file as a case of its own when it starts one process per file.
     if (data.nesting === 0 && data.name.endsWith('.mjs') && type === 'test:pass') continue;
     const open = `<testcase name="${escape(data.name)}" time="${(data.details?.duration_ms ?? 0) / 1000}"`;

@@ -46,7 +46,7 @@ for (const codec of ['h264', 'vp8', 'vp9', 'av1']) {
         await viewer.send({ type: 'video_params', maxBitrateKbps: kbps, fps: 30 });
         let rates = null;
         await until(async () => {
-          rates = await receivedRates(page, 2000);
+          rates = await receivedRates(page, 1500);
           return rates.kbps <= kbps * 1.2 && rates.kbps >= kbps * 0.5 && rates.fps > kbps / 250;
         }, { what: `${kbps} kbit/s` }).catch((error) => {
           throw new Error(`${error.message}; received is ${JSON.stringify(rates)}`);

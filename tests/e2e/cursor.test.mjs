@@ -1,10 +1,10 @@
 import assert from 'node:assert/strict';
-import { mkdir } from 'node:fs/promises';
 import { join } from 'node:path';
 import { test } from 'node:test';
-import { Child, run } from './lib/child.mjs';
+import { run } from './lib/child.mjs';
 import { unknownLines } from './lib/log-lines.mjs';
-import { build, temporaryDirectory } from './lib/paths.mjs';
+import { MessageBus } from './lib/message-bus.mjs';
+import { build } from './lib/paths.mjs';
 import { withSession } from './lib/session.mjs';
 import { BareControl } from './lib/viewer.mjs';
 import { until } from './lib/wait.mjs';
@@ -72,24 +72,19 @@ test('testModeGoesThroughTheShapes', async (t) => {
   });
 });
 
-/// A session bus with the accessibility service on it, and the environment that leads there.
+/// A session bus with the accessibility service on it.
 async function accessibilityBus() {
-  const home = await temporaryDirectory('bus');
-  const env = { HOME: home.path, XDG_RUNTIME_DIR: join(home.path, 'run'), AT_SPI_BUS_ADDRESS: '' };
-  await mkdir(env.XDG_RUNTIME_DIR, { mode: 0o700 });
-  const child = new Child('dbus-daemon', ['--session', '--nofork', '--nosyslog', '--print-address=1'], { env });
-  const [address] = await child.line(/^unix:.+/);
-  env.DBUS_SESSION_BUS_ADDRESS = address;
+  const bus = await MessageBus.start({ configuration: 'accessible-session.conf', env: { AT_SPI_BUS_ADDRESS: '' } });
   await run('dbus-send', ['--session', '--print-reply', '--dest=org.a11y.Bus', '/org/a11y/bus', 'org.a11y.Bus.GetAddress'], {
-    env: { ...process.env, ...env },
+    env: { ...process.env, ...bus.env },
   });
-  return { env, end: () => child.end().then(home.remove) };
+  return bus;
 }
 
 test('theElementUnderThePointerDecidesAndAProgramThatHangsDoesNotStallTheSession', async (t) => {
   const bus = await accessibilityBus();
   try {
-    const address = bus.env.DBUS_SESSION_BUS_ADDRESS;
+    const { address } = bus;
     await withSession(t, { host: { env: { DBUS_SESSION_BUS_ADDRESS: address } } }, async (session) => {
       const program = session.screen.start(join(build, 'tests/accessibility_qt_program'), [], {
         env: { ...bus.env, QT_LINUX_ACCESSIBILITY_ALWAYS_ON: '1', QT_QPA_PLATFORM: 'xcb' },

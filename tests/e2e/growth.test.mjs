@@ -1,10 +1,14 @@
-// What a long session must not do: grow.
+// What a long session must not do: grow. The series are a quarter as long as with VANTORA_SOAK.
 import assert from 'node:assert/strict';
 import { readdir, readFile } from 'node:fs/promises';
 import { test } from 'node:test';
 import { withSession } from './lib/session.mjs';
 import { BareControl, shows } from './lib/viewer.mjs';
 import { until } from './lib/wait.mjs';
+
+const soak = Boolean(process.env.VANTORA_SOAK);
+const reoffers = soak ? 200 : 50;
+const rebuilds = soak ? 50 : 12;
 
 async function holdings({ pid }) {
   const [threads, files, status] = await Promise.all([
@@ -30,7 +34,7 @@ function noMoreThan(before) {
   return (held) => held.threads <= before.threads + 8 && held.files <= before.files + 8 && held.megabytes <= before.megabytes + 5;
 }
 
-test('nothingGrowsOver200Reoffers', async (t) => {
+test('nothingGrowsOverManyReoffers', async (t) => {
   await withSession(t, {}, async (session) => {
     const page = await session.bare();
     await new BareControl(page).open();
@@ -48,19 +52,19 @@ test('nothingGrowsOver200Reoffers', async (t) => {
     await reoffer(5);
     await atWork(session, page, '#a05050');
     const held = [await settled(session.host)];
-    // What is left behind adds up in every two hundred; what a busy machine made room for once does not.
+    // What is left behind adds up in every series; what a busy machine made room for once does not.
     for (const colour of ['#50a050', '#5050a0', '#a050a0']) {
-      await reoffer(200);
+      await reoffer(reoffers);
       await atWork(session, page, colour);
       held.push(await settled(session.host));
       if (noMoreThan(held.at(-2))(held.at(-1))) break;
     }
-    t.diagnostic(`${JSON.stringify(held)} after 5 and after each 200 more`);
+    t.diagnostic(`${JSON.stringify(held)} after 5 and after each ${reoffers} more`);
     assert.ok(noMoreThan(held.at(-2))(held.at(-1)), JSON.stringify(held));
   });
 });
 
-test('nothingGrowsOver50Rebuilds', async (t) => {
+test('nothingGrowsOverManyRebuilds', async (t) => {
   await withSession(t, { host: { env: { CONTROL_TOKEN: '123456' } } }, async (session) => {
     const page = await session.bare();
     await new BareControl(page).open();
@@ -71,10 +75,10 @@ test('nothingGrowsOver50Rebuilds', async (t) => {
       }
     };
     await rebuild(5);
-    const rebuilds = () => session.host.log.filter((line) => line.endsWith('rebuilding peer')).length;
-    const first = rebuilds();
+    const rebuilt = () => session.host.log.filter((line) => line.endsWith('rebuilding peer')).length;
+    const first = rebuilt();
     // One connection holds a few megabytes more than the next, at random: the leanest of some, before and after. What
-    // fifty rebuilds leave behind is in every one of them.
+    // many rebuilds leave behind is in every one of them.
     const look = async (colour) => {
       await rebuild(1);
       await atWork(session, page, colour);
@@ -88,7 +92,7 @@ test('nothingGrowsOver50Rebuilds', async (t) => {
       files: Math.max(...figures('files')),
       megabytes: Math.min(...figures('megabytes')),
     };
-    await rebuild(50);
+    await rebuild(rebuilds);
     const later = [];
     for (const colour of ['#a050a0', '#50a0a0', '#a0a050', '#a05050', '#50a050', '#5050a0']) {
       later.push(await look(colour));
@@ -96,7 +100,7 @@ test('nothingGrowsOver50Rebuilds', async (t) => {
     }
     const after = later.at(-1);
     assert.ok(noMoreThan(before)(after), `${JSON.stringify(looks)} before, ${JSON.stringify(later)} after`);
-    t.diagnostic(`${JSON.stringify(before)} after ${first} rebuilds, ${JSON.stringify(after)} after ${rebuilds()}`);
-    assert.ok(rebuilds() >= first + 50, `${rebuilds()} rebuilds`);
+    t.diagnostic(`${JSON.stringify(before)} after ${first} rebuilds, ${JSON.stringify(after)} after ${rebuilt()}`);
+    assert.ok(rebuilt() >= first + rebuilds, `${rebuilt()} rebuilds`);
   });
 });

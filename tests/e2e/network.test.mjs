@@ -1,7 +1,7 @@
 import assert from 'node:assert/strict';
 import { test } from 'node:test';
 import { withSession } from './lib/session.mjs';
-import { BareControl, colours, connected, near, received, receivedRates, rgb, shows } from './lib/viewer.mjs';
+import { BareControl, colours, near, received, receivedRates, rgb, shows } from './lib/viewer.mjs';
 import { median, timed, until } from './lib/wait.mjs';
 
 test('aViewerOnAnotherMachineSeesTheScreenAndControlsIt', async (t) => {
@@ -15,31 +15,6 @@ test('aViewerOnAnotherMachineSeesTheScreenAndControlsIt', async (t) => {
     assert.deepEqual(await session.screen.pointer(), { x: 640, y: 360 });
   });
 });
-
-// Long enough for "disconnected", for "failed", and for the line to the room to be given up: the viewer's line, or with
-// `roomFar` the host's.
-for (const [seconds, roomFar] of [[12, false], [25, false], [12, true], [30, true]]) {
-  const whose = roomFar ? 'HostsOnlyCable' : 'Cable';
-  test(`theSessionComesBackAfterThe${whose}WasOutFor_${seconds}_s`, async (t) => {
-    await withSession(t, { far: true, roomFar }, async (session) => {
-      await session.screen.paint('#c08020');
-      const page = await session.viewer();
-      await connected(page);
-      await shows(page, '#c08020');
-      await session.far.unplug();
-      const end = performance.now() + seconds * 1000;
-      await session.host.line(/^ICE state: disconnected/);
-      await session.screen.paint('#20c080');
-      await until(() => performance.now() > end, { deadline: seconds * 1000 + 1000, what: 'the time to pass' });
-      await session.far.plug();
-      const { ms } = await timed(() => shows(page, '#20c080'));
-      t.diagnostic(`picture ${ms} ms after the cable was back`);
-      await connected(page);
-      assert.ok(session.host.log.includes('[ice] restartIce invoked'));
-      assert.ok(ms < 10000, `${ms} ms`);
-    });
-  });
-}
 
 test('aThinLinkStillShowsChangesSoon', async (t) => {
   await withSession(t, { far: true, screen: '1920x1080' }, async (session) => {

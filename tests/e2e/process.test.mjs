@@ -66,7 +66,7 @@ test('goesOnUnderNohupWhenItsTerminalIsClosed', async (t) => {
   await endsSoon(t, { browserNow: false, host: { wrapper: ['nohup'] } }, async (session) => {
     await session.host.line('[share] started screen capture');
     session.host.child.signal('SIGHUP');
-    const page = await session.bare(await session.startBrowser());
+    const page = await session.bare(await session.useBrowser());
     await new BareControl(page).open();
     return ended(session, 'SIGTERM');
   });
@@ -227,7 +227,6 @@ test('costsNextToNothingWhileNobodyIsConnected', async (t) => {
     t.diagnostic(`with a viewer of a scrolling terminal: ${viewed.toFixed(1)} %`);
     assert.ok(viewed > 2 * idle + 2, 'the screen is not changing, so this test would prove nothing');
     await doomed.kill();
-    session.pages.pop();
     await until(async () => (await session.host.cpuPercent(500)) < 2, { every: 0, what: 'the host to notice' });
     const after = await quiet(session.host, 2, 3000);
     t.diagnostic(`after the viewer was killed: ${after.toFixed(2)} %`);

@@ -31,13 +31,13 @@ async function size(page, width, height) {
   });
 }
 
-/// Waits for two and a half seconds whose rates lie within these limits: the machine may be busy with something else for
+/// Waits for a second and a half whose rates lie within these limits: the machine may be busy with something else for
 /// a while, and what was held up then comes all at once.
 async function receives(t, page, what, { fps, kbps }) {
   const within = (value, [least, most]) => value >= least && value <= most;
   const seen = [];
   for (let look = 0; look < 10; ++look) {
-    const rates = await receivedRates(page, 2500);
+    const rates = await receivedRates(page, 1500);
     seen.push(`${rates.fps.toFixed(1)} fps, ${rates.kbps.toFixed(0)} kbit/s`);
     t.diagnostic(`${what}: ${seen.at(-1)}, ${rates.codec}`);
     if (within(rates.fps, fps) && within(rates.kbps, kbps)) return;

@@ -68,7 +68,6 @@ test('aViewerThatArrivesAfterOneWasKilledGetsPictureAndControl', async (t) => {
       const old = await new BareControl(await session.bare(doomed)).open();
       await old.takeControl('123456');
       await doomed.kill();
-      session.pages.pop();
 
       const page = await session.bare();
       const seen = await timed(async () => {

@@ -1,5 +1,5 @@
 // Sessions to measure, on one machine or two.
-import { Session } from '../../../tests/e2e/lib/session.mjs';
+import { Session } from '../../../tests/e2e/lib/whole-session.mjs';
 
 /// Runs `body` with a session of its own.
 export async function session(want, body) {

@@ -118,7 +118,11 @@ void CaptureLoop::restart(const std::vector<Callback>& waiting) {
   firstPicturePending_ = false;
   reopenAt_.reset();
   lastFrame_ = nullptr;
-  displaySize_.reset();
+  // A display that changed its size while it was opened anew is told of like any other; only the size of another
+  // display is no news.
+  if (settings_ && std::exchange(displayIndex_, settings_->displayIndex) != settings_->displayIndex) {
+    displaySize_.reset();
+  }
   if (settings_) openFirst();
   for (const Callback& ended : waiting) ended();
 }

@@ -112,7 +112,8 @@ class CaptureLoop {
   FrameConverter converter_;
   rtc::scoped_refptr<webrtc::I420Buffer> lastFrame_;
   QSize loggedSize_;
-  std::optional<QSize> displaySize_;  // Of the last picture since the start.
+  std::optional<QSize> displaySize_;  // Of the last picture of the display with this index.
+  int displayIndex_ = 0;
 
   std::thread thread_;  // Last: it uses all of the above.
 };

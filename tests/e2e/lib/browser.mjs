@@ -2,6 +2,7 @@
 import { chmod, writeFile } from 'node:fs/promises';
 import { join } from 'node:path';
 import { chromium } from 'playwright-core';
+import { nobody } from './message-bus.mjs';
 import { temporaryDirectory } from './paths.mjs';
 
 const args = [
@@ -25,7 +26,7 @@ export class Browser {
       headless: true,
       chromiumSandbox: false,
       args,
-      env: { ...process.env, ...env },
+      env: { ...process.env, DBUS_SESSION_BUS_ADDRESS: nobody, ...env },
       timeout: 60000,
     });
     const browser = await chromium.connect(server.wsEndpoint());

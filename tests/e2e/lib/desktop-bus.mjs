@@ -1,25 +1,21 @@
 // A session bus with a panel, a dock and a notification server on it, which the tests play.
 import { join } from 'node:path';
 import { Child } from './child.mjs';
-import { build, temporaryDirectory } from './paths.mjs';
+import { MessageBus } from './message-bus.mjs';
+import { build } from './paths.mjs';
 import { until } from './wait.mjs';
 
 export class DesktopBus {
   static async start() {
-    const home = await temporaryDirectory('bus');
-    const daemon = new Child('dbus-daemon', ['--session', '--nofork', '--nosyslog', `--address=unix:tmpdir=${home.path}`,
-      '--print-address=1']);
-    const bus = new DesktopBus(home, daemon);
-    const [address] = await daemon.line(/^unix:.+/);
-    bus.env = { DBUS_SESSION_BUS_ADDRESS: address };
+    const bus = new DesktopBus(await MessageBus.start());
+    bus.env = { DBUS_SESSION_BUS_ADDRESS: bus.bus.address };
     bus.double = new Child(join(build, 'tests/ui_bus_double'), [], { env: bus.env, input: 'pipe' });
     await bus.double.line('{"ready":true}');
     return bus;
   }
 
-  constructor(home, daemon) {
-    this.home = home;
-    this.daemon = daemon;
+  constructor(bus) {
+    this.bus = bus;
     this.asked = 0;
   }
 
@@ -66,7 +62,6 @@ export class DesktopBus {
 
   async end() {
     await this.double?.end();
-    await this.daemon.end();
-    await this.home.remove();
+    await this.bus.end();
   }
 }

@@ -2,6 +2,7 @@
 import { readFile } from 'node:fs/promises';
 import { join } from 'node:path';
 import { Child } from './child.mjs';
+import { nobody } from './message-bus.mjs';
 import { build } from './paths.mjs';
 import { until } from './wait.mjs';
 
@@ -54,7 +55,8 @@ export async function launchAgain(session) {
   const { home } = session.host;
   const again = new Child(join(build, 'vantora-host'), [], {
     clearEnv: true,
-    env: { PATH: process.env.PATH, HOME: home, LANG: 'C.UTF-8', XDG_RUNTIME_DIR: join(home, 'run'), ICE_URLS: ',', ...session.hostEnvironment() },
+    env: { PATH: process.env.PATH, HOME: home, LANG: 'C.UTF-8', XDG_RUNTIME_DIR: join(home, 'run'), ICE_URLS: ',',
+      DBUS_SESSION_BUS_ADDRESS: nobody, ...session.hostEnvironment() },
   });
   session.keep(again);
   await until(() => again.exit, { what: 'the end of the second launch' });

@@ -2,6 +2,7 @@
 import { mkdir } from 'node:fs/promises';
 import { join } from 'node:path';
 import { Child } from './child.mjs';
+import { nobody } from './message-bus.mjs';
 import { build, temporaryDirectory } from './paths.mjs';
 
 export class Host {
@@ -21,6 +22,8 @@ export class Host {
         HOME: home.path,
         XDG_RUNTIME_DIR: runtime,
         ICE_URLS: ',',
+        DBUS_SESSION_BUS_ADDRESS: nobody,
+        XDG_DATA_DIRS: '/usr/local/share:/usr/share',
         ...env,
       },
     });

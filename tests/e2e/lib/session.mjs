@@ -1,21 +1,28 @@
-// One test's session: screen, room server, host and browser, taken down in the opposite order whatever happens.
-import { mkdir, writeFile } from 'node:fs/promises';
-import { join } from 'node:path';
+// A session for one test.
+import { after } from 'node:test';
 import { Browser } from './browser.mjs';
-import { Host } from './host.mjs';
-import { FarMachine, labAddress } from './netns.mjs';
-import { build } from './paths.mjs';
-import { PageServer } from './page-server.mjs';
-import { RoomServer } from './room-server.mjs';
-import { openBare, openViewer } from './viewer.mjs';
-import { Xvfb } from './xvfb.mjs';
+import { Session } from './whole-session.mjs';
 
-let count = 0;
+// The tests of a file share a browser, in which every page has a profile of its own. One that is to be killed, or that
+// runs on another machine, is not this one.
+let common = null;
+after(async () => (await common?.catch(() => null))?.end());
+
+async function sharedBrowser() {
+  const browser = await (common ??= Browser.start().catch((error) => {
+    common = null;
+    throw error;
+  }));
+  if (browser.browser.isConnected()) return browser;
+  await browser.end();
+  common = null;
+  return sharedBrowser();
+}
 
 /// Starts what `want` names and hands it to `body`. `t` is the test's context; on a failure the host's log and a
 /// picture of each page are kept in build/results/e2e-failures.
 export async function withSession(t, want, body) {
-  const session = new Session(t.name, want);
+  const session = new Session(t.name, want, sharedBrowser);
   try {
     await session.start();
     return await body(session);
@@ -24,112 +31,5 @@ export async function withSession(t, want, body) {
     throw error;
   } finally {
     await session.end();
-  }
-}
-
-export class Session {
-  constructor(name, { screen = '1280x720', host = {}, autoShare = true, hostNow = true, browserNow = true, far = false, roomFar = false } = {}) {
-    labAddress();
-    this.name = name;
-    this.want = { screen, host, autoShare, hostNow, browserNow, far, roomFar };
-    this.room = `room-${process.pid}-${++count}`;
-    this.browsers = [];
-    this.pages = [];
-    this.hosts = [];
-    this.others = [];
-  }
-
-  async start() {
-    if (this.want.screen) this.screen = await Xvfb.start({ size: this.want.screen });
-    // With `far`, browsers run on another machine, behind a cable; with `roomFar`, the room server as well.
-    if (this.want.far) this.far = await FarMachine.start();
-    this.pageServer = await PageServer.start(this.#listen);
-    await this.#startRoomServer();
-    await Promise.all([this.want.hostNow && this.startHost(), this.want.browserNow && this.startBrowser()]);
-  }
-
-  /// The environment of a host of this session.
-  hostEnvironment() {
-    const { screen, autoShare, host } = this.want;
-    const size = this.screen ? { WIDTH: String(this.screen.width), HEIGHT: String(this.screen.height) } : {};
-    return {
-      ...(screen ? this.screen.env : { QT_QPA_PLATFORM: 'offscreen' }),
-      ...size,
-      SIGNAL_URL: this.server.signalUrl,
-      ROOM: this.room,
-      ...(autoShare ? { SHARE_AUTO: '1' } : {}),
-      ...host.env,
-    };
-  }
-
-  async startHost(more = {}) {
-    const { env: _, ...rest } = this.want.host;
-    this.host = await Host.start({ ...rest, ...more, env: { ...this.hostEnvironment(), ...more.env } });
-    this.hosts.push(this.host);
-    await this.host.pin();
-    return this.host;
-  }
-
-  /// Ends the room server and starts it again at the same address.
-  async restartRoomServer() {
-    const { port } = this.server;
-    await this.server.end();
-    await this.#startRoomServer(port);
-  }
-
-  get #listen() {
-    return this.far ? this.far.serverAddress : '127.0.0.1';
-  }
-
-  async #startRoomServer(port = 0) {
-    const place = this.want.roomFar ? { listen: this.far.address, wrapper: this.far.wrapper } : { listen: this.#listen };
-    this.server = await RoomServer.start({ ...place, port, allow: [this.pageServer.address] });
-  }
-
-  async startBrowser(options) {
-    const browser = await Browser.start({ wrapper: this.far?.wrapper, ...options });
-    this.browsers.push(browser);
-    this.browser ??= browser;
-    return browser;
-  }
-
-  async viewer(browser = this.browser) {
-    const page = await openViewer(browser, this.server, this.room);
-    this.pages.push(page);
-    return page;
-  }
-
-  async bare(browser = this.browser) {
-    const page = await openBare(browser, this.pageServer, this.server, this.room);
-    this.pages.push(page);
-    return page;
-  }
-
-  /// Ends `child` (anything with end()) with the session.
-  keep(child) {
-    this.others.push(child);
-    return child;
-  }
-
-  async keepEvidence() {
-    const directory = join(build, '../results/e2e-failures', this.name.replace(/[^A-Za-z0-9]+/g, '-'));
-    await mkdir(directory, { recursive: true });
-    for (const [index, host] of this.hosts.entries()) {
-      await writeFile(join(directory, `host${index}.log`), host.child.text().join('\n'));
-    }
-    for (const [index, page] of this.pages.entries()) {
-      await writeFile(join(directory, `page${index}.log`), page.said.join('\n'));
-      await page.screenshot({ path: join(directory, `page${index}.png`), timeout: 3000 }).catch(() => {});
-    }
-  }
-
-  async end() {
-    for (const browser of this.browsers) await browser.end();
-    for (const other of this.others.reverse()) await other.end();
-    for (const host of this.hosts) await host.end();
-    await this.pageServer?.end();
-    await this.server?.end();
-    await this.screen?.end();
-    await this.far?.end();
   }
 }

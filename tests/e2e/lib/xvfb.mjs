@@ -1,10 +1,16 @@
 // A real X server without a screen, and what tests do and see on it.
+import { randomInt } from 'node:crypto';
 import { Child, run } from './child.mjs';
 import { until } from './wait.mjs';
 
 export class Xvfb {
-  /// Starts a server on a free display number or as `display` (":7"); `size` is "WIDTHxHEIGHT".
+  /// Starts a server as `display` (":7") or on a free number, which is none of the lowest ones: another program would be
+  /// given that of a server which is to be started anew. `size` is "WIDTHxHEIGHT".
   static async start({ size = '1280x720', display = null } = {}) {
+    for (let tries = 0; !display && tries < 4; ++tries) {
+      const server = await Xvfb.start({ size, display: `:${100 + randomInt(50000)}` }).catch(() => null);
+      if (server) return server;
+    }
     const child = new Child('Xvfb', [...(display ? [display] : []), '-displayfd', '3', '-screen', '0', `${size}x24`, '-noreset', '-nolisten', 'tcp'], {
       stdio: ['pipe'],
     });

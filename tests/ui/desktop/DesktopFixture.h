@@ -10,6 +10,7 @@
 #include <QTemporaryDir>
 
 #include "tests/fakes/EventLoop.h"
+#include "tests/fakes/Places.h"
 #include "tests/fakes/PrintQt.h"
 #include "tests/ui/support/SessionBus.h"
 #include "tests/x11/support/XvfbServer.h"
@@ -43,7 +44,7 @@ class DesktopFixture : public testing::Test {
     opener.close();
     startWindowManager();
     stage_.setProcessEnvironment(environment);
-    stage_.start(QStringLiteral(UI_STAGE), QStringList());
+    stage_.start(testing_places::build() + QStringLiteral("/ui_stage"), QStringList());
     ASSERT_TRUE(expect(QStringLiteral("ready")));
   }
 

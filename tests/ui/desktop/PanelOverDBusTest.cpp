@@ -57,7 +57,7 @@ class PanelOverDBusTest : public DesktopFixture {
   const std::vector<std::string> environment_ = {
       "HOME=" + home_.path().toStdString(), "XDG_CONFIG_HOME=" + home_.filePath(u".config"_s).toStdString(),
       "XDG_CACHE_HOME=" + home_.filePath(u".cache"_s).toStdString(), "NO_AT_BRIDGE=1", server_.displayVariable()};
-  testing_ui::SessionBus bus_{environment_};
+  testing_ui::SessionBus bus_{"panel-session.conf", environment_};
   testing_x11::ChildProcess panel_;
 };
 

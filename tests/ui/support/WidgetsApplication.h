@@ -15,7 +15,7 @@ inline QApplication& application() {
   static const bool prepared = [] {
     qputenv("QT_QPA_PLATFORM", "offscreen");
     qputenv("QT_LOGGING_RULES", "qt.text.font.db.warning=false;qt.qpa.*=false");
-    qunsetenv("DBUS_SESSION_BUS_ADDRESS");
+    qputenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent");
     return true;
   }();
   // Never destroyed: that would be after the toolkit's own statics.

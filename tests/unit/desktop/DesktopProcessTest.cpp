@@ -9,6 +9,7 @@
 #include "main/desktop/DesktopProcess.h"
 #include "tests/fakes/EventLoop.h"
 #include "tests/fakes/FakeScheduler.h"
+#include "tests/fakes/Places.h"
 
 namespace vantora {
 namespace {
@@ -20,7 +21,7 @@ class DesktopProcessTest : public testing::Test {
  protected:
   void SetUp() override { testing_loop::ensureApplication(); }
 
-  void start(const QString& program = QStringLiteral(DESKTOP_DOUBLE)) {
+  void start(const QString& program = testing_places::program(u"desktop_double"_s)) {
     process_ = std::make_unique<DesktopProcess>(
         scheduler_, program,
         DesktopProcess::Events{.connected = [this] { ++connected_; },
@@ -174,6 +175,7 @@ TEST_F(DesktopProcessTest, takesAHangingProcessAlong) {
 
 TEST_F(DesktopProcessTest, keepsOtherSocketsToItself) {
   std::vector<int> sockets;
+  sockets.reserve(20);
   for (int i = 0; i < 20; ++i) sockets.push_back(socket(AF_UNIX, SOCK_STREAM, 0));
   start();
   ASSERT_TRUE(waitForReady(1));

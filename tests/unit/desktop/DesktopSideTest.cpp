@@ -5,6 +5,7 @@
 #include "main/desktop/DesktopSide.h"
 #include "tests/fakes/EventLoop.h"
 #include "tests/fakes/FakeScheduler.h"
+#include "tests/fakes/Places.h"
 #include "tests/fakes/PrintQt.h"
 
 namespace vantora {
@@ -98,7 +99,7 @@ class DesktopSideTest : public testing::Test {
   QList<JsonObject> heard_;
   int marks_ = 0;
   int asked_ = 0;
-  DesktopSide side_{scheduler_, QStringLiteral(DESKTOP_DOUBLE)};
+  DesktopSide side_{scheduler_, testing_places::program(u"desktop_double"_s)};
 };
 
 JsonObject chatShown(qint64 number, qint64 unread) {

@@ -9,6 +9,8 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 
+#include "tests/fakes/Places.h"
+
 using namespace Qt::Literals::StringLiterals;
 
 namespace vantora {
@@ -22,7 +24,7 @@ TEST(WebRtcAbiTest, findsTheChecksOnInsideTheLibrary) {
 }
 
 TEST(WebRtcAbiTest, seesTheHeadersWithTheSameSwitchesEverywhere) {
-  QFile file(QStringLiteral(VANTORA_COMPILE_COMMANDS));
+  QFile file(testing_places::build() + u"/compile_commands.json"_s);
   ASSERT_TRUE(file.open(QIODevice::ReadOnly));
   int units = 0;
   for (const QJsonValue& entry : QJsonDocument::fromJson(file.readAll()).array()) {

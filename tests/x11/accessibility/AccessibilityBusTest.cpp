@@ -30,7 +30,7 @@ TEST_F(AccessibilityBusTest, findsAServiceThatStartsLater) {
   EXPECT_EQ(accessibility_->trust(), AccessibilityTrust::absent);
   ASSERT_TRUE(look());
   ASSERT_TRUE(desktop.startAccessibility());
-  const ChildProcess program = desktop.spawn({QT_PROGRAM});
+  const ChildProcess program = desktop.spawn({qtProgram()});
   EXPECT_TRUE(shows(desktop, 150, 135, u"text"_s));
   EXPECT_EQ(accessibility_->trust(), AccessibilityTrust::granted);
 }

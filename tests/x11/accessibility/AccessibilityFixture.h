@@ -16,6 +16,9 @@ class AccessibilityFixture : public testing::Test {
  protected:
   using Shape = std::optional<QString>;
 
+  static std::string qtProgram() {
+    return testing_places::program(QStringLiteral("accessibility_qt_program")).toStdString();
+  }
   AccessibilityFixture() { testing_loop::ensureApplication(); }
 
   void open(const PrivateDesktop& desktop) {

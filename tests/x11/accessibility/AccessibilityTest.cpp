@@ -1,4 +1,5 @@
 // Elements of real toolkits under the pointer, and programs that hang.
+#include "tests/fakes/Places.h"
 #include "tests/x11/accessibility/AccessibilityFixture.h"
 
 using namespace std::chrono_literals;
@@ -15,9 +16,11 @@ class AccessibilityTest : public AccessibilityFixture {
     open(desktop_);
     ASSERT_TRUE(becomesTrusted());
   }
-  ChildProcess startQt() { return desktop_.spawn({QT_PROGRAM}); }
+  ChildProcess startQt() { return desktop_.spawn({qtProgram()}); }
   ChildProcess startGtk(const std::vector<std::string>& environment = {}) {
-    return desktop_.spawn({"/usr/bin/python3", GTK_PROGRAM}, environment);
+    return desktop_.spawn(
+        {"/usr/bin/python3", testing_places::source(u"tests/x11/accessibility/gtk_program.py"_s).toStdString()},
+        environment);
   }
   testing::AssertionResult shows(int x, int y, const Shape& wanted) {
     return AccessibilityFixture::shows(desktop_, x, y, wanted);
@@ -88,7 +91,7 @@ TEST_F(AccessibilityTest, knowsTheEdgesOfADecoratedWindow) {
 
 // What lies behind a menu is not under the pointer, and nobody can pull at the edges of a menu.
 TEST_F(AccessibilityTest, knowsMenusTipsAndPanelsFromTheWindowsBehindThem) {
-  const ChildProcess program = desktop_.spawn({QT_PROGRAM, "popups"});
+  const ChildProcess program = desktop_.spawn({qtProgram(), "popups"});
   EXPECT_TRUE(shows(210, 290, u"text"_s)) << "text area between the popups";
   for (const auto& [x, y] : {std::pair(260, 320), std::pair(222, 302)}) {
     ASSERT_TRUE(desktop_.movePointer(x, y));

@@ -4,27 +4,20 @@
 #include <QTemporaryDir>
 
 #include "main/base/Environment.h"
+#include "tests/x11/support/MessageBus.h"
 #include "tests/x11/support/XvfbServer.h"
 
 namespace vantora::testing_x11 {
 
 class PrivateDesktop {
  public:
-  // `busConfiguration`: path of a configuration for the session bus; empty: the usual one.
-  explicit PrivateDesktop(const std::string& busConfiguration = {}) {
-    int ends[2];
-    if (!runtime_.isValid() || ::pipe2(ends, O_CLOEXEC) != 0) return;
-    bus_ = ChildProcess({"dbus-daemon", busConfiguration.empty() ? "--session" : "--config-file=" + busConfiguration,
-                         "--nofork", "--nosyslog", "--print-address=" + std::to_string(ends[1])},
-                        basics(), ends[1]);
-    ::close(ends[1]);
-    address_ = readLine(ends[0]);
-    ::close(ends[0]);
-  }
+  // `busConfiguration`: as in MessageBus.
+  explicit PrivateDesktop(const std::string& busConfiguration = "accessible-session.conf")
+      : bus_(busConfiguration, basics()) {}
 
-  bool running() const { return server_.running() && !address_.empty(); }
+  bool running() const { return server_.running() && runtime_.isValid() && bus_.running(); }
   const XvfbServer& server() const { return server_; }
-  const std::string& busAddress() const { return address_; }
+  const std::string& busAddress() const { return bus_.address(); }
 
   // What a desktop does where assistive programs are used: starts the accessibility bus and its registry.
   [[nodiscard]] bool startAccessibility() const {
@@ -46,7 +39,7 @@ class PrivateDesktop {
   ChildProcess spawn(const std::vector<std::string>& arguments, const std::vector<std::string>& more = {}) const {
     auto variables = basics();
     variables.push_back(server_.displayVariable());
-    variables.push_back("DBUS_SESSION_BUS_ADDRESS=" + address_);
+    variables.push_back(bus_.variable());
     variables.insert(variables.end(), more.begin(), more.end());
     return ChildProcess(arguments, variables);
   }
@@ -57,7 +50,7 @@ class PrivateDesktop {
   // The environment of a program on this desktop.
   Environment environment() const {
     return Environment([display = server_.display(),
-                        bus = QString::fromStdString(address_)](const char* name) -> std::optional<QString> {
+                        bus = QString::fromStdString(bus_.address())](const char* name) -> std::optional<QString> {
       if (qstrcmp(name, "DISPLAY") == 0) return display;
       if (qstrcmp(name, "DBUS_SESSION_BUS_ADDRESS") == 0) return bus;
       return std::nullopt;
@@ -73,8 +66,7 @@ class PrivateDesktop {
 
   XvfbServer server_;
   QTemporaryDir runtime_;
-  ChildProcess bus_;
-  std::string address_;
+  MessageBus bus_;
 };
 
 }  // namespace vantora::testing_x11

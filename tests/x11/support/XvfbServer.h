@@ -1,6 +1,8 @@
 // A real X server for one test.
 #pragma once
 
+#include <random>
+
 #include "tests/x11/support/XServer.h"
 
 namespace vantora::testing_x11 {
@@ -32,9 +34,13 @@ class XvfbServer : public XServer {
 
  private:
   void startUnder(const std::string& wanted) {
-    std::vector<std::string> arguments;
-    if (!wanted.empty()) arguments.push_back(wanted);
-    arguments.insert(arguments.end(), {"-screen", "0", screen_, "-noreset", "-nolisten", "tcp", "-ac"});
+    if (!wanted.empty()) return startAt(wanted);
+    // Of the lowest free number another program would be given while this server is stopped to be started anew.
+    static std::minstd_rand numbers(std::random_device{}());
+    for (int attempt = 0; attempt < 5 && !running(); ++attempt) startAt(":" + std::to_string(100 + numbers() % 50000));
+  }
+  void startAt(const std::string& wanted) {
+    std::vector<std::string> arguments = {wanted, "-screen", "0", screen_, "-noreset", "-nolisten", "tcp", "-ac"};
     arguments.insert(arguments.end(), extraArguments_.begin(), extraArguments_.end());
     start("Xvfb", arguments);
   }

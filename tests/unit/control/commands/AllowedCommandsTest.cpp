@@ -5,6 +5,7 @@
 #include <map>
 
 #include "main/control/commands/AllowedCommands.h"
+#include "tests/fakes/Places.h"
 #include "tests/fakes/PrintQt.h"
 
 using namespace Qt::Literals::StringLiterals;
@@ -51,7 +52,7 @@ TEST(AllowedCommandsTest, holdsExactlyTheVocabularyOfTheProtocol) {
 }
 
 TEST(AllowedCommandsTest, isDocumentedRowByRow) {
-  QFile file(QStringLiteral(VANTORA_DOCS "/support-commands.md"));
+  QFile file(testing_places::source(u"docs/support-commands.md"_s));
   ASSERT_TRUE(file.open(QIODevice::ReadOnly)) << file.fileName().toStdString();
   const QString text = QString::fromUtf8(file.readAll());
   QStringList documented;

@@ -4,6 +4,7 @@
 #include <QStringList>
 
 #include "main/control/dispatch/ControlMessageTable.h"
+#include "tests/fakes/Places.h"
 #include "tests/unit/control/dispatch/MessageTypes.h"
 
 using namespace Qt::Literals::StringLiterals;
@@ -41,7 +42,7 @@ QString plain(const QString& cell) { return cell.trimmed().remove(u'`'); }
 
 // The rows of the marked table, each as "type | gate | acknowledgement".
 QStringList documentedRows() {
-  QFile file(QStringLiteral(VANTORA_DOCS "/protocol.md"));
+  QFile file(testing_places::source(u"docs/protocol.md"_s));
   EXPECT_TRUE(file.open(QIODevice::ReadOnly)) << file.fileName().toStdString();
   QStringList rows;
   bool marked = false;

@@ -4,6 +4,7 @@
 #include <QStringList>
 
 #include "main/session/settings/ConfigurationHelp.h"
+#include "tests/fakes/Places.h"
 
 using namespace Qt::Literals::StringLiterals;
 
@@ -26,7 +27,7 @@ QString plain(const QString& cell) { return cell.trimmed().remove(u'`'); }
 
 // The rows of all tables, each as "heading | name | default".
 QStringList documentedRows() {
-  QFile file(QStringLiteral(VANTORA_DOCS "/configuration.md"));
+  QFile file(testing_places::source(u"docs/configuration.md"_s));
   EXPECT_TRUE(file.open(QIODevice::ReadOnly)) << file.fileName().toStdString();
   QStringList rows;
   QString heading;

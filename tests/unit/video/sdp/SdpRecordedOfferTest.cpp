@@ -5,6 +5,7 @@
 
 #include "main/video/sdp/SdpInspect.h"
 #include "main/video/sdp/SdpTools.h"
+#include "tests/fakes/Places.h"
 #include "tests/fakes/RecordedLog.h"
 
 using namespace Qt::Literals::StringLiterals;
@@ -13,7 +14,7 @@ namespace vantora {
 namespace {
 
 QString recordedOffer() {
-  QFile file(QStringLiteral(SDP_DATA "/library-offer.sdp"));
+  QFile file(testing_places::source(u"tests/unit/video/sdp/data/library-offer.sdp"_s));
   EXPECT_TRUE(file.open(QIODevice::ReadOnly));
   return QString::fromUtf8(file.readAll());
 }

@@ -139,6 +139,18 @@ TEST_F(ScreenVideoSourceTest, tellsThatTheDisplayHasAnotherSize) {
   EXPECT_EQ(resizes, 1);
 }
 
+// Whoever asked for the new settings still went by the old size.
+TEST_F(ScreenVideoSourceTest, tellsOfASizeThatChangedTogetherWithTheSettings) {
+  const auto source = make(64, 48, 60);
+  FrameSink sink(source->native());
+  ASSERT_TRUE(start(*source));
+  ASSERT_TRUE(pumpUntil([&] { return sink.count() > 0; }));
+  source->stop();
+  screen->setDisplays({{48, 64}});
+  source->reconfigure(64, 48, 30, {});
+  ASSERT_TRUE(pumpUntil([&] { return resizes == 1; }));
+}
+
 TEST_F(ScreenVideoSourceTest, tellsNothingOfTheSizeOfADisplayThatWasAskedFor) {
   screen->setDisplays({{64, 48}, {32, 32}});
   const auto source = make(64, 48, 60);

@@ -1,0 +1,1 @@
+// Stands for the precompiled headers of the project (VantoraCompile.cmake); holds nothing.
