@@ -7,6 +7,7 @@
 #include <modules/video_coding/include/video_error_codes.h>
 
 #include <algorithm>
+#include <cmath>
 
 #include "main/video/encoders/ScreenTunedEncoder.h"
 
@@ -19,6 +20,7 @@ using FrameType = webrtc::VideoFrameType;
 constexpr uint32_t kRate = 1'000'000;
 constexpr int kSide = 160;
 constexpr int kBlock = 16;
+constexpr int kBlocks = (kSide / kBlock) * (kSide / kBlock);
 
 // Bytes that take the link so long.
 constexpr size_t bytesOf(double seconds) { return static_cast<size_t>(seconds * kRate / 8); }
@@ -111,7 +113,7 @@ class PictureGateTest : public testing::TestWithParam<Codec> {
   }
   // A picture at `ms` of which `changed` (0 to 1) differs from the one before; whether it came out.
   bool picture(int64_t ms, double changed, bool key = false) {
-    const int blocks = static_cast<int>(changed * (kSide / kBlock) * (kSide / kBlock) + 0.5);
+    const int blocks = static_cast<int>(std::lround(changed * kBlocks));
     ++shade_;
     for (int block = 0; block < blocks; ++block) {
       const int x = block % (kSide / kBlock) * kBlock;
