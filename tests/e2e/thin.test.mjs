@@ -28,7 +28,8 @@ for (const [codec, megabits] of links) {
       await pass(3000);
       assert.equal((await received(page)).codec.toLowerCase(), codec);
 
-      // A busy machine delays a change now and then, a picture that freezes some in every series.
+      // A busy machine delays a change now and then, a picture that freezes some in every series. On 1 Mbit/s one that is
+      // just being made finer may be in the way.
       await text.watch(page);
       const worst = await soonest(limit, async () => {
         const times = [];
@@ -38,7 +39,7 @@ for (const [codec, megabits] of links) {
         }
         t.diagnostic(`changes seen after ${times.join(', ')} ms`);
         return Math.max(...times);
-      }, 3);
+      }, megabits > 1 ? 2 : 3);
       assert.ok(worst < limit, `${worst} ms`);
 
       await text.tell('scroll');
