@@ -312,8 +312,20 @@ TEST_F(HostControlTest, looksForAsMuchBandwidthAsTheViewerAsksFor) {
   connectViewer();
   say({{u"type"_s, u"quality"_s}, {u"preset"_s, u"high"_s}});
   EXPECT_EQ(peer().maxBitrateBps, 9'000'000);
+  say({{u"type"_s, u"video_params"_s}, {u"maxBitrateKbps"_s, 20'000}});
+  EXPECT_EQ(peer().maxBitrateBps, 30'000'000);
+}
+
+// The library probes whenever the limit rises.
+TEST_F(HostControlTest, looksForTheSameBandwidthWithEveryUsualPreset) {
+  connectViewer();
+  for (const char16_t* preset : {u"low_stable", u"high", u"low", u"medium", u"high"}) {
+    say({{u"type"_s, u"quality"_s}, {u"preset"_s, QString::fromUtf16(preset)}});
+    EXPECT_EQ(peer().maxBitrateBps, 9'000'000);
+  }
   say({{u"type"_s, u"video_params"_s}, {u"maxBitrateKbps"_s, 1000}});
-  EXPECT_EQ(peer().maxBitrateBps, 1'500'000);
+  EXPECT_EQ(peer().maxBitrateBps, 9'000'000);
+  EXPECT_EQ(peer().sender().maxBitrateBps, 1'000'000);
 }
 
 TEST_F(HostControlTest, givesARebuiltConnectionWhatTheViewerAskedFor) {
@@ -321,7 +333,7 @@ TEST_F(HostControlTest, givesARebuiltConnectionWhatTheViewerAskedFor) {
   say({{u"type"_s, u"quality"_s}, {u"preset"_s, u"low_stable"_s}});
   factory_.canRestartIce = false;
   peer().reportIce(IceState::failed);
-  EXPECT_EQ(peer().maxBitrateBps, 1'500'000);
+  EXPECT_EQ(peer().maxBitrateBps, 9'000'000);
   EXPECT_EQ(peer().sender().maxBitrateBps, 1'000'000);
   EXPECT_EQ(peer().sender().maxFramerate, 15);
   EXPECT_EQ(peer().sender().degradation, DegradationPreference::maintainResolution);

@@ -144,13 +144,30 @@ TEST_F(HostStartupTest, offersAsConfigured) {
       << sdp.toStdString();
 }
 
-TEST_F(HostStartupTest, beginsWithTheBitRateThatTheOfferHintsAt) {
-  variables_ = {{"MAX_KBPS", u"300"_s}};
-  start();
-  EXPECT_EQ(peer().startBitrateBps, 425'000);
-  variables_ = {{"X_GOOGLE_START_KBPS", u"2000000"_s}};
-  start();
-  EXPECT_EQ(peer().startBitrateBps, 2'000'000'000);
+// The offer's hint, but no more than a thin link takes, unless it was set.
+TEST_F(HostStartupTest, beginsWithABitRateThatThinLinksTake) {
+  const std::vector<std::pair<std::map<std::string, QString>, int>> cases{
+      {{{"MAX_KBPS", u"300"_s}}, 425'000},
+      {{}, 1'000'000},
+      {{{"MAX_KBPS", u"40000"_s}}, 1'000'000},
+      {{{"X_GOOGLE_START_KBPS", u"600"_s}}, 600'000},
+      {{{"X_GOOGLE_START_KBPS", u"1500"_s}}, 1'500'000},
+      {{{"X_GOOGLE_START_KBPS", u"2000000"_s}}, 2'000'000'000},
+  };
+  for (const auto& [variables, bps] : cases) {
+    variables_ = variables;
+    start();
+    EXPECT_EQ(peer().startBitrateBps, bps);
+  }
+}
+
+TEST_F(HostStartupTest, looksForOneAndAHalfTimesTheHighestBitRateAndForThatOfTheUsualPresetsAtLeast) {
+  for (const auto& [kbps, bps] :
+       {std::pair(u"300"_s, 9'000'000), std::pair(u"6000"_s, 9'000'000), std::pair(u"8000"_s, 12'000'000)}) {
+    variables_ = {{"MAX_KBPS", kbps}};
+    start();
+    EXPECT_EQ(peer().maxBitrateBps, bps);
+  }
 }
 
 TEST_F(HostStartupTest, goesOnWithoutAPeerConnection) {

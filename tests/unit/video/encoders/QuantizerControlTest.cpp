@@ -78,6 +78,47 @@ TEST_F(QuantizerControlTest, codesAKeyPictureAgainOnlyWhenItIsTooLargeAndCanBeSm
   EXPECT_FALSE(control_.better(QuantizerControl::kCoarsest, true, 1e9));
 }
 
+TEST_F(QuantizerControlTest, replacesAPictureThatFoundNothingAgainByACoarserKeyPicture) {
+  EXPECT_FALSE(control_.better(30, false, kRate * 0.5)) << "not much too large";
+  EXPECT_EQ(control_.better(30, false, kRate * 4), QuantizerControl::kCoarsest);
+  EXPECT_EQ(control_.better(30, false, kRate * 0.7), 39) << "a page of 1.44 Mbit at 26, in 0.4 s";
+}
+
+TEST_F(QuantizerControlTest, leavesALargePictureAloneThatWouldBeNoSmallerAsAKeyPicture) {
+  page_.whole = 2e7;
+  for (int i = 0; i < 5; ++i) picture(1, true);
+  ASSERT_EQ(last_, QuantizerControl::kCoarsest);
+  EXPECT_FALSE(control_.better(QuantizerControl::kCoarsest, false, kRate * 0.8)) << "a key picture takes 1.7 s";
+  EXPECT_FALSE(control_.better(40, false, kRate * 0.8));
+  EXPECT_EQ(control_.better(40, false, kRate * 5), QuantizerControl::kCoarsest);
+}
+
+TEST_F(QuantizerControlTest, codesAgainOnlyAtCoarserQuantizers) {
+  for (int quantizer = QuantizerControl::kFinest; quantizer <= QuantizerControl::kCoarsest; ++quantizer) {
+    for (const double seconds : {0.1, 0.53, 0.7, 1.0, 2.0, 10.0, 1e6}) {
+      for (const bool key : {true, false}) {
+        const auto better = control_.better(quantizer, key, kRate * seconds);
+        if (!better) continue;
+        EXPECT_GT(*better, quantizer) << seconds;
+        EXPECT_LE(*better, QuantizerControl::kCoarsest);
+      }
+    }
+  }
+}
+
+// Text that scrolls has moments without a change.
+TEST_F(QuantizerControlTest, makesNothingFinerRightAfterAChange) {
+  picture(1, true);
+  now_ += 2s;
+  picture(1);
+  const int coarse = last_;
+  ASSERT_GT(coarse, 30);
+  picture(0);  // 67 ms later.
+  EXPECT_EQ(last_, coarse);
+  picture(0);
+  EXPECT_LT(last_, coarse - 2);
+}
+
 TEST_F(QuantizerControlTest, makesAPictureAtRestSharpWithinTheRate) {
   picture(1, true);
   double bits = 0;

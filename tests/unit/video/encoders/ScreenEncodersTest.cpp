@@ -7,6 +7,10 @@
 #include <modules/video_coding/include/video_codec_interface.h>
 #include <modules/video_coding/include/video_error_codes.h>
 
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <random>
 #include <thread>
 
 #include "main/video/encoders/EncoderFactory.h"
@@ -14,6 +18,8 @@
 
 namespace vantora {
 namespace {
+
+using namespace std::chrono_literals;
 
 constexpr int kWidth = 1280;
 constexpr int kHeight = 720;
@@ -53,17 +59,52 @@ rtc::scoped_refptr<webrtc::I420Buffer> typedPage(int count) {
   return buffer;
 }
 
+// Three screens of text with room around its 26 letters, as people read it.
+rtc::scoped_refptr<webrtc::I420Buffer> longText() {
+  constexpr int kCellWidth = 9;
+  constexpr int kCellHeight = 18;
+  auto buffer = webrtc::I420Buffer::Create(kWidth, 3 * kHeight);
+  webrtc::I420Buffer::SetBlack(buffer.get());
+  std::minstd_rand random(7);
+  std::array<std::uint32_t, 26> letters{};
+  for (std::uint32_t& letter : letters) letter = static_cast<std::uint32_t>(random());
+  for (int line = 0; line < 3 * kHeight / kCellHeight; ++line) {
+    for (int column = 0; column < kWidth / kCellWidth; ++column) {
+      if (random() % 6 == 0) continue;  // A blank between words.
+      const std::uint32_t letter = letters[random() % letters.size()];
+      for (int y = 0; y < 10; ++y) {
+        uint8_t* row = buffer->MutableDataY() + (line * kCellHeight + y) * buffer->StrideY() + column * kCellWidth;
+        for (int x = 0; x < 6; ++x) row[x] = letter >> (y / 2 * 3 + x / 2) & 1U ? 230 : 0;
+      }
+    }
+  }
+  return buffer;
+}
+
+// A part of it, `scrolled` rows from its top.
+rtc::scoped_refptr<webrtc::I420Buffer> scrolledPage(int scrolled) {
+  static const auto kText = longText();
+  const int top = scrolled % (2 * kHeight);
+  auto buffer = webrtc::I420Buffer::Create(kWidth, kHeight);
+  webrtc::I420Buffer::SetBlack(buffer.get());
+  for (int y = 0; y < kHeight; ++y) {
+    std::copy_n(kText->DataY() + (top + y) * kText->StrideY(), kWidth, buffer->MutableDataY() + y * buffer->StrideY());
+  }
+  return buffer;
+}
+
 struct Collected : webrtc::EncodedImageCallback {
   struct Picture {
     size_t bytes;
     bool key;
     int width;
     int height;
+    int quantizer;
   };
   std::vector<Picture> pictures;
   Result OnEncodedImage(const webrtc::EncodedImage& image, const webrtc::CodecSpecificInfo*) override {
     pictures.push_back({image.size(), image._frameType == webrtc::VideoFrameType::kVideoFrameKey,
-                        static_cast<int>(image._encodedWidth), static_cast<int>(image._encodedHeight)});
+                        static_cast<int>(image._encodedWidth), static_cast<int>(image._encodedHeight), image.qp_});
     return Result(Result::OK);
   }
 };
@@ -140,6 +181,9 @@ class ScreenEncodersTest : public testing::TestWithParam<CodecCase> {
     return collected_.pictures.size() == before ? 0 : collected_.pictures.back().bytes;
   }
 
+  // Time without a picture.
+  void pass(std::chrono::milliseconds time) { timestamp_ += static_cast<uint32_t>(time.count() * 90); }
+
   std::shared_ptr<KeyFrameWish> wish_ = std::make_shared<KeyFrameWish>();
   std::unique_ptr<webrtc::VideoEncoder> encoder_;
   Collected collected_;
@@ -180,6 +224,7 @@ TEST_P(ScreenEncodersTest, makesOneKeyPictureOfAWish) {
   start(4000, webrtc::VideoCodecMode::kScreensharing);
   encode(textPage(1), true);
   collected_.pictures.clear();
+  pass(3s);
   wish_->make();
   testing_loop::Patience patience;
   for (int i = 0; collected_.pictures.size() < 5; ++i) {
@@ -188,6 +233,45 @@ TEST_P(ScreenEncodersTest, makesOneKeyPictureOfAWish) {
   }
   EXPECT_TRUE(collected_.pictures[0].key);
   for (size_t i = 1; i < 5; ++i) EXPECT_FALSE(collected_.pictures[i].key) << i;
+}
+
+TEST_P(ScreenEncodersTest, grantsAWishByTheKeyPictureThatIsStillBeingSent) {
+  start(1000, webrtc::VideoCodecMode::kScreensharing);
+  ASSERT_GT(encode(textPage(1), true), 0.25 * 1'000'000 / 8);
+  collected_.pictures.clear();
+  wish_->make();
+  testing_loop::Patience patience;
+  for (int i = 0; collected_.pictures.size() < 3; ++i) {
+    ASSERT_FALSE(patience.isOver());
+    encode(typedPage(i));
+  }
+  for (const auto& picture : collected_.pictures) EXPECT_FALSE(picture.key);
+}
+
+TEST_P(ScreenEncodersTest, keepsPicturesOfTextThatScrollsComingOnAThinLink) {
+  constexpr int kSecond = 15;
+  constexpr int kSeconds = 4;
+  // VP8 finds text again only when it has moved by a few lines.
+  const bool searchesNearby = GetParam().type == webrtc::kVideoCodecVP8;
+  const int step = searchesNearby ? 8 : 24;
+  const unsigned kbps = searchesNearby ? 400 : 600;
+  start(kbps, webrtc::VideoCodecMode::kScreensharing);
+  size_t bytes = encode(scrolledPage(0), true);
+  size_t page = bytes;
+  int late = 0;
+  // H.264 goes by the time that really passes.
+  const bool paced = GetParam().type == webrtc::kVideoCodecH264;
+  auto next = std::chrono::steady_clock::now();
+  for (int i = 1; i < kSeconds * kSecond; ++i) {
+    next = std::max(next + 1000ms / kSecond, std::chrono::steady_clock::now());
+    if (paced) std::this_thread::sleep_until(next);
+    const size_t each = encode(scrolledPage(step * i));
+    bytes += each;
+    page = std::max(page, each);
+    late += i >= kSecond && each > 0 ? 1 : 0;
+  }
+  EXPECT_GE(late, 8 * (kSeconds - 1));
+  EXPECT_LE(bytes, kbps * 125 * kSeconds + page);
 }
 
 INSTANTIATE_TEST_SUITE_P(Codecs, ScreenEncodersTest,
@@ -217,6 +301,32 @@ TEST_P(H264EncoderTest, makesAStillPageSharpWithTheBitsLeftOver) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Codecs, H264EncoderTest, testing::Values(CodecCase{"H264", webrtc::kVideoCodecH264}));
+
+class Vp9EncoderTest : public ScreenEncodersTest {};
+
+// The library's own encoder stops at 208, quantizer 52 of 63.
+TEST_P(Vp9EncoderTest, becomesAsCoarseAsTheCodecGoesOnAVeryThinLink) {
+  start(100, webrtc::VideoCodecMode::kScreensharing);
+  encode(textPage(1), true);
+  EXPECT_EQ(collected_.pictures.back().quantizer, 255);
+}
+
+TEST_P(Vp9EncoderTest, makesAPageFinerStepByStepOnAThinLink) {
+  start(1000, webrtc::VideoCodecMode::kScreensharing);
+  const auto page = textPage(1);
+  encode(page, true);
+  for (int i = 0; i < 60; ++i) {
+    encode(page);
+    pass(200ms);
+  }
+  const auto& pictures = collected_.pictures;
+  for (size_t i = 1; i < pictures.size(); ++i) {
+    EXPECT_GE(pictures[i].quantizer, pictures[i - 1].quantizer - 15) << i;  // Three steps of 4 to 6.
+  }
+  EXPECT_LT(pictures.back().quantizer, 100);
+}
+
+INSTANTIATE_TEST_SUITE_P(Codecs, Vp9EncoderTest, testing::Values(CodecCase{"VP9", webrtc::kVideoCodecVP9}));
 
 }  // namespace
 }  // namespace vantora

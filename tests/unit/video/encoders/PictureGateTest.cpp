@@ -1,0 +1,317 @@
+// Which pictures ScreenTunedEncoder leaves out, throws away and lets through, with an encoder behind it that makes
+// pictures of any size.
+#include <api/video/i420_buffer.h>
+#include <api/video/video_frame.h>
+#include <api/video_codecs/video_codec.h>
+#include <gtest/gtest.h>
+#include <modules/video_coding/include/video_error_codes.h>
+
+#include <algorithm>
+#include <cmath>
+
+#include "main/video/encoders/ScreenTunedEncoder.h"
+
+namespace vantora {
+namespace {
+
+using Codec = webrtc::VideoCodecType;
+using FrameType = webrtc::VideoFrameType;
+
+constexpr uint32_t kRate = 1'000'000;
+constexpr int kSide = 160;
+constexpr int kBlock = 16;
+constexpr int kBlocks = (kSide / kBlock) * (kSide / kBlock);
+
+// Bytes that take the link so long.
+constexpr size_t bytesOf(double seconds) { return static_cast<size_t>(seconds * kRate / 8); }
+
+// What the encoder behind makes next, and what it was told.
+struct Script {
+  size_t delta = bytesOf(0.001);
+  size_t key = bytesOf(0.001);
+  // Of a key picture at a rate of at most 30 kbit/s.
+  size_t coarseKey = bytesOf(0.16);
+
+  bool dropsFrames = false;
+  std::vector<webrtc::VideoEncoder::RateControlParameters> rates;
+  std::vector<bool> keys;  // Of each picture: whether it was to be a key picture.
+};
+
+class ScriptedEncoder final : public webrtc::VideoEncoder {
+ public:
+  explicit ScriptedEncoder(std::shared_ptr<Script> script) : script_(std::move(script)) {}
+
+  int InitEncode(const webrtc::VideoCodec* codec, const Settings&) override {
+    script_->dropsFrames = codec->GetFrameDropEnabled();
+    return WEBRTC_VIDEO_CODEC_OK;
+  }
+  int32_t RegisterEncodeCompleteCallback(webrtc::EncodedImageCallback* callback) override {
+    callback_ = callback;
+    return WEBRTC_VIDEO_CODEC_OK;
+  }
+  int32_t Release() override { return WEBRTC_VIDEO_CODEC_OK; }
+  int32_t Encode(const webrtc::VideoFrame& frame, const std::vector<FrameType>* types) override {
+    const bool key = types && std::ranges::find(*types, FrameType::kVideoFrameKey) != types->end();
+    script_->keys.push_back(key);
+    const bool coarse = script_->rates.back().bitrate.get_sum_bps() <= 30'000;
+    webrtc::EncodedImage image;
+    image.SetEncodedData(webrtc::EncodedImageBuffer::Create(!key     ? script_->delta
+                                                            : coarse ? script_->coarseKey
+                                                                     : script_->key));
+    image._frameType = key ? FrameType::kVideoFrameKey : FrameType::kVideoFrameDelta;
+    image.SetTimestamp(frame.timestamp());
+    callback_->OnEncodedImage(image, nullptr);
+    return WEBRTC_VIDEO_CODEC_OK;
+  }
+  void SetRates(const RateControlParameters& parameters) override { script_->rates.push_back(parameters); }
+  EncoderInfo GetEncoderInfo() const override { return {}; }
+
+ private:
+  std::shared_ptr<Script> script_;
+  webrtc::EncodedImageCallback* callback_ = nullptr;
+};
+
+struct Out : webrtc::EncodedImageCallback {
+  struct Picture {
+    bool key;
+    size_t bytes;
+    bool operator==(const Picture&) const = default;
+  };
+  std::vector<Picture> pictures;
+  int dropped = 0;
+
+  Result OnEncodedImage(const webrtc::EncodedImage& image, const webrtc::CodecSpecificInfo*) override {
+    pictures.push_back({image._frameType == FrameType::kVideoFrameKey, image.size()});
+    return Result(Result::OK);
+  }
+  void OnDroppedFrame(DropReason) override { ++dropped; }
+};
+void PrintTo(const Out::Picture& picture, std::ostream* out) {
+  *out << (picture.key ? "key picture of " : "picture of ") << picture.bytes;
+}
+
+class PictureGateTest : public testing::TestWithParam<Codec> {
+ protected:
+  void open(Codec type) {
+    webrtc::VideoCodec codec;
+    codec.codecType = type;
+    codec.width = kSide;
+    codec.height = kSide;
+    codec.startBitrate = kRate / 1000;
+    codec.SetFrameDropEnabled(true);
+    encoder_ = std::make_unique<ScreenTunedEncoder>(std::make_unique<ScriptedEncoder>(script_), wish_);
+    ASSERT_EQ(encoder_->InitEncode(&codec,
+                                   webrtc::VideoEncoder::Settings(webrtc::VideoEncoder::Capabilities(false), 2, 1200)),
+              WEBRTC_VIDEO_CODEC_OK);
+    encoder_->RegisterEncodeCompleteCallback(&out_);
+    setRate(kRate);
+  }
+  void setRate(uint32_t bitsPerSecond) {
+    webrtc::VideoBitrateAllocation allocation;
+    allocation.SetBitrate(0, 0, bitsPerSecond);
+    encoder_->SetRates(webrtc::VideoEncoder::RateControlParameters(allocation, 30));
+  }
+  // A picture at `ms` of which `changed` (0 to 1) differs from the one before; whether it came out.
+  bool picture(int64_t ms, double changed, bool key = false) {
+    const int blocks = static_cast<int>(std::lround(changed * kBlocks));
+    ++shade_;
+    for (int block = 0; block < blocks; ++block) {
+      const int x = block % (kSide / kBlock) * kBlock;
+      const int y = block / (kSide / kBlock) * kBlock;
+      page_->MutableDataY()[y * page_->StrideY() + x] = shade_;
+    }
+    const auto frame = webrtc::VideoFrame::Builder()
+                           .set_video_frame_buffer(webrtc::I420Buffer::Copy(*page_))
+                           .set_timestamp_us(ms * 1000)
+                           .build();
+    const std::vector<FrameType> types{key ? FrameType::kVideoFrameKey : FrameType::kVideoFrameDelta};
+    const size_t before = out_.pictures.size();
+    EXPECT_EQ(encoder_->Encode(frame, &types), WEBRTC_VIDEO_CODEC_OK);
+    return out_.pictures.size() > before;
+  }
+  // The first picture, at 0 ms, which takes the link so long.
+  void first(double seconds) {
+    script_->key = bytesOf(seconds);
+    ASSERT_TRUE(picture(0, 1, true));
+  }
+  double toldFps() const { return script_->rates.back().framerate_fps; }
+
+  std::shared_ptr<Script> script_ = std::make_shared<Script>();
+  std::shared_ptr<KeyFrameWish> wish_ = std::make_shared<KeyFrameWish>();
+  std::unique_ptr<ScreenTunedEncoder> encoder_;
+  Out out_;
+  rtc::scoped_refptr<webrtc::I420Buffer> page_ = [] {
+    auto page = webrtc::I420Buffer::Create(kSide, kSide);
+    webrtc::I420Buffer::SetBlack(page.get());
+    return page;
+  }();
+  uint8_t shade_ = 100;
+};
+
+TEST_P(PictureGateTest, leavesPicturesOutWhileTheLinkIsBusyButNoKeyPicture) {
+  open(GetParam());
+  EXPECT_FALSE(script_->dropsFrames) << "only one leaves pictures out";
+  first(0.2);
+  EXPECT_FALSE(picture(66, 0.02));
+  EXPECT_FALSE(picture(139, 0.02));
+  EXPECT_EQ(out_.dropped, 2);
+  EXPECT_EQ(script_->keys.size(), 1U) << "the encoder never saw them";
+  EXPECT_TRUE(picture(140, 0, true));
+  EXPECT_FALSE(picture(339, 0.02)) << "0.2 s more, from 0.06 s on";
+  EXPECT_TRUE(picture(341, 0.02));
+  EXPECT_EQ(out_.dropped, 3);
+}
+
+TEST_P(PictureGateTest, replacesAPictureThatIsMuchTooLargeByACoarseKeyPicture) {
+  open(GetParam());
+  first(0.1);
+  script_->delta = bytesOf(0.8);
+  ASSERT_TRUE(picture(1000, 1));
+  EXPECT_EQ(script_->keys, (std::vector<bool>{true, false, true}));
+  ASSERT_EQ(out_.pictures.size(), 2U) << "only the second one gets out";
+  EXPECT_EQ(out_.pictures.back(), (Out::Picture{true, script_->coarseKey}));
+  EXPECT_EQ(script_->rates.back().bitrate.get_sum_bps(), kRate) << "the rate is what it was";
+  EXPECT_FALSE(picture(1080, 0.05)) << "0.16 s wait, not 0.96 and not 0";
+  EXPECT_TRUE(picture(1101, 0.05));
+}
+
+TEST_P(PictureGateTest, replacesAKeyPictureThatIsMuchTooLarge) {
+  open(GetParam());
+  first(0.8);
+  EXPECT_EQ(out_.pictures, (std::vector<Out::Picture>{{true, script_->coarseKey}}));
+}
+
+TEST_P(PictureGateTest, keepsALargePictureThatIsNoSmallerAsACoarseKeyPicture) {
+  open(GetParam());
+  script_->coarseKey = bytesOf(0.9);
+  first(1.2);
+  ASSERT_EQ(out_.pictures.back().bytes, script_->coarseKey);
+  script_->delta = bytesOf(1.0);
+  ASSERT_TRUE(picture(10'000, 1));
+  EXPECT_EQ(out_.pictures.back(), (Out::Picture{false, script_->delta}));
+  EXPECT_EQ(script_->keys.size(), 3U);
+}
+
+TEST_P(PictureGateTest, keepsAPictureInWhichLittleChanged) {
+  open(GetParam());
+  first(0.1);
+  script_->delta = bytesOf(5);
+  ASSERT_TRUE(picture(1000, 0.05));
+  EXPECT_EQ(out_.pictures.back(), (Out::Picture{false, script_->delta}));
+}
+
+TEST_P(PictureGateTest, countsWhatPicturesThatWereLeftOutChanged) {
+  open(GetParam());
+  first(0.2);
+  script_->delta = bytesOf(0.8);
+  EXPECT_FALSE(picture(66, 1));
+  ASSERT_TRUE(picture(1000, 0.01));
+  EXPECT_EQ(out_.pictures.back(), (Out::Picture{true, script_->coarseKey}));
+}
+
+TEST_P(PictureGateTest, tellsTheTimeSinceTheLastPictureAsTheRateOfPictures) {
+  open(GetParam());
+  first(0.001);
+  picture(100, 0.05);
+  EXPECT_DOUBLE_EQ(toldFps(), 10);
+  picture(102, 0.05);
+  EXPECT_DOUBLE_EQ(toldFps(), 120);
+  picture(102, 0.05);
+  EXPECT_DOUBLE_EQ(toldFps(), 120);
+  picture(1102, 0.05);
+  EXPECT_DOUBLE_EQ(toldFps(), 4);
+  picture(2102, 0.5);
+  EXPECT_DOUBLE_EQ(toldFps(), 12);
+  EXPECT_EQ(script_->rates.back().bitrate.get_sum_bps(), kRate);
+  script_->key = bytesOf(0.1);
+  picture(2202, 0, true);
+  EXPECT_FALSE(picture(2212, 0.02)) << "left out";
+  picture(2327, 0.02);
+  EXPECT_DOUBLE_EQ(toldFps(), 8);
+}
+
+TEST_P(PictureGateTest, passesARateOfNothingOnAsItIs) {
+  open(GetParam());
+  first(0.001);
+  setRate(0);
+  const size_t told = script_->rates.size();
+  picture(5000, 0);
+  EXPECT_EQ(script_->rates.size(), told);
+  EXPECT_EQ(script_->rates.back().bitrate.get_sum_bps(), 0U);
+}
+
+TEST_P(PictureGateTest, takesAKeyPictureThatIsStillBeingSentAsAWishGranted) {
+  open(GetParam());
+  first(0.3);
+  wish_->make();
+  picture(100, 0.05);
+  ASSERT_TRUE(picture(400, 0.05));
+  EXPECT_FALSE(out_.pictures.back().key);
+}
+
+TEST_P(PictureGateTest, grantsAWishOnceTheKeyPictureBeforeIsThrough) {
+  open(GetParam());
+  first(0.3);
+  wish_->make();
+  ASSERT_TRUE(picture(200, 0.05)) << "0.1 s to go";
+  EXPECT_TRUE(out_.pictures.back().key);
+  ASSERT_TRUE(picture(1000, 0.05));
+  EXPECT_FALSE(out_.pictures.back().key) << "once";
+}
+
+INSTANTIATE_TEST_SUITE_P(Codecs, PictureGateTest,
+                         testing::Values(Codec::kVideoCodecVP8, Codec::kVideoCodecVP9, Codec::kVideoCodecAV1),
+                         [](const auto& each) { return std::string(webrtc::CodecTypeToPayloadString(each.param)); });
+
+TEST_F(PictureGateTest, letsTextThatMovesThroughToVp8After80Milliseconds) {
+  open(Codec::kVideoCodecVP8);
+  first(0.4);
+  EXPECT_FALSE(picture(66, 1));
+  EXPECT_FALSE(picture(79, 1));
+  EXPECT_TRUE(picture(80, 1));
+  EXPECT_FALSE(picture(150, 0.05)) << "not at once again";
+  EXPECT_FALSE(picture(165, 0.02)) << "nor what is no text that moves";
+  EXPECT_TRUE(picture(170, 0.2));
+}
+
+TEST_F(PictureGateTest, letsTextThatMovesThroughToNoOtherCodec) {
+  for (const Codec codec : {Codec::kVideoCodecVP9, Codec::kVideoCodecAV1}) {
+    open(codec);
+    first(0.4);
+    EXPECT_FALSE(picture(100, 1));
+    EXPECT_FALSE(picture(300, 1));
+    EXPECT_TRUE(picture(345, 1));
+  }
+}
+
+TEST_F(PictureGateTest, lettingVp8ThroughEndsWithTwoAndAHalfSecondsWaiting) {
+  open(Codec::kVideoCodecVP8);
+  first(0.4);
+  script_->delta = bytesOf(0.48);
+  double waiting = 0.4;
+  int out = 0;
+  for (int i = 1; i <= 60; ++i) {
+    waiting = std::max(waiting - 0.08, 0.0);
+    const bool came = picture(i * 80, 1);
+    EXPECT_EQ(came, waiting <= 2.5) << i;
+    if (came) waiting += 0.48;
+    out += came ? 1 : 0;
+  }
+  EXPECT_GT(out, 10);
+  EXPECT_LT(out, 30);
+}
+
+// It has a rate control of its own for all of this.
+TEST_F(PictureGateTest, leavesH264Alone) {
+  open(Codec::kVideoCodecH264);
+  EXPECT_TRUE(script_->dropsFrames);
+  first(2);
+  script_->delta = bytesOf(2);
+  for (int i = 1; i <= 5; ++i) EXPECT_TRUE(picture(i * 66, 1));
+  EXPECT_EQ(out_.dropped, 0);
+  EXPECT_EQ(script_->keys.size(), 6U);
+  EXPECT_EQ(script_->rates.size(), 1U);
+}
+
+}  // namespace
+}  // namespace vantora
