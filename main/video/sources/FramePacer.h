@@ -15,8 +15,9 @@ class FramePacer {
  public:
   using Time = std::chrono::nanoseconds;  // Since any fixed instant.
   static constexpr Time kForever = Time::max();
-  // After a change: this many repeats, this far apart.
-  static constexpr int kBurstLength = 5;
+  // After a change: this many repeats, this far apart. A thin link takes a second for a page, and until then no
+  // encoder makes it sharper.
+  static constexpr int kBurstLength = 20;
   static constexpr Time kBurstStep = std::chrono::milliseconds(100);
   // A still screen's repeats.
   static constexpr Time kStillStep = std::chrono::seconds(1);
