@@ -170,8 +170,13 @@ ClipboardSync::Content ClipboardSync::contentOf(const ClipboardReading& reading)
 void ClipboardSync::readingArrived(const ClipboardReading& reading) {
   busy_ = false;
   const Content content = contentOf(reading);
-  for (const Receiver& asker : std::exchange(askers_, {})) {
-    if (asker.to.connection == outlet_.connection()) send(asker, content);
+  bool inParts = false;
+  for (Receiver asker : std::exchange(askers_, {})) {
+    if (asker.to.connection != outlet_.connection()) continue;
+    // The pieces for one are for all: they need not begin anew.
+    asker.asked = !(asker.parts && inParts);
+    inParts = inParts || asker.parts;
+    send(asker, content);
   }
   if (const auto changeCount = std::exchange(lookedAt_, std::nullopt)) {
     lastClipboardChangeCount_ = *changeCount;

@@ -24,9 +24,14 @@ class OutgoingText {
   // Both must outlive this object.
   OutgoingText(ControlOutlet& outlet, Scheduler& scheduler) : outlet_(outlet), scheduler_(scheduler) {}
 
-  // Sends `text`, of `length` bytes of UTF-8, in place of one that is under way; goes on when that is the same one.
+  // Sends `text`, of `length` bytes of UTF-8, in place of one that is under way; begins anew when that is the same one and
+  // the viewer asked for it, which may have lost its beginning; goes on with the same one otherwise.
   // `asked`: the viewer asked for it.
   void start(const QString& text, qint64 length, bool asked);
+  // Sends the text that is under way from its beginning once more, under a new id, when the viewer asked for it; however
+  // often that is, no more is sent at once.
+  void restart();
+  bool isUnderWay() const { return transfer_.has_value(); }
   void stop();
   // Gives up a text that the viewer did not ask for.
   void stopUnlessAsked();

@@ -143,11 +143,28 @@ TEST_F(ClipboardPartsTest, waitsWhileTooMuchWaitsToLeave) {
   EXPECT_EQ(arrived(outlet_.take()), clipboard_.text);
 }
 
-TEST_F(ClipboardPartsTest, answersWhatIsAskedMeanwhileWithThePiecesUnderWay) {
+TEST_F(ClipboardPartsTest, beginsAnewForWhoAsksAgain) {
   clipboard_.text = QString(200'000, u'x');
   askInParts();
-  for (int i = 0; i < 10; ++i) askInParts();
+  const auto lost = outlet_.take();
+  ASSERT_FALSE(lost.isEmpty());
+  askInParts();
   scheduler_.advance(1s);
+  const auto sent = outlet_.take();
+  EXPECT_EQ(arrived(sent), clipboard_.text);
+  EXPECT_NE(sent.first().message.value(u"id"), lost.first().message.value(u"id"));
+}
+
+TEST_F(ClipboardPartsTest, answersWhoAskedDuringAReadingWithThePiecesOfOneText) {
+  clipboard_.text = QString(200'000, u'x');
+  clipboard_.slow = true;
+  request();
+  for (int i = 0; i < 10; ++i) askInParts();
+  clipboard_.answer();
+  outlet_.take();
+  clipboard_.answer();
+  scheduler_.advance(1s);
+  EXPECT_EQ(clipboard_.reads, 2);
   EXPECT_EQ(arrived(outlet_.take()), clipboard_.text);
 }
 
