@@ -183,7 +183,7 @@ void ClipboardSync::readingArrived(const ClipboardReading& reading) {
     // A text that the viewer sent meanwhile is about to replace this one: it must not replace the viewer's. Nor must
     // the emptiness of a reading that failed.
     const bool failed = !reading.text && content.text;
-    if (!nextText_ && !failed && !isEcho(content.text.value_or(QString()))) syncChange(content);
+    if (!nextText_ && !failed && !(content.text && isEcho(*content.text))) syncChange(content);
   }
   proceed();
 }
@@ -204,7 +204,7 @@ void ClipboardSync::send(const Receiver& receiver, const Content& content) {
   const ControlChannel channel = receiver.to.origin;
   if (!outlet_.isOpen(channel)) return;
   const auto most = static_cast<qint64>(outlet_.maxMessageSize(channel));
-  if (!content.text) return refuse(channel, content.length, receiver.parts ? Clipboard::kMaxTextBytes : most);
+  if (!content.text) return refuse(receiver, content.length, receiver.parts ? Clipboard::kMaxTextBytes : most);
 
   const QString& text = *content.text;
   // A unit takes a byte at least: the rest of a long text need not be counted.
@@ -214,15 +214,17 @@ void ClipboardSync::send(const Receiver& receiver, const Content& content) {
   } else if (receiver.parts && outlet_.isOpen(ControlChannel::reliable)) {
     outgoing_.start(text, content.length, receiver.asked);
   } else {
-    refuse(channel, content.length, most);
+    refuse(receiver, content.length, most);
   }
 }
 
-void ClipboardSync::refuse(ControlChannel channel, qint64 length, qint64 limit) {
+void ClipboardSync::refuse(const Receiver& receiver, qint64 length, qint64 limit) {
   outgoing_.stop();
   logLine(u"[sync] Clipboard text of %1 bytes not sent: the viewer takes %2 bytes at most"_s.arg(
       QString::number(length), QString::number(limit)));
-  outlet_.send(channel, {{u"type"_s, u"clipboard_too_large"_s}, {u"length"_s, length}, {u"limit"_s, limit}});
+  // A viewer that neither asked nor knows of pieces cannot know this message either.
+  if (!receiver.asked && !receiver.parts) return;
+  outlet_.send(receiver.to.origin, {{u"type"_s, u"clipboard_too_large"_s}, {u"length"_s, length}, {u"limit"_s, limit}});
 }
 
 void bindClipboardMessages(ControlDispatcher& dispatcher, ClipboardSync& sync, const ControlOutlet& outlet) {

@@ -18,7 +18,7 @@ namespace vantora {
 // Sets and reads the clipboard for the viewer, and watches it when asked to. One operation is under way at a time,
 // since an owner of the clipboard may be slow: what the viewer sets meanwhile waits, the newest text alone, and who
 // asks meanwhile is answered by one reading. A text that is too long for one message goes in pieces to a viewer that
-// knows them; any other is told that it is too large. Thread: main. Owner: Host, across connections.
+// knows them; any other that asked is told that it is too large. Thread: main. Owner: Host, across connections.
 class ClipboardSync {
  public:
   // Requests that may wait for a reading; those beyond are dropped.
@@ -71,7 +71,7 @@ class ClipboardSync {
   static Content contentOf(const ClipboardReading& reading);
   void syncChange(const Content& content);
   void send(const Receiver& receiver, const Content& content);
-  void refuse(ControlChannel channel, qint64 length, qint64 limit);
+  void refuse(const Receiver& receiver, qint64 length, qint64 limit);
 
   ThreadAffinity affinity_;
   Clipboard& clipboard_;
