@@ -128,9 +128,20 @@ void ClipboardSync::sendClipboardContent(const ReplyAddress& on, bool parts) {
 void ClipboardSync::proceed() {
   if (busy_) return;
   if (const auto text = std::exchange(nextText_, std::nullopt)) return write(*text);
+  answerWithTextUnderWay();
+  if (rest_) return;
   // The viewer's own text may have taken the place of what there was to see.
   lookWaits_ = lookWaits_ && unseenChange();
   if (lookWaits_ || !waiting_.isEmpty()) read();
+}
+
+// Reading a long text and cutting it up takes the thread for a while, and who asks again and again would ask for more.
+void ClipboardSync::answerWithTextUnderWay() {
+  if (!outgoing_.isUnderWay() || outgoingCount_ != clipboard_.changeCount()) return;
+  const auto takesIt = [this](const Receiver& asker) {
+    return asker.parts && asker.to.connection == outlet_.connection();
+  };
+  if (waiting_.removeIf(takesIt) > 0) outgoing_.restart();
 }
 
 void ClipboardSync::write(const QString& text) {
@@ -150,7 +161,8 @@ void ClipboardSync::write(const QString& text) {
 void ClipboardSync::read() {
   busy_ = true;
   askers_ = std::exchange(waiting_, {});
-  if (std::exchange(lookWaits_, false)) lookedAt_ = clipboard_.changeCount();
+  readCount_ = clipboard_.changeCount();
+  if (std::exchange(lookWaits_, false)) lookedAt_ = readCount_;
   readAt_ = scheduler_.monotonicNow();
   clipboard_.requestText([weak = std::weak_ptr(self_)](const ClipboardReading& reading) {
     if (const auto alive = weak.lock()) (*alive)->readingArrived(reading);
@@ -170,6 +182,12 @@ ClipboardSync::Content ClipboardSync::contentOf(const ClipboardReading& reading)
 void ClipboardSync::readingArrived(const ClipboardReading& reading) {
   busy_ = false;
   const Content content = contentOf(reading);
+  if (content.length > kLongReading) {
+    rest_ = scheduler_.after(kRest, [this] {
+      const auto finished = std::move(rest_);
+      proceed();
+    });
+  }
   bool inParts = false;
   for (Receiver asker : std::exchange(askers_, {})) {
     if (asker.to.connection != outlet_.connection()) continue;
@@ -213,6 +231,7 @@ void ClipboardSync::send(const Receiver& receiver, const Content& content) {
     outlet_.send(channel, {{u"type"_s, u"clipboard_sync"_s}, {u"text"_s, text}});
   } else if (receiver.parts && outlet_.isOpen(ControlChannel::reliable)) {
     outgoing_.start(text, content.length, receiver.asked);
+    outgoingCount_ = readCount_;
   } else {
     refuse(receiver, content.length, most);
   }
