@@ -140,7 +140,7 @@ export class HostClipboard {
     return outcome;
   }
 
-  // The way to the host has opened or closed.
+  // The reliable channel has opened or closed.
   setReady(ready) {
     if (ready) {
       if (this.#watching) this.watch(true);

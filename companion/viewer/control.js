@@ -16,13 +16,14 @@ export class Control {
   #provenToken = null;
   #proven = false;
   #pinger = 0;
+  #ready = false;
 
   // The newest message of each type, and the most recent ones of all types, oldest first.
   lastMessages = {};
   recentMessages = [];
 
   // on.state("locked" | "denied" | "on" | "off"), on.message(message), on.roundTrip(ms),
-  // on.ready(bool), on.refused()
+  // on.ready(bool), on.reliable(bool): whether "control_reliable" is open, on.refused()
   constructor(on) {
     this.#on = on;
   }
@@ -57,16 +58,17 @@ export class Control {
     channel.addEventListener('close', () => {
       if (!isCurrent()) return;
       this.#channels.delete(channel.label);
+      if (channel.label === 'control_reliable') this.#on.reliable(false);
       this.#loseRights();
     });
-    if (channel.label !== 'control_reliable') return;
-    if (channel.readyState === 'open') this.#opened();
-    else channel.addEventListener('open', () => isCurrent() && this.#opened());
+    if (channel.readyState === 'open') this.#opened(channel.label);
+    else channel.addEventListener('open', () => isCurrent() && this.#opened(channel.label));
   }
 
   // The connection is gone, and its channels with it.
   drop() {
     this.#channels.clear();
+    this.#on.reliable(false);
     this.#loseRights();
   }
 
@@ -100,7 +102,12 @@ export class Control {
     this.send({ type: 'control', enable: false });
   }
 
-  #opened() {
+  // The reliable channel is enough to begin. With either channel the host forgets the rights: a new "control" beside a
+  // reliable channel that stayed is a beginning as well.
+  #opened(label) {
+    if (label === 'control_reliable') this.#on.reliable(true);
+    else if (this.#ready || !this.reliableChannel()) return;
+    this.#ready = true;
     clearInterval(this.#pinger);
     const ping = () => this.send({ type: 'ping', t0: Date.now() });
     this.#pinger = setInterval(ping, PING_PERIOD_MS);
@@ -117,6 +124,7 @@ export class Control {
   #loseRights() {
     clearInterval(this.#pinger);
     this.#proven = false;
+    this.#ready = false;
     this.#setState('locked');
     this.#on.ready(false);
   }

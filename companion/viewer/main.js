@@ -50,9 +50,12 @@ const control = new Control({
     qualityView.setReady(ready);
     quality.reset();
     capture.reset();
-    clipboard.setReady(ready);
     session?.setChannelsOpen(ready);
-    if (!ready) displays.reset();
+  },
+  // The other channel's end leaves the texts in pieces and what was said of the displays, which is not said again.
+  reliable: (open) => {
+    clipboard.setReady(open);
+    if (!open) displays.reset();
   },
   roundTrip: (ms) => figures.roundTrip(ms),
   refused: () => notices.tell('refused', 'The host does not allow remote control at the moment.'),

@@ -3,6 +3,7 @@ import assert from 'node:assert/strict';
 import { test } from 'node:test';
 import { Backoff } from '../../companion/viewer/backoff.js';
 import { CaptureWatch } from '../../companion/viewer/capture.js';
+import { Control } from '../../companion/viewer/control.js';
 import { normalised, pictureRect, wheelPixels, wholePixels } from '../../companion/viewer/input/geometry.js';
 import { KNOWN_CODES, modifiersOf, needsAltGraph } from '../../companion/viewer/input/keys.js';
 import { QualityRequest } from '../../companion/viewer/quality.js';
@@ -156,4 +157,60 @@ test('writes rates the way people read them', () => {
   assert.equal(rateText(0.4), '0 kbit/s');
   assert.equal(rateText(999), '999 kbit/s');
   assert.equal(rateText(1840), '1.8 Mbit/s');
+});
+
+// One of the host's channels.
+class HostChannel extends EventTarget {
+  readyState = 'connecting';
+  bufferedAmount = 0;
+  sent = [];
+  constructor(label) {
+    super();
+    this.label = label;
+  }
+  become(state) {
+    this.readyState = state;
+    this.dispatchEvent(new Event(state === 'open' ? 'open' : 'close'));
+  }
+  say(message) {
+    this.dispatchEvent(new MessageEvent('message', { data: JSON.stringify(message) }));
+  }
+  send(text) {
+    this.sent.push(JSON.parse(text));
+  }
+}
+
+test('begins again with a new "control" beside the reliable channel that stayed', (t) => {
+  t.mock.timers.enable({ apis: ['setInterval'] });
+  const told = [];
+  const control = new Control({
+    state: () => {}, ready: (ready) => told.push(ready), reliable: (open) => told.push(open ? 'open' : 'closed'),
+    roundTrip: () => {}, refused: () => {}, message: () => {},
+  });
+  const adopted = (label) => {
+    const channel = new HostChannel(label);
+    control.adopt(channel);
+    channel.become('open');
+    return channel;
+  };
+  const first = adopted('control');
+  assert.deepEqual(told, []);
+  const reliable = adopted('control_reliable');
+  assert.deepEqual(told.splice(0), ['open', true]);
+  control.unlock('123456');
+  reliable.say({ type: 'auth', ok: true });
+  first.become('closed');
+  assert.deepEqual(told.splice(0), [false]);
+  assert.equal(control.state, 'locked');
+  reliable.sent.length = 0;
+  adopted('control');
+  assert.deepEqual(told.splice(0), [true]);
+  assert.deepEqual(reliable.sent.map(({ type, token }) => token ?? type), ['ping', '123456']);
+  t.mock.timers.tick(2000);
+  assert.equal(reliable.sent.length, 3);
+  // One after another the channels of a connection are one beginning.
+  reliable.become('closed');
+  adopted('control_reliable');
+  adopted('control');
+  assert.deepEqual(told.splice(0), ['closed', false, 'open', true]);
 });

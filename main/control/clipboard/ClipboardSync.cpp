@@ -128,9 +128,20 @@ void ClipboardSync::sendClipboardContent(const ReplyAddress& on, bool parts) {
 void ClipboardSync::proceed() {
   if (busy_) return;
   if (const auto text = std::exchange(nextText_, std::nullopt)) return write(*text);
+  answerWithTextUnderWay();
+  if (rest_) return;
   // The viewer's own text may have taken the place of what there was to see.
   lookWaits_ = lookWaits_ && unseenChange();
   if (lookWaits_ || !waiting_.isEmpty()) read();
+}
+
+// Reading a long text and cutting it up takes the thread for a while, and who asks again and again would ask for more.
+void ClipboardSync::answerWithTextUnderWay() {
+  if (!outgoing_.isUnderWay() || outgoingCount_ != clipboard_.changeCount()) return;
+  const auto takesIt = [this](const Receiver& asker) {
+    return asker.parts && asker.to.connection == outlet_.connection();
+  };
+  if (waiting_.removeIf(takesIt) > 0) outgoing_.restart();
 }
 
 void ClipboardSync::write(const QString& text) {
@@ -150,7 +161,8 @@ void ClipboardSync::write(const QString& text) {
 void ClipboardSync::read() {
   busy_ = true;
   askers_ = std::exchange(waiting_, {});
-  if (std::exchange(lookWaits_, false)) lookedAt_ = clipboard_.changeCount();
+  readCount_ = clipboard_.changeCount();
+  if (std::exchange(lookWaits_, false)) lookedAt_ = readCount_;
   readAt_ = scheduler_.monotonicNow();
   clipboard_.requestText([weak = std::weak_ptr(self_)](const ClipboardReading& reading) {
     if (const auto alive = weak.lock()) (*alive)->readingArrived(reading);
@@ -170,15 +182,26 @@ ClipboardSync::Content ClipboardSync::contentOf(const ClipboardReading& reading)
 void ClipboardSync::readingArrived(const ClipboardReading& reading) {
   busy_ = false;
   const Content content = contentOf(reading);
-  for (const Receiver& asker : std::exchange(askers_, {})) {
-    if (asker.to.connection == outlet_.connection()) send(asker, content);
+  if (content.length > kLongReading) {
+    rest_ = scheduler_.after(kRest, [this] {
+      const auto finished = std::move(rest_);
+      proceed();
+    });
+  }
+  bool inParts = false;
+  for (Receiver asker : std::exchange(askers_, {})) {
+    if (asker.to.connection != outlet_.connection()) continue;
+    // The pieces for one are for all: they need not begin anew.
+    asker.asked = !(asker.parts && inParts);
+    inParts = inParts || asker.parts;
+    send(asker, content);
   }
   if (const auto changeCount = std::exchange(lookedAt_, std::nullopt)) {
     lastClipboardChangeCount_ = *changeCount;
     // A text that the viewer sent meanwhile is about to replace this one: it must not replace the viewer's. Nor must
     // the emptiness of a reading that failed.
     const bool failed = !reading.text && content.text;
-    if (!nextText_ && !failed && !isEcho(content.text.value_or(QString()))) syncChange(content);
+    if (!nextText_ && !failed && !(content.text && isEcho(*content.text))) syncChange(content);
   }
   proceed();
 }
@@ -199,7 +222,7 @@ void ClipboardSync::send(const Receiver& receiver, const Content& content) {
   const ControlChannel channel = receiver.to.origin;
   if (!outlet_.isOpen(channel)) return;
   const auto most = static_cast<qint64>(outlet_.maxMessageSize(channel));
-  if (!content.text) return refuse(channel, content.length, receiver.parts ? Clipboard::kMaxTextBytes : most);
+  if (!content.text) return refuse(receiver, content.length, receiver.parts ? Clipboard::kMaxTextBytes : most);
 
   const QString& text = *content.text;
   // A unit takes a byte at least: the rest of a long text need not be counted.
@@ -208,16 +231,19 @@ void ClipboardSync::send(const Receiver& receiver, const Content& content) {
     outlet_.send(channel, {{u"type"_s, u"clipboard_sync"_s}, {u"text"_s, text}});
   } else if (receiver.parts && outlet_.isOpen(ControlChannel::reliable)) {
     outgoing_.start(text, content.length, receiver.asked);
+    outgoingCount_ = readCount_;
   } else {
-    refuse(channel, content.length, most);
+    refuse(receiver, content.length, most);
   }
 }
 
-void ClipboardSync::refuse(ControlChannel channel, qint64 length, qint64 limit) {
+void ClipboardSync::refuse(const Receiver& receiver, qint64 length, qint64 limit) {
   outgoing_.stop();
   logLine(u"[sync] Clipboard text of %1 bytes not sent: the viewer takes %2 bytes at most"_s.arg(
       QString::number(length), QString::number(limit)));
-  outlet_.send(channel, {{u"type"_s, u"clipboard_too_large"_s}, {u"length"_s, length}, {u"limit"_s, limit}});
+  // A viewer that neither asked nor knows of pieces cannot know this message either.
+  if (!receiver.asked && !receiver.parts) return;
+  outlet_.send(receiver.to.origin, {{u"type"_s, u"clipboard_too_large"_s}, {u"length"_s, length}, {u"limit"_s, limit}});
 }
 
 void bindClipboardMessages(ControlDispatcher& dispatcher, ClipboardSync& sync, const ControlOutlet& outlet) {

@@ -18,11 +18,15 @@ namespace vantora {
 // Sets and reads the clipboard for the viewer, and watches it when asked to. One operation is under way at a time,
 // since an owner of the clipboard may be slow: what the viewer sets meanwhile waits, the newest text alone, and who
 // asks meanwhile is answered by one reading. A text that is too long for one message goes in pieces to a viewer that
-// knows them; any other is told that it is too large. Thread: main. Owner: Host, across connections.
+// knows them; any other that asked is told that it is too large. Thread: main. Owner: Host, across connections.
 class ClipboardSync {
  public:
   // Requests that may wait for a reading; those beyond are dropped.
   static constexpr qsizetype kMaxWaitingRequests = 64;
+  // A text of more bytes of UTF-8 keeps the thread busy for a while: the next reading begins no sooner than kRest
+  // later.
+  static constexpr qint64 kLongReading = 1024 * 1024;
+  static constexpr std::chrono::milliseconds kRest{1000};
 
   // All of these must outlive this object.
   ClipboardSync(Clipboard& clipboard, ControlOutlet& outlet, Scheduler& scheduler);
@@ -44,7 +48,8 @@ class ClipboardSync {
   void checkClipboardChanges();
   // Sends "clipboard_sync" on the channel of the request, or "clipboard_too_large" for a text that does not fit into
   // one message; with `parts` such a text goes in pieces on "control_reliable". Nothing is sent when the viewer's
-  // connection was replaced meanwhile.
+  // connection was replaced meanwhile. With `parts` a text that is under way in pieces is sent anew, without another
+  // reading, as long as the clipboard has not changed.
   void sendClipboardContent(const ReplyAddress& on, bool parts = false);
   // What was under way in pieces ends with "control_reliable".
   void channelClosed(ControlChannel channel);
@@ -53,6 +58,7 @@ class ClipboardSync {
   void noticed();
   bool unseenChange() const { return clipboard_.changeCount() != lastClipboardChangeCount_; }
   void proceed();
+  void answerWithTextUnderWay();
   void write(const QString& text);
   void read();
   void readingArrived(const ClipboardReading& reading);
@@ -71,7 +77,7 @@ class ClipboardSync {
   static Content contentOf(const ClipboardReading& reading);
   void syncChange(const Content& content);
   void send(const Receiver& receiver, const Content& content);
-  void refuse(ControlChannel channel, qint64 length, qint64 limit);
+  void refuse(const Receiver& receiver, qint64 length, qint64 limit);
 
   ThreadAffinity affinity_;
   Clipboard& clipboard_;
@@ -96,10 +102,13 @@ class ClipboardSync {
   QList<Receiver> askers_;
   std::optional<qint64> lookedAt_;
   std::chrono::nanoseconds readAt_{};  // When it began.
+  qint64 readCount_ = 0;               // The change count then.
+  std::unique_ptr<Timer> rest_;        // No reading begins while it runs.
 
   // The connection whose viewer takes changes in pieces.
   std::optional<quint64> changesInParts_;
   OutgoingText outgoing_;
+  qint64 outgoingCount_ = 0;  // The change count that its text was read with.
   IncomingText incoming_;
 
   std::shared_ptr<ClipboardSync*> self_;  // For answers that come later; they check that it still lives.

@@ -20,7 +20,7 @@ bool OutgoingText::sends(const QString& text) const {
 
 void OutgoingText::start(const QString& text, qint64 length, bool asked) {
   if (sends(text)) {
-    transfer_->asked = transfer_->asked || asked;
+    if (asked) restart();
     return;
   }
   const quint64 longest = std::min(kMaxPieceMessage, outlet_.maxMessageSize(ControlChannel::reliable));
@@ -32,6 +32,14 @@ void OutgoingText::start(const QString& text, qint64 length, bool asked) {
                        .next = 0};
   timer_ = scheduler_.every(kLookEvery, kLookEvery, [this] { sendMore(); });
   sendMore();
+}
+
+void OutgoingText::restart() {
+  if (!transfer_) return;
+  transfer_->asked = true;
+  if (transfer_->next == 0) return;
+  ++id_;
+  transfer_->next = 0;  // The timer sends: whoever asks again and again gets no more for it.
 }
 
 void OutgoingText::stop() {

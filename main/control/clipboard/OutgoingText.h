@@ -24,9 +24,13 @@ class OutgoingText {
   // Both must outlive this object.
   OutgoingText(ControlOutlet& outlet, Scheduler& scheduler) : outlet_(outlet), scheduler_(scheduler) {}
 
-  // Sends `text`, of `length` bytes of UTF-8, in place of one that is under way; goes on when that is the same one.
-  // `asked`: the viewer asked for it.
+  // Sends `text`, of `length` bytes of UTF-8, in place of one that is under way. `asked`: the viewer asked for it. When
+  // the same text is under way it is restarted for a viewer that asked, else it goes on.
   void start(const QString& text, qint64 length, bool asked);
+  // The viewer asked for the text that is under way: sends it from its beginning once more, under a new id. However
+  // often this is called, no more is sent at once.
+  void restart();
+  bool isUnderWay() const { return transfer_.has_value(); }
   void stop();
   // Gives up a text that the viewer did not ask for.
   void stopUnlessAsked();

@@ -80,6 +80,7 @@ TEST_F(ClipboardPartsTest, saysTheLengthOfATextThatIsTooLongToBeRead) {
   clipboard_.tooLong = kMost + 5;
   request();
   askInParts();
+  scheduler_.advance(ClipboardSync::kRest);
   EXPECT_EQ(outlet_.take(), (QList<Sent>{tooLarge(kMost + 5, kLimit), tooLarge(kMost + 5, kMost)}));
 }
 
@@ -92,7 +93,7 @@ TEST_F(ClipboardPartsTest, givesPiecesOnlyToWhoAskedForThem) {
   watch();
   clipboard_.copy(QString(6000, u'y'));
   scheduler_.advance(2s);
-  EXPECT_EQ(outlet_.take(), QList<Sent>{tooLarge(6000, kLimit)});
+  EXPECT_TRUE(outlet_.sent.isEmpty());
 }
 
 // To one that does
@@ -122,6 +123,7 @@ TEST_F(ClipboardPartsTest, refusesATextAboveTenMebibytes) {
   askInParts();
   EXPECT_EQ(outlet_.take(), QList<Sent>{tooLarge(kMost + 1, kMost)});
   clipboard_.text.chop(1);
+  scheduler_.advance(ClipboardSync::kRest);
   askInParts();
   scheduler_.advance(30s);
   qsizetype units = 0;
@@ -143,11 +145,85 @@ TEST_F(ClipboardPartsTest, waitsWhileTooMuchWaitsToLeave) {
   EXPECT_EQ(arrived(outlet_.take()), clipboard_.text);
 }
 
-TEST_F(ClipboardPartsTest, answersWhatIsAskedMeanwhileWithThePiecesUnderWay) {
+TEST_F(ClipboardPartsTest, beginsAnewForWhoAsksAgain) {
   clipboard_.text = QString(200'000, u'x');
   askInParts();
-  for (int i = 0; i < 10; ++i) askInParts();
+  const auto lost = outlet_.take();
+  ASSERT_FALSE(lost.isEmpty());
+  askInParts();
   scheduler_.advance(1s);
+  const auto sent = outlet_.take();
+  EXPECT_EQ(arrived(sent), clipboard_.text);
+  EXPECT_NE(sent.first().message.value(u"id"), lost.first().message.value(u"id"));
+}
+
+TEST_F(ClipboardPartsTest, doesNotReadAgainForWhoAsksWhileTheTextIsUnderWay) {
+  clipboard_.text = QString(200'000, u'x');
+  askInParts();
+  for (int i = 0; i < 10; ++i) {
+    scheduler_.advance(OutgoingText::kLookEvery);
+    askInParts();
+  }
+  EXPECT_EQ(clipboard_.reads, 1);
+  outlet_.take();
+  scheduler_.advance(1s);
+  EXPECT_EQ(arrived(outlet_.take()), clipboard_.text);
+  askInParts();
+  EXPECT_EQ(clipboard_.reads, 2) << "nothing is under way any more";
+  // The viewer that knows no pieces, and what was copied or set since.
+  request();
+  EXPECT_EQ(clipboard_.reads, 3);
+  clipboard_.copy(QString(200'000, u'y'));
+  askInParts();
+  outlet_.take();
+  EXPECT_EQ(clipboard_.reads, 4);
+  set(u"short"_s);
+  askInParts();
+  EXPECT_EQ(clipboard_.reads, 5);
+  EXPECT_EQ(outlet_.take().last(), synced(u"short"_s));
+}
+
+TEST_F(ClipboardPartsTest, restsAfterALongReading) {
+  clipboard_.text = QString(ClipboardSync::kLongReading + 1, u'x');
+  for (int i = 0; i < 10; ++i) request();
+  EXPECT_EQ(clipboard_.reads, 1);
+  EXPECT_EQ(outlet_.take().size(), 1);
+  scheduler_.advance(999ms);
+  EXPECT_EQ(clipboard_.reads, 1);
+  set(u"short"_s);
+  EXPECT_EQ(clipboard_.text, u"short"_s) << "only readings wait";
+  outlet_.take();
+  scheduler_.advance(1ms);
+  EXPECT_EQ(clipboard_.reads, 2);
+  EXPECT_EQ(outlet_.take(), QList<Sent>(9, synced(u"short"_s)));
+  request();
+  EXPECT_EQ(clipboard_.reads, 3);
+  EXPECT_EQ(scheduler_.runningTimers(), 0U);
+}
+
+TEST_F(ClipboardPartsTest, seesACopyAfterTheRest) {
+  outlet_.longest = 262'144;
+  watchInParts();
+  clipboard_.text = QString(ClipboardSync::kLongReading + 1, u'x');
+  request();
+  outlet_.take();
+  clipboard_.copy(u"copied"_s, true);
+  scheduler_.advance(500ms);
+  EXPECT_TRUE(outlet_.sent.isEmpty());
+  scheduler_.advance(500ms);
+  EXPECT_EQ(outlet_.take(), QList<Sent>{synced(u"copied"_s)});
+}
+
+TEST_F(ClipboardPartsTest, answersWhoAskedDuringAReadingWithThePiecesOfOneText) {
+  clipboard_.text = QString(200'000, u'x');
+  clipboard_.slow = true;
+  request();
+  for (int i = 0; i < 10; ++i) askInParts();
+  clipboard_.answer();
+  outlet_.take();
+  clipboard_.answer();
+  scheduler_.advance(1s);
+  EXPECT_EQ(clipboard_.reads, 2);
   EXPECT_EQ(arrived(outlet_.take()), clipboard_.text);
 }
 
@@ -155,14 +231,14 @@ TEST_F(ClipboardPartsTest, sendsANewerTextInPlaceOfAnUnfinishedOne) {
   clipboard_.text = QString(200'000, u'x');
   askInParts();
   outlet_.take();
-  clipboard_.text = QString(150'000, u'y');
+  clipboard_.copy(QString(150'000, u'y'));
   askInParts();
   scheduler_.advance(1s);
   EXPECT_EQ(arrived(outlet_.take()), clipboard_.text);
   clipboard_.text = QString(200'000, u'x');
   askInParts();
   outlet_.take();
-  clipboard_.text = u"short"_s;
+  clipboard_.copy(u"short"_s);
   askInParts();
   scheduler_.advance(1s);
   EXPECT_EQ(outlet_.take(), QList<Sent>{synced(u"short"_s)});
@@ -178,7 +254,27 @@ TEST_F(ClipboardPartsTest, sendsPiecesOfACopy) {
   outlet_.take();
   clipboard_.copy(QString(6000, u'x'));
   scheduler_.advance(2s);
-  EXPECT_EQ(outlet_.take(), QList<Sent>{tooLarge(6000, kLimit)});
+  EXPECT_TRUE(outlet_.sent.isEmpty());
+}
+
+TEST_F(ClipboardPartsTest, saysThatACopyIsTooLongForPieces) {
+  watchInParts();
+  clipboard_.copy(QString());
+  clipboard_.readable = false;
+  clipboard_.tooLong = kMost + 1;
+  scheduler_.advance(2s);
+  EXPECT_EQ(outlet_.take(), QList<Sent>{tooLarge(kMost + 1, kMost)});
+}
+
+TEST_F(ClipboardPartsTest, takesNoCopyThatIsTooLongForTheEmptyTextOfTheViewer) {
+  watchInParts();
+  set(QString());
+  outlet_.take();
+  clipboard_.copy(QString());
+  clipboard_.readable = false;
+  clipboard_.tooLong = kMost + 1;
+  scheduler_.advance(2s);
+  EXPECT_EQ(outlet_.take(), QList<Sent>{tooLarge(kMost + 1, kMost)});
 }
 
 TEST_F(ClipboardPartsTest, takesNextViewersForOnesThatKnowNoPieces) {
@@ -186,7 +282,7 @@ TEST_F(ClipboardPartsTest, takesNextViewersForOnesThatKnowNoPieces) {
   outlet_.connectionNumber = 2;
   clipboard_.copy(QString(5000, u'x'));
   scheduler_.advance(2s);
-  EXPECT_EQ(outlet_.take(), QList<Sent>{tooLarge(5000, kLimit)});
+  EXPECT_TRUE(outlet_.sent.isEmpty());
 }
 
 TEST_F(ClipboardPartsTest, endsWithTheChannel) {
