@@ -63,28 +63,39 @@ qsizetype kernelDumps(const Probe& probe) {
   return count;
 }
 
-// Whether somebody has written a journal.
+// Whether somebody has written a journal: files, each below a folder with the machine's id.
 bool hasJournal(const Probe& probe) {
-  return !probe.names(u"/var/log/journal"_s).isEmpty() || !probe.names(u"/run/log/journal"_s).isEmpty();
+  for (const QString& place : {u"/var/log/journal"_s, u"/run/log/journal"_s}) {
+    for (const QString& name : probe.names(place)) {
+      if (!probe.names(place + u'/' + name, u"*.journal*"_s).isEmpty()) return true;
+    }
+  }
+  return false;
 }
 
 // What the kernel said of programs that crashed, in the journal's lines of 30 days; none when that cannot be read:
-// there is no journal, or only administrators and the groups "adm" and "systemd-journal" may see what the kernel says.
+// there is no journal, it is too long for the time there is, or only administrators and the groups "adm" and
+// "systemd-journal" may see what the kernel says.
 std::optional<std::vector<Crash>> crashesInJournal(const Probe& probe) {
   const QString tool = probe.tool(u"journalctl"_s);
-  if (tool.isEmpty() || !(probe.exists(u"/var/log/journal"_s) || probe.exists(u"/run/log/journal"_s))) return {};
-  if (!hasJournal(probe)) return std::vector<Crash>();
+  if (tool.isEmpty() || !hasJournal(probe)) return {};
   const QString system = tool + " -q --no-pager --system "_L1;
-  const QString lines = probe.plain(
-      system + "-o short-unix -n 100 --since=-30d --grep='segfault at |^traps: ' _TRANSPORT=kernel 2>/dev/null"_L1);
+  QStringList lines =
+      trimmedLines(probe.plain(
+          system + "-o short-unix -n 100 --since=-30d --grep='segfault at |^traps: ' _TRANSPORT=kernel 2>/dev/null"
+                   "; echo end"_L1));
+  // A search that was cut off tells nothing of what it did not reach.
+  if (lines.isEmpty() || lines.takeLast() != "end"_L1) return {};
   // Nothing comes from a journal that cannot be read, and from one in which nothing is told.
   if (lines.isEmpty() && probe.plain(system + "-o cat -n 1 2>/dev/null"_L1).isEmpty()) return {};
-  return parseKernelCrashes(lines);
+  return parseKernelCrashes(lines.join(u'\n'));
 }
 
-// Whether something on this machine files crashes.
+// Whether something on this machine files crashes. The folder of apport's reports alone says nothing: dumps of the
+// kernel go there, too.
 bool keepsReports(const Probe& probe) {
-  return !probe.names(kCores).isEmpty() || probe.exists(kReports) || !probe.tool(u"coredumpctl"_s).isEmpty();
+  return !probe.names(kCores).isEmpty() || !probe.names(kReports, u"*.crash"_s).isEmpty() ||
+         probe.exists(u"/usr/share/apport/apport"_s) || !probe.tool(u"coredumpctl"_s).isEmpty();
 }
 
 qsizetype panicsInJournal(const Probe& probe) {

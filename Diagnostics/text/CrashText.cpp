@@ -39,9 +39,59 @@ std::vector<Crash> parseCoredumpctlTable(const QString& text) {
   return result;
 }
 
-bool isSame(const Crash& a, const Crash& b) {
+qint64 secondsBetween(const Crash& a, const Crash& b) { return std::abs(a.time.secsTo(b.time)); }
+
+// The sources write down when they have finished, which takes a while for a large core.
+bool areClose(const Crash& a, const Crash& b) {
   constexpr qint64 kToleranceSeconds = 60;
-  return a.pid > 0 && a.pid == b.pid && std::abs(a.time.secsTo(b.time)) <= kToleranceSeconds;
+  return secondsBetween(a, b) <= kToleranceSeconds;
+}
+
+bool isSame(const Crash& a, const Crash& b) { return a.pid > 0 && a.pid == b.pid && areClose(a, b); }
+
+// A crash as the files and the core service tell of it.
+struct Filed {
+  Crash crash;
+  // The name in a core file's name, which is a thread's like the kernel's; else the program's.
+  QString threadName;
+  bool paired = false;  // with a line of the kernel
+};
+
+// The kernel names a thread: neither its id nor its name need be the program's.
+bool mayBeThread(const Crash& thread, const Filed& filed) {
+  constexpr qsizetype kKernelNameLength = 15;
+  const QString name = thread.name.left(kKernelNameLength);
+  return areClose(thread, filed.crash) &&
+         (filed.crash.name.left(kKernelNameLength) == name || filed.threadName.left(kKernelNameLength) == name);
+}
+
+// The lines of the kernel that tell of none of `filed`. Each of these stands for one line: a program may crash again.
+std::vector<Crash> unpaired(std::vector<Filed>& filed, const std::vector<Crash>& seenByKernel) {
+  std::vector<Crash> lines;
+  for (const Crash& line : seenByKernel) {
+    if (std::none_of(lines.begin(), lines.end(), [&](const Crash& other) { return isSame(line, other); })) {
+      lines.push_back(line);
+    }
+  }
+  // The id is the better evidence: it takes its pick before the names.
+  std::erase_if(lines, [&](const Crash& line) {
+    const auto match = std::find_if(filed.begin(), filed.end(),
+                                    [&](const Filed& each) { return !each.paired && isSame(line, each.crash); });
+    if (match == filed.end()) return false;
+    match->paired = true;
+    return true;
+  });
+  std::erase_if(lines, [&](const Crash& line) {
+    Filed* nearest = nullptr;
+    for (Filed& each : filed) {
+      if (each.paired || !mayBeThread(line, each)) continue;
+      if (!nearest || secondsBetween(line, each.crash) < secondsBetween(line, nearest->crash)) nearest = &each;
+    }
+    if (!nearest) return false;
+    nearest->paired = true;
+    return true;
+  });
+  return lines;
 }
 
 }  // namespace
@@ -110,22 +160,21 @@ std::vector<Crash> parseKernelCrashes(const QString& text) {
 
 std::vector<Crash> mergedCrashes(const std::vector<Crash>& stored, const std::vector<Crash>& listed,
                                  const std::vector<Crash>& seenByKernel) {
-  std::vector<Crash> result = stored;
+  std::vector<Filed> filed;
+  filed.reserve(stored.size() + listed.size());
+  for (const Crash& crash : stored) filed.push_back({crash, crash.name});
   for (const Crash& crash : listed) {
     const auto known =
-        std::find_if(result.begin(), result.end(), [&](const Crash& other) { return isSame(crash, other); });
-    if (known == result.end()) {
-      result.push_back(crash);
+        std::find_if(filed.begin(), filed.end(), [&](const Filed& other) { return isSame(crash, other.crash); });
+    if (known == filed.end()) {
+      filed.push_back({crash, crash.name});
     } else {
       // The name in a core file's name is cut after fifteen characters.
-      known->name = crash.name;
+      known->crash.name = crash.name;
     }
   }
-  for (const Crash& crash : seenByKernel) {
-    if (std::none_of(result.begin(), result.end(), [&](const Crash& other) { return isSame(crash, other); })) {
-      result.push_back(crash);
-    }
-  }
+  std::vector<Crash> result = unpaired(filed, seenByKernel);
+  for (const Filed& each : filed) result.push_back(each.crash);
   std::stable_sort(result.begin(), result.end(), [](const Crash& a, const Crash& b) { return a.time > b.time; });
   return result;
 }

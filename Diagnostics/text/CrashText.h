@@ -15,7 +15,7 @@ struct Crash {
   QString file;
   QString name;  // of the crashed program
   QDateTime time;
-  qint64 pid = 0;  // 0: not known
+  qint64 pid = 0;  // 0: not known; in the kernel's lines the thread's
 };
 
 // "core.NAME.UID.BOOT.PID.MICROSECONDS", with or without a suffix for its compression; `folder` goes before it.
@@ -26,10 +26,12 @@ struct Crash {
 [[nodiscard]] std::vector<Crash> parseCoredumpctl(const QString& text);
 
 // What the kernel says of programs that it ended, as `journalctl -o short-unix` prints it: "NAME[PID]: segfault at ..."
-// and "traps: NAME[PID] ... ip:...". Other lines are left out. Names are cut after fifteen characters by the kernel.
+// and "traps: NAME[PID] ... ip:...". Other lines are left out. Names and ids are those
+// of the thread, and names are cut after fifteen characters by the kernel.
 [[nodiscard]] std::vector<Crash> parseKernelCrashes(const QString& text);
 
-// The newest first; crashes told of by several sources once, with the file where one of them has it.
+// The newest first; crashes told of by several sources within a minute once, with the file where one of them has it. A
+// line of the kernel is known by its id, else by its name.
 [[nodiscard]] std::vector<Crash> mergedCrashes(const std::vector<Crash>& stored, const std::vector<Crash>& listed,
                                                const std::vector<Crash>& seenByKernel = {});
 // The first five as {"file", "name", "time"}; the time is local, without a zone.

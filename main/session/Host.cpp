@@ -271,6 +271,8 @@ void Host::channelOpened(ControlChannel channel) {
     stats_.sendDisplayInfo(channel);
     stats_.sendHostStats(channel);
     cursor_->startCursorMonitoring();
+  } else {
+    sharing_.controlOpened();
   }
   stats_.startTimer();
 }

@@ -16,21 +16,22 @@ using namespace Qt::Literals::StringLiterals;
 const QJsonObject kNoCrashes{{u"recent"_s, QJsonArray()}, {u"kernelPanics"_s, 0}, {u"repeat"_s, QJsonArray()}};
 const QJsonObject kNobodyKnows{{u"kernelPanics"_s, 0}};
 
+// With a journal, and what tells that it was read to its end and that the user may read it.
+void addJournal(MadeUpMachine& machine, const QString& crashes = u"end\n"_s,
+                const QString& latest = u"Linux version 6.1.0"_s) {
+  machine.file(u"/var/log/journal/0123/system.journal"_s, "");
+  machine.tool(u"journalctl"_s);
+  machine.answer(u"segfault"_s, crashes);
+  machine.answer(u"-o cat -n 1 "_s, latest);
+}
+
 TEST(LinuxCrashesTest, aMachineWithoutCrashesHasEmptyLists) {
   MadeUpMachine withJournal;
-  withJournal.folder(u"/var/log/journal/0123"_s);
-  withJournal.tool(u"journalctl"_s);
-  withJournal.answer(u"-o cat -n 1 "_s, u"Linux version 6.1.0"_s);
+  addJournal(withJournal);
   EXPECT_EQ(crashInfo(withJournal.options()), kNoCrashes);
 
-  MadeUpMachine withEmptyJournal;
-  withEmptyJournal.folder(u"/run/log/journal"_s);
-  withEmptyJournal.tool(u"journalctl"_s);
-  EXPECT_EQ(crashInfo(withEmptyJournal.options()), kNoCrashes);
-  EXPECT_FALSE(withEmptyJournal.ran(u"journalctl"_s));
-
   MadeUpMachine withApport;
-  withApport.folder(u"/var/crash"_s);
+  withApport.file(u"/usr/share/apport/apport"_s, "");
   EXPECT_EQ(crashInfo(withApport.options()), kNoCrashes);
 
   MadeUpMachine withCoreService;
@@ -42,24 +43,38 @@ TEST(LinuxCrashesTest, saysNothingOfCrashesWhereNothingTells) {
   EXPECT_EQ(crashInfo(MadeUpMachine().options()), kNobodyKnows);
 
   MadeUpMachine withoutTool;
-  withoutTool.folder(u"/var/log/journal/0123"_s);
+  withoutTool.file(u"/var/log/journal/0123/system.journal"_s, "");
   EXPECT_EQ(crashInfo(withoutTool.options()), kNobodyKnows);
 
   MadeUpMachine unreadable;
-  unreadable.folder(u"/var/log/journal/0123"_s);
-  unreadable.tool(u"journalctl"_s);
+  addJournal(unreadable, u"end\n"_s, {});
   EXPECT_EQ(crashInfo(unreadable.options()), kNobodyKnows);
+
+  MadeUpMachine withEmptyJournal;
+  withEmptyJournal.folder(u"/run/log/journal/0123"_s);
+  withEmptyJournal.tool(u"journalctl"_s);
+  withEmptyJournal.answer(u"-o cat -n 1 "_s, u"Linux version 6.1.0"_s);
+  EXPECT_EQ(crashInfo(withEmptyJournal.options()), kNobodyKnows);
+  EXPECT_FALSE(withEmptyJournal.ran(u"journalctl"_s));
+
+  MadeUpMachine withKernelDumps;
+  withKernelDumps.file(u"/var/crash/kexec_cmd"_s, "");
+  EXPECT_EQ(crashInfo(withKernelDumps.options()), kNobodyKnows);
+}
+
+TEST(LinuxCrashesTest, aJournalThatTookTooLongTellsNothing) {
+  MadeUpMachine slow;
+  addJournal(slow, {});
+  EXPECT_EQ(crashInfo(slow.options()), kNobodyKnows);
 }
 
 TEST(LinuxCrashesTest, readsTheKernelsLinesInTheJournal) {
   MadeUpMachine machine;
-  machine.folder(u"/var/log/journal/0123"_s);
-  machine.tool(u"journalctl"_s);
-  machine.answer(u"segfault"_s,
-                 u"1700000009.000000 desk kernel: gedit[78]: segfault at 0 ip 00007f12 sp 00007ffc error 4 in "
-                 u"libgtk-4.so[7f10+64]\n"
-                 "1700000005.000000 desk kernel: traps: Web Content[77] trap invalid opcode ip:7f12 sp:7ffc error:0\n"
-                 "1700000001.000000 desk kernel: gedit[70]: segfault at 0 ip 00007f12 sp 00007ffc error 4\n"_s);
+  addJournal(machine,
+             u"1700000009.000000 desk kernel: gedit[78]: segfault at 0 ip 00007f12 sp 00007ffc error 4 in "
+             u"libgtk-4.so[7f10+64]\n"
+             "1700000005.000000 desk kernel: traps: Web Content[77] trap invalid opcode ip:7f12 sp:7ffc error:0\n"
+             "1700000001.000000 desk kernel: gedit[70]: segfault at 0 ip 00007f12 sp 00007ffc error 4\nend\n"_s);
   const QJsonObject info = crashInfo(machine.options());
   const QJsonArray recent = info[u"recent"_s].toArray();
   ASSERT_EQ(recent.size(), 3);
@@ -107,7 +122,7 @@ TEST(LinuxCrashesTest, countsPanicsOnceAndAtMostTwenty) {
   machine.file(u"/var/crash/kdump_lock"_s, "");
   EXPECT_EQ(crashInfo(machine.options())[u"kernelPanics"_s], 2);
 
-  machine.folder(u"/var/log/journal/0123"_s);
+  machine.file(u"/var/log/journal/0123/system.journal"_s, "");
   machine.tool(u"journalctl"_s);
   machine.answer(u"journalctl"_s, u"Kernel panic - not syncing: z\n"_s.repeated(25));
   EXPECT_EQ(crashInfo(machine.options())[u"kernelPanics"_s], 20);

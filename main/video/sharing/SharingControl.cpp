@@ -109,6 +109,7 @@ void SharingControl::stopSharing() {
   if (videoSender_) videoSender_->replaceTrack(*dummy_);
   screenSource_.reset();
   useScreenSource_ = false;
+  missingPermission_.clear();
   logLine("[share] stopped screen capture");
   callbacks_.makeOffer();
   callbacks_.changed();
@@ -128,6 +129,8 @@ bool SharingControl::selectDisplay(int index) {
   displayIndexUsed_ = index;
   callbacks_.input.setTargetScreen(index);
   if (!useScreenSource_ || !screenSource_) return false;
+  // Another start, which is refused anew or not at all.
+  missingPermission_.clear();
   screenSource_->setDisplayIndex(index, [] {});
   return true;
 }
@@ -141,11 +144,21 @@ void SharingControl::rebuildSynthetic(int width, int height, int fps) {
 }
 
 void SharingControl::reconfigureScreen(int width, int height, int fps) {
-  if (screenSource_) screenSource_->reconfigure(width, height, fps, [] {});
+  if (!screenSource_) return;
+  missingPermission_.clear();
+  screenSource_->reconfigure(width, height, fps, [] {});
 }
 
+void SharingControl::controlOpened() { sendMissingPermission(); }
+
 void SharingControl::notifyClientPermission(const QString& permission) {
-  outlet_.send(ControlChannel::control, {{u"type"_s, u"permission_required"_s}, {u"permission"_s, permission}});
+  missingPermission_ = permission;
+  sendMissingPermission();
+}
+
+void SharingControl::sendMissingPermission() {
+  if (missingPermission_.isEmpty()) return;
+  outlet_.send(ControlChannel::control, {{u"type"_s, u"permission_required"_s}, {u"permission"_s, missingPermission_}});
 }
 
 }  // namespace vantora

@@ -53,6 +53,9 @@ class SharingControl {
   // A viewer is ready for its first picture.
   void refresh();
 
+  // "control" opened: its viewer is told, too, that the desktop refuses the screen.
+  void controlOpened();
+
   // "display_index": remembers the display and moves a running capture to it. Returns whether the
   // screen is being captured.
   bool selectDisplay(int index);
@@ -71,6 +74,7 @@ class SharingControl {
 
  private:
   void notifyClientPermission(const QString& permission);
+  void sendMissingPermission();
   std::unique_ptr<SyntheticVideo> makeFittedSynthetic();
   // One that makes frames, once started, while the screen is not shared and a viewer is there.
   std::unique_ptr<SyntheticVideo> makeSynthetic(int fps, int width, int height);
@@ -87,6 +91,8 @@ class SharingControl {
   bool useScreenSource_ = false;
   bool viewerConnected_ = false;
   int displayIndexUsed_ = 0;
+  // What the last start of the capture lacked; empty unless it was refused, and while sharing is off.
+  QString missingPermission_;
   VideoSender* videoSender_ = nullptr;
   std::unique_ptr<SyntheticVideo> dummy_;
   std::unique_ptr<ScreenVideo> screenSource_;

@@ -141,6 +141,39 @@ TEST(CrashTextTest, aCrashThatTheKernelToldOfAsWellCountsOnce) {
   EXPECT_EQ(merged[2].name, u"listed"_s);
 }
 
+TEST(CrashTextTest, pairsAReportWithoutAnIdWithTheKernelsLineByName) {
+  const std::vector<Crash> reports = {crash(u"gnome-control-center"_s, 0), crash(u"gedit"_s, 0)};
+  const auto merged = mergedCrashes(
+      reports, {}, {crash(u"gnome-control-c"_s, 3, 70), crash(u"gedit"_s, 2, 71), crash(u"eog"_s, 1, 72)});
+  ASSERT_EQ(merged.size(), 3U);
+  EXPECT_EQ(merged[0].name, u"gnome-control-center"_s);
+  EXPECT_EQ(merged[1].name, u"gedit"_s);
+  EXPECT_EQ(merged[1].pid, 0) << "the report, not the line";
+  EXPECT_EQ(merged[2].name, u"eog"_s);
+  EXPECT_EQ(mergedCrashes({crash(u"gedit"_s, 0)}, {}, {crash(u"gedit"_s, 3600, 71)}).size(), 2U) << "an hour before";
+}
+
+TEST(CrashTextTest, pairsACrashOutsideTheMainThread) {
+  EXPECT_EQ(mergedCrashes({crash(u"soffice.bin"_s, 0, 40)}, {}, {crash(u"soffice.bin"_s, 1, 44)}).size(), 1U);
+  // The core file has the thread's name, and the core service that of the program.
+  const auto merged =
+      mergedCrashes({crash(u"V8 Worker"_s, 0, 50)}, {crash(u"chromium"_s, 0, 50)}, {crash(u"V8 Worker"_s, 1, 55)});
+  ASSERT_EQ(merged.size(), 1U);
+  EXPECT_EQ(merged[0].name, u"chromium"_s);
+}
+
+TEST(CrashTextTest, pairsEachReportWithOneLineOfTheKernel) {
+  // Three crashes within a minute, of which only the last was kept.
+  const auto merged = mergedCrashes({crash(u"gedit"_s, 0)}, {},
+                                    {crash(u"gedit"_s, 40, 7), crash(u"gedit"_s, 20, 8), crash(u"gedit"_s, 1, 9)});
+  EXPECT_EQ(merged.size(), 3U);
+  // The line with the core's id belongs to it, whichever comes first.
+  const auto both = mergedCrashes({crash(u"gedit"_s, 0, 9), crash(u"gedit"_s, 10, 7)}, {},
+                                  {crash(u"gedit"_s, 5, 8), crash(u"gedit"_s, 1, 9), crash(u"gedit"_s, 11, 7)});
+  ASSERT_EQ(both.size(), 3U);
+  EXPECT_EQ(both[1].pid, 8);
+}
+
 TEST(CrashTextTest, listsTheFiveNewest) {
   std::vector<Crash> all;
   all.reserve(8);

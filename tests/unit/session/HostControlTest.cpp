@@ -43,6 +43,18 @@ TEST_F(HostControlTest, startsTheTimerOnAnyChannelButGreetsOnlyOnTheReliableOne)
   EXPECT_EQ(typesOf(heard("control"_L1)), QStringList{u"cursor_shape"_s});
 }
 
+TEST_F(HostControlTest, tellsAViewerThatComesLaterThatTheScreenIsRefused) {
+  start();
+  host_->startSharing();
+  sources_.screen().news.refused(u"screen_recording"_s);
+  sources_.screen().finishStart();
+  peer().reliable().open();
+  EXPECT_TRUE(heard("control"_L1).isEmpty());
+  peer().control().open();
+  EXPECT_EQ(heard("control"_L1),
+            (QList<JsonObject>{{{u"type"_s, u"permission_required"_s}, {u"permission"_s, u"screen_recording"_s}}}));
+}
+
 TEST_F(HostControlTest, tellsWhatIsSentNow) {
   connectViewer();
   host_->startSharing();

@@ -205,6 +205,45 @@ TEST_F(SharingControlTest, dropsThePermissionNoticeWithoutAControlChannel) {
   EXPECT_TRUE(outlet_.sent.isEmpty());
 }
 
+TEST_F(SharingControlTest, tellsAViewerThatComesLaterWhichPermissionIsMissing) {
+  const QList<Sent> notice = {
+      {ControlChannel::control, {{u"type"_s, u"permission_required"_s}, {u"permission"_s, u"screen_recording"_s}}}};
+  start();
+  sharing_.startSharing();
+  outlet_.control.exists = false;
+  sources_.screen().news.refused(u"screen_recording"_s);
+  sources_.screen().finishStart();
+  outlet_.control.exists = true;
+  for (int opening = 0; opening < 2; ++opening) {
+    outlet_.sent.clear();
+    sharing_.controlOpened();
+    EXPECT_EQ(outlet_.sent, notice);
+  }
+}
+
+TEST_F(SharingControlTest, tellsALaterViewerNothingOnceTheScreenIsShared) {
+  startAndShare();
+  sharing_.controlOpened();
+  EXPECT_TRUE(outlet_.sent.isEmpty());
+  sources_.screen().news.refused(u"screen_recording"_s);
+  sharing_.selectDisplay(1);
+  outlet_.sent.clear();
+  sharing_.controlOpened();
+  EXPECT_TRUE(outlet_.sent.isEmpty()) << "the other display was not refused";
+}
+
+TEST_F(SharingControlTest, tellsALaterViewerNothingOnceSharingStopped) {
+  startAndShare();
+  const auto refused = sources_.screen().news.refused;
+  refused(u"screen_recording"_s);
+  sharing_.stopSharing();
+  outlet_.sent.clear();
+  sharing_.controlOpened();
+  sharing_.startSharing();
+  sharing_.controlOpened();
+  EXPECT_TRUE(outlet_.sent.isEmpty());
+}
+
 TEST_F(SharingControlTest, movesARunningCaptureToAnotherDisplay) {
   startAndShare();
   EXPECT_TRUE(sharing_.selectDisplay(1));
