@@ -27,10 +27,10 @@ constexpr const char* kFieldTrials =
     // Asks the viewer to show each frame as soon as it is decoded: a supporter watches a pointer, not a film.
     "WebRTC-ForceSendPlayoutDelay/min_ms:0,max_ms:0/"
     // Screens send nothing, then a page at once. The encoders hold the rate over seconds by themselves; the library's
-    // adjuster took each page for an encoder that overshoots and halved its rate. A screen at rest looks for more of
-    // the link now and then, and not up to the limit at once whenever another quality is chosen.
-    "WebRTC-VideoRateControl/bitrate_adjuster:false,probe_max_allocation:false,alr_probing:true/"
-    "WebRTC-Bwe-AlrProbing/alr_interval:5s,alr_scale:1.5/"
+    // adjuster took each page for an encoder that overshoots and halved its rate. No probe up to the limit whenever
+    // another quality is chosen. (Periodic probes of a screen at rest, "alr_probing", would end the program: after an
+    // outage the library makes one of no bytes, which its own check refuses.)
+    "WebRTC-VideoRateControl/bitrate_adjuster:false,probe_max_allocation:false/"
     // What arrived is measured over packets and not over a window of time, which is mostly empty here.
     "WebRTC-Bwe-RobustThroughputEstimatorSettings/enabled:true/"
     // Probes that are long enough to empty the token bucket of a thin uplink: short ones find two to five times its

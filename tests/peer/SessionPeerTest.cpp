@@ -140,8 +140,15 @@ TEST_F(SessionPeerTest, settlesAfterManyOffersWithoutAnswers) {
 TEST_F(SessionPeerTest, keepsTheChannelsOpenThroughAMisplacedAnswer) {
   loadViewer();
   ASSERT_TRUE(until([&] { return connected(); }));
+  const QString line = u"[sdp] answer when state=stable → renegotiate"_s;
+  const auto misplaced = log_.lines().count(line);
   const qsizetype before = offers_.size();
-  tellHost({{u"type"_s, u"answer"_s}, {u"sdp"_s, u"v=0"_s}});  // Misplaced: a fresh offer follows.
+  // A fresh offer follows, unless one is under way: then this is an answer to that, and a bad one.
+  ASSERT_TRUE(until([&] {
+    if (log_.lines().count(line) > misplaced) return true;
+    tellHost({{u"type"_s, u"answer"_s}, {u"sdp"_s, u"v=0"_s}});
+    return false;
+  }));
   ASSERT_TRUE(until([&] { return offers_.size() > before; }));
   ASSERT_TRUE(say({{u"type"_s, u"ping"_s}}));
   ASSERT_TRUE(until([&] { return count(u"pong"_s) == 1; }));
