@@ -14,6 +14,7 @@ constexpr double kBlockBits = 400;
 // How much of the link's time a key picture and a picture of a screen at rest may take, in seconds.
 constexpr double kKeySeconds = 0.4;
 constexpr double kStillSeconds = 0.25;
+constexpr double kMaxStillSeconds = 1;
 // Time of the link that is kept as saved, and the share of it that one changed picture may use up.
 constexpr double kSavedSeconds = 0.3;
 constexpr double kSavedShare = 0.5;
@@ -99,8 +100,10 @@ std::optional<int> QuantizerControl::plan(double changed, bool key, Time now) {
   return coarseShare_ > 0 ? std::max(quantizer, coarseQuantizer_ - kMovingStep) : quantizer;
 }
 
-std::optional<int> QuantizerControl::better(int quantizer, bool key, double bits) const {
-  if (bits <= keyBudget() * kKeyExcess) return std::nullopt;
+std::optional<int> QuantizerControl::better(int quantizer, double changed, bool key, double bits) const {
+  // What makes a screen at rest finer may take longer: a coarse picture in its place would have to be made finer again.
+  const bool still = !key && changed < kStill;
+  if (bits <= (still ? bitsPerSecond_ * kMaxStillSeconds : keyBudget() * kKeyExcess)) return std::nullopt;
   // A picture in which nothing was found again costs about as much as a key picture of the same quantizer.
   const double whole = key ? bits / sizeAt(quantizer) : std::max(wholeKey_, bits / sizeAt(quantizer));
   const int least = key ? quantizer + 1 : quantizer;

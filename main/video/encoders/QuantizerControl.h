@@ -32,9 +32,9 @@ class QuantizerControl {
   // The quantizer for a picture of which `changed` (0 to 1) differs from the one before; none when it is to be left out
   // (a key picture never is).
   std::optional<int> plan(double changed, bool key, Time now);
-  // The planned picture came out with `bits`. For one that came out too large and would be smaller as a coarser key
-  // picture: the quantizer of that; then report only that one as taken.
-  std::optional<int> better(int quantizer, bool key, double bits) const;
+  // The planned picture, of which `changed` differs, came out with `bits`. For one that came out too large and would be
+  // smaller as a coarser key picture: the quantizer of that; then report only that one as taken.
+  std::optional<int> better(int quantizer, double changed, bool key, double bits) const;
   // The picture was taken.
   void taken(int quantizer, double changed, bool key, double bits);
 

@@ -114,7 +114,7 @@ class TunedEncoder final : public ISVCEncoder {
     int result = encode(quantizer, picture, info);
     if (result != 0) return result;
     bool key = info->eFrameType == videoFrameTypeIDR;
-    if (const auto better = control_->better(quantizer, key, bitsOf(*info))) {
+    if (const auto better = control_->better(quantizer, waiting_, key, bitsOf(*info))) {
       // What was just made is thrown away; only a key picture needs nothing of it.
       quantizer = *better;
       key = true;
