@@ -8,7 +8,7 @@ import { BareControl, received, receivedRates } from './lib/viewer.mjs';
 import { soonest, until } from './lib/wait.mjs';
 
 const links = [['h264', 2], ['h264', 1],
-  ...(process.env.VANTORA_SOAK ? [['vp8', 2], ['vp9', 2], ['av1', 2], ['vp9', 1]] : [])];
+  ...(process.env.VANTORA_SOAK ? [2, 1].flatMap((megabits) => ['vp8', 'vp9', 'av1'].map((codec) => [codec, megabits])) : [])];
 const flips = 6;
 const limit = 1000;
 

@@ -56,6 +56,7 @@ int ScreenTunedEncoder::InitEncode(const webrtc::VideoCodec* codec, const Settin
   changes_ = {};
   changed_ = 0;
   coarseKeyBits_ = 0;
+  keyWaiting_ = {};
   waiting_.setRate(tuned.startBitrate * 1000.0);
   encodedUs_.reset();
   return encoder_->InitEncode(&tuned, settings);
@@ -72,9 +73,11 @@ webrtc::EncodedImageCallback::Result ScreenTunedEncoder::OnEncodedImage(const we
     held_.push_back({image, info ? std::optional(*info) : std::nullopt});
     return Result(Result::OK);
   }
-  lastWasKey_ = image._frameType == webrtc::VideoFrameType::kVideoFrameKey;
-  if (lastWasKey_) granted_ = asked_;
   waiting_.add(static_cast<double>(image.size()) * 8);
+  if (image._frameType == webrtc::VideoFrameType::kVideoFrameKey) {
+    granted_ = asked_;
+    keyWaiting_ = waiting_;
+  }
   return callback_->OnEncodedImage(image, info);
 }
 
@@ -86,12 +89,12 @@ int32_t ScreenTunedEncoder::Encode(const webrtc::VideoFrame& frame, const std::v
   const int64_t now = frame.timestamp_us();
   const double waiting = waiting_.seconds(now);
   asked_ = wish_->made();
-  // The wish is for viewers that missed the beginning of a key picture; what they miss of one that is still being sent
-  // they ask for packet by packet.
-  if (lastWasKey_ && waiting > kStillBeingSent) granted_ = asked_;
-  const bool wished = asked_ != granted_;
-  const bool key =
-      wished || (types && std::ranges::find(*types, webrtc::VideoFrameType::kVideoFrameKey) != types->end());
+  // Key pictures are for viewers that missed the beginning of one; what they miss of one that is still being sent they
+  // ask for packet by packet.
+  const bool stillBeingSent = keyWaiting_.seconds(now) > kStillBeingSent;
+  if (stillBeingSent) granted_ = asked_;
+  const bool asked = types && std::ranges::find(*types, webrtc::VideoFrameType::kVideoFrameKey) != types->end();
+  const bool key = (asked || asked_ != granted_) && !stillBeingSent;
   if (gated_) {
     const auto picture = frame.video_frame_buffer()->ToI420();
     if (!picture) return WEBRTC_VIDEO_CODEC_ERR_PARAMETER;
@@ -103,9 +106,10 @@ int32_t ScreenTunedEncoder::Encode(const webrtc::VideoFrame& frame, const std::v
     }
     tellElapsedTime(now);
   }
-  if (!wished) return encodeWithinLimit(frame, types);
-  const std::vector<webrtc::VideoFrameType> keys(types ? types->size() : 1, webrtc::VideoFrameType::kVideoFrameKey);
-  return encodeWithinLimit(frame, &keys);
+  const std::vector<webrtc::VideoFrameType> wanted(
+      types ? types->size() : 1,
+      key ? webrtc::VideoFrameType::kVideoFrameKey : webrtc::VideoFrameType::kVideoFrameDelta);
+  return encodeWithinLimit(frame, &wanted);
 }
 
 bool ScreenTunedEncoder::isToBeLeftOut(double waiting, int64_t nowUs) const {
@@ -164,6 +168,7 @@ void ScreenTunedEncoder::tellElapsedTime(int64_t nowUs) {
 void ScreenTunedEncoder::SetRates(const RateControlParameters& parameters) {
   rates_ = parameters;
   waiting_.setRate(parameters.bitrate.get_sum_bps());
+  keyWaiting_.setRate(parameters.bitrate.get_sum_bps());
   encoder_->SetRates(parameters);
 }
 

@@ -52,7 +52,6 @@ class ScreenTunedEncoder final : public webrtc::VideoEncoder, private webrtc::En
   bool gated_ = false;
   // The encoder finds what has moved again only when it is not far away.
   bool searchesNearby_ = false;
-  bool lastWasKey_ = false;
   // What encode() made, held back until its size is known to be bearable.
   struct Encoded {
     webrtc::EncodedImage image;
@@ -63,6 +62,8 @@ class ScreenTunedEncoder final : public webrtc::VideoEncoder, private webrtc::En
   // Bits of the last key picture that was made as coarse as it gets; 0 before the first.
   double coarseKeyBits_ = 0;
   LeakyBucket waiting_;
+  // The same up to the end of the last key picture.
+  LeakyBucket keyWaiting_;
   ChangedBlocks changes_;
   // Share of the picture that changed since the last one that was encoded.
   double changed_ = 0;

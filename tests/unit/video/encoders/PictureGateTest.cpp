@@ -93,13 +93,16 @@ void PrintTo(const Out::Picture& picture, std::ostream* out) {
 class PictureGateTest : public testing::TestWithParam<Codec> {
  protected:
   void open(Codec type) {
+    encoder_ = std::make_unique<ScreenTunedEncoder>(std::make_unique<ScriptedEncoder>(script_), wish_);
+    openAgain(type);
+  }
+  void openAgain(Codec type) {
     webrtc::VideoCodec codec;
     codec.codecType = type;
     codec.width = kSide;
     codec.height = kSide;
     codec.startBitrate = kRate / 1000;
     codec.SetFrameDropEnabled(true);
-    encoder_ = std::make_unique<ScreenTunedEncoder>(std::make_unique<ScriptedEncoder>(script_), wish_);
     ASSERT_EQ(encoder_->InitEncode(&codec,
                                    webrtc::VideoEncoder::Settings(webrtc::VideoEncoder::Capabilities(false), 2, 1200)),
               WEBRTC_VIDEO_CODEC_OK);
@@ -249,6 +252,26 @@ TEST_P(PictureGateTest, takesAKeyPictureThatIsStillBeingSentAsAWishGranted) {
   EXPECT_FALSE(out_.pictures.back().key);
 }
 
+// A viewer asks as soon as it is there, when the first page is just on its way: a second one would take the link for as
+// long again, and its queue overflows.
+TEST_P(PictureGateTest, takesAKeyPictureThatIsStillBeingSentForOneThatIsAskedFor) {
+  open(GetParam());
+  first(0.3);
+  EXPECT_FALSE(picture(16, 0.02, true));
+  EXPECT_FALSE(picture(140, 0.02, true)) << "0.16 s to go";
+  EXPECT_EQ(script_->keys.size(), 1U);
+  ASSERT_TRUE(picture(160, 0.02, true)) << "0.14 s to go";
+  EXPECT_TRUE(out_.pictures.back().key);
+}
+
+TEST_P(PictureGateTest, startsAnewWithAKeyPictureWhateverIsStillBeingSent) {
+  open(GetParam());
+  first(0.3);
+  openAgain(GetParam());
+  ASSERT_TRUE(picture(16, 0.05, true));
+  EXPECT_TRUE(out_.pictures.back().key);
+}
+
 TEST_P(PictureGateTest, grantsAWishOnceTheKeyPictureBeforeIsThrough) {
   open(GetParam());
   first(0.3);
@@ -272,6 +295,16 @@ TEST_F(PictureGateTest, letsTextThatMovesThroughToVp8After80Milliseconds) {
   EXPECT_FALSE(picture(150, 0.05)) << "not at once again";
   EXPECT_FALSE(picture(165, 0.02)) << "nor what is no text that moves";
   EXPECT_TRUE(picture(170, 0.2));
+}
+
+TEST_F(PictureGateTest, knowsTheKeyPictureThatIsStillBeingSentBehindTextThatMoves) {
+  open(Codec::kVideoCodecVP8);
+  first(0.4);
+  ASSERT_TRUE(picture(80, 1));
+  ASSERT_TRUE(picture(160, 1, true)) << "0.24 s to go";
+  EXPECT_FALSE(out_.pictures.back().key);
+  ASSERT_TRUE(picture(260, 1, true)) << "0.14 s to go";
+  EXPECT_TRUE(out_.pictures.back().key);
 }
 
 TEST_F(PictureGateTest, letsTextThatMovesThroughToNoOtherCodec) {
@@ -311,6 +344,13 @@ TEST_F(PictureGateTest, leavesH264Alone) {
   EXPECT_EQ(out_.dropped, 0);
   EXPECT_EQ(script_->keys.size(), 6U);
   EXPECT_EQ(script_->rates.size(), 1U);
+}
+
+TEST_F(PictureGateTest, makesAPictureThatDependsOnTheKeyPictureStillBeingSentInsteadOfASecondOneForH264) {
+  open(Codec::kVideoCodecH264);
+  first(0.3);
+  ASSERT_TRUE(picture(16, 0.05, true));
+  EXPECT_EQ(script_->keys, (std::vector<bool>{true, false}));
 }
 
 }  // namespace
