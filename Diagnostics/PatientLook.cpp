@@ -8,7 +8,7 @@
 #include <optional>
 #include <vector>
 
-#include "platform/process/LeavableThread.h"
+#include "platform/process/AbandonableThread.h"
 
 namespace vantora::Diagnostics {
 namespace {
@@ -44,7 +44,7 @@ void lookAt(const QString& path, const Look& look, const std::shared_ptr<Pending
 
 struct OwnLook {
   std::shared_ptr<Pending> pending;
-  LeavableThread thread;
+  AbandonableThread thread;
 };
 
 }  // namespace
@@ -60,7 +60,7 @@ QStringList answering(const QStringList& paths, const Look& look, Clock::time_po
       std::shared_ptr<Pending>& pending = list.looks[path];
       if (!pending) {
         pending = std::make_shared<Pending>(Pending{Clock::now() + kLookPatience, {}});
-        own.push_back({pending, LeavableThread([path, look, pending] { lookAt(path, look, pending); })});
+        own.push_back({pending, AbandonableThread([path, look, pending] { lookAt(path, look, pending); })});
       }
       looks.push_back(pending);
     }

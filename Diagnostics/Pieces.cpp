@@ -10,7 +10,7 @@
 #include <memory>
 #include <mutex>
 
-#include "platform/process/LeavableThread.h"
+#include "platform/process/AbandonableThread.h"
 
 namespace vantora::Diagnostics {
 namespace {
@@ -73,7 +73,7 @@ void runRound(const std::shared_ptr<Collection>& collection, std::vector<size_t>
     return;
   }
   const auto round = std::make_shared<Round>(std::move(order), count);
-  std::vector<LeavableThread> threads;
+  std::vector<AbandonableThread> threads;
   threads.reserve(static_cast<size_t>(count));
   for (int i = 0; i < count; ++i) threads.emplace_back([collection, round] { runThread(*collection, *round); });
 
@@ -89,7 +89,7 @@ void runRound(const std::shared_ptr<Collection>& collection, std::vector<size_t>
   }
   // Those that have ended are at their last steps.
   const auto last_steps = Clock::now() + (complete ? std::chrono::seconds(10) : std::chrono::milliseconds(50));
-  for (LeavableThread& thread : threads) (void)thread.join(last_steps);
+  for (AbandonableThread& thread : threads) (void)thread.join(last_steps);
 }
 
 }  // namespace

@@ -72,7 +72,7 @@ void HostAppDelegate::startDesktop() {
        .deliverHostNotification = [this](const QString& title,
                                          const QString& body) { desktop_.deliverHostNotification(title, body); }});
   desktop_.start({.state = [this] { return hostState(); },
-                  .requested = [this](const FaceRequest& request) { carryOut(request); },
+                  .requested = [this](const UiRequest& request) { carryOut(request); },
                   .sendChat = [this](const QString& text) { host_->sendChat(text); }},
                  info_.value("VANTORA_PANEL_AUTO") != QStringLiteral("0"));
 }
@@ -89,24 +89,24 @@ HostState HostAppDelegate::hostState() const {
           .allowIncomingFiles = host_->isFileReceiveAllowed()};
 }
 
-void HostAppDelegate::carryOut(const FaceRequest& request) {
+void HostAppDelegate::carryOut(const UiRequest& request) {
   switch (request.action) {
-    case FaceAction::startSharing:
+    case UiAction::startSharing:
       host_->startSharing();
       break;
-    case FaceAction::stopSharing:
+    case UiAction::stopSharing:
       host_->stopSharing();
       break;
-    case FaceAction::regeneratePin:
+    case UiAction::regeneratePin:
       host_->authorisation().regeneratePIN();
       break;
-    case FaceAction::setAllowRemoteControl:
+    case UiAction::setAllowRemoteControl:
       host_->authorisation().setAllowRemoteControl(request.allowed);
       break;
-    case FaceAction::setFileReceiveAllowed:
+    case UiAction::setFileReceiveAllowed:
       host_->setFileReceiveAllowed(request.allowed);
       break;
-    case FaceAction::quit:
+    case UiAction::quit:
       host_->shutdown();
       QCoreApplication::quit();
       break;

@@ -5,7 +5,7 @@
 #include <memory>
 
 #include "main/base/QtScheduler.h"
-#include "main/desktop/DesktopSide.h"
+#include "main/desktop/DesktopProcessClient.h"
 #include "main/desktop/SecondLaunch.h"
 #include "main/session/Host.h"
 #include "main/telemetry/DiagnosticsReports.h"
@@ -39,7 +39,7 @@ class HostAppDelegate {
   VideoSourceFactory videoSources();
   void startDesktop();
   HostState hostState() const;
-  void carryOut(const FaceRequest& request);
+  void carryOut(const UiRequest& request);
 
   const QStringList arguments_;
   const Environment environment_;
@@ -49,7 +49,7 @@ class HostAppDelegate {
   WorkerThreads diagnosticsThreads_{"diagnostics", kReportsAtOnce};
   QtScheduler scheduler_;
   Platform platform_;
-  DesktopSide desktop_;
+  DesktopProcessClient desktop_;
   std::unique_ptr<PeerConnectionFactory> factory_;
   std::unique_ptr<Host> host_;
   SecondLaunch secondLaunch_;

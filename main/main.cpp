@@ -11,7 +11,7 @@
 #include "main/base/Log.h"
 #include "main/desktop/process/DesktopMain.h"
 #include "main/session/settings/ConfigurationHelp.h"
-#include "platform/process/LeavableThread.h"
+#include "platform/process/AbandonableThread.h"
 
 namespace {
 
@@ -64,7 +64,7 @@ int main(int argc, char* argv[]) {
   }
   const int code = runSession(argc, argv);
   // A thread that comes back late from a dead network folder must not meet objects that are gone.
-  if (vantora::LeavableThread::wasAnyLeftBehind()) {
+  if (vantora::AbandonableThread::wasAnyAbandoned()) {
     (void)std::fflush(nullptr);
     _exit(code);
   }

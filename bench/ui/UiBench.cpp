@@ -14,7 +14,7 @@
 #include "main/base/Log.h"
 #include "main/ui/StatusIcon.h"
 #include "main/ui/UserInterface.h"
-#include "tests/fakes/FakeHostFace.h"
+#include "tests/fakes/FakeSessionControl.h"
 
 namespace {
 
@@ -71,7 +71,7 @@ QJsonObject figure(const QString& name, double value, const QString& unit, std::
 }
 
 QJsonArray measure() {
-  fakes::FakeHostFace face;
+  fakes::FakeSessionControl face;
   UserInterface interface(face, InfoDictionary(), QDBusConnection(u"nowhere"_s));
   Transcript& transcript = interface.statusBar().chatWindow().transcript();
   QJsonArray figures;

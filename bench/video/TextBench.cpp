@@ -179,7 +179,7 @@ class Line : public webrtc::EncodedImageCallback, public webrtc::DecodedImageCal
     std::map<std::string, std::string> parameters;
     if (type == webrtc::kVideoCodecH264) parameters["packetization-mode"] = "1";
     const webrtc::SdpVideoFormat format(name, parameters);
-    encoder_ = makeVideoEncoderFactory(std::make_shared<KeyFrameWish>())->CreateVideoEncoder(format);
+    encoder_ = makeVideoEncoderFactory(std::make_shared<KeyFrameRequest>())->CreateVideoEncoder(format);
     decoder_ = webrtc::CreateBuiltinVideoDecoderFactory()->CreateVideoDecoder(format);
     webrtc::VideoDecoder::Settings settings;
     settings.set_codec_type(type);

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "main/base/MainThread.h"
-#include "platform/process/LeavableThread.h"
+#include "platform/process/AbandonableThread.h"
 
 namespace vantora {
 namespace {
@@ -17,7 +17,7 @@ namespace {
 struct Task {
   WorkerThreads::Work work;
   std::stop_source stop;
-  JobDone done;  // Main thread; null once the job was given up.
+  TaskDone done;  // Main thread; null once the job was given up.
 };
 
 }  // namespace
@@ -57,9 +57,9 @@ class WorkerThreads::Shared : public std::enable_shared_from_this<Shared> {
       }
     }
     wake_.notify_all();
-    const auto deadline = LeavableThread::Clock::now() + kPatience;
+    const auto deadline = AbandonableThread::Clock::now() + kPatience;
     bool all = true;
-    for (LeavableThread& thread : threads_) all = thread.join(deadline) && all;
+    for (AbandonableThread& thread : threads_) all = thread.join(deadline) && all;
     threads_.clear();
     return all;
   }
@@ -86,14 +86,14 @@ class WorkerThreads::Shared : public std::enable_shared_from_this<Shared> {
       // The last reference goes with the closure: what a job holds is let go of on the main thread. Under the mutex,
       // because nothing may be posted any more once the end has begun.
       postToMain([task = std::move(task), result = std::move(result)] {
-        if (const JobDone done = std::exchange(task->done, nullptr)) done(result);
+        if (const TaskDone done = std::exchange(task->done, nullptr)) done(result);
       });
     }
   }
 
   const QByteArray name_;
   const std::size_t most_;
-  std::vector<LeavableThread> threads_;  // Main thread.
+  std::vector<AbandonableThread> threads_;  // Main thread.
   // All threads, under the mutex.
   std::mutex mutex_;
   std::condition_variable wake_;
@@ -103,7 +103,7 @@ class WorkerThreads::Shared : public std::enable_shared_from_this<Shared> {
   bool over_ = false;
 };
 
-class WorkerThreads::Handle final : public Job {
+class WorkerThreads::Handle final : public BackgroundTask {
  public:
   Handle(std::weak_ptr<Shared> shared, std::shared_ptr<Task> task)
       : shared_(std::move(shared)), task_(std::move(task)) {}
@@ -122,7 +122,7 @@ WorkerThreads::WorkerThreads(QByteArray name, int threads)
 
 WorkerThreads::~WorkerThreads() { (void)shared_->end(); }
 
-std::unique_ptr<Job> WorkerThreads::start(Work work, JobDone done) {
+std::unique_ptr<BackgroundTask> WorkerThreads::start(Work work, TaskDone done) {
   auto task = std::make_shared<Task>();
   task->work = std::move(work);
   task->done = std::move(done);

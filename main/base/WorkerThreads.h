@@ -5,7 +5,7 @@
 #include <memory>
 #include <stop_token>
 
-#include "main/base/Job.h"
+#include "main/base/BackgroundTask.h"
 
 namespace vantora {
 
@@ -28,7 +28,7 @@ class WorkerThreads {
   WorkerThreads(const WorkerThreads&) = delete;
   WorkerThreads& operator=(const WorkerThreads&) = delete;
 
-  [[nodiscard]] std::unique_ptr<Job> start(Work work, JobDone done);
+  [[nodiscard]] std::unique_ptr<BackgroundTask> start(Work work, TaskDone done);
 
  private:
   class Shared;

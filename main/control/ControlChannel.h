@@ -20,9 +20,9 @@ struct ReplyAddress {
 };
 
 // Where control messages to the viewer go. Main thread.
-class ControlOutlet {
+class ControlSender {
  public:
-  virtual ~ControlOutlet() = default;
+  virtual ~ControlSender() = default;
   virtual bool exists(ControlChannel channel) const = 0;
   virtual bool isOpen(ControlChannel channel) const = 0;
   // Sends `message` as one text message; dropped when the channel is absent or not open.
@@ -45,12 +45,12 @@ class ControlOutlet {
   }
 };
 
-// The outlet that outlives peer connections: forwards to the channels of the current one, drops
+// The sender that outlives peer connections: forwards to the channels of the current one, drops
 // everything while there is none. Thread: main. Owner: Host.
-class CurrentOutlet final : public ControlOutlet {
+class CurrentControlSender final : public ControlSender {
  public:
   // `target` may be null; it must call set(nullptr) before it dies.
-  void set(ControlOutlet* target) {
+  void set(ControlSender* target) {
     target_ = target;
     ++connection_;
   }
@@ -68,7 +68,7 @@ class CurrentOutlet final : public ControlOutlet {
   quint64 connection() const override { return connection_; }
 
  private:
-  ControlOutlet* target_ = nullptr;
+  ControlSender* target_ = nullptr;
   quint64 connection_ = 0;
 };
 

@@ -10,7 +10,7 @@ namespace vantora {
 
 // What a new desktop process needs to go on where the one before it ended: the lines of the chat with those that it has
 // shown already, and how many of them nobody has seen. Holds the last kMostUnits UTF-16 units, each line counted with
-// kUnitsOfALine more for what stands around it in the window. Thread: main. Owner: DesktopSide.
+// kUnitsOfALine more for what stands around it in the window. Thread: main. Owner: DesktopProcessClient.
 class Conversation {
  public:
   static constexpr qsizetype kMostUnits = 200000;

@@ -9,7 +9,7 @@ namespace vantora {
 
 // Each gets a "number", which the desktop process tells once it has carried the message out. Until then a copy stays
 // here for the next process. At most kMaxMessages of them and kMaxBytes of JSON text; beyond either the oldest are
-// dropped. Thread: main. Owner: DesktopSide.
+// dropped. Thread: main. Owner: DesktopProcessClient.
 class KeptMessages {
  public:
   static constexpr qsizetype kMaxMessages = 1000;

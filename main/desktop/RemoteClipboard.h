@@ -13,7 +13,7 @@ namespace vantora {
 // While there is no desktop process the newest text that is set waits for it, and nothing else can be read, which is
 // answered at once. A request that is not carried out within kPatience is answered as one that failed; a text may still
 // arrive afterwards and is no change then. What was set here last goes with a desktop process that ends, and is set
-// again by the next one if nobody else filled the clipboard. Thread: main. Owner: DesktopSide.
+// again by the next one if nobody else filled the clipboard. Thread: main. Owner: DesktopProcessClient.
 class RemoteClipboard final : public Clipboard {
  public:
   static constexpr std::chrono::milliseconds kPatience{6000};

@@ -7,10 +7,10 @@
 #include "main/base/Log.h"
 #include "main/base/MainThread.h"
 #include "main/rtc/AnswerCheck.h"
-#include "main/rtc/CandidateNames.h"
+#include "main/rtc/BoundedCandidateResolver.h"
 #include "main/rtc/LibDataChannel.h"
 #include "main/rtc/LibVideoSender.h"
-#include "main/rtc/OwnProfiles.h"
+#include "main/rtc/NativeH264Profiles.h"
 #include "main/rtc/VideoTrackSource.h"
 
 namespace vantora {
@@ -183,15 +183,15 @@ class LibPeerConnection::Observer final : public webrtc::PeerConnectionObserver 
 };
 
 LibPeerConnection::LibPeerConnection(webrtc::PeerConnectionFactoryInterface& factory, PeerEvents events,
-                                     std::shared_ptr<KeyFrameWish> keyFrameWish)
+                                     std::shared_ptr<KeyFrameRequest> keyFrameRequest)
     : factory_(&factory),
       alive_(std::make_shared<Alive>(Alive{std::move(events)})),
-      keyFrameWish_(std::move(keyFrameWish)),
+      keyFrameRequest_(std::move(keyFrameRequest)),
       observer_(std::make_unique<Observer>(alive_)) {}
 
 std::unique_ptr<LibPeerConnection> LibPeerConnection::create(webrtc::PeerConnectionFactoryInterface& factory,
                                                              const QList<IceServer>& servers, PeerEvents events,
-                                                             std::shared_ptr<KeyFrameWish> keyFrameWish) {
+                                                             std::shared_ptr<KeyFrameRequest> keyFrameRequest) {
   webrtc::PeerConnectionInterface::RTCConfiguration configuration;
   configuration.sdp_semantics = webrtc::SdpSemantics::kUnifiedPlan;
   noticeLostLinksSoon(configuration);
@@ -207,9 +207,10 @@ std::unique_ptr<LibPeerConnection> LibPeerConnection::create(webrtc::PeerConnect
     }
     configuration.servers.push_back(std::move(entry));
   }
-  std::unique_ptr<LibPeerConnection> peer(new LibPeerConnection(factory, std::move(events), std::move(keyFrameWish)));
+  std::unique_ptr<LibPeerConnection> peer(
+      new LibPeerConnection(factory, std::move(events), std::move(keyFrameRequest)));
   webrtc::PeerConnectionDependencies dependencies(peer->observer_.get());
-  dependencies.async_resolver_factory = makeCandidateNames();
+  dependencies.async_resolver_factory = makeBoundedCandidateResolver();
   auto result = factory.CreatePeerConnectionOrError(configuration, std::move(dependencies));
   if (!result.ok()) return nullptr;
   peer->connection_ = result.MoveValue();
@@ -257,7 +258,7 @@ void LibPeerConnection::createOffer(const OfferOptions& options, OfferDone done)
 void LibPeerConnection::setLocalOffer(const QString& sdp, Done done) {
   webrtc::SdpParseError parseError;
   auto description = webrtc::CreateSessionDescription(webrtc::SdpType::kOffer,
-                                                      withOwnProfiles(offered_, sdp).toStdString(), &parseError);
+                                                      withNativeH264Profiles(offered_, sdp).toStdString(), &parseError);
   const auto hop = hopping(std::weak_ptr(alive_), std::move(done));
   if (!description) {
     hop(webrtc::RTCError(webrtc::RTCErrorType::SYNTAX_ERROR, parseError.description));
@@ -379,7 +380,7 @@ bool LibPeerConnection::restartIce() {
   return true;
 }
 
-void LibPeerConnection::requestKeyFrame() { keyFrameWish_->make(); }
+void LibPeerConnection::requestKeyFrame() { keyFrameRequest_->make(); }
 
 void LibPeerConnection::close() {
   if (!alive_) return;

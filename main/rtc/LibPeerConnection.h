@@ -4,7 +4,7 @@
 #include <api/peer_connection_interface.h>
 
 #include "main/rtc/PeerConnection.h"
-#include "main/video/encoders/KeyFrameWish.h"
+#include "main/video/encoders/KeyFrameRequest.h"
 
 namespace vantora {
 
@@ -15,7 +15,7 @@ class LibPeerConnection final : public PeerConnection {
   // None when the library refuses the configuration.
   static std::unique_ptr<LibPeerConnection> create(webrtc::PeerConnectionFactoryInterface& factory,
                                                    const QList<IceServer>& servers, PeerEvents events,
-                                                   std::shared_ptr<KeyFrameWish> keyFrameWish);
+                                                   std::shared_ptr<KeyFrameRequest> keyFrameRequest);
   ~LibPeerConnection() override;
 
   SignalingState signalingState() const override;
@@ -40,13 +40,13 @@ class LibPeerConnection final : public PeerConnection {
   };
 
   LibPeerConnection(webrtc::PeerConnectionFactoryInterface& factory, PeerEvents events,
-                    std::shared_ptr<KeyFrameWish> keyFrameWish);
+                    std::shared_ptr<KeyFrameRequest> keyFrameRequest);
   void reportIfBroken();
   void beginCandidates(const std::string& userName);
 
   rtc::scoped_refptr<webrtc::PeerConnectionFactoryInterface> factory_;
   std::shared_ptr<Alive> alive_;
-  std::shared_ptr<KeyFrameWish> keyFrameWish_;
+  std::shared_ptr<KeyFrameRequest> keyFrameRequest_;
   // The newest offer as the library made it.
   QString offered_;
   // Of the answer in force, and how many candidates came with that ICE user name.

@@ -13,8 +13,8 @@
 #include <rtc_base/ssl_adapter.h>
 #include <rtc_base/thread.h>
 
+#include "main/rtc/LargeBufferSocketServer.h"
 #include "main/rtc/LibPeerConnection.h"
-#include "main/rtc/RoomySocketServer.h"
 #include "main/rtc/SctpTransports.h"
 #include "main/video/encoders/EncoderFactory.h"
 
@@ -64,7 +64,7 @@ class NoAudioDecoders : public webrtc::AudioDecoderFactory {
 class WebRtcRuntime final : public PeerConnectionFactory {
  public:
   WebRtcRuntime()
-      : network_(std::make_unique<rtc::Thread>(std::make_unique<RoomySocketServer>())),
+      : network_(std::make_unique<rtc::Thread>(std::make_unique<LargeBufferSocketServer>())),
         worker_(rtc::Thread::Create()),
         signalling_(rtc::Thread::Create()) {
     rtc::LogMessage::LogToDebug(rtc::LS_NONE);  // Standard error belongs to the program's own log.
@@ -94,7 +94,7 @@ class WebRtcRuntime final : public PeerConnectionFactory {
     });
     media.audio_encoder_factory = rtc::make_ref_counted<NoAudioEncoders>();
     media.audio_decoder_factory = rtc::make_ref_counted<NoAudioDecoders>();
-    media.video_encoder_factory = makeVideoEncoderFactory(keyFrameWish_);
+    media.video_encoder_factory = makeVideoEncoderFactory(keyFrameRequest_);
     media.video_decoder_factory = webrtc::CreateBuiltinVideoDecoderFactory();
     dependencies.media_engine = cricket::CreateMediaEngine(std::move(media));
     factory_ = webrtc::CreateModularPeerConnectionFactory(std::move(dependencies));
@@ -102,11 +102,11 @@ class WebRtcRuntime final : public PeerConnectionFactory {
 
   std::unique_ptr<PeerConnection> createPeerConnection(const QList<IceServer>& servers, PeerEvents events) override {
     if (!factory_) return nullptr;
-    return LibPeerConnection::create(*factory_, servers, std::move(events), keyFrameWish_);
+    return LibPeerConnection::create(*factory_, servers, std::move(events), keyFrameRequest_);
   }
 
  private:
-  std::shared_ptr<KeyFrameWish> keyFrameWish_ = std::make_shared<KeyFrameWish>();
+  std::shared_ptr<KeyFrameRequest> keyFrameRequest_ = std::make_shared<KeyFrameRequest>();
   // Teardown order: the factory first, then the threads it uses.
   std::unique_ptr<rtc::Thread> network_;
   std::unique_ptr<rtc::Thread> worker_;

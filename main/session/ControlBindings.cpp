@@ -2,7 +2,7 @@
 #include <algorithm>
 #include <limits>
 
-#include "main/control/pointer/InputMessages.h"
+#include "main/control/input/InputMessages.h"
 #include "main/session/Host.h"
 
 namespace vantora {
@@ -15,7 +15,7 @@ using namespace Qt::Literals::StringLiterals;
 void Host::bindControlMessages() {
   dispatcher_->on("ping"_L1, [this](const ControlRequest& request) {
     const qint64 now = platform_.scheduler.unixMilliseconds();
-    outlet_.reply(
+    sender_.reply(
         request.origin,
         {{u"type"_s, u"pong"_s}, {u"t0"_s, integerField(request.body, "t0"_L1).value_or(now)}, {u"hostNow"_s, now}});
     return Handled::yes;
@@ -60,8 +60,8 @@ void Host::bindControlMessages() {
     return Handled::yes;
   });
 
-  bindInputMessages(*dispatcher_, injector_, outlet_, platform_.scheduler);
-  bindClipboardMessages(*dispatcher_, clipboard_, outlet_);
+  bindInputMessages(*dispatcher_, injector_, sender_, platform_.scheduler);
+  bindClipboardMessages(*dispatcher_, clipboard_, sender_);
   bindFileMessages(*dispatcher_, files_);
 
   dispatcher_->on("exec_command"_L1, [this](const ControlRequest& request) {
@@ -74,7 +74,7 @@ void Host::bindControlMessages() {
   });
   dispatcher_->onRefused("exec_command"_L1, [this](const ControlRequest& request) {
     const QString id = stringField(request.body, "id"_L1).value_or(QString());
-    outlet_.reply(request.origin, {{u"type"_s, u"command_result"_s},
+    sender_.reply(request.origin, {{u"type"_s, u"command_result"_s},
                                    {u"id"_s, id},
                                    {u"title"_s, id},
                                    {u"ok"_s, false},

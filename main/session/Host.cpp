@@ -20,10 +20,10 @@ Host::Host(const QString& room, Configuration configuration, Platform platform)
       platform_(std::move(platform)),
       roomId_(room),
       injector_(platform_.displays, platform_.input),
-      commands_(outlet_, platform_.supportTools),
+      commands_(sender_, platform_.supportTools),
       chat_(platform_.scheduler),
-      files_(outlet_, platform_.downloadFolder),
-      clipboard_(platform_.clipboard, outlet_, platform_.scheduler),
+      files_(sender_, platform_.downloadFolder),
+      clipboard_(platform_.clipboard, sender_, platform_.scheduler),
       iceMonitor_(platform_.scheduler,
                   {.changed =
                        [this](IceState state) {
@@ -37,14 +37,14 @@ Host::Host(const QString& room, Configuration configuration, Platform platform)
       negotiation_({.send = [this](const JsonObject& message) { signaler_->send(message); },
                     .offerShape = [this] { return offerShape(); },
                     .viewerReplaced = [this] { replacePeer("answer of another viewer"); }}),
-      sharing_(configuration_.environment, platform_.displays, outlet_, platform_.videoSources, sharingCallbacks()),
+      sharing_(configuration_.environment, platform_.displays, sender_, platform_.videoSources, sharingCallbacks()),
       systemStats_(platform_.scheduler, platform_.statistics),
-      stats_(platform_.scheduler, platform_.displays, outlet_,
+      stats_(platform_.scheduler, platform_.displays, sender_,
              {.session = [this] { return sessionFigures(); },
               .system = [this] { return systemStats_.getSystemStats(); },
               .hostName = platform_.hostName,
               .roomId = roomId_}),
-      diagnostics_(outlet_, platform_.diagnostics) {
+      diagnostics_(sender_, platform_.diagnostics) {
   // The signaller connects inside its constructor and reports the first opening to nobody: the
   // first offer is made below, when there is something to offer.
   signaler_ = std::make_unique<Signaler>(
@@ -57,7 +57,7 @@ Host::Host(const QString& room, Configuration configuration, Platform platform)
   authorisation_ = std::make_unique<ControlAuthorisation>(
       ControlAuthorisation::Settings{
           .controlPIN = settings_.controlPin, .pinLockedByEnv = settings_.pinLockedByEnv, .roomId = roomId_},
-      outlet_,
+      sender_,
       ControlAuthorisation::Callbacks{.ensureAccessibility = [this] { return injector_.ensureAccessibility(); },
                                       .controlEnded = [this] { injector_.releaseAll(); },
                                       .random = platform_.random});
@@ -73,9 +73,9 @@ Host::Host(const QString& room, Configuration configuration, Platform platform)
                                                                         }});
   cursor_ = std::make_unique<CursorMonitor>(
       configuration_.environment, platform_.scheduler,
-      CursorMonitor::Desktop{.cursor = platform_.cursor, .accessibility = platform_.accessibility}, outlet_,
+      CursorMonitor::Desktop{.cursor = platform_.cursor, .accessibility = platform_.accessibility}, sender_,
       settings_.cursorDebug);
-  dispatcher_ = std::make_unique<ControlDispatcher>(outlet_, platform_.scheduler, [this](Gate gate) {
+  dispatcher_ = std::make_unique<ControlDispatcher>(sender_, platform_.scheduler, [this](Gate gate) {
     ControlRights rights = authorisation_->rights();
     rights.allowIncomingFiles = files_.isFileReceiveAllowed();
     return isOpen(gate, rights);
@@ -212,14 +212,14 @@ void Host::createPeer() {
   link->connection->setStartBitrate(startKbps() * 1000);
   link_ = std::move(link);
   setMaxBitrate();
-  outlet_.set(link_->channels.get());
+  sender_.set(link_->channels.get());
   negotiation_.attach(link_->connection.get());
   createOrRefreshDataChannels();
 }
 
 void Host::closePeer() {
   if (!link_) return;
-  outlet_.set(nullptr);
+  sender_.set(nullptr);
   negotiation_.attach(nullptr);
   sharing_.detachSender();
   stopStatistics();

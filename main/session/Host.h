@@ -4,9 +4,9 @@
 #include <QString>
 #include <memory>
 
+#include "main/base/BackgroundTask.h"
 #include "main/base/Environment.h"
 #include "main/base/InfoDictionary.h"
-#include "main/base/Job.h"
 #include "main/base/Scheduler.h"
 #include "main/control/ControlChannel.h"
 #include "main/control/authorisation/ControlAuthorisation.h"
@@ -52,9 +52,9 @@ class Host {
     // Where received files go; empty when the desktop names no folder. Called on any thread.
     std::function<QString()> downloadFolder;
     // Makes a diagnostics report; without it requests for one are not answered.
-    StartJob diagnostics{};
+    TaskStarter diagnostics{};
     // Collects the machine's own figures ("sys"); without it the statistics do without them.
-    StartJob statistics{};
+    TaskStarter statistics{};
   };
   struct Configuration {
     Environment environment;
@@ -115,7 +115,7 @@ class Host {
   Platform platform_;
   const QString roomId_;
   std::function<void()> changedHandler_;
-  CurrentOutlet outlet_;
+  CurrentControlSender sender_;
   InputInjector injector_;
   SupportCommands commands_;
   ChatInbox chat_;

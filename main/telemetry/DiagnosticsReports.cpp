@@ -4,8 +4,8 @@
 
 namespace vantora {
 
-StartJob diagnosticsReports(WorkerThreads& threads) {
-  return [&threads](JobDone done) {
+TaskStarter diagnosticsReports(WorkerThreads& threads) {
+  return [&threads](TaskDone done) {
     return threads.start(
         [](const std::stop_token& stop) {
           Diagnostics::Options options;

@@ -9,6 +9,6 @@ namespace vantora {
 inline constexpr int kReportsAtOnce = 2;
 
 // Makes a report on one of `threads`, which must outlive the result. A report that is given up kills its commands.
-[[nodiscard]] StartJob diagnosticsReports(WorkerThreads& threads);
+[[nodiscard]] TaskStarter diagnosticsReports(WorkerThreads& threads);
 
 }  // namespace vantora

@@ -10,7 +10,7 @@ void DiagnosticsRequests::handleRun(ControlChannel origin) {
   entry->job = report_([this, entry](const JsonObject& report) {
     const ControlChannel channel = entry->origin;
     pending_.erase(entry);
-    outlet_.send(channel, {{u"type"_s, u"diagnostics_result"_s}, {u"payload"_s, report}});
+    sender_.send(channel, {{u"type"_s, u"diagnostics_result"_s}, {u"payload"_s, report}});
   });
 }
 

@@ -4,7 +4,7 @@
 #include <list>
 #include <memory>
 
-#include "main/base/Job.h"
+#include "main/base/BackgroundTask.h"
 #include "main/control/ControlChannel.h"
 
 namespace vantora {
@@ -16,8 +16,8 @@ class DiagnosticsRequests {
   // Requests that wait for their report; a viewer that asks for more is not answered until some are done.
   static constexpr std::size_t kMostPending = 8;
 
-  // `outlet` must outlive this object.
-  DiagnosticsRequests(ControlOutlet& outlet, StartJob report) : outlet_(outlet), report_(std::move(report)) {}
+  // `sender` must outlive this object.
+  DiagnosticsRequests(ControlSender& sender, TaskStarter report) : sender_(sender), report_(std::move(report)) {}
 
   // "diagnostics_run".
   void handleRun(ControlChannel origin);
@@ -29,11 +29,11 @@ class DiagnosticsRequests {
  private:
   struct Pending {
     ControlChannel origin;
-    std::unique_ptr<Job> job;
+    std::unique_ptr<BackgroundTask> job;
   };
 
-  ControlOutlet& outlet_;
-  StartJob report_;
+  ControlSender& sender_;
+  TaskStarter report_;
   std::list<Pending> pending_;
 };
 

@@ -11,7 +11,7 @@ constexpr std::chrono::milliseconds kPeriod{250};
 
 void HostStats::startTimer() {
   hostStatsTimer_ = scheduler_.every(kPeriod, kPeriod, [this] {
-    if (outlet_.isOpen(ControlChannel::reliable)) sendHostStats(ControlChannel::reliable);
+    if (sender_.isOpen(ControlChannel::reliable)) sendHostStats(ControlChannel::reliable);
   });
 }
 
@@ -30,11 +30,11 @@ void HostStats::sendHostStats(ControlChannel channel) {
   message.insert(u"room"_s, sources_.roomId);
   if (sources_.roomId == "demo"_L1) message.insert(u"demo"_s, true);
   if (const auto system = sources_.system()) message.insert(u"sys"_s, *system);
-  outlet_.send(channel, message);
+  sender_.send(channel, message);
 }
 
 void HostStats::sendDisplayInfo(ControlChannel channel) {
-  outlet_.send(channel, {{u"type"_s, u"display_info"_s},
+  sender_.send(channel, {{u"type"_s, u"display_info"_s},
                          {u"count"_s, static_cast<qint64>(displays_.list().size())},
                          {u"current"_s, sources_.session().displayIndex}});
 }

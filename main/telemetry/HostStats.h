@@ -35,8 +35,8 @@ class HostStats {
     QString roomId;
   };
 
-  HostStats(Scheduler& scheduler, Displays& displays, ControlOutlet& outlet, Sources sources)
-      : scheduler_(scheduler), displays_(displays), outlet_(outlet), sources_(std::move(sources)) {}
+  HostStats(Scheduler& scheduler, Displays& displays, ControlSender& sender, Sources sources)
+      : scheduler_(scheduler), displays_(displays), sender_(sender), sources_(std::move(sources)) {}
 
   // Sends "host_stats" every 0.25 s on "control_reliable" while that is open. Replaces a running timer.
   void startTimer();
@@ -49,7 +49,7 @@ class HostStats {
  private:
   Scheduler& scheduler_;
   Displays& displays_;
-  ControlOutlet& outlet_;
+  ControlSender& sender_;
   Sources sources_;
   std::unique_ptr<Timer> hostStatsTimer_;
 };

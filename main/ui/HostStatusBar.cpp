@@ -12,7 +12,7 @@ namespace vantora {
 
 using namespace Qt::Literals::StringLiterals;
 
-HostStatusBar::HostStatusBar(HostFace& face, const QDBusConnection& bus, HostChatWindow::OpenUrl openUrl)
+HostStatusBar::HostStatusBar(SessionControl& face, const QDBusConnection& bus, HostChatWindow::OpenUrl openUrl)
     : face_(face),
       openUrl_(std::move(openUrl)),
       badge_(bus),

@@ -6,8 +6,8 @@
 #include <functional>
 #include <memory>
 
-#include "main/ui/HostFace.h"
 #include "main/ui/LauncherBadge.h"
+#include "main/ui/SessionControl.h"
 #include "main/ui/chat/HostChatWindow.h"
 #include "main/ui/panel/HostPanel.h"
 #include "main/ui/tray/Tray.h"
@@ -18,7 +18,7 @@ namespace vantora {
 class HostStatusBar {
  public:
   // `face` must outlive this object. An empty `openUrl` means the user's browser.
-  HostStatusBar(HostFace& face, const QDBusConnection& bus, HostChatWindow::OpenUrl openUrl = {});
+  HostStatusBar(SessionControl& face, const QDBusConnection& bus, HostChatWindow::OpenUrl openUrl = {});
   HostStatusBar(const HostStatusBar&) = delete;
   HostStatusBar& operator=(const HostStatusBar&) = delete;
 
@@ -69,7 +69,7 @@ class HostStatusBar {
   void clearUnread();
   void showBadge();
 
-  HostFace& face_;
+  SessionControl& face_;
   const HostChatWindow::OpenUrl openUrl_;
   qint64 unreadChatCount_ = 0;
   std::function<void()> readHandler_;

@@ -5,7 +5,7 @@
 #include <QString>
 #include <optional>
 
-#include "main/ui/HostFace.h"
+#include "main/ui/SessionControl.h"
 
 namespace vantora {
 

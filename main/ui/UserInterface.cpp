@@ -7,7 +7,7 @@
 
 namespace vantora {
 
-UserInterface::UserInterface(HostFace& face, const InfoDictionary& info, const QDBusConnection& bus)
+UserInterface::UserInterface(SessionControl& face, const InfoDictionary& info, const QDBusConnection& bus)
     : face_(face),
       appearance_(bus),
       statusBar_(face, bus),

@@ -6,9 +6,9 @@
 
 #include "main/base/InfoDictionary.h"
 #include "main/ui/DesktopAppearance.h"
-#include "main/ui/HostFace.h"
 #include "main/ui/HostStatusBar.h"
 #include "main/ui/PaletteWatch.h"
+#include "main/ui/SessionControl.h"
 #include "main/ui/UserNotifications.h"
 #include "main/ui/panel/PanelFallback.h"
 
@@ -19,7 +19,8 @@ namespace vantora {
 class UserInterface {
  public:
   // `face` must outlive this object. Nothing here waits for `bus` or for who is on it.
-  UserInterface(HostFace& face, const InfoDictionary& info, const QDBusConnection& bus = QDBusConnection::sessionBus());
+  UserInterface(SessionControl& face, const InfoDictionary& info,
+                const QDBusConnection& bus = QDBusConnection::sessionBus());
   ~UserInterface();
   UserInterface(const UserInterface&) = delete;
   UserInterface& operator=(const UserInterface&) = delete;
@@ -43,7 +44,7 @@ class UserInterface {
  private:
   void paletteChanged();
 
-  HostFace& face_;
+  SessionControl& face_;
   DesktopAppearance appearance_;
   HostStatusBar statusBar_;
   UserNotifications notifications_;

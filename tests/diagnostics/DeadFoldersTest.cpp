@@ -7,7 +7,7 @@
 #include "Diagnostics/Diagnostics.h"
 #include "Diagnostics/PatientLook.h"
 #include "Diagnostics/Pieces.h"
-#include "platform/process/LeavableThread.h"
+#include "platform/process/AbandonableThread.h"
 #include "tests/diagnostics/MadeUpMachine.h"
 #include "tests/diagnostics/Printing.h"
 
@@ -53,8 +53,8 @@ class DeadFoldersTest : public testing::Test {
   ~DeadFoldersTest() override {
     server_->open();
     const auto deadline = Clock::now() + seconds(20);
-    while (LeavableThread::leftBehind() > 0 && Clock::now() < deadline) std::this_thread::yield();
-    EXPECT_EQ(LeavableThread::leftBehind(), 0) << "threads end once the server is back";
+    while (AbandonableThread::leftBehind() > 0 && Clock::now() < deadline) std::this_thread::yield();
+    EXPECT_EQ(AbandonableThread::leftBehind(), 0) << "threads end once the server is back";
   }
   // Paths that begin with `prefix` lie on the dead server.
   Look lookWithDead(const QString& prefix) {
@@ -79,7 +79,7 @@ TEST_F(DeadFoldersTest, whatAnswersIsToldApartFromWhatDoesNot) {
             QStringList{folder.path()});
   EXPECT_GE(since(start), kLookPatience);
   EXPECT_LT(since(start), seconds(20));
-  EXPECT_EQ(LeavableThread::leftBehind(), 2);
+  EXPECT_EQ(AbandonableThread::leftBehind(), 2);
 }
 
 TEST_F(DeadFoldersTest, aPathThatDoesNotAnswerIsAskedOnceOnly) {
@@ -87,7 +87,7 @@ TEST_F(DeadFoldersTest, aPathThatDoesNotAnswerIsAskedOnceOnly) {
   EXPECT_TRUE(answering({u"/once"_s}, look, Clock::now() + milliseconds(10)).isEmpty());
   for (int i = 0; i < 5; ++i) EXPECT_TRUE(answering({u"/once"_s}, look, Clock::now() + seconds(60)).isEmpty());
   EXPECT_EQ(server_->entered(), 1);
-  EXPECT_EQ(LeavableThread::leftBehind(), 1);
+  EXPECT_EQ(AbandonableThread::leftBehind(), 1);
 }
 
 TEST_F(DeadFoldersTest, aServerThatIsBackIsAskedAgain) {
@@ -120,10 +120,10 @@ TEST_F(DeadFoldersTest, aDeadHomeCostsItsOwnFiguresOnly) {
   EXPECT_EQ(report[u"storage"_s][u"downloadsPretty"_s], u"0 KB"_s);
   EXPECT_EQ(report[u"network"_s][u"proxy"_s][u"enabled"_s], false);
   EXPECT_FALSE(machine.ran(u"/home"_s));
-  const int left = LeavableThread::leftBehind();
+  const int left = AbandonableThread::leftBehind();
   EXPECT_GT(left, 0);
   (void)run(options);
-  EXPECT_EQ(LeavableThread::leftBehind(), left) << "the next report adds none";
+  EXPECT_EQ(AbandonableThread::leftBehind(), left) << "the next report adds none";
 }
 
 TEST_F(DeadFoldersTest, commandsDoNotLookForToolsInADeadFolder) {
@@ -159,7 +159,7 @@ TEST_F(DeadFoldersTest, aReportEndsInTimeWhateverDoesNotComeBack) {
   EXPECT_GE(since(start), options.deadline);
   EXPECT_LT(since(start), seconds(20));
   EXPECT_EQ(report.size(), 9);
-  EXPECT_EQ(LeavableThread::leftBehind(), 2);
+  EXPECT_EQ(AbandonableThread::leftBehind(), 2);
 }
 
 TEST_F(DeadFoldersTest, whatCameBackInTimeIsInTheReport) {
@@ -176,7 +176,7 @@ TEST_F(DeadFoldersTest, whatCameBackInTimeIsInTheReport) {
   const QJsonObject updates = run(options)[u"updates"_s].toObject();
   EXPECT_EQ(updates[u"current"_s], u"X"_s);
   EXPECT_FALSE(updates.contains(u"available"_s));
-  EXPECT_EQ(LeavableThread::leftBehind(), 1);
+  EXPECT_EQ(AbandonableThread::leftBehind(), 1);
 }
 
 TEST_F(DeadFoldersTest, processesThatCannotBeReadDoNotHoldTheOthersBack) {
@@ -236,10 +236,10 @@ TEST_F(DeadFoldersTest, reportsThatNeverEndDoNotPileUpThreads) {
     return QString();
   };
   for (int i = 0; i < 5; ++i) EXPECT_EQ(collectPieces(options, pieces), std::vector<QJsonObject>(8));
-  EXPECT_EQ(LeavableThread::leftBehind(), kMostThreads);
+  EXPECT_EQ(AbandonableThread::leftBehind(), kMostThreads);
   server_->open();
   const auto deadline = Clock::now() + seconds(20);
-  while (LeavableThread::leftBehind() > 0 && Clock::now() < deadline) std::this_thread::yield();
+  while (AbandonableThread::leftBehind() > 0 && Clock::now() < deadline) std::this_thread::yield();
   EXPECT_TRUE(collectPieces(options, pieces)[0].contains(u"a"_s)) << "and then there is room again";
 }
 

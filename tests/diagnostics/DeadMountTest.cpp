@@ -14,7 +14,7 @@
 #include <thread>
 
 #include "Diagnostics/Diagnostics.h"
-#include "platform/process/LeavableThread.h"
+#include "platform/process/AbandonableThread.h"
 #include "tests/diagnostics/Printing.h"
 
 namespace vantora::Diagnostics {
@@ -43,7 +43,7 @@ enum Outcome : int { kFine, kNotAllowed, kNotDead, kTooLate, kWrong };
 // In a process of its own, whose home is dead.
 Outcome reportFromADeadHome(const QString& home) {
   if (!mountNobody(home)) return kNotAllowed;
-  LeavableThread look([path = QFile::encodeName(home + u"/any"_s)] { (void)access(path.constData(), F_OK); });
+  AbandonableThread look([path = QFile::encodeName(home + u"/any"_s)] { (void)access(path.constData(), F_OK); });
   if (look.join(Clock::now() + std::chrono::milliseconds(300))) return kNotDead;
 
   Options options;

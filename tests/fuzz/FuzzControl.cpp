@@ -5,8 +5,8 @@
 #include "main/base/Log.h"
 #include "main/control/authorisation/ControlAuthorisation.h"
 #include "main/control/dispatch/ControlDispatcher.h"
-#include "main/control/pointer/InputMessages.h"
-#include "tests/fakes/FakeControlOutlet.h"
+#include "main/control/input/InputMessages.h"
+#include "tests/fakes/FakeControlSender.h"
 #include "tests/fakes/FakeDisplays.h"
 #include "tests/fakes/FakeInputSynthesis.h"
 #include "tests/fakes/FakeScheduler.h"
@@ -36,16 +36,16 @@ void checkFields(const JsonObject& message) {
 // The control side of a session in the demo room.
 struct Session {
   fakes::FakeScheduler scheduler;
-  fakes::FakeControlOutlet outlet;
+  fakes::FakeControlSender sender;
   fakes::FakeDisplays displays{{Display{1, u"first"_s, QRect(0, 0, 1920, 1080), 0}}};
   fakes::FakeInputSynthesis synthesis;
   InputInjector injector{displays, synthesis};
   ControlAuthorisation authorisation{{.controlPIN = u"000042"_s, .pinLockedByEnv = false, .roomId = u"demo"_s},
-                                     outlet,
+                                     sender,
                                      {.ensureAccessibility = [this] { return injector.ensureAccessibility(); },
                                       .controlEnded = [this] { injector.releaseAll(); },
                                       .random = [](quint32) { return 42U; }}};
-  ControlDispatcher dispatcher{outlet, scheduler, [this](Gate gate) {
+  ControlDispatcher dispatcher{sender, scheduler, [this](Gate gate) {
                                  if (gate == Gate::input) return isOpen(Gate::input, authorisation.rights());
                                  return gate != Gate::command || isOpen(Gate::command, authorisation.rights());
                                }};
@@ -59,10 +59,10 @@ struct Session {
       (void)authorisation.handleControl(request.origin, request.body);
       return Handled::yes;
     });
-    bindInputMessages(dispatcher, injector, outlet, scheduler);
+    bindInputMessages(dispatcher, injector, sender, scheduler);
     dispatcher.dataChannelDidReceiveMessage(ControlChannel::reliable, R"({"type":"control","enable":true})", false);
     fuzz::require(isOpen(Gate::input, authorisation.rights()));
-    outlet.take();
+    sender.take();
   }
 };
 
@@ -78,7 +78,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (const auto message = parseJsonObject(text)) checkFields(*message);
     session.dispatcher.dataChannelDidReceiveMessage(ControlChannel::control, text, false);
     // One message is answered at most twice: what it asked for, and the acknowledgement.
-    fuzz::require(session.outlet.take().size() <= 2);
+    fuzz::require(session.sender.take().size() <= 2);
   }
   session.authorisation.resetOnChannelClose();
   fuzz::require(session.synthesis.heldKeys.empty() && session.synthesis.heldButtons.empty());

@@ -5,7 +5,7 @@
 #include "main/session/peer/Negotiation.h"
 #include "main/signalling/Signaler.h"
 #include "main/video/quality/VideoQuality.h"
-#include "tests/fakes/FakeControlOutlet.h"
+#include "tests/fakes/FakeControlSender.h"
 #include "tests/fakes/FakeDisplays.h"
 #include "tests/fakes/FakePeerConnection.h"
 #include "tests/fakes/FakeScheduler.h"
@@ -39,10 +39,10 @@ struct Session {
   ChatInbox chat{scheduler};
   fakes::Journal journal;
   fakes::FakeDisplays displays{{{.bounds = {0, 0, 1920, 1080}}}};
-  fakes::FakeControlOutlet outlet;
+  fakes::FakeControlSender sender;
   fakes::FakeVideoSources sources{journal};
   std::unique_ptr<VideoSender> videoSender;
-  SharingControl sharing{Environment::of({}), displays, outlet, sources.factory(),
+  SharingControl sharing{Environment::of({}), displays, sender, sources.factory(),
                          SharingControl::Callbacks{.makeOffer = [this] { negotiation.makeOffer(); },
                                                    .changed = [] {},
                                                    .displayResized = [this] { quality.displayResized(); },

@@ -11,8 +11,8 @@ QString trueOrFalse(bool value) { return value ? u"true"_s : u"false"_s; }
 
 }  // namespace
 
-ControlAuthorisation::ControlAuthorisation(Settings settings, ControlOutlet& outlet, Callbacks callbacks)
-    : settings_(std::move(settings)), outlet_(outlet), callbacks_(std::move(callbacks)) {}
+ControlAuthorisation::ControlAuthorisation(Settings settings, ControlSender& sender, Callbacks callbacks)
+    : settings_(std::move(settings)), sender_(sender), callbacks_(std::move(callbacks)) {}
 
 bool ControlAuthorisation::isDemoRoom() const { return settings_.roomId == "demo"_L1; }
 
@@ -47,10 +47,10 @@ void ControlAuthorisation::setAllowRemoteControl(bool allow) {
 }
 
 void ControlAuthorisation::notifyControlState() {
-  if (outlet_.isOpen(ControlChannel::reliable)) {
-    outlet_.send(ControlChannel::reliable, controlState());
-  } else if (outlet_.isOpen(ControlChannel::control)) {
-    outlet_.send(ControlChannel::control, controlState());
+  if (sender_.isOpen(ControlChannel::reliable)) {
+    sender_.send(ControlChannel::reliable, controlState());
+  } else if (sender_.isOpen(ControlChannel::control)) {
+    sender_.send(ControlChannel::control, controlState());
   }
 }
 
@@ -64,7 +64,7 @@ void ControlAuthorisation::handleAuth(ControlChannel origin, const JsonObject& m
   const QString token = stringField(message, "token"_L1).value_or(QString());
   controlAuthed_ = isDemoRoom() || token == settings_.controlPIN;
   logLine(u"[control] auth="_s + trueOrFalse(controlAuthed_));
-  outlet_.reply(origin, {{u"type"_s, u"auth"_s}, {u"ok"_s, controlAuthed_}});
+  sender_.reply(origin, {{u"type"_s, u"auth"_s}, {u"ok"_s, controlAuthed_}});
 }
 
 bool ControlAuthorisation::handleControl(ControlChannel origin, const JsonObject& message) {
@@ -72,12 +72,12 @@ bool ControlAuthorisation::handleControl(ControlChannel origin, const JsonObject
   const bool wanted = boolField(message, "enable"_L1).value_or(false);
   setControlEnabled(wanted && allowRemoteControl_ && (controlAuthed_ || isDemoRoom()) && permitted);
   logLine(u"[control] enabled="_s + trueOrFalse(controlEnabled_));
-  outlet_.reply(origin, controlState());
+  sender_.reply(origin, controlState());
   return permitted;
 }
 
 void ControlAuthorisation::sendPermissionRequired(ControlChannel origin) {
-  outlet_.reply(origin, {{u"type"_s, u"permission_required"_s}, {u"permission"_s, u"accessibility"_s}});
+  sender_.reply(origin, {{u"type"_s, u"permission_required"_s}, {u"permission"_s, u"accessibility"_s}});
 }
 
 }  // namespace vantora

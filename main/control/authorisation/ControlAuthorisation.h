@@ -28,8 +28,8 @@ class ControlAuthorisation {
     RandomBelow random;
   };
 
-  // `outlet` must outlive this object.
-  ControlAuthorisation(Settings settings, ControlOutlet& outlet, Callbacks callbacks);
+  // `sender` must outlive this object.
+  ControlAuthorisation(Settings settings, ControlSender& sender, Callbacks callbacks);
 
   QString getPIN() const { return settings_.controlPIN; }
   bool isPinLocked() const { return settings_.pinLockedByEnv; }
@@ -62,7 +62,7 @@ class ControlAuthorisation {
   JsonObject controlState() const;
 
   Settings settings_;
-  ControlOutlet& outlet_;
+  ControlSender& sender_;
   Callbacks callbacks_;
   bool controlEnabled_ = false;
   bool controlAuthed_ = false;

@@ -30,11 +30,11 @@ void logUpdate(const QString& text) {
 
 }  // namespace
 
-ClipboardSync::ClipboardSync(Clipboard& clipboard, ControlOutlet& outlet, Scheduler& scheduler)
+ClipboardSync::ClipboardSync(Clipboard& clipboard, ControlSender& sender, Scheduler& scheduler)
     : clipboard_(clipboard),
-      outlet_(outlet),
+      sender_(sender),
       scheduler_(scheduler),
-      outgoing_(outlet, scheduler),
+      outgoing_(sender, scheduler),
       self_(std::make_shared<ClipboardSync*>(this)) {
   clipboard_.setChangedHandler([this] { noticed(); });
 }
@@ -60,7 +60,7 @@ bool ClipboardSync::takePiece(const TextPiece& piece) {
       return true;
     }
     case IncomingText::Outcome::tooLong:
-      outlet_.send(ControlChannel::reliable, {{u"type"_s, u"clipboard_too_large"_s},
+      sender_.send(ControlChannel::reliable, {{u"type"_s, u"clipboard_too_large"_s},
                                               {u"id"_s, piece.id},
                                               {u"length"_s, piece.length},
                                               {u"limit"_s, Clipboard::kMaxTextBytes}});
@@ -81,7 +81,7 @@ void ClipboardSync::channelClosed(ControlChannel channel) {
 void ClipboardSync::setClipboardSyncEnabled(bool enabled, bool parts) {
   affinity_.check("ClipboardSync::setClipboardSyncEnabled");
   clipboardSyncEnabled_ = enabled;
-  changesInParts_ = parts ? std::optional(outlet_.connection()) : std::nullopt;
+  changesInParts_ = parts ? std::optional(sender_.connection()) : std::nullopt;
   if (enabled) {
     startClipboardMonitoring();
   } else {
@@ -139,7 +139,7 @@ void ClipboardSync::proceed() {
 void ClipboardSync::answerWithTextUnderWay() {
   if (!outgoing_.isUnderWay() || outgoingCount_ != clipboard_.changeCount()) return;
   const auto takesIt = [this](const Receiver& asker) {
-    return asker.parts && asker.to.connection == outlet_.connection();
+    return asker.parts && asker.to.connection == sender_.connection();
   };
   if (waiting_.removeIf(takesIt) > 0) outgoing_.restart();
 }
@@ -190,7 +190,7 @@ void ClipboardSync::readingArrived(const ClipboardReading& reading) {
   }
   bool inParts = false;
   for (Receiver asker : std::exchange(askers_, {})) {
-    if (asker.to.connection != outlet_.connection()) continue;
+    if (asker.to.connection != sender_.connection()) continue;
     // The pieces for one are for all: they need not begin anew.
     asker.asked = !(asker.parts && inParts);
     inParts = inParts || asker.parts;
@@ -209,8 +209,8 @@ void ClipboardSync::readingArrived(const ClipboardReading& reading) {
 void ClipboardSync::syncChange(const Content& content) {
   viewersText_.reset();
   logLine(u"[sync] Clipboard changed, syncing to client: \""_s + textPreview(content.text.value_or(QString())) + u'"');
-  if (outlet_.isOpen(ControlChannel::reliable)) {
-    const quint64 connection = outlet_.connection();
+  if (sender_.isOpen(ControlChannel::reliable)) {
+    const quint64 connection = sender_.connection();
     send({.to = {.connection = connection}, .parts = changesInParts_ == connection, .asked = false}, content);
   } else {
     logLine("[sync] Warning: Data channel not ready");
@@ -220,16 +220,16 @@ void ClipboardSync::syncChange(const Content& content) {
 // Whatever is sent is newer than a text that is still under way.
 void ClipboardSync::send(const Receiver& receiver, const Content& content) {
   const ControlChannel channel = receiver.to.origin;
-  if (!outlet_.isOpen(channel)) return;
-  const auto most = static_cast<qint64>(outlet_.maxMessageSize(channel));
+  if (!sender_.isOpen(channel)) return;
+  const auto most = static_cast<qint64>(sender_.maxMessageSize(channel));
   if (!content.text) return refuse(receiver, content.length, receiver.parts ? Clipboard::kMaxTextBytes : most);
 
   const QString& text = *content.text;
   // A unit takes a byte at least: the rest of a long text need not be counted.
   if (text.size() + kEnvelope <= most && jsonLength(text) + kEnvelope <= most) {
     outgoing_.stop();
-    outlet_.send(channel, {{u"type"_s, u"clipboard_sync"_s}, {u"text"_s, text}});
-  } else if (receiver.parts && outlet_.isOpen(ControlChannel::reliable)) {
+    sender_.send(channel, {{u"type"_s, u"clipboard_sync"_s}, {u"text"_s, text}});
+  } else if (receiver.parts && sender_.isOpen(ControlChannel::reliable)) {
     outgoing_.start(text, content.length, receiver.asked);
     outgoingCount_ = readCount_;
   } else {
@@ -243,12 +243,12 @@ void ClipboardSync::refuse(const Receiver& receiver, qint64 length, qint64 limit
       QString::number(length), QString::number(limit)));
   // A viewer that neither asked nor knows of pieces cannot know this message either.
   if (!receiver.asked && !receiver.parts) return;
-  outlet_.send(receiver.to.origin, {{u"type"_s, u"clipboard_too_large"_s}, {u"length"_s, length}, {u"limit"_s, limit}});
+  sender_.send(receiver.to.origin, {{u"type"_s, u"clipboard_too_large"_s}, {u"length"_s, length}, {u"limit"_s, limit}});
 }
 
-void bindClipboardMessages(ControlDispatcher& dispatcher, ClipboardSync& sync, const ControlOutlet& outlet) {
+void bindClipboardMessages(ControlDispatcher& dispatcher, ClipboardSync& sync, const ControlSender& sender) {
   dispatcher.on("clipboard_request"_L1, [&](const ControlRequest& request) {
-    sync.sendClipboardContent({.origin = request.origin, .connection = outlet.connection()},
+    sync.sendClipboardContent({.origin = request.origin, .connection = sender.connection()},
                               boolField(request.body, "parts"_L1).value_or(false));
     return Handled::yes;
   });

@@ -29,7 +29,7 @@ class ClipboardSync {
   static constexpr std::chrono::milliseconds kRest{1000};
 
   // All of these must outlive this object.
-  ClipboardSync(Clipboard& clipboard, ControlOutlet& outlet, Scheduler& scheduler);
+  ClipboardSync(Clipboard& clipboard, ControlSender& sender, Scheduler& scheduler);
   ~ClipboardSync();
   ClipboardSync(const ClipboardSync&) = delete;
   ClipboardSync& operator=(const ClipboardSync&) = delete;
@@ -81,7 +81,7 @@ class ClipboardSync {
 
   ThreadAffinity affinity_;
   Clipboard& clipboard_;
-  ControlOutlet& outlet_;
+  ControlSender& sender_;
   Scheduler& scheduler_;
   bool clipboardSyncEnabled_ = false;
   qint64 lastClipboardChangeCount_ = 0;
@@ -115,6 +115,6 @@ class ClipboardSync {
 };
 
 // Installs the handlers of the clipboard messages. Both must outlive `dispatcher`. Main thread.
-void bindClipboardMessages(ControlDispatcher& dispatcher, ClipboardSync& sync, const ControlOutlet& outlet);
+void bindClipboardMessages(ControlDispatcher& dispatcher, ClipboardSync& sync, const ControlSender& sender);
 
 }  // namespace vantora

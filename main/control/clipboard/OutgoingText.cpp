@@ -23,7 +23,7 @@ void OutgoingText::start(const QString& text, qint64 length, bool asked) {
     if (asked) restart();
     return;
   }
-  const quint64 longest = std::min(kMaxPieceMessage, outlet_.maxMessageSize(ControlChannel::reliable));
+  const quint64 longest = std::min(kMaxPieceMessage, sender_.maxMessageSize(ControlChannel::reliable));
   ++id_;
   transfer_ = Transfer{.text = text,
                        .length = length,
@@ -54,7 +54,7 @@ void OutgoingText::stopUnlessAsked() {
 // What the transport has taken over is not counted as waiting: hence also a bound on what is sent at once.
 void OutgoingText::sendMore() {
   quint64 sent = 0;
-  while (transfer_ && sent < kMaxWaiting && outlet_.bufferedAmount(ControlChannel::reliable) < kMaxWaiting) {
+  while (transfer_ && sent < kMaxWaiting && sender_.bufferedAmount(ControlChannel::reliable) < kMaxWaiting) {
     sent += static_cast<quint64>(sendNext());
   }
 }
@@ -63,7 +63,7 @@ qint64 OutgoingText::sendNext() {
   Transfer& transfer = *transfer_;
   const qsizetype begin = transfer.next == 0 ? 0 : transfer.ends[transfer.next - 1];
   const QString piece = transfer.text.sliced(begin, transfer.ends[transfer.next] - begin);
-  outlet_.send(ControlChannel::reliable, {{u"type"_s, u"clipboard_sync"_s},
+  sender_.send(ControlChannel::reliable, {{u"type"_s, u"clipboard_sync"_s},
                                           {u"id"_s, id_},
                                           {u"part"_s, transfer.next},
                                           {u"parts"_s, transfer.ends.size()},

@@ -22,7 +22,7 @@ class OutgoingText {
   static constexpr std::chrono::milliseconds kLookEvery{10};
 
   // Both must outlive this object.
-  OutgoingText(ControlOutlet& outlet, Scheduler& scheduler) : outlet_(outlet), scheduler_(scheduler) {}
+  OutgoingText(ControlSender& sender, Scheduler& scheduler) : sender_(sender), scheduler_(scheduler) {}
 
   // Sends `text`, of `length` bytes of UTF-8, in place of one that is under way. `asked`: the viewer asked for it. When
   // the same text is under way it is restarted for a viewer that asked, else it goes on.
@@ -47,7 +47,7 @@ class OutgoingText {
   void sendMore();
   qint64 sendNext();
 
-  ControlOutlet& outlet_;
+  ControlSender& sender_;
   Scheduler& scheduler_;
   qint64 id_ = 0;  // Of the newest transfer.
   std::optional<Transfer> transfer_;

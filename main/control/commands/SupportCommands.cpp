@@ -22,16 +22,16 @@ void SupportCommands::handleExecCommand(ControlChannel origin, const JsonObject&
   if (!command.allowed()) {
     JsonObject result = commandResult(id, false, -1);
     result.insert(u"stderr"_s, u"Command not allowed"_s);
-    outlet_.reply(origin, result);
+    sender_.reply(origin, result);
     return;
   }
   // By then another viewer may be there, whom neither the command nor its output concerns.
-  const ReplyAddress asker{.origin = origin, .connection = outlet_.connection()};
+  const ReplyAddress asker{.origin = origin, .connection = sender_.connection()};
   runCommandAsync(command.id, [this, asker, id](bool ok, qint32 code, const QString& out, const QString& err) {
     JsonObject result = commandResult(id, ok, code);
     result.insert(u"stdout"_s, out);
     result.insert(u"stderr"_s, err);
-    outlet_.reply(asker, result);
+    sender_.reply(asker, result);
   });
 }
 

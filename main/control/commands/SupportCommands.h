@@ -19,7 +19,7 @@ class SupportCommands {
   using Done = std::function<void(bool, qint32, const QString&, const QString&)>;
 
   // Both must outlive this object.
-  SupportCommands(ControlOutlet& outlet, SupportTools& tools) : outlet_(outlet), tools_(tools) {}
+  SupportCommands(ControlSender& sender, SupportTools& tools) : sender_(sender), tools_(tools) {}
   ~SupportCommands() { endAll(); }
   SupportCommands(const SupportCommands&) = delete;
   SupportCommands& operator=(const SupportCommands&) = delete;
@@ -40,7 +40,7 @@ class SupportCommands {
   void endAll() { tools_.endAll(); }
 
  private:
-  ControlOutlet& outlet_;
+  ControlSender& sender_;
   SupportTools& tools_;
 };
 

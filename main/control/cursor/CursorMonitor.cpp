@@ -25,13 +25,13 @@ constexpr std::size_t kMostWaiting = 64;
 
 }  // namespace
 
-CursorMonitor::CursorMonitor(Environment environment, Scheduler& scheduler, Desktop desktop, ControlOutlet& outlet,
+CursorMonitor::CursorMonitor(Environment environment, Scheduler& scheduler, Desktop desktop, ControlSender& sender,
                              bool cursorDebug)
     : environment_(std::move(environment)),
       scheduler_(scheduler),
       cursor_(desktop.cursor),
       accessibility_(desktop.accessibility),
-      outlet_(outlet),
+      sender_(sender),
       cursorDebug_(cursorDebug),
       serial_(std::make_shared<quint64>(0)) {}
 
@@ -120,8 +120,8 @@ void CursorMonitor::look() {
 
 void CursorMonitor::detectCursorShapeViaAX(FoundAnswer answer) {
   const AccessibilityTrust trust = accessibility_.trust();
-  if (trust == AccessibilityTrust::refused && outlet_.isOpen(ControlChannel::reliable)) {
-    outlet_.send(ControlChannel::reliable,
+  if (trust == AccessibilityTrust::refused && sender_.isOpen(ControlChannel::reliable)) {
+    sender_.send(ControlChannel::reliable,
                  {{u"type"_s, u"permission_required"_s}, {u"permission"_s, u"accessibility"_s}});
   }
   if (trust != AccessibilityTrust::granted) return answer(std::nullopt);
@@ -159,17 +159,17 @@ void CursorMonitor::finishLook(const std::optional<QString>& shape) {
 
 void CursorMonitor::sendCursorShape(const QString& shape) {
   const ControlChannel channel =
-      outlet_.exists(ControlChannel::control) ? ControlChannel::control : ControlChannel::reliable;
-  outlet_.send(channel, {{u"type"_s, u"cursor_shape"_s},
+      sender_.exists(ControlChannel::control) ? ControlChannel::control : ControlChannel::reliable;
+  sender_.send(channel, {{u"type"_s, u"cursor_shape"_s},
                          {u"shape"_s, shape},
                          {u"timestamp"_s, static_cast<qint64>(scheduler_.unixMilliseconds())}});
 }
 
 void CursorMonitor::handleCursorQuery(std::function<void()> acknowledge) {
   getCurrentCursorShape(
-      [this, asker = outlet_.connection(), acknowledge = std::move(acknowledge)](const QString& shape) {
+      [this, asker = sender_.connection(), acknowledge = std::move(acknowledge)](const QString& shape) {
         // The viewer may have been replaced while the accessibility service was asked.
-        if (asker != outlet_.connection()) return;
+        if (asker != sender_.connection()) return;
         debug(u"Cursor query → sending: "_s + shape);
         sendCursorShape(shape);
         acknowledge();

@@ -32,7 +32,7 @@ class CursorMonitor {
   };
 
   // `cursorDebug`: log every look.
-  CursorMonitor(Environment environment, Scheduler& scheduler, Desktop desktop, ControlOutlet& outlet,
+  CursorMonitor(Environment environment, Scheduler& scheduler, Desktop desktop, ControlSender& sender,
                 bool cursorDebug);
   ~CursorMonitor();
   CursorMonitor(const CursorMonitor&) = delete;
@@ -71,7 +71,7 @@ class CursorMonitor {
   Scheduler& scheduler_;
   SystemCursor& cursor_;
   Accessibility& accessibility_;
-  ControlOutlet& outlet_;
+  ControlSender& sender_;
   const bool cursorDebug_;
   QString lastCursorShape_;
 

@@ -53,7 +53,7 @@ void ControlDispatcher::dataChannelDidReceiveMessage(ControlChannel origin, cons
 void ControlDispatcher::sendAck(ControlChannel channel, const JsonObject& request) {
   JsonObject ack{{u"type"_s, u"ack"_s}};
   if (const auto req = request.find("req"_L1); req != request.end()) ack.insert(u"req"_s, *req);
-  outlet_.send(channel, ack);
+  sender_.send(channel, ack);
 }
 
 }  // namespace vantora

@@ -37,9 +37,9 @@ class ControlDispatcher {
   // Whether a gate is open.
   using Gates = std::function<bool(Gate)>;
 
-  // `outlet` and `scheduler` must outlive this object.
-  ControlDispatcher(ControlOutlet& outlet, const Scheduler& scheduler, Gates allowed)
-      : outlet_(outlet), scheduler_(scheduler), allowed_(std::move(allowed)) {}
+  // `sender` and `scheduler` must outlive this object.
+  ControlDispatcher(ControlSender& sender, const Scheduler& scheduler, Gates allowed)
+      : sender_(sender), scheduler_(scheduler), allowed_(std::move(allowed)) {}
 
   // Installs the handler of a type in the table; a type without one is ignored like an unknown one.
   void on(QLatin1StringView type, Handler handler);
@@ -56,7 +56,7 @@ class ControlDispatcher {
   void sendAck(ControlChannel channel, const JsonObject& request);
 
  private:
-  ControlOutlet& outlet_;
+  ControlSender& sender_;
   const Scheduler& scheduler_;
   Gates allowed_;
   std::map<QLatin1StringView, Handler> handlers_;

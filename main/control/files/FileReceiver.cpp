@@ -15,14 +15,14 @@ qint64 bytesOf(const QString& text) { return text.size() * static_cast<qint64>(s
 
 }  // namespace
 
-FileReceiver::FileReceiver(ControlOutlet& outlet, std::function<QString()> downloadFolder, qint64 maxWaitingBytes)
-    : outlet_(outlet),
+FileReceiver::FileReceiver(ControlSender& sender, std::function<QString()> downloadFolder, qint64 maxWaitingBytes)
+    : sender_(sender),
       self_(std::make_shared<FileReceiver*>(this)),
       incomingFiles_({.downloadFolder = std::move(downloadFolder),
                       .reply =
                           [weak = std::weak_ptr(self_)](const ReplyAddress& to, const JsonObject& message) {
                             postToMain([weak, to, message] {
-                              if (const auto self = weak.lock()) (*self)->outlet_.reply(to, message);
+                              if (const auto self = weak.lock()) (*self)->sender_.reply(to, message);
                             });
                           }}),
       fileQueue_(maxWaitingBytes) {}
@@ -34,7 +34,7 @@ void FileReceiver::setFileReceiveAllowed(bool allow) {
 }
 
 ReplyAddress FileReceiver::sender(const ControlRequest& request) const {
-  return {.origin = request.origin, .connection = outlet_.connection()};
+  return {.origin = request.origin, .connection = sender_.connection()};
 }
 
 Handled FileReceiver::fileStart(const ControlRequest& request) {
@@ -50,7 +50,7 @@ Handled FileReceiver::fileStart(const ControlRequest& request) {
   if (queued) {
     abandoned_ = false;
   } else {
-    outlet_.reply(request.origin, fileRejected(*id, *name, "overloaded"_L1));
+    sender_.reply(request.origin, fileRejected(*id, *name, "overloaded"_L1));
   }
   return Handled::yes;
 }
@@ -59,7 +59,7 @@ Handled FileReceiver::fileChunk(const ControlRequest& request) {
   const auto id = stringField(request.body, "id"_L1);
   const auto data = stringField(request.body, "data"_L1);
   if (!id || !data) return Handled::ignored;
-  postOrAbandon(bytesOf(*id) + bytesOf(*data), [this, connection = outlet_.connection(), id = *id, data = *data] {
+  postOrAbandon(bytesOf(*id) + bytesOf(*data), [this, connection = sender_.connection(), id = *id, data = *data] {
     incomingFiles_.appendBase64(connection, id, data);
   });
   return Handled::yes;
@@ -67,7 +67,7 @@ Handled FileReceiver::fileChunk(const ControlRequest& request) {
 
 void FileReceiver::binaryPiece(const QByteArray& piece) {
   postOrAbandon(piece.size(),
-                [this, connection = outlet_.connection(), piece] { incomingFiles_.appendBinary(connection, piece); });
+                [this, connection = sender_.connection(), piece] { incomingFiles_.appendBinary(connection, piece); });
 }
 
 Handled FileReceiver::fileEnd(const ControlRequest& request) {
@@ -78,7 +78,7 @@ Handled FileReceiver::fileEnd(const ControlRequest& request) {
 }
 
 void FileReceiver::refuseFileStart(const ControlRequest& request) {
-  outlet_.reply(request.origin, fileRejected(stringField(request.body, "id"_L1).value_or(QString()),
+  sender_.reply(request.origin, fileRejected(stringField(request.body, "id"_L1).value_or(QString()),
                                              stringField(request.body, "name"_L1).value_or(QString()), "disabled"_L1));
 }
 
@@ -86,7 +86,7 @@ void FileReceiver::postOrAbandon(qint64 bytes, FileQueue::Task task) {
   affinity_.check("FileReceiver::postOrAbandon");
   if (abandoned_ || fileQueue_.post(kOverhead + bytes, std::move(task))) return;
   abandoned_ = true;
-  fileQueue_.postAlways([this, connection = outlet_.connection()] { incomingFiles_.abandonAll(connection); });
+  fileQueue_.postAlways([this, connection = sender_.connection()] { incomingFiles_.abandonAll(connection); });
 }
 
 void bindFileMessages(ControlDispatcher& dispatcher, FileReceiver& files) {

@@ -18,8 +18,8 @@ class FileReceiver {
   // Bytes of file pieces that may wait for the disk. Beyond them every open transfer ends.
   static constexpr qint64 kMaxWaitingBytes = 64LL * 1024 * 1024;
 
-  // `outlet` must outlive this object. `downloadFolder`: see IncomingFiles; called on the queue's thread.
-  FileReceiver(ControlOutlet& outlet, std::function<QString()> downloadFolder,
+  // `sender` must outlive this object. `downloadFolder`: see IncomingFiles; called on the queue's thread.
+  FileReceiver(ControlSender& sender, std::function<QString()> downloadFolder,
                qint64 maxWaitingBytes = kMaxWaitingBytes);
 
   bool isFileReceiveAllowed() const { return allowIncomingFiles_; }
@@ -39,7 +39,7 @@ class FileReceiver {
   ReplyAddress sender(const ControlRequest& request) const;
 
   ThreadAffinity affinity_;
-  ControlOutlet& outlet_;
+  ControlSender& sender_;
   bool allowIncomingFiles_ = true;
   // Room ran out and no transfer was started since: there is none left that anything could belong to.
   bool abandoned_ = false;

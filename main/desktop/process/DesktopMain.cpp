@@ -8,7 +8,7 @@
 #include <initializer_list>
 
 #include "main/desktop/DesktopProcess.h"
-#include "main/desktop/RemoteFace.h"
+#include "main/desktop/SessionProxy.h"
 #include "main/desktop/process/ClipboardService.h"
 #include "main/ui/UserInterface.h"
 #include "platform/DisplayServer.h"
@@ -126,7 +126,7 @@ class Desktop {
   const bool hasScreen_;
   const InfoDictionary info_ = InfoDictionary::load(QCoreApplication::applicationDirPath());
   DesktopLink link_;
-  RemoteFace face_;
+  SessionProxy face_;
   ClipboardService clipboard_;
   // The number of the last line of the chat that stands in the window.
   qint64 lastLine_ = 0;

@@ -12,7 +12,7 @@ namespace vantora {
 
 // Keeps both channels alive: a channel that reports its closing is replaced at once. Thread: main. Owner: the
 // PeerLink of one connection; dies with it.
-class ControlChannels final : public ControlOutlet {
+class ControlChannels final : public ControlSender {
  public:
   struct Events {
     std::function<void(ControlChannel)> opened;

@@ -5,9 +5,9 @@
 
 namespace vantora {
 
-StartJob machineStatistics(WorkerThreads& thread) {
+TaskStarter machineStatistics(WorkerThreads& thread) {
   // Used by the one thread only, one collection after another.
-  return [&thread, figures = std::make_shared<LinuxFigures>(LinuxFigures::Sources::ofThisMachine())](JobDone done) {
+  return [&thread, figures = std::make_shared<LinuxFigures>(LinuxFigures::Sources::ofThisMachine())](TaskDone done) {
     return thread.start([figures](const std::stop_token& stop) { return toJson(figures->collect(stop)); },
                         std::move(done));
   };

@@ -6,6 +6,6 @@
 namespace vantora {
 
 // Collects the "sys" object on `thread`, which must have one thread only and outlive the result.
-[[nodiscard]] StartJob machineStatistics(WorkerThreads& thread);
+[[nodiscard]] TaskStarter machineStatistics(WorkerThreads& thread);
 
 }  // namespace vantora

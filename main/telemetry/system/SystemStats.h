@@ -4,7 +4,7 @@
 #include <memory>
 #include <optional>
 
-#include "main/base/Job.h"
+#include "main/base/BackgroundTask.h"
 #include "main/base/Scheduler.h"
 
 namespace vantora {
@@ -22,7 +22,7 @@ class SystemStats {
   static constexpr std::chrono::milliseconds kTooOld{3000};
 
   // `collect` gives the "sys" object.
-  SystemStats(const Scheduler& scheduler, StartJob collect) : scheduler_(scheduler), collect_(std::move(collect)) {}
+  SystemStats(const Scheduler& scheduler, TaskStarter collect) : scheduler_(scheduler), collect_(std::move(collect)) {}
 
   // The "sys" object: the same one for a second, then the next. Empty while nothing is known; none when this machine
   // has no figures at all.
@@ -38,13 +38,13 @@ class SystemStats {
   [[nodiscard]] bool isOlder(const std::optional<Time>& at, std::chrono::milliseconds age) const;
 
   const Scheduler& scheduler_;
-  const StartJob collect_;
+  const TaskStarter collect_;
   JsonObject lastSysStats_;
   std::optional<Time> lastSysAt_;  // since when they are served
   // Collected, and not served yet.
   JsonObject next_;
   std::optional<Time> nextAt_;
-  std::unique_ptr<Job> job_;
+  std::unique_ptr<BackgroundTask> job_;
 };
 
 }  // namespace vantora

@@ -27,7 +27,7 @@ bool isWebAddress(const QUrl& url) {
 
 }  // namespace
 
-HostChatWindow::HostChatWindow(HostFace& face, OpenUrl openUrl) : face_(face) {
+HostChatWindow::HostChatWindow(SessionControl& face, OpenUrl openUrl) : face_(face) {
   if (!openUrl) openUrl = [](const QUrl& url) { QDesktopServices::openUrl(url); };
   setWindowTitle(u"Vantora Chat"_s);
   setWindowFlags(Qt::Window | Qt::WindowTitleHint | Qt::WindowSystemMenuHint | Qt::WindowCloseButtonHint |

@@ -6,7 +6,7 @@
 #include <QWidget>
 #include <functional>
 
-#include "main/ui/HostFace.h"
+#include "main/ui/SessionControl.h"
 #include "main/ui/chat/ChatInput.h"
 #include "main/ui/chat/Transcript.h"
 
@@ -20,7 +20,7 @@ class HostChatWindow final : public QWidget {
   using OpenUrl = std::function<void(const QUrl&)>;
 
   // `face` must outlive the window.
-  explicit HostChatWindow(HostFace& face, OpenUrl openUrl = {});
+  explicit HostChatWindow(SessionControl& face, OpenUrl openUrl = {});
 
   // Adds one message; `ts` is in milliseconds since 1970.
   void append(const QString& from, const QString& text, qint64 ts);
@@ -40,7 +40,7 @@ class HostChatWindow final : public QWidget {
   void keyPressEvent(QKeyEvent* event) override;
 
  private:
-  HostFace& face_;
+  SessionControl& face_;
   std::function<void()> shownHandler_;
   Transcript* transcript_;
   ChatInput* input_;

@@ -19,7 +19,7 @@ bool isAv1(const webrtc::SdpVideoFormat& format) { return absl::EqualsIgnoreCase
 
 class EncoderFactory final : public webrtc::VideoEncoderFactory {
  public:
-  explicit EncoderFactory(std::shared_ptr<const KeyFrameWish> wish) : wish_(std::move(wish)) {}
+  explicit EncoderFactory(std::shared_ptr<const KeyFrameRequest> wish) : wish_(std::move(wish)) {}
 
   std::vector<webrtc::SdpVideoFormat> GetSupportedFormats() const override {
     std::vector<webrtc::SdpVideoFormat> formats = builtin_->GetSupportedFormats();
@@ -47,13 +47,13 @@ class EncoderFactory final : public webrtc::VideoEncoderFactory {
   }
 
  private:
-  std::shared_ptr<const KeyFrameWish> wish_;
+  std::shared_ptr<const KeyFrameRequest> wish_;
   std::unique_ptr<webrtc::VideoEncoderFactory> builtin_ = webrtc::CreateBuiltinVideoEncoderFactory();
 };
 
 }  // namespace
 
-std::unique_ptr<webrtc::VideoEncoderFactory> makeVideoEncoderFactory(std::shared_ptr<const KeyFrameWish> wish) {
+std::unique_ptr<webrtc::VideoEncoderFactory> makeVideoEncoderFactory(std::shared_ptr<const KeyFrameRequest> wish) {
   return std::make_unique<EncoderFactory>(std::move(wish));
 }
 

@@ -5,7 +5,7 @@
 
 #include <memory>
 
-#include "main/video/encoders/KeyFrameWish.h"
+#include "main/video/encoders/KeyFrameRequest.h"
 
 namespace vantora {
 
@@ -13,6 +13,6 @@ namespace vantora {
 // thread; the encoders it makes run on the library's encoder queue. What they encode next after `wish` was made is a
 // key frame.
 [[nodiscard]] std::unique_ptr<webrtc::VideoEncoderFactory> makeVideoEncoderFactory(
-    std::shared_ptr<const KeyFrameWish> wish);
+    std::shared_ptr<const KeyFrameRequest> wish);
 
 }  // namespace vantora

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "main/video/encoders/ChangedBlocks.h"
-#include "main/video/encoders/KeyFrameWish.h"
+#include "main/video/encoders/KeyFrameRequest.h"
 #include "main/video/encoders/LeakyBucket.h"
 
 namespace vantora {
@@ -21,7 +21,7 @@ namespace vantora {
 // encoder queue, which also owns it.
 class ScreenTunedEncoder final : public webrtc::VideoEncoder, private webrtc::EncodedImageCallback {
  public:
-  ScreenTunedEncoder(std::unique_ptr<webrtc::VideoEncoder> encoder, std::shared_ptr<const KeyFrameWish> wish)
+  ScreenTunedEncoder(std::unique_ptr<webrtc::VideoEncoder> encoder, std::shared_ptr<const KeyFrameRequest> wish)
       : encoder_(std::move(encoder)), wish_(std::move(wish)), granted_(wish_->made()) {}
 
   void SetFecControllerOverride(webrtc::FecControllerOverride* override) override;
@@ -44,7 +44,7 @@ class ScreenTunedEncoder final : public webrtc::VideoEncoder, private webrtc::En
   void tellElapsedTime(int64_t nowUs);
 
   std::unique_ptr<webrtc::VideoEncoder> encoder_;
-  std::shared_ptr<const KeyFrameWish> wish_;
+  std::shared_ptr<const KeyFrameRequest> wish_;
   unsigned granted_;
   unsigned asked_ = granted_;
   webrtc::EncodedImageCallback* callback_ = nullptr;

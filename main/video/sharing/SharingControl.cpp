@@ -12,11 +12,11 @@ using namespace Qt::Literals::StringLiterals;
 
 }  // namespace
 
-SharingControl::SharingControl(Environment environment, Displays& displays, ControlOutlet& outlet,
+SharingControl::SharingControl(Environment environment, Displays& displays, ControlSender& sender,
                                VideoSourceFactory factory, Callbacks callbacks)
     : environment_(std::move(environment)),
       displays_(displays),
-      outlet_(outlet),
+      sender_(sender),
       factory_(std::move(factory)),
       callbacks_(std::move(callbacks)),
       self_(std::make_shared<SharingControl*>(this)) {}
@@ -158,7 +158,7 @@ void SharingControl::notifyClientPermission(const QString& permission) {
 
 void SharingControl::sendMissingPermission() {
   if (missingPermission_.isEmpty()) return;
-  outlet_.send(ControlChannel::control, {{u"type"_s, u"permission_required"_s}, {u"permission"_s, missingPermission_}});
+  sender_.send(ControlChannel::control, {{u"type"_s, u"permission_required"_s}, {u"permission"_s, missingPermission_}});
 }
 
 }  // namespace vantora

@@ -33,7 +33,7 @@ class SharingControl {
   };
 
   // Everything referred to must outlive this object.
-  SharingControl(Environment environment, Displays& displays, ControlOutlet& outlet, VideoSourceFactory factory,
+  SharingControl(Environment environment, Displays& displays, ControlSender& sender, VideoSourceFactory factory,
                  Callbacks callbacks);
   ~SharingControl();
   SharingControl(const SharingControl&) = delete;
@@ -82,7 +82,7 @@ class SharingControl {
 
   Environment environment_;
   Displays& displays_;
-  ControlOutlet& outlet_;
+  ControlSender& sender_;
   VideoSourceFactory factory_;
   Callbacks callbacks_;
   std::shared_ptr<SharingControl*> self_;

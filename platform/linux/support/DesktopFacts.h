@@ -5,7 +5,7 @@
 #include <QString>
 #include <functional>
 
-#include "platform/linux/support/ReplacedLooks.h"
+#include "platform/linux/support/ReplacedSettings.h"
 
 namespace vantora {
 
@@ -30,7 +30,7 @@ struct DesktopFacts {
   bool downloadsExist = false;
   QString caches;
   // What earlier commands have replaced.
-  ReplacedLooks replaced;
+  ReplacedSettings replaced;
   // The path of a program by its name, empty when it is not installed.
   std::function<QString(const QString&)> find;
   // Whether a folder exists.

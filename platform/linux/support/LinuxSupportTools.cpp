@@ -8,8 +8,8 @@
 #include "main/base/MainThread.h"
 #include "main/base/ThreadAffinity.h"
 #include "platform/linux/support/CommandRunner.h"
-#include "platform/linux/support/Counterparts.h"
 #include "platform/linux/support/DesktopProbe.h"
+#include "platform/linux/support/LinuxCommandPlans.h"
 #include "platform/linux/support/LoginShell.h"
 
 namespace vantora {
@@ -36,11 +36,11 @@ QProcessEnvironment separateCopy(const QProcessEnvironment& environment) {
 
 struct Result {
   CommandOutcome outcome;
-  ReplacedLooks replaced;
+  ReplacedSettings replaced;
 };
 
 // One thread's work: everything it needs, by value.
-Result carryOut(const LinuxSupportSettings& settings, const Planner& planner, const ReplacedLooks& replaced,
+Result carryOut(const LinuxSupportSettings& settings, const Planner& planner, const ReplacedSettings& replaced,
                 const std::stop_token& stop) {
   (void)pthread_setname_np(pthread_self(), "support");
   DesktopFacts facts = probeDesktop(settings.environment);
@@ -53,7 +53,7 @@ Result carryOut(const LinuxSupportSettings& settings, const Planner& planner, co
                                        .folder = facts.home},
                                       settings.limits, stop),
                 .replaced = {}};
-  result.replaced = takeReplacedLooks(result.outcome.standardOutput);
+  result.replaced = takeReplacedSettings(result.outcome.standardOutput);
   return result;
 }
 
@@ -65,7 +65,7 @@ class LinuxSupportTools final : public SupportTools {
   LinuxSupportTools& operator=(const LinuxSupportTools&) = delete;
 
   void run(const QString& id, Done done) override {
-    start([id](const DesktopFacts& facts) { return counterpartOf(id, facts); }, std::move(done));
+    start([id](const DesktopFacts& facts) { return commandPlanFor(id, facts); }, std::move(done));
   }
 
   void openSystemMonitor(std::optional<std::int64_t> focusPid) override {
@@ -84,11 +84,11 @@ class LinuxSupportTools final : public SupportTools {
   }
 
  private:
-  struct Job {
+  struct BackgroundTask {
     std::jthread thread;
     Done done;
   };
-  using Jobs = std::map<int, Job>;
+  using Jobs = std::map<int, BackgroundTask>;
 
   void start(Planner planner, Done done) {
     affinity_.check("LinuxSupportTools::start");
@@ -100,7 +100,7 @@ class LinuxSupportTools final : public SupportTools {
         finish(jobs, number, result.outcome);
       });
     };
-    Job& job = (*jobs_)[number];
+    BackgroundTask& job = (*jobs_)[number];
     job.done = std::move(done);
     if (static_cast<int>(jobs_->size()) > settings_.most) {
       return report({.outcome = failure(u"Failed to start: too many commands are running"_s), .replaced = {}});
@@ -124,7 +124,7 @@ class LinuxSupportTools final : public SupportTools {
   const LinuxSupportSettings settings_;
   std::shared_ptr<Jobs> jobs_ = std::make_shared<Jobs>();
   // What commands have replaced since this was made; the host keeps no files.
-  const std::shared_ptr<ReplacedLooks> replaced_ = std::make_shared<ReplacedLooks>();
+  const std::shared_ptr<ReplacedSettings> replaced_ = std::make_shared<ReplacedSettings>();
   int lastNumber_ = 0;
 };
 

@@ -3,7 +3,7 @@
 
 #include "main/ui/UserInterface.h"
 #include "tests/fakes/EventLoop.h"
-#include "tests/fakes/FakeHostFace.h"
+#include "tests/fakes/FakeSessionControl.h"
 #include "tests/fakes/PrintQt.h"
 #include "tests/fakes/RecordedLog.h"
 #include "tests/ui/support/FakePanel.h"
@@ -31,7 +31,7 @@ class BusFixture : public testing_ui::UiTest {
   testing_ui::SessionBus bus_;
   QDBusConnection other_ = bus_.connect();
   fakes::RecordedLog log_;
-  fakes::FakeHostFace face_;
+  fakes::FakeSessionControl face_;
   QMap<QString, QString> info_;
   QObject context_;
   std::unique_ptr<UserInterface> interface_;

@@ -9,7 +9,7 @@
 #include "main/base/Log.h"
 #include "main/ui/Theme.h"
 #include "main/ui/UserInterface.h"
-#include "tests/fakes/FakeHostFace.h"
+#include "tests/fakes/FakeSessionControl.h"
 
 namespace {
 
@@ -84,7 +84,7 @@ class Stage {
     return titles;
   }
 
-  fakes::FakeHostFace face_;
+  fakes::FakeSessionControl face_;
   UserInterface interface_{face_, InfoDictionary()};
   QSocketNotifier input_{0, QSocketNotifier::Read};
 };

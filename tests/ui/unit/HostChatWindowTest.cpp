@@ -5,7 +5,7 @@
 
 #include "main/ui/chat/HostChatWindow.h"
 #include "tests/fakes/EventLoop.h"
-#include "tests/fakes/FakeHostFace.h"
+#include "tests/fakes/FakeSessionControl.h"
 #include "tests/fakes/PrintQt.h"
 #include "tests/ui/support/WidgetsApplication.h"
 
@@ -22,7 +22,7 @@ class HostChatWindowTest : public testing_ui::UiTest {
     QApplication::sendEvent(&widget, &down);
     QApplication::sendEvent(&widget, &up);
   }
-  fakes::FakeHostFace face_;
+  fakes::FakeSessionControl face_;
   QList<QUrl> opened_;
   HostChatWindow window_{face_, [this](const QUrl& url) { opened_.append(url); }};
 };

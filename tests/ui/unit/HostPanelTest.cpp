@@ -3,7 +3,7 @@
 #include "main/ui/Theme.h"
 #include "main/ui/panel/HostPanel.h"
 #include "tests/fakes/EventLoop.h"
-#include "tests/fakes/FakeHostFace.h"
+#include "tests/fakes/FakeSessionControl.h"
 #include "tests/fakes/PrintQt.h"
 #include "tests/ui/support/WidgetsApplication.h"
 
@@ -39,7 +39,7 @@ class HostPanelTest : public testing_ui::UiTest {
     return {};
   }
 
-  fakes::FakeHostFace face_;
+  fakes::FakeSessionControl face_;
   QList<MenuAction> done_;
   HostPanel panel_{[this](MenuAction action) { done_.append(action); }};
 };

@@ -8,7 +8,7 @@
 #include "main/ui/HostStatusBar.h"
 #include "main/ui/UserInterface.h"
 #include "tests/fakes/EventLoop.h"
-#include "tests/fakes/FakeHostFace.h"
+#include "tests/fakes/FakeSessionControl.h"
 #include "tests/fakes/PrintQt.h"
 #include "tests/fakes/RecordedLog.h"
 #include "tests/ui/support/WidgetsApplication.h"
@@ -31,7 +31,7 @@ class HostStatusBarTest : public testing_ui::UiTest {
   }
 
   fakes::RecordedLog log_;
-  fakes::FakeHostFace face_;
+  fakes::FakeSessionControl face_;
   UserInterface interface_{face_, InfoDictionary(), QDBusConnection(u"nowhere"_s)};
   HostStatusBar& bar_ = interface_.statusBar();
 };
@@ -198,7 +198,7 @@ TEST_F(HostStatusBarTest, staysSilentWithoutAnythingToShowItselfIn) {
 }
 
 TEST_F(HostStatusBarTest, letsTheSessionGoWhenItEnds) {
-  fakes::FakeHostFace other;
+  fakes::FakeSessionControl other;
   { UserInterface shortLived(other, InfoDictionary(), QDBusConnection(u"nowhere"_s)); }
   EXPECT_FALSE(other.hasChangedHandler());
 }

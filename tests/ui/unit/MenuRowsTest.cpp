@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "main/ui/MenuRows.h"
-#include "tests/fakes/FakeHostFace.h"
+#include "tests/fakes/FakeSessionControl.h"
 #include "tests/fakes/PrintQt.h"
 
 using namespace Qt::Literals::StringLiterals;

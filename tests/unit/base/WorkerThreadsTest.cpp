@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "main/base/WorkerThreads.h"
-#include "platform/process/LeavableThread.h"
+#include "platform/process/AbandonableThread.h"
 #include "tests/fakes/EventLoop.h"
 
 using namespace Qt::Literals::StringLiterals;
@@ -39,7 +39,7 @@ class WorkerThreadsTest : public testing::Test {
  protected:
   WorkerThreadsTest() { testing_loop::ensureApplication(); }
   ~WorkerThreadsTest() override { testing_loop::drain(); }
-  JobDone keep() {
+  TaskDone keep() {
     return [this](const JsonObject& result) {
       EXPECT_EQ(std::this_thread::get_id(), main_);
       results_.append(result.value(u"n"_s).toInt());
@@ -68,7 +68,7 @@ TEST_F(WorkerThreadsTest, worksElsewhereAndTellsTheMainThread) {
 TEST_F(WorkerThreadsTest, keepsToItsNumberOfThreadsAndToTheOrder) {
   WorkerThreads threads("test", 2);
   Gate gate;
-  std::vector<std::unique_ptr<Job>> jobs;
+  std::vector<std::unique_ptr<BackgroundTask>> jobs;
   for (int i = 0; i < 5; ++i) jobs.push_back(threads.start(gate.work(i), keep()));
   ASSERT_TRUE(testing_loop::waitFor([&] { return gate.running == 2; }));
   EXPECT_TRUE(results_.isEmpty());
@@ -80,7 +80,7 @@ TEST_F(WorkerThreadsTest, keepsToItsNumberOfThreadsAndToTheOrder) {
 
 TEST_F(WorkerThreadsTest, oneThreadTakesWorkInItsOrder) {
   WorkerThreads threads("test", 1);
-  std::vector<std::unique_ptr<Job>> jobs;
+  std::vector<std::unique_ptr<BackgroundTask>> jobs;
   for (int i = 0; i < 50; ++i) {
     jobs.push_back(threads.start([i](const std::stop_token&) { return numbered(i); }, keep()));
   }
@@ -105,7 +105,7 @@ TEST_F(WorkerThreadsTest, aJobGivenUpIsStoppedAndTellsNothing) {
 
 TEST_F(WorkerThreadsTest, aJobMayBeDestroyedByItsOwnResult) {
   WorkerThreads threads("test", 1);
-  std::unique_ptr<Job> job;
+  std::unique_ptr<BackgroundTask> job;
   bool done = false;
   job = threads.start([](const std::stop_token&) { return numbered(1); },
                       [&](const JsonObject&) {
@@ -133,8 +133,8 @@ TEST_F(WorkerThreadsTest, aResultOnItsWayIsDroppedWithItsJob) {
 
 TEST_F(WorkerThreadsTest, endsWithWorkUnderWayAndJobsMayOutliveIt) {
   Gate gate;
-  std::unique_ptr<Job> running;
-  std::unique_ptr<Job> waiting;
+  std::unique_ptr<BackgroundTask> running;
+  std::unique_ptr<BackgroundTask> waiting;
   {
     WorkerThreads threads("test", 1);
     running = threads.start(gate.work(1), keep());
@@ -159,8 +159,8 @@ TEST_F(WorkerThreadsTest, leavesWorkBehindThatIgnoresItsStopAndWhatThatTouchesLi
   const std::weak_ptr<Stuck> alive = stuck;
   auto kept = std::make_shared<int>(1);
   const std::weak_ptr<int> keptByResult = kept;
-  std::unique_ptr<Job> running;
-  std::unique_ptr<Job> waiting;
+  std::unique_ptr<BackgroundTask> running;
+  std::unique_ptr<BackgroundTask> waiting;
   const auto start = std::chrono::steady_clock::now();
   {
     WorkerThreads threads("test", 1);
@@ -177,15 +177,15 @@ TEST_F(WorkerThreadsTest, leavesWorkBehindThatIgnoresItsStopAndWhatThatTouchesLi
   }
   EXPECT_GE(std::chrono::steady_clock::now() - start, WorkerThreads::kPatience);
   EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(30)) << "the end came all the same";
-  EXPECT_EQ(LeavableThread::leftBehind(), 1);
-  EXPECT_TRUE(LeavableThread::wasAnyLeftBehind());
+  EXPECT_EQ(AbandonableThread::leftBehind(), 1);
+  EXPECT_TRUE(AbandonableThread::wasAnyAbandoned());
   EXPECT_TRUE(keptByResult.expired()) << "what the result was for is let go of on the main thread";
   running.reset();
   waiting.reset();
 
   stuck->open = true;
   Stuck* const last = stuck.get();
-  ASSERT_TRUE(testing_loop::waitFor([&] { return LeavableThread::leftBehind() == 0; }));
+  ASSERT_TRUE(testing_loop::waitFor([&] { return AbandonableThread::leftBehind() == 0; }));
   EXPECT_TRUE(last->toldToStop);
   stuck.reset();
   EXPECT_TRUE(alive.expired()) << "the thread let go of it";
@@ -196,7 +196,7 @@ TEST_F(WorkerThreadsTest, leavesWorkBehindThatIgnoresItsStopAndWhatThatTouchesLi
 TEST_F(WorkerThreadsTest, aNewSetOfThreadsWorksBesideOneLeftBehind) {
   const auto begun = std::make_shared<std::atomic<bool>>(false);
   const auto open = std::make_shared<std::atomic<bool>>(false);
-  std::unique_ptr<Job> running;
+  std::unique_ptr<BackgroundTask> running;
   {
     WorkerThreads threads("test", 1);
     running = threads.start(
@@ -208,12 +208,12 @@ TEST_F(WorkerThreadsTest, aNewSetOfThreadsWorksBesideOneLeftBehind) {
         keep());
     ASSERT_TRUE(testing_loop::waitFor([&] { return begun->load(); }));
   }
-  ASSERT_EQ(LeavableThread::leftBehind(), 1);
+  ASSERT_EQ(AbandonableThread::leftBehind(), 1);
   WorkerThreads threads("test", 1);
   const auto job = threads.start([](const std::stop_token&) { return numbered(2); }, keep());
   EXPECT_TRUE(testing_loop::waitFor([&] { return !results_.isEmpty(); }));
   *open = true;
-  EXPECT_TRUE(testing_loop::waitFor([&] { return LeavableThread::leftBehind() == 0; }));
+  EXPECT_TRUE(testing_loop::waitFor([&] { return AbandonableThread::leftBehind() == 0; }));
   testing_loop::drain();
   EXPECT_EQ(results_, QList<int>{2});
 }

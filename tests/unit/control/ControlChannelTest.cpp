@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "main/control/ControlChannel.h"
-#include "tests/fakes/FakeControlOutlet.h"
+#include "tests/fakes/FakeControlSender.h"
 
 using namespace Qt::Literals::StringLiterals;
 
@@ -9,45 +9,45 @@ namespace vantora {
 namespace {
 
 const JsonObject kMessage{{u"type"_s, u"pong"_s}};
-using Sent = fakes::FakeControlOutlet::Sent;
+using Sent = fakes::FakeControlSender::Sent;
 
 TEST(ControlChannelTest, namesTheChannels) {
   EXPECT_EQ(labelOf(ControlChannel::control), "control"_L1);
   EXPECT_EQ(labelOf(ControlChannel::reliable), "control_reliable"_L1);
 }
 
-TEST(ControlOutletTest, repliesOnTheReliableChannelWhenItExists) {
-  fakes::FakeControlOutlet outlet;
-  outlet.reply(ControlChannel::control, kMessage);
-  EXPECT_EQ(outlet.sent, (QList<Sent>{{ControlChannel::reliable, kMessage}}));
+TEST(ControlSenderTest, repliesOnTheReliableChannelWhenItExists) {
+  fakes::FakeControlSender sender;
+  sender.reply(ControlChannel::control, kMessage);
+  EXPECT_EQ(sender.sent, (QList<Sent>{{ControlChannel::reliable, kMessage}}));
 }
 
-TEST(ControlOutletTest, repliesOnTheChannelOfTheRequestWithoutAReliableOne) {
-  fakes::FakeControlOutlet outlet;
-  outlet.reliable.exists = false;
-  outlet.reply(ControlChannel::control, kMessage);
-  EXPECT_EQ(outlet.sent, (QList<Sent>{{ControlChannel::control, kMessage}}));
+TEST(ControlSenderTest, repliesOnTheChannelOfTheRequestWithoutAReliableOne) {
+  fakes::FakeControlSender sender;
+  sender.reliable.exists = false;
+  sender.reply(ControlChannel::control, kMessage);
+  EXPECT_EQ(sender.sent, (QList<Sent>{{ControlChannel::control, kMessage}}));
 }
 
-TEST(ControlOutletTest, dropsAReplyWhoseChannelExistsButIsNotOpen) {
-  fakes::FakeControlOutlet outlet;
-  outlet.reliable.open = false;
-  outlet.reply(ControlChannel::control, kMessage);
-  EXPECT_TRUE(outlet.sent.isEmpty());
+TEST(ControlSenderTest, dropsAReplyWhoseChannelExistsButIsNotOpen) {
+  fakes::FakeControlSender sender;
+  sender.reliable.open = false;
+  sender.reply(ControlChannel::control, kMessage);
+  EXPECT_TRUE(sender.sent.isEmpty());
 }
 
-TEST(CurrentOutletTest, dropsEverythingWithoutAConnection) {
-  CurrentOutlet current;
+TEST(CurrentControlSenderTest, dropsEverythingWithoutAConnection) {
+  CurrentControlSender current;
   current.send(ControlChannel::control, kMessage);
   EXPECT_FALSE(current.exists(ControlChannel::control));
   EXPECT_FALSE(current.isOpen(ControlChannel::reliable));
   EXPECT_EQ(current.bufferedAmount(ControlChannel::reliable), 0U);
 }
 
-TEST(CurrentOutletTest, speaksForTheConnectionInForce) {
-  CurrentOutlet current;
-  fakes::FakeControlOutlet first;
-  fakes::FakeControlOutlet second;
+TEST(CurrentControlSenderTest, speaksForTheConnectionInForce) {
+  CurrentControlSender current;
+  fakes::FakeControlSender first;
+  fakes::FakeControlSender second;
   first.buffered = 7;
   current.set(&first);
   EXPECT_TRUE(current.exists(ControlChannel::control));

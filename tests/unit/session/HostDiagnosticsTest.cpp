@@ -1,5 +1,5 @@
 // What the session does while a diagnostics report is being made.
-#include "tests/fakes/FakeJobs.h"
+#include "tests/fakes/FakeBackgroundTasks.h"
 #include "tests/unit/session/HostFixture.h"
 
 using namespace std::chrono_literals;
@@ -18,7 +18,7 @@ class HostDiagnosticsTest : public HostFixture {
   }
   void finish() { jobs_.finish({{u"ping"_s, JsonObject{}}}); }
 
-  fakes::FakeJobs jobs_;
+  fakes::FakeBackgroundTasks jobs_;
 };
 
 TEST_F(HostDiagnosticsTest, answersOnTheChannelOfTheRequestWithoutAnyRight) {

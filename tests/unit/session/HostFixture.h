@@ -128,13 +128,13 @@ class HostFixture : public testing::Test {
   fakes::FakeScheduler scheduler_;
   fakes::FakeDisplays displays_{{{.id = 1, .bounds = {0, 0, 1920, 1080}}, {.id = 2, .bounds = {1920, 0, 1280, 800}}}};
   fakes::FakeInputSynthesis input_;
-  StartJob diagnostics_;
+  TaskStarter diagnostics_;
   fakes::FakeSupportTools supportTools_;
   fakes::FakeSystemCursor cursor_;
   fakes::FakeAccessibility accessibility_;
   fakes::FakeClipboard clipboard_;
   QTemporaryDir downloads_;
-  StartJob statistics_;
+  TaskStarter statistics_;
   fakes::FakePeerConnectionFactory factory_{&journal_};
   fakes::FakeVideoSources sources_{journal_};
   fakes::FakeWebSockets sockets_;

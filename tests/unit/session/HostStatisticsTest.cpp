@@ -1,5 +1,5 @@
 // When the session collects the machine's own figures, and what the viewer gets of them.
-#include "tests/fakes/FakeJobs.h"
+#include "tests/fakes/FakeBackgroundTasks.h"
 #include "tests/unit/session/HostFixture.h"
 
 using namespace std::chrono_literals;
@@ -22,7 +22,7 @@ class HostStatisticsTest : public HostFixture {
     return result;
   }
 
-  fakes::FakeJobs jobs_;
+  fakes::FakeBackgroundTasks jobs_;
 };
 
 TEST_F(HostStatisticsTest, collectsNothingWithoutAViewer) {

@@ -1,15 +1,15 @@
 #include <gtest/gtest.h>
 
 #include "main/telemetry/DiagnosticsRequests.h"
-#include "tests/fakes/FakeControlOutlet.h"
-#include "tests/fakes/FakeJobs.h"
+#include "tests/fakes/FakeBackgroundTasks.h"
+#include "tests/fakes/FakeControlSender.h"
 
 using namespace Qt::Literals::StringLiterals;
 
 namespace vantora {
 namespace {
 
-using Sent = fakes::FakeControlOutlet::Sent;
+using Sent = fakes::FakeControlSender::Sent;
 
 class DiagnosticsRequestsTest : public testing::Test {
  protected:
@@ -18,17 +18,17 @@ class DiagnosticsRequestsTest : public testing::Test {
   }
   static JsonObject report(int number) { return {{u"network"_s, JsonObject{{u"rssi"_s, number}}}}; }
 
-  fakes::FakeJobs jobs_;
-  fakes::FakeControlOutlet outlet_;
-  DiagnosticsRequests requests_{outlet_, jobs_.starter()};
+  fakes::FakeBackgroundTasks jobs_;
+  fakes::FakeControlSender sender_;
+  DiagnosticsRequests requests_{sender_, jobs_.starter()};
 };
 
 TEST_F(DiagnosticsRequestsTest, answersWithTheReportOnTheChannelOfTheRequest) {
   for (const ControlChannel channel : {ControlChannel::control, ControlChannel::reliable}) {
     requests_.handleRun(channel);
-    EXPECT_TRUE(outlet_.sent.isEmpty());
+    EXPECT_TRUE(sender_.sent.isEmpty());
     jobs_.finish(report(1));
-    EXPECT_EQ(outlet_.take(), QList<Sent>{answer(channel, report(1))});
+    EXPECT_EQ(sender_.take(), QList<Sent>{answer(channel, report(1))});
     EXPECT_EQ(requests_.pending(), 0U);
   }
 }
@@ -39,7 +39,7 @@ TEST_F(DiagnosticsRequestsTest, makesAReportForEveryRequest) {
   requests_.handleRun(ControlChannel::reliable);
   EXPECT_EQ(jobs_.started, 3);
   for (int i = 1; i <= 3; ++i) jobs_.finish(report(i));
-  EXPECT_EQ(outlet_.take(),
+  EXPECT_EQ(sender_.take(),
             (QList<Sent>{answer(ControlChannel::reliable, report(1)), answer(ControlChannel::control, report(2)),
                          answer(ControlChannel::reliable, report(3))}));
 }
@@ -49,7 +49,7 @@ TEST_F(DiagnosticsRequestsTest, aFloodOfRequestsIsBounded) {
   for (int i = 0; i < 1000; ++i) requests_.handleRun(ControlChannel::reliable);
   EXPECT_EQ(jobs_.started, kMost);
   for (int i = 0; i < kMost; ++i) jobs_.finish({});
-  EXPECT_EQ(outlet_.take().size(), kMost);
+  EXPECT_EQ(sender_.take().size(), kMost);
   requests_.handleRun(ControlChannel::reliable);
   EXPECT_EQ(jobs_.started, kMost + 1);
 }
@@ -61,12 +61,12 @@ TEST_F(DiagnosticsRequestsTest, givesUpTheReportsOfAChannelThatClosed) {
   requests_.channelClosed(ControlChannel::control);
   EXPECT_EQ(jobs_.open(), 1U);
   jobs_.finish(report(2));
-  EXPECT_EQ(outlet_.take(), QList<Sent>{answer(ControlChannel::reliable, report(2))});
+  EXPECT_EQ(sender_.take(), QList<Sent>{answer(ControlChannel::reliable, report(2))});
 }
 
 TEST_F(DiagnosticsRequestsTest, givesUpItsReportsWhenItEnds) {
   {
-    DiagnosticsRequests other(outlet_, jobs_.starter());
+    DiagnosticsRequests other(sender_, jobs_.starter());
     other.handleRun(ControlChannel::reliable);
     EXPECT_EQ(jobs_.open(), 1U);
   }
@@ -74,10 +74,10 @@ TEST_F(DiagnosticsRequestsTest, givesUpItsReportsWhenItEnds) {
 }
 
 TEST_F(DiagnosticsRequestsTest, withoutReportsNothingIsAnswered) {
-  DiagnosticsRequests other(outlet_, {});
+  DiagnosticsRequests other(sender_, {});
   other.handleRun(ControlChannel::reliable);
   EXPECT_EQ(other.pending(), 0U);
-  EXPECT_TRUE(outlet_.sent.isEmpty());
+  EXPECT_TRUE(sender_.sent.isEmpty());
 }
 
 }  // namespace

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "main/telemetry/HostStats.h"
-#include "tests/fakes/FakeControlOutlet.h"
+#include "tests/fakes/FakeControlSender.h"
 #include "tests/fakes/FakeDisplays.h"
 #include "tests/fakes/FakeScheduler.h"
 
@@ -11,14 +11,14 @@ using namespace Qt::Literals::StringLiterals;
 namespace vantora {
 namespace {
 
-using Sent = fakes::FakeControlOutlet::Sent;
+using Sent = fakes::FakeControlSender::Sent;
 
 class HostStatsTest : public testing::Test {
  protected:
   HostStats make(const QString& room = u"r"_s, std::optional<QString> hostName = u"desk"_s) {
     return {scheduler_,
             displays_,
-            outlet_,
+            sender_,
             {.session = [this] { return figures_; },
              .system = [this] { return system_; },
              .hostName = std::move(hostName),
@@ -26,14 +26,14 @@ class HostStatsTest : public testing::Test {
   }
   JsonObject message(HostStats& stats) {
     stats.sendHostStats(ControlChannel::reliable);
-    const QList<Sent> sent = outlet_.take();
+    const QList<Sent> sent = sender_.take();
     EXPECT_EQ(sent.size(), 1);
     return sent.isEmpty() ? JsonObject() : sent[0].message;
   }
 
   fakes::FakeScheduler scheduler_;
   fakes::FakeDisplays displays_{{{.bounds = {0, 0, 10, 10}}, {.bounds = {10, 0, 10, 10}}}};
-  fakes::FakeControlOutlet outlet_;
+  fakes::FakeControlSender sender_;
   SessionFigures figures_{.preset = u"high"_s,
                           .width = 1920,
                           .height = 1080,
@@ -103,31 +103,31 @@ TEST_F(HostStatsTest, countsTheDisplaysAtTheMomentOfSending) {
   const auto info = [](int count) {
     return JsonObject{{u"type"_s, u"display_info"_s}, {u"count"_s, count}, {u"current"_s, 1}};
   };
-  EXPECT_EQ(outlet_.sent, (QList<Sent>{{ControlChannel::control, info(2)}, {ControlChannel::reliable, info(0)}}));
+  EXPECT_EQ(sender_.sent, (QList<Sent>{{ControlChannel::control, info(2)}, {ControlChannel::reliable, info(0)}}));
 }
 
 TEST_F(HostStatsTest, sendsFourTimesASecondOnTheReliableChannel) {
   HostStats stats = make();
   stats.startTimer();
-  EXPECT_TRUE(outlet_.sent.isEmpty());
+  EXPECT_TRUE(sender_.sent.isEmpty());
   scheduler_.advance(249ms);
-  EXPECT_TRUE(outlet_.sent.isEmpty());
+  EXPECT_TRUE(sender_.sent.isEmpty());
   scheduler_.advance(1ms);
-  ASSERT_EQ(outlet_.sent.size(), 1);
-  EXPECT_EQ(outlet_.sent[0].channel, ControlChannel::reliable);
+  ASSERT_EQ(sender_.sent.size(), 1);
+  EXPECT_EQ(sender_.sent[0].channel, ControlChannel::reliable);
   scheduler_.advance(1s);
-  EXPECT_EQ(outlet_.sent.size(), 5);
+  EXPECT_EQ(sender_.sent.size(), 5);
 }
 
 TEST_F(HostStatsTest, skipsTicksWhileTheReliableChannelIsNotOpen) {
   HostStats stats = make();
-  outlet_.reliable.open = false;
+  sender_.reliable.open = false;
   stats.startTimer();
   scheduler_.advance(1s);
-  EXPECT_TRUE(outlet_.sent.isEmpty());
-  outlet_.reliable.open = true;
+  EXPECT_TRUE(sender_.sent.isEmpty());
+  sender_.reliable.open = true;
   scheduler_.advance(250ms);
-  EXPECT_EQ(outlet_.sent.size(), 1);
+  EXPECT_EQ(sender_.sent.size(), 1);
 }
 
 TEST_F(HostStatsTest, keepsOneTimerHoweverOftenItIsStarted) {
@@ -137,9 +137,9 @@ TEST_F(HostStatsTest, keepsOneTimerHoweverOftenItIsStarted) {
   stats.startTimer();
   EXPECT_EQ(scheduler_.runningTimers(), 1U);
   scheduler_.advance(249ms);
-  EXPECT_TRUE(outlet_.sent.isEmpty());
+  EXPECT_TRUE(sender_.sent.isEmpty());
   scheduler_.advance(1ms);
-  EXPECT_EQ(outlet_.sent.size(), 1);
+  EXPECT_EQ(sender_.sent.size(), 1);
 }
 
 TEST_F(HostStatsTest, stopsItsTimer) {
@@ -148,7 +148,7 @@ TEST_F(HostStatsTest, stopsItsTimer) {
   stats.stopTimer();
   EXPECT_EQ(scheduler_.runningTimers(), 0U);
   scheduler_.advance(1s);
-  EXPECT_TRUE(outlet_.sent.isEmpty());
+  EXPECT_TRUE(sender_.sent.isEmpty());
 }
 
 }  // namespace

@@ -7,7 +7,7 @@
 #include "main/control/clipboard/ClipboardSync.h"
 #include "platform/qt/QtClipboard.h"
 #include "tests/fakes/EventLoop.h"
-#include "tests/fakes/FakeControlOutlet.h"
+#include "tests/fakes/FakeControlSender.h"
 #include "tests/fakes/FakeScheduler.h"
 #include "tests/fakes/PrintQt.h"
 #include "tests/fakes/RecordedLog.h"
@@ -292,15 +292,15 @@ TEST_F(QtClipboardTest, tellsATextThatIsTooLongFromOneThatCannotBeRead) {
 TEST_F(QtClipboardTest, noticesThatTheClipboardWasCleared) {
   fakes::RecordedLog log;
   fakes::FakeScheduler scheduler;
-  fakes::FakeControlOutlet outlet;
-  ClipboardSync sync(*clipboard_, outlet, scheduler);
+  fakes::FakeControlSender sender;
+  ClipboardSync sync(*clipboard_, sender, scheduler);
   sync.setClipboardSyncEnabled(true);
   const auto nextSync = [&]() -> QJsonValue {
     const bool came = waitFor([&] {
       scheduler.advance(50ms);
-      return !outlet.sent.isEmpty();
+      return !sender.sent.isEmpty();
     });
-    return came ? outlet.take()[0].message.value(u"text") : QJsonValue();
+    return came ? sender.take()[0].message.value(u"text") : QJsonValue();
   };
   OtherProgram other(server().display());
   other.copy("password");
@@ -342,9 +342,9 @@ TEST_F(QtClipboardTest, answersNobodyOnceItIsGone) {
 TEST_F(QtClipboardTest, echoesNothingInTenThousandAlternatingCopies) {
   fakes::RecordedLog log;
   fakes::FakeScheduler scheduler;
-  fakes::FakeControlOutlet outlet;
+  fakes::FakeControlSender sender;
   OtherProgram other(server().display());
-  ClipboardSync sync(*clipboard_, outlet, scheduler);
+  ClipboardSync sync(*clipboard_, sender, scheduler);
   sync.setClipboardSyncEnabled(true);
   int wrong = 0;
   int missing = 0;
@@ -358,19 +358,19 @@ TEST_F(QtClipboardTest, echoesNothingInTenThousandAlternatingCopies) {
     }
     other.copy(text.toUtf8());
     testing_loop::Patience patience;
-    while (outlet.sent.isEmpty() && missing == 0) {
+    while (sender.sent.isEmpty() && missing == 0) {
       QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 5);
       scheduler.advance(50ms);
       missing = patience.isOver();
     }
-    const auto sent = outlet.take();
+    const auto sent = sender.take();
     wrong += sent.size() != 1 || sent[0].message.value(u"text") != QJsonValue(text);
   }
   EXPECT_EQ(missing, 0) << "a copy was never sent";
   EXPECT_EQ(wrong, 0);
   testing_loop::drain();
   scheduler.advance(10s);
-  EXPECT_TRUE(outlet.sent.isEmpty());
+  EXPECT_TRUE(sender.sent.isEmpty());
 }
 
 }  // namespace

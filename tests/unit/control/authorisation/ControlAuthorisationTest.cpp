@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "main/control/authorisation/ControlAuthorisation.h"
-#include "tests/fakes/FakeControlOutlet.h"
+#include "tests/fakes/FakeControlSender.h"
 #include "tests/fakes/RecordedLog.h"
 
 using namespace Qt::Literals::StringLiterals;
@@ -9,12 +9,12 @@ using namespace Qt::Literals::StringLiterals;
 namespace vantora {
 namespace {
 
-using Sent = fakes::FakeControlOutlet::Sent;
+using Sent = fakes::FakeControlSender::Sent;
 
 class ControlAuthorisationTest : public testing::Test {
  protected:
   ControlAuthorisation make(const QString& room = u"r"_s, bool locked = false) {
-    return ControlAuthorisation({.controlPIN = u"000042"_s, .pinLockedByEnv = locked, .roomId = room}, outlet_,
+    return ControlAuthorisation({.controlPIN = u"000042"_s, .pinLockedByEnv = locked, .roomId = room}, sender_,
                                 {.ensureAccessibility =
                                      [this] {
                                        ++accessibilityChecks_;
@@ -33,7 +33,7 @@ class ControlAuthorisationTest : public testing::Test {
     return onlyAnswer();
   }
   JsonObject onlyAnswer() {
-    const QList<Sent> sent = outlet_.take();
+    const QList<Sent> sent = sender_.take();
     EXPECT_EQ(sent.size(), 1);
     return sent.isEmpty() ? JsonObject() : sent[0].message;
   }
@@ -41,7 +41,7 @@ class ControlAuthorisationTest : public testing::Test {
   static JsonObject state(bool enabled) { return {{u"type"_s, u"control_state"_s}, {u"enabled"_s, enabled}}; }
 
   fakes::RecordedLog log_;
-  fakes::FakeControlOutlet outlet_;
+  fakes::FakeControlSender sender_;
   bool accessible_ = true;
   bool lastPermitted_ = false;
   int accessibilityChecks_ = 0;
@@ -78,7 +78,7 @@ TEST_F(ControlAuthorisationTest, acceptsThePinAndNothingElse) {
 }
 
 TEST_F(ControlAuthorisationTest, comparesLettersOfThePinWithTheirCase) {
-  ControlAuthorisation authorisation({.controlPIN = u"Secret"_s, .pinLockedByEnv = true, .roomId = u"r"_s}, outlet_,
+  ControlAuthorisation authorisation({.controlPIN = u"Secret"_s, .pinLockedByEnv = true, .roomId = u"r"_s}, sender_,
                                      {.ensureAccessibility = [] { return true; }, .controlEnded = [] {}, .random = {}});
   EXPECT_EQ(auth(authorisation, {{u"token"_s, u"secret"_s}}), authed(false));
   EXPECT_EQ(auth(authorisation, {{u"token"_s, u"Secret"_s}}), authed(true));
@@ -166,7 +166,7 @@ TEST_F(ControlAuthorisationTest, asksForThePermissionWhetherItEnablesOrDisables)
 TEST_F(ControlAuthorisationTest, saysWhichPermissionIsMissing) {
   ControlAuthorisation authorisation = make();
   authorisation.sendPermissionRequired(ControlChannel::control);
-  EXPECT_EQ(outlet_.sent,
+  EXPECT_EQ(sender_.sent,
             (QList<Sent>{{ControlChannel::reliable,
                           {{u"type"_s, u"permission_required"_s}, {u"permission"_s, u"accessibility"_s}}}}));
 }
@@ -180,7 +180,7 @@ TEST_F(ControlAuthorisationTest, endsControlWhenTheUserWithdrawsConsent) {
   EXPECT_FALSE(isOpen(Gate::command, authorisation.rights()));
   EXPECT_TRUE(authorisation.controlAuthed());
   EXPECT_EQ(ended_, 1);
-  EXPECT_EQ(outlet_.take(), (QList<Sent>{{ControlChannel::reliable, state(false)}}));
+  EXPECT_EQ(sender_.take(), (QList<Sent>{{ControlChannel::reliable, state(false)}}));
   EXPECT_EQ(control(authorisation, kEnable), state(false));
 }
 
@@ -189,10 +189,10 @@ TEST_F(ControlAuthorisationTest, enablesNothingWhenConsentReturns) {
   auth(authorisation, kRightToken);
   control(authorisation, kEnable);
   authorisation.setAllowRemoteControl(false);
-  outlet_.take();
+  sender_.take();
   authorisation.setAllowRemoteControl(true);
   EXPECT_FALSE(isOpen(Gate::input, authorisation.rights()));
-  EXPECT_TRUE(outlet_.sent.isEmpty());
+  EXPECT_TRUE(sender_.sent.isEmpty());
   EXPECT_EQ(control(authorisation, kEnable), state(true));
 }
 
@@ -200,20 +200,20 @@ TEST_F(ControlAuthorisationTest, saysNothingWhenConsentGoesWhileControlIsOff) {
   ControlAuthorisation authorisation = make();
   auth(authorisation, kRightToken);
   authorisation.setAllowRemoteControl(false);
-  EXPECT_TRUE(outlet_.sent.isEmpty());
+  EXPECT_TRUE(sender_.sent.isEmpty());
   EXPECT_EQ(ended_, 0);
 }
 
 TEST_F(ControlAuthorisationTest, sendsTheStateOnTheFirstOpenChannel) {
   ControlAuthorisation authorisation = make();
   authorisation.notifyControlState();
-  EXPECT_EQ(outlet_.take(), (QList<Sent>{{ControlChannel::reliable, state(false)}}));
-  outlet_.reliable.open = false;
+  EXPECT_EQ(sender_.take(), (QList<Sent>{{ControlChannel::reliable, state(false)}}));
+  sender_.reliable.open = false;
   authorisation.notifyControlState();
-  EXPECT_EQ(outlet_.take(), (QList<Sent>{{ControlChannel::control, state(false)}}));
-  outlet_.control.open = false;
+  EXPECT_EQ(sender_.take(), (QList<Sent>{{ControlChannel::control, state(false)}}));
+  sender_.control.open = false;
   authorisation.notifyControlState();
-  EXPECT_TRUE(outlet_.sent.isEmpty());
+  EXPECT_TRUE(sender_.sent.isEmpty());
 }
 
 TEST_F(ControlAuthorisationTest, dropsEverythingWhenAChannelCloses) {
@@ -226,7 +226,7 @@ TEST_F(ControlAuthorisationTest, dropsEverythingWhenAChannelCloses) {
   EXPECT_FALSE(isOpen(Gate::input, authorisation.rights()));
   EXPECT_EQ(ended_, 1);
   EXPECT_EQ(log_.lines(), QStringList{u"[control] reset state on channel close"_s});
-  EXPECT_TRUE(outlet_.sent.isEmpty());
+  EXPECT_TRUE(sender_.sent.isEmpty());
 }
 
 TEST_F(ControlAuthorisationTest, tellsOnlyOnceThatControlEnded) {

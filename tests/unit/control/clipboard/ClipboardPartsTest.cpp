@@ -14,7 +14,7 @@ class ClipboardPartsTest : public ClipboardSyncFixture {
  protected:
   static constexpr qint64 kLimit = 1000;
 
-  ClipboardPartsTest() { outlet_.longest = kLimit; }
+  ClipboardPartsTest() { sender_.longest = kLimit; }
 
   void askInParts(ControlChannel origin = ControlChannel::reliable) {
     say({{u"type"_s, u"clipboard_request"_s}, {u"parts"_s, true}}, origin);
@@ -22,7 +22,7 @@ class ClipboardPartsTest : public ClipboardSyncFixture {
   void watchInParts() {
     say({{u"type"_s, u"clipboard_sync_enabled"_s}, {u"enabled"_s, true}, {u"parts"_s, true}});
     scheduler_.advance(1s);
-    outlet_.take();
+    sender_.take();
   }
   // The text in the pieces that were sent; they are checked on the way.
   QString arrived(const QList<Sent>& sent) {
@@ -57,22 +57,22 @@ TEST_F(ClipboardPartsTest, saysThatATextDoesNotFit) {
   clipboard_.text = QString(966, u'x');  // With 35 bytes beside it.
   request();
   request(ControlChannel::control);
-  EXPECT_EQ(outlet_.take(), (QList<Sent>{tooLarge(966, kLimit), tooLarge(966, kLimit, ControlChannel::control)}));
+  EXPECT_EQ(sender_.take(), (QList<Sent>{tooLarge(966, kLimit), tooLarge(966, kLimit, ControlChannel::control)}));
   clipboard_.text = QString(965, u'x');
   request();
-  EXPECT_EQ(outlet_.take(), QList<Sent>{synced(clipboard_.text)});
+  EXPECT_EQ(sender_.take(), QList<Sent>{synced(clipboard_.text)});
 }
 
 TEST_F(ClipboardPartsTest, countsEscapesWhenItLooksWhetherATextFits) {
   clipboard_.text = QString(200, QChar(1));
   request();
-  EXPECT_EQ(outlet_.take(), QList<Sent>{tooLarge(200, kLimit)});
+  EXPECT_EQ(sender_.take(), QList<Sent>{tooLarge(200, kLimit)});
   clipboard_.text = QString(300, u'表');
   request();
-  EXPECT_EQ(outlet_.take(), QList<Sent>{synced(clipboard_.text)});
+  EXPECT_EQ(sender_.take(), QList<Sent>{synced(clipboard_.text)});
   clipboard_.text = QString(400, u'表');
   request();
-  EXPECT_EQ(outlet_.take(), QList<Sent>{tooLarge(1200, kLimit)});
+  EXPECT_EQ(sender_.take(), QList<Sent>{tooLarge(1200, kLimit)});
 }
 
 TEST_F(ClipboardPartsTest, saysTheLengthOfATextThatIsTooLongToBeRead) {
@@ -81,19 +81,19 @@ TEST_F(ClipboardPartsTest, saysTheLengthOfATextThatIsTooLongToBeRead) {
   request();
   askInParts();
   scheduler_.advance(ClipboardSync::kRest);
-  EXPECT_EQ(outlet_.take(), (QList<Sent>{tooLarge(kMost + 5, kLimit), tooLarge(kMost + 5, kMost)}));
+  EXPECT_EQ(sender_.take(), (QList<Sent>{tooLarge(kMost + 5, kLimit), tooLarge(kMost + 5, kMost)}));
 }
 
 TEST_F(ClipboardPartsTest, givesPiecesOnlyToWhoAskedForThem) {
   clipboard_.text = QString(5000, u'x');
   for (const QJsonValue& parts : {QJsonValue(false), QJsonValue(1), QJsonValue(u"true"_s)}) {
     say({{u"type"_s, u"clipboard_request"_s}, {u"parts"_s, parts}});
-    EXPECT_EQ(outlet_.take(), QList<Sent>{tooLarge(5000, kLimit)});
+    EXPECT_EQ(sender_.take(), QList<Sent>{tooLarge(5000, kLimit)});
   }
   watch();
   clipboard_.copy(QString(6000, u'y'));
   scheduler_.advance(2s);
-  EXPECT_TRUE(outlet_.sent.isEmpty());
+  EXPECT_TRUE(sender_.sent.isEmpty());
 }
 
 // To one that does
@@ -101,12 +101,12 @@ TEST_F(ClipboardPartsTest, givesPiecesOnlyToWhoAskedForThem) {
 TEST_F(ClipboardPartsTest, sendsALongTextInPieces) {
   clipboard_.text = (u"abc\n\"🙂ü表"_s + QChar(1)).repeated(500);
   askInParts();
-  const auto sent = outlet_.take();
+  const auto sent = sender_.take();
   EXPECT_GT(sent.size(), 8);
   EXPECT_EQ(arrived(sent), clipboard_.text);
   EXPECT_EQ(scheduler_.runningTimers(), 0U);
   askInParts();
-  const auto again = outlet_.take();
+  const auto again = sender_.take();
   EXPECT_NE(again.first().message.value(u"id"), sent.first().message.value(u"id"));
 }
 
@@ -114,45 +114,45 @@ TEST_F(ClipboardPartsTest, sendsAShortTextAsEver) {
   clipboard_.text = u"short"_s;
   askInParts();
   askInParts(ControlChannel::control);
-  EXPECT_EQ(outlet_.take(), (QList<Sent>{synced(u"short"_s), synced(u"short"_s, ControlChannel::control)}));
+  EXPECT_EQ(sender_.take(), (QList<Sent>{synced(u"short"_s), synced(u"short"_s, ControlChannel::control)}));
 }
 
 TEST_F(ClipboardPartsTest, refusesATextAboveTenMebibytes) {
-  outlet_.longest = 262'144;
+  sender_.longest = 262'144;
   clipboard_.text = QString(kMost + 1, u'x');
   askInParts();
-  EXPECT_EQ(outlet_.take(), QList<Sent>{tooLarge(kMost + 1, kMost)});
+  EXPECT_EQ(sender_.take(), QList<Sent>{tooLarge(kMost + 1, kMost)});
   clipboard_.text.chop(1);
   scheduler_.advance(ClipboardSync::kRest);
   askInParts();
   scheduler_.advance(30s);
   qsizetype units = 0;
-  for (const auto& each : outlet_.take()) units += each.message.value(u"text").toString().size();
+  for (const auto& each : sender_.take()) units += each.message.value(u"text").toString().size();
   EXPECT_EQ(units, kMost);
 }
 
 TEST_F(ClipboardPartsTest, waitsWhileTooMuchWaitsToLeave) {
   clipboard_.text = QString(200'000, u'x');
-  outlet_.buffered = OutgoingText::kMaxWaiting;
+  sender_.buffered = OutgoingText::kMaxWaiting;
   askInParts();
   scheduler_.advance(1s);
-  EXPECT_TRUE(outlet_.sent.isEmpty());
-  outlet_.buffered = 0;
+  EXPECT_TRUE(sender_.sent.isEmpty());
+  sender_.buffered = 0;
   scheduler_.advance(OutgoingText::kLookEvery);
-  EXPECT_GT(outlet_.sent.size(), 1);
-  EXPECT_LE(outlet_.sent.size(), 66) << "more at once than wanted";
+  EXPECT_GT(sender_.sent.size(), 1);
+  EXPECT_LE(sender_.sent.size(), 66) << "more at once than wanted";
   scheduler_.advance(1s);
-  EXPECT_EQ(arrived(outlet_.take()), clipboard_.text);
+  EXPECT_EQ(arrived(sender_.take()), clipboard_.text);
 }
 
 TEST_F(ClipboardPartsTest, beginsAnewForWhoAsksAgain) {
   clipboard_.text = QString(200'000, u'x');
   askInParts();
-  const auto lost = outlet_.take();
+  const auto lost = sender_.take();
   ASSERT_FALSE(lost.isEmpty());
   askInParts();
   scheduler_.advance(1s);
-  const auto sent = outlet_.take();
+  const auto sent = sender_.take();
   EXPECT_EQ(arrived(sent), clipboard_.text);
   EXPECT_NE(sent.first().message.value(u"id"), lost.first().message.value(u"id"));
 }
@@ -165,9 +165,9 @@ TEST_F(ClipboardPartsTest, doesNotReadAgainForWhoAsksWhileTheTextIsUnderWay) {
     askInParts();
   }
   EXPECT_EQ(clipboard_.reads, 1);
-  outlet_.take();
+  sender_.take();
   scheduler_.advance(1s);
-  EXPECT_EQ(arrived(outlet_.take()), clipboard_.text);
+  EXPECT_EQ(arrived(sender_.take()), clipboard_.text);
   askInParts();
   EXPECT_EQ(clipboard_.reads, 2) << "nothing is under way any more";
   // The viewer that knows no pieces, and what was copied or set since.
@@ -175,43 +175,43 @@ TEST_F(ClipboardPartsTest, doesNotReadAgainForWhoAsksWhileTheTextIsUnderWay) {
   EXPECT_EQ(clipboard_.reads, 3);
   clipboard_.copy(QString(200'000, u'y'));
   askInParts();
-  outlet_.take();
+  sender_.take();
   EXPECT_EQ(clipboard_.reads, 4);
   set(u"short"_s);
   askInParts();
   EXPECT_EQ(clipboard_.reads, 5);
-  EXPECT_EQ(outlet_.take().last(), synced(u"short"_s));
+  EXPECT_EQ(sender_.take().last(), synced(u"short"_s));
 }
 
 TEST_F(ClipboardPartsTest, restsAfterALongReading) {
   clipboard_.text = QString(ClipboardSync::kLongReading + 1, u'x');
   for (int i = 0; i < 10; ++i) request();
   EXPECT_EQ(clipboard_.reads, 1);
-  EXPECT_EQ(outlet_.take().size(), 1);
+  EXPECT_EQ(sender_.take().size(), 1);
   scheduler_.advance(999ms);
   EXPECT_EQ(clipboard_.reads, 1);
   set(u"short"_s);
   EXPECT_EQ(clipboard_.text, u"short"_s) << "only readings wait";
-  outlet_.take();
+  sender_.take();
   scheduler_.advance(1ms);
   EXPECT_EQ(clipboard_.reads, 2);
-  EXPECT_EQ(outlet_.take(), QList<Sent>(9, synced(u"short"_s)));
+  EXPECT_EQ(sender_.take(), QList<Sent>(9, synced(u"short"_s)));
   request();
   EXPECT_EQ(clipboard_.reads, 3);
   EXPECT_EQ(scheduler_.runningTimers(), 0U);
 }
 
 TEST_F(ClipboardPartsTest, seesACopyAfterTheRest) {
-  outlet_.longest = 262'144;
+  sender_.longest = 262'144;
   watchInParts();
   clipboard_.text = QString(ClipboardSync::kLongReading + 1, u'x');
   request();
-  outlet_.take();
+  sender_.take();
   clipboard_.copy(u"copied"_s, true);
   scheduler_.advance(500ms);
-  EXPECT_TRUE(outlet_.sent.isEmpty());
+  EXPECT_TRUE(sender_.sent.isEmpty());
   scheduler_.advance(500ms);
-  EXPECT_EQ(outlet_.take(), QList<Sent>{synced(u"copied"_s)});
+  EXPECT_EQ(sender_.take(), QList<Sent>{synced(u"copied"_s)});
 }
 
 TEST_F(ClipboardPartsTest, answersWhoAskedDuringAReadingWithThePiecesOfOneText) {
@@ -220,41 +220,41 @@ TEST_F(ClipboardPartsTest, answersWhoAskedDuringAReadingWithThePiecesOfOneText) 
   request();
   for (int i = 0; i < 10; ++i) askInParts();
   clipboard_.answer();
-  outlet_.take();
+  sender_.take();
   clipboard_.answer();
   scheduler_.advance(1s);
   EXPECT_EQ(clipboard_.reads, 2);
-  EXPECT_EQ(arrived(outlet_.take()), clipboard_.text);
+  EXPECT_EQ(arrived(sender_.take()), clipboard_.text);
 }
 
 TEST_F(ClipboardPartsTest, sendsANewerTextInPlaceOfAnUnfinishedOne) {
   clipboard_.text = QString(200'000, u'x');
   askInParts();
-  outlet_.take();
+  sender_.take();
   clipboard_.copy(QString(150'000, u'y'));
   askInParts();
   scheduler_.advance(1s);
-  EXPECT_EQ(arrived(outlet_.take()), clipboard_.text);
+  EXPECT_EQ(arrived(sender_.take()), clipboard_.text);
   clipboard_.text = QString(200'000, u'x');
   askInParts();
-  outlet_.take();
+  sender_.take();
   clipboard_.copy(u"short"_s);
   askInParts();
   scheduler_.advance(1s);
-  EXPECT_EQ(outlet_.take(), QList<Sent>{synced(u"short"_s)});
+  EXPECT_EQ(sender_.take(), QList<Sent>{synced(u"short"_s)});
 }
 
 TEST_F(ClipboardPartsTest, sendsPiecesOfACopy) {
   watchInParts();
   clipboard_.copy(QString(5000, u'x'));
   scheduler_.advance(2s);
-  EXPECT_EQ(arrived(outlet_.take()), clipboard_.text);
+  EXPECT_EQ(arrived(sender_.take()), clipboard_.text);
   say({{u"type"_s, u"clipboard_sync_enabled"_s}, {u"enabled"_s, true}});
   scheduler_.advance(1s);
-  outlet_.take();
+  sender_.take();
   clipboard_.copy(QString(6000, u'x'));
   scheduler_.advance(2s);
-  EXPECT_TRUE(outlet_.sent.isEmpty());
+  EXPECT_TRUE(sender_.sent.isEmpty());
 }
 
 TEST_F(ClipboardPartsTest, saysThatACopyIsTooLongForPieces) {
@@ -263,60 +263,60 @@ TEST_F(ClipboardPartsTest, saysThatACopyIsTooLongForPieces) {
   clipboard_.readable = false;
   clipboard_.tooLong = kMost + 1;
   scheduler_.advance(2s);
-  EXPECT_EQ(outlet_.take(), QList<Sent>{tooLarge(kMost + 1, kMost)});
+  EXPECT_EQ(sender_.take(), QList<Sent>{tooLarge(kMost + 1, kMost)});
 }
 
 TEST_F(ClipboardPartsTest, takesNoCopyThatIsTooLongForTheEmptyTextOfTheViewer) {
   watchInParts();
   set(QString());
-  outlet_.take();
+  sender_.take();
   clipboard_.copy(QString());
   clipboard_.readable = false;
   clipboard_.tooLong = kMost + 1;
   scheduler_.advance(2s);
-  EXPECT_EQ(outlet_.take(), QList<Sent>{tooLarge(kMost + 1, kMost)});
+  EXPECT_EQ(sender_.take(), QList<Sent>{tooLarge(kMost + 1, kMost)});
 }
 
 TEST_F(ClipboardPartsTest, takesNextViewersForOnesThatKnowNoPieces) {
   watchInParts();
-  outlet_.connectionNumber = 2;
+  sender_.connectionNumber = 2;
   clipboard_.copy(QString(5000, u'x'));
   scheduler_.advance(2s);
-  EXPECT_TRUE(outlet_.sent.isEmpty());
+  EXPECT_TRUE(sender_.sent.isEmpty());
 }
 
 TEST_F(ClipboardPartsTest, endsWithTheChannel) {
   clipboard_.text = QString(200'000, u'x');
   askInParts();
-  outlet_.take();
+  sender_.take();
   sync_->channelClosed(ControlChannel::control);
   EXPECT_EQ(scheduler_.runningTimers(), 1U);
   sync_->channelClosed(ControlChannel::reliable);
   EXPECT_EQ(scheduler_.runningTimers(), 0U);
   scheduler_.advance(1s);
-  EXPECT_TRUE(outlet_.sent.isEmpty());
+  EXPECT_TRUE(sender_.sent.isEmpty());
 }
 
 TEST_F(ClipboardPartsTest, givesUpACopyWhenTheViewerSetsAText) {
   watchInParts();
   clipboard_.copy(QString(200'000, u'x'));
   scheduler_.advance(1999ms);
-  outlet_.buffered = OutgoingText::kMaxWaiting;
+  sender_.buffered = OutgoingText::kMaxWaiting;
   scheduler_.advance(1ms);
   set(u"newer"_s);
-  outlet_.take();
-  outlet_.buffered = 0;
+  sender_.take();
+  sender_.buffered = 0;
   scheduler_.advance(10s);
-  EXPECT_TRUE(outlet_.sent.isEmpty());
+  EXPECT_TRUE(sender_.sent.isEmpty());
   // What was asked for is answered all the same.
   clipboard_.text = QString(200'000, u'z');
   askInParts();
-  QList<Sent> sent = outlet_.take();
+  QList<Sent> sent = sender_.take();
   const QString text = clipboard_.text;
   set(u"newer still"_s);
-  outlet_.take();
+  sender_.take();
   scheduler_.advance(1s);
-  sent += outlet_.take();
+  sent += sender_.take();
   clipboard_.text = text;
   EXPECT_EQ(arrived(sent), text);
 }
@@ -324,20 +324,20 @@ TEST_F(ClipboardPartsTest, givesUpACopyWhenTheViewerSetsAText) {
 TEST_F(ClipboardPartsTest, neverSendsPiecesOnTheLossyChannel) {
   clipboard_.text = QString(5000, u'x');
   askInParts(ControlChannel::control);
-  EXPECT_EQ(arrived(outlet_.take()), clipboard_.text);
-  outlet_.reliable.open = false;
+  EXPECT_EQ(arrived(sender_.take()), clipboard_.text);
+  sender_.reliable.open = false;
   askInParts(ControlChannel::control);
-  EXPECT_EQ(outlet_.take(), QList<Sent>{tooLarge(5000, kLimit, ControlChannel::control)});
+  EXPECT_EQ(sender_.take(), QList<Sent>{tooLarge(5000, kLimit, ControlChannel::control)});
 }
 
 // From the viewer
 
 TEST_F(ClipboardPartsTest, setsATextThatCameInPiecesAndAcknowledgesTheLast) {
   say(piece(0, u"über"_s));
-  EXPECT_TRUE(outlet_.sent.isEmpty());
+  EXPECT_TRUE(sender_.sent.isEmpty());
   EXPECT_EQ(clipboard_.sets, 0);
   say(piece(1, u"all"_s));
-  EXPECT_EQ(outlet_.take(), (QList<Sent>{{ControlChannel::reliable, {{u"type"_s, u"ack"_s}, {u"req"_s, 1}}}}));
+  EXPECT_EQ(sender_.take(), (QList<Sent>{{ControlChannel::reliable, {{u"type"_s, u"ack"_s}, {u"req"_s, 1}}}}));
   EXPECT_EQ(clipboard_.text, u"überall"_s);
   EXPECT_EQ(log_.lines(), QStringList{u"[sync] Clipboard updated from client: \"überall\""_s});
 }
@@ -348,7 +348,7 @@ TEST_F(ClipboardPartsTest, takesNoPiecesFromTheLossyChannel) {
   say(piece(0, u"über"_s));
   say(piece(1, u"all"_s), ControlChannel::control);
   EXPECT_EQ(clipboard_.sets, 0);
-  EXPECT_TRUE(outlet_.sent.isEmpty());
+  EXPECT_TRUE(sender_.sent.isEmpty());
 }
 
 TEST_F(ClipboardPartsTest, forgetsPiecesWhenAnotherTextOrTheEndComes) {
@@ -367,24 +367,24 @@ TEST_F(ClipboardPartsTest, tellsTheViewerThatItsTextIsTooLong) {
   long_.insert(u"length"_s, kMost + 1);
   say(long_);
   EXPECT_EQ(
-      outlet_.take(),
+      sender_.take(),
       (QList<Sent>{
           {ControlChannel::reliable,
            {{u"type"_s, u"clipboard_too_large"_s}, {u"id"_s, 9}, {u"length"_s, kMost + 1}, {u"limit"_s, kMost}}}}));
   say(piece(1, u"all"_s, 9));
-  EXPECT_TRUE(outlet_.sent.isEmpty());
+  EXPECT_TRUE(sender_.sent.isEmpty());
   EXPECT_EQ(clipboard_.sets, 0);
 }
 
 TEST_F(ClipboardPartsTest, takesATextForWholeUnlessItsPartsAreCounted) {
   for (const QJsonValue& parts : {QJsonValue(true), QJsonValue(u"2"_s), QJsonValue(1.5)}) {
     say({{u"type"_s, u"clipboard_set"_s}, {u"text"_s, u"all of it"_s}, {u"parts"_s, parts}});
-    EXPECT_EQ(outlet_.take().size(), 1);
+    EXPECT_EQ(sender_.take().size(), 1);
   }
   EXPECT_EQ(clipboard_.sets, 3);
   say({{u"type"_s, u"clipboard_set"_s}, {u"text"_s, u"a part"_s}, {u"parts"_s, 2}});
   EXPECT_EQ(clipboard_.sets, 3);
-  EXPECT_TRUE(outlet_.sent.isEmpty());
+  EXPECT_TRUE(sender_.sent.isEmpty());
 }
 
 }  // namespace

@@ -5,14 +5,14 @@
 
 #include "main/control/clipboard/ClipboardSync.h"
 #include "tests/fakes/FakeClipboard.h"
-#include "tests/fakes/FakeControlOutlet.h"
+#include "tests/fakes/FakeControlSender.h"
 #include "tests/fakes/FakeScheduler.h"
 #include "tests/fakes/PrintQt.h"
 #include "tests/fakes/RecordedLog.h"
 
 namespace vantora {
 
-using Sent = fakes::FakeControlOutlet::Sent;
+using Sent = fakes::FakeControlSender::Sent;
 
 using namespace std::chrono_literals;
 using namespace Qt::Literals::StringLiterals;
@@ -23,7 +23,7 @@ inline Sent synced(const QString& text, ControlChannel channel = ControlChannel:
 
 class ClipboardSyncFixture : public testing::Test {
  protected:
-  ClipboardSyncFixture() { bindClipboardMessages(dispatcher_, *sync_, outlet_); }
+  ClipboardSyncFixture() { bindClipboardMessages(dispatcher_, *sync_, sender_); }
   void say(const JsonObject& message, ControlChannel origin = ControlChannel::reliable) {
     dispatcher_.dataChannelDidReceiveMessage(origin, toJson(message), false);
   }
@@ -34,15 +34,15 @@ class ClipboardSyncFixture : public testing::Test {
     sync_->setClipboardSyncEnabled(true);
     scheduler_.advance(1s);
     log_.clear();
-    outlet_.take();
+    sender_.take();
   }
 
   fakes::RecordedLog log_;
   fakes::FakeScheduler scheduler_;
   fakes::FakeClipboard clipboard_;
-  fakes::FakeControlOutlet outlet_;
-  std::unique_ptr<ClipboardSync> sync_ = std::make_unique<ClipboardSync>(clipboard_, outlet_, scheduler_);
-  ControlDispatcher dispatcher_{outlet_, scheduler_, [](Gate) { return false; }};
+  fakes::FakeControlSender sender_;
+  std::unique_ptr<ClipboardSync> sync_ = std::make_unique<ClipboardSync>(clipboard_, sender_, scheduler_);
+  ControlDispatcher dispatcher_{sender_, scheduler_, [](Gate) { return false; }};
 };
 
 }  // namespace vantora

@@ -3,7 +3,7 @@
 #include <QJsonArray>
 
 #include "main/control/commands/SupportCommands.h"
-#include "tests/fakes/FakeControlOutlet.h"
+#include "tests/fakes/FakeControlSender.h"
 #include "tests/fakes/FakeSupportTools.h"
 #include "tests/fakes/PrintQt.h"
 
@@ -19,7 +19,7 @@ class SupportCommandsTest : public testing::Test {
   }
   QList<JsonObject> replies(ControlChannel channel = ControlChannel::reliable) {
     QList<JsonObject> messages;
-    for (const auto& sent : outlet_.take()) {
+    for (const auto& sent : sender_.take()) {
       EXPECT_EQ(sent.channel, channel);
       messages.append(sent.message);
     }
@@ -39,9 +39,9 @@ class SupportCommandsTest : public testing::Test {
             {u"stderr"_s, err}};
   }
 
-  fakes::FakeControlOutlet outlet_;
+  fakes::FakeControlSender sender_;
   fakes::FakeSupportTools tools_;
-  SupportCommands commands_{outlet_, tools_};
+  SupportCommands commands_{sender_, tools_};
 };
 
 TEST_F(SupportCommandsTest, runsTheEntryAndAnswersWhenItHasEnded) {
@@ -76,7 +76,7 @@ TEST_F(SupportCommandsTest, answersOnTheRequestsChannelOnlyWhereThereIsNoReliabl
   exec({{u"id"_s, u"x"_s}}, ControlChannel::control);
   EXPECT_EQ(replies(ControlChannel::reliable).size(), 1);
   exec({{u"id"_s, u"open-terminal"_s}}, ControlChannel::control);
-  outlet_.reliable.exists = false;  // It went while the command ran.
+  sender_.reliable.exists = false;  // It went while the command ran.
   tools_.finish({});
   EXPECT_EQ(replies(ControlChannel::control).size(), 1);
   exec({{u"id"_s, u"x"_s}}, ControlChannel::control);
@@ -104,7 +104,7 @@ TEST_F(SupportCommandsTest, opensTheSystemMonitorWithTheProcessThatWasNamed) {
 
 TEST_F(SupportCommandsTest, endsWhatRunsWithTheSession) {
   {
-    SupportCommands commands(outlet_, tools_);
+    SupportCommands commands(sender_, tools_);
     commands.handleExecCommand(ControlChannel::reliable, {{u"id"_s, u"dns-flush"_s}});
     EXPECT_FALSE(tools_.ended);
   }

@@ -150,7 +150,7 @@ TEST_F(CursorAccessibilityTest, anAnswerAfterItsDeathIsDropped) {
   ASSERT_TRUE(accessibility_.asked());
   monitor_.reset();
   accessibility_.answer();
-  EXPECT_TRUE(outlet_.sent.isEmpty());
+  EXPECT_TRUE(sender_.sent.isEmpty());
   EXPECT_EQ(scheduler_.runningTimers(), 0U);
 }
 
@@ -177,7 +177,7 @@ TEST_F(CursorAccessibilityTest, tellsAtEveryLookThatThePermissionIsMissing) {
   scheduler_.advance(2s);
   int told = 0;
   QStringList others;
-  for (const auto& sent : outlet_.take()) {
+  for (const auto& sent : sender_.take()) {
     if (sent.message == JsonObject{{u"type"_s, u"permission_required"_s}, {u"permission"_s, u"accessibility"_s}}) {
       EXPECT_EQ(sent.channel, ControlChannel::reliable);
       ++told;
@@ -193,18 +193,18 @@ TEST_F(CursorAccessibilityTest, tellsAtEveryLookThatThePermissionIsMissing) {
 TEST_F(CursorAccessibilityTest, saysNothingOfThePermissionWhileTheReliableChannelIsNotOpen) {
   accessibility_.trusted = AccessibilityTrust::refused;
   start();
-  outlet_.reliable.open = false;
+  sender_.reliable.open = false;
   scheduler_.advance(2s);
-  outlet_.reliable.exists = false;
+  sender_.reliable.exists = false;
   scheduler_.advance(2s);
-  EXPECT_TRUE(outlet_.sent.isEmpty());
+  EXPECT_TRUE(sender_.sent.isEmpty());
 }
 
 TEST_F(CursorAccessibilityTest, aDesktopWithoutTheServiceMissesNoPermission) {
   accessibility_.trusted = AccessibilityTrust::absent;
   start();
   scheduler_.advance(5s);
-  EXPECT_TRUE(outlet_.sent.isEmpty());
+  EXPECT_TRUE(sender_.sent.isEmpty());
   EXPECT_EQ(accessibility_.requests, 0);
 }
 

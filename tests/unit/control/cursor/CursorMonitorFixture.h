@@ -7,7 +7,7 @@
 
 #include "main/control/cursor/CursorMonitor.h"
 #include "tests/fakes/FakeAccessibility.h"
-#include "tests/fakes/FakeControlOutlet.h"
+#include "tests/fakes/FakeControlSender.h"
 #include "tests/fakes/FakeScheduler.h"
 #include "tests/fakes/FakeSystemCursor.h"
 #include "tests/fakes/PrintQt.h"
@@ -24,20 +24,20 @@ class CursorMonitorFixture : public testing::Test {
           const auto found = variables_.find(name);
           return found == variables_.end() ? std::nullopt : std::optional(found->second);
         }),
-        scheduler_, CursorMonitor::Desktop{cursor_, accessibility_}, outlet_, cursorDebug);
+        scheduler_, CursorMonitor::Desktop{cursor_, accessibility_}, sender_, cursorDebug);
   }
   // Monitoring, and the first shape sent.
   void start(bool cursorDebug = false) {
     make(cursorDebug);
     monitor_->startCursorMonitoring();
     scheduler_.advance(std::chrono::milliseconds(100));
-    outlet_.take();
+    sender_.take();
     log_.clear();
   }
   // The shapes sent since the last call, whichever channel they went on.
   QStringList shapes() {
     QStringList list;
-    for (const auto& sent : outlet_.take()) {
+    for (const auto& sent : sender_.take()) {
       EXPECT_EQ(sent.message.value(QStringLiteral("type")).toString(), QStringLiteral("cursor_shape"));
       list.append(sent.message.value(QStringLiteral("shape")).toString());
     }
@@ -50,7 +50,7 @@ class CursorMonitorFixture : public testing::Test {
   fakes::FakeScheduler scheduler_;
   fakes::FakeSystemCursor cursor_;
   fakes::FakeAccessibility accessibility_;
-  fakes::FakeControlOutlet outlet_;
+  fakes::FakeControlSender sender_;
   std::unique_ptr<CursorMonitor> monitor_;
 };
 

@@ -13,9 +13,9 @@ TEST_F(CursorMonitorTest, sendsTheFirstShapeATenthOfASecondAfterTheStart) {
   make();
   monitor_->startCursorMonitoring();
   scheduler_.advance(99ms);
-  EXPECT_TRUE(outlet_.sent.isEmpty());
+  EXPECT_TRUE(sender_.sent.isEmpty());
   scheduler_.advance(1ms);
-  const QList<fakes::FakeControlOutlet::Sent> sent = outlet_.take();
+  const QList<fakes::FakeControlSender::Sent> sent = sender_.take();
   ASSERT_EQ(sent.size(), 1);
   EXPECT_EQ(sent[0].channel, ControlChannel::control);
   EXPECT_EQ(sent[0].message, (JsonObject{{u"type"_s, u"cursor_shape"_s},
@@ -94,20 +94,20 @@ TEST_F(CursorMonitorTest, aCursorThatFlickersIsLookedAtFiftyTimesASecondAtMost) 
 
 TEST_F(CursorMonitorTest, usesControlWhenItExistsAndElseTheReliableChannel) {
   start();
-  outlet_.control.exists = false;
+  sender_.control.exists = false;
   cursor_.show(u"xterm"_s);
-  ASSERT_EQ(outlet_.sent.size(), 1);
-  EXPECT_EQ(outlet_.sent[0].channel, ControlChannel::reliable);
+  ASSERT_EQ(sender_.sent.size(), 1);
+  EXPECT_EQ(sender_.sent[0].channel, ControlChannel::reliable);
 }
 
 TEST_F(CursorMonitorTest, aChangeWhileTheChannelIsNotOpenIsLost) {
   start();
-  outlet_.control.open = false;
+  sender_.control.open = false;
   cursor_.show(u"xterm"_s);
-  EXPECT_TRUE(outlet_.sent.isEmpty());
-  outlet_.control.open = true;
+  EXPECT_TRUE(sender_.sent.isEmpty());
+  sender_.control.open = true;
   scheduler_.advance(5s);
-  EXPECT_TRUE(outlet_.sent.isEmpty());
+  EXPECT_TRUE(sender_.sent.isEmpty());
 }
 
 TEST_F(CursorMonitorTest, withoutACursorTheShapeIsTheDefault) {
@@ -129,18 +129,18 @@ TEST_F(CursorMonitorTest, doesNothingAfterTheStop) {
   EXPECT_FALSE(cursor_.usePointer());
   monitor_->checkCursorShape();
   scheduler_.advance(10s);
-  EXPECT_TRUE(outlet_.sent.isEmpty());
+  EXPECT_TRUE(sender_.sent.isEmpty());
   EXPECT_EQ(cursor_.looks, before);
 }
 
 TEST_F(CursorMonitorTest, afterAReconnectOnlyADifferentShapeIsSent) {
   start();
   cursor_.show(u"xterm"_s);
-  outlet_.take();
+  sender_.take();
   monitor_->stopCursorMonitoring();
   monitor_->startCursorMonitoring();
   scheduler_.advance(2s);
-  EXPECT_TRUE(outlet_.sent.isEmpty());
+  EXPECT_TRUE(sender_.sent.isEmpty());
   monitor_->stopCursorMonitoring();
   cursor_.show(u"hand2"_s);
   monitor_->startCursorMonitoring();
@@ -170,7 +170,7 @@ TEST_F(CursorMonitorTest, stopsWhenItDies) {
 TEST_F(CursorMonitorTest, aQueryIsAnsweredWithTheShapeEvenWhenItWasSentBefore) {
   start();
   cursor_.show(u"xterm"_s);
-  outlet_.take();
+  sender_.take();
   QStringList order;
   for (int time = 0; time < 3; ++time) {
     monitor_->handleCursorQuery([&] { order.append(shapes() << u"ack"_s); });
@@ -195,7 +195,7 @@ TEST_F(CursorMonitorTest, sendsTheTestShapeAsGiven) {
     EXPECT_EQ(shapes(), QStringList{shape});
   }
   scheduler_.advance(5s);
-  EXPECT_TRUE(outlet_.sent.isEmpty());
+  EXPECT_TRUE(sender_.sent.isEmpty());
 }
 
 TEST_F(CursorMonitorTest, aTestWithoutAShapeIsIgnored) {
@@ -203,7 +203,7 @@ TEST_F(CursorMonitorTest, aTestWithoutAShapeIsIgnored) {
   EXPECT_FALSE(monitor_->handleTestCursor({}));
   EXPECT_FALSE(monitor_->handleTestCursor({{u"shape"_s, 5}}));
   EXPECT_FALSE(monitor_->handleTestCursor({{u"shape"_s, QJsonValue::Null}}));
-  EXPECT_TRUE(outlet_.sent.isEmpty());
+  EXPECT_TRUE(sender_.sent.isEmpty());
 }
 
 // The test cycle

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "main/control/dispatch/ControlDispatcher.h"
-#include "tests/fakes/FakeControlOutlet.h"
+#include "tests/fakes/FakeControlSender.h"
 #include "tests/fakes/FakeScheduler.h"
 #include "tests/fakes/RecordedLog.h"
 #include "tests/unit/control/dispatch/MessageTypes.h"
@@ -12,7 +12,7 @@ using namespace Qt::Literals::StringLiterals;
 namespace vantora {
 namespace {
 
-using Sent = fakes::FakeControlOutlet::Sent;
+using Sent = fakes::FakeControlSender::Sent;
 
 class ControlDispatcherTest : public testing::Test {
  protected:
@@ -32,15 +32,15 @@ class ControlDispatcherTest : public testing::Test {
   void expectDropped(const QByteArray& text) {
     receive(text);
     EXPECT_TRUE(handled_.isEmpty()) << text.left(80).toStdString();
-    EXPECT_TRUE(outlet_.sent.isEmpty()) << text.left(80).toStdString();
+    EXPECT_TRUE(sender_.sent.isEmpty()) << text.left(80).toStdString();
     EXPECT_TRUE(log_.lines().isEmpty()) << text.left(80).toStdString();
   }
 
   fakes::RecordedLog log_;
   fakes::FakeScheduler scheduler_;
-  fakes::FakeControlOutlet outlet_;
+  fakes::FakeControlSender sender_;
   std::set<Gate> open_;
-  ControlDispatcher dispatcher_{outlet_, scheduler_, [this](Gate gate) { return open_.contains(gate); }};
+  ControlDispatcher dispatcher_{sender_, scheduler_, [this](Gate gate) { return open_.contains(gate); }};
   QStringList handled_;
   QList<QByteArray> binary_;
 };
@@ -72,7 +72,7 @@ TEST_F(ControlDispatcherTest, acknowledgesExactlyTheTypesThatAreAcknowledged) {
     const QList<Sent> wanted = expected.acknowledgement == Acknowledgement::withRequest
                                    ? QList<Sent>{{ControlChannel::control, ack}}
                                    : QList<Sent>{};
-    EXPECT_EQ(outlet_.take(), wanted) << expected.type.data();
+    EXPECT_EQ(sender_.take(), wanted) << expected.type.data();
   }
 }
 
@@ -81,49 +81,49 @@ TEST_F(ControlDispatcherTest, copiesTheRequestUnchangedIntoTheAcknowledgement) {
   for (const char* req : {R"({"n":5})", "null", "true", "false", "0", "-1.5", "9007199254740993", R"("")", R"("ä\n")",
                           "[]", R"([1,{"a":[null]}])", "{}"}) {
     receive(QByteArray(R"({"type":"clipboard_set","req":)") + req + "}");
-    ASSERT_EQ(outlet_.sent.size(), 1) << req;
+    ASSERT_EQ(sender_.sent.size(), 1) << req;
     const auto wanted = parseJsonObject(QByteArray(R"({"type":"ack","req":)") + req + "}");
     ASSERT_TRUE(wanted) << req;
-    EXPECT_EQ(outlet_.take()[0].message, *wanted) << req;
+    EXPECT_EQ(sender_.take()[0].message, *wanted) << req;
   }
 }
 
 TEST_F(ControlDispatcherTest, leavesTheRequestOutWhenThereWasNone) {
   bindAll();
   receive(R"({"type":"clipboard_set"})");
-  ASSERT_EQ(outlet_.sent.size(), 1);
-  EXPECT_EQ(outlet_.sent[0].message, (JsonObject{{u"type"_s, u"ack"_s}}));
+  ASSERT_EQ(sender_.sent.size(), 1);
+  EXPECT_EQ(sender_.sent[0].message, (JsonObject{{u"type"_s, u"ack"_s}}));
 }
 
 TEST_F(ControlDispatcherTest, acknowledgesOnTheChannelOfTheRequest) {
   bindAll();
   receive(R"({"type":"auth"})", ControlChannel::control);
   receive(R"({"type":"auth"})", ControlChannel::reliable);
-  ASSERT_EQ(outlet_.sent.size(), 2);
-  EXPECT_EQ(outlet_.sent[0].channel, ControlChannel::control);
-  EXPECT_EQ(outlet_.sent[1].channel, ControlChannel::reliable);
+  ASSERT_EQ(sender_.sent.size(), 2);
+  EXPECT_EQ(sender_.sent[0].channel, ControlChannel::control);
+  EXPECT_EQ(sender_.sent[1].channel, ControlChannel::reliable);
 }
 
 TEST_F(ControlDispatcherTest, doesNotAcknowledgeWhatTheHandlerIgnored) {
   bindAll(Handled::ignored);
   receive(R"({"type":"clipboard_set","req":1})");
   EXPECT_EQ(handled_.size(), 1);
-  EXPECT_TRUE(outlet_.sent.isEmpty());
+  EXPECT_TRUE(sender_.sent.isEmpty());
 }
 
 TEST_F(ControlDispatcherTest, runsTheFollowUpOfAHandlerAfterTheAcknowledgement) {
   dispatcher_.on("control"_L1, [this](const ControlRequest&) {
-    dispatcher_.afterAcknowledgement([this] { outlet_.send(ControlChannel::control, {{u"type"_s, u"later"_s}}); });
+    dispatcher_.afterAcknowledgement([this] { sender_.send(ControlChannel::control, {{u"type"_s, u"later"_s}}); });
     return Handled::yes;
   });
   dispatcher_.on("auth"_L1, [](const ControlRequest&) { return Handled::yes; });
   receive(R"({"type":"control"})");
-  ASSERT_EQ(outlet_.sent.size(), 2);
-  EXPECT_EQ(outlet_.sent[0].message.value(u"type"), QJsonValue(u"ack"_s));
-  EXPECT_EQ(outlet_.sent[1].message.value(u"type"), QJsonValue(u"later"_s));
-  outlet_.take();
+  ASSERT_EQ(sender_.sent.size(), 2);
+  EXPECT_EQ(sender_.sent[0].message.value(u"type"), QJsonValue(u"ack"_s));
+  EXPECT_EQ(sender_.sent[1].message.value(u"type"), QJsonValue(u"later"_s));
+  sender_.take();
   receive(R"({"type":"auth"})");
-  EXPECT_EQ(outlet_.sent.size(), 1) << "the follow-up of an earlier message ran again";
+  EXPECT_EQ(sender_.sent.size(), 1) << "the follow-up of an earlier message ran again";
 }
 
 TEST_F(ControlDispatcherTest, tellsARefusedMessageWhyWhenThatIsInstalled) {
@@ -191,16 +191,16 @@ TEST_F(ControlDispatcherTest, dropsTextThatIsNestedWithoutEnd) {
 TEST_F(ControlDispatcherTest, acknowledgesDeeplyNestedRequests) {
   bindAll();
   receive(QByteArray(R"({"type":"auth","req":)") + QByteArray(500, '[') + QByteArray(500, ']') + "}");
-  ASSERT_EQ(outlet_.sent.size(), 1);
-  EXPECT_EQ(toJson(outlet_.sent[0].message).count('['), 500);
+  ASSERT_EQ(sender_.sent.size(), 1);
+  EXPECT_EQ(toJson(sender_.sent[0].message).count('['), 500);
 }
 
 TEST_F(ControlDispatcherTest, takesAMessageOfAMegabyte) {
   bindAll();
   const QString big(1'000'000, u'x');
   receive(toJson({{u"type"_s, u"clipboard_set"_s}, {u"req"_s, big}}));
-  ASSERT_EQ(outlet_.sent.size(), 1);
-  EXPECT_EQ(outlet_.sent[0].message.value(u"req").toString(), big);
+  ASSERT_EQ(sender_.sent.size(), 1);
+  EXPECT_EQ(sender_.sent[0].message.value(u"req").toString(), big);
 }
 
 TEST_F(ControlDispatcherTest, dropsATypeOfAMegabyte) {
@@ -214,12 +214,12 @@ TEST_F(ControlDispatcherTest, handsBinaryMessagesOnUnread) {
   dispatcher_.dataChannelDidReceiveMessage(ControlChannel::reliable, piece, true);
   EXPECT_EQ(binary_, QList<QByteArray>{piece});
   EXPECT_TRUE(handled_.isEmpty());
-  EXPECT_TRUE(outlet_.sent.isEmpty());
+  EXPECT_TRUE(sender_.sent.isEmpty());
 }
 
 TEST_F(ControlDispatcherTest, ignoresBinaryMessagesWhileNobodyTakesThem) {
   dispatcher_.dataChannelDidReceiveMessage(ControlChannel::reliable, "abc", true);
-  EXPECT_TRUE(outlet_.sent.isEmpty());
+  EXPECT_TRUE(sender_.sent.isEmpty());
 }
 
 TEST_F(ControlDispatcherTest, measuresTheLatencyAgainstAClockThatBeginsIn2001) {

@@ -5,7 +5,7 @@
 
 #include "main/control/dispatch/ControlDispatcher.h"
 #include "main/control/dispatch/ControlRights.h"
-#include "tests/fakes/FakeControlOutlet.h"
+#include "tests/fakes/FakeControlSender.h"
 #include "tests/fakes/FakeScheduler.h"
 #include "tests/fakes/PrintQt.h"
 
@@ -53,9 +53,9 @@ std::vector<Combination> everyCombination() {
 TEST(RightsTest, passExactlyTheTypesThatEachCombinationOpens) {
   for (const auto& [rights, text] : everyCombination()) {
     SCOPED_TRACE(text);
-    fakes::FakeControlOutlet outlet;
+    fakes::FakeControlSender sender;
     const fakes::FakeScheduler scheduler;
-    ControlDispatcher dispatcher(outlet, scheduler, [&rights = rights](Gate gate) { return isOpen(gate, rights); });
+    ControlDispatcher dispatcher(sender, scheduler, [&rights = rights](Gate gate) { return isOpen(gate, rights); });
     QStringList passed;
     QStringList refused;
     for (const ControlMessageRow& row : controlMessageTable()) {

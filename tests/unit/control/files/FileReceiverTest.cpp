@@ -7,7 +7,7 @@
 
 #include "main/control/files/FileReceiver.h"
 #include "tests/fakes/EventLoop.h"
-#include "tests/fakes/FakeControlOutlet.h"
+#include "tests/fakes/FakeControlSender.h"
 #include "tests/fakes/FakeScheduler.h"
 #include "tests/fakes/PrintQt.h"
 #include "tests/fakes/RecordedLog.h"
@@ -17,7 +17,7 @@ using namespace Qt::Literals::StringLiterals;
 namespace vantora {
 namespace {
 
-using Sent = fakes::FakeControlOutlet::Sent;
+using Sent = fakes::FakeControlSender::Sent;
 
 class FileReceiverTest : public testing::Test {
  protected:
@@ -43,7 +43,7 @@ class FileReceiverTest : public testing::Test {
     say({{u"type"_s, u"file_chunk"_s}, {u"id"_s, id}, {u"data"_s, QString::fromLatin1(bytes.toBase64())}});
   }
   bool heard(qsizetype count) {
-    return testing_loop::waitFor([&] { return outlet_.sent.size() >= count; });
+    return testing_loop::waitFor([&] { return sender_.sent.size() >= count; });
   }
   QByteArray content(const QString& name) const {
     QFile file(folder_.filePath(name));
@@ -63,18 +63,18 @@ class FileReceiverTest : public testing::Test {
   QTemporaryDir folder_;
   fakes::RecordedLog log_;
   fakes::FakeScheduler scheduler_;
-  fakes::FakeControlOutlet outlet_;
+  fakes::FakeControlSender sender_;
   std::promise<void> plugged_;
   std::shared_future<void> plug_;
   std::atomic<bool> stuck_ = false;
   std::unique_ptr<FileReceiver> files_ = std::make_unique<FileReceiver>(
-      outlet_,
+      sender_,
       [this] {
         if (stuck_) plug_.wait();
         return folder_.path();
       },
       kLimit);
-  ControlDispatcher dispatcher_{outlet_, scheduler_, [this](Gate gate) {
+  ControlDispatcher dispatcher_{sender_, scheduler_, [this](Gate gate) {
                                   return gate != Gate::file || (files_ && files_->isFileReceiveAllowed());
                                 }};
 };
@@ -86,7 +86,7 @@ TEST_F(FileReceiverTest, receivesAFileAndAnswersOnTheReliableChannel) {
   end(u"1"_s);
   ASSERT_TRUE(heard(2));
   EXPECT_EQ(
-      outlet_.sent,
+      sender_.sent,
       (QList<Sent>{{ControlChannel::reliable, {{u"type"_s, u"file_ready"_s}, {u"id"_s, u"1"_s}}},
                    {ControlChannel::reliable,
                     {{u"type"_s, u"file_saved"_s}, {u"id"_s, u"1"_s}, {u"name"_s, u"a.txt"_s}, {u"size"_s, 7}}}}));
@@ -94,10 +94,10 @@ TEST_F(FileReceiverTest, receivesAFileAndAnswersOnTheReliableChannel) {
 }
 
 TEST_F(FileReceiverTest, answersOnTheChannelOfTheRequestWithoutAReliableOne) {
-  outlet_.reliable.exists = false;
+  sender_.reliable.exists = false;
   start(u"1"_s, u"a.txt"_s, ControlChannel::control);
   ASSERT_TRUE(heard(1));
-  EXPECT_EQ(outlet_.sent[0].channel, ControlChannel::control);
+  EXPECT_EQ(sender_.sent[0].channel, ControlChannel::control);
 }
 
 TEST_F(FileReceiverTest, writesManyPiecesInTheirOrder) {
@@ -134,7 +134,7 @@ TEST_F(FileReceiverTest, ignoresAnnouncementsWithMissingOrMistypedFields) {
   say({{u"type"_s, u"file_end"_s}});
   start(u"last"_s, u"b"_s);
   ASSERT_TRUE(heard(1));
-  EXPECT_EQ(outlet_.sent[0].message.value(u"id"), QJsonValue(u"last"_s));
+  EXPECT_EQ(sender_.sent[0].message.value(u"id"), QJsonValue(u"last"_s));
   EXPECT_EQ(names(), QStringList{u"b"_s});
 }
 
@@ -149,7 +149,7 @@ TEST_F(FileReceiverTest, refusesFilesThatTheUserDoesNotWant) {
     return Sent{ControlChannel::reliable,
                 {{u"type"_s, u"file_rejected"_s}, {u"id"_s, id}, {u"name"_s, name}, {u"reason"_s, u"disabled"_s}}};
   };
-  EXPECT_EQ(outlet_.take(), (QList<Sent>{rejected(u"1"_s, u"a"_s), rejected(u""_s, u""_s)}));
+  EXPECT_EQ(sender_.take(), (QList<Sent>{rejected(u"1"_s, u"a"_s), rejected(u""_s, u""_s)}));
   EXPECT_EQ(log_.lines(), QStringList{u"[file] allow incoming files = false"_s});
   files_->setFileReceiveAllowed(true);
   EXPECT_EQ(log_.lines().last(), u"[file] allow incoming files = true"_s);
@@ -185,8 +185,8 @@ TEST_F(FileReceiverTest, carriesATransferOverAChannelThatClosed) {
   start(u"1"_s, u"a"_s);
   ASSERT_TRUE(heard(1));
   sayBinary("half ");
-  outlet_.reliable.open = false;
-  outlet_.reliable.open = true;
+  sender_.reliable.open = false;
+  sender_.reliable.open = true;
   sayBinary("whole");
   end(u"1"_s);
   ASSERT_TRUE(heard(2));
@@ -202,11 +202,11 @@ TEST_F(FileReceiverTest, endsTransfersThatTheDiskCannotFollow) {
   chunk(u"1"_s, "x");
   end(u"1"_s);
   start(u"3"_s, QString(60'000, u'c'));  // No room for its name even.
-  ASSERT_EQ(outlet_.sent.size(), 2);
-  EXPECT_EQ(outlet_.sent[1].message, fileRejected(u"3"_s, QString(60'000, u'c'), "overloaded"_L1));
+  ASSERT_EQ(sender_.sent.size(), 2);
+  EXPECT_EQ(sender_.sent[1].message, fileRejected(u"3"_s, QString(60'000, u'c'), "overloaded"_L1));
   unplug();
   ASSERT_TRUE(heard(5));
-  const auto messages = outlet_.take();
+  const auto messages = sender_.take();
   EXPECT_EQ(messages[2].message.value(u"type"), QJsonValue(u"file_ready"_s));
   EXPECT_EQ(messages[3].message, fileRejected(u"1"_s, u"a"_s, "overloaded"_L1));
   EXPECT_EQ(messages[4].message, fileRejected(u"2"_s, u"b"_s, "overloaded"_L1));
@@ -223,25 +223,25 @@ TEST_F(FileReceiverTest, endsTransfersThatTheDiskCannotFollow) {
 TEST_F(FileReceiverTest, tellsTheViewerThatCarriesATransferOnThatItEnded) {
   start(u"1"_s, u"a"_s);
   ASSERT_TRUE(heard(1));
-  outlet_.connectionNumber = 2;
+  sender_.connectionNumber = 2;
   plug();
   start(u"2"_s, u"b"_s);
   for (int i = 0; i < 200; ++i) chunk(u"1"_s, QByteArray(1000, 'x'));
   unplug();
   ASSERT_TRUE(heard(4));
-  EXPECT_EQ(outlet_.sent[2].message, fileRejected(u"1"_s, u"a"_s, "overloaded"_L1));
-  EXPECT_EQ(outlet_.sent[3].message, fileRejected(u"2"_s, u"b"_s, "overloaded"_L1));
+  EXPECT_EQ(sender_.sent[2].message, fileRejected(u"1"_s, u"a"_s, "overloaded"_L1));
+  EXPECT_EQ(sender_.sent[3].message, fileRejected(u"2"_s, u"b"_s, "overloaded"_L1));
 }
 
 TEST_F(FileReceiverTest, putsBinaryPiecesIntoTheFileThatTheirConnectionBegan) {
   start(u"1"_s, u"left behind"_s);
   sayBinary("old");
-  outlet_.connectionNumber = 2;
+  sender_.connectionNumber = 2;
   start(u"2"_s, u"new"_s);
   sayBinary("fresh");
   end(u"2"_s);
   ASSERT_TRUE(heard(2));
-  EXPECT_EQ(outlet_.sent.last().message.value(u"size"), QJsonValue(5));
+  EXPECT_EQ(sender_.sent.last().message.value(u"size"), QJsonValue(5));
   EXPECT_EQ(content(u"new"_s), "fresh");
 }
 
@@ -255,7 +255,7 @@ TEST_F(FileReceiverTest, remembersABoundedAmountForAStuckDisk) {
     chunk(QString::number(i), "x");
     end(QString::number(i));
   }
-  for (const Sent& sent : outlet_.sent) rejected += sent.message.value(u"type") == QJsonValue(u"file_rejected"_s);
+  for (const Sent& sent : sender_.sent) rejected += sent.message.value(u"type") == QJsonValue(u"file_rejected"_s);
   EXPECT_GT(rejected, 4800);
   unplug();
   start(u"last"_s, u"z"_s);
@@ -268,7 +268,7 @@ TEST_F(FileReceiverTest, answersNobodyOnceItIsGone) {
   unplug();
   files_.reset();
   testing_loop::drain();
-  EXPECT_TRUE(outlet_.sent.isEmpty());
+  EXPECT_TRUE(sender_.sent.isEmpty());
 }
 
 }  // namespace

@@ -3,8 +3,8 @@
 
 #include "main/control/commands/AllowedCommands.h"
 #include "platform/linux/support/CommandRunner.h"
-#include "platform/linux/support/Counterparts.h"
 #include "platform/linux/support/DesktopProbe.h"
+#include "platform/linux/support/LinuxCommandPlans.h"
 #include "platform/linux/support/LoginShell.h"
 #include "tests/fakes/PrintQt.h"
 #include "tests/unit/platform/support/TestHome.h"
@@ -27,13 +27,13 @@ class ScriptsTest : public testing::Test {
     facts_.desktop = desktop;
     facts_.replaced = replaced_;
     change_(facts_);
-    const CommandPlan plan = counterpartOf(id, facts_);
+    const CommandPlan plan = commandPlanFor(id, facts_);
     EXPECT_EQ(plan.missing, QString());
     CommandOutcome outcome = runCommand({.command = throughLoginShell(u"/bin/sh"_s, plan.script),
                                          .environment = home_.environment.toStringList(),
                                          .folder = home_.path()},
                                         {}, {});
-    replaced_.insert(takeReplacedLooks(outcome.standardOutput));
+    replaced_.insert(takeReplacedSettings(outcome.standardOutput));
     return outcome;
   }
   // A store of settings: "<tool> get a b" prints the file "a b", "<tool> set a b value" writes it.
@@ -50,7 +50,7 @@ esac)sh");
 
   TestHome home_;
   DesktopFacts facts_;
-  ReplacedLooks replaced_;
+  ReplacedSettings replaced_;
   std::function<void(DesktopFacts&)> change_ = [](DesktopFacts&) {};
 };
 
@@ -165,7 +165,7 @@ TEST_F(ScriptsTest, followTheTableWhereNothingIsRememberedAndKeepNoFile) {
   const CommandOutcome dark = run(u"toggle-dark-mode", DesktopKind::xfce);
   EXPECT_TRUE(dark.ok);
   EXPECT_EQ(dark.standardOutput, QString());
-  EXPECT_EQ(replaced_, (ReplacedLooks{{u"xfce-theme"_s, {.left = u"No Sister"_s, .taken = u"Adwaita-dark"_s}}}));
+  EXPECT_EQ(replaced_, (ReplacedSettings{{u"xfce-theme"_s, {.left = u"No Sister"_s, .taken = u"Adwaita-dark"_s}}}));
   replaced_.clear();
   EXPECT_TRUE(run(u"toggle-dark-mode", DesktopKind::xfce).ok);
   EXPECT_EQ(home_.read(u"theme"_s), u"Adwaita\n"_s);

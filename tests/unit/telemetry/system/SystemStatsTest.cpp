@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "main/telemetry/system/SystemStats.h"
-#include "tests/fakes/FakeJobs.h"
+#include "tests/fakes/FakeBackgroundTasks.h"
 #include "tests/fakes/FakeScheduler.h"
 
 using namespace std::chrono_literals;
@@ -21,7 +21,7 @@ class SystemStatsTest : public testing::Test {
   }
 
   fakes::FakeScheduler scheduler_;
-  fakes::FakeJobs jobs_;
+  fakes::FakeBackgroundTasks jobs_;
   SystemStats stats_{scheduler_, jobs_.starter()};
 };
 

@@ -140,7 +140,7 @@ class PictureGateTest : public testing::TestWithParam<Codec> {
   double toldFps() const { return script_->rates.back().framerate_fps; }
 
   std::shared_ptr<Script> script_ = std::make_shared<Script>();
-  std::shared_ptr<KeyFrameWish> wish_ = std::make_shared<KeyFrameWish>();
+  std::shared_ptr<KeyFrameRequest> wish_ = std::make_shared<KeyFrameRequest>();
   std::unique_ptr<ScreenTunedEncoder> encoder_;
   Out out_;
   rtc::scoped_refptr<webrtc::I420Buffer> page_ = [] {

@@ -184,7 +184,7 @@ class ScreenEncodersTest : public testing::TestWithParam<CodecCase> {
   // Time without a picture.
   void pass(std::chrono::milliseconds time) { timestamp_ += static_cast<uint32_t>(time.count() * 90); }
 
-  std::shared_ptr<KeyFrameWish> wish_ = std::make_shared<KeyFrameWish>();
+  std::shared_ptr<KeyFrameRequest> wish_ = std::make_shared<KeyFrameRequest>();
   std::unique_ptr<webrtc::VideoEncoder> encoder_;
   Collected collected_;
   uint32_t timestamp_ = 0;

@@ -7,7 +7,7 @@
 
 #include "main/base/Log.h"
 #include "main/video/quality/VideoQuality.h"
-#include "tests/fakes/FakeControlOutlet.h"
+#include "tests/fakes/FakeControlSender.h"
 #include "tests/fakes/FakeDisplays.h"
 #include "tests/fakes/FakePeerConnection.h"
 #include "tests/fakes/FakeVideoSources.h"
@@ -42,12 +42,12 @@ class QualityFixture : public testing::Test {
   ScopedLogSink log_{[this](const QString& line) { journal_.note(QStringLiteral("log: ") + line); }};
   std::map<std::string, QString> variables_;
   fakes::FakeDisplays displays_{{{.bounds = {0, 0, 1920, 1080}}, {.bounds = {1920, 0, 1512, 982}}}};
-  fakes::FakeControlOutlet outlet_;
+  fakes::FakeControlSender sender_;
   fakes::FakeVideoSources sources_{journal_};
   fakes::FakePeerConnectionFactory factory_{&journal_};
   std::unique_ptr<PeerConnection> peer_ = factory_.createPeerConnection({}, {});
   std::unique_ptr<VideoSender> videoSender_;
-  SharingControl sharing_{environment(), displays_, outlet_, sources_.factory(), sharingCallbacks()};
+  SharingControl sharing_{environment(), displays_, sender_, sources_.factory(), sharingCallbacks()};
   VideoQuality quality_{environment(), displays_, sharing_, VideoQuality::Settings{},
                         VideoQuality::Callbacks{.makeOffer = [this] { journal_.note(QStringLiteral("offer")); },
                                                 .changed = [this] { journal_.note(QStringLiteral("changed")); }}};

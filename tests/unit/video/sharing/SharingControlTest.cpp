@@ -4,7 +4,7 @@
 
 #include "main/base/Log.h"
 #include "main/video/sharing/SharingControl.h"
-#include "tests/fakes/FakeControlOutlet.h"
+#include "tests/fakes/FakeControlSender.h"
 #include "tests/fakes/FakeDisplays.h"
 #include "tests/fakes/FakePeerConnection.h"
 #include "tests/fakes/FakeVideoSources.h"
@@ -14,7 +14,7 @@ using namespace Qt::Literals::StringLiterals;
 namespace vantora {
 namespace {
 
-using Sent = fakes::FakeControlOutlet::Sent;
+using Sent = fakes::FakeControlSender::Sent;
 
 // Log lines stand in the same journal as the calls, marked by "log: ".
 class SharingControlTest : public testing::Test {
@@ -31,7 +31,7 @@ class SharingControlTest : public testing::Test {
   ScopedLogSink log_{[this](const QString& line) { journal_.note(u"log: "_s + line); }};
   std::map<std::string, QString> environment_;
   fakes::FakeDisplays displays_{{{.bounds = {0, 0, 1920, 1080}}, {.bounds = {1920, 0, 1000, 700}}}};
-  fakes::FakeControlOutlet outlet_;
+  fakes::FakeControlSender sender_;
   fakes::FakeVideoSources sources_{journal_};
   fakes::FakePeerConnectionFactory factory_{&journal_};
   std::unique_ptr<PeerConnection> peer_ = factory_.createPeerConnection({}, {});
@@ -42,7 +42,7 @@ class SharingControlTest : public testing::Test {
         return found == environment_.end() ? std::nullopt : std::optional(found->second);
       }),
       displays_,
-      outlet_,
+      sender_,
       sources_.factory(),
       {.makeOffer = [this] { journal_.note(u"offer"_s); },
        .changed = [this] { journal_.note(u"changed"_s); },
@@ -189,7 +189,7 @@ TEST_F(SharingControlTest, tellsTheViewerWhichPermissionIsMissing) {
   start();
   sharing_.startSharing();
   sources_.screen().news.refused(u"screen_recording"_s);
-  EXPECT_EQ(outlet_.sent,
+  EXPECT_EQ(sender_.sent,
             (QList<Sent>{{ControlChannel::control,
                           {{u"type"_s, u"permission_required"_s}, {u"permission"_s, u"screen_recording"_s}}}}));
   sources_.screen().finishStart();
@@ -200,9 +200,9 @@ TEST_F(SharingControlTest, tellsTheViewerWhichPermissionIsMissing) {
 TEST_F(SharingControlTest, dropsThePermissionNoticeWithoutAControlChannel) {
   start();
   sharing_.startSharing();
-  outlet_.control.exists = false;
+  sender_.control.exists = false;
   sources_.screen().news.refused(u"screen_recording"_s);
-  EXPECT_TRUE(outlet_.sent.isEmpty());
+  EXPECT_TRUE(sender_.sent.isEmpty());
 }
 
 TEST_F(SharingControlTest, tellsAViewerThatComesLaterWhichPermissionIsMissing) {
@@ -210,26 +210,26 @@ TEST_F(SharingControlTest, tellsAViewerThatComesLaterWhichPermissionIsMissing) {
       {ControlChannel::control, {{u"type"_s, u"permission_required"_s}, {u"permission"_s, u"screen_recording"_s}}}};
   start();
   sharing_.startSharing();
-  outlet_.control.exists = false;
+  sender_.control.exists = false;
   sources_.screen().news.refused(u"screen_recording"_s);
   sources_.screen().finishStart();
-  outlet_.control.exists = true;
+  sender_.control.exists = true;
   for (int opening = 0; opening < 2; ++opening) {
-    outlet_.sent.clear();
+    sender_.sent.clear();
     sharing_.controlOpened();
-    EXPECT_EQ(outlet_.sent, notice);
+    EXPECT_EQ(sender_.sent, notice);
   }
 }
 
 TEST_F(SharingControlTest, tellsALaterViewerNothingOnceTheScreenIsShared) {
   startAndShare();
   sharing_.controlOpened();
-  EXPECT_TRUE(outlet_.sent.isEmpty());
+  EXPECT_TRUE(sender_.sent.isEmpty());
   sources_.screen().news.refused(u"screen_recording"_s);
   sharing_.selectDisplay(1);
-  outlet_.sent.clear();
+  sender_.sent.clear();
   sharing_.controlOpened();
-  EXPECT_TRUE(outlet_.sent.isEmpty()) << "the other display was not refused";
+  EXPECT_TRUE(sender_.sent.isEmpty()) << "the other display was not refused";
 }
 
 TEST_F(SharingControlTest, tellsALaterViewerNothingOnceSharingStopped) {
@@ -237,11 +237,11 @@ TEST_F(SharingControlTest, tellsALaterViewerNothingOnceSharingStopped) {
   const auto refused = sources_.screen().news.refused;
   refused(u"screen_recording"_s);
   sharing_.stopSharing();
-  outlet_.sent.clear();
+  sender_.sent.clear();
   sharing_.controlOpened();
   sharing_.startSharing();
   sharing_.controlOpened();
-  EXPECT_TRUE(outlet_.sent.isEmpty());
+  EXPECT_TRUE(sender_.sent.isEmpty());
 }
 
 TEST_F(SharingControlTest, movesARunningCaptureToAnotherDisplay) {
@@ -352,7 +352,7 @@ TEST_F(SharingControlTest, replacesTheSyntheticSourceByAStartedOne) {
 
 TEST_F(SharingControlTest, stopsItsSourcesAtTheEnd) {
   {
-    SharingControl sharing(Environment::of({}), displays_, outlet_, sources_.factory(),
+    SharingControl sharing(Environment::of({}), displays_, sender_, sources_.factory(),
                            {.makeOffer = [] {},
                             .changed = [] {},
                             .displayResized = [] {},

@@ -118,7 +118,7 @@ TEST(ThisMachine, anApplicationIsKnownByItsDesktopEntry) {
 TEST(ThisMachine, isCollectedOnAWorkerAndWithNetworkRatesFromTheSecondTimeOn) {
   testing_loop::ensureApplication();
   WorkerThreads thread("test-stats", 1);
-  const StartJob collect = machineStatistics(thread);
+  const TaskStarter collect = machineStatistics(thread);
   QList<JsonObject> results;
   const auto once = [&] {
     const qsizetype before = results.size();

@@ -1,0 +1,89 @@
+#include "main/desktop/DesktopProcessClient.h"
+
+#include <utility>
+
+namespace vantora {
+
+namespace {
+
+using namespace Qt::Literals::StringLiterals;
+
+// More text than any notification shows.
+constexpr qsizetype kMostNotificationUnits = 10000;
+
+}  // namespace
+
+DesktopProcessClient::DesktopProcessClient(Scheduler& scheduler, const QString& program)
+    : clipboard_(scheduler, [this](const JsonObject& message) { process_.send(message); }),
+      process_(scheduler, program,
+               {.connected = [this] { connected(); },
+                .message = [this](const JsonObject& message) { take(message); },
+                .disconnected =
+                    [this] {
+                      ready_ = false;
+                      clipboard_.disconnected();
+                    }}) {}
+
+void DesktopProcessClient::start(Callbacks callbacks, bool introduce) {
+  callbacks_ = std::move(callbacks);
+  if (introduce) deliver(kept_.add({{u"type"_s, u"introduce"_s}}));
+  process_.start();
+}
+
+void DesktopProcessClient::connected() {
+  told_.reset();
+  changed();
+}
+
+void DesktopProcessClient::changed() {
+  if (!callbacks_.state) return;
+  HostState state = callbacks_.state();
+  if (told_ == state) return;
+  process_.send(toMessage(state));
+  told_ = std::move(state);
+}
+
+void DesktopProcessClient::presentChat(const QString& from, const QString& text, qint64 ts) {
+  deliver(conversation_.add(from, text, ts));
+}
+
+void DesktopProcessClient::deliverHostNotification(const QString& title, const QString& body) {
+  deliver(kept_.add({{u"type"_s, u"notify"_s},
+                     {u"title"_s, title.left(kMostNotificationUnits)},
+                     {u"body"_s, body.left(kMostNotificationUnits)}}));
+}
+
+void DesktopProcessClient::reopen() { deliver(kept_.add({{u"type"_s, u"reopen"_s}})); }
+
+// What is sent before the desktop process has said that it is ready would be lost if its display fails it.
+void DesktopProcessClient::deliver(const JsonObject& message) {
+  if (ready_) process_.send(message);
+}
+
+void DesktopProcessClient::ready() {
+  ready_ = true;
+  clipboard_.connected();
+  for (const JsonObject& message : conversation_.messages()) process_.send(message);
+  for (const JsonObject& message : kept_.messages()) process_.send(message);
+}
+
+void DesktopProcessClient::take(const JsonObject& message) {
+  const auto type = stringField(message, "type"_L1);
+  if (!type) return;
+  if (*type == "ready"_L1) {
+    ready();
+  } else if (*type == "chat_shown"_L1) {
+    conversation_.shown(integerField(message, "number"_L1).value_or(-1),
+                        integerField(message, "unread"_L1).value_or(-1));
+  } else if (*type == "done"_L1) {
+    kept_.done(integerField(message, "number"_L1).value_or(0));
+  } else if (*type == "action"_L1) {
+    if (const auto request = uiRequestOf(message)) callbacks_.requested(*request);
+  } else if (*type == "chat_send"_L1) {
+    callbacks_.sendChat(stringField(message, "text"_L1).value_or(QString()));
+  } else {
+    clipboard_.take(*type, message);
+  }
+}
+
+}  // namespace vantora

@@ -1,0 +1,58 @@
+// The session's side of the desktop process: what it shows, what its user wants, and the clipboard.
+#pragma once
+
+#include <functional>
+#include <optional>
+
+#include "main/desktop/Conversation.h"
+#include "main/desktop/DesktopProcess.h"
+#include "main/desktop/KeptMessages.h"
+#include "main/desktop/RemoteClipboard.h"
+#include "main/desktop/UiMessages.h"
+
+namespace vantora {
+
+// Tells the desktop process the state of the session whenever that changed and all of it when the process is new,
+// passes chat and notifications on, and hands its requests to the session. A new process gets the conversation with the
+// number of unseen lines, and what the one before it was told and did not carry out. Thread: main. Owner:
+// HostAppDelegate.
+class DesktopProcessClient {
+ public:
+  struct Callbacks {
+    std::function<HostState()> state;
+    std::function<void(const UiRequest&)> requested;
+    std::function<void(const QString& text)> sendChat;
+  };
+
+  // `scheduler` must outlive this object. Nothing is started before start().
+  DesktopProcessClient(Scheduler& scheduler, const QString& program);
+
+  Clipboard& clipboard() { return clipboard_; }
+
+  // Starts the desktop process for the session behind `callbacks`. With `introduce` its window comes up by itself where
+  // no tray shows the item: once in the life of the session, however often the process is started.
+  void start(Callbacks callbacks, bool introduce);
+  // The state of the session may have changed.
+  void changed();
+  void presentChat(const QString& from, const QString& text, qint64 ts);
+  void deliverHostNotification(const QString& title, const QString& body);
+  // The program was launched again by its user.
+  void reopen();
+
+ private:
+  void connected();
+  void take(const JsonObject& message);
+  void deliver(const JsonObject& message);
+  void ready();
+
+  Callbacks callbacks_;
+  std::optional<HostState> told_;
+  bool ready_ = false;
+  Conversation conversation_;
+  // The introduction, notifications and repeated launches.
+  KeptMessages kept_;
+  RemoteClipboard clipboard_;
+  DesktopProcess process_;
+};
+
+}  // namespace vantora

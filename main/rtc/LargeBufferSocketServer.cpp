@@ -1,0 +1,28 @@
+#include "main/rtc/LargeBufferSocketServer.h"
+
+#include <algorithm>
+
+namespace vantora {
+namespace {
+
+class RoomySocket final : public rtc::SocketDispatcher {
+ public:
+  using rtc::SocketDispatcher::SocketDispatcher;
+
+  // The library asks for a smaller buffer later on, which suits video that is received.
+  int SetOption(Option option, int value) override {
+    if (option == OPT_RCVBUF) value = std::max(value, LargeBufferSocketServer::kReceiveBuffer);
+    return rtc::SocketDispatcher::SetOption(option, value);
+  }
+};
+
+}  // namespace
+
+rtc::Socket* LargeBufferSocketServer::CreateSocket(int family, int type) {
+  auto socket = std::make_unique<RoomySocket>(this);
+  if (!socket->Create(family, type)) return nullptr;
+  if (type == SOCK_DGRAM) socket->SetOption(rtc::Socket::OPT_RCVBUF, kReceiveBuffer);
+  return socket.release();
+}
+
+}  // namespace vantora

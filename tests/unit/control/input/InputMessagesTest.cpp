@@ -1,0 +1,189 @@
+#include <gtest/gtest.h>
+
+#include "main/control/input/InputMessages.h"
+#include "tests/fakes/FakeControlSender.h"
+#include "tests/fakes/FakeDisplays.h"
+#include "tests/fakes/FakeInputSynthesis.h"
+#include "tests/fakes/FakeScheduler.h"
+#include "tests/fakes/RecordedLog.h"
+
+using namespace std::chrono_literals;
+using namespace Qt::Literals::StringLiterals;
+
+namespace vantora {
+namespace {
+
+using Sent = fakes::FakeControlSender::Sent;
+
+// A scheduler on which every look at the clock takes a while.
+class TickingScheduler final : public Scheduler {
+ public:
+  std::chrono::nanoseconds monotonicNow() const override { return unixNow(); }
+  std::chrono::nanoseconds unixNow() const override { return 978'307'200s + (looks_++) * 250ms; }
+  std::unique_ptr<Timer> after(std::chrono::milliseconds, Callback) override { return nullptr; }
+  std::unique_ptr<Timer> every(std::chrono::milliseconds, std::chrono::milliseconds, Callback) override {
+    return nullptr;
+  }
+
+ private:
+  mutable int looks_ = 0;
+};
+
+class InputMessagesTest : public testing::Test {
+ protected:
+  InputMessagesTest() { bindInputMessages(dispatcher_, injector_, sender_, scheduler_); }
+  void receive(const QByteArray& text) {
+    dispatcher_.dataChannelDidReceiveMessage(ControlChannel::reliable, text, false);
+  }
+  bool nothingHappened() const {
+    return input_.pointerEvents.empty() && input_.keyEvents.empty() && input_.scrollEvents.empty() &&
+           sender_.sent.isEmpty();
+  }
+
+  fakes::RecordedLog log_;
+  TickingScheduler scheduler_;
+  fakes::FakeDisplays displays_{{{.id = 1, .bounds = {0, 0, 1000, 500}}}};
+  fakes::FakeInputSynthesis input_;
+  fakes::FakeControlSender sender_;
+  InputInjector injector_{displays_, input_};
+  bool inputRight_ = true;
+  ControlDispatcher dispatcher_{sender_, scheduler_, [this](Gate) { return inputRight_; }};
+};
+
+TEST_F(InputMessagesTest, refusesAllInputBeforeControlIsGranted) {
+  inputRight_ = false;
+  for (const char* type :
+       {"mouseMove", "mouseClick", "mouseDown", "mouseUp", "doubleClick", "wheel", "keyDown", "keyUp"}) {
+    receive(QByteArray(R"({"x":0.5,"y":0.5,"dx":3,"dy":3,"code":"KeyA","timestamp":1,"req":1,"type":")") + type +
+            "\"}");
+    EXPECT_TRUE(nothingHappened()) << type;
+  }
+}
+
+TEST_F(InputMessagesTest, movesThePointerAndEchoesThePosition) {
+  receive(R"({"type":"mouseMove","x":0.25,"y":0.5,"req":1})");
+  ASSERT_EQ(input_.pointerEvents.size(), 1U);
+  EXPECT_EQ(input_.pointerEvents[0].type, PointerEventType::moved);
+  EXPECT_EQ(input_.pointerEvents[0].point, QPointF(250, 250));
+  EXPECT_EQ(sender_.sent,
+            (QList<Sent>{{ControlChannel::control, {{u"type"_s, u"ptr"_s}, {u"x"_s, 0.25}, {u"y"_s, 0.5}}}}));
+}
+
+TEST_F(InputMessagesTest, echoesLatenciesForARequestWithATimestamp) {
+  receive(R"({"type":"mouseMove","x":0,"y":1,"timestamp":100})");
+  ASSERT_EQ(sender_.sent.size(), 1);
+  // The clock showed 0 at entry, 250 ms before the move and 500 ms after it.
+  EXPECT_EQ(sender_.sent[0].message, (JsonObject{{u"type"_s, u"ptr"_s},
+                                                 {u"x"_s, 0.0},
+                                                 {u"y"_s, 1.0},
+                                                 {u"inputLatency"_s, -100.0},
+                                                 {u"processLatency"_s, 250.0},
+                                                 {u"hostTimestamp"_s, 0.0}}));
+}
+
+TEST_F(InputMessagesTest, leavesTheLatenciesOutForATimestampThatIsNoNumber) {
+  receive(R"({"type":"mouseMove","x":0,"y":1,"timestamp":"100"})");
+  ASSERT_EQ(sender_.sent.size(), 1);
+  EXPECT_EQ(sender_.sent[0].message.size(), 3);
+}
+
+TEST_F(InputMessagesTest, sendsTheEchoOnTheFastChannelElseOnTheReliableOneElseNowhere) {
+  sender_.control.open = false;
+  receive(R"({"type":"mouseMove","x":0,"y":0})");
+  ASSERT_EQ(sender_.sent.size(), 1);
+  EXPECT_EQ(sender_.take()[0].channel, ControlChannel::reliable);
+  sender_.reliable.open = false;
+  receive(R"({"type":"mouseMove","x":0,"y":0})");
+  EXPECT_TRUE(sender_.sent.isEmpty());
+  EXPECT_EQ(input_.pointerEvents.size(), 2U);
+}
+
+TEST_F(InputMessagesTest, ignoresPositionsThatAreNoNumbers) {
+  for (const char* type : {"mouseMove", "mouseClick", "mouseDown", "mouseUp", "doubleClick"}) {
+    for (const char* fields : {R"("x":1)", R"("y":1)", R"("x":"0","y":0)", R"("x":0,"y":null)", R"("x":[],"y":0)",
+                               R"("x":true,"y":0)", R"("x":{},"y":{})"}) {
+      receive(QByteArray(R"({"type":")") + type + "\"," + fields + "}");
+      EXPECT_TRUE(nothingHappened()) << type << ' ' << fields;
+    }
+  }
+}
+
+TEST_F(InputMessagesTest, survivesAnyNumbers) {
+  for (const char* number : {"1e308", "-1e308", "1e-308", "9223372036854775807", "-9223372036854775808", "-0",
+                             "99999999999999999999", "0.5"}) {
+    const QByteArray position = QByteArray(R"("x":)") + number + R"(,"y":)" + number;
+    for (const char* type : {"mouseMove", "mouseClick", "mouseDown", "mouseUp", "doubleClick"}) {
+      receive(QByteArray(R"({"type":")") + type + R"(","button":)" + number + "," + position + "}");
+    }
+    receive(QByteArray(R"({"type":"wheel","dx":)") + number + R"(,"dy":)" + number + "}");
+  }
+  EXPECT_FALSE(input_.pointerEvents.empty());
+  for (const PointerEvent& event : input_.pointerEvents) {
+    EXPECT_TRUE(QRectF(0, 0, 1000, 500).contains(event.point)) << event.point.x() << ' ' << event.point.y();
+  }
+}
+
+TEST_F(InputMessagesTest, pressesAndReleasesTheButtonOfTheRequest) {
+  receive(R"({"type":"mouseDown","x":0,"y":0,"button":2})");
+  ASSERT_EQ(input_.pointerEvents.size(), 1U);
+  EXPECT_EQ(input_.pointerEvents[0].type, PointerEventType::rightDown);
+  EXPECT_EQ(input_.heldButtons, std::set{PointerButton::right});
+  receive(R"({"type":"mouseUp","x":0,"y":0,"button":2})");
+  EXPECT_TRUE(input_.heldButtons.empty());
+  EXPECT_TRUE(sender_.sent.isEmpty());
+}
+
+TEST_F(InputMessagesTest, takesTheLeftButtonWhenNoneOrAnUnknownOneIsNamed) {
+  for (const char* button : {"", R"(,"button":0)", R"(,"button":7)", R"(,"button":-1)", R"(,"button":"2")",
+                             R"(,"button":1.5)", R"(,"button":4294967298)", R"(,"button":-9223372036854775808)"}) {
+    input_.pointerEvents.clear();
+    receive(QByteArray(R"({"type":"mouseDown","x":0,"y":0)") + button + "}");
+    ASSERT_EQ(input_.pointerEvents.size(), 1U) << button;
+    EXPECT_EQ(input_.pointerEvents[0].button, PointerButton::left) << button;
+  }
+}
+
+TEST_F(InputMessagesTest, clicksOnceOrTwice) {
+  receive(R"({"type":"mouseClick","x":0,"y":0})");
+  EXPECT_EQ(input_.pointerEvents.size(), 2U);
+  receive(R"({"type":"doubleClick","x":0,"y":0})");
+  EXPECT_EQ(input_.pointerEvents.size(), 6U);
+  EXPECT_TRUE(sender_.sent.isEmpty());
+}
+
+TEST_F(InputMessagesTest, scrollsAndTakesMissingDistancesAsNone) {
+  receive(R"({"type":"wheel","dx":10,"dy":20})");
+  receive(R"({"type":"wheel","dy":20})");
+  receive(R"({"type":"wheel","dx":"10"})");
+  ASSERT_EQ(input_.scrollEvents.size(), 3U);
+  EXPECT_NE(input_.scrollEvents[0].horizontal, 0);
+  EXPECT_EQ(input_.scrollEvents[1].horizontal, 0);
+  EXPECT_EQ(input_.scrollEvents[1].vertical, input_.scrollEvents[0].vertical);
+  EXPECT_EQ(input_.scrollEvents[2], ScrollEvent{});
+}
+
+TEST_F(InputMessagesTest, pressesKeysWithTheModifiersThatAreTrue) {
+  receive(R"({"type":"keyDown","code":"KeyA","mods":{"shift":true,"ctrl":true,"alt":false,"meta":1,"x":true}})");
+  receive(R"({"type":"keyUp","code":"KeyA","mods":{"alt":true,"meta":true}})");
+  receive(R"({"type":"keyDown","code":"KeyB","mods":[true]})");
+  receive(R"({"type":"keyUp","code":"KeyB"})");
+  ASSERT_EQ(input_.keyEvents.size(), 4U);
+  EXPECT_TRUE(input_.keyEvents[0].down);
+  EXPECT_EQ(input_.keyEvents[0].name, u"KeyA"_s);
+  EXPECT_EQ(input_.keyEvents[0].modifiers, (KeyModifiers{.shift = true, .control = true}));
+  EXPECT_FALSE(input_.keyEvents[1].down);
+  EXPECT_EQ(input_.keyEvents[1].modifiers, (KeyModifiers{.alt = true, .meta = true}));
+  EXPECT_EQ(input_.keyEvents[2].modifiers, KeyModifiers{});
+  EXPECT_EQ(input_.keyEvents[3].modifiers, KeyModifiers{});
+}
+
+TEST_F(InputMessagesTest, ignoresKeysWithoutAName) {
+  for (const char* text : {R"({"type":"keyDown"})", R"({"type":"keyDown","code":5})", R"({"type":"keyUp","code":null})",
+                           R"({"type":"keyUp","code":""})", R"({"type":"keyDown","code":"no such key"})"}) {
+    receive(text);
+    EXPECT_TRUE(nothingHappened()) << text;
+  }
+}
+
+}  // namespace
+}  // namespace vantora
