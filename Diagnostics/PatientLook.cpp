@@ -8,7 +8,7 @@
 #include <optional>
 #include <vector>
 
-#include "platform/process/AbandonableThread.h"
+#include "base/process/AbandonableThread.h"
 
 namespace vantora::Diagnostics {
 namespace {

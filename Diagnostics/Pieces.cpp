@@ -10,7 +10,7 @@
 #include <memory>
 #include <mutex>
 
-#include "platform/process/AbandonableThread.h"
+#include "base/process/AbandonableThread.h"
 
 namespace vantora::Diagnostics {
 namespace {

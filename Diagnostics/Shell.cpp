@@ -14,9 +14,9 @@
 #include <csignal>
 #include <thread>
 
-#include "platform/process/ChildGroup.h"
-#include "platform/process/FileDescriptor.h"
-#include "platform/process/Utf8Check.h"
+#include "base/process/ChildGroup.h"
+#include "base/process/FileDescriptor.h"
+#include "base/process/Utf8Check.h"
 
 namespace vantora::Diagnostics {
 namespace {

@@ -2,11 +2,12 @@
 
 #include <QCoreApplication>
 
-#include "main/base/Log.h"
+#include "base/Log.h"
 #include "main/rtc/WebRtcRuntime.h"
 #include "main/signalling/QtWebSocketTask.h"
 #include "main/signalling/RoomIdentity.h"
 #include "main/signalling/SignalingUrl.h"
+#include "main/video/encoders/EncoderFactory.h"
 #include "main/video/sources/DummyVideoSource.h"
 #include "main/video/sources/ScreenVideoSource.h"
 #include "platform/linux/LinuxDownloads.h"
@@ -37,7 +38,7 @@ HostAppDelegate::Launch HostAppDelegate::applicationDidFinishLaunching() {
     return {.alreadyRunning = true, .error = {}};
   }
 
-  factory_ = makeWebRtcRuntime();
+  factory_ = makeWebRtcRuntime(makeVideoEncoderFactory);
   host_ = std::make_unique<Host>(
       room,
       Host::Configuration{

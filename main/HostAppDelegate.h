@@ -4,7 +4,7 @@
 #include <QStringList>
 #include <memory>
 
-#include "main/base/QtScheduler.h"
+#include "base/QtScheduler.h"
 #include "main/desktop/DesktopProcessClient.h"
 #include "main/desktop/SecondLaunch.h"
 #include "main/session/Host.h"

@@ -5,13 +5,13 @@
 #include <csignal>
 #include <cstdio>
 
+#include "base/FreeMemory.h"
+#include "base/Log.h"
+#include "base/process/AbandonableThread.h"
 #include "main/HostAppDelegate.h"
 #include "main/TerminationSignals.h"
-#include "main/base/FreeMemory.h"
-#include "main/base/Log.h"
 #include "main/desktop/process/DesktopMain.h"
 #include "main/session/settings/ConfigurationHelp.h"
-#include "platform/process/AbandonableThread.h"
 
 namespace {
 

@@ -9,7 +9,7 @@
 #include <optional>
 #include <vector>
 
-#include "main/base/Json.h"
+#include "base/Json.h"
 #include "main/control/input/InputInjector.h"
 #include "platform/x11/X11Displays.h"
 #include "platform/x11/X11InputSynthesis.h"

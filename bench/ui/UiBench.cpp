@@ -10,8 +10,8 @@
 #include <cstdio>
 #include <optional>
 
-#include "main/base/Json.h"
-#include "main/base/Log.h"
+#include "base/Json.h"
+#include "base/Log.h"
 #include "main/ui/StatusIcon.h"
 #include "main/ui/UserInterface.h"
 #include "tests/fakes/FakeSessionControl.h"

@@ -5,9 +5,9 @@
 #include <functional>
 #include <memory>
 
+#include "base/Scheduler.h"
 #include "companion/server/OriginPolicy.h"
 #include "companion/server/StaticFiles.h"
-#include "main/base/Scheduler.h"
 
 namespace vantora::companion {
 

@@ -11,12 +11,12 @@
 #include <memory>
 #include <vector>
 
+#include "base/Scheduler.h"
 #include "companion/server/HttpGate.h"
 #include "companion/server/OriginPolicy.h"
 #include "companion/server/RoomRegistry.h"
 #include "companion/server/StaticFiles.h"
 #include "companion/server/TokenBucket.h"
-#include "main/base/Scheduler.h"
 
 namespace vantora::companion {
 

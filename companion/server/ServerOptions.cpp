@@ -4,8 +4,8 @@
 #include <QDir>
 #include <QFileInfo>
 
+#include "base/Environment.h"
 #include "companion/server/OriginPolicy.h"
-#include "main/base/Environment.h"
 
 namespace vantora::companion {
 

@@ -4,7 +4,7 @@
 #include <QString>
 #include <optional>
 
-#include "main/base/Json.h"
+#include "base/Json.h"
 
 namespace vantora::companion {
 

@@ -9,9 +9,9 @@
 #include <csignal>
 #include <cstdio>
 
+#include "base/QtScheduler.h"
 #include "companion/server/RoomServer.h"
 #include "companion/server/ServerOptions.h"
-#include "main/base/QtScheduler.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 #include <QLatin1StringView>
 #include <QtGlobal>
 
-#include "main/base/Json.h"
+#include "base/Json.h"
 
 namespace vantora {
 

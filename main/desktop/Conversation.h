@@ -4,7 +4,7 @@
 #include <QList>
 #include <QQueue>
 
-#include "main/base/Json.h"
+#include "base/Json.h"
 
 namespace vantora {
 

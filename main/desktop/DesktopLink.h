@@ -4,7 +4,7 @@
 #include <QLocalSocket>
 #include <functional>
 
-#include "main/base/Json.h"
+#include "base/Json.h"
 
 namespace vantora {
 

@@ -6,8 +6,8 @@
 #include <functional>
 #include <memory>
 
-#include "main/base/Json.h"
-#include "main/base/Scheduler.h"
+#include "base/Json.h"
+#include "base/Scheduler.h"
 #include "main/desktop/DesktopLink.h"
 
 namespace vantora {

@@ -3,7 +3,7 @@
 
 #include <QQueue>
 
-#include "main/base/Json.h"
+#include "base/Json.h"
 
 namespace vantora {
 

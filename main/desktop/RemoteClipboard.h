@@ -4,8 +4,8 @@
 #include <map>
 #include <optional>
 
-#include "main/base/Json.h"
-#include "main/base/Scheduler.h"
+#include "base/Json.h"
+#include "base/Scheduler.h"
 #include "platform/Clipboard.h"
 
 namespace vantora {

@@ -7,7 +7,7 @@
 #include <functional>
 #include <memory>
 
-#include "main/base/Environment.h"
+#include "base/Environment.h"
 
 namespace vantora {
 

@@ -3,7 +3,7 @@
 
 #include <optional>
 
-#include "main/base/Json.h"
+#include "base/Json.h"
 #include "main/ui/SessionControl.h"
 
 namespace vantora {

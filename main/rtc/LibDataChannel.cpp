@@ -7,8 +7,8 @@
 #include <utility>
 #include <variant>
 
-#include "main/base/Log.h"
-#include "main/base/MainThread.h"
+#include "base/Log.h"
+#include "base/MainThread.h"
 
 namespace vantora {
 namespace {

@@ -4,8 +4,8 @@
 #include <pc/ice_server_parsing.h>
 #include <pc/session_description.h>
 
-#include "main/base/Log.h"
-#include "main/base/MainThread.h"
+#include "base/Log.h"
+#include "base/MainThread.h"
 #include "main/rtc/AnswerCheck.h"
 #include "main/rtc/BoundedCandidateResolver.h"
 #include "main/rtc/LibDataChannel.h"

@@ -3,8 +3,8 @@
 
 #include <api/peer_connection_interface.h>
 
+#include "main/rtc/KeyFrameRequest.h"
 #include "main/rtc/PeerConnection.h"
-#include "main/video/encoders/KeyFrameRequest.h"
 
 namespace vantora {
 

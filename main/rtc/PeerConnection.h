@@ -9,6 +9,7 @@
 #include <memory>
 #include <optional>
 
+#include "base/IceState.h"
 #include "main/rtc/DataChannel.h"
 #include "main/rtc/IceServer.h"
 #include "main/rtc/VideoSender.h"
@@ -20,11 +21,6 @@ class VideoTrackSource;
 enum class SignalingState { stable, haveLocalOffer, haveLocalPrAnswer, haveRemoteOffer, haveRemotePrAnswer, closed };
 // "stable", "have-local-offer", ...
 QString signalingStateName(SignalingState state);
-
-// ICE connection states with the numbers that the log line shows.
-enum class IceState { fresh = 0, checking, connected, completed, failed, disconnected, closed, count };
-// "new", "checking", ... as the log and the menu show it; "unknown" for a value outside the list.
-QString iceStateLabel(IceState state);
 
 struct IceCandidate {
   QString candidate;

@@ -16,7 +16,6 @@
 #include "main/rtc/LargeBufferSocketServer.h"
 #include "main/rtc/LibPeerConnection.h"
 #include "main/rtc/SctpTransports.h"
-#include "main/video/encoders/EncoderFactory.h"
 
 namespace vantora {
 namespace {
@@ -63,7 +62,7 @@ class NoAudioDecoders : public webrtc::AudioDecoderFactory {
 
 class WebRtcRuntime final : public PeerConnectionFactory {
  public:
-  WebRtcRuntime()
+  explicit WebRtcRuntime(MakeVideoEncoders makeEncoders)
       : network_(std::make_unique<rtc::Thread>(std::make_unique<LargeBufferSocketServer>())),
         worker_(rtc::Thread::Create()),
         signalling_(rtc::Thread::Create()) {
@@ -94,7 +93,7 @@ class WebRtcRuntime final : public PeerConnectionFactory {
     });
     media.audio_encoder_factory = rtc::make_ref_counted<NoAudioEncoders>();
     media.audio_decoder_factory = rtc::make_ref_counted<NoAudioDecoders>();
-    media.video_encoder_factory = makeVideoEncoderFactory(keyFrameRequest_);
+    media.video_encoder_factory = makeEncoders(keyFrameRequest_);
     media.video_decoder_factory = webrtc::CreateBuiltinVideoDecoderFactory();
     dependencies.media_engine = cricket::CreateMediaEngine(std::move(media));
     factory_ = webrtc::CreateModularPeerConnectionFactory(std::move(dependencies));
@@ -116,6 +115,8 @@ class WebRtcRuntime final : public PeerConnectionFactory {
 
 }  // namespace
 
-std::unique_ptr<PeerConnectionFactory> makeWebRtcRuntime() { return std::make_unique<WebRtcRuntime>(); }
+std::unique_ptr<PeerConnectionFactory> makeWebRtcRuntime(MakeVideoEncoders makeEncoders) {
+  return std::make_unique<WebRtcRuntime>(makeEncoders);
+}
 
 }  // namespace vantora

@@ -3,13 +3,21 @@
 
 #include <memory>
 
+#include "main/rtc/KeyFrameRequest.h"
 #include "main/rtc/PeerConnection.h"
+
+namespace webrtc {
+class VideoEncoderFactory;
+}
 
 namespace vantora {
 
-// Starts the library's network, worker and signalling threads and makes peer connections with the
-// default video encoder and decoder factories; no audio device is opened. Main thread. Must
-// outlive every peer connection and video source made with it.
-[[nodiscard]] std::unique_ptr<PeerConnectionFactory> makeWebRtcRuntime();
+// Makes the video encoders of a runtime; what they encode next after a request is a key frame.
+using MakeVideoEncoders = std::unique_ptr<webrtc::VideoEncoderFactory> (*)(std::shared_ptr<const KeyFrameRequest>);
+
+// Starts the library's network, worker and signalling threads and makes peer connections with the encoders of
+// `makeEncoders` and the library's decoders; no audio device is opened. Main thread. Must outlive every peer connection
+// and video source made with it.
+[[nodiscard]] std::unique_ptr<PeerConnectionFactory> makeWebRtcRuntime(MakeVideoEncoders makeEncoders);
 
 }  // namespace vantora

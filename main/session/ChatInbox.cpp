@@ -3,7 +3,7 @@
 #include <array>
 #include <utility>
 
-#include "main/base/Log.h"
+#include "base/Log.h"
 
 namespace vantora {
 namespace {

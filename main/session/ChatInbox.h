@@ -4,8 +4,8 @@
 #include <QString>
 #include <functional>
 
-#include "main/base/Json.h"
-#include "main/base/Scheduler.h"
+#include "base/Json.h"
+#include "base/Scheduler.h"
 
 namespace vantora {
 

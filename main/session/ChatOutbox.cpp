@@ -1,6 +1,6 @@
 #include "main/session/ChatOutbox.h"
 
-#include "main/base/Characters.h"
+#include "base/Characters.h"
 
 namespace vantora {
 namespace {

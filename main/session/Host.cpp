@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <limits>
 
-#include "main/base/FreeMemory.h"
-#include "main/base/Log.h"
+#include "base/FreeMemory.h"
+#include "base/Log.h"
 #include "main/session/ChatOutbox.h"
 #include "main/video/sdp/BitrateHints.h"
 

@@ -4,10 +4,10 @@
 #include <QString>
 #include <memory>
 
-#include "main/base/BackgroundTask.h"
-#include "main/base/Environment.h"
-#include "main/base/InfoDictionary.h"
-#include "main/base/Scheduler.h"
+#include "base/BackgroundTask.h"
+#include "base/Environment.h"
+#include "base/InfoDictionary.h"
+#include "base/Scheduler.h"
 #include "main/control/ControlChannel.h"
 #include "main/control/authorisation/ControlAuthorisation.h"
 #include "main/control/clipboard/ClipboardSync.h"

@@ -3,7 +3,7 @@
 #include <QNetworkProxy>
 #include <QSslSocket>
 
-#include "main/base/MainThread.h"
+#include "base/MainThread.h"
 
 using namespace Qt::Literals::StringLiterals;
 

@@ -6,8 +6,8 @@
 #include <chrono>
 #include <memory>
 
-#include "main/base/Scheduler.h"
-#include "main/base/ThreadAffinity.h"
+#include "base/Scheduler.h"
+#include "base/ThreadAffinity.h"
 #include "main/signalling/WebSocketTask.h"
 
 namespace vantora {

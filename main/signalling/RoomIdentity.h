@@ -8,8 +8,8 @@
 #include <QStringList>
 #include <optional>
 
-#include "main/base/Environment.h"
-#include "main/base/InfoDictionary.h"
+#include "base/Environment.h"
+#include "base/InfoDictionary.h"
 #include "platform/MachineIdentity.h"
 
 namespace vantora {

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "main/base/Log.h"
+#include "base/Log.h"
 
 using namespace Qt::Literals::StringLiterals;
 

@@ -6,9 +6,9 @@
 #include <memory>
 #include <optional>
 
-#include "main/base/Json.h"
-#include "main/base/Scheduler.h"
-#include "main/base/ThreadAffinity.h"
+#include "base/Json.h"
+#include "base/Scheduler.h"
+#include "base/ThreadAffinity.h"
 #include "main/signalling/SignalingUrl.h"
 #include "main/signalling/WebSocketTask.h"
 

@@ -8,8 +8,8 @@
 #include <QUrl>
 #include <variant>
 
-#include "main/base/Environment.h"
-#include "main/base/InfoDictionary.h"
+#include "base/Environment.h"
+#include "base/InfoDictionary.h"
 
 namespace vantora {
 

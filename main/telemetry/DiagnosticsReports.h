@@ -1,7 +1,7 @@
 // Diagnostics reports of this machine.
 #pragma once
 
-#include "main/base/WorkerThreads.h"
+#include "base/WorkerThreads.h"
 
 namespace vantora {
 

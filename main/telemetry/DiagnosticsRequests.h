@@ -4,7 +4,7 @@
 #include <list>
 #include <memory>
 
-#include "main/base/BackgroundTask.h"
+#include "base/BackgroundTask.h"
 #include "main/control/ControlChannel.h"
 
 namespace vantora {

@@ -5,8 +5,8 @@
 #include <memory>
 #include <optional>
 
-#include "main/base/Json.h"
-#include "main/base/Scheduler.h"
+#include "base/Json.h"
+#include "base/Scheduler.h"
 #include "main/control/ControlChannel.h"
 #include "platform/Displays.h"
 

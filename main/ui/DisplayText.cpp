@@ -2,7 +2,7 @@
 
 #include <QTextDocument>
 
-#include "main/base/Characters.h"
+#include "base/Characters.h"
 
 namespace vantora {
 namespace {

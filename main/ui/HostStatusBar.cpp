@@ -4,8 +4,8 @@
 #include <QGuiApplication>
 #include <QTimer>
 
-#include "main/base/Characters.h"
-#include "main/base/Log.h"
+#include "base/Characters.h"
+#include "base/Log.h"
 #include "main/ui/StatusIcon.h"
 
 namespace vantora {

@@ -4,7 +4,7 @@
 #include <QString>
 #include <functional>
 
-#include "main/rtc/PeerConnection.h"
+#include "base/IceState.h"
 
 namespace vantora {
 

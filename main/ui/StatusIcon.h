@@ -5,7 +5,7 @@
 #include <QIcon>
 #include <QRectF>
 
-#include "main/rtc/PeerConnection.h"
+#include "base/IceState.h"
 
 class QPainter;
 

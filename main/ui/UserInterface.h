@@ -4,7 +4,7 @@
 #include <QDBusConnection>
 #include <memory>
 
-#include "main/base/InfoDictionary.h"
+#include "base/InfoDictionary.h"
 #include "main/ui/DesktopAppearance.h"
 #include "main/ui/HostStatusBar.h"
 #include "main/ui/PaletteWatch.h"

@@ -4,7 +4,7 @@
 #include <QTimer>
 #include <QUuid>
 
-#include "main/base/Log.h"
+#include "base/Log.h"
 #include "main/ui/BringToFront.h"
 #include "main/ui/dbus/DBusCall.h"
 

@@ -9,7 +9,7 @@
 #include <memory>
 #include <optional>
 
-#include "main/base/InfoDictionary.h"
+#include "base/InfoDictionary.h"
 #include "main/ui/dbus/DBusPresence.h"
 #include "main/ui/dbus/DBusSignal.h"
 

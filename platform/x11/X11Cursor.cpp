@@ -9,7 +9,7 @@
 #include <unordered_map>
 #include <utility>
 
-#include "main/base/ThreadAffinity.h"
+#include "base/ThreadAffinity.h"
 #include "platform/x11/FontCursors.h"
 #include "platform/x11/X11Connection.h"
 

@@ -5,7 +5,7 @@
 #include <tuple>
 #include <utility>
 
-#include "main/base/ThreadAffinity.h"
+#include "base/ThreadAffinity.h"
 #include "platform/x11/X11Connection.h"
 
 namespace vantora {

@@ -9,7 +9,7 @@
 #include <tuple>
 #include <vector>
 
-#include "main/base/ThreadAffinity.h"
+#include "base/ThreadAffinity.h"
 #include "platform/x11/WheelClicks.h"
 #include "platform/x11/X11Connection.h"
 #include "platform/x11/X11Keyboard.h"

@@ -12,8 +12,8 @@
 #include <functional>
 #include <memory>
 
+#include "base/QtScheduler.h"
 #include "companion/server/RoomServer.h"
-#include "main/base/QtScheduler.h"
 #include "tests/fakes/Patience.h"
 
 namespace vantora::companion {

@@ -7,7 +7,7 @@
 #include "Diagnostics/Diagnostics.h"
 #include "Diagnostics/PatientLook.h"
 #include "Diagnostics/Pieces.h"
-#include "platform/process/AbandonableThread.h"
+#include "base/process/AbandonableThread.h"
 #include "tests/diagnostics/MadeUpMachine.h"
 #include "tests/diagnostics/Printing.h"
 

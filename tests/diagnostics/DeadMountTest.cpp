@@ -14,7 +14,7 @@
 #include <thread>
 
 #include "Diagnostics/Diagnostics.h"
-#include "platform/process/AbandonableThread.h"
+#include "base/process/AbandonableThread.h"
 #include "tests/diagnostics/Printing.h"
 
 namespace vantora::Diagnostics {

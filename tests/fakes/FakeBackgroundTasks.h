@@ -3,7 +3,7 @@
 
 #include <map>
 
-#include "main/base/BackgroundTask.h"
+#include "base/BackgroundTask.h"
 
 namespace vantora::fakes {
 

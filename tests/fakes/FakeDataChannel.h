@@ -4,7 +4,7 @@
 #include <QList>
 #include <memory>
 
-#include "main/base/Json.h"
+#include "base/Json.h"
 #include "main/rtc/DataChannel.h"
 #include "tests/fakes/Journal.h"
 

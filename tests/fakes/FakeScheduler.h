@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <map>
 
-#include "main/base/Scheduler.h"
+#include "base/Scheduler.h"
 
 namespace vantora::fakes {
 

@@ -3,7 +3,7 @@
 
 #include <QStringList>
 
-#include "main/base/Log.h"
+#include "base/Log.h"
 
 namespace vantora::fakes {
 

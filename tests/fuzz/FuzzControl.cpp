@@ -2,7 +2,7 @@
 // the real authorisation and input mapping, with every right granted.
 #include <cmath>
 
-#include "main/base/Log.h"
+#include "base/Log.h"
 #include "main/control/authorisation/ControlAuthorisation.h"
 #include "main/control/dispatch/ControlDispatcher.h"
 #include "main/control/input/InputMessages.h"

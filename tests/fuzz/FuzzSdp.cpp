@@ -2,7 +2,7 @@
 #include <QStringList>
 #include <algorithm>
 
-#include "main/base/Log.h"
+#include "base/Log.h"
 #include "main/video/sdp/CodecNames.h"
 #include "main/video/sdp/SdpInspect.h"
 #include "main/video/sdp/SdpTools.h"

@@ -1,6 +1,6 @@
 // Input: text frames of the signalling server, one per line. They run through the real signaller into
 // the real negotiation, quality and chat.
-#include "main/base/Log.h"
+#include "base/Log.h"
 #include "main/session/ChatInbox.h"
 #include "main/session/peer/Negotiation.h"
 #include "main/signalling/Signaler.h"

@@ -8,6 +8,7 @@
 #include <random>
 
 #include "main/rtc/WebRtcRuntime.h"
+#include "main/video/encoders/EncoderFactory.h"
 #include "main/video/sources/DummyVideoSource.h"
 #include "tests/fakes/EventLoop.h"
 #include "tests/fakes/PrintQt.h"
@@ -19,7 +20,7 @@ class LibPeerConnectionTest : public testing::Test {
  protected:
   LibPeerConnectionTest() {
     testing_loop::ensureApplication();
-    runtime_ = makeWebRtcRuntime();
+    runtime_ = makeWebRtcRuntime(makeVideoEncoderFactory);
   }
   ~LibPeerConnectionTest() override {
     viewer_.reset();

@@ -6,9 +6,10 @@
 #include <QTemporaryDir>
 #include <map>
 
-#include "main/base/QtScheduler.h"
+#include "base/QtScheduler.h"
 #include "main/rtc/WebRtcRuntime.h"
 #include "main/session/Host.h"
+#include "main/video/encoders/EncoderFactory.h"
 #include "main/video/sdp/SdpInspect.h"
 #include "main/video/sources/DummyVideoSource.h"
 #include "tests/fakes/EventLoop.h"
@@ -29,7 +30,7 @@ class SessionOverWire : public testing::Test {
  protected:
   SessionOverWire() {
     testing_loop::ensureApplication();
-    runtime_ = makeWebRtcRuntime();
+    runtime_ = makeWebRtcRuntime(makeVideoEncoderFactory);
     VideoSourceFactory sources = fakeScreens_.factory();
     sources.synthetic = [](int fps, int width, int height) {
       return std::make_unique<DummyVideoSource>(fps, width, height, Environment::of({}));

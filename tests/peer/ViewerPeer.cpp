@@ -16,7 +16,7 @@
 #include <string>
 #include <vector>
 
-#include "main/base/MainThread.h"
+#include "base/MainThread.h"
 
 namespace vantora {
 namespace {

@@ -1,6 +1,7 @@
 #include "main/control/authorisation/ControlAuthorisation.h"
 
-#include "main/base/Log.h"
+#include "base/Log.h"
+#include "main/control/authorisation/Pin.h"
 
 namespace vantora {
 namespace {

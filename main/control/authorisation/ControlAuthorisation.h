@@ -4,10 +4,10 @@
 #include <QString>
 #include <functional>
 
-#include "main/base/Json.h"
+#include "base/Json.h"
+#include "base/Random.h"
 #include "main/control/ControlChannel.h"
 #include "main/control/dispatch/ControlRights.h"
-#include "main/session/settings/HostSettings.h"
 
 namespace vantora {
 

@@ -2,8 +2,8 @@
 
 #include <utility>
 
-#include "main/base/Characters.h"
-#include "main/base/Log.h"
+#include "base/Characters.h"
+#include "base/Log.h"
 #include "main/control/clipboard/TextPieces.h"
 #include "main/control/clipboard/TextPreview.h"
 

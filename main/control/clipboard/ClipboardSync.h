@@ -5,8 +5,8 @@
 #include <memory>
 #include <optional>
 
-#include "main/base/Scheduler.h"
-#include "main/base/ThreadAffinity.h"
+#include "base/Scheduler.h"
+#include "base/ThreadAffinity.h"
 #include "main/control/ControlChannel.h"
 #include "main/control/clipboard/IncomingText.h"
 #include "main/control/clipboard/OutgoingText.h"

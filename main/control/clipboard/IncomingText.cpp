@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "main/base/Characters.h"
+#include "base/Characters.h"
 #include "platform/Clipboard.h"
 
 namespace vantora {

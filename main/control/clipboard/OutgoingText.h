@@ -6,7 +6,7 @@
 #include <memory>
 #include <optional>
 
-#include "main/base/Scheduler.h"
+#include "base/Scheduler.h"
 #include "main/control/ControlChannel.h"
 
 namespace vantora {

@@ -5,7 +5,7 @@
 #include <memory>
 #include <optional>
 
-#include "main/base/Json.h"
+#include "base/Json.h"
 #include "main/control/ControlChannel.h"
 #include "platform/SupportTools.h"
 

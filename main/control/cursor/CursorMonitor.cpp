@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "main/base/Log.h"
+#include "base/Log.h"
 #include "main/control/cursor/CursorShapes.h"
 #include "main/control/cursor/ElementShape.h"
 

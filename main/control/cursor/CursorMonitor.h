@@ -8,9 +8,9 @@
 #include <optional>
 #include <vector>
 
-#include "main/base/Environment.h"
-#include "main/base/Json.h"
-#include "main/base/Scheduler.h"
+#include "base/Environment.h"
+#include "base/Json.h"
+#include "base/Scheduler.h"
 #include "main/control/ControlChannel.h"
 #include "platform/Accessibility.h"
 #include "platform/SystemCursor.h"

@@ -6,8 +6,8 @@
 #include <map>
 #include <optional>
 
-#include "main/base/Json.h"
-#include "main/base/Scheduler.h"
+#include "base/Json.h"
+#include "base/Scheduler.h"
 #include "main/control/ControlChannel.h"
 #include "main/control/dispatch/ControlMessageTable.h"
 

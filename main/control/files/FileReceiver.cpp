@@ -1,7 +1,7 @@
 #include "main/control/files/FileReceiver.h"
 
-#include "main/base/Log.h"
-#include "main/base/MainThread.h"
+#include "base/Log.h"
+#include "base/MainThread.h"
 
 namespace vantora {
 namespace {

@@ -3,7 +3,7 @@
 
 #include <memory>
 
-#include "main/base/ThreadAffinity.h"
+#include "base/ThreadAffinity.h"
 #include "main/control/ControlChannel.h"
 #include "main/control/dispatch/ControlDispatcher.h"
 #include "main/control/files/FileQueue.h"

@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <tuple>
 
-#include "main/base/Log.h"
+#include "base/Log.h"
 
 namespace vantora {
 

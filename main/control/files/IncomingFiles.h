@@ -5,7 +5,7 @@
 #include <functional>
 #include <map>
 
-#include "main/base/Json.h"
+#include "base/Json.h"
 #include "main/control/ControlChannel.h"
 #include "main/control/files/DownloadFile.h"
 

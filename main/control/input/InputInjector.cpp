@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <tuple>
 
-#include "main/base/Log.h"
+#include "base/Log.h"
 #include "main/control/input/KeyCodes.h"
 #include "main/control/input/PointerMapping.h"
 

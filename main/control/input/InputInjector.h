@@ -9,7 +9,7 @@
 #include <optional>
 #include <vector>
 
-#include "main/base/ThreadAffinity.h"
+#include "base/ThreadAffinity.h"
 #include "platform/Displays.h"
 #include "platform/InputSynthesis.h"
 

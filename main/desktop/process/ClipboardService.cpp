@@ -1,6 +1,6 @@
 #include "main/desktop/process/ClipboardService.h"
 
-#include "main/base/Characters.h"
+#include "base/Characters.h"
 
 namespace vantora {
 

@@ -4,7 +4,7 @@
 #include <functional>
 #include <memory>
 
-#include "main/base/Json.h"
+#include "base/Json.h"
 #include "platform/Clipboard.h"
 
 namespace vantora {

@@ -3,7 +3,7 @@
 
 #include <optional>
 
-#include "main/base/InfoDictionary.h"
+#include "base/InfoDictionary.h"
 
 namespace vantora {
 

@@ -1,6 +1,6 @@
 #include "main/session/peer/ControlChannels.h"
 
-#include "main/base/Log.h"
+#include "base/Log.h"
 
 namespace vantora {
 namespace {

@@ -4,7 +4,7 @@
 
 #include <memory>
 
-#include "main/base/Json.h"
+#include "base/Json.h"
 #include "main/control/ControlChannel.h"
 #include "main/rtc/PeerConnection.h"
 

@@ -1,6 +1,6 @@
 #include "main/session/peer/IceMonitor.h"
 
-#include "main/base/Log.h"
+#include "base/Log.h"
 
 namespace vantora {
 namespace {

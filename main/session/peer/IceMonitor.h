@@ -4,7 +4,7 @@
 #include <functional>
 #include <memory>
 
-#include "main/base/Scheduler.h"
+#include "base/Scheduler.h"
 #include "main/rtc/PeerConnection.h"
 
 namespace vantora {

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <limits>
 
-#include "main/base/Log.h"
+#include "base/Log.h"
 #include "main/video/sdp/BitrateHints.h"
 #include "main/video/sdp/CodecNames.h"
 #include "main/video/sdp/SdpInspect.h"

@@ -4,7 +4,7 @@
 #include <QList>
 #include <optional>
 
-#include "main/base/Json.h"
+#include "base/Json.h"
 #include "main/rtc/PeerConnection.h"
 
 namespace vantora {

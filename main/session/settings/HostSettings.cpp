@@ -1,10 +1,9 @@
 #include "main/session/settings/HostSettings.h"
 
-#include <QRandomGenerator>
 #include <algorithm>
-#include <limits>
 
-#include "main/base/Log.h"
+#include "base/Log.h"
+#include "main/control/authorisation/Pin.h"
 #include "main/video/sdp/CodecNames.h"
 
 using namespace Qt::Literals::StringLiterals;
@@ -12,17 +11,12 @@ using namespace Qt::Literals::StringLiterals;
 namespace vantora {
 namespace {
 
-constexpr quint32 kPinLimit = 1'000'000;
 constexpr QLatin1StringView kPublicStunServer = "stun:stun.l.google.com:19302"_L1;
 
 std::optional<int> bitRate(const Environment& environment, const char* name) {
   const auto kbps = environment.integer(name);
   if (!kbps || *kbps < 1) return std::nullopt;
   return static_cast<int>(std::min<qint64>(*kbps, kHighestKbps));
-}
-
-int bounded(const Environment& environment, const char* name, qint64 fallback, qint64 lowest, qint64 highest) {
-  return static_cast<int>(std::clamp(environment.integer(name).value_or(fallback), lowest, highest));
 }
 
 void readCodec(const Environment& environment, HostSettings& settings) {
@@ -41,12 +35,6 @@ void readProfile(const Environment& environment, HostSettings& settings) {
 }
 
 }  // namespace
-
-RandomBelow systemRandom() {
-  return [](quint32 limit) { return QRandomGenerator::system()->bounded(limit); };
-}
-
-QString makePin(const RandomBelow& random) { return QString::number(random(kPinLimit)).rightJustified(6, u'0'); }
 
 HostSettings readHostSettings(const Environment& environment, const InfoDictionary& info, const RandomBelow& random) {
   HostSettings settings;
@@ -84,20 +72,6 @@ QList<IceServer> readIceServers(const Environment& environment) {
   const auto url = environment.value("TURN_URL");
   if (username && credential && url) servers.append({*url, username, credential});
   return servers;
-}
-
-VideoEnvironment readVideoEnvironment(const Environment& environment) {
-  VideoEnvironment video;
-  video.fps = bounded(environment, "FPS", video.fps, 1, 240);
-  video.width = bounded(environment, "WIDTH", video.width, 16, 16384);
-  video.height = bounded(environment, "HEIGHT", video.height, 16, 16384);
-  video.displayIndex = bounded(environment, "DISPLAY_INDEX", 0, 0, std::numeric_limits<int>::max());
-  if (const auto map = environment.value("INPUT_MAP")) video.inputUsesPoints = map->toLower() != "pixels"_L1;
-  if (const auto origin = environment.value("INPUT_ORIGIN")) video.inputOriginTop = origin->toLower() != "bottom"_L1;
-  video.shareIdleVideo = environment.equals("SHARE_IDLE_VIDEO", "1"_L1);
-  const auto hint = environment.value("CONTENT_HINT");
-  video.contentHint = hint && hint->toLower() == "detail"_L1 ? u"detail"_s : u"motion"_s;
-  return video;
 }
 
 }  // namespace vantora

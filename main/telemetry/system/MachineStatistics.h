@@ -1,7 +1,7 @@
 // Statistics of the machine this runs on.
 #pragma once
 
-#include "main/base/WorkerThreads.h"
+#include "base/WorkerThreads.h"
 
 namespace vantora {
 

@@ -9,8 +9,8 @@
 #include <chrono>
 #include <csignal>
 
-#include "platform/process/ChildGroup.h"
-#include "platform/process/FileDescriptor.h"
+#include "base/process/ChildGroup.h"
+#include "base/process/FileDescriptor.h"
 
 namespace vantora {
 namespace {

@@ -5,7 +5,7 @@
 #include <optional>
 #include <vector>
 
-#include "main/base/Json.h"
+#include "base/Json.h"
 
 namespace vantora {
 

@@ -4,8 +4,8 @@
 #include <memory>
 #include <optional>
 
-#include "main/base/BackgroundTask.h"
-#include "main/base/Scheduler.h"
+#include "base/BackgroundTask.h"
+#include "base/Scheduler.h"
 
 namespace vantora {
 

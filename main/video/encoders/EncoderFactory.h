@@ -1,11 +1,13 @@
-// The video encoders that the host offers. A heavy header: for .cpp files that see the library.
+// The video encoders that the host offers.
 #pragma once
-
-#include <api/video_codecs/video_encoder_factory.h>
 
 #include <memory>
 
-#include "main/video/encoders/KeyFrameRequest.h"
+#include "main/rtc/KeyFrameRequest.h"
+
+namespace webrtc {
+class VideoEncoderFactory;
+}
 
 namespace vantora {
 

@@ -9,8 +9,8 @@
 #include <optional>
 #include <vector>
 
+#include "main/rtc/KeyFrameRequest.h"
 #include "main/video/encoders/ChangedBlocks.h"
-#include "main/video/encoders/KeyFrameRequest.h"
 #include "main/video/encoders/LeakyBucket.h"
 
 namespace vantora {

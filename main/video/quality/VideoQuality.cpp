@@ -2,9 +2,9 @@
 
 #include <algorithm>
 
-#include "main/base/Log.h"
-#include "main/session/settings/HostSettings.h"
+#include "base/Log.h"
 #include "main/video/sdp/CodecNames.h"
+#include "main/video/sharing/VideoEnvironment.h"
 
 namespace vantora {
 namespace {

@@ -4,8 +4,8 @@
 #include <functional>
 #include <optional>
 
-#include "main/base/Environment.h"
-#include "main/base/Json.h"
+#include "base/Environment.h"
+#include "base/Json.h"
 #include "main/video/quality/QualityPresets.h"
 #include "main/video/sharing/SharingControl.h"
 

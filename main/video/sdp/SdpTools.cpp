@@ -4,7 +4,7 @@
 #include <QStringList>
 #include <algorithm>
 
-#include "main/base/Log.h"
+#include "base/Log.h"
 
 using namespace Qt::Literals::StringLiterals;
 

@@ -1,9 +1,9 @@
 #include "main/video/sharing/SharingControl.h"
 
-#include "main/base/Log.h"
-#include "main/session/settings/HostSettings.h"
+#include "base/Log.h"
+#include "main/video/sharing/DisplaySize.h"
 #include "main/video/sharing/FitSize.h"
-#include "main/video/sources/DisplaySize.h"
+#include "main/video/sharing/VideoEnvironment.h"
 
 namespace vantora {
 namespace {

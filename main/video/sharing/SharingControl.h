@@ -4,7 +4,7 @@
 #include <functional>
 #include <memory>
 
-#include "main/base/Environment.h"
+#include "base/Environment.h"
 #include "main/control/ControlChannel.h"
 #include "main/rtc/PeerConnection.h"
 #include "main/video/sharing/VideoSources.h"

@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "main/base/Log.h"
+#include "base/Log.h"
 #include "main/video/sources/FrameSize.h"
 #include "rtc_base/time_utils.h"
 

@@ -6,8 +6,8 @@
 #include <atomic>
 #include <chrono>
 
+#include "base/Log.h"
 #include "common_video/include/video_frame_buffer_pool.h"
-#include "main/base/Log.h"
 #include "main/video/sources/FrameSize.h"
 #include "main/video/sources/FrameSource.h"
 #include "main/video/sources/PatternPainter.h"

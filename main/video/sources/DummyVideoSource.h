@@ -8,8 +8,8 @@
 #include <mutex>
 #include <thread>
 
-#include "main/base/Environment.h"
-#include "main/base/ThreadAffinity.h"
+#include "base/Environment.h"
+#include "base/ThreadAffinity.h"
 #include "main/video/sharing/VideoSources.h"
 
 namespace vantora {

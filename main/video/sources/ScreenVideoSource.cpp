@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "main/base/MainThread.h"
+#include "base/MainThread.h"
 #include "main/video/sources/CaptureLoop.h"
 #include "main/video/sources/FrameSize.h"
 #include "main/video/sources/FrameSource.h"

@@ -5,7 +5,7 @@
 #include <functional>
 #include <memory>
 
-#include "main/base/ThreadAffinity.h"
+#include "base/ThreadAffinity.h"
 #include "main/video/sharing/VideoSources.h"
 #include "platform/ScreenCapture.h"
 

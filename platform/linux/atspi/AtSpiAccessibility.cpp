@@ -8,8 +8,8 @@
 #include <thread>
 #include <utility>
 
-#include "main/base/MainThread.h"
-#include "main/base/ThreadAffinity.h"
+#include "base/MainThread.h"
+#include "base/ThreadAffinity.h"
 #include "platform/linux/atspi/AtSpiBus.h"
 #include "platform/linux/atspi/AtSpiReader.h"
 

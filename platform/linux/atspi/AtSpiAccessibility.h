@@ -3,7 +3,7 @@
 
 #include <memory>
 
-#include "main/base/Environment.h"
+#include "base/Environment.h"
 #include "platform/Accessibility.h"
 #include "platform/linux/atspi/PointedWindow.h"
 

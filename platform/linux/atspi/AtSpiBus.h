@@ -5,7 +5,7 @@
 #include <memory>
 #include <string>
 
-#include "main/base/Environment.h"
+#include "base/Environment.h"
 #include "platform/Accessibility.h"
 #include "platform/linux/atspi/DBusCaller.h"
 

@@ -11,9 +11,9 @@
 #include <csignal>
 #include <cstring>
 
+#include "base/process/ChildGroup.h"
+#include "base/process/FileDescriptor.h"
 #include "platform/linux/support/OutputText.h"
-#include "platform/process/ChildGroup.h"
-#include "platform/process/FileDescriptor.h"
 
 namespace vantora {
 namespace {

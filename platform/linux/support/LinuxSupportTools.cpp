@@ -5,8 +5,8 @@
 #include <map>
 #include <thread>
 
-#include "main/base/MainThread.h"
-#include "main/base/ThreadAffinity.h"
+#include "base/MainThread.h"
+#include "base/ThreadAffinity.h"
 #include "platform/linux/support/CommandRunner.h"
 #include "platform/linux/support/DesktopProbe.h"
 #include "platform/linux/support/LinuxCommandPlans.h"

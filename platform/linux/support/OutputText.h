@@ -4,7 +4,7 @@
 #include <QByteArray>
 #include <QString>
 
-#include "platform/process/Utf8Check.h"
+#include "base/process/Utf8Check.h"
 
 namespace vantora {
 

@@ -6,7 +6,7 @@
 #include <iostream>
 #include <string>
 
-#include "main/base/Log.h"
+#include "base/Log.h"
 #include "main/ui/Theme.h"
 #include "main/ui/UserInterface.h"
 #include "tests/fakes/FakeSessionControl.h"

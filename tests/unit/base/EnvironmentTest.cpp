@@ -3,7 +3,7 @@
 #include <cstdlib>
 #include <limits>
 
-#include "main/base/Environment.h"
+#include "base/Environment.h"
 
 using namespace Qt::Literals::StringLiterals;
 

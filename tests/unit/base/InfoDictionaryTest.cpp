@@ -4,7 +4,7 @@
 #include <QFile>
 #include <QTemporaryDir>
 
-#include "main/base/InfoDictionary.h"
+#include "base/InfoDictionary.h"
 
 using namespace Qt::Literals::StringLiterals;
 

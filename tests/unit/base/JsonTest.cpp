@@ -3,7 +3,7 @@
 #include <QJsonArray>
 #include <limits>
 
-#include "main/base/Json.h"
+#include "base/Json.h"
 
 using namespace Qt::Literals::StringLiterals;
 

@@ -7,7 +7,7 @@
 #include <thread>
 #include <vector>
 
-#include "main/base/Log.h"
+#include "base/Log.h"
 #include "tests/fakes/RecordedLog.h"
 
 using namespace Qt::Literals::StringLiterals;

@@ -2,7 +2,7 @@
 
 #include <vector>
 
-#include "main/base/QtScheduler.h"
+#include "base/QtScheduler.h"
 #include "tests/fakes/EventLoop.h"
 
 using namespace std::chrono_literals;

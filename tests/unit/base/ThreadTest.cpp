@@ -4,8 +4,8 @@
 #include <thread>
 #include <vector>
 
-#include "main/base/MainThread.h"
-#include "main/base/ThreadAffinity.h"
+#include "base/MainThread.h"
+#include "base/ThreadAffinity.h"
 #include "tests/fakes/EventLoop.h"
 
 namespace vantora {

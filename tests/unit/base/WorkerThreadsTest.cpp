@@ -7,8 +7,8 @@
 #include <thread>
 #include <vector>
 
-#include "main/base/WorkerThreads.h"
-#include "platform/process/AbandonableThread.h"
+#include "base/WorkerThreads.h"
+#include "base/process/AbandonableThread.h"
 #include "tests/fakes/EventLoop.h"
 
 using namespace Qt::Literals::StringLiterals;

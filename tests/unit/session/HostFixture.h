@@ -6,7 +6,7 @@
 #include <QTemporaryDir>
 #include <map>
 
-#include "main/base/Log.h"
+#include "base/Log.h"
 #include "main/session/Host.h"
 #include "tests/fakes/FakeAccessibility.h"
 #include "tests/fakes/FakeClipboard.h"

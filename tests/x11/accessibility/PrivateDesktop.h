@@ -3,7 +3,7 @@
 
 #include <QTemporaryDir>
 
-#include "main/base/Environment.h"
+#include "base/Environment.h"
 #include "tests/x11/support/MessageBus.h"
 #include "tests/x11/support/XvfbServer.h"
 

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
-#include "main/base/Characters.h"
-#include "main/base/Json.h"
+#include "base/Characters.h"
+#include "base/Json.h"
 #include "main/control/clipboard/TextPieces.h"
 
 namespace vantora {

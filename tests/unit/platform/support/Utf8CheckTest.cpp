@@ -4,7 +4,7 @@
 #include <QStringDecoder>
 #include <random>
 
-#include "platform/process/Utf8Check.h"
+#include "base/process/Utf8Check.h"
 
 namespace vantora {
 namespace {

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "main/base/Log.h"
+#include "base/Log.h"
 #include "main/session/peer/ControlChannels.h"
 #include "tests/fakes/FakePeerConnection.h"
 

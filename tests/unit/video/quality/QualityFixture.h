@@ -5,7 +5,7 @@
 
 #include <map>
 
-#include "main/base/Log.h"
+#include "base/Log.h"
 #include "main/video/quality/VideoQuality.h"
 #include "tests/fakes/FakeControlSender.h"
 #include "tests/fakes/FakeDisplays.h"

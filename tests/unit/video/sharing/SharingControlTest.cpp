@@ -2,7 +2,7 @@
 
 #include <map>
 
-#include "main/base/Log.h"
+#include "base/Log.h"
 #include "main/video/sharing/SharingControl.h"
 #include "tests/fakes/FakeControlSender.h"
 #include "tests/fakes/FakeDisplays.h"

@@ -15,7 +15,7 @@
 #include "api/video/i420_buffer.h"
 #include "api/video/video_frame.h"
 #include "api/video/video_sink_interface.h"
-#include "main/base/Log.h"
+#include "base/Log.h"
 #include "rtc_base/logging.h"
 #include "tests/fakes/Patience.h"
 

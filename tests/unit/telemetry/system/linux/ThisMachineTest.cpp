@@ -12,7 +12,7 @@
 #include <cmath>
 #include <thread>
 
-#include "main/base/WorkerThreads.h"
+#include "base/WorkerThreads.h"
 #include "main/telemetry/system/MachineStatistics.h"
 #include "main/telemetry/system/linux/LinuxFigures.h"
 #include "tests/fakes/EventLoop.h"

@@ -1,4 +1,4 @@
-#include "main/video/sources/DisplaySize.h"
+#include "main/video/sharing/DisplaySize.h"
 
 namespace vantora {
 

@@ -1,4 +1,4 @@
-#include "main/base/Characters.h"
+#include "base/Characters.h"
 
 #include <QTextBoundaryFinder>
 

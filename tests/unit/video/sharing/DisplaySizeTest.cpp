@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "main/video/sources/DisplaySize.h"
+#include "main/video/sharing/DisplaySize.h"
 #include "main/video/sources/FrameSize.h"
 
 namespace vantora {

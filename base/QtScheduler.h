@@ -2,7 +2,7 @@
 // made them.
 #pragma once
 
-#include "main/base/Scheduler.h"
+#include "base/Scheduler.h"
 
 namespace vantora {
 

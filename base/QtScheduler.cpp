@@ -1,4 +1,4 @@
-#include "main/base/QtScheduler.h"
+#include "base/QtScheduler.h"
 
 #include <QObject>
 #include <QTimer>

@@ -1,4 +1,4 @@
-#include "main/base/Log.h"
+#include "base/Log.h"
 
 #include <unistd.h>
 

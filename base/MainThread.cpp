@@ -1,4 +1,4 @@
-#include "main/base/MainThread.h"
+#include "base/MainThread.h"
 
 #include <QCoreApplication>
 #include <mutex>

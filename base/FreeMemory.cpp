@@ -1,4 +1,4 @@
-#include "main/base/FreeMemory.h"
+#include "base/FreeMemory.h"
 
 #include <malloc.h>
 

@@ -1,4 +1,4 @@
-#include "main/base/WorkerThreads.h"
+#include "base/WorkerThreads.h"
 
 #include <pthread.h>
 
@@ -8,8 +8,8 @@
 #include <utility>
 #include <vector>
 
-#include "main/base/MainThread.h"
-#include "platform/process/AbandonableThread.h"
+#include "base/MainThread.h"
+#include "base/process/AbandonableThread.h"
 
 namespace vantora {
 namespace {

@@ -2,7 +2,7 @@
 
 #include <limits>
 
-#include "main/session/settings/HostSettings.h"
+#include "main/video/sharing/VideoEnvironment.h"
 
 using namespace Qt::Literals::StringLiterals;
 

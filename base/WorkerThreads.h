@@ -5,7 +5,7 @@
 #include <memory>
 #include <stop_token>
 
-#include "main/base/BackgroundTask.h"
+#include "base/BackgroundTask.h"
 
 namespace vantora {
 

@@ -1,4 +1,4 @@
-#include "main/base/Json.h"
+#include "base/Json.h"
 
 #include <QJsonDocument>
 #include <cmath>

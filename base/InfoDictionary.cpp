@@ -1,4 +1,4 @@
-#include "main/base/InfoDictionary.h"
+#include "base/InfoDictionary.h"
 
 #include <QFileInfo>
 #include <QSettings>

@@ -1,4 +1,4 @@
-#include "platform/process/Utf8Check.h"
+#include "base/process/Utf8Check.h"
 
 namespace vantora {
 namespace {

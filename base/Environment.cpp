@@ -1,4 +1,4 @@
-#include "main/base/Environment.h"
+#include "base/Environment.h"
 
 #include <cstdlib>
 #include <map>

@@ -1,4 +1,4 @@
-#include "platform/process/AbandonableThread.h"
+#include "base/process/AbandonableThread.h"
 
 #include <atomic>
 #include <condition_variable>

@@ -1,4 +1,4 @@
-#include "platform/process/ChildGroup.h"
+#include "base/process/ChildGroup.h"
 
 #include <fcntl.h>
 #include <spawn.h>

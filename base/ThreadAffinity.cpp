@@ -1,4 +1,4 @@
-#include "main/base/ThreadAffinity.h"
+#include "base/ThreadAffinity.h"
 
 #include <cstdio>
 #include <cstdlib>

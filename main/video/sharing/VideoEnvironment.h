@@ -1,0 +1,26 @@
+// What sharing reads from the environment at every start.
+#pragma once
+
+#include <QString>
+#include <optional>
+
+#include "base/Environment.h"
+
+namespace vantora {
+
+struct VideoEnvironment {
+  int fps = 60;          // [1, 240]
+  int width = 1280;      // [16, 16384]
+  int height = 720;      // [16, 16384]
+  int displayIndex = 0;  // not negative
+  // None: the variable is absent and the mapping in force stays.
+  std::optional<bool> inputUsesPoints;
+  std::optional<bool> inputOriginTop;
+  bool shareIdleVideo = false;
+  QString contentHint;  // "detail" or "motion"
+};
+
+// Reads the variables anew at every call.
+[[nodiscard]] VideoEnvironment readVideoEnvironment(const Environment& environment);
+
+}  // namespace vantora
