@@ -10,16 +10,15 @@
 #include "main/video/encoders/EncoderFactory.h"
 #include "main/video/sources/DummyVideoSource.h"
 #include "main/video/sources/ScreenVideoSource.h"
-#include "platform/linux/LinuxDownloads.h"
-#include "platform/linux/LinuxMachineIdentity.h"
+#include "platform/DesktopChoice.h"
 
 namespace vantora {
 HostAppDelegate::HostAppDelegate(QStringList arguments, Environment environment, InfoDictionary info)
     : arguments_(std::move(arguments)),
       environment_(std::move(environment)),
       info_(std::move(info)),
-      platform_(makePlatform(environment_)),
-      desktop_(scheduler_, QCoreApplication::applicationFilePath()) {}
+      desktopProcess_(scheduler_, QCoreApplication::applicationFilePath()),
+      desktop_(makeDesktopSession(environment_, desktopProcess_.clipboard())) {}
 
 HostAppDelegate::~HostAppDelegate() {
   // The session's last steps are nobody's news.
@@ -27,8 +26,7 @@ HostAppDelegate::~HostAppDelegate() {
 }
 
 HostAppDelegate::Launch HostAppDelegate::applicationDidFinishLaunching() {
-  const LinuxMachineIdentity machine;
-  const QString room = resolveRoomId(info_, environment_, arguments_, machine);
+  const QString room = resolveRoomId(info_, environment_, arguments_, desktop_->machine());
   auto address = resolveSignalingUrl(info_, environment_, arguments_);
   if (const auto* error = std::get_if<SignalingUrlError>(&address)) return {.error = error->message};
 
@@ -44,18 +42,11 @@ HostAppDelegate::Launch HostAppDelegate::applicationDidFinishLaunching() {
       Host::Configuration{
           .environment = environment_, .info = info_, .signalingUrl = std::get<SignalingUrl>(std::move(address))},
       Host::Platform{.scheduler = scheduler_,
-                     .displays = *platform_.displays,
-                     .input = *platform_.input,
-                     .supportTools = *platform_.supportTools,
-                     .cursor = *platform_.cursor,
-                     .accessibility = *platform_.accessibility,
-                     .clipboard = desktop_.clipboard(),
+                     .desktop = *desktop_,
                      .factory = *factory_,
                      .videoSources = videoSources(),
                      .webSocketTasks = qtWebSocketTasks(scheduler_),
                      .random = systemRandom(),
-                     .hostName = machine.prettyHostName(),
-                     .downloadFolder = downloadFolder,
                      .diagnostics = diagnosticsReports(diagnosticsThreads_),
                      .statistics = machineStatistics(statisticsThread_)});
   if (!info_.bundleIdentifier()) logLine("[notify] skipping UNUserNotifications (no bundle identifier)");
@@ -63,19 +54,20 @@ HostAppDelegate::Launch HostAppDelegate::applicationDidFinishLaunching() {
   return {};
 }
 
-void HostAppDelegate::applicationShouldHandleReopen() { desktop_.reopen(); }
+void HostAppDelegate::applicationShouldHandleReopen() { desktopProcess_.reopen(); }
 
 void HostAppDelegate::startDesktop() {
-  host_->setChangedHandler([this] { desktop_.changed(); });
-  host_->chat().setCallbacks(
-      {.presentChat = [this](const QString& from, const QString& text,
-                             qint64 ts) { desktop_.presentChat(from, text, ts); },
-       .deliverHostNotification = [this](const QString& title,
-                                         const QString& body) { desktop_.deliverHostNotification(title, body); }});
-  desktop_.start({.state = [this] { return hostState(); },
-                  .requested = [this](const UiRequest& request) { carryOut(request); },
-                  .sendChat = [this](const QString& text) { host_->sendChat(text); }},
-                 info_.value("VANTORA_PANEL_AUTO") != QStringLiteral("0"));
+  host_->setChangedHandler([this] { desktopProcess_.changed(); });
+  host_->chat().setCallbacks({.presentChat = [this](const QString& from, const QString& text,
+                                                    qint64 ts) { desktopProcess_.presentChat(from, text, ts); },
+                              .deliverHostNotification =
+                                  [this](const QString& title, const QString& body) {
+                                    desktopProcess_.deliverHostNotification(title, body);
+                                  }});
+  desktopProcess_.start({.state = [this] { return hostState(); },
+                         .requested = [this](const UiRequest& request) { carryOut(request); },
+                         .sendChat = [this](const QString& text) { host_->sendChat(text); }},
+                        info_.value("VANTORA_PANEL_AUTO") != QStringLiteral("0"));
 }
 
 HostState HostAppDelegate::hostState() const {
@@ -112,7 +104,7 @@ void HostAppDelegate::carryOut(const UiRequest& request) {
       QCoreApplication::quit();
       break;
   }
-  desktop_.changed();
+  desktopProcess_.changed();
 }
 
 VideoSourceFactory HostAppDelegate::videoSources() {
@@ -120,8 +112,9 @@ VideoSourceFactory HostAppDelegate::videoSources() {
                            int fps, int width,
                            int height) { return std::make_unique<DummyVideoSource>(fps, width, height, environment); },
           .screen =
-              [capture = platform_.screenCapture](int width, int height, int fps, int displayIndex, ScreenNews news) {
-                return std::make_unique<ScreenVideoSource>(capture, width, height, fps, displayIndex, std::move(news));
+              [this](int width, int height, int fps, int displayIndex, ScreenNews news) {
+                return std::make_unique<ScreenVideoSource>([this] { return desktop_->makeScreenCapture(); }, width,
+                                                           height, fps, displayIndex, std::move(news));
               }};
 }
 

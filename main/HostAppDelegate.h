@@ -10,8 +10,7 @@
 #include "main/session/Host.h"
 #include "main/telemetry/DiagnosticsReports.h"
 #include "main/telemetry/system/MachineStatistics.h"
-#include "platform/Clipboard.h"
-#include "platform/Platform.h"
+#include "platform/DesktopSession.h"
 
 namespace vantora {
 
@@ -48,8 +47,9 @@ class HostAppDelegate {
   WorkerThreads statisticsThread_{"host-stats", 1};
   WorkerThreads diagnosticsThreads_{"diagnostics", kReportsAtOnce};
   QtScheduler scheduler_;
-  Platform platform_;
-  DesktopProcessClient desktop_;
+  DesktopProcessClient desktopProcess_;
+  // Its clipboard is the desktop process's.
+  const std::unique_ptr<DesktopSession> desktop_;
   std::unique_ptr<PeerConnectionFactory> factory_;
   std::unique_ptr<Host> host_;
   SecondLaunch secondLaunch_;

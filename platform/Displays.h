@@ -5,6 +5,7 @@
 #include <QRectF>
 #include <QString>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <vector>
 
@@ -13,7 +14,8 @@ namespace vantora {
 // One display (monitor). Geometry is in the desktop's global coordinate space, pixels, origin at
 // the top left, y downward.
 struct Display {
-  std::uint32_t id = 0;  // The platform's display number; 0: the platform gives none.
+  // The platform's display number, the same for as long as the display is there; 0: the platform gives none.
+  std::uint32_t id = 0;
   QString name = {};
   QRect bounds = {};
   // Clockwise turn from the picture's coordinates to the global ones: 0, 90, 180 or 270. 0 where both are those of the
@@ -22,18 +24,23 @@ struct Display {
   // Frame in points where the platform tells points from pixels; none: the same as `bounds`.
   std::optional<QRectF> frameInPoints = std::nullopt;
 
+  // Pixels of the picture for each unit that applications lay out with.
+  double scale = 1;
+
   QRectF frame() const { return frameInPoints.value_or(QRectF(bounds)); }
   bool operator==(const Display&) const = default;
 };
 
-// Implemented by the platform; fakes in tests/fakes.
+// Thread: main. Owner: the desktop session.
 class Displays {
  public:
   virtual ~Displays() = default;
   // Displays in system order: the index into this list is the display index that a viewer names.
   // Empty when there is no display or the display server is gone. Always the current state;
-  // cheap enough for every pointer move. Main thread.
+  // cheap enough for every pointer move.
   virtual std::vector<Display> list() = 0;
+  // Called on the main thread's event loop when list() has become another one; empty for nobody.
+  virtual void setChangedHandler(std::function<void()> handler) = 0;
 };
 
 }  // namespace vantora

@@ -6,7 +6,7 @@
 
 namespace vantora {
 
-// Purpose: stable names of the machine. Thread: main. Owner: whoever chooses the room at start.
+// Purpose: stable names of the machine. Thread: main. Owner: the desktop session.
 // An ability that the machine lacks is none, never an empty text.
 class MachineIdentity {
  public:
@@ -18,6 +18,8 @@ class MachineIdentity {
   // The machine's name in its network. Rooms may be derived from it, so it must not change with what people like to
   // call the machine.
   [[nodiscard]] virtual std::optional<QString> localizedHostName() const = 0;
+  // What people call the machine; its name in the network where they call it nothing.
+  [[nodiscard]] virtual std::optional<QString> prettyHostName() const = 0;
 };
 
 }  // namespace vantora

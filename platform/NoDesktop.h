@@ -3,23 +3,11 @@
 
 #include <memory>
 
-#include "platform/Accessibility.h"
-#include "platform/Displays.h"
-#include "platform/InputSynthesis.h"
-#include "platform/SystemCursor.h"
+#include "platform/DesktopSession.h"
 
 namespace vantora {
 
-// Displays whose list is always empty.
-std::unique_ptr<Displays> makeNoDisplays();
-
-// Input that is never usable; every post is without effect.
-std::unique_ptr<InputSynthesis> makeNoInputSynthesis();
-
-// A cursor that is never there.
-std::unique_ptr<SystemCursor> makeNoSystemCursor();
-
-// An accessibility service that is absent; every request is refused.
-std::unique_ptr<Accessibility> makeNoAccessibility();
+// Refused from the beginning, for `reason`; input and capture refuse with the same. `clipboard` must outlive it.
+std::unique_ptr<DesktopSession> makeNoDesktop(Clipboard& clipboard, QString reason);
 
 }  // namespace vantora

@@ -12,7 +12,7 @@
 #include "base/Json.h"
 #include "main/control/input/InputInjector.h"
 #include "platform/x11/X11Displays.h"
-#include "platform/x11/X11InputSynthesis.h"
+#include "platform/x11/X11Input.h"
 #include "tests/x11/support/TestWindow.h"
 #include "tests/x11/support/XvfbServer.h"
 
@@ -90,9 +90,11 @@ int main(int argc, char** argv) {
   if (!server.running()) return fail("no X server");
   testing_x11::TestWindow window(server.display());
   const auto displays = makeX11Displays(server.display());
-  const auto synthesis = makeX11InputSynthesis(server.display());
-  if (!window.alive() || !synthesis->usable()) return fail("the X server takes no input");
-  InputInjector injector(*displays, *synthesis);
+  const auto input = makeX11Input(server.display(), *displays);
+  bool usable = false;
+  input->requestPermission([&](const InputPermission& permission) { usable = permission.granted; });
+  if (!window.alive() || !usable) return fail("the X server takes no input");
+  InputInjector injector(*displays, *input);
   injector.setTargetScreen(0);
 
   Series moves;

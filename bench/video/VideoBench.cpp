@@ -83,8 +83,8 @@ bool benchCapture(const Size& size, Report& report) {
   testing_x11::ScreenPainter painter(server.display());
   const auto capture = makeX11ScreenCapture(server.display().toStdString());
   if (capture->open(0).outcome != ScreenCapture::Outcome::opened) return false;
-  ScreenPicture picture;
-  if (capture->look(picture) != ScreenCapture::Look::changed) return false;
+  CapturedFrame picture;
+  if (capture->poll(picture) != ScreenCapture::Poll::changed) return false;
 
   FrameConverter converter;
   converter.setFrameSize({size.width, size.height});
@@ -96,15 +96,15 @@ bool benchCapture(const Size& size, Report& report) {
   std::vector<double> still;
   std::vector<double> floor;
   for (int round = 0; round < kWarmUps + kRounds; ++round) {
-    const auto lookAndConvert = [&] {
-      if (capture->look(picture) != ScreenCapture::Look::changed) return;
+    const auto pollAndConvert = [&] {
+      if (capture->poll(picture) != ScreenCapture::Poll::changed) return;
       converter.convert(picture, converter.newFrame());
     };
     painter.fillAll(static_cast<std::uint32_t>(round * 65793));
-    const double wholeTime = timed(lookAndConvert);
+    const double wholeTime = timed(pollAndConvert);
     painter.fill(static_cast<std::uint32_t>(round * 251), 100, 400, 800, 20);
-    const double lineTime = timed(lookAndConvert);
-    const double stillTime = timed(lookAndConvert);
+    const double lineTime = timed(pollAndConvert);
+    const double stillTime = timed(pollAndConvert);
     const double floorTime = timed([&] {
       std::memcpy(copy.data(), source.data(), source.size());
       convertAll(copy.data(), size.width * 4, *converter.newFrame());
@@ -118,7 +118,7 @@ bool benchCapture(const Size& size, Report& report) {
   const QString name = u"screen %1, "_s.arg(size.name);
   report.add(name + u"whole change, read and converted"_s, median(whole), u"ms"_s);
   report.add(name + u"line of text, read and converted"_s, median(line), u"ms"_s);
-  report.add(name + u"look without a change"_s, median(still), u"ms"_s);
+  report.add(name + u"poll without a change"_s, median(still), u"ms"_s);
   report.add(name + u"floor: one copy, one conversion"_s, median(floor), u"ms"_s);
   report.add(name + u"whole change over floor"_s, median(whole) / median(floor), u"ratio"_s, kCaptureRatioAim);
   report.add(name + u"line of text over floor"_s, median(line) / median(floor), u"ratio"_s, kCaptureRatioAim);
@@ -132,7 +132,10 @@ void benchScaling(Report& report) {
   converter.setFrameSize({1280, 720});
   std::vector<double> times;
   for (int round = 0; round < kRounds; ++round) {
-    const ScreenPicture picture{pixels.data(), kFrom.width * 4, kFrom.width, kFrom.height, 0, kFrom.height};
+    CapturedFrame picture;
+    picture.memory = CpuPixels{pixels.data(), kFrom.width * 4};
+    picture.size = {kFrom.width, kFrom.height};
+    picture.damage = {QRect(QPoint(0, 0), picture.size)};
     times.push_back(timed([&] { converter.convert(picture, converter.newFrame()); }));
   }
   report.add(u"screen 1080p to 720p, converted and scaled"_s, median(times), u"ms"_s);

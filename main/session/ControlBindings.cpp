@@ -25,11 +25,12 @@ void Host::bindControlMessages() {
     return Handled::yes;
   });
   dispatcher_->on("control"_L1, [this](const ControlRequest& request) {
-    if (!authorisation_->handleControl(request.origin, request.body)) {
-      dispatcher_->afterAcknowledgement(
-          [this, origin = request.origin] { authorisation_->sendPermissionRequired(origin); });
-    }
-    return Handled::yes;
+    authorisation_->handleControl(request.origin, request.body,
+                                  [this, origin = request.origin, body = request.body](bool permitted) {
+                                    dispatcher_->sendAck(origin, body);
+                                    if (!permitted) authorisation_->sendPermissionRequired(origin);
+                                  });
+    return Handled::later;
   });
   dispatcher_->on("display_index"_L1, [this](const ControlRequest& request) { return selectDisplay(request); });
 

@@ -19,11 +19,11 @@ Host::Host(const QString& room, Configuration configuration, Platform platform)
     : configuration_(std::move(configuration)),
       platform_(std::move(platform)),
       roomId_(room),
-      injector_(platform_.displays, platform_.input),
-      commands_(sender_, platform_.supportTools),
+      injector_(platform_.desktop.displays(), platform_.desktop.input()),
+      commands_(sender_, platform_.desktop.supportTools()),
       chat_(platform_.scheduler),
-      files_(sender_, platform_.downloadFolder),
-      clipboard_(platform_.clipboard, sender_, platform_.scheduler),
+      files_(sender_, platform_.desktop.downloadFolder()),
+      clipboard_(platform_.desktop.clipboard(), sender_, platform_.scheduler),
       iceMonitor_(platform_.scheduler,
                   {.changed =
                        [this](IceState state) {
@@ -37,12 +37,13 @@ Host::Host(const QString& room, Configuration configuration, Platform platform)
       negotiation_({.send = [this](const JsonObject& message) { signaler_->send(message); },
                     .offerShape = [this] { return offerShape(); },
                     .viewerReplaced = [this] { replacePeer("answer of another viewer"); }}),
-      sharing_(configuration_.environment, platform_.displays, sender_, platform_.videoSources, sharingCallbacks()),
+      sharing_(configuration_.environment, platform_.desktop.displays(), sender_, platform_.videoSources,
+               sharingCallbacks()),
       systemStats_(platform_.scheduler, platform_.statistics),
-      stats_(platform_.scheduler, platform_.displays, sender_,
+      stats_(platform_.scheduler, platform_.desktop.displays(), sender_,
              {.session = [this] { return sessionFigures(); },
               .system = [this] { return systemStats_.getSystemStats(); },
-              .hostName = platform_.hostName,
+              .hostName = platform_.desktop.machine().prettyHostName(),
               .roomId = roomId_}),
       diagnostics_(sender_, platform_.diagnostics) {
   // The signaller connects inside its constructor and reports the first opening to nobody: the
@@ -58,10 +59,12 @@ Host::Host(const QString& room, Configuration configuration, Platform platform)
       ControlAuthorisation::Settings{
           .controlPIN = settings_.controlPin, .pinLockedByEnv = settings_.pinLockedByEnv, .roomId = roomId_},
       sender_,
-      ControlAuthorisation::Callbacks{.ensureAccessibility = [this] { return injector_.ensureAccessibility(); },
-                                      .controlEnded = [this] { injector_.releaseAll(); },
-                                      .random = platform_.random});
-  quality_ = std::make_unique<VideoQuality>(configuration_.environment, platform_.displays, sharing_,
+      ControlAuthorisation::Callbacks{
+          .ensureAccessibility =
+              [this](std::function<void(bool)> answer) { injector_.ensureAccessibility(std::move(answer)); },
+          .controlEnded = [this] { injector_.releaseAll(); },
+          .random = platform_.random});
+  quality_ = std::make_unique<VideoQuality>(configuration_.environment, platform_.desktop.displays(), sharing_,
                                             VideoQuality::Settings{.lastMaxBitrateKbps = settings_.lastMaxBitrateKbps,
                                                                    .preferredCodecName = settings_.preferredCodecName,
                                                                    .h264Profile = settings_.h264Profile},
@@ -73,14 +76,15 @@ Host::Host(const QString& room, Configuration configuration, Platform platform)
                                                                         }});
   cursor_ = std::make_unique<CursorMonitor>(
       configuration_.environment, platform_.scheduler,
-      CursorMonitor::Desktop{.cursor = platform_.cursor, .accessibility = platform_.accessibility}, sender_,
-      settings_.cursorDebug);
+      CursorMonitor::Desktop{.cursor = platform_.desktop.cursor(), .accessibility = platform_.desktop.accessibility()},
+      sender_, settings_.cursorDebug);
   dispatcher_ = std::make_unique<ControlDispatcher>(sender_, platform_.scheduler, [this](Gate gate) {
     ControlRights rights = authorisation_->rights();
     rights.allowIncomingFiles = files_.isFileReceiveAllowed();
     return isOpen(gate, rights);
   });
   bindControlMessages();
+  platform_.desktop.setStatusHandler([this](const DesktopStatus& status) { desktopChanged(status); });
 
   signaler_->onMessage = [this](const JsonObject& message) { handle(message); };
   signaler_->onOpen = [this] {
@@ -95,6 +99,7 @@ Host::Host(const QString& room, Configuration configuration, Platform platform)
 }
 
 Host::~Host() {
+  platform_.desktop.setStatusHandler(nullptr);
   signaler_->onMessage = nullptr;
   signaler_->onOpen = nullptr;
   shutdown();
@@ -110,6 +115,15 @@ void Host::shutdown() {
 
 void Host::setFileReceiveAllowed(bool allow) {
   files_.setFileReceiveAllowed(allow);
+  changed();
+}
+
+// A desktop that took back what it gave shows nothing any more.
+void Host::desktopChanged(const DesktopStatus& status) {
+  if (status.state == DesktopState::closed) {
+    injector_.releaseAll();
+    sharing_.stopSharing();
+  }
   changed();
 }
 

@@ -28,6 +28,7 @@
 #include "main/telemetry/system/SystemStats.h"
 #include "main/video/quality/VideoQuality.h"
 #include "main/video/sharing/SharingControl.h"
+#include "platform/DesktopSession.h"
 
 namespace vantora {
 
@@ -38,19 +39,11 @@ class Host {
   // What the session stands on; everything referred to must outlive it.
   struct Platform {
     Scheduler& scheduler;
-    Displays& displays;
-    InputSynthesis& input;
-    SupportTools& supportTools;
-    SystemCursor& cursor;
-    Accessibility& accessibility;
-    Clipboard& clipboard;
+    DesktopSession& desktop;
     PeerConnectionFactory& factory;
     VideoSourceFactory videoSources;
     WebSocketTaskFactory webSocketTasks;
     RandomBelow random;
-    std::optional<QString> hostName;
-    // Where received files go; empty when the desktop names no folder. Called on any thread.
-    std::function<QString()> downloadFolder;
     // Makes a diagnostics report; without it requests for one are not answered.
     TaskStarter diagnostics{};
     // Collects the machine's own figures ("sys"); without it the statistics do without them.
@@ -100,6 +93,7 @@ class Host {
   void channelOpened(ControlChannel channel);
   void channelClosed(ControlChannel channel);
   void stopStatistics();
+  void desktopChanged(const DesktopStatus& status);
   void changed() const;
   void bindControlMessages();
   Handled selectDisplay(const ControlRequest& request);

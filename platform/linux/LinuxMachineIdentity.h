@@ -31,7 +31,7 @@ class LinuxMachineIdentity final : public MachineIdentity {
   // changed.
   [[nodiscard]] std::optional<QString> localizedHostName() const override;
   // The name that people gave the machine ("Anna's laptop"); the kernel's where there is none.
-  [[nodiscard]] std::optional<QString> prettyHostName() const;
+  [[nodiscard]] std::optional<QString> prettyHostName() const override;
 
  private:
   Sources sources_;

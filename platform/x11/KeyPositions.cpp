@@ -1,12 +1,12 @@
 #include "platform/x11/KeyPositions.h"
 
-#include <QLatin1StringView>
+#include <linux/input-event-codes.h>
 
 namespace vantora {
 namespace {
 
 struct Position {
-  const char* code;
+  std::uint16_t code;
   const char* xkbName;
 };
 
@@ -14,28 +14,28 @@ struct Position {
 // digits and signs.
 constexpr Position kPositions[] = {
     // clang-format off
-    {"Enter", "RTRN"}, {"NumpadEnter", "KPEN"}, {"Escape", "ESC"}, {"Tab", "TAB"},
-    {"Backspace", "BKSP"}, {"Space", "SPCE"}, {"ArrowLeft", "LEFT"}, {"ArrowRight", "RGHT"},
-    {"ArrowDown", "DOWN"}, {"ArrowUp", "UP"}, {"Digit1", "AE01"}, {"Digit2", "AE02"},
-    {"Digit3", "AE03"}, {"Digit4", "AE04"}, {"Digit5", "AE05"}, {"Digit6", "AE06"},
-    {"Digit7", "AE07"}, {"Digit8", "AE08"}, {"Digit9", "AE09"}, {"Digit0", "AE10"},
-    {"Minus", "AE11"}, {"Equal", "AE12"}, {"KeyQ", "AD01"}, {"KeyW", "AD02"},
-    {"KeyE", "AD03"}, {"KeyR", "AD04"}, {"KeyT", "AD05"}, {"KeyY", "AD06"},
-    {"KeyU", "AD07"}, {"KeyI", "AD08"}, {"KeyO", "AD09"}, {"KeyP", "AD10"},
-    {"BracketLeft", "AD11"}, {"BracketRight", "AD12"}, {"KeyA", "AC01"}, {"KeyS", "AC02"},
-    {"KeyD", "AC03"}, {"KeyF", "AC04"}, {"KeyG", "AC05"}, {"KeyH", "AC06"},
-    {"KeyJ", "AC07"}, {"KeyK", "AC08"}, {"KeyL", "AC09"}, {"Semicolon", "AC10"},
-    {"Quote", "AC11"}, {"Backslash", "BKSL"}, {"KeyZ", "AB01"}, {"KeyX", "AB02"},
-    {"KeyC", "AB03"}, {"KeyV", "AB04"}, {"KeyB", "AB05"}, {"KeyN", "AB06"},
-    {"KeyM", "AB07"}, {"Comma", "AB08"}, {"Period", "AB09"}, {"Slash", "AB10"},
+    {KEY_ENTER, "RTRN"}, {KEY_KPENTER, "KPEN"}, {KEY_ESC, "ESC"}, {KEY_TAB, "TAB"},
+    {KEY_BACKSPACE, "BKSP"}, {KEY_SPACE, "SPCE"}, {KEY_LEFT, "LEFT"}, {KEY_RIGHT, "RGHT"},
+    {KEY_DOWN, "DOWN"}, {KEY_UP, "UP"}, {KEY_1, "AE01"}, {KEY_2, "AE02"},
+    {KEY_3, "AE03"}, {KEY_4, "AE04"}, {KEY_5, "AE05"}, {KEY_6, "AE06"},
+    {KEY_7, "AE07"}, {KEY_8, "AE08"}, {KEY_9, "AE09"}, {KEY_0, "AE10"},
+    {KEY_MINUS, "AE11"}, {KEY_EQUAL, "AE12"}, {KEY_Q, "AD01"}, {KEY_W, "AD02"},
+    {KEY_E, "AD03"}, {KEY_R, "AD04"}, {KEY_T, "AD05"}, {KEY_Y, "AD06"},
+    {KEY_U, "AD07"}, {KEY_I, "AD08"}, {KEY_O, "AD09"}, {KEY_P, "AD10"},
+    {KEY_LEFTBRACE, "AD11"}, {KEY_RIGHTBRACE, "AD12"}, {KEY_A, "AC01"}, {KEY_S, "AC02"},
+    {KEY_D, "AC03"}, {KEY_F, "AC04"}, {KEY_G, "AC05"}, {KEY_H, "AC06"},
+    {KEY_J, "AC07"}, {KEY_K, "AC08"}, {KEY_L, "AC09"}, {KEY_SEMICOLON, "AC10"},
+    {KEY_APOSTROPHE, "AC11"}, {KEY_BACKSLASH, "BKSL"}, {KEY_Z, "AB01"}, {KEY_X, "AB02"},
+    {KEY_C, "AB03"}, {KEY_V, "AB04"}, {KEY_B, "AB05"}, {KEY_N, "AB06"},
+    {KEY_M, "AB07"}, {KEY_COMMA, "AB08"}, {KEY_DOT, "AB09"}, {KEY_SLASH, "AB10"},
     // clang-format on
 };
 
 }  // namespace
 
-std::string_view xkbKeyName(QStringView code) {
+std::string_view xkbKeyName(std::uint16_t code) {
   for (const Position& position : kPositions) {
-    if (code == QLatin1StringView(position.code)) return position.xkbName;
+    if (code == position.code) return position.xkbName;
   }
   return {};
 }

@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "platform/InputSynthesis.h"
+#include "platform/DesktopInput.h"
 
 namespace vantora {
 

@@ -2,6 +2,7 @@
 
 #include <xcb/randr.h>
 
+#include <QSocketNotifier>
 #include <tuple>
 #include <utility>
 
@@ -26,25 +27,59 @@ class X11Displays final : public Displays {
 
   std::vector<Display> list() override {
     affinity_.check("X11Displays::list");
+    // Before its socket is closed and its number given to another one.
+    if (connection_.current() == nullptr && !connection_.silent()) notifier_.reset();
     xcb_connection_t* connection = connection_.open();
     if (connection == nullptr) return lastKnown();
     if (generation_ != connection_.generation()) {
       generation_ = connection_.generation();
       valid_ = false;
+      notifier_.reset();
       subscribe(connection);
+      listen();
     }
     // Every event that was asked for means a change of some monitor.
     while (const auto event = xcbOwned(xcb_poll_for_event(connection))) valid_ = valid_ && event->response_type == 0;
     if (!valid_) {
       auto fresh = randr_ ? readMonitors(connection) : readRoot(connection);
       if (connection_.current() == nullptr) return lastKnown();
+      told_ = told_ && fresh == cached_;
       cached_ = std::move(fresh);
       valid_ = true;
     }
     return connection_.current() != nullptr ? cached_ : lastKnown();
   }
 
+  void setChangedHandler(std::function<void()> handler) override {
+    affinity_.check("X11Displays::setChangedHandler");
+    changed_ = std::move(handler);
+    told_ = true;
+    if (changed_) {
+      std::ignore = list();
+      listen();
+      told_ = true;
+    } else {
+      notifier_.reset();
+    }
+  }
+
  private:
+  // Hears of changes while somebody wants to know.
+  void listen() {
+    xcb_connection_t* const connection = connection_.current();
+    if (!changed_ || notifier_ || connection == nullptr) return;
+    notifier_.reset(new QSocketNotifier(xcb_get_file_descriptor(connection), QSocketNotifier::Read));
+    QObject::connect(notifier_.get(), &QSocketNotifier::activated, notifier_.get(), [this] { read(); });
+  }
+
+  void read() {
+    const bool wasThere = connection_.current() != nullptr;
+    std::ignore = list();
+    const bool lost = wasThere && connection_.current() == nullptr && !connection_.silent();
+    if (lost) notifier_.reset();
+    if ((lost || !std::exchange(told_, true)) && changed_) std::function(changed_)();
+  }
+
   // The monitors are still there when the server only has no time to tell.
   std::vector<Display> lastKnown() const { return connection_.silent() ? cached_ : std::vector<Display>(); }
 
@@ -96,6 +131,16 @@ class X11Displays final : public Displays {
   bool randr_ = false;
   bool valid_ = false;
   std::vector<Display> cached_;
+  std::function<void()> changed_;
+  bool told_ = true;  // The handler knows of `cached_`.
+  struct DeleteLater {
+    // It may be the one whose signal is being handled.
+    void operator()(QSocketNotifier* notifier) const {
+      notifier->setEnabled(false);
+      notifier->deleteLater();
+    }
+  };
+  std::unique_ptr<QSocketNotifier, DeleteLater> notifier_;
 };
 
 }  // namespace

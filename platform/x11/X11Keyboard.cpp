@@ -162,7 +162,7 @@ void X11Keyboard::setRepeats(xcb_connection_t* connection, const Keymap& repeats
                        XCB_XKB_CONTROL_PER_KEY_REPEAT, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, bytes.data());
 }
 
-Keycode X11Keyboard::keycode(QStringView code) const { return named(std::string(xkbKeyName(code))); }
+Keycode X11Keyboard::keycode(std::uint16_t code) const { return named(std::string(xkbKeyName(code))); }
 
 Keycode X11Keyboard::named(const std::string& name) const {
   const auto found = byName_.find(name);

@@ -3,7 +3,7 @@
 
 #include <xcb/xcb.h>
 
-#include <QStringView>
+#include <cstdint>
 #include <map>
 #include <optional>
 #include <string>
@@ -38,7 +38,7 @@ class X11Keyboard {
   void setRepeats(xcb_connection_t* connection, const Keymap& repeats) const;
 
   // Keycode at the position `code` (see KeyPositions.h); 0: there is none.
-  Keycode keycode(QStringView code) const;
+  Keycode keycode(std::uint16_t code) const;
   const ModifierTable& modifiers() const { return modifiers_; }
 
  private:

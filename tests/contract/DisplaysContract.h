@@ -9,6 +9,7 @@
 #include <set>
 
 #include "platform/Displays.h"
+#include "tests/fakes/EventLoop.h"
 
 namespace vantora {
 
@@ -26,6 +27,7 @@ class DisplaysBench {
 class DisplaysContract : public testing::TestWithParam<std::function<std::unique_ptr<DisplaysBench>()>> {
  protected:
   void SetUp() override {
+    testing_loop::ensureApplication();
     bench_ = GetParam()();
     ASSERT_TRUE(bench_);
   }
@@ -53,10 +55,32 @@ TEST_P(DisplaysContract, namesAndNumbersEveryDisplay) {
   EXPECT_EQ(ids.size(), 2U);
 }
 
-TEST_P(DisplaysContract, seesAChangeAtTheNextLook) {
+TEST_P(DisplaysContract, seesAChangeAtTheNextCall) {
   EXPECT_EQ(bounds().size(), 1U);
   bench_->split();
   EXPECT_EQ(bounds(), (std::vector{QRect(0, 0, 600, 600), QRect(600, 0, 400, 600)}));
+}
+
+TEST_P(DisplaysContract, tellsOfAChange) {
+  int told = 0;
+  bench_->displays().setChangedHandler([&] { ++told; });
+  bench_->split();
+  EXPECT_TRUE(testing_loop::waitFor([&] { return told > 0 && bounds().size() == 2; }));
+  testing_loop::drain();
+  const int before = told;
+  bench_->displays().setChangedHandler(nullptr);
+  bench_->lose();
+  testing_loop::drain();
+  EXPECT_EQ(told, before) << "nobody wants to know any more";
+}
+
+TEST_P(DisplaysContract, tellsThatTheDesktopIsGone) {
+  int told = 0;
+  EXPECT_EQ(bounds().size(), 1U);
+  bench_->displays().setChangedHandler([&] { ++told; });
+  bench_->lose();
+  EXPECT_TRUE(testing_loop::waitFor([&] { return told > 0; }));
+  EXPECT_TRUE(bench_->displays().list().empty());
 }
 
 TEST_P(DisplaysContract, saysTheSameUntilSomethingChanges) {

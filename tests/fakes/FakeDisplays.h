@@ -14,10 +14,14 @@ class FakeDisplays final : public Displays {
   explicit FakeDisplays(std::vector<Display> displays) : displays_(std::move(displays)) {}
 
   std::vector<Display> list() override { return displays_; }
-  // From the next look on. Empty: the display server is gone.
-  void set(std::vector<Display> displays) { displays_ = std::move(displays); }
+  void setChangedHandler(std::function<void()> handler) override { changed_ = std::move(handler); }
+  // From now on. Empty: the display server is gone.
+  void set(std::vector<Display> displays) {
+    if (std::exchange(displays_, std::move(displays)) != displays_ && changed_) changed_();
+  }
 
  private:
+  std::function<void()> changed_;
   std::vector<Display> displays_;
 };
 

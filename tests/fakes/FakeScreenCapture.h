@@ -46,7 +46,11 @@ class FakeScreen : public std::enable_shared_from_this<FakeScreen> {
   void refuseWith(const QString& error) {
     set([&] { refusal_ = error; });
   }
-  // open() succeeds and the first look fails.
+  // open() waits for a person's consent, until they give it or, with a refusal set, do not.
+  void setAsking(bool asking) {
+    set([&] { asking_ = asking; });
+  }
+  // open() succeeds and the first poll fails.
   void setUnreadable(bool unreadable) {
     set([&] { unreadable_ = unreadable; });
   }
@@ -54,21 +58,21 @@ class FakeScreen : public std::enable_shared_from_this<FakeScreen> {
   void setGone(bool gone) {
     set([&] { gone_ = gone; });
   }
-  // The display's server says nothing from now on: looks wait until the capture is abandoned.
+  // The display's server says nothing from now on: polls wait until the capture is abandoned.
   void setSilent(bool silent) {
     set([&] { silent_ = silent; });
   }
-  // The next looks give no picture.
-  void setNotReady(int looks) {
-    set([&] { notReady_ = looks; });
+  // The next polls give no picture.
+  void setNotReady(int polls) {
+    set([&] { notReady_ = polls; });
   }
 
   int opens() const { return get(opens_); }
   int closes() const { return get(closes_); }
-  // Looks altogether, and those that read the picture.
-  int looks() const { return get(looks_); }
+  // Polls altogether, and those that read the picture.
+  int polls() const { return get(polls_); }
   int reads() const { return get(reads_); }
-  std::thread::id lookThread() const { return get(lookThread_); }
+  std::thread::id pollThread() const { return get(pollThread_); }
 
  private:
   friend class FakeScreenCapture;
@@ -91,15 +95,16 @@ class FakeScreen : public std::enable_shared_from_this<FakeScreen> {
   QString refusal_;
   bool changed_ = false;
   bool touched_ = false;
+  bool asking_ = false;
   bool unreadable_ = false;
   bool gone_ = false;
   bool silent_ = false;
   int notReady_ = 0;
   int opens_ = 0;
   int closes_ = 0;
-  int looks_ = 0;
+  int polls_ = 0;
   int reads_ = 0;
-  std::thread::id lookThread_;
+  std::thread::id pollThread_;
 };
 
 class FakeScreenCapture final : public ScreenCapture {
@@ -110,6 +115,8 @@ class FakeScreenCapture final : public ScreenCapture {
     const std::lock_guard lock(screen_->mutex_);
     ++screen_->opens_;
     open_ = false;
+    awaitingConsent_ = screen_->asking_;
+    if (awaitingConsent_) return {Outcome::awaitingConsent, 0, {}};
     if (!screen_->refusal_.isEmpty()) return {Outcome::refused, 0, screen_->refusal_};
     if (screen_->gone_) return {Outcome::refused, 0, QStringLiteral("gone")};
     if (screen_->displays_.empty()) return {Outcome::noDisplay, 0, {}};
@@ -119,29 +126,32 @@ class FakeScreenCapture final : public ScreenCapture {
     return {Outcome::opened, index_, {}};
   }
 
-  Look look(ScreenPicture& picture) override {
+  Poll poll(CapturedFrame& frame) override {
     std::unique_lock lock(screen_->mutex_);
-    ++screen_->looks_;
-    screen_->lookThread_ = std::this_thread::get_id();
+    ++screen_->polls_;
+    screen_->pollThread_ = std::this_thread::get_id();
     screen_->signal_.wait(lock, [&] { return !screen_->silent_ || abandoned_; });
-    if (abandoned_ || !open_ || screen_->gone_ || screen_->unreadable_) return Look::lost;
+    if (abandoned_ || !open_ || screen_->gone_ || screen_->unreadable_) return Poll::lost;
     if (screen_->notReady_ > 0) {
       --screen_->notReady_;
-      return Look::notReady;
+      return Poll::notReady;
     }
     screen_->touched_ = false;
-    if (!std::exchange(screen_->changed_, false)) return Look::unchanged;
+    if (!std::exchange(screen_->changed_, false)) return Poll::unchanged;
     ++screen_->reads_;
     const auto [width, height] = screen_->displays_[static_cast<std::size_t>(index_)];
     pixels_.resize(static_cast<std::size_t>(width * height));
     std::fill(pixels_.begin(), pixels_.end(), screen_->colour_);
-    picture = ScreenPicture{pixels_.data()->data(), width * 4, width, height, 0, height};
-    return Look::changed;
+    frame.memory = CpuPixels{pixels_.data()->data(), width * 4};
+    frame.size = {width, height};
+    frame.damage = {QRect(0, 0, width, height)};
+    return Poll::changed;
   }
 
   Woken wait(std::chrono::nanoseconds timeout, WakeOn wakeOn) override {
     std::unique_lock lock(screen_->mutex_);
     const auto stirred = [&] {
+      if (awaitingConsent_) return !screen_->asking_;
       return wakeOn == WakeOn::changeOrCall && open_ && (screen_->changed_ || screen_->touched_ || screen_->gone_);
     };
     const auto awake = [&] { return woken_ || stirred(); };
@@ -162,6 +172,7 @@ class FakeScreenCapture final : public ScreenCapture {
     const std::lock_guard lock(screen_->mutex_);
     if (open_) ++screen_->closes_;
     open_ = false;
+    awaitingConsent_ = false;
   }
 
  private:
@@ -169,6 +180,7 @@ class FakeScreenCapture final : public ScreenCapture {
   bool woken_ = false;      // Guarded by the screen's mutex.
   bool abandoned_ = false;  // The same.
   bool open_ = false;
+  bool awaitingConsent_ = false;
   int index_ = 0;
   std::vector<FakeScreen::Colour> pixels_;
 };

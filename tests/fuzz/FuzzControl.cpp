@@ -7,8 +7,8 @@
 #include "main/control/dispatch/ControlDispatcher.h"
 #include "main/control/input/InputMessages.h"
 #include "tests/fakes/FakeControlSender.h"
+#include "tests/fakes/FakeDesktopInput.h"
 #include "tests/fakes/FakeDisplays.h"
-#include "tests/fakes/FakeInputSynthesis.h"
 #include "tests/fakes/FakeScheduler.h"
 #include "tests/fuzz/Check.h"
 
@@ -37,14 +37,16 @@ void checkFields(const JsonObject& message) {
 struct Session {
   fakes::FakeScheduler scheduler;
   fakes::FakeControlSender sender;
-  fakes::FakeDisplays displays{{Display{1, u"first"_s, QRect(0, 0, 1920, 1080), 0}}};
-  fakes::FakeInputSynthesis synthesis;
-  InputInjector injector{displays, synthesis};
-  ControlAuthorisation authorisation{{.controlPIN = u"000042"_s, .pinLockedByEnv = false, .roomId = u"demo"_s},
-                                     sender,
-                                     {.ensureAccessibility = [this] { return injector.ensureAccessibility(); },
-                                      .controlEnded = [this] { injector.releaseAll(); },
-                                      .random = [](quint32) { return 42U; }}};
+  fakes::FakeDisplays displays{{Display{.id = 1, .name = u"first"_s, .bounds = QRect(0, 0, 1920, 1080)}}};
+  fakes::FakeDesktopInput input{&displays};
+  InputInjector injector{displays, input};
+  ControlAuthorisation authorisation{
+      {.controlPIN = u"000042"_s, .pinLockedByEnv = false, .roomId = u"demo"_s},
+      sender,
+      {.ensureAccessibility =
+           [this](std::function<void(bool)> answer) { injector.ensureAccessibility(std::move(answer)); },
+       .controlEnded = [this] { injector.releaseAll(); },
+       .random = [](quint32) { return 42U; }}};
   ControlDispatcher dispatcher{sender, scheduler, [this](Gate gate) {
                                  if (gate == Gate::input) return isOpen(Gate::input, authorisation.rights());
                                  return gate != Gate::command || isOpen(Gate::command, authorisation.rights());
@@ -56,8 +58,10 @@ struct Session {
       return Handled::yes;
     });
     dispatcher.on("control"_L1, [this](const ControlRequest& request) {
-      (void)authorisation.handleControl(request.origin, request.body);
-      return Handled::yes;
+      authorisation.handleControl(
+          request.origin, request.body,
+          [this, origin = request.origin, body = request.body](bool) { dispatcher.sendAck(origin, body); });
+      return Handled::later;
     });
     bindInputMessages(dispatcher, injector, sender, scheduler);
     dispatcher.dataChannelDidReceiveMessage(ControlChannel::reliable, R"({"type":"control","enable":true})", false);
@@ -81,6 +85,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     fuzz::require(session.sender.take().size() <= 2);
   }
   session.authorisation.resetOnChannelClose();
-  fuzz::require(session.synthesis.heldKeys.empty() && session.synthesis.heldButtons.empty());
+  fuzz::require(session.input.heldKeys.empty() && session.input.heldButtons.empty());
   return 0;
 }

@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <QTemporaryDir>
 #include <map>
 
 #include "base/QtScheduler.h"
@@ -13,12 +12,7 @@
 #include "main/video/sdp/SdpInspect.h"
 #include "main/video/sources/DummyVideoSource.h"
 #include "tests/fakes/EventLoop.h"
-#include "tests/fakes/FakeAccessibility.h"
-#include "tests/fakes/FakeClipboard.h"
-#include "tests/fakes/FakeDisplays.h"
-#include "tests/fakes/FakeInputSynthesis.h"
-#include "tests/fakes/FakeSupportTools.h"
-#include "tests/fakes/FakeSystemCursor.h"
+#include "tests/fakes/FakeDesktopSession.h"
 #include "tests/fakes/FakeVideoSources.h"
 #include "tests/fakes/FakeWebSocketTask.h"
 #include "tests/fakes/RecordedLog.h"
@@ -30,6 +24,7 @@ class SessionOverWire : public testing::Test {
  protected:
   SessionOverWire() {
     testing_loop::ensureApplication();
+    displays_.set({{.id = 1, .bounds = {0, 0, 1920, 1080}}});
     runtime_ = makeWebRtcRuntime(makeVideoEncoderFactory);
     VideoSourceFactory sources = fakeScreens_.factory();
     sources.synthetic = [](int fps, int width, int height) {
@@ -46,18 +41,11 @@ class SessionOverWire : public testing::Test {
                                                        .info = InfoDictionary(),
                                                        .signalingUrl = {QUrl(url), url}},
                                    Host::Platform{.scheduler = scheduler_,
-                                                  .displays = displays_,
-                                                  .input = input_,
-                                                  .supportTools = supportTools_,
-                                                  .cursor = cursor_,
-                                                  .accessibility = accessibility_,
-                                                  .clipboard = clipboard_,
+                                                  .desktop = desktop_,
                                                   .factory = *runtime_,
                                                   .videoSources = sources,
                                                   .webSocketTasks = sockets_.factory(),
-                                                  .random = [](quint32) { return 1U; },
-                                                  .hostName = std::nullopt,
-                                                  .downloadFolder = [folder = downloads_.path()] { return folder; }});
+                                                  .random = [](quint32) { return 1U; }});
     connection_ = sockets_.connections.back();
   }
   ~SessionOverWire() override {
@@ -109,13 +97,14 @@ class SessionOverWire : public testing::Test {
 
   fakes::RecordedLog log_;
   QtScheduler scheduler_;
-  fakes::FakeDisplays displays_{{{.id = 1, .bounds = {0, 0, 1920, 1080}}}};
-  fakes::FakeInputSynthesis input_;
-  fakes::FakeSupportTools supportTools_;
-  fakes::FakeSystemCursor cursor_;
-  fakes::FakeAccessibility accessibility_;
-  fakes::FakeClipboard clipboard_;
-  QTemporaryDir downloads_;
+  fakes::FakeDesktopSession desktop_;
+  fakes::FakeDisplays& displays_ = desktop_.displayList;
+  fakes::FakeDesktopInput& input_ = desktop_.desktopInput;
+  fakes::FakeSupportTools& supportTools_ = desktop_.tools;
+  fakes::FakeSystemCursor& cursor_ = desktop_.systemCursor;
+  fakes::FakeAccessibility& accessibility_ = desktop_.accessibilityService;
+  fakes::FakeClipboard& clipboard_ = desktop_.textClipboard;
+  QTemporaryDir& downloads_ = desktop_.downloads;
   fakes::Journal journal_;
   fakes::FakeVideoSources fakeScreens_{journal_};
   fakes::FakeWebSockets sockets_;

@@ -39,7 +39,7 @@ TEST_F(SessionPeerTest, carriesMessagesBothWaysOnBothChannels) {
   EXPECT_TRUE(isOpen(Gate::input, host_->authorisation().rights()));
   ASSERT_TRUE(say({{u"type"_s, u"mouseMove"_s}, {u"x"_s, 0.5}, {u"y"_s, 0.5}}, u"control"_s));
   ASSERT_TRUE(until([&] { return count(u"ptr"_s, u"control"_s) == 1; }));
-  EXPECT_EQ(input_.pointerEvents.size(), 1U);
+  EXPECT_EQ(input_.pointerActions.size(), 1U);
 }
 
 // On a connection that stands the library opens a channel while it is being made.

@@ -13,7 +13,10 @@ QString trueOrFalse(bool value) { return value ? u"true"_s : u"false"_s; }
 }  // namespace
 
 ControlAuthorisation::ControlAuthorisation(Settings settings, ControlSender& sender, Callbacks callbacks)
-    : settings_(std::move(settings)), sender_(sender), callbacks_(std::move(callbacks)) {}
+    : settings_(std::move(settings)),
+      sender_(sender),
+      callbacks_(std::move(callbacks)),
+      self_(std::make_shared<ControlAuthorisation*>(this)) {}
 
 bool ControlAuthorisation::isDemoRoom() const { return settings_.roomId == "demo"_L1; }
 
@@ -68,13 +71,27 @@ void ControlAuthorisation::handleAuth(ControlChannel origin, const JsonObject& m
   sender_.reply(origin, {{u"type"_s, u"auth"_s}, {u"ok"_s, controlAuthed_}});
 }
 
-bool ControlAuthorisation::handleControl(ControlChannel origin, const JsonObject& message) {
-  const bool permitted = callbacks_.ensureAccessibility();
+void ControlAuthorisation::handleControl(ControlChannel origin, const JsonObject& message,
+                                         std::function<void(bool)> done) {
+  if (waiting_ >= kMaxWaiting) return;
+  ++waiting_;
   const bool wanted = boolField(message, "enable"_L1).value_or(false);
+  callbacks_.ensureAccessibility([weak = std::weak_ptr(self_), origin, wanted, connection = sender_.connection(),
+                                  done = std::move(done)](bool permitted) {
+    const auto self = weak.lock();
+    if (!self) return;
+    --(*self)->waiting_;
+    // What another viewer asked for is nobody's any more.
+    if ((*self)->sender_.connection() != connection) return;
+    (*self)->answerControl(origin, wanted, permitted);
+    done(permitted);
+  });
+}
+
+void ControlAuthorisation::answerControl(ControlChannel origin, bool wanted, bool permitted) {
   setControlEnabled(wanted && allowRemoteControl_ && (controlAuthed_ || isDemoRoom()) && permitted);
   logLine(u"[control] enabled="_s + trueOrFalse(controlEnabled_));
   sender_.reply(origin, controlState());
-  return permitted;
 }
 
 void ControlAuthorisation::sendPermissionRequired(ControlChannel origin) {

@@ -3,6 +3,7 @@
 
 #include <QString>
 #include <functional>
+#include <memory>
 
 #include "base/Json.h"
 #include "base/Random.h"
@@ -21,8 +22,9 @@ class ControlAuthorisation {
     QString roomId;
   };
   struct Callbacks {
-    // Whether this process may post input events at all; may show the desktop's own prompt.
-    std::function<bool()> ensureAccessibility;
+    // Asks whether this process may post input events at all; may show the desktop's own prompt, and then answers
+    // minutes later. Several questions are answered in their order.
+    std::function<void(std::function<void(bool permitted)> answer)> ensureAccessibility;
     // Control was on and is now off: whatever the viewer holds down must be released.
     std::function<void()> controlEnded;
     RandomBelow random;
@@ -51,12 +53,16 @@ class ControlAuthorisation {
 
   // "auth": answers whether the token is the PIN.
   void handleAuth(ControlChannel origin, const JsonObject& message);
-  // "control": switches remote control on or off. Returns whether input can be posted; when not,
-  // the caller sends what sendPermissionRequired says after the acknowledgement.
-  [[nodiscard]] bool handleControl(ControlChannel origin, const JsonObject& message);
+  // "control": switches remote control on or off once the desktop has said whether input can be posted. `done` is
+  // called after the reply, so that the caller acknowledges and, when it is not permitted, sends what
+  // sendPermissionRequired says; not at all when the viewer has gone meanwhile. Requests beyond kMaxWaiting that wait
+  // for the desktop are dropped.
+  void handleControl(ControlChannel origin, const JsonObject& message, std::function<void(bool permitted)> done);
+  static constexpr int kMaxWaiting = 32;
   void sendPermissionRequired(ControlChannel origin);
 
  private:
+  void answerControl(ControlChannel origin, bool wanted, bool permitted);
   bool isDemoRoom() const;
   void setControlEnabled(bool enabled);
   JsonObject controlState() const;
@@ -67,6 +73,9 @@ class ControlAuthorisation {
   bool controlEnabled_ = false;
   bool controlAuthed_ = false;
   bool allowRemoteControl_ = true;
+  int waiting_ = 0;
+  // The desktop may answer when this object has gone.
+  std::shared_ptr<ControlAuthorisation*> self_;
 };
 
 }  // namespace vantora

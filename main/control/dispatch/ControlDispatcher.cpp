@@ -1,7 +1,6 @@
 #include "main/control/dispatch/ControlDispatcher.h"
 
 #include <cassert>
-#include <utility>
 
 namespace vantora {
 namespace {
@@ -44,10 +43,8 @@ void ControlDispatcher::dataChannelDidReceiveMessage(ControlChannel origin, cons
   }
   const auto handler = handlers_.find(row->type);
   if (handler == handlers_.end()) return;
-  afterAcknowledgement_ = nullptr;
-  if (handler->second(request) == Handled::ignored) return;
-  if (row->acknowledgement == Acknowledgement::withRequest) sendAck(origin, *body);
-  if (const auto task = std::exchange(afterAcknowledgement_, nullptr)) task();
+  const Handled handled = handler->second(request);
+  if (handled == Handled::yes && row->acknowledgement == Acknowledgement::withRequest) sendAck(origin, *body);
 }
 
 void ControlDispatcher::sendAck(ControlChannel channel, const JsonObject& request) {

@@ -25,8 +25,8 @@ struct ControlRequest {
   std::optional<LatencyEcho> latency;
 };
 
-// What a handler did: only a handled message is acknowledged.
-enum class Handled { yes, ignored };
+// What a handler did: only a handled message is acknowledged, by the handler itself when it answers later.
+enum class Handled { yes, later, ignored };
 
 // Decodes a message, finds its row, tests the gate, runs the handler, acknowledges. Nothing else
 // decides rights. Thread: main. Owner: Host.
@@ -45,8 +45,6 @@ class ControlDispatcher {
   void on(QLatin1StringView type, Handler handler);
   // Installs what a type answers while its gate is shut; without it the message is ignored.
   void onRefused(QLatin1StringView type, Refusal refusal);
-  // Runs after the acknowledgement of the message that is being handled; for handlers.
-  void afterAcknowledgement(std::function<void()> task) { afterAcknowledgement_ = std::move(task); }
   void onBinary(std::function<void(const QByteArray&)> handler) { binary_ = std::move(handler); }
 
   // Entry point for every message of either channel. Malformed ones are dropped silently.
@@ -62,7 +60,6 @@ class ControlDispatcher {
   std::map<QLatin1StringView, Handler> handlers_;
   std::map<QLatin1StringView, Refusal> refusals_;
   std::function<void(const QByteArray&)> binary_;
-  std::function<void()> afterAcknowledgement_;
 };
 
 }  // namespace vantora

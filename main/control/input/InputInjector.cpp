@@ -26,8 +26,7 @@ KeyModifiers modifiersFrom(const QMap<QString, bool>& mods) {
 
 }  // namespace
 
-InputInjector::InputInjector(Displays& displays, InputSynthesis& synthesis)
-    : displays_(displays), synthesis_(synthesis) {}
+InputInjector::InputInjector(Displays& displays, DesktopInput& input) : displays_(displays), input_(input) {}
 
 void InputInjector::setMappingMode(bool usePoints) {
   affinity_.check("InputInjector::setMappingMode");
@@ -62,112 +61,93 @@ void InputInjector::setTargetScreen(std::int64_t index) {
   }
 }
 
-bool InputInjector::ensureAccessibility() {
+void InputInjector::ensureAccessibility(std::function<void(bool)> answer) {
   affinity_.check("InputInjector::ensureAccessibility");
-  if (synthesis_.usable()) return true;
-  logLine(
-      "[control] Accessibility permission required: System Settings \xE2\x86\x92 Privacy & Security \xE2\x86\x92 "
-      "Accessibility");
-  if (const QString reason = synthesis_.refusal(); !reason.isEmpty()) logLine(u"[input] refused: "_s + reason);
-  return false;
+  input_.requestPermission([answer = std::move(answer)](const InputPermission& permission) {
+    if (!permission.granted) {
+      logLine(
+          "[control] Accessibility permission required: System Settings \xE2\x86\x92 Privacy & Security \xE2\x86\x92 "
+          "Accessibility");
+      if (!permission.reason.isEmpty()) logLine(u"[input] refused: "_s + permission.reason);
+    }
+    answer(permission.granted);
+  });
 }
 
 QPointF InputInjector::toPoint(double nx, double ny) {
   affinity_.check("InputInjector::toPoint");
-  return mapToFrame(frameForMapping(), nx, ny, rotationDegrees_, topOrigin_);
+  return mapToFrame(mappingTarget().frame, nx, ny, rotationDegrees_, topOrigin_);
 }
 
-void InputInjector::move(double nx, double ny) {
-  if (noButtonHeld_) {
-    postAt(PointerEventType::moved, nx, ny, PointerButton::left);
-  } else {
-    postAt(dragTypeFor(lastButton_), nx, ny, lastButton_);
-  }
-}
+void InputInjector::move(double nx, double ny) { moveTo(nx, ny); }
 
 void InputInjector::click(double nx, double ny, std::int64_t button) {
-  affinity_.check("InputInjector::click");
-  const PointerButton which = buttonFor(button);
-  const QRectF frame = frameForMapping();
-  const QPointF point = mapToFrame(frame, nx, ny, rotationDegrees_, topOrigin_);
-  synthesis_.postPointer({downTypeFor(which), point, frame, which});
-  synthesis_.postPointer({upTypeFor(which), point, frame, which});
-  lastButton_ = which;
-  noButtonHeld_ = true;
+  mouseDown(nx, ny, button);
+  input_.button(buttonFor(button), false);
 }
 
 void InputInjector::mouseDown(double nx, double ny, std::int64_t button) {
-  const PointerButton which = buttonFor(button);
-  postAt(downTypeFor(which), nx, ny, which);
-  lastButton_ = which;
-  noButtonHeld_ = false;
+  moveTo(nx, ny);
+  input_.button(buttonFor(button), true);
 }
 
 void InputInjector::mouseUp(double nx, double ny, std::int64_t button) {
-  const PointerButton which = buttonFor(button);
-  postAt(upTypeFor(which), nx, ny, which);
-  noButtonHeld_ = true;
+  moveTo(nx, ny);
+  input_.button(buttonFor(button), false);
 }
 
 void InputInjector::doubleClick(double nx, double ny, std::int64_t button) {
-  affinity_.check("InputInjector::doubleClick");
-  const PointerButton which = buttonFor(button);
-  const QRectF frame = frameForMapping();
-  const QPointF point = mapToFrame(frame, nx, ny, rotationDegrees_, topOrigin_);
+  moveTo(nx, ny);
   for (int clicks = 0; clicks < 2; ++clicks) {
-    synthesis_.postPointer({downTypeFor(which), point, frame, which});
-    synthesis_.postPointer({upTypeFor(which), point, frame, which});
+    input_.button(buttonFor(button), true);
+    input_.button(buttonFor(button), false);
   }
 }
 
 void InputInjector::wheel(double deltaX, double deltaY) {
   affinity_.check("InputInjector::wheel");
-  synthesis_.postScroll(scrollFor(deltaX, deltaY));
+  input_.wheel(scrollFor(deltaX, deltaY));
 }
 
-std::optional<std::uint16_t> InputInjector::keyCode(const QString& name) { return keyCodeFor(name); }
+std::optional<std::uint16_t> InputInjector::keyCode(const QString& name) {
+  const KeyCode* const key = findKey(name);
+  return key ? std::optional(key->code) : std::nullopt;
+}
 
 void InputInjector::key(const QString& code, bool down, const QMap<QString, bool>& mods) {
   affinity_.check("InputInjector::key");
-  if (!keyCode(code)) return;
+  const KeyCode* const known = findKey(code);
   // A position that this desktop does not have is skipped like an unknown name.
-  std::ignore = synthesis_.postKey({code, down, modifiersFrom(mods)});
+  if (known) std::ignore = input_.key(known->evdev, down, modifiersFrom(mods));
 }
 
 void InputInjector::releaseAll() {
   affinity_.check("InputInjector::releaseAll");
-  lastButton_ = PointerButton::left;
-  noButtonHeld_ = true;
-  synthesis_.releaseAll();
+  input_.releaseAll();
 }
 
 // The target's frame as it is now, since a resolution may change under a running session; as it
 // was last known when the display has gone.
-std::optional<QRectF> InputInjector::currentTargetFrame(const std::vector<Display>& displays) const {
-  if (!target_) return std::nullopt;
-  const auto now = std::find_if(displays.begin(), displays.end(), [this](const Display& display) {
-    return target_->id != 0 && display.id == target_->id;
-  });
-  return now == displays.end() ? target_->frame() : now->frame();
+InputInjector::Target InputInjector::currentTarget(const std::vector<Display>& displays) const {
+  const auto now = std::ranges::find_if(
+      displays, [this](const Display& display) { return target_->id != 0 && display.id == target_->id; });
+  return {now == displays.end() ? target_->frame() : now->frame(), target_->id};
 }
 
-QRectF InputInjector::frameForMapping() {
-  if (!usePoints_ && fallbackFrame_) return *fallbackFrame_;
+InputInjector::Target InputInjector::mappingTarget() {
+  if (!usePoints_ && fallbackFrame_) return {*fallbackFrame_, target_->id};
   const std::vector<Display> displays = displays_.list();
-  if (usePoints_) {
-    if (const auto frame = currentTargetFrame(displays)) return *frame;
-    if (!displays.empty()) return displays.front().frame();
-    if (fallbackFrame_) return *fallbackFrame_;
-  }
+  if (usePoints_ && target_) return currentTarget(displays);
   if (displays.empty()) return {};
   const Display& first = displays.front();
-  return first.id != 0 ? QRectF(first.bounds) : first.frame();
+  return {usePoints_ || first.id == 0 ? first.frame() : QRectF(first.bounds), first.id};
 }
 
-void InputInjector::postAt(PointerEventType type, double nx, double ny, PointerButton button) {
-  affinity_.check("InputInjector::postAt");
-  const QRectF frame = frameForMapping();
-  synthesis_.postPointer({type, mapToFrame(frame, nx, ny, rotationDegrees_, topOrigin_), frame, button});
+void InputInjector::moveTo(double nx, double ny) {
+  affinity_.check("InputInjector::moveTo");
+  const Target target = mappingTarget();
+  const QPointF place = fractionOf(target.frame, mapToFrame(target.frame, nx, ny, rotationDegrees_, topOrigin_));
+  input_.moveTo(target.displayId, place.x(), place.y());
 }
 
 }  // namespace vantora

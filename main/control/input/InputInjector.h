@@ -6,21 +6,22 @@
 #include <QRectF>
 #include <QString>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <vector>
 
 #include "base/ThreadAffinity.h"
+#include "platform/DesktopInput.h"
 #include "platform/Displays.h"
-#include "platform/InputSynthesis.h"
 
 namespace vantora {
 
 // Maps positions that are normalised to the shared picture onto one target display and posts the
 // events at once, in the order of the calls. Rights are tested by the caller. Any numbers are
-// safe. Main thread; owned by the session, outlived by `displays` and `synthesis`.
+// safe. Main thread; owned by the session, outlived by `displays` and `input`.
 class InputInjector {
  public:
-  InputInjector(Displays& displays, InputSynthesis& synthesis);
+  InputInjector(Displays& displays, DesktopInput& input);
 
   // True: positions refer to the target's frame in points; false: to its bounds in the global
   // display space, as they were when it was chosen.
@@ -30,8 +31,9 @@ class InputInjector {
   // Targets the display with this index; the first one when there is no such index.
   void setTargetScreen(std::int64_t index);
 
-  // Whether the process may post input events; says in the log when it may not, and why if that is known.
-  bool ensureAccessibility();
+  // Asks whether the process may post input events; says in the log when it may not, and why if that is known. `answer`
+  // comes once: within this call where nobody has to be asked, else whenever the person at the desktop has answered.
+  void ensureAccessibility(std::function<void(bool permitted)> answer);
 
   // Global display coordinates of a normalised position; see mapToFrame for its range. For who wants
   // to know the place without going there.
@@ -42,7 +44,7 @@ class InputInjector {
   void click(double nx, double ny, std::int64_t button);
   void mouseDown(double nx, double ny, std::int64_t button);
   void mouseUp(double nx, double ny, std::int64_t button);
-  // Two clicks at once; leaves it as it was whether a button counts as held.
+  // Two clicks at once.
   void doubleClick(double nx, double ny, std::int64_t button);
   // Scrolls by pixels as a viewer counts them: positive is down and right.
   void wheel(double deltaX, double deltaY);
@@ -57,21 +59,24 @@ class InputInjector {
   void releaseAll();
 
  private:
-  std::optional<QRectF> currentTargetFrame(const std::vector<Display>& displays) const;
-  QRectF frameForMapping();
-  void postAt(PointerEventType type, double nx, double ny, PointerButton button);
+  // A rectangle to map onto, and the display that it is.
+  struct Target {
+    QRectF frame = {};
+    std::uint32_t displayId = 0;
+  };
+  Target currentTarget(const std::vector<Display>& displays) const;
+  Target mappingTarget();
+  void moveTo(double nx, double ny);
 
   ThreadAffinity affinity_;
   Displays& displays_;
-  InputSynthesis& synthesis_;
+  DesktopInput& input_;
 
   bool usePoints_ = true;
   bool topOrigin_ = true;
   std::optional<Display> target_;
   double rotationDegrees_ = 0;
   std::optional<QRectF> fallbackFrame_;
-  PointerButton lastButton_ = PointerButton::left;
-  bool noButtonHeld_ = true;
 };
 
 }  // namespace vantora

@@ -1,22 +1,24 @@
 #include "main/control/input/KeyCodes.h"
 
+#include <linux/input-event-codes.h>
+
 namespace vantora {
 namespace {
 
 constexpr KeyCode kKeyCodes[] = {
     // clang-format off
-    {"Enter", 36}, {"NumpadEnter", 36}, {"Escape", 53}, {"Tab", 48}, {"Backspace", 51},
-    {"Space", 49}, {"ArrowLeft", 123}, {"ArrowRight", 124}, {"ArrowDown", 125}, {"ArrowUp", 126},
-    {"KeyA", 0}, {"KeyS", 1}, {"KeyD", 2}, {"KeyF", 3}, {"KeyH", 4},
-    {"KeyG", 5}, {"KeyZ", 6}, {"KeyX", 7}, {"KeyC", 8}, {"KeyV", 9},
-    {"KeyB", 11}, {"KeyQ", 12}, {"KeyW", 13}, {"KeyE", 14}, {"KeyR", 15},
-    {"KeyY", 16}, {"KeyT", 17}, {"Digit1", 18}, {"Digit2", 19}, {"Digit3", 20},
-    {"Digit4", 21}, {"Digit6", 22}, {"Digit5", 23}, {"Equal", 24}, {"Digit9", 25},
-    {"Digit7", 26}, {"Minus", 27}, {"Digit8", 28}, {"Digit0", 29}, {"BracketRight", 30},
-    {"KeyO", 31}, {"KeyU", 32}, {"BracketLeft", 33}, {"KeyI", 34}, {"KeyP", 35},
-    {"KeyL", 37}, {"KeyJ", 38}, {"Quote", 39}, {"KeyK", 40}, {"Semicolon", 41},
-    {"Backslash", 42}, {"Comma", 43}, {"Slash", 44}, {"KeyN", 45}, {"KeyM", 46},
-    {"Period", 47},
+    {"Enter", 36, KEY_ENTER}, {"NumpadEnter", 36, KEY_KPENTER}, {"Escape", 53, KEY_ESC}, {"Tab", 48, KEY_TAB}, {"Backspace", 51, KEY_BACKSPACE},
+    {"Space", 49, KEY_SPACE}, {"ArrowLeft", 123, KEY_LEFT}, {"ArrowRight", 124, KEY_RIGHT}, {"ArrowDown", 125, KEY_DOWN}, {"ArrowUp", 126, KEY_UP},
+    {"KeyA", 0, KEY_A}, {"KeyS", 1, KEY_S}, {"KeyD", 2, KEY_D}, {"KeyF", 3, KEY_F}, {"KeyH", 4, KEY_H},
+    {"KeyG", 5, KEY_G}, {"KeyZ", 6, KEY_Z}, {"KeyX", 7, KEY_X}, {"KeyC", 8, KEY_C}, {"KeyV", 9, KEY_V},
+    {"KeyB", 11, KEY_B}, {"KeyQ", 12, KEY_Q}, {"KeyW", 13, KEY_W}, {"KeyE", 14, KEY_E}, {"KeyR", 15, KEY_R},
+    {"KeyY", 16, KEY_Y}, {"KeyT", 17, KEY_T}, {"Digit1", 18, KEY_1}, {"Digit2", 19, KEY_2}, {"Digit3", 20, KEY_3},
+    {"Digit4", 21, KEY_4}, {"Digit6", 22, KEY_6}, {"Digit5", 23, KEY_5}, {"Equal", 24, KEY_EQUAL}, {"Digit9", 25, KEY_9},
+    {"Digit7", 26, KEY_7}, {"Minus", 27, KEY_MINUS}, {"Digit8", 28, KEY_8}, {"Digit0", 29, KEY_0}, {"BracketRight", 30, KEY_RIGHTBRACE},
+    {"KeyO", 31, KEY_O}, {"KeyU", 32, KEY_U}, {"BracketLeft", 33, KEY_LEFTBRACE}, {"KeyI", 34, KEY_I}, {"KeyP", 35, KEY_P},
+    {"KeyL", 37, KEY_L}, {"KeyJ", 38, KEY_J}, {"Quote", 39, KEY_APOSTROPHE}, {"KeyK", 40, KEY_K}, {"Semicolon", 41, KEY_SEMICOLON},
+    {"Backslash", 42, KEY_BACKSLASH}, {"Comma", 43, KEY_COMMA}, {"Slash", 44, KEY_SLASH}, {"KeyN", 45, KEY_N}, {"KeyM", 46, KEY_M},
+    {"Period", 47, KEY_DOT},
     // clang-format on
 };
 
@@ -24,11 +26,11 @@ constexpr KeyCode kKeyCodes[] = {
 
 std::span<const KeyCode> keyCodes() { return kKeyCodes; }
 
-std::optional<std::uint16_t> keyCodeFor(QStringView name) {
+const KeyCode* findKey(QStringView name) {
   for (const KeyCode& key : kKeyCodes) {
-    if (name == QLatin1StringView(key.name)) return key.code;
+    if (name == QLatin1StringView(key.name)) return &key;
   }
-  return std::nullopt;
+  return nullptr;
 }
 
 }  // namespace vantora

@@ -43,6 +43,11 @@ QPointF mapToFrame(const QRectF& frame, double nx, double ny, double rotationDeg
   return {frame.x() + inside.x(), frame.y() + y};
 }
 
+QPointF fractionOf(const QRectF& frame, const QPointF& point) {
+  return {frame.width() > 0 ? (point.x() - frame.x()) / frame.width() : 0,
+          frame.height() > 0 ? (point.y() - frame.y()) / frame.height() : 0};
+}
+
 PointerButton buttonFor(std::int64_t viewerButton) {
   switch (viewerButton) {
     case 1:
@@ -52,18 +57,6 @@ PointerButton buttonFor(std::int64_t viewerButton) {
     default:
       return PointerButton::left;
   }
-}
-
-PointerEventType downTypeFor(PointerButton button) {
-  return button == PointerButton::right ? PointerEventType::rightDown : PointerEventType::leftDown;
-}
-
-PointerEventType upTypeFor(PointerButton button) {
-  return button == PointerButton::right ? PointerEventType::rightUp : PointerEventType::leftUp;
-}
-
-PointerEventType dragTypeFor(PointerButton button) {
-  return button == PointerButton::right ? PointerEventType::rightDragged : PointerEventType::leftDragged;
 }
 
 ScrollEvent scrollFor(double deltaX, double deltaY) { return {wholePixels(-deltaY), wholePixels(deltaX)}; }

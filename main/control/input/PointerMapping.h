@@ -5,7 +5,7 @@
 #include <QRectF>
 #include <cstdint>
 
-#include "platform/InputSynthesis.h"
+#include "platform/DesktopInput.h"
 
 namespace vantora {
 
@@ -17,15 +17,11 @@ namespace vantora {
 // it alone. `topOrigin`: y grows downward from the frame's top, else upward from its bottom. Pure.
 QPointF mapToFrame(const QRectF& frame, double nx, double ny, double rotationDegrees, bool topOrigin);
 
+// Where `point` lies in `frame`, in fractions of its sides from its top left corner; 0 along a side of no length. Pure.
+QPointF fractionOf(const QRectF& frame, const QPointF& point);
+
 // The button behind a viewer's button number: 0 left, 1 centre, 2 right, any other left. Pure.
 PointerButton buttonFor(std::int64_t viewerButton);
-
-// The types of press and release: those of the right button for it, those of the left button for
-// every other, the centre one too. Pure.
-PointerEventType downTypeFor(PointerButton button);
-PointerEventType upTypeFor(PointerButton button);
-// The type of motion while `button` is down. Pure.
-PointerEventType dragTypeFor(PointerButton button);
 
 // The scroll event of a viewer's wheel distances: the vertical one changes its sign, the
 // horizontal one keeps it. Each is cut toward zero and kept within 32 bits; what is no number

@@ -108,11 +108,13 @@ bool CaptureLoop::takeOrders() {
     waiting.swap(orders_.waiting);
   }
   if (encoderAsked_.exchange(false)) pacer_.encoderAsked();
-  if (newEpoch) restart(waiting);
+  if (newEpoch) restart(std::move(waiting));
   return true;
 }
 
-void CaptureLoop::restart(const std::vector<Callback>& waiting) {
+void CaptureLoop::restart(std::vector<Callback> waiting) {
+  endAttempt();
+  attempt_ = std::move(waiting);
   capture_->close();
   open_ = false;
   firstPicturePending_ = false;
@@ -124,7 +126,12 @@ void CaptureLoop::restart(const std::vector<Callback>& waiting) {
     displaySize_.reset();
   }
   if (settings_) openFirst();
-  for (const Callback& ended : waiting) ended();
+  if (!awaitingConsent_) endAttempt();
+}
+
+void CaptureLoop::endAttempt() {
+  awaitingConsent_ = false;
+  for (const Callback& ended : std::exchange(attempt_, {})) ended();
 }
 
 void CaptureLoop::refuse(const QString& error) {
@@ -136,6 +143,8 @@ void CaptureLoop::refuse(const QString& error) {
 
 void CaptureLoop::openFirst() {
   const ScreenCapture::Opened opened = capture_->open(settings_->displayIndex);
+  awaitingConsent_ = opened.outcome == ScreenCapture::Outcome::awaitingConsent;
+  if (awaitingConsent_) return;
   if (opened.outcome == ScreenCapture::Outcome::refused) {
     refuse(opened.error);
     return;
@@ -148,10 +157,10 @@ void CaptureLoop::openFirst() {
   pacer_ = FramePacer(settings_->fps);
   openedAt_ = now();
   auto frame = converter_.newFrame();
-  ScreenPicture picture;
+  CapturedFrame picture;
   // Being allowed to open the display does not mean being allowed to read it.
-  const auto first = frame ? capture_->look(picture) : ScreenCapture::Look::notReady;
-  if (first == ScreenCapture::Look::lost) {
+  const auto first = frame ? capture_->poll(picture) : ScreenCapture::Poll::notReady;
+  if (first == ScreenCapture::Poll::lost) {
     capture_->close();
     refuse(u"the display cannot be read"_s);
     return;
@@ -162,7 +171,7 @@ void CaptureLoop::openFirst() {
               .arg(opened.displayIndex));
   open_ = true;
   firstPicturePending_ = true;
-  if (first == ScreenCapture::Look::changed) captured(picture, std::move(frame), openedAt_);
+  if (first == ScreenCapture::Poll::changed) captured(picture, std::move(frame), openedAt_);
 }
 
 void CaptureLoop::reopen() {
@@ -188,6 +197,13 @@ void CaptureLoop::lose() {
 }
 
 void CaptureLoop::work() {
+  if (awaitingConsent_) {
+    if (capture_->wait(FramePacer::kForever, ScreenCapture::WakeOn::changeOrCall) != ScreenCapture::Woken::change)
+      return;
+    openFirst();
+    if (!awaitingConsent_) endAttempt();
+    return;
+  }
   if (!settings_ || (!open_ && !reopenAt_) || (!active_ && !firstPicturePending_)) {
     (void)capture_->wait(FramePacer::kForever, ScreenCapture::WakeOn::call);
     return;
@@ -203,7 +219,7 @@ void CaptureLoop::work() {
   }
   const FramePacer::Step step = pacer_.next(start);
   if (step.action == FramePacer::Action::look) {
-    look(start);
+    poll(start);
   } else if (step.action == FramePacer::Action::repeat) {
     repeat(start);
   } else {
@@ -213,30 +229,35 @@ void CaptureLoop::work() {
   }
 }
 
-void CaptureLoop::look(Time start) {
-  // The frame comes first: once looked at, a change would be forgotten.
+void CaptureLoop::poll(Time start) {
+  // The frame comes first: once polled, a change would be forgotten.
   auto frame = converter_.newFrame();
-  ScreenPicture picture;
-  switch (frame ? capture_->look(picture) : ScreenCapture::Look::notReady) {
-    case ScreenCapture::Look::changed:
+  CapturedFrame picture;
+  switch (frame ? capture_->poll(picture) : ScreenCapture::Poll::notReady) {
+    case ScreenCapture::Poll::changed:
       captured(picture, std::move(frame), start);
       return;
-    case ScreenCapture::Look::unchanged:
+    case ScreenCapture::Poll::unchanged:
       pacer_.sawNothing(start);
       return;
-    case ScreenCapture::Look::notReady:
+    case ScreenCapture::Poll::notReady:
       pacer_.lookFailed(start);
       return;
-    case ScreenCapture::Look::lost:
+    case ScreenCapture::Poll::lost:
       lose();
       return;
   }
 }
 
-void CaptureLoop::captured(const ScreenPicture& picture, rtc::scoped_refptr<webrtc::I420Buffer> frame, Time start) {
+void CaptureLoop::captured(const CapturedFrame& picture, rtc::scoped_refptr<webrtc::I420Buffer> frame, Time start) {
   lastCaptureWallNs_.store(wallNanoseconds());
   firstPicturePending_ = false;
-  converter_.convert(picture, frame);
+  const auto changed = converter_.convert(picture, frame);
+  if (!changed) {
+    pacer_.lookFailed(start);
+    return;
+  }
+  changed_ = lastFrame_ && changed_ ? std::optional(*changed_ | *changed) : std::nullopt;
   lastFrame_ = std::move(frame);
   const QSize size(lastFrame_->width(), lastFrame_->height());
   if (size != loggedSize_) {
@@ -245,7 +266,7 @@ void CaptureLoop::captured(const ScreenPicture& picture, rtc::scoped_refptr<webr
   }
   handOn();
   pacer_.sentChange(start);
-  const QSize display(picture.width, picture.height);
+  const QSize display = picture.rotationDegrees % 180 == 0 ? picture.size : picture.size.transposed();
   if (std::exchange(displaySize_, display).value_or(display) != display) news_.resized();
 }
 
@@ -257,7 +278,8 @@ void CaptureLoop::repeat(Time start) {
 void CaptureLoop::handOn() {
   const std::lock_guard lock(mutex_);
   if (orders_.epoch != epoch_ || !orders_.active || !lastFrame_) return;
-  (void)source_->push(lastFrame_, rtc::TimeMicros());
+  (void)source_->push(lastFrame_, rtc::TimeMicros(), changed_);
+  changed_ = QRect();
 }
 
 }  // namespace vantora

@@ -29,7 +29,7 @@ struct CaptureSettings {
 
 // Owns the thread "screen-capture", on which the display is opened, read and closed and frames are
 // handed on. Methods belong to the owner's thread unless they say otherwise; none waits for the
-// display, except the destructor, which waits for the look at hand to end: kPatience at most, then the
+// display, except the destructor, which waits for the poll at hand to end: kPatience at most, then the
 // display is abandoned.
 class CaptureLoop {
  public:
@@ -48,9 +48,9 @@ class CaptureLoop {
   CaptureLoop(const CaptureLoop&) = delete;
   CaptureLoop& operator=(const CaptureLoop&) = delete;
 
-  // Opens the display anew and captures with `settings`. Starts that come before the thread has got
-  // to the previous one are one attempt, with the newest settings. Every `ended` is called once, on
-  // the capture thread, whatever came of it, unless the loop is destroyed first.
+  // Opens the display anew and captures with `settings`; where a person has to be asked, that may take minutes. Starts
+  // that come before the thread has got to the previous one are one attempt, with the newest settings. Every `ended` is
+  // called once, on the capture thread, whatever came of it, unless the loop is destroyed first.
   void start(const CaptureSettings& settings, Callback ended);
   // No frame is handed on after the return.
   void stop();
@@ -78,15 +78,16 @@ class CaptureLoop {
 
   void run();
   bool takeOrders();
-  void restart(const std::vector<Callback>& waiting);
+  void restart(std::vector<Callback> waiting);
+  void endAttempt();
   void openFirst();
   void refuse(const QString& error);
   void reopen();
   void lose();
   void work();
-  void look(Time start);
+  void poll(Time start);
   void repeat(Time start);
-  void captured(const ScreenPicture& picture, rtc::scoped_refptr<webrtc::I420Buffer> frame, Time start);
+  void captured(const CapturedFrame& picture, rtc::scoped_refptr<webrtc::I420Buffer> frame, Time start);
   void handOn();
 
   const std::unique_ptr<ScreenCapture> capture_;
@@ -105,12 +106,15 @@ class CaptureLoop {
   std::uint64_t epoch_ = 0;
   bool active_ = true;
   bool open_ = false;
+  bool awaitingConsent_ = false;
+  std::vector<Callback> attempt_;  // To be called when the attempt to start has ended.
   bool firstPicturePending_ = false;
   Time openedAt_{0};
   std::optional<Time> reopenAt_;  // Set while a display that was captured is lost.
   FramePacer pacer_{1};
   FrameConverter converter_;
   rtc::scoped_refptr<webrtc::I420Buffer> lastFrame_;
+  std::optional<QRect> changed_;  // What lastFrame_ shows that was not handed on yet; none: all of it.
   QSize loggedSize_;
   std::optional<QSize> displaySize_;  // Of the last picture of the display with this index.
   int displayIndex_ = 0;

@@ -1,20 +1,78 @@
 #include "main/video/sources/FrameConverter.h"
 
+#include <linux/dma-buf.h>
+#include <sys/ioctl.h>
+#include <sys/mman.h>
+
 #include <algorithm>
+#include <utility>
 
 #include "third_party/libyuv/include/libyuv/convert.h"
+#include "third_party/libyuv/include/libyuv/rotate.h"
 #include "third_party/libyuv/include/libyuv/scale.h"
 
 namespace vantora {
 namespace {
 
-// Converts rows [top, bottom) of the picture; `top` is even, because two rows share one row of colour.
-void convertRows(const ScreenPicture& picture, webrtc::I420Buffer& frame, int top, int bottom) {
-  const auto offset = static_cast<std::ptrdiff_t>(top);
-  libyuv::ARGBToI420(picture.bgra + offset * picture.stride, picture.stride,
-                     frame.MutableDataY() + offset * frame.StrideY(), frame.StrideY(),
-                     frame.MutableDataU() + offset / 2 * frame.StrideU(), frame.StrideU(),
-                     frame.MutableDataV() + offset / 2 * frame.StrideV(), frame.StrideV(), picture.width, bottom - top);
+// Pixels of the graphics driver's buffer as the processor sees them, for as long as this lives. Buffers whose pixels
+// are not laid out in rows cannot be read.
+class MappedPixels {
+ public:
+  MappedPixels(const DmaBufPixels& pixels, int height)
+      : length_(pixels.offset + static_cast<std::size_t>(pixels.stride) * static_cast<std::size_t>(height)),
+        descriptor_(pixels.descriptor) {
+    if (pixels.modifier != DmaBufPixels::kLinear) return;
+    void* const memory = ::mmap(nullptr, length_, PROT_READ, MAP_SHARED, descriptor_, 0);
+    if (memory == MAP_FAILED) return;
+    memory_ = memory;
+    synchronise(DMA_BUF_SYNC_START);
+    readable_ = {static_cast<const std::uint8_t*>(memory) + pixels.offset, static_cast<int>(pixels.stride)};
+  }
+  ~MappedPixels() {
+    if (!memory_) return;
+    synchronise(DMA_BUF_SYNC_END);
+    ::munmap(memory_, length_);
+  }
+  MappedPixels(const MappedPixels&) = delete;
+  MappedPixels& operator=(const MappedPixels&) = delete;
+
+  const std::optional<CpuPixels>& readable() const { return readable_; }
+
+ private:
+  // Fails on shared memory of another kind, which needs none.
+  void synchronise(std::uint64_t when) const {
+    const dma_buf_sync order{.flags = DMA_BUF_SYNC_READ | when};
+    (void)::ioctl(descriptor_, DMA_BUF_IOCTL_SYNC, &order);
+  }
+
+  const std::size_t length_;
+  const int descriptor_;
+  void* memory_ = nullptr;
+  std::optional<CpuPixels> readable_;
+};
+
+bool hasSizeOf(const rtc::scoped_refptr<webrtc::I420Buffer>& buffer, const QSize& size) {
+  return buffer && buffer->width() == size.width() && buffer->height() == size.height();
+}
+
+// `rect` within `size`, widened to whole pixels of colour, which are two wide and two high.
+QRect widened(const QRect& rect, const QSize& size) {
+  const QRect inside = rect & QRect(QPoint(0, 0), size);
+  if (inside.isEmpty()) return {};
+  const int left = inside.left() & ~1;
+  const int top = inside.top() & ~1;
+  return {QPoint(left, top),
+          QPoint(std::min(inside.right() | 1, size.width() - 1), std::min(inside.bottom() | 1, size.height() - 1))};
+}
+
+// Converts the pixels in `rect`, whose left and top are even.
+void convertRect(const CpuPixels& pixels, PixelFormat format, const QRect& rect, webrtc::I420Buffer& frame) {
+  const auto convert = format == PixelFormat::bgrx ? libyuv::ARGBToI420 : libyuv::ABGRToI420;
+  const auto x = static_cast<std::ptrdiff_t>(rect.left());
+  const auto y = static_cast<std::ptrdiff_t>(rect.top());
+  convert(pixels.data + y * pixels.stride + x * 4, pixels.stride, frame.MutableDataY() + y * frame.StrideY() + x,
+          frame.StrideY(), frame.MutableDataU() + y / 2 * frame.StrideU() + x / 2, frame.StrideU(),
+          frame.MutableDataV() + y / 2 * frame.StrideV() + x / 2, frame.StrideV(), rect.width(), rect.height());
 }
 
 void copyRows(const webrtc::I420Buffer& from, webrtc::I420Buffer& to, int top, int bottom) {
@@ -27,33 +85,67 @@ void copyRows(const webrtc::I420Buffer& from, webrtc::I420Buffer& to, int top, i
                    to.MutableDataV() + offset / 2 * to.StrideV(), to.StrideV(), from.width(), bottom - top);
 }
 
-bool hasSizeOf(const rtc::scoped_refptr<webrtc::I420Buffer>& buffer, const ScreenPicture& picture) {
-  return buffer && buffer->width() == picture.width && buffer->height() == picture.height;
-}
-
-struct Rows {
-  int top;
-  int bottom;
-};
-
-// The changed rows, widened to whole rows of colour.
-Rows changedRows(const ScreenPicture& picture) {
-  const int top = std::clamp(picture.changedTop, 0, picture.height) & ~1;
-  const int bottom = std::clamp(picture.changedBottom, top, picture.height);
-  return {top, std::min(bottom + bottom % 2, picture.height)};
-}
-
-// Makes `to` show `picture`, with the unchanged rows taken from `last`, which may be `to` itself.
-void update(const ScreenPicture& picture, const rtc::scoped_refptr<webrtc::I420Buffer>& last, webrtc::I420Buffer& to) {
-  if (!hasSizeOf(last, picture)) {
-    convertRows(picture, to, 0, picture.height);
-    return;
+// Makes `to` show what was captured, with what is not damaged taken from `last`, which may be `to` itself. Returns the
+// rectangle around what is.
+QRect update(const CapturedFrame& captured, const CpuPixels& pixels, const rtc::scoped_refptr<webrtc::I420Buffer>& last,
+             webrtc::I420Buffer& to) {
+  const QRect whole(QPoint(0, 0), captured.size);
+  QRect around;
+  bool fullWidth = true;
+  if (hasSizeOf(last, captured.size)) {
+    for (const QRect& damaged : captured.damage) {
+      const QRect rect = widened(damaged, captured.size);
+      around |= rect;
+      fullWidth = fullWidth && rect.width() == whole.width();
+    }
+  } else {
+    around = whole;
   }
-  const Rows changed = changedRows(picture);
-  if (changed.bottom > changed.top) convertRows(picture, to, changed.top, changed.bottom);
-  if (last.get() == &to) return;
-  copyRows(*last, to, 0, changed.top);
-  copyRows(*last, to, changed.bottom, picture.height);
+  if (around != whole && last.get() != &to) {
+    // Rows that are converted from end to end need not be copied.
+    const bool skip = fullWidth && captured.damage.size() == 1;
+    copyRows(*last, to, 0, skip ? around.top() : whole.height());
+    if (skip) copyRows(*last, to, around.bottom() + 1, whole.height());
+  }
+  if (around == whole) {
+    convertRect(pixels, captured.format, whole, to);
+    return whole;
+  }
+  for (const QRect& damaged : captured.damage) {
+    if (const QRect rect = widened(damaged, captured.size); !rect.isEmpty()) {
+      convertRect(pixels, captured.format, rect, to);
+    }
+  }
+  return around;
+}
+
+// Where `rect` of a picture of size `from` lies in one of size `to`, with the neighbours that the filter mixes in.
+QRect scaledRect(const QRect& rect, const QSize& from, const QSize& to) {
+  if (rect.isEmpty()) return {};
+  constexpr int kFilterReach = 2;
+  const auto along = [](int position, int length, int newLength, bool up) {
+    const auto product = static_cast<std::int64_t>(position) * newLength;
+    return static_cast<int>((product + (up ? length - 1 : 0)) / length);
+  };
+  const QPoint topLeft(along(rect.left(), from.width(), to.width(), false),
+                       along(rect.top(), from.height(), to.height(), false));
+  const QPoint bottomRight(along(rect.right() + 1, from.width(), to.width(), true),
+                           along(rect.bottom() + 1, from.height(), to.height(), true));
+  return QRect(topLeft - QPoint(kFilterReach, kFilterReach), bottomRight + QPoint(kFilterReach - 1, kFilterReach - 1)) &
+         QRect(QPoint(0, 0), to);
+}
+
+libyuv::RotationMode rotationOf(int degrees) {
+  switch (degrees) {
+    case 90:
+      return libyuv::kRotate90;
+    case 180:
+      return libyuv::kRotate180;
+    case 270:
+      return libyuv::kRotate270;
+    default:
+      return libyuv::kRotate0;
+  }
 }
 
 }  // namespace
@@ -62,21 +154,54 @@ rtc::scoped_refptr<webrtc::I420Buffer> FrameConverter::newFrame() {
   return pool_.CreateI420Buffer(frameSize_.width(), frameSize_.height());
 }
 
-void FrameConverter::convert(const ScreenPicture& picture, const rtc::scoped_refptr<webrtc::I420Buffer>& frame) {
-  if (hasSizeOf(frame, picture)) {
-    update(picture, lastFrame_, *frame);
+std::optional<QRect> FrameConverter::convert(const CapturedFrame& captured,
+                                             const rtc::scoped_refptr<webrtc::I420Buffer>& frame) {
+  if (const auto* const pixels = std::get_if<CpuPixels>(&captured.memory)) return convert(captured, *pixels, frame);
+  const MappedPixels mapped(std::get<DmaBufPixels>(captured.memory), captured.size.height());
+  if (!mapped.readable()) return std::nullopt;
+  return convert(captured, *mapped.readable(), frame);
+}
+
+QRect FrameConverter::convert(const CapturedFrame& captured, const CpuPixels& pixels,
+                              const rtc::scoped_refptr<webrtc::I420Buffer>& frame) {
+  const QRect wholeFrame(0, 0, frame->width(), frame->height());
+  const libyuv::RotationMode rotation = rotationOf(captured.rotationDegrees);
+  if (rotation != libyuv::kRotate0) {
+    const bool sideways = rotation != libyuv::kRotate180;
+    const QSize upright = sideways ? captured.size.transposed() : captured.size;
+    const auto turned = webrtc::I420Buffer::Create(upright.width(), upright.height());
+    const auto asCaptured = webrtc::I420Buffer::Create(captured.size.width(), captured.size.height());
+    convertRect(pixels, captured.format, QRect(QPoint(0, 0), captured.size), *asCaptured);
+    libyuv::I420Rotate(asCaptured->DataY(), asCaptured->StrideY(), asCaptured->DataU(), asCaptured->StrideU(),
+                       asCaptured->DataV(), asCaptured->StrideV(), turned->MutableDataY(), turned->StrideY(),
+                       turned->MutableDataU(), turned->StrideU(), turned->MutableDataV(), turned->StrideV(),
+                       asCaptured->width(), asCaptured->height(), rotation);
+    lastFrame_ = nullptr;
+    unscaled_ = nullptr;
+    scale(*turned, *frame);
+    return wholeFrame;
+  }
+  if (hasSizeOf(frame, captured.size)) {
+    const QRect changed = update(captured, pixels, lastFrame_, *frame);
     lastFrame_ = frame;
     unscaled_ = nullptr;
-    return;
+    return changed;
   }
   lastFrame_ = nullptr;
   const auto last = unscaled_;
-  if (!hasSizeOf(unscaled_, picture)) unscaled_ = webrtc::I420Buffer::Create(picture.width, picture.height);
-  update(picture, last, *unscaled_);
-  libyuv::I420Scale(unscaled_->DataY(), unscaled_->StrideY(), unscaled_->DataU(), unscaled_->StrideU(),
-                    unscaled_->DataV(), unscaled_->StrideV(), unscaled_->width(), unscaled_->height(),
-                    frame->MutableDataY(), frame->StrideY(), frame->MutableDataU(), frame->StrideU(),
-                    frame->MutableDataV(), frame->StrideV(), frame->width(), frame->height(), libyuv::kFilterBox);
+  if (!hasSizeOf(unscaled_, captured.size)) {
+    unscaled_ = webrtc::I420Buffer::Create(captured.size.width(), captured.size.height());
+  }
+  const QRect changed = update(captured, pixels, last, *unscaled_);
+  scale(*unscaled_, *frame);
+  const bool sameSize = std::exchange(lastScaledTo_, wholeFrame.size()) == wholeFrame.size() && last == unscaled_;
+  return sameSize ? scaledRect(changed, captured.size, wholeFrame.size()) : wholeFrame;
+}
+
+void FrameConverter::scale(const webrtc::I420Buffer& from, webrtc::I420Buffer& to) {
+  libyuv::I420Scale(from.DataY(), from.StrideY(), from.DataU(), from.StrideU(), from.DataV(), from.StrideV(),
+                    from.width(), from.height(), to.MutableDataY(), to.StrideY(), to.MutableDataU(), to.StrideU(),
+                    to.MutableDataV(), to.StrideV(), to.width(), to.height(), libyuv::kFilterBox);
 }
 
 }  // namespace vantora

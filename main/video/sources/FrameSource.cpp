@@ -5,7 +5,6 @@
 #include <utility>
 
 #include "api/video/color_space.h"
-#include "api/video/video_frame.h"
 
 namespace vantora {
 namespace {
@@ -71,12 +70,28 @@ void FrameSource::setRefreshHandler(std::function<void()> handler) {
   refreshHandler_ = std::move(handler);
 }
 
-bool FrameSource::push(const rtc::scoped_refptr<webrtc::VideoFrameBuffer>& buffer, std::int64_t timestampUs) {
-  if (!active_.load()) return false;
+// The rectangle to hand on with a frame of this size, in its coordinates: what changed since the last one that was.
+webrtc::VideoFrame::UpdateRect FrameSource::takeChanged(const QSize& size, std::optional<QRect> changed) {
+  const QRect whole(QPoint(0, 0), size);
+  const bool all = newSink_.exchange(false) || std::exchange(lastSize_, size) != size || !changed || allUnsent_;
+  const QRect rect = all ? whole : (unsent_ | *changed) & whole;
+  unsent_ = {};
+  allUnsent_ = false;
+  return {rect.x(), rect.y(), rect.width(), rect.height()};
+}
+
+bool FrameSource::push(const rtc::scoped_refptr<webrtc::VideoFrameBuffer>& buffer, std::int64_t timestampUs,
+                       std::optional<QRect> changed) {
   const int width = buffer->width();
   const int height = buffer->height();
+  const auto notWanted = [&] {
+    allUnsent_ = allUnsent_ || !changed || lastSize_ != QSize(width, height);
+    unsent_ |= changed.value_or(QRect());
+    return false;
+  };
+  if (!active_.load()) return notWanted();
   noteInput(width, height);
-  if (!broadcaster_.frame_wanted()) return false;
+  if (!broadcaster_.frame_wanted()) return notWanted();
 
   int croppedWidth = 0;
   int croppedHeight = 0;
@@ -86,18 +101,24 @@ bool FrameSource::push(const rtc::scoped_refptr<webrtc::VideoFrameBuffer>& buffe
   if (!adapter_.AdaptFrameResolution(width, height, timestampUs * kNanosecondsPerMicrosecond, &croppedWidth,
                                      &croppedHeight, &outWidth, &outHeight)) {
     broadcaster_.OnDiscardedFrame();
-    return false;
+    return notWanted();
   }
-  if (outWidth <= 0 || outHeight <= 0) return false;  // What the encoder wants leaves nothing.
+  if (outWidth <= 0 || outHeight <= 0) return notWanted();  // What the encoder wants leaves nothing.
   const bool whole = outWidth == width && outHeight == height && croppedWidth == width && croppedHeight == height;
-  const auto adapted = whole ? buffer
-                             : buffer->CropAndScale((width - croppedWidth) / 2, (height - croppedHeight) / 2,
-                                                    croppedWidth, croppedHeight, outWidth, outHeight);
+  const int left = (width - croppedWidth) / 2;
+  const int top = (height - croppedHeight) / 2;
+  const auto adapted =
+      whole ? buffer : buffer->CropAndScale(left, top, croppedWidth, croppedHeight, outWidth, outHeight);
+  auto update = takeChanged(QSize(width, height), changed);
+  if (!whole) {
+    update = update.ScaleWithFrame(width, height, left, top, croppedWidth, croppedHeight, outWidth, outHeight);
+  }
   broadcaster_.OnFrame(webrtc::VideoFrame::Builder()
                            .set_video_frame_buffer(adapted)
                            .set_timestamp_us(timestampUs)
                            .set_rotation(webrtc::kVideoRotation_0)
                            .set_color_space(desktopColours())
+                           .set_update_rect(update)
                            .build());
   return true;
 }
@@ -116,6 +137,7 @@ void FrameSource::ProcessConstraints(const webrtc::VideoTrackSourceConstraints& 
 
 void FrameSource::AddOrUpdateSink(rtc::VideoSinkInterface<webrtc::VideoFrame>* sink, const rtc::VideoSinkWants& wants) {
   broadcaster_.AddOrUpdateSink(sink, wants);
+  newSink_.store(true);
   applyWants();
   RequestRefreshFrame();
 }

@@ -1,13 +1,17 @@
 // The WebRTC library's end of a video source. A heavy header: include it in .cpp files only.
 #pragma once
 
+#include <QRect>
+#include <QSize>
 #include <atomic>
 #include <cstdint>
 #include <functional>
 #include <mutex>
+#include <optional>
 
 #include "api/media_stream_interface.h"
 #include "api/notifier.h"
+#include "api/video/video_frame.h"
 #include "api/video/video_frame_buffer.h"
 #include "media/base/video_adapter.h"
 #include "media/base/video_broadcaster.h"
@@ -43,9 +47,11 @@ class FrameSource : public webrtc::Notifier<webrtc::VideoTrackSourceInterface> {
   // setting another handler, or none, the old one is not running any more.
   void setRefreshHandler(std::function<void()> handler);
 
-  // Hands one frame on. `timestampUs` is on the library's monotonic clock (rtc::TimeMicros). False
-  // when the frame was not wanted (inactive, no sink, above the rate).
-  bool push(const rtc::scoped_refptr<webrtc::VideoFrameBuffer>& buffer, std::int64_t timestampUs);
+  // Hands one frame on. `timestampUs` is on the library's monotonic clock (rtc::TimeMicros). Outside of `changed` the
+  // frame shows the same as the one that was pushed before; without it nothing is known. False when the frame was not
+  // wanted (inactive, no sink, above the rate): what changed in it counts for the next one.
+  bool push(const rtc::scoped_refptr<webrtc::VideoFrameBuffer>& buffer, std::int64_t timestampUs,
+            std::optional<QRect> changed = std::nullopt);
 
   SourceState state() const override { return kLive; }
   bool remote() const override { return false; }
@@ -67,7 +73,15 @@ class FrameSource : public webrtc::Notifier<webrtc::VideoTrackSourceInterface> {
   void applyFormat();  // With formatMutex_ held.
   void applyWants();
 
+  webrtc::VideoFrame::UpdateRect takeChanged(const QSize& size, std::optional<QRect> changed);
+
   std::atomic<bool> active_{true};
+  // A sink may have come that knows none of the frames before.
+  std::atomic<bool> newSink_{true};
+  // What changed in frames that were not wanted; of the thread that pushes.
+  QRect unsent_;
+  bool allUnsent_ = true;
+  QSize lastSize_;
   cricket::VideoAdapter adapter_;
   rtc::VideoBroadcaster broadcaster_;
 

@@ -37,7 +37,7 @@ class X11ScreenCapture final : public ScreenCapture, private webrtc::DesktopCapt
   }
 
   Opened open(int displayIndex) override;
-  Look look(ScreenPicture& picture) override;
+  Poll poll(CapturedFrame& frame) override;
   Woken wait(std::chrono::nanoseconds timeout, WakeOn wakeOn) override;
   void wake() override;
   void abandon() override;
@@ -48,7 +48,7 @@ class X11ScreenCapture final : public ScreenCapture, private webrtc::DesktopCapt
   static constexpr std::chrono::hours kLongestWait{24};
 
   void OnCaptureResult(webrtc::DesktopCapturer::Result result, std::unique_ptr<webrtc::DesktopFrame> frame) override;
-  void describe(ScreenPicture& picture) const;
+  void describe(CapturedFrame& frame, bool whole) const;
   bool takeWakeUp();
   void keepSocket();
   bool isAbandoned();
@@ -68,10 +68,10 @@ class X11ScreenCapture final : public ScreenCapture, private webrtc::DesktopCapt
   // The capturer draws on two frames in turn, so at most one may be held while it works.
   std::unique_ptr<webrtc::DesktopFrame> frame_;
   webrtc::DesktopCapturer::Result result_ = webrtc::DesktopCapturer::Result::ERROR_TEMPORARY;
-  bool firstLook_ = true;
+  bool firstPoll_ = true;
   // The server tells of a change once, until the damage is taken up. Reading the whole screen takes
   // none up, so that a change in between would never be told.
-  bool lookAgain_ = false;
+  bool pollAgain_ = false;
 };
 
 ScreenCapture::Opened X11ScreenCapture::open(int displayIndex) {
@@ -111,41 +111,42 @@ ScreenCapture::Opened X11ScreenCapture::open(int displayIndex) {
     return {Outcome::refused, 0, u"display %1 cannot be selected"_s.arg(index)};
   }
   capturer_->Start(this);
-  firstLook_ = true;
+  firstPoll_ = true;
   return {Outcome::opened, index, {}};
 }
 
-ScreenCapture::Look X11ScreenCapture::look(ScreenPicture& picture) {
+ScreenCapture::Poll X11ScreenCapture::poll(CapturedFrame& frame) {
   using Result = webrtc::DesktopCapturer::Result;
-  if (!capturer_ || lost_.load()) return Look::lost;
+  if (!capturer_ || lost_.load()) return Poll::lost;
   const webrtc::DesktopSize previous = frame_ ? frame_->size() : webrtc::DesktopSize();
   frame_.reset();
   result_ = Result::ERROR_TEMPORARY;
   capturer_->CaptureFrame();
-  if (lost_.load() || result_ == Result::ERROR_PERMANENT) return Look::lost;
-  if (result_ != Result::SUCCESS || !frame_ || frame_->size().is_empty()) return Look::notReady;
-  const bool wholeIsNew = std::exchange(firstLook_, false) || !previous.equals(frame_->size());
-  lookAgain_ = wholeIsNew;
-  if (!wholeIsNew && frame_->updated_region().is_empty()) return Look::unchanged;
-  describe(picture);
-  if (wholeIsNew) {
-    picture.changedTop = 0;
-    picture.changedBottom = picture.height;
-  }
-  if (picture.changedTop == 0 && picture.changedBottom == picture.height) lookAgain_ = true;
-  return Look::changed;
+  if (lost_.load() || result_ == Result::ERROR_PERMANENT) return Poll::lost;
+  if (result_ != Result::SUCCESS || !frame_ || frame_->size().is_empty()) return Poll::notReady;
+  const bool wholeIsNew = std::exchange(firstPoll_, false) || !previous.equals(frame_->size());
+  pollAgain_ = wholeIsNew;
+  if (!wholeIsNew && frame_->updated_region().is_empty()) return Poll::unchanged;
+  describe(frame, wholeIsNew);
+  // Reading the whole screen takes no damage up.
+  const int height = frame_->size().height();
+  if (frame.damage.front().top() == 0 && frame.damage.back().bottom() + 1 == height) pollAgain_ = true;
+  return Poll::changed;
 }
 
-void X11ScreenCapture::describe(ScreenPicture& picture) const {
-  picture.bgra = frame_->data();
-  picture.stride = frame_->stride();
-  picture.width = frame_->size().width();
-  picture.height = frame_->size().height();
-  picture.changedTop = picture.height;
-  picture.changedBottom = 0;
+void X11ScreenCapture::describe(CapturedFrame& frame, bool whole) const {
+  frame.memory = CpuPixels{frame_->data(), frame_->stride()};
+  frame.format = PixelFormat::bgrx;
+  frame.timestamp = std::chrono::steady_clock::now().time_since_epoch();
+  frame.size = {frame_->size().width(), frame_->size().height()};
+  frame.damage.clear();
+  if (whole) {
+    frame.damage.emplace_back(QPoint(0, 0), frame.size);
+    return;
+  }
+  // From the top.
   for (webrtc::DesktopRegion::Iterator it(frame_->updated_region()); !it.IsAtEnd(); it.Advance()) {
-    picture.changedTop = std::min(picture.changedTop, it.rect().top());
-    picture.changedBottom = std::max(picture.changedBottom, it.rect().bottom());
+    frame.damage.emplace_back(it.rect().left(), it.rect().top(), it.rect().width(), it.rect().height());
   }
 }
 
@@ -158,7 +159,7 @@ void X11ScreenCapture::OnCaptureResult(webrtc::DesktopCapturer::Result result,
 ScreenCapture::Woken X11ScreenCapture::wait(std::chrono::nanoseconds timeout, WakeOn wakeOn) {
   const bool watch = wakeOn == WakeOn::changeOrCall && connection_;
   // What the socket held may have been read already, together with an answer.
-  if (watch && (lookAgain_ || lost_.load() || x11::hasEvents(connection_->display()))) return Woken::change;
+  if (watch && (pollAgain_ || lost_.load() || x11::hasEvents(connection_->display()))) return Woken::change;
   pollfd files[2] = {{wakeUp_, POLLIN, 0}, {watch ? x11::socketOf(connection_->display()) : -1, POLLIN, 0}};
   const auto bounded = std::clamp<std::chrono::nanoseconds>(timeout, std::chrono::nanoseconds(0), kLongestWait);
   const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(bounded);

@@ -167,6 +167,53 @@ TEST_F(HostControlTest, saysThatPermissionIsMissingAfterTheAcknowledgement) {
   EXPECT_EQ(logged().filter(u"refused"_s), QStringList{u"[input] refused: no way in"_s});
 }
 
+// The person at the desktop takes a minute: nothing waits for them, and the replies keep their order.
+TEST_F(HostControlTest, answersControlWhenThePersonHasConsented) {
+  connectViewer();
+  input_.asks = true;
+  say({{u"type"_s, u"auth"_s}, {u"token"_s, u"000042"_s}});
+  heard();
+  say({{u"type"_s, u"control"_s}, {u"enable"_s, true}, {u"req"_s, 3}});
+  for (int second = 0; second < 60; ++second) {
+    scheduler_.advance(std::chrono::seconds(1));
+    say({{u"type"_s, u"ping"_s}});
+    say({{u"type"_s, u"mouseMove"_s}, {u"x"_s, 0.5}, {u"y"_s, 0.5}});
+    const QStringList types = typesOf(heard());
+    EXPECT_EQ(types.count(u"pong"_s), 1);
+    EXPECT_FALSE(types.contains(u"control_state"_s) || types.contains(u"ack"_s));
+  }
+  EXPECT_TRUE(input_.pointerActions.empty());
+  ASSERT_TRUE(input_.answer());
+  EXPECT_EQ(heard(), (QList<JsonObject>{{{u"type"_s, u"control_state"_s}, {u"enabled"_s, true}},
+                                        {{u"type"_s, u"ack"_s}, {u"req"_s, 3}}}));
+  say({{u"type"_s, u"mouseMove"_s}, {u"x"_s, 0.5}, {u"y"_s, 0.5}});
+  EXPECT_EQ(input_.pointerActions.size(), 1U);
+}
+
+TEST_F(HostControlTest, tellsTheViewerOfAPersonsNoInTheSameOrder) {
+  connectViewer();
+  input_.asks = true;
+  say({{u"type"_s, u"control"_s}, {u"enable"_s, true}, {u"req"_s, 3}});
+  EXPECT_TRUE(heard().isEmpty());
+  input_.setUsable(false);
+  ASSERT_TRUE(input_.answer());
+  EXPECT_EQ(typesOf(heard()), (QStringList{u"control_state"_s, u"ack"_s, u"permission_required"_s}));
+}
+
+TEST_F(HostControlTest, letsGoAndStopsSharingWhenTheDesktopTakesItBack) {
+  connectInControl();
+  host_->startSharing();
+  holdAButton();
+  int changes = 0;
+  host_->setChangedHandler([&] { ++changes; });
+  desktop_.setStatus({DesktopState::closed, u"the person ended it"_s});
+  EXPECT_TRUE(input_.heldButtons.empty());
+  EXPECT_FALSE(host_->isSharingEnabled());
+  EXPECT_GT(changes, 0);
+  host_->startSharing();
+  EXPECT_TRUE(host_->isSharingEnabled()) << "asked again, it may say yes";
+}
+
 TEST_F(HostControlTest, repliesOnTheReliableChannelAndAcknowledgesWhereTheRequestCameFrom) {
   connectViewer();
   say({{u"type"_s, u"control"_s}, {u"enable"_s, true}}, "control"_L1);
@@ -179,7 +226,7 @@ TEST_F(HostControlTest, refusesInputBeforeControlIsGranted) {
   say({{u"type"_s, u"mouseMove"_s}, {u"x"_s, 0.5}, {u"y"_s, 0.5}});
   say({{u"type"_s, u"auth"_s}, {u"token"_s, u"000042"_s}});
   say({{u"type"_s, u"mouseClick"_s}, {u"x"_s, 0.5}, {u"y"_s, 0.5}});
-  EXPECT_TRUE(input_.pointerEvents.empty());
+  EXPECT_TRUE(input_.pointerActions.empty());
   EXPECT_TRUE(heard("control"_L1).isEmpty());
 }
 

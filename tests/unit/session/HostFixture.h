@@ -3,19 +3,13 @@
 
 #include <gtest/gtest.h>
 
-#include <QTemporaryDir>
 #include <map>
 
 #include "base/Log.h"
 #include "main/session/Host.h"
-#include "tests/fakes/FakeAccessibility.h"
-#include "tests/fakes/FakeClipboard.h"
-#include "tests/fakes/FakeDisplays.h"
-#include "tests/fakes/FakeInputSynthesis.h"
+#include "tests/fakes/FakeDesktopSession.h"
 #include "tests/fakes/FakePeerConnection.h"
 #include "tests/fakes/FakeScheduler.h"
-#include "tests/fakes/FakeSupportTools.h"
-#include "tests/fakes/FakeSystemCursor.h"
 #include "tests/fakes/FakeVideoSources.h"
 #include "tests/fakes/FakeWebSocketTask.h"
 
@@ -26,23 +20,17 @@ class HostFixture : public testing::Test {
  protected:
   void start(const QString& room = QStringLiteral("r")) {
     const QString url = QStringLiteral("ws://h:1");
+    desktop_.identity.prettyName = QStringLiteral("desk");
     host_ = std::make_unique<Host>(
         room,
         Host::Configuration{
             .environment = environment(), .info = InfoDictionary(info_), .signalingUrl = {QUrl(url), url}},
         Host::Platform{.scheduler = scheduler_,
-                       .displays = displays_,
-                       .input = input_,
-                       .supportTools = supportTools_,
-                       .cursor = cursor_,
-                       .accessibility = accessibility_,
-                       .clipboard = clipboard_,
+                       .desktop = desktop_,
                        .factory = factory_,
                        .videoSources = sources_.factory(),
                        .webSocketTasks = sockets_.factory(),
                        .random = [this](quint32) { return randomNumber_; },
-                       .hostName = QStringLiteral("desk"),
-                       .downloadFolder = [folder = downloads_.path()] { return folder; },
                        .diagnostics = diagnostics_,
                        .statistics = statistics_});
   }
@@ -126,14 +114,15 @@ class HostFixture : public testing::Test {
   QMap<QString, QString> info_;
   quint32 randomNumber_ = 42;
   fakes::FakeScheduler scheduler_;
-  fakes::FakeDisplays displays_{{{.id = 1, .bounds = {0, 0, 1920, 1080}}, {.id = 2, .bounds = {1920, 0, 1280, 800}}}};
-  fakes::FakeInputSynthesis input_;
+  fakes::FakeDesktopSession desktop_;
+  fakes::FakeDisplays& displays_ = desktop_.displayList;
+  fakes::FakeDesktopInput& input_ = desktop_.desktopInput;
   TaskStarter diagnostics_;
-  fakes::FakeSupportTools supportTools_;
-  fakes::FakeSystemCursor cursor_;
-  fakes::FakeAccessibility accessibility_;
-  fakes::FakeClipboard clipboard_;
-  QTemporaryDir downloads_;
+  fakes::FakeSupportTools& supportTools_ = desktop_.tools;
+  fakes::FakeSystemCursor& cursor_ = desktop_.systemCursor;
+  fakes::FakeAccessibility& accessibility_ = desktop_.accessibilityService;
+  fakes::FakeClipboard& clipboard_ = desktop_.textClipboard;
+  QTemporaryDir& downloads_ = desktop_.downloads;
   TaskStarter statistics_;
   fakes::FakePeerConnectionFactory factory_{&journal_};
   fakes::FakeVideoSources sources_{journal_};

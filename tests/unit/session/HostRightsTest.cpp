@@ -35,7 +35,7 @@ class HostRightsTest : public HostFixture {
   // Whether a message had the effect that only its handler has.
   bool takesInput(const JsonObject& message) {
     const auto events = [this] {
-      return input_.pointerEvents.size() + input_.scrollEvents.size() + input_.keyEvents.size();
+      return input_.pointerActions.size() + input_.scrollEvents.size() + input_.keyActions.size();
     };
     const auto before = events();
     say(message);

@@ -14,7 +14,7 @@ namespace {
 using namespace std::chrono_literals;
 using testing_x11::ScreenPainter;
 using testing_x11::XvfbServer;
-using Look = ScreenCapture::Look;
+using Poll = ScreenCapture::Poll;
 using Outcome = ScreenCapture::Outcome;
 using WakeOn = ScreenCapture::WakeOn;
 using Woken = ScreenCapture::Woken;
@@ -22,18 +22,19 @@ using Woken = ScreenCapture::Woken;
 constexpr std::uint32_t kBlue = 0x204060;
 constexpr std::uint32_t kRed = 0xc01020;
 
-std::uint32_t colourAt(const ScreenPicture& picture, int x, int y) {
-  const std::uint8_t* pixel = picture.bgra + static_cast<std::ptrdiff_t>(y) * picture.stride + x * 4;
+std::uint32_t colourAt(const CapturedFrame& picture, int x, int y) {
+  const CpuPixels& pixels = std::get<CpuPixels>(picture.memory);
+  const std::uint8_t* pixel = pixels.data + static_cast<std::ptrdiff_t>(y) * pixels.stride + x * 4;
   return static_cast<std::uint32_t>(pixel[2]) << 16 | static_cast<std::uint32_t>(pixel[1]) << 8 | pixel[0];
 }
 
-bool allOf(const ScreenPicture& picture, std::uint32_t colour) {
-  for (int y = 0; y < picture.height; ++y) {
-    for (int x = 0; x < picture.width; ++x) {
+bool allOf(const CapturedFrame& picture, std::uint32_t colour) {
+  for (int y = 0; y < picture.size.height(); ++y) {
+    for (int x = 0; x < picture.size.width(); ++x) {
       if (colourAt(picture, x, y) != colour) return false;
     }
   }
-  return picture.width > 0 && picture.height > 0;
+  return picture.size.width() > 0 && picture.size.height() > 0;
 }
 
 class X11ScreenCaptureTest : public testing::Test {
@@ -42,16 +43,16 @@ class X11ScreenCaptureTest : public testing::Test {
   void SetUp() override { ASSERT_TRUE(server.running()); }
 
   // Opens and takes the first picture.
-  void openAndLook(int index = 0) {
+  void openAndPoll(int index = 0) {
     ASSERT_EQ(capture->open(index).outcome, Outcome::opened);
-    ASSERT_EQ(capture->look(picture), Look::changed);
+    ASSERT_EQ(capture->poll(picture), Poll::changed);
   }
-  // Looks until something changed.
-  [[nodiscard]] bool lookUntilChanged() { return lookUntil(Look::changed); }
-  [[nodiscard]] bool lookUntil(Look wanted) {
+  // Polls until something changed.
+  [[nodiscard]] bool pollUntilChanged() { return pollUntil(Poll::changed); }
+  [[nodiscard]] bool pollUntil(Poll wanted) {
     testing_loop::Patience patience;
     while (!patience.isOver()) {
-      if (capture->look(picture) == wanted) return true;
+      if (capture->poll(picture) == wanted) return true;
       (void)capture->wait(100ms, WakeOn::changeOrCall);
     }
     return false;
@@ -60,7 +61,7 @@ class X11ScreenCaptureTest : public testing::Test {
   XvfbServer server;
   ScreenPainter painter{server.display()};
   std::unique_ptr<ScreenCapture> capture = makeX11ScreenCapture(server.display().toStdString());
-  ScreenPicture picture;
+  CapturedFrame picture;
 };
 
 class X11OddScreenCaptureTest : public X11ScreenCaptureTest {
@@ -70,19 +71,18 @@ class X11OddScreenCaptureTest : public X11ScreenCaptureTest {
 
 TEST_F(X11ScreenCaptureTest, readsTheScreenPixelByPixel) {
   ASSERT_EQ(server.run({"xsetroot", "-solid", "#204060"}), 0);
-  openAndLook();
-  EXPECT_EQ(picture.width, 640);
-  EXPECT_EQ(picture.height, 480);
-  EXPECT_EQ(picture.changedTop, 0);
-  EXPECT_EQ(picture.changedBottom, 480);
+  openAndPoll();
+  EXPECT_EQ(picture.size.width(), 640);
+  EXPECT_EQ(picture.size.height(), 480);
+  EXPECT_EQ(picture.damage, std::vector{QRect(0, 0, 640, 480)});
   EXPECT_TRUE(allOf(picture, kBlue));
 }
 
 TEST_F(X11OddScreenCaptureTest, readsAScreenOfOddSize) {
   painter.fillAll(kBlue);
-  openAndLook();
-  EXPECT_EQ(picture.width, 641);
-  EXPECT_EQ(picture.height, 479);
+  openAndPoll();
+  EXPECT_EQ(picture.size.width(), 641);
+  EXPECT_EQ(picture.size.height(), 479);
   EXPECT_TRUE(allOf(picture, kBlue));
 }
 
@@ -91,27 +91,27 @@ TEST_F(X11ScreenCaptureTest, saysWhyADisplayCannotBeOpened) {
   const ScreenCapture::Opened opened = bad->open(0);
   EXPECT_EQ(opened.outcome, Outcome::refused);
   EXPECT_EQ(opened.error, QStringLiteral("cannot open display \":54321\""));
-  EXPECT_EQ(bad->look(picture), Look::lost);
+  EXPECT_EQ(bad->poll(picture), Poll::lost);
 }
 
 TEST_F(X11ScreenCaptureTest, seesWhatAProgramDrawsThatHasTakenTheServer) {
   painter.fillAll(kBlue);
-  openAndLook();
-  ASSERT_TRUE(lookUntil(Look::unchanged));
+  openAndPoll();
+  ASSERT_TRUE(pollUntil(Poll::unchanged));
   painter.takeServer();
   painter.fill(kRed, 0, 0, 64, 64);
-  ASSERT_TRUE(lookUntilChanged());
+  ASSERT_TRUE(pollUntilChanged());
   EXPECT_EQ(colourAt(picture, 10, 10), kRed);
 }
 
 TEST_F(X11ScreenCaptureTest, endsALookAtAServerThatSaysNothingWhenAbandoned) {
-  openAndLook();
+  openAndPoll();
   server.stop();
   painter.requestFill(kRed);
   std::atomic<bool> ended{false};
   std::thread looking([&] {
     // Once the server must be asked for the picture, the look waits.
-    while (capture->look(picture) != Look::lost) (void)capture->wait(10ms, WakeOn::changeOrCall);
+    while (capture->poll(picture) != Poll::lost) (void)capture->wait(10ms, WakeOn::changeOrCall);
     capture->close();
     EXPECT_EQ(capture->open(0).outcome, Outcome::refused);
     ended = true;
@@ -128,25 +128,24 @@ TEST_F(X11ScreenCaptureTest, refusesAServerThatSaysNothing) {
   server.stop();
   EXPECT_EQ(capture->open(0).outcome, Outcome::refused);
   server.goOn();
-  openAndLook();
+  openAndPoll();
 }
 
 TEST_F(X11ScreenCaptureTest, seesNoChangeOnAStillScreen) {
-  openAndLook();
-  EXPECT_TRUE(lookUntil(Look::unchanged));
-  EXPECT_EQ(capture->look(picture), Look::unchanged);
+  openAndPoll();
+  EXPECT_TRUE(pollUntil(Poll::unchanged));
+  EXPECT_EQ(capture->poll(picture), Poll::unchanged);
   EXPECT_EQ(capture->wait(100ms, WakeOn::changeOrCall), Woken::timeout);
 }
 
-TEST_F(X11ScreenCaptureTest, tellsTheRowsThatChanged) {
+TEST_F(X11ScreenCaptureTest, tellsWhatChanged) {
   painter.fillAll(kBlue);
-  openAndLook();
-  ASSERT_TRUE(lookUntil(Look::unchanged));
+  openAndPoll();
+  ASSERT_TRUE(pollUntil(Poll::unchanged));
   painter.fill(kRed, 100, 151, 50, 20);
-  ASSERT_TRUE(lookUntilChanged());
+  ASSERT_TRUE(pollUntilChanged());
   // The changed area comes in steps of 16.
-  EXPECT_EQ(picture.changedTop, 144);
-  EXPECT_EQ(picture.changedBottom, 176);
+  EXPECT_EQ(picture.damage, std::vector{QRect(96, 144, 64, 32)});
   EXPECT_EQ(colourAt(picture, 100, 151), kRed);
   EXPECT_EQ(colourAt(picture, 149, 170), kRed);
   EXPECT_EQ(colourAt(picture, 150, 170), kBlue);
@@ -155,10 +154,10 @@ TEST_F(X11ScreenCaptureTest, tellsTheRowsThatChanged) {
 
 TEST_F(X11ScreenCaptureTest, keepsThePictureWholeOverManySmallChanges) {
   painter.fillAll(kBlue);
-  openAndLook();
+  openAndPoll();
   for (int i = 0; i < 40; ++i) {
     painter.fill(kRed, i * 16, i * 12, 16, 12);
-    ASSERT_TRUE(lookUntilChanged());
+    ASSERT_TRUE(pollUntilChanged());
     for (int j = 0; j < 40; ++j) {
       ASSERT_EQ(colourAt(picture, j * 16 + 8, j * 12 + 6), j <= i ? kRed : kBlue) << i << " " << j;
     }
@@ -166,41 +165,41 @@ TEST_F(X11ScreenCaptureTest, keepsThePictureWholeOverManySmallChanges) {
 }
 
 TEST_F(X11ScreenCaptureTest, isWokenByAChange) {
-  openAndLook();
-  ASSERT_TRUE(lookUntil(Look::unchanged));
+  openAndPoll();
+  ASSERT_TRUE(pollUntil(Poll::unchanged));
   std::jthread later([&] { painter.fill(kRed, 0, 0, 10, 10); });
   EXPECT_EQ(capture->wait(10s, WakeOn::changeOrCall), Woken::change);
 }
 
-TEST_F(X11ScreenCaptureTest, isWokenByChangesRightAfterTheFirstLook) {
-  openAndLook();
+TEST_F(X11ScreenCaptureTest, isWokenByChangesRightAfterTheFirstPoll) {
+  openAndPoll();
   for (int i = 0; i < 5; ++i) {
     painter.fill(i % 2 == 0 ? kRed : kBlue, 0, 0, 640, 480);
     do {
       ASSERT_EQ(capture->wait(10s, WakeOn::changeOrCall), Woken::change);
-    } while (capture->look(picture) == Look::unchanged);
+    } while (capture->poll(picture) == Poll::unchanged);
     EXPECT_EQ(colourAt(picture, 320, 240), i % 2 == 0 ? kRed : kBlue);
   }
 }
 
 TEST_F(X11ScreenCaptureTest, remembersAChangeThatCameBeforeTheWait) {
-  openAndLook();
-  ASSERT_TRUE(lookUntil(Look::unchanged));
+  openAndPoll();
+  ASSERT_TRUE(pollUntil(Poll::unchanged));
   painter.fill(kRed, 0, 0, 10, 10);
   EXPECT_EQ(capture->wait(10s, WakeOn::changeOrCall), Woken::change);
   EXPECT_EQ(capture->wait(10s, WakeOn::changeOrCall), Woken::change) << "until it is looked at";
 }
 
 TEST_F(X11ScreenCaptureTest, sleepsThroughChangesWhenAskedTo) {
-  openAndLook();
-  ASSERT_TRUE(lookUntil(Look::unchanged));
+  openAndPoll();
+  ASSERT_TRUE(pollUntil(Poll::unchanged));
   painter.fill(kRed, 0, 0, 10, 10);
   EXPECT_EQ(capture->wait(30ms, WakeOn::call), Woken::timeout);
 }
 
 TEST_F(X11ScreenCaptureTest, isWokenByACallFromAnotherThread) {
-  openAndLook();
-  ASSERT_TRUE(lookUntil(Look::unchanged));
+  openAndPoll();
+  ASSERT_TRUE(pollUntil(Poll::unchanged));
   std::jthread later([&] { capture->wake(); });
   EXPECT_EQ(capture->wait(std::chrono::nanoseconds::max(), WakeOn::changeOrCall), Woken::call);
 }
@@ -215,16 +214,16 @@ TEST_F(X11ScreenCaptureTest, remembersACallThatCameBeforeTheWait) {
 TEST_F(X11ScreenCaptureTest, leavesTheCursorOut) {
   ASSERT_EQ(server.run({"xsetroot", "-solid", "#204060", "-cursor_name", "gumby"}), 0);
   painter.movePointer(100, 100);
-  openAndLook();
+  openAndPoll();
   EXPECT_TRUE(allOf(picture, kBlue));
-  ASSERT_TRUE(lookUntil(Look::unchanged));
+  ASSERT_TRUE(pollUntil(Poll::unchanged));
   for (int i = 0; i < 20; ++i) {
     painter.movePointer(200 + i * 10, 200);
-    const Look look = capture->look(picture);
-    EXPECT_TRUE(look == Look::unchanged || allOf(picture, kBlue));
+    const Poll seen = capture->poll(picture);
+    EXPECT_TRUE(seen == Poll::unchanged || allOf(picture, kBlue));
   }
   painter.fill(kRed, 0, 0, 1, 1);
-  ASSERT_TRUE(lookUntilChanged());
+  ASSERT_TRUE(pollUntilChanged());
   EXPECT_EQ(colourAt(picture, 395, 205), kBlue);
 }
 
@@ -236,9 +235,9 @@ TEST_F(X11ScreenCaptureTest, countsMonitorsInRandrsOrder) {
     const auto& monitor = monitors[i];
     painter.fillAll(kBlue);
     painter.fill(kRed, monitor.x, monitor.y, monitor.width, monitor.height);
-    openAndLook(static_cast<int>(i));
-    EXPECT_EQ(picture.width, monitor.width);
-    EXPECT_EQ(picture.height, monitor.height);
+    openAndPoll(static_cast<int>(i));
+    EXPECT_EQ(picture.size.width(), monitor.width);
+    EXPECT_EQ(picture.size.height(), monitor.height);
     EXPECT_TRUE(allOf(picture, kRed));
   }
 }
@@ -252,36 +251,36 @@ TEST_F(X11ScreenCaptureTest, opensTheLastMonitorForAnIndexBeyondIt) {
 
 TEST_F(X11ScreenCaptureTest, ignoresChangesOnAnotherMonitor) {
   ASSERT_TRUE(server.splitIntoTwoMonitors(400, 240, 480));
-  openAndLook(0);
-  ASSERT_TRUE(lookUntil(Look::unchanged));
+  openAndPoll(0);
+  ASSERT_TRUE(pollUntil(Poll::unchanged));
   painter.fill(kRed, 450, 10, 50, 50);
-  EXPECT_EQ(capture->look(picture), Look::unchanged);
+  EXPECT_EQ(capture->poll(picture), Poll::unchanged);
 }
 
 TEST_F(X11ScreenCaptureTest, followsAChangeOfTheScreensSize) {
-  openAndLook();
+  openAndPoll();
   ASSERT_TRUE(testing_x11::resizeScreen(server, 400, 300));
   painter.fillAll(kBlue);
   testing_loop::Patience patience;
-  while (picture.width != 400 && !patience.isOver()) {
-    if (capture->look(picture) == Look::lost) {
+  while (picture.size.width() != 400 && !patience.isOver()) {
+    if (capture->poll(picture) == Poll::lost) {
       ASSERT_EQ(capture->open(0).outcome, Outcome::opened);
     }
   }
-  EXPECT_EQ(picture.width, 400);
-  EXPECT_EQ(picture.height, 300);
+  EXPECT_EQ(picture.size.width(), 400);
+  EXPECT_EQ(picture.size.height(), 300);
   EXPECT_TRUE(allOf(picture, kBlue));
 }
 
 TEST_F(X11ScreenCaptureTest, outlivesItsServer) {
-  openAndLook();
+  openAndPoll();
   server.kill();
   EXPECT_EQ(capture->wait(10s, WakeOn::changeOrCall), Woken::change);
-  EXPECT_EQ(capture->look(picture), Look::lost);
-  EXPECT_EQ(capture->look(picture), Look::lost);
+  EXPECT_EQ(capture->poll(picture), Poll::lost);
+  EXPECT_EQ(capture->poll(picture), Poll::lost);
   EXPECT_EQ(capture->open(0).outcome, Outcome::refused);
   ASSERT_TRUE(server.restart());
-  openAndLook();
+  openAndPoll();
 }
 
 TEST_F(X11ScreenCaptureTest, outlivesAServerThatIsKilledWhileItReads) {
@@ -296,7 +295,7 @@ TEST_F(X11ScreenCaptureTest, outlivesAServerThatIsKilledWhileItReads) {
       bool lost = capture->open(0).outcome != Outcome::opened;
       while (!stop.stop_requested() && !lost) {
         busy.fillAll(++colour);
-        lost = capture->look(picture) == Look::lost;
+        lost = capture->poll(picture) == Poll::lost;
         ++looks;
       }
       EXPECT_TRUE(lost);
@@ -312,11 +311,11 @@ TEST_F(X11ScreenCaptureTest, outlivesAServerThatIsKilledWhileItReads) {
 }
 
 TEST_F(X11ScreenCaptureTest, seesAChangeOfTheWholeScreen) {
-  openAndLook();
+  openAndPoll();
   for (const std::uint32_t colour : {kRed, kBlue, kRed}) {
-    ASSERT_TRUE(lookUntil(Look::unchanged));
+    ASSERT_TRUE(pollUntil(Poll::unchanged));
     painter.fillAll(colour);
-    ASSERT_TRUE(lookUntilChanged());
+    ASSERT_TRUE(pollUntilChanged());
     EXPECT_TRUE(allOf(picture, colour));
   }
 }

@@ -5,7 +5,10 @@
 
 #include <memory>
 
-#include "platform/x11/X11InputSynthesis.h"
+#include "main/control/input/KeyCodes.h"
+#include "platform/x11/X11Displays.h"
+#include "platform/x11/X11Input.h"
+#include "tests/fakes/FakeDesktopInput.h"
 #include "tests/x11/support/TestWindow.h"
 #include "tests/x11/support/XvfbServer.h"
 
@@ -26,36 +29,66 @@ enum PcKey : int {
   kSuperLeft = 133,
 };
 
+// Whether the input may be used at the moment; X11 answers at once.
+inline InputPermission permission(DesktopInput& input) {
+  InputPermission found;
+  input.requestPermission([&](const InputPermission& answer) { found = answer; });
+  return found;
+}
+inline bool usable(DesktopInput& input) { return permission(input).granted; }
+
+// The kernel's code of the key that a viewer calls `name`; one that no keyboard has for other names.
+inline std::uint16_t keyCodeOf(const char* name) {
+  const KeyCode* const key = findKey(QString::fromLatin1(name));
+  return key ? key->evdev : fakes::FakeDesktopInput::kNoSuchKey;
+}
+
 class X11InputFixture : public testing::Test {
  protected:
   void SetUp() override {
     ASSERT_TRUE(server_.running());
     window_ = std::make_unique<TestWindow>(server_.display());
     ASSERT_TRUE(window_->alive());
-    synthesis_ = makeX11InputSynthesis(server_.display());
-    ASSERT_TRUE(synthesis_->usable());
+    displays_ = makeX11Displays(server_.display());
+    input_ = makeX11Input(server_.display(), *displays_);
+    ASSERT_TRUE(usable());
   }
 
   TestWindow& window() {
     settle();
     return *window_;
   }
+  bool usable() { return testing_x11::usable(*input_); }
   // Until the server has done everything that was posted.
   void settle() {
-    if (!synthesis_) return;
-    EXPECT_TRUE(synthesis_->usable());
+    if (!input_) return;
+    EXPECT_TRUE(usable());
   }
 
   bool key(const char* name, bool down, KeyModifiers modifiers = {}) {
-    return synthesis_->postKey({QString::fromLatin1(name), down, modifiers});
+    return input_->key(keyCodeOf(name), down, modifiers);
   }
-  void pointer(PointerEventType type, PointerButton button, double x = 10, double y = 10) {
-    synthesis_->postPointer({type, QPointF(x, y), QRectF(0, 0, 1024, 768), button});
+  // To a pixel of the whole screen of one monitor.
+  void move(double x = 10, double y = 10) {
+    const std::vector<Display> displays = displays_->list();
+    if (displays.empty()) return input_->moveTo(0, 0, 0);
+    const QRect& bounds = displays.front().bounds;
+    input_->moveTo(displays.front().id, (x + 0.5 - bounds.x()) / bounds.width(),
+                   (y + 0.5 - bounds.y()) / bounds.height());
+  }
+  void press(PointerButton button, double x = 10, double y = 10) {
+    move(x, y);
+    input_->button(button, true);
+  }
+  void release(PointerButton button, double x = 10, double y = 10) {
+    move(x, y);
+    input_->button(button, false);
   }
 
   XvfbServer server_{1024, 768};
   std::unique_ptr<TestWindow> window_;
-  std::unique_ptr<InputSynthesis> synthesis_;
+  std::unique_ptr<Displays> displays_;
+  std::unique_ptr<DesktopInput> input_;
 };
 
 }  // namespace vantora::testing_x11

@@ -158,7 +158,7 @@ TEST_F(X11RepeatTest, givesThePersonsKeyItsRepetitionBack) {
   EXPECT_TRUE(key("KeyA", false));
   EXPECT_TRUE(window().repeats(kKeyA));
   EXPECT_TRUE(key("KeyA", true));
-  synthesis_->releaseAll();
+  input_->releaseAll();
   EXPECT_TRUE(window().repeats(kKeyA));
 }
 

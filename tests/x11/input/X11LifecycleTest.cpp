@@ -1,4 +1,5 @@
-#include "platform/Platform.h"
+#include "platform/DesktopChoice.h"
+#include "tests/fakes/FakeClipboard.h"
 #include "tests/x11/input/X11InputFixture.h"
 
 namespace vantora::testing_x11 {
@@ -8,9 +9,9 @@ class X11LifecycleTest : public X11InputFixture {
  protected:
   void holdEverything() {
     for (const PointerButton button : {PointerButton::left, PointerButton::centre}) {
-      pointer(PointerEventType::leftDown, button);
+      press(button);
     }
-    pointer(PointerEventType::rightDown, PointerButton::right);
+    press(PointerButton::right);
     EXPECT_TRUE(key("KeyA", true));
     EXPECT_TRUE(key("Enter", true, {.shift = true, .control = true, .alt = true, .meta = true}));
   }
@@ -24,7 +25,7 @@ TEST_F(X11LifecycleTest, letsGoOfButtonsKeysAndModifiers) {
   holdEverything();
   EXPECT_EQ(window().keysDown().size(), 6U);
   EXPECT_NE(window().pointer().mask, 0);
-  synthesis_->releaseAll();
+  input_->releaseAll();
   settle();
   expectNothingHeld();
 }
@@ -32,7 +33,7 @@ TEST_F(X11LifecycleTest, letsGoOfButtonsKeysAndModifiers) {
 TEST_F(X11LifecycleTest, letsGoWhenDestroyed) {
   holdEverything();
   settle();
-  synthesis_.reset();
+  input_.reset();
   expectNothingHeld();
 }
 
@@ -41,17 +42,17 @@ TEST_F(X11LifecycleTest, outlivesAKilledServerAndUsesTheNextOne) {
   settle();
   server_.kill();
   for (int again = 0; again < 3; ++again) {
-    pointer(PointerEventType::moved, PointerButton::left);
-    pointer(PointerEventType::leftDown, PointerButton::left);
-    synthesis_->postScroll({120, 120});
+    move();
+    press(PointerButton::left);
+    input_->wheel({120, 120});
     EXPECT_FALSE(key("KeyB", true));
-    synthesis_->releaseAll();
-    EXPECT_FALSE(synthesis_->usable());
+    input_->releaseAll();
+    EXPECT_FALSE(usable());
   }
   ASSERT_TRUE(server_.restart());
   window_ = std::make_unique<TestWindow>(server_.display());
   ASSERT_TRUE(window_->alive());
-  EXPECT_TRUE(synthesis_->usable());
+  EXPECT_TRUE(usable());
   expectNothingHeld();
   EXPECT_TRUE(key("KeyA", true));
   const auto seen = window().keys();
@@ -62,7 +63,7 @@ TEST_F(X11LifecycleTest, outlivesAKilledServerAndUsesTheNextOne) {
 TEST_F(X11LifecycleTest, canBeDestroyedAfterItsServer) {
   holdEverything();
   server_.kill();
-  synthesis_.reset();
+  input_.reset();
   SUCCEED();
 }
 
@@ -71,23 +72,30 @@ TEST(X11Start, waitsForAServerThatComesLater) {
   ASSERT_TRUE(server.running());
   const QString display = server.display();
   server.kill();
-  const Platform platform = makePlatform(Environment([&](const char*) { return std::optional(display); }));
-  EXPECT_FALSE(platform.input->usable());
-  EXPECT_TRUE(platform.displays->list().empty());
+  fakes::FakeClipboard clipboard;
+  const auto desktop =
+      makeDesktopSession(Environment([&](const char* name) {
+                           return QLatin1StringView(name) == "DISPLAY" ? std::optional(display) : std::nullopt;
+                         }),
+                         clipboard);
+  EXPECT_FALSE(usable(desktop->input()));
+  EXPECT_TRUE(desktop->displays().list().empty());
   ASSERT_TRUE(server.restart());
-  EXPECT_TRUE(platform.input->usable());
-  EXPECT_EQ(platform.displays->list().size(), 1U);
+  EXPECT_TRUE(usable(desktop->input()));
+  EXPECT_EQ(desktop->displays().list().size(), 1U);
 }
 
 TEST(X11Start, isNotUsableWithoutTheTestExtension) {
   XvfbServer server(320, 200, {"-extension", "XTEST"});
   ASSERT_TRUE(server.running());
-  const auto synthesis = makeX11InputSynthesis(server.display());
-  EXPECT_FALSE(synthesis->usable());
-  synthesis->postPointer({});
-  synthesis->postScroll({120, 0});
-  EXPECT_FALSE(synthesis->postKey({QStringLiteral("KeyA"), true}));
-  synthesis->releaseAll();
+  const auto displays = makeX11Displays(server.display());
+  const auto input = makeX11Input(server.display(), *displays);
+  EXPECT_FALSE(usable(*input));
+  input->moveTo(displays->list().front().id, 0, 0);
+  input->button(PointerButton::left, true);
+  input->wheel({120, 0});
+  EXPECT_FALSE(input->key(keyCodeOf("KeyA"), true, {}));
+  input->releaseAll();
 }
 
 }  // namespace

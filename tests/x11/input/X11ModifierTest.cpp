@@ -99,7 +99,7 @@ TEST_F(X11ModifierTest, canPressAModifierAgainThatAPersonHasLetGoOf) {
 TEST_F(X11ModifierTest, leavesAPersonsModifierDownWhenLettingGo) {
   window().personKey(kShiftLeft, true);
   EXPECT_TRUE(key("KeyA", true));
-  synthesis_->releaseAll();
+  input_->releaseAll();
   EXPECT_EQ(window().keysDown(), (std::set<int>{kShiftLeft}));
 }
 

@@ -1,8 +1,8 @@
 #include <algorithm>
+#include <cmath>
 
 #include "main/control/input/InputInjector.h"
 #include "platform/x11/WheelClicks.h"
-#include "platform/x11/X11Displays.h"
 #include "tests/x11/input/X11InputFixture.h"
 
 namespace vantora::testing_x11 {
@@ -12,8 +12,7 @@ class X11PointerTest : public X11InputFixture {
  protected:
   void SetUp() override {
     X11InputFixture::SetUp();
-    displays_ = makeX11Displays(server_.display());
-    injector_ = std::make_unique<InputInjector>(*displays_, *synthesis_);
+    injector_ = std::make_unique<InputInjector>(*displays_, *input_);
   }
   // Presses as positive, releases as negative button numbers.
   std::vector<int> clicks() {
@@ -25,7 +24,6 @@ class X11PointerTest : public X11InputFixture {
     return numbers;
   }
 
-  std::unique_ptr<Displays> displays_;
   std::unique_ptr<InputInjector> injector_;
 };
 
@@ -41,8 +39,31 @@ TEST_F(X11PointerTest, movesToTheExactPixel) {
 }
 
 TEST_F(X11PointerTest, survivesPointsFarOutsideTheScreen) {
-  synthesis_->postPointer({PointerEventType::moved, QPointF(1e300, -1e300)});
+  const std::uint32_t id = displays_->list().front().id;
+  input_->moveTo(id, 1e300, -1e300);
   EXPECT_EQ(std::pair(window().pointer().x, window().pointer().y), std::pair(1023, 0));
+  input_->moveTo(id, std::nan(""), 1);
+  EXPECT_EQ(std::pair(window().pointer().x, window().pointer().y), std::pair(0, 767));
+}
+
+TEST_F(X11PointerTest, findsEveryPixelByItsFraction) {
+  ASSERT_TRUE(server_.splitIntoTwoMonitors(637, 387, 768));
+  for (int x = 0; x < 387; x += 7) {
+    input_->moveTo(displays_->list().back().id, x / 387.0, 0);
+    ASSERT_EQ(window().pointer().x, 637 + x);
+  }
+}
+
+TEST_F(X11PointerTest, takesAMonitorThatHasGoneToBeWhereItWas) {
+  ASSERT_TRUE(server_.splitIntoTwoMonitors(600, 424, 768));
+  const std::uint32_t second = displays_->list().back().id;
+  input_->moveTo(second, 0, 0);
+  ASSERT_TRUE(server_.run({"xrandr", "--delmonitor", "right"}) == 0);
+  ASSERT_TRUE(window_->waitUntil([&] { return displays_->list().back().id != second; }));
+  input_->moveTo(second, 0.5, 0.5);
+  EXPECT_EQ(window().pointer().x, 812);
+  input_->moveTo(12345, 0, 0);
+  EXPECT_EQ(window().pointer().x, 812) << "there never was such a display";
 }
 
 TEST_F(X11PointerTest, staysOffTheNeighbouringMonitor) {

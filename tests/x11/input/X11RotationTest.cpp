@@ -7,10 +7,11 @@
 
 #include "main/control/input/InputInjector.h"
 #include "platform/x11/X11Displays.h"
-#include "platform/x11/X11InputSynthesis.h"
+#include "platform/x11/X11Input.h"
 #include "platform/x11/capture/X11ScreenCapture.h"
 #include "tests/fakes/RecordedLog.h"
 #include "tests/x11/capture/ScreenPainter.h"
+#include "tests/x11/input/X11InputFixture.h"
 #include "tests/x11/support/TestWindow.h"
 #include "tests/x11/support/XephyrServer.h"
 
@@ -18,7 +19,6 @@ namespace vantora::testing_x11 {
 namespace {
 
 using namespace std::chrono_literals;
-using Look = ScreenCapture::Look;
 
 constexpr std::uint32_t kGround = 0x101010;
 
@@ -36,10 +36,11 @@ std::vector<Mark> marksOn(const QSize& screen) {
       {0xff00ff, {111, 29}}, {0x00ffff, {right - 43, 307}}, {0xffffff, {203, bottom - 61}}};
 }
 
-std::optional<QPoint> find(const ScreenPicture& picture, std::uint32_t colour) {
-  for (int y = 0; y < picture.height; ++y) {
-    const std::uint8_t* pixel = picture.bgra + static_cast<std::ptrdiff_t>(y) * picture.stride;
-    for (int x = 0; x < picture.width; ++x, pixel += 4) {
+std::optional<QPoint> find(const CapturedFrame& picture, std::uint32_t colour) {
+  const CpuPixels& pixels = std::get<CpuPixels>(picture.memory);
+  for (int y = 0; y < picture.size.height(); ++y) {
+    const std::uint8_t* pixel = pixels.data + static_cast<std::ptrdiff_t>(y) * pixels.stride;
+    for (int x = 0; x < picture.size.width(); ++x, pixel += 4) {
       if ((static_cast<std::uint32_t>(pixel[2]) << 16 | static_cast<std::uint32_t>(pixel[1]) << 8 | pixel[0]) == colour)
         return QPoint(x, y);
     }
@@ -55,7 +56,7 @@ class X11TurnedScreen : public testing::TestWithParam<Turn> {
     ASSERT_TRUE(outer_.running());
     ASSERT_TRUE(server_.running()) << "Xephyr (package xserver-xephyr) did not start";
     displays_ = makeX11Displays(server_.display());
-    synthesis_ = makeX11InputSynthesis(server_.display());
+    input_ = makeX11Input(server_.display(), *displays_);
     capture_ = makeX11ScreenCapture(server_.display().toStdString());
   }
 
@@ -68,15 +69,15 @@ class X11TurnedScreen : public testing::TestWithParam<Turn> {
     painter.fillAll(kGround);
     for (const Mark& mark : marks) painter.fill(mark.colour, mark.at.x(), mark.at.y(), 1, 1);
     ASSERT_EQ(capture_->open(0).outcome, ScreenCapture::Outcome::opened);
-    ScreenPicture picture;
-    ASSERT_EQ(capture_->look(picture), Look::changed);
-    ASSERT_EQ(QSize(picture.width, picture.height), screen);
+    CapturedFrame picture;
+    ASSERT_EQ(capture_->poll(picture), ScreenCapture::Poll::changed);
+    ASSERT_EQ(picture.size, screen);
     TestWindow person(server_.display());
     for (const Mark& mark : marks) {
       const auto seen = find(picture, mark.colour);
       ASSERT_TRUE(seen);
-      injector.move((seen->x() + 0.5) / picture.width, (seen->y() + 0.5) / picture.height);
-      ASSERT_TRUE(synthesis_->usable());
+      injector.move((seen->x() + 0.5) / picture.size.width(), (seen->y() + 0.5) / picture.size.height());
+      ASSERT_TRUE(usable(*input_));
       const TestWindow::Pointer pointer = person.pointer();
       EXPECT_EQ(QPoint(pointer.x, pointer.y), mark.at);
     }
@@ -87,13 +88,13 @@ class X11TurnedScreen : public testing::TestWithParam<Turn> {
   XvfbServer outer_{800, 800};
   XephyrServer server_{outer_, kSize.width(), kSize.height()};
   std::unique_ptr<Displays> displays_;
-  std::unique_ptr<InputSynthesis> synthesis_;
+  std::unique_ptr<DesktopInput> input_;
   std::unique_ptr<ScreenCapture> capture_;
 };
 
 TEST_P(X11TurnedScreen, putsThePointerWhereThePictureShowsIt) {
   ASSERT_TRUE(server_.turn(std::get<0>(GetParam()), std::get<1>(GetParam())));
-  InputInjector injector(*displays_, *synthesis_);
+  InputInjector injector(*displays_, *input_);
   injector.setTargetScreen(0);
   expectPointerOnMarks(injector);
   injector.setMappingMode(false);
@@ -101,7 +102,7 @@ TEST_P(X11TurnedScreen, putsThePointerWhereThePictureShowsIt) {
 }
 
 TEST_P(X11TurnedScreen, followsAScreenThatIsTurnedWhileItIsShared) {
-  InputInjector injector(*displays_, *synthesis_);
+  InputInjector injector(*displays_, *input_);
   injector.setTargetScreen(0);
   ASSERT_TRUE(server_.turn(std::get<0>(GetParam()), std::get<1>(GetParam())));
   expectPointerOnMarks(injector);

@@ -41,18 +41,18 @@ class X11SilentServerTest : public X11InputFixture {
   // Everything that a viewer can send, many times over: more than the socket takes in.
   void sendEverything() {
     for (int again = 0; again < 2000; ++again) {
-      pointer(PointerEventType::moved, PointerButton::left, again % 100, 20);
+      move(again % 100, 20);
       if (again % 100 != 0) continue;
-      pointer(PointerEventType::rightDown, PointerButton::right);
-      pointer(PointerEventType::rightUp, PointerButton::right);
-      synthesis_->postScroll({120, 120});
+      press(PointerButton::right);
+      release(PointerButton::right);
+      input_->wheel({120, 120});
       std::ignore = key("KeyB", true, {.shift = true});
       std::ignore = key("KeyB", false);
-      std::ignore = synthesis_->usable();
+      std::ignore = usable();
     }
   }
   bool becomesUsable() {
-    return window_->waitUntil([this] { return synthesis_->usable(); });
+    return window_->waitUntil([this] { return usable(); });
   }
 
   // One wait for the server, and a slow machine on top; far from one wait for each call.
@@ -60,21 +60,21 @@ class X11SilentServerTest : public X11InputFixture {
 };
 
 TEST_F(X11SilentServerTest, pressesMovesAndTypesWhileAProgramHasTakenTheServer) {
-  pointer(PointerEventType::leftDown, PointerButton::left, 10, 10);
+  press(PointerButton::left, 10, 10);
   settle();
   takeServer();
-  pointer(PointerEventType::leftDragged, PointerButton::left, 200, 100);
+  move(200, 100);
   EXPECT_TRUE(window_->waitUntil([this] { return window_->pointer().x == 200; }));
-  pointer(PointerEventType::leftUp, PointerButton::left, 201, 100);
+  release(PointerButton::left, 201, 100);
   EXPECT_TRUE(window_->waitUntil([this] { return window_->pointer().mask == 0; }));
-  EXPECT_TRUE(synthesis_->usable());
+  EXPECT_TRUE(usable());
   EXPECT_TRUE(key("KeyA", true));
   EXPECT_TRUE(window_->waitUntil([this] { return window_->keysDown().contains(kKeyA); }));
   EXPECT_TRUE(key("KeyA", false));
-  synthesis_->postScroll({120, 0});
+  input_->wheel({120, 0});
   EXPECT_TRUE(window_->waitUntil([this] { return window_->buttons().size() >= 3; }));
   giveServerBack();
-  EXPECT_TRUE(synthesis_->usable());
+  EXPECT_TRUE(usable());
 }
 
 TEST_F(X11SilentServerTest, listsNewDisplaysWhileAProgramHasTakenTheServer) {
@@ -88,9 +88,9 @@ TEST_F(X11SilentServerTest, listsNewDisplaysWhileAProgramHasTakenTheServer) {
 TEST_F(X11SilentServerTest, waitsOnceForAServerThatSaysNothing) {
   server_.stop();
   EXPECT_LT(timed([this] { EXPECT_FALSE(key("KeyA", true)); }), kOnce);
-  EXPECT_LT(least([this] { EXPECT_FALSE(synthesis_->usable()); }), X11Connection::kPatience / 2);
+  EXPECT_LT(least([this] { EXPECT_FALSE(usable()); }), X11Connection::kPatience / 2);
   EXPECT_LT(timed([this] { sendEverything(); }), kOnce);
-  EXPECT_LT(timed([this] { synthesis_->releaseAll(); }), kOnce);
+  EXPECT_LT(timed([this] { input_->releaseAll(); }), kOnce);
   server_.goOn();
   ASSERT_TRUE(becomesUsable());
   EXPECT_TRUE(key("KeyA", true));
@@ -102,27 +102,27 @@ TEST_F(X11SilentServerTest, doesNotWaitForRoomInAFullSocket) {
   server_.stop();
   EXPECT_LT(timed([this] {
               for (int again = 0; again < 20'000; ++again) {
-                pointer(PointerEventType::moved, PointerButton::left, again % 100, 20);
+                move(again % 100, 20);
               }
             }),
             kOnce);
   server_.goOn();
   ASSERT_TRUE(becomesUsable());
-  pointer(PointerEventType::moved, PointerButton::left, 321, 123);
+  move(321, 123);
   EXPECT_EQ(window().pointer().x, 321);
 }
 
 TEST_F(X11SilentServerTest, letsGoWhenTheServerSpeaksAgain) {
   EXPECT_TRUE(key("KeyA", true, {.control = true}));
-  pointer(PointerEventType::leftDown, PointerButton::left);
+  press(PointerButton::left);
   settle();
   ASSERT_FALSE(window_->keysDown().empty());
   ASSERT_FALSE(window_->repeats(kKeyA));
   server_.stop();
-  EXPECT_FALSE(synthesis_->usable());
+  EXPECT_FALSE(usable());
   // The releases are lost on it.
   EXPECT_FALSE(key("KeyA", false));
-  pointer(PointerEventType::leftUp, PointerButton::left);
+  release(PointerButton::left);
   server_.goOn();
   ASSERT_TRUE(becomesUsable());
   EXPECT_TRUE(window().keysDown().empty());
@@ -132,11 +132,11 @@ TEST_F(X11SilentServerTest, letsGoWhenTheServerSpeaksAgain) {
 
 TEST_F(X11SilentServerTest, leavesTheReleasesForAServerThatGoesOnLater) {
   EXPECT_TRUE(key("KeyA", true, {.control = true}));
-  pointer(PointerEventType::leftDown, PointerButton::left);
+  press(PointerButton::left);
   settle();
   server_.stop();
-  EXPECT_LT(timed([this] { synthesis_->releaseAll(); }), kOnce);
-  EXPECT_LT(least([this] { synthesis_->releaseAll(); }), X11Connection::kPatience / 2);
+  EXPECT_LT(timed([this] { input_->releaseAll(); }), kOnce);
+  EXPECT_LT(least([this] { input_->releaseAll(); }), X11Connection::kPatience / 2);
   server_.goOn();
   EXPECT_TRUE(window_->waitUntil([this] { return window_->keysDown().empty() && window_->pointer().mask == 0; }));
   EXPECT_TRUE(window_->repeats(kKeyA));
@@ -145,7 +145,7 @@ TEST_F(X11SilentServerTest, leavesTheReleasesForAServerThatGoesOnLater) {
 TEST_F(X11SilentServerTest, canBeDestroyedWhileTheServerSaysNothing) {
   EXPECT_TRUE(key("KeyA", true));
   server_.stop();
-  EXPECT_LT(timed([this] { synthesis_.reset(); }), kOnce);
+  EXPECT_LT(timed([this] { input_.reset(); }), kOnce);
 }
 
 TEST_F(X11SilentServerTest, keepsTheDisplaysItKnowsWhileTheServerSaysNothing) {
@@ -162,15 +162,15 @@ TEST_F(X11SilentServerTest, keepsTheDisplaysItKnowsWhileTheServerSaysNothing) {
 
 TEST_F(X11SilentServerTest, opensAServerThatSaysNothingWhenItGoesOn) {
   server_.stop();
-  auto fresh = makeX11InputSynthesis(server_.display());
   const auto displays = makeX11Displays(server_.display());
-  EXPECT_LT(timed([&] { EXPECT_FALSE(fresh->usable()); }), kOnce);
-  EXPECT_LT(least([&] { EXPECT_FALSE(fresh->usable()); }), X11Connection::kPatience / 2);
+  auto fresh = makeX11Input(server_.display(), *displays);
+  EXPECT_LT(timed([&] { EXPECT_FALSE(testing_x11::usable(*fresh)); }), kOnce);
+  EXPECT_LT(least([&] { EXPECT_FALSE(testing_x11::usable(*fresh)); }), X11Connection::kPatience / 2);
   EXPECT_LT(timed([&] { EXPECT_TRUE(displays->list().empty()); }), kOnce);
   // Given up while it is still being opened.
-  EXPECT_LT(timed([&] { std::ignore = makeX11InputSynthesis(server_.display())->usable(); }), kOnce);
+  EXPECT_LT(timed([&] { std::ignore = testing_x11::usable(*makeX11Input(server_.display(), *displays)); }), kOnce);
   server_.goOn();
-  EXPECT_TRUE(window_->waitUntil([&] { return fresh->usable() && displays->list().size() == 1; }));
+  EXPECT_TRUE(window_->waitUntil([&] { return testing_x11::usable(*fresh) && displays->list().size() == 1; }));
 }
 
 }  // namespace

@@ -3,7 +3,6 @@
 #include <QTemporaryDir>
 
 #include "main/control/input/InputInjector.h"
-#include "platform/x11/X11Displays.h"
 #include "tests/x11/input/X11InputFixture.h"
 
 namespace vantora::testing_x11 {
@@ -32,8 +31,7 @@ class X11TypingTest : public X11InputFixture {
   void SetUp() override {
     X11InputFixture::SetUp();
     window_.reset();  // It would lie over the terminal.
-    displays_ = makeX11Displays(server_.display());
-    injector_ = std::make_unique<InputInjector>(*displays_, *synthesis_);
+    injector_ = std::make_unique<InputInjector>(*displays_, *input_);
     ASSERT_TRUE(folder_.isValid());
   }
   QString path(const QString& name) const { return folder_.filePath(name); }
@@ -59,7 +57,6 @@ class X11TypingTest : public X11InputFixture {
   }
 
   QTemporaryDir folder_;
-  std::unique_ptr<Displays> displays_;
   std::unique_ptr<InputInjector> injector_;
 };
 

@@ -4,7 +4,7 @@
 #include "main/control/input/InputInjector.h"
 #include "main/video/sources/ScreenVideoSource.h"
 #include "platform/x11/X11Displays.h"
-#include "platform/x11/X11InputSynthesis.h"
+#include "platform/x11/X11Input.h"
 #include "platform/x11/Xwayland.h"
 #include "platform/x11/capture/X11ScreenCapture.h"
 #include "tests/unit/video/sources/SourceTesting.h"
@@ -81,9 +81,11 @@ TEST_P(XwaylandTest, showsNothingWhichIsAMissingPermission) {
 
 TEST_P(XwaylandTest, takesNoInputWhichIsAMissingPermission) {
   const auto displays = makeX11Displays(server_->display());
-  const auto synthesis = makeX11InputSynthesis(server_->display());
-  InputInjector injector(*displays, *synthesis);
-  EXPECT_FALSE(injector.ensureAccessibility());
+  const auto input = makeX11Input(server_->display(), *displays);
+  InputInjector injector(*displays, *input);
+  std::optional<bool> permitted;
+  injector.ensureAccessibility([&](bool answer) { permitted = answer; });
+  EXPECT_EQ(permitted, false);
   EXPECT_EQ(log_.lines(), (QStringList{u"[control] Accessibility permission required: System Settings → Privacy & "
                                        u"Security → Accessibility"_s,
                                        u"[input] refused: this is a Wayland desktop, whose X server (Xwayland) passes "
@@ -95,7 +97,8 @@ TEST_P(XwaylandTest, takesNoInputWhichIsAMissingPermission) {
   injector.click(0.75, 0.5, 0);
   injector.wheel(0, 300);
   injector.key(u"KeyA"_s, true, {});
-  EXPECT_FALSE(synthesis->usable());
+  input->requestPermission([&](const InputPermission& answer) { permitted = answer.granted; });
+  EXPECT_EQ(permitted, false);
   EXPECT_TRUE(window.ofType({XCB_KEY_PRESS, XCB_BUTTON_PRESS, XCB_MOTION_NOTIFY}).empty());
   EXPECT_EQ(window.pointer().x, before.x);
 }

@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <deque>
+#include <optional>
+
 #include "main/control/authorisation/ControlAuthorisation.h"
 #include "tests/fakes/FakeControlSender.h"
 #include "tests/fakes/RecordedLog.h"
@@ -16,9 +19,13 @@ class ControlAuthorisationTest : public testing::Test {
   ControlAuthorisation make(const QString& room = u"r"_s, bool locked = false) {
     return ControlAuthorisation({.controlPIN = u"000042"_s, .pinLockedByEnv = locked, .roomId = room}, sender_,
                                 {.ensureAccessibility =
-                                     [this] {
+                                     [this](std::function<void(bool)> answer) {
                                        ++accessibilityChecks_;
-                                       return accessible_;
+                                       if (asksAPerson_) {
+                                         questions_.push_back(std::move(answer));
+                                       } else {
+                                         answer(accessible_);
+                                       }
                                      },
                                  .controlEnded = [this] { ++ended_; },
                                  .random = [](quint32 limit) { return limit == 1'000'000 ? 7U : 0U; }});
@@ -29,7 +36,9 @@ class ControlAuthorisationTest : public testing::Test {
     return onlyAnswer();
   }
   JsonObject control(ControlAuthorisation& authorisation, const JsonObject& fields) {
-    lastPermitted_ = authorisation.handleControl(ControlChannel::control, fields);
+    lastPermitted_.reset();
+    authorisation.handleControl(ControlChannel::control, fields,
+                                [this](bool permitted) { lastPermitted_ = permitted; });
     return onlyAnswer();
   }
   JsonObject onlyAnswer() {
@@ -43,7 +52,9 @@ class ControlAuthorisationTest : public testing::Test {
   fakes::RecordedLog log_;
   fakes::FakeControlSender sender_;
   bool accessible_ = true;
-  bool lastPermitted_ = false;
+  std::optional<bool> lastPermitted_;
+  bool asksAPerson_ = false;
+  std::deque<std::function<void(bool)>> questions_;
   int accessibilityChecks_ = 0;
   int ended_ = 0;
 };
@@ -78,8 +89,11 @@ TEST_F(ControlAuthorisationTest, acceptsThePinAndNothingElse) {
 }
 
 TEST_F(ControlAuthorisationTest, comparesLettersOfThePinWithTheirCase) {
-  ControlAuthorisation authorisation({.controlPIN = u"Secret"_s, .pinLockedByEnv = true, .roomId = u"r"_s}, sender_,
-                                     {.ensureAccessibility = [] { return true; }, .controlEnded = [] {}, .random = {}});
+  ControlAuthorisation authorisation(
+      {.controlPIN = u"Secret"_s, .pinLockedByEnv = true, .roomId = u"r"_s}, sender_,
+      {.ensureAccessibility = [](const std::function<void(bool)>& answer) { answer(true); },
+       .controlEnded = [] {},
+       .random = {}});
   EXPECT_EQ(auth(authorisation, {{u"token"_s, u"secret"_s}}), authed(false));
   EXPECT_EQ(auth(authorisation, {{u"token"_s, u"Secret"_s}}), authed(true));
 }
@@ -261,6 +275,73 @@ TEST_F(ControlAuthorisationTest, leavesALockedPinAloneWithoutALogLine) {
   EXPECT_TRUE(authorisation.isPinLocked());
   EXPECT_EQ(authorisation.getPIN(), u"000042"_s);
   EXPECT_TRUE(log_.lines().isEmpty());
+}
+
+TEST_F(ControlAuthorisationTest, answersWhenAPersonHasAnswered) {
+  asksAPerson_ = true;
+  ControlAuthorisation authorisation = make();
+  auth(authorisation, kRightToken);
+  QList<bool> permitted;
+  const auto ask = [&](const JsonObject& fields) {
+    authorisation.handleControl(ControlChannel::control, fields, [&](bool each) { permitted.append(each); });
+  };
+  ask(kEnable);
+  ask(kDisable);
+  EXPECT_TRUE(sender_.sent.isEmpty() && permitted.isEmpty());
+  EXPECT_FALSE(authorisation.controlEnabled());
+  questions_[0](true);
+  EXPECT_TRUE(authorisation.controlEnabled());
+  EXPECT_EQ(onlyAnswer(), state(true));
+  questions_[1](true);
+  EXPECT_FALSE(authorisation.controlEnabled());
+  EXPECT_EQ(onlyAnswer(), state(false));
+  EXPECT_EQ(permitted, (QList{true, true}));
+}
+
+TEST_F(ControlAuthorisationTest, asksForRightsAsTheyAreWhenThePersonAnswers) {
+  asksAPerson_ = true;
+  ControlAuthorisation authorisation = make();
+  auth(authorisation, kRightToken);
+  authorisation.handleControl(ControlChannel::control, kEnable, [](bool) {});
+  authorisation.setAllowRemoteControl(false);
+  questions_[0](true);
+  EXPECT_EQ(onlyAnswer(), state(false));
+  EXPECT_FALSE(authorisation.controlEnabled());
+}
+
+TEST_F(ControlAuthorisationTest, givesTheNextViewerNothingThatTheOneBeforeAskedFor) {
+  asksAPerson_ = true;
+  ControlAuthorisation authorisation = make();
+  auth(authorisation, kRightToken);
+  bool done = false;
+  authorisation.handleControl(ControlChannel::control, kEnable, [&](bool) { done = true; });
+  authorisation.resetOnChannelClose();
+  ++sender_.connectionNumber;
+  auth(authorisation, kRightToken);
+  questions_[0](true);
+  EXPECT_FALSE(authorisation.controlEnabled() || done);
+  EXPECT_TRUE(sender_.sent.isEmpty());
+}
+
+TEST_F(ControlAuthorisationTest, keepsABoundedNumberOfRequestsWaiting) {
+  asksAPerson_ = true;
+  ControlAuthorisation authorisation = make();
+  for (int i = 0; i < 1000; ++i) authorisation.handleControl(ControlChannel::control, kEnable, [](bool) {});
+  EXPECT_EQ(questions_.size(), std::size_t{ControlAuthorisation::kMaxWaiting});
+  for (const auto& answer : questions_) answer(false);
+  EXPECT_EQ(sender_.take().size(), ControlAuthorisation::kMaxWaiting);
+  authorisation.handleControl(ControlChannel::control, kEnable, [](bool) {});
+  EXPECT_EQ(questions_.size(), std::size_t{ControlAuthorisation::kMaxWaiting} + 1);
+}
+
+TEST_F(ControlAuthorisationTest, survivesAnAnswerAfterItsEnd) {
+  asksAPerson_ = true;
+  {
+    ControlAuthorisation authorisation = make();
+    authorisation.handleControl(ControlChannel::control, kEnable, [](bool) { FAIL(); });
+  }
+  questions_[0](true);
+  EXPECT_TRUE(sender_.sent.isEmpty());
 }
 
 }  // namespace

@@ -1,9 +1,10 @@
 #include <gtest/gtest.h>
+#include <linux/input-event-codes.h>
 
 #include "main/control/input/InputMessages.h"
 #include "tests/fakes/FakeControlSender.h"
+#include "tests/fakes/FakeDesktopInput.h"
 #include "tests/fakes/FakeDisplays.h"
-#include "tests/fakes/FakeInputSynthesis.h"
 #include "tests/fakes/FakeScheduler.h"
 #include "tests/fakes/RecordedLog.h"
 
@@ -13,6 +14,7 @@ using namespace Qt::Literals::StringLiterals;
 namespace vantora {
 namespace {
 
+using Input = fakes::FakeDesktopInput;
 using Sent = fakes::FakeControlSender::Sent;
 
 // A scheduler on which every look at the clock takes a while.
@@ -36,14 +38,14 @@ class InputMessagesTest : public testing::Test {
     dispatcher_.dataChannelDidReceiveMessage(ControlChannel::reliable, text, false);
   }
   bool nothingHappened() const {
-    return input_.pointerEvents.empty() && input_.keyEvents.empty() && input_.scrollEvents.empty() &&
+    return input_.pointerActions.empty() && input_.keyActions.empty() && input_.scrollEvents.empty() &&
            sender_.sent.isEmpty();
   }
 
   fakes::RecordedLog log_;
   TickingScheduler scheduler_;
   fakes::FakeDisplays displays_{{{.id = 1, .bounds = {0, 0, 1000, 500}}}};
-  fakes::FakeInputSynthesis input_;
+  fakes::FakeDesktopInput input_{&displays_};
   fakes::FakeControlSender sender_;
   InputInjector injector_{displays_, input_};
   bool inputRight_ = true;
@@ -62,9 +64,7 @@ TEST_F(InputMessagesTest, refusesAllInputBeforeControlIsGranted) {
 
 TEST_F(InputMessagesTest, movesThePointerAndEchoesThePosition) {
   receive(R"({"type":"mouseMove","x":0.25,"y":0.5,"req":1})");
-  ASSERT_EQ(input_.pointerEvents.size(), 1U);
-  EXPECT_EQ(input_.pointerEvents[0].type, PointerEventType::moved);
-  EXPECT_EQ(input_.pointerEvents[0].point, QPointF(250, 250));
+  EXPECT_EQ(input_.pointerActions, std::vector{Input::moved(1, 0.25, 0.5)});
   EXPECT_EQ(sender_.sent,
             (QList<Sent>{{ControlChannel::control, {{u"type"_s, u"ptr"_s}, {u"x"_s, 0.25}, {u"y"_s, 0.5}}}}));
 }
@@ -95,7 +95,7 @@ TEST_F(InputMessagesTest, sendsTheEchoOnTheFastChannelElseOnTheReliableOneElseNo
   sender_.reliable.open = false;
   receive(R"({"type":"mouseMove","x":0,"y":0})");
   EXPECT_TRUE(sender_.sent.isEmpty());
-  EXPECT_EQ(input_.pointerEvents.size(), 2U);
+  EXPECT_EQ(input_.pointerActions.size(), 2U);
 }
 
 TEST_F(InputMessagesTest, ignoresPositionsThatAreNoNumbers) {
@@ -117,16 +117,15 @@ TEST_F(InputMessagesTest, survivesAnyNumbers) {
     }
     receive(QByteArray(R"({"type":"wheel","dx":)") + number + R"(,"dy":)" + number + "}");
   }
-  EXPECT_FALSE(input_.pointerEvents.empty());
-  for (const PointerEvent& event : input_.pointerEvents) {
-    EXPECT_TRUE(QRectF(0, 0, 1000, 500).contains(event.point)) << event.point.x() << ' ' << event.point.y();
+  EXPECT_FALSE(input_.pointerActions.empty());
+  for (const Input::PointerAction& action : input_.pointerActions) {
+    EXPECT_TRUE(QRectF(0, 0, 1, 1).contains(action.fx, action.fy)) << action.fx << ' ' << action.fy;
   }
 }
 
 TEST_F(InputMessagesTest, pressesAndReleasesTheButtonOfTheRequest) {
   receive(R"({"type":"mouseDown","x":0,"y":0,"button":2})");
-  ASSERT_EQ(input_.pointerEvents.size(), 1U);
-  EXPECT_EQ(input_.pointerEvents[0].type, PointerEventType::rightDown);
+  EXPECT_EQ(input_.pointerActions, (std::vector{Input::moved(1, 0, 0), Input::pressed(PointerButton::right)}));
   EXPECT_EQ(input_.heldButtons, std::set{PointerButton::right});
   receive(R"({"type":"mouseUp","x":0,"y":0,"button":2})");
   EXPECT_TRUE(input_.heldButtons.empty());
@@ -136,18 +135,18 @@ TEST_F(InputMessagesTest, pressesAndReleasesTheButtonOfTheRequest) {
 TEST_F(InputMessagesTest, takesTheLeftButtonWhenNoneOrAnUnknownOneIsNamed) {
   for (const char* button : {"", R"(,"button":0)", R"(,"button":7)", R"(,"button":-1)", R"(,"button":"2")",
                              R"(,"button":1.5)", R"(,"button":4294967298)", R"(,"button":-9223372036854775808)"}) {
-    input_.pointerEvents.clear();
+    input_.pointerActions.clear();
     receive(QByteArray(R"({"type":"mouseDown","x":0,"y":0)") + button + "}");
-    ASSERT_EQ(input_.pointerEvents.size(), 1U) << button;
-    EXPECT_EQ(input_.pointerEvents[0].button, PointerButton::left) << button;
+    ASSERT_EQ(input_.pointerActions.size(), 2U) << button;
+    EXPECT_EQ(input_.pointerActions[1], Input::pressed(PointerButton::left)) << button;
   }
 }
 
 TEST_F(InputMessagesTest, clicksOnceOrTwice) {
   receive(R"({"type":"mouseClick","x":0,"y":0})");
-  EXPECT_EQ(input_.pointerEvents.size(), 2U);
+  EXPECT_EQ(input_.pointerActions.size(), 3U);
   receive(R"({"type":"doubleClick","x":0,"y":0})");
-  EXPECT_EQ(input_.pointerEvents.size(), 6U);
+  EXPECT_EQ(input_.pointerActions.size(), 8U);
   EXPECT_TRUE(sender_.sent.isEmpty());
 }
 
@@ -167,14 +166,14 @@ TEST_F(InputMessagesTest, pressesKeysWithTheModifiersThatAreTrue) {
   receive(R"({"type":"keyUp","code":"KeyA","mods":{"alt":true,"meta":true}})");
   receive(R"({"type":"keyDown","code":"KeyB","mods":[true]})");
   receive(R"({"type":"keyUp","code":"KeyB"})");
-  ASSERT_EQ(input_.keyEvents.size(), 4U);
-  EXPECT_TRUE(input_.keyEvents[0].down);
-  EXPECT_EQ(input_.keyEvents[0].name, u"KeyA"_s);
-  EXPECT_EQ(input_.keyEvents[0].modifiers, (KeyModifiers{.shift = true, .control = true}));
-  EXPECT_FALSE(input_.keyEvents[1].down);
-  EXPECT_EQ(input_.keyEvents[1].modifiers, (KeyModifiers{.alt = true, .meta = true}));
-  EXPECT_EQ(input_.keyEvents[2].modifiers, KeyModifiers{});
-  EXPECT_EQ(input_.keyEvents[3].modifiers, KeyModifiers{});
+  ASSERT_EQ(input_.keyActions.size(), 4U);
+  EXPECT_TRUE(input_.keyActions[0].down);
+  EXPECT_EQ(input_.keyActions[0].code, KEY_A);
+  EXPECT_EQ(input_.keyActions[0].modifiers, (KeyModifiers{.shift = true, .control = true}));
+  EXPECT_FALSE(input_.keyActions[1].down);
+  EXPECT_EQ(input_.keyActions[1].modifiers, (KeyModifiers{.alt = true, .meta = true}));
+  EXPECT_EQ(input_.keyActions[2].modifiers, KeyModifiers{});
+  EXPECT_EQ(input_.keyActions[3].modifiers, KeyModifiers{});
 }
 
 TEST_F(InputMessagesTest, ignoresKeysWithoutAName) {

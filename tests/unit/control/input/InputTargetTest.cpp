@@ -2,8 +2,8 @@
 #include <gtest/gtest.h>
 
 #include "main/control/input/InputInjector.h"
+#include "tests/fakes/FakeDesktopInput.h"
 #include "tests/fakes/FakeDisplays.h"
-#include "tests/fakes/FakeInputSynthesis.h"
 #include "tests/fakes/RecordedLog.h"
 
 namespace vantora {
@@ -27,8 +27,8 @@ class InputTargetTest : public testing::Test {
 
   fakes::RecordedLog log_;
   fakes::FakeDisplays displays_{{kFirst, kSecond}};
-  fakes::FakeInputSynthesis synthesis_;
-  InputInjector injector_{displays_, synthesis_};
+  fakes::FakeDesktopInput input_{&displays_};
+  InputInjector injector_{displays_, input_};
 };
 
 TEST_F(InputTargetTest, beginsWithPointsOfTheFirstScreenAndTheTopOrigin) {
@@ -137,12 +137,29 @@ TEST_F(InputTargetTest, keepsTheLastFrameOfATargetThatHasGone) {
   EXPECT_EQ(middle(), QPointF(700, 150));
 }
 
-TEST_F(InputTargetTest, namesTheTargetsFrameInEveryEvent) {
+TEST_F(InputTargetTest, movesOnTheTarget) {
+  using Input = fakes::FakeDesktopInput;
+  injector_.move(0.5, 0.25);
   injector_.setTargetScreen(1);
-  injector_.click(1, 1, 0);
-  ASSERT_FALSE(synthesis_.pointerEvents.empty());
-  EXPECT_EQ(synthesis_.pointerEvents.front().point, QPointF(900, 300));
-  EXPECT_EQ(synthesis_.pointerEvents.front().frame, QRectF(500, 0, 400, 300));
+  injector_.move(1, 1);
+  injector_.setMappingMode(false);
+  injector_.move(0.25, 0.5);
+  EXPECT_EQ(input_.pointerActions,
+            (std::vector{Input::moved(11, 0.5, 0.25), Input::moved(12, 1, 1), Input::moved(12, 0.25, 0.5)}));
+}
+
+TEST_F(InputTargetTest, movesWhereTheTargetWasAfterItHasGone) {
+  injector_.setTargetScreen(1);
+  displays_.set({kFirst});
+  injector_.move(0.5, 0.5);
+  EXPECT_EQ(input_.pointerActions, std::vector{fakes::FakeDesktopInput::moved(12, 0.5, 0.5)});
+}
+
+TEST_F(InputTargetTest, turnsMotionsWithTheTargetsRotation) {
+  displays_.set({display(5, QRect(0, 0, 2000, 1000), 180)});
+  injector_.setTargetScreen(0);
+  injector_.move(0.25, 0.25);
+  EXPECT_EQ(input_.pointerActions, std::vector{fakes::FakeDesktopInput::moved(5, 0.75, 0.75)});
 }
 
 TEST_F(InputTargetTest, logsModeAndOrigin) {

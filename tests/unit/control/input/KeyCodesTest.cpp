@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <map>
+#include <set>
 #include <string>
 
 #include "main/control/input/KeyCodes.h"
@@ -32,12 +33,22 @@ TEST(KeyCodes, holdsExactlyTheKeysOfTheTable) {
 }
 
 TEST(KeyCodes, findsEveryKeyByItsName) {
-  for (const KeyCode& key : keyCodes()) EXPECT_EQ(keyCodeFor(QString::fromLatin1(key.name)), key.code) << key.name;
+  for (const KeyCode& key : keyCodes()) EXPECT_EQ(findKey(QString::fromLatin1(key.name)), &key) << key.name;
+}
+
+// Where the kernel has them on a keyboard of the United States.
+TEST(KeyCodes, numbersPositionsAsTheKernelDoes) {
+  const std::pair<const char*, int> cases[] = {{"Enter", 28},      {"NumpadEnter", 96}, {"Escape", 1}, {"KeyA", 30},
+                                               {"KeyQ", 16},       {"KeyZ", 44},        {"Digit1", 2}, {"Digit0", 11},
+                                               {"ArrowLeft", 105}, {"BracketLeft", 26}, {"Quote", 40}, {"Period", 52}};
+  for (const auto& [name, code] : cases) EXPECT_EQ(findKey(QString::fromLatin1(name))->evdev, code) << name;
+  std::set<int> codes;
+  for (const KeyCode& key : keyCodes()) EXPECT_TRUE(codes.insert(key.evdev).second) << key.name;
 }
 
 TEST(KeyCodes, matchesNamesExactly) {
   for (const auto& name : {u"keya"_s, u"KEYA"_s, u"KeyA "_s, u" KeyA"_s, u"A"_s, u"a"_s, u""_s, u"Key"_s, u"enter"_s}) {
-    EXPECT_EQ(keyCodeFor(name), std::nullopt) << name.toStdString();
+    EXPECT_EQ(findKey(name), nullptr) << name.toStdString();
   }
 }
 
@@ -46,7 +57,7 @@ TEST(KeyCodes, knowsNoFunctionEditingModifierOrKeypadKeys) {
        {u"F1"_s,       u"F5"_s,        u"F12"_s,       u"Delete"_s,     u"Home"_s,        u"End"_s,     u"PageUp"_s,
         u"PageDown"_s, u"Backquote"_s, u"ShiftLeft"_s, u"ShiftRight"_s, u"ControlLeft"_s, u"AltLeft"_s, u"AltRight"_s,
         u"MetaLeft"_s, u"CapsLock"_s,  u"Numpad0"_s,   u"Numpad9"_s,    u"NumpadAdd"_s,   u"Insert"_s}) {
-    EXPECT_EQ(keyCodeFor(name), std::nullopt) << name.toStdString();
+    EXPECT_EQ(findKey(name), nullptr) << name.toStdString();
   }
 }
 

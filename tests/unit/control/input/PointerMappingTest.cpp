@@ -80,16 +80,12 @@ TEST(PointerMapping, takesUnknownButtonsForTheLeftOne) {
   }
 }
 
-TEST(PointerMapping, givesTheCentreButtonTheTypesOfTheLeft) {
-  EXPECT_EQ(downTypeFor(PointerButton::left), PointerEventType::leftDown);
-  EXPECT_EQ(downTypeFor(PointerButton::centre), PointerEventType::leftDown);
-  EXPECT_EQ(downTypeFor(PointerButton::right), PointerEventType::rightDown);
-  EXPECT_EQ(upTypeFor(PointerButton::left), PointerEventType::leftUp);
-  EXPECT_EQ(upTypeFor(PointerButton::centre), PointerEventType::leftUp);
-  EXPECT_EQ(upTypeFor(PointerButton::right), PointerEventType::rightUp);
-  EXPECT_EQ(dragTypeFor(PointerButton::left), PointerEventType::leftDragged);
-  EXPECT_EQ(dragTypeFor(PointerButton::centre), PointerEventType::leftDragged);
-  EXPECT_EQ(dragTypeFor(PointerButton::right), PointerEventType::rightDragged);
+TEST(PointerMapping, tellsFractionsOfTheFrame) {
+  const QRectF frame(1920, -200, 800, 600);
+  EXPECT_EQ(fractionOf(frame, QPointF(2320, 100)), QPointF(0.5, 0.5));
+  EXPECT_EQ(fractionOf(frame, QPointF(2720, 400)), QPointF(1, 1));
+  EXPECT_EQ(fractionOf(frame, QPointF(1120, 1000)), QPointF(-1, 2));
+  EXPECT_EQ(fractionOf(QRectF(), QPointF(3, 4)), QPointF(0, 0));
 }
 
 TEST(PointerMapping, negatesOnlyTheVerticalWheel) {

@@ -1,8 +1,13 @@
+#include <sys/mman.h>
+#include <unistd.h>
+
 #include <random>
+#include <tuple>
 
 #include "main/video/sources/FrameConverter.h"
 #include "tests/unit/video/sources/SourceTesting.h"
 #include "third_party/libyuv/include/libyuv/convert.h"
+#include "third_party/libyuv/include/libyuv/rotate.h"
 #include "third_party/libyuv/include/libyuv/scale.h"
 
 namespace vantora {
@@ -18,8 +23,23 @@ class Canvas {
   void scribble(int top, int bottom) {
     for (int i = top * stride(); i < bottom * stride(); ++i) bytes_[static_cast<std::size_t>(i)] = noise();
   }
-  ScreenPicture picture(int top, int bottom) const { return {bytes_.data(), stride(), width_, height_, top, bottom}; }
-  ScreenPicture picture() const { return picture(0, height_); }
+  void scribble(const QRect& rect) {
+    for (int y = rect.top(); y <= rect.bottom(); ++y) {
+      for (int i = 0; i < rect.width() * 4; ++i) {
+        bytes_[static_cast<std::size_t>(y * stride() + rect.left() * 4 + i)] = noise();
+      }
+    }
+  }
+  CapturedFrame picture(std::vector<QRect> damage) const {
+    CapturedFrame frame;
+    frame.memory = CpuPixels{bytes_.data(), stride()};
+    frame.size = {width_, height_};
+    frame.damage = std::move(damage);
+    return frame;
+  }
+  CapturedFrame picture(int top, int bottom) const { return picture({QRect(0, top, width_, bottom - top)}); }
+  CapturedFrame picture() const { return picture(0, height_); }
+  const std::vector<std::uint8_t>& bytes() const { return bytes_; }
   int stride() const { return width_ * 4 + 24; }
 
  private:
@@ -31,10 +51,11 @@ class Canvas {
   std::mt19937 random_{42};
 };
 
-rtc::scoped_refptr<webrtc::I420Buffer> whole(const ScreenPicture& picture) {
-  auto frame = webrtc::I420Buffer::Create(picture.width, picture.height);
-  libyuv::ARGBToI420(picture.bgra, picture.stride, frame->MutableDataY(), frame->StrideY(), frame->MutableDataU(),
-                     frame->StrideU(), frame->MutableDataV(), frame->StrideV(), picture.width, picture.height);
+rtc::scoped_refptr<webrtc::I420Buffer> whole(const CapturedFrame& picture) {
+  const CpuPixels& pixels = std::get<CpuPixels>(picture.memory);
+  auto frame = webrtc::I420Buffer::Create(picture.size.width(), picture.size.height());
+  libyuv::ARGBToI420(pixels.data, pixels.stride, frame->MutableDataY(), frame->StrideY(), frame->MutableDataU(),
+                     frame->StrideU(), frame->MutableDataV(), frame->StrideV(), frame->width(), frame->height());
   return frame;
 }
 
@@ -100,6 +121,118 @@ TEST(FrameConverter, takesUnchangedRowsFromTheFrameBefore) {
     EXPECT_TRUE(testing_support::samePicture(*before, *untouched)) << "the encoder may still be reading it";
     before = frame;
   }
+}
+
+TEST(FrameConverter, convertsOnlyTheDamagedRectangles) {
+  Canvas canvas(333, 251);
+  FrameConverter converter;
+  converter.setFrameSize({333, 251});
+  auto before = converter.newFrame();
+  EXPECT_EQ(converter.convert(canvas.picture(), before), QRect(0, 0, 333, 251));
+  const std::vector<QRect> damage{QRect(3, 5, 10, 7), QRect(200, 100, 133, 151), QRect(332, 0, 1, 1)};
+  for (const QRect& rect : damage) canvas.scribble(rect);
+  const CapturedFrame captured = canvas.picture(damage);
+  const auto expected = whole(captured);
+  // What is not damaged is not read again: it would differ from what was captured.
+  canvas.scribble(QRect(50, 50, 40, 20));
+  const auto frame = converter.newFrame();
+  EXPECT_EQ(converter.convert(captured, frame), QRect(2, 0, 331, 251));
+  EXPECT_TRUE(testing_support::samePicture(*frame, *expected));
+}
+
+TEST(FrameConverter, tellsThatNothingChanged) {
+  const Canvas canvas(64, 48);
+  for (const QSize& size : {QSize(64, 48), QSize(32, 24)}) {
+    FrameConverter converter;
+    converter.setFrameSize(size);
+    EXPECT_EQ(converter.convert(canvas.picture(), converter.newFrame()), QRect(QPoint(0, 0), size));
+    const auto changed = converter.convert(canvas.picture(std::vector<QRect>()), converter.newFrame());
+    ASSERT_TRUE(changed);
+    EXPECT_TRUE(changed->isEmpty());
+  }
+}
+
+// Outside of the rectangle the frames are the same, bit for bit.
+TEST(FrameConverter, tellsWhereAScaledFrameChanged) {
+  for (const QSize& size : {QSize(160, 90), QSize(500, 400), QSize(332, 250)}) {
+    Canvas canvas(333, 251);
+    FrameConverter converter;
+    converter.setFrameSize(size);
+    auto before = converter.newFrame();
+    converter.convert(canvas.picture(), before);
+    for (const QRect& rect :
+         {QRect(0, 0, 1, 1), QRect(100, 77, 13, 21), QRect(332, 250, 1, 1), QRect(0, 120, 333, 2)}) {
+      canvas.scribble(rect);
+      const auto frame = converter.newFrame();
+      const auto changed = converter.convert(canvas.picture(std::vector{rect}), frame);
+      ASSERT_TRUE(changed);
+      EXPECT_TRUE(QRect(QPoint(0, 0), size).contains(*changed));
+      for (int y = 0; y < size.height(); ++y) {
+        for (int x = 0; x < size.width(); ++x) {
+          if (changed->contains(x, y)) continue;
+          ASSERT_EQ(frame->DataY()[y * frame->StrideY() + x], before->DataY()[y * before->StrideY() + x])
+              << x << ' ' << y;
+        }
+      }
+      before = frame;
+    }
+  }
+}
+
+TEST(FrameConverter, readsBothOrdersOfColours) {
+  const Canvas canvas(32, 16);
+  CapturedFrame captured = canvas.picture();
+  captured.format = PixelFormat::rgbx;
+  FrameConverter converter;
+  converter.setFrameSize({32, 16});
+  const auto frame = converter.newFrame();
+  converter.convert(captured, frame);
+  EXPECT_FALSE(testing_support::samePicture(*frame, *whole(captured)));
+  std::vector<std::uint8_t> swapped = canvas.bytes();
+  for (std::size_t i = 0; i + 2 < swapped.size(); i += 4) std::swap(swapped[i], swapped[i + 2]);
+  captured.memory = CpuPixels{swapped.data(), canvas.stride()};
+  EXPECT_TRUE(testing_support::samePicture(*frame, *whole(captured)));
+}
+
+TEST(FrameConverter, turnsAPictureUpright) {
+  const Canvas canvas(40, 20);
+  for (const auto& [degrees, size, rotation] :
+       {std::tuple(90, QSize(20, 40), libyuv::kRotate90), std::tuple(180, QSize(40, 20), libyuv::kRotate180),
+        std::tuple(270, QSize(20, 40), libyuv::kRotate270)}) {
+    CapturedFrame captured = canvas.picture();
+    const auto flat = whole(captured);
+    captured.rotationDegrees = degrees;
+    FrameConverter converter;
+    converter.setFrameSize(size);
+    const auto frame = converter.newFrame();
+    EXPECT_EQ(converter.convert(captured, frame), QRect(QPoint(0, 0), size));
+    auto turned = webrtc::I420Buffer::Create(size.width(), size.height());
+    libyuv::I420Rotate(flat->DataY(), flat->StrideY(), flat->DataU(), flat->StrideU(), flat->DataV(), flat->StrideV(),
+                       turned->MutableDataY(), turned->StrideY(), turned->MutableDataU(), turned->StrideU(),
+                       turned->MutableDataV(), turned->StrideV(), 40, 20, rotation);
+    EXPECT_TRUE(testing_support::samePicture(*frame, *turned)) << degrees;
+  }
+}
+
+TEST(FrameConverter, readsPixelsBehindADescriptor) {
+  const Canvas canvas(64, 48);
+  constexpr std::uint32_t kOffset = 4096;
+  const int descriptor = ::memfd_create("pixels", MFD_CLOEXEC);
+  ASSERT_GE(descriptor, 0);
+  ASSERT_EQ(::pwrite(descriptor, canvas.bytes().data(), canvas.bytes().size(), kOffset),
+            static_cast<ssize_t>(canvas.bytes().size()));
+  CapturedFrame captured = canvas.picture();
+  captured.memory = DmaBufPixels{descriptor, kOffset, static_cast<std::uint32_t>(canvas.stride())};
+  FrameConverter converter;
+  converter.setFrameSize({64, 48});
+  const auto frame = converter.newFrame();
+  EXPECT_EQ(converter.convert(captured, frame), QRect(0, 0, 64, 48));
+  EXPECT_TRUE(testing_support::samePicture(*frame, *whole(canvas.picture())));
+  captured.memory = DmaBufPixels{descriptor, kOffset, static_cast<std::uint32_t>(canvas.stride()), 1};
+  EXPECT_EQ(converter.convert(captured, converter.newFrame()), std::nullopt) << "not laid out in rows";
+  captured.memory = DmaBufPixels{-1};
+  EXPECT_EQ(converter.convert(captured, converter.newFrame()), std::nullopt);
+  ::close(descriptor);
 }
 
 TEST(FrameConverter, startsAfreshWhenTheFramesSizeComesBack) {

@@ -46,6 +46,50 @@ TEST_F(FrameSourceTest, handsOnTheVeryBufferOfEverySizeThatWasAskedFor) {
   }
 }
 
+TEST_F(FrameSourceTest, handsOnWhatChangedSinceTheLastFrameThatWasWanted) {
+  const auto frame = webrtc::I420Buffer::Create(640, 480);
+  webrtc::I420Buffer::SetBlack(frame.get());
+  std::int64_t time = 0;
+  const auto pushChanged = [&](std::optional<QRect> changed) {
+    return source->push(frame, time += 1'000'000, changed);
+  };
+  const QRect whole(0, 0, 640, 480);
+  EXPECT_FALSE(pushChanged(QRect(0, 0, 4, 4))) << "nobody is there";
+  FrameSink sink(source.get());
+  ASSERT_TRUE(pushChanged(QRect(10, 10, 4, 4)));
+  EXPECT_EQ(sink.last().changed, whole) << "the first frame that the sink sees";
+  ASSERT_TRUE(pushChanged(QRect(10, 10, 4, 4)));
+  EXPECT_EQ(sink.last().changed, QRect(10, 10, 4, 4));
+  ASSERT_TRUE(pushChanged(QRect()));
+  EXPECT_EQ(sink.last().changed, QRect());
+  source->setActive(false);
+  EXPECT_FALSE(pushChanged(QRect(100, 100, 8, 8)));
+  EXPECT_FALSE(pushChanged(QRect(300, 50, 8, 8)));
+  source->setActive(true);
+  ASSERT_TRUE(pushChanged(QRect(200, 200, 2, 2)));
+  EXPECT_EQ(sink.last().changed, QRect(QPoint(100, 50), QPoint(307, 201)));
+  ASSERT_TRUE(pushChanged(std::nullopt));
+  EXPECT_EQ(sink.last().changed, whole);
+  ASSERT_TRUE(pushChanged(QRect(630, 470, 100, 100)));
+  EXPECT_EQ(sink.last().changed, QRect(630, 470, 10, 10));
+  source->setActive(false);
+  EXPECT_FALSE(pushChanged(std::nullopt));
+  source->setActive(true);
+  ASSERT_TRUE(pushChanged(QRect()));
+  EXPECT_EQ(sink.last().changed, whole);
+}
+
+TEST_F(FrameSourceTest, scalesWhatChangedWithTheFrame) {
+  FrameSink sink(source.get());
+  source->adaptOutputFormat(320, 240, 30);
+  const auto frame = webrtc::I420Buffer::Create(640, 480);
+  webrtc::I420Buffer::SetBlack(frame.get());
+  ASSERT_TRUE(source->push(frame, 1'000'000));
+  ASSERT_TRUE(source->push(frame, 2'000'000, QRect(100, 200, 20, 10)));
+  EXPECT_TRUE(sink.last().changed.contains(QRect(50, 100, 10, 5)));
+  EXPECT_LT(sink.last().changed.width() * sink.last().changed.height(), 40 * 40);
+}
+
 TEST_F(FrameSourceTest, cropsAndScalesFramesOfAnotherSize) {
   FrameSink sink(source.get());
   source->adaptOutputFormat(640, 360, 30);

@@ -20,10 +20,10 @@ TEST_F(ScreenSourceLifeTest, readsNothingWhileInactiveButTheFirstPicture) {
   ASSERT_TRUE(start(*source));
   EXPECT_EQ(log.count(u"[sc] frame size now 64x48"), 1);
   EXPECT_GT(source->lastCaptureWallNs(), 0);
-  const int looks = screen->looks();
+  const int polls = screen->polls();
   screen->paint(kWhite);
   pumpFor(200ms);
-  EXPECT_EQ(screen->looks(), looks);
+  EXPECT_EQ(screen->polls(), polls);
   EXPECT_EQ(sink.count(), 0u);
 }
 
@@ -72,13 +72,67 @@ TEST_F(ScreenSourceLifeTest, sendsNothingAfterTheStop) {
   EXPECT_TRUE(pumpUntil([&] { return sink.count() > frames; }));
 }
 
+TEST_F(ScreenSourceLifeTest, beginsOnceThePersonHasConsented) {
+  screen->setAsking(true);
+  const auto source = make(64, 48, 60);
+  FrameSink sink(source->native());
+  bool ended = false;
+  source->start([&] { ended = true; });
+  ASSERT_TRUE(pumpUntil([&] { return screen->opens() == 1; }));
+  pumpFor(50ms);
+  EXPECT_FALSE(ended);
+  EXPECT_TRUE(log.lines().isEmpty() && permissions.isEmpty());
+  EXPECT_EQ(sink.count(), 0U);
+  screen->setAsking(false);
+  ASSERT_TRUE(pumpUntil([&] { return ended && sink.count() > 0; }));
+  EXPECT_EQ(screen->opens(), 2);
+}
+
+TEST_F(ScreenSourceLifeTest, isRefusedByAPersonWhoSaysNo) {
+  screen->setAsking(true);
+  screen->refuseWith(QStringLiteral("not today"));
+  const auto source = make(64, 48, 60);
+  bool ended = false;
+  source->start([&] { ended = true; });
+  ASSERT_TRUE(pumpUntil([&] { return screen->opens() == 1; }));
+  screen->setAsking(false);
+  ASSERT_TRUE(pumpUntil([&] { return ended && !permissions.isEmpty(); }));
+  EXPECT_EQ(log.lines(), testing_support::refusalLines());
+}
+
+TEST_F(ScreenSourceLifeTest, forgetsTheQuestionWhenItIsStopped) {
+  screen->setAsking(true);
+  const auto source = make(64, 48, 60);
+  FrameSink sink(source->native());
+  int ended = 0;
+  source->start([&] { ++ended; });
+  ASSERT_TRUE(pumpUntil([&] { return screen->opens() == 1; }));
+  source->stop();
+  ASSERT_TRUE(pumpUntil([&] { return ended == 1; }));
+  screen->setAsking(false);
+  pumpFor(50ms);
+  EXPECT_EQ(screen->opens(), 1);
+  EXPECT_EQ(sink.count(), 0U);
+  source->start([&] { ++ended; });
+  ASSERT_TRUE(pumpUntil([&] { return ended == 2 && sink.count() > 0; }));
+}
+
+TEST_F(ScreenSourceLifeTest, endsWhileThePersonIsAsked) {
+  screen->setAsking(true);
+  auto source = make(64, 48, 60);
+  source->start([] { FAIL(); });
+  ASSERT_TRUE(pumpUntil([&] { return screen->opens() == 1; }));
+  source.reset();
+  pumpFor(10ms);
+}
+
 TEST_F(ScreenSourceLifeTest, endsWhileTheDisplaySaysNothing) {
   auto source = make(64, 48, 60);
   ASSERT_TRUE(start(*source));
   screen->setSilent(true);
-  const int looks = screen->looks();
+  const int polls = screen->polls();
   screen->paint(kWhite);
-  ASSERT_TRUE(pumpUntil([&] { return screen->looks() > looks; }));
+  ASSERT_TRUE(pumpUntil([&] { return screen->polls() > polls; }));
   source.reset();
   EXPECT_EQ(screen->closes(), 1);
 }

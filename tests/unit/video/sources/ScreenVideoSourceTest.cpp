@@ -188,7 +188,7 @@ TEST_F(ScreenVideoSourceTest, sendsFramesOfTheRequestedSizeFromItsOwnThread) {
   EXPECT_EQ(sink.last().width, 101);
   EXPECT_EQ(sink.last().height, 35);
   EXPECT_EQ(sink.last().luma, kWhiteLuma);
-  EXPECT_EQ(sink.last().thread, screen->lookThread());
+  EXPECT_EQ(sink.last().thread, screen->pollThread());
   EXPECT_NE(sink.last().thread, std::this_thread::get_id());
 }
 
@@ -245,9 +245,9 @@ TEST_F(ScreenVideoSourceTest, repeatsAStillPictureWithoutReadingTheDisplay) {
 TEST_F(ScreenVideoSourceTest, sendsNothingForAChangeThatDoesNotShow) {
   const auto source = make(64, 48, 60);
   ASSERT_TRUE(start(*source));
-  const int looks = screen->looks();
+  const int polls = screen->polls();
   screen->touch();
-  ASSERT_TRUE(pumpUntil([&] { return screen->looks() > looks; }));
+  ASSERT_TRUE(pumpUntil([&] { return screen->polls() > polls; }));
   EXPECT_EQ(screen->reads(), 1);
 }
 

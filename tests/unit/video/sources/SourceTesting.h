@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <QCoreApplication>
+#include <QRect>
 #include <QStringList>
 #include <chrono>
 #include <functional>
@@ -81,6 +82,7 @@ class FrameSink final : public rtc::VideoSinkInterface<webrtc::VideoFrame> {
     const void* buffer = nullptr;
     std::thread::id thread;
     std::chrono::steady_clock::time_point arrived;
+    QRect changed = {};  // Since the frame before.
   };
 
   explicit FrameSink(webrtc::VideoTrackSourceInterface* source, const rtc::VideoSinkWants& wants = {})
@@ -93,9 +95,11 @@ class FrameSink final : public rtc::VideoSinkInterface<webrtc::VideoFrame> {
     const auto buffer = frame.video_frame_buffer();
     const auto i420 = buffer->ToI420();
     const int luma = i420->DataY()[i420->height() / 2 * i420->StrideY() + i420->width() / 2];
+    const auto update = frame.update_rect();
     const std::lock_guard lock(mutex_);
     frames_.push_back({frame.width(), frame.height(), luma, frame.timestamp_us(), buffer.get(),
-                       std::this_thread::get_id(), std::chrono::steady_clock::now()});
+                       std::this_thread::get_id(), std::chrono::steady_clock::now(),
+                       QRect(update.offset_x, update.offset_y, update.width, update.height)});
     last_ = i420;
   }
   void want(const rtc::VideoSinkWants& wants) { source_->AddOrUpdateSink(this, wants); }

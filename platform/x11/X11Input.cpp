@@ -1,4 +1,4 @@
-#include "platform/x11/X11InputSynthesis.h"
+#include "platform/x11/X11Input.h"
 
 #include <xcb/xtest.h>
 
@@ -6,7 +6,9 @@
 #include <array>
 #include <cmath>
 #include <map>
+#include <optional>
 #include <tuple>
+#include <utility>
 #include <vector>
 
 #include "base/ThreadAffinity.h"
@@ -37,19 +39,22 @@ LogicalButton logicalButton(PointerButton button) {
   return 1;
 }
 
-// The pixel that `position` lies in, kept within [low, low + size) so that the far edge of a
-// display does not land on its neighbour. A size of 0 sets no limit.
-std::int16_t pixel(double position, double low, double size) {
-  if (std::isnan(position)) position = low;
-  if (size > 0) position = std::clamp(position, low, std::max(low, low + size - 1));
-  return static_cast<std::int16_t>(std::clamp(std::floor(position), -32768.0, 32767.0));
+// The pixel of [low, low + size) in which the fraction lies, so that the far edge of a display does not land on its
+// neighbour.
+std::int16_t pixel(double fraction, int low, int size) {
+  // Fractions are made of pixels by dividing, and the product may end just below the pixel again.
+  constexpr double kRounding = 1e-6;
+  if (std::isnan(fraction)) fraction = 0;
+  const double inside = std::floor(std::clamp(fraction, 0.0, 1.0) * size + kRounding);
+  const double position = low + std::clamp(inside, 0.0, std::max(size - 1.0, 0.0));
+  return static_cast<std::int16_t>(std::clamp(position, -32768.0, 32767.0));
 }
 
-class X11InputSynthesis final : public InputSynthesis {
+class X11Input final : public DesktopInput {
  public:
-  explicit X11InputSynthesis(const QString& displayName) : connection_(displayName) {}
+  X11Input(const QString& displayName, Displays& displays) : connection_(displayName), displays_(displays) {}
 
-  ~X11InputSynthesis() override {
+  ~X11Input() override {
     // A server keeps keys down that a client pressed, even when the client has gone.
     if (xcb_connection_t* connection = connection_.lastWords(); connection != nullptr && hasTest_) {
       letGo(connection);
@@ -59,43 +64,41 @@ class X11InputSynthesis final : public InputSynthesis {
     }
   }
 
-  bool usable() override {
-    affinity_.check("X11InputSynthesis::usable");
+  void requestPermission(Answer answer) override {
+    affinity_.check("X11Input::requestPermission");
     // A server that has just gone shows only when it is spoken to.
-    return ready() != nullptr && connection_.answers();
+    const bool usable = ready() != nullptr && connection_.answers();
+    answer({.granted = usable, .reason = xwayland_ ? kXwaylandTakesNothing.toString() : QString()});
   }
 
-  QString refusal() override { return xwayland_ ? kXwaylandTakesNothing.toString() : QString(); }
-
-  void postPointer(const PointerEvent& event) override {
-    affinity_.check("X11InputSynthesis::postPointer");
+  void moveTo(std::uint32_t displayId, double fx, double fy) override {
+    affinity_.check("X11Input::moveTo");
+    const auto bounds = boundsOf(displayId);
+    if (!bounds) return;
     xcb_connection_t* connection = ready();
     if (connection == nullptr) return;
     drain(connection);
-    fake(connection, XCB_MOTION_NOTIFY, 0, pixel(event.point.x(), event.frame.x(), event.frame.width()),
-         pixel(event.point.y(), event.frame.y(), event.frame.height()));
-    const LogicalButton button = logicalButton(event.button);
-    switch (event.type) {
-      case PointerEventType::leftDown:
-      case PointerEventType::rightDown:
-        releaseButton(connection, button);
-        heldButtons_[button] = physicalButton(connection, button);
-        fake(connection, XCB_BUTTON_PRESS, heldButtons_[button]);
-        break;
-      case PointerEventType::leftUp:
-      case PointerEventType::rightUp:
-        releaseButton(connection, button);
-        break;
-      case PointerEventType::moved:
-      case PointerEventType::leftDragged:
-      case PointerEventType::rightDragged:
-        break;  // On X a drag is motion while a button is down.
+    fake(connection, XCB_MOTION_NOTIFY, 0, pixel(fx, bounds->x(), bounds->width()),
+         pixel(fy, bounds->y(), bounds->height()));
+    xcb_flush(connection);
+  }
+
+  void button(PointerButton button, bool down) override {
+    affinity_.check("X11Input::button");
+    xcb_connection_t* connection = ready();
+    if (connection == nullptr) return;
+    drain(connection);
+    const LogicalButton logical = logicalButton(button);
+    releaseButton(connection, logical);
+    if (down) {
+      heldButtons_[logical] = physicalButton(connection, logical);
+      fake(connection, XCB_BUTTON_PRESS, heldButtons_[logical]);
     }
     xcb_flush(connection);
   }
 
-  void postScroll(const ScrollEvent& event) override {
-    affinity_.check("X11InputSynthesis::postScroll");
+  void wheel(const ScrollEvent& event) override {
+    affinity_.check("X11Input::wheel");
     xcb_connection_t* connection = ready();
     if (connection == nullptr) return;
     drain(connection);
@@ -104,8 +107,8 @@ class X11InputSynthesis final : public InputSynthesis {
     xcb_flush(connection);
   }
 
-  bool postKey(const KeyEvent& event) override {
-    affinity_.check("X11InputSynthesis::postKey");
+  bool key(std::uint16_t code, bool down, const KeyModifiers& modifiers) override {
+    affinity_.check("X11Input::key");
     xcb_connection_t* connection = ready();
     if (connection == nullptr) return false;
     KeyboardState state;
@@ -115,17 +118,17 @@ class X11InputSynthesis final : public InputSynthesis {
     keyboard_.refresh(connection_);
     settlePutBack(connection, state.down);
 
-    const auto held = heldKeys_.find(event.name);
+    const auto held = heldKeys_.find(code);
     // A key is released where it was pressed, even if the layout has changed since.
-    const Keycode keycode = held != heldKeys_.end() ? held->second.keycode : keyboard_.keycode(event.name);
+    const Keycode keycode = held != heldKeys_.end() ? held->second.keycode : keyboard_.keycode(code);
     if (keycode == 0) return false;
-    if (!event.down && held == heldKeys_.end()) return true;
+    if (!down && held == heldKeys_.end()) return true;
 
-    const ModifierPlan plan = planModifiers(keyboard_.modifiers(), event.modifiers, state.down, ownModifiers_);
+    const ModifierPlan plan = planModifiers(keyboard_.modifiers(), modifiers, state.down, ownModifiers_);
     for (const Keycode key : plan.lift) setModifier(connection, key, false);
     for (const Keycode key : plan.press) setModifier(connection, key, true);
-    if (event.down) {
-      pressKey(connection, event.name, keycode, state.repeats);
+    if (down) {
+      pressKey(connection, code, keycode, state.repeats);
     } else {
       releaseKey(connection, held->second, state.repeats);
       heldKeys_.erase(held);
@@ -140,7 +143,7 @@ class X11InputSynthesis final : public InputSynthesis {
   }
 
   void releaseAll() override {
-    affinity_.check("X11InputSynthesis::releaseAll");
+    affinity_.check("X11Input::releaseAll");
     xcb_connection_t* connection = ready();
     // What is written to a silent server now is done when it goes on, although nobody may be there to ask then.
     if (connection == nullptr && hasTest_) connection = connection_.lastWords();
@@ -157,6 +160,14 @@ class X11InputSynthesis final : public InputSynthesis {
     Keymap down;
     Keymap repeats;
   };
+
+  // Of a display that has gone: as they were last.
+  std::optional<QRect> boundsOf(std::uint32_t displayId) {
+    const std::vector<Display> all = displays_.list();
+    const auto found = std::ranges::find(all, displayId, &Display::id);
+    if (found != all.end()) lastTarget_ = {displayId, found->bounds};
+    return lastTarget_ && lastTarget_->first == displayId ? std::optional(lastTarget_->second) : std::nullopt;
+  }
 
   // The live connection with the test extension, prepared; null when there is none.
   xcb_connection_t* ready() {
@@ -235,8 +246,8 @@ class X11InputSynthesis final : public InputSynthesis {
   // its own pace and also when the viewer is long gone: a lost release would write or delete text
   // without end. So the repetition of this one key is off while the viewer holds it, and
   // each repetition comes from the viewer's own keyboard.
-  void pressKey(xcb_connection_t* connection, const QString& name, Keycode keycode, const Keymap& repeats) {
-    const auto [held, fresh] = heldKeys_.try_emplace(name, HeldKey{keycode, repeats[keycode]});
+  void pressKey(xcb_connection_t* connection, std::uint16_t code, Keycode keycode, const Keymap& repeats) {
+    const auto [held, fresh] = heldKeys_.try_emplace(code, HeldKey{keycode, repeats[keycode]});
     if (fresh && repeats[keycode]) setRepeats(connection, Keymap(repeats).reset(keycode));
     if (!fresh) fake(connection, XCB_KEY_RELEASE, keycode);
     fake(connection, XCB_KEY_PRESS, keycode);
@@ -283,7 +294,7 @@ class X11InputSynthesis final : public InputSynthesis {
       KeyboardState state;
       const bool known = readState(connection, state);
       if (!known) state.repeats = lastRepeats_;
-      for (const auto& [name, key] : heldKeys_) releaseKey(connection, key, state.repeats);
+      for (const auto& [code, key] : heldKeys_) releaseKey(connection, key, state.repeats);
       heldKeys_.clear();
       if (known) settlePutBack(connection, state.down);
     }
@@ -295,6 +306,8 @@ class X11InputSynthesis final : public InputSynthesis {
 
   ThreadAffinity affinity_;
   X11Connection connection_;
+  Displays& displays_;
+  std::optional<std::pair<std::uint32_t, QRect>> lastTarget_;
   std::uint64_t generation_ = 0;
   bool xwayland_ = false;  // The server passes nothing on to the desktop.
   bool hasTest_ = false;
@@ -304,7 +317,7 @@ class X11InputSynthesis final : public InputSynthesis {
   bool pointerMapStale_ = true;
 
   std::array<std::uint8_t, 8> heldButtons_{};  // Physical button that was pressed, by logical button; 0: up.
-  std::map<QString, HeldKey> heldKeys_;        // By the viewer's name: bounded by the table of positions.
+  std::map<std::uint16_t, HeldKey> heldKeys_;  // By the kernel's code: bounded by the table of positions.
   Keymap ownModifiers_;                        // Modifier keys that we hold for the viewer.
   Keymap putBack_;                             // Modifier keys that we pressed again for a person.
   WheelClicks verticalWheel_;
@@ -313,8 +326,8 @@ class X11InputSynthesis final : public InputSynthesis {
 
 }  // namespace
 
-std::unique_ptr<InputSynthesis> makeX11InputSynthesis(const QString& displayName) {
-  return std::make_unique<X11InputSynthesis>(displayName);
+std::unique_ptr<DesktopInput> makeX11Input(const QString& displayName, Displays& displays) {
+  return std::make_unique<X11Input>(displayName, displays);
 }
 
 }  // namespace vantora

@@ -1,0 +1,27 @@
+// What every desktop on Linux has, whatever its window system.
+#pragma once
+
+#include <memory>
+
+#include "platform/DesktopSession.h"
+#include "platform/linux/LinuxMachineIdentity.h"
+
+namespace vantora {
+
+// The clipboard is the toolkit's, which lives in another process: `clipboard` must outlive this object.
+class LinuxDesktop : public DesktopSession {
+ public:
+  explicit LinuxDesktop(Clipboard& clipboard);
+
+  Clipboard& clipboard() override { return clipboard_; }
+  SupportTools& supportTools() override { return *supportTools_; }
+  const MachineIdentity& machine() const override { return machine_; }
+  std::function<QString()> downloadFolder() const override;
+
+ private:
+  Clipboard& clipboard_;
+  const std::unique_ptr<SupportTools> supportTools_;
+  const LinuxMachineIdentity machine_;
+};
+
+}  // namespace vantora

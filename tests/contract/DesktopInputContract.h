@@ -1,0 +1,154 @@
+// What every DesktopInput must do, whatever desktop it drives. Include it once in a test program
+// for each implementation, and instantiate DesktopInputContract with a factory of benches.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <linux/input-event-codes.h>
+
+#include <QPointF>
+#include <cmath>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <set>
+
+#include "platform/DesktopInput.h"
+#include "platform/Displays.h"
+
+namespace vantora {
+
+// An implementation and a way to see what became of its desktop, which nobody else uses.
+class DesktopInputBench {
+ public:
+  virtual ~DesktopInputBench() = default;
+  // One of at least 200 x 100 pixels.
+  virtual Displays& displays() = 0;
+  virtual DesktopInput& input() = 0;
+  virtual QPointF pointerPosition() = 0;
+  virtual std::set<PointerButton> heldButtons() = 0;
+  // Of KEY_A, KEY_B and KEY_ENTER.
+  virtual std::set<std::uint16_t> heldKeys() = 0;
+  // The desktop goes away.
+  virtual void lose() = 0;
+};
+
+class DesktopInputContract : public testing::TestWithParam<std::function<std::unique_ptr<DesktopInputBench>()>> {
+ protected:
+  void SetUp() override {
+    bench_ = GetParam()();
+    ASSERT_TRUE(bench_);
+  }
+  DesktopInput& input() { return bench_->input(); }
+  Display display() { return bench_->displays().list().front(); }
+  InputPermission permission() {
+    std::optional<InputPermission> found;
+    input().requestPermission([&](const InputPermission& answer) { found = answer; });
+    EXPECT_TRUE(found) << "nobody has to be asked here";
+    return found.value_or(InputPermission());
+  }
+  bool key(std::uint16_t code, bool down, KeyModifiers modifiers = {}) { return input().key(code, down, modifiers); }
+
+  // No keyboard has it.
+  static constexpr std::uint16_t kNoSuchKey = 0x2ff;
+
+  std::unique_ptr<DesktopInputBench> bench_;
+};
+
+TEST_P(DesktopInputContract, isPermittedOnALivingDesktop) {
+  EXPECT_TRUE(permission().granted);
+  EXPECT_TRUE(permission().reason.isEmpty());
+}
+
+TEST_P(DesktopInputContract, movesThePointerToThePlace) {
+  const QRect bounds = display().bounds;
+  input().moveTo(display().id, 33.0 / bounds.width(), 44.0 / bounds.height());
+  EXPECT_EQ(bench_->pointerPosition(), QPointF(33, 44));
+}
+
+TEST_P(DesktopInputContract, neverLeavesTheDisplay) {
+  const QRect bounds = display().bounds;
+  input().moveTo(display().id, 1, 1);
+  EXPECT_EQ(bench_->pointerPosition(), QPointF(bounds.right(), bounds.bottom()));
+  input().moveTo(display().id, -5, 1000);
+  EXPECT_EQ(bench_->pointerPosition(), QPointF(0, bounds.bottom()));
+  input().moveTo(display().id, std::nan(""), 0);
+  EXPECT_EQ(bench_->pointerPosition(), QPointF(0, 0));
+}
+
+TEST_P(DesktopInputContract, staysWhereItIsForADisplayThatThereNeverWas) {
+  input().moveTo(display().id, 0, 0);
+  input().moveTo(display().id + 12'345, 1, 1);
+  EXPECT_EQ(bench_->pointerPosition(), QPointF(0, 0));
+}
+
+TEST_P(DesktopInputContract, holdsEachButtonUntilItsOwnRelease) {
+  input().button(PointerButton::left, true);
+  input().button(PointerButton::right, true);
+  input().button(PointerButton::centre, true);
+  EXPECT_EQ(bench_->heldButtons(), (std::set{PointerButton::left, PointerButton::right, PointerButton::centre}));
+  input().button(PointerButton::left, false);
+  EXPECT_EQ(bench_->heldButtons(), (std::set{PointerButton::right, PointerButton::centre}));
+  input().button(PointerButton::right, false);
+  input().button(PointerButton::centre, false);
+  EXPECT_TRUE(bench_->heldButtons().empty());
+}
+
+TEST_P(DesktopInputContract, holdsAButtonOnceHoweverOftenItIsPressed) {
+  input().button(PointerButton::left, true);
+  input().button(PointerButton::left, true);
+  input().button(PointerButton::left, false);
+  EXPECT_TRUE(bench_->heldButtons().empty());
+}
+
+TEST_P(DesktopInputContract, holdsKeysUntilTheirRelease) {
+  EXPECT_TRUE(key(KEY_A, true));
+  EXPECT_TRUE(key(KEY_ENTER, true));
+  EXPECT_EQ(bench_->heldKeys(), (std::set<std::uint16_t>{KEY_A, KEY_ENTER}));
+  EXPECT_TRUE(key(KEY_A, true));
+  EXPECT_TRUE(key(KEY_A, false));
+  EXPECT_EQ(bench_->heldKeys(), std::set<std::uint16_t>{KEY_ENTER});
+  EXPECT_TRUE(key(KEY_ENTER, false));
+  EXPECT_TRUE(bench_->heldKeys().empty());
+}
+
+TEST_P(DesktopInputContract, takesTheReleaseOfAKeyThatIsNotHeld) {
+  EXPECT_TRUE(key(KEY_B, false));
+  EXPECT_TRUE(bench_->heldKeys().empty());
+}
+
+TEST_P(DesktopInputContract, saysThatItHasNoSuchKey) {
+  EXPECT_FALSE(key(kNoSuchKey, true));
+  EXPECT_FALSE(key(kNoSuchKey, false));
+}
+
+TEST_P(DesktopInputContract, releasesEverythingAtOnce) {
+  input().button(PointerButton::left, true);
+  input().button(PointerButton::centre, true);
+  EXPECT_TRUE(key(KEY_A, true, {.shift = true, .control = true}));
+  EXPECT_TRUE(key(KEY_B, true));
+  input().releaseAll();
+  EXPECT_TRUE(bench_->heldButtons().empty());
+  EXPECT_TRUE(bench_->heldKeys().empty());
+  EXPECT_TRUE(key(KEY_A, true));
+  EXPECT_EQ(bench_->heldKeys(), std::set<std::uint16_t>{KEY_A});
+  input().releaseAll();
+}
+
+TEST_P(DesktopInputContract, hasNothingToReleaseAtFirst) {
+  input().releaseAll();
+  EXPECT_TRUE(bench_->heldButtons().empty() && bench_->heldKeys().empty());
+}
+
+TEST_P(DesktopInputContract, hasNoEffectOnceTheDesktopIsGone) {
+  const std::uint32_t id = display().id;
+  bench_->lose();
+  EXPECT_FALSE(permission().granted);
+  input().moveTo(id, 0.5, 0.5);
+  input().button(PointerButton::left, true);
+  input().wheel({120, 120});
+  EXPECT_FALSE(key(KEY_A, true));
+  input().releaseAll();
+  EXPECT_FALSE(permission().granted);
+}
+
+}  // namespace vantora

@@ -1,0 +1,132 @@
+// Input that only writes down what was posted.
+#pragma once
+
+#include <algorithm>
+#include <cmath>
+#include <deque>
+#include <set>
+#include <utility>
+#include <vector>
+
+#include "platform/DesktopInput.h"
+#include "platform/Displays.h"
+
+namespace vantora::fakes {
+
+// Keeps to the contract of DesktopInput: it knows what is held, and without a desktop nothing has an effect. Answers at
+// once whether it may be used, or, while `asks` is set, when answer() says so, one question a call in their order.
+class FakeDesktopInput final : public DesktopInput {
+ public:
+  // One thing that was done with the pointer.
+  struct PointerAction {
+    enum class Kind { moved, pressed, released } kind = Kind::moved;
+    // Of a motion.
+    std::uint32_t displayId = 0;
+    double fx = 0;
+    double fy = 0;
+    // Of the others.
+    PointerButton button = PointerButton::left;
+    bool operator==(const PointerAction&) const = default;
+  };
+  static PointerAction moved(std::uint32_t displayId, double fx, double fy) {
+    return {PointerAction::Kind::moved, displayId, fx, fy, PointerButton::left};
+  }
+  static PointerAction pressed(PointerButton button) { return {PointerAction::Kind::pressed, 0, 0, 0, button}; }
+  static PointerAction released(PointerButton button) { return {PointerAction::Kind::released, 0, 0, 0, button}; }
+
+  struct KeyAction {
+    std::uint16_t code = 0;
+    bool down = false;
+    KeyModifiers modifiers = {};
+    bool operator==(const KeyAction&) const = default;
+  };
+
+  // `displays` tells where a motion ends; without them `position` stays.
+  explicit FakeDesktopInput(Displays* displays = nullptr) : displays_(displays) {}
+
+  void requestPermission(Answer answer) override {
+    if (asks) {
+      questions_.push_back(std::move(answer));
+    } else {
+      answer(permission());
+    }
+  }
+  void moveTo(std::uint32_t displayId, double fx, double fy) override {
+    if (!usable_) return;
+    pointerActions.push_back(moved(displayId, fx, fy));
+    if (!displays_) return;
+    for (const Display& display : displays_->list()) {
+      if (display.id != displayId) continue;
+      const auto along = [](double fraction, int low, int size) {
+        const double inside = std::isnan(fraction) ? 0 : std::clamp(fraction, 0.0, 1.0);
+        return low + std::min(std::floor(inside * size + 1e-6), size - 1.0);
+      };
+      position = {along(fx, display.bounds.x(), display.bounds.width()),
+                  along(fy, display.bounds.y(), display.bounds.height())};
+    }
+  }
+  void button(PointerButton button, bool down) override {
+    if (!usable_) return;
+    pointerActions.push_back(down ? pressed(button) : released(button));
+    if (down) {
+      heldButtons.insert(button);
+    } else {
+      heldButtons.erase(button);
+    }
+  }
+  void wheel(const ScrollEvent& event) override {
+    if (usable_) scrollEvents.push_back(event);
+  }
+  bool key(std::uint16_t code, bool down, const KeyModifiers& modifiers) override {
+    if (!usable_ || code == kNoSuchKey || missingKeys.contains(code)) return false;
+    keyActions.push_back({code, down, modifiers});
+    if (down) {
+      heldKeys.insert(code);
+    } else {
+      heldKeys.erase(code);
+    }
+    return true;
+  }
+  void releaseAll() override {
+    ++releases;
+    heldButtons.clear();
+    heldKeys.clear();
+  }
+
+  // Without a desktop from now on, or with one again.
+  void setUsable(bool usable) { usable_ = usable; }
+  // What it says for a reason while it is not usable.
+  void setRefusal(const QString& reason) { refusal_ = reason; }
+  // The person answers the oldest question; false when there is none.
+  bool answer() {
+    if (questions_.empty()) return false;
+    const Answer oldest = std::move(questions_.front());
+    questions_.pop_front();
+    oldest(permission());
+    return true;
+  }
+  std::size_t questions() const { return questions_.size(); }
+
+  // No keyboard has it.
+  static constexpr std::uint16_t kNoSuchKey = 0x2ff;
+
+  bool asks = false;
+  std::vector<PointerAction> pointerActions;
+  std::vector<ScrollEvent> scrollEvents;
+  std::vector<KeyAction> keyActions;
+  QPointF position;
+  std::set<PointerButton> heldButtons;
+  std::set<std::uint16_t> heldKeys;
+  std::set<std::uint16_t> missingKeys;  // Positions that this desktop does not have.
+  int releases = 0;
+
+ private:
+  InputPermission permission() const { return {usable_, usable_ ? QString() : refusal_}; }
+
+  Displays* const displays_;
+  bool usable_ = true;
+  QString refusal_;
+  std::deque<Answer> questions_;
+};
+
+}  // namespace vantora::fakes
