@@ -27,8 +27,10 @@ class X11Displays final : public Displays {
 
   std::vector<Display> list() override {
     affinity_.check("X11Displays::list");
-    // Before its socket is closed and its number given to another one.
-    if (connection_.current() == nullptr && !connection_.silent()) notifier_.reset();
+    if (connection_.current() == nullptr && !connection_.silent()) {
+      notifier_.reset();  // Before its socket is closed and its number given to another one.
+      remember({});
+    }
     xcb_connection_t* connection = connection_.open();
     if (connection == nullptr) return lastKnown();
     if (generation_ != connection_.generation()) {
@@ -38,13 +40,11 @@ class X11Displays final : public Displays {
       subscribe(connection);
       listen();
     }
-    // Every event that was asked for means a change of some monitor.
-    while (const auto event = xcbOwned(xcb_poll_for_event(connection))) valid_ = valid_ && event->response_type == 0;
-    if (!valid_) {
+    // Every event that was asked for means a change of some monitor; one may have come with an answer.
+    while (!takeEvents(connection)) {
       auto fresh = randr_ ? readMonitors(connection) : readRoot(connection);
       if (connection_.current() == nullptr) return lastKnown();
-      told_ = told_ && fresh == cached_;
-      cached_ = std::move(fresh);
+      remember(std::move(fresh));
       valid_ = true;
     }
     return connection_.current() != nullptr ? cached_ : lastKnown();
@@ -52,32 +52,37 @@ class X11Displays final : public Displays {
 
   void setChangedHandler(std::function<void()> handler) override {
     affinity_.check("X11Displays::setChangedHandler");
+    changed_ = nullptr;
+    notifier_.reset();
+    std::ignore = list();
     changed_ = std::move(handler);
-    told_ = true;
-    if (changed_) {
-      std::ignore = list();
-      listen();
-      told_ = true;
-    } else {
-      notifier_.reset();
-    }
+    listen();
   }
 
  private:
+  // Whether the list is still valid.
+  bool takeEvents(xcb_connection_t* connection) {
+    while (const auto event = xcbOwned(xcb_poll_for_event(connection))) valid_ = valid_ && event->response_type == 0;
+    return valid_;
+  }
+
   // Hears of changes while somebody wants to know.
   void listen() {
     xcb_connection_t* const connection = connection_.current();
     if (!changed_ || notifier_ || connection == nullptr) return;
     notifier_.reset(new QSocketNotifier(xcb_get_file_descriptor(connection), QSocketNotifier::Read));
-    QObject::connect(notifier_.get(), &QSocketNotifier::activated, notifier_.get(), [this] { read(); });
+    QObject::connect(notifier_.get(), &QSocketNotifier::activated, &context_, [this] { std::ignore = list(); });
   }
 
-  void read() {
-    const bool wasThere = connection_.current() != nullptr;
-    std::ignore = list();
-    const bool lost = wasThere && connection_.current() == nullptr && !connection_.silent();
-    if (lost) notifier_.reset();
-    if ((lost || !std::exchange(told_, true)) && changed_) std::function(changed_)();
+  void remember(std::vector<Display> displays) {
+    if (std::exchange(cached_, std::move(displays)) == cached_ || !changed_) return;
+    // Not within list(), which anybody may have called.
+    QMetaObject::invokeMethod(
+        &context_,
+        [this] {
+          if (const auto handler = changed_) handler();
+        },
+        Qt::QueuedConnection);
   }
 
   // The monitors are still there when the server only has no time to tell.
@@ -132,7 +137,6 @@ class X11Displays final : public Displays {
   bool valid_ = false;
   std::vector<Display> cached_;
   std::function<void()> changed_;
-  bool told_ = true;  // The handler knows of `cached_`.
   struct DeleteLater {
     // It may be the one whose signal is being handled.
     void operator()(QSocketNotifier* notifier) const {
@@ -141,6 +145,7 @@ class X11Displays final : public Displays {
     }
   };
   std::unique_ptr<QSocketNotifier, DeleteLater> notifier_;
+  QObject context_;
 };
 
 }  // namespace

@@ -73,7 +73,9 @@ void FrameSource::setRefreshHandler(std::function<void()> handler) {
 // The rectangle to hand on with a frame of this size, in its coordinates: what changed since the last one that was.
 webrtc::VideoFrame::UpdateRect FrameSource::takeChanged(const QSize& size, std::optional<QRect> changed) {
   const QRect whole(QPoint(0, 0), size);
-  const bool all = newSink_.exchange(false) || std::exchange(lastSize_, size) != size || !changed || allUnsent_;
+  const bool newSink = newSink_.exchange(false);
+  const bool newSize = std::exchange(lastSize_, size) != size;
+  const bool all = newSink || newSize || !changed || allUnsent_;
   const QRect rect = all ? whole : (unsent_ | *changed) & whole;
   unsent_ = {};
   allUnsent_ = false;

@@ -1,6 +1,7 @@
 // Notices and life of the cursor of an X server.
-#include "platform/Platform.h"
+#include "platform/DesktopChoice.h"
 #include "platform/x11/X11Connection.h"
+#include "tests/fakes/FakeClipboard.h"
 #include "tests/x11/cursor/X11CursorFixture.h"
 
 using namespace Qt::Literals::StringLiterals;
@@ -144,12 +145,13 @@ TEST(X11CursorStart, waitsForAServerThatComesLater) {
   ASSERT_TRUE(server.running());
   const QString display = server.display();
   server.kill();
-  const Platform platform = makePlatform(Environment(
-      [&](const char* name) { return qstrcmp(name, "DISPLAY") == 0 ? std::optional(display) : std::nullopt; }));
-  platform.cursor->watch({});
-  EXPECT_EQ(platform.cursor->currentCursor(), std::nullopt);
+  fakes::FakeClipboard clipboard;
+  const QByteArray name = server.display().toLatin1();
+  const auto desktop = makeDesktopSession(Environment::of({{"DISPLAY", name.constData()}}), clipboard);
+  desktop->cursor().watch({});
+  EXPECT_EQ(desktop->cursor().currentCursor(), std::nullopt);
   ASSERT_TRUE(server.restart());
-  EXPECT_TRUE(testing_loop::waitFor([&] { return platform.cursor->currentCursor().has_value(); }));
+  EXPECT_TRUE(testing_loop::waitFor([&] { return desktop->cursor().currentCursor().has_value(); }));
 }
 
 }  // namespace

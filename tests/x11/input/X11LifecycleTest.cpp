@@ -73,11 +73,8 @@ TEST(X11Start, waitsForAServerThatComesLater) {
   const QString display = server.display();
   server.kill();
   fakes::FakeClipboard clipboard;
-  const auto desktop =
-      makeDesktopSession(Environment([&](const char* name) {
-                           return QLatin1StringView(name) == "DISPLAY" ? std::optional(display) : std::nullopt;
-                         }),
-                         clipboard);
+  const QByteArray name = display.toLatin1();
+  const auto desktop = makeDesktopSession(Environment::of({{"DISPLAY", name.constData()}}), clipboard);
   EXPECT_FALSE(usable(desktop->input()));
   EXPECT_TRUE(desktop->displays().list().empty());
   ASSERT_TRUE(server.restart());
