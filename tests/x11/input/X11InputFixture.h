@@ -52,6 +52,7 @@ class X11InputFixture : public testing::Test {
     displays_ = makeX11Displays(server_.display());
     input_ = makeX11Input(server_.display(), *displays_);
     ASSERT_TRUE(usable());
+    ASSERT_EQ(displays_->list().size(), 1U);
   }
 
   TestWindow& window() {
