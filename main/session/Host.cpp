@@ -1,7 +1,6 @@
 #include "main/session/Host.h"
 
 #include <algorithm>
-#include <limits>
 
 #include "base/FreeMemory.h"
 #include "base/Log.h"
@@ -12,6 +11,11 @@ namespace vantora {
 namespace {
 
 using namespace Qt::Literals::StringLiterals;
+
+// The most that a connection may carry: what the highest rate that is derived from a picture's size needs. Once more
+// than 180 Mbit/s were sent, the library may compute a pause of 0 ms between two of its reports, which its own check
+// refuses, and that ends the program.
+constexpr int kHighestLinkBps = 60'000'000;
 
 }  // namespace
 
@@ -171,9 +175,9 @@ OfferShape Host::offerShape() const {
 void Host::setMaxBitrate() {
   constexpr double kHeadroom = 1.5;
   constexpr int kUsualKbps = 6000;
-  const double most = std::max(quality_->lastTarget().kbps, kUsualKbps) * 1000.0 * kHeadroom;
   if (!link_) return;
-  link_->connection->setMaxBitrate(static_cast<int>(std::min<double>(most, std::numeric_limits<int>::max())));
+  const double bps = std::max(quality_->lastTarget().kbps, kUsualKbps) * 1000.0 * kHeadroom;
+  link_->connection->setMaxBitrate(static_cast<int>(std::min<double>(bps, kHighestLinkBps)));
 }
 
 // Gives the current connection its video.
@@ -223,7 +227,7 @@ void Host::createPeer() {
           .renegotiate = [this] { negotiation_.makeOffer(); },
           .message = [this](ControlChannel channel, const QByteArray& data,
                             bool binary) { dispatcher_->dataChannelDidReceiveMessage(channel, data, binary); }});
-  link->connection->setStartBitrate(startKbps() * 1000);
+  link->connection->setStartBitrate(static_cast<int>(std::min<qint64>(startKbps() * 1000LL, kHighestLinkBps)));
   link_ = std::move(link);
   setMaxBitrate();
   sender_.set(link_->channels.get());

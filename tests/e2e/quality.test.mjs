@@ -2,6 +2,7 @@
 import assert from 'node:assert/strict';
 import { test } from 'node:test';
 import { withSession } from './lib/session.mjs';
+import { openTextPage } from './lib/text-page.mjs';
 import { BareControl, received, receivedRates, shows } from './lib/viewer.mjs';
 import { until } from './lib/wait.mjs';
 
@@ -137,5 +138,22 @@ test('absurdParametersDoNotHurtTheSession', async (t) => {
     await session.screen.paint('#a06020');
     await shows(page, '#a06020');
     assert.equal(session.host.child.exit, null);
+  });
+});
+
+// The library ends the program once it sends more than it reckons with.
+test('noBitRateThatAViewerAsksForEndsTheHost', async (t) => {
+  await withSession(t, { screen: '1920x1080', host: { env: { PREFERRED_CODEC: 'vp9' } } }, async (session) => {
+    const text = await openTextPage(session);
+    const page = await session.bare();
+    const viewer = await new BareControl(page).open();
+    await text.tell('scroll');
+    for (let round = 0; round < 2; round++) {
+      await viewer.send({ type: 'video_params', maxBitrateKbps: 9000, fps: 60, width: 1920, height: 1080 });
+      const bytes = (await received(page))?.bytes ?? 0;
+      await viewer.send({ type: 'video_params', maxBitrateKbps: 2147483647 });
+      await until(async () => session.host.child.exit || (await received(page))?.bytes > bytes + 1_500_000, { what: 'a lot of video' });
+      assert.equal(session.host.child.exit, null);
+    }
   });
 });

@@ -11,6 +11,7 @@
 #include <modules/audio_device/include/audio_device.h>
 #include <rtc_base/thread.h>
 
+#include <future>
 #include <map>
 #include <mutex>
 #include <string>
@@ -44,6 +45,7 @@ class Runtime {
     worker_->BlockingCall([&] { audio_ = nullptr; });
   }
   webrtc::PeerConnectionFactoryInterface& factory() { return *factory_; }
+  rtc::Thread& network() { return *network_; }
 
  private:
   std::unique_ptr<rtc::Thread> network_;
@@ -180,6 +182,14 @@ class ViewerPeer::Side final : public webrtc::PeerConnectionObserver,
 
   // Main thread.
   std::function<void(const IceCandidate&)> onCandidate;
+  std::shared_ptr<void> holdNetwork() {
+    auto* const release = new std::promise<void>;
+    runtime_.network().PostTask([released = release->get_future().share()] { released.wait(); });
+    return {release, [](std::promise<void>* each) {
+              each->set_value();
+              delete each;
+            }};
+  }
 
  private:
   struct Channel final : webrtc::DataChannelObserver {
@@ -288,6 +298,8 @@ quint64 ViewerPeer::bufferedAmount(const QString& label) const {
   const auto channel = side_->newest(label);
   return channel ? channel->buffered_amount() : 0;
 }
+
+std::shared_ptr<void> ViewerPeer::holdNetwork() { return side_->holdNetwork(); }
 
 QList<QByteArray> ViewerPeer::received(const QString& label) const { return side_->received(label); }
 int ViewerPeer::frames() const { return side_->frames(); }

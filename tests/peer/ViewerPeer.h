@@ -50,6 +50,9 @@ class ViewerPeer {
   // Sends on the newest channel with this label. False when that is not open or refuses.
   bool send(const QString& label, const QByteArray& data, bool binary = false);
   quint64 bufferedAmount(const QString& label) const;
+  // Until what it returns is let go of, this side neither reads from the wire nor writes to it. Meanwhile only
+  // received(), frames() and lastFrameSize() may be called.
+  [[nodiscard]] std::shared_ptr<void> holdNetwork();
   // Text messages that came on channels with this label.
   QList<QByteArray> received(const QString& label) const;
   // Frames decoded so far, and the size of the last one.

@@ -375,6 +375,16 @@ TEST_F(HostControlTest, looksForAsMuchBandwidthAsTheViewerAsksFor) {
   EXPECT_EQ(peer().maxBitrateBps, 30'000'000);
 }
 
+// A sender takes what the viewer asks for; the library ends the program once it sends at such a rate.
+TEST_F(HostControlTest, looksForNoBandwidthThatTheLibraryDoesNotSurvive) {
+  connectViewer();
+  for (const qint64 kbps : {qint64{40'001}, qint64{2'000'000}, std::numeric_limits<qint64>::max()}) {
+    say({{u"type"_s, u"video_params"_s}, {u"maxBitrateKbps"_s, kbps}});
+    EXPECT_EQ(peer().maxBitrateBps, 60'000'000) << kbps;
+  }
+  EXPECT_EQ(peer().sender().maxBitrateBps, 2'000'000'000);
+}
+
 // The library probes whenever the limit rises.
 TEST_F(HostControlTest, looksForTheSameBandwidthWithEveryUsualPreset) {
   connectViewer();

@@ -3,6 +3,7 @@
 #include <QTemporaryDir>
 
 #include "main/control/input/InputInjector.h"
+#include "platform/x11/X11Connection.h"
 #include "tests/x11/input/X11InputFixture.h"
 
 namespace vantora::testing_x11 {
@@ -47,6 +48,14 @@ class X11TypingTest : public X11InputFixture {
     }
     return true;
   }
+  // Whether a window is under the pointer, so that it gets the keys.
+  bool windowUnderPointer() {
+    xcb_connection_t* const connection = person_.open();
+    if (connection == nullptr) return false;
+    const auto pointer =
+        person_.reply<xcb_query_pointer_reply_t>(xcb_query_pointer_unchecked(connection, person_.screen().root));
+    return pointer && pointer->child != XCB_NONE;
+  }
   void type(const QString& text) {
     for (const QChar character : text) {
       const auto [name, shift] = keyFor(character);
@@ -57,6 +66,7 @@ class X11TypingTest : public X11InputFixture {
   }
 
   QTemporaryDir folder_;
+  X11Connection person_{server_.display()};
   std::unique_ptr<InputInjector> injector_;
 };
 
@@ -67,7 +77,8 @@ TEST_F(X11TypingTest, typesIntoATerminal) {
   injector_->move(0.5, 0.5);
   const ChildProcess terminal =
       server_.spawn({"xterm", "-geometry", "200x80+0+0", "-fn", "fixed", "-e", "sh", "-c", script});
-  ASSERT_TRUE(waitUntil([this] { return QFile::exists(path(u"ready"_s)); }));
+  // Its program may run before its window is there.
+  ASSERT_TRUE(waitUntil([this] { return QFile::exists(path(u"ready"_s)) && windowUnderPointer(); }));
 
   const QString text =
       u"The quick brown FOX jumps over 13 lazy dogs.\n"
