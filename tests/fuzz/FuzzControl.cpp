@@ -51,14 +51,7 @@ struct Session {
                                }};
 
   Session() {
-    dispatcher.on("auth"_L1, [this](const ControlRequest& request) {
-      authorisation.handleAuth(request.origin, request.body);
-      return Handled::yes;
-    });
-    dispatcher.on("control"_L1, [this](const ControlRequest& request) {
-      (void)authorisation.handleControl(request.origin, request.body);
-      return Handled::yes;
-    });
+    bindAuthorisationMessages(dispatcher, authorisation);
     bindInputMessages(dispatcher, injector, sender, scheduler);
     dispatcher.dataChannelDidReceiveMessage(ControlChannel::reliable, R"({"type":"control","enable":true})", false);
     fuzz::require(isOpen(Gate::input, authorisation.rights()));

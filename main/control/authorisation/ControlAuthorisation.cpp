@@ -81,4 +81,18 @@ void ControlAuthorisation::sendPermissionRequired(ControlChannel origin) {
   sender_.reply(origin, {{u"type"_s, u"permission_required"_s}, {u"permission"_s, u"accessibility"_s}});
 }
 
+void bindAuthorisationMessages(ControlDispatcher& dispatcher, ControlAuthorisation& authorisation) {
+  dispatcher.on("auth"_L1, [&authorisation](const ControlRequest& request) {
+    authorisation.handleAuth(request.origin, request.body);
+    return Handled::yes;
+  });
+  dispatcher.on("control"_L1, [&](const ControlRequest& request) {
+    if (!authorisation.handleControl(request.origin, request.body)) {
+      dispatcher.afterAcknowledgement(
+          [&authorisation, origin = request.origin] { authorisation.sendPermissionRequired(origin); });
+    }
+    return Handled::yes;
+  });
+}
+
 }  // namespace vantora

@@ -7,6 +7,7 @@
 #include "base/Json.h"
 #include "base/Random.h"
 #include "main/control/ControlChannel.h"
+#include "main/control/dispatch/ControlDispatcher.h"
 #include "main/control/dispatch/ControlRights.h"
 
 namespace vantora {
@@ -68,5 +69,8 @@ class ControlAuthorisation {
   bool controlAuthed_ = false;
   bool allowRemoteControl_ = true;
 };
+
+// Installs the handlers of "auth" and "control". `authorisation` must outlive `dispatcher`. Main thread.
+void bindAuthorisationMessages(ControlDispatcher& dispatcher, ControlAuthorisation& authorisation);
 
 }  // namespace vantora
