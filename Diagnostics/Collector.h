@@ -13,11 +13,11 @@ struct Collector {
   QLatin1StringView section;
   QJsonObject (*collect)(const Probe&);
   enum class Turn {
-    First,  // alone, before any command runs: it would find the report's own commands
-    Early,  // slow; taken up early, so that the report does not wait for it at its end
-    Any,
+    first,  // alone, before any command runs: it would find the report's own commands
+    early,  // slow; taken up early, so that the report does not wait for it at its end
+    any,
   };
-  Turn turn = Turn::Any;
+  Turn turn = Turn::any;
 };
 
 // The pieces for the system this is built for.

@@ -20,7 +20,7 @@ using Clock = std::chrono::steady_clock;
 constexpr int kMostWorkers = 8;
 constexpr int kWorkerNiceness = 10;
 
-std::atomic<int> threads_at_work = 0;
+std::atomic<int> threadsAtWork = 0;
 
 // Everything the threads of one report touch; whoever is last lets go of it.
 struct Collection {
@@ -58,7 +58,7 @@ void runThread(Collection& collection, Round& round) {
   (void)setpriority(PRIO_PROCESS, 0, kWorkerNiceness);
 #endif
   collection.work(round.order, round.next);
-  --threads_at_work;
+  --threadsAtWork;
   const std::lock_guard lock(collection.mutex);
   --round.running;
   collection.ended.notify_all();
@@ -68,8 +68,8 @@ void runThread(Collection& collection, Round& round) {
 void runRound(const std::shared_ptr<Collection>& collection, std::vector<size_t> order, int count,
               Clock::time_point end) {
   if (order.empty()) return;
-  if (threads_at_work.fetch_add(count) + count > kMostThreads) {
-    threads_at_work -= count;
+  if (threadsAtWork.fetch_add(count) + count > kMostThreads) {
+    threadsAtWork -= count;
     return;
   }
   const auto round = std::make_shared<Round>(std::move(order), count);
@@ -77,19 +77,19 @@ void runRound(const std::shared_ptr<Collection>& collection, std::vector<size_t>
   threads.reserve(static_cast<size_t>(count));
   for (int i = 0; i < count; ++i) threads.emplace_back([collection, round] { runThread(*collection, *round); });
 
-  const auto all_ended = [&] { return round->running == 0; };
+  const auto allEnded = [&] { return round->running == 0; };
   bool complete = false;
   {
     std::unique_lock lock(collection->mutex);
     const std::stop_token& stop = collection->probe.options().stop;
-    complete = collection->ended.wait_until(lock, stop, end, all_ended);
+    complete = collection->ended.wait_until(lock, stop, end, allEnded);
     if (!complete && stop.stop_requested()) {
-      complete = collection->ended.wait_until(lock, std::min(end, Clock::now() + kEndGrace), all_ended);
+      complete = collection->ended.wait_until(lock, std::min(end, Clock::now() + kEndGrace), allEnded);
     }
   }
   // Those that have ended are at their last steps.
-  const auto last_steps = Clock::now() + (complete ? std::chrono::seconds(10) : std::chrono::milliseconds(50));
-  for (AbandonableThread& thread : threads) (void)thread.join(last_steps);
+  const auto lastSteps = Clock::now() + (complete ? std::chrono::seconds(10) : std::chrono::milliseconds(50));
+  for (AbandonableThread& thread : threads) (void)thread.join(lastSteps);
 }
 
 }  // namespace
@@ -99,10 +99,10 @@ std::vector<QJsonObject> collectPieces(const Options& options, const std::vector
   std::vector<size_t> first;
   std::vector<size_t> others;
   for (size_t i = 0; i < pieces.size(); ++i) {
-    (pieces[i].turn == Collector::Turn::First ? first : others).push_back(i);
+    (pieces[i].turn == Collector::Turn::first ? first : others).push_back(i);
   }
   std::stable_partition(others.begin(), others.end(),
-                        [&](size_t index) { return pieces[index].turn == Collector::Turn::Early; });
+                        [&](size_t index) { return pieces[index].turn == Collector::Turn::early; });
 
   const Clock::time_point end = collection->probe.deadline() + kEndGrace;
   runRound(collection, std::move(first), 1, std::min(end, Clock::now() + kFirstPatience));

@@ -24,13 +24,13 @@ Look lookOf(const Options& options) {
 
 QStringList answeringPath(const Options& options, std::chrono::steady_clock::time_point deadline) {
   const QStringList all = options.environment.value(u"PATH"_s).split(u':', Qt::SkipEmptyParts);
-  const auto is_systems = [&](const QString& folder) { return options.toolFolders.contains(folder); };
+  const auto isSystems = [&](const QString& folder) { return options.toolFolders.contains(folder); };
   QStringList users = all;
-  users.removeIf(is_systems);
+  users.removeIf(isSystems);
   users.removeDuplicates();
   const QStringList there = answering(users, lookOf(options), deadline);
   QStringList result = all;
-  result.removeIf([&](const QString& folder) { return !is_systems(folder) && !there.contains(folder); });
+  result.removeIf([&](const QString& folder) { return !isSystems(folder) && !there.contains(folder); });
   return result;
 }
 

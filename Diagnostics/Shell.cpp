@@ -109,8 +109,8 @@ QString sh(const QString& commandLine, double timeoutSeconds) { return sh(comman
 
 QString sh(const QString& commandLine, double timeoutSeconds, const ShellLimits& limits) {
   const Clock::time_point end = endOf(timeoutSeconds, limits.deadline);
-  const auto out_of_time = [&] { return limits.stop.stop_requested() || Clock::now() >= end; };
-  if (out_of_time()) return {};
+  const auto outOfTime = [&] { return limits.stop.stop_requested() || Clock::now() >= end; };
+  if (outOfTime()) return {};
 
   int ends[2];
   if (pipe2(ends, O_CLOEXEC) != 0) return {};
@@ -122,22 +122,22 @@ QString sh(const QString& commandLine, double timeoutSeconds, const ShellLimits&
   lowerPriority(group->pid());
 
   OutputReader output(reading.get(), limits.keptBytes);
-  bool reading_on = true;
-  bool in_time = true;
-  while (reading_on && (in_time = !out_of_time())) reading_on = output.read(kTick);
-  while (in_time && !group->hasEnded() && (in_time = !out_of_time())) (void)group->waitForEnd(kTick);
-  if (!in_time) {
+  bool readingOn = true;
+  bool inTime = true;
+  while (readingOn && (inTime = !outOfTime())) readingOn = output.read(kTick);
+  while (inTime && !group->hasEnded() && (inTime = !outOfTime())) (void)group->waitForEnd(kTick);
+  if (!inTime) {
     group->signal(SIGTERM);
-    const auto grace_end = Clock::now() + kGrace;
+    const auto graceEnd = Clock::now() + kGrace;
     // What the group still prints while it ends counts as printed before.
-    while (reading_on && Clock::now() < grace_end && !group->hasEnded()) reading_on = output.read(milliseconds(2));
-    (void)group->waitForEnd(std::max(milliseconds(0), std::chrono::ceil<milliseconds>(grace_end - Clock::now())));
+    while (readingOn && Clock::now() < graceEnd && !group->hasEnded()) readingOn = output.read(milliseconds(2));
+    (void)group->waitForEnd(std::max(milliseconds(0), std::chrono::ceil<milliseconds>(graceEnd - Clock::now())));
     group->signal(SIGKILL);
     // One read empties a pipe; a second one finds what a last writer squeezed in.
-    for (int i = 0; i < 2 && reading_on; ++i) reading_on = output.read(milliseconds(0));
+    for (int i = 0; i < 2 && readingOn; ++i) readingOn = output.read(milliseconds(0));
   }
   (void)group->reap(kReapTime);
-  return decoded(in_time && !output.cut() ? QByteArrayView(output.kept()) : withoutHalfCharacter(output.kept()));
+  return decoded(inTime && !output.cut() ? QByteArrayView(output.kept()) : withoutHalfCharacter(output.kept()));
 }
 
 }  // namespace vantora::Diagnostics

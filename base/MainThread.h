@@ -6,8 +6,9 @@
 namespace vantora {
 
 // Queues `task` on the main thread's event loop; returns at once. Tasks of one thread run in the
-// order they were posted. The task must check on arrival that what it works on still lives (hold
-// it by weak_ptr). Dropped when no application object exists any more. Any thread.
+// order they were posted. The task must check on arrival that what it works on still lives (see
+// Lifetime). What it holds is let go of on the main thread, right after it ran. Dropped when no application object
+// exists any more. Any thread.
 void postToMain(std::function<void()> task);
 
 }  // namespace vantora

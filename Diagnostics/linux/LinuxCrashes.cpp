@@ -57,8 +57,8 @@ qsizetype kernelDumps(const Probe& probe) {
   qsizetype count = 0;
   for (const QString& name : probe.names(kReports)) {
     const QString folder = kReports + u'/' + name;
-    const bool is_dump = leadingInteger(name) || name.startsWith("127.0.0.1-"_L1);
-    if (is_dump && !(probe.names(folder, u"dmesg*"_s) + probe.names(folder, u"vmcore*"_s)).isEmpty()) ++count;
+    const bool isDump = leadingInteger(name) || name.startsWith("127.0.0.1-"_L1);
+    if (isDump && !(probe.names(folder, u"dmesg*"_s) + probe.names(folder, u"vmcore*"_s)).isEmpty()) ++count;
   }
   return count;
 }

@@ -12,8 +12,8 @@ QStringList batteryFolders(const Probe& probe) {
   QStringList result;
   for (const QString& name : probe.names(supplies)) {
     const QString folder = supplies + u'/' + name;
-    const bool is_battery = probe.text(folder + "/type"_L1) == "Battery"_L1;
-    if (is_battery && probe.text(folder + "/scope"_L1) != "Device"_L1) result.append(folder);
+    const bool isBattery = probe.text(folder + "/type"_L1) == "Battery"_L1;
+    if (isBattery && probe.text(folder + "/scope"_L1) != "Device"_L1) result.append(folder);
   }
   return result;
 }

@@ -64,18 +64,18 @@ QJsonObject processes(const Probe& probe) {
     const bool read = mayBeCut(stat.name) && !stat.uninterruptible;
     return processName(stat.name, read ? probe.bytes(folderOf(pid) + "/cmdline"_L1) : QByteArray());
   };
-  QJsonArray by_cpu;
+  QJsonArray byCpu;
   for (const ProcessFigures& process : topByCpu(all)) {
-    by_cpu.append(QJsonObject{{u"pid"_s, process.pid}, {u"cpuPct"_s, process.cpuPct}, {u"name"_s, name(process.pid)}});
+    byCpu.append(QJsonObject{{u"pid"_s, process.pid}, {u"cpuPct"_s, process.cpuPct}, {u"name"_s, name(process.pid)}});
   }
-  QJsonArray by_memory;
+  QJsonArray byMemory;
   for (const ProcessFigures& process : topByMemory(all)) {
-    by_memory.append(QJsonObject{{u"pid"_s, process.pid},
-                                 {u"memPct"_s, process.memPct},
-                                 {u"rssKB"_s, process.rssKB},
-                                 {u"name"_s, name(process.pid)}});
+    byMemory.append(QJsonObject{{u"pid"_s, process.pid},
+                                {u"memPct"_s, process.memPct},
+                                {u"rssKB"_s, process.rssKB},
+                                {u"name"_s, name(process.pid)}});
   }
-  return {{u"topCPU"_s, by_cpu}, {u"topMem"_s, by_memory}};
+  return {{u"topCPU"_s, byCpu}, {u"topMem"_s, byMemory}};
 }
 
 }  // namespace vantora::Diagnostics::onLinux

@@ -71,10 +71,10 @@ QJsonObject deviceBackups(const Probe& probe) {
 }
 
 QJsonObject indexing(const Probe& probe) {
-  const bool has_bus = probe.options().environment.contains(u"DBUS_SESSION_BUS_ADDRESS"_s) ||
-                       probe.answers(probe.userFolder(u"XDG_RUNTIME_DIR"_s, u".runtime"_s) + "/bus"_L1);
+  const bool hasBus = probe.options().environment.contains(u"DBUS_SESSION_BUS_ADDRESS"_s) ||
+                      probe.answers(probe.userFolder(u"XDG_RUNTIME_DIR"_s, u".runtime"_s) + "/bus"_L1);
   const auto status = [&](const QString& name) {
-    const QString tool = has_bus ? probe.tool(name) : QString();
+    const QString tool = hasBus ? probe.tool(name) : QString();
     return tool.isEmpty() ? QString() : probe.plain(tool + " status 2>/dev/null"_L1);
   };
   QString line;

@@ -17,9 +17,9 @@ std::optional<int> temperature(const Probe& probe, const QString& path) {
 }
 
 std::optional<Trip::Kind> tripKind(const QString& type) {
-  if (type == "critical"_L1) return Trip::Kind::Critical;
-  if (type == "hot"_L1) return Trip::Kind::Hot;
-  if (type == "passive"_L1) return Trip::Kind::Passive;
+  if (type == "critical"_L1) return Trip::Kind::critical;
+  if (type == "hot"_L1) return Trip::Kind::hot;
+  if (type == "passive"_L1) return Trip::Kind::passive;
   return std::nullopt;  // "active" only starts a fan
 }
 
@@ -48,9 +48,9 @@ void addSensors(const Probe& probe, std::vector<ThermalZone>& zones) {
       const auto now = temperature(probe, folder + file);
       if (!now) continue;
       ThermalZone zone{*now, {}};
-      if (const auto limit = temperature(probe, sensor + "max"_L1)) zone.trips.push_back({Trip::Kind::Passive, *limit});
+      if (const auto limit = temperature(probe, sensor + "max"_L1)) zone.trips.push_back({Trip::Kind::passive, *limit});
       if (const auto limit = temperature(probe, sensor + "crit"_L1)) {
-        zone.trips.push_back({Trip::Kind::Critical, *limit});
+        zone.trips.push_back({Trip::Kind::critical, *limit});
       }
       zones.push_back(zone);
     }

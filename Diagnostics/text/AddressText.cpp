@@ -50,14 +50,14 @@ DefaultRoute parseProcRoute(const QString& text) {
   for (const QString& line : trimmedLines(text)) {
     const QStringList fields = words(line);
     if (fields.size() < 8 || fields[1] != "00000000"_L1 || fields[7] != "00000000"_L1) continue;
-    bool gateway_ok = false;
-    bool flags_ok = false;
-    bool metric_ok = false;
+    bool gatewayOk = false;
+    bool flagsOk = false;
+    bool metricOk = false;
     // The kernel prints the address as a number of this machine, so its bytes are in order once stored back.
-    const quint32 gateway = fields[2].toUInt(&gateway_ok, 16);
-    const quint32 flags = fields[3].toUInt(&flags_ok, 16);
-    const quint32 metric = fields[6].toUInt(&metric_ok);
-    if (!gateway_ok || !flags_ok || !metric_ok || !(flags & kUp) || (flags & kReject)) continue;
+    const quint32 gateway = fields[2].toUInt(&gatewayOk, 16);
+    const quint32 flags = fields[3].toUInt(&flagsOk, 16);
+    const quint32 metric = fields[6].toUInt(&metricOk);
+    if (!gatewayOk || !flagsOk || !metricOk || !(flags & kUp) || (flags & kReject)) continue;
     char address[INET_ADDRSTRLEN] = {};
     inet_ntop(AF_INET, &gateway, address, sizeof address);
     route.consider(fields[0], flags & kGateway ? QString::fromLatin1(address) : QString(), metric);
@@ -70,11 +70,11 @@ DefaultRoute parseProcIpv6Route(const QString& text) {
   for (const QString& line : trimmedLines(text)) {
     const QStringList fields = words(line);
     if (fields.size() < 10 || fields[0] != QString(32, u'0') || fields[1] != "00"_L1) continue;
-    bool metric_ok = false;
-    bool flags_ok = false;
-    const quint32 metric = fields[5].toUInt(&metric_ok, 16);
-    const quint32 flags = fields[8].toUInt(&flags_ok, 16);
-    if (!metric_ok || !flags_ok || !(flags & kUp) || (flags & kReject) || fields[9] == "lo"_L1) continue;
+    bool metricOk = false;
+    bool flagsOk = false;
+    const quint32 metric = fields[5].toUInt(&metricOk, 16);
+    const quint32 flags = fields[8].toUInt(&flagsOk, 16);
+    if (!metricOk || !flagsOk || !(flags & kUp) || (flags & kReject) || fields[9] == "lo"_L1) continue;
     QString gateway = flags & kGateway ? ipv6Text(fields[4]) : QString();
     if (gateway.startsWith("fe80:"_L1)) gateway += u'%' + fields[9];
     route.consider(fields[9], gateway, metric);

@@ -32,8 +32,8 @@ std::vector<Crash> parseCoredumpctlTable(const QString& text) {
     // The path may hold blanks, and the size is missing in older versions.
     QString path = fields.mid(9).join(u' ');
     const QString& last = fields.last();
-    const bool has_size = fields.size() > 10 && !last.contains(u'/') && (last == "-"_L1 || last[0].isDigit());
-    if (has_size) path.chop(last.size() + 1);
+    const bool hasSize = fields.size() > 10 && !last.contains(u'/') && (last == "-"_L1 || last[0].isDigit());
+    if (hasSize) path.chop(last.size() + 1);
     result.push_back({path, lastPathComponent(path), time, *pid});
   }
   return result;

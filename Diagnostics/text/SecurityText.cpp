@@ -26,10 +26,10 @@ QString iniValue(const QString& text, const QString& key) {
 bool opensApt(const QString& configuration) {
   for (const QString& line : trimmedLines(configuration)) {
     if (line.startsWith("//"_L1) || line.startsWith(u'#')) continue;
-    const bool names_it = line.contains("AllowUnauthenticated"_L1, Qt::CaseInsensitive) ||
-                          line.contains("AllowInsecureRepositories"_L1, Qt::CaseInsensitive);
+    const bool namesIt = line.contains("AllowUnauthenticated"_L1, Qt::CaseInsensitive) ||
+                         line.contains("AllowInsecureRepositories"_L1, Qt::CaseInsensitive);
     QString value = words(line).value(1);
-    if (names_it && isYes(value.remove(u'"').remove(u';'))) return true;
+    if (namesIt && isYes(value.remove(u'"').remove(u';'))) return true;
   }
   return false;
 }
@@ -63,7 +63,7 @@ bool aptChecksSignatures(const QStringList& configurations, const QStringList& s
 
 bool rpmChecksSignatures(const QString& mainConfiguration, const QStringList& repositories, bool byDefault) {
   const QString main = iniValue(mainConfiguration, u"gpgcheck"_s);
-  const bool checks_usually = main.isEmpty() ? byDefault : isYes(main);
+  const bool checksUsually = main.isEmpty() ? byDefault : isYes(main);
   bool any = false;
   for (const QString& repository : repositories) {
     // A file may hold several repositories; one that is switched off does no harm.
@@ -72,11 +72,11 @@ bool rpmChecksSignatures(const QString& mainConfiguration, const QStringList& re
       if (!enabled.isEmpty() && !isYes(enabled)) continue;
       any = true;
       const QString check = iniValue(section, u"gpgcheck"_s);
-      if (!(check.isEmpty() ? checks_usually : isYes(check))) return false;
+      if (!(check.isEmpty() ? checksUsually : isYes(check))) return false;
     }
   }
   // Without any, what is installed by hand goes by the usual value.
-  return any || checks_usually;
+  return any || checksUsually;
 }
 
 bool isUfwOn(const QString& ufwConf) { return iniValue(ufwConf, u"ENABLED"_s).toLower() == "yes"_L1; }
@@ -84,16 +84,16 @@ bool isUfwOn(const QString& ufwConf) { return iniValue(ufwConf, u"ENABLED"_s).to
 bool isAnyUnitActive(const QString& text) { return trimmedLines(text).contains(u"active"_s); }
 
 bool filtersInput(const QString& ruleset) {
-  bool in_input = false;
+  bool inInput = false;
   for (const QString& line : trimmedLines(ruleset)) {
     if (line.contains("hook "_L1)) {
-      in_input = line.contains("hook input"_L1);
-      if (in_input && line.contains("policy drop"_L1)) return true;
+      inInput = line.contains("hook input"_L1);
+      if (inInput && line.contains("policy drop"_L1)) return true;
       continue;
     }
-    if (line.startsWith(u'}')) in_input = false;
+    if (line.startsWith(u'}')) inInput = false;
     const QStringList fields = words(line);
-    if (in_input && (fields.contains(u"drop"_s) || fields.contains(u"reject"_s))) return true;
+    if (inInput && (fields.contains(u"drop"_s) || fields.contains(u"reject"_s))) return true;
   }
   return false;
 }

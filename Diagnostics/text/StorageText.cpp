@@ -53,17 +53,17 @@ qint64 installedKB(const QByteArray& dpkgStatus) {
   qint64 sum = 0;
   qint64 size = 0;
   bool installed = false;
-  const auto end_of_package = [&] {
+  const auto endOfPackage = [&] {
     if (installed) sum += size;
     size = 0;
     installed = false;
   };
   for (const QByteArray& line : dpkgStatus.split('\n')) {
-    if (line.isEmpty()) end_of_package();
+    if (line.isEmpty()) endOfPackage();
     if (line.startsWith("Status: ")) installed = line.endsWith(" installed");
     if (line.startsWith("Installed-Size: ")) size = qMax<qint64>(0, line.mid(16).trimmed().toLongLong());
   }
-  end_of_package();
+  endOfPackage();
   return sum;
 }
 
@@ -112,12 +112,12 @@ QString parseSmart(const QString& text) {
   const QJsonObject values = QJsonDocument::fromJson(text.toUtf8())[u"data"_s][0].toObject();
   const auto value = [&](const QString& name) { return values[name][u"data"_s]; };
   // Never looked at since the machine started: it would say "not failing" without knowing.
-  const bool looked_at = value(u"SmartUpdated"_s).toInteger() > 0;
+  const bool lookedAt = value(u"SmartUpdated"_s).toInteger() > 0;
   const QJsonValue warnings = value(u"SmartCriticalWarning"_s);
-  if (warnings.isArray()) return !looked_at ? QString() : warnings.toArray().isEmpty() ? u"Verified"_s : u"Failing"_s;
+  if (warnings.isArray()) return !lookedAt ? QString() : warnings.toArray().isEmpty() ? u"Verified"_s : u"Failing"_s;
   if (!value(u"SmartSupported"_s).isBool()) return {};
   if (!value(u"SmartSupported"_s).toBool()) return u"Not Supported"_s;
-  if (!value(u"SmartEnabled"_s).toBool() || !looked_at) return {};
+  if (!value(u"SmartEnabled"_s).toBool() || !lookedAt) return {};
   return value(u"SmartFailing"_s).toBool() ? u"Failing"_s : u"Verified"_s;
 }
 

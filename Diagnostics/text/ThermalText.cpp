@@ -7,16 +7,16 @@ namespace vantora::Diagnostics {
 using namespace Qt::Literals::StringLiterals;
 
 QString thermalState(const std::vector<ThermalZone>& zones) {
-  bool has_limit = false;
+  bool hasLimit = false;
   int level = 0;
   for (const ThermalZone& zone : zones) {
     for (const Trip& trip : zone.trips) {
       if (trip.milliCelsius <= 0) continue;
-      has_limit = true;
+      hasLimit = true;
       if (zone.milliCelsius >= trip.milliCelsius) level = std::max(level, 1 + static_cast<int>(trip.kind));
     }
   }
-  if (!has_limit) return u"unknown"_s;
+  if (!hasLimit) return u"unknown"_s;
   static const QStringList kStates = {u"nominal"_s, u"fair"_s, u"serious"_s, u"critical"_s};
   return kStates[level];
 }

@@ -8,8 +8,8 @@ namespace vantora::Diagnostics {
 
 // A temperature above which something happens.
 struct Trip {
-  enum class Kind { Passive, Hot, Critical };  // slows down, acts, shuts down
-  Kind kind = Kind::Passive;
+  enum class Kind { passive, hot, critical };  // slows down, acts, shuts down
+  Kind kind = Kind::passive;
   int milliCelsius = 0;
 };
 

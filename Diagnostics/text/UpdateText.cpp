@@ -40,8 +40,8 @@ QStringList parseDnf(const QString& text) {
     // "name.arch  version  repository"; replaced packages are listed below a heading of their own.
     const QStringList fields = words(line);
     if (line.startsWith("Obsoleting"_L1)) break;
-    const bool has_version = fields.size() == 3 && fields[1].contains(u'-');
-    if (has_version && fields[0].contains(u'.')) result.append(fields.join(u' '));
+    const bool hasVersion = fields.size() == 3 && fields[1].contains(u'-');
+    if (hasVersion && fields[0].contains(u'.')) result.append(fields.join(u' '));
   }
   return result.mid(0, kListedUpdates);
 }
@@ -54,8 +54,8 @@ QStringList parsePackageKit(const QString& text) {
     const QStringList fields = words(line);
     // "Bug fix" is the one severity of two words.
     const qsizetype package = fields.value(0) == "Bug"_L1 && fields.value(1) == "fix"_L1 ? 2 : 1;
-    const bool is_package = kSeverities.contains(fields.value(0)) && fields.value(package).contains(u'-');
-    if (is_package) result.append(fields.mid(package).join(u' '));
+    const bool isPackage = kSeverities.contains(fields.value(0)) && fields.value(package).contains(u'-');
+    if (isPackage) result.append(fields.mid(package).join(u' '));
   }
   return result.mid(0, kListedUpdates);
 }

@@ -8,18 +8,18 @@ using namespace Qt::Literals::StringLiterals;
 
 QStringList vpnNames(const QString& nmcliConnections, const std::vector<Link>& links) {
   QStringList names;
-  QStringList own_devices;
-  bool owns_tunnels = false;
+  QStringList ownDevices;
+  bool ownsTunnels = false;
   for (const QString& line : trimmedLines(nmcliConnections)) {
     const QStringList fields = nmcliFields(line);
     if (fields.size() < 3 || fields[0].isEmpty()) continue;
     // A "vpn" row names the network card below it, not the tunnel it made.
-    if (fields[1] == "vpn"_L1) owns_tunnels = true;
-    if (fields[1] == "wireguard"_L1) own_devices.append(fields[2]);
+    if (fields[1] == "vpn"_L1) ownsTunnels = true;
+    if (fields[1] == "wireguard"_L1) ownDevices.append(fields[2]);
     if (fields[1] == "vpn"_L1 || fields[1] == "wireguard"_L1) names.append(fields[0]);
   }
   for (const Link& link : links) {
-    const bool known = own_devices.contains(link.name) || (link.tun && owns_tunnels);
+    const bool known = ownDevices.contains(link.name) || (link.tun && ownsTunnels);
     if (link.up && (link.wireguard || link.tun) && !known) names.append(link.name);
   }
   names.removeDuplicates();

@@ -66,10 +66,10 @@ WifiLink parseIwLink(const QString& text) {
 }
 
 std::optional<int> parseIwNoise(const QString& text) {
-  bool in_use = false;
+  bool inUse = false;
   for (const QString& line : trimmedLines(text)) {
-    if (line.startsWith("frequency:"_L1)) in_use = line.contains("[in use]"_L1);
-    if (in_use && line.startsWith("noise:"_L1)) return knownLevel(roundedInt(toNumber(words(line.mid(6)).value(0))));
+    if (line.startsWith("frequency:"_L1)) inUse = line.contains("[in use]"_L1);
+    if (inUse && line.startsWith("noise:"_L1)) return knownLevel(roundedInt(toNumber(words(line.mid(6)).value(0))));
   }
   return std::nullopt;
 }

@@ -8,8 +8,8 @@
 namespace vantora {
 namespace {
 
-std::atomic<int> left_now = 0;
-std::atomic<bool> left_ever = false;
+std::atomic<int> leftNow = 0;
+std::atomic<bool> leftEver = false;
 
 }  // namespace
 
@@ -26,7 +26,7 @@ AbandonableThread::AbandonableThread(std::function<void()> work)
         work = nullptr;
         const std::lock_guard lock(state->mutex);
         state->over = true;
-        if (state->left) --left_now;
+        if (state->left) --leftNow;
         state->ended.notify_all();
       }) {}
 
@@ -40,8 +40,8 @@ bool AbandonableThread::join(Clock::time_point deadline) {
     std::unique_lock lock(state_->mutex);
     if (!state_->ended.wait_until(lock, deadline, [this] { return state_->over; })) {
       state_->left = true;
-      left_ever = true;
-      ++left_now;
+      leftEver = true;
+      ++leftNow;
       thread_.detach();
       return false;
     }
@@ -51,8 +51,8 @@ bool AbandonableThread::join(Clock::time_point deadline) {
   return true;
 }
 
-int AbandonableThread::leftBehind() { return left_now; }
+int AbandonableThread::leftBehind() { return leftNow; }
 
-bool AbandonableThread::wasAnyAbandoned() { return left_ever; }
+bool AbandonableThread::wasAnyAbandoned() { return leftEver; }
 
 }  // namespace vantora

@@ -114,10 +114,10 @@ int main(int argc, char** argv) {
   const QStringList arguments = QCoreApplication::arguments();
   const auto value = [&](const QString& name) { return arguments.value(arguments.indexOf(name) + 1); };
   const int runs = arguments.contains(u"--runs"_s) ? std::max(1, value(u"--runs"_s).toInt()) : 5;
-  const bool with_network = arguments.contains(u"--network"_s);
+  const bool withNetwork = arguments.contains(u"--network"_s);
 
   Diagnostics::Options options;
-  if (!with_network) {
+  if (!withNetwork) {
     if (!leaveNetwork()) {
       std::fprintf(stderr, "cannot make a network of its own; --network measures with the one there is\n");
       return 1;
@@ -131,7 +131,7 @@ int main(int argc, char** argv) {
   FrameCount meanwhile;
   std::vector<double> times;
   qsizetype bytes = 0;
-  const double children_before = childrenSeconds();
+  const double childrenBefore = childrenSeconds();
   for (int i = 0; i < runs; ++i) {
     // Before each report as long without one, so that what else the machine does weighs on both.
     (void)frames.take();
@@ -144,11 +144,11 @@ int main(int argc, char** argv) {
     bytes = QJsonDocument(report).toJson(QJsonDocument::Compact).size();
     std::printf("report %d: %.3f s, %lld bytes\n", i + 1, times.back(), static_cast<long long>(bytes));
   }
-  const double command_seconds = (childrenSeconds() - children_before) / runs;
+  const double commandSeconds = (childrenSeconds() - childrenBefore) / runs;
   std::sort(times.begin(), times.end());
   const double median = times[times.size() / 2];
   std::printf("median %.3f s, worst %.3f s, processor time of the commands %.3f s a report\n", median, times.back(),
-              command_seconds);
+              commandSeconds);
 
   std::printf("frames in time: %.1f %% alone, %.1f %% while reports run\n", alone.share(), meanwhile.share());
 
@@ -167,7 +167,7 @@ int main(int argc, char** argv) {
                         kept,
                         undisturbed,
                         figure(u"diagnostics report, worst of %1"_s.arg(runs), times.back(), u"s"_s),
-                        figure(u"diagnostics report, processor time of its commands"_s, command_seconds, u"s"_s),
+                        figure(u"diagnostics report, processor time of its commands"_s, commandSeconds, u"s"_s),
                         figure(u"diagnostics report, size"_s, static_cast<double>(bytes), u"bytes"_s)};
   const QJsonObject figures{{u"figures"_s, list}};
   QFile out(value(u"--out"_s));

@@ -14,7 +14,6 @@
 #include <vector>
 
 #include "main/video/sources/FrameConverter.h"
-#include "main/video/sources/PatternPainter.h"
 #include "main/video/sources/TestPattern.h"
 #include "platform/x11/capture/X11ScreenCapture.h"
 #include "rtc_base/logging.h"
@@ -143,7 +142,7 @@ void benchScaling(Report& report) {
 
 // The plain way: every pixel of the image, then the conversion.
 void paintPlainly(BgraImage& image, webrtc::I420Buffer& frame, double time) {
-  const std::vector<std::uint8_t> row = barRow(image.width);
+  const std::vector<std::uint8_t> row = makePixelBuffer(image.width, 1, 0)->bytes;  // Above the box.
   const BoxColumns box = boxColumns(image.width, time);
   for (int y = 0; y < image.height; ++y) {
     std::uint8_t* pixel = image.bytes.data() + static_cast<std::ptrdiff_t>(y) * image.stride;
@@ -159,13 +158,13 @@ void paintPlainly(BgraImage& image, webrtc::I420Buffer& frame, double time) {
 }
 
 void benchPattern(const Size& size, Report& report) {
-  const PatternPainter painter(size.width, size.height);
+  const TestPattern pattern(size.width, size.height);
   const auto frame = webrtc::I420Buffer::Create(size.width, size.height);
   auto image = makePixelBuffer(size.width, size.height, 0);
   std::vector<double> fast;
   std::vector<double> plain;
   for (int round = 0; round < kRounds; ++round) {
-    fast.push_back(timed([&] { painter.paint(*frame, round / 60.0); }));
+    fast.push_back(timed([&] { pattern.paint(*frame, round / 60.0); }));
     if (round < kRounds / 4) plain.push_back(timed([&] { paintPlainly(*image, *frame, round / 60.0); }));
   }
   const QString name = u"test pattern %1, "_s.arg(size.name);

@@ -39,24 +39,24 @@ Effects RoomRegistry::join(MemberId id, const JsonObject& message, Moment now) {
   Effects effects;
   const auto request = parseJoin(message);
   if (!request) {
-    effects.closings.push_back({id, Dismissal::kBadJoin});
+    effects.closings.push_back({id, Dismissal::badJoin});
     return effects;
   }
   const auto existing = rooms_.find(request->room);
   if (existing == rooms_.end() && rooms() >= limits_.rooms) {
-    effects.closings.push_back({id, Dismissal::kTooManyRooms});
+    effects.closings.push_back({id, Dismissal::tooManyRooms});
     return effects;
   }
-  if (request->role == Role::kViewer && existing != rooms_.end() &&
+  if (request->role == Role::viewer && existing != rooms_.end() &&
       static_cast<int>(existing->second.viewers.size()) >= limits_.viewersPerRoom) {
-    effects.closings.push_back({id, Dismissal::kRoomFull});
+    effects.closings.push_back({id, Dismissal::roomFull});
     return effects;
   }
 
   Room& room =
       rooms_.try_emplace(request->room, Room{{}, {}, TokenBucket(limits_.requests, now.monotonic)}).first->second;
   members_[id] = Member{*request};
-  if (request->role == Role::kHost) {
+  if (request->role == Role::host) {
     joinAsHost(id, room, effects);
   } else {
     joinAsViewer(id, room, effects);
@@ -68,7 +68,7 @@ Effects RoomRegistry::join(MemberId id, const JsonObject& message, Moment now) {
 void RoomRegistry::joinAsHost(MemberId id, Room& room, Effects& effects) {
   if (room.host) {
     members_.erase(*room.host);
-    effects.closings.push_back({*room.host, Dismissal::kReplaced});
+    effects.closings.push_back({*room.host, Dismissal::replaced});
   }
   room.host = id;
 }
@@ -106,7 +106,7 @@ bool RoomRegistry::reachesHost(const Room& room, MemberId viewer) {
 }
 
 void RoomRegistry::relay(const Room& room, MemberId from, Role role, const QString& text, Effects& effects) {
-  if (role == Role::kHost) {
+  if (role == Role::host) {
     toViewers(room, text, effects);
   } else if (reachesHost(room, from)) {
     effects.messages.push_back({*room.host, text});

@@ -15,7 +15,7 @@ namespace vantora::companion {
 // A connection, as its owner numbers it; never used twice.
 using MemberId = quint64;
 
-enum class Dismissal { kReplaced, kBadJoin, kRoomFull, kTooManyRooms };
+enum class Dismissal { replaced, badJoin, roomFull, tooManyRooms };
 
 // What the owner of the connections is to do, in this order: send, then close. A dismissed member
 // has left its room already; leave() for it later is harmless.

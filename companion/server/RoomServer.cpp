@@ -22,13 +22,13 @@ struct Goodbye {
 
 Goodbye goodbyeFor(Dismissal why) {
   switch (why) {
-    case Dismissal::kReplaced:
+    case Dismissal::replaced:
       return {kReplacedByNewerHost, u"replaced by a newer host of this room"_s};
-    case Dismissal::kBadJoin:
+    case Dismissal::badJoin:
       return {kPolicyViolation, u"the join needs a room and a role of host or viewer"_s};
-    case Dismissal::kRoomFull:
+    case Dismissal::roomFull:
       return {kNoRoomLeft, u"this room is full"_s};
-    case Dismissal::kTooManyRooms:
+    case Dismissal::tooManyRooms:
       return {kNoRoomLeft, u"no more rooms on this server"_s};
   }
   return {kPolicyViolation, QString()};
@@ -124,7 +124,7 @@ void RoomServer::received(MemberId id, const QString& text) {
     return;
   }
   const Effects effects = registry_.receive(id, text, {now, scheduler_.unixMilliseconds()});
-  if (!found->second.asHost && registry_.roleOf(id) == Role::kHost) {
+  if (!found->second.asHost && registry_.roleOf(id) == Role::host) {
     found->second.asHost = true;
     found->second.allowance = TokenBucket(limits_.hostRate, now);
   }

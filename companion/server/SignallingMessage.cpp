@@ -32,16 +32,16 @@ std::optional<JoinRequest> parseJoin(const JsonObject& message) {
   const auto room = stringField(message, "room"_L1);
   const auto role = stringField(message, "role"_L1);
   if (!room || room->isEmpty() || room->size() > kMaxRoomName) return std::nullopt;
-  if (role == u"host"_s) return JoinRequest{*room, Role::kHost, u"host"_s};
+  if (role == u"host"_s) return JoinRequest{*room, Role::host, u"host"_s};
   if (role == u"viewer"_s) {
-    return JoinRequest{*room, Role::kViewer, viewerName(stringField(message, "name"_L1).value_or(QString()))};
+    return JoinRequest{*room, Role::viewer, viewerName(stringField(message, "name"_L1).value_or(QString()))};
   }
   return std::nullopt;
 }
 
 bool relayedFrom(Role role, const QString& type) {
   const auto known = [&type](const auto& types) { return std::find(types.begin(), types.end(), type) != types.end(); };
-  return role == Role::kHost ? known(kFromHost) : known(kFromViewer);
+  return role == Role::host ? known(kFromHost) : known(kFromViewer);
 }
 
 QString shortened(const QString& text, int limit) {

@@ -8,12 +8,12 @@
 
 namespace vantora::companion {
 
-enum class Role { kHost, kViewer };
+enum class Role { host, viewer };
 
 // A member's wish to enter a room.
 struct JoinRequest {
   QString room;
-  Role role = Role::kViewer;
+  Role role = Role::viewer;
   // How the member's chat lines are signed: "host" for a host, else the given name or "viewer".
   QString sender;
 };

@@ -7,26 +7,23 @@ namespace vantora {
 using namespace Qt::Literals::StringLiterals;
 
 JsonObject Conversation::add(const QString& from, const QString& text, qint64 ts) {
-  Line line{++last_, from, text, ts};
-  JsonObject message = chatMessage(line);
+  Line line{from, text, ts};
+  JsonObject message = chatMessage(lines_.next(), line);
   // Of a line that is too long for all of it, the window keeps the end as well.
   line.text = line.text.right(kMostUnits - kUnitsOfALine);
   line.from = line.from.right(kMostUnits - kUnitsOfALine - line.text.size());
-  units_ += unitsOf(line);
-  lines_.append(std::move(line));
-  while (units_ > kMostUnits) {
-    const Line oldest = lines_.dequeue();
-    units_ -= unitsOf(oldest);
-    if (oldest.number <= shown_) continue;
+  const qsizetype units = unitsOf(line);
+  for (const auto& dropped : lines_.add(std::move(line), units)) {
+    if (dropped.number <= shown_) continue;
     // It has come, though no window will show it.
-    shown_ = oldest.number;
+    shown_ = dropped.number;
     ++unread_;
   }
   return message;
 }
 
 void Conversation::shown(qint64 number, qint64 unread) {
-  if (number < shown_ || number > last_ || unread < 0) return;
+  if (number < shown_ || number > lines_.last() || unread < 0) return;
   shown_ = number;
   unread_ = unread;
 }
@@ -34,11 +31,11 @@ void Conversation::shown(qint64 number, qint64 unread) {
 QList<JsonObject> Conversation::messages() const {
   QList<JsonObject> messages;
   QJsonArray before;
-  for (const Line& line : lines_) {
-    if (line.number <= shown_) {
+  for (const auto& [number, units, line] : lines_.kept()) {
+    if (number <= shown_) {
       before.append(JsonObject{{u"from"_s, line.from}, {u"text"_s, line.text}, {u"ts"_s, line.ts}});
     } else {
-      messages.append(chatMessage(line));
+      messages.append(chatMessage(number, line));
     }
   }
   if (shown_ > 0) {
@@ -48,9 +45,9 @@ QList<JsonObject> Conversation::messages() const {
   return messages;
 }
 
-JsonObject Conversation::chatMessage(const Line& line) {
+JsonObject Conversation::chatMessage(qint64 number, const Line& line) {
   return {{u"type"_s, u"chat"_s},
-          {u"number"_s, line.number},
+          {u"number"_s, number},
           {u"from"_s, line.from},
           {u"text"_s, line.text},
           {u"ts"_s, line.ts}};

@@ -2,9 +2,9 @@
 #pragma once
 
 #include <QList>
-#include <QQueue>
 
 #include "base/Json.h"
+#include "main/desktop/NumberedOutbox.h"
 
 namespace vantora {
 
@@ -27,18 +27,15 @@ class Conversation {
 
  private:
   struct Line {
-    qint64 number = 0;
     QString from;
     QString text;
     qint64 ts = 0;
   };
 
   static qsizetype unitsOf(const Line& line) { return line.from.size() + line.text.size() + kUnitsOfALine; }
-  static JsonObject chatMessage(const Line& line);
+  static JsonObject chatMessage(qint64 number, const Line& line);
 
-  QQueue<Line> lines_;
-  qsizetype units_ = 0;
-  qint64 last_ = 0;
+  NumberedOutbox<Line> lines_{{.weight = kMostUnits}};
   qint64 shown_ = 0;
   qint64 unread_ = 0;
 };

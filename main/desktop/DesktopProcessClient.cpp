@@ -26,7 +26,7 @@ DesktopProcessClient::DesktopProcessClient(Scheduler& scheduler, const QString& 
 
 void DesktopProcessClient::start(Callbacks callbacks, bool introduce) {
   callbacks_ = std::move(callbacks);
-  if (introduce) deliver(kept_.add({{u"type"_s, u"introduce"_s}}));
+  if (introduce) deliverKept({{u"type"_s, u"introduce"_s}});
   process_.start();
 }
 
@@ -48,23 +48,29 @@ void DesktopProcessClient::presentChat(const QString& from, const QString& text,
 }
 
 void DesktopProcessClient::deliverHostNotification(const QString& title, const QString& body) {
-  deliver(kept_.add({{u"type"_s, u"notify"_s},
-                     {u"title"_s, title.left(kMostNotificationUnits)},
-                     {u"body"_s, body.left(kMostNotificationUnits)}}));
+  deliverKept({{u"type"_s, u"notify"_s},
+               {u"title"_s, title.left(kMostNotificationUnits)},
+               {u"body"_s, body.left(kMostNotificationUnits)}});
 }
 
-void DesktopProcessClient::reopen() { deliver(kept_.add({{u"type"_s, u"reopen"_s}})); }
+void DesktopProcessClient::reopen() { deliverKept({{u"type"_s, u"reopen"_s}}); }
 
 // What is sent before the desktop process has said that it is ready would be lost if its display fails it.
 void DesktopProcessClient::deliver(const JsonObject& message) {
   if (ready_) process_.send(message);
 }
 
+void DesktopProcessClient::deliverKept(JsonObject message) {
+  message.insert(u"number"_s, kept_.next());
+  kept_.add(message, toJson(message).size());
+  deliver(message);
+}
+
 void DesktopProcessClient::ready() {
   ready_ = true;
   clipboard_.connected();
   for (const JsonObject& message : conversation_.messages()) process_.send(message);
-  for (const JsonObject& message : kept_.messages()) process_.send(message);
+  for (const auto& kept : kept_.kept()) process_.send(kept.entry);
 }
 
 void DesktopProcessClient::take(const JsonObject& message) {
@@ -76,7 +82,7 @@ void DesktopProcessClient::take(const JsonObject& message) {
     conversation_.shown(integerField(message, "number"_L1).value_or(-1),
                         integerField(message, "unread"_L1).value_or(-1));
   } else if (*type == "done"_L1) {
-    kept_.done(integerField(message, "number"_L1).value_or(0));
+    kept_.remove(integerField(message, "number"_L1).value_or(0));
   } else if (*type == "action"_L1) {
     if (const auto request = uiRequestOf(message)) callbacks_.requested(*request);
   } else if (*type == "chat_send"_L1) {

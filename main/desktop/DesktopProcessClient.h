@@ -6,7 +6,7 @@
 
 #include "main/desktop/Conversation.h"
 #include "main/desktop/DesktopProcess.h"
-#include "main/desktop/KeptMessages.h"
+#include "main/desktop/NumberedOutbox.h"
 #include "main/desktop/RemoteClipboard.h"
 #include "main/desktop/UiMessages.h"
 
@@ -18,6 +18,11 @@ namespace vantora {
 // HostAppDelegate.
 class DesktopProcessClient {
  public:
+  // What waits for a desktop process to carry it out (notifications, repeated launches, the introduction); beyond
+  // either the oldest are dropped. Bytes are those of JSON text.
+  static constexpr std::size_t kMaxKeptMessages = 1000;
+  static constexpr qsizetype kMaxKeptBytes = 2'000'000;
+
   struct Callbacks {
     std::function<HostState()> state;
     std::function<void(const UiRequest&)> requested;
@@ -43,14 +48,16 @@ class DesktopProcessClient {
   void connected();
   void take(const JsonObject& message);
   void deliver(const JsonObject& message);
+  // Gives the message a "number", which the desktop process tells once it has carried it out; until then it is sent to
+  // each new one.
+  void deliverKept(JsonObject message);
   void ready();
 
   Callbacks callbacks_;
   std::optional<HostState> told_;
   bool ready_ = false;
   Conversation conversation_;
-  // The introduction, notifications and repeated launches.
-  KeptMessages kept_;
+  NumberedOutbox<JsonObject> kept_{{.entries = kMaxKeptMessages, .weight = kMaxKeptBytes}};
   RemoteClipboard clipboard_;
   DesktopProcess process_;
 };

@@ -5,7 +5,6 @@
 #include <pc/session_description.h>
 
 #include "base/Log.h"
-#include "base/MainThread.h"
 #include "main/rtc/AnswerCheck.h"
 #include "main/rtc/BoundedCandidateResolver.h"
 #include "main/rtc/LibDataChannel.h"
@@ -126,13 +125,23 @@ std::string iceUserName(const webrtc::SessionDescriptionInterface& description) 
 }
 
 // A completion for the library: hops to main, where it is dropped once the connection is gone.
-template <typename AlivePtr>
-std::function<void(webrtc::RTCError)> hopping(std::weak_ptr<AlivePtr> alive, PeerConnection::Done done) {
-  return [alive = std::move(alive), done = std::move(done)](const webrtc::RTCError& error) {
-    postToMain([alive, done, failure = errorOf(error)] {
-      if (!alive.expired()) done(failure);
-    });
-  };
+std::function<void(webrtc::RTCError)> hopping(const Lifetime& life, PeerConnection::Done done) {
+  return [hop = life.onMain(std::move(done))](const webrtc::RTCError& error) { hop(errorOf(error)); };
+}
+
+// The same for an event, of which there may be none.
+template <typename... Args>
+std::function<void(Args...)> hoppingEvent(const Lifetime& life, std::function<void(Args...)> event) {
+  if (!event) return [](const auto&...) {};
+  return life.onMain(std::move(event));
+}
+
+PeerEvents hoppingEvents(const Lifetime& life, PeerEvents events) {
+  return {.iceStateChanged = hoppingEvent(life, std::move(events.iceStateChanged)),
+          .candidateGenerated = hoppingEvent(life, std::move(events.candidateGenerated)),
+          .mediaReady = hoppingEvent(life, std::move(events.mediaReady)),
+          .transportFailed = hoppingEvent(life, std::move(events.transportFailed)),
+          .descriptionBroken = hoppingEvent(life, std::move(events.descriptionBroken))};
 }
 
 }  // namespace
@@ -140,20 +149,15 @@ std::function<void(webrtc::RTCError)> hopping(std::weak_ptr<AlivePtr> alive, Pee
 // Called on the library's signalling thread.
 class LibPeerConnection::Observer final : public webrtc::PeerConnectionObserver {
  public:
-  explicit Observer(std::weak_ptr<Alive> alive) : alive_(std::move(alive)) {}
+  explicit Observer(const PeerEvents& events) : events_(events) {}
 
   void OnIceConnectionChange(webrtc::PeerConnectionInterface::IceConnectionState state) override {
-    post([state = iceStateOf(state)](PeerEvents& events) {
-      if (events.iceStateChanged) events.iceStateChanged(state);
-    });
+    events_.iceStateChanged(iceStateOf(state));
   }
   void OnConnectionChange(webrtc::PeerConnectionInterface::PeerConnectionState state) override {
     using State = webrtc::PeerConnectionInterface::PeerConnectionState;
-    if (state != State::kConnected && state != State::kFailed) return;
-    post([connected = state == State::kConnected](PeerEvents& events) {
-      const auto& event = connected ? events.mediaReady : events.transportFailed;
-      if (event) event();
-    });
+    if (state == State::kConnected) events_.mediaReady();
+    if (state == State::kFailed) events_.transportFailed();
   }
   void OnIceCandidate(const webrtc::IceCandidateInterface* candidate) override {
     std::string text;
@@ -162,9 +166,7 @@ class LibPeerConnection::Observer final : public webrtc::PeerConnectionObserver 
     value.candidate = QString::fromStdString(text);
     if (!candidate->sdp_mid().empty()) value.sdpMid = QString::fromStdString(candidate->sdp_mid());
     value.sdpMLineIndex = candidate->sdp_mline_index();
-    post([value](PeerEvents& events) {
-      if (events.candidateGenerated) events.candidateGenerated(value);
-    });
+    events_.candidateGenerated(value);
   }
   void OnSignalingChange(webrtc::PeerConnectionInterface::SignalingState) override {}
   void OnIceGatheringChange(webrtc::PeerConnectionInterface::IceGatheringState) override {}
@@ -173,21 +175,15 @@ class LibPeerConnection::Observer final : public webrtc::PeerConnectionObserver 
   }
 
  private:
-  template <typename Task>
-  void post(Task task) {
-    postToMain([alive = alive_, task = std::move(task)] {
-      if (const auto target = alive.lock()) task(target->events);
-    });
-  }
-  std::weak_ptr<Alive> alive_;
+  const PeerEvents& events_;
 };
 
 LibPeerConnection::LibPeerConnection(webrtc::PeerConnectionFactoryInterface& factory, PeerEvents events,
                                      std::shared_ptr<KeyFrameRequest> keyFrameRequest)
     : factory_(&factory),
-      alive_(std::make_shared<Alive>(Alive{std::move(events)})),
+      events_(hoppingEvents(life_, std::move(events))),
       keyFrameRequest_(std::move(keyFrameRequest)),
-      observer_(std::make_unique<Observer>(alive_)) {}
+      observer_(std::make_unique<Observer>(events_)) {}
 
 std::unique_ptr<LibPeerConnection> LibPeerConnection::create(webrtc::PeerConnectionFactoryInterface& factory,
                                                              const QList<IceServer>& servers, PeerEvents events,
@@ -245,13 +241,10 @@ void LibPeerConnection::createOffer(const OfferOptions& options, OfferDone done)
   libOptions.offer_to_receive_video = options.receiveVideo ? 1 : 0;
   libOptions.offer_to_receive_audio = options.receiveAudio ? 1 : 0;
   const auto observer = rtc::make_ref_counted<OfferObserver>(
-      [this, alive = std::weak_ptr(alive_), done = std::move(done)](QString sdp, std::optional<QString> error) {
-        postToMain([this, alive, done, sdp = std::move(sdp), error = std::move(error)] {
-          if (alive.expired()) return;
-          offered_ = sdp;
-          done(sdp, error);
-        });
-      });
+      life_.onMain([this, done = std::move(done)](const QString& sdp, const std::optional<QString>& error) {
+        offered_ = sdp;
+        done(sdp, error);
+      }));
   connection_->CreateOffer(observer.get(), libOptions);
 }
 
@@ -259,7 +252,7 @@ void LibPeerConnection::setLocalOffer(const QString& sdp, Done done) {
   webrtc::SdpParseError parseError;
   auto description = webrtc::CreateSessionDescription(webrtc::SdpType::kOffer,
                                                       withNativeH264Profiles(offered_, sdp).toStdString(), &parseError);
-  const auto hop = hopping(std::weak_ptr(alive_), std::move(done));
+  const auto hop = hopping(life_, std::move(done));
   if (!description) {
     hop(webrtc::RTCError(webrtc::RTCErrorType::SYNTAX_ERROR, parseError.description));
     return;
@@ -268,12 +261,11 @@ void LibPeerConnection::setLocalOffer(const QString& sdp, Done done) {
 }
 
 void LibPeerConnection::setRemoteAnswer(const QString& sdp, Done done) {
-  const auto examined = [this, alive = std::weak_ptr(alive_), done = std::move(done)](std::optional<QString> error) {
-    const bool failed = error.has_value();
-    done(std::move(error));
-    if (failed && !alive.expired()) reportIfBroken();
+  const auto examined = [this, alive = life_.handle(), done = std::move(done)](const std::optional<QString>& error) {
+    done(error);
+    if (error && alive) reportIfBroken();
   };
-  const auto hop = hopping(std::weak_ptr(alive_), Done(examined));
+  const auto hop = hopping(life_, Done(examined));
   if (sdp.size() > kMaxSdpLength) {
     hop(webrtc::RTCError(webrtc::RTCErrorType::SYNTAX_ERROR, "session description too long"));
     return;
@@ -289,13 +281,12 @@ void LibPeerConnection::setRemoteAnswer(const QString& sdp, Done done) {
     hop(webrtc::RTCError(webrtc::RTCErrorType::INVALID_PARAMETER, *harm));
     return;
   }
-  const auto taken = [this, alive = std::weak_ptr(alive_), userName = iceUserName(*description),
-                      examined](std::optional<QString> error) {
-    if (!error && !alive.expired()) beginCandidates(userName);
-    examined(std::move(error));
+  const auto taken = [this, userName = iceUserName(*description), examined](const std::optional<QString>& error) {
+    if (!error) beginCandidates(userName);
+    examined(error);
   };
   connection_->SetRemoteDescription(std::move(description),
-                                    rtc::make_ref_counted<RemoteObserver>(hopping(std::weak_ptr(alive_), Done(taken))));
+                                    rtc::make_ref_counted<RemoteObserver>(hopping(life_, Done(taken))));
 }
 
 // A new user name begins a new set of candidates; the library forgets those of the one before.
@@ -309,18 +300,14 @@ void LibPeerConnection::beginCandidates(const std::string& userName) {
 // does no harm. The library tells the two apart only by refusing to make a further offer.
 void LibPeerConnection::reportIfBroken() {
   const auto observer = rtc::make_ref_counted<OfferObserver>(
-      [alive = std::weak_ptr(alive_)](const QString&, const std::optional<QString>& error) {
-        if (!error) return;
-        postToMain([alive] {
-          const auto target = alive.lock();
-          if (target && target->events.descriptionBroken) target->events.descriptionBroken();
-        });
+      [broken = events_.descriptionBroken](const QString&, const std::optional<QString>& error) {
+        if (error) broken();
       });
   connection_->CreateOffer(observer.get(), {});
 }
 
 void LibPeerConnection::addCandidate(const IceCandidate& candidate, Done done) {
-  const auto hop = hopping(std::weak_ptr(alive_), std::move(done));
+  const auto hop = hopping(life_, std::move(done));
   std::unique_ptr<webrtc::IceCandidateInterface> parsed;
   webrtc::SdpParseError parseError;
   // A negative index without a mid trips a check inside the library instead of failing.
@@ -383,8 +370,8 @@ bool LibPeerConnection::restartIce() {
 void LibPeerConnection::requestKeyFrame() { keyFrameRequest_->make(); }
 
 void LibPeerConnection::close() {
-  if (!alive_) return;
-  alive_.reset();  // Everything still on its way to main is dropped there.
+  if (!life_.handle()) return;
+  life_.end();  // Everything still on its way to main is dropped there.
   if (connection_) connection_->Close();
 }
 

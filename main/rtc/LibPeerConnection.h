@@ -3,13 +3,14 @@
 
 #include <api/peer_connection_interface.h>
 
+#include "base/Lifetime.h"
 #include "main/rtc/KeyFrameRequest.h"
 #include "main/rtc/PeerConnection.h"
 
 namespace vantora {
 
 // Thread: main. The library's callbacks arrive on its signalling thread; they copy what they
-// carry and post it to main, where `alive_` tells whether this object still wants it.
+// carry and post it to main, where `life_` tells whether this object still wants it.
 class LibPeerConnection final : public PeerConnection {
  public:
   // None when the library refuses the configuration.
@@ -34,10 +35,6 @@ class LibPeerConnection final : public PeerConnection {
 
  private:
   class Observer;
-  // What callbacks in flight share with this object; cleared when it is closed. Main thread.
-  struct Alive {
-    PeerEvents events;
-  };
 
   LibPeerConnection(webrtc::PeerConnectionFactoryInterface& factory, PeerEvents events,
                     std::shared_ptr<KeyFrameRequest> keyFrameRequest);
@@ -45,7 +42,8 @@ class LibPeerConnection final : public PeerConnection {
   void beginCandidates(const std::string& userName);
 
   rtc::scoped_refptr<webrtc::PeerConnectionFactoryInterface> factory_;
-  std::shared_ptr<Alive> alive_;
+  Lifetime life_;            // Ends when the connection is closed.
+  const PeerEvents events_;  // By way of main, for any thread.
   std::shared_ptr<KeyFrameRequest> keyFrameRequest_;
   // The newest offer as the library made it.
   QString offered_;

@@ -25,31 +25,26 @@ QString oneLine(const QString& reason) {
 }  // namespace
 
 template <typename Callback, typename... Args>
-void QtWebSocketTask::emitEvent(const std::shared_ptr<Shared>& shared, const Callback& callback, const Args&... args) {
+void QtWebSocketTask::emitEvent(Callback callback, const Args&... args) {
   if (!callback) return;
-  // The callback may destroy what `shared` stands in.
-  const std::shared_ptr<Shared> keepAlive = shared;  // NOLINT(performance-unnecessary-copy-initialization)
-  ++keepAlive->depth;
+  const Lifetime::Handle alive = life_.handle();
+  ++running_;
   callback(args...);
-  --keepAlive->depth;
+  if (alive) --running_;
 }
 
 QtWebSocketTask::QtWebSocketTask(QUrl url, Events events, Scheduler& scheduler, Limits limits)
-    : url_(std::move(url)), scheduler_(scheduler), limits_(limits), shared_(std::make_shared<Shared>()) {
-  shared_->events = std::move(events);
-  shared_->task = this;
-}
+    : url_(std::move(url)), events_(std::move(events)), scheduler_(scheduler), limits_(limits) {}
 
 QtWebSocketTask::~QtWebSocketTask() {
   affinity_.check("QtWebSocketTask::~QtWebSocketTask");
-  shared_->task = nullptr;
   dropSocket();
 }
 
 void QtWebSocketTask::resume() {
   affinity_.check("QtWebSocketTask::resume");
-  if (state_ != State::Idle) return;
-  state_ = State::Connecting;
+  if (state_ != State::idle) return;
+  state_ = State::connecting;
   socket_ = std::make_unique<QWebSocket>();
   socket_->setProxy(QNetworkProxy::NoProxy);
   const auto longest = static_cast<quint64>(limits_.incomingBytes);
@@ -67,22 +62,19 @@ void QtWebSocketTask::connectSignals() {
   QWebSocket* socket = socket_.get();
   QObject::connect(socket, &QWebSocket::connected, socket, [this] { opened(); });
   QObject::connect(socket, &QWebSocket::textMessageReceived, socket, [this](const QString& text) {
-    if (state_ != State::Open) return;
-    emitEvent(shared_, shared_->events.text, text);
+    if (state_ != State::open) return;
+    emitEvent(events_.text, text);
   });
   QObject::connect(socket, &QWebSocket::binaryMessageReceived, socket, [this](const QByteArray& bytes) {
-    if (state_ != State::Open) return;
-    emitEvent(shared_, shared_->events.binary, bytes);
+    if (state_ != State::open) return;
+    emitEvent(events_.binary, bytes);
   });
   QObject::connect(socket, &QWebSocket::pong, socket, [this] { pingUnanswered_ = false; });
   QObject::connect(socket, qOverload<QAbstractSocket::SocketError>(&QWebSocket::error), socket,
                    [this] { fail(socket_->errorString()); });
   // A refused connection is first reported as closed and only then with its reason: wait for that.
-  QObject::connect(socket, &QWebSocket::disconnected, socket, [this] {
-    postToMain([weak = std::weak_ptr<Shared>(shared_), reason = closeText()] {
-      if (const auto shared = weak.lock(); shared && shared->task) shared->task->fail(reason);
-    });
-  });
+  QObject::connect(socket, &QWebSocket::disconnected, socket,
+                   [this] { postToMain(life_.guard([this, reason = closeText()] { fail(reason); })); });
 }
 
 QString QtWebSocketTask::closeText() const {
@@ -92,21 +84,21 @@ QString QtWebSocketTask::closeText() const {
 }
 
 void QtWebSocketTask::opened() {
-  if (state_ != State::Connecting) return;
-  state_ = State::Open;
+  if (state_ != State::connecting) return;
+  state_ = State::open;
   handshakeTimer_.reset();
   pingTimer_ = scheduler_.every(limits_.pingPeriod, limits_.pingPeriod, [this] { checkAlive(); });
   backlogTimer_ = scheduler_.every(limits_.backlogPeriod, limits_.backlogPeriod, [this] { checkBacklog(); });
-  const std::shared_ptr<Shared> shared = shared_;
+  const Lifetime::Handle alive = life_.handle();
   QQueue<QString> texts = std::exchange(waiting_, {});
   waitingBytes_ = 0;
-  while (!texts.isEmpty() && shared->task && state_ == State::Open) transmit(texts.dequeue());
+  while (!texts.isEmpty() && alive && state_ == State::open) transmit(texts.dequeue());
 }
 
 void QtWebSocketTask::send(const QString& text) {
   affinity_.check("QtWebSocketTask::send");
-  if (state_ == State::Failed) return reportSendError(failure_);
-  if (state_ == State::Open) return transmit(text);
+  if (state_ == State::failed) return reportSendError(failure_);
+  if (state_ == State::open) return transmit(text);
   const qint64 bytes = text.size() * static_cast<qint64>(sizeof(QChar));
   if (waiting_.size() >= limits_.waitingMessages || waitingBytes_ + bytes > limits_.waitingBytes) {
     return reportSendError(u"Too much is waiting for the connection to open."_s);
@@ -120,9 +112,7 @@ void QtWebSocketTask::transmit(const QString& text) {
   if (socket_->sendTextMessage(text) == 0) reportSendError(socket_->errorString());
 }
 
-void QtWebSocketTask::reportSendError(const QString& reason) {
-  emitEvent(shared_, shared_->events.sendError, oneLine(reason));
-}
+void QtWebSocketTask::reportSendError(const QString& reason) { emitEvent(events_.sendError, oneLine(reason)); }
 
 void QtWebSocketTask::checkAlive() {
   if (pingUnanswered_) return fail(u"The server does not answer."_s);
@@ -141,8 +131,8 @@ void QtWebSocketTask::checkBacklog() {
 }
 
 void QtWebSocketTask::fail(const QString& reason) {
-  if (state_ == State::Failed) return;
-  state_ = State::Failed;
+  if (state_ == State::failed) return;
+  state_ = State::failed;
   failure_ = oneLine(reason);
   handshakeTimer_.reset();
   pingTimer_.reset();
@@ -150,23 +140,21 @@ void QtWebSocketTask::fail(const QString& reason) {
   const qsizetype undelivered = waiting_.size();
   waiting_.clear();
   // The socket may be in the middle of its own work, even inside open().
-  postToMain([weak = std::weak_ptr<Shared>(shared_), reason = failure_, undelivered] {
-    if (const auto shared = weak.lock(); shared && shared->task) shared->task->reportFailure(reason, undelivered);
-  });
+  postToMain(life_.guard([this, reason = failure_, undelivered] { reportFailure(reason, undelivered); }));
 }
 
 void QtWebSocketTask::reportFailure(const QString& reason, qsizetype undelivered) {
   dropSocket();
-  const std::shared_ptr<Shared> shared = shared_;
-  for (qsizetype i = 0; i < undelivered && shared->task; ++i) emitEvent(shared, shared->events.sendError, reason);
-  if (shared->task) emitEvent(shared, shared->events.receiveError, reason);
+  const Lifetime::Handle alive = life_.handle();
+  for (qsizetype i = 0; i < undelivered && alive; ++i) emitEvent(events_.sendError, reason);
+  if (alive) emitEvent(events_.receiveError, reason);
 }
 
 void QtWebSocketTask::dropSocket() {
   if (!socket_) return;
   socket_->disconnect();
   // Inside a callback the socket is still on the stack.
-  if (shared_->depth > 0) {
+  if (running_ > 0) {
     socket_.release()->deleteLater();
   } else {
     socket_.reset();

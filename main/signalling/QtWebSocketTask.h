@@ -6,6 +6,7 @@
 #include <chrono>
 #include <memory>
 
+#include "base/Lifetime.h"
 #include "base/Scheduler.h"
 #include "base/ThreadAffinity.h"
 #include "main/signalling/WebSocketTask.h"
@@ -42,17 +43,11 @@ class QtWebSocketTask final : public WebSocketTask {
   void send(const QString& text) override;
 
  private:
-  enum class State { Idle, Connecting, Open, Failed };
+  enum class State { idle, connecting, open, failed };
 
-  // What outlives the task while one of its callbacks is running.
-  struct Shared {
-    Events events;
-    QtWebSocketTask* task = nullptr;  // Null once destroyed.
-    int depth = 0;                    // Callbacks that are running.
-  };
-
+  // Calls a copy of `callback`, which may destroy this task.
   template <typename Callback, typename... Args>
-  static void emitEvent(const std::shared_ptr<Shared>& shared, const Callback& callback, const Args&... args);
+  void emitEvent(Callback callback, const Args&... args);
 
   void connectSignals();
   void opened();
@@ -69,10 +64,11 @@ class QtWebSocketTask final : public WebSocketTask {
 
   ThreadAffinity affinity_;
   const QUrl url_;
+  const Events events_;
   Scheduler& scheduler_;
   const Limits limits_;
-  std::shared_ptr<Shared> shared_;
-  State state_ = State::Idle;
+  State state_ = State::idle;
+  int running_ = 0;  // Callbacks that are.
   QQueue<QString> waiting_;
   qint64 waitingBytes_ = 0;
   bool pingUnanswered_ = false;
@@ -81,6 +77,7 @@ class QtWebSocketTask final : public WebSocketTask {
   std::unique_ptr<Timer> handshakeTimer_;
   std::unique_ptr<Timer> pingTimer_;
   std::unique_ptr<Timer> backlogTimer_;
+  Lifetime life_;
 };
 
 // Makes tasks with the default limits. `scheduler` must outlive the factory and its tasks.

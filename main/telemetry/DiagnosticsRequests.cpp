@@ -18,4 +18,11 @@ void DiagnosticsRequests::channelClosed(ControlChannel channel) {
   pending_.remove_if([channel](const Pending& pending) { return pending.origin == channel; });
 }
 
+void bindDiagnosticsMessages(ControlDispatcher& dispatcher, DiagnosticsRequests& requests) {
+  dispatcher.on("diagnostics_run"_L1, [&requests](const ControlRequest& request) {
+    requests.handleRun(request.origin);
+    return Handled::yes;
+  });
+}
+
 }  // namespace vantora

@@ -6,6 +6,7 @@
 
 #include "base/BackgroundTask.h"
 #include "main/control/ControlChannel.h"
+#include "main/control/dispatch/ControlDispatcher.h"
 
 namespace vantora {
 
@@ -36,5 +37,8 @@ class DiagnosticsRequests {
   TaskStarter report_;
   std::list<Pending> pending_;
 };
+
+// Installs the handler of "diagnostics_run". `requests` must outlive `dispatcher`. Main thread.
+void bindDiagnosticsMessages(ControlDispatcher& dispatcher, DiagnosticsRequests& requests);
 
 }  // namespace vantora

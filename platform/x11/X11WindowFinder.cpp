@@ -48,28 +48,28 @@ class X11WindowFinder final : public atspi::WindowFinder {
   std::string busAddress(Deadline deadline) override {
     deadline_ = deadline;
     if (!ready()) return {};
-    const auto property = propertyOf(connection_.screen().root, atoms_[kBus], XCB_ATOM_STRING, 1024);
+    const auto property = propertyOf(connection_.screen().root, atoms_[busAtom], XCB_ATOM_STRING, 1024);
     if (!property) return {};
     return {static_cast<const char*>(xcb_get_property_value(property.get())),
             static_cast<std::size_t>(xcb_get_property_value_length(property.get()))};
   }
 
  private:
-  enum Atom { kState, kProcess, kShadow, kBus, kType, kNormal, kDialog, kUtility, kAtoms };
+  enum Atom { stateAtom, processAtom, shadowAtom, busAtom, typeAtom, normalAtom, dialogAtom, utilityAtom, atomCount };
 
   bool ready() {
     x_ = connection_.open();
     if (x_ == nullptr) return false;
     while (xcbOwned(xcb_poll_for_event(x_))) continue;
     if (generation_ == connection_.generation()) return true;
-    constexpr std::array<std::string_view, kAtoms> kNames{"WM_STATE",
-                                                          "_NET_WM_PID",
-                                                          "_GTK_FRAME_EXTENTS",
-                                                          "AT_SPI_BUS",
-                                                          "_NET_WM_WINDOW_TYPE",
-                                                          "_NET_WM_WINDOW_TYPE_NORMAL",
-                                                          "_NET_WM_WINDOW_TYPE_DIALOG",
-                                                          "_NET_WM_WINDOW_TYPE_UTILITY"};
+    constexpr std::array<std::string_view, atomCount> kNames{"WM_STATE",
+                                                             "_NET_WM_PID",
+                                                             "_GTK_FRAME_EXTENTS",
+                                                             "AT_SPI_BUS",
+                                                             "_NET_WM_WINDOW_TYPE",
+                                                             "_NET_WM_WINDOW_TYPE_NORMAL",
+                                                             "_NET_WM_WINDOW_TYPE_DIALOG",
+                                                             "_NET_WM_WINDOW_TYPE_UTILITY"};
     for (std::size_t index = 0; index < kNames.size(); ++index) {
       const auto atom = reply<xcb_intern_atom_reply_t>(
           xcb_intern_atom(x_, 0, static_cast<std::uint16_t>(kNames[index].size()), kNames[index].data()).sequence);
@@ -108,7 +108,7 @@ class X11WindowFinder final : public atspi::WindowFinder {
   }
 
   bool isClient(xcb_window_t window) {
-    const auto property = propertyOf(window, atoms_[kState], XCB_GET_PROPERTY_TYPE_ANY, 0);
+    const auto property = propertyOf(window, atoms_[stateAtom], XCB_GET_PROPERTY_TYPE_ANY, 0);
     return property && property->type != XCB_NONE;
   }
 
@@ -119,13 +119,13 @@ class X11WindowFinder final : public atspi::WindowFinder {
       const auto attributes = reply<xcb_get_window_attributes_reply_t>(xcb_get_window_attributes(x_, client).sequence);
       if (attributes && attributes->override_redirect != 0) return false;
     }
-    const auto types = propertyOf(client, atoms_[kType], XCB_ATOM_ATOM, 8);
+    const auto types = propertyOf(client, atoms_[typeAtom], XCB_ATOM_ATOM, 8);
     if (!types || types->format != 32) return true;
     const auto* names = static_cast<const xcb_atom_t*>(xcb_get_property_value(types.get()));
     const int count = xcb_get_property_value_length(types.get()) / 4;
     if (count == 0) return true;
     return std::any_of(names, names + count, [this](xcb_atom_t name) {
-      return name == atoms_[kNormal] || name == atoms_[kDialog] || name == atoms_[kUtility];
+      return name == atoms_[normalAtom] || name == atoms_[dialogAtom] || name == atoms_[utilityAtom];
     });
   }
 
@@ -170,13 +170,13 @@ class X11WindowFinder final : public atspi::WindowFinder {
         }
       }
     }
-    const auto property = propertyOf(window, atoms_[kProcess], XCB_ATOM_CARDINAL, 1);
+    const auto property = propertyOf(window, atoms_[processAtom], XCB_ATOM_CARDINAL, 1);
     if (!property || property->format != 32 || xcb_get_property_value_length(property.get()) < 4) return 0;
     return static_cast<pid_t>(*static_cast<const std::uint32_t*>(xcb_get_property_value(property.get())));
   }
 
   QRectF withoutShadow(const QRectF& frame, xcb_window_t client) {
-    const auto property = propertyOf(client, atoms_[kShadow], XCB_ATOM_CARDINAL, 4);
+    const auto property = propertyOf(client, atoms_[shadowAtom], XCB_ATOM_CARDINAL, 4);
     if (!property || property->format != 32 || xcb_get_property_value_length(property.get()) < 16) return frame;
     const auto* widths = static_cast<const std::uint32_t*>(xcb_get_property_value(property.get()));  // Left first.
     const auto width = [&](int side) { return static_cast<double>(std::min<std::uint32_t>(widths[side], 1000)); };
@@ -188,7 +188,7 @@ class X11WindowFinder final : public atspi::WindowFinder {
   xcb_connection_t* x_ = nullptr;
   std::uint64_t generation_ = 0;
   Deadline deadline_;
-  std::array<xcb_atom_t, kAtoms> atoms_{};
+  std::array<xcb_atom_t, atomCount> atoms_{};
   bool resources_ = false;
 };
 

@@ -135,7 +135,7 @@ TEST_F(RoomRegistryTest, dismissesAnUnusableJoin) {
     const Effects effects = say(9, text);
     ASSERT_EQ(effects.closings.size(), 1u) << qPrintable(text);
     EXPECT_EQ(effects.closings[0].member, 9u);
-    EXPECT_EQ(effects.closings[0].why, Dismissal::kBadJoin);
+    EXPECT_EQ(effects.closings[0].why, Dismissal::badJoin);
     EXPECT_FALSE(registry_.isMember(9));
   }
   EXPECT_TRUE(viewerJoins(9, longest).closings.empty());
@@ -219,7 +219,7 @@ TEST_F(RoomRegistryTest, aNewerHostReplacesTheOlder) {
   const Effects effects = hostJoins(5);
   ASSERT_EQ(effects.closings.size(), 1u);
   EXPECT_EQ(effects.closings[0].member, 1u);
-  EXPECT_EQ(effects.closings[0].why, Dismissal::kReplaced);
+  EXPECT_EQ(effects.closings[0].why, Dismissal::replaced);
   EXPECT_EQ(onlyMessageFor(effects, 2)["host"_L1], true);
 
   EXPECT_TRUE(say(1, u"{\"type\":\"offer\"}"_s).messages.empty());
@@ -278,14 +278,14 @@ TEST_F(RoomRegistryTest, aSupersededViewerIsToldOnce) {
 
 TEST_F(RoomRegistryTest, limitsRoomsAndViewersButAlwaysLetsAHostIn) {
   for (MemberId id = 1; id <= 4; ++id) EXPECT_TRUE(viewerJoins(id).closings.empty());
-  EXPECT_EQ(viewerJoins(5).closings.at(0).why, Dismissal::kRoomFull);
+  EXPECT_EQ(viewerJoins(5).closings.at(0).why, Dismissal::roomFull);
   EXPECT_FALSE(registry_.isMember(5));
   EXPECT_TRUE(hostJoins(6).closings.empty());
   EXPECT_EQ(say(4, u"{\"type\":\"answer\"}"_s).messages.size(), 1u) << "a refused viewer supersedes nobody";
 
   EXPECT_TRUE(hostJoins(7, u"b"_s).closings.empty());
   EXPECT_TRUE(hostJoins(8, u"c"_s).closings.empty());
-  EXPECT_EQ(hostJoins(9, u"d"_s).closings.at(0).why, Dismissal::kTooManyRooms);
+  EXPECT_EQ(hostJoins(9, u"d"_s).closings.at(0).why, Dismissal::tooManyRooms);
   (void)registry_.leave(8);
   EXPECT_TRUE(hostJoins(10, u"d"_s).closings.empty());
 }

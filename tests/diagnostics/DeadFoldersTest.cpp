@@ -187,7 +187,7 @@ TEST_F(DeadFoldersTest, processesThatCannotBeReadDoNotHoldTheOthersBack) {
                                               [](const Probe& probe) {
                                                 return QJsonObject{{u"a"_s, probe.sh(u"x"_s)}};
                                               },
-                                          .turn = Collector::Turn::First},
+                                          .turn = Collector::Turn::first},
                                          {.section = "updates"_L1, .collect = [](const Probe&) {
                                             return QJsonObject{{u"b"_s, 1}};
                                           }}};

@@ -38,13 +38,13 @@ bool mountNobody(const QString& folder) {
   return mount("nobody", QFile::encodeName(folder).constData(), "fuse", 0, options.c_str()) == 0;
 }
 
-enum Outcome : int { kFine, kNotAllowed, kNotDead, kTooLate, kWrong };
+enum Outcome : int { fine, notAllowed, notDead, tooLate, wrong };
 
 // In a process of its own, whose home is dead.
 Outcome reportFromADeadHome(const QString& home) {
-  if (!mountNobody(home)) return kNotAllowed;
+  if (!mountNobody(home)) return notAllowed;
   AbandonableThread look([path = QFile::encodeName(home + u"/any"_s)] { (void)access(path.constData(), F_OK); });
-  if (look.join(Clock::now() + std::chrono::milliseconds(300))) return kNotDead;
+  if (look.join(Clock::now() + std::chrono::milliseconds(300))) return notDead;
 
   Options options;
   options.captivePageUrl = u"http://127.0.0.1:9/"_s;
@@ -55,17 +55,17 @@ Outcome reportFromADeadHome(const QString& home) {
   for (int i = 0; i < 3; ++i) {
     const auto start = Clock::now();
     const QJsonObject report = run(options);
-    if (Clock::now() - start > options.deadline + std::chrono::seconds(5)) return kTooLate;
+    if (Clock::now() - start > options.deadline + std::chrono::seconds(5)) return tooLate;
     const QJsonObject storage = report[u"storage"_s].toObject();
     const bool right = report.size() == 9 && storage[u"cachesPretty"_s] == u"0 KB"_s &&
                        storage[u"totalKB"_s].toInteger() > 0 &&
                        !report[u"processes"_s][u"topCPU"_s].toArray().isEmpty();
     if (!right) {
       std::fputs(QJsonDocument(report).toJson().constData(), stderr);
-      return kWrong;
+      return wrong;
     }
   }
-  return kFine;
+  return fine;
 }
 
 TEST(DeadMountTest, aHomeWhoseServerIsGoneDoesNotHoldUpReports) {
@@ -85,8 +85,8 @@ TEST(DeadMountTest, aHomeWhoseServerIsGoneDoesNotHoldUpReports) {
   }
   ASSERT_EQ(ended, child) << "it neither reports nor ends";
   ASSERT_TRUE(WIFEXITED(status)) << "signal " << WTERMSIG(status);
-  if (WEXITSTATUS(status) == kNotAllowed) GTEST_SKIP() << "needs /dev/fuse and user name spaces";
-  EXPECT_EQ(WEXITSTATUS(status), kFine);
+  if (WEXITSTATUS(status) == notAllowed) GTEST_SKIP() << "needs /dev/fuse and user name spaces";
+  EXPECT_EQ(WEXITSTATUS(status), fine);
 }
 
 }  // namespace

@@ -196,10 +196,10 @@ TEST(LinuxProcessesTest, ranksByProcessorAndMemory) {
   machine.file(u"/proc/meminfo"_s, "MemTotal:       1000000 kB\nMemFree: 1 kB\n");
   machine.file(u"/proc/self/stat"_s, "not a process of its own");
   const int ticks = static_cast<int>(sysconf(_SC_CLK_TCK));
-  const int page_kb = static_cast<int>(sysconf(_SC_PAGESIZE) / 1024);
+  const int pageKb = static_cast<int>(sysconf(_SC_PAGESIZE) / 1024);
   addProcess(machine, 10, "busy one)\n(", 500 * ticks, 10, {});
   addProcess(machine, 11, "bad\xff", 100 * ticks, 20, {});
-  addProcess(machine, 12, "gnome-terminal-", 0, 100000 / page_kb,
+  addProcess(machine, 12, "gnome-terminal-", 0, 100000 / pageKb,
              QByteArray("/usr/libexec/gnome-terminal-server\0", 35));
   for (int pid = 20; pid < 26; ++pid) addProcess(machine, pid, "idle", 0, 1, {});
   const QJsonObject info = processesInfo(machine.options());
@@ -220,9 +220,9 @@ TEST(LinuxProcessesTest, readsACommandLineOnlyWhereTheNameIsCutAndTheProcessIsNo
   addProcess(machine, 11, "stuck-and-cut-o", 0, 10, QByteArray("/usr/bin/stuck-and-cut-off\0", 27));
   machine.file(u"/proc/11/stat"_s, "11 (stuck-and-cut-o) D 1 1 1 0 -1 0 0 0 0 0 0 0 0 0 20 0 1 0 0 1000 10 1 1\n");
   addProcess(machine, 12, "alive-and-cut-o", 0, 10, QByteArray("/usr/bin/alive-and-cut-off\0", 27));
-  fakes::OpenWatch left_alone;
-  left_alone.add(machine.place(u"/proc/10/cmdline"_s));
-  left_alone.add(machine.place(u"/proc/11/cmdline"_s));
+  fakes::OpenWatch leftAlone;
+  leftAlone.add(machine.place(u"/proc/10/cmdline"_s));
+  leftAlone.add(machine.place(u"/proc/11/cmdline"_s));
   fakes::OpenWatch read;
   read.add(machine.place(u"/proc/12/cmdline"_s));
   const QJsonArray top = processesInfo(machine.options())[u"topMem"_s].toArray();
@@ -230,7 +230,7 @@ TEST(LinuxProcessesTest, readsACommandLineOnlyWhereTheNameIsCutAndTheProcessIsNo
   EXPECT_EQ(top[0][u"name"_s], u"short"_s);
   EXPECT_EQ(top[1][u"name"_s], u"stuck-and-cut-o"_s);
   EXPECT_EQ(top[2][u"name"_s], u"alive-and-cut-off"_s);
-  EXPECT_FALSE(left_alone.wereOpened());
+  EXPECT_FALSE(leftAlone.wereOpened());
   EXPECT_TRUE(read.wereOpened());
 }
 

@@ -116,12 +116,12 @@ TEST(LinuxReportTest, reportsAtTheSameTimeDoNotMix) {
   first.file(u"/etc/os-release"_s, "PRETTY_NAME=First\n");
   MadeUpMachine second;
   second.file(u"/etc/os-release"_s, "PRETTY_NAME=Second\n");
-  QJsonObject of_second;
-  std::jthread other([&] { of_second = run(second.options()); });
-  const QJsonObject of_first = run(first.options());
+  QJsonObject ofSecond;
+  std::jthread other([&] { ofSecond = run(second.options()); });
+  const QJsonObject ofFirst = run(first.options());
   other.join();
-  EXPECT_EQ(of_first[u"updates"_s][u"current"_s], u"First"_s);
-  EXPECT_EQ(of_second[u"updates"_s][u"current"_s], u"Second"_s);
+  EXPECT_EQ(ofFirst[u"updates"_s][u"current"_s], u"First"_s);
+  EXPECT_EQ(ofSecond[u"updates"_s][u"current"_s], u"Second"_s);
 }
 
 TEST(LinuxReportTest, whatToolsPrintCannotMakeTheReportBig) {

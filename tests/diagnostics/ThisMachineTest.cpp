@@ -81,14 +81,14 @@ TEST(ThisMachineTest, theProcessThatUsesMostMemoryIsThisOneWhenItDoes) {
                                 [](const QJsonValue& entry) { return entry[u"pid"_s].toInteger() == getpid(); });
   ASSERT_NE(own, top.end());
   EXPECT_EQ((*own)[u"name"_s], u"diagnostics_process_test"_s) << "longer than the kernel's own copy of the name";
-  const qint64 resident_kb =
+  const qint64 residentKb =
       contentOf(u"/proc/self/statm"_s).split(' ').at(1).toLongLong() * sysconf(_SC_PAGESIZE) / 1024;
-  EXPECT_NEAR((*own)[u"rssKB"_s].toDouble(), static_cast<double>(resident_kb), 20'000);
-  double total_kb = 0;
+  EXPECT_NEAR((*own)[u"rssKB"_s].toDouble(), static_cast<double>(residentKb), 20'000);
+  double totalKb = 0;
   for (const QByteArray& line : contentOf(u"/proc/meminfo"_s).split('\n')) {
-    if (line.startsWith("MemTotal:")) total_kb = line.simplified().split(' ').at(1).toDouble();
+    if (line.startsWith("MemTotal:")) totalKb = line.simplified().split(' ').at(1).toDouble();
   }
-  EXPECT_NEAR((*own)[u"memPct"_s].toDouble(), (*own)[u"rssKB"_s].toDouble() / total_kb * 100, 0.06);
+  EXPECT_NEAR((*own)[u"memPct"_s].toDouble(), (*own)[u"rssKB"_s].toDouble() / totalKb * 100, 0.06);
   EXPECT_EQ(memory.back(), 'x');
 }
 
@@ -134,8 +134,8 @@ TEST(ThisMachineTest, addressesAreThoseOfTheKernel) {
   if (route.contains(u"via"_s)) {
     EXPECT_TRUE(route.contains(u"via "_s + network[u"gateway"_s].toString() + u' '));
   }
-  const bool has_wifi = !QDir(u"/sys/class/net"_s).entryList({u"wl*"_s}).isEmpty();
-  if (!has_wifi) {
+  const bool hasWifi = !QDir(u"/sys/class/net"_s).entryList({u"wl*"_s}).isEmpty();
+  if (!hasWifi) {
     EXPECT_EQ(network[u"signalBars"_s], 0);
   }
 }
@@ -165,20 +165,20 @@ TEST(ThisMachineTest, theSystemIsNamed) {
 }
 
 TEST(ThisMachineTest, healthFitsWhatTheKernelHas) {
-  const bool has_battery = !QDir(u"/sys/class/power_supply"_s).entryList({u"BAT*"_s}).isEmpty();
-  if (!has_battery) {
+  const bool hasBattery = !QDir(u"/sys/class/power_supply"_s).entryList({u"BAT*"_s}).isEmpty();
+  if (!hasBattery) {
     EXPECT_EQ(batteryInfo(quietOptions()), QJsonObject());
   }
   const QString state = thermalInfo(quietOptions())[u"state"_s].toString();
   EXPECT_TRUE(QStringList({u"nominal"_s, u"fair"_s, u"serious"_s, u"critical"_s, u"unknown"_s}).contains(state));
-  const bool has_sensors = !(QDir(u"/sys/class/thermal"_s).entryList({u"thermal_zone*"_s}) +
-                             QDir(u"/sys/class/hwmon"_s).entryList({u"hwmon*"_s}))
-                                .isEmpty();
-  if (!has_sensors) {
+  const bool hasSensors = !(QDir(u"/sys/class/thermal"_s).entryList({u"thermal_zone*"_s}) +
+                            QDir(u"/sys/class/hwmon"_s).entryList({u"hwmon*"_s}))
+                               .isEmpty();
+  if (!hasSensors) {
     EXPECT_EQ(state, u"unknown"_s);
   }
-  const bool secure_boot = QFile::exists(u"/sys/firmware/efi"_s);
-  if (!secure_boot) {
+  const bool secureBoot = QFile::exists(u"/sys/firmware/efi"_s);
+  if (!secureBoot) {
     EXPECT_EQ(securityInfo(quietOptions())[u"sip"_s], false);
   }
 }

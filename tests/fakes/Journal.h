@@ -1,4 +1,5 @@
-// One record of what several fakes were asked to do, so that a test can hold the order.
+// One record of what several fakes were asked to do. Tests hold the log lines and what must come before what, not how
+// the calls of several fakes happen to follow each other.
 #pragma once
 
 #include <QStringList>
@@ -32,6 +33,15 @@ class Journal {
       if (entry.startsWith(prefix)) found.append(entry);
     }
     return found;
+  }
+
+  // Whether these were all noted, in this order, whatever else was noted in between.
+  [[nodiscard]] bool holds(const QStringList& inOrder) const {
+    qsizetype next = 0;
+    for (const QString& entry : entries()) {
+      if (next < inOrder.size() && entry == inOrder[next]) ++next;
+    }
+    return next == inOrder.size();
   }
 
  private:

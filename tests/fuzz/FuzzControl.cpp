@@ -53,16 +53,7 @@ struct Session {
                                }};
 
   Session() {
-    dispatcher.on("auth"_L1, [this](const ControlRequest& request) {
-      authorisation.handleAuth(request.origin, request.body);
-      return Handled::yes;
-    });
-    dispatcher.on("control"_L1, [this](const ControlRequest& request) {
-      authorisation.handleControl(
-          request.origin, request.body,
-          [this, origin = request.origin, body = request.body](bool) { dispatcher.sendAck(origin, body); });
-      return Handled::later;
-    });
+    bindAuthorisationMessages(dispatcher, authorisation);
     bindInputMessages(dispatcher, injector, sender, scheduler);
     dispatcher.dataChannelDidReceiveMessage(ControlChannel::reliable, R"({"type":"control","enable":true})", false);
     fuzz::require(isOpen(Gate::input, authorisation.rights()));

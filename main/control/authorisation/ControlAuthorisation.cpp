@@ -13,10 +13,7 @@ QString trueOrFalse(bool value) { return value ? u"true"_s : u"false"_s; }
 }  // namespace
 
 ControlAuthorisation::ControlAuthorisation(Settings settings, ControlSender& sender, Callbacks callbacks)
-    : settings_(std::move(settings)),
-      sender_(sender),
-      callbacks_(std::move(callbacks)),
-      self_(std::make_shared<ControlAuthorisation*>(this)) {}
+    : settings_(std::move(settings)), sender_(sender), callbacks_(std::move(callbacks)) {}
 
 bool ControlAuthorisation::isDemoRoom() const { return settings_.roomId == "demo"_L1; }
 
@@ -76,16 +73,14 @@ void ControlAuthorisation::handleControl(ControlChannel origin, const JsonObject
   if (waiting_ >= kMaxWaiting) return;
   ++waiting_;
   const bool wanted = boolField(message, "enable"_L1).value_or(false);
-  callbacks_.ensureAccessibility([weak = std::weak_ptr(self_), origin, wanted, connection = sender_.connection(),
-                                  done = std::move(done)](bool permitted) {
-    const auto self = weak.lock();
-    if (!self) return;
-    --(*self)->waiting_;
-    // What another viewer asked for is nobody's any more.
-    if ((*self)->sender_.connection() != connection) return;
-    (*self)->answerControl(origin, wanted, permitted);
-    done(permitted);
-  });
+  callbacks_.ensureAccessibility(lifetime_.guard(
+      [this, origin, wanted, connection = sender_.connection(), done = std::move(done)](bool permitted) {
+        --waiting_;
+        // What another viewer asked for is nobody's any more.
+        if (sender_.connection() != connection) return;
+        answerControl(origin, wanted, permitted);
+        done(permitted);
+      }));
 }
 
 void ControlAuthorisation::answerControl(ControlChannel origin, bool wanted, bool permitted) {
@@ -96,6 +91,21 @@ void ControlAuthorisation::answerControl(ControlChannel origin, bool wanted, boo
 
 void ControlAuthorisation::sendPermissionRequired(ControlChannel origin) {
   sender_.reply(origin, {{u"type"_s, u"permission_required"_s}, {u"permission"_s, u"accessibility"_s}});
+}
+
+void bindAuthorisationMessages(ControlDispatcher& dispatcher, ControlAuthorisation& authorisation) {
+  dispatcher.on("auth"_L1, [&authorisation](const ControlRequest& request) {
+    authorisation.handleAuth(request.origin, request.body);
+    return Handled::yes;
+  });
+  dispatcher.on("control"_L1, [&](const ControlRequest& request) {
+    authorisation.handleControl(request.origin, request.body,
+                                [&, origin = request.origin, body = request.body](bool permitted) {
+                                  dispatcher.sendAck(origin, body);
+                                  if (!permitted) authorisation.sendPermissionRequired(origin);
+                                });
+    return Handled::later;
+  });
 }
 
 }  // namespace vantora

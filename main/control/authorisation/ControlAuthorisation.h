@@ -3,11 +3,12 @@
 
 #include <QString>
 #include <functional>
-#include <memory>
 
 #include "base/Json.h"
+#include "base/Lifetime.h"
 #include "base/Random.h"
 #include "main/control/ControlChannel.h"
+#include "main/control/dispatch/ControlDispatcher.h"
 #include "main/control/dispatch/ControlRights.h"
 
 namespace vantora {
@@ -74,8 +75,11 @@ class ControlAuthorisation {
   bool controlAuthed_ = false;
   bool allowRemoteControl_ = true;
   int waiting_ = 0;
-  // The desktop may answer when this object has gone.
-  std::shared_ptr<ControlAuthorisation*> self_;
+  // Last: the desktop may answer when this object has gone.
+  Lifetime lifetime_;
 };
+
+// Installs the handlers of "auth" and "control". `authorisation` must outlive `dispatcher`. Main thread.
+void bindAuthorisationMessages(ControlDispatcher& dispatcher, ControlAuthorisation& authorisation);
 
 }  // namespace vantora

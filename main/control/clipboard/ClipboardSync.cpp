@@ -31,11 +31,7 @@ void logUpdate(const QString& text) {
 }  // namespace
 
 ClipboardSync::ClipboardSync(Clipboard& clipboard, ControlSender& sender, Scheduler& scheduler)
-    : clipboard_(clipboard),
-      sender_(sender),
-      scheduler_(scheduler),
-      outgoing_(sender, scheduler),
-      self_(std::make_shared<ClipboardSync*>(this)) {
+    : clipboard_(clipboard), sender_(sender), scheduler_(scheduler), outgoing_(sender, scheduler) {
   clipboard_.setChangedHandler([this] { noticed(); });
 }
 
@@ -147,15 +143,12 @@ void ClipboardSync::answerWithTextUnderWay() {
 void ClipboardSync::write(const QString& text) {
   busy_ = true;
   viewersText_ = text;
-  clipboard_.setText(text, [weak = std::weak_ptr(self_)](qint64 changeCount) {
-    const auto alive = weak.lock();
-    if (!alive) return;
-    ClipboardSync& self = **alive;
-    self.lastClipboardChangeCount_ = changeCount;
-    self.writtenAt_ = self.scheduler_.monotonicNow();
-    self.busy_ = false;
-    self.proceed();
-  });
+  clipboard_.setText(text, life_.guard([this](qint64 changeCount) {
+    lastClipboardChangeCount_ = changeCount;
+    writtenAt_ = scheduler_.monotonicNow();
+    busy_ = false;
+    proceed();
+  }));
 }
 
 void ClipboardSync::read() {
@@ -164,9 +157,7 @@ void ClipboardSync::read() {
   readCount_ = clipboard_.changeCount();
   if (std::exchange(lookWaits_, false)) lookedAt_ = readCount_;
   readAt_ = scheduler_.monotonicNow();
-  clipboard_.requestText([weak = std::weak_ptr(self_)](const ClipboardReading& reading) {
-    if (const auto alive = weak.lock()) (*alive)->readingArrived(reading);
-  });
+  clipboard_.requestText(life_.guard([this](const ClipboardReading& reading) { readingArrived(reading); }));
 }
 
 bool ClipboardSync::isEcho(const QString& text) const {

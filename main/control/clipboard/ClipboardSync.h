@@ -5,6 +5,7 @@
 #include <memory>
 #include <optional>
 
+#include "base/Lifetime.h"
 #include "base/Scheduler.h"
 #include "base/ThreadAffinity.h"
 #include "main/control/ControlChannel.h"
@@ -111,7 +112,7 @@ class ClipboardSync {
   qint64 outgoingCount_ = 0;  // The change count that its text was read with.
   IncomingText incoming_;
 
-  std::shared_ptr<ClipboardSync*> self_;  // For answers that come later; they check that it still lives.
+  Lifetime life_;  // For answers of the clipboard.
 };
 
 // Installs the handlers of the clipboard messages. Both must outlive `dispatcher`. Main thread.

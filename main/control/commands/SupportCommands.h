@@ -7,6 +7,7 @@
 
 #include "base/Json.h"
 #include "main/control/ControlChannel.h"
+#include "main/control/dispatch/ControlDispatcher.h"
 #include "platform/SupportTools.h"
 
 namespace vantora {
@@ -27,6 +28,8 @@ class SupportCommands {
   // "exec_command": runs the entry that "id" or "text" names and answers with "command_result" when it
   // has ended, or at once when no entry is named. A viewer that took the place of the one who asked hears nothing.
   void handleExecCommand(ControlChannel origin, const JsonObject& message);
+  // "exec_command" of a viewer without the right.
+  void refuseExecCommand(ControlChannel origin, const JsonObject& message);
   // "open_activity_monitor": never answered.
   void handleOpenActivityMonitor(const JsonObject& message);
 
@@ -43,5 +46,9 @@ class SupportCommands {
   ControlSender& sender_;
   SupportTools& tools_;
 };
+
+// Installs the handlers of "exec_command" and "open_activity_monitor". `commands` must outlive `dispatcher`. Main
+// thread.
+void bindCommandMessages(ControlDispatcher& dispatcher, SupportCommands& commands);
 
 }  // namespace vantora

@@ -32,8 +32,7 @@ CursorMonitor::CursorMonitor(Environment environment, Scheduler& scheduler, Desk
       cursor_(desktop.cursor),
       accessibility_(desktop.accessibility),
       sender_(sender),
-      cursorDebug_(cursorDebug),
-      serial_(std::make_shared<quint64>(0)) {}
+      cursorDebug_(cursorDebug) {}
 
 CursorMonitor::~CursorMonitor() { stopCursorMonitoring(); }
 
@@ -139,19 +138,18 @@ void CursorMonitor::detectCursorShapeViaAX(FoundAnswer answer) {
   }
   askedAt_ = now;
   asker_ = std::move(answer);
-  const quint64 serial = ++*serial_;
-  const bool asked = accessibility_.askPointedElements(
-      kElementsWalked, [this, serial, current = std::weak_ptr(serial_)](const PointedElements& pointed) {
-        const auto newest = current.lock();
-        if (newest && *newest == serial) finishLook(elementShape(pointed.elements, pointed.pointer));
-      });
+  const quint64 serial = ++serial_;
+  const bool asked =
+      accessibility_.askPointedElements(kElementsWalked, life_.guard([this, serial](const PointedElements& pointed) {
+        if (serial == serial_) finishLook(elementShape(pointed.elements, pointed.pointer));
+      }));
   // An application has not answered the last request: the cursor itself has to do.
   if (!asked) return finishLook(std::nullopt);
   if (asker_) patience_ = scheduler_.after(kPatience, [this] { finishLook(std::nullopt); });
 }
 
 void CursorMonitor::finishLook(const std::optional<QString>& shape) {
-  ++*serial_;  // Whatever comes now is late.
+  ++serial_;  // Whatever comes now is late.
   patience_.reset();
   found_ = shape;
   if (const auto answer = std::exchange(asker_, nullptr)) answer(shape);

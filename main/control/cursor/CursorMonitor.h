@@ -10,6 +10,7 @@
 
 #include "base/Environment.h"
 #include "base/Json.h"
+#include "base/Lifetime.h"
 #include "base/Scheduler.h"
 #include "main/control/ControlChannel.h"
 #include "platform/Accessibility.h"
@@ -87,12 +88,13 @@ class CursorMonitor {
   bool checkWaiting_ = false;
 
   // The request to the accessibility service.
-  FoundAnswer asker_;                // Set while it runs.
-  std::shared_ptr<quint64> serial_;  // Of the newest request; also tells late answers that the monitor is gone.
+  FoundAnswer asker_;   // Set while it runs.
+  quint64 serial_ = 0;  // Of the newest request.
   std::unique_ptr<Timer> patience_;
   std::optional<std::chrono::nanoseconds> askedAt_;
   std::optional<QString> found_;
   std::unique_ptr<Timer> nextLook_;
+  Lifetime life_;  // For late answers.
 };
 
 }  // namespace vantora

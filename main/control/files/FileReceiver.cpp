@@ -1,7 +1,6 @@
 #include "main/control/files/FileReceiver.h"
 
 #include "base/Log.h"
-#include "base/MainThread.h"
 
 namespace vantora {
 namespace {
@@ -17,14 +16,9 @@ qint64 bytesOf(const QString& text) { return text.size() * static_cast<qint64>(s
 
 FileReceiver::FileReceiver(ControlSender& sender, std::function<QString()> downloadFolder, qint64 maxWaitingBytes)
     : sender_(sender),
-      self_(std::make_shared<FileReceiver*>(this)),
       incomingFiles_({.downloadFolder = std::move(downloadFolder),
-                      .reply =
-                          [weak = std::weak_ptr(self_)](const ReplyAddress& to, const JsonObject& message) {
-                            postToMain([weak, to, message] {
-                              if (const auto self = weak.lock()) (*self)->sender_.reply(to, message);
-                            });
-                          }}),
+                      .reply = life_.onMain(
+                          [this](const ReplyAddress& to, const JsonObject& message) { sender_.reply(to, message); })}),
       fileQueue_(maxWaitingBytes) {}
 
 void FileReceiver::setFileReceiveAllowed(bool allow) {

@@ -1,8 +1,7 @@
 // Files that the viewer sends.
 #pragma once
 
-#include <memory>
-
+#include "base/Lifetime.h"
 #include "base/ThreadAffinity.h"
 #include "main/control/ControlChannel.h"
 #include "main/control/dispatch/ControlDispatcher.h"
@@ -43,8 +42,7 @@ class FileReceiver {
   bool allowIncomingFiles_ = true;
   // Room ran out and no transfer was started since: there is none left that anything could belong to.
   bool abandoned_ = false;
-  // Points to this object for replies that come from the queue; they check that it still lives.
-  std::shared_ptr<FileReceiver*> self_;
+  Lifetime life_;                // For replies that come from the queue.
   IncomingFiles incomingFiles_;  // Used on the queue's thread only.
   FileQueue fileQueue_;          // Last: its thread uses the files.
 };

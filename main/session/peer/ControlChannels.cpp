@@ -13,10 +13,7 @@ void logState(ControlChannel channel, ChannelState state) {
 
 }  // namespace
 
-ControlChannels::ControlChannels(PeerConnection& peer, Events events)
-    : peer_(peer), events_(std::move(events)), self_(std::make_shared<ControlChannels*>(this)) {}
-
-ControlChannels::~ControlChannels() { *self_ = nullptr; }
+ControlChannels::ControlChannels(PeerConnection& peer, Events events) : peer_(peer), events_(std::move(events)) {}
 
 std::unique_ptr<DataChannel>& ControlChannels::field(ControlChannel channel) {
   return channel == ControlChannel::control ? controlDC_ : controlReliableDC_;
@@ -48,14 +45,10 @@ void ControlChannels::refresh(ControlChannel channel) {
     logLine(QStringLiteral("[dc] failed to create datachannel ") + label);
     return;
   }
-  held->setEvents({.stateChanged =
-                       [self = self_, channel](ChannelState state) {
-                         if (*self) (*self)->dataChannelDidChangeState(channel, state);
-                       },
-                   .message =
-                       [self = self_, channel](const QByteArray& data, bool binary) {
-                         if (*self) (*self)->events_.message(channel, data, binary);
-                       }});
+  held->setEvents(
+      {.stateChanged = life_.guard([this, channel](ChannelState state) { dataChannelDidChangeState(channel, state); }),
+       .message = life_.guard(
+           [this, channel](const QByteArray& data, bool binary) { events_.message(channel, data, binary); })});
   logLine(QStringLiteral("[dc] created label=") + label +
           (channel == ControlChannel::control ? QStringLiteral(" (unordered,maxPacketLifeTime=70ms)")
                                               : QStringLiteral(" (reliable)")));
@@ -67,10 +60,10 @@ void ControlChannels::dataChannelDidChangeState(ControlChannel channel, ChannelS
     events_.opened(channel);
   } else if (state == ChannelState::closed) {
     // The handler may replace the whole connection, and this object with it.
-    const auto self = self_;
+    const Lifetime::Handle alive = life_.handle();
     const auto closed = events_.closed;
     closed(channel);
-    if (!*self) return;
+    if (!alive) return;
     field(channel).reset();
     createOrRefreshDataChannels();
     events_.renegotiate();

@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "base/Json.h"
+#include "base/Lifetime.h"
 #include "main/control/ControlChannel.h"
 #include "main/rtc/PeerConnection.h"
 
@@ -25,7 +26,6 @@ class ControlChannels final : public ControlSender {
 
   // `peer` must outlive this object.
   ControlChannels(PeerConnection& peer, Events events);
-  ~ControlChannels() override;
   ControlChannels(const ControlChannels&) = delete;
   ControlChannels& operator=(const ControlChannels&) = delete;
 
@@ -49,10 +49,9 @@ class ControlChannels final : public ControlSender {
 
   PeerConnection& peer_;
   Events events_;
-  // Points to this object, to nothing once it is gone: it may die inside a callback of a channel.
-  std::shared_ptr<ControlChannels*> self_;
   std::unique_ptr<DataChannel> controlDC_;
   std::unique_ptr<DataChannel> controlReliableDC_;
+  Lifetime life_;  // This object may die inside a callback of a channel.
 };
 
 }  // namespace vantora

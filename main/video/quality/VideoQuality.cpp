@@ -214,4 +214,20 @@ void VideoQuality::handleClientPrefs(const JsonObject& message) {
           QString::number(lastTarget_.fps));
 }
 
+void bindQualityMessages(ControlDispatcher& dispatcher, VideoQuality& quality) {
+  dispatcher.on("quality"_L1, [&quality](const ControlRequest& request) {
+    quality.applyQualityPreset(stringField(request.body, "preset"_L1).value_or(u"auto"_s));
+    return Handled::yes;
+  });
+  dispatcher.on("video_params"_L1, [&quality](const ControlRequest& request) {
+    quality.applyVideoParams(integerField(request.body, "maxBitrateKbps"_L1), integerField(request.body, "fps"_L1),
+                             integerField(request.body, "width"_L1), integerField(request.body, "height"_L1));
+    return Handled::yes;
+  });
+  dispatcher.on("codec"_L1, [&quality](const ControlRequest& request) {
+    quality.handleCodec(request.body);
+    return Handled::yes;
+  });
+}
+
 }  // namespace vantora

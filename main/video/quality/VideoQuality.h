@@ -6,6 +6,7 @@
 
 #include "base/Environment.h"
 #include "base/Json.h"
+#include "main/control/dispatch/ControlDispatcher.h"
 #include "main/video/quality/QualityPresets.h"
 #include "main/video/sharing/SharingControl.h"
 
@@ -77,5 +78,8 @@ class VideoQuality {
   std::optional<QString> preferredCodecName_;
   std::optional<QString> h264Profile_;
 };
+
+// Installs the handlers of "quality", "video_params" and "codec". `quality` must outlive `dispatcher`. Main thread.
+void bindQualityMessages(ControlDispatcher& dispatcher, VideoQuality& quality);
 
 }  // namespace vantora

@@ -18,8 +18,7 @@ SharingControl::SharingControl(Environment environment, Displays& displays, Cont
       displays_(displays),
       sender_(sender),
       factory_(std::move(factory)),
-      callbacks_(std::move(callbacks)),
-      self_(std::make_shared<SharingControl*>(this)) {}
+      callbacks_(std::move(callbacks)) {}
 
 SharingControl::~SharingControl() {
   if (screenSource_) screenSource_->stop();
@@ -72,22 +71,14 @@ void SharingControl::startSharing() {
   if (sharingEnabled_) return;
   sharingEnabled_ = true;
   const VideoEnvironment video = readVideoEnvironment(environment_);
-  ScreenNews news{.refused =
-                      [weak = std::weak_ptr(self_)](const QString& permission) {
-                        if (const auto self = weak.lock()) (*self)->notifyClientPermission(permission);
-                      },
-                  .resized =
-                      [weak = std::weak_ptr(self_)] {
-                        if (const auto self = weak.lock()) (*self)->callbacks_.displayResized();
-                      }};
+  ScreenNews news{.refused = life_.guard([this](const QString& permission) { notifyClientPermission(permission); }),
+                  .resized = life_.guard([this] { callbacks_.displayResized(); })};
   if (dummy_) dummy_->setOnTrack(false);
   screenSource_ = factory_.screen(video.width, video.height, video.fps, displayIndexUsed_, std::move(news));
   screenSource_->setActive(viewerConnected_);
   callbacks_.input.setTargetScreen(displayIndexUsed_);
   if (videoSender_) videoSender_->replaceTrack(*screenSource_);
-  screenSource_->start([weak = std::weak_ptr(self_)] {
-    if (const auto self = weak.lock()) (*self)->screenStarted();
-  });
+  screenSource_->start(life_.guard([this] { screenStarted(); }));
   callbacks_.changed();
 }
 

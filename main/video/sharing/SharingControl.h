@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "base/Environment.h"
+#include "base/Lifetime.h"
 #include "main/control/ControlChannel.h"
 #include "main/rtc/PeerConnection.h"
 #include "main/video/sharing/VideoSources.h"
@@ -85,7 +86,6 @@ class SharingControl {
   ControlSender& sender_;
   VideoSourceFactory factory_;
   Callbacks callbacks_;
-  std::shared_ptr<SharingControl*> self_;
 
   bool sharingEnabled_ = false;
   bool useScreenSource_ = false;
@@ -96,6 +96,7 @@ class SharingControl {
   VideoSender* videoSender_ = nullptr;
   std::unique_ptr<SyntheticVideo> dummy_;
   std::unique_ptr<ScreenVideo> screenSource_;
+  Lifetime life_;  // For news of the screen.
 };
 
 }  // namespace vantora

@@ -10,7 +10,7 @@
 #include "common_video/include/video_frame_buffer_pool.h"
 #include "main/video/sources/FrameSize.h"
 #include "main/video/sources/FrameSource.h"
-#include "main/video/sources/PatternPainter.h"
+#include "main/video/sources/TestPattern.h"
 #include "main/video/sources/TickSchedule.h"
 #include "rtc_base/ref_counted_object.h"
 #include "rtc_base/time_utils.h"
@@ -32,13 +32,13 @@ std::int64_t nanosecondsSince2001(std::chrono::nanoseconds sinceUnixEpoch) {
 }  // namespace
 
 struct DummyVideoSource::Native {
-  Native(int width, int height) : painter(width, height) {}
+  Native(int width, int height) : pattern(width, height) {}
 
   const rtc::scoped_refptr<FrameSource> source = rtc::make_ref_counted<FrameSource>();
   std::atomic<std::int64_t> framesSent{0};
 
   // Of the generator thread.
-  const PatternPainter painter;
+  const TestPattern pattern;
   std::unique_ptr<webrtc::VideoFrameBufferPool> pool;
   // The library wants its own monotonic clock; the aligner carries the wall clock over to it.
   rtc::TimestampAligner aligner;
@@ -105,7 +105,7 @@ void DummyVideoSource::pushFrame() {
   const auto frame = native_->pool->CreateI420Buffer(width_, height_);
   if (!frame) return;
   const std::chrono::nanoseconds now = unixNow();
-  native_->painter.paint(*frame, std::chrono::duration<double>(now).count());
+  native_->pattern.paint(*frame, std::chrono::duration<double>(now).count());
   constexpr std::int64_t kNanosecondsPerMicrosecond = 1000;
   const std::int64_t timestampUs =
       native_->aligner.TranslateTimestamp(nanosecondsSince2001(now) / kNanosecondsPerMicrosecond, rtc::TimeMicros());

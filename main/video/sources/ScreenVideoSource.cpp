@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <utility>
 
-#include "base/MainThread.h"
 #include "main/video/sources/CaptureLoop.h"
 #include "main/video/sources/FrameSize.h"
 #include "main/video/sources/FrameSource.h"
@@ -27,26 +26,13 @@ struct ScreenVideoSource::Native {
 
 ScreenVideoSource::ScreenVideoSource(const ScreenCaptureFactory& makeCapture, int width, int height, int fps,
                                      int displayIndex, ScreenNews news)
-    : width_(width),
-      height_(height),
-      fps_(clampedFps(fps)),
-      displayIndex_(std::max(displayIndex, 0)),
-      news_(std::make_shared<const ScreenNews>(std::move(news))) {
-  const std::weak_ptr<const ScreenNews> weak = news_;
-  CaptureLoop::News loopNews{.refused =
-                                 [weak] {
-                                   postToMain([weak] {
-                                     const auto owner = weak.lock();
-                                     if (owner && owner->refused) owner->refused(u"screen_recording"_s);
-                                   });
-                                 },
-                             .resized =
-                                 [weak] {
-                                   postToMain([weak] {
-                                     const auto owner = weak.lock();
-                                     if (owner && owner->resized) owner->resized();
-                                   });
-                                 }};
+    : width_(width), height_(height), fps_(clampedFps(fps)), displayIndex_(std::max(displayIndex, 0)) {
+  CaptureLoop::News loopNews{.refused = life_.onMain([refused = std::move(news.refused)] {
+                               if (refused) refused(u"screen_recording"_s);
+                             }),
+                             .resized = life_.onMain([resized = std::move(news.resized)] {
+                               if (resized) resized();
+                             })};
   native_ = std::make_unique<Native>(makeCapture(), std::move(loopNews));
   const QSize size = frameSizeFor(width_, height_);
   native_->source->adaptOutputFormat(size.width(), size.height(), fps_);
@@ -58,13 +44,9 @@ webrtc::VideoTrackSourceInterface* ScreenVideoSource::native() { return native_-
 
 void ScreenVideoSource::start(Done done) {
   thread_.check("ScreenVideoSource::start");
-  // The callbacks stand for this object: when they are gone, so is the source.
-  const std::weak_ptr<const ScreenNews> weak = news_;
-  native_->loop.start({width_, height_, fps_, displayIndex_}, [weak, done = std::move(done)] {
-    postToMain([weak, done] {
-      if (!weak.expired() && done) done();
-    });
-  });
+  native_->loop.start({width_, height_, fps_, displayIndex_}, life_.onMain([done = std::move(done)] {
+    if (done) done();
+  }));
 }
 
 void ScreenVideoSource::reconfigure(int width, int height, int fps, Done done) {

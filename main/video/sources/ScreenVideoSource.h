@@ -5,6 +5,7 @@
 #include <functional>
 #include <memory>
 
+#include "base/Lifetime.h"
 #include "base/ThreadAffinity.h"
 #include "main/video/sharing/VideoSources.h"
 #include "platform/ScreenCapture.h"
@@ -64,8 +65,8 @@ class ScreenVideoSource final : public ScreenVideo {
   int height_;
   int fps_;
   int displayIndex_;
-  std::shared_ptr<const ScreenNews> news_;  // Posted callbacks hold it weakly.
-  std::unique_ptr<Native> native_;          // Last: its thread ends first.
+  Lifetime life_;                   // For what comes from the thread.
+  std::unique_ptr<Native> native_;  // Last: its thread ends first.
 };
 
 }  // namespace vantora

@@ -3,6 +3,9 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <cstring>
+
+#include "third_party/libyuv/include/libyuv/convert.h"
 
 namespace vantora {
 namespace {
@@ -18,6 +21,45 @@ constexpr std::array<std::array<std::uint8_t, 4>, kBars> kBarColours{
 
 std::ptrdiff_t offsetOf(int x) { return static_cast<std::ptrdiff_t>(x) * kBytesPerPixel; }
 
+// One row of the bars.
+std::vector<std::uint8_t> barRow(int width) {
+  std::vector<std::uint8_t> row(static_cast<std::size_t>(offsetOf(width)));
+  const int barWidth = std::max(width / kBars, 1);
+  for (int x = 0; x < width; ++x) {
+    const auto& colour = kBarColours[static_cast<std::size_t>((x / barWidth) % kBars)];
+    std::copy(colour.begin(), colour.end(), row.begin() + offsetOf(x));
+  }
+  return row;
+}
+
+// Paints the box's columns black in such a row.
+void paintBox(std::vector<std::uint8_t>& row, const BoxColumns& box) {
+  constexpr std::array<std::uint8_t, 4> kBlack{0, 0, 0, 255};
+  for (int x = box.left; x < box.right; ++x) std::copy(kBlack.begin(), kBlack.end(), row.begin() + offsetOf(x));
+}
+
+rtc::scoped_refptr<webrtc::I420Buffer> bandOf(const std::vector<std::uint8_t>& row, int width) {
+  auto band = webrtc::I420Buffer::Create(width, 2);
+  // A stride of 0 reads the one row twice.
+  libyuv::ARGBToI420(row.data(), 0, band->MutableDataY(), band->StrideY(), band->MutableDataU(), band->StrideU(),
+                     band->MutableDataV(), band->StrideV(), width, 2);
+  return band;
+}
+
+void copyDown(const std::uint8_t* row, std::uint8_t* plane, int stride, int width, int top, int bottom) {
+  for (int y = top; y < bottom; ++y) {
+    std::memcpy(plane + static_cast<std::ptrdiff_t>(y) * stride, row, static_cast<std::size_t>(width));
+  }
+}
+
+// Rows [top, bottom) of the frame become copies of the band; `top` is even.
+void spread(const webrtc::I420Buffer& band, webrtc::I420Buffer& frame, int top, int bottom) {
+  copyDown(band.DataY(), frame.MutableDataY(), frame.StrideY(), frame.width(), top, bottom);
+  const int colourBottom = (bottom + 1) / 2;
+  copyDown(band.DataU(), frame.MutableDataU(), frame.StrideU(), frame.ChromaWidth(), top / 2, colourBottom);
+  copyDown(band.DataV(), frame.MutableDataV(), frame.StrideV(), frame.ChromaWidth(), top / 2, colourBottom);
+}
+
 }  // namespace
 
 std::array<std::uint8_t, 4> BgraImage::pixel(int x, int y) const {
@@ -32,21 +74,6 @@ BoxColumns boxColumns(int width, double unixSeconds) {
   return {std::max(position - kBoxHalfWidth, 0), std::min(position + kBoxHalfWidth, width)};
 }
 
-std::vector<std::uint8_t> barRow(int width) {
-  std::vector<std::uint8_t> row(static_cast<std::size_t>(offsetOf(width)));
-  const int barWidth = std::max(width / kBars, 1);
-  for (int x = 0; x < width; ++x) {
-    const auto& colour = kBarColours[static_cast<std::size_t>((x / barWidth) % kBars)];
-    std::copy(colour.begin(), colour.end(), row.begin() + offsetOf(x));
-  }
-  return row;
-}
-
-void paintBox(std::vector<std::uint8_t>& row, const BoxColumns& box) {
-  constexpr std::array<std::uint8_t, 4> kBlack{0, 0, 0, 255};
-  for (int x = box.left; x < box.right; ++x) std::copy(kBlack.begin(), kBlack.end(), row.begin() + offsetOf(x));
-}
-
 std::optional<BgraImage> makePixelBuffer(int width, int height, double unixSeconds) {
   if (width <= 0 || height <= 0) return std::nullopt;
   BgraImage image{width, height, static_cast<int>(offsetOf(width)), {}};
@@ -59,6 +86,22 @@ std::optional<BgraImage> makePixelBuffer(int width, int height, double unixSecon
     image.bytes.insert(image.bytes.end(), row.begin(), row.end());
   }
   return image;
+}
+
+TestPattern::TestPattern(int width, int height)
+    : width_(width), height_(height), bars_(barRow(width)), barBand_(bandOf(bars_, width)) {}
+
+void TestPattern::paint(webrtc::I420Buffer& frame, double unixSeconds) const {
+  static_assert(kBoxTop % 2 == 0 && kBoxBottom % 2 == 0, "a row of colour must not belong to both bands");
+  const int boxTop = std::min(kBoxTop, height_);
+  const int boxBottom = std::min(kBoxBottom, height_);
+  spread(*barBand_, frame, 0, boxTop);
+  if (boxBottom > boxTop) {
+    std::vector<std::uint8_t> boxed = bars_;
+    paintBox(boxed, boxColumns(width_, unixSeconds));
+    spread(*bandOf(boxed, width_), frame, boxTop, boxBottom);
+  }
+  if (height_ > boxBottom) spread(*barBand_, frame, boxBottom, height_);
 }
 
 }  // namespace vantora

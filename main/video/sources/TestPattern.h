@@ -1,10 +1,13 @@
-// The picture of the synthetic video source: colour bars and a box that moves with the clock.
+// The picture of the synthetic video source: colour bars and a box that moves with the clock. A heavy header: include
+// it in .cpp files only.
 #pragma once
 
 #include <array>
 #include <cstdint>
 #include <optional>
 #include <vector>
+
+#include "api/video/i420_buffer.h"
 
 namespace vantora {
 
@@ -32,14 +35,26 @@ struct BoxColumns {
 };
 BoxColumns boxColumns(int width, double unixSeconds);
 
-// One row of the six colour bars, each max(width / 6, 1) wide; columns left over begin again with
-// the first colour. Opaque, `width` pixels of four bytes. Pure.
-std::vector<std::uint8_t> barRow(int width);
-// Paints the box's columns black in such a row.
-void paintBox(std::vector<std::uint8_t>& row, const BoxColumns& box);
-
-// The whole picture at `unixSeconds` (seconds since 1970), none when a side is not positive. For whoever wants it as an
-// image; frames come from PatternPainter, which is tested against this. Pure.
+// The whole picture at `unixSeconds` (seconds since 1970), none when a side is not positive. Six bars,
+// each max(width / 6, 1) wide; columns left over begin again with the first colour. For whoever wants it as an image;
+// frames come from TestPattern, which is tested against this. Pure.
 std::optional<BgraImage> makePixelBuffer(int width, int height, double unixSeconds);
+
+// Makes exactly the frame that converting makePixelBuffer's image would give, without the image: all rows are one of
+// two (bars, bars with the box), so two rows are converted and copied down. Thread: any one. Owner: the synthetic
+// source.
+class TestPattern {
+ public:
+  // Both sides positive.
+  TestPattern(int width, int height);
+  // Draws the picture at `unixSeconds` into `frame`, which has the pattern's size.
+  void paint(webrtc::I420Buffer& frame, double unixSeconds) const;
+
+ private:
+  int width_;
+  int height_;
+  std::vector<std::uint8_t> bars_;
+  rtc::scoped_refptr<webrtc::I420Buffer> barBand_;  // Two rows, one of each colour plane.
+};
 
 }  // namespace vantora

@@ -8,7 +8,7 @@
 #include <thread>
 #include <utility>
 
-#include "base/MainThread.h"
+#include "base/Lifetime.h"
 #include "base/ThreadAffinity.h"
 #include "platform/linux/atspi/AtSpiBus.h"
 #include "platform/linux/atspi/AtSpiReader.h"
@@ -113,8 +113,7 @@ class Worker {
 class AtSpiAccessibility final : public Accessibility {
  public:
   AtSpiAccessibility(const Environment& environment, std::unique_ptr<atspi::WindowFinder> windows)
-      : self_(std::make_shared<AtSpiAccessibility*>(this)),
-        worker_(atspi::readBusEnvironment(environment), std::move(windows)) {}
+      : worker_(atspi::readBusEnvironment(environment), std::move(windows)) {}
 
   AccessibilityTrust trust() override {
     affinity_.check("AtSpiAccessibility::trust");
@@ -131,19 +130,15 @@ class AtSpiAccessibility final : public Accessibility {
     affinity_.check("AtSpiAccessibility::askPointedElements");
     if (answer_) return false;
     answer_ = std::move(answer);
-    worker_.look(most, [self = std::weak_ptr(self_)](PointedElements found) {
-      postToMain([self, found = std::move(found)] {
-        const auto alive = self.lock();
-        if (!alive) return;
-        if (const Answer open = std::exchange((*alive)->answer_, nullptr)) open(found);
-      });
-    });
+    worker_.look(most, life_.onMain([this](const PointedElements& found) {
+      if (const Answer open = std::exchange(answer_, nullptr)) open(found);
+    }));
     return true;
   }
 
  private:
   ThreadAffinity affinity_;
-  std::shared_ptr<AtSpiAccessibility*> self_;
+  Lifetime life_;
   std::optional<Clock::time_point> opened_;
   Answer answer_;  // Of the request that is open.
   Worker worker_;

@@ -6,12 +6,12 @@ namespace {
 using namespace Qt::Literals::StringLiterals;
 
 TEST(PingTextTest, readsBothWordings) {
-  const PingResult linux_ping = parsePing(
+  const PingResult linuxPing = parsePing(
       u"PING 192.0.2.1 (192.0.2.1) 56(84) bytes of data.\n64 bytes from 192.0.2.1: icmp_seq=1 ttl=64 time=0.313 ms\n\n"
       "--- 192.0.2.1 ping statistics ---\n1 packets transmitted, 1 received, 0% packet loss, time 0ms\n"
       "rtt min/avg/max/mdev = 0.313/0.313/0.313/0.000 ms"_s);
-  EXPECT_TRUE(linux_ping.ok);
-  EXPECT_EQ(linux_ping.ms, 0.313);
+  EXPECT_TRUE(linuxPing.ok);
+  EXPECT_EQ(linuxPing.ms, 0.313);
   const PingResult other = parsePing(
       u"64 bytes from 10.0.0.1: icmp_seq=0 ttl=64 time=12.5 ms\n1 packets transmitted, 1 packets received, 0.0% packet loss"_s);
   EXPECT_TRUE(other.ok);

@@ -22,11 +22,11 @@ TEST(SecurityTextTest, readsTheSecureBootVariable) {
 }
 
 TEST(SecurityTextTest, aptTrustsWhatItIsToldTo) {
-  const QString signed_list =
+  const QString signedList =
       u"deb [arch=amd64 signed-by=/k.gpg] http://deb.example stable main\n# deb [trusted=yes] http://x y z"_s;
   EXPECT_TRUE(aptChecksSignatures(
-      {u"// APT::Get::AllowUnauthenticated \"true\";\nAPT::Get::AllowUnauthenticated \"false\";"_s}, {signed_list}));
-  EXPECT_FALSE(aptChecksSignatures({u"APT::Get::AllowUnauthenticated \"true\";"_s}, {signed_list}));
+      {u"// APT::Get::AllowUnauthenticated \"true\";\nAPT::Get::AllowUnauthenticated \"false\";"_s}, {signedList}));
+  EXPECT_FALSE(aptChecksSignatures({u"APT::Get::AllowUnauthenticated \"true\";"_s}, {signedList}));
   EXPECT_FALSE(aptChecksSignatures({u"Acquire::AllowInsecureRepositories 1;"_s}, {}));
   EXPECT_FALSE(aptChecksSignatures({}, {u"deb [ arch=amd64 trusted=yes ] http://x y z"_s}));
   EXPECT_FALSE(aptChecksSignatures({}, {u"Types: deb\nURIs: http://x\nTrusted: yes\n"_s}));

@@ -8,7 +8,7 @@ using namespace Qt::Literals::StringLiterals;
 QString stateAt(int milliCelsius) {
   return thermalState(
       {{30'000, {}},
-       {milliCelsius, {{Trip::Kind::Passive, 80'000}, {Trip::Kind::Hot, 95'000}, {Trip::Kind::Critical, 105'000}}}});
+       {milliCelsius, {{Trip::Kind::passive, 80'000}, {Trip::Kind::hot, 95'000}, {Trip::Kind::critical, 105'000}}}});
 }
 
 TEST(ThermalTextTest, theHighestLimitReachedNamesTheState) {
@@ -21,7 +21,7 @@ TEST(ThermalTextTest, theHighestLimitReachedNamesTheState) {
 TEST(ThermalTextTest, withoutLimitsNothingIsKnown) {
   EXPECT_EQ(thermalState({}), u"unknown"_s);
   EXPECT_EQ(thermalState({{90'000, {}}}), u"unknown"_s);
-  EXPECT_EQ(thermalState({{20'000, {{Trip::Kind::Critical, 0}, {Trip::Kind::Hot, -274'000}}}}), u"unknown"_s);
+  EXPECT_EQ(thermalState({{20'000, {{Trip::Kind::critical, 0}, {Trip::Kind::hot, -274'000}}}}), u"unknown"_s);
 }
 
 }  // namespace

@@ -219,7 +219,7 @@ TEST_F(QtWebSocket, breaksOnPingsOfAServerThatReadsNothingOfWhatIsEncrypted) {
   QSslConfiguration trusting = before;
   trusting.addCaCertificate(RawServer::certificate());
   QSslConfiguration::setDefaultConfiguration(trusting);
-  RawServer server(RawServer::Kind::kEncrypted);
+  RawServer server(RawServer::Kind::encrypted);
   expectAnEndToPings(server);
   QSslConfiguration::setDefaultConfiguration(before);
 }

@@ -18,9 +18,9 @@ namespace vantora::testing_loop {
 // Accepts connections and says only what the test tells it to.
 class RawServer {
  public:
-  enum class Kind { kPlain, kEncrypted };
+  enum class Kind { plain, encrypted };
 
-  explicit RawServer(Kind kind = Kind::kPlain) : kind_(kind), server_(make(kind)) {
+  explicit RawServer(Kind kind = Kind::plain) : kind_(kind), server_(make(kind)) {
     EXPECT_TRUE(server_->listen(QHostAddress::LocalHost));
     QObject::connect(server_.get(), &QTcpServer::pendingConnectionAvailable, server_.get(), [this] {
       socket_ = server_->nextPendingConnection();
@@ -30,7 +30,7 @@ class RawServer {
   }
   QUrl url() const {
     return QUrl(QStringLiteral("%1://127.0.0.1:%2")
-                    .arg(kind_ == Kind::kPlain ? QStringLiteral("ws") : QStringLiteral("wss"))
+                    .arg(kind_ == Kind::plain ? QStringLiteral("ws") : QStringLiteral("wss"))
                     .arg(server_->serverPort()));
   }
   bool asked() const { return request_.contains("\r\n\r\n"); }
@@ -67,7 +67,7 @@ class RawServer {
 
  private:
   static std::unique_ptr<QTcpServer> make(Kind kind) {
-    if (kind == Kind::kPlain) return std::make_unique<QTcpServer>();
+    if (kind == Kind::plain) return std::make_unique<QTcpServer>();
     QSslConfiguration configuration = QSslConfiguration::defaultConfiguration();
     configuration.setLocalCertificate(certificate());
     configuration.setPrivateKey(QSslKey(kKey, QSsl::Ec));

@@ -126,7 +126,8 @@ TEST_F(SignalerServer, isWaitedForWhenItIsNotThereYet) {
       {500ms, u"0.5"_s}, {1s, u"1.0"_s}, {2s, u"2.0"_s}, {4s, u"4.0"_s}, {8s, u"8.0"_s}, {10s, u"10.0"_s}};
   for (const auto& [delay, text] : delays) {
     log_.clear();
-    ASSERT_TRUE(waitFor([&] { return logged(u"[ws] reconnect in "_s + text + u"s"_s); })) << text.toStdString();
+    ASSERT_TRUE(waitFor([&, &text = text] { return logged(u"[ws] reconnect in "_s + text + u"s"_s); }))
+        << text.toStdString();
     // The join could not be delivered; the failure of the connection itself follows.
     ASSERT_EQ(log_.lines().size(), 3);
     EXPECT_TRUE(log_.lines()[0].startsWith("[ws] send error: "_L1));

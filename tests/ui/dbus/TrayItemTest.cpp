@@ -78,7 +78,7 @@ TEST_F(TrayItemTest, changesColourWithTheConnection) {
   for (const IceState state : {IceState::connected, IceState::failed, IceState::count}) {
     reader_->heard();
     face_.change([state](HostState& shown) { shown.iceState = state; });
-    EXPECT_TRUE(waitFor([this] { return reader_->signals_().size() >= 2; }));
+    EXPECT_TRUE(waitFor([this] { return reader_->heardSignals().size() >= 2; }));
     EXPECT_TRUE(reader_->heard().contains(u"NewIcon"_s));
     EXPECT_EQ(colour(), statusColor(state));
   }

@@ -31,8 +31,8 @@ class TrayMenuTest : public BusFixture {
   }
   // The properties of row `id` in the only announcement so far.
   QVariantMap announced(int id) {
-    EXPECT_TRUE(waitFor([this] { return !reader_->signals_().isEmpty(); }));
-    for (const QDBusMessage& signal : reader_->signals_()) {
+    EXPECT_TRUE(waitFor([this] { return !reader_->heardSignals().isEmpty(); }));
+    for (const QDBusMessage& signal : reader_->heardSignals()) {
       for (const auto& each : qdbus_cast<QList<DBusMenuProperties>>(signal.arguments().value(0))) {
         if (signal.member() == "ItemsPropertiesUpdated"_L1 && each.id == id) return each.properties;
       }
@@ -96,8 +96,8 @@ TEST_F(TrayMenuTest, locksTheNewPINAndSaysWhy) {
   EXPECT_EQ(askedAfterClick(10), QStringList());
   reader_->heard();
   face_.change([](HostState& shown) { shown.pinLockedByEnv = false; });
-  ASSERT_TRUE(waitFor([this] { return !reader_->signals_().isEmpty(); }));
-  const auto removed = qdbus_cast<QList<DBusMenuRemoved>>(reader_->signals_().first().arguments().value(1));
+  ASSERT_TRUE(waitFor([this] { return !reader_->heardSignals().isEmpty(); }));
+  const auto removed = qdbus_cast<QList<DBusMenuRemoved>>(reader_->heardSignals().first().arguments().value(1));
   ASSERT_EQ(removed.size(), 1);
   EXPECT_EQ(removed.first().id, 10);
   EXPECT_EQ(removed.first().names, QStringList{u"accessible-desc"_s});

@@ -77,8 +77,8 @@ class FakeNotificationServer final : public QDBusVirtualObject {
   }
 
  private:
-  void signal(const QString& name_, const QVariantList& arguments) {
-    QDBusMessage message = QDBusMessage::createSignal(path(), name(), name_);
+  void signal(const QString& signalName, const QVariantList& arguments) {
+    QDBusMessage message = QDBusMessage::createSignal(path(), name(), signalName);
     message.setArguments(arguments);
     bus_.send(message);
   }

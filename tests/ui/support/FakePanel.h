@@ -133,7 +133,7 @@ class ItemReader {
     for (const QDBusMessage& signal : std::exchange(heard_, {})) names.append(signal.member());
     return names;
   }
-  const QList<QDBusMessage>& signals_() const { return heard_; }
+  const QList<QDBusMessage>& heardSignals() const { return heard_; }
 
  private:
   void listen(const char* path, const char* interface, const char* name) {

@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
+#include <memory>
 #include <thread>
 #include <vector>
 
@@ -28,6 +30,33 @@ TEST(PostToMain, runsTasksOnTheMainThreadInTheirOrder) {
   ASSERT_TRUE(testing_loop::waitFor([&] { return order.size() == 100; }));
   EXPECT_TRUE(std::is_sorted(order.begin(), order.end()));
   EXPECT_EQ(ranOn, std::this_thread::get_id());
+}
+
+// The main thread takes tasks while more are posted, so that nothing but the queue stands between the two threads: the
+// thread sanitizer looks at this, too.
+TEST(PostToMain, handsOverWhatATaskHolds) {
+  testing_loop::ensureApplication();
+  constexpr int kTasks = 5000;
+  const std::thread::id main = std::this_thread::get_id();
+  int done = 0;
+  int wrong = 0;
+  std::atomic<int> freedElsewhere = 0;
+  std::thread worker([&] {
+    for (int i = 0; i < kTasks; ++i) {
+      std::shared_ptr<int> value(new int(i), [&freedElsewhere, main](const int* freed) {
+        if (std::this_thread::get_id() != main) ++freedElsewhere;
+        delete freed;
+      });
+      postToMain([&, value = std::move(value)] {
+        if (*value != done++) ++wrong;
+      });
+    }
+  });
+  const bool all = testing_loop::waitFor([&] { return done == kTasks; });
+  worker.join();
+  EXPECT_TRUE(all);
+  EXPECT_EQ(wrong, 0);
+  EXPECT_EQ(freedElsewhere, 0);
 }
 
 TEST(PostToMain, returnsBeforeTheTaskRunsOnTheMainThreadToo) {

@@ -276,8 +276,8 @@ TEST_F(DesktopProcessClientTest, keepsNoMoreThanTwoMegabytesOfNotifications) {
   const QList<JsonObject> messages = heard();
   qsizetype bytes = 0;
   for (const JsonObject& message : messages.sliced(1)) bytes += toJson(message).size();
-  EXPECT_LE(bytes, KeptMessages::kMaxBytes);
-  EXPECT_GE(bytes, KeptMessages::kMaxBytes * 9 / 10);
+  EXPECT_LE(bytes, DesktopProcessClient::kMaxKeptBytes);
+  EXPECT_GE(bytes, DesktopProcessClient::kMaxKeptBytes * 9 / 10);
   EXPECT_TRUE(messages.last().value(u"body"_s).toString().startsWith(u" 899 "_s));
 }
 

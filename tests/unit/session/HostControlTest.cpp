@@ -82,12 +82,10 @@ TEST_F(HostControlTest, resetsReplacesAndOffersWhenAChannelCloses) {
     connectInControl();
     const QString label = reliable ? u"control_reliable"_s : u"control"_s;
     (reliable ? peer().reliable() : peer().control()).close();
-    EXPECT_EQ(journal_.take(),
-              (QStringList{u"log: [dc] state=3 label="_s + label, u"log: [control] reset state on channel close"_s,
-                           u"peer: createDataChannel "_s + label,
-                           u"log: [dc] created label="_s + label +
-                               (reliable ? u" (reliable)"_s : u" (unordered,maxPacketLifeTime=70ms)"_s),
-                           u"peer: createOffer"_s}));
+    EXPECT_EQ(logged(), (QStringList{u"[dc] state=3 label="_s + label, u"[control] reset state on channel close"_s,
+                                     u"[dc] created label="_s + label +
+                                         (reliable ? u" (reliable)"_s : u" (unordered,maxPacketLifeTime=70ms)"_s)}));
+    EXPECT_EQ(journal_.with("peer: "_L1), (QStringList{u"peer: createDataChannel "_s + label, u"peer: createOffer"_s}));
     EXPECT_FALSE(host_->authorisation().controlAuthed());
     EXPECT_FALSE(host_->authorisation().controlEnabled());
     EXPECT_EQ(scheduler_.runningTimers(), reliable ? 0U : 1U);  // The cursor goes on with "control_reliable".

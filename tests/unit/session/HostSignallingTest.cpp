@@ -276,8 +276,8 @@ TEST_F(HostSignallingTest, restartsIceAtOnceWhenItFails) {
   int refreshes = 0;
   host_->setChangedHandler([&] { ++refreshes; });
   peer().reportIce(IceState::failed);
-  EXPECT_EQ(journal_.take(), (QStringList{u"log: ICE state: failed (4)"_s, u"peer: restartIce"_s,
-                                          u"log: [ice] restartIce invoked"_s, u"peer: createOffer"_s}));
+  EXPECT_EQ(logged(), (QStringList{u"ICE state: failed (4)"_s, u"[ice] restartIce invoked"_s}));
+  EXPECT_EQ(journal_.with("peer: "_L1), (QStringList{u"peer: restartIce"_s, u"peer: createOffer"_s}));
   EXPECT_EQ(offers(), 1);
   EXPECT_EQ(refreshes, 1);
   EXPECT_EQ(host_->getICEStateLabel(), u"failed"_s);
@@ -311,13 +311,12 @@ TEST_F(HostSignallingTest, rebuildsTheConnectionWhereIceCannotBeRestarted) {
   forget();
   peer().reportIce(IceState::failed);
   ASSERT_EQ(factory_.peers.size(), 2U);
-  EXPECT_EQ(
-      journal_.entries().first(8),
-      (QStringList{u"log: ICE state: failed (4)"_s, u"log: [ice] restartIce not available → rebuilding peer"_s,
-                   u"log: [dc] state=3 label=control"_s, u"log: [control] reset state on channel close"_s,
-                   u"log: [dc] state=3 label=control_reliable"_s, u"log: [control] reset state on channel close"_s,
-                   u"peer: close"_s, u"factory: createPeerConnection"_s}));
-  EXPECT_EQ(journal_.entries().last(), u"peer: createOffer"_s);
+  EXPECT_EQ(logged().first(6),
+            (QStringList{u"ICE state: failed (4)"_s, u"[ice] restartIce not available → rebuilding peer"_s,
+                         u"[dc] state=3 label=control"_s, u"[control] reset state on channel close"_s,
+                         u"[dc] state=3 label=control_reliable"_s, u"[control] reset state on channel close"_s}));
+  EXPECT_TRUE(journal_.holds({u"log: [dc] state=3 label=control_reliable"_s, u"peer: close"_s,
+                              u"factory: createPeerConnection"_s, u"peer: createOffer"_s}));
   EXPECT_EQ(offers(), 1);
   EXPECT_TRUE(host_->isSharingEnabled());
   EXPECT_EQ(peer().sender().track, u"screen 1"_s);

@@ -13,30 +13,28 @@ class HostStartupTest : public HostFixture {};
 TEST_F(HostStartupTest, startsEverythingInOrder) {
   variables_ = {{"PREFERRED_CODEC", u"AV01"_s}, {"H264_PROFILE", u"High42"_s}, {"SHARE_AUTO", u"1"_s}};
   start();
-  EXPECT_EQ(journal_.take(), (QStringList{u"log: [ws] signaling url: ws://h:1"_s,
-                                          u"log: [sdp] env preferred codec=av1"_s,
-                                          u"log: [sdp] env h264 profile=64001f"_s,
-                                          u"factory: createPeerConnection"_s,
-                                          u"peer: setStartBitrate 1000000"_s,
-                                          u"peer: setMaxBitrate 9000000"_s,
-                                          u"peer: createDataChannel control"_s,
-                                          u"log: [dc] created label=control (unordered,maxPacketLifeTime=70ms)"_s,
-                                          u"peer: createDataChannel control_reliable"_s,
-                                          u"log: [dc] created label=control_reliable (reliable)"_s,
-                                          u"synthetic 1: made 1280x720@60"_s,
-                                          u"peer: addVideoTransceiver synthetic 1"_s,
-                                          u"sender: encodings fps=60"_s,
-                                          u"sender: degradation=1"_s,
-                                          u"log: [quality] degradationPreference=maintain-framerate"_s,
-                                          u"sender: hint=motion"_s,
-                                          u"log: [quality] contentHint=motion"_s,
-                                          u"sender: encodings bps=3000000"_s,
-                                          u"screen 1: made 1280x720@60"_s,
-                                          u"log: [input] target display id=1 rotation=0 bounds=(0, 0, 1920, 1080)"_s,
-                                          u"sender: track=screen 1"_s,
-                                          u"screen 1: start"_s,
-                                          u"peer: createOffer"_s,
-                                          u"log: [control] PIN: 000042"_s}));
+  EXPECT_EQ(logged(),
+            (QStringList{
+                u"[ws] signaling url: ws://h:1"_s, u"[sdp] env preferred codec=av1"_s,
+                u"[sdp] env h264 profile=64001f"_s, u"[dc] created label=control (unordered,maxPacketLifeTime=70ms)"_s,
+                u"[dc] created label=control_reliable (reliable)"_s,
+                u"[quality] degradationPreference=maintain-framerate"_s, u"[quality] contentHint=motion"_s,
+                u"[input] target display id=1 rotation=0 bounds=(0, 0, 1920, 1080)"_s, u"[control] PIN: 000042"_s}));
+  // The first offer has everything in it, and there is one.
+  EXPECT_TRUE(journal_.holds({u"peer: createDataChannel control"_s, u"peer: createDataChannel control_reliable"_s,
+                              u"peer: addVideoTransceiver synthetic 1"_s, u"sender: track=screen 1"_s,
+                              u"screen 1: start"_s, u"peer: createOffer"_s}));
+  EXPECT_EQ(journal_.with("peer: createOffer"_L1).size(), 1);
+  EXPECT_EQ(peer().startBitrateBps, 1'000'000);
+  EXPECT_EQ(peer().maxBitrateBps, 9'000'000);
+  EXPECT_EQ(peer().sender().maxBitrateBps, 3'000'000);
+  EXPECT_EQ(peer().sender().maxFramerate, 60);
+  EXPECT_EQ(peer().sender().degradation, DegradationPreference::maintainFramerate);
+  for (const fakes::FakeSource* source : {&sources_.synthetic(), &sources_.screen()}) {
+    EXPECT_EQ(source->width, 1280);
+    EXPECT_EQ(source->height, 720);
+    EXPECT_EQ(source->fps, 60);
+  }
 }
 
 TEST_F(HostStartupTest, limitsTheFirstSenderToTheBitRateItTells) {

@@ -50,7 +50,7 @@ std::chrono::nanoseconds captureThreadTime() {
 }
 
 class ScreenSharingTest : public testing_support::MainThreadTest {
- protected:
+ public:
   void SetUp() override { ASSERT_TRUE(server.running()); }
 
   void begin(int width, int height, int fps, int displayIndex = 0) {

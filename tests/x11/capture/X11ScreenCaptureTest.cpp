@@ -38,7 +38,7 @@ bool allOf(const CapturedFrame& picture, std::uint32_t colour) {
 }
 
 class X11ScreenCaptureTest : public testing::Test {
- protected:
+ public:
   explicit X11ScreenCaptureTest(int width = 640, int height = 480) : server(width, height) {}
   void SetUp() override { ASSERT_TRUE(server.running()); }
 

@@ -15,19 +15,17 @@
 namespace vantora::testing_x11 {
 
 // Keycodes of the usual PC keyboard.
-enum PcKey : int {
-  kKeyA = 38,
-  kKeyB = 56,
-  kEnter = 36,
-  kCapsLock = 66,
-  kNumLock = 77,
-  kShiftLeft = 50,
-  kShiftRight = 62,
-  kControlLeft = 37,
-  kControlRight = 105,
-  kAltLeft = 64,
-  kSuperLeft = 133,
-};
+inline constexpr int kKeyA = 38;
+inline constexpr int kKeyB = 56;
+inline constexpr int kEnter = 36;
+inline constexpr int kCapsLock = 66;
+inline constexpr int kNumLock = 77;
+inline constexpr int kShiftLeft = 50;
+inline constexpr int kShiftRight = 62;
+inline constexpr int kControlLeft = 37;
+inline constexpr int kControlRight = 105;
+inline constexpr int kAltLeft = 64;
+inline constexpr int kSuperLeft = 133;
 
 // Whether the input may be used at the moment; X11 answers at once.
 inline InputPermission permission(DesktopInput& input) {

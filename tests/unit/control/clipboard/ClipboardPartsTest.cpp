@@ -363,9 +363,9 @@ TEST_F(ClipboardPartsTest, forgetsPiecesWhenAnotherTextOrTheEndComes) {
 }
 
 TEST_F(ClipboardPartsTest, tellsTheViewerThatItsTextIsTooLong) {
-  JsonObject long_ = piece(0, u"über"_s, 9);
-  long_.insert(u"length"_s, kMost + 1);
-  say(long_);
+  JsonObject tooLong = piece(0, u"über"_s, 9);
+  tooLong.insert(u"length"_s, kMost + 1);
+  say(tooLong);
   EXPECT_EQ(
       sender_.take(),
       (QList<Sent>{

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <QByteArrayList>
+
 #include "platform/linux/support/OutputText.h"
 #include "tests/fakes/PrintQt.h"
 

@@ -11,7 +11,7 @@ namespace {
 using testing_support::FrameSink;
 
 class FrameSourceTest : public testing::Test {
- protected:
+ public:
   // Pushes a frame, a second after the last one.
   bool push(int width, int height) {
     const auto frame = webrtc::I420Buffer::Create(width, height);

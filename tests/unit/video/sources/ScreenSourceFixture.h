@@ -14,7 +14,7 @@ inline constexpr fakes::FakeScreen::Colour kWhite{255, 255, 255, 255};
 inline constexpr int kWhiteLuma = 235;
 
 class ScreenVideoSourceTest : public MainThreadTest {
- protected:
+ public:
   std::unique_ptr<ScreenVideoSource> make(int width, int height, int fps, int displayIndex = 0) {
     return std::make_unique<ScreenVideoSource>(
         screen->factory(), width, height, fps, displayIndex,
