@@ -7,6 +7,7 @@
 #include <api/video_codecs/video_codec.h>
 #include <api/video_codecs/video_decoder.h>
 #include <api/video_codecs/video_encoder.h>
+#include <api/video_codecs/video_encoder_factory.h>
 #include <modules/video_coding/include/video_codec_interface.h>
 #include <rtc_base/logging.h>
 

@@ -3,6 +3,7 @@
 #include <api/video/video_frame.h>
 #include <api/video_codecs/video_codec.h>
 #include <api/video_codecs/video_encoder.h>
+#include <api/video_codecs/video_encoder_factory.h>
 #include <gtest/gtest.h>
 #include <modules/video_coding/include/video_codec_interface.h>
 #include <modules/video_coding/include/video_error_codes.h>
