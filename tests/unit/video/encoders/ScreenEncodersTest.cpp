@@ -14,6 +14,7 @@
 #include <random>
 
 #include "main/video/encoders/EncoderFactory.h"
+#include "main/video/encoders/QuantizerControl.h"
 #include "tests/fakes/Patience.h"
 
 namespace vantora {
@@ -286,13 +287,15 @@ TEST_P(H264EncoderTest, keepsAPageOfTextToAFractionOfASecondOfAThinLink) {
 }
 
 TEST_P(H264EncoderTest, makesAStillPageSharpWithTheBitsLeftOver) {
+  constexpr int kPictures = 5 * 15;  // Five seconds.
   start(3000, webrtc::VideoCodecMode::kScreensharing);
   const auto page = textPage(1);
   const size_t first = encode(page, true);
   size_t more = 0;
-  testing_loop::Patience patience;
-  while (more < first && !patience.isOver()) more += encode(page);
-  EXPECT_GE(more, first);  // As much again as the coarse first picture went into making it finer.
+  for (int i = 0; i < kPictures; ++i) more += encode(page);
+  EXPECT_EQ(collected_.pictures.back().quantizer, QuantizerControl::kFinest);
+  EXPECT_GE(more, first / 2);
+  EXPECT_LE(first + more, 5 * 3'000'000 / 8);
 }
 
 INSTANTIATE_TEST_SUITE_P(Codecs, H264EncoderTest, testing::Values(CodecCase{"H264", webrtc::kVideoCodecH264}));
