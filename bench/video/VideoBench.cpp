@@ -1,5 +1,6 @@
 // What a frame costs before the encoder gets it: reading and converting the screen, beside the least
-// that any capture would need, and making the test pattern, beside painting it pixel by pixel.
+// that any capture would need; making the test pattern, beside painting it pixel by pixel; and looking for what
+// changed.
 #include <QCoreApplication>
 #include <QFile>
 #include <QJsonArray>
@@ -13,6 +14,7 @@
 #include <optional>
 #include <vector>
 
+#include "main/video/encoders/ChangedBlocks.h"
 #include "main/video/sources/FrameConverter.h"
 #include "main/video/sources/TestPattern.h"
 #include "platform/x11/capture/X11ScreenCapture.h"
@@ -173,6 +175,32 @@ void benchPattern(const Size& size, Report& report) {
   report.add(name + u"gain"_s, median(plain) / median(fast), u"times"_s, 4.0, u"higher"_s);
 }
 
+// A line of text changes in each frame: the frame compared as a whole, and where it is said to have changed.
+void benchChanges(const Size& size, Report& report) {
+  constexpr ChangedBlocks::Area kLine{100, 400, 800, 20};
+  std::vector<std::uint8_t> luma(static_cast<std::size_t>(size.width) * static_cast<std::size_t>(size.height), 90);
+  const auto change = [&](int round) {
+    for (int y = kLine.top; y < kLine.top + kLine.height; ++y) {
+      std::memset(luma.data() + static_cast<std::ptrdiff_t>(y) * size.width + kLine.left, round, kLine.width);
+    }
+  };
+  ChangedBlocks changes;
+  std::vector<double> whole;
+  std::vector<double> part;
+  for (int round = 0; round < kWarmUps + kRounds; ++round) {
+    change(2 * round);
+    const double wholeTime = timed([&] { changes.compare(luma.data(), size.width, size.width, size.height); });
+    change(2 * round + 1);
+    const double partTime = timed([&] { changes.compare(luma.data(), size.width, size.width, size.height, kLine); });
+    if (round < kWarmUps) continue;
+    whole.push_back(wholeTime);
+    part.push_back(partTime);
+  }
+  const QString name = u"changed blocks %1, line of text, "_s.arg(size.name);
+  report.add(name + u"whole frame compared"_s, median(whole), u"ms"_s);
+  report.add(name + u"changed part compared"_s, median(part), u"ms"_s);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -190,6 +218,7 @@ int main(int argc, char** argv) {
   for (const Size& size : {Size{1280, 720, u"720p"_s}, Size{1920, 1080, u"1080p"_s}, Size{3840, 2160, u"2160p"_s}}) {
     benchPattern(size, report);
   }
+  benchChanges({1920, 1080, u"1080p"_s}, report);
   const auto option = arguments.indexOf(u"--out"_s);
   if (option < 0) return 0;
   const QString path = arguments.value(option + 1);

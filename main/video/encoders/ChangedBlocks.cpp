@@ -9,39 +9,54 @@ namespace {
 
 constexpr int kBlock = 16;
 
+constexpr int blocksIn(int pixels) { return (pixels + kBlock - 1) / kBlock; }
+
+// Where a stretch that begins at `from` and is `length` long ends, within `limit`.
+int endOf(int from, int length, int limit) {
+  return static_cast<int>(std::clamp<int64_t>(static_cast<int64_t>(from) + length, 0, limit));
+}
+
 }  // namespace
 
-double ChangedBlocks::compare(const uint8_t* luma, int stride, int width, int height) {
-  const bool first = width != width_ || height != height_;
-  if (first) {
+double ChangedBlocks::compare(const uint8_t* luma, int stride, int width, int height, const Area& area) {
+  if (width != width_ || height != height_) {
     width_ = width;
     height_ = height;
-    last_.assign(static_cast<size_t>(width) * static_cast<size_t>(height), 0);
+    last_.resize(static_cast<size_t>(width) * static_cast<size_t>(height));
+    for (int y = 0; y < height; ++y) {
+      std::memcpy(last_.data() + static_cast<size_t>(y) * static_cast<size_t>(width),
+                  luma + static_cast<std::ptrdiff_t>(y) * stride, static_cast<size_t>(width));
+    }
+    return 1;
   }
-  const int columns = (width + kBlock - 1) / kBlock;
-  std::vector<uint8_t> differs(static_cast<size_t>(columns));
+  const int left = std::clamp(area.left, 0, width);
+  const int right = endOf(area.left, area.width, width);
+  const int top = std::clamp(area.top, 0, height);
+  const int bottom = endOf(area.top, area.height, height);
+  if (left >= right || top >= bottom) return 0;
+  const auto rowSize = static_cast<size_t>(right - left);
+  const int firstColumn = left / kBlock;
+  std::vector<uint8_t> differs(static_cast<size_t>(blocksIn(right) - firstColumn));
   int changed = 0;
-  int blocks = 0;
-  for (int top = 0; top < height; top += kBlock) {
+  for (int y = top; y < bottom;) {
     std::ranges::fill(differs, 0);
-    for (int y = top; y < std::min(top + kBlock, height); ++y) {
+    for (const int end = std::min((y / kBlock + 1) * kBlock, bottom); y < end; ++y) {
       const uint8_t* row = luma + static_cast<std::ptrdiff_t>(y) * stride;
       uint8_t* kept = last_.data() + static_cast<size_t>(y) * static_cast<size_t>(width);
       // Most rows are as they were: one comparison for all of their blocks.
-      if (std::memcmp(row, kept, static_cast<size_t>(width)) == 0) continue;
-      for (int column = 0; column < columns; ++column) {
-        const int x = column * kBlock;
-        const auto size = static_cast<size_t>(std::min(kBlock, width - x));
-        if (!differs[static_cast<size_t>(column)]) {
-          differs[static_cast<size_t>(column)] = std::memcmp(row + x, kept + x, size) != 0;
-        }
+      if (std::memcmp(row + left, kept + left, rowSize) == 0) continue;
+      for (size_t column = 0; column < differs.size(); ++column) {
+        if (differs[column]) continue;
+        const int start = (firstColumn + static_cast<int>(column)) * kBlock;
+        const int from = std::max(start, left);
+        const int to = std::min(start + kBlock, right);
+        differs[column] = std::memcmp(row + from, kept + from, static_cast<size_t>(to - from)) != 0;
       }
-      std::memcpy(kept, row, static_cast<size_t>(width));
+      std::memcpy(kept + left, row + left, rowSize);
     }
     changed += static_cast<int>(std::ranges::count(differs, 1));
-    blocks += columns;
   }
-  return first || blocks == 0 ? 1 : static_cast<double>(changed) / blocks;
+  return static_cast<double>(changed) / (blocksIn(width) * blocksIn(height));
 }
 
 }  // namespace vantora

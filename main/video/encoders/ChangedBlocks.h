@@ -9,9 +9,21 @@ namespace vantora {
 // Compares the brightness of each picture with that of the one before, in blocks of 16 by 16. One thread at a time.
 class ChangedBlocks {
  public:
+  // In pixels; may reach beyond the picture. Empty when a side is 0 or less.
+  struct Area {
+    int left;
+    int top;
+    int width;
+    int height;
+  };
+
   // The share (0 to 1) of blocks that differ from the picture of the last call; 1 for the first picture and after a
-  // change of size. `luma`: `height` rows of `width` bytes, `stride` bytes apart.
-  double compare(const uint8_t* luma, int stride, int width, int height);
+  // change of size. `luma`: `height` rows of `width` bytes, `stride` bytes apart. Outside of `area` the picture is as
+  // it was in the last call: nothing is read there, unless all is new.
+  double compare(const uint8_t* luma, int stride, int width, int height, const Area& area);
+  double compare(const uint8_t* luma, int stride, int width, int height) {
+    return compare(luma, stride, width, height, {0, 0, width, height});
+  }
 
  private:
   std::vector<uint8_t> last_;

@@ -4,6 +4,7 @@
 #include <api/video_codecs/builtin_video_encoder_factory.h>
 
 #include "main/video/encoders/AomAv1Encoder.h"
+#include "main/video/encoders/OpenH264Encoder.h"
 #include "main/video/encoders/ScreenTunedEncoder.h"
 #include "main/video/encoders/WideRangeVp9.h"
 
@@ -39,6 +40,8 @@ class EncoderFactory final : public webrtc::VideoEncoderFactory {
       encoder = std::make_unique<AomAv1Encoder>();
     } else if (absl::EqualsIgnoreCase(format.name, "VP9")) {
       encoder = makeWideRangeVp9(format);
+    } else if (absl::EqualsIgnoreCase(format.name, "H264")) {
+      encoder = std::make_unique<OpenH264Encoder>(format);
     } else {
       encoder = builtin_->CreateVideoEncoder(format);
     }

@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "main/video/encoders/FrameChanges.h"
+
 namespace vantora {
 namespace {
 
@@ -97,9 +99,11 @@ int32_t ScreenTunedEncoder::Encode(const webrtc::VideoFrame& frame, const std::v
   const bool key = (asked || asked_ != granted_) && !stillBeingSent;
   if (gated_) {
     const auto picture = frame.video_frame_buffer()->ToI420();
-    if (!picture) return WEBRTC_VIDEO_CODEC_ERR_PARAMETER;
-    changed_ = std::min(
-        1.0, changed_ + changes_.compare(picture->DataY(), picture->StrideY(), picture->width(), picture->height()));
+    if (!picture) {
+      changes_ = {};  // What the next frame says about its changes counts from this one.
+      return WEBRTC_VIDEO_CODEC_ERR_PARAMETER;
+    }
+    changed_ = std::min(1.0, changed_ + changedShare(changes_, frame, *picture));
     if (!key && isToBeLeftOut(waiting, now)) {
       callback_->OnDroppedFrame(DropReason::kDroppedByEncoder);
       return WEBRTC_VIDEO_CODEC_OK;

@@ -1,4 +1,10 @@
 #include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <limits>
+#include <vector>
 
 #include "main/video/encoders/ChangedBlocks.h"
 
@@ -32,6 +38,93 @@ TEST(ChangedBlocks, looksAtTheRestThatIsNoWholeBlockAndNotBeyondTheRow) {
   EXPECT_DOUBLE_EQ(changes.compare(picture.data(), 64, 20, 20), 0);
   picture[19 * 64 + 19] = 8;
   EXPECT_DOUBLE_EQ(changes.compare(picture.data(), 64, 20, 20), 1.0 / 4);
+}
+
+TEST(ChangedBlocks, comparesTheAreaOnlyAndKeepsTheRestForLater) {
+  ChangedBlocks changes;
+  std::vector<uint8_t> picture(64 * 64, 7);
+  changes.compare(picture.data(), 64, 64, 64);
+  picture[20 * 64 + 20] = 8;  // Block (1, 1), in the area,
+  picture[20 * 64 + 40] = 8;  // (2, 1), its last column beside it,
+  picture[40 * 64 + 20] = 8;  // and (1, 2), below it.
+  EXPECT_DOUBLE_EQ(changes.compare(picture.data(), 64, 64, 64, {17, 17, 23, 23}), 1.0 / 16);
+  EXPECT_DOUBLE_EQ(changes.compare(picture.data(), 64, 64, 64), 2.0 / 16);
+}
+
+TEST(ChangedBlocks, countsEveryBlockThatTheAreaTouches) {
+  ChangedBlocks changes;
+  std::vector<uint8_t> picture(64 * 64, 7);
+  changes.compare(picture.data(), 64, 64, 64);
+  std::ranges::fill(picture, 8);
+  EXPECT_DOUBLE_EQ(changes.compare(picture.data(), 64, 64, 64, {15, 31, 18, 2}), 6.0 / 16);
+}
+
+TEST(ChangedBlocks, takesAnEmptyAreaForAnUnchangedPicture) {
+  for (const ChangedBlocks::Area area : {ChangedBlocks::Area{0, 0, 0, 0}, {8, 8, 0, 9}, {8, 8, 9, -1}, {64, 0, 8, 8}}) {
+    ChangedBlocks changes;
+    std::vector<uint8_t> picture(64 * 64, 7);
+    changes.compare(picture.data(), 64, 64, 64);
+    std::ranges::fill(picture, 8);
+    EXPECT_EQ(changes.compare(picture.data(), 64, 64, 64, area), 0);
+    EXPECT_EQ(changes.compare(picture.data(), 64, 64, 64), 1);
+  }
+}
+
+TEST(ChangedBlocks, cutsAnAreaThatReachesBeyondThePicture) {
+  constexpr int kFar = std::numeric_limits<int>::max();
+  for (const ChangedBlocks::Area area : {ChangedBlocks::Area{-5, -5, 100, 100}, {0, 0, kFar, kFar}}) {
+    ChangedBlocks changes;
+    std::vector<uint8_t> picture(20 * 20, 7);
+    changes.compare(picture.data(), 20, 20, 20);
+    std::ranges::fill(picture, 8);
+    EXPECT_EQ(changes.compare(picture.data(), 20, 20, 20, area), 1);
+  }
+}
+
+TEST(ChangedBlocks, comparesTheFirstPictureAndANewSizeAsAWholeWhateverTheArea) {
+  ChangedBlocks changes;
+  std::vector<uint8_t> picture(64 * 64, 7);
+  EXPECT_EQ(changes.compare(picture.data(), 64, 64, 64, {0, 0, 0, 0}), 1);
+  EXPECT_EQ(changes.compare(picture.data(), 64, 48, 64, {0, 0, 16, 16}), 1);
+  EXPECT_EQ(changes.compare(picture.data(), 64, 48, 64), 0) << "all of it is known";
+}
+
+// A picture whose rows are pages of memory.
+class PagedPicture {
+ public:
+  static constexpr int kRows = 48;
+
+  PagedPicture()
+      : stride_(static_cast<int>(sysconf(_SC_PAGESIZE))),
+        memory_(mmap(nullptr, size(), PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0)) {}
+  ~PagedPicture() { munmap(memory_, size()); }
+  PagedPicture(const PagedPicture&) = delete;
+  PagedPicture& operator=(const PagedPicture&) = delete;
+
+  uint8_t* data() const { return static_cast<uint8_t*>(memory_); }
+  int stride() const { return stride_; }
+  // Whoever reads these rows ends the program.
+  void lock(int top, int bottom) const {
+    ASSERT_EQ(mprotect(data() + top * stride_, static_cast<size_t>((bottom - top) * stride_), PROT_NONE), 0);
+  }
+
+ private:
+  size_t size() const { return static_cast<size_t>(kRows) * static_cast<size_t>(stride_); }
+
+  int stride_;
+  void* memory_;
+};
+
+TEST(ChangedBlocks, readsNoRowOutsideOfTheArea) {
+  const PagedPicture picture;
+  ChangedBlocks changes;
+  const int width = picture.stride();
+  changes.compare(picture.data(), width, width, PagedPicture::kRows);
+  picture.lock(0, 20);
+  picture.lock(30, PagedPicture::kRows);
+  picture.data()[25 * width + 100] = 1;
+  const int blocks = width / 16 * PagedPicture::kRows / 16;
+  EXPECT_DOUBLE_EQ(changes.compare(picture.data(), width, width, PagedPicture::kRows, {96, 20, 16, 10}), 1.0 / blocks);
 }
 
 }  // namespace

@@ -16,6 +16,7 @@ namespace {
 
 using Codec = webrtc::VideoCodecType;
 using FrameType = webrtc::VideoFrameType;
+using Rect = webrtc::VideoFrame::UpdateRect;
 
 constexpr uint32_t kRate = 1'000'000;
 constexpr int kSide = 160;
@@ -114,8 +115,9 @@ class PictureGateTest : public testing::TestWithParam<Codec> {
     allocation.SetBitrate(0, 0, bitsPerSecond);
     encoder_->SetRates(webrtc::VideoEncoder::RateControlParameters(allocation, 30));
   }
-  // A picture at `ms` of which `changed` (0 to 1) differs from the one before; whether it came out.
-  bool picture(int64_t ms, double changed, bool key = false) {
+  // A picture at `ms` of which `changed` (0 to 1) differs from the one before, in `rect` by what it says; whether it
+  // came out.
+  bool picture(int64_t ms, double changed, bool key = false, const absl::optional<Rect>& rect = {}) {
     const int blocks = static_cast<int>(std::lround(changed * kBlocks));
     ++shade_;
     for (int block = 0; block < blocks; ++block) {
@@ -126,6 +128,7 @@ class PictureGateTest : public testing::TestWithParam<Codec> {
     const auto frame = webrtc::VideoFrame::Builder()
                            .set_video_frame_buffer(webrtc::I420Buffer::Copy(*page_))
                            .set_timestamp_us(ms * 1000)
+                           .set_update_rect(rect)
                            .build();
     const std::vector<FrameType> types{key ? FrameType::kVideoFrameKey : FrameType::kVideoFrameDelta};
     const size_t before = out_.pictures.size();
@@ -209,6 +212,25 @@ TEST_P(PictureGateTest, countsWhatPicturesThatWereLeftOutChanged) {
   script_->delta = bytesOf(0.8);
   EXPECT_FALSE(picture(66, 1));
   ASSERT_TRUE(picture(1000, 0.01));
+  EXPECT_EQ(out_.pictures.back(), (Out::Picture{true, script_->coarseKey}));
+}
+
+TEST_P(PictureGateTest, looksForChangesWhereTheFrameSaysThatTheyAre) {
+  open(GetParam());
+  first(0.1);
+  script_->delta = bytesOf(0.8);
+  ASSERT_TRUE(picture(1000, 1, false, Rect{0, 0, 0, 0}));
+  EXPECT_EQ(out_.pictures.back(), (Out::Picture{false, script_->delta})) << "nothing changed";
+  ASSERT_TRUE(picture(3000, 1, false, Rect{0, 0, kBlock, kSide}));
+  EXPECT_EQ(out_.pictures.back(), (Out::Picture{true, script_->coarseKey})) << "a tenth did";
+}
+
+TEST_P(PictureGateTest, countsWhatPicturesThatWereLeftOutSaidToHaveChanged) {
+  open(GetParam());
+  first(0.2);
+  script_->delta = bytesOf(0.8);
+  EXPECT_FALSE(picture(66, 1, false, Rect{0, 0, kSide, kSide}));
+  ASSERT_TRUE(picture(1000, 0.01, false, Rect{0, 0, kBlock, kBlock}));
   EXPECT_EQ(out_.pictures.back(), (Out::Picture{true, script_->coarseKey}));
 }
 

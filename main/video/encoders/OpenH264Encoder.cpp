@@ -1,0 +1,283 @@
+#include "main/video/encoders/OpenH264Encoder.h"
+
+#include <api/video/video_frame.h>
+#include <common_video/h264/h264_bitstream_parser.h>
+#include <modules/video_coding/include/video_codec_interface.h>
+#include <modules/video_coding/include/video_error_codes.h>
+#include <modules/video_coding/svc/create_scalability_structure.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstring>
+#include <limits>
+
+#include "main/video/encoders/FrameChanges.h"
+
+namespace vantora {
+namespace {
+
+constexpr int kBlock = 16;
+
+// Pictures that change so much, in parts of the whole, cost as much as a key picture when nothing in them is found
+// again.
+constexpr double kLargeChange = 0.3;
+// On a thin link pictures that change by more than kSomeChange come at most so often: text that scrolls is readable at
+// half the pictures and twice the bits for each.
+constexpr double kSomeChange = 0.1;
+constexpr std::chrono::milliseconds kThinInterval{30};
+
+webrtc::H264PacketizationMode packetizationOf(const webrtc::SdpVideoFormat& format) {
+  const auto mode = format.parameters.find("packetization-mode");
+  return mode != format.parameters.end() && mode->second == "1" ? webrtc::H264PacketizationMode::NonInterleaved
+                                                                : webrtc::H264PacketizationMode::SingleNalUnit;
+}
+
+// Threads for a picture of so many pixels, each with a slice of its own. Every slice costs a little quality, and the
+// machine has other things to do: no more than half of many cores.
+int threadsFor(int pixels, int cores) {
+  constexpr int kPixelsOfThread = 1280 * 720 / 2;
+  constexpr int kMost = 4;
+  cores = std::max(cores, 1);
+  return std::clamp(pixels / kPixelsOfThread, 1, std::min(kMost, std::max(std::min(cores, 2), cores / 2)));
+}
+
+constexpr int blocksIn(int pixels) { return (pixels + kBlock - 1) / kBlock; }
+
+}  // namespace
+
+void OpenH264Encoder::Destroy::operator()(ISVCEncoder* encoder) const {
+  encoder->Uninitialize();
+  WelsDestroySVCEncoder(encoder);
+}
+
+OpenH264Encoder::OpenH264Encoder(const webrtc::SdpVideoFormat& format) : packetization_(packetizationOf(format)) {}
+
+OpenH264Encoder::~OpenH264Encoder() = default;
+
+int OpenH264Encoder::InitEncode(const webrtc::VideoCodec* codec, const Settings& settings) {
+  Release();
+  if (!codec || codec->codecType != webrtc::kVideoCodecH264 || codec->width < 1 || codec->height < 1 ||
+      codec->maxFramerate < 1) {
+    return WEBRTC_VIDEO_CODEC_ERR_PARAMETER;
+  }
+  if (codec->numberOfSimulcastStreams > 1) return WEBRTC_VIDEO_CODEC_ERR_SIMULCAST_PARAMETERS_NOT_SUPPORTED;
+  ISVCEncoder* made = nullptr;
+  if (WelsCreateSVCEncoder(&made) != 0 || !made) return WEBRTC_VIDEO_CODEC_ERROR;
+  encoder_.reset(made);
+  usage_ = codec->mode == webrtc::VideoCodecMode::kScreensharing ? SCREEN_CONTENT_REAL_TIME : CAMERA_VIDEO_REAL_TIME;
+
+  const int pixels = codec->width * codec->height;
+  encoder_->GetDefaultParams(&parameters_);
+  parameters_.iUsageType = usage_;
+  parameters_.iPicWidth = codec->width;
+  parameters_.iPicHeight = codec->height;
+  parameters_.fMaxFrameRate = static_cast<float>(codec->maxFramerate);
+  parameters_.iTargetBitrate =
+      static_cast<int>(std::min<int64_t>(int64_t{codec->startBitrate} * 1000, std::numeric_limits<int>::max()));
+  parameters_.iMaxBitrate = UNSPECIFIED_BIT_RATE;
+  parameters_.iRCMode = RC_OFF_MODE;
+  parameters_.bEnableFrameSkip = false;
+  // A cut is a change like any other: as a key picture it would only be larger. (With its tools for screens the
+  // encoder insists on this; then a page that is new as a whole is a key picture.)
+  parameters_.bEnableSceneChangeDetect = false;
+  parameters_.iMinQp = QuantizerControl::kFinest;
+  parameters_.iMaxQp = QuantizerControl::kCoarsest;
+  parameters_.uiIntraPeriod = static_cast<unsigned>(std::max(codec->H264().keyFrameInterval, 0));
+  // Decoders that start anew for every new parameter set keep going.
+  parameters_.eSpsPpsIdStrategy = SPS_LISTING;
+  parameters_.iTemporalLayerNum = 1;
+  parameters_.iSpatialLayerNum = 1;
+  SSpatialLayerConfig& layer = parameters_.sSpatialLayers[0];
+  layer.iVideoWidth = parameters_.iPicWidth;
+  layer.iVideoHeight = parameters_.iPicHeight;
+  layer.fFrameRate = parameters_.fMaxFrameRate;
+  layer.iSpatialBitrate = parameters_.iTargetBitrate;
+  layer.iMaxSpatialBitrate = parameters_.iMaxBitrate;
+  layer.uiProfileIdc = PRO_BASELINE;
+  layer.uiLevelIdc = LEVEL_UNKNOWN;
+  layer.iDLayerQp = QuantizerControl::kCoarsest;
+  const bool whole = packetization_ == webrtc::H264PacketizationMode::NonInterleaved;
+  const int threads = whole ? threadsFor(pixels, settings.number_of_cores) : 1;
+  parameters_.iMultipleThreadIdc = static_cast<unsigned short>(threads);
+  layer.sSliceArgument.uiSliceMode = whole ? SM_FIXEDSLCNUM_SLICE : SM_SIZELIMITED_SLICE;
+  layer.sSliceArgument.uiSliceNum = static_cast<unsigned>(threads);
+  if (!whole) layer.sSliceArgument.uiSliceSizeConstraint = static_cast<unsigned>(settings.max_payload_size);
+  if (!open()) {
+    Release();
+    return WEBRTC_VIDEO_CODEC_ERROR;
+  }
+
+  parser_ = std::make_unique<webrtc::H264BitstreamParser>();
+  dependencies_ = webrtc::CreateScalabilityStructure(webrtc::ScalabilityMode::kL1T1);
+  control_.emplace(blocksIn(codec->width) * blocksIn(codec->height));
+  link_.emplace(pixels);
+  changes_ = {};
+  waiting_ = 0;
+  bitsPerSecond_ = parameters_.iTargetBitrate;
+  if (bitsPerSecond_ > 0) control_->setRates(bitsPerSecond_, codec->maxFramerate);
+  return WEBRTC_VIDEO_CODEC_OK;
+}
+
+// What it makes next is a key picture.
+bool OpenH264Encoder::open() {
+  // Standard error belongs to the program's own log.
+  int level = WELS_LOG_QUIET;
+  encoder_->SetOption(ENCODER_OPTION_TRACE_LEVEL, &level);
+  if (encoder_->InitializeExt(&parameters_) != 0) return false;
+  int format = videoFormatI420;
+  encoder_->SetOption(ENCODER_OPTION_DATAFORMAT, &format);
+  key_ = true;
+  return true;
+}
+
+// The encoder's mode for screens finds text again that has moved by hundreds of lines, where the one for cameras finds
+// a dozen, but takes 11 ms more for every picture of 1920 x 1080, even for one key pressed. So it is for thin links.
+bool OpenH264Encoder::chooseSearch() {
+  const EUsageType wanted = link_->isThin() ? SCREEN_CONTENT_REAL_TIME : usage_;
+  if (wanted == parameters_.iUsageType) return true;
+  parameters_.iUsageType = wanted;
+  encoder_->Uninitialize();
+  return open();
+}
+
+int32_t OpenH264Encoder::RegisterEncodeCompleteCallback(webrtc::EncodedImageCallback* callback) {
+  callback_ = callback;
+  return WEBRTC_VIDEO_CODEC_OK;
+}
+
+int32_t OpenH264Encoder::Release() {
+  encoder_.reset();
+  made_ = {};
+  return WEBRTC_VIDEO_CODEC_OK;
+}
+
+void OpenH264Encoder::SetRates(const RateControlParameters& parameters) {
+  if (!encoder_ || parameters.framerate_fps < 1) return;
+  const double bitsPerSecond = parameters.bitrate.get_sum_bps();
+  if (bitsPerSecond > 0 && bitsPerSecond_ <= 0) key_ = true;
+  bitsPerSecond_ = bitsPerSecond;
+  if (bitsPerSecond_ > 0) control_->setRates(bitsPerSecond_, parameters.framerate_fps);
+}
+
+int32_t OpenH264Encoder::Encode(const webrtc::VideoFrame& frame, const std::vector<webrtc::VideoFrameType>* types) {
+  if (!encoder_ || !callback_) return WEBRTC_VIDEO_CODEC_UNINITIALIZED;
+  const auto picture = frame.video_frame_buffer()->ToI420();
+  if (!picture || picture->width() != parameters_.iPicWidth || picture->height() != parameters_.iPicHeight) {
+    changes_ = {};  // What the next frame says about its changes counts from this one.
+    return WEBRTC_VIDEO_CODEC_ERR_PARAMETER;
+  }
+  // What was left out is still to be shown.
+  waiting_ = std::min(1.0, waiting_ + changedShare(changes_, frame, *picture));
+  if (types && std::ranges::find(*types, webrtc::VideoFrameType::kVideoFrameKey) != types->end()) key_ = true;
+  now_ +=
+      std::chrono::microseconds(std::max<int64_t>(frame.timestamp_us() - frameUs_.value_or(frame.timestamp_us()), 0));
+  frameUs_ = frame.timestamp_us();
+  if (bitsPerSecond_ <= 0) return WEBRTC_VIDEO_CODEC_OK;
+
+  link_->update(bitsPerSecond_, now_);
+  if ((key_ || waiting_ >= kLargeChange) && !chooseSearch()) {
+    Release();
+    return WEBRTC_VIDEO_CODEC_ERROR;
+  }
+  std::optional<int> quantizer = plan();
+  if (!quantizer) return WEBRTC_VIDEO_CODEC_OK;
+  if (!code(*quantizer, frame, *picture)) return WEBRTC_VIDEO_CODEC_ERROR;
+  if (const auto better = control_->better(*quantizer, waiting_, madeKey(), static_cast<double>(madeBytes()) * 8)) {
+    // What was just made is thrown away; only a key picture needs nothing of it.
+    quantizer = better;
+    key_ = true;
+    if (!code(*quantizer, frame, *picture)) return WEBRTC_VIDEO_CODEC_ERROR;
+  }
+  control_->taken(*quantizer, waiting_, madeKey(), static_cast<double>(madeBytes()) * 8);
+  coded_ = now_;
+  waiting_ = 0;
+  key_ = false;
+  deliver(frame);
+  return WEBRTC_VIDEO_CODEC_OK;
+}
+
+// The quantizer of the next picture; none when it is to be left out.
+std::optional<int> OpenH264Encoder::plan() {
+  const bool tooSoon = searchesFar() && waiting_ > kSomeChange && now_ - coded_ < kThinInterval && !key_;
+  return tooSoon ? std::nullopt : control_->plan(waiting_, key_, now_);
+}
+
+bool OpenH264Encoder::code(int quantizer, const webrtc::VideoFrame& frame, const webrtc::I420BufferInterface& picture) {
+  int& current = parameters_.sSpatialLayers[0].iDLayerQp;
+  if (current != quantizer) {
+    current = quantizer;
+    if (encoder_->SetOption(ENCODER_OPTION_SVC_ENCODE_PARAM_EXT, &parameters_) != 0) return false;
+  }
+  if (key_) encoder_->ForceIntraFrame(true);
+  SSourcePicture source{};
+  source.iColorFormat = videoFormatI420;
+  source.iPicWidth = picture.width();
+  source.iPicHeight = picture.height();
+  source.uiTimeStamp = frame.timestamp_us() / 1000;
+  // OpenH264 only reads from the planes.
+  source.pData[0] = const_cast<uint8_t*>(picture.DataY());
+  source.pData[1] = const_cast<uint8_t*>(picture.DataU());
+  source.pData[2] = const_cast<uint8_t*>(picture.DataV());
+  source.iStride[0] = picture.StrideY();
+  source.iStride[1] = picture.StrideU();
+  source.iStride[2] = picture.StrideV();
+  made_ = {};
+  return encoder_->EncodeFrame(&source, &made_) == 0;
+}
+
+size_t OpenH264Encoder::madeBytes() const {
+  size_t bytes = 0;
+  for (int i = 0; i < made_.iLayerNum; ++i) {
+    const SLayerBSInfo& layer = made_.sLayerInfo[i];
+    for (int unit = 0; unit < layer.iNalCount; ++unit) bytes += static_cast<size_t>(layer.pNalLengthInByte[unit]);
+  }
+  return bytes;
+}
+
+void OpenH264Encoder::deliver(const webrtc::VideoFrame& frame) {
+  const size_t size = madeBytes();
+  if (size == 0) return;
+  // Each unit has a start code before it already.
+  const auto data = webrtc::EncodedImageBuffer::Create(size);
+  uint8_t* end = data->data();
+  for (int i = 0; i < made_.iLayerNum; ++i) {
+    const SLayerBSInfo& layer = made_.sLayerInfo[i];
+    size_t bytes = 0;
+    for (int unit = 0; unit < layer.iNalCount; ++unit) bytes += static_cast<size_t>(layer.pNalLengthInByte[unit]);
+    std::memcpy(end, layer.pBsBuf, bytes);
+    end += bytes;
+  }
+  webrtc::EncodedImage encoded;
+  encoded.SetEncodedData(data);
+  encoded._encodedWidth = static_cast<uint32_t>(parameters_.iPicWidth);
+  encoded._encodedHeight = static_cast<uint32_t>(parameters_.iPicHeight);
+  encoded._frameType = madeKey() ? webrtc::VideoFrameType::kVideoFrameKey : webrtc::VideoFrameType::kVideoFrameDelta;
+  encoded.SetTimestamp(frame.timestamp());
+  encoded.SetColorSpace(frame.color_space());
+  encoded.SetSpatialIndex(0);
+  parser_->ParseBitstream(encoded);
+  encoded.qp_ = parser_->GetLastSliceQp().value_or(-1);
+
+  webrtc::CodecSpecificInfo info;
+  info.codecType = webrtc::kVideoCodecH264;
+  info.codecSpecific.H264.packetization_mode = packetization_;
+  info.codecSpecific.H264.temporal_idx = webrtc::kNoTemporalIdx;
+  info.codecSpecific.H264.base_layer_sync = false;
+  info.codecSpecific.H264.idr_frame = madeKey();
+  info.generic_frame_info = dependencies_->OnEncodeDone(dependencies_->NextFrameConfig(madeKey()).front());
+  if (madeKey()) info.template_structure = dependencies_->DependencyStructure();
+  callback_->OnEncodedImage(encoded, &info);
+}
+
+webrtc::VideoEncoder::EncoderInfo OpenH264Encoder::GetEncoderInfo() const {
+  EncoderInfo info;
+  info.supports_native_handle = false;
+  info.implementation_name = "OpenH264";
+  info.has_trusted_rate_controller = true;
+  info.is_hardware_accelerated = false;
+  info.scaling_settings = ScalingSettings::kOff;  // Text stays readable: fewer bits, never fewer pixels.
+  info.preferred_pixel_formats = {webrtc::VideoFrameBuffer::Type::kI420};
+  return info;
+}
+
+}  // namespace vantora
