@@ -105,7 +105,7 @@ std::vector<QJsonObject> collectPieces(const Options& options, const std::vector
                         [&](size_t index) { return pieces[index].turn == Collector::Turn::early; });
 
   const Clock::time_point end = collection->probe.deadline() + kEndGrace;
-  runRound(collection, std::move(first), 1, std::min(end, Clock::now() + kFirstPatience));
+  runRound(collection, std::move(first), 1, std::min(end, Clock::now() + kFirstTimeout));
   runRound(collection, std::move(others), std::clamp(options.workers, 1, kMostWorkers), end);
   const std::lock_guard lock(collection->mutex);
   return collection->results;

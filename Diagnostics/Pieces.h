@@ -11,7 +11,7 @@ namespace vantora::Diagnostics {
 // How much longer than its deadline, or a request to stop, a report may take: commands are killed in that time.
 inline constexpr std::chrono::milliseconds kEndGrace{700};
 // How long the pieces that come first may keep the others waiting.
-inline constexpr std::chrono::milliseconds kFirstPatience{2500};
+inline constexpr std::chrono::milliseconds kFirstTimeout{2500};
 // Threads at work for all reports together, those included that the kernel does not let go. No report starts more.
 inline constexpr int kMostThreads = 24;
 

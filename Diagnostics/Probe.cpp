@@ -10,7 +10,7 @@
 #include <QFileInfo>
 #include <memory>
 
-#include "Diagnostics/PatientLook.h"
+#include "Diagnostics/PathProbe.h"
 
 namespace vantora::Diagnostics {
 using namespace Qt::Literals::StringLiterals;

@@ -64,10 +64,10 @@ class OutputReader {
  public:
   OutputReader(int fd, qsizetype keptBytes) : fd_(fd), kept_bytes_(keptBytes) {}
 
-  // Reads what there is, waiting for it no longer than `patience`. False at the end of the output.
-  bool read(milliseconds patience) {
+  // Reads what there is, waiting for it no longer than `timeout`. False at the end of the output.
+  bool read(milliseconds timeout) {
     pollfd waited{fd_, POLLIN, 0};
-    const int ready = poll(&waited, 1, static_cast<int>(patience.count()));
+    const int ready = poll(&waited, 1, static_cast<int>(timeout.count()));
     if (ready == 0 || (ready < 0 && errno == EINTR)) return true;
     if (ready < 0) return false;
     char buffer[65536];

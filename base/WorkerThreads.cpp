@@ -57,7 +57,7 @@ class WorkerThreads::Shared : public std::enable_shared_from_this<Shared> {
       }
     }
     wake_.notify_all();
-    const auto deadline = AbandonableThread::Clock::now() + kPatience;
+    const auto deadline = AbandonableThread::Clock::now() + kTimeout;
     bool all = true;
     for (AbandonableThread& thread : threads_) all = thread.join(deadline) && all;
     threads_.clear();

@@ -21,7 +21,7 @@ class WorkerThreads {
   // `threads` is at least 1. `name` (at most 15 characters) is what the threads are called in process lists.
   WorkerThreads(QByteArray name, int threads);
   // How long the end waits for work that was told to stop.
-  static constexpr std::chrono::milliseconds kPatience{1000};
+  static constexpr std::chrono::milliseconds kTimeout{1000};
   // Gives up all work and waits until what is running has noticed. Threads that have not by then (the kernel does not
   // let them go) are left behind.
   ~WorkerThreads();

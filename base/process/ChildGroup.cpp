@@ -106,9 +106,9 @@ bool ChildGroup::hasEnded() const {
   return (result == 0 && info.si_pid == pid_) || (result < 0 && errno == ECHILD);
 }
 
-bool ChildGroup::waitForEnd(std::chrono::milliseconds patience) const {
+bool ChildGroup::waitForEnd(std::chrono::milliseconds timeout) const {
   using Clock = std::chrono::steady_clock;
-  const auto until = Clock::now() + patience;
+  const auto until = Clock::now() + timeout;
   for (;;) {
     if (hasEnded()) return true;
     if (Clock::now() >= until) return false;
@@ -118,8 +118,8 @@ bool ChildGroup::waitForEnd(std::chrono::milliseconds patience) const {
 
 void ChildGroup::signal(int number) const { (void)kill(-pid_, number); }
 
-std::optional<int> ChildGroup::reap(std::chrono::milliseconds patience) {
-  if (!waitForEnd(patience)) {
+std::optional<int> ChildGroup::reap(std::chrono::milliseconds timeout) {
+  if (!waitForEnd(timeout)) {
     std::thread([pid = pid_] { (void)waitpid(pid, nullptr, 0); }).detach();
     return std::nullopt;
   }

@@ -38,12 +38,12 @@ class ChildGroup {
   // Whether the leader has ended. It stays uncollected, so that its id, which is also the group's, is not given away.
   [[nodiscard]] bool hasEnded() const;
   // Waits for the leader's end; whether it came in time.
-  [[nodiscard]] bool waitForEnd(std::chrono::milliseconds patience) const;
+  [[nodiscard]] bool waitForEnd(std::chrono::milliseconds timeout) const;
   // Sends a signal to the whole group.
   void signal(int number) const;
   // Collects the leader and gives its wait status. One that has not ended in time is left to a thread of its own (it
   // may be stuck in the kernel): none then. The group must not be signalled any more.
-  std::optional<int> reap(std::chrono::milliseconds patience);
+  std::optional<int> reap(std::chrono::milliseconds timeout);
 
  private:
   explicit ChildGroup(pid_t pid) : pid_(pid) {}

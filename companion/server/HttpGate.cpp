@@ -10,12 +10,12 @@ constexpr QByteArrayView kStrangePage =
 }  // namespace
 
 HttpGate::HttpGate(std::unique_ptr<QTcpSocket> socket, const StaticFiles& files, const OriginPolicy& policy,
-                   Scheduler& scheduler, std::chrono::milliseconds patience, Callbacks callbacks)
+                   Scheduler& scheduler, std::chrono::milliseconds timeout, Callbacks callbacks)
     : socket_(std::move(socket)),
       files_(files),
       policy_(policy),
       callbacks_(std::move(callbacks)),
-      patience_(scheduler.after(patience, [this] { finish(); })) {
+      timeout_(scheduler.after(timeout, [this] { finish(); })) {
   socket_->setParent(nullptr);
   // Bounds what a client can make us hold before it is known what it wants.
   socket_->setReadBufferSize(kMaxRequestHead + 1);

@@ -23,9 +23,9 @@ class HttpGate {
     std::function<void()> onDone;
   };
 
-  // `files` and `policy` must outlive this; `patience` bounds the time from here to the end of the answer.
+  // `files` and `policy` must outlive this; `timeout` bounds the time from here to the end of the answer.
   HttpGate(std::unique_ptr<QTcpSocket> socket, const StaticFiles& files, const OriginPolicy& policy,
-           Scheduler& scheduler, std::chrono::milliseconds patience, Callbacks callbacks);
+           Scheduler& scheduler, std::chrono::milliseconds timeout, Callbacks callbacks);
   ~HttpGate();
   HttpGate(const HttpGate&) = delete;
   HttpGate& operator=(const HttpGate&) = delete;
@@ -40,7 +40,7 @@ class HttpGate {
   const OriginPolicy& policy_;
   Callbacks callbacks_;
   bool answered_ = false;
-  std::unique_ptr<Timer> patience_;
+  std::unique_ptr<Timer> timeout_;
 };
 
 }  // namespace vantora::companion

@@ -89,7 +89,7 @@ void RoomServer::acceptSockets() {
       finishedGates_.push_back(id);
       sweep_.start(0);
     };
-    gates_[id] = std::make_unique<HttpGate>(std::move(socket), files_, policy_, scheduler_, limits_.requestPatience,
+    gates_[id] = std::make_unique<HttpGate>(std::move(socket), files_, policy_, scheduler_, limits_.requestTimeout,
                                             std::move(callbacks));
   }
 }
@@ -102,7 +102,7 @@ void RoomServer::acceptWebSockets() {
     next->setMaxAllowedIncomingFrameSize(limits_.messageBytes);
     Connection connection{std::unique_ptr<QWebSocket>(next), TokenBucket(limits_.viewerRate, scheduler_.monotonicNow()),
                           false, nullptr};
-    connection.joinPatience = scheduler_.after(limits_.joinPatience, [this, id] {
+    connection.joinTimeout = scheduler_.after(limits_.joinTimeout, [this, id] {
       if (!registry_.isMember(id)) close(id, kPolicyViolation, u"no join in time"_s);
     });
     connections_.emplace(id, std::move(connection));

@@ -35,8 +35,8 @@ struct RoomServerLimits {
   TokenBucket::Rate viewerRate{.burst = 300, .perSecond = 60};
   TokenBucket::Rate hostRate{.burst = 6000, .perSecond = 2000};
   double bytesPerToken = 16 * 1024;
-  std::chrono::milliseconds requestPatience{10'000};
-  std::chrono::milliseconds joinPatience{10'000};
+  std::chrono::milliseconds requestTimeout{10'000};
+  std::chrono::milliseconds joinTimeout{10'000};
   // A connection that has not answered a ping by the next one is dead.
   std::chrono::milliseconds pingPeriod{10'000};
 };
@@ -66,7 +66,7 @@ class RoomServer {
     // A viewer's until it has joined as a host.
     TokenBucket allowance;
     bool asHost = false;
-    std::unique_ptr<Timer> joinPatience;
+    std::unique_ptr<Timer> joinTimeout;
     bool awaitsPong = false;
     bool closing = false;
   };

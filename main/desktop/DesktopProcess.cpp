@@ -75,7 +75,7 @@ void DesktopProcess::take(const JsonObject& message) {
 }
 
 void DesktopProcess::look() {
-  if (unanswered_ * kLookStep >= kPatience) return process_->kill();
+  if (unanswered_ * kLookStep >= kTimeout) return process_->kill();
   ++unanswered_;
   send({{u"type"_s, u"ping"_s}});
 }

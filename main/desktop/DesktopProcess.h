@@ -15,7 +15,7 @@ namespace vantora {
 // Starts the program a second time as its own desktop process and keeps it running. Why a process of its own: a toolkit
 // connected to the display ends its process when the display goes away, and may block for seconds on an application
 // that does not answer; neither may touch the session. It is started again when it ended, or was ended because it
-// answered no "ping" for kPatience: after a second at first and up to half a minute later when it keeps ending. It ends
+// answered no "ping" for kTimeout: after a second at first and up to half a minute later when it keeps ending. It ends
 // with this process, however that ends. Thread: main. Owner: HostAppDelegate.
 class DesktopProcess {
  public:
@@ -23,7 +23,7 @@ class DesktopProcess {
   static constexpr const char* kLinkVariable = "VANTORA_DESKTOP_LINK";
 
   static constexpr std::chrono::milliseconds kLookStep{5000};
-  static constexpr std::chrono::milliseconds kPatience{20000};
+  static constexpr std::chrono::milliseconds kTimeout{20000};
 
   struct Events {
     // The desktop process is there and knows nothing yet.

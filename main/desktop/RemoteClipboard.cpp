@@ -57,7 +57,7 @@ void RemoteClipboard::take(const QString& type, const JsonObject& message) {
 void RemoteClipboard::setText(const QString& text, std::function<void(qint64)> done) {
   const qint64 id = nextId_++;
   std::optional<Writing> before = std::exchange(
-      writing_, Writing{id, text, false, std::move(done), scheduler_.after(kPatience, [this] { answerWriting(); })});
+      writing_, Writing{id, text, false, std::move(done), scheduler_.after(kTimeout, [this] { answerWriting(); })});
   if (connected_ && !underWay_) sendText();
   if (before && before->done) before->done(changeCount_);
 }
@@ -76,7 +76,7 @@ void RemoteClipboard::stored(qint64 id, qint64 count) {
   if (newest) writing_->stored = true;
   if (newest && writing_->done) {
     changeCount_ = std::max(changeCount_, base_ + count);
-    writing_->patience.reset();
+    writing_->timeout.reset();
     return std::exchange(writing_->done, nullptr)(base_ + count);
   }
   // Nobody waits for the count any more, and it must not look like a copy of somebody else.
@@ -86,7 +86,7 @@ void RemoteClipboard::stored(qint64 id, qint64 count) {
 void RemoteClipboard::requestText(TextAnswer done) {
   if (!connected_) return done({.text = writing_ && !writing_->stored ? std::optional(writing_->text) : std::nullopt});
   const qint64 id = nextId_++;
-  readings_.emplace(id, Reading{std::move(done), scheduler_.after(kPatience, [this, id] { answerReading(id, {}); })});
+  readings_.emplace(id, Reading{std::move(done), scheduler_.after(kTimeout, [this, id] { answerReading(id, {}); })});
   send_({{u"type"_s, u"clipboard_get"_s}, {u"id"_s, id}});
 }
 

@@ -11,12 +11,12 @@
 namespace vantora {
 
 // While there is no desktop process the newest text that is set waits for it, and nothing else can be read, which is
-// answered at once. A request that is not carried out within kPatience is answered as one that failed; a text may still
+// answered at once. A request that is not carried out within kTimeout is answered as one that failed; a text may still
 // arrive afterwards and is no change then. What was set here last goes with a desktop process that ends, and is set
 // again by the next one if nobody else filled the clipboard. Thread: main. Owner: DesktopProcessClient.
 class RemoteClipboard final : public Clipboard {
  public:
-  static constexpr std::chrono::milliseconds kPatience{6000};
+  static constexpr std::chrono::milliseconds kTimeout{6000};
 
   // `scheduler` must outlive this object.
   RemoteClipboard(Scheduler& scheduler, std::function<void(const JsonObject&)> send)
@@ -35,7 +35,7 @@ class RemoteClipboard final : public Clipboard {
  private:
   struct Reading {
     TextAnswer done;
-    std::unique_ptr<Timer> patience;
+    std::unique_ptr<Timer> timeout;
   };
   // The newest text that was set.
   struct Writing {
@@ -43,7 +43,7 @@ class RemoteClipboard final : public Clipboard {
     QString text;
     bool stored;                       // It has been on the clipboard.
     std::function<void(qint64)> done;  // Empty once called.
-    std::unique_ptr<Timer> patience;
+    std::unique_ptr<Timer> timeout;
   };
 
   void sendText();

@@ -100,9 +100,9 @@ SecondLaunch::~SecondLaunch() {
 }
 
 SecondLaunch::Outcome SecondLaunch::claim(const QByteArray& name, std::function<void()> launchedAgain,
-                                          std::chrono::milliseconds patience) {
+                                          std::chrono::milliseconds timeout) {
   const Address address = addressOf(name);
-  const auto end = Clock::now() + patience;
+  const auto end = Clock::now() + timeout;
   for (;;) {
     descriptor_ = newSocket();
     if (descriptor_ < 0) return Outcome::first;

@@ -28,17 +28,17 @@ class SecondLaunch {
   };
 
   // A busy machine may keep the holder from answering for that long, and a holder that is ending from letting go.
-  static constexpr std::chrono::milliseconds kPatience{5000};
+  static constexpr std::chrono::milliseconds kTimeout{5000};
 
   SecondLaunch() = default;
   ~SecondLaunch();
   SecondLaunch(const SecondLaunch&) = delete;
   SecondLaunch& operator=(const SecondLaunch&) = delete;
 
-  // `launchedAgain` runs on the main thread for every later launch. Blocks for at most `patience`, and no longer than
+  // `launchedAgain` runs on the main thread for every later launch. Blocks for at most `timeout`, and no longer than
   // it takes the holder of the name to answer or to end; the name of one that ends is ours.
   [[nodiscard]] Outcome claim(const QByteArray& name, std::function<void()> launchedAgain,
-                              std::chrono::milliseconds patience = kPatience);
+                              std::chrono::milliseconds timeout = kTimeout);
 
  private:
   void accept();

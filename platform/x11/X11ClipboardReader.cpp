@@ -17,8 +17,8 @@ xcb_atom_t atom(xcb_connection_t* connection, const QByteArray& name) {
 
 X11ClipboardReader::X11ClipboardReader(const QString& displayName, Limits limits)
     : limits_(limits), connection_(displayName) {
-  patience_.setSingleShot(true);
-  QObject::connect(&patience_, &QTimer::timeout, &context_, [this] { finish({}); });
+  timeout_.setSingleShot(true);
+  QObject::connect(&timeout_, &QTimer::timeout, &context_, [this] { finish({}); });
 }
 
 X11ClipboardReader::~X11ClipboardReader() = default;
@@ -74,7 +74,7 @@ void X11ClipboardReader::next() {
   if (asking_ || waiting_.empty()) return;
   asking_ = true;
   if (!prepare()) return finish({});
-  patience_.start(limits_.patience);
+  timeout_.start(limits_.timeout);
   ask(utf8String);
 }
 
@@ -162,7 +162,7 @@ QString X11ClipboardReader::decoded() const {
 }
 
 void X11ClipboardReader::finish(const ClipboardReading& reading) {
-  patience_.stop();
+  timeout_.stop();
   asking_ = false;
   inPieces_ = false;
   bytes_ = {};

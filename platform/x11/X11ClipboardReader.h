@@ -20,12 +20,12 @@ namespace vantora {
 
 // Asks the owner of the clipboard for its text on a connection of its own; a toolkit's own reading would block the
 // whole program while the owner takes its time. Answers come from the event loop, in the order of the requests, each
-// after its patience at the latest. Thread: one with a Qt event loop. Owner: QtClipboard.
+// after its timeout at the latest. Thread: one with a Qt event loop. Owner: QtClipboard.
 class X11ClipboardReader {
  public:
   using Done = Clipboard::TextAnswer;
   struct Limits {
-    std::chrono::milliseconds patience{4000};
+    std::chrono::milliseconds timeout{4000};
     qsizetype bytes = 64 * 1024 * 1024;  // Longer texts are not read.
   };
 
@@ -69,7 +69,7 @@ class X11ClipboardReader {
   QObject context_;  // Timers and notices stop with it.
   X11Connection connection_;
   std::unique_ptr<QSocketNotifier> notifier_;
-  QTimer patience_;
+  QTimer timeout_;
   std::uint64_t generation_ = 0;
   xcb_window_t window_ = XCB_NONE;
   xcb_atom_t clipboard_ = XCB_NONE;

@@ -20,10 +20,10 @@ using Clock = std::chrono::steady_clock;
 // afterwards and the server has the others to answer in.
 constexpr std::chrono::milliseconds kSlice{100};
 
-// Whether `events` came within `patience`.
-bool pollFor(xcb_connection_t* connection, short events, std::chrono::milliseconds patience) {
+// Whether `events` came within `timeout`.
+bool pollFor(xcb_connection_t* connection, short events, std::chrono::milliseconds timeout) {
   pollfd ready{xcb_get_file_descriptor(connection), events, 0};
-  return ::poll(&ready, 1, static_cast<int>(patience.count())) > 0;
+  return ::poll(&ready, 1, static_cast<int>(timeout.count())) > 0;
 }
 
 }  // namespace
@@ -93,7 +93,7 @@ bool X11Connection::takeAttempt() {
   if (first) attempt_ = Attempt::begin(displayName_);
   {
     std::unique_lock lock(attempt_->mutex);
-    for (auto left = first ? kPatience : kPatience * 0; !attempt_->done && left.count() > 0; left -= kSlice) {
+    for (auto left = first ? kTimeout : kTimeout * 0; !attempt_->done && left.count() > 0; left -= kSlice) {
       attempt_->ended.wait_for(lock, kSlice, [this] { return attempt_->done; });
     }
     if (!attempt_->done) return false;
@@ -115,7 +115,7 @@ xcb_connection_t* X11Connection::lastWords() {
 
 bool X11Connection::responsive() {
   if (!probe_) {
-    if (writable(kPatience)) return true;
+    if (writable(kTimeout)) return true;
     fallSilent();
     return false;
   }
@@ -130,8 +130,8 @@ bool X11Connection::responsive() {
 }
 
 // A socket that says so takes more than the library gathers before it writes.
-bool X11Connection::writable(std::chrono::milliseconds patience) const {
-  return pollFor(connection_, POLLOUT, patience);
+bool X11Connection::writable(std::chrono::milliseconds timeout) const {
+  return pollFor(connection_, POLLOUT, timeout);
 }
 
 void* X11Connection::await(unsigned int sequence) {
@@ -141,7 +141,7 @@ void* X11Connection::await(unsigned int sequence) {
     return nullptr;
   }
   xcb_flush(connection_);
-  Clock::duration left = kPatience;
+  Clock::duration left = kTimeout;
   for (auto last = Clock::now();;) {
     void* answer = nullptr;
     xcb_generic_error_t* error = nullptr;

@@ -29,12 +29,12 @@ XcbPtr<T> xcbOwned(T* memory) {
 // Owns one xcb connection. Opened at the first use and opened again at a later use when the server
 // was gone in between. One owner, one thread.
 //
-// Nothing here waits longer than kPatience. A server that takes longer (it is stopped, or serves a
+// Nothing here waits longer than kTimeout. A server that takes longer (it is stopped, or serves a
 // program that has taken it for itself) is silent: it counts as gone, and is not waited for again,
 // until it answers.
 class X11Connection {
  public:
-  static constexpr std::chrono::milliseconds kPatience{1000};
+  static constexpr std::chrono::milliseconds kTimeout{1000};
 
   // `displayName`: such as ":0"; empty: the DISPLAY variable decides.
   explicit X11Connection(const QString& displayName);
@@ -76,7 +76,7 @@ class X11Connection {
 
   bool takeAttempt();
   bool responsive();
-  bool writable(std::chrono::milliseconds patience) const;
+  bool writable(std::chrono::milliseconds timeout) const;
   void* await(unsigned int sequence);
   void fallSilent();
 

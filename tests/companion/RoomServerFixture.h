@@ -14,7 +14,7 @@
 
 #include "base/QtScheduler.h"
 #include "companion/server/RoomServer.h"
-#include "tests/fakes/Patience.h"
+#include "tests/fakes/Timeout.h"
 
 namespace vantora::companion {
 
@@ -28,13 +28,13 @@ inline QCoreApplication& application() {
   return instance;
 }
 
-// Runs the event loop until `done` holds; false when it does not within a test's patience.
+// Runs the event loop until `done` holds; false when it does not within a test's timeout.
 inline bool waitUntil(const std::function<bool()>& done) {
-  testing_loop::Patience patience;
+  testing_loop::Timeout timeout;
   QEventLoop loop;
   QTimer tick;
   QObject::connect(&tick, &QTimer::timeout, &loop, [&] {
-    if (done() || patience.isOver()) loop.quit();
+    if (done() || timeout.isOver()) loop.quit();
   });
   tick.start(1);
   loop.exec();

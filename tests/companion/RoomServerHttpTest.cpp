@@ -44,7 +44,7 @@ TEST_F(RoomServerTest, answersBrokenRequestsAndEndlessHeads) {
 
 TEST_F(RoomServerTest, aClientThatSaysNothingIsDropped) {
   RoomServerLimits limits;
-  limits.requestPatience = 50ms;
+  limits.requestTimeout = 50ms;
   start(limits);
   EXPECT_EQ(exchange("GET / HT"), QByteArray());
 }

@@ -196,7 +196,7 @@ TEST_F(RoomServerTest, largeMessagesUseUpTheAllowanceFaster) {
 
 TEST_F(RoomServerTest, aConnectionThatNeverJoinsIsClosed) {
   RoomServerLimits limits;
-  limits.joinPatience = 1s;
+  limits.joinTimeout = 1s;
   start(limits);
   Client member(port());
   ASSERT_TRUE(member.joinedAsViewer());

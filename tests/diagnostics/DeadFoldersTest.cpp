@@ -5,7 +5,7 @@
 #include <thread>
 
 #include "Diagnostics/Diagnostics.h"
-#include "Diagnostics/PatientLook.h"
+#include "Diagnostics/PathProbe.h"
 #include "Diagnostics/Pieces.h"
 #include "base/process/AbandonableThread.h"
 #include "tests/diagnostics/MadeUpMachine.h"
@@ -77,7 +77,7 @@ TEST_F(DeadFoldersTest, whatAnswersIsToldApartFromWhatDoesNot) {
   EXPECT_EQ(answering({u"/dead/a"_s, folder.path(), folder.filePath(u"missing"_s), u"/dead/b"_s}, look,
                       Clock::now() + seconds(60)),
             QStringList{folder.path()});
-  EXPECT_GE(since(start), kLookPatience);
+  EXPECT_GE(since(start), kProbeTimeout);
   EXPECT_LT(since(start), seconds(20));
   EXPECT_EQ(AbandonableThread::leftBehind(), 2);
 }

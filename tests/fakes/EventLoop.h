@@ -6,7 +6,7 @@
 #include <QTimer>
 #include <functional>
 
-#include "tests/fakes/Patience.h"
+#include "tests/fakes/Timeout.h"
 
 namespace vantora::testing_loop {
 
@@ -18,13 +18,13 @@ inline void ensureApplication() {
   static QCoreApplication application(argumentCount, arguments);
 }
 
-// Runs the event loop until `condition` holds; false when it does not within a test's patience.
+// Runs the event loop until `condition` holds; false when it does not within a test's timeout.
 [[nodiscard]] inline bool waitFor(const std::function<bool()>& condition) {
-  Patience patience;
+  Timeout timeout;
   QTimer wakeUp;  // The condition may come true without an event of its own.
   wakeUp.start(5);
   while (!condition()) {
-    if (patience.isOver()) return false;
+    if (timeout.isOver()) return false;
     QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents);
   }
   return true;

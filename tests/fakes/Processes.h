@@ -12,15 +12,15 @@
 #include <functional>
 #include <thread>
 
-#include "tests/fakes/Patience.h"
+#include "tests/fakes/Timeout.h"
 
 namespace vantora {
 
-// Waits until something holds, looking again and again; false when it does not within a test's patience.
+// Waits until something holds, looking again and again; false when it does not within a test's timeout.
 inline bool becomesTrue(const std::function<bool()>& condition) {
-  testing_loop::Patience patience;
+  testing_loop::Timeout timeout;
   while (!condition()) {
-    if (patience.isOver()) return false;
+    if (timeout.isOver()) return false;
     std::this_thread::sleep_for(std::chrono::milliseconds(5));
   }
   return true;

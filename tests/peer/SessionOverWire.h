@@ -59,7 +59,7 @@ class SessionOverWire : public testing::Test {
   // Waits for `condition`, carrying signalling messages meanwhile.
   [[nodiscard]] bool until(const std::function<bool()>& condition) {
     // A picture at the least bit rate takes seconds, all the more in a sanitized program.
-    for (int patience = 0; patience < 3; ++patience) {
+    for (int timeout = 0; timeout < 3; ++timeout) {
       if (testing_loop::waitFor([&] {
             carry();
             return condition();

@@ -72,9 +72,9 @@ TEST_F(SessionPeerTest, handlesTheClosingOfBothChannelsThoughAnOfferIsAskedForMe
   viewer_->closeChannel(u"control"_s);
   viewer_->closeChannel(u"control_reliable"_s);
   // Each is closed for the viewer once it is for the host, which does not look while the main thread waits here.
-  testing_loop::Patience patience;
+  testing_loop::Timeout timeout;
   while (!viewer_->isClosed(u"control"_s) || !viewer_->isClosed(u"control_reliable"_s)) {
-    ASSERT_FALSE(patience.isOver());
+    ASSERT_FALSE(timeout.isOver());
     std::this_thread::yield();
   }
   EXPECT_TRUE(host_->authorisation().controlAuthed());

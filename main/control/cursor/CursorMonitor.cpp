@@ -19,7 +19,7 @@ constexpr auto kAfterUse = 100ms;
 constexpr auto kCalm = 20ms;
 // The least time between two requests to the accessibility service, and the longest wait for one.
 constexpr auto kBetweenRequests = 100ms;
-constexpr auto kPatience = 300ms;
+constexpr auto kTimeout = 300ms;
 // Viewers' questions that wait for one answer; more than this is a flood, and gets what is known.
 constexpr std::size_t kMostWaiting = 64;
 
@@ -145,12 +145,12 @@ void CursorMonitor::detectCursorShapeViaAX(FoundAnswer answer) {
       }));
   // An application has not answered the last request: the cursor itself has to do.
   if (!asked) return finishLook(std::nullopt);
-  if (asker_) patience_ = scheduler_.after(kPatience, [this] { finishLook(std::nullopt); });
+  if (asker_) timeout_ = scheduler_.after(kTimeout, [this] { finishLook(std::nullopt); });
 }
 
 void CursorMonitor::finishLook(const std::optional<QString>& shape) {
   ++serial_;  // Whatever comes now is late.
-  patience_.reset();
+  timeout_.reset();
   found_ = shape;
   if (const auto answer = std::exchange(asker_, nullptr)) answer(shape);
 }

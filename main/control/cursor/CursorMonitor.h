@@ -90,7 +90,7 @@ class CursorMonitor {
   // The request to the accessibility service.
   FoundAnswer asker_;   // Set while it runs.
   quint64 serial_ = 0;  // Of the newest request.
-  std::unique_ptr<Timer> patience_;
+  std::unique_ptr<Timer> timeout_;
   std::optional<std::chrono::nanoseconds> askedAt_;
   std::optional<QString> found_;
   std::unique_ptr<Timer> nextLook_;

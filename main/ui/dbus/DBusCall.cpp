@@ -12,7 +12,7 @@ using namespace std::chrono_literals;
 using namespace Qt::Literals::StringLiterals;
 
 constexpr auto kPause = 1s;
-constexpr std::chrono::milliseconds kMostPatience = 60s;
+constexpr std::chrono::milliseconds kMaxTimeout = 60s;
 
 // The message of an error that only says that nothing came.
 bool isSilence(const QDBusMessage& reply) {
@@ -34,14 +34,14 @@ void callDBus(const QDBusConnection& bus, const QDBusMessage& call, QObject* con
 }
 
 void askDBus(const QDBusConnection& bus, const QDBusMessage& call, QObject* context,
-             std::function<void(const QDBusMessage& answer)> done, std::chrono::milliseconds patience) {
-  const auto heard = [bus, call, context, patience, done = std::move(done)](const QDBusMessage& reply) {
+             std::function<void(const QDBusMessage& answer)> done, std::chrono::milliseconds timeout) {
+  const auto heard = [bus, call, context, timeout, done = std::move(done)](const QDBusMessage& reply) {
     if (!isSilence(reply)) return done(reply);
-    QTimer::singleShot(kPause, context, [bus, call, context, patience, done] {
-      askDBus(bus, call, context, done, std::min(2 * patience, kMostPatience));
+    QTimer::singleShot(kPause, context, [bus, call, context, timeout, done] {
+      askDBus(bus, call, context, done, std::min(2 * timeout, kMaxTimeout));
     });
   };
-  callDBus(bus, call, context, heard, static_cast<int>(patience.count()));
+  callDBus(bus, call, context, heard, static_cast<int>(timeout.count()));
 }
 
 QDBusMessage dbusDaemonCall(const QString& method, const QVariantList& arguments) {

@@ -19,7 +19,7 @@ void callDBus(const QDBusConnection& bus, const QDBusMessage& call, QObject* con
 // under way: a service that hangs finds one a minute in the end, and answers the last one as soon as it goes on.
 void askDBus(const QDBusConnection& bus, const QDBusMessage& call, QObject* context,
              std::function<void(const QDBusMessage& answer)> done,
-             std::chrono::milliseconds patience = std::chrono::seconds(10));
+             std::chrono::milliseconds timeout = std::chrono::seconds(10));
 
 // A call to the message bus itself.
 QDBusMessage dbusDaemonCall(const QString& method, const QVariantList& arguments);

@@ -22,10 +22,10 @@ QDBusMessage watcherCall(const QString& interface, const QString& method, const 
 
 }  // namespace
 
-DBusTray::DBusTray(const QDBusConnection& bus, Handlers handlers, std::chrono::milliseconds patience)
+DBusTray::DBusTray(const QDBusConnection& bus, Handlers handlers, std::chrono::milliseconds timeout)
     : bus_(bus),
       handlers_(std::move(handlers)),
-      patience_(patience),
+      timeout_(timeout),
       item_(bus, handlers_.activated),
       menu_(bus, handlers_.triggered),
       serviceName_(u"org.kde.StatusNotifierItem-%1-1"_s.arg(QCoreApplication::applicationPid())) {
@@ -64,7 +64,7 @@ void DBusTray::askForHost() {
     const bool known = answer.type() == QDBusMessage::ReplyMessage && !answer.arguments().isEmpty();
     setShown(known && answer.arguments().constFirst().value<QDBusVariant>().variant().toBool());
   };
-  askDBus(bus_, call, question_.get(), answered, patience_);
+  askDBus(bus_, call, question_.get(), answered, timeout_);
 }
 
 void DBusTray::setShown(bool shown) {

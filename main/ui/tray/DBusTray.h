@@ -17,7 +17,7 @@ namespace vantora {
 // the interface). Owner: Tray.
 class DBusTray {
  public:
-  static constexpr std::chrono::milliseconds kPatience{10000};
+  static constexpr std::chrono::milliseconds kTimeout{10000};
 
   struct Handlers {
     DBusMenu::Triggered triggered;
@@ -28,8 +28,8 @@ class DBusTray {
     std::function<void(bool)> shown;
   };
 
-  // `patience`: how long the first question to a watcher waits for its answer before it is put again.
-  DBusTray(const QDBusConnection& bus, Handlers handlers, std::chrono::milliseconds patience = kPatience);
+  // `timeout`: how long the first question to a watcher waits for its answer before it is put again.
+  DBusTray(const QDBusConnection& bus, Handlers handlers, std::chrono::milliseconds timeout = kTimeout);
 
   void setLook(const TrayLook& look) { item_.setLook(look); }
   void setRows(const QList<MenuRow>& rows) { menu_.setRows(rows); }
@@ -41,7 +41,7 @@ class DBusTray {
 
   QDBusConnection bus_;
   const Handlers handlers_;
-  const std::chrono::milliseconds patience_;
+  const std::chrono::milliseconds timeout_;
   StatusNotifierItem item_;
   DBusMenu menu_;
   const QString serviceName_;

@@ -2,13 +2,13 @@
 
 namespace vantora {
 
-Tray::Tray(const QDBusConnection& bus, Handlers handlers, std::chrono::milliseconds patience)
+Tray::Tray(const QDBusConnection& bus, Handlers handlers, std::chrono::milliseconds timeout)
     : handlers_(std::move(handlers)),
       dbus_(bus,
             {.triggered = handlers_.triggered,
              .activated = handlers_.activated,
              .shown = [this](bool shown) { setShownOverDBus(shown); }},
-            patience) {}
+            timeout) {}
 
 void Tray::setLook(const TrayLook& look) {
   look_ = look;

@@ -19,8 +19,8 @@ class Tray {
     std::function<void()> activated;
   };
 
-  // `patience`: see DBusTray.
-  Tray(const QDBusConnection& bus, Handlers handlers, std::chrono::milliseconds patience = DBusTray::kPatience);
+  // `timeout`: see DBusTray.
+  Tray(const QDBusConnection& bus, Handlers handlers, std::chrono::milliseconds timeout = DBusTray::kTimeout);
 
   void setLook(const TrayLook& look);
   void setRows(const QList<MenuRow>& rows);

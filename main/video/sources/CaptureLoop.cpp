@@ -41,7 +41,7 @@ CaptureLoop::~CaptureLoop() {
   capture_->wake();
   {
     std::unique_lock lock(mutex_);
-    if (!endSignal_.wait_for(lock, kPatience, [this] { return ended_; })) capture_->abandon();
+    if (!endSignal_.wait_for(lock, kTimeout, [this] { return ended_; })) capture_->abandon();
   }
   thread_.join();
 }

@@ -29,12 +29,12 @@ struct CaptureSettings {
 
 // Owns the thread "screen-capture", on which the display is opened, read and closed and frames are
 // handed on. Methods belong to the owner's thread unless they say otherwise; none waits for the
-// display, except the destructor, which waits for the poll at hand to end: kPatience at most, then the
+// display, except the destructor, which waits for the poll at hand to end: kTimeout at most, then the
 // display is abandoned.
 class CaptureLoop {
  public:
   using Callback = std::function<void()>;
-  static constexpr std::chrono::milliseconds kPatience{500};
+  static constexpr std::chrono::milliseconds kTimeout{500};
 
   // Called on the capture thread.
   struct News {

@@ -120,8 +120,8 @@ CommandOutcome runCommand(const CommandLaunch& launch, const CommandLimits& limi
   outputs.error.closeWritingEnd();
   if (!group) return cannotStart(error);
 
-  const auto takeFor = [&](milliseconds patience) {
-    const auto end = Clock::now() + patience;
+  const auto takeFor = [&](milliseconds timeout) {
+    const auto end = Clock::now() + timeout;
     outputs.takeUntil([&] { return group->hasEnded() || Clock::now() >= end; });
   };
   const auto end = Clock::now() + limits.watchdog;

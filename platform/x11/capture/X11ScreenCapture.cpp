@@ -80,7 +80,7 @@ ScreenCapture::Opened X11ScreenCapture::open(int displayIndex) {
   if (X11Connection server(QString::fromStdString(displayName_)); server.open() != nullptr) {
     if (isXwayland(server)) return {Outcome::refused, 0, kXwaylandShowsNothing.toString()};
     // Xlib waits without limit for a server that says nothing; this one has just spoken.
-    const std::unique_lock lock(x11::connectMutex(), X11Connection::kPatience);
+    const std::unique_lock lock(x11::connectMutex(), X11Connection::kTimeout);
     if (lock && !isAbandoned()) connection_ = webrtc::SharedXDisplay::Create(displayName_);
   }
   if (connection_) keepSocket();

@@ -164,7 +164,7 @@ TEST_F(TrayItemTest, comesWhenThePanelStartsLater) {
   EXPECT_TRUE(waitFor([this] { return !bar().trayShown(); }));
 }
 
-// Trays without the rest of the interface, which lose patience with a panel soon.
+// Trays without the rest of the interface, which lose timeout with a panel soon.
 class TrayOfASilentPanelTest : public BusFixture {
  protected:
   void startTray() {

@@ -87,8 +87,8 @@ class DesktopFixture : public testing::Test {
   [[nodiscard]] bool expect(const QString& line) { return answer(line).has_value(); }
   // Asks until the answer is `wanted`.
   [[nodiscard]] bool comesToBe(const QString& question, const QString& wanted) {
-    testing_loop::Patience patience;
-    while (!patience.isOver()) {
+    testing_loop::Timeout timeout;
+    while (!timeout.isOver()) {
       tell(question + u'?');
       if (answer(question + u' ').value_or(QString()) == wanted) return true;
     }

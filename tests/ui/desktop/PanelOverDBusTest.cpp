@@ -103,9 +103,9 @@ TEST_F(HangingPanelTest, doesNotHangWithItAndShowsItsIconAfterwards) {
   panel_.stop();
   startStage({QString::fromStdString(bus_.variable())});
   // Until the first question has been given up and put again it answers all the time.
-  const QDeadlineTimer patience(120000);
+  const QDeadlineTimer timeout(120000);
   while (panel_.kept(u"Get"_s) < 2) {
-    ASSERT_FALSE(patience.hasExpired());
+    ASSERT_FALSE(timeout.hasExpired());
     ASSERT_TRUE(comesToBe(u"tray"_s, u"0"_s));
     const QDeadlineTimer pause(200);
     static_cast<void>(testing_loop::waitFor([&pause] { return pause.hasExpired(); }));

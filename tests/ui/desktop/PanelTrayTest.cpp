@@ -24,8 +24,8 @@ class PanelTrayTest : public DesktopFixture {
   [[nodiscard]] bool panelShows(const QColor& colour) {
     for (int attempt = 0; attempt < 5 && !panelIsVisible(); ++attempt) {
       if (!comesToBe(u"tray"_s, u"1"_s)) return false;
-      QDeadlineTimer patience(2000);
-      if (testing_loop::waitFor([&] { return patience.hasExpired() || panelIsVisible(); }) && panelIsVisible()) break;
+      QDeadlineTimer timeout(2000);
+      if (testing_loop::waitFor([&] { return timeout.hasExpired() || panelIsVisible(); }) && panelIsVisible()) break;
       panel_.end(SIGTERM);
       if (!comesToBe(u"tray"_s, u"0"_s)) return false;
       startPanel();
@@ -43,8 +43,8 @@ class PanelTrayTest : public DesktopFixture {
       // It opens over the empty desktop beside the panel.
       const QPoint beside = bolt.center() - QPoint(30, 60);
       const auto isOpen = [&] { return screen().pixelColor(beside) != QColor(0, 0, 0); };
-      QDeadlineTimer patience(10000);
-      if (testing_loop::waitFor([&] { return patience.hasExpired() || isOpen(); }) && isOpen()) return true;
+      QDeadlineTimer timeout(10000);
+      if (testing_loop::waitFor([&] { return timeout.hasExpired() || isOpen(); }) && isOpen()) return true;
     }
     return false;
   }

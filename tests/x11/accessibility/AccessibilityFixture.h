@@ -55,8 +55,8 @@ class AccessibilityFixture : public testing::Test {
   testing::AssertionResult shows(const PrivateDesktop& desktop, int x, int y, const Shape& wanted) {
     if (!desktop.movePointer(x, y)) return testing::AssertionFailure() << "the pointer cannot be moved";
     std::optional<PointedElements> last;
-    testing_loop::Patience patience;
-    while (!patience.isOver()) {
+    testing_loop::Timeout timeout;
+    while (!timeout.isOver()) {
       last = look();
       if (last && !last->elements.empty() && elementShape(last->elements, last->pointer) == wanted) {
         return testing::AssertionSuccess();

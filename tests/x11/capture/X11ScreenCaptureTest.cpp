@@ -50,8 +50,8 @@ class X11ScreenCaptureTest : public testing::Test {
   // Polls until something changed.
   [[nodiscard]] bool pollUntilChanged() { return pollUntil(Poll::changed); }
   [[nodiscard]] bool pollUntil(Poll wanted) {
-    testing_loop::Patience patience;
-    while (!patience.isOver()) {
+    testing_loop::Timeout timeout;
+    while (!timeout.isOver()) {
       if (capture->poll(picture) == wanted) return true;
       (void)capture->wait(100ms, WakeOn::changeOrCall);
     }
@@ -117,8 +117,8 @@ TEST_F(X11ScreenCaptureTest, endsALookAtAServerThatSaysNothingWhenAbandoned) {
     ended = true;
   });
   capture->abandon();
-  testing_loop::Patience patience;
-  while (!ended && !patience.isOver()) std::this_thread::sleep_for(5ms);
+  testing_loop::Timeout timeout;
+  while (!ended && !timeout.isOver()) std::this_thread::sleep_for(5ms);
   EXPECT_TRUE(ended);
   server.goOn();
   looking.join();
@@ -261,8 +261,8 @@ TEST_F(X11ScreenCaptureTest, followsAChangeOfTheScreensSize) {
   openAndPoll();
   ASSERT_TRUE(testing_x11::resizeScreen(server, 400, 300));
   painter.fillAll(kBlue);
-  testing_loop::Patience patience;
-  while (picture.size.width() != 400 && !patience.isOver()) {
+  testing_loop::Timeout timeout;
+  while (picture.size.width() != 400 && !timeout.isOver()) {
     if (capture->poll(picture) == Poll::lost) {
       ASSERT_EQ(capture->open(0).outcome, Outcome::opened);
     }
@@ -304,8 +304,8 @@ TEST_F(X11ScreenCaptureTest, outlivesAServerThatIsKilledWhileItReads) {
     });
     while (looks < 20 + round) std::this_thread::yield();
     server.kill();
-    testing_loop::Patience patience;
-    while (looks < 1000 && !patience.isOver()) std::this_thread::yield();
+    testing_loop::Timeout timeout;
+    while (looks < 1000 && !timeout.isOver()) std::this_thread::yield();
     EXPECT_GE(looks, 1000);
   }
 }

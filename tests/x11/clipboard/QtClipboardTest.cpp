@@ -211,8 +211,8 @@ TEST_F(QtClipboardTest, neverBlocksOnAnOwnerThatDoesNotAnswer) {
   }));
   EXPECT_EQ(text, u"(failed)"_s);
   EXPECT_GE(silent.requests(), 1);
-  EXPECT_LT(std::chrono::steady_clock::now() - start, X11ClipboardReader::Limits().patience + 20s);
-  EXPECT_LT(longest, X11ClipboardReader::Limits().patience * 3 / 4) << "the program stood still";
+  EXPECT_LT(std::chrono::steady_clock::now() - start, X11ClipboardReader::Limits().timeout + 20s);
+  EXPECT_LT(longest, X11ClipboardReader::Limits().timeout * 3 / 4) << "the program stood still";
   // The next one is read all the same.
   copyWith("xclip", "answered");
   EXPECT_EQ(read(), u"answered"_s);
@@ -228,7 +228,7 @@ TEST_F(QtClipboardTest, readsATextThatComesInPieces) {
 }
 
 TEST_F(QtClipboardTest, failsToReadWhenPiecesArePromisedAndDoNotCome) {
-  limit({.patience = 200ms});
+  limit({.timeout = 200ms});
   for (const Manners manners : {Manners::promises, Manners::onePieceOnly}) {
     OtherProgram other(server().display(), manners);
     const int before = notices_;
@@ -240,7 +240,7 @@ TEST_F(QtClipboardTest, failsToReadWhenPiecesArePromisedAndDoNotCome) {
 }
 
 TEST_F(QtClipboardTest, failsToReadWhenTheOwnerGoesInTheMiddle) {
-  limit({.patience = 2s});
+  limit({.timeout = 2s});
   auto other = std::make_unique<OtherProgram>(server().display(), Manners::onePieceOnly);
   other->copy(longText(2 * OtherProgram::kPieceBytes).toUtf8());
   ASSERT_TRUE(waitFor([&] { return notices_ > 0; }));
@@ -257,7 +257,7 @@ TEST_F(QtClipboardTest, failsToReadWhenTheOwnerGoesInTheMiddle) {
 }
 
 TEST_F(QtClipboardTest, neverTakesALateAnswerForThatOfTheNextRequest) {
-  limit({.patience = 3s});
+  limit({.timeout = 3s});
   OtherProgram other(server().display(), Manners::silent);
   other.copy("x");
   ASSERT_TRUE(waitFor([&] { return notices_ > 0; }));
@@ -274,7 +274,7 @@ TEST_F(QtClipboardTest, neverTakesALateAnswerForThatOfTheNextRequest) {
 }
 
 TEST_F(QtClipboardTest, tellsATextThatIsTooLongFromOneThatCannotBeRead) {
-  limit({.patience = 60s, .bytes = 1000});
+  limit({.timeout = 60s, .bytes = 1000});
   for (const Manners manners : {Manners::answers, Manners::inPieces}) {
     OtherProgram other(server().display(), manners);
     for (const qsizetype bytes : {1000, 1001}) {
@@ -357,11 +357,11 @@ TEST_F(QtClipboardTest, echoesNothingInTenThousandAlternatingCopies) {
       continue;
     }
     other.copy(text.toUtf8());
-    testing_loop::Patience patience;
+    testing_loop::Timeout timeout;
     while (sender.sent.isEmpty() && missing == 0) {
       QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 5);
       scheduler.advance(50ms);
-      missing = patience.isOver();
+      missing = timeout.isOver();
     }
     const auto sent = sender.take();
     wrong += sent.size() != 1 || sent[0].message.value(u"text") != QJsonValue(text);

@@ -56,7 +56,7 @@ class X11SilentServerTest : public X11InputFixture {
   }
 
   // One wait for the server, and a slow machine on top; far from one wait for each call.
-  static constexpr auto kOnce = X11Connection::kPatience * 4;
+  static constexpr auto kOnce = X11Connection::kTimeout * 4;
 };
 
 TEST_F(X11SilentServerTest, pressesMovesAndTypesWhileAProgramHasTakenTheServer) {
@@ -88,7 +88,7 @@ TEST_F(X11SilentServerTest, listsNewDisplaysWhileAProgramHasTakenTheServer) {
 TEST_F(X11SilentServerTest, waitsOnceForAServerThatSaysNothing) {
   server_.stop();
   EXPECT_LT(timed([this] { EXPECT_FALSE(key("KeyA", true)); }), kOnce);
-  EXPECT_LT(least([this] { EXPECT_FALSE(usable()); }), X11Connection::kPatience / 2);
+  EXPECT_LT(least([this] { EXPECT_FALSE(usable()); }), X11Connection::kTimeout / 2);
   EXPECT_LT(timed([this] { sendEverything(); }), kOnce);
   EXPECT_LT(timed([this] { input_->releaseAll(); }), kOnce);
   server_.goOn();
@@ -136,7 +136,7 @@ TEST_F(X11SilentServerTest, leavesTheReleasesForAServerThatGoesOnLater) {
   settle();
   server_.stop();
   EXPECT_LT(timed([this] { input_->releaseAll(); }), kOnce);
-  EXPECT_LT(least([this] { input_->releaseAll(); }), X11Connection::kPatience / 2);
+  EXPECT_LT(least([this] { input_->releaseAll(); }), X11Connection::kTimeout / 2);
   server_.goOn();
   EXPECT_TRUE(window_->waitUntil([this] { return window_->keysDown().empty() && window_->pointer().mask == 0; }));
   EXPECT_TRUE(window_->repeats(kKeyA));
@@ -155,7 +155,7 @@ TEST_F(X11SilentServerTest, keepsTheDisplaysItKnowsWhileTheServerSaysNothing) {
   ASSERT_TRUE(server_.splitIntoTwoMonitors(512, 512, 768));
   server_.stop();
   EXPECT_LT(timed([&] { EXPECT_EQ(displays->list().size(), 1U); }), kOnce);
-  EXPECT_LT(least([&] { EXPECT_EQ(displays->list().size(), 1U); }), X11Connection::kPatience / 2);
+  EXPECT_LT(least([&] { EXPECT_EQ(displays->list().size(), 1U); }), X11Connection::kTimeout / 2);
   server_.goOn();
   EXPECT_TRUE(window_->waitUntil([&] { return displays->list().size() == 2; }));
 }
@@ -165,7 +165,7 @@ TEST_F(X11SilentServerTest, opensAServerThatSaysNothingWhenItGoesOn) {
   const auto displays = makeX11Displays(server_.display());
   auto fresh = makeX11Input(server_.display(), *displays);
   EXPECT_LT(timed([&] { EXPECT_FALSE(testing_x11::usable(*fresh)); }), kOnce);
-  EXPECT_LT(least([&] { EXPECT_FALSE(testing_x11::usable(*fresh)); }), X11Connection::kPatience / 2);
+  EXPECT_LT(least([&] { EXPECT_FALSE(testing_x11::usable(*fresh)); }), X11Connection::kTimeout / 2);
   EXPECT_LT(timed([&] { EXPECT_TRUE(displays->list().empty()); }), kOnce);
   // Given up while it is still being opened.
   EXPECT_LT(timed([&] { std::ignore = testing_x11::usable(*makeX11Input(server_.display(), *displays)); }), kOnce);

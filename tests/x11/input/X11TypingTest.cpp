@@ -41,9 +41,9 @@ class X11TypingTest : public X11InputFixture {
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
   }
   static bool waitUntil(const std::function<bool()>& condition) {
-    testing_loop::Patience patience;
+    testing_loop::Timeout timeout;
     while (!condition()) {
-      if (patience.isOver()) return false;
+      if (timeout.isOver()) return false;
       ::poll(nullptr, 0, 5);
     }
     return true;

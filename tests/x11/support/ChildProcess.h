@@ -12,7 +12,7 @@
 #include <utility>
 #include <vector>
 
-#include "tests/fakes/Patience.h"
+#include "tests/fakes/Timeout.h"
 
 namespace vantora::testing_x11 {
 
@@ -75,8 +75,8 @@ class ChildProcess {
 // when there is none for long.
 inline std::string readLine(int descriptor) {
   std::string line;
-  testing_loop::Patience patience;
-  while (!patience.isOver()) {
+  testing_loop::Timeout timeout;
+  while (!timeout.isOver()) {
     pollfd ready{descriptor, POLLIN, 0};
     if (::poll(&ready, 1, 1000) <= 0) continue;
     char letter = 0;

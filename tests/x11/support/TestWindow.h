@@ -13,7 +13,7 @@
 #include <set>
 #include <vector>
 
-#include "tests/fakes/Patience.h"
+#include "tests/fakes/Timeout.h"
 
 namespace vantora::testing_x11 {
 
@@ -81,11 +81,11 @@ class TestWindow {
   std::vector<SeenEvent> motions() { return ofType({XCB_MOTION_NOTIFY}); }
 
   // Watches events until `condition` holds (true) or the time is over (false).
-  bool waitUntil(const std::function<bool()>& condition, testing_loop::Patience patience = testing_loop::Patience()) {
+  bool waitUntil(const std::function<bool()>& condition, testing_loop::Timeout timeout = testing_loop::Timeout()) {
     for (;;) {
       sync();
       if (condition()) return true;
-      if (patience.isOver() || !alive()) return false;
+      if (timeout.isOver() || !alive()) return false;
       pollfd ready{xcb_get_file_descriptor(connection_), POLLIN, 0};
       ::poll(&ready, 1, 20);
     }

@@ -21,8 +21,8 @@ class WaylandDesktop {
     compositor_ = ChildProcess({"weston", "--backend=headless-backend.so", "--shell=kiosk-shell.so", "--no-config",
                                 "--idle-time=0", "--socket=" + socket()},
                                {"XDG_RUNTIME_DIR=" + folder_.path().toStdString()});
-    testing_loop::Patience patience;
-    while (!running() && !patience.isOver()) std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    testing_loop::Timeout timeout;
+    while (!running() && !timeout.isOver()) std::this_thread::sleep_for(std::chrono::milliseconds(10));
   }
 
   bool running() const { return QFile::exists(folder_.filePath(QString::fromStdString(socket()))); }

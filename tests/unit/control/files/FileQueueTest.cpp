@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "main/control/files/FileQueue.h"
-#include "tests/fakes/Patience.h"
+#include "tests/fakes/Timeout.h"
 
 using namespace std::chrono_literals;
 
@@ -110,8 +110,8 @@ TEST(FileQueueTest, dropsWhatHasNotBegunWhenItEnds) {
       begun.set_value();
       ready.wait();
       // What the next task holds goes away once the queue has begun to end.
-      testing_loop::Patience patience;
-      while (!weak.expired() && !patience.isOver()) std::this_thread::yield();
+      testing_loop::Timeout timeout;
+      while (!weak.expired() && !timeout.isOver()) std::this_thread::yield();
       dropped = weak.expired();
     });
     begun.get_future().wait();

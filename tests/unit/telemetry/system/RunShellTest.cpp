@@ -50,8 +50,8 @@ TEST(RunShell, readsNothingBeforeTheCommandHasEnded) {
   std::stop_source stop;
   bool early = false;
   std::jthread watcher([&] {
-    const auto until = [](std::chrono::milliseconds patience, const QString& file) {
-      const auto deadline = std::chrono::steady_clock::now() + patience;
+    const auto until = [](std::chrono::milliseconds timeout, const QString& file) {
+      const auto deadline = std::chrono::steady_clock::now() + timeout;
       while (!QFile::exists(file) && std::chrono::steady_clock::now() < deadline) {
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
       }

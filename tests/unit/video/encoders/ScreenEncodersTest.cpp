@@ -15,7 +15,7 @@
 
 #include "main/video/encoders/EncoderFactory.h"
 #include "main/video/encoders/QuantizerControl.h"
-#include "tests/fakes/Patience.h"
+#include "tests/fakes/Timeout.h"
 
 namespace vantora {
 namespace {
@@ -205,9 +205,9 @@ TEST_P(ScreenEncodersTest, makesAKeyPictureOnRequestAndNoneOnItsOwn) {
   encode(textPage(1), true);
   size_t keys = 0;
   // Pictures are left out while the first one is on its way.
-  testing_loop::Patience patience;
+  testing_loop::Timeout timeout;
   for (int i = 0; collected_.pictures.size() < 10; ++i) {
-    ASSERT_FALSE(patience.isOver());
+    ASSERT_FALSE(timeout.isOver());
     encode(typedPage(i));
   }
   for (const auto& picture : collected_.pictures) keys += picture.key ? 1 : 0;
@@ -227,9 +227,9 @@ TEST_P(ScreenEncodersTest, makesOneKeyPictureOfAWish) {
   collected_.pictures.clear();
   pass(3s);
   wish_->make();
-  testing_loop::Patience patience;
+  testing_loop::Timeout timeout;
   for (int i = 0; collected_.pictures.size() < 5; ++i) {
-    ASSERT_FALSE(patience.isOver());
+    ASSERT_FALSE(timeout.isOver());
     encode(typedPage(i));
   }
   EXPECT_TRUE(collected_.pictures[0].key);
@@ -241,9 +241,9 @@ TEST_P(ScreenEncodersTest, grantsAWishByTheKeyPictureThatIsStillBeingSent) {
   ASSERT_GT(encode(textPage(1), true), 0.25 * 1'000'000 / 8);
   collected_.pictures.clear();
   wish_->make();
-  testing_loop::Patience patience;
+  testing_loop::Timeout timeout;
   for (int i = 0; collected_.pictures.size() < 3; ++i) {
-    ASSERT_FALSE(patience.isOver());
+    ASSERT_FALSE(timeout.isOver());
     encode(typedPage(i));
   }
   for (const auto& picture : collected_.pictures) EXPECT_FALSE(picture.key);

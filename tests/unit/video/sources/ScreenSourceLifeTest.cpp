@@ -166,8 +166,8 @@ TEST_F(ScreenSourceLifeTest, callsNobodyAfterItsDestruction) {
   bool ended = false;
   source->start([&] { ended = true; });
   // Without handling events, until the capture thread has posted its callbacks.
-  testing_loop::Patience patience;
-  while (log.lines().size() < 3 && !patience.isOver()) std::this_thread::yield();
+  testing_loop::Timeout timeout;
+  while (log.lines().size() < 3 && !timeout.isOver()) std::this_thread::yield();
   ASSERT_EQ(log.lines().size(), 3);
   source.reset();
   pumpFor(50ms);

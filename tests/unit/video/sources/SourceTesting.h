@@ -18,7 +18,7 @@
 #include "api/video/video_sink_interface.h"
 #include "base/Log.h"
 #include "rtc_base/logging.h"
-#include "tests/fakes/Patience.h"
+#include "tests/fakes/Timeout.h"
 
 namespace vantora::testing_support {
 
@@ -36,9 +36,9 @@ inline void pump() {
 
 // Handles main-thread events until `condition` holds; false when it never does.
 [[nodiscard]] inline bool pumpUntil(const std::function<bool()>& condition) {
-  testing_loop::Patience patience;
+  testing_loop::Timeout timeout;
   while (!condition()) {
-    if (patience.isOver()) return false;
+    if (timeout.isOver()) return false;
     pump();
   }
   return true;

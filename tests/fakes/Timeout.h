@@ -8,11 +8,11 @@ namespace vantora::testing_loop {
 
 // Waiting that is counted from look to look. Its length is no assertion, so it is generous. A machine that stood still
 // as a whole uses up little of it: what is waited for had no turn meanwhile, and gets one before the next looks.
-class Patience {
+class Timeout {
  public:
   using Clock = std::chrono::steady_clock;
 
-  explicit Patience(std::chrono::milliseconds limit = std::chrono::seconds(30)) : limit_(limit) {}
+  explicit Timeout(std::chrono::milliseconds limit = std::chrono::seconds(30)) : limit_(limit) {}
 
   // To be asked between two looks.
   [[nodiscard]] bool isOver() {

@@ -1,4 +1,4 @@
-#include "Diagnostics/PatientLook.h"
+#include "Diagnostics/PathProbe.h"
 
 #include <QHash>
 #include <algorithm>
@@ -17,7 +17,7 @@ using Clock = std::chrono::steady_clock;
 
 // A look under way. Everything is under the mutex of the list.
 struct Pending {
-  Clock::time_point patienceEnds;
+  Clock::time_point timeoutAt;
   std::optional<bool> there;
 };
 
@@ -59,14 +59,14 @@ QStringList answering(const QStringList& paths, const Look& look, Clock::time_po
     for (const QString& path : paths) {
       std::shared_ptr<Pending>& pending = list.looks[path];
       if (!pending) {
-        pending = std::make_shared<Pending>(Pending{Clock::now() + kLookPatience, {}});
+        pending = std::make_shared<Pending>(Pending{Clock::now() + kProbeTimeout, {}});
         own.push_back({pending, AbandonableThread([path, look, pending] { lookAt(path, look, pending); })});
       }
       looks.push_back(pending);
     }
     for (size_t i = 0; i < looks.size(); ++i) {
       const Pending& pending = *looks[i];
-      list.answered.wait_until(lock, std::min(deadline, pending.patienceEnds),
+      list.answered.wait_until(lock, std::min(deadline, pending.timeoutAt),
                                [&] { return pending.there.has_value(); });
       if (pending.there.value_or(false)) result.append(paths[static_cast<qsizetype>(i)]);
     }
@@ -77,7 +77,7 @@ QStringList answering(const QStringList& paths, const Look& look, Clock::time_po
       return each.pending->there.has_value();
     }();
     // One that has answered is at its last steps.
-    (void)each.thread.join(answered ? Clock::now() + kLookPatience : Clock::now());
+    (void)each.thread.join(answered ? Clock::now() + kProbeTimeout : Clock::now());
   }
   return result;
 }
