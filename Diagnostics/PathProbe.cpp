@@ -56,7 +56,9 @@ QStringList answering(const QStringList& paths, const Look& look, Clock::time_po
   QStringList result;
   {
     std::unique_lock lock(list.mutex);
-    for (const QString& path : paths) {
+    for (const QString& asked : paths) {
+      // A thread may come back when whoever asked has gone: it shares no text with them.
+      const QString path(asked.constData(), asked.size());
       std::shared_ptr<Pending>& pending = list.looks[path];
       if (!pending) {
         pending = std::make_shared<Pending>(Pending{Clock::now() + kProbeTimeout, {}});

@@ -58,7 +58,7 @@ class DeadFoldersTest : public testing::Test {
   }
   // Paths that begin with `prefix` lie on the dead server.
   Look lookWithDead(const QString& prefix) {
-    return [server = server_, prefix](const QString& path) {
+    return [server = server_, prefix = QString(prefix.constData(), prefix.size())](const QString& path) {
       if (path.startsWith(prefix)) server->enter();
       return QFileInfo::exists(path);
     };

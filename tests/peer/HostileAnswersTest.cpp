@@ -77,6 +77,26 @@ TEST_F(HostileAnswersTest, survivesAnswersThatTheLibraryWouldEndTheProcessFor) {
   EXPECT_EQ(apply((makeOffered(), answerOf(reoffer()))), std::nullopt);
 }
 
+// A page that is reloaded while its answer is on the way looks like this, too.
+TEST_F(HostileAnswersTest, outlivesAViewerThatFailsTheHandshake) {
+  QString answer = answerOf(makeOffered());
+  const auto fingerprint = QRegularExpression(u"a=fingerprint:sha-256 [0-9A-F]{2}:[0-9A-F]{2}"_s);
+  answer.replace(fingerprint, u"a=fingerprint:sha-256 00:00"_s);
+  ASSERT_EQ(apply(answer), std::nullopt);
+  ASSERT_TRUE(waitFor([&] {
+    passCandidates();
+    return failedTransports_ > 0;
+  }));
+  sender_.reset();
+  channel_.reset();
+  peer_.reset();
+  EXPECT_EQ(apply(answerOf(makeOffered())), std::nullopt);
+  EXPECT_TRUE(waitFor([&] {
+    passCandidates();
+    return viewer_->isOpen(u"control"_s);
+  }));
+}
+
 TEST_F(HostileAnswersTest, takesABitrateThatAViewerMayAskFor) {
   const QString answer = answerOf(makeOffered());
   const auto video = QRegularExpression(u"m=video [^ ]+ [^ ]+ (\\d+)"_s).match(answer);

@@ -35,6 +35,7 @@ class LibPeerConnectionTest : public testing::Test {
   QString makeOffered() {
     PeerEvents events;
     events.descriptionBroken = [this] { ++broken_; };
+    events.transportFailed = [this] { ++failedTransports_; };
     events.candidateGenerated = [this](const IceCandidate& candidate) { ourCandidates_.append(candidate); };
     peer_ = runtime_->createPeerConnection({}, std::move(events));
     channel_ = peer_->createDataChannel(QStringLiteral("control"), {});
@@ -77,6 +78,11 @@ class LibPeerConnectionTest : public testing::Test {
     EXPECT_TRUE(testing_loop::waitFor([&] { return done; }));
     return result;
   }
+  // Brings the candidates that came since the last call across, both ways.
+  void passCandidates() {
+    for (const IceCandidate& candidate : std::exchange(ourCandidates_, {})) viewer_->addCandidate(candidate);
+    for (const IceCandidate& candidate : std::exchange(itsCandidates_, {})) EXPECT_EQ(add(candidate), std::nullopt);
+  }
   static QString damaged(QString text, std::mt19937& random) {
     for (unsigned changes = random() % 6 + 1; changes > 0 && !text.isEmpty(); --changes) {
       const auto at = static_cast<qsizetype>(random() % static_cast<unsigned>(text.size()));
@@ -118,6 +124,7 @@ class LibPeerConnectionTest : public testing::Test {
   QList<IceCandidate> itsCandidates_;
   std::unique_ptr<ViewerPeer> viewer_;
   int broken_ = 0;
+  int failedTransports_ = 0;
 };
 
 }  // namespace vantora

@@ -16,9 +16,9 @@
 namespace vantora {
 
 // Passes everything on to `encoder`; changes the settings it is opened with and what it says about
-// itself, and asks for a key frame each time that `wish` is made, until one has come. Pictures are left out while the
-// link is busy with earlier ones, except by H.264, which has a rate control of its own for that. Thread: the library's
-// encoder queue, which also owns it.
+// itself, and asks for a key frame each time that `wish` is made, until one has come. While one is still being sent,
+// neither `wish` nor the library gets another. Pictures are left out while the link is busy with earlier ones, except by
+// H.264, which has a rate control of its own for that. Thread: the library's encoder queue, which also owns it.
 class ScreenTunedEncoder final : public webrtc::VideoEncoder, private webrtc::EncodedImageCallback {
  public:
   ScreenTunedEncoder(std::unique_ptr<webrtc::VideoEncoder> encoder, std::shared_ptr<const KeyFrameRequest> wish)

@@ -1,0 +1,39 @@
+// The library's weak references without its check that they are read and invalidated on one thread. It breaks that rule
+// itself: after a failed DTLS handshake it reads a reference to the peer connection on the network thread and then
+// destroys the connection on the signalling thread, where the check would end the program. Any viewer could bring that
+// about. The reference is never read late: its readers are destroyed first, on their own thread.
+//
+// The linker takes these definitions for those of the library (CMakeLists.txt).
+#include <rtc_base/weak_ptr.h>
+
+namespace rtc::internal {
+
+WeakReference::Flag::Flag() : is_valid_(true) {}
+WeakReference::Flag::~Flag() = default;
+void WeakReference::Flag::Invalidate() { is_valid_ = false; }
+bool WeakReference::Flag::IsValid() const { return is_valid_; }
+
+WeakReference::WeakReference() = default;
+WeakReference::WeakReference(const Flag* flag) : flag_(flag) {}
+WeakReference::WeakReference(WeakReference&& other) = default;
+WeakReference::WeakReference(const WeakReference& other) = default;
+WeakReference::~WeakReference() = default;
+bool WeakReference::is_valid() const { return flag_ && flag_->IsValid(); }
+
+WeakReferenceOwner::WeakReferenceOwner() = default;
+WeakReferenceOwner::~WeakReferenceOwner() { Invalidate(); }
+WeakReference WeakReferenceOwner::GetRef() const {
+  // References that were all given up leave nothing to share.
+  if (!HasRefs()) flag_ = new RefCountedObject<WeakReference::Flag>();
+  return WeakReference(flag_.get());
+}
+void WeakReferenceOwner::Invalidate() {
+  if (flag_) flag_->Invalidate();
+  flag_ = nullptr;
+}
+
+WeakPtrBase::WeakPtrBase() = default;
+WeakPtrBase::~WeakPtrBase() = default;
+WeakPtrBase::WeakPtrBase(const WeakReference& ref) : ref_(ref) {}
+
+}  // namespace rtc::internal
