@@ -8,6 +8,6 @@ using namespace Qt::Literals::StringLiterals;
 
 QString captivePortalCommand(const QString& url) { return "curl -m 3 -s -L "_L1 + quoted(url) + " | head -c 200"_L1; }
 
-QJsonObject captivePortal(const QString& answer) { return {{u"status"_s, portalStatus(answer)}}; }
+QJsonObject captivePortal(const QString& response) { return {{u"status"_s, portalStatus(response)}}; }
 
 }  // namespace vantora::Diagnostics

@@ -7,7 +7,7 @@ namespace vantora::Diagnostics {
 
 // The command that fetches the detection page.
 [[nodiscard]] QString captivePortalCommand(const QString& url);
-// {"status": "open", "captive" or "unknown"}: whether that page is what answered.
-[[nodiscard]] QJsonObject captivePortal(const QString& answer);
+// {"status": "open", "captive" or "unknown"}, from the response to that command.
+[[nodiscard]] QJsonObject captivePortal(const QString& response);
 
 }  // namespace vantora::Diagnostics

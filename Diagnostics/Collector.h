@@ -14,7 +14,7 @@ struct Collector {
   QJsonObject (*collect)(const Probe&);
   enum class Turn {
     first,  // alone, before any command runs: it would find the report's own commands
-    early,  // slow; taken up early, so that the report does not wait for it at its end
+    early,  // slow; started early, so that the report does not wait for it at its end
     any,
   };
   Turn turn = Turn::any;

@@ -21,14 +21,14 @@ struct Bounds {
   qsizetype longestText = 1000;
   qsizetype longestArray = 120;
 };
-// With its envelope within the 64 KiB that every viewer's data channel takes.
-constexpr qsizetype kMostBytes = 64'000;
+// With its envelope within the 64 KiB that every viewer's data channel accepts.
+constexpr qsizetype kMaxBytes = 64'000;
 
 QJsonValue bounded(const QJsonValue& value, const Bounds& bounds) {
   if (value.isString()) {
     const QString text = value.toString();
     if (text.size() <= bounds.longestText) return value;
-    // Not between the halves of one character.
+    // A cut must not split a surrogate pair.
     return text.left(bounds.longestText - (text[bounds.longestText - 1].isHighSurrogate() ? 1 : 0));
   }
   if (value.isArray()) {
@@ -47,10 +47,10 @@ QJsonValue bounded(const QJsonValue& value, const Bounds& bounds) {
   return value;
 }
 
-// The report with texts and lists cut as far as its size asks for, and no further.
+// The report with texts and lists shortened just enough for its maximum size.
 QJsonObject fitted(QJsonObject report) {
   for (Bounds bounds; bounds.longestText > 1; bounds = {bounds.longestText / 2, bounds.longestArray * 3 / 4}) {
-    if (QJsonDocument(report).toJson(QJsonDocument::Compact).size() <= kMostBytes) break;
+    if (QJsonDocument(report).toJson(QJsonDocument::Compact).size() <= kMaxBytes) break;
     report = bounded(report, bounds).toObject();
   }
   return report;

@@ -6,18 +6,19 @@
 #include "Diagnostics/Options.h"
 #include "Diagnostics/Shell.h"
 
-// The diagnostics report: what a support technician looks at first on a customer's machine.
+// The diagnostics report: what a support technician checks first on a customer's machine.
 //
-// No state; every call looks anew. All functions block (for seconds, at most Options::deadline and a little) and may be
-// called from any thread but the main one, also several at once. They never throw: what cannot be found out is left
-// out, or stands as 0, false, "Unknown" or "unknown". The result always serialises to valid JSON.
+// No state; every call inspects the machine again. All functions block (for seconds, at most slightly longer than
+// Options::deadline) and may be called from any thread but the main one, also several at once. They never throw: what
+// cannot be determined is left out, or reported as 0, false, "Unknown" or "unknown". The result always serialises to
+// valid JSON.
 namespace vantora::Diagnostics {
 
 // The whole report: "network", "ping", "crashes", "storage", "battery", "processes", "updates", "security" and
 // "thermal", each an object, always all nine. Independent collectors run side by side on threads of low priority.
 [[nodiscard]] QJsonObject run(const Options& options = {});
 
-// One section each, for who wants no whole report; docs/diagnostics.md lists keys, types and sources.
+// One section each, without the rest of the report; docs/diagnostics.md lists keys, types and sources.
 [[nodiscard]] QJsonObject networkInfo(const Options& options = {});
 [[nodiscard]] QJsonObject reachability(const Options& options = {});
 [[nodiscard]] QJsonObject crashInfo(const Options& options = {});
@@ -28,7 +29,7 @@ namespace vantora::Diagnostics {
 [[nodiscard]] QJsonObject securityInfo(const Options& options = {});
 [[nodiscard]] QJsonObject thermalInfo(const Options& options = {});
 
-// What a folder holds, in KiB; 0 when it is missing or cannot be measured within the time limit.
+// The size of a folder in KiB; 0 when it is missing or cannot be measured within the time limit.
 [[nodiscard]] qint64 duKB(const QString& path, const Options& options = {});
 
 }  // namespace vantora::Diagnostics

@@ -15,7 +15,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// A look under way. Everything is under the mutex of the list.
+// A check in progress. Guarded by the mutex of the list.
 struct Pending {
   Clock::time_point timeoutAt;
   std::optional<bool> there;
@@ -24,61 +24,60 @@ struct Pending {
 struct PendingList {
   std::mutex mutex;
   std::condition_variable answered;
-  QHash<QString, std::shared_ptr<Pending>> looks;
+  QHash<QString, std::shared_ptr<Pending>> checks;
 };
 
-// Never destroyed: looks may come back at any time, also at the very end.
+// Never destroyed: checks may return at any time, also while the process exits.
 PendingList& pendingList() {
   static auto* const list = new PendingList;
   return *list;
 }
 
-void lookAt(const QString& path, const Look& look, const std::shared_ptr<Pending>& pending) {
-  const bool there = look(path);
+void runCheck(const QString& path, const PathCheck& check, const std::shared_ptr<Pending>& pending) {
+  const bool there = check(path);
   PendingList& list = pendingList();
   const std::lock_guard lock(list.mutex);
   pending->there = there;
-  list.looks.remove(path);
+  list.checks.remove(path);
   list.answered.notify_all();
 }
 
-struct OwnLook {
+struct OwnCheck {
   std::shared_ptr<Pending> pending;
   AbandonableThread thread;
 };
 
 }  // namespace
 
-QStringList answering(const QStringList& paths, const Look& look, Clock::time_point deadline) {
+QStringList answering(const QStringList& paths, const PathCheck& check, Clock::time_point deadline) {
   PendingList& list = pendingList();
-  std::vector<std::shared_ptr<Pending>> looks;
-  std::vector<OwnLook> own;
+  std::vector<std::shared_ptr<Pending>> checks;
+  std::vector<OwnCheck> own;
   QStringList result;
   {
     std::unique_lock lock(list.mutex);
     for (const QString& asked : paths) {
-      // A thread may come back when whoever asked has gone: it shares no text with them.
+      // A thread may outlive its caller: it gets a deep copy of the text.
       const QString path(asked.constData(), asked.size());
-      std::shared_ptr<Pending>& pending = list.looks[path];
+      std::shared_ptr<Pending>& pending = list.checks[path];
       if (!pending) {
         pending = std::make_shared<Pending>(Pending{Clock::now() + kProbeTimeout, {}});
-        own.push_back({pending, AbandonableThread([path, look, pending] { lookAt(path, look, pending); })});
+        own.push_back({pending, AbandonableThread([path, check, pending] { runCheck(path, check, pending); })});
       }
-      looks.push_back(pending);
+      checks.push_back(pending);
     }
-    for (size_t i = 0; i < looks.size(); ++i) {
-      const Pending& pending = *looks[i];
-      list.answered.wait_until(lock, std::min(deadline, pending.timeoutAt),
-                               [&] { return pending.there.has_value(); });
+    for (size_t i = 0; i < checks.size(); ++i) {
+      const Pending& pending = *checks[i];
+      list.answered.wait_until(lock, std::min(deadline, pending.timeoutAt), [&] { return pending.there.has_value(); });
       if (pending.there.value_or(false)) result.append(paths[static_cast<qsizetype>(i)]);
     }
   }
-  for (OwnLook& each : own) {
+  for (OwnCheck& each : own) {
     const bool answered = [&] {
       const std::lock_guard lock(list.mutex);
       return each.pending->there.has_value();
     }();
-    // One that has answered is at its last steps.
+    // A thread that has stored its result is about to end.
     (void)each.thread.join(answered ? Clock::now() + kProbeTimeout : Clock::now());
   }
   return result;

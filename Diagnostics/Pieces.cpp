@@ -17,17 +17,17 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr int kMostWorkers = 8;
+constexpr int kMaxWorkers = 8;
 constexpr int kWorkerNiceness = 10;
 
 std::atomic<int> threadsAtWork = 0;
 
-// Everything the threads of one report touch; whoever is last lets go of it.
+// State shared by the threads of one report; the last owner frees it.
 struct Collection {
   Collection(const Options& options, const std::vector<Collector>& wanted)
       : probe(options), pieces(wanted), results(wanted.size()) {}
 
-  // Takes up one piece after another until there are no more.
+  // Runs one piece after another until there are no more.
   void work(const std::vector<size_t>& order, std::atomic<size_t>& next) {
     for (size_t i = next++; i < order.size(); i = next++) {
       if (probe.options().stop.stop_requested()) return;
@@ -54,7 +54,7 @@ struct Round {
 
 void runThread(Collection& collection, Round& round) {
 #ifdef Q_OS_LINUX
-  // On Linux this is the calling thread's alone.
+  // On Linux this affects the calling thread only.
   (void)setpriority(PRIO_PROCESS, 0, kWorkerNiceness);
 #endif
   collection.work(round.order, round.next);
@@ -64,11 +64,11 @@ void runThread(Collection& collection, Round& round) {
   collection.ended.notify_all();
 }
 
-// Works through some of the pieces, and waits for that until `end`, and no longer than a moment once told to stop.
+// Runs some of the pieces and waits for them until `end`, but at most kEndGrace after a stop request.
 void runRound(const std::shared_ptr<Collection>& collection, std::vector<size_t> order, int count,
               Clock::time_point end) {
   if (order.empty()) return;
-  if (threadsAtWork.fetch_add(count) + count > kMostThreads) {
+  if (threadsAtWork.fetch_add(count) + count > kMaxThreads) {
     threadsAtWork -= count;
     return;
   }
@@ -87,7 +87,7 @@ void runRound(const std::shared_ptr<Collection>& collection, std::vector<size_t>
       complete = collection->ended.wait_until(lock, std::min(end, Clock::now() + kEndGrace), allEnded);
     }
   }
-  // Those that have ended are at their last steps.
+  // Threads that are done need only a moment to end.
   const auto lastSteps = Clock::now() + (complete ? std::chrono::seconds(10) : std::chrono::milliseconds(50));
   for (AbandonableThread& thread : threads) (void)thread.join(lastSteps);
 }
@@ -106,7 +106,7 @@ std::vector<QJsonObject> collectPieces(const Options& options, const std::vector
 
   const Clock::time_point end = collection->probe.deadline() + kEndGrace;
   runRound(collection, std::move(first), 1, std::min(end, Clock::now() + kFirstTimeout));
-  runRound(collection, std::move(others), std::clamp(options.workers, 1, kMostWorkers), end);
+  runRound(collection, std::move(others), std::clamp(options.workers, 1, kMaxWorkers), end);
   const std::lock_guard lock(collection->mutex);
   return collection->results;
 }

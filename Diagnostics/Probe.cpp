@@ -17,8 +17,8 @@ using namespace Qt::Literals::StringLiterals;
 
 namespace {
 
-Look lookOf(const Options& options) {
-  if (options.look) return options.look;
+PathCheck pathCheckOf(const Options& options) {
+  if (options.checkPath) return options.checkPath;
   return [](const QString& path) { return QFileInfo::exists(path); };
 }
 
@@ -28,7 +28,7 @@ QStringList answeringPath(const Options& options, std::chrono::steady_clock::tim
   QStringList users = all;
   users.removeIf(isSystems);
   users.removeDuplicates();
-  const QStringList there = answering(users, lookOf(options), deadline);
+  const QStringList there = answering(users, pathCheckOf(options), deadline);
   QStringList result = all;
   result.removeIf([&](const QString& folder) { return !isSystems(folder) && !there.contains(folder); });
   return result;
@@ -44,7 +44,7 @@ ShellLimits limitsFor(const Options& options, std::chrono::steady_clock::time_po
 
 ShellLimits withoutProfile(ShellLimits limits) {
   limits.login = false;
-  // A file that a shell reads although it is no login shell.
+  // Names a file that a shell reads even when it is not a login shell.
   limits.environment.removeIf([](const QString& entry) { return entry.startsWith("BASH_ENV="_L1); });
   return limits;
 }
@@ -121,7 +121,7 @@ QString Probe::under(const QString& path) const {
 bool Probe::exists(const QString& path) const { return QFileInfo::exists(under(path)); }
 
 bool Probe::answers(const QString& path) const {
-  return !answering({under(path)}, lookOf(options_), deadline()).isEmpty();
+  return !answering({under(path)}, pathCheckOf(options_), deadline()).isEmpty();
 }
 
 QByteArray Probe::bytes(const QString& path, qint64 limit) const {
@@ -130,7 +130,7 @@ QByteArray Probe::bytes(const QString& path, qint64 limit) const {
   if (!QFileInfo(place).isFile()) return {};
   QFile file(place);
   if (!file.open(QIODevice::ReadOnly | QIODevice::Unbuffered)) return {};
-  // Files of the kernel say that they are empty, and some give less at once than there is.
+  // Files of the kernel report a size of 0, and some return less per read than there is.
   QByteArray result;
   while (result.size() < limit) {
     const QByteArray piece = file.read(qMin<qint64>(limit - result.size(), 1 << 16));

@@ -24,14 +24,14 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
-// How soon a stop request and the end of a process without output are noticed.
+// How soon a stop request and the end of a process without output are detected.
 constexpr milliseconds kTick{20};
-// Between asking a group to end and ending it.
+// Between SIGTERM and SIGKILL to a group.
 constexpr milliseconds kGrace{100};
-// How long a killed process is waited for; one stuck in the kernel is left to a thread of its own.
+// Time limit for reaping a killed process; one blocked in the kernel is left to a separate thread.
 constexpr milliseconds kReapTime{200};
 // A tenth of the weight of the session's own threads. Lower still, and on a machine that is overloaded, which is when
-// people ask for a report, every command would starve until its time is up.
+// people ask for a report, every command would starve until its timeout.
 constexpr int kNiceness = 10;
 
 // The shell as the leader of a new process group. A group, not a session: a new session would be scheduled beside ours
@@ -48,23 +48,23 @@ std::unique_ptr<ChildGroup> startShell(const QString& commandLine, const ShellLi
                            error);
 }
 
-// Everything the group starts later inherits this. Failing to lower a priority is no reason not to look.
+// Everything the group starts later inherits this. A failure to lower the priority is ignored.
 void lowerPriority(pid_t group) {
   (void)setpriority(PRIO_PGRP, static_cast<id_t>(group), kNiceness);
 #ifdef SYS_ioprio_set
   constexpr int kWhoProcessGroup = 2;
-  // Last of the usual class; the idle class may get nothing at all from a disk that is busy.
+  // Lowest priority of the usual class; the idle class may get no access at all to a busy disk.
   constexpr int kBestEffortLast = (2 << 13) | 7;
   (void)syscall(SYS_ioprio_set, kWhoProcessGroup, group, kBestEffortLast);
 #endif
 }
 
-// Collects the output of one process; keeps the first bytes and counts nothing else.
+// Collects the output of one process; keeps the first bytes and discards the rest.
 class OutputReader {
  public:
   OutputReader(int fd, qsizetype keptBytes) : fd_(fd), kept_bytes_(keptBytes) {}
 
-  // Reads what there is, waiting for it no longer than `timeout`. False at the end of the output.
+  // Reads the available output, waiting for it at most `timeout`. False at the end of the output.
   bool read(milliseconds timeout) {
     pollfd waited{fd_, POLLIN, 0};
     const int ready = poll(&waited, 1, static_cast<int>(timeout.count()));
@@ -129,11 +129,11 @@ QString sh(const QString& commandLine, double timeoutSeconds, const ShellLimits&
   if (!inTime) {
     group->signal(SIGTERM);
     const auto graceEnd = Clock::now() + kGrace;
-    // What the group still prints while it ends counts as printed before.
+    // Output that the group prints while it ends is kept as well.
     while (readingOn && Clock::now() < graceEnd && !group->hasEnded()) readingOn = output.read(milliseconds(2));
     (void)group->waitForEnd(std::max(milliseconds(0), std::chrono::ceil<milliseconds>(graceEnd - Clock::now())));
     group->signal(SIGKILL);
-    // One read empties a pipe; a second one finds what a last writer squeezed in.
+    // One read empties a pipe; another one gets what was written just then.
     for (int i = 0; i < 2 && readingOn; ++i) readingOn = output.read(milliseconds(0));
   }
   (void)group->reap(kReapTime);

@@ -1,4 +1,4 @@
-// Work that goes on away from the main thread.
+// Work that runs outside the main thread.
 #pragma once
 
 #include <functional>
@@ -8,16 +8,15 @@
 
 namespace vantora {
 
-// Work under way. Destroying it gives the work up: it is told to stop and its result is thrown away.
-// Main thread.
+// A running job. Destroying it cancels the work: the job is asked to stop and its result is discarded. Main thread.
 class BackgroundTask {
  public:
   virtual ~BackgroundTask() = default;
 };
 
-// Gets the result of a job, on the main thread, once; it may destroy its own job.
+// Called with the result of a job, on the main thread, once; it may destroy its own job.
 using TaskDone = std::function<void(const JsonObject& result)>;
-// Starts one kind of work and returns at once; `done` is called later, never once the job is destroyed.
+// Starts one kind of work and returns at once; `done` is called later, never after the job is destroyed.
 using TaskStarter = std::function<std::unique_ptr<BackgroundTask>(TaskDone done)>;
 
 }  // namespace vantora

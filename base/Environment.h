@@ -1,5 +1,5 @@
-// Access to environment variables through an injected look-up, so that nothing but main.cpp
-// touches the real environment.
+// Access to environment variables through an injected lookup, so that nothing but main.cpp touches the real
+// environment.
 #pragma once
 
 #include <QString>
@@ -15,7 +15,7 @@ class Environment {
  public:
   using Lookup = std::function<std::optional<QString>(const char* name)>;
 
-  // `lookup` is asked anew at every call.
+  // `lookup` is called again at every access.
   explicit Environment(Lookup lookup) : lookup_(std::move(lookup)) {}
   // The process environment.
   static Environment ofProcess();
@@ -28,7 +28,7 @@ class Environment {
   std::optional<QString> nonEmpty(const char* name) const;
   // True when present and exactly `text`.
   bool equals(const char* name, QLatin1StringView text) const;
-  // The decimal integer in the variable, none when absent or not a number.
+  // The decimal integer in the variable; empty when absent or not a number.
   std::optional<qint64> integer(const char* name) const;
 
  private:

@@ -12,7 +12,7 @@ InfoDictionary InfoDictionary::load(const QString& executableFolder) {
     const QSettings file(path, QSettings::IniFormat);
     QMap<QString, QString> values;
     for (const QString& key : file.allKeys()) {
-      // An unquoted comma makes the reader see a list; the dictionary holds texts only.
+      // QSettings reads an unquoted comma as a list; the dictionary holds texts only.
       values.insert(key, file.value(key).toStringList().join(u','));
     }
     return InfoDictionary(std::move(values));

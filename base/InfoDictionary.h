@@ -1,5 +1,5 @@
-// The program's information dictionary: what a packager fixes about an installation. Read from
-// Info.ini beside the program's data, never written.
+// The program's information dictionary: settings that a packager fixes for an installation. Read from Info.ini next to
+// the program's data, never written.
 #pragma once
 
 #include <QMap>
@@ -17,7 +17,7 @@ class InfoDictionary {
   // unreadable file gives an empty dictionary. Main thread, at start.
   static InfoDictionary load(const QString& executableFolder);
 
-  // The value of `key`, none when the key is absent.
+  // The value of `key`; empty when the key is absent.
   std::optional<QString> value(const char* key) const;
   std::optional<QString> bundleIdentifier() const;
   QString displayName() const;

@@ -37,8 +37,8 @@ std::optional<double> numberField(const JsonObject& object, QLatin1StringView ke
 std::optional<qint64> integerField(const JsonObject& object, QLatin1StringView key) {
   const QJsonValue value = object.value(key);
   if (!value.isDouble()) return std::nullopt;
-  // toInteger answers its default for a value that is not whole or does not fit: two different
-  // defaults tell that apart from a real value.
+  // toInteger returns its default for a value that is not whole or does not fit: two different defaults distinguish
+  // that from a real value.
   const qint64 first = value.toInteger(0);
   if (first != 0 || value.toInteger(1) == 0) return first;
   return std::nullopt;

@@ -1,4 +1,4 @@
-// JSON as it travels between host, room server and viewer.
+// JSON as exchanged between host, room server and viewer.
 #pragma once
 
 #include <QByteArray>
@@ -13,14 +13,14 @@ namespace vantora {
 // A decoded JSON object: every signalling message and every control message has this form.
 using JsonObject = QJsonObject;
 
-// The JSON object in `utf8`, or none when the bytes are not UTF-8, not JSON, nested deeper than
-// the parser allows, or not an object at the top level. Pure.
+// The JSON object in `utf8`, or empty when the bytes are not UTF-8, not JSON, nested deeper than the parser allows, or
+// not an object at the top level. Pure.
 std::optional<JsonObject> parseJsonObject(QByteArrayView utf8);
 
 // Compact UTF-8 text of `object`; key order is unspecified. Pure.
 QByteArray toJson(const JsonObject& object);
 
-// Typed field access: a missing field and a field of the wrong JSON type are the same.
+// Typed field access: empty when the field is missing or has another JSON type.
 std::optional<QString> stringField(const JsonObject& object, QLatin1StringView key);
 std::optional<bool> boolField(const JsonObject& object, QLatin1StringView key);
 std::optional<double> numberField(const JsonObject& object, QLatin1StringView key);

@@ -1,4 +1,4 @@
-// Callbacks that may come after the end of the object that wants them.
+// Callbacks that may arrive after the destruction of their receiver.
 #pragma once
 
 #include <functional>
@@ -10,13 +10,13 @@
 
 namespace vantora {
 
-// A member of an object that hands out callbacks. What is wrapped by it does nothing any more once the object has gone,
-// so it may capture `this`. Destroyed and asked on the thread of its owner, which for onMain() is the main thread;
-// what it hands out may be copied and destroyed on any. The last member of its class is the best: it goes first, so
-// that nothing arrives while the others go.
+// A member of an object that hands out callbacks. A wrapped callback does nothing after the object is destroyed, so it
+// may capture `this`. Destroyed and read on the owner's thread, which for onMain() is the main thread; wrapped
+// callbacks may be copied and destroyed on any thread. Best declared as the last member: it is destroyed first, so that
+// no callback runs while the other members are destroyed.
 class Lifetime {
  public:
-  // Tells whether the object still lives. Asked on the owner's thread.
+  // Whether the object still exists. Read on the owner's thread.
   class Handle {
    public:
     explicit operator bool() const { return *alive_; }
@@ -32,11 +32,11 @@ class Lifetime {
   Lifetime(const Lifetime&) = delete;
   Lifetime& operator=(const Lifetime&) = delete;
 
-  // Before the destruction: counts as gone from now on.
+  // Treats the object as destroyed from now on, before its actual destruction.
   void end() { *alive_ = false; }
   [[nodiscard]] Handle handle() const { return Handle(alive_); }
 
-  // `call`, as long as the object lives. Called on the owner's thread.
+  // `call`, as long as the object exists. Called on the owner's thread.
   template <typename Call>
   [[nodiscard]] auto guard(Call call) const {
     return [alive = handle(), call = std::move(call)](auto&&... args) {
@@ -44,7 +44,7 @@ class Lifetime {
     };
   }
 
-  // `call` by way of postToMain(), with copies of its arguments, if the object still lives then. Called on any thread.
+  // `call` through postToMain(), with copies of its arguments, if the object still exists then. Called on any thread.
   template <typename Call>
   [[nodiscard]] auto onMain(Call call) const {
     return [guarded = guard(std::move(call))](auto... args) {

@@ -17,8 +17,8 @@ std::function<void(const QString&)>& currentSink() {
   return sink;
 }
 
-// Characters of a line. Wire texts are quoted in lines, and some may have megabytes.
-constexpr qsizetype kLongest = 10'000;
+// Per line. Lines quote texts received from the network, which may be megabytes long.
+constexpr qsizetype kMaxCharacters = 10'000;
 
 void writeAll(const QByteArray& bytes) {
   const char* data = bytes.constData();
@@ -34,10 +34,10 @@ void writeAll(const QByteArray& bytes) {
 
 }  // namespace
 
-// One event is one line, also when it quotes a text that came over the wire, and nothing in it is a command to the
+// One event is one line, also when it quotes a text from the network, and it contains no control characters for the
 // terminal that shows it.
 void logLine(const QString& line) {
-  QString printed = line.size() > kLongest ? line.left(kLongest) + u'\u2026' : line;
+  QString printed = line.size() > kMaxCharacters ? line.left(kMaxCharacters) + u'\u2026' : line;
   for (QChar& each : printed) {
     if (each.category() == QChar::Other_Control && each != u'\t') each = u' ';
   }

@@ -6,9 +6,8 @@
 
 namespace vantora {
 
-// Writes `line` and a newline to standard error in one write, so that lines of different threads
-// never mix; line breaks inside it become blanks. `line` carries its own area tag ("[ws] ...") and no newline. Any
-// thread.
+// Writes `line` and a newline to standard error in one write, so that lines of different threads are never interleaved;
+// line breaks inside it become blanks. `line` begins with its area tag ("[ws] ...") and has no newline. Any thread.
 void logLine(const QString& line);
 void logLine(const char* utf8Line);
 

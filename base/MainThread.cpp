@@ -18,16 +18,15 @@
 namespace vantora {
 namespace {
 
-// Stands where a task goes into Qt's event queue and where it comes out. The queue hands tasks and its own memory over
-// safely by itself, but with locks that the thread sanitizer cannot see: in its builds, and there alone, this is one
-// that it can.
-class Passage {
+// Taken where a task enters Qt's event queue and where it leaves it. The queue synchronises by itself, but with locks
+// that the thread sanitizer cannot see; in its builds, and only there, this is a lock that it can see.
+class QueueLock {
 #ifdef VANTORA_THREAD_SANITIZER
  public:
-  Passage() : lock_(mutex()) {}
+  QueueLock() : lock_(mutex()) {}
 
  private:
-  // Never destroyed: threads may post until the very end.
+  // Never destroyed: threads may post until the process ends.
   static std::mutex& mutex() {
     static auto* const mutex = new std::mutex;
     return *mutex;
@@ -35,7 +34,7 @@ class Passage {
   const std::lock_guard<std::mutex> lock_;
 #else
  public:
-  Passage() {}  // NOLINT(modernize-use-equals-default): a variable of it counts as used.
+  QueueLock() {}  // NOLINT(modernize-use-equals-default): avoids unused-variable warnings.
 #endif
 };
 
@@ -44,12 +43,12 @@ class Passage {
 void postToMain(std::function<void()> task) {
   QCoreApplication* application = QCoreApplication::instance();
   if (!application) return;
-  const Passage in;
+  const QueueLock in;
   QMetaObject::invokeMethod(
       application,
       [task = std::move(task)]() mutable {
-        { const Passage out; }
-        // The queue may let go of this closure on the thread that posted it. What the task holds goes on the main
+        { const QueueLock out; }
+        // The queue may destroy this closure on the posting thread. The task's captures must be destroyed on the main
         // thread.
         const std::function<void()> taken = std::exchange(task, nullptr);
         taken();

@@ -14,8 +14,8 @@ class Timer {
   virtual ~Timer() = default;
 };
 
-// Clock and timers of one thread. Callbacks run on the thread that made the timer.
-// QtScheduler is the real one; tests/fakes/FakeScheduler.h the other.
+// Clock and timers of one thread. Callbacks run on the thread that made the timer. QtScheduler is the real one,
+// tests/fakes/FakeScheduler.h the one for tests.
 class Scheduler {
  public:
   using Callback = std::function<void()>;

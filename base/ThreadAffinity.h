@@ -9,8 +9,8 @@ class ThreadAffinity {
  public:
   // Binds to the calling thread.
   ThreadAffinity() : owner_(std::this_thread::get_id()) {}
-  // Ends the process with a message when called from another thread: such a call is a
-  // programming error that would otherwise show as a rare corruption.
+  // Ends the process with a message when called from another thread: such a call is a programming error that would
+  // otherwise cause rare memory corruption.
   void check(const char* where) const;
 
  private:

@@ -17,41 +17,41 @@ namespace {
 struct Task {
   WorkerThreads::Work work;
   std::stop_source stop;
-  TaskDone done;  // Main thread; null once the job was given up.
+  TaskDone done;  // Main thread; null once the job is cancelled.
 };
 
 }  // namespace
 
-// Lives on in threads that were left behind.
+// Shared with abandoned threads, so it may outlive WorkerThreads.
 class WorkerThreads::Shared : public std::enable_shared_from_this<Shared> {
  public:
-  Shared(QByteArray name, int threads) : name_(std::move(name)), most_(static_cast<std::size_t>(threads)) {}
+  Shared(QByteArray name, int threads) : name_(std::move(name)), maxThreads_(static_cast<std::size_t>(threads)) {}
 
   // Main thread.
   void add(std::shared_ptr<Task> task) {
     const std::lock_guard lock(mutex_);
     if (over_) return;
     waiting_.push_back(std::move(task));
-    if (waiting_.size() > idle_ && threads_.size() < most_) {
+    if (waiting_.size() > idle_ && threads_.size() < maxThreads_) {
       threads_.emplace_back([self = shared_from_this()] { self->work(); });
     }
     wake_.notify_one();
   }
   // Main thread.
-  void giveUp(const std::shared_ptr<Task>& task) {
+  void cancel(const std::shared_ptr<Task>& task) {
     task->done = nullptr;
     task->stop.request_stop();
     const std::lock_guard lock(mutex_);
     std::erase(waiting_, task);
   }
-  // Main thread. Whether all threads have ended in time.
+  // Main thread. Whether all threads ended in time.
   [[nodiscard]] bool end() {
     {
       const std::lock_guard lock(mutex_);
       over_ = true;
       waiting_.clear();
       for (const auto& task : running_) {
-        // Not to be let go of by a thread that is left behind.
+        // Must not be destroyed by an abandoned thread.
         task->done = nullptr;
         task->stop.request_stop();
       }
@@ -83,8 +83,8 @@ class WorkerThreads::Shared : public std::enable_shared_from_this<Shared> {
       lock.lock();
       std::erase(running_, task);
       if (over_) return;
-      // The last reference goes with the closure: what a job holds is let go of on the main thread. Under the mutex,
-      // because nothing may be posted any more once the end has begun.
+      // The closure holds the last reference, so that the job's captures are destroyed on the main thread. Under the
+      // mutex, because nothing may be posted once end() has begun.
       postToMain([task = std::move(task), result = std::move(result)] {
         if (const TaskDone done = std::exchange(task->done, nullptr)) done(result);
       });
@@ -92,7 +92,7 @@ class WorkerThreads::Shared : public std::enable_shared_from_this<Shared> {
   }
 
   const QByteArray name_;
-  const std::size_t most_;
+  const std::size_t maxThreads_;
   std::vector<AbandonableThread> threads_;  // Main thread.
   // All threads, under the mutex.
   std::mutex mutex_;
@@ -109,7 +109,7 @@ class WorkerThreads::Handle final : public BackgroundTask {
       : shared_(std::move(shared)), task_(std::move(task)) {}
   ~Handle() override {
     task_->done = nullptr;
-    if (const auto shared = shared_.lock()) shared->giveUp(task_);
+    if (const auto shared = shared_.lock()) shared->cancel(task_);
   }
 
  private:

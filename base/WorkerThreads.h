@@ -1,4 +1,4 @@
-// A few threads for work that blocks.
+// A small thread pool for blocking work.
 #pragma once
 
 #include <chrono>
@@ -9,21 +9,21 @@
 
 namespace vantora {
 
-// Runs work in the order it was given, on at most a fixed number of threads, and hands results to the
-// main thread. The threads are started when they are needed and wait in between. Thread: main.
-// Owner: the composition root; jobs may outlive it and do nothing then.
+// Runs work in the order of submission, on at most a fixed number of threads, and delivers results to the main thread.
+// Threads are started on demand and stay idle in between. Thread: main. Owner: the composition root; a job handle may
+// outlive it and does nothing then.
 class WorkerThreads {
  public:
-  // Runs on a worker; should end soon after it is told to stop. What it touches it must own, or share: work that does
-  // not end may outlive everything else. Must not throw.
+  // Runs on a worker; should end soon after a stop request. It must own or share everything it uses: work that does not
+  // end may outlive all other objects. Must not throw.
   using Work = std::function<JsonObject(const std::stop_token& stop)>;
 
-  // `threads` is at least 1. `name` (at most 15 characters) is what the threads are called in process lists.
+  // `threads` is at least 1. `name` (at most 15 characters) is the thread name shown in process lists.
   WorkerThreads(QByteArray name, int threads);
-  // How long the end waits for work that was told to stop.
+  // How long the destructor waits for work that was asked to stop.
   static constexpr std::chrono::milliseconds kTimeout{1000};
-  // Gives up all work and waits until what is running has noticed. Threads that have not by then (the kernel does not
-  // let them go) are left behind.
+  // Cancels all work and waits up to kTimeout for running work to end. Threads that are still running then (blocked in
+  // the kernel) are abandoned.
   ~WorkerThreads();
   WorkerThreads(const WorkerThreads&) = delete;
   WorkerThreads& operator=(const WorkerThreads&) = delete;

@@ -1,4 +1,4 @@
-# D-Bus by hand, for calls with time limits on a thread of their own.
+# libdbus directly, for calls with timeouts on a separate thread.
 find_package(PkgConfig REQUIRED)
 pkg_check_modules(DBUS REQUIRED IMPORTED_TARGET dbus-1)
 add_library(vantora_libdbus INTERFACE)

@@ -1,1 +1,1 @@
-// Stands for the precompiled headers of the project (VantoraCompile.cmake); holds nothing.
+// Empty source of the target with the precompiled headers of the project (VantoraCompile.cmake).

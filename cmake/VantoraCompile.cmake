@@ -8,9 +8,9 @@ if(VANTORA_LLD)
 endif()
 find_program(VANTORA_CCACHE NAMES ccache)
 if(VANTORA_CCACHE)
-  # What was compiled in one folder serves the same sources in another one (CI builds in a fresh clone): paths below the
-  # project's root count from there. Precompiled headers carry macros and times that ccache would otherwise not answer
-  # for, and a fresh clone has fresh files.
+  # Objects compiled in one folder are reused for the same sources in another one (CI builds in a fresh clone): paths
+  # are relative to the project's root. Without this sloppiness ccache refuses precompiled headers because of their
+  # macros and times, and files because of their new times in a fresh clone.
   set(CMAKE_CXX_COMPILER_LAUNCHER "${CMAKE_COMMAND}" -E env "CCACHE_BASEDIR=${CMAKE_SOURCE_DIR}" "CCACHE_NOHASHDIR=true"
     "CCACHE_SLOPPINESS=pch_defines,time_macros,include_file_mtime,include_file_ctime" "${VANTORA_CCACHE}")
   add_compile_options("-fdebug-prefix-map=${CMAKE_SOURCE_DIR}=.")
@@ -25,13 +25,13 @@ if(VANTORA_SANITIZE)
   endif()
 endif()
 
-# Every library tells the fuzzer which paths an input took.
+# Every library reports to the fuzzer which paths an input took.
 if(VANTORA_FUZZ)
   add_compile_options(-fsanitize=fuzzer-no-link)
 endif()
 
-# What most of the project includes and takes longer to read than our own code, read once. Sources still include what
-# they use.
+# Headers that most of the project includes and that take longer to parse than our own code, precompiled. Sources still
+# include what they use.
 function(vantora_precompiled)
   add_library(vantora_precompiled OBJECT "${CMAKE_SOURCE_DIR}/cmake/Precompiled.cpp")
   target_link_libraries(vantora_precompiled PRIVATE Qt6::Core)
@@ -44,7 +44,7 @@ endfunction()
 
 # vantora_library(NAME SOURCES... [LIBS ...] [PRECOMPILE <header>...]): one static library per folder; headers are
 # included with their path from the project's root ("main/signalling/Signaler.h"). PRECOMPILE: these headers instead of
-# the usual ones, where a library (WebRTC, the tool kit's windows) takes much longer to read.
+# the usual ones, where a library (WebRTC, the tool kit's windows) takes much longer to parse.
 function(vantora_library name)
   cmake_parse_arguments(ARG "" "" "SOURCES;LIBS;PRECOMPILE" ${ARGN})
   add_library(${name} STATIC ${ARG_SOURCES})

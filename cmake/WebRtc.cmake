@@ -2,7 +2,7 @@
 find_package(tg_owt REQUIRED)
 add_library(vantora_webrtc INTERFACE)
 target_link_libraries(vantora_webrtc INTERFACE tg_owt::tg_owt)
-# The packaged library was compiled with its debug checks on, which changes class sizes: every
-# translation unit that sees its headers must agree (tests/unit/rtc/WebRtcAbiTest.cpp holds this).
+# The packaged library was compiled with its debug checks on, which changes class sizes: every translation unit that
+# sees its headers must agree (tests/unit/rtc/WebRtcAbiTest.cpp checks this).
 target_compile_definitions(vantora_webrtc INTERFACE DCHECK_ALWAYS_ON)
 target_compile_options(vantora_webrtc INTERFACE -Wno-shadow -Wno-unused-parameter -Wno-deprecated-declarations)

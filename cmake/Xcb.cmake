@@ -1,4 +1,4 @@
-# X11 through xcb: its errors are values, so a display that goes away cannot end the process.
+# X11 through xcb: its errors are values, so a lost display cannot end the process.
 find_package(PkgConfig REQUIRED)
 pkg_check_modules(XCB REQUIRED IMPORTED_TARGET xcb xcb-xtest xcb-randr xcb-xkb xcb-xfixes xcb-xinput xcb-res)
 add_library(vantora_xcb INTERFACE)

@@ -21,7 +21,7 @@ HostAppDelegate::HostAppDelegate(QStringList arguments, Environment environment,
       desktop_(makeDesktopSession(environment_, desktopProcess_.clipboard())) {}
 
 HostAppDelegate::~HostAppDelegate() {
-  // The session's last steps are nobody's news.
+  // State changes during the session's shutdown are not reported.
   if (host_) host_->setChangedHandler(nullptr);
 }
 
@@ -32,7 +32,7 @@ HostAppDelegate::Launch HostAppDelegate::applicationDidFinishLaunching() {
 
   const auto& signalingUrl = std::get<SignalingUrl>(address);
   const QByteArray name = launchName(environment_, room, signalingUrl.text);
-  if (secondLaunch_.claim(name, [this] { applicationShouldHandleReopen(); }) == SecondLaunch::Outcome::toldOther) {
+  if (secondLaunch_.claim(name, [this] { applicationShouldHandleReopen(); }) == SecondLaunch::Outcome::notifiedOther) {
     return {.alreadyRunning = true, .error = {}};
   }
 
@@ -112,9 +112,9 @@ VideoSourceFactory HostAppDelegate::videoSources() {
                            int fps, int width,
                            int height) { return std::make_unique<DummyVideoSource>(fps, width, height, environment); },
           .screen =
-              [this](int width, int height, int fps, int displayIndex, ScreenNews news) {
+              [this](int width, int height, int fps, int displayIndex, ScreenEvents events) {
                 return std::make_unique<ScreenVideoSource>([this] { return desktop_->makeScreenCapture(); }, width,
-                                                           height, fps, displayIndex, std::move(news));
+                                                           height, fps, displayIndex, std::move(events));
               }};
 }
 

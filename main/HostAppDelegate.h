@@ -1,4 +1,4 @@
-// What happens when the program has been launched.
+// Creates and connects the parts of the program at launch.
 #pragma once
 
 #include <QStringList>
@@ -14,7 +14,7 @@
 
 namespace vantora {
 
-// Builds what the session stands on and the session itself. Thread: main. Owner: main().
+// Builds the session and everything it depends on. Thread: main. Owner: main().
 class HostAppDelegate {
  public:
   // `arguments` begins with the program's name.
@@ -24,14 +24,14 @@ class HostAppDelegate {
   HostAppDelegate& operator=(const HostAppDelegate&) = delete;
 
   struct Launch {
-    // Another process serves this room on this desktop and has been told; there is nothing to run here.
+    // Another process serves this room on this desktop and has been notified; this one should exit.
     bool alreadyRunning = false;
-    // A configuration error that leaves nothing to run.
+    // A configuration error that prevents the start.
     std::optional<QString> error;
   };
-  // Chooses the room, starts the session and then what shows it on the desktop.
+  // Chooses the room, starts the session and then its user interface.
   [[nodiscard]] Launch applicationDidFinishLaunching();
-  // The user launched the program once more.
+  // The user launched the program again.
   void applicationShouldHandleReopen();
 
  private:
@@ -43,12 +43,12 @@ class HostAppDelegate {
   const QStringList arguments_;
   const Environment environment_;
   const InfoDictionary info_;
-  // Member order is teardown order: the session goes first.
+  // Members are destroyed in reverse order of declaration: the session before what it uses.
   WorkerThreads statisticsThread_{"host-stats", 1};
   WorkerThreads diagnosticsThreads_{"diagnostics", kReportsAtOnce};
   QtScheduler scheduler_;
   DesktopProcessClient desktopProcess_;
-  // Its clipboard is the desktop process's.
+  // Its clipboard is that of the desktop process.
   const std::unique_ptr<DesktopSession> desktop_;
   std::unique_ptr<PeerConnectionFactory> factory_;
   std::unique_ptr<Host> host_;

@@ -12,7 +12,7 @@ TerminationSignals::TerminationSignals(std::function<void()> requested) {
   sigemptyset(&signals);
   sigaddset(&signals, SIGINT);
   sigaddset(&signals, SIGTERM);
-  // A terminal that is closed ends the program like any other request: what the viewer holds must come up.
+  // Closing the terminal ends the program like any other request: keys that the viewer holds must be released.
   struct sigaction hangUp {};
   if (sigaction(SIGHUP, nullptr, &hangUp) == 0 && hangUp.sa_handler != SIG_IGN) sigaddset(&signals, SIGHUP);
   // Threads started later inherit the mask, so that the signals can only arrive here.

@@ -15,8 +15,8 @@
 
 namespace {
 
-// Standard error belongs to the program's own log: of the toolkit's messages only the last words
-// before it ends the process are shown.
+// Standard error is reserved for the program's own log: of the toolkit's messages, only the fatal one before it ends
+// the process is shown.
 void toolkitMessage(QtMsgType type, const QMessageLogContext&, const QString& text) {
   if (type == QtFatalMsg) vantora::logLine(QStringLiteral("fatal: ") + text);
 }
@@ -63,7 +63,7 @@ int main(int argc, char* argv[]) {
     return vantora::runDesktopProcess(*descriptor, argc, argv);
   }
   const int code = runSession(argc, argv);
-  // A thread that comes back late from a dead network folder must not meet objects that are gone.
+  // An abandoned thread that returns late from a dead network folder must not use destroyed objects.
   if (vantora::AbandonableThread::wasAnyAbandoned()) {
     (void)std::fflush(nullptr);
     _exit(code);

@@ -1,4 +1,4 @@
-// What assistive programs are told about the user interfaces of other applications.
+// Access to the user interfaces of other applications through the desktop's accessibility service.
 #pragma once
 
 #include <QPointF>
@@ -11,40 +11,40 @@
 namespace vantora {
 
 // One element of an application's user interface. The texts use one vocabulary on every desktop: role names such as
-// "AXTextField", "AXButton", "AXLink", "AXSplitter" or "AXWindow"; empty where the desktop says nothing.
+// "AXTextField", "AXButton", "AXLink", "AXSplitter" or "AXWindow"; empty when unknown.
 struct AccessibleElement {
   QString role = {};
   QString subrole = {};
   QString roleDescription = {};
   QString orientation = {};                    // "AXVerticalOrientation", "AXHorizontalOrientation" or empty.
-  std::optional<QRectF> frame = std::nullopt;  // In global desktop coordinates; none where nobody needs it.
+  std::optional<QRectF> frame = std::nullopt;  // In global desktop coordinates; empty where not needed.
   bool operator==(const AccessibleElement&) const = default;
 };
 
-// The element under the pointer, then its ancestors from the inside out; empty when there is none.
+// The element under the pointer, then its ancestors from the innermost out; empty when there is no element.
 struct PointedElements {
-  QPointF pointer = {};  // Where it was when the elements were looked up; global desktop coordinates.
+  QPointF pointer = {};  // Its position when the elements were looked up; global desktop coordinates.
   std::vector<AccessibleElement> elements = {};
   bool operator==(const PointedElements&) const = default;
 };
 
 enum class AccessibilityTrust {
-  absent,   // The desktop has no accessibility service running: nobody has refused anything.
-  refused,  // It has one, and this process may not use it.
+  absent,   // The desktop has no accessibility service running; access was not refused.
+  refused,  // The service runs, and this process may not use it.
   granted,
 };
 
-// Thread: main. Owner: the composition root. Nothing here waits for another program.
+// Thread: main. Owner: the composition root. No call blocks on another program.
 class Accessibility {
  public:
-  using Answer = std::function<void(const PointedElements&)>;
+  using ElementsCallback = std::function<void(const PointedElements&)>;
   virtual ~Accessibility() = default;
-  // As last seen. Looks again in the background, at intervals, while the service is not granted.
+  // The last known state. Checked again in the background, at intervals, until access is granted.
   virtual AccessibilityTrust trust() = 0;
-  // Looks up the element under the pointer and its ancestors, `most` elements altogether. `answer` is called later, on
-  // the main thread, exactly once within about a second, unless this object dies before. False: an earlier request is
-  // still unanswered; then nothing happens and `answer` is dropped.
-  [[nodiscard]] virtual bool askPointedElements(int most, Answer answer) = 0;
+  // Looks up the element under the pointer and its ancestors, at most `maximum` elements altogether. `answer` is called
+  // later, on the main thread, exactly once within about a second, unless this object is destroyed before. False: an
+  // earlier request is pending; then nothing happens and `answer` is dropped.
+  [[nodiscard]] virtual bool askPointedElements(int maximum, ElementsCallback answer) = 0;
 };
 
 }  // namespace vantora

@@ -8,32 +8,32 @@
 
 namespace vantora {
 
-// What a reading found.
+// The result of reading the clipboard.
 struct ClipboardReading {
-  // The plain text, the empty one when there is none; nothing when it could not be read (its owner did not answer in
-  // time) or is too long.
+  // The plain text, an empty one when the clipboard has no text; nullopt when it could not be read (its owner did not
+  // reply in time) or is too long.
   std::optional<QString> text{};
-  // Bytes of UTF-8 of a text that is too long, as far as they were counted; else 0.
+  // Bytes of UTF-8 of a text that is too long, as far as counted; else 0.
   qint64 tooLong = 0;
 };
 
-// Reading and writing are answered later, since an owner of the clipboard may take its time or never answer; each
-// request is answered exactly once, also when it failed. Thread: main. Owner: the composition root.
+// Reading and writing are asynchronous, since the clipboard's owner may reply late or never; the callback of each
+// request is called exactly once, also on failure. Thread: main. Owner: the composition root.
 class Clipboard {
  public:
-  // Bytes of UTF-8 of the longest text that is read or set.
+  // Maximum length of a text that is read or set, in bytes of UTF-8.
   static constexpr qint64 kMaxTextBytes = 10 * 1024 * 1024;
 
   virtual ~Clipboard() = default;
-  // Grows with every change of the clipboard, by anybody, as far as it has been noticed.
+  // Incremented with every detected change of the clipboard, by any program.
   virtual qint64 changeCount() const = 0;
-  // Called after every change of changeCount() that another program made; empty for nobody.
+  // Called after every change of changeCount() that another program made; an empty handler unsubscribes.
   virtual void setChangedHandler(std::function<void()> handler) = 0;
-  // Puts `text` on the clipboard. `done` gets the change count of this very change; changeCount() never shows a change
-  // made here before `done` has run.
+  // Puts `text` on the clipboard. `done` gets the change count of this change; changeCount() does not include a change
+  // made here before `done` is called.
   virtual void setText(const QString& text, std::function<void(qint64 changeCount)> done) = 0;
-  using TextAnswer = std::function<void(const ClipboardReading& reading)>;
-  virtual void requestText(TextAnswer done) = 0;
+  using TextCallback = std::function<void(const ClipboardReading& reading)>;
+  virtual void requestText(TextCallback done) = 0;
 };
 
 }  // namespace vantora

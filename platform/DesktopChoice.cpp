@@ -13,7 +13,7 @@ WindowSystem windowSystemOf(const Environment& environment) {
   const QString type = environment.nonEmpty("XDG_SESSION_TYPE").value_or(QString()).toLower();
   if (type == "wayland"_L1 && (hasWayland || hasX11)) return WindowSystem::wayland;
   if (type == "x11"_L1 && hasX11) return WindowSystem::x11;
-  // A server of the caller's own: started by hand, over ssh, in a nested desktop.
+  // An X server outside the login session: started by hand, over ssh, in a nested desktop.
   if (hasX11) return WindowSystem::x11;
   return hasWayland ? WindowSystem::wayland : WindowSystem::none;
 }

@@ -1,4 +1,4 @@
-// Which implementation of the desktop this process gets.
+// Choice of the desktop implementation for this process.
 #pragma once
 
 #include <memory>
@@ -8,20 +8,19 @@
 
 namespace vantora {
 
-// What shows the desktop of this session.
+// The window system of this desktop session.
 enum class WindowSystem {
   none,     // Nothing: a console, a service.
-  x11,      // The X server that DISPLAY names; it need not answer yet.
-  wayland,  // A compositor. DISPLAY names its Xwayland, if anything.
+  x11,      // The X server that DISPLAY names; it need not run yet.
+  wayland,  // A compositor. DISPLAY, if set, names its Xwayland.
 };
 
-// From the type of the session (XDG_SESSION_TYPE) where it says more than "tty" or nothing, else from the servers that
-// are named. Pure.
+// From XDG_SESSION_TYPE when it is set and not "tty", else from the servers that the environment names. Pure.
 WindowSystem windowSystemOf(const Environment& environment);
 
-// The one place where it is decided which implementation serves `environment`. A compositor is reached through its
-// Xwayland for now, which says by itself what it cannot do: the X server is asked at every use whether it is one.
-// `clipboard` must outlive the session.
+// The only place that decides which implementation serves `environment`. A Wayland compositor is reached through its
+// Xwayland for now; the parts that do not work there detect Xwayland at every use and report it. `clipboard` must
+// outlive the session.
 std::unique_ptr<DesktopSession> makeDesktopSession(const Environment& environment, Clipboard& clipboard);
 
 }  // namespace vantora

@@ -9,8 +9,7 @@ namespace vantora {
 
 enum class PointerButton { left = 0, right = 1, centre = 2 };
 
-// Scrolling by pixels: positive `vertical` shows what is further up, positive `horizontal` what is
-// further right.
+// Scrolling by pixels: positive `vertical` scrolls up, positive `horizontal` scrolls right.
 struct ScrollEvent {
   std::int32_t vertical = 0;
   std::int32_t horizontal = 0;
@@ -29,34 +28,34 @@ struct KeyModifiers {
 // Whether the desktop takes input from this process.
 struct InputPermission {
   bool granted = false;
-  // Why not, in words for the log; empty when there is no more to say than that nothing answers.
+  // Why not, for the log; empty when the only reason is that nothing replies.
   QString reason = {};
 };
 
-// Acts as if a person had moved the mouse or pressed a key. Every call is carried out in order and waits for nobody's
-// consent; without a desktop, or before it has consented, it has no effect. Thread: main. Owner: the desktop session.
-// Destroying it releases what it holds.
+// Posts pointer and key events as if made by a person. Calls take effect in order and never wait for consent; without a
+// desktop, or before consent, they have no effect. Thread: main. Owner: the desktop session. Destroying it releases
+// everything it holds down.
 class DesktopInput {
  public:
-  using Answer = std::function<void(const InputPermission&)>;
+  using PermissionCallback = std::function<void(const InputPermission&)>;
   virtual ~DesktopInput() = default;
 
-  // Asks the desktop, which may ask the person at it. `answer` is called once, on the main thread, unless this object
-  // dies before: within this call where nobody has to be asked, else whenever the person has answered.
-  virtual void requestPermission(Answer answer) = 0;
+  // Asks the desktop for permission, which may ask the local user. `answer` is called once, on the main thread, unless
+  // this object is destroyed before: within this call where no user has to be asked, else when the user has decided.
+  virtual void requestPermission(PermissionCallback answer) = 0;
   // Moves the pointer to a place of the display with this id, in fractions of its width and height from its top left
-  // corner; its far edges (1) are its last pixels. Fractions are kept within 0..1, no number counts as 0. A display
-  // that has gone since is taken to be where it was last.
+  // corner; its far edges (1) are its last pixels. Fractions are clamped to 0..1; NaN counts as 0. A display that was
+  // removed is assumed at its last position.
   virtual void moveTo(std::uint32_t displayId, double fx, double fy) = 0;
-  // A press of a button that is already down ends the earlier press first (its release was lost on the way); a release
+  // A press of a button that is already down ends the earlier press first (its release was lost in transit); a release
   // of a button that this object does not hold does nothing.
   virtual void button(PointerButton button, bool down) = 0;
-  // Scrolls under the pointer. Fractions of a wheel step are kept for the next call.
+  // Scrolls under the pointer. Fractions of a wheel step are accumulated for the next call.
   virtual void wheel(const ScrollEvent& event) = 0;
   // Presses or releases the key at a physical position: `code` as the kernel numbers it (KEY_A of
   // linux/input-event-codes.h). The application sees exactly `modifiers` with the event, whatever else is held. A press
-  // of a key that is already down is one repetition: keys do not repeat by themselves. A release of a key that this
-  // object does not hold does nothing. False: the desktop has no such position, or cannot be reached.
+  // of a key that is already down is one repetition: there is no automatic repeat. A release of a key that this object
+  // does not hold does nothing. False: the desktop has no such position, or cannot be reached.
   [[nodiscard]] virtual bool key(std::uint16_t code, bool down, const KeyModifiers& modifiers) = 0;
   // Releases every button, key and modifier that this object holds down.
   virtual void releaseAll() = 0;

@@ -17,29 +17,29 @@
 namespace vantora {
 
 enum class DesktopState {
-  starting,         // Not known yet what the desktop offers.
-  awaitingConsent,  // The person at it has been asked.
+  starting,         // The desktop's capabilities are not known yet.
+  awaitingConsent,  // The local user has been asked.
   ready,
-  refused,  // The desktop or the person said no; asked again, they may say yes.
-  closed,   // It has ended or taken back what it gave.
+  refused,  // The desktop or the user refused; a new request may succeed.
+  closed,   // The desktop has ended or revoked its consent.
 };
 
 struct DesktopStatus {
   DesktopState state = DesktopState::starting;
-  // Why, in words for the log; of refused and closed.
+  // The reason for refused and closed, for the log.
   QString reason = {};
   bool operator==(const DesktopStatus&) const = default;
 };
 
-// Hands out everything that a desktop can do. An ability that is missing is an object that says so. Nothing here waits
-// for a person: what needs consent answers later. Thread: main. Owner: HostAppDelegate;
-// outlives everything that uses it, and what it hands out dies with it.
+// Gives access to all functions of a desktop. A function that is missing is represented by an object that reports so.
+// No call waits for the user: functions that need consent reply later. Thread: main. Owner: HostAppDelegate; outlives
+// everything that uses it. The objects it returns by reference are destroyed with it.
 class DesktopSession {
  public:
   virtual ~DesktopSession() = default;
 
   virtual DesktopStatus status() const = 0;
-  // Called after every change of status(), on the main thread; empty for nobody.
+  // Called after every change of status(), on the main thread; an empty handler unsubscribes.
   virtual void setStatusHandler(std::function<void(const DesktopStatus&)> handler) = 0;
 
   virtual Displays& displays() = 0;
@@ -48,12 +48,12 @@ class DesktopSession {
   virtual Clipboard& clipboard() = 0;
   virtual Accessibility& accessibility() = 0;
   virtual SupportTools& supportTools() = 0;
-  // A closed capture of the screen; where there is none it refuses to open, with the reason. It may outlive the
+  // A closed capture of the screen; without a screen its open() is refused, with the reason. It may outlive the
   // session.
   virtual std::unique_ptr<ScreenCapture> makeScreenCapture() = 0;
   virtual const MachineIdentity& machine() const = 0;
-  // Tells where received files go, anew at every call; empty when the desktop names no folder. The function itself is
-  // for any thread and may outlive the session.
+  // Returns the folder for received files, looked up at every call; an empty text when the desktop names no folder. The
+  // returned function may be called on any thread and may outlive the session.
   virtual std::function<QString()> downloadFolder() const = 0;
 };
 

@@ -1,9 +1,9 @@
-// The display's server.
+// Reachability of the display server.
 #pragma once
 
 namespace vantora {
 
-// Whether the server that DISPLAY names takes a connection at this moment. Any thread; waits for the server.
+// Whether the server that DISPLAY names accepts a connection now. Any thread; waits for the server without limit.
 bool displayServerAnswers();
 
 }  // namespace vantora

@@ -14,17 +14,17 @@ namespace vantora {
 // One display (monitor). Geometry is in the desktop's global coordinate space, pixels, origin at
 // the top left, y downward.
 struct Display {
-  // The platform's display number, the same for as long as the display is there; 0: the platform gives none.
+  // The platform's display number, stable while the display exists; 0: the platform has no numbers.
   std::uint32_t id = 0;
   QString name = {};
   QRect bounds = {};
-  // Clockwise turn from the picture's coordinates to the global ones: 0, 90, 180 or 270. 0 where both are those of the
-  // screen as it is seen, however the monitor stands.
+  // Clockwise rotation from frame coordinates to global ones: 0, 90, 180 or 270. 0 where both already include the
+  // rotation of the monitor.
   double rotationDegrees = 0;
-  // Frame in points where the platform tells points from pixels; none: the same as `bounds`.
+  // Frame in points where the platform distinguishes points from pixels; empty: the same as `bounds`.
   std::optional<QRectF> frameInPoints = std::nullopt;
 
-  // Pixels of the picture for each unit that applications lay out with.
+  // Pixels of the captured frame for each layout unit of applications.
   double scale = 1;
 
   QRectF frame() const { return frameInPoints.value_or(QRectF(bounds)); }
@@ -39,7 +39,7 @@ class Displays {
   // Empty when there is no display or the display server is gone. Always the current state;
   // cheap enough for every pointer move.
   virtual std::vector<Display> list() = 0;
-  // Called on the main thread's event loop when list() has become another one; empty for nobody.
+  // Called from the main thread's event loop when list() has changed; an empty handler unsubscribes.
   virtual void setChangedHandler(std::function<void()> handler) = 0;
 };
 

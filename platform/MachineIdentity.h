@@ -1,4 +1,4 @@
-// What tells this machine from others.
+// Identification of this machine.
 #pragma once
 
 #include <QString>
@@ -6,19 +6,18 @@
 
 namespace vantora {
 
-// Purpose: stable names of the machine. Thread: main. Owner: the desktop session.
-// An ability that the machine lacks is none, never an empty text.
+// Purpose: stable names of the machine. Thread: main. Owner: the desktop session. A name that the machine lacks is
+// nullopt, never an empty text.
 class MachineIdentity {
  public:
   virtual ~MachineIdentity() = default;
 
-  // An identifier that stays the same for the life of the installation. Not for showing or sending:
-  // only hashes of it leave the machine.
+  // An identifier that stays the same for the life of the installation. Not to be shown or sent: only hashes of it
+  // leave the machine.
   [[nodiscard]] virtual std::optional<QString> hardwareUuid() const = 0;
-  // The machine's name in its network. Rooms may be derived from it, so it must not change with what people like to
-  // call the machine.
+  // The machine's host name in its network. Rooms may be derived from it, so it must not change with the display name.
   [[nodiscard]] virtual std::optional<QString> localizedHostName() const = 0;
-  // What people call the machine; its name in the network where they call it nothing.
+  // The display name of the machine; its host name where no display name is set.
   [[nodiscard]] virtual std::optional<QString> prettyHostName() const = 0;
 };
 

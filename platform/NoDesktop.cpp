@@ -16,7 +16,7 @@ class NoDisplays final : public Displays {
 
 class NoInput final : public DesktopInput {
  public:
-  void requestPermission(Answer answer) override { answer({}); }
+  void requestPermission(PermissionCallback answer) override { answer({}); }
   void moveTo(std::uint32_t, double, double) override {}
   void button(PointerButton, bool) override {}
   void wheel(const ScrollEvent&) override {}
@@ -26,16 +26,16 @@ class NoInput final : public DesktopInput {
 
 class NoSystemCursor final : public SystemCursor {
  public:
-  void watch(Notices) override {}
+  void watch(Handlers) override {}
   void unwatch() override {}
-  void armPointerNotice() override {}
+  void armPointerEvent() override {}
   std::optional<QString> currentCursor() override { return std::nullopt; }
 };
 
 class NoAccessibility final : public Accessibility {
  public:
   AccessibilityTrust trust() override { return AccessibilityTrust::absent; }
-  bool askPointedElements(int, Answer) override { return false; }
+  bool askPointedElements(int, ElementsCallback) override { return false; }
 };
 
 class NoScreenCapture final : public ScreenCapture {

@@ -1,4 +1,4 @@
-// The desktop of a machine that shows none: no displays, no input, no cursor, no accessibility service.
+// The desktop session of a machine without a desktop: no displays, no input, no cursor, no accessibility service.
 #pragma once
 
 #include <memory>
@@ -7,7 +7,7 @@
 
 namespace vantora {
 
-// Refused from the beginning, for `reason`; input and capture refuse with the same. `clipboard` must outlive it.
+// Its status is refused with `reason`, and so is opening the capture. `clipboard` must outlive it.
 std::unique_ptr<DesktopSession> makeNoDesktop(Clipboard& clipboard, QString reason);
 
 }  // namespace vantora

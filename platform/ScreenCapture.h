@@ -1,4 +1,4 @@
-// Capture of one display's picture.
+// Capture of the contents of one display.
 #pragma once
 
 #include <QPoint>
@@ -19,14 +19,14 @@ namespace vantora {
 // Order of a pixel's four bytes in memory.
 enum class PixelFormat { bgrx, rgbx };
 
-// Pixels that the processor can read: rows from the top, `stride` bytes from one to the next.
+// Pixels in CPU memory: rows from the top, `stride` bytes apart.
 struct CpuPixels {
   const std::uint8_t* data = nullptr;
   int stride = 0;
 };
-// Pixels in a buffer of the graphics driver, to be mapped or imported by who takes it.
+// Pixels in a buffer of the graphics driver (DMA-BUF), to be mapped or imported by the receiver.
 struct DmaBufPixels {
-  // The modifier of pixels that lie in rows.
+  // The format modifier of linear (row by row) pixels.
   static constexpr std::uint64_t kLinear = 0;
   int descriptor = -1;
   std::uint32_t offset = 0;
@@ -34,15 +34,15 @@ struct DmaBufPixels {
   std::uint64_t modifier = kLinear;
 };
 
-// The pointer in the picture's coordinates, where the capture knows it.
+// The pointer in frame coordinates, where the capture knows it.
 struct FrameCursor {
   QPoint position;
   bool visible = true;
   bool operator==(const FrameCursor&) const = default;
 };
 
-// What the display shows. The pixels belong to the capture: they are valid until the frame is destroyed, at the latest
-// until the next call of poll(), open() or close(). Moved, never copied.
+// One captured frame. The pixels belong to the capture: they are valid until the frame is destroyed, at the latest
+// until the next call of poll(), open() or close(). Movable, not copyable.
 class CapturedFrame {
  public:
   CapturedFrame() = default;
@@ -68,12 +68,12 @@ class CapturedFrame {
   std::variant<CpuPixels, DmaBufPixels> memory;
   PixelFormat format = PixelFormat::bgrx;
   QSize size;
-  // Clockwise turn that shows the picture upright: 0, 90, 180 or 270.
+  // Clockwise rotation that shows the frame upright: 0, 90, 180 or 270.
   int rotationDegrees = 0;
-  // When the display showed it, on the monotonic clock; 0: unknown.
+  // Time of display on the monotonic clock; 0: unknown.
   std::chrono::nanoseconds timestamp{0};
-  // Within these rectangles lies everything that differs from the frame of the previous poll; the whole picture after
-  // open() and after a change of size.
+  // Rectangles that contain every difference from the frame of the previous poll; the whole frame after open() and
+  // after a change of size.
   std::vector<QRect> damage;
   std::optional<FrameCursor> cursor;
 
@@ -81,14 +81,13 @@ class CapturedFrame {
   std::function<void()> release_;
 };
 
-// Implemented by the platform; tests/fakes/FakeScreenCapture.h for tests. All methods but wake() and
-// abandon() belong to one thread, the capture thread; the object may be made and destroyed elsewhere
-// while it is closed.
+// Implemented by the platform; tests/fakes/FakeScreenCapture.h for tests. All methods except wake() and abandon() are
+// called on one thread, the capture thread; the object may be made and destroyed elsewhere while it is closed.
 class ScreenCapture {
  public:
   enum class Outcome {
     opened,
-    awaitingConsent,  // A person has been asked: wait() ends with "change" once there is an answer; then open() again.
+    awaitingConsent,  // The local user has been asked: wait() ends with "change" after the decision; then open() again.
     noDisplay,
     refused,
   };
@@ -100,27 +99,27 @@ class ScreenCapture {
   enum class Poll {
     changed,    // The frame is set and differs from the last one.
     unchanged,  // Nothing changed; the display was not read.
-    notReady,   // No picture at this moment; poll again later.
-    lost,       // The display or its server is gone; open() anew.
+    notReady,   // No frame at this moment; poll again later.
+    lost,       // The display or its server is gone; open() again.
   };
   enum class WakeOn { call, changeOrCall };
   enum class Woken { timeout, call, change };
 
   virtual ~ScreenCapture() = default;
-  // Opens the display with the number `displayIndex` (not negative), or the last one when there are
-  // fewer. Closes what was open before. Waits for no person.
+  // Opens the display with the number `displayIndex` (not negative), or the last one when there are fewer. Closes a
+  // display that was open before. Never waits for the user.
   virtual Opened open(int displayIndex) = 0;
-  // Reads the display when it changed since the last poll. The cursor is not in the picture.
+  // Reads the display when it changed since the last poll. The frame does not contain the cursor.
   virtual Poll poll(CapturedFrame& frame) = 0;
-  // Sleeps until wake() is called, `timeout` has passed or, when asked for and the display is open,
-  // until the display changed or is lost. A wake() or a change that came before counts too.
+  // Sleeps until wake() is called, `timeout` has passed or, when asked for and the display is open, until the display
+  // changed or is lost. A wake() or a change before the call counts too.
   virtual Woken wait(std::chrono::nanoseconds timeout, WakeOn wakeOn) = 0;
   // Ends the current or the next wait(). Any thread; never blocks.
   virtual void wake() = 0;
-  // Makes a call that waits for the display's server fail soon, and every later one at once, for good: a
-  // server may be stopped or serve another program alone. Any thread; never blocks.
+  // Makes a call that waits for the display server fail soon, and every later call at once, permanently: the server may
+  // be stopped or grabbed by another program. Any thread; never blocks.
   virtual void abandon() = 0;
-  // Gives the display up. Nothing happens when none is open.
+  // Closes the display. No effect when no display is open.
   virtual void close() = 0;
 };
 

@@ -1,4 +1,4 @@
-// The cursor that the desktop shows, as it changes.
+// The cursor that the desktop shows, and its changes.
 #pragma once
 
 #include <QString>
@@ -7,26 +7,26 @@
 
 namespace vantora {
 
-// Thread: main. Owner: the composition root. No call waits for the desktop, except for opening the connection to it. A
-// desktop that goes away leaves no cursor; the next call after its return finds the new one.
+// Thread: main. Owner: the composition root. No call waits for the desktop, except for opening the connection to it.
+// There is no cursor while the desktop is gone; the next call after its return finds the new one.
 class SystemCursor {
  public:
-  struct Notices {
-    // The cursor may be another one than before. Comes by itself where the desktop tells of changes.
+  struct Handlers {
+    // The cursor may have changed. Called without polling where the desktop reports changes.
     std::function<void()> cursorChanged;
-    // The pointer has moved or a button went down. Comes once for every armPointerNotice().
+    // The pointer has moved or a button was pressed. Called once for every armPointerEvent().
     std::function<void()> pointerUsed;
   };
 
   virtual ~SystemCursor() = default;
-  // From now on the notices come, the pointer's when armed. Replaces earlier notices.
-  virtual void watch(Notices notices) = 0;
-  // Ends what watch() began; from then on nothing is asked of the desktop. May be called from a notice.
+  // Starts calling the handlers, `pointerUsed` only when armed. Replaces earlier handlers.
+  virtual void watch(Handlers handlers) = 0;
+  // Ends watch(); from then on no request is sent to the desktop. May be called from a handler.
   virtual void unwatch() = 0;
-  // Asks for the one next pointer notice; does nothing when one is outstanding or nobody watches.
-  virtual void armPointerNotice() = 0;
-  // Name of the cursor shown, as its theme or the web calls it ("xterm", "ew-resize"); empty for a cursor without a
-  // name; none without a desktop, and while nobody watches.
+  // Requests one pointer event; no effect when one is pending or nobody watches.
+  virtual void armPointerEvent() = 0;
+  // Name of the current cursor in its theme or in CSS ("xterm", "ew-resize"); an empty text for a cursor without a
+  // name; nullopt without a desktop, and while nobody watches.
   virtual std::optional<QString> currentCursor() = 0;
 };
 

@@ -4,11 +4,11 @@
 
 namespace vantora {
 
-void insistOnFront(std::uint64_t window, const QString& windowSystem) {
+void forceToFront(std::uint64_t window, const QString& windowSystem) {
   if (windowSystem == QStringLiteral("xcb")) activateX11Window(static_cast<std::uint32_t>(window), {});
 }
 
-void insistOnTop(std::uint64_t window, const QString& windowSystem) {
+void forceToTop(std::uint64_t window, const QString& windowSystem) {
   if (windowSystem == QStringLiteral("xcb")) raiseX11Window(static_cast<std::uint32_t>(window), {});
 }
 

@@ -1,4 +1,4 @@
-// Bringing a window of ours to the front, and who decides about windows there.
+// Bringing a window of this program to the front, and detecting a window manager.
 #pragma once
 
 #include <QString>
@@ -6,15 +6,16 @@
 
 namespace vantora {
 
-// Where window managers doubt the wish of a program whose windows the user did not touch last, tells them that it is
-// the user's. `window` is the toolkit's number of a window that is on the screen, `windowSystem` the toolkit's name of
-// what it runs on; does nothing where neither is needed. Thread: main; takes about a millisecond.
-void insistOnFront(std::uint64_t window, const QString& windowSystem);
-// The same for the place above other windows, without the keyboard.
-void insistOnTop(std::uint64_t window, const QString& windowSystem);
+// Window managers may refuse to activate a window of a program that the user did not use last (focus stealing
+// prevention); this marks the request as the user's own. `window` is the toolkit's number of a window that is on the
+// screen, `windowSystem` the toolkit's name of its platform; no effect on platforms that do not need it. Thread: main;
+// takes about a millisecond.
+void forceToFront(std::uint64_t window, const QString& windowSystem);
+// The same for raising above other windows, without taking the keyboard focus.
+void forceToTop(std::uint64_t window, const QString& windowSystem);
 
-// Whether something lets the user move and close windows; true where the window system always has that. Thread and
-// time as above.
+// Whether a window manager lets the user move and close windows; true where the window system always has one. Thread
+// and time as above.
 bool windowsAreManaged(const QString& windowSystem);
 
 }  // namespace vantora

@@ -6,8 +6,8 @@
 
 namespace vantora::Diagnostics {
 
-// The report's pieces on Linux: the kernel's own files where they tell, else the tools that are installed. Nothing
-// needs more rights than the user has.
+// The report's pieces on Linux: the kernel's own files where these have the data, else the tools that are installed.
+// Nothing needs more rights than the user has.
 [[nodiscard]] const std::vector<Collector>& linuxCollectors();
 
 // The pieces, by section. All blocking, any thread.

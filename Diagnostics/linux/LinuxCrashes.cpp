@@ -9,7 +9,7 @@ using namespace Qt::Literals::StringLiterals;
 
 namespace {
 
-constexpr qsizetype kMostPanics = 20;
+constexpr qsizetype kMaxPanics = 20;
 const QString kCores = u"/var/lib/systemd/coredump"_s;
 const QString kReports = u"/var/crash"_s;
 // A report's interesting lines stand at its beginning; the rest is the memory of the program.
@@ -33,21 +33,21 @@ std::vector<Crash> listedCrashes(const Probe& probe) {
   if (tool.isEmpty()) return {};
   const QString list = tool + " list --no-pager --no-legend -r -n 50"_L1;
   const QString json = probe.plain(list + " --json=short 2>/dev/null"_L1);
-  // Versions before 249 do not know JSON.
+  // Versions before 249 do not support JSON.
   return parseCoredumpctl(json.isEmpty() ? probe.plain(list + " 2>/dev/null"_L1) : json);
 }
 
-// Logs that the firmware kept over a panic, and where systemd files them.
+// Logs that the firmware preserved over a panic, and those that systemd has archived.
 qsizetype panicsInFirmware(const Probe& probe) {
   const QString firmware = u"/sys/fs/pstore"_s;
   const QString archive = u"/var/lib/systemd/pstore"_s;
   qsizetype count = 0;
   for (const QString& name : probe.names(firmware, u"dmesg-*"_s)) {
-    count += tellsOfPanic(probe.text(firmware + u'/' + name)) ? 1 : 0;
+    count += reportsPanic(probe.text(firmware + u'/' + name)) ? 1 : 0;
   }
   for (const QString& name : probe.names(archive)) {
     const QString log = archive + u'/' + name;
-    count += tellsOfPanic(probe.text(log)) || tellsOfPanic(probe.text(log + "/dmesg.txt"_L1)) ? 1 : 0;
+    count += reportsPanic(probe.text(log)) || reportsPanic(probe.text(log + "/dmesg.txt"_L1)) ? 1 : 0;
   }
   return count;
 }
@@ -63,7 +63,7 @@ qsizetype kernelDumps(const Probe& probe) {
   return count;
 }
 
-// Whether somebody has written a journal: files, each below a folder with the machine's id.
+// Whether there is a journal: files, each in a folder named after the machine's id.
 bool hasJournal(const Probe& probe) {
   for (const QString& place : {u"/var/log/journal"_s, u"/run/log/journal"_s}) {
     for (const QString& name : probe.names(place)) {
@@ -73,9 +73,9 @@ bool hasJournal(const Probe& probe) {
   return false;
 }
 
-// What the kernel said of programs that crashed, in the journal's lines of 30 days; none when that cannot be read:
-// there is no journal, it is too long for the time there is, or only administrators and the groups "adm" and
-// "systemd-journal" may see what the kernel says.
+// The kernel's messages about crashed programs in the journal of the last 30 days; empty when they cannot be read:
+// there is no journal, it is too long for the time limit, or only administrators and the groups "adm" and
+// "systemd-journal" may read the kernel's messages.
 std::optional<std::vector<Crash>> crashesInJournal(const Probe& probe) {
   const QString tool = probe.tool(u"journalctl"_s);
   if (tool.isEmpty() || !hasJournal(probe)) return {};
@@ -84,15 +84,15 @@ std::optional<std::vector<Crash>> crashesInJournal(const Probe& probe) {
       trimmedLines(probe.plain(
           system + "-o short-unix -n 100 --since=-30d --grep='segfault at |^traps: ' _TRANSPORT=kernel 2>/dev/null"
                    "; echo end"_L1));
-  // A search that was cut off tells nothing of what it did not reach.
+  // The result of a search that was cut off is incomplete.
   if (lines.isEmpty() || lines.takeLast() != "end"_L1) return {};
-  // Nothing comes from a journal that cannot be read, and from one in which nothing is told.
+  // Without lines, the journal either has no crashes or cannot be read.
   if (lines.isEmpty() && probe.plain(system + "-o cat -n 1 2>/dev/null"_L1).isEmpty()) return {};
   return parseKernelCrashes(lines.join(u'\n'));
 }
 
-// Whether something on this machine files crashes. The folder of apport's reports alone says nothing: dumps of the
-// kernel go there, too.
+// Whether a service on this machine stores crash reports. The folder of apport's reports alone is no evidence: dumps of
+// the kernel are stored there, too.
 bool keepsReports(const Probe& probe) {
   return !probe.names(kCores).isEmpty() || !probe.names(kReports, u"*.crash"_s).isEmpty() ||
          probe.exists(u"/usr/share/apport/apport"_s) || !probe.tool(u"coredumpctl"_s).isEmpty();
@@ -101,7 +101,7 @@ bool keepsReports(const Probe& probe) {
 qsizetype panicsInJournal(const Probe& probe) {
   const QString tool = probe.tool(u"journalctl"_s);
   if (tool.isEmpty() || !hasJournal(probe)) return 0;
-  // Of all starts of the machine, not only the present one, in which none can have been.
+  // From all boots of the machine, not only the current one, which cannot contain a panic.
   return trimmedLines(probe.plain(tool + " -q --no-pager -o cat -n 20 --since=-30d "
                                          "--grep='Kernel panic - not syncing' _TRANSPORT=kernel 2>/dev/null"_L1))
       .size();
@@ -111,7 +111,7 @@ qsizetype panicsInJournal(const Probe& probe) {
 
 QJsonObject crashes(const Probe& probe) {
   const auto seenByKernel = crashesInJournal(probe);
-  // Where nothing tells of crashes, empty lists would say that there were none.
+  // Without any source, empty lists would mean that there were no crashes.
   if (!seenByKernel && !keepsReports(probe)) return {};
   const std::vector<Crash> all =
       mergedCrashes(storedCrashes(probe), listedCrashes(probe), seenByKernel.value_or(std::vector<Crash>()));
@@ -119,9 +119,9 @@ QJsonObject crashes(const Probe& probe) {
 }
 
 QJsonObject kernelPanics(const Probe& probe) {
-  // The sources tell of the same panics: the one that knows most counts.
+  // The sources report the same panics: the highest count is taken.
   const qsizetype count = qMax(qMax(panicsInFirmware(probe), kernelDumps(probe)), panicsInJournal(probe));
-  return {{u"kernelPanics"_s, qMin(count, kMostPanics)}};
+  return {{u"kernelPanics"_s, qMin(count, kMaxPanics)}};
 }
 
 }  // namespace vantora::Diagnostics::onLinux

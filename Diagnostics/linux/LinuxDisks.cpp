@@ -11,11 +11,11 @@ namespace {
 
 RootMount rootMount(const Probe& probe) { return parseRootMount(probe.text(u"/proc/self/mountinfo"_s, 1 << 20)); }
 
-// The disk or partition that the root file system lies on in the end, below encryption and volume groups: "nvme0n1p2".
+// The disk or partition that holds the root file system, below encryption and volume groups: "nvme0n1p2".
 QString rootDevice(const Probe& probe) {
   const RootMount root = rootMount(probe);
   QString name = QFileInfo(probe.under("/sys/dev/block/"_L1 + root.device)).canonicalFilePath();
-  // Some file systems have a number of their own that belongs to no device.
+  // Some file systems have a device number that belongs to no block device.
   if (name.isEmpty()) name = QFileInfo(probe.under(root.source)).canonicalFilePath();
   name = lastPathComponent(name);
   constexpr int kDeepestStack = 8;
@@ -27,7 +27,7 @@ QString rootDevice(const Probe& probe) {
   return name;
 }
 
-// What UDisks2 knows of the drive; it reads the drive itself, with the rights that takes.
+// UDisks2's data on the drive; it reads the drive itself, with the rights that this needs.
 QString smartStatus(const Probe& probe) {
   const QString tool = probe.tool(u"busctl"_s);
   const QString device = probe.hasSystemBus() && !tool.isEmpty() ? rootDevice(probe) : QString();

@@ -15,7 +15,7 @@ namespace {
 
 const QString kInterfaces = u"/sys/class/net"_s;
 
-// The wireless interface in use, else the first one; "" for none.
+// The wireless interface in use, else the first one; "" when there is none.
 QString wirelessInterface(const Probe& probe) {
   QString first;
   for (const QString& name : probe.names(kInterfaces)) {
@@ -27,7 +27,7 @@ QString wirelessInterface(const Probe& probe) {
   return first;
 }
 
-// Fills what the first does not know from the second.
+// Fills the empty fields of `link` from `other`.
 WifiLink completed(WifiLink link, const WifiLink& other) {
   if (!link.ssid) link.ssid = other.ssid;
   if (!link.rssi) link.rssi = other.rssi;

@@ -23,7 +23,7 @@ QJsonObject battery(const Probe& probe) {
   double full = 0;
   double design = 0;
   for (const QString& folder : batteryFolders(probe)) {
-    // Firmware that does not count says 0. Of two batteries the one that is worn more counts.
+    // Firmware without a counter reports 0. Of two batteries the one with more wear is reported.
     const qint64 cycles = toInteger(probe.text(folder + "/cycle_count"_L1)).value_or(0);
     if (cycles > 0) battery.cycleCount = qMax(cycles, battery.cycleCount.value_or(0));
     for (const QLatin1StringView kind : {"energy"_L1, "charge"_L1}) {

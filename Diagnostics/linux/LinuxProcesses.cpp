@@ -15,7 +15,7 @@ namespace {
 
 QString folderOf(qint64 pid) { return "/proc/"_L1 + QString::number(pid); }
 
-// What the figures of single processes are measured by.
+// Values of the machine that the figures of its processes are computed with.
 struct Machine {
   double uptimeSeconds = 0;
   qint64 memoryKB = 0;

@@ -9,13 +9,13 @@ using namespace Qt::Literals::StringLiterals;
 
 namespace {
 
-// Addresses come out of files that other programs write; an option must not pass for one.
+// Addresses come from files that other programs write; an option of the command must not be taken for one.
 bool isAddress(const QString& text) {
   static const QRegularExpression kAddress(u"^[0-9A-Za-z:][0-9A-Za-z.:%_-]*$"_s);
   return kAddress.match(text).hasMatch();
 }
 
-// One packet, waited for 0.8 s. Where nothing can be pinged nothing is said.
+// One packet with a timeout of 0.8 s. Empty when nothing can be pinged.
 QJsonObject ping(const Probe& probe, const QString& name, const QString& target) {
   const QString tool = probe.tool(u"ping"_s);
   if (tool.isEmpty() || !isAddress(target)) return {};

@@ -14,7 +14,8 @@ DefaultRoute defaultRoute(const Probe& probe) {
 QString firstResolver(const Probe& probe) {
   QString first = nameservers(probe.text(u"/etc/resolv.conf"_s)).value(0);
   if (!isLocalStub(first)) return first;
-  // Behind a forwarder on this machine: systemd's keeps a list of what it asks, others may be known to the manager.
+  // The resolvers behind a forwarder on this machine: systemd's keeps a list of them, the network manager may know
+  // those of others.
   for (const QString& server : nameservers(probe.text(u"/run/systemd/resolve/resolv.conf"_s))) {
     if (!isLocalStub(server)) return server;
   }

@@ -9,7 +9,7 @@ namespace vantora::Diagnostics::onLinux {
 
 // The default route by IPv4, or by IPv6 where there is none.
 [[nodiscard]] DefaultRoute defaultRoute(const Probe& probe);
-// The first resolver that is asked beyond this machine; the local one where that is all there is; "" for none.
+// The first resolver outside this machine; the local one when there is no other; "" when there is none.
 [[nodiscard]] QString firstResolver(const Probe& probe);
 
 }  // namespace vantora::Diagnostics::onLinux

@@ -48,7 +48,7 @@ bool hasFirewall(const Probe& probe) {
       isAnyUnitActive(probe.plain(systemctl + " is-active firewalld.service nftables.service 2>/dev/null"_L1))) {
     return true;
   }
-  // Only an administrator is shown the rules themselves.
+  // Only an administrator may read the rules themselves.
   const QString nft = probe.tool(u"nft"_s);
   return !nft.isEmpty() && filtersInput(probe.plain(nft + " list ruleset 2>/dev/null"_L1));
 }

@@ -12,7 +12,7 @@ using namespace Qt::Literals::StringLiterals;
 
 namespace {
 
-// Asking for the size of a folder that is not there would only cost a process.
+// Measuring a folder that does not exist would only cost a process.
 qint64 presentKB(const Probe& probe, const QString& path) {
   return probe.answers(path) ? parseFolderKB(probe.plain(folderSizeCommand(path))) : 0;
 }
@@ -23,7 +23,7 @@ QString downloadFolder(const Probe& probe) {
     if (!line.startsWith("XDG_DOWNLOAD_DIR="_L1)) continue;
     QString folder = line.mid(17).remove(u'"');
     if (folder.startsWith("$HOME/"_L1)) folder = probe.home() + folder.mid(5);
-    // A folder that is the whole home stands for "none".
+    // A folder that is the whole home means "not set".
     if (folder.startsWith(u'/') && folder != probe.home() && folder != probe.home() + u'/') return folder;
   }
   return probe.home() + "/Downloads"_L1;
@@ -48,7 +48,7 @@ QJsonObject volume(const Probe& probe) {
   const auto kib = [&](fsblkcnt_t blocks) {
     return static_cast<qint64>(static_cast<double>(blocks) * static_cast<double>(figures.f_frsize) / 1024);
   };
-  // As df counts: what is kept for the administrator is neither used nor available.
+  // As df counts: what is reserved for the administrator is neither used nor available.
   return toJson(Volume{kib(figures.f_blocks), kib(figures.f_blocks - figures.f_bfree), kib(figures.f_bavail)});
 }
 

@@ -9,7 +9,7 @@ using namespace Qt::Literals::StringLiterals;
 
 namespace {
 
-// A sensor that is off or broken gives figures no machine runs at.
+// A sensor that is off or broken reports implausible values.
 std::optional<int> temperature(const Probe& probe, const QString& path) {
   const auto value = toInteger(probe.text(path));
   if (!value || *value < -40'000 || *value > 250'000) return std::nullopt;

@@ -8,7 +8,7 @@ using namespace Qt::Literals::StringLiterals;
 
 namespace {
 
-// What the package manager learned at its last refresh; none is made here.
+// The updates known since the package manager's last refresh; no refresh is started here.
 QStringList available(const Probe& probe) {
   if (const QString apt = probe.tool(u"apt"_s); !apt.isEmpty() && probe.exists(u"/var/lib/dpkg/status"_s)) {
     return parseApt(probe.plain(apt + " list --upgradable 2>/dev/null"_L1));

@@ -14,7 +14,7 @@ constexpr quint32 kUp = 0x1;
 constexpr quint32 kGateway = 0x2;
 constexpr quint32 kReject = 0x200;
 
-// Takes over what is better in a list of candidates read one by one.
+// Keeps the best of candidates that are added one by one.
 class BestRoute {
  public:
   void consider(const QString& interface, const QString& gateway, quint32 metric) {
@@ -53,7 +53,7 @@ DefaultRoute parseProcRoute(const QString& text) {
     bool gatewayOk = false;
     bool flagsOk = false;
     bool metricOk = false;
-    // The kernel prints the address as a number of this machine, so its bytes are in order once stored back.
+    // The kernel prints the address as a number in host byte order, so its bytes are in order once stored back.
     const quint32 gateway = fields[2].toUInt(&gatewayOk, 16);
     const quint32 flags = fields[3].toUInt(&flagsOk, 16);
     const quint32 metric = fields[6].toUInt(&metricOk);
@@ -96,7 +96,7 @@ QString firstResolvectlServer(const QString& text) {
     // "Global: ..." or "Link 2 (eth0): ..."; addresses of IPv6 hold colons as well, so only the first blank counts.
     const qsizetype colon = line.indexOf(": "_L1);
     const QString first = colon < 0 ? QString() : words(line.mid(colon + 2)).value(0);
-    // A server may carry its name for TLS behind a number sign.
+    // The name of a server for TLS may follow a number sign.
     if (!first.isEmpty()) return first.section(u'#', 0, 0);
   }
   return {};

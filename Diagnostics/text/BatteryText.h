@@ -14,7 +14,7 @@ struct Battery {
 
 // {"cycleCount", "healthPct"}, each when known.
 [[nodiscard]] QJsonObject toJson(const Battery& battery);
-// full / design x 100 as a whole number, halves away from zero; nothing when a figure makes no sense.
+// full / design x 100 as a whole number, halves away from zero; empty when a figure is not plausible.
 [[nodiscard]] std::optional<qint64> healthPercent(double full, double design);
 // Degrees Celsius from a raw number of tenths.
 [[nodiscard]] std::optional<double> parseRawTemperature(const QString& text);

@@ -41,7 +41,7 @@ std::vector<Crash> parseCoredumpctlTable(const QString& text) {
 
 qint64 secondsBetween(const Crash& a, const Crash& b) { return std::abs(a.time.secsTo(b.time)); }
 
-// The sources write down when they have finished, which takes a while for a large core.
+// The sources record the time when they have finished, which is later for a large core.
 bool areClose(const Crash& a, const Crash& b) {
   constexpr qint64 kToleranceSeconds = 60;
   return secondsBetween(a, b) <= kToleranceSeconds;
@@ -49,7 +49,7 @@ bool areClose(const Crash& a, const Crash& b) {
 
 bool isSame(const Crash& a, const Crash& b) { return a.pid > 0 && a.pid == b.pid && areClose(a, b); }
 
-// A crash as the files and the core service tell of it.
+// A crash as the files and the core service report it.
 struct Filed {
   Crash crash;
   // The name in a core file's name, which is a thread's like the kernel's; else the program's.
@@ -65,7 +65,7 @@ bool mayBeThread(const Crash& thread, const Filed& filed) {
          (filed.crash.name.left(kKernelNameLength) == name || filed.threadName.left(kKernelNameLength) == name);
 }
 
-// The lines of the kernel that tell of none of `filed`. Each of these stands for one line: a program may crash again.
+// The lines of the kernel that match no crash of `filed`. Each crash matches one line only: a program may crash again.
 std::vector<Crash> unpaired(std::vector<Filed>& filed, const std::vector<Crash>& seenByKernel) {
   std::vector<Crash> lines;
   for (const Crash& line : seenByKernel) {
@@ -73,7 +73,7 @@ std::vector<Crash> unpaired(std::vector<Filed>& filed, const std::vector<Crash>&
       lines.push_back(line);
     }
   }
-  // The id is the better evidence: it takes its pick before the names.
+  // The id is the better evidence: ids are matched before names.
   std::erase_if(lines, [&](const Crash& line) {
     const auto match = std::find_if(filed.begin(), filed.end(),
                                     [&](const Filed& each) { return !each.paired && isSame(line, each.crash); });
@@ -135,7 +135,8 @@ std::vector<Crash> parseCoredumpctl(const QString& text) {
 std::vector<Crash> parseKernelCrashes(const QString& text) {
   // Time, host, "kernel:", the message.
   static const QRegularExpression line(u"^(\\d{1,12})\\.(\\d{1,6}) \\S+ kernel: (.*)$"_s);
-  // A program chooses its name: it may hold blanks, brackets and what looks like a message. The last place counts.
+  // A program chooses its name: it may contain blanks, brackets and text in the form of a message. The last match
+  // counts.
   static const QRegularExpression message(
       u"^(?:(.+)\\[(\\d+)\\]: segfault at [0-9a-f]+ ip |traps: (.+)\\[(\\d+)\\] [a-z0-9 ]+ ip:[0-9a-f]+ )"_s);
   static const QRegularExpression place(u" in (\\S.*)\\[[0-9a-f]+(?:,[0-9a-f]+)?\\+[0-9a-f]+\\]"_s);
@@ -206,6 +207,6 @@ QJsonArray repeatedCrashes(const std::vector<Crash>& newestFirst) {
   return result;
 }
 
-bool tellsOfPanic(const QString& kernelLog) { return kernelLog.contains("Kernel panic - not syncing"_L1); }
+bool reportsPanic(const QString& kernelLog) { return kernelLog.contains("Kernel panic - not syncing"_L1); }
 
 }  // namespace vantora::Diagnostics

@@ -31,7 +31,7 @@ std::optional<ProcStat> parseProcStat(const QByteArray& bytes) {
   const qsizetype open = bytes.indexOf('(');
   const qsizetype close = bytes.lastIndexOf(')');
   if (open < 0 || close < open) return std::nullopt;
-  // Behind the name: state (field 3 of the whole), ..., utime 14, stime 15, ..., starttime 22, vsize, rss 24.
+  // After the name: state (field 3 of the whole), ..., utime 14, stime 15, ..., starttime 22, vsize, rss 24.
   const QList<QByteArray> fields = bytes.mid(close + 1).simplified().split(' ');
   if (fields.size() < 22) return std::nullopt;
   const auto field = [&](int number) { return fields[number - 3].toLongLong(); };

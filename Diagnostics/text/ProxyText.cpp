@@ -64,7 +64,7 @@ ProxyState parseKioslaverc(const QString& text) {
     if (inside && equals > 0)
       values.insert(line.left(equals).section(u'[', 0, 0).trimmed(), line.mid(equals + 1).trimmed());
   }
-  // 0 none, 1 by hand, 2 a script, 3 found automatically, 4 from the environment, which is looked at anyway.
+  // 0 none, 1 by hand, 2 a script, 3 found automatically, 4 from the environment, which is read anyway.
   const qint64 type = toInteger(values.value(u"ProxyType"_s)).value_or(0);
   ProxyState state;
   state.enabled = type == 2 || type == 3;
@@ -104,9 +104,9 @@ ProxyState combined(const ProxyState& first, const ProxyState& second) {
   return result;
 }
 
-QString portalStatus(const QString& answer) {
-  if (answer.isEmpty()) return u"unknown"_s;
-  return answer.toLower().contains("success"_L1) ? u"open"_s : u"captive"_s;
+QString portalStatus(const QString& response) {
+  if (response.isEmpty()) return u"unknown"_s;
+  return response.toLower().contains("success"_L1) ? u"open"_s : u"captive"_s;
 }
 
 }  // namespace vantora::Diagnostics

@@ -27,7 +27,7 @@ struct ProxyState {
 // Both together, an entry that stands in both only once.
 [[nodiscard]] ProxyState combined(const ProxyState& first, const ProxyState& second);
 
-// "open", "captive" or "unknown", from what the detection page answered.
-[[nodiscard]] QString portalStatus(const QString& answer);
+// "open", "captive" or "unknown", from the response to the request for the detection page.
+[[nodiscard]] QString portalStatus(const QString& response);
 
 }  // namespace vantora::Diagnostics

@@ -63,20 +63,20 @@ bool aptChecksSignatures(const QStringList& configurations, const QStringList& s
 
 bool rpmChecksSignatures(const QString& mainConfiguration, const QStringList& repositories, bool byDefault) {
   const QString main = iniValue(mainConfiguration, u"gpgcheck"_s);
-  const bool checksUsually = main.isEmpty() ? byDefault : isYes(main);
+  const bool checksByDefault = main.isEmpty() ? byDefault : isYes(main);
   bool any = false;
   for (const QString& repository : repositories) {
-    // A file may hold several repositories; one that is switched off does no harm.
+    // A file may hold several repositories; one that is disabled is ignored.
     for (const QString& section : QString(u'\n' + repository).split(u"\n["_s).mid(1)) {
       const QString enabled = iniValue(section, u"enabled"_s);
       if (!enabled.isEmpty() && !isYes(enabled)) continue;
       any = true;
       const QString check = iniValue(section, u"gpgcheck"_s);
-      if (!(check.isEmpty() ? checksUsually : isYes(check))) return false;
+      if (!(check.isEmpty() ? checksByDefault : isYes(check))) return false;
     }
   }
-  // Without any, what is installed by hand goes by the usual value.
-  return any || checksUsually;
+  // Without any repository, the default applies to packages that are installed by hand.
+  return any || checksByDefault;
 }
 
 bool isUfwOn(const QString& ufwConf) { return iniValue(ufwConf, u"ENABLED"_s).toLower() == "yes"_L1; }

@@ -103,7 +103,7 @@ QString busPathElement(const QString& name) {
 }
 
 QString parseDrivePath(const QString& text) {
-  // o "/org/freedesktop/UDisks2/drives/NAME"; a lone slash stands for no drive.
+  // o "/org/freedesktop/UDisks2/drives/NAME"; a lone slash means "no drive".
   const QString path = text.section(u'"', 1, 1);
   return path.startsWith("/org/freedesktop/UDisks2/drives/"_L1) ? path : QString();
 }
@@ -111,13 +111,13 @@ QString parseDrivePath(const QString& text) {
 QString parseSmart(const QString& text) {
   const QJsonObject values = QJsonDocument::fromJson(text.toUtf8())[u"data"_s][0].toObject();
   const auto value = [&](const QString& name) { return values[name][u"data"_s]; };
-  // Never looked at since the machine started: it would say "not failing" without knowing.
-  const bool lookedAt = value(u"SmartUpdated"_s).toInteger() > 0;
+  // 0: not read since the machine started, so that "not failing" would be unfounded.
+  const bool wasRead = value(u"SmartUpdated"_s).toInteger() > 0;
   const QJsonValue warnings = value(u"SmartCriticalWarning"_s);
-  if (warnings.isArray()) return !lookedAt ? QString() : warnings.toArray().isEmpty() ? u"Verified"_s : u"Failing"_s;
+  if (warnings.isArray()) return !wasRead ? QString() : warnings.toArray().isEmpty() ? u"Verified"_s : u"Failing"_s;
   if (!value(u"SmartSupported"_s).isBool()) return {};
   if (!value(u"SmartSupported"_s).toBool()) return u"Not Supported"_s;
-  if (!value(u"SmartEnabled"_s).toBool() || !lookedAt) return {};
+  if (!value(u"SmartEnabled"_s).toBool() || !wasRead) return {};
   return value(u"SmartFailing"_s).toBool() ? u"Failing"_s : u"Verified"_s;
 }
 

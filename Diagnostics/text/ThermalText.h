@@ -20,7 +20,7 @@ struct ThermalZone {
 };
 
 // "critical", "serious" or "fair" when some zone has reached such a limit, "nominal" when none has, "unknown" where no
-// zone has a limit. Limits at or below freezing are not set and count for nothing.
+// zone has a limit. Limits at or below freezing mean "not set" and are ignored.
 [[nodiscard]] QString thermalState(const std::vector<ThermalZone>& zones);
 
 }  // namespace vantora::Diagnostics

@@ -6,10 +6,10 @@
 // The system's version and its pending updates, one text per update. Pure functions, any thread.
 namespace vantora::Diagnostics {
 
-// More are not listed: the report travels in one message.
+// Maximum number of listed updates: the report is sent as one message.
 inline constexpr qsizetype kListedUpdates = 120;
 
-// The name for people in an os-release file, else its name and version; "" for none.
+// The pretty name in an os-release file, else its name and version; "" when there is none.
 [[nodiscard]] QString osVersion(const QString& osRelease);
 // `apt list --upgradable`.
 [[nodiscard]] QStringList parseApt(const QString& text);

@@ -12,7 +12,7 @@ struct Link {
   QString name;
   bool up = false;
   bool wireguard = false;
-  bool tun = false;  // carries packets to a program; a tap device, as virtual machines use it, is none
+  bool tun = false;  // carries packets to a program; a tap device, as virtual machines use it, is not one
 };
 
 // The names of the connected VPNs: the network manager's own (`nmcli -t -f NAME,TYPE,DEVICE connection show --active`)

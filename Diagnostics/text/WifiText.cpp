@@ -18,12 +18,12 @@ std::optional<int> toInt(const QString& text) {
 }
 
 std::optional<int> roundedInt(std::optional<double> value) {
-  // Far outside what a radio measures there is nothing to report.
+  // Values far outside the range of a radio are not reported.
   if (!value || std::abs(*value) > 1000) return std::nullopt;
   return static_cast<int>(std::lround(*value));
 }
 
-// Levels of 0 and of -256 are the driver's way to say that it does not know.
+// A driver reports levels of 0 and of -256 when the level is unknown.
 std::optional<int> knownLevel(std::optional<int> level) {
   return level && *level < 0 && *level > -200 ? level : std::nullopt;
 }
@@ -94,7 +94,7 @@ WifiLink parseProcWireless(const QString& text, const QString& interface) {
   for (const QString& line : trimmedLines(text)) {
     const QStringList fields = words(line);
     if (fields.size() < 5 || fields[0] != interface + u':') continue;
-    // The numbers end in a dot when they were updated since the last look.
+    // The numbers end in a dot when they were updated since the last read.
     const auto level = [&](int index) { return knownLevel(roundedInt(toNumber(QString(fields[index]).remove(u'.')))); };
     return {.ssid = {}, .rssi = level(3), .noise = level(4), .txRate = {}};
   }

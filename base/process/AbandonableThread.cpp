@@ -8,8 +8,8 @@
 namespace vantora {
 namespace {
 
-std::atomic<int> leftNow = 0;
-std::atomic<bool> leftEver = false;
+std::atomic<int> abandonedNow = 0;
+std::atomic<bool> everAbandoned = false;
 
 }  // namespace
 
@@ -17,7 +17,7 @@ struct AbandonableThread::State {
   std::mutex mutex;
   std::condition_variable ended;
   bool over = false;
-  bool left = false;
+  bool abandoned = false;
 };
 
 AbandonableThread::AbandonableThread(std::function<void()> work)
@@ -26,7 +26,7 @@ AbandonableThread::AbandonableThread(std::function<void()> work)
         work = nullptr;
         const std::lock_guard lock(state->mutex);
         state->over = true;
-        if (state->left) --leftNow;
+        if (state->abandoned) --abandonedNow;
         state->ended.notify_all();
       }) {}
 
@@ -39,20 +39,20 @@ bool AbandonableThread::join(Clock::time_point deadline) {
   {
     std::unique_lock lock(state_->mutex);
     if (!state_->ended.wait_until(lock, deadline, [this] { return state_->over; })) {
-      state_->left = true;
-      leftEver = true;
-      ++leftNow;
+      state_->abandoned = true;
+      everAbandoned = true;
+      ++abandonedNow;
       thread_.detach();
       return false;
     }
   }
-  // Only its last steps are left, which wait for nothing.
+  // The thread is past its work and ends without blocking.
   thread_.join();
   return true;
 }
 
-int AbandonableThread::leftBehind() { return leftNow; }
+int AbandonableThread::abandonedCount() { return abandonedNow; }
 
-bool AbandonableThread::wasAnyAbandoned() { return leftEver; }
+bool AbandonableThread::wasAnyAbandoned() { return everAbandoned; }
 
 }  // namespace vantora

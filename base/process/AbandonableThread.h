@@ -8,9 +8,9 @@
 
 namespace vantora {
 
-// Purpose: runs work that may never return, as a look at a file system whose server is gone, without taking its owner
-// along. Whatever the work touches it must own, or share. Thread: one at a time. Owner: whoever wants the work done; an
-// owner that is destroyed without having waited leaves the thread behind.
+// Purpose: runs work that may never return, such as access to a file system whose server is gone, without blocking its
+// owner. The work must own or share everything it uses. Thread: one at a time. Owner: whoever starts the work;
+// destroying this object before the work has ended abandons the thread.
 class AbandonableThread {
  public:
   using Clock = std::chrono::steady_clock;
@@ -21,14 +21,14 @@ class AbandonableThread {
   AbandonableThread(AbandonableThread&&) noexcept = default;
   AbandonableThread& operator=(AbandonableThread&&) = delete;
 
-  // Waits for the end of the work until `deadline`; false, and the thread is left behind, when it does not come. What
-  // the work held is let go of by then, or later by the thread itself.
+  // Waits for the end of the work until `deadline`; false when the work has not ended, and the thread is abandoned. The
+  // thread itself destroys the work's captures: before join() returns true, otherwise later.
   [[nodiscard]] bool join(Clock::time_point deadline);
 
-  // How many threads of this process that were left behind still run. Any thread.
-  [[nodiscard]] static int leftBehind();
-  // Whether one ever was: it may be anywhere in the program then, and what is destroyed at the end of a process must
-  // stay. Any thread.
+  // Number of abandoned threads of this process that still run. Any thread.
+  [[nodiscard]] static int abandonedCount();
+  // Whether a thread was ever abandoned: it may be running any code, so objects must not be destroyed at process exit.
+  // Any thread.
   [[nodiscard]] static bool wasAnyAbandoned();
 
  private:

@@ -29,7 +29,7 @@ std::vector<char*> pointers(std::vector<QByteArray>& texts) {
   return result;
 }
 
-// What the child does with descriptors and folder before the program begins.
+// Sets up the child's descriptors and folder before the program starts.
 class FileActions {
  public:
   explicit FileActions(const ChildStart& start) {
@@ -37,7 +37,7 @@ class FileActions {
     posix_spawn_file_actions_addopen(&actions_, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
     connect(start.output, STDOUT_FILENO);
     connect(start.error, STDERR_FILENO);
-    // Libraries open files and sockets without asking for them to be closed here.
+    // Libraries open files and sockets without close-on-exec.
     posix_spawn_file_actions_addclosefrom_np(&actions_, STDERR_FILENO + 1);
     if (!start.folder.isEmpty()) {
       posix_spawn_file_actions_addchdir_np(&actions_, QFile::encodeName(start.folder).constData());

@@ -1,4 +1,4 @@
-// An open file that is closed in time.
+// RAII owner of a file descriptor.
 #pragma once
 
 #include <unistd.h>
@@ -7,7 +7,7 @@
 
 namespace vantora {
 
-// Owns a descriptor; -1 stands for none.
+// Owns a descriptor; -1 means empty.
 class FileDescriptor {
  public:
   explicit FileDescriptor(int fd = -1) : fd_(fd) {}

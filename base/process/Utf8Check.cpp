@@ -3,7 +3,7 @@
 namespace vantora {
 namespace {
 
-// How many bytes a character has that begins with `lead`, 0 when none begins with it.
+// Length in bytes of a character that begins with `lead`; 0 when `lead` is invalid.
 int lengthOf(unsigned char lead) {
   if (lead < 0x80) return 1;
   if (lead < 0xC2) return 0;
@@ -32,7 +32,7 @@ void Utf8Check::feed(unsigned char byte) {
   const int length = lengthOf(byte);
   valid_ = length > 0;
   missing_ = length > 1 ? length - 1 : 0;
-  // The second byte tells too long forms, surrogates and what lies beyond the last character.
+  // The second byte reveals overlong forms, surrogates and values beyond the last code point.
   if (byte == 0xE0) low_ = 0xA0;
   if (byte == 0xED) high_ = 0x9F;
   if (byte == 0xF0) low_ = 0x90;

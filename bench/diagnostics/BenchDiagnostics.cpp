@@ -1,5 +1,5 @@
-// How long a full diagnostics report of this machine takes, how much processor time its commands use, and what is left
-// of a session's frame rate meanwhile.
+// The time of a full diagnostics report of this machine, the processor time of its commands, and the frame rate of a
+// session meanwhile.
 //
 //   bench_diagnostics [--runs N] [--network] [--out FILE]
 //
@@ -30,7 +30,7 @@ namespace {
 using namespace Qt::Literals::StringLiterals;
 namespace Diagnostics = vantora::Diagnostics;
 
-// Into an empty network whose loopback interface is up. False without the rights for it.
+// Moves the process to an empty network namespace with only the loopback interface up. False without the rights for it.
 bool leaveNetwork() {
   if (unshare(CLONE_NEWNET) != 0 && unshare(CLONE_NEWUSER | CLONE_NEWNET) != 0) return false;
   const int fd = socket(AF_INET, SOCK_DGRAM, 0);
@@ -57,7 +57,7 @@ struct FrameCount {
   [[nodiscard]] double share() const { return due > 0 ? 100.0 * inTime / due : 0; }
 };
 
-// Stands for a session: sixty times a second a frame that takes some work, on a thread of usual priority.
+// Simulates a session: 60 times per second a frame that takes some work, on a thread of normal priority.
 class Frames {
  public:
   Frames() : thread_([this](const std::stop_token& stop) { work(stop); }) {}
@@ -82,7 +82,7 @@ class Frames {
       const auto late = Clock::now() - due;
       ++all_;
       if (late <= kPeriod) ++in_time_;
-      // What is lost is lost; the next frame is due at the next beat.
+      // Missed frames are skipped; the next one is due at the next period.
       while (due + kPeriod < Clock::now()) {
         due += kPeriod;
         ++all_;
@@ -133,7 +133,7 @@ int main(int argc, char** argv) {
   qsizetype bytes = 0;
   const double childrenBefore = childrenSeconds();
   for (int i = 0; i < runs; ++i) {
-    // Before each report as long without one, so that what else the machine does weighs on both.
+    // Before each report the same time without one, so that other load on the machine affects both.
     (void)frames.take();
     std::this_thread::sleep_for(std::chrono::duration<double>(times.empty() ? 2.0 : times.back()));
     alone.add(frames.take());

@@ -1,5 +1,5 @@
-// How long a viewer's pointer and key messages take until an application on a real X server has
-// the event. Times are microseconds.
+// Time from a viewer's pointer or key message until an application on a real X server receives the event, in
+// microseconds.
 #include <QFile>
 #include <QJsonArray>
 #include <QJsonObject>
@@ -24,18 +24,18 @@ using Clock = std::chrono::steady_clock;
 
 constexpr int kWarmUps = 200;
 constexpr int kRounds = 5000;
-// A tenth of a millisecond is far below what a person or a frame of video can show.
+// In microseconds: a tenth of a millisecond is far below the interval of video frames.
 constexpr double kMoveCallAim = 30;
 constexpr double kDeliveredAim = 100;
 
 struct Series {
   std::vector<double> call;       // Until the call returned.
-  std::vector<double> delivered;  // Until the application had the event.
+  std::vector<double> delivered;  // Until the application received the event.
 };
 
 double microseconds(Clock::duration time) { return std::chrono::duration<double, std::micro>(time).count(); }
 
-// Waits for one event of type `wanted`; false when the server has gone.
+// Waits for one event of type `wanted`; false if the connection to the server is lost.
 bool await(xcb_connection_t* connection, int wanted) {
   while (xcb_generic_event_t* event = xcb_wait_for_event(connection)) {
     const int type = event->response_type & 0x7f;
@@ -61,7 +61,7 @@ bool measure(xcb_connection_t* connection, Series& series, Act act, Wanted wante
   return true;
 }
 
-// One figure of the report; no aim: only there to be seen.
+// One figure of the report; `aim` is empty for a figure without a target.
 QJsonObject figure(const QString& name, double value, std::optional<double> aim) {
   QJsonObject object{{u"name"_s, name}, {u"value"_s, value}, {u"unit"_s, u"us"_s}, {u"better"_s, u"lower"_s}};
   if (aim) object.insert(u"aim"_s, *aim);

@@ -1,5 +1,5 @@
-// A large file from a real browser to the real host while the screen is shown. node files.mjs OUT [MEGABYTES]; runs
-// inside scripts/lab. The browser shares the machine with the host, so its own work is in every figure.
+// A large file from a real browser to the real host while the screen is shared. node files.mjs OUT [MEGABYTES]; runs
+// inside scripts/lab. The browser runs on the same machine, so every figure includes its load.
 import { join } from 'node:path';
 import { firstDifference, sendFile } from '../../tests/e2e/lib/files.mjs';
 import { BareControl } from '../../tests/e2e/lib/viewer.mjs';

@@ -36,7 +36,7 @@ for (const codec of ['h264', 'av1']) {
   for (const rate of [null, '2mbit', '1mbit']) await firstSecond(codec, rate);
 }
 
-// What waits between a change and its picture while the link is too thin for what moves beside it.
+// Delay between a change and its frame while the link is too thin for the moving text beside it.
 for (const [codec, rate] of ['h264', 'vp8', 'vp9', 'av1'].flatMap((codec) => [[codec, null], [codec, '2mbit'], [codec, '1mbit']])) {
   await session({ screen: '1280x720', host: { env: { PREFERRED_CODEC: codec, CONTROL_TOKEN: '123456' } } }, async (each) => {
     const page = await each.bare();

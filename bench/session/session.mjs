@@ -1,5 +1,5 @@
-// Figures of whole sessions: the real host, a real X server and a real browser on one machine, so the browser's own
-// share of it is in every figure. node session.mjs OUT; runs inside scripts/lab.
+// Figures of whole sessions: the real host, a real X server and a real browser on one machine, so every figure includes
+// the browser's load. node session.mjs OUT; runs inside scripts/lab.
 import { readFile } from 'node:fs/promises';
 import { BareControl, shows } from '../../tests/e2e/lib/viewer.mjs';
 import { until } from '../../tests/e2e/lib/wait.mjs';
@@ -10,7 +10,7 @@ async function residentMegabytes(pid) {
   return Number((await readFile(`/proc/${pid}/status`, 'utf8')).match(/VmRSS:\s+(\d+)/)[1]) / 1024;
 }
 
-/// A terminal whose whole picture turns over with every key it gets.
+/// A terminal that inverts its colours with every key it receives.
 async function flipper(each) {
   const script = 'stty raw -echo; i=0; while read -rn1; do i=$((1-i)); [ $i = 1 ] && printf "\\033[?5h" || printf "\\033[?5l"; done';
   const child = each.screen.start('xterm', ['-geometry', '100x30+0+0', '-e', 'bash', '-c', script]);
@@ -19,7 +19,7 @@ async function flipper(each) {
   await each.screen.run('xdotool', ['windowfocus', '--sync', id]);
 }
 
-/// Milliseconds from sending a key to the first frame in the page that shows the terminal turned over.
+/// Milliseconds from sending a key to the first frame in the page that shows the terminal inverted.
 function keyToPixel(page, key) {
   return page.evaluate((code) => new Promise((resolve, reject) => {
     const video = document.getElementById('video');
@@ -43,22 +43,22 @@ function keyToPixel(page, key) {
 }
 
 await session({ screen: '1920x1080', hostNow: false }, async (each) => {
-  // Somebody waits in the room and hears the offer.
+  // A client waits in the room and receives the offer.
   const listener = await each.bare();
   const starts = [];
   const offers = [];
   for (let round = 0; round < 5; round++) {
     const offered = listener.evaluate(({ url, room }) => new Promise((resolve) => {
-      const line = new WebSocket(url);
-      line.onopen = () => {
-        line.send(JSON.stringify({ type: 'join', room, role: 'viewer' }));
+      const socket = new WebSocket(url);
+      socket.onopen = () => {
+        socket.send(JSON.stringify({ type: 'join', room, role: 'viewer' }));
         window.listening = true;
       };
-      line.onmessage = ({ data }) => {
+      socket.onmessage = ({ data }) => {
         if (JSON.parse(data).type !== 'offer') return;
         resolve(performance.timeOrigin + performance.now());
         window.listening = false;
-        line.close();
+        socket.close();
       };
     }), { url: each.server.signalUrl, room: each.room });
     await until(() => listener.evaluate(() => window.listening), { what: 'the listener in the room' });
@@ -101,7 +101,7 @@ await session({ screen: '1920x1080', hostNow: false }, async (each) => {
   const times = [];
   for (let round = 0; round < 41; round++) {
     times.push(await keyToPixel(page, 'Space'));
-    // A different pause each time, so that no two keys meet the same moment of a cycle.
+    // A different pause each time, so that keys are spread over the phases of periodic work.
     await new Promise((resolve) => setTimeout(resolve, 130 + 37 * (round % 7)));
   }
   times.shift();

@@ -1,5 +1,5 @@
-// A full page of small text at 1920x1080, preset "high", over links that are thinner than it: node thin.mjs OUT; runs inside
-// scripts/lab. CODECS and RATES ("h264 av1", "1mbit 2mbit none") choose some of the combinations.
+// A full page of small text at 1920x1080, preset "high", over links that are too thin for it: node thin.mjs OUT; runs
+// inside scripts/lab. CODECS and RATES ("h264 av1", "1mbit 2mbit none") choose some of the combinations.
 import { openTextPage } from '../../tests/e2e/lib/text-page.mjs';
 import { BareControl, received, receivedRates } from '../../tests/e2e/lib/viewer.mjs';
 import { until } from '../../tests/e2e/lib/wait.mjs';

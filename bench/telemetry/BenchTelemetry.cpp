@@ -1,5 +1,5 @@
-// What collecting the machine's figures costs while a viewer is connected: as this machine is, beside two thousand
-// sleeping processes, and beside what five login shells a second would take.
+// The processor time of collecting the machine's statistics while a viewer is connected: on this machine as it is, with
+// two thousand sleeping processes, and compared with five login shells per second.
 //
 //   bench_telemetry [--seconds N] [--out FILE]
 #include <sys/resource.h>
@@ -44,12 +44,12 @@ double childrenSeconds() {
 
 struct Cost {
   double percent = 0;    // of one processor
-  double firstMs = 0;    // processor time of the first collection, which looks at everything twice
+  double firstMs = 0;    // processor time of the first collection, which reads everything twice
   double longestMs = 0;  // of a later one
   qsizetype bytes = 0;   // of the object
 };
 
-// A viewer's cadence: one collection and four messages a second.
+// The rate with a viewer: one collection and four messages per second.
 Cost collecting(int seconds) {
   vantora::LinuxFigures figures(vantora::LinuxFigures::Sources::ofThisMachine());
   Cost cost;
@@ -71,8 +71,8 @@ Cost collecting(int seconds) {
   return cost;
 }
 
-// The same figures by five commands through login shells, as a share of one processor when done once a second. The user
-// has no profile of his own here: it would only make them dearer.
+// The same statistics from five commands in login shells, as a share of one processor at one run per second. The user
+// has no shell profile here: it would only add to the time.
 double shellPercent() {
   const QTemporaryDir home;
   QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
@@ -122,7 +122,7 @@ int main(int argc, char** argv) {
       std::fprintf(stderr, "only %zu processes could be started\n", sleepers.count());
       return 1;
     }
-    // Longer: looks at all of them are rare, and should weigh no more than they do in a session.
+    // Longer: scans of all processes are rare and should have the same weight as in a session.
     const Cost crowded = collecting(2 * seconds);
     const QString among = u" among %1 sleeping processes"_s.arg(kSleepers);
     list.append(figure(u"statistics"_s + among, crowded.percent, u"% of a core"_s, 0.5));

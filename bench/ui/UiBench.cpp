@@ -1,5 +1,5 @@
-// What chat and menu cost the user interface, and whether its windows stay responsive in a burst of messages. The
-// windows are laid out and painted into memory.
+// The time that chat and menu take in the user interface, and whether its windows stay responsive in a burst of
+// messages. The windows are laid out and painted into memory.
 #include <QApplication>
 #include <QElapsedTimer>
 #include <QFile>
@@ -22,7 +22,7 @@ using namespace vantora;
 using namespace Qt::Literals::StringLiterals;
 
 constexpr int kMessages = 10000;
-// As many as arrive together in one piece from the session.
+// Number of messages that arrive together from the session.
 constexpr int kTogether = 50;
 constexpr double kMessageAimUs = 200;
 // Longer than this, a person notices that a window hangs.
@@ -39,7 +39,8 @@ QString message(int number) {
   return u"Message %1 of the burst, with a few words and https://example.com/page/%1 in it"_s.arg(number);
 }
 
-// All messages in pieces, the event loop running in between; the gap is between two chances for the user's input.
+// Sends all messages in groups, with the event loop running in between; a gap is the time between two runs of the loop,
+// in which user input waits.
 Burst burst(UserInterface& interface) {
   Burst result;
   QElapsedTimer whole;
@@ -71,8 +72,8 @@ QJsonObject figure(const QString& name, double value, const QString& unit, std::
 }
 
 QJsonArray measure() {
-  fakes::FakeSessionControl face;
-  UserInterface interface(face, InfoDictionary(), QDBusConnection(u"nowhere"_s));
+  fakes::FakeSessionControl session;
+  UserInterface interface(session, InfoDictionary(), QDBusConnection(u"nowhere"_s));
   Transcript& transcript = interface.statusBar().chatWindow().transcript();
   QJsonArray figures;
 
@@ -97,8 +98,8 @@ QJsonArray measure() {
 
   figures.append(figure(u"menu and tooltip after a change"_s,
                         meanUs(2000,
-                               [&face](int round) {
-                                 face.change(
+                               [&session](int round) {
+                                 session.change(
                                      [round](HostState& state) { state.iceState = static_cast<IceState>(round % 7); });
                                }),
                         u"us"_s));

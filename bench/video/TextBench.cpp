@@ -1,6 +1,6 @@
-// A page of text on a thin link: what the viewer can read of it, and when, if the picture keeps its size or is sent
-// smaller and stretched again. Each of our encoders gets the same bits for every size; a letter counts as readable
-// when no other letter of the page's alphabet is nearer to what arrived.
+// A page of text on a thin link: how much of it the viewer can read, and when, if the frame keeps its size or is sent
+// smaller and scaled up again. Each of our encoders gets the same bit rate for every size; a letter counts as readable
+// if no other letter of the page's alphabet is more similar to the decoded one.
 #include <api/video/i420_buffer.h>
 #include <api/video/video_frame.h>
 #include <api/video_codecs/builtin_video_decoder_factory.h>
@@ -45,7 +45,7 @@ constexpr int kLetters = '~' - kFirstLetter + 1;
 constexpr uint32_t kKbps = 1000;
 
 struct Page {
-  Buffer picture;
+  Buffer buffer;
   std::vector<char> letters;  // Line by line; ' ' is a blank.
 };
 
@@ -95,18 +95,18 @@ Page makePage(uint32_t seed) {
     }
   }
   painter.end();
-  page.picture = bufferOf(image);
+  page.buffer = bufferOf(image);
   return page;
 }
 
 using Cell = std::array<int, kCellWidth * kCellHeight>;
 
-Cell cellAt(const webrtc::I420BufferInterface& picture, int column, int line) {
+Cell cellAt(const webrtc::I420BufferInterface& buffer, int column, int line) {
   Cell cell{};
   for (int y = 0; y < kCellHeight; ++y) {
     for (int x = 0; x < kCellWidth; ++x) {
       cell[static_cast<size_t>(y) * kCellWidth + static_cast<size_t>(x)] =
-          picture.DataY()[(line * kCellHeight + y) * picture.StrideY() + column * kCellWidth + x];
+          buffer.DataY()[(line * kCellHeight + y) * buffer.StrideY() + column * kCellWidth + x];
     }
   }
   return cell;
@@ -118,14 +118,14 @@ std::vector<Cell> makeAlphabet() {
   painter.setFont(textFont());
   for (int letter = 0; letter < kLetters; ++letter) draw(painter, letter, 0, static_cast<char>(kFirstLetter + letter));
   painter.end();
-  const Buffer picture = bufferOf(image);
+  const Buffer buffer = bufferOf(image);
   std::vector<Cell> cells;
   cells.reserve(kLetters);
-  for (int letter = 0; letter < kLetters; ++letter) cells.push_back(cellAt(*picture, letter, 0));
+  for (int letter = 0; letter < kLetters; ++letter) cells.push_back(cellAt(*buffer, letter, 0));
   return cells;
 }
 
-// Share of the letters of `page` that are recognised in `shown`, in percent.
+// Share of the letters of `page` that are readable in `shown`, in percent.
 double readable(const webrtc::I420BufferInterface& shown, const Page& page, const std::vector<Cell>& alphabet) {
   int right = 0;
   int all = 0;
@@ -134,7 +134,7 @@ double readable(const webrtc::I420BufferInterface& shown, const Page& page, cons
       const char letter = page.letters[static_cast<size_t>(line) * kColumns + static_cast<size_t>(column)];
       if (letter == ' ') continue;
       const Cell cell = cellAt(shown, column, line);
-      qint64 least = std::numeric_limits<qint64>::max();
+      qint64 minimum = std::numeric_limits<qint64>::max();
       int nearest = 0;
       for (int candidate = 0; candidate < kLetters; ++candidate) {
         qint64 distance = 0;
@@ -142,8 +142,8 @@ double readable(const webrtc::I420BufferInterface& shown, const Page& page, cons
           const int difference = cell[at] - alphabet[static_cast<size_t>(candidate)][at];
           distance += difference * difference;
         }
-        if (distance < least) {
-          least = distance;
+        if (distance < minimum) {
+          minimum = distance;
           nearest = candidate;
         }
       }
@@ -165,17 +165,17 @@ double psnr(const webrtc::I420BufferInterface& shown, const webrtc::I420BufferIn
   return 10 * std::log10(255.0 * 255 * kWidth * kHeight / std::max(sum, 1.0));
 }
 
-Buffer resized(const Buffer& picture, int width, int height) {
-  if (picture->width() == width && picture->height() == height) return picture;
+Buffer resized(const Buffer& original, int width, int height) {
+  if (original->width() == width && original->height() == height) return original;
   const auto buffer = webrtc::I420Buffer::Create(width, height);
-  buffer->ScaleFrom(*picture);
+  buffer->ScaleFrom(*original);
   return buffer;
 }
 
-// An encoder and the decoder at the other end.
-class Line : public webrtc::EncodedImageCallback, public webrtc::DecodedImageCallback {
+// An encoder and a decoder.
+class CodecPair : public webrtc::EncodedImageCallback, public webrtc::DecodedImageCallback {
  public:
-  Line(const char* name, webrtc::VideoCodecType type, int width, int height) : width_(width), height_(height) {
+  CodecPair(const char* name, webrtc::VideoCodecType type, int width, int height) : width_(width), height_(height) {
     std::map<std::string, std::string> parameters;
     if (type == webrtc::kVideoCodecH264) parameters["packetization-mode"] = "1";
     const webrtc::SdpVideoFormat format(name, parameters);
@@ -221,12 +221,12 @@ class Line : public webrtc::EncodedImageCallback, public webrtc::DecodedImageCal
     encoder_->SetRates(webrtc::VideoEncoder::RateControlParameters(allocation, kFps));
   }
 
-  // Encodes and decodes one picture; the bytes that it took, 0 when it was left out.
-  size_t send(const Buffer& picture) {
+  // Encodes and decodes one frame; returns its encoded bytes, 0 if it was dropped.
+  size_t send(const Buffer& buffer) {
     bytes_ = 0;
     timestamp_ += 90000 / kFps;
     const auto frame = webrtc::VideoFrame::Builder()
-                           .set_video_frame_buffer(resized(picture, width_, height_))
+                           .set_video_frame_buffer(resized(buffer, width_, height_))
                            .set_timestamp_rtp(timestamp_)
                            .set_timestamp_us(timestamp_ * 100 / 9)
                            .build();
@@ -237,7 +237,7 @@ class Line : public webrtc::EncodedImageCallback, public webrtc::DecodedImageCal
     encodingMs = std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
     return bytes_;
   }
-  // The last picture as the viewer sees it, stretched to the screen's size.
+  // The last frame as the viewer sees it, scaled to the screen's size.
   Buffer shown() const { return resized(last_, kWidth, kHeight); }
   double encodingMs = 0;
 
@@ -282,17 +282,17 @@ int main(int argc, char** argv) {
   for (const auto& [codec, type] : codecs) {
     for (const double scale : {1.0, 0.75, 0.5}) {
       const auto side = [scale = scale](int whole) { return static_cast<int>(whole * scale) / 4 * 4; };
-      Line line(codec, type, side(kWidth), side(kHeight));
-      for (int i = 0; i < 3 * kFps; ++i) line.send(before.picture);
-      std::vector<std::pair<double, Buffer>> seen;  // Seconds after the page changed, and what is there then.
+      CodecPair pair(codec, type, side(kWidth), side(kHeight));
+      for (int i = 0; i < 3 * kFps; ++i) pair.send(before.buffer);
+      std::vector<std::pair<double, Buffer>> seen;  // Seconds after the page changed, and the frame shown then.
       double encoding = 0;
       for (int i = 0; i < 4 * kFps; ++i) {
-        const size_t bytes = line.send(after.picture);
+        const size_t bytes = pair.send(after.buffer);
         if (bytes == 0) continue;
-        encoding = std::max(encoding, line.encodingMs);
+        encoding = std::max(encoding, pair.encodingMs);
         const double free = seen.empty() ? 0 : seen.back().first;
         seen.emplace_back(std::max(free, static_cast<double>(i) / kFps) + static_cast<double>(bytes) * 8 / 1000 / kKbps,
-                          line.shown());
+                          pair.shown());
       }
       const QString name = u"text at 1 Mbit/s, %1, size x %2, "_s.arg(QString::fromLatin1(codec)).arg(scale);
       if (seen.empty()) continue;
@@ -306,7 +306,7 @@ int main(int argc, char** argv) {
       add(name + u"readable in it"_s, readable(*seen.front().second, after, alphabet), u"%"_s);
       add(name + u"90 % readable after"_s, ready < 0 ? -1 : ready * 1000, u"ms (-1: never)"_s);
       add(name + u"readable at last"_s, share, u"%"_s);
-      add(name + u"likeness at last"_s, psnr(*seen.back().second, *after.picture), u"dB"_s);
+      add(name + u"likeness at last"_s, psnr(*seen.back().second, *after.buffer), u"dB"_s);
       add(name + u"slowest picture to encode"_s, encoding, u"ms"_s);
     }
   }

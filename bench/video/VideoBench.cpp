@@ -1,6 +1,5 @@
-// What a frame costs before the encoder gets it: reading and converting the screen, beside the least
-// that any capture would need; making the test pattern, beside painting it pixel by pixel; and looking for what
-// changed.
+// The time a frame takes before it reaches the encoder: reading and converting the screen, compared with the minimum
+// that any capture needs; making the test pattern, compared with painting it pixel by pixel; and detecting changes.
 #include <QCoreApplication>
 #include <QFile>
 #include <QJsonArray>
@@ -77,15 +76,15 @@ void convertAll(const std::uint8_t* bgra, int stride, webrtc::I420Buffer& frame)
                      frame.MutableDataV(), frame.StrideV(), frame.width(), frame.height());
 }
 
-// Every frame of a screen that changes altogether, and of one where a line of text changes.
+// Frames of a screen that changes entirely, and of one where a line of text changes.
 bool benchCapture(const Size& size, Report& report) {
   const testing_x11::XvfbServer server(size.width, size.height);
   if (!server.running()) return false;
   testing_x11::ScreenPainter painter(server.display());
   const auto capture = makeX11ScreenCapture(server.display().toStdString());
   if (capture->open(0).outcome != ScreenCapture::Outcome::opened) return false;
-  CapturedFrame picture;
-  if (capture->poll(picture) != ScreenCapture::Poll::changed) return false;
+  CapturedFrame image;
+  if (capture->poll(image) != ScreenCapture::Poll::changed) return false;
 
   FrameConverter converter;
   converter.setFrameSize({size.width, size.height});
@@ -98,8 +97,8 @@ bool benchCapture(const Size& size, Report& report) {
   std::vector<double> floor;
   for (int round = 0; round < kWarmUps + kRounds; ++round) {
     const auto pollAndConvert = [&] {
-      if (capture->poll(picture) != ScreenCapture::Poll::changed) return;
-      converter.convert(picture, converter.newFrame());
+      if (capture->poll(image) != ScreenCapture::Poll::changed) return;
+      converter.convert(image, converter.newFrame());
     };
     painter.fillAll(static_cast<std::uint32_t>(round * 65793));
     const double wholeTime = timed(pollAndConvert);
@@ -133,16 +132,16 @@ void benchScaling(Report& report) {
   converter.setFrameSize({1280, 720});
   std::vector<double> times;
   for (int round = 0; round < kRounds; ++round) {
-    CapturedFrame picture;
-    picture.memory = CpuPixels{pixels.data(), kFrom.width * 4};
-    picture.size = {kFrom.width, kFrom.height};
-    picture.damage = {QRect(QPoint(0, 0), picture.size)};
-    times.push_back(timed([&] { converter.convert(picture, converter.newFrame()); }));
+    CapturedFrame image;
+    image.memory = CpuPixels{pixels.data(), kFrom.width * 4};
+    image.size = {kFrom.width, kFrom.height};
+    image.damage = {QRect(QPoint(0, 0), image.size)};
+    times.push_back(timed([&] { converter.convert(image, converter.newFrame()); }));
   }
   report.add(u"screen 1080p to 720p, converted and scaled"_s, median(times), u"ms"_s);
 }
 
-// The plain way: every pixel of the image, then the conversion.
+// The simple way: paints every pixel of the image, then converts it.
 void paintPlainly(BgraImage& image, webrtc::I420Buffer& frame, double time) {
   const std::vector<std::uint8_t> row = makePixelBuffer(image.width, 1, 0)->bytes;  // Above the box.
   const BoxColumns box = boxColumns(image.width, time);
@@ -175,7 +174,7 @@ void benchPattern(const Size& size, Report& report) {
   report.add(name + u"gain"_s, median(plain) / median(fast), u"times"_s, 4.0, u"higher"_s);
 }
 
-// A line of text changes in each frame: the frame compared as a whole, and where it is said to have changed.
+// A line of text changes in each frame: compares the whole frame, and only the area of the change.
 void benchChanges(const Size& size, Report& report) {
   constexpr ChangedBlocks::Area kLine{100, 400, 800, 20};
   std::vector<std::uint8_t> luma(static_cast<std::size_t>(size.width) * static_cast<std::size_t>(size.height), 90);

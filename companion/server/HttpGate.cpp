@@ -17,37 +17,37 @@ HttpGate::HttpGate(std::unique_ptr<QTcpSocket> socket, const StaticFiles& files,
       callbacks_(std::move(callbacks)),
       timeout_(scheduler.after(timeout, [this] { finish(); })) {
   socket_->setParent(nullptr);
-  // Bounds what a client can make us hold before it is known what it wants.
+  // Bounds the memory that a client can occupy before its request is known.
   socket_->setReadBufferSize(kMaxRequestHead + 1);
-  QObject::connect(socket_.get(), &QTcpSocket::readyRead, socket_.get(), [this] { look(); });
+  QObject::connect(socket_.get(), &QTcpSocket::readyRead, socket_.get(), [this] { inspect(); });
   QObject::connect(socket_.get(), &QTcpSocket::disconnected, socket_.get(), [this] { finish(); });
-  if (socket_->bytesAvailable() > 0) look();
+  if (socket_->bytesAvailable() > 0) inspect();
 }
 
 HttpGate::~HttpGate() {
   if (!socket_) return;
   QObject::disconnect(socket_.get(), nullptr, socket_.get(), nullptr);
   socket_->abort();
-  // A signal of the socket may be what led here.
+  // This may run inside a signal of the socket.
   socket_.release()->deleteLater();
 }
 
-void HttpGate::look() {
-  if (answered_ || !socket_) return;
+void HttpGate::inspect() {
+  if (responded_ || !socket_) return;
   const QByteArray received = socket_->peek(kMaxRequestHead + 1);
   if (!hasWholeHead(received)) {
     if (received.size() > kMaxRequestHead) {
-      answerAndClose(StaticFiles::plainAnswer(431, "Request Header Fields Too Large"));
+      respondAndClose(StaticFiles::plainResponse(431, "Request Header Fields Too Large"));
     }
     return;
   }
   const auto request = parseRequestHead(received);
   if (!request) {
-    answerAndClose(StaticFiles::plainAnswer(400, "Bad Request"));
+    respondAndClose(StaticFiles::plainResponse(400, "Bad Request"));
   } else if (!request->upgradesToWebSocket) {
-    answerAndClose(files_.answer(*request));
+    respondAndClose(files_.response(*request));
   } else if (!policy_.admits(*request)) {
-    answerAndClose(StaticFiles::explainedAnswer(403, "Forbidden", kStrangePage));
+    respondAndClose(StaticFiles::explainedResponse(403, "Forbidden", kStrangePage));
   } else {
     QObject::disconnect(socket_.get(), nullptr, socket_.get(), nullptr);
     socket_->setReadBufferSize(0);
@@ -56,15 +56,15 @@ void HttpGate::look() {
   }
 }
 
-void HttpGate::answerAndClose(const QByteArray& answer) {
-  answered_ = true;
+void HttpGate::respondAndClose(const QByteArray& response) {
+  responded_ = true;
   socket_->readAll();
-  socket_->write(answer);
+  socket_->write(response);
   socket_->disconnectFromHost();  // after the bytes are out
 }
 
 void HttpGate::finish() {
-  // The callback is moved out first: it may come to be called twice, and means something once.
+  // The callback is moved out first: this may run twice, but the callback must be called once only.
   if (const auto done = std::exchange(callbacks_.onDone, nullptr)) done();
 }
 

@@ -1,4 +1,4 @@
-// Which web pages may speak with the room server.
+// Which web pages may use the room server.
 #pragma once
 
 #include <QByteArray>
@@ -10,8 +10,8 @@
 
 namespace vantora::companion {
 
-// A browser lets any page connect to any address, this machine's own included, and names the page's origin. Programs
-// name none. Pure; immutable.
+// A browser lets any page connect to any address, this machine's own included, and names the page's origin. Other
+// programs name no origin. Pure; immutable.
 class OriginPolicy {
  public:
   // `allowed`: origins of pages that are served elsewhere, as parseOrigin() gives them. `machineName`: this machine's
@@ -20,7 +20,7 @@ class OriginPolicy {
 
   // Whether `request` comes from a program, from a page of this server, or from one of the allowed origins. A page of
   // this server is one whose origin is the address that the request itself was sent to, when that address is an IP
-  // address, "localhost" or the machine's name: any other name may have been made to point here by its owner.
+  // address, "localhost" or the machine's name: the owner of any other name may have made it point to this machine.
   bool admits(const HttpRequest& request) const;
 
  private:
@@ -31,7 +31,7 @@ class OriginPolicy {
 };
 
 // The origin in the spelling that browsers use ("https://pages.example", in small letters, without the port that the
-// scheme implies), or none when `text` is not one. Pure.
+// scheme implies), or empty when `text` is not one. Pure.
 std::optional<QByteArray> parseOrigin(const QString& text);
 
 }  // namespace vantora::companion

@@ -74,7 +74,7 @@ void RoomRegistry::joinAsHost(MemberId id, Room& room, Effects& effects) {
 }
 
 void RoomRegistry::joinAsViewer(MemberId id, Room& room, Effects& effects) {
-  // Only the one that was active has to be told; those before it know already.
+  // Only the one that was active has to be notified; those before it have been already.
   if (!room.viewers.empty()) effects.messages.push_back({room.viewers.back(), superseded()});
   room.viewers.push_back(id);
 }
@@ -122,7 +122,7 @@ void RoomRegistry::toViewers(const Room& room, const QString& text, Effects& eff
   for (const MemberId viewer : room.viewers) effects.messages.push_back({viewer, text});
 }
 
-// Viewers only: a host knows nothing of these messages, and its traffic stays clean.
+// Viewers only: these messages are not part of the protocol with a host.
 void RoomRegistry::announce(const Room& room, Effects& effects) {
   toViewers(room, peerState(room.host.has_value(), static_cast<int>(room.viewers.size())), effects);
 }

@@ -34,16 +34,16 @@ struct Effects {
 
 // Pure state: no sockets, threads or clocks.
 //
-// A room exists while it has members. It has at most one host: a newer one replaces it. Of several
-// viewers the newest is the active one; what the others send no longer reaches the host, since a
-// viewer that vanished without a goodbye stays a member until its connection is found dead.
+// A room exists while it has members. It has at most one host: a newer one replaces it. Of several viewers the newest
+// is the active one; what the others send no longer reaches the host, since a viewer that disappeared without closing
+// its connection stays a member until the connection is found dead.
 class RoomRegistry {
  public:
   struct Limits {
     int rooms = 1000;
     int viewersPerRoom = 16;
-    // "renegotiate" makes a host write a whole offer. A room's host hears it this often at most, whoever asks; what is
-    // too much is dropped, and the next one that fits gets its offer.
+    // "renegotiate" makes a host write a whole offer. A room's host receives it at most this often, whoever asks;
+    // requests beyond that are dropped, and the next one within the rate gets its offer.
     TokenBucket::Rate requests{.burst = 20, .perSecond = 4};
   };
   // When something was received: `monotonic` for rates, `unixMilliseconds` for the stamps of chat lines.
@@ -61,7 +61,7 @@ class RoomRegistry {
   [[nodiscard]] Effects leave(MemberId member);
 
   bool isMember(MemberId id) const { return members_.contains(id); }
-  // None for who is no member.
+  // Empty when `id` is not a member.
   std::optional<Role> roleOf(MemberId id) const;
   int rooms() const { return static_cast<int>(rooms_.size()); }
 

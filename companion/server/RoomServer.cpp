@@ -84,7 +84,7 @@ void RoomServer::acceptSockets() {
       upgraded->setParent(&webSockets_);
       webSockets_.handleConnection(upgraded);
     };
-    // Swept up from the event loop: the gate is in the middle of something when it says so.
+    // Deleted from the event loop: the gate is still executing when it calls this.
     callbacks.onDone = [this, id] {
       finishedGates_.push_back(id);
       sweep_.start(0);
@@ -134,7 +134,7 @@ void RoomServer::received(MemberId id, const QString& text) {
 void RoomServer::gone(MemberId id) {
   const auto found = connections_.find(id);
   if (found == connections_.end()) return;
-  // Called from a signal of this very socket.
+  // Called from a signal of this socket.
   found->second.socket.release()->deleteLater();
   connections_.erase(found);
   apply(registry_.leave(id));
@@ -163,14 +163,14 @@ void RoomServer::close(MemberId id, int code, const QString& reason) {
   if (found == connections_.end() || found->second.closing) return;
   found->second.closing = true;
   apply(registry_.leave(id));
-  // A socket whose close cannot get through is cut off at the next ping.
+  // A socket whose close cannot be delivered is aborted at the next ping.
   if (const auto still = connections_.find(id); still != connections_.end()) {
     still->second.socket->close(static_cast<QWebSocketProtocol::CloseCode>(code), reason);
   }
 }
 
-// Swept up from the event loop: aborting a socket makes its signals run, which change what the caller may be walking
-// through.
+// Done from the event loop: aborting a socket emits its signals, which change containers that the caller may be
+// iterating over.
 void RoomServer::drop(MemberId id) {
   const auto found = connections_.find(id);
   if (found == connections_.end()) return;

@@ -20,29 +20,29 @@
 
 namespace vantora::companion {
 
-// What one server puts up with.
+// Limits of one server.
 struct RoomServerLimits {
   RoomRegistry::Limits rooms;
   int connections = 1024;
   quint64 messageBytes = 1024 * 1024;
-  // Unsent bytes a slow receiver may pile up before it is cut off. Looked at before each message to it, and once in
-  // this time: answers to its pings pile up as well.
+  // Unsent bytes that a slow receiver may accumulate before it is disconnected. Checked before each message to it, and
+  // once per `backlogPeriod`: replies to its pings accumulate as well.
   qint64 backlogBytes = 8 * 1024 * 1024;
   std::chrono::milliseconds backlogPeriod{1'000};
-  // A message costs one token, and one more for each `bytesPerToken`. A viewer's burst covers a whole
-  // negotiation with all its candidates, several times over. A host answers its viewers: what one of
-  // them makes it send, over its control channels too, must not use the host's own allowance up.
+  // A message costs one token, and one more for each `bytesPerToken`. A viewer's burst covers a whole negotiation with
+  // all its candidates, several times over. A host replies to its viewers: what one of them makes it send, also over
+  // its control channels, must not use up the host's own allowance.
   TokenBucket::Rate viewerRate{.burst = 300, .perSecond = 60};
   TokenBucket::Rate hostRate{.burst = 6000, .perSecond = 2000};
   double bytesPerToken = 16 * 1024;
   std::chrono::milliseconds requestTimeout{10'000};
   std::chrono::milliseconds joinTimeout{10'000};
-  // A connection that has not answered a ping by the next one is dead.
+  // A connection without a pong by the next ping is dead.
   std::chrono::milliseconds pingPeriod{10'000};
 };
 
-// Accepts connections, serves files to those that ask for them, and moves messages between the
-// WebSockets as RoomRegistry says. Main thread. Owned by main(), or by a test.
+// Accepts connections, serves files to those that ask for them, and moves messages between the WebSockets as
+// RoomRegistry decides. Main thread. Owned by main(), or by a test.
 class RoomServer {
  public:
   RoomServer(const QString& viewerFolder, OriginPolicy policy, Scheduler& scheduler, RoomServerLimits limits = {});
@@ -50,7 +50,7 @@ class RoomServer {
   RoomServer(const RoomServer&) = delete;
   RoomServer& operator=(const RoomServer&) = delete;
 
-  // False when the address or port cannot be had; errorText() says why. Port 0 takes a free one.
+  // False when the address or port is not available; errorText() gives the reason. Port 0 takes a free one.
   [[nodiscard]] bool listen(const QHostAddress& address, quint16 port);
   bool addressInUse() const;
   QString errorText() const;

@@ -14,7 +14,7 @@ constexpr std::array kFromViewer = {"answer"_L1, "ice"_L1, "renegotiate"_L1, "cl
 
 QString asText(const JsonObject& message) { return QString::fromUtf8(toJson(message)); }
 
-// A name fit to stand before a chat line. Control characters go, and "host" is the host's alone.
+// A name as shown before a chat line: without control characters; "host" is reserved for the host.
 QString viewerName(const QString& given) {
   QString name;
   for (const QChar c : given) {

@@ -1,4 +1,4 @@
-// What the room server understands of the messages that pass through it.
+// The messages that the room server interprets, of those that pass through it.
 #pragma once
 
 #include <QString>
@@ -10,7 +10,7 @@ namespace vantora::companion {
 
 enum class Role { host, viewer };
 
-// A member's wish to enter a room.
+// A member's request to enter a room.
 struct JoinRequest {
   QString room;
   Role role = Role::viewer;
@@ -23,8 +23,8 @@ inline constexpr int kMaxSenderName = 64;
 inline constexpr int kMaxChatText = 4000;
 inline constexpr int kMaxReactionName = 32;
 
-// The request in a "join" message, or none when the message is of another type or its room or role
-// is unusable. A room name is taken as it is: 1 to kMaxRoomName UTF-16 units. Pure.
+// The request in a "join" message, or empty when the message is of another type or its room or role is unusable. A room
+// name is taken as it is: 1 to kMaxRoomName UTF-16 units. Pure.
 std::optional<JoinRequest> parseJoin(const JsonObject& message);
 
 // Whether a member of `role` may have a message of `type` handed to the other side. Pure.

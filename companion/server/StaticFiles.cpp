@@ -43,35 +43,35 @@ QByteArray contentType(const QString& suffix) {
 
 QByteArray assemble(int status, const QByteArray& reason, const QByteArray& type, const QByteArray& body,
                     bool withBody) {
-  QByteArray answer = "HTTP/1.1 " + QByteArray::number(status) + ' ' + reason + "\r\n";
-  if (status == 405) answer += "Allow: GET, HEAD\r\n";
-  answer += "Content-Type: " + type + "\r\nContent-Length: " + QByteArray::number(body.size()) + "\r\n";
-  answer += "Cache-Control: no-store\r\n";
-  answer += kSecurityHeaders;
-  answer += "Connection: close\r\n\r\n";
-  if (withBody) answer += body;
-  return answer;
+  QByteArray response = "HTTP/1.1 " + QByteArray::number(status) + ' ' + reason + "\r\n";
+  if (status == 405) response += "Allow: GET, HEAD\r\n";
+  response += "Content-Type: " + type + "\r\nContent-Length: " + QByteArray::number(body.size()) + "\r\n";
+  response += "Cache-Control: no-store\r\n";
+  response += kSecurityHeaders;
+  response += "Connection: close\r\n\r\n";
+  if (withBody) response += body;
+  return response;
 }
 
 }  // namespace
 
 StaticFiles::StaticFiles(const QString& folder) : root_(QFileInfo(folder).canonicalFilePath()) {}
 
-QByteArray StaticFiles::plainAnswer(int status, const QByteArray& reason, bool withBody) {
+QByteArray StaticFiles::plainResponse(int status, const QByteArray& reason, bool withBody) {
   return assemble(status, reason, "text/plain; charset=utf-8", reason + '\n', withBody);
 }
 
-QByteArray StaticFiles::explainedAnswer(int status, const QByteArray& reason, QByteArrayView text) {
+QByteArray StaticFiles::explainedResponse(int status, const QByteArray& reason, QByteArrayView text) {
   return assemble(status, reason, "text/plain; charset=utf-8", text.toByteArray(), true);
 }
 
-QByteArray StaticFiles::answer(const HttpRequest& request) const {
+QByteArray StaticFiles::response(const HttpRequest& request) const {
   const bool withBody = request.method != "HEAD";
-  if (withBody && request.method != "GET") return plainAnswer(405, "Method Not Allowed");
+  if (withBody && request.method != "GET") return plainResponse(405, "Method Not Allowed");
   const QString path = fileFor(request.target);
-  if (path.isEmpty()) return plainAnswer(404, "Not Found", withBody);
+  if (path.isEmpty()) return plainResponse(404, "Not Found", withBody);
   QFile file(path);
-  if (file.size() > kMaxFileSize || !file.open(QIODevice::ReadOnly)) return plainAnswer(404, "Not Found", withBody);
+  if (file.size() > kMaxFileSize || !file.open(QIODevice::ReadOnly)) return plainResponse(404, "Not Found", withBody);
   return assemble(200, "OK", contentType(QFileInfo(path).suffix()), file.readAll(), withBody);
 }
 
@@ -83,7 +83,7 @@ QString StaticFiles::fileFor(const QByteArray& target) const {
   QStringList names = QString::fromUtf8(path).split(u'/', Qt::SkipEmptyParts);
   if (path.endsWith('/')) names.append(u"index.html"_s);
   for (const QString& name : names) {
-    if (name.startsWith(u'.')) return {};  // "..", and whatever the folder hides
+    if (name.startsWith(u'.')) return {};  // "..", and hidden files
   }
   const QFileInfo file(root_ + u'/' + names.join(u'/'));
   QString canonical = file.canonicalFilePath();

@@ -1,4 +1,4 @@
-// The viewer page's files, as HTTP answers.
+// The viewer page's files, as HTTP responses.
 #pragma once
 
 #include <QByteArray>
@@ -8,18 +8,18 @@
 
 namespace vantora::companion {
 
-// Serves the files below one folder. Nothing outside of it is ever read, whether the way out is a
-// "..", an encoded one, or a symbolic link. Files are read anew at every request.
+// Serves the files below one folder. Nothing outside of it is ever read, whether the way out is a "..", an encoded one,
+// or a symbolic link. Files are read again at every request.
 class StaticFiles {
  public:
   explicit StaticFiles(const QString& folder);
 
-  // The whole answer, head and body; "Connection: close". GET and HEAD only.
-  QByteArray answer(const HttpRequest& request) const;
-  // An answer without a file, e.g. (400, "Bad Request"). Pure.
-  static QByteArray plainAnswer(int status, const QByteArray& reason, bool withBody = true);
+  // The whole response, head and body; "Connection: close". GET and HEAD only.
+  QByteArray response(const HttpRequest& request) const;
+  // A response without a file, e.g. (400, "Bad Request"). Pure.
+  static QByteArray plainResponse(int status, const QByteArray& reason, bool withBody = true);
   // The same, with a text that says more. Pure.
-  static QByteArray explainedAnswer(int status, const QByteArray& reason, QByteArrayView text);
+  static QByteArray explainedResponse(int status, const QByteArray& reason, QByteArrayView text);
 
  private:
   // The file that `target` names, or empty.

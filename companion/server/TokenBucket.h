@@ -1,4 +1,4 @@
-// A rate limit that lets bursts pass.
+// A rate limit that allows bursts.
 #pragma once
 
 #include <algorithm>
@@ -17,7 +17,7 @@ class TokenBucket {
 
   TokenBucket(Rate rate, std::chrono::nanoseconds now) : rate_(rate), tokens_(rate.burst), updated_(now) {}
 
-  // Takes `cost` tokens if they are there; otherwise takes none and answers false.
+  // Takes `cost` tokens if they are there; otherwise takes none and returns false.
   [[nodiscard]] bool take(double cost, std::chrono::nanoseconds now) {
     const double elapsed = std::chrono::duration<double>(now - updated_).count();
     tokens_ = std::min(rate_.burst, tokens_ + elapsed * rate_.perSecond);

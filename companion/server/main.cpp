@@ -1,4 +1,4 @@
-// vantora-room-server: the meeting place of host and viewer.
+// vantora-room-server: signalling between host and viewer, and the viewer page.
 #include <sys/signalfd.h>
 #include <unistd.h>
 
@@ -22,8 +22,8 @@ constexpr int kBadUsage = 2;
 
 void complain(const QString& text) { std::fprintf(stderr, "vantora-room-server: %s\n", qUtf8Printable(text)); }
 
-// SIGINT and SIGTERM as events of the loop. Blocked before any thread exists, so that no thread
-// takes them the hard way. Returns the descriptor to watch, or -1.
+// SIGINT and SIGTERM as events of the loop. Blocked before any thread exists, so that none is terminated by them.
+// Returns the descriptor to watch, or -1.
 int endSignals() {
   sigset_t wanted;
   sigemptyset(&wanted);

@@ -12,7 +12,7 @@ export class Backoff {
     this.#next = first;
   }
 
-  // The delay before the coming attempt; the one after waits twice as long.
+  // The delay before the next attempt; it doubles with each call.
   next() {
     const delay = this.#next;
     this.#next = Math.min(delay * 2, this.#longest);

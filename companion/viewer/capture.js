@@ -1,14 +1,14 @@
-// Tells a screen that cannot be recorded from one whose picture is still to come.
+// Distinguishes a screen that cannot be recorded from one whose first frame is still to come.
 
-// A host that may record its screen has the first picture within a fraction of a second.
-const PATIENCE_MS = 3000;
+// A host that may record its screen has the first frame within a fraction of a second.
+const FIRST_FRAME_TIMEOUT_MS = 3000;
 
 export class CaptureWatch {
   #onChange;
   #timer = 0;
   #failed = false;
 
-  // onChange(failed): called when the answer changes.
+  // onChange(failed): called when the result changes.
   constructor(onChange) {
     this.#onChange = onChange;
   }
@@ -20,10 +20,10 @@ export class CaptureWatch {
   // "host_stats", several times a second while connected.
   receive({ capture, lastCaptureNs }) {
     if (capture !== 'screen' || lastCaptureNs !== 0) this.reset();
-    else this.#timer ||= setTimeout(() => this.#set(true), PATIENCE_MS);
+    else this.#timer ||= setTimeout(() => this.#set(true), FIRST_FRAME_TIMEOUT_MS);
   }
 
-  // The connection has ended, and what was known of it.
+  // The connection has ended: forgets its state.
   reset() {
     clearTimeout(this.#timer);
     this.#timer = 0;

@@ -7,7 +7,7 @@ export const MAX_TEXT_BYTES = 10 * 1024 * 1024;
 const MAX_PIECE_MESSAGE = 64 * 1024;
 // What a message holds beside the text, with numbers as long as they get.
 const ENVELOPE = 200;
-// So much may wait in the browser before the next piece is sent.
+// Bytes that may wait in the browser before the next piece is sent.
 const MAX_WAITING = 256 * 1024;
 
 // Bytes of UTF-8; half of a surrogate pair counts as the replacement character, three bytes.
@@ -31,14 +31,15 @@ function jsonBytes(point) {
   return point < 0x10000 ? 3 : 4;
 }
 
-// Where to cut `text` so that each piece takes `most` bytes inside a JSON string at most; never within a surrogate pair.
-export function pieceEnds(text, most) {
+// Where to cut `text` so that each piece takes at most `maximum` bytes inside a JSON string; never within a surrogate
+// pair.
+export function pieceEnds(text, maximum) {
   const ends = [];
   let bytes = 0;
   for (let at = 0; at < text.length; ) {
     const point = text.codePointAt(at);
     const more = jsonBytes(point);
-    if (bytes > 0 && bytes + more > most) {
+    if (bytes > 0 && bytes + more > maximum) {
       ends.push(at);
       bytes = 0;
     }
@@ -104,26 +105,26 @@ export class HostClipboard {
   // The text that is being set: {id, req, end(outcome)}.
   #outgoing = null;
 
-  // way.channel(): the open reliable channel, or null; way.limit(): bytes of the longest message that the host takes.
+  // way.channel(): the open reliable channel, or null; way.limit(): bytes of the longest message that the host accepts.
   // on.text(text): what is on the host's clipboard; on.tooLarge({length, limit}): it has more bytes than can be sent.
   constructor(way, on) {
     this.#way = way;
     this.#on = on;
   }
 
-  // Asks for the host's text. Whether the question went out.
+  // Requests the host's text. Returns whether the request was sent.
   request() {
     return this.#send({ type: 'clipboard_request', parts: true });
   }
 
-  // Whether copies on the host are told from now on, also on later connections.
+  // Sets whether copies on the host are reported from now on, also on later connections.
   watch(enabled) {
     this.#watching = enabled;
     this.#send({ type: 'clipboard_sync_enabled', enabled, parts: true });
   }
 
-  // Puts `text` on the host's clipboard. Resolves to "set", or to why not: "too-large", "replaced" by a newer text, or
-  // "closed", the connection that is.
+  // Puts `text` on the host's clipboard. Resolves to "set", or to the reason why not: "too-large", "replaced" by a
+  // newer text, or "closed" (the connection).
   set(text) {
     this.#end('replaced');
     if (utf8Length(text) > MAX_TEXT_BYTES) return Promise.resolve('too-large');
@@ -133,8 +134,8 @@ export class HostClipboard {
     const outgoing = { id, req: `clipboard ${id}`, end: null };
     const outcome = new Promise((resolve) => (outgoing.end = resolve));
     this.#outgoing = outgoing;
-    const most = Math.min(MAX_PIECE_MESSAGE, this.#way.limit()) - ENVELOPE;
-    const ends = pieceEnds(text, most);
+    const maximum = Math.min(MAX_PIECE_MESSAGE, this.#way.limit()) - ENVELOPE;
+    const ends = pieceEnds(text, maximum);
     if (ends.length <= 1) channel.send(JSON.stringify({ type: 'clipboard_set', text, req: outgoing.req }));
     else this.#sendPieces(channel, outgoing, text, ends);
     return outcome;
@@ -150,7 +151,7 @@ export class HostClipboard {
     }
   }
 
-  // A message of the host; those that are not about the clipboard are passed over.
+  // A message of the host; those that are not about the clipboard are ignored.
   receive(message) {
     if (message.type === 'clipboard_sync') this.#received(message);
     else if (message.type === 'clipboard_too_large') this.#refused(message);
@@ -201,7 +202,7 @@ export class HostClipboard {
   }
 }
 
-// Half of what waited has left, or the channel has closed.
+// Resolves when half of the waiting bytes have been sent, or the channel has closed.
 function hasRoom(channel) {
   channel.bufferedAmountLowThreshold = MAX_WAITING / 2;
   return new Promise((resolve) => {

@@ -8,9 +8,9 @@ export class PeerLink {
   #send;
   #on;
   #pc = null;
-  // Rejects when #pc is given up: what a closed connection was asked to do may never settle.
-  #givenUp = null;
-  #giveUp = null;
+  // Rejects when #pc is closed: promises of a closed connection may never settle.
+  #closed = null;
+  #rejectClosed = null;
   #releaseCandidates = null;
   #fingerprint = '';
   #ufrags = new Set();
@@ -40,14 +40,13 @@ export class PeerLink {
     }
   }
 
-  // Forgets the connection: the next offer meets a new one, which the host answers with a new one
-  // of its own.
+  // Closes the connection: the next offer gets a new one, to which the host reacts with a new one of its own.
   close() {
     const pc = this.#pc;
     this.#pc = null;
     this.#fingerprint = '';
     pc?.close();
-    this.#giveUp?.(new Error('given up'));
+    this.#rejectClosed?.(new Error('closed'));
   }
 
   #enqueue(task) {
@@ -55,7 +54,7 @@ export class PeerLink {
   }
 
   async #answer(sdp, number) {
-    // An offer that was overtaken needs no answer; the host waits for one only to its newest.
+    // A superseded offer needs no answer; the host waits only for the answer to its newest.
     if (number !== this.#newestOffer) return;
     this.#on.offer();
     if (this.#needsNewPeer(sdp)) this.#replacePeer(sdp);
@@ -75,18 +74,18 @@ export class PeerLink {
     if (!pc || pc.signalingState === 'closed' || fingerprintOf(sdp) !== this.#fingerprint) return true;
     const dtls = pc.sctp?.transport?.state;
     if (dtls === 'closed' || dtls === 'failed') return true;
-    // A failed connection comes back through new ICE credentials only.
+    // A failed connection recovers with new ICE credentials only.
     const sameIce = [...ufragsOf(sdp)].every((ufrag) => this.#ufrags.has(ufrag));
     return pc.connectionState === 'failed' && sameIce;
   }
 
   async #negotiate(sdp, number) {
     const pc = this.#pc;
-    const givenUp = this.#givenUp;
-    await Promise.race([pc.setRemoteDescription({ type: 'offer', sdp }), givenUp]);
+    const closed = this.#closed;
+    await Promise.race([pc.setRemoteDescription({ type: 'offer', sdp }), closed]);
     this.#ufrags = ufragsOf(sdp);
     await this.#flushWaiting();
-    await Promise.race([pc.setLocalDescription(), givenUp]);
+    await Promise.race([pc.setLocalDescription(), closed]);
     if (pc !== this.#pc || number !== this.#newestOffer) return;
     this.#send({ type: 'answer', sdp: pc.localDescription.sdp });
     this.#releaseCandidates();
@@ -98,10 +97,10 @@ export class PeerLink {
     this.#pc = pc;
     this.#fingerprint = fingerprintOf(sdp);
     this.#ufrags = new Set();
-    this.#givenUp = new Promise((_, reject) => {
-      this.#giveUp = reject;
+    this.#closed = new Promise((_, reject) => {
+      this.#rejectClosed = reject;
     });
-    this.#givenUp.catch(() => {});
+    this.#closed.catch(() => {});
 
     // Our candidates follow our answer, never precede it.
     let held = [];
@@ -140,7 +139,7 @@ export class PeerLink {
       return;
     }
     try {
-      await Promise.race([this.#pc.addIceCandidate(candidate), this.#givenUp]);
+      await Promise.race([this.#pc.addIceCandidate(candidate), this.#closed]);
     } catch (error) {
       console.warn('candidate:', error);
     }
@@ -153,7 +152,7 @@ export class PeerLink {
   }
 }
 
-// A remote screen wants the newest picture, not a smooth one.
+// A remote screen needs the newest frame, not smooth playback.
 function showAtOnce(receiver) {
   if ('jitterBufferTarget' in receiver) receiver.jitterBufferTarget = 0;
   if ('playoutDelayHint' in receiver) receiver.playoutDelayHint = 0;

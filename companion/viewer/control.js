@@ -1,4 +1,4 @@
-// The two control channels, and the right to control that is won over them.
+// The two control channels, and the right to control that is granted over them.
 
 import { parseMessage } from './signalling.js';
 
@@ -72,8 +72,8 @@ export class Control {
     this.#loseRights();
   }
 
-  // Whether the message was handed to a channel. What is not reliable goes over the lossy channel
-  // if that is open, and is dropped when too much waits there already.
+  // Whether the message was handed to a channel. What need not be reliable goes over the lossy channel if that is open,
+  // and is dropped when too much waits there already.
   send(message, { reliable = true } = {}) {
     const lossy = this.#channels.get('control');
     const sure = this.#channels.get('control_reliable');
@@ -85,7 +85,7 @@ export class Control {
     return true;
   }
 
-  // Shows the host the PIN and asks for control.
+  // Sends the PIN to the host and requests control.
   unlock(token) {
     this.#token = token;
     this.#wanted = true;
@@ -102,8 +102,8 @@ export class Control {
     this.send({ type: 'control', enable: false });
   }
 
-  // The reliable channel is enough to begin. With either channel the host forgets the rights: a new "control" beside a
-  // reliable channel that stayed is a beginning as well.
+  // The reliable channel is enough to begin. The host resets the rights when either channel closes: a new "control"
+  // channel beside the same reliable channel is a beginning as well.
   #opened(label) {
     if (label === 'control_reliable') this.#on.reliable(true);
     else if (this.#ready || !this.reliableChannel()) return;
@@ -113,8 +113,8 @@ export class Control {
     this.#pinger = setInterval(ping, PING_PERIOD_MS);
     ping();
     this.#on.ready(true);
-    // The host forgets the right to control with every connection. Who proved it once on this page
-    // need not type the PIN again after a hiccup of the network.
+    // The host resets the right to control with every connection. A viewer who proved it once on this page need not
+    // type the PIN again after a short network failure.
     if (this.#provenToken !== null) {
       this.#token = this.#provenToken;
       this.send({ type: 'auth', token: this.#provenToken });
@@ -131,9 +131,9 @@ export class Control {
 
   #received(message) {
     this.#remember(message);
-    if (message.type === 'auth') this.#authAnswered(message.ok === true);
-    else if (message.type === 'control_state') this.#stateAnswered(message.enabled === true);
-    else if (message.type === 'pong') this.#pongCame(message.t0);
+    if (message.type === 'auth') this.#authReceived(message.ok === true);
+    else if (message.type === 'control_state') this.#controlStateReceived(message.enabled === true);
+    else if (message.type === 'pong') this.#pongReceived(message.t0);
     else this.#on.message(message);
   }
 
@@ -145,7 +145,7 @@ export class Control {
     if (this.recentMessages.length > RECENT_MESSAGES) this.recentMessages.shift();
   }
 
-  #authAnswered(ok) {
+  #authReceived(ok) {
     const silent = this.#token !== null && this.#token === this.#provenToken;
     this.#proven = ok;
     if (ok) {
@@ -158,7 +158,7 @@ export class Control {
     }
   }
 
-  #stateAnswered(enabled) {
+  #controlStateReceived(enabled) {
     if (enabled) this.#setState('on');
     else if (this.#state === 'on' || this.#proven) this.#setState('off');
     if (!enabled && this.#wanted) {
@@ -167,7 +167,7 @@ export class Control {
     }
   }
 
-  #pongCame(t0) {
+  #pongReceived(t0) {
     if (typeof t0 === 'number') this.#on.roundTrip(Math.max(0, Date.now() - t0));
   }
 

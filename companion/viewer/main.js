@@ -1,4 +1,4 @@
-// Puts the page together: which room, who is told of what, and what the tests may look at.
+// Assembles the page: the room, the connections between its parts, and what the tests may inspect.
 
 import { CaptureWatch } from './capture.js';
 import { HostClipboard } from './clipboard.js';
@@ -21,7 +21,7 @@ import { StatusView } from './ui/status.js';
 
 const CANNOT_SEND_ALTGR = 'Characters that need AltGr cannot be sent to the host. Nothing was typed for that key.';
 
-// Every host takes messages of so many bytes.
+// Every host accepts messages of this size, in bytes.
 const SMALLEST_MESSAGE_LIMIT = 65536;
 
 const stage = byId('stage');
@@ -52,13 +52,13 @@ const control = new Control({
     capture.reset();
     session?.setChannelsOpen(ready);
   },
-  // The other channel's end leaves the texts in pieces and what was said of the displays, which is not said again.
+  // The end of the other channel does not affect unfinished texts and the display information, which is not sent again.
   reliable: (open) => {
     clipboard.setReady(open);
     if (!open) displays.reset();
   },
   roundTrip: (ms) => figures.roundTrip(ms),
-  refused: () => notices.tell('refused', 'The host does not allow remote control at the moment.'),
+  refused: () => notices.show('refused', 'The host does not allow remote control at the moment.'),
   message: (message) => receivedFromHost(message),
 });
 
@@ -94,7 +94,7 @@ const keyboard = new KeyboardForwarder(stage, {
   send: (message) => control.send(message),
   isActive: () => control.active,
   onLeave: () => byId('control-button').focus(),
-  onUnsendable: () => notices.tellOnce('altgr', CANNOT_SEND_ALTGR),
+  onUnsendable: () => notices.showOnce('altgr', CANNOT_SEND_ALTGR),
 });
 
 const pointer = new PointerForwarder(stage, video, {
@@ -102,7 +102,7 @@ const pointer = new PointerForwarder(stage, video, {
   isActive: () => control.active,
 });
 
-// Who is in control goes on typing there after a look at the tool bar.
+// A viewer in control continues to type there after using the tool bar.
 function returnToScreen() {
   if (control.active) stage.focus({ preventScroll: true });
 }

@@ -21,12 +21,12 @@ export class QualityRequest {
     this.#ask();
   }
 
-  // The way to the host has opened or closed: a host may be another one, or have started anew.
+  // The channels to the host have opened or closed: the host may be another one, or have restarted.
   reset() {
     this.#source = null;
   }
 
-  // "host_stats": asks when a connection begins, and again when another picture is shared, since its size follows from
+  // "host_stats": asks when a connection begins, and again when another source is shared, since its size follows from
   // the display. A test picture keeps the size that it was set up with unless the viewer chose one.
   receive({ capture, displayIndex }) {
     const source = `${capture} ${displayIndex}`;

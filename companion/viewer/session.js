@@ -1,16 +1,16 @@
-// One visit to one room: signalling, the peer connection, and the art of getting it back.
+// One visit to one room: signalling, the peer connection, and its recovery.
 
 import { Backoff } from './backoff.js';
 import { PeerLink } from './connection.js';
 import { Signalling } from './signalling.js';
 
-// A host that arrives makes an offer of its own accord; it is reminded only when none comes.
+// A host that arrives makes an offer by itself; it is asked for one only when none comes.
 const ARRIVAL_GRACE_MS = 1500;
 // How long an offer has to become a connection before the host is asked for another.
 const NEGOTIATION_MS = 10000;
-// After this many unanswered reminders the old connection is given up for a new one.
-const ATTEMPTS_BEFORE_AFRESH = 2;
-// A lost connection about which the room says nothing for so long: the line to the room is lost as well.
+// After this many reminders without success the old connection is replaced by a new one.
+const ATTEMPTS_BEFORE_NEW_CONNECTION = 2;
+// When a connection is lost and the room sends nothing for this long, the connection to the room is lost as well.
 const SILENCE_MS = 3000;
 
 export class Session {
@@ -84,7 +84,7 @@ export class Session {
     this.#peer.close();
   }
 
-  // The control channels have opened or closed. Their end is the first that is seen of a host that left.
+  // The control channels have opened or closed. Their end is the first sign of a host that left.
   setChannelsOpen(open) {
     this.#channelsLost = !open;
     this.#noteDeparture();
@@ -108,7 +108,7 @@ export class Session {
         this.#peer.close();
         this.#peerState = 'none';
         this.#on.replaced();
-        // Coming back by itself would take the room away again from the other viewer.
+        // Reconnecting automatically would take the room away from the other viewer again.
         this.#signalling.stop();
         this.#refresh();
         break;
@@ -144,7 +144,7 @@ export class Session {
   #peerChanged(state) {
     this.#peerState = state;
     clearTimeout(this.#silence);
-    if (state === 'disconnected' || state === 'failed') this.#expectAWord();
+    if (state === 'disconnected' || state === 'failed') this.#expectMessage();
     if (state === 'connected') {
       this.#attempts = 0;
       this.#backoff.reset();
@@ -155,11 +155,11 @@ export class Session {
     this.#refresh();
   }
 
-  #expectAWord() {
+  #expectMessage() {
     clearTimeout(this.#silence);
     this.#silence = setTimeout(() => {
       if (this.#connected || !this.#joined) return;
-      // On the new line the host is met anew, and reminded: its offers went down the old one.
+      // On the new connection the host is seen as new, and asked for an offer: its offers went to the old one.
       this.#joined = false;
       this.#hostPresent = false;
       clearTimeout(this.#reminder);
@@ -180,18 +180,18 @@ export class Session {
         this.#remindIn(left);
         return;
       }
-      if (++this.#attempts > ATTEMPTS_BEFORE_AFRESH) {
+      if (++this.#attempts > ATTEMPTS_BEFORE_NEW_CONNECTION) {
         this.#peer.close();
         this.#peerState = 'none';
         this.#attempts = 1;
       }
       this.#signalling.send({ type: 'renegotiate' });
-      this.#expectAWord();
+      this.#expectMessage();
       this.#remindIn(this.#backoff.next());
     }, delay);
   }
 
-  // A host that left the room and closed its channels is gone; the transport takes seconds to say so. Either alone
+  // A host that left the room and closed its channels is gone; the transport takes seconds to report it. Either alone
   // means little: the room server may have been restarted, and a host replaces a channel that closes.
   #noteDeparture() {
     if (!this.#channelsLost) this.#hostGone = false;

@@ -1,11 +1,11 @@
-// The WebSocket to the room server: joins as viewer, and comes back after a loss.
+// The WebSocket to the room server: joins as viewer, and reconnects after a loss.
 
 import { Backoff } from './backoff.js';
 
 // A connection that lasted this long was a good one: the next loss starts with short delays again.
 const STABLE_AFTER_MS = 5000;
-// The system asks a silent network ever less often: an attempt of this length asks every 2 s at the latest, and is then
-// replaced by a new one.
+// The system retries on a silent network ever less often: an attempt of this length retries at least every 2 s, and is
+// then replaced by a new one.
 const ATTEMPT_MS = 5000;
 
 export class Signalling {
@@ -31,7 +31,7 @@ export class Signalling {
   start() {
     this.#stopped = false;
     this.#connect();
-    // No use in waiting out a delay when the network has just come back.
+    // A delay is pointless when the network has just come back.
     window.addEventListener('online', this.#retryNow);
   }
 
@@ -45,7 +45,8 @@ export class Signalling {
     this.#socket = null;
   }
 
-  // The line may have died without a word, as when the server went while the network was out: opens another.
+  // Opens another connection: the old one may be dead without a close event, as when the server ended while the network
+  // was down.
   renew() {
     if (!this.#stopped && this.#socket?.readyState === WebSocket.OPEN) this.#replace();
   }

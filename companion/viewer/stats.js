@@ -1,8 +1,8 @@
-// What arrives, in figures, once a second.
+// Statistics of the received video, once a second.
 
 const PERIOD_MS = 1000;
 
-// The figures of one statistics report. `before` is the last result, for rates; none at first. Pure.
+// The figures of one statistics report. `before` is the last result, for rates; null at first. Pure.
 export function figuresOf(report, before) {
   const entries = [...report.values()];
   // The offer holds a second, unused video section; the one that moves bytes is ours.

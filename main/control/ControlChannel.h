@@ -1,4 +1,4 @@
-// Names of the two control channels and the narrow view of them that the control areas get.
+// Names of the two control channels and the interface that sends on them.
 #pragma once
 
 #include <QLatin1StringView>
@@ -13,7 +13,7 @@ enum class ControlChannel { control, reliable };
 // "control" or "control_reliable".
 QLatin1StringView labelOf(ControlChannel channel);
 
-// Where an answer belongs that may be ready only later.
+// Destination of a reply that may be ready only later.
 struct ReplyAddress {
   ControlChannel origin = ControlChannel::reliable;
   quint64 connection = 0;
@@ -27,29 +27,29 @@ class ControlSender {
   virtual bool isOpen(ControlChannel channel) const = 0;
   // Sends `message` as one text message; dropped when the channel is absent or not open.
   virtual void send(ControlChannel channel, const JsonObject& message) = 0;
-  // Bytes of the longest message that the viewer takes; a longer one is dropped. 0 when the channel is absent.
+  // Bytes of the longest message that the viewer accepts; a longer one is dropped. 0 when the channel is absent.
   virtual quint64 maxMessageSize(ControlChannel channel) const = 0;
-  // Bytes sent on the channel that have not left yet.
+  // Bytes queued on the channel that have not been transmitted yet.
   virtual quint64 bufferedAmount(ControlChannel channel) const = 0;
 
-  // Number of the viewer's connection: a reply to a request of another one belongs to nobody any more.
+  // Number of the viewer's connection. A reply to a request of an earlier connection is dropped.
   virtual quint64 connection() const { return 0; }
 
   // "control_reliable" when it exists, else the channel that the request came from.
   void reply(ControlChannel origin, const JsonObject& message) {
     send(exists(ControlChannel::reliable) ? ControlChannel::reliable : origin, message);
   }
-  // The same for a reply that took its time: dropped when the connection of the request is gone.
+  // The same for a delayed reply: dropped when the connection of the request is gone.
   void reply(const ReplyAddress& to, const JsonObject& message) {
     if (to.connection == connection()) reply(to.origin, message);
   }
 };
 
-// The sender that outlives peer connections: forwards to the channels of the current one, drops
-// everything while there is none. Thread: main. Owner: Host.
+// The sender that outlives peer connections: forwards to the channels of the current connection, drops everything while
+// there is no connection. Thread: main. Owner: Host.
 class CurrentControlSender final : public ControlSender {
  public:
-  // `target` may be null; it must call set(nullptr) before it dies.
+  // `target` may be null; it must call set(nullptr) before it is destroyed.
   void set(ControlSender* target) {
     target_ = target;
     ++connection_;

@@ -9,13 +9,13 @@ using namespace Qt::Literals::StringLiterals;
 JsonObject Conversation::add(const QString& from, const QString& text, qint64 ts) {
   Line line{from, text, ts};
   JsonObject message = chatMessage(lines_.next(), line);
-  // Of a line that is too long for all of it, the window keeps the end as well.
-  line.text = line.text.right(kMostUnits - kUnitsOfALine);
-  line.from = line.from.right(kMostUnits - kUnitsOfALine - line.text.size());
+  // The window also keeps only the end of a line that is too long.
+  line.text = line.text.right(kMaxUnits - kUnitsOfALine);
+  line.from = line.from.right(kMaxUnits - kUnitsOfALine - line.text.size());
   const qsizetype units = unitsOf(line);
   for (const auto& dropped : lines_.add(std::move(line), units)) {
     if (dropped.number <= shown_) continue;
-    // It has come, though no window will show it.
+    // It was received, although no window will show it.
     shown_ = dropped.number;
     ++unread_;
   }

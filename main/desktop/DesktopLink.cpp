@@ -47,7 +47,7 @@ void DesktopLink::read() {
 void DesktopLink::lose() {
   if (lost_) return;
   lost_ = true;
-  // Not at once: whoever is told may want to destroy this object.
+  // Not at once: the receiver may destroy this object.
   QTimer::singleShot(0, &socket_, [this] {
     if (events_.lost) events_.lost();
   });

@@ -1,4 +1,4 @@
-// The line between the session and its desktop process.
+// The connection between the session and its desktop process.
 #pragma once
 
 #include <QLocalSocket>
@@ -10,8 +10,8 @@ namespace vantora {
 
 // Messages in both directions over one connected stream socket. Each is a JSON object with a string "type", written as
 // its length (32 bits, little endian) and its compact text. Sending never blocks: what the other side has not read yet
-// waits in memory, up to kMaxWaitingBytes; beyond that the other side counts as stuck and the line is given up.
-// Thread: that of its creation. Owner: DesktopProcess here, runDesktopProcess there.
+// waits in memory, up to kMaxWaitingBytes; beyond that the other side counts as stuck and the connection as lost.
+// Thread: that of its creation. Owner: DesktopProcess in the session, runDesktopProcess in the desktop process.
 class DesktopLink {
  public:
   static constexpr qint64 kMaxMessageBytes = 64 * 1024 * 1024;
@@ -19,7 +19,7 @@ class DesktopLink {
 
   struct Events {
     std::function<void(const JsonObject& message)> message;
-    // The other side is gone, stuck or talks nonsense; called once, from the event loop, nothing follows.
+    // The other side is gone, stuck or sent malformed data; called once, from the event loop; no calls follow.
     std::function<void()> lost;
   };
 
@@ -29,7 +29,7 @@ class DesktopLink {
   DesktopLink(const DesktopLink&) = delete;
   DesktopLink& operator=(const DesktopLink&) = delete;
 
-  // Dropped once the line is lost, and when it is longer than kMaxMessageBytes.
+  // Dropped once the connection is lost, or if longer than kMaxMessageBytes.
   void send(const JsonObject& message);
 
  private:

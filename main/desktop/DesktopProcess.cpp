@@ -40,18 +40,18 @@ void DesktopProcess::start() {
   process_->setProcessChannelMode(QProcess::ForwardedChannels);
   process_->setInputChannelMode(QProcess::ForwardedInputChannel);
   process_->setChildProcessModifier([theirs = ends[1]] {
-    // Sockets of the session are none of its business, also those that a library opened to be inherited.
+    // The desktop process must not inherit sockets of the session, not even those that a library opened as inheritable.
     close_range(3, ~0U, CLOSE_RANGE_CLOEXEC);
     fcntl(theirs, F_SETFD, 0);
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     // An interrupt from the terminal, or its end, reaches both processes; the session ends the two in order. The
-    // process itself turns this into something that programs which it opens do not inherit.
+    // process itself replaces this by handlers, which the programs it starts do not inherit.
     std::signal(SIGINT, SIG_IGN);
     std::signal(SIGHUP, SIG_IGN);
-    // The session takes its signals from a descriptor and has them blocked.
-    sigset_t none;
-    sigemptyset(&none);
-    sigprocmask(SIG_SETMASK, &none, nullptr);
+    // The session blocks its signals, because it reads them from a descriptor.
+    sigset_t empty;
+    sigemptyset(&empty);
+    sigprocmask(SIG_SETMASK, &empty, nullptr);
   });
   QObject::connect(process_.get(), &QProcess::finished, process_.get(), [this] { ended(); });
   QObject::connect(process_.get(), &QProcess::errorOccurred, process_.get(), [this](QProcess::ProcessError error) {
@@ -65,7 +65,7 @@ void DesktopProcess::start() {
   close(ends[1]);
   if (!link_) return;
   unanswered_ = 0;
-  looks_ = scheduler_.every(kLookStep, kLookStep, [this] { look(); });
+  pingTimer_ = scheduler_.every(kPingInterval, kPingInterval, [this] { sendPing(); });
   if (events_.connected) events_.connected();
 }
 
@@ -74,8 +74,8 @@ void DesktopProcess::take(const JsonObject& message) {
   if (stringField(message, "type"_L1) != u"pong"_s && events_.message) events_.message(message);
 }
 
-void DesktopProcess::look() {
-  if (unanswered_ * kLookStep >= kTimeout) return process_->kill();
+void DesktopProcess::sendPing() {
+  if (unanswered_ * kPingInterval >= kTimeout) return process_->kill();
   ++unanswered_;
   send({{u"type"_s, u"ping"_s}});
 }
@@ -87,7 +87,7 @@ void DesktopProcess::send(const JsonObject& message) {
 void DesktopProcess::ended() {
   if (restart_) return;
   const bool hadLink = link_ != nullptr;
-  looks_.reset();
+  pingTimer_.reset();
   link_.reset();
   if (scheduler_.monotonicNow() - startedAt_ > kSettled) delay_ = kFirstDelay;
   restart_ = scheduler_.after(delay_, [this] { start(); });
@@ -97,10 +97,10 @@ void DesktopProcess::ended() {
 
 void DesktopProcess::stop() {
   restart_.reset();
-  looks_.reset();
+  pingTimer_.reset();
   if (!process_) return;
   QObject::disconnect(process_.get(), nullptr, nullptr, nullptr);
-  link_.reset();  // The other side takes the end of the line as the request to go.
+  link_.reset();  // The desktop process quits when its connection closes.
   if (process_->state() != QProcess::NotRunning && !process_->waitForFinished(kGoodbyeMs)) {
     process_->kill();
     process_->waitForFinished(kGoodbyeMs);

@@ -12,30 +12,30 @@
 
 namespace vantora {
 
-// Starts the program a second time as its own desktop process and keeps it running. Why a process of its own: a toolkit
-// connected to the display ends its process when the display goes away, and may block for seconds on an application
-// that does not answer; neither may touch the session. It is started again when it ended, or was ended because it
-// answered no "ping" for kTimeout: after a second at first and up to half a minute later when it keeps ending. It ends
-// with this process, however that ends. Thread: main. Owner: HostAppDelegate.
+// Starts the program a second time as its own desktop process and keeps it running. Why a separate process: a toolkit
+// connected to the display ends its process when the display disappears, and may block for seconds on an application
+// that does not respond; neither may affect the session. It is restarted when it ends or is killed because it answered
+// no "ping" for kTimeout: after one second at first, and after up to 30 seconds when it keeps ending. It ends with this
+// process, however this one ends. Thread: main. Owner: HostAppDelegate.
 class DesktopProcess {
  public:
-  // Names the descriptor of the line in the environment of the desktop process.
+  // Environment variable with the descriptor of the connection, set for the desktop process.
   static constexpr const char* kLinkVariable = "VANTORA_DESKTOP_LINK";
 
-  static constexpr std::chrono::milliseconds kLookStep{5000};
+  static constexpr std::chrono::milliseconds kPingInterval{5000};
   static constexpr std::chrono::milliseconds kTimeout{20000};
 
   struct Events {
-    // The desktop process is there and knows nothing yet.
+    // The desktop process was started and has no state yet.
     std::function<void()> connected;
     std::function<void(const JsonObject& message)> message;
-    // It is gone; what it was asked will not be answered.
+    // The process has ended; its pending requests get no reply.
     std::function<void()> disconnected;
   };
 
   // `program` is the executable to start. `scheduler` must outlive this object.
   DesktopProcess(Scheduler& scheduler, QString program, Events events);
-  // Ends the process, waiting at most half a second for it to go by itself.
+  // Ends the process; waits at most half a second for it to end by itself.
   ~DesktopProcess();
   DesktopProcess(const DesktopProcess&) = delete;
   DesktopProcess& operator=(const DesktopProcess&) = delete;
@@ -46,7 +46,7 @@ class DesktopProcess {
 
  private:
   void take(const JsonObject& message);
-  void look();
+  void sendPing();
   void ended();
   void stop();
 
@@ -56,7 +56,7 @@ class DesktopProcess {
   std::chrono::milliseconds delay_;
   std::chrono::nanoseconds startedAt_{};
   std::unique_ptr<Timer> restart_;
-  std::unique_ptr<Timer> looks_;
+  std::unique_ptr<Timer> pingTimer_;
   int unanswered_ = 0;
   std::unique_ptr<DesktopLink> link_;
   std::unique_ptr<QProcess> process_;

@@ -9,7 +9,7 @@ namespace {
 using namespace Qt::Literals::StringLiterals;
 
 // More text than any notification shows.
-constexpr qsizetype kMostNotificationUnits = 10000;
+constexpr qsizetype kMaxNotificationUnits = 10000;
 
 }  // namespace
 
@@ -49,13 +49,13 @@ void DesktopProcessClient::presentChat(const QString& from, const QString& text,
 
 void DesktopProcessClient::deliverHostNotification(const QString& title, const QString& body) {
   deliverKept({{u"type"_s, u"notify"_s},
-               {u"title"_s, title.left(kMostNotificationUnits)},
-               {u"body"_s, body.left(kMostNotificationUnits)}});
+               {u"title"_s, title.left(kMaxNotificationUnits)},
+               {u"body"_s, body.left(kMaxNotificationUnits)}});
 }
 
 void DesktopProcessClient::reopen() { deliverKept({{u"type"_s, u"reopen"_s}}); }
 
-// What is sent before the desktop process has said that it is ready would be lost if its display fails it.
+// A message sent before the desktop process reports "ready" would be lost if its display fails.
 void DesktopProcessClient::deliver(const JsonObject& message) {
   if (ready_) process_.send(message);
 }

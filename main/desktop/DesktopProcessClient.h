@@ -1,4 +1,4 @@
-// The session's side of the desktop process: what it shows, what its user wants, and the clipboard.
+// The session's side of the desktop process: state to show, requests of its user, and the clipboard.
 #pragma once
 
 #include <functional>
@@ -12,14 +12,13 @@
 
 namespace vantora {
 
-// Tells the desktop process the state of the session whenever that changed and all of it when the process is new,
-// passes chat and notifications on, and hands its requests to the session. A new process gets the conversation with the
-// number of unseen lines, and what the one before it was told and did not carry out. Thread: main. Owner:
-// HostAppDelegate.
+// Sends the desktop process the state of the session at its start and after every change, forwards chat and
+// notifications to it, and forwards its requests to the session. A new process gets the conversation with the number of
+// unseen lines, and the messages that the previous process did not carry out. Thread: main. Owner: HostAppDelegate.
 class DesktopProcessClient {
  public:
-  // What waits for a desktop process to carry it out (notifications, repeated launches, the introduction); beyond
-  // either the oldest are dropped. Bytes are those of JSON text.
+  // Limits for messages waiting to be carried out by a desktop process (notifications, repeated launches, the
+  // introduction); beyond either the oldest are dropped. Bytes are those of JSON text.
   static constexpr std::size_t kMaxKeptMessages = 1000;
   static constexpr qsizetype kMaxKeptBytes = 2'000'000;
 
@@ -34,8 +33,8 @@ class DesktopProcessClient {
 
   Clipboard& clipboard() { return clipboard_; }
 
-  // Starts the desktop process for the session behind `callbacks`. With `introduce` its window comes up by itself where
-  // no tray shows the item: once in the life of the session, however often the process is started.
+  // Starts the desktop process for the session behind `callbacks`. With `introduce` its window opens by itself where no
+  // tray shows the item: once per session, however often the process is started.
   void start(Callbacks callbacks, bool introduce);
   // The state of the session may have changed.
   void changed();
@@ -48,8 +47,8 @@ class DesktopProcessClient {
   void connected();
   void take(const JsonObject& message);
   void deliver(const JsonObject& message);
-  // Gives the message a "number", which the desktop process tells once it has carried it out; until then it is sent to
-  // each new one.
+  // Gives the message a "number", which the desktop process confirms once it has carried the message out; until then
+  // the message is sent to each new process.
   void deliverKept(JsonObject message);
   void ready();
 

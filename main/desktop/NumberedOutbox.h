@@ -1,4 +1,4 @@
-// What is kept for the desktop process, numbered.
+// Numbered entries kept for the desktop process.
 #pragma once
 
 #include <algorithm>
@@ -11,9 +11,9 @@
 
 namespace vantora {
 
-// Entries in the order they came, numbered 1, 2, ... for as long as the program runs, so that the other side can say
-// which ones it has dealt with. Bounded by their number and by their weight, of which each says its own; beyond either
-// the oldest go. Thread: main. Owner: Conversation, DesktopProcessClient.
+// Entries in the order they were added, numbered 1, 2, ... for as long as the program runs, so that the other side can
+// confirm which ones it has handled. Limited in number and in total weight (given with each entry); beyond either the
+// oldest are dropped. Thread: main. Owner: Conversation, DesktopProcessClient.
 template <typename Entry>
 class NumberedOutbox {
  public:
@@ -29,10 +29,10 @@ class NumberedOutbox {
 
   explicit NumberedOutbox(Limits limits) : limits_(limits) {}
 
-  // Of the newest entry; 0 before the first.
+  // Number of the newest entry; 0 before the first one.
   qint64 last() const { return last_; }
   qint64 next() const { return last_ + 1; }
-  // Adds an entry under the number next(). Returns those that had to go, oldest first; it may be among them.
+  // Adds an entry under the number next(). Returns the dropped entries, oldest first; the new one may be among them.
   std::vector<Kept> add(Entry entry, qsizetype weight) {
     kept_.push_back({++last_, weight, std::move(entry)});
     weight_ += weight;
@@ -44,7 +44,7 @@ class NumberedOutbox {
     }
     return dropped;
   }
-  // The entry of that number was dealt with; others are ignored.
+  // The entry of that number was handled; unknown numbers are ignored.
   void remove(qint64 number) {
     const auto found = std::ranges::find(kept_, number, &Kept::number);
     if (found == kept_.end()) return;

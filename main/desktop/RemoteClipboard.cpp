@@ -11,7 +11,7 @@ void RemoteClipboard::connected() {
   connected_ = true;
   const bool again = std::exchange(wasConnected_, true);
   if (writing_ && !writing_->stored) return sendText();
-  if (again) lookForCopies();
+  if (again) checkForCopies();
 }
 
 void RemoteClipboard::disconnected() {
@@ -21,9 +21,9 @@ void RemoteClipboard::disconnected() {
   for (auto& [id, reading] : std::exchange(readings_, {})) reading.done({});
 }
 
-// Whatever was copied while nobody looked is a change. What was set here went with the process that had it, unless a
+// Anything copied while no desktop process ran is a change. The text set here was lost with its process, unless another
 // program of the desktop took it over.
-void RemoteClipboard::lookForCopies() {
+void RemoteClipboard::checkForCopies() {
   requestText([this](const ClipboardReading& reading) {
     if (!connected_) return;
     const auto& text = reading.text;
@@ -41,7 +41,7 @@ void RemoteClipboard::lookForCopies() {
 void RemoteClipboard::take(const QString& type, const JsonObject& message) {
   const qint64 id = integerField(message, "id"_L1).value_or(0);
   if (type == "clipboard_text"_L1) {
-    return answerReading(
+    return completeReading(
         id, {.text = stringField(message, "text"_L1), .tooLong = integerField(message, "too_long"_L1).value_or(0)});
   }
 
@@ -57,12 +57,12 @@ void RemoteClipboard::take(const QString& type, const JsonObject& message) {
 void RemoteClipboard::setText(const QString& text, std::function<void(qint64)> done) {
   const qint64 id = nextId_++;
   std::optional<Writing> before = std::exchange(
-      writing_, Writing{id, text, false, std::move(done), scheduler_.after(kTimeout, [this] { answerWriting(); })});
+      writing_, Writing{id, text, false, std::move(done), scheduler_.after(kTimeout, [this] { completeWriting(); })});
   if (connected_ && !underWay_) sendText();
   if (before && before->done) before->done(changeCount_);
 }
 
-// A process that takes its time must not have text upon text waiting on the line: the newest follows the one under way.
+// Texts must not pile up in the connection to a slow process: only the newest follows the one under way.
 void RemoteClipboard::sendText() {
   underWay_ = writing_->id;
   send_({{u"type"_s, u"clipboard_set"_s}, {u"id"_s, writing_->id}, {u"text"_s, writing_->text}});
@@ -79,23 +79,23 @@ void RemoteClipboard::stored(qint64 id, qint64 count) {
     writing_->timeout.reset();
     return std::exchange(writing_->done, nullptr)(base_ + count);
   }
-  // Nobody waits for the count any more, and it must not look like a copy of somebody else.
+  // The request was completed already; its count must not be taken for a copy by another program.
   base_ = std::min(base_, changeCount_ - count);
 }
 
-void RemoteClipboard::requestText(TextAnswer done) {
+void RemoteClipboard::requestText(TextCallback done) {
   if (!connected_) return done({.text = writing_ && !writing_->stored ? std::optional(writing_->text) : std::nullopt});
   const qint64 id = nextId_++;
-  readings_.emplace(id, Reading{std::move(done), scheduler_.after(kTimeout, [this, id] { answerReading(id, {}); })});
+  readings_.emplace(id, Reading{std::move(done), scheduler_.after(kTimeout, [this, id] { completeReading(id, {}); })});
   send_({{u"type"_s, u"clipboard_get"_s}, {u"id"_s, id}});
 }
 
-void RemoteClipboard::answerReading(qint64 id, const ClipboardReading& answer) {
+void RemoteClipboard::completeReading(qint64 id, const ClipboardReading& result) {
   auto reading = readings_.extract(id);
-  if (!reading.empty()) reading.mapped().done(answer);
+  if (!reading.empty()) reading.mapped().done(result);
 }
 
-void RemoteClipboard::answerWriting() {
+void RemoteClipboard::completeWriting() {
   if (writing_ && writing_->done) std::exchange(writing_->done, nullptr)(changeCount_);
 }
 

@@ -29,7 +29,7 @@ struct Address {
   socklen_t size = 0;
 };
 
-// A name that begins with a zero byte stands for no file.
+// A name that begins with a zero byte is an abstract address, without a file.
 Address addressOf(const QByteArray& name) {
   Address address;
   address.value.sun_family = AF_UNIX;
@@ -48,38 +48,38 @@ bool sameUser(int socket) {
 int newSocket() { return socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0); }
 
 enum class Holder {
-  // It has the word.
-  told,
-  // It has the word unread, or so many of them that no other finds room.
-  asleep,
-  // Another user's.
+  // It confirmed the request.
+  notified,
+  // It has not read the request, or its queue of requests is full.
+  unresponsive,
+  // It belongs to another user.
   foreign,
-  // It does not listen yet, or went or hung up without an answer.
+  // It does not listen yet, or it ended or disconnected without a reply.
   gone,
 };
 
-Holder answerOn(int line, Clock::time_point end) {
+Holder awaitReply(int connection, Clock::time_point end) {
   const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now());
-  pollfd answer{line, POLLIN, 0};
-  const int ready = poll(&answer, 1, static_cast<int>(std::max<std::int64_t>(left.count(), 0)));
-  if (ready == 0) return Holder::asleep;
+  pollfd input{connection, POLLIN, 0};
+  const int ready = poll(&input, 1, static_cast<int>(std::max<std::int64_t>(left.count(), 0)));
+  if (ready == 0) return Holder::unresponsive;
   char reply = 0;
-  return ready == 1 && recv(line, &reply, 1, 0) == 1 && reply == kTaken ? Holder::told : Holder::gone;
+  return ready == 1 && recv(connection, &reply, 1, 0) == 1 && reply == kTaken ? Holder::notified : Holder::gone;
 }
 
-// Says the word to the holder of the name and waits for its answer until `end`.
-Holder tellHolder(const Address& address, Clock::time_point end) {
-  const int line = newSocket();
-  if (line < 0) return Holder::gone;
+// Sends the request to the holder of the name and waits for its reply until `end`.
+Holder notifyHolder(const Address& address, Clock::time_point end) {
+  const int connection = newSocket();
+  if (connection < 0) return Holder::gone;
   Holder holder = Holder::gone;
-  if (connect(line, reinterpret_cast<const sockaddr*>(&address.value), address.size) != 0) {
-    if (errno == EAGAIN) holder = Holder::asleep;
-  } else if (!sameUser(line)) {
+  if (connect(connection, reinterpret_cast<const sockaddr*>(&address.value), address.size) != 0) {
+    if (errno == EAGAIN) holder = Holder::unresponsive;
+  } else if (!sameUser(connection)) {
     holder = Holder::foreign;
-  } else if (send(line, &kAgain, 1, MSG_NOSIGNAL) == 1) {
-    holder = answerOn(line, end);
+  } else if (send(connection, &kAgain, 1, MSG_NOSIGNAL) == 1) {
+    holder = awaitReply(connection, end);
   }
-  close(line);
+  close(connection);
   return holder;
 }
 
@@ -105,34 +105,36 @@ SecondLaunch::Outcome SecondLaunch::claim(const QByteArray& name, std::function<
   const auto end = Clock::now() + timeout;
   for (;;) {
     descriptor_ = newSocket();
-    if (descriptor_ < 0) return Outcome::first;
+    if (descriptor_ < 0) return Outcome::firstLaunch;
     if (bind(descriptor_, reinterpret_cast<const sockaddr*>(&address.value), address.size) == 0) break;
     const int error = errno;
     close(std::exchange(descriptor_, -1));
-    if (error != EADDRINUSE) return Outcome::first;
-    const Holder holder = tellHolder(address, end);
-    if (holder == Holder::told) return Outcome::toldOther;
-    if (holder == Holder::foreign) return Outcome::first;
-    // One that sleeps finds the word when it wakes. A second host beside it would fight with it for the room.
-    if (Clock::now() >= end) return holder == Holder::asleep ? Outcome::toldOther : Outcome::first;
+    if (error != EADDRINUSE) return Outcome::firstLaunch;
+    const Holder holder = notifyHolder(address, end);
+    if (holder == Holder::notified) return Outcome::notifiedOther;
+    if (holder == Holder::foreign) return Outcome::firstLaunch;
+    // An unresponsive holder reads the request when it continues. A second host beside it would compete with it for the
+    // room.
+    if (Clock::now() >= end) return holder == Holder::unresponsive ? Outcome::notifiedOther : Outcome::firstLaunch;
     std::this_thread::sleep_for(kPause);
   }
-  if (listen(descriptor_, 8) != 0) return Outcome::first;
+  if (listen(descriptor_, 8) != 0) return Outcome::firstLaunch;
   launchedAgain_ = std::move(launchedAgain);
   notifier_ = std::make_unique<QSocketNotifier>(descriptor_, QSocketNotifier::Read);
   QObject::connect(notifier_.get(), &QSocketNotifier::activated, notifier_.get(), [this] { accept(); });
-  return Outcome::first;
+  return Outcome::firstLaunch;
 }
 
 void SecondLaunch::accept() {
-  const int line = accept4(descriptor_, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
-  if (line < 0) return;
-  // The word was sent right after the connection was made; a caller that sends none is left without an answer.
-  char word = 0;
-  pollfd input{line, POLLIN, 0};
-  const bool again = sameUser(line) && poll(&input, 1, 20) == 1 && recv(line, &word, 1, 0) == 1 && word == kAgain;
-  if (again) send(line, &kTaken, 1, MSG_NOSIGNAL);
-  close(line);
+  const int connection = accept4(descriptor_, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
+  if (connection < 0) return;
+  // The request is sent right after connecting; a caller that sends none gets no reply.
+  char request = 0;
+  pollfd input{connection, POLLIN, 0};
+  const bool again =
+      sameUser(connection) && poll(&input, 1, 20) == 1 && recv(connection, &request, 1, 0) == 1 && request == kAgain;
+  if (again) send(connection, &kTaken, 1, MSG_NOSIGNAL);
+  close(connection);
   if (again) launchedAgain_();
 }
 

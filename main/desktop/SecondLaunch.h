@@ -1,4 +1,4 @@
-// One host for one room on one desktop: a second launch is told to the first.
+// Keeps one host per room and desktop: a second launch notifies the running host.
 #pragma once
 
 #include <QByteArray>
@@ -11,23 +11,24 @@
 
 namespace vantora {
 
-// The name under which the host of `room` at `signalingUrl` is known among the processes of this user and desktop.
+// The name that identifies the host of `room` at `signalingUrl` among the processes of this user and desktop.
 QByteArray launchName(const Environment& environment, const QString& room, const QString& signalingUrl);
 
-// Holds a launch name as long as it lives. The name is a socket's without a file: it is free again the moment its
-// process ends, however it ends. Thread: main. Owner: HostAppDelegate.
+// Holds a launch name during its lifetime. The name is an abstract socket address, without a file: it is free again as
+// soon as its process ends, however it ends. Thread: main. Owner: HostAppDelegate.
 class SecondLaunch {
  public:
   enum class Outcome {
-    // The name is ours, or cannot be had (another user took it, or somebody who neither takes a word nor goes): this
-    // launch runs.
-    first,
-    // Another process of the same user holds the name and has been told, or will read it when it wakes: one that is
-    // stopped, or busy for long, is still the one host of the room. A queue that is full of such words counts as well.
-    toldOther,
+    // This launch runs: it holds the name, or the name is unavailable (held by another user, or by a process that
+    // neither accepts a request nor ends).
+    firstLaunch,
+    // Another process of the same user holds the name and has been notified, or will read the request when it
+    // continues: one that is stopped, or busy for long, is still the host of the room. A queue full of such requests
+    // counts as well.
+    notifiedOther,
   };
 
-  // A busy machine may keep the holder from answering for that long, and a holder that is ending from letting go.
+  // On a busy machine the holder may need this long to reply, or, when it is ending, to release the name.
   static constexpr std::chrono::milliseconds kTimeout{5000};
 
   SecondLaunch() = default;
@@ -35,8 +36,8 @@ class SecondLaunch {
   SecondLaunch(const SecondLaunch&) = delete;
   SecondLaunch& operator=(const SecondLaunch&) = delete;
 
-  // `launchedAgain` runs on the main thread for every later launch. Blocks for at most `timeout`, and no longer than
-  // it takes the holder of the name to answer or to end; the name of one that ends is ours.
+  // `launchedAgain` runs on the main thread for every later launch. Blocks for at most `timeout`, and no longer than it
+  // takes the holder of the name to reply or to end; the name of one that ends is taken over.
   [[nodiscard]] Outcome claim(const QByteArray& name, std::function<void()> launchedAgain,
                               std::chrono::milliseconds timeout = kTimeout);
 

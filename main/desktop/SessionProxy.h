@@ -6,13 +6,13 @@
 
 namespace vantora {
 
-// Keeps the last state that the session told and turns actions into messages to it. Thread: main of the desktop
+// Keeps the last state that the session sent and turns actions into messages to it. Thread: main of the desktop
 // process. Owner: runDesktopProcess; `send` must stay callable as long as this object lives.
 class SessionProxy final : public SessionControl {
  public:
   explicit SessionProxy(std::function<void(const JsonObject&)> send) : send_(std::move(send)) {}
 
-  // Takes a "state" message; one that is malformed changes nothing. Returns whether it was taken.
+  // Applies a "state" message and returns true; a malformed one changes nothing and returns false.
   bool take(const JsonObject& message);
 
   const HostState& state() const override { return state_; }

@@ -1,4 +1,4 @@
-// What the session and its desktop process say to each other about the user interface.
+// Messages between the session and its desktop process about the user interface.
 #pragma once
 
 #include <optional>
@@ -9,15 +9,15 @@
 namespace vantora {
 
 // Session to desktop: "state" (the fields of HostState), "conversation" {number, lines: [{from, text, ts}], unread} as
-// it stood before, "chat" {number, from, text, ts}, "notify" {number, title, body}, "reopen" {number}, "introduce"
+// shown before, "chat" {number, from, text, ts}, "notify" {number, title, body}, "reopen" {number}, "introduce"
 // {number} (the panel is to be shown if no tray takes the item).
 JsonObject toMessage(const HostState& state);
-// None when a field is missing or out of range.
+// Empty when a field is missing or out of range.
 std::optional<HostState> hostStateOf(const JsonObject& message);
 
 // Desktop to session: "action" {name, allowed?}, "chat_send" {text}, "chat_shown" {number, unread} (all lines of the
-// chat up to that one are in the window, so many of them unseen) and "done" {number} (a notification, a repeated launch
-// or the introduction was carried out; one that is not is for the next process).
+// chat up to `number` are in the window, `unread` of them unseen) and "done" {number} (a notification, a repeated
+// launch or the introduction was carried out; otherwise the next process gets it).
 enum class UiAction {
   startSharing,
   stopSharing,
@@ -28,13 +28,13 @@ enum class UiAction {
 };
 struct UiRequest {
   UiAction action = UiAction::quit;
-  // Of the two actions that allow something; false for the others.
+  // For the two actions that grant a permission; false for the others.
   bool allowed = false;
 
   bool operator==(const UiRequest&) const = default;
 };
 JsonObject toMessage(const UiRequest& request);
-// None for an unknown action and for one that lacks its value.
+// Empty for an unknown action and for one that lacks its value.
 std::optional<UiRequest> uiRequestOf(const JsonObject& message);
 
 }  // namespace vantora

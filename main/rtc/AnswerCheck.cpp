@@ -10,15 +10,15 @@
 namespace vantora {
 namespace {
 
-// kbit/s; a thousand times as many must fit into 31 bits.
-constexpr int kMostKbps = 2'000'000;
+// kbit/s; the value in bit/s must fit into 31 bits.
+constexpr int kMaxKbps = 2'000'000;
 constexpr std::array<std::string_view, 3> kBitrates{"x-google-min-bitrate", "x-google-start-bitrate",
                                                     "x-google-max-bitrate"};
 
 bool isBitrate(std::string_view text) {
   int kbps = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), kbps);
-  return error == std::errc() && end == text.data() + text.size() && kbps >= 1 && kbps <= kMostKbps;
+  return error == std::errc() && end == text.data() + text.size() && kbps >= 1 && kbps <= kMaxKbps;
 }
 
 bool isHarmful(std::string_view name, std::string_view value) {
@@ -34,7 +34,7 @@ void dropHarmfulParameters(cricket::VideoContentDescription& video) {
   video.set_codecs(codecs);
 }
 
-bool carriesPictures(const cricket::VideoContentDescription& video) {
+bool hasVideoCodec(const cricket::VideoContentDescription& video) {
   return std::any_of(video.codecs().begin(), video.codecs().end(), [](const cricket::VideoCodec& codec) {
     return codec.GetCodecType() == cricket::VideoCodec::CODEC_VIDEO;
   });
@@ -47,7 +47,7 @@ std::optional<std::string> makeHarmless(webrtc::SessionDescriptionInterface& ans
   for (std::size_t i = 0; i < answer.number_of_mediasections(); ++i) {
     if (const webrtc::IceCandidateCollection* const some = answer.candidates(i)) candidates += some->count();
   }
-  if (candidates > kMostCandidates) return "too many candidates";
+  if (candidates > kMaxCandidates) return "too many candidates";
   for (cricket::ContentInfo& content : answer.description()->contents()) {
     cricket::MediaContentDescription* const media = content.media_description();
     if (const auto* const data = media->as_sctp(); data && data->max_message_size() < 0) {
@@ -56,7 +56,7 @@ std::optional<std::string> makeHarmless(webrtc::SessionDescriptionInterface& ans
     cricket::VideoContentDescription* const video = media->as_video();
     if (!video) continue;
     dropHarmfulParameters(*video);
-    if (!content.rejected && !carriesPictures(*video)) return "no codec for the picture";
+    if (!content.rejected && !hasVideoCodec(*video)) return "no codec for the picture";
   }
   return std::nullopt;
 }

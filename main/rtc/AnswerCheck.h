@@ -1,4 +1,5 @@
-// What the WebRTC library would not survive in an answer. A heavy header: include it in .cpp files only.
+// Finds values in an answer that would abort the WebRTC library. Heavy header (WebRTC library): include it in .cpp
+// files only.
 #pragma once
 
 #include <api/jsep.h>
@@ -9,13 +10,13 @@
 
 namespace vantora {
 
-// Candidates of one peer that are taken, in and after its answer. Honest ones have a handful of addresses.
-inline constexpr std::size_t kMostCandidates = 256;
+// Maximum of candidates accepted from one peer, in and after its answer. Honest peers have a handful of addresses.
+inline constexpr std::size_t kMaxCandidates = 256;
 
-// Looks through an answer from the wire, parsed by the library, whose own checks of what follows end the process.
-// Takes out of the codecs' parameters those that set the sender's bit rate to something that is none (x-google-...),
-// and says why an answer must not be applied at all: a limit for messages below zero, a picture without a codec that
-// carries one, too many candidates. Any thread.
+// Checks an answer from the wire, already parsed by the library, for values on which the library's own checks abort the
+// process. Removes invalid bit-rate parameters (x-google-...) of the codecs, and returns the error text of an answer
+// that must not be applied at all: a negative message size limit, a video section without a video codec, too many
+// candidates. Empty if the answer may be applied. Any thread.
 [[nodiscard]] std::optional<std::string> makeHarmless(webrtc::SessionDescriptionInterface& answer);
 
 }  // namespace vantora

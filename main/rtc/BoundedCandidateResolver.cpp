@@ -16,7 +16,7 @@
 namespace vantora {
 namespace {
 
-constexpr int kMostLookups = 8;
+constexpr int kMaxLookups = 8;
 
 std::atomic<int> lookups = 0;
 
@@ -50,7 +50,7 @@ class Lookup final : public rtc::AsyncResolverInterface {
     asked_ = address;
     shared_->owner = this;
     shared_->network = webrtc::TaskQueueBase::Current();
-    if (lookups.fetch_add(1) < kMostLookups) {
+    if (lookups.fetch_add(1) < kMaxLookups) {
       try {
         std::thread([shared = shared_, name = address.hostname(), family] {
           auto addresses = addressesOf(name, family);
@@ -58,7 +58,7 @@ class Lookup final : public rtc::AsyncResolverInterface {
           finish(shared, std::move(addresses));
         }).detach();
         return;
-      } catch (const std::system_error&) {  // No thread to be had: the name stays unknown.
+      } catch (const std::system_error&) {  // No thread available: the name stays unknown.
       }
     }
     --lookups;
@@ -80,14 +80,14 @@ class Lookup final : public rtc::AsyncResolverInterface {
   void Destroy(bool /*wait: nothing has to be waited for*/) override { delete this; }
 
  private:
-  // What the lookup's thread may touch: `owner` is empty once the resolver is gone.
+  // Shared with the lookup's thread: `owner` is null once the resolver is destroyed.
   struct Shared {
     std::mutex mutex;
     Lookup* owner = nullptr;
     webrtc::TaskQueueBase* network = nullptr;
   };
 
-  // The resolver ends on the network thread, so while it lives under the lock, that thread does too.
+  // The resolver is destroyed on the network thread, so while it exists under the lock, that thread does too.
   static void finish(const std::shared_ptr<Shared>& shared, std::vector<rtc::IPAddress> addresses) {
     const std::lock_guard lock(shared->mutex);
     if (!shared->owner) return;

@@ -15,25 +15,25 @@ struct DataChannelConfig {
   std::optional<int> maxPacketLifeTimeMs;
 };
 
-// Main thread. Events arrive there too, in order, never after the object was destroyed. Each state but connecting is
-// reported once, also one that the channel had when this object was made, and before the messages that came in it.
+// Main thread. Events arrive there too, in order, never after the object was destroyed. Each state except connecting is
+// reported once, including the one at construction, and before the messages received in it.
 class DataChannel {
  public:
   struct Events {
     std::function<void(ChannelState)> stateChanged;
     std::function<void(const QByteArray& data, bool binary)> message;
   };
-  // Received bytes that may wait for the main thread, each message counted with a little more than its length; a viewer
-  // that sends faster than they are handled beyond this loses the channel.
+  // Maximum of received bytes that wait for the main thread; each message counts a little more than its length. A
+  // viewer that exceeds this by sending faster than the messages are handled loses the channel.
   static constexpr qint64 kMaxPendingBytes = 64LL * 1024 * 1024;
 
   virtual ~DataChannel() = default;
   virtual ChannelState state() const = 0;
   virtual void setEvents(Events events) = 0;
-  // False, with the message dropped, when the channel is not open, when too much waits to be sent, or when the message
-  // is longer than what the other side said it takes (a line in the log says so).
+  // False, with the message dropped, if the channel is not open, if too much waits to be sent, or if the message is
+  // longer than the maximum negotiated by the other side (which is logged).
   virtual bool send(const QByteArray& data, bool binary) = 0;
-  // Bytes of the longest message that the other side said it takes.
+  // Maximum size of a message in bytes, as negotiated by the other side.
   virtual quint64 maxMessageSize() const = 0;
   // Bytes accepted by send() that have not left yet.
   virtual quint64 bufferedAmount() const = 0;

@@ -1,15 +1,15 @@
-// The wish for a picture that needs no earlier one.
+// A request for a key frame.
 #pragma once
 
 #include <atomic>
 
 namespace vantora {
 
-// Thread: any. One for all encoders of a factory: only one of them is at work at a time.
+// Thread: any. Shared by all encoders of a factory, of which only one is active at a time.
 class KeyFrameRequest {
  public:
   void make() { made_.fetch_add(1, std::memory_order_relaxed); }
-  // How often it was made; an encoder grants what was made since it last looked.
+  // Number of requests so far; an encoder compares it with the number at its last check.
   unsigned made() const { return made_.load(std::memory_order_relaxed); }
 
  private:

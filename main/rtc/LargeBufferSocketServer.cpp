@@ -5,11 +5,11 @@
 namespace vantora {
 namespace {
 
-class RoomySocket final : public rtc::SocketDispatcher {
+class LargeBufferSocket final : public rtc::SocketDispatcher {
  public:
   using rtc::SocketDispatcher::SocketDispatcher;
 
-  // The library asks for a smaller buffer later on, which suits video that is received.
+  // The library sets a smaller buffer later, sized for receiving video.
   int SetOption(Option option, int value) override {
     if (option == OPT_RCVBUF) value = std::max(value, LargeBufferSocketServer::kReceiveBuffer);
     return rtc::SocketDispatcher::SetOption(option, value);
@@ -19,7 +19,7 @@ class RoomySocket final : public rtc::SocketDispatcher {
 }  // namespace
 
 rtc::Socket* LargeBufferSocketServer::CreateSocket(int family, int type) {
-  auto socket = std::make_unique<RoomySocket>(this);
+  auto socket = std::make_unique<LargeBufferSocket>(this);
   if (!socket->Create(family, type)) return nullptr;
   if (type == SOCK_DGRAM) socket->SetOption(rtc::Socket::OPT_RCVBUF, kReceiveBuffer);
   return socket.release();

@@ -13,7 +13,7 @@
 namespace vantora {
 namespace {
 
-// Every viewer takes messages of so many bytes; the limit of a larger one must be asked for.
+// Every viewer accepts messages of this many bytes; for longer ones the negotiated limit is read.
 constexpr quint64 kSmallestLimit = 65536;
 
 ChannelState stateOf(webrtc::DataChannelInterface::DataState state) {
@@ -31,9 +31,9 @@ ChannelState stateOf(webrtc::DataChannelInterface::DataState state) {
   return ChannelState::closed;
 }
 
-// What a message takes while it waits, beside its own bytes: an empty one is not free.
+// Memory used by a queued message besides its own bytes.
 constexpr qint64 kCostOfMessage = 128;
-// How long main hands on messages without a break.
+// How long the main thread delivers messages without a break.
 constexpr std::chrono::milliseconds kSlice{10};
 
 struct Message {
@@ -53,7 +53,7 @@ class LibDataChannel::Observer final : public webrtc::DataChannelObserver,
   void OnStateChange() override { noteState(false); }
 
   void OnMessage(const webrtc::DataBuffer& buffer) override {
-    noteState(true);  // Messages that waited for the registration come within it, before anything else.
+    noteState(true);  // Messages that waited for the registration arrive during it, before any state change.
     const auto size = static_cast<qint64>(buffer.size());
     bool first = false;
     {
@@ -64,10 +64,11 @@ class LibDataChannel::Observer final : public webrtc::DataChannelObserver,
     if (first) post();
   }
 
-  // Any thread. Reports the present state unless it was reported already; with `onlyFirst` it is reported only if none
-  // was so far. Connecting, in which every channel begins, is no change.
+  // Any thread. Reports the current state unless it was reported already; with `onlyFirst` only if no state was
+  // reported so far. Connecting, the state in which every channel begins, is not reported.
   void noteState(bool onlyFirst) {
-    const ChannelState state = stateOf(channel_->state());  // Main waits here for the thread that takes the mutex.
+    // Outside the mutex: on main this call waits for the signalling thread, which takes the mutex.
+    const ChannelState state = stateOf(channel_->state());
     bool first = false;
     {
       const std::lock_guard lock(mutex_);
@@ -90,7 +91,7 @@ class LibDataChannel::Observer final : public webrtc::DataChannelObserver,
   }
 
  private:
-  // Under the mutex. True when somebody must be told to come and take it.
+  // Under the mutex. True if the caller must call post().
   bool append(Event event, qint64 size) {
     if (size > 0 && overflowed_) return false;
     if (pendingBytes_ + size > kMaxPendingBytes) {
@@ -109,7 +110,7 @@ class LibDataChannel::Observer final : public webrtc::DataChannelObserver,
     });
   }
 
-  // Main thread. Hands on what waits, for a while: others want that thread, too.
+  // Main thread. Delivers queued events for at most kSlice, because the thread has other work, too.
   void drain() {
     const auto end = std::chrono::steady_clock::now() + kSlice;
     while (!detached_) {
@@ -168,7 +169,7 @@ LibDataChannel::LibDataChannel(rtc::scoped_refptr<webrtc::DataChannelInterface> 
       label_(QString::fromStdString(channel_->label())),
       observer_(std::make_shared<Observer>(channel_.get())) {
   channel_->RegisterObserver(observer_.get());
-  // On a connection that stands the library opens a channel at once, perhaps before there was an observer to tell.
+  // On an established connection the library opens a channel at once, possibly before the observer was registered.
   observer_->noteState(true);
 }
 
@@ -189,7 +190,7 @@ quint64 LibDataChannel::maxMessageSize() const {
 }
 
 bool LibDataChannel::send(const QByteArray& data, bool binary) {
-  // The library answers a message that the other side cannot take by closing the channel.
+  // The library closes the channel on a message that is too long for the other side.
   const auto size = static_cast<quint64>(data.size());
   if (size > kSmallestLimit && size > maxMessageSize()) {
     logLine(QStringLiteral("[dc] dropped a message of %1 bytes label=%2: the viewer takes %3 at most")

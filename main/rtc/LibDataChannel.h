@@ -10,11 +10,11 @@
 
 namespace vantora {
 
-// Thread: main. State changes and messages arrive on the library's signalling thread, wait in one
-// bounded queue and are delivered on main in order.
+// Thread: main. State changes and messages arrive on the library's signalling thread and are delivered on main, in
+// order, through one bounded queue.
 class LibDataChannel final : public DataChannel {
  public:
-  // `channel` is one of `connection`.
+  // `channel` belongs to `connection`.
   LibDataChannel(rtc::scoped_refptr<webrtc::DataChannelInterface> channel,
                  rtc::scoped_refptr<webrtc::PeerConnectionInterface> connection);
   ~LibDataChannel() override;

@@ -31,16 +31,17 @@ webrtc::RTCError checkIceServer(const webrtc::PeerConnectionInterface::IceServer
   return webrtc::ParseIceServersOrError({server}, &stunServers, &turnServers);
 }
 
-// The library's own settings take 7.5 s to call a dead link disconnected. A supporter who sees nothing for so long
-// hangs up. With these it asks every 900 ms, and two questions without an answer are the end: it takes one to two
-// seconds, so that a recovery (2 s later) begins well within five, at the price of one small packet a second.
-void noticeLostLinksSoon(webrtc::PeerConnectionInterface::RTCConfiguration& configuration) {
+// With the library's default settings it takes 7.5 s until a dead link is reported as disconnected. A supporter who
+// sees nothing for so long hangs up. With these a check is sent every 900 ms, and two checks without a response count
+// as disconnected: this takes one to two seconds, so that a recovery (2 s later) begins well within five, at the cost
+// of one small packet per second.
+void detectLostLinksSoon(webrtc::PeerConnectionInterface::RTCConfiguration& configuration) {
   configuration.ice_check_interval_strong_connectivity = 350;
   configuration.stable_writable_connection_ping_interval_ms = 900;
   configuration.ice_connection_receiving_timeout = 500;
   configuration.ice_unwritable_timeout = 1000;
   configuration.ice_unwritable_min_checks = 2;
-  // A network that appears while the session runs (another cable, another Wi-Fi) is taken without being asked.
+  // A network that appears during the session (another cable, another Wi-Fi) is used automatically.
   configuration.continual_gathering_policy = webrtc::PeerConnectionInterface::GATHER_CONTINUALLY;
 }
 
@@ -105,8 +106,8 @@ IceState iceStateOf(webrtc::PeerConnectionInterface::IceConnectionState state) {
   return IceState::count;
 }
 
-// Takes what arrives on channels that the viewer opened and throws it away: the library would keep it for somebody to
-// come, 16 MiB of it for each of a thousand channels.
+// Discards what arrives on channels that the viewer opened: without an observer the library would queue it, up to 16
+// MiB for each of a thousand channels.
 class DiscardingObserver final : public webrtc::DataChannelObserver {
  public:
   void OnStateChange() override {}
@@ -124,12 +125,12 @@ std::string iceUserName(const webrtc::SessionDescriptionInterface& description) 
   return transports.empty() ? std::string() : transports.front().description.ice_ufrag;
 }
 
-// A completion for the library: hops to main, where it is dropped once the connection is gone.
+// A completion for the library: posts to main, where it is dropped once the connection is closed.
 std::function<void(webrtc::RTCError)> hopping(const Lifetime& life, PeerConnection::Done done) {
   return [hop = life.onMain(std::move(done))](const webrtc::RTCError& error) { hop(errorOf(error)); };
 }
 
-// The same for an event, of which there may be none.
+// The same for an event handler, which may be empty.
 template <typename... Args>
 std::function<void(Args...)> hoppingEvent(const Lifetime& life, std::function<void(Args...)> event) {
   if (!event) return [](const auto&...) {};
@@ -190,13 +191,13 @@ std::unique_ptr<LibPeerConnection> LibPeerConnection::create(webrtc::PeerConnect
                                                              std::shared_ptr<KeyFrameRequest> keyFrameRequest) {
   webrtc::PeerConnectionInterface::RTCConfiguration configuration;
   configuration.sdp_semantics = webrtc::SdpSemantics::kUnifiedPlan;
-  noticeLostLinksSoon(configuration);
+  detectLostLinksSoon(configuration);
   for (const IceServer& server : servers) {
     webrtc::PeerConnectionInterface::IceServer entry;
     entry.urls.push_back(server.url.toStdString());
     if (server.username) entry.username = server.username->toStdString();
     if (server.credential) entry.password = server.credential->toStdString();
-    // One server that the library cannot take would end the process, not just this connection.
+    // A server that the library cannot use would abort the process, not just this connection.
     if (const webrtc::RTCError error = checkIceServer(entry); !error.ok()) {
       logLine(QStringLiteral("[ice] ignoring server ") + server.url + QStringLiteral(": ") + errorText(error));
       continue;
@@ -296,8 +297,8 @@ void LibPeerConnection::beginCandidates(const std::string& userName) {
   candidatesTaken_ = 0;
 }
 
-// An answer that fails half-way spoils the connection for good, while one that is refused at once
-// does no harm. The library tells the two apart only by refusing to make a further offer.
+// An answer that fails half-way leaves the connection unusable, while one that is refused at once does no harm. The
+// only way to distinguish them: in the first case the library refuses to make another offer.
 void LibPeerConnection::reportIfBroken() {
   const auto observer = rtc::make_ref_counted<OfferObserver>(
       [broken = events_.descriptionBroken](const QString&, const std::optional<QString>& error) {
@@ -320,7 +321,7 @@ void LibPeerConnection::addCandidate(const IceCandidate& candidate, Done done) {
                          parseError.description.empty() ? "not a candidate" : parseError.description));
     return;
   }
-  if (candidatesTaken_ >= kMostCandidates) {
+  if (candidatesTaken_ >= kMaxCandidates) {
     hop(webrtc::RTCError(webrtc::RTCErrorType::RESOURCE_EXHAUSTED, "too many candidates"));
     return;
   }
@@ -341,7 +342,7 @@ std::unique_ptr<DataChannel> LibPeerConnection::createDataChannel(const QString&
 std::unique_ptr<VideoSender> LibPeerConnection::addVideoTransceiver(VideoTrackSource& source) {
   webrtc::RtpTransceiverInit init;
   init.direction = webrtc::RtpTransceiverDirection::kSendOnly;
-  // One layer, said explicitly: VP9 without it falls to five frames a second on a screen.
+  // One layer, set explicitly: VP9 without it falls to five frames per second on a screen.
   init.send_encodings.emplace_back();
   init.send_encodings.back().scalability_mode = "L1T1";
   const auto track = factory_->CreateVideoTrack(kVideoTrackId, source.native());

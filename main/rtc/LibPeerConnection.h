@@ -1,4 +1,4 @@
-// PeerConnection over the WebRTC library. Internal to this folder (it shows the library's types).
+// PeerConnection over the WebRTC library. Internal to this folder (it exposes the library's types).
 #pragma once
 
 #include <api/peer_connection_interface.h>
@@ -9,11 +9,11 @@
 
 namespace vantora {
 
-// Thread: main. The library's callbacks arrive on its signalling thread; they copy what they
-// carry and post it to main, where `life_` tells whether this object still wants it.
+// Thread: main. The library's callbacks arrive on its signalling thread; their arguments are copied and posted to main,
+// where `life_` drops them after close().
 class LibPeerConnection final : public PeerConnection {
  public:
-  // None when the library refuses the configuration.
+  // Null if the library refuses the configuration.
   static std::unique_ptr<LibPeerConnection> create(webrtc::PeerConnectionFactoryInterface& factory,
                                                    const QList<IceServer>& servers, PeerEvents events,
                                                    std::shared_ptr<KeyFrameRequest> keyFrameRequest);
@@ -43,11 +43,11 @@ class LibPeerConnection final : public PeerConnection {
 
   rtc::scoped_refptr<webrtc::PeerConnectionFactoryInterface> factory_;
   Lifetime life_;            // Ends when the connection is closed.
-  const PeerEvents events_;  // By way of main, for any thread.
+  const PeerEvents events_;  // Posted to main; may be called on any thread.
   std::shared_ptr<KeyFrameRequest> keyFrameRequest_;
   // The newest offer as the library made it.
   QString offered_;
-  // Of the answer in force, and how many candidates came with that ICE user name.
+  // ICE user name of the current answer, and the number of candidates received for it.
   std::string remoteUserName_;
   std::size_t candidatesTaken_ = 0;
   std::unique_ptr<Observer> observer_;

@@ -25,7 +25,7 @@ bool LibVideoSender::setDegradationPreference(DegradationPreference preference) 
 
 bool LibVideoSender::replaceTrack(VideoTrackSource& source) {
   const auto track = factory_->CreateVideoTrack(kVideoTrackId, source.native());
-  // What was said about the picture holds for the one that takes its place.
+  // The new track keeps the content hint of the old one.
   const auto before = sender_->track();
   if (before && before->kind() == webrtc::MediaStreamTrackInterface::kVideoKind) {
     track->set_content_hint(static_cast<webrtc::VideoTrackInterface*>(before.get())->content_hint());

@@ -9,7 +9,7 @@ using namespace Qt::Literals::StringLiterals;
 
 namespace {
 
-// The profile-level-id of a line; none without one.
+// The profile-level-id of a line; empty if there is none.
 std::optional<QString> profileOf(const QString& line) {
   constexpr QLatin1StringView kName = "profile-level-id="_L1;
   const qsizetype at = line.indexOf(kName);

@@ -1,5 +1,5 @@
-// One WebRTC peer connection as the session sees it. The library's headers stay behind this
-// interface; LibPeerConnection implements it, tests/fakes/FakePeerConnection.h imitates it.
+// One WebRTC peer connection as the session sees it. The interface hides the library's headers; LibPeerConnection
+// implements it, tests/fakes/FakePeerConnection.h is its fake.
 #pragma once
 
 #include <QByteArray>
@@ -34,24 +34,22 @@ struct OfferOptions {
   bool receiveAudio = false;
 };
 
-// What a peer connection reports. All on the main thread, never after the connection was closed
-// or destroyed.
+// Events of a peer connection. All on the main thread, never after the connection was closed or destroyed.
 struct PeerEvents {
   std::function<void(IceState)> iceStateChanged;
   std::function<void(const IceCandidate&)> candidateGenerated;
-  // Transports are encrypted and ready, at first or again after an outage: media sent from now on reaches the viewer.
+  // Transports are encrypted and ready, initially or after an outage: media sent from now on reaches the viewer.
   std::function<void()> mediaReady;
-  // A transport failed. With ICE itself in order only a new connection can help.
+  // A transport failed. If ICE itself works, only a new connection can help.
   std::function<void()> transportFailed;
-  // An answer left the connection in a state that it cannot leave: it takes and makes no
-  // description any more.
+  // An answer left the connection in a permanent error state: it neither accepts nor creates descriptions any more.
   std::function<void()> descriptionBroken;
 };
 
 // Main thread. Owned by the session; destroying it closes it.
 class PeerConnection {
  public:
-  // Error text, or none on success.
+  // Error text; empty on success.
   using Done = std::function<void(std::optional<QString> error)>;
   // The SDP text, or the error text.
   using OfferDone = std::function<void(QString sdp, std::optional<QString> error)>;
@@ -68,19 +66,19 @@ class PeerConnection {
   // Text that is no candidate is an error, not a crash.
   virtual void addCandidate(const IceCandidate& candidate, Done done) = 0;
 
-  // None when the library refuses.
+  // Null if the library refuses.
   virtual std::unique_ptr<DataChannel> createDataChannel(const QString& label, const DataChannelConfig& config) = 0;
-  // A send-only transceiver with a track "video0" of `source`, without stream ids. None on failure.
+  // A send-only transceiver with a track "video0" of `source`, without stream ids. Null on failure.
   virtual std::unique_ptr<VideoSender> addVideoTransceiver(VideoTrackSource& source) = 0;
 
-  // What the congestion control takes the link to carry until it has measured, in bit/s (> 0).
+  // The congestion control's initial estimate of the link's rate, in bit/s (> 0).
   virtual void setStartBitrate(int bps) = 0;
-  // The most that the congestion control looks for, in bit/s (> 0). Raising it makes it probe for that much at once
-  // instead of feeling its way up by a few percent a second.
+  // Upper limit of the congestion control, in bit/s (> 0). If raised, the new limit is probed at once, instead of the
+  // estimate growing by a few percent per second.
   virtual void setMaxBitrate(int bps) = 0;
   // Marks ICE for a restart at the next offer. False where the library has no such operation.
   virtual bool restartIce() = 0;
-  // Makes a key frame of the next video frame: what was sent before may have been lost.
+  // The next video frame becomes a key frame: earlier frames may have been lost.
   virtual void requestKeyFrame() = 0;
   virtual void close() = 0;
 };
@@ -89,7 +87,7 @@ class PeerConnection {
 class PeerConnectionFactory {
  public:
   virtual ~PeerConnectionFactory() = default;
-  // None when the library refuses the configuration.
+  // Null if the library refuses the configuration.
   virtual std::unique_ptr<PeerConnection> createPeerConnection(const QList<IceServer>& servers, PeerEvents events) = 0;
 };
 

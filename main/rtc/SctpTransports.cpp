@@ -10,13 +10,13 @@ namespace vantora {
 namespace {
 
 constexpr dcsctp::DurationMs kAckDelay(5);
-/// What a viewer may have on its way to us, in bytes; above the 256 KiB of the largest message. With the library's 5 MB
-/// a browser's slow start sends more at once than its own send queue takes, which discards the rest: the first file of
-/// a session crawls.
+// Maximum of bytes in flight from a viewer; above the 256 KiB of the largest message. With the library's 5 MB a
+// browser's slow start sends more at once than its own send queue holds, which discards the rest: the first file of a
+// session is very slow.
 constexpr size_t kReceiveWindow{512 * 1024};
-/// What may wait in the transport for its turn, in bytes, and when it asks for more. A channel counts only what the
-/// transport has not taken: with the library's 2 MB a long clipboard text would be sent at once, and everything after
-/// it would wait for as long as a thin link takes for that much.
+// Maximum of bytes buffered in the transport, and the level at which it requests more. A channel's bufferedAmount()
+// does not include them: with the library's 2 MB a long clipboard text would be passed on at once, and everything after
+// it would wait for as long as a thin link takes to send that much.
 constexpr size_t kSendBuffer{64 * 1024};
 constexpr size_t kSendMoreBelow{32 * 1024};
 

@@ -21,7 +21,7 @@ struct EncodingChange {
 class VideoSender {
  public:
   virtual ~VideoSender() = default;
-  // Writes `change` to every encoding (one is made when there is none). False when refused.
+  // Writes `change` to every encoding (creates one if there is none). False when refused.
   virtual bool changeEncodings(const EncodingChange& change) = 0;
   // False when the library does not support it or refuses.
   virtual bool setDegradationPreference(DegradationPreference preference) = 0;

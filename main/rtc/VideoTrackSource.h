@@ -1,4 +1,4 @@
-// What a video track is made of.
+// The source of a video track.
 #pragma once
 
 namespace webrtc {
@@ -11,8 +11,8 @@ namespace vantora {
 class VideoTrackSource {
  public:
   virtual ~VideoTrackSource() = default;
-  // The library's source object, reference-counted; never null, the same at every call. It may
-  // outlive this object (the library holds references of its own). Main thread.
+  // The library's source object, reference-counted; never null, the same at every call. It may outlive this object
+  // (the library holds references of its own). Main thread.
   virtual webrtc::VideoTrackSourceInterface* native() = 0;
 };
 

@@ -1,9 +1,9 @@
-// The library's weak references without its check that they are read and invalidated on one thread. It breaks that rule
-// itself: after a failed DTLS handshake it reads a reference to the peer connection on the network thread and then
-// destroys the connection on the signalling thread, where the check would end the program. Any viewer could bring that
-// about. The reference is never read late: its readers are destroyed first, on their own thread.
+// The library's weak references without its check that they are read and invalidated on one thread. The library breaks
+// that rule itself: after a failed DTLS handshake it reads a reference to the peer connection on the network thread and
+// then destroys the connection on the signalling thread, where the check would abort the program. Any viewer could
+// cause that. The reference is never read after its invalidation: its readers are destroyed first, on their own thread.
 //
-// The linker takes these definitions for those of the library (CMakeLists.txt).
+// The linker uses these definitions instead of the library's (CMakeLists.txt).
 #include <rtc_base/weak_ptr.h>
 
 namespace rtc::internal {
@@ -23,7 +23,7 @@ bool WeakReference::is_valid() const { return flag_ && flag_->IsValid(); }
 WeakReferenceOwner::WeakReferenceOwner() = default;
 WeakReferenceOwner::~WeakReferenceOwner() { Invalidate(); }
 WeakReference WeakReferenceOwner::GetRef() const {
-  // References that were all given up leave nothing to share.
+  // Without any remaining reference a new flag is needed.
   if (!HasRefs()) flag_ = new RefCountedObject<WeakReference::Flag>();
   return WeakReference(flag_.get());
 }

@@ -20,26 +20,25 @@
 namespace vantora {
 namespace {
 
-// What the library's congestion control and pacer do otherwise than by default. (A trial string must not hold "//": the
-// library aborts on it.)
+// Changed settings of the library's congestion control and pacer. (A trial string must not contain "//": the library
+// aborts on it.)
 constexpr const char* kFieldTrials =
-    // Asks the viewer to show each frame as soon as it is decoded: a supporter watches a pointer, not a film.
+    // Tells the viewer to show each frame as soon as it is decoded: a supporter needs low delay, not smooth playback.
     "WebRTC-ForceSendPlayoutDelay/min_ms:0,max_ms:0/"
-    // Screens send nothing, then a page at once. The encoders hold the rate over seconds by themselves; the library's
-    // adjuster took each page for an encoder that overshoots and halved its rate. No probe up to the limit whenever
-    // another quality is chosen. (Periodic probes of a screen at rest, "alr_probing", would end the program: after an
-    // outage the library makes one of no bytes, which its own check refuses.)
+    // Screens send nothing, then a page at once. The encoders keep the rate over seconds by themselves; the library's
+    // adjuster treated each page as an overshoot of the encoder and halved its rate. No probe up to the limit whenever
+    // another quality is chosen. (Periodic probes of a still screen, "alr_probing", would abort the program: after an
+    // outage the library makes one of no bytes, on which its own check fails.)
     "WebRTC-VideoRateControl/bitrate_adjuster:false,probe_max_allocation:false/"
-    // What arrived is measured over packets and not over a window of time, which is mostly empty here.
+    // The throughput is measured over packets and not over a time window, which is mostly empty here.
     "WebRTC-Bwe-RobustThroughputEstimatorSettings/enabled:true/"
-    // Probes that are long enough to empty the token bucket of a thin uplink: short ones find two to five times its
-    // rate, and the first page is lost in its queue.
+    // Probes that are long enough to empty the token bucket of a thin uplink: short ones measure two to five times its
+    // rate, and then the first page overflows its queue.
     "WebRTC-Bwe-ProbingBehavior/min_probe_duration:200ms/WebRTC-Bwe-InitialProbing/p1:1,p2:2/"
-    // A page leaves little faster than the link takes it (default 2.5).
+    // A page is sent only a little faster than the link's rate (default 2.5).
     "WebRTC-Video-Pacing/factor:1.2/";
 
-// The session never negotiates audio: factories that know no codec keep the library's audio half
-// from loading anything.
+// The session never negotiates audio: with factories without a codec the library's audio part loads nothing.
 class NoAudioEncoders : public webrtc::AudioEncoderFactory {
  public:
   std::vector<webrtc::AudioCodecSpec> GetSupportedEncoders() override { return {}; }

@@ -12,7 +12,7 @@ class VideoEncoderFactory;
 
 namespace vantora {
 
-// Makes the video encoders of a runtime; what they encode next after a request is a key frame.
+// Makes the video encoders of a runtime; the next frame they encode after a request is a key frame.
 using MakeVideoEncoders = std::unique_ptr<webrtc::VideoEncoderFactory> (*)(std::shared_ptr<const KeyFrameRequest>);
 
 // Starts the library's network, worker and signalling threads and makes peer connections with the encoders of

@@ -9,7 +9,7 @@
 
 namespace vantora {
 
-// The text shown for a reaction; a bell for one that is not known.
+// The text shown for a reaction; a bell for an unknown one.
 QString reactionText(const QString& reaction);
 
 // Thread: main. Owner: Host.
@@ -22,7 +22,7 @@ class ChatInbox {
   };
 
   explicit ChatInbox(const Scheduler& scheduler) : scheduler_(scheduler) {}
-  // Either callback may be empty: then that way of showing is left out.
+  // Either callback may be empty; it is then skipped.
   void setCallbacks(Callbacks callbacks) { callbacks_ = std::move(callbacks); }
 
   void handleChatBroadcast(const JsonObject& message);

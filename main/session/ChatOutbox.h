@@ -1,4 +1,4 @@
-// What the local user says to the room.
+// Chat messages of the local user to the room.
 #pragma once
 
 #include <QString>
@@ -9,7 +9,7 @@
 namespace vantora {
 
 // The "chat_send" message for `text`: without white space and line breaks at both ends, cut to its first 1400
-// characters. None when nothing is left to say. Pure.
+// characters. Empty when no text remains. Pure.
 std::optional<JsonObject> chatSendMessage(const QString& text);
 
 }  // namespace vantora

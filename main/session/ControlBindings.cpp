@@ -1,4 +1,4 @@
-// Which area carries out which control message. What concerns several areas is carried out here.
+// Binds each control message to the area that handles it. Messages that concern several areas are handled here.
 #include <algorithm>
 #include <limits>
 

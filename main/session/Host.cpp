@@ -12,9 +12,9 @@ namespace {
 
 using namespace Qt::Literals::StringLiterals;
 
-// The most that a connection may carry: what the highest rate that is derived from a picture's size needs. Once more
-// than 180 Mbit/s were sent, the library may compute a pause of 0 ms between two of its reports, which its own check
-// refuses, and that ends the program.
+// The maximum rate of a connection: enough for the highest rate that is derived from a frame size. Once more than 180
+// Mbit/s are sent, the library may compute an interval of 0 ms between two of its reports; its own check then ends the
+// program.
 constexpr int kHighestLinkBps = 60'000'000;
 
 }  // namespace
@@ -31,7 +31,7 @@ Host::Host(const QString& room, Configuration configuration, Platform platform)
       iceMonitor_(platform_.scheduler,
                   {.changed =
                        [this](IceState state) {
-                         // A viewer out of reach cannot let go of what it holds down.
+                         // A disconnected viewer cannot release the keys and buttons that it holds down.
                          if (state == IceState::disconnected || state == IceState::failed) injector_.releaseAll();
                          if (state == IceState::checking || state == IceState::connected) systemStats_.prepare();
                          sharing_.setViewerConnected(iceMonitor_.connected());
@@ -50,8 +50,8 @@ Host::Host(const QString& room, Configuration configuration, Platform platform)
               .hostName = platform_.desktop.machine().prettyHostName(),
               .roomId = roomId_}),
       diagnostics_(sender_, platform_.diagnostics) {
-  // The signaller connects inside its constructor and reports the first opening to nobody: the
-  // first offer is made below, when there is something to offer.
+  // The signaller connects inside its constructor, before onOpen is set: the first offer is made below, when there is
+  // something to offer.
   signaler_ = std::make_unique<Signaler>(
       Signaler::Settings{
           .url = configuration_.signalingUrl,
@@ -122,7 +122,7 @@ void Host::setFileReceiveAllowed(bool allow) {
   changed();
 }
 
-// A desktop that took back what it gave shows nothing any more.
+// A desktop that withdrew its permission delivers no frames any more.
 void Host::desktopChanged(const DesktopStatus& status) {
   if (status.state == DesktopState::closed) {
     injector_.releaseAll();
@@ -170,8 +170,8 @@ OfferShape Host::offerShape() const {
           .xGoogleMaxKbpsOverride = settings_.xGoogleMaxKbpsOverride};
 }
 
-// Room for what is sent again and for the pacing of a large frame. The library probes for a limit as soon as it rises,
-// which costs a thin link a fifth of a second at that rate: so it is the same for all of the usual presets.
+// Leaves room for retransmissions and for the pacing of a large frame. The library probes for the limit as soon as it
+// rises, which blocks a slow link for a fifth of a second: so the limit is the same for all of the usual presets.
 void Host::setMaxBitrate() {
   constexpr double kHeadroom = 1.5;
   constexpr int kUsualKbps = 6000;
@@ -187,7 +187,7 @@ void Host::startVideoSource() {
   quality_->senderReplaced();
 }
 
-// A link that is wider shows that within a second; one that is thinner would lose the first page.
+// On a faster link the estimate rises within a second; a slower link would lose the first page.
 int Host::startKbps() const {
   constexpr int kCautious = 1000;
   const int hint = bitrateHints(quality_->lastTarget().kbps, settings_.xGoogleMinKbpsOverride,
@@ -206,7 +206,7 @@ void Host::createPeer() {
        .candidateGenerated = [this](const IceCandidate& candidate) { negotiation_.sendCandidate(candidate); },
        .mediaReady =
            [this] {
-             // A viewer that missed a part waits for seconds before it asks for one that needs none of it.
+             // A viewer that missed packets waits for seconds before it requests a key frame.
              if (link_) link_->connection->requestKeyFrame();
              sharing_.refresh();
            },
@@ -246,9 +246,9 @@ void Host::closePeer() {
   clipboard_.channelClosed(ControlChannel::reliable);
   cursor_->stopCursorMonitoring();
   link_.reset();
-  // The library's threads take a moment to let go of it.
-  constexpr std::chrono::seconds kLettingGo(2);
-  memoryTimer_ = platform_.scheduler.after(kLettingGo, [] { returnFreeMemory(); });
+  // The library's threads take a moment to release the connection.
+  constexpr std::chrono::seconds kReleaseDelay(2);
+  memoryTimer_ = platform_.scheduler.after(kReleaseDelay, [] { returnFreeMemory(); });
 }
 
 void Host::replacePeer(const char* reason) {

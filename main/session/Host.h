@@ -36,7 +36,7 @@ namespace vantora {
 // them. Thread: main. Owner: HostAppDelegate, from launch to the end of the process.
 class Host {
  public:
-  // What the session stands on; everything referred to must outlive it.
+  // What the session depends on; everything referred to must outlive it.
   struct Platform {
     Scheduler& scheduler;
     DesktopSession& desktop;
@@ -44,9 +44,9 @@ class Host {
     VideoSourceFactory videoSources;
     WebSocketTaskFactory webSocketTasks;
     RandomBelow random;
-    // Makes a diagnostics report; without it requests for one are not answered.
+    // Makes a diagnostics report; if empty, requests for a report get no reply.
     TaskStarter diagnostics{};
-    // Collects the machine's own figures ("sys"); without it the statistics do without them.
+    // Collects the machine's own figures ("sys"); if empty, the statistics omit them.
     TaskStarter statistics{};
   };
   struct Configuration {
@@ -62,7 +62,7 @@ class Host {
   Host(const Host&) = delete;
   Host& operator=(const Host&) = delete;
 
-  // Ends the media session: closes the peer connection. The signalling line stays.
+  // Ends the media session: closes the peer connection. The signalling connection stays.
   void shutdown();
 
   // For the user interface.
@@ -78,7 +78,8 @@ class Host {
   ChatInbox& chat() { return chat_; }
   bool isFileReceiveAllowed() const { return files_.isFileReceiveAllowed(); }
   void setFileReceiveAllowed(bool allow);
-  // Says `text` to the room; dropped when it is blank or there is no signalling connection. The server's echo shows it.
+  // Sends `text` to the room; dropped when it is blank or there is no signalling connection. The server's echo shows
+  // it.
   void sendChat(const QString& text);
   // Called whenever something that the menu shows changed.
   void setChangedHandler(std::function<void()> handler) { changedHandler_ = std::move(handler); }
@@ -104,7 +105,7 @@ class Host {
   void setMaxBitrate();
   void startVideoSource();
 
-  // Member order is teardown order, read from the bottom: what refers to something stands below it.
+  // Members are destroyed from the bottom up: a member that refers to another one is below it.
   const Configuration configuration_;
   Platform platform_;
   const QString roomId_;

@@ -10,9 +10,9 @@ using namespace Qt::Literals::StringLiterals;
 namespace vantora {
 namespace {
 
-// Beyond a full message: frame heads, and what one read brings along.
+// Beyond a full message: frame headers and the surplus of one read.
 constexpr qint64 kReadBufferReserve = 64 * 1024;
-// Reasons come from the server in part; one log line must stay one line.
+// Parts of a reason come from the server; a log entry must stay on one line.
 constexpr qsizetype kLongestReason = 200;
 
 constexpr auto kTooMuchWaits = "Too much is waiting for the network."_L1;
@@ -53,8 +53,8 @@ void QtWebSocketTask::resume() {
   connectSignals();
   handshakeTimer_ = scheduler_.after(limits_.handshake, [this] { fail(u"The server does not answer."_s); });
   socket_->open(url_);
-  // Only a socket that is being opened takes the size. It bounds a server that sends a handshake or a
-  // frame head without end; a frame is handed over once it is complete, so the longest must fit.
+  // Only a socket that is being opened accepts the size. It limits a server that sends an endless handshake or frame
+  // header; a frame is delivered once it is complete, so the longest must fit.
   socket_->setReadBufferSize(limits_.incomingBytes + kReadBufferReserve);
 }
 
@@ -72,7 +72,7 @@ void QtWebSocketTask::connectSignals() {
   QObject::connect(socket, &QWebSocket::pong, socket, [this] { pingUnanswered_ = false; });
   QObject::connect(socket, qOverload<QAbstractSocket::SocketError>(&QWebSocket::error), socket,
                    [this] { fail(socket_->errorString()); });
-  // A refused connection is first reported as closed and only then with its reason: wait for that.
+  // A refused connection is first reported as closed and only then with its reason: wait for the reason.
   QObject::connect(socket, &QWebSocket::disconnected, socket,
                    [this] { postToMain(life_.guard([this, reason = closeText()] { fail(reason); })); });
 }
@@ -121,7 +121,7 @@ void QtWebSocketTask::checkAlive() {
 }
 
 qint64 QtWebSocketTask::backlog() const {
-  // An encrypted connection counts only what is not encrypted yet, which is next to nothing.
+  // bytesToWrite() of an encrypted connection counts only what is not encrypted yet, which is almost nothing.
   const auto* encrypted = socket_->findChild<const QSslSocket*>();
   return socket_->bytesToWrite() + (encrypted ? encrypted->encryptedBytesToWrite() : 0);
 }
@@ -139,7 +139,7 @@ void QtWebSocketTask::fail(const QString& reason) {
   backlogTimer_.reset();
   const qsizetype undelivered = waiting_.size();
   waiting_.clear();
-  // The socket may be in the middle of its own work, even inside open().
+  // This may be called from inside the socket's own code, even from open().
   postToMain(life_.guard([this, reason = failure_, undelivered] { reportFailure(reason, undelivered); }));
 }
 

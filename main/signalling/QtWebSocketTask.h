@@ -13,23 +13,24 @@
 
 namespace vantora {
 
-// Purpose: the WebSocketTask over a QWebSocket, with an end to everything that could wait or grow for
-// ever. Thread: main. Owner: see WebSocketTask. Connects directly, without any proxy, as the media
-// does. TLS certificates are verified against the system's authorities.
+// Purpose: the WebSocketTask over a QWebSocket, with a limit to every wait and every buffer. Thread: main. Owner: see
+// WebSocketTask. Connects directly, without any proxy, as the media does. TLS certificates are verified against the
+// system's authorities.
 class QtWebSocketTask final : public WebSocketTask {
  public:
   struct Limits {
     // From resume() until the connection is open.
     std::chrono::milliseconds handshake{10'000};
-    // A ping goes out this often; a server that has not answered it when the next is due is dead.
+    // A ping goes out this often; a server that has not answered it when the next is due counts as dead.
     std::chrono::milliseconds pingPeriod{10'000};
-    // Longest message taken from the server; a longer one breaks the connection.
+    // Maximum size of a message from the server; a longer one breaks the connection.
     qint64 incomingBytes = 4 * 1024 * 1024;
-    // Messages that wait for the connection to open, and bytes that wait in it or for the network.
+    // Maximum number of messages that wait for the connection to open, and of bytes that wait in them or for the
+    // network.
     qsizetype waitingMessages = 256;
     qint64 waitingBytes = 4 * 1024 * 1024;
-    // A message that would exceed them is not sent. What exceeds them by itself, answers to pings of a server that does
-    // not read, is looked for this often and breaks the connection.
+    // A message that would exceed them is not sent. Pongs to a server that does not read can exceed them as well: this
+    // is checked at this interval and breaks the connection.
     std::chrono::milliseconds backlogPeriod{1'000};
   };
 
@@ -68,7 +69,7 @@ class QtWebSocketTask final : public WebSocketTask {
   Scheduler& scheduler_;
   const Limits limits_;
   State state_ = State::idle;
-  int running_ = 0;  // Callbacks that are.
+  int running_ = 0;  // Number of callbacks in progress.
   QQueue<QString> waiting_;
   qint64 waitingBytes_ = 0;
   bool pingUnanswered_ = false;

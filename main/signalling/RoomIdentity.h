@@ -1,7 +1,6 @@
 // Which room the host joins.
 //
-// Purpose: pure choice from configuration and the machine's identity. Thread: main. Owner: none,
-// there is no state.
+// Purpose: pure choice from configuration and the machine's identity. Thread: main. No state.
 #pragma once
 
 #include <QString>

@@ -34,9 +34,9 @@ Signaler::~Signaler() { affinity_.check("Signaler::~Signaler"); }
 
 void Signaler::connect() {
   affinity_.check("Signaler::connect");
-  // An attempt that was waiting for its turn is this one.
+  // This call replaces a scheduled reconnect.
   reconnectTimer_.reset();
-  // The old task goes away with everything it still holds.
+  // Drops the old task with its unsent messages.
   task_ = makeTask_(settings_.url.url, eventsOfNextTask());
   task_->resume();
   JsonObject join{{u"type"_s, u"join"_s}, {u"room"_s, settings_.room}, {u"role"_s, u"host"_s}};
@@ -44,7 +44,7 @@ void Signaler::connect() {
   if (token && !token->isEmpty()) join.insert(u"token"_s, *token);
   send(join);
   if (onOpen) {
-    const auto keepAlive = onOpen;  // The handler may exchange itself.
+    const auto keepAlive = onOpen;  // The handler may replace itself.
     keepAlive();
   }
 }
@@ -57,8 +57,8 @@ bool Signaler::send(const JsonObject& message) {
 }
 
 WebSocketTask::Events Signaler::eventsOfNextTask() {
-  // The task is destroyed before its Signaler and calls nothing after that, so `this` is safe here.
-  // Binary frames carry nothing of this protocol.
+  // The task is destroyed before its Signaler and calls nothing after that, so `this` is safe here. This protocol does
+  // not use binary frames.
   return {.text = [this](const QString& text) { receive(text); },
           .binary = nullptr,
           .receiveError =

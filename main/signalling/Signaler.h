@@ -1,4 +1,4 @@
-// The host's line to the signalling server.
+// The host's connection to the signalling server.
 #pragma once
 
 #include <QString>
@@ -14,14 +14,14 @@
 
 namespace vantora {
 
-// Purpose: joins the room as the host, hands every incoming JSON object on, and connects again with a
-// growing delay after a receive error. Thread: main. Owner: Host, for the life of the process.
+// Purpose: joins the room as the host, passes on every incoming JSON object, and reconnects with a growing delay after
+// a receive error. Thread: main. Owner: Host, for the life of the process.
 class Signaler {
  public:
   struct Settings {
     SignalingUrl url;
     QString room;
-    // The access token of the server; asked anew at each connect, none or empty means without.
+    // The access token of the server; read at each connect, nullopt or empty means no token.
     std::function<std::optional<QString>()> tokenLookup;
   };
 
@@ -31,18 +31,17 @@ class Signaler {
   Signaler(const Signaler&) = delete;
   Signaler& operator=(const Signaler&) = delete;
 
-  // Makes a new connection in place of the present one, sends "join" on it and calls `onOpen`, all
-  // before the connection is open.
+  // Replaces the present connection by a new one, sends "join" on it and calls `onOpen`, all before the connection is
+  // open.
   void connect();
 
-  // Sends one message as a text frame. False when there is no connection to hand it to; true says
-  // that it was handed over, not that it arrived. An error while sending is only logged.
+  // Sends one message as a text frame. False when there is no connection; true means that the message was queued, not
+  // that it arrived. An error while sending is only logged.
   bool send(const JsonObject& message);
 
-  // Called for each incoming JSON object. May be exchanged, and may destroy the Signaler.
+  // Called for each incoming JSON object. May be replaced, and may destroy the Signaler.
   std::function<void(const JsonObject&)> onMessage;
-  // Called at the end of each connect(); the first one runs inside the constructor and so finds it
-  // empty.
+  // Called at the end of each connect(); the first one runs inside the constructor, when this is still empty.
   std::function<void()> onOpen;
 
  private:
@@ -54,9 +53,9 @@ class Signaler {
   const Settings settings_;
   Scheduler& scheduler_;
   const WebSocketTaskFactory makeTask_;
-  // Seconds until the next reconnect. Grows for the life of the process, a success does not reset it.
+  // Seconds until the next reconnect. Grows for the life of the process; a success does not reset it.
   double backoff_;
-  // Destroyed before what is above: a task's callbacks use it.
+  // Destroyed before the members above: a task's callbacks use them.
   std::unique_ptr<WebSocketTask> task_;
   std::unique_ptr<Timer> reconnectTimer_;
 };

@@ -17,7 +17,7 @@ std::optional<SignalingUrl> parseUrl(const std::optional<QString>& text) {
 }
 
 QString urlOfHost(const QString& host, const Environment& environment) {
-  // Plain is the rule: only "0" turns encryption on. Existing set-ups rely on this reading.
+  // Unencrypted by default: only "0" turns encryption on. Existing installations rely on this.
   const bool encrypted = environment.equals("SIGNAL_TLS", "0"_L1);
   const qint64 port = environment.integer("SIGNAL_PORT").value_or(kDefaultPort);
   return (encrypted ? u"wss://"_s : u"ws://"_s) + host + u':' + QString::number(port);

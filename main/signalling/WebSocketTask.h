@@ -12,8 +12,8 @@ namespace vantora {
 // Purpose: one connection, from its first packet to its first failure; never reused. Thread: main,
 // callbacks too. Owner: the Signaler, which makes a new task for each attempt.
 //
-// A task takes messages before the connection is open: they wait and go out in order when it opens.
-// After the failure nothing is received any more and every further message is a send error.
+// A task accepts messages before the connection is open: they wait and are sent in order when it opens. After the
+// failure nothing is received and every further message is a send error.
 class WebSocketTask {
  public:
   // Any of them may be empty. Called from the event loop, never from inside resume(). A callback may
@@ -21,8 +21,8 @@ class WebSocketTask {
   struct Events {
     std::function<void(const QString&)> text;
     std::function<void(const QByteArray&)> binary;
-    // The connection could not be made, broke, or was closed by the server; at most once, and last
-    // but for send errors.
+    // The connection could not be made, broke, or was closed by the server; called at most once; only send errors may
+    // follow.
     std::function<void(const QString& reason)> receiveError;
     // One message could not be delivered; also called from inside send().
     std::function<void(const QString& reason)> sendError;

@@ -5,10 +5,10 @@
 
 namespace vantora {
 
-// Reports at work side by side; each has collectors and commands of its own.
+// Maximum number of reports made in parallel; each has collectors and commands of its own.
 inline constexpr int kReportsAtOnce = 2;
 
-// Makes a report on one of `threads`, which must outlive the result. A report that is given up kills its commands.
+// Makes a report on one of `threads`, which must outlive the result. Cancelling a report kills its commands.
 [[nodiscard]] TaskStarter diagnosticsReports(WorkerThreads& threads);
 
 }  // namespace vantora

@@ -5,7 +5,7 @@ namespace vantora {
 using namespace Qt::Literals::StringLiterals;
 
 void DiagnosticsRequests::handleRun(ControlChannel origin) {
-  if (!report_ || pending_.size() >= kMostPending) return;
+  if (!report_ || pending_.size() >= kMaxPending) return;
   const auto entry = pending_.insert(pending_.end(), Pending{.origin = origin, .job = nullptr});
   entry->job = report_([this, entry](const JsonObject& report) {
     const ControlChannel channel = entry->origin;

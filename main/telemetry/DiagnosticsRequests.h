@@ -10,19 +10,19 @@
 
 namespace vantora {
 
-// Each request has a report made for it, away from the main thread, and is answered on the channel it came on, for as
-// long as that channel lasts. Thread: main. Owner: Host.
+// Makes a report for each request, off the main thread, and sends it on the channel of the request as long as that
+// channel exists. Thread: main. Owner: Host.
 class DiagnosticsRequests {
  public:
-  // Requests that wait for their report; a viewer that asks for more is not answered until some are done.
-  static constexpr std::size_t kMostPending = 8;
+  // Maximum number of requests that wait for their report; further ones are dropped.
+  static constexpr std::size_t kMaxPending = 8;
 
   // `sender` must outlive this object.
   DiagnosticsRequests(ControlSender& sender, TaskStarter report) : sender_(sender), report_(std::move(report)) {}
 
   // "diagnostics_run".
   void handleRun(ControlChannel origin);
-  // The channel closed: the reports asked for on it are given up. Its successor belongs to nobody who asked.
+  // The channel closed: the reports requested on it are cancelled. They must not be sent on its successor.
   void channelClosed(ControlChannel channel);
 
   std::size_t pending() const { return pending_.size(); }

@@ -1,4 +1,4 @@
-// What the viewer is told about the host while it is connected.
+// Statistics about the host for a connected viewer.
 #pragma once
 
 #include <functional>
@@ -29,7 +29,7 @@ class HostStats {
  public:
   struct Sources {
     std::function<SessionFigures()> session;
-    // The machine's figures ("sys"), none while there are none.
+    // The machine's figures ("sys"); nullopt when there are none.
     std::function<std::optional<JsonObject>()> system;
     std::optional<QString> hostName;
     QString roomId;

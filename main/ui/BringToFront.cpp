@@ -12,7 +12,7 @@ void bringToFront(QWidget& window) {
   window.show();
   window.raise();
   window.activateWindow();
-  insistOnFront(window.winId(), QGuiApplication::platformName());
+  forceToFront(window.winId(), QGuiApplication::platformName());
 }
 
 void showInFront(QWidget& window) {
@@ -20,7 +20,7 @@ void showInFront(QWidget& window) {
   window.show();
   window.setAttribute(Qt::WA_ShowWithoutActivating, false);
   window.raise();
-  insistOnTop(window.winId(), QGuiApplication::platformName());
+  forceToTop(window.winId(), QGuiApplication::platformName());
 }
 
 void keepActivationToken(const QString& token) {

@@ -45,7 +45,7 @@ DesktopAppearance::DesktopAppearance(const QDBusConnection& bus) {
 void DesktopAppearance::apply(uint colorScheme) {
   const bool wanted = colorScheme == kPrefersDark;
   if (wanted == oursIsOn_) return;
-  // A desktop whose own palette is dark already needs no help.
+  // Nothing to do if the desktop's own palette is dark already.
   if (wanted && theme::isDark(QApplication::palette())) return;
   oursIsOn_ = wanted;
   QApplication::setPalette(wanted ? theme::darkPalette() : QPalette());

@@ -1,4 +1,4 @@
-// Light or dark, as the desktop's user wants it.
+// Light or dark palette, as set on the desktop.
 #pragma once
 
 #include <QDBusConnection>

@@ -14,7 +14,7 @@ constexpr qsizetype kLongest = 200;
 }  // namespace
 
 QString oneLine(const QString& text) {
-  // Looking at a few thousand units is enough to fill the line.
+  // A few thousand units are enough to fill the line.
   QString line = text.left(kLongest * 16);
   for (QChar& unit : line) {
     if (unit.category() == QChar::Other_Control || unit == QChar::LineSeparator || unit == QChar::ParagraphSeparator) {

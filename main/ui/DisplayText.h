@@ -1,4 +1,4 @@
-// Texts from elsewhere on their way to the screen: they are shown, never interpreted.
+// Prepares foreign texts for display: they are shown, never interpreted.
 #pragma once
 
 #include <QString>
@@ -9,10 +9,10 @@ namespace vantora {
 // ends in an ellipsis. Pure.
 QString oneLine(const QString& text);
 
-// For widgets that take a text for a web page when it looks like one: the same text, taken literally. Pure.
+// For widgets that render a text as rich text if it looks like markup: the same text, shown literally. Pure.
 QString literalToolTip(const QString& text);
 
-// For menus that take a single '&' for the mark of an access key. Pure.
+// For menus that read a single '&' as the mark of an access key. Pure.
 QString literalMenuText(QString text);
 
 }  // namespace vantora

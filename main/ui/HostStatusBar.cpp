@@ -12,8 +12,8 @@ namespace vantora {
 
 using namespace Qt::Literals::StringLiterals;
 
-HostStatusBar::HostStatusBar(SessionControl& face, const QDBusConnection& bus, HostChatWindow::OpenUrl openUrl)
-    : face_(face),
+HostStatusBar::HostStatusBar(SessionControl& session, const QDBusConnection& bus, HostChatWindow::OpenUrl openUrl)
+    : session_(session),
       openUrl_(std::move(openUrl)),
       badge_(bus),
       tray_(bus, {.triggered = [this](MenuAction action) { perform(action); }, .activated = [this] { showPanel(); }}) {
@@ -24,7 +24,7 @@ HostStatusBar::HostStatusBar(SessionControl& face, const QDBusConnection& bus, H
 
 HostChatWindow& HostStatusBar::chatWindow() {
   if (!chatWindow_) {
-    chatWindow_ = std::make_unique<HostChatWindow>(face_, openUrl_);
+    chatWindow_ = std::make_unique<HostChatWindow>(session_, openUrl_);
     chatWindow_->setShownHandler([this] { clearUnread(); });
   }
   return *chatWindow_;
@@ -36,7 +36,7 @@ void HostStatusBar::refresh() {
 }
 
 void HostStatusBar::updateButton() {
-  const HostState& state = face_.state();
+  const HostState& state = session_.state();
   tray_.setLook({.fill = statusColor(state.iceState),
                  .outline = iconOutline(),
                  .unread = unreadChatCount_ >= 1,
@@ -44,8 +44,8 @@ void HostStatusBar::updateButton() {
 }
 
 void HostStatusBar::rebuildMenu() {
-  tray_.setRows(menuRows(face_.state()));
-  if (panel_) panel_->setState(face_.state(), unreadChatCount_);
+  tray_.setRows(menuRows(session_.state()));
+  if (panel_) panel_->setState(session_.state(), unreadChatCount_);
 }
 
 void HostStatusBar::presentChat(const QString& from, const QString& text, qint64 ts) {
@@ -75,7 +75,7 @@ void HostStatusBar::setUnread(qint64 count) {
 }
 
 void HostStatusBar::showBadge() {
-  // Of many messages that came together only the last count is worth telling the desktop.
+  // Of many messages that arrive together only the last count is sent to the desktop.
   if (std::exchange(badgePending_, true)) return;
   QTimer::singleShot(0, &context_, [this] {
     badgePending_ = false;
@@ -90,7 +90,7 @@ void HostStatusBar::showChatWindow() {
 
 HostPanel& HostStatusBar::panel() {
   if (!panel_) panel_ = std::make_unique<HostPanel>([this](MenuAction action) { perform(action); });
-  panel_->setState(face_.state(), unreadChatCount_);
+  panel_->setState(session_.state(), unreadChatCount_);
   return *panel_;
 }
 
@@ -122,34 +122,34 @@ void HostStatusBar::perform(MenuAction action) {
 }
 
 void HostStatusBar::toggleSharing() {
-  if (face_.state().sharingEnabled) {
-    face_.stopSharing();
+  if (session_.state().sharingEnabled) {
+    session_.stopSharing();
   } else {
-    face_.startSharing();
+    session_.startSharing();
   }
   rebuildMenu();
 }
 
-void HostStatusBar::copyRoomAction() { QGuiApplication::clipboard()->setText(face_.state().roomId); }
+void HostStatusBar::copyRoomAction() { QGuiApplication::clipboard()->setText(session_.state().roomId); }
 
-void HostStatusBar::copyPINAction() { QGuiApplication::clipboard()->setText(face_.state().controlPIN); }
+void HostStatusBar::copyPINAction() { QGuiApplication::clipboard()->setText(session_.state().controlPIN); }
 
 void HostStatusBar::regenPINAction() {
-  if (face_.state().pinLockedByEnv) return;
-  face_.regeneratePIN();
+  if (session_.state().pinLockedByEnv) return;
+  session_.regeneratePIN();
   rebuildMenu();
 }
 
 void HostStatusBar::toggleAllowControl() {
-  face_.setAllowRemoteControl(!face_.state().allowRemoteControl);
+  session_.setAllowRemoteControl(!session_.state().allowRemoteControl);
   rebuildMenu();
 }
 
 void HostStatusBar::toggleAllowFiles() {
-  face_.setFileReceiveAllowed(!face_.state().allowIncomingFiles);
+  session_.setFileReceiveAllowed(!session_.state().allowIncomingFiles);
   rebuildMenu();
 }
 
-void HostStatusBar::quitAction() { face_.quit(); }
+void HostStatusBar::quitAction() { session_.quit(); }
 
 }  // namespace vantora

@@ -1,4 +1,4 @@
-// The face of the host: the item in the tray with its menu, and the windows behind it.
+// The host's user interface: the item in the tray with its menu, and its windows.
 #pragma once
 
 #include <QDBusConnection>
@@ -17,8 +17,8 @@ namespace vantora {
 // Thread: main (of the interface). Owner: UserInterface, for the life of the process.
 class HostStatusBar {
  public:
-  // `face` must outlive this object. An empty `openUrl` means the user's browser.
-  HostStatusBar(SessionControl& face, const QDBusConnection& bus, HostChatWindow::OpenUrl openUrl = {});
+  // `session` must outlive this object. An empty `openUrl` means the user's browser.
+  HostStatusBar(SessionControl& session, const QDBusConnection& bus, HostChatWindow::OpenUrl openUrl = {});
   HostStatusBar(const HostStatusBar&) = delete;
   HostStatusBar& operator=(const HostStatusBar&) = delete;
 
@@ -26,23 +26,23 @@ class HostStatusBar {
   void refresh();
   // Icon and tooltip.
   void updateButton();
-  // The rows, all of them anew.
+  // Rebuilds all rows.
   void rebuildMenu();
 
   // A chat message or reaction arrived; `ts` is in milliseconds since 1970.
   void presentChat(const QString& from, const QString& text, qint64 ts);
-  // One more message that nobody has seen.
+  // Counts one more unseen message.
   void bumpUnread();
-  // The count goes on from `count`, 0 or more: what an earlier interface of the same session showed.
+  // Continues from `count`, 0 or more: the count that an earlier interface of the same session showed.
   void setUnread(qint64 count);
-  // Called whenever unseen messages have come into sight.
+  // Called whenever unseen messages have become visible.
   void setReadHandler(std::function<void()> handler) { readHandler_ = std::move(handler); }
 
   // Brings the chat window to the front, ready for typing; everything counts as read.
   void showChatWindow();
   // Brings the menu's window counterpart to the front.
   void showPanel();
-  // Shows it without taking the keyboard from whatever the person is doing.
+  // Shows it without taking the keyboard focus.
   void showPanelQuietly();
 
   // What a row of the menu does.
@@ -58,7 +58,7 @@ class HostStatusBar {
   qint64 unreadChatCount() const { return unreadChatCount_; }
   // Whether the item can be seen in a tray.
   bool trayShown() const { return tray_.shown(); }
-  // Whether that is known; see Tray.
+  // Whether trayShown() is known yet; see Tray.
   bool trayKnown() const { return tray_.known(); }
   // Whether the menu's window counterpart has been shown, though it may be closed by now.
   bool panelWasShown() const { return panel_ != nullptr; }
@@ -69,7 +69,7 @@ class HostStatusBar {
   void clearUnread();
   void showBadge();
 
-  SessionControl& face_;
+  SessionControl& session_;
   const HostChatWindow::OpenUrl openUrl_;
   qint64 unreadChatCount_ = 0;
   std::function<void()> readHandler_;
@@ -78,7 +78,7 @@ class HostStatusBar {
   Tray tray_;
   std::unique_ptr<HostChatWindow> chatWindow_;
   std::unique_ptr<HostPanel> panel_;
-  // Goes first: its timers use what is above.
+  // Destroyed first: its timers use the members above.
   QObject context_;
 };
 

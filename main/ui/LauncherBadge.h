@@ -11,7 +11,7 @@ class LauncherBadge {
  public:
   explicit LauncherBadge(const QDBusConnection& bus) : bus_(bus) {}
 
-  // 0 takes the badge away.
+  // 0 removes the badge.
   void setCount(qint64 count);
 
  private:

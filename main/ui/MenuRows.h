@@ -1,4 +1,4 @@
-// What the menu says: the rows, from top to bottom, for a state of the session.
+// The rows of the menu, from top to bottom, for a state of the session.
 #pragma once
 
 #include <QList>
@@ -26,7 +26,7 @@ struct MenuRow {
   MenuAction action = MenuAction::none;
   bool separator = false;
   bool enabled = false;
-  // None for a row without a check mark.
+  // Empty for a row without a check mark.
   std::optional<bool> checked;
   QString toolTip;
   // A letter pressed together with Control; null for none.

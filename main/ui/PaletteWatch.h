@@ -1,4 +1,4 @@
-// Tells when the desktop turns light or dark.
+// Reports when the desktop changes to light or dark.
 #pragma once
 
 #include <QObject>

@@ -22,14 +22,14 @@ struct HostState {
   bool operator==(const HostState&) const = default;
 };
 
-// The session as its user interface knows it: the state to show and the actions a person may take. The session runs in
-// another process than the interface, so actions return at once and show in state() a moment later.
-// Thread: main (of the user interface). Everything does nothing when the session is gone.
+// The session as its user interface sees it: the state to show and the actions a person may take. The session runs in
+// another process than the interface, so actions return at once and show in state() a moment later. Thread: main (of
+// the user interface). Everything does nothing when the session is gone.
 class SessionControl {
  public:
   virtual ~SessionControl() = default;
   virtual const HostState& state() const = 0;
-  // Called after every change of state(); empty for nobody.
+  // Called after every change of state(); may be empty.
   virtual void setChangedHandler(std::function<void()> handler) = 0;
 
   virtual void startSharing() = 0;
@@ -39,7 +39,7 @@ class SessionControl {
   // Withdrawing the permission also ends control that the viewer holds, and tells the viewer.
   virtual void setAllowRemoteControl(bool allowed) = 0;
   virtual void setFileReceiveAllowed(bool allowed) = 0;
-  // Sends `text` to the room, trimmed and cut to 1400 characters; nothing when that leaves nothing.
+  // Sends `text` to the room, trimmed and cut to 1400 characters; sends nothing if it is then empty.
   virtual void sendChat(const QString& text) = 0;
   // Ends the program.
   virtual void quit() = 0;

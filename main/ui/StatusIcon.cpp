@@ -36,7 +36,7 @@ class BoltEngine final : public QIconEngine {
   }
   QIconEngine* clone() const override { return new BoltEngine(*this); }
   QString key() const override { return QStringLiteral("vantora-bolt"); }
-  // What trays ask for at the usual scale factors.
+  // The sizes that trays request at the usual scale factors.
   QList<QSize> availableSizes(QIcon::Mode, QIcon::State) override {
     return {{16, 16}, {22, 22}, {24, 24}, {32, 32}, {44, 44}, {48, 48}, {64, 64}, {96, 96}, {128, 128}};
   }

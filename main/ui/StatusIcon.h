@@ -1,4 +1,4 @@
-// The lightning bolt that stands for the program in a tray.
+// The program's tray icon, a lightning bolt.
 #pragma once
 
 #include <QColor>
@@ -11,7 +11,7 @@ class QPainter;
 
 namespace vantora {
 
-// The colour that tells a connection state at a glance: yellow, green, red, or gray for one that is not known. Pure.
+// The colour for a connection state: yellow, green, red, or gray for one that is not known. Pure.
 QColor statusColor(IceState state);
 
 // The text colour of the desktop's palette as it is now. Thread: main (of the interface).

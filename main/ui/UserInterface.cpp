@@ -7,22 +7,22 @@
 
 namespace vantora {
 
-UserInterface::UserInterface(SessionControl& face, const InfoDictionary& info, const QDBusConnection& bus)
-    : face_(face),
+UserInterface::UserInterface(SessionControl& session, const InfoDictionary& info, const QDBusConnection& bus)
+    : session_(session),
       appearance_(bus),
-      statusBar_(face, bus),
+      statusBar_(session, bus),
       notifications_(bus, info, [this] { statusBar_.showChatWindow(); }) {
   QApplication::setQuitOnLastWindowClosed(false);
   QGuiApplication::setDesktopFileName(QStringLiteral("vantora-host"));
-  face_.setChangedHandler([this] { statusBar_.refresh(); });
+  session_.setChangedHandler([this] { statusBar_.refresh(); });
   statusBar_.refresh();
   paletteChanged();
 }
 
-UserInterface::~UserInterface() { face_.setChangedHandler({}); }
+UserInterface::~UserInterface() { session_.setChangedHandler({}); }
 
 void UserInterface::paletteChanged() {
-  // Windows carry the bolt at its best, whatever the connection does.
+  // The window icon shows the connected state, whatever the connection does.
   QApplication::setWindowIcon(makeStatusIcon(statusColor(IceState::connected), iconOutline(), false));
   statusBar_.updateButton();
 }

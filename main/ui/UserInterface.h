@@ -14,12 +14,12 @@
 
 namespace vantora {
 
-// Needs a QApplication. Takes the changed-handler of `face`. Thread: main of the interface's process. Owner: its entry
-// point, until the process ends.
+// Needs a QApplication. Sets the changed-handler of `session`. Thread: main of the interface's process. Owner: its
+// entry point, until the process ends.
 class UserInterface {
  public:
-  // `face` must outlive this object. Nothing here waits for `bus` or for who is on it.
-  UserInterface(SessionControl& face, const InfoDictionary& info,
+  // `session` must outlive this object. Nothing here blocks on `bus` or on a service.
+  UserInterface(SessionControl& session, const InfoDictionary& info,
                 const QDBusConnection& bus = QDBusConnection::sessionBus());
   ~UserInterface();
   UserInterface(const UserInterface&) = delete;
@@ -31,12 +31,12 @@ class UserInterface {
   void deliverHostNotification(const QString& title, const QString& body) {
     notifications_.deliverHostNotification(title, body);
   }
-  // The program was started once more: the chat window comes to the front, and where no tray shows the menu, its window
-  // counterpart beside it.
+  // The program was started again: brings the chat window to the front and, where no tray shows the menu, also the
+  // menu's window counterpart.
   void handleReopen();
 
-  // Shows the menu's window counterpart if no tray takes the item within some seconds. `done` is called once that is
-  // decided, with the window or without. Once.
+  // Shows the menu's window counterpart if no tray takes the item within some seconds. `done` is called when that is
+  // decided, whether the window is shown or not. Call at most once.
   void showPanelUnlessTray(std::function<void()> done, PanelFallback::Times times = {});
 
   HostStatusBar& statusBar() { return statusBar_; }
@@ -44,7 +44,7 @@ class UserInterface {
  private:
   void paletteChanged();
 
-  SessionControl& face_;
+  SessionControl& session_;
   DesktopAppearance appearance_;
   HostStatusBar statusBar_;
   UserNotifications notifications_;

@@ -16,10 +16,10 @@ using namespace Qt::Literals::StringLiterals;
 constexpr auto kService = "org.freedesktop.Notifications"_L1;
 constexpr auto kPath = "/org/freedesktop/Notifications"_L1;
 constexpr int kDelayMs = 100;
-constexpr int kAbilitiesTimeoutMs = 3000;
-// Qt's timers may fire a twentieth too early.
+constexpr int kCapabilitiesTimeoutMs = 3000;
+// Qt's timers may fire 5 % too early.
 constexpr int kTimerTolerance = 10;
-constexpr qsizetype kMostRemembered = 1000;
+constexpr qsizetype kMaxRemembered = 1000;
 // More text than any server shows.
 constexpr qsizetype kLongestText = 4000;
 
@@ -54,7 +54,7 @@ UserNotifications::UserNotifications(const QDBusConnection& bus, const InfoDicti
         keepActivationToken(signal.arguments().value(1).toString());
       });
   presence_ = std::make_unique<DBusPresence>(bus_, kService, [this](bool) {
-    // Another server: what the old one could and showed is gone.
+    // Another server: capabilities and notifications of the old one no longer apply.
     markup_.reset();
     ours_.clear();
   });
@@ -71,37 +71,37 @@ void UserNotifications::deliverHostNotification(const QString& title, const QStr
 
 void UserNotifications::add(const Waiting& notification) {
   if (!bus_.isConnected()) return failed(u"there is no session bus"_s);
-  if (waiting_.size() >= kMostWaiting) return failed(u"too many notifications wait"_s);
+  if (waiting_.size() >= kMaxWaiting) return failed(u"too many notifications wait"_s);
   waiting_.enqueue(notification);
   sendWaiting();
 }
 
 void UserNotifications::sendWaiting() {
-  while (!waiting_.isEmpty() && unanswered_ < kMostUnanswered) {
-    if (!markup_) return askAbilities();
+  while (!waiting_.isEmpty() && unanswered_ < kMaxUnanswered) {
+    if (!markup_) return queryCapabilities();
     send(waiting_.dequeue());
   }
 }
 
-void UserNotifications::giveUpWaiting() {
+void UserNotifications::dropWaiting() {
   for (qsizetype left = waiting_.size(); left > 0; --left) failed(u"the notification server does not answer"_s);
   waiting_.clear();
 }
 
-void UserNotifications::askAbilities() {
+void UserNotifications::queryCapabilities() {
   if (std::exchange(asking_, true)) return;
   callDBus(
       bus_, serverCall(u"GetCapabilities"_s), &context_,
       [this](const QDBusMessage& reply) {
         asking_ = false;
         const bool answered = reply.type() == QDBusMessage::ReplyMessage;
-        // Of one that does not say, the more usual is taken, and it is asked again next time.
+        // Without a reply the usual case is assumed, and the next notification asks again.
         const bool markup = !answered || reply.arguments().value(0).toStringList().contains(u"body-markup"_s);
         markup_ = markup;
         sendWaiting();
         if (!answered) markup_.reset();
       },
-      kAbilitiesTimeoutMs);
+      kCapabilitiesTimeoutMs);
 }
 
 void UserNotifications::send(const Waiting& notification) {
@@ -114,25 +114,25 @@ void UserNotifications::send(const Waiting& notification) {
     const QString uuid = QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper();
     hints.insert(u"x-vantora-identifier"_s, u"vantora.chat."_s + uuid);
   }
-  constexpr uint kReplacesNone = 0;
-  constexpr int kServersOwnTime = -1;
+  constexpr uint kReplacesNothing = 0;
+  constexpr int kServerDefaultTimeout = -1;
   QDBusMessage call = serverCall(u"Notify"_s);
-  call.setArguments({applicationName_, kReplacesNone, u"preferences-desktop-remote-desktop"_s, notification.title,
+  call.setArguments({applicationName_, kReplacesNothing, u"preferences-desktop-remote-desktop"_s, notification.title,
                      *markup_ ? notification.body.toHtmlEscaped() : notification.body,
-                     QStringList{u"default"_s, u"Open"_s}, hints, kServersOwnTime});
+                     QStringList{u"default"_s, u"Open"_s}, hints, kServerDefaultTimeout});
   ++unanswered_;
   QElapsedTimer sent;
   sent.start();
-  const auto answered = [this, sent, answersBefore = answers_](const QDBusMessage& reply) {
+  const auto answered = [this, sent, repliesBefore = replies_](const QDBusMessage& reply) {
     --unanswered_;
     if (reply.type() == QDBusMessage::ReplyMessage) {
-      ++answers_;
+      ++replies_;
       ours_.append(reply.arguments().value(0).toUInt());
-      if (ours_.size() > kMostRemembered) ours_.removeFirst();
+      if (ours_.size() > kMaxRemembered) ours_.removeFirst();
     } else {
       failed(reply.errorMessage());
-      // Nothing has come since, this one included: a server that hangs.
-      if (answers_ == answersBefore && sent.hasExpired(timeoutMs_ - timeoutMs_ / kTimerTolerance)) giveUpWaiting();
+      // No reply since this one was sent: the server hangs.
+      if (replies_ == repliesBefore && sent.hasExpired(timeoutMs_ - timeoutMs_ / kTimerTolerance)) dropWaiting();
     }
     sendWaiting();
   };

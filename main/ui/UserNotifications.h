@@ -15,21 +15,21 @@
 
 namespace vantora {
 
-// One notification per message over org.freedesktop.Notifications; none replaces another. Waits for nothing: a server
-// that is absent or restarted costs messages at worst, a slow one only time. Of what arrives faster than the server
-// answers, kMostWaiting wait; they are given up when it has answered nothing for `timeoutMs`. Thread: main (of the
-// interface). Owner: UserInterface.
+// One notification per message over org.freedesktop.Notifications; none replaces another. Nothing blocks: with an
+// absent or restarted server messages may be lost, with a slow one they are late. Up to kMaxWaiting notifications wait
+// while the server is slower than they arrive; they are dropped when it has replied to nothing for `timeoutMs`. Thread:
+// main (of the interface). Owner: UserInterface.
 class UserNotifications {
  public:
-  static constexpr int kMostUnanswered = 200;
-  static constexpr qsizetype kMostWaiting = 2000;
+  static constexpr int kMaxUnanswered = 200;
+  static constexpr qsizetype kMaxWaiting = 2000;
 
   // `clicked`: the user pressed one of our notifications.
   UserNotifications(const QDBusConnection& bus, const InfoDictionary& info, std::function<void()> clicked,
                     int timeoutMs = 10000);
 
   // With an application identifier the notification follows a tenth of a second later and a failure is logged; without
-  // one it is delivered at once and in silence.
+  // one it is delivered at once and failures are not logged.
   void deliverHostNotification(const QString& title, const QString& body);
 
  private:
@@ -39,10 +39,10 @@ class UserNotifications {
   };
 
   void add(const Waiting& notification);
-  void askAbilities();
+  void queryCapabilities();
   void sendWaiting();
   void send(const Waiting& notification);
-  void giveUpWaiting();
+  void dropWaiting();
   void failed(const QString& reason) const;
   void pressed(const QDBusMessage& signal);
   void forget(uint id);
@@ -52,18 +52,18 @@ class UserNotifications {
   const std::optional<QString> identifier_;
   const std::function<void()> clicked_;
   const int timeoutMs_;
-  // Whether the server reads its texts as markup; none until it has said so.
+  // Whether the server reads its texts as markup; empty until it has reported that.
   std::optional<bool> markup_;
   bool asking_ = false;
-  // Until the server's abilities are known and earlier ones were answered; bounded.
+  // Wait for the server's capabilities and for replies to earlier notifications; bounded.
   QQueue<Waiting> waiting_;
-  // Sent and not answered yet; bounded.
+  // Sent without a reply yet; bounded.
   int unanswered_ = 0;
-  // How many were answered so far.
-  qint64 answers_ = 0;
-  // Numbers of notifications that stand on screen or in the list, oldest first; bounded.
+  // Replies so far.
+  qint64 replies_ = 0;
+  // Numbers of notifications on screen or in the server's list, oldest first; bounded.
   QList<uint> ours_;
-  // Goes first: its answers use what is above.
+  // Destroyed first: its callbacks use the members above.
   QObject context_;
   std::unique_ptr<DBusSignal> action_;
   std::unique_ptr<DBusSignal> closed_;

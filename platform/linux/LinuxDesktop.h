@@ -1,4 +1,4 @@
-// What every desktop on Linux has, whatever its window system.
+// The parts of a Linux desktop that do not depend on its window system.
 #pragma once
 
 #include <memory>
@@ -8,7 +8,7 @@
 
 namespace vantora {
 
-// The clipboard is the toolkit's, which lives in another process: `clipboard` must outlive this object.
+// The clipboard is that of the desktop process: `clipboard` must outlive this object.
 class LinuxDesktop : public DesktopSession {
  public:
   explicit LinuxDesktop(Clipboard& clipboard);

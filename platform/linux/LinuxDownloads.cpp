@@ -10,8 +10,8 @@ using namespace Qt::Literals::StringLiterals;
 QString downloadFolder() {
   const QDir home(QDir::homePath());
   const QString chosen = QStandardPaths::writableLocation(QStandardPaths::DownloadLocation);
-  // The home directory itself stands for "none" in the user's settings; the login writes it there by itself when the
-  // folder of before is missing.
+  // In the user's settings the home directory itself means "not set"; the login writes it there when the configured
+  // folder is missing.
   const bool none = !QDir::isAbsolutePath(chosen) || QDir::cleanPath(chosen) == QDir::cleanPath(home.path());
   return none ? home.filePath(u"Downloads"_s) : chosen;
 }

@@ -11,13 +11,13 @@ using namespace Qt::Literals::StringLiterals;
 namespace vantora {
 namespace {
 
-constexpr qint64 kLongestFile = 4096;
+constexpr qint64 kMaxFileBytes = 4096;
 constexpr qsizetype kMachineIdDigits = 32;
-constexpr qsizetype kLongestName = 256;
+constexpr qsizetype kMaxNameLength = 256;
 
 QString kernelHostName() {
   std::array<char, 256> name{};
-  // The last byte stays zero: a name that does not fit need not be terminated.
+  // The last byte stays zero: gethostname may leave a truncated name unterminated.
   if (::gethostname(name.data(), name.size() - 1) != 0) return {};
   return QString::fromLocal8Bit(name.data());
 }
@@ -30,7 +30,7 @@ bool isMachineId(const QString& text) {
          text.count(u'0') != kMachineIdDigits;
 }
 
-// What a shell makes of the right side of an assignment; none for a quote that does not end.
+// The right side of a shell assignment without its quoting; empty for an unterminated quote.
 std::optional<QByteArray> unquoted(const QByteArray& word) {
   QByteArray result;
   char quote = 0;
@@ -42,7 +42,7 @@ std::optional<QByteArray> unquoted(const QByteArray& word) {
       quote = 0;
     } else if (c == '\\' && quote != '\'' && i + 1 < word.size()) {
       const char next = word[++i];
-      // Between double quotes a backslash stands for itself before anything that means nothing there.
+      // Between double quotes a backslash is literal before any character that is not special there.
       if (quote == '"' && !QByteArrayView("\"\\$`").contains(next)) result += c;
       result += next;
     } else if (quote == 0 && (c == ' ' || c == '\t')) {
@@ -62,12 +62,12 @@ QString prettyHostNameIn(const QByteArray& machineInfo) {
   QByteArray value;
   for (const QByteArray& line : machineInfo.split('\n')) {
     const QByteArray assignment = line.trimmed();
-    // As in a shell, the last one counts.
+    // As in a shell, the last assignment counts.
     if (assignment.startsWith(kKey)) value = unquoted(assignment.mid(kKey.size())).value_or(QByteArray());
   }
   const QString name = QString::fromUtf8(value).trimmed();
   const bool sound =
-      name.size() <= kLongestName && std::all_of(name.begin(), name.end(), [](QChar c) { return c.isPrint(); });
+      name.size() <= kMaxNameLength && std::all_of(name.begin(), name.end(), [](QChar c) { return c.isPrint(); });
   return sound ? name : QString();
 }
 
@@ -81,7 +81,7 @@ std::optional<QString> LinuxMachineIdentity::hardwareUuid() const {
   for (const QString& path : sources_.machineIdFiles) {
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly)) continue;
-    QString text = QString::fromLatin1(file.read(kLongestFile)).trimmed();
+    QString text = QString::fromLatin1(file.read(kMaxFileBytes)).trimmed();
     if (isMachineId(text)) return text;
   }
   return std::nullopt;
@@ -96,7 +96,7 @@ std::optional<QString> LinuxMachineIdentity::localizedHostName() const {
 std::optional<QString> LinuxMachineIdentity::prettyHostName() const {
   QFile file(sources_.machineInfoFile);
   if (file.open(QIODevice::ReadOnly)) {
-    QString name = prettyHostNameIn(file.read(kLongestFile));
+    QString name = prettyHostNameIn(file.read(kMaxFileBytes));
     if (!name.isEmpty()) return name;
   }
   return localizedHostName();

@@ -9,36 +9,35 @@
 
 namespace vantora {
 
-// Purpose: reads the identity anew at each call. Thread: main. Owner: whoever chooses the room.
+// Purpose: reads the identity at each call. Thread: main. Owner: whoever chooses the room.
 class LinuxMachineIdentity final : public MachineIdentity {
  public:
-  // Where the identity comes from; the defaults are the system's own places.
+  // Sources of the identity; the defaults are the system's own files.
   struct Sources {
     QStringList machineIdFiles{QStringLiteral("/etc/machine-id"), QStringLiteral("/var/lib/dbus/machine-id")};
-    // Where the name for people is kept.
+    // File with the pretty host name.
     QString machineInfoFile = QStringLiteral("/etc/machine-info");
-    // The host name the kernel holds, empty when it cannot be read.
+    // The kernel's host name; empty when it cannot be read.
     std::function<QString()> hostName;
   };
   LinuxMachineIdentity();
   explicit LinuxMachineIdentity(Sources sources);
 
-  // The first file's text that is a machine id: 32 hexadecimal digits, not all zero. A machine that
-  // has not finished its first start holds "uninitialized" or nothing there, which counts as missing.
+  // The content of the first file that holds a machine id: 32 hexadecimal digits, not all zero. Before the end of a
+  // machine's first boot the file is empty or holds "uninitialized", which counts as missing.
   [[nodiscard]] std::optional<QString> hardwareUuid() const override;
-  // The kernel's host name. The names that stand for "no name given", "localhost" and "(none)", count
-  // as missing: many machines share them. Rooms are derived from it, so it is not the name for people, which is easily
-  // changed.
+  // The kernel's host name. The placeholders "localhost" and "(none)" count as missing: many machines share them. Not
+  // the pretty host name: rooms are derived from it, and that name is easily changed.
   [[nodiscard]] std::optional<QString> localizedHostName() const override;
-  // The name that people gave the machine ("Anna's laptop"); the kernel's where there is none.
+  // The pretty host name ("Anna's laptop"); the kernel's where none is set.
   [[nodiscard]] std::optional<QString> prettyHostName() const override;
 
  private:
   Sources sources_;
 };
 
-// The value of PRETTY_HOSTNAME in the text of a machine-info file, which is written as assignments of a shell; "" for
-// none and for a text that a shell would not take. Pure.
+// The value of PRETTY_HOSTNAME in the text of a machine-info file, which uses the syntax of shell assignments; "" when
+// it is missing and for a text that a shell would reject. Pure.
 [[nodiscard]] QString prettyHostNameIn(const QByteArray& machineInfo);
 
 }  // namespace vantora

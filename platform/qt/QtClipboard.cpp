@@ -8,11 +8,11 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// The toolkit learns of another program's copy within milliseconds.
+// Qt learns of another program's copy within milliseconds.
 constexpr auto kTryAgain = 5ms;
 constexpr int kTries = 200;
 
-// Whether a window belongs to the toolkit's connection: a server gives each connection numbers of its own.
+// Whether a window belongs to Qt's connection: each X connection has its own range of ids.
 bool isToolkitsOwn(xcb_window_t window) {
   const auto* const native = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
   if (!native || !native->connection()) return false;
@@ -26,16 +26,16 @@ QtClipboard::QtClipboard(QClipboard& clipboard, std::unique_ptr<X11ClipboardRead
     : clipboard_(clipboard), reader_(std::move(reader)) {
   again_.setSingleShot(true);
   QObject::connect(&again_, &QTimer::timeout, &context_, [this] { trySet(); });
-  watched_ = reader_ && reader_->watch([this](xcb_window_t owner) { tell(owner); });
+  watched_ = reader_ && reader_->watch([this](xcb_window_t owner) { ownerChanged(owner); });
   if (watched_) return;
   QObject::connect(&clipboard_, &QClipboard::dataChanged, &context_, [this] {
-    // The toolkit reports what is set here within the call that sets it.
+    // Qt reports a text that is set here within the call that sets it.
     if (!writing_) copied();
   });
 }
 
-void QtClipboard::tell(xcb_window_t owner) {
-  // What else this program copies (a room id, say) is a change as any other.
+void QtClipboard::ownerChanged(xcb_window_t owner) {
+  // Other copies by this program (a room id, say) count as changes like any other.
   if (writing_ && isToolkitsOwn(owner)) {
     writing_ = false;
     return stored();
@@ -54,7 +54,7 @@ void QtClipboard::setText(const QString& text, std::function<void(qint64)> done)
   text_ = text;
   tries_ = 0;
   trySet();
-  if (before) before(changeCount_);  // Never set: this text came too soon.
+  if (before) before(changeCount_);  // Never set: replaced by this text.
 }
 
 void QtClipboard::trySet() {
@@ -62,7 +62,7 @@ void QtClipboard::trySet() {
   if (!done_) return;
   writing_ = true;
   clipboard_.setText(text_);
-  // The server's notice tells whether it took the text.
+  // The server's event shows whether it accepted the text.
   if (watched_) reader_->catchUp();
   const bool refused = std::exchange(writing_, false) && watched_;
   if (!refused) {
@@ -79,8 +79,8 @@ void QtClipboard::stored() {
   std::exchange(done_, nullptr)(++changeCount_);
 }
 
-void QtClipboard::requestText(TextAnswer done) {
-  // Not ownsClipboard(): that, too, misses another program's copy in the same millisecond.
+void QtClipboard::requestText(TextCallback done) {
+  // Not ownsClipboard(): it also misses another program's copy in the same millisecond.
   if (reader_ && !ours_) return reader_->read(std::move(done));
   done({.text = clipboard_.text()});
 }

@@ -1,4 +1,4 @@
-// The desktop's clipboard through the toolkit.
+// The desktop's clipboard through Qt.
 #pragma once
 
 #include <QClipboard>
@@ -12,24 +12,25 @@
 namespace vantora {
 
 // Needs a QGuiApplication. Texts set here are offered to other programs for as long as the process lives. On X11
-// changes are noticed by the server's own notice and texts are read by `reader`: the toolkit misses a copy that another
-// program makes in the same millisecond, its reading waits for the owner, and what it sets is refused by the server
-// while it has not noticed yet that another program copied; then it is set again a moment later. Thread: that of the
-// application. Owner: the desktop process.
+// changes are detected from the server's events and texts are read by `reader`: Qt misses a copy that another program
+// makes in the same millisecond, its reading blocks on the owner, and the server refuses its text while Qt does not
+// know of another program's copy yet; then the text is set again a moment later. Thread: that of the application.
+// Owner: the desktop process.
 class QtClipboard final : public Clipboard {
  public:
-  // `clipboard` must outlive this object. Without a `reader` (another desktop than X11) the toolkit does its work.
+  // `clipboard` must outlive this object. Without a `reader` (on other desktops than X11) Qt reads texts and reports
+  // changes.
   QtClipboard(QClipboard& clipboard, std::unique_ptr<X11ClipboardReader> reader);
 
   qint64 changeCount() const override { return changeCount_; }
   void setChangedHandler(std::function<void()> handler) override { changed_ = std::move(handler); }
   void setText(const QString& text, std::function<void(qint64 changeCount)> done) override;
-  void requestText(TextAnswer done) override;
+  void requestText(TextCallback done) override;
 
  private:
-  // By another program, or by another part of this one.
+  // Another program, or another part of this one, has copied.
   void copied();
-  void tell(xcb_window_t owner);
+  void ownerChanged(xcb_window_t owner);
   void trySet();
   void stored();
 
@@ -38,14 +39,14 @@ class QtClipboard final : public Clipboard {
   const std::unique_ptr<X11ClipboardReader> reader_;
   std::function<void()> changed_;
   qint64 changeCount_ = 0;
-  bool watched_ = false;  // The server tells every change.
+  bool watched_ = false;  // The server reports every change.
   bool writing_ = false;
-  // The text that is being set, while `done_` is not empty.
+  // The text to set, while `done_` is not empty.
   QString text_;
   std::function<void(qint64)> done_;
   QTimer again_;
   int tries_ = 0;
-  bool ours_ = false;  // What was set here last has not been replaced.
+  bool ours_ = false;  // The clipboard still holds the text that was set here.
 };
 
 // The clipboard of the running QGuiApplication.

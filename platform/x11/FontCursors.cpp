@@ -13,7 +13,7 @@ struct Row {
   QLatin1StringView name;
 };
 
-// Measured from the font that every X server has built in; a test holds them to it.
+// Computed from the font that is built into every X server; checked by a test.
 constexpr std::array kRows{
     Row{0x930f5ae09e85311e, "bottom_left_corner"_L1},
     Row{0x6b122e171b6a0bf8, "bottom_right_corner"_L1},
@@ -63,7 +63,7 @@ class Outline {
 }  // namespace
 
 QString fontCursorName(int width, int height, std::span<const std::uint32_t> pixels) {
-  if (width <= 0 || height <= 0 || width > 64 || height > 64) return {};  // Servers draw them in 32 pixels at most.
+  if (width <= 0 || height <= 0 || width > 64 || height > 64) return {};  // The font's images have at most 32 pixels.
   if (pixels.size() < static_cast<std::size_t>(width) * static_cast<std::size_t>(height)) return {};
   const auto opaque = [&](int x, int y) {
     return pixels[static_cast<std::size_t>(y) * static_cast<std::size_t>(width) + static_cast<std::size_t>(x)] >> 24 !=

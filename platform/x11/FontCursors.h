@@ -1,4 +1,4 @@
-// The cursors of the X font, told by their pictures. Pure.
+// The cursors of the X cursor font, recognised by their images. Pure.
 #pragma once
 
 #include <QString>
@@ -7,9 +7,9 @@
 
 namespace vantora {
 
-// Name of the cursor in the X font, such as "xterm", whose outline the picture has, whatever its colours; empty when it
-// is none of those that say something about the place. Programs that take their cursors from the font give them no
-// names. `pixels`: `width` times `height`, row by row, the opacity in the highest byte.
+// Name of the cursor in the X cursor font, such as "xterm", that has the outline of the image, whatever its colours;
+// empty when the cursor is unknown or unrelated to the content below it. Programs that take their cursors from the font
+// give them no names. `pixels`: `width` times `height`, row by row, alpha in the highest byte.
 QString fontCursorName(int width, int height, std::span<const std::uint32_t> pixels);
 
 }  // namespace vantora

@@ -10,8 +10,7 @@ struct Position {
   const char* xkbName;
 };
 
-// XKB counts rows from the space bar upward (A to E) and keys from the left, within the letters,
-// digits and signs.
+// XKB numbers rows from the space bar upward (A to E) and keys from the left, within the main block.
 constexpr Position kPositions[] = {
     // clang-format off
     {KEY_ENTER, "RTRN"}, {KEY_KPENTER, "KPEN"}, {KEY_ESC, "ESC"}, {KEY_TAB, "TAB"},

@@ -1,4 +1,4 @@
-// Which modifier keys to press and lift around a key event.
+// Which modifier keys to press and release around a key event.
 #pragma once
 
 #include <array>
@@ -13,32 +13,31 @@ namespace vantora {
 using Keycode = std::uint8_t;
 using Keymap = std::bitset<256>;
 
-// The keymap in the 32 bytes that the protocol uses, lowest keycode first. Pure.
+// The keymap from the protocol's 32 bytes, lowest keycode first. Pure.
 Keymap keymapFromBytes(const std::uint8_t* bytes);
 
-// The modifiers that a viewer can ask for.
+// The modifiers that a viewer can request.
 enum class Modifier { shift, control, alt, meta };
 inline constexpr std::array kModifiers = {Modifier::shift, Modifier::control, Modifier::alt, Modifier::meta};
 
 bool wants(const KeyModifiers& modifiers, Modifier modifier);
 
-// The keys behind one modifier.
+// The keys of one modifier.
 struct ModifierKeys {
-  Keycode press = 0;          // The key to press for it; 0: the keyboard has none.
-  std::vector<Keycode> keys;  // Every key that gives it.
+  Keycode press = 0;          // The key to press; 0: the keyboard has none.
+  std::vector<Keycode> keys;  // Every key that sets the modifier.
 };
 using ModifierTable = std::array<ModifierKeys, kModifiers.size()>;
 
 struct ModifierPlan {
   std::vector<Keycode> lift;     // Release before the event, in this order.
   std::vector<Keycode> press;    // Press before the event, after the releases.
-  std::vector<Keycode> putBack;  // Press again after the event: others hold these.
+  std::vector<Keycode> putBack;  // Press again after the event: held by the local user.
   bool operator==(const ModifierPlan&) const = default;
 };
 
-// What makes an application see exactly `wanted`, given the keys that are `down` and those of them
-// that we hold ourselves (`own`). A modifier that is asked for and that somebody holds already
-// needs no key of ours. Pure.
+// The key events that make an application see exactly `wanted`, given the keys that are `down` and those of them that
+// this program holds (`own`). A wanted modifier that is already down needs no press. Pure.
 ModifierPlan planModifiers(const ModifierTable& table, const KeyModifiers& wanted, const Keymap& down,
                            const Keymap& own);
 

@@ -17,9 +17,9 @@ int WheelClicks::add(std::int32_t pixels) {
     clicks = distance / kPixelsPerClick;
     remainder_ = static_cast<int>(distance % kPixelsPerClick);
   }
-  if (clicks >= -kMostClicks && clicks <= kMostClicks) return static_cast<int>(clicks);
+  if (clicks >= -kMaxClicks && clicks <= kMaxClicks) return static_cast<int>(clicks);
   remainder_ = 0;
-  return clicks > 0 ? kMostClicks : -kMostClicks;
+  return clicks > 0 ? kMaxClicks : -kMaxClicks;
 }
 
 }  // namespace vantora

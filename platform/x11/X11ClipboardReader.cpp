@@ -31,7 +31,7 @@ bool X11ClipboardReader::watch(std::function<void(xcb_window_t)> changed) {
       connection, xcb_xfixes_query_version(connection, XCB_XFIXES_MAJOR_VERSION, XCB_XFIXES_MINOR_VERSION), nullptr));
   if (!version) return false;
   changed_ = std::move(changed);
-  noticeType_ = xcb_get_extension_data(connection, &xcb_xfixes_id)->first_event + XCB_XFIXES_SELECTION_NOTIFY;
+  ownerEventType_ = xcb_get_extension_data(connection, &xcb_xfixes_id)->first_event + XCB_XFIXES_SELECTION_NOTIFY;
   xcb_xfixes_select_selection_input(connection, window_, clipboard_,
                                     XCB_XFIXES_SELECTION_EVENT_MASK_SET_SELECTION_OWNER);
   xcb_flush(connection);
@@ -104,25 +104,26 @@ void X11ClipboardReader::drain() {
 void X11ClipboardReader::handle(const xcb_generic_event_t& event) {
   const int type = event.response_type & 0x7f;
   if (type == XCB_SELECTION_NOTIFY) {
-    const auto& notice = reinterpret_cast<const xcb_selection_notify_event_t&>(event);
-    if (notice.property == XCB_NONE) {
-      // A refusal names no property: one that comes late costs this request a form of the text, no more.
-      if (!asking_ || inPieces_ || notice.target != targets_[target_]) return;
+    const auto& notification = reinterpret_cast<const xcb_selection_notify_event_t&>(event);
+    if (notification.property == XCB_NONE) {
+      // A refusal names no property: a late one only makes this request skip one target.
+      if (!asking_ || inPieces_ || notification.target != targets_[target_]) return;
       if (target_ + 1 < targetCount) return ask(target_ + 1);
       return finish({.text = QString()});
     }
-    answered(notice.property);
+    answered(notification.property);
   } else if (type == XCB_PROPERTY_NOTIFY) {
-    const auto& notice = reinterpret_cast<const xcb_property_notify_event_t&>(event);
-    if (notice.state != XCB_PROPERTY_NEW_VALUE) return;
-    if (notice.atom != properties_[turn_] || !asking_) {
-      takeProperty(notice.atom);  // Of a request that was given up: the owner waits for this to go on.
+    const auto& notification = reinterpret_cast<const xcb_property_notify_event_t&>(event);
+    if (notification.state != XCB_PROPERTY_NEW_VALUE) return;
+    if (notification.atom != properties_[turn_] || !asking_) {
+      // Of an abandoned request: the owner waits for the deletion before it continues.
+      takeProperty(notification.atom);
     } else if (inPieces_) {
       pieceArrived();
     }
-  } else if (type == noticeType_) {
-    const auto& notice = reinterpret_cast<const xcb_xfixes_selection_notify_event_t&>(event);
-    changed_(notice.owner);
+  } else if (type == ownerEventType_) {
+    const auto& notification = reinterpret_cast<const xcb_xfixes_selection_notify_event_t&>(event);
+    changed_(notification.owner);
   }
 }
 
@@ -140,7 +141,7 @@ void X11ClipboardReader::answered(xcb_atom_t property) {
 
 void X11ClipboardReader::pieceArrived() {
   const Piece piece = takeProperty(properties_[turn_]);
-  if (piece.type == XCB_NONE) return;  // Taken before, with the notice that it was there.
+  if (piece.type == XCB_NONE) return;  // Already read with an earlier notification.
   if (piece.bytes.isEmpty()) return finish({.text = decoded()});
   bytes_ += piece.bytes;
   if (bytes_.size() > limits_.bytes) finish({.tooLong = bytes_.size()});
@@ -166,7 +167,7 @@ void X11ClipboardReader::finish(const ClipboardReading& reading) {
   asking_ = false;
   inPieces_ = false;
   bytes_ = {};
-  // A late answer to this request must find its property no longer awaited.
+  // A late reply to this request must not match the property of the next one.
   turn_ = (turn_ + 1) % properties_.size();
   const Done done = std::move(waiting_.front());
   waiting_.pop_front();

@@ -1,4 +1,4 @@
-// Watches the X clipboard and reads its text without ever waiting for its owner.
+// Watches the X clipboard and reads its text without blocking on its owner.
 #pragma once
 
 #include <QByteArray>
@@ -18,12 +18,12 @@
 
 namespace vantora {
 
-// Asks the owner of the clipboard for its text on a connection of its own; a toolkit's own reading would block the
-// whole program while the owner takes its time. Answers come from the event loop, in the order of the requests, each
-// after its timeout at the latest. Thread: one with a Qt event loop. Owner: QtClipboard.
+// Requests the text from the clipboard's owner on a separate connection; Qt's own reading would block the whole program
+// until the owner replies. Callbacks are called from the event loop, in the order of the requests, each after its
+// timeout at the latest. Thread: one with a Qt event loop. Owner: QtClipboard.
 class X11ClipboardReader {
  public:
-  using Done = Clipboard::TextAnswer;
+  using Done = Clipboard::TextCallback;
   struct Limits {
     std::chrono::milliseconds timeout{4000};
     qsizetype bytes = 64 * 1024 * 1024;  // Longer texts are not read.
@@ -36,17 +36,17 @@ class X11ClipboardReader {
   X11ClipboardReader(const X11ClipboardReader&) = delete;
   X11ClipboardReader& operator=(const X11ClipboardReader&) = delete;
 
-  // From now on `changed` is called with the new owner's window whenever the clipboard got an owner, also the same one
-  // again, and with XCB_NONE when it was cleared. False when there is no server or it cannot tell.
+  // From now on `changed` is called with the new owner's window whenever the clipboard gets an owner, also the same one
+  // again, and with XCB_NONE when it is cleared. False when there is no server or it lacks XFixes.
   [[nodiscard]] bool watch(std::function<void(xcb_window_t owner)> changed);
-  // Calls `changed` now for whatever the server has done so far.
+  // Calls `changed` now for every change that the server has processed so far.
   void catchUp();
-  // `done` gets what was read: no text when its owner does not answer in time, when it is longer than the limit, and
-  // when there is no server. Never called before read() has returned, nor after this object is gone.
+  // `done` gets the result: no text when the owner does not reply in time, when the text is longer than the limit, and
+  // when there is no server. Never called before read() has returned, nor after this object is destroyed.
   void read(Done done);
 
  private:
-  // In the order in which they are asked for.
+  // In the order in which they are requested.
   enum Target : size_t { utf8String, mimeUtf8, latin1String, targetCount };
 
   bool prepare();
@@ -60,13 +60,13 @@ class X11ClipboardReader {
     xcb_atom_t type = XCB_NONE;
     QByteArray bytes;
   };
-  // What `property` of our window holds; the property is gone afterwards.
+  // Reads and deletes `property` of our window.
   Piece takeProperty(xcb_atom_t property);
   void finish(const ClipboardReading& reading);
   QString decoded() const;
 
   const Limits limits_;
-  QObject context_;  // Timers and notices stop with it.
+  QObject context_;  // Timers and notifiers stop with it.
   X11Connection connection_;
   std::unique_ptr<QSocketNotifier> notifier_;
   QTimer timeout_;
@@ -75,15 +75,15 @@ class X11ClipboardReader {
   xcb_atom_t clipboard_ = XCB_NONE;
   xcb_atom_t incremental_ = XCB_NONE;
   std::array<xcb_atom_t, targetCount> targets_{};
-  // Answers arrive in these properties by turns, so that a late one to an earlier request is told apart.
+  // Replies arrive in these properties in turn, so that a late reply to an earlier request is recognised.
   std::array<xcb_atom_t, 8> properties_{};
   size_t turn_ = 0;
 
   std::function<void(xcb_window_t)> changed_;
-  int noticeType_ = -1;  // The event type of a new owner.
+  int ownerEventType_ = -1;  // The event type of a new owner.
 
   std::deque<Done> waiting_;
-  // The request under way.
+  // The current request.
   bool asking_ = false;
   bool inPieces_ = false;
   size_t target_ = 0;

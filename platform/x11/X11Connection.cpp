@@ -16,11 +16,11 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// A wait for the server is made of waits of this length. When the whole machine stands still, one of them is over
-// afterwards and the server has the others to answer in.
+// A wait for the server is divided into waits of this length. A pause of the whole machine uses up only one of them, so
+// the server can still reply in the others.
 constexpr std::chrono::milliseconds kSlice{100};
 
-// Whether `events` came within `timeout`.
+// Whether one of `events` occurred within `timeout`.
 bool pollFor(xcb_connection_t* connection, short events, std::chrono::milliseconds timeout) {
   pollfd ready{xcb_get_file_descriptor(connection), events, 0};
   return ::poll(&ready, 1, static_cast<int>(timeout.count())) > 0;
@@ -28,8 +28,8 @@ bool pollFor(xcb_connection_t* connection, short events, std::chrono::millisecon
 
 }  // namespace
 
-// The library waits without limit for a server that accepts a connection and says nothing, so the
-// opening has a thread of its own, which may outlive the object that wanted it.
+// xcb waits without limit for a server that accepts a connection and does not reply, so the opening runs on a separate
+// thread, which may outlive the X11Connection.
 struct X11Connection::Attempt {
   std::mutex mutex;
   std::condition_variable ended;
@@ -87,7 +87,7 @@ xcb_connection_t* X11Connection::open() {
   return connection_;
 }
 
-// Begins to open a connection and waits for it; looks only, when it had begun before.
+// Starts to open a connection and waits for it; only checks the result when it was started before.
 bool X11Connection::takeAttempt() {
   const bool first = attempt_ == nullptr;
   if (first) attempt_ = Attempt::begin(displayName_);
@@ -108,7 +108,7 @@ xcb_connection_t* X11Connection::current() {
   return connection_ != nullptr && xcb_connection_has_error(connection_) == 0 && responsive() ? connection_ : nullptr;
 }
 
-xcb_connection_t* X11Connection::lastWords() {
+xcb_connection_t* X11Connection::currentEvenIfSilent() {
   const bool open = connection_ != nullptr && xcb_connection_has_error(connection_) == 0;
   return open && writable(std::chrono::milliseconds(0)) ? connection_ : nullptr;
 }
@@ -129,10 +129,8 @@ bool X11Connection::responsive() {
   return true;
 }
 
-// A socket that says so takes more than the library gathers before it writes.
-bool X11Connection::writable(std::chrono::milliseconds timeout) const {
-  return pollFor(connection_, POLLOUT, timeout);
-}
+// A writable socket has room for more than xcb buffers before it writes.
+bool X11Connection::writable(std::chrono::milliseconds timeout) const { return pollFor(connection_, POLLOUT, timeout); }
 
 void* X11Connection::await(unsigned int sequence) {
   if (connection_ == nullptr || sequence == 0) return nullptr;
@@ -172,7 +170,7 @@ bool X11Connection::answers() {
 bool X11Connection::offers(xcb_extension_t* extension) {
   if (connection_ == nullptr) return false;
   xcb_prefetch_extension_data(connection_, extension);
-  // Answers come in order: after this one the extension's is here too, and nothing is left to wait for.
+  // Replies come in order: after this one the extension's has arrived too, so hasExtension() does not wait.
   return answers() && hasExtension(connection_, extension);
 }
 

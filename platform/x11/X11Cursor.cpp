@@ -16,13 +16,13 @@
 namespace vantora {
 namespace {
 
-// Themes have a hundred names. A program that makes up more of them does not fill our memory.
-constexpr std::size_t kMostNames = 512;
+// Themes have about a hundred names. A program that invents more must not exhaust our memory.
+constexpr std::size_t kMaxNames = 512;
 
 struct DeleteLater {
   void operator()(QSocketNotifier* notifier) const {
     notifier->setEnabled(false);
-    notifier->deleteLater();  // It may be the one that is calling.
+    notifier->deleteLater();  // This may be called from its own signal.
   }
 };
 
@@ -30,9 +30,9 @@ class X11Cursor final : public SystemCursor {
  public:
   explicit X11Cursor(const QString& displayName) : connection_(displayName) {}
 
-  void watch(Notices notices) override {
+  void watch(Handlers handlers) override {
     affinity_.check("X11Cursor::watch");
-    notices_ = std::move(notices);
+    handlers_ = std::move(handlers);
     watching_ = true;
     if (ready() != nullptr) read();
   }
@@ -40,7 +40,7 @@ class X11Cursor final : public SystemCursor {
   void unwatch() override {
     affinity_.check("X11Cursor::unwatch");
     if (!std::exchange(watching_, false)) return;
-    notices_ = {};
+    handlers_ = {};
     wanted_ = false;
     if (notifier_) notifier_->setEnabled(false);
     if (xcb_connection_t* connection = connection_.current(); connection != nullptr && subscribed_) {
@@ -54,8 +54,8 @@ class X11Cursor final : public SystemCursor {
     forget();
   }
 
-  void armPointerNotice() override {
-    affinity_.check("X11Cursor::armPointerNotice");
+  void armPointerEvent() override {
+    affinity_.check("X11Cursor::armPointerEvent");
     if (!watching_) return;
     wanted_ = true;
     if (xcb_connection_t* connection = ready()) {
@@ -72,7 +72,7 @@ class X11Cursor final : public SystemCursor {
   }
 
  private:
-  // The live connection, opened when needed and subscribed to; null when there is no server.
+  // The live connection, opened and subscribed when needed; null when there is no server.
   xcb_connection_t* ready() {
     xcb_connection_t* connection = connection_.current();
     if (connection == nullptr) {
@@ -123,8 +123,8 @@ class X11Cursor final : public SystemCursor {
     notifier_->setEnabled(true);
   }
 
-  // Raw events come whatever window the pointer is over and whoever has grabbed it. Only the next one is of interest:
-  // the server sends none of the others.
+  // Raw events are sent for any window below the pointer and despite grabs. Only the next event is needed, so the
+  // selection ends after it.
   void selectPointer(xcb_connection_t* connection, bool on) {
     if (!input_ || pointerSelected_ == on) return;
     pointerSelected_ = on;
@@ -144,7 +144,7 @@ class X11Cursor final : public SystemCursor {
     name_.reset();
   }
 
-  // Takes in what the server has sent, without waiting, and gives notice of it.
+  // Processes what the server has sent, without waiting, and calls the handlers.
   void read() {
     xcb_connection_t* connection = connection_.current();
     if (connection == nullptr) {
@@ -159,14 +159,14 @@ class X11Cursor final : public SystemCursor {
     xcb_flush(connection);
     if (connection_.current() == nullptr && notifier_) notifier_->setEnabled(false);
     if (!watching_) return;
-    // Copies: what is called may end the watch.
+    // Copies: a handler may call unwatch().
     if (used) {
       wanted_ = false;
       selectPointer(connection, false);
-      if (const auto notice = notices_.pointerUsed) notice();
+      if (const auto handler = handlers_.pointerUsed) handler();
     }
     if (name_ != before) {
-      if (const auto notice = notices_.cursorChanged) notice();
+      if (const auto handler = handlers_.cursorChanged) handler();
     }
   }
 
@@ -193,7 +193,7 @@ class X11Cursor final : public SystemCursor {
     imageRequest_.reset();
     const auto reply = xcbOwned(static_cast<xcb_xfixes_get_cursor_image_and_name_reply_t*>(answer));
     name_ = QString();
-    if (!reply) return;  // Nobody may see the cursor of a program that has gone.
+    if (!reply) return;  // The cursor of a program that has ended cannot be read.
     name_ = QString::fromUtf8(xcb_xfixes_get_cursor_image_and_name_name(reply.get()),
                               xcb_xfixes_get_cursor_image_and_name_name_length(reply.get()));
     if (!name_->isEmpty()) return;
@@ -203,13 +203,13 @@ class X11Cursor final : public SystemCursor {
                             static_cast<std::size_t>(std::max(length, 0))});
   }
 
-  // Brings name_ up to the atom of the newest event, asking the server for names it has not yet told, one at a time.
+  // Updates name_ to the atom of the newest event and requests unknown names from the server, one at a time.
   void takeName(xcb_connection_t* connection) {
     void* answer = nullptr;
     if (nameRequest_ && xcb_poll_for_reply(connection, *nameRequest_, &answer, nullptr) != 0) {
       nameRequest_.reset();
       const auto reply = xcbOwned(static_cast<xcb_get_atom_name_reply_t*>(answer));
-      if (names_.size() >= kMostNames) names_.clear();
+      if (names_.size() >= kMaxNames) names_.clear();
       names_[requestedAtom_] =
           reply ? QString::fromUtf8(xcb_get_atom_name_name(reply.get()), xcb_get_atom_name_name_length(reply.get()))
                 : QString();
@@ -217,7 +217,7 @@ class X11Cursor final : public SystemCursor {
     if (!atom_) return;
     if (*atom_ == XCB_NONE) {
       atom_.reset();
-      requestImage(connection);  // Its picture may tell.
+      requestImage(connection);  // Its image may identify it.
     } else if (const auto known = names_.find(*atom_); known != names_.end()) {
       name_ = known->second;
       atom_.reset();
@@ -230,7 +230,7 @@ class X11Cursor final : public SystemCursor {
   ThreadAffinity affinity_;
   X11Connection connection_;
   std::unique_ptr<QSocketNotifier, DeleteLater> notifier_;
-  Notices notices_;
+  Handlers handlers_;
   std::uint64_t generation_ = 0;
   bool watching_ = false;
   bool subscribed_ = false;  // On this connection.
@@ -238,15 +238,15 @@ class X11Cursor final : public SystemCursor {
   int firstFixesEvent_ = 0;
   bool input_ = false;
   int inputOpcode_ = 0;
-  bool wanted_ = false;           // A pointer notice is outstanding.
+  bool wanted_ = false;           // A pointer event was requested.
   bool pointerSelected_ = false;  // The server was asked for pointer events.
 
-  std::optional<QString> name_;                    // Of the cursor shown, as far as known.
-  std::optional<xcb_atom_t> atom_;                 // Names the cursor shown, not yet in name_.
-  std::unordered_map<xcb_atom_t, QString> names_;  // Of atoms that the server has told.
+  std::optional<QString> name_;                    // Of the current cursor, if known.
+  std::optional<xcb_atom_t> atom_;                 // Name of the current cursor, not yet in name_.
+  std::unordered_map<xcb_atom_t, QString> names_;  // Of atoms that the server has resolved.
   std::optional<unsigned int> nameRequest_;        // For the name of requestedAtom_.
   xcb_atom_t requestedAtom_ = XCB_NONE;
-  std::optional<unsigned int> imageRequest_;  // For a cursor whose name no event has told.
+  std::optional<unsigned int> imageRequest_;  // For a cursor whose name no event contained.
 };
 
 }  // namespace

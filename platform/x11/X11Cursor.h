@@ -8,9 +8,9 @@
 
 namespace vantora {
 
-// A connection of its own, opened when somebody begins to watch. Changes of the cursor and uses of the pointer come as
-// events of the XFixes and XInput extensions; a server without one of them gives no notices of that kind.
-// `displayName`: such as ":0". Needs the Qt event loop of the main thread.
+// Uses a separate connection, opened by watch(). Changes of the cursor and uses of the pointer are reported by the
+// XFixes and XInput extensions; without one of them its handler is not called. `displayName`: such as ":0". Needs the
+// Qt event loop of the main thread.
 std::unique_ptr<SystemCursor> makeX11Cursor(const QString& displayName);
 
 }  // namespace vantora

@@ -8,8 +8,8 @@
 
 namespace vantora {
 
-// Ready at once, whether the server `displayName` (such as ":0") answers yet or not: every ability says for itself what
-// it can do at the moment. `clipboard` must outlive it.
+// Ready at once, even when the server `displayName` (such as ":0") does not reply yet: each part reports its own
+// availability. `clipboard` must outlive it.
 std::unique_ptr<DesktopSession> makeX11Desktop(const Environment& environment, const QString& displayName,
                                                Clipboard& clipboard);
 

@@ -20,7 +20,7 @@ QString atomName(X11Connection& server, xcb_atom_t atom) {
   return QString::fromUtf8(xcb_get_atom_name_name(reply.get()), xcb_get_atom_name_name_length(reply.get()));
 }
 
-// Keeps the list until the server reports a change, so that a look costs no round trip.
+// Caches the list until the server reports a change, so that list() needs no round trip.
 class X11Displays final : public Displays {
  public:
   explicit X11Displays(const QString& displayName) : connection_(displayName) {}
@@ -28,7 +28,7 @@ class X11Displays final : public Displays {
   std::vector<Display> list() override {
     affinity_.check("X11Displays::list");
     if (connection_.current() == nullptr && !connection_.silent()) {
-      notifier_.reset();  // Before its socket is closed and its number given to another one.
+      notifier_.reset();  // Before its socket is closed and the descriptor number is reused.
       remember({});
     }
     xcb_connection_t* connection = connection_.open();
@@ -40,7 +40,7 @@ class X11Displays final : public Displays {
       subscribe(connection);
       listen();
     }
-    // Every event that was asked for means a change of some monitor; one may have come with an answer.
+    // Every selected event means a change of some monitor; one may have arrived with a reply.
     while (!takeEvents(connection)) {
       auto fresh = randr_ ? readMonitors(connection) : readRoot(connection);
       if (connection_.current() == nullptr) return lastKnown();
@@ -66,7 +66,7 @@ class X11Displays final : public Displays {
     return valid_;
   }
 
-  // Hears of changes while somebody wants to know.
+  // Reads events while a handler is set.
   void listen() {
     xcb_connection_t* const connection = connection_.current();
     if (!changed_ || notifier_ || connection == nullptr) return;
@@ -76,7 +76,7 @@ class X11Displays final : public Displays {
 
   void remember(std::vector<Display> displays) {
     if (std::exchange(cached_, std::move(displays)) == cached_ || !changed_) return;
-    // Not within list(), which anybody may have called.
+    // Not within list(), whose caller does not expect the handler.
     QMetaObject::invokeMethod(
         &context_,
         [this] {
@@ -85,13 +85,13 @@ class X11Displays final : public Displays {
         Qt::QueuedConnection);
   }
 
-  // The monitors are still there when the server only has no time to tell.
+  // A silent server still has its monitors.
   std::vector<Display> lastKnown() const { return connection_.silent() ? cached_ : std::vector<Display>(); }
 
   void subscribe(xcb_connection_t* connection) {
     const std::uint32_t mask = XCB_EVENT_MASK_STRUCTURE_NOTIFY;
     xcb_change_window_attributes(connection, connection_.screen().root, XCB_CW_EVENT_MASK, &mask);
-    // Whoever changes the monitors often takes the server meanwhile, and the pointer needs them at once.
+    // Programs that change the monitors often grab the server meanwhile, and pointer events need the new list at once.
     std::ignore = connection_.ignoreServerGrabs();
     randr_ = false;
     if (connection_.offers(&xcb_randr_id)) {
@@ -115,8 +115,8 @@ class X11Displays final : public Displays {
     for (auto it = xcb_randr_get_monitors_monitors_iterator(reply.get()); it.rem > 0;
          xcb_randr_monitor_info_next(&it)) {
       const xcb_randr_monitor_info_t& monitor = *it.data;
-      // The bounds, the picture and the pointer all have the coordinates of the root window, which are those of the
-      // screen after it was turned.
+      // Bounds, frames and pointer positions are all in coordinates of the root window, which include the rotation of
+      // the screen.
       displays.push_back({monitor.name, atomName(connection_, monitor.name),
                           QRect(monitor.x, monitor.y, monitor.width, monitor.height), 0});
     }
@@ -138,7 +138,7 @@ class X11Displays final : public Displays {
   std::vector<Display> cached_;
   std::function<void()> changed_;
   struct DeleteLater {
-    // It may be the one whose signal is being handled.
+    // This may be called from its own signal.
     void operator()(QSocketNotifier* notifier) const {
       notifier->setEnabled(false);
       notifier->deleteLater();

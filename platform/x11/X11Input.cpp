@@ -42,7 +42,7 @@ LogicalButton logicalButton(PointerButton button) {
 // The pixel of [low, low + size) in which the fraction lies, so that the far edge of a display does not land on its
 // neighbour.
 std::int16_t pixel(double fraction, int low, int size) {
-  // Fractions are made of pixels by dividing, and the product may end just below the pixel again.
+  // Fractions are pixels divided by the size, and multiplying again may end just below the pixel.
   constexpr double kRounding = 1e-6;
   if (std::isnan(fraction)) fraction = 0;
   const double inside = std::floor(std::clamp(fraction, 0.0, 1.0) * size + kRounding);
@@ -55,18 +55,18 @@ class X11Input final : public DesktopInput {
   X11Input(const QString& displayName, Displays& displays) : connection_(displayName), displays_(displays) {}
 
   ~X11Input() override {
-    // A server keeps keys down that a client pressed, even when the client has gone.
-    if (xcb_connection_t* connection = connection_.lastWords(); connection != nullptr && hasTest_) {
-      letGo(connection);
-      // Waits until the server has taken it all: closing right after a write can lose it. A server that says nothing
-      // may find it when it goes on.
+    // A server keeps keys down that a client pressed, even after the client has disconnected.
+    if (xcb_connection_t* connection = connection_.currentEvenIfSilent(); connection != nullptr && hasTest_) {
+      releaseHeld(connection);
+      // Waits until the server has processed everything: closing right after a write can lose the data. A silent server
+      // may still read it later.
       std::ignore = connection_.answers();
     }
   }
 
-  void requestPermission(Answer answer) override {
+  void requestPermission(PermissionCallback answer) override {
     affinity_.check("X11Input::requestPermission");
-    // A server that has just gone shows only when it is spoken to.
+    // The loss of a server is detected only by a request.
     const bool usable = ready() != nullptr && connection_.answers();
     answer({.granted = usable, .reason = xwayland_ ? kXwaylandTakesNothing.toString() : QString()});
   }
@@ -113,13 +113,13 @@ class X11Input final : public DesktopInput {
     if (connection == nullptr) return false;
     KeyboardState state;
     if (!readState(connection, state)) return false;
-    // After the replies, so that every change of the keyboard before them has been seen.
+    // After the replies, so that every earlier change of the keyboard is known.
     drain(connection);
     keyboard_.refresh(connection_);
     settlePutBack(connection, state.down);
 
     const auto held = heldKeys_.find(code);
-    // A key is released where it was pressed, even if the layout has changed since.
+    // A key is released with the keycode of its press, even if the layout has changed since.
     const Keycode keycode = held != heldKeys_.end() ? held->second.keycode : keyboard_.keycode(code);
     if (keycode == 0) return false;
     if (!down && held == heldKeys_.end()) return true;
@@ -145,10 +145,10 @@ class X11Input final : public DesktopInput {
   void releaseAll() override {
     affinity_.check("X11Input::releaseAll");
     xcb_connection_t* connection = ready();
-    // What is written to a silent server now is done when it goes on, although nobody may be there to ask then.
-    if (connection == nullptr && hasTest_) connection = connection_.lastWords();
+    // A silent server processes this when it resumes, possibly without any later call from here.
+    if (connection == nullptr && hasTest_) connection = connection_.currentEvenIfSilent();
     if (connection == nullptr) return;
-    letGo(connection);
+    releaseHeld(connection);
   }
 
  private:
@@ -161,7 +161,7 @@ class X11Input final : public DesktopInput {
     Keymap repeats;
   };
 
-  // Of a display that has gone: as they were last.
+  // Of a removed display: its last bounds.
   std::optional<QRect> boundsOf(std::uint32_t displayId) {
     const std::vector<Display> all = displays_.list();
     const auto found = std::ranges::find(all, displayId, &Display::id);
@@ -175,14 +175,14 @@ class X11Input final : public DesktopInput {
     if (connection == nullptr) return nullptr;
     if (generation_ != connection_.generation()) {
       generation_ = connection_.generation();
-      // Programs take the server for themselves while they let a person choose a region or move an outline: waiting for
-      // the very motion and release that are to be made here.
+      // Programs grab the server while the user selects a region or drags an outline: they wait for exactly the motion
+      // and release that are posted here.
       xwayland_ = isXwayland(connection_);
       hasTest_ = !xwayland_ && connection_.ignoreServerGrabs();
       pointerMapStale_ = true;
       keyboard_.attach(connection_);
-      // A connection that broke while the server lived on has left things pressed, and so has a silence.
-      if (hasTest_) letGo(connection);
+      // Keys and buttons stay pressed after a broken connection to a live server, and after a silence.
+      if (hasTest_) releaseHeld(connection);
     }
     return hasTest_ && !connection_.silent() ? connection : nullptr;
   }
@@ -200,7 +200,7 @@ class X11Input final : public DesktopInput {
     xcb_test_fake_input(connection, type, detail, XCB_CURRENT_TIME, root, x, y, 0);
   }
 
-  // The button to press so that applications see `button`: a left-handed person's are swapped.
+  // The button to press so that applications see `button`: left-handed users swap them.
   std::uint8_t physicalButton(xcb_connection_t* connection, LogicalButton button) {
     if (pointerMapStale_) {
       pointerMapStale_ = false;
@@ -230,10 +230,10 @@ class X11Input final : public DesktopInput {
     }
   }
 
-  // Which keys are down, by whomever, and which would repeat when held.
+  // Which keys are down, pressed by any device, and which repeat when held.
   bool readState(xcb_connection_t* connection, KeyboardState& state) {
     const auto keymapCookie = xcb_query_keymap_unchecked(connection);
-    const auto repeatsCookie = keyboard_.askRepeats(connection);
+    const auto repeatsCookie = keyboard_.requestRepeats(connection);
     const auto keymap = connection_.reply<xcb_query_keymap_reply_t>(keymapCookie);
     const auto repeats = keyboard_.readRepeats(connection_, repeatsCookie);
     if (!keymap || !repeats) return false;
@@ -242,10 +242,9 @@ class X11Input final : public DesktopInput {
     return true;
   }
 
-  // Presses a key, or repeats it when it is down. The server would repeat a held key by itself, at
-  // its own pace and also when the viewer is long gone: a lost release would write or delete text
-  // without end. So the repetition of this one key is off while the viewer holds it, and
-  // each repetition comes from the viewer's own keyboard.
+  // Presses a key, or repeats it when it is down. The server would repeat a held key at its own rate, even after the
+  // viewer has disconnected: a lost release would write or delete text endlessly. So the automatic repeat of this key
+  // is off while the viewer holds it, and each repetition comes from the viewer's own keyboard.
   void pressKey(xcb_connection_t* connection, std::uint16_t code, Keycode keycode, const Keymap& repeats) {
     const auto [held, fresh] = heldKeys_.try_emplace(code, HeldKey{keycode, repeats[keycode]});
     if (fresh && repeats[keycode]) setRepeats(connection, Keymap(repeats).reset(keycode));
@@ -253,7 +252,7 @@ class X11Input final : public DesktopInput {
     fake(connection, XCB_KEY_PRESS, keycode);
   }
 
-  // `repeats`: as the server has it; as it is left.
+  // `repeats`: the server's state, updated to the new one.
   void releaseKey(xcb_connection_t* connection, const HeldKey& key, Keymap& repeats) {
     fake(connection, XCB_KEY_RELEASE, key.keycode);
     if (!key.restoreRepeat) return;
@@ -276,8 +275,8 @@ class X11Input final : public DesktopInput {
     }
   }
 
-  // A modifier that we put back for a person is down on the test keyboard too, and stays so there
-  // after the person has let go: then it must come up, or it could not be pressed again.
+  // A modifier that was put back for the local user is also down on the test keyboard and stays down there after the
+  // user's release: then it is released here too, or it could not be pressed again.
   void settlePutBack(xcb_connection_t* connection, const Keymap& down) {
     for (std::size_t key = 0; key < putBack_.size(); ++key) {
       if (!putBack_[key] || down[key]) continue;
@@ -286,7 +285,7 @@ class X11Input final : public DesktopInput {
     }
   }
 
-  void letGo(xcb_connection_t* connection) {
+  void releaseHeld(xcb_connection_t* connection) {
     for (std::size_t button = 1; button < heldButtons_.size(); ++button) {
       releaseButton(connection, static_cast<LogicalButton>(button));
     }
@@ -309,7 +308,7 @@ class X11Input final : public DesktopInput {
   Displays& displays_;
   std::optional<std::pair<std::uint32_t, QRect>> lastTarget_;
   std::uint64_t generation_ = 0;
-  bool xwayland_ = false;  // The server passes nothing on to the desktop.
+  bool xwayland_ = false;  // The server passes no input to the desktop.
   bool hasTest_ = false;
   X11Keyboard keyboard_;
   Keymap lastRepeats_;                     // Which keys repeat, as last read or set.
@@ -318,8 +317,8 @@ class X11Input final : public DesktopInput {
 
   std::array<std::uint8_t, 8> heldButtons_{};  // Physical button that was pressed, by logical button; 0: up.
   std::map<std::uint16_t, HeldKey> heldKeys_;  // By the kernel's code: bounded by the table of positions.
-  Keymap ownModifiers_;                        // Modifier keys that we hold for the viewer.
-  Keymap putBack_;                             // Modifier keys that we pressed again for a person.
+  Keymap ownModifiers_;                        // Modifier keys held for the viewer.
+  Keymap putBack_;                             // Modifier keys pressed again for the local user.
   WheelClicks verticalWheel_;
   WheelClicks horizontalWheel_;
 };

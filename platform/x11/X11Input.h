@@ -10,10 +10,10 @@
 namespace vantora {
 
 // Input on the X server `displayName` (empty: the DISPLAY variable), whose displays are `displays`; they must outlive
-// it. The server need not be there yet; one that went away is looked for again at the next call. Permission is answered
-// within the question. Main thread.
+// it. The server need not run yet; after a loss the next call tries to connect again. requestPermission() calls its
+// callback before it returns. Main thread.
 //
-// Pointer and wheel events cost one write and no round trip, key events one round trip.
+// Pointer and wheel events need one write and no round trip, key events one round trip.
 std::unique_ptr<DesktopInput> makeX11Input(const QString& displayName, Displays& displays);
 
 }  // namespace vantora

@@ -1,6 +1,6 @@
 #include "platform/x11/X11Keyboard.h"
 
-// The header names a field after a keyword of C++.
+// A field in the header has the name of a C++ keyword.
 #define explicit explicit_
 #include <xcb/xkb.h>
 #undef explicit
@@ -14,8 +14,8 @@
 namespace vantora {
 namespace {
 
-// What a modifier's key may be: where it is expected, and the symbols that prove it. Symbols are
-// looked at because people swap modifier keys around (Caps Lock and Control, for one).
+// How to recognise a modifier's key: its expected position, and its symbols. Symbols are checked because users swap
+// modifier keys (Caps Lock and Control, for example).
 struct ModifierRule {
   const char* expectedName;
   std::array<xcb_keysym_t, 4> symbols;
@@ -139,7 +139,7 @@ void X11Keyboard::readModifiers(X11Connection& server) {
   }
 }
 
-X11Keyboard::RepeatsCookie X11Keyboard::askRepeats(xcb_connection_t* connection) const {
+X11Keyboard::RepeatsCookie X11Keyboard::requestRepeats(xcb_connection_t* connection) const {
   if (!watching_) return {};
   return {xcb_xkb_get_controls_unchecked(connection, XCB_XKB_ID_USE_CORE_KBD).sequence};
 }
@@ -157,7 +157,7 @@ void X11Keyboard::setRepeats(xcb_connection_t* connection, const Keymap& repeats
   for (std::size_t key = 0; key < repeats.size(); ++key) {
     if (repeats[key]) bytes[key / 8] = static_cast<std::uint8_t>(bytes[key / 8] | 1U << (key % 8));
   }
-  // Of the many controls, only the one that is named counts; the zeros are not looked at.
+  // Only the named control is changed; the zeros are ignored.
   xcb_xkb_set_controls(connection, XCB_XKB_ID_USE_CORE_KBD, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,
                        XCB_XKB_CONTROL_PER_KEY_REPEAT, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, bytes.data());
 }

@@ -1,4 +1,4 @@
-// The keyboard as an X server knows it.
+// The keyboard of an X server.
 #pragma once
 
 #include <xcb/xcb.h>
@@ -13,28 +13,27 @@
 
 namespace vantora {
 
-// Tables of the server's keyboard: which keycode sits at which position, which keys are modifiers.
-// Read as a whole by load(), and again whenever noteEvent() has seen the keyboard change. Keycodes
-// are found by position and never by what a key types, so every layout types as its own keyboard
-// would. Owned by the input synthesis, its thread.
+// Tables of the server's keyboard: which keycode is at which position, which keys are modifiers. Read as a whole by
+// refresh(), and again after noteEvent() has seen a change of the keyboard. Keycodes are found by position and never by
+// what a key types, so every layout types as its own keyboard would. Owned by the input synthesis, its thread.
 class X11Keyboard {
  public:
-  // Begins to watch the keyboard of a new connection; the tables are read at the next refresh().
+  // Starts to watch the keyboard of a new connection; the tables are read at the next refresh().
   void attach(X11Connection& server);
-  // Looks at an event of the connection for a change of the keyboard.
+  // Checks an event of the connection for a change of the keyboard.
   void noteEvent(const xcb_generic_event_t& event);
-  // Reads the tables when they are not current. Round trips only then.
+  // Reads the tables when they are stale. Round trips only then.
   void refresh(X11Connection& server);
 
-  // The keys that repeat while they are held. Asked for now, to be read later, so that the wait can
-  // be shared with other questions.
+  // The keys that repeat while they are held. Requested now and read later, so that the wait can be shared with other
+  // requests.
   struct RepeatsCookie {
     unsigned int sequence = 0;
   };
-  RepeatsCookie askRepeats(xcb_connection_t* connection) const;
+  RepeatsCookie requestRepeats(xcb_connection_t* connection) const;
   std::optional<Keymap> readRepeats(X11Connection& server, RepeatsCookie cookie) const;
-  // Changes them, for all of the keyboard's devices. It does so in a way that does not count as a
-  // new keyboard map: applications would fetch the whole map anew, at every key.
+  // Changes them, for all keyboard devices, without announcing a new keyboard map: applications would fetch the whole
+  // map again, at every key.
   void setRepeats(xcb_connection_t* connection, const Keymap& repeats) const;
 
   // Keycode at the position `code` (see KeyPositions.h); 0: there is none.

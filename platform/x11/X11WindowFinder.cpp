@@ -16,9 +16,9 @@ namespace {
 using atspi::Deadline;
 using atspi::PointedWindow;
 
-constexpr std::size_t kMostChildren = 64;
-// Window managers put one or two windows of their own around an application's.
-constexpr int kMostLevels = 2;
+constexpr std::size_t kMaxChildren = 64;
+// Window managers wrap an application's window in one or two windows of their own.
+constexpr int kMaxLevels = 2;
 
 int millisecondsUntil(Deadline deadline) {
   const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now()).count();
@@ -81,8 +81,7 @@ class X11WindowFinder final : public atspi::WindowFinder {
     return true;
   }
 
-  // The reply to a request; none when it failed or did not come in time: another program may have taken the server
-  // for itself.
+  // The reply to a request; null when it failed or did not arrive in time: another program may have grabbed the server.
   template <typename Reply>
   XcbPtr<Reply> reply(unsigned int sequence) {
     xcb_flush(x_);
@@ -112,8 +111,8 @@ class X11WindowFinder final : public atspi::WindowFinder {
     return property && property->type != XCB_NONE;
   }
 
-  // Whether a window manager lets a person pull at the window's edges: not for those that go past it, as menus and tips
-  // do, nor for the panels and the background of a desktop.
+  // Whether a window manager lets the user drag the window's edges: not for override-redirect windows (menus,
+  // tooltips), nor for panels and the desktop background.
   bool isResizable(xcb_window_t outer, xcb_window_t client) {
     if (outer == client) {
       const auto attributes = reply<xcb_get_window_attributes_reply_t>(xcb_get_window_attributes(x_, client).sequence);
@@ -129,10 +128,10 @@ class X11WindowFinder final : public atspi::WindowFinder {
     });
   }
 
-  // The application's window at or inside `outer`; `outer` itself when no window manager has marked one.
+  // The application's window at or inside `outer`; `outer` itself when no window manager has marked any.
   xcb_window_t clientOf(xcb_window_t outer) {
     std::vector<xcb_window_t> level{outer};
-    for (int depth = 0; depth <= kMostLevels && !level.empty(); ++depth) {
+    for (int depth = 0; depth <= kMaxLevels && !level.empty(); ++depth) {
       std::vector<xcb_window_t> below;
       for (const xcb_window_t window : level) {
         if (isClient(window)) return window;
@@ -141,7 +140,7 @@ class X11WindowFinder final : public atspi::WindowFinder {
         const xcb_window_t* children = xcb_query_tree_children(tree.get());
         below.insert(below.end(), children, children + xcb_query_tree_children_length(tree.get()));
       }
-      below.resize(std::min(below.size(), kMostChildren));
+      below.resize(std::min(below.size(), kMaxChildren));
       level = std::move(below);
     }
     return outer;
@@ -156,7 +155,7 @@ class X11WindowFinder final : public atspi::WindowFinder {
     return QRectF(corner->dst_x, corner->dst_y, geometry->width, geometry->height);
   }
 
-  // The server knows who it talks to; what the window says of itself is wrong in a container.
+  // The server knows the process of a connection; the window's own property is wrong in a container.
   pid_t processOf(xcb_window_t window) {
     if (resources_) {
       const xcb_res_client_id_spec_t wanted{window, XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID};

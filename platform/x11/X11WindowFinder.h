@@ -1,4 +1,4 @@
-// Which window is under the pointer of an X server, and whose it is.
+// The window under the pointer of an X server, and its process.
 #pragma once
 
 #include <QString>
@@ -8,7 +8,7 @@
 
 namespace vantora {
 
-// A connection of its own, opened at the first use. `displayName`: such as ":0".
+// Uses a separate connection, opened at the first use. `displayName`: such as ":0".
 std::unique_ptr<atspi::WindowFinder> makeX11WindowFinder(const QString& displayName);
 
 }  // namespace vantora

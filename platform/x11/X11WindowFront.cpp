@@ -12,9 +12,9 @@ namespace {
 
 constexpr std::uint32_t kFromPanel = 2;
 
-// Sends the window manager the message `name` about `window`, with `values` of its data.
-void tellManager(std::uint32_t window, const QString& displayName, std::string_view name,
-                 const std::array<std::uint32_t, 3>& values) {
+// Sends the window manager the message `name` about `window`, with the data `values`.
+void sendToManager(std::uint32_t window, const QString& displayName, std::string_view name,
+                   const std::array<std::uint32_t, 3>& values) {
   X11Connection connection(displayName);
   xcb_connection_t* const server = connection.open();
   if (!server) return;
@@ -30,18 +30,18 @@ void tellManager(std::uint32_t window, const QString& displayName, std::string_v
   xcb_send_event(server, false, connection.screen().root,
                  XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT,
                  reinterpret_cast<const char*>(&message));
-  // An answer shows that the server has it: what is only buffered is lost with the connection.
+  // A reply shows that the server has the message: data that is only buffered is lost with the connection.
   std::ignore = connection.answers();
 }
 
 }  // namespace
 
 void activateX11Window(std::uint32_t window, const QString& displayName) {
-  tellManager(window, displayName, "_NET_ACTIVE_WINDOW", {kFromPanel, XCB_CURRENT_TIME, XCB_NONE});
+  sendToManager(window, displayName, "_NET_ACTIVE_WINDOW", {kFromPanel, XCB_CURRENT_TIME, XCB_NONE});
 }
 
 void raiseX11Window(std::uint32_t window, const QString& displayName) {
-  tellManager(window, displayName, "_NET_RESTACK_WINDOW", {kFromPanel, XCB_NONE, XCB_STACK_MODE_ABOVE});
+  sendToManager(window, displayName, "_NET_RESTACK_WINDOW", {kFromPanel, XCB_NONE, XCB_STACK_MODE_ABOVE});
 }
 
 bool hasX11WindowManager(const QString& displayName) {
@@ -50,7 +50,7 @@ bool hasX11WindowManager(const QString& displayName) {
   if (!server) return false;
   const auto root = connection.reply<xcb_get_window_attributes_reply_t>(
       xcb_get_window_attributes_unchecked(server, connection.screen().root));
-  // Only one program may ask for this, and window managers do.
+  // Only one program may select this event mask, and window managers do.
   return root && (root->all_event_masks & XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT) != 0;
 }
 

@@ -1,4 +1,4 @@
-// Speaks to the window manager as a panel does.
+// Requests to the window manager as from a panel.
 #pragma once
 
 #include <QString>
@@ -6,10 +6,10 @@
 
 namespace vantora {
 
-// Makes `window` the active one by the rules for panels (_NET_ACTIVE_WINDOW, source 2), which window managers follow
-// without comparing times of input. `displayName` as for X11Connection. Nothing happens without a server.
+// Activates `window` by the rules for panels (_NET_ACTIVE_WINDOW, source 2), which window managers follow without
+// comparing timestamps of user input. `displayName` as for X11Connection. No effect without a server.
 void activateX11Window(std::uint32_t window, const QString& displayName);
-// Puts `window` above the others by the same rules (_NET_RESTACK_WINDOW) and leaves the keyboard where it is.
+// Puts `window` above the others by the same rules (_NET_RESTACK_WINDOW) without moving the keyboard focus.
 void raiseX11Window(std::uint32_t window, const QString& displayName);
 // Whether there is a window manager. False without a server.
 bool hasX11WindowManager(const QString& displayName);

@@ -15,7 +15,7 @@ bool hasXwaylandExtension(X11Connection& server) {
   return reply && reply->present != 0;
 }
 
-// Debian 12's names its outputs XWAYLAND0, XWAYLAND1 and so on.
+// The version in Debian 12 names its outputs XWAYLAND0, XWAYLAND1 and so on.
 bool hasXwaylandOutput(X11Connection& server) {
   if (!server.offers(&xcb_randr_id)) return false;
   const auto resources = server.reply<xcb_randr_get_screen_resources_current_reply_t>(

@@ -1,5 +1,5 @@
-// Joins the figures of all measuring programs into results.json and prints them beside their aims:
-// node bench-table.mjs DIRECTORY. A figure past its aim is marked; the machine decides, so that is no failure.
+// Joins the figures of all measuring programs into results.json and prints them beside their aims: node bench-table.mjs
+// DIRECTORY. A figure that misses its aim is marked; it depends on the machine, so that is no failure.
 import { readFileSync, readdirSync, writeFileSync } from 'node:fs';
 import { cpus } from 'node:os';
 import { join } from 'node:path';

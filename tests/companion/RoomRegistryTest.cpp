@@ -196,7 +196,7 @@ TEST_F(RoomRegistryTest, reactionsComeBackToTheWholeRoom) {
   EXPECT_TRUE(say(2, u"{\"type\":\"reaction_send\",\"reaction\":\"%1\"}"_s.arg(tooLong)).messages.empty());
 }
 
-TEST_F(RoomRegistryTest, viewersHearOfComingsAndGoingsAndHostsDoNot) {
+TEST_F(RoomRegistryTest, viewersAreNotifiedOfComingsAndGoingsAndHostsAreNot) {
   EXPECT_EQ(onlyMessageFor(viewerJoins(2), 2),
             (JsonObject{{"type"_L1, "peer_state"_L1}, {"host"_L1, false}, {"viewers"_L1, 1}}));
   const JsonObject withHost{{"type"_L1, "peer_state"_L1}, {"host"_L1, true}, {"viewers"_L1, 1}};
@@ -247,18 +247,18 @@ TEST_F(RoomRegistryTest, aHostIsAskedForOffersAtABoundedRateWhoeverAsks) {
   const QString request = u"{\"type\":\"renegotiate\"}"_s;
   (void)hostJoins(1);
   (void)viewerJoins(2);
-  const auto heard = [&](MemberId viewer, int times) {
+  const auto forwarded = [&](MemberId viewer, int times) {
     size_t count = 0;
     for (int i = 0; i < times; ++i) count += say(viewer, request).messages.size();
     return count;
   };
-  EXPECT_EQ(heard(2, 100), 20u);
+  EXPECT_EQ(forwarded(2, 100), 20u);
   (void)viewerJoins(3);
-  EXPECT_EQ(heard(3, 100), 0u) << "a new connection brings no new allowance";
+  EXPECT_EQ(forwarded(3, 100), 0u) << "a new connection brings no new allowance";
   EXPECT_EQ(say(3, u"{\"type\":\"answer\"}"_s).messages.size(), 1u) << "other messages pass";
   now_ += std::chrono::seconds(1);
-  EXPECT_EQ(heard(2, 100), 0u) << "what reaches nobody";
-  EXPECT_EQ(heard(3, 100), 4u) << "costs nothing";
+  EXPECT_EQ(forwarded(2, 100), 0u) << "what reaches nobody";
+  EXPECT_EQ(forwarded(3, 100), 4u) << "costs nothing";
 }
 
 TEST_F(RoomRegistryTest, aRequestWhileThereIsNoHostCostsNothing) {
@@ -268,7 +268,7 @@ TEST_F(RoomRegistryTest, aRequestWhileThereIsNoHostCostsNothing) {
   EXPECT_EQ(say(2, u"{\"type\":\"renegotiate\"}"_s).messages.size(), 1u);
 }
 
-TEST_F(RoomRegistryTest, aSupersededViewerIsToldOnce) {
+TEST_F(RoomRegistryTest, aSupersededViewerIsNotifiedOnce) {
   (void)viewerJoins(2);
   (void)viewerJoins(3);
   const auto texts = textsFor(viewerJoins(4), 2);

@@ -61,19 +61,19 @@ class Client {
   void join(const QString& role, const QString& room = u"attic"_s) {
     send(u"{\"type\":\"join\",\"room\":\"%1\",\"role\":\"%2\"}"_s.arg(room, role));
   }
-  // A viewer knows that it is in: the server tells it who is there.
+  // A viewer detects that it has joined: the server reports the members.
   bool joinedAsViewer(const QString& room = u"attic"_s) {
     if (!opened()) return false;
     join(u"viewer"_s, room);
     return hasReceived(u"peer_state"_s);
   }
-  // A host hears nothing, so it says something that comes back.
+  // A host gets no reply, so it sends a message that comes back.
   bool joinedAsHost(const QString& room = u"attic"_s) {
     if (!opened()) return false;
     join(u"host"_s, room);
     return echoed();
   }
-  // Everything sent before has been dealt with once this comes back.
+  // Everything sent before has been handled once this comes back.
   bool echoed() {
     const QString mark = u"mark-%1"_s.arg(++marks_);
     send(u"{\"type\":\"chat_send\",\"text\":\"%1\"}"_s.arg(mark));
@@ -111,7 +111,7 @@ class RoomServerTest : public ::testing::Test {
     QObject::disconnect(socket.get(), &QTcpSocket::connected, nullptr, nullptr);
     return socket;
   }
-  // A WebSocket whose far end is in the test's hands, frame by frame.
+  // A raw WebSocket, which the test controls frame by frame.
   std::unique_ptr<QTcpSocket> rawWebSocket() {
     auto socket = rawSocket();
     socket->write(
@@ -121,7 +121,7 @@ class RoomServerTest : public ::testing::Test {
     EXPECT_TRUE(socket->readAll().startsWith("HTTP/1.1 101 "));
     return socket;
   }
-  // All that the server answers to `request` until it closes the connection.
+  // All that the server sends in response to `request` until it closes the connection.
   QByteArray exchange(const QByteArray& request) {
     auto socket = rawSocket();
     QByteArray answer;

@@ -8,9 +8,9 @@ using namespace std::chrono_literals;
 
 TEST_F(RoomServerTest, servesThePageOnTheSamePort) {
   start();
-  const QByteArray answer = exchange("GET /?room=attic HTTP/1.1\r\nHost: x\r\n\r\n");
-  EXPECT_TRUE(answer.startsWith("HTTP/1.1 200 OK\r\n"));
-  EXPECT_TRUE(answer.endsWith("<title>Viewer</title>"));
+  const QByteArray response = exchange("GET /?room=attic HTTP/1.1\r\nHost: x\r\n\r\n");
+  EXPECT_TRUE(response.startsWith("HTTP/1.1 200 OK\r\n"));
+  EXPECT_TRUE(response.endsWith("<title>Viewer</title>"));
   EXPECT_TRUE(exchange("HEAD / HTTP/1.0\r\n\r\n").endsWith("\r\n\r\n"));
 }
 
@@ -24,15 +24,15 @@ TEST_F(RoomServerTest, servesNothingOutsideThePagesFolder) {
 TEST_F(RoomServerTest, answersARequestThatArrivesInPieces) {
   start();
   auto socket = rawSocket();
-  QByteArray answer;
-  QObject::connect(socket.get(), &QTcpSocket::readyRead, socket.get(), [&] { answer += socket->readAll(); });
+  QByteArray response;
+  QObject::connect(socket.get(), &QTcpSocket::readyRead, socket.get(), [&] { response += socket->readAll(); });
   for (const char c : QByteArrayView("GET / HTTP/1.1\r\nHost: x\r\n\r\n")) {
     socket->write(&c, 1);
     socket->flush();
     QCoreApplication::processEvents();
   }
   ASSERT_TRUE(waitUntil([&] { return socket->state() == QAbstractSocket::UnconnectedState; }));
-  EXPECT_TRUE(answer.startsWith("HTTP/1.1 200 OK\r\n"));
+  EXPECT_TRUE(response.startsWith("HTTP/1.1 200 OK\r\n"));
 }
 
 TEST_F(RoomServerTest, answersBrokenRequestsAndEndlessHeads) {
@@ -60,9 +60,9 @@ TEST_F(RoomServerTest, roomsAreClosedToPagesFromElsewhere) {
   start();
   const QByteArray own = "127.0.0.1:" + QByteArray::number(port());
   for (const QByteArray origin : {"http://evil.example", "http://127.0.0.1:1", "null", ""}) {
-    const QByteArray answer = exchange(upgradeRequest(own, origin));
-    EXPECT_TRUE(answer.startsWith("HTTP/1.1 403 Forbidden\r\n")) << origin.constData();
-    EXPECT_TRUE(answer.contains("--allow-origin")) << origin.constData();
+    const QByteArray response = exchange(upgradeRequest(own, origin));
+    EXPECT_TRUE(response.startsWith("HTTP/1.1 403 Forbidden\r\n")) << origin.constData();
+    EXPECT_TRUE(response.contains("--allow-origin")) << origin.constData();
   }
   EXPECT_EQ(server_->connections(), 0);
 }

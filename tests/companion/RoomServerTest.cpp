@@ -28,7 +28,7 @@ TEST_F(RoomServerTest, carriesANegotiationBothWays) {
   EXPECT_EQ(host.texts.last(), answer);
 }
 
-TEST_F(RoomServerTest, hostsHearNothingOfViewersComingAndGoing) {
+TEST_F(RoomServerTest, hostsAreNotNotifiedOfViewersComingAndGoing) {
   start();
   Client host(port());
   ASSERT_TRUE(host.joinedAsHost());
@@ -157,7 +157,7 @@ TEST_F(RoomServerTest, aViewerThatKeepsAskingForOffersDoesNotGetTheHostThrownOut
   ASSERT_TRUE(host.echoed());
   EXPECT_GE(asked, 20);
   EXPECT_LT(asked, 60);
-  // What was too much is forgotten; a later request is heard again.
+  // Excess requests are dropped; a later one is accepted again.
   const int before = asked;
   ASSERT_TRUE(waitUntil([&] {
     viewer.send(u"{\"type\":\"renegotiate\"}"_s);
@@ -278,14 +278,14 @@ TEST_F(RoomServerTest, aMemberThatPingsWithoutReadingIsCutOff) {
   ASSERT_TRUE(waitUntil([&] { return stuck->peek(1000).contains("peer_state"); }));
   stuck->setReadBufferSize(1);
   stuck->setSocketOption(QAbstractSocket::ReceiveBufferSizeSocketOption, 4096);
-  // So few at once that their answers alone are no reason.
+  // So few at once that their replies alone are no reason.
   const QByteArray pings = frame(0x9, QByteArray(125, 'p')).repeated(200);
   qint64 sent = 0;
   EXPECT_TRUE(waitUntil([&] {
     if (stuck->state() == QAbstractSocket::ConnectedState && stuck->bytesToWrite() == 0) sent += stuck->write(pings);
     return server_->connections() == 1;
   }));
-  // What the kernel's own buffers take on a loopback connection, and the little that the server does.
+  // What the kernel's own buffers take on a loopback connection, and the little that the server buffers.
   EXPECT_LT(sent, 64 * 1024 * 1024);
   EXPECT_TRUE(living.echoed());
 }

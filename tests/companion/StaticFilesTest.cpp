@@ -33,7 +33,7 @@ class StaticFilesTest : public ::testing::Test {
     file.write(content);
   }
   QByteArray get(const QByteArray& target, const QByteArray& method = "GET") const {
-    return files_->answer({method, target, false});
+    return files_->response({method, target, false});
   }
 
   QTemporaryDir outer_;
@@ -42,10 +42,10 @@ class StaticFilesTest : public ::testing::Test {
 
 TEST_F(StaticFilesTest, servesThePageForTheRootWhateverTheQuery) {
   for (const char* target : {"/", "/?room=attic", "/index.html", "/?x=/../secret.txt"}) {
-    const QByteArray answer = get(target);
-    EXPECT_TRUE(answer.startsWith("HTTP/1.1 200 OK\r\n")) << target;
-    EXPECT_TRUE(answer.contains("\r\nContent-Type: text/html; charset=utf-8\r\n")) << target;
-    EXPECT_TRUE(answer.endsWith("\r\n\r\n<!doctype html>")) << target;
+    const QByteArray response = get(target);
+    EXPECT_TRUE(response.startsWith("HTTP/1.1 200 OK\r\n")) << target;
+    EXPECT_TRUE(response.contains("\r\nContent-Type: text/html; charset=utf-8\r\n")) << target;
+    EXPECT_TRUE(response.endsWith("\r\n\r\n<!doctype html>")) << target;
   }
 }
 
@@ -56,27 +56,27 @@ TEST_F(StaticFilesTest, namesTheTypeThatBrowsersInsistOn) {
 
 TEST_F(StaticFilesTest, sendsSecurityHeadersAndForbidsCaching) {
   for (const char* target : {"/", "/nothing"}) {
-    const QByteArray answer = get(target);
-    EXPECT_TRUE(answer.contains("\r\nCache-Control: no-store\r\n"));
-    EXPECT_TRUE(answer.contains("\r\nX-Content-Type-Options: nosniff\r\n"));
-    EXPECT_TRUE(answer.contains("\r\nContent-Security-Policy: default-src 'none'; script-src 'self';"));
-    EXPECT_TRUE(answer.contains("frame-ancestors 'none'"));
-    EXPECT_TRUE(answer.contains("\r\nReferrer-Policy: no-referrer\r\n"));
+    const QByteArray response = get(target);
+    EXPECT_TRUE(response.contains("\r\nCache-Control: no-store\r\n"));
+    EXPECT_TRUE(response.contains("\r\nX-Content-Type-Options: nosniff\r\n"));
+    EXPECT_TRUE(response.contains("\r\nContent-Security-Policy: default-src 'none'; script-src 'self';"));
+    EXPECT_TRUE(response.contains("frame-ancestors 'none'"));
+    EXPECT_TRUE(response.contains("\r\nReferrer-Policy: no-referrer\r\n"));
   }
 }
 
 TEST_F(StaticFilesTest, headHasTheLengthButNoBody) {
-  const QByteArray answer = get("/", "HEAD");
-  EXPECT_TRUE(answer.contains("\r\nContent-Length: 15\r\n"));
-  EXPECT_TRUE(answer.endsWith("\r\n\r\n"));
+  const QByteArray response = get("/", "HEAD");
+  EXPECT_TRUE(response.contains("\r\nContent-Length: 15\r\n"));
+  EXPECT_TRUE(response.endsWith("\r\n\r\n"));
   EXPECT_TRUE(get("/nothing", "HEAD").endsWith("\r\n\r\n"));
 }
 
 TEST_F(StaticFilesTest, refusesOtherMethods) {
   for (const char* method : {"POST", "PUT", "DELETE", "get"}) {
-    const QByteArray answer = get("/", method);
-    EXPECT_TRUE(answer.startsWith("HTTP/1.1 405 ")) << method;
-    EXPECT_TRUE(answer.contains("\r\nAllow: GET, HEAD\r\n")) << method;
+    const QByteArray response = get("/", method);
+    EXPECT_TRUE(response.startsWith("HTTP/1.1 405 ")) << method;
+    EXPECT_TRUE(response.contains("\r\nAllow: GET, HEAD\r\n")) << method;
   }
 }
 
@@ -87,15 +87,15 @@ TEST_F(StaticFilesTest, neverLeavesItsFolder) {
        {"/../secret.txt", "/ui/../../secret.txt", "/%2e%2e/secret.txt", "/..%2fsecret.txt", "/%2e%2e%2fsecret.txt",
         "/..\\secret.txt", "/../viewer-private/key.txt", "//../secret.txt", "/link.txt", "/.hidden", "/ui", "/ui/",
         "/index.html%00.txt", "/%", "/%ff%fe", "/nothing"}) {
-    const QByteArray answer = get(target);
-    EXPECT_TRUE(answer.startsWith("HTTP/1.1 404 ")) << target;
-    EXPECT_FALSE(answer.contains("secret")) << target;
+    const QByteArray response = get(target);
+    EXPECT_TRUE(response.startsWith("HTTP/1.1 404 ")) << target;
+    EXPECT_FALSE(response.contains("secret")) << target;
   }
 }
 
 TEST_F(StaticFilesTest, aMissingFolderServesNothing) {
   const StaticFiles none(outer_.filePath(u"nowhere"_s));
-  EXPECT_TRUE(none.answer({"GET", "/etc/passwd", false}).startsWith("HTTP/1.1 404 "));
+  EXPECT_TRUE(none.response({"GET", "/etc/passwd", false}).startsWith("HTTP/1.1 404 "));
 }
 
 }  // namespace

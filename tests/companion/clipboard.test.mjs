@@ -1,4 +1,4 @@
-// The host's clipboard in the page's hands: pieces both ways, without a browser.
+// The page's access to the host's clipboard: pieces in both directions, without a browser.
 import assert from 'node:assert/strict';
 import { test } from 'node:test';
 import { HostClipboard, MAX_TEXT_BYTES, TextAssembler, pieceEnds, utf8Length } from '../../companion/viewer/clipboard.js';
@@ -6,7 +6,7 @@ import { HostClipboard, MAX_TEXT_BYTES, TextAssembler, pieceEnds, utf8Length } f
 const LIMIT = 1000;
 const AWKWARD = 'abc\n"\\🙂ü表\u0001\ud83d'.repeat(400);
 
-// A data channel that keeps what is sent; `full` stands for a network that takes nothing.
+// A data channel that keeps what is sent; `full` simulates a network that accepts nothing.
 class Channel extends EventTarget {
   readyState = 'open';
   full = false;
@@ -32,19 +32,19 @@ class Channel extends EventTarget {
 
 function pair() {
   const channel = new Channel();
-  const heard = [];
+  const results = [];
   const clipboard = new HostClipboard(
     { channel: () => (channel.readyState === 'open' ? channel : null), limit: () => LIMIT },
-    { text: (text) => heard.push(text), tooLarge: (size) => heard.push(size) },
+    { text: (text) => results.push(text), tooLarge: (size) => results.push(size) },
   );
-  return { channel, clipboard, heard };
+  return { channel, clipboard, results };
 }
 
 const settled = () => new Promise((resolve) => setImmediate(resolve));
 
 // The host's pieces of a text.
-function piecesOf(text, most, id = 1) {
-  const ends = pieceEnds(text, most);
+function piecesOf(text, maximum, id = 1) {
+  const ends = pieceEnds(text, maximum);
   return ends.map((end, part) => ({ type: 'clipboard_sync', id, part, parts: ends.length, length: utf8Length(text),
     text: text.slice(ends[part - 1] ?? 0, end) }));
 }
@@ -82,7 +82,7 @@ test('puts a text together, and takes whatever does not continue it for its end'
 });
 
 test('asks for pieces and hands on whole texts, pieces and refusals', () => {
-  const { channel, clipboard, heard } = pair();
+  const { channel, clipboard, results } = pair();
   assert.equal(clipboard.request(), true);
   clipboard.watch(true);
   assert.deepEqual(channel.messages(), [{ type: 'clipboard_request', parts: true },
@@ -90,18 +90,18 @@ test('asks for pieces and hands on whole texts, pieces and refusals', () => {
   clipboard.receive({ type: 'clipboard_sync', text: 'short' });
   for (const piece of piecesOf(AWKWARD, 300)) clipboard.receive(piece);
   clipboard.receive({ type: 'clipboard_too_large', length: 20_000_000, limit: MAX_TEXT_BYTES });
-  assert.deepEqual(heard, ['short', AWKWARD, { length: 20_000_000, limit: MAX_TEXT_BYTES }]);
+  assert.deepEqual(results, ['short', AWKWARD, { length: 20_000_000, limit: MAX_TEXT_BYTES }]);
 });
 
 test('forgets an unfinished text when a newer one comes or the connection ends', () => {
   for (const end of [{ type: 'clipboard_sync', text: 'newer' }, { type: 'clipboard_too_large', length: 2, limit: 1 }, null]) {
-    const { clipboard, heard } = pair();
+    const { clipboard, results } = pair();
     const pieces = piecesOf(AWKWARD, 300);
     clipboard.receive(pieces[0]);
     if (end) clipboard.receive(end);
     else clipboard.setReady(false);
     for (const piece of pieces.slice(1)) clipboard.receive(piece);
-    assert.equal(heard.includes(AWKWARD), false);
+    assert.equal(results.includes(AWKWARD), false);
   }
 });
 
@@ -181,12 +181,12 @@ test('sends a newer text in place of an unfinished one', async () => {
   assert.equal(await newer, 'set');
 });
 
-test('knows what the host would refuse, and hears it from one that takes less', async () => {
-  const { channel, clipboard, heard } = pair();
+test('knows what the host would refuse, and accepts the refusal of one that takes less', async () => {
+  const { channel, clipboard, results } = pair();
   assert.equal(await clipboard.set('x'.repeat(MAX_TEXT_BYTES + 1)), 'too-large');
   assert.deepEqual(channel.sent, []);
   const outcome = clipboard.set(AWKWARD);
   clipboard.receive({ type: 'clipboard_too_large', id: channel.messages()[0].id, length: 9, limit: 1 });
   assert.equal(await outcome, 'too-large');
-  assert.deepEqual(heard, []);
+  assert.deepEqual(results, []);
 });

@@ -1,11 +1,12 @@
-// How the viewer's page comes to a picture, and how it gets it back.
+// How the viewer's page gets its video, and how it recovers it.
 import assert from 'node:assert/strict';
 import { after, before, test } from 'node:test';
 import { Browser } from '../e2e/lib/browser.mjs';
 import { RoomServer } from '../e2e/lib/room-server.mjs';
 import { soonest, timed, until } from '../e2e/lib/wait.mjs';
 import {
-  connectedPair, dataset, hasState, heard, inControl, isConnected, newRoom, openFakeHost, openViewer, takeControl,
+  connectedPair, dataset, hasState, inControl, isConnected, newRoom, openFakeHost,
+  openViewer, receivedMessages, takeControl,
 } from './setup.mjs';
 
 const context = {};
@@ -23,8 +24,8 @@ const signals = (host, type) => host.evaluate((type) => globalThis.host.signals.
 const peers = (host) => host.evaluate(() => globalThis.host.peers);
 const closePages = (...pages) => Promise.all(pages.map((page) => page.context().close()));
 
-// Whether the picture moves: the fake host draws the time into it.
-async function pictureMoves(viewer) {
+// Waits until the video changes: the fake host draws the time into it.
+async function videoMoves(viewer) {
   const frames = () => viewer.evaluate(() => document.getElementById('screen').getVideoPlaybackQuality().totalVideoFrames);
   const start = await frames();
   await until(async () => (await frames()) > start + 2, { what: 'further frames' });
@@ -38,10 +39,10 @@ test('shows the host that was there before it', async () => {
     await isConnected(page);
     return page;
   });
-  await pictureMoves(viewer);
+  await videoMoves(viewer);
   assert.ok((await signals(host, 'renegotiate')).length >= 1, 'the viewer asks for the offer');
   assert.equal(await dataset(viewer, 'control'), 'locked');
-  console.log(`page opened to picture and channels: ${ms} ms`);
+  console.log(`page opened to video and channels: ${ms} ms`);
   await closePages(host, viewer);
 });
 
@@ -52,7 +53,7 @@ test('waits for a host that comes later, and takes its offer', async () => {
   const host = await openFakeHost(context, room);
   await host.evaluate(() => globalThis.host.offer());
   await isConnected(viewer);
-  await pictureMoves(viewer);
+  await videoMoves(viewer);
   await closePages(host, viewer);
 });
 
@@ -61,7 +62,7 @@ test('answers an offer with a second, receiving video section', async () => {
   const [answer] = (await signals(pair.host, 'answer')).slice(-1);
   const sections = answer.sdp.split('\nm=').slice(1);
   assert.equal(sections.filter((section) => section.startsWith('video')).length, 2);
-  await pictureMoves(pair.viewer);
+  await videoMoves(pair.viewer);
   await closePages(pair.host, pair.viewer);
 });
 
@@ -100,7 +101,7 @@ test('follows an ICE restart on the same connection', async () => {
   await until(async () => (await ufrag()) !== old, { what: 'the new ICE credentials' });
   assert.ok(await pair.viewer.evaluate(() => globalThis.first === vantora.pc()));
   await isConnected(pair.viewer);
-  await pictureMoves(pair.viewer);
+  await videoMoves(pair.viewer);
   await closePages(pair.host, pair.viewer);
 });
 
@@ -112,7 +113,7 @@ test('builds a new connection when the host built one', async () => {
   await until(() => pair.viewer.evaluate(() => globalThis.first !== vantora.pc()), { what: 'another connection' });
   assert.equal(await pair.viewer.evaluate(() => globalThis.first.signalingState), 'closed');
   await isConnected(pair.viewer);
-  await pictureMoves(pair.viewer);
+  await videoMoves(pair.viewer);
   // The proof of the PIN is repeated by the page, so control returns by itself.
   await hasState(pair.viewer, 'control', 'on');
   await closePages(pair.host, pair.viewer);
@@ -137,7 +138,7 @@ test('takes candidates that overtake their offer', async () => {
   await closePages(host, viewer);
 });
 
-test('a reloaded page has its picture back, five times in a row', async () => {
+test('a reloaded page has its video back, five times in a row', async () => {
   const pair = await connectedPair(context);
   const times = [];
   for (let i = 0; i < 5; ++i) {
@@ -149,7 +150,7 @@ test('a reloaded page has its picture back, five times in a row', async () => {
     await takeControl(pair.viewer);
     await hasState(pair.viewer, 'control', 'on');
   }
-  console.log(`reload to picture and channels: ${times.join(', ')} ms`);
+  console.log(`reload to video and channels: ${times.join(', ')} ms`);
   await closePages(pair.host, pair.viewer);
 });
 
@@ -165,25 +166,25 @@ test('says so when the host leaves and shows it again when it is back', async ()
     assert.ok(await pair.viewer.isDisabled('#control-button'));
     await pair.host.evaluate(() => globalThis.host.join());
     await isConnected(pair.viewer);
-    await pictureMoves(pair.viewer);
+    await videoMoves(pair.viewer);
     return ms;
   });
   assert.ok(least < 3000, `${least} ms`);
   await closePages(pair.host, pair.viewer);
 });
 
-test('keeps the picture through a restart of the room server', async () => {
+test('keeps the video through a restart of the room server', async () => {
   const server = await RoomServer.start();
   const pair = await connectedPair({ server, browser: context.browser });
   const { port } = server;
   await server.end();
-  await pictureMoves(pair.viewer);
+  await videoMoves(pair.viewer);
   assert.equal(await dataset(pair.viewer, 'connection'), 'connected');
   const again = await RoomServer.start({ port });
   await pair.host.evaluate(() => globalThis.host.join());
   await until(() => pair.viewer.evaluate(() => vantora.signal({ type: 'client_prefs', prefs: {} })), { what: 'the server' });
-  await pictureMoves(pair.viewer);
-  assert.equal(await peers(pair.host), 1, 'nothing was built anew');
+  await videoMoves(pair.viewer);
+  assert.equal(await peers(pair.host), 1, 'no connection was rebuilt');
   await closePages(pair.host, pair.viewer);
   await again.end();
 });
@@ -202,7 +203,7 @@ test('finds the room server that starts after it was lost', async () => {
 
 test('asks for the screen\'s own size, and for what was chosen after a reconnect', async () => {
   const pair = await connectedPair(context);
-  const presets = async () => (await heard(pair.host, 'quality')).map(({ preset }) => preset);
+  const presets = async () => (await receivedMessages(pair.host, 'quality')).map(({ preset }) => preset);
   await until(async () => (await presets()).length === 1, { what: 'the request' });
   await pair.viewer.selectOption('#quality', 'medium');
   await until(async () => (await presets()).length === 2, { what: 'the choice' });
@@ -222,12 +223,12 @@ test('says so when the host cannot record its screen', async () => {
     globalThis.repeating = setInterval(() => globalThis.host.stats(more), 250);
   }, more);
   assert.ok(!(await card()));
-  // Timed from before the first of them, which the page may have long before this test hears that it was sent.
+  // Timed from before the first of them, which the page may have long before this test knows that it was sent.
   const { ms } = await timed(async () => {
     await repeat({ lastCaptureNs: 0 });
     await until(card, { what: 'the card' });
   });
-  assert.ok(ms > 2000, `a picture that is only late is not missed at once: ${ms} ms`);
+  assert.ok(ms > 2000, `a frame that is only late is not missed at once: ${ms} ms`);
   assert.equal(await dataset(pair.viewer, 'connection'), 'connected');
   await repeat({ lastCaptureNs: 1234567 });
   await until(async () => !(await card()), { what: 'the card to go' });
@@ -264,7 +265,7 @@ test('survives nonsense from the host', async () => {
       { type: 'host_stats', hostName: 5 }]) host.send(message);
   });
   await inControl(pair);
-  await pictureMoves(pair.viewer);
+  await videoMoves(pair.viewer);
   assert.ok((await pair.viewer.evaluate(() => document.getElementById('display').options.length)) <= 32);
   assert.deepEqual(pair.viewer.said.filter((line) => line.startsWith('error: ')), []);
   await closePages(pair.host, pair.viewer);
@@ -276,7 +277,7 @@ test('starts afresh from an offer that cannot be applied', async () => {
   await until(() => pair.viewer.said.some((line) => line.includes('starting afresh')), { what: 'the attempt' });
   await pair.host.evaluate(() => globalThis.host.offer());
   await isConnected(pair.viewer);
-  await pictureMoves(pair.viewer);
+  await videoMoves(pair.viewer);
   await closePages(pair.host, pair.viewer);
 });
 
@@ -298,7 +299,7 @@ test('asks again when the host does not answer its request', async () => {
   await closePages(host, viewer);
 });
 
-test('asks for the newest picture, not a smooth one', async () => {
+test('asks for the newest frame, not smooth playback', async () => {
   const pair = await connectedPair(context);
   const receiver = await pair.viewer.evaluate(() => {
     const found = vantora.pc().getReceivers().find(({ track }) => track.id === document.getElementById('screen').srcObject.getTracks()[0].id);
@@ -310,7 +311,7 @@ test('asks for the newest picture, not a smooth one', async () => {
     return { muted, autoplay, playsInline };
   });
   assert.deepEqual(video, { muted: true, autoplay: true, playsInline: true });
-  assert.deepEqual(await heard(pair.host, 'mouseMove'), []);
+  assert.deepEqual(await receivedMessages(pair.host, 'mouseMove'), []);
   await closePages(pair.host, pair.viewer);
 });
 

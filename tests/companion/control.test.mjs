@@ -1,9 +1,11 @@
 // Control from the viewer's page: the PIN, pointer, wheel and keys.
 import assert from 'node:assert/strict';
 import { until } from '../e2e/lib/wait.mjs';
-import { dataset, hasState, heard, hears, inControl, pairTests, pointOnPicture, settled, takeControl } from './setup.mjs';
+import {
+  dataset, hasState, inControl, pairTests, pointOnImage, receivedMessages, settled, takeControl, untilReceived,
+} from './setup.mjs';
 
-const { pairTest, tell } = pairTests();
+const { pairTest, sendFromHost } = pairTests();
 
 const forget = ({ host }) => host.evaluate(() => { globalThis.host.messages = []; });
 const near = (value, wanted, by = 0.005) => assert.ok(Math.abs(value - wanted) <= by, `${value} is not near ${wanted}`);
@@ -12,11 +14,11 @@ const near = (value, wanted, by = 0.005) => assert.ok(Math.abs(value - wanted) <
 const movesOf = ({ host }) => host.evaluate(() => globalThis.host.messages.filter(({ message }) => message.type === 'mouseMove'));
 
 async function moveTo({ viewer }, x, y) {
-  const point = await pointOnPicture(viewer, x, y);
+  const point = await pointOnImage(viewer, x, y);
   await viewer.mouse.move(point.x, point.y);
 }
 
-// The pointer's place came once more, for sure: nothing of the moves before is still to come.
+// The pointer's position was sent again reliably: no earlier move is still to come.
 const rested = (both) => until(async () => (await movesOf(both)).some(({ label }) => label === 'control_reliable'), { what: 'the rest' });
 
 pairTest('a wrong PIN is shown as wrong and the right one gives control', {}, async ({ host, viewer }) => {
@@ -24,11 +26,11 @@ pairTest('a wrong PIN is shown as wrong and the right one gives control', {}, as
   await hasState(viewer, 'control', 'denied');
   assert.ok(await viewer.isVisible('text=That PIN is not right'));
   assert.equal(await viewer.getAttribute('#pin', 'aria-invalid'), '');
-  assert.deepEqual(await heard(host, 'control'), [], 'nothing is asked for without the right PIN');
+  assert.deepEqual(await receivedMessages(host, 'control'), [], 'nothing is asked for without the right PIN');
   await takeControl(viewer, '123456');
   await hasState(viewer, 'control', 'on');
-  assert.deepEqual((await heard(host, 'auth')).map(({ token }) => token), ['111111', '123456']);
-  assert.deepEqual((await heard(host, 'control')).map(({ enable }) => enable), [true]);
+  assert.deepEqual((await receivedMessages(host, 'auth')).map(({ token }) => token), ['111111', '123456']);
+  assert.deepEqual((await receivedMessages(host, 'control')).map(({ enable }) => enable), [true]);
   assert.ok(await viewer.isHidden('#pin-card'));
   assert.equal(await viewer.inputValue('#pin'), '', 'the PIN does not stay on the page');
 });
@@ -39,8 +41,8 @@ pairTest('control is given back and taken again without the PIN', {}, async (bot
   await hasState(both.viewer, 'control', 'off');
   await both.viewer.click('#control-button');
   await hasState(both.viewer, 'control', 'on');
-  assert.equal((await heard(both.host, 'auth')).length, 1);
-  assert.deepEqual((await heard(both.host, 'control')).map(({ enable }) => enable), [true, false, true]);
+  assert.equal((await receivedMessages(both.host, 'auth')).length, 1);
+  assert.deepEqual((await receivedMessages(both.host, 'control')).map(({ enable }) => enable), [true, false, true]);
 });
 
 pairTest('says when the host does not allow control', { options: { allowControl: false } }, async ({ viewer }) => {
@@ -51,15 +53,15 @@ pairTest('says when the host does not allow control', { options: { allowControl:
 
 pairTest('follows the host that takes control away', {}, async (both) => {
   await inControl(both);
-  await tell(both, { type: 'control_state', enabled: false });
+  await sendFromHost(both, { type: 'control_state', enabled: false });
   await hasState(both.viewer, 'control', 'off');
   await forget(both);
   await moveTo(both, 0.5, 0.5);
   await both.viewer.focus('#stage');
   await both.viewer.keyboard.press('a');
   await settled(both);
-  assert.deepEqual(await heard(both.host, 'mouseMove'), []);
-  assert.deepEqual(await heard(both.host, 'keyDown'), []);
+  assert.deepEqual(await receivedMessages(both.host, 'mouseMove'), []);
+  assert.deepEqual(await receivedMessages(both.host, 'keyDown'), []);
 });
 
 pairTest('sends no input before control is granted', {}, async (both) => {
@@ -74,11 +76,11 @@ pairTest('sends no input before control is granted', {}, async (both) => {
   assert.deepEqual(kinds.sort(), ['ping', 'quality']);
 });
 
-pairTest('the pointer is sent as fractions of the picture, bars left out', {}, async (both) => {
+pairTest('the pointer is sent as fractions of the image, bars left out', {}, async (both) => {
   await inControl(both);
   await both.viewer.setViewportSize({ width: 1280, height: 500 });
   await moveTo(both, 0.25, 0.75);
-  const moves = await hears(both.host, 'mouseMove');
+  const moves = await untilReceived(both.host, 'mouseMove');
   near(moves.at(-1).x, 0.25);
   near(moves.at(-1).y, 0.75);
   near(moves.at(-1).timestamp, Date.now(), 5000);
@@ -87,14 +89,14 @@ pairTest('the pointer is sent as fractions of the picture, bars left out', {}, a
   await forget(both);
   await both.viewer.mouse.move(8, 250);
   await moveTo(both, 0.5, 0.5);
-  await hears(both.host, 'mouseMove');
-  for (const { x } of await heard(both.host, 'mouseMove')) near(x, 0.5);
+  await untilReceived(both.host, 'mouseMove');
+  for (const { x } of await receivedMessages(both.host, 'mouseMove')) near(x, 0.5);
 });
 
 pairTest('many moves within a frame become one message', {}, async (both) => {
   await inControl(both);
   await moveTo(both, 0.1, 0.1);
-  await hears(both.host, 'mouseMove');
+  await untilReceived(both.host, 'mouseMove');
   await forget(both);
   const sent = await both.viewer.evaluate(async () => {
     const stage = document.getElementById('stage');
@@ -110,17 +112,17 @@ pairTest('many moves within a frame become one message', {}, async (both) => {
     return events;
   });
   assert.equal(sent, 50);
-  await hears(both.host, 'mouseMove');
+  await untilReceived(both.host, 'mouseMove');
   await settled(both);
   assert.equal((await movesOf(both)).filter(({ label }) => label === 'control').length, 1);
 });
 
-pairTest('the place where the pointer rests is sent once more, in a way that cannot be lost', {}, async (both) => {
+pairTest('the place where the pointer rests is sent again, reliably', {}, async (both) => {
   await inControl(both);
   // The fast channel loses everything.
   await both.viewer.evaluate(() => { vantora.channels().control.send = () => {}; });
   await forget(both);
-  // Without a pause between them, which on a slow machine would be a rest.
+  // Without a pause between them, which on a slow machine would count as a rest.
   await both.viewer.evaluate(() => {
     const stage = document.getElementById('stage');
     const box = document.getElementById('screen').getBoundingClientRect();
@@ -130,7 +132,7 @@ pairTest('the place where the pointer rests is sent once more, in a way that can
       }));
     }
   });
-  const [rest] = await hears(both.host, 'mouseMove');
+  const [rest] = await untilReceived(both.host, 'mouseMove');
   near(rest.x, 0.5);
   near(rest.y, 0.25);
   assert.equal((await movesOf(both))[0].label, 'control_reliable');
@@ -145,17 +147,18 @@ pairTest('the wheel turns where the pointer is, even when the moves to it were l
   await moveTo(both, 0.7, 0.6);
   await both.viewer.mouse.wheel(0, 50);
   await both.viewer.mouse.wheel(0, 50);
-  await until(async () => (await heard(both.host, 'wheel')).reduce((sum, { dy }) => sum + dy, 0) === 100, { what: 'the wheel' });
+  await until(async () => (await receivedMessages(both.host, 'wheel')).reduce((sum, { dy }) => sum + dy, 0) === 100,
+    { what: 'the wheel' });
   const order = await both.host.evaluate(() => globalThis.host.messages.map(({ message }) => message)
     .filter(({ type }) => type === 'mouseMove' || type === 'wheel'));
   assert.equal(order[0].type, 'mouseMove');
   near(order[0].x, 0.7);
   near(order[0].y, 0.6);
-  // Once the pointer rests there for sure, further turns need no further position.
+  // Once the position was sent reliably, further turns need no further position.
   await until(async () => {
     await forget(both);
     await both.viewer.mouse.wheel(0, 25);
-    await hears(both.host, 'wheel');
+    await untilReceived(both.host, 'wheel');
     await settled(both);
     return (await movesOf(both)).length === 0;
   }, { what: 'a turn without a position' });
@@ -167,7 +170,7 @@ pairTest('travel of less than a pixel adds up', {}, async (both) => {
   for (let i = 0; i < 10; ++i) await both.viewer.mouse.wheel(0.25, -0.5);
   await both.viewer.evaluate(() => new Promise((resolve) => requestAnimationFrame(() => requestAnimationFrame(resolve))));
   await settled(both);
-  const sent = await heard(both.host, 'wheel');
+  const sent = await receivedMessages(both.host, 'wheel');
   for (const { dx, dy } of sent) assert.ok(Number.isInteger(dx) && Number.isInteger(dy) && (dx || dy), `${dx}, ${dy}`);
   assert.deepEqual(sent.reduce((all, { dx, dy }) => [all[0] + dx, all[1] + dy], [0, 0]), [2, -5]);
 });
@@ -180,8 +183,8 @@ pairTest('every button goes down and up where the pointer is', {}, async (both) 
     await both.viewer.mouse.down({ button });
     await both.viewer.mouse.up({ button });
   }
-  const ups = await hears(both.host, 'mouseUp', 3);
-  const downs = await heard(both.host, 'mouseDown');
+  const ups = await untilReceived(both.host, 'mouseUp', 3);
+  const downs = await receivedMessages(both.host, 'mouseDown');
   assert.deepEqual(downs.map(({ button }) => button), [0, 1, 2]);
   assert.deepEqual(ups.map(({ button }) => button), [0, 1, 2]);
   for (const { x, y } of [...downs, ...ups]) {
@@ -190,7 +193,7 @@ pairTest('every button goes down and up where the pointer is', {}, async (both) 
   }
 });
 
-pairTest('two buttons held together are told apart', {}, async (both) => {
+pairTest('two buttons held together are distinguished', {}, async (both) => {
   await inControl(both);
   await forget(both);
   await moveTo(both, 0.5, 0.5);
@@ -198,7 +201,7 @@ pairTest('two buttons held together are told apart', {}, async (both) => {
   await both.viewer.mouse.down({ button: 'right' });
   await both.viewer.mouse.up({ button: 'left' });
   await both.viewer.mouse.up({ button: 'right' });
-  await hears(both.host, 'mouseUp', 2);
+  await untilReceived(both.host, 'mouseUp', 2);
   const seen = await both.host.evaluate(() => globalThis.host.messages.map(({ message }) => message)
     .filter(({ type }) => type === 'mouseDown' || type === 'mouseUp').map(({ type, button }) => `${type} ${button}`));
   assert.deepEqual(seen, ['mouseDown 0', 'mouseDown 2', 'mouseUp 0', 'mouseUp 2']);
@@ -216,8 +219,8 @@ pairTest('buttons that the host does not know are not sent', {}, async (both) =>
     stage.dispatchEvent(new PointerEvent('pointerup', { ...at, button: 3, buttons: 0 }));
   });
   await settled(both);
-  assert.deepEqual(await heard(both.host, 'mouseDown'), []);
-  assert.deepEqual(await heard(both.host, 'mouseUp'), []);
+  assert.deepEqual(await receivedMessages(both.host, 'mouseDown'), []);
+  assert.deepEqual(await receivedMessages(both.host, 'mouseUp'), []);
 });
 
 pairTest('a drag that leaves the screen is held to its edge and ends outside', {}, async (both) => {
@@ -227,11 +230,11 @@ pairTest('a drag that leaves the screen is held to its edge and ends outside', {
   await both.viewer.mouse.down();
   await both.viewer.mouse.move(640, 5);
   await both.viewer.mouse.up();
-  const [up] = await hears(both.host, 'mouseUp');
+  const [up] = await untilReceived(both.host, 'mouseUp');
   assert.equal(up.y, 0);
 });
 
-pairTest('a press beside the picture is no press on the host', {}, async (both) => {
+pairTest('a press beside the image is no press on the host', {}, async (both) => {
   await inControl(both);
   await both.viewer.setViewportSize({ width: 1280, height: 500 });
   await forget(both);
@@ -239,17 +242,17 @@ pairTest('a press beside the picture is no press on the host', {}, async (both) 
   await both.viewer.mouse.down();
   await both.viewer.mouse.up();
   await settled(both);
-  assert.deepEqual(await heard(both.host, 'mouseDown'), []);
-  assert.deepEqual(await heard(both.host, 'mouseUp'), []);
+  assert.deepEqual(await receivedMessages(both.host, 'mouseDown'), []);
+  assert.deepEqual(await receivedMessages(both.host, 'mouseUp'), []);
 });
 
 pairTest('the wheel is sent in pixels', {}, async (both) => {
   await inControl(both);
   await moveTo(both, 0.5, 0.5);
   await both.viewer.mouse.wheel(30, 120);
-  await hears(both.host, 'wheel');
+  await untilReceived(both.host, 'wheel');
   await settled(both);
-  const sum = (await heard(both.host, 'wheel')).reduce((all, { dx, dy }) => [all[0] + dx, all[1] + dy], [0, 0]);
+  const sum = (await receivedMessages(both.host, 'wheel')).reduce((all, { dx, dy }) => [all[0] + dx, all[1] + dy], [0, 0]);
   assert.deepEqual(sum, [30, 120]);
 });
 
@@ -262,17 +265,17 @@ pairTest('keys go by their position, with modifiers and repeats', {}, async (bot
   await both.viewer.keyboard.down('ArrowLeft');
   await both.viewer.keyboard.down('ArrowLeft');
   await both.viewer.keyboard.up('ArrowLeft');
-  await hears(both.host, 'keyUp', 2);
+  await untilReceived(both.host, 'keyUp', 2);
   const none = { shift: false, ctrl: false, alt: false, meta: false };
-  assert.deepEqual(await heard(both.host, 'keyDown'), [
+  assert.deepEqual(await receivedMessages(both.host, 'keyDown'), [
     { type: 'keyDown', code: 'KeyB', mods: { ...none, shift: true } },
     { type: 'keyDown', code: 'ArrowLeft', mods: none },
     { type: 'keyDown', code: 'ArrowLeft', mods: none },
   ]);
-  assert.deepEqual((await heard(both.host, 'keyUp')).map(({ code }) => code), ['KeyB', 'ArrowLeft']);
+  assert.deepEqual((await receivedMessages(both.host, 'keyUp')).map(({ code }) => code), ['KeyB', 'ArrowLeft']);
 });
 
-pairTest('a character that needs AltGr is not sent as something else, and that is said once', {}, async (both) => {
+pairTest('a character that needs AltGr is not sent as something else, and that is shown once', {}, async (both) => {
   await inControl(both);
   await forget(both);
   const press = (code, key, more) => both.viewer.evaluate(([code, key, more]) => {
@@ -283,7 +286,7 @@ pairTest('a character that needs AltGr is not sent as something else, and that i
     return prevented;
   }, [code, key, more]);
   const altGr = { modifierAltGraph: true };
-  // As browsers on Linux tell it, and as some on Windows do.
+  // As browsers on Linux report it, and as some on Windows do.
   await press('AltRight', 'AltGraph', altGr);
   assert.ok(await press('KeyQ', '@', altGr));
   assert.ok(await press('KeyE', '€', { ...altGr, ctrlKey: true, altKey: true }));
@@ -292,9 +295,9 @@ pairTest('a character that needs AltGr is not sent as something else, and that i
   await press('Space', ' ', altGr);
   await press('Enter', 'Enter', altGr);
   await press('KeyQ', 'q', {});
-  await hears(both.host, 'keyUp', 3);
-  assert.deepEqual((await heard(both.host, 'keyDown')).map(({ code }) => code), ['Space', 'Enter', 'KeyQ']);
-  assert.deepEqual((await heard(both.host, 'keyUp')).map(({ code }) => code), ['Space', 'Enter', 'KeyQ']);
+  await untilReceived(both.host, 'keyUp', 3);
+  assert.deepEqual((await receivedMessages(both.host, 'keyDown')).map(({ code }) => code), ['Space', 'Enter', 'KeyQ']);
+  assert.deepEqual((await receivedMessages(both.host, 'keyUp')).map(({ code }) => code), ['Space', 'Enter', 'KeyQ']);
   const notice = both.viewer.locator('.notice', { hasText: 'AltGr' });
   assert.equal(await notice.count(), 1);
   await notice.locator('.notice-close').click();
@@ -312,7 +315,7 @@ pairTest('known keys are kept from the browser and unknown ones are left to it',
   });
   assert.deepEqual(prevented, [true, true, true, false, false, false]);
   await settled(both);
-  assert.deepEqual((await heard(both.host, 'keyDown')).map(({ code }) => code), ['Tab', 'Space', 'Slash']);
+  assert.deepEqual((await receivedMessages(both.host, 'keyDown')).map(({ code }) => code), ['Tab', 'Space', 'Slash']);
 });
 
 pairTest('the context menu stays away while in control', {}, async (both) => {
@@ -323,26 +326,26 @@ pairTest('the context menu stays away while in control', {}, async (both) => {
   assert.equal(await menu(), false);
 });
 
-pairTest('everything held is let go when the page loses the focus', {}, async (both) => {
+pairTest('everything held is released when the page loses the focus', {}, async (both) => {
   await inControl(both);
   await forget(both);
   await moveTo(both, 0.5, 0.5);
   await both.viewer.mouse.down();
   await both.viewer.keyboard.down('KeyW');
   await both.viewer.keyboard.down('KeyD');
-  await hears(both.host, 'keyDown', 2);
+  await untilReceived(both.host, 'keyDown', 2);
   await both.viewer.evaluate(() => window.dispatchEvent(new Event('blur')));
-  const ups = await hears(both.host, 'keyUp', 2);
+  const ups = await untilReceived(both.host, 'keyUp', 2);
   assert.deepEqual(ups.map(({ code }) => code).sort(), ['KeyD', 'KeyW']);
-  assert.equal((await hears(both.host, 'mouseUp')).length, 1);
+  assert.equal((await untilReceived(both.host, 'mouseUp')).length, 1);
   await both.viewer.keyboard.up('KeyW');
   await both.viewer.mouse.up();
   await settled(both);
-  assert.equal((await heard(both.host, 'keyUp')).length, 2, 'nothing is let go twice');
-  assert.equal((await heard(both.host, 'mouseUp')).length, 1);
+  assert.equal((await receivedMessages(both.host, 'keyUp')).length, 2, 'nothing is released twice');
+  assert.equal((await receivedMessages(both.host, 'mouseUp')).length, 1);
 });
 
-pairTest('held keys are let go before control is given back', {}, async (both) => {
+pairTest('held keys are released before control is given back', {}, async (both) => {
   await inControl(both);
   await forget(both);
   await both.viewer.keyboard.down('KeyW');
@@ -360,21 +363,21 @@ pairTest('F6 leaves the screen, and typing elsewhere is not sent', {}, async (bo
   await both.viewer.click('#chat-button');
   await both.viewer.keyboard.type('hello');
   await settled(both);
-  assert.deepEqual(await heard(both.host, 'keyDown'), []);
+  assert.deepEqual(await receivedMessages(both.host, 'keyDown'), []);
   assert.equal(await both.viewer.inputValue('#chat-input'), 'hello');
 });
 
 pairTest('a demo room asks for no PIN', {}, async (both) => {
-  await tell(both, { type: 'host_stats', room: 'demo', demo: true });
+  await sendFromHost(both, { type: 'host_stats', room: 'demo', demo: true });
   await until(() => both.viewer.isVisible('text=any PIN will do'), { what: 'the hint' });
   await takeControl(both.viewer, '');
-  assert.deepEqual(await hears(both.host, 'auth'), [{ type: 'auth', token: '' }]);
+  assert.deepEqual(await untilReceived(both.host, 'auth'), [{ type: 'auth', token: '' }]);
 });
 
 pairTest('an empty PIN is not sent to a host that wants one', {}, async (both) => {
   await takeControl(both.viewer, '');
   await settled(both);
-  assert.deepEqual(await heard(both.host, 'auth'), []);
+  assert.deepEqual(await receivedMessages(both.host, 'auth'), []);
   assert.equal(await dataset(both.viewer, 'control'), 'locked');
 });
 

@@ -1,5 +1,5 @@
-// What a person sees of package installation and of the build: scripts/install-packages and scripts/build with apt-get,
-// dpkg-query, sudo and cmake played by the test.
+// What a person sees of package installation and of the build: scripts/install-packages and scripts/build with fakes of
+// apt-get, dpkg-query, sudo and cmake.
 import assert from 'node:assert/strict';
 import { execFile } from 'node:child_process';
 import { chmod, cp, mkdir, readFile, symlink, writeFile } from 'node:fs/promises';
@@ -27,7 +27,7 @@ before(async () => {
 });
 after(() => place?.remove());
 
-// Programs of the test's own, each the lines of a shell script; `id` says who runs them all.
+// Programs of the test's own, each the lines of a shell script; `id` prints the user who runs them.
 async function fakes(scripts) {
   for (const name of ['apt-get', 'dpkg-query', 'id', 'cmake', 'sudo']) {
     const lines = scripts[name] ?? ['exit 0'];
@@ -122,7 +122,7 @@ test('asks sudo, or says what to install by hand', async () => {
     'Install them as root: apt-get install one two three']);
 });
 
-test('tells of a build in a few lines, and everything that a compiler says', async () => {
+test('reports a build in a few lines, and everything that a compiler says', async () => {
   const steps = Array.from({ length: 300 }, (_, index) => `echo "[${index + 1}/300] Building CXX object ${index}.o"`);
   const said = ['FAILED: 7.o', '/usr/bin/c++ -c 7.cpp', '7.cpp:3:1: error: expected [ before x', "  3 | x  '\\t' ", 'ninja: build stopped: subcommand failed.'];
   const saying = said.map((line) => `printf '%s\\n' "${line.replaceAll('\\', '\\\\')}"`);

@@ -1,24 +1,24 @@
 // What is shown around the screen: displays, notices, chat, figures, full screen.
 import assert from 'node:assert/strict';
 import { until } from '../e2e/lib/wait.mjs';
-import { hears, inControl, pairTests } from './setup.mjs';
+import { inControl, pairTests, untilReceived } from './setup.mjs';
 
-const { pairTest, tell } = pairTests();
+const { pairTest, sendFromHost } = pairTests();
 
 pairTest('draws the pointer in the shape that the host names', {}, async (both) => {
   const cursor = () => both.viewer.evaluate(() => getComputedStyle(document.getElementById('stage')).cursor);
   await inControl(both);
   assert.equal(await cursor(), 'default');
-  await tell(both, { type: 'cursor_shape', shape: 'nwse-resize', timestamp: 1 });
+  await sendFromHost(both, { type: 'cursor_shape', shape: 'nwse-resize', timestamp: 1 });
   await until(async () => (await cursor()) === 'nwse-resize', { what: 'the shape' });
-  await tell(both, { type: 'cursor_shape', shape: 'url(//elsewhere/x.png), none', timestamp: 1 });
+  await sendFromHost(both, { type: 'cursor_shape', shape: 'url(//elsewhere/x.png), none', timestamp: 1 });
   await until(async () => (await cursor()) === 'default', { what: 'the plain shape' });
 });
 
 pairTest('offers the choice among displays', { options: { displays: 3 } }, async (both) => {
   await until(() => both.viewer.isVisible('#display'), { what: 'the chooser' });
   await both.viewer.selectOption('#display', '2');
-  assert.deepEqual(await hears(both.host, 'display_index'), [{ type: 'display_index', index: 2 }]);
+  assert.deepEqual(await untilReceived(both.host, 'display_index'), [{ type: 'display_index', index: 2 }]);
 });
 
 pairTest('shows no chooser for a single display', { options: { displays: 1 } }, async (both) => {
@@ -26,14 +26,14 @@ pairTest('shows no chooser for a single display', { options: { displays: 1 } }, 
   assert.ok(await both.viewer.isHidden('#display-field'));
 });
 
-pairTest('a missing permission is told once, and stays away once dismissed', {}, async (both) => {
+pairTest('a missing permission is shown once, and stays away once dismissed', {}, async (both) => {
   const count = () => both.viewer.locator('.notice').count();
-  for (let i = 0; i < 3; ++i) await tell(both, { type: 'permission_required', permission: 'accessibility' });
-  await tell(both, { type: 'permission_required', permission: 'screen_recording' });
+  for (let i = 0; i < 3; ++i) await sendFromHost(both, { type: 'permission_required', permission: 'accessibility' });
+  await sendFromHost(both, { type: 'permission_required', permission: 'screen_recording' });
   await until(async () => (await count()) === 2, { what: 'two notices' });
   await both.viewer.click('.notice-close >> nth=0');
-  await tell(both, { type: 'permission_required', permission: 'accessibility' });
-  await tell(both, { type: 'pong', t0: 5 });
+  await sendFromHost(both, { type: 'permission_required', permission: 'accessibility' });
+  await sendFromHost(both, { type: 'pong', t0: 5 });
   // Among all of the recent ones: the answer to a ping of the page's own may follow at once.
   await until(() => both.viewer.evaluate(() => vantora.recentMessages.some(({ type, t0 }) => type === 'pong' && t0 === 5)),
     { what: 'the last message' });

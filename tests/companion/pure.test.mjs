@@ -4,7 +4,7 @@ import { test } from 'node:test';
 import { Backoff } from '../../companion/viewer/backoff.js';
 import { CaptureWatch } from '../../companion/viewer/capture.js';
 import { Control } from '../../companion/viewer/control.js';
-import { normalised, pictureRect, wheelPixels, wholePixels } from '../../companion/viewer/input/geometry.js';
+import { imageRect, normalised, wheelPixels, wholePixels } from '../../companion/viewer/input/geometry.js';
 import { KNOWN_CODES, modifiersOf, needsAltGraph } from '../../companion/viewer/input/keys.js';
 import { QualityRequest } from '../../companion/viewer/quality.js';
 import { candidateUfrag, fingerprintOf, ufragsOf } from '../../companion/viewer/sdp.js';
@@ -12,7 +12,7 @@ import { parseMessage } from '../../companion/viewer/signalling.js';
 import { figuresOf } from '../../companion/viewer/stats.js';
 import { rateText } from '../../companion/viewer/ui/figures.js';
 
-test('tells peers apart by their fingerprint, whatever its letter case', () => {
+test('distinguishes peers by their fingerprint, whatever its letter case', () => {
   const sdp = 'v=0\r\na=ice-ufrag:abcd\r\na=fingerprint:SHA-256 ab:CD:01\r\nm=video\r\na=fingerprint:sha-1 FF\r\n';
   assert.equal(fingerprintOf(sdp), 'sha-256 AB:CD:01');
   assert.equal(fingerprintOf('v=0\r\n'), '');
@@ -25,16 +25,16 @@ test('matches candidates to descriptions by their ICE user name', () => {
   assert.equal(candidateUfrag('candidate:1 1 udp 1 10.0.0.1 9 typ host'), '');
 });
 
-test('finds the picture between the bars', () => {
-  const wide = pictureRect({ left: 10, top: 20, width: 1000, height: 1000 }, 1600, 800);
+test('finds the image between the bars', () => {
+  const wide = imageRect({ left: 10, top: 20, width: 1000, height: 1000 }, 1600, 800);
   assert.deepEqual(wide, { left: 10, top: 270, width: 1000, height: 500 });
-  const tall = pictureRect({ left: 0, top: 0, width: 1000, height: 500 }, 500, 1000);
+  const tall = imageRect({ left: 0, top: 0, width: 1000, height: 500 }, 500, 1000);
   assert.deepEqual(tall, { left: 375, top: 0, width: 250, height: 500 });
-  assert.equal(pictureRect({ left: 0, top: 0, width: 1000, height: 500 }, 0, 0), null);
-  assert.equal(pictureRect({ left: 0, top: 0, width: 0, height: 0 }, 640, 360), null);
+  assert.equal(imageRect({ left: 0, top: 0, width: 1000, height: 500 }, 0, 0), null);
+  assert.equal(imageRect({ left: 0, top: 0, width: 0, height: 0 }, 640, 360), null);
 });
 
-test('holds a point outside of the picture to its edge', () => {
+test('holds a point outside of the image to its edge', () => {
   const rect = { left: 100, top: 50, width: 200, height: 100 };
   assert.deepEqual(normalised(rect, 200, 100), { x: 0.5, y: 0.5, inside: true });
   assert.deepEqual(normalised(rect, 300, 150), { x: 1, y: 1, inside: true });
@@ -53,7 +53,7 @@ test('sends whole pixels and keeps the rest for later', () => {
   assert.deepEqual(wholePixels({ dx: 0, dy: 7 }), { whole: { dx: 0, dy: 7 }, rest: { dx: 0, dy: 0 } });
 });
 
-test('tells a screen that cannot be recorded from one whose picture is late', (t) => {
+test('distinguishes a screen that cannot be recorded from one whose first frame is late', (t) => {
   t.mock.timers.enable({ apis: ['setTimeout'] });
   const told = [];
   const watch = new CaptureWatch((failed) => told.push(failed));
@@ -77,7 +77,7 @@ test('tells a screen that cannot be recorded from one whose picture is late', (t
   assert.deepEqual(told, [true, false]);
 });
 
-test('tells characters that need AltGr from keys that do not', () => {
+test('distinguishes characters that need AltGr from keys that do not', () => {
   const event = (key, altGraph) => ({ key, getModifierState: (name) => altGraph && name === 'AltGraph' });
   for (const key of ['@', '€', 'Dead', '\u{1f600}']) assert.ok(needsAltGraph(event(key, true)), key);
   for (const key of [' ', 'Enter', 'ArrowLeft', 'AltGraph']) assert.ok(!needsAltGraph(event(key, true)), key);
@@ -85,7 +85,7 @@ test('tells characters that need AltGr from keys that do not', () => {
   assert.ok(!needsAltGraph({ key: 'q' }));
 });
 
-test('asks for the size of the screen once for each picture that is shared', () => {
+test('asks for the size of the screen once for each source that is shared', () => {
   const sent = [];
   const quality = new QualityRequest((message) => sent.push(`${message.type} ${message.preset}`));
   const expect = (...wanted) => assert.deepEqual(sent.splice(0), wanted);
@@ -159,7 +159,7 @@ test('writes rates the way people read them', () => {
   assert.equal(rateText(1840), '1.8 Mbit/s');
 });
 
-// One of the host's channels.
+// A fake of one of the host's channels.
 class HostChannel extends EventTarget {
   readyState = 'connecting';
   bufferedAmount = 0;

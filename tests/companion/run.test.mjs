@@ -13,7 +13,7 @@ import { Xvfb } from '../e2e/lib/xvfb.mjs';
 import { hasState, isConnected, takeControl } from './setup.mjs';
 
 let browser;
-// Where the script keeps its temporary files, and where its shell is at home: places of the test's own.
+// The script's folder for temporary files and its home folder, private to the test.
 let temporary;
 let home;
 let runs = [];
@@ -69,7 +69,7 @@ async function announced(run) {
 }
 
 async function leavesNothing() {
-  // What the host leaves when it is killed ends by itself, a moment after the script may have.
+  // Processes that a killed host leaves behind end by themselves, possibly after the script.
   await until(async () => (await running(...PROGRAMS)).length === 0, { deadline: 10000, what: 'the end of all' }).catch(async (error) =>
     assert.fail(`${error.message}: ${JSON.stringify(await running(...PROGRAMS))}`));
   assert.deepEqual(await readdir(temporary.path), []);
@@ -101,7 +101,7 @@ for (const signal of ['SIGINT', 'SIGTERM']) {
   });
 }
 
-// 1280x720, the host's own default, is none of them.
+// 1280x720, the host's own default, is not among them.
 for (const size of ['1280x800', '1920x1080', '2560x1080']) {
   test(`a desktop of ${size} is shown in its own size`, async () => {
     const screen = await Xvfb.start({ size });
@@ -115,7 +115,7 @@ for (const size of ['1280x800', '1920x1080', '2560x1080']) {
         const { videoWidth, videoHeight } = document.getElementById('screen');
         return `${videoWidth}x${videoHeight}`;
       });
-      await until(async () => (await shown()) === size, { what: `a picture of ${size}` }).catch(async (error) => {
+      await until(async () => (await shown()) === size, { what: `video of ${size}` }).catch(async (error) => {
         throw new Error(`${error.message}; it has ${await shown()}`);
       });
       await page.context().close();
@@ -164,7 +164,7 @@ for (const name of ['vantora-host', 'vantora-room-server', 'Xvfb']) {
     await run.done;
     assert.equal(run.exit.code, 1);
     assert.ok(run.text('err').some((line) => line.startsWith('make run: ') && line.includes(` ended unexpectedly`)));
-    // A host may notice the end of its display before the script does.
+    // A host may detect the end of its display before the script does.
     const named = name === 'Xvfb' ? /make run: (Xvfb|vantora-host) ended/ : new RegExp(`make run: ${name} ended`);
     assert.match(run.text('err').join('\n'), named);
     await leavesNothing();

@@ -6,7 +6,7 @@ import { Browser } from '../e2e/lib/browser.mjs';
 import { RoomServer } from '../e2e/lib/room-server.mjs';
 import { until } from '../e2e/lib/wait.mjs';
 
-export { placeOnPage as pointOnPicture } from '../e2e/lib/viewer.mjs';
+export { placeOnPage as pointOnImage } from '../e2e/lib/viewer.mjs';
 
 let count = 0;
 
@@ -28,8 +28,8 @@ export async function openFakeHost({ server, browser }, room, options = {}, page
     const body = await readFile(new URL('page/fake-host.mjs', import.meta.url), 'utf8');
     await page.route(`${server.address}/fake-host.mjs`, (route) => route.fulfill({ body, contentType: 'text/javascript' }));
   }
-  // A document that the server itself sends: a page made up by the test would count as a stranger's, and Chromium keeps
-  // those from connecting to this machine.
+  // A document that the server itself sends: a page that the test generates would count as foreign, and Chromium blocks
+  // connections of such pages to this machine.
   await page.goto(`${server.address}/style.css`);
   await page.evaluate(async ([room, options]) => {
     const { FakeHost } = await import('/fake-host.mjs');
@@ -44,8 +44,8 @@ export async function connectedPair(context, { room = newRoom(), options = {}, q
   const host = await openFakeHost(context, room, options, pages.host);
   const viewer = await openViewer(context, room, query, pages.viewer);
   await isConnected(viewer);
-  // The page asks for a quality once it has heard what the host says first: both ends have their channels then.
-  await hears(host, 'quality');
+  // The page requests a quality after the host's first message: both ends have their channels then.
+  await untilReceived(host, 'quality');
   return { host, viewer, room };
 }
 
@@ -58,13 +58,13 @@ export async function hasState(page, key, value, deadline) {
   });
 }
 
-// Connected, with a picture and an open way for control messages.
+// Connected, with video and an open channel for control messages.
 export async function isConnected(page, deadline = 60000) {
   await hasState(page, 'connection', 'connected', deadline);
   await until(() => page.evaluate(() => vantora.channels().control_reliable?.readyState === 'open'), {
     what: 'the control channel',
   });
-  await until(() => page.evaluate(() => document.getElementById('screen').videoWidth > 0), { what: 'a picture' });
+  await until(() => page.evaluate(() => document.getElementById('screen').videoWidth > 0), { what: 'video' });
 }
 
 export async function takeControl(viewer, pin = '123456') {
@@ -77,27 +77,29 @@ export async function inControl(pair) {
   await hasState(pair.viewer, 'control', 'on');
 }
 
-// What the fake host heard of one type.
-export const heard = (host, type) => host.evaluate((type) => globalThis.host.heard(type), type);
+// The messages of one type that the fake host has received.
+export const receivedMessages = (host, type) => host.evaluate((type) => globalThis.host.received(type), type);
 
-// Waits until the fake host has heard at least `least` messages of a type; returns them.
-export function hears(host, type, least = 1) {
+// Waits until the fake host has received at least `minimum` messages of a type; returns them.
+export function untilReceived(host, type, minimum = 1) {
   return until(async () => {
-    const all = await heard(host, type);
-    return all.length >= least && all;
-  }, { what: `${least} ${type}` });
+    const all = await receivedMessages(host, type);
+    return all.length >= minimum && all;
+  }, { what: `${minimum} ${type}` });
 }
 
 // Everything the viewer has sent so far has reached the host once this resolves.
 export async function settled(pair) {
   const t0 = Math.floor(Math.random() * 1e9);
   await pair.viewer.evaluate((t0) => vantora.send({ type: 'ping', t0 }), t0);
-  await until(async () => (await heard(pair.host, 'ping')).some((ping) => ping.t0 === t0), { what: 'the ping' });
+  await until(async () => (await receivedMessages(pair.host, 'ping')).some((ping) => ping.t0 === t0), {
+    what: 'the ping',
+  });
 }
 
 // A file of tests around one browser and one server: pairTest(name, options, body) runs `body` with a connected pair in
-// a room of its own and fails when the viewer's page had an error; tell(pair, message) speaks as the host. The pages are
-// loaded anew for each test, their tabs are not: those cost more than the tests.
+// a room of its own and fails when the viewer's page had an error; sendFromHost(pair, message) sends as the host. The
+// pages are reloaded for each test; their tabs are reused, as new ones take longer than the tests.
 export function pairTests() {
   const context = {};
   const pages = {};
@@ -117,6 +119,6 @@ export function pairTests() {
     await body(pair);
     assert.deepEqual(pair.viewer.said.filter((line) => line.startsWith('error: ')), []);
   });
-  const tell = ({ host }, message) => host.evaluate((message) => globalThis.host.send(message), message);
-  return { pairTest, tell };
+  const sendFromHost = ({ host }, message) => host.evaluate((message) => globalThis.host.send(message), message);
+  return { pairTest, sendFromHost };
 }

@@ -1,5 +1,5 @@
-// What every DesktopInput must do, whatever desktop it drives. Include it once in a test program
-// for each implementation, and instantiate DesktopInputContract with a factory of benches.
+// Contract tests for every DesktopInput implementation. Include it once in a test program for each implementation, and
+// instantiate DesktopInputContract with a factory of benches.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -17,7 +17,7 @@
 
 namespace vantora {
 
-// An implementation and a way to see what became of its desktop, which nobody else uses.
+// An implementation and access to the state of its desktop, which nothing else uses.
 class DesktopInputBench {
  public:
   virtual ~DesktopInputBench() = default;
@@ -28,7 +28,7 @@ class DesktopInputBench {
   virtual std::set<PointerButton> heldButtons() = 0;
   // Of KEY_A, KEY_B and KEY_ENTER.
   virtual std::set<std::uint16_t> heldKeys() = 0;
-  // The desktop goes away.
+  // Ends the desktop.
   virtual void lose() = 0;
 };
 
@@ -48,7 +48,7 @@ class DesktopInputContract : public testing::TestWithParam<std::function<std::un
   }
   bool key(std::uint16_t code, bool down, KeyModifiers modifiers = {}) { return input().key(code, down, modifiers); }
 
-  // No keyboard has it.
+  // No keyboard has this key.
   static constexpr std::uint16_t kNoSuchKey = 0x2ff;
 
   std::unique_ptr<DesktopInputBench> bench_;

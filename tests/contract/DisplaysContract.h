@@ -1,4 +1,4 @@
-// What every Displays must do. Include it once in a test program for each implementation, and
+// Contract tests for every Displays implementation. Include it once in a test program for each implementation, and
 // instantiate DisplaysContract with a factory of benches.
 #pragma once
 
@@ -20,7 +20,7 @@ class DisplaysBench {
   virtual Displays& displays() = 0;
   // Splits the desktop into a first display of 600 pixels width and a second one right of it.
   virtual void split() = 0;
-  // The desktop goes away.
+  // Ends the desktop.
   virtual void lose() = 0;
 };
 
@@ -61,7 +61,7 @@ TEST_P(DisplaysContract, seesAChangeAtTheNextCall) {
   EXPECT_EQ(bounds(), (std::vector{QRect(0, 0, 600, 600), QRect(600, 0, 400, 600)}));
 }
 
-TEST_P(DisplaysContract, tellsOfAChange) {
+TEST_P(DisplaysContract, reportsAChange) {
   int told = 0;
   bench_->displays().setChangedHandler([&] { ++told; });
   bench_->split();
@@ -74,7 +74,7 @@ TEST_P(DisplaysContract, tellsOfAChange) {
   EXPECT_EQ(told, before) << "nobody wants to know any more";
 }
 
-TEST_P(DisplaysContract, tellsThatTheDesktopIsGone) {
+TEST_P(DisplaysContract, reportsThatTheDesktopIsGone) {
   int told = 0;
   EXPECT_EQ(bounds().size(), 1U);
   bench_->displays().setChangedHandler([&] { ++told; });

@@ -18,7 +18,7 @@ using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 using std::chrono::seconds;
 
-// Holds whoever enters until it is opened, as the server of a network folder does that is gone.
+// Blocks each caller until it is opened, as a network folder does whose server is gone.
 class DeadServer {
  public:
   void enter() {
@@ -53,11 +53,11 @@ class DeadFoldersTest : public testing::Test {
   ~DeadFoldersTest() override {
     server_->open();
     const auto deadline = Clock::now() + seconds(20);
-    while (AbandonableThread::leftBehind() > 0 && Clock::now() < deadline) std::this_thread::yield();
-    EXPECT_EQ(AbandonableThread::leftBehind(), 0) << "threads end once the server is back";
+    while (AbandonableThread::abandonedCount() > 0 && Clock::now() < deadline) std::this_thread::yield();
+    EXPECT_EQ(AbandonableThread::abandonedCount(), 0) << "threads end once the server is back";
   }
   // Paths that begin with `prefix` lie on the dead server.
-  Look lookWithDead(const QString& prefix) {
+  PathCheck checkWithDead(const QString& prefix) {
     return [server = server_, prefix = QString(prefix.constData(), prefix.size())](const QString& path) {
       if (path.startsWith(prefix)) server->enter();
       return QFileInfo::exists(path);
@@ -70,34 +70,34 @@ class DeadFoldersTest : public testing::Test {
   const std::shared_ptr<DeadServer> server_ = std::make_shared<DeadServer>();
 };
 
-TEST_F(DeadFoldersTest, whatAnswersIsToldApartFromWhatDoesNot) {
+TEST_F(DeadFoldersTest, distinguishesPathsThatRespondFromThoseThatDoNot) {
   const QTemporaryDir folder;
-  const Look look = lookWithDead(u"/dead/"_s);
+  const PathCheck check = checkWithDead(u"/dead/"_s);
   const auto start = Clock::now();
-  EXPECT_EQ(answering({u"/dead/a"_s, folder.path(), folder.filePath(u"missing"_s), u"/dead/b"_s}, look,
+  EXPECT_EQ(answering({u"/dead/a"_s, folder.path(), folder.filePath(u"missing"_s), u"/dead/b"_s}, check,
                       Clock::now() + seconds(60)),
             QStringList{folder.path()});
   EXPECT_GE(since(start), kProbeTimeout);
   EXPECT_LT(since(start), seconds(20));
-  EXPECT_EQ(AbandonableThread::leftBehind(), 2);
+  EXPECT_EQ(AbandonableThread::abandonedCount(), 2);
 }
 
 TEST_F(DeadFoldersTest, aPathThatDoesNotAnswerIsAskedOnceOnly) {
-  const Look look = lookWithDead(u"/once"_s);
-  EXPECT_TRUE(answering({u"/once"_s}, look, Clock::now() + milliseconds(10)).isEmpty());
-  for (int i = 0; i < 5; ++i) EXPECT_TRUE(answering({u"/once"_s}, look, Clock::now() + seconds(60)).isEmpty());
+  const PathCheck check = checkWithDead(u"/once"_s);
+  EXPECT_TRUE(answering({u"/once"_s}, check, Clock::now() + milliseconds(10)).isEmpty());
+  for (int i = 0; i < 5; ++i) EXPECT_TRUE(answering({u"/once"_s}, check, Clock::now() + seconds(60)).isEmpty());
   EXPECT_EQ(server_->entered(), 1);
-  EXPECT_EQ(AbandonableThread::leftBehind(), 1);
+  EXPECT_EQ(AbandonableThread::abandonedCount(), 1);
 }
 
 TEST_F(DeadFoldersTest, aServerThatIsBackIsAskedAgain) {
   const QTemporaryDir folder;
-  const Look look = lookWithDead(folder.path());
-  EXPECT_TRUE(answering({folder.path()}, look, Clock::now() + milliseconds(10)).isEmpty());
+  const PathCheck check = checkWithDead(folder.path());
+  EXPECT_TRUE(answering({folder.path()}, check, Clock::now() + milliseconds(10)).isEmpty());
   server_->open();
   const auto deadline = Clock::now() + seconds(20);
-  while (answering({folder.path()}, look, deadline).isEmpty() && Clock::now() < deadline) std::this_thread::yield();
-  EXPECT_EQ(answering({folder.path()}, look, Clock::now() + seconds(60)), QStringList{folder.path()});
+  while (answering({folder.path()}, check, deadline).isEmpty() && Clock::now() < deadline) std::this_thread::yield();
+  EXPECT_EQ(answering({folder.path()}, check, Clock::now() + seconds(60)), QStringList{folder.path()});
 }
 
 TEST_F(DeadFoldersTest, aDeadHomeCostsItsOwnFiguresOnly) {
@@ -110,7 +110,7 @@ TEST_F(DeadFoldersTest, aDeadHomeCostsItsOwnFiguresOnly) {
   Options options = machine.options();
   options.environment.insert(u"PATH"_s, machine.place(u"/home/user/bin"_s));
   options.environment.insert(u"XDG_CURRENT_DESKTOP"_s, u"KDE"_s);
-  options.look = lookWithDead(machine.place(u"/home"_s));
+  options.checkPath = checkWithDead(machine.place(u"/home"_s));
   const auto start = Clock::now();
   const QJsonObject report = run(options);
   EXPECT_LT(since(start), options.deadline) << "nothing waits for the end of the report";
@@ -120,13 +120,13 @@ TEST_F(DeadFoldersTest, aDeadHomeCostsItsOwnFiguresOnly) {
   EXPECT_EQ(report[u"storage"_s][u"downloadsPretty"_s], u"0 KB"_s);
   EXPECT_EQ(report[u"network"_s][u"proxy"_s][u"enabled"_s], false);
   EXPECT_FALSE(machine.ran(u"/home"_s));
-  const int left = AbandonableThread::leftBehind();
+  const int left = AbandonableThread::abandonedCount();
   EXPECT_GT(left, 0);
   (void)run(options);
-  EXPECT_EQ(AbandonableThread::leftBehind(), left) << "the next report adds none";
+  EXPECT_EQ(AbandonableThread::abandonedCount(), left) << "the next report adds none";
 }
 
-TEST_F(DeadFoldersTest, commandsDoNotLookForToolsInADeadFolder) {
+TEST_F(DeadFoldersTest, commandsDoNotSearchForToolsInADeadFolder) {
   MadeUpMachine machine;
   machine.folder(u"/bin"_s);
   machine.folder(u"/home/user/bin"_s);
@@ -136,9 +136,9 @@ TEST_F(DeadFoldersTest, commandsDoNotLookForToolsInADeadFolder) {
   const QString alive = machine.place(u"/bin"_s);
   options.environment.insert(u"PATH"_s,
                              machine.place(u"/home/user/bin"_s) + u':' + alive + u":/no/such/folder:"_s + usual);
-  options.look = lookWithDead(machine.place(u"/home"_s));
+  options.checkPath = checkWithDead(machine.place(u"/home"_s));
   EXPECT_EQ(Probe(options).plain(u"echo \"$PATH\""_s), alive + u":/no/such/folder:"_s + usual)
-      << "the system's own folders stay without a look";
+      << "the system's own folders stay without a check";
 }
 
 TEST_F(DeadFoldersTest, aReportEndsInTimeWhateverDoesNotComeBack) {
@@ -148,7 +148,7 @@ TEST_F(DeadFoldersTest, aReportEndsInTimeWhateverDoesNotComeBack) {
   Options options = machine.options();
   options.deadline = milliseconds(1000);
   options.workers = 2;
-  // The second command is the last one: both threads are held then.
+  // The second command is the last one: both threads are blocked then.
   options.runner = [server = server_](const QString&, double) {
     server->enter();
     return QString();
@@ -159,7 +159,7 @@ TEST_F(DeadFoldersTest, aReportEndsInTimeWhateverDoesNotComeBack) {
   EXPECT_GE(since(start), options.deadline);
   EXPECT_LT(since(start), seconds(20));
   EXPECT_EQ(report.size(), 9);
-  EXPECT_EQ(AbandonableThread::leftBehind(), 2);
+  EXPECT_EQ(AbandonableThread::abandonedCount(), 2);
 }
 
 TEST_F(DeadFoldersTest, whatCameBackInTimeIsInTheReport) {
@@ -176,7 +176,7 @@ TEST_F(DeadFoldersTest, whatCameBackInTimeIsInTheReport) {
   const QJsonObject updates = run(options)[u"updates"_s].toObject();
   EXPECT_EQ(updates[u"current"_s], u"X"_s);
   EXPECT_FALSE(updates.contains(u"available"_s));
-  EXPECT_EQ(AbandonableThread::leftBehind(), 1);
+  EXPECT_EQ(AbandonableThread::abandonedCount(), 1);
 }
 
 TEST_F(DeadFoldersTest, processesThatCannotBeReadDoNotHoldTheOthersBack) {
@@ -236,10 +236,10 @@ TEST_F(DeadFoldersTest, reportsThatNeverEndDoNotPileUpThreads) {
     return QString();
   };
   for (int i = 0; i < 5; ++i) EXPECT_EQ(collectPieces(options, pieces), std::vector<QJsonObject>(8));
-  EXPECT_EQ(AbandonableThread::leftBehind(), kMostThreads);
+  EXPECT_EQ(AbandonableThread::abandonedCount(), kMaxThreads);
   server_->open();
   const auto deadline = Clock::now() + seconds(20);
-  while (AbandonableThread::leftBehind() > 0 && Clock::now() < deadline) std::this_thread::yield();
+  while (AbandonableThread::abandonedCount() > 0 && Clock::now() < deadline) std::this_thread::yield();
   EXPECT_TRUE(collectPieces(options, pieces)[0].contains(u"a"_s)) << "and then there is room again";
 }
 

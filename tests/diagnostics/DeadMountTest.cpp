@@ -43,8 +43,8 @@ enum Outcome : int { fine, notAllowed, notDead, tooLate, wrong };
 // In a process of its own, whose home is dead.
 Outcome reportFromADeadHome(const QString& home) {
   if (!mountNobody(home)) return notAllowed;
-  AbandonableThread look([path = QFile::encodeName(home + u"/any"_s)] { (void)access(path.constData(), F_OK); });
-  if (look.join(Clock::now() + std::chrono::milliseconds(300))) return notDead;
+  AbandonableThread check([path = QFile::encodeName(home + u"/any"_s)] { (void)access(path.constData(), F_OK); });
+  if (check.join(Clock::now() + std::chrono::milliseconds(300))) return notDead;
 
   Options options;
   options.captivePageUrl = u"http://127.0.0.1:9/"_s;

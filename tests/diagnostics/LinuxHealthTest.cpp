@@ -16,7 +16,7 @@ using namespace Qt::Literals::StringLiterals;
 const QJsonObject kNoCrashes{{u"recent"_s, QJsonArray()}, {u"kernelPanics"_s, 0}, {u"repeat"_s, QJsonArray()}};
 const QJsonObject kNobodyKnows{{u"kernelPanics"_s, 0}};
 
-// With a journal, and what tells that it was read to its end and that the user may read it.
+// Adds a journal, with the signs that it was read to its end and that the user may read it.
 void addJournal(MadeUpMachine& machine, const QString& crashes = u"end\n"_s,
                 const QString& latest = u"Linux version 6.1.0"_s) {
   machine.file(u"/var/log/journal/0123/system.journal"_s, "");
@@ -39,7 +39,7 @@ TEST(LinuxCrashesTest, aMachineWithoutCrashesHasEmptyLists) {
   EXPECT_EQ(crashInfo(withCoreService.options()), kNoCrashes);
 }
 
-TEST(LinuxCrashesTest, saysNothingOfCrashesWhereNothingTells) {
+TEST(LinuxCrashesTest, reportsNoCrashesWithoutASource) {
   EXPECT_EQ(crashInfo(MadeUpMachine().options()), kNobodyKnows);
 
   MadeUpMachine withoutTool;
@@ -62,7 +62,7 @@ TEST(LinuxCrashesTest, saysNothingOfCrashesWhereNothingTells) {
   EXPECT_EQ(crashInfo(withKernelDumps.options()), kNobodyKnows);
 }
 
-TEST(LinuxCrashesTest, aJournalThatTookTooLongTellsNothing) {
+TEST(LinuxCrashesTest, aJournalThatTookTooLongReportsNothing) {
   MadeUpMachine slow;
   addJournal(slow, {});
   EXPECT_EQ(crashInfo(slow.options()), kNobodyKnows);
@@ -83,7 +83,7 @@ TEST(LinuxCrashesTest, readsTheKernelsLinesInTheJournal) {
             QJsonObject({{u"file"_s, u"libgtk-4.so"_s}, {u"name"_s, u"gedit"_s}, {u"time"_s, time}}));
   EXPECT_EQ(recent[1][u"name"_s], u"Web Content"_s);
   EXPECT_EQ(info[u"repeat"_s].toArray().first().toObject(), QJsonObject({{u"name"_s, u"gedit"_s}, {u"count"_s, 2}}));
-  // Bounded, and only what the kernel itself said.
+  // Bounded, and only messages of the kernel itself.
   EXPECT_TRUE(machine.ran(u"-n 100 --since=-30d"_s));
   EXPECT_TRUE(machine.ran(u"_TRANSPORT=kernel"_s));
 }

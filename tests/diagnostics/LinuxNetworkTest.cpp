@@ -81,7 +81,7 @@ TEST(LinuxNetworkTest, readsAddresses) {
   EXPECT_EQ(network[u"gateway"_s], u"192.0.2.1"_s);
 }
 
-TEST(LinuxNetworkTest, looksBehindAForwarderOnThisMachine) {
+TEST(LinuxNetworkTest, findsTheResolverBehindAForwarderOnThisMachine) {
   MadeUpMachine machine;
   machine.file(u"/etc/resolv.conf"_s, "nameserver 127.0.0.53\n");
   machine.file(u"/run/systemd/resolve/resolv.conf"_s, "nameserver 192.0.2.54\n");

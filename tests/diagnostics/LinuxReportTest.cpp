@@ -42,7 +42,7 @@ TEST(LinuxReportTest, theReportIsTheSectionsPutTogether) {
                             {u"battery"_s, batteryInfo(options)}, {u"processes"_s, processesInfo(options)},
                             {u"updates"_s, updateInfo(options)},  {u"security"_s, securityInfo(options)},
                             {u"thermal"_s, thermalInfo(options)}};
-    // The folder that stands for "/" lies on a disk in use.
+    // The folder that is used as "/" lies on a disk in use.
     QJsonObject storage = report[u"storage"_s].toObject();
     for (const QString& key : {u"usedKB"_s, u"availKB"_s, u"freePct"_s, u"usedPretty"_s, u"freePretty"_s}) {
       EXPECT_TRUE(storage.contains(key));
@@ -73,14 +73,14 @@ TEST(LinuxReportTest, processesAreCountedBeforeTheReportsOwnCommandsRun) {
   MadeUpMachine machine;
   machine.tool(u"ping"_s);
   Options options = machine.options();
-  // Every command is a process that a later look would find.
+  // Every command is a process that a later query of the processes would find.
   options.runner = [&machine, answer = options.runner](const QString& command, double seconds) {
     machine.file(u"/proc/99/stat"_s, "99 (own) S 0 1 1 0 -1 0 0 0 0 0 50 0 0 0 20 0 1 0 0 1000 10 1 1\n");
     return answer(command, seconds);
   };
   options.workers = 1;
   EXPECT_TRUE(run(options)[u"processes"_s][u"topCPU"_s].toArray().isEmpty());
-  EXPECT_EQ(processesInfo(options)[u"topCPU"_s].toArray().size(), 1) << "the look itself does find it";
+  EXPECT_EQ(processesInfo(options)[u"topCPU"_s].toArray().size(), 1) << "the query itself does find it";
 }
 
 TEST(LinuxReportTest, aStoppedReportRunsNothing) {
@@ -100,7 +100,7 @@ TEST(LinuxReportTest, pastItsDeadlineAReportStartsNoCommand) {
   machine.file(u"/etc/os-release"_s, "PRETTY_NAME=X\n");
   Options options = machine.options();
   options.deadline = std::chrono::milliseconds(0);
-  // What needs no command is there all the same, unless a busy machine misses the moment that is left for it.
+  // What needs no command is present all the same, unless a busy machine misses the short time that is left for it.
   bool there = false;
   for (int again = 0; !there && again < 5; ++again) {
     const QJsonObject report = run(options);
@@ -129,7 +129,7 @@ TEST(LinuxReportTest, whatToolsPrintCannotMakeTheReportBig) {
   machine.tool(u"balooctl"_s);
   machine.tool(u"nmcli"_s);
   machine.file(u"/run/dbus/system_bus_socket"_s, "");
-  // Pairs of halves: a cut must not part one.
+  // Surrogate pairs: a cut must not split one.
   machine.answer(u"balooctl"_s, u"x"_s + u"\U0001F600"_s.repeated(100'000));
   QString tunnels;
   for (int i = 0; i < 5000; ++i) tunnels += u"tunnel%1:vpn:eth0\n"_s.arg(i);

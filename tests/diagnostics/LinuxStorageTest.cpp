@@ -46,7 +46,7 @@ TEST(LinuxStorageTest, measuresTheUsersFolders) {
   EXPECT_TRUE(machine.commands().contains(uR"(du -sk "/home/user/.cache" 2>/dev/null | awk '{print $1}')"_s));
 }
 
-TEST(LinuxStorageTest, packagesAreAskedForWhereNoListTellsTheirSizes) {
+TEST(LinuxStorageTest, packagesAreAskedForWhereNoListHasTheirSizes) {
   MadeUpMachine machine;
   machine.folder(u"/opt"_s);
   machine.answer(u"\"/opt\""_s, u"1024"_s);
@@ -62,7 +62,7 @@ TEST(LinuxStorageTest, packagesAreAskedForWhereNoListTellsTheirSizes) {
 
 TEST(LinuxStorageTest, thePackagesSizesAreAddedUp) {
   MadeUpMachine machine;
-  // What has no size prints none.
+  // A package without a size prints "(none)".
   machine.tool(u"rpm"_s, "[ \"$1\" = -qa ] && [ \"$3\" = '%{SIZE}\\n' ] && printf '1048576\\n(none)\\n3145728\\n'\n");
   EXPECT_EQ(storageInfo(machine.realOptions())[u"appsPretty"_s], u"4.0 MB"_s);
 }

@@ -6,10 +6,10 @@
 
 namespace vantora::Diagnostics {
 
-// A page on the loopback interface that gives every visitor the same answer, on a thread of its own until destroyed.
+// A page on the loopback interface that sends every client the same response, on a thread of its own until destroyed.
 class LoopbackPage {
  public:
-  // `answer` is the whole response, head and body; "" takes visitors in and never answers.
+  // `answer` is the whole response, head and body; "" accepts clients and never responds.
   explicit LoopbackPage(const QByteArray& answer);
   ~LoopbackPage();
   LoopbackPage(const LoopbackPage&) = delete;

@@ -12,8 +12,8 @@
 
 namespace vantora::Diagnostics {
 
-// A machine for reports: a folder that stands for "/", tools, and what commands print. Answers are looked up by a piece
-// of the command line, the first that fits; a command without an answer prints nothing. Commands may come from several
+// A fake machine for reports: a folder used as "/", tools, and the outputs of commands. An output is found by a piece
+// of the command line, the first that matches; a command without one prints nothing. Commands may come from several
 // threads.
 class MadeUpMachine {
  public:
@@ -26,10 +26,10 @@ class MadeUpMachine {
   void link(const QString& path, const QString& target);
   // Installs a tool: an empty program without `script`, else a shell script that can really be run.
   void tool(const QString& name, const QByteArray& script = {});
-  // What commands print whose line contains `piece`.
+  // Sets the output of commands whose line contains `piece`.
   void answer(const QString& piece, const QString& output);
 
-  // With the answers above in place of commands.
+  // With the outputs above in place of commands.
   [[nodiscard]] Options options() const;
   // With real commands, this machine's tools and no others.
   [[nodiscard]] Options realOptions() const;

@@ -10,7 +10,7 @@ namespace vantora::Diagnostics {
 namespace {
 using namespace Qt::Literals::StringLiterals;
 
-// Tools that a report may run on a machine that has what makes it ask each of them.
+// Tools that a report may run; the fake machine has what makes the report use each of them.
 const QStringList kTools = {u"apt"_s,         u"balooctl"_s,  u"btrfs"_s,      u"busctl"_s,
                             u"coredumpctl"_s, u"gsettings"_s, u"iw"_s,         u"journalctl"_s,
                             u"localsearch"_s, u"nft"_s,       u"nmcli"_s,      u"ping"_s,
@@ -149,7 +149,7 @@ QString portalOf(const QString& url) {
   return networkInfo(options)[u"portal"_s][u"status"_s].toString();
 }
 
-TEST(RealToolsTest, tellsAnOpenNetworkFromAPortal) {
+TEST(RealToolsTest, distinguishesAnOpenNetworkFromAPortal) {
   const LoopbackPage open("HTTP/1.1 200 OK\r\nContent-Length: 8\r\nConnection: close\r\n\r\nsuccess\n");
   EXPECT_EQ(portalOf(open.url()), u"open"_s);
   const LoopbackPage login("HTTP/1.1 200 OK\r\nContent-Length: 12\r\nConnection: close\r\n\r\n<html>log in");

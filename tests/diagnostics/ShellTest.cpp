@@ -9,9 +9,9 @@ namespace vantora::Diagnostics {
 namespace {
 using namespace Qt::Literals::StringLiterals;
 
-// Commands that have nothing to wait for get this long, for a machine that is busy with other things.
+// Time limit of commands that wait for nothing, for a machine that is busy with other things.
 constexpr double kAmple = 30;
-// Where the limit is reached, what comes before it still has this long.
+// Time limit of commands that reach it; what they do before that must fit into it.
 constexpr double kShort = 3;
 
 void writeFile(const QString& path, const QByteArray& content) {
@@ -32,7 +32,7 @@ struct Home {
   ShellLimits limits;
 };
 
-// Whoever runs the tests may have a profile that takes long.
+// The profile of the user who runs the tests may take long.
 QString run(const QString& commandLine, double timeoutSeconds = kAmple) {
   return sh(commandLine, timeoutSeconds, Home({}).limits);
 }

@@ -79,7 +79,7 @@ TEST_F(SideBySideTest, collectorsReadTheVariablesOfOneProbeWhileItsCommandsRun) 
         EXPECT_TRUE(std::ranges::equal(value, valueOf(i))) << value.toStdString();
       }
       const QString output = probe.plain(command());
-      // The time limit of a probe's command is no ample one.
+      // The time limit of a probe's command is short.
       EXPECT_TRUE(output == printed() || output.isEmpty()) << output.toStdString();
     });
   }
@@ -89,7 +89,7 @@ TEST_F(SideBySideTest, probesOfOneSetOfOptionsAreMadeSideBySide) {
   for (int round = 0; round < kRounds; ++round) {
     const Options options;
     together([&] {
-      const Options copy = options;  // NOLINT(performance-unnecessary-copy-initialization): copying is what is tried
+      const Options copy = options;  // NOLINT(performance-unnecessary-copy-initialization): copying is what is tested
       EXPECT_EQ(Probe(copy).variable(nameOf(7)), valueOf(7));
       EXPECT_TRUE(Probe(copy).plain(u"echo one"_s).size() <= 3);
     });

@@ -31,8 +31,8 @@ QString ask(const QString& commandLine) {
   return sh(commandLine, 30, limits);
 }
 
-// This machine as it is, but for the network (no packet leaves it) and for a home without a profile, as whoever runs
-// the tests may have one that takes long.
+// This machine as it is, except for the network (no packet leaves it) and the home, which has no profile: that of the
+// user who runs the tests may take long.
 Options quietOptions() {
   static const QTemporaryDir home;
   Options options;
@@ -50,7 +50,7 @@ TEST(ThisMachineTest, storageIsWhatTheKernelCounts) {
   EXPECT_NEAR(storage[u"totalKB"_s].toDouble(), total, 1);
   const double used =
       static_cast<double>(before.f_blocks - before.f_bfree) * static_cast<double>(before.f_frsize) / 1024;
-  // Others write while this is measured.
+  // Other processes write while this is measured.
   EXPECT_NEAR(storage[u"usedKB"_s].toDouble(), used, total * 0.02);
   EXPECT_NEAR(storage[u"freePct"_s].toDouble(), storage[u"availKB"_s].toDouble() / total * 100, 0.01);
   for (const QString& key :
@@ -94,7 +94,7 @@ TEST(ThisMachineTest, theProcessThatUsesMostMemoryIsThisOneWhenItDoes) {
 
 TEST(ThisMachineTest, aBusyProcessWithAnAwkwardNameIsFound) {
   QTemporaryDir folder;
-  // As old as it is busy, so that it is at the top whatever else runs.
+  // Busy since its start, so that it is at the top whatever else runs.
   const QString program = folder.filePath(u"spin) S (\n\xE9"_s);
   ASSERT_TRUE(QFile::copy(u"/bin/bash"_s, program));
   ASSERT_TRUE(QFile::setPermissions(program, QFile::ReadOwner | QFile::ExeOwner));
@@ -183,7 +183,7 @@ TEST(ThisMachineTest, healthFitsWhatTheKernelHas) {
   }
 }
 
-TEST(ThisMachineTest, tellsOfTheCrashesOnFile) {
+TEST(ThisMachineTest, reportsTheCrashesOnFile) {
   const QJsonObject info = crashInfo(quietOptions());
   EXPECT_LE(info[u"recent"_s].toArray().size(), 5);
   EXPECT_LE(info[u"repeat"_s].toArray().size(), 5);

@@ -1,4 +1,4 @@
-// What the program makes of its command line.
+// How the program handles its command line.
 import assert from 'node:assert/strict';
 import { readFile } from 'node:fs/promises';
 import { test } from 'node:test';
@@ -6,7 +6,7 @@ import { Host } from './lib/host.mjs';
 import { withSession } from './lib/session.mjs';
 import { connected } from './lib/viewer.mjs';
 
-/// What the program says and how it ends with these arguments.
+/// The output and the exit status of the program with these arguments.
 async function said(...args) {
   const host = await Host.start({ args });
   try {
@@ -16,7 +16,7 @@ async function said(...args) {
   }
 }
 
-test('helpTellsEveryNameOfTheConfiguration', async () => {
+test('helpListsEveryNameOfTheConfiguration', async () => {
   const documentation = await readFile(new URL('../../docs/configuration.md', import.meta.url), 'utf8');
   const names = [...documentation.matchAll(/^\| `(\w+)` \|/gm)].map(([, name]) => name);
   assert.ok(names.length > 35, `${names.length} names`);

@@ -21,10 +21,10 @@ test('textsTravelBothWaysBeforeAuthenticationAndNoneComesBack', async (t) => {
     await viewer.ask({ type: 'clipboard_sync_enabled', enabled: true, req: 1 }, 'ack');
     await viewer.ask({ type: 'clipboard_set', text: 'vom Betrachter – 表', req: 2 }, 'ack');
     await until(async () => (await pasted()) === 'vom Betrachter – 表', { what: 'the text of the viewer' });
-    const before = (await viewer.heard('clipboard_sync')).length;
+    const before = (await viewer.received('clipboard_sync')).length;
     await copy('zweite Kopie');
-    await until(async () => (await viewer.heard('clipboard_sync')).length > before, { what: 'the copy' });
-    const texts = (await viewer.heard('clipboard_sync')).slice(before).map(({ message }) => message.text);
+    await until(async () => (await viewer.received('clipboard_sync')).length > before, { what: 'the copy' });
+    const texts = (await viewer.received('clipboard_sync')).slice(before).map(({ message }) => message.text);
     assert.deepEqual(texts, ['zweite Kopie']);
   });
 });
@@ -50,9 +50,9 @@ test('longTextsTravelInPiecesBothWaysWhileTheSessionGoesOn', async (t) => {
 
       await copy(copied);
       await until(async () => {
-        // A further question would begin the answer anew: the one before has to come first.
-        await page.evaluate(() => { globalThis.heardBefore = vantora.hostText(); vantora.clipboard.request(); });
-        await until(() => page.evaluate(() => vantora.hostText() !== globalThis.heardBefore), { what: 'an answer' });
+        // A further request would restart the reply: the one before has to arrive first.
+        await page.evaluate(() => { globalThis.textBefore = vantora.hostText(); vantora.clipboard.request(); });
+        await until(() => page.evaluate(() => vantora.hostText() !== globalThis.textBefore), { what: 'an answer' });
         return !(await differsFrom(copied));
       }, { every: 500, what: 'the text of the host' });
 
@@ -61,7 +61,7 @@ test('longTextsTravelInPiecesBothWaysWhileTheSessionGoesOn', async (t) => {
       await until(() => session.screen.run('sh', ['-c', 'xclip -selection clipboard -o > "$1"', 'sh', file])
         .then(() => readFile(file, 'utf8')).then((text) => text === set, () => false), { what: 'the text of the viewer' });
 
-      // A change is told without being asked for, in pieces as well.
+      // A change is reported without a request, in pieces as well.
       await page.evaluate(() => vantora.clipboard.watch(true));
       await session.host.line(/^\[sync\] Clipboard monitoring started/);
       const before = await pongs();
@@ -74,7 +74,7 @@ test('longTextsTravelInPiecesBothWaysWhileTheSessionGoesOn', async (t) => {
       await until(() => page.evaluate(() => vantora.hostText()?.length === 11_000_000), { what: 'the refusal' });
       assert.equal(await page.evaluate(() => vantora.hostText().limit), 10 * 1024 * 1024);
 
-      // A viewer that knows no pieces is told, too.
+      // A viewer that does not support pieces is notified, too.
       await page.evaluate(() => vantora.send({ type: 'clipboard_sync_enabled', enabled: false }));
       await copy('y'.repeat(300_000));
       await until(async () => {

@@ -59,7 +59,7 @@ for (const codec of ['h264', 'vp8', 'vp9', 'av1']) {
   });
 }
 
-test('aProfileChosenByTheViewerStillGivesAPicture', async (t) => {
+test('aProfileChosenByTheViewerStillGivesVideo', async (t) => {
   await withSession(t, {}, async (session) => {
     const page = await session.bare();
     const viewer = await new BareControl(page).open();

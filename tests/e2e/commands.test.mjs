@@ -1,4 +1,4 @@
-// Support commands: asked for in a browser, carried out on the desktop of the host.
+// Support commands: requested in a browser, executed on the desktop of the host.
 import assert from 'node:assert/strict';
 import { chmod, copyFile, readFile, symlink, writeFile } from 'node:fs/promises';
 import { join } from 'node:path';
@@ -9,7 +9,7 @@ import { withSession } from './lib/session.mjs';
 import { BareControl } from './lib/viewer.mjs';
 import { until } from './lib/wait.mjs';
 
-/// A folder that stands first in the host's path, with a shell script for each name.
+/// A folder that is first in the host's path, with a shell script for each name.
 async function tools(scripts) {
   const { path, remove } = await temporaryDirectory('tools');
   for (const [name, script] of Object.entries(scripts)) {
@@ -106,7 +106,7 @@ shift
 exec "$@"`,
   };
   await withCommands(t, scripts, {}, async ({ session, viewer, folder }) => {
-    // A cache of names is running, as far as anybody can see, and one for a private network.
+    // A process that looks like a DNS cache is running, and one for a private network.
     await copyFile('/bin/sh', join(folder.path, 'dnsmasq'));
     const [cache, other] = ['/run/dnsmasq/dnsmasq.pid', '/run/lxc/dnsmasq.pid'].map((file) => session.keep(new Child(
       join(folder.path, 'dnsmasq'), ['-c', "trap 'echo flushed' HUP; echo up; while :; do sleep 0.1; done", '-x', file])));
@@ -138,10 +138,10 @@ test('keepsTheSessionGoingWhileACommandTakesItsTimeAndCutsItsOutput', async (t) 
     await viewer.ask({ type: 'control', enable: true }, 'control_state');
     await viewer.ask({ type: 'mouseMove', x: 0.25, y: 0.5 }, 'ptr');
     assert.deepEqual(await session.screen.pointer(), { x: 320, y: 360 });
-    assert.deepEqual(await viewer.heard('command_result'), []);
+    assert.deepEqual(await viewer.received('command_result'), []);
     await writeFile(join(folder.path, 'go'), '');
-    const heard = await until(async () => (await viewer.heard('command_result'))[0], { what: 'the result' });
-    assert.deepEqual(heard, { ...heard, label: 'control_reliable', message: { type: 'command_result', id: 'toggle-dark-mode',
+    const result = await until(async () => (await viewer.received('command_result'))[0], { what: 'the result' });
+    assert.deepEqual(result, { ...result, label: 'control_reliable', message: { type: 'command_result', id: 'toggle-dark-mode',
       title: 'toggle-dark-mode', ok: false, code: 3, stdout: `${'x'.repeat(8192)}\n…(truncated)…`, stderr: '' } });
   });
 });
@@ -154,8 +154,8 @@ test('bringsUpTheSystemMonitorOnTheProcessThatWasNamed', async (t) => {
     await viewer.settled();
     await session.screen.run('xdotool', ['search', '--sync', '--onlyvisible', '--class', 'xterm']);
     await until(async () => (await folder.file('shown')) === `-p ${session.host.child.pid}\n`, { what: 'the monitor' });
-    assert.ok(!(await viewer.heard('ack')).some(({ message }) => 'req' in message));
-    assert.deepEqual(await viewer.heard('command_result'), []);
+    assert.ok(!(await viewer.received('ack')).some(({ message }) => 'req' in message));
+    assert.deepEqual(await viewer.received('command_result'), []);
   });
 });
 

@@ -43,7 +43,7 @@ test('movesThePointerToThePixelAskedForAndNotBeforeControlIsGranted', async (t) 
     await viewer.send({ type: 'mouseMove', x: 0.1, y: 0.1 });
     await viewer.settled();
     assert.deepEqual(await session.screen.pointer(), before);
-    assert.deepEqual(await viewer.heard('ptr'), []);
+    assert.deepEqual(await viewer.received('ptr'), []);
 
     await viewer.takeControl(await session.host.pin());
     for (const [x, y, px, py] of [[0.25, 0.5, 250, 300], [0, 0, 0, 0], [0.9, 0.1, 900, 60], [1.5, -3, 999, 0]]) {
@@ -53,7 +53,7 @@ test('movesThePointerToThePixelAskedForAndNotBeforeControlIsGranted', async (t) 
     }
     const echo = await viewer.ask({ type: 'mouseMove', x: 0.5, y: 0.5, timestamp: Date.now() }, 'ptr', { label: 'control' });
     assert.deepEqual(Object.keys(echo).sort(), ['hostTimestamp', 'inputLatency', 'processLatency', 'type', 'x', 'y']);
-    assert.equal((await viewer.heard('ptr')).at(-1).label, 'control');
+    assert.equal((await viewer.received('ptr')).at(-1).label, 'control');
 
     // Given back, it is refused again.
     await viewer.ask({ type: 'control', enable: false }, 'control_state');
@@ -69,8 +69,9 @@ test('servesTheChannelThatTakesThePlaceOfOneThePageClosed', async (t) => {
     const logged = (line) => session.host.log.filter((each) => each === line).length;
     for (const label of ['control_reliable', 'control']) {
       const more = label === 'control_reliable' ? 1 : 0;
-      /// How often what an opening brings has come: the state, the information on displays, the watch for the pointer's shape.
-      const seen = async () => [logged(`[dc] state=1 label=${label}`), (await viewer.heard('display_info')).length,
+      /// How often the effects of an opened channel were seen: the state, the information on displays, the monitoring
+      /// of the pointer's shape.
+      const seen = async () => [logged(`[dc] state=1 label=${label}`), (await viewer.received('display_info')).length,
         logged('[cursor] Starting cursor shape monitoring')];
       const ms = await soonest(1000, async () => {
         const [openings, infos, watches] = await seen();
@@ -87,7 +88,7 @@ test('servesTheChannelThatTakesThePlaceOfOneThePageClosed', async (t) => {
       t.diagnostic(`${label} is served again after ${ms} ms`);
       assert.ok(ms < 1000, `${ms} ms`);
 
-      const times = async () => (await viewer.heard('host_stats')).map(({ at }) => at);
+      const times = async () => (await viewer.received('host_stats')).map(({ at }) => at);
       const known = (await times()).length;
       const arrived = await until(async () => (await times()).length > known + 8 && (await times()).slice(known), { what: 'statistics' });
       const rate = (arrived.length - 1) / ((arrived.at(-1) - arrived[0]) / 1000);
@@ -166,7 +167,7 @@ test('clicksAndScrollsWhereAskedFor', async (t) => {
   });
 });
 
-/// Holds a key with a modifier and a button down, lets `leave` take the viewer away, and waits for all to be let go;
+/// Holds a key with a modifier and a button down, lets `leave` take the viewer away, and waits until all are released;
 /// resolves to the milliseconds that this took.
 function holdAndLeave(t, leave, want) {
   return withSession(t, { browserNow: false, ...want }, async (session) => {
@@ -201,7 +202,7 @@ async function letsGo(t, limit, leave, want = {}) {
   assert.ok(ms < limit, `${ms} ms`);
 }
 
-// The page says goodbye; a viewer that is only gone is missed more than a second later.
+// A page that is left closes its connection; a viewer that disappears is detected more than a second later.
 test('releasesHeldKeysAndButtonsWhenThePageGoesElsewhere', (t) => letsGo(t, 1000, (page) => page.goto('about:blank')));
 
 test('releasesHeldKeysAndButtonsWhenTheBrowserIsKilled', (t) =>

@@ -9,9 +9,9 @@ import { withSession } from './lib/session.mjs';
 import { BareControl } from './lib/viewer.mjs';
 import { until } from './lib/wait.mjs';
 
-/// The shapes heard so far, oldest first.
+/// The shapes received so far, oldest first.
 async function shapes(viewer) {
-  return (await viewer.heard('cursor_shape')).map(({ message }) => message.shape);
+  return (await viewer.received('cursor_shape')).map(({ message }) => message.shape);
 }
 
 /// Moves the pointer to a pixel and waits until the newest shape is `shape`; resolves to the milliseconds that took.
@@ -23,7 +23,7 @@ async function pointsAt(viewer, session, [x, y], shape) {
   return Math.round(performance.now() - start);
 }
 
-test('thePageHearsTheShapeOfThePointerWhereverItMoves', async (t) => {
+test('thePageReceivesTheShapeOfThePointerWhereverItMoves', async (t) => {
   await withSession(t, { host: { env: { CURSOR_DEBUG: '1' } } }, async (session) => {
     const viewer = await new BareControl(await session.bare()).open();
     const { child } = await session.screen.terminal('read line', { geometry: '40x10+100+100' });
@@ -32,27 +32,27 @@ test('thePageHearsTheShapeOfThePointerWhereverItMoves', async (t) => {
     await viewer.takeControl(await session.host.pin());
 
     await pointsAt(viewer, session, [1000, 600], 'move');
-    const first = (await viewer.heard('cursor_shape'))[0];
+    const first = (await viewer.received('cursor_shape'))[0];
     assert.equal(first.label, 'control');
     assert.ok(Math.abs(first.message.timestamp - Date.now()) < 60000, 'milliseconds since 1970');
     const times = [];
     for (let round = 0; round < 5; ++round) {
       times.push(await pointsAt(viewer, session, [180, 140], 'text'), await pointsAt(viewer, session, [1000, 600], 'move'));
     }
-    // Looks go on twice a second, but a shape that stays is not sent again: ten more looks change nothing.
+    // The shape is polled twice a second, but sent only when it changes: ten more polls change nothing.
     const sent = await shapes(viewer);
-    const looks = () => session.host.log.filter((line) => line === '[cursor] Fallback NSCursor: move').length;
-    const before = looks();
-    await until(() => looks() >= before + 10, { what: 'ten looks' });
+    const polls = () => session.host.log.filter((line) => line === '[cursor] Fallback NSCursor: move').length;
+    const before = polls();
+    await until(() => polls() >= before + 10, { what: 'ten polls' });
     assert.deepEqual(await shapes(viewer), sent);
 
-    // A question is answered all the same, and acknowledged without what it came with.
+    // A query gets its reply all the same, and an acknowledgement without the fields of the query.
     assert.equal((await viewer.ask({ type: 'cursor_query', req: 1 }, 'cursor_shape')).shape, 'move');
-    await until(async () => (await viewer.heard('ack')).length > 0, { what: 'the acknowledgement' });
-    assert.deepEqual((await viewer.heard('ack')).at(-1).message, { type: 'ack' });
+    await until(async () => (await viewer.received('ack')).length > 0, { what: 'the acknowledgement' });
+    assert.deepEqual((await viewer.received('ack')).at(-1).message, { type: 'ack' });
     assert.equal((await viewer.ask({ type: 'test_cursor', shape: 'zoom-in', req: { n: 5 } }, 'cursor_shape')).shape, 'zoom-in');
-    await until(async () => (await viewer.heard('ack')).length > 1, { what: 'the second acknowledgement' });
-    assert.deepEqual((await viewer.heard('ack')).at(-1).message, { type: 'ack', req: { n: 5 } });
+    await until(async () => (await viewer.received('ack')).length > 1, { what: 'the second acknowledgement' });
+    assert.deepEqual((await viewer.received('ack')).at(-1).message, { type: 'ack', req: { n: 5 } });
     assert.deepEqual(unknownLines(session.host.log), []);
     t.diagnostic(`from the viewer's movement to the shape: ${times.sort((a, b) => a - b).join(', ')} ms`);
   });
@@ -66,7 +66,7 @@ test('testModeGoesThroughTheShapes', async (t) => {
       'n-resize', 's-resize', 'w-resize', 'e-resize'];
     const places = (await shapes(viewer)).map((shape) => cycle.indexOf(shape));
     assert.ok(!places.includes(-1), (await shapes(viewer)).join(', '));
-    // The next one is shown each three seconds, and may be missed while the machine stands still.
+    // Every three seconds the next one is shown, and may be missed while the machine is stalled.
     const steps = places.slice(1).map((place, index) => (place - places[index] + cycle.length) % cycle.length);
     assert.ok(steps.every((step) => step === 1 || step === 2), `positions ${places.join(', ')}`);
   });
@@ -104,8 +104,8 @@ test('theElementUnderThePointerDecidesAndAProgramThatHangsDoesNotStallTheSession
 
       program.signal('SIGSTOP');
       try {
-        // The cursor shows what it showed; everything else goes on as if nothing were. A call that waited for the program
-        // would take 25 seconds.
+        // The cursor shows what it showed; everything else works as before. A call that waited for the program would
+        // take 25 seconds.
         for (let round = 0; round < 20; ++round) {
           const echo = await viewer.ask({ type: 'mouseMove', x: 0.1 + round / 200, y: 0.2 }, 'ptr', { deadline: 10000 });
           assert.equal(echo.y, 0.2);

@@ -1,4 +1,5 @@
-// The host's face on a real desktop: its windows and the clipboard, and what becomes of the session when the desktop fails.
+// The host's user interface on a real desktop: its windows and the clipboard, and what happens to the session when the
+// desktop fails.
 import assert from 'node:assert/strict';
 import { readdir, readFile } from 'node:fs/promises';
 import { test } from 'node:test';
@@ -28,7 +29,7 @@ test('aSecondLaunchRaisesTheChatOfTheFirst', async (t) => {
   });
 });
 
-test('aSecondLaunchEndsBesideAFirstThatIsStoppedAndIsHeardWhenThatGoesOn', async (t) => {
+test('aSecondLaunchEndsBesideAFirstThatIsStoppedAndIsHandledWhenThatGoesOn', async (t) => {
   await withDesktop(t, async (session) => {
     const { pid } = session.host.child;
     process.kill(pid, 'SIGSTOP');
@@ -56,7 +57,7 @@ test('bothSidesChat', async (t) => {
     await session.screen.run('xdotool', ['key', 'Return']);
     await until(() => page.evaluate(() => bare.signals.some(({ type, text }) => type === 'chat_broadcast' && text === 'hello back')),
       { what: 'the chat of the host' });
-    // Shown by the echo of the server, as everybody's is.
+    // Shown when the server echoes it, as all messages are.
     await session.host.line(/^\[chat-ui\] presentChat from=host len=10$/i);
   });
 });
@@ -71,16 +72,16 @@ test('theClipboardGoesBothWays', async (t) => {
 
     await viewer.ask({ type: 'clipboard_sync_enabled', enabled: true, req: 7 }, 'ack');
     session.keep(session.screen.start('sh', ['-c', 'printf "from the host: ñ" | xclip -selection clipboard -i -quiet']));
-    await until(async () => (await viewer.heard('clipboard_sync')).some(({ message }) => message.text === 'from the host: ñ'),
+    await until(async () => (await viewer.received('clipboard_sync')).some(({ message }) => message.text === 'from the host: ñ'),
       { what: 'the text of the host' });
     assert.equal((await viewer.ask({ type: 'clipboard_request' }, 'clipboard_sync')).text, 'from the host: ñ');
     // No echo of what the viewer set.
-    const before = (await viewer.heard('clipboard_sync')).length;
+    const before = (await viewer.received('clipboard_sync')).length;
     await viewer.send({ type: 'clipboard_set', text: 'once more' });
     await session.host.line(/^\[sync\] Clipboard updated from client: "once more"/);
     const end = performance.now() + 2500;
-    await until(() => performance.now() > end, { what: 'a look of the watcher' });
-    assert.equal((await viewer.heard('clipboard_sync')).length, before);
+    await until(() => performance.now() > end, { what: 'a poll of the watcher' });
+    assert.equal((await viewer.received('clipboard_sync')).length, before);
   });
 });
 
@@ -93,11 +94,11 @@ test('aDesktopProcessThatHangsDoesNotStopTheSession', async (t) => {
     const stuck = await desktopProcess(session.host);
     process.kill(stuck, 'SIGSTOP');
     const { ms } = await timed(async () => {
-      const [frames, statistics] = [await framesShown(page), (await viewer.heard('host_stats')).length];
+      const [frames, statistics] = [await framesShown(page), (await viewer.received('host_stats')).length];
       await viewer.ask({ type: 'mouseMove', x: 0.25, y: 0.25 }, 'ptr');
       assert.deepEqual(await session.screen.pointer(), { x: 320, y: 180 });
-      await until(async () => (await framesShown(page)) > frames + 20 && (await viewer.heard('host_stats')).length > statistics + 3,
-        { what: 'pictures and statistics' });
+      await until(async () => (await framesShown(page)) > frames + 20 && (await viewer.received('host_stats')).length > statistics + 3,
+        { what: 'frames and statistics' });
     });
     process.kill(stuck, 'SIGCONT');
     // A call that waited for the other process would take 25 seconds.
@@ -127,9 +128,9 @@ test('theConversationOutlivesTheDesktopProcess', async (t) => {
     const first = await desktopProcess(session.host);
     await say('before the fall');
     await session.host.line(/^\[chat-ui\] presentChat from=\S+ len=15$/);
-    // It has reported that line before it answers what it is asked next.
+    // It has reported that line before it replies to the next request.
     await viewer.ask({ type: 'clipboard_request' }, 'clipboard_sync');
-    // What a process that hangs was told is not lost either.
+    // A message to a process that hangs is not lost either.
     process.kill(first, 'SIGSTOP');
     await say('into the void');
     await session.host.line(/^\[chat\] .*: into the void @\d+$/);

@@ -26,7 +26,7 @@ async function withDisk(session, options, body) {
   }
 }
 
-test('aLargeFileArrivesByteForByteWhileThePictureIsShown', async (t) => {
+test('aLargeFileArrivesByteForByteWhileVideoIsShown', async (t) => {
   await withSession(t, {}, async (session) => {
     const viewer = await control(session);
     const size = (32 << 20) + 12345;
@@ -122,7 +122,7 @@ test('aFolderThatTakesNoFilesIsLogged', async (t) => {
       await viewer.send(start('1', 'a.txt'));
       await session.host.line('[file] Failed to open file for writing: Read-only file system');
       await viewer.settled();
-      assert.deepEqual(await viewer.heard('file_ready'), []);
+      assert.deepEqual(await viewer.received('file_ready'), []);
     });
   });
 });

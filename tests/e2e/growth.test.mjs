@@ -16,13 +16,13 @@ async function holdings({ pid }) {
   return { threads: threads.length, files: files.length, megabytes: Number(status.match(/VmRSS:\s+(\d+)/)[1]) / 1024 };
 }
 
-/// The session at work, with everything that this takes: the page shows a picture that was just painted.
+/// The session at work, with everything that this takes: the page shows an image that was just painted.
 async function atWork(session, page, colour) {
   await session.screen.paint(colour);
   await shows(page, colour);
 }
 
-/// What it holds once freed memory has gone back, which takes the host two seconds.
+/// Its usage after freed memory was returned to the system, which takes the host two seconds.
 async function settled(host) {
   const end = performance.now() + 3000;
   await until(() => performance.now() > end, { what: 'the time to pass' });
@@ -52,7 +52,7 @@ test('nothingGrowsOverManyReoffers', async (t) => {
     await reoffer(5);
     await atWork(session, page, '#a05050');
     const held = [await settled(session.host)];
-    // What is left behind adds up in every series; what a busy machine made room for once does not.
+    // A leak adds up in every series; memory that was allocated once on a busy machine does not.
     for (const colour of ['#50a050', '#5050a0', '#a050a0']) {
       await reoffer(reoffers);
       await atWork(session, page, colour);
@@ -77,16 +77,16 @@ test('nothingGrowsOverManyRebuilds', async (t) => {
     await rebuild(5);
     const rebuilt = () => session.host.log.filter((line) => line.endsWith('rebuilding peer')).length;
     const first = rebuilt();
-    // One connection holds a few megabytes more than the next, at random: the leanest of some, before and after. What
-    // many rebuilds leave behind is in every one of them.
-    const look = async (colour) => {
+    // One connection holds a few megabytes more than the next, at random: the smallest of some is taken, before and
+    // after. A leak of many rebuilds is in every one of them.
+    const measure = async (colour) => {
       await rebuild(1);
       await atWork(session, page, colour);
       return settled(session.host);
     };
-    const looks = [];
-    for (const colour of ['#a05050', '#50a050', '#5050a0']) looks.push(await look(colour));
-    const figures = (key) => looks.map((held) => held[key]);
+    const samples = [];
+    for (const colour of ['#a05050', '#50a050', '#5050a0']) samples.push(await measure(colour));
+    const figures = (key) => samples.map((held) => held[key]);
     const before = {
       threads: Math.max(...figures('threads')),
       files: Math.max(...figures('files')),
@@ -95,11 +95,11 @@ test('nothingGrowsOverManyRebuilds', async (t) => {
     await rebuild(rebuilds);
     const later = [];
     for (const colour of ['#a050a0', '#50a0a0', '#a0a050', '#a05050', '#50a050', '#5050a0']) {
-      later.push(await look(colour));
+      later.push(await measure(colour));
       if (noMoreThan(before)(later.at(-1))) break;
     }
     const after = later.at(-1);
-    assert.ok(noMoreThan(before)(after), `${JSON.stringify(looks)} before, ${JSON.stringify(later)} after`);
+    assert.ok(noMoreThan(before)(after), `${JSON.stringify(samples)} before, ${JSON.stringify(later)} after`);
     t.diagnostic(`${JSON.stringify(before)} after ${first} rebuilds, ${JSON.stringify(after)} after ${rebuilt()}`);
     assert.ok(rebuilt() >= first + rebuilds, `${rebuilt()} rebuilds`);
   });

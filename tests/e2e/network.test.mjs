@@ -38,7 +38,8 @@ test('aThinLinkStillShowsChangesSoon', async (t) => {
   });
 });
 
-// The first picture comes at the rate that the offer's hints name; the congestion control finds out what the link takes.
+// The first frame is sent at the rate that the offer's hints name; the congestion control finds out the link's
+// capacity.
 for (const megabits of [1, 2]) {
   test(`theFullRateOfTheStartGivesWayToALinkOf${megabits}Megabits`, async (t) => {
     await withSession(t, { far: true }, async (session) => {
@@ -64,7 +65,7 @@ test('aGoodLinkIsUsedFromTheFirstSecond', async (t) => {
     await session.screen.run('xdotool', ['search', '--sync', '--onlyvisible', '--class', 'xterm']);
     // Each page has a connection of its own. A busy machine spoils the first second of some, not of all.
     const seen = [];
-    for (let look = 0; look < 4 && !seen.some((kbps) => kbps > 1500); look++) {
+    for (let attempt = 0; attempt < 4 && !seen.some((kbps) => kbps > 1500); attempt++) {
       const page = await session.bare();
       await until(() => page.evaluate(() => bare.firstFrameAt), { what: 'a frame' });
       seen.push((await receivedRates(page, 1000)).kbps);

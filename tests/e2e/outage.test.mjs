@@ -1,12 +1,12 @@
-// The cable is out for longer than anything waits for it, and comes back.
+// The cable is out for longer than any timeout, and is then plugged in again.
 import assert from 'node:assert/strict';
 import { test } from 'node:test';
 import { withSession } from './lib/session.mjs';
 import { connected, shows } from './lib/viewer.mjs';
 import { timed, until } from './lib/wait.mjs';
 
-// Long enough for "disconnected" (12 s), for "failed" (25 s), and for the line to the room to be given up: the viewer's
-// line, or with `roomFar` the host's (30 s). Without VANTORA_SOAK only the shortest and the longest.
+// Long enough for "disconnected" (12 s), for "failed" (25 s), and for the connection to the room to be closed: the
+// viewer's, or with `roomFar` the host's (30 s). Without VANTORA_SOAK only the shortest and the longest.
 const outages = [[12, false], [30, true], ...(process.env.VANTORA_SOAK ? [[25, false], [12, true]] : [])];
 for (const [seconds, roomFar] of outages) {
   const whose = roomFar ? 'HostsOnlyCable' : 'Cable';
@@ -23,7 +23,7 @@ for (const [seconds, roomFar] of outages) {
       await until(() => performance.now() > end, { deadline: seconds * 1000 + 1000, what: 'the time to pass' });
       await session.far.plug();
       const { ms } = await timed(() => shows(page, '#20c080'));
-      t.diagnostic(`picture ${ms} ms after the cable was back`);
+      t.diagnostic(`video ${ms} ms after the cable was back`);
       await connected(page);
       assert.ok(session.host.log.includes('[ice] restartIce invoked'));
       assert.ok(ms < 10000, `${ms} ms`);

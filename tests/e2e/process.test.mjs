@@ -8,7 +8,7 @@ import { BareControl, shows } from './lib/viewer.mjs';
 import { soonest, timed, until } from './lib/wait.mjs';
 
 /// Runs `body` with a session; it resolves to the milliseconds that its host took to end, which must be less than four
-/// seconds, if not at the first try then in another session: a busy machine holds one up.
+/// seconds, if not at the first try then in another session: a busy machine may delay one.
 async function endsSoon(t, want, body) {
   const ms = await soonest(4000, () => withSession(t, want, body), 3);
   t.diagnostic(`ended after ${ms} ms`);
@@ -30,7 +30,7 @@ for (const signal of ['SIGINT', 'SIGTERM', 'SIGHUP']) {
       await session.host.line('[share] started screen capture');
       const before = session.host.log.length;
       const ms = await ended(session, signal);
-      // It leaves without a word beyond what closing the connection says anyway.
+      // It ends without log lines beyond those that closing the connection causes anyway.
       const after = session.host.log.slice(before).filter((line) => !/^(ICE state: |\[dc\] |\[cursor\] |\[control\] reset)/.test(line));
       assert.deepEqual(after, []);
       return ms;
@@ -91,8 +91,7 @@ test('endsWhileTheDisplaysServerSaysNothing', async (t) => {
   });
 });
 
-/// Numbers of the signals in a mask of /proc.
-/// The signals of a mask; those beyond 31 belong to the C library and to whoever runs the tests.
+/// Numbers of the signals in a mask of /proc; those beyond 31 belong to the C library and to the parent of the tests.
 const signalsIn = (mask) => [...Array(31).keys()].map((bit) => bit + 1).filter((number) => BigInt(`0x${mask}`) >> BigInt(number - 1) & 1n);
 
 test('programsThatTheDesktopProcessOpensInheritTheUsualSignals', async (t) => {
@@ -105,9 +104,9 @@ test('programsThatTheDesktopProcessOpensInheritTheUsualSignals', async (t) => {
       const status = await readFile(`/proc/${desktop}/status`, 'utf8');
       return Object.fromEntries(['SigBlk', 'SigIgn', 'SigCgt'].map((name) => [name, signalsIn(status.match(`${name}:\\s+([0-9a-f]+)`)[1])]));
     };
-    // SIGHUP and SIGINT have handlers, which end where another program begins; nothing is ignored, and nothing blocked
-    // but for the moment in which a thread starts. SIGPIPE (13) is set to be ignored by the bus library when it likes;
-    // the tool kit gives it back to what it starts.
+    // SIGHUP and SIGINT have handlers, which do not survive exec; nothing is ignored, and nothing blocked but for the
+    // moment in which a thread starts. The bus library may set SIGPIPE (13) to be ignored; the tool kit resets it for
+    // the processes that it starts.
     let seen;
     await until(async () => {
       seen = await masks().catch(() => null);
@@ -117,7 +116,7 @@ test('programsThatTheDesktopProcessOpensInheritTheUsualSignals', async (t) => {
   });
 });
 
-test('refusesAnAddressThatIsNone', async () => {
+test('refusesAnInvalidAddress', async () => {
   const host = await Host.start({ env: { SIGNAL_HOST: 'a b' } });
   try {
     assert.deepEqual(await host.child.done, { code: 1, signal: null });
@@ -143,8 +142,8 @@ test('triesAgainWithGrowingDelaysWhileThereIsNoServer', async (t) => {
     assert.deepEqual(delays.slice(0, 4), ['0.5', '1.0', '2.0', '4.0']);
     assert.ok(lines.filter((line) => line.startsWith('[ws] recv error: ')).length >= 4);
     const times = session.host.child.lines.filter(({ text }) => text.startsWith('[ws] reconnect')).map(({ at }) => at);
-    // They are read here when this process has a turn, so that one may seem early after another that was held up; the
-    // least of what each takes beyond its delay is what the host adds.
+    // They are read when this process is scheduled, so that one may seem early after a late one; the minimum of the
+    // excess over the delays is what the host adds.
     const beyond = [500, 1000, 2000].map((wanted, index) => {
       const gap = times[index + 1] - times[index];
       assert.ok(gap > wanted * 0.6, `delay ${index} was ${gap} ms`);
@@ -162,11 +161,11 @@ test('startsWithoutAnyDisplayAndSaysSo', async (t) => {
   });
 });
 
-/// Waits until a host takes less than `most` percent of a core over `ms` milliseconds, and returns what it takes. What
-/// goes on all the time is in every look, the work of a start or of a viewer's end is not.
-async function quiet(host, most, ms) {
+/// Waits until a host takes less than `maximum` percent of a core over `ms` milliseconds, and returns what it takes.
+/// Permanent work is in every measurement, that of a start or of a viewer's end is not.
+async function quiet(host, maximum, ms) {
   const seen = [];
-  await until(async () => seen.push(await host.cpuPercent(ms)) && seen.at(-1) < most, { deadline: 15000, every: 0, what: `less than ${most} %` })
+  await until(async () => seen.push(await host.cpuPercent(ms)) && seen.at(-1) < maximum, { deadline: 15000, every: 0, what: `less than ${maximum} %` })
     .catch((error) => assert.fail(`${error.message}: ${seen.map((share) => share.toFixed(2)).join(', ')}`));
   return seen.at(-1);
 }
@@ -199,21 +198,21 @@ test('paintsNoTestPictureWhileTheScreenIsShared', async (t) => {
   const env = { SHARE_IDLE_VIDEO: '1', FPS: '120' };
   await withSession(t, { screen: '3840x2160', host: { env } }, async (session) => {
     const page = await session.bare();
-    await until(() => page.evaluate(() => bare.frames > 0), { what: 'a picture' });
+    await until(() => page.evaluate(() => bare.frames > 0), { what: 'video' });
     const thread = await threadOf(session.host, 'video-gen');
     const before = await nanosecondsOf(thread);
     const start = performance.now();
     await until(() => performance.now() - start > 2000, { what: 'the time to pass' });
     const share = (await nanosecondsOf(thread) - before) / 1e6 / (performance.now() - start);
     t.diagnostic(`its thread takes ${(share * 100).toFixed(2)} % of a core`);
-    // 120 pictures of this size take several times that.
+    // 120 frames of this size take several times that.
     assert.ok(share < 0.015, `${share}`);
   });
 });
 
 test('costsNextToNothingWhileNobodyIsConnected', async (t) => {
   await withSession(t, { screen: '1920x1080' }, async (session) => {
-    // Something that changes all the time, so that capturing would be noticed.
+    // Something that changes all the time, so that capturing would be measurable.
     const busy = session.keep(session.screen.start('xterm', ['-geometry', '180x60+0+0', '-e', 'sh', '-c', 'while :; do date +%N; done']));
     await session.host.line('[share] started screen capture');
     await until(async () => (await session.host.cpuPercent(500)) < 2, { every: 0, what: 'the host to come to rest' });
@@ -250,7 +249,7 @@ test('standardErrorHoldsOnlyKnownLinesInAWholeSession', async (t) => {
     await viewer.ask({ type: 'file_start', id: '1', name: 'a\nb.txt', size: 2 }, 'file_ready');
     await viewer.send({ type: 'file_chunk', id: '1', data: 'YWI=' });
     await viewer.ask({ type: 'file_end', id: '1' }, 'file_saved');
-    // A program with windows that talks a lot, a command that fails, and one that there is not.
+    // A program with windows that talks a lot, a command that fails, and one that does not exist.
     await viewer.ask({ type: 'exec_command', id: 'open-terminal' }, 'command_result');
     await viewer.ask({ type: 'exec_command', id: 'toggle-dark-mode' }, 'command_result');
     await viewer.ask({ type: 'exec_command', id: 'rm -rf ~' }, 'command_result');
@@ -290,33 +289,33 @@ async function usageOf(pid) {
   };
 }
 
-/// Sends candidates in one go, as soon as there is a line to the room: it closes the lines of those who send too much, and
-/// the page opens another a moment later.
+/// Sends candidates in one go, as soon as there is a connection to the room: it closes the connections of those who
+/// send too much, and the page opens another a moment later.
 function sendCandidates(page, candidates) {
   return until(() => page.evaluate((candidates) => {
-    if (!bare.lineIsOpen()) return false;
+    if (!bare.socketIsOpen()) return false;
     for (const candidate of candidates) bare.signal({ type: 'ice', candidate: { candidate, sdpMLineIndex: 0, sdpMid: '0' } });
     return true;
-  }, candidates), { what: 'the line to the room' });
+  }, candidates), { what: 'the connection to the room' });
 }
 
 test('aFloodOfCandidatesWithNamesStartsFewThreads', async (t) => {
   await withSession(t, {}, async (session) => {
     const page = await session.bare();
     const viewer = await new BareControl(page).open();
-    // With the threads of the picture.
+    // Includes the threads of the video.
     await until(() => page.evaluate(() => bare.frames > 3), { what: 'frames' });
     const before = await usageOf(session.host.child.pid);
-    let most = before.threads;
+    let maximum = before.threads;
     for (let round = 0; round < 10; round++) {
       await sendCandidates(page, Array.from({ length: 40 }, (_, number) =>
         `candidate:1 1 udp 2113937151 no-such-host-${round}-${number}.local 5000 typ host`));
       await viewer.settled();
-      most = Math.max(most, (await usageOf(session.host.child.pid)).threads);
+      maximum = Math.max(maximum, (await usageOf(session.host.child.pid)).threads);
     }
-    t.diagnostic(`${before.threads} threads before, ${most} at most`);
-    // Eight lookups at once are what the host allows itself; threads of the picture come and go beside them.
-    assert.ok(most <= before.threads + 12, `${before.threads} to ${most} threads`);
+    t.diagnostic(`${before.threads} threads before, ${maximum} at most`);
+    // Eight lookups at once are what the host allows itself; threads of the video come and go beside them.
+    assert.ok(maximum <= before.threads + 12, `${before.threads} to ${maximum} threads`);
   });
 });
 
@@ -329,7 +328,7 @@ test('aFloodOfCandidatesThatNobodyCanResolveDoesNotHurtTheSession', async (t) =>
     await shows(page, '#307030');
     const before = await usageOf(session.host.child.pid);
     const flood = (round) => sendCandidates(page, Array.from({ length: 200 }, (_, number) => {
-      // Of every kind: hidden names, names of the ordinary sort, and what is none at all.
+      // Of every kind: hidden names, ordinary names, and invalid ones.
       const name = [`no-such-host-${round}-${number}.local`, `no-such-host-${round}-${number}.example.net`,
         `${'x'.repeat(63)}.${'y'.repeat(63)}.invalid`, '-..-', `xn--${number}`][number % 5];
       return `candidate:1 1 udp 2113937151 ${name} ${5000 + number} typ host`;
@@ -344,7 +343,7 @@ test('aFloodOfCandidatesThatNobodyCanResolveDoesNotHurtTheSession', async (t) =>
     }
     await session.screen.paint('#a03020');
     await shows(page, '#a03020');
-    // A viewer that comes while all those names are still being looked up connects as ever.
+    // A viewer that comes while all those names are still being looked up connects as usual.
     await flood(10);
     await page.reload();
     await new BareControl(page).open();
@@ -353,7 +352,7 @@ test('aFloodOfCandidatesThatNobodyCanResolveDoesNotHurtTheSession', async (t) =>
     const after = await usageOf(session.host.child.pid);
     times.sort((a, b) => a - b);
     t.diagnostic(`pointer moved after ${times.join(', ')} ms; ${JSON.stringify(before)} to ${JSON.stringify(after)}`);
-    // One of them may have met a moment in which the machine was busy with something else.
+    // One of them may have been delayed while the machine was busy with something else.
     assert.ok(times.at(-2) < 2000, `${times.join(', ')} ms`);
     assert.ok(after.megabytes < before.megabytes + 50, `${JSON.stringify(before)} to ${JSON.stringify(after)}`);
   });
@@ -372,7 +371,7 @@ test('keepsNoMoreFilesThreadsAndMemoryAfterManyReloads', async (t) => {
     const before = await usage();
     for (let round = 0; round < 12; round++) await reload();
     let after;
-    // What belonged to the last connection goes a moment later; a lookup of a name that nobody answers takes its time.
+    // What belonged to the last connection goes a moment later; a lookup of a name without a response takes long.
     await until(async () => {
       after = await usage();
       return after.files <= before.files + 4 && after.threads <= before.threads + 2 && after.megabytes < before.megabytes + 25;

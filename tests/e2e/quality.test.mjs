@@ -1,4 +1,4 @@
-// What the viewer asks of the video is what its browser receives.
+// The video properties that the viewer requests are what its browser receives.
 import assert from 'node:assert/strict';
 import { test } from 'node:test';
 import { withSession } from './lib/session.mjs';
@@ -32,12 +32,12 @@ async function size(page, width, height) {
   });
 }
 
-/// Waits for a second and a half whose rates lie within these limits: the machine may be busy with something else for
-/// a while, and what was held up then comes all at once.
+/// Waits for an interval of 1.5 s whose rates lie within these limits: the machine may be busy with something else for
+/// a while, and delayed frames then arrive all at once.
 async function receives(t, page, what, { fps, kbps }) {
-  const within = (value, [least, most]) => value >= least && value <= most;
+  const within = (value, [minimum, maximum]) => value >= minimum && value <= maximum;
   const seen = [];
-  for (let look = 0; look < 10; ++look) {
+  for (let attempt = 0; attempt < 10; ++attempt) {
     const rates = await receivedRates(page, 1500);
     seen.push(`${rates.fps.toFixed(1)} fps, ${rates.kbps.toFixed(0)} kbit/s`);
     t.diagnostic(`${what}: ${seen.at(-1)}, ${rates.codec}`);
@@ -46,7 +46,7 @@ async function receives(t, page, what, { fps, kbps }) {
   assert.fail(`${what}: ${seen.join('; ')}`);
 }
 
-test('thePictureFollowsADisplayThatChangesItsSize', async (t) => {
+test('theVideoFollowsADisplayThatChangesItsSize', async (t) => {
   await withSession(t, { screen: '1280x1024' }, async (session) => {
     const page = await session.bare();
     const viewer = await new BareControl(page).open();
@@ -128,7 +128,7 @@ test('absurdParametersDoNotHurtTheSession', async (t) => {
       await viewer.send({ type: 'codec', codec: 'h264', profile });
       await viewer.settled();
     }
-    // The last one stands: a page that comes now is offered a picture all the same.
+    // The last value stays: a page that connects now is offered video all the same.
     await viewer.send({ type: 'codec', codec: 'h264', profile: '64\r\n001f\r\na=candidate' });
     await viewer.settled();
     await page.reload();
@@ -141,7 +141,7 @@ test('absurdParametersDoNotHurtTheSession', async (t) => {
   });
 });
 
-// The library ends the program once it sends more than it reckons with.
+// The library aborts the program once it sends more than it is designed for.
 test('noBitRateThatAViewerAsksForEndsTheHost', async (t) => {
   await withSession(t, { screen: '1920x1080', host: { env: { PREFERRED_CODEC: 'vp9' } } }, async (session) => {
     const text = await openTextPage(session);

@@ -17,11 +17,11 @@ async function pass(ms) {
   await until(() => performance.now() > end, { deadline: ms + 5000, what: 'the time to pass' });
 }
 
-/// Puts the session through `lose` (which ends with the link up again) as often as asked, and sees to it each time that
-/// the picture is back, and `over(page, round, lines)` says that the round is over; hands the host's lines of each round
-/// to `check`. A busy machine may spoil a round: up to two more are made as long as `isEnough()` is false.
+/// Puts the session through `lose` (which ends with the link up again) as often as asked, and checks each time that the
+/// video is back, and `over(page, round, lines)` says that the round is over; hands the host's lines of each round to
+/// `check`. A busy machine may spoil a round: up to two more are made as long as `isEnough()` is false.
 async function inARow(t, name, lose, check = () => {}, over = () => pass(1000), isEnough = () => true) {
-  // One way between the two: the own card would be a second one.
+  // One way between the two: the own card would be a second way.
   await withoutOwnCard(() => withSession(t, { far: true, host: { env: { CONTROL_TOKEN: '123456' } } }, async (session) => {
     await session.screen.paint('#303030');
     const page = await session.bare();
@@ -45,7 +45,7 @@ async function inARow(t, name, lose, check = () => {}, over = () => pass(1000), 
       await check(lines(), session, round);
     }
     const worst = Math.max(...times);
-    t.diagnostic(`picture back after ${times.join(', ')} ms`);
+    t.diagnostic(`video back after ${times.join(', ')} ms`);
     if (process.env.VANTORA_FIGURES) {
       await appendFile(process.env.VANTORA_FIGURES,
         `${JSON.stringify({ name, median: median(times), worst, rounds })}\n`);
@@ -62,7 +62,7 @@ test('aCableOutForASecondNeedsNoRecovery', async (t) => {
   await inARow(t, 'cable out for 1 s', async (session) => {
     ms = await session.far.interrupt(1);
   }, (lines) => {
-    // One that a busy machine drew out to three seconds is recovered from, and rightly so.
+    // An outage that a busy machine extended to three seconds causes a recovery, as it should.
     if (ms >= 2000) return;
     judged++;
     assert.equal(recoveries(lines), 0, lines.join('\n'));
@@ -81,16 +81,16 @@ test('aCableOutForFiveSecondsTakesOneRecoveryAndOneOffer', async (t) => {
     const asked = (await session.pages[0].evaluate(() => bare.asked)) - before.asked;
     const offers = lines.filter((line) => line.startsWith('[sdp] prefer')).length;
     seen.push({ recoveries: recoveries(lines), offers, asked });
-    // A page that missed its line to the room meanwhile asks for an offer of its own.
+    // A page that lost its connection to the room meanwhile requests an offer itself.
     assert.ok(offers >= recoveries(lines) && offers <= recoveries(lines) + asked, `${JSON.stringify(seen)}\n${lines.join('\n')}`);
   }, async (page, _round, lines) => {
-    // The picture may be back before the offer of the recovery has come through: one is pending until then.
+    // The video may be back before the offer of the recovery has arrived: one is pending until then.
     await until(async () => recoveries(lines()) === 0 ||
       (await page.evaluate((before) => bare.offers.length > before && bare.pc.signalingState === 'stable', before.offers)),
     { what: 'the offer of the recovery' });
     await pass(1000);
   }, asMeant);
-  // A host that was held up may have met the cable again first, or have met it too late.
+  // A delayed host may have found the cable plugged in again first, or too late.
   if (rounds >= 3) assert.equal(median(seen.map((round) => round.recoveries)), 1, JSON.stringify(seen));
   assert.ok(asMeant(), JSON.stringify(seen));
 });
@@ -110,7 +110,7 @@ test('theViewersAddressMayChange', (t) =>
     await session.far.routeToServer();
   }));
 
-test('theRoomServerMayBeStartedAnewWhileTheCableIsOut', (t) =>
+test('theRoomServerMayBeRestartedWhileTheCableIsOut', (t) =>
   inARow(t, 'room server started anew', async (session) => {
     await session.far.unplug();
     await session.restartRoomServer();
@@ -118,7 +118,7 @@ test('theRoomServerMayBeStartedAnewWhileTheCableIsOut', (t) =>
     await session.far.plug();
   }));
 
-test('theCompanionsPageNoticesThatItsLineToTheRoomDiedInAnOutage', async (t) => {
+test('theCompanionsPageDetectsThatItsConnectionToTheRoomDiedInAnOutage', async (t) => {
   await withSession(t, { far: true }, async (session) => {
     await session.screen.paint('#303030');
     const page = await session.viewer();

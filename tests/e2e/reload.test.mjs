@@ -4,7 +4,7 @@ import { withSession } from './lib/session.mjs';
 import { BareControl, connected, placeOnPage, shows } from './lib/viewer.mjs';
 import { median, soonest, timed, until } from './lib/wait.mjs';
 
-test('fiveReloadsInARowEachBringBackPictureAndControl', async (t) => {
+test('fiveReloadsInARowEachBringBackVideoAndControl', async (t) => {
   await withSession(t, { host: { env: { CONTROL_TOKEN: '123456' } } }, async (session) => {
     await session.screen.paint('#4080a0');
     const page = await session.bare();
@@ -12,18 +12,18 @@ test('fiveReloadsInARowEachBringBackPictureAndControl', async (t) => {
     const times = [];
     for (let round = 1; round <= 5; round++) {
       await page.reload();
-      const picture = await timed(() => shows(page, '#4080a0'));
+      const image = await timed(() => shows(page, '#4080a0'));
       const viewer = new BareControl(page);
       const channels = await timed(() => viewer.open());
-      // Rights are gone with the page: the old viewer's PIN does not serve the new one.
+      // Rights are gone with the page: the old viewer's PIN is not valid for the new one.
       assert.equal((await viewer.ask({ type: 'control', enable: true }, 'control_state')).enabled, false);
       await viewer.takeControl('123456');
       const echo = await viewer.ask({ type: 'mouseMove', x: round / 10, y: 0.5 }, 'ptr');
       assert.equal(echo.x, round / 10);
       assert.deepEqual(await session.screen.pointer(), { x: (1280 * round) / 10, y: 360 });
-      times.push(picture.ms + channels.ms);
+      times.push(image.ms + channels.ms);
     }
-    t.diagnostic(`picture and channels after each load: ${times.join(', ')} ms`);
+    t.diagnostic(`video and channels after each load: ${times.join(', ')} ms`);
     assert.ok(median(times) < 2000, `${times.join(', ')} ms`);
   });
 });
@@ -55,12 +55,12 @@ test('theCompanionsPageComesBackAfterEachReload', async (t) => {
         return Math.abs(x - wanted.x) <= 2 && Math.abs(y - wanted.y) <= 2;
       }, { what: 'the pointer to follow' });
     }
-    t.diagnostic(`picture and control after each load: ${times.join(', ')} ms`);
+    t.diagnostic(`video and control after each load: ${times.join(', ')} ms`);
     assert.ok(median(times) < 2000, `${times.join(', ')} ms`);
   });
 });
 
-test('aViewerThatArrivesAfterOneWasKilledGetsPictureAndControl', async (t) => {
+test('aViewerThatArrivesAfterOneWasKilledGetsVideoAndControl', async (t) => {
   await withSession(t, { host: { env: { CONTROL_TOKEN: '123456' } } }, async (session) => {
     await session.screen.paint('#806020');
     const ms = await soonest(2000, async (round) => {
@@ -74,7 +74,7 @@ test('aViewerThatArrivesAfterOneWasKilledGetsPictureAndControl', async (t) => {
         await shows(page, '#806020');
         await new BareControl(page).open();
       });
-      t.diagnostic(`picture and channels ${seen.ms} ms after the page was loaded`);
+      t.diagnostic(`video and channels ${seen.ms} ms after the page was loaded`);
       const viewer = new BareControl(page);
       assert.equal((await viewer.ask({ type: 'control', enable: true }, 'control_state')).enabled, false);
       await viewer.takeControl('123456');

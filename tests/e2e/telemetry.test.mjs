@@ -16,24 +16,24 @@ async function control(session) {
 
 /// Frames shown a second from now on until `action` has ended.
 async function frameRate(page, action) {
-  const look = () => page.evaluate(() => ({ frames: bare.frames, at: performance.now() }));
-  const before = await look();
+  const sample = () => page.evaluate(() => ({ frames: bare.frames, at: performance.now() }));
+  const before = await sample();
   await action();
-  const after = await look();
+  const after = await sample();
   return (after.frames - before.frames) / ((after.at - before.at) / 1000);
 }
 
-test('aDiagnosticsReportArrivesOnTheChannelItWasAskedForAndThePictureMovesOn', async (t) => {
+test('aDiagnosticsReportArrivesOnTheChannelItWasAskedForAndTheVideoGoesOn', async (t) => {
   await withSession(t, { autoShare: false, host: { env: { SHARE_IDLE_VIDEO: '1', FPS: '15', WIDTH: '320', HEIGHT: '240' } } },
     async (session) => {
       const viewer = await control(session);
       await until(() => viewer.page.evaluate(() => bare.frames > 30), { what: 'frames' });
       const alone = await frameRate(viewer.page, () => until(
-        async () => (await viewer.heard('host_stats')).length > 16, { what: 'statistics' }));
+        async () => (await viewer.received('host_stats')).length > 16, { what: 'statistics' }));
       let report;
-      // The best of some: what else the machine does decides about one of them.
+      // The best of some: a single one depends on the load of the machine.
       let meanwhile = 0;
-      for (let look = 0; look < 4 && meanwhile <= alone * 0.7; look++) {
+      for (let attempt = 0; attempt < 4 && meanwhile <= alone * 0.7; attempt++) {
         const rate = await frameRate(viewer.page, async () => {
           report = await viewer.ask({ type: 'diagnostics_run' }, 'diagnostics_result', { deadline: reportDeadline });
         });
@@ -47,26 +47,26 @@ test('aDiagnosticsReportArrivesOnTheChannelItWasAskedForAndThePictureMovesOn', a
       assert.ok(report.payload.processes.topCPU.length === 5);
       assert.ok(meanwhile > alone * 0.7, `${alone} frames a second alone, ${meanwhile} meanwhile`);
 
-      const [{ label }] = await viewer.heard('diagnostics_result');
+      const [{ label }] = await viewer.received('diagnostics_result');
       assert.equal(label, 'control_reliable');
-      // The report took its time away from the session: messages were answered before it was ready.
-      const reports = (await viewer.heard('diagnostics_result')).length;
+      // The report ran in parallel to the session: replies were sent before it was ready.
+      const reports = (await viewer.received('diagnostics_result')).length;
       await viewer.page.evaluate(() => {
         bare.send({ type: 'diagnostics_run' });
         bare.send({ type: 'ping', t0: 4711 });
       });
-      await until(async () => (await viewer.heard('diagnostics_result')).length > reports, { deadline: reportDeadline, what: 'it' });
+      await until(async () => (await viewer.received('diagnostics_result')).length > reports, { deadline: reportDeadline, what: 'it' });
       const order = (await viewer.page.evaluate(() => bare.messages.map(({ message }) => message)))
         .filter(({ type, t0 }) => type === 'diagnostics_result' || (type === 'pong' && t0 === 4711));
       assert.deepEqual(order.slice(reports).map(({ type }) => type), ['pong', 'diagnostics_result']);
-      assert.deepEqual(await viewer.heard('ack'), []);
+      assert.deepEqual(await viewer.received('ack'), []);
     });
 });
 
-test('statisticsTellTheMachinesOwnFiguresFourTimesASecond', async (t) => {
+test('statisticsHaveTheMachinesOwnFiguresFourTimesASecond', async (t) => {
   await withSession(t, {}, async (session) => {
     const viewer = await control(session);
-    const stats = () => viewer.heard('host_stats');
+    const stats = () => viewer.received('host_stats');
     const systems = async () => (await stats()).map(({ message }) => message.sys);
     assert.equal((await stats()).every(({ label }) => label === 'control_reliable'), true);
     const first = await until(async () => (await systems()).find((sys) => sys?.top), { what: 'figures' });

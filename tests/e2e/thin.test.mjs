@@ -1,5 +1,5 @@
-// A full page of small text at 1920x1080 over links that are thinner than it: pictures keep coming. With VANTORA_SOAK for
-// every codec.
+// A full page of small text at 1920x1080 over links too slow for it: frames keep coming. With VANTORA_SOAK for every
+// codec.
 import assert from 'node:assert/strict';
 import { test } from 'node:test';
 import { withSession } from './lib/session.mjs';
@@ -18,7 +18,7 @@ async function pass(ms) {
 }
 
 for (const [codec, megabits] of links) {
-  test(`${codec}KeepsPicturesComingAt${megabits}Megabits`, async (t) => {
+  test(`${codec}KeepsFramesComingAt${megabits}Megabits`, async (t) => {
     await withSession(t, { far: true, screen: '1920x1080', host: { env: { PREFERRED_CODEC: codec } } }, async (session) => {
       await session.far.shape({ rate: `${megabits}mbit`, latency: '200ms' });
       const text = await openTextPage(session);
@@ -28,8 +28,8 @@ for (const [codec, megabits] of links) {
       await pass(3000);
       assert.equal((await received(page)).codec.toLowerCase(), codec);
 
-      // A busy machine delays a change now and then, a picture that freezes some in every series. On 1 Mbit/s one that is
-      // just being made finer may be in the way.
+      // A busy machine delays a change now and then, a frozen video some in every series. On 1 Mbit/s a frame that is
+      // just being refined may delay it.
       await text.watch(page);
       const worst = await soonest(limit, async () => {
         const times = [];

@@ -10,7 +10,7 @@
 
 namespace vantora::testing_loop {
 
-// The one application object of the test program.
+// The application object of the test program.
 inline void ensureApplication() {
   static int argumentCount = 1;
   static char name[] = "test";
@@ -21,7 +21,7 @@ inline void ensureApplication() {
 // Runs the event loop until `condition` holds; false when it does not within a test's timeout.
 [[nodiscard]] inline bool waitFor(const std::function<bool()>& condition) {
   Timeout timeout;
-  QTimer wakeUp;  // The condition may come true without an event of its own.
+  QTimer wakeUp;  // The condition may become true without an event.
   wakeUp.start(5);
   while (!condition()) {
     if (timeout.isOver()) return false;
@@ -30,7 +30,7 @@ inline void ensureApplication() {
   return true;
 }
 
-// Runs what is waiting in the event loop now, deletions included.
+// Processes the events that are pending now, deferred deletions included.
 inline void drain() {
   QCoreApplication::processEvents();
   QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);

@@ -1,4 +1,4 @@
-// An accessibility service that answers when the test says so.
+// An accessibility service that replies when the test calls answer().
 #pragma once
 
 #include <utility>
@@ -7,14 +7,14 @@
 
 namespace vantora::fakes {
 
-// Keeps to the contract of Accessibility: one request at a time, answered at most once.
+// Follows the contract of Accessibility: one request at a time, completed at most once.
 class FakeAccessibility final : public Accessibility {
  public:
   AccessibilityTrust trust() override { return trusted; }
-  bool askPointedElements(int most, Answer answer) override {
+  bool askPointedElements(int maximum, ElementsCallback answer) override {
     if (answer_) return false;
     ++requests;
-    lastMost = most;
+    lastMaximum = maximum;
     if (answersAtOnce) {
       answer(pointed);
     } else {
@@ -24,7 +24,7 @@ class FakeAccessibility final : public Accessibility {
   }
 
   bool asked() const { return answer_ != nullptr; }
-  // Answers the request that is open with `pointed`.
+  // Completes the pending request with `pointed`.
   void answer() {
     if (const auto open = std::exchange(answer_, nullptr)) open(pointed);
   }
@@ -33,10 +33,10 @@ class FakeAccessibility final : public Accessibility {
   bool answersAtOnce = true;
   PointedElements pointed;
   int requests = 0;
-  int lastMost = 0;
+  int lastMaximum = 0;
 
  private:
-  Answer answer_;
+  ElementsCallback answer_;
 };
 
 }  // namespace vantora::fakes

@@ -1,4 +1,4 @@
-// Work that ends when the test says so.
+// Background jobs that the test completes.
 #pragma once
 
 #include <map>
@@ -16,9 +16,9 @@ class FakeBackgroundTasks {
       return std::make_unique<Handle>(open_, started);
     };
   }
-  // Jobs that are neither done nor given up.
+  // Jobs that are neither done nor cancelled.
   std::size_t open() const { return open_.size(); }
-  // Ends the oldest open job.
+  // Completes the oldest open job.
   void finish(const JsonObject& result) {
     const auto oldest = open_.extract(open_.begin());
     oldest.mapped()(result);

@@ -1,4 +1,4 @@
-// A clipboard that the test plays.
+// A clipboard controlled by the test.
 #pragma once
 
 #include <deque>
@@ -7,7 +7,7 @@
 
 namespace vantora::fakes {
 
-// Answers at once, or, while `slow` is set, when answer() says so, one request a call in their order.
+// Completes requests at once or, while `slow` is set, one in order for each call of answer().
 class FakeClipboard final : public Clipboard {
  public:
   qint64 changeCount() const override { return changes; }
@@ -20,7 +20,7 @@ class FakeClipboard final : public Clipboard {
       done(own);
     });
   }
-  void requestText(TextAnswer done) override {
+  void requestText(TextCallback done) override {
     ++reads;
     perform([this, done = std::move(done)] {
       if (readable) return done({.text = text});
@@ -28,13 +28,13 @@ class FakeClipboard final : public Clipboard {
     });
   }
 
-  // Another program copies. `noticed`: whether the change is told, as most desktops do.
+  // Another program copies. `noticed`: whether the change is reported, as on most desktops.
   void copy(const QString& copied, bool noticed = false) {
     text = copied;
     ++changes;
     if (noticed && changed) changed();
   }
-  // Carries out the oldest request that waits; false when there is none.
+  // Completes the oldest pending request; false without one.
   bool answer() {
     if (waiting.empty()) return false;
     const auto task = std::move(waiting.front());
@@ -45,7 +45,7 @@ class FakeClipboard final : public Clipboard {
 
   bool slow = false;
   bool readable = true;
-  qint64 tooLong = 0;  // What a reading that failed says.
+  qint64 tooLong = 0;  // Reported by a failed read.
   QString text;
   qint64 changes = 7;
   int sets = 0;

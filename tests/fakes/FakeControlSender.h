@@ -1,4 +1,4 @@
-// Control channels that keep what was sent to the viewer.
+// Control channels that record what was sent to the viewer.
 #pragma once
 
 #include <QList>

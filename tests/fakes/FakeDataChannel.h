@@ -1,4 +1,4 @@
-// A data channel without a network: the test plays the viewer's side.
+// A data channel without a network: the test acts as the viewer's side.
 #pragma once
 
 #include <QList>
@@ -10,7 +10,7 @@
 
 namespace vantora::fakes {
 
-// What became of one channel. Stays readable after the channel is gone.
+// The record of one channel. Stays readable after the channel is destroyed.
 struct FakeChannel {
   QString label;
   DataChannelConfig config;

@@ -1,4 +1,4 @@
-// Input that only writes down what was posted.
+// Input that only records what was posted.
 #pragma once
 
 #include <algorithm>
@@ -13,18 +13,18 @@
 
 namespace vantora::fakes {
 
-// Keeps to the contract of DesktopInput: it knows what is held, and without a desktop nothing has an effect. Answers at
-// once whether it may be used, or, while `asks` is set, when answer() says so, one question a call in their order.
+// Follows the contract of DesktopInput: it tracks what is held, and without a desktop nothing has an effect. Permission
+// requests are completed at once or, while `asks` is set, one in order for each call of answer().
 class FakeDesktopInput final : public DesktopInput {
  public:
-  // One thing that was done with the pointer.
+  // One pointer event.
   struct PointerAction {
     enum class Kind { moved, pressed, released } kind = Kind::moved;
     // Of a motion.
     std::uint32_t displayId = 0;
     double fx = 0;
     double fy = 0;
-    // Of the others.
+    // Of the other events.
     PointerButton button = PointerButton::left;
     bool operator==(const PointerAction&) const = default;
   };
@@ -41,10 +41,10 @@ class FakeDesktopInput final : public DesktopInput {
     bool operator==(const KeyAction&) const = default;
   };
 
-  // `displays` tells where a motion ends; without them `position` stays.
+  // `displays` determines the position of a motion; without them `position` stays.
   explicit FakeDesktopInput(Displays* displays = nullptr) : displays_(displays) {}
 
-  void requestPermission(Answer answer) override {
+  void requestPermission(PermissionCallback answer) override {
     if (asks) {
       questions_.push_back(std::move(answer));
     } else {
@@ -93,21 +93,21 @@ class FakeDesktopInput final : public DesktopInput {
     heldKeys.clear();
   }
 
-  // Without a desktop from now on, or with one again.
+  // Removes the desktop, or restores it.
   void setUsable(bool usable) { usable_ = usable; }
-  // What it says for a reason while it is not usable.
+  // The reason reported while it is not usable.
   void setRefusal(const QString& reason) { refusal_ = reason; }
-  // The person answers the oldest question; false when there is none.
+  // The user decides on the oldest request; false without one.
   bool answer() {
     if (questions_.empty()) return false;
-    const Answer oldest = std::move(questions_.front());
+    const PermissionCallback oldest = std::move(questions_.front());
     questions_.pop_front();
     oldest(permission());
     return true;
   }
   std::size_t questions() const { return questions_.size(); }
 
-  // No keyboard has it.
+  // No keyboard has this key.
   static constexpr std::uint16_t kNoSuchKey = 0x2ff;
 
   bool asks = false;
@@ -126,7 +126,7 @@ class FakeDesktopInput final : public DesktopInput {
   Displays* const displays_;
   bool usable_ = true;
   QString refusal_;
-  std::deque<Answer> questions_;
+  std::deque<PermissionCallback> questions_;
 };
 
 }  // namespace vantora::fakes

@@ -1,4 +1,4 @@
-// A desktop that the test plays.
+// A desktop controlled by the test.
 #pragma once
 
 #include <QTemporaryDir>
@@ -16,7 +16,7 @@
 
 namespace vantora::fakes {
 
-// Ready, with two displays, until the test says otherwise; its parts are there to be played.
+// Ready, with two displays, until the test changes it; the test controls its parts directly.
 class FakeDesktopSession final : public DesktopSession {
  public:
   DesktopStatus status() const override { return status_; }

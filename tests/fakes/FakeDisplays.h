@@ -1,4 +1,4 @@
-// Displays that a test lays out.
+// Displays whose layout the test sets.
 #pragma once
 
 #include <utility>
@@ -15,7 +15,7 @@ class FakeDisplays final : public Displays {
 
   std::vector<Display> list() override { return displays_; }
   void setChangedHandler(std::function<void()> handler) override { changed_ = std::move(handler); }
-  // From now on. Empty: the display server is gone.
+  // Sets the displays. Empty: the display server is gone.
   void set(std::vector<Display> displays) {
     if (std::exchange(displays_, std::move(displays)) != displays_ && changed_) changed_();
   }

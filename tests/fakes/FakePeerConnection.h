@@ -1,4 +1,4 @@
-// Peer connections without the WebRTC library: the test plays the library and the network.
+// Peer connections without the WebRTC library: the test acts as the library and the network.
 #pragma once
 
 #include <algorithm>
@@ -19,13 +19,13 @@ inline QString offerText() {
       "a=rtpmap:98 VP9/90000\r\n"
       "a=fmtp:97 packetization-mode=1;profile-level-id=42e01f\r\n");
 }
-// An answer with the marks by which viewers are told apart.
+// An SDP answer with the attributes by which viewers are distinguished.
 inline QString answerText(const QString& fingerprint, const QString& iceUfrag) {
   return QStringLiteral("v=0\r\nm=video 9 UDP/TLS/RTP/SAVPF 96\r\na=ice-ufrag:") + iceUfrag +
          QStringLiteral("\r\na=fingerprint:sha-256 ") + fingerprint + QStringLiteral("\r\n");
 }
 
-// What became of one connection. Stays readable after it is gone.
+// The record of one connection. Stays readable after it is destroyed.
 struct FakePeer {
   QList<IceServer> servers;
   PeerEvents events;
@@ -43,9 +43,9 @@ struct FakePeer {
   QList<IceCandidate> candidates;
   std::vector<std::shared_ptr<FakeChannel>> channels;
   std::vector<std::shared_ptr<FakeSender>> senders;
-  // Completions on their way to the main thread.
+  // Completions that are posted to the main thread.
   std::deque<std::function<void()>> completions;
-  // What goes wrong.
+  // Failures that the test selects.
   std::optional<QString> offerError;
   std::optional<QString> localError;
   std::optional<QString> remoteError;
@@ -54,7 +54,7 @@ struct FakePeer {
   bool refusesTransceivers = false;
   bool canRestartIce = true;
 
-  // Runs what is on its way, and what follows from it.
+  // Runs the posted completions, and those that they post.
   void settle() {
     while (!completions.empty()) {
       const auto completion = std::move(completions.front());
@@ -169,7 +169,7 @@ class FakePeerConnection final : public PeerConnection {
   Journal* journal_;
 };
 
-// Keeps every connection that was made, oldest first.
+// Records every connection that was made, oldest first.
 class FakePeerConnectionFactory final : public PeerConnectionFactory {
  public:
   explicit FakePeerConnectionFactory(Journal* journal = nullptr) : journal_(journal) {}

@@ -1,4 +1,4 @@
-// Clock and timers that move only when the test says so.
+// Clock and timers that only the test advances.
 #pragma once
 
 #include <algorithm>
@@ -21,7 +21,7 @@ class FakeScheduler final : public Scheduler {
     return add(first, period, std::move(callback));
   }
 
-  // Moves time forward, running every timer that comes due, in order of its due time.
+  // Advances the time and runs every timer that becomes due, in order of its due time.
   void advance(std::chrono::milliseconds by) {
     const auto end = now_ + by;
     for (;;) {

@@ -1,4 +1,4 @@
-// A screen that the test paints, breaks and mends.
+// A screen that the test paints, breaks and restores.
 #pragma once
 
 #include <algorithm>
@@ -13,7 +13,7 @@
 
 namespace vantora::fakes {
 
-// What the test holds; any thread. The captures made by factory() show it.
+// The test's handle of the screen; any thread. The captures made by factory() show it.
 class FakeScreen : public std::enable_shared_from_this<FakeScreen> {
  public:
   using Colour = std::array<std::uint8_t, 4>;  // Blue, green, red, unused.
@@ -32,7 +32,7 @@ class FakeScreen : public std::enable_shared_from_this<FakeScreen> {
       changed_ = true;
     });
   }
-  // Something changed that does not show.
+  // A change without visible effect.
   void touch() {
     set([&] { touched_ = true; });
   }
@@ -46,7 +46,7 @@ class FakeScreen : public std::enable_shared_from_this<FakeScreen> {
   void refuseWith(const QString& error) {
     set([&] { refusal_ = error; });
   }
-  // open() waits for a person's consent, until they give it or, with a refusal set, do not.
+  // open() waits for the user's consent, until it is given or, with a refusal set, denied.
   void setAsking(bool asking) {
     set([&] { asking_ = asking; });
   }
@@ -54,22 +54,22 @@ class FakeScreen : public std::enable_shared_from_this<FakeScreen> {
   void setUnreadable(bool unreadable) {
     set([&] { unreadable_ = unreadable; });
   }
-  // The display goes away, and open() fails until it is back.
+  // Removes the display; open() fails until it is back.
   void setGone(bool gone) {
     set([&] { gone_ = gone; });
   }
-  // The display's server says nothing from now on: polls wait until the capture is abandoned.
+  // The display server stops responding: polls wait until the capture is abandoned.
   void setSilent(bool silent) {
     set([&] { silent_ = silent; });
   }
-  // The next polls give no picture.
+  // The next polls return no frame.
   void setNotReady(int polls) {
     set([&] { notReady_ = polls; });
   }
 
   int opens() const { return get(opens_); }
   int closes() const { return get(closes_); }
-  // Polls altogether, and those that read the picture.
+  // All polls, and those that read the frame.
   int polls() const { return get(polls_); }
   int reads() const { return get(reads_); }
   std::thread::id pollThread() const { return get(pollThread_); }

@@ -1,4 +1,4 @@
-// A session for the user interface to show: the test sets what it says and reads what it was asked to do.
+// A session for the user interface: the test sets its state and reads the requests it received.
 #pragma once
 
 #include <QStringList>
@@ -26,14 +26,14 @@ class FakeSessionControl final : public SessionControl {
   void sendChat(const QString& text) override { note(QStringLiteral("chat ") + text); }
   void quit() override { note(QStringLiteral("quit")); }
 
-  // A change of the session that the interface is told of.
+  // A change of the session that is reported to the user interface.
   template <typename Change>
   void change(Change with) {
     with(shown_);
     if (changed_) changed_();
   }
   bool hasChangedHandler() const { return static_cast<bool>(changed_); }
-  // What was asked since the last look, in order.
+  // Requests since the last call, in order.
   QStringList taken() { return std::exchange(asked_, {}); }
   // Called for each of them.
   std::function<void(const QString&)> listener;

@@ -1,4 +1,4 @@
-// Support tools that note what is asked of them; the test ends the commands.
+// Support tools that record their commands; the test ends the commands.
 #pragma once
 
 #include <QList>

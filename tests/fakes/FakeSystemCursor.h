@@ -1,4 +1,4 @@
-// A cursor that is what the test says.
+// A cursor that the test sets.
 #pragma once
 
 #include <utility>
@@ -7,47 +7,46 @@
 
 namespace vantora::fakes {
 
-// Keeps to the contract of SystemCursor: no notice and no cursor while nobody watches, one pointer notice for each
-// arming.
+// Follows the contract of SystemCursor: no event and no cursor while nobody watches, one pointer event for each arming.
 class FakeSystemCursor final : public SystemCursor {
  public:
-  void watch(Notices notices) override {
-    notices_ = std::move(notices);
+  void watch(Handlers handlers) override {
+    handlers_ = std::move(handlers);
     watched_ = true;
     ++watches;
   }
   void unwatch() override {
-    notices_ = {};
+    handlers_ = {};
     watched_ = false;
     armed_ = false;
   }
-  void armPointerNotice() override { armed_ = watched_; }
+  void armPointerEvent() override { armed_ = watched_; }
   std::optional<QString> currentCursor() override {
-    ++looks;
+    ++reads;
     return watched_ ? cursor_ : std::nullopt;
   }
 
-  // The desktop shows another cursor and says so; none: the desktop has gone.
+  // The desktop shows another cursor and reports it; nullopt: the desktop is gone.
   void show(std::optional<QString> cursor) {
     cursor_ = std::move(cursor);
-    if (const auto notice = notices_.cursorChanged) notice();
+    if (const auto handler = handlers_.cursorChanged) handler();
   }
-  // The same without a notice.
+  // The same without an event.
   void showQuietly(std::optional<QString> cursor) { cursor_ = std::move(cursor); }
-  // The person at the desk moves or clicks. Whether a notice went out.
+  // The local user moves or clicks. True when an event was reported.
   bool usePointer() {
     if (!std::exchange(armed_, false)) return false;
-    if (const auto notice = notices_.pointerUsed) notice();
+    if (const auto handler = handlers_.pointerUsed) handler();
     return true;
   }
   bool watched() const { return watched_; }
   bool armed() const { return armed_; }
 
   int watches = 0;
-  int looks = 0;
+  int reads = 0;
 
  private:
-  Notices notices_;
+  Handlers handlers_;
   bool watched_ = false;
   bool armed_ = false;
   std::optional<QString> cursor_ = QStringLiteral("left_ptr");

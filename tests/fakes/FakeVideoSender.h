@@ -1,4 +1,4 @@
-// A video sender that keeps what was set on it.
+// A video sender that records its settings.
 #pragma once
 
 #include <memory>
@@ -9,7 +9,7 @@
 
 namespace vantora::fakes {
 
-// A source of video that can be told from others in the journal.
+// A video source with a name for the journal.
 class NamedVideoSource {
  public:
   explicit NamedVideoSource(QString sourceName) : name(std::move(sourceName)) {}
@@ -22,7 +22,7 @@ inline QString nameOf(const VideoTrackSource& source) {
   return named ? named->name : QStringLiteral("unnamed");
 }
 
-// Stays readable after the sender is gone.
+// Stays readable after the sender is destroyed.
 struct FakeSender {
   std::optional<int> maxBitrateBps;
   std::optional<double> maxFramerate;
@@ -31,7 +31,7 @@ struct FakeSender {
   QString track;
   QString contentHint;
   bool destroyed = false;
-  // What this library can do.
+  // Capabilities of the library.
   bool supportsDegradation = true;
   bool supportsContentHint = true;
 };

@@ -1,4 +1,4 @@
-// Video sources that make no frames and keep what they were asked.
+// Video sources that make no frames and record their calls.
 #pragma once
 
 #include <memory>
@@ -10,7 +10,7 @@
 
 namespace vantora::fakes {
 
-// Stays readable after the source is gone.
+// Stays readable after the source is destroyed.
 struct FakeSource {
   QString name;
   int width = 0;
@@ -24,7 +24,7 @@ struct FakeSource {
   bool destroyed = false;
   int refreshes = 0;
   qint64 lastCaptureWallNs = 0;
-  ScreenNews news;
+  ScreenEvents events;
   ScreenVideo::Done startDone;
 
   // A test pattern that is painted.
@@ -90,7 +90,7 @@ class FakeScreenVideo final : public ScreenVideo, public NamedVideoSource {
   Journal* journal_;
 };
 
-// Keeps every source that was made, oldest first: "synthetic 1", "screen 1", ...
+// Records every source that was made, oldest first: "synthetic 1", "screen 1", ...
 class FakeVideoSources {
  public:
   explicit FakeVideoSources(Journal& journal) : journal_(journal) {}
@@ -102,10 +102,10 @@ class FakeVideoSources {
                   return std::make_unique<FakeSyntheticVideo>(std::move(source), &journal_);
                 },
             .screen =
-                [this](int width, int height, int fps, int displayIndex, ScreenNews news) {
+                [this](int width, int height, int fps, int displayIndex, ScreenEvents events) {
                   auto source = add(screens, QStringLiteral("screen"), width, height, fps);
                   source->displayIndex = displayIndex;
-                  source->news = std::move(news);
+                  source->events = std::move(events);
                   return std::make_unique<FakeScreenVideo>(std::move(source), &journal_);
                 }};
   }

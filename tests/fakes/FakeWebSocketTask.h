@@ -1,4 +1,4 @@
-// WebSocket connections without a network: the test plays the server.
+// WebSocket connections without a network: the test acts as the server.
 #pragma once
 
 #include <QStringList>
@@ -10,7 +10,7 @@
 
 namespace vantora::fakes {
 
-// What one task was asked to do, and its line back. Stays readable after the task is gone.
+// The calls of one task, and its callbacks. Stays readable after the task is destroyed.
 struct FakeConnection {
   QUrl url;
   WebSocketTask::Events events;
@@ -48,7 +48,7 @@ class FakeWebSocketTask final : public WebSocketTask {
   std::shared_ptr<FakeConnection> connection_;
 };
 
-// Keeps every connection that was made, oldest first.
+// Records every connection that was made, oldest first.
 class FakeWebSockets {
  public:
   WebSocketTaskFactory factory() {

@@ -1,5 +1,5 @@
-// One record of what several fakes were asked to do. Tests hold the log lines and what must come before what, not how
-// the calls of several fakes happen to follow each other.
+// A common record of the calls of several fakes. Tests check the log lines and the required order of calls, not the
+// incidental order between fakes.
 #pragma once
 
 #include <QStringList>
@@ -21,7 +21,7 @@ class Journal {
     const std::lock_guard guard(mutex_);
     return entries_;
   }
-  // What was noted since the last call.
+  // Entries since the last call.
   QStringList take() {
     const std::lock_guard guard(mutex_);
     return std::exchange(entries_, {});
@@ -35,7 +35,7 @@ class Journal {
     return found;
   }
 
-  // Whether these were all noted, in this order, whatever else was noted in between.
+  // Whether the journal contains these entries in this order, possibly with others in between.
   [[nodiscard]] bool holds(const QStringList& inOrder) const {
     qsizetype next = 0;
     for (const QString& entry : entries()) {

@@ -1,4 +1,4 @@
-// Notices that files are opened.
+// Detects that files are opened.
 #pragma once
 
 #include <sys/inotify.h>
@@ -9,7 +9,7 @@
 
 namespace vantora::fakes {
 
-// Watches files of a real folder, this process's own reading included. Thread: one at a time.
+// Watches files of a real folder, including reads by this process. Thread: one at a time.
 class OpenWatch {
  public:
   OpenWatch() : descriptor_(inotify_init1(IN_NONBLOCK | IN_CLOEXEC)) {
@@ -22,7 +22,7 @@ class OpenWatch {
   void add(const QString& file) {
     if (inotify_add_watch(descriptor_, QFile::encodeName(file).constData(), IN_OPEN) < 0) qFatal("cannot watch a file");
   }
-  // Whether any of the files was opened since the last time.
+  // Whether any of the files was opened since the last call.
   [[nodiscard]] bool wereOpened() {
     char events[4096];
     bool any = false;

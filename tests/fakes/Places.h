@@ -1,4 +1,4 @@
-// Where a test program finds files. Not from the compiler, whose cache would then serve one folder only.
+// Paths of files that test programs use. Not compiled in: the compiler cache would then work for one folder only.
 #pragma once
 
 #include <QDir>

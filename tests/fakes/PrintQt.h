@@ -1,4 +1,4 @@
-// Readable texts in the failures of a test.
+// Readable Qt texts in test failures.
 #pragma once
 
 #include <QString>

@@ -1,4 +1,4 @@
-// Waiting for and looking at real processes.
+// Waiting for and inspecting real processes.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -16,7 +16,7 @@
 
 namespace vantora {
 
-// Waits until something holds, looking again and again; false when it does not within a test's timeout.
+// Polls until a condition holds; false when it does not within a test's timeout.
 inline bool becomesTrue(const std::function<bool()>& condition) {
   testing_loop::Timeout timeout;
   while (!condition()) {
@@ -26,7 +26,7 @@ inline bool becomesTrue(const std::function<bool()>& condition) {
   return true;
 }
 
-// Whether a process runs; one that has ended and only waits to be collected does not.
+// Whether a process runs; a zombie does not count.
 inline bool isAlive(qint64 pid) {
   QFile stat(QStringLiteral("/proc/%1/stat").arg(pid));
   if (!stat.open(QIODevice::ReadOnly)) return false;
@@ -35,12 +35,12 @@ inline bool isAlive(qint64 pid) {
   return state != 'Z' && state != 'X';
 }
 
-// Expects that no open file and no process is left of what `run` does, however often.
+// Expects that repeated calls of `run` leave no open file and no process behind.
 inline void expectNothingLeftBehindBy(const std::function<void()>& run) {
   const auto openFiles = [] {
     return QDir(QStringLiteral("/proc/self/fd")).entryList(QDir::AllEntries | QDir::System).size();
   };
-  run();  // What it keeps for good is there from now on.
+  run();  // Creates whatever it keeps permanently.
   const auto before = openFiles();
   for (int i = 0; i < 3; ++i) run();
   EXPECT_EQ(openFiles(), before);
@@ -48,7 +48,7 @@ inline void expectNothingLeftBehindBy(const std::function<void()>& run) {
   EXPECT_EQ(waitid(P_ALL, 0, &info, WEXITED | WNOHANG | WNOWAIT), -1) << "a child was left uncollected";
 }
 
-// Measures time from its making on.
+// Measures the time since its construction.
 class Stopwatch {
  public:
   [[nodiscard]] double seconds() const {

@@ -1,4 +1,4 @@
-// Many real processes that do nothing.
+// Many real, idle processes.
 #pragma once
 
 #include <sys/prctl.h>
@@ -10,7 +10,7 @@
 
 namespace vantora::fakes {
 
-// They end with this object, and with this process. To be made while it has one thread only.
+// They end with this object, and with this process. To be constructed while the process has only one thread.
 class SleepingProcesses {
  public:
   explicit SleepingProcesses(int count) {
@@ -32,7 +32,7 @@ class SleepingProcesses {
   SleepingProcesses(const SleepingProcesses&) = delete;
   SleepingProcesses& operator=(const SleepingProcesses&) = delete;
 
-  // May be less than was asked for.
+  // May be fewer than requested.
   std::size_t count() const { return pids_.size(); }
 
  private:

@@ -1,4 +1,4 @@
-// How long a test waits for what has to come.
+// The maximum time that a test waits for a condition.
 #pragma once
 
 #include <algorithm>
@@ -6,15 +6,15 @@
 
 namespace vantora::testing_loop {
 
-// Waiting that is counted from look to look. Its length is no assertion, so it is generous. A machine that stood still
-// as a whole uses up little of it: what is waited for had no turn meanwhile, and gets one before the next looks.
+// A timeout measured from check to check. Its length is not asserted, so it is generous. A pause of the whole machine
+// uses up little of it: the awaited work did not run meanwhile either, and gets its turn before the next checks.
 class Timeout {
  public:
   using Clock = std::chrono::steady_clock;
 
   explicit Timeout(std::chrono::milliseconds limit = std::chrono::seconds(30)) : limit_(limit) {}
 
-  // To be asked between two looks.
+  // To be called between two checks.
   [[nodiscard]] bool isOver() {
     const auto now = Clock::now();
     waited_ += std::min<Clock::duration>(now - last_, std::chrono::seconds(5));

@@ -17,7 +17,7 @@ using namespace Qt::Literals::StringLiterals;
 namespace vantora {
 namespace {
 
-// Typed access to a field of any name holds together.
+// The typed accessors of a field agree with each other.
 void checkFields(const JsonObject& message) {
   for (const QString& name : message.keys()) {
     const QByteArray latin = name.toLatin1();
@@ -72,7 +72,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   for (const QByteArray& text : input.split('\n')) {
     if (const auto message = parseJsonObject(text)) checkFields(*message);
     session.dispatcher.dataChannelDidReceiveMessage(ControlChannel::control, text, false);
-    // One message is answered at most twice: what it asked for, and the acknowledgement.
+    // One message gets at most two replies: what it asked for, and the acknowledgement.
     fuzz::require(session.sender.take().size() <= 2);
   }
   session.authorisation.resetOnChannelClose();

@@ -1,4 +1,4 @@
-// Input: a first line with what to ask for ("codec profile"), then a session description.
+// Input: a first line with the request ("codec profile"), then a session description.
 #include <QStringList>
 #include <algorithm>
 
@@ -26,7 +26,7 @@ QStringList mediaWords(const QString& sdp) {
 
 void check(const QString& sdp, const QString& codec, const QString& profile) {
   const QString preferred = SdpTools::preferCodec(sdp, codec);
-  // Payloads change places; none is lost, added or changed, and a second run changes nothing.
+  // Payloads are reordered; none is lost, added or changed, and a second run changes nothing.
   fuzz::require(mediaWords(preferred) == mediaWords(sdp));
   fuzz::require(SdpTools::preferCodec(preferred, codec) == preferred);
   fuzz::require(SdpTools::preferCodec(sdp, u"h264"_s) == SdpTools::preferH264(sdp));
@@ -55,8 +55,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   using namespace vantora;
   const ScopedLogSink silent([](const QString&) {});
   const QString text = QString::fromUtf8(reinterpret_cast<const char*>(data), static_cast<qsizetype>(size));
-  const QString wish = text.section(u'\n', 0, 0);
-  const QString codec = codecChoiceOfViewer(wish.section(u' ', 0, 0)).name.value_or(u"h264"_s);
-  check(text.section(u'\n', 1), codec, h264ProfileFor(wish.section(u' ', 1)));
+  const QString request = text.section(u'\n', 0, 0);
+  const QString codec = codecChoiceOfViewer(request.section(u' ', 0, 0)).name.value_or(u"h264"_s);
+  check(text.section(u'\n', 1), codec, h264ProfileFor(request.section(u' ', 1)));
   return 0;
 }

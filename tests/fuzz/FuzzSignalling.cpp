@@ -18,7 +18,7 @@ using namespace Qt::Literals::StringLiterals;
 namespace vantora {
 namespace {
 
-constexpr qsizetype kMostWaitingCandidates = 256;
+constexpr qsizetype kMaxWaitingCandidates = 256;
 constexpr qsizetype kLongestPreset = 64;
 
 struct Session {
@@ -59,7 +59,7 @@ struct Session {
   }
 
   void handle(const JsonObject& message) {
-    // What was understood can be said again, and is then the same.
+    // A parsed message can be serialised and parsed again, with the same result.
     const auto again = parseJsonObject(toJson(message));
     fuzz::require(again.has_value() && *again == message);
     const QString type = stringField(message, "type"_L1).value_or(QString());
@@ -72,17 +72,17 @@ struct Session {
     if (type == "ice"_L1) negotiation.handleIce(message);
     if (type == "chat_broadcast"_L1) chat.handleChatBroadcast(message);
     if (type == "reaction_broadcast"_L1) chat.handleReactionBroadcast(message);
-    fuzz::require(negotiation.pendingCandidates() <= kMostWaitingCandidates);
+    fuzz::require(negotiation.pendingCandidates() <= kMaxWaitingCandidates);
     checkTarget();
     factory.last().settle();
   }
 
-  // What the encoder and the source are asked for stays within what they accept.
+  // What is requested of the encoder and the source stays within what they accept.
   void checkTarget() {
     const VideoTarget& target = quality.lastTarget();
     const auto within = [](int value, int low, int high) { return low <= value && value <= high; };
-    fuzz::require(within(target.width, kSmallestSide, kWidest) && within(target.height, kSmallestSide, kHighest));
-    fuzz::require(within(target.fps, 1, kFastest) && within(target.kbps, kLowestKbps, kMostKbps));
+    fuzz::require(within(target.width, kMinSide, kMaxWidth) && within(target.height, kMinSide, kMaxHeight));
+    fuzz::require(within(target.fps, 1, kMaxFps) && within(target.kbps, kMinKbps, kMaxKbps));
     fuzz::require(quality.currentQualityPreset().size() <= kLongestPreset);
   }
 };

@@ -19,7 +19,7 @@ TEST_F(HostileAnswersTest, survivesDamagedAnswers) {
   for (int i = 0; i < 100; ++i) {
     const QString text = damaged(answer, random);
     apply(text);
-    // Some damage leaves a valid answer, some spoils the connection: the next answer needs a fresh one then.
+    // Some damage leaves a valid answer, some makes the connection unusable: then the next answer needs a new one.
     if (peer_->signalingState() != SignalingState::haveLocalOffer || i % 10 == 0) makeOffered();
   }
 }
@@ -30,7 +30,7 @@ TEST_F(HostileAnswersTest, survivesAnswersThatTheLibraryWouldEndTheProcessFor) {
   ASSERT_TRUE(video.hasMatch());
   const QString payload = video.captured(1);
   const auto with = [&](const QString& line) {
-    // Behind the first attribute of the section, and at its end.
+    // As the first attribute of the section.
     QString text = answer;
     return text.insert(text.indexOf(u"a="_s, video.capturedStart()), line + u"\r\n"_s);
   };
@@ -77,7 +77,7 @@ TEST_F(HostileAnswersTest, survivesAnswersThatTheLibraryWouldEndTheProcessFor) {
   EXPECT_EQ(apply((makeOffered(), answerOf(reoffer()))), std::nullopt);
 }
 
-// A page that is reloaded while its answer is on the way looks like this, too.
+// The same happens when a page is reloaded while its answer is on the way.
 TEST_F(HostileAnswersTest, outlivesAViewerThatFailsTheHandshake) {
   QString answer = answerOf(makeOffered());
   const auto fingerprint = QRegularExpression(u"a=fingerprint:sha-256 [0-9A-F]{2}:[0-9A-F]{2}"_s);
@@ -107,7 +107,9 @@ TEST_F(HostileAnswersTest, takesABitrateThatAViewerMayAskFor) {
   EXPECT_EQ(apply(text), std::nullopt);
 }
 
-TEST_F(HostileAnswersTest, survivesNumbersThatNobodyExpects) {
+// Replaces each number of an answer by unexpected values, one at a time. All of them take minutes: a random part, or
+// all if VANTORA_EVERY_NUMBER is set.
+TEST_F(HostileAnswersTest, survivesUnexpectedNumbers) {
   const bool every = qEnvironmentVariableIsSet("VANTORA_EVERY_NUMBER");
   std::mt19937 random(3);
   const QString answer = answerOf(makeOffered());
@@ -129,7 +131,9 @@ TEST_F(HostileAnswersTest, survivesNumbersThatNobodyExpects) {
   EXPECT_GT(applied, 50);
 }
 
-TEST_F(HostileAnswersTest, survivesLinesThatNobodyExpects) {
+// The same with lines: each one removed, doubled, without its value, beside a line of another section, and beside or
+// replaced by lines that do not belong there.
+TEST_F(HostileAnswersTest, survivesUnexpectedLines) {
   const bool every = qEnvironmentVariableIsSet("VANTORA_EVERY_NUMBER");
   std::mt19937 random(4);
   const QStringList strange{u"a=sendonly"_s,
@@ -234,7 +238,7 @@ TEST_F(HostileAnswersTest, survivesLinesThatNobodyExpects) {
     (void)apply(changed.join(u"\r\n"_s));
     ++applied;
     if (peer_->signalingState() != SignalingState::stable) return;
-    // What was taken is answered once more, as it should be.
+    // If the answer was accepted, apply the correct one to a new offer.
     (void)reoffer();
     (void)apply(answer);
     makeOffered();
@@ -262,7 +266,7 @@ TEST_F(HostileAnswersTest, takesSoManyCandidatesOnly) {
   int taken = 0;
   for (int i = 0; i < 400; ++i) taken += add(candidate(i)) ? 0 : 1;
   EXPECT_EQ(taken, 256);
-  // An answer that is refused begins no new set.
+  // An answer that is refused starts no new set of candidates.
   reoffer();
   QString other = answer;
   other.replace(QRegularExpression(u"a=ice-ufrag:\\S+"_s), u"a=ice-ufrag:another"_s);

@@ -39,10 +39,6 @@ TEST_F(LibPeerConnectionTest, tellsWhenAnAnswerLeftTheConnectionUnusable) {
   EXPECT_TRUE(waitFor([&] { return broken_ == 1; }));
 }
 
-// Every number of an answer, one at a time, as something that nobody expects there. All of them take minutes: a part,
-// or all when VANTORA_EVERY_NUMBER is set.
-// The same with lines: each one left out, doubled, without its value, in another section; and lines that do not belong
-// there.
 TEST_F(LibPeerConnectionTest, refusesCandidatesBeforeThereIsADescription) {
   makeOffered();
   EXPECT_NE(add({u"candidate:1 1 udp 1 10.77.0.1 9 typ host"_s, u"0"_s, 0}), std::nullopt);
@@ -71,7 +67,7 @@ TEST_F(LibPeerConnectionTest, answersNothingAfterTheClose) {
   peer_->setRemoteAnswer(u"junk"_s, [&](const std::optional<QString>&) { ++completions; });
   peer_->addCandidate({}, [&](const std::optional<QString>&) { ++completions; });
   peer_->close();
-  // Everything posted before this has had its turn when this comes.
+  // Everything posted before this has been handled when this runs.
   bool later = false;
   QMetaObject::invokeMethod(
       QCoreApplication::instance(), [&] { later = true; }, Qt::QueuedConnection);
@@ -109,7 +105,7 @@ TEST_F(LibPeerConnectionTest, leavesNothingBehindOverManyRebuilds) {
     channel_.reset();
     peer_.reset();
   };
-  rebuild();  // What is made once and kept is made now.
+  rebuild();  // Creates everything that is made once and kept.
   const qsizetype threadsBefore = threads();
   const qsizetype filesBefore = files();
   for (int i = 0; i < 20; ++i) rebuild();
@@ -126,7 +122,7 @@ TEST_F(LibPeerConnectionTest, leavesNothingBehindOverManyReoffers) {
   const auto again = [&](int times) {
     for (int i = 0; i < times; ++i) ASSERT_EQ(apply(nextAnswerOf(reoffer())), std::nullopt) << i;
   };
-  again(5);  // What is made once and kept is made now.
+  again(5);  // Creates everything that is made once and kept.
   const qsizetype threadsBefore = threads();
   const qsizetype filesBefore = files();
   again(200);

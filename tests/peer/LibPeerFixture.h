@@ -1,4 +1,4 @@
-// A connection of the WebRTC library, its offer made, and the answers that a test gives it.
+// A connection of the WebRTC library with an offer, and the answers that a test applies to it.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -31,7 +31,7 @@ class LibPeerConnectionTest : public testing::Test {
     runtime_.reset();
     testing_loop::drain();
   }
-  // A connection with a channel and a track, its offer set; the offer's text.
+  // Makes a connection with a channel and a track and sets its offer; returns the offer's text.
   QString makeOffered() {
     PeerEvents events;
     events.descriptionBroken = [this] { ++broken_; };
@@ -57,7 +57,7 @@ class LibPeerConnectionTest : public testing::Test {
     EXPECT_TRUE(testing_loop::waitFor([&] { return done; }));
     return offer;
   }
-  // Error text of the answer; none on success.
+  // Applies an answer; returns the error text, empty on success.
   std::optional<QString> apply(const QString& answer) {
     std::optional<QString> result;
     bool done = false;
@@ -78,7 +78,7 @@ class LibPeerConnectionTest : public testing::Test {
     EXPECT_TRUE(testing_loop::waitFor([&] { return done; }));
     return result;
   }
-  // Brings the candidates that came since the last call across, both ways.
+  // Exchanges the candidates gathered since the last call, both ways.
   void passCandidates() {
     for (const IceCandidate& candidate : std::exchange(ourCandidates_, {})) viewer_->addCandidate(candidate);
     for (const IceCandidate& candidate : std::exchange(itsCandidates_, {})) EXPECT_EQ(add(candidate), std::nullopt);

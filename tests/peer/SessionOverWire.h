@@ -58,7 +58,7 @@ class SessionOverWire : public testing::Test {
 
   // Waits for `condition`, carrying signalling messages meanwhile.
   [[nodiscard]] bool until(const std::function<bool()>& condition) {
-    // A picture at the least bit rate takes seconds, all the more in a sanitized program.
+    // A frame at the minimum bit rate takes seconds, and longer under a sanitizer.
     for (int timeout = 0; timeout < 3; ++timeout) {
       if (testing_loop::waitFor([&] {
             carry();
@@ -72,7 +72,7 @@ class SessionOverWire : public testing::Test {
   void tellHost(const JsonObject& message) { connection_->deliverText(QString::fromUtf8(toJson(message))); }
   void renegotiate() { tellHost({{QStringLiteral("type"), QStringLiteral("renegotiate")}}); }
 
-  // A page that is loaded: no connection yet; it asks for an offer.
+  // Loads a viewer page: it has no connection yet and requests an offer.
   void loadViewer() {
     viewer_.reset();
     hostFingerprint_.reset();
@@ -85,7 +85,7 @@ class SessionOverWire : public testing::Test {
   int count(const QString& type, const QString& label = QStringLiteral("control_reliable")) const {
     int found = 0;
     for (const QByteArray& data : viewer_ ? viewer_->received(label) : QList<QByteArray>()) {
-      if (!data.contains(type.toUtf8())) continue;  // Megabytes of other messages are not worth reading each time.
+      if (!data.contains(type.toUtf8())) continue;  // Parsing megabytes of other messages would take too long.
       const JsonObject message = parseJsonObject(data).value_or(JsonObject());
       found += message.value(QStringLiteral("type")).toString() == type;
     }
@@ -117,7 +117,7 @@ class SessionOverWire : public testing::Test {
   bool answering_ = true;
 
  private:
-  // Hands what the host sent to the viewer.
+  // Passes the host's messages to the viewer.
   void carry() {
     while (carried_ < connection_->sent.size()) {
       const JsonObject message = parseJsonObject(connection_->sent[carried_++].toUtf8()).value_or(JsonObject());
@@ -134,7 +134,7 @@ class SessionOverWire : public testing::Test {
     }
   }
   void answerOffer(const QString& offer) {
-    // A host with another certificate has another connection: so must the viewer.
+    // A host with another certificate has another connection: the viewer needs a new one, too.
     const auto fingerprint = dtlsFingerprint(offer);
     if (!viewer_ || fingerprint != hostFingerprint_) {
       viewer_ = std::make_unique<ViewerPeer>();

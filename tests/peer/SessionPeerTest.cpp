@@ -42,7 +42,7 @@ TEST_F(SessionPeerTest, carriesMessagesBothWaysOnBothChannels) {
   EXPECT_EQ(input_.pointerActions.size(), 1U);
 }
 
-// On a connection that stands the library opens a channel while it is being made.
+// On an established connection the library opens a channel while it is being created.
 TEST_F(SessionPeerTest, servesAChannelThatTookThePlaceOfOneTheViewerClosed) {
   loadViewer();
   ASSERT_TRUE(until([&] { return connected() && count(u"host_stats"_s) > 1; }));
@@ -71,7 +71,8 @@ TEST_F(SessionPeerTest, handlesTheClosingOfBothChannelsThoughAnOfferIsAskedForMe
   ASSERT_TRUE(until([&] { return host_->authorisation().controlAuthed(); }));
   viewer_->closeChannel(u"control"_s);
   viewer_->closeChannel(u"control_reliable"_s);
-  // Each is closed for the viewer once it is for the host, which does not look while the main thread waits here.
+  // Each is closed for the viewer once it is closed for the host, which handles nothing while the main thread waits
+  // here.
   testing_loop::Timeout timeout;
   while (!viewer_->isClosed(u"control"_s) || !viewer_->isClosed(u"control_reliable"_s)) {
     ASSERT_FALSE(timeout.isOver());
@@ -109,7 +110,7 @@ TEST_F(SessionPeerTest, servesAViewerThatReloads) {
   }
 }
 
-TEST_F(SessionPeerTest, noticesAnotherViewerByItsFingerprint) {
+TEST_F(SessionPeerTest, detectsAnotherViewerByItsFingerprint) {
   loadViewer();
   ASSERT_TRUE(until([&] { return connected(); }));
   // A second viewer answers while the first one still holds its connection.
@@ -143,7 +144,7 @@ TEST_F(SessionPeerTest, keepsTheChannelsOpenThroughAMisplacedAnswer) {
   const QString line = u"[sdp] answer when state=stable → renegotiate"_s;
   const auto misplaced = log_.lines().count(line);
   const qsizetype before = offers_.size();
-  // A fresh offer follows, unless one is under way: then this is an answer to that, and a bad one.
+  // A new offer follows, unless one is outstanding: then this is an invalid answer to that.
   ASSERT_TRUE(until([&] {
     if (log_.lines().count(line) > misplaced) return true;
     tellHost({{u"type"_s, u"answer"_s}, {u"sdp"_s, u"v=0"_s}});
@@ -154,7 +155,7 @@ TEST_F(SessionPeerTest, keepsTheChannelsOpenThroughAMisplacedAnswer) {
   ASSERT_TRUE(until([&] { return count(u"pong"_s) == 1; }));
 }
 
-TEST_F(SessionPeerTest, servesTheNextViewerAfterAnAnswerThatSpoiledTheConnection) {
+TEST_F(SessionPeerTest, servesTheNextViewerAfterAnAnswerThatBrokeTheConnection) {
   ASSERT_TRUE(until([&] { return !offers_.isEmpty(); }));
   tellHost({{u"type"_s, u"answer"_s}, {u"sdp"_s, offers_.last()}});
   ASSERT_TRUE(
@@ -182,7 +183,7 @@ TEST_F(SessionPeerTest, survivesExtremeVideoParameters) {
       ASSERT_TRUE(handled());
     }
   }
-  // The least bit rate that can be named still carries pictures.
+  // Frames still arrive at the minimum bit rate.
   ASSERT_TRUE(say({{u"type"_s, u"video_params"_s}, {u"maxBitrateKbps"_s, 1}, {u"fps"_s, 30}}));
   ASSERT_TRUE(handled());
   const int before = viewer_->frames();
@@ -221,7 +222,7 @@ TEST_F(SessionPeerTest, keepsTheChannelWhenMoreIsToBeSentThanItHolds) {
   loadViewer();
   ASSERT_TRUE(until([&] { return connected(); }));
   clipboard_.text = QString(262'000, u'x');
-  // 34 MB: twice of what the channel holds, and more than a window of the wire besides.
+  // 34 MB: twice what the channel holds, and more than the receive window besides.
   constexpr int kRequests = 130;
   for (int i = 0; i < kRequests; ++i) ASSERT_TRUE(say({{u"type"_s, u"clipboard_request"_s}}));
   const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
@@ -229,12 +230,13 @@ TEST_F(SessionPeerTest, keepsTheChannelWhenMoreIsToBeSentThanItHolds) {
     ASSERT_LT(std::chrono::steady_clock::now(), deadline);
     std::this_thread::yield();
   }
-  // The answers outrun a viewer that reads nothing.
+  // The replies fill the channel of a viewer that reads nothing.
   auto held = viewer_->holdNetwork();
   ASSERT_TRUE(testing_loop::waitFor([&] { return clipboard_.reads >= kRequests; }));
   held.reset();
   ASSERT_TRUE(until([&] { return count(u"clipboard_sync"_s) > 50; }));
-  // An answer to this comes after all others that were not dropped; it may be dropped itself while there is no room.
+  // The reply to this arrives after all others that were not dropped; it may be dropped itself while the channel is
+  // full.
   ASSERT_TRUE(until([&] { return say({{u"type"_s, u"ping"_s}}) && count(u"pong"_s) > 0; }));
   EXPECT_LT(count(u"clipboard_sync"_s), kRequests);
   EXPECT_FALSE(log_.lines().contains(u"[dc] state=3 label=control_reliable"_s));
@@ -243,7 +245,7 @@ TEST_F(SessionPeerTest, keepsTheChannelWhenMoreIsToBeSentThanItHolds) {
   EXPECT_TRUE(until([&] { return count(u"host_stats"_s) > stats; }));
 }
 
-TEST_F(SessionPeerTest, throwsAwayWhatComesOnChannelsThatTheViewerOpened) {
+TEST_F(SessionPeerTest, discardsWhatArrivesOnChannelsThatTheViewerOpened) {
   if (qEnvironmentVariableIsSet("VANTORA_SANITIZER")) GTEST_SKIP() << "the sanitizers do not count what is allocated";
   loadViewer();
   ASSERT_TRUE(until([&] { return connected(); }));
@@ -264,15 +266,15 @@ TEST_F(SessionPeerTest, throwsAwayWhatComesOnChannelsThatTheViewerOpened) {
     const auto now = ::mallinfo2();
     return static_cast<qint64>(now.uordblks) + static_cast<qint64>(now.hblkhd);
   };
-  // What the connection itself takes comes with the first of it.
+  // The connection itself allocates its memory at the first messages.
   flood(25);
   const qint64 before = allocated();
-  // The library would keep up to 16 MiB for somebody who looks at the channel later.
+  // Without an observer the library would queue up to 16 MiB.
   flood(50);
   EXPECT_TRUE(until([&] { return allocated() - before < 5 * 1024 * 1024; })) << allocated() - before;
 }
 
-TEST_F(SessionPeerTest, closesAChannelThatFloodsItAndOffersAFreshOne) {
+TEST_F(SessionPeerTest, closesAChannelThatFloodsItAndOffersANewOne) {
   if (qEnvironmentVariable("VANTORA_SANITIZER") == u"tsan"_s) {
     GTEST_SKIP() << "64 MiB through the library take minutes under this sanitizer";
   }
@@ -281,7 +283,7 @@ TEST_F(SessionPeerTest, closesAChannelThatFloodsItAndOffersAFreshOne) {
   const QByteArray piece(200 * 1024, 'x');
   qint64 sent = 0;
   const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-  // The main thread does nothing but send: what arrives waits.
+  // The main thread does nothing but send: received messages wait.
   while (sent < DataChannel::kMaxPendingBytes + 4 * 1024 * 1024) {
     ASSERT_LT(std::chrono::steady_clock::now(), deadline);
     if (viewer_->bufferedAmount(u"control_reliable"_s) > 4 * 1024 * 1024) {

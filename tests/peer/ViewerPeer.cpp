@@ -89,7 +89,7 @@ class Created : public Observer<webrtc::CreateSessionDescriptionObserver, Descri
 
 }  // namespace
 
-// Receives on the library's threads; what main looks at is under the mutex.
+// Receives on the library's threads; data that main reads is guarded by the mutex.
 class ViewerPeer::Side final : public webrtc::PeerConnectionObserver,
                                public rtc::VideoSinkInterface<webrtc::VideoFrame>,
                                public std::enable_shared_from_this<ViewerPeer::Side> {
@@ -102,7 +102,7 @@ class ViewerPeer::Side final : public webrtc::PeerConnectionObserver,
   }
   void close() {
     onCandidate = nullptr;
-    if (connection_) connection_->Close();  // No channel comes after this.
+    if (connection_) connection_->Close();  // No channel is added after this.
     std::vector<std::unique_ptr<Channel>> channels;
     {
       const std::lock_guard lock(mutex_);
@@ -195,7 +195,7 @@ class ViewerPeer::Side final : public webrtc::PeerConnectionObserver,
   struct Channel final : webrtc::DataChannelObserver {
     Channel(Side& owner, rtc::scoped_refptr<webrtc::DataChannelInterface> channel)
         : side(owner), handle(std::move(channel)) {}
-    void OnStateChange() override { side.look(*this); }
+    void OnStateChange() override { side.updateState(*this); }
     void OnMessage(const webrtc::DataBuffer& buffer) override {
       const std::lock_guard lock(side.mutex_);
       side.received_[seen.label.toStdString()].emplace_back(reinterpret_cast<const char*>(buffer.data.data()),
@@ -206,7 +206,7 @@ class ViewerPeer::Side final : public webrtc::PeerConnectionObserver,
     SeenChannel seen;
   };
 
-  void look(Channel& channel) {
+  void updateState(Channel& channel) {
     const bool open = channel.handle->state() == webrtc::DataChannelInterface::kOpen;
     const std::lock_guard lock(mutex_);
     channel.seen.open = open;
@@ -224,7 +224,7 @@ class ViewerPeer::Side final : public webrtc::PeerConnectionObserver,
       channels_.push_back(std::move(channel));
     }
     handle->RegisterObserver(&kept);
-    look(kept);
+    updateState(kept);
   }
   void OnTrack(rtc::scoped_refptr<webrtc::RtpTransceiverInterface> transceiver) override {
     const auto track = transceiver->receiver()->track();

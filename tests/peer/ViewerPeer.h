@@ -22,8 +22,8 @@ struct SeenChannel {
   bool operator==(const SeenChannel&) const = default;
 };
 
-// Answers offers, receives video, keeps what arrives on the channels. Thread: main; callbacks come there too, never
-// after the object was destroyed. It has threads of its own, apart from those of the host's side.
+// Answers offers, receives video, stores the messages of the channels. Thread: main; callbacks are called there too,
+// never after the object was destroyed. Its library threads are separate from those of the host's side.
 class ViewerPeer {
  public:
   ViewerPeer();
@@ -50,10 +50,10 @@ class ViewerPeer {
   // Sends on the newest channel with this label. False when that is not open or refuses.
   bool send(const QString& label, const QByteArray& data, bool binary = false);
   quint64 bufferedAmount(const QString& label) const;
-  // Until what it returns is let go of, this side neither reads from the wire nor writes to it. Meanwhile only
+  // Until the returned object is released, this side neither reads from the network nor writes to it. Meanwhile only
   // received(), frames() and lastFrameSize() may be called.
   [[nodiscard]] std::shared_ptr<void> holdNetwork();
-  // Text messages that came on channels with this label.
+  // Messages received on channels with this label.
   QList<QByteArray> received(const QString& label) const;
   // Frames decoded so far, and the size of the last one.
   int frames() const;

@@ -1,7 +1,7 @@
-// A window full of small text for tests and benchmarks of the picture: text_page
+// A window full of small text for tests and benchmarks of the video: text_page
 //
-// Covers the screen. Reads one command a line from standard input and answers each with one line once the X server has
-// it: the command and the wall-clock time in milliseconds since 1970.
+// Covers the screen. Reads one command a line from standard input and replies to each with one line once the X server
+// has it: the command and the wall-clock time in milliseconds since 1970.
 //
 //   page N    shows page N: text that differs from every other page's
 //   scroll    moves the text up by three pixels sixty times a second
@@ -107,7 +107,7 @@ int main(int argc, char** argv) {
   QApplication application(argc, argv);
   TextPage page;
   page.show();
-  std::setvbuf(stdin, nullptr, _IONBF, 0);  // A line that waits shows as readable.
+  std::setvbuf(stdin, nullptr, _IONBF, 0);  // Unbuffered: a waiting line must make the descriptor readable.
   QSocketNotifier notifier(fileno(stdin), QSocketNotifier::Read);
   std::string line;
   QObject::connect(&notifier, &QSocketNotifier::activated, &application, [&] {

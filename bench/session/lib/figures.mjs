@@ -1,4 +1,4 @@
-// Figures of one measuring program, printed as they come and kept for the table.
+// Figures of one measuring program, printed at once and stored for the table.
 import { writeFile } from 'node:fs/promises';
 
 const kept = [];

@@ -1,7 +1,7 @@
-// How near the picture of a page comes to the screen.
+// Compares the video in a page with the screen.
 import { run } from '../../../tests/e2e/lib/child.mjs';
 
-/// Brightness of every pixel of the picture that the page shows, row by row.
+/// Brightness of every pixel of the frame that the page shows, row by row.
 export async function shownLuma(page) {
   const text = await page.evaluate(() => {
     const video = document.getElementById('video');
@@ -18,7 +18,7 @@ export async function shownLuma(page) {
   return Buffer.from(text, 'base64');
 }
 
-/// The same of the X server's own picture.
+/// The same for the X server's screen.
 export async function trueLuma(screen) {
   const rgb = await run('import', ['-window', 'root', '-depth', '8', 'rgb:-'],
     { encoding: 'buffer', env: { ...process.env, ...screen.env } });
@@ -27,9 +27,9 @@ export async function trueLuma(screen) {
   return luma;
 }
 
-/// Peak signal-to-noise ratio of two brightness pictures of one size in dB, 99 for equal ones.
+/// Peak signal-to-noise ratio of two brightness images of the same size in dB, 99 for equal ones.
 export function psnr(a, b) {
-  if (a.length !== b.length) throw new Error(`pictures of ${a.length} and ${b.length} pixels`);
+  if (a.length !== b.length) throw new Error(`images of ${a.length} and ${b.length} pixels`);
   let sum = 0;
   for (let i = 0; i < a.length; i++) sum += (a[i] - b[i]) ** 2;
   return sum === 0 ? 99 : 10 * Math.log10((255 * 255 * a.length) / sum);

@@ -1,4 +1,4 @@
-// Sessions to measure, on one machine or two.
+// Sessions to measure, on one or two machines.
 import { Session } from '../../../tests/e2e/lib/whole-session.mjs';
 
 /// Runs `body` with a session of its own.

@@ -1,8 +1,8 @@
-// Where the picture is, and where in it a point lies. Pure functions.
+// Where the video image is, and where in it a point lies. Pure functions.
 
-// The rectangle that a picture of `width` x `height` fills inside `box` under object-fit: contain.
-// None while the picture's size is not known.
-export function pictureRect(box, width, height) {
+// The rectangle that an image of `width` x `height` fills inside `box` under object-fit: contain; null while the
+// image's size is not known.
+export function imageRect(box, width, height) {
   if (!(width > 0 && height > 0 && box.width > 0 && box.height > 0)) return null;
   const scale = Math.min(box.width / width, box.height / height);
   const shown = { width: width * scale, height: height * scale };
@@ -13,7 +13,7 @@ export function pictureRect(box, width, height) {
   };
 }
 
-// The point as fractions of the picture, held to [0, 1]; `inside` tells whether it had to be held.
+// The point as fractions of the image, clamped to [0, 1]; `inside`: whether it lies in the image.
 export function normalised(rect, clientX, clientY) {
   const x = (clientX - rect.left) / rect.width;
   const y = (clientY - rect.top) / rect.height;

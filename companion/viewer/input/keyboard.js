@@ -12,8 +12,8 @@ export class KeyboardForwarder {
   #onUnsendable;
   #held = new Set();
 
-  // `element` takes the keyboard focus; send(message) reaches the host reliably; onUnsendable() is told of a key that
-  // the host could only get wrong.
+  // `element` takes the keyboard focus; send(message) reaches the host reliably; onUnsendable() is called for a key
+  // that the host would misinterpret.
   constructor(element, { send, isActive, onLeave, onUnsendable }) {
     this.#send = send;
     this.#isActive = isActive;
@@ -24,7 +24,7 @@ export class KeyboardForwarder {
     element.addEventListener('blur', () => this.releaseAll());
   }
 
-  // Lets go of every key that the host believes to be down.
+  // Releases every key that the host regards as down.
   releaseAll() {
     for (const code of this.#held) this.#send({ type: 'keyUp', code, mods: NO_MODIFIERS });
     this.#held.clear();

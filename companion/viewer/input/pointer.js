@@ -1,10 +1,10 @@
 // Pointer and wheel on the shared screen, sent to the host.
 
-import { normalised, pictureRect, wheelPixels, wholePixels } from './geometry.js';
+import { imageRect, normalised, wheelPixels, wholePixels } from './geometry.js';
 
 // Bit of PointerEvent.buttons for each button number of the host.
 const BUTTON_BITS = [[0, 1], [1, 4], [2, 2]];
-// Moves may be lost on their way, or be late by up to 70 ms. What is sent after this time has the last word.
+// Moves may be lost on their way, or be late by up to 70 ms. A message sent after this time arrives last.
 const REST_MS = 100;
 const NO_TRAVEL = Object.freeze({ dx: 0, dy: 0 });
 
@@ -20,10 +20,10 @@ export class PointerForwarder {
   #travel = NO_TRAVEL;
   #frame = 0;
   #rest = 0;
-  // Where the host's pointer is for sure.
+  // Position of the host's pointer as set by the last reliable message; null while moves are in flight.
   #placed = null;
 
-  // `element` receives the events, `video` shows the picture.
+  // `element` receives the events, `video` shows the screen.
   // send(message, { reliable }) reaches the host.
   constructor(element, video, { send, isActive }) {
     this.#video = video;
@@ -39,7 +39,7 @@ export class PointerForwarder {
     element.addEventListener('dragstart', (event) => event.preventDefault());
   }
 
-  // Lets go of every button that the host believes to be down.
+  // Releases every button that the host regards as down.
   releaseAll() {
     clearTimeout(this.#rest);
     this.#rest = 0;
@@ -52,7 +52,7 @@ export class PointerForwarder {
   }
 
   #locate(event) {
-    const rect = pictureRect(this.#video.getBoundingClientRect(), this.#video.videoWidth, this.#video.videoHeight);
+    const rect = imageRect(this.#video.getBoundingClientRect(), this.#video.videoWidth, this.#video.videoHeight);
     return rect && normalised(rect, event.clientX, event.clientY);
   }
 
@@ -72,7 +72,7 @@ export class PointerForwarder {
     if (!this.#isActive()) return;
     const at = this.#locate(event);
     if (!at?.inside) return;
-    // A drag that leaves the picture is still a drag.
+    // A drag that leaves the image is still a drag.
     element.setPointerCapture(event.pointerId);
     this.#buttons(event.buttons, at);
   }
@@ -130,7 +130,7 @@ export class PointerForwarder {
     }, REST_MS);
   }
 
-  // The host cares for whole pixels, at the place where its pointer is.
+  // The host takes whole pixels, at the position of its pointer.
   #sendWheel(at) {
     const { whole, rest } = wholePixels(this.#travel);
     this.#travel = rest;
@@ -143,7 +143,7 @@ export class PointerForwarder {
     this.#placedAt(at);
   }
 
-  // A message that cannot be lost has put the host's pointer there; moves still under way may put it elsewhere.
+  // A reliable message has put the host's pointer there; moves still in flight may put it elsewhere.
   #placedAt(at) {
     if (!this.#rest) this.#placed = at;
   }

@@ -39,13 +39,13 @@ export class AccessView {
     this.#refresh();
   }
 
-  // The reliable channel is there or not: without it there is nobody to ask.
+  // Without the reliable channel control cannot be requested.
   setReady(ready) {
     this.#ready = ready;
     this.#refresh();
   }
 
-  // A demonstration room takes any PIN, even none.
+  // A demonstration room accepts any PIN, also an empty one.
   setDemo(demo) {
     if (demo === this.#demo) return;
     this.#demo = demo;

@@ -17,7 +17,7 @@ export class ChatView {
   #signal;
   #unread = 0;
 
-  // signal(message): whether it went out.
+  // signal(message): returns whether it was sent.
   constructor(signal) {
     this.#signal = signal;
     byId('chat-button').addEventListener('click', () => this.#toggle());

@@ -1,4 +1,4 @@
-// The host's picture has no pointer: the browser draws it, in the shape that the host names.
+// The host's video shows no pointer: the browser draws it, in the shape that the host names.
 
 const SHAPES = new Set([
   'default', 'pointer', 'text', 'grab', 'grabbing', 'crosshair', 'not-allowed', 'ew-resize', 'ns-resize', 'n-resize',
@@ -19,7 +19,7 @@ export class CursorView {
     this.#apply();
   }
 
-  // Only who is in control sees the host's shapes: others have nothing to point with.
+  // Only a viewer in control sees the host's shapes: others cannot move its pointer.
   setActive(active) {
     this.#active = active;
     this.#apply();

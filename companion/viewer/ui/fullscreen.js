@@ -1,4 +1,4 @@
-// Full screen, with the system's own key combinations where the browser hands them over.
+// Full screen, with the system's own key combinations where the browser passes them on.
 
 import { byId } from './dom.js';
 

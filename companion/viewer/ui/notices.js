@@ -10,7 +10,7 @@ const PERMISSIONS = {
 export class Notices {
   #shown = new Map();
   #dismissed = new Set();
-  #told = new Set();
+  #shownOnce = new Set();
 
   // A host repeats the notice while the permission is missing; once dismissed it stays away.
   permission(name) {
@@ -18,15 +18,15 @@ export class Notices {
     this.#show(`permission ${name}`, text);
   }
 
-  tell(key, text) {
+  show(key, text) {
     this.#dismissed.delete(key);
     this.#show(key, text);
   }
 
-  // Says it once in the life of the page.
-  tellOnce(key, text) {
-    if (this.#told.has(key)) return;
-    this.#told.add(key);
+  // Shows it at most once until the page is reloaded.
+  showOnce(key, text) {
+    if (this.#shownOnce.has(key)) return;
+    this.#shownOnce.add(key);
     this.#show(key, text);
   }
 
@@ -35,7 +35,7 @@ export class Notices {
     this.#shown.delete(key);
   }
 
-  // Everything said about a connection that is over.
+  // Removes the notices about a connection that has ended.
   clear() {
     for (const key of [...this.#shown.keys()]) this.remove(key);
     this.#dismissed.clear();

@@ -28,7 +28,7 @@ export class QualityView {
     select.addEventListener('change', () => onChoice(select.value));
   }
 
-  // Without a way to the host there is nobody to ask.
+  // Without a channel to the host no quality can be requested.
   setReady(ready) {
     byId('quality').disabled = !ready;
   }

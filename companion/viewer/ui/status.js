@@ -32,7 +32,7 @@ export class StatusView {
     byId('take-over').addEventListener('click', () => this.#onTakeOver());
   }
 
-  // `serverMessage`: what the server said when it hung up, if anything.
+  // `serverMessage`: the reason that the server gave when it closed the connection, if any.
   show(state, detail, serverMessage) {
     document.body.dataset.connection = state;
     byId('connection-text').textContent = PILL[state];

@@ -76,7 +76,7 @@ void ControlAuthorisation::handleControl(ControlChannel origin, const JsonObject
   callbacks_.ensureAccessibility(lifetime_.guard(
       [this, origin, wanted, connection = sender_.connection(), done = std::move(done)](bool permitted) {
         --waiting_;
-        // What another viewer asked for is nobody's any more.
+        // The viewer that asked was replaced.
         if (sender_.connection() != connection) return;
         answerControl(origin, wanted, permitted);
         done(permitted);

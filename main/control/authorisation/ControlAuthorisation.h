@@ -1,4 +1,4 @@
-// Who may do what: the PIN, the viewer's authorisation and the local user's consent.
+// The viewer's rights: the PIN, the viewer's authorisation and the local user's consent.
 #pragma once
 
 #include <QString>
@@ -13,8 +13,8 @@
 
 namespace vantora {
 
-// Thread: main. Owner: Host. Lives across peer connections; what a viewer gained is dropped when a
-// control channel closes.
+// Thread: main. Owner: Host. Lives across peer connections; the rights that a viewer gained are dropped when a control
+// channel closes.
 class ControlAuthorisation {
  public:
   struct Settings {
@@ -23,10 +23,10 @@ class ControlAuthorisation {
     QString roomId;
   };
   struct Callbacks {
-    // Asks whether this process may post input events at all; may show the desktop's own prompt, and then answers
-    // minutes later. Several questions are answered in their order.
+    // Asks whether this process may post input events at all. May show the desktop's own prompt; the reply may then
+    // take minutes. Several requests are answered in their order.
     std::function<void(std::function<void(bool permitted)> answer)> ensureAccessibility;
-    // Control was on and is now off: whatever the viewer holds down must be released.
+    // Control was on and is now off: all keys and buttons that the viewer holds down must be released.
     std::function<void()> controlEnded;
     RandomBelow random;
   };
@@ -42,22 +42,22 @@ class ControlAuthorisation {
 
   // A new random PIN, unless the environment fixed it. A viewer that is authorised stays so.
   void regeneratePIN();
-  // The local user's consent. Withdrawing it ends control at once and tells the viewer.
+  // The local user's consent. Withdrawing it ends control at once and notifies the viewer.
   void setAllowRemoteControl(bool allow);
-  // Sends "control_state" on the first open of "control_reliable" and "control".
+  // Sends "control_state" on "control_reliable" when that is open, else on "control".
   void notifyControlState();
-  // A control channel closed or the viewer was replaced: everything it gained is dropped.
+  // A control channel closed or the viewer was replaced: all its rights are dropped.
   void resetOnChannelClose();
 
-  // This area's share of what decides about rights; files belong to another.
+  // The rights decided here. The right to send files is not set: it is decided elsewhere.
   ControlRights rights() const;
 
   // "auth": answers whether the token is the PIN.
   void handleAuth(ControlChannel origin, const JsonObject& message);
-  // "control": switches remote control on or off once the desktop has said whether input can be posted. `done` is
-  // called after the reply, so that the caller acknowledges and, when it is not permitted, sends what
-  // sendPermissionRequired says; not at all when the viewer has gone meanwhile. Requests beyond kMaxWaiting that wait
-  // for the desktop are dropped.
+  // "control": switches remote control on or off once the desktop has reported whether input can be posted. `done` is
+  // called after the reply, so that the caller can acknowledge and, when not permitted, call sendPermissionRequired();
+  // it is not called when the viewer was replaced meanwhile. Requests beyond kMaxWaiting that wait for the desktop are
+  // dropped.
   void handleControl(ControlChannel origin, const JsonObject& message, std::function<void(bool permitted)> done);
   static constexpr int kMaxWaiting = 32;
   void sendPermissionRequired(ControlChannel origin);
@@ -75,7 +75,7 @@ class ControlAuthorisation {
   bool controlAuthed_ = false;
   bool allowRemoteControl_ = true;
   int waiting_ = 0;
-  // Last: the desktop may answer when this object has gone.
+  // Last: the desktop may reply after this object was destroyed.
   Lifetime lifetime_;
 };
 

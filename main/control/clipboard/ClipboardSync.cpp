@@ -13,15 +13,15 @@ namespace {
 using namespace Qt::Literals::StringLiterals;
 using namespace std::chrono_literals;
 
-constexpr auto kFirstLook = 1000ms;
-constexpr auto kLookEvery = 2000ms;
-// From the notice of a change to the look: programs that set the clipboard often do so several times at once.
+constexpr auto kFirstCheck = 1000ms;
+constexpr auto kCheckPeriod = 2000ms;
+// Delay from a change event to the check: programs often set the clipboard several times in a row.
 constexpr auto kSettle = 50ms;
-// For so long after the viewer's text was set a change to the same text is a clipboard manager that takes it over, seen
-// two seconds later where nothing tells of changes. Afterwards it is a copy that somebody made.
+// Within this time after the viewer's text was set, a change to the same text comes from a clipboard manager that takes
+// the text over, detected two seconds later where there are no change events. After it, it is a copy made by a person.
 constexpr auto kTakeover = 5s;
 
-// Beside the text of a "clipboard_sync": {"text":"","type":"clipboard_sync"}
+// Bytes of a "clipboard_sync" besides its text: {"text":"","type":"clipboard_sync"}
 constexpr qint64 kEnvelope = 35;
 
 void logUpdate(const QString& text) {
@@ -32,14 +32,14 @@ void logUpdate(const QString& text) {
 
 ClipboardSync::ClipboardSync(Clipboard& clipboard, ControlSender& sender, Scheduler& scheduler)
     : clipboard_(clipboard), sender_(sender), scheduler_(scheduler), outgoing_(sender, scheduler) {
-  clipboard_.setChangedHandler([this] { noticed(); });
+  clipboard_.setChangedHandler([this] { clipboardChanged(); });
 }
 
 ClipboardSync::~ClipboardSync() { clipboard_.setChangedHandler(nullptr); }
 
 void ClipboardSync::setClipboardContent(const QString& text) {
   affinity_.check("ClipboardSync::setClipboardContent");
-  // What the viewer copied since is newer than a change here that it is still being told of.
+  // The viewer's text is newer than a local change that is still being sent.
   outgoing_.stopUnlessAsked();
   incoming_.drop();
   nextText_ = text;
@@ -82,9 +82,9 @@ void ClipboardSync::setClipboardSyncEnabled(bool enabled, bool parts) {
     startClipboardMonitoring();
   } else {
     clipboardMonitorTimer_.reset();
-    soon_.reset();
-    lookWaits_ = false;
-    lookedAt_.reset();
+    settleTimer_.reset();
+    checkPending_ = false;
+    checkedCount_.reset();
     outgoing_.stopUnlessAsked();
     logLine("[sync] Clipboard monitoring stopped");
   }
@@ -94,24 +94,24 @@ void ClipboardSync::setClipboardSyncEnabled(bool enabled, bool parts) {
 void ClipboardSync::startClipboardMonitoring() {
   if (!clipboardSyncEnabled_) return;
   lastClipboardChangeCount_ = clipboard_.changeCount();
-  soon_.reset();
-  lookWaits_ = false;
-  lookedAt_.reset();
+  settleTimer_.reset();
+  checkPending_ = false;
+  checkedCount_.reset();
   logLine("[sync] Clipboard monitoring started");
-  clipboardMonitorTimer_ = scheduler_.every(kFirstLook, kLookEvery, [this] { checkClipboardChanges(); });
+  clipboardMonitorTimer_ = scheduler_.every(kFirstCheck, kCheckPeriod, [this] { checkClipboardChanges(); });
 }
 
-void ClipboardSync::noticed() {
-  if (!clipboardMonitorTimer_ || soon_) return;
-  soon_ = scheduler_.after(kSettle, [this] {
-    const auto finished = std::move(soon_);
+void ClipboardSync::clipboardChanged() {
+  if (!clipboardMonitorTimer_ || settleTimer_) return;
+  settleTimer_ = scheduler_.after(kSettle, [this] {
+    const auto finished = std::move(settleTimer_);
     checkClipboardChanges();
   });
 }
 
 void ClipboardSync::checkClipboardChanges() {
-  if (!unseenChange() || lookedAt_) return;
-  lookWaits_ = true;
+  if (!unseenChange() || checkedCount_) return;
+  checkPending_ = true;
   proceed();
 }
 
@@ -126,12 +126,12 @@ void ClipboardSync::proceed() {
   if (const auto text = std::exchange(nextText_, std::nullopt)) return write(*text);
   answerWithTextUnderWay();
   if (rest_) return;
-  // The viewer's own text may have taken the place of what there was to see.
-  lookWaits_ = lookWaits_ && unseenChange();
-  if (lookWaits_ || !waiting_.isEmpty()) read();
+  // The viewer's own text may have replaced the change to be checked.
+  checkPending_ = checkPending_ && unseenChange();
+  if (checkPending_ || !waiting_.isEmpty()) read();
 }
 
-// Reading a long text and cutting it up takes the thread for a while, and who asks again and again would ask for more.
+// Reading and splitting a long text blocks the thread for a while: repeated requests must not repeat it.
 void ClipboardSync::answerWithTextUnderWay() {
   if (!outgoing_.isUnderWay() || outgoingCount_ != clipboard_.changeCount()) return;
   const auto takesIt = [this](const Receiver& asker) {
@@ -155,7 +155,7 @@ void ClipboardSync::read() {
   busy_ = true;
   askers_ = std::exchange(waiting_, {});
   readCount_ = clipboard_.changeCount();
-  if (std::exchange(lookWaits_, false)) lookedAt_ = readCount_;
+  if (std::exchange(checkPending_, false)) checkedCount_ = readCount_;
   readAt_ = scheduler_.monotonicNow();
   clipboard_.requestText(life_.guard([this](const ClipboardReading& reading) { readingArrived(reading); }));
 }
@@ -182,15 +182,15 @@ void ClipboardSync::readingArrived(const ClipboardReading& reading) {
   bool inParts = false;
   for (Receiver asker : std::exchange(askers_, {})) {
     if (asker.to.connection != sender_.connection()) continue;
-    // The pieces for one are for all: they need not begin anew.
+    // One transfer in pieces serves all requests: it is not restarted for each.
     asker.asked = !(asker.parts && inParts);
     inParts = inParts || asker.parts;
     send(asker, content);
   }
-  if (const auto changeCount = std::exchange(lookedAt_, std::nullopt)) {
+  if (const auto changeCount = std::exchange(checkedCount_, std::nullopt)) {
     lastClipboardChangeCount_ = *changeCount;
-    // A text that the viewer sent meanwhile is about to replace this one: it must not replace the viewer's. Nor must
-    // the emptiness of a reading that failed.
+    // A text read before the viewer set a newer one must not replace that at the viewer, nor must the empty result of a
+    // failed reading.
     const bool failed = !reading.text && content.text;
     if (!nextText_ && !failed && !(content.text && isEcho(*content.text))) syncChange(content);
   }
@@ -208,23 +208,23 @@ void ClipboardSync::syncChange(const Content& content) {
   }
 }
 
-// Whatever is sent is newer than a text that is still under way.
+// Whatever is sent is newer than a text that is still being sent.
 void ClipboardSync::send(const Receiver& receiver, const Content& content) {
   const ControlChannel channel = receiver.to.origin;
   if (!sender_.isOpen(channel)) return;
-  const auto most = static_cast<qint64>(sender_.maxMessageSize(channel));
-  if (!content.text) return refuse(receiver, content.length, receiver.parts ? Clipboard::kMaxTextBytes : most);
+  const auto maximum = static_cast<qint64>(sender_.maxMessageSize(channel));
+  if (!content.text) return refuse(receiver, content.length, receiver.parts ? Clipboard::kMaxTextBytes : maximum);
 
   const QString& text = *content.text;
-  // A unit takes a byte at least: the rest of a long text need not be counted.
-  if (text.size() + kEnvelope <= most && jsonLength(text) + kEnvelope <= most) {
+  // Each UTF-16 unit takes at least one byte, so a text with too many units need not be measured.
+  if (text.size() + kEnvelope <= maximum && jsonLength(text) + kEnvelope <= maximum) {
     outgoing_.stop();
     sender_.send(channel, {{u"type"_s, u"clipboard_sync"_s}, {u"text"_s, text}});
   } else if (receiver.parts && sender_.isOpen(ControlChannel::reliable)) {
     outgoing_.start(text, content.length, receiver.asked);
     outgoingCount_ = readCount_;
   } else {
-    refuse(receiver, content.length, most);
+    refuse(receiver, content.length, maximum);
   }
 }
 
@@ -232,7 +232,7 @@ void ClipboardSync::refuse(const Receiver& receiver, qint64 length, qint64 limit
   outgoing_.stop();
   logLine(u"[sync] Clipboard text of %1 bytes not sent: the viewer takes %2 bytes at most"_s.arg(
       QString::number(length), QString::number(limit)));
-  // A viewer that neither asked nor knows of pieces cannot know this message either.
+  // A viewer that neither asked nor supports pieces does not know this message either.
   if (!receiver.asked && !receiver.parts) return;
   sender_.send(receiver.to.origin, {{u"type"_s, u"clipboard_too_large"_s}, {u"length"_s, length}, {u"limit"_s, limit}});
 }
@@ -247,7 +247,7 @@ void bindClipboardMessages(ControlDispatcher& dispatcher, ClipboardSync& sync, c
     const auto text = stringField(request.body, "text"_L1);
     if (!text) return Handled::ignored;
     if (integerField(request.body, "parts"_L1)) {
-      // On the other channel pieces get lost and overtake each other.
+      // On the other channel pieces may be lost or reordered.
       if (request.origin != ControlChannel::reliable) return Handled::ignored;
       const auto piece = textPieceOf(request.body);
       return piece && sync.takePiece(*piece) ? Handled::yes : Handled::ignored;

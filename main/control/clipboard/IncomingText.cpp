@@ -19,7 +19,7 @@ std::optional<TextPiece> textPieceOf(const JsonObject& message) {
   return TextPiece{.id = *id, .part = *part, .parts = *parts, .length = *length, .text = *std::move(text)};
 }
 
-// No piece is empty, so there cannot be more of them than bytes.
+// No piece is empty, so there are at most as many pieces as bytes.
 bool IncomingText::begins(const TextPiece& piece) const {
   return piece.part == 0 && piece.parts > 0 && piece.parts <= piece.length;
 }
@@ -37,7 +37,7 @@ IncomingText::Outcome IncomingText::take(const TextPiece& piece) {
     parts_ = piece.parts;
     length_ = piece.length;
   } else if (parts_ == 0 || piece.id != id_) {
-    return Outcome::ignored;  // Of a text that was replaced, refused or dropped.
+    return Outcome::ignored;  // A piece of a text that was replaced, refused or dropped.
   }
   const qint64 bytes = utf8Length(piece.text);
   const bool last = next_ + 1 == parts_;

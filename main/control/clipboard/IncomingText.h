@@ -8,28 +8,28 @@
 
 namespace vantora {
 
-// One piece, as it stands in a message; nothing in it has been checked.
+// One piece as received; nothing in it has been validated.
 struct TextPiece {
   qint64 id = 0;
-  // Its number, counted from 0, and how many there are.
+  // Its index, from 0, and the number of pieces.
   qint64 part = 0;
   qint64 parts = 0;
-  // Of the whole text, in bytes of UTF-8.
+  // Length of the whole text in bytes of UTF-8.
   qint64 length = 0;
   QString text;
 };
 
-// None when a field is missing or of the wrong type. Pure.
+// Empty when a field is missing or of the wrong type. Pure.
 std::optional<TextPiece> textPieceOf(const JsonObject& message);
 
-// Puts pieces together, for one text at a time: the first piece of another takes the place of an unfinished one. Pieces
-// must come in order; one that does not continue its text ends it. Holds Clipboard::kMaxTextBytes at most, whatever
-// comes. Thread: main. Owner: ClipboardSync.
+// Assembles pieces, one text at a time: the first piece of another text replaces an unfinished one. Pieces must come in
+// order; one that does not continue its text drops that text. Never holds more than Clipboard::kMaxTextBytes. Thread:
+// main. Owner: ClipboardSync.
 class IncomingText {
  public:
   enum class Outcome {
-    ignored,   // wrong, or of no text that is under way
-    taken,     // more are to come
+    ignored,   // invalid, or not of the current text
+    taken,     // more pieces are expected
     tooLong,   // the first piece of a text that is longer than allowed
     complete,  // takeText() has the text
   };
@@ -44,7 +44,7 @@ class IncomingText {
   bool continues(const TextPiece& piece) const;
 
   qint64 id_ = 0;
-  qint64 parts_ = 0;  // 0: no text is under way.
+  qint64 parts_ = 0;  // 0: no text is being received.
   qint64 next_ = 0;
   qint64 length_ = 0;
   qint64 received_ = 0;  // Bytes of UTF-8.

@@ -9,7 +9,7 @@ namespace {
 
 using namespace Qt::Literals::StringLiterals;
 
-// What a message holds beside the text, with numbers as long as they get.
+// Maximum bytes of a message besides its text.
 constexpr qint64 kEnvelope = 160;
 
 }  // namespace
@@ -30,7 +30,7 @@ void OutgoingText::start(const QString& text, qint64 length, bool asked) {
                        .asked = asked,
                        .ends = pieceEnds(text, static_cast<qint64>(longest) - kEnvelope),
                        .next = 0};
-  timer_ = scheduler_.every(kLookEvery, kLookEvery, [this] { sendMore(); });
+  timer_ = scheduler_.every(kCheckPeriod, kCheckPeriod, [this] { sendMore(); });
   sendMore();
 }
 
@@ -39,7 +39,7 @@ void OutgoingText::restart() {
   transfer_->asked = true;
   if (transfer_->next == 0) return;
   ++id_;
-  transfer_->next = 0;  // The timer sends: whoever asks again and again gets no more for it.
+  transfer_->next = 0;  // The timer sends, so that repeated requests do not send more.
 }
 
 void OutgoingText::stop() {
@@ -51,7 +51,7 @@ void OutgoingText::stopUnlessAsked() {
   if (transfer_ && !transfer_->asked) stop();
 }
 
-// What the transport has taken over is not counted as waiting: hence also a bound on what is sent at once.
+// The buffered amount leaves out what the transport has taken over: hence also a limit on what one call sends.
 void OutgoingText::sendMore() {
   quint64 sent = 0;
   while (transfer_ && sent < kMaxWaiting && sender_.bufferedAmount(ControlChannel::reliable) < kMaxWaiting) {

@@ -11,28 +11,28 @@
 
 namespace vantora {
 
-// Sends one text at a time on "control_reliable", a few pieces and then the next when those have left, so that neither
-// the main thread nor other messages wait for all of it. Thread: main. Owner: ClipboardSync.
+// Sends one text at a time on "control_reliable", the next pieces only after earlier ones were transmitted, so that
+// neither the main thread nor other messages wait for the whole text. Thread: main. Owner: ClipboardSync.
 class OutgoingText {
  public:
-  // A message that holds a piece is no longer than this, nor than what the viewer takes.
+  // Maximum bytes of a message that holds a piece; less when the viewer accepts less.
   static constexpr quint64 kMaxPieceMessage = 32 * 1024;
-  // So much may wait to leave before no more is sent, and so much is sent at once.
+  // Limit in bytes: nothing more is sent while this many are buffered, or after this many were sent at once.
   static constexpr quint64 kMaxWaiting = 64 * 1024;
-  static constexpr std::chrono::milliseconds kLookEvery{10};
+  static constexpr std::chrono::milliseconds kCheckPeriod{10};
 
   // Both must outlive this object.
   OutgoingText(ControlSender& sender, Scheduler& scheduler) : sender_(sender), scheduler_(scheduler) {}
 
-  // Sends `text`, of `length` bytes of UTF-8, in place of one that is under way. `asked`: the viewer asked for it. When
-  // the same text is under way it is restarted for a viewer that asked, else it goes on.
+  // Sends `text`, of `length` bytes of UTF-8, and drops one that is being sent. `asked`: the viewer asked for it. When
+  // the same text is already being sent, it is restarted for a viewer that asked and continues otherwise.
   void start(const QString& text, qint64 length, bool asked);
-  // The viewer asked for the text that is under way: sends it from its beginning once more, under a new id. However
-  // often this is called, no more is sent at once.
+  // The viewer asked for the text that is being sent: restarts it from its beginning, under a new id. Repeated calls do
+  // not send more at once.
   void restart();
   bool isUnderWay() const { return transfer_.has_value(); }
   void stop();
-  // Gives up a text that the viewer did not ask for.
+  // Stops a text that the viewer did not ask for.
   void stopUnlessAsked();
 
  private:

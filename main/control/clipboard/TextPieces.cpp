@@ -3,7 +3,7 @@
 namespace vantora {
 namespace {
 
-// One character of a text: its UTF-16 units, and what it takes inside a JSON string.
+// One character of a text: its UTF-16 units and its bytes inside a JSON string.
 struct Step {
   qsizetype units = 1;
   qint64 bytes = 1;
@@ -44,12 +44,12 @@ qint64 jsonLength(QStringView text) {
   return bytes;
 }
 
-QList<qsizetype> pieceEnds(QStringView text, qint64 most) {
+QList<qsizetype> pieceEnds(QStringView text, qint64 maximum) {
   QList<qsizetype> ends;
   qint64 bytes = 0;
   for (qsizetype at = 0; at < text.size();) {
     const Step step = stepAt(text, at);
-    if (bytes > 0 && bytes + step.bytes > most) {
+    if (bytes > 0 && bytes + step.bytes > maximum) {
       ends.append(at);
       bytes = 0;
     }

@@ -1,4 +1,4 @@
-// Long texts in pieces that each fit into a message.
+// Splits long texts into pieces that each fit into a message.
 #pragma once
 
 #include <QList>
@@ -6,12 +6,12 @@
 
 namespace vantora {
 
-// Bytes that `text` takes inside a JSON string, at most. Pure.
+// Upper bound of the bytes that `text` takes inside a JSON string. Pure.
 qint64 jsonLength(QStringView text);
 
-// Cuts `text` into pieces that take `most` bytes each inside a JSON string, at most (a single character may take more),
-// and never cuts between the halves of a surrogate pair. Returns where each piece ends, in UTF-16 units; nothing for
-// the empty text. Pure.
-QList<qsizetype> pieceEnds(QStringView text, qint64 most);
+// Splits `text` into pieces of at most `maximum` bytes each inside a JSON string (a single character may take more),
+// never between the halves of a surrogate pair. Returns the end of each piece, in UTF-16 units; empty for the empty
+// text. Pure.
+QList<qsizetype> pieceEnds(QStringView text, qint64 maximum);
 
 }  // namespace vantora

@@ -1,4 +1,4 @@
-// The vocabulary of support commands: what a viewer may name.
+// The support commands that a viewer may request.
 #pragma once
 
 #include <QString>
@@ -6,17 +6,17 @@
 
 namespace vantora {
 
-// One support command. `commandLine` is the text by which a viewer may name it instead of the id; it
-// is not what runs: each desktop has a counterpart of its own.
+// One support command. `commandLine` is the text by which a viewer may name it instead of the id; it is not executed:
+// each desktop has its own counterpart.
 struct AllowedCommand {
   QLatin1StringView id;
   QLatin1StringView commandLine;
 };
 
-// The table, in the order in which texts are looked up. Fixed at build time.
+// The table, in the order in which texts are searched. Fixed at build time.
 std::span<const AllowedCommand> allowedCommandTable();
 
-// What a request resolved to.
+// The result of resolving a request.
 struct ResolvedCommand {
   // The id of the entry that matched.
   QString id;
@@ -29,8 +29,8 @@ struct ResolvedCommand {
   bool operator==(const ResolvedCommand&) const = default;
 };
 
-// The entry with this id, else the first one whose command line is exactly `fallback`, else nothing.
-// Only the leading "sudo " is taken off. Pure.
+// The entry with this id, else the first entry whose command line is exactly `fallback`, else an empty result. Only the
+// leading "sudo " is removed. Pure.
 ResolvedCommand resolveAllowedCommand(const QString& id, const QString& fallback);
 
 }  // namespace vantora

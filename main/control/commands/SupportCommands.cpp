@@ -26,7 +26,7 @@ void SupportCommands::handleExecCommand(ControlChannel origin, const JsonObject&
   const QString fallback = stringField(message, "text"_L1).value_or(QString());
   const ResolvedCommand command = resolveAllowedCommand(id, fallback);
   if (!command.allowed()) return sender_.reply(origin, refusal(id, u"Command not allowed"_s));
-  // By then another viewer may be there, whom neither the command nor its output concerns.
+  // Another viewer may be connected by then: it must not receive the output.
   const ReplyAddress asker{.origin = origin, .connection = sender_.connection()};
   runCommandAsync(command.id, [this, asker, id](bool ok, qint32 code, const QString& out, const QString& err) {
     JsonObject result = commandResult(id, ok, code);

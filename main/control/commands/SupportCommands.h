@@ -12,8 +12,8 @@
 
 namespace vantora {
 
-// Answers "exec_command" and "open_activity_monitor"; the caller has tested the viewer's rights.
-// Thread: main. Owner: Host. Several commands may run at once; they end with this object.
+// Handles "exec_command" and "open_activity_monitor"; the caller has tested the viewer's rights. Thread: main. Owner:
+// Host. Several commands may run at once; they end with this object.
 class SupportCommands {
  public:
   // done(ok, exit code, standard output, standard error)
@@ -25,8 +25,8 @@ class SupportCommands {
   SupportCommands(const SupportCommands&) = delete;
   SupportCommands& operator=(const SupportCommands&) = delete;
 
-  // "exec_command": runs the entry that "id" or "text" names and answers with "command_result" when it
-  // has ended, or at once when no entry is named. A viewer that took the place of the one who asked hears nothing.
+  // "exec_command": runs the entry that "id" or "text" names and answers with "command_result" when it has ended, or at
+  // once when no entry matches. Nothing is sent when the viewer was replaced meanwhile.
   void handleExecCommand(ControlChannel origin, const JsonObject& message);
   // "exec_command" of a viewer without the right.
   void refuseExecCommand(ControlChannel origin, const JsonObject& message);
@@ -37,9 +37,9 @@ class SupportCommands {
   // on the main thread; never after the end of this object. Whether administrator rights are asked for
   // depends on the counterpart.
   void runCommandAsync(const QString& id, Done done);
-  // Brings up the system monitor, on one process where the program can.
+  // Opens the system monitor, showing one process where the program supports that.
   void openActivityMonitor(std::optional<qint64> focusPID);
-  // Ends what still runs, without an answer. May block for a second.
+  // Ends the commands that still run, without a reply. May block for a second.
   void endAll() { tools_.endAll(); }
 
  private:

@@ -1,4 +1,4 @@
-// The viewer's questions about the pointer's shape.
+// The viewer's messages about the pointer's shape.
 #pragma once
 
 #include "main/control/cursor/CursorMonitor.h"
@@ -6,8 +6,8 @@
 
 namespace vantora {
 
-// Installs the handlers of "cursor_query" and "test_cursor". `cursor` must outlive `dispatcher`, and run no more after
-// it: "cursor_query" is acknowledged when the shape is known. Main thread.
+// Installs the handlers of "cursor_query" and "test_cursor". `cursor` must outlive `dispatcher`, and must not run after
+// its end: "cursor_query" is acknowledged later, when the shape is known. Main thread.
 void bindCursorMessages(ControlDispatcher& dispatcher, CursorMonitor& cursor);
 
 }  // namespace vantora

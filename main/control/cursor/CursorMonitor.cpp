@@ -12,16 +12,16 @@ namespace {
 using namespace Qt::Literals::StringLiterals;
 using namespace std::chrono_literals;
 
-constexpr auto kFirstLook = 100ms;
+constexpr auto kFirstCheck = 100ms;
 constexpr auto kPeriod = 500ms;
 constexpr auto kAfterUse = 100ms;
-// Programs may change their cursor as often as they like; the viewer's eye needs no more than this.
+// Minimum time between checks after cursor changes: some programs change their cursor far more often than is visible.
 constexpr auto kCalm = 20ms;
-// The least time between two requests to the accessibility service, and the longest wait for one.
+// Minimum time between two requests to the accessibility service, and the timeout of one.
 constexpr auto kBetweenRequests = 100ms;
 constexpr auto kTimeout = 300ms;
-// Viewers' questions that wait for one answer; more than this is a flood, and gets what is known.
-constexpr std::size_t kMostWaiting = 64;
+// Maximum number of requests that wait for one result; further ones get the last known shape.
+constexpr std::size_t kMaxWaiting = 64;
 
 }  // namespace
 
@@ -42,17 +42,17 @@ void CursorMonitor::debug(const QString& line) const {
 
 void CursorMonitor::startCursorMonitoring() {
   debug(u"Starting cursor shape monitoring"_s);
-  cursorMonitorTimer_ = scheduler_.every(kFirstLook, kPeriod, [this] { checkCursorShape(); });
+  cursorMonitorTimer_ = scheduler_.every(kFirstCheck, kPeriod, [this] { checkCursorShape(); });
   usedTimer_.reset();
   cursor_.watch({.cursorChanged = [this] { cursorChanged(); }, .pointerUsed = [this] { pointerUsed(); }});
-  cursor_.armPointerNotice();
+  cursor_.armPointerEvent();
 }
 
 void CursorMonitor::stopCursorMonitoring() {
   cursorMonitorTimer_.reset();
   usedTimer_.reset();
   calmTimer_.reset();
-  nextLook_.reset();
+  nextCheck_.reset();
   changedMeanwhile_ = false;
   cursor_.unwatch();
 }
@@ -72,7 +72,7 @@ void CursorMonitor::cursorChanged() {
 void CursorMonitor::pointerUsed() {
   usedTimer_ = scheduler_.after(kAfterUse, [this] {
     usedTimer_.reset();
-    cursor_.armPointerNotice();
+    cursor_.armPointerEvent();
     checkCursorShape();
   });
 }
@@ -99,21 +99,21 @@ QString CursorMonitor::systemShape() const {
 
 void CursorMonitor::getCurrentCursorShape(ShapeAnswer answer) {
   if (environment_.equals("CURSOR_TEST", "1"_L1)) return answer(simulateTestCursor(scheduler_.unixNow()));
-  if (waiting_.size() >= kMostWaiting) return answer(found_ ? *found_ : systemShape());
+  if (waiting_.size() >= kMaxWaiting) return answer(found_ ? *found_ : systemShape());
   waiting_.push_back(std::move(answer));
-  if (!looking_) look();
+  if (!sampling_) sample();
 }
 
-// Answers everybody who waits, and again whoever came meanwhile.
-void CursorMonitor::look() {
-  looking_ = true;
+// Answers all waiting requests, then repeats for those that came meanwhile.
+void CursorMonitor::sample() {
+  sampling_ = true;
   answering_ = std::exchange(waiting_, {});
   detectCursorShapeViaAX([this](const std::optional<QString>& found) {
     if (found) debug(u"Detected via Accessibility: "_s + *found);
     const QString shape = found ? *found : systemShape();
     for (const ShapeAnswer& answer : std::exchange(answering_, {})) answer(shape);
-    looking_ = false;
-    if (!waiting_.empty()) look();
+    sampling_ = false;
+    if (!waiting_.empty()) sample();
   });
 }
 
@@ -127,10 +127,10 @@ void CursorMonitor::detectCursorShapeViaAX(FoundAnswer answer) {
 
   const auto now = scheduler_.monotonicNow();
   if (askedAt_ && now - *askedAt_ < kBetweenRequests) {
-    if (cursorMonitorTimer_ && !nextLook_) {
+    if (cursorMonitorTimer_ && !nextCheck_) {
       const auto rest = std::chrono::ceil<std::chrono::milliseconds>(*askedAt_ + kBetweenRequests - now);
-      nextLook_ = scheduler_.after(rest, [this] {
-        nextLook_.reset();
+      nextCheck_ = scheduler_.after(rest, [this] {
+        nextCheck_.reset();
         checkCursorShape();
       });
     }
@@ -141,15 +141,15 @@ void CursorMonitor::detectCursorShapeViaAX(FoundAnswer answer) {
   const quint64 serial = ++serial_;
   const bool asked =
       accessibility_.askPointedElements(kElementsWalked, life_.guard([this, serial](const PointedElements& pointed) {
-        if (serial == serial_) finishLook(elementShape(pointed.elements, pointed.pointer));
+        if (serial == serial_) finishRequest(elementShape(pointed.elements, pointed.pointer));
       }));
-  // An application has not answered the last request: the cursor itself has to do.
-  if (!asked) return finishLook(std::nullopt);
-  if (asker_) timeout_ = scheduler_.after(kTimeout, [this] { finishLook(std::nullopt); });
+  // An application has not answered the last request: the cursor itself is used.
+  if (!asked) return finishRequest(std::nullopt);
+  if (asker_) timeout_ = scheduler_.after(kTimeout, [this] { finishRequest(std::nullopt); });
 }
 
-void CursorMonitor::finishLook(const std::optional<QString>& shape) {
-  ++serial_;  // Whatever comes now is late.
+void CursorMonitor::finishRequest(const std::optional<QString>& shape) {
+  ++serial_;  // A reply that comes now is late.
   timeout_.reset();
   found_ = shape;
   if (const auto answer = std::exchange(asker_, nullptr)) answer(shape);

@@ -1,4 +1,4 @@
-// Tells the viewer which shape the host's pointer would show.
+// Reports the shape of the host's pointer to the viewer.
 #pragma once
 
 #include <QString>
@@ -18,53 +18,52 @@
 
 namespace vantora {
 
-// Looks at the shape when the desktop says that the cursor changed, a tenth of a second after the pointer was used, and
-// every half second, and sends each change once. The accessibility service is asked at most every 0.1 s, one request at
-// a time, and only waited for a moment. Thread: main. Owner: Host. Lives across peer connections: what was sent last
-// stays known.
+// Checks the shape when the desktop reports a cursor change, 0.1 s after the pointer was used, and every 0.5 s, and
+// sends each change once. The accessibility service is asked at most every 0.1 s, one request at a time, with a
+// timeout. Thread: main. Owner: Host. Lives across peer connections: the shape sent last is remembered.
 class CursorMonitor {
  public:
   using ShapeAnswer = std::function<void(const QString& shape)>;
   using FoundAnswer = std::function<void(const std::optional<QString>& shape)>;
-  // What a look at the shape stands on; everything referred to must outlive the monitor.
+  // The sources of the shape; both must outlive the monitor.
   struct Desktop {
     SystemCursor& cursor;
     Accessibility& accessibility;
   };
 
-  // `cursorDebug`: log every look.
+  // `cursorDebug`: log every check.
   CursorMonitor(Environment environment, Scheduler& scheduler, Desktop desktop, ControlSender& sender,
                 bool cursorDebug);
   ~CursorMonitor();
   CursorMonitor(const CursorMonitor&) = delete;
   CursorMonitor& operator=(const CursorMonitor&) = delete;
 
-  // Calling it while monitoring begins anew.
+  // Restarts monitoring when it is already running.
   void startCursorMonitoring();
   void stopCursorMonitoring();
 
-  // One look; a shape that differs from the one sent last is sent. Nothing while not monitoring.
+  // Checks once and sends a shape that differs from the one sent last. Does nothing while not monitoring.
   void checkCursorShape();
-  // The shape now. `answer` is called exactly once: before this returns when no accessibility service has to be asked,
-  // else within the 0.3 s that it is waited for; never when the monitor dies before.
+  // Determines the present shape. `answer` is called exactly once: before this returns when no accessibility service
+  // has to be asked, else within the timeout of 0.3 s; never after the monitor was destroyed.
   void getCurrentCursorShape(ShapeAnswer answer);
-  // The shape that belongs to the element under the pointer; none when no element decides. `answer` as above. An answer
-  // younger than 0.1 s is given again, and a new look follows.
+  // Determines the shape for the element under the pointer; nullopt when no element determines one. `answer` as above.
+  // A result younger than 0.1 s is used again, and a new check follows.
   void detectCursorShapeViaAX(FoundAnswer answer);
   // Sends "cursor_shape" on "control" when that exists, else on "control_reliable"; dropped when that is not open.
   void sendCursorShape(const QString& shape);
 
-  // "cursor_query": sends the shape now, changed or not, then calls `acknowledge`; neither when another viewer took the
-  // place of the one who asked.
+  // "cursor_query": sends the present shape, changed or not, then calls `acknowledge`; does neither when the viewer was
+  // replaced meanwhile.
   void handleCursorQuery(std::function<void()> acknowledge);
-  // "test_cursor": sends the shape asked for, whatever it is. False: the message names none.
+  // "test_cursor": sends the requested shape unchecked. False: the message holds no shape.
   [[nodiscard]] bool handleTestCursor(const JsonObject& message);
 
  private:
   void cursorChanged();
   void pointerUsed();
-  void look();
-  void finishLook(const std::optional<QString>& shape);
+  void sample();
+  void finishRequest(const std::optional<QString>& shape);
   QString systemShape() const;
   void debug(const QString& line) const;
 
@@ -77,14 +76,14 @@ class CursorMonitor {
   QString lastCursorShape_;
 
   std::unique_ptr<Timer> cursorMonitorTimer_;  // Set while monitoring.
-  std::unique_ptr<Timer> usedTimer_;           // From a use of the pointer to the look that follows it.
-  std::unique_ptr<Timer> calmTimer_;           // While it runs, changes of the cursor wait.
+  std::unique_ptr<Timer> usedTimer_;           // From a use of the pointer to the check that follows it.
+  std::unique_ptr<Timer> calmTimer_;           // While it runs, cursor changes are deferred.
   bool changedMeanwhile_ = false;
 
-  // Those who want the shape: answered by the look that runs, and by the next one.
+  // Requests for the shape: answered by the sample in progress, and by the next one.
   std::vector<ShapeAnswer> answering_;
   std::vector<ShapeAnswer> waiting_;
-  bool looking_ = false;
+  bool sampling_ = false;
   bool checkWaiting_ = false;
 
   // The request to the accessibility service.
@@ -93,8 +92,8 @@ class CursorMonitor {
   std::unique_ptr<Timer> timeout_;
   std::optional<std::chrono::nanoseconds> askedAt_;
   std::optional<QString> found_;
-  std::unique_ptr<Timer> nextLook_;
-  Lifetime life_;  // For late answers.
+  std::unique_ptr<Timer> nextCheck_;
+  Lifetime life_;  // For late replies.
 };
 
 }  // namespace vantora

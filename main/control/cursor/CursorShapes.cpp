@@ -20,9 +20,9 @@ struct Row {
   QLatin1StringView names;  // Separated by blanks.
 };
 
-// Two-sided arrows are "ew-resize" and "ns-resize" unless the name says that it splits something. "hand1" is drawn as
-// an open hand by some themes; programs show it over links, and that is what counts. The hashes are those under which
-// the themes keep the bitmaps of old toolkits.
+// Double arrows are "ew-resize" and "ns-resize" unless the name refers to a splitter. Some themes draw "hand1" as an
+// open hand, but programs show it over links. The hashes are the names under which themes store the bitmaps of old
+// toolkits.
 constexpr std::array kRows{
     Row{"pointer"_L1,
         "pointer hand hand1 hand2 pointing_hand pointinghand pointing-hand "

@@ -1,4 +1,4 @@
-// The shapes that a viewer is told, as web cursor names, and where they come from. Pure functions.
+// The cursor shapes sent to a viewer, as web cursor names, and the mapping to them. Pure functions.
 #pragma once
 
 #include <QString>
@@ -7,11 +7,11 @@
 
 namespace vantora {
 
-// Every shape that the host works out by itself.
+// Every shape that the host determines by itself.
 std::span<const QLatin1StringView> cursorShapes();
 
 // The shape of a platform cursor by its name: names of cursor themes, of the X font, of the web, and the image hashes
-// that stand for names in old themes. Anything else, the empty name too, is "default".
+// that stand for names in old themes. Anything else, including the empty name, is "default".
 QString mapNSCursorToWebCursor(QStringView cursor);
 
 // One of 13 shapes, the next one every 3 seconds of the wall clock.

@@ -10,7 +10,7 @@ using namespace Qt::Literals::StringLiterals;
 }  // namespace
 
 void ControlDispatcher::on(QLatin1StringView type, Handler handler) {
-  assert(findControlMessage(QString(type)));  // Our own mistake, never the wire's: the handler would never run.
+  assert(findControlMessage(QString(type)));  // Caught here as a programming error: the handler would never run.
   handlers_[type] = std::move(handler);
 }
 

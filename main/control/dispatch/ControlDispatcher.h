@@ -1,4 +1,4 @@
-// One handler for every message on either control channel.
+// Dispatches every message of both control channels.
 #pragma once
 
 #include <QByteArray>
@@ -43,7 +43,7 @@ class ControlDispatcher {
 
   // Installs the handler of a type in the table; a type without one is ignored like an unknown one.
   void on(QLatin1StringView type, Handler handler);
-  // Installs what a type answers while its gate is shut; without it the message is ignored.
+  // Installs the handler of a type while its gate is closed; without it the message is ignored.
   void onRefused(QLatin1StringView type, Refusal refusal);
   void onBinary(std::function<void(const QByteArray&)> handler) { binary_ = std::move(handler); }
 

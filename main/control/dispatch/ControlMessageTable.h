@@ -27,7 +27,7 @@ struct ControlMessageRow {
   Acknowledgement acknowledgement;
 };
 
-// docs/protocol.md shows the same table; a test holds the two together.
+// docs/protocol.md shows the same table; a test compares the two.
 std::span<const ControlMessageRow> controlMessageTable();
 // The row of `type`, null for an unknown one.
 const ControlMessageRow* findControlMessage(QStringView type);

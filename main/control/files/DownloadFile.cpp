@@ -23,14 +23,14 @@ bool refusesTheName(int error) { return error == EINVAL || error == ENAMETOOLONG
 
 }  // namespace
 
-// O_EXCL: whatever lies at the name, a link included, is neither followed nor changed.
+// O_EXCL: an existing entry of that name, even a link, is neither followed nor changed.
 int makeNewFile(int folder, const QByteArray& name) {
   return ::openat(folder, name.constData(), O_WRONLY | O_APPEND | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666);
 }
 
 int closeCopy(int descriptor) {
   const int copy = ::fcntl(descriptor, F_DUPFD_CLOEXEC, 0);
-  // Without a descriptor to spare there is nothing to be learnt.
+  // Without a free descriptor nothing can be checked.
   return copy < 0 ? 0 : ::close(copy);
 }
 

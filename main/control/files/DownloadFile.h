@@ -1,4 +1,4 @@
-// Making a file in the download folder that was not there before.
+// Creates new files in the download folder.
 #pragma once
 
 #include <QByteArray>
@@ -8,14 +8,13 @@
 
 namespace vantora {
 
-// Has the file system write what it keeps back of a file, without closing it: 0, or -1 with the reason in errno.
-// Network file systems, those with quotas among them, find out only when a file is closed that they have no room for
-// it.
+// Makes the file system write its buffered data of a file, without closing the file: 0, or -1 with the reason in errno.
+// Network file systems, including those with quotas, detect only on close that there is no room for a file.
 int closeCopy(int descriptor);
 
-// A file that is open for writing at its end; closed with this object. While it is open nobody may read it, so that
-// a file that is not complete opens nowhere and no program makes a picture of it: that is how the person at the desk
-// tells it from a finished one. Any one thread at a time.
+// A file open for appending; closed with this object. It is unreadable while it is open, so that no program can open an
+// incomplete file or make a thumbnail of it: this distinguishes it from a finished file for the local user. Any one
+// thread at a time.
 class DownloadFile {
  public:
   using Settle = int (*)(int descriptor);
@@ -28,10 +27,10 @@ class DownloadFile {
   DownloadFile(DownloadFile&& other) noexcept;
   DownloadFile& operator=(DownloadFile&& other) noexcept;
 
-  // Appends `bytes`; the count of those that were written. Less than all of them: the rest was refused (the disk is
-  // full, say), and nothing is written any more, so that what is there stays a true beginning.
+  // Appends `bytes` and returns how many were written. Less than all of them: the rest was refused (by a full disk, for
+  // example), and nothing more is written, so that the content remains a correct prefix.
   qint64 append(QByteArrayView bytes);
-  // Closes the file and, unless something was refused, at the end of all this included, lets it be read.
+  // Closes the file and makes it readable, unless a write or the final `settle` failed.
   void finish();
 
  private:
@@ -47,16 +46,16 @@ struct CreatedDownload {
   QByteArray name;  // The last component of `path`.
 };
 
-// Creates the file `name`, which must not be there, in the folder behind a descriptor; the descriptor of the file, or
-// -1 with the reason in errno.
+// Creates the file `name`, which must not exist, in the folder of a descriptor. Returns the file's descriptor, or -1
+// with the reason in errno.
 using FileMaker = std::function<int(int folder, const QByteArray& name)>;
 int makeNewFile(int folder, const QByteArray& name);
 
-// Creates an empty file in `folder`, under safeFileName(wanted) or, where that is taken (by a file, a folder, a link,
-// anything), the first of the following names that is free. The 999th is used even if it is taken: what lies there is
-// replaced. Never follows a link inside the folder. A file system that takes no such name (a stick from another system,
-// an encrypted home directory) is offered its plainFileName() and what follows from that. The other alternative is the
-// system's text of the error.
+// Creates an empty file in `folder`, under safeFileName(wanted) or, if that exists (as a file, folder, link or anything
+// else), under the first of the following names that is free. The 999th is used even if it exists: the entry is
+// replaced. Never follows a link inside the folder. On a file system that refuses such a name (a USB stick from another
+// system, an encrypted home directory), plainFileName() and the names that follow from it are tried. On failure returns
+// the system's error text.
 [[nodiscard]] std::variant<CreatedDownload, QString> createDownload(const QString& folder, const QString& wanted,
                                                                     const FileMaker& make = makeNewFile);
 

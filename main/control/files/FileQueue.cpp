@@ -7,7 +7,7 @@
 namespace vantora {
 
 FileQueue::FileQueue(qint64 limit) : limit_(limit), thread_([this] { run(); }) {
-  // The label is "vantora.filetransfer"; the system shows fifteen characters of a thread's name.
+  // The full name is "vantora.filetransfer"; the system limits a thread's name to fifteen characters.
   pthread_setname_np(thread_.native_handle(), "vantora.filetra");
 }
 
@@ -51,7 +51,7 @@ void FileQueue::run() {
     waiting_.pop_front();
     lock.unlock();
     entry.task();
-    entry.task = nullptr;  // What it holds is freed before it stops counting.
+    entry.task = nullptr;  // Free what the task holds before its bytes stop counting.
     lock.lock();
     waitingBytes_ -= entry.bytes;
   }

@@ -7,7 +7,7 @@ namespace {
 
 using namespace Qt::Literals::StringLiterals;
 
-// What a queued message costs beside its texts.
+// Bytes of a queued message besides its texts.
 constexpr qint64 kOverhead = 512;
 
 qint64 bytesOf(const QString& text) { return text.size() * static_cast<qint64>(sizeof(QChar)); }

@@ -10,11 +10,11 @@
 
 namespace vantora {
 
-// Knows whether files are welcome, and hands everything else to the file queue in the order it came. Thread: main.
+// Knows whether files are allowed, and passes everything else to the file queue in the order of arrival. Thread: main.
 // Owner: Host, across connections.
 class FileReceiver {
  public:
-  // Bytes of file pieces that may wait for the disk. Beyond them every open transfer ends.
+  // Maximum bytes of file pieces that wait for the disk. When exceeded, every open transfer ends.
   static constexpr qint64 kMaxWaitingBytes = 64LL * 1024 * 1024;
 
   // `sender` must outlive this object. `downloadFolder`: see IncomingFiles; called on the queue's thread.
@@ -22,11 +22,11 @@ class FileReceiver {
                qint64 maxWaitingBytes = kMaxWaitingBytes);
 
   bool isFileReceiveAllowed() const { return allowIncomingFiles_; }
-  // The local user's consent. Open transfers stay, but nothing of them that needs the right is taken any more.
+  // The local user's consent. Open transfers remain, but their messages that need the right are ignored without it.
   void setFileReceiveAllowed(bool allow);
 
-  // "file_start", "file_chunk" and "file_end" after the right was checked, "file_start" without it, and binary pieces,
-  // which need no right.
+  // Handlers: "file_start", "file_chunk" and "file_end" after the right was checked, "file_start" without the right,
+  // and binary pieces, which need no right.
   Handled fileStart(const ControlRequest& request);
   Handled fileChunk(const ControlRequest& request);
   Handled fileEnd(const ControlRequest& request);
@@ -40,7 +40,7 @@ class FileReceiver {
   ThreadAffinity affinity_;
   ControlSender& sender_;
   bool allowIncomingFiles_ = true;
-  // Room ran out and no transfer was started since: there is none left that anything could belong to.
+  // The queue was full and no transfer was started since: no transfer is open to which a piece could belong.
   bool abandoned_ = false;
   Lifetime life_;                // For replies that come from the queue.
   IncomingFiles incomingFiles_;  // Used on the queue's thread only.

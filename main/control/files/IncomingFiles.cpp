@@ -34,7 +34,7 @@ void IncomingFiles::start(const ReplyAddress& sender, const QString& id, const Q
 
 void IncomingFiles::makeRoom(quint64 connection) {
   if (incomingFiles_.size() < kMaxOpen) return;
-  // Nobody may ever end what a connection that is gone began.
+  // A transfer of a closed connection may never be ended by a viewer.
   const auto oldest = std::ranges::min_element(incomingFiles_, {}, [connection](const auto& entry) {
     return std::tuple(entry.second.usedOn == connection, entry.second.serial);
   });
@@ -53,7 +53,7 @@ void IncomingFiles::appendBase64(quint64 connection, const QString& id, const QS
 
 void IncomingFiles::appendBinary(quint64 connection, const QByteArray& piece) {
   if (incomingFiles_.empty()) return;
-  // Of equal ones the first in the map counts.
+  // Among equal ones, the first in the map is taken.
   IncomingFile& file =
       std::ranges::max_element(incomingFiles_, {}, [](const auto& entry) { return entry.second.startedOn; })->second;
   file.usedOn = connection;
@@ -85,7 +85,7 @@ JsonObject fileRejected(const QString& id, const QString& name, QLatin1StringVie
 
 std::optional<QByteArray> decodeStrictBase64(const QString& data) {
   if (data.size() % 4 != 0) return std::nullopt;
-  // What is not Latin-1 becomes '?', which is no Base64 either.
+  // Characters outside Latin-1 become '?', which is not Base64 either.
   auto decoded = QByteArray::fromBase64Encoding(data.toLatin1(), QByteArray::AbortOnBase64DecodingErrors);
   if (!decoded) return std::nullopt;
   return std::move(decoded.decoded);

@@ -10,7 +10,7 @@ using namespace Qt::Literals::StringLiterals;
 
 struct Parts {
   QByteArray stem;
-  QByteArray extension;  // With its dot; empty when there is none.
+  QByteArray extension;  // With its dot; empty for a name without extension.
 };
 
 Parts split(const QByteArray& name) {
@@ -19,7 +19,7 @@ Parts split(const QByteArray& name) {
   return {name.first(dot), name.sliced(dot)};
 }
 
-// The longest beginning of `utf8` that has at most `limit` bytes and ends between two characters as a person sees them.
+// The longest prefix of `utf8` that has at most `limit` bytes and ends between two graphemes.
 QByteArray cut(const QByteArray& utf8, qsizetype limit) {
   if (utf8.size() <= limit) return utf8;
   const QString text = QString::fromUtf8(utf8);
@@ -30,7 +30,7 @@ QByteArray cut(const QByteArray& utf8, qsizetype limit) {
     if (longer.size() > limit) break;
     kept = std::move(longer);
   }
-  // A single character of that many parts is taken apart after all, between its code points.
+  // A single grapheme that is too long is cut between its code points.
   if (!kept.isEmpty()) return kept;
   qsizetype end = std::max<qsizetype>(limit, 0);
   while (end > 0 && (static_cast<unsigned char>(utf8[end]) & 0xC0U) == 0x80U) --end;
@@ -48,13 +48,13 @@ QByteArray fit(const QByteArray& stem, const QByteArray& suffix, const QByteArra
   return cut(stem + extension, limit - suffix.size()) + suffix;
 }
 
-// Characters without a shape of their own that turn round what follows, so that "gpj.exe" could read "exe.jpg".
+// Invisible characters that reverse the display order, so that "gpj.exe" could read "exe.jpg".
 bool changesOrder(char32_t c) {
   return c == 0x061C || c == 0x200E || c == 0x200F || (c >= 0x202A && c <= 0x202E) || (c >= 0x2066 && c <= 0x2069);
 }
 
 bool forbidden(char32_t c) {
-  // Halves of characters have become the replacement character by now.
+  // Unpaired surrogates have become the replacement character by now.
   if (c == U'/' || c == U'\\' || c == QChar::ReplacementCharacter || changesOrder(c)) return true;
   switch (QChar::category(c)) {
     case QChar::Other_Control:
@@ -69,14 +69,14 @@ bool forbidden(char32_t c) {
 }  // namespace
 
 QByteArray safeFileName(const QString& name) {
-  // Nothing behind the first few thousand characters can stay; the rest need not be looked at, except for the
-  // extension.
-  constexpr qsizetype kLooked = 4096;
-  const QString looked = name.size() <= kLooked ? name : name.first(kLooked / 2) + name.last(kLooked / 2);
+  // Only the beginning of a long name can be kept, and its extension: nothing else is examined.
+  constexpr qsizetype kMaxExamined = 4096;
+  const QString examined =
+      name.size() <= kMaxExamined ? name : name.first(kMaxExamined / 2) + name.last(kMaxExamined / 2);
   QString safe;
-  safe.reserve(looked.size());
+  safe.reserve(examined.size());
   bool visible = false;
-  for (const char32_t c : looked.toUcs4()) {
+  for (const char32_t c : examined.toUcs4()) {
     if (forbidden(c)) {
       safe.append(u'_');
       visible = true;

@@ -117,7 +117,7 @@ std::optional<std::uint16_t> InputInjector::keyCode(const QString& name) {
 void InputInjector::key(const QString& code, bool down, const QMap<QString, bool>& mods) {
   affinity_.check("InputInjector::key");
   const KeyCode* const known = findKey(code);
-  // A position that this desktop does not have is skipped like an unknown name.
+  // A key position that this desktop does not have is skipped like an unknown name.
   if (known) std::ignore = input_.key(known->evdev, down, modifiersFrom(mods));
 }
 
@@ -126,8 +126,8 @@ void InputInjector::releaseAll() {
   input_.releaseAll();
 }
 
-// The target's frame as it is now, since a resolution may change under a running session; as it
-// was last known when the display has gone.
+// The target's current frame, since the resolution may change during a session; the last known one when the display is
+// gone.
 InputInjector::Target InputInjector::currentTarget(const std::vector<Display>& displays) const {
   const auto now = std::ranges::find_if(
       displays, [this](const Display& display) { return target_->id != 0 && display.id == target_->id; });

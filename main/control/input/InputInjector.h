@@ -16,9 +16,9 @@
 
 namespace vantora {
 
-// Maps positions that are normalised to the shared picture onto one target display and posts the
-// events at once, in the order of the calls. Rights are tested by the caller. Any numbers are
-// safe. Main thread; owned by the session, outlived by `displays` and `input`.
+// Maps positions normalised to the shared image onto one target display and posts the events at once, in the order of
+// the calls. Rights are checked by the caller. Any numbers are safe. Main thread; owned by the session; `displays` and
+// `input` must outlive it.
 class InputInjector {
  public:
   InputInjector(Displays& displays, DesktopInput& input);
@@ -31,12 +31,11 @@ class InputInjector {
   // Targets the display with this index; the first one when there is no such index.
   void setTargetScreen(std::int64_t index);
 
-  // Asks whether the process may post input events; says in the log when it may not, and why if that is known. `answer`
-  // comes once: within this call where nobody has to be asked, else whenever the person at the desktop has answered.
+  // Asks whether the process may post input events; logs a refusal, with the reason if known. `answer` is called once:
+  // within this call when no prompt is needed, else when the local user has answered the prompt.
   void ensureAccessibility(std::function<void(bool permitted)> answer);
 
-  // Global display coordinates of a normalised position; see mapToFrame for its range. For who wants
-  // to know the place without going there.
+  // Global display coordinates of a normalised position; see mapToFrame for its range. Does not move the pointer.
   QPointF toPoint(double nx, double ny);
 
   // Pointer messages; `button` is the viewer's number: 0 left, 1 middle, 2 right, other left.
@@ -49,17 +48,17 @@ class InputInjector {
   // Scrolls by pixels as a viewer counts them: positive is down and right.
   void wheel(double deltaX, double deltaY);
 
-  // The virtual key code of a key name, see KeyCodes.h: which names count. Desktops go by the name itself.
+  // The virtual key code of a key name, see KeyCodes.h; nullopt for an unknown name. Not used for injecting keys.
   static std::optional<std::uint16_t> keyCode(const QString& name);
-  // Presses or releases the key `code`; an unknown name does nothing. `mods`: "shift", "ctrl",
-  // "alt" and "meta" count when true, other names do not.
+  // Presses or releases the key `code`; an unknown name does nothing. `mods`: "shift", "ctrl", "alt" and "meta" count
+  // when true, other names are ignored.
   void key(const QString& code, bool down, const QMap<QString, bool>& mods);
 
-  // Lets go of everything that the viewer still holds; for the end of its control.
+  // Releases all keys and buttons that the viewer still holds, when its control ends.
   void releaseAll();
 
  private:
-  // A rectangle to map onto, and the display that it is.
+  // A rectangle to map onto, and its display.
   struct Target {
     QRectF frame = {};
     std::uint32_t displayId = 0;

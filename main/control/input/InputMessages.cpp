@@ -5,7 +5,7 @@ namespace {
 
 using namespace Qt::Literals::StringLiterals;
 
-// "ptr" goes the fast way: it is only worth anything while it is fresh.
+// "ptr" prefers the fast channel: a late position is useless.
 void sendPointerEcho(ControlSender& sender, const JsonObject& echo) {
   if (sender.isOpen(ControlChannel::control)) {
     sender.send(ControlChannel::control, echo);

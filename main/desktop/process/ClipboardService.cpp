@@ -23,15 +23,15 @@ bool ClipboardService::take(const QString& type, const JsonObject& message) {
   }
   if (type == "clipboard_get"_L1) {
     clipboard_->requestText([this, id](const ClipboardReading& reading) {
-      JsonObject answer{{u"type"_s, u"clipboard_text"_s}, {u"id"_s, id}};
+      JsonObject reply{{u"type"_s, u"clipboard_text"_s}, {u"id"_s, id}};
       const qint64 length = reading.text ? utf8Length(*reading.text) : reading.tooLong;
-      // Without either of them the text could not be read.
+      // A reply with neither field means that the text could not be read.
       if (reading.tooLong > 0 || length > Clipboard::kMaxTextBytes) {
-        answer.insert(u"too_long"_s, length);
+        reply.insert(u"too_long"_s, length);
       } else if (reading.text) {
-        answer.insert(u"text"_s, *reading.text);
+        reply.insert(u"text"_s, *reading.text);
       }
-      send_(answer);
+      send_(reply);
     });
     return true;
   }

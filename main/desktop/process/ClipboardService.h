@@ -1,4 +1,4 @@
-// The clipboard of this process, for the session in the other one.
+// Gives the session access to the clipboard of the desktop process.
 #pragma once
 
 #include <functional>
@@ -12,11 +12,11 @@ namespace vantora {
 // The counterpart of RemoteClipboard. Thread: main of the desktop process. Owner: its entry point.
 class ClipboardService {
  public:
-  // `send` must stay callable as long as `clipboard` may answer.
+  // `send` must stay callable as long as `clipboard` may call back.
   ClipboardService(std::unique_ptr<Clipboard> clipboard, std::function<void(const JsonObject&)> send);
 
-  // Carries out "clipboard_set" {id, text}, answered by "clipboard_stored" {id, count}, and "clipboard_get" {id},
-  // answered by "clipboard_text" {id, text} or {id, too_long: bytes of UTF-8} or, when it could not be read, {id}.
+  // Carries out "clipboard_set" {id, text}, replied to with "clipboard_stored" {id, count}, and "clipboard_get" {id},
+  // replied to with "clipboard_text" {id, text} or {id, too_long: bytes of UTF-8} or, when it could not be read, {id}.
   // Returns whether `type` is one of them.
   bool take(const QString& type, const JsonObject& message);
 

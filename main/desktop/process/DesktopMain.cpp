@@ -29,7 +29,8 @@ bool isSet(const char* variable) {
 
 enum class Display { usable, awaited, none };
 
-// The toolkit ends a process that cannot have the display it wants: each choice ends with a platform that needs none.
+// The toolkit ends the process if it cannot connect to its display: each list ends with a platform that needs no
+// display.
 Display chooseToolkitPlatform() {
   const bool named = isSet("DISPLAY");
   if (named && displayServerAnswers()) {
@@ -44,20 +45,20 @@ Display chooseToolkitPlatform() {
   return named ? Display::awaited : Display::none;
 }
 
-// Ignored signals would stay so in the browser that a link opens; a handler goes away when a program begins.
+// Ignored signals would stay ignored in the browser that a link opens; a handler is reset on exec.
 void ignoreForThisProcessOnly(std::initializer_list<int> signals) {
   for (const int signal : signals) std::signal(signal, [](int) {});
 }
 
-// What the process does: messages of the session to the user interface and the clipboard, and back.
+// Passes messages between the session and the user interface and clipboard of this process.
 class Desktop {
  public:
-  // Without `hasScreen` nobody sees windows; a process that has one follows.
+  // Without `hasScreen` no window is visible; a later process with a screen shows them.
   Desktop(int descriptor, bool hasScreen)
       : hasScreen_(hasScreen),
         link_(descriptor, {.message = [this](const JsonObject& message) { take(message); },
                            .lost = [] { QCoreApplication::quit(); }}),
-        face_([this](const JsonObject& message) { link_.send(message); }),
+        session_([this](const JsonObject& message) { link_.send(message); }),
         clipboard_(makeQtClipboard(), [this](const JsonObject& message) { link_.send(message); }) {
     link_.send({{u"type"_s, u"ready"_s}});
   }
@@ -68,15 +69,15 @@ class Desktop {
     if (type == "ping"_L1) {
       link_.send({{u"type"_s, u"pong"_s}});
     } else if (type == "state"_L1) {
-      // The first one comes before anything else: there is nothing to show without it.
-      if (face_.take(message) && !interface_) open();
+      // The first state comes before any other message: without it there is nothing to show.
+      if (session_.take(message) && !interface_) open();
     } else if (!clipboard_.take(type, message) && interface_) {
       show(type, message);
     }
   }
 
   void open() {
-    interface_.emplace(face_, info_);
+    interface_.emplace(session_, info_);
     interface_->statusBar().setReadHandler([this] { tellShown(); });
   }
 
@@ -126,9 +127,9 @@ class Desktop {
   const bool hasScreen_;
   const InfoDictionary info_ = InfoDictionary::load(QCoreApplication::applicationDirPath());
   DesktopLink link_;
-  SessionProxy face_;
+  SessionProxy session_;
   ClipboardService clipboard_;
-  // The number of the last line of the chat that stands in the window.
+  // The number of the last chat line in the window.
   qint64 lastLine_ = 0;
   std::optional<UserInterface> interface_;
 };
@@ -150,7 +151,7 @@ int runDesktopProcess(int descriptor, int& argumentCount, char** arguments) {
   QApplication::setQuitOnLastWindowClosed(false);
   QGuiApplication::setDesktopFileName(u"vantora-host"_s);
   QApplication application(argumentCount, arguments);
-  // Programs that are started from here choose for themselves.
+  // Programs started from here choose their own platform.
   if (!chosenByUser) qunsetenv("QT_QPA_PLATFORM");
   QTimer displayCheck;
   if (display == Display::awaited) {

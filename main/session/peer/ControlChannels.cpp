@@ -30,8 +30,8 @@ void ControlChannels::createOrRefreshDataChannels() {
 
 void ControlChannels::refresh(ControlChannel channel) {
   std::unique_ptr<DataChannel>& held = field(channel);
-  // One that closed is replaced when its report is handled, with all that came before it, and not earlier: whoever
-  // replaces it takes its report away.
+  // A closed channel is replaced only when its report is handled, after all earlier events: replacing it earlier would
+  // discard the report.
   if (held) return;
 
   DataChannelConfig config;

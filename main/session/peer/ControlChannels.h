@@ -19,7 +19,7 @@ class ControlChannels final : public ControlSender {
     std::function<void(ControlChannel)> opened;
     // The channel closed; called before it is replaced.
     std::function<void(ControlChannel)> closed;
-    // Fresh channels exist that the viewer must be offered.
+    // New channels exist that must be offered to the viewer.
     std::function<void()> renegotiate;
     std::function<void(ControlChannel, const QByteArray& data, bool binary)> message;
   };
@@ -29,10 +29,10 @@ class ControlChannels final : public ControlSender {
   ControlChannels(const ControlChannels&) = delete;
   ControlChannels& operator=(const ControlChannels&) = delete;
 
-  // Ensures that both channels exist. One that has closed and whose report is still on its way is kept until the report
-  // is handled, which replaces it and asks for another offer.
+  // Ensures that both channels exist. A closed channel whose report is still queued is kept until the report is
+  // handled, which replaces the channel and requests another offer.
   void createOrRefreshDataChannels();
-  // Before the connection goes: reports both channels as closed and replaces neither.
+  // Call before the connection is closed: reports both channels as closed and replaces neither.
   void endAll();
 
   bool exists(ControlChannel channel) const override;

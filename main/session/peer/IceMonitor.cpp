@@ -5,7 +5,7 @@
 namespace vantora {
 namespace {
 
-// A connection that is merely disconnected often comes back by itself within this time.
+// A connection that is only disconnected often recovers by itself within this time.
 constexpr std::chrono::milliseconds kDisconnectedGrace{2000};
 
 }  // namespace

@@ -23,7 +23,7 @@ class IceMonitor {
 
   // A state reported by the peer connection.
   void iceConnectionDidChange(IceState state);
-  // The connection that reported so far is gone; a pending recovery of it is dropped.
+  // The previous connection was replaced; its pending recovery is cancelled.
   void connectionReplaced();
 
   IceState iceState() const { return iceState_; }

@@ -14,10 +14,10 @@ namespace {
 
 using namespace Qt::Literals::StringLiterals;
 
-// A viewer has a handful of addresses; what exceeds this while no answer has come is an attack.
+// A viewer has few addresses; more than this before an answer is an attack.
 constexpr qsizetype kMaxPendingCandidates = 256;
 constexpr qsizetype kMaxPendingTexts = 256 * 1024;  // Characters of all of them.
-// Requests for offers that come while one is made; more of them would get what these get.
+// Queued requests for offers while one is being made; further requests would get the same offers.
 constexpr int kMaxOffersWaiting = 4;
 
 }  // namespace
@@ -56,7 +56,7 @@ void Negotiation::makeOffer() {
   }
   offering_ = true;
   PeerConnection* const peer = peer_;
-  // The connection drops completions once it is closed, so `peer` lives inside them.
+  // The connection drops completions once it is closed, so `peer` is valid inside them.
   peer->createOffer({.receiveVideo = true, .receiveAudio = false},
                     [this, peer](const QString& sdp, const std::optional<QString>& error) {
                       if (peer != peer_) return;

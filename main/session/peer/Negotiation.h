@@ -9,7 +9,7 @@
 
 namespace vantora {
 
-// What shapes the next offer; read anew for every offer.
+// What shapes the next offer; read again for every offer.
 struct OfferShape {
   std::optional<QString> preferredCodecName;
   std::optional<QString> h264Profile;
@@ -30,26 +30,25 @@ class Negotiation {
   struct Callbacks {
     std::function<void(const JsonObject&)> send;
     std::function<OfferShape()> offerShape;
-    // The answer comes from another viewer than the one in force (another DTLS fingerprint): the
-    // library would take it silently and leave the data channels dead, so the peer connection
-    // must be built anew and offered.
+    // The answer comes from another viewer than the current one (another DTLS fingerprint): the library would accept it
+    // silently and leave the data channels dead, so the peer connection must be rebuilt and offered again.
     std::function<void()> viewerReplaced;
   };
 
   explicit Negotiation(Callbacks callbacks) : callbacks_(std::move(callbacks)) {}
 
-  // The connection that everything below works on; null while there is none. It must be detached
-  // before it dies.
+  // The connection that everything below works on; null while there is none. It must be detached before it is
+  // destroyed.
   void attach(PeerConnection* peer);
 
-  // Creates, rewrites, sets and sends an offer; while one is being made, the next waits for its
-  // turn, and a few at most do. Needs an attached connection.
+  // Creates, rewrites, sets and sends an offer; while one is being made, further calls are queued, up to a small limit.
+  // Needs an attached connection.
   void makeOffer();
   // "answer": applies it or, in the wrong state, drops it and offers again.
   void handleAnswer(const JsonObject& message);
   // "ice": adds the candidate, or queues it until there is a remote description.
   void handleIce(const JsonObject& message);
-  // Forgets queued candidates.
+  // Drops queued candidates.
   void clearPendingCandidates() { pendingRemoteCandidates_.clear(); }
   qsizetype pendingCandidates() const { return pendingRemoteCandidates_.size(); }
 
@@ -67,17 +66,16 @@ class Negotiation {
   Callbacks callbacks_;
   PeerConnection* peer_ = nullptr;
   QList<IceCandidate> pendingRemoteCandidates_;
-  // Fingerprint of the answer in force; none before the first one of this connection.
+  // Fingerprint of the current answer; empty before the first one of this connection.
   std::optional<QString> remoteFingerprint_;
   // ICE user name of the answer that made the last rebuild necessary: that viewer may have answered
   // older offers of the previous connection too, and those answers must not reach the new one.
   std::optional<QString> staleIceUfrag_;
   int staleAnswersLeft_ = 0;
-  // Offers sent on this connection that no answer was taken for yet.
+  // Offers sent on this connection for which no answer was applied yet.
   int unansweredOffers_ = 0;
-  // An offer is being created or set; so many more are to follow it.
-  bool offering_ = false;
-  int offersWaiting_ = 0;
+  bool offering_ = false;  // An offer is being created or set.
+  int offersWaiting_ = 0;  // How many more are to follow it.
 };
 
 }  // namespace vantora

@@ -8,8 +8,8 @@
 
 namespace vantora {
 
-// Thread: main. Owner: Host. Member order is teardown order, read from the bottom: the sender and
-// the channels go before the connection they belong to.
+// Thread: main. Owner: Host. Members are destroyed from the bottom up: the sender and the channels before the
+// connection they belong to.
 struct PeerLink {
   std::unique_ptr<PeerConnection> connection;
   std::unique_ptr<ControlChannels> channels;

@@ -1,8 +1,7 @@
 // What the session reads from its environment when it starts.
 //
-// Purpose: pure reading of configuration into values. Thread: any, in practice main. Owner: none,
-// there is no state. A number outside its range is brought to the nearest bound where the range is
-// the library's or the machine's, and ignored where it is not a number at all.
+// Pure: reads the configuration into values. Thread: any, in practice main. A number outside its range is set to the
+// nearest bound where the range is the library's or the machine's; text that is not a number is ignored.
 #pragma once
 
 #include <QList>
@@ -16,7 +15,7 @@
 
 namespace vantora {
 
-// The highest bit rate a setting can name, in kbit/s: in bit/s it still fits the library's 32 bits.
+// The highest bit rate that a setting accepts, in kbit/s: in bit/s it still fits the library's 32 bits.
 inline constexpr int kHighestKbps = 2'000'000;
 
 struct HostSettings {
@@ -39,8 +38,8 @@ struct HostSettings {
 [[nodiscard]] HostSettings readHostSettings(const Environment& environment, const InfoDictionary& info,
                                             const RandomBelow& random);
 
-// The ICE servers of one peer connection. The texts are the user's: whether they are addresses the
-// library accepts is found out when the connection is made.
+// The ICE servers of one peer connection. The texts are the user's; whether the library accepts them as addresses is
+// known only when the connection is made.
 [[nodiscard]] QList<IceServer> readIceServers(const Environment& environment);
 
 }  // namespace vantora

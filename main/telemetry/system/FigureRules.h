@@ -1,4 +1,4 @@
-// How figures of the machine are worked out, whatever they come from.
+// Rules for figures of the machine, independent of their source.
 #pragma once
 
 #include <algorithm>
@@ -8,19 +8,19 @@
 
 namespace vantora {
 
-// A load as it is shown: 0 to 100. Pure.
+// A load clamped to 0 to 100. Pure.
 [[nodiscard]] inline double clampedPercent(double percent) { return std::clamp(percent, 0.0, 100.0); }
 
-// The name shown for a process: the application's own, else its executable's, else what the process tool or the kernel
-// calls it; of a name with a slash in it what follows the last one. Pure.
+// The name shown for a process: the application's, else the executable's, else the one from the process tool or the
+// kernel; only the part after the last slash. Pure.
 [[nodiscard]] QString shownName(const QString& command, const std::optional<RunningApplication>& application);
 
-// Network rates from counters that are looked at again and again.
+// Network rates from repeated samples of counters.
 class NetworkMeter {
  public:
-  // The rates since the sample before, in kilobits a second; none for the first sample. `now` is in seconds, of any
-  // clock that is not 0; less than a millisecond between samples counts as one. The counters may wrap around at 64
-  // bits; one that went down for another reason gives a huge rate, which is what it is known to do.
+  // The rates since the previous sample, in kilobits per second; empty for the first sample. `now` is in seconds, of
+  // any clock that is not 0; less than a millisecond between samples counts as one. The counters may wrap around at 64
+  // bits; one that decreased for another reason gives a huge rate, which is the expected behaviour.
   [[nodiscard]] std::optional<NetworkRates> sample(const NetworkTotals& totals, double now);
 
  private:

@@ -17,8 +17,8 @@ namespace {
 
 using namespace Qt::Literals::StringLiterals;
 
-// How soon a stop request is noticed.
-constexpr std::chrono::milliseconds kLookAgain{20};
+// How often a stop request is checked.
+constexpr std::chrono::milliseconds kStopPollPeriod{20};
 constexpr std::chrono::milliseconds kReapTime{200};
 
 QByteArray readAll(int fd) {
@@ -40,7 +40,7 @@ QString runShell(const QString& commandLine, const std::stop_token& stop, const 
   const FileDescriptor reading(ends[0]);
   FileDescriptor writing(ends[1]);
   for (const int end : ends) (void)fcntl(end, F_SETFD, FD_CLOEXEC);
-  // A process that stays behind with the output open must not be waited for.
+  // Do not wait for a background process that keeps the output open.
   (void)fcntl(reading.get(), F_SETFL, O_NONBLOCK);
   int error = 0;
   const auto child = ChildGroup::start({.command = {shell, u"-lc"_s, commandLine},
@@ -50,7 +50,7 @@ QString runShell(const QString& commandLine, const std::stop_token& stop, const 
                                        error);
   writing.reset();
   if (!child) return {};
-  while (!child->waitForEnd(kLookAgain)) {
+  while (!child->waitForEnd(kStopPollPeriod)) {
     if (!stop.stop_requested()) continue;
     child->signal(SIGKILL);
     break;

@@ -1,4 +1,4 @@
-// What the viewer is told about the load of the machine, as values.
+// The load of the machine for the viewer, as values.
 #pragma once
 
 #include <QString>
@@ -53,7 +53,7 @@ struct ProcessFigures {
   bool operator==(const ProcessFigures&) const = default;
 };
 
-// Each figure is none where it could not be had. Plain values, any thread.
+// A figure that is not available is empty. Plain values, any thread.
 struct SystemFigures {
   std::optional<double> cpuPct;  // of all processors, 0 to 100
   std::optional<MemoryFigures> memory;
@@ -62,8 +62,8 @@ struct SystemFigures {
   std::vector<ProcessFigures> top;  // busiest first
 };
 
-// The "sys" object of "host_stats": what is none or empty is left out. Always valid JSON: numbers that are not finite
-// are left out, counts beyond 63 bits stand as the greatest such number. Pure.
+// The "sys" object of "host_stats": empty values are left out. Always valid JSON: numbers that are not finite are left
+// out, counts beyond 63 bits become the maximum of 63 bits. Pure.
 [[nodiscard]] JsonObject toJson(const SystemFigures& figures);
 
 }  // namespace vantora

@@ -23,7 +23,7 @@ std::optional<JsonObject> SystemStats::getSystemStats() {
 
 void SystemStats::prepare() {
   if (!collect_ || !isOlder(nextAt_, kLifetime) || !isOlder(lastSysAt_, kLifetime)) return;
-  // What was prepared long ago and never asked for makes room.
+  // Figures that were prepared long ago and never requested are replaced.
   nextAt_.reset();
   startCollecting();
 }

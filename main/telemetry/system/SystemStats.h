@@ -1,4 +1,4 @@
-// The machine's figures as the statistics messages need them: at once, and never older than a moment.
+// The machine's figures for the statistics messages: available at once and always recent.
 #pragma once
 
 #include <memory>
@@ -9,27 +9,27 @@
 
 namespace vantora {
 
-// Keeps what was collected last. Collecting happens away from the main thread, and only while somebody asks: a
-// collection is started shortly before the figures are a second old, so that new ones are there when they are wanted.
-// Thread: main. Owner: Host, for the life of the session.
+// Keeps the figures collected last. They are collected off the main thread, and only while they are requested: a
+// collection starts shortly before the figures are a second old, so that new ones are ready in time. Thread: main.
+// Owner: Host, for the life of the session.
 class SystemStats {
  public:
-  // How long figures are served before there are new ones.
+  // How long figures are served before new ones replace them.
   static constexpr std::chrono::milliseconds kLifetime{1000};
-  // How long before that their successors are collected: a little more than the time between two messages.
+  // How long before that the next ones are collected: a little more than the time between two messages.
   static constexpr std::chrono::milliseconds kAhead{300};
-  // Figures this old are not served any more, whatever the reason that there are no others.
+  // Figures this old are no longer served, even if there are no newer ones.
   static constexpr std::chrono::milliseconds kTooOld{3000};
 
-  // `collect` gives the "sys" object.
+  // `collect` returns the "sys" object.
   SystemStats(const Scheduler& scheduler, TaskStarter collect) : scheduler_(scheduler), collect_(std::move(collect)) {}
 
-  // The "sys" object: the same one for a second, then the next. Empty while nothing is known; none when this machine
-  // has no figures at all.
+  // The "sys" object: the same one for a second, then the next. An empty object while nothing is known; nullopt when
+  // this machine has no figures at all.
   [[nodiscard]] std::optional<JsonObject> getSystemStats();
-  // Somebody is about to ask: figures are collected, so that the first answer has some.
+  // Collects figures in advance, so that the first request gets some.
   void prepare();
-  // Nobody asks any more: a collection under way is given up.
+  // No requests follow for now: cancels a running collection.
   void pause();
 
  private:
@@ -40,8 +40,8 @@ class SystemStats {
   const Scheduler& scheduler_;
   const TaskStarter collect_;
   JsonObject lastSysStats_;
-  std::optional<Time> lastSysAt_;  // since when they are served
-  // Collected, and not served yet.
+  std::optional<Time> lastSysAt_;  // when serving them began
+  // Collected, but not served yet.
   JsonObject next_;
   std::optional<Time> nextAt_;
   std::unique_ptr<BackgroundTask> job_;

@@ -12,7 +12,7 @@ namespace {
 using namespace Qt::Literals::StringLiterals;
 
 constexpr quint64 kUsualPageBytes = 4096;
-constexpr quint64 kMost = std::numeric_limits<quint64>::max();
+constexpr quint64 kMaximum = std::numeric_limits<quint64>::max();
 
 QStringList words(const QString& text) { return text.simplified().split(u' ', Qt::SkipEmptyParts); }
 
@@ -22,7 +22,7 @@ std::optional<double> toNumber(const QString& text) {
   return ok && std::isfinite(value) ? std::optional(value) : std::nullopt;
 }
 
-// Decimal digits and nothing else.
+// Accepts decimal digits only.
 std::optional<quint64> toUnsigned(const QString& text) {
   for (const QChar c : text) {
     if (c < u'0' || c > u'9') return std::nullopt;
@@ -34,7 +34,7 @@ std::optional<quint64> toUnsigned(const QString& text) {
 
 std::optional<quint64> fromKiB(const QString& text) {
   const auto kib = toUnsigned(text);
-  return kib && *kib <= kMost / 1024 ? std::optional(*kib * 1024) : std::nullopt;
+  return kib && *kib <= kMaximum / 1024 ? std::optional(*kib * 1024) : std::nullopt;
 }
 
 quint64 pageBytes(const QString& text) {
@@ -72,9 +72,9 @@ MemoryFigures parseMem(const QString& text, quint64 totalBytes) {
   const quint64 page = pageBytes(text);
   const quint64 free = pages(text, "Pages free"_L1);
   const quint64 speculative = pages(text, "Pages speculative"_L1);
-  // Compared by division: the product of absurd numbers would wrap around.
-  const quint64 mostPages = page > 0 ? totalBytes / page : kMost;
-  const bool tooMany = free > mostPages || speculative > mostPages - free;
+  // Compared by division: the product of huge numbers would overflow.
+  const quint64 maxPages = page > 0 ? totalBytes / page : kMaximum;
+  const bool tooMany = free > maxPages || speculative > maxPages - free;
   return {totalBytes, tooMany ? 0 : totalBytes - (free + speculative) * page};
 }
 

@@ -10,9 +10,9 @@ namespace {
 
 using namespace Qt::Literals::StringLiterals;
 
-// The field leaves that much free on either side of its text.
+// Free space on either side of the field's text.
 constexpr int kBesideText = 2;
-// After its text it keeps that much for the cursor.
+// Space after the text for the cursor.
 constexpr int kCursor = 1;
 
 QTextOption directionOf(const QString& text) {
@@ -28,7 +28,7 @@ ChatInput::ChatInput(QWidget* parent) : QLineEdit(parent) {
   setPlaceholderText(u"Type a message…"_s);
   setAttribute(Qt::WA_MacShowFocusRect, false);
   setCompleter(nullptr);
-  // What is typed is sent exactly.
+  // Typed text is sent exactly as it is.
   setInputMethodHints(Qt::ImhNoAutoUppercase | Qt::ImhNoPredictiveText);
 }
 
@@ -56,7 +56,7 @@ void ChatInput::paintEvent(QPaintEvent* event) {
   QPainter painter(this);
   style()->drawPrimitive(QStyle::PE_PanelLineEdit, &option, &painter, this);
   painter.setPen(palette().color(QPalette::Text));
-  // As the field draws a text that fits: the text decides from where it reads, whatever the desktop does.
+  // As the field draws a text that fits: the text determines its direction, not the desktop.
   QTextLayout layout(shown, font());
   layout.setTextOption(directionOf(shown));
   layout.beginLayout();

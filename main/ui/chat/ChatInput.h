@@ -1,18 +1,18 @@
-// The line in which the local user writes.
+// The input line of the local user.
 #pragma once
 
 #include <QLineEdit>
 
 namespace vantora {
 
-// One line of text without any help: no completion, no correction, no ring around it. While somebody types, the text
-// moves with the cursor; without the focus it shows from its start and ends in an ellipsis where it does not fit.
-// Thread: main (of the interface). Owner: HostChatWindow.
+// One line of plain text: no completion, no correction, no focus ring. With the focus, the text scrolls with the
+// cursor; without it, the text is shown from its start and ends in an ellipsis if it does not fit. Thread: main (of the
+// interface). Owner: HostChatWindow.
 class ChatInput final : public QLineEdit {
  public:
   explicit ChatInput(QWidget* parent = nullptr);
 
-  // What stands in the field as long as it has no focus.
+  // The text shown while the field has no focus.
   QString elidedText() const;
 
  protected:

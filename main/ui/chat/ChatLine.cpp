@@ -14,8 +14,8 @@ using namespace Qt::Literals::StringLiterals;
 constexpr qsizetype kMaxTranscriptChars = 200000;
 constexpr qsizetype kTargetTranscriptChars = 150000;
 
-// Where a link starts, and everything up to the next blank or quoting mark. No part of the pattern can match in two
-// ways, so its cost grows with the text only.
+// The start of a link, and everything up to the next blank or quotation mark. No part of the pattern can match in two
+// ways, so its cost is linear in the text.
 const QRegularExpression& linkStart() {
   static const QRegularExpression pattern(
       uR"((?<![\p{L}\p{N}_])(?:https?://|www\.)[^\s<>"“”«»\x{0}-\x{1f}]+)"_s,
@@ -23,7 +23,7 @@ const QRegularExpression& linkStart() {
   return pattern;
 }
 
-// Without the punctuation of the sentence around it: a closing bracket belongs to the link when its opening one does.
+// Removes the punctuation of the surrounding sentence: a closing bracket belongs to the link if the opening one does.
 QStringView withoutSentenceEnd(QStringView link) {
   constexpr QStringView kSentenceEnd = u".,;:!?'*_~…。、，！？";
   while (!link.isEmpty()) {
@@ -37,7 +37,7 @@ QStringView withoutSentenceEnd(QStringView link) {
   return link;
 }
 
-// Addresses longer than this are no use to a browser.
+// Browsers do not accept longer addresses.
 constexpr qsizetype kLongestLink = 2000;
 
 QString addressOf(QStringView link) {
@@ -78,7 +78,7 @@ QList<ChatPiece> linkified(const QString& text) {
 }
 
 QList<ChatPiece> chatLine(const QString& from, const QString& text, qint64 ts, const QLocale& locale) {
-  // A name stays on its line: it cannot be made to look like a message of somebody else.
+  // A name must not contain line breaks, which could imitate a message of another sender.
   const QString name = from.toLower() == "host"_L1 ? u"YOU"_s : oneLine(from.toUpper());
   QList<ChatPiece> line{{ChatRole::name, name + u": "_s, {}}};
   line.append(linkified(text));

@@ -8,7 +8,7 @@
 
 namespace vantora {
 
-// What a piece of a line is, which decides how it looks.
+// The kind of a piece, which determines its format.
 enum class ChatRole { name, text, link, time };
 
 struct ChatPiece {
@@ -21,7 +21,7 @@ struct ChatPiece {
 };
 
 // `text` cut into plain text and web links, in order and complete. A link is text that starts with "http://",
-// "https://" or "www."; punctuation that ends a sentence stays outside. Nothing else of the text means anything. Pure;
+// "https://" or "www."; punctuation that ends a sentence stays outside. The rest of the text is not interpreted. Pure;
 // linear in the length of the text.
 QList<ChatPiece> linkified(const QString& text);
 
@@ -29,11 +29,11 @@ QList<ChatPiece> linkified(const QString& text);
 // `locale`. The sender "host", however written, is "YOU"; every other one is shown in capitals. Pure.
 QList<ChatPiece> chatLine(const QString& from, const QString& text, qint64 ts, const QLocale& locale);
 
-// How many UTF-16 units to delete from the start of a transcript of `length`: none up to 200000, else all but the last
+// How many UTF-16 units to delete from the start of a transcript of `length`: 0 up to 200000, else all but the last
 // 150000. Pure.
 qsizetype transcriptExcess(qsizetype length);
 
-// The last `units` UTF-16 units of `pieces`; all of them when there are not more. Pure.
+// The last `units` UTF-16 units of `pieces`, or all of them if there are fewer. Pure.
 QList<ChatPiece> lastUnits(QList<ChatPiece> pieces, qsizetype units);
 
 // UTF-16 units of all pieces together. Pure.

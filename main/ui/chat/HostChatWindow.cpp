@@ -27,7 +27,7 @@ bool isWebAddress(const QUrl& url) {
 
 }  // namespace
 
-HostChatWindow::HostChatWindow(SessionControl& face, OpenUrl openUrl) : face_(face) {
+HostChatWindow::HostChatWindow(SessionControl& session, OpenUrl openUrl) : session_(session) {
   if (!openUrl) openUrl = [](const QUrl& url) { QDesktopServices::openUrl(url); };
   setWindowTitle(u"Vantora Chat"_s);
   setWindowFlags(Qt::Window | Qt::WindowTitleHint | Qt::WindowSystemMenuHint | Qt::WindowCloseButtonHint |
@@ -68,7 +68,7 @@ HostChatWindow::HostChatWindow(SessionControl& face, OpenUrl openUrl) : face_(fa
 
   connect(input_, &QLineEdit::returnPressed, this, [this] { sendTapped(); });
   connect(send_, &QPushButton::clicked, this, [this] { sendTapped(); });
-  // A person types here: what comes first is the field, then the button, then the conversation.
+  // The window is for typing: first the field, then the button, then the conversation.
   setTabOrder(input_, send_);
   setTabOrder(send_, transcript_);
   input_->setFocus();
@@ -82,7 +82,7 @@ void HostChatWindow::append(const QString& from, const QString& text, qint64 ts)
 void HostChatWindow::sendTapped() {
   const QString text = input_->text().trimmed();
   if (text.isEmpty()) return;
-  face_.sendChat(text);
+  session_.sendChat(text);
   input_->clear();
 }
 

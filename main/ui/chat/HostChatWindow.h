@@ -1,4 +1,4 @@
-// The chat window: the conversation, and a line to say something.
+// The chat window: the conversation and an input line.
 #pragma once
 
 #include <QPushButton>
@@ -12,23 +12,23 @@
 
 namespace vantora {
 
-// Made hidden; closing only hides it, and the transcript stays. What the local user says shows when the server's echo
-// arrives. Thread: main (of the interface). Owner: HostStatusBar.
+// Created hidden; closing only hides it and keeps the transcript. A message of the local user is shown when the
+// server's echo arrives. Thread: main (of the interface). Owner: HostStatusBar.
 class HostChatWindow final : public QWidget {
  public:
   // Opens an http or https address in the user's browser.
   using OpenUrl = std::function<void(const QUrl&)>;
 
-  // `face` must outlive the window.
-  explicit HostChatWindow(SessionControl& face, OpenUrl openUrl = {});
+  // `session` must outlive the window.
+  explicit HostChatWindow(SessionControl& session, OpenUrl openUrl = {});
 
   // Adds one message; `ts` is in milliseconds since 1970.
   void append(const QString& from, const QString& text, qint64 ts);
-  // Says what stands in the input and clears it; nothing when it is blank.
+  // Sends the text of the input and clears it; does nothing if it is blank.
   void sendTapped();
   // Shows the window in front of others, the input ready for typing.
   void present();
-  // Called whenever the window came on screen, however that happened.
+  // Called whenever the window was shown, for any reason.
   void setShownHandler(std::function<void()> handler) { shownHandler_ = std::move(handler); }
 
   Transcript& transcript() { return *transcript_; }
@@ -40,7 +40,7 @@ class HostChatWindow final : public QWidget {
   void keyPressEvent(QKeyEvent* event) override;
 
  private:
-  SessionControl& face_;
+  SessionControl& session_;
   std::function<void()> shownHandler_;
   Transcript* transcript_;
   ChatInput* input_;

@@ -17,14 +17,14 @@ using namespace Qt::Literals::StringLiterals;
 constexpr int kRoleProperty = QTextFormat::UserProperty + 1;
 constexpr int kTextPixels = 13;
 constexpr int kTimePixels = 11;
-// Space between text and edge: across it is 6 for the text and 2 for its lines.
+// Space between text and edge: horizontally 6 for the text and 2 for its lines.
 constexpr int kInsetAcross = 8;
 constexpr int kInsetDown = 6;
 constexpr int kBetweenLines = 3;
-// Lines reach the screen at most this often.
+// Minimum interval between two updates of the screen.
 constexpr int kFrameMs = 16;
-// UTF-16 units that may wait for it.
-constexpr qsizetype kMostWaiting = 400000;
+// UTF-16 units that may wait for the next update.
+constexpr qsizetype kMaxWaitingUnits = 400000;
 
 }  // namespace
 
@@ -64,7 +64,7 @@ void Transcript::appendLine(QList<ChatPiece> line) {
   length_ += added;
   length_ -= transcriptExcess(length_);
   waiting_.append(std::move(line));
-  if (waitingLength_ > kMostWaiting) return flush();
+  if (waitingLength_ > kMaxWaitingUnits) return flush();
   if (flushTimer_.isActive()) return;
   const qint64 rest = sinceFlush_.isValid() ? kFrameMs - sinceFlush_.elapsed() : 0;
   flushTimer_.start(static_cast<int>(std::clamp<qint64>(rest, 0, kFrameMs)));
@@ -73,7 +73,7 @@ void Transcript::appendLine(QList<ChatPiece> line) {
 void Transcript::flush() {
   flushTimer_.stop();
   if (waiting_.isEmpty()) return;
-  // The end of all there is remains; what would be cut away again at once need not be laid out.
+  // Only the end of the whole text is kept; lines that would be deleted again at once need no layout.
   qsizetype room = length_;
   qsizetype first = waiting_.size();
   while (first > 0 && room > 0) room -= lengthOf(waiting_.at(--first));
@@ -131,7 +131,7 @@ void Transcript::recolour() {
   QTextCursor edit(document());
   edit.beginEditBlock();
   for (QTextBlock block = document()->begin(); block.isValid(); block = block.next()) {
-    // Fragments shift while they are edited: what is to change is noted first.
+    // Editing moves fragments: the ranges are collected first.
     QList<std::pair<int, int>> ranges[2];
     for (auto it = block.begin(); !it.atEnd(); ++it) {
       const QTextFragment fragment = it.fragment();
@@ -178,7 +178,7 @@ void Transcript::showEvent(QShowEvent* event) {
 QVariant Transcript::loadResource(int, const QUrl&) { return {}; }
 
 void Transcript::scrollToEndSoon() {
-  // Once for all lines that came together: finding the end needs the whole layout.
+  // Once for all lines that arrived together: finding the end needs the whole layout.
   if (scrollPending_) return;
   scrollPending_ = true;
   QTimer::singleShot(0, this, [this] {

@@ -1,4 +1,4 @@
-// The conversation as it stands in the chat window.
+// The conversation as shown in the chat window.
 #pragma once
 
 #include <QElapsedTimer>
@@ -10,42 +10,42 @@
 
 namespace vantora {
 
-// Read-only text that can be selected and copied; a press on a link hands its address to `openLink`. The text is built
-// from pieces, so nothing a sender writes is ever taken for markup. Thread: main. Owner: HostChatWindow.
+// Read-only text that can be selected and copied; a click on a link passes its address to `openLink`. The text is built
+// from pieces, so no text of a sender is interpreted as markup. Thread: main. Owner: HostChatWindow.
 class Transcript final : public QTextBrowser {
  public:
   using OpenLink = std::function<void(const QUrl&)>;
 
   explicit Transcript(OpenLink openLink, QWidget* parent = nullptr);
 
-  // Adds one line at the end, cuts the transcript to its cap in one deletion and scrolls to the end. Lines that come in
-  // quick succession are put on the screen together, a frame later; the text is the same as one by one.
+  // Adds one line at the end, cuts the transcript to its cap in one deletion and scrolls to the end. Lines that arrive
+  // in quick succession are displayed together, one frame later; the resulting text is the same.
   void appendLine(QList<ChatPiece> line);
-  // Puts lines that wait on the screen now.
+  // Displays waiting lines now.
   void flush();
-  // UTF-16 units of the whole text.
+  // UTF-16 units of the whole text, waiting lines included.
   qsizetype length() const { return length_; }
-  // The whole text, its newlines as such.
+  // The whole text, including newlines.
   QString text();
 
  protected:
   void changeEvent(QEvent* event) override;
   void resizeEvent(QResizeEvent* event) override;
   void showEvent(QShowEvent* event) override;
-  // Nothing is ever fetched for the text.
+  // No resource is ever loaded for the text.
   QVariant loadResource(int type, const QUrl& name) override;
 
  private:
   QTextCharFormat formatOf(const ChatPiece& piece) const;
   qsizetype shownLength() const;
   void insert(QTextCursor& edit, const QList<ChatPiece>& line);
-  // Colours of the palette stand in the text; they follow when it changes.
+  // Updates the palette's colours, which are stored in the text.
   void recolour();
   void scrollToEndSoon();
   void updateFonts();
 
   qreal scale_ = 1;
-  // Of the text with the lines that wait.
+  // Of the text including waiting lines.
   qsizetype length_ = 0;
   QList<QList<ChatPiece>> waiting_;
   qsizetype waitingLength_ = 0;

@@ -14,8 +14,8 @@ using namespace Qt::Literals::StringLiterals;
 constexpr auto kPause = 1s;
 constexpr std::chrono::milliseconds kMaxTimeout = 60s;
 
-// The message of an error that only says that nothing came.
-bool isSilence(const QDBusMessage& reply) {
+// Whether `reply` is an error that only reports a missing reply.
+bool isTimeout(const QDBusMessage& reply) {
   if (reply.type() != QDBusMessage::ErrorMessage) return false;
   const QDBusError::ErrorType error = QDBusError(reply).type();
   return error == QDBusError::NoReply || error == QDBusError::Timeout || error == QDBusError::TimedOut;
@@ -34,14 +34,14 @@ void callDBus(const QDBusConnection& bus, const QDBusMessage& call, QObject* con
 }
 
 void askDBus(const QDBusConnection& bus, const QDBusMessage& call, QObject* context,
-             std::function<void(const QDBusMessage& answer)> done, std::chrono::milliseconds timeout) {
-  const auto heard = [bus, call, context, timeout, done = std::move(done)](const QDBusMessage& reply) {
-    if (!isSilence(reply)) return done(reply);
+             std::function<void(const QDBusMessage& reply)> done, std::chrono::milliseconds timeout) {
+  const auto received = [bus, call, context, timeout, done = std::move(done)](const QDBusMessage& reply) {
+    if (!isTimeout(reply)) return done(reply);
     QTimer::singleShot(kPause, context, [bus, call, context, timeout, done] {
       askDBus(bus, call, context, done, std::min(2 * timeout, kMaxTimeout));
     });
   };
-  callDBus(bus, call, context, heard, static_cast<int>(timeout.count()));
+  callDBus(bus, call, context, received, static_cast<int>(timeout.count()));
 }
 
 QDBusMessage dbusDaemonCall(const QString& method, const QVariantList& arguments) {

@@ -1,4 +1,4 @@
-// An object of ours on the bus.
+// A D-Bus object of this program.
 #pragma once
 
 #include <QDBusConnection>
@@ -8,10 +8,10 @@
 
 namespace vantora {
 
-// One interface at one path: its methods and properties are answered by two functions. Thread: the one that made it.
+// One interface at one path; two functions supply its methods and properties. Thread: that of its creation.
 class DBusObject : public QDBusVirtualObject {
  public:
-  // `description` is the inside of the interface's <interface> element for those who ask what there is.
+  // `description` is the content of the <interface> element for introspection.
   DBusObject(const QDBusConnection& bus, const QString& path, const QString& interface, const QString& description);
   ~DBusObject() override;
 
@@ -19,7 +19,7 @@ class DBusObject : public QDBusVirtualObject {
   bool handleMessage(const QDBusMessage& message, const QDBusConnection& bus) override;
 
  protected:
-  // Reply arguments; none for a method or arguments that do not exist.
+  // Reply arguments; empty for an unknown method or wrong arguments.
   virtual std::optional<QVariantList> call(const QString& method, const QVariantList& arguments) = 0;
   virtual QVariantMap properties() const = 0;
   void emitSignal(const QString& name, const QVariantList& arguments = {}) const;

@@ -10,9 +10,9 @@ DBusPresence::DBusPresence(const QDBusConnection& bus, const QString& name, cons
     : watcher_(name, bus, QDBusServiceWatcher::WatchForOwnerChange) {
   QObject::connect(&watcher_, &QDBusServiceWatcher::serviceOwnerChanged, &watcher_,
                    [changed](const QString&, const QString&, const QString& owner) { changed(!owner.isEmpty()); });
-  askDBus(bus, dbusDaemonCall(u"NameHasOwner"_s, {name}), &watcher_, [changed](const QDBusMessage& answer) {
-    const bool known = answer.type() == QDBusMessage::ReplyMessage && !answer.arguments().isEmpty();
-    changed(known && answer.arguments().constFirst().toBool());
+  askDBus(bus, dbusDaemonCall(u"NameHasOwner"_s, {name}), &watcher_, [changed](const QDBusMessage& reply) {
+    const bool known = reply.type() == QDBusMessage::ReplyMessage && !reply.arguments().isEmpty();
+    changed(known && reply.arguments().constFirst().toBool());
   });
 }
 

@@ -1,4 +1,4 @@
-// Whether a service is on the bus, now and later.
+// Watches whether a service is on the bus.
 #pragma once
 
 #include <QDBusConnection>
@@ -7,10 +7,10 @@
 
 namespace vantora {
 
-// Asks once and watches from then on; nothing blocks. Thread: the one that made it.
+// Queries once and watches from then on; nothing blocks. Thread: that of its creation.
 class DBusPresence {
  public:
-  // `name` has an owner (true), or has none any more (false). A restart reports false and true, or true again.
+  // `name` has an owner (true) or no owner (false). A restart reports false and true, or true again.
   using Changed = std::function<void(bool present)>;
 
   DBusPresence(const QDBusConnection& bus, const QString& name, const Changed& changed);

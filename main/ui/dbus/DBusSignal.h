@@ -1,4 +1,4 @@
-// Signals of D-Bus services, handed to a function.
+// Passes signals of D-Bus services to a function.
 #pragma once
 
 #include <QDBusConnection>
@@ -8,8 +8,8 @@
 
 namespace vantora {
 
-// Listens from construction to destruction, whichever service sends the signal and whether or not it runs yet. The one
-// class of its kind: the toolkit delivers bus signals to declared slots only. Thread: the one that made it.
+// Listens from construction to destruction, whichever service sends the signal and whether or not it runs yet. The only
+// class with a slot: the toolkit delivers bus signals to declared slots only. Thread: that of its creation.
 class DBusSignal final : public QObject {
   Q_OBJECT
  public:
@@ -20,7 +20,7 @@ class DBusSignal final : public QObject {
   ~DBusSignal() override;
 
  private:
-  // Takes any arguments; the handler checks what came.
+  // Accepts any arguments; the handler checks them.
   Q_SLOT void received(const QDBusMessage& message);
 
   QDBusConnection bus_;

@@ -25,7 +25,7 @@ constexpr int kCornerGap = 32;
 
 QLabel* makeLabel(QWidget* parent, int pixels, bool bold) {
   auto* label = new QLabel(parent);
-  // What it shows may come from a viewer.
+  // The text may come from a viewer.
   label->setTextFormat(Qt::PlainText);
   QFont shape = label->font();
   shape.setPixelSize(qRound(pixels * theme::textScale()));
@@ -34,12 +34,12 @@ QLabel* makeLabel(QWidget* parent, int pixels, bool bold) {
   return label;
 }
 
-// A value to read, select and copy that scrolls when it is too long.
+// A read-only value that can be selected and copied and scrolls if it is too long.
 QLineEdit* makeValue(QWidget* parent, const QString& name, int pixels, bool fixedPitch) {
   auto* value = new QLineEdit(parent);
   value->setReadOnly(true);
   value->setFrame(false);
-  value->setTextMargins(-2, 0, 0, 0);  // In line with its title.
+  value->setTextMargins(-2, 0, 0, 0);  // Aligned with its title.
   value->setAccessibleName(name);
   QFont shape = fixedPitch ? QFontDatabase::systemFont(QFontDatabase::FixedFont) : value->font();
   shape.setPixelSize(qRound(pixels * theme::textScale()));
@@ -49,7 +49,7 @@ QLineEdit* makeValue(QWidget* parent, const QString& name, int pixels, bool fixe
   return value;
 }
 
-// What somebody who sees the window for the first time has to know.
+// Advice for a user who sees the window for the first time.
 QString adviceFor(const HostState& state) {
   if (state.roomId == "demo"_L1)
     return u"Everybody can see and use this computer in the room \u201cdemo\u201d, without a PIN."_s;
@@ -175,7 +175,7 @@ QPushButton* HostPanel::makeButton(MenuAction action, QWidget* parent) {
 QCheckBox* HostPanel::makeToggle(const QString& title, MenuAction action) {
   auto* box = new QCheckBox(title, this);
   connect(box, &QCheckBox::clicked, this, [this, box, action] {
-    // The mark shows what the session says, a moment later.
+    // The check mark shows the state of the session, which follows a moment later.
     box->setChecked(action == MenuAction::toggleAllowControl ? state_.allowRemoteControl : state_.allowIncomingFiles);
     triggered_(action);
   });
@@ -185,7 +185,7 @@ QCheckBox* HostPanel::makeToggle(const QString& title, MenuAction action) {
 void HostPanel::setState(const HostState& state, qint64 unreadChatCount) {
   state_ = state;
   unread_ = unreadChatCount;
-  // Titles, rights and marks are the menu's.
+  // Titles, enabled states and check marks are those of the menu.
   for (const MenuRow& row : menuRows(state)) {
     switch (row.action) {
       case MenuAction::toggleSharing:
@@ -213,7 +213,7 @@ void HostPanel::setState(const HostState& state, qint64 unreadChatCount) {
         break;
       case MenuAction::quit:
         quit_->setText(row.title);
-        quit_->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_Q));  // A new text takes the old shortcut away.
+        quit_->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_Q));  // Setting the text removes the shortcut.
         break;
       case MenuAction::none:
         break;

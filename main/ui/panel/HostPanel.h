@@ -12,8 +12,8 @@
 
 namespace vantora {
 
-// Says and offers what the menu does. Made hidden; closing only hides it. While the screen is shared, a viewer who has
-// not been told the PIN would read it here: then it is shown only when asked for. Thread: main (of the interface).
+// Shows and offers the same as the menu. Created hidden; closing only hides it. While the screen is shared, a viewer
+// who does not know the PIN could read it here: then it is shown only on request. Thread: main (of the interface).
 // Owner: HostStatusBar.
 class HostPanel final : public QWidget {
  public:
@@ -22,7 +22,7 @@ class HostPanel final : public QWidget {
   void setState(const HostState& state, qint64 unreadChatCount);
   // Shows the window in front of others.
   void present();
-  // Shows it there, near the corner that most trays are in, and leaves the keyboard to whoever has it.
+  // Shows it in front of others, near the corner that most trays are in, without taking the keyboard focus.
   void presentQuietly();
 
  protected:

@@ -7,11 +7,11 @@ namespace vantora {
 PanelFallback::PanelFallback(Callbacks callbacks, Times times)
     : callbacks_(std::move(callbacks)), times_(times), waited_(times.forTray) {
   timer_.setSingleShot(true);
-  QObject::connect(&timer_, &QTimer::timeout, &timer_, [this] { look(); });
+  QObject::connect(&timer_, &QTimer::timeout, &timer_, [this] { check(); });
   timer_.start(times_.forTray);
 }
 
-void PanelFallback::look() {
+void PanelFallback::check() {
   const bool seen = callbacks_.seen();
   const bool trayMissing = !seen && (callbacks_.trayKnown() || waited_ >= times_.forAnswer);
   const bool wanted = trayMissing && callbacks_.windowsManaged();

@@ -171,7 +171,7 @@ void DBusMenu::event(int id, const QString& what) {
   if (what != "clicked"_L1 || !hasRow(id)) return;
   const MenuRow& row = rows_.at(id - 1);
   if (!row.enabled || row.action == MenuAction::none) return;
-  // After the answer: the panel must not wait for what a row does.
+  // After the reply: the panel must not wait for the action of a row.
   QTimer::singleShot(0, this, [this, action = row.action] { triggered_(action); });
 }
 

@@ -9,8 +9,8 @@
 
 namespace vantora {
 
-// Rows keep their numbers (their place, counted from 1) for good; only changes of their properties are announced, so a
-// panel updates a menu that stands open without closing it. Thread: main (of the interface). Owner: DBusTray.
+// Rows keep their numbers (their position, counted from 1); only changes of their properties are announced, so a panel
+// updates an open menu without closing it. Thread: main (of the interface). Owner: DBusTray.
 class DBusMenu final : public DBusObject {
  public:
   static constexpr auto kPath = "/MenuBar";

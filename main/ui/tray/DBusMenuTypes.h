@@ -1,4 +1,4 @@
-// Values of the menu and tray protocols as they travel on the bus.
+// Values of the menu and tray protocols as sent over the bus.
 #pragma once
 
 #include <QByteArray>
@@ -11,7 +11,7 @@
 
 namespace vantora {
 
-// (iiay): a picture, ARGB with the highest byte first.
+// (iiay): an image, ARGB with the highest byte first.
 struct DBusImage {
   int width = 0;
   int height = 0;

@@ -36,7 +36,7 @@ DBusTray::DBusTray(const QDBusConnection& bus, Handlers handlers, std::chrono::m
   }
   constexpr uint kDoNotQueue = 4;
   callDBus(bus_, dbusDaemonCall(u"RequestName"_s, {serviceName_, kDoNotQueue}), &context_, {});
-  const auto onHost = [this](const QDBusMessage&) { askForHost(); };
+  const auto onHost = [this](const QDBusMessage&) { queryHost(); };
   hostRegistered_ =
       std::make_unique<DBusSignal>(bus_, kWatcherPath, kWatcher, u"StatusNotifierHostRegistered"_s, onHost);
   hostUnregistered_ =
@@ -46,25 +46,25 @@ DBusTray::DBusTray(const QDBusConnection& bus, Handlers handlers, std::chrono::m
 
 void DBusTray::watcherChanged(bool present) {
   if (!present) {
-    question_.reset();
+    query_.reset();
     setShown(false);
     return;
   }
   callDBus(bus_, watcherCall(kWatcher, u"RegisterStatusNotifierItem"_s, {serviceName_}), &context_, {});
-  askForHost();
+  queryHost();
 }
 
-// A watcher alone only keeps a list; somebody must show it. One that is silent (its panel hangs) leaves everything as
-// it is: it is no reason for the other kind of tray, whose library would wait for this very watcher.
-void DBusTray::askForHost() {
+// A watcher only keeps a list; a host must show it. If the watcher does not reply (its panel hangs), nothing changes:
+// the other kind of tray is no alternative then, because its library would block on the same watcher.
+void DBusTray::queryHost() {
   const QDBusMessage call =
       watcherCall(u"org.freedesktop.DBus.Properties"_s, u"Get"_s, {kWatcher, u"IsStatusNotifierHostRegistered"_s});
-  question_ = std::make_unique<QObject>();  // With it goes what was asked before.
-  const auto answered = [this](const QDBusMessage& answer) {
-    const bool known = answer.type() == QDBusMessage::ReplyMessage && !answer.arguments().isEmpty();
-    setShown(known && answer.arguments().constFirst().value<QDBusVariant>().variant().toBool());
+  query_ = std::make_unique<QObject>();  // Ends an earlier query.
+  const auto answered = [this](const QDBusMessage& reply) {
+    const bool known = reply.type() == QDBusMessage::ReplyMessage && !reply.arguments().isEmpty();
+    setShown(known && reply.arguments().constFirst().value<QDBusVariant>().variant().toBool());
   };
-  askDBus(bus_, call, question_.get(), answered, timeout_);
+  askDBus(bus_, call, query_.get(), answered, timeout_);
 }
 
 void DBusTray::setShown(bool shown) {

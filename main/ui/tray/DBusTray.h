@@ -1,4 +1,4 @@
-// A place in the tray of desktops whose panel speaks D-Bus.
+// The tray item on desktops whose panel uses D-Bus.
 #pragma once
 
 #include <chrono>
@@ -12,23 +12,23 @@
 
 namespace vantora {
 
-// Registers the item whenever a watcher of such items comes up: at start, later, or again after a restart. Waits for
-// nothing, also not for a watcher that is there and says nothing: it is asked again until it answers. Thread: main (of
-// the interface). Owner: Tray.
+// Registers the item whenever a watcher of such items appears: at start, later, or again after a restart. Nothing
+// blocks, not even on a watcher that is running and does not reply: the query is repeated until it replies. Thread:
+// main (of the interface). Owner: Tray.
 class DBusTray {
  public:
   static constexpr std::chrono::milliseconds kTimeout{10000};
 
   struct Handlers {
     DBusMenu::Triggered triggered;
-    // The item was pressed where the panel opens no menu of it.
+    // The item was clicked where the panel opens no menu of it.
     std::function<void()> activated;
-    // Whether a panel shows the item; first when that is known, then at every change. A "no" means that there is no
-    // watcher, or one that answered so.
+    // Whether a panel shows the item; called first when that is known, then at every change. False means that there is
+    // no watcher, or that it replied so.
     std::function<void(bool)> shown;
   };
 
-  // `timeout`: how long the first question to a watcher waits for its answer before it is put again.
+  // `timeout`: how long the first query to a watcher waits for its reply before it is repeated.
   DBusTray(const QDBusConnection& bus, Handlers handlers, std::chrono::milliseconds timeout = kTimeout);
 
   void setLook(const TrayLook& look) { item_.setLook(look); }
@@ -36,7 +36,7 @@ class DBusTray {
 
  private:
   void watcherChanged(bool present);
-  void askForHost();
+  void queryHost();
   void setShown(bool shown);
 
   QDBusConnection bus_;
@@ -46,9 +46,9 @@ class DBusTray {
   DBusMenu menu_;
   const QString serviceName_;
   std::optional<bool> shown_;
-  // These go first: their answers use what is above.
+  // These are destroyed first: their callbacks use the members above.
   QObject context_;
-  std::unique_ptr<QObject> question_;
+  std::unique_ptr<QObject> query_;
   std::unique_ptr<DBusSignal> hostRegistered_;
   std::unique_ptr<DBusSignal> hostUnregistered_;
   std::unique_ptr<DBusPresence> presence_;

@@ -15,14 +15,14 @@ LegacyTray::LegacyTray(std::function<void(MenuAction)> triggered) : triggered_(s
   menu_.setToolTipsVisible(true);
   icon_.setContextMenu(&menu_);
   QObject::connect(&menu_, &QMenu::aboutToShow, &menu_, [this] {
-    // The rows that only tell something are there to be read.
+    // Disabled rows show information and must stay readable.
     QPalette palette = QApplication::palette(&menu_);
     for (const auto role : {QPalette::Text, QPalette::WindowText, QPalette::ButtonText}) {
       palette.setColor(QPalette::Disabled, role, theme::secondaryText(palette));
     }
     menu_.setPalette(palette);
   });
-  // The item is nothing but its menu: any press opens it.
+  // The item has only a menu: any click opens it.
   QObject::connect(&icon_, &QSystemTrayIcon::activated, &menu_, [this](QSystemTrayIcon::ActivationReason reason) {
     if (reason == QSystemTrayIcon::Trigger) menu_.popup(QCursor::pos());
   });
@@ -43,7 +43,7 @@ void LegacyTray::addRow(const MenuRow& row) {
 }
 
 void LegacyTray::setRows(const QList<MenuRow>& rows) {
-  // A menu that stands open stays so: the rows are the same ones, only what they say changes.
+  // An open menu stays open: the rows are kept, only their texts change.
   if (menu_.actions().size() != rows.size()) {
     menu_.clear();
     for (const MenuRow& row : rows) addRow(row);
@@ -63,7 +63,7 @@ void LegacyTray::setRows(const QList<MenuRow>& rows) {
   keepOnScreen();
 }
 
-// A menu that stands open has grown with its longest row.
+// An open menu grows with its longest row.
 void LegacyTray::keepOnScreen() {
   if (!menu_.isVisible()) return;
   menu_.resize(menu_.sizeHint());

@@ -1,4 +1,4 @@
-// A place in the tray of desktops whose panel embeds windows (the older X11 way).
+// The tray item on desktops whose panel embeds windows (the older X11 protocol).
 #pragma once
 
 #include <QMenu>
@@ -10,15 +10,15 @@
 
 namespace vantora {
 
-// Shows as soon as such a tray is there, also when it comes later or restarts. Thread: main (of the interface). Owner:
-// Tray.
+// Shows the item as soon as such a tray exists, also if it starts later or restarts. Thread: main (of the interface).
+// Owner: Tray.
 class LegacyTray {
  public:
   explicit LegacyTray(std::function<void(MenuAction)> triggered);
 
   void setLook(const TrayLook& look);
   void setRows(const QList<MenuRow>& rows);
-  // Whether there is a tray that shows it now.
+  // Whether a tray shows it now.
   bool shown() const;
 
   QMenu& menu() { return menu_; }

@@ -36,15 +36,15 @@ constexpr auto kDescription = R"xml(
 <signal name="NewToolTip"/><signal name="NewStatus"><arg type="s"/></signal>
 )xml";
 
-QList<DBusImage> pictures(const TrayLook& look) {
+QList<DBusImage> images(const TrayLook& look) {
   const QIcon icon = makeStatusIcon(look.fill, look.outline, look.unread);
   QList<DBusImage> all;
   for (const QSize& size : icon.availableSizes()) {
     QImage image = icon.pixmap(size, 1.0).toImage().convertToFormat(QImage::Format_ARGB32);
-    DBusImage picture{image.width(), image.height(), {}};
-    picture.pixels.resize(image.sizeInBytes());
-    qToBigEndian<quint32>(image.constBits(), image.sizeInBytes() / 4, picture.pixels.data());
-    all.append(picture);
+    DBusImage converted{image.width(), image.height(), {}};
+    converted.pixels.resize(image.sizeInBytes());
+    qToBigEndian<quint32>(image.constBits(), image.sizeInBytes() / 4, converted.pixels.data());
+    all.append(converted);
   }
   return all;
 }
@@ -66,8 +66,8 @@ void StatusNotifierItem::setLook(const TrayLook& look) {
 }
 
 QVariantMap StatusNotifierItem::properties() const {
-  const QVariant none = QVariant::fromValue(QList<DBusImage>());
-  // The text stands in the title: panels take the description for markup, and the text holds what a viewer wrote.
+  const QVariant noImages = QVariant::fromValue(QList<DBusImage>());
+  // The text is in the title: panels read the description as markup, and the text contains input of a viewer.
   const DBusToolTip toolTip{{}, {}, look_.toolTip, {}};
   return {{u"Category"_s, u"ApplicationStatus"_s},
           {u"Id"_s, u"vantora-host"_s},
@@ -75,15 +75,15 @@ QVariantMap StatusNotifierItem::properties() const {
           {u"Status"_s, u"Active"_s},
           {u"WindowId"_s, 0},
           {u"IconName"_s, QString()},
-          {u"IconPixmap"_s, QVariant::fromValue(pictures(look_))},
+          {u"IconPixmap"_s, QVariant::fromValue(images(look_))},
           {u"OverlayIconName"_s, QString()},
-          {u"OverlayIconPixmap"_s, none},
+          {u"OverlayIconPixmap"_s, noImages},
           {u"AttentionIconName"_s, QString()},
-          {u"AttentionIconPixmap"_s, none},
+          {u"AttentionIconPixmap"_s, noImages},
           {u"AttentionMovieName"_s, QString()},
           {u"ToolTip"_s, QVariant::fromValue(toolTip)},
           {u"IconThemePath"_s, QString()},
-          // Any press opens the menu.
+          // Any click opens the menu.
           {u"ItemIsMenu"_s, true},
           {u"Menu"_s, QVariant::fromValue(QDBusObjectPath(QString::fromLatin1(DBusMenu::kPath)))}};
 }

@@ -1,4 +1,4 @@
-// The program's item in a tray that reads it over D-Bus (org.kde.StatusNotifierItem).
+// The program's item for a tray that uses D-Bus (org.kde.StatusNotifierItem).
 #pragma once
 
 #include <functional>
@@ -13,10 +13,10 @@ class StatusNotifierItem final : public DBusObject {
  public:
   static constexpr auto kPath = "/StatusNotifierItem";
 
-  // `activated`: the panel was pressed in a way that opens no menu.
+  // `activated`: the item was clicked in a way that opens no menu.
   StatusNotifierItem(const QDBusConnection& bus, std::function<void()> activated);
 
-  // Announces only what differs from before.
+  // Announces only changes.
   void setLook(const TrayLook& look);
 
  private:

@@ -1,4 +1,4 @@
-// The program's item in whatever tray the desktop has.
+// The program's item in the tray of the desktop.
 #pragma once
 
 #include <memory>
@@ -8,14 +8,14 @@
 
 namespace vantora {
 
-// Goes to a panel that speaks D-Bus where there is one, else to a tray of the older kind; moves when that changes.
-// While a panel that is there does not say whether it shows the item, it stays where it was. Thread: main (of the
-// interface). Owner: HostStatusBar.
+// Uses a panel that supports D-Bus if there is one, else a tray of the older kind; switches when that changes. While a
+// running panel does not report whether it shows the item, nothing changes. Thread: main (of the interface). Owner:
+// HostStatusBar.
 class Tray {
  public:
   struct Handlers {
     std::function<void(MenuAction)> triggered;
-    // The item was pressed where the panel opens no menu of it.
+    // The item was clicked where the panel opens no menu of it.
     std::function<void()> activated;
   };
 
@@ -24,9 +24,9 @@ class Tray {
 
   void setLook(const TrayLook& look);
   void setRows(const QList<MenuRow>& rows);
-  // Whether it is known if a panel that speaks D-Bus shows the item; false while one that is there has not said it.
+  // Whether it is known if a panel that supports D-Bus shows the item; false while a running one has not reported it.
   bool known() const { return shownOverDBus_ || legacy_ != nullptr; }
-  // Whether the item can be seen anywhere. False also in the first moments, until the desktop has answered.
+  // Whether the item is visible anywhere. False also at first, until the desktop has replied.
   bool shown() const { return shownOverDBus_ || (legacy_ && legacy_->shown()); }
 
  private:

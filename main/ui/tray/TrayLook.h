@@ -1,4 +1,4 @@
-// What a tray shows of the program.
+// Appearance of the tray item.
 #pragma once
 
 #include <QColor>

@@ -11,16 +11,16 @@
 namespace vantora {
 namespace {
 
-// Fastest setting for real time; the slower ones cost more than they give on text.
+// Fastest setting for real time; on text the slower ones cost more time than their quality is worth.
 constexpr int kSpeed = 10;
-// One tile split (two columns) once a picture is wide enough to keep two threads busy.
+// One tile split (two columns) once a frame is wide enough to keep two threads busy.
 constexpr unsigned kTiledWidth = 1280;
-constexpr int kMostThreads = 4;
+constexpr int kMaxThreads = 4;
 
 constexpr unsigned kMinQuantizer = 2;
 constexpr unsigned kMaxQuantizer = 63;
-// Buffer of the rate control in milliseconds: short, for a key frame that takes a second to send is
-// a second of blindness.
+// Buffer of the rate control in milliseconds: short, because while a key frame is being sent for a second, the viewer
+// sees no change.
 constexpr unsigned kBufferMs = 1000;
 constexpr unsigned kBufferInitialMs = 600;
 constexpr unsigned kBufferOptimalMs = 600;
@@ -92,7 +92,7 @@ int AomAv1Encoder::InitEncode(const webrtc::VideoCodec* codec, const Settings& s
   if (aom_codec_enc_config_default(aom_codec_av1_cx(), &config_, AOM_USAGE_REALTIME) != AOM_CODEC_OK) {
     return WEBRTC_VIDEO_CODEC_ERROR;
   }
-  const int threads = std::clamp(settings.number_of_cores, 1, kMostThreads);
+  const int threads = std::clamp(settings.number_of_cores, 1, kMaxThreads);
   config_.g_w = codec->width;
   config_.g_h = codec->height;
   config_.g_threads = static_cast<unsigned>(threads);

@@ -1,4 +1,4 @@
-// AV1 in real time through libaom. A heavy header: for .cpp files that see the library.
+// AV1 in real time through libaom. Heavy header (WebRTC library): include it in .cpp files only.
 #pragma once
 
 #include <aom/aom_encoder.h>

@@ -11,7 +11,7 @@ constexpr int kBlock = 16;
 
 constexpr int blocksIn(int pixels) { return (pixels + kBlock - 1) / kBlock; }
 
-// Where a stretch that begins at `from` and is `length` long ends, within `limit`.
+// End of the range that begins at `from` and is `length` long, clamped to [0, limit].
 int endOf(int from, int length, int limit) {
   return static_cast<int>(std::clamp<int64_t>(static_cast<int64_t>(from) + length, 0, limit));
 }
@@ -43,7 +43,7 @@ double ChangedBlocks::compare(const uint8_t* luma, int stride, int width, int he
     for (const int end = std::min((y / kBlock + 1) * kBlock, bottom); y < end; ++y) {
       const uint8_t* row = luma + static_cast<std::ptrdiff_t>(y) * stride;
       uint8_t* kept = last_.data() + static_cast<size_t>(y) * static_cast<size_t>(width);
-      // Most rows are as they were: one comparison for all of their blocks.
+      // Most rows are unchanged: one comparison for all of their blocks.
       if (std::memcmp(row + left, kept + left, rowSize) == 0) continue;
       for (size_t column = 0; column < differs.size(); ++column) {
         if (differs[column]) continue;

@@ -1,4 +1,4 @@
-// How much of a picture is new.
+// How much of a frame has changed.
 #pragma once
 
 #include <cstdint>
@@ -6,10 +6,10 @@
 
 namespace vantora {
 
-// Compares the brightness of each picture with that of the one before, in blocks of 16 by 16. One thread at a time.
+// Compares the brightness of each frame with that of the one before, in blocks of 16 by 16. One thread at a time.
 class ChangedBlocks {
  public:
-  // In pixels; may reach beyond the picture. Empty when a side is 0 or less.
+  // In pixels; may reach beyond the frame. Empty when a side is 0 or less.
   struct Area {
     int left;
     int top;
@@ -17,9 +17,9 @@ class ChangedBlocks {
     int height;
   };
 
-  // The share (0 to 1) of blocks that differ from the picture of the last call; 1 for the first picture and after a
-  // change of size. `luma`: `height` rows of `width` bytes, `stride` bytes apart. Outside of `area` the picture is as
-  // it was in the last call: nothing is read there, unless all is new.
+  // The share (0 to 1) of blocks that differ from the frame of the last call; 1 for the first frame and after a
+  // change of size. `luma`: `height` rows of `width` bytes, `stride` bytes apart. Outside `area` the frame is the same
+  // as in the last call: nothing is read there, except for the first frame and after a change of size.
   double compare(const uint8_t* luma, int stride, int width, int height, const Area& area);
   double compare(const uint8_t* luma, int stride, int width, int height) {
     return compare(luma, stride, width, height, {0, 0, width, height});

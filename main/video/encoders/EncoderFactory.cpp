@@ -20,7 +20,7 @@ bool isAv1(const webrtc::SdpVideoFormat& format) { return absl::EqualsIgnoreCase
 
 class EncoderFactory final : public webrtc::VideoEncoderFactory {
  public:
-  explicit EncoderFactory(std::shared_ptr<const KeyFrameRequest> wish) : wish_(std::move(wish)) {}
+  explicit EncoderFactory(std::shared_ptr<const KeyFrameRequest> request) : request_(std::move(request)) {}
 
   std::vector<webrtc::SdpVideoFormat> GetSupportedFormats() const override {
     std::vector<webrtc::SdpVideoFormat> formats = builtin_->GetSupportedFormats();
@@ -46,18 +46,18 @@ class EncoderFactory final : public webrtc::VideoEncoderFactory {
       encoder = builtin_->CreateVideoEncoder(format);
     }
     if (!encoder) return nullptr;
-    return std::make_unique<ScreenTunedEncoder>(std::move(encoder), wish_);
+    return std::make_unique<ScreenTunedEncoder>(std::move(encoder), request_);
   }
 
  private:
-  std::shared_ptr<const KeyFrameRequest> wish_;
+  std::shared_ptr<const KeyFrameRequest> request_;
   std::unique_ptr<webrtc::VideoEncoderFactory> builtin_ = webrtc::CreateBuiltinVideoEncoderFactory();
 };
 
 }  // namespace
 
-std::unique_ptr<webrtc::VideoEncoderFactory> makeVideoEncoderFactory(std::shared_ptr<const KeyFrameRequest> wish) {
-  return std::make_unique<EncoderFactory>(std::move(wish));
+std::unique_ptr<webrtc::VideoEncoderFactory> makeVideoEncoderFactory(std::shared_ptr<const KeyFrameRequest> request) {
+  return std::make_unique<EncoderFactory>(std::move(request));
 }
 
 }  // namespace vantora

@@ -1,4 +1,4 @@
-// How much of what was encoded is still waiting for the link.
+// How much of the encoded data is still waiting to be sent.
 #pragma once
 
 #include <algorithm>
@@ -7,14 +7,14 @@
 
 namespace vantora {
 
-// Bits go in as pictures are encoded and leak at the rate of the link. Pure: time, in microseconds since any fixed
-// instant, comes in with each call; one that runs backwards counts as none. Any thread, one at a time.
+// Bits go in as frames are encoded and leak at the rate of the link. Pure: the time, in microseconds since any fixed
+// instant, is passed with each call; time that runs backwards counts as 0. Any thread, one at a time.
 class LeakyBucket {
  public:
   void setRate(double bitsPerSecond) { rate_ = std::max(bitsPerSecond, 1.0); }
   void add(double bits) { bits_ += bits; }
 
-  // Seconds until all that is in it has left.
+  // Seconds until it is empty.
   double seconds(std::int64_t nowUs) {
     if (last_)
       bits_ = std::max(0.0, bits_ - static_cast<double>(std::max<std::int64_t>(nowUs - *last_, 0)) * 1e-6 * rate_);

@@ -18,11 +18,10 @@ namespace {
 
 constexpr int kBlock = 16;
 
-// Pictures that change so much, in parts of the whole, cost as much as a key picture when nothing in them is found
-// again.
+// From this share of changed blocks on, a frame costs as much as a key frame if motion search finds nothing.
 constexpr double kLargeChange = 0.3;
-// On a thin link pictures that change by more than kSomeChange come at most so often: text that scrolls is readable at
-// half the pictures and twice the bits for each.
+// Minimum interval on a thin link between frames that change by more than kSomeChange: scrolling text is readable with
+// half the frames and twice the bits for each.
 constexpr double kSomeChange = 0.1;
 constexpr std::chrono::milliseconds kThinInterval{30};
 
@@ -32,13 +31,13 @@ webrtc::H264PacketizationMode packetizationOf(const webrtc::SdpVideoFormat& form
                                                                 : webrtc::H264PacketizationMode::SingleNalUnit;
 }
 
-// Threads for a picture of so many pixels, each with a slice of its own. Every slice costs a little quality, and the
-// machine has other things to do: no more than half of many cores.
+// Number of threads for a frame of `pixels`; each encodes one slice. Every slice costs a little quality, and the
+// machine has other work: at most half of many cores.
 int threadsFor(int pixels, int cores) {
   constexpr int kPixelsOfThread = 1280 * 720 / 2;
-  constexpr int kMost = 4;
+  constexpr int kMaxThreads = 4;
   cores = std::max(cores, 1);
-  return std::clamp(pixels / kPixelsOfThread, 1, std::min(kMost, std::max(std::min(cores, 2), cores / 2)));
+  return std::clamp(pixels / kPixelsOfThread, 1, std::min(kMaxThreads, std::max(std::min(cores, 2), cores / 2)));
 }
 
 constexpr int blocksIn(int pixels) { return (pixels + kBlock - 1) / kBlock; }
@@ -77,13 +76,13 @@ int OpenH264Encoder::InitEncode(const webrtc::VideoCodec* codec, const Settings&
   parameters_.iMaxBitrate = UNSPECIFIED_BIT_RATE;
   parameters_.iRCMode = RC_OFF_MODE;
   parameters_.bEnableFrameSkip = false;
-  // A cut is a change like any other: as a key picture it would only be larger. (With its tools for screens the
-  // encoder insists on this; then a page that is new as a whole is a key picture.)
+  // A scene change needs no key frame, which would only be larger. (In screen content mode the encoder enables the
+  // detection anyway; then an entirely new page is a key frame.)
   parameters_.bEnableSceneChangeDetect = false;
   parameters_.iMinQp = QuantizerControl::kFinest;
   parameters_.iMaxQp = QuantizerControl::kCoarsest;
   parameters_.uiIntraPeriod = static_cast<unsigned>(std::max(codec->H264().keyFrameInterval, 0));
-  // Decoders that start anew for every new parameter set keep going.
+  // Decoders that restart at every new parameter set then keep running.
   parameters_.eSpsPpsIdStrategy = SPS_LISTING;
   parameters_.iTemporalLayerNum = 1;
   parameters_.iSpatialLayerNum = 1;
@@ -118,7 +117,7 @@ int OpenH264Encoder::InitEncode(const webrtc::VideoCodec* codec, const Settings&
   return WEBRTC_VIDEO_CODEC_OK;
 }
 
-// What it makes next is a key picture.
+// The next frame is a key frame.
 bool OpenH264Encoder::open() {
   // Standard error belongs to the program's own log.
   int level = WELS_LOG_QUIET;
@@ -130,8 +129,9 @@ bool OpenH264Encoder::open() {
   return true;
 }
 
-// The encoder's mode for screens finds text again that has moved by hundreds of lines, where the one for cameras finds
-// a dozen, but takes 11 ms more for every picture of 1920 x 1080, even for one key pressed. So it is for thin links.
+// Motion search in the encoder's screen content mode finds text that has moved by hundreds of lines, in camera mode by
+// a dozen. But screen content mode takes 11 ms more for every frame of 1920 x 1080, even for one typed character, so it
+// is used on thin links only.
 bool OpenH264Encoder::chooseSearch() {
   const EUsageType wanted = link_->isThin() ? SCREEN_CONTENT_REAL_TIME : usage_;
   if (wanted == parameters_.iUsageType) return true;
@@ -161,13 +161,13 @@ void OpenH264Encoder::SetRates(const RateControlParameters& parameters) {
 
 int32_t OpenH264Encoder::Encode(const webrtc::VideoFrame& frame, const std::vector<webrtc::VideoFrameType>* types) {
   if (!encoder_ || !callback_) return WEBRTC_VIDEO_CODEC_UNINITIALIZED;
-  const auto picture = frame.video_frame_buffer()->ToI420();
-  if (!picture || picture->width() != parameters_.iPicWidth || picture->height() != parameters_.iPicHeight) {
-    changes_ = {};  // What the next frame says about its changes counts from this one.
+  const auto buffer = frame.video_frame_buffer()->ToI420();
+  if (!buffer || buffer->width() != parameters_.iPicWidth || buffer->height() != parameters_.iPicHeight) {
+    changes_ = {};  // The next frame's update rectangle will be relative to this frame.
     return WEBRTC_VIDEO_CODEC_ERR_PARAMETER;
   }
-  // What was left out is still to be shown.
-  waiting_ = std::min(1.0, waiting_ + changedShare(changes_, frame, *picture));
+  // Changes in dropped frames still have to be shown.
+  waiting_ = std::min(1.0, waiting_ + changedShare(changes_, frame, *buffer));
   if (types && std::ranges::find(*types, webrtc::VideoFrameType::kVideoFrameKey) != types->end()) key_ = true;
   now_ +=
       std::chrono::microseconds(std::max<int64_t>(frame.timestamp_us() - frameUs_.value_or(frame.timestamp_us()), 0));
@@ -181,12 +181,12 @@ int32_t OpenH264Encoder::Encode(const webrtc::VideoFrame& frame, const std::vect
   }
   std::optional<int> quantizer = plan();
   if (!quantizer) return WEBRTC_VIDEO_CODEC_OK;
-  if (!code(*quantizer, frame, *picture)) return WEBRTC_VIDEO_CODEC_ERROR;
+  if (!code(*quantizer, frame, *buffer)) return WEBRTC_VIDEO_CODEC_ERROR;
   if (const auto better = control_->better(*quantizer, waiting_, madeKey(), static_cast<double>(madeBytes()) * 8)) {
-    // What was just made is thrown away; only a key picture needs nothing of it.
+    // The frame just encoded is discarded; only a key frame does not depend on it.
     quantizer = better;
     key_ = true;
-    if (!code(*quantizer, frame, *picture)) return WEBRTC_VIDEO_CODEC_ERROR;
+    if (!code(*quantizer, frame, *buffer)) return WEBRTC_VIDEO_CODEC_ERROR;
   }
   control_->taken(*quantizer, waiting_, madeKey(), static_cast<double>(madeBytes()) * 8);
   coded_ = now_;
@@ -196,13 +196,13 @@ int32_t OpenH264Encoder::Encode(const webrtc::VideoFrame& frame, const std::vect
   return WEBRTC_VIDEO_CODEC_OK;
 }
 
-// The quantizer of the next picture; none when it is to be left out.
+// The quantizer of the next frame; empty if it is to be dropped.
 std::optional<int> OpenH264Encoder::plan() {
   const bool tooSoon = searchesFar() && waiting_ > kSomeChange && now_ - coded_ < kThinInterval && !key_;
   return tooSoon ? std::nullopt : control_->plan(waiting_, key_, now_);
 }
 
-bool OpenH264Encoder::code(int quantizer, const webrtc::VideoFrame& frame, const webrtc::I420BufferInterface& picture) {
+bool OpenH264Encoder::code(int quantizer, const webrtc::VideoFrame& frame, const webrtc::I420BufferInterface& buffer) {
   int& current = parameters_.sSpatialLayers[0].iDLayerQp;
   if (current != quantizer) {
     current = quantizer;
@@ -211,16 +211,16 @@ bool OpenH264Encoder::code(int quantizer, const webrtc::VideoFrame& frame, const
   if (key_) encoder_->ForceIntraFrame(true);
   SSourcePicture source{};
   source.iColorFormat = videoFormatI420;
-  source.iPicWidth = picture.width();
-  source.iPicHeight = picture.height();
+  source.iPicWidth = buffer.width();
+  source.iPicHeight = buffer.height();
   source.uiTimeStamp = frame.timestamp_us() / 1000;
   // OpenH264 only reads from the planes.
-  source.pData[0] = const_cast<uint8_t*>(picture.DataY());
-  source.pData[1] = const_cast<uint8_t*>(picture.DataU());
-  source.pData[2] = const_cast<uint8_t*>(picture.DataV());
-  source.iStride[0] = picture.StrideY();
-  source.iStride[1] = picture.StrideU();
-  source.iStride[2] = picture.StrideV();
+  source.pData[0] = const_cast<uint8_t*>(buffer.DataY());
+  source.pData[1] = const_cast<uint8_t*>(buffer.DataU());
+  source.pData[2] = const_cast<uint8_t*>(buffer.DataV());
+  source.iStride[0] = buffer.StrideY();
+  source.iStride[1] = buffer.StrideU();
+  source.iStride[2] = buffer.StrideV();
   made_ = {};
   return encoder_->EncodeFrame(&source, &made_) == 0;
 }
@@ -237,7 +237,7 @@ size_t OpenH264Encoder::madeBytes() const {
 void OpenH264Encoder::deliver(const webrtc::VideoFrame& frame) {
   const size_t size = madeBytes();
   if (size == 0) return;
-  // Each unit has a start code before it already.
+  // The units already begin with start codes.
   const auto data = webrtc::EncodedImageBuffer::Create(size);
   uint8_t* end = data->data();
   for (int i = 0; i < made_.iLayerNum; ++i) {

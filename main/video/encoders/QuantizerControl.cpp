@@ -9,39 +9,40 @@ namespace {
 constexpr int kReference = 26;
 // Measured on pages of text: between 6 and 9 from the finest to the coarsest quantizers.
 constexpr double kHalving = 7;
-// Bits of one block at kReference before anything was learnt: a desktop with some text.
+// Initial estimate of the bits of one block at kReference: a desktop with some text.
 constexpr double kBlockBits = 400;
-// How much of the link's time a key picture and a picture of a screen at rest may take, in seconds.
+// How long a key frame and a refinement of a still screen may take to send, in seconds.
 constexpr double kKeySeconds = 0.4;
 constexpr double kStillSeconds = 0.25;
 constexpr double kMaxStillSeconds = 1;
-// Time of the link that is kept as saved, and the share of it that one changed picture may use up.
+// Maximum of saved bits, in seconds of the link's rate, and the share of them that one changed frame may use.
 constexpr double kSavedSeconds = 0.3;
 constexpr double kSavedShare = 0.5;
-// Left out while more than this is waiting (at least one picture's interval).
+// Frames are dropped while more than this is waiting to be sent, in seconds (at least one frame interval).
 constexpr double kWaitingSeconds = 0.06;
-// A key picture is coded again when it is larger than planned by this.
+// A key frame larger than its budget by this factor is encoded again.
 constexpr double kKeyExcess = 1.3;
-// A screen at rest is coded again only when it becomes finer by this much.
+// A still screen is refined only by at least this many quantizer steps.
 constexpr int kWorthwhile = 3;
-// A picture is coded again when that makes it smaller by this factor.
+// A frame is encoded again only if that makes it smaller by this factor.
 constexpr double kWorthAgain = 1.2;
-// At most this much finer at once while things move.
+// Maximum refinement per frame while the screen changes, in quantizer steps.
 constexpr int kMovingStep = 2;
-// Quantizer steps after which a part that did not change is coded again for certain.
+// Quantizer steps after which the encoder is certain to encode an unchanged part again.
 constexpr int kStairs = 6;
-// Saved bits that count as all that can be saved; what is then forgotten with each picture.
+// From this share of the maximum of saved bits on, the estimate for refinement is multiplied by kForget at each frame.
 constexpr double kAllSaved = 0.9;
 constexpr double kForget = 0.93;
-// A screen that was still for less than this is only between two changes: finer text that scrolls on would be in vain.
+// A screen that was still for less than this is only between two changes: refining text that scrolls on is a waste.
 constexpr std::chrono::milliseconds kSettled{80};
-// Less than this counts as no change.
+// A smaller share counts as no change.
 constexpr double kStill = 1e-4;
 
 // Bits at `quantizer` for each bit at kReference.
 double sizeAt(int quantizer) { return std::exp2((kReference - quantizer) / kHalving); }
 
-// Follows an observed size: more than expected counts at once, for too large a picture is what hurts; less by half.
+// Adapts an estimate to an observed size: upwards in full, because frames that are too large do the harm; downwards by
+// the square root only.
 void follow(double& whole, double ratio) {
   ratio = std::clamp(ratio, 0.25, 4.0);
   whole *= ratio > 1 ? ratio : std::sqrt(ratio);
@@ -52,9 +53,9 @@ void follow(double& whole, double ratio) {
 QuantizerControl::QuantizerControl(int blocks)
     : wholeKey_(kBlockBits * std::max(blocks, 1)), wholeChange_(wholeKey_), wholeRefined_(wholeKey_) {}
 
-void QuantizerControl::setRates(double bitsPerSecond, double picturesPerSecond) {
+void QuantizerControl::setRates(double bitsPerSecond, double framesPerSecond) {
   bitsPerSecond_ = std::max(bitsPerSecond, 1.0);
-  picturesPerSecond_ = std::max(picturesPerSecond, 1.0);
+  framesPerSecond_ = std::max(framesPerSecond, 1.0);
 }
 
 double QuantizerControl::keyBudget() const { return bitsPerSecond_ * kKeySeconds + std::max(-debt_, 0.0); }
@@ -62,7 +63,7 @@ double QuantizerControl::keyBudget() const { return bitsPerSecond_ * kKeySeconds
 double QuantizerControl::budget(bool still) const {
   const double saved = std::max(-debt_, 0.0);
   if (still) return bitsPerSecond_ * kStillSeconds + saved - std::max(debt_, 0.0);
-  const double interval = bitsPerSecond_ / picturesPerSecond_;
+  const double interval = bitsPerSecond_ / framesPerSecond_;
   return std::max(interval + saved * kSavedShare - std::max(debt_, 0.0), interval / 4);
 }
 
@@ -72,7 +73,8 @@ double QuantizerControl::expectedChange(double changed, int quantizer) const {
 
 double QuantizerControl::expectedRefinement(int quantizer) const {
   if (quantizer >= coarseQuantizer_) return 0;
-  // What is there already is not touched for a few steps, then all of it at once: take the steps as being up.
+  // The encoder leaves an unchanged part as it is for a few steps, then encodes all of it at once: assume that it does
+  // so now.
   return coarseShare_ * wholeRefined_ * (sizeAt(quantizer) - sizeAt(std::max(coarseQuantizer_, quantizer + kStairs)));
 }
 
@@ -87,39 +89,38 @@ std::optional<int> QuantizerControl::plan(double changed, bool key, Time now) {
     while (quantizer < kCoarsest && wholeKey_ * sizeAt(quantizer) > keyBudget()) ++quantizer;
     return quantizer;
   }
-  if (debt_ > bitsPerSecond_ * std::max(1 / picturesPerSecond_, kWaitingSeconds)) return std::nullopt;
+  if (debt_ > bitsPerSecond_ * std::max(1 / framesPerSecond_, kWaitingSeconds)) return std::nullopt;
   const bool still = changed < kStill;
   if (!still) changedAt_ = now;
   if (still && changedAt_ && now - *changedAt_ < kSettled) return coarseQuantizer_;
-  const double most = budget(still);
+  const double maximum = budget(still);
   int quantizer = kFinest;
-  while (quantizer < kCoarsest && expectedChange(changed, quantizer) + expectedRefinement(quantizer) > most)
+  while (quantizer < kCoarsest && expectedChange(changed, quantizer) + expectedRefinement(quantizer) > maximum)
     ++quantizer;
   if (still) return quantizer > coarseQuantizer_ - kWorthwhile ? coarseQuantizer_ : quantizer;
-  // While things move, what the coarse part will cost is least certain: it becomes finer step by step.
+  // While the screen changes, the cost of refining the coarse part is uncertain: refine it step by step.
   return coarseShare_ > 0 ? std::max(quantizer, coarseQuantizer_ - kMovingStep) : quantizer;
 }
 
 std::optional<int> QuantizerControl::better(int quantizer, double changed, bool key, double bits) const {
-  // What makes a screen at rest finer may take longer: a coarse picture in its place would have to be made finer again.
+  // A refinement of a still screen may take longer to send: a coarse frame instead would have to be refined again.
   const bool still = !key && changed < kStill;
   if (bits <= (still ? bitsPerSecond_ * kMaxStillSeconds : keyBudget() * kKeyExcess)) return std::nullopt;
-  // A picture in which nothing was found again costs about as much as a key picture of the same quantizer.
+  // A frame in which motion search found nothing costs about as much as a key frame of the same quantizer.
   const double whole = key ? bits / sizeAt(quantizer) : std::max(wholeKey_, bits / sizeAt(quantizer));
-  const int least = key ? quantizer + 1 : quantizer;
-  int better = least;
+  int better = key ? quantizer + 1 : quantizer;
   while (better < kCoarsest && whole * sizeAt(better) > keyBudget()) ++better;
   if (better > kCoarsest || whole * sizeAt(better) * kWorthAgain > bits) return std::nullopt;
   return better;
 }
 
 void QuantizerControl::taken(int quantizer, double changed, bool key, double bits) {
-  // With bits left over all the time the part at rest may cost less than believed.
+  // Bits are left over all the time: refinement may cost less than estimated.
   if (!key && debt_ <= -kSavedSeconds * bitsPerSecond_ * kAllSaved) wholeRefined_ *= kForget;
   debt_ += bits;
   if (key) {
     follow(wholeKey_, bits / (wholeKey_ * sizeAt(quantizer)));
-    // Coding all of it again finer costs about as much; so does a change of all of it, until one has been seen.
+    // Refining or changing the whole frame costs about as much, until a real change has been measured.
     wholeRefined_ = wholeKey_;
     wholeChange_ = wholeKey_;
     coarseShare_ = 1;
@@ -133,7 +134,7 @@ void QuantizerControl::taken(int quantizer, double changed, bool key, double bit
   if (const double expected = change + refinement; expected > 0) {
     const double ratio = std::max(bits, 1.0) / expected;
     if (!still) follow(wholeChange_, ratio);
-    // Steps that cost nothing say nothing about the one that will.
+    // A step that cost little says nothing about the step at which everything is encoded again.
     if (refined && ratio > 1) follow(wholeRefined_, ratio);
   }
   if (refined || changed >= coarseShare_) {
@@ -144,7 +145,7 @@ void QuantizerControl::taken(int quantizer, double changed, bool key, double bit
     coarseQuantizer_ = static_cast<int>(std::lround((coarseShare_ * coarseQuantizer_ + changed * quantizer) / sum));
     coarseShare_ = std::min(1.0, sum);
   }
-  // As good as it gets: from here on only what changes can become coarse.
+  // Close enough to the finest quantizer: from now on only changed parts can be coarse.
   if (coarseQuantizer_ < kFinest + kWorthwhile) {
     coarseShare_ = 0;
     coarseQuantizer_ = kFinest;

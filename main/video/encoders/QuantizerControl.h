@@ -1,4 +1,4 @@
-// Rate control for screens: chooses the quantizer of each picture.
+// Rate control for screens: chooses the quantizer of each frame.
 #pragma once
 
 #include <chrono>
@@ -6,36 +6,36 @@
 
 namespace vantora {
 
-// For an encoder that takes one quantizer (H.264 scale, 0 to 51) for a whole picture. Screens are still, then change
-// altogether, then are still again; what counts is that the change is on its way at once, however coarse, and that the
-// picture becomes sharp while nothing happens. So a picture may cost what the link carries in a fraction of a second
-// and no more; what was coded coarsely is coded again, finer, as soon as there are bits left; and a picture is left out
-// while too much of the earlier ones is still waiting.
+// For an encoder that takes one quantizer (H.264 scale, 0 to 51) for a whole frame. Screens are still, then change
+// entirely, then are still again. A change must be sent at once, however coarse, and the screen must become sharp while
+// nothing changes. So a frame may cost at most what the link carries in a fraction of a second; what was encoded
+// coarsely is encoded again, finer, as soon as there are bits left; and a frame is dropped while too much of the
+// earlier ones is still waiting to be sent.
 //
-// Expected size of a picture: what its changed part costs, and, when the quantizer is finer than that of the coarse
-// part, the difference that the coarse part then makes; both learnt from the pictures before, falling by half for every
-// kHalving steps of the quantizer.
+// Expected size of a frame: the cost of its changed part and, when the quantizer is finer than that of the coarse part,
+// the cost of refining the coarse part. Both are learnt from earlier frames and halve with every kHalving steps of the
+// quantizer.
 //
-// Pure: time comes in with each call and never runs backwards. Any thread, one at a time.
+// Pure: time is passed with each call and never runs backwards. Any thread, one at a time.
 class QuantizerControl {
  public:
   static constexpr int kFinest = 14;
   static constexpr int kCoarsest = 51;
   using Time = std::chrono::nanoseconds;
 
-  // `blocks`: number of 16 by 16 blocks of a picture, at least 1.
+  // `blocks`: number of 16 by 16 blocks of a frame, at least 1.
   explicit QuantizerControl(int blocks);
 
-  // Bits a second that the encoder may make, and pictures a second that will come; both > 0.
-  void setRates(double bitsPerSecond, double picturesPerSecond);
+  // Bits per second that the encoder may produce, and frames per second to expect; both > 0.
+  void setRates(double bitsPerSecond, double framesPerSecond);
 
-  // The quantizer for a picture of which `changed` (0 to 1) differs from the one before; none when it is to be left out
-  // (a key picture never is).
+  // The quantizer for a frame of which the share `changed` (0 to 1) differs from the one before; empty if it is to be
+  // dropped (a key frame never is).
   std::optional<int> plan(double changed, bool key, Time now);
-  // The planned picture, of which `changed` differs, came out with `bits`. For one that came out too large and would be
-  // smaller as a coarser key picture: the quantizer of that; then report only that one as taken.
+  // To be called with the size `bits` of the planned frame. If it is too large and a coarser key frame would be
+  // smaller: the quantizer of that; then call taken() for the key frame only. Otherwise empty.
   std::optional<int> better(int quantizer, double changed, bool key, double bits) const;
-  // The picture was taken.
+  // The frame was encoded and will be sent.
   void taken(int quantizer, double changed, bool key, double bits);
 
  private:
@@ -45,17 +45,17 @@ class QuantizerControl {
   double expectedRefinement(int quantizer) const;
 
   double bitsPerSecond_ = 1'000'000;
-  double picturesPerSecond_ = 30;
-  // Bits at quantizer 26: of a whole key picture, of a change of everything, of everything made finer.
+  double framesPerSecond_ = 30;
+  // Bits at quantizer 26: of a key frame, of a change of the whole frame, of refining the whole frame.
   double wholeKey_;
   double wholeChange_;
   double wholeRefined_;
-  // Bits made beyond what the link took; negative: bits saved.
+  // Bits produced but not sent yet; negative: bits saved.
   double debt_ = 0;
   std::optional<Time> last_;
-  // When something changed last.
+  // Time of the last change.
   std::optional<Time> changedAt_;
-  // The part of the picture that is coarser than it need be, and its quantizer.
+  // The share of the frame that can still be refined, and its quantizer.
   double coarseShare_ = 1;
   int coarseQuantizer_ = kCoarsest;
 };

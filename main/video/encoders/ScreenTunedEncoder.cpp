@@ -11,27 +11,27 @@
 namespace vantora {
 namespace {
 
-// The coarsest quantizer of VP8 and VP9. The library stops at 56 and rather drops frames: scrolling
-// text at 1080p then runs at a few frames a second.
+// The coarsest quantizer of VP8 and VP9. The library stops at 56 and drops frames instead: scrolling text at 1080p then
+// runs at a few frames per second.
 constexpr unsigned kCoarsestVpxQuantizer = 63;
 
-// A picture is left out while earlier ones take the link for so many seconds yet; one of text that moves, by an encoder
-// that finds it again only nearby, after this time at the latest and up to that many seconds.
+// A frame is dropped while earlier ones need more than kMaxWaiting seconds to be sent. Exception: moving text with an
+// encoder of short motion search is encoded once kNearbyUs have passed, up to kMaxWaitingMoving seconds of waiting.
 constexpr double kMaxWaiting = 0.06;
 constexpr int64_t kNearbyUs = 80'000;
 constexpr double kMaxWaitingMoving = 2.5;
-// A key picture that takes the link for so many seconds yet is still being sent.
+// A key frame counts as still being sent while it needs more than this many seconds.
 constexpr double kStillBeingSent = 0.15;
-// Pictures that change less, in parts of the whole, only become finer.
+// A frame with a smaller share of changes is only a refinement.
 constexpr double kLargeChange = 0.1;
-// A picture may take the link's time for so long.
+// Maximum time to send one frame, in seconds.
 constexpr double kMaxSeconds = 0.5;
-// It is coded again when that makes it smaller by this factor.
+// A frame is encoded again only if that makes it smaller by this factor.
 constexpr double kWorthAgain = 1.2;
-// A rate in bits a second at which every picture is as coarse as it gets.
+// A rate in bits per second at which every frame gets the coarsest quantizer.
 constexpr uint32_t kLowestRate = 30'000;
 
-// Pictures a second that encoders are told.
+// Bounds of the frame rate that is set in encoders, in frames per second.
 constexpr double kSlowest = 4;
 constexpr double kSlowestMoving = 12;
 constexpr double kFastest = 120;
@@ -50,7 +50,8 @@ int ScreenTunedEncoder::InitEncode(const webrtc::VideoCodec* codec, const Settin
     for (webrtc::SimulcastStream& stream : tuned.simulcastStream) stream.qpMax = kCoarsestVpxQuantizer;
     for (webrtc::SpatialLayer& layer : tuned.spatialLayers) layer.qpMax = kCoarsestVpxQuantizer;
   }
-  // Encoders leave pictures out as they are, in a row; text that scrolls on meanwhile is then too far away to be found.
+  // Encoders drop frames in a row, without regard to their content; text that scrolls meanwhile is then out of range of
+  // the motion search.
   gated_ = tuned.codecType != webrtc::kVideoCodecH264;
   searchesNearby_ = tuned.codecType == webrtc::kVideoCodecVP8;
   if (gated_) tuned.SetFrameDropEnabled(false);
@@ -90,25 +91,25 @@ int32_t ScreenTunedEncoder::Release() { return encoder_->Release(); }
 int32_t ScreenTunedEncoder::Encode(const webrtc::VideoFrame& frame, const std::vector<webrtc::VideoFrameType>* types) {
   const int64_t now = frame.timestamp_us();
   const double waiting = waiting_.seconds(now);
-  asked_ = wish_->made();
-  // Key pictures are for viewers that missed the beginning of one; what they miss of one that is still being sent they
-  // ask for packet by packet.
+  asked_ = request_->made();
+  // A key frame is for a viewer that missed the beginning of one; packets lost from one that is still being sent are
+  // retransmitted on request.
   const bool stillBeingSent = keyWaiting_.seconds(now) > kStillBeingSent;
   if (stillBeingSent) granted_ = asked_;
   const bool asked = types && std::ranges::find(*types, webrtc::VideoFrameType::kVideoFrameKey) != types->end();
   const bool key = (asked || asked_ != granted_) && !stillBeingSent;
   if (gated_) {
-    const auto picture = frame.video_frame_buffer()->ToI420();
-    if (!picture) {
-      changes_ = {};  // What the next frame says about its changes counts from this one.
+    const auto buffer = frame.video_frame_buffer()->ToI420();
+    if (!buffer) {
+      changes_ = {};  // The next frame's update rectangle will be relative to this frame.
       return WEBRTC_VIDEO_CODEC_ERR_PARAMETER;
     }
-    changed_ = std::min(1.0, changed_ + changedShare(changes_, frame, *picture));
-    if (!key && isToBeLeftOut(waiting, now)) {
+    changed_ = std::min(1.0, changed_ + changedShare(changes_, frame, *buffer));
+    if (!key && shouldDrop(waiting, now)) {
       callback_->OnDroppedFrame(DropReason::kDroppedByEncoder);
       return WEBRTC_VIDEO_CODEC_OK;
     }
-    tellElapsedTime(now);
+    reportElapsedTime(now);
   }
   const std::vector<webrtc::VideoFrameType> wanted(
       types ? types->size() : 1,
@@ -116,15 +117,15 @@ int32_t ScreenTunedEncoder::Encode(const webrtc::VideoFrame& frame, const std::v
   return encodeWithinLimit(frame, &wanted);
 }
 
-bool ScreenTunedEncoder::isToBeLeftOut(double waiting, int64_t nowUs) const {
+bool ScreenTunedEncoder::shouldDrop(double waiting, int64_t nowUs) const {
   if (waiting <= kMaxWaiting) return false;
-  // What has moved too far is not found again and costs as much as a new page, which lasts longer still.
+  // Text that has moved too far is not found by motion search and costs as much as a new page, which takes even longer.
   const bool movesOn = searchesNearby_ && changed_ >= kLargeChange && encodedUs_ && nowUs - *encodedUs_ >= kNearbyUs;
   return !movesOn || waiting > kMaxWaitingMoving;
 }
 
-// A page that is new as a whole takes its rate control by surprise: a picture that would keep the link busy for longer
-// than kMaxSeconds is thrown away, and a coarse key picture, which needs nothing of it, takes its place.
+// The encoder's rate control does not expect an entirely new page: a frame that would keep the link busy for longer
+// than kMaxSeconds is discarded and replaced by a coarse key frame, which does not depend on it.
 int32_t ScreenTunedEncoder::encodeWithinLimit(const webrtc::VideoFrame& frame,
                                               const std::vector<webrtc::VideoFrameType>* types) {
   if (!gated_) return encoder_->Encode(frame, types);
@@ -156,9 +157,9 @@ bool ScreenTunedEncoder::isTooLarge(double bits) const {
   return bits > kMaxSeconds * rates_.bitrate.get_sum_bps() && bits > kWorthAgain * coarseKeyBits_;
 }
 
-// The encoders' rate controls take each picture for as long as the rate of pictures says. Screens change at any time:
-// the bits of a pause would be lost, and those of pictures that were left out as well.
-void ScreenTunedEncoder::tellElapsedTime(int64_t nowUs) {
+// The encoders' rate controls assume that each frame lasts one interval of the frame rate. Screens change at any time:
+// the bits of a pause would be lost, and those of dropped frames as well.
+void ScreenTunedEncoder::reportElapsedTime(int64_t nowUs) {
   if (encodedUs_ && rates_.bitrate.get_sum_bps() > 0) {
     RateControlParameters rates = rates_;
     const double slowest = changed_ >= kLargeChange ? kSlowestMoving : kSlowest;
@@ -186,9 +187,9 @@ void ScreenTunedEncoder::OnLossNotification(const LossNotification& notification
 
 webrtc::VideoEncoder::EncoderInfo ScreenTunedEncoder::GetEncoderInfo() const {
   EncoderInfo info = encoder_->GetEncoderInfo();
-  // Half the pixels make text unreadable: when bits are short, they are spread thinner instead.
+  // Half the pixels make text unreadable: when bits are short, the image becomes coarser instead.
   info.scaling_settings = ScalingSettings::kOff;
-  // The library would leave pictures out as well, blind to what is in them.
+  // Otherwise the library would drop frames as well, without regard to their content.
   info.has_trusted_rate_controller = true;
   return info;
 }

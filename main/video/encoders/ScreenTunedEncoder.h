@@ -1,5 +1,4 @@
-// An encoder with settings that suit screens. A heavy header: for .cpp files that see the
-// library.
+// An encoder with settings that suit screens. Heavy header (WebRTC library): include it in .cpp files only.
 #pragma once
 
 #include <api/video_codecs/video_encoder.h>
@@ -15,14 +14,14 @@
 
 namespace vantora {
 
-// Passes everything on to `encoder`; changes the settings it is opened with and what it says about
-// itself, and asks for a key frame each time that `wish` is made, until one has come. While one is still being sent,
-// neither `wish` nor the library gets another. Pictures are left out while the link is busy with earlier ones, except by
-// H.264, which has a rate control of its own for that. Thread: the library's encoder queue, which also owns it.
+// Forwards everything to `encoder`; changes its settings and the information it reports about itself, and asks it for a
+// key frame after each `request` until it makes one. While a key frame is still being sent, neither `request` nor the
+// library gets another. Frames are dropped while the link is busy with earlier ones, except for H.264, whose own rate
+// control does that. Thread: the library's encoder queue, which also owns it.
 class ScreenTunedEncoder final : public webrtc::VideoEncoder, private webrtc::EncodedImageCallback {
  public:
-  ScreenTunedEncoder(std::unique_ptr<webrtc::VideoEncoder> encoder, std::shared_ptr<const KeyFrameRequest> wish)
-      : encoder_(std::move(encoder)), wish_(std::move(wish)), granted_(wish_->made()) {}
+  ScreenTunedEncoder(std::unique_ptr<webrtc::VideoEncoder> encoder, std::shared_ptr<const KeyFrameRequest> request)
+      : encoder_(std::move(encoder)), request_(std::move(request)), granted_(request_->made()) {}
 
   void SetFecControllerOverride(webrtc::FecControllerOverride* override) override;
   int InitEncode(const webrtc::VideoCodec* codec, const Settings& settings) override;
@@ -40,32 +39,32 @@ class ScreenTunedEncoder final : public webrtc::VideoEncoder, private webrtc::En
   void OnDroppedFrame(DropReason reason) override;
   int32_t encodeWithinLimit(const webrtc::VideoFrame& frame, const std::vector<webrtc::VideoFrameType>* types);
   bool isTooLarge(double bits) const;
-  bool isToBeLeftOut(double waiting, int64_t nowUs) const;
-  void tellElapsedTime(int64_t nowUs);
+  bool shouldDrop(double waiting, int64_t nowUs) const;
+  void reportElapsedTime(int64_t nowUs);
 
   std::unique_ptr<webrtc::VideoEncoder> encoder_;
-  std::shared_ptr<const KeyFrameRequest> wish_;
+  std::shared_ptr<const KeyFrameRequest> request_;
   unsigned granted_;
   unsigned asked_ = granted_;
   webrtc::EncodedImageCallback* callback_ = nullptr;
-  // Pictures are left out and coded again here.
+  // Frames are dropped and encoded again by this class, not by the encoder.
   bool gated_ = false;
-  // The encoder finds what has moved again only when it is not far away.
+  // The encoder's motion search has a short range.
   bool searchesNearby_ = false;
-  // What encode() made, held back until its size is known to be bearable.
+  // Encoded frames, held back until their size is known to be acceptable.
   struct Encoded {
     webrtc::EncodedImage image;
     std::optional<webrtc::CodecSpecificInfo> info;
   };
   std::vector<Encoded> held_;
   bool holds_ = false;
-  // Bits of the last key picture that was made as coarse as it gets; 0 before the first.
+  // Bits of the last key frame at the coarsest quantizer; 0 before the first.
   double coarseKeyBits_ = 0;
   LeakyBucket waiting_;
-  // The same up to the end of the last key picture.
+  // The same, but only up to the end of the last key frame.
   LeakyBucket keyWaiting_;
   ChangedBlocks changes_;
-  // Share of the picture that changed since the last one that was encoded.
+  // Share of the frame that changed since the last encoded one.
   double changed_ = 0;
   RateControlParameters rates_;
   std::optional<int64_t> encodedUs_;

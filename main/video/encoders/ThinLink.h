@@ -1,4 +1,4 @@
-// Whether the link is thin for the picture that is sent over it.
+// Whether the link is thin for the video that is sent over it.
 #pragma once
 
 #include <chrono>
@@ -6,9 +6,9 @@
 
 namespace vantora {
 
-// A rate that stays below kThin bits a second for each pixel makes the link thin, one that stays above kWide makes it
-// wide again; in between, and for shorter times, it stays what it was. Wide at first. Pure: time comes in with each
-// call and never runs backwards. Any thread, one at a time.
+// A rate that stays below kThin bits per second and pixel makes the link thin, one that stays above kWide makes it wide
+// again; in between, and for shorter times, the state is kept. Wide at first. Pure: time is passed with each call and
+// never runs backwards. Any thread, one at a time.
 class ThinLink {
  public:
   using Time = std::chrono::nanoseconds;
@@ -17,7 +17,7 @@ class ThinLink {
   static constexpr std::chrono::milliseconds kThinAfter{500};
   static constexpr std::chrono::seconds kWideAfter{3};
 
-  // `pixels`: of one picture, at least 1.
+  // `pixels`: of one frame, at least 1.
   explicit ThinLink(int pixels) : pixels_(pixels) {}
 
   void update(double bitsPerSecond, Time now);
@@ -26,7 +26,7 @@ class ThinLink {
  private:
   int pixels_;
   bool thin_ = false;
-  // Since when the rate has spoken against thin_.
+  // Since when the rate has contradicted thin_.
   std::optional<Time> against_;
 };
 

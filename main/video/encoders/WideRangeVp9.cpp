@@ -12,12 +12,12 @@ namespace vantora {
 namespace {
 
 constexpr unsigned kCoarsest = 63;
-// Bits a second for each pixel below which a picture may only be by kThinStep finer than the one before: the rate
-// control takes a screen at rest for one that has all the bits of the pause, and then sends for seconds.
+// Below this many bits per second and pixel a frame may be finer than the one before by kThinStep at most: the rate
+// control would spend all saved bits on a still screen at once, which takes seconds to send.
 constexpr double kThin = 1.2;
 constexpr int kThinStep = 3;
 
-// Stands between the encoder and libvpx; everything but the limit of the quantizer passes through.
+// Wraps libvpx for the encoder; changes the quantizer limits only and forwards everything else.
 class WideRange final : public webrtc::LibvpxInterface {
  public:
   vpx_image_t* img_alloc(vpx_image_t* image, vpx_img_fmt_t format, unsigned width, unsigned height,
@@ -45,7 +45,7 @@ class WideRange final : public webrtc::LibvpxInterface {
     // libvpx keeps the address for as long as the context lives.
     context->config.enc = config;
     if (result != VPX_CODEC_OK) return result;
-    // Text that has moved by more than some lines is found again only with the tools for screens.
+    // Only with the screen content tools motion search finds text that has moved by more than a few lines.
     return vpx_->codec_control(context, VP9E_SET_TUNE_CONTENT, static_cast<int>(VP9E_CONTENT_SCREEN));
   }
   vpx_codec_err_t codec_enc_init_multi(vpx_codec_ctx_t* context, vpx_codec_iface_t* codec, vpx_codec_enc_cfg_t* config,
@@ -126,7 +126,7 @@ class WideRange final : public webrtc::LibvpxInterface {
     return config;
   }
 
-  // The quantizer of the last picture.
+  // The quantizer of the last frame.
   mutable int last_ = 0;
   std::unique_ptr<webrtc::LibvpxInterface> vpx_ = webrtc::LibvpxInterface::Create();
 };

@@ -1,4 +1,4 @@
-// VP9 with its whole range of quantizers. A heavy header: for .cpp files that see the library.
+// VP9 with its whole range of quantizers. Heavy header (WebRTC library): include it in .cpp files only.
 #pragma once
 
 #include <api/video_codecs/sdp_video_format.h>
@@ -9,7 +9,7 @@
 namespace vantora {
 
 // The library's own encoder stops at quantizer 52 of 63, at which a page of text is two and a half times as large: too
-// much for a thin link. `format` is one of VP9. The encoder runs on the library's encoder queue.
+// much for a thin link. `format` is a VP9 format. The encoder runs on the library's encoder queue.
 [[nodiscard]] std::unique_ptr<webrtc::VideoEncoder> makeWideRangeVp9(const webrtc::SdpVideoFormat& format);
 
 }  // namespace vantora

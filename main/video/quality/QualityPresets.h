@@ -1,4 +1,4 @@
-// Quality presets and the figures derived from display sizes. Pure.
+// Quality presets and the values derived from display sizes. Pure.
 #pragma once
 
 #include <QSize>
@@ -7,7 +7,7 @@
 
 namespace vantora {
 
-// What the encoder is asked for.
+// Size, frame rate and bit rate requested from the encoder.
 struct VideoTarget {
   int width = 1280;
   int height = 720;
@@ -16,20 +16,20 @@ struct VideoTarget {
   bool operator==(const VideoTarget&) const = default;
 };
 
-// Bounds of what a viewer can ask for: what the encoders and the machine's memory accept.
-inline constexpr int kSmallestSide = 16;
-inline constexpr int kWidest = 7680;
-inline constexpr int kHighest = 4320;
-inline constexpr int kFastest = 120;
-inline constexpr int kLowestKbps = 1;
-inline constexpr int kMostKbps = 2'000'000;
+// Bounds of a viewer's requests, set by the encoders and the machine's memory.
+inline constexpr int kMinSide = 16;
+inline constexpr int kMaxWidth = 7680;
+inline constexpr int kMaxHeight = 4320;
+inline constexpr int kMaxFps = 120;
+inline constexpr int kMinKbps = 1;
+inline constexpr int kMaxKbps = 2'000'000;
 
-// The fixed preset `name`, compared exactly; any other name gives the figures of "medium".
+// The fixed preset `name`, compared exactly; any other name gives the values of "medium".
 VideoTarget presetTarget(const QString& name);
-// What "auto" stands for on a first display of this height in points; none: there is no display.
+// The preset that "auto" selects for a first display of this height in points; empty: there is no display.
 QString pickAutoPreset(std::optional<int> firstDisplayHeight);
-// "native" on a display of this size: its own size (at most 2160 high), 60 frames a second, a tenth
-// of a bit per pixel within [6000, 40000] kbit/s.
+// "native" on a display of this size: its own size (at most 2160 high), 60 frames per second, a tenth of a bit per
+// pixel within [6000, 40000] kbit/s.
 VideoTarget nativeTarget(QSize display);
 // The width, a multiple of 16, that follows the display's aspect ratio at `height`.
 int widthForDisplay(QSize display, int height);

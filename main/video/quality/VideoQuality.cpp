@@ -11,8 +11,8 @@ namespace {
 
 using namespace Qt::Literals::StringLiterals;
 
-// Characters of a preset's name that are kept: any text may be one, and it is told four times a second.
-constexpr qsizetype kLongestName = 64;
+// Maximum length of a preset's name: any text may be one, and it is sent to the viewer four times per second.
+constexpr qsizetype kMaxNameLength = 64;
 
 std::optional<int> clamped(std::optional<qint64> value, int low, int high) {
   if (!value) return std::nullopt;
@@ -70,13 +70,13 @@ VideoTarget VideoQuality::targetOf(const QString& preset) const {
   if (!sharing_.useScreenSource()) return target;
   const auto display = sharedDisplay();
   if (display && display->bounds.height() > 0) {
-    target.width = std::min(widthForDisplay(display->bounds.size(), target.height), kWidest);
+    target.width = std::min(widthForDisplay(display->bounds.size(), target.height), kMaxWidth);
   }
   return target;
 }
 
 void VideoQuality::applyQualityPreset(const QString& name) {
-  QString preset = name.left(kLongestName);
+  QString preset = name.left(kMaxNameLength);
   if (preset == "auto"_L1) {
     const std::vector<Display> list = displays_.list();
     preset =
@@ -97,10 +97,10 @@ void VideoQuality::applyQualityPreset(const QString& name) {
 
 void VideoQuality::applyVideoParams(std::optional<qint64> maxBitrateKbps, std::optional<qint64> fps,
                                     std::optional<qint64> width, std::optional<qint64> height) {
-  const auto newKbps = clamped(maxBitrateKbps, kLowestKbps, kMostKbps);
-  const auto newFps = clamped(fps, 1, kFastest);
-  const auto newWidth = clamped(width, kSmallestSide, kWidest);
-  const auto newHeight = clamped(height, kSmallestSide, kHighest);
+  const auto newKbps = clamped(maxBitrateKbps, kMinKbps, kMaxKbps);
+  const auto newFps = clamped(fps, 1, kMaxFps);
+  const auto newWidth = clamped(width, kMinSide, kMaxWidth);
+  const auto newHeight = clamped(height, kMinSide, kMaxHeight);
   if (!newKbps && !newFps && !(newWidth && newHeight)) return;
 
   if (newWidth || newHeight) presetSize_ = false;
@@ -206,7 +206,7 @@ void VideoQuality::handleClientPrefs(const JsonObject& message) {
   if (!prefs) return;
   const auto quality = stringField(*prefs, "quality"_L1);
   if (quality && !quality->isEmpty()) {
-    currentQualityPreset_ = quality->left(kLongestName);
+    currentQualityPreset_ = quality->left(kMaxNameLength);
     applyQualityPreset(*quality);
   }
   if (const auto fps = integerField(*prefs, "fps"_L1)) applyVideoParams({}, fps, {}, {});

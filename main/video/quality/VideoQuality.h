@@ -30,20 +30,20 @@ class VideoQuality {
   VideoQuality(Environment environment, Displays& displays, SharingControl& sharing, Settings settings,
                Callbacks callbacks);
 
-  // Applies the named preset; "auto" is resolved first, an unknown name gives medium figures.
+  // Applies the named preset; "auto" is resolved first, an unknown name gives the values of "medium".
   void applyQualityPreset(const QString& name);
-  // Applies explicit values (each optional, any number: clamped to what encoders accept).
+  // Applies explicit values (each optional; clamped to what encoders accept).
   void applyVideoParams(std::optional<qint64> maxBitrateKbps, std::optional<qint64> fps, std::optional<qint64> width,
                         std::optional<qint64> height);
-  // The display that is captured has another size: what a preset made follows its proportions; sizes and rates that
-  // were asked for as such stay.
+  // The captured display has another size: values chosen by a preset are adapted to it; explicitly requested sizes and
+  // rates are kept.
   void displayResized();
   // "codec": choice of codec and H.264 profile for the next offers.
   void handleCodec(const JsonObject& message);
-  // "client_prefs": a viewer's wishes at the signalling level; none without a "prefs" object.
+  // "client_prefs": a viewer's preferences at the signalling level; ignored without a "prefs" object.
   void handleClientPrefs(const JsonObject& message);
 
-  // The video has a new sender, of a new connection: gives it the bit rate, and what was asked for in this session.
+  // The video has the sender of a new connection: sets its bit rate, and the values requested in this session.
   void senderReplaced();
 
   const QString& currentQualityPreset() const { return currentQualityPreset_; }
@@ -51,7 +51,7 @@ class VideoQuality {
   const std::optional<QString>& preferredCodecName() const { return preferredCodecName_; }
   const std::optional<QString>& h264Profile() const { return h264Profile_; }
 
-  // Both log what they did; the first one sets maintain-framerate despite its name.
+  // Both are logged; setMaintainResolution() sets maintain-framerate despite its name.
   static void setMaintainResolution(VideoSender& sender);
   static void setMaintainResolutionStrong(VideoSender& sender);
   static void setContentHint(VideoSender& sender, const QString& hint);
@@ -72,7 +72,7 @@ class VideoQuality {
   VideoTarget lastTarget_;
   // A preset or parameters have been applied since the start.
   bool applied_ = false;
-  // Which of the targets the preset chose.
+  // Whether size and rates of the target come from the preset.
   bool presetSize_ = false;
   bool presetRates_ = false;
   std::optional<QString> preferredCodecName_;

@@ -1,6 +1,6 @@
 // The three bit-rate hints that an offer carries.
 //
-// Purpose: pure arithmetic. Thread: any. Owner: none, there is no state.
+// Pure, without state. Thread: any.
 #pragma once
 
 #include <optional>
@@ -15,9 +15,9 @@ struct BitrateHints {
   bool operator==(const BitrateHints&) const = default;
 };
 
-// Hints from the session's current maximum and the configured overrides. The maximum is at least 500,
-// an overridden one too; minimum and start follow from it (70 and 85 percent, at least 200), while an
-// override of theirs is taken as it is.
+// Hints from the session's current maximum and the configured overrides. The maximum is at least 500, even if
+// overridden; minimum and start are derived from it (70 and 85 percent, at least 200), while their overrides are used
+// unchanged.
 [[nodiscard]] BitrateHints bitrateHints(int lastMaxKbps, std::optional<int> minOverride,
                                         std::optional<int> startOverride, std::optional<int> maxOverride);
 

@@ -13,8 +13,7 @@ struct Profile {
   QLatin1StringView levelId;
 };
 
-// The names with 42 stand for level 3.1 as well: viewers decode it everywhere, and the level says
-// nothing about the size that is sent.
+// The names with 42 mean level 3.1 as well: all viewers decode it, and the level does not limit the size that is sent.
 constexpr std::array<Profile, 6> kProfiles{{
     {"baseline31"_L1, "42e01f"_L1},
     {"main31"_L1, "4d001f"_L1},
@@ -45,8 +44,8 @@ QString h264ProfileFor(const QString& text) {
 }
 
 bool fitsIntoOffer(const QString& profile) {
-  constexpr qsizetype kLongest = 64;
-  return profile.size() <= kLongest && std::ranges::all_of(profile, [](QChar c) { return c >= u' ' && c <= u'~'; });
+  constexpr qsizetype kMaxLength = 64;
+  return profile.size() <= kMaxLength && std::ranges::all_of(profile, [](QChar c) { return c >= u' ' && c <= u'~'; });
 }
 
 }  // namespace vantora

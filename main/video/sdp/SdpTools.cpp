@@ -103,7 +103,7 @@ QString rewriteH264Profile(const QString& sdp, const QString& profileHex) {
       line += u';' + profile;
       continue;
     }
-    // The piece is replaced whole, with a prefix or a carriage return that it holds.
+    // The whole piece is replaced, including a prefix or a carriage return in it.
     QStringList pieces = line.split(u';', Qt::SkipEmptyParts);
     for (QString& piece : pieces) {
       if (piece.contains(kProfile)) piece = profile;

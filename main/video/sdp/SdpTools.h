@@ -1,26 +1,24 @@
 // Rewriting of the offer's SDP as plain text: payload order, H.264 profile, bit-rate hints.
 //
-// The text is a list of lines split at the line feed only. A carriage return that ends a line is
-// part of that line's text: it survives on lines that pass through, it keeps the last payload type
-// of an "m=video" line from matching, and in a rewritten "a=fmtp:" line it stays with the parameter
-// it stood behind. Callers that hold text with CRLF line ends decide themselves what they want.
+// The text is split into lines at the line feed only. A carriage return at the end of a line is part of the line: it is
+// kept on unchanged lines, it prevents the last payload type of an "m=video" line from matching, and in a rewritten
+// "a=fmtp:" line it stays behind its parameter. Callers with CRLF line ends have to handle this themselves.
 //
-// Purpose: pure text functions. Thread: any. Owner: none, there is no state. None of them fails; a
-// line that is missing leaves the text as it is.
+// Pure text functions, without state. Thread: any. None of them fails; if a line is missing, the text stays unchanged.
 #pragma once
 
 #include <QString>
 
 namespace vantora::SdpTools {
 
-// Moves the payload types of `codecName` (any case) to the front of the first "m=video" line and
-// logs what was moved. Without such a payload type the text comes back unchanged, without a log line.
+// Moves the payload types of `codecName` (case-insensitive) to the front of the first "m=video" line and logs them.
+// Without such a payload type the text is returned unchanged, without a log line.
 [[nodiscard]] QString preferCodec(const QString& sdp, const QString& codecName);
 // The same for H.264, with a log line of its own.
 [[nodiscard]] QString preferH264(const QString& sdp);
 
-// Sets "profile-level-id" to `profileHex`, lower-cased, on every "a=fmtp:" line that speaks of H.264
-// by the text "H264", "profile-level-id" or "packetization-mode".
+// Sets "profile-level-id" to `profileHex`, lower-cased, on every "a=fmtp:" line that contains "H264",
+// "profile-level-id" or "packetization-mode".
 [[nodiscard]] QString rewriteH264Profile(const QString& sdp, const QString& profileHex);
 
 // Replace the x-google bit-rate hints (kbit/s) on the existing "a=fmtp:" lines of the codec. A

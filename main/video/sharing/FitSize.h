@@ -1,4 +1,4 @@
-// Fitting of a requested picture size to a display. Pure.
+// Fits a requested frame size to a display. Pure.
 #pragma once
 
 #include <QSize>

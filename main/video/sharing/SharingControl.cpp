@@ -71,10 +71,10 @@ void SharingControl::startSharing() {
   if (sharingEnabled_) return;
   sharingEnabled_ = true;
   const VideoEnvironment video = readVideoEnvironment(environment_);
-  ScreenNews news{.refused = life_.guard([this](const QString& permission) { notifyClientPermission(permission); }),
-                  .resized = life_.guard([this] { callbacks_.displayResized(); })};
+  ScreenEvents events{.refused = life_.guard([this](const QString& permission) { notifyClientPermission(permission); }),
+                      .resized = life_.guard([this] { callbacks_.displayResized(); })};
   if (dummy_) dummy_->setOnTrack(false);
-  screenSource_ = factory_.screen(video.width, video.height, video.fps, displayIndexUsed_, std::move(news));
+  screenSource_ = factory_.screen(video.width, video.height, video.fps, displayIndexUsed_, std::move(events));
   screenSource_->setActive(viewerConnected_);
   callbacks_.input.setTargetScreen(displayIndexUsed_);
   if (videoSender_) videoSender_->replaceTrack(*screenSource_);
@@ -120,7 +120,7 @@ bool SharingControl::selectDisplay(int index) {
   displayIndexUsed_ = index;
   callbacks_.input.setTargetScreen(index);
   if (!useScreenSource_ || !screenSource_) return false;
-  // Another start, which is refused anew or not at all.
+  // Starts the capture again, which may be refused again.
   missingPermission_.clear();
   screenSource_->setDisplayIndex(index, [] {});
   return true;

@@ -1,4 +1,4 @@
-// What feeds the one video track: the synthetic pattern or the screen.
+// Chooses the source of the one video track: the synthetic pattern or the screen.
 #pragma once
 
 #include <functional>
@@ -13,22 +13,22 @@
 
 namespace vantora {
 
-// What the input side must know about the shared picture.
+// Tells the input handling about the shared display.
 struct InputTargeting {
   std::function<void(bool usePoints)> setMappingMode;
   std::function<void(bool topOrigin)> setOrigin;
   std::function<void(int index)> setTargetScreen;
 };
 
-// Thread: main. Owner: Host. Lives across peer connections: a rebuilt one gets the running
-// capture's track again, the capture itself goes on.
+// Thread: main. Owner: Host. Outlives peer connections: a new one gets the track of the running capture, which is not
+// interrupted.
 class SharingControl {
  public:
   struct Callbacks {
     std::function<void()> makeOffer;
     // Something that the menu shows changed.
     std::function<void()> changed;
-    // The display that is captured has another size than before.
+    // The captured display has another size than before.
     std::function<void()> displayResized;
     InputTargeting input;
   };
@@ -40,28 +40,29 @@ class SharingControl {
   SharingControl(const SharingControl&) = delete;
   SharingControl& operator=(const SharingControl&) = delete;
 
-  // Sets up the transceiver of `peer` with the synthetic source; `videoSender` receives its sender.
-  // When the screen is being shared, its track is put back on the new sender.
+  // Sets up the transceiver of `peer` with the synthetic source; `videoSender` receives its sender. If the screen is
+  // being shared, the new sender gets its track.
   void startVideoSource(PeerConnection& peer, std::unique_ptr<VideoSender>& videoSender);
-  // The sender is about to die with its connection.
+  // The sender is about to be destroyed with its connection.
   void detachSender() { videoSender_ = nullptr; }
 
   void startSharing();
   void stopSharing();
 
-  // Whether pictures can reach a viewer. False: nothing is captured or encoded.
+  // Whether frames can reach a viewer. False: nothing is captured or encoded.
   void setViewerConnected(bool connected);
-  // A viewer is ready for its first picture.
+  // A viewer is ready for its first frame.
   void refresh();
 
-  // "control" opened: its viewer is told, too, that the desktop refuses the screen.
+  // "control" opened: its viewer is also notified if the desktop refuses the screen.
   void controlOpened();
 
-  // "display_index": remembers the display and moves a running capture to it. Returns whether the
-  // screen is being captured.
+  // "display_index": stores the display and moves a running capture to it. Returns whether the screen is being
+  // captured.
   bool selectDisplay(int index);
 
-  // A new synthetic source of this size and rate takes the track, unless that is the screen's; started at once.
+  // Replaces the synthetic source by one of this size and rate, started at once; it gets the track unless the screen
+  // has it.
   void rebuildSynthetic(int width, int height, int fps);
   // Resizes the capture; does nothing without one.
   void reconfigureScreen(int width, int height, int fps);
@@ -77,7 +78,7 @@ class SharingControl {
   void notifyClientPermission(const QString& permission);
   void sendMissingPermission();
   std::unique_ptr<SyntheticVideo> makeFittedSynthetic();
-  // One that makes frames, once started, while the screen is not shared and a viewer is there.
+  // A source that makes frames, once started, while the screen is not shared and a viewer is connected.
   std::unique_ptr<SyntheticVideo> makeSynthetic(int fps, int width, int height);
   void screenStarted();
 
@@ -91,12 +92,12 @@ class SharingControl {
   bool useScreenSource_ = false;
   bool viewerConnected_ = false;
   int displayIndexUsed_ = 0;
-  // What the last start of the capture lacked; empty unless it was refused, and while sharing is off.
+  // The permission that the last start of the capture lacked; empty unless it was refused, and while sharing is off.
   QString missingPermission_;
   VideoSender* videoSender_ = nullptr;
   std::unique_ptr<SyntheticVideo> dummy_;
   std::unique_ptr<ScreenVideo> screenSource_;
-  Lifetime life_;  // For news of the screen.
+  Lifetime life_;  // For events of the screen.
 };
 
 }  // namespace vantora

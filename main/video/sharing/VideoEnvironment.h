@@ -13,14 +13,14 @@ struct VideoEnvironment {
   int width = 1280;      // [16, 16384]
   int height = 720;      // [16, 16384]
   int displayIndex = 0;  // not negative
-  // None: the variable is absent and the mapping in force stays.
+  // Empty: the variable is absent and the current mapping is kept.
   std::optional<bool> inputUsesPoints;
   std::optional<bool> inputOriginTop;
   bool shareIdleVideo = false;
   QString contentHint;  // "detail" or "motion"
 };
 
-// Reads the variables anew at every call.
+// Reads the variables at every call.
 [[nodiscard]] VideoEnvironment readVideoEnvironment(const Environment& environment);
 
 }  // namespace vantora

@@ -14,41 +14,42 @@ class SyntheticVideo : public VideoTrackSource {
  public:
   virtual void start() = 0;
   virtual void stop() = 0;
-  // Whether frames can reach a viewer. False: none is handed to the encoder.
+  // Whether frames can reach a viewer. False: none is passed to the encoder.
   virtual void setActive(bool active) = 0;
-  // Whether the track is this source's. False: started or not, it makes no frame. True at first.
+  // Whether this source has the track. False: it makes no frames, even if started. True at first.
   virtual void setOnTrack(bool onTrack) = 0;
 };
 
 // The captured screen. Main thread.
 class ScreenVideo : public VideoTrackSource {
  public:
-  // Runs on the main thread once the start has returned, whatever its outcome; never after the
-  // object was destroyed.
+  // Called on the main thread when the attempt to start has ended, whatever its outcome; never after the object was
+  // destroyed.
   using Done = std::function<void()>;
   virtual void start(Done done) = 0;
   virtual void reconfigure(int width, int height, int fps, Done done) = 0;
   virtual void setDisplayIndex(int index, Done done) = 0;
   virtual void stop() = 0;
-  // False: nothing is captured. True again: a fresh frame at once.
+  // False: nothing is captured. True again: a new frame at once.
   virtual void setActive(bool active) = 0;
-  // Sends the current picture again at once.
+  // Sends the current frame again at once.
   virtual void refresh() = 0;
   // Wall-clock time of the last captured frame in nanoseconds since 1970, 0 before the first.
   virtual qint64 lastCaptureWallNs() const = 0;
 };
 
-// What the captured screen tells. Called on the main thread; each may be empty.
-struct ScreenNews {
+// Events of the captured screen. Called on the main thread; each may be empty.
+struct ScreenEvents {
   // A permission is missing: its name.
   std::function<void(const QString& permission)> refused;
-  // The display that is captured has another size than before, without having been asked for.
+  // The captured display has another size than before, without having been requested.
   std::function<void()> resized;
 };
 
 struct VideoSourceFactory {
   std::function<std::unique_ptr<SyntheticVideo>(int fps, int width, int height)> synthetic;
-  std::function<std::unique_ptr<ScreenVideo>(int width, int height, int fps, int displayIndex, ScreenNews news)> screen;
+  std::function<std::unique_ptr<ScreenVideo>(int width, int height, int fps, int displayIndex, ScreenEvents events)>
+      screen;
 };
 
 }  // namespace vantora

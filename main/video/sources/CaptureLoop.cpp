@@ -14,7 +14,7 @@ using namespace Qt::Literals::StringLiterals;
 namespace vantora {
 namespace {
 
-// How often a display that went away is looked for.
+// Interval of the attempts to open a lost display again.
 constexpr std::chrono::seconds kReopenStep(1);
 
 FramePacer::Time now() { return std::chrono::nanoseconds(rtc::TimeNanos()); }
@@ -26,8 +26,8 @@ std::int64_t wallNanoseconds() {
 
 }  // namespace
 
-CaptureLoop::CaptureLoop(std::unique_ptr<ScreenCapture> capture, rtc::scoped_refptr<FrameSource> source, News news)
-    : capture_(std::move(capture)), source_(std::move(source)), news_(std::move(news)) {
+CaptureLoop::CaptureLoop(std::unique_ptr<ScreenCapture> capture, rtc::scoped_refptr<FrameSource> source, Events events)
+    : capture_(std::move(capture)), source_(std::move(source)), events_(std::move(events)) {
   thread_ = std::thread([this] { run(); });
   pthread_setname_np(thread_.native_handle(), "screen-capture");
 }
@@ -35,8 +35,8 @@ CaptureLoop::CaptureLoop(std::unique_ptr<ScreenCapture> capture, rtc::scoped_ref
 CaptureLoop::~CaptureLoop() {
   {
     const std::lock_guard lock(mutex_);
-    orders_.quit = true;
-    ++orders_.epoch;
+    commands_.quit = true;
+    ++commands_.epoch;
   }
   capture_->wake();
   {
@@ -49,9 +49,9 @@ CaptureLoop::~CaptureLoop() {
 void CaptureLoop::start(const CaptureSettings& settings, Callback ended) {
   {
     const std::lock_guard lock(mutex_);
-    orders_.settings = settings;
-    ++orders_.epoch;
-    orders_.waiting.push_back(std::move(ended));
+    commands_.settings = settings;
+    ++commands_.epoch;
+    commands_.waiting.push_back(std::move(ended));
   }
   capture_->wake();
 }
@@ -59,8 +59,8 @@ void CaptureLoop::start(const CaptureSettings& settings, Callback ended) {
 void CaptureLoop::stop() {
   {
     const std::lock_guard lock(mutex_);
-    orders_.settings.reset();
-    ++orders_.epoch;
+    commands_.settings.reset();
+    ++commands_.epoch;
   }
   capture_->wake();
 }
@@ -68,7 +68,7 @@ void CaptureLoop::stop() {
 void CaptureLoop::setActive(bool active) {
   {
     const std::lock_guard lock(mutex_);
-    orders_.active = active;
+    commands_.active = active;
   }
   capture_->wake();
 }
@@ -76,7 +76,7 @@ void CaptureLoop::setActive(bool active) {
 void CaptureLoop::refresh() {
   {
     const std::lock_guard lock(mutex_);
-    orders_.refresh = true;
+    commands_.refresh = true;
   }
   capture_->wake();
 }
@@ -87,25 +87,25 @@ void CaptureLoop::encoderAsked() {
 }
 
 void CaptureLoop::run() {
-  while (takeOrders()) work();
+  while (takeCommands()) work();
   capture_->close();
   const std::lock_guard lock(mutex_);
   ended_ = true;
   endSignal_.notify_all();
 }
 
-bool CaptureLoop::takeOrders() {
+bool CaptureLoop::takeCommands() {
   std::vector<Callback> waiting;
   bool newEpoch = false;
   {
     const std::lock_guard lock(mutex_);
-    if (orders_.quit) return false;
-    newEpoch = std::exchange(epoch_, orders_.epoch) != orders_.epoch;
-    if (newEpoch) settings_ = orders_.settings;
-    if (orders_.active && !active_) pacer_.restart();
-    active_ = orders_.active;
-    if (std::exchange(orders_.refresh, false)) pacer_.refreshAsked();
-    waiting.swap(orders_.waiting);
+    if (commands_.quit) return false;
+    newEpoch = std::exchange(epoch_, commands_.epoch) != commands_.epoch;
+    if (newEpoch) settings_ = commands_.settings;
+    if (commands_.active && !active_) pacer_.restart();
+    active_ = commands_.active;
+    if (std::exchange(commands_.refresh, false)) pacer_.refreshAsked();
+    waiting.swap(commands_.waiting);
   }
   if (encoderAsked_.exchange(false)) pacer_.encoderAsked();
   if (newEpoch) restart(std::move(waiting));
@@ -117,11 +117,10 @@ void CaptureLoop::restart(std::vector<Callback> waiting) {
   attempt_ = std::move(waiting);
   capture_->close();
   open_ = false;
-  firstPicturePending_ = false;
+  firstFramePending_ = false;
   reopenAt_.reset();
   lastFrame_ = nullptr;
-  // A display that changed its size while it was opened anew is told of like any other; only the size of another
-  // display is no news.
+  // A changed size is reported even if the display was closed meanwhile, but not if another display was chosen.
   if (settings_ && std::exchange(displayIndex_, settings_->displayIndex) != settings_->displayIndex) {
     displaySize_.reset();
   }
@@ -138,7 +137,7 @@ void CaptureLoop::refuse(const QString& error) {
   logLine(u"[sc] start error: "_s + error);
   logLine(u"[sc] Required permissions in System Settings \u2192 Privacy & Security:"_s);
   logLine(u"[sc] - Screen Recording (for video capture)"_s);
-  news_.refused();
+  events_.refused();
 }
 
 void CaptureLoop::openFirst() {
@@ -157,9 +156,9 @@ void CaptureLoop::openFirst() {
   pacer_ = FramePacer(settings_->fps);
   openedAt_ = now();
   auto frame = converter_.newFrame();
-  CapturedFrame picture;
-  // Being allowed to open the display does not mean being allowed to read it.
-  const auto first = frame ? capture_->poll(picture) : ScreenCapture::Poll::notReady;
+  CapturedFrame image;
+  // Permission to open the display does not imply permission to read it.
+  const auto first = frame ? capture_->poll(image) : ScreenCapture::Poll::notReady;
   if (first == ScreenCapture::Poll::lost) {
     capture_->close();
     refuse(u"the display cannot be read"_s);
@@ -170,8 +169,8 @@ void CaptureLoop::openFirst() {
               .arg(settings_->fps)
               .arg(opened.displayIndex));
   open_ = true;
-  firstPicturePending_ = true;
-  if (first == ScreenCapture::Poll::changed) captured(picture, std::move(frame), openedAt_);
+  firstFramePending_ = true;
+  if (first == ScreenCapture::Poll::changed) captured(image, std::move(frame), openedAt_);
 }
 
 void CaptureLoop::reopen() {
@@ -186,13 +185,12 @@ void CaptureLoop::reopen() {
   pacer_ = FramePacer(settings_->fps);
 }
 
-// A display that was shown and goes away is no refusal: it is waited for, in silence.
+// A display that was captured and disappears is no refusal: wait for it, without a log line.
 void CaptureLoop::lose() {
   capture_->close();
   open_ = false;
   lastFrame_ = nullptr;
-  // A display that only changed is back at once; one that fails again and again must not keep the
-  // thread busy.
+  // A display that only changed can be opened again at once; one that fails repeatedly must not keep the thread busy.
   reopenAt_ = std::max(now(), openedAt_ + kReopenStep);
 }
 
@@ -204,7 +202,7 @@ void CaptureLoop::work() {
     if (!awaitingConsent_) endAttempt();
     return;
   }
-  if (!settings_ || (!open_ && !reopenAt_) || (!active_ && !firstPicturePending_)) {
+  if (!settings_ || (!open_ && !reopenAt_) || (!active_ && !firstFramePending_)) {
     (void)capture_->wait(FramePacer::kForever, ScreenCapture::WakeOn::call);
     return;
   }
@@ -218,7 +216,7 @@ void CaptureLoop::work() {
     return;
   }
   const FramePacer::Step step = pacer_.next(start);
-  if (step.action == FramePacer::Action::look) {
+  if (step.action == FramePacer::Action::poll) {
     poll(start);
   } else if (step.action == FramePacer::Action::repeat) {
     repeat(start);
@@ -230,18 +228,18 @@ void CaptureLoop::work() {
 }
 
 void CaptureLoop::poll(Time start) {
-  // The frame comes first: once polled, a change would be forgotten.
+  // Allocate first: a poll clears the change, which would be lost without a frame to convert to.
   auto frame = converter_.newFrame();
-  CapturedFrame picture;
-  switch (frame ? capture_->poll(picture) : ScreenCapture::Poll::notReady) {
+  CapturedFrame image;
+  switch (frame ? capture_->poll(image) : ScreenCapture::Poll::notReady) {
     case ScreenCapture::Poll::changed:
-      captured(picture, std::move(frame), start);
+      captured(image, std::move(frame), start);
       return;
     case ScreenCapture::Poll::unchanged:
-      pacer_.sawNothing(start);
+      pacer_.pollUnchanged(start);
       return;
     case ScreenCapture::Poll::notReady:
-      pacer_.lookFailed(start);
+      pacer_.pollFailed(start);
       return;
     case ScreenCapture::Poll::lost:
       lose();
@@ -249,12 +247,12 @@ void CaptureLoop::poll(Time start) {
   }
 }
 
-void CaptureLoop::captured(const CapturedFrame& picture, rtc::scoped_refptr<webrtc::I420Buffer> frame, Time start) {
+void CaptureLoop::captured(const CapturedFrame& image, rtc::scoped_refptr<webrtc::I420Buffer> frame, Time start) {
   lastCaptureWallNs_.store(wallNanoseconds());
-  firstPicturePending_ = false;
-  const auto changed = converter_.convert(picture, frame);
+  firstFramePending_ = false;
+  const auto changed = converter_.convert(image, frame);
   if (!changed) {
-    pacer_.lookFailed(start);
+    pacer_.pollFailed(start);
     return;
   }
   changed_ = lastFrame_ && changed_ ? std::optional(*changed_ | *changed) : std::nullopt;
@@ -264,20 +262,20 @@ void CaptureLoop::captured(const CapturedFrame& picture, rtc::scoped_refptr<webr
     loggedSize_ = size;
     logLine(u"[sc] frame size now %1x%2"_s.arg(size.width()).arg(size.height()));
   }
-  handOn();
+  pushLastFrame();
   pacer_.sentChange(start);
-  const QSize display = picture.rotationDegrees % 180 == 0 ? picture.size : picture.size.transposed();
-  if (std::exchange(displaySize_, display).value_or(display) != display) news_.resized();
+  const QSize display = image.rotationDegrees % 180 == 0 ? image.size : image.size.transposed();
+  if (std::exchange(displaySize_, display).value_or(display) != display) events_.resized();
 }
 
 void CaptureLoop::repeat(Time start) {
-  handOn();
+  pushLastFrame();
   pacer_.sentRepeat(start);
 }
 
-void CaptureLoop::handOn() {
+void CaptureLoop::pushLastFrame() {
   const std::lock_guard lock(mutex_);
-  if (orders_.epoch != epoch_ || !orders_.active || !lastFrame_) return;
+  if (commands_.epoch != epoch_ || !commands_.active || !lastFrame_) return;
   (void)source_->push(lastFrame_, rtc::TimeMicros(), changed_);
   changed_ = QRect();
 }

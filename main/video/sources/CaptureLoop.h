@@ -1,4 +1,4 @@
-// The capture thread of the screen source. A heavy header: include it in .cpp files only.
+// The capture thread of the screen source. Heavy header (WebRTC library): include it in .cpp files only.
 #pragma once
 
 #include <atomic>
@@ -27,57 +27,56 @@ struct CaptureSettings {
   int displayIndex = 0;
 };
 
-// Owns the thread "screen-capture", on which the display is opened, read and closed and frames are
-// handed on. Methods belong to the owner's thread unless they say otherwise; none waits for the
-// display, except the destructor, which waits for the poll at hand to end: kTimeout at most, then the
-// display is abandoned.
+// Owns the thread "screen-capture", on which the display is opened, read and closed and frames are pushed to the
+// source. Methods are for the owner's thread unless stated otherwise. None blocks on the display, except the
+// destructor, which waits for the current poll to end: kTimeout at most, then the display is abandoned.
 class CaptureLoop {
  public:
   using Callback = std::function<void()>;
   static constexpr std::chrono::milliseconds kTimeout{500};
 
   // Called on the capture thread.
-  struct News {
+  struct Events {
     // Once for every attempt to start that ends in a refusal.
     Callback refused;
-    // The display's picture has another size than the last one since the start.
+    // The display's image has another size than the last one since the start.
     Callback resized;
   };
-  CaptureLoop(std::unique_ptr<ScreenCapture> capture, rtc::scoped_refptr<FrameSource> source, News news);
+  CaptureLoop(std::unique_ptr<ScreenCapture> capture, rtc::scoped_refptr<FrameSource> source, Events events);
   ~CaptureLoop();
   CaptureLoop(const CaptureLoop&) = delete;
   CaptureLoop& operator=(const CaptureLoop&) = delete;
 
-  // Opens the display anew and captures with `settings`; where a person has to be asked, that may take minutes. Starts
-  // that come before the thread has got to the previous one are one attempt, with the newest settings. Every `ended` is
-  // called once, on the capture thread, whatever came of it, unless the loop is destroyed first.
+  // Opens the display again and captures with `settings`; where a person has to be asked, that may take minutes. Calls
+  // made before the thread has handled the previous one are joined into one attempt with the newest settings. Every
+  // `ended` is called once, on the capture thread, whatever the outcome, unless the loop is destroyed first.
   void start(const CaptureSettings& settings, Callback ended);
-  // No frame is handed on after the return.
+  // No frame is pushed after the return.
   void stop();
-  // While inactive the display is not read, except for the first picture after a start.
+  // While inactive the display is not read, except for the first frame after a start.
   void setActive(bool active);
   void refresh();
-  // The encoder asks for a frame. Any thread; never blocks.
+  // The encoder requests a frame. Any thread; never blocks.
   void encoderAsked();
 
-  // Wall-clock time of the last picture read, nanoseconds since 1970; 0 before the first. Any thread.
+  // Wall-clock time of the last captured frame, nanoseconds since 1970; 0 before the first. Any thread.
   std::int64_t lastCaptureWallNs() const { return lastCaptureWallNs_.load(); }
 
  private:
   using Time = FramePacer::Time;
-  // What the owner wants, guarded by mutex_.
-  struct Orders {
+  // From the owner, guarded by mutex_.
+  struct Commands {
     bool quit = false;
     bool active = true;
     bool refresh = false;
-    // Grows with every start and stop: what was made under an older number is not handed on.
+    // Incremented by every start and stop: frames of an older epoch are not pushed.
     std::uint64_t epoch = 0;
     std::optional<CaptureSettings> settings;
     std::vector<Callback> waiting;
   };
 
   void run();
-  bool takeOrders();
+  bool takeCommands();
   void restart(std::vector<Callback> waiting);
   void endAttempt();
   void openFirst();
@@ -87,18 +86,18 @@ class CaptureLoop {
   void work();
   void poll(Time start);
   void repeat(Time start);
-  void captured(const CapturedFrame& picture, rtc::scoped_refptr<webrtc::I420Buffer> frame, Time start);
-  void handOn();
+  void captured(const CapturedFrame& image, rtc::scoped_refptr<webrtc::I420Buffer> frame, Time start);
+  void pushLastFrame();
 
   const std::unique_ptr<ScreenCapture> capture_;
   const rtc::scoped_refptr<FrameSource> source_;
-  const News news_;
+  const Events events_;
   std::atomic<std::int64_t> lastCaptureWallNs_{0};
   std::atomic<bool> encoderAsked_{false};
 
-  std::mutex mutex_;  // Also held while a frame is handed on.
-  Orders orders_;
-  bool ended_ = false;  // The thread is done with the display.
+  std::mutex mutex_;  // Also held while a frame is pushed.
+  Commands commands_;
+  bool ended_ = false;  // The thread does not use the display any more.
   std::condition_variable endSignal_;
 
   // Of the capture thread.
@@ -107,16 +106,16 @@ class CaptureLoop {
   bool active_ = true;
   bool open_ = false;
   bool awaitingConsent_ = false;
-  std::vector<Callback> attempt_;  // To be called when the attempt to start has ended.
-  bool firstPicturePending_ = false;
+  std::vector<Callback> attempt_;  // Called when the attempt to start has ended.
+  bool firstFramePending_ = false;
   Time openedAt_{0};
   std::optional<Time> reopenAt_;  // Set while a display that was captured is lost.
   FramePacer pacer_{1};
   FrameConverter converter_;
   rtc::scoped_refptr<webrtc::I420Buffer> lastFrame_;
-  std::optional<QRect> changed_;  // What lastFrame_ shows that was not handed on yet; none: all of it.
+  std::optional<QRect> changed_;  // Changes in lastFrame_ that were not pushed yet; empty: all of it.
   QSize loggedSize_;
-  std::optional<QSize> displaySize_;  // Of the last picture of the display with this index.
+  std::optional<QSize> displaySize_;  // Of the last image of the display with this index.
   int displayIndex_ = 0;
 
   std::thread thread_;  // Last: it uses all of the above.

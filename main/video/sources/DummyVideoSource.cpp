@@ -40,7 +40,7 @@ struct DummyVideoSource::Native {
   // Of the generator thread.
   const TestPattern pattern;
   std::unique_ptr<webrtc::VideoFrameBufferPool> pool;
-  // The library wants its own monotonic clock; the aligner carries the wall clock over to it.
+  // The library needs timestamps of its own monotonic clock; the aligner translates the wall clock to it.
   rtc::TimestampAligner aligner;
 };
 
@@ -50,7 +50,7 @@ DummyVideoSource::DummyVideoSource(int fps, int width, int height, const Environ
       height_(std::clamp(height, 16, 2160)),
       fps_(clampedFps(fps)),
       native_(std::make_unique<Native>(width_, height_)) {
-  // The size as it was given, not the clamped one.
+  // The size as given, not the clamped one.
   native_->source->adaptOutputFormat(width, height, fps_);
 }
 
@@ -62,7 +62,7 @@ std::int64_t DummyVideoSource::framesSent() const { return native_->framesSent.l
 
 void DummyVideoSource::start() {
   stop();
-  // Frames alive at once: the one being made and those in the encoder's hands.
+  // Maximum of frames in use: the one being made and those held by the encoder.
   constexpr std::size_t kFrames = 6;
   native_->pool = std::make_unique<webrtc::VideoFrameBufferPool>(/*zero_initialize=*/false, kFrames);
   generator_ = std::thread([this] { generate(); });
@@ -100,7 +100,8 @@ void DummyVideoSource::generate() {
 }
 
 void DummyVideoSource::pushFrame() {
-  // Nobody would see it. Who logs the rate wants that of the source, with or without a viewer.
+  // The frame would not be sent. With the rate logged it is made anyway: the log shows the rate of the source, with or
+  // without a viewer.
   if (!onTrack_.load() || !(debug_ || native_->source->active())) return;
   const auto frame = native_->pool->CreateI420Buffer(width_, height_);
   if (!frame) return;

@@ -20,9 +20,9 @@ namespace vantora {
 // own, named "video-gen", which runs between start() and stop().
 class DummyVideoSource final : public SyntheticVideo {
  public:
-  // Makes no frames yet. `fps` is clamped to 1..120 and frames are 16..3840 by 16..2160, while the
-  // output format asked of the library is the width and height exactly as given here. With the
-  // variable DUMMY_DEBUG equal to "1" the frame rate is logged once a second.
+  // Makes no frames yet. `fps` is clamped to 1..120 and the size of the frames to 16..3840 by 16..2160, but the output
+  // format requested from the library is the width and height exactly as given here. With the variable DUMMY_DEBUG
+  // equal to "1" the frame rate is logged once per second.
   DummyVideoSource(int fps, int width, int height, const Environment& environment);
   ~DummyVideoSource() override;
   DummyVideoSource(const DummyVideoSource&) = delete;
@@ -30,11 +30,11 @@ class DummyVideoSource final : public SyntheticVideo {
 
   webrtc::VideoTrackSourceInterface* native() override;
 
-  // Starts, or starts over: there is one generator at most.
+  // Starts or restarts: there is one generator thread at most.
   void start() override;
   // No frame comes after the return. start() begins again.
   void stop() override;
-  // While inactive no frame reaches the encoder, and none is made unless the rate is logged. Active at first.
+  // While inactive no frame reaches the encoder, and frames are made only if the rate is logged. Active at first.
   void setActive(bool active) override;
   void setOnTrack(bool onTrack) override;
 
@@ -42,7 +42,7 @@ class DummyVideoSource final : public SyntheticVideo {
   int width() const { return width_; }
   int height() const { return height_; }
   int fps() const { return fps_; }
-  // Frames that were made and handed on since the last report, or since the beginning without reports. Any thread.
+  // Frames made since the last report, or since the construction without reports. Any thread.
   std::int64_t framesSent() const;
 
  private:

@@ -14,8 +14,8 @@
 namespace vantora {
 namespace {
 
-// Pixels of the graphics driver's buffer as the processor sees them, for as long as this lives. Buffers whose pixels
-// are not laid out in rows cannot be read.
+// Maps a buffer of the graphics driver into memory for the lifetime of this object. Buffers with another than the
+// linear layout cannot be read.
 class MappedPixels {
  public:
   MappedPixels(const DmaBufPixels& pixels, int height)
@@ -39,7 +39,7 @@ class MappedPixels {
   const std::optional<CpuPixels>& readable() const { return readable_; }
 
  private:
-  // Fails on shared memory of another kind, which needs none.
+  // Fails on shared memory of another kind, which needs no synchronisation.
   void synchronise(std::uint64_t when) const {
     const dma_buf_sync order{.flags = DMA_BUF_SYNC_READ | when};
     (void)::ioctl(descriptor_, DMA_BUF_IOCTL_SYNC, &order);
@@ -55,7 +55,7 @@ bool hasSizeOf(const rtc::scoped_refptr<webrtc::I420Buffer>& buffer, const QSize
   return buffer && buffer->width() == size.width() && buffer->height() == size.height();
 }
 
-// `rect` within `size`, widened to whole pixels of colour, which are two wide and two high.
+// `rect` clipped to `size` and widened to whole chroma samples, which are 2 by 2 pixels.
 QRect widened(const QRect& rect, const QSize& size) {
   const QRect inside = rect & QRect(QPoint(0, 0), size);
   if (inside.isEmpty()) return {};
@@ -85,8 +85,8 @@ void copyRows(const webrtc::I420Buffer& from, webrtc::I420Buffer& to, int top, i
                    to.MutableDataV() + offset / 2 * to.StrideV(), to.StrideV(), from.width(), bottom - top);
 }
 
-// Makes `to` show what was captured, with what is not damaged taken from `last`, which may be `to` itself. Returns the
-// rectangle around what is.
+// Updates `to` to the captured image; the undamaged part comes from `last`, which may be `to` itself. Returns the
+// bounding rectangle of the damage.
 QRect update(const CapturedFrame& captured, const CpuPixels& pixels, const rtc::scoped_refptr<webrtc::I420Buffer>& last,
              webrtc::I420Buffer& to) {
   const QRect whole(QPoint(0, 0), captured.size);
@@ -102,7 +102,7 @@ QRect update(const CapturedFrame& captured, const CpuPixels& pixels, const rtc::
     around = whole;
   }
   if (around != whole && last.get() != &to) {
-    // Rows that are converted from end to end need not be copied.
+    // Rows that are converted in full width need not be copied.
     const bool skip = fullWidth && captured.damage.size() == 1;
     copyRows(*last, to, 0, skip ? around.top() : whole.height());
     if (skip) copyRows(*last, to, around.bottom() + 1, whole.height());
@@ -119,7 +119,7 @@ QRect update(const CapturedFrame& captured, const CpuPixels& pixels, const rtc::
   return around;
 }
 
-// Where `rect` of a picture of size `from` lies in one of size `to`, with the neighbours that the filter mixes in.
+// `rect` of an image of size `from`, scaled to an image of size `to` and widened by the reach of the filter.
 QRect scaledRect(const QRect& rect, const QSize& from, const QSize& to) {
   if (rect.isEmpty()) return {};
   constexpr int kFilterReach = 2;

@@ -1,4 +1,4 @@
-// From a screen picture to a frame for the encoder. A heavy header: include it in .cpp files only.
+// Converts captured images to frames for the encoder. Heavy header (WebRTC library): include it in .cpp files only.
 #pragma once
 
 #include <QRect>
@@ -12,9 +12,9 @@
 
 namespace vantora {
 
-// Converts what is damaged to I420 and takes the rest from the picture before. Frames that stand are turned upright.
-// When sizes differ the picture is then scaled: the whole of it is stretched to the frame, so that positions stay
-// proportional. Frames come from a bounded pool. Thread: the capture thread. Owner: the capture loop.
+// Converts the damaged rectangles to I420 and takes the rest from the previous image. Rotated images are turned
+// upright. If the sizes differ, the whole image is then stretched to the frame, so that positions stay proportional.
+// Frames come from a bounded pool. Thread: the capture thread. Owner: the capture loop.
 class FrameConverter {
  public:
   // Frames of `size` from now on (see frameSizeFor for the bounds).
@@ -22,13 +22,13 @@ class FrameConverter {
 
   // A frame of undefined content, or null while the encoder still holds all frames of the pool.
   rtc::scoped_refptr<webrtc::I420Buffer> newFrame();
-  // Fills a frame made by newFrame() with what was captured; returns the rectangle of the frame outside of which it
-  // shows the same as the one before, none when the pixels cannot be read. Every captured frame has to come through
-  // here, because only what is damaged is converted. The frame must not be written to afterwards.
+  // Fills a frame made by newFrame(). Returns the rectangle of the frame that differs from the previous one; empty
+  // optional if the pixels cannot be read. Must be called for every captured frame, because only the damaged rectangles
+  // are converted. The frame must not be written to afterwards.
   std::optional<QRect> convert(const CapturedFrame& captured, const rtc::scoped_refptr<webrtc::I420Buffer>& frame);
 
  private:
-  // Frames alive at once: the one to repeat, the one being made, and those in the encoder's hands.
+  // Maximum of frames in use: the one to repeat, the one being made, and those held by the encoder.
   static constexpr std::size_t kFrames = 6;
 
   QRect convert(const CapturedFrame& captured, const CpuPixels& pixels,
@@ -37,8 +37,8 @@ class FrameConverter {
 
   QSize frameSize_{16, 16};
   webrtc::VideoFrameBufferPool pool_{/*zero_initialize=*/false, kFrames};
-  // The display's last picture in I420 at its own size and upright: the last frame itself when it needs no scaling,
-  // else a buffer that is kept up to date.
+  // The display's last image in I420, in its own size and upright: the last frame itself if no scaling is needed, else
+  // a buffer that is kept up to date.
   rtc::scoped_refptr<webrtc::I420Buffer> lastFrame_;
   rtc::scoped_refptr<webrtc::I420Buffer> unscaled_;
   QSize lastScaledTo_;

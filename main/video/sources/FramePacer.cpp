@@ -13,24 +13,24 @@ FramePacer::FramePacer(int fps) : interval_(std::chrono::nanoseconds(std::chrono
 
 void FramePacer::restart() {
   changePending_ = true;
-  refreshPending_ = havePicture_;
+  refreshPending_ = haveFrame_;
   encoderPending_ = false;
   burstLeft_ = 0;
   slot_.reset();
   lastSent_.reset();
-  lastLook_.reset();
+  lastPoll_.reset();
   lastEncoderAnswer_.reset();
 }
 
 FramePacer::Step FramePacer::next(Time now) const {
   const Time slot = slot_.value_or(kLongAgo);
   if (changePending_) {
-    // Looks that bring nothing (damage on another display) are held to the rate as well.
-    const Time due = std::max(slot, lastLook_ ? *lastLook_ + interval_ : kLongAgo);
-    if (now >= due) return {Action::look};
+    // Polls without a change (damage on another display) are limited to the rate as well.
+    const Time due = std::max(slot, lastPoll_ ? *lastPoll_ + interval_ : kLongAgo);
+    if (now >= due) return {Action::poll};
     return {Action::wait, due, false};
   }
-  if (!havePicture_) return {Action::wait, kForever, true};
+  if (!haveFrame_) return {Action::wait, kForever, true};
   const Time due = std::max(slot, repeatDue());
   if (now >= due) return {Action::repeat};
   return {Action::wait, due, true};
@@ -44,8 +44,8 @@ FramePacer::Time FramePacer::repeatDue() const {
 }
 
 void FramePacer::takeSlot(Time now) {
-  // A thread wakes a little late every time. Counting from the time the frame was due keeps the
-  // rate; counting from now after a pause, or after a longer delay, keeps frames apart.
+  // A thread always wakes a little late. Counting from the time the frame was due keeps the rate; counting from now
+  // after a pause or a longer delay keeps the distance between frames.
   const bool onTime = slot_ && now - *slot_ < interval_ / 4;
   slot_ = (onTime ? *slot_ : now) + interval_;
   lastSent_ = now;
@@ -55,21 +55,21 @@ void FramePacer::takeSlot(Time now) {
 
 void FramePacer::sentChange(Time now) {
   takeSlot(now);
-  lastLook_.reset();
+  lastPoll_.reset();
   changePending_ = false;
   refreshPending_ = false;
-  havePicture_ = true;
+  haveFrame_ = true;
   burstLeft_ = kBurstLength;
 }
 
-void FramePacer::sawNothing(Time now) {
-  lastLook_ = now;
+void FramePacer::pollUnchanged(Time now) {
+  lastPoll_ = now;
   changePending_ = false;
 }
 
 void FramePacer::sentRepeat(Time now) {
   takeSlot(now);
-  // A viewer that has just come gets a rough first picture and then the same sharpening.
+  // A viewer that has just connected gets a coarse first frame and then the same sharpening.
   if (refreshPending_) {
     burstLeft_ = kBurstLength;
   } else if (burstLeft_ > 0) {

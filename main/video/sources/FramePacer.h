@@ -1,4 +1,4 @@
-// When to look at the screen and when to send a frame.
+// When to poll the screen and when to send a frame.
 #pragma once
 
 #include <chrono>
@@ -6,53 +6,52 @@
 
 namespace vantora {
 
-// Decides, from the time and what happened, what the capture has to do next. A change is looked at
-// and sent at once, or as soon as the rate allows; a screen that stands still is sent again a few
-// times shortly after a change, so that the encoder can sharpen it, then about once a second.
-// Repeats and changes together never exceed the rate. A value without a clock or a thread; belongs
-// to the capture thread.
+// Decides, from the time and past events, what the capture has to do next. A change is polled and sent at once, or as
+// soon as the rate allows; a still screen is sent again a few times shortly after a change, so that the encoder can
+// sharpen it, then about once per second. Repeats and changes together never exceed the rate. A value without a clock
+// or a thread; used on the capture thread.
 class FramePacer {
  public:
   using Time = std::chrono::nanoseconds;  // Since any fixed instant.
   static constexpr Time kForever = Time::max();
-  // After a change: this many repeats, this far apart. A thin link takes a second for a page, and until then no
-  // encoder makes it sharper.
+  // Number and interval of repeats after a change. A thin link takes a second to send a page, and until then no encoder
+  // makes it sharper.
   static constexpr int kBurstLength = 20;
   static constexpr Time kBurstStep = std::chrono::milliseconds(100);
-  // A still screen's repeats.
+  // Interval of the repeats of a still screen.
   static constexpr Time kStillStep = std::chrono::seconds(1);
-  // The encoder's own requests are answered at most this often.
+  // Minimum interval of repeats on request of the encoder.
   static constexpr Time kEncoderStep = std::chrono::milliseconds(100);
 
-  enum class Action { wait, look, repeat };
+  enum class Action { wait, poll, repeat };
   struct Step {
     Action action = Action::wait;
-    Time until = kForever;      // For wait: when to ask again at the latest.
-    bool wakeOnChange = false;  // For wait: whether a change of the screen matters before that.
+    Time until = kForever;      // For wait: when to call next() again at the latest.
+    bool wakeOnChange = false;  // For wait: whether a change of the screen ends it early.
     bool operator==(const Step&) const = default;
   };
 
   // `fps` is 1 to 120.
   explicit FramePacer(int fps);
 
-  // Forgets everything but the rate: the next thing to do is to look and to send, at once.
+  // Resets everything but the rate: the next step is to poll and to send, at once.
   void restart();
-  // The display says that it changed.
+  // The display reported a change.
   void changeSeen() { changePending_ = true; }
-  // A viewer needs the picture.
+  // A viewer needs a frame.
   void refreshAsked() { refreshPending_ = true; }
   // The encoder needs a frame.
   void encoderAsked() { encoderPending_ = true; }
 
   [[nodiscard]] Step next(Time now) const;
 
-  // What came of a Step: a look that gave a picture, which was sent ...
+  // The result of a Step: a poll returned a changed frame, which was sent,
   void sentChange(Time now);
-  // ... a look that gave nothing new ...
-  void sawNothing(Time now);
-  // ... a look that gave no picture now but is to be tried again ...
-  void lookFailed(Time now) { lastLook_ = now; }
-  // ... or the last picture, sent again.
+  // or a poll found no change,
+  void pollUnchanged(Time now);
+  // or a poll returned no frame and has to be repeated,
+  void pollFailed(Time now) { lastPoll_ = now; }
+  // or the last frame was sent again.
   void sentRepeat(Time now);
 
  private:
@@ -63,11 +62,11 @@ class FramePacer {
   bool changePending_ = true;
   bool refreshPending_ = false;
   bool encoderPending_ = false;
-  bool havePicture_ = false;
+  bool haveFrame_ = false;
   int burstLeft_ = 0;
   std::optional<Time> slot_;  // The earliest time of the next frame.
   std::optional<Time> lastSent_;
-  std::optional<Time> lastLook_;
+  std::optional<Time> lastPoll_;
   std::optional<Time> lastEncoderAnswer_;
 };
 

@@ -9,23 +9,23 @@
 namespace vantora {
 namespace {
 
-// The adapter can scale no further than this without ending at nothing.
-constexpr std::int64_t kLeastPixels = 64;
+// Below this the adapter would scale frames down to no pixels.
+constexpr std::int64_t kMinPixels = 64;
 
-// Whether frames of the given size are to be cropped to the format's aspect ratio. The adapter
-// computes that in floating point: it can take a row or a column off a frame that fits already, and
-// it makes frames without rows or columns out of ratios that are too extreme for the frame.
+// Whether frames of the given size are to be cropped to the format's aspect ratio. The adapter computes that in
+// floating point: it can cut a row or a column off a frame that already fits, and a ratio that is too extreme for the
+// frame gives frames without rows or columns.
 bool needsCropping(const FrameSource::Format& format, int width, int height) {
   if (width == format.width && height == format.height) return false;
-  // As the adapter does: the ratio takes the frame's orientation.
+  // Like the adapter: the ratio takes the frame's orientation.
   const auto [shortSide, longSide] = std::minmax(format.width, format.height);
   const std::int64_t across = width > height ? longSide : shortSide;
   const std::int64_t down = width > height ? shortSide : longSide;
   return height * across / down >= 2 && width * down / across >= 2;
 }
 
-// How our pictures are to be read: a desktop's own colours, converted with the coefficients of BT.601 in limited
-// range, as libyuv does it. Untagged, browsers read H.264 with those of BT.709, and a pure green comes out at 215.
+// The colour space of the frames: a desktop's colours, converted with the coefficients of BT.601 in limited range, as
+// libyuv does it. Browsers decode untagged H.264 with those of BT.709, and pure green becomes 215.
 webrtc::ColorSpace desktopColours() {
   return {webrtc::ColorSpace::PrimaryID::kBT709, webrtc::ColorSpace::TransferID::kIEC61966_2_1,
           webrtc::ColorSpace::MatrixID::kSMPTE170M, webrtc::ColorSpace::RangeID::kLimited};
@@ -51,7 +51,7 @@ void FrameSource::applyFormat() {
   if (format_.width > 0 && format_.height > 0) {
     if (needsCropping(format_, inputWidth_, inputHeight_)) aspect = std::make_pair(format_.width, format_.height);
     const auto product = static_cast<std::int64_t>(format_.width) * format_.height;
-    pixels = static_cast<int>(std::clamp<std::int64_t>(product, kLeastPixels, std::numeric_limits<int>::max()));
+    pixels = static_cast<int>(std::clamp<std::int64_t>(product, kMinPixels, std::numeric_limits<int>::max()));
   }
   if (format_.fps > 0) rate = format_.fps;
   adapter_.OnOutputFormatRequest(aspect, pixels, rate);
@@ -70,7 +70,7 @@ void FrameSource::setRefreshHandler(std::function<void()> handler) {
   refreshHandler_ = std::move(handler);
 }
 
-// The rectangle to hand on with a frame of this size, in its coordinates: what changed since the last one that was.
+// The update rectangle of a frame of this size, in its coordinates: the changes since the last frame passed on.
 webrtc::VideoFrame::UpdateRect FrameSource::takeChanged(const QSize& size, std::optional<QRect> changed) {
   const QRect whole(QPoint(0, 0), size);
   const bool newSink = newSink_.exchange(false);
@@ -105,7 +105,7 @@ bool FrameSource::push(const rtc::scoped_refptr<webrtc::VideoFrameBuffer>& buffe
     broadcaster_.OnDiscardedFrame();
     return notWanted();
   }
-  if (outWidth <= 0 || outHeight <= 0) return notWanted();  // What the encoder wants leaves nothing.
+  if (outWidth <= 0 || outHeight <= 0) return notWanted();  // The encoder's limits leave no pixels.
   const bool whole = outWidth == width && outHeight == height && croppedWidth == width && croppedHeight == height;
   const int left = (width - croppedWidth) / 2;
   const int top = (height - croppedHeight) / 2;
@@ -149,8 +149,8 @@ void FrameSource::RemoveSink(rtc::VideoSinkInterface<webrtc::VideoFrame>* sink) 
   applyWants();
 }
 
-// An encoder that falls behind asks for fewer pixels. Text at half its size cannot be read, so the
-// size stays as it was set and an encoder that is too slow leaves frames out instead.
+// An encoder that falls behind requests fewer pixels. Text at half its size cannot be read, so the size is kept and an
+// encoder that is too slow drops frames instead.
 void FrameSource::applyWants() {
   rtc::VideoSinkWants wants = broadcaster_.wants();
   wants.max_pixel_count = std::numeric_limits<int>::max();

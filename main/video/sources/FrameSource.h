@@ -1,4 +1,4 @@
-// The WebRTC library's end of a video source. A heavy header: include it in .cpp files only.
+// The WebRTC library's end of a video source. Heavy header (WebRTC library): include it in .cpp files only.
 #pragma once
 
 #include <QRect>
@@ -18,12 +18,11 @@
 
 namespace vantora {
 
-// Hands frames to the sinks of a video track, adapted to the requested format. Frames that have
-// exactly the requested size pass untouched; others are cropped to the request's aspect ratio and
-// scaled into its pixel count. Of what the encoder asks for, the frame rate is obeyed and the size
-// is not: text must stay readable.
-// Reference-counted; the library may keep it longer than its maker. Frames come from one thread;
-// everything else may be called on any thread.
+// Passes frames to the sinks of a video track, adapted to the requested format. Frames that have exactly the requested
+// size pass unchanged; others are cropped to the requested aspect ratio and scaled down to the requested pixel count.
+// Of the encoder's requests, the frame rate is followed and the size is not: text must stay readable.
+// Reference-counted; the library may keep it longer than its creator. Frames come from one thread; everything else may
+// be called on any thread.
 class FrameSource : public webrtc::Notifier<webrtc::VideoTrackSourceInterface> {
  public:
   struct Format {
@@ -33,29 +32,29 @@ class FrameSource : public webrtc::Notifier<webrtc::VideoTrackSourceInterface> {
     bool operator==(const Format&) const = default;
   };
 
-  // Sets the output format. A width or height below 1 sets no size, an fps below 1 no rate; a ratio
-  // that would leave hardly anything of a frame crops nothing.
+  // Sets the output format. A width or height below 1 sets no size, an fps below 1 no rate; if a ratio would leave
+  // fewer than two rows or columns of a frame, nothing is cropped.
   void adaptOutputFormat(int width, int height, int fps);
-  // The format as it was requested last.
+  // The last requested format.
   Format outputFormat() const;
 
   // While inactive, frames are dropped before anything is done with them. Active at first.
   void setActive(bool active) { active_.store(active); }
   bool active() const { return active_.load(); }
-  // Called whenever the encoder needs a frame: on its request and when a sink is added or changes
-  // what it wants. Called on any thread, under a lock: it must not block and not call back. After
-  // setting another handler, or none, the old one is not running any more.
+  // Called whenever the encoder needs a frame: on its request and when a sink is added or changes what it wants. Called
+  // on any thread, under a lock: it must not block or call this object. After a call with another handler, or nullptr,
+  // the old one is not running any more.
   void setRefreshHandler(std::function<void()> handler);
 
-  // Hands one frame on. `timestampUs` is on the library's monotonic clock (rtc::TimeMicros). Outside of `changed` the
-  // frame shows the same as the one that was pushed before; without it nothing is known. False when the frame was not
-  // wanted (inactive, no sink, above the rate): what changed in it counts for the next one.
+  // Passes one frame on. `timestampUs` is on the library's monotonic clock (rtc::TimeMicros). Outside `changed` the
+  // frame is the same as the previously pushed one; empty: unknown. False if the frame was not wanted (inactive, no
+  // sink, above the rate): its changes then count for the next one.
   bool push(const rtc::scoped_refptr<webrtc::VideoFrameBuffer>& buffer, std::int64_t timestampUs,
             std::optional<QRect> changed = std::nullopt);
 
   SourceState state() const override { return kLive; }
   bool remote() const override { return false; }
-  // The track's content hint decides how the encoder treats the picture.
+  // False: the track's content hint alone decides how the encoder treats the video.
   bool is_screencast() const override { return false; }
   absl::optional<bool> needs_denoising() const override { return false; }
   bool GetStats(Stats* stats) override;
@@ -76,9 +75,9 @@ class FrameSource : public webrtc::Notifier<webrtc::VideoTrackSourceInterface> {
   webrtc::VideoFrame::UpdateRect takeChanged(const QSize& size, std::optional<QRect> changed);
 
   std::atomic<bool> active_{true};
-  // A sink may have come that knows none of the frames before.
+  // A sink that received none of the earlier frames may have been added.
   std::atomic<bool> newSink_{true};
-  // What changed in frames that were not wanted; of the thread that pushes.
+  // Changes in frames that were not wanted; used on the thread that pushes.
   QRect unsent_;
   bool allUnsent_ = true;
   QSize lastSize_;

@@ -13,11 +13,11 @@ using namespace Qt::Literals::StringLiterals;
 namespace vantora {
 
 struct ScreenVideoSource::Native {
-  Native(std::unique_ptr<ScreenCapture> capture, CaptureLoop::News news)
-      : source(rtc::make_ref_counted<FrameSource>()), loop(std::move(capture), source, std::move(news)) {
+  Native(std::unique_ptr<ScreenCapture> capture, CaptureLoop::Events events)
+      : source(rtc::make_ref_counted<FrameSource>()), loop(std::move(capture), source, std::move(events)) {
     source->setRefreshHandler([this] { loop.encoderAsked(); });
   }
-  // The library may keep the source for longer, so it must forget the loop.
+  // The library may keep the source for longer, so it must not call the loop any more.
   ~Native() { source->setRefreshHandler(nullptr); }
 
   const rtc::scoped_refptr<FrameSource> source;
@@ -25,15 +25,15 @@ struct ScreenVideoSource::Native {
 };
 
 ScreenVideoSource::ScreenVideoSource(const ScreenCaptureFactory& makeCapture, int width, int height, int fps,
-                                     int displayIndex, ScreenNews news)
+                                     int displayIndex, ScreenEvents events)
     : width_(width), height_(height), fps_(clampedFps(fps)), displayIndex_(std::max(displayIndex, 0)) {
-  CaptureLoop::News loopNews{.refused = life_.onMain([refused = std::move(news.refused)] {
-                               if (refused) refused(u"screen_recording"_s);
-                             }),
-                             .resized = life_.onMain([resized = std::move(news.resized)] {
-                               if (resized) resized();
-                             })};
-  native_ = std::make_unique<Native>(makeCapture(), std::move(loopNews));
+  CaptureLoop::Events loopEvents{.refused = life_.onMain([refused = std::move(events.refused)] {
+                                   if (refused) refused(u"screen_recording"_s);
+                                 }),
+                                 .resized = life_.onMain([resized = std::move(events.resized)] {
+                                   if (resized) resized();
+                                 })};
+  native_ = std::make_unique<Native>(makeCapture(), std::move(loopEvents));
   const QSize size = frameSizeFor(width_, height_);
   native_->source->adaptOutputFormat(size.width(), size.height(), fps_);
 }

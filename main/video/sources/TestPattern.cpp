@@ -32,7 +32,7 @@ std::vector<std::uint8_t> barRow(int width) {
   return row;
 }
 
-// Paints the box's columns black in such a row.
+// Paints the box's columns black in a row of bars.
 void paintBox(std::vector<std::uint8_t>& row, const BoxColumns& box) {
   constexpr std::array<std::uint8_t, 4> kBlack{0, 0, 0, 255};
   for (int x = box.left; x < box.right; ++x) std::copy(kBlack.begin(), kBlack.end(), row.begin() + offsetOf(x));

@@ -1,5 +1,5 @@
-// The picture of the synthetic video source: colour bars and a box that moves with the clock. A heavy header: include
-// it in .cpp files only.
+// The image of the synthetic video source: colour bars and a box that moves with the clock. Heavy header (WebRTC
+// library): include it in .cpp files only.
 #pragma once
 
 #include <array>
@@ -35,26 +35,26 @@ struct BoxColumns {
 };
 BoxColumns boxColumns(int width, double unixSeconds);
 
-// The whole picture at `unixSeconds` (seconds since 1970), none when a side is not positive. Six bars,
-// each max(width / 6, 1) wide; columns left over begin again with the first colour. For whoever wants it as an image;
-// frames come from TestPattern, which is tested against this. Pure.
+// The whole image at `unixSeconds` (seconds since 1970), empty optional if a side is not positive. Six bars, each
+// max(width / 6, 1) wide; columns left over begin again with the first colour. A reference: frames come from
+// TestPattern, which is tested against this. Pure.
 std::optional<BgraImage> makePixelBuffer(int width, int height, double unixSeconds);
 
-// Makes exactly the frame that converting makePixelBuffer's image would give, without the image: all rows are one of
-// two (bars, bars with the box), so two rows are converted and copied down. Thread: any one. Owner: the synthetic
-// source.
+// Makes exactly the frame that converting the image of makePixelBuffer() would give, without the image: there are only
+// two different rows (bars, bars with the box), so two rows are converted and copied. Thread: any, one at a time.
+// Owner: the synthetic source.
 class TestPattern {
  public:
   // Both sides positive.
   TestPattern(int width, int height);
-  // Draws the picture at `unixSeconds` into `frame`, which has the pattern's size.
+  // Draws the image at `unixSeconds` into `frame`, which has the pattern's size.
   void paint(webrtc::I420Buffer& frame, double unixSeconds) const;
 
  private:
   int width_;
   int height_;
   std::vector<std::uint8_t> bars_;
-  rtc::scoped_refptr<webrtc::I420Buffer> barBand_;  // Two rows, one of each colour plane.
+  rtc::scoped_refptr<webrtc::I420Buffer> barBand_;  // Two rows of luma, one of each chroma plane.
 };
 
 }  // namespace vantora

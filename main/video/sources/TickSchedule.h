@@ -6,9 +6,9 @@
 
 namespace vantora {
 
-// The first frame is due at once, then one every 1,000,000,000 / fps nanoseconds (integer division),
-// counted from the start, so that lateness never adds up; the reports every second after the first
-// second. Times that were slept through altogether are left out. A value without a clock.
+// The first frame is due at once, then one every 1,000,000,000 / fps nanoseconds (integer division), counted from the
+// start, so that delays never add up; reports are due every second after the first second. Ticks missed entirely are
+// skipped. A value without a clock.
 class TickSchedule {
  public:
   using Time = std::chrono::nanoseconds;  // Since any fixed instant.
@@ -17,8 +17,8 @@ class TickSchedule {
   // `fps` is 1 to 120.
   TickSchedule(Time start, int fps, bool reports);
 
-  // What is due first, and when. A report goes before a frame that is due within a millisecond, so
-  // that a report's second holds the same number of frames every time.
+  // The next tick, and when it is due. A report precedes a frame that is due within a millisecond, so that every report
+  // counts the same number of frames.
   Tick next() const;
   Time due() const;
   // The tick that next() named was carried out at `now`.

@@ -19,11 +19,11 @@ namespace {
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 
-constexpr auto kLookLimit = 250ms;
+constexpr auto kReadLimit = 250ms;
 constexpr auto kOpenLimit = 1s;
 constexpr auto kBetweenOpenings = 5s;
 
-// The thread's side: finds the bus when asked to, and looks.
+// Owns the thread: finds the bus on request, and reads elements.
 class Worker {
  public:
   using Found = std::function<void(PointedElements)>;
@@ -49,11 +49,11 @@ class Worker {
     }
     wake_.notify_one();
   }
-  // `found` is called on the thread.
-  void look(int most, Found found) {
+  // `found` is called on the worker's thread.
+  void read(int maximum, Found found) {
     {
       const std::lock_guard lock(mutex_);
-      most_ = most;
+      maximum_ = maximum;
       found_ = std::move(found);
     }
     wake_.notify_one();
@@ -68,10 +68,10 @@ class Worker {
       if (quit_) return;
       const bool openWanted = std::exchange(openWanted_, false);
       const Found found = std::exchange(found_, nullptr);
-      const int most = most_;
+      const int maximum = maximum_;
       lock.unlock();
       if (openWanted && !reader_) openReader();
-      if (found) found(lookNow(most));
+      if (found) found(readNow(maximum));
       lock.lock();
     }
   }
@@ -84,9 +84,9 @@ class Worker {
     trust_ = bus.trust;
   }
 
-  PointedElements lookNow(int most) {
+  PointedElements readNow(int maximum) {
     if (!reader_) return {};
-    PointedElements found = reader_->look(most, Clock::now() + kLookLimit);
+    PointedElements found = reader_->read(maximum, Clock::now() + kReadLimit);
     if (!reader_->connected()) {
       reader_.reset();
       trust_ = AccessibilityTrust::absent;
@@ -97,15 +97,15 @@ class Worker {
   const atspi::BusEnvironment environment_;
   std::atomic<AccessibilityTrust> trust_ = AccessibilityTrust::absent;
 
-  std::mutex mutex_;  // Guards what follows, up to the thread.
+  std::mutex mutex_;  // Guards the members up to thread_.
   std::condition_variable wake_;
   bool quit_ = false;
   bool openWanted_ = false;
-  int most_ = 0;
+  int maximum_ = 0;
   Found found_;
 
   std::thread thread_;
-  // The thread's own.
+  // Used by the thread only.
   std::unique_ptr<atspi::WindowFinder> windows_;
   std::optional<atspi::AtSpiReader> reader_;
 };
@@ -126,12 +126,12 @@ class AtSpiAccessibility final : public Accessibility {
     return trust;
   }
 
-  bool askPointedElements(int most, Answer answer) override {
+  bool askPointedElements(int maximum, ElementsCallback answer) override {
     affinity_.check("AtSpiAccessibility::askPointedElements");
     if (answer_) return false;
     answer_ = std::move(answer);
-    worker_.look(most, life_.onMain([this](const PointedElements& found) {
-      if (const Answer open = std::exchange(answer_, nullptr)) open(found);
+    worker_.read(maximum, life_.onMain([this](const PointedElements& found) {
+      if (const ElementsCallback open = std::exchange(answer_, nullptr)) open(found);
     }));
     return true;
   }
@@ -140,7 +140,7 @@ class AtSpiAccessibility final : public Accessibility {
   ThreadAffinity affinity_;
   Lifetime life_;
   std::optional<Clock::time_point> opened_;
-  Answer answer_;  // Of the request that is open.
+  ElementsCallback answer_;  // Of the pending request.
   Worker worker_;
 };
 

@@ -9,9 +9,9 @@
 
 namespace vantora {
 
-// Every call to the service and to applications happens on a thread of its own, "accessibility", which begins with the
-// first question about trust; no call lasts longer than a quarter of a second. The environment is read here and now;
-// `windows` is used by that thread only. Destroying the object waits for a call that is on its way.
+// Every call to the service and to applications is made on a separate thread, "accessibility", which is started by the
+// first call of trust(); reading elements takes at most a quarter of a second. The environment is read during this
+// call; `windows` is used by that thread only. Destroying the object waits for a running call.
 std::unique_ptr<Accessibility> makeAtSpiAccessibility(const Environment& environment,
                                                       std::unique_ptr<atspi::WindowFinder> windows);
 

@@ -7,8 +7,8 @@
 namespace vantora::atspi {
 namespace {
 
-// Whether `address` only names sockets of this machine. It is a list whose entries are tried in turn; some forms start
-// a program instead, and any client of the window system can write the text.
+// Whether `address` names only sockets of this machine. It is a list whose entries are tried in turn; some forms start
+// a program instead, and any client of the window system can set the address.
 bool namesOnlySockets(std::string_view address) {
   bool any = false;
   while (!address.empty()) {
@@ -53,7 +53,7 @@ OpenedBus openBus(const BusEnvironment& environment, const std::function<std::st
   DBusFailure failure{};
   auto caller = DBusCaller::connect(address, deadline, failure);
   if (caller) {
-    // A bus without a registry has no applications on it.
+    // A bus without a registry has no applications.
     if (caller->call(kRegistry, kAccessible, "GetRole", {}, deadline)) {
       return {AccessibilityTrust::granted, std::move(caller)};
     }

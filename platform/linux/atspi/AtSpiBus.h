@@ -1,4 +1,4 @@
-// Where the accessibility bus is, and whether it lets us in.
+// Finding the accessibility bus and connecting to it.
 #pragma once
 
 #include <functional>
@@ -16,7 +16,7 @@ inline constexpr const char* kAccessible = "org.a11y.atspi.Accessible";
 
 struct BusEnvironment {
   std::string address;         // Of the accessibility bus, when the environment names it; else empty.
-  std::string sessionAddress;  // Of the session bus; empty: there is none.
+  std::string sessionAddress;  // Of the session bus; empty without one.
 };
 
 // Reads AT_SPI_BUS_ADDRESS, DBUS_SESSION_BUS_ADDRESS and XDG_RUNTIME_DIR.
@@ -27,9 +27,9 @@ struct OpenedBus {
   std::unique_ptr<DBusCaller> caller;  // Set when granted.
 };
 
-// Finds the bus that is running and opens it: named by the environment, or by the service of the session bus, or else
-// at `otherAddress()` (empty: none). Nothing is started that does not run: with the bus, applications would begin to
-// publish their user interfaces. Blocks until `deadline` at most.
+// Finds the running bus and connects to it: named by the environment, or by the service on the session bus, or else at
+// `otherAddress()` (empty: no address). No service is started: a running bus would make applications publish their user
+// interfaces. Blocks until `deadline` at most.
 OpenedBus openBus(const BusEnvironment& environment, const std::function<std::string()>& otherAddress,
                   Deadline deadline);
 

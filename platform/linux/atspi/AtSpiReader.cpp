@@ -17,14 +17,16 @@ constexpr const char* kRootPath = "/org/a11y/atspi/accessible/root";
 constexpr std::uint32_t kScreenCoordinates = 0;
 constexpr auto kBetweenRefreshes = 1s;
 constexpr auto kLeftAlone = 2s;
-constexpr std::size_t kMostTopLevels = 32;
-constexpr int kMostLevels = 32;
-// Pixels on each side. More than a title bar or a shadow has, less than a menu differs from what it lies on.
+constexpr std::size_t kMaxTopLevels = 32;
+constexpr int kMaxLevels = 32;
+// Pixels on each side. More than a title bar or a shadow has, less than the distance between a menu and the window
+// below it.
 constexpr double kDecoration = 64;
-// Scales at which toolkits count in units of their own.
+// Display scales at which toolkits use their own units.
 constexpr std::array kScales{1.25, 1.5, 1.75, 2.0, 2.5, 3.0, 4.0};
 
-// How many pixels one unit of `extents` is, the window being `client`; 1 unless the widths say otherwise clearly.
+// Pixels for each unit of `extents`, given the window's place `client`; 1 unless the widths match another scale
+// closely.
 double scaleOf(const QRectF& extents, const QRectF& client) {
   if (extents.width() < 1) return 1;
   const double ratio = client.width() / extents.width();
@@ -43,7 +45,7 @@ double distance(const QRectF& one, const QRectF& other) {
          std::abs(one.height() - other.height());
 }
 
-// Applications disagree on whether their decoration and shadow count.
+// Applications differ in whether decoration and shadow are included.
 bool nearlyEqual(const QRectF& one, const QRectF& other) {
   return std::abs(one.left() - other.left()) <= kDecoration && std::abs(one.top() - other.top()) <= kDecoration &&
          std::abs(one.right() - other.right()) <= kDecoration && std::abs(one.bottom() - other.bottom()) <= kDecoration;
@@ -59,7 +61,7 @@ std::optional<DBusReply> AtSpiReader::call(const ObjectRef& object, const char* 
   return reply;
 }
 
-PointedElements AtSpiReader::look(int most, Deadline deadline) {
+PointedElements AtSpiReader::read(int maximum, Deadline deadline) {
   std::erase_if(silent_, [](const auto& entry) { return entry.second < Clock::now(); });
   const auto window = windows_.pointedWindow(deadline);
   if (!window) return {};
@@ -70,14 +72,14 @@ PointedElements AtSpiReader::look(int most, Deadline deadline) {
   if (!top) return found;
 
   ObjectRef object = deepestAt(*top, window->pointer / top->scale, deadline);
-  for (int level = 0; level < most; ++level) {
+  for (int level = 0; level < maximum; ++level) {
     found.elements.push_back(describe(object, *top, *window, level == 0, deadline));
     if (object == top->object) break;
     auto parent = parentOf(object, deadline);
     if (!parent || parent->path == kRootPath) break;
     object = std::move(*parent);
   }
-  // Half a chain could name an outer element and miss the inner one that it was about.
+  // An incomplete chain could contain an outer element without the inner one that matters.
   if (silent_.contains(*application) || Clock::now() >= deadline) found.elements.clear();
   return found;
 }
@@ -115,8 +117,9 @@ void AtSpiReader::refreshApplications(Deadline deadline) {
   applications_ = std::move(applications);
 }
 
-// The application's window that lies where the window system says, as near as the decoration lets it. A menu or a tip
-// that the application does not count among its windows has none: what lies behind it is not under the pointer.
+// The application's window that is closest to the place given by the window system, within the size of the decoration.
+// Empty for a menu or tooltip that the application does not list as a window: what lies behind it is not under the
+// pointer.
 std::optional<AtSpiReader::TopLevel> AtSpiReader::topLevelOf(const std::string& application,
                                                              const PointedWindow& window, Deadline deadline) {
   const auto reply = call({application, kRootPath}, kAccessible, "GetChildren", {}, deadline);
@@ -124,7 +127,7 @@ std::optional<AtSpiReader::TopLevel> AtSpiReader::topLevelOf(const std::string& 
   if (!children) return std::nullopt;
   std::optional<TopLevel> best;
   double nearest = std::numeric_limits<double>::infinity();
-  for (std::size_t index = 0; index < std::min(children->size(), kMostTopLevels); ++index) {
+  for (std::size_t index = 0; index < std::min(children->size(), kMaxTopLevels); ++index) {
     const ObjectRef& child = (*children)[index];
     const auto extents = extentsOf(child, deadline);
     if (!extents) continue;
@@ -139,10 +142,10 @@ std::optional<AtSpiReader::TopLevel> AtSpiReader::topLevelOf(const std::string& 
   return best;
 }
 
-// Some applications answer with the innermost element, others with the next one inside.
+// Some applications return the innermost element, others the next inner one.
 ObjectRef AtSpiReader::deepestAt(const TopLevel& top, const QPointF& pointer, Deadline deadline) {
   ObjectRef object = top.object;
-  for (int level = 0; level < kMostLevels; ++level) {
+  for (int level = 0; level < kMaxLevels; ++level) {
     const auto reply = call(object, kComponent, "GetAccessibleAtPoint",
                             {static_cast<std::int32_t>(std::floor(pointer.x())),
                              static_cast<std::int32_t>(std::floor(pointer.y())), kScreenCoordinates},
@@ -159,7 +162,7 @@ AccessibleElement AtSpiReader::describe(const ObjectRef& object, const TopLevel&
   const Role role = roleOf(object, deadline).value_or(Role::unknown);
   if (object == top.object) {
     if (!window.resizable) return namesOf(role);
-    // Whatever the application calls it: this is what the person sees as the window.
+    // Whatever its role: this is what the user sees as the window.
     AccessibleElement element = namesOf(isWindow(role) ? role : Role::window);
     element.frame = window.frame;
     return element;
@@ -178,8 +181,8 @@ AccessibleElement AtSpiReader::describe(const ObjectRef& object, const TopLevel&
   return element;
 }
 
-// A pane that is itself under the pointer, and not one of its parts, shows its divider there. Qt has an element of its
-// own for that, a "grip", which it also uses for the corners of windows.
+// When a split pane itself, and none of its children, is under the pointer, its divider is there. Qt has a separate
+// element for that, a "grip", which it also uses for the corners of windows.
 std::optional<AccessibleElement> AtSpiReader::dividerAt(const ObjectRef& object, Role role, Deadline deadline) {
   if (role == Role::splitPane) {
     const auto reply = call(object, kAccessible, "GetState", {}, deadline);

@@ -11,23 +11,23 @@
 
 namespace vantora::atspi {
 
-// Thread: one, its owner's. Every look is bounded in time; an application that does not answer is left alone for a
-// while afterwards. What applications say is taken for a hint and nothing more: lists are cut, circles end.
+// Thread: one, its owner's. Every read is bounded in time; an application that does not reply is skipped for a while
+// afterwards. Data from applications is not trusted: lists are truncated, cycles end.
 class AtSpiReader {
  public:
-  // Both stay with the reader.
+  // `windows` must outlive the reader.
   AtSpiReader(std::unique_ptr<DBusCaller> caller, WindowFinder& windows)
       : caller_(std::move(caller)), windows_(windows) {}
 
-  // The element under the pointer and its ancestors, `most` altogether; at most until `deadline`.
-  PointedElements look(int most, Deadline deadline);
-  // False when the bus has gone; then the reader is of no use any more.
+  // The element under the pointer and its ancestors, at most `maximum` altogether; blocks until `deadline` at most.
+  PointedElements read(int maximum, Deadline deadline);
+  // False when the connection to the bus is lost; then the reader is unusable.
   bool connected() const { return caller_->connected(); }
 
  private:
   struct TopLevel {
     ObjectRef object;
-    double scale = 1;  // Pixels of the desktop for each unit in which the application counts.
+    double scale = 1;  // Desktop pixels for each unit of the application.
   };
 
   std::optional<std::string> applicationOf(pid_t process, Deadline deadline);
@@ -47,7 +47,7 @@ class AtSpiReader {
   WindowFinder& windows_;
   std::map<std::string, pid_t> applications_;  // Process of each application on the bus, by its bus name.
   std::optional<Deadline> refreshed_;
-  std::map<std::string, Deadline> silent_;  // Applications that did not answer, and until when they are left alone.
+  std::map<std::string, Deadline> silent_;  // Applications that did not reply, and until when they are skipped.
 };
 
 }  // namespace vantora::atspi

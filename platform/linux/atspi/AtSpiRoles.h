@@ -1,4 +1,4 @@
-// Roles of AT-SPI 2, and what they are called above the platform. Pure.
+// Roles of AT-SPI 2, and their platform-independent names. Pure.
 #pragma once
 
 #include <cstdint>
@@ -7,7 +7,7 @@
 
 namespace vantora::atspi {
 
-// Numbers of the protocol, those that anything here depends on.
+// Numbers of the protocol, only those that are used.
 enum class Role : std::uint32_t {
   alert = 2,
   dialog = 16,
@@ -37,15 +37,15 @@ enum class Role : std::uint32_t {
 inline constexpr std::uint64_t kHorizontal = std::uint64_t{1} << 14;
 inline constexpr std::uint64_t kVertical = std::uint64_t{1} << 29;
 
-// Role, subrole and role description of a role; nothing for the many that say nothing about the pointer. A spin button
-// is none of the buttons: it holds a text field and two small buttons in one, and only its own cursor tells them apart.
+// Role, subrole and role description of a role; an empty element for roles that do not affect the cursor. A spin button
+// is not one of the buttons: it holds a text field and two small buttons in one element, and only its own cursor
+// distinguishes them.
 AccessibleElement namesOf(Role role);
 
-// Whether elements of this role are windows, whose frame matters.
+// Whether elements of this role are windows, whose frame is needed.
 bool isWindow(Role role);
 
-// The divider of a split pane whose parts lie side by side ("vertical", it moves left and right) or one above the
-// other.
+// The divider of a split pane whose children are side by side ("vertical", it moves left and right) or stacked.
 AccessibleElement divider(bool sideBySide);
 
 }  // namespace vantora::atspi

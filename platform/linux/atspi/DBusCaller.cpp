@@ -8,9 +8,9 @@
 namespace vantora::atspi {
 namespace {
 
-// An element of a user interface is small. More than this is a mistake or a trick, and ends the connection.
-constexpr long kMostMessageBytes = 1 << 20;
-constexpr long kMostQueuedBytes = 4 << 20;
+// Replies about user interface elements are small. Anything larger is a fault or an attack, and ends the connection.
+constexpr long kMaxMessageBytes = 1 << 20;
+constexpr long kMaxQueuedBytes = 4 << 20;
 constexpr std::string_view kNullPath = "/org/a11y/atspi/null";
 
 class Error {
@@ -42,7 +42,7 @@ int millisecondsUntil(Deadline deadline) {
   return static_cast<int>(std::clamp<long long>(left, 0, 60'000));
 }
 
-// The first value of a message, looked into when it is a variant; type DBUS_TYPE_INVALID when there is none.
+// The first value of a message, unwrapped when it is a variant; type DBUS_TYPE_INVALID for an empty message.
 DBusMessageIter firstValue(DBusMessage* message) {
   DBusMessageIter value;
   dbus_message_iter_init(message, &value);
@@ -54,7 +54,7 @@ DBusMessageIter firstValue(DBusMessage* message) {
   return value;
 }
 
-// (so). What another program calls a bus name need not be one.
+// (so). A bus name from another program may be invalid.
 std::optional<ObjectRef> readObject(DBusMessageIter& value) {
   if (dbus_message_iter_get_arg_type(&value) != DBUS_TYPE_STRUCT) return std::nullopt;
   DBusMessageIter field;
@@ -81,7 +81,7 @@ std::optional<std::vector<T>> readNumbers(DBusMessage* message, int container, i
   for (; dbus_message_iter_get_arg_type(&field) == type; dbus_message_iter_next(&field)) {
     T number = 0;
     dbus_message_iter_get_basic(&field, &number);
-    if (numbers.size() < DBusReply::kMostObjects) numbers.push_back(number);
+    if (numbers.size() < DBusReply::kMaxObjects) numbers.push_back(number);
   }
   return numbers;
 }
@@ -117,7 +117,7 @@ std::optional<std::vector<ObjectRef>> DBusReply::objects() const {
   std::vector<ObjectRef> objects;
   DBusMessageIter element;
   dbus_message_iter_recurse(&value, &element);
-  while (dbus_message_iter_get_arg_type(&element) == DBUS_TYPE_STRUCT && objects.size() < kMostObjects) {
+  while (dbus_message_iter_get_arg_type(&element) == DBUS_TYPE_STRUCT && objects.size() < kMaxObjects) {
     if (auto object = readObject(element)) objects.push_back(std::move(*object));
     dbus_message_iter_next(&element);
   }
@@ -139,12 +139,12 @@ std::unique_ptr<DBusCaller> DBusCaller::connect(const std::string& address, Dead
   if (connection == nullptr) return nullptr;
   std::unique_ptr<DBusCaller> caller(new DBusCaller(connection));
   dbus_connection_set_exit_on_disconnect(connection, FALSE);
-  dbus_connection_set_max_message_size(connection, kMostMessageBytes);
-  dbus_connection_set_max_received_size(connection, kMostQueuedBytes);
+  dbus_connection_set_max_message_size(connection, kMaxMessageBytes);
+  dbus_connection_set_max_received_size(connection, kMaxQueuedBytes);
   const auto hello = caller->call({DBUS_SERVICE_DBUS, DBUS_PATH_DBUS}, DBUS_INTERFACE_DBUS, "Hello", {}, deadline);
   failure = caller->failure();
   if (hello) return caller;
-  // A bus that knows who we are and wants nothing of us hangs up without a word.
+  // A bus that rejects this user closes the connection without an error message.
   if (failure != DBusFailure::timedOut || !caller->connected()) failure = DBusFailure::refused;
   return nullptr;
 }
@@ -155,7 +155,7 @@ DBusCaller::~DBusCaller() {
 }
 
 bool DBusCaller::connected() const {
-  dbus_connection_read_write(connection_, 0);  // A bus that has gone shows only when somebody listens.
+  dbus_connection_read_write(connection_, 0);  // A lost connection is detected only when reading.
   return dbus_connection_get_is_connected(connection_) != 0;
 }
 
@@ -186,7 +186,7 @@ std::optional<DBusReply> DBusCaller::call(const ObjectRef& object, const char* i
   Error error;
   DBusMessage* const reply = dbus_connection_send_with_reply_and_block(connection_, request, limit, error.get());
   failure_ = error.failure();
-  // Nobody else reads what else has come: signals to us, and calls from programs that take us for one of theirs.
+  // Nothing else reads the other incoming messages: signals, and calls from programs that take us for an application.
   while (DBusMessage* other = dbus_connection_pop_message(connection_)) dbus_message_unref(other);
   if (reply == nullptr) return std::nullopt;
   return DBusReply(reply);

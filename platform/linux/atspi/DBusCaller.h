@@ -23,20 +23,20 @@ struct ObjectRef {
   bool operator==(const ObjectRef&) const = default;
 };
 
-// What a method answers, in the forms that are needed here.
+// The reply of a method, in the types that are needed here.
 class DBusReply {
  public:
   explicit DBusReply(DBusMessage* message) : message_(message) {}
 
-  // The first value, when it has the form; a variant is looked into.
+  // The first value when it has the type, else empty; a variant is unwrapped.
   std::optional<std::uint32_t> number() const;
   std::optional<std::string> text() const;
-  std::optional<ObjectRef> object() const;                    // (so); none for the null object.
-  std::optional<std::vector<ObjectRef>> objects() const;      // a(so), without null objects; the first kMostObjects.
+  std::optional<ObjectRef> object() const;                    // (so); empty for the null object.
+  std::optional<std::vector<ObjectRef>> objects() const;      // a(so), without null objects; the first kMaxObjects.
   std::optional<std::vector<std::int32_t>> integers() const;  // (i...)
   std::optional<std::vector<std::uint32_t>> numbers() const;  // au
 
-  static constexpr std::size_t kMostObjects = 256;
+  static constexpr std::size_t kMaxObjects = 256;
 
  private:
   struct Unref {
@@ -47,24 +47,25 @@ class DBusReply {
 
 enum class DBusFailure {
   none,
-  timedOut,  // Nobody answered in time.
-  refused,   // The bus or its other side does not allow it.
-  other,     // The object or its owner has gone, the method is unknown, the connection is broken.
+  timedOut,  // No reply in time.
+  refused,   // The bus or the called program does not allow it.
+  other,     // The object or its owner is gone, the method is unknown, the connection is broken.
 };
 
-// Owns one private connection. Thread: one, any. A name or path that did not come from the bus must be valid.
+// Owns one private connection. Thread: any single one. A name or path that did not come from the bus must be valid.
 class DBusCaller {
  public:
   using Argument = std::variant<std::int32_t, std::uint32_t, std::string>;
 
-  // Connects to the bus at `address` and says hello. Null on failure, see `failure`. Never starts a bus.
+  // Connects to the bus at `address` and registers with it ("Hello"). Null on failure, see `failure`. Never starts a
+  // bus.
   static std::unique_ptr<DBusCaller> connect(const std::string& address, Deadline deadline, DBusFailure& failure);
   ~DBusCaller();
   DBusCaller(const DBusCaller&) = delete;
   DBusCaller& operator=(const DBusCaller&) = delete;
 
   bool connected() const;
-  // Waits for the answer until `deadline`. Never starts the service that is called. None on failure, see failure().
+  // Waits for the reply until `deadline`. Never starts the called service. Empty on failure, see failure().
   std::optional<DBusReply> call(const ObjectRef& object, const char* interface, const char* method,
                                 const std::vector<Argument>& arguments, Deadline deadline);
   // Of the last call.

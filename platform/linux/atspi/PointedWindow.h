@@ -1,4 +1,4 @@
-// The window under the pointer, as the window system sees it.
+// The window under the pointer, from the window system.
 #pragma once
 
 #include <sys/types.h>
@@ -14,20 +14,20 @@
 namespace vantora::atspi {
 
 struct PointedWindow {
-  QPointF pointer = {};   // All in pixels of the desktop.
-  pid_t process = 0;      // Of the application; 0: unknown.
-  QRectF client = {};     // What the application draws.
-  QRectF frame = {};      // What the person sees as the window: with its decoration, without a shadow.
-  bool resizable = true;  // False for what a window manager gives no edges: menus, tips, panels.
+  QPointF pointer = {};   // All geometry in desktop pixels.
+  pid_t process = 0;      // The application's; 0: unknown.
+  QRectF client = {};     // The area that the application draws.
+  QRectF frame = {};      // The visible window: with its decoration, without a shadow.
+  bool resizable = true;  // False for windows without edges to drag: menus, tooltips, panels.
 };
 
-// The window system's part in looking up an element. Used by one thread.
+// Finds the window under the pointer. Used by one thread.
 class WindowFinder {
  public:
   virtual ~WindowFinder() = default;
-  // None when the pointer is over no window or the window system does not answer until `deadline`.
+  // Empty when the pointer is over no window or the window system does not reply until `deadline`.
   virtual std::optional<PointedWindow> pointedWindow(Deadline deadline) = 0;
-  // Address of the accessibility bus as told by the window system; empty when it tells none.
+  // Address of the accessibility bus as given by the window system; empty when it gives none.
   virtual std::string busAddress(Deadline deadline) = 0;
 };
 

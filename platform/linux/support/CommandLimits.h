@@ -1,4 +1,4 @@
-// What bounds a support command.
+// Limits of a support command.
 #pragma once
 
 #include <QtGlobal>
@@ -9,11 +9,11 @@ namespace vantora {
 struct CommandLimits {
   // How long a command may run.
   std::chrono::milliseconds watchdog = std::chrono::seconds(20);
-  // Between asking its group to end and killing it.
+  // Between SIGTERM and SIGKILL to its process group.
   std::chrono::milliseconds grace{500};
-  // Bytes that are kept of each output; the rest is read and thrown away, so that the command can end.
+  // Bytes kept of each output; the rest is read and discarded, so that the command does not block on a full pipe.
   qsizetype keptBytes = qsizetype{64} << 10;
-  // Characters that are reported of each output.
+  // Characters reported of each output.
   qsizetype characters = 8192;
 };
 

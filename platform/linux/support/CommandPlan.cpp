@@ -15,7 +15,7 @@ QString shellQuoted(const QString& word) {
 QString launchScript(const QStringList& command, const QString& serviceManager) {
   QStringList words;
   for (const QString& word : command) words.append(shellQuoted(word));
-  // Without a scope the program gets a session only.
+  // Without a scope the program only gets its own session.
   const QString scoped =
       uR"sh(scoped() { %1 --user --scope --quiet --collect -- "$@"; }
 if scoped true >/dev/null 2>&1; then
@@ -27,7 +27,7 @@ fi
          u"setsid \"$@\" >/dev/null 2>&1 &\n"
          "tries=0\n"
          "while [ $tries -lt 10 ] && kill -0 $! 2>/dev/null; do sleep 0.1; tries=$((tries + 1)); done\n"
-         // On a machine that is overloaded it may not even have left the group of this script.
+         // On an overloaded machine the program may not yet have left the process group of this script.
          "while name=$(cat /proc/$!/comm 2>/dev/null); [ \"$name\" = sh ] || [ \"$name\" = setsid ]; do sleep 0.1; "
          "done\n"
          "if kill -0 $! 2>/dev/null; then exit 0; fi\n"

@@ -1,4 +1,4 @@
-// What a support command does on one desktop.
+// The script of a support command on one desktop.
 #pragma once
 
 #include <QString>
@@ -6,7 +6,7 @@
 
 namespace vantora {
 
-// Either a script or the reason why there is none.
+// Either a script or the reason why it is missing.
 struct CommandPlan {
   // For /bin/sh.
   QString script;
@@ -16,12 +16,12 @@ struct CommandPlan {
   bool operator==(const CommandPlan&) const = default;
 };
 
-// One word for the shell. Pure.
+// `word` quoted as a single word for the shell. Pure.
 QString shellQuoted(const QString& word);
 
-// The script that starts a program so that it outlives the script and whoever runs it, and ends after a second: with
-// status 0 when the program runs on or has ended well, else with the program's own. Under the user's service manager
-// when that answers; `serviceManager` is the path of systemd-run, or empty. Pure.
+// The script that starts a program detached, so that it outlives the script and this process, and ends after a second:
+// with status 0 when the program still runs or has succeeded, else with the program's own status. The program runs
+// under the user's service manager when that responds; `serviceManager` is the path of systemd-run, or empty. Pure.
 QString launchScript(const QStringList& command, const QString& serviceManager);
 
 }  // namespace vantora

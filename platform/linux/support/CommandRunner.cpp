@@ -22,13 +22,13 @@ using namespace Qt::Literals::StringLiterals;
 using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
-// How soon a stop request and the end of a command that is silent are noticed.
+// Polling interval for a stop request and for the end of a command without output.
 constexpr milliseconds kTick{20};
-// How long a killed command is waited for.
+// Maximum wait for a killed command.
 constexpr milliseconds kReapTime{1000};
 constexpr int kCannotStart = 127;
 
-// The reading end of one output.
+// The pipe of one output.
 class OutputPipe {
  public:
   explicit OutputPipe(qsizetype keptBytes) : text_(keptBytes) {
@@ -43,11 +43,11 @@ class OutputPipe {
   [[nodiscard]] int readingEnd() const { return reading_.get(); }
   [[nodiscard]] QString text(qsizetype characters) const { return text_.text(characters); }
 
-  // Takes what is there now. Bounded, so that a flood does not keep the caller from looking at the clock.
+  // Reads what is available now. Bounded, so that endless output does not keep the caller from checking its deadline.
   void take() {
-    constexpr int kMostPieces = 16;
+    constexpr int kMaxPieces = 16;
     static thread_local std::array<char, 65536> buffer;
-    for (int piece = 0; piece < kMostPieces && reading_.get() >= 0; ++piece) {
+    for (int piece = 0; piece < kMaxPieces && reading_.get() >= 0; ++piece) {
       const ssize_t count = read(reading_.get(), buffer.data(), buffer.size());
       if (count < 0 && errno == EINTR) continue;
       if (count < 0 && errno == EAGAIN) return;
@@ -70,13 +70,13 @@ struct Outputs {
     standard.take();
     error.take();
   }
-  // Waits until there is something to take, no longer than a tick.
+  // Waits until there is output to read, at most one tick.
   void wait() {
-    // A negative descriptor is passed over.
+    // poll ignores negative descriptors.
     std::array<pollfd, 2> waited{pollfd{standard.readingEnd(), POLLIN, 0}, pollfd{error.readingEnd(), POLLIN, 0}};
     (void)poll(waited.data(), waited.size(), static_cast<int>(kTick.count()));
   }
-  // Takes until `over` says so.
+  // Reads until `over` returns true.
   template <typename Over>
   void takeUntil(Over over) {
     while (!over()) {
@@ -96,7 +96,7 @@ CommandOutcome cannotStart(int error) {
           .standardError = u"Failed to start: "_s + QString::fromLocal8Bit(strerror(error))};
 }
 
-// A shell's way of telling how a process ended.
+// The exit code that a shell would report.
 int exitCode(int waitStatus) {
   if (WIFEXITED(waitStatus)) return WEXITSTATUS(waitStatus);
   constexpr int kSignalBase = 128;
@@ -130,7 +130,7 @@ CommandOutcome runCommand(const CommandLaunch& launch, const CommandLimits& limi
     group->signal(SIGTERM);
     takeFor(limits.grace);
   }
-  // What it left behind goes with it.
+  // Also ends the processes that it left in the background.
   group->signal(SIGKILL);
   takeFor(kReapTime);
   outputs.take();

@@ -16,10 +16,10 @@ struct CommandLaunch {
   QString folder;
 };
 
-// Runs the command in a session of its own and gives its outcome. Both outputs are read all the time. A command that
-// runs past the watchdog, or past a stop request, is ended with everything in its process group: asked first, then
-// killed. The outcome comes when the command itself has ended; what it left in the background is ended too and not
-// waited for. Blocks; any thread.
+// Runs the command in its own session and returns its outcome. Both outputs are read continuously. On the watchdog's
+// timeout or a stop request the command's process group is ended: first with SIGTERM, then with SIGKILL. Returns when
+// the command itself has ended; processes that it left in the background are killed and not waited for. Blocks; any
+// thread.
 [[nodiscard]] CommandOutcome runCommand(const CommandLaunch& launch, const CommandLimits& limits,
                                         const std::stop_token& stop);
 

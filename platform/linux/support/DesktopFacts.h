@@ -1,4 +1,4 @@
-// What the counterparts of the support commands depend on.
+// Facts about the desktop that the scripts of the support commands depend on.
 #pragma once
 
 #include <QList>
@@ -16,20 +16,20 @@ DesktopKind desktopKind(const QString& currentDesktop);
 
 struct DesktopFacts {
   DesktopKind desktop = DesktopKind::other;
-  // There is something that windows can be shown on.
+  // Windows can be shown.
   bool display = false;
-  // Programs can be put under the user's service manager, which lets them outlive this one's own service.
+  // Programs can be started under the user's service manager, so that they outlive this program's own service.
   bool serviceManager = false;
-  // The caches of the system's name service that run.
+  // Which caches of host names are running.
   bool resolved = false;
   bool nscd = false;
-  QList<qint64> dnsmasq;  // Its processes; those that serve the networks of virtual machines are none.
+  QList<qint64> dnsmasq;  // Its process ids, without those that serve the networks of virtual machines.
   // Absolute paths.
   QString home;
   QString downloads;
   bool downloadsExist = false;
   QString caches;
-  // What earlier commands have replaced.
+  // Settings that earlier commands have replaced.
   ReplacedSettings replaced;
   // The path of a program by its name, empty when it is not installed.
   std::function<QString(const QString&)> find;

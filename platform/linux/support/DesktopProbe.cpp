@@ -12,7 +12,7 @@ namespace {
 
 using namespace Qt::Literals::StringLiterals;
 
-// Where services live that are not in the path of a user.
+// Folders of system programs that are not in a user's PATH.
 const QStringList& systemFolders() {
   static const QStringList folders{u"/usr/local/sbin"_s, u"/usr/sbin"_s, u"/sbin"_s};
   return folders;
@@ -23,7 +23,7 @@ QByteArray contents(const QString& path) {
   return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
-// The processes of dnsmasq that answer this system's own questions.
+// The dnsmasq processes that resolve names for this system itself.
 QList<qint64> systemDnsmasq() {
   QList<qint64> found;
   for (const QString& entry : QDir(u"/proc"_s).entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
@@ -43,7 +43,7 @@ bool servesThisSystem(const QList<QByteArray>& arguments, const QByteArray& cont
   for (const QByteArray& line : controlGroups.split('\n')) {
     if (line.endsWith("/dnsmasq.service")) return true;
   }
-  // The files in which the packages of Debian, of other systems and NetworkManager with "dns=dnsmasq" keep the number.
+  // The PID files of the packages of Debian and other systems, and of NetworkManager with "dns=dnsmasq".
   for (const char* folder : {"", "/var"}) {
     for (const char* file : {"/run/dnsmasq/dnsmasq.pid", "/run/dnsmasq.pid", "/run/NetworkManager/dnsmasq.pid"}) {
       const QByteArray path = QByteArray(folder) + file;

@@ -1,4 +1,4 @@
-// Looks at the desktop that this process runs on.
+// Collects facts about the desktop that this process runs on.
 #pragma once
 
 #include <QByteArray>
@@ -9,12 +9,12 @@
 
 namespace vantora {
 
-// The facts as they are now. `environment` is that of the session. Blocks while it reads files; any thread.
+// The current facts. `environment` is that of the session. Blocks while it reads files; any thread.
 DesktopFacts probeDesktop(const QProcessEnvironment& environment);
 
-// Whether a process of dnsmasq with these arguments and control groups (as /proc shows them) answers this system's own
-// questions: it is the system's service, or NetworkManager runs it for that. Managers of virtual machines and
-// containers run others, for networks of their own. Pure.
+// Whether a dnsmasq process with these arguments and control groups (as in /proc) resolves names for this system
+// itself: it is the system's service, or NetworkManager runs it for that. Managers of virtual machines and containers
+// run their own instances, for private networks. Pure.
 [[nodiscard]] bool servesThisSystem(const QList<QByteArray>& arguments, const QByteArray& controlGroups);
 
 }  // namespace vantora

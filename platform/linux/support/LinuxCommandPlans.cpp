@@ -13,8 +13,8 @@ using namespace Qt::Literals::StringLiterals;
 CommandPlan runs(const QString& script) { return {.script = script, .missing = QString()}; }
 CommandPlan lacks(const QString& what) { return {.script = QString(), .missing = what}; }
 
-// A script in which "%1", "%2" and so on stand for the paths of tools: a login shell may look for programs elsewhere
-// than this process. Any of the names in a place of `tools` serves, the first one best.
+// A script in which "%1", "%2" and so on are placeholders for the paths of tools: a login shell may have another PATH
+// than this process. Each entry of `tools` lists alternative names, the preferred one first.
 CommandPlan runsTools(const DesktopFacts& facts, QLatin1StringView script, const QList<QStringList>& tools) {
   QString text = script;
   for (qsizetype i = 0; i < tools.size(); ++i) {
@@ -38,9 +38,9 @@ QString eachOf(const QStringList& steps) {
   return script + u"exit $status\n"_s;
 }
 
-// Names
+// Host name caches
 
-// What must be flushed with administrator rights, as steps for the shell; adds to `notes` what cannot be.
+// The flushes that need administrator rights, as shell steps; adds those that are not possible to `notes`.
 QStringList elevatedFlushes(const DesktopFacts& facts, QStringList& notes) {
   QStringList steps;
   if (facts.nscd) {
@@ -49,7 +49,7 @@ QStringList elevatedFlushes(const DesktopFacts& facts, QStringList& notes) {
     if (!nscd.isEmpty()) steps.append(shellQuoted(nscd) + u" --invalidate=hosts"_s);
   }
   for (const qint64 process : facts.dnsmasq) {
-    // It may have ended while a password was typed.
+    // The process may have ended while the user typed a password.
     steps.append(u"{ [ \"$(cat /proc/%1/comm)\" = dnsmasq ] && kill -HUP %1; }"_s.arg(process));
   }
   if (!steps.isEmpty() && !facts.has(u"pkexec"_s)) {
@@ -59,7 +59,7 @@ QStringList elevatedFlushes(const DesktopFacts& facts, QStringList& notes) {
   return steps;
 }
 
-// A dialog that nobody confirms is a failure, also where another cache has been flushed: this one has not.
+// A dialog that is not confirmed is a failure, even when another cache was flushed: this one was not.
 constexpr auto kElevatedFlush = "%1 --disable-internal-agent /bin/sh -c %2 || status=$?\n"_L1;
 
 CommandPlan flushNames(const DesktopFacts& facts) {
@@ -77,17 +77,17 @@ CommandPlan flushNames(const DesktopFacts& facts) {
   for (const QString& note : notes) script += u"echo "_s + shellQuoted(note) + u" >&2\n"_s;
   if (!resolvectl.isEmpty()) script += shellQuoted(resolvectl) + u" flush-caches || status=$?\n"_s;
   if (!elevated.isEmpty()) {
-    // Without a dialog of the desktop there is nobody who could type a password.
+    // No text agent: without the desktop's dialog nobody could type a password.
     script += QString(kElevatedFlush).arg(shellQuoted(facts.find(u"pkexec"_s)), shellQuoted(eachOf(elevated)));
   }
   return runs(script + u"exit $status\n"_s);
 }
 
-// Looks
+// Dark mode
 
-// What a switch has left is noted, so that the next one leads back to it, as long as nobody has chosen another theme in
-// between. A theme and its dark sister differ by an ending; GTK brings the sister of Adwaita itself.
-constexpr auto kDarkSister = R"sh(dark_sister() {
+// Each switch records the previous setting, so that the next one restores it, unless the user has chosen another theme
+// in between. A theme and its dark variant differ by a suffix; GTK itself contains the dark variant of Adwaita.
+constexpr auto kDarkVariant = R"sh(dark_variant() {
   next=Adwaita-dark
   if [ "$1" = Adwaita ]; then return; fi
   for folder in "$HOME/.themes" "${XDG_DATA_HOME:-$HOME/.local/share}/themes" /usr/local/share/themes /usr/share/themes; do
@@ -99,7 +99,7 @@ constexpr auto kDarkSister = R"sh(dark_sister() {
 }
 )sh"_L1;
 
-// A theme without a sister stays: programs of newer kinds follow the colour scheme alone.
+// A theme without a dark variant stays: newer programs follow only the colour scheme.
 constexpr auto kGnomeDark = R"sh(scheme=$(%1 get org.gnome.desktop.interface color-scheme) || exit
 scheme=${scheme#\'}
 scheme=${scheme%\'}
@@ -116,7 +116,7 @@ next=$theme
 if ! before "gnome-theme-for-$to" "$theme"; then
   case $to:$theme in
     prefer-dark:*-[Dd]ark) ;;
-    prefer-dark:*) dark_sister "$theme" || next=$theme ;;
+    prefer-dark:*) dark_variant "$theme" || next=$theme ;;
     *:*-[Dd]ark) next=${theme%-[Dd]ark} ;;
   esac
 fi
@@ -140,7 +140,7 @@ constexpr auto kXfceDark = R"sh(theme=$(%1 -c xsettings -p /Net/ThemeName) || ex
 if ! before xfce-theme "$theme"; then
   case $theme in
     *-[Dd]ark) next=${theme%-[Dd]ark} ;;
-    *) dark_sister "$theme" || next=Adwaita-dark ;;
+    *) dark_variant "$theme" || next=Adwaita-dark ;;
   esac
 fi
 %1 -c xsettings -p /Net/ThemeName -s "$next" || exit
@@ -154,7 +154,7 @@ CommandPlan toggleDark(const DesktopFacts& facts) {
   if (facts.desktop == DesktopKind::kde) {
     plan = runsTools(facts, kKdeDark, {{u"kreadconfig6"_s, u"kreadconfig5"_s}, {u"plasma-apply-colorscheme"_s}});
   }
-  if (plan.missing.isEmpty()) plan.script.prepend(settingFunctions(facts.replaced) + kDarkSister);
+  if (plan.missing.isEmpty()) plan.script.prepend(settingFunctions(facts.replaced) + kDarkVariant);
   return plan;
 }
 
@@ -162,7 +162,7 @@ CommandPlan toggleDark(const DesktopFacts& facts) {
 
 struct Browser {
   QStringList programs;
-  // Names of its processes; the system cuts them to 15 characters.
+  // Names of its processes as a pattern; the kernel truncates them to 15 characters.
   QString processes;
   QStringList folders;
 };
@@ -221,7 +221,7 @@ exit $status
 
 constexpr auto kXfceHidden = "exec %1 -c thunar -p /last-show-hidden -n -t bool -s $show\n"_L1;
 
-// The file manager keeps its own setting, the file dialogs theirs.
+// The file manager and the file dialogs have separate settings.
 constexpr auto kKdeHidden = R"sh(view=${XDG_DATA_HOME:-$HOME/.local/share}/dolphin/view_properties/global
 mkdir -p "$view" || exit
 %1 --file "$view/.directory" --group Settings --key HiddenFilesShown --type bool $show || exit

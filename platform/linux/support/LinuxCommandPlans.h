@@ -1,4 +1,4 @@
-// The table of what each support command does on which desktop.
+// The scripts of the support commands for each desktop.
 #pragma once
 
 #include <QStringView>
@@ -13,7 +13,7 @@ namespace vantora {
 // The plan for the support command `id`. Pure.
 CommandPlan commandPlanFor(QStringView id, const DesktopFacts& facts);
 
-// The plan for bringing up the system monitor, on one process where the program can show a single one. Pure.
+// The plan for opening the system monitor, on one process where the program can show a single one. Pure.
 CommandPlan systemMonitorPlan(const DesktopFacts& facts, std::optional<std::int64_t> focusPid);
 
 }  // namespace vantora

@@ -17,7 +17,7 @@ namespace {
 
 using namespace Qt::Literals::StringLiterals;
 
-// A shell says the same when it does not find a command.
+// The exit code of a shell that does not find a command.
 constexpr int kNotFound = 127;
 
 using Planner = std::function<CommandPlan(const DesktopFacts&)>;
@@ -26,8 +26,8 @@ CommandOutcome failure(const QString& why) {
   return {.ok = false, .code = kNotFound, .standardOutput = QString(), .standardError = why};
 }
 
-// One that another thread may use at the same time: what is shared behind copies of an environment is changed by
-// reading it, because values are converted when they are asked for, without a lock.
+// A copy for use on another thread: ordinary copies share data that is modified by reading, because values are
+// converted on first access, without a lock.
 QProcessEnvironment separateCopy(const QProcessEnvironment& environment) {
   QProcessEnvironment copy;
   copy.insert(environment);
@@ -39,7 +39,7 @@ struct Result {
   ReplacedSettings replaced;
 };
 
-// One thread's work: everything it needs, by value.
+// The work of one thread; settings and planner are its own copies.
 Result carryOut(const LinuxSupportSettings& settings, const Planner& planner, const ReplacedSettings& replaced,
                 const std::stop_token& stop) {
   (void)pthread_setname_np(pthread_self(), "support");
@@ -75,7 +75,7 @@ class LinuxSupportTools final : public SupportTools {
 
   void endAll() override {
     affinity_.check("LinuxSupportTools::endAll");
-    // Outcomes that are on their way belong to the state that goes.
+    // Outcomes that are already posted belong to the old jobs and are dropped with them.
     const auto jobs = std::exchange(jobs_, std::make_shared<Jobs>());
     for (auto& [number, job] : *jobs) job.thread.request_stop();
     for (auto& [number, job] : *jobs) {
@@ -102,7 +102,7 @@ class LinuxSupportTools final : public SupportTools {
     };
     BackgroundTask& job = (*jobs_)[number];
     job.done = std::move(done);
-    if (static_cast<int>(jobs_->size()) > settings_.most) {
+    if (static_cast<int>(jobs_->size()) > settings_.maxCommands) {
       return report({.outcome = failure(u"Failed to start: too many commands are running"_s), .replaced = {}});
     }
     LinuxSupportSettings settings = settings_;
@@ -115,7 +115,7 @@ class LinuxSupportTools final : public SupportTools {
   static void finish(const std::weak_ptr<Jobs>& weak, int number, const CommandOutcome& outcome) {
     const auto jobs = weak.lock();
     if (!jobs) return;
-    // The thread has said its last word: joining it does not wait.
+    // The thread has posted its result and is about to end: joining it does not block.
     auto job = jobs->extract(number);
     if (job) job.mapped().done(outcome);
   }
@@ -123,7 +123,7 @@ class LinuxSupportTools final : public SupportTools {
   const ThreadAffinity affinity_;
   const LinuxSupportSettings settings_;
   std::shared_ptr<Jobs> jobs_ = std::make_shared<Jobs>();
-  // What commands have replaced since this was made; the host keeps no files.
+  // Settings that commands have replaced since construction; the host keeps no files.
   const std::shared_ptr<ReplacedSettings> replaced_ = std::make_shared<ReplacedSettings>();
   int lastNumber_ = 0;
 };

@@ -11,14 +11,14 @@ namespace vantora {
 
 struct LinuxSupportSettings {
   QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-  // Path of the user's login shell; empty for the one of the user database.
+  // Path of the user's login shell; empty for the one in the user database.
   QString loginShell;
   CommandLimits limits;
-  // Commands that may run at once; what comes beyond fails at once.
-  int most = 8;
+  // Commands that may run at the same time; further ones fail immediately.
+  int maxCommands = 8;
 };
 
-// Each command has a thread of its own, which looks at the desktop, makes the plan and waits for the end.
+// Each command has its own thread, which probes the desktop, makes the plan and waits for the command's end.
 std::unique_ptr<SupportTools> makeLinuxSupportTools(LinuxSupportSettings settings = {});
 
 }  // namespace vantora

@@ -27,7 +27,7 @@ QString loginShellOfUser() {
   return shell.startsWith(u'/') ? shell : QString(kSystemShell);
 }
 
-// The script goes as an argument: shells differ in how they quote, and the one that runs it is always the same.
+// The script is passed as an argument: shells differ in their quoting, and /bin/sh runs it in every case.
 QStringList throughLoginShell(const QString& shell, const QString& script) {
   constexpr std::array kAlike{"sh"_L1, "bash"_L1, "dash"_L1, "zsh"_L1, "ksh"_L1, "ksh93"_L1, "mksh"_L1, "yash"_L1};
   const QString name = shell.sliced(shell.lastIndexOf(u'/') + 1);

@@ -9,10 +9,10 @@ namespace {
 
 using namespace Qt::Literals::StringLiterals;
 
-// Stands behind what is left of a text.
+// Appended to a truncated text.
 QString mark() { return u"\n…(truncated)…"_s; }
 
-// Where character number `characters` begins, none when the text is not longer than that.
+// The index where character number `characters` begins; empty when the text is not longer than that.
 std::optional<qsizetype> endOfCharacters(const QString& text, qsizetype characters) {
   if (text.size() <= characters) return std::nullopt;
   QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, text);
@@ -41,7 +41,7 @@ QString OutputText::text(qsizetype characters) const {
   if (!check_.valid()) return {};
   const QString all = QString::fromUtf8(cut_ ? withoutHalfCharacter(kept_) : QByteArrayView(kept_));
   const QString shown = truncatedText(all, characters);
-  // So few characters in so many bytes: what was thrown away is missing all the same.
+  // Fewer characters than the limit, but bytes were discarded: the text is truncated all the same.
   return cut_ && shown.size() == all.size() ? all + mark() : shown;
 }
 

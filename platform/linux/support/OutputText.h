@@ -1,4 +1,4 @@
-// The output of a command as it is reported.
+// The output of a command as reported to the viewer.
 #pragma once
 
 #include <QByteArray>
@@ -8,18 +8,18 @@
 
 namespace vantora {
 
-// `text` cut to its first `characters` characters as a person counts them, with "\n…(truncated)…" behind; unchanged
-// when it is not longer. Pure.
+// `text` cut to its first `characters` user-perceived characters, followed by "\n…(truncated)…"; unchanged when it is
+// not longer. Pure.
 QString truncatedText(const QString& text, qsizetype characters);
 
-// Takes the output of a command piece by piece in bounded memory. Value type without a thread.
+// Collects the output of a command in pieces, in bounded memory. Value type, not bound to a thread.
 class OutputText {
  public:
   explicit OutputText(qsizetype keptBytes) : keptBytes_(keptBytes) {}
 
   void append(QByteArrayView bytes);
-  // At most `characters` characters, as truncatedText cuts them; empty when what came is not UTF-8, even where it was
-  // not kept.
+  // At most `characters` characters, truncated as by truncatedText; empty when any of the output, kept or not, is not
+  // UTF-8.
   [[nodiscard]] QString text(qsizetype characters) const;
 
  private:

@@ -10,11 +10,11 @@ using namespace Qt::Literals::StringLiterals;
 
 struct Terminal {
   QLatin1StringView name;
-  // What stands before a command that is to run in it.
+  // The option that precedes a command to run in it.
   QLatin1StringView before;
 };
 
-// The one that the person has chosen for the whole system stands first, then all that are common.
+// The system-wide choice first, then all common ones.
 constexpr std::array kTerminals{
     Terminal{"x-terminal-emulator"_L1, "-e"_L1},
     Terminal{"gnome-terminal"_L1, "--"_L1},
@@ -28,7 +28,7 @@ constexpr std::array kTerminals{
     Terminal{"xterm"_L1, "-e"_L1},
 };
 
-// What the desktop brings itself, best first.
+// The desktop's own programs, preferred ones first.
 QStringList ownTerminals(DesktopKind desktop) {
   switch (desktop) {
     case DesktopKind::gnome:
@@ -54,7 +54,7 @@ QStringList ownFileManagers(DesktopKind desktop) {
     case DesktopKind::other:
       break;
   }
-  // A bare window manager has no choice recorded anywhere; asking for one may end in a browser.
+  // Without a desktop environment no choice is recorded; xdg-open may open a browser.
   return {u"pcmanfm"_s, u"pcmanfm-qt"_s, u"thunar"_s, u"nemo"_s, u"caja"_s, u"nautilus"_s, u"dolphin"_s};
 }
 
@@ -86,8 +86,8 @@ QStringList terminalNames(const DesktopFacts& facts) {
 }
 
 bool canBeProcess(std::int64_t pid) {
-  constexpr std::int64_t kHighestProcessId = 4'194'304;
-  return pid > 0 && pid <= kHighestProcessId;
+  constexpr std::int64_t kMaxProcessId = 4'194'304;
+  return pid > 0 && pid <= kMaxProcessId;
 }
 
 }  // namespace
@@ -125,7 +125,7 @@ QStringList systemMonitorCommand(const DesktopFacts& facts, std::optional<std::i
                                                                      u"lxtask"_s,
                                                                      u"qps"_s};
   if (const QString path = firstOf(facts, names); !path.isEmpty()) {
-    // It opens on the page that was shown last, unless told.
+    // Without this option it opens the page that was shown last.
     if (path.endsWith("/gnome-system-monitor"_L1)) return {path, u"--show-processes-tab"_s};
     return {path};
   }

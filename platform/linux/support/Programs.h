@@ -1,4 +1,4 @@
-// Which program of the desktop serves for what.
+// Choice of the desktop's programs for each purpose.
 #pragma once
 
 #include <QStringList>
@@ -8,12 +8,12 @@
 
 namespace vantora {
 
-// Command lines, empty when nothing that serves is installed: the desktop's own program first. All pure.
+// Command lines, the desktop's own program preferred; empty when no suitable program is installed. All pure.
 QStringList terminalCommand(const DesktopFacts& facts);
 // A terminal that runs `command`.
 QStringList terminalRunning(const DesktopFacts& facts, const QStringList& command);
 QStringList fileManagerCommand(const DesktopFacts& facts, const QString& folder);
-// `pid`, when it can be one, is handed to programs that can show a single process.
+// `pid`, when it is a valid process id, is passed to programs that can show a single process.
 QStringList systemMonitorCommand(const DesktopFacts& facts, std::optional<std::int64_t> pid);
 
 }  // namespace vantora

@@ -8,25 +8,26 @@ namespace vantora {
 
 using namespace Qt::Literals::StringLiterals;
 
-QString settingFunctions(const ReplacedSettings& looks) {
+QString settingFunctions(const ReplacedSettings& settings) {
   QString script = u"before() {\n  case $1=$2 in\n"_s;
-  for (auto look = looks.begin(); look != looks.end(); ++look) {
-    if (look->left.isEmpty()) continue;
-    script += u"    %1) next=%2 ;;\n"_s.arg(shellQuoted(look.key() + u'=' + look->taken), shellQuoted(look->left));
+  for (auto setting = settings.begin(); setting != settings.end(); ++setting) {
+    if (setting->previous.isEmpty()) continue;
+    script += u"    %1) next=%2 ;;\n"_s.arg(shellQuoted(setting.key() + u'=' + setting->replacement),
+                                            shellQuoted(setting->previous));
   }
-  // Characters that separate records and their units: no tool prints them.
+  // The ASCII record and unit separators: no tool prints them.
   return script +
          u"    *) return 1 ;;\n  esac\n}\nnote() {\n  printf '\\036%s\\037%s\\037%s\\036' \"$1\" \"$2\" \"$3\"\n}\n"_s;
 }
 
 ReplacedSettings takeReplacedSettings(QString& output) {
   static const QRegularExpression note(u"\\x1e([^\\x1e\\x1f]*)\\x1f([^\\x1e\\x1f]*)\\x1f([^\\x1e\\x1f]*)\\x1e"_s);
-  ReplacedSettings looks;
+  ReplacedSettings settings;
   for (const QRegularExpressionMatch& match : note.globalMatch(output)) {
-    looks.insert(match.captured(1), {.left = match.captured(2), .taken = match.captured(3)});
+    settings.insert(match.captured(1), {.previous = match.captured(2), .replacement = match.captured(3)});
   }
   output.remove(note);
-  return looks;
+  return settings;
 }
 
 }  // namespace vantora

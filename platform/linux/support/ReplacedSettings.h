@@ -1,4 +1,4 @@
-// What switches of the desktop's look have replaced, so that the next one can lead back to it.
+// Settings that a switch of the desktop's dark mode has replaced, so that the next switch can restore them.
 #pragma once
 
 #include <QMap>
@@ -7,19 +7,20 @@
 namespace vantora {
 
 struct ReplacedSetting {
-  QString left;   // What there was.
-  QString taken;  // What came in its place.
+  QString previous;     // The value before the switch.
+  QString replacement;  // The value after the switch.
   bool operator==(const ReplacedSetting&) const = default;
 };
 
-// By the name that a script gave to the setting.
+// By the name that the script uses for the setting.
 using ReplacedSettings = QMap<QString, ReplacedSetting>;
 
-// Two functions for a script. "before NAME VALUE" sets `next` to what NAME was before it became VALUE, and fails when
-// that is not known; "note NAME LEFT TAKEN" tells in the script's output what was replaced. Pure.
-QString settingFunctions(const ReplacedSettings& looks);
+// Two functions for a script. "before NAME VALUE" sets `next` to the value that NAME had before it became VALUE, and
+// fails when that is not known; "note NAME PREVIOUS REPLACEMENT" reports a replaced setting in the script's output.
+// Pure.
+QString settingFunctions(const ReplacedSettings& settings);
 
-// Takes what "note" has told out of a script's output. Pure.
+// Extracts the reports of "note" from a script's output and removes them there. Pure.
 ReplacedSettings takeReplacedSettings(QString& output);
 
 }  // namespace vantora

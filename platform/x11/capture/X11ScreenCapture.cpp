@@ -44,8 +44,8 @@ class X11ScreenCapture final : public ScreenCapture, private webrtc::DesktopCapt
   void close() override;
 
  private:
-  // A wait no longer than this, so that the time fits the system call.
-  static constexpr std::chrono::hours kLongestWait{24};
+  // Longest wait, so that the time fits the system call.
+  static constexpr std::chrono::hours kMaxWait{24};
 
   void OnCaptureResult(webrtc::DesktopCapturer::Result result, std::unique_ptr<webrtc::DesktopFrame> frame) override;
   void describe(CapturedFrame& frame, bool whole) const;
@@ -65,12 +65,12 @@ class X11ScreenCapture final : public ScreenCapture, private webrtc::DesktopCapt
   std::atomic<bool> lost_{false};
   rtc::scoped_refptr<webrtc::SharedXDisplay> connection_;
   std::unique_ptr<webrtc::DesktopCapturer> capturer_;
-  // The capturer draws on two frames in turn, so at most one may be held while it works.
+  // The capturer uses two frames in turn, so at most one may be held during a capture.
   std::unique_ptr<webrtc::DesktopFrame> frame_;
   webrtc::DesktopCapturer::Result result_ = webrtc::DesktopCapturer::Result::ERROR_TEMPORARY;
   bool firstPoll_ = true;
-  // The server tells of a change once, until the damage is taken up. Reading the whole screen takes
-  // none up, so that a change in between would never be told.
+  // The server reports damage once, until the damage is subtracted. Reading the whole screen does not subtract it, so a
+  // change in between would never be reported.
   bool pollAgain_ = false;
 };
 
@@ -79,7 +79,7 @@ ScreenCapture::Opened X11ScreenCapture::open(int displayIndex) {
   x11::ignoreRequestErrors();
   if (X11Connection server(QString::fromStdString(displayName_)); server.open() != nullptr) {
     if (isXwayland(server)) return {Outcome::refused, 0, kXwaylandShowsNothing.toString()};
-    // Xlib waits without limit for a server that says nothing; this one has just spoken.
+    // Xlib waits without limit for a server that does not respond; this one has just replied.
     const std::unique_lock lock(x11::connectMutex(), X11Connection::kTimeout);
     if (lock && !isAbandoned()) connection_ = webrtc::SharedXDisplay::Create(displayName_);
   }
@@ -128,7 +128,7 @@ ScreenCapture::Poll X11ScreenCapture::poll(CapturedFrame& frame) {
   pollAgain_ = wholeIsNew;
   if (!wholeIsNew && frame_->updated_region().is_empty()) return Poll::unchanged;
   describe(frame, wholeIsNew);
-  // Reading the whole screen takes no damage up.
+  // Reading the whole screen does not subtract the damage.
   const int height = frame_->size().height();
   if (frame.damage.front().top() == 0 && frame.damage.back().bottom() + 1 == height) pollAgain_ = true;
   return Poll::changed;
@@ -144,7 +144,7 @@ void X11ScreenCapture::describe(CapturedFrame& frame, bool whole) const {
     frame.damage.emplace_back(QPoint(0, 0), frame.size);
     return;
   }
-  // From the top.
+  // Ordered from the top.
   for (webrtc::DesktopRegion::Iterator it(frame_->updated_region()); !it.IsAtEnd(); it.Advance()) {
     frame.damage.emplace_back(it.rect().left(), it.rect().top(), it.rect().width(), it.rect().height());
   }
@@ -158,10 +158,10 @@ void X11ScreenCapture::OnCaptureResult(webrtc::DesktopCapturer::Result result,
 
 ScreenCapture::Woken X11ScreenCapture::wait(std::chrono::nanoseconds timeout, WakeOn wakeOn) {
   const bool watch = wakeOn == WakeOn::changeOrCall && connection_;
-  // What the socket held may have been read already, together with an answer.
+  // Events may already have been read from the socket together with a reply.
   if (watch && (pollAgain_ || lost_.load() || x11::hasEvents(connection_->display()))) return Woken::change;
   pollfd files[2] = {{wakeUp_, POLLIN, 0}, {watch ? x11::socketOf(connection_->display()) : -1, POLLIN, 0}};
-  const auto bounded = std::clamp<std::chrono::nanoseconds>(timeout, std::chrono::nanoseconds(0), kLongestWait);
+  const auto bounded = std::clamp<std::chrono::nanoseconds>(timeout, std::chrono::nanoseconds(0), kMaxWait);
   const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(bounded);
   const timespec time{static_cast<time_t>(seconds.count()), static_cast<long>((bounded - seconds).count())};
   if (::ppoll(files, 2, &time, nullptr) <= 0) return Woken::timeout;
@@ -190,14 +190,14 @@ bool X11ScreenCapture::isAbandoned() {
 void X11ScreenCapture::abandon() {
   const std::lock_guard lock(socketMutex_);
   abandoned_ = true;
-  // Xlib reads the end of the connection, wherever it waits.
+  // Any waiting Xlib call then reads the end of the connection.
   if (socket_ >= 0) ::shutdown(socket_, SHUT_RDWR);
 }
 
 void X11ScreenCapture::close() {
   frame_.reset();
   capturer_.reset();
-  connection_ = nullptr;  // Speaks to the server too.
+  connection_ = nullptr;  // Its destructor also sends requests to the server.
   const std::lock_guard lock(socketMutex_);
   if (socket_ >= 0) ::close(std::exchange(socket_, -1));
 }

@@ -8,9 +8,9 @@
 
 namespace vantora {
 
-// A capture of one RandR monitor of the server `displayName` (empty: the default display), over a
-// connection of its own. Monitors count in RandR's order. Changes are told by the server (XDamage),
-// so that a still screen costs nothing. A server that goes away is reported as a lost display.
+// A capture of one RandR monitor of the server `displayName` (empty: the default display), over a separate connection.
+// Monitors count in RandR's order. The server reports changes (XDamage), so that a still screen costs nothing. The loss
+// of the server is reported as a lost display.
 std::unique_ptr<ScreenCapture> makeX11ScreenCapture(std::string displayName = {});
 
 }  // namespace vantora

@@ -10,9 +10,9 @@ namespace {
 
 int ignoreError(Display*, XErrorEvent*) { return 0; }
 
-// In place of Xlib's message on standard error, which belongs to the program's own log. What
-// happens next is for the exit handler of each connection to say.
-int keepQuiet(Display*) { return 0; }
+// Replaces Xlib's message on standard error, which is reserved for the program's own log. The exit handler of each
+// connection decides what happens next.
+int ignoreIoError(Display*) { return 0; }
 
 void noteLoss(Display*, void* lost) { static_cast<std::atomic<bool>*>(lost)->store(true); }
 
@@ -23,7 +23,7 @@ void ignoreRequestErrors() {
   std::call_once(once, [] {
     XInitThreads();
     XSetErrorHandler(ignoreError);
-    XSetIOErrorHandler(keepQuiet);
+    XSetIOErrorHandler(ignoreIoError);
   });
 }
 

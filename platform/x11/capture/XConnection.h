@@ -1,5 +1,5 @@
-// The few things about an Xlib connection that the capture needs and the WebRTC library does not
-// offer. Xlib's own headers stay out of sight: their macros break Qt and the library.
+// Functions of an Xlib connection that the capture needs and the WebRTC library does not offer. Xlib's own headers are
+// hidden: their macros break Qt and the library.
 #pragma once
 
 #include <atomic>
@@ -9,25 +9,25 @@ struct _XDisplay;
 
 namespace vantora::x11 {
 
-// Makes errors on Xlib connections harmless to the process: requests that fail are ignored. Any
-// thread; has to be called before the first connection is opened.
+// Makes errors on Xlib connections harmless to the process: failed requests are ignored. Any thread; to be called
+// before the first connection is opened.
 void ignoreRequestErrors();
 
-// From now on the loss of the server sets `lost` instead of ending the process; calls on the
-// connection then fail, one after the other. `lost` has to outlive the connection.
+// From now on the loss of the server sets `lost` instead of ending the process; all later calls on the connection then
+// fail. `lost` must outlive the connection.
 void surviveServerLoss(_XDisplay* connection, std::atomic<bool>* lost);
 
-// From now on the connection is served also while another program has taken the server for itself, as
-// some do while a person moves an outline or chooses a region: that is to be seen, too.
+// From now on the connection is served even while another program has grabbed the server, as some do while the user
+// drags an outline or selects a region: the viewer must see that too.
 void ignoreServerGrabs(_XDisplay* connection);
 
 // The socket, to be polled for events. Owned by the connection.
 int socketOf(_XDisplay* connection);
 
-// Whether an event can be had without waiting. Reads what the socket holds.
+// Whether an event is available without waiting. Reads from the socket.
 bool hasEvents(_XDisplay* connection);
 
-// The name under which Xlib knows a display: `name`, or that of the default display when empty.
+// Xlib's name of a display: `name`, or that of the default display when empty.
 std::string displayName(const std::string& name);
 
 }  // namespace vantora::x11

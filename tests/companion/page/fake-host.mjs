@@ -1,5 +1,5 @@
-// Plays the host inside a browser page: a moving picture, the two control channels, offers, and an answer to the
-// control messages that the viewer's page depends on. Everything it hears is kept for the test to look at.
+// Acts as the host inside a browser page: a moving image, the two control channels, offers, and replies to the control
+// messages that the viewer's page depends on. All messages that it receives are kept for the test.
 
 const PIN = '123456';
 
@@ -18,7 +18,7 @@ export class FakeHost {
     document.body.append(this.canvas);
     this.timer = setInterval(() => this.paint(), 50);
     this.stream = this.canvas.captureStream(20);
-    // On a busy machine the browser sends fewer pictures, not smaller ones.
+    // On a busy machine the browser sends fewer frames, not smaller ones.
     this.stream.getVideoTracks()[0].contentHint = 'detail';
     this.offering = Promise.resolve();
   }
@@ -77,7 +77,7 @@ export class FakeHost {
     };
   }
 
-  // One after another: of two made at once the connection would keep the one and the viewer the other.
+  // One after another: of two concurrent offers the connection would keep one and the viewer the other.
   offer(options) {
     this.offering = this.offering.catch(() => {}).then(() => this.makeOffer(options));
     return this.offering;
@@ -127,7 +127,7 @@ export class FakeHost {
     }
   }
 
-  // The host's own are more, and several a second.
+  // A real host sends more fields, and several messages a second.
   stats(more) {
     this.send({ type: 'host_stats', hostName: 'Workshop', room: this.room, capture: 'screen', displayIndex: 0, lastCaptureNs: 1, ...more });
   }
@@ -136,8 +136,8 @@ export class FakeHost {
     this.reliable.send(JSON.stringify(message));
   }
 
-  // Control messages of one type so far, oldest first.
-  heard(type) {
+  // Control messages of one type received so far, oldest first.
+  received(type) {
     return this.messages.map(({ message }) => message).filter((message) => message.type === type);
   }
 

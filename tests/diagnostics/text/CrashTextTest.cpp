@@ -55,7 +55,7 @@ TEST(CrashTextTest, readsTheTableOfOlderCoredumpctl) {
   EXPECT_EQ(rows[2].name, u"third"_s);
 }
 
-TEST(CrashTextTest, aCrashToldOfTwiceCountsOnceWithItsFile) {
+TEST(CrashTextTest, aCrashReportedTwiceCountsOnceWithItsFile) {
   const Crash stored{u"/cores/core.chromium-browse"_s, u"chromium-browse"_s,
                      QDateTime::fromSecsSinceEpoch(1'700'000'000), 7};
   const Crash listed{u"/usr/bin/chromium-browser"_s, u"chromium-browser"_s,
@@ -128,7 +128,7 @@ TEST(CrashTextTest, leavesOutWhatElseTheKernelSays) {
   }
 }
 
-TEST(CrashTextTest, aCrashThatTheKernelToldOfAsWellCountsOnce) {
+TEST(CrashTextTest, aCrashThatTheKernelReportedAsWellCountsOnce) {
   const Crash stored{u"/cores/core.chromium-browse"_s, u"chromium-browser"_s,
                      QDateTime::fromSecsSinceEpoch(1'700'000'000), 7};
   const auto merged = mergedCrashes(
@@ -199,8 +199,8 @@ TEST(CrashTextTest, countsTheLatestFiftyAndRanksFive) {
 }
 
 TEST(CrashTextTest, anOopsIsNoPanic) {
-  EXPECT_TRUE(tellsOfPanic(u"Panic#1 Part1\n<0>[   12.3] Kernel panic - not syncing: Fatal exception\n"_s));
-  EXPECT_FALSE(tellsOfPanic(u"Oops#1 Part1\n<4>[   12.3] Oops: 0002 [#1] SMP\n"_s));
+  EXPECT_TRUE(reportsPanic(u"Panic#1 Part1\n<0>[   12.3] Kernel panic - not syncing: Fatal exception\n"_s));
+  EXPECT_FALSE(reportsPanic(u"Oops#1 Part1\n<4>[   12.3] Oops: 0002 [#1] SMP\n"_s));
 }
 
 }  // namespace

@@ -48,7 +48,7 @@ QJsonObject everything(const QString& text) {
   return all;
 }
 
-// Pieces of real outputs in any order, so that the parsers come past their first checks.
+// Pieces of real outputs in any order, so that the parsers get past their first checks.
 QString shuffledPieces(std::mt19937& random) {
   static const QStringList kPieces = {u"\n"_s,
                                       u" "_s,

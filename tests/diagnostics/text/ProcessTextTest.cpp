@@ -32,7 +32,7 @@ TEST(ProcessTextTest, namesMayHoldAnything) {
   }
 }
 
-TEST(ProcessTextTest, aStatLineCutShortIsNone) {
+TEST(ProcessTextTest, aTruncatedStatLineIsInvalid) {
   for (const char* text : {"", "42", "42 (bash", "42 (bash) S 1 2", ") (",
                            "x (bash) S 1 42 42 0 -1 4194304 100 0 0 0 150 50 0 0 20 0 1 0 1000 10000000 256 1"}) {
     EXPECT_FALSE(parseProcStat(text)) << text;

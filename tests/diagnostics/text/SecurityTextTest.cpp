@@ -21,7 +21,7 @@ TEST(SecurityTextTest, readsTheSecureBootVariable) {
   EXPECT_FALSE(isSecureBootOn({}));
 }
 
-TEST(SecurityTextTest, aptTrustsWhatItIsToldTo) {
+TEST(SecurityTextTest, aptTrustsWhatItIsConfiguredToTrust) {
   const QString signedList =
       u"deb [arch=amd64 signed-by=/k.gpg] http://deb.example stable main\n# deb [trusted=yes] http://x y z"_s;
   EXPECT_TRUE(aptChecksSignatures(

@@ -17,7 +17,7 @@ TEST(StorageTextTest, sizesForPeople) {
   EXPECT_EQ(bytesPretty(2'684'354'560), u"2.5 TB"_s);
 }
 
-TEST(StorageTextTest, tellsSizesInNumbersAndForPeople) {
+TEST(StorageTextTest, reportsSizesInNumbersAndForPeople) {
   EXPECT_EQ(toJson(Volume{1000, 250, 600}), QJsonObject({{u"totalKB"_s, 1000},
                                                          {u"usedKB"_s, 250},
                                                          {u"availKB"_s, 600},
@@ -92,10 +92,10 @@ TEST(StorageTextTest, readsTheHealthOfDisks) {
   EXPECT_EQ(parseSmart(ata(u"true"_s, u"1700000000"_s, u"false"_s)), u"Verified"_s);
   EXPECT_EQ(parseSmart(ata(u"true"_s, u"1700000000"_s, u"true"_s)), u"Failing"_s);
   EXPECT_EQ(parseSmart(ata(u"false"_s, u"0"_s, u"false"_s)), u"Not Supported"_s);
-  EXPECT_EQ(parseSmart(ata(u"true"_s, u"0"_s, u"false"_s)), QString()) << "never looked at is not healthy";
+  EXPECT_EQ(parseSmart(ata(u"true"_s, u"0"_s, u"false"_s)), QString()) << "never read is not healthy";
   EXPECT_EQ(parseSmart(nvme(u"1700000000"_s, {})), u"Verified"_s);
   EXPECT_EQ(parseSmart(nvme(u"1700000000"_s, u"\"spare\""_s)), u"Failing"_s);
-  EXPECT_EQ(parseSmart(nvme(u"0"_s, {})), QString()) << "never looked at is not healthy";
+  EXPECT_EQ(parseSmart(nvme(u"0"_s, {})), QString()) << "never read is not healthy";
   EXPECT_EQ(parseSmart(uR"({"type":"a{sv}","data":[{"SmartCriticalWarning":{"type":"as","data":[]}}]})"_s), QString());
   EXPECT_EQ(parseSmart(uR"({"type":"a{sv}","data":[{}]})"_s), QString());
 }

@@ -23,7 +23,7 @@ TEST(WifiTextTest, airportLabelsCountWithoutRegardToCaseAndInBothSpellings) {
   EXPECT_FALSE(link.noise);
 }
 
-TEST(WifiTextTest, airportThatIsOffTellsNothing) {
+TEST(WifiTextTest, airportThatIsOffReportsNothing) {
   const WifiLink link = parseAirport(u"AirPort: Off"_s);
   EXPECT_FALSE(link.ssid || link.rssi || link.noise || link.txRate);
   EXPECT_FALSE(parseAirport(u"agrCtlRSSI: strong"_s).rssi);

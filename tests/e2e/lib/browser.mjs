@@ -1,4 +1,4 @@
-// Chromium, one process tree per browser, so that a test can take one away without a goodbye.
+// Chromium, one process tree per browser, so that a test can kill one without a regular shutdown.
 import { chmod, writeFile } from 'node:fs/promises';
 import { join } from 'node:path';
 import { chromium } from 'playwright-core';
@@ -39,10 +39,10 @@ export class Browser {
     this.directory = directory;
   }
 
-  /// A page in a profile of its own; what its console and its errors say is kept in `page.said`.
+  /// A page in a profile of its own; its console output and errors are kept in `page.said`.
   async page() {
     const context = await this.browser.newContext({ viewport: { width: 1280, height: 720 } });
-    // Patience with a busy machine, as in until().
+    // A timeout for a busy machine, as in until().
     context.setDefaultTimeout(60000);
     const page = await context.newPage();
     page.said = [];

@@ -1,4 +1,4 @@
-// A session bus with a panel, a dock and a notification server on it, which the tests play.
+// A session bus with a panel, a dock and a notification server on it, faked by the tests.
 import { join } from 'node:path';
 import { Child } from './child.mjs';
 import { MessageBus } from './message-bus.mjs';
@@ -34,7 +34,7 @@ export class DesktopBus {
     return last?.visible ? last.badge : null;
   }
 
-  /// One question at a time.
+  /// One request at a time.
   async #ask(question) {
     const before = this.asked++;
     this.double.process.stdin.write(`${question}\n`);

@@ -1,4 +1,4 @@
-// What tests do with the face of a session's host on its desktop.
+// Helpers for the user interface of a session's host on its desktop.
 import { readFile } from 'node:fs/promises';
 import { join } from 'node:path';
 import { Child } from './child.mjs';
@@ -18,7 +18,7 @@ export async function desktopProcess(host, old = 0) {
   }, { what: 'the desktop process' });
 }
 
-/// Waits until a process sleeps and has used no time for a while: it has done all that it was told.
+/// Waits until a process sleeps and has used no time for a while: it has handled everything that it received.
 export async function atRest(pid) {
   let last = null;
   let same = 0;
@@ -50,7 +50,7 @@ export async function focusChat(screen) {
   }, { every: 50, what: 'the keyboard to stay with the chat' });
 }
 
-/// Launches the program once more, just as the session's host was launched.
+/// Launches the program again, just as the session's host was launched.
 export async function launchAgain(session) {
   const { home } = session.host;
   const again = new Child(join(build, 'vantora-host'), [], {
@@ -63,7 +63,7 @@ export async function launchAgain(session) {
   return again;
 }
 
-/// Starts a window manager and waits until it is one: a window that comes while it takes over may get lost.
+/// Starts a window manager and waits until it is one: a window that opens while it takes over may get lost.
 export async function manageWindows(session) {
   session.keep(session.screen.start('openbox', ['--sm-disable', '--startup',
     'xprop -root -format _TEST_MANAGED 8s -set _TEST_MANAGED yes']));

@@ -1,9 +1,9 @@
-// Files from the page to the host, and what must have arrived of them.
+// Files sent from the page to the host, and their expected content.
 import { open } from 'node:fs/promises';
 
 const piece = 64 * 1024;
 
-/// The bytes of piece `index` of a test file: no two pieces are the same, and no byte says where it stands.
+/// The bytes of piece `index` of a test file: no two pieces are the same, and no byte reveals its position.
 function pieceBytes(index, length) {
   const words = new Uint32Array(piece / 4);
   let state = (index * 2654435761 + 12345) >>> 0 || 1;

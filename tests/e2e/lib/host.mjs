@@ -6,8 +6,8 @@ import { nobody } from './message-bus.mjs';
 import { build, temporaryDirectory } from './paths.mjs';
 
 export class Host {
-  /// Starts it with a home directory of its own; `env` adds to what it sees, `args` are its arguments,
-  /// and `program` is another copy of it than the one that was built.
+  /// Starts it with a home directory of its own; `env` adds to its environment, `args` are its arguments, and `program`
+  /// is another copy than the one that was built.
   static async start({ env = {}, args = [], wrapper = [], program = join(build, 'vantora-host') } = {}) {
     const home = await temporaryDirectory('home');
     const runtime = join(home.path, 'run');
@@ -45,7 +45,7 @@ export class Host {
     return this.child.line(pattern, options);
   }
 
-  /// The PIN, from the host's own line.
+  /// The PIN, from the host's log.
   async pin() {
     return (await this.line(/^\[control\] PIN: (.+)$/))[1];
   }

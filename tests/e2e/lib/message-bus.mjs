@@ -1,16 +1,17 @@
-// A session bus of a test's own: the only way in which a test starts one. No service that the machine has installed is
-// started by it.
+// A private session bus: the only way in which a test starts one. It starts no service that is installed on the
+// machine.
 import { mkdir } from 'node:fs/promises';
 import { join } from 'node:path';
 import { Child } from './child.mjs';
 import { root, temporaryDirectory } from './paths.mjs';
 
-/// An address at which nobody is: without any, a program starts a bus through its display, with every service there is.
+/// An address without a bus: without any address, a program starts a bus through its display, with every service there
+/// is.
 export const nobody = 'unix:path=/nonexistent';
 process.env.DBUS_SESSION_BUS_ADDRESS = nobody;
 
 export class MessageBus {
-  /// `configuration` is a file of tests/bus; `env` adds to what the services see that it starts.
+  /// `configuration` is a file of tests/bus; `env` adds to the environment of the services that it starts.
   static async start({ configuration = 'session.conf', env = {} } = {}) {
     const home = await temporaryDirectory('bus');
     const place = { HOME: home.path, XDG_RUNTIME_DIR: join(home.path, 'run') };

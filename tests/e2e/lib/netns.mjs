@@ -10,10 +10,10 @@ export function labAddress() {
   return address;
 }
 
-// Test files may share a laboratory, and what one leaves behind goes away a moment later: numbers of its own.
+// Test files may share a laboratory, and the leftovers of one disappear with a delay: each uses its own numbers.
 let count = process.pid % 200;
 
-/// Takes this side's own network card away while `body` runs, so that a far machine's cable is the only way out.
+/// Removes this side's own network card while `body` runs, so that a far machine's cable is the only way out.
 export async function withoutOwnCard(body) {
   await run('ip', ['link', 'set', 'lab0', 'down']);
   try {
@@ -44,7 +44,8 @@ export class FarMachine {
     await until(async () => (await run('readlink', [`/proc/${this.holder.pid}/ns/net`])) !== (await run('readlink', ['/proc/self/ns/net'])),
       { what: 'the name space of the far machine' });
     await run('ip', ['link', 'add', this.nearCard, 'type', 'veth', 'peer', 'name', 'far0', 'netns', String(this.holder.pid)]);
-    // An IPv6 address that comes by itself a second later is a change of network, on which a browser drops what it loads.
+    // An IPv6 address that is assigned automatically a second later is a change of network, on which a browser drops
+    // what it loads.
     await run('ip', ['link', 'set', this.nearCard, 'addrgenmode', 'none']);
     await this.run('ip', ['link', 'set', 'far0', 'addrgenmode', 'none']);
     await run('ip', ['addr', 'add', `${this.nearAddress}/24`, 'dev', this.nearCard]);
@@ -90,7 +91,7 @@ export class FarMachine {
     await run('ip', ['link', 'set', this.nearCard, 'down']);
   }
 
-  /// Unplugs and plugs again `seconds` later, in one go: nothing but the machine itself can draw it out. Resolves to the
+  /// Unplugs and plugs again `seconds` later, in one command: only the machine itself can delay it. Resolves to the
   /// milliseconds that it took.
   async interrupt(seconds) {
     const { ms } = await timed(() =>

@@ -20,7 +20,7 @@ async function sharedBrowser() {
 }
 
 /// Starts what `want` names and hands it to `body`. `t` is the test's context; on a failure the host's log and a
-/// picture of each page are kept in build/results/e2e-failures.
+/// screenshot of each page are kept in build/results/e2e-failures.
 export async function withSession(t, want, body) {
   const session = new Session(t.name, want, sharedBrowser);
   try {

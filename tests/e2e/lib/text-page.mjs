@@ -1,4 +1,4 @@
-// A screen full of small text with a square that changes colour, and when a page sees that.
+// A screen full of small text with a square that changes colour, and the time when a page shows that.
 import { join } from 'node:path';
 import { build } from './paths.mjs';
 import { until } from './wait.mjs';
@@ -27,19 +27,19 @@ class TextPage {
     return Number(line[1]);
   }
 
-  /// Has the page note at every frame that it shows whether the square is white.
+  /// Makes the page record at every frame whether the square is white.
   async watch(page) {
     await page.evaluate(([x, y]) => {
       const video = document.getElementById('video');
       const context = new OffscreenCanvas(1, 1).getContext('2d', { willReadFrequently: true });
       window.square = { white: null, since: 0 };
-      const look = () => {
+      const sample = () => {
         context.drawImage(video, x * video.videoWidth, y * video.videoHeight, 1, 1, 0, 0, 1, 1);
         const white = context.getImageData(0, 0, 1, 1).data[0] > 128;
         if (white !== square.white) window.square = { white, since: Date.now() };
-        video.requestVideoFrameCallback(look);
+        video.requestVideoFrameCallback(sample);
       };
-      video.requestVideoFrameCallback(look);
+      video.requestVideoFrameCallback(sample);
     }, this.place);
   }
 

@@ -23,7 +23,7 @@ export async function connected(page, { deadline } = {}) {
   });
 }
 
-/// Colours of the picture at normalised places: [[x, y], ...] to [[red, green, blue], ...]; null before any frame.
+/// Colours of the video image at normalised places: [[x, y], ...] to [[red, green, blue], ...]; null before any frame.
 export function colours(page, places) {
   return page.evaluate((places) => {
     const video = [...document.querySelectorAll('video')].find((each) => each.videoWidth > 0 && each.readyState >= 2);
@@ -38,7 +38,7 @@ export function colours(page, places) {
   }, places);
 }
 
-/// Where on the companion's page a normalised place of the picture is.
+/// Position on the companion's page of a normalised place of the video image.
 export function placeOnPage(page, x, y) {
   return page.evaluate(([x, y]) => {
     const video = document.getElementById('screen');
@@ -58,7 +58,7 @@ export function near(colour, wanted, tolerance = 16) {
   return colour.every((value, index) => Math.abs(value - wanted[index]) <= tolerance);
 }
 
-/// Waits until the picture shows a colour at a place.
+/// Waits until the video image shows a colour at a place.
 export async function shows(page, hex, { place = [0.5, 0.5], deadline } = {}) {
   let seen = null;
   await until(
@@ -66,7 +66,7 @@ export async function shows(page, hex, { place = [0.5, 0.5], deadline } = {}) {
       seen = await colours(page, [place]);
       return seen && near(seen[0], rgb(hex));
     },
-    { deadline, what: `${hex} in the picture` },
+    { deadline, what: `${hex} in the image` },
   ).catch((error) => {
     throw new Error(`${error.message}; it shows ${JSON.stringify(seen)}`);
   });
@@ -123,27 +123,27 @@ export class BareControl {
     return this.page.evaluate(([message, label]) => bare.send(message, label), [message, label]);
   }
 
-  /// Messages of one type heard so far, oldest first, each as {label, message}.
-  heard(type) {
+  /// Messages of one type received so far, oldest first, each as {label, message}.
+  received(type) {
     return this.page.evaluate((type) => bare.messages.filter(({ message }) => message.type === type), type);
   }
 
   /// Sends a message and waits for the next one of a type; resolves to that message.
   async ask(message, type, { label, deadline } = {}) {
-    const before = (await this.heard(type)).length;
+    const before = (await this.received(type)).length;
     await this.send(message, label);
-    const heard = await until(async () => {
-      const all = await this.heard(type);
+    const messages = await until(async () => {
+      const all = await this.received(type);
       return all.length > before && all;
     }, { deadline, what: `"${type}" in answer to ${JSON.stringify(message)}` });
-    return heard[before].message;
+    return messages[before].message;
   }
 
   /// Waits until everything sent so far on the reliable channel was handled by the host.
   async settled() {
     const t0 = Math.floor(Math.random() * 1e9);
     await this.send({ type: 'ping', t0 });
-    await until(async () => (await this.heard('pong')).some(({ message }) => message.t0 === t0), { what: 'the pong' });
+    await until(async () => (await this.received('pong')).some(({ message }) => message.t0 === t0), { what: 'the pong' });
   }
 
   /// Gives the PIN and switches control on.

@@ -1,7 +1,8 @@
 // Waiting for what must become true, never for time to pass.
 
-/// Calls `probe` until it returns something truthy and returns that; fails after `deadline` ms, saying what was missing.
-/// The deadline is patience with a busy machine and no limit that a test sets: one that does measures with timed().
+/// Calls `probe` until it returns something truthy and returns that; fails after `deadline` ms, saying what was
+/// missing. The deadline is a timeout for a busy machine, not a limit that a test checks: for that a test measures with
+/// timed().
 export async function until(probe, { deadline = 30000, every = 20, what = probe.toString() } = {}) {
   let waited = 0;
   let at = performance.now();
@@ -15,8 +16,8 @@ export async function until(probe, { deadline = 30000, every = 20, what = probe.
       last = error;
     }
     const now = performance.now();
-    // A pause of the whole machine is not the fault of what is waited for, which had no time in it either: a look and the
-    // rest after it count for a second at most.
+    // While the whole machine is stalled, what is waited for cannot proceed either: a probe and the pause after it
+    // count as one second at most.
     waited += Math.min(now - at, 1000);
     at = now;
     if (waited > deadline) {

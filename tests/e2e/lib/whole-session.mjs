@@ -13,7 +13,7 @@ import { Xvfb } from './xvfb.mjs';
 let count = 0;
 
 export class Session {
-  /// `shared`, if any, gives the browser for those who do not ask for one of their own.
+  /// `shared`, if any, provides the browser for sessions that do not request their own.
   constructor(name, { screen = '1280x720', host = {}, autoShare = true, hostNow = true, browserNow = true, far = false, roomFar = false } = {}, shared = null) {
     labAddress();
     this.name = name;

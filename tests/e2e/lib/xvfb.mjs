@@ -1,11 +1,11 @@
-// A real X server without a screen, and what tests do and see on it.
+// A real X server without a screen, and helpers for tests on it.
 import { randomInt } from 'node:crypto';
 import { Child, run } from './child.mjs';
 import { until } from './wait.mjs';
 
 export class Xvfb {
-  /// Starts a server as `display` (":7") or on a free number, which is none of the lowest ones: another program would be
-  /// given that of a server which is to be started anew. `size` is "WIDTHxHEIGHT".
+  /// Starts a server as `display` (":7") or on a free number, which is not one of the lowest: another program would get
+  /// the number of a server that is being restarted. `size` is "WIDTHxHEIGHT".
   static async start({ size = '1280x720', display = null } = {}) {
     for (let tries = 0; !display && tries < 4; ++tries) {
       const server = await Xvfb.start({ size, display: `:${100 + randomInt(50000)}` }).catch(() => null);
@@ -71,7 +71,7 @@ export class Xvfb {
     return { child, id };
   }
 
-  /// Text that scrolls over the whole screen, a line for every `pause` seconds, each line another one.
+  /// Text that scrolls over the whole screen, a line every `pause` seconds, each line different.
   scrollingText({ pause = 0.016 } = {}) {
     const words = 'The quick brown fox jumps over the lazy dog 0123456789 abcdefghijklmnopqrstuvwxyz ABCDEFGHIJKLMNOPQRSTUVWXYZ';
     const script = `i=0; while :; do i=$((i+1)); echo "$i ${words} $((i*7919)) ${words} $((i*104729))"; sleep ${pause}; done`;

@@ -1,5 +1,5 @@
-// A viewer as plain as one can be: it joins, answers what it is offered and keeps what it hears. Nothing here is
-// clever, so what works with it works for other viewers too.
+// A minimal viewer: it joins, answers offers and keeps what it receives. It uses nothing special, so what works with it
+// works for other viewers too.
 const query = new URLSearchParams(location.search);
 const room = query.get('room');
 const video = document.getElementById('video');
@@ -20,7 +20,7 @@ const bare = (window.bare = {
   signal: (message) => socket.send(JSON.stringify(message)),
   /// How often this page has asked for an offer.
   asked: 0,
-  lineIsOpen: () => socket.readyState === WebSocket.OPEN,
+  socketIsOpen: () => socket.readyState === WebSocket.OPEN,
   send(message, label = 'control_reliable') {
     bare.channels[label].send(JSON.stringify(message));
   },
@@ -33,31 +33,31 @@ let waiting = [];
 
 let socket = null;
 let queue = Promise.resolve();
-let lineCheck = 0;
+let socketCheck = 0;
 
-function openLine() {
+function openSocket() {
   const old = socket;
-  const line = new WebSocket(query.get('server'));
-  socket = line;
+  const opened = new WebSocket(query.get('server'));
+  socket = opened;
   old?.close();
-  line.onopen = () => {
+  opened.onopen = () => {
     bare.signal({ type: 'join', room, role: 'viewer' });
     bare.signal({ type: 'renegotiate' });
     bare.asked++;
   };
-  line.onmessage = ({ data }) => {
-    if (line !== socket) return;
-    clearTimeout(lineCheck);
+  opened.onmessage = ({ data }) => {
+    if (opened !== socket) return;
+    clearTimeout(socketCheck);
     const message = JSON.parse(data);
     bare.signals.push(message);
-    // One after another: an offer is answered before the candidates behind it are looked at.
+    // One after another: an offer is answered before the candidates after it are handled.
     queue = queue.then(() => handle(message)).catch((error) => console.error(String(error)));
   };
-  line.onclose = () => {
-    if (line === socket) setTimeout(() => line === socket && openLine(), 300);
+  opened.onclose = () => {
+    if (opened === socket) setTimeout(() => opened === socket && openSocket(), 300);
   };
 }
-openLine();
+openSocket();
 
 function connect() {
   bare.pc?.close();
@@ -73,7 +73,7 @@ function connect() {
   pc.ontrack = ({ track, receiver }) => {
     if (track.kind !== 'video') return;
     if ('jitterBufferTarget' in receiver) receiver.jitterBufferTarget = 0;
-    // The newest track with frames wins; an empty second section of the offer has a track that never speaks.
+    // The newest track with frames wins; an empty second section of the offer has a track without frames.
     if (!video.srcObject || video.srcObject.pc !== pc) {
       video.srcObject = new MediaStream([track]);
       video.srcObject.pc = pc;
@@ -89,9 +89,9 @@ function connect() {
   pc.onconnectionstatechange = () => {
     if (pc !== bare.pc) return;
     document.body.dataset.connection = pc.connectionState;
-    clearTimeout(lineCheck);
-    // A lost connection that the host says nothing about: the line to the room may be dead without knowing it.
-    if (['disconnected', 'failed'].includes(pc.connectionState)) lineCheck = setTimeout(openLine, 3000);
+    clearTimeout(socketCheck);
+    // The connection is lost and the host sends nothing: the connection to the room may be dead without an event.
+    if (['disconnected', 'failed'].includes(pc.connectionState)) socketCheck = setTimeout(openSocket, 3000);
     if (pc.connectionState === 'connected') bare.connectedAt = performance.now();
   };
 }

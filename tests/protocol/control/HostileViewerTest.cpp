@@ -1,4 +1,4 @@
-// A viewer, and a server, that send anything but what they should, against a whole session.
+// A viewer and a server that send invalid messages, against a whole session.
 #include <QJsonArray>
 #include <random>
 
@@ -63,7 +63,7 @@ class HostileViewerTest : public HostFixture {
                                    u"host_stats"_s,
                                    u"display_info"_s};
     for (const QLatin1StringView label : {"control"_L1, "control_reliable"_L1}) {
-      for (const JsonObject& message : heard(label)) {
+      for (const JsonObject& message : received(label)) {
         const QString type = message.value(u"type").toString();
         EXPECT_TRUE(known.contains(type)) << toJson(message).left(200).toStdString();
       }
@@ -89,7 +89,7 @@ TEST_F(HostileViewerTest, survivesEveryTypeWithEveryOddValueInEveryField) {
     for (const QByteArray& value : oddValues()) {
       QByteArray message = head;
       for (const QByteArray& name : fieldNames()) {
-        // A long text in one field is as good as in all of them, and much faster.
+        // A long text in one field tests as much as in all of them, and is much faster.
         if (value.size() > 1000 && name != "text" && name != "req" && name != "token") continue;
         message += ",\"" + name + "\":" + value;
       }
@@ -125,9 +125,9 @@ TEST_F(HostileViewerTest, staysSilentForDamagedMessages) {
   connectViewer();
   std::mt19937 random(7);
   const QByteArray good = R"({"type":"auth","token":"000042","req":{"n":[1,2,3]}})";
-  // Cut off anywhere, a message is none.
+  // Truncated anywhere, a message is invalid.
   for (qsizetype length = 0; length < good.size(); ++length) say(good.first(length));
-  EXPECT_TRUE(heard().isEmpty());
+  EXPECT_TRUE(received().isEmpty());
   EXPECT_FALSE(host_->authorisation().controlAuthed());
   for (int i = 0; i < 4000; ++i) {
     QByteArray damaged = good;

@@ -38,7 +38,7 @@ class QtWebSocket : public testing::Test {
     task_->resume();
   }
   bool failed() const { return !receiveErrors_.isEmpty(); }
-  // The server pings as fast as it can and reads none of the answers: that ends the connection.
+  // The server pings as fast as it can and reads none of the pongs: that ends the connection.
   void expectAnEndToPings(RawServer& server) {
     limits_.waitingBytes = 64 * 1024;
     limits_.pingPeriod = 1h;
@@ -48,7 +48,7 @@ class QtWebSocket : public testing::Test {
     server.socket()->write(QByteArray("\x81\x02hi", 4));
     ASSERT_TRUE(waitFor([&] { return texts_ == QStringList{u"hi"_s}; }));
     server.stopReading();
-    // So few at once that their answers alone are no reason.
+    // So few at once that their pongs alone are no reason.
     const QByteArray pings = (QByteArray("\x89\x7d", 2) + QByteArray(125, 'p')).repeated(200);
     qint64 sent = 0;
     const auto ping = [&] {
@@ -60,12 +60,12 @@ class QtWebSocket : public testing::Test {
       return failed();
     }));
     EXPECT_EQ(receiveErrors_, QStringList{u"Too much is waiting for the network."_s});
-    // A server that does not read notices when it writes.
+    // A server that does not read detects it when it writes.
     EXPECT_TRUE(waitFor([&] {
       ping();
       return server.closed();
     }));
-    // What the kernel's own buffers take on a loopback connection, and the little that the task does.
+    // What the kernel's own buffers take on a loopback connection, and the little that the task buffers.
     EXPECT_LT(sent, 64 * 1024 * 1024);
     EXPECT_EQ(scheduler_.runningTimers(), 0U);
   }

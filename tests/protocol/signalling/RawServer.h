@@ -1,4 +1,4 @@
-// A server whose every byte is in the test's hands.
+// A server whose every byte the test controls.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -15,7 +15,7 @@
 
 namespace vantora::testing_loop {
 
-// Accepts connections and says only what the test tells it to.
+// Accepts connections and sends only what the test passes to it.
 class RawServer {
  public:
   enum class Kind { plain, encrypted };
@@ -37,13 +37,13 @@ class RawServer {
   bool closed() const { return closed_; }
   QTcpSocket* socket() { return socket_; }
   const QByteArray& request() const { return request_; }
-  // Bytes of this side that the network has not taken yet.
+  // Bytes that this side has not sent yet.
   qint64 unsent() const {
     const auto* encrypted = qobject_cast<const QSslSocket*>(socket_);
     return socket_->bytesToWrite() + (encrypted ? encrypted->encryptedBytesToWrite() : 0);
   }
 
-  // Answers the upgrade that was asked for.
+  // Accepts the requested upgrade.
   void agree() {
     const QByteArray head = "Sec-WebSocket-Key: ";
     const qsizetype at = request_.indexOf(head) + head.size();
@@ -55,14 +55,14 @@ class RawServer {
         "Sec-WebSocket-Accept: " +
         accept + "\r\n\r\n");
   }
-  // From now on nothing is taken from the network, and the kernel keeps little.
+  // From now on nothing is read from the network, and the kernel buffers little.
   void stopReading() {
     QObject::disconnect(socket_, &QTcpSocket::readyRead, socket_, nullptr);
     socket_->setReadBufferSize(1);
     socket_->setSocketOption(QAbstractSocket::ReceiveBufferSizeSocketOption, 4096);
   }
 
-  // Who an encrypted server is; made for these tests, for 127.0.0.1, until the year 2999.
+  // The certificate of an encrypted server; made for these tests, for 127.0.0.1, until the year 2999.
   static QSslCertificate certificate() { return QSslCertificate(kCertificate); }
 
  private:

@@ -63,7 +63,7 @@ TEST_F(SignalerServer, getsWhatWasSentBeforeTheConnectionOpenedInOrder) {
   for (int i = 0; i < 20; ++i) EXPECT_EQ(parsed(server.texts()[i + 1]).value(u"n"_s), QJsonValue(i));
 }
 
-TEST_F(SignalerServer, isHeardInTextFramesOnly) {
+TEST_F(SignalerServer, acceptsTextFramesOnly) {
   TestServer server;
   connectTo(server.url());
   ASSERT_TRUE(waitFor([&] { return server.connected(); }));
@@ -135,7 +135,7 @@ TEST_F(SignalerServer, isWaitedForWhenItIsNotThereYet) {
     if (text == "10.0"_L1) break;
     scheduler_.advance(delay);
   }
-  // Another program may have the port for a moment.
+  // Another program may use the port for a moment.
   std::unique_ptr<TestServer> server;
   ASSERT_TRUE(waitFor([&] {
     server = std::make_unique<TestServer>(port);
@@ -146,7 +146,7 @@ TEST_F(SignalerServer, isWaitedForWhenItIsNotThereYet) {
   EXPECT_EQ(opens_, 6);
 }
 
-TEST_F(SignalerServer, isToldNothingWhileTheConnectionIsBroken) {
+TEST_F(SignalerServer, receivesNothingWhileTheConnectionIsBroken) {
   TestServer server;
   connectTo(server.url());
   ASSERT_TRUE(waitFor([&] { return server.texts().size() == 1; }));

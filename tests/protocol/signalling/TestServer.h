@@ -10,7 +10,7 @@
 
 namespace vantora::testing_loop {
 
-// Keeps what every client sent; the newest client is the one it talks to.
+// Keeps what every client sent; it sends to the newest client.
 class TestServer {
  public:
   // Port 0 takes any free one.

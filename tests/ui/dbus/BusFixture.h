@@ -1,4 +1,4 @@
-// The user interface on a bus of the test's own, over a made-up session.
+// The user interface on a bus of the test, over a fake session.
 #pragma once
 
 #include "main/ui/UserInterface.h"
@@ -14,10 +14,10 @@ namespace vantora {
 
 class BusFixture : public testing_ui::UiTest {
  protected:
-  void start() { interface_ = std::make_unique<UserInterface>(face_, InfoDictionary(info_), bus_.connect()); }
+  void start() { interface_ = std::make_unique<UserInterface>(session_, InfoDictionary(info_), bus_.connect()); }
   HostStatusBar& bar() { return interface_->statusBar(); }
   [[nodiscard]] static bool waitFor(const std::function<bool()>& condition) { return testing_loop::waitFor(condition); }
-  // Whatever is under way on the bus to and from the interface has arrived: a round through the daemon and back.
+  // Waits until messages under way to and from the interface have arrived, by a round trip through the daemon.
   void settle() {
     for (int round = 0; round < 3; ++round) {
       std::optional<bool> answered;
@@ -31,7 +31,7 @@ class BusFixture : public testing_ui::UiTest {
   testing_ui::SessionBus bus_;
   QDBusConnection other_ = bus_.connect();
   fakes::RecordedLog log_;
-  fakes::FakeSessionControl face_;
+  fakes::FakeSessionControl session_;
   QMap<QString, QString> info_;
   QObject context_;
   std::unique_ptr<UserInterface> interface_;

@@ -1,4 +1,4 @@
-// What else the desktop is told and asked over its bus: the launcher's count, light or dark.
+// Other communication with the desktop over its bus: the launcher's count, light or dark.
 #include <gtest/gtest.h>
 
 #include "main/ui/Theme.h"
@@ -11,7 +11,7 @@ namespace {
 
 class LauncherBadgeTest : public BusFixture {
  protected:
-  // "vantora-host 2 shown" and the like for each announcement since the last look.
+  // "vantora-host 2 shown" and the like for each announcement since the last call.
   QStringList announced() { return std::exchange(announced_, {}); }
 
   QStringList announced_;
@@ -40,14 +40,14 @@ TEST_F(LauncherBadgeTest, countsUnreadChatAndGoesWhenItIsRead) {
   EXPECT_EQ(announced(), QStringList());
 }
 
-TEST_F(LauncherBadgeTest, tellsTheLastCountOfABurstOnly) {
+TEST_F(LauncherBadgeTest, sendsOnlyTheLastCountOfABurst) {
   start();
   for (int i = 0; i < 1000; ++i) interface_->presentChat(u"viewer"_s, u"x"_s, 0);
   settle();
   EXPECT_EQ(announced(), QStringList{u"application://vantora-host.desktop 1000 shown"_s});
 }
 
-// org.freedesktop.portal.Desktop as far as light and dark go.
+// The part of org.freedesktop.portal.Desktop for light and dark.
 class FakePortal final : public DBusObject {
  public:
   FakePortal(const QDBusConnection& bus, uint scheme)
@@ -106,7 +106,7 @@ TEST_F(DesktopAppearanceTest, followsTheDesktopBothWays) {
   EXPECT_TRUE(waitFor([] { return !dark(); }));
 }
 
-TEST_F(DesktopAppearanceTest, leavesADesktopAloneThatIsDarkByItself) {
+TEST_F(DesktopAppearanceTest, changesNothingOnADesktopThatIsDarkByItself) {
   QPalette own = theme::darkPalette();
   own.setColor(QPalette::Window, QColor(1, 2, 3));
   QApplication::setPalette(own);

@@ -1,4 +1,4 @@
-// When the panel comes up by itself: with real trays that are there, come late or show nothing.
+// When the panel opens by itself: with real trays that exist, start late or show nothing.
 #include <gtest/gtest.h>
 
 #include "tests/ui/dbus/BusFixture.h"
@@ -37,7 +37,7 @@ TEST_F(PanelOnItsOwnTest, comesUpWithoutATray) {
   EXPECT_TRUE(panelIsVisible());
 }
 
-TEST_F(PanelOnItsOwnTest, comesUpWhereAWatcherHasNobodyWhoShowsItems) {
+TEST_F(PanelOnItsOwnTest, comesUpWhereAWatcherHasNoHost) {
   const FakeWatcher watcher(other_, false);
   start();
   ASSERT_TRUE(isDecided());
@@ -52,7 +52,7 @@ TEST_F(PanelOnItsOwnTest, staysAwayWhereAPanelShowsTheItem) {
   EXPECT_FALSE(panelIsVisible());
 }
 
-TEST_F(PanelOnItsOwnTest, staysAwayWhereThePanelComesLate) {
+TEST_F(PanelOnItsOwnTest, staysAwayWhereThePanelStartsLate) {
   FakeWatcher watcher(other_, false);
   start({.forTray = 3s, .forAnswer = 60s, .forManager = 60s, .step = 5ms});
   ASSERT_TRUE(waitFor([this] { return bar().trayKnown(); }));
@@ -68,7 +68,7 @@ TEST_F(PanelOnItsOwnTest, staysAwayWhileThePanelHasNotAnsweredAndThenShowsTheIte
   watcher.stop();
   start();
   ASSERT_TRUE(waitFor([&] { return watcher.kept(u"Get"_s) > 0; }));
-  // Longer than trays may take.
+  // Longer than the time limit for trays.
   bool over = false;
   QTimer::singleShot(100ms, &context_, [&over] { over = true; });
   ASSERT_TRUE(waitFor([&over] { return over; }));
@@ -78,7 +78,7 @@ TEST_F(PanelOnItsOwnTest, staysAwayWhileThePanelHasNotAnsweredAndThenShowsTheIte
   EXPECT_FALSE(panelIsVisible());
 }
 
-TEST_F(PanelOnItsOwnTest, staysAwayOnceThePersonHasClosedIt) {
+TEST_F(PanelOnItsOwnTest, staysAwayOnceTheUserHasClosedIt) {
   start();
   bar().showPanel();
   ASSERT_TRUE(panelIsVisible());

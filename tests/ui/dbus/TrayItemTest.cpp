@@ -25,9 +25,9 @@ class TrayItemTest : public BusFixture {
     ASSERT_TRUE(waitFor([this] { return !watcher_->items().isEmpty() && bar().trayShown(); }));
     reader_ = std::make_unique<testing_ui::ItemReader>(other_, watcher_->items().last());
   }
-  static QImage decoded(const DBusImage& picture) {
-    QImage image(picture.width, picture.height, QImage::Format_ARGB32);
-    qFromBigEndian<quint32>(picture.pixels.constData(), picture.width * picture.height, image.bits());
+  static QImage decoded(const DBusImage& source) {
+    QImage image(source.width, source.height, QImage::Format_ARGB32);
+    qFromBigEndian<quint32>(source.pixels.constData(), source.width * source.height, image.bits());
     return image;
   }
 
@@ -35,7 +35,7 @@ class TrayItemTest : public BusFixture {
   std::unique_ptr<testing_ui::ItemReader> reader_;
 };
 
-TEST_F(TrayItemTest, saysWhatItIs) {
+TEST_F(TrayItemTest, describesItself) {
   startInPanel();
   EXPECT_EQ(reader_->property("Id").toString(), u"vantora-host"_s);
   EXPECT_EQ(reader_->property("Title").toString(), u"Vantora Host"_s);
@@ -55,15 +55,15 @@ TEST_F(TrayItemTest, givesItsIconInEverySizeThatPanelsUse) {
   startInPanel();
   QList<int> sizes;
   const QList<DBusImage> icon = reader_->icon();
-  for (const DBusImage& picture : icon) {
-    EXPECT_EQ(picture.width, picture.height);
-    EXPECT_EQ(picture.pixels.size(), picture.width * picture.height * 4);
-    sizes.append(picture.width);
+  for (const DBusImage& image : icon) {
+    EXPECT_EQ(image.width, image.height);
+    EXPECT_EQ(image.pixels.size(), image.width * image.height * 4);
+    sizes.append(image.width);
     const QImage expected = makeStatusIcon(statusColor(IceState::fresh), iconOutline(), false)
-                                .pixmap(QSize(picture.width, picture.height), 1.0)
+                                .pixmap(QSize(image.width, image.height), 1.0)
                                 .toImage()
                                 .convertToFormat(QImage::Format_ARGB32);
-    EXPECT_EQ(decoded(picture), expected) << picture.width;
+    EXPECT_EQ(decoded(image), expected) << image.width;
   }
   for (const int size : {16, 22, 24, 32, 44, 48, 64, 96, 128}) EXPECT_TRUE(sizes.contains(size)) << size;
 }
@@ -76,10 +76,10 @@ TEST_F(TrayItemTest, changesColourWithTheConnection) {
   };
   EXPECT_EQ(colour(), statusColor(IceState::fresh));
   for (const IceState state : {IceState::connected, IceState::failed, IceState::count}) {
-    reader_->heard();
-    face_.change([state](HostState& shown) { shown.iceState = state; });
-    EXPECT_TRUE(waitFor([this] { return reader_->heardSignals().size() >= 2; }));
-    EXPECT_TRUE(reader_->heard().contains(u"NewIcon"_s));
+    reader_->signalNames();
+    session_.change([state](HostState& shown) { shown.iceState = state; });
+    EXPECT_TRUE(waitFor([this] { return reader_->receivedSignals().size() >= 2; }));
+    EXPECT_TRUE(reader_->signalNames().contains(u"NewIcon"_s));
     EXPECT_EQ(colour(), statusColor(state));
   }
 }
@@ -93,29 +93,29 @@ TEST_F(TrayItemTest, outlinesTheBoltInTheColourOfTextAlsoAfterThePaletteChanged)
   };
   const QColor before = outline();
   EXPECT_LT(before.lightness(), 64);
-  reader_->heard();
+  reader_->signalNames();
   QApplication::setPalette(theme::darkPalette());
-  EXPECT_TRUE(waitFor([this] { return reader_->heard().contains(u"NewIcon"_s); }));
+  EXPECT_TRUE(waitFor([this] { return reader_->signalNames().contains(u"NewIcon"_s); }));
   EXPECT_GT(outline().lightness(), 192);
   QApplication::setPalette(QPalette());
-  EXPECT_TRUE(waitFor([this] { return reader_->heard().contains(u"NewIcon"_s); }));
+  EXPECT_TRUE(waitFor([this] { return reader_->signalNames().contains(u"NewIcon"_s); }));
   EXPECT_EQ(outline(), before);
 }
 
-TEST_F(TrayItemTest, tellsStateAndPresetInItsToolTip) {
+TEST_F(TrayItemTest, showsStateAndPresetInItsToolTip) {
   startInPanel();
   EXPECT_EQ(reader_->toolTip(), u"Vantora Host — Connection: new. Preset: auto"_s);
-  face_.change([](HostState& shown) {
+  session_.change([](HostState& shown) {
     shown.iceState = IceState::checking;
     shown.qualityPreset = u"<b>text</b>"_s;
   });
-  EXPECT_TRUE(waitFor([this] { return reader_->heard().contains(u"NewToolTip"_s); }));
+  EXPECT_TRUE(waitFor([this] { return reader_->signalNames().contains(u"NewToolTip"_s); }));
   EXPECT_EQ(reader_->toolTip(), u"Vantora Host — Connection: checking. Preset: <b>text</b>"_s);
-  // What panels take for markup stays empty.
+  // The field that panels read as markup stays empty.
   EXPECT_EQ(qdbus_cast<DBusToolTip>(reader_->property("ToolTip")).description, QString());
 }
 
-TEST_F(TrayItemTest, wearsADotWhileChatIsUnread) {
+TEST_F(TrayItemTest, hasADotWhileChatIsUnread) {
   startInPanel();
   const auto dot = [this] {
     const QImage image = decoded(reader_->icon().last());
@@ -124,21 +124,21 @@ TEST_F(TrayItemTest, wearsADotWhileChatIsUnread) {
   EXPECT_EQ(dot().alpha(), 0);
   interface_->presentChat(u"viewer"_s, u"one"_s, 0);
   interface_->presentChat(u"viewer"_s, u"two"_s, 0);
-  EXPECT_TRUE(waitFor([this] { return reader_->heard().contains(u"NewIcon"_s); }));
+  EXPECT_TRUE(waitFor([this] { return reader_->signalNames().contains(u"NewIcon"_s); }));
   EXPECT_EQ(dot(), QColor(0xff, 0x3b, 0x30));
   bar().showChatWindow();
-  EXPECT_TRUE(waitFor([this] { return reader_->heard().contains(u"NewIcon"_s); }));
+  EXPECT_TRUE(waitFor([this] { return reader_->signalNames().contains(u"NewIcon"_s); }));
   EXPECT_EQ(dot().alpha(), 0);
 }
 
 TEST_F(TrayItemTest, announcesNothingThatDidNotChange) {
   startInPanel();
   for (int i = 0; i < 50; ++i) {
-    face_.change([](HostState&) {});
+    session_.change([](HostState&) {});
     interface_->presentChat(u"viewer"_s, u"hello"_s, 0);
   }
   settle();
-  EXPECT_EQ(reader_->heard(), QStringList{u"NewIcon"_s});
+  EXPECT_EQ(reader_->signalNames(), QStringList{u"NewIcon"_s});
 }
 
 TEST_F(TrayItemTest, comesBackWhenThePanelRestarts) {
@@ -157,28 +157,28 @@ TEST_F(TrayItemTest, comesWhenThePanelStartsLater) {
   watcher_ = std::make_unique<testing_ui::FakeWatcher>(other_, false);
   EXPECT_TRUE(waitFor([this] { return watcher_->items().size() == 1; }));
   settle();
-  EXPECT_FALSE(bar().trayShown());  // There is a list of items, and nobody shows it.
+  EXPECT_FALSE(bar().trayShown());  // There is a watcher and no host.
   watcher_->setHostRegistered(true);
   EXPECT_TRUE(waitFor([this] { return bar().trayShown(); }));
   watcher_->setHostRegistered(false);
   EXPECT_TRUE(waitFor([this] { return !bar().trayShown(); }));
 }
 
-// Trays without the rest of the interface, which lose timeout with a panel soon.
+// Trays without the rest of the interface, with a short timeout for the panel.
 class TrayOfASilentPanelTest : public BusFixture {
  protected:
   void startTray() {
     tray_ = std::make_unique<Tray>(bus_.connect(), Tray::Handlers{.triggered = {}, .activated = {}},
                                    std::chrono::milliseconds(100));
-    tray_->setRows(menuRows(face_.state()));
+    tray_->setRows(menuRows(session_.state()));
   }
-  // Whether there is an item for trays of the older kind: its menu is a window.
+  // Whether an item for trays of the older kind exists: its menu is a window.
   static bool legacyTrayExists() {
     return std::ranges::any_of(QApplication::topLevelWidgets(),
                                [](const QWidget* window) { return qobject_cast<const QMenu*>(window) != nullptr; });
   }
-  // Whether the question who shows items came and came again.
-  bool askedAgain() {
+  // Whether the query for a host arrived and was repeated.
+  bool queriedAgain() {
     return waitFor([this] { return watcher_->kept(u"Get"_s) >= 2; });
   }
 
@@ -186,10 +186,10 @@ class TrayOfASilentPanelTest : public BusFixture {
   std::unique_ptr<Tray> tray_;
 };
 
-TEST_F(TrayOfASilentPanelTest, makesNoOtherItemAndShowsThisOneWhenThePanelGoesOn) {
+TEST_F(TrayOfASilentPanelTest, makesNoOtherItemAndShowsThisOneWhenThePanelContinues) {
   watcher_->stop();
   startTray();
-  ASSERT_TRUE(askedAgain());
+  ASSERT_TRUE(queriedAgain());
   EXPECT_FALSE(tray_->shown());
   EXPECT_FALSE(legacyTrayExists());
   watcher_->goOn();
@@ -198,11 +198,11 @@ TEST_F(TrayOfASilentPanelTest, makesNoOtherItemAndShowsThisOneWhenThePanelGoesOn
   EXPECT_FALSE(legacyTrayExists());
 }
 
-TEST_F(TrayOfASilentPanelTest, goesToTheOlderKindWhenThePanelSaysAtLastThatItShowsNothing) {
+TEST_F(TrayOfASilentPanelTest, goesToTheOlderKindWhenThePanelFinallyReportsThatItShowsNothing) {
   watcher_->setHostRegistered(false);
   watcher_->stop();
   startTray();
-  ASSERT_TRUE(askedAgain());
+  ASSERT_TRUE(queriedAgain());
   EXPECT_FALSE(legacyTrayExists());
   watcher_->goOn();
   EXPECT_TRUE(waitFor([] { return legacyTrayExists(); }));
@@ -211,7 +211,7 @@ TEST_F(TrayOfASilentPanelTest, goesToTheOlderKindWhenThePanelSaysAtLastThatItSho
 TEST_F(TrayOfASilentPanelTest, goesToTheOlderKindWhenThePanelEnds) {
   watcher_->stop();
   startTray();
-  ASSERT_TRUE(askedAgain());
+  ASSERT_TRUE(queriedAgain());
   EXPECT_FALSE(legacyTrayExists());
   watcher_.reset();
   EXPECT_TRUE(waitFor([] { return legacyTrayExists(); }));
@@ -221,9 +221,9 @@ TEST_F(TrayOfASilentPanelTest, staysWhereItIsShownWhenThePanelHangsLater) {
   startTray();
   ASSERT_TRUE(waitFor([this] { return tray_->shown(); }));
   watcher_->stop();
-  // Another of those who show items came: a reason to ask.
+  // Another host registered: a reason to query again.
   watcher_->setHostRegistered(true);
-  ASSERT_TRUE(askedAgain());
+  ASSERT_TRUE(queriedAgain());
   EXPECT_TRUE(tray_->shown());
   EXPECT_FALSE(legacyTrayExists());
 }
@@ -248,13 +248,13 @@ TEST_F(TrayItemTest, raisesThePanelWhenPressedWithoutAMenu) {
   }));
 }
 
-TEST_F(TrayItemTest, passesNoRightToTheFrontOnToProgramsItStarts) {
+TEST_F(TrayItemTest, passesNoActivationTokenToProgramsItStarts) {
   startInPanel();
   EXPECT_EQ(reader_->askItem("ProvideXdgActivationToken", {u"token"_s}).type(), QDBusMessage::ReplyMessage);
   EXPECT_FALSE(qEnvironmentVariableIsSet("XDG_ACTIVATION_TOKEN"));
 }
 
-TEST_F(TrayItemTest, answersNonsenseWithAnError) {
+TEST_F(TrayItemTest, answersInvalidCallsWithAnError) {
   startInPanel();
   EXPECT_EQ(reader_->askItem("Explode", {}).type(), QDBusMessage::ErrorMessage);
   EXPECT_EQ(reader_->askItem("Activate", {u"x"_s}).type(), QDBusMessage::ReplyMessage);

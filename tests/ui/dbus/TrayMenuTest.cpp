@@ -27,12 +27,12 @@ class TrayMenuTest : public BusFixture {
   QStringList askedAfterClick(int id) {
     EXPECT_EQ(reader_->click(id).type(), QDBusMessage::ReplyMessage);
     settle();
-    return face_.taken();
+    return session_.taken();
   }
   // The properties of row `id` in the only announcement so far.
   QVariantMap announced(int id) {
-    EXPECT_TRUE(waitFor([this] { return !reader_->heardSignals().isEmpty(); }));
-    for (const QDBusMessage& signal : reader_->heardSignals()) {
+    EXPECT_TRUE(waitFor([this] { return !reader_->receivedSignals().isEmpty(); }));
+    for (const QDBusMessage& signal : reader_->receivedSignals()) {
       for (const auto& each : qdbus_cast<QList<DBusMenuProperties>>(signal.arguments().value(0))) {
         if (signal.member() == "ItemsPropertiesUpdated"_L1 && each.id == id) return each.properties;
       }
@@ -52,7 +52,7 @@ TEST_F(TrayMenuTest, showsTheSeventeenRowsInOrder) {
                          u"Chat…"_s, u"---"_s, u"Quit Vantora"_s}));
 }
 
-TEST_F(TrayMenuTest, carriesRightsMarksAndKeys) {
+TEST_F(TrayMenuTest, hasEnabledStatesMarksAndKeys) {
   const QList<DBusMenuLayout> rows = reader_->rows();
   ASSERT_EQ(rows.size(), 17);
   for (int i = 0; i < 17; ++i) {
@@ -89,15 +89,15 @@ TEST_F(TrayMenuTest, doesNothingForLabelsAndSeparators) {
 }
 
 TEST_F(TrayMenuTest, locksTheNewPINAndSaysWhy) {
-  face_.change([](HostState& shown) { shown.pinLockedByEnv = true; });
+  session_.change([](HostState& shown) { shown.pinLockedByEnv = true; });
   const QVariantMap changed = announced(10);
   EXPECT_FALSE(changed.value(u"enabled"_s, true).toBool());
   EXPECT_EQ(changed.value(u"accessible-desc"_s).toString(), u"Locked by CONTROL_TOKEN env"_s);
   EXPECT_EQ(askedAfterClick(10), QStringList());
-  reader_->heard();
-  face_.change([](HostState& shown) { shown.pinLockedByEnv = false; });
-  ASSERT_TRUE(waitFor([this] { return !reader_->heardSignals().isEmpty(); }));
-  const auto removed = qdbus_cast<QList<DBusMenuRemoved>>(reader_->heardSignals().first().arguments().value(1));
+  reader_->signalNames();
+  session_.change([](HostState& shown) { shown.pinLockedByEnv = false; });
+  ASSERT_TRUE(waitFor([this] { return !reader_->receivedSignals().isEmpty(); }));
+  const auto removed = qdbus_cast<QList<DBusMenuRemoved>>(reader_->receivedSignals().first().arguments().value(1));
   ASSERT_EQ(removed.size(), 1);
   EXPECT_EQ(removed.first().id, 10);
   EXPECT_EQ(removed.first().names, QStringList{u"accessible-desc"_s});
@@ -105,7 +105,7 @@ TEST_F(TrayMenuTest, locksTheNewPINAndSaysWhy) {
 
 TEST_F(TrayMenuTest, updatesAnOpenMenuInPlace) {
   reader_->askMenu("Event", {0, u"opened"_s, QVariant::fromValue(QDBusVariant(0)), 0U});
-  face_.change([](HostState& shown) {
+  session_.change([](HostState& shown) {
     shown.iceState = IceState::connected;
     shown.sharingEnabled = true;
     shown.allowRemoteControl = false;
@@ -114,18 +114,18 @@ TEST_F(TrayMenuTest, updatesAnOpenMenuInPlace) {
   EXPECT_EQ(announced(7), (QVariantMap{{u"label"_s, u"Stop Sharing"_s}}));
   EXPECT_EQ(announced(12), (QVariantMap{{u"toggle-state"_s, 0}}));
   settle();
-  // Nothing that would make a panel build the menu anew under the pointer.
-  EXPECT_FALSE(reader_->heard().contains(u"LayoutUpdated"_s));
+  // No signal that would make a panel rebuild the menu under the pointer.
+  EXPECT_FALSE(reader_->signalNames().contains(u"LayoutUpdated"_s));
   EXPECT_EQ(titles(reader_->rows()).at(6), u"Stop Sharing"_s);
   EXPECT_EQ(askedAfterClick(7), QStringList{u"stopSharing"_s});
 }
 
 TEST_F(TrayMenuTest, showsUnderscoresOfANameAsTheyAre) {
-  face_.change([](HostState& shown) { shown.roomId = u"a_b"_s; });
+  session_.change([](HostState& shown) { shown.roomId = u"a_b"_s; });
   EXPECT_EQ(announced(4), (QVariantMap{{u"label"_s, u"Room: a__b"_s}}));
 }
 
-TEST_F(TrayMenuTest, tellsInWhichDirectionItReads) {
+TEST_F(TrayMenuTest, reportsItsTextDirection) {
   const auto direction = [this] {
     return reader_
         ->ask("/MenuBar", "org.freedesktop.DBus.Properties", "Get", {u"com.canonical.dbusmenu"_s, u"TextDirection"_s})
@@ -164,10 +164,10 @@ TEST_F(TrayMenuTest, takesEventsInGroups) {
   const QDBusMessage reply = reader_->askMenu("EventGroup", {QVariant::fromValue(events)});
   EXPECT_EQ(qdbus_cast<QList<int>>(reply.arguments().value(0)), QList<int>{99});
   settle();
-  EXPECT_EQ(face_.taken(), (QStringList{u"startSharing"_s, u"files 0"_s}));
+  EXPECT_EQ(session_.taken(), (QStringList{u"startSharing"_s, u"files 0"_s}));
 }
 
-TEST_F(TrayMenuTest, answersNonsenseWithAnError) {
+TEST_F(TrayMenuTest, answersInvalidCallsWithAnError) {
   for (const int id : {-1, 18, 1000000}) {
     EXPECT_EQ(reader_->click(id).type(), QDBusMessage::ErrorMessage) << id;
     EXPECT_EQ(reader_->askMenu("GetLayout", {id, -1, QStringList()}).type(), QDBusMessage::ErrorMessage) << id;
@@ -178,7 +178,7 @@ TEST_F(TrayMenuTest, answersNonsenseWithAnError) {
   EXPECT_EQ(reader_->askMenu("GetGroupProperties", {u"x"_s}).type(), QDBusMessage::ReplyMessage);
   EXPECT_EQ(reader_->askMenu("EventGroup", {5}).type(), QDBusMessage::ReplyMessage);
   EXPECT_EQ(reader_->askMenu("Explode", {}).type(), QDBusMessage::ErrorMessage);
-  EXPECT_EQ(face_.taken(), QStringList());
+  EXPECT_EQ(session_.taken(), QStringList());
   EXPECT_EQ(reader_->rows().size(), 17);
 }
 

@@ -47,7 +47,7 @@ TEST_F(UserNotificationsTest, showsTitleAndBodyUnderTheProgramsName) {
   EXPECT_EQ(one.timeout, -1);
 }
 
-TEST_F(UserNotificationsTest, showsOnePerMessageAndNoneInPlaceOfAnother) {
+TEST_F(UserNotificationsTest, showsOnePerMessageAndReplacesNone) {
   serve();
   startBundled();
   for (int i = 0; i < 5; ++i) deliver(u"same"_s);
@@ -88,7 +88,7 @@ TEST_F(UserNotificationsTest, showsThemAtOnceAsABareProgram) {
   serve();
   start();
   deliver(u"x"_s);
-  // On its way without a timer: some rounds on the bus are enough.
+  // Sent without a timer: some round trips on the bus are enough.
   for (int i = 0; i < 10 && server_->shown().isEmpty(); ++i) settle();
   ASSERT_EQ(server_->shown().size(), 1);
   EXPECT_EQ(server_->shown().first().title, u"Chat from VIEWER"_s);
@@ -103,7 +103,7 @@ TEST_F(UserNotificationsTest, sendsTheTextLiterallyToAServerThatReadsMarkup) {
   EXPECT_EQ(server_->shown().first().body, u"&lt;b&gt;a&lt;/b&gt; &amp; &lt;img src=x&gt;"_s);
 }
 
-TEST_F(UserNotificationsTest, leavesTheTextAloneForAServerThatDoesNot) {
+TEST_F(UserNotificationsTest, doesNotEscapeTheTextForAServerThatDoesNot) {
   serve();
   start();
   deliver(u"a < b & c"_s);
@@ -147,7 +147,7 @@ TEST_F(UserNotificationsTest, ignoresWhatHappensToOtherNotifications) {
   EXPECT_FALSE(bar().chatWindow().isVisible());
 }
 
-TEST_F(UserNotificationsTest, logsAFailureAndGoesOnWithoutAServer) {
+TEST_F(UserNotificationsTest, logsAFailureAndContinuesWithoutAServer) {
   startBundled();
   deliver(u"one"_s);
   EXPECT_TRUE(waitFor([this] { return log_.lines().size() == 1; }));
@@ -158,7 +158,7 @@ TEST_F(UserNotificationsTest, logsAFailureAndGoesOnWithoutAServer) {
   EXPECT_EQ(server_->shown().first().body, u"two"_s);
 }
 
-TEST_F(UserNotificationsTest, staysSilentAboutAFailureAsABareProgram) {
+TEST_F(UserNotificationsTest, doesNotLogAFailureAsABareProgram) {
   start();
   deliver(u"one"_s);
   settle();
@@ -176,7 +176,7 @@ TEST_F(UserNotificationsTest, losesNothingOfANewServer) {
   settle();
   deliver(u"<two>"_s);
   ASSERT_TRUE(shown(1));
-  // The new one was asked what it can.
+  // The new server was asked for its capabilities.
   EXPECT_EQ(server_->shown().first().body, u"&lt;two&gt;"_s);
   EXPECT_EQ(server_->askedForAbilities(), 1);
 }
@@ -208,20 +208,20 @@ TEST_F(UserNotificationsTest, showsAllOfABurst) {
   EXPECT_TRUE(log_.lines().isEmpty()) << log_.lines().join(u'\n').toStdString();
 }
 
-TEST_F(UserNotificationsTest, boundsWhatWaitsAndSaysWhatItDrops) {
+TEST_F(UserNotificationsTest, limitsWaitingNotificationsAndLogsDroppedOnes) {
   serve();
   startBundled();
   deliver(u"first"_s);
   ASSERT_TRUE(shown(1));
   settle();
   server_->fallSilent();
-  const int most = UserNotifications::kMostWaiting + UserNotifications::kMostUnanswered;
-  for (int i = 0; i < most + 300; ++i) deliver(u"x"_s);
+  const int maximum = UserNotifications::kMaxWaiting + UserNotifications::kMaxUnanswered;
+  for (int i = 0; i < maximum + 300; ++i) deliver(u"x"_s);
   EXPECT_TRUE(waitFor([this] { return log_.lines().size() == 300; }));
   for (const QString& line : log_.lines()) EXPECT_EQ(line, u"[notify] add error: too many notifications wait"_s);
 }
 
-TEST_F(UserNotificationsTest, isNotHeldUpByAServerThatNeverAnswers) {
+TEST_F(UserNotificationsTest, isNotBlockedByAServerThatNeverReplies) {
   serve();
   UserNotifications notifications(
       bus_.connect(), InfoDictionary({{u"BundleIdentifier"_s, u"com.vantora.host"_s}}), [] {}, 4000);
@@ -234,16 +234,16 @@ TEST_F(UserNotificationsTest, isNotHeldUpByAServerThatNeverAnswers) {
   for (int i = 0; i < 1000; ++i) notifications.deliverHostNotification(u"t"_s, u"x"_s);
   EXPECT_LT(clock.elapsed(), 3500);
   EXPECT_TRUE(waitFor([this] { return log_.lines().size() == 1000; }));
-  EXPECT_GE(clock.elapsed(), 3600);  // Qt's timers may fire a twentieth too early.
+  EXPECT_GE(clock.elapsed(), 3600);  // Qt's timers may fire 5 % too early.
   for (const QString& line : log_.lines()) EXPECT_TRUE(line.startsWith(u"[notify] add error: "_s));
   EXPECT_EQ(log_.lines().filter(u"the notification server does not answer"_s).size(), 800);
-  EXPECT_TRUE(waitFor([this] { return server_->shown().size() == 1 + UserNotifications::kMostUnanswered; }));
-  // The next one is tried again.
+  EXPECT_TRUE(waitFor([this] { return server_->shown().size() == 1 + UserNotifications::kMaxUnanswered; }));
+  // The next notification is sent again.
   notifications.deliverHostNotification(u"t"_s, u"later"_s);
-  EXPECT_TRUE(shown(2 + UserNotifications::kMostUnanswered));
+  EXPECT_TRUE(shown(2 + UserNotifications::kMaxUnanswered));
 }
 
-TEST_F(UserNotificationsTest, doesNotWaitForeverForWhatAServerCanDo) {
+TEST_F(UserNotificationsTest, doesNotWaitForeverForTheCapabilitiesOfAServer) {
   serve({u"body-markup"_s});
   server_->fallSilent();
   start();

@@ -1,8 +1,8 @@
-// The part of a desktop that lives on the session bus, for tests of the whole program: a panel that shows tray items, a
-// dock that shows badges and a server for notifications. What it sees goes to standard output, one JSON object a line;
-// lines on standard input are questions, each answered by one {"answer": ...}:
-//   rows          the rows of the menu of the item that came last: [{label, enabled, checked}], or null
-//   click LABEL   a press on that row: true when there is one and the item took the press
+// The part of a desktop on the session bus, for tests of the whole program: a panel that shows tray items, a dock that
+// shows badges and a server for notifications. Events go to standard output, one JSON object per line; lines on
+// standard input are commands, each answered by one {"answer": ...}:
+//   rows          the rows of the menu of the newest item: [{label, enabled, checked}], or null
+//   click LABEL   clicks that row: true when it exists and the item accepted the click
 #include <QCoreApplication>
 #include <QJsonArray>
 #include <QJsonDocument>

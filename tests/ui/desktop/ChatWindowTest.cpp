@@ -1,4 +1,4 @@
-// The chat window under a real window manager, typed into and pressed with real events.
+// The chat window under a real window manager, with real key and pointer events.
 #include "tests/ui/desktop/DesktopFixture.h"
 
 using namespace Qt::Literals::StringLiterals;
@@ -10,7 +10,7 @@ class ChatWindowTest : public DesktopFixture {
  protected:
   void open() {
     startStage();
-    // It alone: another window would want the keyboard, too, and whichever asks last gets it.
+    // Only this window: another one would also request the keyboard focus, and the last request wins.
     tell(u"open"_s);
     ASSERT_TRUE(sees(u"Vantora Chat"_s));
     ASSERT_TRUE(comesToBe(u"focus"_s, u"Message"_s));
@@ -42,7 +42,7 @@ TEST_F(ChatWindowTest, sendsWithTheButtonReachedByTheKeyboard) {
   EXPECT_EQ(answer(u"asked chat"_s), u"hi"_s);
 }
 
-TEST_F(ChatWindowTest, opensALinkThatIsPressed) {
+TEST_F(ChatWindowTest, opensALinkThatIsClicked) {
   open();
   conversation();
   QStringList place;
@@ -61,7 +61,7 @@ TEST_F(ChatWindowTest, opensALinkThatIsPressed) {
 TEST_F(ChatWindowTest, hidesWhenClosedAndComesBackWithItsConversation) {
   open();
   tell(u"chat viewer still here"_s);
-  // The window manager closes the active window, which this one may not be yet.
+  // The window manager closes the active window; this one may not be active yet.
   ASSERT_TRUE(testing_loop::waitFor([this] { return activeWindow() == u"Vantora Chat"_s; }));
   press(u"alt+F4"_s);
   EXPECT_TRUE(vanishes(u"Vantora Chat"_s));

@@ -36,7 +36,7 @@ class DesktopFixture : public testing::Test {
     for (const QString& variable : variables) {
       environment.insert(variable.section(u'=', 0, 0), variable.section(u'=', 1));
     }
-    // Web pages are opened by this: it notes the address.
+    // Stands in for the browser and records the address.
     QFile opener(tools_.filePath(QStringLiteral("xdg-open")));
     ASSERT_TRUE(opener.open(QIODevice::WriteOnly));
     opener.write("#!/bin/sh\nprintf '%s\\n' \"$1\" >>'" + openedPath().toUtf8() + "'\n");
@@ -48,15 +48,15 @@ class DesktopFixture : public testing::Test {
     ASSERT_TRUE(expect(QStringLiteral("ready")));
   }
 
-  // Nothing for a second call. To be called before anything that shows a window: one that comes while the window
-  // manager takes over may get lost.
+  // A second call does nothing. Call before any window is shown: a window that appears while the window manager starts
+  // may be lost.
   void startWindowManager() {
     if (managed()) return;
     windowManager_ = server_.spawn(
         {"openbox", "--sm-disable", "--startup", "xprop -root -format _TEST_MANAGED 8s -set _TEST_MANAGED yes"});
     ASSERT_TRUE(testing_loop::waitFor([this] { return managed(); }));
   }
-  // Whether the window manager has taken over.
+  // Whether the window manager is running.
   bool managed() {
     QProcess properties;
     properties.start(QStringLiteral("xprop"), {QStringLiteral("-display"), server_.display(), QStringLiteral("-root"),
@@ -69,7 +69,7 @@ class DesktopFixture : public testing::Test {
     stage_.write(line.toUtf8() + '\n');
     stage_.waitForBytesWritten();
   }
-  // Waits for a line that starts with `start`; the rest of the line, none when it does not come.
+  // Waits for a line that starts with `start`; returns the rest of the line, empty on timeout.
   std::optional<QString> answer(const QString& start) {
     std::optional<QString> found;
     const bool came = testing_loop::waitFor([&] {
@@ -85,7 +85,7 @@ class DesktopFixture : public testing::Test {
     return came ? found : std::nullopt;
   }
   [[nodiscard]] bool expect(const QString& line) { return answer(line).has_value(); }
-  // Asks until the answer is `wanted`.
+  // Repeats the question until the answer is `wanted`.
   [[nodiscard]] bool comesToBe(const QString& question, const QString& wanted) {
     testing_loop::Timeout timeout;
     while (!timeout.isOver()) {
@@ -110,7 +110,7 @@ class DesktopFixture : public testing::Test {
              QStringLiteral("click"), QString::number(button)});
   }
   void press(const QString& keys) { xdotool({QStringLiteral("key"), keys}); }
-  // The windows titled `title` that can be seen.
+  // The visible windows titled `title`.
   QString windows(const QString& title) {
     return xdotool(
         {QStringLiteral("search"), QStringLiteral("--onlyvisible"), QStringLiteral("--name"), u'^' + title + u'$'});
@@ -124,7 +124,7 @@ class DesktopFixture : public testing::Test {
     return testing_loop::waitFor([&] { return windows(title).isEmpty(); });
   }
 
-  // What is on the screen. Kept for people to look at when the test run keeps results.
+  // A screenshot. Saved if the test run keeps its results.
   QImage screen(const QString& name = {}) {
     const QString path = tools_.filePath(QStringLiteral("screen.png"));
     server_.run({"import", "-window", "root", path.toStdString()});
@@ -133,7 +133,7 @@ class DesktopFixture : public testing::Test {
     if (!results.isEmpty() && !name.isEmpty()) image.save(results + u'/' + name + QStringLiteral(".png"));
     return image.convertToFormat(QImage::Format_RGB32);
   }
-  // Where pixels of this very colour are; an empty rectangle for nowhere.
+  // The area with pixels of exactly this colour; empty if there are none.
   static QRect placeOf(const QImage& image, const QColor& colour) {
     QRect place;
     for (int y = 0; y < image.height(); ++y) {

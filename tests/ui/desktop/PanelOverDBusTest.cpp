@@ -72,7 +72,7 @@ TEST_F(PanelOverDBusTest, showsItsIconAndItsMenuAndComesBackWithThePanel) {
   tell(u"chat viewer Hello!"_s);
   EXPECT_TRUE(shows(kRed));
 
-  // Any press opens the menu, and what it says changes while it is open.
+  // Any click opens the menu, and its texts change while it is open.
   ASSERT_FALSE(menuIsOpen());
   clickAt(placeOf(screen(), kGreen).center());
   ASSERT_TRUE(testing_loop::waitFor([this] { return menuIsOpen(); }));
@@ -102,7 +102,7 @@ class HangingPanelTest : public DesktopFixture {
 TEST_F(HangingPanelTest, doesNotHangWithItAndShowsItsIconAfterwards) {
   panel_.stop();
   startStage({QString::fromStdString(bus_.variable())});
-  // Until the first question has been given up and put again it answers all the time.
+  // It stays responsive until the first query has timed out and been repeated.
   const QDeadlineTimer timeout(120000);
   while (panel_.kept(u"Get"_s) < 2) {
     ASSERT_FALSE(timeout.hasExpired());

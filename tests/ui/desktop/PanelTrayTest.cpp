@@ -19,8 +19,8 @@ class PanelTrayTest : public DesktopFixture {
     panel_ = server_.spawn({"trayer", "--edge", "bottom", "--align", "right", "--widthtype", "request", "--heighttype",
                             "pixel", "--height", "32", "--tint", "0x303030", "--transparent", "false"});
   }
-  // Waits for the panel with the bolt in it. This panel sometimes leaves its own window unmapped for good when an icon
-  // comes while it starts; then it is started anew.
+  // Waits for the panel with the bolt in it. This panel sometimes never maps its own window if an icon appears during
+  // its start; then it is restarted.
   [[nodiscard]] bool panelShows(const QColor& colour) {
     for (int attempt = 0; attempt < 5 && !panelIsVisible(); ++attempt) {
       if (!comesToBe(u"tray"_s, u"1"_s)) return false;
@@ -33,10 +33,10 @@ class PanelTrayTest : public DesktopFixture {
     return shows(colour);
   }
   bool panelIsVisible() { return !xdotool({u"search"_s, u"--onlyvisible"_s, u"--name"_s, u"^panel$"_s}).isEmpty(); }
-  // Opens the menu with a press on the bolt; true once it is on the screen.
+  // Opens the menu with a click on the bolt; true once it is on the screen.
   [[nodiscard]] bool openMenu() {
     for (int attempt = 0; attempt < 3; ++attempt) {
-      // The panel may still be growing, and the bolt be somewhere else by the time of the press.
+      // The panel may still be growing, which moves the bolt before the click.
       const QRect bolt = placeOf(screen(), kYellow);
       if (bolt.isEmpty()) return false;
       clickAt(bolt.center());
@@ -71,7 +71,7 @@ TEST_F(PanelTrayTest, showsTheBoltInTheColourOfTheConnection) {
   EXPECT_LT(placeOf(image, kRed).center().y(), placeOf(image, kGreen).center().y());
 }
 
-TEST_F(PanelTrayTest, comesWhenThePanelStartsLaterAndAgainWhenItRestarts) {
+TEST_F(PanelTrayTest, appearsWhenThePanelStartsLaterAndAgainWhenItRestarts) {
   startStage();
   EXPECT_TRUE(comesToBe(u"tray"_s, u"0"_s));
   startPanel();
@@ -86,7 +86,7 @@ TEST_F(PanelTrayTest, comesWhenThePanelStartsLaterAndAgainWhenItRestarts) {
   EXPECT_TRUE(comesToBe(u"tray"_s, u"1"_s));
 }
 
-TEST_F(PanelTrayTest, opensItsMenuAtAPressAndDoesWhatIsChosen) {
+TEST_F(PanelTrayTest, opensItsMenuAtAClickAndDoesWhatIsChosen) {
   startPanel();
   startStage();
   ASSERT_TRUE(panelShows(kYellow));
@@ -119,7 +119,7 @@ TEST_F(PanelTrayTest, keepsAnOpenMenuUpToDate) {
   tell(u"ice 2"_s);
   tell(u"sharing 1"_s);
   ASSERT_TRUE(shows(kGreen));
-  // It is still open, and what it says is different.
+  // It is still open, and its text has changed.
   const QRect menu(0, 0, 1000, 600);
   EXPECT_TRUE(testing_loop::waitFor([&] { return screen().copy(menu) != before.copy(menu); }));
   screen(u"tray-menu-updated"_s);

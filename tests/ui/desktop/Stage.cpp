@@ -1,5 +1,5 @@
-// The user interface over a made-up session, driven by lines on standard input; for tests on a real X server.
-// What the session is asked to do and the answers to questions go to standard output, one line each.
+// The user interface over a fake session, controlled by lines on standard input; for tests on a real X server. Requests
+// to the session and answers to questions go to standard output, one line each.
 #include <QApplication>
 #include <QSocketNotifier>
 #include <cstdio>
@@ -24,7 +24,7 @@ void say(const QString& line) {
 class Stage {
  public:
   Stage() {
-    face_.listener = [](const QString& what) { say(u"asked "_s + what); };
+    session_.listener = [](const QString& what) { say(u"asked "_s + what); };
     QObject::connect(&input_, &QSocketNotifier::activated, &input_, [this] {
       std::string line;
       if (!std::getline(std::cin, line)) return QCoreApplication::quit();
@@ -41,11 +41,11 @@ class Stage {
     const QString rest = line.section(u' ', 1);
     if (verb == "chat"_L1) interface_.presentChat(rest.section(u' ', 0, 0), rest.section(u' ', 1), 1709651220000);
     if (verb == "ice"_L1) {
-      face_.change([&](HostState& state) { state.iceState = static_cast<IceState>(rest.toInt()); });
+      session_.change([&](HostState& state) { state.iceState = static_cast<IceState>(rest.toInt()); });
     }
-    if (verb == "sharing"_L1) face_.change([&](HostState& state) { state.sharingEnabled = rest == "1"_L1; });
-    if (verb == "room"_L1) face_.change([&](HostState& state) { state.roomId = rest; });
-    if (verb == "lock"_L1) face_.change([&](HostState& state) { state.pinLockedByEnv = true; });
+    if (verb == "sharing"_L1) session_.change([&](HostState& state) { state.sharingEnabled = rest == "1"_L1; });
+    if (verb == "room"_L1) session_.change([&](HostState& state) { state.roomId = rest; });
+    if (verb == "lock"_L1) session_.change([&](HostState& state) { state.pinLockedByEnv = true; });
     if (verb == "reopen"_L1) interface_.handleReopen();
     if (verb == "open"_L1) interface_.statusBar().showChatWindow();
     if (verb == "panel"_L1) interface_.statusBar().showPanel();
@@ -84,8 +84,8 @@ class Stage {
     return titles;
   }
 
-  fakes::FakeSessionControl face_;
-  UserInterface interface_{face_, InfoDictionary()};
+  fakes::FakeSessionControl session_;
+  UserInterface interface_{session_, InfoDictionary()};
   QSocketNotifier input_{0, QSocketNotifier::Read};
 };
 

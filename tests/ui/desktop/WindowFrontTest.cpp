@@ -1,4 +1,5 @@
-// What a window manager gets to hear when a window is to come to the front; the test is the window manager.
+// The messages that a window manager receives when a window is to come to the front; the test acts as the window
+// manager.
 #include <gtest/gtest.h>
 #include <poll.h>
 
@@ -24,7 +25,7 @@ class WindowFrontTest : public testing::Test {
   void sync() {
     xcbOwned(xcb_get_input_focus_reply(manager_.current(), xcb_get_input_focus(manager_.current()), nullptr));
   }
-  // The message that has arrived, none if there is none.
+  // The message that has arrived; null if there is none.
   XcbPtr<xcb_client_message_event_t> message() {
     sync();
     while (auto event = xcbOwned(xcb_poll_for_event(manager_.current()))) {
@@ -73,11 +74,11 @@ TEST_F(WindowFrontTest, knowsWhetherThereIsAWindowManager) {
   EXPECT_TRUE(windowsAreManaged(u"wayland"_s));
 }
 
-TEST_F(WindowFrontTest, asksNobodyOnOtherWindowSystems) {
+TEST_F(WindowFrontTest, sendsNothingOnOtherWindowSystems) {
   qputenv("DISPLAY", server_.display().toLocal8Bit());
-  insistOnFront(0x1234, u"wayland"_s);
+  forceToFront(0x1234, u"wayland"_s);
   EXPECT_EQ(message(), nullptr);
-  insistOnFront(0x1234, u"xcb"_s);
+  forceToFront(0x1234, u"xcb"_s);
   EXPECT_NE(message(), nullptr);
   qunsetenv("DISPLAY");
 }

@@ -1,4 +1,4 @@
-// A desktop's notification server that the test plays.
+// A fake notification server of the desktop.
 #pragma once
 
 #include <QDBusArgument>
@@ -39,12 +39,12 @@ class FakeNotificationServer final : public QDBusVirtualObject {
   static QString name() { return QStringLiteral("org.freedesktop.Notifications"); }
   static QString path() { return QStringLiteral("/org/freedesktop/Notifications"); }
 
-  // What was to be shown, in order.
+  // The notifications to show, in order.
   const QList<ShownNotification>& shown() const { return shown_; }
   int askedForAbilities() const { return asked_; }
   // Called for each of them.
   std::function<void(const ShownNotification&)> listener;
-  // From now on nothing is answered.
+  // From now on no call gets a reply.
   void fallSilent() { silent_ = true; }
 
   void press(uint id, const QString& action = QStringLiteral("default")) {

@@ -27,16 +27,16 @@ class FakeWatcher final : public DBusObject {
   ~FakeWatcher() override { connection_.unregisterService(name()); }
   static QString name() { return QStringLiteral("org.kde.StatusNotifierWatcher"); }
 
-  // Names of the items, in the order they came.
+  // Names of the items, in the order of registration.
   const QStringList& items() const { return items_; }
-  // Hangs: what comes from now on is kept and not answered.
+  // Hangs: messages from now on are kept without a reply.
   void stop() { stopped_ = true; }
-  // Goes on with what came meanwhile.
+  // Continues with the kept messages.
   void goOn() {
     stopped_ = false;
     for (const QDBusMessage& message : std::exchange(kept_, {})) DBusObject::handleMessage(message, connection_);
   }
-  // How many messages it keeps that ask for `member`.
+  // How many kept messages call `member`.
   qsizetype kept(const QString& member) const {
     return std::ranges::count(kept_, member, [](const QDBusMessage& message) { return message.member(); });
   }
@@ -46,7 +46,7 @@ class FakeWatcher final : public DBusObject {
     kept_.append(message);
     return true;
   }
-  // Somebody who shows the items comes or goes.
+  // A host that shows the items registers or unregisters.
   void setHostRegistered(bool registered) {
     hostRegistered_ = registered;
     emitSignal(registered ? QStringLiteral("StatusNotifierHostRegistered")
@@ -70,7 +70,7 @@ class FakeWatcher final : public DBusObject {
   QStringList items_;
 };
 
-// Reads one item and its menu, and hears what they announce.
+// Reads one item and its menu, and receives their signals.
 class ItemReader {
  public:
   ItemReader(const QDBusConnection& bus, const QString& service) : bus_(bus), service_(service) {
@@ -83,7 +83,7 @@ class ItemReader {
     }
   }
 
-  // The reply to a call; an error message when it failed or nothing came within the deadline.
+  // The reply to a call; an error message when it failed or timed out.
   QDBusMessage ask(const char* path, const char* interface, const char* method, const QVariantList& arguments) {
     QDBusMessage call = QDBusMessage::createMethodCall(service_, QString::fromLatin1(path),
                                                        QString::fromLatin1(interface), QString::fromLatin1(method));
@@ -122,29 +122,29 @@ class ItemReader {
     }
     return 0;
   }
-  // A press on a row.
+  // Clicks a row.
   QDBusMessage click(int id) {
     return askMenu("Event", {id, QStringLiteral("clicked"), QVariant::fromValue(QDBusVariant(QString())), 0U});
   }
 
-  // Names of the signals heard since the last look.
-  QStringList heard() {
+  // Names of the signals received since the last call.
+  QStringList signalNames() {
     QStringList names;
-    for (const QDBusMessage& signal : std::exchange(heard_, {})) names.append(signal.member());
+    for (const QDBusMessage& signal : std::exchange(received_, {})) names.append(signal.member());
     return names;
   }
-  const QList<QDBusMessage>& heardSignals() const { return heard_; }
+  const QList<QDBusMessage>& receivedSignals() const { return received_; }
 
  private:
   void listen(const char* path, const char* interface, const char* name) {
-    listeners_.push_back(std::make_unique<DBusSignal>(bus_, QString::fromLatin1(path), QString::fromLatin1(interface),
-                                                      QString::fromLatin1(name),
-                                                      [this](const QDBusMessage& signal) { heard_.append(signal); }));
+    listeners_.push_back(std::make_unique<DBusSignal>(
+        bus_, QString::fromLatin1(path), QString::fromLatin1(interface), QString::fromLatin1(name),
+        [this](const QDBusMessage& signal) { received_.append(signal); }));
   }
 
   QDBusConnection bus_;
   const QString service_;
-  QList<QDBusMessage> heard_;
+  QList<QDBusMessage> received_;
   std::vector<std::unique_ptr<DBusSignal>> listeners_;
   QObject context_;
 };

@@ -1,4 +1,4 @@
-// A message bus of the test's own.
+// A message bus of the test.
 #pragma once
 
 #include <QDBusConnection>
@@ -8,7 +8,7 @@
 
 namespace vantora::testing_ui {
 
-// Runs from construction to destruction; nothing of the caller's own session is seen or touched.
+// Runs from construction to destruction; does not access the caller's session.
 class SessionBus {
  public:
   // As MessageBus.
@@ -23,7 +23,7 @@ class SessionBus {
 
   bool running() const { return bus_.running(); }
   std::string variable() const { return bus_.variable(); }
-  // Another program on the bus, as far as the others can tell.
+  // A further connection; it appears as another program on the bus.
   QDBusConnection connect() {
     static int count = 0;
     connections_.append(QStringLiteral("test-%1").arg(++count));

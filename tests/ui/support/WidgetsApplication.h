@@ -7,7 +7,7 @@
 
 namespace vantora::testing_ui {
 
-// Windows live in memory; nothing of the caller's desktop is seen or touched. The same look on every machine.
+// Windows exist only in memory; the caller's desktop is not accessed. The same appearance on every machine.
 inline QApplication& application() {
   static int argumentCount = 1;
   static char name[] = "test";
@@ -18,13 +18,13 @@ inline QApplication& application() {
     qputenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent");
     return true;
   }();
-  // Never destroyed: that would be after the toolkit's own statics.
+  // Never destroyed: the destructor would run after those of the toolkit's statics.
   static auto* application = new QApplication(argumentCount, arguments);
   static_cast<void>(prepared);
   return *application;
 }
 
-// Base of tests with windows: the application is there before their members.
+// Base of tests with windows: creates the application before their members.
 class UiTest : public testing::Test {
  protected:
   UiTest() { application(); }

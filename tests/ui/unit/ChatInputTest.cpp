@@ -15,14 +15,14 @@ namespace {
 class ChatInputTest : public testing_ui::UiTest {
  protected:
   ChatInputTest() { input_.resize(220, 24); }
-  // What the field looks like while it has no focus.
-  QImage looks(const QString& text) {
+  // The rendered field without focus.
+  QImage rendered(const QString& text) {
     input_.setText(text);
     return input_.grab().toImage();
   }
-  // Where a text is on such a picture.
+  // The area of a text in such an image.
   QRect inkOf(const QImage& image) {
-    const QImage blank = looks(u" "_s);
+    const QImage blank = rendered(u" "_s);
     QRect place;
     for (int y = 0; y < image.height(); ++y) {
       for (int x = 0; x < image.width(); ++x) {
@@ -37,19 +37,19 @@ class ChatInputTest : public testing_ui::UiTest {
 };
 
 TEST_F(ChatInputTest, endsALongTextInAnEllipsisWithoutTheFocus) {
-  const QImage seen = looks(long_);
+  const QImage seen = rendered(long_);
   const QString elided = input_.elidedText();
   EXPECT_TRUE(elided.endsWith(u'…'));
   EXPECT_TRUE(long_.startsWith(elided.chopped(1)));
   EXPECT_GT(elided.size(), 10);
   // Just as the field itself draws that text, which fits.
-  EXPECT_EQ(seen, looks(elided));
-  EXPECT_NE(seen, looks(elided.chopped(1)));
+  EXPECT_EQ(seen, rendered(elided));
+  EXPECT_NE(seen, rendered(elided.chopped(1)));
   EXPECT_EQ(input_.text(), elided.chopped(1));
 }
 
 TEST_F(ChatInputTest, leavesATextThatFitsAsItIs) {
-  const QImage seen = looks(u"short"_s);
+  const QImage seen = rendered(u"short"_s);
   EXPECT_EQ(input_.elidedText(), u"short"_s);
   QLineEdit plain;
   plain.resize(input_.size());
@@ -68,7 +68,7 @@ TEST_F(ChatInputTest, hasNoRingAroundItWithTheFocus) {
   usual.move(0, 80);
   window.show();
   window.activateWindow();
-  // The edge of a field, without the place of text and cursor.
+  // The edge of a field, without the area of text and cursor.
   const auto edge = [](QWidget& widget) {
     QImage image = widget.grab().toImage().convertToFormat(QImage::Format_RGB32);
     QPainter(&image).fillRect(image.rect().adjusted(3, 3, -3, -3), Qt::black);
@@ -83,28 +83,28 @@ TEST_F(ChatInputTest, hasNoRingAroundItWithTheFocus) {
   const QImage without = edge(field);
   const QImage usualWithout = edge(usual);
   EXPECT_EQ(focused(field), without);
-  // Fields have one otherwise: the edge is where it would be seen.
+  // Other fields have a ring: it would be visible at the edge.
   EXPECT_NE(focused(usual), usualWithout);
 }
 
 TEST_F(ChatInputTest, readsFromTheRightWhereItsTextDoes) {
   const QString hebrew = u"שלום לכולם, המדפסת לא עונה עוד ואי אפשר להדפיס שום דבר מהמחשב הזה"_s;
-  // Widths that leave more and less free beside what fits.
+  // Widths with more and less free space beside the text that fits.
   for (int width = 200; width <= 220; ++width) {
     input_.resize(width, 24);
-    const QImage seen = looks(hebrew);
+    const QImage seen = rendered(hebrew);
     const QString elided = input_.elidedText();
     EXPECT_TRUE(elided.endsWith(u'…'));
     EXPECT_GT(elided.size(), 5);
     EXPECT_TRUE(hebrew.startsWith(elided.chopped(1)));
     // Just as the field itself draws that text, which fits.
-    EXPECT_EQ(seen, looks(elided)) << width;
+    EXPECT_EQ(seen, rendered(elided)) << width;
     const QRect ink = inkOf(seen);
     EXPECT_LT(ink.left(), 25);
     EXPECT_GT(ink.right(), width - 15);
   }
-  // The beginning stands at the right.
-  const QRect word = inkOf(looks(u"שלום"_s));
+  // The text starts at the right.
+  const QRect word = inkOf(rendered(u"שלום"_s));
   EXPECT_GT(word.left(), 150);
 }
 
@@ -113,15 +113,15 @@ TEST_F(ChatInputTest, keepsTheDirectionOfItsTextOnADesktopThatReadsFromTheRight)
   // The text still begins at its left and breaks off at its right.
   for (int width = 200; width <= 220; ++width) {
     input_.resize(width, 24);
-    const QImage seen = looks(long_);
+    const QImage seen = rendered(long_);
     const QString elided = input_.elidedText();
     EXPECT_TRUE(elided.endsWith(u'…'));
-    EXPECT_EQ(seen, looks(elided)) << width;
+    EXPECT_EQ(seen, rendered(elided)) << width;
   }
 }
 
 TEST_F(ChatInputTest, showsWhereOneTypesWithTheFocus) {
-  const QImage without = looks(long_);
+  const QImage without = rendered(long_);
   input_.show();
   input_.activateWindow();
   input_.setFocus();

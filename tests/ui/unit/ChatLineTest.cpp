@@ -49,14 +49,14 @@ TEST(ChatLineTest, writesTheTimeTheShortWayOfThePlace) {
   EXPECT_TRUE(text.contains(u"PM"_s)) << text.toStdString();
 }
 
-TEST(ChatLineTest, livesWithAnyTimeStamp) {
+TEST(ChatLineTest, acceptsAnyTimeStamp) {
   for (const qint64 ts :
        {qint64{0}, qint64{-1}, std::numeric_limits<qint64>::max(), std::numeric_limits<qint64>::min()}) {
     EXPECT_TRUE(plain(chatLine(u"a"_s, u"x"_s, ts, kGerman)).startsWith(u"A: x "_s)) << ts;
   }
 }
 
-TEST(ChatLineTest, keepsANameFromLookingLikeAnotherMessage) {
+TEST(ChatLineTest, keepsANameFromImitatingAnotherMessage) {
   const QString name = chatLine(u"eve\nyou: hi"_s, u"x"_s, 0, kGerman).first().text;
   EXPECT_EQ(name, u"EVE YOU: HI: "_s);
 }
@@ -93,8 +93,8 @@ TEST(ChatLineTest, losesNothingOfTheText) {
   }
 }
 
-TEST(ChatLineTest, takesNoLongerThanTheTextIsLong) {
-  // A text without a blank that starts a link at every place, and one endless link.
+TEST(ChatLineTest, takesTimeLinearInTheLengthOfTheText) {
+  // A text without a blank that starts a link at every position, and one endless link.
   const QString many = u"www.a,"_s.repeated(200000);
   const QString endless = u"https://"_s + QString(2000000, u'(');
   EXPECT_EQ(plain(linkified(many)), many);

@@ -22,9 +22,9 @@ class HostChatWindowTest : public testing_ui::UiTest {
     QApplication::sendEvent(&widget, &down);
     QApplication::sendEvent(&widget, &up);
   }
-  fakes::FakeSessionControl face_;
+  fakes::FakeSessionControl session_;
   QList<QUrl> opened_;
-  HostChatWindow window_{face_, [this](const QUrl& url) { opened_.append(url); }};
+  HostChatWindow window_{session_, [this](const QUrl& url) { opened_.append(url); }};
 };
 
 TEST_F(HostChatWindowTest, isMadeHiddenWithItsTitleAndSize) {
@@ -50,7 +50,7 @@ TEST_F(HostChatWindowTest, canBeClosedMinimisedMaximisedAndResized) {
     window_.resize(size);
     testing_loop::drain();
     EXPECT_EQ(window_.size(), size);
-    // The conversation takes what there is.
+    // The conversation takes all available space.
     EXPECT_EQ(window_.transcript().width(), size.width() - 24);
     EXPECT_EQ(window_.transcript().height(), size.height() - 12 - 8 - 28 - 12);
   }
@@ -77,24 +77,24 @@ TEST_F(HostChatWindowTest, laysItsPartsOut) {
   EXPECT_EQ(button.center().y(), bar.center().y());
 }
 
-TEST_F(HostChatWindowTest, sendsWhatStandsInTheFieldAndClearsIt) {
+TEST_F(HostChatWindowTest, sendsTheTextOfTheFieldAndClearsIt) {
   window_.input().setText(u"  hello there \t"_s);
   press(window_.input(), Qt::Key_Return);
-  EXPECT_EQ(face_.taken(), QStringList{u"chat hello there"_s});
+  EXPECT_EQ(session_.taken(), QStringList{u"chat hello there"_s});
   EXPECT_EQ(window_.input().text(), QString());
   window_.input().setText(u"again"_s);
   window_.sendButton().click();
-  EXPECT_EQ(face_.taken(), QStringList{u"chat again"_s});
+  EXPECT_EQ(session_.taken(), QStringList{u"chat again"_s});
 }
 
 TEST_F(HostChatWindowTest, sendsNothingOfOnlyBlanks) {
   window_.input().setText(u"  \t "_s);
   window_.sendTapped();
-  EXPECT_TRUE(face_.taken().isEmpty());
+  EXPECT_TRUE(session_.taken().isEmpty());
   EXPECT_EQ(window_.input().text(), u"  \t "_s);
 }
 
-TEST_F(HostChatWindowTest, leavesItToTheServersEchoToShowWhatWasSaid) {
+TEST_F(HostChatWindowTest, showsOwnMessagesOnlyByTheServersEcho) {
   window_.input().setText(u"hello"_s);
   window_.sendTapped();
   EXPECT_EQ(window_.transcript().text(), QString());
@@ -126,7 +126,7 @@ TEST_F(HostChatWindowTest, isReadyForTypingWhenPresented) {
   EXPECT_EQ(window_.focusWidget(), &window_.input());
 }
 
-TEST_F(HostChatWindowTest, tellsWhenItIsShown) {
+TEST_F(HostChatWindowTest, reportsWhenItIsShown) {
   int shown = 0;
   window_.setShownHandler([&shown] { ++shown; });
   window_.present();

@@ -14,10 +14,10 @@ namespace {
 
 class HostPanelTest : public testing_ui::UiTest {
  protected:
-  HostPanelTest() { panel_.setState(face_.state(), 0); }
+  HostPanelTest() { panel_.setState(session_.state(), 0); }
   void change(const std::function<void(HostState&)>& with, qint64 unread = 0) {
-    face_.change(with);
-    panel_.setState(face_.state(), unread);
+    session_.change(with);
+    panel_.setState(session_.state(), unread);
   }
   QAbstractButton* button(const QString& title) {
     for (QAbstractButton* each : panel_.findChildren<QAbstractButton*>()) {
@@ -39,7 +39,7 @@ class HostPanelTest : public testing_ui::UiTest {
     return {};
   }
 
-  fakes::FakeSessionControl face_;
+  fakes::FakeSessionControl session_;
   QList<MenuAction> done_;
   HostPanel panel_{[this](MenuAction action) { done_.append(action); }};
 };
@@ -53,7 +53,7 @@ TEST_F(HostPanelTest, saysWhatTheMenuSays) {
   EXPECT_EQ(value(u"Control PIN"_s), u"000042"_s);
 }
 
-TEST_F(HostPanelTest, tellsANewcomerWhatToDoWithThePin) {
+TEST_F(HostPanelTest, tellsANewUserWhatToDoWithThePin) {
   EXPECT_TRUE(
       says(u"Tell the person who helps you the room and the PIN, and nobody else: whoever has both can use this "
            u"computer while remote control is allowed."_s));

@@ -18,10 +18,10 @@ using namespace Qt::Literals::StringLiterals;
 namespace vantora {
 namespace {
 
-// No bus and no tray: what is left must work alone.
+// No bus and no tray: the rest must work without them.
 class HostStatusBarTest : public testing_ui::UiTest {
  protected:
-  void setState(const std::function<void(HostState&)>& with) { face_.change(with); }
+  void setState(const std::function<void(HostState&)>& with) { session_.change(with); }
   QString clipboard() { return QGuiApplication::clipboard()->text(); }
   QWidget* panel() {
     for (QWidget* window : QApplication::topLevelWidgets()) {
@@ -31,8 +31,8 @@ class HostStatusBarTest : public testing_ui::UiTest {
   }
 
   fakes::RecordedLog log_;
-  fakes::FakeSessionControl face_;
-  UserInterface interface_{face_, InfoDictionary(), QDBusConnection(u"nowhere"_s)};
+  fakes::FakeSessionControl session_;
+  UserInterface interface_{session_, InfoDictionary(), QDBusConnection(u"nowhere"_s)};
   HostStatusBar& bar_ = interface_.statusBar();
 };
 
@@ -40,7 +40,7 @@ TEST_F(HostStatusBarTest, startsAndStopsSharing) {
   bar_.perform(MenuAction::toggleSharing);
   setState([](HostState& state) { state.sharingEnabled = true; });
   bar_.perform(MenuAction::toggleSharing);
-  EXPECT_EQ(face_.taken(), (QStringList{u"startSharing"_s, u"stopSharing"_s}));
+  EXPECT_EQ(session_.taken(), (QStringList{u"startSharing"_s, u"stopSharing"_s}));
 }
 
 TEST_F(HostStatusBarTest, copiesRoomAndPIN) {
@@ -48,34 +48,34 @@ TEST_F(HostStatusBarTest, copiesRoomAndPIN) {
   EXPECT_EQ(clipboard(), u"desk-7"_s);
   bar_.perform(MenuAction::copyPIN);
   EXPECT_EQ(clipboard(), u"000042"_s);
-  EXPECT_TRUE(face_.taken().isEmpty());
+  EXPECT_TRUE(session_.taken().isEmpty());
 }
 
 TEST_F(HostStatusBarTest, asksForANewPINUnlessItIsLocked) {
   bar_.perform(MenuAction::regenPIN);
-  EXPECT_EQ(face_.taken(), QStringList{u"regeneratePIN"_s});
+  EXPECT_EQ(session_.taken(), QStringList{u"regeneratePIN"_s});
   setState([](HostState& state) { state.pinLockedByEnv = true; });
   bar_.perform(MenuAction::regenPIN);
-  EXPECT_TRUE(face_.taken().isEmpty());
+  EXPECT_TRUE(session_.taken().isEmpty());
 }
 
-TEST_F(HostStatusBarTest, turnsPermissionsOver) {
+TEST_F(HostStatusBarTest, togglesPermissions) {
   bar_.perform(MenuAction::toggleAllowControl);
   bar_.perform(MenuAction::toggleAllowFiles);
   setState([](HostState& state) { state.allowRemoteControl = state.allowIncomingFiles = false; });
   bar_.perform(MenuAction::toggleAllowControl);
   bar_.perform(MenuAction::toggleAllowFiles);
-  EXPECT_EQ(face_.taken(), (QStringList{u"control 0"_s, u"files 0"_s, u"control 1"_s, u"files 1"_s}));
+  EXPECT_EQ(session_.taken(), (QStringList{u"control 0"_s, u"files 0"_s, u"control 1"_s, u"files 1"_s}));
 }
 
 TEST_F(HostStatusBarTest, endsTheProgram) {
   bar_.perform(MenuAction::quit);
-  EXPECT_EQ(face_.taken(), QStringList{u"quit"_s});
+  EXPECT_EQ(session_.taken(), QStringList{u"quit"_s});
 }
 
 TEST_F(HostStatusBarTest, doesNothingForALabel) {
   bar_.perform(MenuAction::none);
-  EXPECT_TRUE(face_.taken().isEmpty());
+  EXPECT_TRUE(session_.taken().isEmpty());
 }
 
 TEST_F(HostStatusBarTest, hasItsChatWindowHiddenFromTheStart) {
@@ -84,7 +84,7 @@ TEST_F(HostStatusBarTest, hasItsChatWindowHiddenFromTheStart) {
   EXPECT_TRUE(bar_.chatWindow().isVisible());
 }
 
-TEST_F(HostStatusBarTest, logsWhoSaidHowMuch) {
+TEST_F(HostStatusBarTest, logsSenderAndLength) {
   interface_.presentChat(u"viewer"_s, u"ab\U0001F468\u200D\U0001F469\u200D\U0001F467"_s, 0);
   EXPECT_EQ(log_.lines(), QStringList{u"[chat-ui] presentChat from=viewer len=3"_s});
 }
@@ -107,14 +107,14 @@ TEST_F(HostStatusBarTest, countsNothingWhileTheWindowIsOnScreen) {
   EXPECT_EQ(bar_.unreadChatCount(), 1);
 }
 
-// What a part of the work takes by itself, whatever else the machine does meanwhile.
+// CPU time of this thread, independent of other load on the machine.
 std::chrono::nanoseconds ownTime() {
   timespec time{};
   clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
   return std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec);
 }
 
-// Typing goes on between its pieces.
+// Typing continues between the pieces of the burst.
 TEST_F(HostStatusBarTest, staysResponsiveInABurstOfTenThousandMessages) {
   bar_.showChatWindow();
   HostChatWindow& window = bar_.chatWindow();
@@ -132,7 +132,7 @@ TEST_F(HostStatusBarTest, staysResponsiveInABurstOfTenThousandMessages) {
     QCoreApplication::processEvents();
     typed += letter;
     ASSERT_EQ(window.input().text(), typed);
-    // Some ten times as long as it takes; the benchmark tells more.
+    // About ten times the usual duration; the benchmark measures it.
     ASSERT_LT(ownTime() - start, std::chrono::seconds(1)) << sent;
   }
   EXPECT_TRUE(window.transcript().text().contains(u"Message 9999 of the burst"_s));
@@ -157,13 +157,13 @@ TEST_F(HostStatusBarTest, clearsTheCountWhenAMessageArrivesInSight) {
   EXPECT_EQ(bar_.unreadChatCount(), 0);
 }
 
-TEST_F(HostStatusBarTest, goesOnFromTheCountOfAnEarlierInterface) {
+TEST_F(HostStatusBarTest, continuesFromTheCountOfAnEarlierInterface) {
   bar_.setUnread(3);
   interface_.presentChat(u"viewer"_s, u"four"_s, 0);
   EXPECT_EQ(bar_.unreadChatCount(), 4);
 }
 
-TEST_F(HostStatusBarTest, tellsWhenUnseenMessagesComeIntoSight) {
+TEST_F(HostStatusBarTest, reportsWhenUnseenMessagesBecomeVisible) {
   int read = 0;
   bar_.setReadHandler([&] { ++read; });
   bar_.showChatWindow();
@@ -197,7 +197,7 @@ TEST_F(HostStatusBarTest, staysSilentWithoutAnythingToShowItselfIn) {
   EXPECT_TRUE(log_.lines().isEmpty());
 }
 
-TEST_F(HostStatusBarTest, letsTheSessionGoWhenItEnds) {
+TEST_F(HostStatusBarTest, releasesTheSessionWhenItEnds) {
   fakes::FakeSessionControl other;
   { UserInterface shortLived(other, InfoDictionary(), QDBusConnection(u"nowhere"_s)); }
   EXPECT_FALSE(other.hasChangedHandler());

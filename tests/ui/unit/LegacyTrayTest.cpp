@@ -84,7 +84,7 @@ TEST_F(LegacyTrayTest, keepsItsRowsWhenWhatTheySayChanges) {
   EXPECT_EQ(triggered_, QList<MenuAction>{MenuAction::toggleSharing});
 }
 
-TEST_F(LegacyTrayTest, drawsItsIconAnewWhenTheOutlineChanges) {
+TEST_F(LegacyTrayTest, redrawsItsIconWhenTheOutlineChanges) {
   tray_.setLook({.fill = Qt::green, .outline = Qt::black, .unread = false, .toolTip = u"t"_s});
   const QImage dark = tray_.icon().icon().pixmap(64, 64).toImage();
   tray_.setLook({.fill = Qt::green, .outline = Qt::white, .unread = false, .toolTip = u"t"_s});

@@ -15,7 +15,7 @@ class PanelFallbackTest : public testing_ui::UiTest {
     fallback_ = std::make_unique<PanelFallback>(
         PanelFallback::Callbacks{.seen =
                                      [this] {
-                                       ++looks_;
+                                       ++checks_;
                                        return seen_;
                                      },
                                  .trayKnown = [this] { return trayKnown_; },
@@ -31,15 +31,15 @@ class PanelFallbackTest : public testing_ui::UiTest {
   [[nodiscard]] bool becomesDone() {
     return testing_loop::waitFor([this] { return done_ > 0; });
   }
-  [[nodiscard]] bool looksAgain() {
-    return testing_loop::waitFor([this, before = looks_] { return looks_ > before + 2; });
+  [[nodiscard]] bool checksAgain() {
+    return testing_loop::waitFor([this, before = checks_] { return checks_ > before + 2; });
   }
 
   bool seen_ = false;
   bool trayKnown_ = true;
   bool managed_ = true;
   std::chrono::milliseconds forManager_ = 60s;
-  int looks_ = 0;
+  int checks_ = 0;
   int shown_ = 0;
   int done_ = 0;
   std::unique_ptr<PanelFallback> fallback_;
@@ -63,14 +63,14 @@ TEST_F(PanelFallbackTest, leavesItToATrayThatTakesTheItemLate) {
 TEST_F(PanelFallbackTest, waitsForAPanelThatHasNotAnsweredYet) {
   trayKnown_ = false;
   start();
-  ASSERT_TRUE(testing_loop::waitFor([this] { return looks_ > 0; }));
+  ASSERT_TRUE(testing_loop::waitFor([this] { return checks_ > 0; }));
   EXPECT_EQ(shown_ + done_, 0);
   seen_ = true;
   ASSERT_TRUE(becomesDone());
   EXPECT_EQ(shown_, 0);
 }
 
-TEST_F(PanelFallbackTest, waitsNotForEverForAPanelThatHangs) {
+TEST_F(PanelFallbackTest, doesNotWaitForeverForAPanelThatHangs) {
   trayKnown_ = false;
   start();
   ASSERT_TRUE(becomesDone());
@@ -80,7 +80,7 @@ TEST_F(PanelFallbackTest, waitsNotForEverForAPanelThatHangs) {
 TEST_F(PanelFallbackTest, waitsForAWindowManager) {
   managed_ = false;
   start();
-  ASSERT_TRUE(looksAgain());
+  ASSERT_TRUE(checksAgain());
   EXPECT_EQ(shown_ + done_, 0);
   managed_ = true;
   ASSERT_TRUE(becomesDone());

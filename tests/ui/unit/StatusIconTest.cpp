@@ -20,14 +20,14 @@ class StatusIconTest : public testing_ui::UiTest {
         .toImage()
         .convertToFormat(QImage::Format_ARGB32);
   }
-  // The pixel under a point of the 18-point drawing, its origin at the lower left.
+  // The pixel at a point of the 18-point drawing with the origin at its lower left.
   static QColor at(const QImage& image, qreal x, qreal y) {
     const qreal scale = image.width() / 18.0;
     return image.pixelColor(static_cast<int>(x * scale), static_cast<int>((18 - y) * scale));
   }
 };
 
-TEST_F(StatusIconTest, tellsTheStateByColour) {
+TEST_F(StatusIconTest, showsTheStateByColour) {
   const QColor yellow = statusColor(IceState::fresh);
   const QColor green = statusColor(IceState::connected);
   const QColor red = statusColor(IceState::failed);
@@ -82,11 +82,11 @@ TEST_F(StatusIconTest, putsADotIntoTheUpperRightCornerForUnreadChat) {
   EXPECT_EQ(at(image, 17.3, 14.75).alpha(), 0);
 }
 
-TEST_F(StatusIconTest, isDrawnAnewForEverySizeAndScale) {
+TEST_F(StatusIconTest, isRedrawnForEverySizeAndScale) {
   for (const auto& [side, ratio] : {std::pair(16, 1.0), std::pair(18, 2.0), std::pair(22, 1.5), std::pair(64, 3.0)}) {
     const QImage image = drawn(Qt::green, true, side, ratio);
     EXPECT_EQ(image.width(), qRound(side * ratio));
-    // Enlarged pictures have blurred edges: between nothing and the colour lie at most two pixels.
+    // Enlarged images have blurred edges: an edge of a drawing has at most two blended pixels.
     int blurred = 0;
     const int y = static_cast<int>(image.height() * (18 - 14.75) / 18);
     for (int x = image.width() * 11 / 18; x < image.width(); ++x) {

@@ -16,7 +16,7 @@ double luminance(const QColor& colour) {
   return 0.2126 * part(colour.redF()) + 0.7152 * part(colour.greenF()) + 0.0722 * part(colour.blueF());
 }
 
-// As people with weak eyes need it: 4.5 and more is readable.
+// Contrast ratio for people with weak eyesight: 4.5 or more is readable.
 double contrast(const QColor& a, const QColor& b) {
   const double high = std::max(luminance(a), luminance(b));
   const double low = std::min(luminance(a), luminance(b));

@@ -78,7 +78,7 @@ TEST_F(TranscriptTest, letsItsTextBeSelectedWithThePointerAndCopiedWithTheKeyboa
   press(Qt::Key_A);
   press(Qt::Key_C);
   EXPECT_EQ(QGuiApplication::clipboard()->text(), transcript_.text());
-  // What is selected is not replaced by typing or cut out.
+  // Selected text is not replaced by typing and cannot be cut.
   press(Qt::Key_X);
   QKeyEvent letter(QEvent::KeyPress, Qt::Key_Y, Qt::NoModifier, u"y"_s);
   QApplication::sendEvent(&transcript_, &letter);
@@ -92,7 +92,7 @@ TEST_F(TranscriptTest, keepsItsTextOffTheEdges) {
   testing_loop::drain();
   const QTextBlock first = transcript_.document()->begin();
   const auto* layout = transcript_.document()->documentLayout();
-  // Across it is 6 for the text and 2 for its lines, above and below 6.
+  // Horizontally 6 for the text and 2 for its lines, vertically 6.
   const QRectF place = layout->blockBoundingRect(first);
   EXPECT_EQ(place.topLeft(), QPointF(8, 6));
   EXPECT_EQ(place.width(), transcript_.viewport()->width() - 2 * 8);
@@ -126,8 +126,8 @@ TEST_F(TranscriptTest, keepsTwoHundredThousandUnitsAndOfOneMoreTheLastHundredAnd
   EXPECT_EQ(transcript_.text(), (before + u'z').last(150000));
 }
 
-TEST_F(TranscriptTest, putsABurstTogetherAsIfItCameOneByOne) {
-  // Lengths for which the cap is passed between, at and beyond the ends of lines.
+TEST_F(TranscriptTest, combinesABurstWithTheSameResultAsOneByOne) {
+  // Lengths that exceed the cap before, at and after the ends of lines.
   const QList<int> lengths{199990, 9, 1, 1, 70000, 300000, 3, 40000, 20000, 5, 149990, 9, 1, 1, 150000, 50000, 1, 7};
   Transcript together{{}};
   QString expected;
@@ -201,14 +201,14 @@ TEST_F(TranscriptTest, survivesEveryKindOfCharacter) {
   EXPECT_TRUE(transcript_.text().contains(u"A: end"_s));
 }
 
-TEST_F(TranscriptTest, handsOverTheAddressOfALink) {
+TEST_F(TranscriptTest, passesOnTheAddressOfALink) {
   say(u"look: https://x.example/y."_s);
   const QTextCursor link = transcript_.document()->find(u"x.example"_s);
   EXPECT_TRUE(link.charFormat().isAnchor());
   EXPECT_EQ(link.charFormat().anchorHref(), u"https://x.example/y"_s);
   Q_EMIT transcript_.anchorClicked(QUrl(link.charFormat().anchorHref()));
   EXPECT_EQ(opened_, QList<QUrl>{QUrl(u"https://x.example/y"_s)});
-  // It stays on its page.
+  // The click does not navigate away.
   EXPECT_TRUE(transcript_.text().contains(u"look"_s));
 }
 

@@ -57,7 +57,7 @@ TEST(Environment, readsIntegers) {
   EXPECT_EQ(environment.integer("C"), std::nullopt);
 }
 
-TEST(Environment, ofTheProcessIsReadAnewAndAsUtf8) {
+TEST(Environment, ofTheProcessIsReadAtEveryCallAndAsUtf8) {
   const Environment environment = Environment::ofProcess();
   constexpr const char* kName = "VANTORA_TEST_VARIABLE";
   ASSERT_EQ(::unsetenv(kName), 0);

@@ -1,4 +1,4 @@
-// The fake clock must keep the promises of the real one, or the tests that stand on it mean little.
+// The fake scheduler must behave like the real one, or the tests that depend on it prove little.
 #include <gtest/gtest.h>
 
 #include <string>

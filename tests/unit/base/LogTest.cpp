@@ -71,7 +71,7 @@ TEST(Log, cutsALineOfMegabytes) {
 TEST(Log, neverMixesLinesOfDifferentThreads) {
   constexpr int kThreads = 8;
   constexpr int kLines = 200;
-  // Longer than a pipe writes in one piece.
+  // Longer than an atomic write to a pipe.
   constexpr int kLength = 6000;
   CapturedStandardError capture;
   std::vector<std::thread> threads;

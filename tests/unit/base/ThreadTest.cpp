@@ -32,8 +32,8 @@ TEST(PostToMain, runsTasksOnTheMainThreadInTheirOrder) {
   EXPECT_EQ(ranOn, std::this_thread::get_id());
 }
 
-// The main thread takes tasks while more are posted, so that nothing but the queue stands between the two threads: the
-// thread sanitizer looks at this, too.
+// The main thread runs tasks while more are posted, so that only the queue synchronises the two threads; meant for the
+// thread sanitizer, too.
 TEST(PostToMain, handsOverWhatATaskHolds) {
   testing_loop::ensureApplication();
   constexpr int kTasks = 5000;

@@ -18,7 +18,7 @@ namespace {
 
 JsonObject numbered(int number) { return {{u"n"_s, number}}; }
 
-// Blocks a worker until it is opened or told to stop.
+// Blocks a worker until it is opened or asked to stop.
 class Gate {
  public:
   WorkerThreads::Work work(int number) {
@@ -50,7 +50,7 @@ class WorkerThreadsTest : public testing::Test {
   QList<int> results_;
 };
 
-TEST_F(WorkerThreadsTest, worksElsewhereAndTellsTheMainThread) {
+TEST_F(WorkerThreadsTest, worksOnAnotherThreadAndReportsToTheMainThread) {
   WorkerThreads threads("test", 1);
   std::thread::id worker;
   const auto job = threads.start(
@@ -88,7 +88,7 @@ TEST_F(WorkerThreadsTest, oneThreadTakesWorkInItsOrder) {
   EXPECT_TRUE(std::ranges::is_sorted(results_));
 }
 
-TEST_F(WorkerThreadsTest, aJobGivenUpIsStoppedAndTellsNothing) {
+TEST_F(WorkerThreadsTest, aCancelledJobIsStoppedAndReportsNothing) {
   WorkerThreads threads("test", 1);
   Gate gate;
   auto running = threads.start(gate.work(1), keep());
@@ -177,7 +177,7 @@ TEST_F(WorkerThreadsTest, leavesWorkBehindThatIgnoresItsStopAndWhatThatTouchesLi
   }
   EXPECT_GE(std::chrono::steady_clock::now() - start, WorkerThreads::kTimeout);
   EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(30)) << "the end came all the same";
-  EXPECT_EQ(AbandonableThread::leftBehind(), 1);
+  EXPECT_EQ(AbandonableThread::abandonedCount(), 1);
   EXPECT_TRUE(AbandonableThread::wasAnyAbandoned());
   EXPECT_TRUE(keptByResult.expired()) << "what the result was for is let go of on the main thread";
   running.reset();
@@ -185,7 +185,7 @@ TEST_F(WorkerThreadsTest, leavesWorkBehindThatIgnoresItsStopAndWhatThatTouchesLi
 
   stuck->open = true;
   Stuck* const last = stuck.get();
-  ASSERT_TRUE(testing_loop::waitFor([&] { return AbandonableThread::leftBehind() == 0; }));
+  ASSERT_TRUE(testing_loop::waitFor([&] { return AbandonableThread::abandonedCount() == 0; }));
   EXPECT_TRUE(last->toldToStop);
   stuck.reset();
   EXPECT_TRUE(alive.expired()) << "the thread let go of it";
@@ -208,12 +208,12 @@ TEST_F(WorkerThreadsTest, aNewSetOfThreadsWorksBesideOneLeftBehind) {
         keep());
     ASSERT_TRUE(testing_loop::waitFor([&] { return begun->load(); }));
   }
-  ASSERT_EQ(AbandonableThread::leftBehind(), 1);
+  ASSERT_EQ(AbandonableThread::abandonedCount(), 1);
   WorkerThreads threads("test", 1);
   const auto job = threads.start([](const std::stop_token&) { return numbered(2); }, keep());
   EXPECT_TRUE(testing_loop::waitFor([&] { return !results_.isEmpty(); }));
   *open = true;
-  EXPECT_TRUE(testing_loop::waitFor([&] { return AbandonableThread::leftBehind() == 0; }));
+  EXPECT_TRUE(testing_loop::waitFor([&] { return AbandonableThread::abandonedCount() == 0; }));
   testing_loop::drain();
   EXPECT_EQ(results_, QList<int>{2});
 }

@@ -1,6 +1,6 @@
-// A desktop process without a desktop: says that it is ready, then does as it is told. With DESKTOP_DOUBLE_TELLS set it
-// repeats what it hears as chat of its user, a state with the room "die" or "hang" makes it do so, and it sends the
-// JSON text that a state has as its preset.
+// A desktop process without a desktop: sends "ready", then follows commands. With DESKTOP_DOUBLE_ECHOES set it repeats
+// every message as chat of its user. A state with the room "die" or "hang" makes it exit or hang, and a state with JSON
+// text as its preset makes it send that text.
 #include <dirent.h>
 #include <unistd.h>
 
@@ -15,8 +15,8 @@
 int main(int argc, char* argv[]) {
   using namespace Qt::Literals::StringLiterals;
   QCoreApplication application(argc, argv);
-  const char* line = std::getenv(vantora::DesktopProcess::kLinkVariable);
-  if (!line) return 2;
+  const char* descriptor = std::getenv(vantora::DesktopProcess::kLinkVariable);
+  if (!descriptor) return 2;
   int descriptors = 0;
   if (DIR* folder = opendir("/proc/self/fd")) {
     while (readdir(folder)) ++descriptors;
@@ -24,21 +24,22 @@ int main(int argc, char* argv[]) {
   }
   std::unique_ptr<vantora::DesktopLink> link;
   link = std::make_unique<vantora::DesktopLink>(
-      std::atoi(line),
+      std::atoi(descriptor),
       vantora::DesktopLink::Events{.message =
                                        [&](const vantora::JsonObject& message) {
                                          const QString type = message.value("type"_L1).toString();
                                          const QString room = message.value("room"_L1).toString();
                                          if (type == "die"_L1 || room == "die"_L1) _exit(1);
                                          if (type == "hang"_L1 || room == "hang"_L1) pause();
-                                         if (type == "garbage"_L1 && write(std::atoi(line), "\xff\xff\xff\xff", 4) != 4)
+                                         if (type == "garbage"_L1 &&
+                                             write(std::atoi(descriptor), "\xff\xff\xff\xff", 4) != 4)
                                            _exit(1);
-                                         if (std::getenv("DESKTOP_DOUBLE_TELLS")) {
-                                           const QString heard = QString::fromUtf8(vantora::toJson(message));
-                                           link->send({{u"type"_s, u"chat_send"_s}, {u"text"_s, heard}});
+                                         if (std::getenv("DESKTOP_DOUBLE_ECHOES")) {
+                                           const QString received = QString::fromUtf8(vantora::toJson(message));
+                                           link->send({{u"type"_s, u"chat_send"_s}, {u"text"_s, received}});
                                          }
-                                         const QByteArray words = message.value("preset"_L1).toString().toUtf8();
-                                         if (const auto said = vantora::parseJsonObject(words)) link->send(*said);
+                                         const QByteArray preset = message.value("preset"_L1).toString().toUtf8();
+                                         if (const auto reply = vantora::parseJsonObject(preset)) link->send(*reply);
                                          if (type == "ping"_L1) return link->send({{u"type"_s, u"pong"_s}});
                                          link->send({{u"type"_s, u"echo"_s}, {u"of"_s, message}});
                                        },

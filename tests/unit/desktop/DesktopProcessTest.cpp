@@ -29,7 +29,7 @@ class DesktopProcessTest : public testing::Test {
                                .disconnected = [this] { ++disconnected_; }});
     process_->start();
   }
-  // The process id that the n-th "ready" told.
+  // The process id in the n-th "ready".
   pid_t readyPid(int nth) {
     int seen = 0;
     for (const JsonObject& message : received_) {
@@ -111,7 +111,7 @@ TEST_F(DesktopProcessTest, waitsNoLongerThanHalfAMinuteBetweenStarts) {
   ASSERT_TRUE(testing_loop::waitFor([&] { return scheduler_.runningTimers() == 1; }));
 }
 
-TEST_F(DesktopProcessTest, replacesAProcessThatTalksNonsense) {
+TEST_F(DesktopProcessTest, replacesAProcessThatSendsMalformedData) {
   start();
   ASSERT_TRUE(waitForReady(1));
   process_->send({{u"type"_s, u"garbage"_s}});
@@ -147,7 +147,7 @@ TEST_F(DesktopProcessTest, keepsAProcessThatAnswers) {
   ASSERT_TRUE(waitForReady(1));
   for (int i = 0; i < 10; ++i) {
     scheduler_.advance(5s);
-    // What it echoes after the ping shows that the pong has come.
+    // The echo after the ping shows that the pong has arrived.
     process_->send({{u"type"_s, u"hello"_s}});
     const auto echoes = static_cast<size_t>(i) + 2;
     ASSERT_TRUE(testing_loop::waitFor([&] { return received_.size() == echoes; }));
@@ -155,7 +155,7 @@ TEST_F(DesktopProcessTest, keepsAProcessThatAnswers) {
   EXPECT_EQ(disconnected_, 0);
 }
 
-TEST_F(DesktopProcessTest, takesTheProcessAlong) {
+TEST_F(DesktopProcessTest, endsTheProcess) {
   start();
   ASSERT_TRUE(waitForReady(1));
   const pid_t pid = readyPid(1);
@@ -163,7 +163,7 @@ TEST_F(DesktopProcessTest, takesTheProcessAlong) {
   EXPECT_NE(kill(pid, 0), 0);
 }
 
-TEST_F(DesktopProcessTest, takesAHangingProcessAlong) {
+TEST_F(DesktopProcessTest, endsAHangingProcess) {
   start();
   ASSERT_TRUE(waitForReady(1));
   process_->send({{u"type"_s, u"hang"_s}});

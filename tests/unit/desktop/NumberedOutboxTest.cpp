@@ -17,7 +17,7 @@ QString contents(const auto& kept) {
   return text;
 }
 
-TEST(NumberedOutbox, keepsWhatWasNotDealtWithInItsOrder) {
+TEST(NumberedOutbox, keepsUnhandledEntriesInOrder) {
   Outbox outbox({});
   EXPECT_EQ(outbox.last(), 0);
   EXPECT_EQ(outbox.next(), 1);
@@ -27,7 +27,7 @@ TEST(NumberedOutbox, keepsWhatWasNotDealtWithInItsOrder) {
   EXPECT_EQ(outbox.last(), 3);
 }
 
-TEST(NumberedOutbox, numbersGoOnAfterEverythingWasDealtWith) {
+TEST(NumberedOutbox, numbersContinueAfterEverythingWasHandled) {
   Outbox outbox({});
   outbox.add(u"a"_s, 1);
   outbox.remove(1);

@@ -17,7 +17,7 @@ class RemoteClipboardTest : public testing::Test {
   qint64 lastId() const { return sent_.last().value(u"id").toInteger(); }
 
   static inline const QString kFailed = u"(failed)"_s;
-  // What the desktop process is asked, with the text it shall set.
+  // Requests to the desktop process, with the text to set.
   QStringList asked() {
     QStringList list;
     for (const JsonObject& message : std::exchange(sent_, {})) {
@@ -26,7 +26,7 @@ class RemoteClipboardTest : public testing::Test {
     }
     return list;
   }
-  // Of what asked() showed last.
+  // Confirms the last request that asked() returned.
   void stores(qint64 count) { clipboard_.take(u"clipboard_stored"_s, reply(id_, "count", count)); }
   void reads(const QString& text) { clipboard_.take(u"clipboard_text"_s, reply(id_, "text", text)); }
   // A desktop process has put `text` on the clipboard and ended.
@@ -103,7 +103,7 @@ TEST_F(RemoteClipboardTest, setsATextAgainWhoseDesktopProcessEndedBeforeItWasSto
   EXPECT_EQ(clipboard_.changeCount(), 4);
 }
 
-TEST_F(RemoteClipboardTest, hasOnlyOneTextOnTheLineToASlowProcess) {
+TEST_F(RemoteClipboardTest, hasOnlyOneTextInTheConnectionToASlowProcess) {
   clipboard_.connected();
   QList<qint64> counts;
   for (int i = 0; i < 5; ++i) {
@@ -124,7 +124,7 @@ TEST_F(RemoteClipboardTest, hasOnlyOneTextOnTheLineToASlowProcess) {
 
 // Between two desktop processes
 
-TEST_F(RemoteClipboardTest, noticesACopyThatWasMadeBetweenTwoDesktopProcesses) {
+TEST_F(RemoteClipboardTest, detectsACopyThatWasMadeBetweenTwoDesktopProcesses) {
   setAndDisconnect(u"viewer"_s);
   clipboard_.connected();
   EXPECT_EQ(asked(), QStringList{u"clipboard_get"_s});
@@ -142,11 +142,11 @@ TEST_F(RemoteClipboardTest, countsAChangeWhenItCannotTellWhatWasCopiedMeanwhile)
   EXPECT_EQ(changes_, 1);
   clipboard_.disconnected();
   clipboard_.connected();
-  clipboard_.disconnected();  // Before it answered.
+  clipboard_.disconnected();  // Before the reply.
   EXPECT_EQ(changes_, 1);
 }
 
-TEST_F(RemoteClipboardTest, putsBackTheTextThatWentWithItsDesktopProcess) {
+TEST_F(RemoteClipboardTest, restoresTheTextThatWasLostWithItsDesktopProcess) {
   setAndDisconnect(u"viewer"_s);
   clipboard_.connected();
   asked();
@@ -166,7 +166,7 @@ TEST_F(RemoteClipboardTest, countsNoChangeWhenAnotherProgramKeptTheText) {
   EXPECT_EQ(changes_, 0);
 }
 
-TEST_F(RemoteClipboardTest, putsNothingBackThatAnotherProgramHadReplaced) {
+TEST_F(RemoteClipboardTest, restoresNoTextThatAnotherProgramHadReplaced) {
   clipboard_.connected();
   clipboard_.setText(u"viewer"_s, [](qint64) {});
   asked();
@@ -186,7 +186,7 @@ TEST_F(RemoteClipboardTest, asksTheFirstDesktopProcessForNothing) {
   EXPECT_TRUE(sent_.isEmpty());
 }
 
-TEST_F(RemoteClipboardTest, prefersATextThatIsSetWhileItLooksForCopies) {
+TEST_F(RemoteClipboardTest, prefersATextThatIsSetWhileItChecksForCopies) {
   setAndDisconnect(u"old"_s);
   clipboard_.connected();
   asked();
@@ -210,7 +210,7 @@ TEST_F(RemoteClipboardTest, readsThroughTheDesktopProcess) {
   EXPECT_EQ(texts, QStringList{u"copied"_s});
 }
 
-TEST_F(RemoteClipboardTest, givesUpOnAReadThatIsNotAnswered) {
+TEST_F(RemoteClipboardTest, failsAReadThatIsNotAnswered) {
   clipboard_.connected();
   QStringList texts;
   clipboard_.requestText([&](const ClipboardReading& value) { texts.append(value.text.value_or(kFailed)); });
@@ -242,7 +242,7 @@ TEST_F(RemoteClipboardTest, passesOnHowLongATextIsThatIsTooLong) {
   EXPECT_EQ(got.tooLong, 12'000'000);
 }
 
-TEST_F(RemoteClipboardTest, givesUpOnAWriteThatIsNotAnswered) {
+TEST_F(RemoteClipboardTest, endsAWriteThatIsNotAnswered) {
   clipboard_.connected();
   int answers = 0;
   clipboard_.setText(u"x"_s, [&](qint64) { ++answers; });
@@ -252,7 +252,7 @@ TEST_F(RemoteClipboardTest, givesUpOnAWriteThatIsNotAnswered) {
   EXPECT_EQ(answers, 1);
 }
 
-TEST_F(RemoteClipboardTest, tellsChangesOfOthersAndNotItsOwn) {
+TEST_F(RemoteClipboardTest, reportsChangesOfOthersAndNotItsOwn) {
   clipboard_.connected();
   int changes = 0;
   clipboard_.setChangedHandler([&] { ++changes; });
@@ -286,7 +286,7 @@ TEST_F(RemoteClipboardTest, answersReadersWhenTheDesktopProcessGoes) {
   EXPECT_EQ(texts, QStringList{kFailed});
 }
 
-TEST_F(RemoteClipboardTest, ignoresNonsense) {
+TEST_F(RemoteClipboardTest, ignoresMalformedMessages) {
   clipboard_.connected();
   clipboard_.take(u"clipboard_changed"_s, {{u"count"_s, -4}});
   clipboard_.take(u"clipboard_changed"_s, {{u"count"_s, u"7"_s}});

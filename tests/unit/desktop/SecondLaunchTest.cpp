@@ -28,53 +28,53 @@ QByteArray uniqueName() {
   return "vantora-test-" + QByteArray::number(getpid()) + "-" + QByteArray::number(++counter);
 }
 
-// A socket with the name of a launch, or a line to one.
-struct Line {
-  Line() : socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)) {}
-  explicit Line(int descriptor) : socket(descriptor) {}
-  ~Line() {
+// A socket with the name of a launch, or a connection to one.
+struct TestSocket {
+  TestSocket() : socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)) {}
+  explicit TestSocket(int descriptor) : socket(descriptor) {}
+  ~TestSocket() {
     if (socket >= 0) close(socket);
   }
-  Line(Line&& other) noexcept : connected(other.connected), socket(std::exchange(other.socket, -1)) {}
-  Line& operator=(Line&&) = delete;
+  TestSocket(TestSocket&& other) noexcept : connected(other.connected), socket(std::exchange(other.socket, -1)) {}
+  TestSocket& operator=(TestSocket&&) = delete;
 
-  static Line to(const QByteArray& name) {
-    Line line;
-    fcntl(line.socket, F_SETFL, O_NONBLOCK);
-    line.connected = line.with(name, ::connect) == 0;
-    fcntl(line.socket, F_SETFL, 0);
-    return line;
+  static TestSocket to(const QByteArray& name) {
+    TestSocket connection;
+    fcntl(connection.socket, F_SETFL, O_NONBLOCK);
+    connection.connected = connection.with(name, ::connect) == 0;
+    fcntl(connection.socket, F_SETFL, 0);
+    return connection;
   }
-  static Line boundTo(const QByteArray& name) {
-    Line line;
-    EXPECT_EQ(line.with(name, ::bind), 0);
-    return line;
+  static TestSocket boundTo(const QByteArray& name) {
+    TestSocket connection;
+    EXPECT_EQ(connection.with(name, ::bind), 0);
+    return connection;
   }
-  static Line listeningAs(const QByteArray& name) {
-    Line line = boundTo(name);
-    EXPECT_EQ(listen(line.socket, 8), 0);
-    return line;
+  static TestSocket listeningAs(const QByteArray& name) {
+    TestSocket connection = boundTo(name);
+    EXPECT_EQ(listen(connection.socket, 8), 0);
+    return connection;
   }
 
-  // The next caller; waits for it, for half a minute at most.
-  Line accepted() const { return Line(comes() ? accept4(socket, nullptr, nullptr, SOCK_CLOEXEC) : -1); }
-  // What comes next; waits likewise.
-  char word() const {
-    char letter = 0;
-    return comes() && recv(socket, &letter, 1, 0) == 1 ? letter : '\0';
+  // The next caller; waits for at most 30 seconds.
+  TestSocket accepted() const { return TestSocket(readable() ? accept4(socket, nullptr, nullptr, SOCK_CLOEXEC) : -1); }
+  // The next byte; waits likewise.
+  char readByte() const {
+    char byte = 0;
+    return readable() && recv(socket, &byte, 1, 0) == 1 ? byte : '\0';
   }
-  void say(char letter) const { EXPECT_EQ(send(socket, &letter, 1, MSG_NOSIGNAL), 1); }
-  // Whether the other side has closed it.
+  void sendByte(char byte) const { EXPECT_EQ(send(socket, &byte, 1, MSG_NOSIGNAL), 1); }
+  // Whether the other side has closed the connection.
   bool ended() const {
-    char letter = 0;
-    return recv(socket, &letter, 1, MSG_DONTWAIT) == 0 || errno == ECONNRESET;
+    char byte = 0;
+    return recv(socket, &byte, 1, MSG_DONTWAIT) == 0 || errno == ECONNRESET;
   }
 
   bool connected = false;
   int socket;
 
  private:
-  bool comes() const {
+  bool readable() const {
     pollfd input{socket, POLLIN, 0};
     return poll(&input, 1, 30000) == 1;
   }
@@ -87,12 +87,12 @@ struct Line {
   }
 };
 
-TEST(SecondLaunch, isToldToTheFirst) {
+TEST(SecondLaunch, isReportedToTheFirstLaunch) {
   testing_loop::ensureApplication();
   const QByteArray name = uniqueName();
   int again = 0;
   SecondLaunch first;
-  ASSERT_EQ(first.claim(name, [&] { ++again; }), SecondLaunch::Outcome::first);
+  ASSERT_EQ(first.claim(name, [&] { ++again; }), SecondLaunch::Outcome::firstLaunch);
   for (int i = 1; i <= 3; ++i) {
     std::atomic<int> outcome = -1;
     std::thread other([&] {
@@ -101,7 +101,7 @@ TEST(SecondLaunch, isToldToTheFirst) {
     });
     EXPECT_TRUE(testing_loop::waitFor([&] { return again == i && outcome >= 0; }));
     other.join();
-    EXPECT_EQ(outcome, static_cast<int>(SecondLaunch::Outcome::toldOther));
+    EXPECT_EQ(outcome, static_cast<int>(SecondLaunch::Outcome::notifiedOther));
   }
 }
 
@@ -110,29 +110,29 @@ TEST(SecondLaunch, freesTheNameWithItsHolder) {
   const QByteArray name = uniqueName();
   {
     SecondLaunch first;
-    ASSERT_EQ(first.claim(name, [] {}), SecondLaunch::Outcome::first);
+    ASSERT_EQ(first.claim(name, [] {}), SecondLaunch::Outcome::firstLaunch);
   }
   bool again = false;
   SecondLaunch next;
-  ASSERT_EQ(next.claim(name, [&] { again = true; }), SecondLaunch::Outcome::first);
+  ASSERT_EQ(next.claim(name, [&] { again = true; }), SecondLaunch::Outcome::firstLaunch);
   std::thread other([&] {
     SecondLaunch second;
-    EXPECT_EQ(second.claim(name, [] {}), SecondLaunch::Outcome::toldOther);
+    EXPECT_EQ(second.claim(name, [] {}), SecondLaunch::Outcome::notifiedOther);
   });
   EXPECT_TRUE(testing_loop::waitFor([&] { return again; }));
   other.join();
 }
 
-TEST(SecondLaunch, leavesItsWordToAHolderThatSleeps) {
+TEST(SecondLaunch, leavesItsRequestToAHolderThatIsStopped) {
   testing_loop::ensureApplication();
   const QByteArray name = uniqueName();
   int again = 0;
   SecondLaunch stuck;  // Its event loop does not run.
-  ASSERT_EQ(stuck.claim(name, [&] { ++again; }), SecondLaunch::Outcome::first);
+  ASSERT_EQ(stuck.claim(name, [&] { ++again; }), SecondLaunch::Outcome::firstLaunch);
   SecondLaunch second;
   EXPECT_EQ(second.claim(
                 name, [] {}, 300ms),
-            SecondLaunch::Outcome::toldOther);
+            SecondLaunch::Outcome::notifiedOther);
   EXPECT_EQ(again, 0);
   EXPECT_TRUE(testing_loop::waitFor([&] { return again == 1; }));
 }
@@ -141,40 +141,40 @@ TEST(SecondLaunch, doesNotRunBesideAHolderWhoseQueueIsFull) {
   testing_loop::ensureApplication();
   const QByteArray name = uniqueName();
   SecondLaunch stuck;
-  ASSERT_EQ(stuck.claim(name, [] {}), SecondLaunch::Outcome::first);
-  std::vector<Line> waiting;
+  ASSERT_EQ(stuck.claim(name, [] {}), SecondLaunch::Outcome::firstLaunch);
+  std::vector<TestSocket> waiting;
   do {
-    waiting.emplace_back(Line::to(name));
+    waiting.emplace_back(TestSocket::to(name));
     ASSERT_LT(waiting.size(), 100U);
   } while (waiting.back().connected);
   ASSERT_GT(waiting.size(), 1U);
   SecondLaunch second;
   EXPECT_EQ(second.claim(
                 name, [] {}, 300ms),
-            SecondLaunch::Outcome::toldOther);
+            SecondLaunch::Outcome::notifiedOther);
 }
 
-TEST(SecondLaunch, takesTheNameOfAHolderThatEndsWithTheWordUnanswered) {
+TEST(SecondLaunch, takesTheNameOfAHolderThatEndsWithoutAReply) {
   testing_loop::ensureApplication();
   const QByteArray name = uniqueName();
-  auto holder = std::make_optional<Line>(Line::listeningAs(name));
+  auto holder = std::make_optional<TestSocket>(TestSocket::listeningAs(name));
   std::thread ending([&holder] {
-    const Line caller = holder->accepted();
-    EXPECT_EQ(caller.word(), 'a');
+    const TestSocket caller = holder->accepted();
+    EXPECT_EQ(caller.readByte(), 'a');
     holder.reset();
   });
   SecondLaunch second;
   EXPECT_EQ(second.claim(
                 name, [] {}, 60s),
-            SecondLaunch::Outcome::first);
+            SecondLaunch::Outcome::firstLaunch);
   ending.join();
-  EXPECT_TRUE(Line::to(name).connected);  // It has the name, and did not only give up.
+  EXPECT_TRUE(TestSocket::to(name).connected);  // It has the name, and the claim did not just time out.
 }
 
-TEST(SecondLaunch, saysItAgainToAHolderThatHungUp) {
+TEST(SecondLaunch, repeatsTheRequestToAHolderThatDisconnected) {
   testing_loop::ensureApplication();
   const QByteArray name = uniqueName();
-  const Line holder = Line::listeningAs(name);
+  const TestSocket holder = TestSocket::listeningAs(name);
   std::atomic<int> outcome = -1;
   std::thread other([&] {
     SecondLaunch second;
@@ -182,20 +182,20 @@ TEST(SecondLaunch, saysItAgainToAHolderThatHungUp) {
         name, [] {}, 60s));
   });
   static_cast<void>(holder.accepted());
-  const Line caller = holder.accepted();
-  EXPECT_EQ(caller.word(), 'a');
-  caller.say('t');
+  const TestSocket caller = holder.accepted();
+  EXPECT_EQ(caller.readByte(), 'a');
+  caller.sendByte('t');
   other.join();
-  EXPECT_EQ(outcome, static_cast<int>(SecondLaunch::Outcome::toldOther));
+  EXPECT_EQ(outcome, static_cast<int>(SecondLaunch::Outcome::notifiedOther));
 }
 
 TEST(SecondLaunch, runsBesideAHolderThatNeverListens) {
   const QByteArray name = uniqueName();
-  const Line holder = Line::boundTo(name);
+  const TestSocket holder = TestSocket::boundTo(name);
   SecondLaunch second;
   EXPECT_EQ(second.claim(
                 name, [] {}, 300ms),
-            SecondLaunch::Outcome::first);
+            SecondLaunch::Outcome::firstLaunch);
 }
 
 TEST(SecondLaunch, waitsSecondsForABusyHolder) {
@@ -203,7 +203,7 @@ TEST(SecondLaunch, waitsSecondsForABusyHolder) {
   const QByteArray name = uniqueName();
   int again = 0;
   SecondLaunch first;
-  ASSERT_EQ(first.claim(name, [&] { ++again; }), SecondLaunch::Outcome::first);
+  ASSERT_EQ(first.claim(name, [&] { ++again; }), SecondLaunch::Outcome::firstLaunch);
   std::atomic<int> outcome = -1;
   std::thread other([&] {
     SecondLaunch second;
@@ -214,21 +214,21 @@ TEST(SecondLaunch, waitsSecondsForABusyHolder) {
   EXPECT_EQ(outcome, -1);
   EXPECT_TRUE(testing_loop::waitFor([&] { return outcome >= 0; }));
   other.join();
-  EXPECT_EQ(outcome, static_cast<int>(SecondLaunch::Outcome::toldOther));
+  EXPECT_EQ(outcome, static_cast<int>(SecondLaunch::Outcome::notifiedOther));
   EXPECT_EQ(again, 1);
 }
 
-TEST(SecondLaunch, ignoresCallersThatSayNothingOrSomethingElse) {
+TEST(SecondLaunch, ignoresCallersThatSendNothingOrSomethingElse) {
   testing_loop::ensureApplication();
   const QByteArray name = uniqueName();
   int again = 0;
   SecondLaunch first;
-  ASSERT_EQ(first.claim(name, [&] { ++again; }), SecondLaunch::Outcome::first);
-  for (const char* word : {"", "x"}) {
-    const Line line = Line::to(name);
-    ASSERT_TRUE(line.connected);
-    for (const char* letter = word; *letter; ++letter) line.say(*letter);
-    ASSERT_TRUE(testing_loop::waitFor([&] { return line.ended(); }));
+  ASSERT_EQ(first.claim(name, [&] { ++again; }), SecondLaunch::Outcome::firstLaunch);
+  for (const char* request : {"", "x"}) {
+    const TestSocket connection = TestSocket::to(name);
+    ASSERT_TRUE(connection.connected);
+    for (const char* byte = request; *byte; ++byte) connection.sendByte(*byte);
+    ASSERT_TRUE(testing_loop::waitFor([&] { return connection.ended(); }));
   }
   EXPECT_EQ(again, 0);
 }

@@ -53,27 +53,27 @@ TEST(UiMessages, refuseUnknownRequests) {
   EXPECT_FALSE(uiRequestOf({{u"name"_s, u"allow_files"_s}}));
 }
 
-TEST(SessionProxy, tellsOfChangesOnly) {
-  SessionProxy face([](const JsonObject&) {});
+TEST(SessionProxy, reportsChangesOnly) {
+  SessionProxy proxy([](const JsonObject&) {});
   int changes = 0;
-  face.setChangedHandler([&] { ++changes; });
-  EXPECT_TRUE(face.take(toMessage(kState)));
-  EXPECT_TRUE(face.take(toMessage(kState)));
+  proxy.setChangedHandler([&] { ++changes; });
+  EXPECT_TRUE(proxy.take(toMessage(kState)));
+  EXPECT_TRUE(proxy.take(toMessage(kState)));
   EXPECT_EQ(changes, 1);
-  EXPECT_EQ(face.state(), kState);
-  EXPECT_FALSE(face.take({{u"type"_s, u"state"_s}}));
-  EXPECT_EQ(face.state(), kState);
+  EXPECT_EQ(proxy.state(), kState);
+  EXPECT_FALSE(proxy.take({{u"type"_s, u"state"_s}}));
+  EXPECT_EQ(proxy.state(), kState);
 }
 
 TEST(SessionProxy, sendsEveryAction) {
   QList<JsonObject> sent;
-  SessionProxy face([&](const JsonObject& message) { sent.append(message); });
-  face.startSharing();
-  face.stopSharing();
-  face.regeneratePIN();
-  face.setAllowRemoteControl(true);
-  face.setFileReceiveAllowed(true);
-  face.quit();
+  SessionProxy proxy([&](const JsonObject& message) { sent.append(message); });
+  proxy.startSharing();
+  proxy.stopSharing();
+  proxy.regeneratePIN();
+  proxy.setAllowRemoteControl(true);
+  proxy.setFileReceiveAllowed(true);
+  proxy.quit();
   ASSERT_EQ(sent.size(), 6);
   EXPECT_EQ(uiRequestOf(sent[0])->action, UiAction::startSharing);
   EXPECT_EQ(uiRequestOf(sent[1])->action, UiAction::stopSharing);
@@ -81,7 +81,7 @@ TEST(SessionProxy, sendsEveryAction) {
   EXPECT_EQ(*uiRequestOf(sent[3]), (UiRequest{UiAction::setAllowRemoteControl, true}));
   EXPECT_EQ(*uiRequestOf(sent[4]), (UiRequest{UiAction::setFileReceiveAllowed, true}));
   EXPECT_EQ(uiRequestOf(sent[5])->action, UiAction::quit);
-  face.sendChat(u"hi"_s);
+  proxy.sendChat(u"hi"_s);
   EXPECT_EQ(sent[6], (JsonObject{{u"type"_s, u"chat_send"_s}, {u"text"_s, u"hi"_s}}));
 }
 

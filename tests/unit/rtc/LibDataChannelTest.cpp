@@ -9,7 +9,7 @@ using namespace Qt::Literals::StringLiterals;
 namespace vantora {
 namespace {
 
-// The library's end, played by the test.
+// A fake of the library's data channel.
 class Wire : public webrtc::DataChannelInterface {
  public:
   void RegisterObserver(webrtc::DataChannelObserver* observer) override {
@@ -36,7 +36,7 @@ class Wire : public webrtc::DataChannelInterface {
     if (observer_) observer_->OnStateChange();
   }
   bool closed() const { return state_ == kClosed; }
-  // Came before there was an observer.
+  // Queues a message as received before the registration of an observer.
   void keep(const std::string& text) { waiting_.push_back(text); }
   void beforeRegistrationReturns(std::function<void()> task) { duringRegistration_ = std::move(task); }
 
@@ -66,7 +66,7 @@ TEST_F(LibDataChannelTest, deliversInOrderOnMain) {
   for (int i = 0; i < 1000; ++i) EXPECT_EQ(got_[i], QByteArray::number(i));
 }
 
-// What a channel tells from its making to its closing, with `begin` before the making and `go` after it.
+// The events of a channel from its construction to its closing; `begin` runs before the construction, `go` after it.
 class LibDataChannelStatesTest : public testing::Test {
  protected:
   static void SetUpTestSuite() { testing_loop::ensureApplication(); }
@@ -111,10 +111,10 @@ TEST_F(LibDataChannelStatesTest, comeBeforeTheMessagesThatWaited) {
 }
 
 TEST_F(LibDataChannelTest, closesOnAFloodOfEmptyMessages) {
-  const int most = static_cast<int>(DataChannel::kMaxPendingBytes / 64);
-  for (int i = 0; i < most; ++i) wire_->receive({});
+  const int maximum = static_cast<int>(DataChannel::kMaxPendingBytes / 64);
+  for (int i = 0; i < maximum; ++i) wire_->receive({});
   ASSERT_TRUE(testing_loop::waitFor([this] { return wire_->closed(); }));
-  EXPECT_LT(got_.size(), most);
+  EXPECT_LT(got_.size(), maximum);
 }
 
 TEST_F(LibDataChannelTest, leavesMainToOthersBetweenSlicesOfABurst) {

@@ -9,7 +9,7 @@ using namespace Qt::Literals::StringLiterals;
 namespace vantora {
 namespace {
 
-// The library's sender, as far as it keeps a track.
+// A fake of the library's sender that stores its track and parameters.
 class TrackKeeper : public webrtc::RtpSenderInterface {
  public:
   bool SetTrack(webrtc::MediaStreamTrackInterface* track) override {

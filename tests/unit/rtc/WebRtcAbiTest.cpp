@@ -1,5 +1,5 @@
-// The packaged WebRTC library was compiled with its debug checks on, which changes the sizes of its
-// classes. A unit of ours that sees its headers otherwise would corrupt the heap.
+// The packaged WebRTC library was compiled with its debug checks on, which changes the sizes of its classes. A
+// translation unit of ours that includes its headers without them would corrupt the heap.
 #include <api/video/i420_buffer.h>
 #include <gtest/gtest.h>
 #include <rtc_base/checks.h>
@@ -19,7 +19,7 @@ namespace {
 static_assert(RTC_DCHECK_IS_ON, "the library's debug checks must be on in every unit that sees its headers");
 
 TEST(WebRtcAbiTest, findsTheChecksOnInsideTheLibrary) {
-  // Without its checks the library would make an empty picture of this.
+  // Without its checks the library would create an empty frame buffer.
   EXPECT_DEATH(webrtc::I420Buffer::Create(0, 0), "Check failed");
 }
 

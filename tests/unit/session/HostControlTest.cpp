@@ -1,4 +1,4 @@
-// What the session does with the viewer's control messages and channels.
+// How the session handles the viewer's control messages and channels.
 #include "tests/unit/session/HostFixture.h"
 
 using namespace std::chrono_literals;
@@ -21,7 +21,7 @@ class HostControlTest : public HostFixture {
 TEST_F(HostControlTest, greetsTheViewerOnTheReliableChannel) {
   start();
   peer().reliable().open();
-  const QList<JsonObject> messages = heard();
+  const QList<JsonObject> messages = received();
   ASSERT_EQ(typesOf(messages), (QStringList{u"display_info"_s, u"host_stats"_s}));
   EXPECT_EQ(messages[0], (JsonObject{{u"type"_s, u"display_info"_s}, {u"count"_s, 2}, {u"current"_s, 0}}));
   EXPECT_EQ(messages[1].value(u"room"_s), QJsonValue(u"r"_s));
@@ -35,23 +35,23 @@ TEST_F(HostControlTest, startsTheTimerOnAnyChannelButGreetsOnlyOnTheReliableOne)
   peer().control().open();
   EXPECT_EQ(scheduler_.runningTimers(), 1U);
   scheduler_.advance(1s);
-  EXPECT_TRUE(heard("control"_L1).isEmpty());
+  EXPECT_TRUE(received("control"_L1).isEmpty());
   peer().reliable().open();
-  heard();
+  received();
   scheduler_.advance(1s);
-  EXPECT_EQ(typesOf(heard()), (QStringList{u"host_stats"_s, u"host_stats"_s, u"host_stats"_s, u"host_stats"_s}));
-  EXPECT_EQ(typesOf(heard("control"_L1)), QStringList{u"cursor_shape"_s});
+  EXPECT_EQ(typesOf(received()), (QStringList{u"host_stats"_s, u"host_stats"_s, u"host_stats"_s, u"host_stats"_s}));
+  EXPECT_EQ(typesOf(received("control"_L1)), QStringList{u"cursor_shape"_s});
 }
 
 TEST_F(HostControlTest, tellsAViewerThatComesLaterThatTheScreenIsRefused) {
   start();
   host_->startSharing();
-  sources_.screen().news.refused(u"screen_recording"_s);
+  sources_.screen().events.refused(u"screen_recording"_s);
   sources_.screen().finishStart();
   peer().reliable().open();
-  EXPECT_TRUE(heard("control"_L1).isEmpty());
+  EXPECT_TRUE(received("control"_L1).isEmpty());
   peer().control().open();
-  EXPECT_EQ(heard("control"_L1),
+  EXPECT_EQ(received("control"_L1),
             (QList<JsonObject>{{{u"type"_s, u"permission_required"_s}, {u"permission"_s, u"screen_recording"_s}}}));
 }
 
@@ -62,9 +62,9 @@ TEST_F(HostControlTest, tellsWhatIsSentNow) {
   sources_.screen().lastCaptureWallNs = 17;
   say({{u"type"_s, u"quality"_s}, {u"preset"_s, u"low"_s}});
   say({{u"type"_s, u"display_index"_s}, {u"index"_s, 1}});
-  heard();
+  received();
   scheduler_.advance(250ms);
-  const QList<JsonObject> messages = heard();
+  const QList<JsonObject> messages = received();
   ASSERT_EQ(messages.size(), 1);
   const JsonObject& stats = messages[0];
   EXPECT_EQ(stats.value(u"preset"_s), QJsonValue(u"low"_s));
@@ -88,20 +88,20 @@ TEST_F(HostControlTest, resetsReplacesAndOffersWhenAChannelCloses) {
     EXPECT_EQ(journal_.with("peer: "_L1), (QStringList{u"peer: createDataChannel "_s + label, u"peer: createOffer"_s}));
     EXPECT_FALSE(host_->authorisation().controlAuthed());
     EXPECT_FALSE(host_->authorisation().controlEnabled());
-    EXPECT_EQ(scheduler_.runningTimers(), reliable ? 0U : 1U);  // The cursor goes on with "control_reliable".
+    EXPECT_EQ(scheduler_.runningTimers(), reliable ? 0U : 1U);  // The cursor continues with "control_reliable".
     EXPECT_EQ(peer().channels.size(), 3U);
     peer().settle();
     EXPECT_EQ(signalled(), QStringList{u"offer"_s});
   }
 }
 
-TEST_F(HostControlTest, startsStatisticsAgainWhenTheFreshChannelOpens) {
+TEST_F(HostControlTest, startsStatisticsAgainWhenTheNewChannelOpens) {
   connectViewer();
   peer().reliable().close();
   peer().reliable().open();
-  EXPECT_EQ(typesOf(heard()), (QStringList{u"display_info"_s, u"host_stats"_s}));
+  EXPECT_EQ(typesOf(received()), (QStringList{u"display_info"_s, u"host_stats"_s}));
   scheduler_.advance(250ms);
-  EXPECT_EQ(typesOf(heard()), QStringList{u"host_stats"_s});
+  EXPECT_EQ(typesOf(received()), QStringList{u"host_stats"_s});
 }
 
 // Held input
@@ -120,7 +120,7 @@ TEST_F(HostControlTest, releasesHeldInputWhenTheUserWithdrawsControl) {
   holdAButton();
   host_->authorisation().setAllowRemoteControl(false);
   EXPECT_TRUE(input_.heldButtons.empty());
-  EXPECT_EQ(heard(), (QList<JsonObject>{{{u"type"_s, u"control_state"_s}, {u"enabled"_s, false}}}));
+  EXPECT_EQ(received(), (QList<JsonObject>{{{u"type"_s, u"control_state"_s}, {u"enabled"_s, false}}}));
 }
 
 TEST_F(HostControlTest, releasesHeldInputWhenTheViewerSwitchesControlOff) {
@@ -144,46 +144,46 @@ TEST_F(HostControlTest, answersAuthAndThenAcknowledges) {
   connectViewer();
   say({{u"type"_s, u"auth"_s}, {u"token"_s, u"000042"_s}, {u"req"_s, 1}});
   say({{u"type"_s, u"auth"_s}, {u"token"_s, u"42"_s}, {u"req"_s, QJsonValue()}});
-  EXPECT_EQ(heard(), (QList<JsonObject>{{{u"type"_s, u"auth"_s}, {u"ok"_s, true}},
-                                        {{u"type"_s, u"ack"_s}, {u"req"_s, 1}},
-                                        {{u"type"_s, u"auth"_s}, {u"ok"_s, false}},
-                                        {{u"type"_s, u"ack"_s}, {u"req"_s, QJsonValue()}}}));
+  EXPECT_EQ(received(), (QList<JsonObject>{{{u"type"_s, u"auth"_s}, {u"ok"_s, true}},
+                                           {{u"type"_s, u"ack"_s}, {u"req"_s, 1}},
+                                           {{u"type"_s, u"auth"_s}, {u"ok"_s, false}},
+                                           {{u"type"_s, u"ack"_s}, {u"req"_s, QJsonValue()}}}));
   EXPECT_EQ(logged(), (QStringList{u"[control] auth=true"_s, u"[control] auth=false"_s}));
 }
 
 TEST_F(HostControlTest, saysThatPermissionIsMissingAfterTheAcknowledgement) {
   connectViewer();
   say({{u"type"_s, u"auth"_s}, {u"token"_s, u"000042"_s}});
-  heard();
+  received();
   input_.setUsable(false);
   input_.setRefusal(u"no way in"_s);
   say({{u"type"_s, u"control"_s}, {u"enable"_s, true}, {u"req"_s, 3}});
-  EXPECT_EQ(heard(),
+  EXPECT_EQ(received(),
             (QList<JsonObject>{{{u"type"_s, u"control_state"_s}, {u"enabled"_s, false}},
                                {{u"type"_s, u"ack"_s}, {u"req"_s, 3}},
                                {{u"type"_s, u"permission_required"_s}, {u"permission"_s, u"accessibility"_s}}}));
   EXPECT_EQ(logged().filter(u"refused"_s), QStringList{u"[input] refused: no way in"_s});
 }
 
-// The person at the desktop takes a minute: nothing waits for them, and the replies keep their order.
+// The local user takes a minute to decide: nothing blocks, and the replies keep their order.
 TEST_F(HostControlTest, answersControlWhenThePersonHasConsented) {
   connectViewer();
   input_.asks = true;
   say({{u"type"_s, u"auth"_s}, {u"token"_s, u"000042"_s}});
-  heard();
+  received();
   say({{u"type"_s, u"control"_s}, {u"enable"_s, true}, {u"req"_s, 3}});
   for (int second = 0; second < 60; ++second) {
     scheduler_.advance(std::chrono::seconds(1));
     say({{u"type"_s, u"ping"_s}});
     say({{u"type"_s, u"mouseMove"_s}, {u"x"_s, 0.5}, {u"y"_s, 0.5}});
-    const QStringList types = typesOf(heard());
+    const QStringList types = typesOf(received());
     EXPECT_EQ(types.count(u"pong"_s), 1);
     EXPECT_FALSE(types.contains(u"control_state"_s) || types.contains(u"ack"_s));
   }
   EXPECT_TRUE(input_.pointerActions.empty());
   ASSERT_TRUE(input_.answer());
-  EXPECT_EQ(heard(), (QList<JsonObject>{{{u"type"_s, u"control_state"_s}, {u"enabled"_s, true}},
-                                        {{u"type"_s, u"ack"_s}, {u"req"_s, 3}}}));
+  EXPECT_EQ(received(), (QList<JsonObject>{{{u"type"_s, u"control_state"_s}, {u"enabled"_s, true}},
+                                           {{u"type"_s, u"ack"_s}, {u"req"_s, 3}}}));
   say({{u"type"_s, u"mouseMove"_s}, {u"x"_s, 0.5}, {u"y"_s, 0.5}});
   EXPECT_EQ(input_.pointerActions.size(), 1U);
 }
@@ -192,13 +192,13 @@ TEST_F(HostControlTest, tellsTheViewerOfAPersonsNoInTheSameOrder) {
   connectViewer();
   input_.asks = true;
   say({{u"type"_s, u"control"_s}, {u"enable"_s, true}, {u"req"_s, 3}});
-  EXPECT_TRUE(heard().isEmpty());
+  EXPECT_TRUE(received().isEmpty());
   input_.setUsable(false);
   ASSERT_TRUE(input_.answer());
-  EXPECT_EQ(typesOf(heard()), (QStringList{u"control_state"_s, u"ack"_s, u"permission_required"_s}));
+  EXPECT_EQ(typesOf(received()), (QStringList{u"control_state"_s, u"ack"_s, u"permission_required"_s}));
 }
 
-TEST_F(HostControlTest, letsGoAndStopsSharingWhenTheDesktopTakesItBack) {
+TEST_F(HostControlTest, releasesInputAndStopsSharingWhenTheDesktopWithdrawsPermission) {
   connectInControl();
   host_->startSharing();
   holdAButton();
@@ -215,8 +215,8 @@ TEST_F(HostControlTest, letsGoAndStopsSharingWhenTheDesktopTakesItBack) {
 TEST_F(HostControlTest, repliesOnTheReliableChannelAndAcknowledgesWhereTheRequestCameFrom) {
   connectViewer();
   say({{u"type"_s, u"control"_s}, {u"enable"_s, true}}, "control"_L1);
-  EXPECT_EQ(typesOf(heard()), QStringList{u"control_state"_s});
-  EXPECT_EQ(typesOf(heard("control"_L1)), QStringList{u"ack"_s});
+  EXPECT_EQ(typesOf(received()), QStringList{u"control_state"_s});
+  EXPECT_EQ(typesOf(received("control"_L1)), QStringList{u"ack"_s});
 }
 
 TEST_F(HostControlTest, refusesInputBeforeControlIsGranted) {
@@ -225,7 +225,7 @@ TEST_F(HostControlTest, refusesInputBeforeControlIsGranted) {
   say({{u"type"_s, u"auth"_s}, {u"token"_s, u"000042"_s}});
   say({{u"type"_s, u"mouseClick"_s}, {u"x"_s, 0.5}, {u"y"_s, 0.5}});
   EXPECT_TRUE(input_.pointerActions.empty());
-  EXPECT_TRUE(heard("control"_L1).isEmpty());
+  EXPECT_TRUE(received("control"_L1).isEmpty());
 }
 
 TEST_F(HostControlTest, letsTheDemoRoomControlWithoutAPin) {
@@ -233,9 +233,9 @@ TEST_F(HostControlTest, letsTheDemoRoomControlWithoutAPin) {
   say(QByteArray(R"({"type":"auth"})"));
   say({{u"type"_s, u"control"_s}, {u"enable"_s, true}});
   EXPECT_TRUE(isOpen(Gate::input, host_->authorisation().rights()));
-  heard();
+  received();
   scheduler_.advance(250ms);
-  EXPECT_EQ(heard().value(0).value(u"demo"_s), QJsonValue(true));
+  EXPECT_EQ(received().value(0).value(u"demo"_s), QJsonValue(true));
 }
 
 // Refusals
@@ -252,9 +252,9 @@ TEST_F(HostControlTest, tellsWhyACommandIsRefused) {
                       {u"code"_s, -1},
                       {u"stderr"_s, u"Unauthorized (control not granted)"_s}};
   };
-  EXPECT_EQ(heard(), (QList<JsonObject>{refusal(u"cmd"_s), refusal(u""_s)}));
+  EXPECT_EQ(received(), (QList<JsonObject>{refusal(u"cmd"_s), refusal(u""_s)}));
   say({{u"type"_s, u"open_activity_monitor"_s}, {u"pid"_s, 1}});
-  EXPECT_TRUE(heard().isEmpty());
+  EXPECT_TRUE(received().isEmpty());
 }
 
 // Support commands
@@ -262,7 +262,7 @@ TEST_F(HostControlTest, tellsWhyACommandIsRefused) {
 TEST_F(HostControlTest, runsSupportCommandsForAViewerThatKnowsThePin) {
   connectViewer();
   say({{u"type"_s, u"auth"_s}, {u"token"_s, u"000042"_s}});
-  heard();
+  received();
   say({{u"type"_s, u"exec_command"_s}, {u"id"_s, u"open-terminal"_s}, {u"req"_s, 1}}, "control"_L1);
   say({{u"type"_s, u"exec_command"_s}, {u"id"_s, u"x"_s}, {u"text"_s, u"open ~/Downloads"_s}});
   say({{u"type"_s, u"exec_command"_s}, {u"id"_s, u"x"_s}, {u"text"_s, u"ls"_s}});
@@ -279,8 +279,8 @@ TEST_F(HostControlTest, runsSupportCommandsForAViewerThatKnowsThePin) {
   JsonObject ended = result(u"open-terminal"_s, true, 0);
   ended.insert(u"stdout"_s, u"out"_s);
   ended.insert(u"stderr"_s, QString());
-  EXPECT_EQ(heard(), (QList<JsonObject>{refused, ended}));
-  EXPECT_TRUE(heard("control"_L1).isEmpty()) << "no acknowledgement, and the result goes on the reliable channel";
+  EXPECT_EQ(received(), (QList<JsonObject>{refused, ended}));
+  EXPECT_TRUE(received("control"_L1).isEmpty()) << "no acknowledgement, and the result goes on the reliable channel";
 }
 
 TEST_F(HostControlTest, endsRunningCommandsWithTheSession) {
@@ -296,10 +296,10 @@ TEST_F(HostControlTest, aResultOutlivesTheViewerThatAskedForItWithoutHarm) {
   connectViewer();
   say({{u"type"_s, u"auth"_s}, {u"token"_s, u"000042"_s}});
   say({{u"type"_s, u"exec_command"_s}, {u"id"_s, u"dns-flush"_s}});
-  heard();
+  received();
   peer().reliable().close();
   supportTools_.finish({});
-  EXPECT_TRUE(heard().isEmpty()) << "the fresh channel is not open yet";
+  EXPECT_TRUE(received().isEmpty()) << "the fresh channel is not open yet";
 }
 
 // Single messages
@@ -313,16 +313,16 @@ TEST_F(HostControlTest, answersAPing) {
   const auto pong = [](qint64 t0) {
     return JsonObject{{u"type"_s, u"pong"_s}, {u"t0"_s, t0}, {u"hostNow"_s, qint64{1'700'000'000'123}}};
   };
-  EXPECT_EQ(heard(), (QList<JsonObject>{pong(77), pong(1'700'000'000'123), pong(1'700'000'000'123)}));
-  EXPECT_TRUE(heard("control"_L1).isEmpty());
+  EXPECT_EQ(received(), (QList<JsonObject>{pong(77), pong(1'700'000'000'123), pong(1'700'000'000'123)}));
+  EXPECT_TRUE(received("control"_L1).isEmpty());
 }
 
 TEST_F(HostControlTest, tellsTheDisplaysWhenNothingIsCaptured) {
   connectViewer();
   say({{u"type"_s, u"display_index"_s}, {u"index"_s, 1}, {u"req"_s, u"x"_s}});
-  EXPECT_EQ(heard("control"_L1),
+  EXPECT_EQ(received("control"_L1),
             (QList<JsonObject>{{{u"type"_s, u"display_info"_s}, {u"count"_s, 2}, {u"current"_s, 1}}}));
-  EXPECT_EQ(heard(), (QList<JsonObject>{{{u"type"_s, u"ack"_s}, {u"req"_s, u"x"_s}}}));
+  EXPECT_EQ(received(), (QList<JsonObject>{{{u"type"_s, u"ack"_s}, {u"req"_s, u"x"_s}}}));
   EXPECT_TRUE(logged().contains(u"[input] target display id=2 rotation=0 bounds=(1920, 0, 1280, 800)"_s));
 }
 
@@ -333,8 +333,8 @@ TEST_F(HostControlTest, movesARunningCaptureToTheDisplay) {
   forget();
   say({{u"type"_s, u"display_index"_s}, {u"index"_s, 1}});
   EXPECT_TRUE(journal_.entries().contains(u"screen 1: display 1"_s));
-  EXPECT_TRUE(heard("control"_L1).isEmpty());
-  EXPECT_EQ(typesOf(heard()), QStringList{u"ack"_s});
+  EXPECT_TRUE(received("control"_L1).isEmpty());
+  EXPECT_EQ(typesOf(received()), QStringList{u"ack"_s});
 }
 
 TEST_F(HostControlTest, takesAnyDisplayIndex) {
@@ -348,20 +348,20 @@ TEST_F(HostControlTest, takesAnyDisplayIndex) {
                                                             {"7", 7},
                                                             {"9223372036854775807", 2'147'483'647}}) {
     say(R"({"type":"display_index","index":)" + sent + "}");
-    EXPECT_EQ(heard("control"_L1).value(0).value(u"current"_s), QJsonValue(stored)) << sent.toStdString();
+    EXPECT_EQ(received("control"_L1).value(0).value(u"current"_s), QJsonValue(stored)) << sent.toStdString();
   }
   say(QByteArray(R"({"type":"display_index"})"));
-  EXPECT_EQ(heard("control"_L1).value(0).value(u"current"_s), QJsonValue(0));
+  EXPECT_EQ(received("control"_L1).value(0).value(u"current"_s), QJsonValue(0));
 }
 
-TEST_F(HostControlTest, tellsAnotherViewerNothingOfTheCommandOfTheFirstOne) {
+TEST_F(HostControlTest, tellsAnotherViewerNothingOfTheCommandOfTheFirstViewer) {
   connectInControl();
   say({{u"type"_s, u"exec_command"_s}, {u"id"_s, u"open-terminal"_s}});
   ASSERT_EQ(supportTools_.running(), 1);
   replaceViewer();
   supportTools_.finish({.ok = true, .code = 0, .standardOutput = u"secret"_s, .standardError = QString()});
-  EXPECT_TRUE(heard().isEmpty());
-  EXPECT_TRUE(heard("control"_L1).isEmpty());
+  EXPECT_TRUE(received().isEmpty());
+  EXPECT_TRUE(received("control"_L1).isEmpty());
 }
 
 TEST_F(HostControlTest, tellsTheUserInterfaceWhatChanged) {

@@ -9,10 +9,10 @@ namespace {
 
 class HostCursorTest : public HostFixture {
  protected:
-  // The shapes that came on "control" since the last look.
+  // The shapes sent on "control" since the last call.
   QStringList shapes() {
     QStringList list;
-    for (const JsonObject& message : heard("control"_L1)) {
+    for (const JsonObject& message : received("control"_L1)) {
       if (message.value(u"type"_s) == u"cursor_shape"_s) list.append(message.value(u"shape"_s).toString());
     }
     return list;
@@ -36,7 +36,7 @@ TEST_F(HostCursorTest, watchesWhileTheReliableChannelIsOpen) {
   EXPECT_FALSE(cursor_.watched());
 }
 
-TEST_F(HostCursorTest, watchesAgainWhenTheFreshChannelOpens) {
+TEST_F(HostCursorTest, watchesAgainWhenTheNewChannelOpens) {
   connectViewer();
   peer().reliable().close();
   peer().reliable().open();
@@ -54,7 +54,7 @@ TEST_F(HostCursorTest, stopsWithTheConnection) {
   connectViewer();
   signal({{u"type"_s, u"renegotiate"_s}});
   peer().settle();
-  answer(u"BB"_s, u"u2"_s);  // Another viewer: the connection is built anew.
+  answer(u"BB"_s, u"u2"_s);  // Another viewer: the connection is rebuilt.
   EXPECT_FALSE(cursor_.watched());
 }
 
@@ -63,14 +63,14 @@ TEST_F(HostCursorTest, answersAQueryWithTheShapeAndThenAnAckWithoutItsRequest) {
   cursor_.showQuietly(u"hand2"_s);
   for (int time = 0; time < 2; ++time) {
     say({{u"type"_s, u"cursor_query"_s}, {u"req"_s, 7}}, "control"_L1);
-    const QList<JsonObject> messages = heard("control"_L1);
+    const QList<JsonObject> messages = received("control"_L1);
     ASSERT_EQ(messages.size(), 2);
     EXPECT_EQ(messages[0].value(u"shape"_s), QJsonValue(u"pointer"_s));
     EXPECT_EQ(messages[1], (JsonObject{{u"type"_s, u"ack"_s}}));
   }
-  // The acknowledgement goes where the question came from.
+  // The acknowledgement goes to the channel of the request.
   say({{u"type"_s, u"cursor_query"_s}, {u"req"_s, 7}});
-  EXPECT_EQ(heard(), (QList<JsonObject>{{{u"type"_s, u"ack"_s}}}));
+  EXPECT_EQ(received(), (QList<JsonObject>{{{u"type"_s, u"ack"_s}}}));
   EXPECT_EQ(shapes(), QStringList{u"pointer"_s});
 }
 
@@ -79,10 +79,10 @@ TEST_F(HostCursorTest, acknowledgesAQueryAfterTheElementWasFound) {
   accessibility_.answersAtOnce = false;
   connectViewer();
   say({{u"type"_s, u"cursor_query"_s}}, "control"_L1);
-  EXPECT_TRUE(heard("control"_L1).isEmpty());
+  EXPECT_TRUE(received("control"_L1).isEmpty());
   accessibility_.pointed = {.elements = {{.role = u"AXTextArea"_s}}};
   accessibility_.answer();
-  const QList<JsonObject> messages = heard("control"_L1);
+  const QList<JsonObject> messages = received("control"_L1);
   ASSERT_EQ(messages.size(), 2);
   EXPECT_EQ(messages[0].value(u"shape"_s), QJsonValue(u"text"_s));
   EXPECT_EQ(messages[1], (JsonObject{{u"type"_s, u"ack"_s}}));
@@ -96,15 +96,15 @@ TEST_F(HostCursorTest, tellsAnotherViewerNothingOfAQuery) {
   replaceViewer();
   accessibility_.pointed = {.elements = {{.role = u"AXTextArea"_s}}};
   accessibility_.answer();
-  EXPECT_TRUE(heard("control"_L1).isEmpty());
-  EXPECT_TRUE(heard().isEmpty());
+  EXPECT_TRUE(received("control"_L1).isEmpty());
+  EXPECT_TRUE(received().isEmpty());
 }
 
 TEST_F(HostCursorTest, sendsTheTestShapeAndThenTheAck) {
   connectViewer();
   const JsonObject req{{u"n"_s, 5}};
   say({{u"type"_s, u"test_cursor"_s}, {u"shape"_s, u"zoom-out"_s}, {u"req"_s, req}}, "control"_L1);
-  const QList<JsonObject> messages = heard("control"_L1);
+  const QList<JsonObject> messages = received("control"_L1);
   ASSERT_EQ(messages.size(), 2);
   EXPECT_EQ(messages[0].value(u"shape"_s), QJsonValue(u"zoom-out"_s));
   EXPECT_EQ(messages[1], (JsonObject{{u"type"_s, u"ack"_s}, {u"req"_s, req}}));
@@ -114,7 +114,7 @@ TEST_F(HostCursorTest, ignoresATestWithoutAShape) {
   connectViewer();
   say({{u"type"_s, u"test_cursor"_s}, {u"req"_s, 1}}, "control"_L1);
   say({{u"type"_s, u"test_cursor"_s}, {u"shape"_s, true}, {u"req"_s, 1}}, "control"_L1);
-  EXPECT_TRUE(heard("control"_L1).isEmpty());
+  EXPECT_TRUE(received("control"_L1).isEmpty());
 }
 
 TEST_F(HostCursorTest, logsWhenTheEnvironmentSaysSo) {

@@ -25,35 +25,35 @@ TEST_F(HostDiagnosticsTest, answersOnTheChannelOfTheRequestWithoutAnyRight) {
   connectViewer();
   ask("control"_L1);
   finish();
-  EXPECT_EQ(heard("control"_L1), QList<JsonObject>{result()});
-  EXPECT_TRUE(heard().isEmpty());
+  EXPECT_EQ(received("control"_L1), QList<JsonObject>{result()});
+  EXPECT_TRUE(received().isEmpty());
   say({{u"type"_s, u"diagnostics_run"_s}, {u"req"_s, 1}});
   finish();
-  EXPECT_EQ(heard(), QList<JsonObject>{result()}) << "and nothing is acknowledged";
+  EXPECT_EQ(received(), QList<JsonObject>{result()}) << "and nothing is acknowledged";
   EXPECT_TRUE(logged().isEmpty());
 }
 
-TEST_F(HostDiagnosticsTest, theSessionGoesOnMeanwhile) {
+TEST_F(HostDiagnosticsTest, theSessionContinuesMeanwhile) {
   connectInControl();
   ask();
   say({{u"type"_s, u"ping"_s}, {u"t0"_s, 5}});
-  EXPECT_EQ(heard().value(0).value(u"type"_s), QJsonValue(u"pong"_s));
+  EXPECT_EQ(received().value(0).value(u"type"_s), QJsonValue(u"pong"_s));
   holdAButton();
   scheduler_.advance(250ms);
-  EXPECT_EQ(heard().value(0).value(u"type"_s), QJsonValue(u"host_stats"_s));
+  EXPECT_EQ(received().value(0).value(u"type"_s), QJsonValue(u"host_stats"_s));
   finish();
-  EXPECT_EQ(heard(), QList<JsonObject>{result()});
+  EXPECT_EQ(received(), QList<JsonObject>{result()});
 }
 
-TEST_F(HostDiagnosticsTest, aViewerThatLeftIsNotAnsweredAndItsReportIsGivenUp) {
+TEST_F(HostDiagnosticsTest, aViewerThatLeftGetsNoReplyAndItsReportIsCancelled) {
   for (const bool reliable : {false, true}) {
     connectViewer();
     ask(reliable ? "control_reliable"_L1 : "control"_L1);
     (reliable ? peer().reliable() : peer().control()).close();
     EXPECT_EQ(jobs_.open(), 0U);
-    // The fresh channel has not asked for anything.
+    // The new channel has not requested anything.
     (reliable ? peer().reliable() : peer().control()).open();
-    for (const JsonObject& message : heard() + heard("control"_L1)) {
+    for (const JsonObject& message : received() + received("control"_L1)) {
       EXPECT_NE(message.value(u"type"_s), QJsonValue(u"diagnostics_result"_s));
     }
   }
@@ -63,12 +63,12 @@ TEST_F(HostDiagnosticsTest, theOtherChannelsReportSurvivesAChannelThatCloses) {
   connectViewer();
   ask();
   peer().control().close();
-  heard();
+  received();
   finish();
-  EXPECT_EQ(heard(), QList<JsonObject>{result()});
+  EXPECT_EQ(received(), QList<JsonObject>{result()});
 }
 
-TEST_F(HostDiagnosticsTest, anotherViewerDoesNotGetTheReportOfTheFirst) {
+TEST_F(HostDiagnosticsTest, anotherViewerDoesNotGetTheReportOfTheFirstViewer) {
   connectViewer();
   ask();
   signal({{u"type"_s, u"renegotiate"_s}});
@@ -78,7 +78,7 @@ TEST_F(HostDiagnosticsTest, anotherViewerDoesNotGetTheReportOfTheFirst) {
   EXPECT_EQ(jobs_.open(), 0U);
 }
 
-TEST_F(HostDiagnosticsTest, endingTheSessionGivesReportsUp) {
+TEST_F(HostDiagnosticsTest, endingTheSessionCancelsReports) {
   connectViewer();
   ask();
   host_->shutdown();

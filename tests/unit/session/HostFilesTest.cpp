@@ -17,7 +17,7 @@ class HostFilesTest : public HostFixture {
   JsonObject waitFor(const QString& type) {
     JsonObject found;
     EXPECT_TRUE(testing_loop::waitFor([&] {
-      for (const JsonObject& message : heard()) {
+      for (const JsonObject& message : received()) {
         if (message.value(u"type").toString() == type) found = message;
       }
       return !found.isEmpty();
@@ -52,10 +52,10 @@ TEST_F(HostFilesTest, refusesFilesWhileTheUserDoesNotWantAny) {
   EXPECT_FALSE(host_->isFileReceiveAllowed());
   EXPECT_EQ(logged(), QStringList{u"[file] allow incoming files = false"_s});
   announce();
-  EXPECT_EQ(heard(), (QList<JsonObject>{{{u"type"_s, u"file_rejected"_s},
-                                         {u"id"_s, u"1"_s},
-                                         {u"name"_s, u"a.txt"_s},
-                                         {u"reason"_s, u"disabled"_s}}}));
+  EXPECT_EQ(received(), (QList<JsonObject>{{{u"type"_s, u"file_rejected"_s},
+                                            {u"id"_s, u"1"_s},
+                                            {u"name"_s, u"a.txt"_s},
+                                            {u"reason"_s, u"disabled"_s}}}));
   host_->setFileReceiveAllowed(true);
   announce(u"2"_s);
   waitFor(u"file_ready"_s);
@@ -73,7 +73,7 @@ TEST_F(HostFilesTest, keepsATransferWhenAChannelCloses) {
   EXPECT_EQ(waitFor(u"file_saved"_s).value(u"size"_s), QJsonValue(4));
 }
 
-TEST_F(HostFilesTest, tellsAnotherViewerNothingOfWhatTheFirstOneAsked) {
+TEST_F(HostFilesTest, tellsAnotherViewerNothingOfWhatTheFirstViewerRequested) {
   connectViewer();
   clipboard_.slow = true;
   clipboard_.text = u"secret"_s;
@@ -83,9 +83,9 @@ TEST_F(HostFilesTest, tellsAnotherViewerNothingOfWhatTheFirstOneAsked) {
   answer(u"BB"_s, u"u2"_s);
   ASSERT_EQ(factory_.peers.size(), 2U);
   peer().reliable().open();
-  heard();
+  received();
   EXPECT_TRUE(clipboard_.answer());
-  EXPECT_TRUE(heard().isEmpty());
+  EXPECT_TRUE(received().isEmpty());
 }
 
 TEST_F(HostFilesTest, answersAClipboardRequestBeforeAuthentication) {
@@ -93,8 +93,8 @@ TEST_F(HostFilesTest, answersAClipboardRequestBeforeAuthentication) {
   host_->authorisation().setAllowRemoteControl(false);
   clipboard_.text = u"text"_s;
   say({{u"type"_s, u"clipboard_request"_s}}, "control"_L1);
-  EXPECT_EQ(heard("control"_L1), (QList<JsonObject>{{{u"type"_s, u"clipboard_sync"_s}, {u"text"_s, u"text"_s}}}));
-  EXPECT_TRUE(heard().isEmpty());
+  EXPECT_EQ(received("control"_L1), (QList<JsonObject>{{{u"type"_s, u"clipboard_sync"_s}, {u"text"_s, u"text"_s}}}));
+  EXPECT_TRUE(received().isEmpty());
 }
 
 TEST_F(HostFilesTest, watchesTheClipboardThroughAChannelThatCloses) {
@@ -105,7 +105,7 @@ TEST_F(HostFilesTest, watchesTheClipboardThroughAChannelThatCloses) {
   forget();
   clipboard_.copy(u"copied"_s);
   scheduler_.advance(2s);
-  EXPECT_TRUE(heard().contains(JsonObject{{u"type"_s, u"clipboard_sync"_s}, {u"text"_s, u"copied"_s}}));
+  EXPECT_TRUE(received().contains(JsonObject{{u"type"_s, u"clipboard_sync"_s}, {u"text"_s, u"copied"_s}}));
 }
 
 TEST_F(HostFilesTest, dropsTextsInPiecesWithTheChannelOrTheViewer) {
@@ -119,7 +119,7 @@ TEST_F(HostFilesTest, dropsTextsInPiecesWithTheChannelOrTheViewer) {
          {u"parts"_s, 2},
          {u"length"_s, 2},
          {u"text"_s, u"a"_s}});
-    EXPECT_FALSE(heard().isEmpty());
+    EXPECT_FALSE(received().isEmpty());
   };
   const auto expectNothing = [&] {
     forget();
@@ -130,7 +130,7 @@ TEST_F(HostFilesTest, dropsTextsInPiecesWithTheChannelOrTheViewer) {
          {u"length"_s, 2},
          {u"text"_s, u"b"_s}});
     scheduler_.advance(100ms);
-    for (const JsonObject& message : heard()) EXPECT_NE(message.value(u"type"), u"clipboard_sync"_s);
+    for (const JsonObject& message : received()) EXPECT_NE(message.value(u"type"), u"clipboard_sync"_s);
     EXPECT_EQ(clipboard_.sets, 0);
   };
   askAndBegin();
@@ -150,7 +150,7 @@ TEST_F(HostFilesTest, setsTheClipboardAndAcknowledges) {
   connectViewer();
   say({{u"type"_s, u"clipboard_set"_s}, {u"text"_s, u"x"_s}, {u"req"_s, JsonObject{{u"n"_s, 5}}}});
   EXPECT_EQ(clipboard_.text, u"x"_s);
-  EXPECT_EQ(heard(), (QList<JsonObject>{{{u"type"_s, u"ack"_s}, {u"req"_s, JsonObject{{u"n"_s, 5}}}}}));
+  EXPECT_EQ(received(), (QList<JsonObject>{{{u"type"_s, u"ack"_s}, {u"req"_s, JsonObject{{u"n"_s, 5}}}}}));
 }
 
 }  // namespace

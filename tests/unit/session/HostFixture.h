@@ -1,4 +1,4 @@
-// A whole session over fakes: the test plays server, viewer, WebRTC library and clock.
+// A whole session over fakes: the test acts as server, viewer, WebRTC library and clock.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -15,7 +15,7 @@
 
 namespace vantora {
 
-// Log lines stand in the same journal as the calls, marked by "log: ".
+// Log lines are in the same journal as the calls, marked by "log: ".
 class HostFixture : public testing::Test {
  protected:
   void start(const QString& room = QStringLiteral("r")) {
@@ -34,7 +34,7 @@ class HostFixture : public testing::Test {
                        .diagnostics = diagnostics_,
                        .statistics = statistics_});
   }
-  // Started, the first offer answered, both channels open; nothing in the journal and on the wires.
+  // Started, the first offer answered, both channels open; journal and sent messages empty.
   void connectViewer(const QString& room = QStringLiteral("r")) {
     start(room);
     peer().settle();
@@ -58,7 +58,7 @@ class HostFixture : public testing::Test {
          {QStringLiteral("y"), 0.5}});
     ASSERT_FALSE(input_.heldButtons.empty());
   }
-  // Another viewer answers in the place of the one that is there; its channels are open.
+  // Another viewer answers in place of the present one; its channels are open.
   void replaceViewer() {
     signal({{QStringLiteral("type"), QStringLiteral("renegotiate")}});
     peer().settle();
@@ -83,8 +83,8 @@ class HostFixture : public testing::Test {
   void say(const QByteArray& text, QLatin1StringView label = QLatin1StringView("control_reliable")) {
     peer().channel(label).deliver(text);
   }
-  // What the viewer got on `label` since the last look.
-  QList<JsonObject> heard(QLatin1StringView label = QLatin1StringView("control_reliable")) {
+  // The messages that the viewer received on `label` since the last call.
+  QList<JsonObject> received(QLatin1StringView label = QLatin1StringView("control_reliable")) {
     return peer().channel(label).takeMessages();
   }
   // Types of the signalling messages sent on the newest connection, in order.
@@ -98,8 +98,8 @@ class HostFixture : public testing::Test {
   void forget() {
     journal_.take();
     sockets_.last().sent.clear();
-    heard(QLatin1StringView("control"));
-    heard();
+    received(QLatin1StringView("control"));
+    received();
   }
   QStringList logged() const {
     QStringList lines = journal_.with(QLatin1StringView("log: "));

@@ -1,4 +1,4 @@
-// Which rights a viewer has in a whole session, in every state that the viewer and the local user can bring about.
+// The rights of a viewer in a whole session, in every state that the viewer and the local user can cause.
 #include "main/control/dispatch/ControlMessageTable.h"
 #include "tests/fakes/EventLoop.h"
 #include "tests/fakes/PrintQt.h"
@@ -20,8 +20,8 @@ class HostRightsTest : public HostFixture {
     bool allowControl;
     bool allowFiles;
   };
-  // Each way of getting there that a person could take.
-  void bringAbout(const State& state) {
+  // Reaches the state through every step that a user could take.
+  void enterState(const State& state) {
     connectViewer(state.demo ? u"demo"_s : u"r"_s);
     if (state.control) {
       say({{u"type"_s, u"auth"_s}, {u"token"_s, host_->authorisation().getPIN()}});
@@ -47,9 +47,9 @@ class HostRightsTest : public HostFixture {
     return supportTools_.started.size() + supportTools_.monitors.size() > started;
   }
   bool answersWith(const JsonObject& message, const QString& type) {
-    heard();
+    received();
     say(message);
-    for (const JsonObject& answer : heard()) {
+    for (const JsonObject& answer : received()) {
       if (answer.value(u"type").toString() == type) return true;
     }
     return false;
@@ -67,10 +67,10 @@ TEST_F(HostRightsTest, openExactlyTheirMessages) {
                      .arg(state.allowControl)
                      .arg(state.allowFiles)
                      .toStdString());
-    bringAbout(state);
+    enterState(state);
     const ControlAuthorisation& authorisation = host_->authorisation();
     ASSERT_EQ(authorisation.controlAuthed(), state.pin || state.demo);
-    // Withdrawing consent ends control for good; a wrong PIN later on does not.
+    // Withdrawing consent ends control permanently; a later wrong PIN does not.
     ASSERT_EQ(authorisation.controlEnabled(), state.control && state.allowControl);
 
     const bool input = state.control && state.allowControl;

@@ -1,4 +1,4 @@
-// What the session does with the messages of the signalling server and with ICE.
+// How the session handles messages of the signalling server and ICE.
 #include <QJsonArray>
 
 #include "tests/unit/session/HostFixture.h"
@@ -11,8 +11,8 @@ namespace {
 
 class HostSignallingTest : public HostFixture {
  protected:
-  // The channel closed and the library would not make another one, but would now.
-  void loseForGood(fakes::FakeChannel& channel) {
+  // The channel closed and the library could not create another one; now it can.
+  void loseChannel(fakes::FakeChannel& channel) {
     peer().refusesChannels = true;
     channel.close();
     peer().refusesChannels = false;
@@ -35,9 +35,9 @@ TEST_F(HostSignallingTest, ignoresWhatIsNoMessage) {
   EXPECT_TRUE(journal_.take().isEmpty());
 }
 
-TEST_F(HostSignallingTest, offersAgainWithFreshChannelsWhenTheLineComesBack) {
+TEST_F(HostSignallingTest, offersAgainWithNewChannelsAfterAReconnect) {
   connectViewer();
-  loseForGood(peer().control());
+  loseChannel(peer().control());
   sockets_.last().failReceiving(u"gone"_s);
   scheduler_.advance(500ms);
   EXPECT_EQ(journal_.with("peer: create"_L1),
@@ -63,7 +63,7 @@ TEST_F(HostSignallingTest, renegotiatesOnRequest) {
   start();
   peer().settle();
   signal({{u"type"_s, u"ice"_s}, {u"candidate"_s, JsonObject{{u"candidate"_s, u"early"_s}}}});
-  loseForGood(peer().reliable());
+  loseChannel(peer().reliable());
   signal({{u"type"_s, u"renegotiate"_s}});
   EXPECT_EQ(journal_.with("peer:"_L1),
             (QStringList{u"peer: createDataChannel control_reliable"_s, u"peer: createOffer"_s}));
@@ -103,7 +103,7 @@ TEST_F(HostSignallingTest, appliesThePreferencesOfTheClient) {
   EXPECT_EQ(logged().last(), u"[prefs] applied from client: quality=low fps=30"_s);
 }
 
-TEST_F(HostSignallingTest, handsChatAndReactionsOn) {
+TEST_F(HostSignallingTest, forwardsChatAndReactions) {
   connectViewer();
   QStringList shown;
   host_->chat().setCallbacks(
@@ -114,11 +114,11 @@ TEST_F(HostSignallingTest, handsChatAndReactionsOn) {
   EXPECT_EQ(shown, (QStringList{u"Chat from ?"_s, u"? hi"_s, u"Reaction from B"_s, u"b \u2705"_s}));
 }
 
-// Channels whose closing is known to the library and still on its way to the session
+// Channels whose closing is known to the library and not yet reported to the session
 
 class HostLateClosingTest : public HostFixture, public testing::WithParamInterface<int> {
  protected:
-  // What may be handled before the report.
+  // Events that may be handled before the report.
   void meanwhile() {
     switch (GetParam()) {
       case 0:
@@ -155,10 +155,10 @@ TEST_P(HostLateClosingTest, areHandledAllTheSame) {
   EXPECT_FALSE(host_->authorisation().controlAuthed());
   EXPECT_TRUE(input_.heldButtons.empty());
   EXPECT_FALSE(cursor_.watched());
-  const int looks = cursor_.looks;
+  const int reads = cursor_.reads;
   scheduler_.advance(5s);
-  EXPECT_EQ(cursor_.looks, looks);
-  // Fresh ones serve the viewer.
+  EXPECT_EQ(cursor_.reads, reads);
+  // New channels serve the viewer.
   EXPECT_EQ(peer().channels.size(), 4U);
   peer().control().open();
   peer().reliable().open();
@@ -185,7 +185,7 @@ TEST_F(HostSignallingTest, handlesTheClosingOfAChannelWhoseConnectionIsReplacedM
   EXPECT_TRUE(input_.heldButtons.empty());
   EXPECT_FALSE(cursor_.watched());
   forget();
-  reliable->close();  // Nobody is left to hear it.
+  reliable->close();  // Nothing listens any more.
   EXPECT_TRUE(logged().isEmpty());
 }
 
@@ -205,13 +205,13 @@ TEST_F(HostSignallingTest, buildsANewConnectionForAnotherViewer) {
   EXPECT_FALSE(host_->authorisation().controlEnabled());
   EXPECT_FALSE(host_->authorisation().controlAuthed());
   EXPECT_TRUE(input_.heldButtons.empty());
-  // The old viewer's channels went with its connection.
+  // The old viewer's channels were closed with its connection.
   EXPECT_EQ(journal_.with("log: [dc] state=3"_L1).size(), 2);
   EXPECT_EQ(logged().count(u"[control] reset state on channel close"_s), 2);
   EXPECT_EQ(host_->getICEStateLabel(), u"new"_s);
   EXPECT_EQ(offers(), 1);
   EXPECT_EQ(peer().channels.size(), 2U);
-  // The capture goes on and feeds the new connection.
+  // The capture continues and feeds the new connection.
   EXPECT_FALSE(sources_.screen().stopped);
   EXPECT_EQ(peer().sender().track, u"screen 1"_s);
   answer(u"BB"_s, u"u3"_s);
@@ -252,11 +252,11 @@ TEST_F(HostSignallingTest, sendsNoStatisticsToAReplacedViewer) {
   signal({{u"type"_s, u"renegotiate"_s}});
   peer().settle();
   answer(u"BB"_s, u"u2"_s);
-  scheduler_.advance(2s);  // The freed memory has gone back by then.
+  scheduler_.advance(2s);  // The freed memory has been returned by then.
   EXPECT_EQ(scheduler_.runningTimers(), 0U);
 }
 
-TEST_F(HostSignallingTest, hearsNothingOfAReplacedConnection) {
+TEST_F(HostSignallingTest, receivesNothingFromAReplacedConnection) {
   connectViewer();
   signal({{u"type"_s, u"renegotiate"_s}});
   peer().settle();
@@ -295,7 +295,7 @@ TEST_F(HostSignallingTest, restartsIceOnceAfterALastingDisconnection) {
 
 TEST_F(HostSignallingTest, refreshesLostChannelsWhenItRecovers) {
   connectViewer();
-  loseForGood(peer().control());
+  loseChannel(peer().control());
   peer().reportIce(IceState::failed);
   EXPECT_EQ(journal_.with("peer: create"_L1),
             (QStringList{u"peer: createDataChannel control"_s, u"peer: createOffer"_s}));
@@ -332,7 +332,7 @@ TEST_F(HostSignallingTest, takesTheSameViewersAnswerAfterARebuild) {
   EXPECT_EQ(factory_.peers.size(), 2U);
 }
 
-TEST_F(HostSignallingTest, makesPicturesOnlyWhileTheConnectionStands) {
+TEST_F(HostSignallingTest, makesFramesOnlyWhileConnected) {
   start();
   EXPECT_FALSE(sources_.synthetic().active);
   peer().reportIce(IceState::connected);
@@ -343,7 +343,7 @@ TEST_F(HostSignallingTest, makesPicturesOnlyWhileTheConnectionStands) {
   EXPECT_TRUE(sources_.synthetic().active);
 }
 
-TEST_F(HostSignallingTest, sendsAFreshPictureWhenMediaIsReady) {
+TEST_F(HostSignallingTest, sendsANewFrameWhenMediaIsReady) {
   start();
   host_->startSharing();
   peer().events.mediaReady();

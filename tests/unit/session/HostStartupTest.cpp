@@ -20,7 +20,7 @@ TEST_F(HostStartupTest, startsEverythingInOrder) {
                 u"[dc] created label=control_reliable (reliable)"_s,
                 u"[quality] degradationPreference=maintain-framerate"_s, u"[quality] contentHint=motion"_s,
                 u"[input] target display id=1 rotation=0 bounds=(0, 0, 1920, 1080)"_s, u"[control] PIN: 000042"_s}));
-  // The first offer has everything in it, and there is one.
+  // The first offer is complete, and it is the only one.
   EXPECT_TRUE(journal_.holds({u"peer: createDataChannel control"_s, u"peer: createDataChannel control_reliable"_s,
                               u"peer: addVideoTransceiver synthetic 1"_s, u"sender: track=screen 1"_s,
                               u"screen 1: start"_s, u"peer: createOffer"_s}));
@@ -37,7 +37,7 @@ TEST_F(HostStartupTest, startsEverythingInOrder) {
   }
 }
 
-TEST_F(HostStartupTest, limitsTheFirstSenderToTheBitRateItTells) {
+TEST_F(HostStartupTest, limitsTheFirstSenderToTheReportedBitRate) {
   for (const QString& configured : {u""_s, u"800"_s, u"20000"_s}) {
     variables_ = {{"MAX_KBPS", configured}};
     const int kbps = configured.isEmpty() ? 3000 : configured.toInt();
@@ -49,7 +49,7 @@ TEST_F(HostStartupTest, limitsTheFirstSenderToTheBitRateItTells) {
     static const QRegularExpression kHint(u"x-google-max-bitrate=(\\d+)"_s);
     EXPECT_EQ(kHint.match(peer().localOffers.last()).captured(1).toInt(), kbps);
     peer().reliable().open();
-    EXPECT_EQ(heard().last().value(u"maxKbps"_s), QJsonValue(kbps));
+    EXPECT_EQ(received().last().value(u"maxKbps"_s), QJsonValue(kbps));
   }
 }
 
@@ -94,7 +94,7 @@ TEST_F(HostStartupTest, takesThePinOfTheEnvironmentAndLocksIt) {
   EXPECT_TRUE(journal_.take().isEmpty());
 }
 
-TEST_F(HostStartupTest, takesAnEmptyPinOfTheEnvironmentAsNone) {
+TEST_F(HostStartupTest, treatsAnEmptyPinOfTheEnvironmentAsUnset) {
   variables_ = {{"CONTROL_TOKEN", u""_s}};
   start();
   EXPECT_EQ(host_->authorisation().getPIN(), u"000042"_s);
@@ -142,8 +142,8 @@ TEST_F(HostStartupTest, offersAsConfigured) {
       << sdp.toStdString();
 }
 
-// The offer's hint, but no more than a thin link takes, unless it was set.
-TEST_F(HostStartupTest, beginsWithABitRateThatThinLinksTake) {
+// The offer's hint, limited to the rate of a slow link unless it was configured.
+TEST_F(HostStartupTest, beginsWithABitRateThatSlowLinksSustain) {
   const std::vector<std::pair<std::map<std::string, QString>, int>> cases{
       {{{"MAX_KBPS", u"300"_s}}, 425'000},
       {{}, 1'000'000},
@@ -159,7 +159,7 @@ TEST_F(HostStartupTest, beginsWithABitRateThatThinLinksTake) {
   }
 }
 
-TEST_F(HostStartupTest, looksForOneAndAHalfTimesTheHighestBitRateAndForThatOfTheUsualPresetsAtLeast) {
+TEST_F(HostStartupTest, allowsOneAndAHalfTimesTheHighestBitRateAndAtLeastThatOfTheUsualPresets) {
   for (const auto& [kbps, bps] :
        {std::pair(u"300"_s, 9'000'000), std::pair(u"6000"_s, 9'000'000), std::pair(u"8000"_s, 12'000'000)}) {
     variables_ = {{"MAX_KBPS", kbps}};
@@ -168,7 +168,7 @@ TEST_F(HostStartupTest, looksForOneAndAHalfTimesTheHighestBitRateAndForThatOfThe
   }
 }
 
-TEST_F(HostStartupTest, goesOnWithoutAPeerConnection) {
+TEST_F(HostStartupTest, continuesWithoutAPeerConnection) {
   factory_.refuses = true;
   start();
   EXPECT_EQ(logged().last(), u"[control] PIN: 000042"_s);
@@ -181,7 +181,7 @@ TEST_F(HostStartupTest, goesOnWithoutAPeerConnection) {
   EXPECT_EQ(signalled(), QStringList{u"join"_s});
 }
 
-TEST_F(HostStartupTest, closesThePeerConnectionAtShutdownAndKeepsTheSignallingLine) {
+TEST_F(HostStartupTest, closesThePeerConnectionAtShutdownAndKeepsTheSignallingConnection) {
   connectInControl();
   holdAButton();
   host_->shutdown();
@@ -191,7 +191,7 @@ TEST_F(HostStartupTest, closesThePeerConnectionAtShutdownAndKeepsTheSignallingLi
   forget();
   signal({{u"type"_s, u"renegotiate"_s}});
   EXPECT_TRUE(journal_.with("peer:"_L1).isEmpty());
-  host_->shutdown();  // Nothing left to do.
+  host_->shutdown();  // Does nothing the second time.
   scheduler_.advance(10s);
 }
 

@@ -13,10 +13,10 @@ class HostStatisticsTest : public HostFixture {
   void SetUp() override { statistics_ = jobs_.starter(); }
   void TearDown() override { host_.reset(); }
   static JsonObject figures(int number) { return {{u"cpuPct"_s, number}}; }
-  // "sys" of the statistics sent since the last look.
+  // "sys" of the statistics sent since the last call.
   QList<QJsonValue> systems() {
     QList<QJsonValue> result;
-    for (const JsonObject& message : heard()) {
+    for (const JsonObject& message : received()) {
       if (message.value(u"type"_s) == u"host_stats"_s) result.append(message.value(u"sys"_s));
     }
     return result;
@@ -64,7 +64,7 @@ TEST_F(HostStatisticsTest, stopsWhenTheViewerLeaves) {
   EXPECT_EQ(jobs_.started, before);
 }
 
-TEST_F(HostStatisticsTest, endingTheSessionGivesACollectionUp) {
+TEST_F(HostStatisticsTest, endingTheSessionCancelsACollection) {
   connectViewer();
   EXPECT_EQ(jobs_.open(), 1U);
   host_->shutdown();

@@ -43,7 +43,7 @@ TEST_F(LinuxMachineId, comesFromTheNextFileWhenTheFirstHasNone) {
   }
 }
 
-TEST_F(LinuxMachineId, isNoneWhenNoFileHoldsOne) {
+TEST_F(LinuxMachineId, isEmptyWhenNoFileHoldsOne) {
   EXPECT_EQ(uuidFrom({}), std::nullopt);
   EXPECT_EQ(uuidFrom({folder_.filePath(u"missing"_s), folder_.path(), file(u"bad"_s, "uninitialized\n")}),
             std::nullopt);
@@ -64,7 +64,7 @@ TEST(LinuxHostName, isTheKernelsName) {
   EXPECT_EQ(real, hostNameOf(QString::fromLocal8Bit(name)));
 }
 
-TEST(LinuxHostName, isNoneWhenNobodyGaveOne) {
+TEST(LinuxHostName, isEmptyWhenNoneIsSet) {
   for (const QString& name : {QString(), u"localhost"_s, u"(none)"_s}) EXPECT_EQ(hostNameOf(name), std::nullopt);
 }
 

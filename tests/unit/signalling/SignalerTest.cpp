@@ -20,7 +20,7 @@ class SignalerTest : public testing::Test {
         scheduler_, sockets_.factory());
   }
   static JsonObject parsed(const QString& text) { return parseJsonObject(text.toUtf8()).value_or(JsonObject()); }
-  // Breaks the present connection and lets the reconnect come due.
+  // Breaks the present connection and waits for the reconnect.
   void failAndReconnect() {
     sockets_.last().failReceiving(u"broken"_s);
     scheduler_.advance(10s);
@@ -56,7 +56,7 @@ TEST_F(SignalerTest, joinsWithTheTokenWhenItIsNotEmpty) {
   EXPECT_FALSE(parsed(sockets_.last().sent[0]).contains(u"token"_s));
 }
 
-TEST_F(SignalerTest, readsTheTokenAnewAtEachConnect) {
+TEST_F(SignalerTest, readsTheTokenAtEachConnect) {
   const auto signaler = make();
   token_ = u"later"_s;
   failAndReconnect();
@@ -123,7 +123,7 @@ TEST_F(SignalerTest, dropsEverythingElseSilentlyAndKeepsListening) {
   EXPECT_EQ(received, 1);
 }
 
-TEST_F(SignalerTest, survivesMessagesNobodyListensTo) {
+TEST_F(SignalerTest, survivesMessagesWithoutAHandler) {
   const auto signaler = make();
   sockets_.last().deliverText(u"{}"_s);
   EXPECT_EQ(sockets_.connections.size(), 1U);
@@ -153,7 +153,7 @@ TEST_F(SignalerTest, keepsTheFailedTaskUntilTheNextIsMade) {
   const auto signaler = make();
   sockets_.last().failReceiving(u"gone"_s);
   EXPECT_FALSE(sockets_.connections[0]->destroyed);
-  // The message goes to the failed task, which answers with a send error of its own.
+  // The message goes to the failed task, which reports a send error.
   EXPECT_TRUE(signaler->send({{u"type"_s, u"offer"_s}}));
   EXPECT_EQ(sockets_.connections[0]->sent.size(), 2);
   scheduler_.advance(500ms);
@@ -161,7 +161,7 @@ TEST_F(SignalerTest, keepsTheFailedTaskUntilTheNextIsMade) {
   EXPECT_FALSE(sockets_.connections[1]->destroyed);
 }
 
-TEST_F(SignalerTest, hearsNothingFromASupersededTask) {
+TEST_F(SignalerTest, receivesNothingFromASupersededTask) {
   const auto signaler = make();
   int received = 0;
   signaler->onMessage = [&](const JsonObject&) { ++received; };

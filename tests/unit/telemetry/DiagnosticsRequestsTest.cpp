@@ -45,16 +45,16 @@ TEST_F(DiagnosticsRequestsTest, makesAReportForEveryRequest) {
 }
 
 TEST_F(DiagnosticsRequestsTest, aFloodOfRequestsIsBounded) {
-  constexpr int kMost = static_cast<int>(DiagnosticsRequests::kMostPending);
+  constexpr int kMaximum = static_cast<int>(DiagnosticsRequests::kMaxPending);
   for (int i = 0; i < 1000; ++i) requests_.handleRun(ControlChannel::reliable);
-  EXPECT_EQ(jobs_.started, kMost);
-  for (int i = 0; i < kMost; ++i) jobs_.finish({});
-  EXPECT_EQ(sender_.take().size(), kMost);
+  EXPECT_EQ(jobs_.started, kMaximum);
+  for (int i = 0; i < kMaximum; ++i) jobs_.finish({});
+  EXPECT_EQ(sender_.take().size(), kMaximum);
   requests_.handleRun(ControlChannel::reliable);
-  EXPECT_EQ(jobs_.started, kMost + 1);
+  EXPECT_EQ(jobs_.started, kMaximum + 1);
 }
 
-TEST_F(DiagnosticsRequestsTest, givesUpTheReportsOfAChannelThatClosed) {
+TEST_F(DiagnosticsRequestsTest, cancelsTheReportsOfAChannelThatClosed) {
   requests_.handleRun(ControlChannel::control);
   requests_.handleRun(ControlChannel::reliable);
   requests_.handleRun(ControlChannel::control);
@@ -64,7 +64,7 @@ TEST_F(DiagnosticsRequestsTest, givesUpTheReportsOfAChannelThatClosed) {
   EXPECT_EQ(sender_.take(), QList<Sent>{answer(ControlChannel::reliable, report(2))});
 }
 
-TEST_F(DiagnosticsRequestsTest, givesUpItsReportsWhenItEnds) {
+TEST_F(DiagnosticsRequestsTest, cancelsItsReportsWhenItEnds) {
   {
     DiagnosticsRequests other(sender_, jobs_.starter());
     other.handleRun(ControlChannel::reliable);

@@ -1,4 +1,4 @@
-// Finding the accessibility bus, and not finding it.
+// Detection of the accessibility bus.
 #include <QFile>
 
 #include "tests/x11/accessibility/AccessibilityFixture.h"
@@ -10,13 +10,13 @@ namespace {
 
 class AccessibilityBusTest : public AccessibilityFixture {};
 
-// A look comes after the search for the bus, on the same thread: when it is answered, the search is over.
+// Elements are read after the search for the bus, on the same thread: after the reply the search is over.
 TEST_F(AccessibilityBusTest, startsNoServiceThatIsNotRunning) {
   const PrivateDesktop desktop;
   ASSERT_TRUE(desktop.running());
   open(desktop);
   EXPECT_EQ(accessibility_->trust(), AccessibilityTrust::absent);
-  const auto found = look();
+  const auto found = pointedElements();
   ASSERT_TRUE(found);
   EXPECT_TRUE(found->elements.empty());
   EXPECT_EQ(accessibility_->trust(), AccessibilityTrust::absent);
@@ -28,14 +28,14 @@ TEST_F(AccessibilityBusTest, findsAServiceThatStartsLater) {
   ASSERT_TRUE(desktop.running());
   open(desktop);
   EXPECT_EQ(accessibility_->trust(), AccessibilityTrust::absent);
-  ASSERT_TRUE(look());
+  ASSERT_TRUE(pointedElements());
   ASSERT_TRUE(desktop.startAccessibility());
   const ChildProcess program = desktop.spawn({qtProgram()});
   EXPECT_TRUE(shows(desktop, 150, 135, u"text"_s));
   EXPECT_EQ(accessibility_->trust(), AccessibilityTrust::granted);
 }
 
-TEST_F(AccessibilityBusTest, noticesThatTheBusHasGone) {
+TEST_F(AccessibilityBusTest, detectsThatTheBusIsGone) {
   auto desktop = std::make_unique<PrivateDesktop>();
   ASSERT_TRUE(desktop->running());
   ASSERT_TRUE(desktop->startAccessibility());
@@ -43,7 +43,7 @@ TEST_F(AccessibilityBusTest, noticesThatTheBusHasGone) {
   ASSERT_TRUE(becomesTrusted());
   desktop.reset();
   ASSERT_TRUE(testing_loop::waitFor([&] {
-    const auto found = look();
+    const auto found = pointedElements();
     return found && accessibility_->trust() == AccessibilityTrust::absent;
   }));
 }
@@ -51,13 +51,13 @@ TEST_F(AccessibilityBusTest, noticesThatTheBusHasGone) {
 TEST_F(AccessibilityBusTest, withoutAnyBusTheServiceIsAbsent) {
   accessibility_ = makeAtSpiAccessibility(Environment::of({}), makeX11WindowFinder(u":9999"_s));
   EXPECT_EQ(accessibility_->trust(), AccessibilityTrust::absent);
-  const auto found = look();
+  const auto found = pointedElements();
   ASSERT_TRUE(found);
   EXPECT_EQ(*found, PointedElements{});
   EXPECT_EQ(accessibility_->trust(), AccessibilityTrust::absent);
 }
 
-// Every entry of an address is tried in turn, and anybody on the X server may have written it.
+// Every entry of an address is tried in turn, and any client of the X server may have set it.
 TEST_F(AccessibilityBusTest, startsNoProgramThatAnAddressNames) {
   const PrivateDesktop desktop;
   ASSERT_TRUE(desktop.running());
@@ -72,13 +72,13 @@ TEST_F(AccessibilityBusTest, startsNoProgramThatAnAddressNames) {
                                  }),
                                  makeX11WindowFinder(desktop.server().display()));
       EXPECT_EQ(accessibility_->trust(), AccessibilityTrust::absent);
-      EXPECT_TRUE(look());
+      EXPECT_TRUE(pointedElements());
     }
     ASSERT_EQ(
         desktop.run({"xprop", "-root", "-format", "AT_SPI_BUS", "8s", "-set", "AT_SPI_BUS", address.toStdString()}), 0);
     accessibility_ = makeAtSpiAccessibility(Environment::of({}), makeX11WindowFinder(desktop.server().display()));
     EXPECT_EQ(accessibility_->trust(), AccessibilityTrust::absent);
-    EXPECT_TRUE(look());
+    EXPECT_TRUE(pointedElements());
   }
   accessibility_.reset();
   EXPECT_FALSE(QFile::exists(trace));
@@ -97,8 +97,8 @@ TEST_F(AccessibilityBusTest, takesTheFirstSocketOfAnAddressThatAnswers) {
   EXPECT_TRUE(becomesTrusted());
 }
 
-// A bus whose rules let nobody in.
-TEST_F(AccessibilityBusTest, tellsThatTheServiceRefuses) {
+// A bus whose policy rejects every connection.
+TEST_F(AccessibilityBusTest, reportsThatTheServiceRefuses) {
   const QTemporaryDir directory;
   const QString path = directory.filePath(u"bus.conf"_s);
   QFile file(path);

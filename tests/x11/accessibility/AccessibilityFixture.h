@@ -1,4 +1,4 @@
-// A real accessibility service, asked about real programs.
+// A real accessibility service with real programs.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -27,8 +27,8 @@ class AccessibilityFixture : public testing::Test {
   [[nodiscard]] bool becomesTrusted(AccessibilityTrust wanted = AccessibilityTrust::granted) {
     return testing_loop::waitFor([&] { return accessibility_->trust() == wanted; });
   }
-  // What is under the pointer now; none when nothing was answered.
-  std::optional<PointedElements> look() {
+  // The elements under the pointer now; empty without a reply.
+  std::optional<PointedElements> pointedElements() {
     auto found = std::make_shared<std::optional<PointedElements>>();
     const auto asked = [&] {
       return accessibility_->askPointedElements(kElementsWalked,
@@ -37,27 +37,27 @@ class AccessibilityFixture : public testing::Test {
     if (!testing_loop::waitFor(asked) || !testing_loop::waitFor([&] { return found->has_value(); })) return {};
     return *found;
   }
-  // Looks until something with that many elements is found: on a busy machine an answer may come too late.
-  std::optional<PointedElements> lookFor(std::size_t elements) {
+  // Reads until that many elements are found: on a busy machine a reply may come too late.
+  std::optional<PointedElements> waitForElements(std::size_t elements) {
     std::optional<PointedElements> found;
     const bool came = testing_loop::waitFor([&] {
-      found = look();
+      found = pointedElements();
       return found && found->elements.size() == elements;
     });
     return came ? found : std::nullopt;
   }
-  // The shape that the element under the pointer asks for.
+  // The cursor shape for the element under the pointer.
   Shape shape() {
-    const auto found = look();
+    const auto found = pointedElements();
     return found ? elementShape(found->elements, found->pointer) : std::nullopt;
   }
-  // Points there and waits until the shape is `wanted`: programs take their time to appear.
+  // Moves the pointer there and waits until the shape is `wanted`: programs may be slow to appear.
   testing::AssertionResult shows(const PrivateDesktop& desktop, int x, int y, const Shape& wanted) {
     if (!desktop.movePointer(x, y)) return testing::AssertionFailure() << "the pointer cannot be moved";
     std::optional<PointedElements> last;
     testing_loop::Timeout timeout;
     while (!timeout.isOver()) {
-      last = look();
+      last = pointedElements();
       if (last && !last->elements.empty() && elementShape(last->elements, last->pointer) == wanted) {
         return testing::AssertionSuccess();
       }

@@ -79,7 +79,7 @@ TEST_F(AccessibilityTest, knowsTheEdgesOfADecoratedWindow) {
   ASSERT_TRUE(desktop_.movePointer(400, 300));
   std::optional<PointedElements> found;
   ASSERT_TRUE(testing_loop::waitFor([&] {
-    found = look();
+    found = pointedElements();
     return found && !found->elements.empty() && found->elements.back().frame;
   }));
   const QRectF frame = *found->elements.back().frame;
@@ -89,13 +89,13 @@ TEST_F(AccessibilityTest, knowsTheEdgesOfADecoratedWindow) {
   EXPECT_TRUE(shows(static_cast<int>(frame.center().x()), static_cast<int>(frame.top()) + 12, std::nullopt));
 }
 
-// What lies behind a menu is not under the pointer, and nobody can pull at the edges of a menu.
+// What lies behind a menu is not under the pointer, and the edges of a menu cannot be dragged.
 TEST_F(AccessibilityTest, knowsMenusTipsAndPanelsFromTheWindowsBehindThem) {
   const ChildProcess program = desktop_.spawn({qtProgram(), "popups"});
   EXPECT_TRUE(shows(210, 290, u"text"_s)) << "text area between the popups";
   for (const auto& [x, y] : {std::pair(260, 320), std::pair(222, 302)}) {
     ASSERT_TRUE(desktop_.movePointer(x, y));
-    EXPECT_TRUE(lookFor(0)) << "menu over the text area, and its corner";
+    EXPECT_TRUE(waitForElements(0)) << "menu over the text area, and its corner";
   }
   EXPECT_TRUE(shows(450, 430, std::nullopt)) << "tip";
   EXPECT_TRUE(shows(402, 430, std::nullopt)) << "edge of the tip";
@@ -105,7 +105,7 @@ TEST_F(AccessibilityTest, knowsMenusTipsAndPanelsFromTheWindowsBehindThem) {
             0);
   EXPECT_TRUE(shows(200, 602, std::nullopt)) << "edge of a panel";
   ASSERT_TRUE(desktop_.movePointer(150, 300));
-  EXPECT_TRUE(lookFor(0)) << "a popup that the program does not tell of";
+  EXPECT_TRUE(waitForElements(0)) << "a popup that the program does not report";
   EXPECT_TRUE(shows(103, 400, u"w-resize"_s)) << "edge of the window behind";
 }
 
@@ -120,12 +120,12 @@ TEST_F(AccessibilityTest, findsNothingWhereNoProgramIs) {
   const ChildProcess program = startQt();
   ASSERT_TRUE(shows(150, 135, u"text"_s));
   ASSERT_TRUE(desktop_.movePointer(900, 700));
-  const auto found = look();
+  const auto found = pointedElements();
   ASSERT_TRUE(found);
   EXPECT_TRUE(found->elements.empty());
 }
 
-TEST_F(AccessibilityTest, tellsNoMoreElementsThanAskedFor) {
+TEST_F(AccessibilityTest, returnsNoMoreElementsThanRequested) {
   const ChildProcess program = startQt();
   ASSERT_TRUE(shows(150, 135, u"text"_s));
   const auto first = [&] {
@@ -155,7 +155,7 @@ TEST_F(AccessibilityTest, aProgramThatHangsHoldsUpNothing) {
   ChildProcess program = startQt();
   ASSERT_TRUE(shows(150, 135, u"text"_s));
   program.send(SIGSTOP);
-  // Asking takes no time; the answer is that there is none, soon.
+  // The request returns at once, and the empty result follows soon.
   for (int again = 0; again < 2; ++again) {
     const auto start = std::chrono::steady_clock::now();
     std::optional<PointedElements> found;
@@ -174,7 +174,7 @@ TEST_F(AccessibilityTest, aProgramThatHangsDoesNotHideAnother) {
   ChildProcess program = startQt();
   ASSERT_TRUE(shows(150, 135, u"text"_s));
   program.send(SIGSTOP);
-  ASSERT_TRUE(look());
+  ASSERT_TRUE(pointedElements());
   const ChildProcess other = startGtk();
   EXPECT_TRUE(shows(150, 135, u"text"_s));
   program.send(SIGCONT);

@@ -1,4 +1,4 @@
-// A desktop of a test's own: X server, session bus and, when wanted, the accessibility bus.
+// A separate desktop for a test: X server, session bus and, on request, the accessibility bus.
 #pragma once
 
 #include <QTemporaryDir>
@@ -19,7 +19,7 @@ class PrivateDesktop {
   const XvfbServer& server() const { return server_; }
   const std::string& busAddress() const { return bus_.address(); }
 
-  // What a desktop does where assistive programs are used: starts the accessibility bus and its registry.
+  // Starts the accessibility bus and its registry, as desktops do where assistive programs are used.
   [[nodiscard]] bool startAccessibility() const {
     return run({"sh", "-c",
                 "bus=$(dbus-send --session --print-reply=literal --dest=org.a11y.Bus /org/a11y/bus "
@@ -27,7 +27,7 @@ class PrivateDesktop {
                 "--dest=org.a11y.atspi.Registry /org/a11y/atspi/accessible/root "
                 "org.a11y.atspi.Accessible.GetRole"}) == 0;
   }
-  // Whether anybody owns a name on the session bus.
+  // Whether a name on the session bus has an owner.
   [[nodiscard]] bool hasOwner(const std::string& name) const {
     return run({"sh", "-c",
                 "dbus-send --session --print-reply --dest=org.freedesktop.DBus / org.freedesktop.DBus.NameHasOwner "

@@ -1,4 +1,4 @@
-// A window at (100, 100), 600 by 400, with elements at fixed places, so that a test knows where to point.
+// A window at (100, 100), 600 by 400, with elements at fixed positions for the tests.
 #include <QApplication>
 #include <QLabel>
 #include <QLineEdit>
@@ -45,7 +45,7 @@ int main(int argc, char* argv[]) {
   window.show();
   if (!application.arguments().contains(QStringLiteral("popups"))) return QApplication::exec();
 
-  // Over the text area: a menu, a tip, and a window that the accessibility service is not told of.
+  // Over the text area: a menu, a tooltip, and a window that is not reported to the accessibility service.
   QMenu menu;
   for (const char* title : {"First of the menu", "Second of the menu", "Third of the menu"}) {
     menu.addAction(QString::fromLatin1(title));
@@ -55,7 +55,7 @@ int main(int argc, char* argv[]) {
   QRasterWindow unknown;
   unknown.setFlags(Qt::ToolTip);
   unknown.setGeometry(125, 285, 60, 40);
-  // The test makes a panel of it.
+  // The test turns it into a panel.
   QLabel panel(QStringLiteral("Panel"));
   panel.setWindowTitle(QStringLiteral("panel"));
   panel.setGeometry(0, 600, 400, 60);

@@ -1,4 +1,4 @@
-// An accessible program whose answers a test makes up, and the registry that lists it.
+// An accessible program whose replies the test defines, and the registry that lists it.
 #pragma once
 
 #include <QDBusArgument>
@@ -12,7 +12,7 @@
 
 namespace vantora::testing_x11 {
 
-// (so), as objects travel on the accessibility bus.
+// (so), the type of objects on the accessibility bus.
 struct Named {
   QString name;
   QDBusObjectPath path;
@@ -59,10 +59,10 @@ Q_DECLARE_METATYPE(vantora::testing_x11::Extents)
 
 namespace vantora::testing_x11 {
 
-// Answers every call below /org/a11y on a connection of its own. Thread: main, whose event loop has to run.
+// Replies to every call below /org/a11y on a separate connection. Thread: main, whose event loop has to run.
 class RudeProgram final : public QDBusVirtualObject {
  public:
-  using Answer = std::function<QVariant(const QDBusMessage& call)>;
+  using Reply = std::function<QVariant(const QDBusMessage& call)>;
 
   explicit RudeProgram(const QString& address)
       : connection_(QDBusConnection::connectToBus(address, QStringLiteral("rude"))) {
@@ -79,15 +79,15 @@ class RudeProgram final : public QDBusVirtualObject {
   Named object(const QString& name) const {
     return {connection_.baseService(), QDBusObjectPath(QStringLiteral("/org/a11y/atspi/accessible/") + name)};
   }
-  // What a method answers on every object; an invalid value: nothing at all, ever.
-  void answer(const QString& method, Answer answer) { answers_[method] = std::move(answer); }
+  // Sets the reply of a method on every object; an invalid value: never a reply.
+  void setReply(const QString& method, Reply reply) { replies_[method] = std::move(reply); }
   int calls(const QString& method) const { return calls_.contains(method) ? calls_.at(method) : 0; }
 
   QString introspect(const QString&) const override { return {}; }
   bool handleMessage(const QDBusMessage& message, const QDBusConnection& connection) override {
     ++calls_[message.member()];
-    const auto found = answers_.find(message.member());
-    if (found == answers_.end()) return false;
+    const auto found = replies_.find(message.member());
+    if (found == replies_.end()) return false;
     const QVariant value = found->second(message);
     if (value.isValid()) connection.send(message.createReply(value));
     return true;
@@ -96,7 +96,7 @@ class RudeProgram final : public QDBusVirtualObject {
  private:
   QDBusConnection connection_;
   bool registered_ = false;
-  std::map<QString, Answer> answers_;
+  std::map<QString, Reply> replies_;
   std::map<QString, int> calls_;
 };
 

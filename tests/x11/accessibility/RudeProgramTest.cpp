@@ -1,4 +1,4 @@
-// What programs may answer and nobody should believe.
+// Replies of programs that must not be trusted.
 #include <unistd.h>
 
 #include "tests/x11/accessibility/AccessibilityFixture.h"
@@ -42,22 +42,22 @@ class RudeProgramTest : public AccessibilityFixture {
   }
   // A window with a button in it, under the pointer.
   void behave() {
-    answerChildren({program_->object(u"window"_s)});
-    program_->answer(u"GetExtents"_s, [](const QDBusMessage&) {
+    listWindows({program_->object(u"window"_s)});
+    program_->setReply(u"GetExtents"_s, [](const QDBusMessage&) {
       return QVariant::fromValue(Extents{100, 100, 400, 300});
     });
-    program_->answer(u"GetAccessibleAtPoint"_s,
-                     [this](const QDBusMessage&) { return QVariant::fromValue(program_->object(u"button"_s)); });
-    program_->answer(u"GetRole"_s, [](const QDBusMessage& call) {
+    program_->setReply(u"GetAccessibleAtPoint"_s,
+                       [this](const QDBusMessage&) { return QVariant::fromValue(program_->object(u"button"_s)); });
+    program_->setReply(u"GetRole"_s, [](const QDBusMessage& call) {
       return QVariant::fromValue(call.path().endsWith(u"button"_s) ? kButton : kFrame);
     });
-    program_->answer(u"Get"_s, [this](const QDBusMessage&) {
+    program_->setReply(u"Get"_s, [this](const QDBusMessage&) {
       return QVariant::fromValue(QDBusVariant(QVariant::fromValue(program_->object(u"window"_s))));
     });
   }
   // The registry lists this program, and the program these windows.
-  void answerChildren(const QList<Named>& windows) {
-    program_->answer(u"GetChildren"_s, [this, windows](const QDBusMessage& call) {
+  void listWindows(const QList<Named>& windows) {
+    program_->setReply(u"GetChildren"_s, [this, windows](const QDBusMessage& call) {
       const bool registry = call.arguments().isEmpty() && registryAsked_++ == 0;
       return QVariant::fromValue(registry ? QList<Named>{program_->object(u"root"_s)} : windows);
     });
@@ -65,11 +65,11 @@ class RudeProgramTest : public AccessibilityFixture {
 
   PrivateDesktop desktop_;
   std::unique_ptr<RudeProgram> program_;
-  int registryAsked_ = 0;  // Only the first question goes to the registry: it is told once a second at most.
+  int registryAsked_ = 0;  // Only the first request goes to the registry: it is read once a second at most.
 };
 
 TEST_F(RudeProgramTest, aWellBehavedOneIsUnderstood) {
-  const auto found = lookFor(2);
+  const auto found = waitForElements(2);
   ASSERT_TRUE(found);
   EXPECT_EQ(found->elements[0].role, u"AXButton"_s);
   EXPECT_EQ(found->elements[1].role, u"AXWindow"_s);
@@ -77,35 +77,35 @@ TEST_F(RudeProgramTest, aWellBehavedOneIsUnderstood) {
 }
 
 TEST_F(RudeProgramTest, elementsInACircleEndTheWalk) {
-  program_->answer(u"GetRole"_s, [](const QDBusMessage&) { return QVariant::fromValue(kFiller); });
-  program_->answer(u"Get"_s, [this](const QDBusMessage& call) {
+  program_->setReply(u"GetRole"_s, [](const QDBusMessage&) { return QVariant::fromValue(kFiller); });
+  program_->setReply(u"Get"_s, [this](const QDBusMessage& call) {
     const QString next = call.path().endsWith(u"one"_s) ? u"two"_s : u"one"_s;
     return QVariant::fromValue(QDBusVariant(QVariant::fromValue(program_->object(next))));
   });
-  EXPECT_TRUE(lookFor(6));
+  EXPECT_TRUE(waitForElements(6));
 }
 
 TEST_F(RudeProgramTest, elementsWithoutABottomEndTheDescent) {
   int level = 0;
-  program_->answer(u"GetAccessibleAtPoint"_s, [&](const QDBusMessage&) {
+  program_->setReply(u"GetAccessibleAtPoint"_s, [&](const QDBusMessage&) {
     return QVariant::fromValue(program_->object(QString::number(++level)));
   });
-  // On a busy machine the time for a look may be over before it comes that far.
+  // On a busy machine the time limit of a read may expire before it gets that far.
   ASSERT_TRUE(testing_loop::waitFor([&] {
     level = 0;
-    return look() && level > 0;
+    return pointedElements() && level > 0;
   }));
   EXPECT_LE(level, 32);
 }
 
-TEST_F(RudeProgramTest, manyWindowsAreNotAllLookedAt) {
+TEST_F(RudeProgramTest, manyWindowsAreNotAllRead) {
   QList<Named> windows;
   for (int number = 0; number < 5000; ++number) windows.append(program_->object(u"w%1"_s.arg(number)));
-  answerChildren(windows);
+  listWindows(windows);
   int asked = 0;
   ASSERT_TRUE(testing_loop::waitFor([&] {
     const int before = program_->calls(u"GetExtents"_s);
-    const auto found = look();
+    const auto found = pointedElements();
     asked = program_->calls(u"GetExtents"_s) - before;
     return found && asked > 0;
   }));
@@ -114,10 +114,10 @@ TEST_F(RudeProgramTest, manyWindowsAreNotAllLookedAt) {
 
 TEST_F(RudeProgramTest, namesThatAreNoNamesAreDropped) {
   for (const QString& name : {u""_s, u"not a name"_s, QString(300, u'a')}) {
-    program_->answer(u"GetAccessibleAtPoint"_s, [this, name](const QDBusMessage&) {
+    program_->setReply(u"GetAccessibleAtPoint"_s, [this, name](const QDBusMessage&) {
       return QVariant::fromValue(Named{name, program_->object(u"button"_s).path});
     });
-    const auto found = lookFor(1);
+    const auto found = waitForElements(1);
     ASSERT_TRUE(found);
     EXPECT_EQ(found->elements[0].role, u"AXWindow"_s);
   }
@@ -125,65 +125,65 @@ TEST_F(RudeProgramTest, namesThatAreNoNamesAreDropped) {
 
 TEST_F(RudeProgramTest, elementsOfNobodyDecideNothing) {
   for (const QString& name : {u":"_s, u":1.99999"_s, u"org.example.Nobody"_s}) {
-    program_->answer(u"GetAccessibleAtPoint"_s, [this, name](const QDBusMessage&) {
+    program_->setReply(u"GetAccessibleAtPoint"_s, [this, name](const QDBusMessage&) {
       return QVariant::fromValue(Named{name, program_->object(u"button"_s).path});
     });
-    ASSERT_TRUE(look());
+    ASSERT_TRUE(pointedElements());
     EXPECT_EQ(shape(), std::nullopt) << name.toStdString();
   }
 }
 
-TEST_F(RudeProgramTest, answersOfTheWrongTypeCountAsNone) {
+TEST_F(RudeProgramTest, repliesOfTheWrongTypeCountAsMissing) {
   for (const QString& method : {u"GetAccessibleAtPoint"_s, u"GetRole"_s, u"Get"_s}) {
     behave();
-    program_->answer(method, [](const QDBusMessage&) { return QVariant::fromValue(u"nonsense"_s); });
-    EXPECT_TRUE(look()) << method.toStdString();
+    program_->setReply(method, [](const QDBusMessage&) { return QVariant::fromValue(u"nonsense"_s); });
+    EXPECT_TRUE(pointedElements()) << method.toStdString();
   }
   behave();
-  program_->answer(u"GetExtents"_s, [](const QDBusMessage&) { return QVariant::fromValue(u"nonsense"_s); });
-  const auto found = look();
+  program_->setReply(u"GetExtents"_s, [](const QDBusMessage&) { return QVariant::fromValue(u"nonsense"_s); });
+  const auto found = pointedElements();
   ASSERT_TRUE(found);
   EXPECT_TRUE(found->elements.empty());
 }
 
-TEST_F(RudeProgramTest, impossibleExtentsAreNone) {
+TEST_F(RudeProgramTest, impossibleExtentsAreIgnored) {
   for (const Extents& extents : {Extents{100, 100, -5, 300}, Extents{INT_MIN, INT_MIN, 1, 1},
                                  Extents{INT_MAX, INT_MAX, INT_MAX, INT_MAX}, Extents{}}) {
-    program_->answer(u"GetExtents"_s, [extents](const QDBusMessage&) { return QVariant::fromValue(extents); });
-    const auto found = look();
+    program_->setReply(u"GetExtents"_s, [extents](const QDBusMessage&) { return QVariant::fromValue(extents); });
+    const auto found = pointedElements();
     ASSERT_TRUE(found);
     EXPECT_TRUE(found->elements.empty());
   }
 }
 
-TEST_F(RudeProgramTest, aDividerOfNoDirectionIsNone) {
-  program_->answer(u"GetRole"_s, [](const QDBusMessage& call) {
+TEST_F(RudeProgramTest, aDividerWithoutDirectionIsIgnored) {
+  program_->setReply(u"GetRole"_s, [](const QDBusMessage& call) {
     return QVariant::fromValue(call.path().endsWith(u"button"_s) ? kSplitPane : kFrame);
   });
-  program_->answer(u"GetState"_s, [](const QDBusMessage&) { return QVariant::fromValue(QList<uint>{0, 0}); });
+  program_->setReply(u"GetState"_s, [](const QDBusMessage&) { return QVariant::fromValue(QList<uint>{0, 0}); });
   EXPECT_EQ(shape(), std::nullopt);
-  program_->answer(u"GetState"_s, [](const QDBusMessage&) { return QVariant::fromValue(QList<uint>{1U << 29, 0}); });
+  program_->setReply(u"GetState"_s, [](const QDBusMessage&) { return QVariant::fromValue(QList<uint>{1U << 29, 0}); });
   EXPECT_TRUE(testing_loop::waitFor([&] { return shape() == u"row-resize"_s; }));
-  program_->answer(u"GetState"_s, [](const QDBusMessage&) { return QVariant::fromValue(QList<uint>{1U << 14, 0}); });
+  program_->setReply(u"GetState"_s, [](const QDBusMessage&) { return QVariant::fromValue(QList<uint>{1U << 14, 0}); });
   EXPECT_TRUE(testing_loop::waitFor([&] { return shape() == u"col-resize"_s; }));
 }
 
 TEST_F(RudeProgramTest, oneThatNeverAnswersIsLeftAloneForAWhile) {
-  program_->answer(u"GetAccessibleAtPoint"_s, [](const QDBusMessage&) { return QVariant(); });
+  program_->setReply(u"GetAccessibleAtPoint"_s, [](const QDBusMessage&) { return QVariant(); });
   std::optional<PointedElements> first;
   ASSERT_TRUE(testing_loop::waitFor([&] {
-    first = look();
+    first = pointedElements();
     return first && program_->calls(u"GetAccessibleAtPoint"_s) > 0;
   }));
   EXPECT_TRUE(first->elements.empty());
   const int asked = program_->calls(u"GetAccessibleAtPoint"_s);
-  const auto second = look();
+  const auto second = pointedElements();
   ASSERT_TRUE(second);
   EXPECT_TRUE(second->elements.empty());
   EXPECT_EQ(program_->calls(u"GetAccessibleAtPoint"_s), asked);
-  // Later it gets another chance.
+  // Later it is read again.
   behave();
-  EXPECT_TRUE(lookFor(2));
+  EXPECT_TRUE(waitForElements(2));
 }
 
 }  // namespace

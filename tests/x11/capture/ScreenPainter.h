@@ -37,14 +37,14 @@ class ScreenPainter {
     xcb_poly_fill_rectangle(connection_, root_, context_, 1, &area);
     roundTrip();
   }
-  // The same for the whole screen, not waited for.
+  // The same for the whole screen, without waiting.
   void requestFill(std::uint32_t rgb) {
     xcb_change_gc(connection_, context_, XCB_GC_FOREGROUND, &rgb);
     const xcb_rectangle_t area{0, 0, 32767, 32767};
     xcb_poly_fill_rectangle(connection_, root_, context_, 1, &area);
     xcb_flush(connection_);
   }
-  // From now on the server serves this client alone.
+  // Grabs the server: it serves only this client.
   void takeServer() {
     xcb_grab_server(connection_);
     roundTrip();
@@ -84,7 +84,7 @@ class ScreenPainter {
   xcb_gcontext_t context_ = 0;
 };
 
-// Gives the server's only monitor another size, as a person would in the display settings.
+// Resizes the server's only monitor, as a user would in the display settings.
 inline bool resizeScreen(const XvfbServer& server, int width, int height) {
   const std::string w = std::to_string(width);
   const std::string h = std::to_string(height);

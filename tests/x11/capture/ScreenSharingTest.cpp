@@ -56,8 +56,8 @@ class ScreenSharingTest : public testing_support::MainThreadTest {
   void begin(int width, int height, int fps, int displayIndex = 0) {
     source = std::make_unique<ScreenVideoSource>(
         captureOf(server.display()), width, height, fps, displayIndex,
-        ScreenNews{.refused = [this](const QString& name) { permissions.append(name); },
-                   .resized = [this] { ++resizes; }});
+        ScreenEvents{.refused = [this](const QString& name) { permissions.append(name); },
+                     .resized = [this] { ++resizes; }});
     sink = std::make_unique<FrameSink>(source->native());
     bool ended = false;
     source->start([&] { ended = true; });
@@ -73,7 +73,7 @@ class ScreenSharingTest : public testing_support::MainThreadTest {
   QStringList permissions;
   int resizes = 0;
   std::unique_ptr<ScreenVideoSource> source;
-  std::unique_ptr<FrameSink> sink;  // After the source: goes first.
+  std::unique_ptr<FrameSink> sink;  // After the source: destroyed first.
 };
 
 TEST_F(ScreenSharingTest, showsTheScreenAtTheRequestedSize) {
@@ -110,7 +110,7 @@ TEST_F(ScreenSharingTest, sendsAChangeWithinFiveMilliseconds) {
   ASSERT_TRUE(showsSoon(kBlackLuma));
   std::vector<double> delays;
   for (int round = 0; round < 41; ++round) {
-    // A quiet moment: no frame for longer than the shortest interval, and no repeat just ahead.
+    // Waits for a pause: no frame for longer than the shortest interval, and no repeat due soon.
     const std::size_t before = sink->count();
     ASSERT_TRUE(pumpUntil([&] { return sink->count() > before; }));
     pumpFor(30ms);
@@ -129,13 +129,13 @@ TEST_F(ScreenSharingTest, sendsAChangeWithinFiveMilliseconds) {
   RecordProperty("p95_ms", std::to_string(delays[delays.size() * 95 / 100]));
   std::printf("change to frame: p50 %.2f ms, p95 %.2f ms\n", delays[delays.size() / 2],
               delays[delays.size() * 95 / 100]);
-  // While others use all processors, each program on the way waits for its turn: not always, if it is the machine.
+  // On a machine with all processors busy each involved program waits for its time slice, but not in every attempt.
   EXPECT_LT(delays[delays.size() / 4], 5.0);
 }
 
 TEST_F(ScreenSharingTest, usesNextToNoProcessorTimeForAStillScreen) {
   begin(1920, 1080, 60);
-  // The first picture and its repeats.
+  // The first frame and its repeats.
   ASSERT_TRUE(pumpUntil([&] { return sink->count() > FramePacer::kBurstLength + 1; }));
   const auto begin = std::chrono::steady_clock::now();
   const std::size_t frames = sink->count();

@@ -22,19 +22,19 @@ using Woken = ScreenCapture::Woken;
 constexpr std::uint32_t kBlue = 0x204060;
 constexpr std::uint32_t kRed = 0xc01020;
 
-std::uint32_t colourAt(const CapturedFrame& picture, int x, int y) {
-  const CpuPixels& pixels = std::get<CpuPixels>(picture.memory);
+std::uint32_t colourAt(const CapturedFrame& frame, int x, int y) {
+  const CpuPixels& pixels = std::get<CpuPixels>(frame.memory);
   const std::uint8_t* pixel = pixels.data + static_cast<std::ptrdiff_t>(y) * pixels.stride + x * 4;
   return static_cast<std::uint32_t>(pixel[2]) << 16 | static_cast<std::uint32_t>(pixel[1]) << 8 | pixel[0];
 }
 
-bool allOf(const CapturedFrame& picture, std::uint32_t colour) {
-  for (int y = 0; y < picture.size.height(); ++y) {
-    for (int x = 0; x < picture.size.width(); ++x) {
-      if (colourAt(picture, x, y) != colour) return false;
+bool allOf(const CapturedFrame& frame, std::uint32_t colour) {
+  for (int y = 0; y < frame.size.height(); ++y) {
+    for (int x = 0; x < frame.size.width(); ++x) {
+      if (colourAt(frame, x, y) != colour) return false;
     }
   }
-  return picture.size.width() > 0 && picture.size.height() > 0;
+  return frame.size.width() > 0 && frame.size.height() > 0;
 }
 
 class X11ScreenCaptureTest : public testing::Test {
@@ -42,17 +42,17 @@ class X11ScreenCaptureTest : public testing::Test {
   explicit X11ScreenCaptureTest(int width = 640, int height = 480) : server(width, height) {}
   void SetUp() override { ASSERT_TRUE(server.running()); }
 
-  // Opens and takes the first picture.
+  // Opens and takes the first frame.
   void openAndPoll(int index = 0) {
     ASSERT_EQ(capture->open(index).outcome, Outcome::opened);
-    ASSERT_EQ(capture->poll(picture), Poll::changed);
+    ASSERT_EQ(capture->poll(frame), Poll::changed);
   }
   // Polls until something changed.
   [[nodiscard]] bool pollUntilChanged() { return pollUntil(Poll::changed); }
   [[nodiscard]] bool pollUntil(Poll wanted) {
     testing_loop::Timeout timeout;
     while (!timeout.isOver()) {
-      if (capture->poll(picture) == wanted) return true;
+      if (capture->poll(frame) == wanted) return true;
       (void)capture->wait(100ms, WakeOn::changeOrCall);
     }
     return false;
@@ -61,7 +61,7 @@ class X11ScreenCaptureTest : public testing::Test {
   XvfbServer server;
   ScreenPainter painter{server.display()};
   std::unique_ptr<ScreenCapture> capture = makeX11ScreenCapture(server.display().toStdString());
-  CapturedFrame picture;
+  CapturedFrame frame;
 };
 
 class X11OddScreenCaptureTest : public X11ScreenCaptureTest {
@@ -72,18 +72,18 @@ class X11OddScreenCaptureTest : public X11ScreenCaptureTest {
 TEST_F(X11ScreenCaptureTest, readsTheScreenPixelByPixel) {
   ASSERT_EQ(server.run({"xsetroot", "-solid", "#204060"}), 0);
   openAndPoll();
-  EXPECT_EQ(picture.size.width(), 640);
-  EXPECT_EQ(picture.size.height(), 480);
-  EXPECT_EQ(picture.damage, std::vector{QRect(0, 0, 640, 480)});
-  EXPECT_TRUE(allOf(picture, kBlue));
+  EXPECT_EQ(frame.size.width(), 640);
+  EXPECT_EQ(frame.size.height(), 480);
+  EXPECT_EQ(frame.damage, std::vector{QRect(0, 0, 640, 480)});
+  EXPECT_TRUE(allOf(frame, kBlue));
 }
 
 TEST_F(X11OddScreenCaptureTest, readsAScreenOfOddSize) {
   painter.fillAll(kBlue);
   openAndPoll();
-  EXPECT_EQ(picture.size.width(), 641);
-  EXPECT_EQ(picture.size.height(), 479);
-  EXPECT_TRUE(allOf(picture, kBlue));
+  EXPECT_EQ(frame.size.width(), 641);
+  EXPECT_EQ(frame.size.height(), 479);
+  EXPECT_TRUE(allOf(frame, kBlue));
 }
 
 TEST_F(X11ScreenCaptureTest, saysWhyADisplayCannotBeOpened) {
@@ -91,7 +91,7 @@ TEST_F(X11ScreenCaptureTest, saysWhyADisplayCannotBeOpened) {
   const ScreenCapture::Opened opened = bad->open(0);
   EXPECT_EQ(opened.outcome, Outcome::refused);
   EXPECT_EQ(opened.error, QStringLiteral("cannot open display \":54321\""));
-  EXPECT_EQ(bad->poll(picture), Poll::lost);
+  EXPECT_EQ(bad->poll(frame), Poll::lost);
 }
 
 TEST_F(X11ScreenCaptureTest, seesWhatAProgramDrawsThatHasTakenTheServer) {
@@ -101,17 +101,17 @@ TEST_F(X11ScreenCaptureTest, seesWhatAProgramDrawsThatHasTakenTheServer) {
   painter.takeServer();
   painter.fill(kRed, 0, 0, 64, 64);
   ASSERT_TRUE(pollUntilChanged());
-  EXPECT_EQ(colourAt(picture, 10, 10), kRed);
+  EXPECT_EQ(colourAt(frame, 10, 10), kRed);
 }
 
-TEST_F(X11ScreenCaptureTest, endsALookAtAServerThatSaysNothingWhenAbandoned) {
+TEST_F(X11ScreenCaptureTest, endsAPollOfAServerThatSaysNothingWhenAbandoned) {
   openAndPoll();
   server.stop();
   painter.requestFill(kRed);
   std::atomic<bool> ended{false};
-  std::thread looking([&] {
-    // Once the server must be asked for the picture, the look waits.
-    while (capture->poll(picture) != Poll::lost) (void)capture->wait(10ms, WakeOn::changeOrCall);
+  std::thread polling([&] {
+    // Once the server must be asked for the frame, poll() blocks.
+    while (capture->poll(frame) != Poll::lost) (void)capture->wait(10ms, WakeOn::changeOrCall);
     capture->close();
     EXPECT_EQ(capture->open(0).outcome, Outcome::refused);
     ended = true;
@@ -121,7 +121,7 @@ TEST_F(X11ScreenCaptureTest, endsALookAtAServerThatSaysNothingWhenAbandoned) {
   while (!ended && !timeout.isOver()) std::this_thread::sleep_for(5ms);
   EXPECT_TRUE(ended);
   server.goOn();
-  looking.join();
+  polling.join();
 }
 
 TEST_F(X11ScreenCaptureTest, refusesAServerThatSaysNothing) {
@@ -134,32 +134,32 @@ TEST_F(X11ScreenCaptureTest, refusesAServerThatSaysNothing) {
 TEST_F(X11ScreenCaptureTest, seesNoChangeOnAStillScreen) {
   openAndPoll();
   EXPECT_TRUE(pollUntil(Poll::unchanged));
-  EXPECT_EQ(capture->poll(picture), Poll::unchanged);
+  EXPECT_EQ(capture->poll(frame), Poll::unchanged);
   EXPECT_EQ(capture->wait(100ms, WakeOn::changeOrCall), Woken::timeout);
 }
 
-TEST_F(X11ScreenCaptureTest, tellsWhatChanged) {
+TEST_F(X11ScreenCaptureTest, reportsWhatChanged) {
   painter.fillAll(kBlue);
   openAndPoll();
   ASSERT_TRUE(pollUntil(Poll::unchanged));
   painter.fill(kRed, 100, 151, 50, 20);
   ASSERT_TRUE(pollUntilChanged());
-  // The changed area comes in steps of 16.
-  EXPECT_EQ(picture.damage, std::vector{QRect(96, 144, 64, 32)});
-  EXPECT_EQ(colourAt(picture, 100, 151), kRed);
-  EXPECT_EQ(colourAt(picture, 149, 170), kRed);
-  EXPECT_EQ(colourAt(picture, 150, 170), kBlue);
-  EXPECT_EQ(colourAt(picture, 100, 150), kBlue);
+  // The changed area is a multiple of 16.
+  EXPECT_EQ(frame.damage, std::vector{QRect(96, 144, 64, 32)});
+  EXPECT_EQ(colourAt(frame, 100, 151), kRed);
+  EXPECT_EQ(colourAt(frame, 149, 170), kRed);
+  EXPECT_EQ(colourAt(frame, 150, 170), kBlue);
+  EXPECT_EQ(colourAt(frame, 100, 150), kBlue);
 }
 
-TEST_F(X11ScreenCaptureTest, keepsThePictureWholeOverManySmallChanges) {
+TEST_F(X11ScreenCaptureTest, keepsTheFrameWholeOverManySmallChanges) {
   painter.fillAll(kBlue);
   openAndPoll();
   for (int i = 0; i < 40; ++i) {
     painter.fill(kRed, i * 16, i * 12, 16, 12);
     ASSERT_TRUE(pollUntilChanged());
     for (int j = 0; j < 40; ++j) {
-      ASSERT_EQ(colourAt(picture, j * 16 + 8, j * 12 + 6), j <= i ? kRed : kBlue) << i << " " << j;
+      ASSERT_EQ(colourAt(frame, j * 16 + 8, j * 12 + 6), j <= i ? kRed : kBlue) << i << " " << j;
     }
   }
 }
@@ -177,8 +177,8 @@ TEST_F(X11ScreenCaptureTest, isWokenByChangesRightAfterTheFirstPoll) {
     painter.fill(i % 2 == 0 ? kRed : kBlue, 0, 0, 640, 480);
     do {
       ASSERT_EQ(capture->wait(10s, WakeOn::changeOrCall), Woken::change);
-    } while (capture->poll(picture) == Poll::unchanged);
-    EXPECT_EQ(colourAt(picture, 320, 240), i % 2 == 0 ? kRed : kBlue);
+    } while (capture->poll(frame) == Poll::unchanged);
+    EXPECT_EQ(colourAt(frame, 320, 240), i % 2 == 0 ? kRed : kBlue);
   }
 }
 
@@ -187,7 +187,7 @@ TEST_F(X11ScreenCaptureTest, remembersAChangeThatCameBeforeTheWait) {
   ASSERT_TRUE(pollUntil(Poll::unchanged));
   painter.fill(kRed, 0, 0, 10, 10);
   EXPECT_EQ(capture->wait(10s, WakeOn::changeOrCall), Woken::change);
-  EXPECT_EQ(capture->wait(10s, WakeOn::changeOrCall), Woken::change) << "until it is looked at";
+  EXPECT_EQ(capture->wait(10s, WakeOn::changeOrCall), Woken::change) << "until the display is polled";
 }
 
 TEST_F(X11ScreenCaptureTest, sleepsThroughChangesWhenAskedTo) {
@@ -215,16 +215,16 @@ TEST_F(X11ScreenCaptureTest, leavesTheCursorOut) {
   ASSERT_EQ(server.run({"xsetroot", "-solid", "#204060", "-cursor_name", "gumby"}), 0);
   painter.movePointer(100, 100);
   openAndPoll();
-  EXPECT_TRUE(allOf(picture, kBlue));
+  EXPECT_TRUE(allOf(frame, kBlue));
   ASSERT_TRUE(pollUntil(Poll::unchanged));
   for (int i = 0; i < 20; ++i) {
     painter.movePointer(200 + i * 10, 200);
-    const Poll seen = capture->poll(picture);
-    EXPECT_TRUE(seen == Poll::unchanged || allOf(picture, kBlue));
+    const Poll seen = capture->poll(frame);
+    EXPECT_TRUE(seen == Poll::unchanged || allOf(frame, kBlue));
   }
   painter.fill(kRed, 0, 0, 1, 1);
   ASSERT_TRUE(pollUntilChanged());
-  EXPECT_EQ(colourAt(picture, 395, 205), kBlue);
+  EXPECT_EQ(colourAt(frame, 395, 205), kBlue);
 }
 
 TEST_F(X11ScreenCaptureTest, countsMonitorsInRandrsOrder) {
@@ -236,9 +236,9 @@ TEST_F(X11ScreenCaptureTest, countsMonitorsInRandrsOrder) {
     painter.fillAll(kBlue);
     painter.fill(kRed, monitor.x, monitor.y, monitor.width, monitor.height);
     openAndPoll(static_cast<int>(i));
-    EXPECT_EQ(picture.size.width(), monitor.width);
-    EXPECT_EQ(picture.size.height(), monitor.height);
-    EXPECT_TRUE(allOf(picture, kRed));
+    EXPECT_EQ(frame.size.width(), monitor.width);
+    EXPECT_EQ(frame.size.height(), monitor.height);
+    EXPECT_TRUE(allOf(frame, kRed));
   }
 }
 
@@ -254,7 +254,7 @@ TEST_F(X11ScreenCaptureTest, ignoresChangesOnAnotherMonitor) {
   openAndPoll(0);
   ASSERT_TRUE(pollUntil(Poll::unchanged));
   painter.fill(kRed, 450, 10, 50, 50);
-  EXPECT_EQ(capture->poll(picture), Poll::unchanged);
+  EXPECT_EQ(capture->poll(frame), Poll::unchanged);
 }
 
 TEST_F(X11ScreenCaptureTest, followsAChangeOfTheScreensSize) {
@@ -262,22 +262,22 @@ TEST_F(X11ScreenCaptureTest, followsAChangeOfTheScreensSize) {
   ASSERT_TRUE(testing_x11::resizeScreen(server, 400, 300));
   painter.fillAll(kBlue);
   testing_loop::Timeout timeout;
-  while (picture.size.width() != 400 && !timeout.isOver()) {
-    if (capture->poll(picture) == Poll::lost) {
+  while (frame.size.width() != 400 && !timeout.isOver()) {
+    if (capture->poll(frame) == Poll::lost) {
       ASSERT_EQ(capture->open(0).outcome, Outcome::opened);
     }
   }
-  EXPECT_EQ(picture.size.width(), 400);
-  EXPECT_EQ(picture.size.height(), 300);
-  EXPECT_TRUE(allOf(picture, kBlue));
+  EXPECT_EQ(frame.size.width(), 400);
+  EXPECT_EQ(frame.size.height(), 300);
+  EXPECT_TRUE(allOf(frame, kBlue));
 }
 
 TEST_F(X11ScreenCaptureTest, outlivesItsServer) {
   openAndPoll();
   server.kill();
   EXPECT_EQ(capture->wait(10s, WakeOn::changeOrCall), Woken::change);
-  EXPECT_EQ(capture->poll(picture), Poll::lost);
-  EXPECT_EQ(capture->poll(picture), Poll::lost);
+  EXPECT_EQ(capture->poll(frame), Poll::lost);
+  EXPECT_EQ(capture->poll(frame), Poll::lost);
   EXPECT_EQ(capture->open(0).outcome, Outcome::refused);
   ASSERT_TRUE(server.restart());
   openAndPoll();
@@ -288,25 +288,25 @@ TEST_F(X11ScreenCaptureTest, outlivesAServerThatIsKilledWhileItReads) {
     if (!server.running()) {
       ASSERT_TRUE(server.restart());
     }
-    std::atomic<int> looks{0};
+    std::atomic<int> polls{0};
     std::jthread reader([&](const std::stop_token& stop) {
       ScreenPainter busy(server.display());
       std::uint32_t colour = 0;
       bool lost = capture->open(0).outcome != Outcome::opened;
       while (!stop.stop_requested() && !lost) {
         busy.fillAll(++colour);
-        lost = capture->poll(picture) == Poll::lost;
-        ++looks;
+        lost = capture->poll(frame) == Poll::lost;
+        ++polls;
       }
       EXPECT_TRUE(lost);
       capture->close();
-      looks = 1000;
+      polls = 1000;
     });
-    while (looks < 20 + round) std::this_thread::yield();
+    while (polls < 20 + round) std::this_thread::yield();
     server.kill();
     testing_loop::Timeout timeout;
-    while (looks < 1000 && !timeout.isOver()) std::this_thread::yield();
-    EXPECT_GE(looks, 1000);
+    while (polls < 1000 && !timeout.isOver()) std::this_thread::yield();
+    EXPECT_GE(polls, 1000);
   }
 }
 
@@ -316,7 +316,7 @@ TEST_F(X11ScreenCaptureTest, seesAChangeOfTheWholeScreen) {
     ASSERT_TRUE(pollUntil(Poll::unchanged));
     painter.fillAll(colour);
     ASSERT_TRUE(pollUntilChanged());
-    EXPECT_TRUE(allOf(picture, colour));
+    EXPECT_TRUE(allOf(frame, colour));
   }
 }
 

@@ -1,4 +1,4 @@
-// Another program that copies, with a connection of its own.
+// Another program that copies, with a separate connection.
 #pragma once
 
 #include <poll.h>
@@ -15,17 +15,17 @@
 
 namespace vantora::testing_x11 {
 
-// What it does when it is asked for its text.
+// Its reaction to a request for its text.
 enum class Manners {
   answers,       // In one piece.
   inPieces,      // Of kPieceBytes each.
-  onePieceOnly,  // Promises pieces and stops after the first.
-  promises,      // Promises pieces and stops.
+  onePieceOnly,  // Announces pieces and stops after the first.
+  promises,      // Announces pieces and sends none.
   refuses,
-  silent,  // Answers when answerOldest() says so.
+  silent,  // Replies only when answerOldest() is called.
 };
 
-// Owns the clipboard from copy() on and answers requests for its text on a thread of its own.
+// Owns the clipboard from copy() on and replies to requests for its text on a separate thread.
 class OtherProgram {
  public:
   static constexpr qsizetype kPieceBytes = 300;
@@ -49,7 +49,7 @@ class OtherProgram {
   OtherProgram(const OtherProgram&) = delete;
   OtherProgram& operator=(const OtherProgram&) = delete;
 
-  // Returns when the server knows. What is asked from now on gets this text.
+  // Returns when the server has processed it. Later requests get this text.
   void copy(const QByteArray& utf8) {
     {
       const std::lock_guard lock(mutex_);
@@ -58,11 +58,11 @@ class OtherProgram {
     xcb_set_selection_owner(connection_, window_, clipboard_, XCB_CURRENT_TIME);
     std::free(xcb_get_selection_owner_reply(connection_, xcb_get_selection_owner(connection_, clipboard_), nullptr));
   }
-  // Requests that came so far, answered or not.
+  // Requests received so far, answered or not.
   int requests() const { return requests_; }
-  // Pieces, and texts of answerOldest(), that were taken; the empty piece at the end included.
+  // Pieces, and texts of answerOldest(), that the reader has taken, including the empty last piece.
   int taken() const { return taken_; }
-  // Answers the oldest request that was not answered with `text`.
+  // Replies to the oldest pending request with `text`.
   void answerOldest(const QByteArray& text) {
     const std::lock_guard lock(mutex_);
     transfer_ = held_.front();
@@ -88,8 +88,8 @@ class OtherProgram {
         if ((event->response_type & 0x7f) == XCB_SELECTION_REQUEST) {
           answer(*reinterpret_cast<xcb_selection_request_event_t*>(event));
         } else if ((event->response_type & 0x7f) == XCB_PROPERTY_NOTIFY) {
-          const auto& notice = *reinterpret_cast<xcb_property_notify_event_t*>(event);
-          if (notice.state == XCB_PROPERTY_DELETE && notice.atom == transfer_.property) continuePieces();
+          const auto& notification = *reinterpret_cast<xcb_property_notify_event_t*>(event);
+          if (notification.state == XCB_PROPERTY_DELETE && notification.atom == transfer_.property) continuePieces();
         }
         std::free(event);
       }
@@ -104,7 +104,7 @@ class OtherProgram {
       offer(request, utf8_, text_);
       return tell(request, request.property);
     }
-    // It goes on each time the property was taken.
+    // The transfer continues each time the property is deleted.
     watchProperties(request.requestor);
     transfer_ = request;
     sent_ = 0;
@@ -135,14 +135,14 @@ class OtherProgram {
         static_cast<std::uint32_t>(type == incremental_ ? bytes.size() / 4 : bytes.size()), bytes.constData());
   }
   void tell(const xcb_selection_request_event_t& request, xcb_atom_t property) {
-    char memory[32] = {};  // The size of every event on the wire.
-    auto& notice = *reinterpret_cast<xcb_selection_notify_event_t*>(memory);
-    notice.response_type = XCB_SELECTION_NOTIFY;
-    notice.time = request.time;
-    notice.requestor = request.requestor;
-    notice.selection = request.selection;
-    notice.target = request.target;
-    notice.property = property;
+    char memory[32] = {};  // The size of every event in the protocol.
+    auto& notification = *reinterpret_cast<xcb_selection_notify_event_t*>(memory);
+    notification.response_type = XCB_SELECTION_NOTIFY;
+    notification.time = request.time;
+    notification.requestor = request.requestor;
+    notification.selection = request.selection;
+    notification.target = request.target;
+    notification.property = property;
     xcb_send_event(connection_, 0, request.requestor, 0, memory);
     xcb_flush(connection_);
   }
@@ -156,7 +156,7 @@ class OtherProgram {
   std::mutex mutex_;
   QByteArray text_;
   std::vector<xcb_selection_request_event_t> held_;
-  // The text that goes in pieces.
+  // The text that is sent in pieces.
   xcb_selection_request_event_t transfer_{};
   qsizetype sent_ = 0;
   bool promised_ = false;

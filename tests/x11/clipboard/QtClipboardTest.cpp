@@ -26,7 +26,7 @@ using testing_x11::Manners;
 using testing_x11::OtherProgram;
 using testing_x11::XvfbServer;
 
-// One server and one application for the whole program: the toolkit takes no second one.
+// One server and one application for the whole program: Qt does not support a second application.
 XvfbServer& server() {
   static XvfbServer one(320, 200);
   return one;
@@ -39,7 +39,7 @@ void ensureGui() {
   static char value[] = "xcb";
   static char* arguments[] = {name, option, value, nullptr};
   qputenv("DISPLAY", server().display().toUtf8());
-  // Never deleted: the server ends before static objects do.
+  // Never deleted: the server ends before static objects are destroyed.
   static auto* application = new QGuiApplication(argumentCount, arguments);
   Q_UNUSED(application);
 }
@@ -49,7 +49,7 @@ class QtClipboardTest : public testing::Test {
   QtClipboardTest() {
     ensureGui();
     clipboard_ = makeQtClipboard();
-    clipboard_->setChangedHandler([this] { ++notices_; });
+    clipboard_->setChangedHandler([this] { ++changes_; });
   }
 
   QString read() {
@@ -60,11 +60,11 @@ class QtClipboardTest : public testing::Test {
     EXPECT_TRUE(waitFor([&] { return text.has_value(); }));
     return text.value_or(u"(no answer)"_s);
   }
-  // From now on the clipboard is read within these limits.
+  // Makes the clipboard use these limits for reading.
   void limit(X11ClipboardReader::Limits limits) {
     clipboard_ = std::make_unique<QtClipboard>(*QGuiApplication::clipboard(),
                                                std::make_unique<X11ClipboardReader>(QString(), limits));
-    clipboard_->setChangedHandler([this] { ++notices_; });
+    clipboard_->setChangedHandler([this] { ++changes_; });
   }
   qint64 write(const QString& text) {
     qint64 count = -1;
@@ -72,7 +72,7 @@ class QtClipboardTest : public testing::Test {
     EXPECT_TRUE(waitFor([&] { return count != -1; }));
     return count;
   }
-  // Runs a program beside the event loop; what it printed.
+  // Runs a program while the event loop runs; returns its output.
   QByteArray output(const std::vector<std::string>& command) {
     const QString file = folder_.filePath(u"out"_s);
     std::string line = "exec >'" + file.toStdString() + "' 2>&1; exec";
@@ -92,19 +92,19 @@ class QtClipboardTest : public testing::Test {
   void copyWith(const std::string& program, const QByteArray& utf8) {
     const std::string file = folder_.filePath(u"in"_s).toStdString();
     std::ofstream(file, std::ios::binary).write(utf8.constData(), utf8.size());
-    const int before = notices_;
+    const int before = changes_;
     const std::string command = program == "xsel" ? "xsel -b -i <'" : "xclip -selection clipboard -i <'";
     ASSERT_EQ(server().run({"sh", "-c", command + file + "'"}), 0);
-    ASSERT_TRUE(waitFor([&] { return notices_ > before; }));
+    ASSERT_TRUE(waitFor([&] { return changes_ > before; }));
   }
 
   QTemporaryDir folder_;
   std::unique_ptr<Clipboard> clipboard_;
-  int notices_ = 0;
+  int changes_ = 0;
 };
 
 QString longText(qsizetype bytes) {
-  // Every piece differs from its neighbours, so that an order that was lost shows.
+  // Every piece differs from its neighbours, so that a wrong order is detected.
   QString text;
   text.reserve(bytes);
   for (int i = 0; text.size() < bytes; ++i) text += QString::number(i) + u' ';
@@ -121,12 +121,12 @@ TEST_F(QtClipboardTest, readsWhatAnotherProgramCopied) {
   }
 }
 
-TEST_F(QtClipboardTest, noticesAChangeWithoutReading) {
+TEST_F(QtClipboardTest, detectsAChangeWithoutReading) {
   OtherProgram other(server().display());
   for (int i = 1; i <= 5; ++i) {
     const qint64 before = clipboard_->changeCount();
     other.copy("x");
-    ASSERT_TRUE(waitFor([&] { return notices_ == i; }));
+    ASSERT_TRUE(waitFor([&] { return changes_ == i; }));
     EXPECT_GT(clipboard_->changeCount(), before);
   }
   EXPECT_EQ(other.requests(), 0);
@@ -140,12 +140,12 @@ TEST_F(QtClipboardTest, givesItsTextToOtherPrograms) {
   EXPECT_EQ(output({"xclip", "-selection", "clipboard", "-o"}), "");
 }
 
-TEST_F(QtClipboardTest, countsItsOwnTextWithoutANotice) {
+TEST_F(QtClipboardTest, countsItsOwnTextWithoutANotification) {
   const qint64 before = clipboard_->changeCount();
   EXPECT_EQ(write(u"one"_s), before + 1);
   EXPECT_EQ(clipboard_->changeCount(), before + 1);
-  EXPECT_EQ(output({"xclip", "-selection", "clipboard", "-o"}), "one");  // Every event of it has come by now.
-  EXPECT_EQ(notices_, 0);
+  EXPECT_EQ(output({"xclip", "-selection", "clipboard", "-o"}), "one");  // All its events have arrived by now.
+  EXPECT_EQ(changes_, 0);
   EXPECT_EQ(clipboard_->changeCount(), before + 1);
   EXPECT_EQ(read(), u"one"_s);
 }
@@ -160,15 +160,15 @@ TEST_F(QtClipboardTest, setsItsTextRightAfterAnotherProgramCopied) {
     ASSERT_EQ(other.requests(), before);
   }
   EXPECT_EQ(output({"xclip", "-selection", "clipboard", "-o"}), "ours 199");
-  EXPECT_TRUE(waitFor([&] { return notices_ == 200; }));
+  EXPECT_TRUE(waitFor([&] { return changes_ == 200; }));
 }
 
-TEST_F(QtClipboardTest, tellsWhatAnotherPartOfTheProgramCopies) {
+TEST_F(QtClipboardTest, reportsWhatAnotherPartOfTheProgramCopies) {
   write(u"of the viewer"_s);
   QGuiApplication::clipboard()->setText(u"a room id"_s);
-  ASSERT_TRUE(waitFor([&] { return notices_ == 1; }));
+  ASSERT_TRUE(waitFor([&] { return changes_ == 1; }));
   EXPECT_EQ(read(), u"a room id"_s);
-  EXPECT_EQ(notices_, 1);
+  EXPECT_EQ(changes_, 1);
 }
 
 TEST_F(QtClipboardTest, carriesTenMegabytesBothWays) {
@@ -189,7 +189,7 @@ TEST_F(QtClipboardTest, readsNothingFromAnEmptyClipboard) {
 TEST_F(QtClipboardTest, readsNothingWhereThereIsNoText) {
   OtherProgram other(server().display(), Manners::refuses);
   other.copy("not a text");
-  ASSERT_TRUE(waitFor([&] { return notices_ > 0; }));
+  ASSERT_TRUE(waitFor([&] { return changes_ > 0; }));
   EXPECT_EQ(read(), u""_s);
   EXPECT_GE(other.requests(), 1);
 }
@@ -197,7 +197,7 @@ TEST_F(QtClipboardTest, readsNothingWhereThereIsNoText) {
 TEST_F(QtClipboardTest, neverBlocksOnAnOwnerThatDoesNotAnswer) {
   OtherProgram silent(server().display(), Manners::silent);
   silent.copy("never seen");
-  ASSERT_TRUE(waitFor([&] { return notices_ > 0; }));
+  ASSERT_TRUE(waitFor([&] { return changes_ > 0; }));
   std::optional<QString> text;
   const auto start = std::chrono::steady_clock::now();
   auto last = start;
@@ -213,7 +213,7 @@ TEST_F(QtClipboardTest, neverBlocksOnAnOwnerThatDoesNotAnswer) {
   EXPECT_GE(silent.requests(), 1);
   EXPECT_LT(std::chrono::steady_clock::now() - start, X11ClipboardReader::Limits().timeout + 20s);
   EXPECT_LT(longest, X11ClipboardReader::Limits().timeout * 3 / 4) << "the program stood still";
-  // The next one is read all the same.
+  // The next text is read nevertheless.
   copyWith("xclip", "answered");
   EXPECT_EQ(read(), u"answered"_s);
 }
@@ -222,7 +222,7 @@ TEST_F(QtClipboardTest, readsATextThatComesInPieces) {
   OtherProgram other(server().display(), Manners::inPieces);
   const QByteArray text = longText(10 * OtherProgram::kPieceBytes + 7).toUtf8();
   other.copy(text);
-  ASSERT_TRUE(waitFor([&] { return notices_ > 0; }));
+  ASSERT_TRUE(waitFor([&] { return changes_ > 0; }));
   EXPECT_EQ(read().toUtf8(), text);
   EXPECT_TRUE(waitFor([&] { return other.taken() == 12; }));
 }
@@ -231,9 +231,9 @@ TEST_F(QtClipboardTest, failsToReadWhenPiecesArePromisedAndDoNotCome) {
   limit({.timeout = 200ms});
   for (const Manners manners : {Manners::promises, Manners::onePieceOnly}) {
     OtherProgram other(server().display(), manners);
-    const int before = notices_;
+    const int before = changes_;
     other.copy(longText(2 * OtherProgram::kPieceBytes).toUtf8());
-    ASSERT_TRUE(waitFor([&] { return notices_ > before; }));
+    ASSERT_TRUE(waitFor([&] { return changes_ > before; }));
     EXPECT_EQ(read(), u"(failed)"_s);
     EXPECT_TRUE(waitFor([&] { return other.requests() == 1; }));
   }
@@ -243,7 +243,7 @@ TEST_F(QtClipboardTest, failsToReadWhenTheOwnerGoesInTheMiddle) {
   limit({.timeout = 2s});
   auto other = std::make_unique<OtherProgram>(server().display(), Manners::onePieceOnly);
   other->copy(longText(2 * OtherProgram::kPieceBytes).toUtf8());
-  ASSERT_TRUE(waitFor([&] { return notices_ > 0; }));
+  ASSERT_TRUE(waitFor([&] { return changes_ > 0; }));
   QStringList got;
   const auto note = [&](const ClipboardReading& text) { got.append(text.text.value_or(u"(failed)"_s)); };
   clipboard_->requestText(note);
@@ -260,7 +260,7 @@ TEST_F(QtClipboardTest, neverTakesALateAnswerForThatOfTheNextRequest) {
   limit({.timeout = 3s});
   OtherProgram other(server().display(), Manners::silent);
   other.copy("x");
-  ASSERT_TRUE(waitFor([&] { return notices_ > 0; }));
+  ASSERT_TRUE(waitFor([&] { return changes_ > 0; }));
   EXPECT_EQ(read(), u"(failed)"_s);
   std::optional<QString> text;
   clipboard_->requestText([&](const ClipboardReading& got) { text = got.text.value_or(u"(failed)"_s); });
@@ -278,18 +278,18 @@ TEST_F(QtClipboardTest, tellsATextThatIsTooLongFromOneThatCannotBeRead) {
   for (const Manners manners : {Manners::answers, Manners::inPieces}) {
     OtherProgram other(server().display(), manners);
     for (const qsizetype bytes : {1000, 1001}) {
-      const int before = notices_;
+      const int before = changes_;
       other.copy(longText(bytes).toUtf8());
-      ASSERT_TRUE(waitFor([&] { return notices_ > before; }));
+      ASSERT_TRUE(waitFor([&] { return changes_ > before; }));
       EXPECT_EQ(read(), bytes == 1000 ? longText(bytes) : u"(1001)"_s);
     }
-    // Its owner gets rid of what is left.
+    // The owner can send the rest.
     EXPECT_TRUE(waitFor([&] { return manners == Manners::answers || other.taken() == 10; }));
   }
 }
 
-// A password manager does so after a while.
-TEST_F(QtClipboardTest, noticesThatTheClipboardWasCleared) {
+// Password managers do so after a while.
+TEST_F(QtClipboardTest, detectsThatTheClipboardWasCleared) {
   fakes::RecordedLog log;
   fakes::FakeScheduler scheduler;
   fakes::FakeControlSender sender;
@@ -317,7 +317,7 @@ TEST_F(QtClipboardTest, noticesThatTheClipboardWasCleared) {
 TEST_F(QtClipboardTest, answersEveryRequestInTurn) {
   OtherProgram other(server().display());
   other.copy("same");
-  ASSERT_TRUE(waitFor([&] { return notices_ > 0; }));
+  ASSERT_TRUE(waitFor([&] { return changes_ > 0; }));
   QStringList got;
   for (int i = 0; i < 20; ++i) {
     clipboard_->requestText([&got, i](const ClipboardReading& text) {
@@ -331,7 +331,7 @@ TEST_F(QtClipboardTest, answersEveryRequestInTurn) {
 TEST_F(QtClipboardTest, answersNobodyOnceItIsGone) {
   OtherProgram other(server().display());
   other.copy("x");
-  ASSERT_TRUE(waitFor([&] { return notices_ > 0; }));
+  ASSERT_TRUE(waitFor([&] { return changes_ > 0; }));
   bool answered = false;
   clipboard_->requestText([&](const ClipboardReading&) { answered = true; });
   clipboard_.reset();

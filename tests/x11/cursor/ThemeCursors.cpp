@@ -43,7 +43,7 @@ bool ThemeCursors::show(const std::string& name) {
 void ThemeCursors::showFromFont(unsigned shape) { use(XCreateFontCursor(display_, shape)); }
 
 void ThemeCursors::showGlyph(unsigned shape) {
-  // Past Xlib, which would look into the theme.
+  // Not through Xlib, which would use the theme.
   if (glyphs_ == nullptr) glyphs_ = xcb_connect(XDisplayString(display_), nullptr);
   xcb_connection_t* const connection = glyphs_;
   const xcb_font_t font = xcb_generate_id(connection);

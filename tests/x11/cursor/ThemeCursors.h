@@ -8,7 +8,7 @@ struct xcb_connection_t;
 
 namespace vantora::testing_x11 {
 
-// Has a window over the whole screen with a cursor of its own. Cursors without a theme come from the X font.
+// Has a window over the whole screen with its own cursor. Cursors without a theme come from the X cursor font.
 class ThemeCursors {
  public:
   // `theme`: such as "Adwaita".
@@ -18,11 +18,11 @@ class ThemeCursors {
   ThemeCursors& operator=(const ThemeCursors&) = delete;
 
   bool running() const { return display_ != nullptr; }
-  // Shows the theme's cursor of that name; false when the theme has none. Returns when the server has taken it.
+  // Shows the theme's cursor of that name; false when the theme has none. Returns when the server has processed it.
   bool show(const std::string& name);
   // Shows a cursor of the X font, by its number.
   void showFromFont(unsigned shape);
-  // The same as programs do that know nothing of themes: without a name.
+  // The same without a name, as programs without theme support do.
   void showGlyph(unsigned shape);
   // Shows a cursor that has no name and is not in the font either.
   void showNameless();

@@ -1,4 +1,4 @@
-// The cursors of real themes, from the program that shows them to the shape that the viewer is told.
+// The cursors of real themes, from the program that shows them to the shape that the viewer receives.
 #include <QMap>
 
 #include "main/control/cursor/CursorShapes.h"
@@ -23,7 +23,7 @@ TEST_P(X11CursorNamesTest, everyShapeOfTheVocabularyArrives) {
   showCursorsOf(GetParam());
   watch();
   for (const QLatin1StringView shape : cursorShapes()) {
-    // Through another shape, so that none passes that was there before.
+    // Through another shape first, so that the previous one cannot pass.
     ASSERT_TRUE(program_->show(shape == "text"_L1 ? "fleur" : "xterm"));
     ASSERT_TRUE(showsAs(shape == "text"_L1 ? u"move"_s : u"text"_s));
     // Not every theme has a drawing for every name.
@@ -68,7 +68,7 @@ TEST_P(X11CursorNamesTest, theOldNamesArrive) {
   EXPECT_GE(shown, 12);
 }
 
-// What a program asks for that knows only the cursors of the X font.
+// Cursors of programs that know only the X cursor font.
 TEST_P(X11CursorNamesTest, cursorsOfTheXFontArrive) {
   ::setenv("XCURSOR_THEME", GetParam(), 1);
   showCursorsOf(GetParam());
@@ -84,8 +84,8 @@ TEST_P(X11CursorNamesTest, cursorsOfTheXFontArrive) {
   }
 }
 
-// Cursors of the font have no names; their pictures tell. By number, as in the font.
-TEST_F(X11CursorFixture, cursorsOfTheFontAreToldByTheirPictures) {
+// Cursors of the font have no names; they are recognised by their images. By number, as in the font.
+TEST_F(X11CursorFixture, cursorsOfTheFontAreRecognisedByTheirImages) {
   const QMap<unsigned, QString> names{
       {12, u"bottom_left_corner"_s},
       {14, u"bottom_right_corner"_s},

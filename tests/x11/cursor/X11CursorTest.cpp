@@ -1,4 +1,4 @@
-// Notices and life of the cursor of an X server.
+// Events and lifecycle of the cursor of an X server.
 #include "platform/DesktopChoice.h"
 #include "platform/x11/X11Connection.h"
 #include "tests/fakes/FakeClipboard.h"
@@ -16,10 +16,10 @@ class X11CursorTest : public X11CursorFixture {
     showCursorsOf("Adwaita");
     ASSERT_TRUE(program_->show("xterm"));
   }
-  // Arms the notice and waits until the server knows of it: the name of a cursor that was not shown before is asked for
-  // after it. What the test's own program does next comes over another connection, and may come first otherwise.
+  // Arms the pointer event and waits until the server has processed that: the name of a new cursor is requested after
+  // it. The test's own program uses another connection, whose requests could otherwise be processed first.
   void arm(const char* newCursor) {
-    cursor_->armPointerNotice();
+    cursor_->armPointerEvent();
     ASSERT_TRUE(program_->show(newCursor));
     ASSERT_TRUE(becomes(QString::fromLatin1(newCursor)));
   }
@@ -30,14 +30,14 @@ TEST_F(X11CursorTest, knowsTheCursorThatWasThereBefore) {
   EXPECT_TRUE(becomes(u"xterm"_s));
 }
 
-TEST_F(X11CursorTest, givesNoticeOfEveryOtherCursor) {
+TEST_F(X11CursorTest, reportsEveryOtherCursor) {
   watch();
   ASSERT_TRUE(becomes(u"xterm"_s));
   const int before = changes_;
   for (const char* name : {"hand2", "fleur", "hand2", "left_ptr"}) {
     const int now = changes_;
     ASSERT_TRUE(program_->show(name));
-    // By its own event: nobody looks at the cursor meanwhile.
+    // By its own event: the cursor is not read meanwhile.
     ASSERT_TRUE(testing_loop::waitFor([&] { return changes_ > now; })) << name;
     EXPECT_EQ(cursor_->currentCursor(), QString::fromLatin1(name));
   }
@@ -51,7 +51,7 @@ TEST_F(X11CursorTest, aCursorWithoutANameHasTheEmptyOne) {
   EXPECT_TRUE(becomes(u""_s));
 }
 
-TEST_F(X11CursorTest, tellsNothingWhileNobodyWatches) {
+TEST_F(X11CursorTest, reportsNothingWhileNobodyWatches) {
   EXPECT_EQ(cursor_->currentCursor(), std::nullopt);
   watch();
   ASSERT_TRUE(becomes(u"xterm"_s));
@@ -64,12 +64,12 @@ TEST_F(X11CursorTest, tellsNothingWhileNobodyWatches) {
   EXPECT_EQ(changes_, before + 1);
 }
 
-TEST_F(X11CursorTest, tellsOfOneUseOfThePointerForEachArming) {
+TEST_F(X11CursorTest, reportsOneUseOfThePointerForEachArming) {
   watch();
   ASSERT_TRUE(becomes(u"xterm"_s));
   program_->movePointer(10, 10);
   ASSERT_TRUE(program_->show("fleur"));
-  ASSERT_TRUE(becomes(u"fleur"_s));  // The server has worked off the movement too.
+  ASSERT_TRUE(becomes(u"fleur"_s));  // The server has processed the movement too.
   EXPECT_EQ(uses_, 0);
 
   arm("left_ptr");
@@ -84,7 +84,7 @@ TEST_F(X11CursorTest, tellsOfOneUseOfThePointerForEachArming) {
   EXPECT_TRUE(testing_loop::waitFor([&] { return uses_ == 2; }));
 }
 
-TEST_F(X11CursorTest, aNoticeMayEndTheWatch) {
+TEST_F(X11CursorTest, aHandlerMayEndTheWatch) {
   cursor_->watch({.cursorChanged =
                       [this] {
                         ++changes_;
@@ -99,12 +99,12 @@ TEST_F(X11CursorTest, aNoticeMayEndTheWatch) {
 
 TEST_F(X11CursorTest, outlivesAKilledServerAndUsesTheNextOne) {
   watch();
-  cursor_->armPointerNotice();
+  cursor_->armPointerEvent();
   ASSERT_TRUE(becomes(u"xterm"_s));
   program_.reset();
   server_.kill();
   EXPECT_TRUE(becomes(std::nullopt));
-  cursor_->armPointerNotice();
+  cursor_->armPointerEvent();
   ASSERT_TRUE(server_.restart());
   showCursorsOf("Adwaita");
   ASSERT_TRUE(program_->show("hand2"));
@@ -116,11 +116,11 @@ TEST_F(X11CursorTest, outlivesAKilledServerAndUsesTheNextOne) {
   EXPECT_TRUE(testing_loop::waitFor([&] { return uses_ > 0; }));
 }
 
-TEST_F(X11CursorTest, watchesAServerThatSaysNothingFromWhenItGoesOn) {
+TEST_F(X11CursorTest, watchesASilentServerOnceItResumes) {
   server_.stop();
   const auto start = std::chrono::steady_clock::now();
   watch();
-  cursor_->armPointerNotice();
+  cursor_->armPointerEvent();
   EXPECT_EQ(cursor_->currentCursor(), std::nullopt);
   EXPECT_LT(std::chrono::steady_clock::now() - start, 4 * X11Connection::kTimeout);
   server_.goOn();

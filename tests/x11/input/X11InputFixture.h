@@ -27,7 +27,7 @@ inline constexpr int kControlRight = 105;
 inline constexpr int kAltLeft = 64;
 inline constexpr int kSuperLeft = 133;
 
-// Whether the input may be used at the moment; X11 answers at once.
+// Whether the input may be used at the moment; on X11 the reply is immediate.
 inline InputPermission permission(DesktopInput& input) {
   InputPermission found;
   input.requestPermission([&](const InputPermission& answer) { found = answer; });
@@ -35,7 +35,7 @@ inline InputPermission permission(DesktopInput& input) {
 }
 inline bool usable(DesktopInput& input) { return permission(input).granted; }
 
-// The kernel's code of the key that a viewer calls `name`; one that no keyboard has for other names.
+// The kernel's code of the viewer's key `name`; for unknown names a code that no keyboard has.
 inline std::uint16_t keyCodeOf(const char* name) {
   const KeyCode* const key = findKey(QString::fromLatin1(name));
   return key ? key->evdev : fakes::FakeDesktopInput::kNoSuchKey;
@@ -58,7 +58,7 @@ class X11InputFixture : public testing::Test {
     return *window_;
   }
   bool usable() { return testing_x11::usable(*input_); }
-  // Until the server has done everything that was posted.
+  // Waits until the server has processed everything that was posted.
   void settle() {
     if (!input_) return;
     EXPECT_TRUE(usable());
@@ -67,7 +67,7 @@ class X11InputFixture : public testing::Test {
   bool key(const char* name, bool down, KeyModifiers modifiers = {}) {
     return input_->key(keyCodeOf(name), down, modifiers);
   }
-  // To a pixel of the whole screen of one monitor.
+  // Moves to a pixel of the screen, which has one monitor.
   void move(double x = 10, double y = 10) {
     const std::vector<Display> displays = displays_->list();
     if (displays.empty()) return input_->moveTo(0, 0, 0);

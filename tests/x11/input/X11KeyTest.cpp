@@ -10,7 +10,7 @@
 namespace vantora::testing_x11 {
 namespace {
 
-// Where each key sits on a PC keyboard.
+// The position of each key on a PC keyboard.
 const std::map<std::string, int>& keycodes() {
   static const std::map<std::string, int> table = [] {
     std::map<std::string, int> keys = {
@@ -108,7 +108,7 @@ TEST_F(X11KeyTest, releasesAKeyWhereItWasPressed) {
   EXPECT_TRUE(window().keysDown().empty());
 }
 
-// Repetitions come from the viewer alone: the server would go on when a release is lost.
+// Repetitions come only from the viewer: the server would continue when a release is lost.
 class X11RepeatTest : public X11InputFixture {
  protected:
   void SetUp() override {
@@ -162,7 +162,7 @@ TEST_F(X11RepeatTest, givesThePersonsKeyItsRepetitionBack) {
   EXPECT_TRUE(window().repeats(kKeyA));
 }
 
-// Applications fetch the whole keyboard map anew when they hear of a change.
+// Applications fetch the whole keyboard map again when a change is reported.
 TEST_F(X11RepeatTest, typingIsNoChangeOfTheKeyboardForApplications) {
   xcb_connection_t* connection = window().connection();
   std::free(xcb_xkb_use_extension_reply(connection, xcb_xkb_use_extension(connection, 1, 0), nullptr));

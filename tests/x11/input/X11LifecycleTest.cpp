@@ -21,7 +21,7 @@ class X11LifecycleTest : public X11InputFixture {
   }
 };
 
-TEST_F(X11LifecycleTest, letsGoOfButtonsKeysAndModifiers) {
+TEST_F(X11LifecycleTest, releasesButtonsKeysAndModifiers) {
   holdEverything();
   EXPECT_EQ(window().keysDown().size(), 6U);
   EXPECT_NE(window().pointer().mask, 0);
@@ -30,7 +30,7 @@ TEST_F(X11LifecycleTest, letsGoOfButtonsKeysAndModifiers) {
   expectNothingHeld();
 }
 
-TEST_F(X11LifecycleTest, letsGoWhenDestroyed) {
+TEST_F(X11LifecycleTest, releasesEverythingWhenDestroyed) {
   holdEverything();
   settle();
   input_.reset();

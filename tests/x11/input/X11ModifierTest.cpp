@@ -85,7 +85,7 @@ TEST_F(X11ModifierTest, borrowsAPersonsModifierWithoutTakingItOver) {
   EXPECT_EQ(window().keysDown(), (std::set<int>{kShiftRight}));
 }
 
-TEST_F(X11ModifierTest, canPressAModifierAgainThatAPersonHasLetGoOf) {
+TEST_F(X11ModifierTest, canPressAModifierAgainThatAPersonHasReleased) {
   window().personKey(kShiftLeft, true);
   EXPECT_TRUE(key("KeyA", true));
   EXPECT_TRUE(key("KeyA", false));
@@ -96,7 +96,7 @@ TEST_F(X11ModifierTest, canPressAModifierAgainThatAPersonHasLetGoOf) {
   EXPECT_TRUE(window().keysDown().empty());
 }
 
-TEST_F(X11ModifierTest, leavesAPersonsModifierDownWhenLettingGo) {
+TEST_F(X11ModifierTest, leavesAPersonsModifierDownWhenReleasing) {
   window().personKey(kShiftLeft, true);
   EXPECT_TRUE(key("KeyA", true));
   input_->releaseAll();

@@ -163,9 +163,9 @@ TEST_F(X11PointerTest, addsUpSmallScrollDistancesOfEachAxis) {
 
 TEST_F(X11PointerTest, boundsTheClicksOfAWildScroll) {
   injector_->wheel(0, 1e9);
-  EXPECT_EQ(clicks().size(), 2U * WheelClicks::kMostClicks);
+  EXPECT_EQ(clicks().size(), 2U * WheelClicks::kMaxClicks);
   injector_->wheel(-1e300, 0);
-  EXPECT_EQ(clicks().size(), 2U * WheelClicks::kMostClicks);
+  EXPECT_EQ(clicks().size(), 2U * WheelClicks::kMaxClicks);
 }
 
 }  // namespace

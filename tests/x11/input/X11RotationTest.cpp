@@ -1,4 +1,4 @@
-// The pointer on a screen that is turned or mirrored.
+// The pointer on a screen that is rotated or mirrored.
 #include <gtest/gtest.h>
 
 #include <QPoint>
@@ -27,7 +27,7 @@ struct Mark {
   QPoint at = {};
 };
 
-// Different from every turned or mirrored version of themselves; the corners' own pixels are among them.
+// Different from every rotated or mirrored version of themselves; they include the corner pixels.
 std::vector<Mark> marksOn(const QSize& screen) {
   const int right = screen.width() - 1;
   const int bottom = screen.height() - 1;
@@ -36,11 +36,11 @@ std::vector<Mark> marksOn(const QSize& screen) {
       {0xff00ff, {111, 29}}, {0x00ffff, {right - 43, 307}}, {0xffffff, {203, bottom - 61}}};
 }
 
-std::optional<QPoint> find(const CapturedFrame& picture, std::uint32_t colour) {
-  const CpuPixels& pixels = std::get<CpuPixels>(picture.memory);
-  for (int y = 0; y < picture.size.height(); ++y) {
+std::optional<QPoint> find(const CapturedFrame& frame, std::uint32_t colour) {
+  const CpuPixels& pixels = std::get<CpuPixels>(frame.memory);
+  for (int y = 0; y < frame.size.height(); ++y) {
     const std::uint8_t* pixel = pixels.data + static_cast<std::ptrdiff_t>(y) * pixels.stride;
-    for (int x = 0; x < picture.size.width(); ++x, pixel += 4) {
+    for (int x = 0; x < frame.size.width(); ++x, pixel += 4) {
       if ((static_cast<std::uint32_t>(pixel[2]) << 16 | static_cast<std::uint32_t>(pixel[1]) << 8 | pixel[0]) == colour)
         return QPoint(x, y);
     }
@@ -60,7 +60,7 @@ class X11TurnedScreen : public testing::TestWithParam<Turn> {
     capture_ = makeX11ScreenCapture(server_.display().toStdString());
   }
 
-  // The pointer goes to every mark's place in the captured picture, as a viewer would send it.
+  // Moves the pointer to every mark's position in the captured frame, as a viewer would.
   void expectPointerOnMarks(InputInjector& injector) {
     const bool sideways = std::get<0>(GetParam()) == "left" || std::get<0>(GetParam()) == "right";
     const QSize screen = sideways ? kSize.transposed() : kSize;
@@ -69,14 +69,14 @@ class X11TurnedScreen : public testing::TestWithParam<Turn> {
     painter.fillAll(kGround);
     for (const Mark& mark : marks) painter.fill(mark.colour, mark.at.x(), mark.at.y(), 1, 1);
     ASSERT_EQ(capture_->open(0).outcome, ScreenCapture::Outcome::opened);
-    CapturedFrame picture;
-    ASSERT_EQ(capture_->poll(picture), ScreenCapture::Poll::changed);
-    ASSERT_EQ(picture.size, screen);
+    CapturedFrame frame;
+    ASSERT_EQ(capture_->poll(frame), ScreenCapture::Poll::changed);
+    ASSERT_EQ(frame.size, screen);
     TestWindow person(server_.display());
     for (const Mark& mark : marks) {
-      const auto seen = find(picture, mark.colour);
+      const auto seen = find(frame, mark.colour);
       ASSERT_TRUE(seen);
-      injector.move((seen->x() + 0.5) / picture.size.width(), (seen->y() + 0.5) / picture.size.height());
+      injector.move((seen->x() + 0.5) / frame.size.width(), (seen->y() + 0.5) / frame.size.height());
       ASSERT_TRUE(usable(*input_));
       const TestWindow::Pointer pointer = person.pointer();
       EXPECT_EQ(QPoint(pointer.x, pointer.y), mark.at);
@@ -92,7 +92,7 @@ class X11TurnedScreen : public testing::TestWithParam<Turn> {
   std::unique_ptr<ScreenCapture> capture_;
 };
 
-TEST_P(X11TurnedScreen, putsThePointerWhereThePictureShowsIt) {
+TEST_P(X11TurnedScreen, putsThePointerWhereTheFrameShowsIt) {
   ASSERT_TRUE(server_.turn(std::get<0>(GetParam()), std::get<1>(GetParam())));
   InputInjector injector(*displays_, *input_);
   injector.setTargetScreen(0);

@@ -1,4 +1,4 @@
-// A server that has another program's ear, or that says nothing at all.
+// A server that is grabbed by another program, or that does not respond at all.
 #include <algorithm>
 #include <chrono>
 #include <tuple>
@@ -17,7 +17,7 @@ class X11SilentServerTest : public X11InputFixture {
  protected:
   void TearDown() override { server_.goOn(); }
 
-  // Another program, the one with the window, takes the server for itself.
+  // Another program, the one with the window, grabs the server.
   void takeServer() {
     xcb_grab_server(window_->connection());
     window_->clear();
@@ -33,12 +33,12 @@ class X11SilentServerTest : public X11InputFixture {
     action();
     return std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start);
   }
-  // The shortest of some times: a busy machine spoils one, a wait for the server all of them.
+  // The shortest of several durations: a busy machine delays one, a wait for the server all of them.
   template <typename Action>
   std::chrono::milliseconds least(Action action) {
     return std::min({timed(action), timed(action), timed(action)});
   }
-  // Everything that a viewer can send, many times over: more than the socket takes in.
+  // Everything that a viewer can send, many times: more than the socket buffer holds.
   void sendEverything() {
     for (int again = 0; again < 2000; ++again) {
       move(again % 100, 20);
@@ -55,7 +55,7 @@ class X11SilentServerTest : public X11InputFixture {
     return window_->waitUntil([this] { return usable(); });
   }
 
-  // One wait for the server, and a slow machine on top; far from one wait for each call.
+  // One wait for the server plus a margin for a slow machine; far below one wait for each call.
   static constexpr auto kOnce = X11Connection::kTimeout * 4;
 };
 
@@ -97,7 +97,7 @@ TEST_F(X11SilentServerTest, waitsOnceForAServerThatSaysNothing) {
   EXPECT_TRUE(window().keysDown().contains(kKeyA));
 }
 
-// Pointer events ask nothing: only the full socket shows that nobody reads.
+// Pointer events have no reply: only the full socket shows that the server does not read.
 TEST_F(X11SilentServerTest, doesNotWaitForRoomInAFullSocket) {
   server_.stop();
   EXPECT_LT(timed([this] {
@@ -112,7 +112,7 @@ TEST_F(X11SilentServerTest, doesNotWaitForRoomInAFullSocket) {
   EXPECT_EQ(window().pointer().x, 321);
 }
 
-TEST_F(X11SilentServerTest, letsGoWhenTheServerSpeaksAgain) {
+TEST_F(X11SilentServerTest, releasesEverythingWhenTheServerRespondsAgain) {
   EXPECT_TRUE(key("KeyA", true, {.control = true}));
   press(PointerButton::left);
   settle();
@@ -120,7 +120,7 @@ TEST_F(X11SilentServerTest, letsGoWhenTheServerSpeaksAgain) {
   ASSERT_FALSE(window_->repeats(kKeyA));
   server_.stop();
   EXPECT_FALSE(usable());
-  // The releases are lost on it.
+  // These releases are lost: the server is silent.
   EXPECT_FALSE(key("KeyA", false));
   release(PointerButton::left);
   server_.goOn();
@@ -130,7 +130,7 @@ TEST_F(X11SilentServerTest, letsGoWhenTheServerSpeaksAgain) {
   EXPECT_TRUE(window().repeats(kKeyA));
 }
 
-TEST_F(X11SilentServerTest, leavesTheReleasesForAServerThatGoesOnLater) {
+TEST_F(X11SilentServerTest, leavesTheReleasesForAServerThatResumesLater) {
   EXPECT_TRUE(key("KeyA", true, {.control = true}));
   press(PointerButton::left);
   settle();
@@ -151,7 +151,7 @@ TEST_F(X11SilentServerTest, canBeDestroyedWhileTheServerSaysNothing) {
 TEST_F(X11SilentServerTest, keepsTheDisplaysItKnowsWhileTheServerSaysNothing) {
   const auto displays = makeX11Displays(server_.display());
   ASSERT_EQ(displays->list().size(), 1U);
-  // Told and not yet asked for when the server falls silent.
+  // Reported but not yet read when the server becomes silent.
   ASSERT_TRUE(server_.splitIntoTwoMonitors(512, 512, 768));
   server_.stop();
   EXPECT_LT(timed([&] { EXPECT_EQ(displays->list().size(), 1U); }), kOnce);
@@ -160,14 +160,14 @@ TEST_F(X11SilentServerTest, keepsTheDisplaysItKnowsWhileTheServerSaysNothing) {
   EXPECT_TRUE(window_->waitUntil([&] { return displays->list().size() == 2; }));
 }
 
-TEST_F(X11SilentServerTest, opensAServerThatSaysNothingWhenItGoesOn) {
+TEST_F(X11SilentServerTest, opensASilentServerWhenItResumes) {
   server_.stop();
   const auto displays = makeX11Displays(server_.display());
   auto fresh = makeX11Input(server_.display(), *displays);
   EXPECT_LT(timed([&] { EXPECT_FALSE(testing_x11::usable(*fresh)); }), kOnce);
   EXPECT_LT(least([&] { EXPECT_FALSE(testing_x11::usable(*fresh)); }), X11Connection::kTimeout / 2);
   EXPECT_LT(timed([&] { EXPECT_TRUE(displays->list().empty()); }), kOnce);
-  // Given up while it is still being opened.
+  // Destroyed while it is still being opened.
   EXPECT_LT(timed([&] { std::ignore = testing_x11::usable(*makeX11Input(server_.display(), *displays)); }), kOnce);
   server_.goOn();
   EXPECT_TRUE(window_->waitUntil([&] { return testing_x11::usable(*fresh) && displays->list().size() == 1; }));

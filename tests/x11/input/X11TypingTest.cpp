@@ -11,7 +11,7 @@ namespace {
 
 using namespace Qt::Literals::StringLiterals;
 
-// The key and the Shift of each character on a keyboard of the United States.
+// The key and the Shift state of each character on a US keyboard.
 std::pair<QString, bool> keyFor(QChar character) {
   static const QString shifted = u"!@#$%^&*()_+{}|:\"<>?"_s;
   static const QString plain = u"1234567890-=[]\\;',./"_s;
@@ -31,7 +31,7 @@ class X11TypingTest : public X11InputFixture {
  protected:
   void SetUp() override {
     X11InputFixture::SetUp();
-    window_.reset();  // It would lie over the terminal.
+    window_.reset();  // It would cover the terminal.
     injector_ = std::make_unique<InputInjector>(*displays_, *input_);
     ASSERT_TRUE(folder_.isValid());
   }
@@ -71,13 +71,13 @@ class X11TypingTest : public X11InputFixture {
 };
 
 TEST_F(X11TypingTest, typesIntoATerminal) {
-  // The terminal tells that it is ready by making a file; the keyboard focus follows the pointer.
+  // The terminal creates a file when it is ready; the keyboard focus follows the pointer.
   const std::string script = "stty -icanon -echo min 1; touch " + path(u"ready"_s).toStdString() + "; exec cat > " +
                              path(u"typed"_s).toStdString();
   injector_->move(0.5, 0.5);
   const ChildProcess terminal =
       server_.spawn({"xterm", "-geometry", "200x80+0+0", "-fn", "fixed", "-e", "sh", "-c", script});
-  // Its program may run before its window is there.
+  // Its program may run before its window exists.
   ASSERT_TRUE(waitUntil([this] { return QFile::exists(path(u"ready"_s)) && windowUnderPointer(); }));
 
   const QString text =

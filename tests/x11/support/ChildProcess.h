@@ -1,4 +1,4 @@
-// A program that a test runs beside itself.
+// A child process of a test.
 #pragma once
 
 #include <fcntl.h>
@@ -71,8 +71,8 @@ class ChildProcess {
   pid_t pid_ = -1;
 };
 
-// The next line that comes from `descriptor`, such as what a server writes when it is ready, without its end; empty
-// when there is none for long.
+// The next line from `descriptor`, such as a server's message that it is ready, without the line break; empty on
+// timeout.
 inline std::string readLine(int descriptor) {
   std::string line;
   testing_loop::Timeout timeout;

@@ -1,4 +1,4 @@
-// A session bus of a test's own: the only way in which a test program starts one.
+// A separate session bus for a test: the only way in which a test program starts one.
 #pragma once
 
 #include <string>
@@ -9,8 +9,8 @@
 
 namespace vantora::testing_x11 {
 
-// Runs from construction to destruction. Nothing of the caller's session is seen or touched, and no service that the
-// machine has installed is started by it.
+// Runs from construction to destruction. It does not access the caller's session and starts none of the machine's
+// installed services.
 class MessageBus {
  public:
   // `configuration`: a file of tests/bus, or the path of another one. `environment`: "NAME=value", for the daemon and

@@ -1,4 +1,4 @@
-// An ordinary X application's view of what happens.
+// An ordinary X application and the events that it receives.
 #pragma once
 
 #include <poll.h>
@@ -17,7 +17,7 @@
 
 namespace vantora::testing_x11 {
 
-// One pointer or key event as the application got it.
+// One pointer or key event as received by the application.
 struct SeenEvent {
   int type = 0;  // XCB_KEY_PRESS and so on.
   int detail = 0;
@@ -27,8 +27,8 @@ struct SeenEvent {
   xcb_timestamp_t time = 0;
 };
 
-// A window over the whole screen that has the keyboard focus and writes down its events. It has a
-// connection of its own, over which a test can also play the person at the desk.
+// A window over the whole screen that has the keyboard focus and records its events. It uses a separate connection,
+// over which a test can also act as the local user.
 class TestWindow {
  public:
   explicit TestWindow(const QString& display) : connection_(xcb_connect(display.toLocal8Bit().constData(), nullptr)) {
@@ -54,7 +54,7 @@ class TestWindow {
   bool alive() const { return xcb_connection_has_error(connection_) == 0; }
   xcb_connection_t* connection() { return connection_; }
 
-  // Everything seen since the last clear(); complete up to what the server has done so far.
+  // Everything received since the last clear(); complete up to what the server has processed so far.
   const std::vector<SeenEvent>& events() {
     sync();
     return events_;
@@ -64,7 +64,7 @@ class TestWindow {
     events_.clear();
     others_.clear();
   }
-  // How many events of another type have come.
+  // Number of events of other types.
   int others(int type) {
     sync();
     return others_[type];
@@ -80,7 +80,7 @@ class TestWindow {
   std::vector<SeenEvent> buttons() { return ofType({XCB_BUTTON_PRESS, XCB_BUTTON_RELEASE}); }
   std::vector<SeenEvent> motions() { return ofType({XCB_MOTION_NOTIFY}); }
 
-  // Watches events until `condition` holds (true) or the time is over (false).
+  // Reads events until `condition` holds (true) or the timeout has expired (false).
   bool waitUntil(const std::function<bool()>& condition, testing_loop::Timeout timeout = testing_loop::Timeout()) {
     for (;;) {
       sync();
@@ -91,7 +91,7 @@ class TestWindow {
     }
   }
 
-  // Keycodes that are down, by whomever.
+  // Keycodes that are down, pressed by any device.
   std::set<int> keysDown() {
     std::set<int> down;
     std::unique_ptr<xcb_query_keymap_reply_t, decltype(&std::free)> reply(
@@ -127,7 +127,7 @@ class TestWindow {
     return xcb_get_keyboard_mapping_keysyms(reply.get())[shifted ? 1 : 0];
   }
 
-  // What a person at the desk does.
+  // Actions of the local user.
   void personKey(int keycode, bool down) {
     xcb_test_fake_input(connection_, down ? XCB_KEY_PRESS : XCB_KEY_RELEASE, static_cast<std::uint8_t>(keycode), 0, 0,
                         0, 0, 0);
@@ -140,7 +140,7 @@ class TestWindow {
   }
 
  private:
-  // A round trip: afterwards every event of what the server has done is here.
+  // A round trip: afterwards all events of what the server has processed are received.
   void sync() {
     std::free(xcb_get_input_focus_reply(connection_, xcb_get_input_focus(connection_), nullptr));
     while (xcb_generic_event_t* event = xcb_poll_for_event(connection_)) {

@@ -10,7 +10,7 @@
 
 namespace vantora::testing_x11 {
 
-// A compositor without a screen of glass, in a runtime folder of its own.
+// A headless compositor in its own runtime folder.
 class WaylandDesktop {
  public:
   WaylandDesktop() {
@@ -26,7 +26,7 @@ class WaylandDesktop {
   }
 
   bool running() const { return QFile::exists(folder_.filePath(QString::fromStdString(socket()))); }
-  // What its clients need to know.
+  // The environment of its clients.
   std::vector<std::string> environment() const {
     return {"XDG_RUNTIME_DIR=" + folder_.path().toStdString(), "WAYLAND_DISPLAY=" + socket()};
   }
@@ -35,7 +35,7 @@ class WaylandDesktop {
   static std::string socket() { return "wayland-test"; }
 
   QTemporaryDir folder_;
-  ChildProcess compositor_;  // Last: it ends before its folder goes.
+  ChildProcess compositor_;  // Last: it ends before its folder is removed.
 };
 
 // Xwayland as desktops run it (rootless: each window is one of the desktop's) or within one window.

@@ -1,4 +1,4 @@
-// What the X servers of the tests have in common.
+// Common base of the X servers for tests.
 #pragma once
 
 #include <QString>
@@ -9,10 +9,10 @@
 
 namespace vantora::testing_x11 {
 
-// An X server on a display number of its own choice, which ends with this object.
+// An X server that chooses its own display number and ends with this object.
 class XServer {
  public:
-  // Whether it is there: false when it could not be started.
+  // Whether it runs: false when it could not be started.
   bool running() const { return !number_.empty() && running_; }
   // Such as ":99".
   QString display() const { return QString::fromStdString(":" + number_); }
@@ -27,11 +27,11 @@ class XServer {
     return ChildProcess(arguments, {displayVariable()});
   }
 
-  // Stopped, it takes in what is sent and says nothing, until it goes on.
+  // While stopped, it accepts data without replying, until it resumes.
   void stop() const { process_.send(SIGSTOP); }
   void goOn() const { process_.send(SIGCONT); }
 
-  // Ends the server at once, without a goodbye to its clients.
+  // Kills the server, without closing the connections in an orderly way.
   void kill() {
     process_.end(SIGKILL);
     running_ = false;
@@ -44,7 +44,7 @@ class XServer {
   ~XServer() = default;
 
   const std::string& number() const { return number_; }
-  // Starts `program` and waits until it is ready; -displayfd, which all servers know, is added to its arguments.
+  // Starts `program` and waits until it is ready; -displayfd, which all servers support, is added to its arguments.
   void start(const std::string& program, const std::vector<std::string>& arguments,
              const std::vector<std::string>& environment = {}) {
     int ends[2];

@@ -1,11 +1,11 @@
-// A real X server whose screen can be turned.
+// A real X server whose screen can be rotated.
 #pragma once
 
 #include "tests/x11/support/XServer.h"
 
 namespace vantora::testing_x11 {
 
-// An X server that shows its screen in a window of the server `outer`, and turns and mirrors it when it is asked to.
+// An X server that shows its screen in a window of the server `outer`, and can rotate and mirror it.
 class XephyrServer : public XServer {
  public:
   XephyrServer(const XServer& outer, int width, int height) {
@@ -13,7 +13,7 @@ class XephyrServer : public XServer {
     start("Xephyr", {"-screen", size, "-noreset", "-nolisten", "tcp", "-ac"}, {outer.displayVariable()});
   }
 
-  // Turns the screen; `rotation` and `reflection` are words of xrandr.
+  // Rotates the screen; `rotation` and `reflection` are values of xrandr.
   [[nodiscard]] bool turn(const std::string& rotation, const std::string& reflection) const {
     return run({"xrandr", "--output", "default", "--rotate", rotation, "--reflect", reflection}) == 0;
   }

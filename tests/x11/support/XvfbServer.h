@@ -7,7 +7,7 @@
 
 namespace vantora::testing_x11 {
 
-// An X server without a screen of glass. It starts with the keyboard of the United States.
+// An X server without a physical screen. It starts with a US keyboard.
 class XvfbServer : public XServer {
  public:
   explicit XvfbServer(int width = 1024, int height = 768, std::vector<std::string> extraArguments = {})
@@ -25,7 +25,7 @@ class XvfbServer : public XServer {
            run({"xrandr", "--setmonitor", "right", monitor(rightWidth, leftWidth), "none"}) == 0;
   }
 
-  // Starts it anew under the same number.
+  // Starts it again under the same number.
   bool restart() {
     kill();
     startUnder(":" + number());
@@ -35,7 +35,7 @@ class XvfbServer : public XServer {
  private:
   void startUnder(const std::string& wanted) {
     if (!wanted.empty()) return startAt(wanted);
-    // Of the lowest free number another program would be given while this server is stopped to be started anew.
+    // Not the lowest free number: another program could take it while this server is stopped before its restart.
     static std::minstd_rand numbers(std::random_device{}());
     for (int attempt = 0; attempt < 5 && !running(); ++attempt) startAt(":" + std::to_string(100 + numbers() % 50000));
   }

@@ -1,4 +1,4 @@
-// On a Wayland desktop nothing is shown and nothing typed through its X server, and the host says so.
+// On a Wayland desktop its X server neither shows the screen nor takes input, and the host reports that.
 #include <QStandardPaths>
 
 #include "main/control/input/InputInjector.h"
@@ -20,7 +20,7 @@ namespace {
 
 using testing_support::pumpUntil;
 
-bool looksLikeXwayland(const XServer& server) {
+bool detectsXwayland(const XServer& server) {
   X11Connection connection(server.display());
   return connection.open() != nullptr && isXwayland(connection);
 }
@@ -28,16 +28,16 @@ bool looksLikeXwayland(const XServer& server) {
 TEST(Xwayland, isNoOtherServer) {
   const XvfbServer xvfb;
   ASSERT_TRUE(xvfb.running());
-  EXPECT_FALSE(looksLikeXwayland(xvfb));
+  EXPECT_FALSE(detectsXwayland(xvfb));
   const XephyrServer xephyr(xvfb, 320, 240);
   ASSERT_TRUE(xephyr.running());
-  EXPECT_FALSE(looksLikeXwayland(xephyr));
+  EXPECT_FALSE(detectsXwayland(xephyr));
 }
 
 TEST(Xwayland, isNotAServerWithoutRandrOrWithoutAnAnswer) {
   XvfbServer server(640, 480, {"-extension", "RANDR"});
   ASSERT_TRUE(server.running());
-  EXPECT_FALSE(looksLikeXwayland(server));
+  EXPECT_FALSE(detectsXwayland(server));
   X11Connection connection(server.display());
   ASSERT_NE(connection.open(), nullptr);
   server.stop();
@@ -62,7 +62,7 @@ class XwaylandTest : public testing_support::MainThreadTest, public testing::Wit
   std::unique_ptr<XwaylandServer> server_;
 };
 
-TEST_P(XwaylandTest, isRecognisedByItself) { EXPECT_TRUE(looksLikeXwayland(*server_)); }
+TEST_P(XwaylandTest, isRecognisedByItself) { EXPECT_TRUE(detectsXwayland(*server_)); }
 
 TEST_P(XwaylandTest, showsNothingWhichIsAMissingPermission) {
   QStringList permissions;

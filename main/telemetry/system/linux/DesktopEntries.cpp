@@ -11,12 +11,12 @@ namespace {
 using namespace Qt::Literals::StringLiterals;
 
 constexpr qint64 kLongestEntry = 1 << 18;
-constexpr qsizetype kMostEntries = 4096;
+constexpr qsizetype kMaxEntries = 4096;
 constexpr int kDeepestFolder = 3;
 
 QString lastComponent(const QString& path) { return path.mid(path.lastIndexOf(u'/') + 1); }
 
-// Words of an Exec line; double quotes hold one together.
+// Words of an Exec line; blanks in double quotes do not separate words.
 QStringList execWords(const QString& exec) {
   QStringList words;
   QString word;
@@ -41,7 +41,7 @@ QStringList execWords(const QString& exec) {
   return words;
 }
 
-// How well the locale in brackets behind a key suits: 0 not at all, 1 the untranslated text, 2 the language, 3 all.
+// How well the locale in brackets after a key matches: 0 not at all, 1 untranslated text, 2 language, 3 completely.
 int suitability(const QString& bracket, const QString& locale) {
   if (bracket.isEmpty()) return 1;
   const QString plain = locale.section(u'.', 0, 0).section(u'@', 0, 0);
@@ -105,7 +105,7 @@ std::optional<DesktopEntry> parseDesktopEntry(const QString& path, const QByteAr
 }
 
 QString desktopIdOfControlGroup(const QString& cgroup) {
-  // Of the nested groups the innermost that names an application: "app[-LAUNCHER]-ID-NUMBER.scope", or
+  // Takes the innermost of the nested groups that names an application: "app[-LAUNCHER]-ID-NUMBER.scope", or
   // "app[-LAUNCHER]-ID[@NUMBER].service", with dashes of the id written as "\x2d".
   QStringList parts = cgroup.trimmed().split(u'/');
   while (!parts.isEmpty()) {
@@ -136,9 +136,9 @@ void DesktopEntries::refresh() {
 void DesktopEntries::readFolder(const QString& folder, const QString& prefix, int depth) {
   const QFileInfoList files = QDir(folder).entryInfoList(QDir::Files | QDir::Dirs | QDir::NoDotAndDotDot, QDir::Name);
   for (const QFileInfo& file : files) {
-    if (entries_.size() >= kMostEntries) return;
+    if (entries_.size() >= kMaxEntries) return;
     if (file.isDir()) {
-      // The id of an entry in a folder below has the folder's name in front.
+      // The id of an entry in a subfolder begins with the folder's name.
       if (depth < kDeepestFolder) readFolder(file.filePath(), prefix + file.fileName() + u'-', depth + 1);
       continue;
     }
@@ -154,7 +154,7 @@ void DesktopEntries::readFolder(const QString& folder, const QString& prefix, in
       if (const QString found = place + u'/' + program; QFileInfo(found).isExecutable()) program = found;
     }
     const QString resolved = QFileInfo(program).canonicalFilePath();
-    // The first to name a program is taken for it.
+    // The first entry that names a program is used for it.
     const bool names = !resolved.isEmpty() && !runsOthers(program) && !runsOthers(resolved);
     if (names && !idsByProgram_.contains(resolved)) idsByProgram_.insert(resolved, id);
   }

@@ -16,21 +16,21 @@ struct DesktopEntry {
   bool operator==(const DesktopEntry&) const = default;
 };
 
-// Reads a desktop entry. None when the text is no entry of an application, or of one that is switched off. `locale` is
-// a name such as "de_DE.UTF-8"; its language chooses among the translations of the name. Pure.
+// Parses a desktop entry. Empty when the text is not an application's entry, or is hidden. `locale` is a name such as
+// "de_DE.UTF-8"; its language selects the translation of the name. Pure.
 [[nodiscard]] std::optional<DesktopEntry> parseDesktopEntry(const QString& path, const QByteArray& text,
                                                             const QString& locale);
 
-// The program of an "Exec" line: its first word, behind "env" and variables; of a sandbox's line ("flatpak run") the
-// command inside it. "" for none. Pure.
+// The program of an "Exec" line: its first word, after "env" and variables; for a sandbox ("flatpak run") the command
+// inside it. "" when there is no program. Pure.
 [[nodiscard]] QString programOf(const QString& exec);
 
-// Whether this program runs others, as shells and interpreters do: an entry that starts one does not mean every process
-// that runs it. Pure.
+// Whether this program runs others, as shells and interpreters do: an entry that starts such a program does not
+// identify every process that runs it. Pure.
 [[nodiscard]] bool runsOthers(const QString& program);
 
 // The desktop id in the name of a control group that a desktop made for an application, as in
-// "/user.slice/.../app-gnome-org.gnome.Calculator-1234.scope"; "" for none. Pure.
+// "/user.slice/.../app-gnome-org.gnome.Calculator-1234.scope"; "" for other groups. Pure.
 [[nodiscard]] QString desktopIdOfControlGroup(const QString& cgroup);
 
 // All entries of some folders, looked up by program and by id. Thread: one worker. Owner: RunningApplications.
@@ -38,18 +38,18 @@ class DesktopEntries {
  public:
   struct Places {
     QStringList folders;         // such as /usr/share/applications; the first that has an id wins
-    QStringList programFolders;  // where programs are looked for by name
+    QStringList programFolders;  // where programs are searched by name
     QString locale;
   };
   explicit DesktopEntries(Places places) : places_(std::move(places)) {}
 
   // Reads the entries again if one of the folders changed.
   void refresh();
-  // The entry that starts the program at this path (symbolic links are followed); null for none.
+  // The entry that starts the program at this path (symbolic links are followed); null when there is none.
   [[nodiscard]] const DesktopEntry* byProgram(const QString& path) const;
-  // The entry of an id ("org.gnome.Calculator"); null for none.
+  // The entry with an id ("org.gnome.Calculator"); null when there is none.
   [[nodiscard]] const DesktopEntry* byId(const QString& id) const;
-  // The entry in this file; null when it is none of them.
+  // The entry in this file; null when there is none.
   [[nodiscard]] const DesktopEntry* byFile(const QString& path) const;
 
  private:

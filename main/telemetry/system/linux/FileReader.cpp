@@ -9,7 +9,7 @@
 namespace vantora {
 
 std::string_view FileReader::read(int folder, const char* path, std::size_t limit) {
-  // Something that is no plain file must not be waited for.
+  // Opening something other than a regular file must not block.
   const int fd = openat(folder, path, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
   if (fd < 0) return {};
   std::size_t size = 0;
@@ -24,7 +24,7 @@ std::string_view FileReader::read(int folder, const char* path, std::size_t limi
     if (count < 0 && errno == EINTR) continue;
     if (count <= 0) break;
     size += static_cast<std::size_t>(count);
-    // The kernel fills a page with whole lines at a time: much less than that is the end.
+    // The kernel returns about a page of whole lines per read: much less than that is the end.
     if (static_cast<std::size_t>(count) < room && size < 2048) break;
   }
   close(fd);

@@ -1,4 +1,4 @@
-// Reads small files of the kernel without making garbage.
+// Reads small kernel files without an allocation for each.
 #pragma once
 
 #include <string_view>

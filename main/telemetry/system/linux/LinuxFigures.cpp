@@ -25,7 +25,7 @@ bool wait(const std::stop_token& stop, std::chrono::milliseconds time) {
 
 QString variable(const char* name) { return qEnvironmentVariable(name); }
 
-// Where the desktop's entries are, as the desktops look for them.
+// The folders in which desktops search for desktop entries.
 DesktopEntries::Places applicationPlaces() {
   DesktopEntries::Places places;
   const QString home = QDir::homePath();
@@ -52,7 +52,7 @@ std::optional<DiskFigures> diskFigures(const struct statvfs& volume) {
     return static_cast<quint64>(std::ceil(static_cast<double>(blocks) * static_cast<double>(volume.f_frsize) / 1024));
   };
   const fsblkcnt_t used = volume.f_blocks - volume.f_bfree;
-  // What is kept for the administrator is neither used nor available.
+  // Blocks reserved for the administrator are neither used nor available.
   const auto usable = static_cast<double>(used) + static_cast<double>(volume.f_bavail);
   const double percent = usable > 0 ? std::ceil(static_cast<double>(used) * 100 / usable) : 0;
   return DiskFigures{percent, kib(volume.f_blocks) * 1024, kib(used) * 1024};
@@ -86,7 +86,7 @@ SystemFigures LinuxFigures::collect(const std::stop_token& stop) {
   if (first) {
     lastTicks_ = readTicks();
     processes_.clear();
-    processes_.look(now, 0, true);
+    processes_.sample(now, 0, true);
     if (!sources_.pause(stop, kFirstInterval)) return {};
     now = sources_.nowSeconds();
   }
@@ -107,7 +107,7 @@ SystemFigures LinuxFigures::collect(const std::stop_token& stop) {
   if (const auto totals = proctext::parseNetDev(reader_.read(proc_, "net/dev"))) {
     figures.network = network_.sample(*totals, sources_.nowSeconds());
   }
-  processes_.look(now, processTicks, first);
+  processes_.sample(now, processTicks, first);
   figures.top = top(now);
   lastTicks_ = ticks;
   lastAt_ = now;
@@ -115,7 +115,7 @@ SystemFigures LinuxFigures::collect(const std::stop_token& stop) {
 }
 
 std::optional<proctext::CpuTicks> LinuxFigures::readTicks() {
-  // The line for all processors is the first one; those of interrupts further down are long.
+  // The line for all processors is the first one; the interrupt lines further down are long.
   return proctext::parseStat(reader_.read(proc_, "stat", 1024));
 }
 

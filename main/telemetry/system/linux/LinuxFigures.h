@@ -15,18 +15,18 @@
 
 namespace vantora {
 
-// The root volume's figures, counted and rounded as "df" does. None for a volume without blocks. Pure.
+// The root volume's figures, counted and rounded as "df" does. Empty for a volume without blocks. Pure.
 [[nodiscard]] std::optional<DiskFigures> diskFigures(const struct statvfs& volume);
 
-// Loads are those of the time since the collection before; the first one, and one after a pause, takes a moment to have
-// something to compare with. Starts no process. Thread: one worker at a time. Owner: whoever collects.
+// Loads cover the time since the previous collection; the first one, and one after a pause, waits between two samples.
+// Starts no process. Thread: one worker at a time. Owner: machineStatistics().
 class LinuxFigures {
  public:
   // How many processes are listed.
   static constexpr std::size_t kTop = 11;
-  // What the first collection compares with is this old.
+  // Time between the two samples of the first collection.
   static constexpr std::chrono::milliseconds kFirstInterval{200};
-  // After a longer time without collections the loads of that whole time would say little.
+  // Seconds. After a longer pause, the average load over the whole pause would not be useful.
   static constexpr double kLongestInterval = 5;
 
   // Where the figures come from; the defaults are this machine.
@@ -37,7 +37,7 @@ class LinuxFigures {
     quint64 pageBytes = 4096;
     // Monotonic, in seconds, never 0.
     std::function<double()> nowSeconds;
-    // Waits; false when told to stop meanwhile.
+    // Waits; false when stopped meanwhile.
     std::function<bool(const std::stop_token&, std::chrono::milliseconds)> pause;
     DesktopEntries::Places applications;
 
@@ -48,7 +48,7 @@ class LinuxFigures {
   LinuxFigures(const LinuxFigures&) = delete;
   LinuxFigures& operator=(const LinuxFigures&) = delete;
 
-  // Blocks for kFirstInterval at most, apart from what the kernel takes. Nothing when told to stop.
+  // Blocks for at most kFirstInterval, plus the time of the kernel's reads. Empty when stopped.
   [[nodiscard]] SystemFigures collect(const std::stop_token& stop);
 
  private:

@@ -8,7 +8,7 @@
 namespace vantora::proctext {
 namespace {
 
-// Takes blank-separated words off the front of a text.
+// Reads blank-separated words from the front of a text.
 class Words {
  public:
   explicit Words(std::string_view text) : rest_(text) {}
@@ -35,7 +35,7 @@ class Words {
   std::string_view rest_;
 };
 
-// Takes lines off the front of a text.
+// Removes the first line from a text and returns it.
 std::string_view nextLine(std::string_view& text) {
   const auto end = text.find('\n');
   const std::string_view line = text.substr(0, end);
@@ -54,7 +54,7 @@ std::optional<CpuTicks> parseStat(std::string_view text) {
     std::array<quint64, 8> times{};
     for (std::size_t i = 0; i < times.size(); ++i) {
       const auto time = words.number();
-      // Kernels of long ago have but four.
+      // Very old kernels have only four.
       if (!time && i < 4) return std::nullopt;
       times[i] = time.value_or(0);
     }
@@ -68,10 +68,10 @@ std::optional<CpuTicks> parseStat(std::string_view text) {
 }
 
 std::optional<double> cpuPercent(const CpuTicks& before, const CpuTicks& after) {
-  // A processor that is taken out takes its time along.
+  // Removing a processor removes its time from the totals.
   if (after.total <= before.total) return std::nullopt;
   const auto total = static_cast<double>(after.total - before.total);
-  // Time spent waiting for disks is known to go backwards.
+  // Time spent waiting for disks may decrease.
   const double idle = after.idle < before.idle ? 0 : static_cast<double>(after.idle - before.idle);
   return clampedPercent((total - idle) / total * 100);
 }
@@ -111,7 +111,7 @@ std::optional<NetworkTotals> parseNetDev(std::string_view text) {
 }
 
 std::optional<ProcessStat> parseProcessStat(std::string_view text) {
-  // A name may hold anything, parentheses and line breaks too.
+  // A name may hold any characters, even parentheses and line breaks.
   const auto open = text.find('(');
   const auto close = text.rfind(')');
   if (open == std::string_view::npos || close == std::string_view::npos || close < open) return std::nullopt;
@@ -120,7 +120,7 @@ std::optional<ProcessStat> parseProcessStat(std::string_view text) {
   if (!pid || *pid == 0 || *pid > 0x7fff'ffff) return std::nullopt;
   stat.pid = static_cast<qint32>(*pid);
   stat.name = text.substr(open + 1, close - open - 1);
-  // Behind the name: state is field 3, utime 14, stime 15, starttime 22, rss 24.
+  // After the name: state is field 3, utime 14, stime 15, starttime 22, rss 24.
   Words words(text.substr(close + 1, text.find('\n', close) - close - 1));
   stat.uninterruptible = text.substr(close + 1).starts_with(" D ");
   words.skip(11);
@@ -133,7 +133,7 @@ std::optional<ProcessStat> parseProcessStat(std::string_view text) {
   if (!user || !system || !start) return std::nullopt;
   stat.cpuTicks = *user + *system;
   stat.startTicks = *start;
-  stat.rssPages = resident.value_or(0);  // A process that is ending may have less than nothing.
+  stat.rssPages = resident.value_or(0);  // May be negative for a process that is ending.
   return stat;
 }
 

@@ -31,13 +31,13 @@ void ProcessTable::list() {
     const auto [stop, error] = std::from_chars(entry->d_name, end, pid);
     if (error == std::errc() && stop == end && pid > 0) pids_.push_back(pid);
   }
-  // Ids that are gone take their rows along.
+  // Rows of ids that are gone are removed.
   ++round_;
   for (const qint32 pid : pids_) {
     Entry& entry = rows_[pid];
     entry.row.pid = pid;
     entry.round = round_;
-    entry.looked = false;
+    entry.refreshed = false;
   }
   if (rows_.size() > pids_.size()) std::erase_if(rows_, [this](const auto& row) { return row.second.round != round_; });
 }
@@ -46,14 +46,14 @@ bool ProcessTable::refresh(Entry& entry, double now) {
   char path[32];
   char* const end = std::to_chars(path, path + 16, entry.row.pid).ptr;
   std::memcpy(end, "/stat", 6);
-  entry.looked = true;
-  ++looks_;
+  entry.refreshed = true;
+  ++readCount_;
   const auto stat = proctext::parseProcessStat(reader_.read(dirfd(folder_), path));
   if (!stat) return false;
   ProcessRow& row = entry.row;
-  const bool known = row.lookedAt > 0 && row.startTicks == stat->startTicks;
-  const double seconds = now - row.lookedAt;
-  // A first look, and one at an id that another process got meanwhile, has nothing to compare with.
+  const bool known = row.sampledAt > 0 && row.startTicks == stat->startTicks;
+  const double seconds = now - row.sampledAt;
+  // The first sample of a process, also of one that got a reused id, has nothing to compare with.
   entry.ticks = known && stat->cpuTicks > row.cpuTicks ? stat->cpuTicks - row.cpuTicks : 0;
   if (!known) {
     row.share = 0;
@@ -66,14 +66,14 @@ bool ProcessTable::refresh(Entry& entry, double now) {
   row.cpuTicks = stat->cpuTicks;
   row.rssPages = stat->rssPages;
   row.uninterruptible = stat->uninterruptible;
-  row.lookedAt = now;
+  row.sampledAt = now;
   if (row.name != stat->name) row.name = stat->name;
   return true;
 }
 
 const ProcessTable::Entry* ProcessTable::refreshOne(qint32 pid, double now) {
   const auto found = rows_.find(pid);
-  if (found == rows_.end() || found->second.looked) return nullptr;
+  if (found == rows_.end() || found->second.refreshed) return nullptr;
   if (refresh(found->second, now)) return &found->second;
   rows_.erase(found);
   return nullptr;
@@ -84,17 +84,17 @@ double ProcessTable::refreshAll(double now) {
   for (const qint32 pid : pids_) {
     if (const Entry* const entry = refreshOne(pid, now)) used += static_cast<double>(entry->ticks);
   }
-  lastFullLook_ = now;
+  lastFullSample_ = now;
   return used;
 }
 
-void ProcessTable::look(double now, double processTicks, bool all) {
-  looks_ = 0;
+void ProcessTable::sample(double now, double processTicks, bool all) {
+  readCount_ = 0;
   list();
-  const double interval = now - lastLook_;
-  lastLook_ = now;
-  // What was there before is quiet unless its next look says otherwise; what appears later is watched for a while.
-  quietAtFirst_ = all ? kQuietLooks - 1 : 0;
+  const double interval = now - lastSample_;
+  lastSample_ = now;
+  // Processes of a full sample are quiet unless their next sample shows otherwise; later ones are watched for a while.
+  quietAtFirst_ = all ? kQuietSamples - 1 : 0;
   if (all || pids_.size() <= kFew) {
     refreshAll(now);
     pause_ = kShortestPause;
@@ -102,20 +102,20 @@ void ProcessTable::look(double now, double processTicks, bool all) {
   }
 
   double explained = 0;
-  const auto lookAt = [&](qint32 pid) {
-    // Of one not looked at for longer it may be older time: then the next look misses what this one thought explained.
+  const auto readProcess = [&](qint32 pid) {
+    // For a process not read recently this may include older time: the next sample then finds the difference.
     if (const Entry* const entry = refreshOne(pid, now)) explained += static_cast<double>(entry->ticks);
   };
   for (const qint32 pid : pids_) {
     const Entry& entry = rows_[pid];
-    if (entry.row.lookedAt == 0 || entry.quiet < kQuietLooks) lookAt(pid);
+    if (entry.row.sampledAt == 0 || entry.quiet < kQuietSamples) readProcess(pid);
   }
   for (std::size_t i = 0; i < kInTurn; ++i) {
     if (++turn_ >= pids_.size()) turn_ = 0;
-    lookAt(pids_[turn_]);
+    readProcess(pids_[turn_]);
   }
   const double unexplained = processTicks - explained;
-  if (unexplained <= kUnexplainedPercent / 100 * interval * ticksPerSecond_ || now - lastFullLook_ < pause_) return;
+  if (unexplained <= kUnexplainedPercent / 100 * interval * ticksPerSecond_ || now - lastFullSample_ < pause_) return;
   const bool found = refreshAll(now) >= unexplained / 2;
   pause_ = found ? kShortestPause : std::min(pause_ * 2, kLongestPause);
 }
@@ -130,7 +130,7 @@ std::vector<ProcessRow> ProcessTable::busiest(std::size_t count, double now) {
   std::vector<ProcessRow> result;
   for (auto each = order.begin(); each != middle; ++each) {
     Entry& entry = *each->second;
-    if (entry.looked || refresh(entry, now)) result.push_back(entry.row);
+    if (entry.refreshed || refresh(entry, now)) result.push_back(entry.row);
   }
   std::sort(result.begin(), result.end(), isBusier);
   return result;

@@ -70,7 +70,7 @@ const DesktopEntry* RunningApplications::entryOf(const ProcessRow& process, cons
   if (!process.uninterruptible) {
     if (const DesktopEntry* const entry = launchedEntry(process.pid)) return entry;
   }
-  // What an application starts is in its group as well, but runs another program.
+  // Child processes are in an application's group as well, but run another program.
   const QString id = desktopIdOfControlGroup(QString::fromUtf8(file(process.pid, "cgroup", 4096)));
   const DesktopEntry* const entry = id.isEmpty() ? nullptr : entries_.byId(id);
   return entry && lastComponent(entry->program) == lastComponent(executable) ? entry : nullptr;
@@ -78,7 +78,7 @@ const DesktopEntry* RunningApplications::entryOf(const ProcessRow& process, cons
 
 const DesktopEntry* RunningApplications::launchedEntry(qint32 pid) {
   const QByteArray environment = file(pid, "environ", 1 << 16);
-  // Inherited by everything that the application starts: only the process that is named was meant.
+  // Child processes inherit the variables: they are valid only for the process with the given id.
   if (variable(environment, "GIO_LAUNCHED_DESKTOP_FILE_PID") != QByteArray::number(pid)) return nullptr;
   return entries_.byFile(QFile::decodeName(variable(environment, "GIO_LAUNCHED_DESKTOP_FILE")));
 }
@@ -95,7 +95,7 @@ QString RunningApplications::executable(qint32 pid) const {
   const ssize_t size = readlinkat(proc_, path.c_str(), target, sizeof target);
   if (size <= 0) return {};
   QString program = QFile::decodeName(QByteArray(target, size));
-  // The program was replaced while it runs, by an update for instance.
+  // The program was replaced while running, for instance by an update.
   constexpr auto kDeleted = " (deleted)"_L1;
   if (program.endsWith(kDeleted)) program.chop(kDeleted.size());
   return program;

@@ -1,4 +1,4 @@
-// Which application of the desktop a process is.
+// Finds the desktop application of a process.
 #pragma once
 
 #include <unordered_map>
@@ -10,24 +10,23 @@
 
 namespace vantora {
 
-// What is told of a process besides its figures.
+// Data about a process besides its figures.
 struct ProcessIdentity {
   QString command;  // its name without the kernel's cut after 15 bytes
   std::optional<RunningApplication> application;
 };
 
 // A process is an application when a desktop entry starts the program that it runs, when a launcher noted the entry in
-// its environment, or when the desktop made it a control group named after the entry. Remembers what it found. Other
-// users' processes keep their program to themselves and are no applications then. What is in a process's memory is not
-// asked for while it waits in the kernel, nor where it is not needed. Thread: one worker. Owner:
-// LinuxFigures.
+// its environment, or when the desktop made a control group for it, named after the entry. Caches the results. The
+// programs of other users' processes cannot be read, so these are not applications. Data in a process's memory is not
+// read while the process waits in the kernel, nor when it is not needed. Thread: one worker. Owner: LinuxFigures.
 class RunningApplications {
  public:
   // `procFolder` is an open descriptor of "/proc" or a recorded one and must outlive this object.
   RunningApplications(int procFolder, DesktopEntries::Places places) : proc_(procFolder), entries_(std::move(places)) {}
 
   [[nodiscard]] const ProcessIdentity& identify(const ProcessRow& process);
-  // Forgets all processes but these.
+  // Forgets all other processes.
   void keepOnly(const std::vector<ProcessRow>& processes);
 
  private:

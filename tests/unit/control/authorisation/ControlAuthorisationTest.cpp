@@ -30,7 +30,7 @@ class ControlAuthorisationTest : public testing::Test {
                                  .controlEnded = [this] { ++ended_; },
                                  .random = [](quint32 limit) { return limit == 1'000'000 ? 7U : 0U; }});
   }
-  // Sends "auth" and returns what was answered.
+  // Sends "auth" and returns the reply.
   JsonObject auth(ControlAuthorisation& authorisation, const JsonObject& fields) {
     authorisation.handleAuth(ControlChannel::control, fields);
     return onlyAnswer();

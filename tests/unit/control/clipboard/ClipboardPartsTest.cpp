@@ -4,7 +4,7 @@
 namespace vantora {
 namespace {
 
-constexpr qint64 kMost = Clipboard::kMaxTextBytes;
+constexpr qint64 kMaxBytes = Clipboard::kMaxTextBytes;
 
 Sent tooLarge(qint64 length, qint64 limit, ControlChannel channel = ControlChannel::reliable) {
   return {channel, {{u"type"_s, u"clipboard_too_large"_s}, {u"length"_s, length}, {u"limit"_s, limit}}};
@@ -24,7 +24,7 @@ class ClipboardPartsTest : public ClipboardSyncFixture {
     scheduler_.advance(1s);
     sender_.take();
   }
-  // The text in the pieces that were sent; they are checked on the way.
+  // Checks the pieces that were sent and returns their text.
   QString arrived(const QList<Sent>& sent) {
     QString text;
     qint64 part = 0;
@@ -51,10 +51,10 @@ class ClipboardPartsTest : public ClipboardSyncFixture {
   }
 };
 
-// To a viewer that knows no pieces
+// Viewers without support for pieces
 
 TEST_F(ClipboardPartsTest, saysThatATextDoesNotFit) {
-  clipboard_.text = QString(966, u'x');  // With 35 bytes beside it.
+  clipboard_.text = QString(966, u'x');  // With 35 bytes besides it.
   request();
   request(ControlChannel::control);
   EXPECT_EQ(sender_.take(), (QList<Sent>{tooLarge(966, kLimit), tooLarge(966, kLimit, ControlChannel::control)}));
@@ -63,7 +63,7 @@ TEST_F(ClipboardPartsTest, saysThatATextDoesNotFit) {
   EXPECT_EQ(sender_.take(), QList<Sent>{synced(clipboard_.text)});
 }
 
-TEST_F(ClipboardPartsTest, countsEscapesWhenItLooksWhetherATextFits) {
+TEST_F(ClipboardPartsTest, countsEscapesWhenItChecksWhetherATextFits) {
   clipboard_.text = QString(200, QChar(1));
   request();
   EXPECT_EQ(sender_.take(), QList<Sent>{tooLarge(200, kLimit)});
@@ -77,11 +77,11 @@ TEST_F(ClipboardPartsTest, countsEscapesWhenItLooksWhetherATextFits) {
 
 TEST_F(ClipboardPartsTest, saysTheLengthOfATextThatIsTooLongToBeRead) {
   clipboard_.readable = false;
-  clipboard_.tooLong = kMost + 5;
+  clipboard_.tooLong = kMaxBytes + 5;
   request();
   askInParts();
   scheduler_.advance(ClipboardSync::kRest);
-  EXPECT_EQ(sender_.take(), (QList<Sent>{tooLarge(kMost + 5, kLimit), tooLarge(kMost + 5, kMost)}));
+  EXPECT_EQ(sender_.take(), (QList<Sent>{tooLarge(kMaxBytes + 5, kLimit), tooLarge(kMaxBytes + 5, kMaxBytes)}));
 }
 
 TEST_F(ClipboardPartsTest, givesPiecesOnlyToWhoAskedForThem) {
@@ -96,7 +96,7 @@ TEST_F(ClipboardPartsTest, givesPiecesOnlyToWhoAskedForThem) {
   EXPECT_TRUE(sender_.sent.isEmpty());
 }
 
-// To one that does
+// Viewers with support for pieces
 
 TEST_F(ClipboardPartsTest, sendsALongTextInPieces) {
   clipboard_.text = (u"abc\n\"🙂ü表"_s + QChar(1)).repeated(500);
@@ -119,16 +119,16 @@ TEST_F(ClipboardPartsTest, sendsAShortTextAsEver) {
 
 TEST_F(ClipboardPartsTest, refusesATextAboveTenMebibytes) {
   sender_.longest = 262'144;
-  clipboard_.text = QString(kMost + 1, u'x');
+  clipboard_.text = QString(kMaxBytes + 1, u'x');
   askInParts();
-  EXPECT_EQ(sender_.take(), QList<Sent>{tooLarge(kMost + 1, kMost)});
+  EXPECT_EQ(sender_.take(), QList<Sent>{tooLarge(kMaxBytes + 1, kMaxBytes)});
   clipboard_.text.chop(1);
   scheduler_.advance(ClipboardSync::kRest);
   askInParts();
   scheduler_.advance(30s);
   qsizetype units = 0;
   for (const auto& each : sender_.take()) units += each.message.value(u"text").toString().size();
-  EXPECT_EQ(units, kMost);
+  EXPECT_EQ(units, kMaxBytes);
 }
 
 TEST_F(ClipboardPartsTest, waitsWhileTooMuchWaitsToLeave) {
@@ -138,14 +138,14 @@ TEST_F(ClipboardPartsTest, waitsWhileTooMuchWaitsToLeave) {
   scheduler_.advance(1s);
   EXPECT_TRUE(sender_.sent.isEmpty());
   sender_.buffered = 0;
-  scheduler_.advance(OutgoingText::kLookEvery);
+  scheduler_.advance(OutgoingText::kCheckPeriod);
   EXPECT_GT(sender_.sent.size(), 1);
-  EXPECT_LE(sender_.sent.size(), 66) << "more at once than wanted";
+  EXPECT_LE(sender_.sent.size(), 66) << "too much at once";
   scheduler_.advance(1s);
   EXPECT_EQ(arrived(sender_.take()), clipboard_.text);
 }
 
-TEST_F(ClipboardPartsTest, beginsAnewForWhoAsksAgain) {
+TEST_F(ClipboardPartsTest, restartsForAViewerThatAsksAgain) {
   clipboard_.text = QString(200'000, u'x');
   askInParts();
   const auto lost = sender_.take();
@@ -161,7 +161,7 @@ TEST_F(ClipboardPartsTest, doesNotReadAgainForWhoAsksWhileTheTextIsUnderWay) {
   clipboard_.text = QString(200'000, u'x');
   askInParts();
   for (int i = 0; i < 10; ++i) {
-    scheduler_.advance(OutgoingText::kLookEvery);
+    scheduler_.advance(OutgoingText::kCheckPeriod);
     askInParts();
   }
   EXPECT_EQ(clipboard_.reads, 1);
@@ -169,8 +169,8 @@ TEST_F(ClipboardPartsTest, doesNotReadAgainForWhoAsksWhileTheTextIsUnderWay) {
   scheduler_.advance(1s);
   EXPECT_EQ(arrived(sender_.take()), clipboard_.text);
   askInParts();
-  EXPECT_EQ(clipboard_.reads, 2) << "nothing is under way any more";
-  // The viewer that knows no pieces, and what was copied or set since.
+  EXPECT_EQ(clipboard_.reads, 2) << "the transfer has ended";
+  // A viewer without support for pieces, a new copy and a newly set text are read again.
   request();
   EXPECT_EQ(clipboard_.reads, 3);
   clipboard_.copy(QString(200'000, u'y'));
@@ -261,9 +261,9 @@ TEST_F(ClipboardPartsTest, saysThatACopyIsTooLongForPieces) {
   watchInParts();
   clipboard_.copy(QString());
   clipboard_.readable = false;
-  clipboard_.tooLong = kMost + 1;
+  clipboard_.tooLong = kMaxBytes + 1;
   scheduler_.advance(2s);
-  EXPECT_EQ(sender_.take(), QList<Sent>{tooLarge(kMost + 1, kMost)});
+  EXPECT_EQ(sender_.take(), QList<Sent>{tooLarge(kMaxBytes + 1, kMaxBytes)});
 }
 
 TEST_F(ClipboardPartsTest, takesNoCopyThatIsTooLongForTheEmptyTextOfTheViewer) {
@@ -272,9 +272,9 @@ TEST_F(ClipboardPartsTest, takesNoCopyThatIsTooLongForTheEmptyTextOfTheViewer) {
   sender_.take();
   clipboard_.copy(QString());
   clipboard_.readable = false;
-  clipboard_.tooLong = kMost + 1;
+  clipboard_.tooLong = kMaxBytes + 1;
   scheduler_.advance(2s);
-  EXPECT_EQ(sender_.take(), QList<Sent>{tooLarge(kMost + 1, kMost)});
+  EXPECT_EQ(sender_.take(), QList<Sent>{tooLarge(kMaxBytes + 1, kMaxBytes)});
 }
 
 TEST_F(ClipboardPartsTest, takesNextViewersForOnesThatKnowNoPieces) {
@@ -297,7 +297,7 @@ TEST_F(ClipboardPartsTest, endsWithTheChannel) {
   EXPECT_TRUE(sender_.sent.isEmpty());
 }
 
-TEST_F(ClipboardPartsTest, givesUpACopyWhenTheViewerSetsAText) {
+TEST_F(ClipboardPartsTest, dropsACopyWhenTheViewerSetsAText) {
   watchInParts();
   clipboard_.copy(QString(200'000, u'x'));
   scheduler_.advance(1999ms);
@@ -308,7 +308,7 @@ TEST_F(ClipboardPartsTest, givesUpACopyWhenTheViewerSetsAText) {
   sender_.buffered = 0;
   scheduler_.advance(10s);
   EXPECT_TRUE(sender_.sent.isEmpty());
-  // What was asked for is answered all the same.
+  // A requested text is still sent.
   clipboard_.text = QString(200'000, u'z');
   askInParts();
   QList<Sent> sent = sender_.take();
@@ -330,7 +330,7 @@ TEST_F(ClipboardPartsTest, neverSendsPiecesOnTheLossyChannel) {
   EXPECT_EQ(sender_.take(), QList<Sent>{tooLarge(5000, kLimit, ControlChannel::control)});
 }
 
-// From the viewer
+// Texts from the viewer
 
 TEST_F(ClipboardPartsTest, setsATextThatCameInPiecesAndAcknowledgesTheLast) {
   say(piece(0, u"über"_s));
@@ -364,13 +364,13 @@ TEST_F(ClipboardPartsTest, forgetsPiecesWhenAnotherTextOrTheEndComes) {
 
 TEST_F(ClipboardPartsTest, tellsTheViewerThatItsTextIsTooLong) {
   JsonObject tooLong = piece(0, u"über"_s, 9);
-  tooLong.insert(u"length"_s, kMost + 1);
+  tooLong.insert(u"length"_s, kMaxBytes + 1);
   say(tooLong);
-  EXPECT_EQ(
-      sender_.take(),
-      (QList<Sent>{
-          {ControlChannel::reliable,
-           {{u"type"_s, u"clipboard_too_large"_s}, {u"id"_s, 9}, {u"length"_s, kMost + 1}, {u"limit"_s, kMost}}}}));
+  EXPECT_EQ(sender_.take(), (QList<Sent>{{ControlChannel::reliable,
+                                          {{u"type"_s, u"clipboard_too_large"_s},
+                                           {u"id"_s, 9},
+                                           {u"length"_s, kMaxBytes + 1},
+                                           {u"limit"_s, kMaxBytes}}}}));
   say(piece(1, u"all"_s, 9));
   EXPECT_TRUE(sender_.sent.isEmpty());
   EXPECT_EQ(clipboard_.sets, 0);

@@ -1,4 +1,4 @@
-// The clipboard area over a clipboard, a clock and channels that the test plays.
+// ClipboardSync with a fake clipboard, clock and channels.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -29,7 +29,7 @@ class ClipboardSyncFixture : public testing::Test {
   }
   void request(ControlChannel origin = ControlChannel::reliable) { say({{u"type"_s, u"clipboard_request"_s}}, origin); }
   void set(const QString& text) { say({{u"type"_s, u"clipboard_set"_s}, {u"text"_s, text}}); }
-  // The watcher runs and has had its first look; nothing sent or logged.
+  // Starts the watcher, runs its first check, and clears what was sent and logged.
   void watch() {
     sync_->setClipboardSyncEnabled(true);
     scheduler_.advance(1s);

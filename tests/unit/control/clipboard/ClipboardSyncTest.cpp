@@ -1,4 +1,4 @@
-// What the viewer asks for and sets.
+// The viewer's requests and texts.
 #include "tests/unit/control/clipboard/ClipboardSyncFixture.h"
 
 namespace vantora {
@@ -6,7 +6,7 @@ namespace {
 
 class ClipboardSyncTest : public ClipboardSyncFixture {};
 
-// Asking
+// Requests
 
 TEST_F(ClipboardSyncTest, answersARequestOnItsChannelWithoutAcknowledgement) {
   clipboard_.text = u"grün\n表"_s;
@@ -61,7 +61,7 @@ TEST_F(ClipboardSyncTest, remembersABoundedNumberOfRequests) {
   EXPECT_EQ(sender_.sent.size(), 1 + ClipboardSync::kMaxWaitingRequests);
 }
 
-// Setting
+// Texts from the viewer
 
 TEST_F(ClipboardSyncTest, setsLogsAndAcknowledges) {
   say({{u"type"_s, u"clipboard_set"_s}, {u"text"_s, u"abcdefghijklmnopqrstuvwxy"_s}, {u"req"_s, 5}});

@@ -1,4 +1,4 @@
-// Copies on the host, and what the viewer hears of them.
+// Copies on the host and the messages about them.
 #include "tests/unit/control/clipboard/ClipboardSyncFixture.h"
 
 namespace vantora {
@@ -36,7 +36,7 @@ TEST_F(ClipboardWatchTest, sendsNothingWhileItIsOff) {
   EXPECT_TRUE(log_.lines().isEmpty());
 }
 
-TEST_F(ClipboardWatchTest, looksAfterOneSecondAndThenEveryTwo) {
+TEST_F(ClipboardWatchTest, checksAfterOneSecondAndThenEveryTwo) {
   sync_->setClipboardSyncEnabled(true);
   clipboard_.copy(u"one"_s);
   scheduler_.advance(999ms);
@@ -53,7 +53,7 @@ TEST_F(ClipboardWatchTest, looksAfterOneSecondAndThenEveryTwo) {
   EXPECT_EQ(clipboard_.reads, 2) << "read without a change";
 }
 
-TEST_F(ClipboardWatchTest, looksSoonerWhenAChangeIsNoticed) {
+TEST_F(ClipboardWatchTest, checksSoonerAfterAChangeEvent) {
   watch();
   for (int i = 0; i < 100; ++i) clipboard_.copy(QString::number(i), true);
   scheduler_.advance(100ms);
@@ -74,7 +74,7 @@ TEST_F(ClipboardWatchTest, logsAPreviewOfWhatItSends) {
                 u"[sync] Clipboard changed, syncing to client: \"ünïcödé 表 12345678 👩‍👩‍👧...\""_s});
   sender_.take();
   log_.clear();
-  clipboard_.copy(u""_s);  // Such as a picture.
+  clipboard_.copy(u""_s);  // For instance an image.
   scheduler_.advance(2s);
   EXPECT_EQ(log_.lines(), QStringList{u"[sync] Clipboard changed, syncing to client: \"\""_s});
   EXPECT_EQ(sender_.take(), QList<Sent>{synced(u""_s)});
@@ -136,7 +136,7 @@ TEST_F(ClipboardWatchTest, echoesNothingOnASlowClipboard) {
   clipboard_.slow = true;
   set(u"one"_s);
   sender_.take();
-  scheduler_.advance(10s);  // Not carried out yet: nothing to be seen.
+  scheduler_.advance(10s);  // The operation is still waiting: no change is visible.
   EXPECT_EQ(clipboard_.waiting.size(), 1U);
   clipboard_.answer();
   scheduler_.advance(10s);
@@ -153,7 +153,7 @@ TEST_F(ClipboardWatchTest, doesNotSendBackTheViewersTextWhenAClipboardManagerTak
   scheduler_.advance(10s);
   EXPECT_TRUE(sender_.sent.isEmpty());
   EXPECT_TRUE(log_.lines().isEmpty());
-  // Once there was something else it is news again.
+  // After another text it counts as a change.
   clipboard_.copy(u"person"_s);
   scheduler_.advance(2s);
   clipboard_.copy(u"viewer"_s);
@@ -173,13 +173,13 @@ TEST_F(ClipboardWatchTest, sendsTheViewersTextWhenAPersonCopiesItLater) {
   EXPECT_EQ(log_.lines(), QStringList{u"[sync] Clipboard changed, syncing to client: \"viewer\""_s});
 }
 
-TEST_F(ClipboardWatchTest, takesAClipboardManagerForOneWhereNothingTellsOfChanges) {
+TEST_F(ClipboardWatchTest, recognisesAClipboardManagerWithoutChangeEvents) {
   watch();
   set(u"viewer"_s);
   scheduler_.advance(2500ms);
   clipboard_.copy(u"viewer"_s);
   sender_.take();
-  clipboard_.slow = true;  // Whenever its text arrives, the look was soon enough.
+  clipboard_.slow = true;  // The time of the check counts, not when the text arrives.
   scheduler_.advance(2s);
   scheduler_.advance(10s);
   EXPECT_TRUE(clipboard_.answer());
@@ -194,7 +194,7 @@ TEST_F(ClipboardWatchTest, sendsNothingWhenTheTextCannotBeRead) {
   EXPECT_TRUE(sender_.sent.isEmpty());
   EXPECT_TRUE(log_.lines().isEmpty());
   EXPECT_EQ(clipboard_.reads, 1);
-  // Who asks is answered all the same, and the next change is looked at.
+  // A request is still answered, and the next change is read.
   request();
   EXPECT_EQ(sender_.take(), QList<Sent>{synced(u""_s)});
   clipboard_.readable = true;
@@ -263,7 +263,7 @@ TEST_F(ClipboardWatchTest, readsOneAtATimeAndSendsAChangeDuringAReadingLater) {
   EXPECT_EQ(clipboard_.reads, 2);
 }
 
-TEST_F(ClipboardWatchTest, answersARequestAndALookWithOneReading) {
+TEST_F(ClipboardWatchTest, answersARequestAndACheckWithOneReading) {
   watch();
   clipboard_.slow = true;
   set(u"x"_s);

@@ -9,7 +9,7 @@ namespace {
 using namespace Qt::Literals::StringLiterals;
 using enum IncomingText::Outcome;
 
-constexpr qint64 kMost = Clipboard::kMaxTextBytes;
+constexpr qint64 kMaxBytes = Clipboard::kMaxTextBytes;
 
 class IncomingTextTest : public testing::Test {
  protected:
@@ -17,93 +17,93 @@ class IncomingTextTest : public testing::Test {
     return incoming_.take({.id = id, .part = part, .parts = parts, .length = length, .text = text});
   }
   // The three pieces of "abü" + "🙂" + "c".
-  IncomingText::Outcome first(qint64 id = 1) { return take(id, 0, 3, 9, u"abü"_s); }
-  IncomingText::Outcome second(qint64 id = 1) { return take(id, 1, 3, 9, u"🙂"_s); }
-  IncomingText::Outcome third(qint64 id = 1) { return take(id, 2, 3, 9, u"c"_s); }
+  IncomingText::Outcome firstPiece(qint64 id = 1) { return take(id, 0, 3, 9, u"abü"_s); }
+  IncomingText::Outcome secondPiece(qint64 id = 1) { return take(id, 1, 3, 9, u"🙂"_s); }
+  IncomingText::Outcome thirdPiece(qint64 id = 1) { return take(id, 2, 3, 9, u"c"_s); }
 
   IncomingText incoming_;
 };
 
 TEST_F(IncomingTextTest, putsPiecesTogether) {
-  EXPECT_EQ(first(), taken);
-  EXPECT_EQ(second(), taken);
-  EXPECT_EQ(third(), complete);
+  EXPECT_EQ(firstPiece(), taken);
+  EXPECT_EQ(secondPiece(), taken);
+  EXPECT_EQ(thirdPiece(), complete);
   EXPECT_EQ(incoming_.takeText(), u"abü🙂c"_s);
-  EXPECT_EQ(third(), ignored);
+  EXPECT_EQ(thirdPiece(), ignored);
   EXPECT_EQ(take(2, 0, 1, 1, u"x"_s), complete);
   EXPECT_EQ(incoming_.takeText(), u"x"_s);
 }
 
 TEST_F(IncomingTextTest, endsATextWhosePieceIsRepeatedOrMissing) {
-  first();
-  second();
-  EXPECT_EQ(second(), ignored);
-  EXPECT_EQ(third(), ignored);
-  first();
-  EXPECT_EQ(third(), ignored);
-  EXPECT_EQ(second(), ignored);
+  firstPiece();
+  secondPiece();
+  EXPECT_EQ(secondPiece(), ignored);
+  EXPECT_EQ(thirdPiece(), ignored);
+  firstPiece();
+  EXPECT_EQ(thirdPiece(), ignored);
+  EXPECT_EQ(secondPiece(), ignored);
 }
 
 TEST_F(IncomingTextTest, endsATextWhosePiecesDisagree) {
-  first();
+  firstPiece();
   EXPECT_EQ(take(1, 1, 4, 9, u"🙂"_s), ignored);
-  EXPECT_EQ(second(), ignored);
-  first();
+  EXPECT_EQ(secondPiece(), ignored);
+  firstPiece();
   EXPECT_EQ(take(1, 1, 3, 10, u"🙂"_s), ignored);
-  EXPECT_EQ(second(), ignored);
-  first();
+  EXPECT_EQ(secondPiece(), ignored);
+  firstPiece();
   EXPECT_EQ(take(1, 1, 3, 9, u""_s), ignored);
-  EXPECT_EQ(second(), ignored);
+  EXPECT_EQ(secondPiece(), ignored);
 }
 
 TEST_F(IncomingTextTest, endsATextThatIsLongerOrShorterThanAnnounced) {
-  first();
+  firstPiece();
   EXPECT_EQ(take(1, 1, 3, 9, u"wxyzw"_s), ignored) << "nothing is left for the third";
-  EXPECT_EQ(third(), ignored);
-  first();
-  second();
+  EXPECT_EQ(thirdPiece(), ignored);
+  firstPiece();
+  secondPiece();
   EXPECT_EQ(take(1, 2, 3, 9, u"cd"_s), ignored);
-  first();
-  second();
+  firstPiece();
+  secondPiece();
   EXPECT_EQ(take(1, 2, 3, 9, u""_s), ignored);
   EXPECT_EQ(take(1, 0, 1, 5, u"four"_s), ignored);
 }
 
 TEST_F(IncomingTextTest, beginsANewTextInPlaceOfAnUnfinishedOne) {
-  first(1);
-  EXPECT_EQ(first(2), taken);
-  EXPECT_EQ(second(1), ignored) << "of the text that was replaced";
-  EXPECT_EQ(second(2), taken);
-  EXPECT_EQ(third(1), ignored);
-  EXPECT_EQ(third(2), complete);
+  firstPiece(1);
+  EXPECT_EQ(firstPiece(2), taken);
+  EXPECT_EQ(secondPiece(1), ignored) << "of the text that was replaced";
+  EXPECT_EQ(secondPiece(2), taken);
+  EXPECT_EQ(thirdPiece(1), ignored);
+  EXPECT_EQ(thirdPiece(2), complete);
   EXPECT_EQ(incoming_.takeText(), u"abü🙂c"_s);
 }
 
 TEST_F(IncomingTextTest, ignoresPiecesWithoutABeginning) {
-  EXPECT_EQ(second(), ignored);
+  EXPECT_EQ(secondPiece(), ignored);
   EXPECT_EQ(take(0, 1, 3, 9, u"x"_s), ignored);
   EXPECT_EQ(take(1, -1, 3, 9, u"x"_s), ignored);
-  first();
+  firstPiece();
   incoming_.drop();
-  EXPECT_EQ(second(), ignored);
+  EXPECT_EQ(secondPiece(), ignored);
 }
 
 TEST_F(IncomingTextTest, ignoresCountsThatCannotBe) {
   EXPECT_EQ(take(1, 0, 0, 9, u"x"_s), ignored);
   EXPECT_EQ(take(1, 0, -1, 9, u"x"_s), ignored);
   EXPECT_EQ(take(1, 0, 10, 9, u"x"_s), ignored);
-  EXPECT_EQ(take(1, 0, std::numeric_limits<qint64>::max(), kMost, u"x"_s), ignored);
+  EXPECT_EQ(take(1, 0, std::numeric_limits<qint64>::max(), kMaxBytes, u"x"_s), ignored);
   EXPECT_EQ(take(1, 0, 1, 0, u""_s), ignored);
   EXPECT_EQ(take(1, 0, 1, -9, u"x"_s), ignored);
   EXPECT_EQ(take(1, 1, 2, 9, u"x"_s), ignored);
 }
 
 TEST_F(IncomingTextTest, refusesATextThatIsTooLongWithItsFirstPiece) {
-  EXPECT_EQ(take(1, 0, 2, kMost + 1, QString(kMost, u'x')), tooLong);
-  EXPECT_EQ(take(1, 1, 2, kMost + 1, u"x"_s), ignored);
-  EXPECT_EQ(take(2, 0, 2, kMost, QString(kMost - 1, u'x')), taken);
-  EXPECT_EQ(take(2, 1, 2, kMost, u"x"_s), complete);
-  EXPECT_EQ(incoming_.takeText().size(), kMost);
+  EXPECT_EQ(take(1, 0, 2, kMaxBytes + 1, QString(kMaxBytes, u'x')), tooLong);
+  EXPECT_EQ(take(1, 1, 2, kMaxBytes + 1, u"x"_s), ignored);
+  EXPECT_EQ(take(2, 0, 2, kMaxBytes, QString(kMaxBytes - 1, u'x')), taken);
+  EXPECT_EQ(take(2, 1, 2, kMaxBytes, u"x"_s), complete);
+  EXPECT_EQ(incoming_.takeText().size(), kMaxBytes);
 }
 
 TEST_F(IncomingTextTest, readsOnlyMessagesThatHaveEverything) {

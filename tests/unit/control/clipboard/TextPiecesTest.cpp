@@ -9,13 +9,13 @@ namespace {
 
 using namespace Qt::Literals::StringLiterals;
 
-// What the JSON writer makes of it, without the quotes.
+// Bytes that the JSON writer writes for `text`, without the quotes.
 qint64 written(const QString& text) { return toJson({{u"t"_s, text}}).size() - toJson({{u"t"_s, QString()}}).size(); }
 
-QStringList piecesOf(const QString& text, qint64 most) {
+QStringList piecesOf(const QString& text, qint64 maximum) {
   QStringList pieces;
   qsizetype begin = 0;
-  for (const qsizetype end : pieceEnds(text, most)) {
+  for (const qsizetype end : pieceEnds(text, maximum)) {
     pieces.append(text.sliced(begin, end - begin));
     begin = end;
   }

@@ -34,8 +34,8 @@ TEST(TextPreviewTest, countsLongCharactersWhole) {
   EXPECT_EQ(textPreview(one.repeated(20) + u"x"_s), one.repeated(20) + u"..."_s);
 }
 
-TEST(TextPreviewTest, neverCutsThroughACharacterWhereItStopsLooking) {
-  // A character stands across every length at which the beginning could be cut.
+TEST(TextPreviewTest, neverCutsThroughACharacterWhereItStopsReading) {
+  // A character lies across every length at which the prefix could be cut.
   for (int before = 200; before < 300; ++before) {
     const QString text = u"e"_s + QString(before, u'\u0301') + QString(30, u'x');
     EXPECT_EQ(textPreview(text), text.first(before + 20) + u"..."_s) << before;

@@ -13,7 +13,7 @@ using namespace Qt::Literals::StringLiterals;
 namespace vantora {
 namespace {
 
-// The vocabulary, written down apart from the program's own table.
+// The expected commands, independent of the program's own table.
 const std::map<QString, QString>& expected() {
   static const std::map<QString, QString> commands{
       {u"dns-flush"_s, u"sudo dscacheutil -flushcache; sudo killall -HUP mDNSResponder"_s},
@@ -107,7 +107,7 @@ TEST(AllowedCommandsTest, takesOnlyTheLeadingSudoOffAndElevates) {
       EXPECT_FALSE(command.elevate) << id.toStdString();
     }
   }
-  // What is shown without "sudo " is no name of the entry.
+  // The text without "sudo " does not select the entry.
   EXPECT_FALSE(resolveAllowedCommand(u"x"_s, u"dscacheutil -flushcache; sudo killall -HUP mDNSResponder"_s).allowed());
 }
 

@@ -76,7 +76,7 @@ TEST_F(SupportCommandsTest, answersOnTheRequestsChannelOnlyWhereThereIsNoReliabl
   exec({{u"id"_s, u"x"_s}}, ControlChannel::control);
   EXPECT_EQ(replies(ControlChannel::reliable).size(), 1);
   exec({{u"id"_s, u"open-terminal"_s}}, ControlChannel::control);
-  sender_.reliable.exists = false;  // It went while the command ran.
+  sender_.reliable.exists = false;  // It closed while the command ran.
   tools_.finish({});
   EXPECT_EQ(replies(ControlChannel::control).size(), 1);
   exec({{u"id"_s, u"x"_s}}, ControlChannel::control);

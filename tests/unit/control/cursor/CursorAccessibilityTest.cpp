@@ -19,7 +19,7 @@ TEST_F(CursorAccessibilityTest, theElementUnderThePointerGoesBeforeTheCursor) {
   monitor_->startCursorMonitoring();
   scheduler_.advance(100ms);
   EXPECT_EQ(shapes(), QStringList{u"text"_s});
-  EXPECT_EQ(accessibility_.lastMost, 6);
+  EXPECT_EQ(accessibility_.lastMaximum, 6);
 }
 
 TEST_F(CursorAccessibilityTest, hoveringATextFieldSendsTextOnce) {
@@ -59,13 +59,13 @@ TEST_F(CursorAccessibilityTest, asksAtMostEveryTenthOfASecond) {
   EXPECT_GE(accessibility_.requests - before, 9);
 }
 
-TEST_F(CursorAccessibilityTest, looksAgainWhenTheLastAnswerWasTooYoung) {
+TEST_F(CursorAccessibilityTest, checksAgainWhenTheLastResultWasTooYoung) {
   start();
-  scheduler_.advance(400ms);  // The next look is 100 ms away.
+  scheduler_.advance(400ms);  // The next check is 100 ms away.
   cursor_.usePointer();
   scheduler_.advance(100ms);  // Both at the same time.
   pointAt(u"AXLink"_s);
-  cursor_.show(u"xterm"_s);  // Too young to ask again: the cursor for now, the element as soon as may be.
+  cursor_.show(u"xterm"_s);  // Too early for a request: the cursor for now, the element later.
   EXPECT_EQ(shapes(), QStringList{u"text"_s});
   scheduler_.advance(100ms);
   EXPECT_EQ(shapes(), QStringList{u"pointer"_s});
@@ -81,7 +81,7 @@ TEST_F(CursorAccessibilityTest, anApplicationThatDoesNotAnswerIsWaitedForOnlyAMo
   EXPECT_TRUE(shapes().isEmpty());
   scheduler_.advance(1ms);
   EXPECT_EQ(shapes(), QStringList{u"text"_s});
-  // While it still owes its answer nothing is asked and nothing is waited for.
+  // While its reply is outstanding, no further request is made and nothing waits.
   cursor_.show(u"hand2"_s);
   EXPECT_EQ(shapes(), QStringList{u"pointer"_s});
   scheduler_.advance(5s);
@@ -97,7 +97,7 @@ TEST_F(CursorAccessibilityTest, aLateAnswerIsDropped) {
   pointAt(u"AXTextField"_s);
   accessibility_.answer();
   EXPECT_TRUE(shapes().isEmpty());
-  // From then on it is asked again.
+  // From then on requests are made again.
   scheduler_.advance(200ms);
   EXPECT_EQ(accessibility_.requests, 2);
   accessibility_.answer();
@@ -169,7 +169,7 @@ TEST_F(CursorAccessibilityTest, nobodyIsAskedWhileNoViewerIsConnected) {
 
 // Permission
 
-TEST_F(CursorAccessibilityTest, tellsAtEveryLookThatThePermissionIsMissing) {
+TEST_F(CursorAccessibilityTest, reportsAtEveryCheckThatThePermissionIsMissing) {
   start();
   accessibility_.trusted = AccessibilityTrust::refused;
   const int before = accessibility_.requests;

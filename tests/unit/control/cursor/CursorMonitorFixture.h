@@ -1,4 +1,4 @@
-// A cursor monitor over fakes: the test plays desktop, viewer and clock.
+// A cursor monitor with a fake desktop, viewer and clock.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -26,7 +26,7 @@ class CursorMonitorFixture : public testing::Test {
         }),
         scheduler_, CursorMonitor::Desktop{cursor_, accessibility_}, sender_, cursorDebug);
   }
-  // Monitoring, and the first shape sent.
+  // Starts monitoring and discards the first shape.
   void start(bool cursorDebug = false) {
     make(cursorDebug);
     monitor_->startCursorMonitoring();
@@ -34,7 +34,7 @@ class CursorMonitorFixture : public testing::Test {
     sender_.take();
     log_.clear();
   }
-  // The shapes sent since the last call, whichever channel they went on.
+  // The shapes sent since the last call, on any channel.
   QStringList shapes() {
     QStringList list;
     for (const auto& sent : sender_.take()) {

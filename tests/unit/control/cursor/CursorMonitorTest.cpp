@@ -1,4 +1,4 @@
-// When the shape is looked at and what is sent; no accessibility service is running.
+// When the shape is checked and what is sent; no accessibility service is running.
 #include "tests/unit/control/cursor/CursorMonitorFixture.h"
 
 using namespace std::chrono_literals;
@@ -23,7 +23,7 @@ TEST_F(CursorMonitorTest, sendsTheFirstShapeATenthOfASecondAfterTheStart) {
                                          {u"timestamp"_s, qint64(scheduler_.unixMilliseconds())}}));
 }
 
-TEST_F(CursorMonitorTest, looksEveryHalfSecondWithoutAnyNotice) {
+TEST_F(CursorMonitorTest, checksEveryHalfSecondWithoutAnyEvent) {
   start();
   cursor_.showQuietly(u"xterm"_s);
   scheduler_.advance(499ms);
@@ -35,7 +35,7 @@ TEST_F(CursorMonitorTest, looksEveryHalfSecondWithoutAnyNotice) {
   EXPECT_EQ(shapes(), QStringList{u"pointer"_s});
 }
 
-TEST_F(CursorMonitorTest, sendsAShapeOnceAndNotAtEveryLook) {
+TEST_F(CursorMonitorTest, sendsAShapeOnceAndNotAtEveryCheck) {
   start();
   cursor_.show(u"xterm"_s);
   scheduler_.advance(10s);
@@ -51,13 +51,13 @@ TEST_F(CursorMonitorTest, anotherCursorOfTheSameShapeIsNoChange) {
   EXPECT_EQ(shapes(), QStringList{u"text"_s});
 }
 
-TEST_F(CursorMonitorTest, sendsAChangeAtOnceWhenTheDesktopTellsOfIt) {
+TEST_F(CursorMonitorTest, sendsAChangeAtOnceWhenTheDesktopReportsIt) {
   start();
   cursor_.show(u"xterm"_s);
   EXPECT_EQ(shapes(), QStringList{u"text"_s});
 }
 
-TEST_F(CursorMonitorTest, looksATenthOfASecondAfterThePointerWasUsed) {
+TEST_F(CursorMonitorTest, checksATenthOfASecondAfterThePointerWasUsed) {
   start();
   cursor_.showQuietly(u"xterm"_s);
   EXPECT_TRUE(cursor_.usePointer());
@@ -67,18 +67,18 @@ TEST_F(CursorMonitorTest, looksATenthOfASecondAfterThePointerWasUsed) {
   EXPECT_EQ(shapes(), QStringList{u"text"_s});
 }
 
-TEST_F(CursorMonitorTest, aBurstOfMovementsIsOneLookEveryTenthOfASecond) {
+TEST_F(CursorMonitorTest, aBurstOfMovementsIsOneCheckEveryTenthOfASecond) {
   start();
-  const int before = cursor_.looks;
+  const int before = cursor_.reads;
   for (int millisecond = 0; millisecond < 300; ++millisecond) {
     cursor_.usePointer();
     scheduler_.advance(1ms);
   }
-  EXPECT_LE(cursor_.looks - before, 3);
-  EXPECT_GE(cursor_.looks - before, 2);
+  EXPECT_LE(cursor_.reads - before, 3);
+  EXPECT_GE(cursor_.reads - before, 2);
 }
 
-TEST_F(CursorMonitorTest, aCursorThatFlickersIsLookedAtFiftyTimesASecondAtMost) {
+TEST_F(CursorMonitorTest, aCursorThatFlickersIsCheckedFiftyTimesASecondAtMost) {
   start();
   for (int millisecond = 0; millisecond < 1000; ++millisecond) {
     cursor_.show(millisecond % 2 == 0 ? u"xterm"_s : u"hand2"_s);
@@ -124,13 +124,13 @@ TEST_F(CursorMonitorTest, doesNothingAfterTheStop) {
   monitor_->stopCursorMonitoring();
   EXPECT_FALSE(cursor_.watched());
   EXPECT_EQ(scheduler_.runningTimers(), 0U);
-  const int before = cursor_.looks;
+  const int before = cursor_.reads;
   cursor_.show(u"xterm"_s);
   EXPECT_FALSE(cursor_.usePointer());
   monitor_->checkCursorShape();
   scheduler_.advance(10s);
   EXPECT_TRUE(sender_.sent.isEmpty());
-  EXPECT_EQ(cursor_.looks, before);
+  EXPECT_EQ(cursor_.reads, before);
 }
 
 TEST_F(CursorMonitorTest, afterAReconnectOnlyADifferentShapeIsSent) {
@@ -217,7 +217,7 @@ TEST_F(CursorMonitorTest, testModeSendsThirteenShapesEachOnce) {
   EXPECT_EQ(shapes(), (QStringList{u"default"_s, u"pointer"_s, u"text"_s, u"grab"_s, u"grabbing"_s, u"crosshair"_s,
                                    u"not-allowed"_s, u"ew-resize"_s, u"ns-resize"_s, u"n-resize"_s, u"s-resize"_s,
                                    u"w-resize"_s, u"e-resize"_s}));
-  // The next look is half a second late at most.
+  // The next check is at most half a second late.
   scheduler_.advance(501ms);
   EXPECT_EQ(shapes(), QStringList{u"default"_s});
 }
@@ -229,7 +229,7 @@ TEST_F(CursorMonitorTest, testModeAsksNeitherCursorNorAccessibility) {
   monitor_->startCursorMonitoring();
   cursor_.show(u"xterm"_s);
   scheduler_.advance(5s);
-  EXPECT_EQ(cursor_.looks, 0);
+  EXPECT_EQ(cursor_.reads, 0);
   EXPECT_EQ(accessibility_.requests, 0);
 }
 

@@ -115,11 +115,11 @@ TEST(WindowEdge, theMarginIsSixPoints) {
   EXPECT_EQ(at(95, 350), u"w-resize"_s);
   EXPECT_EQ(at(93.9, 350), std::nullopt);
   EXPECT_EQ(at(300, 700), std::nullopt);
-  // On the line of an edge, but far from the window.
+  // In line with an edge, but far from the window.
   EXPECT_EQ(at(100, 900), std::nullopt);
 }
 
-TEST(WindowEdge, framesThatAreNoneHaveNoEdges) {
+TEST(WindowEdge, invalidFramesHaveNoEdges) {
   EXPECT_EQ(windowEdgeShape(QRectF(), {0, 0}), std::nullopt);
   EXPECT_EQ(windowEdgeShape(QRectF(10, 10, -5, 20), {10, 10}), std::nullopt);
   const double nan = std::numeric_limits<double>::quiet_NaN();

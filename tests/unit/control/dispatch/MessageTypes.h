@@ -1,4 +1,4 @@
-// What the protocol promises about every message type, written down apart from the program's table.
+// The documented gate and acknowledgement of every message type, independent of the program's table.
 #pragma once
 
 #include <array>

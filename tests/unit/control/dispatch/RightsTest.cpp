@@ -14,7 +14,7 @@ using namespace Qt::Literals::StringLiterals;
 namespace vantora {
 namespace {
 
-// What the protocol promises, written down by what each right opens.
+// The documented message types, by the right that they need.
 const QStringList kAlways{
     u"codec"_s,           u"ping"_s,          u"quality"_s,           u"video_params"_s,  u"auth"_s,
     u"control"_s,         u"display_index"_s, u"clipboard_request"_s, u"clipboard_set"_s, u"clipboard_sync_enabled"_s,

@@ -20,7 +20,7 @@ using namespace Qt::Literals::StringLiterals;
 namespace vantora {
 namespace {
 
-// Files of this process can grow to `bytes` only, as on a disk that is full then.
+// Limits the files of this process to `bytes`, like a disk that becomes full.
 class SmallDisk {
  public:
   explicit SmallDisk(rlim_t bytes) {
@@ -141,7 +141,7 @@ TEST_F(DownloadFileTest, touchesNothingOutsideTheFolder) {
 
 class LastNameTest : public DownloadFileTest {
  protected:
-  // Every name is taken.
+  // Every name exists.
   LastNameTest() {
     put(u"a"_s, "");
     for (int n = 1; n <= 999; ++n) put(QString::fromUtf8(last_ = nextFileName(last_, n)), "");
@@ -198,15 +198,15 @@ TEST_F(DownloadFileTest, tellsWhyAFileCannotBeMade) {
   const auto noFolder = createDownload(path(u"plain"_s), u"a"_s);
   ASSERT_TRUE(std::holds_alternative<QString>(noFolder));
   EXPECT_EQ(std::get<QString>(noFolder), u"Not a directory"_s);
-  // Nobody, the administrator included, makes files there.
+  // Nobody can create files there, not even the administrator.
   const auto closed = createDownload(u"/proc"_s, u"a"_s);
   EXPECT_TRUE(std::holds_alternative<QString>(closed));
 }
 
-// A folder on a file system with rules of its own, which are told before it is looked whether the name is taken.
+// A folder on a file system that checks names by its own rules before it checks whether the name exists.
 class StrangeDiskTest : public DownloadFileTest {
  protected:
-  // `error`: what the file system says of `name`; 0: it takes it.
+  // The error number of the file system for `name`; 0 when it accepts the name.
   using Rule = std::function<int(const QByteArray& name)>;
   QByteArray create(const QString& wanted, const Rule& rule) {
     auto created = createDownload(folder_.path(), wanted, [&](int folder, const QByteArray& name) {
@@ -240,14 +240,14 @@ TEST_F(StrangeDiskTest, takesAPlainNameWhereTheFileSystemRefusesTheRealOne) {
 TEST_F(StrangeDiskTest, takesAShorterNameWhereLongOnesAreRefused) {
   EXPECT_EQ(create(QString(200, u'a') + u".txt"_s, encrypted), QByteArray(136, 'a') + ".txt");
   EXPECT_EQ(create(QString(200, u'a') + u".txt"_s, encrypted), QByteArray(132, 'a') + " (1).txt");
-  // Its own name would do, the one with a suffix would not.
+  // The name itself is accepted, the one with a suffix is not.
   const QString border = QString(142, u'b');
   EXPECT_EQ(create(border, encrypted), border.toUtf8());
   EXPECT_EQ(create(border, encrypted), QByteArray(140, 'b'));
   EXPECT_EQ(create(border, encrypted), QByteArray(136, 'b') + " (2)");
 }
 
-TEST_F(StrangeDiskTest, triesOnceMoreOnly) {
+TEST_F(StrangeDiskTest, retriesOnlyOnce) {
   EXPECT_EQ(create(u"a"_s, [](const QByteArray&) { return EINVAL; }), "(Invalid argument)");
   EXPECT_EQ(tries_, 2);
   EXPECT_EQ(create(u"a"_s, [](const QByteArray&) { return EACCES; }), "(Permission denied)");
@@ -255,14 +255,14 @@ TEST_F(StrangeDiskTest, triesOnceMoreOnly) {
   EXPECT_TRUE(names().isEmpty());
 }
 
-TEST_F(DownloadFileTest, staysATrueBeginningWhenTheDiskIsFull) {
+TEST_F(DownloadFileTest, staysACorrectPrefixWhenTheDiskIsFull) {
   CreatedDownload created = create(u"a.bin"_s);
   {
     const SmallDisk disk(10);
     EXPECT_EQ(created.file.append("1234567"), 7);
     EXPECT_EQ(created.file.append("890abc"), 3);
   }
-  // There is room again, but a gap would be left.
+  // There is space again, but writing would leave a gap.
   EXPECT_EQ(created.file.append("def"), 0);
   created.file.finish();
   EXPECT_EQ(mode(u"a.bin"_s) & 0444U, 0U) << "looks finished";
@@ -270,15 +270,15 @@ TEST_F(DownloadFileTest, staysATrueBeginningWhenTheDiskIsFull) {
   EXPECT_EQ(content(u"a.bin"_s), "1234567890");
 }
 
-// As on a network drive, which takes everything and finds no room for it later.
-TEST_F(DownloadFileTest, doesNotLookFinishedWhenTheDiskRefusesItAtTheEnd) {
+// As on a network drive that accepts all data and later has no space for it.
+TEST_F(DownloadFileTest, isNotShownAsFinishedWhenTheDiskRefusesItAtTheEnd) {
   const auto finished = [this](const QString& name, DownloadFile::Settle settle) {
     QFile::remove(path(name));
     const QByteArray place = path(name).toUtf8();
     const int descriptor = ::open(place.constData(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0200);
     EXPECT_GE(descriptor, 0);
     DownloadFile file(descriptor, 0644, settle);
-    // What it is to do survives a move, as the file itself does.
+    // The settle function is moved together with the file.
     DownloadFile moved = std::move(file);
     EXPECT_EQ(moved.append("text"), 4);
     moved.finish();

@@ -109,7 +109,7 @@ TEST(FileQueueTest, dropsWhatHasNotBegunWhenItEnds) {
     queue.postAlways([&begun, &dropped, weak = std::weak_ptr(held), ready = queued.get_future().share()] {
       begun.set_value();
       ready.wait();
-      // What the next task holds goes away once the queue has begun to end.
+      // What the next task holds is released once the queue's destructor has begun.
       testing_loop::Timeout timeout;
       while (!weak.expired() && !timeout.isOver()) std::this_thread::yield();
       dropped = weak.expired();

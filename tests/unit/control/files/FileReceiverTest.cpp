@@ -42,7 +42,7 @@ class FileReceiverTest : public testing::Test {
   void chunk(const QString& id, const QByteArray& bytes) {
     say({{u"type"_s, u"file_chunk"_s}, {u"id"_s, id}, {u"data"_s, QString::fromLatin1(bytes.toBase64())}});
   }
-  bool heard(qsizetype count) {
+  bool received(qsizetype count) {
     return testing_loop::waitFor([&] { return sender_.sent.size() >= count; });
   }
   QByteArray content(const QString& name) const {
@@ -50,7 +50,7 @@ class FileReceiverTest : public testing::Test {
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(nothing to read)");
   }
   QStringList names() const { return QDir(folder_.path()).entryList(QDir::Files | QDir::Hidden); }
-  // From now on the disk answers nothing until unplug().
+  // Blocks the disk until unplug().
   void plug() {
     plugged_ = std::promise<void>();
     plug_ = plugged_.get_future().share();
@@ -84,7 +84,7 @@ TEST_F(FileReceiverTest, receivesAFileAndAnswersOnTheReliableChannel) {
   chunk(u"1"_s, "one ");
   sayBinary("two");
   end(u"1"_s);
-  ASSERT_TRUE(heard(2));
+  ASSERT_TRUE(received(2));
   EXPECT_EQ(
       sender_.sent,
       (QList<Sent>{{ControlChannel::reliable, {{u"type"_s, u"file_ready"_s}, {u"id"_s, u"1"_s}}},
@@ -96,7 +96,7 @@ TEST_F(FileReceiverTest, receivesAFileAndAnswersOnTheReliableChannel) {
 TEST_F(FileReceiverTest, answersOnTheChannelOfTheRequestWithoutAReliableOne) {
   sender_.reliable.exists = false;
   start(u"1"_s, u"a.txt"_s, ControlChannel::control);
-  ASSERT_TRUE(heard(1));
+  ASSERT_TRUE(received(1));
   EXPECT_EQ(sender_.sent[0].channel, ControlChannel::control);
 }
 
@@ -113,7 +113,7 @@ TEST_F(FileReceiverTest, writesManyPiecesInTheirOrder) {
     }
   }
   end(u"1"_s);
-  ASSERT_TRUE(heard(2));
+  ASSERT_TRUE(received(2));
   EXPECT_EQ(content(u"a.bin"_s), all);
 }
 
@@ -133,7 +133,7 @@ TEST_F(FileReceiverTest, ignoresAnnouncementsWithMissingOrMistypedFields) {
   say({{u"type"_s, u"file_chunk"_s}, {u"id"_s, u"1"_s}});
   say({{u"type"_s, u"file_end"_s}});
   start(u"last"_s, u"b"_s);
-  ASSERT_TRUE(heard(1));
+  ASSERT_TRUE(received(1));
   EXPECT_EQ(sender_.sent[0].message.value(u"id"), QJsonValue(u"last"_s));
   EXPECT_EQ(names(), QStringList{u"b"_s});
 }
@@ -154,7 +154,7 @@ TEST_F(FileReceiverTest, refusesFilesThatTheUserDoesNotWant) {
   files_->setFileReceiveAllowed(true);
   EXPECT_EQ(log_.lines().last(), u"[file] allow incoming files = true"_s);
   start(u"2"_s, u"b"_s);
-  ASSERT_TRUE(heard(1));
+  ASSERT_TRUE(received(1));
   EXPECT_EQ(names(), QStringList{u"b"_s});
 }
 
@@ -166,7 +166,7 @@ TEST_F(FileReceiverTest, takesBinaryPiecesWithoutTheRight) {
   end(u"1"_s);
   files_->setFileReceiveAllowed(true);
   end(u"1"_s);
-  ASSERT_TRUE(heard(2));
+  ASSERT_TRUE(received(2));
   EXPECT_EQ(content(u"a"_s), "this");
 }
 
@@ -177,58 +177,58 @@ TEST_F(FileReceiverTest, checksTheRightWhenAMessageArrivesAndNotWhenItsTurnComes
   end(u"1"_s);
   files_->setFileReceiveAllowed(false);
   unplug();
-  ASSERT_TRUE(heard(2));
+  ASSERT_TRUE(received(2));
   EXPECT_EQ(content(u"a"_s), "welcome");
 }
 
 TEST_F(FileReceiverTest, carriesATransferOverAChannelThatClosed) {
   start(u"1"_s, u"a"_s);
-  ASSERT_TRUE(heard(1));
+  ASSERT_TRUE(received(1));
   sayBinary("half ");
   sender_.reliable.open = false;
   sender_.reliable.open = true;
   sayBinary("whole");
   end(u"1"_s);
-  ASSERT_TRUE(heard(2));
+  ASSERT_TRUE(received(2));
   EXPECT_EQ(content(u"a"_s), "half whole");
 }
 
 TEST_F(FileReceiverTest, endsTransfersThatTheDiskCannotFollow) {
   start(u"1"_s, u"a"_s);
-  ASSERT_TRUE(heard(1));
+  ASSERT_TRUE(received(1));
   plug();
   start(u"2"_s, u"b"_s);
   for (int i = 0; i < 200; ++i) sayBinary(QByteArray(1000, 'x'));
   chunk(u"1"_s, "x");
   end(u"1"_s);
-  start(u"3"_s, QString(60'000, u'c'));  // No room for its name even.
+  start(u"3"_s, QString(60'000, u'c'));  // There is no room even for its name.
   ASSERT_EQ(sender_.sent.size(), 2);
   EXPECT_EQ(sender_.sent[1].message, fileRejected(u"3"_s, QString(60'000, u'c'), "overloaded"_L1));
   unplug();
-  ASSERT_TRUE(heard(5));
+  ASSERT_TRUE(received(5));
   const auto messages = sender_.take();
   EXPECT_EQ(messages[2].message.value(u"type"), QJsonValue(u"file_ready"_s));
   EXPECT_EQ(messages[3].message, fileRejected(u"1"_s, u"a"_s, "overloaded"_L1));
   EXPECT_EQ(messages[4].message, fileRejected(u"2"_s, u"b"_s, "overloaded"_L1));
   EXPECT_LE(QFileInfo(folder_.filePath(u"a"_s)).size(), kLimit);
-  // The next transfer is as good as new.
+  // The next transfer works normally.
   sayBinary("stray");
   start(u"1"_s, u"c"_s);
   sayBinary("fresh");
   end(u"1"_s);
-  ASSERT_TRUE(heard(2));
+  ASSERT_TRUE(received(2));
   EXPECT_EQ(content(u"c"_s), "fresh");
 }
 
 TEST_F(FileReceiverTest, tellsTheViewerThatCarriesATransferOnThatItEnded) {
   start(u"1"_s, u"a"_s);
-  ASSERT_TRUE(heard(1));
+  ASSERT_TRUE(received(1));
   sender_.connectionNumber = 2;
   plug();
   start(u"2"_s, u"b"_s);
   for (int i = 0; i < 200; ++i) chunk(u"1"_s, QByteArray(1000, 'x'));
   unplug();
-  ASSERT_TRUE(heard(4));
+  ASSERT_TRUE(received(4));
   EXPECT_EQ(sender_.sent[2].message, fileRejected(u"1"_s, u"a"_s, "overloaded"_L1));
   EXPECT_EQ(sender_.sent[3].message, fileRejected(u"2"_s, u"b"_s, "overloaded"_L1));
 }
@@ -240,7 +240,7 @@ TEST_F(FileReceiverTest, putsBinaryPiecesIntoTheFileThatTheirConnectionBegan) {
   start(u"2"_s, u"new"_s);
   sayBinary("fresh");
   end(u"2"_s);
-  ASSERT_TRUE(heard(2));
+  ASSERT_TRUE(received(2));
   EXPECT_EQ(sender_.sent.last().message.value(u"size"), QJsonValue(5));
   EXPECT_EQ(content(u"new"_s), "fresh");
 }
@@ -248,7 +248,7 @@ TEST_F(FileReceiverTest, putsBinaryPiecesIntoTheFileThatTheirConnectionBegan) {
 TEST_F(FileReceiverTest, remembersABoundedAmountForAStuckDisk) {
   plug();
   start(u"1"_s, u"a"_s);
-  // None of these can be written, whatever their ids, and each costs something to remember.
+  // None of these can be written, whatever their ids, and each takes some memory.
   int rejected = 0;
   for (int i = 0; i < 5000; ++i) {
     start(QString::number(i), u"n"_s);

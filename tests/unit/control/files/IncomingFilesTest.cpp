@@ -23,7 +23,7 @@ class IncomingFilesTest : public testing::Test {
   void end(const QString& id) { files_.end(viewer_, id); }
   void base64(const QString& id, const QString& data) { files_.appendBase64(viewer_.connection, id, data); }
   void binary(const QByteArray& piece) { files_.appendBinary(viewer_.connection, piece); }
-  // The page was reloaded, or the connection renewed.
+  // The page was reloaded, or the connection was renewed.
   void reconnect() { ++viewer_.connection; }
   static JsonObject ready(const QString& id) { return {{u"type"_s, u"file_ready"_s}, {u"id"_s, id}}; }
   static JsonObject saved(const QString& id, const QString& name, qint64 size) {
@@ -189,9 +189,9 @@ TEST_F(IncomingFilesTest, fallsBackToTheFolderForTemporaryFiles) {
   EXPECT_EQ(usableDownloadFolder(folder_.path()), folder_.path());
 }
 
-TEST_F(IncomingFilesTest, givesUpTheOldestTransferForOneTooMany) {
+TEST_F(IncomingFilesTest, endsTheOldestTransferForOneTooMany) {
   for (size_t i = 0; i < IncomingFiles::kMaxOpen; ++i) start(QString::number(i), u"a"_s);
-  start(u"0"_s, u"b"_s);  // Takes the place of the oldest one and is the newest now.
+  start(u"0"_s, u"b"_s);  // Replaces the oldest one and is the newest now.
   replies_.clear();
   log_.clear();
   start(u"more"_s, u"c"_s);
@@ -215,7 +215,7 @@ TEST_F(IncomingFilesTest, receivesOnAfterAnyNumberOfTransfersThatWereNeverEnded)
   connections_.clear();
   replies_.clear();
   start(u"new"_s, u"new"_s);
-  // What another connection left behind goes first, whatever is older and still alive.
+  // Transfers of other connections are evicted first, even if one in use is older.
   EXPECT_EQ(replies_, (QList<JsonObject>{fileRejected(u"1"_s, u"a"_s, "too many"_L1), ready(u"new"_s)}));
   EXPECT_EQ(connections_, (QList<quint64>{6, viewer_.connection})) << "somebody else's transfer";
   end(u"mine"_s);
@@ -272,7 +272,7 @@ TEST_F(IncomingFilesTest, tellsTheViewerThatIsThereWhenTheDiskIsTooSlow) {
   replies_.clear();
   files_.abandonAll(viewer_.connection);
   EXPECT_EQ(connections_, (QList<quint64>{viewer_.connection, viewer_.connection}));
-  // Perhaps it is another viewer, whom the name of the first file does not concern.
+  // This may be another viewer, which must not receive the name of the first file.
   EXPECT_EQ(replies_, (QList<JsonObject>{fileRejected(u"1"_s, QString(), "overloaded"_L1),
                                          fileRejected(u"2"_s, u"carried on"_s, "overloaded"_L1)}));
 }

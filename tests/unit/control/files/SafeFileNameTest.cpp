@@ -87,14 +87,14 @@ TEST(SafeFileNameTest, shortensWhatStandsBeforeTheExtension) {
 TEST(SafeFileNameTest, cutsBetweenCharacters) {
   // Two bytes each: 251 of them is odd.
   EXPECT_EQ(safe(QString(200, u'ä') + u".txt"_s), QString(125, u'ä') + u".txt"_s);
-  // Three parts of one letter stay together or go together.
+  // The three code points of one letter are kept or removed together.
   const QString letter = u"e\u0301\u0323"_s;
   EXPECT_EQ(safe(letter.repeated(60) + u".t"_s), letter.repeated(50) + u".t"_s);
   const QString family = u"👩‍👩‍👧"_s;
   EXPECT_EQ(safe(family.repeated(20)), family.repeated(14));
 }
 
-TEST(SafeFileNameTest, takesALetterWithoutEndApart) {
+TEST(SafeFileNameTest, splitsALetterThatIsTooLong) {
   const QByteArray name = safeFileName(u"e"_s + QString(400, u'\u0301') + u".txt"_s);
   expectUsable(name);
   EXPECT_TRUE(name.endsWith(".txt"));

@@ -61,7 +61,7 @@ TEST(DesktopChoice, hasNothingWithoutADisplayServer) {
 
 TEST(DesktopChoice, isReadyForADisplayServerThatDoesNotAnswerYet) {
   fakes::FakeClipboard clipboard;
-  // Far above the numbers that servers are given.
+  // Far above the numbers that servers use.
   for (const char* display : {":59999", "not a display"}) {
     const auto desktop = makeDesktopSession(Environment::of({{"DISPLAY", display}}), clipboard);
     EXPECT_EQ(desktop->status(), DesktopStatus{DesktopState::ready});

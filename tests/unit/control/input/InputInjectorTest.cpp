@@ -127,7 +127,7 @@ TEST_F(InputInjectorTest, skipsAKeyThatTheDesktopDoesNotHave) {
   EXPECT_EQ(input_.keyActions.front().code, KEY_B);
 }
 
-TEST_F(InputInjectorTest, mayPostWithoutAWordWhenTheDesktopTakesInput) {
+TEST_F(InputInjectorTest, mayPostSilentlyWhenTheDesktopAcceptsInput) {
   EXPECT_EQ(ensure(), true);
   EXPECT_TRUE(log_.lines().empty());
 }
@@ -157,7 +157,7 @@ TEST_F(InputInjectorTest, hasNoEffectWithoutTheDesktop) {
   EXPECT_TRUE(done().empty() && input_.scrollEvents.empty() && input_.keyActions.empty());
 }
 
-TEST_F(InputInjectorTest, letsGoOfEverythingOnDemand) {
+TEST_F(InputInjectorTest, releasesEverythingOnDemand) {
   injector_.mouseDown(0.5, 0.5, 2);
   injector_.key(u"KeyA"_s, true, {{u"shift"_s, true}});
   injector_.releaseAll();

@@ -17,18 +17,18 @@ namespace {
 using Input = fakes::FakeDesktopInput;
 using Sent = fakes::FakeControlSender::Sent;
 
-// A scheduler on which every look at the clock takes a while.
+// A scheduler whose clock advances with every reading.
 class TickingScheduler final : public Scheduler {
  public:
   std::chrono::nanoseconds monotonicNow() const override { return unixNow(); }
-  std::chrono::nanoseconds unixNow() const override { return 978'307'200s + (looks_++) * 250ms; }
+  std::chrono::nanoseconds unixNow() const override { return 978'307'200s + (reads_++) * 250ms; }
   std::unique_ptr<Timer> after(std::chrono::milliseconds, Callback) override { return nullptr; }
   std::unique_ptr<Timer> every(std::chrono::milliseconds, std::chrono::milliseconds, Callback) override {
     return nullptr;
   }
 
  private:
-  mutable int looks_ = 0;
+  mutable int reads_ = 0;
 };
 
 class InputMessagesTest : public testing::Test {
@@ -150,7 +150,7 @@ TEST_F(InputMessagesTest, clicksOnceOrTwice) {
   EXPECT_TRUE(sender_.sent.isEmpty());
 }
 
-TEST_F(InputMessagesTest, scrollsAndTakesMissingDistancesAsNone) {
+TEST_F(InputMessagesTest, scrollsAndTakesMissingDistancesAsZero) {
   receive(R"({"type":"wheel","dx":10,"dy":20})");
   receive(R"({"type":"wheel","dy":20})");
   receive(R"({"type":"wheel","dx":"10"})");

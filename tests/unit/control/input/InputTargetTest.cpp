@@ -11,7 +11,7 @@ namespace {
 
 using namespace Qt::Literals::StringLiterals;
 
-// Points are half as many as pixels, so that the two ways show.
+// One point is two pixels, so that the two modes give different results.
 Display display(std::uint32_t id, QRect bounds, double rotation = 0) {
   const QRectF frame(bounds.x() / 2.0, bounds.y() / 2.0, bounds.width() / 2.0, bounds.height() / 2.0);
   return {.id = id, .name = u"d%1"_s.arg(id), .bounds = bounds, .rotationDegrees = rotation, .frameInPoints = frame};

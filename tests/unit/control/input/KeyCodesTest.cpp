@@ -36,7 +36,7 @@ TEST(KeyCodes, findsEveryKeyByItsName) {
   for (const KeyCode& key : keyCodes()) EXPECT_EQ(findKey(QString::fromLatin1(key.name)), &key) << key.name;
 }
 
-// Where the kernel has them on a keyboard of the United States.
+// The kernel's codes on a US keyboard.
 TEST(KeyCodes, numbersPositionsAsTheKernelDoes) {
   const std::pair<const char*, int> cases[] = {{"Enter", 28},      {"NumpadEnter", 96}, {"Escape", 1}, {"KeyA", 30},
                                                {"KeyQ", 16},       {"KeyZ", 44},        {"Digit1", 2}, {"Digit0", 11},

@@ -14,7 +14,7 @@ constexpr std::int32_t kHighest = std::numeric_limits<std::int32_t>::max();
 
 const QRectF kFrame(0, 0, 1000, 500);
 
-TEST(PointerMapping, spreadsThePictureOverTheFrame) {
+TEST(PointerMapping, spreadsTheImageOverTheFrame) {
   EXPECT_EQ(mapToFrame(kFrame, 0.25, 0.5, 0, true), QPointF(250, 250));
 }
 
@@ -31,7 +31,7 @@ TEST(PointerMapping, keepsPositionsWithinTheFrame) {
   EXPECT_EQ(mapToFrame(kFrame, 0.5, -7, 0, true), QPointF(500, 0));
 }
 
-TEST(PointerMapping, survivesNumbersThatAreNone) {
+TEST(PointerMapping, survivesInfinityAndNaN) {
   EXPECT_EQ(mapToFrame(kFrame, kInfinity, -kInfinity, 0, true), QPointF(1000, 0));
   EXPECT_EQ(mapToFrame(kFrame, kNoNumber, kNoNumber, 0, true), QPointF(0, 0));
   EXPECT_EQ(mapToFrame(kFrame, 1e308, 1e308, 0, true), QPointF(1000, 500));

@@ -58,12 +58,12 @@ TEST(WheelClicks, forgetsTheRemainderOnDemand) {
 TEST(WheelClicks, boundsTheClicksOfAWildMessage) {
   for (const std::int32_t wild : {1000000000, 1000000001, std::numeric_limits<std::int32_t>::max()}) {
     WheelClicks wheel;
-    EXPECT_EQ(wheel.add(wild), WheelClicks::kMostClicks) << wild;
+    EXPECT_EQ(wheel.add(wild), WheelClicks::kMaxClicks) << wild;
     EXPECT_EQ(wheel.add(52), 0) << wild;
-    EXPECT_EQ(wheel.add(-wild), -WheelClicks::kMostClicks) << wild;
+    EXPECT_EQ(wheel.add(-wild), -WheelClicks::kMaxClicks) << wild;
   }
   WheelClicks wheel;
-  EXPECT_EQ(wheel.add(std::numeric_limits<std::int32_t>::min()), -WheelClicks::kMostClicks);
+  EXPECT_EQ(wheel.add(std::numeric_limits<std::int32_t>::min()), -WheelClicks::kMaxClicks);
 }
 
 }  // namespace

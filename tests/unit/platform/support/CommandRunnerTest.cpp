@@ -16,14 +16,14 @@ const QString kMark = u"\n…(truncated)…"_s;
 
 class CommandRunnerTest : public testing::Test {
  protected:
-  // Through /bin/sh: whoever runs the tests may have a profile that takes long.
+  // Through /bin/sh: the profile of the user who runs the tests may be slow.
   CommandOutcome run(const QString& script, const std::stop_token& stop = {}) {
     return runCommand({.command = throughLoginShell(u"/bin/sh"_s, script),
                        .environment = home_.environment.toStringList(),
                        .folder = home_.path()},
                       limits_, stop);
   }
-  // As run, with a watchdog that is soon there, though a busy machine gets to what comes before it.
+  // As run, with a short watchdog that still leaves a busy machine time for the steps before it.
   CommandOutcome runShortly(const QString& script, std::chrono::milliseconds grace = 10s) {
     limits_.watchdog = 3s;
     limits_.grace = grace;
@@ -79,7 +79,7 @@ TEST_F(CommandRunnerTest, hasASessionOfItsOwnEmptyInputAndNoneOfOurFiles) {
   const int secret = ::open("/dev/null", O_RDONLY);  // NOLINT: without O_CLOEXEC on purpose
   ASSERT_GE(secret, 0);
   EXPECT_EQ(run(u"cat; test \"$(ps -o sid= -p $$ | tr -d ' ')\" = $$ && echo leader"_s).standardOutput, u"leader\n"_s);
-  // No pipe: the shell would have its ends open for a moment.
+  // No pipe: the shell would briefly have its ends open.
   EXPECT_EQ(run(u"ls /proc/$$/fd; true"_s).standardOutput, u"0\n1\n2\n"_s);
   ::close(secret);
 }

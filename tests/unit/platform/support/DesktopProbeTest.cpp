@@ -29,7 +29,7 @@ TEST(DesktopProbeTest, findsProgramsInThePathAndAmongTheSystems) {
   EXPECT_TRUE(facts.has(u"sh"_s));
   EXPECT_FALSE(facts.has(u"no-program"_s));
   EXPECT_FALSE(facts.has(u"no-such-program-anywhere"_s));
-  // Not in the path of a user.
+  // Not in a user's PATH.
   EXPECT_TRUE(facts.find(u"ldconfig"_s).endsWith(u"/sbin/ldconfig"_s)) << facts.find(u"ldconfig"_s).toStdString();
 }
 

@@ -8,7 +8,7 @@ using namespace Qt::Literals::StringLiterals;
 namespace vantora {
 namespace {
 
-// The settings are looked for where the environment of this process says.
+// The settings are searched for in folders that the environment of this process names.
 class ProcessVariable {
  public:
   ProcessVariable(const char* name, const QByteArray& value) : name_(name), before_(qgetenv(name)) {

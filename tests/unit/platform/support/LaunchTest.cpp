@@ -9,7 +9,7 @@ using namespace Qt::Literals::StringLiterals;
 namespace vantora {
 namespace {
 
-// Starting programs that are to stay.
+// Starting detached programs.
 class LaunchTest : public testing::Test {
  protected:
   ~LaunchTest() override { killNow(home_.number(u"pid"_s)); }
@@ -48,7 +48,7 @@ TEST_F(LaunchTest, isWellWhenTheProgramHandsOverAndEnds) {
 
 TEST_F(LaunchTest, failsWithTheStatusOfAProgramThatEndsAtOnce) {
   home_.program(u"window"_s, "echo no display >&2; exit 3");
-  // A second is what it takes to be well: on a busy machine a program may be slow to end.
+  // A program that runs for a second counts as started: on a busy machine it may be slow to end.
   CommandOutcome outcome = launch(u"window"_s);
   for (int again = 0; outcome.ok && again < 4; ++again) outcome = launch(u"window"_s);
   EXPECT_FALSE(outcome.ok);

@@ -36,7 +36,7 @@ const QStringList& everyProgram() {
   return names;
 }
 
-// What has a script on a desktop with these programs must hold `needle`; what has none must say `missing`.
+// The script on a desktop with these programs must contain `needle`; without a script the reason must be `missing`.
 void expectScript(const CommandPlan& plan, const QString& needle) {
   EXPECT_TRUE(plan.missing.isEmpty()) << plan.missing.toStdString();
   EXPECT_TRUE(plan.script.contains(needle)) << needle.toStdString() << " is not in\n" << plan.script.toStdString();
@@ -51,7 +51,7 @@ TEST(LinuxCommandPlansTest, everyEntryHasACounterpartOnEveryFullDesktop) {
     facts.resolved = true;
     for (const AllowedCommand& command : allowedCommandTable()) {
       const CommandPlan plan = commandPlanFor(QString(command.id), facts);
-      // A window manager alone has no looks to switch.
+      // A window manager alone has no dark mode.
       if (desktop == DesktopKind::other && command.id == "toggle-dark-mode"_L1) {
         expectMissing(plan, u"This desktop has no dark mode that can be switched"_s);
         continue;
@@ -191,9 +191,9 @@ TEST(LinuxCommandPlansTest, saysWhatOpeningLacks) {
   }
 }
 
-// Looks
+// Dark mode
 
-TEST(LinuxCommandPlansTest, switchesTheLooksByTheMeansOfTheDesktop) {
+TEST(LinuxCommandPlansTest, switchesDarkModeByTheMeansOfTheDesktop) {
   const auto toggle = [](DesktopKind desktop, const QStringList& programs) {
     return commandPlanFor(u"toggle-dark-mode", madeUpDesktop(desktop, programs));
   };
@@ -244,7 +244,7 @@ TEST(LinuxCommandPlansTest, clearsTheCachesOfBrowsersThatAreThere) {
   expectScript(
       commandPlanFor(u"clear-safari-cache", madeUpDesktop(DesktopKind::other, {u"epiphany"_s, u"pkill"_s, u"pgrep"_s})),
       u"'/home/anna/.cache/epiphany'"_s);
-  // One that came in another way than as a package has left a folder.
+  // A browser that was not installed as a package still has a folder.
   DesktopFacts facts = madeUpDesktop(DesktopKind::other, {u"pkill"_s, u"pgrep"_s});
   facts.folderExists = [](const QString& folder) { return folder == u"/home/anna/.var/app/com.google.Chrome/cache"_s; };
   expectScript(commandPlanFor(u"clear-chrome-cache", facts), u"'/home/anna/.var/app/com.google.Chrome/cache'"_s);

@@ -9,7 +9,7 @@ using namespace Qt::Literals::StringLiterals;
 namespace vantora {
 namespace {
 
-// Real commands, on a made-up desktop: a home of its own, and programs that the test puts into the path.
+// Real commands, on a simulated desktop: its own home, and programs that the test puts into PATH.
 class LinuxSupportToolsTest : public testing::Test {
  protected:
   LinuxSupportToolsTest() {
@@ -21,11 +21,11 @@ class LinuxSupportToolsTest : public testing::Test {
     tools_.reset();
     killNow(home_.number(u"pid"_s));
   }
-  void start(int most = 8) {
+  void start(int maxCommands = 8) {
     tools_ = makeLinuxSupportTools(
-        {.environment = home_.environment, .loginShell = u"/bin/sh"_s, .limits = {}, .most = most});
+        {.environment = home_.environment, .loginShell = u"/bin/sh"_s, .limits = {}, .maxCommands = maxCommands});
   }
-  // Runs a command and notes its outcome.
+  // Runs a command and records its outcome.
   void run(const QString& id) {
     tools_->run(id, [this](const CommandOutcome& outcome) { outcomes_.append(outcome); });
   }
@@ -38,7 +38,7 @@ class LinuxSupportToolsTest : public testing::Test {
   QList<CommandOutcome> outcomes_;
 };
 
-TEST_F(LinuxSupportToolsTest, runsTheCounterpartAndTellsTheOutcomeLater) {
+TEST_F(LinuxSupportToolsTest, runsTheCounterpartAndReportsTheOutcomeLater) {
   home_.program(u"kreadconfig5"_s, "echo BreezeDark");
   home_.program(u"plasma-apply-colorscheme"_s, "echo applied $1; echo warning >&2; exit 4");
   start();
@@ -103,14 +103,14 @@ TEST_F(LinuxSupportToolsTest, endsCommandsWithoutAnOutcome) {
   EXPECT_TRUE(becomesTrue([&] { return !isAlive(home_.number(u"pid"_s)); }));
   testing_loop::drain();
   EXPECT_TRUE(outcomes_.isEmpty());
-  // It can be used on.
+  // The object remains usable.
   home_.program(u"kreadconfig5"_s, "true");
   run(u"toggle-dark-mode"_s);
   ASSERT_TRUE(waitForOutcomes(1));
   EXPECT_TRUE(outcomes_[0].ok);
 }
 
-TEST_F(LinuxSupportToolsTest, leadsBackToTheLookOfBefore) {
+TEST_F(LinuxSupportToolsTest, restoresThePreviousTheme) {
   home_.program(u"kreadconfig5"_s, "cat scheme");
   home_.program(u"plasma-apply-colorscheme"_s, "echo $1 > scheme; echo -n applied");
   home_.write(u"scheme"_s, "OwnPaper\n");
@@ -156,12 +156,12 @@ TEST_F(LinuxSupportToolsTest, bringsUpTheSystemMonitorWithoutWaiting) {
 }
 
 TEST_F(LinuxSupportToolsTest, asksForAdministratorRightsAndPassesOnWhyTheyWereRefused) {
-  // A system whose names dnsmasq keeps; the probe knows it by its name and its arguments.
+  // A system whose host names dnsmasq caches; the probe recognises it by its name and its arguments.
   ASSERT_TRUE(QFile::copy(u"/bin/sh"_s, home_.path(u"bin/dnsmasq"_s)));
   home_.program(u"begin"_s, "dnsmasq -c 'while :; do sleep 1; done' -x /run/dnsmasq/dnsmasq.pid & echo $! > pid");
   ASSERT_EQ(system(QStringLiteral("cd '%1' && PATH='%1/bin':$PATH begin").arg(home_.path()).toUtf8().constData()), 0);
   ASSERT_GT(home_.number(u"pid"_s), 0);
-  // It has the name of its parent at first.
+  // At first it has the name of its parent.
   ASSERT_TRUE(becomesTrue([&] { return probeDesktop(home_.environment).dnsmasq.contains(home_.number(u"pid"_s)); }));
   home_.program(
       u"pkexec"_s,

@@ -1,4 +1,4 @@
-// Facts of a desktop that the test makes up, with the programs that it names.
+// Facts of a simulated desktop with the given programs.
 #pragma once
 
 #include <QStringList>

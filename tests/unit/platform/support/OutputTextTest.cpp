@@ -45,7 +45,7 @@ TEST(OutputTextTest, isEmptyWhenTheOutputIsNotUtf8) {
   EXPECT_EQ(textOf({"B\xC3", "\xBCro"}), u"Büro"_s);
   EXPECT_EQ(textOf({"good\xFF"}), QString());
   EXPECT_EQ(textOf({"half \xC3"}), QString());
-  // Also where the fault lies beyond what is kept.
+  // Also when the invalid byte is beyond the kept part.
   EXPECT_EQ(textOf({QByteArray(100, 'x'), "\xFF", "x"}, 10), QString());
 }
 

@@ -14,11 +14,11 @@ TEST(ReplacedSettingsTest, takesNotesOutOfTheOutputAndLeavesTheRest) {
       u"applied\n\x1Etwo\x1F\x1Fx\x1E\x1Eone\x1F"
       u"a\x1F"
       u"b\x1E"_s;
-  const ReplacedSettings looks = takeReplacedSettings(output);
+  const ReplacedSettings settings = takeReplacedSettings(output);
   EXPECT_EQ(output, u"Welcome\napplied\n"_s);
-  EXPECT_EQ(looks.size(), 2);
-  EXPECT_EQ(looks[u"one"_s], (ReplacedSetting{.left = u"a"_s, .taken = u"b"_s})) << "the last one counts";
-  EXPECT_EQ(looks[u"two"_s], (ReplacedSetting{.left = QString(), .taken = u"x"_s}));
+  EXPECT_EQ(settings.size(), 2);
+  EXPECT_EQ(settings[u"one"_s], (ReplacedSetting{.previous = u"a"_s, .replacement = u"b"_s})) << "the last one counts";
+  EXPECT_EQ(settings[u"two"_s], (ReplacedSetting{.previous = QString(), .replacement = u"x"_s}));
 }
 
 TEST(ReplacedSettingsTest, findsNothingInOutputWithoutNotes) {
@@ -32,8 +32,8 @@ TEST(ReplacedSettingsTest, findsNothingInOutputWithoutNotes) {
 
 TEST(ReplacedSettingsTest, offersNoWayBackToNothing) {
   const QString none = settingFunctions({});
-  EXPECT_EQ(settingFunctions({{u"scheme"_s, {.left = QString(), .taken = u"dark"_s}}}), none);
-  EXPECT_TRUE(settingFunctions({{u"scheme"_s, {.left = u"light"_s, .taken = u"dark"_s}}})
+  EXPECT_EQ(settingFunctions({{u"scheme"_s, {.previous = QString(), .replacement = u"dark"_s}}}), none);
+  EXPECT_TRUE(settingFunctions({{u"scheme"_s, {.previous = u"light"_s, .replacement = u"dark"_s}}})
                   .contains(u"'scheme=dark') next='light' ;;\n"_s));
 }
 

@@ -16,10 +16,10 @@ namespace {
 
 class ScriptsTest : public testing::Test {
  protected:
-  // Stand-ins for everything that would reach beyond the test's own home.
+  // Stand-ins for every tool that would act outside the test's own home.
   ScriptsTest() {
     for (const QString& name : {u"pkill"_s, u"pgrep"_s, u"pkexec"_s}) home_.program(name, "exit 1");
-    // A login shell sets the path anew: nothing here may reach the real ones by mistake.
+    // A login shell resets PATH: the real tools must not be reached by mistake.
     home_.write(u".profile"_s, "PATH=$HOME/bin:$PATH\n");
   }
   CommandOutcome run(QStringView id, DesktopKind desktop) {
@@ -68,10 +68,10 @@ TEST_F(ScriptsTest, switchGnomeToDarkAndBack) {
   EXPECT_EQ(setting(theme), u"'Adwaita'"_s);
   setting(theme, "'Own'");
   EXPECT_TRUE(run(u"toggle-dark-mode", DesktopKind::gnome).ok);
-  EXPECT_EQ(setting(theme), u"'Own'"_s) << "a theme without a dark sister is left alone";
+  EXPECT_EQ(setting(theme), u"'Own'"_s) << "a theme without a dark variant is left alone";
 }
 
-TEST_F(ScriptsTest, switchAThemeOfGnomeWithADarkSisterAndBack) {
+TEST_F(ScriptsTest, switchAThemeOfGnomeWithADarkVariantAndBack) {
   settingsTool();
   const QString scheme = u"org.gnome.desktop.interface color-scheme"_s;
   const QString theme = u"org.gnome.desktop.interface gtk-theme"_s;
@@ -84,7 +84,8 @@ TEST_F(ScriptsTest, switchAThemeOfGnomeWithADarkSisterAndBack) {
   EXPECT_TRUE(run(u"toggle-dark-mode", DesktopKind::gnome).ok);
   EXPECT_EQ(setting(scheme), u"'prefer-light'"_s) << "as it was before";
   EXPECT_EQ(setting(theme), u"'Moss-blue'"_s);
-  // Chosen by a person in between: no note leads from a dark theme to a light one while the desktop turns dark.
+  // Chosen by the user in between: no recorded setting switches a dark theme to a light one while the desktop turns
+  // dark.
   setting(theme, "'Moss-blue-dark'");
   EXPECT_TRUE(run(u"toggle-dark-mode", DesktopKind::gnome).ok);
   EXPECT_EQ(setting(scheme), u"'prefer-dark'"_s);
@@ -92,7 +93,7 @@ TEST_F(ScriptsTest, switchAThemeOfGnomeWithADarkSisterAndBack) {
 }
 
 TEST_F(ScriptsTest, speakToTheSettingsOfGnomeAsTheyReallyAre) {
-  // The real tool and schemas, with a file of the test's own behind them.
+  // The real tool and schemas, with the test's own file as storage.
   home_.environment.insert(u"GSETTINGS_BACKEND"_s, u"keyfile"_s);
   const auto kept = [this] { return home_.read(u".config/glib-2.0/settings/keyfile"_s); };
   const CommandOutcome dark = run(u"toggle-dark-mode", DesktopKind::gnome);
@@ -105,7 +106,7 @@ TEST_F(ScriptsTest, speakToTheSettingsOfGnomeAsTheyReallyAre) {
   EXPECT_TRUE(kept().contains(u"[org/gtk/settings/file-chooser]\nshow-hidden=true\n"_s)) << kept().toStdString();
 }
 
-TEST_F(ScriptsTest, tellWhenASettingOfGnomeCannotBeRead) {
+TEST_F(ScriptsTest, reportWhenASettingOfGnomeCannotBeRead) {
   settingsTool();
   const CommandOutcome outcome = run(u"toggle-dark-mode", DesktopKind::gnome);
   EXPECT_FALSE(outcome.ok);
@@ -120,7 +121,7 @@ TEST_F(ScriptsTest, switchPlasmaToDarkAndBack) {
   EXPECT_EQ(home_.read(u"scheme"_s), u"BreezeDark\n"_s);
   EXPECT_TRUE(run(u"toggle-dark-mode", DesktopKind::kde).ok);
   EXPECT_EQ(home_.read(u"scheme"_s), u"BreezeLight\n"_s);
-  // A scheme of the person's own comes back, a light one and a dark one.
+  // A scheme chosen by the user is restored, a light one and a dark one.
   home_.write(u"scheme"_s, "OwnPaper\n");
   EXPECT_TRUE(run(u"toggle-dark-mode", DesktopKind::kde).ok);
   EXPECT_EQ(home_.read(u"scheme"_s), u"BreezeDark\n"_s);
@@ -133,7 +134,7 @@ TEST_F(ScriptsTest, switchPlasmaToDarkAndBack) {
   EXPECT_EQ(home_.read(u"scheme"_s), u"OwnDark\n"_s);
 }
 
-TEST_F(ScriptsTest, switchXfceToTheDarkSisterOfTheThemeAndBack) {
+TEST_F(ScriptsTest, switchXfceToTheDarkVariantOfTheThemeAndBack) {
   home_.program(u"xfconf-query"_s, R"(case "$*" in
   '-c xsettings -p /Net/ThemeName') cat theme ;;
   '-c xsettings -p /Net/ThemeName -s '*) echo "$6" >theme ;;
@@ -203,7 +204,7 @@ TEST_F(ScriptsTest, showHiddenFilesOfPlasmaAndXfce) {
 }
 
 TEST_F(ScriptsTest, clearCachesAfterTheBrowserHasEndedAndTouchNothingElse) {
-  // The browser goes on for a moment, still writing.
+  // The browser keeps writing for a moment.
   home_.program(u"pkill"_s, "echo \"$@\" > ended; (sleep 0.3; echo late > .cache/chromium/late; touch gone) &\n");
   home_.program(u"pgrep"_s, "[ ! -e gone ]");
   home_.program(u"chromium"_s, "true");
@@ -271,7 +272,7 @@ TEST_F(ScriptsTest, failWithoutAdministratorRightsThoughTheResolverNeededNone) {
   EXPECT_EQ(run(u"dns-flush", DesktopKind::other).code, 126);
 }
 
-// The number may have gone to another program while a password was typed.
+// The process id may be reused by another program while the user types a password.
 TEST_F(ScriptsTest, hangUpOnlyOnDnsmasq) {
   home_.program(u"pkexec"_s, "shift; exec \"$@\"");
   ASSERT_TRUE(QFile::copy(u"/bin/sh"_s, home_.path(u"bin/dnsmasq"_s)));

@@ -1,4 +1,4 @@
-// A home and a path of the test's own, for real processes.
+// A separate home and PATH for real processes.
 #pragma once
 
 #include <QDir>
@@ -9,12 +9,12 @@
 
 namespace vantora {
 
-// Ends a process of the test, if it is still there.
+// Ends a process of the test if it still runs.
 inline void killNow(qint64 pid) {
   if (pid > 1) (void)kill(static_cast<pid_t>(pid), SIGKILL);
 }
 
-// A home of its own with a folder of programs that stands first in the path.
+// A home with a folder of programs that is first in PATH.
 class TestHome {
  public:
   TestHome() {
@@ -30,7 +30,7 @@ class TestHome {
     ASSERT_TRUE(file.open(QIODevice::WriteOnly)) << name.toStdString();
     file.write(content);
   }
-  // Puts a shell script into the path.
+  // Adds a shell script to PATH.
   void program(const QString& name, const QByteArray& script) const {
     write(QStringLiteral("bin/") + name, "#!/bin/sh\n" + script + "\n");
     QFile::setPermissions(path(QStringLiteral("bin/") + name), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);

@@ -1,4 +1,4 @@
-// Answers that come from another viewer than the one in force.
+// Answers from another viewer than the current one.
 #include "tests/unit/session/peer/NegotiationFixture.h"
 
 using namespace Qt::Literals::StringLiterals;
@@ -19,7 +19,7 @@ TEST_F(AnotherViewerTest, takesAnAnswerOfTheSameViewerAgain) {
   EXPECT_EQ(peer().remoteAnswers.size(), 2);
 }
 
-TEST_F(AnotherViewerTest, noticesAnAnswerOfAnotherViewerAndDoesNotApplyIt) {
+TEST_F(AnotherViewerTest, detectsAnAnswerOfAnotherViewerAndDoesNotApplyIt) {
   offer();
   answer(answerText(u"AA:BB"_s, u"u1"_s));
   offer();
@@ -50,7 +50,7 @@ TEST_F(AnotherViewerTest, doesNotTakeTheFingerprintOfAnAnswerThatFailed) {
 TEST_F(AnotherViewerTest, dropsTheNewViewersAnswersToOlderOffersExactlyAsOftenAsThereWereSuch) {
   offer();
   answer(answerText(u"AA:BB"_s, u"u1"_s));
-  // Three offers are on their way when the page is reloaded; it answers each of them.
+  // Three offers are under way when the page is reloaded; the page answers each of them.
   offer();
   offer();
   offer();
@@ -66,7 +66,7 @@ TEST_F(AnotherViewerTest, dropsTheNewViewersAnswersToOlderOffersExactlyAsOftenAs
   EXPECT_EQ(replaced_, 1);
 }
 
-TEST_F(AnotherViewerTest, takesTheNewViewersAnswerAtOnceWhenItCarriesAFreshIceName) {
+TEST_F(AnotherViewerTest, appliesTheNewViewersAnswerAtOnceWhenItHasANewIceName) {
   offer();
   answer(answerText(u"AA:BB"_s, u"u1"_s));
   offer();

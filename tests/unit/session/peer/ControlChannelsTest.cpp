@@ -9,7 +9,7 @@ using namespace Qt::Literals::StringLiterals;
 namespace vantora {
 namespace {
 
-// Log lines stand in the same journal as the events and the calls.
+// Log lines are in the same journal as the events and the calls.
 class ControlChannelsTest : public testing::Test {
  protected:
   static QString name(ControlChannel channel) { return labelOf(channel); }
@@ -106,7 +106,7 @@ TEST_F(ControlChannelsTest, replacesAChannelThatClosedAndAsksForAnOffer) {
   EXPECT_TRUE(channels_->exists(ControlChannel::control));
 }
 
-TEST_F(ControlChannelsTest, replacesEachOfTwoThatClosedTogetherWhenItSaysSo) {
+TEST_F(ControlChannelsTest, replacesEachOfTwoThatClosedTogetherWhenItsReportArrives) {
   channels_->createOrRefreshDataChannels();
   const auto reliable = peer().channels[1];
   reliable->state = ChannelState::closed;
@@ -115,7 +115,7 @@ TEST_F(ControlChannelsTest, replacesEachOfTwoThatClosedTogetherWhenItSaysSo) {
   EXPECT_EQ(journal_.take(),
             (QStringList{u"[dc] state=3 label=control"_s, u"closed control"_s, u"peer: createDataChannel control"_s,
                          u"[dc] created label=control (unordered,maxPacketLifeTime=70ms)"_s, u"renegotiate"_s}));
-  // Whatever asks for fresh channels meanwhile: what it said before its closing counts, and so does the closing.
+  // Even if new channels are requested meanwhile, earlier messages and the closing are still reported.
   channels_->createOrRefreshDataChannels();
   reliable->deliver("last words");
   reliable->close();
@@ -127,11 +127,11 @@ TEST_F(ControlChannelsTest, replacesEachOfTwoThatClosedTogetherWhenItSaysSo) {
   EXPECT_EQ(peer().channels.size(), 4U);
 }
 
-TEST_F(ControlChannelsTest, reportsItsChannelsClosedBeforeTheirConnectionGoes) {
+TEST_F(ControlChannelsTest, reportsItsChannelsClosedBeforeTheirConnectionCloses) {
   channels_->createOrRefreshDataChannels();
   peer().control().open();
   const auto reliable = peer().channels[1];
-  reliable->state = ChannelState::closed;  // Its own report is on its way.
+  reliable->state = ChannelState::closed;  // Its own report is still queued.
   journal_.take();
   channels_->endAll();
   reliable->close();
@@ -142,7 +142,7 @@ TEST_F(ControlChannelsTest, reportsItsChannelsClosedBeforeTheirConnectionGoes) {
   EXPECT_TRUE(journal_.take().isEmpty());
 }
 
-TEST_F(ControlChannelsTest, mayDieInsideItsOwnReport) {
+TEST_F(ControlChannelsTest, mayBeDestroyedInsideItsOwnReport) {
   channels_->createOrRefreshDataChannels();
   onClosed_ = [this] { channels_.reset(); };
   journal_.take();
@@ -167,7 +167,7 @@ TEST_F(ControlChannelsTest, sendsTextOnTheNamedChannelWhileItIsOpen) {
   EXPECT_TRUE(peer().control().sent.isEmpty());
 }
 
-TEST_F(ControlChannelsTest, tellsWhatIsStillWaitingToLeave) {
+TEST_F(ControlChannelsTest, reportsWhatIsStillBuffered) {
   EXPECT_EQ(channels_->bufferedAmount(ControlChannel::reliable), 0U);
   channels_->createOrRefreshDataChannels();
   peer().reliable().buffered = 12;

@@ -44,7 +44,7 @@ TEST_F(IceMonitorTest, reportsTheChangeBeforeItRecovers) {
   EXPECT_EQ(events_, (QStringList{u"changed failed"_s, u"recover now"_s}));
 }
 
-TEST_F(IceMonitorTest, recoversNothingWhenTheConnectionComesBackInTime) {
+TEST_F(IceMonitorTest, recoversNothingWhenTheConnectionReturnsInTime) {
   for (const IceState back : {IceState::connected, IceState::completed}) {
     monitor_.iceConnectionDidChange(IceState::disconnected);
     scheduler_.advance(1999ms);
@@ -65,7 +65,7 @@ TEST_F(IceMonitorTest, recoversOnceWhenTheDisconnectionLasts) {
   EXPECT_EQ(events_.count(u"recover"_s), 1);
 }
 
-TEST_F(IceMonitorTest, startsTheGracePeriodAnewAtASecondDisconnection) {
+TEST_F(IceMonitorTest, restartsTheGracePeriodAtASecondDisconnection) {
   monitor_.iceConnectionDidChange(IceState::disconnected);
   scheduler_.advance(1500ms);
   monitor_.iceConnectionDidChange(IceState::disconnected);
@@ -111,7 +111,7 @@ TEST_F(IceMonitorTest, dropsAPendingRecoveryWithTheConnection) {
   EXPECT_EQ(events_, QStringList{u"changed disconnected"_s});
 }
 
-// Every order of four states, a second apart, against the rules in their shortest form.
+// Every order of four states, one second apart, compared with a minimal model of the rules.
 TEST_F(IceMonitorTest, recoversAsItShouldAfterEveryOrderOfStates) {
   constexpr int kStates = 7;
   for (int order = 0; order < kStates * kStates * kStates * kStates; ++order) {

@@ -1,4 +1,4 @@
-// The exchange of offers, answers and candidates over a connection of the test's.
+// The exchange of offers, answers and candidates over a fake connection.
 #pragma once
 
 #include <gtest/gtest.h>

@@ -96,7 +96,7 @@ TEST_F(NegotiationTest, makesTheNextOfferAlsoWhenOneFailed) {
   EXPECT_EQ(sent_.size(), 1);
 }
 
-TEST_F(NegotiationTest, forgetsOffersInTheMakingWithTheirConnection) {
+TEST_F(NegotiationTest, dropsOffersBeingMadeWithTheirConnection) {
   negotiation_.makeOffer();
   negotiation_.makeOffer();
   attachNewPeer();
@@ -117,7 +117,7 @@ TEST_F(NegotiationTest, putsThePreferredCodecFirst) {
   EXPECT_TRUE(shapeOffer(offerText(), shape_).contains(u"SAVPF 97 96 98"_s));
 }
 
-TEST_F(NegotiationTest, prefersH264WithoutAWish) {
+TEST_F(NegotiationTest, prefersH264WithoutAPreference) {
   EXPECT_TRUE(shapeOffer(offerText(), shape_).contains(u"SAVPF 97 96 98"_s));
   shape_.preferredCodecName = u""_s;
   EXPECT_TRUE(shapeOffer(offerText(), shape_).contains(u"SAVPF 97 96 98"_s));
@@ -278,7 +278,7 @@ TEST_F(NegotiationTest, boundsTheQueueOfCandidatesInCharactersToo) {
   offer();
   for (int i = 0; i < 200; ++i) ice(candidateObject(QString(100'000, u'x')));
   EXPECT_LE(negotiation_.pendingCandidates(), 3);
-  // What a viewer really sends still has its place.
+  // Candidates of realistic size still fit.
   for (int i = 0; i < 20; ++i) ice(candidateObject(QString(150, u'y')));
   EXPECT_GE(negotiation_.pendingCandidates(), 20);
 }

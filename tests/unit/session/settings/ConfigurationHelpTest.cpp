@@ -49,7 +49,7 @@ TEST(ConfigurationHelpTest, isDocumentedNameByName) {
   EXPECT_EQ(documentedRows(), rows) << documentedRows().join(u'\n').toStdString();
 }
 
-TEST(ConfigurationHelpTest, tellsEveryName) {
+TEST(ConfigurationHelpTest, listsEveryName) {
   const QString help = helpText();
   for (const ConfigurationName& row : configurationNames()) {
     EXPECT_TRUE(help.contains(QString::fromUtf8(row.name))) << row.name;

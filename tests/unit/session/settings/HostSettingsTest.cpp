@@ -138,7 +138,7 @@ TEST(AutoShare, isOnByTheInformationKeyOrTheVariable) {
   const InfoDictionary off({{u"VANTORA_SHARE_AUTO"_s, u"0"_s}});
   EXPECT_TRUE(readHostSettings(Environment::of({}), on, always(1)).autoShare);
   EXPECT_TRUE(readHostSettings(Environment::of({{"SHARE_AUTO", "1"}}), {}, always(1)).autoShare);
-  // Each of them can switch it on; none switches the other off.
+  // Each of them can switch it on; neither switches the other off.
   EXPECT_TRUE(readHostSettings(Environment::of({{"SHARE_AUTO", "0"}}), on, always(1)).autoShare);
   EXPECT_TRUE(readHostSettings(Environment::of({{"SHARE_AUTO", "1"}}), off, always(1)).autoShare);
   EXPECT_FALSE(readHostSettings(Environment::of({{"SHARE_AUTO", "true"}}), off, always(1)).autoShare);

@@ -33,7 +33,7 @@ TEST(IceServers, keepAbsentCredentialsAbsentAndEmptyOnesEmpty) {
             (QList<IceServer>{{u"a"_s, QString(u""_s), std::nullopt}}));
 }
 
-TEST(IceServers, areNoneWhenTheListHoldsNone) {
+TEST(IceServers, areEmptyWhenTheListIsEmpty) {
   for (const char* urls : {",", "", " ", " , ,\t"}) EXPECT_TRUE(read({{"ICE_URLS", urls}}).isEmpty()) << urls;
 }
 

@@ -55,17 +55,17 @@ TEST(NetworkMeter, takesAtLeastAMillisecondBetweenSamples) {
 }
 
 TEST(NetworkMeter, countersWrapAround) {
-  constexpr quint64 kMost = std::numeric_limits<quint64>::max();
+  constexpr quint64 kMaximum = std::numeric_limits<quint64>::max();
   NetworkMeter meter;
-  (void)meter.sample({kMost - 24, 1000}, 50);
+  (void)meter.sample({kMaximum - 24, 1000}, 50);
   const auto rates = meter.sample({100, 999}, 51);
   ASSERT_TRUE(rates);
   EXPECT_DOUBLE_EQ(rates->rxKbps, 1);
-  // A counter that went down is no failure, but a huge rate.
-  EXPECT_DOUBLE_EQ(rates->txKbps, static_cast<double>(kMost) * 8 / 1000);
+  // A counter that decreased is not an error, but gives a huge rate.
+  EXPECT_DOUBLE_EQ(rates->txKbps, static_cast<double>(kMaximum) * 8 / 1000);
 }
 
-// The object
+// The JSON object
 
 TEST(SystemFiguresJson, leavesOutWhatIsNotKnown) { EXPECT_EQ(toJson(SystemFigures{}), JsonObject{}); }
 
@@ -103,15 +103,15 @@ TEST(SystemFiguresJson, hasAllKeysWithTheirTypes) {
 
 TEST(SystemFiguresJson, isSoundWhateverTheFigures) {
   constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
-  constexpr quint64 kMost = std::numeric_limits<quint64>::max();
+  constexpr quint64 kMaximum = std::numeric_limits<quint64>::max();
   SystemFigures figures;
   figures.cpuPct = kNan;
-  figures.memory = MemoryFigures{kMost, kMost};
+  figures.memory = MemoryFigures{kMaximum, kMaximum};
   figures.disk = DiskFigures{kNan, 1, 1};
   figures.network = NetworkRates{std::numeric_limits<double>::infinity(), 3};
   figures.top = {{.pid = 1,
                   .name = QString::fromUtf8("line\nbreak \xff \x01 \""),
-                  .rssBytes = kMost,
+                  .rssBytes = kMaximum,
                   .cpuPct = kNan,
                   .application = std::nullopt}};
   const JsonObject object = toJson(figures);

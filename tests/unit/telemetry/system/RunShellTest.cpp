@@ -58,14 +58,14 @@ TEST(RunShell, readsNothingBeforeTheCommandHasEnded) {
       return QFile::exists(file);
     };
     EXPECT_TRUE(until(std::chrono::seconds(20), begun));
-    // A reader would empty the pipe at once.
+    // A reader would empty the pipe immediately.
     early = until(std::chrono::milliseconds(700), printed);
     stop.request_stop();
   });
   const QString output = runShell(line, stop.get_token(), u"/bin/sh"_s);
   watcher.join();
   EXPECT_FALSE(early) << "more than a pipe holds went through";
-  EXPECT_FALSE(QFile::exists(printed)) << "and the command was killed where it stood";
+  EXPECT_FALSE(QFile::exists(printed)) << "the command was killed while writing";
   EXPECT_FALSE(output.isEmpty()) << "a pipe's worth, read at the end";
   EXPECT_LT(output.size(), 1'000'000);
 }

@@ -13,7 +13,7 @@ namespace {
 class SystemStatsTest : public testing::Test {
  protected:
   static JsonObject figures(int number) { return {{u"cpuPct"_s, number}}; }
-  // What a message gets that is sent now.
+  // The figures of a message that is sent now.
   JsonObject ask() { return stats_.getSystemStats().value_or(JsonObject{{u"nothing"_s, true}}); }
   JsonObject askAfter(std::chrono::milliseconds time) {
     scheduler_.advance(time);
@@ -25,7 +25,7 @@ class SystemStatsTest : public testing::Test {
   SystemStats stats_{scheduler_, jobs_.starter()};
 };
 
-TEST_F(SystemStatsTest, collectsNothingBeforeSomebodyAsks) {
+TEST_F(SystemStatsTest, collectsNothingBeforeTheFirstRequest) {
   scheduler_.advance(10s);
   EXPECT_EQ(jobs_.started, 0);
 }
@@ -38,7 +38,7 @@ TEST_F(SystemStatsTest, isEmptyUntilTheFirstFiguresAreThere) {
   EXPECT_EQ(askAfter(250ms), figures(1));
 }
 
-TEST_F(SystemStatsTest, hasFiguresForTheFirstQuestionWhenItWasWarned) {
+TEST_F(SystemStatsTest, hasFiguresForTheFirstRequestWhenItWasPrepared) {
   stats_.prepare();
   stats_.prepare();
   EXPECT_EQ(jobs_.started, 1);
@@ -94,7 +94,7 @@ TEST_F(SystemStatsTest, anEmptyResultIsNotKept) {
   EXPECT_EQ(ask(), figures(2));
 }
 
-TEST_F(SystemStatsTest, aPauseGivesUpWhatIsUnderWayAndAnOldFigureIsNotShownAfterIt) {
+TEST_F(SystemStatsTest, aPauseCancelsACollectionAndAnOldFigureIsNotShownAfterIt) {
   stats_.prepare();
   jobs_.finish(figures(1));
   EXPECT_EQ(ask(), figures(1));
@@ -103,7 +103,7 @@ TEST_F(SystemStatsTest, aPauseGivesUpWhatIsUnderWayAndAnOldFigureIsNotShownAfter
   stats_.pause();
   EXPECT_EQ(jobs_.open(), 0U);
   scheduler_.advance(60s);
-  EXPECT_EQ(jobs_.started, 2) << "nobody asks, nothing is collected";
+  EXPECT_EQ(jobs_.started, 2) << "nothing is collected without requests";
   EXPECT_EQ(ask(), JsonObject{});
   jobs_.finish(figures(3));
   EXPECT_EQ(askAfter(250ms), figures(3));
@@ -116,14 +116,14 @@ TEST_F(SystemStatsTest, figuresCollectedBeforeAPauseAreNotServedAfterIt) {
   EXPECT_EQ(ask(), JsonObject{});
 }
 
-TEST_F(SystemStatsTest, figuresThatWaitedTooLongAreCollectedAnew) {
+TEST_F(SystemStatsTest, figuresThatWaitedTooLongAreCollectedAgain) {
   stats_.prepare();
   jobs_.finish(figures(1));
   EXPECT_EQ(askAfter(3s), JsonObject{});
   EXPECT_EQ(jobs_.started, 2);
 }
 
-TEST_F(SystemStatsTest, aSecondWarningRenewsFiguresThatNobodyAskedFor) {
+TEST_F(SystemStatsTest, aSecondPreparationRenewsFiguresThatWereNotRequested) {
   stats_.prepare();
   jobs_.finish(figures(1));
   scheduler_.advance(999ms);
@@ -138,9 +138,9 @@ TEST_F(SystemStatsTest, aSecondWarningRenewsFiguresThatNobodyAskedFor) {
 }
 
 TEST_F(SystemStatsTest, aMachineWithoutFiguresHasNone) {
-  SystemStats none(scheduler_, {});
-  none.prepare();
-  EXPECT_EQ(none.getSystemStats(), std::nullopt);
+  SystemStats withoutFigures(scheduler_, {});
+  withoutFigures.prepare();
+  EXPECT_EQ(withoutFigures.getSystemStats(), std::nullopt);
 }
 
 }  // namespace

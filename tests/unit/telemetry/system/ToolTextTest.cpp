@@ -1,4 +1,4 @@
-// What is read out of the tools' texts.
+// Parsing the output of the system tools.
 #include <gtest/gtest.h>
 
 #include "main/telemetry/system/ToolText.h"
@@ -68,7 +68,7 @@ TEST(ParseMem, takesTheFirstLineThatHasTheLabelAndAllOfItsDigits) {
   EXPECT_EQ(parseMem(u"xx Pages free 1 2.\nPages free: 20."_s, 100'000).usedBytes, 100'000U - 12 * 4096);
 }
 
-TEST(ParseMem, isNoneUsedWhenMoreIsFreeThanThereIs) {
+TEST(ParseMem, isZeroUsedWhenMoreIsFreeThanExists) {
   EXPECT_EQ(parseMem(u"Pages free: 25."_s, 100'000).usedBytes, 0U);
   EXPECT_EQ(parseMem(u"Pages free: 18446744073709551615.\nPages speculative: 18446744073709551615."_s, 100'000),
             (MemoryFigures{100'000, 0}));
@@ -150,7 +150,7 @@ TEST(ParseTop, takesIdsOf32BitsWithASign) {
   EXPECT_EQ(top[1].pid, -2147483647 - 1);
 }
 
-TEST(ParseTop, countsAShareThatIsNoNumberAsNone) {
+TEST(ParseTop, countsAShareThatIsNoNumberAsZero) {
   for (const QString& share : {u"-"_s, u"nan"_s, u"1,5"_s}) {
     const auto top = parseTop(u"h\n5 name 100 "_s + share, nullptr);
     ASSERT_EQ(top.size(), 1U);

@@ -11,99 +11,99 @@
 namespace vantora {
 namespace {
 
-TEST(ChangedBlocks, takesTheFirstPictureAndANewSizeAsAllNew) {
+TEST(ChangedBlocks, takesTheFirstFrameAndANewSizeAsAllNew) {
   ChangedBlocks changes;
-  const std::vector<uint8_t> picture(64 * 64, 7);
-  EXPECT_EQ(changes.compare(picture.data(), 64, 64, 64), 1);
-  EXPECT_EQ(changes.compare(picture.data(), 64, 64, 64), 0);
-  EXPECT_EQ(changes.compare(picture.data(), 64, 48, 64), 1);
+  const std::vector<uint8_t> frame(64 * 64, 7);
+  EXPECT_EQ(changes.compare(frame.data(), 64, 64, 64), 1);
+  EXPECT_EQ(changes.compare(frame.data(), 64, 64, 64), 0);
+  EXPECT_EQ(changes.compare(frame.data(), 64, 48, 64), 1);
 }
 
 TEST(ChangedBlocks, countsTheBlocksThatDiffer) {
   ChangedBlocks changes;
-  std::vector<uint8_t> picture(64 * 64, 7);
-  changes.compare(picture.data(), 64, 64, 64);
-  picture[0] = 8;             // Block (0, 0),
-  picture[15 * 64 + 15] = 8;  // the same one again,
-  picture[63 * 64 + 63] = 9;  // and the last of 16.
-  EXPECT_DOUBLE_EQ(changes.compare(picture.data(), 64, 64, 64), 2.0 / 16);
-  EXPECT_DOUBLE_EQ(changes.compare(picture.data(), 64, 64, 64), 0);
+  std::vector<uint8_t> frame(64 * 64, 7);
+  changes.compare(frame.data(), 64, 64, 64);
+  frame[0] = 8;             // Block (0, 0),
+  frame[15 * 64 + 15] = 8;  // the same one again,
+  frame[63 * 64 + 63] = 9;  // and the last of 16.
+  EXPECT_DOUBLE_EQ(changes.compare(frame.data(), 64, 64, 64), 2.0 / 16);
+  EXPECT_DOUBLE_EQ(changes.compare(frame.data(), 64, 64, 64), 0);
 }
 
-TEST(ChangedBlocks, looksAtTheRestThatIsNoWholeBlockAndNotBeyondTheRow) {
+TEST(ChangedBlocks, comparesTheRestThatIsNoWholeBlockAndNotBeyondTheRow) {
   ChangedBlocks changes;
-  std::vector<uint8_t> picture(64 * 20, 7);
-  changes.compare(picture.data(), 64, 20, 20);  // Two by two blocks, 44 bytes of each row belong to nobody.
-  picture[30] = 8;
-  EXPECT_DOUBLE_EQ(changes.compare(picture.data(), 64, 20, 20), 0);
-  picture[19 * 64 + 19] = 8;
-  EXPECT_DOUBLE_EQ(changes.compare(picture.data(), 64, 20, 20), 1.0 / 4);
+  std::vector<uint8_t> frame(64 * 20, 7);
+  changes.compare(frame.data(), 64, 20, 20);  // Two by two blocks; 44 bytes of each row are padding.
+  frame[30] = 8;
+  EXPECT_DOUBLE_EQ(changes.compare(frame.data(), 64, 20, 20), 0);
+  frame[19 * 64 + 19] = 8;
+  EXPECT_DOUBLE_EQ(changes.compare(frame.data(), 64, 20, 20), 1.0 / 4);
 }
 
 TEST(ChangedBlocks, comparesTheAreaOnlyAndKeepsTheRestForLater) {
   ChangedBlocks changes;
-  std::vector<uint8_t> picture(64 * 64, 7);
-  changes.compare(picture.data(), 64, 64, 64);
-  picture[20 * 64 + 20] = 8;  // Block (1, 1), in the area,
-  picture[20 * 64 + 40] = 8;  // (2, 1), its last column beside it,
-  picture[40 * 64 + 20] = 8;  // and (1, 2), below it.
-  EXPECT_DOUBLE_EQ(changes.compare(picture.data(), 64, 64, 64, {17, 17, 23, 23}), 1.0 / 16);
-  EXPECT_DOUBLE_EQ(changes.compare(picture.data(), 64, 64, 64), 2.0 / 16);
+  std::vector<uint8_t> frame(64 * 64, 7);
+  changes.compare(frame.data(), 64, 64, 64);
+  frame[20 * 64 + 20] = 8;  // Block (1, 1), in the area,
+  frame[20 * 64 + 40] = 8;  // (2, 1), its last column beside it,
+  frame[40 * 64 + 20] = 8;  // and (1, 2), below it.
+  EXPECT_DOUBLE_EQ(changes.compare(frame.data(), 64, 64, 64, {17, 17, 23, 23}), 1.0 / 16);
+  EXPECT_DOUBLE_EQ(changes.compare(frame.data(), 64, 64, 64), 2.0 / 16);
 }
 
 TEST(ChangedBlocks, countsEveryBlockThatTheAreaTouches) {
   ChangedBlocks changes;
-  std::vector<uint8_t> picture(64 * 64, 7);
-  changes.compare(picture.data(), 64, 64, 64);
-  std::ranges::fill(picture, 8);
-  EXPECT_DOUBLE_EQ(changes.compare(picture.data(), 64, 64, 64, {15, 31, 18, 2}), 6.0 / 16);
+  std::vector<uint8_t> frame(64 * 64, 7);
+  changes.compare(frame.data(), 64, 64, 64);
+  std::ranges::fill(frame, 8);
+  EXPECT_DOUBLE_EQ(changes.compare(frame.data(), 64, 64, 64, {15, 31, 18, 2}), 6.0 / 16);
 }
 
-TEST(ChangedBlocks, takesAnEmptyAreaForAnUnchangedPicture) {
+TEST(ChangedBlocks, takesAnEmptyAreaForAnUnchangedFrame) {
   for (const ChangedBlocks::Area area : {ChangedBlocks::Area{0, 0, 0, 0}, {8, 8, 0, 9}, {8, 8, 9, -1}, {64, 0, 8, 8}}) {
     ChangedBlocks changes;
-    std::vector<uint8_t> picture(64 * 64, 7);
-    changes.compare(picture.data(), 64, 64, 64);
-    std::ranges::fill(picture, 8);
-    EXPECT_EQ(changes.compare(picture.data(), 64, 64, 64, area), 0);
-    EXPECT_EQ(changes.compare(picture.data(), 64, 64, 64), 1);
+    std::vector<uint8_t> frame(64 * 64, 7);
+    changes.compare(frame.data(), 64, 64, 64);
+    std::ranges::fill(frame, 8);
+    EXPECT_EQ(changes.compare(frame.data(), 64, 64, 64, area), 0);
+    EXPECT_EQ(changes.compare(frame.data(), 64, 64, 64), 1);
   }
 }
 
-TEST(ChangedBlocks, cutsAnAreaThatReachesBeyondThePicture) {
+TEST(ChangedBlocks, cutsAnAreaThatReachesBeyondTheFrame) {
   constexpr int kFar = std::numeric_limits<int>::max();
   for (const ChangedBlocks::Area area : {ChangedBlocks::Area{-5, -5, 100, 100}, {0, 0, kFar, kFar}}) {
     ChangedBlocks changes;
-    std::vector<uint8_t> picture(20 * 20, 7);
-    changes.compare(picture.data(), 20, 20, 20);
-    std::ranges::fill(picture, 8);
-    EXPECT_EQ(changes.compare(picture.data(), 20, 20, 20, area), 1);
+    std::vector<uint8_t> frame(20 * 20, 7);
+    changes.compare(frame.data(), 20, 20, 20);
+    std::ranges::fill(frame, 8);
+    EXPECT_EQ(changes.compare(frame.data(), 20, 20, 20, area), 1);
   }
 }
 
-TEST(ChangedBlocks, comparesTheFirstPictureAndANewSizeAsAWholeWhateverTheArea) {
+TEST(ChangedBlocks, comparesTheFirstFrameAndANewSizeAsAWholeWhateverTheArea) {
   ChangedBlocks changes;
-  std::vector<uint8_t> picture(64 * 64, 7);
-  EXPECT_EQ(changes.compare(picture.data(), 64, 64, 64, {0, 0, 0, 0}), 1);
-  EXPECT_EQ(changes.compare(picture.data(), 64, 48, 64, {0, 0, 16, 16}), 1);
-  EXPECT_EQ(changes.compare(picture.data(), 64, 48, 64), 0) << "all of it is known";
+  std::vector<uint8_t> frame(64 * 64, 7);
+  EXPECT_EQ(changes.compare(frame.data(), 64, 64, 64, {0, 0, 0, 0}), 1);
+  EXPECT_EQ(changes.compare(frame.data(), 64, 48, 64, {0, 0, 16, 16}), 1);
+  EXPECT_EQ(changes.compare(frame.data(), 64, 48, 64), 0) << "all of it is known";
 }
 
-// A picture whose rows are pages of memory.
-class PagedPicture {
+// A frame whose rows are pages of memory.
+class PagedFrame {
  public:
   static constexpr int kRows = 48;
 
-  PagedPicture()
+  PagedFrame()
       : stride_(static_cast<int>(sysconf(_SC_PAGESIZE))),
         memory_(mmap(nullptr, size(), PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0)) {}
-  ~PagedPicture() { munmap(memory_, size()); }
-  PagedPicture(const PagedPicture&) = delete;
-  PagedPicture& operator=(const PagedPicture&) = delete;
+  ~PagedFrame() { munmap(memory_, size()); }
+  PagedFrame(const PagedFrame&) = delete;
+  PagedFrame& operator=(const PagedFrame&) = delete;
 
   uint8_t* data() const { return static_cast<uint8_t*>(memory_); }
   int stride() const { return stride_; }
-  // Whoever reads these rows ends the program.
+  // Any access to these rows ends the program.
   void lock(int top, int bottom) const {
     ASSERT_EQ(mprotect(data() + top * stride_, static_cast<size_t>((bottom - top) * stride_), PROT_NONE), 0);
   }
@@ -116,15 +116,15 @@ class PagedPicture {
 };
 
 TEST(ChangedBlocks, readsNoRowOutsideOfTheArea) {
-  const PagedPicture picture;
+  const PagedFrame frame;
   ChangedBlocks changes;
-  const int width = picture.stride();
-  changes.compare(picture.data(), width, width, PagedPicture::kRows);
-  picture.lock(0, 20);
-  picture.lock(30, PagedPicture::kRows);
-  picture.data()[25 * width + 100] = 1;
-  const int blocks = width / 16 * PagedPicture::kRows / 16;
-  EXPECT_DOUBLE_EQ(changes.compare(picture.data(), width, width, PagedPicture::kRows, {96, 20, 16, 10}), 1.0 / blocks);
+  const int width = frame.stride();
+  changes.compare(frame.data(), width, width, PagedFrame::kRows);
+  frame.lock(0, 20);
+  frame.lock(30, PagedFrame::kRows);
+  frame.data()[25 * width + 100] = 1;
+  const int blocks = width / 16 * PagedFrame::kRows / 16;
+  EXPECT_DOUBLE_EQ(changes.compare(frame.data(), width, width, PagedFrame::kRows, {96, 20, 16, 10}), 1.0 / blocks);
 }
 
 }  // namespace

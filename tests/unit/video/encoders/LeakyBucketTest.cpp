@@ -45,7 +45,7 @@ TEST(LeakyBucket, countsTimeThatRunsBackwardsAsNone) {
   EXPECT_DOUBLE_EQ(bucket.seconds(9 * kSecond + kSecond / 2), 0.5);
 }
 
-TEST(LeakyBucket, standsRatesOfNothing) {
+TEST(LeakyBucket, acceptsZeroRates) {
   LeakyBucket bucket;
   for (const double rate : {0.0, -1e9}) {
     bucket.setRate(rate);

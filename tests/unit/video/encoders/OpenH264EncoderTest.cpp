@@ -1,4 +1,4 @@
-// When the H.264 encoder makes a picture, and of which kind.
+// When the H.264 encoder makes a frame, and of which type.
 #include "tests/unit/video/encoders/OpenH264Testing.h"
 
 namespace vantora {
@@ -23,10 +23,10 @@ TEST_F(OpenH264EncoderTest, refusesWhatItCannotEncode) {
   EXPECT_EQ(open(codec), WEBRTC_VIDEO_CODEC_ERR_SIMULCAST_PARAMETERS_NOT_SUPPORTED);
   EXPECT_EQ(open(codecOf(5120, 2880)), WEBRTC_VIDEO_CODEC_ERROR) << "beyond the highest level";
   EXPECT_EQ(encode(flat(100)), WEBRTC_VIDEO_CODEC_UNINITIALIZED);
-  EXPECT_EQ(out_.pictures.size(), 0U);
+  EXPECT_EQ(out_.frames.size(), 0U);
 }
 
-TEST_F(OpenH264EncoderTest, standsTheHighestRatesAndTheSmallestPictures) {
+TEST_F(OpenH264EncoderTest, acceptsTheHighestRatesAndTheSmallestFrames) {
   webrtc::VideoCodec codec = codecOf();
   codec.startBitrate = 4'294'967;
   ASSERT_EQ(open(codec), WEBRTC_VIDEO_CODEC_OK);
@@ -35,38 +35,38 @@ TEST_F(OpenH264EncoderTest, standsTheHighestRatesAndTheSmallestPictures) {
   EXPECT_EQ(encode(flat(100, 1, 1)), WEBRTC_VIDEO_CODEC_ERROR);
 }
 
-TEST_F(OpenH264EncoderTest, needsSomebodyToDeliverTo) {
+TEST_F(OpenH264EncoderTest, needsACallbackToDeliverTo) {
   ASSERT_EQ(open(), WEBRTC_VIDEO_CODEC_OK);
   encoder_.RegisterEncodeCompleteCallback(nullptr);
   EXPECT_EQ(encode(flat(100)), WEBRTC_VIDEO_CODEC_UNINITIALIZED);
 }
 
-TEST_F(OpenH264EncoderTest, beginsWithAKeyPictureAndMakesOthersOnRequestOnly) {
+TEST_F(OpenH264EncoderTest, beginsWithAKeyFrameAndMakesOthersOnRequestOnly) {
   ASSERT_EQ(open(), WEBRTC_VIDEO_CODEC_OK);
   for (int i = 0; i < 5; ++i) ASSERT_TRUE(comes(flat(static_cast<uint8_t>(100 + i))));
   ASSERT_TRUE(comes(flat(105), true));
   ASSERT_TRUE(comes(flat(106)));
   std::vector<bool> keys;
-  for (const Picture& picture : out_.pictures) {
-    keys.push_back(picture.key);
-    EXPECT_EQ(picture.info.codecSpecific.H264.idr_frame, picture.key);
-    EXPECT_EQ(picture.parameters().empty(), !picture.key) << "every key picture brings what a decoder needs";
+  for (const Frame& frame : out_.frames) {
+    keys.push_back(frame.key);
+    EXPECT_EQ(frame.info.codecSpecific.H264.idr_frame, frame.key);
+    EXPECT_EQ(frame.parameters().empty(), !frame.key) << "every key frame brings what a decoder needs";
   }
   EXPECT_EQ(keys, (std::vector<bool>{true, false, false, false, false, true, false}));
 }
 
-TEST_F(OpenH264EncoderTest, makesAKeyPictureForEveryIntervalThatIsAskedFor) {
+TEST_F(OpenH264EncoderTest, makesAKeyFrameForEveryIntervalThatIsAskedFor) {
   webrtc::VideoCodec codec = codecOf();
   codec.H264()->keyFrameInterval = 3;
   ASSERT_EQ(open(codec), WEBRTC_VIDEO_CODEC_OK);
   for (int i = 0; i < 7; ++i) ASSERT_TRUE(comes(flat(static_cast<uint8_t>(100 + i))));
-  for (size_t i = 0; i < 7; ++i) EXPECT_EQ(out_.pictures[i].key, i % 3 == 0) << i;
+  for (size_t i = 0; i < 7; ++i) EXPECT_EQ(out_.frames[i].key, i % 3 == 0) << i;
 }
 
-TEST_F(OpenH264EncoderTest, replacesAPictureInWhichNothingIsFoundAgainByAKeyPictureThatNeedsNothing) {
+TEST_F(OpenH264EncoderTest, replacesAFrameInWhichNothingIsFoundAgainByAKeyFrameThatNeedsNothing) {
   ASSERT_EQ(open(codecOf(kWidth, kHeight, 200)), WEBRTC_VIDEO_CODEC_OK);
   ASSERT_TRUE(comes(flat(100)));
-  // A picture of which little seems to have changed is planned to be fine.
+  // For a small update rectangle a fine quantizer is planned.
   ASSERT_TRUE(comes(noise(1), false, 3s, Rect{0, 0, 16, 16}));
   EXPECT_TRUE(last().key);
   ASSERT_TRUE(last().info.generic_frame_info);
@@ -82,7 +82,7 @@ TEST_F(OpenH264EncoderTest, refusesAFrameOfAnotherSizeAndGoesOn) {
   EXPECT_TRUE(comes(flat(101)));
 }
 
-TEST_F(OpenH264EncoderTest, encodesNothingAtARateOfNothingAndGoesOnWithAKeyPicture) {
+TEST_F(OpenH264EncoderTest, encodesNothingAtAZeroRateAndGoesOnWithAKeyFrame) {
   ASSERT_EQ(open(), WEBRTC_VIDEO_CODEC_OK);
   ASSERT_TRUE(comes(flat(100)));
   setRate(0);
@@ -131,11 +131,11 @@ class ThinOpenH264EncoderTest : public OpenH264EncoderTest {
     ASSERT_EQ(open(codecOf(kWidth, kHeight, 60)), WEBRTC_VIDEO_CODEC_OK);  // One bit a second for each pixel.
     ASSERT_TRUE(comes(flat(100)));
     ASSERT_TRUE(comes(flat(101), false, 600ms));
-    out_.pictures.clear();
+    out_.frames.clear();
   }
 };
 
-TEST_F(ThinOpenH264EncoderTest, isOpenedAnewWhenTheLinkHasBeenThinForHalfASecond) {
+TEST_F(ThinOpenH264EncoderTest, isOpenedAgainWhenTheLinkHasBeenThinForHalfASecond) {
   ASSERT_TRUE(comes(flat(120), false, 600ms));
   EXPECT_TRUE(last().key);
   EXPECT_FALSE(last().parameters().empty());
@@ -152,7 +152,7 @@ TEST_F(ThinOpenH264EncoderTest, leavesOutWhatFollowsSoonerThanTextIsRead) {
   EXPECT_EQ(out_.dropped, 0) << "the library counts it by itself";
 }
 
-TEST_F(ThinOpenH264EncoderTest, looksForChangesWhereTheFrameSaysThatTheyAre) {
+TEST_F(ThinOpenH264EncoderTest, searchesForChangesWhereTheFrameSaysThatTheyAre) {
   ASSERT_TRUE(comes(flat(120), false, 600ms));
   ASSERT_TRUE(comes(flat(121), false, 600ms));
   EXPECT_TRUE(comes(flat(122), false, 10ms, Rect{0, 0, 0, 0})) << "nothing changed";

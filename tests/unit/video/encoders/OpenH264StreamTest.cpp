@@ -1,4 +1,4 @@
-// What the H.264 encoder's stream says about itself, and how it is cut.
+// The metadata of the H.264 encoder's stream, and its split into NAL units.
 #include <api/video_codecs/video_encoder_factory.h>
 #include <common_video/h264/sps_parser.h>
 
@@ -10,21 +10,21 @@ namespace {
 
 using namespace testing_h264;
 
-TEST_F(OpenH264EncoderTest, saysWhatAPictureDependsOn) {
+TEST_F(OpenH264EncoderTest, saysWhatAFrameDependsOn) {
   ASSERT_EQ(open(), WEBRTC_VIDEO_CODEC_OK);
   ASSERT_TRUE(comes(flat(100)));
   ASSERT_TRUE(comes(flat(101)));
-  for (const Picture& picture : out_.pictures) {
-    ASSERT_TRUE(picture.info.generic_frame_info);
-    ASSERT_EQ(picture.info.generic_frame_info->encoder_buffers.size(), 1U);
-    EXPECT_EQ(picture.info.generic_frame_info->encoder_buffers[0].referenced, !picture.key);
-    EXPECT_TRUE(picture.info.generic_frame_info->encoder_buffers[0].updated);
-    EXPECT_EQ(picture.info.template_structure.has_value(), picture.key);
-    EXPECT_EQ(picture.info.codecType, webrtc::kVideoCodecH264);
-    EXPECT_EQ(picture.info.codecSpecific.H264.temporal_idx, webrtc::kNoTemporalIdx);
-    EXPECT_FALSE(picture.info.codecSpecific.H264.base_layer_sync);
-    EXPECT_GE(picture.quantizer, QuantizerControl::kFinest);
-    EXPECT_LE(picture.quantizer, QuantizerControl::kCoarsest);
+  for (const Frame& frame : out_.frames) {
+    ASSERT_TRUE(frame.info.generic_frame_info);
+    ASSERT_EQ(frame.info.generic_frame_info->encoder_buffers.size(), 1U);
+    EXPECT_EQ(frame.info.generic_frame_info->encoder_buffers[0].referenced, !frame.key);
+    EXPECT_TRUE(frame.info.generic_frame_info->encoder_buffers[0].updated);
+    EXPECT_EQ(frame.info.template_structure.has_value(), frame.key);
+    EXPECT_EQ(frame.info.codecType, webrtc::kVideoCodecH264);
+    EXPECT_EQ(frame.info.codecSpecific.H264.temporal_idx, webrtc::kNoTemporalIdx);
+    EXPECT_FALSE(frame.info.codecSpecific.H264.base_layer_sync);
+    EXPECT_GE(frame.quantizer, QuantizerControl::kFinest);
+    EXPECT_LE(frame.quantizer, QuantizerControl::kCoarsest);
   }
 }
 
@@ -42,8 +42,8 @@ TEST_F(OpenH264EncoderTest, sendsConstrainedBaselineAtTheLevelOfTheSizeWhateverP
         encoder.InitEncode(&codec, webrtc::VideoEncoder::Settings(webrtc::VideoEncoder::Capabilities(false), 2, 1200)),
         WEBRTC_VIDEO_CODEC_OK);
     encoder.Encode(webrtc::VideoFrame::Builder().set_video_frame_buffer(flat(100, 1280, 720)).build(), nullptr);
-    ASSERT_EQ(out.pictures.size(), 1U) << format.ToString();
-    const std::vector<uint8_t> parameters = out.pictures[0].parameters();
+    ASSERT_EQ(out.frames.size(), 1U) << format.ToString();
+    const std::vector<uint8_t> parameters = out.frames[0].parameters();
     ASSERT_GE(parameters.size(), 4U);
     EXPECT_EQ(parameters[1], 0x42) << format.ToString();
     EXPECT_EQ(parameters[2], 0xc0) << format.ToString();
@@ -81,7 +81,7 @@ TEST_F(OpenH264EncoderTest, cutsOddSizesToEvenOnes) {
   ASSERT_EQ(open(codecOf(321, 191)), WEBRTC_VIDEO_CODEC_OK);
   ASSERT_TRUE(comes(noise(1, 321, 191)));
   ASSERT_TRUE(comes(noise(2, 321, 191), false, 5s));
-  const std::vector<uint8_t> parameters = out_.pictures[0].parameters();
+  const std::vector<uint8_t> parameters = out_.frames[0].parameters();
   ASSERT_FALSE(parameters.empty());
   const auto parsed = webrtc::SpsParser::ParseSps(parameters.data() + 1, parameters.size() - 1);
   ASSERT_TRUE(parsed);
@@ -107,13 +107,13 @@ TEST_P(SingleUnitOpenH264EncoderTest, keepsEveryUnitWithinAPacket) {
   }
 }
 
-// What is not said is 0.
+// An absent mode means 0.
 INSTANTIATE_TEST_SUITE_P(Formats, SingleUnitOpenH264EncoderTest,
                          testing::Values(std::map<std::string, std::string>{},
                                          std::map<std::string, std::string>{{"packetization-mode", "0"}},
                                          std::map<std::string, std::string>{{"packetization-mode", "2"}}));
 
-TEST_F(OpenH264EncoderTest, cutsPicturesForThreadsOnlyWhenUnitsMayBeSplit) {
+TEST_F(OpenH264EncoderTest, cutsFramesForThreadsOnlyWhenUnitsMayBeSplit) {
   ASSERT_EQ(open(codecOf(1280, 720)), WEBRTC_VIDEO_CODEC_OK);
   ASSERT_TRUE(comes(noise(1, 1280, 720)));
   EXPECT_EQ(last().info.codecSpecific.H264.packetization_mode, webrtc::H264PacketizationMode::NonInterleaved);

@@ -1,4 +1,4 @@
-// What the tests of the H.264 encoder share. Heavy: sees the WebRTC library.
+// Shared by the tests of the H.264 encoder. Heavy header (WebRTC library).
 #pragma once
 
 #include <api/video/i420_buffer.h>
@@ -28,7 +28,7 @@ using Buffer = rtc::scoped_refptr<webrtc::I420Buffer>;
 constexpr int kWidth = 320;
 constexpr int kHeight = 192;
 
-struct Picture {
+struct Frame {
   std::vector<uint8_t> bytes;
   bool key;
   uint32_t width;
@@ -44,7 +44,7 @@ struct Picture {
     for (const auto& unit : units()) largest = std::max(largest, unit.payload_size);
     return largest;
   }
-  // Its sequence parameter set from the type on; empty without one.
+  // Its sequence parameter set, beginning with the type; empty without one.
   std::vector<uint8_t> parameters() const {
     for (const auto& unit : units()) {
       const uint8_t* start = bytes.data() + unit.payload_start_offset;
@@ -55,15 +55,15 @@ struct Picture {
 };
 
 struct Out : webrtc::EncodedImageCallback {
-  std::vector<Picture> pictures;
+  std::vector<Frame> frames;
   int dropped = 0;
   Result OnEncodedImage(const webrtc::EncodedImage& image, const webrtc::CodecSpecificInfo* info) override {
-    pictures.push_back({{image.data(), image.data() + image.size()},
-                        image._frameType == FrameType::kVideoFrameKey,
-                        image._encodedWidth,
-                        image._encodedHeight,
-                        image.qp_,
-                        *info});
+    frames.push_back({{image.data(), image.data() + image.size()},
+                      image._frameType == FrameType::kVideoFrameKey,
+                      image._encodedWidth,
+                      image._encodedHeight,
+                      image.qp_,
+                      *info});
     return Result(Result::OK);
   }
   void OnDroppedFrame(DropReason) override { ++dropped; }
@@ -129,14 +129,14 @@ class OpenH264EncoderTest : public testing::Test {
     const std::vector<FrameType> types{key ? FrameType::kVideoFrameKey : FrameType::kVideoFrameDelta};
     return encoder_.Encode(frame, &types);
   }
-  // The same; whether a picture came out.
+  // The same; returns whether a frame was made.
   bool comes(const Buffer& buffer, bool key = false, std::chrono::microseconds later = 33ms,
              const absl::optional<Rect>& rect = {}) {
-    const size_t before = out_.pictures.size();
+    const size_t before = out_.frames.size();
     EXPECT_EQ(encode(buffer, key, later, rect), WEBRTC_VIDEO_CODEC_OK);
-    return out_.pictures.size() > before;
+    return out_.frames.size() > before;
   }
-  const Picture& last() const { return out_.pictures.back(); }
+  const Frame& last() const { return out_.frames.back(); }
 
   OpenH264Encoder encoder_;
   Out out_;

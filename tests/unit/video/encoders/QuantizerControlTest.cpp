@@ -12,10 +12,11 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr double kRate = 1'000'000;
-constexpr double kPictures = 15;
+constexpr double kFps = 15;
 constexpr int kBlocks = 3600;
 
-// An encoder that codes a page: size by the quantizer, and what is there already again when it becomes finer.
+// A model of an encoder on a page of text: the size follows from the quantizer; a finer quantizer encodes the unchanged
+// part again.
 struct Page {
   double whole = 4e6;  // Bits at quantizer 26.
   int there = 51;
@@ -31,11 +32,11 @@ struct Page {
 
 class QuantizerControlTest : public testing::Test {
  protected:
-  QuantizerControlTest() { control_.setRates(kRate, kPictures); }
+  QuantizerControlTest() { control_.setRates(kRate, kFps); }
 
-  // One picture; the bits it took, 0 when it was left out.
-  double picture(double changed, bool key = false) {
-    now_ += 1'000'000'000ns / static_cast<int>(kPictures);
+  // Encodes one frame; returns its bits, 0 if it was dropped.
+  double encode(double changed, bool key = false) {
+    now_ += 1'000'000'000ns / static_cast<int>(kFps);
     auto planned = control_.plan(changed, key, now_);
     if (!planned) return 0;
     double bits = page_.bits(*planned, changed, key);
@@ -56,18 +57,18 @@ class QuantizerControlTest : public testing::Test {
   int last_ = 0;
 };
 
-TEST_F(QuantizerControlTest, keepsTheFirstPictureToAFractionOfASecond) {
-  const double bits = picture(1, true);
+TEST_F(QuantizerControlTest, keepsTheFirstFrameToAFractionOfASecond) {
+  const double bits = encode(1, true);
   EXPECT_LE(bits, kRate * 0.55);
   EXPECT_GT(bits, kRate * 0.2);
 }
 
-TEST_F(QuantizerControlTest, neverLeavesAKeyPictureOut) {
+TEST_F(QuantizerControlTest, neverLeavesAKeyFrameOut) {
   page_.whole = 1e8;
-  for (int i = 0; i < 5; ++i) EXPECT_GT(picture(1, true), 0);
+  for (int i = 0; i < 5; ++i) EXPECT_GT(encode(1, true), 0);
 }
 
-TEST_F(QuantizerControlTest, codesAKeyPictureAgainOnlyWhenItIsTooLargeAndCanBeSmaller) {
+TEST_F(QuantizerControlTest, codesAKeyFrameAgainOnlyWhenItIsTooLargeAndCanBeSmaller) {
   const auto planned = control_.plan(1, true, now_);
   ASSERT_TRUE(planned);
   EXPECT_FALSE(control_.better(30, 1, true, kRate * 0.4));
@@ -78,7 +79,7 @@ TEST_F(QuantizerControlTest, codesAKeyPictureAgainOnlyWhenItIsTooLargeAndCanBeSm
   EXPECT_FALSE(control_.better(QuantizerControl::kCoarsest, 1, true, 1e9));
 }
 
-TEST_F(QuantizerControlTest, replacesAPictureThatFoundNothingAgainByACoarserKeyPicture) {
+TEST_F(QuantizerControlTest, replacesAFrameThatFoundNothingAgainByACoarserKeyFrame) {
   EXPECT_FALSE(control_.better(30, 1, false, kRate * 0.5)) << "not much too large";
   EXPECT_EQ(control_.better(30, 1, false, kRate * 4), QuantizerControl::kCoarsest);
   EXPECT_EQ(control_.better(30, 1, false, kRate * 0.7), 39) << "a page of 1.44 Mbit at 26, in 0.4 s";
@@ -89,11 +90,11 @@ TEST_F(QuantizerControlTest, letsWhatMakesAScreenFinerTakeASecond) {
   EXPECT_TRUE(control_.better(30, 0, false, kRate * 2));
 }
 
-TEST_F(QuantizerControlTest, leavesALargePictureAloneThatWouldBeNoSmallerAsAKeyPicture) {
+TEST_F(QuantizerControlTest, leavesALargeFrameAloneThatWouldBeNoSmallerAsAKeyFrame) {
   page_.whole = 2e7;
-  for (int i = 0; i < 5; ++i) picture(1, true);
+  for (int i = 0; i < 5; ++i) encode(1, true);
   ASSERT_EQ(last_, QuantizerControl::kCoarsest);
-  EXPECT_FALSE(control_.better(QuantizerControl::kCoarsest, 1, false, kRate * 0.8)) << "a key picture takes 1.7 s";
+  EXPECT_FALSE(control_.better(QuantizerControl::kCoarsest, 1, false, kRate * 0.8)) << "a key frame takes 1.7 s";
   EXPECT_FALSE(control_.better(40, 1, false, kRate * 0.8));
   EXPECT_EQ(control_.better(40, 1, false, kRate * 5), QuantizerControl::kCoarsest);
 }
@@ -111,29 +112,29 @@ TEST_F(QuantizerControlTest, codesAgainOnlyAtCoarserQuantizers) {
   }
 }
 
-// Text that scrolls has moments without a change.
+// Scrolling text has moments without a change.
 TEST_F(QuantizerControlTest, makesNothingFinerRightAfterAChange) {
-  picture(1, true);
+  encode(1, true);
   now_ += 2s;
-  picture(1);
+  encode(1);
   const int coarse = last_;
   ASSERT_GT(coarse, 30);
-  picture(0);  // 67 ms later.
+  encode(0);  // 67 ms later.
   EXPECT_EQ(last_, coarse);
-  picture(0);
+  encode(0);
   EXPECT_LT(last_, coarse - 2);
 }
 
-TEST_F(QuantizerControlTest, makesAPictureAtRestSharpWithinTheRate) {
-  picture(1, true);
+TEST_F(QuantizerControlTest, makesAFrameAtRestSharpWithinTheRate) {
+  encode(1, true);
   double bits = 0;
-  int pictures = 0;
-  while (last_ > 20 && pictures < 300) {
-    bits += picture(0);
-    ++pictures;
+  int frames = 0;
+  while (last_ > 20 && frames < 300) {
+    bits += encode(0);
+    ++frames;
   }
   EXPECT_LE(last_, 20);
-  const double seconds = pictures / kPictures;
+  const double seconds = frames / kFps;
   EXPECT_LE(bits, kRate * (seconds + 1));
   // A page costs 7.2 Mbit at quantizer 20.
   EXPECT_LE(seconds, 12);
@@ -141,40 +142,40 @@ TEST_F(QuantizerControlTest, makesAPictureAtRestSharpWithinTheRate) {
 
 TEST_F(QuantizerControlTest, spendsNothingMoreOnceSharp) {
   page_.whole = 2e5;
-  picture(1, true);
-  for (int i = 0; i < 100; ++i) picture(0);
+  encode(1, true);
+  for (int i = 0; i < 100; ++i) encode(0);
   const int sharp = last_;
   EXPECT_LE(sharp, QuantizerControl::kFinest + 3);
-  EXPECT_EQ(picture(0), 0);
+  EXPECT_EQ(encode(0), 0);
 }
 
 TEST_F(QuantizerControlTest, holdsTheRateWhileEverythingChanges) {
-  picture(1, true);
+  encode(1, true);
   double bits = 0;
-  for (int i = 0; i < 150; ++i) bits += picture(1);
+  for (int i = 0; i < 150; ++i) bits += encode(1);
   EXPECT_LE(bits, kRate * 10 * 1.05);
   EXPECT_GE(bits, kRate * 10 * 0.6);
 }
 
 TEST_F(QuantizerControlTest, leavesNoGapsWhileEverythingChangesAndTheRateAllowsIt) {
   page_.whole = 6e5;
-  picture(1, true);
-  for (int i = 0; i < 15; ++i) picture(1);
+  encode(1, true);
+  for (int i = 0; i < 15; ++i) encode(1);
   int out = 0;
-  for (int i = 0; i < 150; ++i) out += picture(1) == 0 ? 1 : 0;
+  for (int i = 0; i < 150; ++i) out += encode(1) == 0 ? 1 : 0;
   EXPECT_LE(out, 8);
 }
 
-TEST_F(QuantizerControlTest, leavesPicturesOutRatherThanQueueThem) {
+TEST_F(QuantizerControlTest, leavesFramesOutRatherThanQueueThem) {
   page_.whole = 4e7;  // 3.3 Mbit even at the coarsest.
   double queued = 0;
   double worst = 0;
-  picture(1, true);
+  encode(1, true);
   queued = kRate;
   int taken = 0;
   for (int i = 0; i < 150; ++i) {
-    const double bits = picture(1);
-    queued = std::max(queued - kRate / kPictures, 0.0);
+    const double bits = encode(1);
+    queued = std::max(queued - kRate / kFps, 0.0);
     if (bits > 0) {
       ++taken;
       worst = std::max(worst, queued);
@@ -187,32 +188,32 @@ TEST_F(QuantizerControlTest, leavesPicturesOutRatherThanQueueThem) {
 
 TEST_F(QuantizerControlTest, givesASmallChangeOnASharpScreenAFineQuantizer) {
   page_.whole = 4e5;
-  picture(1, true);
-  for (int i = 0; i < 150; ++i) picture(0);
-  EXPECT_GT(picture(0.005), 0);
+  encode(1, true);
+  for (int i = 0; i < 150; ++i) encode(0);
+  EXPECT_GT(encode(0.005), 0);
   EXPECT_LE(last_, 20);
 }
 
 TEST_F(QuantizerControlTest, doesNotPayForTheCoarseRestWhenALittleChanges) {
-  picture(1, true);
+  encode(1, true);
   const int coarse = last_;
-  const double bits = picture(0.002);
+  const double bits = encode(0.002);
   EXPECT_LE(bits, kRate * 0.3);
   EXPECT_GE(last_, coarse - 2);
 }
 
 TEST_F(QuantizerControlTest, followsARateThatFalls) {
   page_.whole = 1e6;
-  picture(1, true);
-  for (int i = 0; i < 30; ++i) picture(1);
-  control_.setRates(kRate / 4, kPictures);
-  for (int i = 0; i < 15; ++i) picture(1);
+  encode(1, true);
+  for (int i = 0; i < 30; ++i) encode(1);
+  control_.setRates(kRate / 4, kFps);
+  for (int i = 0; i < 15; ++i) encode(1);
   double bits = 0;
-  for (int i = 0; i < 75; ++i) bits += picture(1);
+  for (int i = 0; i < 75; ++i) bits += encode(1);
   EXPECT_LE(bits, kRate / 4 * 5 * 1.1);
 }
 
-TEST_F(QuantizerControlTest, standsAbsurdRatesAndTimes) {
+TEST_F(QuantizerControlTest, acceptsAbsurdRatesAndTimes) {
   for (const double rate : {0.0, -5.0, 1e15}) {
     control_.setRates(rate, rate);
     for (int i = 0; i < 20; ++i) {

@@ -1,4 +1,4 @@
-// The encoders as the WebRTC library gets them, on pages of text.
+// The encoders as the WebRTC library uses them, on pages of text.
 #include <api/video/i420_buffer.h>
 #include <api/video/video_frame.h>
 #include <api/video_codecs/video_codec.h>
@@ -25,7 +25,7 @@ using namespace std::chrono_literals;
 constexpr int kWidth = 1280;
 constexpr int kHeight = 720;
 
-// Lines of letters, 6 by 12 pixels each; every `page` is another text.
+// Lines of letters, 6 by 12 pixels each; every `page` has another text.
 rtc::scoped_refptr<webrtc::I420Buffer> textPage(int page) {
   auto buffer = webrtc::I420Buffer::Create(kWidth, kHeight);
   webrtc::I420Buffer::SetBlack(buffer.get());
@@ -48,7 +48,7 @@ rtc::scoped_refptr<webrtc::I420Buffer> textPage(int page) {
   return buffer;
 }
 
-// Page 1 with a word that is another one for every `count`.
+// Page 1 with one word that is different for every `count`.
 rtc::scoped_refptr<webrtc::I420Buffer> typedPage(int count) {
   auto buffer = textPage(1);
   for (int y = 360; y < 369; ++y) {
@@ -60,7 +60,7 @@ rtc::scoped_refptr<webrtc::I420Buffer> typedPage(int count) {
   return buffer;
 }
 
-// Three screens of text with room around its 26 letters, as people read it.
+// Three screens of text with realistic spacing and 26 different letters.
 rtc::scoped_refptr<webrtc::I420Buffer> longText() {
   constexpr int kCellWidth = 9;
   constexpr int kCellHeight = 18;
@@ -82,7 +82,7 @@ rtc::scoped_refptr<webrtc::I420Buffer> longText() {
   return buffer;
 }
 
-// A part of it, `scrolled` rows from its top.
+// One screen of that text, scrolled by `scrolled` rows.
 rtc::scoped_refptr<webrtc::I420Buffer> scrolledPage(int scrolled) {
   static const auto kText = longText();
   const int top = scrolled % (2 * kHeight);
@@ -95,17 +95,17 @@ rtc::scoped_refptr<webrtc::I420Buffer> scrolledPage(int scrolled) {
 }
 
 struct Collected : webrtc::EncodedImageCallback {
-  struct Picture {
+  struct Frame {
     size_t bytes;
     bool key;
     int width;
     int height;
     int quantizer;
   };
-  std::vector<Picture> pictures;
+  std::vector<Frame> frames;
   Result OnEncodedImage(const webrtc::EncodedImage& image, const webrtc::CodecSpecificInfo*) override {
-    pictures.push_back({image.size(), image._frameType == webrtc::VideoFrameType::kVideoFrameKey,
-                        static_cast<int>(image._encodedWidth), static_cast<int>(image._encodedHeight), image.qp_});
+    frames.push_back({image.size(), image._frameType == webrtc::VideoFrameType::kVideoFrameKey,
+                      static_cast<int>(image._encodedWidth), static_cast<int>(image._encodedHeight), image.qp_});
     return Result(Result::OK);
   }
 };
@@ -121,7 +121,8 @@ class ScreenEncodersTest : public testing::TestWithParam<CodecCase> {
   void start(uint32_t kbps, webrtc::VideoCodecMode mode) {
     std::map<std::string, std::string> parameters;
     if (GetParam().type == webrtc::kVideoCodecH264) parameters["packetization-mode"] = "1";
-    encoder_ = makeVideoEncoderFactory(wish_)->CreateVideoEncoder(webrtc::SdpVideoFormat(GetParam().name, parameters));
+    encoder_ =
+        makeVideoEncoderFactory(request_)->CreateVideoEncoder(webrtc::SdpVideoFormat(GetParam().name, parameters));
     ASSERT_TRUE(encoder_);
     webrtc::VideoCodec codec;
     codec.codecType = GetParam().type;
@@ -167,9 +168,9 @@ class ScreenEncodersTest : public testing::TestWithParam<CodecCase> {
     allocation.SetBitrate(0, 0, kbps * 1000);
     encoder_->SetRates(webrtc::VideoEncoder::RateControlParameters(allocation, 15));
   }
-  // Bytes of the picture, 0 when it was left out.
+  // Returns the bytes of the encoded frame, 0 if it was dropped.
   size_t encode(const rtc::scoped_refptr<webrtc::I420Buffer>& buffer, bool key = false) {
-    const size_t before = collected_.pictures.size();
+    const size_t before = collected_.frames.size();
     timestamp_ += 6000;
     const auto frame = webrtc::VideoFrame::Builder()
                            .set_video_frame_buffer(buffer)
@@ -179,80 +180,80 @@ class ScreenEncodersTest : public testing::TestWithParam<CodecCase> {
     const std::vector<webrtc::VideoFrameType> types{key ? webrtc::VideoFrameType::kVideoFrameKey
                                                         : webrtc::VideoFrameType::kVideoFrameDelta};
     EXPECT_EQ(encoder_->Encode(frame, &types), WEBRTC_VIDEO_CODEC_OK);
-    return collected_.pictures.size() == before ? 0 : collected_.pictures.back().bytes;
+    return collected_.frames.size() == before ? 0 : collected_.frames.back().bytes;
   }
 
-  // Time without a picture.
+  // Time without a frame.
   void pass(std::chrono::milliseconds time) { timestamp_ += static_cast<uint32_t>(time.count() * 90); }
 
-  std::shared_ptr<KeyFrameRequest> wish_ = std::make_shared<KeyFrameRequest>();
+  std::shared_ptr<KeyFrameRequest> request_ = std::make_shared<KeyFrameRequest>();
   std::unique_ptr<webrtc::VideoEncoder> encoder_;
   Collected collected_;
   uint32_t timestamp_ = 0;
 };
 
-TEST_P(ScreenEncodersTest, startsWithAKeyPictureOfTheSizeAskedFor) {
+TEST_P(ScreenEncodersTest, startsWithAKeyFrameOfTheSizeAskedFor) {
   start(2000, webrtc::VideoCodecMode::kScreensharing);
   encode(textPage(1), true);
-  ASSERT_EQ(collected_.pictures.size(), 1U);
-  EXPECT_TRUE(collected_.pictures[0].key);
-  EXPECT_EQ(collected_.pictures[0].width, kWidth);
-  EXPECT_EQ(collected_.pictures[0].height, kHeight);
+  ASSERT_EQ(collected_.frames.size(), 1U);
+  EXPECT_TRUE(collected_.frames[0].key);
+  EXPECT_EQ(collected_.frames[0].width, kWidth);
+  EXPECT_EQ(collected_.frames[0].height, kHeight);
 }
 
-TEST_P(ScreenEncodersTest, makesAKeyPictureOnRequestAndNoneOnItsOwn) {
+TEST_P(ScreenEncodersTest, makesAKeyFrameOnRequestAndNoneOnItsOwn) {
   start(4000, webrtc::VideoCodecMode::kScreensharing);
   encode(textPage(1), true);
   size_t keys = 0;
-  // Pictures are left out while the first one is on its way.
+  // Frames are dropped while the first one is being sent.
   testing_loop::Timeout timeout;
-  for (int i = 0; collected_.pictures.size() < 10; ++i) {
+  for (int i = 0; collected_.frames.size() < 10; ++i) {
     ASSERT_FALSE(timeout.isOver());
     encode(typedPage(i));
   }
-  for (const auto& picture : collected_.pictures) keys += picture.key ? 1 : 0;
+  for (const auto& frame : collected_.frames) keys += frame.key ? 1 : 0;
   EXPECT_EQ(keys, 1U);
-  // A picture may be left out while earlier ones are waiting: a key picture comes with the next that is not.
+  // A frame may be dropped while earlier ones are waiting: the next one that is not becomes the key frame.
   bool again = false;
   for (int i = 0; i < 20 && !again; ++i) {
     encode(textPage(3), true);
-    again = collected_.pictures.back().key && collected_.pictures.size() > 1;
+    again = collected_.frames.back().key && collected_.frames.size() > 1;
   }
   EXPECT_TRUE(again);
 }
 
-TEST_P(ScreenEncodersTest, makesOneKeyPictureOfAWish) {
+TEST_P(ScreenEncodersTest, makesOneKeyFrameForARequest) {
   start(4000, webrtc::VideoCodecMode::kScreensharing);
   encode(textPage(1), true);
-  collected_.pictures.clear();
+  collected_.frames.clear();
   pass(3s);
-  wish_->make();
+  request_->make();
   testing_loop::Timeout timeout;
-  for (int i = 0; collected_.pictures.size() < 5; ++i) {
+  for (int i = 0; collected_.frames.size() < 5; ++i) {
     ASSERT_FALSE(timeout.isOver());
     encode(typedPage(i));
   }
-  EXPECT_TRUE(collected_.pictures[0].key);
-  for (size_t i = 1; i < 5; ++i) EXPECT_FALSE(collected_.pictures[i].key) << i;
+  EXPECT_TRUE(collected_.frames[0].key);
+  for (size_t i = 1; i < 5; ++i) EXPECT_FALSE(collected_.frames[i].key) << i;
 }
 
-TEST_P(ScreenEncodersTest, grantsAWishByTheKeyPictureThatIsStillBeingSent) {
+TEST_P(ScreenEncodersTest, grantsARequestByTheKeyFrameThatIsStillBeingSent) {
   start(1000, webrtc::VideoCodecMode::kScreensharing);
   ASSERT_GT(encode(textPage(1), true), 0.25 * 1'000'000 / 8);
-  collected_.pictures.clear();
-  wish_->make();
+  collected_.frames.clear();
+  request_->make();
   testing_loop::Timeout timeout;
-  for (int i = 0; collected_.pictures.size() < 3; ++i) {
+  for (int i = 0; collected_.frames.size() < 3; ++i) {
     ASSERT_FALSE(timeout.isOver());
     encode(typedPage(i));
   }
-  for (const auto& picture : collected_.pictures) EXPECT_FALSE(picture.key);
+  for (const auto& frame : collected_.frames) EXPECT_FALSE(frame.key);
 }
 
-TEST_P(ScreenEncodersTest, keepsPicturesOfTextThatScrollsComingOnAThinLink) {
+TEST_P(ScreenEncodersTest, keepsFramesOfTextThatScrollsComingOnAThinLink) {
   constexpr int kSecond = 15;
   constexpr int kSeconds = 4;
-  // VP8 finds text again only when it has moved by a few lines.
+  // VP8's motion search finds text only if it has moved by a few lines.
   const bool searchesNearby = GetParam().type == webrtc::kVideoCodecVP8;
   const int step = searchesNearby ? 8 : 24;
   const unsigned kbps = searchesNearby ? 400 : 600;
@@ -287,13 +288,13 @@ TEST_P(H264EncoderTest, keepsAPageOfTextToAFractionOfASecondOfAThinLink) {
 }
 
 TEST_P(H264EncoderTest, makesAStillPageSharpWithTheBitsLeftOver) {
-  constexpr int kPictures = 5 * 15;  // Five seconds.
+  constexpr int kFrames = 5 * 15;  // Five seconds.
   start(3000, webrtc::VideoCodecMode::kScreensharing);
   const auto page = textPage(1);
   const size_t first = encode(page, true);
   size_t more = 0;
-  for (int i = 0; i < kPictures; ++i) more += encode(page);
-  EXPECT_EQ(collected_.pictures.back().quantizer, QuantizerControl::kFinest);
+  for (int i = 0; i < kFrames; ++i) more += encode(page);
+  EXPECT_EQ(collected_.frames.back().quantizer, QuantizerControl::kFinest);
   EXPECT_GE(more, first / 2);
   EXPECT_LE(first + more, 5 * 3'000'000 / 8);
 }
@@ -306,7 +307,7 @@ class Vp9EncoderTest : public ScreenEncodersTest {};
 TEST_P(Vp9EncoderTest, becomesAsCoarseAsTheCodecGoesOnAVeryThinLink) {
   start(100, webrtc::VideoCodecMode::kScreensharing);
   encode(textPage(1), true);
-  EXPECT_EQ(collected_.pictures.back().quantizer, 255);
+  EXPECT_EQ(collected_.frames.back().quantizer, 255);
 }
 
 TEST_P(Vp9EncoderTest, makesAPageFinerStepByStepOnAThinLink) {
@@ -317,11 +318,11 @@ TEST_P(Vp9EncoderTest, makesAPageFinerStepByStepOnAThinLink) {
     encode(page);
     pass(200ms);
   }
-  const auto& pictures = collected_.pictures;
-  for (size_t i = 1; i < pictures.size(); ++i) {
-    EXPECT_GE(pictures[i].quantizer, pictures[i - 1].quantizer - 15) << i;  // Three steps of 4 to 6.
+  const auto& frames = collected_.frames;
+  for (size_t i = 1; i < frames.size(); ++i) {
+    EXPECT_GE(frames[i].quantizer, frames[i - 1].quantizer - 15) << i;  // Three steps of 4 to 6.
   }
-  EXPECT_LT(pictures.back().quantizer, 100);
+  EXPECT_LT(frames.back().quantizer, 100);
 }
 
 INSTANTIATE_TEST_SUITE_P(Codecs, Vp9EncoderTest, testing::Values(CodecCase{"VP9", webrtc::kVideoCodecVP9}));

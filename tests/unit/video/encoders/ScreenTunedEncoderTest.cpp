@@ -11,7 +11,7 @@ namespace {
 constexpr unsigned kOfTheLibrary = 56;
 constexpr unsigned kOfH264 = 51;
 
-// Keeps what it was opened with.
+// Records the settings it was opened with.
 struct RecordingEncoder : webrtc::VideoEncoder {
   std::shared_ptr<std::vector<webrtc::VideoCodec>> opened = std::make_shared<std::vector<webrtc::VideoCodec>>();
 
@@ -33,7 +33,7 @@ struct RecordingEncoder : webrtc::VideoEncoder {
   }
 };
 
-// What the encoder behind it is opened with when the library asks for `qpMax` everywhere.
+// The settings passed to the wrapped encoder when the library requests `qpMax` everywhere.
 webrtc::VideoCodec opened(webrtc::VideoCodecType type, unsigned qpMax) {
   webrtc::VideoCodec codec;
   codec.codecType = type;
@@ -61,7 +61,7 @@ void expectCoarsest(const webrtc::VideoCodec& codec, unsigned qpMax) {
   EXPECT_EQ(codec.height, 1080);
 }
 
-// With the library's limit, scrolling text at 1080p runs at a few frames a second.
+// With the library's limit, scrolling text at 1080p runs at a few frames per second.
 TEST(ScreenTunedEncoder, letsVp8AndVp9CoarsenAsFarAsTheyGoBeforeFramesAreDropped) {
   expectCoarsest(opened(webrtc::kVideoCodecVP8, kOfTheLibrary), 63);
   expectCoarsest(opened(webrtc::kVideoCodecVP9, kOfTheLibrary), 63);

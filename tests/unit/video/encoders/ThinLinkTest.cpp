@@ -33,7 +33,7 @@ TEST_F(ThinLinkTest, becomesThinWhenTheRateStaysLowForHalfASecond) {
   EXPECT_TRUE(isThin(kFew, {7500ms}));
 }
 
-TEST_F(ThinLinkTest, countsFromAnewAfterARateThatIsNotLow) {
+TEST_F(ThinLinkTest, startsCountingAgainAfterARateThatIsNotLow) {
   EXPECT_FALSE(isThin(kFew, {0s, 400ms}));
   EXPECT_FALSE(isThin(kSome, {450ms}));
   EXPECT_FALSE(isThin(kFew, {500ms, 999ms}));

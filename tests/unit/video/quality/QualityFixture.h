@@ -1,4 +1,4 @@
-// VideoQuality over sharing with fakes; log lines stand in the same journal as the calls.
+// VideoQuality over sharing with fakes; log lines are in the same journal as the calls.
 #pragma once
 
 #include <gtest/gtest.h>

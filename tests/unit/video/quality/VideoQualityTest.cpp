@@ -10,7 +10,7 @@ namespace {
 
 class VideoQualityTest : public QualityFixture {
  protected:
-  // Another test picture has the track, with the preferences of the one before, and the viewer is offered it.
+  // Another synthetic source has the track, with the preferences of the previous one, and a new offer was made.
   void expectFreshSynthetic(int width, int height, int fps) {
     const fakes::FakeSource& fresh = sources_.synthetic();
     EXPECT_EQ((VideoTarget{fresh.width, fresh.height, fresh.fps, 0}), (VideoTarget{width, height, fps, 0}));
@@ -24,8 +24,8 @@ class VideoQualityTest : public QualityFixture {
   }
 };
 
-constexpr qint64 kLeast = std::numeric_limits<qint64>::min();
-constexpr qint64 kMost = std::numeric_limits<qint64>::max();
+constexpr qint64 kMin = std::numeric_limits<qint64>::min();
+constexpr qint64 kMax = std::numeric_limits<qint64>::max();
 
 TEST_F(VideoQualityTest, startsWithTheDefaults) {
   EXPECT_EQ(quality_.currentQualityPreset(), u"auto"_s);
@@ -125,7 +125,7 @@ TEST_F(VideoQualityTest, followsTheSharedDisplaysAspectRatio) {
   share();
   quality_.applyQualityPreset(u"high"_s);
   EXPECT_EQ(quality_.lastTarget(), (VideoTarget{1648, 1080, 60, 6000}));
-  sharing_.selectDisplay(99);  // The last display stands in for one that is not there.
+  sharing_.selectDisplay(99);  // The last display is used instead of a missing one.
   quality_.applyQualityPreset(u"low"_s);
   EXPECT_EQ(quality_.lastTarget().width, 816);
 }
@@ -135,13 +135,13 @@ TEST_F(VideoQualityTest, followsADisplayThatChangesItsSize) {
   quality_.applyQualityPreset(u"high"_s);
   journal_.take();
   displays_.set({{.bounds = {0, 0, 1280, 1024}}});
-  sources_.screen().news.resized();
+  sources_.screen().events.resized();
   EXPECT_EQ(quality_.lastTarget(), (VideoTarget{1344, 1080, 60, 6000}));
   EXPECT_EQ(logged(), QStringList{u"log: [quality] changed → 1344x1080@60 kbps=6000 preset=high"_s});
   EXPECT_EQ(journal_.with("screen"_L1), QStringList{u"screen 1: reconfigure 1344x1080@60"_s});
   EXPECT_TRUE(journal_.holds({u"changed"_s}));
   journal_.take();
-  sources_.screen().news.resized();
+  sources_.screen().events.resized();
   EXPECT_TRUE(journal_.take().isEmpty()) << "nothing to change";
 }
 
@@ -150,16 +150,16 @@ TEST_F(VideoQualityTest, sendsADisplayThatChangesItsSizeNatively) {
   quality_.applyQualityPreset(u"native"_s);
   journal_.take();
   displays_.set({{.bounds = {0, 0, 1280, 800}}});
-  sources_.screen().news.resized();
+  sources_.screen().events.resized();
   EXPECT_EQ(quality_.lastTarget(), (VideoTarget{1280, 800, 60, 6144}));
   EXPECT_EQ(journal_.with("sender: "_L1), QStringList{u"sender: encodings bps=6144000 fps=60"_s});
 }
 
 TEST_F(VideoQualityTest, takesTheNativeRateWhenTheDisplayChangesItsSize) {
-  quality_.applyQualityPreset(u"native"_s);  // Of the test picture: 30 frames a second.
+  quality_.applyQualityPreset(u"native"_s);  // With the synthetic source: 30 frames per second.
   share();
   displays_.set({{.bounds = {0, 0, 1280, 800}}});
-  sources_.screen().news.resized();
+  sources_.screen().events.resized();
   EXPECT_EQ(quality_.lastTarget().fps, 60);
   EXPECT_EQ(sender().maxFramerate, 60);
 }
@@ -169,18 +169,18 @@ TEST_F(VideoQualityTest, keepsWhatWasAskedForWhenTheDisplayChangesItsSize) {
   quality_.applyQualityPreset(u"native"_s);
   quality_.applyVideoParams(900, 10, {}, {});
   displays_.set({{.bounds = {0, 0, 1280, 800}}});
-  sources_.screen().news.resized();
+  sources_.screen().events.resized();
   EXPECT_EQ(quality_.lastTarget(), (VideoTarget{1280, 800, 10, 900}));
   quality_.applyVideoParams({}, {}, 640, 480);
   displays_.set({{.bounds = {0, 0, 1920, 1080}}});
-  sources_.screen().news.resized();
+  sources_.screen().events.resized();
   EXPECT_EQ(quality_.lastTarget(), (VideoTarget{640, 480, 10, 900}));
 }
 
 TEST_F(VideoQualityTest, leavesTheSizeOfTheEnvironmentWhenTheDisplayChangesIts) {
   share();
   displays_.set({{.bounds = {0, 0, 1280, 800}}});
-  sources_.screen().news.resized();
+  sources_.screen().events.resized();
   EXPECT_TRUE(journal_.take().isEmpty());
 }
 
@@ -199,8 +199,8 @@ TEST_F(VideoQualityTest, boundsTheWidthOnAnAbsurdDisplay) {
   displays_.set({{.bounds = {0, 0, 1'000'000, 10}}});
   for (const QString& preset : {u"max"_s, u"native"_s}) {
     quality_.applyQualityPreset(preset);
-    EXPECT_LE(quality_.lastTarget().width, kWidest);
-    EXPECT_GE(quality_.lastTarget().width, kSmallestSide);
+    EXPECT_LE(quality_.lastTarget().width, kMaxWidth);
+    EXPECT_GE(quality_.lastTarget().width, kMinSide);
   }
 }
 
@@ -344,15 +344,15 @@ TEST_F(VideoQualityTest, reconfiguresTheScreenForExplicitParametersWithoutRenego
 }
 
 TEST_F(VideoQualityTest, boundsWhateverNumbersAViewerSends) {
-  for (const qint64 number : {kLeast, qint64{-1}, qint64{0}, qint64{4'294'967'296}, kMost}) {
+  for (const qint64 number : {kMin, qint64{-1}, qint64{0}, qint64{4'294'967'296}, kMax}) {
     for (int which = 1; which < 16; ++which) {
       const auto pick = [&](int bit) { return which & bit ? std::optional(number) : std::nullopt; };
       quality_.applyVideoParams(pick(1), pick(2), pick(4), pick(8));
       const VideoTarget& target = quality_.lastTarget();
-      EXPECT_TRUE(target.width >= kSmallestSide && target.width <= kWidest) << number;
-      EXPECT_TRUE(target.height >= kSmallestSide && target.height <= kHighest) << number;
-      EXPECT_TRUE(target.fps >= 1 && target.fps <= kFastest) << number;
-      EXPECT_TRUE(target.kbps >= kLowestKbps && target.kbps <= kMostKbps) << number;
+      EXPECT_TRUE(target.width >= kMinSide && target.width <= kMaxWidth) << number;
+      EXPECT_TRUE(target.height >= kMinSide && target.height <= kMaxHeight) << number;
+      EXPECT_TRUE(target.fps >= 1 && target.fps <= kMaxFps) << number;
+      EXPECT_TRUE(target.kbps >= kMinKbps && target.kbps <= kMaxKbps) << number;
       EXPECT_GT(sender().maxBitrateBps.value_or(1), 0) << number;
     }
   }

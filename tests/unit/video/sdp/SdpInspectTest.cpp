@@ -20,7 +20,7 @@ TEST(DtlsFingerprint, comparesEqualHoweverItIsWritten) {
   EXPECT_EQ(dtlsFingerprint(u"x\na=fingerprint: sha-256   ab:0C  \r\nb"), expected);
 }
 
-TEST(DtlsFingerprint, isNoneWithoutACompleteLine) {
+TEST(DtlsFingerprint, isEmptyWithoutACompleteLine) {
   EXPECT_EQ(dtlsFingerprint(u""), std::nullopt);
   EXPECT_EQ(dtlsFingerprint(u"a=fingerprint:"), std::nullopt);
   EXPECT_EQ(dtlsFingerprint(u"a=fingerprint:sha-256\r\n"), std::nullopt);

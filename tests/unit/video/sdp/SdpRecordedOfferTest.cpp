@@ -1,4 +1,4 @@
-// The rewriting on an offer that the WebRTC library made (recorded, line ends as LF in the file).
+// Rewrites a recorded offer of the WebRTC library (line ends are LF in the file).
 #include <gtest/gtest.h>
 
 #include <QFile>
@@ -19,10 +19,10 @@ QString recordedOffer() {
   return QString::fromUtf8(file.readAll());
 }
 
-// As the library hands it out.
+// With the line ends that the library uses.
 QString recordedOfferWithCarriageReturns() { return recordedOffer().replace(u'\n', u"\r\n"_s); }
 
-// The lines that differ, as "before => after".
+// The lines of `after` that differ from `before`.
 QStringList changes(const QString& before, const QString& after) {
   const QStringList a = before.split(u'\n');
   const QStringList b = after.split(u'\n');

@@ -58,7 +58,7 @@ TEST(PreferCodec, dropsEmptyPiecesOfTheLineItRebuilds) {
 }
 
 TEST(PreferCodec, takesTheFirstThreePiecesForTheHeadWhateverTheyAre) {
-  // "98" stands where the protocol would.
+  // "98" is in the place of the protocol.
   EXPECT_EQ(SdpTools::preferCodec(offer(u"m=video 9 98 96 98"_s), u"vp8"_s), offer(u"m=video 9 98 98 96"_s));
   const QString shortLine = offer(u"m=video 98"_s);
   EXPECT_EQ(SdpTools::preferCodec(shortLine, u"vp8"_s), shortLine);

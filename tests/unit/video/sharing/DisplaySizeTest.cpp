@@ -39,7 +39,7 @@ TEST(FrameSize, isBoundedForEveryRequest) {
   EXPECT_EQ(frameSizeFor(0, -5), QSize(16, 16));
   EXPECT_EQ(frameSizeFor(2147483647, 16), QSize(8192, 16));
   EXPECT_EQ(frameSizeFor(2147483647, 2147483647), QSize(3072, 3072));
-  // What a wide display makes of the largest preset: no encoder of H.264 takes it whole.
+  // The largest preset on a wide display: larger than H.264 encoders accept.
   EXPECT_EQ(frameSizeFor(5152, 2160), QSize(4736, 1984));
   EXPECT_EQ(frameSizeFor(7680, 4320), QSize(4096, 2304));
 }

@@ -16,7 +16,7 @@ namespace {
 
 using Sent = fakes::FakeControlSender::Sent;
 
-// Log lines stand in the same journal as the calls, marked by "log: ".
+// Log lines are in the same journal as the calls, marked by "log: ".
 class SharingControlTest : public testing::Test {
  protected:
   void start() { sharing_.startVideoSource(*peer_, videoSender_); }
@@ -128,7 +128,7 @@ TEST_F(SharingControlTest, startsSharingAndOffersOnceTheCaptureRuns) {
   start();
   journal_.take();
   sharing_.startSharing();
-  // The requested size goes to the capture as it is: it does its own sizing.
+  // The requested size is passed to the capture unchanged: the capture limits it itself.
   EXPECT_EQ(sizeOf(sources_.screen()), u"3000x2000@30"_s);
   EXPECT_EQ(journal_.with("input:"_L1), QStringList{u"input: screen=1"_s});
   EXPECT_TRUE(journal_.holds({u"sender: track=screen 1"_s, u"screen 1: start"_s}));
@@ -157,7 +157,7 @@ TEST_F(SharingControlTest, stopsNothingWhileSharingIsOff) {
   EXPECT_TRUE(journal_.take().isEmpty());
 }
 
-TEST_F(SharingControlTest, stopsSharingAndOffersTheTestPicture) {
+TEST_F(SharingControlTest, stopsSharingAndOffersTheTestPattern) {
   startAndShare();
   environment_ = {{"WIDTH", u"3840"_s}, {"HEIGHT", u"2160"_s}};
   sharing_.stopSharing();
@@ -205,7 +205,7 @@ TEST_F(SharingControlTest, ignoresAStartThatReturnsAfterSharingStopped) {
 TEST_F(SharingControlTest, tellsTheViewerWhichPermissionIsMissing) {
   start();
   sharing_.startSharing();
-  sources_.screen().news.refused(u"screen_recording"_s);
+  sources_.screen().events.refused(u"screen_recording"_s);
   EXPECT_EQ(sender_.sent,
             (QList<Sent>{{ControlChannel::control,
                           {{u"type"_s, u"permission_required"_s}, {u"permission"_s, u"screen_recording"_s}}}}));
@@ -214,27 +214,27 @@ TEST_F(SharingControlTest, tellsTheViewerWhichPermissionIsMissing) {
   EXPECT_TRUE(sharing_.useScreenSource());
 }
 
-TEST_F(SharingControlTest, dropsThePermissionNoticeWithoutAControlChannel) {
+TEST_F(SharingControlTest, dropsThePermissionNotificationWithoutAControlChannel) {
   start();
   sharing_.startSharing();
   sender_.control.exists = false;
-  sources_.screen().news.refused(u"screen_recording"_s);
+  sources_.screen().events.refused(u"screen_recording"_s);
   EXPECT_TRUE(sender_.sent.isEmpty());
 }
 
 TEST_F(SharingControlTest, tellsAViewerThatComesLaterWhichPermissionIsMissing) {
-  const QList<Sent> notice = {
+  const QList<Sent> notification = {
       {ControlChannel::control, {{u"type"_s, u"permission_required"_s}, {u"permission"_s, u"screen_recording"_s}}}};
   start();
   sharing_.startSharing();
   sender_.control.exists = false;
-  sources_.screen().news.refused(u"screen_recording"_s);
+  sources_.screen().events.refused(u"screen_recording"_s);
   sources_.screen().finishStart();
   sender_.control.exists = true;
   for (int opening = 0; opening < 2; ++opening) {
     sender_.sent.clear();
     sharing_.controlOpened();
-    EXPECT_EQ(sender_.sent, notice);
+    EXPECT_EQ(sender_.sent, notification);
   }
 }
 
@@ -242,7 +242,7 @@ TEST_F(SharingControlTest, tellsALaterViewerNothingOnceTheScreenIsShared) {
   startAndShare();
   sharing_.controlOpened();
   EXPECT_TRUE(sender_.sent.isEmpty());
-  sources_.screen().news.refused(u"screen_recording"_s);
+  sources_.screen().events.refused(u"screen_recording"_s);
   sharing_.selectDisplay(1);
   sender_.sent.clear();
   sharing_.controlOpened();
@@ -251,7 +251,7 @@ TEST_F(SharingControlTest, tellsALaterViewerNothingOnceTheScreenIsShared) {
 
 TEST_F(SharingControlTest, tellsALaterViewerNothingOnceSharingStopped) {
   startAndShare();
-  const auto refused = sources_.screen().news.refused;
+  const auto refused = sources_.screen().events.refused;
   refused(u"screen_recording"_s);
   sharing_.stopSharing();
   sender_.sent.clear();
@@ -299,7 +299,7 @@ TEST_F(SharingControlTest, touchesNoSenderThatWasDetached) {
   EXPECT_EQ(factory_.last().senders.back()->track, u"synthetic 1"_s);
 }
 
-TEST_F(SharingControlTest, makesPicturesOnlyWhileAViewerIsConnected) {
+TEST_F(SharingControlTest, makesFramesOnlyWhileAViewerIsConnected) {
   start();
   EXPECT_FALSE(sources_.synthetic().active);
   sharing_.setViewerConnected(true);
@@ -313,7 +313,7 @@ TEST_F(SharingControlTest, makesPicturesOnlyWhileAViewerIsConnected) {
   EXPECT_FALSE(sources_.synthetic().active);
 }
 
-TEST_F(SharingControlTest, paintsTheTestPictureOnlyWhileItHasTheTrack) {
+TEST_F(SharingControlTest, paintsTheTestPatternOnlyWhileItHasTheTrack) {
   environment_ = {{"SHARE_IDLE_VIDEO", u"1"_s}};
   start();
   sharing_.setViewerConnected(true);
@@ -322,7 +322,7 @@ TEST_F(SharingControlTest, paintsTheTestPictureOnlyWhileItHasTheTrack) {
   EXPECT_TRUE(sources_.synthetic().paints());
   sharing_.startSharing();
   EXPECT_FALSE(sources_.synthetic().paints());
-  // A preset that comes before the capture has started.
+  // A preset is chosen before the capture has started.
   sharing_.rebuildSynthetic(640, 480, 15);
   EXPECT_FALSE(sources_.synthetic().paints());
   sources_.screen().finishStart();
@@ -342,7 +342,7 @@ TEST_F(SharingControlTest, paintsTheTestPictureOnlyWhileItHasTheTrack) {
 
 TEST_F(SharingControlTest, passesARefreshToTheCapture) {
   start();
-  sharing_.refresh();  // Nothing captures: nothing to do.
+  sharing_.refresh();  // No capture: does nothing.
   sharing_.startSharing();
   sharing_.refresh();
   EXPECT_EQ(sources_.screen().refreshes, 1);

@@ -80,7 +80,7 @@ TEST(VideoEnvironment, hintsAtDetailOnlyWhenAskedTo) {
   EXPECT_EQ(read({{"CONTENT_HINT", "text"}}).contentHint, u"motion"_s);
 }
 
-TEST(VideoEnvironment, isReadAnewAtEveryCall) {
+TEST(VideoEnvironment, isReadAgainAtEveryCall) {
   QString fps = u"10"_s;
   const Environment environment([&fps](const char* name) -> std::optional<QString> {
     if (QLatin1StringView(name) == "FPS"_L1) return fps;

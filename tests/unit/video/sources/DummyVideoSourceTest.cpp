@@ -54,7 +54,7 @@ TEST_F(DummyVideoSourceTest, clampsTheSizeOfItsFramesButNotTheRequest) {
   EXPECT_EQ(formatOf(wide), (FrameSource::Format{4000, 3000, 30}));
 }
 
-TEST_F(DummyVideoSourceTest, makesFramesOfTheClampedSizeThatAreCutToTheRequest) {
+TEST_F(DummyVideoSourceTest, makesFramesOfTheClampedSizeThatAreCroppedToTheRequest) {
   DummyVideoSource source(30, 8, 720, Environment::of({}));
   FrameSink sink(source.native());
   source.start();
@@ -119,7 +119,7 @@ TEST_F(DummyVideoSourceTest, makesNoFrameWhileTheTrackIsAnothers) {
   FrameSink sink(source.native());
   source.setOnTrack(false);
   source.start();
-  // It goes on reporting, a whole second without a frame.
+  // It still reports, a whole second without a frame.
   ASSERT_TRUE(pumpUntil([&] { return log.count(u"sent fps: 0 (64x64)") > 0; }));
   EXPECT_EQ(sink.count(), 0U);
   source.setOnTrack(true);
@@ -163,7 +163,7 @@ TEST_F(DummyVideoSourceTest, reportsItsRateOnceASecondWhenAskedTo) {
   DummyVideoSource source(15, 1280, 720, Environment::of({{"DUMMY_DEBUG", "1"}}));
   const auto begin = std::chrono::steady_clock::now();
   source.start();
-  // A second in which the machine stood still has fewer frames.
+  // A second in which the machine was too busy has fewer frames.
   ASSERT_TRUE(pumpUntil([&] { return log.count(u"sent fps: 15 (1280x720)") >= 2; }));
   source.stop();
   const auto passed = std::chrono::steady_clock::now() - begin;

@@ -13,7 +13,7 @@
 namespace vantora {
 namespace {
 
-// A display with a random picture and padded rows.
+// A display with a random image and padded rows.
 class Canvas {
  public:
   Canvas(int width, int height)
@@ -30,15 +30,15 @@ class Canvas {
       }
     }
   }
-  CapturedFrame picture(std::vector<QRect> damage) const {
+  CapturedFrame capture(std::vector<QRect> damage) const {
     CapturedFrame frame;
     frame.memory = CpuPixels{bytes_.data(), stride()};
     frame.size = {width_, height_};
     frame.damage = std::move(damage);
     return frame;
   }
-  CapturedFrame picture(int top, int bottom) const { return picture({QRect(0, top, width_, bottom - top)}); }
-  CapturedFrame picture() const { return picture(0, height_); }
+  CapturedFrame capture(int top, int bottom) const { return capture({QRect(0, top, width_, bottom - top)}); }
+  CapturedFrame capture() const { return capture(0, height_); }
   const std::vector<std::uint8_t>& bytes() const { return bytes_; }
   int stride() const { return width_ * 4 + 24; }
 
@@ -51,9 +51,9 @@ class Canvas {
   std::mt19937 random_{42};
 };
 
-rtc::scoped_refptr<webrtc::I420Buffer> whole(const CapturedFrame& picture) {
-  const CpuPixels& pixels = std::get<CpuPixels>(picture.memory);
-  auto frame = webrtc::I420Buffer::Create(picture.size.width(), picture.size.height());
+rtc::scoped_refptr<webrtc::I420Buffer> whole(const CapturedFrame& captured) {
+  const CpuPixels& pixels = std::get<CpuPixels>(captured.memory);
+  auto frame = webrtc::I420Buffer::Create(captured.size.width(), captured.size.height());
   libyuv::ARGBToI420(pixels.data, pixels.stride, frame->MutableDataY(), frame->StrideY(), frame->MutableDataU(),
                      frame->StrideU(), frame->MutableDataV(), frame->StrideV(), frame->width(), frame->height());
   return frame;
@@ -67,42 +67,42 @@ rtc::scoped_refptr<webrtc::I420Buffer> scaled(const webrtc::I420Buffer& from, in
   return to;
 }
 
-TEST(FrameConverter, convertsAPictureOfTheFramesSize) {
+TEST(FrameConverter, convertsAnImageOfTheFramesSize) {
   for (const auto& [width, height] : {std::pair{320, 200}, {321, 201}, {17, 33}}) {
     const Canvas canvas(width, height);
     FrameConverter converter;
     converter.setFrameSize({width, height});
     const auto frame = converter.newFrame();
     ASSERT_TRUE(frame);
-    converter.convert(canvas.picture(), frame);
-    EXPECT_TRUE(testing_support::samePicture(*frame, *whole(canvas.picture())));
+    converter.convert(canvas.capture(), frame);
+    EXPECT_TRUE(testing_support::sameImage(*frame, *whole(canvas.capture())));
   }
 }
 
-TEST(FrameConverter, stretchesAPictureOfAnotherSize) {
+TEST(FrameConverter, stretchesAnImageOfAnotherSize) {
   for (const auto& [width, height] : {std::pair{640, 480}, {1921, 1081}, {100, 100}}) {
     const Canvas canvas(width, height);
     FrameConverter converter;
     converter.setFrameSize({320, 180});
     const auto frame = converter.newFrame();
     ASSERT_TRUE(frame);
-    converter.convert(canvas.picture(), frame);
+    converter.convert(canvas.capture(), frame);
     EXPECT_EQ(frame->width(), 320);
     EXPECT_EQ(frame->height(), 180);
-    EXPECT_TRUE(testing_support::samePicture(*frame, *scaled(*whole(canvas.picture()), 320, 180)));
+    EXPECT_TRUE(testing_support::sameImage(*frame, *scaled(*whole(canvas.capture()), 320, 180)));
   }
 }
 
-TEST(FrameConverter, convertsOnlyChangedRowsAndStillShowsTheWholePicture) {
+TEST(FrameConverter, convertsOnlyChangedRowsAndStillShowsTheWholeImage) {
   Canvas canvas(333, 251);
   FrameConverter converter;
   converter.setFrameSize({160, 90});
-  converter.convert(canvas.picture(), converter.newFrame());
+  converter.convert(canvas.capture(), converter.newFrame());
   for (const auto& [top, bottom] : {std::pair{0, 1}, {1, 2}, {7, 20}, {8, 21}, {249, 251}, {250, 251}, {0, 251}}) {
     canvas.scribble(top, bottom);
     const auto frame = converter.newFrame();
-    converter.convert(canvas.picture(top, bottom), frame);
-    EXPECT_TRUE(testing_support::samePicture(*frame, *scaled(*whole(canvas.picture()), 160, 90))) << top << bottom;
+    converter.convert(canvas.capture(top, bottom), frame);
+    EXPECT_TRUE(testing_support::sameImage(*frame, *scaled(*whole(canvas.capture()), 160, 90))) << top << bottom;
   }
 }
 
@@ -111,14 +111,14 @@ TEST(FrameConverter, takesUnchangedRowsFromTheFrameBefore) {
   FrameConverter converter;
   converter.setFrameSize({333, 251});
   auto before = converter.newFrame();
-  converter.convert(canvas.picture(), before);
+  converter.convert(canvas.capture(), before);
   for (const auto& [top, bottom] : {std::pair{0, 1}, {1, 2}, {7, 20}, {8, 21}, {249, 251}, {250, 251}, {0, 251}}) {
     const auto untouched = webrtc::I420Buffer::Copy(*before);
     canvas.scribble(top, bottom);
     const auto frame = converter.newFrame();
-    converter.convert(canvas.picture(top, bottom), frame);
-    EXPECT_TRUE(testing_support::samePicture(*frame, *whole(canvas.picture()))) << top << " " << bottom;
-    EXPECT_TRUE(testing_support::samePicture(*before, *untouched)) << "the encoder may still be reading it";
+    converter.convert(canvas.capture(top, bottom), frame);
+    EXPECT_TRUE(testing_support::sameImage(*frame, *whole(canvas.capture()))) << top << " " << bottom;
+    EXPECT_TRUE(testing_support::sameImage(*before, *untouched)) << "the encoder may still be reading it";
     before = frame;
   }
 }
@@ -128,43 +128,43 @@ TEST(FrameConverter, convertsOnlyTheDamagedRectangles) {
   FrameConverter converter;
   converter.setFrameSize({333, 251});
   auto before = converter.newFrame();
-  EXPECT_EQ(converter.convert(canvas.picture(), before), QRect(0, 0, 333, 251));
+  EXPECT_EQ(converter.convert(canvas.capture(), before), QRect(0, 0, 333, 251));
   const std::vector<QRect> damage{QRect(3, 5, 10, 7), QRect(200, 100, 133, 151), QRect(332, 0, 1, 1)};
   for (const QRect& rect : damage) canvas.scribble(rect);
-  const CapturedFrame captured = canvas.picture(damage);
+  const CapturedFrame captured = canvas.capture(damage);
   const auto expected = whole(captured);
   // What is not damaged is not read again: it would differ from what was captured.
   canvas.scribble(QRect(50, 50, 40, 20));
   const auto frame = converter.newFrame();
   EXPECT_EQ(converter.convert(captured, frame), QRect(2, 0, 331, 251));
-  EXPECT_TRUE(testing_support::samePicture(*frame, *expected));
+  EXPECT_TRUE(testing_support::sameImage(*frame, *expected));
 }
 
-TEST(FrameConverter, tellsThatNothingChanged) {
+TEST(FrameConverter, reportsThatNothingChanged) {
   const Canvas canvas(64, 48);
   for (const QSize& size : {QSize(64, 48), QSize(32, 24)}) {
     FrameConverter converter;
     converter.setFrameSize(size);
-    EXPECT_EQ(converter.convert(canvas.picture(), converter.newFrame()), QRect(QPoint(0, 0), size));
-    const auto changed = converter.convert(canvas.picture(std::vector<QRect>()), converter.newFrame());
+    EXPECT_EQ(converter.convert(canvas.capture(), converter.newFrame()), QRect(QPoint(0, 0), size));
+    const auto changed = converter.convert(canvas.capture(std::vector<QRect>()), converter.newFrame());
     ASSERT_TRUE(changed);
     EXPECT_TRUE(changed->isEmpty());
   }
 }
 
-// Outside of the rectangle the frames are the same, bit for bit.
-TEST(FrameConverter, tellsWhereAScaledFrameChanged) {
+// Outside the rectangle the frames are the same, bit for bit.
+TEST(FrameConverter, reportsWhereAScaledFrameChanged) {
   for (const QSize& size : {QSize(160, 90), QSize(500, 400), QSize(332, 250)}) {
     Canvas canvas(333, 251);
     FrameConverter converter;
     converter.setFrameSize(size);
     auto before = converter.newFrame();
-    converter.convert(canvas.picture(), before);
+    converter.convert(canvas.capture(), before);
     for (const QRect& rect :
          {QRect(0, 0, 1, 1), QRect(100, 77, 13, 21), QRect(332, 250, 1, 1), QRect(0, 120, 333, 2)}) {
       canvas.scribble(rect);
       const auto frame = converter.newFrame();
-      const auto changed = converter.convert(canvas.picture(std::vector{rect}), frame);
+      const auto changed = converter.convert(canvas.capture(std::vector{rect}), frame);
       ASSERT_TRUE(changed);
       EXPECT_TRUE(QRect(QPoint(0, 0), size).contains(*changed));
       for (int y = 0; y < size.height(); ++y) {
@@ -181,25 +181,25 @@ TEST(FrameConverter, tellsWhereAScaledFrameChanged) {
 
 TEST(FrameConverter, readsBothOrdersOfColours) {
   const Canvas canvas(32, 16);
-  CapturedFrame captured = canvas.picture();
+  CapturedFrame captured = canvas.capture();
   captured.format = PixelFormat::rgbx;
   FrameConverter converter;
   converter.setFrameSize({32, 16});
   const auto frame = converter.newFrame();
   converter.convert(captured, frame);
-  EXPECT_FALSE(testing_support::samePicture(*frame, *whole(captured)));
+  EXPECT_FALSE(testing_support::sameImage(*frame, *whole(captured)));
   std::vector<std::uint8_t> swapped = canvas.bytes();
   for (std::size_t i = 0; i + 2 < swapped.size(); i += 4) std::swap(swapped[i], swapped[i + 2]);
   captured.memory = CpuPixels{swapped.data(), canvas.stride()};
-  EXPECT_TRUE(testing_support::samePicture(*frame, *whole(captured)));
+  EXPECT_TRUE(testing_support::sameImage(*frame, *whole(captured)));
 }
 
-TEST(FrameConverter, turnsAPictureUpright) {
+TEST(FrameConverter, turnsAnImageUpright) {
   const Canvas canvas(40, 20);
   for (const auto& [degrees, size, rotation] :
        {std::tuple(90, QSize(20, 40), libyuv::kRotate90), std::tuple(180, QSize(40, 20), libyuv::kRotate180),
         std::tuple(270, QSize(20, 40), libyuv::kRotate270)}) {
-    CapturedFrame captured = canvas.picture();
+    CapturedFrame captured = canvas.capture();
     const auto flat = whole(captured);
     captured.rotationDegrees = degrees;
     FrameConverter converter;
@@ -210,7 +210,7 @@ TEST(FrameConverter, turnsAPictureUpright) {
     libyuv::I420Rotate(flat->DataY(), flat->StrideY(), flat->DataU(), flat->StrideU(), flat->DataV(), flat->StrideV(),
                        turned->MutableDataY(), turned->StrideY(), turned->MutableDataU(), turned->StrideU(),
                        turned->MutableDataV(), turned->StrideV(), 40, 20, rotation);
-    EXPECT_TRUE(testing_support::samePicture(*frame, *turned)) << degrees;
+    EXPECT_TRUE(testing_support::sameImage(*frame, *turned)) << degrees;
   }
 }
 
@@ -221,13 +221,13 @@ TEST(FrameConverter, readsPixelsBehindADescriptor) {
   ASSERT_GE(descriptor, 0);
   ASSERT_EQ(::pwrite(descriptor, canvas.bytes().data(), canvas.bytes().size(), kOffset),
             static_cast<ssize_t>(canvas.bytes().size()));
-  CapturedFrame captured = canvas.picture();
+  CapturedFrame captured = canvas.capture();
   captured.memory = DmaBufPixels{descriptor, kOffset, static_cast<std::uint32_t>(canvas.stride())};
   FrameConverter converter;
   converter.setFrameSize({64, 48});
   const auto frame = converter.newFrame();
   EXPECT_EQ(converter.convert(captured, frame), QRect(0, 0, 64, 48));
-  EXPECT_TRUE(testing_support::samePicture(*frame, *whole(canvas.picture())));
+  EXPECT_TRUE(testing_support::sameImage(*frame, *whole(canvas.capture())));
   captured.memory = DmaBufPixels{descriptor, kOffset, static_cast<std::uint32_t>(canvas.stride()), 1};
   EXPECT_EQ(converter.convert(captured, converter.newFrame()), std::nullopt) << "not laid out in rows";
   captured.memory = DmaBufPixels{-1};
@@ -235,41 +235,41 @@ TEST(FrameConverter, readsPixelsBehindADescriptor) {
   ::close(descriptor);
 }
 
-TEST(FrameConverter, startsAfreshWhenTheFramesSizeComesBack) {
+TEST(FrameConverter, startsAgainWhenTheFramesSizeComesBack) {
   Canvas canvas(64, 48);
   FrameConverter converter;
   converter.setFrameSize({64, 48});
-  converter.convert(canvas.picture(), converter.newFrame());
+  converter.convert(canvas.capture(), converter.newFrame());
   converter.setFrameSize({32, 24});
   canvas.scribble(0, 20);
-  converter.convert(canvas.picture(0, 20), converter.newFrame());
+  converter.convert(canvas.capture(0, 20), converter.newFrame());
   converter.setFrameSize({64, 48});
   canvas.scribble(30, 40);
   const auto frame = converter.newFrame();
-  converter.convert(canvas.picture(30, 40), frame);
-  EXPECT_TRUE(testing_support::samePicture(*frame, *whole(canvas.picture())));
+  converter.convert(canvas.capture(30, 40), frame);
+  EXPECT_TRUE(testing_support::sameImage(*frame, *whole(canvas.capture())));
 }
 
 TEST(FrameConverter, convertsEverythingWhenTheDisplayChangesItsSize) {
   FrameConverter converter;
   converter.setFrameSize({160, 90});
   const Canvas before(640, 480);
-  converter.convert(before.picture(), converter.newFrame());
+  converter.convert(before.capture(), converter.newFrame());
   const Canvas after(800, 600);
   const auto frame = converter.newFrame();
-  converter.convert(after.picture(10, 20), frame);
-  EXPECT_TRUE(testing_support::samePicture(*frame, *scaled(*whole(after.picture()), 160, 90)));
+  converter.convert(after.capture(10, 20), frame);
+  EXPECT_TRUE(testing_support::sameImage(*frame, *scaled(*whole(after.capture()), 160, 90)));
 }
 
-TEST(FrameConverter, ignoresRowsOutsideThePicture) {
+TEST(FrameConverter, ignoresRowsOutsideTheImage) {
   const Canvas canvas(64, 48);
   FrameConverter converter;
   converter.setFrameSize({32, 24});
   const auto frame = converter.newFrame();
-  converter.convert(canvas.picture(), frame);
-  converter.convert(canvas.picture(-10, 1000), frame);
-  converter.convert(canvas.picture(60, 20), frame);
-  EXPECT_TRUE(testing_support::samePicture(*frame, *scaled(*whole(canvas.picture()), 32, 24)));
+  converter.convert(canvas.capture(), frame);
+  converter.convert(canvas.capture(-10, 1000), frame);
+  converter.convert(canvas.capture(60, 20), frame);
+  EXPECT_TRUE(testing_support::sameImage(*frame, *scaled(*whole(canvas.capture()), 32, 24)));
 }
 
 TEST(FrameConverter, makesABoundedNumberOfFrames) {

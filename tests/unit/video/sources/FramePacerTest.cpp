@@ -11,11 +11,11 @@ using namespace std::chrono_literals;
 using Time = FramePacer::Time;
 using Action = FramePacer::Action;
 
-// Lives through time with a pacer: the display changes at the given times, and every frame sent is
-// noted. `lateness` is how much later than asked the thread wakes.
-class Life {
+// Simulates time for a pacer: the display changes at the given times, and every frame sent is recorded. The thread
+// wakes later than requested by `lateness`.
+class Simulation {
  public:
-  explicit Life(int fps, Time lateness = 0ns) : pacer(fps), lateness_(lateness) {}
+  explicit Simulation(int fps, Time lateness = 0ns) : pacer(fps), lateness_(lateness) {}
 
   // The display changes at `first` and then every `period`, `count` times.
   void changes(Time first, Time period, int count) {
@@ -25,8 +25,8 @@ class Life {
   void runUntil(Time end) {
     while (now < end) {
       const FramePacer::Step step = pacer.next(now);
-      if (step.action == Action::look) {
-        look();
+      if (step.action == Action::poll) {
+        poll();
       } else if (step.action == Action::repeat) {
         repeats.push_back(now);
         frames.push_back(now);
@@ -41,11 +41,11 @@ class Life {
   Time now = 1000s;
   std::vector<Time> frames;
   std::vector<Time> repeats;
-  int looks = 0;
+  int polls = 0;
 
  private:
-  void look() {
-    ++looks;
+  void poll() {
+    ++polls;
     bool changed = frames.empty();
     while (next_ < changes_.size() && changes_[next_] <= now) {
       changed = true;
@@ -55,7 +55,7 @@ class Life {
       frames.push_back(now);
       pacer.sentChange(now);
     } else {
-      pacer.sawNothing(now);
+      pacer.pollUnchanged(now);
     }
   }
 
@@ -72,44 +72,44 @@ class Life {
   Time lateness_;
 };
 
-TEST(FramePacer, looksAtOnceWhenItBegins) { EXPECT_EQ(FramePacer(30).next(5s).action, Action::look); }
+TEST(FramePacer, pollsAtOnceWhenItBegins) { EXPECT_EQ(FramePacer(30).next(5s).action, Action::poll); }
 
-TEST(FramePacer, waitsForAChangeWhileThereIsNoPictureToRepeat) {
+TEST(FramePacer, waitsForAChangeWhileThereIsNoFrameToRepeat) {
   FramePacer pacer(30);
-  pacer.sawNothing(5s);
+  pacer.pollUnchanged(5s);
   EXPECT_EQ(pacer.next(6s), (FramePacer::Step{Action::wait, FramePacer::kForever, true}));
 }
 
 TEST(FramePacer, sendsAStillScreenAboutOnceASecond) {
-  Life life(60);
-  life.runUntil(1011s + 500ms);
-  // The first picture, its sharpening, and then one a second.
-  EXPECT_EQ(life.frames.size(), 1u + FramePacer::kBurstLength + 9u);
-  for (std::size_t i = 1 + FramePacer::kBurstLength; i < life.frames.size(); ++i) {
-    EXPECT_EQ(life.frames[i] - life.frames[i - 1], 1s);
+  Simulation simulation(60);
+  simulation.runUntil(1011s + 500ms);
+  // The first frame, its sharpening, and then one per second.
+  EXPECT_EQ(simulation.frames.size(), 1u + FramePacer::kBurstLength + 9u);
+  for (std::size_t i = 1 + FramePacer::kBurstLength; i < simulation.frames.size(); ++i) {
+    EXPECT_EQ(simulation.frames[i] - simulation.frames[i - 1], 1s);
   }
 }
 
 TEST(FramePacer, neverReadsAStillScreenAgain) {
-  Life life(60);
-  life.runUntil(1010s);
-  EXPECT_EQ(life.looks, 1);
+  Simulation simulation(60);
+  simulation.runUntil(1010s);
+  EXPECT_EQ(simulation.polls, 1);
 }
 
 TEST(FramePacer, sends30FramesASecondOf120Changes) {
-  Life life(30);
-  life.changes(1000s, 8333333ns, 1200);
-  life.runUntil(1010s);
-  EXPECT_NEAR(static_cast<double>(life.frames.size()), 300, 1);
-  EXPECT_TRUE(life.repeats.empty());
+  Simulation simulation(30);
+  simulation.changes(1000s, 8333333ns, 1200);
+  simulation.runUntil(1010s);
+  EXPECT_NEAR(static_cast<double>(simulation.frames.size()), 300, 1);
+  EXPECT_TRUE(simulation.repeats.empty());
 }
 
 TEST(FramePacer, keepsTheRateWhenTheThreadWakesLate) {
-  Life life(60, 2ms);
-  life.changes(1000s, 1ms, 10000);
-  life.runUntil(1010s);
-  EXPECT_GE(life.frames.size(), 595u);
-  EXPECT_LE(life.frames.size(), 601u);
+  Simulation simulation(60, 2ms);
+  simulation.changes(1000s, 1ms, 10000);
+  simulation.runUntil(1010s);
+  EXPECT_GE(simulation.frames.size(), 595u);
+  EXPECT_LE(simulation.frames.size(), 601u);
 }
 
 TEST(FramePacer, keepsFramesApartAfterAPause) {
@@ -122,12 +122,12 @@ TEST(FramePacer, keepsFramesApartAfterAPause) {
 }
 
 TEST(FramePacer, sendsASingleChangeAtOnceThenSharpensItThenOnceASecond) {
-  Life life(60);
-  life.changes(1003s + 300ms, 0s, 1);
-  life.runUntil(1007s + 500ms);
+  Simulation simulation(60);
+  simulation.changes(1003s + 300ms, 0s, 1);
+  simulation.runUntil(1007s + 500ms);
   const Time change = 1003s + 300ms;
   std::vector<Time> after;
-  for (const Time frame : life.frames) {
+  for (const Time frame : simulation.frames) {
     if (frame >= change) after.push_back(frame - change);
   }
   std::vector<Time> wanted;
@@ -142,88 +142,89 @@ TEST(FramePacer, holdsAChangeInsideTheIntervalUntilItIsOver) {
   pacer.changeSeen();
   // The display need not be watched: it is known to have changed.
   EXPECT_EQ(pacer.next(1000s + 5ms), (FramePacer::Step{Action::wait, 1000s + 20ms, false}));
-  EXPECT_EQ(pacer.next(1000s + 20ms).action, Action::look);
+  EXPECT_EQ(pacer.next(1000s + 20ms).action, Action::poll);
 }
 
-TEST(FramePacer, holdsLooksThatBringNothingToTheRate) {
+TEST(FramePacer, holdsPollsWithoutAChangeToTheRate) {
   FramePacer pacer(50);
   pacer.sentChange(1000s);
   pacer.changeSeen();
-  pacer.sawNothing(1001s);
+  pacer.pollUnchanged(1001s);
   pacer.changeSeen();
   EXPECT_EQ(pacer.next(1001s + 1ms), (FramePacer::Step{Action::wait, 1001s + 20ms, false}));
 }
 
-TEST(FramePacer, triesAFailedLookAgainAfterTheInterval) {
+TEST(FramePacer, repeatsAFailedPollAfterTheInterval) {
   FramePacer pacer(50);
-  pacer.lookFailed(1000s);
+  pacer.pollFailed(1000s);
   EXPECT_EQ(pacer.next(1000s), (FramePacer::Step{Action::wait, 1000s + 20ms, false}));
-  EXPECT_EQ(pacer.next(1000s + 20ms).action, Action::look);
+  EXPECT_EQ(pacer.next(1000s + 20ms).action, Action::poll);
 }
 
 TEST(FramePacer, repeatsAtOnceForAViewerAndSharpensForIt) {
-  Life life(60);
-  life.runUntil(1002s + 700ms);
-  life.frames.clear();
-  life.pacer.refreshAsked();
-  life.runUntil(1005s);
-  ASSERT_EQ(life.frames.size(), 1u + FramePacer::kBurstLength);
-  EXPECT_EQ(life.frames[0], 1002s + 700ms);
-  EXPECT_EQ(life.frames[1], 1002s + 800ms);
-  EXPECT_EQ(life.looks, 1);
+  Simulation simulation(60);
+  simulation.runUntil(1002s + 700ms);
+  simulation.frames.clear();
+  simulation.pacer.refreshAsked();
+  simulation.runUntil(1005s);
+  ASSERT_EQ(simulation.frames.size(), 1u + FramePacer::kBurstLength);
+  EXPECT_EQ(simulation.frames[0], 1002s + 700ms);
+  EXPECT_EQ(simulation.frames[1], 1002s + 800ms);
+  EXPECT_EQ(simulation.polls, 1);
 }
 
 TEST(FramePacer, keepsTheRateWithManyRefreshes) {
-  Life life(10);
-  life.runUntil(1000s + 1ms);
+  Simulation simulation(10);
+  simulation.runUntil(1000s + 1ms);
   for (int i = 0; i < 1000; ++i) {
-    life.pacer.refreshAsked();
-    life.runUntil(life.now + 1ms);
+    simulation.pacer.refreshAsked();
+    simulation.runUntil(simulation.now + 1ms);
   }
-  EXPECT_NEAR(static_cast<double>(life.frames.size()), 11, 1);
+  EXPECT_NEAR(static_cast<double>(simulation.frames.size()), 11, 1);
 }
 
 TEST(FramePacer, limitsTheEncodersRequests) {
-  Life life(60);
-  life.runUntil(1001s);
-  life.frames.clear();
+  Simulation simulation(60);
+  simulation.runUntil(1001s);
+  simulation.frames.clear();
   for (int i = 0; i < 2000; ++i) {
-    life.pacer.encoderAsked();
-    life.runUntil(life.now + 1ms);
+    simulation.pacer.encoderAsked();
+    simulation.runUntil(simulation.now + 1ms);
   }
-  EXPECT_NEAR(static_cast<double>(life.frames.size()), 20, 1);
+  EXPECT_NEAR(static_cast<double>(simulation.frames.size()), 20, 1);
 }
 
 TEST(FramePacer, answersASingleRequestOfTheEncoderAtOnce) {
-  Life life(60);
-  life.runUntil(1001s + 800ms);
-  life.pacer.encoderAsked();
-  EXPECT_EQ(life.pacer.next(life.now).action, Action::repeat);
+  Simulation simulation(60);
+  simulation.runUntil(1001s + 800ms);
+  simulation.pacer.encoderAsked();
+  EXPECT_EQ(simulation.pacer.next(simulation.now).action, Action::repeat);
 }
 
-TEST(FramePacer, looksBeforeItRepeatsWhenTheDisplayChanged) {
+TEST(FramePacer, pollsBeforeItRepeatsWhenTheDisplayChanged) {
   FramePacer pacer(60);
   pacer.sentChange(1000s);
   pacer.refreshAsked();
   pacer.changeSeen();
-  EXPECT_EQ(pacer.next(1001s).action, Action::look);
+  EXPECT_EQ(pacer.next(1001s).action, Action::poll);
   pacer.sentChange(1001s);
   EXPECT_EQ(pacer.next(1001s + 50ms).action, Action::wait) << "the change has answered the refresh";
 }
 
-TEST(FramePacer, looksAndSendsAtOnceAfterARestart) {
+TEST(FramePacer, pollsAndSendsAtOnceAfterARestart) {
   FramePacer pacer(1);
   pacer.sentChange(1000s);
   pacer.restart();
-  EXPECT_EQ(pacer.next(1000s + 1ms).action, Action::look);
-  pacer.sawNothing(1000s + 1ms);
+  EXPECT_EQ(pacer.next(1000s + 1ms).action, Action::poll);
+  pacer.pollUnchanged(1000s + 1ms);
   EXPECT_EQ(pacer.next(1000s + 1ms).action, Action::repeat);
 }
 
 TEST(FramePacer, keepsRepeatsWithinALowRate) {
-  Life life(2);
-  life.runUntil(1003s);
-  for (std::size_t i = 1; i < life.frames.size(); ++i) EXPECT_GE(life.frames[i] - life.frames[i - 1], 500ms);
+  Simulation simulation(2);
+  simulation.runUntil(1003s);
+  for (std::size_t i = 1; i < simulation.frames.size(); ++i)
+    EXPECT_GE(simulation.frames[i] - simulation.frames[i - 1], 500ms);
 }
 
 }  // namespace

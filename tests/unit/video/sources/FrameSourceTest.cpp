@@ -32,7 +32,7 @@ TEST_F(FrameSourceTest, describesItselfAsALocalLiveSourceThatIsNoScreencast) {
   EXPECT_EQ(source->needs_denoising(), absl::optional<bool>(false));
 }
 
-TEST_F(FrameSourceTest, handsOnTheVeryBufferOfEverySizeThatWasAskedFor) {
+TEST_F(FrameSourceTest, passesOnTheVeryBufferOfEverySizeThatWasAskedFor) {
   FrameSink sink(source.get());
   for (int width = 16; width < 4000; width += 37) {
     const int height = 16 + width * 7 % 1500;
@@ -46,7 +46,7 @@ TEST_F(FrameSourceTest, handsOnTheVeryBufferOfEverySizeThatWasAskedFor) {
   }
 }
 
-TEST_F(FrameSourceTest, handsOnWhatChangedSinceTheLastFrameThatWasWanted) {
+TEST_F(FrameSourceTest, passesOnWhatChangedSinceTheLastFrameThatWasWanted) {
   const auto frame = webrtc::I420Buffer::Create(640, 480);
   webrtc::I420Buffer::SetBlack(frame.get());
   std::int64_t time = 0;
@@ -54,7 +54,7 @@ TEST_F(FrameSourceTest, handsOnWhatChangedSinceTheLastFrameThatWasWanted) {
     return source->push(frame, time += 1'000'000, changed);
   };
   const QRect whole(0, 0, 640, 480);
-  EXPECT_FALSE(pushChanged(QRect(0, 0, 4, 4))) << "nobody is there";
+  EXPECT_FALSE(pushChanged(QRect(0, 0, 4, 4))) << "no sink";
   FrameSink sink(source.get());
   ASSERT_TRUE(pushChanged(QRect(10, 10, 4, 4)));
   EXPECT_EQ(sink.last().changed, whole) << "the first frame that the sink sees";
@@ -115,7 +115,7 @@ TEST_F(FrameSourceTest, dropsFramesWhileInactive) {
   source->setActive(false);
   EXPECT_FALSE(push(64, 64));
   webrtc::VideoTrackSourceInterface::Stats stats{};
-  EXPECT_FALSE(source->GetStats(&stats)) << "an inactive source does not even look at the frame";
+  EXPECT_FALSE(source->GetStats(&stats)) << "an inactive source does not even read the frame";
   source->setActive(true);
   EXPECT_TRUE(push(64, 64));
   EXPECT_EQ(sink.count(), 1u);
@@ -153,18 +153,11 @@ TEST_F(FrameSourceTest, keepsTheFormatAsItWasRequested) {
 
 TEST_F(FrameSourceTest, survivesFormatsThatMakeNoSense) {
   FrameSink sink(source.get());
-  constexpr int kMost = std::numeric_limits<int>::max();
-  constexpr int kLeast = std::numeric_limits<int>::min();
+  constexpr int kMax = std::numeric_limits<int>::max();
+  constexpr int kMin = std::numeric_limits<int>::min();
   std::size_t frames = 0;
-  for (const auto& [width, height] : {std::pair{0, 0},
-                                      {-1, 720},
-                                      {kLeast, kLeast},
-                                      {kMost, kMost},
-                                      {kMost, 1},
-                                      {1, kMost},
-                                      {1, 1},
-                                      {64, 1},
-                                      {2, 3}}) {
+  for (const auto& [width, height] :
+       {std::pair{0, 0}, {-1, 720}, {kMin, kMin}, {kMax, kMax}, {kMax, 1}, {1, kMax}, {1, 1}, {64, 1}, {2, 3}}) {
     for (const int side : {64, 16, 8}) {
       source->adaptOutputFormat(width, height, 0);
       EXPECT_TRUE(push(side, 48)) << width << "x" << height;

@@ -1,4 +1,4 @@
-// A screen source on a screen that the test holds.
+// A screen source on a fake screen.
 #pragma once
 
 #include <memory>
@@ -18,8 +18,8 @@ class ScreenVideoSourceTest : public MainThreadTest {
   std::unique_ptr<ScreenVideoSource> make(int width, int height, int fps, int displayIndex = 0) {
     return std::make_unique<ScreenVideoSource>(
         screen->factory(), width, height, fps, displayIndex,
-        ScreenNews{.refused = [this](const QString& name) { permissions.append(name); },
-                   .resized = [this] { ++resizes; }});
+        ScreenEvents{.refused = [this](const QString& name) { permissions.append(name); },
+                     .resized = [this] { ++resizes; }});
   }
   // Starts and waits for the end of the attempt.
   [[nodiscard]] bool start(ScreenVideoSource& source) {

@@ -1,4 +1,4 @@
-// What becomes of a running screen source: pauses, stops, other settings, a lost display.
+// The life cycle of a screen source: pauses, stops, other settings, a lost display.
 #include <utility>
 
 #include "tests/unit/video/sources/ScreenSourceFixture.h"
@@ -13,7 +13,7 @@ using namespace testing_support;
 
 using ScreenSourceLifeTest = ScreenVideoSourceTest;
 
-TEST_F(ScreenSourceLifeTest, readsNothingWhileInactiveButTheFirstPicture) {
+TEST_F(ScreenSourceLifeTest, readsNothingWhileInactiveButTheFirstFrame) {
   const auto source = make(64, 48, 60);
   FrameSink sink(source->native());
   source->setActive(false);
@@ -35,7 +35,7 @@ TEST_F(ScreenSourceLifeTest, reportsARefusalWhileInactive) {
   EXPECT_EQ(permissions.size(), 1);
 }
 
-TEST_F(ScreenSourceLifeTest, sendsAFreshPictureAtOnceWhenItBecomesActive) {
+TEST_F(ScreenSourceLifeTest, sendsANewFrameAtOnceWhenItBecomesActive) {
   const auto source = make(64, 48, 60);
   FrameSink sink(source->native());
   source->setActive(false);
@@ -46,7 +46,7 @@ TEST_F(ScreenSourceLifeTest, sendsAFreshPictureAtOnceWhenItBecomesActive) {
   EXPECT_EQ(sink.frames()[0].luma, kWhiteLuma);
 }
 
-TEST_F(ScreenSourceLifeTest, sendsTheOldPictureAtOnceWhenNothingChangedWhileInactive) {
+TEST_F(ScreenSourceLifeTest, sendsTheOldFrameAtOnceWhenNothingChangedWhileInactive) {
   const auto source = make(64, 48, 60);
   FrameSink sink(source->native());
   source->setActive(false);
@@ -160,7 +160,7 @@ TEST_F(ScreenSourceLifeTest, callsEveryDoneOfStartsInQuickSuccession) {
   ASSERT_TRUE(pumpUntil([&] { return ended == 100; }));
 }
 
-TEST_F(ScreenSourceLifeTest, callsNobodyAfterItsDestruction) {
+TEST_F(ScreenSourceLifeTest, callsNothingAfterItsDestruction) {
   screen->refuseWith(u"not today"_s);
   auto source = make(64, 48, 30);
   bool ended = false;
@@ -175,7 +175,7 @@ TEST_F(ScreenSourceLifeTest, callsNobodyAfterItsDestruction) {
   EXPECT_TRUE(permissions.isEmpty());
 }
 
-TEST_F(ScreenSourceLifeTest, showsADisplayThatComesBackWithoutAWord) {
+TEST_F(ScreenSourceLifeTest, showsADisplayThatComesBackWithoutALogLine) {
   const auto source = make(64, 48, 60);
   FrameSink sink(source->native());
   ASSERT_TRUE(start(*source));
@@ -194,7 +194,7 @@ TEST_F(ScreenSourceLifeTest, showsADisplayThatComesBackWithoutAWord) {
   EXPECT_TRUE(permissions.isEmpty());
 }
 
-TEST_F(ScreenSourceLifeTest, looksForALostDisplayOnceASecond) {
+TEST_F(ScreenSourceLifeTest, searchesForALostDisplayOnceASecond) {
   const auto source = make(64, 48, 60);
   const auto begin = std::chrono::steady_clock::now();
   ASSERT_TRUE(start(*source));

@@ -125,7 +125,7 @@ TEST_F(ScreenVideoSourceTest, capturesTheLastDisplayForAnIndexBeyondIt) {
   EXPECT_EQ(log.lines().first(), u"[sc] Video capture started at 16x16@30 displayIndex=1"_s);
 }
 
-TEST_F(ScreenVideoSourceTest, tellsThatTheDisplayHasAnotherSize) {
+TEST_F(ScreenVideoSourceTest, reportsThatTheDisplayHasAnotherSize) {
   const auto source = make(64, 48, 60);
   FrameSink sink(source->native());
   ASSERT_TRUE(start(*source));
@@ -139,8 +139,8 @@ TEST_F(ScreenVideoSourceTest, tellsThatTheDisplayHasAnotherSize) {
   EXPECT_EQ(resizes, 1);
 }
 
-// Whoever asked for the new settings still went by the old size.
-TEST_F(ScreenVideoSourceTest, tellsOfASizeThatChangedTogetherWithTheSettings) {
+// The new settings were still chosen for the old size.
+TEST_F(ScreenVideoSourceTest, reportsASizeThatChangedTogetherWithTheSettings) {
   const auto source = make(64, 48, 60);
   FrameSink sink(source->native());
   ASSERT_TRUE(start(*source));
@@ -151,7 +151,7 @@ TEST_F(ScreenVideoSourceTest, tellsOfASizeThatChangedTogetherWithTheSettings) {
   ASSERT_TRUE(pumpUntil([&] { return resizes == 1; }));
 }
 
-TEST_F(ScreenVideoSourceTest, tellsNothingOfTheSizeOfADisplayThatWasAskedFor) {
+TEST_F(ScreenVideoSourceTest, reportsNothingAboutTheSizeOfADisplayThatWasAskedFor) {
   screen->setDisplays({{64, 48}, {32, 32}});
   const auto source = make(64, 48, 60);
   FrameSink sink(source->native());
@@ -217,7 +217,7 @@ TEST_F(ScreenVideoSourceTest, boundsRequestsThatNoMachineCouldServe) {
   EXPECT_EQ(source->fps(), 120);
 }
 
-TEST_F(ScreenVideoSourceTest, stampsFramesWithTheLibrarysClockAndTellsTheWallClock) {
+TEST_F(ScreenVideoSourceTest, stampsFramesWithTheLibrarysClockAndReportsTheWallClock) {
   const auto wall = [] {
     return std::chrono::nanoseconds(std::chrono::system_clock::now().time_since_epoch()).count();
   };
@@ -233,7 +233,7 @@ TEST_F(ScreenVideoSourceTest, stampsFramesWithTheLibrarysClockAndTellsTheWallClo
   EXPECT_LE(source->lastCaptureWallNs(), wall());
 }
 
-TEST_F(ScreenVideoSourceTest, repeatsAStillPictureWithoutReadingTheDisplay) {
+TEST_F(ScreenVideoSourceTest, repeatsAStillFrameWithoutReadingTheDisplay) {
   const auto source = make(64, 48, 60);
   FrameSink sink(source->native());
   ASSERT_TRUE(start(*source));
@@ -251,7 +251,7 @@ TEST_F(ScreenVideoSourceTest, sendsNothingForAChangeThatDoesNotShow) {
   EXPECT_EQ(screen->reads(), 1);
 }
 
-TEST_F(ScreenVideoSourceTest, looksAgainWhenThereWasNoPictureYet) {
+TEST_F(ScreenVideoSourceTest, pollsAgainWhenThereWasNoFrameYet) {
   screen->setNotReady(3);
   const auto source = make(64, 48, 60);
   FrameSink sink(source->native());
@@ -272,7 +272,7 @@ TEST_F(ScreenVideoSourceTest, holdsARushOfChangesToTheRate) {
     white = !white;
     pump();
   }
-  // Looked at before the clock: more frames may come in between.
+  // Counted before the time is read: more frames may arrive in between.
   const auto frames = static_cast<double>(sink.count() - before);
   const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
   // Never faster; slower only as far as a busy machine makes it.
@@ -280,7 +280,7 @@ TEST_F(ScreenVideoSourceTest, holdsARushOfChangesToTheRate) {
   EXPECT_GE(frames, 3 * seconds);
 }
 
-TEST_F(ScreenVideoSourceTest, sendsThePictureAgainForAViewer) {
+TEST_F(ScreenVideoSourceTest, sendsTheFrameAgainForAViewer) {
   const auto source = make(64, 48, 60);
   FrameSink sink(source->native());
   ASSERT_TRUE(start(*source));
@@ -292,7 +292,7 @@ TEST_F(ScreenVideoSourceTest, sendsThePictureAgainForAViewer) {
   EXPECT_EQ(screen->reads(), 1);
 }
 
-TEST_F(ScreenVideoSourceTest, sendsThePictureToASinkThatComesLater) {
+TEST_F(ScreenVideoSourceTest, sendsTheFrameToASinkThatComesLater) {
   const auto source = make(64, 48, 60);
   ASSERT_TRUE(start(*source));
   pumpFor(700ms);

@@ -1,4 +1,4 @@
-// What the tests of the video sources share. Heavy: sees the WebRTC library.
+// Shared by the tests of the video sources. Heavy header (WebRTC library).
 #pragma once
 
 #include <gtest/gtest.h>
@@ -22,19 +22,19 @@
 
 namespace vantora::testing_support {
 
-// The library's own log would bury the tests'.
+// The library's log would hide that of the tests.
 inline const bool kLibraryIsQuiet = [] {
   rtc::LogMessage::LogToDebug(rtc::LS_NONE);
   return true;
 }();
 
-// Handles the main-thread events that are there.
+// Handles pending main-thread events.
 inline void pump() {
   QCoreApplication::processEvents();
   std::this_thread::sleep_for(std::chrono::microseconds(200));
 }
 
-// Handles main-thread events until `condition` holds; false when it never does.
+// Handles main-thread events until `condition` holds; false after a timeout.
 [[nodiscard]] inline bool pumpUntil(const std::function<bool()>& condition) {
   testing_loop::Timeout timeout;
   while (!condition()) {
@@ -71,7 +71,7 @@ class LockedLog {
   }};
 };
 
-// The encoder's place: takes the frames of a source.
+// Takes the frames of a source in place of the encoder.
 class FrameSink final : public rtc::VideoSinkInterface<webrtc::VideoFrame> {
  public:
   struct Frame {
@@ -110,7 +110,7 @@ class FrameSink final : public rtc::VideoSinkInterface<webrtc::VideoFrame> {
   }
   std::size_t count() const { return frames().size(); }
   Frame last() const { return frames().back(); }
-  rtc::scoped_refptr<webrtc::I420BufferInterface> lastPicture() const {
+  rtc::scoped_refptr<webrtc::I420BufferInterface> lastImage() const {
     const std::lock_guard lock(mutex_);
     return last_;
   }
@@ -122,8 +122,8 @@ class FrameSink final : public rtc::VideoSinkInterface<webrtc::VideoFrame> {
   rtc::scoped_refptr<webrtc::I420BufferInterface> last_;
 };
 
-// Whether two frames show exactly the same picture.
-inline bool samePicture(const webrtc::I420BufferInterface& a, const webrtc::I420BufferInterface& b) {
+// Whether two frames show exactly the same image.
+inline bool sameImage(const webrtc::I420BufferInterface& a, const webrtc::I420BufferInterface& b) {
   if (a.width() != b.width() || a.height() != b.height()) return false;
   const auto samePlane = [](const std::uint8_t* p, int ps, const std::uint8_t* q, int qs, int width, int height) {
     for (int y = 0; y < height; ++y) {

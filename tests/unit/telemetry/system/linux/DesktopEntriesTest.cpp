@@ -115,7 +115,7 @@ TEST_F(DesktopEntriesTest, findsTheProgramBehindItsName) {
   EXPECT_EQ(all.byFile(path(u"apps/b.desktop"_s)), nullptr);
 }
 
-TEST_F(DesktopEntriesTest, programsThatRunOthersAreNobodys) {
+TEST_F(DesktopEntriesTest, programsThatRunOthersBelongToNoEntry) {
   write(u"bin/sh"_s, "x");
   write(u"bin/python3.11"_s, "x");
   entry(u"a.desktop"_s, u"Shell"_s, u"sh -c 'something'"_s);
@@ -135,12 +135,12 @@ TEST_F(DesktopEntriesTest, foldersBelowArePartOfTheId) {
   EXPECT_EQ(all.byId(u"readme"_s), nullptr);
 }
 
-TEST_F(DesktopEntriesTest, noticesNewEntries) {
+TEST_F(DesktopEntriesTest, detectsNewEntries) {
   entry(u"a.desktop"_s, u"A"_s, u"a"_s);
   DesktopEntries all = entries();
   EXPECT_EQ(all.byId(u"b"_s), nullptr);
   entry(u"b.desktop"_s, u"B"_s, u"b"_s);
-  // The clock of the file system is coarse; this time is another for sure.
+  // The clock of the file system is coarse; this time is certainly different.
   const timespec times[2]{{.tv_sec = 1000, .tv_nsec = 0}, {.tv_sec = 1000, .tv_nsec = 0}};
   ASSERT_EQ(utimensat(AT_FDCWD, QFile::encodeName(path(u"apps"_s)).constData(), times, 0), 0);
   all.refresh();

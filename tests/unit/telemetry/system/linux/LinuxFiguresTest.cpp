@@ -74,7 +74,7 @@ TEST_F(LinuxFiguresTest, theFirstCollectionComparesWithAMomentBefore) {
   EXPECT_EQ(figures.cpuPct, 75);
   EXPECT_EQ(figures.memory, (MemoryFigures{1'024'000, 768'000}));
   EXPECT_TRUE(figures.disk);
-  EXPECT_EQ(figures.network, std::nullopt) << "the first look at the network has nothing to compare with";
+  EXPECT_EQ(figures.network, std::nullopt) << "the first sample of the network has nothing to compare with";
   ASSERT_EQ(figures.top.size(), 2U);
   EXPECT_EQ(figures.top[0], (ProcessFigures{2, u"busy"_s, 20'480, 50, std::nullopt}));
   EXPECT_EQ(figures.top[1], (ProcessFigures{1, u"init"_s, 81'920, 0, std::nullopt}));
@@ -201,12 +201,12 @@ TEST_F(LinuxFiguresTest, aProcessStuckInTheKernelIsNotAskedForItsMemory) {
   EXPECT_EQ(names(machine.collect({})), (QStringList{u"a-very-long-nam"_s, u"wrapped"_s}));
   EXPECT_FALSE(watch.wereOpened());
 
-  // Back among the living they have their whole names.
+  // No longer stuck, they get their whole names.
   tree_.process(1, "a-very-long-nam", 0);
   tree_.process(2, "wrapped", 0);
   now_ += 1;
   EXPECT_EQ(names(machine.collect({})), (QStringList{u"a-very-long-name-indeed"_s, u"Netzsegler"_s}));
-  // And keep them when they are stuck again.
+  // They keep them when they are stuck again.
   tree_.process(1, "a-very-long-nam", 0, 10, 100, 'D');
   tree_.process(2, "wrapped", 0, 10, 100, 'D');
   (void)watch.wereOpened();
@@ -288,7 +288,7 @@ TEST_F(LinuxFiguresTest, aControlGroupNamesTheApplicationButNotWhatItStarted) {
   EXPECT_EQ(names(machine.collect({})), (QStringList{u"init"_s, u"Netzsegler"_s}));
 }
 
-TEST_F(LinuxFiguresTest, aProcessThatStartsAnotherProgramIsLookedAtAgain) {
+TEST_F(LinuxFiguresTest, aProcessThatStartsAnotherProgramIsIdentifiedAgain) {
   desktopEntry(u"browser"_s, "browser-bin");
   tree_.link(u"2/exe"_s, u"/usr/bin/dash"_s);
   LinuxFigures machine = make();

@@ -55,7 +55,7 @@ TEST(ParseMeminfo, countsWhatIsNotFree) {
             (MemoryFigures{24683916ULL * 1024, 5683916ULL * 1024}));
 }
 
-TEST(ParseMeminfo, isNoneUsedWhenMoreIsFreeThanThereIs) {
+TEST(ParseMeminfo, isZeroUsedWhenMoreIsFreeThanExists) {
   EXPECT_EQ(parseMeminfo("MemTotal: 10 kB\nMemFree: 11 kB\n"), (MemoryFigures{10240, 0}));
 }
 
@@ -149,7 +149,7 @@ TEST(DiskFigures, areCountedAsDfDoes) {
   volume.f_frsize = 4096;
   volume.f_blocks = 1000;
   volume.f_bfree = 400;
-  volume.f_bavail = 350;  // fifty are the administrator's
+  volume.f_bavail = 350;  // fifty are reserved for the administrator
   EXPECT_EQ(diskFigures(volume), (DiskFigures{64, 4'096'000, 2'457'600})) << "600 of 950, rounded up";
   volume.f_bfree = volume.f_blocks;
   volume.f_bavail = 950;

@@ -1,4 +1,4 @@
-// A folder that stands for /proc, with the kernel's formats.
+// A folder in place of /proc, with files in the kernel's formats.
 #pragma once
 
 #include <QByteArray>
@@ -26,7 +26,7 @@ class ProcTree {
   }
   void gone(int pid) const { QDir(folder_.filePath(QString::number(pid))).removeRecursively(); }
   void link(const QString& name, const QString& target) const { QFile::link(target, folder_.filePath(name)); }
-  // The line for the whole machine: `busy` ticks in processes, `idle` without.
+  // The line for the whole machine: `busy` ticks in processes, `idle` ticks without.
   void load(quint64 busy, quint64 idle) const {
     file(QStringLiteral("stat"), "cpu  " + QByteArray::number(busy) + " 0 0 " + QByteArray::number(idle) +
                                      " 0 0 0 0 0 0\ncpu0 1 1 1 1 1 1 1 1 1 1\nintr 5 1 2 3\n");
@@ -36,7 +36,7 @@ class ProcTree {
 
   static QByteArray statLine(int pid, const QByteArray& name, quint64 cpuTicks, quint64 rssPages, quint64 start,
                              char state = 'S') {
-    // The time is spent in two halves: in the program and in the kernel.
+    // Half of the time is spent in the program, half in the kernel.
     const QByteArray user = QByteArray::number(cpuTicks - cpuTicks / 2);
     const QByteArray system = QByteArray::number(cpuTicks / 2);
     return QByteArray::number(pid) + " (" + name + ") " + state + " 1 5 5 0 -1 4194304 111 222 0 0 " + user + ' ' +

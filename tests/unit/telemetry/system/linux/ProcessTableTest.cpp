@@ -16,17 +16,17 @@ class ProcessTableTest : public testing::Test {
   void makeMany() const {
     for (int pid = 1; pid <= kMany; ++pid) tree_.process(pid, "sleeper", 5);
   }
-  // One second later.
-  void look(double processTicks = 0, bool all = false) { table_.look(now_ += 1, processTicks, all); }
+  // A sample one second later.
+  void sample(double processTicks = 0, bool all = false) { table_.sample(now_ += 1, processTicks, all); }
   std::vector<qint32> busiest(std::size_t count) {
     std::vector<qint32> pids;
     for (const ProcessRow& row : table_.busiest(count, now_)) pids.push_back(row.pid);
     return pids;
   }
-  // Nothing is new any more: two looks tell who was busy in between, nobody.
+  // Two samples, after which no process is new or busy.
   void settle() {
-    look(0, true);
-    look(0, true);
+    sample(0, true);
+    sample(0, true);
   }
 
   ProcTree tree_;
@@ -38,10 +38,10 @@ TEST_F(ProcessTableTest, ranksByTheShareOfTheLastInterval) {
   tree_.process(1, "busy before", 100'000);
   tree_.process(2, "busy now", 10);
   tree_.process(3, "half busy", 10);
-  look();
+  sample();
   tree_.process(2, "busy now", 110);
   tree_.process(3, "half busy", 60);
-  look();
+  sample();
   const auto rows = table_.busiest(3, now_);
   ASSERT_EQ(rows.size(), 3U);
   EXPECT_EQ(rows[0].pid, 2);
@@ -54,9 +54,9 @@ TEST_F(ProcessTableTest, ranksByTheShareOfTheLastInterval) {
 
 TEST_F(ProcessTableTest, severalThreadsMakeMoreThanOneProcessor) {
   tree_.process(1, "threads", 0);
-  look();
+  sample();
   tree_.process(1, "threads", 350);
-  look();
+  sample();
   EXPECT_DOUBLE_EQ(table_.busiest(1, now_)[0].share, 350);
 }
 
@@ -64,36 +64,36 @@ TEST_F(ProcessTableTest, equalSharesAreRankedByMemoryAndThenById) {
   tree_.process(5, "small", 0, 1);
   tree_.process(4, "small", 0, 1);
   tree_.process(9, "big", 0, 1000);
-  look();
-  look();
+  sample();
+  sample();
   EXPECT_EQ(busiest(3), (std::vector<qint32>{9, 4, 5}));
 }
 
-TEST_F(ProcessTableTest, aFirstLookHasNoShares) {
+TEST_F(ProcessTableTest, aFirstSampleHasNoShares) {
   tree_.process(1, "old", 100'000);
-  look();
+  sample();
   EXPECT_DOUBLE_EQ(table_.busiest(1, now_)[0].share, 0);
 }
 
-TEST_F(ProcessTableTest, anIdThatAnotherProcessGotStartsAnew) {
+TEST_F(ProcessTableTest, aReusedIdStartsFromZero) {
   tree_.process(1, "first", 10, 10, 100);
-  look();
+  sample();
   tree_.process(1, "second", 500, 10, 200);
-  look();
+  sample();
   auto rows = table_.busiest(1, now_);
   EXPECT_DOUBLE_EQ(rows[0].share, 0);
   EXPECT_EQ(rows[0].name, "second");
   tree_.process(1, "second", 520, 10, 200);
-  look();
+  sample();
   EXPECT_DOUBLE_EQ(table_.busiest(1, now_)[0].share, 20);
 }
 
 TEST_F(ProcessTableTest, processesThatEndAreForgotten) {
   tree_.process(1, "a", 0);
   tree_.process(2, "b", 0);
-  look();
+  sample();
   tree_.gone(1);
-  look();
+  sample();
   EXPECT_EQ(table_.size(), 1U);
   EXPECT_EQ(busiest(5), (std::vector<qint32>{2}));
 }
@@ -105,78 +105,78 @@ TEST_F(ProcessTableTest, whatCannotBeReadIsPassedOver) {
   tree_.file(QStringLiteral("self/stat"), "4 (x) S");
   tree_.file(QStringLiteral("5x/stat"), ProcTree::statLine(5, "x", 1, 1, 1));
   tree_.file(QStringLiteral("99999999999/stat"), ProcTree::statLine(5, "x", 1, 1, 1));
-  look();
-  look();
+  sample();
+  sample();
   EXPECT_EQ(busiest(5), (std::vector<qint32>{1}));
 }
 
 TEST_F(ProcessTableTest, aFolderThatIsNotThereHasNoProcesses) {
-  ProcessTable none("/no/such/folder", 100);
-  none.look(1, 0, true);
-  EXPECT_TRUE(none.busiest(5, 1).empty());
+  ProcessTable missing("/no/such/folder", 100);
+  missing.sample(1, 0, true);
+  EXPECT_TRUE(missing.busiest(5, 1).empty());
 }
 
 // Many processes
 
-TEST_F(ProcessTableTest, ofManyQuietOnesOnlyAPartIsLookedAt) {
+TEST_F(ProcessTableTest, ofManyQuietProcessesOnlyAPartIsRead) {
   makeMany();
-  look(0, true);
-  EXPECT_EQ(table_.looks(), static_cast<std::size_t>(kMany));
+  sample(0, true);
+  EXPECT_EQ(table_.readCount(), static_cast<std::size_t>(kMany));
   settle();
-  look();
-  EXPECT_EQ(table_.looks(), ProcessTable::kInTurn);
+  sample();
+  EXPECT_EQ(table_.readCount(), ProcessTable::kInTurn);
   EXPECT_EQ(table_.size(), static_cast<std::size_t>(kMany));
 }
 
-TEST_F(ProcessTableTest, busyAndNewOnesAmongManyAreAlwaysLookedAt) {
+TEST_F(ProcessTableTest, busyAndNewProcessesAmongManyAreAlwaysRead) {
   makeMany();
   settle();
   tree_.process(kMany + 1, "new", 0);
-  look();
+  sample();
   for (quint64 round = 1; round <= 20; ++round) {
     tree_.process(kMany + 1, "new", round * 30);
-    look(30);
+    sample(30);
     ASSERT_DOUBLE_EQ(table_.busiest(1, now_)[0].share, 30);
-    ASSERT_LE(table_.looks(), ProcessTable::kInTurn + 1);
+    ASSERT_LE(table_.readCount(), ProcessTable::kInTurn + 1);
   }
 }
 
-TEST_F(ProcessTableTest, timeThatNobodyKnownUsedIsLookedForAmongAll) {
+TEST_F(ProcessTableTest, timeOfUnknownProcessesCausesAFullSample) {
   makeMany();
   settle();
-  look();
+  sample();
   for (const int pid : {kMany / 3, kMany / 2, kMany}) {
     now_ += ProcessTable::kShortestPause;
     tree_.process(pid, "sleeper", 5 + 400);
-    look(400);
+    sample(400);
     EXPECT_EQ(busiest(1), (std::vector<qint32>{pid}));
-    look();
-    EXPECT_LT(table_.looks(), static_cast<std::size_t>(kMany / 2)) << "once it is found the others are left alone";
+    sample();
+    EXPECT_LT(table_.readCount(), static_cast<std::size_t>(kMany / 2)) << "once it is found, the others are not read";
   }
 }
 
-TEST_F(ProcessTableTest, timeOfProcessesThatEndedIsLookedForLessAndLess) {
+TEST_F(ProcessTableTest, timeOfProcessesThatEndedCausesFullSamplesLessAndLess) {
   makeMany();
   settle();
-  std::vector<int> fullLooks;
+  std::vector<int> fullSamples;
   for (int second = 0; second < 120; ++second) {
-    look(80);
-    if (table_.looks() >= static_cast<std::size_t>(kMany)) fullLooks.push_back(second);
+    sample(80);
+    if (table_.readCount() >= static_cast<std::size_t>(kMany)) fullSamples.push_back(second);
   }
-  ASSERT_GE(fullLooks.size(), 5U);
-  EXPECT_LE(fullLooks.size(), 8U);
-  for (std::size_t i = 2; i < fullLooks.size(); ++i) {
-    EXPECT_GE(fullLooks[i] - fullLooks[i - 1], fullLooks[i - 1] - fullLooks[i - 2]);
+  ASSERT_GE(fullSamples.size(), 5U);
+  EXPECT_LE(fullSamples.size(), 8U);
+  for (std::size_t i = 2; i < fullSamples.size(); ++i) {
+    EXPECT_GE(fullSamples[i] - fullSamples[i - 1], fullSamples[i - 1] - fullSamples[i - 2]);
   }
 }
 
-TEST_F(ProcessTableTest, aLittleUseOfManyIsNotWorthALookAtAll) {
+TEST_F(ProcessTableTest, aLittleUseOfManyCausesNoFullSample) {
   makeMany();
   settle();
   now_ += 100;
-  look(0);
-  look(4);
-  EXPECT_LE(table_.looks(), ProcessTable::kInTurn);
+  sample(0);
+  sample(4);
+  EXPECT_LE(table_.readCount(), ProcessTable::kInTurn);
 }
 
 TEST_F(ProcessTableTest, everyOneHasItsTurn) {
@@ -185,19 +185,19 @@ TEST_F(ProcessTableTest, everyOneHasItsTurn) {
   tree_.process(kMany / 2, "sleeper", 5 + 1000);
   bool found = false;
   for (int second = 0; second <= kMany / static_cast<int>(ProcessTable::kInTurn); ++second) {
-    look();
+    sample();
     found = found || busiest(1) == std::vector<qint32>{kMany / 2};
   }
   EXPECT_TRUE(found);
 }
 
-TEST_F(ProcessTableTest, shownOnesAreOfThisMoment) {
+TEST_F(ProcessTableTest, shownProcessesAreCurrent) {
   makeMany();
   tree_.process(7, "big", 0, 5000);
   settle();
-  look();
+  sample();
   tree_.process(7, "big", 0, 6000);
-  look();
+  sample();
   EXPECT_EQ(table_.busiest(1, now_)[0].rssPages, 6000U);
 }
 

@@ -1,4 +1,4 @@
-// The figures of the machine the test runs on, held against the kernel's own.
+// The figures of the machine that runs the test, compared with the kernel's own.
 #include <gtest/gtest.h>
 #include <sys/prctl.h>
 #include <sys/sysinfo.h>
@@ -24,7 +24,7 @@ using namespace Qt::Literals::StringLiterals;
 namespace vantora {
 namespace {
 
-// Uses a processor while it lives.
+// Uses a processor during its lifetime.
 class BusyThread {
  public:
   ~BusyThread() { stop_ = true; }
@@ -44,7 +44,7 @@ const ProcessFigures* find(const SystemFigures& figures, qint64 pid) {
 
 TEST(ThisMachine, memoryIsWhatTheKernelCounts) {
   LinuxFigures machine(LinuxFigures::Sources::ofThisMachine());
-  // Other programs may take or leave much between the two looks.
+  // Other programs may allocate or free much memory between the two readings.
   EXPECT_TRUE(becomesTrue([&] {
     const auto memory = machine.collect({}).memory;
     struct sysinfo info {};
@@ -70,7 +70,7 @@ TEST(ThisMachine, theDiskIsWhatTheKernelCounts) {
 TEST(ThisMachine, aBusyProcessIsSeenWithItsShare) {
   LinuxFigures machine(LinuxFigures::Sources::ofThisMachine());
   const BusyThread busy;
-  // A machine that does much else gives it less, but not nothing for ever.
+  // A busy machine gives it less time, but does not starve it for long.
   const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
   const ProcessFigures* self = nullptr;
   SystemFigures figures;
@@ -141,11 +141,11 @@ TEST(ThisMachine, thousandsOfSleepingProcessesCostLittle) {
   ASSERT_EQ(sleepers.count(), 2000U);
   ProcessTable table("/proc", 100);
   double now = 1;
-  table.look(now, 0, true);
+  table.sample(now, 0, true);
   EXPECT_GE(table.size(), 2000U);
-  table.look(++now, 0, true);
-  table.look(++now, 0, false);
-  EXPECT_LT(table.looks(), 500U);
+  table.sample(++now, 0, true);
+  table.sample(++now, 0, false);
+  EXPECT_LT(table.readCount(), 500U);
   EXPECT_GE(table.size(), 2000U);
 }
 

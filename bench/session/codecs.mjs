@@ -1,5 +1,5 @@
-// How text looks and moves with each codec: node picture.mjs OUT; runs inside scripts/lab. The browser decodes on the same
-// machine, so frames a second are those that both can do together.
+// Image quality and frame rate of text with each codec: node codecs.mjs OUT; runs inside scripts/lab. The browser
+// decodes on the same machine, so the frame rates are those of host and browser together.
 import { BareControl, received, receivedRates } from '../../tests/e2e/lib/viewer.mjs';
 import { until } from '../../tests/e2e/lib/wait.mjs';
 import { figure, writeFigures } from './lib/figures.mjs';
@@ -55,7 +55,7 @@ for (const codec of codecs) {
     for (const [preset, fps] of [['low', 30], ['low_stable', 15], ['medium', 30], ['high', 60], ['gaming', 60], ['ultra', 60], ['max', 60],
       ['native', 60], ['auto', 60]]) {
       await viewer.send({ type: 'quality', preset });
-      // "gaming" chooses a codec of its own for the next offer; here all are compared.
+      // "gaming" selects its own codec for the next offer; here all codecs are compared.
       await viewer.send({ type: 'codec', codec });
       await until(async () => (await received(page))?.codec?.toLowerCase() === codec, { deadline: 10000, what: codec });
       await pass(3000);

@@ -1,5 +1,4 @@
-// Which pictures ScreenTunedEncoder leaves out, throws away and lets through, with an encoder behind it that makes
-// pictures of any size.
+// Which frames ScreenTunedEncoder drops, discards and passes on, with a fake encoder that makes frames of any size.
 #include <api/video/i420_buffer.h>
 #include <api/video/video_frame.h>
 #include <api/video_codecs/video_codec.h>
@@ -23,19 +22,19 @@ constexpr int kSide = 160;
 constexpr int kBlock = 16;
 constexpr int kBlocks = (kSide / kBlock) * (kSide / kBlock);
 
-// Bytes that take the link so long.
+// Bytes that the link sends in `seconds`.
 constexpr size_t bytesOf(double seconds) { return static_cast<size_t>(seconds * kRate / 8); }
 
-// What the encoder behind makes next, and what it was told.
+// What the fake encoder makes next, and how it was called.
 struct Script {
   size_t delta = bytesOf(0.001);
   size_t key = bytesOf(0.001);
-  // Of a key picture at a rate of at most 30 kbit/s.
+  // Of a key frame at a rate of at most 30 kbit/s.
   size_t coarseKey = bytesOf(0.16);
 
   bool dropsFrames = false;
   std::vector<webrtc::VideoEncoder::RateControlParameters> rates;
-  std::vector<bool> keys;  // Of each picture: whether it was to be a key picture.
+  std::vector<bool> keys;  // Of each frame: whether it was to be a key frame.
 };
 
 class ScriptedEncoder final : public webrtc::VideoEncoder {
@@ -73,28 +72,28 @@ class ScriptedEncoder final : public webrtc::VideoEncoder {
 };
 
 struct Out : webrtc::EncodedImageCallback {
-  struct Picture {
+  struct Frame {
     bool key;
     size_t bytes;
-    bool operator==(const Picture&) const = default;
+    bool operator==(const Frame&) const = default;
   };
-  std::vector<Picture> pictures;
+  std::vector<Frame> frames;
   int dropped = 0;
 
   Result OnEncodedImage(const webrtc::EncodedImage& image, const webrtc::CodecSpecificInfo*) override {
-    pictures.push_back({image._frameType == FrameType::kVideoFrameKey, image.size()});
+    frames.push_back({image._frameType == FrameType::kVideoFrameKey, image.size()});
     return Result(Result::OK);
   }
   void OnDroppedFrame(DropReason) override { ++dropped; }
 };
-void PrintTo(const Out::Picture& picture, std::ostream* out) {
-  *out << (picture.key ? "key picture of " : "picture of ") << picture.bytes;
+void PrintTo(const Out::Frame& frame, std::ostream* out) {
+  *out << (frame.key ? "key frame of " : "frame of ") << frame.bytes;
 }
 
-class PictureGateTest : public testing::TestWithParam<Codec> {
+class FrameDropTest : public testing::TestWithParam<Codec> {
  protected:
   void open(Codec type) {
-    encoder_ = std::make_unique<ScreenTunedEncoder>(std::make_unique<ScriptedEncoder>(script_), wish_);
+    encoder_ = std::make_unique<ScreenTunedEncoder>(std::make_unique<ScriptedEncoder>(script_), request_);
     openAgain(type);
   }
   void openAgain(Codec type) {
@@ -115,9 +114,9 @@ class PictureGateTest : public testing::TestWithParam<Codec> {
     allocation.SetBitrate(0, 0, bitsPerSecond);
     encoder_->SetRates(webrtc::VideoEncoder::RateControlParameters(allocation, 30));
   }
-  // A picture at `ms` of which `changed` (0 to 1) differs from the one before, in `rect` by what it says; whether it
-  // came out.
-  bool picture(int64_t ms, double changed, bool key = false, const absl::optional<Rect>& rect = {}) {
+  // Encodes a frame at `ms` of which the share `changed` (0 to 1) differs from the one before, with `rect` as its
+  // update rectangle; returns whether it was passed on.
+  bool encode(int64_t ms, double changed, bool key = false, const absl::optional<Rect>& rect = {}) {
     const int blocks = static_cast<int>(std::lround(changed * kBlocks));
     ++shade_;
     for (int block = 0; block < blocks; ++block) {
@@ -131,19 +130,19 @@ class PictureGateTest : public testing::TestWithParam<Codec> {
                            .set_update_rect(rect)
                            .build();
     const std::vector<FrameType> types{key ? FrameType::kVideoFrameKey : FrameType::kVideoFrameDelta};
-    const size_t before = out_.pictures.size();
+    const size_t before = out_.frames.size();
     EXPECT_EQ(encoder_->Encode(frame, &types), WEBRTC_VIDEO_CODEC_OK);
-    return out_.pictures.size() > before;
+    return out_.frames.size() > before;
   }
-  // The first picture, at 0 ms, which takes the link so long.
+  // Encodes the first frame, at 0 ms, which the link sends in `seconds`.
   void first(double seconds) {
     script_->key = bytesOf(seconds);
-    ASSERT_TRUE(picture(0, 1, true));
+    ASSERT_TRUE(encode(0, 1, true));
   }
   double toldFps() const { return script_->rates.back().framerate_fps; }
 
   std::shared_ptr<Script> script_ = std::make_shared<Script>();
-  std::shared_ptr<KeyFrameRequest> wish_ = std::make_shared<KeyFrameRequest>();
+  std::shared_ptr<KeyFrameRequest> request_ = std::make_shared<KeyFrameRequest>();
   std::unique_ptr<ScreenTunedEncoder> encoder_;
   Out out_;
   rtc::scoped_refptr<webrtc::I420Buffer> page_ = [] {
@@ -154,192 +153,192 @@ class PictureGateTest : public testing::TestWithParam<Codec> {
   uint8_t shade_ = 100;
 };
 
-TEST_P(PictureGateTest, leavesPicturesOutWhileTheLinkIsBusyButNoKeyPicture) {
+TEST_P(FrameDropTest, leavesFramesOutWhileTheLinkIsBusyButNoKeyFrame) {
   open(GetParam());
-  EXPECT_FALSE(script_->dropsFrames) << "only one leaves pictures out";
+  EXPECT_FALSE(script_->dropsFrames) << "only one leaves frames out";
   first(0.2);
-  EXPECT_FALSE(picture(66, 0.02));
-  EXPECT_FALSE(picture(139, 0.02));
+  EXPECT_FALSE(encode(66, 0.02));
+  EXPECT_FALSE(encode(139, 0.02));
   EXPECT_EQ(out_.dropped, 2);
   EXPECT_EQ(script_->keys.size(), 1U) << "the encoder never saw them";
-  EXPECT_TRUE(picture(140, 0, true));
-  EXPECT_FALSE(picture(339, 0.02)) << "0.2 s more, from 0.06 s on";
-  EXPECT_TRUE(picture(341, 0.02));
+  EXPECT_TRUE(encode(140, 0, true));
+  EXPECT_FALSE(encode(339, 0.02)) << "0.2 s more, from 0.06 s on";
+  EXPECT_TRUE(encode(341, 0.02));
   EXPECT_EQ(out_.dropped, 3);
 }
 
-TEST_P(PictureGateTest, replacesAPictureThatIsMuchTooLargeByACoarseKeyPicture) {
+TEST_P(FrameDropTest, replacesAFrameThatIsMuchTooLargeByACoarseKeyFrame) {
   open(GetParam());
   first(0.1);
   script_->delta = bytesOf(0.8);
-  ASSERT_TRUE(picture(1000, 1));
+  ASSERT_TRUE(encode(1000, 1));
   EXPECT_EQ(script_->keys, (std::vector<bool>{true, false, true}));
-  ASSERT_EQ(out_.pictures.size(), 2U) << "only the second one gets out";
-  EXPECT_EQ(out_.pictures.back(), (Out::Picture{true, script_->coarseKey}));
+  ASSERT_EQ(out_.frames.size(), 2U) << "only the second one gets out";
+  EXPECT_EQ(out_.frames.back(), (Out::Frame{true, script_->coarseKey}));
   EXPECT_EQ(script_->rates.back().bitrate.get_sum_bps(), kRate) << "the rate is what it was";
-  EXPECT_FALSE(picture(1080, 0.05)) << "0.16 s wait, not 0.96 and not 0";
-  EXPECT_TRUE(picture(1101, 0.05));
+  EXPECT_FALSE(encode(1080, 0.05)) << "0.16 s wait, not 0.96 and not 0";
+  EXPECT_TRUE(encode(1101, 0.05));
 }
 
-TEST_P(PictureGateTest, replacesAKeyPictureThatIsMuchTooLarge) {
+TEST_P(FrameDropTest, replacesAKeyFrameThatIsMuchTooLarge) {
   open(GetParam());
   first(0.8);
-  EXPECT_EQ(out_.pictures, (std::vector<Out::Picture>{{true, script_->coarseKey}}));
+  EXPECT_EQ(out_.frames, (std::vector<Out::Frame>{{true, script_->coarseKey}}));
 }
 
-TEST_P(PictureGateTest, keepsALargePictureThatIsNoSmallerAsACoarseKeyPicture) {
+TEST_P(FrameDropTest, keepsALargeFrameThatIsNoSmallerAsACoarseKeyFrame) {
   open(GetParam());
   script_->coarseKey = bytesOf(0.9);
   first(1.2);
-  ASSERT_EQ(out_.pictures.back().bytes, script_->coarseKey);
+  ASSERT_EQ(out_.frames.back().bytes, script_->coarseKey);
   script_->delta = bytesOf(1.0);
-  ASSERT_TRUE(picture(10'000, 1));
-  EXPECT_EQ(out_.pictures.back(), (Out::Picture{false, script_->delta}));
+  ASSERT_TRUE(encode(10'000, 1));
+  EXPECT_EQ(out_.frames.back(), (Out::Frame{false, script_->delta}));
   EXPECT_EQ(script_->keys.size(), 3U);
 }
 
-TEST_P(PictureGateTest, keepsAPictureInWhichLittleChanged) {
+TEST_P(FrameDropTest, keepsAFrameInWhichLittleChanged) {
   open(GetParam());
   first(0.1);
   script_->delta = bytesOf(5);
-  ASSERT_TRUE(picture(1000, 0.05));
-  EXPECT_EQ(out_.pictures.back(), (Out::Picture{false, script_->delta}));
+  ASSERT_TRUE(encode(1000, 0.05));
+  EXPECT_EQ(out_.frames.back(), (Out::Frame{false, script_->delta}));
 }
 
-TEST_P(PictureGateTest, countsWhatPicturesThatWereLeftOutChanged) {
+TEST_P(FrameDropTest, countsWhatFramesThatWereLeftOutChanged) {
   open(GetParam());
   first(0.2);
   script_->delta = bytesOf(0.8);
-  EXPECT_FALSE(picture(66, 1));
-  ASSERT_TRUE(picture(1000, 0.01));
-  EXPECT_EQ(out_.pictures.back(), (Out::Picture{true, script_->coarseKey}));
+  EXPECT_FALSE(encode(66, 1));
+  ASSERT_TRUE(encode(1000, 0.01));
+  EXPECT_EQ(out_.frames.back(), (Out::Frame{true, script_->coarseKey}));
 }
 
-TEST_P(PictureGateTest, looksForChangesWhereTheFrameSaysThatTheyAre) {
+TEST_P(FrameDropTest, searchesForChangesWhereTheFrameSaysThatTheyAre) {
   open(GetParam());
   first(0.1);
   script_->delta = bytesOf(0.8);
-  ASSERT_TRUE(picture(1000, 1, false, Rect{0, 0, 0, 0}));
-  EXPECT_EQ(out_.pictures.back(), (Out::Picture{false, script_->delta})) << "nothing changed";
-  ASSERT_TRUE(picture(3000, 1, false, Rect{0, 0, kBlock, kSide}));
-  EXPECT_EQ(out_.pictures.back(), (Out::Picture{true, script_->coarseKey})) << "a tenth did";
+  ASSERT_TRUE(encode(1000, 1, false, Rect{0, 0, 0, 0}));
+  EXPECT_EQ(out_.frames.back(), (Out::Frame{false, script_->delta})) << "nothing changed";
+  ASSERT_TRUE(encode(3000, 1, false, Rect{0, 0, kBlock, kSide}));
+  EXPECT_EQ(out_.frames.back(), (Out::Frame{true, script_->coarseKey})) << "a tenth did";
 }
 
-TEST_P(PictureGateTest, countsWhatPicturesThatWereLeftOutSaidToHaveChanged) {
+TEST_P(FrameDropTest, countsWhatFramesThatWereLeftOutSaidToHaveChanged) {
   open(GetParam());
   first(0.2);
   script_->delta = bytesOf(0.8);
-  EXPECT_FALSE(picture(66, 1, false, Rect{0, 0, kSide, kSide}));
-  ASSERT_TRUE(picture(1000, 0.01, false, Rect{0, 0, kBlock, kBlock}));
-  EXPECT_EQ(out_.pictures.back(), (Out::Picture{true, script_->coarseKey}));
+  EXPECT_FALSE(encode(66, 1, false, Rect{0, 0, kSide, kSide}));
+  ASSERT_TRUE(encode(1000, 0.01, false, Rect{0, 0, kBlock, kBlock}));
+  EXPECT_EQ(out_.frames.back(), (Out::Frame{true, script_->coarseKey}));
 }
 
-TEST_P(PictureGateTest, tellsTheTimeSinceTheLastPictureAsTheRateOfPictures) {
+TEST_P(FrameDropTest, tellsTheTimeSinceTheLastFrameAsTheFrameRate) {
   open(GetParam());
   first(0.001);
-  picture(100, 0.05);
+  encode(100, 0.05);
   EXPECT_DOUBLE_EQ(toldFps(), 10);
-  picture(102, 0.05);
+  encode(102, 0.05);
   EXPECT_DOUBLE_EQ(toldFps(), 120);
-  picture(102, 0.05);
+  encode(102, 0.05);
   EXPECT_DOUBLE_EQ(toldFps(), 120);
-  picture(1102, 0.05);
+  encode(1102, 0.05);
   EXPECT_DOUBLE_EQ(toldFps(), 4);
-  picture(2102, 0.5);
+  encode(2102, 0.5);
   EXPECT_DOUBLE_EQ(toldFps(), 12);
   EXPECT_EQ(script_->rates.back().bitrate.get_sum_bps(), kRate);
   script_->key = bytesOf(0.1);
-  picture(2202, 0, true);
-  EXPECT_FALSE(picture(2212, 0.02)) << "left out";
-  picture(2327, 0.02);
+  encode(2202, 0, true);
+  EXPECT_FALSE(encode(2212, 0.02)) << "left out";
+  encode(2327, 0.02);
   EXPECT_DOUBLE_EQ(toldFps(), 8);
 }
 
-TEST_P(PictureGateTest, passesARateOfNothingOnAsItIs) {
+TEST_P(FrameDropTest, passesAZeroRateOnUnchanged) {
   open(GetParam());
   first(0.001);
   setRate(0);
   const size_t told = script_->rates.size();
-  picture(5000, 0);
+  encode(5000, 0);
   EXPECT_EQ(script_->rates.size(), told);
   EXPECT_EQ(script_->rates.back().bitrate.get_sum_bps(), 0U);
 }
 
-TEST_P(PictureGateTest, takesAKeyPictureThatIsStillBeingSentAsAWishGranted) {
+TEST_P(FrameDropTest, takesAKeyFrameThatIsStillBeingSentAsARequestGranted) {
   open(GetParam());
   first(0.3);
-  wish_->make();
-  picture(100, 0.05);
-  ASSERT_TRUE(picture(400, 0.05));
-  EXPECT_FALSE(out_.pictures.back().key);
+  request_->make();
+  encode(100, 0.05);
+  ASSERT_TRUE(encode(400, 0.05));
+  EXPECT_FALSE(out_.frames.back().key);
 }
 
-// A viewer asks as soon as it is there, when the first page is just on its way: a second one would take the link for as
-// long again, and its queue overflows.
-TEST_P(PictureGateTest, takesAKeyPictureThatIsStillBeingSentForOneThatIsAskedFor) {
+// A viewer requests a key frame as soon as it connects, while the first page is still being sent: a second one would
+// take the link as long again, and its queue would overflow.
+TEST_P(FrameDropTest, takesAKeyFrameThatIsStillBeingSentForOneThatIsAskedFor) {
   open(GetParam());
   first(0.3);
-  EXPECT_FALSE(picture(16, 0.02, true));
-  EXPECT_FALSE(picture(140, 0.02, true)) << "0.16 s to go";
+  EXPECT_FALSE(encode(16, 0.02, true));
+  EXPECT_FALSE(encode(140, 0.02, true)) << "0.16 s to go";
   EXPECT_EQ(script_->keys.size(), 1U);
-  ASSERT_TRUE(picture(160, 0.02, true)) << "0.14 s to go";
-  EXPECT_TRUE(out_.pictures.back().key);
+  ASSERT_TRUE(encode(160, 0.02, true)) << "0.14 s to go";
+  EXPECT_TRUE(out_.frames.back().key);
 }
 
-TEST_P(PictureGateTest, startsAnewWithAKeyPictureWhateverIsStillBeingSent) {
+TEST_P(FrameDropTest, startsAgainWithAKeyFrameWhateverIsStillBeingSent) {
   open(GetParam());
   first(0.3);
   openAgain(GetParam());
-  ASSERT_TRUE(picture(16, 0.05, true));
-  EXPECT_TRUE(out_.pictures.back().key);
+  ASSERT_TRUE(encode(16, 0.05, true));
+  EXPECT_TRUE(out_.frames.back().key);
 }
 
-TEST_P(PictureGateTest, grantsAWishOnceTheKeyPictureBeforeIsThrough) {
+TEST_P(FrameDropTest, grantsARequestOnceTheKeyFrameBeforeIsThrough) {
   open(GetParam());
   first(0.3);
-  wish_->make();
-  ASSERT_TRUE(picture(200, 0.05)) << "0.1 s to go";
-  EXPECT_TRUE(out_.pictures.back().key);
-  ASSERT_TRUE(picture(1000, 0.05));
-  EXPECT_FALSE(out_.pictures.back().key) << "once";
+  request_->make();
+  ASSERT_TRUE(encode(200, 0.05)) << "0.1 s to go";
+  EXPECT_TRUE(out_.frames.back().key);
+  ASSERT_TRUE(encode(1000, 0.05));
+  EXPECT_FALSE(out_.frames.back().key) << "once";
 }
 
-INSTANTIATE_TEST_SUITE_P(Codecs, PictureGateTest,
+INSTANTIATE_TEST_SUITE_P(Codecs, FrameDropTest,
                          testing::Values(Codec::kVideoCodecVP8, Codec::kVideoCodecVP9, Codec::kVideoCodecAV1),
                          [](const auto& each) { return std::string(webrtc::CodecTypeToPayloadString(each.param)); });
 
-TEST_F(PictureGateTest, letsTextThatMovesThroughToVp8After80Milliseconds) {
+TEST_F(FrameDropTest, letsTextThatMovesThroughToVp8After80Milliseconds) {
   open(Codec::kVideoCodecVP8);
   first(0.4);
-  EXPECT_FALSE(picture(66, 1));
-  EXPECT_FALSE(picture(79, 1));
-  EXPECT_TRUE(picture(80, 1));
-  EXPECT_FALSE(picture(150, 0.05)) << "not at once again";
-  EXPECT_FALSE(picture(165, 0.02)) << "nor what is no text that moves";
-  EXPECT_TRUE(picture(170, 0.2));
+  EXPECT_FALSE(encode(66, 1));
+  EXPECT_FALSE(encode(79, 1));
+  EXPECT_TRUE(encode(80, 1));
+  EXPECT_FALSE(encode(150, 0.05)) << "not at once again";
+  EXPECT_FALSE(encode(165, 0.02)) << "nor what is no text that moves";
+  EXPECT_TRUE(encode(170, 0.2));
 }
 
-TEST_F(PictureGateTest, knowsTheKeyPictureThatIsStillBeingSentBehindTextThatMoves) {
+TEST_F(FrameDropTest, knowsTheKeyFrameThatIsStillBeingSentBehindTextThatMoves) {
   open(Codec::kVideoCodecVP8);
   first(0.4);
-  ASSERT_TRUE(picture(80, 1));
-  ASSERT_TRUE(picture(160, 1, true)) << "0.24 s to go";
-  EXPECT_FALSE(out_.pictures.back().key);
-  ASSERT_TRUE(picture(260, 1, true)) << "0.14 s to go";
-  EXPECT_TRUE(out_.pictures.back().key);
+  ASSERT_TRUE(encode(80, 1));
+  ASSERT_TRUE(encode(160, 1, true)) << "0.24 s to go";
+  EXPECT_FALSE(out_.frames.back().key);
+  ASSERT_TRUE(encode(260, 1, true)) << "0.14 s to go";
+  EXPECT_TRUE(out_.frames.back().key);
 }
 
-TEST_F(PictureGateTest, letsTextThatMovesThroughToNoOtherCodec) {
+TEST_F(FrameDropTest, letsTextThatMovesThroughToNoOtherCodec) {
   for (const Codec codec : {Codec::kVideoCodecVP9, Codec::kVideoCodecAV1}) {
     open(codec);
     first(0.4);
-    EXPECT_FALSE(picture(100, 1));
-    EXPECT_FALSE(picture(300, 1));
-    EXPECT_TRUE(picture(345, 1));
+    EXPECT_FALSE(encode(100, 1));
+    EXPECT_FALSE(encode(300, 1));
+    EXPECT_TRUE(encode(345, 1));
   }
 }
 
-TEST_F(PictureGateTest, lettingVp8ThroughEndsWithTwoAndAHalfSecondsWaiting) {
+TEST_F(FrameDropTest, lettingVp8ThroughEndsWithTwoAndAHalfSecondsWaiting) {
   open(Codec::kVideoCodecVP8);
   first(0.4);
   script_->delta = bytesOf(0.48);
@@ -347,7 +346,7 @@ TEST_F(PictureGateTest, lettingVp8ThroughEndsWithTwoAndAHalfSecondsWaiting) {
   int out = 0;
   for (int i = 1; i <= 60; ++i) {
     waiting = std::max(waiting - 0.08, 0.0);
-    const bool came = picture(i * 80, 1);
+    const bool came = encode(i * 80, 1);
     EXPECT_EQ(came, waiting <= 2.5) << i;
     if (came) waiting += 0.48;
     out += came ? 1 : 0;
@@ -356,22 +355,22 @@ TEST_F(PictureGateTest, lettingVp8ThroughEndsWithTwoAndAHalfSecondsWaiting) {
   EXPECT_LT(out, 30);
 }
 
-// It has a rate control of its own for all of this.
-TEST_F(PictureGateTest, leavesH264Alone) {
+// The H.264 encoder's own rate control does all of this.
+TEST_F(FrameDropTest, leavesH264Alone) {
   open(Codec::kVideoCodecH264);
   EXPECT_TRUE(script_->dropsFrames);
   first(2);
   script_->delta = bytesOf(2);
-  for (int i = 1; i <= 5; ++i) EXPECT_TRUE(picture(i * 66, 1));
+  for (int i = 1; i <= 5; ++i) EXPECT_TRUE(encode(i * 66, 1));
   EXPECT_EQ(out_.dropped, 0);
   EXPECT_EQ(script_->keys.size(), 6U);
   EXPECT_EQ(script_->rates.size(), 1U);
 }
 
-TEST_F(PictureGateTest, makesAPictureThatDependsOnTheKeyPictureStillBeingSentInsteadOfASecondOneForH264) {
+TEST_F(FrameDropTest, makesAFrameThatDependsOnTheKeyFrameStillBeingSentInsteadOfASecondOneForH264) {
   open(Codec::kVideoCodecH264);
   first(0.3);
-  ASSERT_TRUE(picture(16, 0.05, true));
+  ASSERT_TRUE(encode(16, 0.05, true));
   EXPECT_EQ(script_->keys, (std::vector<bool>{true, false}));
 }
 

@@ -1,4 +1,4 @@
-// What a viewer asks for in its "codec" and "client_prefs" messages.
+// A viewer's preferences in its "codec" and "client_prefs" messages.
 #include <QJsonArray>
 
 #include "tests/unit/video/quality/QualityFixture.h"
@@ -8,7 +8,7 @@ using namespace Qt::Literals::StringLiterals;
 namespace vantora {
 namespace {
 
-class ViewerWishesTest : public QualityFixture {
+class ViewerPreferencesTest : public QualityFixture {
  protected:
   void codec(const JsonObject& message) {
     journal_.take();
@@ -20,13 +20,13 @@ class ViewerWishesTest : public QualityFixture {
   }
 };
 
-TEST_F(ViewerWishesTest, setsTheCodecAndOffersAgain) {
+TEST_F(ViewerPreferencesTest, setsTheCodecAndOffersAgain) {
   codec({{u"codec"_s, u"VP9"_s}});
   EXPECT_EQ(quality_.preferredCodecName(), u"vp9"_s);
   EXPECT_EQ(journal_.take(), (QStringList{u"log: [sdp] set preferred codec=vp9"_s, u"offer"_s}));
 }
 
-TEST_F(ViewerWishesTest, knowsEveryCodecName) {
+TEST_F(ViewerPreferencesTest, knowsEveryCodecName) {
   const std::vector<std::pair<QString, QString>> names{
       {u"h264"_s, u"h264"_s}, {u"vp8"_s, u"vp8"_s}, {u"vp9"_s, u"vp9"_s}, {u"av1"_s, u"av1"_s}, {u"AV01"_s, u"av1"_s}};
   for (const auto& [given, stored] : names) {
@@ -36,7 +36,7 @@ TEST_F(ViewerWishesTest, knowsEveryCodecName) {
   }
 }
 
-TEST_F(ViewerWishesTest, clearsTheCodecForAutoAndForUnknownNames) {
+TEST_F(ViewerPreferencesTest, clearsTheCodecForAutoAndForUnknownNames) {
   for (const QString& name : {u"auto"_s, u"AUTO"_s, u"hevc"_s, u""_s}) {
     codec({{u"codec"_s, u"vp9"_s}});
     codec({{u"codec"_s, name}});
@@ -45,7 +45,7 @@ TEST_F(ViewerWishesTest, clearsTheCodecForAutoAndForUnknownNames) {
   }
 }
 
-TEST_F(ViewerWishesTest, setsTheProfileForTheNextOffer) {
+TEST_F(ViewerPreferencesTest, setsTheProfileForTheNextOffer) {
   const std::vector<std::pair<QString, QString>> profiles{
       {u"baseline31"_s, u"42e01f"_s}, {u"main31"_s, u"4d001f"_s}, {u"high31"_s, u"64001f"_s},
       {u"baseline42"_s, u"42e01f"_s}, {u"Main42"_s, u"4d001f"_s}, {u"HIGH42"_s, u"64001f"_s},
@@ -57,31 +57,31 @@ TEST_F(ViewerWishesTest, setsTheProfileForTheNextOffer) {
   }
 }
 
-TEST_F(ViewerWishesTest, showsAnEmptyProfileAsADash) {
+TEST_F(ViewerPreferencesTest, showsAnEmptyProfileAsADash) {
   codec({{u"profile"_s, u""_s}});
   EXPECT_EQ(journal_.take(), QStringList{u"log: [sdp] set h264 profile=-"_s});
 }
 
-TEST_F(ViewerWishesTest, ignoresCodecFieldsOfTheWrongType) {
+TEST_F(ViewerPreferencesTest, ignoresCodecFieldsOfTheWrongType) {
   codec({{u"codec"_s, 5}, {u"profile"_s, JsonObject{}}});
   EXPECT_TRUE(journal_.take().isEmpty());
 }
 
-TEST_F(ViewerWishesTest, appliesQualityAndRateOfTheClient) {
+TEST_F(ViewerPreferencesTest, appliesQualityAndRateOfTheClient) {
   prefs(JsonObject{{u"quality"_s, u"high"_s}, {u"fps"_s, 24}});
   EXPECT_EQ(quality_.lastTarget(), (VideoTarget{1920, 1080, 24, 4976}));
   EXPECT_EQ(logged().last(), u"log: [prefs] applied from client: quality=high fps=24"_s);
 }
 
-TEST_F(ViewerWishesTest, resolvesAutoInTheClientsWish) {
+TEST_F(ViewerPreferencesTest, resolvesAutoInTheClientsPreferences) {
   displays_.set({{.bounds = {0, 0, 2560, 1440}}});
   prefs(JsonObject{{u"quality"_s, u"auto"_s}});
   EXPECT_EQ(logged().last(), u"log: [prefs] applied from client: quality=ultra fps=60"_s);
 }
 
-TEST_F(ViewerWishesTest, tellsAChangeOfTheClientsQualityByItsFiguresAlone) {
+TEST_F(ViewerPreferencesTest, tellsAChangeOfTheClientsQualityByItsFiguresAlone) {
   prefs(JsonObject{{u"quality"_s, u"medium"_s}});
-  prefs(JsonObject{{u"quality"_s, u"of no name"_s}});  // It has the figures of "medium".
+  prefs(JsonObject{{u"quality"_s, u"of no name"_s}});  // It has the values of "medium".
   EXPECT_EQ(quality_.currentQualityPreset(), u"of no name"_s);
   EXPECT_TRUE(logged().filter(u"[quality] changed"_s).isEmpty());
   displays_.set({{.bounds = {0, 0, 1920, 1080}}});
@@ -90,7 +90,7 @@ TEST_F(ViewerWishesTest, tellsAChangeOfTheClientsQualityByItsFiguresAlone) {
   EXPECT_EQ(logged().filter(u"[quality] changed"_s).size(), 1);
 }
 
-TEST_F(ViewerWishesTest, printsANameThatLooksLikeAPlaceholderAsItIs) {
+TEST_F(ViewerPreferencesTest, printsANameWithAPlaceholderAsItIs) {
   for (const QString& name : {u"%1"_s, u"%2"_s, u"%L1%3%99"_s}) {
     prefs(JsonObject{{u"quality"_s, name}, {u"fps"_s, 24}});
     EXPECT_EQ(logged().last(), u"log: [prefs] applied from client: quality="_s + name + u" fps=24"_s);
@@ -98,20 +98,20 @@ TEST_F(ViewerWishesTest, printsANameThatLooksLikeAPlaceholderAsItIs) {
   }
 }
 
-TEST_F(ViewerWishesTest, keepsTheBeginningOfAVeryLongName) {
+TEST_F(ViewerPreferencesTest, keepsTheBeginningOfAVeryLongName) {
   prefs(JsonObject{{u"quality"_s, QString(250'000, u'q')}});
   EXPECT_EQ(quality_.currentQualityPreset(), QString(64, u'q'));
   quality_.applyQualityPreset(QString(250'000, u'r'));
   EXPECT_EQ(quality_.currentQualityPreset(), QString(64, u'r'));
 }
 
-TEST_F(ViewerWishesTest, changesTheRateAloneWithTheSizeKept) {
+TEST_F(ViewerPreferencesTest, changesTheRateAloneWithTheSizeKept) {
   prefs(JsonObject{{u"fps"_s, 60}});
   EXPECT_EQ(quality_.lastTarget(), (VideoTarget{1280, 720, 60, 5529}));
   EXPECT_EQ(quality_.currentQualityPreset(), u"auto"_s);
 }
 
-TEST_F(ViewerWishesTest, takesARateOfThePreferencesLikeOneOfTheParameters) {
+TEST_F(ViewerPreferencesTest, takesARateOfThePreferencesLikeOneOfTheParameters) {
   for (const int fps : {1, 24, 120}) {
     quality_.applyQualityPreset(u"high"_s);
     prefs(JsonObject{{u"fps"_s, fps}});
@@ -125,7 +125,7 @@ TEST_F(ViewerWishesTest, takesARateOfThePreferencesLikeOneOfTheParameters) {
   }
 }
 
-TEST_F(ViewerWishesTest, logsEmptyPreferencesWithoutAnEffect) {
+TEST_F(ViewerPreferencesTest, logsEmptyPreferencesWithoutAnEffect) {
   for (const JsonObject& empty : {JsonObject{}, JsonObject{{u"quality"_s, u""_s}},
                                   JsonObject{{u"quality"_s, 3}, {u"fps"_s, u"60"_s}}, JsonObject{{u"fps"_s, 29.5}}}) {
     prefs(empty);
@@ -133,7 +133,7 @@ TEST_F(ViewerWishesTest, logsEmptyPreferencesWithoutAnEffect) {
   }
 }
 
-TEST_F(ViewerWishesTest, ignoresAMessageWithoutAnObjectOfPreferences) {
+TEST_F(ViewerPreferencesTest, ignoresAMessageWithoutAnObjectOfPreferences) {
   for (const QJsonValue& value : {QJsonValue(), QJsonValue(5), QJsonValue(u"high"_s), QJsonValue(QJsonArray{})}) {
     prefs(value);
     EXPECT_TRUE(journal_.take().isEmpty());

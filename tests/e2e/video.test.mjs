@@ -37,8 +37,8 @@ test('sendsNoFramesWhileSharingIsOffWithoutIdleVideo', async (t) => {
     await connected(page);
     const shown = await page.evaluate(() => new Promise((resolve) => {
       const start = performance.now();
-      const look = () => (bare.frames > 0 || performance.now() - start > 2000 ? resolve(bare.frames) : setTimeout(look, 50));
-      look();
+      const check = () => (bare.frames > 0 || performance.now() - start > 2000 ? resolve(bare.frames) : setTimeout(check, 50));
+      check();
     }));
     assert.equal(shown, 0);
   });
@@ -53,7 +53,7 @@ test('showsTheScreenWithinFiveSecondsOfTheStart', async (t) => {
       await session.startHost();
       await shows(page, '#2060c0');
     });
-    t.diagnostic(`picture ${start.ms} ms after the start of the host`);
+    t.diagnostic(`video ${start.ms} ms after the start of the host`);
 
     const change = await soonest(2000, async (round) => {
       const colour = ['#c04020', '#20c040', '#4020c0', '#c0c020'][round];

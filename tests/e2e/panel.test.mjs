@@ -24,7 +24,7 @@ async function installed(information) {
 }
 
 /// A session of a program installed that way, on a bus with a panel.
-async function withFace(t, information, body, env = {}) {
+async function withPanel(t, information, body, env = {}) {
   const bus = await DesktopBus.start();
   const { program, remove } = await installed(information);
   try {
@@ -59,7 +59,7 @@ test('theMenusWindowComesUpByItselfOnceWhereThereIsNoTray', async (t) => {
   const comesUpOnce = withoutTray('', async (session) => {
     const first = await desktopProcess(session.host);
     const id = await until(() => window(session.screen, shown), { what: 'the window with the menu' });
-    // A key that comes before the window has noticed that it is the active one gets lost.
+    // A key that arrives before the window has detected that it is active is lost.
     await until(async () => {
       await session.screen.run('xdotool', ['windowactivate', id, 'key', 'Escape']).catch(() => '');
       return !await window(session.screen, shown);
@@ -76,7 +76,7 @@ test('theMenusWindowComesUpByItselfOnceWhereThereIsNoTray', async (t) => {
 });
 
 test('theMenuActsOnTheSessionAndShowsWhatBecameOfIt', async (t) => {
-  await withFace(t, '', async (session, bus) => {
+  await withPanel(t, '', async (session, bus) => {
     await session.screen.paint('#306030');
     const page = await session.bare();
     const viewer = await new BareControl(page).open();
@@ -94,7 +94,7 @@ test('theMenuActsOnTheSessionAndShowsWhatBecameOfIt', async (t) => {
     }
 
     await viewer.takeControl(pin);
-    const states = async () => (await viewer.heard('control_state')).map(({ message }) => message.enabled);
+    const states = async () => (await viewer.received('control_state')).map(({ message }) => message.enabled);
     const before = await states();
     await bus.click('Allow Remote Control');
     await until(async () => (await states()).length > before.length, { what: 'the end of control' });
@@ -119,7 +119,7 @@ test('theMenuActsOnTheSessionAndShowsWhatBecameOfIt', async (t) => {
     await bus.click('Stop Sharing');
     await bus.row(({ label }) => label === 'Start Sharing', 'the offer to share');
     await until(async () => !near((await colours(page, [[0.5, 0.5]]))[0], rgb('#306030'), 40),
-      { what: 'another picture' });
+      { what: 'another frame' });
     await bus.click('Start Sharing');
     await shows(page, '#306030');
 
@@ -130,7 +130,7 @@ test('theMenuActsOnTheSessionAndShowsWhatBecameOfIt', async (t) => {
 });
 
 test('aBareProgramSaysSoOnceAndStillShowsChatAndReactions', async (t) => {
-  await withFace(t, 'DisplayName=Desk Helper\n', async (session, bus) => {
+  await withPanel(t, 'DisplayName=Desk Helper\n', async (session, bus) => {
     const page = await session.bare();
     await new BareControl(page).open();
     await page.evaluate(() => bare.signal({ type: 'chat_send', text: 'hello <b>there</b>' }));
@@ -150,7 +150,7 @@ test('aBareProgramSaysSoOnceAndStillShowsChatAndReactions', async (t) => {
 });
 
 test('anInstalledProgramMarksItsNotifications', async (t) => {
-  await withFace(t, 'BundleIdentifier=com.example.helper\n', async (session, bus) => {
+  await withPanel(t, 'BundleIdentifier=com.example.helper\n', async (session, bus) => {
     const page = await session.bare();
     await new BareControl(page).open();
     for (const text of ['one', 'two']) await page.evaluate((text) => bare.signal({ type: 'chat_send', text }), text);
@@ -164,7 +164,7 @@ test('anInstalledProgramMarksItsNotifications', async (t) => {
 });
 
 test('unreadChatStaysUnreadWhenTheDesktopProcessIsReplaced', async (t) => {
-  await withFace(t, '', async (session, bus) => {
+  await withPanel(t, '', async (session, bus) => {
     const page = await session.bare();
     await new BareControl(page).open();
     const say = (text) => page.evaluate((text) => bare.signal({ type: 'chat_send', text }), text);
