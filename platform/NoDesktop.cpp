@@ -29,7 +29,7 @@ class NoSystemCursor final : public SystemCursor {
   void watch(Handlers) override {}
   void unwatch() override {}
   void armPointerEvent() override {}
-  std::optional<QString> currentCursor() override { return std::nullopt; }
+  std::optional<ShownCursor> currentCursor() override { return std::nullopt; }
 };
 
 class NoAccessibility final : public Accessibility {

@@ -6,6 +6,7 @@
 
 #include <QSocketNotifier>
 #include <algorithm>
+#include <span>
 #include <unordered_map>
 #include <utility>
 
@@ -18,6 +19,7 @@ namespace {
 
 // Themes have about a hundred names. A program that invents more must not exhaust our memory.
 constexpr std::size_t kMaxNames = 512;
+constexpr int kMaxBitmapPixels = 256 * 256;
 
 struct DeleteLater {
   void operator()(QSocketNotifier* notifier) const {
@@ -64,11 +66,11 @@ class X11Cursor final : public SystemCursor {
     }
   }
 
-  std::optional<QString> currentCursor() override {
+  std::optional<ShownCursor> currentCursor() override {
     affinity_.check("X11Cursor::currentCursor");
     if (!watching_ || ready() == nullptr) return std::nullopt;
     read();
-    return connection_.current() != nullptr ? name_ : std::nullopt;
+    return connection_.current() != nullptr ? shown_ : std::nullopt;
   }
 
  private:
@@ -141,7 +143,7 @@ class X11Cursor final : public SystemCursor {
     nameRequest_.reset();
     imageRequest_.reset();
     atom_.reset();
-    name_.reset();
+    shown_.reset();
   }
 
   // Processes what the server has sent, without waiting, and calls the handlers.
@@ -151,7 +153,7 @@ class X11Cursor final : public SystemCursor {
       if (notifier_) notifier_->setEnabled(false);
       return;
     }
-    const auto before = name_;
+    const auto before = shown_;
     bool used = false;
     while (const auto event = xcbOwned(xcb_poll_for_event(connection))) used = note(connection, *event) || used;
     takeImage(connection);
@@ -165,7 +167,7 @@ class X11Cursor final : public SystemCursor {
       selectPointer(connection, false);
       if (const auto handler = handlers_.pointerUsed) handler();
     }
-    if (name_ != before) {
+    if (shown_ != before) {
       if (const auto handler = handlers_.cursorChanged) handler();
     }
   }
@@ -192,18 +194,22 @@ class X11Cursor final : public SystemCursor {
     if (!imageRequest_ || xcb_poll_for_reply(connection, *imageRequest_, &answer, nullptr) == 0) return;
     imageRequest_.reset();
     const auto reply = xcbOwned(static_cast<xcb_xfixes_get_cursor_image_and_name_reply_t*>(answer));
-    name_ = QString();
+    shown_.emplace();
     if (!reply) return;  // The cursor of a program that has ended cannot be read.
-    name_ = QString::fromUtf8(xcb_xfixes_get_cursor_image_and_name_name(reply.get()),
-                              xcb_xfixes_get_cursor_image_and_name_name_length(reply.get()));
-    if (!name_->isEmpty()) return;
-    const auto length = xcb_xfixes_get_cursor_image_and_name_cursor_image_length(reply.get());
-    name_ = fontCursorName(reply->width, reply->height,
-                           {xcb_xfixes_get_cursor_image_and_name_cursor_image(reply.get()),
-                            static_cast<std::size_t>(std::max(length, 0))});
+    shown_->name = QString::fromUtf8(xcb_xfixes_get_cursor_image_and_name_name(reply.get()),
+                                     xcb_xfixes_get_cursor_image_and_name_name_length(reply.get()));
+    if (!shown_->name.isEmpty()) return;
+    const auto length = std::max(xcb_xfixes_get_cursor_image_and_name_cursor_image_length(reply.get()), 0);
+    const std::span pixels(xcb_xfixes_get_cursor_image_and_name_cursor_image(reply.get()),
+                           static_cast<std::size_t>(length));
+    shown_->name = fontCursorName(reply->width, reply->height, pixels);
+    const int count = reply->width * reply->height;
+    if (!shown_->name.isEmpty() || count > kMaxBitmapPixels || count != length) return;
+    shown_->bitmap =
+        CursorBitmap{{reply->width, reply->height}, {reply->xhot, reply->yhot}, {pixels.begin(), pixels.end()}};
   }
 
-  // Updates name_ to the atom of the newest event and requests unknown names from the server, one at a time.
+  // Updates shown_ to the atom of the newest event and requests unknown names from the server, one at a time.
   void takeName(xcb_connection_t* connection) {
     void* answer = nullptr;
     if (nameRequest_ && xcb_poll_for_reply(connection, *nameRequest_, &answer, nullptr) != 0) {
@@ -219,7 +225,7 @@ class X11Cursor final : public SystemCursor {
       atom_.reset();
       requestImage(connection);  // Its image may identify it.
     } else if (const auto known = names_.find(*atom_); known != names_.end()) {
-      name_ = known->second;
+      shown_ = ShownCursor{known->second};
       atom_.reset();
     } else if (!nameRequest_) {
       requestedAtom_ = *atom_;
@@ -241,8 +247,8 @@ class X11Cursor final : public SystemCursor {
   bool wanted_ = false;           // A pointer event was requested.
   bool pointerSelected_ = false;  // The server was asked for pointer events.
 
-  std::optional<QString> name_;                    // Of the current cursor, if known.
-  std::optional<xcb_atom_t> atom_;                 // Name of the current cursor, not yet in name_.
+  std::optional<ShownCursor> shown_;               // If known.
+  std::optional<xcb_atom_t> atom_;                 // Name of the current cursor, not yet in shown_.
   std::unordered_map<xcb_atom_t, QString> names_;  // Of atoms that the server has resolved.
   std::optional<unsigned int> nameRequest_;        // For the name of requestedAtom_.
   xcb_atom_t requestedAtom_ = XCB_NONE;

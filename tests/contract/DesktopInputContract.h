@@ -1,45 +1,19 @@
-// Contract tests for every DesktopInput implementation. Include it once in a test program for each implementation, and
-// instantiate DesktopInputContract with a factory of benches.
+// Contract tests for every DesktopInput implementation. See DesktopContract.h.
 #pragma once
 
-#include <gtest/gtest.h>
 #include <linux/input-event-codes.h>
 
-#include <QPointF>
 #include <cmath>
-#include <functional>
-#include <memory>
 #include <optional>
-#include <set>
 
-#include "platform/DesktopInput.h"
-#include "platform/Displays.h"
+#include "tests/contract/DesktopBench.h"
 
 namespace vantora {
 
-// An implementation and access to the state of its desktop, which nothing else uses.
-class DesktopInputBench {
- public:
-  virtual ~DesktopInputBench() = default;
-  // One of at least 200 x 100 pixels.
-  virtual Displays& displays() = 0;
-  virtual DesktopInput& input() = 0;
-  virtual QPointF pointerPosition() = 0;
-  virtual std::set<PointerButton> heldButtons() = 0;
-  // Of KEY_A, KEY_B and KEY_ENTER.
-  virtual std::set<std::uint16_t> heldKeys() = 0;
-  // Ends the desktop.
-  virtual void lose() = 0;
-};
-
-class DesktopInputContract : public testing::TestWithParam<std::function<std::unique_ptr<DesktopInputBench>()>> {
+class DesktopInputContract : public DesktopContract {
  protected:
-  void SetUp() override {
-    bench_ = GetParam()();
-    ASSERT_TRUE(bench_);
-  }
-  DesktopInput& input() { return bench_->input(); }
-  Display display() { return bench_->displays().list().front(); }
+  DesktopInput& input() { return session().input(); }
+  Display display() { return session().displays().list().front(); }
   InputPermission permission() {
     std::optional<InputPermission> found;
     input().requestPermission([&](const InputPermission& answer) { found = answer; });
@@ -50,8 +24,6 @@ class DesktopInputContract : public testing::TestWithParam<std::function<std::un
 
   // No keyboard has this key.
   static constexpr std::uint16_t kNoSuchKey = 0x2ff;
-
-  std::unique_ptr<DesktopInputBench> bench_;
 };
 
 TEST_P(DesktopInputContract, isPermittedOnALivingDesktop) {

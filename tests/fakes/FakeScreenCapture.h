@@ -29,6 +29,15 @@ class FakeScreen : public std::enable_shared_from_this<FakeScreen> {
   void paint(const Colour& colour) {
     set([&] {
       colour_ = colour;
+      fills_.clear();
+      changed_ = wholeChanged_ = true;
+    });
+  }
+  // Paints an area of every display, in its coordinates.
+  void paint(const Colour& colour, const QRect& area) {
+    set([&] {
+      fills_.emplace_back(area, colour);
+      damage_.push_back(area);
       changed_ = true;
     });
   }
@@ -39,7 +48,7 @@ class FakeScreen : public std::enable_shared_from_this<FakeScreen> {
   void setDisplays(std::vector<std::pair<int, int>> displays) {
     set([&] {
       displays_ = std::move(displays);
-      changed_ = true;
+      changed_ = wholeChanged_ = true;
     });
   }
   // open() fails with this text from now on; an empty one lets it succeed.
@@ -92,8 +101,11 @@ class FakeScreen : public std::enable_shared_from_this<FakeScreen> {
   std::condition_variable signal_;
   std::vector<std::pair<int, int>> displays_;
   Colour colour_{};
+  std::vector<std::pair<QRect, Colour>> fills_;  // Above colour_.
   QString refusal_;
   bool changed_ = false;
+  bool wholeChanged_ = false;
+  std::vector<QRect> damage_;  // Areas that changed since the last read.
   bool touched_ = false;
   bool asking_ = false;
   bool unreadable_ = false;
@@ -121,7 +133,7 @@ class FakeScreenCapture final : public ScreenCapture {
     if (screen_->gone_) return {Outcome::refused, 0, QStringLiteral("gone")};
     if (screen_->displays_.empty()) return {Outcome::noDisplay, 0, {}};
     open_ = true;
-    screen_->changed_ = true;
+    screen_->changed_ = screen_->wholeChanged_ = true;
     index_ = std::min(displayIndex, static_cast<int>(screen_->displays_.size()) - 1);
     return {Outcome::opened, index_, {}};
   }
@@ -142,9 +154,17 @@ class FakeScreenCapture final : public ScreenCapture {
     const auto [width, height] = screen_->displays_[static_cast<std::size_t>(index_)];
     pixels_.resize(static_cast<std::size_t>(width * height));
     std::fill(pixels_.begin(), pixels_.end(), screen_->colour_);
+    const QRect whole(0, 0, width, height);
+    for (const auto& [area, colour] : screen_->fills_) {
+      const QRect visible = area & whole;
+      for (int y = visible.top(); y <= visible.bottom(); ++y) {
+        std::fill_n(pixels_.begin() + y * width + visible.left(), visible.width(), colour);
+      }
+    }
     frame.memory = CpuPixels{pixels_.data()->data(), width * 4};
     frame.size = {width, height};
-    frame.damage = {QRect(0, 0, width, height)};
+    frame.damage = std::exchange(screen_->damage_, {});
+    if (std::exchange(screen_->wholeChanged_, false)) frame.damage = {whole};
     return Poll::changed;
   }
 

@@ -21,9 +21,12 @@ class FakeSystemCursor final : public SystemCursor {
     armed_ = false;
   }
   void armPointerEvent() override { armed_ = watched_; }
-  std::optional<QString> currentCursor() override {
+  std::optional<ShownCursor> currentCursor() override {
     ++reads;
-    return watched_ ? cursor_ : std::nullopt;
+    if (!watched_ || !cursor_) return std::nullopt;
+    ShownCursor shown{*cursor_};
+    if (cursor_->isEmpty()) shown.bitmap = CursorBitmap{{2, 2}, {1, 0}, std::vector<std::uint32_t>(4, 0xff000000)};
+    return shown;
   }
 
   // The desktop shows another cursor and reports it; nullopt: the desktop is gone.

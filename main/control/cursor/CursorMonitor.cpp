@@ -92,7 +92,7 @@ void CursorMonitor::checkCursorShape() {
 QString CursorMonitor::systemShape() const {
   const auto cursor = cursor_.currentCursor();
   if (!cursor) return u"default"_s;
-  QString shape = mapNSCursorToWebCursor(*cursor);
+  QString shape = mapNSCursorToWebCursor(cursor->name);
   debug(u"Fallback NSCursor: "_s + shape);
   return shape;
 }

@@ -30,7 +30,12 @@ class X11CursorFixture : public testing::Test {
     cursor_->watch({.cursorChanged = [this] { ++changes_; }, .pointerUsed = [this] { ++uses_; }});
   }
   [[nodiscard]] bool becomes(const std::optional<QString>& name) {
-    return testing_loop::waitFor([&] { return cursor_->currentCursor() == name; });
+    return testing_loop::waitFor([&] { return currentName() == name; });
+  }
+
+  std::optional<QString> currentName() {
+    const auto shown = cursor_->currentCursor();
+    return shown ? std::optional(shown->name) : std::nullopt;
   }
 
   XvfbServer server_;

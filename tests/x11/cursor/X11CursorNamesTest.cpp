@@ -13,7 +13,7 @@ class X11CursorNamesTest : public X11CursorFixture, public testing::WithParamInt
  protected:
   [[nodiscard]] bool showsAs(const QString& shape) {
     return testing_loop::waitFor([&] {
-      const auto name = cursor_->currentCursor();
+      const auto name = currentName();
       return name && mapNSCursorToWebCursor(*name) == shape;
     });
   }

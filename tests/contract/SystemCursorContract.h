@@ -1,0 +1,96 @@
+// Contract tests for every SystemCursor implementation. See DesktopContract.h.
+#pragma once
+
+#include "tests/contract/DesktopBench.h"
+#include "tests/fakes/PrintQt.h"
+
+namespace vantora {
+
+class SystemCursorContract : public DesktopContract {
+ protected:
+  SystemCursor& cursor() { return session().cursor(); }
+  void watch() {
+    cursor().watch({.cursorChanged = [this] { ++changes_; }, .pointerUsed = [this] { ++uses_; }});
+  }
+  [[nodiscard]] bool becomes(const QString& name) {
+    return testing_loop::waitFor([&] {
+      const auto shown = cursor().currentCursor();
+      return shown && shown->name == name;
+    });
+  }
+
+  int changes_ = 0;
+  int uses_ = 0;
+};
+
+TEST_P(SystemCursorContract, knowsNoCursorWhileNobodyWatches) {
+  bench_->showCursor(QStringLiteral("xterm"));
+  EXPECT_FALSE(cursor().currentCursor());
+  watch();
+  EXPECT_TRUE(becomes(QStringLiteral("xterm")));
+  cursor().unwatch();
+  EXPECT_FALSE(cursor().currentCursor());
+}
+
+TEST_P(SystemCursorContract, reportsAnotherCursorByItself) {
+  bench_->showCursor(QStringLiteral("xterm"));
+  watch();
+  ASSERT_TRUE(becomes(QStringLiteral("xterm")));
+  const int before = changes_;
+  bench_->showCursor(QStringLiteral("fleur"));
+  EXPECT_TRUE(testing_loop::waitFor([&] { return changes_ > before; }));
+  EXPECT_TRUE(becomes(QStringLiteral("fleur")));
+}
+
+TEST_P(SystemCursorContract, givesTheBitmapOfACursorWithoutAName) {
+  bench_->showCursor(QStringLiteral("xterm"));
+  watch();
+  ASSERT_TRUE(becomes(QStringLiteral("xterm")));
+  EXPECT_FALSE(cursor().currentCursor()->bitmap);
+  bench_->showCursor({});
+  ASSERT_TRUE(becomes({}));
+  const auto shown = cursor().currentCursor();
+  ASSERT_TRUE(shown && shown->bitmap);
+  const CursorBitmap& bitmap = *shown->bitmap;
+  EXPECT_FALSE(bitmap.size.isEmpty());
+  EXPECT_EQ(bitmap.pixels.size(), static_cast<std::size_t>(bitmap.size.width() * bitmap.size.height()));
+  EXPECT_TRUE(QRect(QPoint(0, 0), bitmap.size).contains(bitmap.hotSpot));
+}
+
+TEST_P(SystemCursorContract, reportsOneUseOfThePointerForEachRequest) {
+  bench_->showCursor(QStringLiteral("xterm"));
+  watch();
+  ASSERT_TRUE(becomes(QStringLiteral("xterm")));
+  cursor().armPointerEvent();
+  cursor().armPointerEvent();
+  // The server answers in order: once it has told this cursor, it knows of the request.
+  bench_->showCursor(QStringLiteral("fleur"));
+  ASSERT_TRUE(becomes(QStringLiteral("fleur")));
+  for (int i = 0; i < 5; ++i) bench_->movePointer();
+  ASSERT_TRUE(testing_loop::waitFor([&] { return uses_ > 0; }));
+  bench_->showCursor(QStringLiteral("hand2"));
+  ASSERT_TRUE(becomes(QStringLiteral("hand2")));
+  EXPECT_EQ(uses_, 1);
+}
+
+TEST_P(SystemCursorContract, reportsNothingAfterTheEndOfTheWatch) {
+  watch();
+  cursor().armPointerEvent();
+  cursor().unwatch();
+  const int before = changes_;
+  bench_->showCursor(QStringLiteral("fleur"));
+  bench_->movePointer();
+  testing_loop::drain();
+  EXPECT_EQ(changes_, before);
+  EXPECT_EQ(uses_, 0);
+}
+
+TEST_P(SystemCursorContract, knowsNoCursorOnceTheDesktopIsGone) {
+  bench_->showCursor(QStringLiteral("xterm"));
+  watch();
+  ASSERT_TRUE(becomes(QStringLiteral("xterm")));
+  bench_->lose();
+  EXPECT_TRUE(testing_loop::waitFor([&] { return !cursor().currentCursor(); }));
+}
+
+}  // namespace vantora
