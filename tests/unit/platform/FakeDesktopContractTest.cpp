@@ -12,6 +12,7 @@ class FakeDesktopBench final : public DesktopBench {
   FakeDesktopBench() {
     desktop_.displayList.set({{.id = 1, .name = u"screen"_s, .bounds = {0, 0, 1000, 600}}});
     desktop_.screen->setDisplays({{1000, 600}});
+    desktop_.identity.hostName = u"machine"_s;
   }
   DesktopSession& session() override { return desktop_; }
   QPointF pointerPosition() override { return desktop_.desktopInput.position; }

@@ -50,7 +50,10 @@ class X11DesktopBench final : public DesktopBench {
     EXPECT_TRUE(program().show(name.toStdString()));
   }
   void movePointer() override { program().movePointer(50 + moves_++, 50); }
-  void lose() override { server_.kill(); }
+  void lose() override {
+    program_.reset();  // Xlib ends the process when the server goes.
+    server_.kill();
+  }
 
  private:
   void settle() { EXPECT_TRUE(usable(session_->input())); }

@@ -166,7 +166,8 @@ TEST_F(ScriptsTest, followTheTableWhereNothingIsRememberedAndKeepNoFile) {
   const CommandOutcome dark = run(u"toggle-dark-mode", DesktopKind::xfce);
   EXPECT_TRUE(dark.ok);
   EXPECT_EQ(dark.standardOutput, QString());
-  EXPECT_EQ(replaced_, (ReplacedSettings{{u"xfce-theme"_s, {.left = u"No Sister"_s, .taken = u"Adwaita-dark"_s}}}));
+  EXPECT_EQ(replaced_,
+            (ReplacedSettings{{u"xfce-theme"_s, {.previous = u"No Sister"_s, .replacement = u"Adwaita-dark"_s}}}));
   replaced_.clear();
   EXPECT_TRUE(run(u"toggle-dark-mode", DesktopKind::xfce).ok);
   EXPECT_EQ(home_.read(u"theme"_s), u"Adwaita\n"_s);
