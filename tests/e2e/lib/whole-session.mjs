@@ -112,6 +112,8 @@ export class Session {
     }
     for (const [index, page] of this.pages.entries()) {
       await writeFile(join(directory, `page${index}.log`), page.said.join('\n'));
+      const state = await page.evaluate(() => window.bare?.state()).catch(String);
+      if (state) await writeFile(join(directory, `page${index}.json`), JSON.stringify(state, null, 1));
       await page.screenshot({ path: join(directory, `page${index}.png`), timeout: 3000 }).catch(() => {});
     }
   }

@@ -6,6 +6,8 @@ const video = document.getElementById('video');
 const bare = (window.bare = {
   pc: null,
   channels: {},
+  /// Every channel of the host that was seen, gone ones too.
+  seen: [],
   /// Control messages as {label, message, at}.
   messages: [],
   /// Signalling messages as they came.
@@ -23,6 +25,17 @@ const bare = (window.bare = {
   socketIsOpen: () => socket.readyState === WebSocket.OPEN,
   send(message, label = 'control_reliable') {
     bare.channels[label].send(JSON.stringify(message));
+  },
+  /// Where the connection stands, for the evidence of a test that failed.
+  async state() {
+    const statistics = bare.pc ? [...(await bare.pc.getStats()).values()] : [];
+    return {
+      signals: bare.signals.map(({ type, candidate }) => (candidate ? `${type} ${candidate.candidate}` : type)),
+      offers: bare.offers.length, frames: bare.frames, signalling: bare.pc?.signalingState, ice: bare.pc?.iceConnectionState,
+      gathering: bare.pc?.iceGatheringState, connection: bare.pc?.connectionState, dtls: bare.pc?.sctp?.transport?.state, sctp: bare.pc?.sctp?.state,
+      channels: bare.seen.map(({ label, id, readyState }) => [label, id, readyState]),
+      statistics: statistics.filter(({ type }) => ['candidate-pair', 'data-channel', 'local-candidate', 'peer-connection', 'transport'].includes(type)),
+    };
   },
   sendRaw(data, label = 'control_reliable') {
     bare.channels[label].send(data);
@@ -80,6 +93,7 @@ function connect() {
     }
   };
   pc.ondatachannel = ({ channel }) => {
+    bare.seen.push(channel);
     const take = () => (bare.channels[channel.label] = channel);
     if (channel.readyState === 'open') take();
     channel.onopen = take;

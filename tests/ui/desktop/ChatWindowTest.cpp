@@ -63,8 +63,12 @@ TEST_F(ChatWindowTest, hidesWhenClosedAndComesBackWithItsConversation) {
   tell(u"chat viewer still here"_s);
   // The window manager closes the active window; this one may not be active yet.
   ASSERT_TRUE(testing_loop::waitFor([this] { return activeWindow() == u"Vantora Chat"_s; }));
-  press(u"alt+F4"_s);
-  EXPECT_TRUE(vanishes(u"Vantora Chat"_s));
+  // Again until it does, as a person would: the first key of a test changes the keyboard map, and the window manager
+  // gets no keys while it binds them anew.
+  EXPECT_TRUE(testing_loop::waitFor([this] {
+    press(u"alt+F4"_s);
+    return windows(u"Vantora Chat"_s).isEmpty();
+  }));
   tell(u"chat viewer unseen"_s);
   EXPECT_TRUE(comesToBe(u"unread"_s, u"1"_s));
   tell(u"reopen"_s);
