@@ -15,7 +15,7 @@ bool WeakReference::Flag::IsValid() const { return is_valid_; }
 
 WeakReference::WeakReference() = default;
 WeakReference::WeakReference(const Flag* flag) : flag_(flag) {}
-WeakReference::WeakReference(WeakReference&& other) = default;
+WeakReference::WeakReference(WeakReference&& other) = default;  // NOLINT(performance-noexcept-move-constructor)
 WeakReference::WeakReference(const WeakReference& other) = default;
 WeakReference::~WeakReference() = default;
 bool WeakReference::is_valid() const { return flag_ && flag_->IsValid(); }

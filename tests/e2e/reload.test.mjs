@@ -101,3 +101,22 @@ test('aHostThatIsStartedAgainIsFoundByTheWaitingPage', async (t) => {
     await connected(page);
   });
 });
+
+test('aPageThatFailsTheHandshakeDoesNotEndTheHost', async (t) => {
+  await withSession(t, {}, async (session) => {
+    const page = await session.bare();
+    await new BareControl(page).open();
+    // From its next load on its answers name a certificate that it does not have.
+    await page.addInitScript(() => {
+      const { send } = WebSocket.prototype;
+      WebSocket.prototype.send = function sendOther(text) {
+        return send.call(this, text.replace(/a=fingerprint:sha-256 ..:../g, 'a=fingerprint:sha-256 00:00'));
+      };
+    });
+    await page.reload();
+    await until(() => page.evaluate(() => bare.pc?.connectionState === 'failed'), { what: 'the handshake to fail' });
+    await page.close();
+    await new BareControl(await session.bare()).open();
+    assert.equal(session.host.child.exit, null);
+  });
+});

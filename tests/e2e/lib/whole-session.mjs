@@ -112,7 +112,9 @@ export class Session {
     }
     for (const [index, page] of this.pages.entries()) {
       await writeFile(join(directory, `page${index}.log`), page.said.join('\n'));
-      const state = await page.evaluate(() => window.bare?.state()).catch(String);
+      // A page that hangs must not hold up what tells of it.
+      const silence = new Promise((resolve) => setTimeout(resolve, 3000, 'the page says nothing').unref());
+      const state = await Promise.race([page.evaluate(() => window.bare?.state()).catch(String), silence]);
       if (state) await writeFile(join(directory, `page${index}.json`), JSON.stringify(state, null, 1));
       await page.screenshot({ path: join(directory, `page${index}.png`), timeout: 3000 }).catch(() => {});
     }
