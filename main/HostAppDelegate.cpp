@@ -10,7 +10,7 @@
 #include "main/video/encoders/EncoderFactory.h"
 #include "main/video/sources/DummyVideoSource.h"
 #include "main/video/sources/ScreenVideoSource.h"
-#include "platform/DesktopChoice.h"
+#include "platform/DesktopFactory.h"
 
 namespace vantora {
 HostAppDelegate::HostAppDelegate(QStringList arguments, Environment environment, InfoDictionary info)

@@ -1,34 +1,46 @@
 #include "platform/DesktopChoice.h"
 
-#include "platform/NoDesktop.h"
-#include "platform/x11/X11Desktop.h"
-
 namespace vantora {
+namespace {
 
 using namespace Qt::Literals::StringLiterals;
 
-WindowSystem windowSystemOf(const Environment& environment) {
-  const bool hasX11 = environment.nonEmpty("DISPLAY").has_value();
-  const bool hasWayland = environment.nonEmpty("WAYLAND_DISPLAY").has_value();
-  const QString type = environment.nonEmpty("XDG_SESSION_TYPE").value_or(QString()).toLower();
-  if (type == "wayland"_L1 && (hasWayland || hasX11)) return WindowSystem::wayland;
-  if (type == "x11"_L1 && hasX11) return WindowSystem::x11;
-  // An X server outside the login session: started by hand, over ssh, in a nested desktop.
-  if (hasX11) return WindowSystem::x11;
-  return hasWayland ? WindowSystem::wayland : WindowSystem::none;
+// Absolute path of the compositor's socket; empty when the environment names none.
+QString compositorSocket(const Environment& environment) {
+  const QString name = environment.nonEmpty("WAYLAND_DISPLAY").value_or(QString());
+  if (name.isEmpty() || name.startsWith(u'/')) return name;
+  const auto folder = environment.nonEmpty("XDG_RUNTIME_DIR");
+  return folder ? *folder + u'/' + name : QString();
 }
 
-std::unique_ptr<DesktopSession> makeDesktopSession(const Environment& environment, Clipboard& clipboard) {
+}  // namespace
+
+WindowSystem windowSystemOf(const Environment& environment, const DisplayServers& servers) {
   const auto display = environment.nonEmpty("DISPLAY");
-  switch (windowSystemOf(environment)) {
-    case WindowSystem::x11:
-    case WindowSystem::wayland:
-      if (display) return makeX11Desktop(environment, *display, clipboard);
-      break;
-    case WindowSystem::none:
+  const bool namesCompositor = environment.nonEmpty("WAYLAND_DISPLAY").has_value();
+  const QString type = environment.nonEmpty("XDG_SESSION_TYPE").value_or(QString()).toLower();
+  if (type == "x11"_L1 && display) return WindowSystem::x11;
+
+  switch (display ? servers.xServer(*display) : XServerKind::absent) {
+    case XServerKind::native:
+      return WindowSystem::x11;
+    case XServerKind::xwayland:
+      return WindowSystem::wayland;
+    case XServerKind::absent:
       break;
   }
-  return makeNoDesktop(clipboard, u"cannot open display \"\""_s);
+  const QString socket = compositorSocket(environment);
+  if (!socket.isEmpty() && servers.compositor(socket)) return WindowSystem::wayland;
+  if (type == "wayland"_L1 && (namesCompositor || display)) return WindowSystem::wayland;
+  if (display) return WindowSystem::x11;
+  return namesCompositor ? WindowSystem::wayland : WindowSystem::none;
+}
+
+ToolkitPlatforms toolkitPlatforms(const Environment& environment, const DisplayServers& servers) {
+  const auto display = environment.nonEmpty("DISPLAY");
+  if (display && servers.xServer(*display) != XServerKind::absent) return {"xcb;wayland;offscreen"};
+  if (environment.nonEmpty("WAYLAND_DISPLAY")) return {"wayland;offscreen"};
+  return {"offscreen", display.has_value()};
 }
 
 }  // namespace vantora

@@ -4,14 +4,14 @@
 #include <QJsonArray>
 #include <QTimer>
 #include <csignal>
-#include <cstdlib>
 #include <initializer_list>
 
+#include "base/Environment.h"
 #include "main/desktop/DesktopProcess.h"
 #include "main/desktop/SessionProxy.h"
 #include "main/desktop/process/ClipboardService.h"
 #include "main/ui/UserInterface.h"
-#include "platform/DisplayServer.h"
+#include "platform/DesktopChoice.h"
 #include "platform/qt/QtClipboard.h"
 
 namespace vantora {
@@ -21,29 +21,6 @@ using namespace Qt::Literals::StringLiterals;
 using namespace std::chrono_literals;
 
 constexpr auto kDisplayCheck = 2000ms;
-
-bool isSet(const char* variable) {
-  const char* value = std::getenv(variable);
-  return value && *value;
-}
-
-enum class Display { usable, awaited, none };
-
-// The toolkit ends the process if it cannot connect to its display: each list ends with a platform that needs no
-// display.
-Display chooseToolkitPlatform() {
-  const bool named = isSet("DISPLAY");
-  if (named && displayServerAnswers()) {
-    qputenv("QT_QPA_PLATFORM", "xcb;wayland;offscreen");
-    return Display::usable;
-  }
-  if (isSet("WAYLAND_DISPLAY")) {
-    qputenv("QT_QPA_PLATFORM", "wayland;offscreen");
-    return Display::usable;
-  }
-  qputenv("QT_QPA_PLATFORM", "offscreen");
-  return named ? Display::awaited : Display::none;
-}
 
 // Ignored signals would stay ignored in the browser that a link opens; a handler is reset on exec.
 void ignoreForThisProcessOnly(std::initializer_list<int> signals) {
@@ -146,21 +123,24 @@ std::optional<int> desktopLinkDescriptor() {
 
 int runDesktopProcess(int descriptor, int& argumentCount, char** arguments) {
   ignoreForThisProcessOnly({SIGINT, SIGHUP, SIGPIPE});
-  const bool chosenByUser = isSet("QT_QPA_PLATFORM");
-  const Display display = chosenByUser ? Display::usable : chooseToolkitPlatform();
+  const Environment environment = Environment::ofProcess();
+  const bool chosenByUser = environment.nonEmpty("QT_QPA_PLATFORM").has_value();
+  const ToolkitPlatforms platforms =
+      chosenByUser ? ToolkitPlatforms{} : toolkitPlatforms(environment, displayServers());
+  if (!chosenByUser) qputenv("QT_QPA_PLATFORM", platforms.list);
   QApplication::setQuitOnLastWindowClosed(false);
   QGuiApplication::setDesktopFileName(u"vantora-host"_s);
   QApplication application(argumentCount, arguments);
   // Programs started from here choose their own platform.
   if (!chosenByUser) qunsetenv("QT_QPA_PLATFORM");
   QTimer displayCheck;
-  if (display == Display::awaited) {
-    QObject::connect(&displayCheck, &QTimer::timeout, &displayCheck, [] {
-      if (displayServerAnswers()) QCoreApplication::quit();
+  if (platforms.awaitsDisplay) {
+    QObject::connect(&displayCheck, &QTimer::timeout, &displayCheck, [&environment] {
+      if (!toolkitPlatforms(environment, displayServers()).awaitsDisplay) QCoreApplication::quit();
     });
     displayCheck.start(kDisplayCheck);
   }
-  Desktop desktop(descriptor, display != Display::awaited);
+  Desktop desktop(descriptor, !platforms.awaitsDisplay);
   return QApplication::exec();
 }
 

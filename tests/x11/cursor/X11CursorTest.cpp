@@ -1,5 +1,5 @@
 // Events and lifecycle of the cursor of an X server.
-#include "platform/DesktopChoice.h"
+#include "platform/DesktopFactory.h"
 #include "platform/x11/X11Connection.h"
 #include "tests/fakes/FakeClipboard.h"
 #include "tests/x11/cursor/X11CursorFixture.h"

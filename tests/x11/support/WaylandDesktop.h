@@ -25,7 +25,8 @@ class WaylandDesktop {
     while (!running() && !timeout.isOver()) std::this_thread::sleep_for(std::chrono::milliseconds(10));
   }
 
-  bool running() const { return QFile::exists(folder_.filePath(QString::fromStdString(socket()))); }
+  bool running() const { return QFile::exists(socketPath()); }
+  QString socketPath() const { return folder_.filePath(QString::fromStdString(socket())); }
   // The environment of its clients.
   std::vector<std::string> environment() const {
     return {"XDG_RUNTIME_DIR=" + folder_.path().toStdString(), "WAYLAND_DISPLAY=" + socket()};

@@ -3,6 +3,7 @@
 
 #include "main/control/input/InputInjector.h"
 #include "main/video/sources/ScreenVideoSource.h"
+#include "platform/DisplayServers.h"
 #include "platform/x11/X11Displays.h"
 #include "platform/x11/X11Input.h"
 #include "platform/x11/Xwayland.h"
@@ -45,6 +46,20 @@ TEST(Xwayland, isNotAServerWithoutRandrOrWithoutAnAnswer) {
   server.goOn();
 }
 
+TEST(DisplayServers, distinguishesAServerThatRepliesFromOthers) {
+  const DisplayServers servers = displayServers();
+  XvfbServer server(320, 240);
+  ASSERT_TRUE(server.running());
+  EXPECT_EQ(servers.xServer(server.display()), XServerKind::native);
+  server.stop();
+  EXPECT_EQ(servers.xServer(server.display()), XServerKind::absent);
+  server.goOn();
+  EXPECT_EQ(servers.xServer(u":59999"_s), XServerKind::absent);
+  EXPECT_FALSE(servers.compositor(u"/nowhere/wayland-0"_s));
+  EXPECT_FALSE(servers.compositor(u'/' + QString(200, u'x')));
+  EXPECT_FALSE(servers.compositor(QString()));
+}
+
 class XwaylandTest : public testing_support::MainThreadTest, public testing::WithParamInterface<XwaylandServer::Kind> {
  protected:
   void SetUp() override {
@@ -62,7 +77,12 @@ class XwaylandTest : public testing_support::MainThreadTest, public testing::Wit
   std::unique_ptr<XwaylandServer> server_;
 };
 
-TEST_P(XwaylandTest, isRecognisedByItself) { EXPECT_TRUE(detectsXwayland(*server_)); }
+TEST_P(XwaylandTest, isRecognisedByItself) {
+  EXPECT_TRUE(detectsXwayland(*server_));
+  const DisplayServers servers = displayServers();
+  EXPECT_EQ(servers.xServer(server_->display()), XServerKind::xwayland);
+  EXPECT_TRUE(servers.compositor(desktop_->socketPath()));
+}
 
 TEST_P(XwaylandTest, showsNothingWhichIsAMissingPermission) {
   QStringList permissions;

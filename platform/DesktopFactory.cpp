@@ -1,0 +1,26 @@
+#include "platform/DesktopFactory.h"
+
+#include "platform/DesktopChoice.h"
+#include "platform/NoDesktop.h"
+#include "platform/x11/X11Desktop.h"
+
+namespace vantora {
+
+using namespace Qt::Literals::StringLiterals;
+
+std::unique_ptr<DesktopSession> makeDesktopSession(const Environment& environment, Clipboard& clipboard,
+                                                   const DisplayServers& servers) {
+  const QString display = environment.nonEmpty("DISPLAY").value_or(QString());
+  switch (windowSystemOf(environment, servers)) {
+    case WindowSystem::x11:
+      return makeX11Desktop(environment, display, clipboard);
+    case WindowSystem::wayland:
+      if (!display.isEmpty()) return makeX11Desktop(environment, display, clipboard);
+      break;
+    case WindowSystem::none:
+      break;
+  }
+  return makeNoDesktop(clipboard, u"cannot open display \"\""_s);
+}
+
+}  // namespace vantora
