@@ -122,10 +122,12 @@ void Host::setFileReceiveAllowed(bool allow) {
   changed();
 }
 
-// A desktop that withdrew its permission delivers no frames any more.
+// A desktop that withdrew its consent delivers no frames and takes no input any more.
 void Host::desktopChanged(const DesktopStatus& status) {
+  if (status.state == DesktopState::refused) logLine(u"[desktop] refused: "_s + status.reason);
   if (status.state == DesktopState::closed) {
-    injector_.releaseAll();
+    logLine(u"[desktop] closed: "_s + status.reason);
+    authorisation_->desktopClosed();
     sharing_.stopSharing();
   }
   changed();

@@ -42,7 +42,11 @@ void ControlAuthorisation::regeneratePIN() {
 
 void ControlAuthorisation::setAllowRemoteControl(bool allow) {
   allowRemoteControl_ = allow;
-  if (allow || !controlEnabled_) return;
+  if (!allow) endControl();
+}
+
+void ControlAuthorisation::endControl() {
+  if (!controlEnabled_) return;
   setControlEnabled(false);
   notifyControlState();
 }
@@ -56,6 +60,7 @@ void ControlAuthorisation::notifyControlState() {
 }
 
 void ControlAuthorisation::resetOnChannelClose() {
+  waiting_.clear();
   setControlEnabled(false);
   controlAuthed_ = false;
   logLine("[control] reset state on channel close");
@@ -70,23 +75,24 @@ void ControlAuthorisation::handleAuth(ControlChannel origin, const JsonObject& m
 
 void ControlAuthorisation::handleControl(ControlChannel origin, const JsonObject& message,
                                          std::function<void(bool)> done) {
-  if (waiting_ >= kMaxWaiting) return;
-  ++waiting_;
-  const bool wanted = boolField(message, "enable"_L1).value_or(false);
-  callbacks_.ensureAccessibility(lifetime_.guard(
-      [this, origin, wanted, connection = sender_.connection(), done = std::move(done)](bool permitted) {
-        --waiting_;
-        // The viewer that asked was replaced.
-        if (sender_.connection() != connection) return;
-        answerControl(origin, wanted, permitted);
-        done(permitted);
-      }));
+  if (waiting_.size() >= kMaxWaiting) return;
+  waiting_.push_back({origin, boolField(message, "enable"_L1).value_or(false), std::move(done)});
+  if (desktopAsked_) return;
+  desktopAsked_ = true;
+  callbacks_.ensureAccessibility(lifetime_.guard([this](bool permitted) { desktopReplied(permitted); }));
 }
 
-void ControlAuthorisation::answerControl(ControlChannel origin, bool wanted, bool permitted) {
-  setControlEnabled(wanted && allowRemoteControl_ && (controlAuthed_ || isDemoRoom()) && permitted);
-  logLine(u"[control] enabled="_s + trueOrFalse(controlEnabled_));
-  sender_.reply(origin, controlState());
+// A reply may close a channel or lead to another request: both are seen here, in their order.
+void ControlAuthorisation::desktopReplied(bool permitted) {
+  while (!waiting_.empty()) {
+    const ControlChange change = std::move(waiting_.front());
+    waiting_.pop_front();
+    setControlEnabled(change.wanted && allowRemoteControl_ && (controlAuthed_ || isDemoRoom()) && permitted);
+    logLine(u"[control] enabled="_s + trueOrFalse(controlEnabled_));
+    sender_.reply(change.origin, controlState());
+    change.done(permitted);
+  }
+  desktopAsked_ = false;
 }
 
 void ControlAuthorisation::sendPermissionRequired(ControlChannel origin) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <QString>
+#include <deque>
 #include <functional>
 
 #include "base/Json.h"
@@ -24,7 +25,7 @@ class ControlAuthorisation {
   };
   struct Callbacks {
     // Asks whether this process may post input events at all. May show the desktop's own prompt; the reply may then
-    // take minutes. Several requests are answered in their order.
+    // take minutes. Not called again before `answer` was.
     std::function<void(std::function<void(bool permitted)> answer)> ensureAccessibility;
     // Control was on and is now off: all keys and buttons that the viewer holds down must be released.
     std::function<void()> controlEnded;
@@ -46,7 +47,10 @@ class ControlAuthorisation {
   void setAllowRemoteControl(bool allow);
   // Sends "control_state" on "control_reliable" when that is open, else on "control".
   void notifyControlState();
-  // A control channel closed or the viewer was replaced: all its rights are dropped.
+  // The desktop takes no input any more: control ends at once and the viewer is notified.
+  void desktopClosed() { endControl(); }
+  // A control channel closed or the viewer was replaced: all its rights are dropped, and so are its requests that wait
+  // for the desktop.
   void resetOnChannelClose();
 
   // The rights decided here. The right to send files is not set: it is decided elsewhere.
@@ -56,14 +60,21 @@ class ControlAuthorisation {
   void handleAuth(ControlChannel origin, const JsonObject& message);
   // "control": switches remote control on or off once the desktop has reported whether input can be posted. `done` is
   // called after the reply, so that the caller can acknowledge and, when not permitted, call sendPermissionRequired();
-  // it is not called when the viewer was replaced meanwhile. Requests beyond kMaxWaiting that wait for the desktop are
-  // dropped.
+  // it is not called when a control channel closed meanwhile. Requests are answered in their order; those beyond
+  // kMaxWaiting that wait for the desktop are dropped.
   void handleControl(ControlChannel origin, const JsonObject& message, std::function<void(bool permitted)> done);
-  static constexpr int kMaxWaiting = 32;
+  static constexpr std::size_t kMaxWaiting = 32;
   void sendPermissionRequired(ControlChannel origin);
 
  private:
-  void answerControl(ControlChannel origin, bool wanted, bool permitted);
+  // A request that waits for the desktop.
+  struct ControlChange {
+    ControlChannel origin;
+    bool wanted = false;
+    std::function<void(bool permitted)> done;
+  };
+  void desktopReplied(bool permitted);
+  void endControl();
   bool isDemoRoom() const;
   void setControlEnabled(bool enabled);
   JsonObject controlState() const;
@@ -74,7 +85,8 @@ class ControlAuthorisation {
   bool controlEnabled_ = false;
   bool controlAuthed_ = false;
   bool allowRemoteControl_ = true;
-  int waiting_ = 0;
+  bool desktopAsked_ = false;
+  std::deque<ControlChange> waiting_;
   // Last: the desktop may reply after this object was destroyed.
   Lifetime lifetime_;
 };

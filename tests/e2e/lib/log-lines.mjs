@@ -41,6 +41,7 @@ export const knownLines = [
   String.raw`\[input\] origin=(top|bottom)`,
   String.raw`\[input\] target display id=\d+ rotation=\d+ bounds=${rectangle}`,
   String.raw`\[input\] refused: .+`,
+  String.raw`\[desktop\] (refused|closed): .*`,
   String.raw`\[input\] fallback target frame=${rectangle} \(points\)`,
   String.raw`\[sync\] Clipboard (monitoring (started|stopped)|sync (enabled|disabled))`,
   String.raw`\[sync\] Clipboard (changed, syncing to|updated from) client: ".*"`,

@@ -208,8 +208,33 @@ TEST_F(HostControlTest, releasesInputAndStopsSharingWhenTheDesktopWithdrawsPermi
   EXPECT_TRUE(input_.heldButtons.empty());
   EXPECT_FALSE(host_->isSharingEnabled());
   EXPECT_GT(changes, 0);
+  EXPECT_FALSE(host_->authorisation().controlEnabled());
+  EXPECT_TRUE(received().contains({{u"type"_s, u"control_state"_s}, {u"enabled"_s, false}}));
+  EXPECT_TRUE(logged().contains(u"[desktop] closed: the person ended it"_s));
   host_->startSharing();
   EXPECT_TRUE(host_->isSharingEnabled()) << "asked again, it may say yes";
+}
+
+TEST_F(HostControlTest, logsThatTheDesktopRefuses) {
+  connectViewer();
+  desktop_.setStatus({DesktopState::awaitingConsent});
+  EXPECT_TRUE(logged().isEmpty());
+  desktop_.setStatus({DesktopState::refused, u"the user declined"_s});
+  EXPECT_EQ(logged(), QStringList{u"[desktop] refused: the user declined"_s});
+}
+
+// The room "demo" gives control without a PIN: a consent that comes late must not reach the next viewer.
+TEST_F(HostControlTest, givesNoControlToAViewerThatDidNotAskForIt) {
+  connectViewer(u"demo"_s);
+  input_.asks = true;
+  say({{u"type"_s, u"control"_s}, {u"enable"_s, true}, {u"req"_s, 3}});
+  peer().reliable().close();
+  signal({{u"type"_s, u"renegotiate"_s}});
+  peer().reliable().open();
+  received();
+  ASSERT_TRUE(input_.answer());
+  EXPECT_FALSE(host_->authorisation().controlEnabled());
+  EXPECT_TRUE(received().isEmpty());
 }
 
 TEST_F(HostControlTest, repliesOnTheReliableChannelAndAcknowledgesWhereTheRequestCameFrom) {

@@ -21,8 +21,8 @@ class ControlAuthorisationTest : public testing::Test {
                                 {.ensureAccessibility =
                                      [this](std::function<void(bool)> answer) {
                                        ++accessibilityChecks_;
-                                       if (asksAPerson_) {
-                                         questions_.push_back(std::move(answer));
+                                       if (promptsUser_) {
+                                         prompts_.push_back(std::move(answer));
                                        } else {
                                          answer(accessible_);
                                        }
@@ -53,8 +53,8 @@ class ControlAuthorisationTest : public testing::Test {
   fakes::FakeControlSender sender_;
   bool accessible_ = true;
   std::optional<bool> lastPermitted_;
-  bool asksAPerson_ = false;
-  std::deque<std::function<void(bool)>> questions_;
+  bool promptsUser_ = false;
+  std::deque<std::function<void(bool)>> prompts_;
   int accessibilityChecks_ = 0;
   int ended_ = 0;
 };
@@ -277,8 +277,8 @@ TEST_F(ControlAuthorisationTest, leavesALockedPinAloneWithoutALogLine) {
   EXPECT_TRUE(log_.lines().isEmpty());
 }
 
-TEST_F(ControlAuthorisationTest, answersWhenAPersonHasAnswered) {
-  asksAPerson_ = true;
+TEST_F(ControlAuthorisationTest, answersInOrderWhenTheUserHasDecided) {
+  promptsUser_ = true;
   ControlAuthorisation authorisation = make();
   auth(authorisation, kRightToken);
   QList<bool> permitted;
@@ -289,58 +289,98 @@ TEST_F(ControlAuthorisationTest, answersWhenAPersonHasAnswered) {
   ask(kDisable);
   EXPECT_TRUE(sender_.sent.isEmpty() && permitted.isEmpty());
   EXPECT_FALSE(authorisation.controlEnabled());
-  questions_[0](true);
-  EXPECT_TRUE(authorisation.controlEnabled());
-  EXPECT_EQ(onlyAnswer(), state(true));
-  questions_[1](true);
+  ASSERT_EQ(prompts_.size(), 1U) << "the user is asked once";
+  prompts_[0](true);
+  const QList<Sent> sent = sender_.take();
+  ASSERT_EQ(sent.size(), 2);
+  EXPECT_EQ(sent[0].message, state(true));
+  EXPECT_EQ(sent[1].message, state(false));
   EXPECT_FALSE(authorisation.controlEnabled());
-  EXPECT_EQ(onlyAnswer(), state(false));
   EXPECT_EQ(permitted, (QList{true, true}));
 }
 
-TEST_F(ControlAuthorisationTest, asksForRightsAsTheyAreWhenThePersonAnswers) {
-  asksAPerson_ = true;
+TEST_F(ControlAuthorisationTest, decidesByTheRightsAtTheTimeOfTheReply) {
+  promptsUser_ = true;
   ControlAuthorisation authorisation = make();
   auth(authorisation, kRightToken);
   authorisation.handleControl(ControlChannel::control, kEnable, [](bool) {});
   authorisation.setAllowRemoteControl(false);
-  questions_[0](true);
+  prompts_[0](true);
   EXPECT_EQ(onlyAnswer(), state(false));
   EXPECT_FALSE(authorisation.controlEnabled());
 }
 
-TEST_F(ControlAuthorisationTest, givesTheNextViewerNothingThatTheOneBeforeAskedFor) {
-  asksAPerson_ = true;
-  ControlAuthorisation authorisation = make();
-  auth(authorisation, kRightToken);
+// Also when the channel is opened again on the same connection, and in the room that needs no PIN.
+TEST_F(ControlAuthorisationTest, dropsRequestsThatWaitWhenAChannelCloses) {
+  promptsUser_ = true;
+  ControlAuthorisation authorisation = make(u"demo"_s);
   bool done = false;
   authorisation.handleControl(ControlChannel::control, kEnable, [&](bool) { done = true; });
   authorisation.resetOnChannelClose();
-  ++sender_.connectionNumber;
-  auth(authorisation, kRightToken);
-  questions_[0](true);
+  auth(authorisation, {});
+  ASSERT_EQ(prompts_.size(), 1U);
+  prompts_[0](true);
   EXPECT_FALSE(authorisation.controlEnabled() || done);
   EXPECT_TRUE(sender_.sent.isEmpty());
 }
 
+TEST_F(ControlAuthorisationTest, answersTheNextViewerWithTheReplyThatTheUserGivesMeanwhile) {
+  promptsUser_ = true;
+  ControlAuthorisation authorisation = make();
+  QStringList done;
+  authorisation.handleControl(ControlChannel::control, kEnable, [&](bool) { done += u"first"_s; });
+  authorisation.resetOnChannelClose();
+  auth(authorisation, kRightToken);
+  authorisation.handleControl(ControlChannel::control, kEnable, [&](bool) { done += u"second"_s; });
+  ASSERT_EQ(prompts_.size(), 1U);
+  prompts_[0](true);
+  EXPECT_EQ(done, QStringList{u"second"_s});
+  EXPECT_EQ(onlyAnswer(), state(true));
+}
+
+TEST_F(ControlAuthorisationTest, takesARequestThatIsMadeWithinAReply) {
+  promptsUser_ = true;
+  ControlAuthorisation authorisation = make(u"demo"_s);
+  QStringList done;
+  authorisation.handleControl(ControlChannel::control, kEnable, [&](bool) {
+    done += u"on"_s;
+    authorisation.handleControl(ControlChannel::control, kDisable, [&](bool) { done += u"off"_s; });
+  });
+  prompts_[0](true);
+  EXPECT_EQ(done, (QStringList{u"on"_s, u"off"_s}));
+  EXPECT_FALSE(authorisation.controlEnabled());
+}
+
 TEST_F(ControlAuthorisationTest, keepsABoundedNumberOfRequestsWaiting) {
-  asksAPerson_ = true;
+  promptsUser_ = true;
   ControlAuthorisation authorisation = make();
   for (int i = 0; i < 1000; ++i) authorisation.handleControl(ControlChannel::control, kEnable, [](bool) {});
-  EXPECT_EQ(questions_.size(), std::size_t{ControlAuthorisation::kMaxWaiting});
-  for (const auto& answer : questions_) answer(false);
-  EXPECT_EQ(sender_.take().size(), ControlAuthorisation::kMaxWaiting);
+  ASSERT_EQ(prompts_.size(), 1U);
+  prompts_[0](false);
+  EXPECT_EQ(static_cast<std::size_t>(sender_.take().size()), std::size_t{ControlAuthorisation::kMaxWaiting});
   authorisation.handleControl(ControlChannel::control, kEnable, [](bool) {});
-  EXPECT_EQ(questions_.size(), std::size_t{ControlAuthorisation::kMaxWaiting} + 1);
+  EXPECT_EQ(prompts_.size(), 2U);
+}
+
+TEST_F(ControlAuthorisationTest, endsControlWithTheDesktop) {
+  ControlAuthorisation authorisation = make();
+  authorisation.desktopClosed();
+  EXPECT_TRUE(sender_.sent.isEmpty());
+  auth(authorisation, kRightToken);
+  control(authorisation, kEnable);
+  authorisation.desktopClosed();
+  EXPECT_EQ(onlyAnswer(), state(false));
+  EXPECT_EQ(ended_, 1);
+  EXPECT_TRUE(authorisation.controlAuthed());
 }
 
 TEST_F(ControlAuthorisationTest, survivesAnAnswerAfterItsEnd) {
-  asksAPerson_ = true;
+  promptsUser_ = true;
   {
     ControlAuthorisation authorisation = make();
     authorisation.handleControl(ControlChannel::control, kEnable, [](bool) { FAIL(); });
   }
-  questions_[0](true);
+  prompts_[0](true);
   EXPECT_TRUE(sender_.sent.isEmpty());
 }
 
