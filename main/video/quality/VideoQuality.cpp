@@ -128,11 +128,7 @@ void VideoQuality::applyVideoParams(std::optional<qint64> maxBitrateKbps, std::o
 
 void VideoQuality::displayResized() {
   if (!presetSize_ || !sharing_.useScreenSource()) return;
-  VideoTarget target = targetOf(currentQualityPreset_);
-  if (!presetRates_) {
-    target.fps = lastTarget_.fps;
-    target.kbps = lastTarget_.kbps;
-  }
+  const VideoTarget target = adaptedTarget();
   if (target == lastTarget_) return;
   VideoSender* const sender = sharing_.videoSender();
   if (sender && (target.kbps != lastTarget_.kbps || target.fps != lastTarget_.fps)) {
@@ -141,6 +137,15 @@ void VideoQuality::displayResized() {
   }
   store(currentQualityPreset_, target);
   feedSource(currentQualityPreset_, target);
+}
+
+VideoTarget VideoQuality::adaptedTarget() const {
+  VideoTarget target = presetSize_ ? targetOf(currentQualityPreset_) : lastTarget_;
+  if (!presetRates_) {
+    target.fps = lastTarget_.fps;
+    target.kbps = lastTarget_.kbps;
+  }
+  return target;
 }
 
 void VideoQuality::senderReplaced() {
@@ -170,9 +175,17 @@ void VideoQuality::feedSource(const QString& preset, const VideoTarget& target) 
     sharing_.reconfigureScreen(target.width, target.height, target.fps);
     return;
   }
+  sharing_.whenScreenStarted([this] { feedStartedScreen(); });
   sharing_.rebuildSynthetic(target.width, target.height, target.fps);
   applyPreferences(preset);  // The track is a new one.
   callbacks_.makeOffer();
+}
+
+// The choice was made while the local user was asked for the screen.
+void VideoQuality::feedStartedScreen() {
+  const VideoTarget target = adaptedTarget();
+  store(currentQualityPreset_, target);
+  sharing_.reconfigureScreen(target.width, target.height, target.fps);
 }
 
 void VideoQuality::store(const QString& preset, const VideoTarget& target) {

@@ -62,6 +62,9 @@ class VideoQuality {
   VideoTarget targetOf(const QString& preset) const;
   void applyPreferences(const QString& preset);
   void feedSource(const QString& preset, const VideoTarget& target);
+  // The target of the current preset for the display that is shared now.
+  VideoTarget adaptedTarget() const;
+  void feedStartedScreen();
   void store(const QString& preset, const VideoTarget& target);
 
   Environment environment_;

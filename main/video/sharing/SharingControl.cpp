@@ -1,5 +1,7 @@
 #include "main/video/sharing/SharingControl.h"
 
+#include <utility>
+
 #include "base/Log.h"
 #include "main/video/sharing/DisplaySize.h"
 #include "main/video/sharing/FitSize.h"
@@ -43,7 +45,7 @@ void SharingControl::startVideoSource(PeerConnection& peer, std::unique_ptr<Vide
   const VideoEnvironment video = readVideoEnvironment(environment_);
   const bool sharingResumes = useScreenSource_;
   useScreenSource_ = false;
-  displayIndexUsed_ = sharingResumes ? displayIndexUsed_ : video.displayIndex;
+  if (!sharingResumes && !screenStarting_) displayIndexUsed_ = video.displayIndex;
   if (video.inputUsesPoints) callbacks_.input.setMappingMode(*video.inputUsesPoints);
   if (video.inputOriginTop) callbacks_.input.setOrigin(*video.inputOriginTop);
 
@@ -77,14 +79,20 @@ void SharingControl::startSharing() {
   screenSource_ = factory_.screen(video.width, video.height, video.fps, displayIndexUsed_, std::move(events));
   screenSource_->setActive(viewerConnected_);
   callbacks_.input.setTargetScreen(displayIndexUsed_);
+  displayIndexCaptured_ = displayIndexUsed_;
+  screenStarting_ = true;
   if (videoSender_) videoSender_->replaceTrack(*screenSource_);
   screenSource_->start(life_.guard([this] { screenStarted(); }));
   callbacks_.changed();
 }
 
 void SharingControl::screenStarted() {
+  screenStarting_ = false;
   useScreenSource_ = true;
   logLine("[share] started screen capture");
+  // The viewer may choose while the local user is being asked.
+  if (displayIndexCaptured_ != displayIndexUsed_) moveCapture();
+  if (const auto started = std::exchange(whenScreenStarted_, nullptr)) started();
   callbacks_.makeOffer();
 }
 
@@ -100,6 +108,8 @@ void SharingControl::stopSharing() {
   if (videoSender_) videoSender_->replaceTrack(*dummy_);
   screenSource_.reset();
   useScreenSource_ = false;
+  screenStarting_ = false;
+  whenScreenStarted_ = nullptr;
   missingPermission_.clear();
   logLine("[share] stopped screen capture");
   callbacks_.makeOffer();
@@ -120,10 +130,19 @@ bool SharingControl::selectDisplay(int index) {
   displayIndexUsed_ = index;
   callbacks_.input.setTargetScreen(index);
   if (!useScreenSource_ || !screenSource_) return false;
-  // Starts the capture again, which may be refused again.
-  missingPermission_.clear();
-  screenSource_->setDisplayIndex(index, [] {});
+  moveCapture();
   return true;
+}
+
+// Starts the capture again, which may be refused again.
+void SharingControl::moveCapture() {
+  missingPermission_.clear();
+  displayIndexCaptured_ = displayIndexUsed_;
+  screenSource_->setDisplayIndex(displayIndexUsed_, [] {});
+}
+
+void SharingControl::whenScreenStarted(std::function<void()> started) {
+  if (screenStarting_) whenScreenStarted_ = std::move(started);
 }
 
 void SharingControl::rebuildSynthetic(int width, int height, int fps) {

@@ -69,6 +69,9 @@ class SharingControl {
 
   bool isSharingEnabled() const { return sharingEnabled_; }
   bool useScreenSource() const { return useScreenSource_; }
+  // Calls `started` when the capture that starts at the moment, for which the local user may be asked, has started;
+  // each call replaces the earlier one. Nothing happens without such a start, or if it is stopped before.
+  void whenScreenStarted(std::function<void()> started);
   int displayIndexUsed() const { return displayIndexUsed_; }
   qint64 lastCaptureWallNs() const { return screenSource_ ? screenSource_->lastCaptureWallNs() : 0; }
   // Null while there is no sender.
@@ -81,6 +84,7 @@ class SharingControl {
   // A source that makes frames, once started, while the screen is not shared and a viewer is connected.
   std::unique_ptr<SyntheticVideo> makeSynthetic(int fps, int width, int height);
   void screenStarted();
+  void moveCapture();
 
   Environment environment_;
   Displays& displays_;
@@ -92,6 +96,10 @@ class SharingControl {
   bool useScreenSource_ = false;
   bool viewerConnected_ = false;
   int displayIndexUsed_ = 0;
+  // The display that the capture was started with, or moved to.
+  int displayIndexCaptured_ = 0;
+  bool screenStarting_ = false;
+  std::function<void()> whenScreenStarted_;
   // The permission that the last start of the capture lacked; empty unless it was refused, and while sharing is off.
   QString missingPermission_;
   VideoSender* videoSender_ = nullptr;

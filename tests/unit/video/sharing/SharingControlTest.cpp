@@ -72,6 +72,57 @@ TEST_F(SharingControlTest, setsUpTheTrack) {
   EXPECT_EQ(sharing_.videoSender(), videoSender_.get());
 }
 
+TEST_F(SharingControlTest, movesToTheDisplayThatWasChosenWhileTheScreenStarted) {
+  start();
+  sharing_.startSharing();
+  EXPECT_FALSE(sharing_.selectDisplay(1));
+  EXPECT_TRUE(journal_.with("screen 1: display"_L1).isEmpty());
+  sources_.screen().finishStart();
+  EXPECT_EQ(journal_.with("screen 1: display"_L1), QStringList{u"screen 1: display 1"_s});
+  EXPECT_EQ(sharing_.displayIndexUsed(), 1);
+}
+
+TEST_F(SharingControlTest, leavesTheDisplayAloneWhenTheFirstOneWasChosenAgain) {
+  start();
+  sharing_.startSharing();
+  sharing_.selectDisplay(1);
+  sharing_.selectDisplay(0);
+  sources_.screen().finishStart();
+  EXPECT_TRUE(journal_.with("screen 1: display"_L1).isEmpty());
+}
+
+TEST_F(SharingControlTest, keepsTheChosenDisplayWhenTheConnectionIsRebuiltWhileTheScreenStarts) {
+  start();
+  sharing_.startSharing();
+  sharing_.selectDisplay(1);
+  sharing_.detachSender();
+  peer_ = factory_.createPeerConnection({}, {});
+  start();
+  sources_.screen().finishStart();
+  EXPECT_EQ(journal_.with("screen 1: display"_L1), QStringList{u"screen 1: display 1"_s});
+}
+
+TEST_F(SharingControlTest, tellsOfAStartedScreenOnlyWhoAskedDuringItsStart) {
+  start();
+  int calls = 0;
+  const auto count = [&calls] { ++calls; };
+  sharing_.whenScreenStarted(count);
+  sharing_.startSharing();
+  sharing_.whenScreenStarted(count);
+  sharing_.whenScreenStarted(count);
+  sharing_.stopSharing();
+  sharing_.startSharing();
+  sources_.screen().finishStart();
+  EXPECT_EQ(calls, 0);
+  sharing_.stopSharing();
+  sharing_.startSharing();
+  sharing_.whenScreenStarted(count);
+  sources_.screen().finishStart();
+  EXPECT_EQ(calls, 1);
+  sharing_.whenScreenStarted(count);
+  EXPECT_EQ(calls, 1);
+}
+
 TEST_F(SharingControlTest, appliesEverySettingOfTheEnvironment) {
   environment_ = {{"FPS", u"25"_s},
                   {"WIDTH", u"1920"_s},
