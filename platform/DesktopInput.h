@@ -42,11 +42,13 @@ class DesktopInput {
 
   // Asks the desktop for permission, which may ask the local user. `answer` is called once, on the main thread, unless
   // this object is destroyed before: within this call where no user has to be asked, else when the user has decided.
+  // Several requests are answered in their order.
   virtual void requestPermission(PermissionCallback answer) = 0;
   // Moves the pointer to a place of the display with this id, in fractions of its width and height from its top left
   // corner; its far edges (1) are its last pixels. Fractions are clamped to 0..1; NaN counts as 0. A display that was
-  // removed is assumed at its last position.
-  virtual void moveTo(std::uint32_t displayId, double fx, double fy) = 0;
+  // removed is assumed at its last position. False: the pointer was not moved, since there has been no such display or
+  // the desktop cannot be reached.
+  virtual bool moveTo(std::uint32_t displayId, double fx, double fy) = 0;
   // A press of a button that is already down ends the earlier press first (its release was lost in transit); a release
   // of a button that this object does not hold does nothing.
   virtual void button(PointerButton button, bool down) = 0;

@@ -11,13 +11,14 @@ namespace {
 class NoDisplays final : public Displays {
  public:
   std::vector<Display> list() override { return {}; }
+  std::optional<Display> find(std::uint32_t) override { return std::nullopt; }
   void setChangedHandler(std::function<void()>) override {}
 };
 
 class NoInput final : public DesktopInput {
  public:
   void requestPermission(PermissionCallback answer) override { answer({}); }
-  void moveTo(std::uint32_t, double, double) override {}
+  bool moveTo(std::uint32_t, double, double) override { return false; }
   void button(PointerButton, bool) override {}
   void wheel(const ScrollEvent&) override {}
   bool key(std::uint16_t, bool, const KeyModifiers&) override { return false; }

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "base/ThreadAffinity.h"
+#include "platform/KnownDisplays.h"
 #include "platform/x11/X11Connection.h"
 
 namespace vantora {
@@ -50,6 +51,11 @@ class X11Displays final : public Displays {
     return connection_.current() != nullptr ? cached_ : lastKnown();
   }
 
+  std::optional<Display> find(std::uint32_t id) override {
+    std::ignore = list();
+    return known_.find(id);
+  }
+
   void setChangedHandler(std::function<void()> handler) override {
     affinity_.check("X11Displays::setChangedHandler");
     changed_ = nullptr;
@@ -75,6 +81,7 @@ class X11Displays final : public Displays {
   }
 
   void remember(std::vector<Display> displays) {
+    known_.add(displays);
     if (std::exchange(cached_, std::move(displays)) == cached_ || !changed_) return;
     // Not within list(), whose caller does not expect the handler.
     QMetaObject::invokeMethod(
@@ -136,6 +143,7 @@ class X11Displays final : public Displays {
   bool randr_ = false;
   bool valid_ = false;
   std::vector<Display> cached_;
+  KnownDisplays known_;
   std::function<void()> changed_;
   struct DeleteLater {
     // This may be called from its own signal.

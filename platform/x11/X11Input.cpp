@@ -6,7 +6,6 @@
 #include <array>
 #include <cmath>
 #include <map>
-#include <optional>
 #include <tuple>
 #include <utility>
 #include <vector>
@@ -71,16 +70,18 @@ class X11Input final : public DesktopInput {
     answer({.granted = usable, .reason = xwayland_ ? kXwaylandTakesNothing.toString() : QString()});
   }
 
-  void moveTo(std::uint32_t displayId, double fx, double fy) override {
+  bool moveTo(std::uint32_t displayId, double fx, double fy) override {
     affinity_.check("X11Input::moveTo");
-    const auto bounds = boundsOf(displayId);
-    if (!bounds) return;
+    const auto display = displays_.find(displayId);
+    if (!display) return false;
+    const QRect& bounds = display->bounds;
     xcb_connection_t* connection = ready();
-    if (connection == nullptr) return;
+    if (connection == nullptr) return false;
     drain(connection);
-    fake(connection, XCB_MOTION_NOTIFY, 0, pixel(fx, bounds->x(), bounds->width()),
-         pixel(fy, bounds->y(), bounds->height()));
+    fake(connection, XCB_MOTION_NOTIFY, 0, pixel(fx, bounds.x(), bounds.width()),
+         pixel(fy, bounds.y(), bounds.height()));
     xcb_flush(connection);
+    return true;
   }
 
   void button(PointerButton button, bool down) override {
@@ -160,14 +161,6 @@ class X11Input final : public DesktopInput {
     Keymap down;
     Keymap repeats;
   };
-
-  // Of a removed display: its last bounds.
-  std::optional<QRect> boundsOf(std::uint32_t displayId) {
-    const std::vector<Display> all = displays_.list();
-    const auto found = std::ranges::find(all, displayId, &Display::id);
-    if (found != all.end()) lastTarget_ = {displayId, found->bounds};
-    return lastTarget_ && lastTarget_->first == displayId ? std::optional(lastTarget_->second) : std::nullopt;
-  }
 
   // The live connection with the test extension, prepared; null when there is none.
   xcb_connection_t* ready() {
@@ -306,7 +299,6 @@ class X11Input final : public DesktopInput {
   ThreadAffinity affinity_;
   X11Connection connection_;
   Displays& displays_;
-  std::optional<std::pair<std::uint32_t, QRect>> lastTarget_;
   std::uint64_t generation_ = 0;
   bool xwayland_ = false;  // The server passes no input to the desktop.
   bool hasTest_ = false;

@@ -1,4 +1,4 @@
-// Contract tests for every DesktopInput implementation. See DesktopContract.h.
+// Contract tests for every DesktopInput implementation. See DesktopContracts.h.
 #pragma once
 
 #include <linux/input-event-codes.h>
@@ -6,7 +6,7 @@
 #include <cmath>
 #include <optional>
 
-#include "tests/contract/DesktopBench.h"
+#include "tests/contract/DesktopContract.h"
 
 namespace vantora {
 
@@ -33,59 +33,75 @@ TEST_P(DesktopInputContract, isPermittedOnALivingDesktop) {
 
 TEST_P(DesktopInputContract, movesThePointerToThePlace) {
   const QRect bounds = display().bounds;
-  input().moveTo(display().id, 33.0 / bounds.width(), 44.0 / bounds.height());
-  EXPECT_EQ(bench_->pointerPosition(), QPointF(33, 44));
+  EXPECT_TRUE(input().moveTo(display().id, 33.0 / bounds.width(), 44.0 / bounds.height()));
+  EXPECT_EQ(desktop_->pointerPosition(), QPointF(33, 44));
 }
 
 TEST_P(DesktopInputContract, neverLeavesTheDisplay) {
   const QRect bounds = display().bounds;
-  input().moveTo(display().id, 1, 1);
-  EXPECT_EQ(bench_->pointerPosition(), QPointF(bounds.right(), bounds.bottom()));
-  input().moveTo(display().id, -5, 1000);
-  EXPECT_EQ(bench_->pointerPosition(), QPointF(0, bounds.bottom()));
-  input().moveTo(display().id, std::nan(""), 0);
-  EXPECT_EQ(bench_->pointerPosition(), QPointF(0, 0));
+  EXPECT_TRUE(input().moveTo(display().id, 1, 1));
+  EXPECT_EQ(desktop_->pointerPosition(), QPointF(bounds.right(), bounds.bottom()));
+  EXPECT_TRUE(input().moveTo(display().id, -5, 1000));
+  EXPECT_EQ(desktop_->pointerPosition(), QPointF(0, bounds.bottom()));
+  EXPECT_TRUE(input().moveTo(display().id, std::nan(""), 0));
+  EXPECT_EQ(desktop_->pointerPosition(), QPointF(0, 0));
 }
 
 TEST_P(DesktopInputContract, staysWhereItIsForADisplayThatThereNeverWas) {
-  input().moveTo(display().id, 0, 0);
-  input().moveTo(display().id + 12'345, 1, 1);
-  EXPECT_EQ(bench_->pointerPosition(), QPointF(0, 0));
+  EXPECT_TRUE(input().moveTo(display().id, 0, 0));
+  EXPECT_FALSE(input().moveTo(display().id + 12'345, 1, 1));
+  EXPECT_EQ(desktop_->pointerPosition(), QPointF(0, 0));
+}
+
+TEST_P(DesktopInputContract, assumesADisplayThatWasRemovedAtItsLastPosition) {
+  desktop_->split();
+  const std::uint32_t second = session().displays().list().back().id;
+  desktop_->removeSecond();
+  ASSERT_EQ(session().displays().list().size(), 1U);
+  EXPECT_TRUE(input().moveTo(second, 0.25, 0.5)) << "it was never pointed at before";
+  EXPECT_EQ(desktop_->pointerPosition(), QPointF(700, 300));
+}
+
+TEST_P(DesktopInputContract, answersRequestsForPermissionInTheirOrder) {
+  std::vector<int> answered;
+  for (int request = 0; request < 3; ++request)
+    input().requestPermission([&answered, request](const InputPermission&) { answered.push_back(request); });
+  EXPECT_EQ(answered, (std::vector{0, 1, 2}));
 }
 
 TEST_P(DesktopInputContract, holdsEachButtonUntilItsOwnRelease) {
   input().button(PointerButton::left, true);
   input().button(PointerButton::right, true);
   input().button(PointerButton::centre, true);
-  EXPECT_EQ(bench_->heldButtons(), (std::set{PointerButton::left, PointerButton::right, PointerButton::centre}));
+  EXPECT_EQ(desktop_->heldButtons(), (std::set{PointerButton::left, PointerButton::right, PointerButton::centre}));
   input().button(PointerButton::left, false);
-  EXPECT_EQ(bench_->heldButtons(), (std::set{PointerButton::right, PointerButton::centre}));
+  EXPECT_EQ(desktop_->heldButtons(), (std::set{PointerButton::right, PointerButton::centre}));
   input().button(PointerButton::right, false);
   input().button(PointerButton::centre, false);
-  EXPECT_TRUE(bench_->heldButtons().empty());
+  EXPECT_TRUE(desktop_->heldButtons().empty());
 }
 
 TEST_P(DesktopInputContract, holdsAButtonOnceHoweverOftenItIsPressed) {
   input().button(PointerButton::left, true);
   input().button(PointerButton::left, true);
   input().button(PointerButton::left, false);
-  EXPECT_TRUE(bench_->heldButtons().empty());
+  EXPECT_TRUE(desktop_->heldButtons().empty());
 }
 
 TEST_P(DesktopInputContract, holdsKeysUntilTheirRelease) {
   EXPECT_TRUE(key(KEY_A, true));
   EXPECT_TRUE(key(KEY_ENTER, true));
-  EXPECT_EQ(bench_->heldKeys(), (std::set<std::uint16_t>{KEY_A, KEY_ENTER}));
+  EXPECT_EQ(desktop_->heldKeys(), (std::set<std::uint16_t>{KEY_A, KEY_ENTER}));
   EXPECT_TRUE(key(KEY_A, true));
   EXPECT_TRUE(key(KEY_A, false));
-  EXPECT_EQ(bench_->heldKeys(), std::set<std::uint16_t>{KEY_ENTER});
+  EXPECT_EQ(desktop_->heldKeys(), std::set<std::uint16_t>{KEY_ENTER});
   EXPECT_TRUE(key(KEY_ENTER, false));
-  EXPECT_TRUE(bench_->heldKeys().empty());
+  EXPECT_TRUE(desktop_->heldKeys().empty());
 }
 
 TEST_P(DesktopInputContract, takesTheReleaseOfAKeyThatIsNotHeld) {
   EXPECT_TRUE(key(KEY_B, false));
-  EXPECT_TRUE(bench_->heldKeys().empty());
+  EXPECT_TRUE(desktop_->heldKeys().empty());
 }
 
 TEST_P(DesktopInputContract, saysThatItHasNoSuchKey) {
@@ -99,23 +115,23 @@ TEST_P(DesktopInputContract, releasesEverythingAtOnce) {
   EXPECT_TRUE(key(KEY_A, true, {.shift = true, .control = true}));
   EXPECT_TRUE(key(KEY_B, true));
   input().releaseAll();
-  EXPECT_TRUE(bench_->heldButtons().empty());
-  EXPECT_TRUE(bench_->heldKeys().empty());
+  EXPECT_TRUE(desktop_->heldButtons().empty());
+  EXPECT_TRUE(desktop_->heldKeys().empty());
   EXPECT_TRUE(key(KEY_A, true));
-  EXPECT_EQ(bench_->heldKeys(), std::set<std::uint16_t>{KEY_A});
+  EXPECT_EQ(desktop_->heldKeys(), std::set<std::uint16_t>{KEY_A});
   input().releaseAll();
 }
 
 TEST_P(DesktopInputContract, hasNothingToReleaseAtFirst) {
   input().releaseAll();
-  EXPECT_TRUE(bench_->heldButtons().empty() && bench_->heldKeys().empty());
+  EXPECT_TRUE(desktop_->heldButtons().empty() && desktop_->heldKeys().empty());
 }
 
 TEST_P(DesktopInputContract, hasNoEffectOnceTheDesktopIsGone) {
   const std::uint32_t id = display().id;
-  bench_->lose();
+  desktop_->lose();
   EXPECT_FALSE(permission().granted);
-  input().moveTo(id, 0.5, 0.5);
+  EXPECT_FALSE(input().moveTo(id, 0.5, 0.5));
   input().button(PointerButton::left, true);
   input().wheel({120, 120});
   EXPECT_FALSE(key(KEY_A, true));

@@ -1,9 +1,9 @@
-// Contract tests for every DesktopSession as a whole. See DesktopContract.h.
+// Contract tests for every DesktopSession as a whole. See DesktopContracts.h.
 #pragma once
 
 #include <QDir>
 
-#include "tests/contract/DesktopBench.h"
+#include "tests/contract/DesktopContract.h"
 
 namespace vantora {
 
@@ -39,7 +39,7 @@ TEST_P(DesktopSessionContract, namesTheMachineAndTheFolderForFiles) {
 }
 
 TEST_P(DesktopSessionContract, staysUsableWithoutItsDesktop) {
-  bench_->lose();
+  desktop_->lose();
   EXPECT_TRUE(session().displays().list().empty());
   EXPECT_NE(session().makeScreenCapture()->open(0).outcome, ScreenCapture::Outcome::opened);
   EXPECT_TRUE(session().machine().localizedHostName());

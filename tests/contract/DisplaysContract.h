@@ -1,10 +1,10 @@
-// Contract tests for every Displays implementation. See DesktopContract.h.
+// Contract tests for every Displays implementation. See DesktopContracts.h.
 #pragma once
 
 #include <set>
 #include <vector>
 
-#include "tests/contract/DesktopBench.h"
+#include "tests/contract/DesktopContract.h"
 
 namespace vantora {
 
@@ -21,7 +21,7 @@ class DisplaysContract : public DesktopContract {
 TEST_P(DisplaysContract, listsTheWholeDesktop) { EXPECT_EQ(bounds(), std::vector{QRect(0, 0, 1000, 600)}); }
 
 TEST_P(DisplaysContract, namesAndNumbersEveryDisplay) {
-  bench_->split();
+  desktop_->split();
   std::set<std::uint32_t> ids;
   for (const Display& display : displays().list()) {
     EXPECT_FALSE(display.name.isEmpty());
@@ -35,19 +35,29 @@ TEST_P(DisplaysContract, namesAndNumbersEveryDisplay) {
 
 TEST_P(DisplaysContract, seesAChangeAtTheNextCall) {
   EXPECT_EQ(bounds().size(), 1U);
-  bench_->split();
+  desktop_->split();
   EXPECT_EQ(bounds(), (std::vector{QRect(0, 0, 600, 600), QRect(600, 0, 400, 600)}));
+}
+
+TEST_P(DisplaysContract, findsADisplayAlsoAfterItWasRemoved) {
+  desktop_->split();
+  const Display second = displays().list().back();
+  EXPECT_EQ(displays().find(second.id), second);
+  desktop_->removeSecond();
+  ASSERT_EQ(bounds().size(), 1U);
+  EXPECT_EQ(displays().find(second.id), second);
+  EXPECT_EQ(displays().find(second.id + 12'345), std::nullopt);
 }
 
 TEST_P(DisplaysContract, reportsAChange) {
   int told = 0;
   displays().setChangedHandler([&] { ++told; });
-  bench_->split();
+  desktop_->split();
   EXPECT_TRUE(testing_loop::waitFor([&] { return told > 0 && bounds().size() == 2; }));
   testing_loop::drain();
   const int before = told;
   displays().setChangedHandler(nullptr);
-  bench_->lose();
+  desktop_->lose();
   testing_loop::drain();
   EXPECT_EQ(told, before) << "nobody wants to know any more";
 }
@@ -56,7 +66,7 @@ TEST_P(DisplaysContract, reportsThatTheDesktopIsGone) {
   int told = 0;
   EXPECT_EQ(bounds().size(), 1U);
   displays().setChangedHandler([&] { ++told; });
-  bench_->lose();
+  desktop_->lose();
   EXPECT_TRUE(testing_loop::waitFor([&] { return told > 0; }));
   EXPECT_TRUE(displays().list().empty());
 }
@@ -68,7 +78,7 @@ TEST_P(DisplaysContract, saysTheSameUntilSomethingChanges) {
 
 TEST_P(DisplaysContract, listsNothingOnceTheDesktopIsGone) {
   EXPECT_EQ(bounds().size(), 1U);
-  bench_->lose();
+  desktop_->lose();
   EXPECT_TRUE(displays().list().empty());
   EXPECT_TRUE(displays().list().empty());
 }

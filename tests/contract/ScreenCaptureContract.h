@@ -1,4 +1,4 @@
-// Contract tests for every ScreenCapture implementation. See DesktopContract.h.
+// Contract tests for every ScreenCapture implementation. See DesktopContracts.h.
 #pragma once
 
 #include <algorithm>
@@ -6,7 +6,7 @@
 #include <thread>
 #include <variant>
 
-#include "tests/contract/DesktopBench.h"
+#include "tests/contract/DesktopContract.h"
 #include "tests/fakes/Timeout.h"
 
 namespace vantora {
@@ -58,7 +58,7 @@ class ScreenCaptureContract : public DesktopContract {
 };
 
 TEST_P(ScreenCaptureContract, showsTheWholeDisplayAtFirst) {
-  bench_->paint(kBlue, {0, 0, kWidth, kHeight});
+  desktop_->paint(kBlue, {0, 0, kWidth, kHeight});
   openAndPoll();
   EXPECT_EQ(frame_.size, QSize(kWidth, kHeight));
   for (const auto& [x, y] : {std::pair{0, 0}, {kWidth - 1, 0}, {0, kHeight - 1}, {kWidth - 1, kHeight - 1}}) {
@@ -68,10 +68,10 @@ TEST_P(ScreenCaptureContract, showsTheWholeDisplayAtFirst) {
 }
 
 TEST_P(ScreenCaptureContract, saysWhereTheDisplayChanged) {
-  bench_->paint(kBlue, {0, 0, kWidth, kHeight});
+  desktop_->paint(kBlue, {0, 0, kWidth, kHeight});
   openAndPoll();
   ASSERT_TRUE(pollUntil(Poll::unchanged));
-  bench_->paint(kRed, {200, 100, 50, 30});
+  desktop_->paint(kRed, {200, 100, 50, 30});
   ASSERT_TRUE(pollUntil(Poll::changed));
   EXPECT_EQ(colourAt(200, 100), kRed);
   EXPECT_EQ(colourAt(249, 129), kRed);
@@ -83,7 +83,7 @@ TEST_P(ScreenCaptureContract, saysWhereTheDisplayChanged) {
 TEST_P(ScreenCaptureContract, isWokenByAChange) {
   openAndPoll();
   ASSERT_TRUE(pollUntil(Poll::unchanged));
-  bench_->paint(kRed, {0, 0, 50, 50});
+  desktop_->paint(kRed, {0, 0, 50, 50});
   EXPECT_EQ(capture_->wait(std::chrono::seconds(20), WakeOn::changeOrCall), Woken::change);
 }
 
@@ -102,13 +102,13 @@ TEST_P(ScreenCaptureContract, isWokenByACallFromAnotherThread) {
 }
 
 TEST_P(ScreenCaptureContract, showsTheDisplayThatIsNamed) {
-  bench_->split();
+  desktop_->split();
   openAndPoll(1);
   EXPECT_EQ(frame_.size, QSize(kWidth - 600, kHeight));
 }
 
 TEST_P(ScreenCaptureContract, takesTheLastDisplayForANumberBeyond) {
-  bench_->split();
+  desktop_->split();
   const ScreenCapture::Opened opened = capture_->open(9);
   EXPECT_EQ(opened.outcome, Outcome::opened);
   EXPECT_EQ(opened.displayIndex, 1);
@@ -123,7 +123,7 @@ TEST_P(ScreenCaptureContract, showsTheWholeDisplayAgainWhenOpenedAgain) {
 
 TEST_P(ScreenCaptureContract, isLostWithTheDesktop) {
   openAndPoll();
-  bench_->lose();
+  desktop_->lose();
   EXPECT_TRUE(pollUntil(Poll::lost));
   EXPECT_NE(capture_->open(0).outcome, Outcome::opened);
 }

@@ -1,7 +1,7 @@
-// Contract tests for every SystemCursor implementation. See DesktopContract.h.
+// Contract tests for every SystemCursor implementation. See DesktopContracts.h.
 #pragma once
 
-#include "tests/contract/DesktopBench.h"
+#include "tests/contract/DesktopContract.h"
 #include "tests/fakes/PrintQt.h"
 
 namespace vantora {
@@ -24,7 +24,7 @@ class SystemCursorContract : public DesktopContract {
 };
 
 TEST_P(SystemCursorContract, knowsNoCursorWhileNobodyWatches) {
-  bench_->showCursor(QStringLiteral("xterm"));
+  desktop_->showCursor(QStringLiteral("xterm"));
   EXPECT_FALSE(cursor().currentCursor());
   watch();
   EXPECT_TRUE(becomes(QStringLiteral("xterm")));
@@ -33,21 +33,21 @@ TEST_P(SystemCursorContract, knowsNoCursorWhileNobodyWatches) {
 }
 
 TEST_P(SystemCursorContract, reportsAnotherCursorByItself) {
-  bench_->showCursor(QStringLiteral("xterm"));
+  desktop_->showCursor(QStringLiteral("xterm"));
   watch();
   ASSERT_TRUE(becomes(QStringLiteral("xterm")));
   const int before = changes_;
-  bench_->showCursor(QStringLiteral("fleur"));
+  desktop_->showCursor(QStringLiteral("fleur"));
   EXPECT_TRUE(testing_loop::waitFor([&] { return changes_ > before; }));
   EXPECT_TRUE(becomes(QStringLiteral("fleur")));
 }
 
 TEST_P(SystemCursorContract, givesTheBitmapOfACursorWithoutAName) {
-  bench_->showCursor(QStringLiteral("xterm"));
+  desktop_->showCursor(QStringLiteral("xterm"));
   watch();
   ASSERT_TRUE(becomes(QStringLiteral("xterm")));
   EXPECT_FALSE(cursor().currentCursor()->bitmap);
-  bench_->showCursor({});
+  desktop_->showCursor({});
   ASSERT_TRUE(becomes({}));
   const auto shown = cursor().currentCursor();
   ASSERT_TRUE(shown && shown->bitmap);
@@ -58,17 +58,17 @@ TEST_P(SystemCursorContract, givesTheBitmapOfACursorWithoutAName) {
 }
 
 TEST_P(SystemCursorContract, reportsOneUseOfThePointerForEachRequest) {
-  bench_->showCursor(QStringLiteral("xterm"));
+  desktop_->showCursor(QStringLiteral("xterm"));
   watch();
   ASSERT_TRUE(becomes(QStringLiteral("xterm")));
   cursor().armPointerEvent();
   cursor().armPointerEvent();
   // The server answers in order: once it has told this cursor, it knows of the request.
-  bench_->showCursor(QStringLiteral("fleur"));
+  desktop_->showCursor(QStringLiteral("fleur"));
   ASSERT_TRUE(becomes(QStringLiteral("fleur")));
-  for (int i = 0; i < 5; ++i) bench_->movePointer();
+  for (int i = 0; i < 5; ++i) desktop_->movePointer();
   ASSERT_TRUE(testing_loop::waitFor([&] { return uses_ > 0; }));
-  bench_->showCursor(QStringLiteral("hand2"));
+  desktop_->showCursor(QStringLiteral("hand2"));
   ASSERT_TRUE(becomes(QStringLiteral("hand2")));
   EXPECT_EQ(uses_, 1);
 }
@@ -78,18 +78,18 @@ TEST_P(SystemCursorContract, reportsNothingAfterTheEndOfTheWatch) {
   cursor().armPointerEvent();
   cursor().unwatch();
   const int before = changes_;
-  bench_->showCursor(QStringLiteral("fleur"));
-  bench_->movePointer();
+  desktop_->showCursor(QStringLiteral("fleur"));
+  desktop_->movePointer();
   testing_loop::drain();
   EXPECT_EQ(changes_, before);
   EXPECT_EQ(uses_, 0);
 }
 
 TEST_P(SystemCursorContract, knowsNoCursorOnceTheDesktopIsGone) {
-  bench_->showCursor(QStringLiteral("xterm"));
+  desktop_->showCursor(QStringLiteral("xterm"));
   watch();
   ASSERT_TRUE(becomes(QStringLiteral("xterm")));
-  bench_->lose();
+  desktop_->lose();
   EXPECT_TRUE(testing_loop::waitFor([&] { return !cursor().currentCursor(); }));
 }
 

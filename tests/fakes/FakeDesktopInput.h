@@ -51,19 +51,20 @@ class FakeDesktopInput final : public DesktopInput {
       answer(permission());
     }
   }
-  void moveTo(std::uint32_t displayId, double fx, double fy) override {
-    if (!usable_) return;
-    pointerActions.push_back(moved(displayId, fx, fy));
-    if (!displays_) return;
-    for (const Display& display : displays_->list()) {
-      if (display.id != displayId) continue;
+  bool moveTo(std::uint32_t displayId, double fx, double fy) override {
+    if (!usable_) return false;
+    if (displays_) {
+      const auto display = displays_->find(displayId);
+      if (!display) return false;
+      const QRect& bounds = display->bounds;
       const auto along = [](double fraction, int low, int size) {
         const double inside = std::isnan(fraction) ? 0 : std::clamp(fraction, 0.0, 1.0);
         return low + std::min(std::floor(inside * size + 1e-6), size - 1.0);
       };
-      position = {along(fx, display.bounds.x(), display.bounds.width()),
-                  along(fy, display.bounds.y(), display.bounds.height())};
+      position = {along(fx, bounds.x(), bounds.width()), along(fy, bounds.y(), bounds.height())};
     }
+    pointerActions.push_back(moved(displayId, fx, fy));
+    return true;
   }
   void button(PointerButton button, bool down) override {
     if (!usable_) return;

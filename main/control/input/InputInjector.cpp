@@ -79,7 +79,7 @@ QPointF InputInjector::toPoint(double nx, double ny) {
   return mapToFrame(mappingTarget().frame, nx, ny, rotationDegrees_, topOrigin_);
 }
 
-void InputInjector::move(double nx, double ny) { moveTo(nx, ny); }
+void InputInjector::move(double nx, double ny) { std::ignore = moveTo(nx, ny); }
 
 void InputInjector::click(double nx, double ny, std::int64_t button) {
   mouseDown(nx, ny, button);
@@ -87,17 +87,16 @@ void InputInjector::click(double nx, double ny, std::int64_t button) {
 }
 
 void InputInjector::mouseDown(double nx, double ny, std::int64_t button) {
-  moveTo(nx, ny);
-  input_.button(buttonFor(button), true);
+  if (moveTo(nx, ny)) input_.button(buttonFor(button), true);
 }
 
 void InputInjector::mouseUp(double nx, double ny, std::int64_t button) {
-  moveTo(nx, ny);
+  std::ignore = moveTo(nx, ny);
   input_.button(buttonFor(button), false);
 }
 
 void InputInjector::doubleClick(double nx, double ny, std::int64_t button) {
-  moveTo(nx, ny);
+  if (!moveTo(nx, ny)) return;
   for (int clicks = 0; clicks < 2; ++clicks) {
     input_.button(buttonFor(button), true);
     input_.button(buttonFor(button), false);
@@ -126,28 +125,27 @@ void InputInjector::releaseAll() {
   input_.releaseAll();
 }
 
-// The target's current frame, since the resolution may change during a session; the last known one when the display is
-// gone.
-InputInjector::Target InputInjector::currentTarget(const std::vector<Display>& displays) const {
-  const auto now = std::ranges::find_if(
-      displays, [this](const Display& display) { return target_->id != 0 && display.id == target_->id; });
-  return {now == displays.end() ? target_->frame() : now->frame(), target_->id};
-}
-
 InputInjector::Target InputInjector::mappingTarget() {
-  if (!usePoints_ && fallbackFrame_) return {*fallbackFrame_, target_->id};
   const std::vector<Display> displays = displays_.list();
-  if (usePoints_ && target_) return currentTarget(displays);
-  if (displays.empty()) return {};
-  const Display& first = displays.front();
-  return {usePoints_ || first.id == 0 ? first.frame() : QRectF(first.bounds), first.id};
+  if (!target_ || (!usePoints_ && !fallbackFrame_)) {
+    if (displays.empty()) return {};
+    const Display& first = displays.front();
+    const QRectF frame = usePoints_ || first.id == 0 ? first.frame() : QRectF(first.bounds);
+    return {frame, first.id, frame};
+  }
+  // The resolution may change during a session.
+  const auto found = std::ranges::find_if(
+      displays, [this](const Display& display) { return target_->id != 0 && display.id == target_->id; });
+  const Display& now = found == displays.end() ? *target_ : *found;
+  if (usePoints_) return {now.frame(), now.id, now.frame()};
+  return {*fallbackFrame_, now.id, now.id != 0 ? QRectF(now.bounds) : now.frame()};
 }
 
-void InputInjector::moveTo(double nx, double ny) {
+bool InputInjector::moveTo(double nx, double ny) {
   affinity_.check("InputInjector::moveTo");
   const Target target = mappingTarget();
-  const QPointF place = fractionOf(target.frame, mapToFrame(target.frame, nx, ny, rotationDegrees_, topOrigin_));
-  input_.moveTo(target.displayId, place.x(), place.y());
+  const QPointF place = fractionOf(target.current, mapToFrame(target.frame, nx, ny, rotationDegrees_, topOrigin_));
+  return input_.moveTo(target.displayId, place.x(), place.y());
 }
 
 }  // namespace vantora

@@ -23,8 +23,8 @@ class InputInjector {
  public:
   InputInjector(Displays& displays, DesktopInput& input);
 
-  // True: positions refer to the target's frame in points; false: to its bounds in the global
-  // display space, as they were when it was chosen.
+  // True: positions refer to the target's current frame in points; false: to its bounds in the global display space,
+  // as they were when it was chosen. Either way the pointer stays on the target.
   void setMappingMode(bool usePoints);
   // True: y grows downward from the target's top; false: upward from its bottom.
   void setOrigin(bool topOrigin);
@@ -38,7 +38,8 @@ class InputInjector {
   // Global display coordinates of a normalised position; see mapToFrame for its range. Does not move the pointer.
   QPointF toPoint(double nx, double ny);
 
-  // Pointer messages; `button` is the viewer's number: 0 left, 1 middle, 2 right, other left.
+  // Pointer messages; `button` is the viewer's number: 0 left, 1 middle, 2 right, other left. Nothing is pressed when
+  // the pointer could not be moved to the position.
   void move(double nx, double ny);
   void click(double nx, double ny, std::int64_t button);
   void mouseDown(double nx, double ny, std::int64_t button);
@@ -62,10 +63,12 @@ class InputInjector {
   struct Target {
     QRectF frame = {};
     std::uint32_t displayId = 0;
+    // The display's rectangle now, in the coordinates of `frame`; the last known one when the display is gone.
+    QRectF current = {};
   };
-  Target currentTarget(const std::vector<Display>& displays) const;
   Target mappingTarget();
-  void moveTo(double nx, double ny);
+  // Whether the pointer is there now.
+  bool moveTo(double nx, double ny);
 
   ThreadAffinity affinity_;
   Displays& displays_;

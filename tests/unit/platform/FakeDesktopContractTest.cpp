@@ -1,5 +1,5 @@
 // The desktop that unit tests use keeps to the contracts of a real one.
-#include "tests/contract/DesktopContract.h"
+#include "tests/contract/DesktopContracts.h"
 #include "tests/fakes/FakeDesktopSession.h"
 
 namespace vantora {
@@ -7,9 +7,9 @@ namespace {
 
 using namespace Qt::Literals::StringLiterals;
 
-class FakeDesktopBench final : public DesktopBench {
+class FakeTestDesktop final : public TestDesktop {
  public:
-  FakeDesktopBench() {
+  FakeTestDesktop() {
     desktop_.displayList.set({{.id = 1, .name = u"screen"_s, .bounds = {0, 0, 1000, 600}}});
     desktop_.screen->setDisplays({{1000, 600}});
     desktop_.identity.hostName = u"machine"_s;
@@ -22,6 +22,10 @@ class FakeDesktopBench final : public DesktopBench {
     desktop_.displayList.set({{.id = 2, .name = u"left"_s, .bounds = {0, 0, 600, 600}},
                               {.id = 3, .name = u"right"_s, .bounds = {600, 0, 400, 600}}});
     desktop_.screen->setDisplays({{600, 600}, {400, 600}});
+  }
+  void removeSecond() override {
+    desktop_.displayList.set({desktop_.displayList.list().front()});
+    desktop_.screen->setDisplays({{600, 600}});
   }
   void paint(std::uint32_t rgb, const QRect& area) override {
     const auto channel = [rgb](int shift) { return static_cast<std::uint8_t>(rgb >> shift); };
@@ -40,7 +44,7 @@ class FakeDesktopBench final : public DesktopBench {
   fakes::FakeDesktopSession desktop_;
 };
 
-INSTANTIATE_DESKTOP_CONTRACT(Fake, FakeDesktopBench);
+INSTANTIATE_DESKTOP_CONTRACT(Fake, FakeTestDesktop);
 
 }  // namespace
 }  // namespace vantora

@@ -4,7 +4,7 @@
 #include <optional>
 
 #include "platform/x11/X11Desktop.h"
-#include "tests/contract/DesktopContract.h"
+#include "tests/contract/DesktopContracts.h"
 #include "tests/fakes/FakeClipboard.h"
 #include "tests/x11/capture/ScreenPainter.h"
 #include "tests/x11/cursor/ThemeCursors.h"
@@ -15,7 +15,7 @@ namespace {
 
 using namespace testing_x11;
 
-class X11DesktopBench final : public DesktopBench {
+class X11TestDesktop final : public TestDesktop {
  public:
   DesktopSession& session() override { return *session_; }
   QPointF pointerPosition() override {
@@ -42,6 +42,7 @@ class X11DesktopBench final : public DesktopBench {
     return held;
   }
   void split() override { EXPECT_TRUE(server_.splitIntoTwoMonitors(600, 400, 600)); }
+  void removeSecond() override { EXPECT_TRUE(server_.removeMonitor("right")); }
   void paint(std::uint32_t rgb, const QRect& area) override {
     painter_.fill(rgb, area.x(), area.y(), area.width(), area.height());
   }
@@ -71,7 +72,7 @@ class X11DesktopBench final : public DesktopBench {
   int moves_ = 0;
 };
 
-INSTANTIATE_DESKTOP_CONTRACT(X11, X11DesktopBench);
+INSTANTIATE_DESKTOP_CONTRACT(X11, X11TestDesktop);
 
 }  // namespace
 }  // namespace vantora

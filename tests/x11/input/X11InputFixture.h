@@ -70,7 +70,10 @@ class X11InputFixture : public testing::Test {
   // Moves to a pixel of the screen, which has one monitor.
   void move(double x = 10, double y = 10) {
     const std::vector<Display> displays = displays_->list();
-    if (displays.empty()) return input_->moveTo(0, 0, 0);
+    if (displays.empty()) {
+      input_->moveTo(0, 0, 0);
+      return;
+    }
     const QRect& bounds = displays.front().bounds;
     input_->moveTo(displays.front().id, (x + 0.5 - bounds.x()) / bounds.width(),
                    (y + 0.5 - bounds.y()) / bounds.height());

@@ -1,4 +1,4 @@
-#include "platform/DesktopChoice.h"
+#include "platform/DesktopFactory.h"
 #include "tests/fakes/FakeClipboard.h"
 #include "tests/x11/input/X11InputFixture.h"
 
@@ -88,7 +88,7 @@ TEST(X11Start, isNotUsableWithoutTheTestExtension) {
   const auto displays = makeX11Displays(server.display());
   const auto input = makeX11Input(server.display(), *displays);
   EXPECT_FALSE(usable(*input));
-  input->moveTo(displays->list().front().id, 0, 0);
+  EXPECT_FALSE(input->moveTo(displays->list().front().id, 0, 0));
   input->button(PointerButton::left, true);
   input->wheel({120, 0});
   EXPECT_FALSE(input->key(keyCodeOf("KeyA"), true, {}));

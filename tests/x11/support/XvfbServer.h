@@ -25,6 +25,8 @@ class XvfbServer : public XServer {
            run({"xrandr", "--setmonitor", "right", monitor(rightWidth, leftWidth), "none"}) == 0;
   }
 
+  bool removeMonitor(const std::string& name) const { return run({"xrandr", "--delmonitor", name}) == 0; }
+
   // Starts it again under the same number.
   bool restart() {
     kill();

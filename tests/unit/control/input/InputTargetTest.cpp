@@ -1,6 +1,8 @@
 // Which rectangle a position is mapped onto.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "main/control/input/InputInjector.h"
 #include "tests/fakes/FakeDesktopInput.h"
 #include "tests/fakes/FakeDisplays.h"
@@ -129,6 +131,32 @@ TEST_F(InputTargetTest, keepsTheBoundsInPixelsAsTheyWereChosen) {
   injector_.setTargetScreen(1);
   displays_.set({kFirst, display(12, QRect(1000, 0, 1600, 1200))});
   EXPECT_EQ(middle(), QPointF(1400, 300));
+}
+
+// The desktop takes fractions of the display as it is now: the pixel stays the same one.
+TEST_F(InputTargetTest, movesToTheSamePixelAfterAChangeOfResolution) {
+  injector_.setMappingMode(false);
+  injector_.setTargetScreen(1);
+  displays_.set({kFirst, display(12, QRect(1000, 0, 1600, 1200))});
+  injector_.move(0.5, 0.5);
+  EXPECT_EQ(input_.position, QPointF(1400, 300));
+  displays_.set({kFirst, display(12, QRect(1000, 0, 200, 100))});
+  injector_.move(0.5, 0.5);
+  EXPECT_EQ(input_.position, QPointF(1199, 99)) << "no pixel of another display";
+}
+
+TEST_F(InputTargetTest, pressesNothingWithoutADisplayToPointAt) {
+  displays_.set({});
+  injector_.click(0.5, 0.5, 0);
+  injector_.mouseDown(0.5, 0.5, 0);
+  injector_.doubleClick(0.5, 0.5, 0);
+  EXPECT_TRUE(input_.heldButtons.empty());
+  EXPECT_EQ(std::ranges::count(input_.pointerActions, fakes::FakeDesktopInput::pressed(PointerButton::left)), 0);
+  displays_.set({kFirst});
+  injector_.mouseDown(0.5, 0.5, 0);
+  displays_.set({});
+  injector_.mouseUp(0.5, 0.5, 0);
+  EXPECT_TRUE(input_.heldButtons.empty()) << "a release needs no place";
 }
 
 TEST_F(InputTargetTest, keepsTheLastFrameOfATargetThatHasGone) {

@@ -1,24 +1,18 @@
-// Base of the contract tests of a desktop: an implementation of the desktop session and access to the desktop behind
-// it.
+// An implementation of the desktop session under test, and access to the desktop behind it.
 #pragma once
-
-#include <gtest/gtest.h>
 
 #include <QPointF>
 #include <QRect>
 #include <cstdint>
-#include <functional>
-#include <memory>
 #include <set>
 
 #include "platform/DesktopSession.h"
-#include "tests/fakes/EventLoop.h"
 
 namespace vantora {
 
-class DesktopBench {
+class TestDesktop {
  public:
-  virtual ~DesktopBench() = default;
+  virtual ~TestDesktop() = default;
   // On a desktop of one display, 1000 x 600 pixels, that nobody else uses.
   virtual DesktopSession& session() = 0;
 
@@ -30,6 +24,8 @@ class DesktopBench {
 
   // Splits the desktop into a first display of 600 pixels width and a second one right of it.
   virtual void split() = 0;
+  // Removes the second display of a split desktop.
+  virtual void removeSecond() = 0;
   // Fills an area of the desktop with a colour, 0xRRGGBB.
   virtual void paint(std::uint32_t rgb, const QRect& area) = 0;
   // A program shows the cursor with this name; an empty name: a cursor that has none.
@@ -38,21 +34,6 @@ class DesktopBench {
   virtual void movePointer() = 0;
   // Ends the desktop.
   virtual void lose() = 0;
-};
-
-class DesktopContract : public testing::TestWithParam<std::function<std::unique_ptr<DesktopBench>()>> {
- protected:
-  static constexpr int kWidth = 1000;
-  static constexpr int kHeight = 600;
-
-  void SetUp() override {
-    testing_loop::ensureApplication();
-    bench_ = GetParam()();
-    ASSERT_TRUE(bench_);
-  }
-  DesktopSession& session() { return bench_->session(); }
-
-  std::unique_ptr<DesktopBench> bench_;
 };
 
 }  // namespace vantora
