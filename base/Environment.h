@@ -1,5 +1,5 @@
-// Access to environment variables through an injected lookup, so that nothing but main.cpp touches the real
-// environment.
+// Access to environment variables through an injected lookup, so that the session does not depend on the environment of
+// its process.
 #pragma once
 
 #include <QString>

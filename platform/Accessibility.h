@@ -34,7 +34,7 @@ enum class AccessibilityTrust {
   granted,
 };
 
-// Thread: main. Owner: the composition root. No call blocks on another program.
+// Thread: main. Owner: the desktop session. No call blocks on another program.
 class Accessibility {
  public:
   using ElementsCallback = std::function<void(const PointedElements&)>;

@@ -18,7 +18,8 @@ struct ClipboardReading {
 };
 
 // Reading and writing are asynchronous, since the clipboard's owner may reply late or never; the callback of each
-// request is called exactly once, also on failure. Thread: main. Owner: the composition root.
+// request is called exactly once, also on failure. Thread: main. Owner: DesktopProcessClient, which outlives the
+// desktop session.
 class Clipboard {
  public:
   // Maximum length of a text that is read or set, in bytes of UTF-8.

@@ -72,21 +72,29 @@ class NoDesktop final : public LinuxDesktop {
 
   DesktopStatus status() const override { return {DesktopState::refused, reason_}; }
   void setStatusHandler(std::function<void(const DesktopStatus&)>) override {}
-  Displays& displays() override { return displays_; }
-  DesktopInput& input() override { return input_; }
-  SystemCursor& cursor() override { return cursor_; }
-  Accessibility& accessibility() override { return accessibility_; }
-  std::unique_ptr<ScreenCapture> makeScreenCapture() override { return std::make_unique<NoScreenCapture>(reason_); }
+  Displays& displays() override { return *displays_; }
+  DesktopInput& input() override { return *input_; }
+  SystemCursor& cursor() override { return *cursor_; }
+  Accessibility& accessibility() override { return *accessibility_; }
+  std::unique_ptr<ScreenCapture> makeScreenCapture() override { return makeNoScreenCapture(reason_); }
 
  private:
   const QString reason_;
-  NoDisplays displays_;
-  NoInput input_;
-  NoSystemCursor cursor_;
-  NoAccessibility accessibility_;
+  const std::unique_ptr<Displays> displays_ = makeNoDisplays();
+  const std::unique_ptr<DesktopInput> input_ = makeNoInput();
+  const std::unique_ptr<SystemCursor> cursor_ = makeNoCursor();
+  const std::unique_ptr<Accessibility> accessibility_ = makeNoAccessibility();
 };
 
 }  // namespace
+
+std::unique_ptr<Displays> makeNoDisplays() { return std::make_unique<NoDisplays>(); }
+std::unique_ptr<DesktopInput> makeNoInput() { return std::make_unique<NoInput>(); }
+std::unique_ptr<SystemCursor> makeNoCursor() { return std::make_unique<NoSystemCursor>(); }
+std::unique_ptr<Accessibility> makeNoAccessibility() { return std::make_unique<NoAccessibility>(); }
+std::unique_ptr<ScreenCapture> makeNoScreenCapture(QString reason) {
+  return std::make_unique<NoScreenCapture>(std::move(reason));
+}
 
 std::unique_ptr<DesktopSession> makeNoDesktop(Clipboard& clipboard, QString reason) {
   return std::make_unique<NoDesktop>(clipboard, std::move(reason));

@@ -7,6 +7,14 @@
 
 namespace vantora {
 
+// Its parts, for desktops that lack one of them.
+std::unique_ptr<Displays> makeNoDisplays();
+std::unique_ptr<DesktopInput> makeNoInput();
+std::unique_ptr<SystemCursor> makeNoCursor();
+std::unique_ptr<Accessibility> makeNoAccessibility();
+// Opening it is refused with `reason`.
+std::unique_ptr<ScreenCapture> makeNoScreenCapture(QString reason);
+
 // Its status is refused with `reason`, and so is opening the capture. `clipboard` must outlive it.
 std::unique_ptr<DesktopSession> makeNoDesktop(Clipboard& clipboard, QString reason);
 

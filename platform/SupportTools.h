@@ -20,7 +20,7 @@ struct CommandOutcome {
 };
 
 // Purpose: carries out support commands on the current desktop. Thread: main; run() never waits for a command. Owner:
-// the composition root; outlives the session.
+// the desktop session.
 class SupportTools {
  public:
   using Done = std::function<void(const CommandOutcome&)>;

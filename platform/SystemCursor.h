@@ -27,7 +27,7 @@ struct ShownCursor {
   bool operator==(const ShownCursor&) const = default;
 };
 
-// Thread: main. Owner: the composition root. No call waits for the desktop, except for opening the connection to it.
+// Thread: main. Owner: the desktop session. No call waits for the desktop, except for opening the connection to it.
 // There is no cursor while the desktop is gone; the next call after its return finds the new one.
 class SystemCursor {
  public:

@@ -9,7 +9,7 @@
 
 namespace vantora {
 
-// Purpose: reads the identity at each call. Thread: main. Owner: whoever chooses the room.
+// Purpose: reads the identity at each call. Thread: main. Owner: LinuxDesktop.
 class LinuxMachineIdentity final : public MachineIdentity {
  public:
   // Sources of the identity; the defaults are the system's own files.

@@ -12,7 +12,7 @@ namespace vantora {
 // for one notch, so multiples of these two are counted as notches. Any other distance comes from a touch pad or a
 // smooth wheel and is taken literally: desktop toolkits scroll by three lines, about 53 pixels, for a click. The
 // remainder is kept until the next message, so that slow scrolling is not lost, and dropped when the direction changes.
-// Not thread-safe; owned by the input synthesis.
+// Not thread-safe; owned by X11Input.
 class WheelClicks {
  public:
   static constexpr int kPixelsPerClick = 53;

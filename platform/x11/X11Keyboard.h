@@ -15,7 +15,7 @@ namespace vantora {
 
 // Tables of the server's keyboard: which keycode is at which position, which keys are modifiers. Read as a whole by
 // refresh(), and again after noteEvent() has seen a change of the keyboard. Keycodes are found by position and never by
-// what a key types, so every layout types as its own keyboard would. Owned by the input synthesis, its thread.
+// what a key types, so every layout types as its own keyboard would. Thread and owner: those of X11Input.
 class X11Keyboard {
  public:
   // Starts to watch the keyboard of a new connection; the tables are read at the next refresh().

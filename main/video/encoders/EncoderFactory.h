@@ -11,8 +11,8 @@ class VideoEncoderFactory;
 
 namespace vantora {
 
-// Encoders of what the library offers (VP8, VP9, H.264) and of AV1, in this order. Any thread; the encoders it makes
-// run on the library's encoder queue. The next frame they encode after a `request` is a key frame.
+// Encoders for VP8, VP9 and H.264, in the order in which the library offers their formats, then AV1. Any thread; the
+// encoders it makes run on the library's encoder queue. The next frame they encode after a `request` is a key frame.
 [[nodiscard]] std::unique_ptr<webrtc::VideoEncoderFactory> makeVideoEncoderFactory(
     std::shared_ptr<const KeyFrameRequest> request);
 
