@@ -6,6 +6,7 @@
 #include <tuple>
 #include <utility>
 
+#include "base/Lifetime.h"
 #include "base/ThreadAffinity.h"
 #include "platform/x11/X11Connection.h"
 
@@ -77,12 +78,9 @@ class X11Displays final : public Displays {
   void remember(std::vector<Display> displays) {
     if (std::exchange(cached_, std::move(displays)) == cached_ || !changed_) return;
     // Not within list(), whose caller does not expect the handler.
-    QMetaObject::invokeMethod(
-        &context_,
-        [this] {
-          if (const auto handler = changed_) handler();
-        },
-        Qt::QueuedConnection);
+    life_.onMain([this] {
+      if (const auto handler = changed_) handler();
+    })();
   }
 
   // A silent server still has its monitors.
@@ -146,6 +144,7 @@ class X11Displays final : public Displays {
   };
   std::unique_ptr<QSocketNotifier, DeleteLater> notifier_;
   QObject context_;
+  Lifetime life_;
 };
 
 }  // namespace
