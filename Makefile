@@ -40,7 +40,7 @@ bench:          ## the benchmarks, figures beside their aims, kept in build/benc
 	@scripts/bench
 	@echo "make bench: figures in build/bench/results.json"
 
-lint:           ## format, clang-tidy, shell, JavaScript and word checks (FILES="a.cpp b.h" for some)
+lint:           ## format, clang-tidy, shell, JavaScript, word and include checks (FILES="a.cpp b.h" for some)
 	@scripts/install-packages build lint
 	@scripts/lint $(FILES)
 

@@ -12,8 +12,8 @@ namespace vantora {
 
 // A member of an object that hands out callbacks. A wrapped callback does nothing after the object is destroyed, so it
 // may capture `this`. Destroyed and read on the owner's thread, which for onMain() is the main thread; wrapped
-// callbacks may be copied and destroyed on any thread. Best declared as the last member: it is destroyed first, so that
-// no callback runs while the other members are destroyed.
+// callbacks may be copied and destroyed on any thread. Best declared as the last member, or before the thread that
+// calls: it is destroyed first, so that no callback runs while the other members are destroyed.
 class Lifetime {
  public:
   // Whether the object still exists. Read on the owner's thread.

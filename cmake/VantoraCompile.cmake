@@ -36,8 +36,8 @@ function(vantora_precompiled)
   add_library(vantora_precompiled OBJECT "${CMAKE_SOURCE_DIR}/cmake/Precompiled.cpp")
   target_link_libraries(vantora_precompiled PRIVATE Qt6::Core)
   target_precompile_headers(vantora_precompiled PRIVATE
-    <QByteArray> <QCoreApplication> <QDir> <QFile> <QFileInfo> <QHash> <QJsonArray> <QJsonDocument> <QJsonObject> <QList>
-    <QMap> <QObject> <QProcessEnvironment> <QRectF> <QString> <QStringList> <QTimer> <QUrl>
+    <QByteArray> <QCoreApplication> <QDir> <QFile> <QFileInfo> <QHash> <QJsonArray> <QJsonDocument> <QJsonObject>
+    <QList> <QMap> <QObject> <QProcessEnvironment> <QRectF> <QString> <QStringList> <QTimer> <QUrl>
     <algorithm> <array> <atomic> <chrono> <cmath> <condition_variable> <functional> <map> <memory> <mutex> <optional>
     <stop_token> <string> <thread> <tuple> <utility> <vector>)
 endfunction()

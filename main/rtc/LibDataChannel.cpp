@@ -105,6 +105,7 @@ class LibDataChannel::Observer final : public webrtc::DataChannelObserver,
   }
 
   void post() {
+    // Not a Lifetime: an event may destroy the channel, and drain() still needs this object then.
     postToMain([weak = weak_from_this()] {
       if (const auto self = weak.lock()) self->drain();
     });

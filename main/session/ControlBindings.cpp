@@ -3,6 +3,7 @@
 #include <limits>
 
 #include "main/control/cursor/CursorMessages.h"
+#include "main/control/dispatch/Ping.h"
 #include "main/control/input/InputMessages.h"
 #include "main/session/Host.h"
 
@@ -12,6 +13,7 @@ using namespace Qt::Literals::StringLiterals;
 
 void Host::bindControlMessages() {
   ControlDispatcher& dispatcher = *dispatcher_;
+  bindPing(dispatcher, sender_, platform_.scheduler);
   bindAuthorisationMessages(dispatcher, *authorisation_);
   bindQualityMessages(dispatcher, *quality_);
   bindDiagnosticsMessages(dispatcher, diagnostics_);
@@ -21,13 +23,7 @@ void Host::bindControlMessages() {
   bindFileMessages(dispatcher, files_);
   bindCommandMessages(dispatcher, commands_);
 
-  dispatcher.on("ping"_L1, [this](const ControlRequest& request) {
-    const qint64 now = platform_.scheduler.unixMilliseconds();
-    sender_.reply(
-        request.origin,
-        {{u"type"_s, u"pong"_s}, {u"t0"_s, integerField(request.body, "t0"_L1).value_or(now)}, {u"hostNow"_s, now}});
-    return Handled::yes;
-  });
+  // Belongs to no area: the sharing takes the display, the statistics report it.
   dispatcher.on("display_index"_L1, [this](const ControlRequest& request) { return selectDisplay(request); });
 }
 

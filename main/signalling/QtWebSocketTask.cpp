@@ -3,8 +3,6 @@
 #include <QNetworkProxy>
 #include <QSslSocket>
 
-#include "base/MainThread.h"
-
 using namespace Qt::Literals::StringLiterals;
 
 namespace vantora {
@@ -74,7 +72,7 @@ void QtWebSocketTask::connectSignals() {
                    [this] { fail(socket_->errorString()); });
   // A refused connection is first reported as closed and only then with its reason: wait for the reason.
   QObject::connect(socket, &QWebSocket::disconnected, socket,
-                   [this] { postToMain(life_.guard([this, reason = closeText()] { fail(reason); })); });
+                   [this] { life_.onMain([this, reason = closeText()] { fail(reason); })(); });
 }
 
 QString QtWebSocketTask::closeText() const {
@@ -140,7 +138,7 @@ void QtWebSocketTask::fail(const QString& reason) {
   const qsizetype undelivered = waiting_.size();
   waiting_.clear();
   // This may be called from inside the socket's own code, even from open().
-  postToMain(life_.guard([this, reason = failure_, undelivered] { reportFailure(reason, undelivered); }));
+  life_.onMain([this, reason = failure_, undelivered] { reportFailure(reason, undelivered); })();
 }
 
 void QtWebSocketTask::reportFailure(const QString& reason, qsizetype undelivered) {

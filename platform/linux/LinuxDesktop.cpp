@@ -1,6 +1,6 @@
 #include "platform/linux/LinuxDesktop.h"
 
-#include "platform/linux/LinuxDownloads.h"
+#include "platform/linux/support/LinuxDownloads.h"
 #include "platform/linux/support/LinuxSupportTools.h"
 
 namespace vantora {

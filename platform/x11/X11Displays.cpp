@@ -6,6 +6,7 @@
 #include <tuple>
 #include <utility>
 
+#include "base/Lifetime.h"
 #include "base/ThreadAffinity.h"
 #include "platform/KnownDisplays.h"
 #include "platform/x11/X11Connection.h"
@@ -84,12 +85,9 @@ class X11Displays final : public Displays {
     known_.add(displays);
     if (std::exchange(cached_, std::move(displays)) == cached_ || !changed_) return;
     // Not within list(), whose caller does not expect the handler.
-    QMetaObject::invokeMethod(
-        &context_,
-        [this] {
-          if (const auto handler = changed_) handler();
-        },
-        Qt::QueuedConnection);
+    life_.onMain([this] {
+      if (const auto handler = changed_) handler();
+    })();
   }
 
   // A silent server still has its monitors.
@@ -154,6 +152,7 @@ class X11Displays final : public Displays {
   };
   std::unique_ptr<QSocketNotifier, DeleteLater> notifier_;
   QObject context_;
+  Lifetime life_;
 };
 
 }  // namespace

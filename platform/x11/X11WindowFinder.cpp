@@ -13,19 +13,16 @@
 namespace vantora {
 namespace {
 
-using atspi::Deadline;
-using atspi::PointedWindow;
-
 constexpr std::size_t kMaxChildren = 64;
 // Window managers wrap an application's window in one or two windows of their own.
 constexpr int kMaxLevels = 2;
 
-int millisecondsUntil(Deadline deadline) {
+int millisecondsUntil(WindowFinder::Deadline deadline) {
   const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now()).count();
   return static_cast<int>(std::clamp<long long>(left, 0, 60'000));
 }
 
-class X11WindowFinder final : public atspi::WindowFinder {
+class X11WindowFinder final : public WindowFinder {
  public:
   explicit X11WindowFinder(const QString& displayName) : connection_(displayName) {}
 
@@ -193,7 +190,7 @@ class X11WindowFinder final : public atspi::WindowFinder {
 
 }  // namespace
 
-std::unique_ptr<atspi::WindowFinder> makeX11WindowFinder(const QString& displayName) {
+std::unique_ptr<WindowFinder> makeX11WindowFinder(const QString& displayName) {
   return std::make_unique<X11WindowFinder>(displayName);
 }
 

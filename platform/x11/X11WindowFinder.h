@@ -4,11 +4,11 @@
 #include <QString>
 #include <memory>
 
-#include "platform/linux/atspi/PointedWindow.h"
+#include "platform/WindowFinder.h"
 
 namespace vantora {
 
 // Uses a separate connection, opened at the first use. `displayName`: such as ":0".
-std::unique_ptr<atspi::WindowFinder> makeX11WindowFinder(const QString& displayName);
+std::unique_ptr<WindowFinder> makeX11WindowFinder(const QString& displayName);
 
 }  // namespace vantora

@@ -105,11 +105,12 @@ void bindAuthorisationMessages(ControlDispatcher& dispatcher, ControlAuthorisati
     return Handled::yes;
   });
   dispatcher.on("control"_L1, [&](const ControlRequest& request) {
-    authorisation.handleControl(request.origin, request.body,
-                                [&, origin = request.origin, body = request.body](bool permitted) {
-                                  dispatcher.sendAck(origin, body);
-                                  if (!permitted) authorisation.sendPermissionRequired(origin);
-                                });
+    authorisation.handleControl(
+        request.origin, request.body,
+        [&authorisation, origin = request.origin, acknowledge = dispatcher.acknowledgeLater(request)](bool permitted) {
+          acknowledge();
+          if (!permitted) authorisation.sendPermissionRequired(origin);
+        });
     return Handled::later;
   });
 }

@@ -9,9 +9,9 @@ void bindCursorMessages(ControlDispatcher& dispatcher, CursorMonitor& cursor) {
     return cursor.handleTestCursor(request.body) ? Handled::yes : Handled::ignored;
   });
   dispatcher.on("cursor_query"_L1, [&](const ControlRequest& request) {
-    // Acknowledged after the shape, which may take a moment to determine, and without the request's "req".
-    cursor.handleCursorQuery([&dispatcher, origin = request.origin] { dispatcher.sendAck(origin, {}); });
-    return Handled::yes;
+    // Acknowledged after the shape, which may take a moment to determine.
+    cursor.handleCursorQuery(dispatcher.acknowledgeLater(request));
+    return Handled::later;
   });
 }
 

@@ -29,14 +29,14 @@ void ControlDispatcher::dataChannelDidReceiveMessage(ControlChannel origin, cons
   if (!body) return;
   const auto type = stringField(*body, "type"_L1);
   if (!type) return;
-  ControlRequest request{.origin = origin, .body = *body, .latency = std::nullopt};
+  const ControlMessageRow* const row = findControlMessage(*type);
+  if (!row) return;
+  ControlRequest request{.row = *row, .origin = origin, .body = *body, .latency = std::nullopt};
   if (const auto timestamp = numberField(*body, "timestamp"_L1)) {
     const double hostTimestamp = entrySeconds * 1000;
     request.latency = LatencyEcho{.inputLatency = hostTimestamp - *timestamp, .hostTimestamp = hostTimestamp};
   }
 
-  const ControlMessageRow* const row = findControlMessage(*type);
-  if (!row) return;
   if (row->gate != Gate::none && !allowed_(row->gate)) {
     if (const auto refusal = refusals_.find(row->type); refusal != refusals_.end()) refusal->second(request);
     return;
@@ -44,7 +44,20 @@ void ControlDispatcher::dataChannelDidReceiveMessage(ControlChannel origin, cons
   const auto handler = handlers_.find(row->type);
   if (handler == handlers_.end()) return;
   const Handled handled = handler->second(request);
-  if (handled == Handled::yes && row->acknowledgement == Acknowledgement::withRequest) sendAck(origin, *body);
+  if (handled == Handled::yes) acknowledgeLater(request)();
+}
+
+std::function<void()> ControlDispatcher::acknowledgeLater(const ControlRequest& request) {
+  if (request.row.acknowledgement == Acknowledgement::never) return [] {};
+  // Only what is copied is kept: the rest of the request may be large.
+  JsonObject copied;
+  const auto req = request.body.find("req"_L1);
+  if (request.row.acknowledgement == Acknowledgement::withRequest && req != request.body.end()) {
+    copied.insert(u"req"_s, *req);
+  }
+  return [this, origin = request.origin, connection = sender_.connection(), copied = std::move(copied)] {
+    if (sender_.connection() == connection) sendAck(origin, copied);
+  };
 }
 
 void ControlDispatcher::sendAck(ControlChannel channel, const JsonObject& request) {

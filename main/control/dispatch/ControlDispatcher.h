@@ -20,12 +20,14 @@ struct LatencyEcho {
 };
 
 struct ControlRequest {
+  const ControlMessageRow& row;
   ControlChannel origin;
   const JsonObject& body;
   std::optional<LatencyEcho> latency;
 };
 
-// What a handler did: only a handled message is acknowledged, by the handler itself when it answers later.
+// What a handler did: only a handled message is acknowledged. A handler that answers later gets its
+// acknowledgement from acknowledgeLater() and calls it after the answer.
 enum class Handled { yes, later, ignored };
 
 // Decodes a message, finds its row, tests the gate, runs the handler, acknowledges. Nothing else
@@ -52,6 +54,9 @@ class ControlDispatcher {
 
   // Sends {"type":"ack"}, with "req" copied unchanged when the request carried one.
   void sendAck(ControlChannel channel, const JsonObject& request);
+  // The acknowledgement of a request, as its row says, for a handler that returns Handled::later: must be called before
+  // the end of this object; does nothing when the viewer's connection was replaced meanwhile.
+  [[nodiscard]] std::function<void()> acknowledgeLater(const ControlRequest& request);
 
  private:
   ControlSender& sender_;

@@ -32,7 +32,7 @@ constexpr std::array kRows{
     ControlMessageRow{"diagnostics_run"_L1, Gate::none, never},
     ControlMessageRow{"open_activity_monitor"_L1, Gate::command, never},
     ControlMessageRow{"test_cursor"_L1, Gate::none, withRequest},
-    ControlMessageRow{"cursor_query"_L1, Gate::none, byHandler},
+    ControlMessageRow{"cursor_query"_L1, Gate::none, withoutRequest},
     ControlMessageRow{"file_start"_L1, Gate::file, never},
     ControlMessageRow{"file_chunk"_L1, Gate::file, never},
     ControlMessageRow{"file_end"_L1, Gate::file, never},

@@ -14,11 +14,11 @@ enum class Gate {
   file,     // the local user accepts files
 };
 
-// Whether an "ack" follows the handling.
+// Whether an "ack" follows the handling, and with what.
 enum class Acknowledgement {
   never,
-  withRequest,  // with the request's "req", when it carried one
-  byHandler,    // the handler sends it itself, later and without "req"
+  withRequest,     // with the request's "req", when it carried one
+  withoutRequest,  // without "req"
 };
 
 struct ControlMessageRow {

@@ -28,7 +28,7 @@ class Worker {
  public:
   using Found = std::function<void(PointedElements)>;
 
-  Worker(atspi::BusEnvironment environment, std::unique_ptr<atspi::WindowFinder> windows)
+  Worker(atspi::BusEnvironment environment, std::unique_ptr<WindowFinder> windows)
       : environment_(std::move(environment)), windows_(std::move(windows)) {}
   ~Worker() {
     {
@@ -106,13 +106,13 @@ class Worker {
 
   std::thread thread_;
   // Used by the thread only.
-  std::unique_ptr<atspi::WindowFinder> windows_;
+  std::unique_ptr<WindowFinder> windows_;
   std::optional<atspi::AtSpiReader> reader_;
 };
 
 class AtSpiAccessibility final : public Accessibility {
  public:
-  AtSpiAccessibility(const Environment& environment, std::unique_ptr<atspi::WindowFinder> windows)
+  AtSpiAccessibility(const Environment& environment, std::unique_ptr<WindowFinder> windows)
       : worker_(atspi::readBusEnvironment(environment), std::move(windows)) {}
 
   AccessibilityTrust trust() override {
@@ -147,7 +147,7 @@ class AtSpiAccessibility final : public Accessibility {
 }  // namespace
 
 std::unique_ptr<Accessibility> makeAtSpiAccessibility(const Environment& environment,
-                                                      std::unique_ptr<atspi::WindowFinder> windows) {
+                                                      std::unique_ptr<WindowFinder> windows) {
   return std::make_unique<AtSpiAccessibility>(environment, std::move(windows));
 }
 

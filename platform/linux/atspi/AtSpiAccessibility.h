@@ -5,7 +5,7 @@
 
 #include "base/Environment.h"
 #include "platform/Accessibility.h"
-#include "platform/linux/atspi/PointedWindow.h"
+#include "platform/WindowFinder.h"
 
 namespace vantora {
 
@@ -13,6 +13,6 @@ namespace vantora {
 // first call of trust(); reading elements takes at most a quarter of a second. The environment is read during this
 // call; `windows` is used by that thread only. Destroying the object waits for a running call.
 std::unique_ptr<Accessibility> makeAtSpiAccessibility(const Environment& environment,
-                                                      std::unique_ptr<atspi::WindowFinder> windows);
+                                                      std::unique_ptr<WindowFinder> windows);
 
 }  // namespace vantora

@@ -5,9 +5,9 @@
 #include <memory>
 
 #include "platform/Accessibility.h"
+#include "platform/WindowFinder.h"
 #include "platform/linux/atspi/AtSpiBus.h"
 #include "platform/linux/atspi/AtSpiRoles.h"
-#include "platform/linux/atspi/PointedWindow.h"
 
 namespace vantora::atspi {
 

@@ -5,7 +5,7 @@
 #include <QFileInfo>
 #include <QStandardPaths>
 
-#include "platform/linux/LinuxDownloads.h"
+#include "platform/linux/support/LinuxDownloads.h"
 
 namespace vantora {
 namespace {

@@ -5,7 +5,7 @@
 #include <map>
 #include <thread>
 
-#include "base/MainThread.h"
+#include "base/Lifetime.h"
 #include "base/ThreadAffinity.h"
 #include "platform/linux/support/CommandRunner.h"
 #include "platform/linux/support/DesktopProbe.h"
@@ -75,57 +75,51 @@ class LinuxSupportTools final : public SupportTools {
 
   void endAll() override {
     affinity_.check("LinuxSupportTools::endAll");
-    // Outcomes that are already posted belong to the old jobs and are dropped with them.
-    const auto jobs = std::exchange(jobs_, std::make_shared<Jobs>());
-    for (auto& [number, job] : *jobs) job.thread.request_stop();
-    for (auto& [number, job] : *jobs) {
-      if (job.thread.joinable()) job.thread.join();
+    // Outcomes that are already posted find their command no more.
+    RunningCommands commands = std::exchange(running_, {});
+    for (auto& [number, command] : commands) command.thread.request_stop();
+    for (auto& [number, command] : commands) {
+      if (command.thread.joinable()) command.thread.join();
     }
   }
 
  private:
-  struct BackgroundTask {
+  struct RunningCommand {
     std::jthread thread;
     Done done;
   };
-  using Jobs = std::map<int, BackgroundTask>;
+  using RunningCommands = std::map<int, RunningCommand>;
 
   void start(Planner planner, Done done) {
     affinity_.check("LinuxSupportTools::start");
     const int number = ++lastNumber_;
-    const std::weak_ptr<Jobs> jobs = jobs_;
-    const auto report = [jobs, number, memory = std::weak_ptr(replaced_)](const Result& result) {
-      postToMain([jobs, number, memory, result] {
-        if (const auto replaced = memory.lock()) replaced->insert(result.replaced);
-        finish(jobs, number, result.outcome);
-      });
-    };
-    BackgroundTask& job = (*jobs_)[number];
-    job.done = std::move(done);
-    if (static_cast<int>(jobs_->size()) > settings_.maxCommands) {
-      return report({.outcome = failure(u"Failed to start: too many commands are running"_s), .replaced = {}});
+    const auto report = life_.onMain([this, number](const Result& result) { finish(number, result); });
+    RunningCommand& command = running_[number];
+    command.done = std::move(done);
+    if (static_cast<int>(running_.size()) > settings_.maxCommands) {
+      return report(Result{.outcome = failure(u"Failed to start: too many commands are running"_s), .replaced = {}});
     }
     LinuxSupportSettings settings = settings_;
     settings.environment = separateCopy(settings_.environment);
-    job.thread =
-        std::jthread([settings = std::move(settings), planner = std::move(planner), replaced = *replaced_,
+    command.thread =
+        std::jthread([settings = std::move(settings), planner = std::move(planner), replaced = replaced_,
                       report](const std::stop_token& stop) { report(carryOut(settings, planner, replaced, stop)); });
   }
 
-  static void finish(const std::weak_ptr<Jobs>& weak, int number, const CommandOutcome& outcome) {
-    const auto jobs = weak.lock();
-    if (!jobs) return;
+  void finish(int number, const Result& result) {
+    replaced_.insert(result.replaced);
     // The thread has posted its result and is about to end: joining it does not block.
-    auto job = jobs->extract(number);
-    if (job) job.mapped().done(outcome);
+    auto command = running_.extract(number);
+    if (command) command.mapped().done(result.outcome);
   }
 
   const ThreadAffinity affinity_;
   const LinuxSupportSettings settings_;
-  std::shared_ptr<Jobs> jobs_ = std::make_shared<Jobs>();
+  RunningCommands running_;
   // Settings that commands have replaced since construction; the host keeps no files.
-  const std::shared_ptr<ReplacedSettings> replaced_ = std::make_shared<ReplacedSettings>();
+  ReplacedSettings replaced_;
   int lastNumber_ = 0;
+  Lifetime life_;
 };
 
 }  // namespace

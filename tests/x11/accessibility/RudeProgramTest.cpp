@@ -16,13 +16,13 @@ constexpr quint32 kButton = 43;
 constexpr quint32 kSplitPane = 53;
 
 // A window system with one window, of this process.
-class OneWindow final : public atspi::WindowFinder {
+class OneWindow final : public WindowFinder {
  public:
-  std::optional<atspi::PointedWindow> pointedWindow(atspi::Deadline) override {
+  std::optional<PointedWindow> pointedWindow(WindowFinder::Deadline) override {
     const QRectF place(100, 100, 400, 300);
-    return atspi::PointedWindow{.pointer = {250, 250}, .process = ::getpid(), .client = place, .frame = place};
+    return PointedWindow{.pointer = {250, 250}, .process = ::getpid(), .client = place, .frame = place};
   }
-  std::string busAddress(atspi::Deadline) override { return {}; }
+  std::string busAddress(WindowFinder::Deadline) override { return {}; }
 };
 
 class RudeProgramTest : public AccessibilityFixture {

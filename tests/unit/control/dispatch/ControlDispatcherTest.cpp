@@ -68,10 +68,10 @@ TEST_F(ControlDispatcherTest, acknowledgesExactlyTheTypesThatAreAcknowledged) {
   open_ = {Gate::input, Gate::command, Gate::file};
   for (const ControlMessageRow& expected : kExpectedTypes) {
     receive(toJson({{u"type"_s, QString(expected.type)}, {u"req"_s, 9}}));
-    const JsonObject ack{{u"type"_s, u"ack"_s}, {u"req"_s, 9}};
-    const QList<Sent> wanted = expected.acknowledgement == Acknowledgement::withRequest
-                                   ? QList<Sent>{{ControlChannel::control, ack}}
-                                   : QList<Sent>{};
+    JsonObject ack{{u"type"_s, u"ack"_s}};
+    if (expected.acknowledgement == Acknowledgement::withRequest) ack.insert(u"req"_s, 9);
+    QList<Sent> wanted;
+    if (expected.acknowledgement != Acknowledgement::never) wanted.append({ControlChannel::control, ack});
     EXPECT_EQ(sender_.take(), wanted) << expected.type.data();
   }
 }
@@ -116,6 +116,27 @@ TEST_F(ControlDispatcherTest, leavesTheAcknowledgementToAHandlerThatAnswersLater
   receive(R"({"type":"control","req":1})");
   EXPECT_EQ(handled_.size(), 1);
   EXPECT_TRUE(sender_.sent.isEmpty());
+}
+
+TEST_F(ControlDispatcherTest, acknowledgesLaterAsTheRowSays) {
+  std::function<void()> acknowledge;
+  const auto later = [&](const ControlRequest& request) {
+    acknowledge = dispatcher_.acknowledgeLater(request);
+    return Handled::later;
+  };
+  for (const QLatin1StringView type : {"control"_L1, "cursor_query"_L1, "ping"_L1}) dispatcher_.on(type, later);
+  receive(R"({"type":"control","req":1})", ControlChannel::reliable);
+  acknowledge();
+  receive(R"({"type":"cursor_query","req":1})");
+  acknowledge();
+  receive(R"({"type":"ping","req":1})");
+  acknowledge();
+  EXPECT_EQ(sender_.take(), (QList<Sent>{{ControlChannel::reliable, {{u"type"_s, u"ack"_s}, {u"req"_s, 1}}},
+                                         {ControlChannel::control, {{u"type"_s, u"ack"_s}}}}));
+  receive(R"({"type":"control","req":2})");
+  ++sender_.connectionNumber;
+  acknowledge();
+  EXPECT_TRUE(sender_.sent.isEmpty()) << "that viewer was replaced";
 }
 
 TEST_F(ControlDispatcherTest, tellsARefusedMessageWhyWhenThatIsInstalled) {

@@ -32,7 +32,7 @@ QString acknowledgementName(Acknowledgement acknowledgement) {
       return u"no"_s;
     case Acknowledgement::withRequest:
       return u"yes"_s;
-    case Acknowledgement::byHandler:
+    case Acknowledgement::withoutRequest:
       return u"yes, without `req`"_s;
   }
   return {};

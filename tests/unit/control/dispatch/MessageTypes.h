@@ -33,7 +33,7 @@ inline constexpr std::array kExpectedTypes = [] {
       ControlMessageRow{Name("diagnostics_run"), Gate::none, never},
       ControlMessageRow{Name("open_activity_monitor"), Gate::command, never},
       ControlMessageRow{Name("test_cursor"), Gate::none, withRequest},
-      ControlMessageRow{Name("cursor_query"), Gate::none, byHandler},
+      ControlMessageRow{Name("cursor_query"), Gate::none, withoutRequest},
       ControlMessageRow{Name("file_start"), Gate::file, never},
       ControlMessageRow{Name("file_chunk"), Gate::file, never},
       ControlMessageRow{Name("file_end"), Gate::file, never},

@@ -1,5 +1,5 @@
-#include "platform/linux/LinuxDownloads.h"
 #include "platform/linux/support/DesktopProbe.h"
+#include "platform/linux/support/LinuxDownloads.h"
 #include "tests/fakes/PrintQt.h"
 #include "tests/unit/platform/support/TestHome.h"
 

@@ -42,8 +42,7 @@ class NegotiationFixture : public testing::Test {
   }
 
   fakes::RecordedLog log_;
-  fakes::Journal journal_;
-  fakes::FakePeerConnectionFactory factory_{&journal_};
+  fakes::FakePeerConnectionFactory factory_;
   std::unique_ptr<PeerConnection> connection_;
   OfferShape shape_;
   QList<JsonObject> sent_;

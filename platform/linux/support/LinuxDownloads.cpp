@@ -1,4 +1,4 @@
-#include "platform/linux/LinuxDownloads.h"
+#include "platform/linux/support/LinuxDownloads.h"
 
 #include <QDir>
 #include <QStandardPaths>

@@ -5,13 +5,11 @@
 
 #include <QPointF>
 #include <QRectF>
-#include <functional>
+#include <chrono>
 #include <optional>
 #include <string>
 
-#include "platform/linux/atspi/DBusCaller.h"
-
-namespace vantora::atspi {
+namespace vantora {
 
 struct PointedWindow {
   QPointF pointer = {};   // All geometry in desktop pixels.
@@ -24,6 +22,8 @@ struct PointedWindow {
 // Finds the window under the pointer. Used by one thread.
 class WindowFinder {
  public:
+  using Deadline = std::chrono::steady_clock::time_point;
+
   virtual ~WindowFinder() = default;
   // Empty when the pointer is over no window or the window system does not reply until `deadline`.
   virtual std::optional<PointedWindow> pointedWindow(Deadline deadline) = 0;
@@ -31,4 +31,4 @@ class WindowFinder {
   virtual std::string busAddress(Deadline deadline) = 0;
 };
 
-}  // namespace vantora::atspi
+}  // namespace vantora
