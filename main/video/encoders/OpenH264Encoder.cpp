@@ -10,6 +10,7 @@
 #include <chrono>
 #include <cstring>
 #include <limits>
+#include <utility>
 
 #include "main/video/encoders/FrameChanges.h"
 
@@ -40,6 +41,8 @@ int threadsFor(int pixels, int cores) {
   return std::clamp(pixels / kPixelsOfThread, 1, std::min(kMaxThreads, std::max(std::min(cores, 2), cores / 2)));
 }
 
+QuantizerControl::Time monotonicTime() { return std::chrono::steady_clock::now().time_since_epoch(); }
+
 constexpr int blocksIn(int pixels) { return (pixels + kBlock - 1) / kBlock; }
 
 }  // namespace
@@ -49,7 +52,8 @@ void OpenH264Encoder::Destroy::operator()(ISVCEncoder* encoder) const {
   WelsDestroySVCEncoder(encoder);
 }
 
-OpenH264Encoder::OpenH264Encoder(const webrtc::SdpVideoFormat& format) : packetization_(packetizationOf(format)) {}
+OpenH264Encoder::OpenH264Encoder(const webrtc::SdpVideoFormat& format, Clock clock)
+    : packetization_(packetizationOf(format)), clock_(clock ? std::move(clock) : monotonicTime) {}
 
 OpenH264Encoder::~OpenH264Encoder() = default;
 
@@ -63,6 +67,7 @@ int OpenH264Encoder::InitEncode(const webrtc::VideoCodec* codec, const Settings&
   ISVCEncoder* made = nullptr;
   if (WelsCreateSVCEncoder(&made) != 0 || !made) return WEBRTC_VIDEO_CODEC_ERROR;
   encoder_.reset(made);
+  keepsUsage_ = false;
   usage_ = codec->mode == webrtc::VideoCodecMode::kScreensharing ? SCREEN_CONTENT_REAL_TIME : CAMERA_VIDEO_REAL_TIME;
 
   const int pixels = codec->width * codec->height;
@@ -71,8 +76,10 @@ int OpenH264Encoder::InitEncode(const webrtc::VideoCodec* codec, const Settings&
   parameters_.iPicWidth = codec->width;
   parameters_.iPicHeight = codec->height;
   parameters_.fMaxFrameRate = static_cast<float>(codec->maxFramerate);
+  const unsigned startKbps =
+      codec->maxBitrate > 0 ? std::min(codec->startBitrate, codec->maxBitrate) : codec->startBitrate;
   parameters_.iTargetBitrate =
-      static_cast<int>(std::min<int64_t>(int64_t{codec->startBitrate} * 1000, std::numeric_limits<int>::max()));
+      static_cast<int>(std::min<int64_t>(int64_t{startKbps} * 1000, std::numeric_limits<int>::max()));
   parameters_.iMaxBitrate = UNSPECIFIED_BIT_RATE;
   parameters_.iRCMode = RC_OFF_MODE;
   parameters_.bEnableFrameSkip = false;
@@ -119,6 +126,7 @@ int OpenH264Encoder::InitEncode(const webrtc::VideoCodec* codec, const Settings&
 
 // The next frame is a key frame.
 bool OpenH264Encoder::open() {
+  made_ = {};  // The bytes end with the encoder that made them.
   // Standard error belongs to the program's own log.
   int level = WELS_LOG_QUIET;
   encoder_->SetOption(ENCODER_OPTION_TRACE_LEVEL, &level);
@@ -131,12 +139,16 @@ bool OpenH264Encoder::open() {
 
 // Motion search in the encoder's screen content mode finds text that has moved by hundreds of lines, in camera mode by
 // a dozen. But screen content mode takes 11 ms more for every frame of 1920 x 1080, even for one typed character, so it
-// is used on thin links only.
+// is used on thin links only. False: the encoder cannot be used any more.
 bool OpenH264Encoder::chooseSearch() {
   const EUsageType wanted = link_->isThin() ? SCREEN_CONTENT_REAL_TIME : usage_;
-  if (wanted == parameters_.iUsageType) return true;
-  parameters_.iUsageType = wanted;
+  if (wanted == parameters_.iUsageType || keepsUsage_) return true;
+  const EUsageType before = std::exchange(parameters_.iUsageType, wanted);
   encoder_->Uninitialize();
+  if (open()) return true;
+  // Without an encoder there would be no video until the library opens one for other settings.
+  keepsUsage_ = true;
+  parameters_.iUsageType = before;
   return open();
 }
 
@@ -169,17 +181,15 @@ int32_t OpenH264Encoder::Encode(const webrtc::VideoFrame& frame, const std::vect
   // Changes in dropped frames still have to be shown.
   waiting_ = std::min(1.0, waiting_ + changedShare(changes_, frame, *buffer));
   if (types && std::ranges::find(*types, webrtc::VideoFrameType::kVideoFrameKey) != types->end()) key_ = true;
-  now_ +=
-      std::chrono::microseconds(std::max<int64_t>(frame.timestamp_us() - frameUs_.value_or(frame.timestamp_us()), 0));
-  frameUs_ = frame.timestamp_us();
   if (bitsPerSecond_ <= 0) return WEBRTC_VIDEO_CODEC_OK;
 
-  link_->update(bitsPerSecond_, now_);
+  const QuantizerControl::Time now = clock_();
+  link_->update(bitsPerSecond_, now);
   if ((key_ || waiting_ >= kLargeChange) && !chooseSearch()) {
     Release();
     return WEBRTC_VIDEO_CODEC_ERROR;
   }
-  std::optional<int> quantizer = plan();
+  std::optional<int> quantizer = plan(now);
   if (!quantizer) return WEBRTC_VIDEO_CODEC_OK;
   if (!code(*quantizer, frame, *buffer)) return WEBRTC_VIDEO_CODEC_ERROR;
   if (const auto better = control_->better(*quantizer, waiting_, madeKey(), static_cast<double>(madeBytes()) * 8)) {
@@ -188,8 +198,10 @@ int32_t OpenH264Encoder::Encode(const webrtc::VideoFrame& frame, const std::vect
     key_ = true;
     if (!code(*quantizer, frame, *buffer)) return WEBRTC_VIDEO_CODEC_ERROR;
   }
+  // OpenH264 skipped the frame: what it was to show, or to begin with, is left to the next one.
+  if (madeBytes() == 0) return WEBRTC_VIDEO_CODEC_OK;
   control_->taken(*quantizer, waiting_, madeKey(), static_cast<double>(madeBytes()) * 8);
-  coded_ = now_;
+  coded_ = now;
   waiting_ = 0;
   key_ = false;
   deliver(frame);
@@ -197,16 +209,18 @@ int32_t OpenH264Encoder::Encode(const webrtc::VideoFrame& frame, const std::vect
 }
 
 // The quantizer of the next frame; empty if it is to be dropped.
-std::optional<int> OpenH264Encoder::plan() {
-  const bool tooSoon = searchesFar() && waiting_ > kSomeChange && now_ - coded_ < kThinInterval && !key_;
-  return tooSoon ? std::nullopt : control_->plan(waiting_, key_, now_);
+std::optional<int> OpenH264Encoder::plan(QuantizerControl::Time now) {
+  const bool tooSoon = searchesFar() && waiting_ > kSomeChange && now - coded_ < kThinInterval && !key_;
+  return tooSoon ? std::nullopt : control_->plan(waiting_, key_, now);
 }
 
 bool OpenH264Encoder::code(int quantizer, const webrtc::VideoFrame& frame, const webrtc::I420BufferInterface& buffer) {
   int& current = parameters_.sSpatialLayers[0].iDLayerQp;
-  if (current != quantizer) {
-    current = quantizer;
-    if (encoder_->SetOption(ENCODER_OPTION_SVC_ENCODE_PARAM_EXT, &parameters_) != 0) return false;
+  if (const int before = std::exchange(current, quantizer); before != quantizer) {
+    if (encoder_->SetOption(ENCODER_OPTION_SVC_ENCODE_PARAM_EXT, &parameters_) != 0) {
+      current = before;  // Or it would not be set for the next frame either.
+      return false;
+    }
   }
   if (key_) encoder_->ForceIntraFrame(true);
   SSourcePicture source{};
@@ -236,7 +250,6 @@ size_t OpenH264Encoder::madeBytes() const {
 
 void OpenH264Encoder::deliver(const webrtc::VideoFrame& frame) {
   const size_t size = madeBytes();
-  if (size == 0) return;
   // The units already begin with start codes.
   const auto data = webrtc::EncodedImageBuffer::Create(size);
   uint8_t* end = data->data();

@@ -1,4 +1,7 @@
 // When the H.264 encoder makes a frame, and of which type.
+#include <thread>
+
+#include "tests/fakes/Timeout.h"
 #include "tests/unit/video/encoders/OpenH264Testing.h"
 
 namespace vantora {
@@ -116,12 +119,46 @@ TEST_F(OpenH264EncoderTest, canBeReleasedAndOpenedAgain) {
   }
 }
 
-TEST_F(OpenH264EncoderTest, goesByTheTimesOfTheFrames) {
+// Frames wait for an encoder that is busy and then come in quick succession, whenever they were captured.
+TEST_F(OpenH264EncoderTest, knowsFromItsClockWhatTheLinkHasSent) {
   ASSERT_EQ(open(codecOf(kWidth, kHeight, 200)), WEBRTC_VIDEO_CODEC_OK);
   ASSERT_TRUE(comes(noise(1)));
-  EXPECT_FALSE(comes(noise(2))) << "the link is busy";
-  EXPECT_FALSE(comes(noise(2), false, -10s));
-  EXPECT_TRUE(comes(noise(2), false, 5s)) << "time that ran backwards is not waited for";
+  ASSERT_EQ(encodeNow(noise(2), false, 5s), WEBRTC_VIDEO_CODEC_OK);
+  EXPECT_EQ(out_.frames.size(), 1U) << "the link is busy";
+  now_ += 5s;
+  ASSERT_EQ(encodeNow(noise(2), false, 1ms), WEBRTC_VIDEO_CODEC_OK);
+  EXPECT_EQ(out_.frames.size(), 2U);
+}
+
+TEST_F(OpenH264EncoderTest, measuresRealTimeByDefault) {
+  OpenH264Encoder encoder(formatOf({{"packetization-mode", "1"}}));
+  encoder.RegisterEncodeCompleteCallback(&out_);
+  const webrtc::VideoCodec codec = codecOf(kWidth, kHeight, 200);
+  ASSERT_EQ(
+      encoder.InitEncode(&codec, webrtc::VideoEncoder::Settings(webrtc::VideoEncoder::Capabilities(false), 2, 1200)),
+      WEBRTC_VIDEO_CODEC_OK);
+  const auto frame = webrtc::VideoFrame::Builder().set_video_frame_buffer(noise(1)).build();
+  testing_loop::Timeout timeout;
+  while (out_.frames.size() < 2 && !timeout.isOver()) {
+    ASSERT_EQ(encoder.Encode(frame, nullptr), WEBRTC_VIDEO_CODEC_OK);
+    std::this_thread::sleep_for(1ms);
+  }
+  EXPECT_EQ(out_.frames.size(), 2U);
+}
+
+TEST_F(OpenH264EncoderTest, startsAtTheMaximumBitRateAtMost) {
+  webrtc::VideoCodec codec = codecOf(kWidth, kHeight, 100);
+  ASSERT_EQ(open(codec), WEBRTC_VIDEO_CODEC_OK);
+  ASSERT_TRUE(comes(noise(1)));
+  codec.maxBitrate = codec.startBitrate;
+  codec.startBitrate = 3000;
+  ASSERT_EQ(open(codec), WEBRTC_VIDEO_CODEC_OK);
+  ASSERT_TRUE(comes(noise(1)));
+  EXPECT_EQ(out_.frames[1].quantizer, out_.frames[0].quantizer);
+  codec.maxBitrate = 0;
+  ASSERT_EQ(open(codec), WEBRTC_VIDEO_CODEC_OK);
+  ASSERT_TRUE(comes(noise(1)));
+  EXPECT_LT(out_.frames[2].quantizer, out_.frames[0].quantizer) << "without a maximum";
 }
 
 // On a link that has just become thin.

@@ -121,8 +121,9 @@ class ScreenEncodersTest : public testing::TestWithParam<CodecCase> {
   void start(uint32_t kbps, webrtc::VideoCodecMode mode) {
     std::map<std::string, std::string> parameters;
     if (GetParam().type == webrtc::kVideoCodecH264) parameters["packetization-mode"] = "1";
-    encoder_ =
-        makeVideoEncoderFactory(request_)->CreateVideoEncoder(webrtc::SdpVideoFormat(GetParam().name, parameters));
+    encoder_ = makeVideoEncoderFactory(request_, [this] {
+                 return std::chrono::microseconds(timestamp_ * 100 / 9);
+               })->CreateVideoEncoder(webrtc::SdpVideoFormat(GetParam().name, parameters));
     ASSERT_TRUE(encoder_);
     webrtc::VideoCodec codec;
     codec.codecType = GetParam().type;
