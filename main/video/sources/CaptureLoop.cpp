@@ -17,6 +17,9 @@ namespace {
 // Interval of the attempts to open a lost display again.
 constexpr std::chrono::seconds kReopenStep(1);
 
+// A display counts as lost after this number of unreadable frames in a row.
+constexpr int kMaxUnreadable = 3;
+
 FramePacer::Time now() { return std::chrono::nanoseconds(rtc::TimeNanos()); }
 
 std::int64_t wallNanoseconds() {
@@ -157,11 +160,12 @@ void CaptureLoop::openFirst() {
   openedAt_ = now();
   auto frame = converter_.newFrame();
   CapturedFrame image;
-  // Permission to open the display does not imply permission to read it.
   const auto first = frame ? capture_->poll(image) : ScreenCapture::Poll::notReady;
-  if (first == ScreenCapture::Poll::lost) {
-    capture_->close();
-    refuse(u"the display cannot be read"_s);
+  const auto changed = first == ScreenCapture::Poll::changed ? converter_.convert(image, frame) : std::nullopt;
+  // Permission to open the display does not imply permission to read it.
+  if (first == ScreenCapture::Poll::lost || (first == ScreenCapture::Poll::changed && !changed)) {
+    image = {};  // Released before the display is closed.
+    refuseToRead();
     return;
   }
   logLine(u"[sc] Video capture started at %1x%2@%3 displayIndex=%4"_s.arg(settings_->width)
@@ -170,7 +174,13 @@ void CaptureLoop::openFirst() {
               .arg(opened.displayIndex));
   open_ = true;
   firstFramePending_ = true;
-  if (first == ScreenCapture::Poll::changed) captured(image, std::move(frame), openedAt_);
+  if (changed) captured(image, std::move(frame), *changed, openedAt_);
+}
+
+void CaptureLoop::refuseToRead() {
+  capture_->close();
+  open_ = firstFramePending_ = false;
+  refuse(u"the display cannot be read"_s);
 }
 
 void CaptureLoop::reopen() {
@@ -181,8 +191,20 @@ void CaptureLoop::reopen() {
     return;
   }
   open_ = true;
+  unreadable_ = 0;
   reopenAt_.reset();
   pacer_ = FramePacer(settings_->fps);
+}
+
+// Whatever made the pixels of one frame unreadable may be over with the next one, but not if none was readable yet.
+void CaptureLoop::handleUnreadable(Time start) {
+  if (firstFramePending_) {
+    refuseToRead();
+  } else if (++unreadable_ < kMaxUnreadable) {
+    pacer_.pollFailed(start);
+  } else {
+    lose();
+  }
 }
 
 // A display that was captured and disappears is no refusal: wait for it, without a log line.
@@ -233,7 +255,12 @@ void CaptureLoop::poll(Time start) {
   CapturedFrame image;
   switch (frame ? capture_->poll(image) : ScreenCapture::Poll::notReady) {
     case ScreenCapture::Poll::changed:
-      captured(image, std::move(frame), start);
+      if (const auto changed = converter_.convert(image, frame)) {
+        captured(image, std::move(frame), *changed, start);
+      } else {
+        image = {};  // Released before the display may be closed.
+        handleUnreadable(start);
+      }
       return;
     case ScreenCapture::Poll::unchanged:
       pacer_.pollUnchanged(start);
@@ -247,15 +274,12 @@ void CaptureLoop::poll(Time start) {
   }
 }
 
-void CaptureLoop::captured(const CapturedFrame& image, rtc::scoped_refptr<webrtc::I420Buffer> frame, Time start) {
+void CaptureLoop::captured(const CapturedFrame& image, rtc::scoped_refptr<webrtc::I420Buffer> frame,
+                           const QRect& changed, Time start) {
   lastCaptureWallNs_.store(wallNanoseconds());
   firstFramePending_ = false;
-  const auto changed = converter_.convert(image, frame);
-  if (!changed) {
-    pacer_.pollFailed(start);
-    return;
-  }
-  changed_ = lastFrame_ && changed_ ? std::optional(*changed_ | *changed) : std::nullopt;
+  unreadable_ = 0;
+  changed_ = lastFrame_ && changed_ ? std::optional(*changed_ | changed) : std::nullopt;
   lastFrame_ = std::move(frame);
   const QSize size(lastFrame_->width(), lastFrame_->height());
   if (size != loggedSize_) {

@@ -81,12 +81,15 @@ class CaptureLoop {
   void endAttempt();
   void openFirst();
   void refuse(const QString& error);
+  void refuseToRead();
   void reopen();
   void lose();
   void work();
   void poll(Time start);
   void repeat(Time start);
-  void captured(const CapturedFrame& image, rtc::scoped_refptr<webrtc::I420Buffer> frame, Time start);
+  void captured(const CapturedFrame& image, rtc::scoped_refptr<webrtc::I420Buffer> frame, const QRect& changed,
+                Time start);
+  void handleUnreadable(Time start);
   void pushLastFrame();
 
   const std::unique_ptr<ScreenCapture> capture_;
@@ -108,6 +111,7 @@ class CaptureLoop {
   bool awaitingConsent_ = false;
   std::vector<Callback> attempt_;  // Called when the attempt to start has ended.
   bool firstFramePending_ = false;
+  int unreadable_ = 0;  // Frames in a row, since the display was opened, whose pixels could not be read.
   Time openedAt_{0};
   std::optional<Time> reopenAt_;  // Set while a display that was captured is lost.
   FramePacer pacer_{1};
