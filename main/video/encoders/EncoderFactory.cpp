@@ -4,9 +4,9 @@
 #include <api/video_codecs/builtin_video_encoder_factory.h>
 
 #include "main/video/encoders/AomAv1Encoder.h"
+#include "main/video/encoders/FullRangeVp9Encoder.h"
 #include "main/video/encoders/OpenH264Encoder.h"
 #include "main/video/encoders/ScreenTunedEncoder.h"
-#include "main/video/encoders/WideRangeVp9.h"
 
 namespace vantora {
 namespace {
@@ -40,7 +40,7 @@ class EncoderFactory final : public webrtc::VideoEncoderFactory {
     if (isAv1(format)) {
       encoder = std::make_unique<AomAv1Encoder>();
     } else if (absl::EqualsIgnoreCase(format.name, "VP9")) {
-      encoder = makeWideRangeVp9(format);
+      encoder = makeFullRangeVp9Encoder(format);
     } else if (absl::EqualsIgnoreCase(format.name, "H264")) {
       encoder = std::make_unique<OpenH264Encoder>(format, clock_);
     } else {

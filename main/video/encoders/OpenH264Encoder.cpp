@@ -12,8 +12,6 @@
 #include <limits>
 #include <utility>
 
-#include "main/video/encoders/FrameChanges.h"
-
 namespace vantora {
 namespace {
 
@@ -21,10 +19,10 @@ constexpr int kBlock = 16;
 
 // From this share of changed blocks on, a frame costs as much as a key frame if motion search finds nothing.
 constexpr double kLargeChange = 0.3;
-// Minimum interval on a thin link between frames that change by more than kSomeChange: scrolling text is readable with
+// Minimum interval on a slow link between frames that change by more than kSomeChange: scrolling text is readable with
 // half the frames and twice the bits for each.
 constexpr double kSomeChange = 0.1;
-constexpr std::chrono::milliseconds kThinInterval{30};
+constexpr std::chrono::milliseconds kSlowLinkInterval{30};
 
 webrtc::H264PacketizationMode packetizationOf(const webrtc::SdpVideoFormat& format) {
   const auto mode = format.parameters.find("packetization-mode");
@@ -118,7 +116,7 @@ int OpenH264Encoder::InitEncode(const webrtc::VideoCodec* codec, const Settings&
   control_.emplace(blocksIn(codec->width) * blocksIn(codec->height));
   link_.emplace(pixels);
   changes_ = {};
-  waiting_ = 0;
+  changedShare_ = 0;
   bitsPerSecond_ = parameters_.iTargetBitrate;
   if (bitsPerSecond_ > 0) control_->setRates(bitsPerSecond_, codec->maxFramerate);
   return WEBRTC_VIDEO_CODEC_OK;
@@ -126,22 +124,22 @@ int OpenH264Encoder::InitEncode(const webrtc::VideoCodec* codec, const Settings&
 
 // The next frame is a key frame.
 bool OpenH264Encoder::open() {
-  made_ = {};  // The bytes end with the encoder that made them.
+  output_ = {};  // The bytes end with the encoder that made them.
   // Standard error belongs to the program's own log.
   int level = WELS_LOG_QUIET;
   encoder_->SetOption(ENCODER_OPTION_TRACE_LEVEL, &level);
   if (encoder_->InitializeExt(&parameters_) != 0) return false;
   int format = videoFormatI420;
   encoder_->SetOption(ENCODER_OPTION_DATAFORMAT, &format);
-  key_ = true;
+  keyFramePending_ = true;
   return true;
 }
 
 // Motion search in the encoder's screen content mode finds text that has moved by hundreds of lines, in camera mode by
 // a dozen. But screen content mode takes 11 ms more for every frame of 1920 x 1080, even for one typed character, so it
-// is used on thin links only. False: the encoder cannot be used any more.
+// is used on slow links only. False: the encoder cannot be used any more.
 bool OpenH264Encoder::chooseSearch() {
-  const EUsageType wanted = link_->isThin() ? SCREEN_CONTENT_REAL_TIME : usage_;
+  const EUsageType wanted = link_->isSlow() ? SCREEN_CONTENT_REAL_TIME : usage_;
   if (wanted == parameters_.iUsageType || keepsUsage_) return true;
   const EUsageType before = std::exchange(parameters_.iUsageType, wanted);
   encoder_->Uninitialize();
@@ -159,14 +157,14 @@ int32_t OpenH264Encoder::RegisterEncodeCompleteCallback(webrtc::EncodedImageCall
 
 int32_t OpenH264Encoder::Release() {
   encoder_.reset();
-  made_ = {};
+  output_ = {};
   return WEBRTC_VIDEO_CODEC_OK;
 }
 
 void OpenH264Encoder::SetRates(const RateControlParameters& parameters) {
   if (!encoder_ || parameters.framerate_fps < 1) return;
   const double bitsPerSecond = parameters.bitrate.get_sum_bps();
-  if (bitsPerSecond > 0 && bitsPerSecond_ <= 0) key_ = true;
+  if (bitsPerSecond > 0 && bitsPerSecond_ <= 0) keyFramePending_ = true;
   bitsPerSecond_ = bitsPerSecond;
   if (bitsPerSecond_ > 0) control_->setRates(bitsPerSecond_, parameters.framerate_fps);
 }
@@ -179,42 +177,46 @@ int32_t OpenH264Encoder::Encode(const webrtc::VideoFrame& frame, const std::vect
     return WEBRTC_VIDEO_CODEC_ERR_PARAMETER;
   }
   // Changes in dropped frames still have to be shown.
-  waiting_ = std::min(1.0, waiting_ + changedShare(changes_, frame, *buffer));
-  if (types && std::ranges::find(*types, webrtc::VideoFrameType::kVideoFrameKey) != types->end()) key_ = true;
+  changedShare_ = std::min(1.0, changedShare_ + changes_.changedShare(frame, *buffer));
+  if (types && std::ranges::find(*types, webrtc::VideoFrameType::kVideoFrameKey) != types->end())
+    keyFramePending_ = true;
   if (bitsPerSecond_ <= 0) return WEBRTC_VIDEO_CODEC_OK;
 
   const QuantizerControl::Time now = clock_();
   link_->update(bitsPerSecond_, now);
-  if ((key_ || waiting_ >= kLargeChange) && !chooseSearch()) {
+  if ((keyFramePending_ || changedShare_ >= kLargeChange) && !chooseSearch()) {
     Release();
     return WEBRTC_VIDEO_CODEC_ERROR;
   }
   std::optional<int> quantizer = plan(now);
   if (!quantizer) return WEBRTC_VIDEO_CODEC_OK;
-  if (!code(*quantizer, frame, *buffer)) return WEBRTC_VIDEO_CODEC_ERROR;
-  if (const auto better = control_->better(*quantizer, waiting_, madeKey(), static_cast<double>(madeBytes()) * 8)) {
+  if (!encodeWith(*quantizer, frame, *buffer)) return WEBRTC_VIDEO_CODEC_ERROR;
+  if (const auto better =
+          control_->retryQuantizer(*quantizer, changedShare_, outputIsKey(), static_cast<double>(outputBytes()) * 8)) {
     // The frame just encoded is discarded; only a key frame does not depend on it.
     quantizer = better;
-    key_ = true;
-    if (!code(*quantizer, frame, *buffer)) return WEBRTC_VIDEO_CODEC_ERROR;
+    keyFramePending_ = true;
+    if (!encodeWith(*quantizer, frame, *buffer)) return WEBRTC_VIDEO_CODEC_ERROR;
   }
   // OpenH264 skipped the frame: what it was to show, or to begin with, is left to the next one.
-  if (madeBytes() == 0) return WEBRTC_VIDEO_CODEC_OK;
-  control_->taken(*quantizer, waiting_, madeKey(), static_cast<double>(madeBytes()) * 8);
-  coded_ = now;
-  waiting_ = 0;
-  key_ = false;
+  if (outputBytes() == 0) return WEBRTC_VIDEO_CODEC_OK;
+  control_->encoded(*quantizer, changedShare_, outputIsKey(), static_cast<double>(outputBytes()) * 8);
+  lastEncoded_ = now;
+  changedShare_ = 0;
+  keyFramePending_ = false;
   deliver(frame);
   return WEBRTC_VIDEO_CODEC_OK;
 }
 
 // The quantizer of the next frame; empty if it is to be dropped.
 std::optional<int> OpenH264Encoder::plan(QuantizerControl::Time now) {
-  const bool tooSoon = searchesFar() && waiting_ > kSomeChange && now - coded_ < kThinInterval && !key_;
-  return tooSoon ? std::nullopt : control_->plan(waiting_, key_, now);
+  const bool tooSoon =
+      searchesFar() && changedShare_ > kSomeChange && now - lastEncoded_ < kSlowLinkInterval && !keyFramePending_;
+  return tooSoon ? std::nullopt : control_->plan(changedShare_, keyFramePending_, now);
 }
 
-bool OpenH264Encoder::code(int quantizer, const webrtc::VideoFrame& frame, const webrtc::I420BufferInterface& buffer) {
+bool OpenH264Encoder::encodeWith(int quantizer, const webrtc::VideoFrame& frame,
+                                 const webrtc::I420BufferInterface& buffer) {
   int& current = parameters_.sSpatialLayers[0].iDLayerQp;
   if (const int before = std::exchange(current, quantizer); before != quantizer) {
     if (encoder_->SetOption(ENCODER_OPTION_SVC_ENCODE_PARAM_EXT, &parameters_) != 0) {
@@ -222,7 +224,7 @@ bool OpenH264Encoder::code(int quantizer, const webrtc::VideoFrame& frame, const
       return false;
     }
   }
-  if (key_) encoder_->ForceIntraFrame(true);
+  if (keyFramePending_) encoder_->ForceIntraFrame(true);
   SSourcePicture source{};
   source.iColorFormat = videoFormatI420;
   source.iPicWidth = buffer.width();
@@ -235,26 +237,26 @@ bool OpenH264Encoder::code(int quantizer, const webrtc::VideoFrame& frame, const
   source.iStride[0] = buffer.StrideY();
   source.iStride[1] = buffer.StrideU();
   source.iStride[2] = buffer.StrideV();
-  made_ = {};
-  return encoder_->EncodeFrame(&source, &made_) == 0;
+  output_ = {};
+  return encoder_->EncodeFrame(&source, &output_) == 0;
 }
 
-size_t OpenH264Encoder::madeBytes() const {
+size_t OpenH264Encoder::outputBytes() const {
   size_t bytes = 0;
-  for (int i = 0; i < made_.iLayerNum; ++i) {
-    const SLayerBSInfo& layer = made_.sLayerInfo[i];
+  for (int i = 0; i < output_.iLayerNum; ++i) {
+    const SLayerBSInfo& layer = output_.sLayerInfo[i];
     for (int unit = 0; unit < layer.iNalCount; ++unit) bytes += static_cast<size_t>(layer.pNalLengthInByte[unit]);
   }
   return bytes;
 }
 
 void OpenH264Encoder::deliver(const webrtc::VideoFrame& frame) {
-  const size_t size = madeBytes();
+  const size_t size = outputBytes();
   // The units already begin with start codes.
   const auto data = webrtc::EncodedImageBuffer::Create(size);
   uint8_t* end = data->data();
-  for (int i = 0; i < made_.iLayerNum; ++i) {
-    const SLayerBSInfo& layer = made_.sLayerInfo[i];
+  for (int i = 0; i < output_.iLayerNum; ++i) {
+    const SLayerBSInfo& layer = output_.sLayerInfo[i];
     size_t bytes = 0;
     for (int unit = 0; unit < layer.iNalCount; ++unit) bytes += static_cast<size_t>(layer.pNalLengthInByte[unit]);
     std::memcpy(end, layer.pBsBuf, bytes);
@@ -264,7 +266,8 @@ void OpenH264Encoder::deliver(const webrtc::VideoFrame& frame) {
   encoded.SetEncodedData(data);
   encoded._encodedWidth = static_cast<uint32_t>(parameters_.iPicWidth);
   encoded._encodedHeight = static_cast<uint32_t>(parameters_.iPicHeight);
-  encoded._frameType = madeKey() ? webrtc::VideoFrameType::kVideoFrameKey : webrtc::VideoFrameType::kVideoFrameDelta;
+  encoded._frameType =
+      outputIsKey() ? webrtc::VideoFrameType::kVideoFrameKey : webrtc::VideoFrameType::kVideoFrameDelta;
   encoded.SetTimestamp(frame.timestamp());
   encoded.SetColorSpace(frame.color_space());
   encoded.SetSpatialIndex(0);
@@ -276,9 +279,9 @@ void OpenH264Encoder::deliver(const webrtc::VideoFrame& frame) {
   info.codecSpecific.H264.packetization_mode = packetization_;
   info.codecSpecific.H264.temporal_idx = webrtc::kNoTemporalIdx;
   info.codecSpecific.H264.base_layer_sync = false;
-  info.codecSpecific.H264.idr_frame = madeKey();
-  info.generic_frame_info = dependencies_->OnEncodeDone(dependencies_->NextFrameConfig(madeKey()).front());
-  if (madeKey()) info.template_structure = dependencies_->DependencyStructure();
+  info.codecSpecific.H264.idr_frame = outputIsKey();
+  info.generic_frame_info = dependencies_->OnEncodeDone(dependencies_->NextFrameConfig(outputIsKey()).front());
+  if (outputIsKey()) info.template_structure = dependencies_->DependencyStructure();
   callback_->OnEncodedImage(encoded, &info);
 }
 

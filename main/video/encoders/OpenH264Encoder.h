@@ -12,9 +12,9 @@
 #include <optional>
 #include <vector>
 
-#include "main/video/encoders/ChangedBlocks.h"
+#include "main/video/encoders/ChangeDetector.h"
 #include "main/video/encoders/QuantizerControl.h"
-#include "main/video/encoders/ThinLink.h"
+#include "main/video/encoders/SlowLinkDetector.h"
 
 namespace webrtc {
 class H264BitstreamParser;
@@ -62,18 +62,18 @@ class OpenH264Encoder final : public webrtc::VideoEncoder {
   bool chooseSearch();
   bool searchesFar() const { return parameters_.iUsageType == SCREEN_CONTENT_REAL_TIME; }
   std::optional<int> plan(QuantizerControl::Time now);
-  bool code(int quantizer, const webrtc::VideoFrame& frame, const webrtc::I420BufferInterface& buffer);
+  bool encodeWith(int quantizer, const webrtc::VideoFrame& frame, const webrtc::I420BufferInterface& buffer);
   void deliver(const webrtc::VideoFrame& frame);
-  bool madeKey() const { return made_.eFrameType == videoFrameTypeIDR; }
-  size_t madeBytes() const;
+  bool outputIsKey() const { return output_.eFrameType == videoFrameTypeIDR; }
+  size_t outputBytes() const;
 
   const webrtc::H264PacketizationMode packetization_;
   const Clock clock_;
   std::unique_ptr<ISVCEncoder, Destroy> encoder_;
   SEncParamExt parameters_{};
-  // The last encoded frame; its bytes belong to the encoder.
-  SFrameBSInfo made_{};
-  // Usage type for a link that is not thin.
+  // What OpenH264 made of the last frame; its bytes belong to the encoder.
+  SFrameBSInfo output_{};
+  // Usage type for a link that is not slow.
   EUsageType usage_ = CAMERA_VIDEO_REAL_TIME;
   // OpenH264 could not be opened with another usage type and keeps the one that it has.
   bool keepsUsage_ = false;
@@ -86,14 +86,14 @@ class OpenH264Encoder final : public webrtc::VideoEncoder {
   double bitsPerSecond_ = 0;
   // Both have a value while the encoder is open.
   std::optional<QuantizerControl> control_;
-  std::optional<ThinLink> link_;
-  ChangedBlocks changes_;
+  std::optional<SlowLinkDetector> link_;
+  ChangeDetector changes_;
   // Share of the frame that changed since the last encoded one.
-  double waiting_ = 0;
+  double changedShare_ = 0;
   // Whether the next frame is to be a key frame.
-  bool key_ = true;
+  bool keyFramePending_ = true;
   // When the last frame was encoded.
-  QuantizerControl::Time coded_{};
+  QuantizerControl::Time lastEncoded_{};
 };
 
 }  // namespace vantora

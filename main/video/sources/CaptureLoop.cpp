@@ -54,7 +54,7 @@ void CaptureLoop::start(const CaptureSettings& settings, Callback ended) {
     const std::lock_guard lock(mutex_);
     commands_.settings = settings;
     ++commands_.epoch;
-    commands_.waiting.push_back(std::move(ended));
+    commands_.startCallbacks.push_back(std::move(ended));
   }
   capture_->wake();
 }
@@ -84,8 +84,8 @@ void CaptureLoop::refresh() {
   capture_->wake();
 }
 
-void CaptureLoop::encoderAsked() {
-  encoderAsked_.store(true);
+void CaptureLoop::requestByEncoder() {
+  requestedByEncoder_.store(true);
   capture_->wake();
 }
 
@@ -98,7 +98,7 @@ void CaptureLoop::run() {
 }
 
 bool CaptureLoop::takeCommands() {
-  std::vector<Callback> waiting;
+  std::vector<Callback> startCallbacks;
   bool newEpoch = false;
   {
     const std::lock_guard lock(mutex_);
@@ -107,17 +107,17 @@ bool CaptureLoop::takeCommands() {
     if (newEpoch) settings_ = commands_.settings;
     if (commands_.active && !active_) pacer_.restart();
     active_ = commands_.active;
-    if (std::exchange(commands_.refresh, false)) pacer_.refreshAsked();
-    waiting.swap(commands_.waiting);
+    if (std::exchange(commands_.refresh, false)) pacer_.requestRefresh();
+    startCallbacks.swap(commands_.startCallbacks);
   }
-  if (encoderAsked_.exchange(false)) pacer_.encoderAsked();
-  if (newEpoch) restart(std::move(waiting));
+  if (requestedByEncoder_.exchange(false)) pacer_.requestByEncoder();
+  if (newEpoch) restart(std::move(startCallbacks));
   return true;
 }
 
-void CaptureLoop::restart(std::vector<Callback> waiting) {
+void CaptureLoop::restart(std::vector<Callback> startCallbacks) {
   endAttempt();
-  attempt_ = std::move(waiting);
+  startCallbacks_ = std::move(startCallbacks);
   capture_->close();
   open_ = false;
   firstFramePending_ = false;
@@ -133,7 +133,7 @@ void CaptureLoop::restart(std::vector<Callback> waiting) {
 
 void CaptureLoop::endAttempt() {
   awaitingConsent_ = false;
-  for (const Callback& ended : std::exchange(attempt_, {})) ended();
+  for (const Callback& ended : std::exchange(startCallbacks_, {})) ended();
 }
 
 void CaptureLoop::refuse(const QString& error) {
@@ -203,12 +203,12 @@ void CaptureLoop::handleUnreadable(Time start) {
   } else if (++unreadable_ < kMaxUnreadable) {
     pacer_.pollFailed(start);
   } else {
-    lose();
+    handleLostDisplay();
   }
 }
 
 // A display that was captured and disappears is no refusal: wait for it, without a log line.
-void CaptureLoop::lose() {
+void CaptureLoop::handleLostDisplay() {
   capture_->close();
   open_ = false;
   lastFrame_ = nullptr;
@@ -245,7 +245,7 @@ void CaptureLoop::work() {
   } else {
     const Time timeout = step.until == FramePacer::kForever ? step.until : step.until - start;
     const auto wakeOn = step.wakeOnChange ? ScreenCapture::WakeOn::changeOrCall : ScreenCapture::WakeOn::call;
-    if (capture_->wait(timeout, wakeOn) == ScreenCapture::Woken::change) pacer_.changeSeen();
+    if (capture_->wait(timeout, wakeOn) == ScreenCapture::Woken::change) pacer_.noteChange();
   }
 }
 
@@ -269,7 +269,7 @@ void CaptureLoop::poll(Time start) {
       pacer_.pollFailed(start);
       return;
     case ScreenCapture::Poll::lost:
-      lose();
+      handleLostDisplay();
       return;
   }
 }

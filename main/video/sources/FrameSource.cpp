@@ -71,14 +71,14 @@ void FrameSource::setRefreshHandler(std::function<void()> handler) {
 }
 
 // The changes since the last frame passed on, in the coordinates of the pushed frame.
-webrtc::VideoFrame::UpdateRect FrameSource::takeChanged(const View& view, std::optional<QRect> changed) {
+webrtc::VideoFrame::UpdateRect FrameSource::takeUpdateRect(const View& view, std::optional<QRect> changed) {
   const QRect whole(QPoint(0, 0), view.input);
   const bool wholeWanted = wholeWanted_.exchange(false);
   const bool newView = std::exchange(lastView_, view) != view;
-  const bool all = wholeWanted || newView || !changed || allUnsent_;
-  const QRect rect = all ? whole : (unsent_ | *changed) & whole;
-  unsent_ = {};
-  allUnsent_ = false;
+  const bool all = wholeWanted || newView || !changed || pendingAll_;
+  const QRect rect = all ? whole : (pendingChange_ | *changed) & whole;
+  pendingChange_ = {};
+  pendingAll_ = false;
   return {rect.x(), rect.y(), rect.width(), rect.height()};
 }
 
@@ -87,8 +87,8 @@ bool FrameSource::push(const rtc::scoped_refptr<webrtc::VideoFrameBuffer>& buffe
   const int width = buffer->width();
   const int height = buffer->height();
   const auto notWanted = [&] {
-    allUnsent_ = allUnsent_ || !changed || lastView_.input != QSize(width, height);
-    unsent_ |= changed.value_or(QRect());
+    pendingAll_ = pendingAll_ || !changed || lastView_.input != QSize(width, height);
+    pendingChange_ |= changed.value_or(QRect());
     return false;
   };
   if (!active_.load()) return notWanted();
@@ -111,7 +111,7 @@ bool FrameSource::push(const rtc::scoped_refptr<webrtc::VideoFrameBuffer>& buffe
   const int top = (height - croppedHeight) / 2;
   const auto adapted =
       whole ? buffer : buffer->CropAndScale(left, top, croppedWidth, croppedHeight, outWidth, outHeight);
-  auto update = takeChanged(
+  auto update = takeUpdateRect(
       {QSize(width, height), QRect(left, top, croppedWidth, croppedHeight), QSize(outWidth, outHeight)}, changed);
   if (!whole) {
     update = update.ScaleWithFrame(width, height, left, top, croppedWidth, croppedHeight, outWidth, outHeight);

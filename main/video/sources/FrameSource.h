@@ -79,14 +79,14 @@ class FrameSource : public webrtc::Notifier<webrtc::VideoTrackSourceInterface> {
     QSize output;
     bool operator==(const View&) const = default;
   };
-  webrtc::VideoFrame::UpdateRect takeChanged(const View& view, std::optional<QRect> changed);
+  webrtc::VideoFrame::UpdateRect takeUpdateRect(const View& view, std::optional<QRect> changed);
 
   std::atomic<bool> active_{true};
   // A sink needs a whole frame: it received none of the earlier ones, or asked for one.
   std::atomic<bool> wholeWanted_{true};
   // Changes in frames that were not wanted; used on the thread that pushes.
-  QRect unsent_;
-  bool allUnsent_ = true;
+  QRect pendingChange_;
+  bool pendingAll_ = true;
   View lastView_;
   cricket::VideoAdapter adapter_;
   rtc::VideoBroadcaster broadcaster_;

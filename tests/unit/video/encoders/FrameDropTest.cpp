@@ -267,7 +267,7 @@ TEST_P(FrameDropTest, passesAZeroRateOnUnchanged) {
 TEST_P(FrameDropTest, takesAKeyFrameThatIsStillBeingSentAsARequestGranted) {
   open(GetParam());
   first(0.3);
-  request_->make();
+  request_->request();
   encode(100, 0.05);
   ASSERT_TRUE(encode(400, 0.05));
   EXPECT_FALSE(out_.frames.back().key);
@@ -296,7 +296,7 @@ TEST_P(FrameDropTest, startsAgainWithAKeyFrameWhateverIsStillBeingSent) {
 TEST_P(FrameDropTest, grantsARequestOnceTheKeyFrameBeforeIsThrough) {
   open(GetParam());
   first(0.3);
-  request_->make();
+  request_->request();
   ASSERT_TRUE(encode(200, 0.05)) << "0.1 s to go";
   EXPECT_TRUE(out_.frames.back().key);
   ASSERT_TRUE(encode(1000, 0.05));

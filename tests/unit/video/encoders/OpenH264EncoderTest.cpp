@@ -161,8 +161,8 @@ TEST_F(OpenH264EncoderTest, startsAtTheMaximumBitRateAtMost) {
   EXPECT_LT(out_.frames[2].quantizer, out_.frames[0].quantizer) << "without a maximum";
 }
 
-// On a link that has just become thin.
-class ThinOpenH264EncoderTest : public OpenH264EncoderTest {
+// On a link that has just become slow.
+class SlowLinkOpenH264EncoderTest : public OpenH264EncoderTest {
  protected:
   void SetUp() override {
     ASSERT_EQ(open(codecOf(kWidth, kHeight, 60)), WEBRTC_VIDEO_CODEC_OK);  // One bit a second for each pixel.
@@ -172,7 +172,7 @@ class ThinOpenH264EncoderTest : public OpenH264EncoderTest {
   }
 };
 
-TEST_F(ThinOpenH264EncoderTest, isOpenedAgainWhenTheLinkHasBeenThinForHalfASecond) {
+TEST_F(SlowLinkOpenH264EncoderTest, isOpenedAgainWhenTheLinkHasBeenSlowForHalfASecond) {
   ASSERT_TRUE(comes(flat(120), false, 600ms));
   EXPECT_TRUE(last().key);
   EXPECT_FALSE(last().parameters().empty());
@@ -180,7 +180,7 @@ TEST_F(ThinOpenH264EncoderTest, isOpenedAgainWhenTheLinkHasBeenThinForHalfASecon
   EXPECT_FALSE(last().key) << "once";
 }
 
-TEST_F(ThinOpenH264EncoderTest, leavesOutWhatFollowsSoonerThanTextIsRead) {
+TEST_F(SlowLinkOpenH264EncoderTest, leavesOutWhatFollowsSoonerThanTextIsRead) {
   ASSERT_TRUE(comes(flat(120), false, 600ms));
   ASSERT_TRUE(comes(flat(121), false, 600ms));
   EXPECT_FALSE(comes(flat(122), false, 10ms));
@@ -189,7 +189,7 @@ TEST_F(ThinOpenH264EncoderTest, leavesOutWhatFollowsSoonerThanTextIsRead) {
   EXPECT_EQ(out_.dropped, 0) << "the library counts it by itself";
 }
 
-TEST_F(ThinOpenH264EncoderTest, searchesForChangesWhereTheFrameSaysThatTheyAre) {
+TEST_F(SlowLinkOpenH264EncoderTest, searchesForChangesWhereTheFrameSaysThatTheyAre) {
   ASSERT_TRUE(comes(flat(120), false, 600ms));
   ASSERT_TRUE(comes(flat(121), false, 600ms));
   EXPECT_TRUE(comes(flat(122), false, 10ms, Rect{0, 0, 0, 0})) << "nothing changed";

@@ -1,4 +1,4 @@
-#include "main/video/encoders/ChangedBlocks.h"
+#include "main/video/encoders/ChangeDetector.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -18,7 +18,13 @@ int endOf(int from, int length, int limit) {
 
 }  // namespace
 
-double ChangedBlocks::compare(const uint8_t* luma, int stride, int width, int height, const Area& area) {
+double ChangeDetector::changedShare(const webrtc::VideoFrame& frame, const webrtc::I420BufferInterface& buffer) {
+  const webrtc::VideoFrame::UpdateRect rect = frame.update_rect();  // The whole frame when there is none.
+  return compare(buffer.DataY(), buffer.StrideY(), buffer.width(), buffer.height(),
+                 {rect.offset_x, rect.offset_y, rect.width, rect.height});
+}
+
+double ChangeDetector::compare(const uint8_t* luma, int stride, int width, int height, const Area& area) {
   if (width != width_ || height != height_) {
     width_ = width;
     height_ = height;

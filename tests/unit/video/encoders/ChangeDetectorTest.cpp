@@ -6,21 +6,21 @@
 #include <limits>
 #include <vector>
 
-#include "main/video/encoders/ChangedBlocks.h"
+#include "main/video/encoders/ChangeDetector.h"
 
 namespace vantora {
 namespace {
 
-TEST(ChangedBlocks, takesTheFirstFrameAndANewSizeAsAllNew) {
-  ChangedBlocks changes;
+TEST(ChangeDetector, takesTheFirstFrameAndANewSizeAsAllNew) {
+  ChangeDetector changes;
   const std::vector<uint8_t> frame(64 * 64, 7);
   EXPECT_EQ(changes.compare(frame.data(), 64, 64, 64), 1);
   EXPECT_EQ(changes.compare(frame.data(), 64, 64, 64), 0);
   EXPECT_EQ(changes.compare(frame.data(), 64, 48, 64), 1);
 }
 
-TEST(ChangedBlocks, countsTheBlocksThatDiffer) {
-  ChangedBlocks changes;
+TEST(ChangeDetector, countsTheBlocksThatDiffer) {
+  ChangeDetector changes;
   std::vector<uint8_t> frame(64 * 64, 7);
   changes.compare(frame.data(), 64, 64, 64);
   frame[0] = 8;             // Block (0, 0),
@@ -30,8 +30,8 @@ TEST(ChangedBlocks, countsTheBlocksThatDiffer) {
   EXPECT_DOUBLE_EQ(changes.compare(frame.data(), 64, 64, 64), 0);
 }
 
-TEST(ChangedBlocks, comparesTheRestThatIsNoWholeBlockAndNotBeyondTheRow) {
-  ChangedBlocks changes;
+TEST(ChangeDetector, comparesTheRestThatIsNoWholeBlockAndNotBeyondTheRow) {
+  ChangeDetector changes;
   std::vector<uint8_t> frame(64 * 20, 7);
   changes.compare(frame.data(), 64, 20, 20);  // Two by two blocks; 44 bytes of each row are padding.
   frame[30] = 8;
@@ -40,8 +40,8 @@ TEST(ChangedBlocks, comparesTheRestThatIsNoWholeBlockAndNotBeyondTheRow) {
   EXPECT_DOUBLE_EQ(changes.compare(frame.data(), 64, 20, 20), 1.0 / 4);
 }
 
-TEST(ChangedBlocks, comparesTheAreaOnlyAndKeepsTheRestForLater) {
-  ChangedBlocks changes;
+TEST(ChangeDetector, comparesTheAreaOnlyAndKeepsTheRestForLater) {
+  ChangeDetector changes;
   std::vector<uint8_t> frame(64 * 64, 7);
   changes.compare(frame.data(), 64, 64, 64);
   frame[20 * 64 + 20] = 8;  // Block (1, 1), in the area,
@@ -51,17 +51,18 @@ TEST(ChangedBlocks, comparesTheAreaOnlyAndKeepsTheRestForLater) {
   EXPECT_DOUBLE_EQ(changes.compare(frame.data(), 64, 64, 64), 2.0 / 16);
 }
 
-TEST(ChangedBlocks, countsEveryBlockThatTheAreaTouches) {
-  ChangedBlocks changes;
+TEST(ChangeDetector, countsEveryBlockThatTheAreaTouches) {
+  ChangeDetector changes;
   std::vector<uint8_t> frame(64 * 64, 7);
   changes.compare(frame.data(), 64, 64, 64);
   std::ranges::fill(frame, 8);
   EXPECT_DOUBLE_EQ(changes.compare(frame.data(), 64, 64, 64, {15, 31, 18, 2}), 6.0 / 16);
 }
 
-TEST(ChangedBlocks, takesAnEmptyAreaForAnUnchangedFrame) {
-  for (const ChangedBlocks::Area area : {ChangedBlocks::Area{0, 0, 0, 0}, {8, 8, 0, 9}, {8, 8, 9, -1}, {64, 0, 8, 8}}) {
-    ChangedBlocks changes;
+TEST(ChangeDetector, takesAnEmptyAreaForAnUnchangedFrame) {
+  for (const ChangeDetector::Area area :
+       {ChangeDetector::Area{0, 0, 0, 0}, {8, 8, 0, 9}, {8, 8, 9, -1}, {64, 0, 8, 8}}) {
+    ChangeDetector changes;
     std::vector<uint8_t> frame(64 * 64, 7);
     changes.compare(frame.data(), 64, 64, 64);
     std::ranges::fill(frame, 8);
@@ -70,10 +71,10 @@ TEST(ChangedBlocks, takesAnEmptyAreaForAnUnchangedFrame) {
   }
 }
 
-TEST(ChangedBlocks, cutsAnAreaThatReachesBeyondTheFrame) {
+TEST(ChangeDetector, cutsAnAreaThatReachesBeyondTheFrame) {
   constexpr int kFar = std::numeric_limits<int>::max();
-  for (const ChangedBlocks::Area area : {ChangedBlocks::Area{-5, -5, 100, 100}, {0, 0, kFar, kFar}}) {
-    ChangedBlocks changes;
+  for (const ChangeDetector::Area area : {ChangeDetector::Area{-5, -5, 100, 100}, {0, 0, kFar, kFar}}) {
+    ChangeDetector changes;
     std::vector<uint8_t> frame(20 * 20, 7);
     changes.compare(frame.data(), 20, 20, 20);
     std::ranges::fill(frame, 8);
@@ -81,8 +82,8 @@ TEST(ChangedBlocks, cutsAnAreaThatReachesBeyondTheFrame) {
   }
 }
 
-TEST(ChangedBlocks, comparesTheFirstFrameAndANewSizeAsAWholeWhateverTheArea) {
-  ChangedBlocks changes;
+TEST(ChangeDetector, comparesTheFirstFrameAndANewSizeAsAWholeWhateverTheArea) {
+  ChangeDetector changes;
   std::vector<uint8_t> frame(64 * 64, 7);
   EXPECT_EQ(changes.compare(frame.data(), 64, 64, 64, {0, 0, 0, 0}), 1);
   EXPECT_EQ(changes.compare(frame.data(), 64, 48, 64, {0, 0, 16, 16}), 1);
@@ -115,9 +116,9 @@ class PagedFrame {
   void* memory_;
 };
 
-TEST(ChangedBlocks, readsNoRowOutsideOfTheArea) {
+TEST(ChangeDetector, readsNoRowOutsideOfTheArea) {
   const PagedFrame frame;
-  ChangedBlocks changes;
+  ChangeDetector changes;
   const int width = frame.stride();
   changes.compare(frame.data(), width, width, PagedFrame::kRows);
   frame.lock(0, 20);
