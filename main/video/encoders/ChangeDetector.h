@@ -5,6 +5,7 @@
 #include <api/video/video_frame_buffer.h>
 
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 namespace vantora {
@@ -21,8 +22,9 @@ class ChangeDetector {
   };
 
   // The share (0 to 1) of `frame`, with its pixels in `buffer`, that differs from the frame of the last call. If the
-  // frame has an update rectangle, only that is read. The rectangle is relative to the previous frame from the library,
-  // whether that was encoded or not, so this must be called for every frame.
+  // frame has an update rectangle, only that is read, unless the frame comes long after the last one. The rectangle is
+  // relative to the previous frame from the library, whether that was encoded or not, so this must be called for every
+  // frame.
   double changedShare(const webrtc::VideoFrame& frame, const webrtc::I420BufferInterface& buffer);
 
   // The share (0 to 1) of blocks that differ from the frame of the last call; 1 for the first frame and after a
@@ -37,6 +39,7 @@ class ChangeDetector {
   std::vector<uint8_t> last_;
   int width_ = 0;
   int height_ = 0;
+  std::optional<int64_t> lastUs_;  // Timestamp of the frame of the last changedShare().
 };
 
 }  // namespace vantora

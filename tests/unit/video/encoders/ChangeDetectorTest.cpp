@@ -1,3 +1,5 @@
+#include <api/video/i420_buffer.h>
+#include <api/video/video_frame.h>
 #include <gtest/gtest.h>
 #include <sys/mman.h>
 #include <unistd.h>
@@ -126,6 +128,41 @@ TEST(ChangeDetector, readsNoRowOutsideOfTheArea) {
   frame.data()[25 * width + 100] = 1;
   const int blocks = width / 16 * PagedFrame::kRows / 16;
   EXPECT_DOUBLE_EQ(changes.compare(frame.data(), width, width, PagedFrame::kRows, {96, 20, 16, 10}), 1.0 / blocks);
+}
+
+class ChangeDetectorFrameTest : public testing::Test {
+ protected:
+  ChangeDetectorFrameTest() { webrtc::I420Buffer::SetBlack(buffer_.get()); }
+
+  // Changes the block at the top left and returns the share found in a frame at `ms` that names another block.
+  double shareAt(int64_t ms) {
+    ++*buffer_->MutableDataY();
+    const auto frame = webrtc::VideoFrame::Builder()
+                           .set_video_frame_buffer(buffer_)
+                           .set_timestamp_us(ms * 1000)
+                           .set_update_rect(webrtc::VideoFrame::UpdateRect{16, 16, 16, 16})
+                           .build();
+    return changes_.changedShare(frame, *buffer_);
+  }
+
+  ChangeDetector changes_;
+  rtc::scoped_refptr<webrtc::I420Buffer> buffer_ = webrtc::I420Buffer::Create(64, 64);
+};
+
+TEST_F(ChangeDetectorFrameTest, readsTheUpdateRectangleOnly) {
+  EXPECT_EQ(shareAt(5000), 1) << "the first frame";
+  EXPECT_EQ(shareAt(5033), 0);
+  EXPECT_EQ(shareAt(5033), 0);
+  EXPECT_EQ(shareAt(5900), 0);
+}
+
+// The library may have dropped a frame in between with its rectangle.
+TEST_F(ChangeDetectorFrameTest, readsAllOfAFrameThatComesASecondAfterTheLastOne) {
+  EXPECT_EQ(shareAt(0), 1);
+  EXPECT_EQ(shareAt(33), 0);
+  EXPECT_DOUBLE_EQ(shareAt(933), 1.0 / 16);
+  EXPECT_EQ(shareAt(966), 0);
+  EXPECT_EQ(shareAt(10), 0) << "time that runs backwards is no pause";
 }
 
 }  // namespace

@@ -218,9 +218,9 @@ TEST_P(FrameDropTest, searchesForChangesWhereTheFrameSaysThatTheyAre) {
   open(GetParam());
   first(0.1);
   script_->delta = bytesOf(0.8);
-  ASSERT_TRUE(encode(1000, 1, false, Rect{0, 0, 0, 0}));
+  ASSERT_TRUE(encode(800, 1, false, Rect{0, 0, 0, 0}));
   EXPECT_EQ(out_.frames.back(), (Out::Frame{false, script_->delta})) << "nothing changed";
-  ASSERT_TRUE(encode(3000, 1, false, Rect{0, 0, kBlock, kSide}));
+  ASSERT_TRUE(encode(1600, 1, false, Rect{0, 0, kBlock, kSide}));
   EXPECT_EQ(out_.frames.back(), (Out::Frame{true, script_->coarseKey})) << "a tenth did";
 }
 

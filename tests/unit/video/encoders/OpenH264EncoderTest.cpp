@@ -70,7 +70,7 @@ TEST_F(OpenH264EncoderTest, replacesAFrameInWhichNothingIsFoundAgainByAKeyFrameT
   ASSERT_EQ(open(codecOf(kWidth, kHeight, 200)), WEBRTC_VIDEO_CODEC_OK);
   ASSERT_TRUE(comes(flat(100)));
   // For a small update rectangle a fine quantizer is planned.
-  ASSERT_TRUE(comes(noise(1), false, 3s, Rect{0, 0, 16, 16}));
+  ASSERT_TRUE(comes(noise(1), false, 800ms, Rect{0, 0, 16, 16}));
   EXPECT_TRUE(last().key);
   ASSERT_TRUE(last().info.generic_frame_info);
   EXPECT_FALSE(last().info.generic_frame_info->encoder_buffers[0].referenced);
