@@ -179,7 +179,10 @@ class CodecPair : public webrtc::EncodedImageCallback, public webrtc::DecodedIma
     std::map<std::string, std::string> parameters;
     if (type == webrtc::kVideoCodecH264) parameters["packetization-mode"] = "1";
     const webrtc::SdpVideoFormat format(name, parameters);
-    encoder_ = makeVideoEncoderFactory(std::make_shared<KeyFrameRequest>())->CreateVideoEncoder(format);
+    // The frames' time is that of the link: the bench encodes as fast as it can.
+    encoder_ = makeVideoEncoderFactory(std::make_shared<KeyFrameRequest>(), [this] {
+                 return std::chrono::microseconds(timestamp_ * 100 / 9);
+               })->CreateVideoEncoder(format);
     decoder_ = webrtc::CreateBuiltinVideoDecoderFactory()->CreateVideoDecoder(format);
     webrtc::VideoDecoder::Settings settings;
     settings.set_codec_type(type);

@@ -13,7 +13,7 @@
 #include <optional>
 #include <vector>
 
-#include "main/video/encoders/ChangedBlocks.h"
+#include "main/video/encoders/ChangeDetector.h"
 #include "main/video/sources/FrameConverter.h"
 #include "main/video/sources/TestPattern.h"
 #include "platform/x11/capture/X11ScreenCapture.h"
@@ -176,14 +176,14 @@ void benchPattern(const Size& size, Report& report) {
 
 // A line of text changes in each frame: compares the whole frame, and only the area of the change.
 void benchChanges(const Size& size, Report& report) {
-  constexpr ChangedBlocks::Area kLine{100, 400, 800, 20};
+  constexpr ChangeDetector::Area kLine{100, 400, 800, 20};
   std::vector<std::uint8_t> luma(static_cast<std::size_t>(size.width) * static_cast<std::size_t>(size.height), 90);
   const auto change = [&](int round) {
     for (int y = kLine.top; y < kLine.top + kLine.height; ++y) {
       std::memset(luma.data() + static_cast<std::ptrdiff_t>(y) * size.width + kLine.left, round, kLine.width);
     }
   };
-  ChangedBlocks changes;
+  ChangeDetector changes;
   std::vector<double> whole;
   std::vector<double> part;
   for (int round = 0; round < kWarmUps + kRounds; ++round) {

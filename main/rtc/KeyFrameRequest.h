@@ -8,12 +8,12 @@ namespace vantora {
 // Thread: any. Shared by all encoders of a factory, of which only one is active at a time.
 class KeyFrameRequest {
  public:
-  void make() { made_.fetch_add(1, std::memory_order_relaxed); }
+  void request() { count_.fetch_add(1, std::memory_order_relaxed); }
   // Number of requests so far; an encoder compares it with the number at its last check.
-  unsigned made() const { return made_.load(std::memory_order_relaxed); }
+  unsigned count() const { return count_.load(std::memory_order_relaxed); }
 
  private:
-  std::atomic<unsigned> made_ = 0;
+  std::atomic<unsigned> count_ = 0;
 };
 
 }  // namespace vantora

@@ -368,7 +368,7 @@ bool LibPeerConnection::restartIce() {
   return true;
 }
 
-void LibPeerConnection::requestKeyFrame() { keyFrameRequest_->make(); }
+void LibPeerConnection::requestKeyFrame() { keyFrameRequest_->request(); }
 
 void LibPeerConnection::close() {
   if (!life_.handle()) return;

@@ -63,6 +63,10 @@ class FakeScreen : public std::enable_shared_from_this<FakeScreen> {
   void setUnreadable(bool unreadable) {
     set([&] { unreadable_ = unreadable; });
   }
+  // The pixels of the next frames cannot be read.
+  void setUnreadableFrames(int frames) {
+    set([&] { unreadableFrames_ = frames; });
+  }
   // Removes the display; open() fails until it is back.
   void setGone(bool gone) {
     set([&] { gone_ = gone; });
@@ -81,6 +85,8 @@ class FakeScreen : public std::enable_shared_from_this<FakeScreen> {
   // All polls, and those that read the frame.
   int polls() const { return get(polls_); }
   int reads() const { return get(reads_); }
+  // How often each frame read was released, in the order of the reads.
+  std::vector<int> releases() const { return get(releases_); }
   std::thread::id pollThread() const { return get(pollThread_); }
 
  private:
@@ -109,6 +115,7 @@ class FakeScreen : public std::enable_shared_from_this<FakeScreen> {
   bool touched_ = false;
   bool asking_ = false;
   bool unreadable_ = false;
+  int unreadableFrames_ = 0;
   bool gone_ = false;
   bool silent_ = false;
   int notReady_ = 0;
@@ -116,6 +123,7 @@ class FakeScreen : public std::enable_shared_from_this<FakeScreen> {
   int closes_ = 0;
   int polls_ = 0;
   int reads_ = 0;
+  std::vector<int> releases_;
   std::thread::id pollThread_;
 };
 
@@ -161,10 +169,21 @@ class FakeScreenCapture final : public ScreenCapture {
         std::fill_n(pixels_.begin() + y * width + visible.left(), visible.width(), colour);
       }
     }
-    frame.memory = CpuPixels{pixels_.data()->data(), width * 4};
-    frame.size = {width, height};
-    frame.damage = std::exchange(screen_->damage_, {});
-    if (std::exchange(screen_->wholeChanged_, false)) frame.damage = {whole};
+    screen_->releases_.push_back(0);
+    CapturedFrame read([screen = screen_, index = screen_->releases_.size() - 1] {
+      screen->set([&] { ++screen->releases_[index]; });
+    });
+    if (screen_->unreadableFrames_ > 0) {
+      --screen_->unreadableFrames_;
+      read.memory = DmaBufPixels{};
+    } else {
+      read.memory = CpuPixels{pixels_.data()->data(), width * 4};
+    }
+    read.size = {width, height};
+    read.damage = std::exchange(screen_->damage_, {});
+    if (std::exchange(screen_->wholeChanged_, false)) read.damage = {whole};
+    lock.unlock();  // What is replaced is released.
+    frame = std::move(read);
     return Poll::changed;
   }
 

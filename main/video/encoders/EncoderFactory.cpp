@@ -4,9 +4,9 @@
 #include <api/video_codecs/builtin_video_encoder_factory.h>
 
 #include "main/video/encoders/AomAv1Encoder.h"
+#include "main/video/encoders/FullRangeVp9Encoder.h"
 #include "main/video/encoders/OpenH264Encoder.h"
 #include "main/video/encoders/ScreenTunedEncoder.h"
-#include "main/video/encoders/WideRangeVp9.h"
 
 namespace vantora {
 namespace {
@@ -20,7 +20,8 @@ bool isAv1(const webrtc::SdpVideoFormat& format) { return absl::EqualsIgnoreCase
 
 class EncoderFactory final : public webrtc::VideoEncoderFactory {
  public:
-  explicit EncoderFactory(std::shared_ptr<const KeyFrameRequest> request) : request_(std::move(request)) {}
+  EncoderFactory(std::shared_ptr<const KeyFrameRequest> request, OpenH264Encoder::Clock clock)
+      : request_(std::move(request)), clock_(std::move(clock)) {}
 
   std::vector<webrtc::SdpVideoFormat> GetSupportedFormats() const override {
     std::vector<webrtc::SdpVideoFormat> formats = builtin_->GetSupportedFormats();
@@ -39,9 +40,9 @@ class EncoderFactory final : public webrtc::VideoEncoderFactory {
     if (isAv1(format)) {
       encoder = std::make_unique<AomAv1Encoder>();
     } else if (absl::EqualsIgnoreCase(format.name, "VP9")) {
-      encoder = makeWideRangeVp9(format);
+      encoder = makeFullRangeVp9Encoder(format);
     } else if (absl::EqualsIgnoreCase(format.name, "H264")) {
-      encoder = std::make_unique<OpenH264Encoder>(format);
+      encoder = std::make_unique<OpenH264Encoder>(format, clock_);
     } else {
       encoder = builtin_->CreateVideoEncoder(format);
     }
@@ -50,14 +51,20 @@ class EncoderFactory final : public webrtc::VideoEncoderFactory {
   }
 
  private:
-  std::shared_ptr<const KeyFrameRequest> request_;
+  const std::shared_ptr<const KeyFrameRequest> request_;
+  const OpenH264Encoder::Clock clock_;
   std::unique_ptr<webrtc::VideoEncoderFactory> builtin_ = webrtc::CreateBuiltinVideoEncoderFactory();
 };
 
 }  // namespace
 
 std::unique_ptr<webrtc::VideoEncoderFactory> makeVideoEncoderFactory(std::shared_ptr<const KeyFrameRequest> request) {
-  return std::make_unique<EncoderFactory>(std::move(request));
+  return makeVideoEncoderFactory(std::move(request), {});
+}
+
+std::unique_ptr<webrtc::VideoEncoderFactory> makeVideoEncoderFactory(std::shared_ptr<const KeyFrameRequest> request,
+                                                                     std::function<std::chrono::nanoseconds()> clock) {
+  return std::make_unique<EncoderFactory>(std::move(request), std::move(clock));
 }
 
 }  // namespace vantora

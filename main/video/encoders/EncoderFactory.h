@@ -1,6 +1,8 @@
 // The video encoders that the host offers.
 #pragma once
 
+#include <chrono>
+#include <functional>
 #include <memory>
 
 #include "main/rtc/KeyFrameRequest.h"
@@ -11,9 +13,12 @@ class VideoEncoderFactory;
 
 namespace vantora {
 
-// Encoders for VP8, VP9 and H.264, in the order in which the library offers their formats, then AV1. Any thread; the
-// encoders it makes run on the library's encoder queue. The next frame they encode after a `request` is a key frame.
+// Encoders of the formats that the library offers (VP8, VP9, H.264) and of AV1, in this order. Any thread; the encoders
+// it makes run on the library's encoder queue. The next frame they encode after a `request` is a key frame.
 [[nodiscard]] std::unique_ptr<webrtc::VideoEncoderFactory> makeVideoEncoderFactory(
     std::shared_ptr<const KeyFrameRequest> request);
+// The same; encoders that measure real time (OpenH264Encoder) read it from `clock`.
+[[nodiscard]] std::unique_ptr<webrtc::VideoEncoderFactory> makeVideoEncoderFactory(
+    std::shared_ptr<const KeyFrameRequest> request, std::function<std::chrono::nanoseconds()> clock);
 
 }  // namespace vantora

@@ -10,8 +10,7 @@
 #include <chrono>
 #include <cstring>
 #include <limits>
-
-#include "main/video/encoders/FrameChanges.h"
+#include <utility>
 
 namespace vantora {
 namespace {
@@ -20,10 +19,10 @@ constexpr int kBlock = 16;
 
 // From this share of changed blocks on, a frame costs as much as a key frame if motion search finds nothing.
 constexpr double kLargeChange = 0.3;
-// Minimum interval on a thin link between frames that change by more than kSomeChange: scrolling text is readable with
+// Minimum interval on a slow link between frames that change by more than kSomeChange: scrolling text is readable with
 // half the frames and twice the bits for each.
 constexpr double kSomeChange = 0.1;
-constexpr std::chrono::milliseconds kThinInterval{30};
+constexpr std::chrono::milliseconds kSlowLinkInterval{30};
 
 webrtc::H264PacketizationMode packetizationOf(const webrtc::SdpVideoFormat& format) {
   const auto mode = format.parameters.find("packetization-mode");
@@ -40,6 +39,8 @@ int threadsFor(int pixels, int cores) {
   return std::clamp(pixels / kPixelsOfThread, 1, std::min(kMaxThreads, std::max(std::min(cores, 2), cores / 2)));
 }
 
+QuantizerControl::Time monotonicTime() { return std::chrono::steady_clock::now().time_since_epoch(); }
+
 constexpr int blocksIn(int pixels) { return (pixels + kBlock - 1) / kBlock; }
 
 }  // namespace
@@ -49,7 +50,8 @@ void OpenH264Encoder::Destroy::operator()(ISVCEncoder* encoder) const {
   WelsDestroySVCEncoder(encoder);
 }
 
-OpenH264Encoder::OpenH264Encoder(const webrtc::SdpVideoFormat& format) : packetization_(packetizationOf(format)) {}
+OpenH264Encoder::OpenH264Encoder(const webrtc::SdpVideoFormat& format, Clock clock)
+    : packetization_(packetizationOf(format)), clock_(clock ? std::move(clock) : monotonicTime) {}
 
 OpenH264Encoder::~OpenH264Encoder() = default;
 
@@ -63,6 +65,7 @@ int OpenH264Encoder::InitEncode(const webrtc::VideoCodec* codec, const Settings&
   ISVCEncoder* made = nullptr;
   if (WelsCreateSVCEncoder(&made) != 0 || !made) return WEBRTC_VIDEO_CODEC_ERROR;
   encoder_.reset(made);
+  keepsUsage_ = false;
   usage_ = codec->mode == webrtc::VideoCodecMode::kScreensharing ? SCREEN_CONTENT_REAL_TIME : CAMERA_VIDEO_REAL_TIME;
 
   const int pixels = codec->width * codec->height;
@@ -71,8 +74,10 @@ int OpenH264Encoder::InitEncode(const webrtc::VideoCodec* codec, const Settings&
   parameters_.iPicWidth = codec->width;
   parameters_.iPicHeight = codec->height;
   parameters_.fMaxFrameRate = static_cast<float>(codec->maxFramerate);
+  const unsigned startKbps =
+      codec->maxBitrate > 0 ? std::min(codec->startBitrate, codec->maxBitrate) : codec->startBitrate;
   parameters_.iTargetBitrate =
-      static_cast<int>(std::min<int64_t>(int64_t{codec->startBitrate} * 1000, std::numeric_limits<int>::max()));
+      static_cast<int>(std::min<int64_t>(int64_t{startKbps} * 1000, std::numeric_limits<int>::max()));
   parameters_.iMaxBitrate = UNSPECIFIED_BIT_RATE;
   parameters_.iRCMode = RC_OFF_MODE;
   parameters_.bEnableFrameSkip = false;
@@ -111,7 +116,7 @@ int OpenH264Encoder::InitEncode(const webrtc::VideoCodec* codec, const Settings&
   control_.emplace(blocksIn(codec->width) * blocksIn(codec->height));
   link_.emplace(pixels);
   changes_ = {};
-  waiting_ = 0;
+  changedShare_ = 0;
   bitsPerSecond_ = parameters_.iTargetBitrate;
   if (bitsPerSecond_ > 0) control_->setRates(bitsPerSecond_, codec->maxFramerate);
   return WEBRTC_VIDEO_CODEC_OK;
@@ -119,24 +124,29 @@ int OpenH264Encoder::InitEncode(const webrtc::VideoCodec* codec, const Settings&
 
 // The next frame is a key frame.
 bool OpenH264Encoder::open() {
+  output_ = {};  // The bytes end with the encoder that made them.
   // Standard error belongs to the program's own log.
   int level = WELS_LOG_QUIET;
   encoder_->SetOption(ENCODER_OPTION_TRACE_LEVEL, &level);
   if (encoder_->InitializeExt(&parameters_) != 0) return false;
   int format = videoFormatI420;
   encoder_->SetOption(ENCODER_OPTION_DATAFORMAT, &format);
-  key_ = true;
+  keyFramePending_ = true;
   return true;
 }
 
 // Motion search in the encoder's screen content mode finds text that has moved by hundreds of lines, in camera mode by
 // a dozen. But screen content mode takes 11 ms more for every frame of 1920 x 1080, even for one typed character, so it
-// is used on thin links only.
+// is used on slow links only. False: the encoder cannot be used any more.
 bool OpenH264Encoder::chooseSearch() {
-  const EUsageType wanted = link_->isThin() ? SCREEN_CONTENT_REAL_TIME : usage_;
-  if (wanted == parameters_.iUsageType) return true;
-  parameters_.iUsageType = wanted;
+  const EUsageType wanted = link_->isSlow() ? SCREEN_CONTENT_REAL_TIME : usage_;
+  if (wanted == parameters_.iUsageType || keepsUsage_) return true;
+  const EUsageType before = std::exchange(parameters_.iUsageType, wanted);
   encoder_->Uninitialize();
+  if (open()) return true;
+  // Without an encoder there would be no video until the library opens one for other settings.
+  keepsUsage_ = true;
+  parameters_.iUsageType = before;
   return open();
 }
 
@@ -147,14 +157,14 @@ int32_t OpenH264Encoder::RegisterEncodeCompleteCallback(webrtc::EncodedImageCall
 
 int32_t OpenH264Encoder::Release() {
   encoder_.reset();
-  made_ = {};
+  output_ = {};
   return WEBRTC_VIDEO_CODEC_OK;
 }
 
 void OpenH264Encoder::SetRates(const RateControlParameters& parameters) {
   if (!encoder_ || parameters.framerate_fps < 1) return;
   const double bitsPerSecond = parameters.bitrate.get_sum_bps();
-  if (bitsPerSecond > 0 && bitsPerSecond_ <= 0) key_ = true;
+  if (bitsPerSecond > 0 && bitsPerSecond_ <= 0) keyFramePending_ = true;
   bitsPerSecond_ = bitsPerSecond;
   if (bitsPerSecond_ > 0) control_->setRates(bitsPerSecond_, parameters.framerate_fps);
 }
@@ -167,48 +177,54 @@ int32_t OpenH264Encoder::Encode(const webrtc::VideoFrame& frame, const std::vect
     return WEBRTC_VIDEO_CODEC_ERR_PARAMETER;
   }
   // Changes in dropped frames still have to be shown.
-  waiting_ = std::min(1.0, waiting_ + changedShare(changes_, frame, *buffer));
-  if (types && std::ranges::find(*types, webrtc::VideoFrameType::kVideoFrameKey) != types->end()) key_ = true;
-  now_ +=
-      std::chrono::microseconds(std::max<int64_t>(frame.timestamp_us() - frameUs_.value_or(frame.timestamp_us()), 0));
-  frameUs_ = frame.timestamp_us();
+  changedShare_ = std::min(1.0, changedShare_ + changes_.changedShare(frame, *buffer));
+  if (types && std::ranges::find(*types, webrtc::VideoFrameType::kVideoFrameKey) != types->end())
+    keyFramePending_ = true;
   if (bitsPerSecond_ <= 0) return WEBRTC_VIDEO_CODEC_OK;
 
-  link_->update(bitsPerSecond_, now_);
-  if ((key_ || waiting_ >= kLargeChange) && !chooseSearch()) {
+  const QuantizerControl::Time now = clock_();
+  link_->update(bitsPerSecond_, now);
+  if ((keyFramePending_ || changedShare_ >= kLargeChange) && !chooseSearch()) {
     Release();
     return WEBRTC_VIDEO_CODEC_ERROR;
   }
-  std::optional<int> quantizer = plan();
+  std::optional<int> quantizer = plan(now);
   if (!quantizer) return WEBRTC_VIDEO_CODEC_OK;
-  if (!code(*quantizer, frame, *buffer)) return WEBRTC_VIDEO_CODEC_ERROR;
-  if (const auto better = control_->better(*quantizer, waiting_, madeKey(), static_cast<double>(madeBytes()) * 8)) {
+  if (!encodeWith(*quantizer, frame, *buffer)) return WEBRTC_VIDEO_CODEC_ERROR;
+  if (const auto better =
+          control_->retryQuantizer(*quantizer, changedShare_, outputIsKey(), static_cast<double>(outputBytes()) * 8)) {
     // The frame just encoded is discarded; only a key frame does not depend on it.
     quantizer = better;
-    key_ = true;
-    if (!code(*quantizer, frame, *buffer)) return WEBRTC_VIDEO_CODEC_ERROR;
+    keyFramePending_ = true;
+    if (!encodeWith(*quantizer, frame, *buffer)) return WEBRTC_VIDEO_CODEC_ERROR;
   }
-  control_->taken(*quantizer, waiting_, madeKey(), static_cast<double>(madeBytes()) * 8);
-  coded_ = now_;
-  waiting_ = 0;
-  key_ = false;
+  // OpenH264 skipped the frame: what it was to show, or to begin with, is left to the next one.
+  if (outputBytes() == 0) return WEBRTC_VIDEO_CODEC_OK;
+  control_->encoded(*quantizer, changedShare_, outputIsKey(), static_cast<double>(outputBytes()) * 8);
+  lastEncoded_ = now;
+  changedShare_ = 0;
+  keyFramePending_ = false;
   deliver(frame);
   return WEBRTC_VIDEO_CODEC_OK;
 }
 
 // The quantizer of the next frame; empty if it is to be dropped.
-std::optional<int> OpenH264Encoder::plan() {
-  const bool tooSoon = searchesFar() && waiting_ > kSomeChange && now_ - coded_ < kThinInterval && !key_;
-  return tooSoon ? std::nullopt : control_->plan(waiting_, key_, now_);
+std::optional<int> OpenH264Encoder::plan(QuantizerControl::Time now) {
+  const bool tooSoon =
+      searchesFar() && changedShare_ > kSomeChange && now - lastEncoded_ < kSlowLinkInterval && !keyFramePending_;
+  return tooSoon ? std::nullopt : control_->plan(changedShare_, keyFramePending_, now);
 }
 
-bool OpenH264Encoder::code(int quantizer, const webrtc::VideoFrame& frame, const webrtc::I420BufferInterface& buffer) {
+bool OpenH264Encoder::encodeWith(int quantizer, const webrtc::VideoFrame& frame,
+                                 const webrtc::I420BufferInterface& buffer) {
   int& current = parameters_.sSpatialLayers[0].iDLayerQp;
-  if (current != quantizer) {
-    current = quantizer;
-    if (encoder_->SetOption(ENCODER_OPTION_SVC_ENCODE_PARAM_EXT, &parameters_) != 0) return false;
+  if (const int before = std::exchange(current, quantizer); before != quantizer) {
+    if (encoder_->SetOption(ENCODER_OPTION_SVC_ENCODE_PARAM_EXT, &parameters_) != 0) {
+      current = before;  // Or it would not be set for the next frame either.
+      return false;
+    }
   }
-  if (key_) encoder_->ForceIntraFrame(true);
+  if (keyFramePending_) encoder_->ForceIntraFrame(true);
   SSourcePicture source{};
   source.iColorFormat = videoFormatI420;
   source.iPicWidth = buffer.width();
@@ -221,27 +237,26 @@ bool OpenH264Encoder::code(int quantizer, const webrtc::VideoFrame& frame, const
   source.iStride[0] = buffer.StrideY();
   source.iStride[1] = buffer.StrideU();
   source.iStride[2] = buffer.StrideV();
-  made_ = {};
-  return encoder_->EncodeFrame(&source, &made_) == 0;
+  output_ = {};
+  return encoder_->EncodeFrame(&source, &output_) == 0;
 }
 
-size_t OpenH264Encoder::madeBytes() const {
+size_t OpenH264Encoder::outputBytes() const {
   size_t bytes = 0;
-  for (int i = 0; i < made_.iLayerNum; ++i) {
-    const SLayerBSInfo& layer = made_.sLayerInfo[i];
+  for (int i = 0; i < output_.iLayerNum; ++i) {
+    const SLayerBSInfo& layer = output_.sLayerInfo[i];
     for (int unit = 0; unit < layer.iNalCount; ++unit) bytes += static_cast<size_t>(layer.pNalLengthInByte[unit]);
   }
   return bytes;
 }
 
 void OpenH264Encoder::deliver(const webrtc::VideoFrame& frame) {
-  const size_t size = madeBytes();
-  if (size == 0) return;
+  const size_t size = outputBytes();
   // The units already begin with start codes.
   const auto data = webrtc::EncodedImageBuffer::Create(size);
   uint8_t* end = data->data();
-  for (int i = 0; i < made_.iLayerNum; ++i) {
-    const SLayerBSInfo& layer = made_.sLayerInfo[i];
+  for (int i = 0; i < output_.iLayerNum; ++i) {
+    const SLayerBSInfo& layer = output_.sLayerInfo[i];
     size_t bytes = 0;
     for (int unit = 0; unit < layer.iNalCount; ++unit) bytes += static_cast<size_t>(layer.pNalLengthInByte[unit]);
     std::memcpy(end, layer.pBsBuf, bytes);
@@ -251,7 +266,8 @@ void OpenH264Encoder::deliver(const webrtc::VideoFrame& frame) {
   encoded.SetEncodedData(data);
   encoded._encodedWidth = static_cast<uint32_t>(parameters_.iPicWidth);
   encoded._encodedHeight = static_cast<uint32_t>(parameters_.iPicHeight);
-  encoded._frameType = madeKey() ? webrtc::VideoFrameType::kVideoFrameKey : webrtc::VideoFrameType::kVideoFrameDelta;
+  encoded._frameType =
+      outputIsKey() ? webrtc::VideoFrameType::kVideoFrameKey : webrtc::VideoFrameType::kVideoFrameDelta;
   encoded.SetTimestamp(frame.timestamp());
   encoded.SetColorSpace(frame.color_space());
   encoded.SetSpatialIndex(0);
@@ -263,9 +279,9 @@ void OpenH264Encoder::deliver(const webrtc::VideoFrame& frame) {
   info.codecSpecific.H264.packetization_mode = packetization_;
   info.codecSpecific.H264.temporal_idx = webrtc::kNoTemporalIdx;
   info.codecSpecific.H264.base_layer_sync = false;
-  info.codecSpecific.H264.idr_frame = madeKey();
-  info.generic_frame_info = dependencies_->OnEncodeDone(dependencies_->NextFrameConfig(madeKey()).front());
-  if (madeKey()) info.template_structure = dependencies_->DependencyStructure();
+  info.codecSpecific.H264.idr_frame = outputIsKey();
+  info.generic_frame_info = dependencies_->OnEncodeDone(dependencies_->NextFrameConfig(outputIsKey()).front());
+  if (outputIsKey()) info.template_structure = dependencies_->DependencyStructure();
   callback_->OnEncodedImage(encoded, &info);
 }
 

@@ -7,14 +7,14 @@
 #include <modules/video_coding/svc/scalable_video_controller.h>
 #include <third_party/openh264/src/codec/api/svc/codec_api.h>
 
-#include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <vector>
 
-#include "main/video/encoders/ChangedBlocks.h"
+#include "main/video/encoders/ChangeDetector.h"
 #include "main/video/encoders/QuantizerControl.h"
-#include "main/video/encoders/ThinLink.h"
+#include "main/video/encoders/SlowLinkDetector.h"
 
 namespace webrtc {
 class H264BitstreamParser;
@@ -24,12 +24,18 @@ namespace vantora {
 
 // One layer in constrained baseline, which decoders of every offered profile can decode, at the level that the size
 // needs, with its own rate control (QuantizerControl): with the one of OpenH264 the first frame of a page of text takes
-// the link seconds to send, and nothing else is shown until it is sent. Time is that of the frames' timestamps. Thread:
-// the library's encoder queue, which also owns it.
+// the link seconds to send, and nothing else is shown until it is sent. Thread: the library's encoder queue, which also
+// owns it.
 class OpenH264Encoder final : public webrtc::VideoEncoder {
  public:
+  // The time since any fixed instant; never runs backwards.
+  using Clock = std::function<QuantizerControl::Time()>;
+
   // `format`: H264 as negotiated. Without packetization-mode=1 a frame is split into NAL units that fit into packets.
-  explicit OpenH264Encoder(const webrtc::SdpVideoFormat& format);
+  // `clock` is read for each frame; empty: the monotonic clock. The link sends in real time: of two frames that waited
+  // for the encoder and are encoded one right after the other, the second finds the link busy, whatever their
+  // timestamps say.
+  explicit OpenH264Encoder(const webrtc::SdpVideoFormat& format, Clock clock = {});
   ~OpenH264Encoder() override;
   OpenH264Encoder(const OpenH264Encoder&) = delete;
   OpenH264Encoder& operator=(const OpenH264Encoder&) = delete;
@@ -55,19 +61,22 @@ class OpenH264Encoder final : public webrtc::VideoEncoder {
   bool open();
   bool chooseSearch();
   bool searchesFar() const { return parameters_.iUsageType == SCREEN_CONTENT_REAL_TIME; }
-  std::optional<int> plan();
-  bool code(int quantizer, const webrtc::VideoFrame& frame, const webrtc::I420BufferInterface& buffer);
+  std::optional<int> plan(QuantizerControl::Time now);
+  bool encodeWith(int quantizer, const webrtc::VideoFrame& frame, const webrtc::I420BufferInterface& buffer);
   void deliver(const webrtc::VideoFrame& frame);
-  bool madeKey() const { return made_.eFrameType == videoFrameTypeIDR; }
-  size_t madeBytes() const;
+  bool outputIsKey() const { return output_.eFrameType == videoFrameTypeIDR; }
+  size_t outputBytes() const;
 
   const webrtc::H264PacketizationMode packetization_;
+  const Clock clock_;
   std::unique_ptr<ISVCEncoder, Destroy> encoder_;
   SEncParamExt parameters_{};
-  // The last encoded frame; its bytes belong to the encoder.
-  SFrameBSInfo made_{};
-  // Usage type for a link that is not thin.
+  // What OpenH264 made of the last frame; its bytes belong to the encoder.
+  SFrameBSInfo output_{};
+  // Usage type for a link that is not slow.
   EUsageType usage_ = CAMERA_VIDEO_REAL_TIME;
+  // OpenH264 could not be opened with another usage type and keeps the one that it has.
+  bool keepsUsage_ = false;
   // Reads the quantizers of the encoded frames; needs them in the order in which they are sent.
   std::unique_ptr<webrtc::H264BitstreamParser> parser_;
   // Describes on which frames a frame depends.
@@ -77,17 +86,14 @@ class OpenH264Encoder final : public webrtc::VideoEncoder {
   double bitsPerSecond_ = 0;
   // Both have a value while the encoder is open.
   std::optional<QuantizerControl> control_;
-  std::optional<ThinLink> link_;
-  ChangedBlocks changes_;
+  std::optional<SlowLinkDetector> link_;
+  ChangeDetector changes_;
   // Share of the frame that changed since the last encoded one.
-  double waiting_ = 0;
+  double changedShare_ = 0;
   // Whether the next frame is to be a key frame.
-  bool key_ = true;
-  // Sum of the intervals between frames; a negative one counts as 0.
-  QuantizerControl::Time now_{};
-  std::optional<int64_t> frameUs_;
+  bool keyFramePending_ = true;
   // When the last frame was encoded.
-  QuantizerControl::Time coded_{};
+  QuantizerControl::Time lastEncoded_{};
 };
 
 }  // namespace vantora

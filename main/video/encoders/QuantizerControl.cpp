@@ -51,7 +51,7 @@ void follow(double& whole, double ratio) {
 }  // namespace
 
 QuantizerControl::QuantizerControl(int blocks)
-    : wholeKey_(kBlockBits * std::max(blocks, 1)), wholeChange_(wholeKey_), wholeRefined_(wholeKey_) {}
+    : keyFrameBits_(kBlockBits * std::max(blocks, 1)), changeBits_(keyFrameBits_), refinementBits_(keyFrameBits_) {}
 
 void QuantizerControl::setRates(double bitsPerSecond, double framesPerSecond) {
   bitsPerSecond_ = std::max(bitsPerSecond, 1.0);
@@ -68,14 +68,15 @@ double QuantizerControl::budget(bool still) const {
 }
 
 double QuantizerControl::expectedChange(double changed, int quantizer) const {
-  return changed * wholeChange_ * sizeAt(quantizer);
+  return changed * changeBits_ * sizeAt(quantizer);
 }
 
 double QuantizerControl::expectedRefinement(int quantizer) const {
-  if (quantizer >= coarseQuantizer_) return 0;
+  if (quantizer >= unrefinedQuantizer_) return 0;
   // The encoder leaves an unchanged part as it is for a few steps, then encodes all of it at once: assume that it does
   // so now.
-  return coarseShare_ * wholeRefined_ * (sizeAt(quantizer) - sizeAt(std::max(coarseQuantizer_, quantizer + kStairs)));
+  return unrefinedShare_ * refinementBits_ *
+         (sizeAt(quantizer) - sizeAt(std::max(unrefinedQuantizer_, quantizer + kStairs)));
 }
 
 std::optional<int> QuantizerControl::plan(double changed, bool key, Time now) {
@@ -86,69 +87,70 @@ std::optional<int> QuantizerControl::plan(double changed, bool key, Time now) {
   last_ = now;
   if (key) {
     int quantizer = kFinest;
-    while (quantizer < kCoarsest && wholeKey_ * sizeAt(quantizer) > keyBudget()) ++quantizer;
+    while (quantizer < kCoarsest && keyFrameBits_ * sizeAt(quantizer) > keyBudget()) ++quantizer;
     return quantizer;
   }
   if (debt_ > bitsPerSecond_ * std::max(1 / framesPerSecond_, kWaitingSeconds)) return std::nullopt;
   const bool still = changed < kStill;
   if (!still) changedAt_ = now;
-  if (still && changedAt_ && now - *changedAt_ < kSettled) return coarseQuantizer_;
+  if (still && changedAt_ && now - *changedAt_ < kSettled) return unrefinedQuantizer_;
   const double maximum = budget(still);
   int quantizer = kFinest;
   while (quantizer < kCoarsest && expectedChange(changed, quantizer) + expectedRefinement(quantizer) > maximum)
     ++quantizer;
-  if (still) return quantizer > coarseQuantizer_ - kWorthwhile ? coarseQuantizer_ : quantizer;
+  if (still) return quantizer > unrefinedQuantizer_ - kWorthwhile ? unrefinedQuantizer_ : quantizer;
   // While the screen changes, the cost of refining the coarse part is uncertain: refine it step by step.
-  return coarseShare_ > 0 ? std::max(quantizer, coarseQuantizer_ - kMovingStep) : quantizer;
+  return unrefinedShare_ > 0 ? std::max(quantizer, unrefinedQuantizer_ - kMovingStep) : quantizer;
 }
 
-std::optional<int> QuantizerControl::better(int quantizer, double changed, bool key, double bits) const {
+std::optional<int> QuantizerControl::retryQuantizer(int quantizer, double changed, bool key, double bits) const {
   // A refinement of a still screen may take longer to send: a coarse frame instead would have to be refined again.
   const bool still = !key && changed < kStill;
   if (bits <= (still ? bitsPerSecond_ * kMaxStillSeconds : keyBudget() * kKeyExcess)) return std::nullopt;
   // A frame in which motion search found nothing costs about as much as a key frame of the same quantizer.
-  const double whole = key ? bits / sizeAt(quantizer) : std::max(wholeKey_, bits / sizeAt(quantizer));
+  const double whole = key ? bits / sizeAt(quantizer) : std::max(keyFrameBits_, bits / sizeAt(quantizer));
   int better = key ? quantizer + 1 : quantizer;
   while (better < kCoarsest && whole * sizeAt(better) > keyBudget()) ++better;
   if (better > kCoarsest || whole * sizeAt(better) * kWorthAgain > bits) return std::nullopt;
   return better;
 }
 
-void QuantizerControl::taken(int quantizer, double changed, bool key, double bits) {
+void QuantizerControl::encoded(int quantizer, double changed, bool key, double bits) {
   // Bits are left over all the time: refinement may cost less than estimated.
-  if (!key && debt_ <= -kSavedSeconds * bitsPerSecond_ * kAllSaved) wholeRefined_ *= kForget;
+  if (!key && debt_ <= -kSavedSeconds * bitsPerSecond_ * kAllSaved) refinementBits_ *= kForget;
   debt_ += bits;
   if (key) {
-    follow(wholeKey_, bits / (wholeKey_ * sizeAt(quantizer)));
+    follow(keyFrameBits_, bits / (keyFrameBits_ * sizeAt(quantizer)));
     // Refining or changing the whole frame costs about as much, until a real change has been measured.
-    wholeRefined_ = wholeKey_;
-    wholeChange_ = wholeKey_;
-    coarseShare_ = 1;
-    coarseQuantizer_ = quantizer;
+    refinementBits_ = keyFrameBits_;
+    changeBits_ = keyFrameBits_;
+    unrefinedShare_ = 1;
+    unrefinedQuantizer_ = quantizer;
     return;
   }
   const bool still = changed < kStill;
-  const bool refined = quantizer < coarseQuantizer_;
+  const bool refined = quantizer < unrefinedQuantizer_;
   const double change = still ? 0 : expectedChange(changed, quantizer);
   const double refinement = expectedRefinement(quantizer);
   if (const double expected = change + refinement; expected > 0) {
     const double ratio = std::max(bits, 1.0) / expected;
-    if (!still) follow(wholeChange_, ratio);
+    if (!still) follow(changeBits_, ratio);
     // A step that cost little says nothing about the step at which everything is encoded again.
-    if (refined && ratio > 1) follow(wholeRefined_, ratio);
+    if (refined && ratio > 1) follow(refinementBits_, ratio);
   }
-  if (refined || changed >= coarseShare_) {
-    coarseShare_ = std::max(coarseShare_, changed);
-    coarseQuantizer_ = quantizer;
+  if (refined || changed >= unrefinedShare_) {
+    unrefinedShare_ = std::max(unrefinedShare_, changed);
+    unrefinedQuantizer_ = quantizer;
   } else if (!still) {
-    const double sum = coarseShare_ + changed;
-    coarseQuantizer_ = static_cast<int>(std::lround((coarseShare_ * coarseQuantizer_ + changed * quantizer) / sum));
-    coarseShare_ = std::min(1.0, sum);
+    const double sum = unrefinedShare_ + changed;
+    unrefinedQuantizer_ =
+        static_cast<int>(std::lround((unrefinedShare_ * unrefinedQuantizer_ + changed * quantizer) / sum));
+    unrefinedShare_ = std::min(1.0, sum);
   }
   // Close enough to the finest quantizer: from now on only changed parts can be coarse.
-  if (coarseQuantizer_ < kFinest + kWorthwhile) {
-    coarseShare_ = 0;
-    coarseQuantizer_ = kFinest;
+  if (unrefinedQuantizer_ < kFinest + kWorthwhile) {
+    unrefinedShare_ = 0;
+    unrefinedQuantizer_ = kFinest;
   }
 }
 

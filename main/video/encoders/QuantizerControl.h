@@ -33,10 +33,10 @@ class QuantizerControl {
   // dropped (a key frame never is).
   std::optional<int> plan(double changed, bool key, Time now);
   // To be called with the size `bits` of the planned frame. If it is too large and a coarser key frame would be
-  // smaller: the quantizer of that; then call taken() for the key frame only. Otherwise empty.
-  std::optional<int> better(int quantizer, double changed, bool key, double bits) const;
+  // smaller: the quantizer of that; then call encoded() for the key frame only. Otherwise empty.
+  std::optional<int> retryQuantizer(int quantizer, double changed, bool key, double bits) const;
   // The frame was encoded and will be sent.
-  void taken(int quantizer, double changed, bool key, double bits);
+  void encoded(int quantizer, double changed, bool key, double bits);
 
  private:
   double budget(bool still) const;
@@ -47,17 +47,17 @@ class QuantizerControl {
   double bitsPerSecond_ = 1'000'000;
   double framesPerSecond_ = 30;
   // Bits at quantizer 26: of a key frame, of a change of the whole frame, of refining the whole frame.
-  double wholeKey_;
-  double wholeChange_;
-  double wholeRefined_;
+  double keyFrameBits_;
+  double changeBits_;
+  double refinementBits_;
   // Bits produced but not sent yet; negative: bits saved.
   double debt_ = 0;
   std::optional<Time> last_;
   // Time of the last change.
   std::optional<Time> changedAt_;
   // The share of the frame that can still be refined, and its quantizer.
-  double coarseShare_ = 1;
-  int coarseQuantizer_ = kCoarsest;
+  double unrefinedShare_ = 1;
+  int unrefinedQuantizer_ = kCoarsest;
 };
 
 }  // namespace vantora

@@ -6,8 +6,6 @@
 #include <algorithm>
 #include <utility>
 
-#include "main/video/encoders/FrameChanges.h"
-
 namespace vantora {
 namespace {
 
@@ -52,15 +50,15 @@ int ScreenTunedEncoder::InitEncode(const webrtc::VideoCodec* codec, const Settin
   }
   // Encoders drop frames in a row, without regard to their content; text that scrolls meanwhile is then out of range of
   // the motion search.
-  gated_ = tuned.codecType != webrtc::kVideoCodecH264;
-  searchesNearby_ = tuned.codecType == webrtc::kVideoCodecVP8;
-  if (gated_) tuned.SetFrameDropEnabled(false);
-  waiting_ = {};
+  dropsFrames_ = tuned.codecType != webrtc::kVideoCodecH264;
+  shortMotionSearch_ = tuned.codecType == webrtc::kVideoCodecVP8;
+  if (dropsFrames_) tuned.SetFrameDropEnabled(false);
+  queued_ = {};
   changes_ = {};
-  changed_ = 0;
+  changedShare_ = 0;
   coarseKeyBits_ = 0;
-  keyWaiting_ = {};
-  waiting_.setRate(tuned.startBitrate * 1000.0);
+  keyFrameQueued_ = {};
+  queued_.setRate(tuned.startBitrate * 1000.0);
   encodedUs_.reset();
   return encoder_->InitEncode(&tuned, settings);
 }
@@ -76,10 +74,10 @@ webrtc::EncodedImageCallback::Result ScreenTunedEncoder::OnEncodedImage(const we
     held_.push_back({image, info ? std::optional(*info) : std::nullopt});
     return Result(Result::OK);
   }
-  waiting_.add(static_cast<double>(image.size()) * 8);
+  queued_.add(static_cast<double>(image.size()) * 8);
   if (image._frameType == webrtc::VideoFrameType::kVideoFrameKey) {
-    granted_ = asked_;
-    keyWaiting_ = waiting_;
+    answeredRequests_ = seenRequests_;
+    keyFrameQueued_ = queued_;
   }
   return callback_->OnEncodedImage(image, info);
 }
@@ -90,21 +88,21 @@ int32_t ScreenTunedEncoder::Release() { return encoder_->Release(); }
 
 int32_t ScreenTunedEncoder::Encode(const webrtc::VideoFrame& frame, const std::vector<webrtc::VideoFrameType>* types) {
   const int64_t now = frame.timestamp_us();
-  const double waiting = waiting_.seconds(now);
-  asked_ = request_->made();
+  const double waiting = queued_.seconds(now);
+  seenRequests_ = request_->count();
   // A key frame is for a viewer that missed the beginning of one; packets lost from one that is still being sent are
   // retransmitted on request.
-  const bool stillBeingSent = keyWaiting_.seconds(now) > kStillBeingSent;
-  if (stillBeingSent) granted_ = asked_;
+  const bool stillBeingSent = keyFrameQueued_.seconds(now) > kStillBeingSent;
+  if (stillBeingSent) answeredRequests_ = seenRequests_;
   const bool asked = types && std::ranges::find(*types, webrtc::VideoFrameType::kVideoFrameKey) != types->end();
-  const bool key = (asked || asked_ != granted_) && !stillBeingSent;
-  if (gated_) {
+  const bool key = (asked || seenRequests_ != answeredRequests_) && !stillBeingSent;
+  if (dropsFrames_) {
     const auto buffer = frame.video_frame_buffer()->ToI420();
     if (!buffer) {
       changes_ = {};  // The next frame's update rectangle will be relative to this frame.
       return WEBRTC_VIDEO_CODEC_ERR_PARAMETER;
     }
-    changed_ = std::min(1.0, changed_ + changedShare(changes_, frame, *buffer));
+    changedShare_ = std::min(1.0, changedShare_ + changes_.changedShare(frame, *buffer));
     if (!key && shouldDrop(waiting, now)) {
       callback_->OnDroppedFrame(DropReason::kDroppedByEncoder);
       return WEBRTC_VIDEO_CODEC_OK;
@@ -120,7 +118,8 @@ int32_t ScreenTunedEncoder::Encode(const webrtc::VideoFrame& frame, const std::v
 bool ScreenTunedEncoder::shouldDrop(double waiting, int64_t nowUs) const {
   if (waiting <= kMaxWaiting) return false;
   // Text that has moved too far is not found by motion search and costs as much as a new page, which takes even longer.
-  const bool movesOn = searchesNearby_ && changed_ >= kLargeChange && encodedUs_ && nowUs - *encodedUs_ >= kNearbyUs;
+  const bool movesOn =
+      shortMotionSearch_ && changedShare_ >= kLargeChange && encodedUs_ && nowUs - *encodedUs_ >= kNearbyUs;
   return !movesOn || waiting > kMaxWaitingMoving;
 }
 
@@ -128,13 +127,13 @@ bool ScreenTunedEncoder::shouldDrop(double waiting, int64_t nowUs) const {
 // than kMaxSeconds is discarded and replaced by a coarse key frame, which does not depend on it.
 int32_t ScreenTunedEncoder::encodeWithinLimit(const webrtc::VideoFrame& frame,
                                               const std::vector<webrtc::VideoFrameType>* types) {
-  if (!gated_) return encoder_->Encode(frame, types);
+  if (!dropsFrames_) return encoder_->Encode(frame, types);
   holds_ = true;
   int32_t result = encoder_->Encode(frame, types);
   double bits = 0;
   for (const Encoded& each : held_) bits += static_cast<double>(each.image.size()) * 8;
   const bool key = !held_.empty() && held_.front().image._frameType == webrtc::VideoFrameType::kVideoFrameKey;
-  if (result == WEBRTC_VIDEO_CODEC_OK && (key || changed_ >= kLargeChange) && isTooLarge(bits)) {
+  if (result == WEBRTC_VIDEO_CODEC_OK && (key || changedShare_ >= kLargeChange) && isTooLarge(bits)) {
     held_.clear();
     RateControlParameters low = rates_;
     low.bitrate = webrtc::VideoBitrateAllocation();
@@ -147,7 +146,7 @@ int32_t ScreenTunedEncoder::encodeWithinLimit(const webrtc::VideoFrame& frame,
     for (const Encoded& each : held_) coarseKeyBits_ += static_cast<double>(each.image.size()) * 8;
   }
   holds_ = false;
-  changed_ = 0;
+  changedShare_ = 0;
   for (const Encoded& each : std::exchange(held_, {}))
     (void)OnEncodedImage(each.image, each.info ? &*each.info : nullptr);
   return result;
@@ -162,7 +161,7 @@ bool ScreenTunedEncoder::isTooLarge(double bits) const {
 void ScreenTunedEncoder::reportElapsedTime(int64_t nowUs) {
   if (encodedUs_ && rates_.bitrate.get_sum_bps() > 0) {
     RateControlParameters rates = rates_;
-    const double slowest = changed_ >= kLargeChange ? kSlowestMoving : kSlowest;
+    const double slowest = changedShare_ >= kLargeChange ? kSlowestMoving : kSlowest;
     rates.framerate_fps =
         std::clamp(1e6 / static_cast<double>(std::max<int64_t>(nowUs - *encodedUs_, 1)), slowest, kFastest);
     encoder_->SetRates(rates);
@@ -172,8 +171,8 @@ void ScreenTunedEncoder::reportElapsedTime(int64_t nowUs) {
 
 void ScreenTunedEncoder::SetRates(const RateControlParameters& parameters) {
   rates_ = parameters;
-  waiting_.setRate(parameters.bitrate.get_sum_bps());
-  keyWaiting_.setRate(parameters.bitrate.get_sum_bps());
+  queued_.setRate(parameters.bitrate.get_sum_bps());
+  keyFrameQueued_.setRate(parameters.bitrate.get_sum_bps());
   encoder_->SetRates(parameters);
 }
 

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "main/rtc/KeyFrameRequest.h"
-#include "main/video/encoders/ChangedBlocks.h"
+#include "main/video/encoders/ChangeDetector.h"
 #include "main/video/encoders/LeakyBucket.h"
 
 namespace vantora {
@@ -21,7 +21,7 @@ namespace vantora {
 class ScreenTunedEncoder final : public webrtc::VideoEncoder, private webrtc::EncodedImageCallback {
  public:
   ScreenTunedEncoder(std::unique_ptr<webrtc::VideoEncoder> encoder, std::shared_ptr<const KeyFrameRequest> request)
-      : encoder_(std::move(encoder)), request_(std::move(request)), granted_(request_->made()) {}
+      : encoder_(std::move(encoder)), request_(std::move(request)), answeredRequests_(request_->count()) {}
 
   void SetFecControllerOverride(webrtc::FecControllerOverride* override) override;
   int InitEncode(const webrtc::VideoCodec* codec, const Settings& settings) override;
@@ -44,13 +44,13 @@ class ScreenTunedEncoder final : public webrtc::VideoEncoder, private webrtc::En
 
   std::unique_ptr<webrtc::VideoEncoder> encoder_;
   std::shared_ptr<const KeyFrameRequest> request_;
-  unsigned granted_;
-  unsigned asked_ = granted_;
+  unsigned answeredRequests_;
+  unsigned seenRequests_ = answeredRequests_;
   webrtc::EncodedImageCallback* callback_ = nullptr;
   // Frames are dropped and encoded again by this class, not by the encoder.
-  bool gated_ = false;
+  bool dropsFrames_ = false;
   // The encoder's motion search has a short range.
-  bool searchesNearby_ = false;
+  bool shortMotionSearch_ = false;
   // Encoded frames, held back until their size is known to be acceptable.
   struct Encoded {
     webrtc::EncodedImage image;
@@ -60,12 +60,12 @@ class ScreenTunedEncoder final : public webrtc::VideoEncoder, private webrtc::En
   bool holds_ = false;
   // Bits of the last key frame at the coarsest quantizer; 0 before the first.
   double coarseKeyBits_ = 0;
-  LeakyBucket waiting_;
+  LeakyBucket queued_;
   // The same, but only up to the end of the last key frame.
-  LeakyBucket keyWaiting_;
-  ChangedBlocks changes_;
+  LeakyBucket keyFrameQueued_;
+  ChangeDetector changes_;
   // Share of the frame that changed since the last encoded one.
-  double changed_ = 0;
+  double changedShare_ = 0;
   RateControlParameters rates_;
   std::optional<int64_t> encodedUs_;
 };

@@ -17,6 +17,9 @@ namespace {
 // Interval of the attempts to open a lost display again.
 constexpr std::chrono::seconds kReopenStep(1);
 
+// A display counts as lost after this number of unreadable frames in a row.
+constexpr int kMaxUnreadable = 3;
+
 FramePacer::Time now() { return std::chrono::nanoseconds(rtc::TimeNanos()); }
 
 std::int64_t wallNanoseconds() {
@@ -51,7 +54,7 @@ void CaptureLoop::start(const CaptureSettings& settings, Callback ended) {
     const std::lock_guard lock(mutex_);
     commands_.settings = settings;
     ++commands_.epoch;
-    commands_.waiting.push_back(std::move(ended));
+    commands_.startCallbacks.push_back(std::move(ended));
   }
   capture_->wake();
 }
@@ -81,8 +84,8 @@ void CaptureLoop::refresh() {
   capture_->wake();
 }
 
-void CaptureLoop::encoderAsked() {
-  encoderAsked_.store(true);
+void CaptureLoop::requestByEncoder() {
+  requestedByEncoder_.store(true);
   capture_->wake();
 }
 
@@ -95,7 +98,7 @@ void CaptureLoop::run() {
 }
 
 bool CaptureLoop::takeCommands() {
-  std::vector<Callback> waiting;
+  std::vector<Callback> startCallbacks;
   bool newEpoch = false;
   {
     const std::lock_guard lock(mutex_);
@@ -104,17 +107,17 @@ bool CaptureLoop::takeCommands() {
     if (newEpoch) settings_ = commands_.settings;
     if (commands_.active && !active_) pacer_.restart();
     active_ = commands_.active;
-    if (std::exchange(commands_.refresh, false)) pacer_.refreshAsked();
-    waiting.swap(commands_.waiting);
+    if (std::exchange(commands_.refresh, false)) pacer_.requestRefresh();
+    startCallbacks.swap(commands_.startCallbacks);
   }
-  if (encoderAsked_.exchange(false)) pacer_.encoderAsked();
-  if (newEpoch) restart(std::move(waiting));
+  if (requestedByEncoder_.exchange(false)) pacer_.requestByEncoder();
+  if (newEpoch) restart(std::move(startCallbacks));
   return true;
 }
 
-void CaptureLoop::restart(std::vector<Callback> waiting) {
+void CaptureLoop::restart(std::vector<Callback> startCallbacks) {
   endAttempt();
-  attempt_ = std::move(waiting);
+  startCallbacks_ = std::move(startCallbacks);
   capture_->close();
   open_ = false;
   firstFramePending_ = false;
@@ -130,7 +133,7 @@ void CaptureLoop::restart(std::vector<Callback> waiting) {
 
 void CaptureLoop::endAttempt() {
   awaitingConsent_ = false;
-  for (const Callback& ended : std::exchange(attempt_, {})) ended();
+  for (const Callback& ended : std::exchange(startCallbacks_, {})) ended();
 }
 
 void CaptureLoop::refuse(const QString& error) {
@@ -157,11 +160,12 @@ void CaptureLoop::openFirst() {
   openedAt_ = now();
   auto frame = converter_.newFrame();
   CapturedFrame image;
-  // Permission to open the display does not imply permission to read it.
   const auto first = frame ? capture_->poll(image) : ScreenCapture::Poll::notReady;
-  if (first == ScreenCapture::Poll::lost) {
-    capture_->close();
-    refuse(u"the display cannot be read"_s);
+  const auto changed = first == ScreenCapture::Poll::changed ? converter_.convert(image, frame) : std::nullopt;
+  // Permission to open the display does not imply permission to read it.
+  if (first == ScreenCapture::Poll::lost || (first == ScreenCapture::Poll::changed && !changed)) {
+    image = {};  // Released before the display is closed.
+    refuseToRead();
     return;
   }
   logLine(u"[sc] Video capture started at %1x%2@%3 displayIndex=%4"_s.arg(settings_->width)
@@ -170,7 +174,13 @@ void CaptureLoop::openFirst() {
               .arg(opened.displayIndex));
   open_ = true;
   firstFramePending_ = true;
-  if (first == ScreenCapture::Poll::changed) captured(image, std::move(frame), openedAt_);
+  if (changed) captured(image, std::move(frame), *changed, openedAt_);
+}
+
+void CaptureLoop::refuseToRead() {
+  capture_->close();
+  open_ = firstFramePending_ = false;
+  refuse(u"the display cannot be read"_s);
 }
 
 void CaptureLoop::reopen() {
@@ -181,12 +191,24 @@ void CaptureLoop::reopen() {
     return;
   }
   open_ = true;
+  unreadable_ = 0;
   reopenAt_.reset();
   pacer_ = FramePacer(settings_->fps);
 }
 
+// Whatever made the pixels of one frame unreadable may be over with the next one, but not if none was readable yet.
+void CaptureLoop::handleUnreadable(Time start) {
+  if (firstFramePending_) {
+    refuseToRead();
+  } else if (++unreadable_ < kMaxUnreadable) {
+    pacer_.pollFailed(start);
+  } else {
+    handleLostDisplay();
+  }
+}
+
 // A display that was captured and disappears is no refusal: wait for it, without a log line.
-void CaptureLoop::lose() {
+void CaptureLoop::handleLostDisplay() {
   capture_->close();
   open_ = false;
   lastFrame_ = nullptr;
@@ -223,7 +245,7 @@ void CaptureLoop::work() {
   } else {
     const Time timeout = step.until == FramePacer::kForever ? step.until : step.until - start;
     const auto wakeOn = step.wakeOnChange ? ScreenCapture::WakeOn::changeOrCall : ScreenCapture::WakeOn::call;
-    if (capture_->wait(timeout, wakeOn) == ScreenCapture::Woken::change) pacer_.changeSeen();
+    if (capture_->wait(timeout, wakeOn) == ScreenCapture::Woken::change) pacer_.noteChange();
   }
 }
 
@@ -233,7 +255,12 @@ void CaptureLoop::poll(Time start) {
   CapturedFrame image;
   switch (frame ? capture_->poll(image) : ScreenCapture::Poll::notReady) {
     case ScreenCapture::Poll::changed:
-      captured(image, std::move(frame), start);
+      if (const auto changed = converter_.convert(image, frame)) {
+        captured(image, std::move(frame), *changed, start);
+      } else {
+        image = {};  // Released before the display may be closed.
+        handleUnreadable(start);
+      }
       return;
     case ScreenCapture::Poll::unchanged:
       pacer_.pollUnchanged(start);
@@ -242,20 +269,17 @@ void CaptureLoop::poll(Time start) {
       pacer_.pollFailed(start);
       return;
     case ScreenCapture::Poll::lost:
-      lose();
+      handleLostDisplay();
       return;
   }
 }
 
-void CaptureLoop::captured(const CapturedFrame& image, rtc::scoped_refptr<webrtc::I420Buffer> frame, Time start) {
+void CaptureLoop::captured(const CapturedFrame& image, rtc::scoped_refptr<webrtc::I420Buffer> frame,
+                           const QRect& changed, Time start) {
   lastCaptureWallNs_.store(wallNanoseconds());
   firstFramePending_ = false;
-  const auto changed = converter_.convert(image, frame);
-  if (!changed) {
-    pacer_.pollFailed(start);
-    return;
-  }
-  changed_ = lastFrame_ && changed_ ? std::optional(*changed_ | *changed) : std::nullopt;
+  unreadable_ = 0;
+  changed_ = lastFrame_ && changed_ ? std::optional(*changed_ | changed) : std::nullopt;
   lastFrame_ = std::move(frame);
   const QSize size(lastFrame_->width(), lastFrame_->height());
   if (size != loggedSize_) {

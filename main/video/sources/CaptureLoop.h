@@ -57,7 +57,7 @@ class CaptureLoop {
   void setActive(bool active);
   void refresh();
   // The encoder requests a frame. Any thread; never blocks.
-  void encoderAsked();
+  void requestByEncoder();
 
   // Wall-clock time of the last captured frame, nanoseconds since 1970; 0 before the first. Any thread.
   std::int64_t lastCaptureWallNs() const { return lastCaptureWallNs_.load(); }
@@ -72,28 +72,31 @@ class CaptureLoop {
     // Incremented by every start and stop: frames of an older epoch are not pushed.
     std::uint64_t epoch = 0;
     std::optional<CaptureSettings> settings;
-    std::vector<Callback> waiting;
+    std::vector<Callback> startCallbacks;
   };
 
   void run();
   bool takeCommands();
-  void restart(std::vector<Callback> waiting);
+  void restart(std::vector<Callback> startCallbacks);
   void endAttempt();
   void openFirst();
   void refuse(const QString& error);
+  void refuseToRead();
   void reopen();
-  void lose();
+  void handleLostDisplay();
   void work();
   void poll(Time start);
   void repeat(Time start);
-  void captured(const CapturedFrame& image, rtc::scoped_refptr<webrtc::I420Buffer> frame, Time start);
+  void captured(const CapturedFrame& image, rtc::scoped_refptr<webrtc::I420Buffer> frame, const QRect& changed,
+                Time start);
+  void handleUnreadable(Time start);
   void pushLastFrame();
 
   const std::unique_ptr<ScreenCapture> capture_;
   const rtc::scoped_refptr<FrameSource> source_;
   const Events events_;
   std::atomic<std::int64_t> lastCaptureWallNs_{0};
-  std::atomic<bool> encoderAsked_{false};
+  std::atomic<bool> requestedByEncoder_{false};
 
   std::mutex mutex_;  // Also held while a frame is pushed.
   Commands commands_;
@@ -106,8 +109,9 @@ class CaptureLoop {
   bool active_ = true;
   bool open_ = false;
   bool awaitingConsent_ = false;
-  std::vector<Callback> attempt_;  // Called when the attempt to start has ended.
+  std::vector<Callback> startCallbacks_;  // Called when the attempt to start has ended.
   bool firstFramePending_ = false;
+  int unreadable_ = 0;  // Frames in a row, since the display was opened, whose pixels could not be read.
   Time openedAt_{0};
   std::optional<Time> reopenAt_;  // Set while a display that was captured is lost.
   FramePacer pacer_{1};

@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <optional>
+#include <utility>
 
 #include "base/Log.h"
 #include "common_video/include/video_frame_buffer_pool.h"
@@ -42,6 +44,7 @@ struct DummyVideoSource::Native {
   std::unique_ptr<webrtc::VideoFrameBufferPool> pool;
   // The library needs timestamps of its own monotonic clock; the aligner translates the wall clock to it.
   rtc::TimestampAligner aligner;
+  std::optional<QRect> lastBox;  // In the frame pushed last.
 };
 
 DummyVideoSource::DummyVideoSource(int fps, int width, int height, const Environment& environment)
@@ -106,11 +109,12 @@ void DummyVideoSource::pushFrame() {
   const auto frame = native_->pool->CreateI420Buffer(width_, height_);
   if (!frame) return;
   const std::chrono::nanoseconds now = unixNow();
-  native_->pattern.paint(*frame, std::chrono::duration<double>(now).count());
+  const QRect box = native_->pattern.paint(*frame, std::chrono::duration<double>(now).count());
+  const std::optional<QRect> before = std::exchange(native_->lastBox, box);
   constexpr std::int64_t kNanosecondsPerMicrosecond = 1000;
   const std::int64_t timestampUs =
       native_->aligner.TranslateTimestamp(nanosecondsSince2001(now) / kNanosecondsPerMicrosecond, rtc::TimeMicros());
-  (void)native_->source->push(frame, timestampUs);
+  (void)native_->source->push(frame, timestampUs, before ? std::optional(*before | box) : std::nullopt);
   native_->framesSent.fetch_add(1);
 }
 

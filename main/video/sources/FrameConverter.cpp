@@ -5,7 +5,10 @@
 #include <sys/mman.h>
 
 #include <algorithm>
+#include <functional>
+#include <numeric>
 #include <utility>
+#include <vector>
 
 #include "third_party/libyuv/include/libyuv/convert.h"
 #include "third_party/libyuv/include/libyuv/rotate.h"
@@ -85,37 +88,41 @@ void copyRows(const webrtc::I420Buffer& from, webrtc::I420Buffer& to, int top, i
                    to.MutableDataV() + offset / 2 * to.StrideV(), to.StrideV(), from.width(), bottom - top);
 }
 
+qint64 areaOf(const QRect& rect) { return qint64{rect.width()} * rect.height(); }
+
+// The rectangles to convert, in whole chroma samples. Many that fill half of their bounding rectangle, as scrolling
+// text makes them, are converted as one: that is one pass over it instead of many short ones after a copy of the last
+// image.
+std::vector<QRect> damagedParts(const CapturedFrame& captured) {
+  std::vector<QRect> parts;
+  QRect around;
+  qint64 area = 0;
+  for (const QRect& damaged : captured.damage) {
+    const QRect rect = widened(damaged, captured.size);
+    if (rect.isEmpty()) continue;
+    parts.push_back(rect);
+    around |= rect;
+    area += areaOf(rect);
+  }
+  if (parts.size() > 1 && 2 * area >= areaOf(around)) parts = {around};
+  return parts;
+}
+
 // Updates `to` to the captured image; the undamaged part comes from `last`, which may be `to` itself. Returns the
 // bounding rectangle of the damage.
 QRect update(const CapturedFrame& captured, const CpuPixels& pixels, const rtc::scoped_refptr<webrtc::I420Buffer>& last,
              webrtc::I420Buffer& to) {
-  const QRect whole(QPoint(0, 0), captured.size);
-  QRect around;
-  bool fullWidth = true;
-  if (hasSizeOf(last, captured.size)) {
-    for (const QRect& damaged : captured.damage) {
-      const QRect rect = widened(damaged, captured.size);
-      around |= rect;
-      fullWidth = fullWidth && rect.width() == whole.width();
-    }
-  } else {
-    around = whole;
-  }
-  if (around != whole && last.get() != &to) {
+  const bool keeps = hasSizeOf(last, captured.size);
+  const std::vector<QRect> parts =
+      keeps ? damagedParts(captured) : std::vector<QRect>{QRect(QPoint(0, 0), captured.size)};
+  const QRect around = std::accumulate(parts.begin(), parts.end(), QRect(), std::bit_or<>());
+  if (keeps && last.get() != &to) {
     // Rows that are converted in full width need not be copied.
-    const bool skip = fullWidth && captured.damage.size() == 1;
-    copyRows(*last, to, 0, skip ? around.top() : whole.height());
-    if (skip) copyRows(*last, to, around.bottom() + 1, whole.height());
+    const bool skip = parts.size() == 1 && around.width() == captured.size.width();
+    copyRows(*last, to, 0, skip ? around.top() : captured.size.height());
+    if (skip) copyRows(*last, to, around.bottom() + 1, captured.size.height());
   }
-  if (around == whole) {
-    convertRect(pixels, captured.format, whole, to);
-    return whole;
-  }
-  for (const QRect& damaged : captured.damage) {
-    if (const QRect rect = widened(damaged, captured.size); !rect.isEmpty()) {
-      convertRect(pixels, captured.format, rect, to);
-    }
-  }
+  for (const QRect& part : parts) convertRect(pixels, captured.format, part, to);
   return around;
 }
 
@@ -158,7 +165,10 @@ std::optional<QRect> FrameConverter::convert(const CapturedFrame& captured,
                                              const rtc::scoped_refptr<webrtc::I420Buffer>& frame) {
   if (const auto* const pixels = std::get_if<CpuPixels>(&captured.memory)) return convert(captured, *pixels, frame);
   const MappedPixels mapped(std::get<DmaBufPixels>(captured.memory), captured.size.height());
-  if (!mapped.readable()) return std::nullopt;
+  if (!mapped.readable()) {
+    lastFrame_ = unscaled_ = nullptr;
+    return std::nullopt;
+  }
   return convert(captured, *mapped.readable(), frame);
 }
 

@@ -22,9 +22,10 @@ class FrameConverter {
 
   // A frame of undefined content, or null while the encoder still holds all frames of the pool.
   rtc::scoped_refptr<webrtc::I420Buffer> newFrame();
-  // Fills a frame made by newFrame(). Returns the rectangle of the frame that differs from the previous one; empty
-  // optional if the pixels cannot be read. Must be called for every captured frame, because only the damaged rectangles
-  // are converted. The frame must not be written to afterwards.
+  // Fills a frame made by newFrame(). Returns the rectangle of the frame that differs from the previous one. Must be
+  // called for every captured frame, because only the damaged rectangles are converted. The frame must not be written
+  // to afterwards. Empty optional if the pixels cannot be read: their damage is unknown to the previous image, so the
+  // next frame is converted whole.
   std::optional<QRect> convert(const CapturedFrame& captured, const rtc::scoped_refptr<webrtc::I420Buffer>& frame);
 
  private:

@@ -37,11 +37,11 @@ class FramePacer {
   // Resets everything but the rate: the next step is to poll and to send, at once.
   void restart();
   // The display reported a change.
-  void changeSeen() { changePending_ = true; }
+  void noteChange() { changePending_ = true; }
   // A viewer needs a frame.
-  void refreshAsked() { refreshPending_ = true; }
+  void requestRefresh() { refreshPending_ = true; }
   // The encoder needs a frame.
-  void encoderAsked() { encoderPending_ = true; }
+  void requestByEncoder() { encoderPending_ = true; }
 
   [[nodiscard]] Step next(Time now) const;
 

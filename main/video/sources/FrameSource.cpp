@@ -70,15 +70,15 @@ void FrameSource::setRefreshHandler(std::function<void()> handler) {
   refreshHandler_ = std::move(handler);
 }
 
-// The update rectangle of a frame of this size, in its coordinates: the changes since the last frame passed on.
-webrtc::VideoFrame::UpdateRect FrameSource::takeChanged(const QSize& size, std::optional<QRect> changed) {
-  const QRect whole(QPoint(0, 0), size);
-  const bool newSink = newSink_.exchange(false);
-  const bool newSize = std::exchange(lastSize_, size) != size;
-  const bool all = newSink || newSize || !changed || allUnsent_;
-  const QRect rect = all ? whole : (unsent_ | *changed) & whole;
-  unsent_ = {};
-  allUnsent_ = false;
+// The changes since the last frame passed on, in the coordinates of the pushed frame.
+webrtc::VideoFrame::UpdateRect FrameSource::takeUpdateRect(const View& view, std::optional<QRect> changed) {
+  const QRect whole(QPoint(0, 0), view.input);
+  const bool wholeWanted = wholeWanted_.exchange(false);
+  const bool newView = std::exchange(lastView_, view) != view;
+  const bool all = wholeWanted || newView || !changed || pendingAll_;
+  const QRect rect = all ? whole : (pendingChange_ | *changed) & whole;
+  pendingChange_ = {};
+  pendingAll_ = false;
   return {rect.x(), rect.y(), rect.width(), rect.height()};
 }
 
@@ -87,8 +87,8 @@ bool FrameSource::push(const rtc::scoped_refptr<webrtc::VideoFrameBuffer>& buffe
   const int width = buffer->width();
   const int height = buffer->height();
   const auto notWanted = [&] {
-    allUnsent_ = allUnsent_ || !changed || lastSize_ != QSize(width, height);
-    unsent_ |= changed.value_or(QRect());
+    pendingAll_ = pendingAll_ || !changed || lastView_.input != QSize(width, height);
+    pendingChange_ |= changed.value_or(QRect());
     return false;
   };
   if (!active_.load()) return notWanted();
@@ -111,7 +111,8 @@ bool FrameSource::push(const rtc::scoped_refptr<webrtc::VideoFrameBuffer>& buffe
   const int top = (height - croppedHeight) / 2;
   const auto adapted =
       whole ? buffer : buffer->CropAndScale(left, top, croppedWidth, croppedHeight, outWidth, outHeight);
-  auto update = takeChanged(QSize(width, height), changed);
+  auto update = takeUpdateRect(
+      {QSize(width, height), QRect(left, top, croppedWidth, croppedHeight), QSize(outWidth, outHeight)}, changed);
   if (!whole) {
     update = update.ScaleWithFrame(width, height, left, top, croppedWidth, croppedHeight, outWidth, outHeight);
   }
@@ -139,7 +140,6 @@ void FrameSource::ProcessConstraints(const webrtc::VideoTrackSourceConstraints& 
 
 void FrameSource::AddOrUpdateSink(rtc::VideoSinkInterface<webrtc::VideoFrame>* sink, const rtc::VideoSinkWants& wants) {
   broadcaster_.AddOrUpdateSink(sink, wants);
-  newSink_.store(true);
   applyWants();
   RequestRefreshFrame();
 }
@@ -159,6 +159,7 @@ void FrameSource::applyWants() {
 }
 
 void FrameSource::RequestRefreshFrame() {
+  wholeWanted_.store(true);
   const std::lock_guard lock(handlerMutex_);
   if (refreshHandler_) refreshHandler_();
 }

@@ -72,15 +72,22 @@ class FrameSource : public webrtc::Notifier<webrtc::VideoTrackSourceInterface> {
   void applyFormat();  // With formatMutex_ held.
   void applyWants();
 
-  webrtc::VideoFrame::UpdateRect takeChanged(const QSize& size, std::optional<QRect> changed);
+  // What of a pushed frame the sinks see, and in which size.
+  struct View {
+    QSize input;
+    QRect crop;
+    QSize output;
+    bool operator==(const View&) const = default;
+  };
+  webrtc::VideoFrame::UpdateRect takeUpdateRect(const View& view, std::optional<QRect> changed);
 
   std::atomic<bool> active_{true};
-  // A sink that received none of the earlier frames may have been added.
-  std::atomic<bool> newSink_{true};
+  // A sink needs a whole frame: it received none of the earlier ones, or asked for one.
+  std::atomic<bool> wholeWanted_{true};
   // Changes in frames that were not wanted; used on the thread that pushes.
-  QRect unsent_;
-  bool allUnsent_ = true;
-  QSize lastSize_;
+  QRect pendingChange_;
+  bool pendingAll_ = true;
+  View lastView_;
   cricket::VideoAdapter adapter_;
   rtc::VideoBroadcaster broadcaster_;
 

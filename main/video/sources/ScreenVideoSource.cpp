@@ -15,7 +15,7 @@ namespace vantora {
 struct ScreenVideoSource::Native {
   Native(std::unique_ptr<ScreenCapture> capture, CaptureLoop::Events events)
       : source(rtc::make_ref_counted<FrameSource>()), loop(std::move(capture), source, std::move(events)) {
-    source->setRefreshHandler([this] { loop.encoderAsked(); });
+    source->setRefreshHandler([this] { loop.requestByEncoder(); });
   }
   // The library may keep the source for longer, so it must not call the loop any more.
   ~Native() { source->setRefreshHandler(nullptr); }

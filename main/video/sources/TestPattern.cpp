@@ -91,17 +91,18 @@ std::optional<BgraImage> makePixelBuffer(int width, int height, double unixSecon
 TestPattern::TestPattern(int width, int height)
     : width_(width), height_(height), bars_(barRow(width)), barBand_(bandOf(bars_, width)) {}
 
-void TestPattern::paint(webrtc::I420Buffer& frame, double unixSeconds) const {
+QRect TestPattern::paint(webrtc::I420Buffer& frame, double unixSeconds) const {
   static_assert(kBoxTop % 2 == 0 && kBoxBottom % 2 == 0, "a row of colour must not belong to both bands");
   const int boxTop = std::min(kBoxTop, height_);
   const int boxBottom = std::min(kBoxBottom, height_);
   spread(*barBand_, frame, 0, boxTop);
-  if (boxBottom > boxTop) {
-    std::vector<std::uint8_t> boxed = bars_;
-    paintBox(boxed, boxColumns(width_, unixSeconds));
-    spread(*bandOf(boxed, width_), frame, boxTop, boxBottom);
-  }
+  if (boxBottom == boxTop) return {};
+  const BoxColumns box = boxColumns(width_, unixSeconds);
+  std::vector<std::uint8_t> boxed = bars_;
+  paintBox(boxed, box);
+  spread(*bandOf(boxed, width_), frame, boxTop, boxBottom);
   if (height_ > boxBottom) spread(*barBand_, frame, boxBottom, height_);
+  return {QPoint(box.left & ~1, boxTop), QPoint(std::min(box.right | 1, width_ - 1), boxBottom - 1)};
 }
 
 }  // namespace vantora

@@ -2,6 +2,7 @@
 // library): include it in .cpp files only.
 #pragma once
 
+#include <QRect>
 #include <array>
 #include <cstdint>
 #include <optional>
@@ -47,8 +48,9 @@ class TestPattern {
  public:
   // Both sides positive.
   TestPattern(int width, int height);
-  // Draws the image at `unixSeconds` into `frame`, which has the pattern's size.
-  void paint(webrtc::I420Buffer& frame, double unixSeconds) const;
+  // Draws the image at `unixSeconds` into `frame`, which has the pattern's size. Returns the rectangle of the box, in
+  // whole chroma samples: two frames differ within both of theirs only. Empty when the frame ends above the box.
+  QRect paint(webrtc::I420Buffer& frame, double unixSeconds) const;
 
  private:
   int width_;

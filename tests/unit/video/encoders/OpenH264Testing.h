@@ -105,7 +105,7 @@ inline webrtc::SdpVideoFormat formatOf(const std::map<std::string, std::string>&
 class OpenH264EncoderTest : public testing::Test {
  protected:
   explicit OpenH264EncoderTest(const std::map<std::string, std::string>& parameters = {{"packetization-mode", "1"}})
-      : encoder_(formatOf(parameters)) {
+      : encoder_(formatOf(parameters), [this] { return now_; }) {
     encoder_.RegisterEncodeCompleteCallback(&out_);
   }
 
@@ -118,8 +118,15 @@ class OpenH264EncoderTest : public testing::Test {
     allocation.SetBitrate(0, 0, kbps * 1000);
     encoder_.SetRates(webrtc::VideoEncoder::RateControlParameters(allocation, 30));
   }
+  // Encodes a frame that was captured `later` than the last one and reaches the encoder as much later.
   int32_t encode(const Buffer& buffer, bool key = false, std::chrono::microseconds later = 33ms,
                  const absl::optional<Rect>& rect = {}) {
+    now_ += later;
+    return encodeNow(buffer, key, later, rect);
+  }
+  // Encodes a frame that was captured `later` than the last one and reaches the encoder together with it.
+  int32_t encodeNow(const Buffer& buffer, bool key, std::chrono::microseconds later,
+                    const absl::optional<Rect>& rect = {}) {
     time_ += later;
     const auto frame = webrtc::VideoFrame::Builder()
                            .set_video_frame_buffer(buffer)
@@ -138,8 +145,11 @@ class OpenH264EncoderTest : public testing::Test {
   }
   const Frame& last() const { return out_.frames.back(); }
 
+  // What the encoder's clock shows.
+  QuantizerControl::Time now_ = 100s;
   OpenH264Encoder encoder_;
   Out out_;
+  // Timestamp of the last frame.
   std::chrono::microseconds time_ = 1s;
 };
 

@@ -41,12 +41,12 @@ class QuantizerControlTest : public testing::Test {
     if (!planned) return 0;
     double bits = page_.bits(*planned, changed, key);
     if (key) {
-      if (const auto better = control_.better(*planned, changed, true, bits)) {
+      if (const auto better = control_.retryQuantizer(*planned, changed, true, bits)) {
         planned = better;
         bits = page_.bits(*planned, changed, key);
       }
     }
-    control_.taken(*planned, changed, key, bits);
+    control_.encoded(*planned, changed, key, bits);
     last_ = *planned;
     return bits;
   }
@@ -71,39 +71,40 @@ TEST_F(QuantizerControlTest, neverLeavesAKeyFrameOut) {
 TEST_F(QuantizerControlTest, codesAKeyFrameAgainOnlyWhenItIsTooLargeAndCanBeSmaller) {
   const auto planned = control_.plan(1, true, now_);
   ASSERT_TRUE(planned);
-  EXPECT_FALSE(control_.better(30, 1, true, kRate * 0.4));
-  const auto better = control_.better(30, 1, true, kRate * 1.6);
+  EXPECT_FALSE(control_.retryQuantizer(30, 1, true, kRate * 0.4));
+  const auto better = control_.retryQuantizer(30, 1, true, kRate * 1.6);
   ASSERT_TRUE(better);
   EXPECT_EQ(*better, 44);
-  EXPECT_EQ(control_.better(45, 1, true, 1e9), QuantizerControl::kCoarsest);
-  EXPECT_FALSE(control_.better(QuantizerControl::kCoarsest, 1, true, 1e9));
+  EXPECT_EQ(control_.retryQuantizer(45, 1, true, 1e9), QuantizerControl::kCoarsest);
+  EXPECT_FALSE(control_.retryQuantizer(QuantizerControl::kCoarsest, 1, true, 1e9));
 }
 
 TEST_F(QuantizerControlTest, replacesAFrameThatFoundNothingAgainByACoarserKeyFrame) {
-  EXPECT_FALSE(control_.better(30, 1, false, kRate * 0.5)) << "not much too large";
-  EXPECT_EQ(control_.better(30, 1, false, kRate * 4), QuantizerControl::kCoarsest);
-  EXPECT_EQ(control_.better(30, 1, false, kRate * 0.7), 39) << "a page of 1.44 Mbit at 26, in 0.4 s";
+  EXPECT_FALSE(control_.retryQuantizer(30, 1, false, kRate * 0.5)) << "not much too large";
+  EXPECT_EQ(control_.retryQuantizer(30, 1, false, kRate * 4), QuantizerControl::kCoarsest);
+  EXPECT_EQ(control_.retryQuantizer(30, 1, false, kRate * 0.7), 39) << "a page of 1.44 Mbit at 26, in 0.4 s";
 }
 
 TEST_F(QuantizerControlTest, letsWhatMakesAScreenFinerTakeASecond) {
-  EXPECT_FALSE(control_.better(30, 0, false, kRate * 0.95));
-  EXPECT_TRUE(control_.better(30, 0, false, kRate * 2));
+  EXPECT_FALSE(control_.retryQuantizer(30, 0, false, kRate * 0.95));
+  EXPECT_TRUE(control_.retryQuantizer(30, 0, false, kRate * 2));
 }
 
 TEST_F(QuantizerControlTest, leavesALargeFrameAloneThatWouldBeNoSmallerAsAKeyFrame) {
   page_.whole = 2e7;
   for (int i = 0; i < 5; ++i) encode(1, true);
   ASSERT_EQ(last_, QuantizerControl::kCoarsest);
-  EXPECT_FALSE(control_.better(QuantizerControl::kCoarsest, 1, false, kRate * 0.8)) << "a key frame takes 1.7 s";
-  EXPECT_FALSE(control_.better(40, 1, false, kRate * 0.8));
-  EXPECT_EQ(control_.better(40, 1, false, kRate * 5), QuantizerControl::kCoarsest);
+  EXPECT_FALSE(control_.retryQuantizer(QuantizerControl::kCoarsest, 1, false, kRate * 0.8))
+      << "a key frame takes 1.7 s";
+  EXPECT_FALSE(control_.retryQuantizer(40, 1, false, kRate * 0.8));
+  EXPECT_EQ(control_.retryQuantizer(40, 1, false, kRate * 5), QuantizerControl::kCoarsest);
 }
 
 TEST_F(QuantizerControlTest, codesAgainOnlyAtCoarserQuantizers) {
   for (int quantizer = QuantizerControl::kFinest; quantizer <= QuantizerControl::kCoarsest; ++quantizer) {
     for (const double seconds : {0.1, 0.53, 0.7, 1.0, 2.0, 10.0, 1e6}) {
       for (const bool key : {true, false}) {
-        const auto better = control_.better(quantizer, 1, key, kRate * seconds);
+        const auto better = control_.retryQuantizer(quantizer, 1, key, kRate * seconds);
         if (!better) continue;
         EXPECT_GT(*better, quantizer) << seconds;
         EXPECT_LE(*better, QuantizerControl::kCoarsest);
@@ -221,7 +222,7 @@ TEST_F(QuantizerControlTest, acceptsAbsurdRatesAndTimes) {
       if (const auto quantizer = control_.plan(i % 3 / 2.0, i == 5, now_)) {
         EXPECT_GE(*quantizer, QuantizerControl::kFinest);
         EXPECT_LE(*quantizer, QuantizerControl::kCoarsest);
-        control_.taken(*quantizer, i % 3 / 2.0, i == 5, i * 1e7);
+        control_.encoded(*quantizer, i % 3 / 2.0, i == 5, i * 1e7);
       }
     }
   }

@@ -97,6 +97,19 @@ TEST_F(DummyVideoSourceTest, sendsFramesAtItsRateWithTimestampsOfTheLibrarysCloc
   EXPECT_LE(frames.back().timestampUs, rtc::TimeMicros());
 }
 
+TEST_F(DummyVideoSourceTest, tellsWhereItsFramesChanged) {
+  DummyVideoSource source(60, 640, 480, Environment::of({}));
+  FrameSink sink(source.native());
+  source.start();
+  ASSERT_TRUE(pumpUntil([&] { return sink.count() >= 5; }));
+  const auto frames = sink.frames();
+  EXPECT_EQ(frames[0].changed, QRect(0, 0, 640, 480));
+  for (std::size_t i = 1; i < frames.size(); ++i) {
+    EXPECT_EQ(frames[i].changed.top(), 40);
+    EXPECT_EQ(frames[i].changed.bottom(), 79);
+  }
+}
+
 TEST_F(DummyVideoSourceTest, countsItsFrames) {
   DummyVideoSource source(120, 64, 64, Environment::of({}));
   source.start();

@@ -140,6 +140,48 @@ TEST(FrameConverter, convertsOnlyTheDamagedRectangles) {
   EXPECT_TRUE(testing_support::sameImage(*frame, *expected));
 }
 
+// Every other row, as scrolling text damages them: one pass is cheaper than many.
+TEST(FrameConverter, convertsManyRectanglesThatFillHalfOfTheirBoundsAsOne) {
+  for (const QSize& size : {QSize(333, 251), QSize(160, 90)}) {
+    Canvas canvas(333, 251);
+    FrameConverter converter;
+    converter.setFrameSize(size);
+    converter.convert(canvas.capture(), converter.newFrame());
+    std::vector<QRect> damage;
+    for (int y = 10; y < 210; y += 20) damage.emplace_back(11, y, 300, 10);
+    canvas.scribble(QRect(11, 10, 300, 200));
+    const auto frame = converter.newFrame();
+    const auto changed = converter.convert(canvas.capture(damage), frame);
+    ASSERT_TRUE(changed);
+    if (size == QSize(333, 251)) {
+      EXPECT_EQ(*changed, QRect(10, 10, 302, 190));
+    }
+    // What lies between them is read as well.
+    canvas.scribble(QRect(11, 200, 300, 10));
+    const auto next = converter.newFrame();
+    converter.convert(canvas.capture(200, 210), next);
+    const auto expected = whole(canvas.capture());
+    EXPECT_TRUE(testing_support::sameImage(
+        *next, size == QSize(333, 251) ? *expected : *scaled(*expected, size.width(), size.height())));
+  }
+}
+
+// Two corners have the whole image as their bounds.
+TEST(FrameConverter, keepsWhatLiesBetweenFewRectangles) {
+  Canvas canvas(64, 48);
+  FrameConverter converter;
+  converter.setFrameSize({64, 48});
+  converter.convert(canvas.capture(), converter.newFrame());
+  const std::vector<QRect> damage{QRect(0, 0, 2, 2), QRect(62, 46, 2, 2)};
+  for (const QRect& rect : damage) canvas.scribble(rect);
+  const CapturedFrame captured = canvas.capture(damage);
+  const auto expected = whole(captured);
+  canvas.scribble(QRect(20, 20, 8, 8));
+  const auto frame = converter.newFrame();
+  EXPECT_EQ(converter.convert(captured, frame), QRect(0, 0, 64, 48));
+  EXPECT_TRUE(testing_support::sameImage(*frame, *expected));
+}
+
 TEST(FrameConverter, reportsThatNothingChanged) {
   const Canvas canvas(64, 48);
   for (const QSize& size : {QSize(64, 48), QSize(32, 24)}) {
@@ -233,6 +275,25 @@ TEST(FrameConverter, readsPixelsBehindADescriptor) {
   captured.memory = DmaBufPixels{-1};
   EXPECT_EQ(converter.convert(captured, converter.newFrame()), std::nullopt);
   ::close(descriptor);
+}
+
+TEST(FrameConverter, convertsEverythingAfterAFrameThatCouldNotBeRead) {
+  for (const QSize& size : {QSize(64, 48), QSize(32, 24)}) {
+    Canvas canvas(64, 48);
+    FrameConverter converter;
+    converter.setFrameSize(size);
+    converter.convert(canvas.capture(), converter.newFrame());
+    canvas.scribble(0, 20);
+    CapturedFrame lost = canvas.capture(0, 20);
+    lost.memory = DmaBufPixels{};
+    ASSERT_EQ(converter.convert(lost, converter.newFrame()), std::nullopt);
+    canvas.scribble(30, 40);
+    const auto frame = converter.newFrame();
+    EXPECT_EQ(converter.convert(canvas.capture(30, 40), frame), QRect(QPoint(0, 0), size));
+    const auto expected = whole(canvas.capture());
+    EXPECT_TRUE(testing_support::sameImage(
+        *frame, size == QSize(64, 48) ? *expected : *scaled(*expected, size.width(), size.height())));
+  }
 }
 
 TEST(FrameConverter, startsAgainWhenTheFramesSizeComesBack) {

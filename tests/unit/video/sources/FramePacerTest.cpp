@@ -64,7 +64,7 @@ class Simulation {
     Time wakeUp = change ? std::max(now, changes_[next_]) : std::min(step.until, end);
     if (wakeUp < end) wakeUp += lateness_;
     now = wakeUp;
-    if (change) pacer.changeSeen();
+    if (change) pacer.noteChange();
   }
 
   std::vector<Time> changes_;
@@ -115,9 +115,9 @@ TEST(FramePacer, keepsTheRateWhenTheThreadWakesLate) {
 TEST(FramePacer, keepsFramesApartAfterAPause) {
   FramePacer pacer(10);
   pacer.sentChange(1000s);
-  pacer.changeSeen();
+  pacer.noteChange();
   pacer.sentChange(1005s);
-  pacer.changeSeen();
+  pacer.noteChange();
   EXPECT_EQ(pacer.next(1005s), (FramePacer::Step{Action::wait, 1005s + 100ms, false}));
 }
 
@@ -139,7 +139,7 @@ TEST(FramePacer, sendsASingleChangeAtOnceThenSharpensItThenOnceASecond) {
 TEST(FramePacer, holdsAChangeInsideTheIntervalUntilItIsOver) {
   FramePacer pacer(50);
   pacer.sentChange(1000s);
-  pacer.changeSeen();
+  pacer.noteChange();
   // The display need not be watched: it is known to have changed.
   EXPECT_EQ(pacer.next(1000s + 5ms), (FramePacer::Step{Action::wait, 1000s + 20ms, false}));
   EXPECT_EQ(pacer.next(1000s + 20ms).action, Action::poll);
@@ -148,9 +148,9 @@ TEST(FramePacer, holdsAChangeInsideTheIntervalUntilItIsOver) {
 TEST(FramePacer, holdsPollsWithoutAChangeToTheRate) {
   FramePacer pacer(50);
   pacer.sentChange(1000s);
-  pacer.changeSeen();
+  pacer.noteChange();
   pacer.pollUnchanged(1001s);
-  pacer.changeSeen();
+  pacer.noteChange();
   EXPECT_EQ(pacer.next(1001s + 1ms), (FramePacer::Step{Action::wait, 1001s + 20ms, false}));
 }
 
@@ -165,7 +165,7 @@ TEST(FramePacer, repeatsAtOnceForAViewerAndSharpensForIt) {
   Simulation simulation(60);
   simulation.runUntil(1002s + 700ms);
   simulation.frames.clear();
-  simulation.pacer.refreshAsked();
+  simulation.pacer.requestRefresh();
   simulation.runUntil(1005s);
   ASSERT_EQ(simulation.frames.size(), 1u + FramePacer::kBurstLength);
   EXPECT_EQ(simulation.frames[0], 1002s + 700ms);
@@ -177,7 +177,7 @@ TEST(FramePacer, keepsTheRateWithManyRefreshes) {
   Simulation simulation(10);
   simulation.runUntil(1000s + 1ms);
   for (int i = 0; i < 1000; ++i) {
-    simulation.pacer.refreshAsked();
+    simulation.pacer.requestRefresh();
     simulation.runUntil(simulation.now + 1ms);
   }
   EXPECT_NEAR(static_cast<double>(simulation.frames.size()), 11, 1);
@@ -188,7 +188,7 @@ TEST(FramePacer, limitsTheEncodersRequests) {
   simulation.runUntil(1001s);
   simulation.frames.clear();
   for (int i = 0; i < 2000; ++i) {
-    simulation.pacer.encoderAsked();
+    simulation.pacer.requestByEncoder();
     simulation.runUntil(simulation.now + 1ms);
   }
   EXPECT_NEAR(static_cast<double>(simulation.frames.size()), 20, 1);
@@ -197,15 +197,15 @@ TEST(FramePacer, limitsTheEncodersRequests) {
 TEST(FramePacer, answersASingleRequestOfTheEncoderAtOnce) {
   Simulation simulation(60);
   simulation.runUntil(1001s + 800ms);
-  simulation.pacer.encoderAsked();
+  simulation.pacer.requestByEncoder();
   EXPECT_EQ(simulation.pacer.next(simulation.now).action, Action::repeat);
 }
 
 TEST(FramePacer, pollsBeforeItRepeatsWhenTheDisplayChanged) {
   FramePacer pacer(60);
   pacer.sentChange(1000s);
-  pacer.refreshAsked();
-  pacer.changeSeen();
+  pacer.requestRefresh();
+  pacer.noteChange();
   EXPECT_EQ(pacer.next(1001s).action, Action::poll);
   pacer.sentChange(1001s);
   EXPECT_EQ(pacer.next(1001s + 50ms).action, Action::wait) << "the change has answered the refresh";

@@ -90,6 +90,36 @@ TEST_F(FrameSourceTest, scalesWhatChangedWithTheFrame) {
   EXPECT_LT(sink.last().changed.width() * sink.last().changed.height(), 40 * 40);
 }
 
+TEST_F(FrameSourceTest, passesOnAWholeFrameWhenItIsAskedFor) {
+  FrameSink sink(source.get());
+  const auto frame = webrtc::I420Buffer::Create(64, 48);
+  webrtc::I420Buffer::SetBlack(frame.get());
+  ASSERT_TRUE(source->push(frame, 1'000'000));
+  ASSERT_TRUE(source->push(frame, 2'000'000, QRect()));
+  ASSERT_EQ(sink.last().changed, QRect());
+  source->RequestRefreshFrame();
+  ASSERT_TRUE(source->push(frame, 3'000'000, QRect()));
+  EXPECT_EQ(sink.last().changed, QRect(0, 0, 64, 48));
+  ASSERT_TRUE(source->push(frame, 4'000'000, QRect()));
+  EXPECT_EQ(sink.last().changed, QRect()) << "once";
+}
+
+TEST_F(FrameSourceTest, passesOnAWholeFrameWhenItIsCroppedInAnotherWay) {
+  FrameSink sink(source.get());
+  const auto frame = webrtc::I420Buffer::Create(100, 100);
+  webrtc::I420Buffer::SetBlack(frame.get());
+  source->adaptOutputFormat(100, 50, 30);
+  ASSERT_TRUE(source->push(frame, 1'000'000));
+  ASSERT_TRUE(source->push(frame, 2'000'000, QRect(48, 48, 4, 4)));
+  const FrameSink::Frame before = sink.last();
+  ASSERT_LT(before.changed.width(), before.width);
+  source->adaptOutputFormat(100, 60, 30);
+  ASSERT_TRUE(source->push(frame, 3'000'000, QRect(48, 48, 4, 4)));
+  EXPECT_EQ(sink.last().changed, QRect(0, 0, sink.last().width, sink.last().height));
+  ASSERT_TRUE(source->push(frame, 4'000'000, QRect(48, 48, 4, 4)));
+  EXPECT_LT(sink.last().changed.width(), sink.last().width) << "once";
+}
+
 TEST_F(FrameSourceTest, cropsAndScalesFramesOfAnotherSize) {
   FrameSink sink(source.get());
   source->adaptOutputFormat(640, 360, 30);

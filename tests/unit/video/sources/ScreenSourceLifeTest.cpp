@@ -212,6 +212,82 @@ TEST_F(ScreenSourceLifeTest, searchesForALostDisplayOnceASecond) {
   EXPECT_LE(opens - 1, (std::chrono::steady_clock::now() - begin) / 1s);
 }
 
+TEST_F(ScreenSourceLifeTest, showsWhatChangedInAFrameThatCouldNotBeRead) {
+  for (const auto& [width, height] : {std::pair{64, 48}, {32, 24}}) {
+    const auto source = make(width, height, 60);
+    FrameSink sink(source->native());
+    ASSERT_TRUE(start(*source));
+    ASSERT_TRUE(pumpUntil([&] { return sink.count() > 0; }));
+    const int reads = screen->reads();
+    screen->setUnreadableFrames(1);
+    screen->paint(kWhite, QRect(30, 20, 8, 8));
+    ASSERT_TRUE(pumpUntil([&] { return screen->reads() > reads; }));
+    screen->paint(kWhite, QRect(0, 0, 4, 4));
+    ASSERT_TRUE(pumpUntil([&] { return sink.last().luma == kWhiteLuma; }));
+    EXPECT_EQ(screen->closes(), 0) << "once is no loss";
+    screen = fakes::FakeScreen::make({{64, 48}});
+  }
+}
+
+TEST_F(ScreenSourceLifeTest, losesADisplayThatCannotBeReadAnyMore) {
+  const auto source = make(64, 48, 120);
+  FrameSink sink(source->native());
+  ASSERT_TRUE(start(*source));
+  ASSERT_TRUE(pumpUntil([&] { return sink.count() > 0; }));
+  const QStringList lines = log.lines();
+  const int reads = screen->reads();
+  screen->setUnreadableFrames(1'000'000);
+  ASSERT_TRUE(pumpUntil([&] {
+    screen->paint(kBlack, QRect(0, 0, 4, 4));
+    return screen->closes() >= 2;
+  }));
+  const int unreadable = screen->reads() - reads;
+  EXPECT_GE(unreadable, 6);
+  EXPECT_LE(unreadable, 3 * screen->opens()) << "then it is opened again, a second later";
+  const std::size_t frames = sink.count();
+  screen->setUnreadableFrames(0);
+  screen->paint(kWhite);
+  ASSERT_TRUE(pumpUntil([&] { return sink.count() > frames; }));
+  EXPECT_EQ(sink.last().luma, kWhiteLuma);
+  EXPECT_EQ(log.lines(), lines);
+  EXPECT_TRUE(permissions.isEmpty());
+}
+
+TEST_F(ScreenSourceLifeTest, givesEveryFrameBackOnce) {
+  auto source = make(64, 48, 120);
+  FrameSink sink(source->native());
+  ASSERT_TRUE(start(*source));
+  ASSERT_TRUE(pumpUntil([&] { return sink.count() > 0; }));
+  screen->setUnreadableFrames(3);
+  ASSERT_TRUE(pumpUntil([&] {
+    screen->paint(kBlack, QRect(0, 0, 4, 4));
+    return screen->closes() > 0;
+  }));
+  ASSERT_TRUE(pumpUntil([&] { return screen->opens() > 1; })) << "read, not to be read, read again";
+  const int reads = screen->reads();
+  screen->paint(kWhite);
+  ASSERT_TRUE(pumpUntil([&] { return screen->reads() > reads; }));
+  source.reset();
+  const std::vector<int> releases = screen->releases();
+  EXPECT_GE(releases.size(), 5U);
+  EXPECT_EQ(releases, std::vector<int>(releases.size(), 1));
+}
+
+TEST(CapturedFrame, isReleasedOnceHoweverItIsMoved) {
+  int first = 0;
+  int second = 0;
+  {
+    CapturedFrame frame([&] { ++first; });
+    CapturedFrame moved(std::move(frame));
+    EXPECT_EQ(first, 0);
+    moved = CapturedFrame([&] { ++second; });
+    EXPECT_EQ(first, 1) << "replaced";
+    EXPECT_EQ(second, 0);
+  }
+  EXPECT_EQ(first, 1);
+  EXPECT_EQ(second, 1);
+}
+
 TEST_F(ScreenSourceLifeTest, isOutlivedByTheLibrarysSource) {
   auto source = make(64, 48, 60);
   FrameSink sink(source->native());

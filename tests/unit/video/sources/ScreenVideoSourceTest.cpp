@@ -96,6 +96,36 @@ TEST_F(ScreenVideoSourceTest, treatsADisplayThatCannotBeReadAsARefusal) {
   EXPECT_EQ(permissions, QStringList{u"screen_recording"_s});
 }
 
+TEST_F(ScreenVideoSourceTest, treatsAFirstFrameThatCannotBeReadAsARefusal) {
+  screen->setUnreadableFrames(1);
+  const auto source = make(64, 48, 120);
+  FrameSink sink(source->native());
+  ASSERT_TRUE(start(*source));
+  ASSERT_TRUE(pumpUntil([&] { return permissions.size() == 1; }));
+  EXPECT_EQ(log.lines().mid(1), refusalLines().mid(1));
+  EXPECT_EQ(log.lines().first(), u"[sc] start error: the display cannot be read"_s);
+  EXPECT_EQ(screen->closes(), 1);
+  pumpFor(50ms);  // For 6 frames.
+  EXPECT_EQ(screen->polls(), 1);
+  EXPECT_EQ(sink.count(), 0U);
+  EXPECT_EQ(source->lastCaptureWallNs(), 0);
+  ASSERT_TRUE(start(*source));
+  EXPECT_TRUE(pumpUntil([&] { return sink.count() > 0; })) << "another start is another attempt";
+}
+
+TEST_F(ScreenVideoSourceTest, treatsAFirstFrameThatComesLateAndCannotBeReadAsARefusal) {
+  screen->setNotReady(2);
+  screen->setUnreadableFrames(1);
+  const auto source = make(64, 48, 60);
+  ASSERT_TRUE(start(*source));
+  ASSERT_TRUE(pumpUntil([&] { return permissions.size() == 1; }));
+  EXPECT_EQ(log.lines(), (QStringList{u"[sc] Video capture started at 64x48@60 displayIndex=0"_s,
+                                      u"[sc] start error: the display cannot be read"_s} +
+                          refusalLines().mid(1)));
+  EXPECT_EQ(screen->closes(), 1);
+  EXPECT_EQ(screen->polls(), 3);
+}
+
 TEST_F(ScreenVideoSourceTest, worksWithoutCallbacks) {
   screen->refuseWith(u"not today"_s);
   ScreenVideoSource source(screen->factory(), 64, 48, 30, 0, {});

@@ -106,9 +106,32 @@ TEST_P(TestPatternFrames, paintsExactlyWhatConvertingTheImageGives) {
   ASSERT_TRUE(image);
   const TestPattern pattern(width, height);
   auto frame = webrtc::I420Buffer::Create(width, height);
-  pattern.paint(*frame, time + 3);  // What an older frame left behind must not show.
-  pattern.paint(*frame, time);
+  (void)pattern.paint(*frame, time + 3);  // What an older frame left behind must not show.
+  (void)pattern.paint(*frame, time);
   EXPECT_TRUE(testing_support::sameImage(*frame, *converted(*image)));
+}
+
+TEST_P(TestPatternFrames, differsWithinItsBoxOnly) {
+  const auto [width, height, time] = GetParam();
+  const TestPattern pattern(width, height);
+  auto frame = webrtc::I420Buffer::Create(width, height);
+  auto later = webrtc::I420Buffer::Create(width, height);
+  const QRect box = pattern.paint(*frame, time);
+  const QRect laterBox = pattern.paint(*later, time + 0.4);
+  const QRect changed = box | laterBox;
+  EXPECT_TRUE(QRect(0, 0, width, height).contains(changed) || changed.isEmpty());
+  EXPECT_EQ(changed.isEmpty(), height <= kBoxTop);
+  EXPECT_LE(changed.height(), kBoxBottom - kBoxTop);
+  EXPECT_LE(box.width(), 42);
+  for (int y = 0; y < height; ++y) {
+    for (int x = 0; x < width; ++x) {
+      if (changed.contains(x, y)) continue;
+      ASSERT_EQ(frame->DataY()[y * frame->StrideY() + x], later->DataY()[y * later->StrideY() + x]) << x << ' ' << y;
+      const int chroma = y / 2 * frame->StrideU() + x / 2;
+      ASSERT_EQ(frame->DataU()[chroma], later->DataU()[chroma]) << x << ' ' << y;
+      ASSERT_EQ(frame->DataV()[chroma], later->DataV()[chroma]) << x << ' ' << y;
+    }
+  }
 }
 
 INSTANTIATE_TEST_SUITE_P(Sizes, TestPatternFrames,

@@ -1,13 +1,17 @@
-// How much of a frame has changed.
+// How much of a frame has changed. Heavy header (WebRTC library): include it in .cpp files only.
 #pragma once
 
+#include <api/video/video_frame.h>
+#include <api/video/video_frame_buffer.h>
+
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 namespace vantora {
 
 // Compares the brightness of each frame with that of the one before, in blocks of 16 by 16. One thread at a time.
-class ChangedBlocks {
+class ChangeDetector {
  public:
   // In pixels; may reach beyond the frame. Empty when a side is 0 or less.
   struct Area {
@@ -16,6 +20,12 @@ class ChangedBlocks {
     int width;
     int height;
   };
+
+  // The share (0 to 1) of `frame`, with its pixels in `buffer`, that differs from the frame of the last call. If the
+  // frame has an update rectangle, only that is read, unless the frame comes long after the last one. The rectangle is
+  // relative to the previous frame from the library, whether that was encoded or not, so this must be called for every
+  // frame.
+  double changedShare(const webrtc::VideoFrame& frame, const webrtc::I420BufferInterface& buffer);
 
   // The share (0 to 1) of blocks that differ from the frame of the last call; 1 for the first frame and after a
   // change of size. `luma`: `height` rows of `width` bytes, `stride` bytes apart. Outside `area` the frame is the same
@@ -29,6 +39,7 @@ class ChangedBlocks {
   std::vector<uint8_t> last_;
   int width_ = 0;
   int height_ = 0;
+  std::optional<int64_t> lastUs_;  // Timestamp of the frame of the last changedShare().
 };
 
 }  // namespace vantora

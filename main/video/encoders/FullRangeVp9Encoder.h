@@ -9,7 +9,7 @@
 namespace vantora {
 
 // The library's own encoder stops at quantizer 52 of 63, at which a page of text is two and a half times as large: too
-// much for a thin link. `format` is a VP9 format. The encoder runs on the library's encoder queue.
-[[nodiscard]] std::unique_ptr<webrtc::VideoEncoder> makeWideRangeVp9(const webrtc::SdpVideoFormat& format);
+// much for a slow link. `format` is a VP9 format. The encoder runs on the library's encoder queue.
+[[nodiscard]] std::unique_ptr<webrtc::VideoEncoder> makeFullRangeVp9Encoder(const webrtc::SdpVideoFormat& format);
 
 }  // namespace vantora

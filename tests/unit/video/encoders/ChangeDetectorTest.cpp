@@ -1,3 +1,5 @@
+#include <api/video/i420_buffer.h>
+#include <api/video/video_frame.h>
 #include <gtest/gtest.h>
 #include <sys/mman.h>
 #include <unistd.h>
@@ -6,21 +8,21 @@
 #include <limits>
 #include <vector>
 
-#include "main/video/encoders/ChangedBlocks.h"
+#include "main/video/encoders/ChangeDetector.h"
 
 namespace vantora {
 namespace {
 
-TEST(ChangedBlocks, takesTheFirstFrameAndANewSizeAsAllNew) {
-  ChangedBlocks changes;
+TEST(ChangeDetector, takesTheFirstFrameAndANewSizeAsAllNew) {
+  ChangeDetector changes;
   const std::vector<uint8_t> frame(64 * 64, 7);
   EXPECT_EQ(changes.compare(frame.data(), 64, 64, 64), 1);
   EXPECT_EQ(changes.compare(frame.data(), 64, 64, 64), 0);
   EXPECT_EQ(changes.compare(frame.data(), 64, 48, 64), 1);
 }
 
-TEST(ChangedBlocks, countsTheBlocksThatDiffer) {
-  ChangedBlocks changes;
+TEST(ChangeDetector, countsTheBlocksThatDiffer) {
+  ChangeDetector changes;
   std::vector<uint8_t> frame(64 * 64, 7);
   changes.compare(frame.data(), 64, 64, 64);
   frame[0] = 8;             // Block (0, 0),
@@ -30,8 +32,8 @@ TEST(ChangedBlocks, countsTheBlocksThatDiffer) {
   EXPECT_DOUBLE_EQ(changes.compare(frame.data(), 64, 64, 64), 0);
 }
 
-TEST(ChangedBlocks, comparesTheRestThatIsNoWholeBlockAndNotBeyondTheRow) {
-  ChangedBlocks changes;
+TEST(ChangeDetector, comparesTheRestThatIsNoWholeBlockAndNotBeyondTheRow) {
+  ChangeDetector changes;
   std::vector<uint8_t> frame(64 * 20, 7);
   changes.compare(frame.data(), 64, 20, 20);  // Two by two blocks; 44 bytes of each row are padding.
   frame[30] = 8;
@@ -40,8 +42,8 @@ TEST(ChangedBlocks, comparesTheRestThatIsNoWholeBlockAndNotBeyondTheRow) {
   EXPECT_DOUBLE_EQ(changes.compare(frame.data(), 64, 20, 20), 1.0 / 4);
 }
 
-TEST(ChangedBlocks, comparesTheAreaOnlyAndKeepsTheRestForLater) {
-  ChangedBlocks changes;
+TEST(ChangeDetector, comparesTheAreaOnlyAndKeepsTheRestForLater) {
+  ChangeDetector changes;
   std::vector<uint8_t> frame(64 * 64, 7);
   changes.compare(frame.data(), 64, 64, 64);
   frame[20 * 64 + 20] = 8;  // Block (1, 1), in the area,
@@ -51,17 +53,18 @@ TEST(ChangedBlocks, comparesTheAreaOnlyAndKeepsTheRestForLater) {
   EXPECT_DOUBLE_EQ(changes.compare(frame.data(), 64, 64, 64), 2.0 / 16);
 }
 
-TEST(ChangedBlocks, countsEveryBlockThatTheAreaTouches) {
-  ChangedBlocks changes;
+TEST(ChangeDetector, countsEveryBlockThatTheAreaTouches) {
+  ChangeDetector changes;
   std::vector<uint8_t> frame(64 * 64, 7);
   changes.compare(frame.data(), 64, 64, 64);
   std::ranges::fill(frame, 8);
   EXPECT_DOUBLE_EQ(changes.compare(frame.data(), 64, 64, 64, {15, 31, 18, 2}), 6.0 / 16);
 }
 
-TEST(ChangedBlocks, takesAnEmptyAreaForAnUnchangedFrame) {
-  for (const ChangedBlocks::Area area : {ChangedBlocks::Area{0, 0, 0, 0}, {8, 8, 0, 9}, {8, 8, 9, -1}, {64, 0, 8, 8}}) {
-    ChangedBlocks changes;
+TEST(ChangeDetector, takesAnEmptyAreaForAnUnchangedFrame) {
+  for (const ChangeDetector::Area area :
+       {ChangeDetector::Area{0, 0, 0, 0}, {8, 8, 0, 9}, {8, 8, 9, -1}, {64, 0, 8, 8}}) {
+    ChangeDetector changes;
     std::vector<uint8_t> frame(64 * 64, 7);
     changes.compare(frame.data(), 64, 64, 64);
     std::ranges::fill(frame, 8);
@@ -70,10 +73,10 @@ TEST(ChangedBlocks, takesAnEmptyAreaForAnUnchangedFrame) {
   }
 }
 
-TEST(ChangedBlocks, cutsAnAreaThatReachesBeyondTheFrame) {
+TEST(ChangeDetector, cutsAnAreaThatReachesBeyondTheFrame) {
   constexpr int kFar = std::numeric_limits<int>::max();
-  for (const ChangedBlocks::Area area : {ChangedBlocks::Area{-5, -5, 100, 100}, {0, 0, kFar, kFar}}) {
-    ChangedBlocks changes;
+  for (const ChangeDetector::Area area : {ChangeDetector::Area{-5, -5, 100, 100}, {0, 0, kFar, kFar}}) {
+    ChangeDetector changes;
     std::vector<uint8_t> frame(20 * 20, 7);
     changes.compare(frame.data(), 20, 20, 20);
     std::ranges::fill(frame, 8);
@@ -81,8 +84,8 @@ TEST(ChangedBlocks, cutsAnAreaThatReachesBeyondTheFrame) {
   }
 }
 
-TEST(ChangedBlocks, comparesTheFirstFrameAndANewSizeAsAWholeWhateverTheArea) {
-  ChangedBlocks changes;
+TEST(ChangeDetector, comparesTheFirstFrameAndANewSizeAsAWholeWhateverTheArea) {
+  ChangeDetector changes;
   std::vector<uint8_t> frame(64 * 64, 7);
   EXPECT_EQ(changes.compare(frame.data(), 64, 64, 64, {0, 0, 0, 0}), 1);
   EXPECT_EQ(changes.compare(frame.data(), 64, 48, 64, {0, 0, 16, 16}), 1);
@@ -115,9 +118,9 @@ class PagedFrame {
   void* memory_;
 };
 
-TEST(ChangedBlocks, readsNoRowOutsideOfTheArea) {
+TEST(ChangeDetector, readsNoRowOutsideOfTheArea) {
   const PagedFrame frame;
-  ChangedBlocks changes;
+  ChangeDetector changes;
   const int width = frame.stride();
   changes.compare(frame.data(), width, width, PagedFrame::kRows);
   frame.lock(0, 20);
@@ -125,6 +128,41 @@ TEST(ChangedBlocks, readsNoRowOutsideOfTheArea) {
   frame.data()[25 * width + 100] = 1;
   const int blocks = width / 16 * PagedFrame::kRows / 16;
   EXPECT_DOUBLE_EQ(changes.compare(frame.data(), width, width, PagedFrame::kRows, {96, 20, 16, 10}), 1.0 / blocks);
+}
+
+class ChangeDetectorFrameTest : public testing::Test {
+ protected:
+  ChangeDetectorFrameTest() { webrtc::I420Buffer::SetBlack(buffer_.get()); }
+
+  // Changes the block at the top left and returns the share found in a frame at `ms` that names another block.
+  double shareAt(int64_t ms) {
+    ++*buffer_->MutableDataY();
+    const auto frame = webrtc::VideoFrame::Builder()
+                           .set_video_frame_buffer(buffer_)
+                           .set_timestamp_us(ms * 1000)
+                           .set_update_rect(webrtc::VideoFrame::UpdateRect{16, 16, 16, 16})
+                           .build();
+    return changes_.changedShare(frame, *buffer_);
+  }
+
+  ChangeDetector changes_;
+  rtc::scoped_refptr<webrtc::I420Buffer> buffer_ = webrtc::I420Buffer::Create(64, 64);
+};
+
+TEST_F(ChangeDetectorFrameTest, readsTheUpdateRectangleOnly) {
+  EXPECT_EQ(shareAt(5000), 1) << "the first frame";
+  EXPECT_EQ(shareAt(5033), 0);
+  EXPECT_EQ(shareAt(5033), 0);
+  EXPECT_EQ(shareAt(5900), 0);
+}
+
+// The library may have dropped a frame in between with its rectangle.
+TEST_F(ChangeDetectorFrameTest, readsAllOfAFrameThatComesASecondAfterTheLastOne) {
+  EXPECT_EQ(shareAt(0), 1);
+  EXPECT_EQ(shareAt(33), 0);
+  EXPECT_DOUBLE_EQ(shareAt(933), 1.0 / 16);
+  EXPECT_EQ(shareAt(966), 0);
+  EXPECT_EQ(shareAt(10), 0) << "time that runs backwards is no pause";
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-#include "main/video/encoders/WideRangeVp9.h"
+#include "main/video/encoders/FullRangeVp9Encoder.h"
 
 #include <api/transport/field_trial_based_config.h>
 #include <media/base/codec.h>
@@ -12,13 +12,13 @@ namespace vantora {
 namespace {
 
 constexpr unsigned kCoarsest = 63;
-// Below this many bits per second and pixel a frame may be finer than the one before by kThinStep at most: the rate
+// Below this many bits per second and pixel a frame may be finer than the one before by kSlowStep at most: the rate
 // control would spend all saved bits on a still screen at once, which takes seconds to send.
-constexpr double kThin = 1.2;
-constexpr int kThinStep = 3;
+constexpr double kSlowBelow = 1.2;
+constexpr int kSlowStep = 3;
 
 // Wraps libvpx for the encoder; changes the quantizer limits only and forwards everything else.
-class WideRange final : public webrtc::LibvpxInterface {
+class FullRange final : public webrtc::LibvpxInterface {
  public:
   vpx_image_t* img_alloc(vpx_image_t* image, vpx_img_fmt_t format, unsigned width, unsigned height,
                          unsigned align) const override {
@@ -119,9 +119,9 @@ class WideRange final : public webrtc::LibvpxInterface {
  private:
   vpx_codec_enc_cfg_t widened(vpx_codec_enc_cfg_t config) const {
     config.rc_max_quantizer = kCoarsest;
-    if (config.rc_target_bitrate * 1000.0 < kThin * config.g_w * config.g_h) {
+    if (config.rc_target_bitrate * 1000.0 < kSlowBelow * config.g_w * config.g_h) {
       config.rc_min_quantizer =
-          std::max(config.rc_min_quantizer, static_cast<unsigned>(std::max(last_ - kThinStep, 0)));
+          std::max(config.rc_min_quantizer, static_cast<unsigned>(std::max(last_ - kSlowStep, 0)));
     }
     return config;
   }
@@ -133,8 +133,8 @@ class WideRange final : public webrtc::LibvpxInterface {
 
 }  // namespace
 
-std::unique_ptr<webrtc::VideoEncoder> makeWideRangeVp9(const webrtc::SdpVideoFormat& format) {
-  return std::make_unique<webrtc::LibvpxVp9Encoder>(cricket::VideoCodec(format), std::make_unique<WideRange>(),
+std::unique_ptr<webrtc::VideoEncoder> makeFullRangeVp9Encoder(const webrtc::SdpVideoFormat& format) {
+  return std::make_unique<webrtc::LibvpxVp9Encoder>(cricket::VideoCodec(format), std::make_unique<FullRange>(),
                                                     webrtc::FieldTrialBasedConfig());
 }
 

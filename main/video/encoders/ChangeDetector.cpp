@@ -1,13 +1,20 @@
-#include "main/video/encoders/ChangedBlocks.h"
+#include "main/video/encoders/ChangeDetector.h"
 
 #include <algorithm>
 #include <cstddef>
 #include <cstring>
+#include <utility>
 
 namespace vantora {
 namespace {
 
 constexpr int kBlock = 16;
+
+// The library adds the rectangles of the frames that it drops to that of the next frame, also those of a frame that
+// waits for a paused encoder and is replaced by a newer one. But the frame that waits when the encoder goes on is
+// dropped without that if it is a second old. So after about a second without a frame changes may lie outside the
+// rectangle.
+constexpr int64_t kRectangleIncompleteUs = 900'000;
 
 constexpr int blocksIn(int pixels) { return (pixels + kBlock - 1) / kBlock; }
 
@@ -18,7 +25,18 @@ int endOf(int from, int length, int limit) {
 
 }  // namespace
 
-double ChangedBlocks::compare(const uint8_t* luma, int stride, int width, int height, const Area& area) {
+double ChangeDetector::changedShare(const webrtc::VideoFrame& frame, const webrtc::I420BufferInterface& buffer) {
+  const int64_t us = frame.timestamp_us();
+  const std::optional<int64_t> before = std::exchange(lastUs_, us);
+  if (before && us - *before >= kRectangleIncompleteUs) {
+    return compare(buffer.DataY(), buffer.StrideY(), buffer.width(), buffer.height());
+  }
+  const webrtc::VideoFrame::UpdateRect rect = frame.update_rect();  // The whole frame when there is none.
+  return compare(buffer.DataY(), buffer.StrideY(), buffer.width(), buffer.height(),
+                 {rect.offset_x, rect.offset_y, rect.width, rect.height});
+}
+
+double ChangeDetector::compare(const uint8_t* luma, int stride, int width, int height, const Area& area) {
   if (width != width_ || height != height_) {
     width_ = width;
     height_ = height;
