@@ -40,7 +40,7 @@ for (const codec of ['h264', 'vp8', 'vp9', 'av1']) {
     await withSession(t, { host: { env: { PREFERRED_CODEC: codec } } }, async (session) => {
       const page = await session.bare();
       const viewer = await new BareControl(page).open();
-      session.keep(session.screen.scrollingText());
+      session.keep(session.screen.newText());
       await codecInUse(page, codec.toUpperCase());
       for (const kbps of [2000, 400, 2000]) {
         await viewer.send({ type: 'video_params', maxBitrateKbps: kbps, fps: 30 });
@@ -51,7 +51,7 @@ for (const codec of ['h264', 'vp8', 'vp9', 'av1']) {
         }, { what: `${kbps} kbit/s` }).catch((error) => {
           throw new Error(`${error.message}; received is ${JSON.stringify(rates)}`);
         });
-        t.diagnostic(`${kbps} kbit/s: ${rates.kbps.toFixed(0)} kbit/s, ${rates.fps.toFixed(1)} fps`);
+        t.diagnostic(`${kbps} kbit/s: ${rates.kbps.toFixed(0)} kbit/s, ${rates.fps.toFixed(1)} fps, quantizer ${rates.quantizer.toFixed(0)}`);
         assert.equal(rates.width, 1280);
         assert.equal(rates.height, 720);
       }

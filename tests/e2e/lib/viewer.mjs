@@ -93,15 +93,17 @@ export function received(page) {
   });
 }
 
-/// Frames a second, kbit/s and the share of lost packets that arrive over `ms` milliseconds.
+/// Frames a second, kbit/s, the mean quantizer of a frame and the share of lost packets that arrive over `ms`
+/// milliseconds.
 export async function receivedRates(page, ms) {
   const before = await received(page);
   const end = performance.now() + ms;
   await until(() => performance.now() > end, { deadline: ms + 5000, what: 'the time to pass' });
   const after = await received(page);
   const seconds = (after.at - before.at) / 1000;
-  const [lost, packets] = [after.lost - before.lost, after.packets - before.packets];
-  return { ...after, loss: lost / Math.max(lost + packets, 1), fps: (after.frames - before.frames) / seconds, kbps: ((after.bytes - before.bytes) * 8) / 1000 / seconds };
+  const [lost, packets, frames] = ['lost', 'packets', 'frames'].map((each) => after[each] - before[each]);
+  return { ...after, loss: lost / Math.max(lost + packets, 1), fps: frames / seconds, kbps: ((after.bytes - before.bytes) * 8) / 1000 / seconds,
+    quantizer: (after.quantizers - before.quantizers) / Math.max(frames, 1) };
 }
 
 /// The plain viewer's side of the control channels.

@@ -78,6 +78,15 @@ export class Xvfb {
     return this.start('xterm', ['-geometry', `${Math.floor(this.width / 6)}x${Math.floor(this.height / 13)}+0+0`, '-e', 'sh', '-c', script]);
   }
 
+  /// Lines of random characters on a twentieth of the screen, all of them replaced more often than a frame is captured.
+  /// Scrolled text costs an encoder that finds it in the frame before few bits; this takes as many as there are.
+  newText({ pause = 0.01 } = {}) {
+    const [columns, rows] = [Math.floor(this.width / 6), Math.ceil(this.height / 13 / 20)];
+    const width = columns - 1;
+    const script = `while :; do printf '\\033[H'; head -c ${Math.floor((width * rows * 3) / 4)} /dev/urandom | base64 -w ${width}; sleep ${pause}; done`;
+    return this.start('xterm', ['-geometry', `${columns}x${rows + 1}+0+0`, '-e', 'sh', '-c', script]);
+  }
+
   end() {
     return this.child.end();
   }
