@@ -17,7 +17,7 @@ class DesktopContract : public testing::TestWithParam<std::function<std::unique_
   static constexpr int kHeight = 600;
 
   void SetUp() override {
-    testing_loop::ensureApplication();
+    testloop::ensureApplication();
     desktop_ = GetParam()();
     ASSERT_TRUE(desktop_);
   }

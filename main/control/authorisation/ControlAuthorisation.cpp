@@ -79,7 +79,7 @@ void ControlAuthorisation::handleControl(ControlChannel origin, const JsonObject
   waiting_.push_back({origin, boolField(message, "enable"_L1).value_or(false), std::move(done)});
   if (desktopAsked_) return;
   desktopAsked_ = true;
-  callbacks_.ensureAccessibility(lifetime_.guard([this](bool permitted) { desktopReplied(permitted); }));
+  callbacks_.ensureAccessibility(life_.guard([this](bool permitted) { desktopReplied(permitted); }));
 }
 
 // A reply may close a channel or lead to another request: both are seen here, in their order.

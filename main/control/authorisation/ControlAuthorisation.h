@@ -88,7 +88,7 @@ class ControlAuthorisation {
   bool desktopAsked_ = false;
   std::deque<ControlChange> waiting_;
   // Last: the desktop may reply after this object was destroyed.
-  Lifetime lifetime_;
+  Lifetime life_;
 };
 
 // Installs the handlers of "auth" and "control". `authorisation` must outlive `dispatcher`. Main thread.

@@ -7,7 +7,7 @@
 namespace vantora {
 namespace {
 
-using namespace testing_h264;
+using namespace testh264;
 
 TEST_F(OpenH264EncoderTest, refusesWhatItCannotEncode) {
   EXPECT_EQ(
@@ -138,7 +138,7 @@ TEST_F(OpenH264EncoderTest, measuresRealTimeByDefault) {
       encoder.InitEncode(&codec, webrtc::VideoEncoder::Settings(webrtc::VideoEncoder::Capabilities(false), 2, 1200)),
       WEBRTC_VIDEO_CODEC_OK);
   const auto frame = webrtc::VideoFrame::Builder().set_video_frame_buffer(noise(1)).build();
-  testing_loop::Timeout timeout;
+  testloop::Timeout timeout;
   while (out_.frames.size() < 2 && !timeout.isOver()) {
     ASSERT_EQ(encoder.Encode(frame, nullptr), WEBRTC_VIDEO_CODEC_OK);
     std::this_thread::sleep_for(1ms);

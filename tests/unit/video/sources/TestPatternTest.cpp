@@ -108,7 +108,7 @@ TEST_P(TestPatternFrames, paintsExactlyWhatConvertingTheImageGives) {
   auto frame = webrtc::I420Buffer::Create(width, height);
   (void)pattern.paint(*frame, time + 3);  // What an older frame left behind must not show.
   (void)pattern.paint(*frame, time);
-  EXPECT_TRUE(testing_support::sameImage(*frame, *converted(*image)));
+  EXPECT_TRUE(testsupport::sameImage(*frame, *converted(*image)));
 }
 
 TEST_P(TestPatternFrames, differsWithinItsBoxOnly) {
