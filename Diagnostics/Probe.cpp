@@ -84,7 +84,7 @@ Probe::Probe(const Options& options)
       deadline_(std::chrono::steady_clock::now() + options.deadline),
       path_(answeringPath(options_, deadline_)),
       limits_(limitsFor(options_, deadline_, path_)),
-      plain_limits_(withoutProfile(limits_)) {}
+      plainLimits_(withoutProfile(limits_)) {}
 
 bool Probe::isOver() const {
   return limits_.stop.stop_requested() || std::chrono::steady_clock::now() >= limits_.deadline;
@@ -99,7 +99,7 @@ QString Probe::sh(const QString& commandLine) const {
 QString Probe::plain(const QString& commandLine) const {
   if (isOver()) return {};
   if (options_.runner) return options_.runner(commandLine, kCommandSeconds);
-  return Diagnostics::sh(commandLine, kCommandSeconds, plain_limits_);
+  return Diagnostics::sh(commandLine, kCommandSeconds, plainLimits_);
 }
 
 QString Probe::tool(const QString& name) const {

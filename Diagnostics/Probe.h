@@ -59,7 +59,7 @@ class Probe {
   // The folders of PATH without those that do not respond: every search for a tool would block there, a shell's too.
   const QStringList path_;
   const ShellLimits limits_;
-  const ShellLimits plain_limits_;
+  const ShellLimits plainLimits_;
 };
 
 // `text` as one word of a shell command, whatever it holds.

@@ -62,7 +62,7 @@ void lowerPriority(pid_t group) {
 // Collects the output of one process; keeps the first bytes and discards the rest.
 class OutputReader {
  public:
-  OutputReader(int fd, qsizetype keptBytes) : fd_(fd), kept_bytes_(keptBytes) {}
+  OutputReader(int fd, qsizetype keptBytes) : fd_(fd), keptBytes_(keptBytes) {}
 
   // Reads the available output, waiting for it at most `timeout`. False at the end of the output.
   bool read(milliseconds timeout) {
@@ -74,7 +74,7 @@ class OutputReader {
     const ssize_t count = ::read(fd_, buffer, sizeof buffer);
     if (count < 0) return errno == EAGAIN || errno == EINTR;
     if (count == 0) return false;
-    const qsizetype room = kept_bytes_ - kept_.size();
+    const qsizetype room = keptBytes_ - kept_.size();
     if (count > room) cut_ = true;
     if (room > 0) kept_.append(buffer, std::min<qsizetype>(count, room));
     return true;
@@ -85,7 +85,7 @@ class OutputReader {
 
  private:
   const int fd_;
-  const qsizetype kept_bytes_;
+  const qsizetype keptBytes_;
   QByteArray kept_;
   bool cut_ = false;
 };

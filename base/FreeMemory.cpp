@@ -10,7 +10,7 @@ void returnFreeMemory() {
 #endif
 }
 
-void keepMemoryTogether() {
+void limitAllocatorArenas() {
 #ifdef __GLIBC__
   constexpr int kArenas = 2;
   mallopt(M_ARENA_MAX, kArenas);

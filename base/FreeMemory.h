@@ -9,6 +9,6 @@ void returnFreeMemory();
 
 // Limits the allocator to two arenas. The default is up to eight for each core, and over many connections with their
 // threads each arena collects fragments that cannot be returned. To be called at the start of the program.
-void keepMemoryTogether();
+void limitAllocatorArenas();
 
 }  // namespace vantora

@@ -4,7 +4,7 @@ namespace vantora {
 
 QString iceStateLabel(IceState state) {
   switch (state) {
-    case IceState::fresh:
+    case IceState::initial:
       return QStringLiteral("new");
     case IceState::checking:
       return QStringLiteral("checking");

@@ -17,7 +17,7 @@ namespace {
 struct Task {
   WorkerThreads::Work work;
   std::stop_source stop;
-  TaskDone done;  // Main thread; null once the job is cancelled.
+  TaskDone done;  // Main thread; null once the task is cancelled.
 };
 
 }  // namespace
@@ -83,7 +83,7 @@ class WorkerThreads::Shared : public std::enable_shared_from_this<Shared> {
       lock.lock();
       std::erase(running_, task);
       if (over_) return;
-      // The closure holds the last reference, so that the job's captures are destroyed on the main thread. Under the
+      // The closure holds the last reference, so that the task's captures are destroyed on the main thread. Under the
       // mutex, because nothing may be posted once end() has begun.
       postToMain([task = std::move(task), result = std::move(result)] {
         if (const TaskDone done = std::exchange(task->done, nullptr)) done(result);

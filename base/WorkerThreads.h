@@ -10,7 +10,7 @@
 namespace vantora {
 
 // Runs work in the order of submission, on at most a fixed number of threads, and delivers results to the main thread.
-// Threads are started on demand and stay idle in between. Thread: main. Owner: the composition root; a job handle may
+// Threads are started on demand and stay idle in between. Thread: main. Owner: the composition root; a task handle may
 // outlive it and does nothing then.
 class WorkerThreads {
  public:

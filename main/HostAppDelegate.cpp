@@ -32,7 +32,8 @@ HostAppDelegate::Launch HostAppDelegate::applicationDidFinishLaunching() {
 
   const auto& signalingUrl = std::get<SignalingUrl>(address);
   const QByteArray name = launchName(environment_, room, signalingUrl.text);
-  if (secondLaunch_.claim(name, [this] { applicationShouldHandleReopen(); }) == SecondLaunch::Outcome::notifiedOther) {
+  if (singleInstance_.acquire(name, [this] { applicationShouldHandleReopen(); }) ==
+      SingleInstance::Outcome::notifiedRunning) {
     return {.alreadyRunning = true, .error = {}};
   }
 

@@ -6,7 +6,7 @@
 
 #include "base/QtScheduler.h"
 #include "main/desktop/DesktopProcessClient.h"
-#include "main/desktop/SecondLaunch.h"
+#include "main/desktop/SingleInstance.h"
 #include "main/session/Host.h"
 #include "main/telemetry/DiagnosticsReports.h"
 #include "main/telemetry/system/MachineStatistics.h"
@@ -52,7 +52,7 @@ class HostAppDelegate {
   const std::unique_ptr<DesktopSession> desktop_;
   std::unique_ptr<PeerConnectionFactory> factory_;
   std::unique_ptr<Host> host_;
-  SecondLaunch secondLaunch_;
+  SingleInstance singleInstance_;
 };
 
 }  // namespace vantora

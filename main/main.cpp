@@ -54,7 +54,7 @@ int runSession(int argc, char* argv[]) {
 }  // namespace
 
 int main(int argc, char* argv[]) {
-  vantora::keepMemoryTogether();
+  vantora::limitAllocatorArenas();
   std::signal(SIGPIPE, SIG_IGN);
   qInstallMessageHandler(toolkitMessage);
   QCoreApplication::setApplicationName(QStringLiteral("vantora-host"));

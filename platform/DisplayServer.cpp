@@ -4,7 +4,7 @@
 
 namespace vantora {
 
-bool displayServerAnswers() {
+bool isDisplayServerReachable() {
   xcb_connection_t* connection = xcb_connect(nullptr, nullptr);
   const bool answers = xcb_connection_has_error(connection) == 0;
   xcb_disconnect(connection);

@@ -4,6 +4,6 @@
 namespace vantora {
 
 // Whether the server that DISPLAY names accepts a connection now. Any thread; waits for the server without limit.
-bool displayServerAnswers();
+bool isDisplayServerReachable();
 
 }  // namespace vantora

@@ -22,9 +22,9 @@ class BestRoute {
       best_.interface = interface;
       metric_ = metric;
     }
-    if (!gateway.isEmpty() && (best_.gateway.isEmpty() || metric < gateway_metric_)) {
+    if (!gateway.isEmpty() && (best_.gateway.isEmpty() || metric < gatewayMetric_)) {
       best_.gateway = gateway;
-      gateway_metric_ = metric;
+      gatewayMetric_ = metric;
     }
   }
   [[nodiscard]] const DefaultRoute& best() const { return best_; }
@@ -32,7 +32,7 @@ class BestRoute {
  private:
   DefaultRoute best_;
   quint32 metric_ = 0;
-  quint32 gateway_metric_ = 0;
+  quint32 gatewayMetric_ = 0;
 };
 
 QString ipv6Text(const QString& hex) {

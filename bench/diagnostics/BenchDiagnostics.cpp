@@ -63,7 +63,7 @@ class Frames {
   Frames() : thread_([this](const std::stop_token& stop) { work(stop); }) {}
 
   // The frames that were due since the last call, and those that were ready before the next one was due.
-  FrameCount take() { return {all_.exchange(0), in_time_.exchange(0)}; }
+  FrameCount take() { return {all_.exchange(0), inTime_.exchange(0)}; }
 
  private:
   using Clock = std::chrono::steady_clock;
@@ -81,7 +81,7 @@ class Frames {
       }
       const auto late = Clock::now() - due;
       ++all_;
-      if (late <= kPeriod) ++in_time_;
+      if (late <= kPeriod) ++inTime_;
       // Missed frames are skipped; the next one is due at the next period.
       while (due + kPeriod < Clock::now()) {
         due += kPeriod;
@@ -97,7 +97,7 @@ class Frames {
   }
 
   std::atomic<int> all_ = 0;
-  std::atomic<int> in_time_ = 0;
+  std::atomic<int> inTime_ = 0;
   std::jthread thread_;
 };
 

@@ -86,9 +86,9 @@ int fail(const char* what) {
 
 int main(int argc, char** argv) {
   if (argc != 1 && !(argc == 3 && QByteArrayView(argv[1]) == "--out")) return fail("usage: bench_input [--out FILE]");
-  const testing_x11::XvfbServer server(1920, 1080);
+  const testx11::XvfbServer server(1920, 1080);
   if (!server.running()) return fail("no X server");
-  testing_x11::TestWindow window(server.display());
+  testx11::TestWindow window(server.display());
   const auto displays = makeX11Displays(server.display());
   const auto input = makeX11Input(server.display(), *displays);
   bool usable = false;

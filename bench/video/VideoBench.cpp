@@ -78,9 +78,9 @@ void convertAll(const std::uint8_t* bgra, int stride, webrtc::I420Buffer& frame)
 
 // Frames of a screen that changes entirely, and of one where a line of text changes.
 bool benchCapture(const Size& size, Report& report) {
-  const testing_x11::XvfbServer server(size.width, size.height);
+  const testx11::XvfbServer server(size.width, size.height);
   if (!server.running()) return false;
-  testing_x11::ScreenPainter painter(server.display());
+  testx11::ScreenPainter painter(server.display());
   const auto capture = makeX11ScreenCapture(server.display().toStdString());
   if (capture->open(0).outcome != ScreenCapture::Outcome::opened) return false;
   CapturedFrame image;

@@ -47,7 +47,7 @@ class ControlSender {
 
 // The sender that outlives peer connections: forwards to the channels of the current connection, drops everything while
 // there is no connection. Thread: main. Owner: Host.
-class CurrentControlSender final : public ControlSender {
+class ForwardingControlSender final : public ControlSender {
  public:
   // `target` may be null; it must call set(nullptr) before it is destroyed.
   void set(ControlSender* target) {

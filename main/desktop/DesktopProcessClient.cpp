@@ -26,41 +26,41 @@ DesktopProcessClient::DesktopProcessClient(Scheduler& scheduler, const QString& 
 
 void DesktopProcessClient::start(Callbacks callbacks, bool introduce) {
   callbacks_ = std::move(callbacks);
-  if (introduce) deliverKept({{u"type"_s, u"introduce"_s}});
+  if (introduce) deliverReliably({{u"type"_s, u"introduce"_s}});
   process_.start();
 }
 
 void DesktopProcessClient::connected() {
-  told_.reset();
+  lastSentState_.reset();
   changed();
 }
 
 void DesktopProcessClient::changed() {
   if (!callbacks_.state) return;
   HostState state = callbacks_.state();
-  if (told_ == state) return;
+  if (lastSentState_ == state) return;
   process_.send(toMessage(state));
-  told_ = std::move(state);
+  lastSentState_ = std::move(state);
 }
 
 void DesktopProcessClient::presentChat(const QString& from, const QString& text, qint64 ts) {
-  deliver(conversation_.add(from, text, ts));
+  deliver(backlog_.add(from, text, ts));
 }
 
 void DesktopProcessClient::deliverHostNotification(const QString& title, const QString& body) {
-  deliverKept({{u"type"_s, u"notify"_s},
-               {u"title"_s, title.left(kMaxNotificationUnits)},
-               {u"body"_s, body.left(kMaxNotificationUnits)}});
+  deliverReliably({{u"type"_s, u"notify"_s},
+                   {u"title"_s, title.left(kMaxNotificationUnits)},
+                   {u"body"_s, body.left(kMaxNotificationUnits)}});
 }
 
-void DesktopProcessClient::reopen() { deliverKept({{u"type"_s, u"reopen"_s}}); }
+void DesktopProcessClient::reopen() { deliverReliably({{u"type"_s, u"reopen"_s}}); }
 
 // A message sent before the desktop process reports "ready" would be lost if its display fails.
 void DesktopProcessClient::deliver(const JsonObject& message) {
   if (ready_) process_.send(message);
 }
 
-void DesktopProcessClient::deliverKept(JsonObject message) {
+void DesktopProcessClient::deliverReliably(JsonObject message) {
   message.insert(u"number"_s, kept_.next());
   kept_.add(message, toJson(message).size());
   deliver(message);
@@ -69,7 +69,7 @@ void DesktopProcessClient::deliverKept(JsonObject message) {
 void DesktopProcessClient::ready() {
   ready_ = true;
   clipboard_.connected();
-  for (const JsonObject& message : conversation_.messages()) process_.send(message);
+  for (const JsonObject& message : backlog_.messages()) process_.send(message);
   for (const auto& kept : kept_.kept()) process_.send(kept.entry);
 }
 
@@ -79,8 +79,7 @@ void DesktopProcessClient::take(const JsonObject& message) {
   if (*type == "ready"_L1) {
     ready();
   } else if (*type == "chat_shown"_L1) {
-    conversation_.shown(integerField(message, "number"_L1).value_or(-1),
-                        integerField(message, "unread"_L1).value_or(-1));
+    backlog_.shown(integerField(message, "number"_L1).value_or(-1), integerField(message, "unread"_L1).value_or(-1));
   } else if (*type == "done"_L1) {
     kept_.remove(integerField(message, "number"_L1).value_or(0));
   } else if (*type == "action"_L1) {

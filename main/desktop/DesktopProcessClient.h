@@ -4,7 +4,7 @@
 #include <functional>
 #include <optional>
 
-#include "main/desktop/Conversation.h"
+#include "main/desktop/ChatBacklog.h"
 #include "main/desktop/DesktopProcess.h"
 #include "main/desktop/NumberedOutbox.h"
 #include "main/desktop/RemoteClipboard.h"
@@ -49,13 +49,13 @@ class DesktopProcessClient {
   void deliver(const JsonObject& message);
   // Gives the message a "number", which the desktop process confirms once it has carried the message out; until then
   // the message is sent to each new process.
-  void deliverKept(JsonObject message);
+  void deliverReliably(JsonObject message);
   void ready();
 
   Callbacks callbacks_;
-  std::optional<HostState> told_;
+  std::optional<HostState> lastSentState_;
   bool ready_ = false;
-  Conversation conversation_;
+  ChatBacklog backlog_;
   NumberedOutbox<JsonObject> kept_{{.entries = kMaxKeptMessages, .weight = kMaxKeptBytes}};
   RemoteClipboard clipboard_;
   DesktopProcess process_;

@@ -13,7 +13,7 @@ namespace vantora {
 
 // Entries in the order they were added, numbered 1, 2, ... for as long as the program runs, so that the other side can
 // confirm which ones it has handled. Limited in number and in total weight (given with each entry); beyond either the
-// oldest are dropped. Thread: main. Owner: Conversation, DesktopProcessClient.
+// oldest are dropped. Thread: main. Owner: ChatBacklog, DesktopProcessClient.
 template <typename Entry>
 class NumberedOutbox {
  public:

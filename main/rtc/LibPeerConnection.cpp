@@ -87,7 +87,7 @@ IceState iceStateOf(webrtc::PeerConnectionInterface::IceConnectionState state) {
   using Lib = webrtc::PeerConnectionInterface;
   switch (state) {
     case Lib::kIceConnectionNew:
-      return IceState::fresh;
+      return IceState::initial;
     case Lib::kIceConnectionChecking:
       return IceState::checking;
     case Lib::kIceConnectionConnected:

@@ -61,7 +61,7 @@ class NoAudioDecoders : public webrtc::AudioDecoderFactory {
 
 class WebRtcRuntime final : public PeerConnectionFactory {
  public:
-  explicit WebRtcRuntime(MakeVideoEncoders makeEncoders)
+  explicit WebRtcRuntime(VideoEncoderFactoryMaker makeEncoders)
       : network_(std::make_unique<rtc::Thread>(std::make_unique<LargeBufferSocketServer>())),
         worker_(rtc::Thread::Create()),
         signalling_(rtc::Thread::Create()) {
@@ -114,7 +114,7 @@ class WebRtcRuntime final : public PeerConnectionFactory {
 
 }  // namespace
 
-std::unique_ptr<PeerConnectionFactory> makeWebRtcRuntime(MakeVideoEncoders makeEncoders) {
+std::unique_ptr<PeerConnectionFactory> makeWebRtcRuntime(VideoEncoderFactoryMaker makeEncoders) {
   return std::make_unique<WebRtcRuntime>(makeEncoders);
 }
 

@@ -13,11 +13,12 @@ class VideoEncoderFactory;
 namespace vantora {
 
 // Makes the video encoders of a runtime; the next frame they encode after a request is a key frame.
-using MakeVideoEncoders = std::unique_ptr<webrtc::VideoEncoderFactory> (*)(std::shared_ptr<const KeyFrameRequest>);
+using VideoEncoderFactoryMaker =
+    std::unique_ptr<webrtc::VideoEncoderFactory> (*)(std::shared_ptr<const KeyFrameRequest>);
 
 // Starts the library's network, worker and signalling threads and makes peer connections with the encoders of
 // `makeEncoders` and the library's decoders; no audio device is opened. Main thread. Must outlive every peer connection
 // and video source made with it.
-[[nodiscard]] std::unique_ptr<PeerConnectionFactory> makeWebRtcRuntime(MakeVideoEncoders makeEncoders);
+[[nodiscard]] std::unique_ptr<PeerConnectionFactory> makeWebRtcRuntime(VideoEncoderFactoryMaker makeEncoders);
 
 }  // namespace vantora

@@ -110,7 +110,7 @@ class Host {
   Platform platform_;
   const QString roomId_;
   std::function<void()> changedHandler_;
-  CurrentControlSender sender_;
+  ForwardingControlSender sender_;
   InputInjector injector_;
   SupportCommands commands_;
   ChatInbox chat_;

@@ -6,8 +6,8 @@ using namespace Qt::Literals::StringLiterals;
 
 void DiagnosticsRequests::handleRun(ControlChannel origin) {
   if (!report_ || pending_.size() >= kMaxPending) return;
-  const auto entry = pending_.insert(pending_.end(), Pending{.origin = origin, .job = nullptr});
-  entry->job = report_([this, entry](const JsonObject& report) {
+  const auto entry = pending_.insert(pending_.end(), Pending{.origin = origin, .task = nullptr});
+  entry->task = report_([this, entry](const JsonObject& report) {
     const ControlChannel channel = entry->origin;
     pending_.erase(entry);
     sender_.send(channel, {{u"type"_s, u"diagnostics_result"_s}, {u"payload"_s, report}});

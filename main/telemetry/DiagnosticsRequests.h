@@ -30,7 +30,7 @@ class DiagnosticsRequests {
  private:
   struct Pending {
     ControlChannel origin;
-    std::unique_ptr<BackgroundTask> job;
+    std::unique_ptr<BackgroundTask> task;
   };
 
   ControlSender& sender_;

@@ -3,7 +3,7 @@
 #include <QGuiApplication>
 #include <QWidget>
 
-#include "platform/WindowFront.h"
+#include "platform/WindowActivation.h"
 
 namespace vantora {
 
@@ -12,7 +12,7 @@ void bringToFront(QWidget& window) {
   window.show();
   window.raise();
   window.activateWindow();
-  forceToFront(window.winId(), QGuiApplication::platformName());
+  activateWindow(window.winId(), QGuiApplication::platformName());
 }
 
 void showInFront(QWidget& window) {
@@ -20,7 +20,7 @@ void showInFront(QWidget& window) {
   window.show();
   window.setAttribute(Qt::WA_ShowWithoutActivating, false);
   window.raise();
-  forceToTop(window.winId(), QGuiApplication::platformName());
+  raiseWindow(window.winId(), QGuiApplication::platformName());
 }
 
 void keepActivationToken(const QString& token) {

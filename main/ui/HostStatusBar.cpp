@@ -37,10 +37,10 @@ void HostStatusBar::refresh() {
 
 void HostStatusBar::updateButton() {
   const HostState& state = session_.state();
-  tray_.setLook({.fill = statusColor(state.iceState),
-                 .outline = iconOutline(),
-                 .unread = unreadChatCount_ >= 1,
-                 .toolTip = statusToolTip(state)});
+  tray_.setAppearance({.fill = statusColor(state.iceState),
+                       .outline = iconOutline(),
+                       .unread = unreadChatCount_ >= 1,
+                       .toolTip = statusToolTip(state)});
 }
 
 void HostStatusBar::rebuildMenu() {

@@ -10,7 +10,7 @@ namespace vantora {
 
 // Everything the menu shows, as one value.
 struct HostState {
-  IceState iceState = IceState::fresh;
+  IceState iceState = IceState::initial;
   QString qualityPreset;
   QString roomId;
   QString controlPIN;

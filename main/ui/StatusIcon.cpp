@@ -51,7 +51,7 @@ class BoltEngine final : public QIconEngine {
 
 QColor statusColor(IceState state) {
   switch (state) {
-    case IceState::fresh:
+    case IceState::initial:
     case IceState::checking:
       return kYellow;
     case IceState::connected:

@@ -3,7 +3,7 @@
 #include <QApplication>
 
 #include "main/ui/StatusIcon.h"
-#include "platform/WindowFront.h"
+#include "platform/WindowActivation.h"
 
 namespace vantora {
 

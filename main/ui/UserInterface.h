@@ -7,7 +7,7 @@
 #include "base/InfoDictionary.h"
 #include "main/ui/DesktopAppearance.h"
 #include "main/ui/HostStatusBar.h"
-#include "main/ui/PaletteWatch.h"
+#include "main/ui/PaletteObserver.h"
 #include "main/ui/SessionControl.h"
 #include "main/ui/UserNotifications.h"
 #include "main/ui/panel/PanelFallback.h"
@@ -48,7 +48,7 @@ class UserInterface {
   DesktopAppearance appearance_;
   HostStatusBar statusBar_;
   UserNotifications notifications_;
-  PaletteWatch palette_{[this] { paletteChanged(); }};
+  PaletteObserver palette_{[this] { paletteChanged(); }};
   std::unique_ptr<PanelFallback> panelFallback_;
 };
 

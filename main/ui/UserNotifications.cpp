@@ -53,7 +53,7 @@ UserNotifications::UserNotifications(const QDBusConnection& bus, const InfoDicti
         if (!ours_.contains(signal.arguments().value(0).toUInt())) return;
         keepActivationToken(signal.arguments().value(1).toString());
       });
-  presence_ = std::make_unique<DBusPresence>(bus_, kService, [this](bool) {
+  presence_ = std::make_unique<DBusNameWatcher>(bus_, kService, [this](bool) {
     // Another server: capabilities and notifications of the old one no longer apply.
     markup_.reset();
     ours_.clear();

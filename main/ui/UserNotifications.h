@@ -10,7 +10,7 @@
 #include <optional>
 
 #include "base/InfoDictionary.h"
-#include "main/ui/dbus/DBusPresence.h"
+#include "main/ui/dbus/DBusNameWatcher.h"
 #include "main/ui/dbus/DBusSignal.h"
 
 namespace vantora {
@@ -68,7 +68,7 @@ class UserNotifications {
   std::unique_ptr<DBusSignal> action_;
   std::unique_ptr<DBusSignal> closed_;
   std::unique_ptr<DBusSignal> token_;
-  std::unique_ptr<DBusPresence> presence_;
+  std::unique_ptr<DBusNameWatcher> presence_;
 };
 
 }  // namespace vantora

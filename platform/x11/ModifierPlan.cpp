@@ -32,8 +32,8 @@ ModifierPlan planModifiers(const ModifierTable& table, const KeyModifiers& wante
       if (!down[key]) continue;
       active = true;
       if (wants(wanted, modifier)) continue;
-      plan.lift.push_back(key);
-      if (!own[key]) plan.putBack.push_back(key);
+      plan.release.push_back(key);
+      if (!own[key]) plan.restore.push_back(key);
     }
     if (wants(wanted, modifier) && !active && entry.press != 0) plan.press.push_back(entry.press);
   }

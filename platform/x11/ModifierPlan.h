@@ -30,9 +30,9 @@ struct ModifierKeys {
 using ModifierTable = std::array<ModifierKeys, kModifiers.size()>;
 
 struct ModifierPlan {
-  std::vector<Keycode> lift;     // Release before the event, in this order.
+  std::vector<Keycode> release;  // Release before the event, in this order.
   std::vector<Keycode> press;    // Press before the event, after the releases.
-  std::vector<Keycode> putBack;  // Press again after the event: held by the local user.
+  std::vector<Keycode> restore;  // Press again after the event: held by the local user.
   bool operator==(const ModifierPlan&) const = default;
 };
 

@@ -108,7 +108,7 @@ xcb_connection_t* X11Connection::current() {
   return connection_ != nullptr && xcb_connection_has_error(connection_) == 0 && responsive() ? connection_ : nullptr;
 }
 
-xcb_connection_t* X11Connection::currentEvenIfSilent() {
+xcb_connection_t* X11Connection::writableConnection() {
   const bool open = connection_ != nullptr && xcb_connection_has_error(connection_) == 0;
   return open && writable(std::chrono::milliseconds(0)) ? connection_ : nullptr;
 }
@@ -162,7 +162,7 @@ void X11Connection::fallSilent() {
   if (writable(std::chrono::milliseconds(0))) xcb_flush(connection_);
 }
 
-bool X11Connection::answers() {
+bool X11Connection::roundTrip() {
   if (connection_ == nullptr) return false;
   return reply<xcb_get_input_focus_reply_t>(xcb_get_input_focus_unchecked(connection_)) != nullptr;
 }
@@ -171,7 +171,7 @@ bool X11Connection::offers(xcb_extension_t* extension) {
   if (connection_ == nullptr) return false;
   xcb_prefetch_extension_data(connection_, extension);
   // Replies come in order: after this one the extension's has arrived too, so hasExtension() does not wait.
-  return answers() && hasExtension(connection_, extension);
+  return roundTrip() && hasExtension(connection_, extension);
 }
 
 bool X11Connection::ignoreServerGrabs() {

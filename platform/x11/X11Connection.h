@@ -48,7 +48,7 @@ class X11Connection {
   xcb_connection_t* current();
   // The open connection, also of a silent server, when its socket is writable now; else null. A silent server reads the
   // data later.
-  xcb_connection_t* currentEvenIfSilent();
+  xcb_connection_t* writableConnection();
   // Whether the server exists but has not replied in time.
   bool silent() const { return probe_.has_value() || attempt_ != nullptr; }
   // Counts successful openings and the ends of silent periods: a changed number means that server-side state is new or
@@ -63,7 +63,7 @@ class X11Connection {
     return XcbPtr<Reply>(static_cast<Reply*>(await(cookie.sequence)));
   }
   // Waits until the server has processed everything sent so far; false on failure. A round trip.
-  bool answers();
+  bool roundTrip();
   // Whether the server offers `extension`. One round trip; the first use of the extension then needs no other.
   bool offers(xcb_extension_t* extension);
   // From now on requests of this connection are processed even while another program has grabbed the server. False when

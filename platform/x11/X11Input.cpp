@@ -56,18 +56,18 @@ class X11Input final : public DesktopInput {
 
   ~X11Input() override {
     // A server keeps keys down that a client pressed, even after the client has disconnected.
-    if (xcb_connection_t* connection = connection_.currentEvenIfSilent(); connection != nullptr && hasTest_) {
+    if (xcb_connection_t* connection = connection_.writableConnection(); connection != nullptr && hasTest_) {
       releaseHeld(connection);
       // Waits until the server has processed everything: closing right after a write can lose the data. A silent server
       // may still read it later.
-      std::ignore = connection_.answers();
+      std::ignore = connection_.roundTrip();
     }
   }
 
   void requestPermission(PermissionCallback answer) override {
     affinity_.check("X11Input::requestPermission");
     // The loss of a server is detected only by a request.
-    const bool usable = ready() != nullptr && connection_.answers();
+    const bool usable = ready() != nullptr && connection_.roundTrip();
     answer({.granted = usable, .reason = xwayland_ ? kXwaylandTakesNothing.toString() : QString()});
   }
 
@@ -116,7 +116,7 @@ class X11Input final : public DesktopInput {
     // After the replies, so that every earlier change of the keyboard is known.
     drain(connection);
     keyboard_.refresh(connection_);
-    settlePutBack(connection, state.down);
+    releaseRestored(connection, state.down);
 
     const auto held = heldKeys_.find(code);
     // A key is released with the keycode of its press, even if the layout has changed since.
@@ -125,7 +125,7 @@ class X11Input final : public DesktopInput {
     if (!down && held == heldKeys_.end()) return true;
 
     const ModifierPlan plan = planModifiers(keyboard_.modifiers(), modifiers, state.down, ownModifiers_);
-    for (const Keycode key : plan.lift) setModifier(connection, key, false);
+    for (const Keycode key : plan.release) setModifier(connection, key, false);
     for (const Keycode key : plan.press) setModifier(connection, key, true);
     if (down) {
       pressKey(connection, code, keycode, state.repeats);
@@ -133,9 +133,9 @@ class X11Input final : public DesktopInput {
       releaseKey(connection, held->second, state.repeats);
       heldKeys_.erase(held);
     }
-    for (const Keycode key : plan.putBack) {
+    for (const Keycode key : plan.restore) {
       fake(connection, XCB_KEY_PRESS, key);
-      putBack_[key] = true;
+      restored_[key] = true;
     }
     if (heldKeys_.empty()) releaseModifiers(connection);
     xcb_flush(connection);
@@ -146,7 +146,7 @@ class X11Input final : public DesktopInput {
     affinity_.check("X11Input::releaseAll");
     xcb_connection_t* connection = ready();
     // A silent server processes this when it resumes, possibly without any later call from here.
-    if (connection == nullptr && hasTest_) connection = connection_.currentEvenIfSilent();
+    if (connection == nullptr && hasTest_) connection = connection_.writableConnection();
     if (connection == nullptr) return;
     releaseHeld(connection);
   }
@@ -275,13 +275,13 @@ class X11Input final : public DesktopInput {
     }
   }
 
-  // A modifier that was put back for the local user is also down on the test keyboard and stays down there after the
+  // A modifier that was restored for the local user is also down on the test keyboard and stays down there after the
   // user's release: then it is released here too, or it could not be pressed again.
-  void settlePutBack(xcb_connection_t* connection, const Keymap& down) {
-    for (std::size_t key = 0; key < putBack_.size(); ++key) {
-      if (!putBack_[key] || down[key]) continue;
+  void releaseRestored(xcb_connection_t* connection, const Keymap& down) {
+    for (std::size_t key = 0; key < restored_.size(); ++key) {
+      if (!restored_[key] || down[key]) continue;
       fake(connection, XCB_KEY_RELEASE, static_cast<Keycode>(key));
-      putBack_[key] = false;
+      restored_[key] = false;
     }
   }
 
@@ -289,13 +289,13 @@ class X11Input final : public DesktopInput {
     for (std::size_t button = 1; button < heldButtons_.size(); ++button) {
       releaseButton(connection, static_cast<LogicalButton>(button));
     }
-    if (!heldKeys_.empty() || putBack_.any()) {
+    if (!heldKeys_.empty() || restored_.any()) {
       KeyboardState state;
       const bool known = readState(connection, state);
       if (!known) state.repeats = lastRepeats_;
       for (const auto& [code, key] : heldKeys_) releaseKey(connection, key, state.repeats);
       heldKeys_.clear();
-      if (known) settlePutBack(connection, state.down);
+      if (known) releaseRestored(connection, state.down);
     }
     releaseModifiers(connection);
     verticalWheel_.reset();
@@ -318,7 +318,7 @@ class X11Input final : public DesktopInput {
   std::array<std::uint8_t, 8> heldButtons_{};  // Physical button that was pressed, by logical button; 0: up.
   std::map<std::uint16_t, HeldKey> heldKeys_;  // By the kernel's code: bounded by the table of positions.
   Keymap ownModifiers_;                        // Modifier keys held for the viewer.
-  Keymap putBack_;                             // Modifier keys pressed again for the local user.
+  Keymap restored_;                            // Modifier keys pressed again for the local user.
   WheelClicks verticalWheel_;
   WheelClicks horizontalWheel_;
 };

@@ -30,7 +30,7 @@ inline QCoreApplication& application() {
 
 // Runs the event loop until `done` holds; false when it does not within a test's timeout.
 inline bool waitUntil(const std::function<bool()>& done) {
-  testing_loop::Timeout timeout;
+  testloop::Timeout timeout;
   QEventLoop loop;
   QTimer tick;
   QObject::connect(&tick, &QTimer::timeout, &loop, [&] {

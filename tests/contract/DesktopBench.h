@@ -46,7 +46,7 @@ class DesktopContract : public testing::TestWithParam<std::function<std::unique_
   static constexpr int kHeight = 600;
 
   void SetUp() override {
-    testing_loop::ensureApplication();
+    testloop::ensureApplication();
     bench_ = GetParam()();
     ASSERT_TRUE(bench_);
   }

@@ -43,12 +43,12 @@ TEST_P(DisplaysContract, reportsAChange) {
   int told = 0;
   displays().setChangedHandler([&] { ++told; });
   bench_->split();
-  EXPECT_TRUE(testing_loop::waitFor([&] { return told > 0 && bounds().size() == 2; }));
-  testing_loop::drain();
+  EXPECT_TRUE(testloop::waitFor([&] { return told > 0 && bounds().size() == 2; }));
+  testloop::drain();
   const int before = told;
   displays().setChangedHandler(nullptr);
   bench_->lose();
-  testing_loop::drain();
+  testloop::drain();
   EXPECT_EQ(told, before) << "nobody wants to know any more";
 }
 
@@ -57,7 +57,7 @@ TEST_P(DisplaysContract, reportsThatTheDesktopIsGone) {
   EXPECT_EQ(bounds().size(), 1U);
   displays().setChangedHandler([&] { ++told; });
   bench_->lose();
-  EXPECT_TRUE(testing_loop::waitFor([&] { return told > 0; }));
+  EXPECT_TRUE(testloop::waitFor([&] { return told > 0; }));
   EXPECT_TRUE(displays().list().empty());
 }
 

@@ -35,7 +35,7 @@ class ScreenCaptureContract : public DesktopContract {
   }
   // Polls until that comes of it; other results are passed over.
   [[nodiscard]] bool pollUntil(Poll wanted) {
-    testing_loop::Timeout timeout;
+    testloop::Timeout timeout;
     while (!timeout.isOver()) {
       if (capture_->poll(frame_) == wanted) return true;
       (void)capture_->wait(std::chrono::milliseconds(100), WakeOn::changeOrCall);

@@ -13,7 +13,7 @@ class SystemCursorContract : public DesktopContract {
     cursor().watch({.cursorChanged = [this] { ++changes_; }, .pointerUsed = [this] { ++uses_; }});
   }
   [[nodiscard]] bool becomes(const QString& name) {
-    return testing_loop::waitFor([&] {
+    return testloop::waitFor([&] {
       const auto shown = cursor().currentCursor();
       return shown && shown->name == name;
     });
@@ -38,7 +38,7 @@ TEST_P(SystemCursorContract, reportsAnotherCursorByItself) {
   ASSERT_TRUE(becomes(QStringLiteral("xterm")));
   const int before = changes_;
   bench_->showCursor(QStringLiteral("fleur"));
-  EXPECT_TRUE(testing_loop::waitFor([&] { return changes_ > before; }));
+  EXPECT_TRUE(testloop::waitFor([&] { return changes_ > before; }));
   EXPECT_TRUE(becomes(QStringLiteral("fleur")));
 }
 
@@ -67,7 +67,7 @@ TEST_P(SystemCursorContract, reportsOneUseOfThePointerForEachRequest) {
   bench_->showCursor(QStringLiteral("fleur"));
   ASSERT_TRUE(becomes(QStringLiteral("fleur")));
   for (int i = 0; i < 5; ++i) bench_->movePointer();
-  ASSERT_TRUE(testing_loop::waitFor([&] { return uses_ > 0; }));
+  ASSERT_TRUE(testloop::waitFor([&] { return uses_ > 0; }));
   bench_->showCursor(QStringLiteral("hand2"));
   ASSERT_TRUE(becomes(QStringLiteral("hand2")));
   EXPECT_EQ(uses_, 1);
@@ -80,7 +80,7 @@ TEST_P(SystemCursorContract, reportsNothingAfterTheEndOfTheWatch) {
   const int before = changes_;
   bench_->showCursor(QStringLiteral("fleur"));
   bench_->movePointer();
-  testing_loop::drain();
+  testloop::drain();
   EXPECT_EQ(changes_, before);
   EXPECT_EQ(uses_, 0);
 }
@@ -90,7 +90,7 @@ TEST_P(SystemCursorContract, knowsNoCursorOnceTheDesktopIsGone) {
   watch();
   ASSERT_TRUE(becomes(QStringLiteral("xterm")));
   bench_->lose();
-  EXPECT_TRUE(testing_loop::waitFor([&] { return !cursor().currentCursor(); }));
+  EXPECT_TRUE(testloop::waitFor([&] { return !cursor().currentCursor(); }));
 }
 
 }  // namespace vantora

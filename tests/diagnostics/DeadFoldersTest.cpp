@@ -8,8 +8,8 @@
 #include "Diagnostics/PathProbe.h"
 #include "Diagnostics/Pieces.h"
 #include "base/process/AbandonableThread.h"
-#include "tests/diagnostics/MadeUpMachine.h"
 #include "tests/diagnostics/Printing.h"
+#include "tests/diagnostics/SyntheticMachine.h"
 
 namespace vantora::Diagnostics {
 namespace {
@@ -101,7 +101,7 @@ TEST_F(DeadFoldersTest, aServerThatIsBackIsAskedAgain) {
 }
 
 TEST_F(DeadFoldersTest, aDeadHomeCostsItsOwnFiguresOnly) {
-  MadeUpMachine machine;
+  SyntheticMachine machine;
   machine.file(u"/etc/os-release"_s, "PRETTY_NAME=X\n");
   machine.file(u"/home/user/.config/user-dirs.dirs"_s, "XDG_DOWNLOAD_DIR=\"$HOME/Loaded\"\n");
   machine.folder(u"/home/user/.cache"_s);
@@ -127,7 +127,7 @@ TEST_F(DeadFoldersTest, aDeadHomeCostsItsOwnFiguresOnly) {
 }
 
 TEST_F(DeadFoldersTest, commandsDoNotSearchForToolsInADeadFolder) {
-  MadeUpMachine machine;
+  SyntheticMachine machine;
   machine.folder(u"/bin"_s);
   machine.folder(u"/home/user/bin"_s);
   Options options = machine.realOptions();
@@ -142,7 +142,7 @@ TEST_F(DeadFoldersTest, commandsDoNotSearchForToolsInADeadFolder) {
 }
 
 TEST_F(DeadFoldersTest, aReportEndsInTimeWhateverDoesNotComeBack) {
-  MadeUpMachine machine;
+  SyntheticMachine machine;
   machine.tool(u"ping"_s);
   machine.file(u"/etc/os-release"_s, "PRETTY_NAME=X\n");
   Options options = machine.options();
@@ -163,7 +163,7 @@ TEST_F(DeadFoldersTest, aReportEndsInTimeWhateverDoesNotComeBack) {
 }
 
 TEST_F(DeadFoldersTest, whatCameBackInTimeIsInTheReport) {
-  MadeUpMachine machine;
+  SyntheticMachine machine;
   machine.file(u"/etc/os-release"_s, "PRETTY_NAME=X\n");
   machine.tool(u"apt"_s);
   machine.file(u"/var/lib/dpkg/status"_s, "");
@@ -180,7 +180,7 @@ TEST_F(DeadFoldersTest, whatCameBackInTimeIsInTheReport) {
 }
 
 TEST_F(DeadFoldersTest, processesThatCannotBeReadDoNotHoldTheOthersBack) {
-  MadeUpMachine machine;
+  SyntheticMachine machine;
   machine.file(u"/etc/os-release"_s, "PRETTY_NAME=X\n");
   const std::vector<Collector> pieces = {{.section = "processes"_L1,
                                           .collect =
@@ -204,7 +204,7 @@ TEST_F(DeadFoldersTest, processesThatCannotBeReadDoNotHoldTheOthersBack) {
 }
 
 TEST_F(DeadFoldersTest, aStoppedReportDoesNotWaitForItsDeadline) {
-  MadeUpMachine machine;
+  SyntheticMachine machine;
   machine.tool(u"ping"_s);
   std::stop_source stop;
   Options options = machine.options();
@@ -224,7 +224,7 @@ TEST_F(DeadFoldersTest, aStoppedReportDoesNotWaitForItsDeadline) {
 }
 
 TEST_F(DeadFoldersTest, reportsThatNeverEndDoNotPileUpThreads) {
-  MadeUpMachine machine;
+  SyntheticMachine machine;
   const std::vector<Collector> pieces(8, {.section = "updates"_L1, .collect = [](const Probe& probe) {
                                             return QJsonObject{{u"a"_s, probe.sh(u"x"_s)}};
                                           }});

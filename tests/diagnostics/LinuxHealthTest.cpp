@@ -5,9 +5,9 @@
 #include <QJsonArray>
 
 #include "Diagnostics/Diagnostics.h"
-#include "tests/diagnostics/MadeUpMachine.h"
 #include "tests/diagnostics/Printing.h"
-#include "tests/fakes/OpenWatch.h"
+#include "tests/diagnostics/SyntheticMachine.h"
+#include "tests/fakes/FileOpenDetector.h"
 
 namespace vantora::Diagnostics {
 namespace {
@@ -17,7 +17,7 @@ const QJsonObject kNoCrashes{{u"recent"_s, QJsonArray()}, {u"kernelPanics"_s, 0}
 const QJsonObject kNobodyKnows{{u"kernelPanics"_s, 0}};
 
 // Adds a journal, with the signs that it was read to its end and that the user may read it.
-void addJournal(MadeUpMachine& machine, const QString& crashes = u"end\n"_s,
+void addJournal(SyntheticMachine& machine, const QString& crashes = u"end\n"_s,
                 const QString& latest = u"Linux version 6.1.0"_s) {
   machine.file(u"/var/log/journal/0123/system.journal"_s, "");
   machine.tool(u"journalctl"_s);
@@ -26,50 +26,50 @@ void addJournal(MadeUpMachine& machine, const QString& crashes = u"end\n"_s,
 }
 
 TEST(LinuxCrashesTest, aMachineWithoutCrashesHasEmptyLists) {
-  MadeUpMachine withJournal;
+  SyntheticMachine withJournal;
   addJournal(withJournal);
   EXPECT_EQ(crashInfo(withJournal.options()), kNoCrashes);
 
-  MadeUpMachine withApport;
+  SyntheticMachine withApport;
   withApport.file(u"/usr/share/apport/apport"_s, "");
   EXPECT_EQ(crashInfo(withApport.options()), kNoCrashes);
 
-  MadeUpMachine withCoreService;
+  SyntheticMachine withCoreService;
   withCoreService.tool(u"coredumpctl"_s);
   EXPECT_EQ(crashInfo(withCoreService.options()), kNoCrashes);
 }
 
 TEST(LinuxCrashesTest, reportsNoCrashesWithoutASource) {
-  EXPECT_EQ(crashInfo(MadeUpMachine().options()), kNobodyKnows);
+  EXPECT_EQ(crashInfo(SyntheticMachine().options()), kNobodyKnows);
 
-  MadeUpMachine withoutTool;
+  SyntheticMachine withoutTool;
   withoutTool.file(u"/var/log/journal/0123/system.journal"_s, "");
   EXPECT_EQ(crashInfo(withoutTool.options()), kNobodyKnows);
 
-  MadeUpMachine unreadable;
+  SyntheticMachine unreadable;
   addJournal(unreadable, u"end\n"_s, {});
   EXPECT_EQ(crashInfo(unreadable.options()), kNobodyKnows);
 
-  MadeUpMachine withEmptyJournal;
+  SyntheticMachine withEmptyJournal;
   withEmptyJournal.folder(u"/run/log/journal/0123"_s);
   withEmptyJournal.tool(u"journalctl"_s);
   withEmptyJournal.answer(u"-o cat -n 1 "_s, u"Linux version 6.1.0"_s);
   EXPECT_EQ(crashInfo(withEmptyJournal.options()), kNobodyKnows);
   EXPECT_FALSE(withEmptyJournal.ran(u"journalctl"_s));
 
-  MadeUpMachine withKernelDumps;
+  SyntheticMachine withKernelDumps;
   withKernelDumps.file(u"/var/crash/kexec_cmd"_s, "");
   EXPECT_EQ(crashInfo(withKernelDumps.options()), kNobodyKnows);
 }
 
 TEST(LinuxCrashesTest, aJournalThatTookTooLongReportsNothing) {
-  MadeUpMachine slow;
+  SyntheticMachine slow;
   addJournal(slow, {});
   EXPECT_EQ(crashInfo(slow.options()), kNobodyKnows);
 }
 
 TEST(LinuxCrashesTest, readsTheKernelsLinesInTheJournal) {
-  MadeUpMachine machine;
+  SyntheticMachine machine;
   addJournal(machine,
              u"1700000009.000000 desk kernel: gedit[78]: segfault at 0 ip 00007f12 sp 00007ffc error 4 in "
              u"libgtk-4.so[7f10+64]\n"
@@ -89,7 +89,7 @@ TEST(LinuxCrashesTest, readsTheKernelsLinesInTheJournal) {
 }
 
 TEST(LinuxCrashesTest, gathersCoresReportsAndTheCoreService) {
-  MadeUpMachine machine;
+  SyntheticMachine machine;
   const QString core =
       u"/var/lib/systemd/coredump/core.chromium-browse.1000.0123456789abcdef.77.4000000000000000.zst"_s;
   machine.file(core, "");
@@ -114,7 +114,7 @@ TEST(LinuxCrashesTest, gathersCoresReportsAndTheCoreService) {
 }
 
 TEST(LinuxCrashesTest, countsPanicsOnceAndAtMostTwenty) {
-  MadeUpMachine machine;
+  SyntheticMachine machine;
   machine.file(u"/sys/fs/pstore/dmesg-efi_pstore-1"_s, "Panic#1 Part1\nKernel panic - not syncing: x\n");
   machine.file(u"/sys/fs/pstore/dmesg-efi_pstore-2"_s, "Oops#1 Part1\n");
   machine.file(u"/var/lib/systemd/pstore/170000/dmesg.txt"_s, "Kernel panic - not syncing: y\n");
@@ -128,14 +128,14 @@ TEST(LinuxCrashesTest, countsPanicsOnceAndAtMostTwenty) {
   EXPECT_EQ(crashInfo(machine.options())[u"kernelPanics"_s], 20);
 }
 
-void addBattery(MadeUpMachine& machine, const QString& name, const QList<QPair<QString, QByteArray>>& values) {
+void addBattery(SyntheticMachine& machine, const QString& name, const QList<QPair<QString, QByteArray>>& values) {
   const QString folder = u"/sys/class/power_supply/"_s + name + u'/';
   machine.file(folder + u"type"_s, "Battery\n");
   for (const auto& [key, value] : values) machine.file(folder + key, value + '\n');
 }
 
 TEST(LinuxBatteryTest, withoutABatteryTheObjectIsEmpty) {
-  MadeUpMachine machine;
+  SyntheticMachine machine;
   machine.file(u"/sys/class/power_supply/AC/type"_s, "Mains\n");
   addBattery(machine, u"hid-mouse"_s, {{u"scope"_s, "Device"}, {u"cycle_count"_s, "3"}, {u"temp"_s, "300"}});
   EXPECT_EQ(batteryInfo(machine.options()), QJsonObject());
@@ -143,7 +143,7 @@ TEST(LinuxBatteryTest, withoutABatteryTheObjectIsEmpty) {
 }
 
 TEST(LinuxBatteryTest, readsWearAndTemperature) {
-  MadeUpMachine machine;
+  SyntheticMachine machine;
   addBattery(machine, u"BAT0"_s,
              {{u"cycle_count"_s, "213"},
               {u"energy_full"_s, "45050000"},
@@ -154,7 +154,7 @@ TEST(LinuxBatteryTest, readsWearAndTemperature) {
 }
 
 TEST(LinuxBatteryTest, twoBatteriesAreOneAndZeroCyclesAreNotCounted) {
-  MadeUpMachine machine;
+  SyntheticMachine machine;
   addBattery(machine, u"BAT0"_s,
              {{u"cycle_count"_s, "0"}, {u"charge_full"_s, "1000"}, {u"charge_full_design"_s, "1000"}});
   addBattery(machine, u"BAT1"_s, {{u"charge_full"_s, "500"}, {u"charge_full_design"_s, "1000"}});
@@ -162,7 +162,7 @@ TEST(LinuxBatteryTest, twoBatteriesAreOneAndZeroCyclesAreNotCounted) {
 }
 
 TEST(LinuxThermalTest, readsZonesAndSensors) {
-  MadeUpMachine machine;
+  SyntheticMachine machine;
   EXPECT_EQ(thermalInfo(machine.options()), QJsonObject({{u"state"_s, u"unknown"_s}}));
   const QString zone = u"/sys/class/thermal/thermal_zone0/"_s;
   machine.file(zone + u"temp"_s, "85000\n");
@@ -181,7 +181,7 @@ TEST(LinuxThermalTest, readsZonesAndSensors) {
   EXPECT_EQ(thermalInfo(machine.options())[u"state"_s], u"fair"_s) << "a broken sensor";
 }
 
-void addProcess(MadeUpMachine& machine, int pid, const QByteArray& name, int cpuTicks, int pages,
+void addProcess(SyntheticMachine& machine, int pid, const QByteArray& name, int cpuTicks, int pages,
                 const QByteArray& command) {
   const QByteArray id = QByteArray::number(pid);
   const QString folder = u"/proc/"_s + QString::fromLatin1(id);
@@ -191,7 +191,7 @@ void addProcess(MadeUpMachine& machine, int pid, const QByteArray& name, int cpu
 }
 
 TEST(LinuxProcessesTest, ranksByProcessorAndMemory) {
-  MadeUpMachine machine;
+  SyntheticMachine machine;
   machine.file(u"/proc/uptime"_s, "1000.00 500.00\n");
   machine.file(u"/proc/meminfo"_s, "MemTotal:       1000000 kB\nMemFree: 1 kB\n");
   machine.file(u"/proc/self/stat"_s, "not a process of its own");
@@ -215,15 +215,15 @@ TEST(LinuxProcessesTest, ranksByProcessorAndMemory) {
 }
 
 TEST(LinuxProcessesTest, readsACommandLineOnlyWhereTheNameIsCutAndTheProcessIsNotStuck) {
-  MadeUpMachine machine;
+  SyntheticMachine machine;
   addProcess(machine, 10, "short", 0, 10, QByteArray("/usr/bin/short\0", 15));
   addProcess(machine, 11, "stuck-and-cut-o", 0, 10, QByteArray("/usr/bin/stuck-and-cut-off\0", 27));
   machine.file(u"/proc/11/stat"_s, "11 (stuck-and-cut-o) D 1 1 1 0 -1 0 0 0 0 0 0 0 0 0 20 0 1 0 0 1000 10 1 1\n");
   addProcess(machine, 12, "alive-and-cut-o", 0, 10, QByteArray("/usr/bin/alive-and-cut-off\0", 27));
-  fakes::OpenWatch leftAlone;
+  fakes::FileOpenDetector leftAlone;
   leftAlone.add(machine.place(u"/proc/10/cmdline"_s));
   leftAlone.add(machine.place(u"/proc/11/cmdline"_s));
-  fakes::OpenWatch read;
+  fakes::FileOpenDetector read;
   read.add(machine.place(u"/proc/12/cmdline"_s));
   const QJsonArray top = processesInfo(machine.options())[u"topMem"_s].toArray();
   ASSERT_EQ(top.size(), 3);
@@ -235,7 +235,7 @@ TEST(LinuxProcessesTest, readsACommandLineOnlyWhereTheNameIsCutAndTheProcessIsNo
 }
 
 TEST(LinuxUpdatesTest, asksThePackageManagerThatIsThere) {
-  MadeUpMachine machine;
+  SyntheticMachine machine;
   machine.file(u"/etc/os-release"_s, "PRETTY_NAME=\"Debian GNU/Linux 12 (bookworm)\"\n");
   machine.file(u"/var/lib/dpkg/status"_s, "x");
   machine.tool(u"apt"_s);
@@ -246,7 +246,7 @@ TEST(LinuxUpdatesTest, asksThePackageManagerThatIsThere) {
                          {u"available"_s, QJsonArray({u"bash/stable 2 amd64 [upgradable from: 1]"_s})}}));
   EXPECT_FALSE(machine.ran(u"dnf"_s));
 
-  MadeUpMachine fedora;
+  SyntheticMachine fedora;
   fedora.file(u"/usr/lib/os-release"_s, "NAME=Fedora\nVERSION_ID=39\n");
   fedora.tool(u"dnf"_s);
   fedora.answer(u"-C -q list --upgrades"_s, u"Available Upgrades\nbash.x86_64 5.2-1 updates"_s);
@@ -254,23 +254,23 @@ TEST(LinuxUpdatesTest, asksThePackageManagerThatIsThere) {
       updateInfo(fedora.options()),
       QJsonObject({{u"current"_s, u"Fedora 39"_s}, {u"available"_s, QJsonArray({u"bash.x86_64 5.2-1 updates"_s})}}));
 
-  MadeUpMachine other;
+  SyntheticMachine other;
   other.tool(u"pkcon"_s);
   other.file(u"/run/dbus/system_bus_socket"_s, "");
   other.answer(u"get-updates"_s, u"Security \tbash-5.2-1.x86_64 (updates)"_s);
   EXPECT_EQ(updateInfo(other.options()),
             QJsonObject({{u"available"_s, QJsonArray({u"bash-5.2-1.x86_64 (updates)"_s})}}));
 
-  EXPECT_EQ(updateInfo(MadeUpMachine().options()), QJsonObject({{u"available"_s, QJsonArray()}}));
+  EXPECT_EQ(updateInfo(SyntheticMachine().options()), QJsonObject({{u"available"_s, QJsonArray()}}));
 }
 
 TEST(LinuxSecurityTest, nothingFoundIsNothingSecured) {
-  EXPECT_EQ(securityInfo(MadeUpMachine().options()),
+  EXPECT_EQ(securityInfo(SyntheticMachine().options()),
             QJsonObject({{u"sip"_s, false}, {u"gatekeeper"_s, false}, {u"firewall"_s, u"Off"_s}}));
 }
 
 TEST(LinuxSecurityTest, integrityNeedsSecureBootAndAModule) {
-  MadeUpMachine machine;
+  SyntheticMachine machine;
   const QString variable = u"/sys/firmware/efi/efivars/SecureBoot-8be4df61-93ca-11d2-aa0d-00e098032b8c"_s;
   machine.file(variable, QByteArray("\x06\0\0\0\x01", 5));
   EXPECT_EQ(securityInfo(machine.options())[u"sip"_s], false);
@@ -279,7 +279,7 @@ TEST(LinuxSecurityTest, integrityNeedsSecureBootAndAModule) {
   machine.file(variable, QByteArray("\x06\0\0\0\0", 5));
   EXPECT_EQ(securityInfo(machine.options())[u"sip"_s], false);
 
-  MadeUpMachine selinux;
+  SyntheticMachine selinux;
   selinux.file(variable, QByteArray("\x06\0\0\0\x01", 5));
   selinux.file(u"/sys/fs/selinux/enforce"_s, "0");
   EXPECT_EQ(securityInfo(selinux.options())[u"sip"_s], false);
@@ -288,36 +288,36 @@ TEST(LinuxSecurityTest, integrityNeedsSecureBootAndAModule) {
 }
 
 TEST(LinuxSecurityTest, gatekeeperStandsForSignedPackages) {
-  MadeUpMachine machine;
+  SyntheticMachine machine;
   machine.file(u"/etc/apt/sources.list"_s, "deb http://deb.example stable main\n");
   EXPECT_EQ(securityInfo(machine.options())[u"gatekeeper"_s], true);
   machine.file(u"/etc/apt/sources.list.d/own.sources"_s, "Types: deb\nTrusted: yes\n");
   EXPECT_EQ(securityInfo(machine.options())[u"gatekeeper"_s], false);
 
-  MadeUpMachine fedora;
+  SyntheticMachine fedora;
   fedora.file(u"/etc/dnf/dnf.conf"_s, "[main]\ngpgcheck=1\n");
   EXPECT_EQ(securityInfo(fedora.options())[u"gatekeeper"_s], true);
   fedora.file(u"/etc/yum.repos.d/own.repo"_s, "[own]\ngpgcheck=0\n");
   EXPECT_EQ(securityInfo(fedora.options())[u"gatekeeper"_s], false);
 
-  MadeUpMachine suse;
+  SyntheticMachine suse;
   suse.folder(u"/etc/zypp"_s);
   EXPECT_EQ(securityInfo(suse.options())[u"gatekeeper"_s], true);
 }
 
 TEST(LinuxSecurityTest, anyOfTheFirewallsCounts) {
-  MadeUpMachine ufw;
+  SyntheticMachine ufw;
   ufw.file(u"/etc/ufw/ufw.conf"_s, "ENABLED=yes\n");
   EXPECT_EQ(securityInfo(ufw.options())[u"firewall"_s], u"On"_s);
 
-  MadeUpMachine systemd;
+  SyntheticMachine systemd;
   systemd.tool(u"systemctl"_s);
   systemd.answer(u"is-active firewalld.service nftables.service"_s, u"inactive\nactive"_s);
   EXPECT_EQ(securityInfo(systemd.options())[u"firewall"_s], u"Off"_s) << "systemd is not what runs this machine";
   systemd.folder(u"/run/systemd/system"_s);
   EXPECT_EQ(securityInfo(systemd.options())[u"firewall"_s], u"On"_s);
 
-  MadeUpMachine rules;
+  SyntheticMachine rules;
   rules.tool(u"nft"_s);
   rules.answer(u"list ruleset"_s, u"chain input {\ntype filter hook input priority 0; policy drop;\n}"_s);
   EXPECT_EQ(securityInfo(rules.options())[u"firewall"_s], u"On"_s);

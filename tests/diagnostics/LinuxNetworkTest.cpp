@@ -1,8 +1,8 @@
 #include <QJsonArray>
 
 #include "Diagnostics/Diagnostics.h"
-#include "tests/diagnostics/MadeUpMachine.h"
 #include "tests/diagnostics/Printing.h"
+#include "tests/diagnostics/SyntheticMachine.h"
 
 namespace vantora::Diagnostics {
 namespace {
@@ -14,7 +14,7 @@ const QByteArray kRoute =
 const QString kReply = u"64 bytes: time=1.25 ms\n1 packets transmitted, 1 received, 0% packet loss"_s;
 
 TEST(LinuxNetworkTest, aMachineWithoutWifiHasNoBarsAndAsksNoWifiTool) {
-  MadeUpMachine machine;
+  SyntheticMachine machine;
   machine.folder(u"/sys/class/net/eth0"_s);
   machine.tool(u"iw"_s);
   const QJsonObject network = networkInfo(machine.options());
@@ -28,7 +28,7 @@ TEST(LinuxNetworkTest, aMachineWithoutWifiHasNoBarsAndAsksNoWifiTool) {
 }
 
 TEST(LinuxNetworkTest, readsTheWirelessLink) {
-  MadeUpMachine machine;
+  SyntheticMachine machine;
   machine.folder(u"/sys/class/net/wlan0/phy80211"_s);
   machine.file(u"/proc/net/wireless"_s, "wlan0: 0000 58. -52. -256 0 0 0 0 0 0\n");
   machine.tool(u"iw"_s);
@@ -43,7 +43,7 @@ TEST(LinuxNetworkTest, readsTheWirelessLink) {
 }
 
 TEST(LinuxNetworkTest, asksTheNetworkManagerWhereIwIsMissing) {
-  MadeUpMachine machine;
+  SyntheticMachine machine;
   machine.folder(u"/sys/class/net/wlan0/wireless"_s);
   machine.file(u"/run/dbus/system_bus_socket"_s, "");
   machine.tool(u"nmcli"_s);
@@ -56,7 +56,7 @@ TEST(LinuxNetworkTest, asksTheNetworkManagerWhereIwIsMissing) {
 }
 
 TEST(LinuxNetworkTest, withoutASystemBusItsClientsAreNotStarted) {
-  MadeUpMachine machine;
+  SyntheticMachine machine;
   machine.folder(u"/sys/class/net/wlan0/wireless"_s);
   machine.file(u"/etc/resolv.conf"_s, "nameserver 127.0.0.53\n");
   for (const QString& name : {u"nmcli"_s, u"resolvectl"_s, u"busctl"_s, u"snapper"_s}) machine.tool(name);
@@ -68,7 +68,7 @@ TEST(LinuxNetworkTest, withoutASystemBusItsClientsAreNotStarted) {
 }
 
 TEST(LinuxNetworkTest, readsAddresses) {
-  MadeUpMachine machine;
+  SyntheticMachine machine;
   machine.file(u"/proc/net/route"_s, kRoute);
   machine.file(u"/etc/resolv.conf"_s, "nameserver 192.0.2.53\n");
   Options options = machine.options();
@@ -82,12 +82,12 @@ TEST(LinuxNetworkTest, readsAddresses) {
 }
 
 TEST(LinuxNetworkTest, findsTheResolverBehindAForwarderOnThisMachine) {
-  MadeUpMachine machine;
+  SyntheticMachine machine;
   machine.file(u"/etc/resolv.conf"_s, "nameserver 127.0.0.53\n");
   machine.file(u"/run/systemd/resolve/resolv.conf"_s, "nameserver 192.0.2.54\n");
   EXPECT_EQ(networkInfo(machine.options())[u"dns"_s], u"192.0.2.54"_s);
 
-  MadeUpMachine other;
+  SyntheticMachine other;
   other.file(u"/etc/resolv.conf"_s, "nameserver 127.0.0.1\n");
   other.file(u"/run/dbus/system_bus_socket"_s, "");
   other.tool(u"resolvectl"_s);
@@ -98,17 +98,17 @@ TEST(LinuxNetworkTest, findsTheResolverBehindAForwarderOnThisMachine) {
 }
 
 TEST(LinuxNetworkTest, fetchesTheConfiguredPageAsOneWord) {
-  MadeUpMachine machine;
+  SyntheticMachine machine;
   Options options = machine.options();
   options.captivePageUrl = u"http://127.0.0.1/it's?a=1&b=$(x)"_s;
   machine.answer(u"curl"_s, u"Success"_s);
   EXPECT_EQ(networkInfo(options)[u"portal"_s], QJsonValue(QJsonObject({{u"status"_s, u"open"_s}})));
   EXPECT_TRUE(machine.commands().contains(uR"(curl -m 3 -s -L 'http://127.0.0.1/it'\''s?a=1&b=$(x)' | head -c 200)"_s));
-  EXPECT_EQ(networkInfo(MadeUpMachine().options())[u"portal"_s][u"status"_s], u"unknown"_s);
+  EXPECT_EQ(networkInfo(SyntheticMachine().options())[u"portal"_s][u"status"_s], u"unknown"_s);
 }
 
 TEST(LinuxNetworkTest, readsTheProxyOfTheDesktopInUse) {
-  MadeUpMachine machine;
+  SyntheticMachine machine;
   machine.tool(u"gsettings"_s);
   machine.answer(
       u"gsettings"_s,
@@ -123,7 +123,7 @@ TEST(LinuxNetworkTest, readsTheProxyOfTheDesktopInUse) {
 }
 
 TEST(LinuxNetworkTest, tunnelsOfTheKernelAreVpns) {
-  MadeUpMachine machine;
+  SyntheticMachine machine;
   machine.file(u"/sys/class/net/wg0/uevent"_s, "DEVTYPE=wireguard\nINTERFACE=wg0\n");
   machine.file(u"/sys/class/net/wg0/flags"_s, "0x10d1\n");
   machine.file(u"/sys/class/net/tun0/tun_flags"_s, "0x1001\n");
@@ -136,7 +136,7 @@ TEST(LinuxNetworkTest, tunnelsOfTheKernelAreVpns) {
 }
 
 TEST(LinuxReachabilityTest, pingsGatewayResolverAndInternet) {
-  MadeUpMachine machine;
+  SyntheticMachine machine;
   machine.file(u"/proc/net/route"_s, kRoute);
   machine.file(u"/etc/resolv.conf"_s, "nameserver 192.0.2.53\n");
   machine.tool(u"ping"_s);
@@ -153,14 +153,14 @@ TEST(LinuxReachabilityTest, pingsGatewayResolverAndInternet) {
 }
 
 TEST(LinuxReachabilityTest, unknownTargetsAndAMissingToolAreLeftOut) {
-  MadeUpMachine machine;
+  SyntheticMachine machine;
   machine.tool(u"ping"_s);
   EXPECT_EQ(reachability(machine.options()), QJsonObject({{u"internet_ok"_s, false}}));
-  EXPECT_EQ(reachability(MadeUpMachine().options()), QJsonObject());
+  EXPECT_EQ(reachability(SyntheticMachine().options()), QJsonObject());
 }
 
 TEST(LinuxReachabilityTest, whatIsNoAddressIsNotPinged) {
-  MadeUpMachine machine;
+  SyntheticMachine machine;
   machine.tool(u"ping"_s);
   machine.file(u"/etc/resolv.conf"_s, "nameserver -f\nnameserver $(reboot)\n");
   Options options = machine.options();

@@ -4,8 +4,8 @@
 
 #include "Diagnostics/Diagnostics.h"
 #include "Diagnostics/linux/LinuxCollectors.h"
-#include "tests/diagnostics/MadeUpMachine.h"
 #include "tests/diagnostics/Printing.h"
+#include "tests/diagnostics/SyntheticMachine.h"
 
 namespace vantora::Diagnostics {
 namespace {
@@ -21,10 +21,10 @@ void expectAllSections(const QJsonObject& report) {
   for (const QString& section : kSections) EXPECT_TRUE(report[section].isObject()) << section.toStdString();
 }
 
-TEST(LinuxReportTest, anEmptyMachineStillHasAllSections) { expectAllSections(run(MadeUpMachine().options())); }
+TEST(LinuxReportTest, anEmptyMachineStillHasAllSections) { expectAllSections(run(SyntheticMachine().options())); }
 
 TEST(LinuxReportTest, theReportIsTheSectionsPutTogether) {
-  MadeUpMachine machine;
+  SyntheticMachine machine;
   machine.tool(u"ping"_s);
   machine.tool(u"apt"_s);
   machine.file(u"/var/lib/dpkg/status"_s, "Package: a\nStatus: install ok installed\nInstalled-Size: 7\n");
@@ -54,7 +54,7 @@ TEST(LinuxReportTest, theReportIsTheSectionsPutTogether) {
 }
 
 TEST(LinuxReportTest, piecesOfASectionFillDifferentKeys) {
-  MadeUpMachine machine;
+  SyntheticMachine machine;
   machine.tool(u"ping"_s);
   machine.file(u"/etc/os-release"_s, "PRETTY_NAME=X\n");
   const Probe probe(machine.options());
@@ -70,7 +70,7 @@ TEST(LinuxReportTest, piecesOfASectionFillDifferentKeys) {
 }
 
 TEST(LinuxReportTest, processesAreCountedBeforeTheReportsOwnCommandsRun) {
-  MadeUpMachine machine;
+  SyntheticMachine machine;
   machine.tool(u"ping"_s);
   Options options = machine.options();
   // Every command is a process that a later query of the processes would find.
@@ -84,7 +84,7 @@ TEST(LinuxReportTest, processesAreCountedBeforeTheReportsOwnCommandsRun) {
 }
 
 TEST(LinuxReportTest, aStoppedReportRunsNothing) {
-  MadeUpMachine machine;
+  SyntheticMachine machine;
   machine.tool(u"ping"_s);
   std::stop_source source;
   Options options = machine.options();
@@ -95,7 +95,7 @@ TEST(LinuxReportTest, aStoppedReportRunsNothing) {
 }
 
 TEST(LinuxReportTest, pastItsDeadlineAReportStartsNoCommand) {
-  MadeUpMachine machine;
+  SyntheticMachine machine;
   machine.tool(u"ping"_s);
   machine.file(u"/etc/os-release"_s, "PRETTY_NAME=X\n");
   Options options = machine.options();
@@ -112,9 +112,9 @@ TEST(LinuxReportTest, pastItsDeadlineAReportStartsNoCommand) {
 }
 
 TEST(LinuxReportTest, reportsAtTheSameTimeDoNotMix) {
-  MadeUpMachine first;
+  SyntheticMachine first;
   first.file(u"/etc/os-release"_s, "PRETTY_NAME=First\n");
-  MadeUpMachine second;
+  SyntheticMachine second;
   second.file(u"/etc/os-release"_s, "PRETTY_NAME=Second\n");
   QJsonObject ofSecond;
   std::jthread other([&] { ofSecond = run(second.options()); });
@@ -125,7 +125,7 @@ TEST(LinuxReportTest, reportsAtTheSameTimeDoNotMix) {
 }
 
 TEST(LinuxReportTest, whatToolsPrintCannotMakeTheReportBig) {
-  MadeUpMachine machine;
+  SyntheticMachine machine;
   machine.tool(u"balooctl"_s);
   machine.tool(u"nmcli"_s);
   machine.file(u"/run/dbus/system_bus_socket"_s, "");
@@ -145,7 +145,7 @@ TEST(LinuxReportTest, whatToolsPrintCannotMakeTheReportBig) {
 }
 
 TEST(LinuxReportTest, manyLongLinesTogetherStillFitIntoOneMessage) {
-  MadeUpMachine machine;
+  SyntheticMachine machine;
   machine.tool(u"apt"_s);
   machine.tool(u"nmcli"_s);
   machine.file(u"/var/lib/dpkg/status"_s, "");

@@ -2,19 +2,19 @@
 #include <chrono>
 
 #include "Diagnostics/Diagnostics.h"
-#include "tests/diagnostics/MadeUpMachine.h"
 #include "tests/diagnostics/Printing.h"
+#include "tests/diagnostics/SyntheticMachine.h"
 
 namespace vantora::Diagnostics {
 namespace {
 using namespace Qt::Literals::StringLiterals;
 
-void mountRoot(MadeUpMachine& machine, const QByteArray& device, const QByteArray& type, const QByteArray& source) {
+void mountRoot(SyntheticMachine& machine, const QByteArray& device, const QByteArray& type, const QByteArray& source) {
   machine.file(u"/proc/self/mountinfo"_s, "22 1 " + device + " / / rw - " + type + ' ' + source + " rw\n");
 }
 
 TEST(LinuxStorageTest, anEmptyMachineHasAllTexts) {
-  MadeUpMachine machine;
+  SyntheticMachine machine;
   const QJsonObject storage = storageInfo(machine.options());
   for (const QString& key : {u"cachesPretty"_s, u"downloadsPretty"_s, u"appsPretty"_s, u"iosBackupsPretty"_s}) {
     EXPECT_EQ(storage[key], u"0 KB"_s) << key.toStdString();
@@ -26,7 +26,7 @@ TEST(LinuxStorageTest, anEmptyMachineHasAllTexts) {
 }
 
 TEST(LinuxStorageTest, measuresTheUsersFolders) {
-  MadeUpMachine machine;
+  SyntheticMachine machine;
   machine.folder(u"/home/user/.cache"_s);
   machine.folder(u"/home/user/Geladenes \"hier\""_s);
   machine.file(u"/home/user/.config/user-dirs.dirs"_s, "XDG_DOWNLOAD_DIR=\"$HOME/Geladenes\"\n");
@@ -47,7 +47,7 @@ TEST(LinuxStorageTest, measuresTheUsersFolders) {
 }
 
 TEST(LinuxStorageTest, packagesAreAskedForWhereNoListHasTheirSizes) {
-  MadeUpMachine machine;
+  SyntheticMachine machine;
   machine.folder(u"/opt"_s);
   machine.answer(u"\"/opt\""_s, u"1024"_s);
   machine.answer(u"rpm"_s, u"2097152"_s);
@@ -61,14 +61,14 @@ TEST(LinuxStorageTest, packagesAreAskedForWhereNoListHasTheirSizes) {
 }
 
 TEST(LinuxStorageTest, thePackagesSizesAreAddedUp) {
-  MadeUpMachine machine;
+  SyntheticMachine machine;
   // A package without a size prints "(none)".
   machine.tool(u"rpm"_s, "[ \"$1\" = -qa ] && [ \"$3\" = '%{SIZE}\\n' ] && printf '1048576\\n(none)\\n3145728\\n'\n");
   EXPECT_EQ(storageInfo(machine.realOptions())[u"appsPretty"_s], u"4.0 MB"_s);
 }
 
 TEST(LinuxStorageTest, packagesThatTakeTooLongToCountAreZero) {
-  MadeUpMachine machine;
+  SyntheticMachine machine;
   machine.tool(u"rpm"_s, "exec sleep 600\n");
   const Options options = machine.realOptions();
   const auto start = std::chrono::steady_clock::now();
@@ -79,7 +79,7 @@ TEST(LinuxStorageTest, packagesThatTakeTooLongToCountAreZero) {
 }
 
 TEST(LinuxStorageTest, foldersThatMovedAreFollowed) {
-  MadeUpMachine machine;
+  SyntheticMachine machine;
   machine.folder(u"/big/cache"_s);
   machine.answer(u"\"/big/cache\""_s, u"4"_s);
   Options options = machine.options();
@@ -88,7 +88,7 @@ TEST(LinuxStorageTest, foldersThatMovedAreFollowed) {
 }
 
 TEST(LinuxStorageTest, aSizeThatIsNoNumberIsZero) {
-  MadeUpMachine machine;
+  SyntheticMachine machine;
   const Options options = machine.options();
   EXPECT_EQ(duKB(u"/a"_s, options), 0);
   machine.answer(u"\"/b\""_s, u"du: nonsense"_s);
@@ -98,7 +98,7 @@ TEST(LinuxStorageTest, aSizeThatIsNoNumberIsZero) {
 }
 
 TEST(LinuxStorageTest, asksTheDriveBelowEncryptionForItsHealth) {
-  MadeUpMachine machine;
+  SyntheticMachine machine;
   mountRoot(machine, "253:0", "ext4", "/dev/mapper/system");
   machine.folder(u"/sys/devices/virtual/block/dm-0"_s);
   machine.link(u"/sys/dev/block/253:0"_s, u"/sys/devices/virtual/block/dm-0"_s);
@@ -114,7 +114,7 @@ TEST(LinuxStorageTest, asksTheDriveBelowEncryptionForItsHealth) {
 }
 
 TEST(LinuxStorageTest, findsTheDeviceOfAFileSystemWithANumberOfItsOwn) {
-  MadeUpMachine machine;
+  SyntheticMachine machine;
   mountRoot(machine, "0:31", "btrfs", "/dev/sda2");
   machine.file(u"/dev/sda2"_s, "");
   machine.file(u"/run/dbus/system_bus_socket"_s, "");
@@ -125,7 +125,7 @@ TEST(LinuxStorageTest, findsTheDeviceOfAFileSystemWithANumberOfItsOwn) {
 }
 
 TEST(LinuxStorageTest, countsSnapshotsOnce) {
-  MadeUpMachine machine;
+  SyntheticMachine machine;
   mountRoot(machine, "0:31", "btrfs", "/dev/sda2");
   machine.file(u"/run/dbus/system_bus_socket"_s, "");
   machine.tool(u"btrfs"_s);
@@ -136,7 +136,7 @@ TEST(LinuxStorageTest, countsSnapshotsOnce) {
 }
 
 TEST(LinuxStorageTest, countsCopiesAndSnapshotsOfOtherKinds) {
-  MadeUpMachine copies;
+  SyntheticMachine copies;
   mountRoot(copies, "8:1", "ext4", "/dev/sda1");
   copies.tool(u"btrfs"_s);
   copies.folder(u"/timeshift/snapshots/2024-01-02_03-04-05"_s);
@@ -144,7 +144,7 @@ TEST(LinuxStorageTest, countsCopiesAndSnapshotsOfOtherKinds) {
   EXPECT_EQ(storageInfo(copies.options())[u"snapshots"_s], 2);
   EXPECT_FALSE(copies.ran(u"btrfs"_s));
 
-  MadeUpMachine pool;
+  SyntheticMachine pool;
   mountRoot(pool, "0:31", "zfs", "rpool/ROOT/debian");
   pool.tool(u"zfs"_s);
   pool.answer(u"'rpool/ROOT/debian'"_s, u"rpool/ROOT/debian@a\nrpool/ROOT/debian@b"_s);
@@ -152,7 +152,7 @@ TEST(LinuxStorageTest, countsCopiesAndSnapshotsOfOtherKinds) {
 }
 
 TEST(LinuxStorageTest, indexersSpeakForThemselves) {
-  MadeUpMachine machine;
+  SyntheticMachine machine;
   machine.tool(u"balooctl"_s);
   machine.tool(u"tracker3"_s);
   machine.answer(u"tracker3"_s, u"Currently indexed: 1 file\nAll data miners are idle, indexing complete"_s);

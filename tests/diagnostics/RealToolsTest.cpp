@@ -2,8 +2,8 @@
 
 #include "Diagnostics/Diagnostics.h"
 #include "tests/diagnostics/LoopbackPage.h"
-#include "tests/diagnostics/MadeUpMachine.h"
 #include "tests/diagnostics/Printing.h"
+#include "tests/diagnostics/SyntheticMachine.h"
 #include "tests/fakes/Processes.h"
 
 namespace vantora::Diagnostics {
@@ -16,7 +16,7 @@ const QStringList kTools = {u"apt"_s,         u"balooctl"_s,  u"btrfs"_s,      u
                             u"localsearch"_s, u"nft"_s,       u"nmcli"_s,      u"ping"_s,
                             u"snapper"_s,     u"systemctl"_s, u"resolvectl"_s, u"tracker3"_s};
 
-void askEverything(MadeUpMachine& machine, const QByteArray& script) {
+void askEverything(SyntheticMachine& machine, const QByteArray& script) {
   machine.folder(u"/sys/class/net/wlan0/wireless"_s);
   machine.file(u"/run/dbus/system_bus_socket"_s, "");
   machine.folder(u"/run/systemd/system"_s);
@@ -28,7 +28,7 @@ void askEverything(MadeUpMachine& machine, const QByteArray& script) {
   for (const QString& name : kTools) machine.tool(name, script);
 }
 
-Options askEverythingOptions(const MadeUpMachine& machine) {
+Options askEverythingOptions(const SyntheticMachine& machine) {
   Options options = machine.realOptions();
   options.environment.insert(u"DBUS_SESSION_BUS_ADDRESS"_s, u"unix:path=/x"_s);
   return options;
@@ -42,7 +42,7 @@ void expectSound(const QJsonObject& report) {
 }
 
 TEST(RealToolsTest, toolsThatHangCostNoMoreThanTheDeadline) {
-  MadeUpMachine machine;
+  SyntheticMachine machine;
   askEverything(machine, "sleep 300 & sleep 300\n");
   Options options = askEverythingOptions(machine);
   options.deadline = std::chrono::milliseconds(1500);
@@ -55,7 +55,7 @@ TEST(RealToolsTest, toolsThatHangCostNoMoreThanTheDeadline) {
 }
 
 TEST(RealToolsTest, stoppingDoesNotWaitForTools) {
-  MadeUpMachine machine;
+  SyntheticMachine machine;
   const QString mark = machine.place(u"/started"_s);
   machine.folder(u"/"_s);
   askEverything(machine, "touch '" + mark.toUtf8() + "'\nsleep 300\n");
@@ -74,7 +74,7 @@ TEST(RealToolsTest, stoppingDoesNotWaitForTools) {
 }
 
 TEST(RealToolsTest, garbageLeavesASoundReport) {
-  MadeUpMachine machine;
+  SyntheticMachine machine;
   askEverything(machine, "printf '\\033[31m{\"data\": [ \\000 %%s | : \\\\ \\n\\n*:::\\n7|nan|inf\\n[oops'\n");
   const QJsonObject report = run(askEverythingOptions(machine));
   expectSound(report);
@@ -83,7 +83,7 @@ TEST(RealToolsTest, garbageLeavesASoundReport) {
 }
 
 TEST(RealToolsTest, outputThatIsNotUtf8IsLeftOut) {
-  MadeUpMachine machine;
+  SyntheticMachine machine;
   askEverything(machine, "printf 'bad \\377\\376 bytes'\n");
   const QJsonObject report = run(askEverythingOptions(machine));
   expectSound(report);
@@ -91,7 +91,7 @@ TEST(RealToolsTest, outputThatIsNotUtf8IsLeftOut) {
 }
 
 TEST(RealToolsTest, silentToolsLeaveASoundReport) {
-  MadeUpMachine machine;
+  SyntheticMachine machine;
   askEverything(machine, "exit 1\n");
   const QJsonObject report = run(askEverythingOptions(machine));
   expectSound(report);
@@ -99,7 +99,7 @@ TEST(RealToolsTest, silentToolsLeaveASoundReport) {
 }
 
 TEST(RealToolsTest, aToolThatPrintsAHundredMegabytesDoesNotFillMemory) {
-  MadeUpMachine machine;
+  SyntheticMachine machine;
   machine.tool(u"balooctl"_s, "head -c 100000000 /dev/zero | tr '\\0' x\n");
   Options options = askEverythingOptions(machine);
   const QJsonObject storage = storageInfo(options);
@@ -107,7 +107,7 @@ TEST(RealToolsTest, aToolThatPrintsAHundredMegabytesDoesNotFillMemory) {
 }
 
 TEST(RealToolsTest, toolsSpeakEnglishWhateverTheUsersLanguage) {
-  MadeUpMachine machine;
+  SyntheticMachine machine;
   machine.tool(u"balooctl"_s, "echo \"$LC_ALL/$LANGUAGE/\"\n");
   Options options = askEverythingOptions(machine);
   options.environment.insert(u"LC_ALL"_s, u"fr_FR.UTF-8"_s);
@@ -116,7 +116,7 @@ TEST(RealToolsTest, toolsSpeakEnglishWhateverTheUsersLanguage) {
 }
 
 TEST(RealToolsTest, aProfileThatHangsOrTalksDoesNotTouchTheReport) {
-  MadeUpMachine machine;
+  SyntheticMachine machine;
   const QByteArray profile = "echo Welcome back\nexport LC_ALL=de_DE.UTF-8\nsleep 300\n";
   machine.file(u"/home/.bash_profile"_s, profile);
   machine.file(u"/home/.env"_s, profile);
@@ -130,7 +130,7 @@ TEST(RealToolsTest, aProfileThatHangsOrTalksDoesNotTouchTheReport) {
 }
 
 TEST(RealToolsTest, toolsAreTakenFromThePathFirst) {
-  MadeUpMachine machine;
+  SyntheticMachine machine;
   machine.tool(u"ping"_s, "echo \"$*\" > '" + machine.place(u"/arguments"_s).toUtf8() +
                               "'\necho '1 packets transmitted, 1 received'\necho 'time=0.5 ms'\n");
   machine.folder(u"/"_s);
@@ -143,7 +143,7 @@ TEST(RealToolsTest, toolsAreTakenFromThePathFirst) {
 }
 
 QString portalOf(const QString& url) {
-  const MadeUpMachine machine;
+  const SyntheticMachine machine;
   Options options = machine.realOptions();
   options.captivePageUrl = url;
   return networkInfo(options)[u"portal"_s][u"status"_s].toString();

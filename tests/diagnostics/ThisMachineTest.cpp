@@ -9,8 +9,8 @@
 
 #include "Diagnostics/Diagnostics.h"
 #include "tests/diagnostics/LoopbackPage.h"
-#include "tests/diagnostics/MadeUpMachine.h"
 #include "tests/diagnostics/Printing.h"
+#include "tests/diagnostics/SyntheticMachine.h"
 #include "tests/fakes/Processes.h"
 
 namespace vantora::Diagnostics {
@@ -141,7 +141,7 @@ TEST(ThisMachineTest, addressesAreThoseOfTheKernel) {
 }
 
 TEST(ThisMachineTest, pingsTheLoopbackInterface) {
-  MadeUpMachine machine;
+  SyntheticMachine machine;
   machine.file(u"/etc/resolv.conf"_s, "nameserver 127.0.0.1\n");
   machine.file(u"/proc/net/route"_s, "lo\t00000000\t0100007F\t0003\t0\t0\t0\t00000000\t0\t0\t0\n");
   Options options = quietOptions();

@@ -8,7 +8,7 @@
 
 #include "tests/fakes/Timeout.h"
 
-namespace vantora::testing_loop {
+namespace vantora::testloop {
 
 // The application object of the test program.
 inline void ensureApplication() {
@@ -36,4 +36,4 @@ inline void drain() {
   QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
 }
 
-}  // namespace vantora::testing_loop
+}  // namespace vantora::testloop

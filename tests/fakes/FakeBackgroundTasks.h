@@ -1,4 +1,4 @@
-// Background jobs that the test completes.
+// Background tasks that the test completes.
 #pragma once
 
 #include <map>
@@ -7,7 +7,7 @@
 
 namespace vantora::fakes {
 
-// Must outlive every job it started.
+// Must outlive every task it started.
 class FakeBackgroundTasks {
  public:
   TaskStarter starter() {
@@ -16,9 +16,9 @@ class FakeBackgroundTasks {
       return std::make_unique<Handle>(open_, started);
     };
   }
-  // Jobs that are neither done nor cancelled.
+  // Tasks that are neither done nor cancelled.
   std::size_t open() const { return open_.size(); }
-  // Completes the oldest open job.
+  // Completes the oldest open task.
   void finish(const JsonObject& result) {
     const auto oldest = open_.extract(open_.begin());
     oldest.mapped()(result);

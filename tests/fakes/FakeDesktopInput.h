@@ -14,7 +14,7 @@
 namespace vantora::fakes {
 
 // Follows the contract of DesktopInput: it tracks what is held, and without a desktop nothing has an effect. Permission
-// requests are completed at once or, while `asks` is set, one in order for each call of answer().
+// requests are completed at once or, while `promptsUser` is set, one in order for each call of answer().
 class FakeDesktopInput final : public DesktopInput {
  public:
   // One pointer event.
@@ -45,8 +45,8 @@ class FakeDesktopInput final : public DesktopInput {
   explicit FakeDesktopInput(Displays* displays = nullptr) : displays_(displays) {}
 
   void requestPermission(PermissionCallback answer) override {
-    if (asks) {
-      questions_.push_back(std::move(answer));
+    if (promptsUser) {
+      pendingRequests_.push_back(std::move(answer));
     } else {
       answer(permission());
     }
@@ -99,18 +99,18 @@ class FakeDesktopInput final : public DesktopInput {
   void setRefusal(const QString& reason) { refusal_ = reason; }
   // The user decides on the oldest request; false without one.
   bool answer() {
-    if (questions_.empty()) return false;
-    const PermissionCallback oldest = std::move(questions_.front());
-    questions_.pop_front();
+    if (pendingRequests_.empty()) return false;
+    const PermissionCallback oldest = std::move(pendingRequests_.front());
+    pendingRequests_.pop_front();
     oldest(permission());
     return true;
   }
-  std::size_t questions() const { return questions_.size(); }
+  std::size_t pendingRequests() const { return pendingRequests_.size(); }
 
   // No keyboard has this key.
   static constexpr std::uint16_t kNoSuchKey = 0x2ff;
 
-  bool asks = false;
+  bool promptsUser = false;
   std::vector<PointerAction> pointerActions;
   std::vector<ScrollEvent> scrollEvents;
   std::vector<KeyAction> keyActions;
@@ -126,7 +126,7 @@ class FakeDesktopInput final : public DesktopInput {
   Displays* const displays_;
   bool usable_ = true;
   QString refusal_;
-  std::deque<PermissionCallback> questions_;
+  std::deque<PermissionCallback> pendingRequests_;
 };
 
 }  // namespace vantora::fakes

@@ -56,8 +56,8 @@ class FakeScreen : public std::enable_shared_from_this<FakeScreen> {
     set([&] { refusal_ = error; });
   }
   // open() waits for the user's consent, until it is given or, with a refusal set, denied.
-  void setAsking(bool asking) {
-    set([&] { asking_ = asking; });
+  void setPrompting(bool prompting) {
+    set([&] { prompting_ = prompting; });
   }
   // open() succeeds and the first poll fails.
   void setUnreadable(bool unreadable) {
@@ -107,7 +107,7 @@ class FakeScreen : public std::enable_shared_from_this<FakeScreen> {
   bool wholeChanged_ = false;
   std::vector<QRect> damage_;  // Areas that changed since the last read.
   bool touched_ = false;
-  bool asking_ = false;
+  bool prompting_ = false;
   bool unreadable_ = false;
   bool gone_ = false;
   bool silent_ = false;
@@ -127,7 +127,7 @@ class FakeScreenCapture final : public ScreenCapture {
     const std::lock_guard lock(screen_->mutex_);
     ++screen_->opens_;
     open_ = false;
-    awaitingConsent_ = screen_->asking_;
+    awaitingConsent_ = screen_->prompting_;
     if (awaitingConsent_) return {Outcome::awaitingConsent, 0, {}};
     if (!screen_->refusal_.isEmpty()) return {Outcome::refused, 0, screen_->refusal_};
     if (screen_->gone_) return {Outcome::refused, 0, QStringLiteral("gone")};
@@ -171,7 +171,7 @@ class FakeScreenCapture final : public ScreenCapture {
   Woken wait(std::chrono::nanoseconds timeout, WakeOn wakeOn) override {
     std::unique_lock lock(screen_->mutex_);
     const auto stirred = [&] {
-      if (awaitingConsent_) return !screen_->asking_;
+      if (awaitingConsent_) return !screen_->prompting_;
       return wakeOn == WakeOn::changeOrCall && open_ && (screen_->changed_ || screen_->touched_ || screen_->gone_);
     };
     const auto awake = [&] { return woken_ || stirred(); };

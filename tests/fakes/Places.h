@@ -5,7 +5,7 @@
 #include <QFile>
 #include <QString>
 
-namespace vantora::testing_places {
+namespace vantora::testplaces {
 
 // The folder of the build (the one above that of the test programs).
 inline QString build() {
@@ -23,4 +23,4 @@ inline QString source(const QString& path) {
 // A program that is built beside the test programs, by its name.
 inline QString program(const QString& name) { return build() + QStringLiteral("/tests/") + name; }
 
-}  // namespace vantora::testing_places
+}  // namespace vantora::testplaces

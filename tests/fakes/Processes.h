@@ -18,7 +18,7 @@ namespace vantora {
 
 // Polls until a condition holds; false when it does not within a test's timeout.
 inline bool becomesTrue(const std::function<bool()>& condition) {
-  testing_loop::Timeout timeout;
+  testloop::Timeout timeout;
   while (!condition()) {
     if (timeout.isOver()) return false;
     std::this_thread::sleep_for(std::chrono::milliseconds(5));

@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <chrono>
 
-namespace vantora::testing_loop {
+namespace vantora::testloop {
 
 // A timeout measured from check to check. Its length is not asserted, so it is generous. A pause of the whole machine
 // uses up little of it: the awaited work did not run meanwhile either, and gets its turn before the next checks.
@@ -28,4 +28,4 @@ class Timeout {
   Clock::duration waited_{};
 };
 
-}  // namespace vantora::testing_loop
+}  // namespace vantora::testloop

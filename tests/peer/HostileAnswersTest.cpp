@@ -9,7 +9,7 @@ using namespace Qt::Literals::StringLiterals;
 namespace vantora {
 namespace {
 
-using testing_loop::waitFor;
+using testloop::waitFor;
 using HostileAnswersTest = LibPeerConnectionTest;
 
 TEST_F(HostileAnswersTest, survivesDamagedAnswers) {

@@ -9,7 +9,7 @@ using namespace Qt::Literals::StringLiterals;
 namespace vantora {
 namespace {
 
-using testing_loop::waitFor;
+using testloop::waitFor;
 
 TEST_F(LibPeerConnectionTest, takesTheAnswerOfTheLibraryAndTellsTheState) {
   const QString offer = makeOffered();

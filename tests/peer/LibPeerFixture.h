@@ -19,7 +19,7 @@ namespace vantora {
 class LibPeerConnectionTest : public testing::Test {
  protected:
   LibPeerConnectionTest() {
-    testing_loop::ensureApplication();
+    testloop::ensureApplication();
     runtime_ = makeWebRtcRuntime(makeVideoEncoderFactory);
   }
   ~LibPeerConnectionTest() override {
@@ -29,7 +29,7 @@ class LibPeerConnectionTest : public testing::Test {
     peer_.reset();
     source_.reset();
     runtime_.reset();
-    testing_loop::drain();
+    testloop::drain();
   }
   // Makes a connection with a channel and a track and sets its offer; returns the offer's text.
   QString makeOffered() {
@@ -54,7 +54,7 @@ class LibPeerConnectionTest : public testing::Test {
         done = true;
       });
     });
-    EXPECT_TRUE(testing_loop::waitFor([&] { return done; }));
+    EXPECT_TRUE(testloop::waitFor([&] { return done; }));
     return offer;
   }
   // Applies an answer; returns the error text, empty on success.
@@ -65,7 +65,7 @@ class LibPeerConnectionTest : public testing::Test {
       result = std::move(error);
       done = true;
     });
-    EXPECT_TRUE(testing_loop::waitFor([&] { return done; }));
+    EXPECT_TRUE(testloop::waitFor([&] { return done; }));
     return result;
   }
   std::optional<QString> add(const IceCandidate& candidate) {
@@ -75,7 +75,7 @@ class LibPeerConnectionTest : public testing::Test {
       result = std::move(error);
       done = true;
     });
-    EXPECT_TRUE(testing_loop::waitFor([&] { return done; }));
+    EXPECT_TRUE(testloop::waitFor([&] { return done; }));
     return result;
   }
   // Exchanges the candidates gathered since the last call, both ways.
@@ -111,7 +111,7 @@ class LibPeerConnectionTest : public testing::Test {
   QString nextAnswerOf(const QString& offer) {
     QString answer;
     viewer_->answer(offer, [&](const QString& sdp) { answer = sdp; });
-    EXPECT_TRUE(testing_loop::waitFor([&] { return !answer.isEmpty(); }));
+    EXPECT_TRUE(testloop::waitFor([&] { return !answer.isEmpty(); }));
     return answer;
   }
 

@@ -23,7 +23,7 @@ namespace vantora {
 class SessionOverWire : public testing::Test {
  protected:
   SessionOverWire() {
-    testing_loop::ensureApplication();
+    testloop::ensureApplication();
     displays_.set({{.id = 1, .bounds = {0, 0, 1920, 1080}}});
     runtime_ = makeWebRtcRuntime(makeVideoEncoderFactory);
     VideoSourceFactory sources = fakeScreens_.factory();
@@ -53,14 +53,14 @@ class SessionOverWire : public testing::Test {
     viewer_.reset();
     host_.reset();
     runtime_.reset();
-    testing_loop::drain();
+    testloop::drain();
   }
 
   // Waits for `condition`, carrying signalling messages meanwhile.
   [[nodiscard]] bool until(const std::function<bool()>& condition) {
     // A frame at the minimum bit rate takes seconds, and longer under a sanitizer.
     for (int timeout = 0; timeout < 3; ++timeout) {
-      if (testing_loop::waitFor([&] {
+      if (testloop::waitFor([&] {
             carry();
             return condition();
           })) {

@@ -73,7 +73,7 @@ TEST_F(SessionPeerTest, handlesTheClosingOfBothChannelsThoughAnOfferIsAskedForMe
   viewer_->closeChannel(u"control_reliable"_s);
   // Each is closed for the viewer once it is closed for the host, which handles nothing while the main thread waits
   // here.
-  testing_loop::Timeout timeout;
+  testloop::Timeout timeout;
   while (!viewer_->isClosed(u"control"_s) || !viewer_->isClosed(u"control_reliable"_s)) {
     ASSERT_FALSE(timeout.isOver());
     std::this_thread::yield();
@@ -232,7 +232,7 @@ TEST_F(SessionPeerTest, keepsTheChannelWhenMoreIsToBeSentThanItHolds) {
   }
   // The replies fill the channel of a viewer that reads nothing.
   auto held = viewer_->holdNetwork();
-  ASSERT_TRUE(testing_loop::waitFor([&] { return clipboard_.reads >= kRequests; }));
+  ASSERT_TRUE(testloop::waitFor([&] { return clipboard_.reads >= kRequests; }));
   held.reset();
   ASSERT_TRUE(until([&] { return count(u"clipboard_sync"_s) > 50; }));
   // The reply to this arrives after all others that were not dropped; it may be dropped itself while the channel is

@@ -73,8 +73,8 @@ void ControlAuthorisation::handleControl(ControlChannel origin, const JsonObject
   if (waiting_ >= kMaxWaiting) return;
   ++waiting_;
   const bool wanted = boolField(message, "enable"_L1).value_or(false);
-  callbacks_.ensureAccessibility(lifetime_.guard(
-      [this, origin, wanted, connection = sender_.connection(), done = std::move(done)](bool permitted) {
+  callbacks_.ensureAccessibility(
+      life_.guard([this, origin, wanted, connection = sender_.connection(), done = std::move(done)](bool permitted) {
         --waiting_;
         // The viewer that asked was replaced.
         if (sender_.connection() != connection) return;

@@ -76,7 +76,7 @@ class ControlAuthorisation {
   bool allowRemoteControl_ = true;
   int waiting_ = 0;
   // Last: the desktop may reply after this object was destroyed.
-  Lifetime lifetime_;
+  Lifetime life_;
 };
 
 // Installs the handlers of "auth" and "control". `authorisation` must outlive `dispatcher`. Main thread.

@@ -33,7 +33,7 @@ enum class Display { usable, awaited, none };
 // display.
 Display chooseToolkitPlatform() {
   const bool named = isSet("DISPLAY");
-  if (named && displayServerAnswers()) {
+  if (named && isDisplayServerReachable()) {
     qputenv("QT_QPA_PLATFORM", "xcb;wayland;offscreen");
     return Display::usable;
   }
@@ -156,7 +156,7 @@ int runDesktopProcess(int descriptor, int& argumentCount, char** arguments) {
   QTimer displayCheck;
   if (display == Display::awaited) {
     QObject::connect(&displayCheck, &QTimer::timeout, &displayCheck, [] {
-      if (displayServerAnswers()) QCoreApplication::quit();
+      if (isDisplayServerReachable()) QCoreApplication::quit();
     });
     displayCheck.start(kDisplayCheck);
   }

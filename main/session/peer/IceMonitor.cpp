@@ -35,7 +35,7 @@ void IceMonitor::iceConnectionDidChange(IceState state) {
 
 void IceMonitor::connectionReplaced() {
   iceRecoveryTimer_.reset();
-  iceState_ = IceState::fresh;
+  iceState_ = IceState::initial;
 }
 
 }  // namespace vantora

@@ -34,7 +34,7 @@ class IceMonitor {
  private:
   Scheduler& scheduler_;
   Callbacks callbacks_;
-  IceState iceState_ = IceState::fresh;
+  IceState iceState_ = IceState::initial;
   std::unique_ptr<Timer> iceRecoveryTimer_;
 };
 

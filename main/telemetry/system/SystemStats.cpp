@@ -29,14 +29,14 @@ void SystemStats::prepare() {
 }
 
 void SystemStats::pause() {
-  job_.reset();
+  task_.reset();
   nextAt_.reset();
 }
 
 void SystemStats::startCollecting() {
-  if (job_ || nextAt_) return;
-  job_ = collect_([this](const JsonObject& figures) {
-    job_.reset();
+  if (task_ || nextAt_) return;
+  task_ = collect_([this](const JsonObject& figures) {
+    task_.reset();
     next_ = figures;
     nextAt_ = scheduler_.monotonicNow();
   });

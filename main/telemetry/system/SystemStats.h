@@ -44,7 +44,7 @@ class SystemStats {
   // Collected, but not served yet.
   JsonObject next_;
   std::optional<Time> nextAt_;
-  std::unique_ptr<BackgroundTask> job_;
+  std::unique_ptr<BackgroundTask> task_;
 };
 
 }  // namespace vantora

@@ -41,7 +41,7 @@ DBusTray::DBusTray(const QDBusConnection& bus, Handlers handlers, std::chrono::m
       std::make_unique<DBusSignal>(bus_, kWatcherPath, kWatcher, u"StatusNotifierHostRegistered"_s, onHost);
   hostUnregistered_ =
       std::make_unique<DBusSignal>(bus_, kWatcherPath, kWatcher, u"StatusNotifierHostUnregistered"_s, onHost);
-  presence_ = std::make_unique<DBusPresence>(bus_, kWatcher, [this](bool present) { watcherChanged(present); });
+  presence_ = std::make_unique<DBusNameWatcher>(bus_, kWatcher, [this](bool present) { watcherChanged(present); });
 }
 
 void DBusTray::watcherChanged(bool present) {

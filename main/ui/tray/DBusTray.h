@@ -5,7 +5,7 @@
 #include <functional>
 #include <memory>
 
-#include "main/ui/dbus/DBusPresence.h"
+#include "main/ui/dbus/DBusNameWatcher.h"
 #include "main/ui/dbus/DBusSignal.h"
 #include "main/ui/tray/DBusMenu.h"
 #include "main/ui/tray/StatusNotifierItem.h"
@@ -31,7 +31,7 @@ class DBusTray {
   // `timeout`: how long the first query to a watcher waits for its reply before it is repeated.
   DBusTray(const QDBusConnection& bus, Handlers handlers, std::chrono::milliseconds timeout = kTimeout);
 
-  void setLook(const TrayLook& look) { item_.setLook(look); }
+  void setAppearance(const TrayAppearance& appearance) { item_.setAppearance(appearance); }
   void setRows(const QList<MenuRow>& rows) { menu_.setRows(rows); }
 
  private:
@@ -51,7 +51,7 @@ class DBusTray {
   std::unique_ptr<QObject> query_;
   std::unique_ptr<DBusSignal> hostRegistered_;
   std::unique_ptr<DBusSignal> hostUnregistered_;
-  std::unique_ptr<DBusPresence> presence_;
+  std::unique_ptr<DBusNameWatcher> presence_;
 };
 
 }  // namespace vantora

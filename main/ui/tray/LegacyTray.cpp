@@ -28,11 +28,11 @@ LegacyTray::LegacyTray(std::function<void(MenuAction)> triggered) : triggered_(s
   });
 }
 
-void LegacyTray::setLook(const TrayLook& look) {
-  if (look == look_ && icon_.isVisible()) return;
-  look_ = look;
-  icon_.setIcon(makeStatusIcon(look.fill, look.outline, look.unread));
-  icon_.setToolTip(literalToolTip(look.toolTip));
+void LegacyTray::setAppearance(const TrayAppearance& appearance) {
+  if (appearance == appearance_ && icon_.isVisible()) return;
+  appearance_ = appearance;
+  icon_.setIcon(makeStatusIcon(appearance.fill, appearance.outline, appearance.unread));
+  icon_.setToolTip(literalToolTip(appearance.toolTip));
   icon_.show();
 }
 

@@ -6,7 +6,7 @@
 #include <functional>
 
 #include "main/ui/MenuRows.h"
-#include "main/ui/tray/TrayLook.h"
+#include "main/ui/tray/TrayAppearance.h"
 
 namespace vantora {
 
@@ -16,7 +16,7 @@ class LegacyTray {
  public:
   explicit LegacyTray(std::function<void(MenuAction)> triggered);
 
-  void setLook(const TrayLook& look);
+  void setAppearance(const TrayAppearance& appearance);
   void setRows(const QList<MenuRow>& rows);
   // Whether a tray shows it now.
   bool shown() const;
@@ -31,7 +31,7 @@ class LegacyTray {
   const std::function<void(MenuAction)> triggered_;
   QMenu menu_;
   QSystemTrayIcon icon_;
-  TrayLook look_;
+  TrayAppearance appearance_;
 };
 
 }  // namespace vantora

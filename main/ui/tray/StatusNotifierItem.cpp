@@ -36,8 +36,8 @@ constexpr auto kDescription = R"xml(
 <signal name="NewToolTip"/><signal name="NewStatus"><arg type="s"/></signal>
 )xml";
 
-QList<DBusImage> images(const TrayLook& look) {
-  const QIcon icon = makeStatusIcon(look.fill, look.outline, look.unread);
+QList<DBusImage> images(const TrayAppearance& appearance) {
+  const QIcon icon = makeStatusIcon(appearance.fill, appearance.outline, appearance.unread);
   QList<DBusImage> all;
   for (const QSize& size : icon.availableSizes()) {
     QImage image = icon.pixmap(size, 1.0).toImage().convertToFormat(QImage::Format_ARGB32);
@@ -57,25 +57,25 @@ StatusNotifierItem::StatusNotifierItem(const QDBusConnection& bus, std::function
   registerDBusMenuTypes();
 }
 
-void StatusNotifierItem::setLook(const TrayLook& look) {
-  const TrayLook before = std::exchange(look_, look);
-  if (before.fill != look.fill || before.outline != look.outline || before.unread != look.unread) {
+void StatusNotifierItem::setAppearance(const TrayAppearance& appearance) {
+  const TrayAppearance before = std::exchange(appearance_, appearance);
+  if (before.fill != appearance.fill || before.outline != appearance.outline || before.unread != appearance.unread) {
     emitSignal(u"NewIcon"_s);
   }
-  if (before.toolTip != look.toolTip) emitSignal(u"NewToolTip"_s);
+  if (before.toolTip != appearance.toolTip) emitSignal(u"NewToolTip"_s);
 }
 
 QVariantMap StatusNotifierItem::properties() const {
   const QVariant noImages = QVariant::fromValue(QList<DBusImage>());
   // The text is in the title: panels read the description as markup, and the text contains input of a viewer.
-  const DBusToolTip toolTip{{}, {}, look_.toolTip, {}};
+  const DBusToolTip toolTip{{}, {}, appearance_.toolTip, {}};
   return {{u"Category"_s, u"ApplicationStatus"_s},
           {u"Id"_s, u"vantora-host"_s},
           {u"Title"_s, u"Vantora Host"_s},
           {u"Status"_s, u"Active"_s},
           {u"WindowId"_s, 0},
           {u"IconName"_s, QString()},
-          {u"IconPixmap"_s, QVariant::fromValue(images(look_))},
+          {u"IconPixmap"_s, QVariant::fromValue(images(appearance_))},
           {u"OverlayIconName"_s, QString()},
           {u"OverlayIconPixmap"_s, noImages},
           {u"AttentionIconName"_s, QString()},

@@ -4,7 +4,7 @@
 #include <functional>
 
 #include "main/ui/dbus/DBusObject.h"
-#include "main/ui/tray/TrayLook.h"
+#include "main/ui/tray/TrayAppearance.h"
 
 namespace vantora {
 
@@ -17,14 +17,14 @@ class StatusNotifierItem final : public DBusObject {
   StatusNotifierItem(const QDBusConnection& bus, std::function<void()> activated);
 
   // Announces only changes.
-  void setLook(const TrayLook& look);
+  void setAppearance(const TrayAppearance& appearance);
 
  private:
   std::optional<QVariantList> call(const QString& method, const QVariantList& arguments) override;
   QVariantMap properties() const override;
 
   const std::function<void()> activated_;
-  TrayLook look_;
+  TrayAppearance appearance_;
 };
 
 }  // namespace vantora

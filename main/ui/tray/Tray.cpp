@@ -10,10 +10,10 @@ Tray::Tray(const QDBusConnection& bus, Handlers handlers, std::chrono::milliseco
              .shown = [this](bool shown) { setShownOverDBus(shown); }},
             timeout) {}
 
-void Tray::setLook(const TrayLook& look) {
-  look_ = look;
-  dbus_.setLook(look);
-  if (legacy_) legacy_->setLook(look);
+void Tray::setAppearance(const TrayAppearance& appearance) {
+  appearance_ = appearance;
+  dbus_.setAppearance(appearance);
+  if (legacy_) legacy_->setAppearance(appearance);
 }
 
 void Tray::setRows(const QList<MenuRow>& rows) {
@@ -29,7 +29,7 @@ void Tray::setShownOverDBus(bool shown) {
   } else if (!legacy_) {
     legacy_ = std::make_unique<LegacyTray>(handlers_.triggered);
     legacy_->setRows(rows_);
-    legacy_->setLook(look_);
+    legacy_->setAppearance(appearance_);
   }
 }
 

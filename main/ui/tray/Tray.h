@@ -22,7 +22,7 @@ class Tray {
   // `timeout`: see DBusTray.
   Tray(const QDBusConnection& bus, Handlers handlers, std::chrono::milliseconds timeout = DBusTray::kTimeout);
 
-  void setLook(const TrayLook& look);
+  void setAppearance(const TrayAppearance& appearance);
   void setRows(const QList<MenuRow>& rows);
   // Whether it is known if a panel that supports D-Bus shows the item; false while a running one has not reported it.
   bool known() const { return shownOverDBus_ || legacy_ != nullptr; }
@@ -33,7 +33,7 @@ class Tray {
   void setShownOverDBus(bool shown);
 
   const Handlers handlers_;
-  TrayLook look_;
+  TrayAppearance appearance_;
   QList<MenuRow> rows_;
   bool shownOverDBus_ = false;
   std::unique_ptr<LegacyTray> legacy_;

@@ -13,16 +13,16 @@ using namespace Qt::Literals::StringLiterals;
 namespace vantora {
 namespace {
 
-using testing_loop::RawServer;
-using testing_loop::TestServer;
-using testing_loop::waitFor;
+using testloop::RawServer;
+using testloop::TestServer;
+using testloop::waitFor;
 
 class QtWebSocket : public testing::Test {
  protected:
-  QtWebSocket() { testing_loop::ensureApplication(); }
+  QtWebSocket() { testloop::ensureApplication(); }
   ~QtWebSocket() override {
     task_.reset();
-    testing_loop::drain();
+    testloop::drain();
   }
 
   void open(const QUrl& url) {
@@ -85,7 +85,7 @@ TEST_F(QtWebSocket, givesUpOnAServerThatNeverAnswers) {
   task_->send(u"hello"_s);
   ASSERT_TRUE(waitFor([&] { return server.asked(); }));
   scheduler_.advance(limits_.handshake - 1ms);
-  testing_loop::drain();
+  testloop::drain();
   EXPECT_FALSE(failed());
   scheduler_.advance(1ms);
   ASSERT_TRUE(waitFor([&] { return failed(); }));
@@ -185,7 +185,7 @@ TEST_F(QtWebSocket, givesUpOnAServerThatHasGoneSilent) {
   server.socket()->write(QByteArray("\x81\x02hi", 4));
   ASSERT_TRUE(waitFor([&] { return texts_ == QStringList{u"hi"_s}; }));
   scheduler_.advance(limits_.pingPeriod);
-  testing_loop::drain();
+  testloop::drain();
   EXPECT_FALSE(failed());
   scheduler_.advance(limits_.pingPeriod);
   ASSERT_TRUE(waitFor([&] { return failed(); }));
@@ -328,7 +328,7 @@ TEST_F(QtWebSocket, mayFailAndGoAwayWhileAHandlerRunsTheEventLoop) {
   ASSERT_TRUE(waitFor([&] { return server.accepted() == 2; }));
   server.client()->sendTextMessage(u"x"_s);
   EXPECT_TRUE(waitFor([&] { return handled; }));
-  testing_loop::drain();
+  testloop::drain();
   EXPECT_EQ(receiveErrors_.size(), 1);
 }
 

@@ -13,7 +13,7 @@
 #include <QUrl>
 #include <memory>
 
-namespace vantora::testing_loop {
+namespace vantora::testloop {
 
 // Accepts connections and sends only what the test passes to it.
 class RawServer {
@@ -100,4 +100,4 @@ class RawServer {
   bool closed_ = false;
 };
 
-}  // namespace vantora::testing_loop
+}  // namespace vantora::testloop

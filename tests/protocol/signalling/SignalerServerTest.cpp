@@ -14,15 +14,15 @@ using namespace Qt::Literals::StringLiterals;
 namespace vantora {
 namespace {
 
-using testing_loop::TestServer;
-using testing_loop::waitFor;
+using testloop::TestServer;
+using testloop::waitFor;
 
 class SignalerServer : public testing::Test {
  protected:
-  SignalerServer() { testing_loop::ensureApplication(); }
+  SignalerServer() { testloop::ensureApplication(); }
   ~SignalerServer() override {
     signaler_.reset();
-    testing_loop::drain();
+    testloop::drain();
   }
 
   void connectTo(const QUrl& url) {

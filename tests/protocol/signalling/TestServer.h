@@ -8,7 +8,7 @@
 #include <QWebSocketServer>
 #include <memory>
 
-namespace vantora::testing_loop {
+namespace vantora::testloop {
 
 // Keeps what every client sent; it sends to the newest client.
 class TestServer {
@@ -44,4 +44,4 @@ class TestServer {
   bool listening_ = false;
 };
 
-}  // namespace vantora::testing_loop
+}  // namespace vantora::testloop

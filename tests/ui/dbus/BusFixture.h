@@ -12,11 +12,11 @@
 
 namespace vantora {
 
-class BusFixture : public testing_ui::UiTest {
+class BusFixture : public testui::UiTest {
  protected:
   void start() { interface_ = std::make_unique<UserInterface>(session_, InfoDictionary(info_), bus_.connect()); }
   HostStatusBar& bar() { return interface_->statusBar(); }
-  [[nodiscard]] static bool waitFor(const std::function<bool()>& condition) { return testing_loop::waitFor(condition); }
+  [[nodiscard]] static bool waitFor(const std::function<bool()>& condition) { return testloop::waitFor(condition); }
   // Waits until messages under way to and from the interface have arrived, by a round trip through the daemon.
   void settle() {
     for (int round = 0; round < 3; ++round) {
@@ -24,11 +24,11 @@ class BusFixture : public testing_ui::UiTest {
       callDBus(other_, dbusDaemonCall(QStringLiteral("GetId"), {}), &context_,
                [&answered](const QDBusMessage&) { answered = true; });
       ASSERT_TRUE(waitFor([&answered] { return answered.has_value(); }));
-      testing_loop::drain();
+      testloop::drain();
     }
   }
 
-  testing_ui::SessionBus bus_;
+  testui::SessionBus bus_;
   QDBusConnection other_ = bus_.connect();
   fakes::RecordedLog log_;
   fakes::FakeSessionControl session_;

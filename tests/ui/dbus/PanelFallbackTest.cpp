@@ -9,7 +9,7 @@ using namespace std::chrono_literals;
 namespace vantora {
 namespace {
 
-using testing_ui::FakeWatcher;
+using testui::FakeWatcher;
 
 class PanelOnItsOwnTest : public BusFixture {
  protected:

@@ -20,10 +20,10 @@ namespace {
 class TrayItemTest : public BusFixture {
  protected:
   void startInPanel() {
-    watcher_ = std::make_unique<testing_ui::FakeWatcher>(other_);
+    watcher_ = std::make_unique<testui::FakeWatcher>(other_);
     start();
     ASSERT_TRUE(waitFor([this] { return !watcher_->items().isEmpty() && bar().trayShown(); }));
-    reader_ = std::make_unique<testing_ui::ItemReader>(other_, watcher_->items().last());
+    reader_ = std::make_unique<testui::ItemReader>(other_, watcher_->items().last());
   }
   static QImage decoded(const DBusImage& source) {
     QImage image(source.width, source.height, QImage::Format_ARGB32);
@@ -31,8 +31,8 @@ class TrayItemTest : public BusFixture {
     return image;
   }
 
-  std::unique_ptr<testing_ui::FakeWatcher> watcher_;
-  std::unique_ptr<testing_ui::ItemReader> reader_;
+  std::unique_ptr<testui::FakeWatcher> watcher_;
+  std::unique_ptr<testui::ItemReader> reader_;
 };
 
 TEST_F(TrayItemTest, describesItself) {
@@ -59,7 +59,7 @@ TEST_F(TrayItemTest, givesItsIconInEverySizeThatPanelsUse) {
     EXPECT_EQ(image.width, image.height);
     EXPECT_EQ(image.pixels.size(), image.width * image.height * 4);
     sizes.append(image.width);
-    const QImage expected = makeStatusIcon(statusColor(IceState::fresh), iconOutline(), false)
+    const QImage expected = makeStatusIcon(statusColor(IceState::initial), iconOutline(), false)
                                 .pixmap(QSize(image.width, image.height), 1.0)
                                 .toImage()
                                 .convertToFormat(QImage::Format_ARGB32);
@@ -74,7 +74,7 @@ TEST_F(TrayItemTest, changesColourWithTheConnection) {
     const QImage image = decoded(reader_->icon().last());
     return image.pixelColor(image.width() * 11 / 18, image.height() * 9 / 18 + image.height() / 72);
   };
-  EXPECT_EQ(colour(), statusColor(IceState::fresh));
+  EXPECT_EQ(colour(), statusColor(IceState::initial));
   for (const IceState state : {IceState::connected, IceState::failed, IceState::count}) {
     reader_->signalNames();
     session_.change([state](HostState& shown) { shown.iceState = state; });
@@ -145,7 +145,7 @@ TEST_F(TrayItemTest, comesBackWhenThePanelRestarts) {
   startInPanel();
   watcher_.reset();
   EXPECT_TRUE(waitFor([this] { return !bar().trayShown(); }));
-  watcher_ = std::make_unique<testing_ui::FakeWatcher>(other_);
+  watcher_ = std::make_unique<testui::FakeWatcher>(other_);
   EXPECT_TRUE(waitFor([this] { return watcher_->items().size() == 1 && bar().trayShown(); }));
   EXPECT_EQ(reader_->rows().size(), 17);
 }
@@ -154,7 +154,7 @@ TEST_F(TrayItemTest, comesWhenThePanelStartsLater) {
   start();
   settle();
   EXPECT_FALSE(bar().trayShown());
-  watcher_ = std::make_unique<testing_ui::FakeWatcher>(other_, false);
+  watcher_ = std::make_unique<testui::FakeWatcher>(other_, false);
   EXPECT_TRUE(waitFor([this] { return watcher_->items().size() == 1; }));
   settle();
   EXPECT_FALSE(bar().trayShown());  // There is a watcher and no host.
@@ -182,7 +182,7 @@ class TrayOfASilentPanelTest : public BusFixture {
     return waitFor([this] { return watcher_->kept(u"Get"_s) >= 2; });
   }
 
-  std::optional<testing_ui::FakeWatcher> watcher_{std::in_place, other_};
+  std::optional<testui::FakeWatcher> watcher_{std::in_place, other_};
   std::unique_ptr<Tray> tray_;
 };
 

@@ -14,7 +14,7 @@ class TrayMenuTest : public BusFixture {
   void SetUp() override {
     start();
     ASSERT_TRUE(waitFor([this] { return watcher_.items().size() == 1 && bar().trayShown(); }));
-    reader_ = std::make_unique<testing_ui::ItemReader>(other_, watcher_.items().first());
+    reader_ = std::make_unique<testui::ItemReader>(other_, watcher_.items().first());
   }
   static QStringList titles(const QList<DBusMenuLayout>& rows) {
     QStringList all;
@@ -40,8 +40,8 @@ class TrayMenuTest : public BusFixture {
     return {};
   }
 
-  testing_ui::FakeWatcher watcher_{other_};
-  std::unique_ptr<testing_ui::ItemReader> reader_;
+  testui::FakeWatcher watcher_{other_};
+  std::unique_ptr<testui::ItemReader> reader_;
 };
 
 TEST_F(TrayMenuTest, showsTheSeventeenRowsInOrder) {

@@ -12,7 +12,7 @@ using namespace Qt::Literals::StringLiterals;
 namespace vantora {
 namespace {
 
-using testing_ui::FakeNotificationServer;
+using testui::FakeNotificationServer;
 
 class UserNotificationsTest : public BusFixture {
  protected:

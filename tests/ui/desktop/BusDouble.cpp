@@ -36,7 +36,7 @@ class BusDouble {
           say({{u"badge"_s, entry.value(u"count"_s).toLongLong()},
                {u"visible"_s, entry.value(u"count-visible"_s).toBool()}});
         }) {
-    server_.listener = [](const testing_ui::ShownNotification& shown) {
+    server_.listener = [](const testui::ShownNotification& shown) {
       say({{u"notification"_s, QJsonObject{{u"application"_s, shown.application},
                                            {u"title"_s, shown.title},
                                            {u"body"_s, shown.body},
@@ -53,13 +53,13 @@ class BusDouble {
  private:
   QJsonValue answer(const QString& question) {
     if (watcher_.items().isEmpty()) return QJsonValue::Null;
-    testing_ui::ItemReader item(bus_, watcher_.items().last());
+    testui::ItemReader item(bus_, watcher_.items().last());
     if (question == "rows"_L1) return rows(item);
     const int row = item.rowTitled(question.section(u' ', 1));
     return row > 0 && item.click(row).type() == QDBusMessage::ReplyMessage;
   }
 
-  static QJsonValue rows(testing_ui::ItemReader& item) {
+  static QJsonValue rows(testui::ItemReader& item) {
     QJsonArray all;
     for (const DBusMenuLayout& row : item.rows()) {
       const QVariantMap& properties = row.properties;
@@ -71,8 +71,8 @@ class BusDouble {
   }
 
   QDBusConnection bus_;
-  testing_ui::FakeNotificationServer server_;
-  testing_ui::FakeWatcher watcher_;
+  testui::FakeNotificationServer server_;
+  testui::FakeWatcher watcher_;
   DBusSignal badge_;
   QSocketNotifier input_{0, QSocketNotifier::Read};
 };

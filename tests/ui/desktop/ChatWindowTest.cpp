@@ -46,12 +46,12 @@ TEST_F(ChatWindowTest, opensALinkThatIsClicked) {
   open();
   conversation();
   QStringList place;
-  ASSERT_TRUE(testing_loop::waitFor([&] {
+  ASSERT_TRUE(testloop::waitFor([&] {
     tell(u"link? printers"_s);
     place = answer(u"link"_s).value_or(QString()).split(u' ');
     return place.size() == 2 && place.at(0).toInt() > 0;
   }));
-  ASSERT_TRUE(testing_loop::waitFor([&] {
+  ASSERT_TRUE(testloop::waitFor([&] {
     clickAt({place.at(0).toInt(), place.at(1).toInt()});
     return !opened().isEmpty();
   }));
@@ -62,10 +62,10 @@ TEST_F(ChatWindowTest, hidesWhenClosedAndComesBackWithItsConversation) {
   open();
   tell(u"chat viewer still here"_s);
   // The window manager closes the active window; this one may not be active yet.
-  ASSERT_TRUE(testing_loop::waitFor([this] { return activeWindow() == u"Vantora Chat"_s; }));
+  ASSERT_TRUE(testloop::waitFor([this] { return activeWindow() == u"Vantora Chat"_s; }));
   // Again until it does, as a person would: the first key of a test changes the keyboard map, and the window manager
   // gets no keys while it binds them anew.
-  EXPECT_TRUE(testing_loop::waitFor([this] {
+  EXPECT_TRUE(testloop::waitFor([this] {
     press(u"alt+F4"_s);
     return windows(u"Vantora Chat"_s).isEmpty();
   }));
@@ -85,12 +85,12 @@ TEST_F(ChatWindowTest, comesToTheFrontOverWhatTheUserIsDoing) {
   EXPECT_EQ(answer(u"asked chat"_s), u"hi"_s);
   press(u"alt+F4"_s);
   EXPECT_TRUE(vanishes(u"Vantora Chat"_s));
-  const testing_x11::ChildProcess terminal = server_.spawn({"xterm", "-T", "busy", "-e", "cat"});
+  const testx11::ChildProcess terminal = server_.spawn({"xterm", "-T", "busy", "-e", "cat"});
   ASSERT_TRUE(sees(u"busy"_s));
-  ASSERT_TRUE(testing_loop::waitFor([this] { return activeWindow() == u"busy"_s; }));
+  ASSERT_TRUE(testloop::waitFor([this] { return activeWindow() == u"busy"_s; }));
   xdotool({u"type"_s, u"later than anything in the chat"_s});
   tell(u"open"_s);
-  EXPECT_TRUE(testing_loop::waitFor([this] { return activeWindow() == u"Vantora Chat"_s; }));
+  EXPECT_TRUE(testloop::waitFor([this] { return activeWindow() == u"Vantora Chat"_s; }));
   EXPECT_TRUE(comesToBe(u"focus"_s, u"Message"_s));
 }
 

@@ -19,7 +19,7 @@ namespace vantora {
 
 class DesktopFixture : public testing::Test {
  protected:
-  DesktopFixture() { testing_loop::ensureApplication(); }
+  DesktopFixture() { testloop::ensureApplication(); }
   ~DesktopFixture() override {
     stage_.closeWriteChannel();
     if (stage_.state() != QProcess::NotRunning && !stage_.waitForFinished(10000)) stage_.kill();
@@ -44,7 +44,7 @@ class DesktopFixture : public testing::Test {
     opener.close();
     startWindowManager();
     stage_.setProcessEnvironment(environment);
-    stage_.start(testing_places::build() + QStringLiteral("/ui_stage"), QStringList());
+    stage_.start(testplaces::build() + QStringLiteral("/ui_stage"), QStringList());
     ASSERT_TRUE(expect(QStringLiteral("ready")));
   }
 
@@ -54,7 +54,7 @@ class DesktopFixture : public testing::Test {
     if (managed()) return;
     windowManager_ = server_.spawn(
         {"openbox", "--sm-disable", "--startup", "xprop -root -format _TEST_MANAGED 8s -set _TEST_MANAGED yes"});
-    ASSERT_TRUE(testing_loop::waitFor([this] { return managed(); }));
+    ASSERT_TRUE(testloop::waitFor([this] { return managed(); }));
   }
   // Whether the window manager is running.
   bool managed() {
@@ -72,7 +72,7 @@ class DesktopFixture : public testing::Test {
   // Waits for a line that starts with `start`; returns the rest of the line, empty on timeout.
   std::optional<QString> answer(const QString& start) {
     std::optional<QString> found;
-    const bool came = testing_loop::waitFor([&] {
+    const bool came = testloop::waitFor([&] {
       while (stage_.canReadLine()) lines_.append(QString::fromUtf8(stage_.readLine()).trimmed());
       for (const QString& line : std::as_const(lines_)) {
         if (!line.startsWith(start)) continue;
@@ -87,7 +87,7 @@ class DesktopFixture : public testing::Test {
   [[nodiscard]] bool expect(const QString& line) { return answer(line).has_value(); }
   // Repeats the question until the answer is `wanted`.
   [[nodiscard]] bool comesToBe(const QString& question, const QString& wanted) {
-    testing_loop::Timeout timeout;
+    testloop::Timeout timeout;
     while (!timeout.isOver()) {
       tell(question + u'?');
       if (answer(question + u' ').value_or(QString()) == wanted) return true;
@@ -117,11 +117,11 @@ class DesktopFixture : public testing::Test {
   }
   // Waits until there is one.
   [[nodiscard]] bool sees(const QString& title) {
-    return testing_loop::waitFor([&] { return !windows(title).isEmpty(); });
+    return testloop::waitFor([&] { return !windows(title).isEmpty(); });
   }
   QString activeWindow() { return xdotool({QStringLiteral("getactivewindow"), QStringLiteral("getwindowname")}); }
   [[nodiscard]] bool vanishes(const QString& title) {
-    return testing_loop::waitFor([&] { return windows(title).isEmpty(); });
+    return testloop::waitFor([&] { return windows(title).isEmpty(); });
   }
 
   // A screenshot. Saved if the test run keeps its results.
@@ -145,10 +145,10 @@ class DesktopFixture : public testing::Test {
   }
   // Waits until that colour is on the screen.
   [[nodiscard]] bool shows(const QColor& colour) {
-    return testing_loop::waitFor([&] { return !placeOf(screen(), colour).isEmpty(); });
+    return testloop::waitFor([&] { return !placeOf(screen(), colour).isEmpty(); });
   }
   [[nodiscard]] bool showsNo(const QColor& colour) {
-    return testing_loop::waitFor([&] { return placeOf(screen(), colour).isEmpty(); });
+    return testloop::waitFor([&] { return placeOf(screen(), colour).isEmpty(); });
   }
 
   QString openedPath() const { return tools_.filePath(QStringLiteral("opened")); }
@@ -158,9 +158,9 @@ class DesktopFixture : public testing::Test {
     return QString::fromUtf8(file.readAll()).split(u'\n', Qt::SkipEmptyParts);
   }
 
-  testing_x11::XvfbServer server_{1000, 700};
+  testx11::XvfbServer server_{1000, 700};
   QTemporaryDir tools_;
-  testing_x11::ChildProcess windowManager_;
+  testx11::ChildProcess windowManager_;
   QProcess stage_;
   QStringList lines_;
 };

@@ -48,7 +48,7 @@ class PanelOverDBusTest : public DesktopFixture {
     std::vector<std::string> environment = environment_;
     environment.push_back(server_.displayVariable());
     environment.push_back(bus_.variable());
-    panel_ = testing_x11::ChildProcess({"xfce4-panel", "--disable-wm-check"}, environment);
+    panel_ = testx11::ChildProcess({"xfce4-panel", "--disable-wm-check"}, environment);
   }
   // Whether the menu covers the desktop below the item.
   bool menuIsOpen() { return screen().pixelColor(60, 200) != QColor(0, 0, 0); }
@@ -57,8 +57,8 @@ class PanelOverDBusTest : public DesktopFixture {
   const std::vector<std::string> environment_ = {
       "HOME=" + home_.path().toStdString(), "XDG_CONFIG_HOME=" + home_.filePath(u".config"_s).toStdString(),
       "XDG_CACHE_HOME=" + home_.filePath(u".cache"_s).toStdString(), "NO_AT_BRIDGE=1", server_.displayVariable()};
-  testing_ui::SessionBus bus_{"panel-session.conf", environment_};
-  testing_x11::ChildProcess panel_;
+  testui::SessionBus bus_{"panel-session.conf", environment_};
+  testx11::ChildProcess panel_;
 };
 
 TEST_F(PanelOverDBusTest, showsItsIconAndItsMenuAndComesBackWithThePanel) {
@@ -75,10 +75,10 @@ TEST_F(PanelOverDBusTest, showsItsIconAndItsMenuAndComesBackWithThePanel) {
   // Any click opens the menu, and its texts change while it is open.
   ASSERT_FALSE(menuIsOpen());
   clickAt(placeOf(screen(), kGreen).center());
-  ASSERT_TRUE(testing_loop::waitFor([this] { return menuIsOpen(); }));
+  ASSERT_TRUE(testloop::waitFor([this] { return menuIsOpen(); }));
   const QImage before = screen(u"xfce-menu"_s);
   tell(u"sharing 1"_s);
-  EXPECT_TRUE(testing_loop::waitFor([&] { return menuIsOpen() && screen() != before; }));
+  EXPECT_TRUE(testloop::waitFor([&] { return menuIsOpen() && screen() != before; }));
   screen(u"xfce-menu-updated"_s);
   press(u"Up"_s);
   press(u"Up"_s);
@@ -95,8 +95,8 @@ TEST_F(PanelOverDBusTest, showsItsIconAndItsMenuAndComesBackWithThePanel) {
 
 class HangingPanelTest : public DesktopFixture {
  protected:
-  testing_ui::SessionBus bus_;
-  testing_ui::FakeWatcher panel_{bus_.connect()};
+  testui::SessionBus bus_;
+  testui::FakeWatcher panel_{bus_.connect()};
 };
 
 TEST_F(HangingPanelTest, doesNotHangWithItAndShowsItsIconAfterwards) {
@@ -108,7 +108,7 @@ TEST_F(HangingPanelTest, doesNotHangWithItAndShowsItsIconAfterwards) {
     ASSERT_FALSE(timeout.hasExpired());
     ASSERT_TRUE(comesToBe(u"tray"_s, u"0"_s));
     const QDeadlineTimer pause(200);
-    static_cast<void>(testing_loop::waitFor([&pause] { return pause.hasExpired(); }));
+    static_cast<void>(testloop::waitFor([&pause] { return pause.hasExpired(); }));
   }
   tell(u"reopen"_s);
   EXPECT_TRUE(sees(u"Vantora Chat"_s));

@@ -25,7 +25,7 @@ class PanelTrayTest : public DesktopFixture {
     for (int attempt = 0; attempt < 5 && !panelIsVisible(); ++attempt) {
       if (!comesToBe(u"tray"_s, u"1"_s)) return false;
       QDeadlineTimer timeout(2000);
-      if (testing_loop::waitFor([&] { return timeout.hasExpired() || panelIsVisible(); }) && panelIsVisible()) break;
+      if (testloop::waitFor([&] { return timeout.hasExpired() || panelIsVisible(); }) && panelIsVisible()) break;
       panel_.end(SIGTERM);
       if (!comesToBe(u"tray"_s, u"0"_s)) return false;
       startPanel();
@@ -44,12 +44,12 @@ class PanelTrayTest : public DesktopFixture {
       const QPoint beside = bolt.center() - QPoint(30, 60);
       const auto isOpen = [&] { return screen().pixelColor(beside) != QColor(0, 0, 0); };
       QDeadlineTimer timeout(10000);
-      if (testing_loop::waitFor([&] { return timeout.hasExpired() || isOpen(); }) && isOpen()) return true;
+      if (testloop::waitFor([&] { return timeout.hasExpired() || isOpen(); }) && isOpen()) return true;
     }
     return false;
   }
 
-  testing_x11::ChildProcess panel_;
+  testx11::ChildProcess panel_;
 };
 
 TEST_F(PanelTrayTest, showsTheBoltInTheColourOfTheConnection) {
@@ -121,7 +121,7 @@ TEST_F(PanelTrayTest, keepsAnOpenMenuUpToDate) {
   ASSERT_TRUE(shows(kGreen));
   // It is still open, and its text has changed.
   const QRect menu(0, 0, 1000, 600);
-  EXPECT_TRUE(testing_loop::waitFor([&] { return screen().copy(menu) != before.copy(menu); }));
+  EXPECT_TRUE(testloop::waitFor([&] { return screen().copy(menu) != before.copy(menu); }));
   screen(u"tray-menu-updated"_s);
   press(u"Up"_s);
   press(u"Return"_s);
@@ -155,7 +155,7 @@ TEST_F(PanelTrayTest, showsItselfWithoutAnyTrayAndLeavesTheKeyboardAlone) {
   startWindowManager();
   const auto editor = server_.spawn({"xterm", "-maximized", "-T", "typing here"});
   ASSERT_TRUE(sees(u"typing here"_s));
-  ASSERT_TRUE(testing_loop::waitFor([this] { return activeWindow() == u"typing here"_s; }));
+  ASSERT_TRUE(testloop::waitFor([this] { return activeWindow() == u"typing here"_s; }));
   startStage();
   tell(u"introduce 100"_s);
   ASSERT_TRUE(expect(u"introduced"_s));

@@ -9,7 +9,7 @@
 #include <QVariantMap>
 #include <functional>
 
-namespace vantora::testing_ui {
+namespace vantora::testui {
 
 struct ShownNotification {
   QString application;
@@ -91,4 +91,4 @@ class FakeNotificationServer final : public QDBusVirtualObject {
   bool silent_ = false;
 };
 
-}  // namespace vantora::testing_ui
+}  // namespace vantora::testui

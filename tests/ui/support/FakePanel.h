@@ -13,7 +13,7 @@
 #include "main/ui/tray/DBusMenuTypes.h"
 #include "tests/fakes/EventLoop.h"
 
-namespace vantora::testing_ui {
+namespace vantora::testui {
 
 // The list of items (org.kde.StatusNotifierWatcher).
 class FakeWatcher final : public DBusObject {
@@ -90,7 +90,7 @@ class ItemReader {
     call.setArguments(arguments);
     std::optional<QDBusMessage> answer;
     callDBus(bus_, call, &context_, [&answer](const QDBusMessage& reply) { answer = reply; });
-    static_cast<void>(testing_loop::waitFor([&answer] { return answer.has_value(); }));
+    static_cast<void>(testloop::waitFor([&answer] { return answer.has_value(); }));
     return answer.value_or(QDBusMessage());
   }
   QDBusMessage askMenu(const char* method, const QVariantList& arguments) {
@@ -149,4 +149,4 @@ class ItemReader {
   QObject context_;
 };
 
-}  // namespace vantora::testing_ui
+}  // namespace vantora::testui

@@ -6,7 +6,7 @@
 
 #include "tests/x11/support/MessageBus.h"
 
-namespace vantora::testing_ui {
+namespace vantora::testui {
 
 // Runs from construction to destruction; does not access the caller's session.
 class SessionBus {
@@ -31,8 +31,8 @@ class SessionBus {
   }
 
  private:
-  testing_x11::MessageBus bus_;
+  testx11::MessageBus bus_;
   QStringList connections_;
 };
 
-}  // namespace vantora::testing_ui
+}  // namespace vantora::testui

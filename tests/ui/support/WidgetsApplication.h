@@ -5,7 +5,7 @@
 
 #include <QApplication>
 
-namespace vantora::testing_ui {
+namespace vantora::testui {
 
 // Windows exist only in memory; the caller's desktop is not accessed. The same appearance on every machine.
 inline QApplication& application() {
@@ -30,4 +30,4 @@ class UiTest : public testing::Test {
   UiTest() { application(); }
 };
 
-}  // namespace vantora::testing_ui
+}  // namespace vantora::testui

@@ -12,7 +12,7 @@ using namespace Qt::Literals::StringLiterals;
 namespace vantora {
 namespace {
 
-class ChatInputTest : public testing_ui::UiTest {
+class ChatInputTest : public testui::UiTest {
  protected:
   ChatInputTest() { input_.resize(220, 24); }
   // The rendered field without focus.
@@ -76,7 +76,7 @@ TEST_F(ChatInputTest, hasNoRingAroundItWithTheFocus) {
   };
   const auto focused = [&edge](QWidget& widget) {
     widget.setFocus();
-    EXPECT_TRUE(testing_loop::waitFor([&widget] { return widget.hasFocus(); }));
+    EXPECT_TRUE(testloop::waitFor([&widget] { return widget.hasFocus(); }));
     return edge(widget);
   };
   focused(other);
@@ -125,7 +125,7 @@ TEST_F(ChatInputTest, showsWhereOneTypesWithTheFocus) {
   input_.show();
   input_.activateWindow();
   input_.setFocus();
-  ASSERT_TRUE(testing_loop::waitFor([this] { return input_.hasFocus(); }));
+  ASSERT_TRUE(testloop::waitFor([this] { return input_.hasFocus(); }));
   EXPECT_NE(input_.grab().toImage(), without);
   EXPECT_EQ(input_.text(), long_);
 }

@@ -14,7 +14,7 @@ using namespace Qt::Literals::StringLiterals;
 namespace vantora {
 namespace {
 
-class HostChatWindowTest : public testing_ui::UiTest {
+class HostChatWindowTest : public testui::UiTest {
  protected:
   void press(QWidget& widget, Qt::Key key, const QString& text = {}) {
     QKeyEvent down(QEvent::KeyPress, key, Qt::NoModifier, text);
@@ -48,7 +48,7 @@ TEST_F(HostChatWindowTest, canBeClosedMinimisedMaximisedAndResized) {
   }
   for (const QSize& size : {QSize(700, 800), QSize(300, 250)}) {
     window_.resize(size);
-    testing_loop::drain();
+    testloop::drain();
     EXPECT_EQ(window_.size(), size);
     // The conversation takes all available space.
     EXPECT_EQ(window_.transcript().width(), size.width() - 24);
@@ -58,7 +58,7 @@ TEST_F(HostChatWindowTest, canBeClosedMinimisedMaximisedAndResized) {
 
 TEST_F(HostChatWindowTest, laysItsPartsOut) {
   window_.show();
-  testing_loop::drain();
+  testloop::drain();
   const QRect transcript = window_.transcript().geometry();
   const QRect field(window_.input().mapTo(&window_, QPoint()), window_.input().size());
   const QRect button(window_.sendButton().mapTo(&window_, QPoint()), window_.sendButton().size());
@@ -107,7 +107,7 @@ TEST_F(HostChatWindowTest, onlyHidesWhenClosedAndKeepsTheConversation) {
   EXPECT_TRUE(window_.isVisible());
   window_.append(u"viewer"_s, u"still here"_s, 0);
   window_.close();
-  testing_loop::drain();
+  testloop::drain();
   EXPECT_FALSE(window_.isVisible());
   window_.present();
   EXPECT_TRUE(window_.transcript().text().contains(u"VIEWER: still here"_s));

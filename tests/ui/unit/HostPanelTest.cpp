@@ -12,7 +12,7 @@ using namespace Qt::Literals::StringLiterals;
 namespace vantora {
 namespace {
 
-class HostPanelTest : public testing_ui::UiTest {
+class HostPanelTest : public testui::UiTest {
  protected:
   HostPanelTest() { panel_.setState(session_.state(), 0); }
   void change(const std::function<void(HostState&)>& with, qint64 unread = 0) {
@@ -134,14 +134,14 @@ TEST_F(HostPanelTest, onlyHidesWhenClosed) {
   panel_.present();
   EXPECT_TRUE(panel_.isVisible());
   panel_.close();
-  testing_loop::drain();
+  testloop::drain();
   EXPECT_FALSE(panel_.isVisible());
 }
 
 TEST_F(HostPanelTest, turnsDarkWithTheDesktop) {
   panel_.present();
   panel_.setPalette(theme::darkPalette());
-  testing_loop::drain();
+  testloop::drain();
   EXPECT_LT(panel_.grab().toImage().pixelColor(4, 4).lightness(), 80);
 }
 

@@ -19,7 +19,7 @@ namespace vantora {
 namespace {
 
 // No bus and no tray: the rest must work without them.
-class HostStatusBarTest : public testing_ui::UiTest {
+class HostStatusBarTest : public testui::UiTest {
  protected:
   void setState(const std::function<void(HostState&)>& with) { session_.change(with); }
   QString clipboard() { return QGuiApplication::clipboard()->text(); }
@@ -118,7 +118,7 @@ std::chrono::nanoseconds ownTime() {
 TEST_F(HostStatusBarTest, staysResponsiveInABurstOfTenThousandMessages) {
   bar_.showChatWindow();
   HostChatWindow& window = bar_.chatWindow();
-  testing_loop::drain();
+  testloop::drain();
   QString typed;
   for (int sent = 0; sent < 10000;) {
     const auto start = ownTime();
@@ -193,7 +193,7 @@ TEST_F(HostStatusBarTest, keepsAnOpenPanelUpToDate) {
 
 TEST_F(HostStatusBarTest, staysSilentWithoutAnythingToShowItselfIn) {
   interface_.deliverHostNotification(u"Chat from A"_s, u"x"_s);
-  testing_loop::drain();
+  testloop::drain();
   EXPECT_TRUE(log_.lines().isEmpty());
 }
 

@@ -9,7 +9,7 @@ using namespace Qt::Literals::StringLiterals;
 namespace vantora {
 namespace {
 
-class LegacyTrayTest : public testing_ui::UiTest {
+class LegacyTrayTest : public testui::UiTest {
  protected:
   LegacyTrayTest() {
     state_.roomId = u"R&D"_s;
@@ -85,9 +85,9 @@ TEST_F(LegacyTrayTest, keepsItsRowsWhenWhatTheySayChanges) {
 }
 
 TEST_F(LegacyTrayTest, redrawsItsIconWhenTheOutlineChanges) {
-  tray_.setLook({.fill = Qt::green, .outline = Qt::black, .unread = false, .toolTip = u"t"_s});
+  tray_.setAppearance({.fill = Qt::green, .outline = Qt::black, .unread = false, .toolTip = u"t"_s});
   const QImage dark = tray_.icon().icon().pixmap(64, 64).toImage();
-  tray_.setLook({.fill = Qt::green, .outline = Qt::white, .unread = false, .toolTip = u"t"_s});
+  tray_.setAppearance({.fill = Qt::green, .outline = Qt::white, .unread = false, .toolTip = u"t"_s});
   EXPECT_NE(tray_.icon().icon().pixmap(64, 64).toImage(), dark);
 }
 

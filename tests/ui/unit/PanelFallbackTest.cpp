@@ -9,7 +9,7 @@ using namespace std::chrono_literals;
 namespace vantora {
 namespace {
 
-class PanelFallbackTest : public testing_ui::UiTest {
+class PanelFallbackTest : public testui::UiTest {
  protected:
   void start() {
     fallback_ = std::make_unique<PanelFallback>(
@@ -29,10 +29,10 @@ class PanelFallbackTest : public testing_ui::UiTest {
         PanelFallback::Times{.forTray = 20ms, .forAnswer = 60ms, .forManager = forManager_, .step = 5ms});
   }
   [[nodiscard]] bool becomesDone() {
-    return testing_loop::waitFor([this] { return done_ > 0; });
+    return testloop::waitFor([this] { return done_ > 0; });
   }
   [[nodiscard]] bool checksAgain() {
-    return testing_loop::waitFor([this, before = checks_] { return checks_ > before + 2; });
+    return testloop::waitFor([this, before = checks_] { return checks_ > before + 2; });
   }
 
   bool seen_ = false;
@@ -63,7 +63,7 @@ TEST_F(PanelFallbackTest, leavesItToATrayThatTakesTheItemLate) {
 TEST_F(PanelFallbackTest, waitsForAPanelThatHasNotAnsweredYet) {
   trayKnown_ = false;
   start();
-  ASSERT_TRUE(testing_loop::waitFor([this] { return checks_ > 0; }));
+  ASSERT_TRUE(testloop::waitFor([this] { return checks_ > 0; }));
   EXPECT_EQ(shown_ + done_, 0);
   seen_ = true;
   ASSERT_TRUE(becomesDone());

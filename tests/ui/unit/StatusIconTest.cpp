@@ -12,7 +12,7 @@ namespace {
 
 const QColor kDot(0xff, 0x3b, 0x30);
 
-class StatusIconTest : public testing_ui::UiTest {
+class StatusIconTest : public testui::UiTest {
  protected:
   static QImage drawn(const QColor& fill, bool unread, int side, qreal ratio = 1) {
     return makeStatusIcon(fill, Qt::black, unread)
@@ -28,7 +28,7 @@ class StatusIconTest : public testing_ui::UiTest {
 };
 
 TEST_F(StatusIconTest, showsTheStateByColour) {
-  const QColor yellow = statusColor(IceState::fresh);
+  const QColor yellow = statusColor(IceState::initial);
   const QColor green = statusColor(IceState::connected);
   const QColor red = statusColor(IceState::failed);
   const QColor gray = statusColor(IceState::count);

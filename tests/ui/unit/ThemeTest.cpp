@@ -23,7 +23,7 @@ double contrast(const QColor& a, const QColor& b) {
   return (high + 0.05) / (low + 0.05);
 }
 
-class ThemeTest : public testing_ui::UiTest {};
+class ThemeTest : public testui::UiTest {};
 
 TEST_F(ThemeTest, keepsEveryTextReadableInLightAndDark) {
   const QPalette light(QColor(0xef, 0xef, 0xef));

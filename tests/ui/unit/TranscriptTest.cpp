@@ -18,7 +18,7 @@ using namespace Qt::Literals::StringLiterals;
 namespace vantora {
 namespace {
 
-class TranscriptTest : public testing_ui::UiTest {
+class TranscriptTest : public testui::UiTest {
  protected:
   TranscriptTest() { transcript_.resize(456, 500); }
   void say(const QString& text) {
@@ -51,7 +51,7 @@ TEST_F(TranscriptTest, showsOneLineAfterTheOther) {
 TEST_F(TranscriptTest, letsItsTextBeSelectedWithThePointerAndCopiedWithTheKeyboard) {
   say(u"some words"_s);
   transcript_.show();
-  testing_loop::drain();
+  testloop::drain();
   QTextCursor from = transcript_.document()->find(u"some words"_s);
   QTextCursor to = from;
   from.setPosition(from.selectionStart());
@@ -89,7 +89,7 @@ TEST_F(TranscriptTest, keepsItsTextOffTheEdges) {
   transcript_.show();
   say(u"word "_s.repeated(200));
   say(u"last"_s);
-  testing_loop::drain();
+  testloop::drain();
   const QTextBlock first = transcript_.document()->begin();
   const auto* layout = transcript_.document()->documentLayout();
   // Horizontally 6 for the text and 2 for its lines, vertically 6.
@@ -148,7 +148,7 @@ TEST_F(TranscriptTest, combinesABurstWithTheSameResultAsOneByOne) {
 TEST_F(TranscriptTest, showsALineWithoutBeingAskedTo) {
   transcript_.appendLine({{ChatRole::text, u"one"_s, {}}});
   transcript_.appendLine({{ChatRole::text, u"two"_s, {}}});
-  EXPECT_TRUE(testing_loop::waitFor([this] { return transcript_.toPlainText() == u"onetwo"_s; }));
+  EXPECT_TRUE(testloop::waitFor([this] { return transcript_.toPlainText() == u"onetwo"_s; }));
 }
 
 TEST_F(TranscriptTest, countsInUtf16Units) {
@@ -173,10 +173,10 @@ TEST_F(TranscriptTest, scrollsToTheEndOfEveryNewLine) {
   transcript_.show();
   for (int i = 0; i < 100; ++i) say(u"line %1"_s.arg(i));
   QScrollBar* bar = transcript_.verticalScrollBar();
-  EXPECT_TRUE(testing_loop::waitFor([&] { return bar->maximum() > 0 && bar->value() == bar->maximum(); }));
+  EXPECT_TRUE(testloop::waitFor([&] { return bar->maximum() > 0 && bar->value() == bar->maximum(); }));
   bar->setValue(0);
   say(u"one more"_s);
-  EXPECT_TRUE(testing_loop::waitFor([&] { return bar->value() == bar->maximum(); }));
+  EXPECT_TRUE(testloop::waitFor([&] { return bar->value() == bar->maximum(); }));
 }
 
 TEST_F(TranscriptTest, showsMarkupAsTheTextItIs) {
@@ -193,10 +193,10 @@ TEST_F(TranscriptTest, survivesEveryKindOfCharacter) {
   for (char16_t unit = 0; unit < 0xFFFF; ++unit) odd += QChar(unit);
   say(odd);
   transcript_.show();
-  testing_loop::drain();
+  testloop::drain();
   say(QString(QChar(0xFDD0)) + QChar(0xFDD1) + QChar::ObjectReplacementCharacter + QChar(0xD800) + u"\u202E"_s);
   say(u"end"_s);
-  testing_loop::drain();
+  testloop::drain();
   EXPECT_FALSE(transcript_.grab().isNull());
   EXPECT_TRUE(transcript_.text().contains(u"A: end"_s));
 }

@@ -55,7 +55,7 @@ TEST(Lifetime, theObjectMayEndWithinItsCall) {
 }
 
 TEST(Lifetime, takesWhatOtherThreadsSayToTheMainThread) {
-  testing_loop::ensureApplication();
+  testloop::ensureApplication();
   const Lifetime life;
   QString told;
   std::thread::id ranOn;
@@ -68,13 +68,13 @@ TEST(Lifetime, takesWhatOtherThreadsSayToTheMainThread) {
     text = u"changed later"_s;
   }).join();
   EXPECT_TRUE(told.isEmpty());
-  ASSERT_TRUE(testing_loop::waitFor([&] { return !told.isEmpty(); }));
+  ASSERT_TRUE(testloop::waitFor([&] { return !told.isEmpty(); }));
   EXPECT_EQ(told, u"piece 7"_s);
   EXPECT_EQ(ranOn, std::this_thread::get_id());
 }
 
 TEST(Lifetime, dropsWhatArrivesOnTheMainThreadAfterTheEnd) {
-  testing_loop::ensureApplication();
+  testloop::ensureApplication();
   auto life = std::make_unique<Lifetime>();
   int calls = 0;
   const auto call = life->onMain([&calls] { ++calls; });
@@ -83,7 +83,7 @@ TEST(Lifetime, dropsWhatArrivesOnTheMainThreadAfterTheEnd) {
   std::thread(call).join();
   bool later = false;
   postToMain([&later] { later = true; });
-  ASSERT_TRUE(testing_loop::waitFor([&] { return later; }));
+  ASSERT_TRUE(testloop::waitFor([&] { return later; }));
   EXPECT_EQ(calls, 0);
 }
 

@@ -10,11 +10,11 @@ using namespace std::chrono_literals;
 namespace vantora {
 namespace {
 
-using testing_loop::waitFor;
+using testloop::waitFor;
 
 class QtSchedulerTest : public testing::Test {
  protected:
-  QtSchedulerTest() { testing_loop::ensureApplication(); }
+  QtSchedulerTest() { testloop::ensureApplication(); }
   QtScheduler scheduler_;
 };
 

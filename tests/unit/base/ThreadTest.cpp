@@ -14,7 +14,7 @@ namespace vantora {
 namespace {
 
 TEST(PostToMain, runsTasksOnTheMainThreadInTheirOrder) {
-  testing_loop::ensureApplication();
+  testloop::ensureApplication();
   std::vector<int> order;
   std::thread::id ranOn;
   std::thread worker([&] {
@@ -27,7 +27,7 @@ TEST(PostToMain, runsTasksOnTheMainThreadInTheirOrder) {
   });
   worker.join();
   EXPECT_TRUE(order.empty());
-  ASSERT_TRUE(testing_loop::waitFor([&] { return order.size() == 100; }));
+  ASSERT_TRUE(testloop::waitFor([&] { return order.size() == 100; }));
   EXPECT_TRUE(std::is_sorted(order.begin(), order.end()));
   EXPECT_EQ(ranOn, std::this_thread::get_id());
 }
@@ -35,7 +35,7 @@ TEST(PostToMain, runsTasksOnTheMainThreadInTheirOrder) {
 // The main thread runs tasks while more are posted, so that only the queue synchronises the two threads; meant for the
 // thread sanitizer, too.
 TEST(PostToMain, handsOverWhatATaskHolds) {
-  testing_loop::ensureApplication();
+  testloop::ensureApplication();
   constexpr int kTasks = 5000;
   const std::thread::id main = std::this_thread::get_id();
   int done = 0;
@@ -52,7 +52,7 @@ TEST(PostToMain, handsOverWhatATaskHolds) {
       });
     }
   });
-  const bool all = testing_loop::waitFor([&] { return done == kTasks; });
+  const bool all = testloop::waitFor([&] { return done == kTasks; });
   worker.join();
   EXPECT_TRUE(all);
   EXPECT_EQ(wrong, 0);
@@ -60,11 +60,11 @@ TEST(PostToMain, handsOverWhatATaskHolds) {
 }
 
 TEST(PostToMain, returnsBeforeTheTaskRunsOnTheMainThreadToo) {
-  testing_loop::ensureApplication();
+  testloop::ensureApplication();
   bool ran = false;
   postToMain([&] { ran = true; });
   EXPECT_FALSE(ran);
-  EXPECT_TRUE(testing_loop::waitFor([&] { return ran; }));
+  EXPECT_TRUE(testloop::waitFor([&] { return ran; }));
 }
 
 TEST(ThreadAffinity, acceptsItsOwnThread) {

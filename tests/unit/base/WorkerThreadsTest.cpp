@@ -37,8 +37,8 @@ class Gate {
 
 class WorkerThreadsTest : public testing::Test {
  protected:
-  WorkerThreadsTest() { testing_loop::ensureApplication(); }
-  ~WorkerThreadsTest() override { testing_loop::drain(); }
+  WorkerThreadsTest() { testloop::ensureApplication(); }
+  ~WorkerThreadsTest() override { testloop::drain(); }
   TaskDone keep() {
     return [this](const JsonObject& result) {
       EXPECT_EQ(std::this_thread::get_id(), main_);
@@ -53,14 +53,14 @@ class WorkerThreadsTest : public testing::Test {
 TEST_F(WorkerThreadsTest, worksOnAnotherThreadAndReportsToTheMainThread) {
   WorkerThreads threads("test", 1);
   std::thread::id worker;
-  const auto job = threads.start(
+  const auto task = threads.start(
       [&](const std::stop_token&) {
         worker = std::this_thread::get_id();
         return numbered(7);
       },
       keep());
   EXPECT_TRUE(results_.isEmpty());
-  ASSERT_TRUE(testing_loop::waitFor([&] { return !results_.isEmpty(); }));
+  ASSERT_TRUE(testloop::waitFor([&] { return !results_.isEmpty(); }));
   EXPECT_EQ(results_, QList<int>{7});
   EXPECT_NE(worker, main_);
 }
@@ -68,70 +68,70 @@ TEST_F(WorkerThreadsTest, worksOnAnotherThreadAndReportsToTheMainThread) {
 TEST_F(WorkerThreadsTest, keepsToItsNumberOfThreadsAndToTheOrder) {
   WorkerThreads threads("test", 2);
   Gate gate;
-  std::vector<std::unique_ptr<BackgroundTask>> jobs;
-  for (int i = 0; i < 5; ++i) jobs.push_back(threads.start(gate.work(i), keep()));
-  ASSERT_TRUE(testing_loop::waitFor([&] { return gate.running == 2; }));
+  std::vector<std::unique_ptr<BackgroundTask>> tasks;
+  for (int i = 0; i < 5; ++i) tasks.push_back(threads.start(gate.work(i), keep()));
+  ASSERT_TRUE(testloop::waitFor([&] { return gate.running == 2; }));
   EXPECT_TRUE(results_.isEmpty());
   gate.open = true;
-  ASSERT_TRUE(testing_loop::waitFor([&] { return results_.size() == 5; }));
+  ASSERT_TRUE(testloop::waitFor([&] { return results_.size() == 5; }));
   std::ranges::sort(results_);
   EXPECT_EQ(results_, (QList<int>{0, 1, 2, 3, 4}));
 }
 
 TEST_F(WorkerThreadsTest, oneThreadTakesWorkInItsOrder) {
   WorkerThreads threads("test", 1);
-  std::vector<std::unique_ptr<BackgroundTask>> jobs;
+  std::vector<std::unique_ptr<BackgroundTask>> tasks;
   for (int i = 0; i < 50; ++i) {
-    jobs.push_back(threads.start([i](const std::stop_token&) { return numbered(i); }, keep()));
+    tasks.push_back(threads.start([i](const std::stop_token&) { return numbered(i); }, keep()));
   }
-  ASSERT_TRUE(testing_loop::waitFor([&] { return results_.size() == 50; }));
+  ASSERT_TRUE(testloop::waitFor([&] { return results_.size() == 50; }));
   EXPECT_TRUE(std::ranges::is_sorted(results_));
 }
 
-TEST_F(WorkerThreadsTest, aCancelledJobIsStoppedAndReportsNothing) {
+TEST_F(WorkerThreadsTest, aCancelledTaskIsStoppedAndReportsNothing) {
   WorkerThreads threads("test", 1);
   Gate gate;
   auto running = threads.start(gate.work(1), keep());
   auto waiting = threads.start(gate.work(2), keep());
-  ASSERT_TRUE(testing_loop::waitFor([&] { return gate.running == 1; }));
+  ASSERT_TRUE(testloop::waitFor([&] { return gate.running == 1; }));
   waiting.reset();
   running.reset();
-  ASSERT_TRUE(testing_loop::waitFor([&] { return gate.stopped == 1 && gate.running == 0; }));
+  ASSERT_TRUE(testloop::waitFor([&] { return gate.stopped == 1 && gate.running == 0; }));
   const auto last = threads.start([](const std::stop_token&) { return numbered(3); }, keep());
-  ASSERT_TRUE(testing_loop::waitFor([&] { return !results_.isEmpty(); }));
+  ASSERT_TRUE(testloop::waitFor([&] { return !results_.isEmpty(); }));
   EXPECT_EQ(results_, QList<int>{3});
   EXPECT_EQ(gate.stopped, 1) << "what was still waiting never began";
 }
 
-TEST_F(WorkerThreadsTest, aJobMayBeDestroyedByItsOwnResult) {
+TEST_F(WorkerThreadsTest, aTaskMayBeDestroyedByItsOwnResult) {
   WorkerThreads threads("test", 1);
-  std::unique_ptr<BackgroundTask> job;
+  std::unique_ptr<BackgroundTask> task;
   bool done = false;
-  job = threads.start([](const std::stop_token&) { return numbered(1); },
-                      [&](const JsonObject&) {
-                        job.reset();
-                        done = true;
-                      });
-  EXPECT_TRUE(testing_loop::waitFor([&] { return done; }));
+  task = threads.start([](const std::stop_token&) { return numbered(1); },
+                       [&](const JsonObject&) {
+                         task.reset();
+                         done = true;
+                       });
+  EXPECT_TRUE(testloop::waitFor([&] { return done; }));
 }
 
-TEST_F(WorkerThreadsTest, aResultOnItsWayIsDroppedWithItsJob) {
+TEST_F(WorkerThreadsTest, aResultOnItsWayIsDroppedWithItsTask) {
   WorkerThreads threads("test", 1);
   std::atomic<bool> worked = false;
-  auto job = threads.start(
+  auto task = threads.start(
       [&](const std::stop_token&) {
         worked = true;
         return numbered(1);
       },
       keep());
   while (!worked) std::this_thread::yield();
-  job.reset();
+  task.reset();
   const auto last = threads.start([](const std::stop_token&) { return numbered(2); }, keep());
-  ASSERT_TRUE(testing_loop::waitFor([&] { return !results_.isEmpty(); }));
+  ASSERT_TRUE(testloop::waitFor([&] { return !results_.isEmpty(); }));
   EXPECT_EQ(results_, QList<int>{2});
 }
 
-TEST_F(WorkerThreadsTest, endsWithWorkUnderWayAndJobsMayOutliveIt) {
+TEST_F(WorkerThreadsTest, endsWithWorkUnderWayAndTasksMayOutliveIt) {
   Gate gate;
   std::unique_ptr<BackgroundTask> running;
   std::unique_ptr<BackgroundTask> waiting;
@@ -139,13 +139,13 @@ TEST_F(WorkerThreadsTest, endsWithWorkUnderWayAndJobsMayOutliveIt) {
     WorkerThreads threads("test", 1);
     running = threads.start(gate.work(1), keep());
     waiting = threads.start(gate.work(2), keep());
-    ASSERT_TRUE(testing_loop::waitFor([&] { return gate.running == 1; }));
+    ASSERT_TRUE(testloop::waitFor([&] { return gate.running == 1; }));
   }
   EXPECT_EQ(gate.running, 0);
   EXPECT_EQ(gate.stopped, 1);
   running.reset();
   waiting.reset();
-  testing_loop::drain();
+  testloop::drain();
   EXPECT_TRUE(results_.isEmpty());
 }
 
@@ -173,7 +173,7 @@ TEST_F(WorkerThreadsTest, leavesWorkBehindThatIgnoresItsStopAndWhatThatTouchesLi
         },
         [kept = std::move(kept), keep = keep()](const JsonObject& result) { keep(result); });
     waiting = threads.start([](const std::stop_token&) { return numbered(2); }, keep());
-    ASSERT_TRUE(testing_loop::waitFor([&] { return stuck->running.load(); }));
+    ASSERT_TRUE(testloop::waitFor([&] { return stuck->running.load(); }));
   }
   EXPECT_GE(std::chrono::steady_clock::now() - start, WorkerThreads::kTimeout);
   EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(30)) << "the end came all the same";
@@ -185,11 +185,11 @@ TEST_F(WorkerThreadsTest, leavesWorkBehindThatIgnoresItsStopAndWhatThatTouchesLi
 
   stuck->open = true;
   Stuck* const last = stuck.get();
-  ASSERT_TRUE(testing_loop::waitFor([&] { return AbandonableThread::abandonedCount() == 0; }));
+  ASSERT_TRUE(testloop::waitFor([&] { return AbandonableThread::abandonedCount() == 0; }));
   EXPECT_TRUE(last->toldToStop);
   stuck.reset();
   EXPECT_TRUE(alive.expired()) << "the thread let go of it";
-  testing_loop::drain();
+  testloop::drain();
   EXPECT_TRUE(results_.isEmpty());
 }
 
@@ -206,15 +206,15 @@ TEST_F(WorkerThreadsTest, aNewSetOfThreadsWorksBesideOneLeftBehind) {
           return numbered(1);
         },
         keep());
-    ASSERT_TRUE(testing_loop::waitFor([&] { return begun->load(); }));
+    ASSERT_TRUE(testloop::waitFor([&] { return begun->load(); }));
   }
   ASSERT_EQ(AbandonableThread::abandonedCount(), 1);
   WorkerThreads threads("test", 1);
-  const auto job = threads.start([](const std::stop_token&) { return numbered(2); }, keep());
-  EXPECT_TRUE(testing_loop::waitFor([&] { return !results_.isEmpty(); }));
+  const auto task = threads.start([](const std::stop_token&) { return numbered(2); }, keep());
+  EXPECT_TRUE(testloop::waitFor([&] { return !results_.isEmpty(); }));
   *open = true;
-  EXPECT_TRUE(testing_loop::waitFor([&] { return AbandonableThread::abandonedCount() == 0; }));
-  testing_loop::drain();
+  EXPECT_TRUE(testloop::waitFor([&] { return AbandonableThread::abandonedCount() == 0; }));
+  testloop::drain();
   EXPECT_EQ(results_, QList<int>{2});
 }
 

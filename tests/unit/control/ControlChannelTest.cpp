@@ -36,16 +36,16 @@ TEST(ControlSenderTest, dropsAReplyWhoseChannelExistsButIsNotOpen) {
   EXPECT_TRUE(sender.sent.isEmpty());
 }
 
-TEST(CurrentControlSenderTest, dropsEverythingWithoutAConnection) {
-  CurrentControlSender current;
+TEST(ForwardingControlSenderTest, dropsEverythingWithoutAConnection) {
+  ForwardingControlSender current;
   current.send(ControlChannel::control, kMessage);
   EXPECT_FALSE(current.exists(ControlChannel::control));
   EXPECT_FALSE(current.isOpen(ControlChannel::reliable));
   EXPECT_EQ(current.bufferedAmount(ControlChannel::reliable), 0U);
 }
 
-TEST(CurrentControlSenderTest, speaksForTheConnectionInForce) {
-  CurrentControlSender current;
+TEST(ForwardingControlSenderTest, speaksForTheConnectionInForce) {
+  ForwardingControlSender current;
   fakes::FakeControlSender first;
   fakes::FakeControlSender second;
   first.buffered = 7;

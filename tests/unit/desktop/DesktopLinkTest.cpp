@@ -16,7 +16,7 @@ using namespace Qt::Literals::StringLiterals;
 class DesktopLinkTest : public testing::Test {
  protected:
   void SetUp() override {
-    testing_loop::ensureApplication();
+    testloop::ensureApplication();
     ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends_), 0);
     link_ = std::make_unique<DesktopLink>(
         ends_[0], DesktopLink::Events{.message = [this](const JsonObject& message) { received_.push_back(message); },
@@ -48,7 +48,7 @@ TEST_F(DesktopLinkTest, carriesMessagesBothWaysInOrder) {
     link_->send({{u"type"_s, u"a"_s}, {u"n"_s, i}});
     other_->send({{u"type"_s, u"b"_s}, {u"n"_s, i}});
   }
-  ASSERT_TRUE(testing_loop::waitFor([&] { return received_.size() == 100 && otherReceived_.size() == 100; }));
+  ASSERT_TRUE(testloop::waitFor([&] { return received_.size() == 100 && otherReceived_.size() == 100; }));
   for (int i = 0; i < 100; ++i) {
     EXPECT_EQ(received_[i].value(u"n").toInt(), i);
     EXPECT_EQ(otherReceived_[i].value(u"type").toString(), u"a"_s);
@@ -62,11 +62,11 @@ TEST_F(DesktopLinkTest, putsTogetherAMessageThatArrivesInPieces) {
   bytes += text;
   for (qsizetype i = 0; i + 1 < bytes.size(); ++i) {
     write(bytes.mid(i, 1));
-    testing_loop::drain();
+    testloop::drain();
   }
   EXPECT_TRUE(received_.empty());
   write(bytes.right(1));
-  ASSERT_TRUE(testing_loop::waitFor([&] { return received_.size() == 1; }));
+  ASSERT_TRUE(testloop::waitFor([&] { return received_.size() == 1; }));
   EXPECT_EQ(received_[0].value(u"type").toString(), u"x"_s);
 }
 
@@ -74,27 +74,27 @@ TEST_F(DesktopLinkTest, carriesATextOfTenMegabytes) {
   makeOther();
   const QString text(10'000'000, QChar(u'ä'));
   link_->send({{u"type"_s, u"clipboard_set"_s}, {u"text"_s, text}});
-  ASSERT_TRUE(testing_loop::waitFor([&] { return otherReceived_.size() == 1; }));
+  ASSERT_TRUE(testloop::waitFor([&] { return otherReceived_.size() == 1; }));
   EXPECT_EQ(otherReceived_[0].value(u"text").toString(), text);
 }
 
 TEST_F(DesktopLinkTest, isLostOnceWhenTheOtherSideGoes) {
   close(std::exchange(ends_[1], -1));
-  ASSERT_TRUE(testing_loop::waitFor([&] { return lost_ > 0; }));
+  ASSERT_TRUE(testloop::waitFor([&] { return lost_ > 0; }));
   link_->send({{u"type"_s, u"late"_s}});
-  testing_loop::drain();
+  testloop::drain();
   EXPECT_EQ(lost_, 1);
 }
 
 TEST_F(DesktopLinkTest, isLostOnATextThatIsNoObject) {
   write(QByteArray("\x02\x00\x00\x00[]", 6));
-  ASSERT_TRUE(testing_loop::waitFor([&] { return lost_ > 0; }));
+  ASSERT_TRUE(testloop::waitFor([&] { return lost_ > 0; }));
   EXPECT_TRUE(received_.empty());
 }
 
 TEST_F(DesktopLinkTest, isLostOnALengthBeyondTheLimit) {
   write(QByteArray("\xff\xff\xff\xff", 4));
-  ASSERT_TRUE(testing_loop::waitFor([&] { return lost_ > 0; }));
+  ASSERT_TRUE(testloop::waitFor([&] { return lost_ > 0; }));
 }
 
 TEST_F(DesktopLinkTest, givesUpASideThatStopsReadingBeforeMemoryRunsOut) {
@@ -103,7 +103,7 @@ TEST_F(DesktopLinkTest, givesUpASideThatStopsReadingBeforeMemoryRunsOut) {
   while (lost_ == 0 && sent < 100) {
     link_->send(large);
     ++sent;
-    testing_loop::drain();
+    testloop::drain();
   }
   EXPECT_EQ(lost_, 1);
   EXPECT_LE(sent, DesktopLink::kMaxWaitingBytes / 8'000'000 + 1);

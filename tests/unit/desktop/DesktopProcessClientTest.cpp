@@ -18,7 +18,7 @@ using namespace Qt::Literals::StringLiterals;
 class DesktopProcessClientTest : public testing::Test {
  protected:
   void SetUp() override {
-    testing_loop::ensureApplication();
+    testloop::ensureApplication();
     qputenv("DESKTOP_DOUBLE_ECHOES", "1");
   }
   void TearDown() override { qunsetenv("DESKTOP_DOUBLE_ECHOES"); }
@@ -48,14 +48,13 @@ class DesktopProcessClientTest : public testing::Test {
     return !*answered;
   }
   [[nodiscard]] bool becomesReady() {
-    return testing_loop::waitFor([this] { return isReady(); });
+    return testloop::waitFor([this] { return isReady(); });
   }
   // The messages sent to the desktop process since the last call, without the requests for the clipboard.
   QList<JsonObject> received() {
     const QString mark = u"mark %1"_s.arg(++marks_);
     setRoom(mark);
-    EXPECT_TRUE(
-        testing_loop::waitFor([&] { return !received_.isEmpty() && received_.last().value(u"room"_s) == mark; }));
+    EXPECT_TRUE(testloop::waitFor([&] { return !received_.isEmpty() && received_.last().value(u"room"_s) == mark; }));
     if (!received_.isEmpty()) received_.removeLast();
     received_.removeIf([](const JsonObject& message) { return message.value(u"type"_s) == u"clipboard_get"_s; });
     return std::exchange(received_, {});
@@ -75,13 +74,13 @@ class DesktopProcessClientTest : public testing::Test {
   // Ends the process with the room of that name ("die" or "hang"), and returns the first messages to the next process.
   QList<JsonObject> receivedAfterEnd(const QString& room) {
     setRoom(room);
-    EXPECT_TRUE(testing_loop::waitFor([this] {
+    EXPECT_TRUE(testloop::waitFor([this] {
       if (isReady()) scheduler_.advance(100ms);
       return !isReady();
     }));
     setRoom(u"next"_s);  // No process receives this.
     const int before = stateReads_;
-    EXPECT_TRUE(testing_loop::waitFor([&] {
+    EXPECT_TRUE(testloop::waitFor([&] {
       if (stateReads_ == before) scheduler_.advance(100ms);
       return stateReads_ > before;
     }));
@@ -100,7 +99,7 @@ class DesktopProcessClientTest : public testing::Test {
   QList<JsonObject> received_;
   int marks_ = 0;
   int stateReads_ = 0;
-  DesktopProcessClient side_{scheduler_, testing_places::program(u"desktop_double"_s)};
+  DesktopProcessClient side_{scheduler_, testplaces::program(u"desktop_double"_s)};
 };
 
 JsonObject chatShown(qint64 number, qint64 unread) {
@@ -235,7 +234,7 @@ TEST_F(DesktopProcessClientTest, losesNothingThatAHangingProcessDidNotShow) {
 
 TEST_F(DesktopProcessClientTest, keepsTheLastTwoHundredThousandUnitsOfTheConversation) {
   start();
-  const QString text(1000 - 6 - Conversation::kUnitsOfALine, u'x');
+  const QString text(1000 - 6 - ChatBacklog::kUnitsOfALine, u'x');
   for (int i = 0; i < 250; ++i) side_.presentChat(u"viewer"_s, text, i);
   ASSERT_TRUE(becomesReady());
   QList<JsonObject> messages = received();
@@ -255,7 +254,7 @@ TEST_F(DesktopProcessClientTest, keepsTheEndOfALineThatIsLongerThanEverything) {
   const QList<JsonObject> messages = received();
   ASSERT_EQ(typesOf(messages), (QStringList{u"state"_s, u"conversation"_s, u"chat"_s}));
   const QString text = messages[2].value(u"text"_s).toString();
-  EXPECT_EQ(text.size(), Conversation::kMaxUnits - Conversation::kUnitsOfALine);
+  EXPECT_EQ(text.size(), ChatBacklog::kMaxUnits - ChatBacklog::kUnitsOfALine);
   EXPECT_TRUE(text.endsWith(u"xend"_s));
 }
 

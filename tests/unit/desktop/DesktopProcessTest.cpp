@@ -19,9 +19,9 @@ using namespace Qt::Literals::StringLiterals;
 
 class DesktopProcessTest : public testing::Test {
  protected:
-  void SetUp() override { testing_loop::ensureApplication(); }
+  void SetUp() override { testloop::ensureApplication(); }
 
-  void start(const QString& program = testing_places::program(u"desktop_double"_s)) {
+  void start(const QString& program = testplaces::program(u"desktop_double"_s)) {
     process_ = std::make_unique<DesktopProcess>(
         scheduler_, program,
         DesktopProcess::Events{.connected = [this] { ++connected_; },
@@ -38,7 +38,7 @@ class DesktopProcessTest : public testing::Test {
     return 0;
   }
   bool waitForReady(int nth) {
-    return testing_loop::waitFor([&] { return readyPid(nth) != 0; });
+    return testloop::waitFor([&] { return readyPid(nth) != 0; });
   }
 
   fakes::FakeScheduler scheduler_;
@@ -52,7 +52,7 @@ TEST_F(DesktopProcessTest, talksToTheProcessThatItStarted) {
   start();
   EXPECT_EQ(connected_, 1);
   process_->send({{u"type"_s, u"hello"_s}});
-  ASSERT_TRUE(testing_loop::waitFor([&] { return received_.size() == 2; }));
+  ASSERT_TRUE(testloop::waitFor([&] { return received_.size() == 2; }));
   EXPECT_EQ(received_[1].value(u"of").toObject().value(u"type").toString(), u"hello"_s);
 }
 
@@ -73,7 +73,7 @@ TEST_F(DesktopProcessTest, startsItAgainAfterASecondThenLater) {
   start();
   ASSERT_TRUE(waitForReady(1));
   process_->send({{u"type"_s, u"die"_s}});
-  ASSERT_TRUE(testing_loop::waitFor([&] { return disconnected_ == 1; }));
+  ASSERT_TRUE(testloop::waitFor([&] { return disconnected_ == 1; }));
   scheduler_.advance(999ms);
   EXPECT_EQ(connected_, 1);
   scheduler_.advance(1ms);
@@ -82,7 +82,7 @@ TEST_F(DesktopProcessTest, startsItAgainAfterASecondThenLater) {
   EXPECT_NE(readyPid(1), readyPid(2));
 
   process_->send({{u"type"_s, u"die"_s}});
-  ASSERT_TRUE(testing_loop::waitFor([&] { return disconnected_ == 2; }));
+  ASSERT_TRUE(testloop::waitFor([&] { return disconnected_ == 2; }));
   scheduler_.advance(1999ms);
   EXPECT_EQ(connected_, 2);
   scheduler_.advance(1ms);
@@ -95,7 +95,7 @@ TEST_F(DesktopProcessTest, startsAProcessThatRanForLongAgainAfterASecond) {
     ASSERT_TRUE(waitForReady(i));
     scheduler_.advance(61s);
     process_->send({{u"type"_s, u"die"_s}});
-    ASSERT_TRUE(testing_loop::waitFor([&] { return disconnected_ == i; }));
+    ASSERT_TRUE(testloop::waitFor([&] { return disconnected_ == i; }));
     scheduler_.advance(1s);
     EXPECT_EQ(connected_, i + 1);
   }
@@ -104,18 +104,18 @@ TEST_F(DesktopProcessTest, startsAProcessThatRanForLongAgainAfterASecond) {
 TEST_F(DesktopProcessTest, waitsNoLongerThanHalfAMinuteBetweenStarts) {
   start(u"/nonexistent/program"_s);
   for (int i = 0; i < 8; ++i) {
-    ASSERT_TRUE(testing_loop::waitFor([&] { return scheduler_.runningTimers() == 1; }));
+    ASSERT_TRUE(testloop::waitFor([&] { return scheduler_.runningTimers() == 1; }));
     scheduler_.advance(30s);
   }
   EXPECT_GE(disconnected_ + connected_, 1);
-  ASSERT_TRUE(testing_loop::waitFor([&] { return scheduler_.runningTimers() == 1; }));
+  ASSERT_TRUE(testloop::waitFor([&] { return scheduler_.runningTimers() == 1; }));
 }
 
 TEST_F(DesktopProcessTest, replacesAProcessThatSendsMalformedData) {
   start();
   ASSERT_TRUE(waitForReady(1));
   process_->send({{u"type"_s, u"garbage"_s}});
-  ASSERT_TRUE(testing_loop::waitFor([&] { return disconnected_ == 1; }));
+  ASSERT_TRUE(testloop::waitFor([&] { return disconnected_ == 1; }));
   scheduler_.advance(1s);
   ASSERT_TRUE(waitForReady(2));
 }
@@ -126,7 +126,7 @@ TEST_F(DesktopProcessTest, replacesAProcessThatNoLongerReads) {
   process_->send({{u"type"_s, u"hang"_s}});
   const JsonObject large{{u"type"_s, u"x"_s}, {u"text"_s, QString(8'000'000, QChar(u'x'))}};
   for (int i = 0; i < 15; ++i) process_->send(large);
-  ASSERT_TRUE(testing_loop::waitFor([&] { return disconnected_ == 1; }));
+  ASSERT_TRUE(testloop::waitFor([&] { return disconnected_ == 1; }));
 }
 
 TEST_F(DesktopProcessTest, replacesAProcessThatAnswersNothing) {
@@ -134,10 +134,10 @@ TEST_F(DesktopProcessTest, replacesAProcessThatAnswersNothing) {
   ASSERT_TRUE(waitForReady(1));
   process_->send({{u"type"_s, u"hang"_s}});
   scheduler_.advance(20s);
-  testing_loop::drain();
+  testloop::drain();
   EXPECT_EQ(disconnected_, 0);
   scheduler_.advance(5s);
-  ASSERT_TRUE(testing_loop::waitFor([&] { return disconnected_ == 1; }));
+  ASSERT_TRUE(testloop::waitFor([&] { return disconnected_ == 1; }));
   scheduler_.advance(1s);
   ASSERT_TRUE(waitForReady(2));
 }
@@ -150,7 +150,7 @@ TEST_F(DesktopProcessTest, keepsAProcessThatAnswers) {
     // The echo after the ping shows that the pong has arrived.
     process_->send({{u"type"_s, u"hello"_s}});
     const auto echoes = static_cast<size_t>(i) + 2;
-    ASSERT_TRUE(testing_loop::waitFor([&] { return received_.size() == echoes; }));
+    ASSERT_TRUE(testloop::waitFor([&] { return received_.size() == echoes; }));
   }
   EXPECT_EQ(disconnected_, 0);
 }
@@ -167,7 +167,7 @@ TEST_F(DesktopProcessTest, endsAHangingProcess) {
   start();
   ASSERT_TRUE(waitForReady(1));
   process_->send({{u"type"_s, u"hang"_s}});
-  testing_loop::drain();
+  testloop::drain();
   const pid_t pid = readyPid(1);
   process_.reset();
   EXPECT_NE(kill(pid, 0), 0);

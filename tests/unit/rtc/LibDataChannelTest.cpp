@@ -49,7 +49,7 @@ class Wire : public webrtc::DataChannelInterface {
 
 class LibDataChannelTest : public testing::Test {
  protected:
-  static void SetUpTestSuite() { testing_loop::ensureApplication(); }
+  static void SetUpTestSuite() { testloop::ensureApplication(); }
   LibDataChannelTest() {
     channel_.setEvents({.stateChanged = {}, .message = [this](const QByteArray& data, bool) { got_.append(data); }});
   }
@@ -62,14 +62,14 @@ class LibDataChannelTest : public testing::Test {
 TEST_F(LibDataChannelTest, deliversInOrderOnMain) {
   for (int i = 0; i < 1000; ++i) wire_->receive(std::to_string(i));
   EXPECT_TRUE(got_.isEmpty());
-  ASSERT_TRUE(testing_loop::waitFor([this] { return got_.size() == 1000; }));
+  ASSERT_TRUE(testloop::waitFor([this] { return got_.size() == 1000; }));
   for (int i = 0; i < 1000; ++i) EXPECT_EQ(got_[i], QByteArray::number(i));
 }
 
 // The events of a channel from its construction to its closing; `begin` runs before the construction, `go` after it.
 class LibDataChannelStatesTest : public testing::Test {
  protected:
-  static void SetUpTestSuite() { testing_loop::ensureApplication(); }
+  static void SetUpTestSuite() { testloop::ensureApplication(); }
   QStringList told(const std::function<void(Wire&)>& begin, const std::function<void(Wire&)>& go) {
     const rtc::scoped_refptr<rtc::RefCountedObject<Wire>> wire(new rtc::RefCountedObject<Wire>());
     QStringList events;
@@ -80,7 +80,7 @@ class LibDataChannelStatesTest : public testing::Test {
          .message = [&](const QByteArray& data, bool) { events.append(QString::fromUtf8(data)); }});
     go(*wire);
     wire->change(webrtc::DataChannelInterface::kClosed);
-    EXPECT_TRUE(testing_loop::waitFor([&] { return events.contains(u"3"_s); }));
+    EXPECT_TRUE(testloop::waitFor([&] { return events.contains(u"3"_s); }));
     return events;
   }
 };
@@ -113,7 +113,7 @@ TEST_F(LibDataChannelStatesTest, comeBeforeTheMessagesThatWaited) {
 TEST_F(LibDataChannelTest, closesOnAFloodOfEmptyMessages) {
   const int maximum = static_cast<int>(DataChannel::kMaxPendingBytes / 64);
   for (int i = 0; i < maximum; ++i) wire_->receive({});
-  ASSERT_TRUE(testing_loop::waitFor([this] { return wire_->closed(); }));
+  ASSERT_TRUE(testloop::waitFor([this] { return wire_->closed(); }));
   EXPECT_LT(got_.size(), maximum);
 }
 
@@ -126,9 +126,9 @@ TEST_F(LibDataChannelTest, leavesMainToOthersBetweenSlicesOfABurst) {
   for (int i = 0; i < 20; ++i) wire_->receive("x");
   qsizetype handledAtFirstTurn = 0;
   QTimer::singleShot(0, [&] { handledAtFirstTurn = got_.size(); });
-  ASSERT_TRUE(testing_loop::waitFor([&] { return handledAtFirstTurn > 0; }));
+  ASSERT_TRUE(testloop::waitFor([&] { return handledAtFirstTurn > 0; }));
   EXPECT_LT(handledAtFirstTurn, 20);
-  EXPECT_TRUE(testing_loop::waitFor([this] { return got_.size() == 20; }));
+  EXPECT_TRUE(testloop::waitFor([this] { return got_.size() == 20; }));
 }
 
 TEST_F(LibDataChannelTest, deliversNothingAfterTheHandlerDestroyedTheChannel) {
@@ -140,8 +140,8 @@ TEST_F(LibDataChannelTest, deliversNothingAfterTheHandlerDestroyedTheChannel) {
                       }});
   wire_->receive("a");
   wire_->receive("b");
-  ASSERT_TRUE(testing_loop::waitFor([&] { return count > 0; }));
-  testing_loop::drain();
+  ASSERT_TRUE(testloop::waitFor([&] { return count > 0; }));
+  testloop::drain();
   EXPECT_EQ(count, 1);
 }
 

@@ -46,8 +46,8 @@ class TrackKeeper : public webrtc::RtpSenderInterface {
 
 class LibVideoSenderTest : public testing::Test {
  protected:
-  LibVideoSenderTest() { testing_loop::ensureApplication(); }
-  ~LibVideoSenderTest() override { testing_loop::drain(); }
+  LibVideoSenderTest() { testloop::ensureApplication(); }
+  ~LibVideoSenderTest() override { testloop::drain(); }
 
   rtc::scoped_refptr<webrtc::PeerConnectionFactoryInterface> factory_ =
       webrtc::CreateModularPeerConnectionFactory(webrtc::PeerConnectionFactoryDependencies());

@@ -24,7 +24,7 @@ TEST(WebRtcAbiTest, findsTheChecksOnInsideTheLibrary) {
 }
 
 TEST(WebRtcAbiTest, seesTheHeadersWithTheSameSwitchesEverywhere) {
-  QFile file(testing_places::build() + u"/compile_commands.json"_s);
+  QFile file(testplaces::build() + u"/compile_commands.json"_s);
   ASSERT_TRUE(file.open(QIODevice::ReadOnly));
   int units = 0;
   for (const QJsonValue& entry : QJsonDocument::fromJson(file.readAll()).array()) {

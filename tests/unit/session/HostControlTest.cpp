@@ -168,7 +168,7 @@ TEST_F(HostControlTest, saysThatPermissionIsMissingAfterTheAcknowledgement) {
 // The local user takes a minute to decide: nothing blocks, and the replies keep their order.
 TEST_F(HostControlTest, answersControlWhenThePersonHasConsented) {
   connectViewer();
-  input_.asks = true;
+  input_.promptsUser = true;
   say({{u"type"_s, u"auth"_s}, {u"token"_s, u"000042"_s}});
   received();
   say({{u"type"_s, u"control"_s}, {u"enable"_s, true}, {u"req"_s, 3}});
@@ -190,7 +190,7 @@ TEST_F(HostControlTest, answersControlWhenThePersonHasConsented) {
 
 TEST_F(HostControlTest, tellsTheViewerOfAPersonsNoInTheSameOrder) {
   connectViewer();
-  input_.asks = true;
+  input_.promptsUser = true;
   say({{u"type"_s, u"control"_s}, {u"enable"_s, true}, {u"req"_s, 3}});
   EXPECT_TRUE(received().isEmpty());
   input_.setUsable(false);

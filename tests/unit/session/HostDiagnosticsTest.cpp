@@ -10,15 +10,15 @@ namespace {
 
 class HostDiagnosticsTest : public HostFixture {
  protected:
-  void SetUp() override { diagnostics_ = jobs_.starter(); }
+  void SetUp() override { diagnostics_ = tasks_.starter(); }
   void TearDown() override { host_.reset(); }
   void ask(QLatin1StringView label = "control_reliable"_L1) { say({{u"type"_s, u"diagnostics_run"_s}}, label); }
   static JsonObject result() {
     return {{u"type"_s, u"diagnostics_result"_s}, {u"payload"_s, JsonObject{{u"ping"_s, JsonObject{}}}}};
   }
-  void finish() { jobs_.finish({{u"ping"_s, JsonObject{}}}); }
+  void finish() { tasks_.finish({{u"ping"_s, JsonObject{}}}); }
 
-  fakes::FakeBackgroundTasks jobs_;
+  fakes::FakeBackgroundTasks tasks_;
 };
 
 TEST_F(HostDiagnosticsTest, answersOnTheChannelOfTheRequestWithoutAnyRight) {
@@ -50,7 +50,7 @@ TEST_F(HostDiagnosticsTest, aViewerThatLeftGetsNoReplyAndItsReportIsCancelled) {
     connectViewer();
     ask(reliable ? "control_reliable"_L1 : "control"_L1);
     (reliable ? peer().reliable() : peer().control()).close();
-    EXPECT_EQ(jobs_.open(), 0U);
+    EXPECT_EQ(tasks_.open(), 0U);
     // The new channel has not requested anything.
     (reliable ? peer().reliable() : peer().control()).open();
     for (const JsonObject& message : received() + received("control"_L1)) {
@@ -75,18 +75,18 @@ TEST_F(HostDiagnosticsTest, anotherViewerDoesNotGetTheReportOfTheFirstViewer) {
   peer().settle();
   answer(u"BB"_s, u"u2"_s);
   ASSERT_EQ(factory_.peers.size(), 2U);
-  EXPECT_EQ(jobs_.open(), 0U);
+  EXPECT_EQ(tasks_.open(), 0U);
 }
 
 TEST_F(HostDiagnosticsTest, endingTheSessionCancelsReports) {
   connectViewer();
   ask();
   host_->shutdown();
-  EXPECT_EQ(jobs_.open(), 0U);
+  EXPECT_EQ(tasks_.open(), 0U);
   connectViewer();
   ask();
   host_.reset();
-  EXPECT_EQ(jobs_.open(), 0U);
+  EXPECT_EQ(tasks_.open(), 0U);
 }
 
 }  // namespace

@@ -12,11 +12,11 @@ namespace {
 
 class HostFilesTest : public HostFixture {
  protected:
-  HostFilesTest() { testing_loop::ensureApplication(); }
+  HostFilesTest() { testloop::ensureApplication(); }
   QStringList names() const { return QDir(downloads_.path()).entryList(QDir::Files | QDir::Hidden); }
   JsonObject waitFor(const QString& type) {
     JsonObject found;
-    EXPECT_TRUE(testing_loop::waitFor([&] {
+    EXPECT_TRUE(testloop::waitFor([&] {
       for (const JsonObject& message : received()) {
         if (message.value(u"type").toString() == type) found = message;
       }

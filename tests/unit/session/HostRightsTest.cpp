@@ -11,7 +11,7 @@ namespace {
 
 class HostRightsTest : public HostFixture {
  protected:
-  HostRightsTest() { testing_loop::ensureApplication(); }
+  HostRightsTest() { testloop::ensureApplication(); }
 
   struct State {
     bool demo;

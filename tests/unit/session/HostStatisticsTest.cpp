@@ -10,7 +10,7 @@ namespace {
 
 class HostStatisticsTest : public HostFixture {
  protected:
-  void SetUp() override { statistics_ = jobs_.starter(); }
+  void SetUp() override { statistics_ = tasks_.starter(); }
   void TearDown() override { host_.reset(); }
   static JsonObject figures(int number) { return {{u"cpuPct"_s, number}}; }
   // "sys" of the statistics sent since the last call.
@@ -22,22 +22,22 @@ class HostStatisticsTest : public HostFixture {
     return result;
   }
 
-  fakes::FakeBackgroundTasks jobs_;
+  fakes::FakeBackgroundTasks tasks_;
 };
 
 TEST_F(HostStatisticsTest, collectsNothingWithoutAViewer) {
   start();
   peer().settle();
   scheduler_.advance(60s);
-  EXPECT_EQ(jobs_.started, 0);
+  EXPECT_EQ(tasks_.started, 0);
 }
 
 TEST_F(HostStatisticsTest, theFirstMessageHasFiguresThatWereCollectedWhileTheViewerConnected) {
   start();
   peer().settle();
   peer().reportIce(IceState::checking);
-  EXPECT_EQ(jobs_.started, 1);
-  jobs_.finish(figures(1));
+  EXPECT_EQ(tasks_.started, 1);
+  tasks_.finish(figures(1));
   peer().reportIce(IceState::connected);
   peer().reliable().open();
   EXPECT_EQ(systems(), QList<QJsonValue>{figures(1)});
@@ -45,10 +45,10 @@ TEST_F(HostStatisticsTest, theFirstMessageHasFiguresThatWereCollectedWhileTheVie
 
 TEST_F(HostStatisticsTest, twoMessagesAQuarterOfASecondApartHoldTheSameFigures) {
   connectViewer();
-  jobs_.finish(figures(1));
+  tasks_.finish(figures(1));
   for (int tick = 0; tick < 8; ++tick) {
     scheduler_.advance(250ms);
-    if (jobs_.open() > 0) jobs_.finish(figures(2));
+    if (tasks_.open() > 0) tasks_.finish(figures(2));
   }
   EXPECT_EQ(systems(), (QList<QJsonValue>{figures(1), figures(1), figures(1), figures(1), figures(2), figures(2),
                                           figures(2), figures(2)}));
@@ -56,19 +56,19 @@ TEST_F(HostStatisticsTest, twoMessagesAQuarterOfASecondApartHoldTheSameFigures) 
 
 TEST_F(HostStatisticsTest, stopsWhenTheViewerLeaves) {
   connectViewer();
-  EXPECT_EQ(jobs_.open(), 1U);
+  EXPECT_EQ(tasks_.open(), 1U);
   peer().reliable().close();
-  EXPECT_EQ(jobs_.open(), 0U);
-  const int before = jobs_.started;
+  EXPECT_EQ(tasks_.open(), 0U);
+  const int before = tasks_.started;
   scheduler_.advance(60s);
-  EXPECT_EQ(jobs_.started, before);
+  EXPECT_EQ(tasks_.started, before);
 }
 
 TEST_F(HostStatisticsTest, endingTheSessionCancelsACollection) {
   connectViewer();
-  EXPECT_EQ(jobs_.open(), 1U);
+  EXPECT_EQ(tasks_.open(), 1U);
   host_->shutdown();
-  EXPECT_EQ(jobs_.open(), 0U);
+  EXPECT_EQ(tasks_.open(), 0U);
 }
 
 }  // namespace

@@ -18,16 +18,16 @@ class DiagnosticsRequestsTest : public testing::Test {
   }
   static JsonObject report(int number) { return {{u"network"_s, JsonObject{{u"rssi"_s, number}}}}; }
 
-  fakes::FakeBackgroundTasks jobs_;
+  fakes::FakeBackgroundTasks tasks_;
   fakes::FakeControlSender sender_;
-  DiagnosticsRequests requests_{sender_, jobs_.starter()};
+  DiagnosticsRequests requests_{sender_, tasks_.starter()};
 };
 
 TEST_F(DiagnosticsRequestsTest, answersWithTheReportOnTheChannelOfTheRequest) {
   for (const ControlChannel channel : {ControlChannel::control, ControlChannel::reliable}) {
     requests_.handleRun(channel);
     EXPECT_TRUE(sender_.sent.isEmpty());
-    jobs_.finish(report(1));
+    tasks_.finish(report(1));
     EXPECT_EQ(sender_.take(), QList<Sent>{answer(channel, report(1))});
     EXPECT_EQ(requests_.pending(), 0U);
   }
@@ -37,8 +37,8 @@ TEST_F(DiagnosticsRequestsTest, makesAReportForEveryRequest) {
   requests_.handleRun(ControlChannel::reliable);
   requests_.handleRun(ControlChannel::control);
   requests_.handleRun(ControlChannel::reliable);
-  EXPECT_EQ(jobs_.started, 3);
-  for (int i = 1; i <= 3; ++i) jobs_.finish(report(i));
+  EXPECT_EQ(tasks_.started, 3);
+  for (int i = 1; i <= 3; ++i) tasks_.finish(report(i));
   EXPECT_EQ(sender_.take(),
             (QList<Sent>{answer(ControlChannel::reliable, report(1)), answer(ControlChannel::control, report(2)),
                          answer(ControlChannel::reliable, report(3))}));
@@ -47,11 +47,11 @@ TEST_F(DiagnosticsRequestsTest, makesAReportForEveryRequest) {
 TEST_F(DiagnosticsRequestsTest, aFloodOfRequestsIsBounded) {
   constexpr int kMaximum = static_cast<int>(DiagnosticsRequests::kMaxPending);
   for (int i = 0; i < 1000; ++i) requests_.handleRun(ControlChannel::reliable);
-  EXPECT_EQ(jobs_.started, kMaximum);
-  for (int i = 0; i < kMaximum; ++i) jobs_.finish({});
+  EXPECT_EQ(tasks_.started, kMaximum);
+  for (int i = 0; i < kMaximum; ++i) tasks_.finish({});
   EXPECT_EQ(sender_.take().size(), kMaximum);
   requests_.handleRun(ControlChannel::reliable);
-  EXPECT_EQ(jobs_.started, kMaximum + 1);
+  EXPECT_EQ(tasks_.started, kMaximum + 1);
 }
 
 TEST_F(DiagnosticsRequestsTest, cancelsTheReportsOfAChannelThatClosed) {
@@ -59,18 +59,18 @@ TEST_F(DiagnosticsRequestsTest, cancelsTheReportsOfAChannelThatClosed) {
   requests_.handleRun(ControlChannel::reliable);
   requests_.handleRun(ControlChannel::control);
   requests_.channelClosed(ControlChannel::control);
-  EXPECT_EQ(jobs_.open(), 1U);
-  jobs_.finish(report(2));
+  EXPECT_EQ(tasks_.open(), 1U);
+  tasks_.finish(report(2));
   EXPECT_EQ(sender_.take(), QList<Sent>{answer(ControlChannel::reliable, report(2))});
 }
 
 TEST_F(DiagnosticsRequestsTest, cancelsItsReportsWhenItEnds) {
   {
-    DiagnosticsRequests other(sender_, jobs_.starter());
+    DiagnosticsRequests other(sender_, tasks_.starter());
     other.handleRun(ControlChannel::reliable);
-    EXPECT_EQ(jobs_.open(), 1U);
+    EXPECT_EQ(tasks_.open(), 1U);
   }
-  EXPECT_EQ(jobs_.open(), 0U);
+  EXPECT_EQ(tasks_.open(), 0U);
 }
 
 TEST_F(DiagnosticsRequestsTest, withoutReportsNothingIsAnswered) {

@@ -5,7 +5,7 @@
 
 using namespace Qt::Literals::StringLiterals;
 
-namespace vantora::testing_x11 {
+namespace vantora::testx11 {
 namespace {
 
 class AccessibilityBusTest : public AccessibilityFixture {};
@@ -42,7 +42,7 @@ TEST_F(AccessibilityBusTest, detectsThatTheBusIsGone) {
   open(*desktop);
   ASSERT_TRUE(becomesTrusted());
   desktop.reset();
-  ASSERT_TRUE(testing_loop::waitFor([&] {
+  ASSERT_TRUE(testloop::waitFor([&] {
     const auto found = pointedElements();
     return found && accessibility_->trust() == AccessibilityTrust::absent;
   }));
@@ -123,4 +123,4 @@ TEST_F(AccessibilityBusTest, reportsThatTheServiceRefuses) {
 }
 
 }  // namespace
-}  // namespace vantora::testing_x11
+}  // namespace vantora::testx11

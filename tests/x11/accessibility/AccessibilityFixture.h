@@ -10,22 +10,22 @@
 #include "tests/fakes/PrintQt.h"
 #include "tests/x11/accessibility/PrivateDesktop.h"
 
-namespace vantora::testing_x11 {
+namespace vantora::testx11 {
 
 class AccessibilityFixture : public testing::Test {
  protected:
   using Shape = std::optional<QString>;
 
   static std::string qtProgram() {
-    return testing_places::program(QStringLiteral("accessibility_qt_program")).toStdString();
+    return testplaces::program(QStringLiteral("accessibility_qt_program")).toStdString();
   }
-  AccessibilityFixture() { testing_loop::ensureApplication(); }
+  AccessibilityFixture() { testloop::ensureApplication(); }
 
   void open(const PrivateDesktop& desktop) {
     accessibility_ = makeAtSpiAccessibility(desktop.environment(), makeX11WindowFinder(desktop.server().display()));
   }
   [[nodiscard]] bool becomesTrusted(AccessibilityTrust wanted = AccessibilityTrust::granted) {
-    return testing_loop::waitFor([&] { return accessibility_->trust() == wanted; });
+    return testloop::waitFor([&] { return accessibility_->trust() == wanted; });
   }
   // The elements under the pointer now; empty without a reply.
   std::optional<PointedElements> pointedElements() {
@@ -34,13 +34,13 @@ class AccessibilityFixture : public testing::Test {
       return accessibility_->askPointedElements(kElementsWalked,
                                                 [found](const PointedElements& pointed) { *found = pointed; });
     };
-    if (!testing_loop::waitFor(asked) || !testing_loop::waitFor([&] { return found->has_value(); })) return {};
+    if (!testloop::waitFor(asked) || !testloop::waitFor([&] { return found->has_value(); })) return {};
     return *found;
   }
   // Reads until that many elements are found: on a busy machine a reply may come too late.
   std::optional<PointedElements> waitForElements(std::size_t elements) {
     std::optional<PointedElements> found;
-    const bool came = testing_loop::waitFor([&] {
+    const bool came = testloop::waitFor([&] {
       found = pointedElements();
       return found && found->elements.size() == elements;
     });
@@ -55,7 +55,7 @@ class AccessibilityFixture : public testing::Test {
   testing::AssertionResult shows(const PrivateDesktop& desktop, int x, int y, const Shape& wanted) {
     if (!desktop.movePointer(x, y)) return testing::AssertionFailure() << "the pointer cannot be moved";
     std::optional<PointedElements> last;
-    testing_loop::Timeout timeout;
+    testloop::Timeout timeout;
     while (!timeout.isOver()) {
       last = pointedElements();
       if (last && !last->elements.empty() && elementShape(last->elements, last->pointer) == wanted) {
@@ -74,4 +74,4 @@ class AccessibilityFixture : public testing::Test {
   std::unique_ptr<Accessibility> accessibility_;
 };
 
-}  // namespace vantora::testing_x11
+}  // namespace vantora::testx11

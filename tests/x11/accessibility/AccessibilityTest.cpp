@@ -5,7 +5,7 @@
 using namespace std::chrono_literals;
 using namespace Qt::Literals::StringLiterals;
 
-namespace vantora::testing_x11 {
+namespace vantora::testx11 {
 namespace {
 
 class AccessibilityTest : public AccessibilityFixture {
@@ -19,7 +19,7 @@ class AccessibilityTest : public AccessibilityFixture {
   ChildProcess startQt() { return desktop_.spawn({qtProgram()}); }
   ChildProcess startGtk(const std::vector<std::string>& environment = {}) {
     return desktop_.spawn(
-        {"/usr/bin/python3", testing_places::source(u"tests/x11/accessibility/gtk_program.py"_s).toStdString()},
+        {"/usr/bin/python3", testplaces::source(u"tests/x11/accessibility/gtk_program.py"_s).toStdString()},
         environment);
   }
   testing::AssertionResult shows(int x, int y, const Shape& wanted) {
@@ -70,7 +70,7 @@ TEST_F(AccessibilityTest, knowsTheEdgesOfAWindow) {
 TEST_F(AccessibilityTest, knowsTheEdgesOfADecoratedWindow) {
   const ChildProcess manager = desktop_.spawn(
       {"openbox", "--sm-disable", "--startup", "xprop -root -format _TEST_MANAGED 8s -set _TEST_MANAGED yes"});
-  ASSERT_TRUE(testing_loop::waitFor([&] {
+  ASSERT_TRUE(testloop::waitFor([&] {
     return desktop_.run({"sh", "-c", "xprop -root _TEST_MANAGED | grep -q yes"}) == 0;
   }));
   const ChildProcess program = startQt();
@@ -78,7 +78,7 @@ TEST_F(AccessibilityTest, knowsTheEdgesOfADecoratedWindow) {
   // Wherever the window manager has put it: the title bar is the window's, and its upper edge is the frame's.
   ASSERT_TRUE(desktop_.movePointer(400, 300));
   std::optional<PointedElements> found;
-  ASSERT_TRUE(testing_loop::waitFor([&] {
+  ASSERT_TRUE(testloop::waitFor([&] {
     found = pointedElements();
     return found && !found->elements.empty() && found->elements.back().frame;
   }));
@@ -131,11 +131,11 @@ TEST_F(AccessibilityTest, returnsNoMoreElementsThanRequested) {
   const auto first = [&] {
     std::optional<PointedElements> found;
     if (!accessibility_->askPointedElements(1, [&](const PointedElements& pointed) { found = pointed; })) return found;
-    (void)testing_loop::waitFor([&] { return found.has_value(); });
+    (void)testloop::waitFor([&] { return found.has_value(); });
     return found;
   };
   std::optional<PointedElements> found;
-  ASSERT_TRUE(testing_loop::waitFor([&] {
+  ASSERT_TRUE(testloop::waitFor([&] {
     found = first();
     return found && !found->elements.empty();
   }));
@@ -147,7 +147,7 @@ TEST_F(AccessibilityTest, takesOneRequestAtATime) {
   int answers = 0;
   EXPECT_TRUE(accessibility_->askPointedElements(6, [&](const PointedElements&) { ++answers; }));
   EXPECT_FALSE(accessibility_->askPointedElements(6, [&](const PointedElements&) { answers += 100; }));
-  ASSERT_TRUE(testing_loop::waitFor([&] { return answers > 0; }));
+  ASSERT_TRUE(testloop::waitFor([&] { return answers > 0; }));
   EXPECT_EQ(answers, 1);
 }
 
@@ -162,7 +162,7 @@ TEST_F(AccessibilityTest, aProgramThatHangsHoldsUpNothing) {
     ASSERT_TRUE(accessibility_->askPointedElements(6, [&](const PointedElements& pointed) { found = pointed; }));
     EXPECT_LT(std::chrono::steady_clock::now() - start, 200ms);
     EXPECT_FALSE(found);
-    ASSERT_TRUE(testing_loop::waitFor([&] { return found.has_value(); }));
+    ASSERT_TRUE(testloop::waitFor([&] { return found.has_value(); }));
     EXPECT_LT(std::chrono::steady_clock::now() - start, 3s);
     EXPECT_TRUE(found->elements.empty());
   }
@@ -189,10 +189,10 @@ TEST_F(AccessibilityTest, canBeDestroyedWhileAProgramHangs) {
   const auto start = std::chrono::steady_clock::now();
   accessibility_.reset();
   EXPECT_LT(std::chrono::steady_clock::now() - start, 3s);
-  testing_loop::drain();
+  testloop::drain();
   EXPECT_EQ(answers, 0);
   program.send(SIGCONT);
 }
 
 }  // namespace
-}  // namespace vantora::testing_x11
+}  // namespace vantora::testx11

@@ -7,7 +7,7 @@
 #include "tests/x11/support/MessageBus.h"
 #include "tests/x11/support/XvfbServer.h"
 
-namespace vantora::testing_x11 {
+namespace vantora::testx11 {
 
 class PrivateDesktop {
  public:
@@ -69,4 +69,4 @@ class PrivateDesktop {
   MessageBus bus_;
 };
 
-}  // namespace vantora::testing_x11
+}  // namespace vantora::testx11

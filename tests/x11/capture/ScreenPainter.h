@@ -13,7 +13,7 @@
 
 #include "tests/x11/support/XvfbServer.h"
 
-namespace vantora::testing_x11 {
+namespace vantora::testx11 {
 
 class ScreenPainter {
  public:
@@ -93,4 +93,4 @@ inline bool resizeScreen(const XvfbServer& server, int width, int height) {
          server.run({"xrandr", "--output", "screen", "--mode", "other"}) == 0;
 }
 
-}  // namespace vantora::testing_x11
+}  // namespace vantora::testx11

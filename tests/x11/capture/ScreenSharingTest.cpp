@@ -20,12 +20,12 @@ namespace vantora {
 namespace {
 
 using namespace std::chrono_literals;
-using testing_support::FrameSink;
-using testing_support::LockedLog;
-using testing_support::pumpFor;
-using testing_support::pumpUntil;
-using testing_x11::ScreenPainter;
-using testing_x11::XvfbServer;
+using testsupport::FrameSink;
+using testsupport::LockedLog;
+using testsupport::pumpFor;
+using testsupport::pumpUntil;
+using testx11::ScreenPainter;
+using testx11::XvfbServer;
 
 constexpr std::uint32_t kBlack = 0x000000;
 constexpr std::uint32_t kWhite = 0xffffff;
@@ -49,7 +49,7 @@ std::chrono::nanoseconds captureThreadTime() {
   return std::chrono::nanoseconds(-1);
 }
 
-class ScreenSharingTest : public testing_support::MainThreadTest {
+class ScreenSharingTest : public testsupport::MainThreadTest {
  public:
   void SetUp() override { ASSERT_TRUE(server.running()); }
 
@@ -95,7 +95,7 @@ TEST_F(ScreenSharingTest, showsTheScreenAtTheRequestedSize) {
 TEST_F(ScreenSharingTest, keepsTheFramesSizeWhenTheScreenChangesIts) {
   ScreenPainter painter(server.display());
   begin(1280, 720, 60);
-  ASSERT_TRUE(testing_x11::resizeScreen(server, 1000, 700));
+  ASSERT_TRUE(testx11::resizeScreen(server, 1000, 700));
   painter.fillAll(kWhite);
   ASSERT_TRUE(showsSoon(kWhiteLuma));
   for (const auto& frame : sink->frames()) EXPECT_EQ(QSize(frame.width, frame.height), QSize(1280, 720));

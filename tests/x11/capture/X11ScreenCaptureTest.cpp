@@ -12,8 +12,8 @@ namespace vantora {
 namespace {
 
 using namespace std::chrono_literals;
-using testing_x11::ScreenPainter;
-using testing_x11::XvfbServer;
+using testx11::ScreenPainter;
+using testx11::XvfbServer;
 using Poll = ScreenCapture::Poll;
 using Outcome = ScreenCapture::Outcome;
 using WakeOn = ScreenCapture::WakeOn;
@@ -50,7 +50,7 @@ class X11ScreenCaptureTest : public testing::Test {
   // Polls until something changed.
   [[nodiscard]] bool pollUntilChanged() { return pollUntil(Poll::changed); }
   [[nodiscard]] bool pollUntil(Poll wanted) {
-    testing_loop::Timeout timeout;
+    testloop::Timeout timeout;
     while (!timeout.isOver()) {
       if (capture->poll(frame) == wanted) return true;
       (void)capture->wait(100ms, WakeOn::changeOrCall);
@@ -117,7 +117,7 @@ TEST_F(X11ScreenCaptureTest, endsAPollOfAServerThatSaysNothingWhenAbandoned) {
     ended = true;
   });
   capture->abandon();
-  testing_loop::Timeout timeout;
+  testloop::Timeout timeout;
   while (!ended && !timeout.isOver()) std::this_thread::sleep_for(5ms);
   EXPECT_TRUE(ended);
   server.goOn();
@@ -259,9 +259,9 @@ TEST_F(X11ScreenCaptureTest, ignoresChangesOnAnotherMonitor) {
 
 TEST_F(X11ScreenCaptureTest, followsAChangeOfTheScreensSize) {
   openAndPoll();
-  ASSERT_TRUE(testing_x11::resizeScreen(server, 400, 300));
+  ASSERT_TRUE(testx11::resizeScreen(server, 400, 300));
   painter.fillAll(kBlue);
-  testing_loop::Timeout timeout;
+  testloop::Timeout timeout;
   while (frame.size.width() != 400 && !timeout.isOver()) {
     if (capture->poll(frame) == Poll::lost) {
       ASSERT_EQ(capture->open(0).outcome, Outcome::opened);
@@ -304,7 +304,7 @@ TEST_F(X11ScreenCaptureTest, outlivesAServerThatIsKilledWhileItReads) {
     });
     while (polls < 20 + round) std::this_thread::yield();
     server.kill();
-    testing_loop::Timeout timeout;
+    testloop::Timeout timeout;
     while (polls < 1000 && !timeout.isOver()) std::this_thread::yield();
     EXPECT_GE(polls, 1000);
   }

@@ -11,7 +11,7 @@
 #include "tests/fakes/FakeScheduler.h"
 #include "tests/fakes/PrintQt.h"
 #include "tests/fakes/RecordedLog.h"
-#include "tests/x11/clipboard/OtherProgram.h"
+#include "tests/x11/clipboard/ClipboardOwner.h"
 #include "tests/x11/support/XvfbServer.h"
 
 using namespace std::chrono_literals;
@@ -20,11 +20,11 @@ using namespace Qt::Literals::StringLiterals;
 namespace vantora {
 namespace {
 
-using testing_loop::waitFor;
-using testing_x11::ChildProcess;
-using testing_x11::Manners;
-using testing_x11::OtherProgram;
-using testing_x11::XvfbServer;
+using testloop::waitFor;
+using testx11::ChildProcess;
+using testx11::ClipboardOwner;
+using testx11::Manners;
+using testx11::XvfbServer;
 
 // One server and one application for the whole program: Qt does not support a second application.
 XvfbServer& server() {
@@ -122,7 +122,7 @@ TEST_F(QtClipboardTest, readsWhatAnotherProgramCopied) {
 }
 
 TEST_F(QtClipboardTest, detectsAChangeWithoutReading) {
-  OtherProgram other(server().display());
+  ClipboardOwner other(server().display());
   for (int i = 1; i <= 5; ++i) {
     const qint64 before = clipboard_->changeCount();
     other.copy("x");
@@ -151,7 +151,7 @@ TEST_F(QtClipboardTest, countsItsOwnTextWithoutANotification) {
 }
 
 TEST_F(QtClipboardTest, setsItsTextRightAfterAnotherProgramCopied) {
-  OtherProgram other(server().display());
+  ClipboardOwner other(server().display());
   for (int i = 0; i < 200; ++i) {
     other.copy("other");
     const int before = other.requests();
@@ -182,12 +182,12 @@ TEST_F(QtClipboardTest, carriesTenMegabytesBothWays) {
 }
 
 TEST_F(QtClipboardTest, readsNothingFromAnEmptyClipboard) {
-  { OtherProgram(server().display()).copy("gone"); }
+  { ClipboardOwner(server().display()).copy("gone"); }
   EXPECT_EQ(read(), u""_s);
 }
 
 TEST_F(QtClipboardTest, readsNothingWhereThereIsNoText) {
-  OtherProgram other(server().display(), Manners::refuses);
+  ClipboardOwner other(server().display(), Manners::refuses);
   other.copy("not a text");
   ASSERT_TRUE(waitFor([&] { return changes_ > 0; }));
   EXPECT_EQ(read(), u""_s);
@@ -195,7 +195,7 @@ TEST_F(QtClipboardTest, readsNothingWhereThereIsNoText) {
 }
 
 TEST_F(QtClipboardTest, neverBlocksOnAnOwnerThatDoesNotAnswer) {
-  OtherProgram silent(server().display(), Manners::silent);
+  ClipboardOwner silent(server().display(), Manners::silent);
   silent.copy("never seen");
   ASSERT_TRUE(waitFor([&] { return changes_ > 0; }));
   std::optional<QString> text;
@@ -219,8 +219,8 @@ TEST_F(QtClipboardTest, neverBlocksOnAnOwnerThatDoesNotAnswer) {
 }
 
 TEST_F(QtClipboardTest, readsATextThatComesInPieces) {
-  OtherProgram other(server().display(), Manners::inPieces);
-  const QByteArray text = longText(10 * OtherProgram::kPieceBytes + 7).toUtf8();
+  ClipboardOwner other(server().display(), Manners::inPieces);
+  const QByteArray text = longText(10 * ClipboardOwner::kPieceBytes + 7).toUtf8();
   other.copy(text);
   ASSERT_TRUE(waitFor([&] { return changes_ > 0; }));
   EXPECT_EQ(read().toUtf8(), text);
@@ -230,9 +230,9 @@ TEST_F(QtClipboardTest, readsATextThatComesInPieces) {
 TEST_F(QtClipboardTest, failsToReadWhenPiecesArePromisedAndDoNotCome) {
   limit({.timeout = 200ms});
   for (const Manners manners : {Manners::promises, Manners::onePieceOnly}) {
-    OtherProgram other(server().display(), manners);
+    ClipboardOwner other(server().display(), manners);
     const int before = changes_;
-    other.copy(longText(2 * OtherProgram::kPieceBytes).toUtf8());
+    other.copy(longText(2 * ClipboardOwner::kPieceBytes).toUtf8());
     ASSERT_TRUE(waitFor([&] { return changes_ > before; }));
     EXPECT_EQ(read(), u"(failed)"_s);
     EXPECT_TRUE(waitFor([&] { return other.requests() == 1; }));
@@ -241,8 +241,8 @@ TEST_F(QtClipboardTest, failsToReadWhenPiecesArePromisedAndDoNotCome) {
 
 TEST_F(QtClipboardTest, failsToReadWhenTheOwnerGoesInTheMiddle) {
   limit({.timeout = 2s});
-  auto other = std::make_unique<OtherProgram>(server().display(), Manners::onePieceOnly);
-  other->copy(longText(2 * OtherProgram::kPieceBytes).toUtf8());
+  auto other = std::make_unique<ClipboardOwner>(server().display(), Manners::onePieceOnly);
+  other->copy(longText(2 * ClipboardOwner::kPieceBytes).toUtf8());
   ASSERT_TRUE(waitFor([&] { return changes_ > 0; }));
   QStringList got;
   const auto note = [&](const ClipboardReading& text) { got.append(text.text.value_or(u"(failed)"_s)); };
@@ -258,7 +258,7 @@ TEST_F(QtClipboardTest, failsToReadWhenTheOwnerGoesInTheMiddle) {
 
 TEST_F(QtClipboardTest, neverTakesALateAnswerForThatOfTheNextRequest) {
   limit({.timeout = 3s});
-  OtherProgram other(server().display(), Manners::silent);
+  ClipboardOwner other(server().display(), Manners::silent);
   other.copy("x");
   ASSERT_TRUE(waitFor([&] { return changes_ > 0; }));
   EXPECT_EQ(read(), u"(failed)"_s);
@@ -276,7 +276,7 @@ TEST_F(QtClipboardTest, neverTakesALateAnswerForThatOfTheNextRequest) {
 TEST_F(QtClipboardTest, tellsATextThatIsTooLongFromOneThatCannotBeRead) {
   limit({.timeout = 60s, .bytes = 1000});
   for (const Manners manners : {Manners::answers, Manners::inPieces}) {
-    OtherProgram other(server().display(), manners);
+    ClipboardOwner other(server().display(), manners);
     for (const qsizetype bytes : {1000, 1001}) {
       const int before = changes_;
       other.copy(longText(bytes).toUtf8());
@@ -302,7 +302,7 @@ TEST_F(QtClipboardTest, detectsThatTheClipboardWasCleared) {
     });
     return came ? sender.take()[0].message.value(u"text") : QJsonValue();
   };
-  OtherProgram other(server().display());
+  ClipboardOwner other(server().display());
   other.copy("password");
   EXPECT_EQ(nextSync(), QJsonValue(u"password"_s));
   EXPECT_EQ(output({"xsel", "-b", "-c"}), "");
@@ -315,7 +315,7 @@ TEST_F(QtClipboardTest, detectsThatTheClipboardWasCleared) {
 }
 
 TEST_F(QtClipboardTest, answersEveryRequestInTurn) {
-  OtherProgram other(server().display());
+  ClipboardOwner other(server().display());
   other.copy("same");
   ASSERT_TRUE(waitFor([&] { return changes_ > 0; }));
   QStringList got;
@@ -329,7 +329,7 @@ TEST_F(QtClipboardTest, answersEveryRequestInTurn) {
 }
 
 TEST_F(QtClipboardTest, answersNobodyOnceItIsGone) {
-  OtherProgram other(server().display());
+  ClipboardOwner other(server().display());
   other.copy("x");
   ASSERT_TRUE(waitFor([&] { return changes_ > 0; }));
   bool answered = false;
@@ -343,7 +343,7 @@ TEST_F(QtClipboardTest, echoesNothingInTenThousandAlternatingCopies) {
   fakes::RecordedLog log;
   fakes::FakeScheduler scheduler;
   fakes::FakeControlSender sender;
-  OtherProgram other(server().display());
+  ClipboardOwner other(server().display());
   ClipboardSync sync(*clipboard_, sender, scheduler);
   sync.setClipboardSyncEnabled(true);
   int wrong = 0;
@@ -357,7 +357,7 @@ TEST_F(QtClipboardTest, echoesNothingInTenThousandAlternatingCopies) {
       continue;
     }
     other.copy(text.toUtf8());
-    testing_loop::Timeout timeout;
+    testloop::Timeout timeout;
     while (sender.sent.isEmpty() && missing == 0) {
       QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 5);
       scheduler.advance(50ms);
@@ -368,7 +368,7 @@ TEST_F(QtClipboardTest, echoesNothingInTenThousandAlternatingCopies) {
   }
   EXPECT_EQ(missing, 0) << "a copy was never sent";
   EXPECT_EQ(wrong, 0);
-  testing_loop::drain();
+  testloop::drain();
   scheduler.advance(10s);
   EXPECT_TRUE(sender.sent.isEmpty());
 }

@@ -8,7 +8,7 @@
 #include <cstdint>
 #include <cstdlib>
 
-namespace vantora::testing_x11 {
+namespace vantora::testx11 {
 
 ThemeCursors::ThemeCursors(const std::string& display, const std::string& theme)
     : display_(XOpenDisplay(display.c_str())) {
@@ -74,4 +74,4 @@ void ThemeCursors::clickPointer() {
   XSync(display_, False);
 }
 
-}  // namespace vantora::testing_x11
+}  // namespace vantora::testx11

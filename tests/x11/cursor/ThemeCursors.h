@@ -6,7 +6,7 @@
 struct _XDisplay;
 struct xcb_connection_t;
 
-namespace vantora::testing_x11 {
+namespace vantora::testx11 {
 
 // Has a window over the whole screen with its own cursor. Cursors without a theme come from the X cursor font.
 class ThemeCursors {
@@ -38,4 +38,4 @@ class ThemeCursors {
   unsigned long window_ = 0;
 };
 
-}  // namespace vantora::testing_x11
+}  // namespace vantora::testx11

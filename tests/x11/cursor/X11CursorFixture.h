@@ -11,11 +11,11 @@
 #include "tests/x11/cursor/ThemeCursors.h"
 #include "tests/x11/support/XvfbServer.h"
 
-namespace vantora::testing_x11 {
+namespace vantora::testx11 {
 
 class X11CursorFixture : public testing::Test {
  protected:
-  X11CursorFixture() { testing_loop::ensureApplication(); }
+  X11CursorFixture() { testloop::ensureApplication(); }
   void SetUp() override {
     ASSERT_TRUE(server_.running());
     cursor_ = makeX11Cursor(server_.display());
@@ -30,7 +30,7 @@ class X11CursorFixture : public testing::Test {
     cursor_->watch({.cursorChanged = [this] { ++changes_; }, .pointerUsed = [this] { ++uses_; }});
   }
   [[nodiscard]] bool becomes(const std::optional<QString>& name) {
-    return testing_loop::waitFor([&] { return currentName() == name; });
+    return testloop::waitFor([&] { return currentName() == name; });
   }
 
   std::optional<QString> currentName() {
@@ -45,4 +45,4 @@ class X11CursorFixture : public testing::Test {
   int uses_ = 0;
 };
 
-}  // namespace vantora::testing_x11
+}  // namespace vantora::testx11

@@ -6,13 +6,13 @@
 
 using namespace Qt::Literals::StringLiterals;
 
-namespace vantora::testing_x11 {
+namespace vantora::testx11 {
 namespace {
 
 class X11CursorNamesTest : public X11CursorFixture, public testing::WithParamInterface<const char*> {
  protected:
   [[nodiscard]] bool showsAs(const QString& shape) {
-    return testing_loop::waitFor([&] {
+    return testloop::waitFor([&] {
       const auto name = currentName();
       return name && mapNSCursorToWebCursor(*name) == shape;
     });
@@ -134,4 +134,4 @@ TEST_F(X11CursorFixture, cursorsOfTheFontAreRecognisedByTheirImages) {
 INSTANTIATE_TEST_SUITE_P(Themes, X11CursorNamesTest, testing::Values("Adwaita", "breeze_cursors"));
 
 }  // namespace
-}  // namespace vantora::testing_x11
+}  // namespace vantora::testx11

@@ -6,7 +6,7 @@
 
 using namespace Qt::Literals::StringLiterals;
 
-namespace vantora::testing_x11 {
+namespace vantora::testx11 {
 namespace {
 
 class X11CursorTest : public X11CursorFixture {
@@ -38,7 +38,7 @@ TEST_F(X11CursorTest, reportsEveryOtherCursor) {
     const int now = changes_;
     ASSERT_TRUE(program_->show(name));
     // By its own event: the cursor is not read meanwhile.
-    ASSERT_TRUE(testing_loop::waitFor([&] { return changes_ > now; })) << name;
+    ASSERT_TRUE(testloop::waitFor([&] { return changes_ > now; })) << name;
     EXPECT_EQ(currentName(), QString::fromLatin1(name));
   }
   EXPECT_EQ(changes_ - before, 4);
@@ -74,14 +74,14 @@ TEST_F(X11CursorTest, reportsOneUseOfThePointerForEachArming) {
 
   arm("left_ptr");
   for (int step = 0; step < 50; ++step) program_->movePointer(20 + step, 10);
-  ASSERT_TRUE(testing_loop::waitFor([&] { return uses_ > 0; }));
+  ASSERT_TRUE(testloop::waitFor([&] { return uses_ > 0; }));
   ASSERT_TRUE(program_->show("hand2"));
   ASSERT_TRUE(becomes(u"hand2"_s));
   EXPECT_EQ(uses_, 1);
 
   arm("watch");
   program_->clickPointer();
-  EXPECT_TRUE(testing_loop::waitFor([&] { return uses_ == 2; }));
+  EXPECT_TRUE(testloop::waitFor([&] { return uses_ == 2; }));
 }
 
 TEST_F(X11CursorTest, aHandlerMayEndTheWatch) {
@@ -91,7 +91,7 @@ TEST_F(X11CursorTest, aHandlerMayEndTheWatch) {
                         cursor_->unwatch();
                       },
                   .pointerUsed = nullptr});
-  ASSERT_TRUE(testing_loop::waitFor([&] { return changes_ > 0; }));
+  ASSERT_TRUE(testloop::waitFor([&] { return changes_ > 0; }));
   ASSERT_TRUE(program_->show("fleur"));
   watch();
   EXPECT_TRUE(becomes(u"fleur"_s));
@@ -111,9 +111,9 @@ TEST_F(X11CursorTest, outlivesAKilledServerAndUsesTheNextOne) {
   EXPECT_TRUE(becomes(u"hand2"_s));
   const int before = changes_;
   ASSERT_TRUE(program_->show("fleur"));
-  EXPECT_TRUE(testing_loop::waitFor([&] { return changes_ > before; }));
+  EXPECT_TRUE(testloop::waitFor([&] { return changes_ > before; }));
   program_->movePointer(30, 30);
-  EXPECT_TRUE(testing_loop::waitFor([&] { return uses_ > 0; }));
+  EXPECT_TRUE(testloop::waitFor([&] { return uses_ > 0; }));
 }
 
 TEST_F(X11CursorTest, watchesASilentServerOnceItResumes) {
@@ -135,12 +135,12 @@ TEST_F(X11CursorTest, canBeDestroyedAfterItsServer) {
   program_.reset();
   server_.kill();
   cursor_.reset();
-  testing_loop::drain();
+  testloop::drain();
   EXPECT_EQ(changes_, 1);
 }
 
 TEST(X11CursorStart, waitsForAServerThatComesLater) {
-  testing_loop::ensureApplication();
+  testloop::ensureApplication();
   XvfbServer server;
   ASSERT_TRUE(server.running());
   const QString display = server.display();
@@ -151,8 +151,8 @@ TEST(X11CursorStart, waitsForAServerThatComesLater) {
   desktop->cursor().watch({});
   EXPECT_FALSE(desktop->cursor().currentCursor());
   ASSERT_TRUE(server.restart());
-  EXPECT_TRUE(testing_loop::waitFor([&] { return desktop->cursor().currentCursor().has_value(); }));
+  EXPECT_TRUE(testloop::waitFor([&] { return desktop->cursor().currentCursor().has_value(); }));
 }
 
 }  // namespace
-}  // namespace vantora::testing_x11
+}  // namespace vantora::testx11

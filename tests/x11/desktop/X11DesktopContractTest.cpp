@@ -13,7 +13,7 @@
 namespace vantora {
 namespace {
 
-using namespace testing_x11;
+using namespace testx11;
 
 class X11DesktopBench final : public DesktopBench {
  public:

@@ -7,7 +7,7 @@
 #include "tests/x11/support/TestWindow.h"
 #include "tests/x11/support/XvfbServer.h"
 
-namespace vantora::testing_x11 {
+namespace vantora::testx11 {
 namespace {
 
 // Names of the active monitors as the server lists them, which are also their numbers.
@@ -74,4 +74,4 @@ TEST(X11Displays, forgetsAMonitorThatIsTakenAway) {
 }
 
 }  // namespace
-}  // namespace vantora::testing_x11
+}  // namespace vantora::testx11

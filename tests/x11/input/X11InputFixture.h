@@ -12,7 +12,7 @@
 #include "tests/x11/support/TestWindow.h"
 #include "tests/x11/support/XvfbServer.h"
 
-namespace vantora::testing_x11 {
+namespace vantora::testx11 {
 
 // Keycodes of the usual PC keyboard.
 inline constexpr int kKeyA = 38;
@@ -57,7 +57,7 @@ class X11InputFixture : public testing::Test {
     settle();
     return *window_;
   }
-  bool usable() { return testing_x11::usable(*input_); }
+  bool usable() { return testx11::usable(*input_); }
   // Waits until the server has processed everything that was posted.
   void settle() {
     if (!input_) return;
@@ -90,4 +90,4 @@ class X11InputFixture : public testing::Test {
   std::unique_ptr<DesktopInput> input_;
 };
 
-}  // namespace vantora::testing_x11
+}  // namespace vantora::testx11

@@ -7,7 +7,7 @@
 #include "main/control/input/KeyCodes.h"
 #include "tests/x11/input/X11InputFixture.h"
 
-namespace vantora::testing_x11 {
+namespace vantora::testx11 {
 namespace {
 
 // The position of each key on a PC keyboard.
@@ -128,8 +128,7 @@ TEST_F(X11RepeatTest, aHeldKeyDoesNotRepeatByItself) {
   EXPECT_TRUE(key("KeyA", true));
   settle();
   // Long enough for the server to repeat a key more than ten times, see above.
-  EXPECT_FALSE(
-      window_->waitUntil([this] { return presses() > 1; }, testing_loop::Timeout(std::chrono::milliseconds(300))));
+  EXPECT_FALSE(window_->waitUntil([this] { return presses() > 1; }, testloop::Timeout(std::chrono::milliseconds(300))));
   EXPECT_EQ(presses(), 1U);
 }
 
@@ -185,4 +184,4 @@ TEST_F(X11RepeatTest, leavesAKeyAloneThatNeverRepeats) {
 }
 
 }  // namespace
-}  // namespace vantora::testing_x11
+}  // namespace vantora::testx11

@@ -2,7 +2,7 @@
 #include "tests/fakes/FakeClipboard.h"
 #include "tests/x11/input/X11InputFixture.h"
 
-namespace vantora::testing_x11 {
+namespace vantora::testx11 {
 namespace {
 
 class X11LifecycleTest : public X11InputFixture {
@@ -96,4 +96,4 @@ TEST(X11Start, isNotUsableWithoutTheTestExtension) {
 }
 
 }  // namespace
-}  // namespace vantora::testing_x11
+}  // namespace vantora::testx11

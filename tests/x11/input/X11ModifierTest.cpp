@@ -1,6 +1,6 @@
 #include "tests/x11/input/X11InputFixture.h"
 
-namespace vantora::testing_x11 {
+namespace vantora::testx11 {
 namespace {
 
 constexpr int kAnyModifier = 0xff;
@@ -65,7 +65,7 @@ TEST_F(X11ModifierTest, dropsTheModifierOfAnEarlierMessage) {
   EXPECT_EQ(window().keysDown(), (std::set<int>{kKeyA, kKeyB, kControlLeft}));
 }
 
-TEST_F(X11ModifierTest, liftsAPersonsModifierForTheEventAndPutsItBack) {
+TEST_F(X11ModifierTest, releasesAPersonsModifierForTheEventAndRestoresIt) {
   window().personKey(kShiftLeft, true);
   window().personKey(kControlRight, true);
   EXPECT_TRUE(key("KeyA", true));
@@ -134,4 +134,4 @@ TEST_F(X11ModifierTest, findsAltAndSuperWhereAPersonHasSwappedThem) {
 }
 
 }  // namespace
-}  // namespace vantora::testing_x11
+}  // namespace vantora::testx11

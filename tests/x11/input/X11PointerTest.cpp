@@ -5,7 +5,7 @@
 #include "platform/x11/WheelClicks.h"
 #include "tests/x11/input/X11InputFixture.h"
 
-namespace vantora::testing_x11 {
+namespace vantora::testx11 {
 namespace {
 
 class X11PointerTest : public X11InputFixture {
@@ -169,4 +169,4 @@ TEST_F(X11PointerTest, boundsTheClicksOfAWildScroll) {
 }
 
 }  // namespace
-}  // namespace vantora::testing_x11
+}  // namespace vantora::testx11

@@ -15,7 +15,7 @@
 #include "tests/x11/support/TestWindow.h"
 #include "tests/x11/support/XephyrServer.h"
 
-namespace vantora::testing_x11 {
+namespace vantora::testx11 {
 namespace {
 
 using namespace std::chrono_literals;
@@ -114,4 +114,4 @@ INSTANTIATE_TEST_SUITE_P(EveryWay, X11TurnedScreen,
                          [](const auto& turn) { return std::get<0>(turn.param) + "_" + std::get<1>(turn.param); });
 
 }  // namespace
-}  // namespace vantora::testing_x11
+}  // namespace vantora::testx11

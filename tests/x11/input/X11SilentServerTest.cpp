@@ -7,7 +7,7 @@
 #include "platform/x11/X11Displays.h"
 #include "tests/x11/input/X11InputFixture.h"
 
-namespace vantora::testing_x11 {
+namespace vantora::testx11 {
 namespace {
 
 using namespace std::chrono_literals;
@@ -164,14 +164,14 @@ TEST_F(X11SilentServerTest, opensASilentServerWhenItResumes) {
   server_.stop();
   const auto displays = makeX11Displays(server_.display());
   auto fresh = makeX11Input(server_.display(), *displays);
-  EXPECT_LT(timed([&] { EXPECT_FALSE(testing_x11::usable(*fresh)); }), kOnce);
-  EXPECT_LT(least([&] { EXPECT_FALSE(testing_x11::usable(*fresh)); }), X11Connection::kTimeout / 2);
+  EXPECT_LT(timed([&] { EXPECT_FALSE(testx11::usable(*fresh)); }), kOnce);
+  EXPECT_LT(least([&] { EXPECT_FALSE(testx11::usable(*fresh)); }), X11Connection::kTimeout / 2);
   EXPECT_LT(timed([&] { EXPECT_TRUE(displays->list().empty()); }), kOnce);
   // Destroyed while it is still being opened.
-  EXPECT_LT(timed([&] { std::ignore = testing_x11::usable(*makeX11Input(server_.display(), *displays)); }), kOnce);
+  EXPECT_LT(timed([&] { std::ignore = testx11::usable(*makeX11Input(server_.display(), *displays)); }), kOnce);
   server_.goOn();
-  EXPECT_TRUE(window_->waitUntil([&] { return testing_x11::usable(*fresh) && displays->list().size() == 1; }));
+  EXPECT_TRUE(window_->waitUntil([&] { return testx11::usable(*fresh) && displays->list().size() == 1; }));
 }
 
 }  // namespace
-}  // namespace vantora::testing_x11
+}  // namespace vantora::testx11

@@ -6,7 +6,7 @@
 #include "platform/x11/X11Connection.h"
 #include "tests/x11/input/X11InputFixture.h"
 
-namespace vantora::testing_x11 {
+namespace vantora::testx11 {
 namespace {
 
 using namespace Qt::Literals::StringLiterals;
@@ -41,7 +41,7 @@ class X11TypingTest : public X11InputFixture {
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
   }
   static bool waitUntil(const std::function<bool()>& condition) {
-    testing_loop::Timeout timeout;
+    testloop::Timeout timeout;
     while (!condition()) {
       if (timeout.isOver()) return false;
       ::poll(nullptr, 0, 5);
@@ -90,4 +90,4 @@ TEST_F(X11TypingTest, typesIntoATerminal) {
 }
 
 }  // namespace
-}  // namespace vantora::testing_x11
+}  // namespace vantora::testx11

@@ -14,7 +14,7 @@
 
 #include "tests/fakes/Timeout.h"
 
-namespace vantora::testing_x11 {
+namespace vantora::testx11 {
 
 // Started by the constructor, ended and reaped by the destructor; it also ends when the test
 // program dies.
@@ -75,7 +75,7 @@ class ChildProcess {
 // timeout.
 inline std::string readLine(int descriptor) {
   std::string line;
-  testing_loop::Timeout timeout;
+  testloop::Timeout timeout;
   while (!timeout.isOver()) {
     pollfd ready{descriptor, POLLIN, 0};
     if (::poll(&ready, 1, 1000) <= 0) continue;
@@ -87,4 +87,4 @@ inline std::string readLine(int descriptor) {
   return {};
 }
 
-}  // namespace vantora::testing_x11
+}  // namespace vantora::testx11

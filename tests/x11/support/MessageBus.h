@@ -7,7 +7,7 @@
 #include "tests/fakes/Places.h"
 #include "tests/x11/support/ChildProcess.h"
 
-namespace vantora::testing_x11 {
+namespace vantora::testx11 {
 
 // Runs from construction to destruction. It does not access the caller's session and starts none of the machine's
 // installed services.
@@ -22,8 +22,7 @@ class MessageBus {
     const std::string path =
         configuration.starts_with('/')
             ? configuration
-            : testing_places::source(QStringLiteral("tests/bus/") + QString::fromStdString(configuration))
-                  .toStdString();
+            : testplaces::source(QStringLiteral("tests/bus/") + QString::fromStdString(configuration)).toStdString();
     daemon_ = ChildProcess({"dbus-daemon", "--config-file=" + path, "--nofork", "--nopidfile", "--nosyslog",
                             "--print-address=" + std::to_string(ends[1])},
                            environment, ends[1]);
@@ -41,4 +40,4 @@ class MessageBus {
   ChildProcess daemon_;
 };
 
-}  // namespace vantora::testing_x11
+}  // namespace vantora::testx11

@@ -15,7 +15,7 @@
 
 #include "tests/fakes/Timeout.h"
 
-namespace vantora::testing_x11 {
+namespace vantora::testx11 {
 
 // One pointer or key event as received by the application.
 struct SeenEvent {
@@ -81,7 +81,7 @@ class TestWindow {
   std::vector<SeenEvent> motions() { return ofType({XCB_MOTION_NOTIFY}); }
 
   // Reads events until `condition` holds (true) or the timeout has expired (false).
-  bool waitUntil(const std::function<bool()>& condition, testing_loop::Timeout timeout = testing_loop::Timeout()) {
+  bool waitUntil(const std::function<bool()>& condition, testloop::Timeout timeout = testloop::Timeout()) {
     for (;;) {
       sync();
       if (condition()) return true;
@@ -167,4 +167,4 @@ class TestWindow {
   std::map<int, int> others_;
 };
 
-}  // namespace vantora::testing_x11
+}  // namespace vantora::testx11

@@ -8,7 +8,7 @@
 
 #include "tests/x11/support/XServer.h"
 
-namespace vantora::testing_x11 {
+namespace vantora::testx11 {
 
 // A headless compositor in its own runtime folder.
 class WaylandDesktop {
@@ -21,7 +21,7 @@ class WaylandDesktop {
     compositor_ = ChildProcess({"weston", "--backend=headless-backend.so", "--shell=kiosk-shell.so", "--no-config",
                                 "--idle-time=0", "--socket=" + socket()},
                                {"XDG_RUNTIME_DIR=" + folder_.path().toStdString()});
-    testing_loop::Timeout timeout;
+    testloop::Timeout timeout;
     while (!running() && !timeout.isOver()) std::this_thread::sleep_for(std::chrono::milliseconds(10));
   }
 
@@ -49,4 +49,4 @@ class XwaylandServer : public XServer {
   }
 };
 
-}  // namespace vantora::testing_x11
+}  // namespace vantora::testx11

@@ -7,7 +7,7 @@
 
 #include "tests/x11/support/ChildProcess.h"
 
-namespace vantora::testing_x11 {
+namespace vantora::testx11 {
 
 // An X server that chooses its own display number and ends with this object.
 class XServer {
@@ -65,4 +65,4 @@ class XServer {
   ChildProcess process_;
 };
 
-}  // namespace vantora::testing_x11
+}  // namespace vantora::testx11

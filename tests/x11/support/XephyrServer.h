@@ -3,7 +3,7 @@
 
 #include "tests/x11/support/XServer.h"
 
-namespace vantora::testing_x11 {
+namespace vantora::testx11 {
 
 // An X server that shows its screen in a window of the server `outer`, and can rotate and mirror it.
 class XephyrServer : public XServer {
@@ -19,4 +19,4 @@ class XephyrServer : public XServer {
   }
 };
 
-}  // namespace vantora::testing_x11
+}  // namespace vantora::testx11

@@ -5,7 +5,7 @@
 
 #include "tests/x11/support/XServer.h"
 
-namespace vantora::testing_x11 {
+namespace vantora::testx11 {
 
 // An X server without a physical screen. It starts with a US keyboard.
 class XvfbServer : public XServer {
@@ -49,4 +49,4 @@ class XvfbServer : public XServer {
   std::vector<std::string> extraArguments_;
 };
 
-}  // namespace vantora::testing_x11
+}  // namespace vantora::testx11

@@ -15,10 +15,10 @@
 
 using namespace Qt::Literals::StringLiterals;
 
-namespace vantora::testing_x11 {
+namespace vantora::testx11 {
 namespace {
 
-using testing_support::pumpUntil;
+using testsupport::pumpUntil;
 
 bool detectsXwayland(const XServer& server) {
   X11Connection connection(server.display());
@@ -45,7 +45,7 @@ TEST(Xwayland, isNotAServerWithoutRandrOrWithoutAnAnswer) {
   server.goOn();
 }
 
-class XwaylandTest : public testing_support::MainThreadTest, public testing::WithParamInterface<XwaylandServer::Kind> {
+class XwaylandTest : public testsupport::MainThreadTest, public testing::WithParamInterface<XwaylandServer::Kind> {
  protected:
   void SetUp() override {
     for (const QString& tool : {u"weston"_s, u"Xwayland"_s}) {
@@ -57,7 +57,7 @@ class XwaylandTest : public testing_support::MainThreadTest, public testing::Wit
     ASSERT_TRUE(server_->running());
   }
 
-  testing_support::LockedLog log_;
+  testsupport::LockedLog log_;
   std::unique_ptr<WaylandDesktop> desktop_;
   std::unique_ptr<XwaylandServer> server_;
 };
@@ -110,4 +110,4 @@ INSTANTIATE_TEST_SUITE_P(Kinds, XwaylandTest,
                          });
 
 }  // namespace
-}  // namespace vantora::testing_x11
+}  // namespace vantora::testx11

@@ -52,7 +52,7 @@ TEST(AllowedCommandsTest, holdsExactlyTheVocabularyOfTheProtocol) {
 }
 
 TEST(AllowedCommandsTest, isDocumentedRowByRow) {
-  QFile file(testing_places::source(u"docs/support-commands.md"_s));
+  QFile file(testplaces::source(u"docs/support-commands.md"_s));
   ASSERT_TRUE(file.open(QIODevice::ReadOnly)) << file.fileName().toStdString();
   const QString text = QString::fromUtf8(file.readAll());
   QStringList documented;

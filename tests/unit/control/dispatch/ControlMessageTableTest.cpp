@@ -42,7 +42,7 @@ QString plain(const QString& cell) { return cell.trimmed().remove(u'`'); }
 
 // The rows of the marked table, each as "type | gate | acknowledgement".
 QStringList documentedRows() {
-  QFile file(testing_places::source(u"docs/protocol.md"_s));
+  QFile file(testplaces::source(u"docs/protocol.md"_s));
   EXPECT_TRUE(file.open(QIODevice::ReadOnly)) << file.fileName().toStdString();
   QStringList rows;
   bool marked = false;

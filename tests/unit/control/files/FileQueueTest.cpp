@@ -110,7 +110,7 @@ TEST(FileQueueTest, dropsWhatHasNotBegunWhenItEnds) {
       begun.set_value();
       ready.wait();
       // What the next task holds is released once the queue's destructor has begun.
-      testing_loop::Timeout timeout;
+      testloop::Timeout timeout;
       while (!weak.expired() && !timeout.isOver()) std::this_thread::yield();
       dropped = weak.expired();
     });

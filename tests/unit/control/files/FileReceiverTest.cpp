@@ -24,7 +24,7 @@ class FileReceiverTest : public testing::Test {
   static constexpr qint64 kLimit = 100'000;
 
   FileReceiverTest() {
-    testing_loop::ensureApplication();
+    testloop::ensureApplication();
     bindFileMessages(dispatcher_, *files_);
   }
   ~FileReceiverTest() override { unplug(); }
@@ -43,7 +43,7 @@ class FileReceiverTest : public testing::Test {
     say({{u"type"_s, u"file_chunk"_s}, {u"id"_s, id}, {u"data"_s, QString::fromLatin1(bytes.toBase64())}});
   }
   bool received(qsizetype count) {
-    return testing_loop::waitFor([&] { return sender_.sent.size() >= count; });
+    return testloop::waitFor([&] { return sender_.sent.size() >= count; });
   }
   QByteArray content(const QString& name) const {
     QFile file(folder_.filePath(name));
@@ -259,7 +259,7 @@ TEST_F(FileReceiverTest, remembersABoundedAmountForAStuckDisk) {
   EXPECT_GT(rejected, 4800);
   unplug();
   start(u"last"_s, u"z"_s);
-  EXPECT_TRUE(testing_loop::waitFor([&] { return names().contains(u"a"_s); }));
+  EXPECT_TRUE(testloop::waitFor([&] { return names().contains(u"a"_s); }));
 }
 
 TEST_F(FileReceiverTest, answersNobodyOnceItIsGone) {
@@ -267,7 +267,7 @@ TEST_F(FileReceiverTest, answersNobodyOnceItIsGone) {
   start(u"1"_s, u"a"_s);
   unplug();
   files_.reset();
-  testing_loop::drain();
+  testloop::drain();
   EXPECT_TRUE(sender_.sent.isEmpty());
 }
 

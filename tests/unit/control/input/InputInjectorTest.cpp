@@ -166,7 +166,7 @@ TEST_F(InputInjectorTest, releasesEverythingOnDemand) {
 }
 
 TEST_F(InputInjectorTest, waitsForAPersonWhoIsAsked) {
-  input_.asks = true;
+  input_.promptsUser = true;
   std::vector<bool> answers;
   injector_.ensureAccessibility([&](bool answer) { answers.push_back(answer); });
   injector_.ensureAccessibility([&](bool answer) { answers.push_back(answer); });

@@ -3,7 +3,7 @@
 #include "main/control/commands/AllowedCommands.h"
 #include "platform/linux/support/LinuxCommandPlans.h"
 #include "tests/fakes/PrintQt.h"
-#include "tests/unit/platform/support/MadeUpDesktop.h"
+#include "tests/unit/platform/support/SyntheticDesktop.h"
 
 using namespace Qt::Literals::StringLiterals;
 
@@ -47,7 +47,7 @@ void expectMissing(const CommandPlan& plan, const QString& missing) {
 
 TEST(LinuxCommandPlansTest, everyEntryHasACounterpartOnEveryFullDesktop) {
   for (const DesktopKind desktop : kDesktops) {
-    DesktopFacts facts = madeUpDesktop(desktop, everyProgram());
+    DesktopFacts facts = syntheticDesktop(desktop, everyProgram());
     facts.resolved = true;
     for (const AllowedCommand& command : allowedCommandTable()) {
       const CommandPlan plan = commandPlanFor(QString(command.id), facts);
@@ -64,7 +64,7 @@ TEST(LinuxCommandPlansTest, everyEntryHasACounterpartOnEveryFullDesktop) {
 
 TEST(LinuxCommandPlansTest, everyEntrySaysWhatIsMissingOnABareSystem) {
   for (const DesktopKind desktop : kDesktops) {
-    DesktopFacts facts = madeUpDesktop(desktop, {});
+    DesktopFacts facts = syntheticDesktop(desktop, {});
     for (const AllowedCommand& command : allowedCommandTable()) {
       const CommandPlan plan = commandPlanFor(QString(command.id), facts);
       EXPECT_TRUE(plan.script.isEmpty()) << command.id.data();
@@ -75,7 +75,7 @@ TEST(LinuxCommandPlansTest, everyEntrySaysWhatIsMissingOnABareSystem) {
 
 TEST(LinuxCommandPlansTest, nothingRunsForAnIdOutsideTheTable) {
   for (const QString& id : {QString(), u"ls"_s, u"open-terminal "_s}) {
-    expectMissing(commandPlanFor(id, madeUpDesktop(DesktopKind::gnome, everyProgram())),
+    expectMissing(commandPlanFor(id, syntheticDesktop(DesktopKind::gnome, everyProgram())),
                   u"No counterpart on this system"_s);
   }
 }
@@ -101,7 +101,7 @@ TEST(LinuxCommandPlansTest, knowsTheDesktopByItsName) {
 // dns-flush
 
 TEST(LinuxCommandPlansTest, flushesTheNamesOfTheServicesThatRunAndElevatesOnlyForThoseThatNeedIt) {
-  DesktopFacts facts = madeUpDesktop(DesktopKind::other, {u"resolvectl"_s, u"nscd"_s, u"pkexec"_s});
+  DesktopFacts facts = syntheticDesktop(DesktopKind::other, {u"resolvectl"_s, u"nscd"_s, u"pkexec"_s});
   facts.resolved = true;
   const CommandPlan resolved = commandPlanFor(u"dns-flush", facts);
   expectScript(resolved, u"'/usr/bin/resolvectl' flush-caches"_s);
@@ -126,7 +126,7 @@ TEST(LinuxCommandPlansTest, flushesTheNamesOfTheServicesThatRunAndElevatesOnlyFo
 }
 
 TEST(LinuxCommandPlansTest, flushesWhatItCanWhereAToolForAnotherCacheIsMissing) {
-  DesktopFacts facts = madeUpDesktop(DesktopKind::gnome, {u"resolvectl"_s});
+  DesktopFacts facts = syntheticDesktop(DesktopKind::gnome, {u"resolvectl"_s});
   facts.resolved = facts.nscd = true;
   facts.dnsmasq = {71};
   const CommandPlan plan = commandPlanFor(u"dns-flush", facts);
@@ -135,14 +135,14 @@ TEST(LinuxCommandPlansTest, flushesWhatItCanWhereAToolForAnotherCacheIsMissing) 
   expectScript(plan, u"echo 'pkexec, which asks for administrator rights, is not installed' >&2"_s);
   EXPECT_FALSE(plan.script.contains(u"kill"_s));
 
-  facts = madeUpDesktop(DesktopKind::gnome, {u"pkexec"_s});
+  facts = syntheticDesktop(DesktopKind::gnome, {u"pkexec"_s});
   facts.resolved = true;
   facts.dnsmasq = {71};
   expectScript(commandPlanFor(u"dns-flush", facts), u"kill -HUP 71"_s);
 }
 
 TEST(LinuxCommandPlansTest, saysWhatFlushingNamesLacks) {
-  DesktopFacts facts = madeUpDesktop(DesktopKind::gnome, {});
+  DesktopFacts facts = syntheticDesktop(DesktopKind::gnome, {});
   expectMissing(commandPlanFor(u"dns-flush", facts),
                 u"No cache of host names runs here: neither systemd-resolved nor nscd nor dnsmasq"_s);
   facts.resolved = true;
@@ -160,7 +160,7 @@ TEST(LinuxCommandPlansTest, saysWhatFlushingNamesLacks) {
 // Programs with windows
 
 TEST(LinuxCommandPlansTest, startsProgramsOfTheDesktopDetached) {
-  const DesktopFacts facts = madeUpDesktop(DesktopKind::kde, everyProgram());
+  const DesktopFacts facts = syntheticDesktop(DesktopKind::kde, everyProgram());
   EXPECT_EQ(commandPlanFor(u"open-terminal", facts).script, launchScript({u"/usr/bin/konsole"_s}, QString()));
   EXPECT_EQ(commandPlanFor(u"reveal-downloads", facts).script,
             launchScript({u"/usr/bin/dolphin"_s, u"/home/anna/Down loads"_s}, QString()));
@@ -176,14 +176,14 @@ TEST(LinuxCommandPlansTest, startsProgramsOfTheDesktopDetached) {
 }
 
 TEST(LinuxCommandPlansTest, saysWhatOpeningLacks) {
-  DesktopFacts facts = madeUpDesktop(DesktopKind::gnome, {});
+  DesktopFacts facts = syntheticDesktop(DesktopKind::gnome, {});
   expectMissing(commandPlanFor(u"open-terminal", facts), u"No terminal is installed"_s);
   expectMissing(commandPlanFor(u"reveal-downloads", facts), u"No file manager is installed"_s);
   expectMissing(commandPlanFor(u"open-activity-monitor", facts), u"No system monitor is installed"_s);
   facts.downloadsExist = false;
   expectMissing(commandPlanFor(u"reveal-downloads", facts),
                 u"The folder for downloads does not exist: /home/anna/Down loads"_s);
-  facts = madeUpDesktop(DesktopKind::gnome, everyProgram());
+  facts = syntheticDesktop(DesktopKind::gnome, everyProgram());
   facts.display = false;
   for (const char16_t* id : {u"open-terminal", u"reveal-downloads", u"open-activity-monitor"}) {
     expectMissing(commandPlanFor(id, facts),
@@ -195,7 +195,7 @@ TEST(LinuxCommandPlansTest, saysWhatOpeningLacks) {
 
 TEST(LinuxCommandPlansTest, switchesDarkModeByTheMeansOfTheDesktop) {
   const auto toggle = [](DesktopKind desktop, const QStringList& programs) {
-    return commandPlanFor(u"toggle-dark-mode", madeUpDesktop(desktop, programs));
+    return commandPlanFor(u"toggle-dark-mode", syntheticDesktop(desktop, programs));
   };
   expectScript(toggle(DesktopKind::gnome, {u"gsettings"_s}),
                u"'/usr/bin/gsettings' set org.gnome.desktop.interface color-scheme"_s);
@@ -213,7 +213,7 @@ TEST(LinuxCommandPlansTest, switchesDarkModeByTheMeansOfTheDesktop) {
 
 TEST(LinuxCommandPlansTest, showsAndHidesHiddenFilesByTheMeansOfTheDesktop) {
   const auto show = [](DesktopKind desktop, const QStringList& programs) {
-    return commandPlanFor(u"show-hidden-files", madeUpDesktop(desktop, programs));
+    return commandPlanFor(u"show-hidden-files", syntheticDesktop(desktop, programs));
   };
   const QString gtk = u"'/usr/bin/gsettings' set $schema show-hidden $show"_s;
   const QString xfce = u"'/usr/bin/xfconf-query' -c thunar -p /last-show-hidden -n -t bool -s $show"_s;
@@ -229,7 +229,7 @@ TEST(LinuxCommandPlansTest, showsAndHidesHiddenFilesByTheMeansOfTheDesktop) {
   expectMissing(show(DesktopKind::other, {}),
                 u"No file manager whose setting for hidden files is known is installed"_s);
   for (const DesktopKind desktop : kDesktops) {
-    const DesktopFacts facts = madeUpDesktop(desktop, everyProgram());
+    const DesktopFacts facts = syntheticDesktop(desktop, everyProgram());
     EXPECT_EQ(commandPlanFor(u"hide-hidden-files", facts).script,
               commandPlanFor(u"show-hidden-files", facts).script.replace(u"show=true\n"_s, u"show=false\n"_s));
   }
@@ -238,25 +238,25 @@ TEST(LinuxCommandPlansTest, showsAndHidesHiddenFilesByTheMeansOfTheDesktop) {
 // Caches
 
 TEST(LinuxCommandPlansTest, clearsTheCachesOfBrowsersThatAreThere) {
-  expectScript(
-      commandPlanFor(u"clear-chrome-cache", madeUpDesktop(DesktopKind::other, {u"chromium"_s, u"pkill"_s, u"pgrep"_s})),
-      u"'/home/anna/.cache/google-chrome' '/home/anna/.cache/chromium'"_s);
-  expectScript(
-      commandPlanFor(u"clear-safari-cache", madeUpDesktop(DesktopKind::other, {u"epiphany"_s, u"pkill"_s, u"pgrep"_s})),
-      u"'/home/anna/.cache/epiphany'"_s);
+  expectScript(commandPlanFor(u"clear-chrome-cache",
+                              syntheticDesktop(DesktopKind::other, {u"chromium"_s, u"pkill"_s, u"pgrep"_s})),
+               u"'/home/anna/.cache/google-chrome' '/home/anna/.cache/chromium'"_s);
+  expectScript(commandPlanFor(u"clear-safari-cache",
+                              syntheticDesktop(DesktopKind::other, {u"epiphany"_s, u"pkill"_s, u"pgrep"_s})),
+               u"'/home/anna/.cache/epiphany'"_s);
   // A browser that was not installed as a package still has a folder.
-  DesktopFacts facts = madeUpDesktop(DesktopKind::other, {u"pkill"_s, u"pgrep"_s});
+  DesktopFacts facts = syntheticDesktop(DesktopKind::other, {u"pkill"_s, u"pgrep"_s});
   facts.folderExists = [](const QString& folder) { return folder == u"/home/anna/.var/app/com.google.Chrome/cache"_s; };
   expectScript(commandPlanFor(u"clear-chrome-cache", facts), u"'/home/anna/.var/app/com.google.Chrome/cache'"_s);
   expectMissing(commandPlanFor(u"clear-safari-cache", facts), u"Epiphany (GNOME Web) is not installed"_s);
-  expectMissing(commandPlanFor(u"clear-chrome-cache", madeUpDesktop(DesktopKind::gnome, {u"pkill"_s})),
+  expectMissing(commandPlanFor(u"clear-chrome-cache", syntheticDesktop(DesktopKind::gnome, {u"pkill"_s})),
                 u"Neither Chrome nor Chromium is installed"_s);
-  expectMissing(commandPlanFor(u"clear-chrome-cache", madeUpDesktop(DesktopKind::gnome, {u"chromium"_s})),
+  expectMissing(commandPlanFor(u"clear-chrome-cache", syntheticDesktop(DesktopKind::gnome, {u"chromium"_s})),
                 u"pkill is not installed"_s);
 }
 
 TEST(LinuxCommandPlansTest, quotesWhatFoldersAreCalled) {
-  DesktopFacts facts = madeUpDesktop(DesktopKind::other, {u"chromium"_s, u"pkill"_s, u"pgrep"_s});
+  DesktopFacts facts = syntheticDesktop(DesktopKind::other, {u"chromium"_s, u"pkill"_s, u"pgrep"_s});
   facts.caches = u"/tmp/it's; rm -rf ~"_s;
   expectScript(commandPlanFor(u"clear-chrome-cache", facts), shellQuoted(u"/tmp/it's; rm -rf ~/chromium"_s));
 }

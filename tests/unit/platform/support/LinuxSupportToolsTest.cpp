@@ -13,7 +13,7 @@ namespace {
 class LinuxSupportToolsTest : public testing::Test {
  protected:
   LinuxSupportToolsTest() {
-    testing_loop::ensureApplication();
+    testloop::ensureApplication();
     home_.environment.insert(u"DISPLAY"_s, u":none"_s);
     home_.environment.insert(u"XDG_CURRENT_DESKTOP"_s, u"KDE"_s);
   }
@@ -30,7 +30,7 @@ class LinuxSupportToolsTest : public testing::Test {
     tools_->run(id, [this](const CommandOutcome& outcome) { outcomes_.append(outcome); });
   }
   [[nodiscard]] bool waitForOutcomes(qsizetype count) {
-    return testing_loop::waitFor([&] { return outcomes_.size() >= count; });
+    return testloop::waitFor([&] { return outcomes_.size() >= count; });
   }
 
   TestHome home_;
@@ -101,7 +101,7 @@ TEST_F(LinuxSupportToolsTest, endsCommandsWithoutAnOutcome) {
   tools_->endAll();
   EXPECT_LT(watch.seconds(), 10);
   EXPECT_TRUE(becomesTrue([&] { return !isAlive(home_.number(u"pid"_s)); }));
-  testing_loop::drain();
+  testloop::drain();
   EXPECT_TRUE(outcomes_.isEmpty());
   // The object remains usable.
   home_.program(u"kreadconfig5"_s, "true");

@@ -2,7 +2,7 @@
 
 #include "platform/linux/support/Programs.h"
 #include "tests/fakes/PrintQt.h"
-#include "tests/unit/platform/support/MadeUpDesktop.h"
+#include "tests/unit/platform/support/SyntheticDesktop.h"
 
 using namespace Qt::Literals::StringLiterals;
 
@@ -29,13 +29,13 @@ TEST(ProgramsTest, openTheTerminalOfTheDesktopBeforeAnyOther) {
            {DesktopKind::other, {u"xterm"_s}, {u"/usr/bin/xterm"_s}},
            {DesktopKind::other, {}, {}},
        }) {
-    EXPECT_EQ(terminalCommand(madeUpDesktop(desktop, installed)), command);
+    EXPECT_EQ(terminalCommand(syntheticDesktop(desktop, installed)), command);
   }
 }
 
 TEST(ProgramsTest, runACommandInATerminalInItsOwnWay) {
   const auto running = [](DesktopKind desktop, const QString& terminal) {
-    return terminalRunning(madeUpDesktop(desktop, {terminal}), {u"top"_s, u"-p"_s, u"1"_s});
+    return terminalRunning(syntheticDesktop(desktop, {terminal}), {u"top"_s, u"-p"_s, u"1"_s});
   };
   EXPECT_EQ(running(DesktopKind::gnome, u"kgx"_s),
             (QStringList{u"/usr/bin/kgx"_s, u"--"_s, u"top"_s, u"-p"_s, u"1"_s}));
@@ -62,7 +62,7 @@ TEST(ProgramsTest, showAFolderInTheFileManagerOfTheDesktop) {
            {DesktopKind::other, {u"xdg-open"_s}, {u"/usr/bin/xdg-open"_s, folder}},
            {DesktopKind::other, {}, {}},
        }) {
-    EXPECT_EQ(fileManagerCommand(madeUpDesktop(desktop, installed), folder), command);
+    EXPECT_EQ(fileManagerCommand(syntheticDesktop(desktop, installed), folder), command);
   }
 }
 
@@ -82,18 +82,18 @@ TEST(ProgramsTest, bringUpTheSystemMonitorOfTheDesktop) {
            {DesktopKind::other, {u"htop"_s}, {}},
            {DesktopKind::other, {u"xterm"_s}, {}},
        }) {
-    EXPECT_EQ(systemMonitorCommand(madeUpDesktop(desktop, installed), std::nullopt), command);
+    EXPECT_EQ(systemMonitorCommand(syntheticDesktop(desktop, installed), std::nullopt), command);
   }
 }
 
 TEST(ProgramsTest, showTheOneProcessWhereTheMonitorCan) {
-  const DesktopFacts plain = madeUpDesktop(DesktopKind::other, {u"xterm"_s, u"htop"_s});
+  const DesktopFacts plain = syntheticDesktop(DesktopKind::other, {u"xterm"_s, u"htop"_s});
   const QStringList whole{u"/usr/bin/xterm"_s, u"-e"_s, u"/usr/bin/htop"_s};
   EXPECT_EQ(systemMonitorCommand(plain, 1234), whole + QStringList({u"-p"_s, u"1234"_s}));
   for (const std::int64_t pid : {std::int64_t{0}, std::int64_t{-1}, std::int64_t{4'194'305}, INT64_MAX, INT64_MIN}) {
     EXPECT_EQ(systemMonitorCommand(plain, pid), whole) << pid;
   }
-  const DesktopFacts gnome = madeUpDesktop(DesktopKind::gnome, {u"gnome-system-monitor"_s});
+  const DesktopFacts gnome = syntheticDesktop(DesktopKind::gnome, {u"gnome-system-monitor"_s});
   EXPECT_EQ(systemMonitorCommand(gnome, 1234), systemMonitorCommand(gnome, std::nullopt));
 }
 

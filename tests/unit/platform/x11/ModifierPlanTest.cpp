@@ -39,7 +39,7 @@ TEST(ModifierPlan, borrowsTheModifierThatAPersonHolds) {
   EXPECT_EQ(planModifiers(kTable, {.shift = true}, keys({kRightShift}), {}), ModifierPlan{});
 }
 
-TEST(ModifierPlan, liftsAPersonsModifiersAndPutsThemBack) {
+TEST(ModifierPlan, releasesAPersonsModifiersAndRestoresThem) {
   EXPECT_EQ(planModifiers(kTable, {.alt = true}, keys({kShift, kRightShift, kControl}), {}),
             (ModifierPlan{{kShift, kRightShift, kControl}, {kAlt}, {kShift, kRightShift, kControl}}));
 }

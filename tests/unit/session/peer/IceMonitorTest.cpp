@@ -23,7 +23,7 @@ class IceMonitorTest : public testing::Test {
 };
 
 TEST_F(IceMonitorTest, startsNew) {
-  EXPECT_EQ(monitor_.iceState(), IceState::fresh);
+  EXPECT_EQ(monitor_.iceState(), IceState::initial);
   EXPECT_EQ(monitor_.getICEStateLabel(), u"new"_s);
 }
 
@@ -99,14 +99,14 @@ TEST_F(IceMonitorTest, leavesTheGracePeriodRunningThroughNewAndChecking) {
   EXPECT_EQ(scheduler_.runningTimers(), 1U);
   scheduler_.advance(2s);
   EXPECT_FALSE(events_.contains(u"recover"_s));
-  monitor_.iceConnectionDidChange(IceState::fresh);
+  monitor_.iceConnectionDidChange(IceState::initial);
   EXPECT_EQ(scheduler_.runningTimers(), 0U);
 }
 
 TEST_F(IceMonitorTest, dropsAPendingRecoveryWithTheConnection) {
   monitor_.iceConnectionDidChange(IceState::disconnected);
   monitor_.connectionReplaced();
-  EXPECT_EQ(monitor_.iceState(), IceState::fresh);
+  EXPECT_EQ(monitor_.iceState(), IceState::initial);
   scheduler_.advance(60s);
   EXPECT_EQ(events_, QStringList{u"changed disconnected"_s});
 }
@@ -118,7 +118,7 @@ TEST_F(IceMonitorTest, recoversAsItShouldAfterEveryOrderOfStates) {
     monitor_.connectionReplaced();
     events_.clear();
     QStringList expected;
-    IceState now = IceState::fresh;
+    IceState now = IceState::initial;
     std::optional<int> due;  // Seconds until the grace period ends.
     for (int step = 0, rest = order; step < 4; ++step, rest /= kStates) {
       now = static_cast<IceState>(rest % kStates);

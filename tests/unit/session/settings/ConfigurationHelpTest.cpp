@@ -27,7 +27,7 @@ QString plain(const QString& cell) { return cell.trimmed().remove(u'`'); }
 
 // The rows of all tables, each as "heading | name | default".
 QStringList documentedRows() {
-  QFile file(testing_places::source(u"docs/configuration.md"_s));
+  QFile file(testplaces::source(u"docs/configuration.md"_s));
   EXPECT_TRUE(file.open(QIODevice::ReadOnly)) << file.fileName().toStdString();
   QStringList rows;
   QString heading;

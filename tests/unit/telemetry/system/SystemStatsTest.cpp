@@ -21,44 +21,44 @@ class SystemStatsTest : public testing::Test {
   }
 
   fakes::FakeScheduler scheduler_;
-  fakes::FakeBackgroundTasks jobs_;
-  SystemStats stats_{scheduler_, jobs_.starter()};
+  fakes::FakeBackgroundTasks tasks_;
+  SystemStats stats_{scheduler_, tasks_.starter()};
 };
 
 TEST_F(SystemStatsTest, collectsNothingBeforeTheFirstRequest) {
   scheduler_.advance(10s);
-  EXPECT_EQ(jobs_.started, 0);
+  EXPECT_EQ(tasks_.started, 0);
 }
 
 TEST_F(SystemStatsTest, isEmptyUntilTheFirstFiguresAreThere) {
   EXPECT_EQ(ask(), JsonObject{});
   EXPECT_EQ(askAfter(250ms), JsonObject{});
-  EXPECT_EQ(jobs_.started, 1) << "one collection at a time";
-  jobs_.finish(figures(1));
+  EXPECT_EQ(tasks_.started, 1) << "one collection at a time";
+  tasks_.finish(figures(1));
   EXPECT_EQ(askAfter(250ms), figures(1));
 }
 
 TEST_F(SystemStatsTest, hasFiguresForTheFirstRequestWhenItWasPrepared) {
   stats_.prepare();
   stats_.prepare();
-  EXPECT_EQ(jobs_.started, 1);
+  EXPECT_EQ(tasks_.started, 1);
   scheduler_.advance(200ms);
-  jobs_.finish(figures(1));
+  tasks_.finish(figures(1));
   stats_.prepare();
-  EXPECT_EQ(jobs_.started, 1);
+  EXPECT_EQ(tasks_.started, 1);
   EXPECT_EQ(askAfter(300ms), figures(1));
 }
 
 TEST_F(SystemStatsTest, servesTheSameFiguresForASecondAndThenTheNextOnes) {
   stats_.prepare();
-  jobs_.finish(figures(1));
+  tasks_.finish(figures(1));
   EXPECT_EQ(ask(), figures(1));
   EXPECT_EQ(askAfter(250ms), figures(1));
   EXPECT_EQ(askAfter(250ms), figures(1));
-  EXPECT_EQ(jobs_.started, 1);
+  EXPECT_EQ(tasks_.started, 1);
   EXPECT_EQ(askAfter(250ms), figures(1));
-  EXPECT_EQ(jobs_.started, 2) << "their successors are collected in time";
-  jobs_.finish(figures(2));
+  EXPECT_EQ(tasks_.started, 2) << "their successors are collected in time";
+  tasks_.finish(figures(2));
   EXPECT_EQ(askAfter(249ms), figures(1)) << "and wait until the second is over";
   EXPECT_EQ(askAfter(1ms), figures(2));
   EXPECT_EQ(askAfter(250ms), figures(2));
@@ -66,74 +66,74 @@ TEST_F(SystemStatsTest, servesTheSameFiguresForASecondAndThenTheNextOnes) {
 
 TEST_F(SystemStatsTest, collectsOnceASecond) {
   stats_.prepare();
-  jobs_.finish(figures(0));
+  tasks_.finish(figures(0));
   for (int tick = 0; tick < 40; ++tick) {
     (void)askAfter(250ms);
-    if (jobs_.open() > 0) jobs_.finish(figures(tick));
+    if (tasks_.open() > 0) tasks_.finish(figures(tick));
   }
-  EXPECT_EQ(jobs_.started, 11);
+  EXPECT_EQ(tasks_.started, 11);
 }
 
 TEST_F(SystemStatsTest, servesWhatItHasWhileACollectionTakesLongAndNothingOnceThatIsTooOld) {
   stats_.prepare();
-  jobs_.finish(figures(1));
+  tasks_.finish(figures(1));
   EXPECT_EQ(ask(), figures(1));
   EXPECT_EQ(askAfter(2999ms), figures(1));
   EXPECT_EQ(askAfter(1ms), JsonObject{});
-  EXPECT_EQ(jobs_.started, 2);
-  jobs_.finish(figures(2));
+  EXPECT_EQ(tasks_.started, 2);
+  tasks_.finish(figures(2));
   EXPECT_EQ(askAfter(250ms), figures(2));
 }
 
 TEST_F(SystemStatsTest, anEmptyResultIsNotKept) {
   stats_.prepare();
-  jobs_.finish({});
+  tasks_.finish({});
   EXPECT_EQ(ask(), JsonObject{});
-  EXPECT_EQ(jobs_.started, 2) << "the next collection begins at once";
-  jobs_.finish(figures(2));
+  EXPECT_EQ(tasks_.started, 2) << "the next collection begins at once";
+  tasks_.finish(figures(2));
   EXPECT_EQ(ask(), figures(2));
 }
 
 TEST_F(SystemStatsTest, aPauseCancelsACollectionAndAnOldFigureIsNotShownAfterIt) {
   stats_.prepare();
-  jobs_.finish(figures(1));
+  tasks_.finish(figures(1));
   EXPECT_EQ(ask(), figures(1));
   (void)askAfter(750ms);
-  EXPECT_EQ(jobs_.open(), 1U);
+  EXPECT_EQ(tasks_.open(), 1U);
   stats_.pause();
-  EXPECT_EQ(jobs_.open(), 0U);
+  EXPECT_EQ(tasks_.open(), 0U);
   scheduler_.advance(60s);
-  EXPECT_EQ(jobs_.started, 2) << "nothing is collected without requests";
+  EXPECT_EQ(tasks_.started, 2) << "nothing is collected without requests";
   EXPECT_EQ(ask(), JsonObject{});
-  jobs_.finish(figures(3));
+  tasks_.finish(figures(3));
   EXPECT_EQ(askAfter(250ms), figures(3));
 }
 
 TEST_F(SystemStatsTest, figuresCollectedBeforeAPauseAreNotServedAfterIt) {
   stats_.prepare();
-  jobs_.finish(figures(1));
+  tasks_.finish(figures(1));
   stats_.pause();
   EXPECT_EQ(ask(), JsonObject{});
 }
 
 TEST_F(SystemStatsTest, figuresThatWaitedTooLongAreCollectedAgain) {
   stats_.prepare();
-  jobs_.finish(figures(1));
+  tasks_.finish(figures(1));
   EXPECT_EQ(askAfter(3s), JsonObject{});
-  EXPECT_EQ(jobs_.started, 2);
+  EXPECT_EQ(tasks_.started, 2);
 }
 
 TEST_F(SystemStatsTest, aSecondPreparationRenewsFiguresThatWereNotRequested) {
   stats_.prepare();
-  jobs_.finish(figures(1));
+  tasks_.finish(figures(1));
   scheduler_.advance(999ms);
   stats_.prepare();
-  EXPECT_EQ(jobs_.started, 1) << "those are fresh enough";
+  EXPECT_EQ(tasks_.started, 1) << "those are fresh enough";
   scheduler_.advance(1ms);
   stats_.prepare();
-  EXPECT_EQ(jobs_.started, 2);
+  EXPECT_EQ(tasks_.started, 2);
   scheduler_.advance(10s);
-  jobs_.finish(figures(2));
+  tasks_.finish(figures(2));
   EXPECT_EQ(ask(), figures(2));
 }
 

@@ -4,7 +4,7 @@
 namespace vantora {
 namespace {
 
-using namespace testing_h264;
+using namespace testh264;
 
 TEST_F(OpenH264EncoderTest, refusesWhatItCannotEncode) {
   EXPECT_EQ(

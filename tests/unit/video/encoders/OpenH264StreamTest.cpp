@@ -8,7 +8,7 @@
 namespace vantora {
 namespace {
 
-using namespace testing_h264;
+using namespace testh264;
 
 TEST_F(OpenH264EncoderTest, saysWhatAFrameDependsOn) {
   ASSERT_EQ(open(), WEBRTC_VIDEO_CODEC_OK);

@@ -18,7 +18,7 @@
 
 #include "main/video/encoders/OpenH264Encoder.h"
 
-namespace vantora::testing_h264 {
+namespace vantora::testh264 {
 
 using namespace std::chrono_literals;
 using FrameType = webrtc::VideoFrameType;
@@ -143,4 +143,4 @@ class OpenH264EncoderTest : public testing::Test {
   std::chrono::microseconds time_ = 1s;
 };
 
-}  // namespace vantora::testing_h264
+}  // namespace vantora::testh264

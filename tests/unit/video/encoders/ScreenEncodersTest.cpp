@@ -206,7 +206,7 @@ TEST_P(ScreenEncodersTest, makesAKeyFrameOnRequestAndNoneOnItsOwn) {
   encode(textPage(1), true);
   size_t keys = 0;
   // Frames are dropped while the first one is being sent.
-  testing_loop::Timeout timeout;
+  testloop::Timeout timeout;
   for (int i = 0; collected_.frames.size() < 10; ++i) {
     ASSERT_FALSE(timeout.isOver());
     encode(typedPage(i));
@@ -228,7 +228,7 @@ TEST_P(ScreenEncodersTest, makesOneKeyFrameForARequest) {
   collected_.frames.clear();
   pass(3s);
   request_->make();
-  testing_loop::Timeout timeout;
+  testloop::Timeout timeout;
   for (int i = 0; collected_.frames.size() < 5; ++i) {
     ASSERT_FALSE(timeout.isOver());
     encode(typedPage(i));
@@ -242,7 +242,7 @@ TEST_P(ScreenEncodersTest, grantsARequestByTheKeyFrameThatIsStillBeingSent) {
   ASSERT_GT(encode(textPage(1), true), 0.25 * 1'000'000 / 8);
   collected_.frames.clear();
   request_->make();
-  testing_loop::Timeout timeout;
+  testloop::Timeout timeout;
   for (int i = 0; collected_.frames.size() < 3; ++i) {
     ASSERT_FALSE(timeout.isOver());
     encode(typedPage(i));

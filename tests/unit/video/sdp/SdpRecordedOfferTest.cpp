@@ -14,7 +14,7 @@ namespace vantora {
 namespace {
 
 QString recordedOffer() {
-  QFile file(testing_places::source(u"tests/unit/video/sdp/data/library-offer.sdp"_s));
+  QFile file(testplaces::source(u"tests/unit/video/sdp/data/library-offer.sdp"_s));
   EXPECT_TRUE(file.open(QIODevice::ReadOnly));
   return QString::fromUtf8(file.readAll());
 }

@@ -13,12 +13,12 @@ namespace vantora {
 namespace {
 
 using namespace std::chrono_literals;
-using testing_support::FrameSink;
-using testing_support::LockedLog;
-using testing_support::pumpFor;
-using testing_support::pumpUntil;
+using testsupport::FrameSink;
+using testsupport::LockedLog;
+using testsupport::pumpFor;
+using testsupport::pumpUntil;
 
-using DummyVideoSourceTest = testing_support::MainThreadTest;
+using DummyVideoSourceTest = testsupport::MainThreadTest;
 
 FrameSource::Format formatOf(DummyVideoSource& source) {
   return static_cast<FrameSource*>(source.native())->outputFormat();

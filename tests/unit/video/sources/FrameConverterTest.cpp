@@ -75,7 +75,7 @@ TEST(FrameConverter, convertsAnImageOfTheFramesSize) {
     const auto frame = converter.newFrame();
     ASSERT_TRUE(frame);
     converter.convert(canvas.capture(), frame);
-    EXPECT_TRUE(testing_support::sameImage(*frame, *whole(canvas.capture())));
+    EXPECT_TRUE(testsupport::sameImage(*frame, *whole(canvas.capture())));
   }
 }
 
@@ -89,7 +89,7 @@ TEST(FrameConverter, stretchesAnImageOfAnotherSize) {
     converter.convert(canvas.capture(), frame);
     EXPECT_EQ(frame->width(), 320);
     EXPECT_EQ(frame->height(), 180);
-    EXPECT_TRUE(testing_support::sameImage(*frame, *scaled(*whole(canvas.capture()), 320, 180)));
+    EXPECT_TRUE(testsupport::sameImage(*frame, *scaled(*whole(canvas.capture()), 320, 180)));
   }
 }
 
@@ -102,7 +102,7 @@ TEST(FrameConverter, convertsOnlyChangedRowsAndStillShowsTheWholeImage) {
     canvas.scribble(top, bottom);
     const auto frame = converter.newFrame();
     converter.convert(canvas.capture(top, bottom), frame);
-    EXPECT_TRUE(testing_support::sameImage(*frame, *scaled(*whole(canvas.capture()), 160, 90))) << top << bottom;
+    EXPECT_TRUE(testsupport::sameImage(*frame, *scaled(*whole(canvas.capture()), 160, 90))) << top << bottom;
   }
 }
 
@@ -117,8 +117,8 @@ TEST(FrameConverter, takesUnchangedRowsFromTheFrameBefore) {
     canvas.scribble(top, bottom);
     const auto frame = converter.newFrame();
     converter.convert(canvas.capture(top, bottom), frame);
-    EXPECT_TRUE(testing_support::sameImage(*frame, *whole(canvas.capture()))) << top << " " << bottom;
-    EXPECT_TRUE(testing_support::sameImage(*before, *untouched)) << "the encoder may still be reading it";
+    EXPECT_TRUE(testsupport::sameImage(*frame, *whole(canvas.capture()))) << top << " " << bottom;
+    EXPECT_TRUE(testsupport::sameImage(*before, *untouched)) << "the encoder may still be reading it";
     before = frame;
   }
 }
@@ -137,7 +137,7 @@ TEST(FrameConverter, convertsOnlyTheDamagedRectangles) {
   canvas.scribble(QRect(50, 50, 40, 20));
   const auto frame = converter.newFrame();
   EXPECT_EQ(converter.convert(captured, frame), QRect(2, 0, 331, 251));
-  EXPECT_TRUE(testing_support::sameImage(*frame, *expected));
+  EXPECT_TRUE(testsupport::sameImage(*frame, *expected));
 }
 
 TEST(FrameConverter, reportsThatNothingChanged) {
@@ -187,11 +187,11 @@ TEST(FrameConverter, readsBothOrdersOfColours) {
   converter.setFrameSize({32, 16});
   const auto frame = converter.newFrame();
   converter.convert(captured, frame);
-  EXPECT_FALSE(testing_support::sameImage(*frame, *whole(captured)));
+  EXPECT_FALSE(testsupport::sameImage(*frame, *whole(captured)));
   std::vector<std::uint8_t> swapped = canvas.bytes();
   for (std::size_t i = 0; i + 2 < swapped.size(); i += 4) std::swap(swapped[i], swapped[i + 2]);
   captured.memory = CpuPixels{swapped.data(), canvas.stride()};
-  EXPECT_TRUE(testing_support::sameImage(*frame, *whole(captured)));
+  EXPECT_TRUE(testsupport::sameImage(*frame, *whole(captured)));
 }
 
 TEST(FrameConverter, turnsAnImageUpright) {
@@ -210,7 +210,7 @@ TEST(FrameConverter, turnsAnImageUpright) {
     libyuv::I420Rotate(flat->DataY(), flat->StrideY(), flat->DataU(), flat->StrideU(), flat->DataV(), flat->StrideV(),
                        turned->MutableDataY(), turned->StrideY(), turned->MutableDataU(), turned->StrideU(),
                        turned->MutableDataV(), turned->StrideV(), 40, 20, rotation);
-    EXPECT_TRUE(testing_support::sameImage(*frame, *turned)) << degrees;
+    EXPECT_TRUE(testsupport::sameImage(*frame, *turned)) << degrees;
   }
 }
 
@@ -227,7 +227,7 @@ TEST(FrameConverter, readsPixelsBehindADescriptor) {
   converter.setFrameSize({64, 48});
   const auto frame = converter.newFrame();
   EXPECT_EQ(converter.convert(captured, frame), QRect(0, 0, 64, 48));
-  EXPECT_TRUE(testing_support::sameImage(*frame, *whole(canvas.capture())));
+  EXPECT_TRUE(testsupport::sameImage(*frame, *whole(canvas.capture())));
   captured.memory = DmaBufPixels{descriptor, kOffset, static_cast<std::uint32_t>(canvas.stride()), 1};
   EXPECT_EQ(converter.convert(captured, converter.newFrame()), std::nullopt) << "not laid out in rows";
   captured.memory = DmaBufPixels{-1};
@@ -247,7 +247,7 @@ TEST(FrameConverter, startsAgainWhenTheFramesSizeComesBack) {
   canvas.scribble(30, 40);
   const auto frame = converter.newFrame();
   converter.convert(canvas.capture(30, 40), frame);
-  EXPECT_TRUE(testing_support::sameImage(*frame, *whole(canvas.capture())));
+  EXPECT_TRUE(testsupport::sameImage(*frame, *whole(canvas.capture())));
 }
 
 TEST(FrameConverter, convertsEverythingWhenTheDisplayChangesItsSize) {
@@ -258,7 +258,7 @@ TEST(FrameConverter, convertsEverythingWhenTheDisplayChangesItsSize) {
   const Canvas after(800, 600);
   const auto frame = converter.newFrame();
   converter.convert(after.capture(10, 20), frame);
-  EXPECT_TRUE(testing_support::sameImage(*frame, *scaled(*whole(after.capture()), 160, 90)));
+  EXPECT_TRUE(testsupport::sameImage(*frame, *scaled(*whole(after.capture()), 160, 90)));
 }
 
 TEST(FrameConverter, ignoresRowsOutsideTheImage) {
@@ -269,7 +269,7 @@ TEST(FrameConverter, ignoresRowsOutsideTheImage) {
   converter.convert(canvas.capture(), frame);
   converter.convert(canvas.capture(-10, 1000), frame);
   converter.convert(canvas.capture(60, 20), frame);
-  EXPECT_TRUE(testing_support::sameImage(*frame, *scaled(*whole(canvas.capture()), 32, 24)));
+  EXPECT_TRUE(testsupport::sameImage(*frame, *scaled(*whole(canvas.capture()), 32, 24)));
 }
 
 TEST(FrameConverter, makesABoundedNumberOfFrames) {

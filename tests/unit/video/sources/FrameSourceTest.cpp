@@ -8,7 +8,7 @@
 namespace vantora {
 namespace {
 
-using testing_support::FrameSink;
+using testsupport::FrameSink;
 
 class FrameSourceTest : public testing::Test {
  public:

@@ -7,7 +7,7 @@
 #include "tests/fakes/FakeScreenCapture.h"
 #include "tests/unit/video/sources/SourceTesting.h"
 
-namespace vantora::testing_support {
+namespace vantora::testsupport {
 
 inline constexpr fakes::FakeScreen::Colour kBlack{0, 0, 0, 255};
 inline constexpr fakes::FakeScreen::Colour kWhite{255, 255, 255, 255};
@@ -41,4 +41,4 @@ inline QStringList refusalLines() {
           QStringLiteral("[sc] - Screen Recording (for video capture)")};
 }
 
-}  // namespace vantora::testing_support
+}  // namespace vantora::testsupport

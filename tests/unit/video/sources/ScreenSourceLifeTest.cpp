@@ -9,7 +9,7 @@ namespace vantora {
 namespace {
 
 using namespace std::chrono_literals;
-using namespace testing_support;
+using namespace testsupport;
 
 using ScreenSourceLifeTest = ScreenVideoSourceTest;
 
@@ -73,7 +73,7 @@ TEST_F(ScreenSourceLifeTest, sendsNothingAfterTheStop) {
 }
 
 TEST_F(ScreenSourceLifeTest, beginsOnceThePersonHasConsented) {
-  screen->setAsking(true);
+  screen->setPrompting(true);
   const auto source = make(64, 48, 60);
   FrameSink sink(source->native());
   bool ended = false;
@@ -83,25 +83,25 @@ TEST_F(ScreenSourceLifeTest, beginsOnceThePersonHasConsented) {
   EXPECT_FALSE(ended);
   EXPECT_TRUE(log.lines().isEmpty() && permissions.isEmpty());
   EXPECT_EQ(sink.count(), 0U);
-  screen->setAsking(false);
+  screen->setPrompting(false);
   ASSERT_TRUE(pumpUntil([&] { return ended && sink.count() > 0; }));
   EXPECT_EQ(screen->opens(), 2);
 }
 
 TEST_F(ScreenSourceLifeTest, isRefusedByAPersonWhoSaysNo) {
-  screen->setAsking(true);
+  screen->setPrompting(true);
   screen->refuseWith(QStringLiteral("not today"));
   const auto source = make(64, 48, 60);
   bool ended = false;
   source->start([&] { ended = true; });
   ASSERT_TRUE(pumpUntil([&] { return screen->opens() == 1; }));
-  screen->setAsking(false);
+  screen->setPrompting(false);
   ASSERT_TRUE(pumpUntil([&] { return ended && !permissions.isEmpty(); }));
-  EXPECT_EQ(log.lines(), testing_support::refusalLines());
+  EXPECT_EQ(log.lines(), testsupport::refusalLines());
 }
 
 TEST_F(ScreenSourceLifeTest, forgetsTheQuestionWhenItIsStopped) {
-  screen->setAsking(true);
+  screen->setPrompting(true);
   const auto source = make(64, 48, 60);
   FrameSink sink(source->native());
   int ended = 0;
@@ -109,7 +109,7 @@ TEST_F(ScreenSourceLifeTest, forgetsTheQuestionWhenItIsStopped) {
   ASSERT_TRUE(pumpUntil([&] { return screen->opens() == 1; }));
   source->stop();
   ASSERT_TRUE(pumpUntil([&] { return ended == 1; }));
-  screen->setAsking(false);
+  screen->setPrompting(false);
   pumpFor(50ms);
   EXPECT_EQ(screen->opens(), 1);
   EXPECT_EQ(sink.count(), 0U);
@@ -118,7 +118,7 @@ TEST_F(ScreenSourceLifeTest, forgetsTheQuestionWhenItIsStopped) {
 }
 
 TEST_F(ScreenSourceLifeTest, endsWhileThePersonIsAsked) {
-  screen->setAsking(true);
+  screen->setPrompting(true);
   auto source = make(64, 48, 60);
   source->start([] { FAIL(); });
   ASSERT_TRUE(pumpUntil([&] { return screen->opens() == 1; }));
@@ -166,7 +166,7 @@ TEST_F(ScreenSourceLifeTest, callsNothingAfterItsDestruction) {
   bool ended = false;
   source->start([&] { ended = true; });
   // Without handling events, until the capture thread has posted its callbacks.
-  testing_loop::Timeout timeout;
+  testloop::Timeout timeout;
   while (log.lines().size() < 3 && !timeout.isOver()) std::this_thread::yield();
   ASSERT_EQ(log.lines().size(), 3);
   source.reset();

@@ -9,7 +9,7 @@ namespace vantora {
 namespace {
 
 using namespace std::chrono_literals;
-using namespace testing_support;
+using namespace testsupport;
 
 TEST_F(ScreenVideoSourceTest, clampsTheRateAndTheDisplayIndex) {
   const auto slow = make(64, 48, 0, -3);

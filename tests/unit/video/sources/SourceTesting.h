@@ -20,7 +20,7 @@
 #include "rtc_base/logging.h"
 #include "tests/fakes/Timeout.h"
 
-namespace vantora::testing_support {
+namespace vantora::testsupport {
 
 // The library's log would hide that of the tests.
 inline const bool kLibraryIsQuiet = [] {
@@ -36,7 +36,7 @@ inline void pump() {
 
 // Handles main-thread events until `condition` holds; false after a timeout.
 [[nodiscard]] inline bool pumpUntil(const std::function<bool()>& condition) {
-  testing_loop::Timeout timeout;
+  testloop::Timeout timeout;
   while (!condition()) {
     if (timeout.isOver()) return false;
     pump();
@@ -145,4 +145,4 @@ class MainThreadTest : public testing::Test {
   QCoreApplication application_{argc_, argv_};
 };
 
-}  // namespace vantora::testing_support
+}  // namespace vantora::testsupport

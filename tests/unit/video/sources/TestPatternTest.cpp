@@ -108,7 +108,7 @@ TEST_P(TestPatternFrames, paintsExactlyWhatConvertingTheImageGives) {
   auto frame = webrtc::I420Buffer::Create(width, height);
   pattern.paint(*frame, time + 3);  // What an older frame left behind must not show.
   pattern.paint(*frame, time);
-  EXPECT_TRUE(testing_support::sameImage(*frame, *converted(*image)));
+  EXPECT_TRUE(testsupport::sameImage(*frame, *converted(*image)));
 }
 
 INSTANTIATE_TEST_SUITE_P(Sizes, TestPatternFrames,

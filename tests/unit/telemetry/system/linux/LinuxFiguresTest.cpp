@@ -3,7 +3,7 @@
 #include <QJsonArray>
 
 #include "main/telemetry/system/linux/LinuxFigures.h"
-#include "tests/fakes/OpenWatch.h"
+#include "tests/fakes/FileOpenDetector.h"
 #include "tests/unit/telemetry/system/linux/ProcTree.h"
 
 using namespace Qt::Literals::StringLiterals;
@@ -195,7 +195,7 @@ TEST_F(LinuxFiguresTest, aProcessStuckInTheKernelIsNotAskedForItsMemory) {
   tree_.file(u"2/cmdline"_s, "python3");
   tree_.file(u"2/environ"_s, "GIO_LAUNCHED_DESKTOP_FILE=" + entry + QByteArray(1, '\0') +
                                  "GIO_LAUNCHED_DESKTOP_FILE_PID=2" + QByteArray(1, '\0'));
-  fakes::OpenWatch watch;
+  fakes::FileOpenDetector watch;
   for (const QString& file : {u"1/cmdline"_s, u"2/cmdline"_s, u"2/environ"_s}) watch.add(tree_.place(file));
   LinuxFigures machine = make();
   EXPECT_EQ(names(machine.collect({})), (QStringList{u"a-very-long-nam"_s, u"wrapped"_s}));
@@ -220,9 +220,9 @@ TEST_F(LinuxFiguresTest, aCommandLineThatTellsNothingNewIsNotRead) {
   tree_.link(u"2/exe"_s, u"/usr/bin/busy"_s);
   tree_.process(1, "exactly-fifteen", 0);
   tree_.file(u"1/cmdline"_s, "/usr/bin/exactly-fifteen-and-more");
-  fakes::OpenWatch busy;
+  fakes::FileOpenDetector busy;
   busy.add(tree_.place(u"2/cmdline"_s));
-  fakes::OpenWatch cut;
+  fakes::FileOpenDetector cut;
   cut.add(tree_.place(u"1/cmdline"_s));
   LinuxFigures machine = make();
   EXPECT_EQ(machine.collect({}).top.size(), 2U);

@@ -116,14 +116,14 @@ TEST(ThisMachine, anApplicationIsKnownByItsDesktopEntry) {
 }
 
 TEST(ThisMachine, isCollectedOnAWorkerAndWithNetworkRatesFromTheSecondTimeOn) {
-  testing_loop::ensureApplication();
+  testloop::ensureApplication();
   WorkerThreads thread("test-stats", 1);
   const TaskStarter collect = machineStatistics(thread);
   QList<JsonObject> results;
   const auto once = [&] {
     const qsizetype before = results.size();
-    const auto job = collect([&](const JsonObject& result) { results.append(result); });
-    return testing_loop::waitFor([&] { return results.size() > before; });
+    const auto task = collect([&](const JsonObject& result) { results.append(result); });
+    return testloop::waitFor([&] { return results.size() > before; });
   };
   ASSERT_TRUE(once());
   ASSERT_TRUE(once());

@@ -8,14 +8,14 @@
 namespace vantora {
 
 // Queries once and watches from then on; nothing blocks. Thread: that of its creation.
-class DBusPresence {
+class DBusNameWatcher {
  public:
   // `name` has an owner (true) or no owner (false). A restart reports false and true, or true again.
   using Changed = std::function<void(bool present)>;
 
-  DBusPresence(const QDBusConnection& bus, const QString& name, const Changed& changed);
-  DBusPresence(const DBusPresence&) = delete;
-  DBusPresence& operator=(const DBusPresence&) = delete;
+  DBusNameWatcher(const QDBusConnection& bus, const QString& name, const Changed& changed);
+  DBusNameWatcher(const DBusNameWatcher&) = delete;
+  DBusNameWatcher& operator=(const DBusNameWatcher&) = delete;
 
  private:
   QDBusServiceWatcher watcher_;

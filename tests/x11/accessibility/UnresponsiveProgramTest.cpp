@@ -2,12 +2,12 @@
 #include <unistd.h>
 
 #include "tests/x11/accessibility/AccessibilityFixture.h"
-#include "tests/x11/accessibility/RudeProgram.h"
+#include "tests/x11/accessibility/UnresponsiveProgram.h"
 
 using namespace std::chrono_literals;
 using namespace Qt::Literals::StringLiterals;
 
-namespace vantora::testing_x11 {
+namespace vantora::testx11 {
 namespace {
 
 constexpr quint32 kFrame = 23;
@@ -25,12 +25,12 @@ class OneWindow final : public WindowFinder {
   std::string busAddress(WindowFinder::Deadline) override { return {}; }
 };
 
-class RudeProgramTest : public AccessibilityFixture {
+class UnresponsiveProgramTest : public AccessibilityFixture {
  protected:
   void SetUp() override {
     ASSERT_TRUE(desktop_.running());
     const QString address = QString::fromStdString(desktop_.busAddress());
-    program_ = std::make_unique<RudeProgram>(address);
+    program_ = std::make_unique<UnresponsiveProgram>(address);
     ASSERT_TRUE(program_->running());
     behave();
     accessibility_ = makeAtSpiAccessibility(Environment([address](const char* name) {
@@ -64,11 +64,11 @@ class RudeProgramTest : public AccessibilityFixture {
   }
 
   PrivateDesktop desktop_;
-  std::unique_ptr<RudeProgram> program_;
+  std::unique_ptr<UnresponsiveProgram> program_;
   int registryAsked_ = 0;  // Only the first request goes to the registry: it is read once a second at most.
 };
 
-TEST_F(RudeProgramTest, aWellBehavedOneIsUnderstood) {
+TEST_F(UnresponsiveProgramTest, aWellBehavedOneIsUnderstood) {
   const auto found = waitForElements(2);
   ASSERT_TRUE(found);
   EXPECT_EQ(found->elements[0].role, u"AXButton"_s);
@@ -76,7 +76,7 @@ TEST_F(RudeProgramTest, aWellBehavedOneIsUnderstood) {
   EXPECT_EQ(found->elements[1].frame, QRectF(100, 100, 400, 300));
 }
 
-TEST_F(RudeProgramTest, elementsInACircleEndTheWalk) {
+TEST_F(UnresponsiveProgramTest, elementsInACircleEndTheWalk) {
   program_->setReply(u"GetRole"_s, [](const QDBusMessage&) { return QVariant::fromValue(kFiller); });
   program_->setReply(u"Get"_s, [this](const QDBusMessage& call) {
     const QString next = call.path().endsWith(u"one"_s) ? u"two"_s : u"one"_s;
@@ -85,25 +85,25 @@ TEST_F(RudeProgramTest, elementsInACircleEndTheWalk) {
   EXPECT_TRUE(waitForElements(6));
 }
 
-TEST_F(RudeProgramTest, elementsWithoutABottomEndTheDescent) {
+TEST_F(UnresponsiveProgramTest, elementsWithoutABottomEndTheDescent) {
   int level = 0;
   program_->setReply(u"GetAccessibleAtPoint"_s, [&](const QDBusMessage&) {
     return QVariant::fromValue(program_->object(QString::number(++level)));
   });
   // On a busy machine the time limit of a read may expire before it gets that far.
-  ASSERT_TRUE(testing_loop::waitFor([&] {
+  ASSERT_TRUE(testloop::waitFor([&] {
     level = 0;
     return pointedElements() && level > 0;
   }));
   EXPECT_LE(level, 32);
 }
 
-TEST_F(RudeProgramTest, manyWindowsAreNotAllRead) {
+TEST_F(UnresponsiveProgramTest, manyWindowsAreNotAllRead) {
   QList<Named> windows;
   for (int number = 0; number < 5000; ++number) windows.append(program_->object(u"w%1"_s.arg(number)));
   listWindows(windows);
   int asked = 0;
-  ASSERT_TRUE(testing_loop::waitFor([&] {
+  ASSERT_TRUE(testloop::waitFor([&] {
     const int before = program_->calls(u"GetExtents"_s);
     const auto found = pointedElements();
     asked = program_->calls(u"GetExtents"_s) - before;
@@ -112,7 +112,7 @@ TEST_F(RudeProgramTest, manyWindowsAreNotAllRead) {
   EXPECT_LE(asked, 40);
 }
 
-TEST_F(RudeProgramTest, namesThatAreNoNamesAreDropped) {
+TEST_F(UnresponsiveProgramTest, namesThatAreNoNamesAreDropped) {
   for (const QString& name : {u""_s, u"not a name"_s, QString(300, u'a')}) {
     program_->setReply(u"GetAccessibleAtPoint"_s, [this, name](const QDBusMessage&) {
       return QVariant::fromValue(Named{name, program_->object(u"button"_s).path});
@@ -123,7 +123,7 @@ TEST_F(RudeProgramTest, namesThatAreNoNamesAreDropped) {
   }
 }
 
-TEST_F(RudeProgramTest, elementsOfNobodyDecideNothing) {
+TEST_F(UnresponsiveProgramTest, elementsOfNobodyDecideNothing) {
   for (const QString& name : {u":"_s, u":1.99999"_s, u"org.example.Nobody"_s}) {
     program_->setReply(u"GetAccessibleAtPoint"_s, [this, name](const QDBusMessage&) {
       return QVariant::fromValue(Named{name, program_->object(u"button"_s).path});
@@ -133,7 +133,7 @@ TEST_F(RudeProgramTest, elementsOfNobodyDecideNothing) {
   }
 }
 
-TEST_F(RudeProgramTest, repliesOfTheWrongTypeCountAsMissing) {
+TEST_F(UnresponsiveProgramTest, repliesOfTheWrongTypeCountAsMissing) {
   for (const QString& method : {u"GetAccessibleAtPoint"_s, u"GetRole"_s, u"Get"_s}) {
     behave();
     program_->setReply(method, [](const QDBusMessage&) { return QVariant::fromValue(u"nonsense"_s); });
@@ -146,7 +146,7 @@ TEST_F(RudeProgramTest, repliesOfTheWrongTypeCountAsMissing) {
   EXPECT_TRUE(found->elements.empty());
 }
 
-TEST_F(RudeProgramTest, impossibleExtentsAreIgnored) {
+TEST_F(UnresponsiveProgramTest, impossibleExtentsAreIgnored) {
   for (const Extents& extents : {Extents{100, 100, -5, 300}, Extents{INT_MIN, INT_MIN, 1, 1},
                                  Extents{INT_MAX, INT_MAX, INT_MAX, INT_MAX}, Extents{}}) {
     program_->setReply(u"GetExtents"_s, [extents](const QDBusMessage&) { return QVariant::fromValue(extents); });
@@ -156,22 +156,22 @@ TEST_F(RudeProgramTest, impossibleExtentsAreIgnored) {
   }
 }
 
-TEST_F(RudeProgramTest, aDividerWithoutDirectionIsIgnored) {
+TEST_F(UnresponsiveProgramTest, aDividerWithoutDirectionIsIgnored) {
   program_->setReply(u"GetRole"_s, [](const QDBusMessage& call) {
     return QVariant::fromValue(call.path().endsWith(u"button"_s) ? kSplitPane : kFrame);
   });
   program_->setReply(u"GetState"_s, [](const QDBusMessage&) { return QVariant::fromValue(QList<uint>{0, 0}); });
   EXPECT_EQ(shape(), std::nullopt);
   program_->setReply(u"GetState"_s, [](const QDBusMessage&) { return QVariant::fromValue(QList<uint>{1U << 29, 0}); });
-  EXPECT_TRUE(testing_loop::waitFor([&] { return shape() == u"row-resize"_s; }));
+  EXPECT_TRUE(testloop::waitFor([&] { return shape() == u"row-resize"_s; }));
   program_->setReply(u"GetState"_s, [](const QDBusMessage&) { return QVariant::fromValue(QList<uint>{1U << 14, 0}); });
-  EXPECT_TRUE(testing_loop::waitFor([&] { return shape() == u"col-resize"_s; }));
+  EXPECT_TRUE(testloop::waitFor([&] { return shape() == u"col-resize"_s; }));
 }
 
-TEST_F(RudeProgramTest, oneThatNeverAnswersIsLeftAloneForAWhile) {
+TEST_F(UnresponsiveProgramTest, oneThatNeverAnswersIsLeftAloneForAWhile) {
   program_->setReply(u"GetAccessibleAtPoint"_s, [](const QDBusMessage&) { return QVariant(); });
   std::optional<PointedElements> first;
-  ASSERT_TRUE(testing_loop::waitFor([&] {
+  ASSERT_TRUE(testloop::waitFor([&] {
     first = pointedElements();
     return first && program_->calls(u"GetAccessibleAtPoint"_s) > 0;
   }));
@@ -187,4 +187,4 @@ TEST_F(RudeProgramTest, oneThatNeverAnswersIsLeftAloneForAWhile) {
 }
 
 }  // namespace
-}  // namespace vantora::testing_x11
+}  // namespace vantora::testx11

@@ -15,9 +15,9 @@ namespace vantora::Diagnostics {
 // A fake machine for reports: a folder used as "/", tools, and the outputs of commands. An output is found by a piece
 // of the command line, the first that matches; a command without one prints nothing. Commands may come from several
 // threads.
-class MadeUpMachine {
+class SyntheticMachine {
  public:
-  MadeUpMachine();
+  SyntheticMachine();
 
   // Writes a file below the machine's "/".
   void file(const QString& path, const QByteArray& content);

@@ -1,4 +1,4 @@
-#include "tests/diagnostics/MadeUpMachine.h"
+#include "tests/diagnostics/SyntheticMachine.h"
 
 #include <gtest/gtest.h>
 
@@ -11,7 +11,7 @@
 namespace vantora::Diagnostics {
 using namespace Qt::Literals::StringLiterals;
 
-MadeUpMachine::MadeUpMachine() {
+SyntheticMachine::SyntheticMachine() {
   EXPECT_TRUE(root_.isValid() && tools_.isValid() && basics_.isValid());
   for (const QString& name : {u"awk"_s, u"cat"_s, u"curl"_s, u"du"_s, u"head"_s, u"sleep"_s, u"touch"_s, u"tr"_s}) {
     const QString program = QStandardPaths::findExecutable(name);
@@ -19,23 +19,23 @@ MadeUpMachine::MadeUpMachine() {
   }
 }
 
-QString MadeUpMachine::place(const QString& path) const { return root_.path() + path; }
+QString SyntheticMachine::place(const QString& path) const { return root_.path() + path; }
 
-void MadeUpMachine::file(const QString& path, const QByteArray& content) {
+void SyntheticMachine::file(const QString& path, const QByteArray& content) {
   EXPECT_TRUE(QDir().mkpath(QFileInfo(place(path)).path()));
   QFile out(place(path));
   EXPECT_TRUE(out.open(QIODevice::WriteOnly)) << path.toStdString();
   EXPECT_EQ(out.write(content), content.size());
 }
 
-void MadeUpMachine::folder(const QString& path) { EXPECT_TRUE(QDir().mkpath(place(path))); }
+void SyntheticMachine::folder(const QString& path) { EXPECT_TRUE(QDir().mkpath(place(path))); }
 
-void MadeUpMachine::link(const QString& path, const QString& target) {
+void SyntheticMachine::link(const QString& path, const QString& target) {
   EXPECT_TRUE(QDir().mkpath(QFileInfo(place(path)).path()));
   EXPECT_TRUE(QFile::link(place(target), place(path)));
 }
 
-void MadeUpMachine::tool(const QString& name, const QByteArray& script) {
+void SyntheticMachine::tool(const QString& name, const QByteArray& script) {
   QFile out(tools_.filePath(name));
   EXPECT_TRUE(out.open(QIODevice::WriteOnly));
   out.write(script.isEmpty() ? QByteArray("#!/bin/sh\n") : "#!/bin/sh\n" + script);
@@ -43,9 +43,9 @@ void MadeUpMachine::tool(const QString& name, const QByteArray& script) {
   EXPECT_TRUE(out.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
 }
 
-void MadeUpMachine::answer(const QString& piece, const QString& output) { answers_.append({piece, output}); }
+void SyntheticMachine::answer(const QString& piece, const QString& output) { answers_.append({piece, output}); }
 
-Options MadeUpMachine::realOptions() const {
+Options SyntheticMachine::realOptions() const {
   Options options;
   options.captivePageUrl = u"http://127.0.0.1:9/"_s;
   options.internetAddress = u"127.0.0.1"_s;
@@ -59,7 +59,7 @@ Options MadeUpMachine::realOptions() const {
   return options;
 }
 
-Options MadeUpMachine::options() const {
+Options SyntheticMachine::options() const {
   Options options = realOptions();
   options.runner = [this](const QString& command, double seconds) {
     EXPECT_DOUBLE_EQ(seconds, 2.5);
@@ -73,11 +73,11 @@ Options MadeUpMachine::options() const {
   return options;
 }
 
-QStringList MadeUpMachine::commands() const {
+QStringList SyntheticMachine::commands() const {
   const QMutexLocker locker(&mutex_);
   return commands_;
 }
 
-bool MadeUpMachine::ran(const QString& piece) const { return !commands().filter(piece).isEmpty(); }
+bool SyntheticMachine::ran(const QString& piece) const { return !commands().filter(piece).isEmpty(); }
 
 }  // namespace vantora::Diagnostics

@@ -11,7 +11,7 @@ namespace vantora {
 // What a new desktop process needs to continue where the previous one ended: the lines of the chat, how many of them
 // were shown already, and how many of those the user has not seen. Holds the last kMaxUnits UTF-16 units; each line
 // counts kUnitsOfALine more for the text around it in the window. Thread: main. Owner: DesktopProcessClient.
-class Conversation {
+class ChatBacklog {
  public:
   static constexpr qsizetype kMaxUnits = 200000;
   static constexpr qsizetype kUnitsOfALine = 12;

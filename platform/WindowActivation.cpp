@@ -1,14 +1,14 @@
-#include "platform/WindowFront.h"
+#include "platform/WindowActivation.h"
 
-#include "platform/x11/X11WindowFront.h"
+#include "platform/x11/X11WindowActivation.h"
 
 namespace vantora {
 
-void forceToFront(std::uint64_t window, const QString& windowSystem) {
+void activateWindow(std::uint64_t window, const QString& windowSystem) {
   if (windowSystem == QStringLiteral("xcb")) activateX11Window(static_cast<std::uint32_t>(window), {});
 }
 
-void forceToTop(std::uint64_t window, const QString& windowSystem) {
+void raiseWindow(std::uint64_t window, const QString& windowSystem) {
   if (windowSystem == QStringLiteral("xcb")) raiseX11Window(static_cast<std::uint32_t>(window), {});
 }
 

@@ -1,4 +1,4 @@
-#include "main/desktop/Conversation.h"
+#include "main/desktop/ChatBacklog.h"
 
 #include <QJsonArray>
 
@@ -6,7 +6,7 @@ namespace vantora {
 
 using namespace Qt::Literals::StringLiterals;
 
-JsonObject Conversation::add(const QString& from, const QString& text, qint64 ts) {
+JsonObject ChatBacklog::add(const QString& from, const QString& text, qint64 ts) {
   Line line{from, text, ts};
   JsonObject message = chatMessage(lines_.next(), line);
   // The window also keeps only the end of a line that is too long.
@@ -22,13 +22,13 @@ JsonObject Conversation::add(const QString& from, const QString& text, qint64 ts
   return message;
 }
 
-void Conversation::shown(qint64 number, qint64 unread) {
+void ChatBacklog::shown(qint64 number, qint64 unread) {
   if (number < shown_ || number > lines_.last() || unread < 0) return;
   shown_ = number;
   unread_ = unread;
 }
 
-QList<JsonObject> Conversation::messages() const {
+QList<JsonObject> ChatBacklog::messages() const {
   QList<JsonObject> messages;
   QJsonArray before;
   for (const auto& [number, units, line] : lines_.kept()) {
@@ -45,7 +45,7 @@ QList<JsonObject> Conversation::messages() const {
   return messages;
 }
 
-JsonObject Conversation::chatMessage(qint64 number, const Line& line) {
+JsonObject ChatBacklog::chatMessage(qint64 number, const Line& line) {
   return {{u"type"_s, u"chat"_s},
           {u"number"_s, number},
           {u"from"_s, line.from},

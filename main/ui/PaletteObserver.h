@@ -8,9 +8,9 @@ namespace vantora {
 
 // Calls `changed` whenever the application's palette has changed. Thread: main (of the interface). Owner:
 // UserInterface.
-class PaletteWatch final : public QObject {
+class PaletteObserver final : public QObject {
  public:
-  explicit PaletteWatch(std::function<void()> changed);
+  explicit PaletteObserver(std::function<void()> changed);
 
  protected:
   bool eventFilter(QObject* watched, QEvent* event) override;

@@ -1,4 +1,4 @@
-#include "main/ui/dbus/DBusPresence.h"
+#include "main/ui/dbus/DBusNameWatcher.h"
 
 #include "main/ui/dbus/DBusCall.h"
 
@@ -6,7 +6,7 @@ namespace vantora {
 
 using namespace Qt::Literals::StringLiterals;
 
-DBusPresence::DBusPresence(const QDBusConnection& bus, const QString& name, const Changed& changed)
+DBusNameWatcher::DBusNameWatcher(const QDBusConnection& bus, const QString& name, const Changed& changed)
     : watcher_(name, bus, QDBusServiceWatcher::WatchForOwnerChange) {
   QObject::connect(&watcher_, &QDBusServiceWatcher::serviceOwnerChanged, &watcher_,
                    [changed](const QString&, const QString&, const QString& owner) { changed(!owner.isEmpty()); });

@@ -6,13 +6,13 @@
 
 namespace vantora {
 
-struct TrayLook {
+struct TrayAppearance {
   QColor fill;
   QColor outline;
   bool unread = false;
   QString toolTip;
 
-  bool operator==(const TrayLook&) const = default;
+  bool operator==(const TrayAppearance&) const = default;
 };
 
 }  // namespace vantora

@@ -14,7 +14,7 @@
 #include <utility>
 #include <vector>
 
-#include "main/desktop/SecondLaunch.h"
+#include "main/desktop/SingleInstance.h"
 #include "tests/fakes/EventLoop.h"
 
 namespace vantora {
@@ -87,75 +87,75 @@ struct TestSocket {
   }
 };
 
-TEST(SecondLaunch, isReportedToTheFirstLaunch) {
-  testing_loop::ensureApplication();
+TEST(SingleInstance, isReportedToTheFirstLaunch) {
+  testloop::ensureApplication();
   const QByteArray name = uniqueName();
   int again = 0;
-  SecondLaunch first;
-  ASSERT_EQ(first.claim(name, [&] { ++again; }), SecondLaunch::Outcome::firstLaunch);
+  SingleInstance first;
+  ASSERT_EQ(first.acquire(name, [&] { ++again; }), SingleInstance::Outcome::firstLaunch);
   for (int i = 1; i <= 3; ++i) {
     std::atomic<int> outcome = -1;
     std::thread other([&] {
-      SecondLaunch second;
-      outcome = static_cast<int>(second.claim(name, [] {}));
+      SingleInstance second;
+      outcome = static_cast<int>(second.acquire(name, [] {}));
     });
-    EXPECT_TRUE(testing_loop::waitFor([&] { return again == i && outcome >= 0; }));
+    EXPECT_TRUE(testloop::waitFor([&] { return again == i && outcome >= 0; }));
     other.join();
-    EXPECT_EQ(outcome, static_cast<int>(SecondLaunch::Outcome::notifiedOther));
+    EXPECT_EQ(outcome, static_cast<int>(SingleInstance::Outcome::notifiedRunning));
   }
 }
 
-TEST(SecondLaunch, freesTheNameWithItsHolder) {
-  testing_loop::ensureApplication();
+TEST(SingleInstance, freesTheNameWithItsHolder) {
+  testloop::ensureApplication();
   const QByteArray name = uniqueName();
   {
-    SecondLaunch first;
-    ASSERT_EQ(first.claim(name, [] {}), SecondLaunch::Outcome::firstLaunch);
+    SingleInstance first;
+    ASSERT_EQ(first.acquire(name, [] {}), SingleInstance::Outcome::firstLaunch);
   }
   bool again = false;
-  SecondLaunch next;
-  ASSERT_EQ(next.claim(name, [&] { again = true; }), SecondLaunch::Outcome::firstLaunch);
+  SingleInstance next;
+  ASSERT_EQ(next.acquire(name, [&] { again = true; }), SingleInstance::Outcome::firstLaunch);
   std::thread other([&] {
-    SecondLaunch second;
-    EXPECT_EQ(second.claim(name, [] {}), SecondLaunch::Outcome::notifiedOther);
+    SingleInstance second;
+    EXPECT_EQ(second.acquire(name, [] {}), SingleInstance::Outcome::notifiedRunning);
   });
-  EXPECT_TRUE(testing_loop::waitFor([&] { return again; }));
+  EXPECT_TRUE(testloop::waitFor([&] { return again; }));
   other.join();
 }
 
-TEST(SecondLaunch, leavesItsRequestToAHolderThatIsStopped) {
-  testing_loop::ensureApplication();
+TEST(SingleInstance, leavesItsRequestToAHolderThatIsStopped) {
+  testloop::ensureApplication();
   const QByteArray name = uniqueName();
   int again = 0;
-  SecondLaunch stuck;  // Its event loop does not run.
-  ASSERT_EQ(stuck.claim(name, [&] { ++again; }), SecondLaunch::Outcome::firstLaunch);
-  SecondLaunch second;
-  EXPECT_EQ(second.claim(
+  SingleInstance stuck;  // Its event loop does not run.
+  ASSERT_EQ(stuck.acquire(name, [&] { ++again; }), SingleInstance::Outcome::firstLaunch);
+  SingleInstance second;
+  EXPECT_EQ(second.acquire(
                 name, [] {}, 300ms),
-            SecondLaunch::Outcome::notifiedOther);
+            SingleInstance::Outcome::notifiedRunning);
   EXPECT_EQ(again, 0);
-  EXPECT_TRUE(testing_loop::waitFor([&] { return again == 1; }));
+  EXPECT_TRUE(testloop::waitFor([&] { return again == 1; }));
 }
 
-TEST(SecondLaunch, doesNotRunBesideAHolderWhoseQueueIsFull) {
-  testing_loop::ensureApplication();
+TEST(SingleInstance, doesNotRunBesideAHolderWhoseQueueIsFull) {
+  testloop::ensureApplication();
   const QByteArray name = uniqueName();
-  SecondLaunch stuck;
-  ASSERT_EQ(stuck.claim(name, [] {}), SecondLaunch::Outcome::firstLaunch);
+  SingleInstance stuck;
+  ASSERT_EQ(stuck.acquire(name, [] {}), SingleInstance::Outcome::firstLaunch);
   std::vector<TestSocket> waiting;
   do {
     waiting.emplace_back(TestSocket::to(name));
     ASSERT_LT(waiting.size(), 100U);
   } while (waiting.back().connected);
   ASSERT_GT(waiting.size(), 1U);
-  SecondLaunch second;
-  EXPECT_EQ(second.claim(
+  SingleInstance second;
+  EXPECT_EQ(second.acquire(
                 name, [] {}, 300ms),
-            SecondLaunch::Outcome::notifiedOther);
+            SingleInstance::Outcome::notifiedRunning);
 }
 
-TEST(SecondLaunch, takesTheNameOfAHolderThatEndsWithoutAReply) {
-  testing_loop::ensureApplication();
+TEST(SingleInstance, takesTheNameOfAHolderThatEndsWithoutAReply) {
+  testloop::ensureApplication();
   const QByteArray name = uniqueName();
   auto holder = std::make_optional<TestSocket>(TestSocket::listeningAs(name));
   std::thread ending([&holder] {
@@ -163,22 +163,22 @@ TEST(SecondLaunch, takesTheNameOfAHolderThatEndsWithoutAReply) {
     EXPECT_EQ(caller.readByte(), 'a');
     holder.reset();
   });
-  SecondLaunch second;
-  EXPECT_EQ(second.claim(
+  SingleInstance second;
+  EXPECT_EQ(second.acquire(
                 name, [] {}, 60s),
-            SecondLaunch::Outcome::firstLaunch);
+            SingleInstance::Outcome::firstLaunch);
   ending.join();
-  EXPECT_TRUE(TestSocket::to(name).connected);  // It has the name, and the claim did not just time out.
+  EXPECT_TRUE(TestSocket::to(name).connected);  // It has the name, and acquire() did not just time out.
 }
 
-TEST(SecondLaunch, repeatsTheRequestToAHolderThatDisconnected) {
-  testing_loop::ensureApplication();
+TEST(SingleInstance, repeatsTheRequestToAHolderThatDisconnected) {
+  testloop::ensureApplication();
   const QByteArray name = uniqueName();
   const TestSocket holder = TestSocket::listeningAs(name);
   std::atomic<int> outcome = -1;
   std::thread other([&] {
-    SecondLaunch second;
-    outcome = static_cast<int>(second.claim(
+    SingleInstance second;
+    outcome = static_cast<int>(second.acquire(
         name, [] {}, 60s));
   });
   static_cast<void>(holder.accepted());
@@ -186,49 +186,49 @@ TEST(SecondLaunch, repeatsTheRequestToAHolderThatDisconnected) {
   EXPECT_EQ(caller.readByte(), 'a');
   caller.sendByte('t');
   other.join();
-  EXPECT_EQ(outcome, static_cast<int>(SecondLaunch::Outcome::notifiedOther));
+  EXPECT_EQ(outcome, static_cast<int>(SingleInstance::Outcome::notifiedRunning));
 }
 
-TEST(SecondLaunch, runsBesideAHolderThatNeverListens) {
+TEST(SingleInstance, runsBesideAHolderThatNeverListens) {
   const QByteArray name = uniqueName();
   const TestSocket holder = TestSocket::boundTo(name);
-  SecondLaunch second;
-  EXPECT_EQ(second.claim(
+  SingleInstance second;
+  EXPECT_EQ(second.acquire(
                 name, [] {}, 300ms),
-            SecondLaunch::Outcome::firstLaunch);
+            SingleInstance::Outcome::firstLaunch);
 }
 
-TEST(SecondLaunch, waitsSecondsForABusyHolder) {
-  testing_loop::ensureApplication();
+TEST(SingleInstance, waitsSecondsForABusyHolder) {
+  testloop::ensureApplication();
   const QByteArray name = uniqueName();
   int again = 0;
-  SecondLaunch first;
-  ASSERT_EQ(first.claim(name, [&] { ++again; }), SecondLaunch::Outcome::firstLaunch);
+  SingleInstance first;
+  ASSERT_EQ(first.acquire(name, [&] { ++again; }), SingleInstance::Outcome::firstLaunch);
   std::atomic<int> outcome = -1;
   std::thread other([&] {
-    SecondLaunch second;
-    outcome = static_cast<int>(second.claim(name, [] {}));
+    SingleInstance second;
+    outcome = static_cast<int>(second.acquire(name, [] {}));
   });
   // The holder is busy with something else.
   std::this_thread::sleep_for(std::chrono::milliseconds(1500));
   EXPECT_EQ(outcome, -1);
-  EXPECT_TRUE(testing_loop::waitFor([&] { return outcome >= 0; }));
+  EXPECT_TRUE(testloop::waitFor([&] { return outcome >= 0; }));
   other.join();
-  EXPECT_EQ(outcome, static_cast<int>(SecondLaunch::Outcome::notifiedOther));
+  EXPECT_EQ(outcome, static_cast<int>(SingleInstance::Outcome::notifiedRunning));
   EXPECT_EQ(again, 1);
 }
 
-TEST(SecondLaunch, ignoresCallersThatSendNothingOrSomethingElse) {
-  testing_loop::ensureApplication();
+TEST(SingleInstance, ignoresCallersThatSendNothingOrSomethingElse) {
+  testloop::ensureApplication();
   const QByteArray name = uniqueName();
   int again = 0;
-  SecondLaunch first;
-  ASSERT_EQ(first.claim(name, [&] { ++again; }), SecondLaunch::Outcome::firstLaunch);
+  SingleInstance first;
+  ASSERT_EQ(first.acquire(name, [&] { ++again; }), SingleInstance::Outcome::firstLaunch);
   for (const char* request : {"", "x"}) {
     const TestSocket connection = TestSocket::to(name);
     ASSERT_TRUE(connection.connected);
     for (const char* byte = request; *byte; ++byte) connection.sendByte(*byte);
-    ASSERT_TRUE(testing_loop::waitFor([&] { return connection.ended(); }));
+    ASSERT_TRUE(testloop::waitFor([&] { return connection.ended(); }));
   }
   EXPECT_EQ(again, 0);
 }

@@ -13,7 +13,7 @@
 #include <thread>
 #include <vector>
 
-namespace vantora::testing_x11 {
+namespace vantora::testx11 {
 
 // Its reaction to a request for its text.
 enum class Manners {
@@ -26,11 +26,11 @@ enum class Manners {
 };
 
 // Owns the clipboard from copy() on and replies to requests for its text on a separate thread.
-class OtherProgram {
+class ClipboardOwner {
  public:
   static constexpr qsizetype kPieceBytes = 300;
 
-  explicit OtherProgram(const QString& display, Manners manners = Manners::answers)
+  explicit ClipboardOwner(const QString& display, Manners manners = Manners::answers)
       : connection_(xcb_connect(display.toLocal8Bit().constData(), nullptr)), manners_(manners) {
     const xcb_screen_t& screen = *xcb_setup_roots_iterator(xcb_get_setup(connection_)).data;
     window_ = xcb_generate_id(connection_);
@@ -41,13 +41,13 @@ class OtherProgram {
     incremental_ = atom("INCR");
     thread_ = std::thread([this] { answer(); });
   }
-  ~OtherProgram() {
+  ~ClipboardOwner() {
     quit_ = true;
     thread_.join();
     xcb_disconnect(connection_);
   }
-  OtherProgram(const OtherProgram&) = delete;
-  OtherProgram& operator=(const OtherProgram&) = delete;
+  ClipboardOwner(const ClipboardOwner&) = delete;
+  ClipboardOwner& operator=(const ClipboardOwner&) = delete;
 
   // Returns when the server has processed it. Later requests get this text.
   void copy(const QByteArray& utf8) {
@@ -167,4 +167,4 @@ class OtherProgram {
   std::thread thread_;
 };
 
-}  // namespace vantora::testing_x11
+}  // namespace vantora::testx11

@@ -10,7 +10,7 @@
 #include <functional>
 #include <map>
 
-namespace vantora::testing_x11 {
+namespace vantora::testx11 {
 
 // (so), the type of objects on the accessibility bus.
 struct Named {
@@ -52,19 +52,19 @@ inline const QDBusArgument& operator>>(const QDBusArgument& argument, Extents& e
   return argument;
 }
 
-}  // namespace vantora::testing_x11
+}  // namespace vantora::testx11
 
-Q_DECLARE_METATYPE(vantora::testing_x11::Named)
-Q_DECLARE_METATYPE(vantora::testing_x11::Extents)
+Q_DECLARE_METATYPE(vantora::testx11::Named)
+Q_DECLARE_METATYPE(vantora::testx11::Extents)
 
-namespace vantora::testing_x11 {
+namespace vantora::testx11 {
 
 // Replies to every call below /org/a11y on a separate connection. Thread: main, whose event loop has to run.
-class RudeProgram final : public QDBusVirtualObject {
+class UnresponsiveProgram final : public QDBusVirtualObject {
  public:
   using Reply = std::function<QVariant(const QDBusMessage& call)>;
 
-  explicit RudeProgram(const QString& address)
+  explicit UnresponsiveProgram(const QString& address)
       : connection_(QDBusConnection::connectToBus(address, QStringLiteral("rude"))) {
     qDBusRegisterMetaType<Named>();
     qDBusRegisterMetaType<QList<Named>>();
@@ -72,7 +72,7 @@ class RudeProgram final : public QDBusVirtualObject {
     registered_ = connection_.registerVirtualObject(QStringLiteral("/org/a11y"), this, QDBusConnection::SubPath) &&
                   connection_.registerService(QStringLiteral("org.a11y.atspi.Registry"));
   }
-  ~RudeProgram() override { QDBusConnection::disconnectFromBus(QStringLiteral("rude")); }
+  ~UnresponsiveProgram() override { QDBusConnection::disconnectFromBus(QStringLiteral("rude")); }
 
   bool running() const { return registered_; }
   QString name() const { return connection_.baseService(); }
@@ -100,4 +100,4 @@ class RudeProgram final : public QDBusVirtualObject {
   std::map<QString, int> calls_;
 };
 
-}  // namespace vantora::testing_x11
+}  // namespace vantora::testx11

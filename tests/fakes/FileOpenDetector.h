@@ -10,14 +10,14 @@
 namespace vantora::fakes {
 
 // Watches files of a real folder, including reads by this process. Thread: one at a time.
-class OpenWatch {
+class FileOpenDetector {
  public:
-  OpenWatch() : descriptor_(inotify_init1(IN_NONBLOCK | IN_CLOEXEC)) {
+  FileOpenDetector() : descriptor_(inotify_init1(IN_NONBLOCK | IN_CLOEXEC)) {
     if (descriptor_ < 0) qFatal("no inotify");
   }
-  ~OpenWatch() { close(descriptor_); }
-  OpenWatch(const OpenWatch&) = delete;
-  OpenWatch& operator=(const OpenWatch&) = delete;
+  ~FileOpenDetector() { close(descriptor_); }
+  FileOpenDetector(const FileOpenDetector&) = delete;
+  FileOpenDetector& operator=(const FileOpenDetector&) = delete;
 
   void add(const QString& file) {
     if (inotify_add_watch(descriptor_, QFile::encodeName(file).constData(), IN_OPEN) < 0) qFatal("cannot watch a file");

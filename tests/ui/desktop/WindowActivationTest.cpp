@@ -3,9 +3,9 @@
 #include <gtest/gtest.h>
 #include <poll.h>
 
-#include "platform/WindowFront.h"
+#include "platform/WindowActivation.h"
 #include "platform/x11/X11Connection.h"
-#include "platform/x11/X11WindowFront.h"
+#include "platform/x11/X11WindowActivation.h"
 #include "tests/x11/support/XvfbServer.h"
 
 using namespace Qt::Literals::StringLiterals;
@@ -13,7 +13,7 @@ using namespace Qt::Literals::StringLiterals;
 namespace vantora {
 namespace {
 
-class WindowFrontTest : public testing::Test {
+class WindowActivationTest : public testing::Test {
  protected:
   void SetUp() override {
     ASSERT_TRUE(server_.running());
@@ -41,11 +41,11 @@ class WindowFrontTest : public testing::Test {
                  : QByteArray();
   }
 
-  testing_x11::XvfbServer server_;
+  testx11::XvfbServer server_;
   X11Connection manager_{server_.display()};
 };
 
-TEST_F(WindowFrontTest, asksForTheFrontAsAPanelDoes) {
+TEST_F(WindowActivationTest, asksForTheFrontAsAPanelDoes) {
   activateX11Window(0x1234, server_.display());
   const auto asked = message();
   ASSERT_NE(asked, nullptr);
@@ -55,7 +55,7 @@ TEST_F(WindowFrontTest, asksForTheFrontAsAPanelDoes) {
   EXPECT_EQ(asked->data.data32[1], static_cast<std::uint32_t>(XCB_CURRENT_TIME));
 }
 
-TEST_F(WindowFrontTest, asksForThePlaceAboveOthersAsAPanelDoes) {
+TEST_F(WindowActivationTest, asksForThePlaceAboveOthersAsAPanelDoes) {
   raiseX11Window(0x1234, server_.display());
   const auto asked = message();
   ASSERT_NE(asked, nullptr);
@@ -65,25 +65,25 @@ TEST_F(WindowFrontTest, asksForThePlaceAboveOthersAsAPanelDoes) {
   EXPECT_EQ(asked->data.data32[2], static_cast<std::uint32_t>(XCB_STACK_MODE_ABOVE));
 }
 
-TEST_F(WindowFrontTest, knowsWhetherThereIsAWindowManager) {
+TEST_F(WindowActivationTest, knowsWhetherThereIsAWindowManager) {
   EXPECT_TRUE(hasX11WindowManager(server_.display()));
-  const testing_x11::XvfbServer bare;
+  const testx11::XvfbServer bare;
   ASSERT_TRUE(bare.running());
   EXPECT_FALSE(hasX11WindowManager(bare.display()));
   EXPECT_FALSE(hasX11WindowManager(u":54321"_s));
   EXPECT_TRUE(windowsAreManaged(u"wayland"_s));
 }
 
-TEST_F(WindowFrontTest, sendsNothingOnOtherWindowSystems) {
+TEST_F(WindowActivationTest, sendsNothingOnOtherWindowSystems) {
   qputenv("DISPLAY", server_.display().toLocal8Bit());
-  forceToFront(0x1234, u"wayland"_s);
+  activateWindow(0x1234, u"wayland"_s);
   EXPECT_EQ(message(), nullptr);
-  forceToFront(0x1234, u"xcb"_s);
+  activateWindow(0x1234, u"xcb"_s);
   EXPECT_NE(message(), nullptr);
   qunsetenv("DISPLAY");
 }
 
-TEST_F(WindowFrontTest, doesNothingWithoutAServer) {
+TEST_F(WindowActivationTest, doesNothingWithoutAServer) {
   server_.kill();
   activateX11Window(0x1234, server_.display());
   EXPECT_EQ(X11Connection(server_.display()).open(), nullptr);

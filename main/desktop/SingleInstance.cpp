@@ -1,4 +1,4 @@
-#include "main/desktop/SecondLaunch.h"
+#include "main/desktop/SingleInstance.h"
 
 #include <poll.h>
 #include <sys/socket.h>
@@ -94,13 +94,13 @@ QByteArray launchName(const Environment& environment, const QString& room, const
   return "vantora-host-" + QCryptographicHash::hash(parts, QCryptographicHash::Sha256).toHex().left(32);
 }
 
-SecondLaunch::~SecondLaunch() {
+SingleInstance::~SingleInstance() {
   notifier_.reset();
   if (descriptor_ >= 0) close(descriptor_);
 }
 
-SecondLaunch::Outcome SecondLaunch::claim(const QByteArray& name, std::function<void()> launchedAgain,
-                                          std::chrono::milliseconds timeout) {
+SingleInstance::Outcome SingleInstance::acquire(const QByteArray& name, std::function<void()> launchedAgain,
+                                                std::chrono::milliseconds timeout) {
   const Address address = addressOf(name);
   const auto end = Clock::now() + timeout;
   for (;;) {
@@ -111,11 +111,11 @@ SecondLaunch::Outcome SecondLaunch::claim(const QByteArray& name, std::function<
     close(std::exchange(descriptor_, -1));
     if (error != EADDRINUSE) return Outcome::firstLaunch;
     const Holder holder = notifyHolder(address, end);
-    if (holder == Holder::notified) return Outcome::notifiedOther;
+    if (holder == Holder::notified) return Outcome::notifiedRunning;
     if (holder == Holder::foreign) return Outcome::firstLaunch;
     // An unresponsive holder reads the request when it continues. A second host beside it would compete with it for the
     // room.
-    if (Clock::now() >= end) return holder == Holder::unresponsive ? Outcome::notifiedOther : Outcome::firstLaunch;
+    if (Clock::now() >= end) return holder == Holder::unresponsive ? Outcome::notifiedRunning : Outcome::firstLaunch;
     std::this_thread::sleep_for(kPause);
   }
   if (listen(descriptor_, 8) != 0) return Outcome::firstLaunch;
@@ -125,7 +125,7 @@ SecondLaunch::Outcome SecondLaunch::claim(const QByteArray& name, std::function<
   return Outcome::firstLaunch;
 }
 
-void SecondLaunch::accept() {
+void SingleInstance::accept() {
   const int connection = accept4(descriptor_, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
   if (connection < 0) return;
   // The request is sent right after connecting; a caller that sends none gets no reply.

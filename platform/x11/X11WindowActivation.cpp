@@ -1,4 +1,4 @@
-#include "platform/x11/X11WindowFront.h"
+#include "platform/x11/X11WindowActivation.h"
 
 #include <algorithm>
 #include <array>
@@ -31,7 +31,7 @@ void sendToManager(std::uint32_t window, const QString& displayName, std::string
                  XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT,
                  reinterpret_cast<const char*>(&message));
   // A reply shows that the server has the message: data that is only buffered is lost with the connection.
-  std::ignore = connection.answers();
+  std::ignore = connection.roundTrip();
 }
 
 }  // namespace

@@ -8,7 +8,7 @@
 namespace vantora {
 
 // A program `name` is found as "/usr/bin/name".
-inline DesktopFacts madeUpDesktop(DesktopKind desktop, const QStringList& programs) {
+inline DesktopFacts syntheticDesktop(DesktopKind desktop, const QStringList& programs) {
   DesktopFacts facts;
   facts.desktop = desktop;
   facts.display = true;
