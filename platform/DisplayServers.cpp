@@ -17,7 +17,7 @@ XServerKind kindOfXServer(const QString& display) {
   X11Connection server(display);
   if (server.open() == nullptr) return XServerKind::absent;
   const bool xwayland = isXwayland(server);
-  if (!server.answers()) return XServerKind::absent;
+  if (!server.roundTrip()) return XServerKind::absent;
   return xwayland ? XServerKind::xwayland : XServerKind::native;
 }
 
