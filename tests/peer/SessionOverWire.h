@@ -139,6 +139,7 @@ class SessionOverWire : public testing::Test {
     if (!viewer_ || fingerprint != hostFingerprint_) {
       viewer_ = std::make_unique<ViewerPeer>();
       hostFingerprint_ = fingerprint;
+      unanswered_.clear();
       viewer_->onCandidate([this](const IceCandidate& candidate) {
         tellHost(
             {{QStringLiteral("type"), QStringLiteral("ice")},
@@ -147,13 +148,22 @@ class SessionOverWire : public testing::Test {
                                                       {QStringLiteral("sdpMLineIndex"), candidate.sdpMLineIndex}}}});
       });
     }
-    viewer_->answer(offer, [this](const QString& sdp) {
+    unanswered_.append(offer);
+    if (unanswered_.size() == 1) answerNext();
+  }
+  // One after the other, as a page does: a connection has no use for an answer to the offer before the last.
+  void answerNext() {
+    viewer_->answer(unanswered_.first(), [this, viewer = viewer_.get()](const QString& sdp) {
       EXPECT_FALSE(sdp.isEmpty()) << "the viewer refused the offer";
       tellHost({{QStringLiteral("type"), QStringLiteral("answer")}, {QStringLiteral("sdp"), sdp}});
+      if (viewer != viewer_.get() || unanswered_.isEmpty()) return;
+      unanswered_.removeFirst();
+      if (!unanswered_.isEmpty()) answerNext();
     });
   }
 
   qsizetype carried_ = 0;
+  QStringList unanswered_;  // Offers of the present connection; the first one is being answered.
   std::optional<QString> hostFingerprint_;
 };
 
