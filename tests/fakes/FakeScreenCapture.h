@@ -160,7 +160,7 @@ class FakeScreenCapture final : public ScreenCapture {
     if (!std::exchange(screen_->changed_, false)) return Poll::unchanged;
     ++screen_->reads_;
     const auto [width, height] = screen_->displays_[static_cast<std::size_t>(index_)];
-    pixels_.resize(static_cast<std::size_t>(width * height));
+    pixels_.resize(static_cast<std::size_t>(width) * static_cast<std::size_t>(height));
     std::fill(pixels_.begin(), pixels_.end(), screen_->colour_);
     const QRect whole(0, 0, width, height);
     for (const auto& [area, colour] : screen_->fills_) {

@@ -1,6 +1,7 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <random>
 #include <tuple>
 
@@ -25,9 +26,8 @@ class Canvas {
   }
   void scribble(const QRect& rect) {
     for (int y = rect.top(); y <= rect.bottom(); ++y) {
-      for (int i = 0; i < rect.width() * 4; ++i) {
-        bytes_[static_cast<std::size_t>(y * stride() + rect.left() * 4 + i)] = noise();
-      }
+      const auto start = bytes_.begin() + static_cast<std::ptrdiff_t>(y) * stride() + rect.left() * std::ptrdiff_t{4};
+      std::generate_n(start, rect.width() * 4, [this] { return noise(); });
     }
   }
   CapturedFrame capture(std::vector<QRect> damage) const {
