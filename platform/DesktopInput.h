@@ -42,7 +42,7 @@ class DesktopInput {
 
   // Asks the desktop for permission, which may ask the local user. `answer` is called once, on the main thread, unless
   // this object is destroyed before: within this call where no user has to be asked, else when the user has decided.
-  // Several requests are answered in their order.
+  // Several requests are answered in their order. A reply may never come from a desktop that closes.
   virtual void requestPermission(PermissionCallback answer) = 0;
   // Moves the pointer to a place of the display with this id, in fractions of its width and height from its top left
   // corner; its far edges (1) are its last pixels. Fractions are clamped to 0..1; NaN counts as 0. A display that was

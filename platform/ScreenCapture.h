@@ -16,10 +16,11 @@
 
 namespace vantora {
 
-// Order of a pixel's four bytes in memory.
+// Order of a pixel's four bytes in memory. X servers and compositors deliver the screen in packed formats; planar ones
+// are those of cameras.
 enum class PixelFormat { bgrx, rgbx };
 
-// Pixels in CPU memory: rows from the top, `stride` bytes apart.
+// Pixels in CPU memory, one plane: rows from the top, `stride` bytes apart.
 struct CpuPixels {
   const std::uint8_t* data = nullptr;
   int stride = 0;
@@ -57,6 +58,7 @@ class CapturedFrame {
     memory = other.memory;
     format = other.format;
     size = other.size;
+    mirrored = other.mirrored;
     rotationDegrees = other.rotationDegrees;
     timestamp = other.timestamp;
     damage = std::move(other.damage);
@@ -68,7 +70,9 @@ class CapturedFrame {
   std::variant<CpuPixels, DmaBufPixels> memory;
   PixelFormat format = PixelFormat::bgrx;
   QSize size;
-  // Clockwise rotation that shows the frame upright: 0, 90, 180 or 270.
+  // Shows the frame upright: exchanges left and right if `mirrored`, then rotates clockwise by 0, 90, 180 or 270
+  // degrees.
+  bool mirrored = false;
   int rotationDegrees = 0;
   // Time of display on the monotonic clock; 0: unknown.
   std::chrono::nanoseconds timestamp{0};
@@ -106,8 +110,9 @@ class ScreenCapture {
   enum class Woken { timeout, call, change };
 
   virtual ~ScreenCapture() = default;
-  // Opens the display with the number `displayIndex` (not negative), or the last one when there are fewer. Closes a
-  // display that was open before. Never waits for the user.
+  // Opens the display with the number `displayIndex` (not negative), or the last one when there are fewer, in place of
+  // the one that was open before; the next poll reads all of it. Never waits for the user, and asks for nothing that
+  // the user has granted to this object or is being asked for.
   virtual Opened open(int displayIndex) = 0;
   // Reads the display when it changed since the last poll. The frame does not contain the cursor.
   virtual Poll poll(CapturedFrame& frame) = 0;

@@ -1,4 +1,4 @@
-// A page of text on a thin link: how much of it the viewer can read, and when, if the frame keeps its size or is sent
+// A page of text on a slow link: how much of it the viewer can read, and when, if the frame keeps its size or is sent
 // smaller and scaled up again. Each of our encoders gets the same bit rate for every size; a letter counts as readable
 // if no other letter of the page's alphabet is more similar to the decoded one.
 #include <api/video/i420_buffer.h>

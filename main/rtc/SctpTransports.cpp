@@ -16,7 +16,7 @@ constexpr dcsctp::DurationMs kAckDelay(5);
 constexpr size_t kReceiveWindow{512 * 1024};
 // Maximum of bytes buffered in the transport, and the level at which it requests more. A channel's bufferedAmount()
 // does not include them: with the library's 2 MB a long clipboard text would be passed on at once, and everything after
-// it would wait for as long as a thin link takes to send that much.
+// it would wait for as long as a slow link takes to send that much.
 constexpr size_t kSendBuffer{64 * 1024};
 constexpr size_t kSendMoreBelow{32 * 1024};
 

@@ -26,8 +26,8 @@ XcbPtr<T> xcbOwned(T* memory) {
   return XcbPtr<T>(memory);
 }
 
-// Owns one xcb connection. Opened at the first use and opened again at a later use when the server
-// was gone in between. One owner, one thread.
+// Owns one xcb connection. Opened at the first use and opened again at a later use when the server was gone in between.
+// One owner, one thread.
 //
 // No call waits longer than kTimeout. A server that takes longer (it is stopped, or grabbed by another program) is
 // silent: it counts as gone, and is not waited for again, until it replies.

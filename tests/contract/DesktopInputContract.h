@@ -66,6 +66,7 @@ TEST_P(DesktopInputContract, answersRequestsForPermissionInTheirOrder) {
   std::vector<int> answered;
   for (int request = 0; request < 3; ++request)
     input().requestPermission([&answered, request](const InputPermission&) { answered.push_back(request); });
+  EXPECT_TRUE(testloop::waitFor([&] { return answered.size() == 3; }));
   EXPECT_EQ(answered, (std::vector{0, 1, 2}));
 }
 

@@ -45,6 +45,12 @@ void ControlAuthorisation::setAllowRemoteControl(bool allow) {
   if (!allow) endControl();
 }
 
+void ControlAuthorisation::desktopClosed() {
+  endControl();
+  ++question_;
+  answerWaiting(false);
+}
+
 void ControlAuthorisation::endControl() {
   if (!controlEnabled_) return;
   setControlEnabled(false);
@@ -79,11 +85,13 @@ void ControlAuthorisation::handleControl(ControlChannel origin, const JsonObject
   waiting_.push_back({origin, boolField(message, "enable"_L1).value_or(false), std::move(done)});
   if (desktopAsked_) return;
   desktopAsked_ = true;
-  callbacks_.ensureAccessibility(life_.guard([this](bool permitted) { desktopReplied(permitted); }));
+  callbacks_.ensureAccessibility(life_.guard([this, question = ++question_](bool permitted) {
+    if (question == question_) answerWaiting(permitted);
+  }));
 }
 
 // A reply may close a channel or lead to another request: both are seen here, in their order.
-void ControlAuthorisation::desktopReplied(bool permitted) {
+void ControlAuthorisation::answerWaiting(bool permitted) {
   while (!waiting_.empty()) {
     const ControlChange change = std::move(waiting_.front());
     waiting_.pop_front();

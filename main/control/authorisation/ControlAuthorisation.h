@@ -47,8 +47,9 @@ class ControlAuthorisation {
   void setAllowRemoteControl(bool allow);
   // Sends "control_state" on "control_reliable" when that is open, else on "control".
   void notifyControlState();
-  // The desktop takes no input any more: control ends at once and the viewer is notified.
-  void desktopClosed() { endControl(); }
+  // The desktop takes no input any more: control ends at once and the viewer is notified; requests that wait for the
+  // desktop are answered as not permitted.
+  void desktopClosed();
   // A control channel closed or the viewer was replaced: all its rights are dropped, and so are its requests that wait
   // for the desktop.
   void resetOnChannelClose();
@@ -73,7 +74,7 @@ class ControlAuthorisation {
     bool wanted = false;
     std::function<void(bool permitted)> done;
   };
-  void desktopReplied(bool permitted);
+  void answerWaiting(bool permitted);
   void endControl();
   bool isDemoRoom() const;
   void setControlEnabled(bool enabled);
@@ -86,6 +87,7 @@ class ControlAuthorisation {
   bool controlAuthed_ = false;
   bool allowRemoteControl_ = true;
   bool desktopAsked_ = false;
+  int question_ = 0;  // The number of the last request to the desktop: replies to others come too late.
   std::deque<ControlChange> waiting_;
   // Last: the desktop may reply after this object was destroyed.
   Lifetime life_;

@@ -26,12 +26,12 @@ struct ControlRequest {
   std::optional<LatencyEcho> latency;
 };
 
-// What a handler did: only a handled message is acknowledged. A handler that answers later gets its
-// acknowledgement from acknowledgeLater() and calls it after the answer.
+// What a handler did: only a handled message is acknowledged. A handler that answers later gets its acknowledgement
+// from acknowledgeLater() and calls it after the answer.
 enum class Handled { yes, later, ignored };
 
-// Decodes a message, finds its row, tests the gate, runs the handler, acknowledges. Nothing else
-// decides rights. Thread: main. Owner: Host.
+// Decodes a message, finds its row, tests the gate, runs the handler, acknowledges. Nothing else decides rights.
+// Thread: main. Owner: Host.
 class ControlDispatcher {
  public:
   using Handler = std::function<Handled(const ControlRequest&)>;

@@ -130,6 +130,10 @@ void VideoQuality::displayResized() {
   if (!presetSize_ || !sharing_.useScreenSource()) return;
   const VideoTarget target = adaptedTarget();
   if (target == lastTarget_) return;
+  adapt(target);
+}
+
+void VideoQuality::adapt(const VideoTarget& target) {
   VideoSender* const sender = sharing_.videoSender();
   if (sender && (target.kbps != lastTarget_.kbps || target.fps != lastTarget_.fps)) {
     sender->changeEncodings(
@@ -175,17 +179,11 @@ void VideoQuality::feedSource(const QString& preset, const VideoTarget& target) 
     sharing_.reconfigureScreen(target.width, target.height, target.fps);
     return;
   }
-  sharing_.whenScreenStarted([this] { feedStartedScreen(); });
+  // What is chosen while the local user is asked for the screen is for the screen, too.
+  sharing_.whenScreenStarted([this] { adapt(adaptedTarget()); });
   sharing_.rebuildSynthetic(target.width, target.height, target.fps);
   applyPreferences(preset);  // The track is a new one.
   callbacks_.makeOffer();
-}
-
-// The choice was made while the local user was asked for the screen.
-void VideoQuality::feedStartedScreen() {
-  const VideoTarget target = adaptedTarget();
-  store(currentQualityPreset_, target);
-  sharing_.reconfigureScreen(target.width, target.height, target.fps);
 }
 
 void VideoQuality::store(const QString& preset, const VideoTarget& target) {

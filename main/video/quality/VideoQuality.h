@@ -64,7 +64,7 @@ class VideoQuality {
   void feedSource(const QString& preset, const VideoTarget& target);
   // The target of the current preset for the display that is shared now.
   VideoTarget adaptedTarget() const;
-  void feedStartedScreen();
+  void adapt(const VideoTarget& target);
   void store(const QString& preset, const VideoTarget& target);
 
   Environment environment_;

@@ -90,9 +90,12 @@ void SharingControl::screenStarted() {
   screenStarting_ = false;
   useScreenSource_ = true;
   logLine("[share] started screen capture");
-  // The viewer may choose while the local user is being asked.
-  if (displayIndexCaptured_ != displayIndexUsed_) moveCapture();
-  if (const auto started = std::exchange(whenScreenStarted_, nullptr)) started();
+  const auto started = std::exchange(whenScreenStarted_, nullptr);
+  // The viewer may choose while the local user is being asked; a user who refused is not asked again.
+  if (missingPermission_.isEmpty()) {
+    if (displayIndexCaptured_ != displayIndexUsed_) moveCapture();
+    if (started) started();
+  }
   callbacks_.makeOffer();
 }
 

@@ -70,7 +70,7 @@ class SharingControl {
   bool isSharingEnabled() const { return sharingEnabled_; }
   bool useScreenSource() const { return useScreenSource_; }
   // Calls `started` when the capture that starts at the moment, for which the local user may be asked, has started;
-  // each call replaces the earlier one. Nothing happens without such a start, or if it is stopped before.
+  // each call replaces the earlier one. Never called without such a start, or if it is refused or stopped.
   void whenScreenStarted(std::function<void()> started);
   int displayIndexUsed() const { return displayIndexUsed_; }
   qint64 lastCaptureWallNs() const { return screenSource_ ? screenSource_->lastCaptureWallNs() : 0; }

@@ -52,6 +52,8 @@ CaptureLoop::~CaptureLoop() {
 void CaptureLoop::start(const CaptureSettings& settings, Callback ended) {
   {
     const std::lock_guard lock(mutex_);
+    const QSize size = frameSizeFor(settings.width, settings.height);
+    source_->adaptOutputFormat(size.width(), size.height(), settings.fps);
     commands_.settings = settings;
     ++commands_.epoch;
     commands_.startCallbacks.push_back(std::move(ended));
@@ -116,9 +118,11 @@ bool CaptureLoop::takeCommands() {
 }
 
 void CaptureLoop::restart(std::vector<Callback> startCallbacks) {
-  endAttempt();
-  startCallbacks_ = std::move(startCallbacks);
-  capture_->close();
+  // A user who is being asked decides on the newest settings.
+  if (!awaitingConsent_ || !settings_) endAttempt();
+  awaitingConsent_ = false;
+  startCallbacks_.insert(startCallbacks_.end(), startCallbacks.begin(), startCallbacks.end());
+  if (!settings_) capture_->close();
   open_ = false;
   firstFramePending_ = false;
   reopenAt_.reset();
@@ -186,6 +190,13 @@ void CaptureLoop::refuseToRead() {
 void CaptureLoop::reopen() {
   openedAt_ = now();
   const ScreenCapture::Opened opened = capture_->open(settings_->displayIndex);
+  const bool asked = std::exchange(awaitingConsent_, opened.outcome == ScreenCapture::Outcome::awaitingConsent);
+  if (awaitingConsent_) return;
+  if (asked && opened.outcome == ScreenCapture::Outcome::refused) {
+    reopenAt_.reset();
+    refuse(opened.error);
+    return;
+  }
   if (opened.outcome != ScreenCapture::Outcome::opened) {
     reopenAt_ = openedAt_ + kReopenStep;
     return;
@@ -220,6 +231,10 @@ void CaptureLoop::work() {
   if (awaitingConsent_) {
     if (capture_->wait(FramePacer::kForever, ScreenCapture::WakeOn::changeOrCall) != ScreenCapture::Woken::change)
       return;
+    if (reopenAt_) {
+      reopen();
+      return;
+    }
     openFirst();
     if (!awaitingConsent_) endAttempt();
     return;
@@ -263,7 +278,12 @@ void CaptureLoop::poll(Time start) {
       }
       return;
     case ScreenCapture::Poll::unchanged:
-      pacer_.pollUnchanged(start);
+      // What the unreadable frame showed is read only by opening the display again.
+      if (unreadable_ > 0) {
+        handleUnreadable(start);
+      } else {
+        pacer_.pollUnchanged(start);
+      }
       return;
     case ScreenCapture::Poll::notReady:
       pacer_.pollFailed(start);

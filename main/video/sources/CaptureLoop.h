@@ -37,7 +37,8 @@ class CaptureLoop {
 
   // Called on the capture thread.
   struct Events {
-    // Once for every attempt to start that ends in a refusal.
+    // Once for every attempt to start that ends in a refusal, also when only its first frame shows that the display
+    // cannot be read, and when the local user refuses a lost display that has come back.
     Callback refused;
     // The display's image has another size than the last one since the start.
     Callback resized;
@@ -47,7 +48,7 @@ class CaptureLoop {
   CaptureLoop(const CaptureLoop&) = delete;
   CaptureLoop& operator=(const CaptureLoop&) = delete;
 
-  // Opens the display again and captures with `settings`; where a person has to be asked, that may take minutes. Calls
+  // Captures with `settings` from now on; opens the display, for which the local user may be asked for minutes. Calls
   // made before the thread has handled the previous one are joined into one attempt with the newest settings. Every
   // `ended` is called once, on the capture thread, whatever the outcome, unless the loop is destroyed first.
   void start(const CaptureSettings& settings, Callback ended);

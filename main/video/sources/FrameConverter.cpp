@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "third_party/libyuv/include/libyuv/convert.h"
+#include "third_party/libyuv/include/libyuv/planar_functions.h"
 #include "third_party/libyuv/include/libyuv/rotate.h"
 #include "third_party/libyuv/include/libyuv/scale.h"
 
@@ -142,6 +143,14 @@ QRect scaledRect(const QRect& rect, const QSize& from, const QSize& to) {
          QRect(QPoint(0, 0), to);
 }
 
+rtc::scoped_refptr<webrtc::I420Buffer> mirrored(const webrtc::I420Buffer& from) {
+  auto to = webrtc::I420Buffer::Create(from.width(), from.height());
+  libyuv::I420Mirror(from.DataY(), from.StrideY(), from.DataU(), from.StrideU(), from.DataV(), from.StrideV(),
+                     to->MutableDataY(), to->StrideY(), to->MutableDataU(), to->StrideU(), to->MutableDataV(),
+                     to->StrideV(), from.width(), from.height());
+  return to;
+}
+
 libyuv::RotationMode rotationOf(int degrees) {
   switch (degrees) {
     case 90:
@@ -176,12 +185,13 @@ QRect FrameConverter::convert(const CapturedFrame& captured, const CpuPixels& pi
                               const rtc::scoped_refptr<webrtc::I420Buffer>& frame) {
   const QRect wholeFrame(0, 0, frame->width(), frame->height());
   const libyuv::RotationMode rotation = rotationOf(captured.rotationDegrees);
-  if (rotation != libyuv::kRotate0) {
-    const bool sideways = rotation != libyuv::kRotate180;
+  if (rotation != libyuv::kRotate0 || captured.mirrored) {
+    const bool sideways = rotation == libyuv::kRotate90 || rotation == libyuv::kRotate270;
     const QSize upright = sideways ? captured.size.transposed() : captured.size;
     const auto turned = webrtc::I420Buffer::Create(upright.width(), upright.height());
-    const auto asCaptured = webrtc::I420Buffer::Create(captured.size.width(), captured.size.height());
+    auto asCaptured = webrtc::I420Buffer::Create(captured.size.width(), captured.size.height());
     convertRect(pixels, captured.format, QRect(QPoint(0, 0), captured.size), *asCaptured);
+    if (captured.mirrored) asCaptured = mirrored(*asCaptured);
     libyuv::I420Rotate(asCaptured->DataY(), asCaptured->StrideY(), asCaptured->DataU(), asCaptured->StrideU(),
                        asCaptured->DataV(), asCaptured->StrideV(), turned->MutableDataY(), turned->StrideY(),
                        turned->MutableDataU(), turned->StrideU(), turned->MutableDataV(), turned->StrideV(),

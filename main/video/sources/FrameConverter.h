@@ -12,9 +12,9 @@
 
 namespace vantora {
 
-// Converts the damaged rectangles to I420 and takes the rest from the previous image. Rotated images are turned
-// upright. If the sizes differ, the whole image is then stretched to the frame, so that positions stay proportional.
-// Frames come from a bounded pool. Thread: the capture thread. Owner: the capture loop.
+// Converts the damaged rectangles to I420 and takes the rest from the previous image. Rotated and mirrored
+// images are shown upright. If the sizes differ, the whole image is then stretched to the frame, so that positions stay
+// proportional. Frames come from a bounded pool. Thread: the capture thread. Owner: the capture loop.
 class FrameConverter {
  public:
   // Frames of `size` from now on (see frameSizeFor for the bounds).

@@ -14,7 +14,7 @@ class FramePacer {
  public:
   using Time = std::chrono::nanoseconds;  // Since any fixed instant.
   static constexpr Time kForever = Time::max();
-  // Number and interval of repeats after a change. A thin link takes a second to send a page, and until then no encoder
+  // Number and interval of repeats after a change. A slow link takes a second to send a page, and until then no encoder
   // makes it sharper.
   static constexpr int kBurstLength = 20;
   static constexpr Time kBurstStep = std::chrono::milliseconds(100);

@@ -51,12 +51,9 @@ void ScreenVideoSource::start(Done done) {
 
 void ScreenVideoSource::reconfigure(int width, int height, int fps, Done done) {
   thread_.check("ScreenVideoSource::reconfigure");
-  native_->loop.stop();
   width_ = width;
   height_ = height;
   fps_ = clampedFps(fps);
-  const QSize size = frameSizeFor(width_, height_);
-  native_->source->adaptOutputFormat(size.width(), size.height(), fps_);
   start(std::move(done));
 }
 

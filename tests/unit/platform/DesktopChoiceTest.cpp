@@ -129,6 +129,14 @@ TEST(DesktopFactory, hasNothingWithoutADisplayServer) {
   }
 }
 
+TEST(DesktopFactory, reachesACompositorThroughItsXServer) {
+  fakes::FakeClipboard clipboard;
+  const DisplayServers xwaylandOnly{.xServer = [](const QString&) { return xwayland; },
+                                    .compositor = [](const QString&) { return false; }};
+  const auto desktop = makeDesktopSession(Environment::of({{"DISPLAY", ":59999"}}), clipboard, xwaylandOnly);
+  EXPECT_EQ(desktop->status(), DesktopStatus{DesktopState::ready});
+}
+
 TEST(DesktopFactory, isReadyForADisplayServerThatDoesNotReplyYet) {
   fakes::FakeClipboard clipboard;
   // Far above the numbers that servers use.

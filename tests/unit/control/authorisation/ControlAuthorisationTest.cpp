@@ -362,6 +362,26 @@ TEST_F(ControlAuthorisationTest, keepsABoundedNumberOfRequestsWaiting) {
   EXPECT_EQ(prompts_.size(), 2U);
 }
 
+TEST_F(ControlAuthorisationTest, answersForADesktopThatClosesBeforeItsUserHasDecided) {
+  promptsUser_ = true;
+  ControlAuthorisation authorisation = make();
+  auth(authorisation, kRightToken);
+  std::optional<bool> permitted;
+  authorisation.handleControl(ControlChannel::control, kEnable, [&](bool each) { permitted = each; });
+  authorisation.desktopClosed();
+  EXPECT_EQ(onlyAnswer(), state(false));
+  EXPECT_EQ(permitted, false);
+  prompts_[0](true);
+  EXPECT_FALSE(authorisation.controlEnabled()) << "the reply came too late";
+  EXPECT_TRUE(sender_.sent.isEmpty());
+  authorisation.handleControl(ControlChannel::control, kEnable, [](bool) {});
+  ASSERT_EQ(prompts_.size(), 2U) << "the next viewer's request is a new one";
+  prompts_[0](true);
+  EXPECT_FALSE(authorisation.controlEnabled());
+  prompts_[1](true);
+  EXPECT_TRUE(authorisation.controlEnabled());
+}
+
 TEST_F(ControlAuthorisationTest, endsControlWithTheDesktop) {
   ControlAuthorisation authorisation = make();
   authorisation.desktopClosed();

@@ -82,6 +82,15 @@ TEST_F(VideoQualityTest, givesTheScreenTheSizeThatTheViewerNamedWhileItStarted) 
   EXPECT_EQ(journal_.with("screen 1: reconfigure"_L1), QStringList{u"screen 1: reconfigure 800x600@30"_s});
 }
 
+TEST_F(VideoQualityTest, givesTheSenderTheRatesOfTheScreenThatHasStarted) {
+  sharing_.startSharing();
+  quality_.applyQualityPreset(u"native"_s);
+  sources_.screen().finishStart();
+  EXPECT_EQ(quality_.lastTarget(), (VideoTarget{1920, 1080, 60, 12441}));
+  EXPECT_EQ(sender().maxBitrateBps, 12'441'000);
+  EXPECT_EQ(sender().maxFramerate, 60);
+}
+
 TEST_F(VideoQualityTest, startsTheScreenAsConfiguredAfterEarlierChoices) {
   quality_.applyQualityPreset(u"low"_s);
   share();

@@ -82,6 +82,20 @@ TEST_F(SharingControlTest, movesToTheDisplayThatWasChosenWhileTheScreenStarted) 
   EXPECT_EQ(sharing_.displayIndexUsed(), 1);
 }
 
+TEST_F(SharingControlTest, asksAUserWhoRefusedForNothingElse) {
+  start();
+  sharing_.startSharing();
+  int calls = 0;
+  sharing_.selectDisplay(1);
+  sharing_.whenScreenStarted([&calls] { ++calls; });
+  sources_.screen().events.refused(u"screen_recording"_s);
+  sources_.screen().finishStart();
+  EXPECT_EQ(calls, 0);
+  EXPECT_TRUE(journal_.with("screen 1: display"_L1).isEmpty());
+  EXPECT_TRUE(sharing_.selectDisplay(0)) << "the viewer may ask again";
+  EXPECT_EQ(journal_.with("screen 1: display"_L1), QStringList{u"screen 1: display 0"_s});
+}
+
 TEST_F(SharingControlTest, leavesTheDisplayAloneWhenTheFirstOneWasChosenAgain) {
   start();
   sharing_.startSharing();

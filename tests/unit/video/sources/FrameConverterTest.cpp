@@ -256,6 +256,30 @@ TEST(FrameConverter, turnsAnImageUpright) {
   }
 }
 
+TEST(FrameConverter, mirrorsBeforeItTurns) {
+  const Canvas canvas(40, 20);
+  CapturedFrame captured = canvas.capture();
+  const auto flat = whole(captured);
+  captured.mirrored = true;
+  FrameConverter converter;
+  converter.setFrameSize({40, 20});
+  const auto mirrored = converter.newFrame();
+  EXPECT_EQ(converter.convert(captured, mirrored), QRect(0, 0, 40, 20));
+  captured.rotationDegrees = 90;
+  converter.setFrameSize({20, 40});
+  const auto turned = converter.newFrame();
+  EXPECT_EQ(converter.convert(captured, turned), QRect(0, 0, 20, 40));
+  const auto luma = [](const webrtc::I420Buffer& frame, int x, int y) {
+    return frame.DataY()[y * frame.StrideY() + x];
+  };
+  for (int y = 0; y < 20; ++y) {
+    for (int x = 0; x < 40; ++x) {
+      ASSERT_EQ(luma(*mirrored, 39 - x, y), luma(*flat, x, y)) << x << ", " << y;
+      ASSERT_EQ(luma(*turned, 19 - y, 39 - x), luma(*flat, x, y)) << x << ", " << y;
+    }
+  }
+}
+
 TEST(FrameConverter, readsPixelsBehindADescriptor) {
   const Canvas canvas(64, 48);
   constexpr std::uint32_t kOffset = 4096;

@@ -117,6 +117,71 @@ TEST_F(ScreenSourceLifeTest, forgetsTheQuestionWhenItIsStopped) {
   ASSERT_TRUE(pumpUntil([&] { return ended == 2 && sink.count() > 0; }));
 }
 
+TEST_F(ScreenSourceLifeTest, asksOnceForTheNewestSettings) {
+  screen->setPrompting(true);
+  const auto source = make(64, 48, 60);
+  FrameSink sink(source->native());
+  int ended = 0;
+  source->start([&] { ++ended; });
+  ASSERT_TRUE(pumpUntil([&] { return screen->opens() == 1; }));
+  source->reconfigure(32, 24, 60, [&] { ++ended; });
+  ASSERT_TRUE(pumpUntil([&] { return screen->opens() == 2; }));
+  pumpFor(50ms);
+  EXPECT_EQ(ended, 0) << "both wait for the same decision";
+  screen->setPrompting(false);
+  ASSERT_TRUE(pumpUntil([&] { return ended == 2 && sink.count() > 0; }));
+  EXPECT_EQ(sink.frames()[0].width, 32);
+  EXPECT_EQ(log.count(u"[sc] Video capture started"), 1);
+}
+
+TEST_F(ScreenSourceLifeTest, keepsTheDisplayOpenForOtherSettings) {
+  const auto source = make(64, 48, 60);
+  FrameSink sink(source->native());
+  ASSERT_TRUE(start(*source));
+  for (const int width : {32, 64}) {
+    bool ended = false;
+    source->reconfigure(width, 48, 30, [&] { ended = true; });
+    ASSERT_TRUE(pumpUntil([&] { return ended && sink.count() > 0 && sink.last().width == width; }));
+  }
+  EXPECT_EQ(screen->closes(), 0);
+}
+
+TEST_F(ScreenSourceLifeTest, waitsForThePersonWhenADisplayComesBack) {
+  const auto source = make(64, 48, 60);
+  FrameSink sink(source->native());
+  ASSERT_TRUE(start(*source));
+  screen->setGone(true);
+  ASSERT_TRUE(pumpUntil([&] { return screen->closes() == 1; }));
+  screen->setPrompting(true);
+  screen->setGone(false);
+  const int before = screen->opens();
+  ASSERT_TRUE(pumpUntil([&] { return screen->opens() > before; }));
+  const int asked = screen->opens();
+  pumpFor(1100ms);
+  EXPECT_EQ(screen->opens(), asked) << "each opening may be a question";
+  const QStringList lines = log.lines();
+  const std::size_t frames = sink.count();
+  screen->setPrompting(false);
+  EXPECT_TRUE(pumpUntil([&] { return sink.count() > frames; }));
+  EXPECT_EQ(screen->opens(), asked + 1);
+  EXPECT_EQ(log.lines(), lines);
+}
+
+TEST_F(ScreenSourceLifeTest, endsWhenThePersonRefusesADisplayThatComesBack) {
+  const auto source = make(64, 48, 60);
+  ASSERT_TRUE(start(*source));
+  screen->setPrompting(true);
+  screen->setGone(true);
+  ASSERT_TRUE(pumpUntil([&] { return screen->closes() == 1 && screen->opens() == 2; }));
+  screen->refuseWith(u"not today"_s);
+  screen->setPrompting(false);
+  ASSERT_TRUE(pumpUntil([&] { return permissions.size() == 1; }));
+  EXPECT_EQ(log.count(u"[sc] start error: not today"), 1);
+  const int opens = screen->opens();
+  pumpFor(1100ms);
+  EXPECT_EQ(screen->opens(), opens);
+}
+
 TEST_F(ScreenSourceLifeTest, endsWhileThePersonIsAsked) {
   screen->setPrompting(true);
   auto source = make(64, 48, 60);
@@ -227,6 +292,16 @@ TEST_F(ScreenSourceLifeTest, showsWhatChangedInAFrameThatCouldNotBeRead) {
     EXPECT_EQ(screen->closes(), 0) << "once is no loss";
     screen = fakes::FakeScreen::make({{64, 48}});
   }
+}
+
+TEST_F(ScreenSourceLifeTest, showsAFrameThatCouldNotBeReadAlsoWhenNothingElseChanges) {
+  const auto source = make(64, 48, 120);
+  FrameSink sink(source->native());
+  ASSERT_TRUE(start(*source));
+  ASSERT_TRUE(pumpUntil([&] { return sink.count() > 0; }));
+  screen->setUnreadableFrames(1);
+  screen->paint(kWhite);
+  EXPECT_TRUE(pumpUntil([&] { return sink.last().luma == kWhiteLuma; }));
 }
 
 TEST_F(ScreenSourceLifeTest, losesADisplayThatCannotBeReadAnyMore) {
