@@ -22,8 +22,8 @@ class VideoQuality {
   };
   struct Settings {
     int lastMaxBitrateKbps = 3000;
-    std::optional<QString> preferredCodecName;
-    std::optional<QString> h264Profile;
+    std::optional<QString> preferredCodecName = std::nullopt;
+    std::optional<QString> h264Profile = std::nullopt;
   };
 
   // `displays` and `sharing` must outlive this object.

@@ -87,6 +87,11 @@ class HostFixture : public testing::Test {
   QList<JsonObject> received(QLatin1StringView label = QLatin1StringView("control_reliable")) {
     return peer().channel(label).takeMessages();
   }
+  static QStringList typesOf(const QList<JsonObject>& messages) {
+    QStringList types;
+    for (const JsonObject& message : messages) types.append(message.value(QStringLiteral("type")).toString());
+    return types;
+  }
   // Types of the signalling messages sent on the newest connection, in order.
   QStringList signalled() {
     QStringList types;

@@ -1,5 +1,4 @@
 // How the session handles a viewer's requests for video quality.
-#include <algorithm>
 #include <limits>
 
 #include "tests/unit/session/HostFixture.h"
@@ -38,27 +37,6 @@ TEST_F(HostQualityTest, allowsNoBandwidthThatEndsTheLibrary) {
     EXPECT_EQ(peer().maxBitrateBps, 60'000'000) << kbps;
   }
   EXPECT_EQ(peer().sender().maxBitrateBps, 2'000'000'000);
-}
-
-// The local user takes a minute to allow the capture: nothing blocks, and what the viewer chooses meanwhile counts.
-TEST_F(HostQualityTest, servesTheViewerWhileTheUserIsAskedForTheScreen) {
-  connectInControl();
-  host_->startSharing();
-  journal_.take();
-  for (int second = 0; second < 60; ++second) {
-    scheduler_.advance(std::chrono::seconds(1));
-    say({{u"type"_s, u"ping"_s}});
-    const QList<JsonObject> messages = received();
-    EXPECT_TRUE(std::ranges::any_of(messages, [](const JsonObject& each) { return each["type"_L1] == u"pong"_s; }));
-    if (second == 20) say({{u"type"_s, u"display_index"_s}, {u"index"_s, 1}});
-    if (second == 40) say({{u"type"_s, u"quality"_s}, {u"preset"_s, u"low"_s}});
-  }
-  EXPECT_TRUE(journal_.with("screen 1"_L1).isEmpty());
-  EXPECT_FALSE(logged().contains(u"[share] started screen capture"_s));
-  sources_.screen().finishStart();
-  EXPECT_TRUE(logged().contains(u"[share] started screen capture"_s));
-  EXPECT_EQ(journal_.with("screen 1"_L1),
-            (QStringList{u"screen 1: display 1"_s, u"screen 1: reconfigure 864x540@30"_s}));
 }
 
 // The library probes whenever the limit rises.

@@ -1,13 +1,4 @@
-#include <gtest/gtest.h>
-
-#include <map>
-
-#include "base/Log.h"
-#include "main/video/sharing/SharingControl.h"
-#include "tests/fakes/FakeControlSender.h"
-#include "tests/fakes/FakeDisplays.h"
-#include "tests/fakes/FakePeerConnection.h"
-#include "tests/fakes/FakeVideoSources.h"
+#include "tests/unit/video/sharing/SharingFixture.h"
 
 using namespace Qt::Literals::StringLiterals;
 
@@ -16,45 +7,7 @@ namespace {
 
 using Sent = fakes::FakeControlSender::Sent;
 
-// Log lines are in the same journal as the calls, marked by "log: ".
-class SharingControlTest : public testing::Test {
- protected:
-  void start() { sharing_.startVideoSource(*peer_, videoSender_); }
-  void startAndShare() {
-    start();
-    sharing_.startSharing();
-    sources_.screen().finishStart();
-    journal_.take();
-  }
-  QStringList logged() const { return journal_.with("log:"_L1); }
-  fakes::FakeSender& track() { return factory_.last().sender(); }
-  static QString sizeOf(const fakes::FakeSource& source) {
-    return u"%1x%2@%3"_s.arg(source.width).arg(source.height).arg(source.fps);
-  }
-
-  fakes::Journal journal_;
-  ScopedLogSink log_{[this](const QString& line) { journal_.note(u"log: "_s + line); }};
-  std::map<std::string, QString> environment_;
-  fakes::FakeDisplays displays_{{{.bounds = {0, 0, 1920, 1080}}, {.bounds = {1920, 0, 1000, 700}}}};
-  fakes::FakeControlSender sender_;
-  fakes::FakeVideoSources sources_{journal_};
-  fakes::FakePeerConnectionFactory factory_{&journal_};
-  std::unique_ptr<PeerConnection> peer_ = factory_.createPeerConnection({}, {});
-  std::unique_ptr<VideoSender> videoSender_;
-  SharingControl sharing_{
-      Environment([this](const char* name) -> std::optional<QString> {
-        const auto found = environment_.find(name);
-        return found == environment_.end() ? std::nullopt : std::optional(found->second);
-      }),
-      displays_,
-      sender_,
-      sources_.factory(),
-      {.makeOffer = [this] { journal_.note(u"offer"_s); },
-       .changed = [this] { journal_.note(u"changed"_s); },
-       .input = {.setMappingMode = [this](bool points) { journal_.note(u"input: points=%1"_s.arg(points)); },
-                 .setOrigin = [this](bool top) { journal_.note(u"input: top=%1"_s.arg(top)); },
-                 .setTargetScreen = [this](int index) { journal_.note(u"input: screen=%1"_s.arg(index)); }}}};
-};
+using SharingControlTest = SharingFixture;
 
 TEST_F(SharingControlTest, setsUpTheTrack) {
   journal_.take();
@@ -70,71 +23,6 @@ TEST_F(SharingControlTest, setsUpTheTrack) {
   EXPECT_FALSE(sharing_.useScreenSource());
   EXPECT_FALSE(sharing_.isSharingEnabled());
   EXPECT_EQ(sharing_.videoSender(), videoSender_.get());
-}
-
-TEST_F(SharingControlTest, movesToTheDisplayThatWasChosenWhileTheScreenStarted) {
-  start();
-  sharing_.startSharing();
-  EXPECT_FALSE(sharing_.selectDisplay(1));
-  EXPECT_TRUE(journal_.with("screen 1: display"_L1).isEmpty());
-  sources_.screen().finishStart();
-  EXPECT_EQ(journal_.with("screen 1: display"_L1), QStringList{u"screen 1: display 1"_s});
-  EXPECT_EQ(sharing_.displayIndexUsed(), 1);
-}
-
-TEST_F(SharingControlTest, asksAUserWhoRefusedForNothingElse) {
-  start();
-  sharing_.startSharing();
-  int calls = 0;
-  sharing_.selectDisplay(1);
-  sharing_.whenScreenStarted([&calls] { ++calls; });
-  sources_.screen().events.refused(u"screen_recording"_s);
-  sources_.screen().finishStart();
-  EXPECT_EQ(calls, 0);
-  EXPECT_TRUE(journal_.with("screen 1: display"_L1).isEmpty());
-  EXPECT_TRUE(sharing_.selectDisplay(0)) << "the viewer may ask again";
-  EXPECT_EQ(journal_.with("screen 1: display"_L1), QStringList{u"screen 1: display 0"_s});
-}
-
-TEST_F(SharingControlTest, leavesTheDisplayAloneWhenTheFirstOneWasChosenAgain) {
-  start();
-  sharing_.startSharing();
-  sharing_.selectDisplay(1);
-  sharing_.selectDisplay(0);
-  sources_.screen().finishStart();
-  EXPECT_TRUE(journal_.with("screen 1: display"_L1).isEmpty());
-}
-
-TEST_F(SharingControlTest, keepsTheChosenDisplayWhenTheConnectionIsRebuiltWhileTheScreenStarts) {
-  start();
-  sharing_.startSharing();
-  sharing_.selectDisplay(1);
-  sharing_.detachSender();
-  peer_ = factory_.createPeerConnection({}, {});
-  start();
-  sources_.screen().finishStart();
-  EXPECT_EQ(journal_.with("screen 1: display"_L1), QStringList{u"screen 1: display 1"_s});
-}
-
-TEST_F(SharingControlTest, tellsOfAStartedScreenOnlyWhoAskedDuringItsStart) {
-  start();
-  int calls = 0;
-  const auto count = [&calls] { ++calls; };
-  sharing_.whenScreenStarted(count);
-  sharing_.startSharing();
-  sharing_.whenScreenStarted(count);
-  sharing_.whenScreenStarted(count);
-  sharing_.stopSharing();
-  sharing_.startSharing();
-  sources_.screen().finishStart();
-  EXPECT_EQ(calls, 0);
-  sharing_.stopSharing();
-  sharing_.startSharing();
-  sharing_.whenScreenStarted(count);
-  sources_.screen().finishStart();
-  EXPECT_EQ(calls, 1);
-  sharing_.whenScreenStarted(count);
-  EXPECT_EQ(calls, 1);
 }
 
 TEST_F(SharingControlTest, appliesEverySettingOfTheEnvironment) {
