@@ -7,7 +7,7 @@ using namespace Qt::Literals::StringLiterals;
 
 // Absolute path of the compositor's socket; empty when the environment names none.
 QString compositorSocket(const Environment& environment) {
-  const QString name = environment.nonEmpty("WAYLAND_DISPLAY").value_or(QString());
+  QString name = environment.nonEmpty("WAYLAND_DISPLAY").value_or(QString());
   if (name.isEmpty() || name.startsWith(u'/')) return name;
   const auto folder = environment.nonEmpty("XDG_RUNTIME_DIR");
   return folder ? *folder + u'/' + name : QString();
