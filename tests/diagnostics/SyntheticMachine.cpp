@@ -61,16 +61,18 @@ Options SyntheticMachine::realOptions() const {
 
 Options SyntheticMachine::options() const {
   Options options = realOptions();
-  options.runner = [this](const QString& command, double seconds) {
-    EXPECT_DOUBLE_EQ(seconds, 2.5);
-    const QMutexLocker locker(&mutex_);
-    commands_.append(command);
-    for (const auto& [piece, output] : answers_) {
-      if (command.contains(piece)) return output;
-    }
-    return QString();
-  };
+  options.runner = [this](const QString& command, double seconds) { return run(command, seconds); };
   return options;
+}
+
+QString SyntheticMachine::run(const QString& command, double seconds) const {
+  EXPECT_DOUBLE_EQ(seconds, 2.5);
+  const QMutexLocker locker(&mutex_);
+  commands_.append(command);
+  for (const auto& [piece, output] : answers_) {
+    if (command.contains(piece)) return output;
+  }
+  return {};
 }
 
 QStringList SyntheticMachine::commands() const {

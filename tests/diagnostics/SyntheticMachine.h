@@ -41,6 +41,8 @@ class SyntheticMachine {
   [[nodiscard]] QString place(const QString& path) const;
 
  private:
+  QString run(const QString& command, double seconds) const;
+
   QTemporaryDir root_;
   QTemporaryDir tools_;
   QTemporaryDir basics_;

@@ -16,7 +16,7 @@ constexpr const char* kId = "0123456789abcdef0123456789ABCDEF";
 class LinuxMachineId : public testing::Test {
  protected:
   QString file(const QString& name, const QByteArray& text) const {
-    const QString path = folder_.filePath(name);
+    QString path = folder_.filePath(name);
     QFile out(path);
     EXPECT_TRUE(out.open(QIODevice::WriteOnly));
     out.write(text);
