@@ -75,6 +75,7 @@ TEST(Log, neverMixesLinesOfDifferentThreads) {
   constexpr int kLength = 6000;
   CapturedStandardError capture;
   std::vector<std::thread> threads;
+  threads.reserve(kThreads);
   for (int i = 0; i < kThreads; ++i) {
     threads.emplace_back([i] {
       for (int n = 0; n < kLines; ++n) logLine(QString(kLength, QLatin1Char(static_cast<char>('a' + i))));
@@ -102,8 +103,10 @@ TEST(Log, goesToTheSinkWhileThereIsOne) {
 
 TEST(Log, callsTheSinkFromOneThreadAtATime) {
   fakes::RecordedLog log;
+  constexpr int kThreads = 4;
   std::vector<std::thread> threads;
-  for (int i = 0; i < 4; ++i) {
+  threads.reserve(kThreads);
+  for (int i = 0; i < kThreads; ++i) {
     threads.emplace_back([] {
       for (int n = 0; n < 500; ++n) logLine("x");
     });

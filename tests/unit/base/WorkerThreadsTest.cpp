@@ -69,6 +69,7 @@ TEST_F(WorkerThreadsTest, keepsToItsNumberOfThreadsAndToTheOrder) {
   WorkerThreads threads("test", 2);
   Gate gate;
   std::vector<std::unique_ptr<BackgroundTask>> tasks;
+  tasks.reserve(5);
   for (int i = 0; i < 5; ++i) tasks.push_back(threads.start(gate.work(i), keep()));
   ASSERT_TRUE(testloop::waitFor([&] { return gate.running == 2; }));
   EXPECT_TRUE(results_.isEmpty());
@@ -81,6 +82,7 @@ TEST_F(WorkerThreadsTest, keepsToItsNumberOfThreadsAndToTheOrder) {
 TEST_F(WorkerThreadsTest, oneThreadTakesWorkInItsOrder) {
   WorkerThreads threads("test", 1);
   std::vector<std::unique_ptr<BackgroundTask>> tasks;
+  tasks.reserve(50);
   for (int i = 0; i < 50; ++i) {
     tasks.push_back(threads.start([i](const std::stop_token&) { return numbered(i); }, keep()));
   }

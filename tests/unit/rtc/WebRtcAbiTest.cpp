@@ -27,7 +27,8 @@ TEST(WebRtcAbiTest, seesTheHeadersWithTheSameSwitchesEverywhere) {
   QFile file(testplaces::build() + u"/compile_commands.json"_s);
   ASSERT_TRUE(file.open(QIODevice::ReadOnly));
   int units = 0;
-  for (const QJsonValue& entry : QJsonDocument::fromJson(file.readAll()).array()) {
+  const QJsonArray entries = QJsonDocument::fromJson(file.readAll()).array();
+  for (const auto& entry : entries) {
     const QString command = entry[u"command"].toString();
     if (!command.contains(u"tg_owt"_s)) continue;
     ++units;
