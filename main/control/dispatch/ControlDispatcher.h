@@ -52,13 +52,14 @@ class ControlDispatcher {
   // Entry point for every message of either channel. Malformed ones are dropped silently.
   void dataChannelDidReceiveMessage(ControlChannel origin, const QByteArray& data, bool binary);
 
-  // Sends {"type":"ack"}, with "req" copied unchanged when the request carried one.
-  void sendAck(ControlChannel channel, const JsonObject& request);
   // The acknowledgement of a request, as its row says, for a handler that returns Handled::later: must be called before
   // the end of this object; does nothing when the viewer's connection was replaced meanwhile.
   [[nodiscard]] std::function<void()> acknowledgeLater(const ControlRequest& request);
 
  private:
+  // Sends {"type":"ack"}, with "req" copied unchanged when the request carried one.
+  void sendAck(ControlChannel channel, const JsonObject& request);
+
   ControlSender& sender_;
   const Scheduler& scheduler_;
   Gates allowed_;
