@@ -4,7 +4,7 @@
 #include <QDBusVariant>
 
 #include "main/ui/Theme.h"
-#include "main/ui/dbus/DBusCall.h"
+#include "base/dbus/DBusCall.h"
 
 namespace vantora {
 namespace {

@@ -5,7 +5,7 @@
 #include <QObject>
 #include <memory>
 
-#include "main/ui/dbus/DBusSignal.h"
+#include "base/dbus/DBusSignal.h"
 
 namespace vantora {
 

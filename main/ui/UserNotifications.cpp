@@ -6,7 +6,7 @@
 
 #include "base/Log.h"
 #include "main/ui/BringToFront.h"
-#include "main/ui/dbus/DBusCall.h"
+#include "base/dbus/DBusCall.h"
 
 namespace vantora {
 namespace {

@@ -10,8 +10,8 @@
 #include <optional>
 
 #include "base/InfoDictionary.h"
-#include "main/ui/dbus/DBusNameWatcher.h"
-#include "main/ui/dbus/DBusSignal.h"
+#include "base/dbus/DBusNameWatcher.h"
+#include "base/dbus/DBusSignal.h"
 
 namespace vantora {
 

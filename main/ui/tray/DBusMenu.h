@@ -5,7 +5,7 @@
 #include <functional>
 
 #include "main/ui/MenuRows.h"
-#include "main/ui/dbus/DBusObject.h"
+#include "base/dbus/DBusObject.h"
 
 namespace vantora {
 

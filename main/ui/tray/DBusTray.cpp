@@ -3,7 +3,7 @@
 #include <QCoreApplication>
 #include <QDBusVariant>
 
-#include "main/ui/dbus/DBusCall.h"
+#include "base/dbus/DBusCall.h"
 
 namespace vantora {
 namespace {

@@ -5,8 +5,8 @@
 #include <functional>
 #include <memory>
 
-#include "main/ui/dbus/DBusNameWatcher.h"
-#include "main/ui/dbus/DBusSignal.h"
+#include "base/dbus/DBusNameWatcher.h"
+#include "base/dbus/DBusSignal.h"
 #include "main/ui/tray/DBusMenu.h"
 #include "main/ui/tray/StatusNotifierItem.h"
 

@@ -3,7 +3,7 @@
 
 #include <functional>
 
-#include "main/ui/dbus/DBusObject.h"
+#include "base/dbus/DBusObject.h"
 #include "main/ui/tray/TrayAppearance.h"
 
 namespace vantora {

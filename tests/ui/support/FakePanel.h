@@ -7,9 +7,9 @@
 #include <optional>
 #include <utility>
 
-#include "main/ui/dbus/DBusCall.h"
-#include "main/ui/dbus/DBusObject.h"
-#include "main/ui/dbus/DBusSignal.h"
+#include "base/dbus/DBusCall.h"
+#include "base/dbus/DBusObject.h"
+#include "base/dbus/DBusSignal.h"
 #include "main/ui/tray/DBusMenuTypes.h"
 #include "tests/fakes/EventLoop.h"
 

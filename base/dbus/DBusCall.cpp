@@ -1,4 +1,4 @@
-#include "main/ui/dbus/DBusCall.h"
+#include "base/dbus/DBusCall.h"
 
 #include <QDBusError>
 #include <QDBusPendingCallWatcher>

@@ -1,4 +1,4 @@
-#include "main/ui/dbus/DBusSignal.h"
+#include "base/dbus/DBusSignal.h"
 
 namespace vantora {
 

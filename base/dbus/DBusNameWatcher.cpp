@@ -1,6 +1,6 @@
-#include "main/ui/dbus/DBusNameWatcher.h"
+#include "base/dbus/DBusNameWatcher.h"
 
-#include "main/ui/dbus/DBusCall.h"
+#include "base/dbus/DBusCall.h"
 
 namespace vantora {
 

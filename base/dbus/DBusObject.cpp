@@ -1,4 +1,4 @@
-#include "main/ui/dbus/DBusObject.h"
+#include "base/dbus/DBusObject.h"
 
 #include <QDBusVariant>
 

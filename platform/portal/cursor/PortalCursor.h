@@ -1,0 +1,26 @@
+// The cursor of a Wayland desktop, from the reports of its streams.
+#pragma once
+
+#include <memory>
+
+#include "base/Environment.h"
+#include "platform/SystemCursor.h"
+#include "platform/portal/StreamAccess.h"
+
+namespace vantora {
+
+// Compositors report the image of the cursor without its name: the name is found by comparison with the images of the
+// desktop's cursor theme. Thread: main.
+class PortalCursor : public SystemCursor {
+ public:
+  // Every report of every stream, in order.
+  virtual void report(const StreamCursor& cursor) = 0;
+  // No stream is open any more: the cursor is unknown.
+  virtual void streamsClosed() = 0;
+  // The desktop's cursor theme and size in layout units, which it names while it runs; empty and 0: unknown.
+  virtual void setTheme(const QString& name, int size) = 0;
+};
+
+std::unique_ptr<PortalCursor> makePortalCursor(const Environment& environment);
+
+}  // namespace vantora
