@@ -18,6 +18,10 @@ QString compositorSocket(const Environment& environment) {
 WindowSystem windowSystemOf(const Environment& environment, const DisplayServers& servers) {
   const auto display = environment.nonEmpty("DISPLAY");
   const bool namesCompositor = environment.nonEmpty("WAYLAND_DISPLAY").has_value();
+  const QString wanted = environment.nonEmpty("VANTORA_WINDOW_SYSTEM").value_or(QString()).toLower();
+  if (wanted == "x11"_L1) return WindowSystem::x11;
+  if (wanted == "wayland"_L1) return WindowSystem::wayland;
+  if (wanted == "none"_L1) return WindowSystem::none;
   const QString type = environment.nonEmpty("XDG_SESSION_TYPE").value_or(QString()).toLower();
   if (type == "x11"_L1 && display) return WindowSystem::x11;
 

@@ -2,6 +2,7 @@
 
 #include "platform/DesktopChoice.h"
 #include "platform/NoDesktop.h"
+#include "platform/portal/PortalDesktop.h"
 #include "platform/x11/X11Desktop.h"
 
 namespace vantora {
@@ -15,8 +16,7 @@ std::unique_ptr<DesktopSession> makeDesktopSession(const Environment& environmen
     case WindowSystem::x11:
       return makeX11Desktop(environment, display, clipboard);
     case WindowSystem::wayland:
-      if (!display.isEmpty()) return makeX11Desktop(environment, display, clipboard);
-      break;
+      return makePortalDesktop(environment, clipboard);
     case WindowSystem::none:
       break;
   }

@@ -9,8 +9,7 @@
 
 namespace vantora {
 
-// The implementation for the window system that windowSystemOf() chooses. A Wayland compositor is reached through its
-// Xwayland for now; the parts that do not work there report it. `clipboard` must outlive the session. Main thread; may
+// The implementation for the window system that windowSystemOf() chooses. `clipboard` must outlive the session. Main thread; may
 // wait for a display server that hangs, see displayServers().
 std::unique_ptr<DesktopSession> makeDesktopSession(const Environment& environment, Clipboard& clipboard,
                                                    const DisplayServers& servers = displayServers());

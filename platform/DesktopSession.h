@@ -17,7 +17,7 @@
 namespace vantora {
 
 enum class DesktopState {
-  starting,         // The desktop's capabilities are not known yet.
+  starting,         // The desktop's capabilities are not known yet, or nothing has needed its user's consent.
   awaitingConsent,  // The local user has been asked.
   ready,
   refused,  // The desktop or the user refused; a new request may succeed.

@@ -89,6 +89,7 @@ Host::Host(const QString& room, Configuration configuration, Platform platform)
   });
   bindControlMessages();
   platform_.desktop.setStatusHandler([this](const DesktopStatus& status) { desktopChanged(status); });
+  platform_.desktop.displays().setChangedHandler([this] { displaysChanged(); });
 
   signaler_->onMessage = [this](const JsonObject& message) { handle(message); };
   signaler_->onOpen = [this] {
@@ -97,13 +98,14 @@ Host::Host(const QString& room, Configuration configuration, Platform platform)
   };
   createPeer();
   startVideoSource();
-  if (settings_.autoShare) sharing_.startSharing();
+  if (settings_.autoShare) startSharing();
   negotiation_.makeOffer();
   logLine(u"[control] PIN: "_s + authorisation_->getPIN());
 }
 
 Host::~Host() {
   platform_.desktop.setStatusHandler(nullptr);
+  platform_.desktop.displays().setChangedHandler(nullptr);
   signaler_->onMessage = nullptr;
   signaler_->onOpen = nullptr;
   shutdown();
@@ -130,7 +132,21 @@ void Host::desktopChanged(const DesktopStatus& status) {
     authorisation_->desktopClosed();
     sharing_.stopSharing();
   }
+  // Once ready, the synthetic picture stays until the screen's own is there.
+  if (status.state != DesktopState::ready) sharing_.setAwaitingConsent(status.state == DesktopState::awaitingConsent);
   changed();
+}
+
+void Host::startSharing() {
+  sharing_.startSharing();
+  // The question of an earlier start may still be open.
+  sharing_.setAwaitingConsent(platform_.desktop.status().state == DesktopState::awaitingConsent);
+}
+
+void Host::displaysChanged() {
+  injector_.displaysChanged();
+  quality_->displayResized();
+  stats_.sendDisplayInfo(ControlChannel::reliable);
 }
 
 void Host::changed() const {

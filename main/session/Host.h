@@ -72,7 +72,7 @@ class Host {
   QString getICEStateLabel() const { return iceMonitor_.getICEStateLabel(); }
   IceState iceState() const { return iceMonitor_.iceState(); }
   bool isSharingEnabled() const { return sharing_.isSharingEnabled(); }
-  void startSharing() { sharing_.startSharing(); }
+  void startSharing();
   void stopSharing() { sharing_.stopSharing(); }
   ControlAuthorisation& authorisation() { return *authorisation_; }
   ChatInbox& chat() { return chat_; }
@@ -95,6 +95,7 @@ class Host {
   void channelClosed(ControlChannel channel);
   void stopStatistics();
   void desktopChanged(const DesktopStatus& status);
+  void displaysChanged();
   void changed() const;
   void bindControlMessages();
   Handled selectDisplay(const ControlRequest& request);

@@ -8,7 +8,7 @@
 #include <optional>
 #include <string>
 
-#include "platform/x11/ModifierPlan.h"
+#include "platform/ModifierPlan.h"
 #include "platform/x11/X11Connection.h"
 
 namespace vantora {

@@ -42,6 +42,7 @@ void InputInjector::setOrigin(bool topOrigin) {
 
 void InputInjector::setTargetScreen(std::int64_t index) {
   affinity_.check("InputInjector::setTargetScreen");
+  targetIndex_ = index;
   const std::vector<Display> displays = displays_.list();
   if (displays.empty()) {
     target_.reset();
@@ -59,6 +60,10 @@ void InputInjector::setTargetScreen(std::int64_t index) {
     fallbackFrame_ = target_->frame();
     logLine(u"[input] fallback target frame=%1 (points)"_s.arg(text(*fallbackFrame_)));
   }
+}
+
+void InputInjector::displaysChanged() {
+  if (!target_ && targetIndex_) setTargetScreen(*targetIndex_);
 }
 
 void InputInjector::ensureAccessibility(std::function<void(bool)> answer) {

@@ -30,6 +30,8 @@ class InputInjector {
   void setOrigin(bool topOrigin);
   // Targets the display with this index; the first one when there is no such index.
   void setTargetScreen(std::int64_t index);
+  // The desktop has other displays: chooses the target when there was no display before.
+  void displaysChanged();
 
   // Asks whether the process may post input events; logs a refusal, with the reason if known. `answer` is called once:
   // within this call when no prompt is needed, else when the local user has answered the prompt.
@@ -77,6 +79,7 @@ class InputInjector {
   bool usePoints_ = true;
   bool topOrigin_ = true;
   std::optional<Display> target_;
+  std::optional<std::int64_t> targetIndex_;  // The index that was set last.
   double rotationDegrees_ = 0;
   std::optional<QRectF> fallbackFrame_;
 };

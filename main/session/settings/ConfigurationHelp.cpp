@@ -45,6 +45,9 @@ constexpr std::array kNames{
     ConfigurationName{"DUMMY_DEBUG", environment, "off", "1: log the rate of the test picture"},
     ConfigurationName{"CURSOR_DEBUG", environment, "off", "1: log cursor shapes"},
     ConfigurationName{"CURSOR_TEST", environment, "off", "1: cycle through the cursor shapes"},
+    ConfigurationName{"VANTORA_WINDOW_SYSTEM", environment, "what answers", "x11, wayland or none"},
+    ConfigurationName{"VANTORA_KEEP_CONSENT", environment, "on",
+                      "0: do not remember the user's consent to share a Wayland desktop"},
 
     ConfigurationName{"VANTORA_DEMO", information, "none", "1: join the room \"demo\""},
     ConfigurationName{"VANTORA_ROOM", information, "none", "the room to join"},

@@ -37,7 +37,7 @@ std::unique_ptr<SyntheticVideo> SharingControl::makeFittedSynthetic() {
 std::unique_ptr<SyntheticVideo> SharingControl::makeSynthetic(int fps, int width, int height) {
   auto source = factory_.synthetic(fps, width, height);
   source->setActive(viewerConnected_);
-  source->setOnTrack(!sharingEnabled_);
+  source->setOnTrack(syntheticOnTrack());
   return source;
 }
 
@@ -59,12 +59,12 @@ void SharingControl::startVideoSource(PeerConnection& peer, std::unique_ptr<Vide
       logLine("[quality] degradationPreference=maintain-framerate");
     }
   }
-  if (video.shareIdleVideo) dummy_->start();
+  if (video.shareIdleVideo || awaitingConsent_) dummy_->start();
   if (videoSender_ && videoSender_->setContentHint(video.contentHint)) {
     logLine(u"[quality] contentHint="_s + video.contentHint);
   }
   if (sharingEnabled_ && screenSource_ && videoSender_) {
-    videoSender_->replaceTrack(*screenSource_);
+    if (!awaitingConsent_) videoSender_->replaceTrack(*screenSource_);
     useScreenSource_ = sharingResumes;
   }
 }
@@ -89,6 +89,7 @@ void SharingControl::startSharing() {
 void SharingControl::screenStarted() {
   screenStarting_ = false;
   useScreenSource_ = true;
+  setAwaitingConsent(false);
   logLine("[share] started screen capture");
   const auto started = std::exchange(whenScreenStarted_, nullptr);
   // The viewer may choose while the local user is being asked; a user who refused is not asked again.
@@ -112,6 +113,7 @@ void SharingControl::stopSharing() {
   screenSource_.reset();
   useScreenSource_ = false;
   screenStarting_ = false;
+  awaitingConsent_ = false;
   whenScreenStarted_ = nullptr;
   missingPermission_.clear();
   logLine("[share] stopped screen capture");
@@ -152,7 +154,7 @@ void SharingControl::rebuildSynthetic(int width, int height, int fps) {
   std::unique_ptr<SyntheticVideo> fresh = makeSynthetic(fps, width, height);
   if (dummy_) dummy_->stop();
   fresh->start();
-  if (videoSender_ && !screenSource_) videoSender_->replaceTrack(*fresh);
+  if (videoSender_ && (!screenSource_ || awaitingConsent_)) videoSender_->replaceTrack(*fresh);
   dummy_ = std::move(fresh);
 }
 
@@ -164,14 +166,28 @@ void SharingControl::reconfigureScreen(int width, int height, int fps) {
 
 void SharingControl::controlOpened() { sendMissingPermission(); }
 
+void SharingControl::setAwaitingConsent(bool awaiting) {
+  if (!sharingEnabled_ || awaitingConsent_ == awaiting) return;
+  awaitingConsent_ = awaiting;
+  if (dummy_) dummy_->setOnTrack(awaiting);
+  if (awaiting) {
+    if (dummy_) dummy_->start();
+    if (videoSender_ && dummy_) videoSender_->replaceTrack(*dummy_);
+    sendMissingPermission();
+  } else if (videoSender_ && screenSource_) {
+    videoSender_->replaceTrack(*screenSource_);
+  }
+}
+
 void SharingControl::notifyClientPermission(const QString& permission) {
   missingPermission_ = permission;
   sendMissingPermission();
 }
 
 void SharingControl::sendMissingPermission() {
-  if (missingPermission_.isEmpty()) return;
-  sender_.send(ControlChannel::control, {{u"type"_s, u"permission_required"_s}, {u"permission"_s, missingPermission_}});
+  const QString permission = awaitingConsent_ ? u"screen_recording"_s : missingPermission_;
+  if (permission.isEmpty()) return;
+  sender_.send(ControlChannel::control, {{u"type"_s, u"permission_required"_s}, {u"permission"_s, permission}});
 }
 
 }  // namespace vantora

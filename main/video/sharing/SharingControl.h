@@ -54,8 +54,11 @@ class SharingControl {
   // A viewer is ready for its first frame.
   void refresh();
 
-  // "control" opened: its viewer is also notified if the desktop refuses the screen.
+  // "control" opened: its viewer is also notified if the desktop refuses the screen, or asks its user for it.
   void controlOpened();
+  // Whether the local user is being asked for the screen: meanwhile the viewer gets the synthetic picture, and is told
+  // what is missing. Ends by itself when the capture has started. No effect while sharing is off.
+  void setAwaitingConsent(bool awaiting);
 
   // "display_index": stores the display and moves a running capture to it. Returns whether the screen is being
   // captured.
@@ -84,6 +87,7 @@ class SharingControl {
   // A source that makes frames, once started, while the screen is not shared and a viewer is connected.
   std::unique_ptr<SyntheticVideo> makeSynthetic(int fps, int width, int height);
   void screenStarted();
+  bool syntheticOnTrack() const { return !sharingEnabled_ || awaitingConsent_; }
   void moveCapture();
 
   Environment environment_;
@@ -99,6 +103,7 @@ class SharingControl {
   // The display that the capture was started with, or moved to.
   int displayIndexCaptured_ = 0;
   bool screenStarting_ = false;
+  bool awaitingConsent_ = false;
   std::function<void()> whenScreenStarted_;
   // The permission that the last start of the capture lacked; empty unless it was refused, and while sharing is off.
   QString missingPermission_;

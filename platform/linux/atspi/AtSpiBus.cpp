@@ -1,8 +1,9 @@
 #include "platform/linux/atspi/AtSpiBus.h"
 
-#include <QFileInfo>
 #include <algorithm>
 #include <string_view>
+
+#include "base/SessionBusAddress.h"
 
 namespace vantora::atspi {
 namespace {
@@ -35,12 +36,7 @@ std::string addressFromSession(const std::string& sessionAddress, Deadline deadl
 BusEnvironment readBusEnvironment(const Environment& environment) {
   BusEnvironment found;
   found.address = environment.nonEmpty("AT_SPI_BUS_ADDRESS").value_or(QString()).toStdString();
-  if (const auto session = environment.nonEmpty("DBUS_SESSION_BUS_ADDRESS")) {
-    found.sessionAddress = session->toStdString();
-  } else if (const auto runtime = environment.nonEmpty("XDG_RUNTIME_DIR")) {
-    const QString socket = *runtime + QStringLiteral("/bus");
-    if (QFileInfo::exists(socket)) found.sessionAddress = "unix:path=" + socket.toStdString();
-  }
+  found.sessionAddress = sessionBusAddress(environment).toStdString();
   return found;
 }
 

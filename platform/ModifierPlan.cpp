@@ -1,4 +1,4 @@
-#include "platform/x11/ModifierPlan.h"
+#include "platform/ModifierPlan.h"
 
 namespace vantora {
 

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "platform/x11/ModifierPlan.h"
+#include "platform/ModifierPlan.h"
 
 namespace vantora {
 namespace {

@@ -1,0 +1,200 @@
+#include "platform/portal/PortalDesktop.h"
+
+#include <QDBusMessage>
+#include <QDBusVariant>
+#include <QTimer>
+#include <algorithm>
+#include <utility>
+#include <vector>
+
+#include "base/Lifetime.h"
+#include "base/SessionBusAddress.h"
+#include "base/dbus/DBusCall.h"
+#include "platform/NoDesktop.h"
+#include "platform/linux/LinuxDesktop.h"
+#include "platform/portal/CaptureConsent.h"
+#include "platform/portal/PortalAccessibility.h"
+#include "platform/portal/PortalDisplays.h"
+#include "platform/portal/PortalInput.h"
+#include "platform/portal/PortalSession.h"
+#include "platform/portal/cursor/PortalCursor.h"
+
+namespace vantora {
+namespace {
+
+using namespace Qt::Literals::StringLiterals;
+
+// Attempts to get a PipeWire connection, and the time between two.
+constexpr int kRemoteAttempts = 20;
+constexpr std::chrono::milliseconds kRemotePause{500};
+
+DesktopStatus statusOf(const PortalSession& session) {
+  switch (session.state()) {
+    case PortalSession::State::idle:
+    case PortalSession::State::preparing:
+      return {DesktopState::starting};
+    case PortalSession::State::asking:
+      return {DesktopState::awaitingConsent};
+    case PortalSession::State::granted:
+      return {DesktopState::ready};
+    case PortalSession::State::refused:
+      return {DesktopState::refused, session.reason()};
+    case PortalSession::State::closed:
+      return {DesktopState::closed, session.reason()};
+  }
+  return {};
+}
+
+class PortalDesktop final : public LinuxDesktop {
+ public:
+  PortalDesktop(const Environment& environment, Clipboard& clipboard, PortalCaptureFactory makeCapture)
+      : LinuxDesktop(clipboard),
+        makeCapture_(std::move(makeCapture)),
+        session_(sessionBusAddress(environment), RestoreTokens(environment), [this] { sessionChanged(); }),
+        input_(session_, displays_),
+        cursor_(makePortalCursor(environment)),
+        accessibility_(makePortalAccessibility()) {}
+  ~PortalDesktop() override { refuseCaptures(u"the program ends"_s); }
+
+  DesktopStatus status() const override { return status_; }
+  void setStatusHandler(std::function<void(const DesktopStatus&)> handler) override {
+    statusHandler_ = std::move(handler);
+  }
+  Displays& displays() override { return displays_; }
+  DesktopInput& input() override { return input_; }
+  SystemCursor& cursor() override { return *cursor_; }
+  Accessibility& accessibility() override { return *accessibility_; }
+  std::unique_ptr<ScreenCapture> makeScreenCapture() override {
+    const auto consent = std::make_shared<CaptureConsent>(CaptureConsent::Events{
+        .requested = life_.onMain([this](const std::weak_ptr<CaptureConsent>& waiting) { requested(waiting.lock()); }),
+        .ended = life_.onMain([this] { captureEnded(); }),
+        .nudge = life_.onMain([this](std::uint32_t) { input_.nudge(); }),
+        .frameSize = life_.onMain([this](std::uint32_t node, QSize pixels) { displays_.setFrameSize(node, pixels); }),
+        .cursor = life_.onMain([this](const StreamCursor& cursor) { cursor_->report(cursor); })});
+    captures_.push_back(consent);
+    return makeCapture_(consent);
+  }
+
+ private:
+  std::vector<std::shared_ptr<CaptureConsent>> captures() {
+    std::vector<std::shared_ptr<CaptureConsent>> living;
+    for (const auto& capture : captures_) {
+      if (auto consent = capture.lock()) living.push_back(std::move(consent));
+    }
+    return living;
+  }
+
+  void requested(const std::shared_ptr<CaptureConsent>& capture) {
+    if (!capture || !capture->isWaiting()) return;
+    if (session_.state() == PortalSession::State::granted) return openStreams(capture);
+    session_.start();
+    updateStatus();
+  }
+
+  // PipeWire may just be restarting.
+  void openStreams(const std::weak_ptr<CaptureConsent>& capture, int attempts = kRemoteAttempts) {
+    session_.openRemote([this, capture, attempts](FileDescriptor remote, const QString& error) {
+      const auto consent = capture.lock();
+      if (!consent || !consent->isWaiting()) return;
+      if (error.isEmpty()) return consent->grant(session_.grant().streams, std::move(remote));
+      if (attempts <= 1) return consent->refuse(error);
+      QTimer::singleShot(kRemotePause, &context_, [this, capture, attempts] { openStreams(capture, attempts - 1); });
+    });
+  }
+
+  void refuseCaptures(const QString& reason) {
+    for (const auto& capture : captures()) capture->refuse(reason);
+  }
+
+  // A user who stops sharing while being asked need not answer any more, and one who shares without control is asked
+  // for control the next time.
+  void captureEnded() {
+    std::erase_if(captures_, [](const std::weak_ptr<CaptureConsent>& capture) { return capture.expired(); });
+    if (!captures_.empty()) return;
+    cursor_->streamsClosed();
+    const bool granted = session_.state() == PortalSession::State::granted;
+    if (granted && (session_.grant().control() || !session_.grant().inputOffered)) return;
+    if (session_.state() == PortalSession::State::refused || session_.state() == PortalSession::State::closed) return;
+    session_.close();
+    displays_.setStreams({});
+    input_.sessionChanged();
+    updateStatus();
+  }
+
+  void sessionChanged() {
+    switch (session_.state()) {
+      case PortalSession::State::granted:
+        displays_.setStreams(session_.grant().streams);
+        readCursorTheme();
+        for (const auto& capture : captures()) {
+          if (capture->isWaiting()) openStreams(capture);
+        }
+        break;
+      case PortalSession::State::refused:
+      case PortalSession::State::closed:
+        displays_.setStreams({});
+        cursor_->streamsClosed();
+        // For ever: nothing but the local user's next start of the sharing asks again.
+        refuseCaptures(session_.reason());
+        break;
+      case PortalSession::State::idle:
+      case PortalSession::State::preparing:
+      case PortalSession::State::asking:
+        break;
+    }
+    // The session's user learns of the state before the answers to what waits for it.
+    updateStatus();
+    input_.sessionChanged();
+  }
+
+  void updateStatus() {
+    const DesktopStatus status = statusOf(session_);
+    if (std::exchange(status_, status) == status) return;
+    if (const auto handler = statusHandler_) handler(status);
+  }
+
+  void readCursorTheme() {
+    const auto read = [this](const QString& key, const std::function<void(const QVariant&)>& done) {
+      QDBusMessage call = QDBusMessage::createMethodCall(portal::kService, portal::kPath,
+                                                         u"org.freedesktop.portal.Settings"_s, u"Read"_s);
+      call.setArguments({u"org.gnome.desktop.interface"_s, key});
+      callDBus(session_.bus(), call, &context_, [done](const QDBusMessage& reply) {
+        QVariant value = reply.arguments().value(0);
+        // A variant within a variant.
+        while (value.canConvert<QDBusVariant>()) value = value.value<QDBusVariant>().variant();
+        if (reply.type() == QDBusMessage::ReplyMessage) done(value);
+      });
+    };
+    read(u"cursor-theme"_s, [this](const QVariant& value) {
+      cursorTheme_ = value.toString();
+      cursor_->setTheme(cursorTheme_, cursorSize_);
+    });
+    read(u"cursor-size"_s, [this](const QVariant& value) {
+      cursorSize_ = std::clamp(value.toInt(), 0, 256);
+      cursor_->setTheme(cursorTheme_, cursorSize_);
+    });
+  }
+
+  const PortalCaptureFactory makeCapture_;
+  PortalSession session_;
+  PortalDisplays displays_;
+  PortalInput input_;
+  const std::unique_ptr<PortalCursor> cursor_;
+  const std::unique_ptr<Accessibility> accessibility_;
+  std::vector<std::weak_ptr<CaptureConsent>> captures_;
+  DesktopStatus status_;
+  std::function<void(const DesktopStatus&)> statusHandler_;
+  QString cursorTheme_;
+  int cursorSize_ = 0;
+  QObject context_;
+  Lifetime life_;  // Last: for events of captures, which may outlive this object.
+};
+
+}  // namespace
+
+std::unique_ptr<DesktopSession> makePortalDesktop(const Environment& environment, Clipboard& clipboard,
+                                                  PortalCaptureFactory makeCapture) {
+  return std::make_unique<PortalDesktop>(environment, clipboard, std::move(makeCapture));
+}
+
+}  // namespace vantora

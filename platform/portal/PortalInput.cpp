@@ -1,0 +1,170 @@
+#include "platform/portal/PortalInput.h"
+
+#include <linux/input-event-codes.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <utility>
+
+namespace vantora {
+namespace {
+
+using namespace Qt::Literals::StringLiterals;
+
+constexpr uint kReleased = 0;
+constexpr uint kPressed = 1;
+
+// Axes of AxisDiscrete.
+constexpr std::uint32_t kVertical = 0;
+constexpr std::uint32_t kHorizontal = 1;
+
+// Right Alt is no modifier here: most layouts use it as the third level.
+const ModifierTable kModifierKeys = {{{KEY_LEFTSHIFT, {KEY_LEFTSHIFT, KEY_RIGHTSHIFT}},
+                                      {KEY_LEFTCTRL, {KEY_LEFTCTRL, KEY_RIGHTCTRL}},
+                                      {KEY_LEFTALT, {KEY_LEFTALT}},
+                                      {KEY_LEFTMETA, {KEY_LEFTMETA, KEY_RIGHTMETA}}}};
+
+int kernelButton(PointerButton button) {
+  switch (button) {
+    case PointerButton::left:
+      return BTN_LEFT;
+    case PointerButton::right:
+      return BTN_RIGHT;
+    case PointerButton::centre:
+      return BTN_MIDDLE;
+  }
+  return BTN_LEFT;
+}
+
+// The position of the pixel in which the fraction lies, in layout units, of which `layout` make up `pixels`.
+double position(double fraction, int pixels, int layout) {
+  // Fractions are pixels divided by the size, and multiplying again may end just below the pixel.
+  constexpr double kRounding = 1e-6;
+  if (std::isnan(fraction)) fraction = 0;
+  const double pixel = std::floor(std::clamp(fraction, 0.0, 1.0) * pixels + kRounding);
+  return std::min(pixel, pixels - 1.0) * layout / pixels;
+}
+
+}  // namespace
+
+PortalInput::PortalInput(PortalSession& session, PortalDisplays& displays)
+    : session_(session), displays_(displays), calls_(session) {}
+
+PortalInput::~PortalInput() { releaseAll(); }
+
+void PortalInput::requestPermission(PermissionCallback answer) {
+  switch (session_.state()) {
+    case PortalSession::State::preparing:
+    case PortalSession::State::asking:
+      waiting_.push_back(std::move(answer));
+      return;
+    case PortalSession::State::granted:
+      if (session_.grant().control()) return answer({.granted = true});
+      return answer({.reason = session_.grant().inputOffered ? u"the user shares the screen without control of it"_s
+                                                             : u"the desktop's portal offers no input"_s});
+    case PortalSession::State::refused:
+    case PortalSession::State::closed:
+      return answer({.reason = session_.reason()});
+    case PortalSession::State::idle:
+      return answer({.reason = u"the user has not been asked yet: the screen is not shared"_s});
+  }
+}
+
+void PortalInput::sessionChanged() {
+  if (session_.state() == PortalSession::State::preparing || session_.state() == PortalSession::State::asking) return;
+  if (session_.state() != PortalSession::State::granted) {
+    // The desktop releases what a session held.
+    calls_.reset();
+    heldButtons_.clear();
+    heldKeys_.clear();
+    ownModifiers_.reset();
+  }
+  for (const PermissionCallback& answer : std::exchange(waiting_, {})) requestPermission(answer);
+}
+
+bool PortalInput::moveTo(std::uint32_t displayId, double fx, double fy) {
+  const auto display = displays_.find(displayId);
+  const auto layout = displays_.layoutSize(displayId);
+  if (!display || !layout || !session_.grant().pointer) return false;
+  const QSize pixels = display->bounds.size();
+  return calls_.sendMotion(u"NotifyPointerMotionAbsolute"_s, {displayId, position(fx, pixels.width(), layout->width()),
+                                                              position(fy, pixels.height(), layout->height())});
+}
+
+void PortalInput::nudge() {
+  if (!session_.grant().pointer) return;
+  (void)calls_.send(u"NotifyPointerMotion"_s, {1.0, 0.0});
+  (void)calls_.send(u"NotifyPointerMotion"_s, {-1.0, 0.0});
+}
+
+bool PortalInput::pressButton(int button) { return calls_.send(u"NotifyPointerButton"_s, {button, kPressed}); }
+
+void PortalInput::releaseButton(int button) { calls_.sendRelease(u"NotifyPointerButton"_s, {button, kReleased}); }
+
+void PortalInput::button(PointerButton button, bool down) {
+  if (!session_.grant().pointer) return;
+  const int code = kernelButton(button);
+  if (heldButtons_.erase(code) > 0) releaseButton(code);
+  if (down && pressButton(code)) heldButtons_.insert(code);
+}
+
+void PortalInput::wheel(const ScrollEvent& event) {
+  if (!session_.grant().pointer) return;
+  // The portal counts downwards.
+  scroll(kVertical, -std::max(event.vertical, -INT32_MAX));
+  scroll(kHorizontal, event.horizontal);
+}
+
+// The viewer's mouse wheel reports one notch as 120 or 100 pixels, depending on its system. Any other distance comes
+// from a touch pad or a smooth wheel.
+void PortalInput::scroll(std::uint32_t axis, std::int32_t pixels) {
+  if (pixels == 0) return;
+  constexpr int kMaxNotches = 32;
+  for (const int notch : {120, 100}) {
+    if (pixels % notch != 0) continue;
+    (void)calls_.send(u"NotifyPointerAxisDiscrete"_s, {axis, std::clamp(pixels / notch, -kMaxNotches, kMaxNotches)});
+    return;
+  }
+  // Programs scroll by about 53 pixels for a notch, which is 10 units of a smooth axis.
+  constexpr double kUnitsPerPixel = 10.0 / 53.0;
+  constexpr double kMaxUnits = kMaxNotches * 10.0;
+  const double units = std::clamp(pixels * kUnitsPerPixel, -kMaxUnits, kMaxUnits);
+  (void)calls_.send(u"NotifyPointerAxis"_s, axis == kVertical ? QVariantList{0.0, units} : QVariantList{units, 0.0});
+}
+
+bool PortalInput::pressKey(int code) { return calls_.send(u"NotifyKeyboardKeycode"_s, {code, kPressed}); }
+
+void PortalInput::releaseKey(int code) { calls_.sendRelease(u"NotifyKeyboardKeycode"_s, {code, kReleased}); }
+
+bool PortalInput::key(std::uint16_t code, bool down, const KeyModifiers& modifiers) {
+  if (code == 0 || code > KEY_MAX || !session_.grant().keyboard) return false;
+  if (!down && !heldKeys_.contains(code)) return true;
+  const ModifierPlan plan = planModifiers(kModifierKeys, modifiers, ownModifiers_, ownModifiers_);
+  for (const Keycode key : plan.release) setModifier(key, false);
+  for (const Keycode key : plan.press) setModifier(key, true);
+  // Compositors ignore a press of a key that is down.
+  if (heldKeys_.erase(code) > 0) releaseKey(code);
+  if (down && pressKey(code)) heldKeys_.insert(code);
+  if (heldKeys_.empty()) releaseModifiers();
+  return true;
+}
+
+void PortalInput::setModifier(Keycode key, bool down) {
+  ownModifiers_[key] = down && pressKey(key);
+  if (!down) releaseKey(key);
+}
+
+void PortalInput::releaseModifiers() {
+  for (std::size_t key = 0; key < ownModifiers_.size(); ++key) {
+    if (ownModifiers_[key]) setModifier(static_cast<Keycode>(key), false);
+  }
+}
+
+void PortalInput::releaseAll() {
+  for (const int button : std::exchange(heldButtons_, {})) releaseButton(button);
+  for (const std::uint16_t key : std::exchange(heldKeys_, {})) releaseKey(key);
+  releaseModifiers();
+}
+
+}  // namespace vantora

@@ -1,0 +1,55 @@
+// Input through the portal of remote desktops.
+#pragma once
+
+#include <array>
+#include <map>
+#include <set>
+
+#include "platform/DesktopInput.h"
+#include "platform/ModifierPlan.h"
+#include "platform/portal/NotifyCalls.h"
+#include "platform/portal/PortalDisplays.h"
+
+namespace vantora {
+
+// Works within the session in which the user shares the screen; it never asks the user by itself, since a viewer could
+// make it. Only what it holds down itself is known to it: the portal does not tell which keys the local user holds.
+// Compositors leave the repetition of a held key to the programs, which begin with it half a second after a press: each
+// repetition of the viewer's keyboard arrives earlier, and is a new press. Thread: main.
+class PortalInput final : public DesktopInput {
+ public:
+  // Both must outlive this object.
+  PortalInput(PortalSession& session, PortalDisplays& displays);
+  ~PortalInput() override;
+
+  void requestPermission(PermissionCallback answer) override;
+  bool moveTo(std::uint32_t displayId, double fx, double fy) override;
+  void button(PointerButton button, bool down) override;
+  void wheel(const ScrollEvent& event) override;
+  [[nodiscard]] bool key(std::uint16_t code, bool down, const KeyModifiers& modifiers) override;
+  void releaseAll() override;
+
+  // The state of the session is another one: requests may be answered.
+  void sessionChanged();
+  // Moves the pointer by a pixel and back.
+  void nudge();
+
+ private:
+  [[nodiscard]] bool pressButton(int button);
+  void releaseButton(int button);
+  [[nodiscard]] bool pressKey(int code);
+  void releaseKey(int code);
+  void setModifier(Keycode key, bool down);
+  void scroll(std::uint32_t axis, std::int32_t pixels);
+  void releaseModifiers();
+
+  PortalSession& session_;
+  PortalDisplays& displays_;
+  NotifyCalls calls_;
+  std::vector<PermissionCallback> waiting_;
+  std::set<int> heldButtons_;  // The kernel's codes.
+  std::set<std::uint16_t> heldKeys_;
+  Keymap ownModifiers_;
+};
+
+}  // namespace vantora
