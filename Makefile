@@ -21,7 +21,7 @@ run:            ## build, then start a room server and the host and print the ad
 
 check:          ## what every change is tested with: all but e2e, of which a dozen cases, and no sanitizers
 	@scripts/install-packages build run test
-	@scripts/test --title "make check" unit protocol companion diagnostics x11 ui peer smoke
+	@scripts/test --title "make check" unit protocol companion diagnostics x11 wayland ui peer smoke
 
 test:           ## all tests, again under the sanitizers, and the fuzz targets (STAGES="unit x11" for some)
 	@scripts/install-packages build run test

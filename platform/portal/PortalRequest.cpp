@@ -58,18 +58,16 @@ PortalRequest::PortalRequest(const QDBusConnection& bus, const QString& interfac
   const QString token = portal::freshToken();
   options.insert(u"handle_token"_s, token);
   // Before the call: the response may be sent before the reply to the call.
-  listen(portal::objectPath(bus_, u"request"_s, token));
+  path_ = portal::objectPath(bus_, u"request"_s, token);
+  response_ = std::make_unique<DBusSignal>(bus_, path_, kRequest, u"Response"_s,
+                                           [this](const QDBusMessage& signal) { finish(responseIn(signal)); });
   QDBusMessage call = QDBusMessage::createMethodCall(portal::kService, portal::kPath, interface, method);
   call.setArguments(arguments + QVariantList{options});
   constexpr int kCallTimeoutMs = 25'000;
   callDBus(
       bus_, call, &context_,
       [this](const QDBusMessage& reply) {
-        if (reply.type() == QDBusMessage::ErrorMessage) return finish({.error = reply.errorMessage()});
-        // Portals before version 0.9 choose the path by themselves.
-        const QString path =
-            reply.arguments().isEmpty() ? QString() : reply.arguments().constFirst().value<QDBusObjectPath>().path();
-        if (!path.isEmpty() && path != path_) listen(path);
+        if (reply.type() == QDBusMessage::ErrorMessage) finish({.error = reply.errorMessage()});
       },
       kCallTimeoutMs);
   if (timeout.count() > 0) {
@@ -80,12 +78,6 @@ PortalRequest::PortalRequest(const QDBusConnection& bus, const QString& interfac
 PortalRequest::~PortalRequest() {
   if (!answered_) return;
   bus_.send(QDBusMessage::createMethodCall(portal::kService, path_, kRequest, u"Close"_s));
-}
-
-void PortalRequest::listen(const QString& path) {
-  path_ = path;
-  response_ = std::make_unique<DBusSignal>(bus_, path, kRequest, u"Response"_s,
-                                           [this](const QDBusMessage& signal) { finish(responseIn(signal)); });
 }
 
 void PortalRequest::finish(PortalResponse response) {

@@ -53,7 +53,6 @@ class PortalRequest {
   PortalRequest& operator=(const PortalRequest&) = delete;
 
  private:
-  void listen(const QString& path);
   void finish(PortalResponse response);
 
   QDBusConnection bus_;

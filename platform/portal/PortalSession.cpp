@@ -29,9 +29,6 @@ constexpr uint kUntilRevoked = 2;
 constexpr uint kScreenCastNeeded = 4;
 constexpr uint kRemoteDesktopRestores = 2;
 
-// For steps in which nobody is asked. A portal that has to be started first takes seconds.
-constexpr auto kStepTimeout = 30s;
-
 constexpr std::size_t kMaxStreams = 16;
 
 template <typename Pair>
@@ -72,8 +69,13 @@ std::vector<PortalStream> streamsIn(const QVariantMap& results) {
 
 }  // namespace
 
-PortalSession::PortalSession(QString busAddress, RestoreTokens tokens, std::function<void()> changed)
-    : busAddress_(std::move(busAddress)), tokens_(std::move(tokens)), changed_(std::move(changed)), bus_(QString()) {}
+PortalSession::PortalSession(QString busAddress, RestoreTokens tokens, std::function<void()> changed,
+                             std::chrono::milliseconds stepTimeout)
+    : busAddress_(std::move(busAddress)),
+      tokens_(std::move(tokens)),
+      changed_(std::move(changed)),
+      stepTimeout_(stepTimeout),
+      bus_(QString()) {}
 
 PortalSession::~PortalSession() {
   endSession();
@@ -157,7 +159,7 @@ void PortalSession::askVersions() {
           if (reply.errorName() == "org.freedesktop.DBus.Error.ServiceUnknown"_L1) attempt_->portalMissing = true;
           if (--attempt_->propertiesMissing == 0) createSession();
         },
-        static_cast<int>(std::chrono::milliseconds(kStepTimeout).count()));
+        static_cast<int>(stepTimeout_.count()));
   }
 }
 
@@ -187,7 +189,7 @@ RestoreTokens::Kind PortalSession::tokenKind() const {
 void PortalSession::step(const QString& interface, const QString& method, const QVariantList& arguments,
                          const QVariantMap& options, std::function<void(const QVariantMap&)> next) {
   attempt_->request = std::make_unique<PortalRequest>(
-      bus_, interface, method, arguments, options, kStepTimeout,
+      bus_, interface, method, arguments, options, stepTimeout_,
       [this, method, next = std::move(next)](const PortalResponse& response) {
         if (response.outcome == PortalResponse::Outcome::success) return next(response.results);
         refuse(u"%1: %2"_s.arg(method, response.error.isEmpty() ? u"cancelled"_s : response.error));

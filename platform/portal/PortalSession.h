@@ -41,9 +41,13 @@ class PortalSession {
     refused,  // By the user or the portal; start() asks again.
     closed,   // The desktop has ended a session that it had granted.
   };
+  // For steps in which nobody is asked. A portal that has to be started first takes seconds.
+  static constexpr std::chrono::milliseconds kStepTimeout{30'000};
+
   // `busAddress` is that of the session bus. `changed`: the state is another one; not called by start() and close()
   // themselves.
-  PortalSession(QString busAddress, RestoreTokens tokens, std::function<void()> changed);
+  PortalSession(QString busAddress, RestoreTokens tokens, std::function<void()> changed,
+                std::chrono::milliseconds stepTimeout = kStepTimeout);
   ~PortalSession();
   PortalSession(const PortalSession&) = delete;
   PortalSession& operator=(const PortalSession&) = delete;
@@ -116,6 +120,7 @@ class PortalSession {
   const QString busAddress_;
   const RestoreTokens tokens_;
   const std::function<void()> changed_;
+  const std::chrono::milliseconds stepTimeout_;
   QDBusConnection bus_;
   State state_ = State::idle;
   QString reason_;

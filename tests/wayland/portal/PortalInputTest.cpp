@@ -1,0 +1,174 @@
+// Input through the portal: the calls that reach it.
+#include <linux/input-event-codes.h>
+
+#include <cmath>
+
+#include "platform/portal/NotifyCalls.h"
+#include "tests/wayland/portal/PortalFixture.h"
+
+using namespace Qt::Literals::StringLiterals;
+
+namespace vantora {
+namespace {
+
+class PortalInputTest : public PortalFixture {
+ protected:
+  void SetUp() override { shareAndGrant(); }
+  DesktopInput& input() { return desktop_->input(); }
+  // The calls since the last time; waits for as many as are expected.
+  QStringList calls(qsizetype expected) {
+    EXPECT_TRUE(testloop::waitFor([&] { return portal_->notified.size() >= expected; }));
+    testloop::drain();
+    return std::exchange(portal_->notified, {});
+  }
+};
+
+TEST_F(PortalInputTest, movesThePointerInTheScreensOwnUnits) {
+  EXPECT_TRUE(input().moveTo(42, 0.5, 0.25));
+  EXPECT_EQ(calls(1), (QStringList{u"NotifyPointerMotionAbsolute(42, 500, 150)"_s}));
+}
+
+TEST_F(PortalInputTest, theFarEdgeIsTheLastPixel) {
+  EXPECT_TRUE(input().moveTo(42, 1, 1));
+  EXPECT_TRUE(input().moveTo(42, 7, -3));
+  EXPECT_TRUE(input().moveTo(42, NAN, 0.9999));
+  EXPECT_EQ(calls(3),
+            (QStringList{u"NotifyPointerMotionAbsolute(42, 999, 599)"_s, u"NotifyPointerMotionAbsolute(42, 999, 0)"_s,
+                         u"NotifyPointerMotionAbsolute(42, 0, 599)"_s}));
+}
+
+TEST_F(PortalInputTest, knowsOnlyScreensThatAreShared) { EXPECT_FALSE(input().moveTo(43, 0.5, 0.5)); }
+
+TEST_F(PortalInputTest, usesTheKernelsCodesForButtons) {
+  input().button(PointerButton::left, true);
+  input().button(PointerButton::right, true);
+  input().button(PointerButton::centre, true);
+  input().button(PointerButton::left, false);
+  EXPECT_EQ(calls(4), (QStringList{u"NotifyPointerButton(272, 1)"_s, u"NotifyPointerButton(273, 1)"_s,
+                                   u"NotifyPointerButton(274, 1)"_s, u"NotifyPointerButton(272, 0)"_s}));
+}
+
+TEST_F(PortalInputTest, endsAPressWhoseReleaseWasLost) {
+  input().button(PointerButton::left, true);
+  input().button(PointerButton::left, true);
+  input().button(PointerButton::right, false);
+  EXPECT_EQ(calls(3), (QStringList{u"NotifyPointerButton(272, 1)"_s, u"NotifyPointerButton(272, 0)"_s,
+                                   u"NotifyPointerButton(272, 1)"_s}));
+}
+
+TEST_F(PortalInputTest, turnsNotchesOfAWheelIntoSteps) {
+  input().wheel({.vertical = 120});
+  input().wheel({.vertical = -200});
+  input().wheel({.horizontal = 100});
+  input().wheel({.vertical = 120 * 1000});
+  EXPECT_EQ(calls(4), (QStringList{u"NotifyPointerAxisDiscrete(0, -1)"_s, u"NotifyPointerAxisDiscrete(0, 2)"_s,
+                                   u"NotifyPointerAxisDiscrete(1, 1)"_s, u"NotifyPointerAxisDiscrete(0, -32)"_s}));
+}
+
+TEST_F(PortalInputTest, scrollsSmoothlyByOtherDistances) {
+  input().wheel({.vertical = -53, .horizontal = 106});
+  EXPECT_EQ(calls(2), (QStringList{u"NotifyPointerAxis(0, 10)"_s, u"NotifyPointerAxis(20, 0)"_s}));
+}
+
+TEST_F(PortalInputTest, aHugeDistanceIsBounded) {
+  input().wheel({.vertical = INT32_MIN, .horizontal = INT32_MAX});
+  EXPECT_EQ(calls(2), (QStringList{u"NotifyPointerAxis(0, 320)"_s, u"NotifyPointerAxis(320, 0)"_s}));
+}
+
+TEST_F(PortalInputTest, pressesExactlyTheModifiersThatAreWanted) {
+  EXPECT_TRUE(input().key(KEY_A, true, {.shift = true}));
+  EXPECT_TRUE(input().key(KEY_B, true, {.control = true}));
+  EXPECT_TRUE(input().key(KEY_A, false, {}));
+  EXPECT_TRUE(input().key(KEY_B, false, {.alt = true}));
+  EXPECT_EQ(calls(10), (QStringList{u"NotifyKeyboardKeycode(42, 1)"_s, u"NotifyKeyboardKeycode(30, 1)"_s,
+                                    u"NotifyKeyboardKeycode(42, 0)"_s, u"NotifyKeyboardKeycode(29, 1)"_s,
+                                    u"NotifyKeyboardKeycode(48, 1)"_s, u"NotifyKeyboardKeycode(29, 0)"_s,
+                                    u"NotifyKeyboardKeycode(30, 0)"_s, u"NotifyKeyboardKeycode(56, 1)"_s,
+                                    u"NotifyKeyboardKeycode(48, 0)"_s, u"NotifyKeyboardKeycode(56, 0)"_s}));
+}
+
+TEST_F(PortalInputTest, aRepetitionIsANewPress) {
+  EXPECT_TRUE(input().key(KEY_A, true, {}));
+  EXPECT_TRUE(input().key(KEY_A, true, {}));
+  EXPECT_EQ(calls(3), (QStringList{u"NotifyKeyboardKeycode(30, 1)"_s, u"NotifyKeyboardKeycode(30, 0)"_s,
+                                   u"NotifyKeyboardKeycode(30, 1)"_s}));
+}
+
+TEST_F(PortalInputTest, ignoresTheReleaseOfAKeyThatItDoesNotHold) {
+  EXPECT_TRUE(input().key(KEY_A, false, {.shift = true}));
+  EXPECT_FALSE(input().key(0, true, {}));
+  testloop::drain();
+  EXPECT_TRUE(portal_->notified.isEmpty());
+}
+
+TEST_F(PortalInputTest, releasesEverythingThatItHolds) {
+  EXPECT_TRUE(input().key(KEY_A, true, {.shift = true}));
+  input().button(PointerButton::left, true);
+  (void)calls(3);
+  input().releaseAll();
+  EXPECT_EQ(calls(3), (QStringList{u"NotifyPointerButton(272, 0)"_s, u"NotifyKeyboardKeycode(30, 0)"_s,
+                                   u"NotifyKeyboardKeycode(42, 0)"_s}));
+  input().releaseAll();
+  testloop::drain();
+  EXPECT_TRUE(portal_->notified.isEmpty());
+}
+
+TEST_F(PortalInputTest, releasesWhatItHoldsAtTheEndOfTheProgram) {
+  EXPECT_TRUE(input().key(KEY_A, true, {}));
+  (void)calls(1);
+  desktop_.reset();
+  EXPECT_EQ(calls(1), (QStringList{u"NotifyKeyboardKeycode(30, 0)"_s}));
+}
+
+TEST_F(PortalInputTest, sendsNothingWithoutControl) {
+  stopSharing();
+  start();
+  portal_->answer = testportal::Answer::viewOnly;
+  shareAndGrant();
+  EXPECT_FALSE(input().moveTo(42, 0.5, 0.5));
+  EXPECT_FALSE(input().key(KEY_A, true, {}));
+  input().button(PointerButton::left, true);
+  input().wheel({.vertical = 120});
+  input().releaseAll();
+  testloop::drain();
+  EXPECT_TRUE(portal_->notified.isEmpty());
+}
+
+TEST_F(PortalInputTest, nudgesThePointerForAFirstFrame) {
+  access_->nudge(42);
+  EXPECT_EQ(calls(2), (QStringList{u"NotifyPointerMotion(1, 0)"_s, u"NotifyPointerMotion(-1, 0)"_s}));
+}
+
+// A portal that hangs gets a bounded number of calls, and the newest position once it continues.
+TEST_F(PortalInputTest, aPortalThatHangsDelaysNothing) {
+  portal_->silent = {u"NotifyPointerMotionAbsolute"_s, u"NotifyKeyboardKeycode"_s};
+  for (int i = 0; i < 10'000; ++i) EXPECT_TRUE(input().moveTo(42, i / 10'000.0, 0));
+  int accepted = 0;
+  for (int i = 0; i < 1'000; ++i) accepted += input().key(KEY_A, i % 2 == 0, {}) ? 1 : 0;
+  EXPECT_EQ(accepted, 1'000);
+  testloop::drain();
+  EXPECT_TRUE(portal_->notified.isEmpty());
+}
+
+TEST_F(PortalInputTest, theNewestPositionReplacesThoseThatWait) {
+  for (int i = 0; i < 1'000; ++i) EXPECT_TRUE(input().moveTo(42, i / 1'000.0, 0));
+  ASSERT_TRUE(
+      testloop::waitFor([&] { return portal_->notified.contains(u"NotifyPointerMotionAbsolute(42, 999, 0)"_s); }));
+  EXPECT_LE(portal_->notified.size(), NotifyCalls::kMotionsAhead + 1);
+}
+
+// Positions never overtake what was done at them.
+TEST_F(PortalInputTest, keepsTheOrderOfMotionsAndClicks) {
+  for (int i = 0; i < 100; ++i) EXPECT_TRUE(input().moveTo(42, i / 1'000.0, 0));
+  input().button(PointerButton::left, true);
+  EXPECT_TRUE(input().moveTo(42, 0.5, 0));
+  input().button(PointerButton::left, false);
+  ASSERT_TRUE(testloop::waitFor([&] { return portal_->notified.contains(u"NotifyPointerButton(272, 0)"_s); }));
+  const qsizetype last = portal_->notified.size();
+  EXPECT_EQ(portal_->notified.mid(last - 4),
+            (QStringList{u"NotifyPointerMotionAbsolute(42, 99, 0)"_s, u"NotifyPointerButton(272, 1)"_s,
+                         u"NotifyPointerMotionAbsolute(42, 500, 0)"_s, u"NotifyPointerButton(272, 0)"_s}));
+}
+
+}  // namespace
+}  // namespace vantora
