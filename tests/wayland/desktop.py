@@ -1,5 +1,5 @@
 #!/usr/bin/python3 -B
-"""A whole Wayland desktop without a screen: desktop.py [--monitor WxH]... [--no-x11] [--screencast-only]
+"""A whole Wayland desktop without a screen: desktop.py [OPTION]... (see --help)
 
 Starts, in a folder of its own, a message bus, PipeWire, the compositor and the portals, with a scripted user in place of
 their dialogs. Once everything answers, one line of JSON on standard output holds the environment for programs on it:
@@ -71,7 +71,7 @@ class Desktop:
         self.loop = GLib.MainLoop()
         self.ended = False
         self.bus: Gio.DBusConnection
-        self.backend: portal_backend.Backend
+        self.backend: portal_backend.Backend | None = None
 
     def tell(self, line: dict[str, Any]) -> None:
         print(json.dumps(line), flush=True)
@@ -103,7 +103,7 @@ class Desktop:
         with open(self.home / f"{name}.log", "wb") as log:
             # Should this program be killed, the kernel ends the child.
             self.children[name] = subprocess.Popen(
-                ["setpriv", "--pdeathsig", "TERM", *command], env={**self.inside, **self.env}, stdin=subprocess.DEVNULL,
+                ["setpriv", "--pdeathsig", "TERM", *command], env={**self.env, **self.inside}, stdin=subprocess.DEVNULL,
                 stdout=log, stderr=log, start_new_session=True)
 
     def kill(self, name: str) -> None:
@@ -184,12 +184,16 @@ class Desktop:
         self.until(lambda: version, "the portal's answer", "portal")
 
     def start(self) -> None:
-        (self.home / "home").mkdir()
         (self.home / "portals").mkdir()
         interfaces = ["ScreenCast"] if self.options.screencast_only else ["ScreenCast", "RemoteDesktop"]
         listed = ";".join(f"org.freedesktop.impl.portal.{name}" for name in interfaces)
         (self.home / "portals/test.portal").write_text(
             f"[portal]\nDBusName={portal_backend.NAME}\nInterfaces={listed};\nUseIn=gnome\n")
+        settings = self.home / "home/.config/glib-2.0/settings"
+        settings.mkdir(parents=True)
+        if self.options.fractional:
+            self.inside["GSETTINGS_BACKEND"] = "keyfile"
+            (settings / "keyfile").write_text("[org/gnome/mutter]\nexperimental-features=['scale-monitor-framebuffer']\n")
         self.start_bus()
         self.spawn_compositor()
         self.backend = portal_backend.Backend(self.bus, not self.options.screencast_only, self.tell)
@@ -279,6 +283,10 @@ class Desktop:
 
     def end(self) -> None:
         """The programs end in the order in which a desktop ends them: each before those that it uses."""
+        if self.backend:
+            # With somebody's session open the compositor would not end.
+            self.backend.close_sessions()
+            self.bus.flush_sync(None)
         for name in ("portal", "compositor", "wireplumber", "pipewire", "permissions", "bus"):
             child = self.children.get(name)
             if child is None:
@@ -299,6 +307,7 @@ class Desktop:
 def main() -> int:
     parser = argparse.ArgumentParser(description="A Wayland desktop without a screen.")
     parser.add_argument("--monitor", action="append", metavar="WIDTHxHEIGHT", help="one of its monitors (1280x720)")
+    parser.add_argument("--fractional", action="store_true", help="scales may be fractions, and the layout is not in pixels")
     parser.add_argument("--no-x11", action="store_true", help="without an X server for X11 programs")
     parser.add_argument("--screencast-only", action="store_true", help="a desktop whose portals cannot pass input")
     options = parser.parse_args()

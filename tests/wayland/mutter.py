@@ -123,9 +123,17 @@ class Sharing:
     def path_of_node(self, node: int) -> str | None:
         return next((path for path, each in self.nodes.items() if each == node), None)
 
-    def notify(self, member: str, arguments: GLib.Variant) -> None:
+    def notify(self, member: str, arguments: GLib.Variant, failed: Callable[[str], None]) -> None:
         """Passes an input event on without waiting."""
-        self.bus.call(self.name, self.session, self.interface, member, arguments, None, Gio.DBusCallFlags.NO_AUTO_START, TIMEOUT_MS, None, None)
+
+        def done(bus: Gio.DBusConnection, result: Gio.AsyncResult) -> None:
+            try:
+                bus.call_finish(result)
+            except GLib.Error as error:
+                failed(error.message)
+
+        flags = Gio.DBusCallFlags.NO_AUTO_START
+        self.bus.call(self.name, self.session, self.interface, member, arguments, None, flags, TIMEOUT_MS, None, done)
 
     def stop(self) -> None:
         for subscription in self.subscriptions:

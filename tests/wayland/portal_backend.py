@@ -123,8 +123,8 @@ class Backend:
     def _on_call(self, _bus: Any, _sender: str, _path: str, interface: str, member: str, arguments: GLib.Variant, invocation: Any) -> None:
         values = arguments.unpack()
         if member.startswith("Notify"):
-            self._notify(member, values)
             invocation.return_value(None)
+            self._notify(member, values)
             return
 
         def reply(response: int, results: dict[str, GLib.Variant]) -> None:
@@ -258,7 +258,10 @@ class Backend:
             types, rest = "ib", [rest[0], bool(rest[1])]
         elif member.startswith("NotifyKeyboard"):
             types, rest = "ub", [rest[0], bool(rest[1])]
-        session.sharing.notify(member, GLib.Variant(f"({types})", tuple(rest)))
+        if member == "NotifyPointerMotion":
+            member = "NotifyPointerMotionRelative"
+        arguments = GLib.Variant(f"({types})", tuple(rest))
+        session.sharing.notify(member, arguments, lambda error: self.tell({"event": "failed", "call": member, "error": error}))
 
     def close_sessions(self) -> int:
         """Ends all sharing as the desktop may at any time; returns how many sessions there were."""
