@@ -54,8 +54,8 @@ bool Window::showFullscreen(int outputIndex) {
   const Output* output = globals_.output(outputIndex);
   if (!output) return false;
   create();
-  if (covers_ && wanted_ == output && !changes_) return announce_ = true;
-  wanted_ = output;
+  if (covers_ && wanted_ == output->proxy && !changes_) return announce_ = true;
+  wanted_ = output->proxy;
   changes_ = true;
   xdg_toplevel_set_fullscreen(toplevel_, output->proxy);
   if (!mapped_) wl_surface_commit(surface_);
@@ -92,8 +92,9 @@ void Window::resize(QSize layout) {
   QSize units = layout;
   int bufferScale = 1;
   bool scaled = false;
-  if (covers_ && wanted_ && !wanted_->mode.isEmpty()) {
-    const QSize mode = wanted_->mode;
+  const Output* output = covers_ ? globals_.output(wanted_) : nullptr;
+  if (output && !output->mode.isEmpty()) {
+    const QSize mode = output->mode;
     units = mode;
     bufferScale = mode.width() / layout.width();
     if (layout * bufferScale != mode) {

@@ -53,7 +53,7 @@ class Window {
   xdg_toplevel* toplevel_ = nullptr;
   wp_viewport* viewport_ = nullptr;
   const wl_output* output_ = nullptr;  // Shows it, as far as known.
-  const Output* wanted_ = nullptr;     // Covers it; nullptr: in a window of its own size.
+  wl_output* wanted_ = nullptr;        // To cover; nullptr: in a window of its own size.
   QSize windowed_;
   QSize offered_;        // By the compositor with the next configure,
   bool covers_ = false;  // and whether it covers the output then.
