@@ -72,6 +72,7 @@ class Desktop:
         self.ended = False
         self.bus: Gio.DBusConnection
         self.backend: portal_backend.Backend | None = None
+        self.seat: mutter.Seat | None = None
 
     def tell(self, line: dict[str, Any]) -> None:
         print(json.dumps(line), flush=True)
@@ -154,6 +155,7 @@ class Desktop:
     def wait_for_compositor(self) -> None:
         names = [mutter.SCREEN_CAST, mutter.REMOTE_DESKTOP, mutter.DISPLAY_CONFIG]
         self.until(lambda: all(map(self.has_owner, names)) and (self.home / "wayland-0").exists(), "the compositor", "compositor")
+        self.seat = mutter.Seat(self.bus)
         if self.options.no_x11:
             return
         words = "Using public X11 display "
@@ -283,9 +285,11 @@ class Desktop:
 
     def end(self) -> None:
         """The programs end in the order in which a desktop ends them: each before those that it uses."""
+        # With somebody's session open the compositor would not end.
         if self.backend:
-            # With somebody's session open the compositor would not end.
             self.backend.close_sessions()
+        if self.seat:
+            self.seat.stop()
             self.bus.flush_sync(None)
         for name in ("portal", "compositor", "wireplumber", "pipewire", "permissions", "bus"):
             child = self.children.get(name)

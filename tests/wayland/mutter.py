@@ -65,6 +65,28 @@ class Displays:
         call(self.bus, DISPLAY_CONFIG, path_of(DISPLAY_CONFIG), f"{DISPLAY_CONFIG}.ApplyMonitorsConfig", arguments)
 
 
+class Seat:
+    """A keyboard and a pointer of the desktop's own, as a machine has them: programs know both from their start."""
+
+    UNKNOWN_KEY = 240  # A key without a meaning.
+
+    def __init__(self, bus: Gio.DBusConnection) -> None:
+        self.bus = bus
+        (self.session,) = call(bus, REMOTE_DESKTOP, path_of(REMOTE_DESKTOP), f"{REMOTE_DESKTOP}.CreateSession")
+        self._call("Start")
+        for pressed in (True, False):
+            self._call("NotifyKeyboardKeycode", GLib.Variant("(ub)", (self.UNKNOWN_KEY, pressed)))
+        self._call("NotifyPointerMotionRelative", GLib.Variant("(dd)", (1, 1)))
+
+    def _call(self, member: str, arguments: GLib.Variant | None = None) -> None:
+        call(self.bus, REMOTE_DESKTOP, self.session, f"{REMOTE_DESKTOP}.Session.{member}", arguments)
+
+    def stop(self) -> None:
+        """Safe to call when the compositor has ended."""
+        flags = Gio.DBusCallFlags.NO_AUTO_START
+        self.bus.call(REMOTE_DESKTOP, self.session, f"{REMOTE_DESKTOP}.Session", "Stop", None, None, flags, TIMEOUT_MS, None, None)
+
+
 class Sharing:
     """Monitors as PipeWire streams and, with `control`, the input of the desktop."""
 

@@ -8,16 +8,18 @@ import { build } from './paths.mjs';
 import { PageServer } from './page-server.mjs';
 import { RoomServer } from './room-server.mjs';
 import { openBare, openViewer } from './viewer.mjs';
+import { WaylandDesktop } from './wayland-desktop.mjs';
 import { Xvfb } from './xvfb.mjs';
 
 let count = 0;
 
 export class Session {
-  /// `shared`, if any, provides the browser for sessions that do not request their own.
-  constructor(name, { screen = '1280x720', host = {}, autoShare = true, hostNow = true, browserNow = true, far = false, roomFar = false } = {}, shared = null) {
+  /// `shared`, if any, provides the browser for sessions that do not request their own. With `wayland`, the screen is
+  /// a WaylandDesktop with these options.
+  constructor(name, { screen = '1280x720', wayland = null, host = {}, autoShare = true, hostNow = true, browserNow = true, far = false, roomFar = false } = {}, shared = null) {
     labAddress();
     this.name = name;
-    this.want = { screen, host, autoShare, hostNow, browserNow, far, roomFar };
+    this.want = { screen, wayland, host, autoShare, hostNow, browserNow, far, roomFar };
     this.shared = shared;
     this.room = `room-${process.pid}-${++count}`;
     this.browsers = [];
@@ -27,7 +29,8 @@ export class Session {
   }
 
   async start() {
-    if (this.want.screen) this.screen = await Xvfb.start({ size: this.want.screen });
+    if (this.want.wayland) this.screen = await WaylandDesktop.start(this.want.wayland);
+    else if (this.want.screen) this.screen = await Xvfb.start({ size: this.want.screen });
     // With `far`, browsers run on another machine, behind a cable; with `roomFar`, the room server as well.
     if (this.want.far) this.far = await FarMachine.start();
     this.pageServer = await PageServer.start(this.#listen);
