@@ -31,24 +31,22 @@ void NotifyCalls::sendNow(const QString& method, const QVariantList& arguments) 
   });
 }
 
-bool NotifyCalls::sendMotion(const QString& method, const QVariantList& arguments) {
+bool NotifyCalls::sendMotion(std::vector<Call> motion) {
   if (session_.path().isEmpty()) return false;
-  waiting_ = Motion{method, arguments};
+  waiting_ = std::move(motion);
   if (unanswered_ < kMotionsAhead) sendWaiting();
   return true;
 }
 
 // Before every other call: events take effect in the order in which they were made.
 void NotifyCalls::sendWaiting() {
-  if (!waiting_) return;
-  const Motion motion = *std::exchange(waiting_, std::nullopt);
-  sendNow(motion.method, motion.arguments);
+  for (const Call& call : std::exchange(waiting_, {})) sendNow(call.method, call.arguments);
 }
 
 void NotifyCalls::reset() {
   context_ = std::make_unique<QObject>();
   unanswered_ = 0;
-  waiting_.reset();
+  waiting_.clear();
 }
 
 }  // namespace vantora

@@ -5,7 +5,8 @@
 #include <QObject>
 #include <QString>
 #include <QVariantList>
-#include <optional>
+#include <memory>
+#include <vector>
 
 #include "platform/portal/PortalSession.h"
 
@@ -26,23 +27,23 @@ class NotifyCalls {
   bool send(const QString& method, const QVariantList& arguments);
   // The release of what an earlier call pressed.
   void sendRelease(const QString& method, const QVariantList& arguments);
-  // A motion of the pointer, which the next one replaces while it waits.
-  bool sendMotion(const QString& method, const QVariantList& arguments);
+  struct Call {
+    QString method;
+    QVariantList arguments;
+  };
+  // The calls of a motion of the pointer, which the next one replaces while it waits.
+  bool sendMotion(std::vector<Call> motion);
   // The session has ended: nothing waits any more.
   void reset();
 
  private:
-  struct Motion {
-    QString method;
-    QVariantList arguments;
-  };
   void sendWaiting();
   void sendNow(const QString& method, const QVariantList& arguments);
 
   PortalSession& session_;
   std::unique_ptr<QObject> context_ = std::make_unique<QObject>();
   int unanswered_ = 0;
-  std::optional<Motion> waiting_;
+  std::vector<Call> waiting_;
 };
 
 }  // namespace vantora

@@ -70,7 +70,7 @@ class PortalDesktop final : public LinuxDesktop {
         .ended = life_.onMain([this] { captureEnded(); }),
         .nudge = life_.onMain([this](std::uint32_t) { input_.nudge(); }),
         .frameSize = life_.onMain([this](std::uint32_t node, QSize pixels) { displays_.setFrameSize(node, pixels); }),
-        .cursor = life_.onMain([this](const StreamCursor& cursor) { cursor_->report(cursor); })});
+        .cursor = life_.onMain([this](const StreamCursor& cursor) { cursorReported(cursor); })});
     captures_.push_back(consent);
     return makeCapture_(consent);
   }
@@ -151,6 +151,11 @@ class PortalDesktop final : public LinuxDesktop {
     const DesktopStatus status = statusOf(session_);
     if (std::exchange(status_, status) == status) return;
     if (const auto handler = statusHandler_) handler(status);
+  }
+
+  void cursorReported(const StreamCursor& cursor) {
+    if (cursor.visible) input_.cursorReported(cursor.node, cursor.position);
+    cursor_->report(cursor);
   }
 
   void readCursorTheme() {

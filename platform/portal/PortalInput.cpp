@@ -37,13 +37,18 @@ int kernelButton(PointerButton button) {
   return BTN_LEFT;
 }
 
-// The position of the pixel in which the fraction lies, in layout units, of which `layout` make up `pixels`.
-double position(double fraction, int pixels, int layout) {
+// The pixel in which the fraction lies.
+int pixelOf(double fraction, int pixels) {
   // Fractions are pixels divided by the size, and multiplying again may end just below the pixel.
   constexpr double kRounding = 1e-6;
   if (std::isnan(fraction)) fraction = 0;
   const double pixel = std::floor(std::clamp(fraction, 0.0, 1.0) * pixels + kRounding);
-  return std::min(pixel, pixels - 1.0) * layout / pixels;
+  return static_cast<int>(std::min(pixel, pixels - 1.0));
+}
+
+// Whether the pointer was reported there; positions between pixels may be rounded either way.
+bool isAt(QPoint reported, QPointF expected) {
+  return std::abs(reported.x() - expected.x()) < 1.5 && std::abs(reported.y() - expected.y()) < 1.5;
 }
 
 }  // namespace
@@ -60,7 +65,10 @@ void PortalInput::requestPermission(PermissionCallback answer) {
       waiting_.push_back(std::move(answer));
       return;
     case PortalSession::State::granted:
-      if (session_.grant().control()) return answer({.granted = true});
+      if (session_.grant().control()) {
+        announceKeyboard();
+        return answer({.granted = true});
+      }
       return answer({.reason = session_.grant().inputOffered ? u"the user shares the screen without control of it"_s
                                                              : u"the desktop's portal offers no input"_s});
     case PortalSession::State::refused:
@@ -79,6 +87,9 @@ void PortalInput::sessionChanged() {
     heldButtons_.clear();
     heldKeys_.clear();
     ownModifiers_.reset();
+    units_ = Units::unknown;
+    motion_.reset();
+    keyboardAnnounced_ = false;
   }
   for (const PermissionCallback& answer : std::exchange(waiting_, {})) requestPermission(answer);
 }
@@ -88,8 +99,48 @@ bool PortalInput::moveTo(std::uint32_t displayId, double fx, double fy) {
   const auto layout = displays_.layoutSize(displayId);
   if (!display || !layout || !session_.grant().pointer) return false;
   const QSize pixels = display->bounds.size();
-  return calls_.sendMotion(u"NotifyPointerMotionAbsolute"_s, {displayId, position(fx, pixels.width(), layout->width()),
-                                                              position(fy, pixels.height(), layout->height())});
+  motion_ = Motion{.node = displayId,
+                   .layout = *layout,
+                   .pixels = pixels,
+                   .target = QPoint(pixelOf(fx, pixels.width()), pixelOf(fy, pixels.height()))};
+  return send(*motion_);
+}
+
+QPointF PortalInput::Motion::inLayout() const {
+  return {static_cast<double>(target.x()) * layout.width() / pixels.width(),
+          static_cast<double>(target.y()) * layout.height() / pixels.height()};
+}
+
+bool PortalInput::send(const Motion& motion) {
+  const auto absolute = [&motion](double x, double y) {
+    return NotifyCalls::Call{u"NotifyPointerMotionAbsolute"_s, {motion.node, x, y}};
+  };
+  const QPointF place = motion.inLayout();
+  if (motion.layout == motion.pixels || units_ != Units::pixels)
+    return calls_.sendMotion({absolute(place.x(), place.y())});
+  const QPoint reached(std::min(motion.target.x(), motion.layout.width() - 1),
+                       std::min(motion.target.y(), motion.layout.height() - 1));
+  const QPoint rest = motion.target - reached;
+  std::vector<NotifyCalls::Call> calls{absolute(reached.x(), reached.y())};
+  if (!rest.isNull()) {
+    calls.push_back({u"NotifyPointerMotion"_s,
+                     {static_cast<double>(rest.x()) * motion.layout.width() / motion.pixels.width(),
+                      static_cast<double>(rest.y()) * motion.layout.height() / motion.pixels.height()}});
+  }
+  return calls_.sendMotion(std::move(calls));
+}
+
+void PortalInput::cursorReported(std::uint32_t node, QPoint position) {
+  if (units_ != Units::unknown || !motion_ || motion_->node != node || motion_->layout == motion_->pixels) return;
+  const QPointF sent = motion_->inLayout();
+  // Near the origin both are the same.
+  if (isAt(motion_->target, sent)) return;
+  if (isAt(position, motion_->target)) {
+    units_ = Units::layout;
+  } else if (isAt(position, sent)) {
+    units_ = Units::pixels;
+    (void)send(*motion_);
+  }
 }
 
 void PortalInput::nudge() {
@@ -135,10 +186,19 @@ void PortalInput::scroll(std::uint32_t axis, std::int32_t pixels) {
 
 bool PortalInput::pressKey(int code) { return calls_.send(u"NotifyKeyboardKeycode"_s, {code, kPressed}); }
 
+// On a machine without a keyboard, programs learn of the portal's with its first key, and miss that key.
+void PortalInput::announceKeyboard() {
+  if (std::exchange(keyboardAnnounced_, true)) return;
+  // It has no symbol on any layout.
+  if (pressKey(KEY_UNKNOWN)) releaseKey(KEY_UNKNOWN);
+}
+
 void PortalInput::releaseKey(int code) { calls_.sendRelease(u"NotifyKeyboardKeycode"_s, {code, kReleased}); }
 
 bool PortalInput::key(std::uint16_t code, bool down, const KeyModifiers& modifiers) {
-  if (code == 0 || code > KEY_MAX || !session_.grant().keyboard) return false;
+  // Compositors drop what keymaps cannot name.
+  constexpr std::uint16_t kHighestKey = 247;
+  if (code == 0 || code > kHighestKey || !session_.grant().keyboard) return false;
   if (!down && !heldKeys_.contains(code)) return true;
   const ModifierPlan plan = planModifiers(kModifierKeys, modifiers, ownModifiers_, ownModifiers_);
   for (const Keycode key : plan.release) setModifier(key, false);

@@ -1,9 +1,12 @@
 // Input through the portal of remote desktops.
 #pragma once
 
-#include <array>
-#include <map>
+#include <QPoint>
+#include <QPointF>
+#include <QSize>
+#include <optional>
 #include <set>
+#include <vector>
 
 #include "platform/DesktopInput.h"
 #include "platform/ModifierPlan.h"
@@ -14,6 +17,8 @@ namespace vantora {
 
 // Works within the session in which the user shares the screen; it never asks the user by itself, since a viewer could
 // make it. Only what it holds down itself is known to it: the portal does not tell which keys the local user holds.
+// Positions are meant to be in layout units; where a first report of the pointer shows that the compositor takes them
+// for pixels, but accepts them up to the size in layout units only, the rest of the way is a relative motion.
 // Compositors leave the repetition of a held key to the programs, which begin with it half a second after a press: each
 // repetition of the viewer's keyboard arrives earlier, and is a new press. Thread: main.
 class PortalInput final : public DesktopInput {
@@ -33,12 +38,26 @@ class PortalInput final : public DesktopInput {
   void sessionChanged();
   // Moves the pointer by a pixel and back.
   void nudge();
+  // Where a stream shows the pointer, in pixels of the stream.
+  void cursorReported(std::uint32_t node, QPoint position);
 
  private:
+  // The units in which the portal takes positions on a screen whose pixels are not its layout units.
+  enum class Units { unknown, layout, pixels };
+  // The newest motion.
+  struct Motion {
+    std::uint32_t node = 0;
+    QSize layout;
+    QSize pixels;
+    QPoint target;  // In pixels.
+    QPointF inLayout() const;
+  };
+  bool send(const Motion& motion);
   [[nodiscard]] bool pressButton(int button);
   void releaseButton(int button);
   [[nodiscard]] bool pressKey(int code);
   void releaseKey(int code);
+  void announceKeyboard();
   void setModifier(Keycode key, bool down);
   void scroll(std::uint32_t axis, std::int32_t pixels);
   void releaseModifiers();
@@ -47,6 +66,9 @@ class PortalInput final : public DesktopInput {
   PortalDisplays& displays_;
   NotifyCalls calls_;
   std::vector<PermissionCallback> waiting_;
+  Units units_ = Units::unknown;
+  std::optional<Motion> motion_;
+  bool keyboardAnnounced_ = false;
   std::set<int> heldButtons_;  // The kernel's codes.
   std::set<std::uint16_t> heldKeys_;
   Keymap ownModifiers_;

@@ -97,6 +97,7 @@ TEST_F(PortalInputTest, aRepetitionIsANewPress) {
 TEST_F(PortalInputTest, ignoresTheReleaseOfAKeyThatItDoesNotHold) {
   EXPECT_TRUE(input().key(KEY_A, false, {.shift = true}));
   EXPECT_FALSE(input().key(0, true, {}));
+  EXPECT_FALSE(input().key(248, true, {}));
   testloop::drain();
   EXPECT_TRUE(portal_->notified.isEmpty());
 }
@@ -134,6 +135,16 @@ TEST_F(PortalInputTest, sendsNothingWithoutControl) {
   EXPECT_TRUE(portal_->notified.isEmpty());
 }
 
+// The first key of a machine without a keyboard is lost.
+TEST_F(PortalInputTest, announcesTheKeyboardBeforeTheFirstKey) {
+  askForControl();
+  ASSERT_TRUE(permission_ && permission_->granted);
+  EXPECT_EQ(calls(2), (QStringList{u"NotifyKeyboardKeycode(240, 1)"_s, u"NotifyKeyboardKeycode(240, 0)"_s}));
+  askForControl();
+  testloop::drain();
+  EXPECT_TRUE(portal_->notified.isEmpty());
+}
+
 TEST_F(PortalInputTest, nudgesThePointerForAFirstFrame) {
   access_->nudge(42);
   EXPECT_EQ(calls(2), (QStringList{u"NotifyPointerMotion(1, 0)"_s, u"NotifyPointerMotion(-1, 0)"_s}));
@@ -155,6 +166,43 @@ TEST_F(PortalInputTest, theNewestPositionReplacesThoseThatWait) {
   ASSERT_TRUE(
       testloop::waitFor([&] { return portal_->notified.contains(u"NotifyPointerMotionAbsolute(42, 999, 0)"_s); }));
   EXPECT_LE(portal_->notified.size(), NotifyCalls::kMotionsAhead + 1);
+}
+
+class ScaledPortalInputTest : public PortalInputTest {
+ protected:
+  void SetUp() override {
+    portal_->streams = {{.node = 42, .position = QPoint(0, 0), .size = QSize(800, 600)}};
+    PortalInputTest::SetUp();
+    access_->reportFrameSize(42, QSize(1600, 1200));
+    ASSERT_TRUE(testloop::waitFor([&] { return desktop_->displays().list().front().scale == 2; }));
+  }
+  void showPointer(int x, int y) {
+    access_->reportCursor({.node = 42, .visible = true, .position = QPoint(x, y)});
+    testloop::drain();
+  }
+};
+
+TEST_F(ScaledPortalInputTest, countsPositionsInLayoutUnits) {
+  EXPECT_TRUE(input().moveTo(42, 1, 0.5));
+  EXPECT_EQ(calls(1), (QStringList{u"NotifyPointerMotionAbsolute(42, 799.5, 300)"_s}));
+  showPointer(1599, 600);
+  EXPECT_TRUE(input().moveTo(42, 0.5, 0.5));
+  EXPECT_EQ(calls(1), (QStringList{u"NotifyPointerMotionAbsolute(42, 400, 300)"_s}));
+  showPointer(400, 300);
+  EXPECT_TRUE(input().moveTo(42, 1, 0.5));
+  EXPECT_EQ(calls(1), (QStringList{u"NotifyPointerMotionAbsolute(42, 799.5, 300)"_s})) << "known by then";
+}
+
+TEST_F(ScaledPortalInputTest, noticesACompositorThatTakesThemForPixels) {
+  EXPECT_TRUE(input().moveTo(42, 0.5, 0.75));
+  EXPECT_EQ(calls(1), (QStringList{u"NotifyPointerMotionAbsolute(42, 400, 450)"_s}));
+  showPointer(17, 4);
+  EXPECT_TRUE(portal_->notified.isEmpty()) << "an older report";
+  showPointer(400, 450);
+  EXPECT_EQ(calls(2),
+            (QStringList{u"NotifyPointerMotionAbsolute(42, 799, 599)"_s, u"NotifyPointerMotion(0.5, 150.5)"_s}));
+  EXPECT_TRUE(input().moveTo(42, 0.25, 0.25));
+  EXPECT_EQ(calls(1), (QStringList{u"NotifyPointerMotionAbsolute(42, 400, 300)"_s}));
 }
 
 // Positions never overtake what was done at them.
