@@ -35,7 +35,8 @@ WindowSystem windowSystemOf(const Environment& environment, const DisplayServers
   }
   const QString socket = compositorSocket(environment);
   if (!socket.isEmpty() && servers.compositor(socket)) return WindowSystem::wayland;
-  if (type == "wayland"_L1 && (namesCompositor || display)) return WindowSystem::wayland;
+  // Its portals are reached over the message bus.
+  if (type == "wayland"_L1) return WindowSystem::wayland;
   if (display) return WindowSystem::x11;
   return namesCompositor ? WindowSystem::wayland : WindowSystem::none;
 }

@@ -60,8 +60,7 @@ TEST(DesktopChoice, hasNoWindowSystemWithoutTheNameOfAServer) {
   expectChoices({{{}, native, true, WindowSystem::none},
                  {{{"DISPLAY", ""}, {"WAYLAND_DISPLAY", ""}, kFolder}, native, true, WindowSystem::none},
                  {{{"XDG_SESSION_TYPE", "tty"}}, native, true, WindowSystem::none},
-                 {{kX11Type}, native, true, WindowSystem::none},
-                 {{kWaylandType, kFolder}, native, true, WindowSystem::none}});
+                 {{kX11Type}, native, true, WindowSystem::none}});
 }
 
 TEST(DesktopChoice, goesByWhatRepliesRatherThanByDisplay) {
@@ -81,12 +80,24 @@ TEST(DesktopChoice, goesByWhatRepliesRatherThanByDisplay) {
 
 TEST(DesktopChoice, goesByTheTypeOfTheSessionWhileNothingReplies) {
   expectChoices({{{kDisplay, kWaylandType}, absent, false, WindowSystem::wayland},
+                 // Its portals need neither name.
+                 {{kWaylandType}, absent, false, WindowSystem::wayland},
                  {{kDisplay, kCompositor, kFolder, kWaylandType}, absent, false, WindowSystem::wayland},
                  {{kDisplay, kCompositor, kFolder}, absent, false, WindowSystem::x11},
                  {{kDisplay}, absent, false, WindowSystem::x11},
                  {{kCompositor, kFolder}, absent, false, WindowSystem::wayland},
                  // Without a folder there is no socket to try.
                  {{kCompositor}, absent, true, WindowSystem::wayland}});
+}
+
+TEST(DesktopChoice, isDecidedByTheUserFirst) {
+  expectChoices({{{{"VANTORA_WINDOW_SYSTEM", "x11"}, kDisplay, kCompositor, kFolder, kWaylandType},
+                  xwayland,
+                  true,
+                  WindowSystem::x11},
+                 {{{"VANTORA_WINDOW_SYSTEM", "Wayland"}, kDisplay, kX11Type}, native, false, WindowSystem::wayland},
+                 {{{"VANTORA_WINDOW_SYSTEM", "none"}, kDisplay, kX11Type}, native, true, WindowSystem::none},
+                 {{{"VANTORA_WINDOW_SYSTEM", "windows"}, kDisplay, kX11Type}, native, true, WindowSystem::x11}});
 }
 
 TEST(DesktopChoice, takesTheWordOfAnX11SessionWithoutAskingAServer) {
@@ -120,8 +131,7 @@ TEST(DesktopChoice, showsWindowsOnWhatRepliesAndWaitsForDisplayOtherwise) {
 
 TEST(DesktopFactory, hasNothingWithoutADisplayServer) {
   fakes::FakeClipboard clipboard;
-  for (const auto& environment :
-       {Environment::of({}), Environment::of({{"DISPLAY", ""}}), Environment::of({kCompositor, kFolder})}) {
+  for (const auto& environment : {Environment::of({}), Environment::of({{"DISPLAY", ""}})}) {
     const auto desktop = makeDesktopSession(environment, clipboard, servers(absent, true));
     EXPECT_EQ(desktop->status(), (DesktopStatus{DesktopState::refused, u"cannot open display \"\""_s}));
     expectNothing(*desktop);
@@ -129,12 +139,19 @@ TEST(DesktopFactory, hasNothingWithoutADisplayServer) {
   }
 }
 
-TEST(DesktopFactory, reachesACompositorThroughItsXServer) {
+// Never through its X server, which shows and takes nothing.
+TEST(DesktopFactory, reachesACompositorThroughItsPortals) {
   fakes::FakeClipboard clipboard;
   const DisplayServers xwaylandOnly{.xServer = [](const QString&) { return xwayland; },
                                     .compositor = [](const QString&) { return false; }};
-  const auto desktop = makeDesktopSession(Environment::of({{"DISPLAY", ":59999"}}), clipboard, xwaylandOnly);
-  EXPECT_EQ(desktop->status(), DesktopStatus{DesktopState::ready});
+  for (const auto& environment : {Environment::of({{"DISPLAY", ":59999"}}),
+                                  Environment::of({{"DISPLAY", ":59999"}, kWaylandType, kCompositor})}) {
+    const auto desktop = makeDesktopSession(environment, clipboard, xwaylandOnly);
+    EXPECT_EQ(desktop->status(), DesktopStatus{DesktopState::starting}) << "nobody was asked yet";
+    EXPECT_TRUE(desktop->displays().list().empty());
+    EXPECT_FALSE(desktop->input().moveTo(1, 0.5, 0.5));
+    EXPECT_FALSE(desktop->input().key(KEY_A, true, {}));
+  }
 }
 
 TEST(DesktopFactory, isReadyForADisplayServerThatDoesNotReplyYet) {

@@ -80,6 +80,36 @@ TEST_F(HostConsentTest, givesNoControlToAViewerThatDidNotAskForIt) {
   EXPECT_TRUE(received().isEmpty());
 }
 
+TEST_F(HostConsentTest, tellsTheViewerThatTheUserIsBeingAsked) {
+  connectViewer();
+  host_->startSharing();
+  received("control"_L1);
+  desktop_.setStatus({DesktopState::awaitingConsent});
+  const JsonObject required{{u"type"_s, u"permission_required"_s}, {u"permission"_s, u"screen_recording"_s}};
+  EXPECT_EQ(received("control"_L1), QList{required});
+  host_->stopSharing();
+  received("control"_L1);
+  host_->startSharing();
+  EXPECT_EQ(received("control"_L1), QList{required}) << "the question is still open";
+  desktop_.setStatus({DesktopState::ready});
+  sources_.screen().finishStart();
+  EXPECT_FALSE(received("control"_L1).contains(required));
+}
+
+// A Wayland desktop has no displays before its user consents.
+TEST_F(HostConsentTest, aimsAtTheDisplaysThatAppear) {
+  const auto before = displays_.list();
+  displays_.set({});
+  connectInControl();
+  host_->startSharing();
+  received();
+  displays_.set(before);
+  EXPECT_TRUE(typesOf(received()).contains(u"display_info"_s));
+  say({{u"type"_s, u"mouseMove"_s}, {u"x"_s, 0.5}, {u"y"_s, 0.5}});
+  EXPECT_EQ(input_.pointerActions.size(), 1U);
+  EXPECT_EQ(input_.position, QPointF(960, 540));
+}
+
 // The local user takes a minute to allow the capture: nothing blocks, and what the viewer chooses meanwhile counts.
 TEST_F(HostConsentTest, servesTheViewerWhileTheUserIsAskedForTheScreen) {
   connectInControl();
