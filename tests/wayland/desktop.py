@@ -67,6 +67,7 @@ class Desktop:
             "XDG_DATA_DIRS": "/usr/local/share:/usr/share",
             "XDG_DESKTOP_PORTAL_DIR": str(self.home / "portals"),
             "GIO_USE_VFS": "local",
+            "MUTTER_DEBUG_DISABLE_ANIMATIONS": "1",  # Windows would grow and fade in.
         }
         self.loop = GLib.MainLoop()
         self.ended = False
