@@ -7,40 +7,70 @@
 #include "base/dbus/DBusCall.h"
 
 namespace vantora {
+namespace {
 
-bool NotifyCalls::send(const QString& method, const QVariantList& arguments) {
-  if (session_.path().isEmpty() || unanswered_ >= kMaxUnanswered) return false;
-  sendWaiting();
-  sendNow(method, arguments);
+using namespace Qt::Literals::StringLiterals;
+
+constexpr uint kReleased = 0;
+constexpr uint kPressed = 1;
+
+}  // namespace
+
+bool NotifyCalls::moveTo(std::uint32_t node, QPointF position, QPointF rest) {
+  if (session_.path().isEmpty()) return false;
+  waiting_ = {{u"NotifyPointerMotionAbsolute"_s, {node, position.x(), position.y()}}};
+  if (!rest.isNull()) waiting_.push_back({u"NotifyPointerMotion"_s, {rest.x(), rest.y()}});
+  if (unanswered_ < kMotionsAhead) sendWaiting();
   return true;
 }
 
-void NotifyCalls::sendRelease(const QString& method, const QVariantList& arguments) {
-  if (session_.path().isEmpty()) return;
-  sendWaiting();
-  sendNow(method, arguments);
+bool NotifyCalls::moveBy(QPointF distance) { return send({u"NotifyPointerMotion"_s, {distance.x(), distance.y()}}); }
+
+bool NotifyCalls::pressButton(int button) { return send({u"NotifyPointerButton"_s, {button, kPressed}}); }
+
+void NotifyCalls::releaseButton(int button) { sendRelease({u"NotifyPointerButton"_s, {button, kReleased}}); }
+
+bool NotifyCalls::pressKey(int key) { return send({u"NotifyKeyboardKeycode"_s, {key, kPressed}}); }
+
+void NotifyCalls::releaseKey(int key) { sendRelease({u"NotifyKeyboardKeycode"_s, {key, kReleased}}); }
+
+bool NotifyCalls::scrollNotches(ScrollAxis axis, int notches) {
+  return send({u"NotifyPointerAxisDiscrete"_s, {axis == ScrollAxis::vertical ? 0U : 1U, notches}});
 }
 
-void NotifyCalls::sendNow(const QString& method, const QVariantList& arguments) {
-  QDBusMessage call = QDBusMessage::createMethodCall(portal::kService, portal::kPath, portal::kRemoteDesktop, method);
-  call.setArguments(QVariantList{QVariant::fromValue(QDBusObjectPath(session_.path())), QVariantMap()} + arguments);
+bool NotifyCalls::scrollSmoothly(ScrollAxis axis, double units) {
+  const QVariantList distance = axis == ScrollAxis::vertical ? QVariantList{0.0, units} : QVariantList{units, 0.0};
+  return send({u"NotifyPointerAxis"_s, distance});
+}
+
+bool NotifyCalls::send(const Call& call) {
+  if (session_.path().isEmpty() || unanswered_ >= kMaxUnanswered) return false;
+  sendWaiting();
+  sendNow(call);
+  return true;
+}
+
+void NotifyCalls::sendRelease(const Call& call) {
+  if (session_.path().isEmpty()) return;
+  sendWaiting();
+  sendNow(call);
+}
+
+void NotifyCalls::sendNow(const Call& call) {
+  QDBusMessage message =
+      QDBusMessage::createMethodCall(portal::kService, portal::kPath, portal::kRemoteDesktop, call.method);
+  message.setArguments(QVariantList{QVariant::fromValue(QDBusObjectPath(session_.path())), QVariantMap()} +
+                       call.arguments);
   ++unanswered_;
-  callDBus(session_.bus(), call, context_.get(), [this](const QDBusMessage&) {
+  callDBus(session_.bus(), message, context_.get(), [this](const QDBusMessage&) {
     --unanswered_;
     if (unanswered_ < kMotionsAhead) sendWaiting();
   });
 }
 
-bool NotifyCalls::sendMotion(std::vector<Call> motion) {
-  if (session_.path().isEmpty()) return false;
-  waiting_ = std::move(motion);
-  if (unanswered_ < kMotionsAhead) sendWaiting();
-  return true;
-}
-
 // Before every other call: events take effect in the order in which they were made.
 void NotifyCalls::sendWaiting() {
-  for (const Call& call : std::exchange(waiting_, {})) sendNow(call.method, call.arguments);
+  for (const Call& call : std::exchange(waiting_, {})) sendNow(call);
 }
 
 void NotifyCalls::reset() {

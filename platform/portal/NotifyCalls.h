@@ -1,20 +1,20 @@
-// The calls of a portal session that post input events.
+// Input events as calls of the portal.
 #pragma once
 
-#include <QDBusConnection>
 #include <QObject>
 #include <QString>
 #include <QVariantList>
 #include <memory>
 #include <vector>
 
+#include "platform/portal/InputEvents.h"
 #include "platform/portal/PortalSession.h"
 
 namespace vantora {
 
 // Sends calls without waiting for their replies, but counts those that are missing: a portal that does not respond gets
-// kMaxUnanswered at most, and the releases of what they pressed. Thread: main.
-class NotifyCalls {
+// kMaxUnanswered at most, and the releases of what they pressed.
+class NotifyCalls final : public InputEvents {
  public:
   static constexpr int kMaxUnanswered = 256;
   // Further motions wait for a reply, the newest in place of older ones.
@@ -23,27 +23,31 @@ class NotifyCalls {
   // `session` must outlive this object.
   explicit NotifyCalls(PortalSession& session) : session_(session) {}
 
-  // `arguments` are those after the session and the options; false: the portal does not respond, nothing was sent.
-  bool send(const QString& method, const QVariantList& arguments);
-  // The release of what an earlier call pressed.
-  void sendRelease(const QString& method, const QVariantList& arguments);
-  struct Call {
-    QString method;
-    QVariantList arguments;
-  };
-  // The calls of a motion of the pointer, which the next one replaces while it waits.
-  bool sendMotion(std::vector<Call> motion);
+  bool moveTo(std::uint32_t node, QPointF position, QPointF rest) override;
+  bool moveBy(QPointF distance) override;
+  bool pressButton(int button) override;
+  void releaseButton(int button) override;
+  bool pressKey(int key) override;
+  void releaseKey(int key) override;
+  bool scrollNotches(ScrollAxis axis, int notches) override;
+  bool scrollSmoothly(ScrollAxis axis, double units) override;
   // The session has ended: nothing waits any more.
   void reset();
 
  private:
+  struct Call {
+    QString method;
+    QVariantList arguments;
+  };
+  [[nodiscard]] bool send(const Call& call);
+  void sendRelease(const Call& call);
   void sendWaiting();
-  void sendNow(const QString& method, const QVariantList& arguments);
+  void sendNow(const Call& call);
 
   PortalSession& session_;
   std::unique_ptr<QObject> context_ = std::make_unique<QObject>();
   int unanswered_ = 0;
-  std::vector<Call> waiting_;
+  std::vector<Call> waiting_;  // The newest motion.
 };
 
 }  // namespace vantora

@@ -12,13 +12,6 @@ namespace {
 
 using namespace Qt::Literals::StringLiterals;
 
-constexpr uint kReleased = 0;
-constexpr uint kPressed = 1;
-
-// Axes of AxisDiscrete.
-constexpr std::uint32_t kVertical = 0;
-constexpr std::uint32_t kHorizontal = 1;
-
 // Right Alt is no modifier here: most layouts use it as the third level.
 const ModifierTable kModifierKeys = {{{KEY_LEFTSHIFT, {KEY_LEFTSHIFT, KEY_RIGHTSHIFT}},
                                       {KEY_LEFTCTRL, {KEY_LEFTCTRL, KEY_RIGHTCTRL}},
@@ -112,22 +105,14 @@ QPointF PortalInput::Motion::inLayout() const {
 }
 
 bool PortalInput::send(const Motion& motion) {
-  const auto absolute = [&motion](double x, double y) {
-    return NotifyCalls::Call{u"NotifyPointerMotionAbsolute"_s, {motion.node, x, y}};
-  };
-  const QPointF place = motion.inLayout();
   if (motion.layout == motion.pixels || units_ != Units::pixels)
-    return calls_.sendMotion({absolute(place.x(), place.y())});
+    return events().moveTo(motion.node, motion.inLayout(), {});
   const QPoint reached(std::min(motion.target.x(), motion.layout.width() - 1),
                        std::min(motion.target.y(), motion.layout.height() - 1));
-  const QPoint rest = motion.target - reached;
-  std::vector<NotifyCalls::Call> calls{absolute(reached.x(), reached.y())};
-  if (!rest.isNull()) {
-    calls.push_back({u"NotifyPointerMotion"_s,
-                     {static_cast<double>(rest.x()) * motion.layout.width() / motion.pixels.width(),
-                      static_cast<double>(rest.y()) * motion.layout.height() / motion.pixels.height()}});
-  }
-  return calls_.sendMotion(std::move(calls));
+  const QPointF rest = motion.target - reached;
+  return events().moveTo(motion.node, reached,
+                         {rest.x() * motion.layout.width() / motion.pixels.width(),
+                          rest.y() * motion.layout.height() / motion.pixels.height()});
 }
 
 void PortalInput::cursorReported(std::uint32_t node, QPoint position) {
@@ -145,55 +130,45 @@ void PortalInput::cursorReported(std::uint32_t node, QPoint position) {
 
 void PortalInput::nudge() {
   if (!session_.grant().pointer) return;
-  (void)calls_.send(u"NotifyPointerMotion"_s, {1.0, 0.0});
-  (void)calls_.send(u"NotifyPointerMotion"_s, {-1.0, 0.0});
+  if (events().moveBy({1, 0})) (void)events().moveBy({-1, 0});
 }
-
-bool PortalInput::pressButton(int button) { return calls_.send(u"NotifyPointerButton"_s, {button, kPressed}); }
-
-void PortalInput::releaseButton(int button) { calls_.sendRelease(u"NotifyPointerButton"_s, {button, kReleased}); }
 
 void PortalInput::button(PointerButton button, bool down) {
   if (!session_.grant().pointer) return;
   const int code = kernelButton(button);
-  if (heldButtons_.erase(code) > 0) releaseButton(code);
-  if (down && pressButton(code)) heldButtons_.insert(code);
+  if (heldButtons_.erase(code) > 0) events().releaseButton(code);
+  if (down && events().pressButton(code)) heldButtons_.insert(code);
 }
 
 void PortalInput::wheel(const ScrollEvent& event) {
   if (!session_.grant().pointer) return;
   // The portal counts downwards.
-  scroll(kVertical, -std::max(event.vertical, -INT32_MAX));
-  scroll(kHorizontal, event.horizontal);
+  scroll(ScrollAxis::vertical, -std::max(event.vertical, -INT32_MAX));
+  scroll(ScrollAxis::horizontal, event.horizontal);
 }
 
 // The viewer's mouse wheel reports one notch as 120 or 100 pixels, depending on its system. Any other distance comes
 // from a touch pad or a smooth wheel.
-void PortalInput::scroll(std::uint32_t axis, std::int32_t pixels) {
+void PortalInput::scroll(ScrollAxis axis, std::int32_t pixels) {
   if (pixels == 0) return;
   constexpr int kMaxNotches = 32;
   for (const int notch : {120, 100}) {
     if (pixels % notch != 0) continue;
-    (void)calls_.send(u"NotifyPointerAxisDiscrete"_s, {axis, std::clamp(pixels / notch, -kMaxNotches, kMaxNotches)});
+    (void)events().scrollNotches(axis, std::clamp(pixels / notch, -kMaxNotches, kMaxNotches));
     return;
   }
   // Programs scroll by about 53 pixels for a notch, which is 10 units of a smooth axis.
   constexpr double kUnitsPerPixel = 10.0 / 53.0;
   constexpr double kMaxUnits = kMaxNotches * 10.0;
-  const double units = std::clamp(pixels * kUnitsPerPixel, -kMaxUnits, kMaxUnits);
-  (void)calls_.send(u"NotifyPointerAxis"_s, axis == kVertical ? QVariantList{0.0, units} : QVariantList{units, 0.0});
+  (void)events().scrollSmoothly(axis, std::clamp(pixels * kUnitsPerPixel, -kMaxUnits, kMaxUnits));
 }
-
-bool PortalInput::pressKey(int code) { return calls_.send(u"NotifyKeyboardKeycode"_s, {code, kPressed}); }
 
 // On a machine without a keyboard, programs learn of the portal's with its first key, and miss that key.
 void PortalInput::announceKeyboard() {
   if (std::exchange(keyboardAnnounced_, true)) return;
   // It has no symbol on any layout.
-  if (pressKey(KEY_UNKNOWN)) releaseKey(KEY_UNKNOWN);
+  if (events().pressKey(KEY_UNKNOWN)) events().releaseKey(KEY_UNKNOWN);
 }
-
-void PortalInput::releaseKey(int code) { calls_.sendRelease(u"NotifyKeyboardKeycode"_s, {code, kReleased}); }
 
 bool PortalInput::key(std::uint16_t code, bool down, const KeyModifiers& modifiers) {
   // Compositors drop what keymaps cannot name.
@@ -204,15 +179,15 @@ bool PortalInput::key(std::uint16_t code, bool down, const KeyModifiers& modifie
   for (const Keycode key : plan.release) setModifier(key, false);
   for (const Keycode key : plan.press) setModifier(key, true);
   // Compositors ignore a press of a key that is down.
-  if (heldKeys_.erase(code) > 0) releaseKey(code);
-  if (down && pressKey(code)) heldKeys_.insert(code);
+  if (heldKeys_.erase(code) > 0) events().releaseKey(code);
+  if (down && events().pressKey(code)) heldKeys_.insert(code);
   if (heldKeys_.empty()) releaseModifiers();
   return true;
 }
 
 void PortalInput::setModifier(Keycode key, bool down) {
-  ownModifiers_[key] = down && pressKey(key);
-  if (!down) releaseKey(key);
+  ownModifiers_[key] = down && events().pressKey(key);
+  if (!down) events().releaseKey(key);
 }
 
 void PortalInput::releaseModifiers() {
@@ -222,8 +197,8 @@ void PortalInput::releaseModifiers() {
 }
 
 void PortalInput::releaseAll() {
-  for (const int button : std::exchange(heldButtons_, {})) releaseButton(button);
-  for (const std::uint16_t key : std::exchange(heldKeys_, {})) releaseKey(key);
+  for (const int button : std::exchange(heldButtons_, {})) events().releaseButton(button);
+  for (const std::uint16_t key : std::exchange(heldKeys_, {})) events().releaseKey(key);
   releaseModifiers();
 }
 

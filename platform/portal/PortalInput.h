@@ -52,14 +52,11 @@ class PortalInput final : public DesktopInput {
     QPoint target;  // In pixels.
     QPointF inLayout() const;
   };
+  InputEvents& events() { return calls_; }
   bool send(const Motion& motion);
-  [[nodiscard]] bool pressButton(int button);
-  void releaseButton(int button);
-  [[nodiscard]] bool pressKey(int code);
-  void releaseKey(int code);
   void announceKeyboard();
   void setModifier(Keycode key, bool down);
-  void scroll(std::uint32_t axis, std::int32_t pixels);
+  void scroll(ScrollAxis axis, std::int32_t pixels);
   void releaseModifiers();
 
   PortalSession& session_;

@@ -1,0 +1,30 @@
+// Where a portal session takes input events.
+#pragma once
+
+#include <QPointF>
+#include <cstdint>
+
+namespace vantora {
+
+enum class ScrollAxis { vertical, horizontal };
+
+// Events take effect in the order of the calls, none of which waits. False: the event was dropped, since the other side
+// does not respond or takes no such events. Releases are never dropped. Thread: main.
+class InputEvents {
+ public:
+  virtual ~InputEvents() = default;
+  // Moves the pointer to `position` on the screen of the stream `node`, in layout units from its top left corner, and
+  // then by `rest`; a motion that has not left yet is replaced by the next one.
+  virtual bool moveTo(std::uint32_t node, QPointF position, QPointF rest) = 0;
+  virtual bool moveBy(QPointF distance) = 0;
+  // `button` and `key`: the kernel's codes.
+  virtual bool pressButton(int button) = 0;
+  virtual void releaseButton(int button) = 0;
+  virtual bool pressKey(int key) = 0;
+  virtual void releaseKey(int key) = 0;
+  // Whole notches of a wheel, and smooth scrolling with 10 units for a notch; down and right are positive.
+  virtual bool scrollNotches(ScrollAxis axis, int notches) = 0;
+  virtual bool scrollSmoothly(ScrollAxis axis, double units) = 0;
+};
+
+}  // namespace vantora
