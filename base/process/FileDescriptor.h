@@ -21,6 +21,7 @@ class FileDescriptor {
     if (fd_ >= 0) close(fd_);
     fd_ = fd;
   }
+  [[nodiscard]] int release() { return std::exchange(fd_, -1); }
   [[nodiscard]] int get() const { return fd_; }
 
  private:

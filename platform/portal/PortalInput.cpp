@@ -2,10 +2,13 @@
 
 #include <linux/input-event-codes.h>
 
+#include <QTimer>
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <utility>
+
+#include "platform/portal/eis/EisInput.h"
 
 namespace vantora {
 namespace {
@@ -58,10 +61,7 @@ void PortalInput::requestPermission(PermissionCallback answer) {
       waiting_.push_back(std::move(answer));
       return;
     case PortalSession::State::granted:
-      if (session_.grant().control()) {
-        announceKeyboard();
-        return answer({.granted = true});
-      }
+      if (session_.grant().control()) return requestRoute(std::move(answer));
       return answer({.reason = session_.grant().inputOffered ? u"the user shares the screen without control of it"_s
                                                              : u"the desktop's portal offers no input"_s});
     case PortalSession::State::refused:
@@ -72,19 +72,70 @@ void PortalInput::requestPermission(PermissionCallback answer) {
   }
 }
 
+void PortalInput::requestRoute(PermissionCallback answer) {
+  switch (route_) {
+    case Route::unknown:
+    case Route::connecting:
+      waiting_.push_back(std::move(answer));
+      return;
+    case Route::usable:
+      announceKeyboard();
+      return answer({.granted = true});
+    case Route::lost:
+      return answer({.reason = u"the desktop has ended the connection for input"_s});
+  }
+}
+
 void PortalInput::sessionChanged() {
   if (session_.state() == PortalSession::State::preparing || session_.state() == PortalSession::State::asking) return;
-  if (session_.state() != PortalSession::State::granted) {
-    // The desktop releases what a session held.
-    calls_.reset();
-    heldButtons_.clear();
-    heldKeys_.clear();
-    ownModifiers_.reset();
-    units_ = Units::unknown;
-    motion_.reset();
-    keyboardAnnounced_ = false;
-  }
+  if (session_.state() == PortalSession::State::granted) return chooseRoute();
+  // The desktop releases what a session held.
+  dropHeld();
+  calls_.reset();
+  eis_.reset();
+  connecting_.reset();
+  route_ = Route::unknown;
+  units_ = Units::unknown;
+  motion_.reset();
+  keyboardAnnounced_ = false;
+  answerWaiting();
+}
+
+void PortalInput::answerWaiting() {
   for (const PermissionCallback& answer : std::exchange(waiting_, {})) requestPermission(answer);
+}
+
+void PortalInput::dropHeld() {
+  heldButtons_.clear();
+  heldKeys_.clear();
+  ownModifiers_.reset();
+}
+
+void PortalInput::chooseRoute() {
+  if (route_ != Route::unknown) return;
+  if (!session_.grant().control() || !session_.grant().eis || !eisAvailable()) return finishRoute(Route::usable);
+  route_ = Route::connecting;
+  connecting_ = std::make_unique<QObject>();
+  session_.connectToEis([this](FileDescriptor socket, const QString& error) {
+    // The portal's calls still work when there is no such connection.
+    if (!error.isEmpty()) return finishRoute(Route::usable);
+    eis_ = makeEisInput(std::move(socket), session_.grant().streams,
+                        {.ready = [this] { finishRoute(Route::usable); },
+                         .ended =
+                             [this] {
+                               dropHeld();
+                               finishRoute(Route::lost);
+                             }});
+    if (!eis_) return finishRoute(Route::lost);
+    constexpr std::chrono::seconds kConnectTimeout(5);
+    QTimer::singleShot(kConnectTimeout, connecting_.get(), [this] { finishRoute(Route::lost); });
+  });
+}
+
+void PortalInput::finishRoute(Route route) {
+  route_ = route;
+  connecting_.reset();
+  answerWaiting();
 }
 
 bool PortalInput::moveTo(std::uint32_t displayId, double fx, double fy) {

@@ -1,9 +1,11 @@
 // Input through the portal of remote desktops.
 #pragma once
 
+#include <QObject>
 #include <QPoint>
 #include <QPointF>
 #include <QSize>
+#include <memory>
 #include <optional>
 #include <set>
 #include <vector>
@@ -52,7 +54,14 @@ class PortalInput final : public DesktopInput {
     QPoint target;  // In pixels.
     QPointF inLayout() const;
   };
-  InputEvents& events() { return calls_; }
+  // How input reaches the desktop in this session.
+  enum class Route { unknown, connecting, usable, lost };
+  InputEvents& events() { return eis_ ? *eis_ : calls_; }
+  void requestRoute(PermissionCallback answer);
+  void answerWaiting();
+  void chooseRoute();
+  void finishRoute(Route route);
+  void dropHeld();
   bool send(const Motion& motion);
   void announceKeyboard();
   void setModifier(Keycode key, bool down);
@@ -62,6 +71,8 @@ class PortalInput final : public DesktopInput {
   PortalSession& session_;
   PortalDisplays& displays_;
   NotifyCalls calls_;
+  std::unique_ptr<InputEvents> eis_;
+  Route route_ = Route::unknown;
   std::vector<PermissionCallback> waiting_;
   Units units_ = Units::unknown;
   std::optional<Motion> motion_;
@@ -69,6 +80,7 @@ class PortalInput final : public DesktopInput {
   std::set<int> heldButtons_;  // The kernel's codes.
   std::set<std::uint16_t> heldKeys_;
   Keymap ownModifiers_;
+  std::unique_ptr<QObject> connecting_;  // For the timeout of a connection.
 };
 
 }  // namespace vantora

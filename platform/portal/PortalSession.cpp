@@ -28,6 +28,7 @@ constexpr uint kUntilRevoked = 2;
 // The first version that restores an earlier consent; older ones lack half of what is used here.
 constexpr uint kScreenCastNeeded = 4;
 constexpr uint kRemoteDesktopRestores = 2;
+constexpr uint kRemoteDesktopHasEis = 2;
 
 constexpr std::size_t kMaxStreams = 16;
 
@@ -59,6 +60,7 @@ std::vector<PortalStream> streamsIn(const QVariantMap& results) {
     argument >> stream.node >> properties;
     argument.endStructure();
     stream.position = pairIn<QPoint>(properties, u"position"_s);
+    stream.mapping = properties.value(u"mapping_id"_s).toString();
     stream.size = pairIn<QSize>(properties, u"size"_s);
     if (stream.size && stream.size->isEmpty()) stream.size.reset();
     if (streams.size() < kMaxStreams) streams.push_back(stream);
@@ -295,6 +297,7 @@ void PortalSession::granted(const QVariantMap& results) {
             .inputOffered = attempt_->versions.remoteDesktop > 0,
             .pointer = (devices & kPointer) != 0,
             .keyboard = (devices & kKeyboard) != 0,
+            .eis = attempt_->versions.remoteDesktop >= kRemoteDesktopHasEis,
             .clipboard = results.value(u"clipboard_enabled"_s).toBool()};
   if (grant_.streams.empty()) {
     grant_ = {};
@@ -308,17 +311,24 @@ void PortalSession::granted(const QVariantMap& results) {
   setState(State::granted);
 }
 
-void PortalSession::openRemote(std::function<void(FileDescriptor, const QString&)> done) {
+void PortalSession::openRemote(DescriptorCallback done) {
+  openDescriptor(portal::kScreenCast, u"OpenPipeWireRemote"_s, std::move(done));
+}
+
+void PortalSession::connectToEis(DescriptorCallback done) {
+  openDescriptor(portal::kRemoteDesktop, u"ConnectToEIS"_s, std::move(done));
+}
+
+void PortalSession::openDescriptor(const QString& interface, const QString& method, DescriptorCallback done) {
   if (state_ != State::granted) return;
-  QDBusMessage call =
-      QDBusMessage::createMethodCall(portal::kService, portal::kPath, portal::kScreenCast, u"OpenPipeWireRemote"_s);
+  QDBusMessage call = QDBusMessage::createMethodCall(portal::kService, portal::kPath, interface, method);
   call.setArguments({QVariant::fromValue(QDBusObjectPath(path_)), QVariantMap()});
   callDBus(bus_, call, &attempt_->context, [done = std::move(done)](const QDBusMessage& reply) {
     if (reply.type() == QDBusMessage::ErrorMessage) return done(FileDescriptor(), reply.errorMessage());
     const auto remote = reply.arguments().value(0).value<QDBusUnixFileDescriptor>();
     // The reply owns its descriptor.
     const int own = remote.isValid() ? ::fcntl(remote.fileDescriptor(), F_DUPFD_CLOEXEC, 0) : -1;
-    done(FileDescriptor(own), own < 0 ? u"the portal opened no PipeWire connection"_s : QString());
+    done(FileDescriptor(own), own < 0 ? u"the portal opened no connection"_s : QString());
   });
 }
 

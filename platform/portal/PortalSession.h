@@ -25,6 +25,7 @@ struct PortalGrant {
   bool inputOffered = false;
   bool pointer = false;
   bool keyboard = false;
+  bool eis = false;  // Input may use a connection to the compositor.
   bool clipboard = false;
   bool control() const { return pointer && keyboard; }
 };
@@ -66,9 +67,12 @@ class PortalSession {
   const QDBusConnection& bus() const { return bus_; }
   const QString& path() const { return path_; }
 
-  // Opens a PipeWire connection that may open the streams; `done` gets an empty descriptor and the error when that
-  // fails. Called later, unless the session ends before.
-  void openRemote(std::function<void(FileDescriptor remote, const QString& error)> done);
+  // Gets an empty descriptor and the error when that fails. Called later, unless the session ends before.
+  using DescriptorCallback = std::function<void(FileDescriptor descriptor, const QString& error)>;
+  // Opens a PipeWire connection that may open the streams.
+  void openRemote(DescriptorCallback done);
+  // Opens a connection for input to the compositor; the session's own calls for input are refused from then on.
+  void connectToEis(DescriptorCallback done);
 
   // Seconds after which a start with a stored token counts as a question to the user.
   static constexpr std::chrono::milliseconds kRestoreTime{1500};
@@ -115,6 +119,7 @@ class PortalSession {
   void refuse(const QString& reason);
   void desktopEnded(const QString& reason);
   void endSession();
+  void openDescriptor(const QString& interface, const QString& method, DescriptorCallback done);
   void setState(State state);
 
   const QString busAddress_;

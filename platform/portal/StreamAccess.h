@@ -21,6 +21,8 @@ struct PortalStream {
   // The place of the screen in the desktop, in its layout units; empty where the desktop names none.
   std::optional<QPoint> position = std::nullopt;
   std::optional<QSize> size = std::nullopt;
+  // The name that newer portals give it, also for input.
+  QString mapping = {};
   bool operator==(const PortalStream&) const = default;
 };
 

@@ -128,6 +128,14 @@ bool FakePortal::handleMessage(const QDBusMessage& message, const QDBusConnectio
   } else if (method == "OpenPipeWireRemote"_L1) {
     ++remotesOpened;
     reply(message, {QVariant::fromValue(QDBusUnixFileDescriptor(remote_.get()))});
+  } else if (method == "ConnectToEIS"_L1) {
+    ++eisConnections;
+    if (!connectToEis) {
+      fail(message, u"no such connection"_s);
+    } else {
+      const FileDescriptor socket = connectToEis();
+      reply(message, {QVariant::fromValue(QDBusUnixFileDescriptor(socket.get()))});
+    }
   } else if (method.startsWith("Notify"_L1)) {
     QStringList arguments;
     for (const QVariant& argument : message.arguments().mid(2)) arguments.append(argument.toString());
@@ -220,6 +228,7 @@ QVariantMap FakePortal::granted(const Session& session, bool input) const {
     if (stream.size) {
       entry.properties.insert(u"size"_s, QVariant::fromValue(IntPair{stream.size->width(), stream.size->height()}));
     }
+    if (!stream.mapping.isEmpty()) entry.properties.insert(u"mapping_id"_s, stream.mapping);
     entries.append(entry);
   }
   QVariantMap results{{u"streams"_s, QVariant::fromValue(entries)}};

@@ -7,6 +7,7 @@
 #include <QPoint>
 #include <QSize>
 #include <QVariantMap>
+#include <functional>
 #include <map>
 #include <optional>
 #include <vector>
@@ -27,6 +28,7 @@ struct Stream {
   std::uint32_t node = 0;
   std::optional<QPoint> position = std::nullopt;
   std::optional<QSize> size = std::nullopt;
+  QString mapping = {};
 };
 
 // Implements ScreenCast, RemoteDesktop, Clipboard (RequestClipboard alone) and Settings as portals do, the dialogs
@@ -56,13 +58,17 @@ class FakePortal final : public QDBusVirtualObject {
   QString token = QStringLiteral("token-1");
   std::map<QString, QVariant> settings;
 
+  // Makes a connection for input to the compositor; empty: ConnectToEIS fails.
+  std::function<FileDescriptor()> connectToEis;
+
   // Answers the oldest open question.
   void decide(Answer decision);
   // The desktop ends the newest session.
   void closeSession();
 
-  int questions = 0;  // How often the user was asked.
-  int restored = 0;   // How often a token made a question unnecessary.
+  int questions = 0;       // How often the user was asked.
+  int restored = 0;        // How often a token made a question unnecessary.
+  int eisConnections = 0;  // Also those that failed.
   int remotesOpened = 0;
   QStringList closedSessions;  // By their client.
   int closedRequests = 0;

@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "platform/portal/NotifyCalls.h"
+#include "platform/portal/eis/EisInput.h"
 #include "tests/wayland/portal/PortalFixture.h"
 
 using namespace Qt::Literals::StringLiterals;
@@ -148,6 +149,19 @@ TEST_F(PortalInputTest, announcesTheKeyboardBeforeTheFirstKey) {
 TEST_F(PortalInputTest, nudgesThePointerForAFirstFrame) {
   access_->nudge(42);
   EXPECT_EQ(calls(2), (QStringList{u"NotifyPointerMotion(1, 0)"_s, u"NotifyPointerMotion(-1, 0)"_s}));
+}
+
+// Systems without libei.
+TEST_F(PortalInputTest, leavesConnectionsAloneThatItCannotUse) {
+  if (eisAvailable()) GTEST_SKIP() << "EisInputTest shows what happens here";
+  start();
+  portal_->remoteDesktop = 2;
+  shareAndGrant();
+  askForControl();
+  EXPECT_TRUE(permission_ && permission_->granted);
+  EXPECT_EQ(portal_->eisConnections, 0);
+  EXPECT_TRUE(input().moveTo(42, 0.5, 0.25));
+  EXPECT_TRUE(testloop::waitFor([&] { return portal_->notified.size() == 3; }));
 }
 
 // A portal that hangs gets a bounded number of calls, and the newest position once it continues.

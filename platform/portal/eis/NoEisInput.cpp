@@ -1,0 +1,10 @@
+// For systems without libei.
+#include "platform/portal/eis/EisInput.h"
+
+namespace vantora {
+
+bool eisAvailable() { return false; }
+
+std::unique_ptr<InputEvents> makeEisInput(FileDescriptor, std::vector<PortalStream>, EisCallbacks) { return nullptr; }
+
+}  // namespace vantora
