@@ -168,6 +168,11 @@ class EisInput final : public InputEvents {
 
   bool sent(const Device& device) {
     ei_device_frame(device.handle.get(), ei_now(context_.get()));
+    // A connection that turns out to be dead closes its socket, which then reports nothing.
+    if (ei_event* const event = ei_peek_event(context_.get())) {
+      ei_event_unref(event);
+      later([this] { dispatch(); });
+    }
     return true;
   }
 

@@ -28,8 +28,13 @@ class FakeCompositor {
   }
 
   FileDescriptor connect() { return FileDescriptor(eis_backend_fd_add_client(context_)); }
-  void pause() { eis_device_pause(device_); }
-  void resume() { eis_device_resume(device_); }
+  void removeDevice() { eis_device_remove(device_); }
+  void addDevice() {
+    eis_seat* const seat = eis_device_get_seat(device_);
+    eis_device* const old = device_;
+    addDevice(seat);
+    eis_device_unref(old);
+  }
   void hangUp() { eis_client_disconnect(client_); }
 
   struct Region {
@@ -172,12 +177,13 @@ TEST_F(EisInputTest, findsTheRegionOfAScreenByItsNameOrItsPlace) {
   EXPECT_TRUE(arrive({u"at 400 400"_s, u"at 1200 300"_s}));
 }
 
-TEST_F(EisInputTest, dropsWhatADeviceCannotTakeWhileItIsPaused) {
+// As a compositor does it when its monitors change.
+TEST_F(EisInputTest, dropsEventsUntilADeviceIsReplaced) {
   takeControl();
-  compositor_.pause();
+  compositor_.removeDevice();
   ASSERT_TRUE(testloop::waitFor([this] { return !input().moveTo(42, 0.5, 0.5); }));
   compositor_.events.clear();
-  compositor_.resume();
+  compositor_.addDevice();
   ASSERT_TRUE(testloop::waitFor([this] { return input().moveTo(42, 0.25, 0.5); }));
   EXPECT_TRUE(arrive({u"at 250 300"_s}));
 }
