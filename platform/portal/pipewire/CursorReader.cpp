@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "platform/portal/pipewire/StreamBuffer.h"
+#include "platform/portal/pipewire/StreamParams.h"
 
 namespace vantora {
 namespace {

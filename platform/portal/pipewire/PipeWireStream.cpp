@@ -202,6 +202,11 @@ void PipeWireStream::process() {
 }
 
 void PipeWireStream::take(pw_buffer* buffer) {
+  // PipeWire drops buffers that come faster than it passes them on, and their damage with them.
+  const auto sequence = sequenceOf(*buffer->buffer);
+  const bool follows = sequence && sequence_ && *sequence == *sequence_ + 1;
+  sequence_ = sequence;
+  if (!follows) skipped_.reset();
   if (const auto cursor = cursor_.read(*buffer->buffer)) target_.access->reportCursor(*cursor);
   auto frame = format_ ? vantora::readFrame(*buffer->buffer, *format_) : std::nullopt;
   if (!frame) {

@@ -96,6 +96,7 @@ class PipeWireStream {
   pw_buffer* reading_ = nullptr;
   // Damage of frames that were not read.
   FrameDamage skipped_ = std::vector<QRect>();
+  std::optional<std::uint64_t> sequence_;  // Of the last buffer.
   std::optional<Clock::time_point> awaitedSince_;
   CursorReader cursor_;
   QSize reportedSize_;

@@ -108,6 +108,11 @@ bool carriesPixels(const spa_buffer& buffer) {
   return !header || (header->flags & SPA_META_HEADER_FLAG_CORRUPTED) == 0;
 }
 
+std::optional<std::uint64_t> sequenceOf(const spa_buffer& buffer) {
+  const auto header = copyMeta<spa_meta_header>(buffer, SPA_META_Header);
+  return header ? std::optional(header->seq) : std::nullopt;
+}
+
 std::optional<BufferFrame> readFrame(const spa_buffer& buffer, const StreamFormat& format) {
   if (!carriesPixels(buffer)) return std::nullopt;
   const auto pixels = readPixels(buffer.datas[0], format);

@@ -38,6 +38,9 @@ struct BufferFrame {
 // False for a buffer that carries only a cursor.
 bool carriesPixels(const spa_buffer& buffer);
 
+// The number of the buffer, if the compositor counts them.
+std::optional<std::uint64_t> sequenceOf(const spa_buffer& buffer);
+
 // nullopt for a buffer without pixels, or whose values do not fit its memory.
 std::optional<BufferFrame> readFrame(const spa_buffer& buffer, const StreamFormat& format);
 
