@@ -15,6 +15,7 @@
 #include "platform/portal/pipewire/PipeWireScreenCapture.h"
 #include "tests/fakes/Timeout.h"
 #include "tests/pipewire/PipeWireServer.h"
+#include "tests/pipewire/StreamLinker.h"
 #include "tests/pipewire/TestStream.h"
 
 namespace vantora {
@@ -104,8 +105,8 @@ class CaptureFixture : public testing::Test {
     capture_->close();
   }
   // Starts a stream and opens it; it is the only one.
-  void openStream(Stream::Options options = {}) {
-    stream_ = std::make_unique<Stream>(server_, std::move(options));
+  void openStream(const Stream::Options& options = {}) {
+    stream_ = std::make_unique<Stream>(server_, options);
     access_->grant({stream_->node()});
     open();
   }
@@ -114,8 +115,8 @@ class CaptureFixture : public testing::Test {
     ASSERT_EQ(opened.outcome, Outcome::opened) << opened.error.toStdString();
   }
   // Opens a blue screen and reads its first frame.
-  void openBlue(Stream::Options options = {}) {
-    openStream(std::move(options));
+  void openBlue(const Stream::Options& options = {}) {
+    openStream(options);
     stream_->paint(kBlue);
     ASSERT_TRUE(stream_->send());
     ASSERT_TRUE(pollUntil(Poll::changed));

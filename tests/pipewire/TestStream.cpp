@@ -8,7 +8,6 @@
 
 #include <array>
 #include <cstring>
-#include <utility>
 
 namespace vantora::testpipewire {
 namespace {
@@ -58,7 +57,7 @@ const pw_stream_events TestStream::kEvents = [] {
   return events;
 }();
 
-TestStream::TestStream(const PipeWireServer& server, Options options) : client_(server), options_(std::move(options)) {
+TestStream::TestStream(const PipeWireServer& server, const Options& options) : client_(server), options_(options) {
   picture_.resize(static_cast<std::size_t>(options_.size.width()) * static_cast<std::size_t>(options_.size.height()));
   const PipeWireClient::Lock lock(client_);
   stream_ = pw_stream_new(client_.core(), "screen", pw_properties_new(nullptr, nullptr));

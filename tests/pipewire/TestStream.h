@@ -50,7 +50,7 @@ class TestStream {
     std::uint32_t missing = 0;  // Bytes that the memory is shorter than the buffer says.
     bool damage = false;        // Whether there is damage metadata.
   };
-  TestStream(const PipeWireServer& server, Options options);
+  TestStream(const PipeWireServer& server, const Options& options);
   ~TestStream();
   TestStream(const TestStream&) = delete;
   TestStream& operator=(const TestStream&) = delete;
