@@ -45,6 +45,11 @@ Globals::Globals() : display(wl_display_connect(nullptr)) {
   wl_registry_add_listener(registry_, &listener, this);
   wl_display_roundtrip(display);  // The list,
   wl_display_roundtrip(display);  // then the modes.
+  // Last: the listener that comes later must not miss what a seat has.
+  if (seatVersion_ > 0) {
+    seat = static_cast<wl_seat*>(
+        wl_registry_bind(registry_, seatName_, &wl_seat_interface, std::min(seatVersion_, std::uint32_t{8})));
+  }
 }
 
 Globals::~Globals() {
@@ -70,7 +75,10 @@ void Globals::add(wl_registry* registry, std::uint32_t name, const char* interfa
   bind(shm, wl_shm_interface, 1);
   bind(dataDevices, wl_data_device_manager_interface, 3);
   bind(viewporter, wp_viewporter_interface, 1);
-  if (!seat) bind(seat, wl_seat_interface, 8);
+  if (seatVersion_ == 0 && std::strcmp(interface, wl_seat_interface.name) == 0) {
+    seatName_ = name;
+    seatVersion_ = version;
+  }
   if (!shell) {
     bind(shell, xdg_wm_base_interface, 1);
     if (shell) xdg_wm_base_add_listener(shell, &kShellListener, nullptr);

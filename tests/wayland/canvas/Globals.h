@@ -48,6 +48,8 @@ class Globals {
   void addOutput(wl_registry* registry, std::uint32_t name, std::uint32_t version);
 
   wl_registry* registry_ = nullptr;
+  std::uint32_t seatName_ = 0;  // In the registry.
+  std::uint32_t seatVersion_ = 0;
   std::list<Output> outputs_;  // Listeners point at the elements.
 };
 
