@@ -2,6 +2,7 @@ import assert from 'node:assert/strict';
 import { readFile } from 'node:fs/promises';
 import { join } from 'node:path';
 import { test } from 'node:test';
+import { keystrokes } from './lib/keystrokes.mjs';
 import { unknownLines } from './lib/log-lines.mjs';
 import { withSession } from './lib/session.mjs';
 import { BareControl } from './lib/viewer.mjs';
@@ -97,19 +98,6 @@ test('servesTheChannelThatTakesThePlaceOfOneThePageClosed', async (t) => {
     assert.deepEqual(unknownLines(session.host.log), []);
   });
 });
-
-/// The messages of a US keyboard for a text of letters, digits, blanks and a few signs.
-function keystrokes(text) {
-  const signs = { ' ': 'Space', '\n': 'Enter', '-': 'Minus', '=': 'Equal', ',': 'Comma', '.': 'Period', '/': 'Slash', ';': 'Semicolon' };
-  const shifted = { '!': 'Digit1', '?': 'Slash', ':': 'Semicolon', '+': 'Equal', _: 'Minus' };
-  return [...text].flatMap((character) => {
-    const shift = /[A-Z]/.test(character) || character in shifted;
-    const code = shifted[character] ?? signs[character] ??
-      (/\d/.test(character) ? `Digit${character}` : `Key${character.toUpperCase()}`);
-    const mods = { shift, ctrl: false, alt: false, meta: false };
-    return [{ type: 'keyDown', code, mods }, { type: 'keyUp', code, mods }];
-  });
-}
 
 test('whatIsTypedArrivesInATerminal', async (t) => {
   await withSession(t, {}, async (session) => {

@@ -120,9 +120,15 @@ class Desktop:
         configuration = HERE.parent / "bus/session.conf"
         address = self.env["DBUS_SESSION_BUS_ADDRESS"]
         self.spawn("bus", ["dbus-daemon", f"--config-file={configuration}", "--nofork", "--nopidfile", "--nosyslog", f"--address={address}"])
-        self.until((self.home / "bus").exists, "the bus", "bus")
         flags = Gio.DBusConnectionFlags.AUTHENTICATION_CLIENT | Gio.DBusConnectionFlags.MESSAGE_BUS_CONNECTION
-        self.bus = Gio.DBusConnection.new_for_address_sync(address, flags, None, None)
+
+        def connect() -> Gio.DBusConnection | None:
+            try:
+                return Gio.DBusConnection.new_for_address_sync(address, flags, None, None)
+            except GLib.Error:
+                return None
+
+        self.bus = self.until(connect, "the bus", "bus")
         self.bus.set_exit_on_close(False)
 
     def start_pipewire(self) -> None:

@@ -6,8 +6,9 @@ import { build } from './paths.mjs';
 import { until } from './wait.mjs';
 
 export class DesktopBus {
-  static async start() {
-    const bus = new DesktopBus(await MessageBus.start());
+  /// On `bus`, which ends with it, or on one of its own.
+  static async start(given = null) {
+    const bus = new DesktopBus(given ?? await MessageBus.start());
     bus.env = { DBUS_SESSION_BUS_ADDRESS: bus.bus.address };
     bus.double = new Child(join(build, 'tests/ui_bus_double'), [], { env: bus.env, input: 'pipe' });
     await bus.double.line('{"ready":true}');

@@ -90,11 +90,12 @@ export class WaylandDesktop {
     return new Child(command, args, { ...options, env: { ...options.env, ...this.env } });
   }
 
-  /// A window that covers a monitor.
-  async canvas(monitor = 0, commands = []) {
-    const canvas = new Canvas(join(build, 'tests/wayland_canvas'), [`fullscreen ${monitor}`, ...commands], { env: this.env });
+  /// A window that covers a monitor, of one colour.
+  async canvas(monitor = 0, colour = '#000000') {
+    const canvas = new Canvas(join(build, 'tests/wayland_canvas'), [`fullscreen ${monitor}`], { env: this.env });
     this.windows.push(canvas);
     await canvas.says('ready');
+    await canvas.paint(colour);
     return canvas;
   }
 
