@@ -1,5 +1,5 @@
 // A Wayland desktop without a screen, whose user answers as a test says, and windows on it.
-import { readFile, rm } from 'node:fs/promises';
+import { rm } from 'node:fs/promises';
 import { join } from 'node:path';
 import { Child, run } from './child.mjs';
 import { build, root } from './paths.mjs';
@@ -107,12 +107,9 @@ export class WaylandDesktop {
 
   /// Starts a terminal that runs a shell command, and waits until its window has the keyboard.
   async terminal(command) {
-    const ready = join(this.env.XDG_RUNTIME_DIR, `terminal${this.windows.length}`);
-    // The terminal tells the program in it when it gets the keyboard.
-    const script = `stty -echo -icanon; printf '\\033[?1004h'; head -c 3 >'${ready}'; printf '\\033[?1004l'; stty sane; ${command}`;
-    const child = this.start('foot', ['--config=/dev/null', 'sh', '-c', script]);
+    const child = this.start('foot', ['--config=/dev/null', 'sh', '-c', command], { env: { WAYLAND_DEBUG: '1' } });
     this.windows.push(child);
-    await until(() => readFile(ready, 'latin1').then((text) => text === '\u001b[I'), { what: 'the terminal to have the keyboard' });
+    await child.line(/wl_keyboard@\d+\.enter\(/);
     return child;
   }
 

@@ -113,6 +113,7 @@ export class Session {
     for (const [index, host] of this.hosts.entries()) {
       await writeFile(join(directory, `host${index}.log`), host.child.text().join('\n'));
     }
+    if (this.want.wayland) await writeFile(join(directory, 'desktop.log'), this.screen.child.text().join('\n'));
     for (const [index, page] of this.pages.entries()) {
       await writeFile(join(directory, `page${index}.log`), page.said.join('\n'));
       // A page that hangs must not hold up what tells of it.

@@ -8,14 +8,21 @@
 namespace vantora::canvas {
 namespace {
 
+void turn(Output& output) { output.mode = output.transform % 2 != 0 ? output.pixels.transposed() : output.pixels; }
+
 const wl_output_listener kOutputListener = {
-    .geometry = [](void* data, wl_output*, int, int, int, int, int, const char*, const char*,
-                   int transform) { static_cast<Output*>(data)->transform = transform; },
+    .geometry =
+        [](void* data, wl_output*, int, int, int, int, int, const char*, const char*, int transform) {
+          auto& output = *static_cast<Output*>(data);
+          output.transform = transform;
+          turn(output);
+        },
     .mode =
         [](void* data, wl_output*, std::uint32_t flags, int width, int height, int) {
           auto& output = *static_cast<Output*>(data);
           if ((flags & WL_OUTPUT_MODE_CURRENT) == 0) return;
-          output.mode = output.transform % 2 != 0 ? QSize(height, width) : QSize(width, height);
+          output.pixels = QSize(width, height);
+          turn(output);
         },
     .done = [](void*, wl_output*) {},
     .scale = [](void* data, wl_output*, int scale) { static_cast<Output*>(data)->scale = scale; },

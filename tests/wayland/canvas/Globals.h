@@ -15,7 +15,8 @@ namespace vantora::canvas {
 struct Output {
   wl_output* proxy = nullptr;
   std::uint32_t name = 0;  // In the registry.
-  QSize mode = {};         // Pixels, upright.
+  QSize pixels = {};       // As the monitor shows them.
+  QSize mode = {};         // The same as the desktop sees them, upright.
   int transform = 0;
   int scale = 1;
 };
