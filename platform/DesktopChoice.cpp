@@ -1,19 +1,15 @@
 #include "platform/DesktopChoice.h"
 
 namespace vantora {
-namespace {
 
 using namespace Qt::Literals::StringLiterals;
 
-// Absolute path of the compositor's socket; empty when the environment names none.
 QString compositorSocket(const Environment& environment) {
   QString name = environment.nonEmpty("WAYLAND_DISPLAY").value_or(QString());
   if (name.isEmpty() || name.startsWith(u'/')) return name;
   const auto folder = environment.nonEmpty("XDG_RUNTIME_DIR");
   return folder ? *folder + u'/' + name : QString();
 }
-
-}  // namespace
 
 WindowSystem windowSystemOf(const Environment& environment, const DisplayServers& servers) {
   const auto display = environment.nonEmpty("DISPLAY");

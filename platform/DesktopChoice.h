@@ -16,8 +16,12 @@ enum class WindowSystem {
   wayland,  // A compositor. DISPLAY, if set, names its Xwayland.
 };
 
-// The window system that serves `environment`. VANTORA_WINDOW_SYSTEM ("x11", "wayland" or "none", in any case of letters;
-// anything else is ignored) decides by itself, and so does XDG_SESSION_TYPE "x11" with a DISPLAY. Otherwise the servers do that reply now, since variables outlive their session and a native X server may run within a Wayland
+// Absolute path of the compositor's socket; empty when the environment names none.
+QString compositorSocket(const Environment& environment);
+
+// The window system that serves `environment`. VANTORA_WINDOW_SYSTEM ("x11", "wayland" or "none", in any case of
+// letters; anything else is ignored) decides by itself, and so does XDG_SESSION_TYPE "x11" with a DISPLAY. Otherwise
+// the servers do that reply now, since variables outlive their session and a native X server may run within a Wayland
 // desktop: a native X server, then the compositor. If none replies: the type of the session, then DISPLAY, whose server
 // may start later, then WAYLAND_DISPLAY.
 WindowSystem windowSystemOf(const Environment& environment, const DisplayServers& servers);

@@ -10,14 +10,17 @@
 #include "base/Lifetime.h"
 #include "base/SessionBusAddress.h"
 #include "base/dbus/DBusCall.h"
-#include "platform/NoDesktop.h"
+#include "platform/ClipboardChoice.h"
+#include "platform/DesktopChoice.h"
 #include "platform/linux/LinuxDesktop.h"
 #include "platform/portal/CaptureConsent.h"
 #include "platform/portal/PortalAccessibility.h"
 #include "platform/portal/PortalDisplays.h"
 #include "platform/portal/PortalInput.h"
 #include "platform/portal/PortalSession.h"
+#include "platform/portal/clipboard/PortalClipboard.h"
 #include "platform/portal/cursor/PortalCursor.h"
+#include "platform/wayland/DataControlClipboard.h"
 
 namespace vantora {
 namespace {
@@ -53,8 +56,17 @@ class PortalDesktop final : public LinuxDesktop {
         session_(sessionBusAddress(environment), RestoreTokens(environment), [this] { sessionChanged(); }),
         input_(session_, displays_),
         cursor_(makePortalCursor(environment)),
-        accessibility_(makePortalAccessibility()) {}
-  ~PortalDesktop() override { refuseCaptures(u"the program ends"_s); }
+        accessibility_(makePortalAccessibility()),
+        given_(clipboard),
+        clipboard_(clipboard),
+        dataControl_(makeDataControlClipboard(compositorSocket(environment))) {
+    dataControl_->setAvailableHandler([this] { chooseClipboard(); });
+    chooseClipboard();
+  }
+  ~PortalDesktop() override {
+    clipboard_.use(given_);
+    refuseCaptures(u"the program ends"_s);
+  }
 
   DesktopStatus status() const override { return status_; }
   void setStatusHandler(std::function<void(const DesktopStatus&)> handler) override {
@@ -63,6 +75,7 @@ class PortalDesktop final : public LinuxDesktop {
   Displays& displays() override { return displays_; }
   DesktopInput& input() override { return input_; }
   SystemCursor& cursor() override { return *cursor_; }
+  Clipboard& clipboard() override { return clipboard_; }
   Accessibility& accessibility() override { return *accessibility_; }
   std::unique_ptr<ScreenCapture> makeScreenCapture() override {
     const auto consent = std::make_shared<CaptureConsent>(CaptureConsent::Events{
@@ -115,6 +128,7 @@ class PortalDesktop final : public LinuxDesktop {
     const bool granted = session_.state() == PortalSession::State::granted;
     if (granted && (session_.grant().control() || !session_.grant().inputOffered)) return;
     if (session_.state() == PortalSession::State::refused || session_.state() == PortalSession::State::closed) return;
+    closeClipboard();
     session_.close();
     displays_.setStreams({});
     input_.sessionChanged();
@@ -126,6 +140,7 @@ class PortalDesktop final : public LinuxDesktop {
       case PortalSession::State::granted:
         displays_.setStreams(session_.grant().streams);
         readCursorTheme();
+        openClipboard();
         for (const auto& capture : captures()) {
           if (capture->isWaiting()) openStreams(capture);
         }
@@ -134,6 +149,7 @@ class PortalDesktop final : public LinuxDesktop {
       case PortalSession::State::closed:
         displays_.setStreams({});
         cursor_->streamsClosed();
+        closeClipboard();
         // For ever: nothing but the local user's next start of the sharing asks again.
         refuseCaptures(session_.reason());
         break;
@@ -156,6 +172,26 @@ class PortalDesktop final : public LinuxDesktop {
   void cursorReported(const StreamCursor& cursor) {
     if (cursor.visible) input_.cursorReported(cursor.node, cursor.position);
     cursor_->report(cursor);
+  }
+
+  // The portal's, where the user granted it; else the compositor's; else that of the desktop process.
+  void chooseClipboard() {
+    if (portalClipboard_) return clipboard_.use(*portalClipboard_);
+    if (dataControl_->available()) return clipboard_.use(*dataControl_);
+    clipboard_.use(given_);
+  }
+
+  void openClipboard() {
+    if (!session_.grant().clipboard) return;
+    portalClipboard_ = makePortalClipboard(session_.bus(), portal::kService);
+    portalClipboard_->setSession(session_.path());
+    chooseClipboard();
+  }
+
+  void closeClipboard() {
+    if (!portalClipboard_) return;
+    const auto closed = std::move(portalClipboard_);
+    chooseClipboard();
   }
 
   void readCursorTheme() {
@@ -186,6 +222,10 @@ class PortalDesktop final : public LinuxDesktop {
   PortalInput input_;
   const std::unique_ptr<PortalCursor> cursor_;
   const std::unique_ptr<Accessibility> accessibility_;
+  Clipboard& given_;
+  ClipboardChoice clipboard_;
+  const std::unique_ptr<DataControlClipboard> dataControl_;
+  std::unique_ptr<PortalClipboard> portalClipboard_;
   std::vector<std::weak_ptr<CaptureConsent>> captures_;
   DesktopStatus status_;
   std::function<void(const DesktopStatus&)> statusHandler_;

@@ -167,7 +167,7 @@ void FakePortal::handleRequest(const QDBusMessage& message) {
   QVariantList arguments = message.arguments();
   const QVariantMap given = qdbus_cast<QVariantMap>(arguments.isEmpty() ? QVariant() : arguments.constLast());
   options[method] = given;
-  if (method == "RequestClipboard"_L1) return reply(message);
+  if (method == "RequestClipboard"_L1 || method == "SetSelection"_L1) return reply(message);
   QString sender = message.service().mid(1);
   sender.replace(u'.', u'_');
   const QString request = u"%1/request/%2/%3"_s.arg(kPath, sender, given.value(u"handle_token"_s).toString());

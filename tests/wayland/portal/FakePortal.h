@@ -31,7 +31,7 @@ struct Stream {
   QString mapping = {};
 };
 
-// Implements ScreenCast, RemoteDesktop, Clipboard (RequestClipboard alone) and Settings as portals do, the dialogs
+// Implements ScreenCast, RemoteDesktop, Clipboard (as far as to offer a text) and Settings as portals do, the dialogs
 // excepted. Serves from construction on; quit() and start() restart it. Thread: that of its creation.
 class FakePortal final : public QDBusVirtualObject {
  public:

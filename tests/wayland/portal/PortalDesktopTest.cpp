@@ -353,6 +353,21 @@ TEST_F(PortalDesktopTest, requestsTheClipboardWhereThereIsOne) {
   EXPECT_TRUE(portal_->options.contains(u"RequestClipboard"_s));
 }
 
+TEST_F(PortalDesktopTest, usesThePortalsClipboardWhileThereIsOne) {
+  const auto copy = [this](const QString& text) { desktop_->clipboard().setText(text, [](qint64) {}); };
+  copy(u"before"_s);
+  EXPECT_EQ(clipboard_.text, u"before"_s);
+  portal_->clipboard = 1;
+  shareAndGrant();
+  copy(u"meanwhile"_s);
+  EXPECT_TRUE(testloop::waitFor([&] { return portal_->options.contains(u"SetSelection"_s); }));
+  EXPECT_EQ(clipboard_.text, u"before"_s);
+  portal_->closeSession();
+  ASSERT_TRUE(becomes(DesktopState::closed));
+  copy(u"after"_s);
+  EXPECT_EQ(clipboard_.text, u"after"_s);
+}
+
 TEST_F(PortalDesktopTest, endsItsSessionWithTheProgram) {
   shareAndGrant();
   desktop_.reset();
