@@ -2,6 +2,7 @@
 
 #include <QDBusMessage>
 #include <QDBusObjectPath>
+#include <algorithm>
 #include <utility>
 
 #include "base/dbus/DBusCall.h"
@@ -18,9 +19,14 @@ constexpr uint kPressed = 1;
 
 bool NotifyCalls::moveTo(std::uint32_t node, QPointF position, QPointF rest) {
   if (session_.path().isEmpty()) return false;
-  waiting_ = {{u"NotifyPointerMotionAbsolute"_s, {node, position.x(), position.y()}}};
-  if (!rest.isNull()) waiting_.push_back({u"NotifyPointerMotion"_s, {rest.x(), rest.y()}});
-  if (unanswered_ < kMotionsAhead) sendWaiting();
+  queue_.erase(queue_.end() - static_cast<std::ptrdiff_t>(motion_), queue_.end());
+  queue_.push_back({u"NotifyPointerMotionAbsolute"_s, {node, position.x(), position.y()}});
+  motion_ = 1;
+  if (!rest.isNull()) {
+    queue_.push_back({u"NotifyPointerMotion"_s, {rest.x(), rest.y()}});
+    motion_ = 2;
+  }
+  sendNext();
   return true;
 }
 
@@ -44,39 +50,42 @@ bool NotifyCalls::scrollSmoothly(ScrollAxis axis, double units) {
 }
 
 bool NotifyCalls::send(const Call& call) {
-  if (session_.path().isEmpty() || unanswered_ >= kMaxUnanswered) return false;
-  sendWaiting();
-  sendNow(call);
+  if (session_.path().isEmpty() || queue_.size() >= kMaxQueued) return false;
+  enqueue(call);
   return true;
 }
 
 void NotifyCalls::sendRelease(const Call& call) {
-  if (session_.path().isEmpty()) return;
-  sendWaiting();
-  sendNow(call);
+  if (!session_.path().isEmpty()) enqueue(call);
 }
 
-void NotifyCalls::sendNow(const Call& call) {
+void NotifyCalls::enqueue(const Call& call) {
+  queue_.push_back(call);
+  motion_ = 0;
+  sendNext();
+}
+
+void NotifyCalls::sendNext() {
+  if (unanswered_ || queue_.empty()) return;
+  const Call call = std::move(queue_.front());
+  queue_.pop_front();
+  motion_ = std::min(motion_, queue_.size());
   QDBusMessage message =
       QDBusMessage::createMethodCall(portal::kService, portal::kPath, portal::kRemoteDesktop, call.method);
   message.setArguments(QVariantList{QVariant::fromValue(QDBusObjectPath(session_.path())), QVariantMap()} +
                        call.arguments);
-  ++unanswered_;
+  unanswered_ = true;
   callDBus(session_.bus(), message, context_.get(), [this](const QDBusMessage&) {
-    --unanswered_;
-    if (unanswered_ < kMotionsAhead) sendWaiting();
+    unanswered_ = false;
+    sendNext();
   });
-}
-
-// Before every other call: events take effect in the order in which they were made.
-void NotifyCalls::sendWaiting() {
-  for (const Call& call : std::exchange(waiting_, {})) sendNow(call);
 }
 
 void NotifyCalls::reset() {
   context_ = std::make_unique<QObject>();
-  unanswered_ = 0;
-  waiting_.clear();
+  unanswered_ = false;
+  queue_.clear();
+  motion_ = 0;
 }
 
 }  // namespace vantora

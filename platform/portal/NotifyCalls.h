@@ -4,21 +4,21 @@
 #include <QObject>
 #include <QString>
 #include <QVariantList>
+#include <cstddef>
+#include <deque>
 #include <memory>
-#include <vector>
 
 #include "platform/portal/InputEvents.h"
 #include "platform/portal/PortalSession.h"
 
 namespace vantora {
 
-// Sends calls without waiting for their replies, but counts those that are missing: a portal that does not respond gets
-// kMaxUnanswered at most, and the releases of what they pressed.
+// Queues calls and sends each after the reply to the one before: portals handle calls in threads, where one may
+// overtake another. For a portal that does not respond kMaxQueued wait at most, and the releases of what they press.
+// Thread: main.
 class NotifyCalls final : public InputEvents {
  public:
-  static constexpr int kMaxUnanswered = 256;
-  // Further motions wait for a reply, the newest in place of older ones.
-  static constexpr int kMotionsAhead = 16;
+  static constexpr std::size_t kMaxQueued = 256;
 
   // `session` must outlive this object.
   explicit NotifyCalls(PortalSession& session) : session_(session) {}
@@ -41,13 +41,14 @@ class NotifyCalls final : public InputEvents {
   };
   [[nodiscard]] bool send(const Call& call);
   void sendRelease(const Call& call);
-  void sendWaiting();
-  void sendNow(const Call& call);
+  void enqueue(const Call& call);
+  void sendNext();
 
   PortalSession& session_;
   std::unique_ptr<QObject> context_ = std::make_unique<QObject>();
-  int unanswered_ = 0;
-  std::vector<Call> waiting_;  // The newest motion.
+  bool unanswered_ = false;
+  std::deque<Call> queue_;
+  std::size_t motion_ = 0;  // So many calls at the end are a motion, which the next one replaces.
 };
 
 }  // namespace vantora
