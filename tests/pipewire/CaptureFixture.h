@@ -99,6 +99,7 @@ class CaptureFixture : public testing::Test {
   static constexpr std::uint32_t kBlue = 0x204060;
   static constexpr std::uint32_t kRed = 0xc01020;
   static constexpr std::chrono::seconds kLong{20};
+  static constexpr int kMark = 10000;  // Below every screen.
 
   void TearDown() override {
     frame_ = {};
@@ -118,8 +119,7 @@ class CaptureFixture : public testing::Test {
   void openBlue(const Stream::Options& options = {}) {
     openStream(options);
     stream_->paint(kBlue);
-    ASSERT_TRUE(stream_->send());
-    ASSERT_TRUE(pollUntil(Poll::changed));
+    ASSERT_TRUE(show(*stream_));
   }
   [[nodiscard]] bool pollUntil(Poll wanted) {
     testloop::Timeout timeout;
@@ -129,13 +129,25 @@ class CaptureFixture : public testing::Test {
     }
     return false;
   }
-  // Sends the picture until it arrives: what is sent while a stream is being negotiated is lost.
-  [[nodiscard]] bool show(Stream& stream) {
-    return becomes([&] {
-      (void)stream.trySend();
-      (void)capture_->wait(std::chrono::milliseconds(10), WakeOn::changeOrCall);
-      return capture_->poll(frame_) == Poll::changed;
-    });
+  // Sends the picture until it arrives, as its cursor shows: what is sent while a stream is being negotiated is lost.
+  // Nothing else is on its way after that.
+  [[nodiscard]] bool deliver(Stream& stream, Frame frame = {}) {
+    testloop::Timeout timeout;
+    while (!timeout.isOver()) {
+      const QPoint mark(++deliveries_, kMark);
+      frame.cursor = testpipewire::TestCursor{.position = mark};
+      if (!stream.send(frame)) return false;
+      testloop::Timeout arrival(std::chrono::milliseconds(300));
+      while (!arrival.isOver()) {
+        const auto cursors = access_->cursors();
+        if (!cursors.empty() && cursors.back().position == mark) return true;
+        (void)capture_->wait(std::chrono::milliseconds(1), WakeOn::call);
+      }
+    }
+    return false;
+  }
+  [[nodiscard]] bool show(Stream& stream, const Frame& frame = {}) {
+    return deliver(stream, frame) && pollUntil(Poll::changed);
   }
   // What the next frame comes to.
   Poll pollNext() {
@@ -172,6 +184,9 @@ class CaptureFixture : public testing::Test {
   std::unique_ptr<Stream> stream_;
   std::unique_ptr<ScreenCapture> capture_ = makePipeWireScreenCapture(access_);
   CapturedFrame frame_;
+
+ private:
+  int deliveries_ = 0;
 };
 
 }  // namespace vantora

@@ -1,5 +1,7 @@
 // The pixels of a stream and where they change.
+#include <atomic>
 #include <climits>
+#include <thread>
 
 #include "tests/pipewire/CaptureFixture.h"
 
@@ -54,8 +56,7 @@ TEST_F(PipeWireFramesTest, readsRowsWithPaddingBehindAHeader) {
 TEST_F(PipeWireFramesTest, takesAStrideOfZeroForRowsWithoutPadding) {
   openStream();
   stream_->paint(kBlue);
-  ASSERT_TRUE(stream_->send({.stride = 0}));
-  ASSERT_TRUE(pollUntil(Poll::changed));
+  ASSERT_TRUE(show(*stream_, {.stride = 0}));
   EXPECT_TRUE(cornersAre(kBlue));
 }
 
@@ -133,8 +134,7 @@ TEST_F(PipeWireFramesTest, showsOnlyTheCroppedPart) {
   openStream();
   stream_->paint(kRed);
   stream_->paint(kBlue, {50, 60, 100, 80});
-  ASSERT_TRUE(stream_->send({.crop = QRect(50, 60, 100, 80)}));
-  ASSERT_TRUE(pollUntil(Poll::changed));
+  ASSERT_TRUE(show(*stream_, {.crop = QRect(50, 60, 100, 80)}));
   EXPECT_EQ(frame_.size, QSize(100, 80));
   EXPECT_TRUE(cornersAre(kBlue));
   EXPECT_EQ(access_->sizes().back().second, QSize(100, 80));
@@ -143,8 +143,7 @@ TEST_F(PipeWireFramesTest, showsOnlyTheCroppedPart) {
 TEST_F(PipeWireFramesTest, passesOnTheTimeAndTheTurnOfAFrame) {
   openStream();
   stream_->paint(kBlue);
-  ASSERT_TRUE(stream_->send({.pts = 123456789, .transform = SPA_META_TRANSFORMATION_Flipped90}));
-  ASSERT_TRUE(pollUntil(Poll::changed));
+  ASSERT_TRUE(show(*stream_, {.pts = 123456789, .transform = SPA_META_TRANSFORMATION_Flipped90}));
   EXPECT_EQ(frame_.timestamp, std::chrono::nanoseconds(123456789));
   EXPECT_TRUE(frame_.mirrored);
   EXPECT_EQ(frame_.rotationDegrees, 270);
@@ -156,6 +155,18 @@ TEST_F(PipeWireFramesTest, showsAScreenThatWasTurnedAsAWholeFrame) {
   ASSERT_EQ(pollNext(), Poll::changed);
   EXPECT_EQ(frame_.damage, wholeFrame());
   EXPECT_EQ(frame_.rotationDegrees, 90);
+}
+
+TEST_F(PipeWireFramesTest, showsThePlaceOfTheCursorInTheFrame) {
+  openBlue();
+  stream_->paint(kRed);
+  ASSERT_TRUE(stream_->send({.cursor = testpipewire::TestCursor{
+                                 .position = {30, 20}, .hotSpot = {1, 0}, .size = {2, 1}, .pixels = {0xff102030, 0}}}));
+  ASSERT_EQ(pollNext(), Poll::changed);
+  EXPECT_EQ(frame_.cursor, (FrameCursor{{30, 20}, true}));
+  const StreamCursor cursor = access_->cursors().back();
+  EXPECT_EQ(cursor.node, stream_->node());
+  EXPECT_EQ(cursor.bitmap, (CursorBitmap{{2, 1}, {1, 0}, {0xff102030, 0}}));
 }
 
 TEST_F(PipeWireFramesTest, ignoresThePixelsOfACorruptedBuffer) {
@@ -177,6 +188,32 @@ TEST_F(PipeWireFramesTest, ignoresValuesThatDoNotFitTheBuffer) {
   ignores({.crop = QRect(INT_MIN, INT_MIN, 1, 1)});
 }
 
+// Memory of buffers goes away while it is read.
+TEST_F(PipeWireFramesTest, survivesManyChangesOfSize) {
+  openBlue();
+  std::atomic<bool> done{false};
+  std::thread compositor([&] {
+    for (int round = 0; round < 20; ++round) {
+      stream_->resize({1000 + round, 700});
+      EXPECT_TRUE(becomes([&] { return access_->sizes().back().second.width() == 1000 + round; }));
+      for (int i = 0; i < 20; ++i) (void)stream_->trySend();
+    }
+    done.store(true);
+    capture_->wake();
+  });
+  while (!done.load()) {
+    EXPECT_NE(capture_->poll(frame_), Poll::lost);
+    (void)capture_->wait(std::chrono::milliseconds(1), WakeOn::changeOrCall);
+  }
+  compositor.join();
+  stream_->paint(kRed);
+  ASSERT_TRUE(becomes([&] {
+    (void)stream_->trySend();
+    return capture_->poll(frame_) == Poll::changed && cornersAre(kRed);
+  }));
+  EXPECT_EQ(frame_.size, QSize(1019, 700));
+}
+
 TEST_F(PipeWireFramesTest, clipsTheDamageToTheFrame) {
   openBlue({.damage = true});
   stream_->paint(kRed);
@@ -189,8 +226,7 @@ TEST_F(PipeWireFramesTest, clipsTheDamageToTheFrame) {
 
 TEST_F(PipeWireFramesTest, readsNoMemoryThatIsShorterThanItsBuffer) {
   openStream({.missing = 8192});
-  ASSERT_TRUE(stream_->send({.cursor = testpipewire::TestCursor{.position = {1, 1}}}));
-  ASSERT_TRUE(becomes([&] { return !access_->cursors().empty(); }));
+  ASSERT_TRUE(deliver(*stream_));
   EXPECT_EQ(capture_->poll(frame_), Poll::notReady);
 }
 

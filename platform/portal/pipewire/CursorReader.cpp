@@ -52,8 +52,10 @@ std::optional<CursorBitmap> readBitmap(const spa_meta& meta, const spa_meta_curs
   const std::int64_t available = meta.size - cursor.bitmap_offset;
   spa_meta_bitmap bitmap;
   std::memcpy(&bitmap, start, sizeof bitmap);
+  // mutter sends zeros in all fields for an invisible image.
+  if (bitmap.size.width == 0 || bitmap.size.height == 0) return CursorBitmap{};
   if (!spa_meta_bitmap_is_valid(&bitmap)) return std::nullopt;
-  if (bitmap.size.width == 0 || bitmap.size.height == 0 || bitmap.offset == 0) return CursorBitmap{};
+  if (bitmap.offset == 0) return CursorBitmap{};
   const auto order = byteOrderOf(bitmap.format);
   if (!order || bitmap.size.width > kMaxSourceLength || bitmap.size.height > kMaxSourceLength) return std::nullopt;
   const int width = static_cast<int>(bitmap.size.width);

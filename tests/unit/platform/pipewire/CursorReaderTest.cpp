@@ -102,7 +102,7 @@ TEST_F(CursorReaderTest, isInvisibleWithoutAnId) {
 
 TEST_F(CursorReaderTest, reportsAnInvisibleImageAsAnEmptyOne) {
   (void)read();
-  bitmap_->size = {0, 0};
+  *bitmap_ = {};
   const auto cursor = read();
   ASSERT_TRUE(cursor && cursor->bitmap);
   EXPECT_TRUE(cursor->visible);
@@ -128,6 +128,7 @@ TEST_F(CursorReaderTest, ignoresAnImageThatDoesNotFitItsMetadata) {
   EXPECT_TRUE(ignores([&] { bitmap_->offset = sizeof(spa_meta_bitmap) + 1; }));
   EXPECT_TRUE(ignores([&] { bitmap_->offset = UINT_MAX; }));
   EXPECT_TRUE(ignores([&] { bitmap_->format = SPA_VIDEO_FORMAT_NV12; }));
+  EXPECT_TRUE(ignores([&] { bitmap_->format = SPA_VIDEO_FORMAT_UNKNOWN; }));
   EXPECT_TRUE(ignores([&] { cursor_->bitmap_offset = 4; }));
   EXPECT_TRUE(ignores([&] { cursor_->bitmap_offset = kHead + 8; }));
   EXPECT_TRUE(ignores([&] { cursor_->bitmap_offset = UINT_MAX; }));
