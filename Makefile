@@ -13,22 +13,22 @@ build:          ## build build/release/vantora-host and everything beside it
 	@scripts/build release
 	@echo "make build: built build/release/vantora-host"
 
-run:            ## build, then start a room server and the host and print the address for the viewer
-	@scripts/install-packages build run
+run:            ## build, start a room server and the host, print the viewer's address (WAYLAND=1: a virtual Wayland desktop)
+	@scripts/install-packages build run $(if $(filter 1,$(WAYLAND)),wayland)
 	@scripts/build release vantora-host vantora_room_server
 	@scripts/run
 	@echo "make run: ended"
 
 check:          ## what every change is tested with: all but e2e, of which a dozen cases, and no sanitizers
-	@scripts/install-packages build run test
+	@scripts/install-packages build run wayland test
 	@scripts/test --title "make check" unit protocol companion diagnostics x11 wayland ui peer smoke
 
 test:           ## all tests, again under the sanitizers, and the fuzz targets (STAGES="unit x11" for some)
-	@scripts/install-packages build run test
+	@scripts/install-packages build run wayland test
 	@scripts/test $(STAGES)
 
 soak:           ## the suites with series (growth, outages) in their full length
-	@scripts/install-packages build run test
+	@scripts/install-packages build run wayland test
 	@VANTORA_SOAK=1 scripts/test --title "make soak" soak
 
 fuzz:           ## the fuzz targets only, FUZZ_SECONDS each (600)
@@ -36,7 +36,7 @@ fuzz:           ## the fuzz targets only, FUZZ_SECONDS each (600)
 	@FUZZ_SECONDS="$${FUZZ_SECONDS:-600}" scripts/test --title "make fuzz" fuzz
 
 bench:          ## the benchmarks, figures beside their aims, kept in build/bench/results.json
-	@scripts/install-packages build run bench
+	@scripts/install-packages build run wayland bench
 	@scripts/bench
 	@echo "make bench: figures in build/bench/results.json"
 

@@ -9,6 +9,7 @@ import { Browser } from '../e2e/lib/browser.mjs';
 import { Child } from '../e2e/lib/child.mjs';
 import { root, temporaryDirectory } from '../e2e/lib/paths.mjs';
 import { until } from '../e2e/lib/wait.mjs';
+import { WaylandDesktop } from '../e2e/lib/wayland-desktop.mjs';
 import { Xvfb } from '../e2e/lib/xvfb.mjs';
 import { hasState, isConnected, takeControl } from './setup.mjs';
 
@@ -33,7 +34,8 @@ afterEach(async () => {
   runs = [];
 });
 
-const PROGRAMS = ['vantora-host', 'vantora-room-server', 'Xvfb', 'openbox', 'xterm'];
+const PROGRAMS = ['vantora-host', 'vantora-room-server', 'Xvfb', 'openbox', 'xterm', 'desktop.py', 'dbus-daemon', 'mutter',
+  'Xwayland', 'pipewire', 'wireplumber', 'xdg-desktop-portal', 'xdg-permission-store', 'foot'];
 
 // Processes by name; the test has a process space of its own, so all of them are its own.
 async function running(...names) {
@@ -50,7 +52,7 @@ async function running(...names) {
 
 function start(env = {}, wrapper = []) {
   const clean = { ...process.env };
-  for (const name of ['DISPLAY', 'CONTROL_TOKEN', 'ICE_URLS', 'PORT']) delete clean[name];
+  for (const name of ['DISPLAY', 'WAYLAND_DISPLAY', 'CONTROL_TOKEN', 'ICE_URLS', 'PORT']) delete clean[name];
   const [command, ...args] = [...wrapper, join(root, 'scripts/run')];
   const run = new Child(command, args, {
     cwd: home.path,
@@ -75,31 +77,55 @@ async function leavesNothing() {
   assert.deepEqual(await readdir(temporary.path), []);
 }
 
-for (const signal of ['SIGINT', 'SIGTERM']) {
-  test(`shows a screen, takes what is typed, and ${signal} ends everything with status 0`, async () => {
-    const run = start();
-    const { address, pin } = await announced(run);
-    assert.match(address, /^http:\/\/127\.0\.0\.1:\d+\/\?room=[a-z]+-[a-z]+-[a-z]+-\d\d$/);
-    await run.line(`[control] PIN: ${pin}`);
-    const page = await browser.page();
-    await page.goto(address);
-    await isConnected(page);
-    await takeControl(page, pin);
-    await hasState(page, 'control', 'on');
-    // The terminal on the virtual desktop takes what is typed into the page.
-    const typed = `typed-before-${signal}`.toLowerCase();
-    // What is typed before its window is there and has the keyboard is lost.
-    await until(async () => {
-      await page.keyboard.press('Enter');
-      await page.keyboard.type(`touch ${typed}`);
-      await page.keyboard.press('Enter');
-      return until(async () => (await readdir(home.path)).includes(typed), { deadline: 2000, what: 'the typed command' });
-    }, { deadline: 20000, every: 0, what: 'a terminal that takes what is typed' });
-    await page.context().close();
-    assert.deepEqual(await run.end(signal, 20000), { code: 0, signal: null });
-    await leavesNothing();
-  });
+/// Expects a screen in the page, whose terminal takes what is typed, and an end with status 0.
+async function sharesATerminal(run, signal) {
+  const { address, pin } = await announced(run);
+  assert.match(address, /^http:\/\/127\.0\.0\.1:\d+\/\?room=[a-z]+-[a-z]+-[a-z]+-\d\d$/);
+  await run.line(`[control] PIN: ${pin}`);
+  const page = await browser.page();
+  await page.goto(address);
+  await isConnected(page);
+  await takeControl(page, pin);
+  await hasState(page, 'control', 'on');
+  // The terminal on the virtual desktop takes what is typed into the page.
+  const typed = `typed-before-${signal}-${run.pid}`.toLowerCase();
+  // What is typed before its window is there and has the keyboard is lost.
+  await until(async () => {
+    await page.keyboard.press('Enter');
+    await page.keyboard.type(`touch ${typed}`);
+    await page.keyboard.press('Enter');
+    return until(async () => (await readdir(home.path)).includes(typed), { deadline: 2000, what: 'the typed command' });
+  }, { deadline: 20000, every: 0, what: 'a terminal that takes what is typed' });
+  await page.context().close();
+  assert.deepEqual(await run.end(signal, 20000), { code: 0, signal: null });
+  await leavesNothing();
 }
+
+for (const signal of ['SIGINT', 'SIGTERM']) {
+  test(`shows a screen, takes what is typed, and ${signal} ends everything with status 0`, () => sharesATerminal(start(), signal));
+}
+
+test('WAYLAND=1 does the same with a Wayland desktop', async () => {
+  const run = start({ WAYLAND: '1' });
+  await run.line(/ Wayland desktop /);
+  assert.deepEqual(await running('Xvfb'), []);
+  await sharesATerminal(run, 'SIGINT');
+});
+
+test('a Wayland desktop without X11 is shared as it is', async () => {
+  const desktop = await WaylandDesktop.start({ options: ['--no-x11'] });
+  try {
+    const run = start(desktop.env);
+    await announced(run);
+    assert.deepEqual(await running('Xvfb'), []);
+    await run.line('[share] started screen capture');
+    assert.deepEqual(await run.end('SIGINT', 20000), { code: 0, signal: null });
+    assert.equal((await desktop.tell('questions')).asked, 1);
+  } finally {
+    await desktop.end();
+  }
+  await leavesNothing();
+});
 
 // 1280x720, the host's own default, is not among them.
 for (const size of ['1280x800', '1920x1080', '2560x1080']) {

@@ -281,7 +281,8 @@ class Desktop:
                 self.leave()
             return bool(data)
 
-        GLib.unix_fd_add_full(GLib.PRIORITY_DEFAULT, sys.stdin.fileno(), GLib.IOCondition.IN | GLib.IOCondition.HUP, on_input)
+        if not self.options.no_commands:
+            GLib.unix_fd_add_full(GLib.PRIORITY_DEFAULT, sys.stdin.fileno(), GLib.IOCondition.IN | GLib.IOCondition.HUP, on_input)
         if not self.ended:
             self.loop.run()
 
@@ -320,6 +321,7 @@ def main() -> int:
     parser.add_argument("--monitor", action="append", metavar="WIDTHxHEIGHT", help="one of its monitors (1280x720)")
     parser.add_argument("--fractional", action="store_true", help="scales may be fractions, and the layout is not in pixels")
     parser.add_argument("--no-x11", action="store_true", help="without an X server for X11 programs")
+    parser.add_argument("--no-commands", action="store_true", help="ignore standard input: until a signal")
     parser.add_argument("--screencast-only", action="store_true", help="a desktop whose portals cannot pass input")
     options = parser.parse_args()
     options.monitor = options.monitor or ["1280x720"]
