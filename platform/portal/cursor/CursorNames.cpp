@@ -11,6 +11,8 @@ namespace {
 // Of the visible parts of two drawings: 0 for the same one. In the usual themes scaling makes a difference of up to
 // 0.1, or 0.2 for thin lines without smoothing; drawings of different cursors begin to be alike at 0.2.
 constexpr float kMaxDifference = 0.17F;
+// With another hot spot. Compositors report that of the last cursor for a moment.
+constexpr float kMaxDifferenceElsewhere = 0.1F;
 // Scaling moves the hot spot to another pixel.
 constexpr float kHotSpotPixels = 1.5F;
 // The frames of an animation are similar.
@@ -19,16 +21,15 @@ constexpr std::size_t kCells = 16;
 constexpr std::size_t kRow = 4 * kCells;
 constexpr float kMaxStretch = 0.1F;
 
-// FNV-1a, a word at a time.
+// FNV-1a, a word at a time. Without the hot spot, which may be that of the last cursor.
 std::uint64_t hashOf(const CursorBitmap& image) {
   std::uint64_t hash = 14695981039346656037ULL;
   const auto add = [&hash](std::uint32_t word) {
     hash = (hash ^ word) * 1099511628211ULL;
     hash ^= hash >> 32;  // The multiplication spreads differences to higher bits only.
   };
-  for (const int number : {image.size.width(), image.size.height(), image.hotSpot.x(), image.hotSpot.y()}) {
-    add(static_cast<std::uint32_t>(number));
-  }
+  add(static_cast<std::uint32_t>(image.size.width()));
+  add(static_cast<std::uint32_t>(image.size.height()));
   for (const std::uint32_t pixel : image.pixels) add(pixel);
   return hash;
 }
@@ -68,6 +69,17 @@ void CursorNames::add(const QString& name, const std::vector<CursorBitmap>& fram
 
 QString CursorNames::find(const CursorBitmap& image) const {
   if (!usable(image)) return {};
+  QString name = findAsItIs(image);
+  if (!name.isEmpty() || image.size.width() == 1) return name;
+  // On screens with an odd scale mutter 43 reports images one pixel wider than the rows it writes.
+  CursorBitmap narrower = image;
+  narrower.size.rwidth() -= 1;
+  narrower.pixels.resize(static_cast<std::size_t>(narrower.size.width()) *
+                         static_cast<std::size_t>(narrower.size.height()));
+  return findAsItIs(narrower);
+}
+
+QString CursorNames::findAsItIs(const CursorBitmap& image) const {
   if (const auto same = exact_.find(hashOf(image)); same != exact_.end()) return names_[same->second];
   const Drawing drawing = drawingOf(image);
   if (drawing.ink == 0) return {};
@@ -76,11 +88,9 @@ QString CursorNames::find(const CursorBitmap& image) const {
   for (const Drawing& each : drawings_) {
     if (std::abs(each.width - drawing.width) > kMaxStretch * drawing.width) continue;
     const float reach = kHotSpotPixels * std::max(each.pixel, drawing.pixel);
-    if (std::abs(each.hotX - drawing.hotX) > reach || std::abs(each.hotY - drawing.hotY) > reach) continue;
+    const bool sameSpot = std::abs(each.hotX - drawing.hotX) <= reach && std::abs(each.hotY - drawing.hotY) <= reach;
     const float differs = difference(each, drawing);
-    if (const char* d = getenv("DBG"); d && differs < atof(d))
-      fprintf(stderr, "%s %.3f\n", names_[each.name].toUtf8().data(), differs);
-    if (differs >= least) continue;
+    if (differs >= least || (!sameSpot && differs > kMaxDifferenceElsewhere)) continue;
     least = differs;
     best = &each;
   }

@@ -38,6 +38,7 @@ class CursorNames {
     std::uint32_t ink;
     std::uint32_t name;  // Index in names_.
   };
+  QString findAsItIs(const CursorBitmap& image) const;
   static Drawing drawingOf(const CursorBitmap& image);
   static float difference(const Drawing& one, const Drawing& other);
   static bool usable(const CursorBitmap& image);

@@ -132,11 +132,22 @@ TEST_P(CursorNamesTest, aProgramsOwnImageHasNoName) {
   EXPECT_EQ(names().find({{24, 24}, {0, 0}, std::vector<std::uint32_t>(576, 0)}), QString());
 }
 
-TEST_P(CursorNamesTest, anImageWithAnotherHotSpotIsAnotherCursor) {
-  CursorBitmap arrow = imagesOf(u"default"_s, 24).front();
-  ASSERT_EQ(names().find(arrow), u"default"_s);
-  arrow.hotSpot = {arrow.size.width() - 1, arrow.size.height() - 1};
-  EXPECT_EQ(names().find(arrow), QString());
+TEST_P(CursorNamesTest, theHotSpotOfTheLastCursorDoesNotMatter) {
+  for (const char* name : {"default", "text", "pointer", "ns-resize"}) {
+    CursorBitmap image = imagesOf(QString::fromLatin1(name), 48).front();
+    image.hotSpot = {1, image.size.height() - 1};
+    EXPECT_EQ(names().find(image), QString::fromLatin1(name));
+    EXPECT_EQ(names().find(scaled(image, 0.75, Filter::linear)), QString::fromLatin1(name));
+  }
+}
+
+TEST_P(CursorNamesTest, rowsThatAreShorterThanReportedDoNotMatter) {
+  for (const char* name : {"default", "text", "pointer", "grabbing"}) {
+    CursorBitmap image = scaled(imagesOf(QString::fromLatin1(name), 48).front(), 0.74, Filter::linear);
+    image.size += QSize(1, 1);
+    image.pixels.resize(static_cast<std::size_t>(image.size.width()) * static_cast<std::size_t>(image.size.height()));
+    EXPECT_EQ(mapNSCursorToWebCursor(names().find(image)), QString::fromLatin1(name));
+  }
 }
 
 TEST_P(CursorNamesTest, aThemeTakesLessThanTwoMegabytes) { EXPECT_LT(names().memory(), 2U * 1024 * 1024); }
