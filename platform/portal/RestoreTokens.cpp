@@ -16,7 +16,7 @@ constexpr auto kOwnerOnly = QFile::ReadOwner | QFile::WriteOwner;
 constexpr qint64 kMaxBytes = 16 * 1024;
 
 QString stateFolder(const Environment& environment) {
-  const QString folder = environment.nonEmpty("XDG_STATE_HOME").value_or(QString());
+  QString folder = environment.nonEmpty("XDG_STATE_HOME").value_or(QString());
   // Relative paths are to be ignored, by the rules for these folders.
   if (QDir::isAbsolutePath(folder)) return folder;
   const QString home = environment.nonEmpty("HOME").value_or(QString());
