@@ -17,6 +17,20 @@ constexpr uint kPressed = 1;
 
 }  // namespace
 
+// Nobody will receive the reply to the call before; the end of the session follows, which releases what is held anyway.
+NotifyCalls::~NotifyCalls() {
+  if (session_.path().isEmpty()) return;
+  for (const Call& call : queue_) session_.bus().send(message(call));
+}
+
+QDBusMessage NotifyCalls::message(const Call& call) const {
+  QDBusMessage message =
+      QDBusMessage::createMethodCall(portal::kService, portal::kPath, portal::kRemoteDesktop, call.method);
+  message.setArguments(QVariantList{QVariant::fromValue(QDBusObjectPath(session_.path())), QVariantMap()} +
+                       call.arguments);
+  return message;
+}
+
 bool NotifyCalls::moveTo(std::uint32_t node, QPointF position, QPointF rest) {
   if (session_.path().isEmpty()) return false;
   queue_.erase(queue_.end() - static_cast<std::ptrdiff_t>(motion_), queue_.end());
@@ -70,12 +84,8 @@ void NotifyCalls::sendNext() {
   const Call call = std::move(queue_.front());
   queue_.pop_front();
   motion_ = std::min(motion_, queue_.size());
-  QDBusMessage message =
-      QDBusMessage::createMethodCall(portal::kService, portal::kPath, portal::kRemoteDesktop, call.method);
-  message.setArguments(QVariantList{QVariant::fromValue(QDBusObjectPath(session_.path())), QVariantMap()} +
-                       call.arguments);
   unanswered_ = true;
-  callDBus(session_.bus(), message, context_.get(), [this](const QDBusMessage&) {
+  callDBus(session_.bus(), message(call), context_.get(), [this](const QDBusMessage&) {
     unanswered_ = false;
     sendNext();
   });

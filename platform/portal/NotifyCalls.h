@@ -1,6 +1,7 @@
 // Input events as calls of the portal.
 #pragma once
 
+#include <QDBusMessage>
 #include <QObject>
 #include <QString>
 #include <QVariantList>
@@ -22,6 +23,9 @@ class NotifyCalls final : public InputEvents {
 
   // `session` must outlive this object.
   explicit NotifyCalls(PortalSession& session) : session_(session) {}
+  ~NotifyCalls() override;
+  NotifyCalls(const NotifyCalls&) = delete;
+  NotifyCalls& operator=(const NotifyCalls&) = delete;
 
   bool moveTo(std::uint32_t node, QPointF position, QPointF rest) override;
   bool moveBy(QPointF distance) override;
@@ -42,6 +46,7 @@ class NotifyCalls final : public InputEvents {
   [[nodiscard]] bool send(const Call& call);
   void sendRelease(const Call& call);
   void enqueue(const Call& call);
+  QDBusMessage message(const Call& call) const;
   void sendNext();
 
   PortalSession& session_;

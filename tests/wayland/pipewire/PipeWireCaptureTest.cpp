@@ -1,7 +1,7 @@
 // The life of a capture: permission, waiting, loss.
 #include <thread>
 
-#include "tests/pipewire/CaptureFixture.h"
+#include "tests/wayland/pipewire/CaptureFixture.h"
 
 namespace vantora {
 namespace {

@@ -3,7 +3,7 @@
 #include <climits>
 #include <thread>
 
-#include "tests/pipewire/CaptureFixture.h"
+#include "tests/wayland/pipewire/CaptureFixture.h"
 
 namespace vantora {
 namespace {

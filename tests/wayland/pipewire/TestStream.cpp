@@ -1,4 +1,4 @@
-#include "tests/pipewire/TestStream.h"
+#include "tests/wayland/pipewire/TestStream.h"
 
 #include <spa/param/buffers.h>
 #include <spa/param/video/format-utils.h>

@@ -13,7 +13,7 @@
 #include <optional>
 #include <vector>
 
-#include "tests/pipewire/PipeWireClient.h"
+#include "tests/wayland/pipewire/PipeWireClient.h"
 
 namespace vantora::testpipewire {
 

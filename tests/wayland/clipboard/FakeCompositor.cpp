@@ -1,4 +1,4 @@
-#include "tests/protocol/clipboard/FakeCompositor.h"
+#include "tests/wayland/clipboard/FakeCompositor.h"
 
 #include <unistd.h>
 

@@ -14,9 +14,9 @@
 
 #include "platform/portal/pipewire/PipeWireScreenCapture.h"
 #include "tests/fakes/Timeout.h"
-#include "tests/pipewire/PipeWireServer.h"
-#include "tests/pipewire/StreamLinker.h"
-#include "tests/pipewire/TestStream.h"
+#include "tests/wayland/pipewire/PipeWireServer.h"
+#include "tests/wayland/pipewire/StreamLinker.h"
+#include "tests/wayland/pipewire/TestStream.h"
 
 namespace vantora {
 

@@ -3,7 +3,7 @@
 #include <climits>
 
 #include "platform/portal/pipewire/StreamBuffer.h"
-#include "tests/unit/platform/pipewire/FakeBuffer.h"
+#include "tests/unit/platform/portal/pipewire/FakeBuffer.h"
 
 namespace vantora {
 namespace {

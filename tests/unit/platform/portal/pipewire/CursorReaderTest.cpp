@@ -5,7 +5,7 @@
 
 #include "platform/portal/pipewire/CursorReader.h"
 #include "platform/portal/pipewire/StreamParams.h"
-#include "tests/unit/platform/pipewire/FakeBuffer.h"
+#include "tests/unit/platform/portal/pipewire/FakeBuffer.h"
 
 namespace vantora {
 namespace {

@@ -1,4 +1,4 @@
-#include "tests/pipewire/StreamLinker.h"
+#include "tests/wayland/pipewire/StreamLinker.h"
 
 namespace vantora::testpipewire {
 namespace {

@@ -4,7 +4,7 @@
 #include <fcntl.h>
 #include <pipewire/pipewire.h>
 
-#include "tests/pipewire/PipeWireServer.h"
+#include "tests/wayland/pipewire/PipeWireServer.h"
 
 namespace vantora::testpipewire {
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/pipewire/PipeWireClient.h"
+#include "tests/wayland/pipewire/PipeWireClient.h"
 
 namespace vantora::testpipewire {
 

@@ -5,7 +5,7 @@
 #include "platform/portal/clipboard/PortalClipboard.h"
 #include "tests/fakes/EventLoop.h"
 #include "tests/fakes/PrintQt.h"
-#include "tests/protocol/clipboard/FakeClipboardPortal.h"
+#include "tests/wayland/clipboard/FakeClipboardPortal.h"
 #include "tests/ui/support/SessionBus.h"
 
 using namespace Qt::Literals::StringLiterals;

@@ -6,7 +6,7 @@
 #include "platform/wayland/DataControlClipboard.h"
 #include "tests/fakes/EventLoop.h"
 #include "tests/fakes/PrintQt.h"
-#include "tests/protocol/clipboard/FakeCompositor.h"
+#include "tests/wayland/clipboard/FakeCompositor.h"
 
 using namespace Qt::Literals::StringLiterals;
 using namespace std::chrono_literals;

@@ -5,8 +5,8 @@
 #include "platform/wayland/DataControlClipboard.h"
 #include "tests/fakes/EventLoop.h"
 #include "tests/fakes/PrintQt.h"
-#include "tests/protocol/clipboard/SwayDesktop.h"
-#include "tests/protocol/clipboard/WaylandOwner.h"
+#include "tests/wayland/clipboard/SwayDesktop.h"
+#include "tests/wayland/clipboard/WaylandOwner.h"
 
 using namespace Qt::Literals::StringLiterals;
 using namespace std::chrono_literals;
