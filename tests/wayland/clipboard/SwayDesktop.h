@@ -2,6 +2,7 @@
 #pragma once
 
 #include <unistd.h>
+#include <wayland-client.h>
 
 #include <QFile>
 #include <QProcess>
@@ -38,14 +39,19 @@ class SwayDesktop {
     compositor_ = testx11::ChildProcess(
         command, {"XDG_RUNTIME_DIR=" + folder_.path().toStdString(), "WLR_BACKENDS=headless",
                   "WLR_LIBINPUT_NO_DEVICES=1", "WLR_RENDERER=pixman", "WAYLAND_DISPLAY=", "DISPLAY=", "SWAYSOCK="});
-    return testloop::waitFor([this] { return QFile::exists(socket()); });
+    return testloop::waitFor([this] {
+      // Its file appears before it takes connections.
+      wl_display* const display = wl_display_connect(socket().toUtf8().constData());
+      if (display != nullptr) wl_display_disconnect(display);
+      return display != nullptr;
+    });
   }
   void end() {
     compositor_.end(SIGKILL);
     QFile::remove(socket());
     QFile::remove(socket() + QStringLiteral(".lock"));
   }
-  void freeze() const { compositor_.send(SIGSTOP); }
+  void freeze() const { compositor_.suspend(); }
   void thaw() const { compositor_.send(SIGCONT); }
   // The first name that is free.
   QString socket() const { return folder_.filePath(QStringLiteral("wayland-1")); }

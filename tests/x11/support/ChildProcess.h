@@ -60,6 +60,11 @@ class ChildProcess {
   void send(int signal) const {
     if (pid_ > 0) ::kill(pid_, signal);
   }
+  // Suspends it until SIGCONT, and waits until it is.
+  void suspend() const {
+    send(SIGSTOP);
+    if (pid_ > 0) ::waitpid(pid_, nullptr, WUNTRACED);
+  }
   // Sends `signal` and waits for the end.
   void end(int signal) {
     if (pid_ <= 0) return;
