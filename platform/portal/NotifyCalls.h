@@ -19,7 +19,7 @@ namespace vantora {
 // Thread: main.
 class NotifyCalls final : public InputEvents {
  public:
-  static constexpr std::size_t kMaxQueued = 256;
+  static constexpr std::size_t kMaxQueued = 4096;
 
   // `session` must outlive this object.
   explicit NotifyCalls(PortalSession& session) : session_(session) {}
