@@ -24,7 +24,7 @@ constexpr int kUsualDamage = 16;
 constexpr int kMaxDamage = 64;
 
 // One frame waits to be read and one is being read.
-constexpr int kUsualBuffers = 8;
+constexpr int kUsualBuffers = 4;
 constexpr int kMinBuffers = 2;
 constexpr int kMaxBuffers = 32;
 
