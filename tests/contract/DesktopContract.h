@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <functional>
 #include <memory>
 
@@ -22,6 +23,29 @@ class DesktopContract : public testing::TestWithParam<std::function<std::unique_
     ASSERT_TRUE(desktop_);
   }
   DesktopSession& session() { return desktop_->session(); }
+  // Opens the capture, as often as the desktop decides about it.
+  static ScreenCapture::Opened openWhenDecided(ScreenCapture& capture, int index) {
+    ScreenCapture::Opened opened = capture.open(index);
+    while (opened.outcome == ScreenCapture::Outcome::awaitingConsent) {
+      const auto decided = [&] {
+        return capture.wait(std::chrono::milliseconds(1), ScreenCapture::WakeOn::changeOrCall) ==
+               ScreenCapture::Woken::change;
+      };
+      if (!testloop::waitFor(decided)) break;
+      opened = capture.open(index);
+    }
+    return opened;
+  }
+  // Polls until that comes of it; other results are passed over.
+  [[nodiscard]] static bool pollUntil(ScreenCapture& capture, CapturedFrame& frame, ScreenCapture::Poll wanted) {
+    testloop::Timeout timeout;
+    while (!timeout.isOver()) {
+      if (capture.poll(frame) == wanted) return true;
+      (void)capture.wait(std::chrono::milliseconds(100), ScreenCapture::WakeOn::changeOrCall);
+      testloop::drain();  // The session may have to tell the capture.
+    }
+    return false;
+  }
 
   std::unique_ptr<TestDesktop> desktop_;
 };

@@ -9,7 +9,7 @@ namespace vantora {
 
 class DesktopSessionContract : public DesktopContract {};
 
-TEST_P(DesktopSessionContract, isReadyOnADesktopThatAsksNobody) {
+TEST_P(DesktopSessionContract, isReadyOnceNobodyIsToBeAsked) {
   EXPECT_EQ(session().status(), DesktopStatus{DesktopState::ready});
 }
 
@@ -26,7 +26,7 @@ TEST_P(DesktopSessionContract, makesCapturesThatAreIndependent) {
   const auto first = session().makeScreenCapture();
   const auto second = session().makeScreenCapture();
   ASSERT_TRUE(first && second);
-  ASSERT_EQ(first->open(0).outcome, ScreenCapture::Outcome::opened);
+  ASSERT_EQ(openWhenDecided(*first, 0).outcome, ScreenCapture::Outcome::opened);
   CapturedFrame frame;
   EXPECT_EQ(second->poll(frame), ScreenCapture::Poll::lost) << "it is closed";
   first->close();

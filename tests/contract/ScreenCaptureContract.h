@@ -22,26 +22,21 @@ class ScreenCaptureContract : public DesktopContract {
 
   void SetUp() override {
     DesktopContract::SetUp();
-    capture_ = session().makeScreenCapture();
-    ASSERT_TRUE(capture_);
+    make();
   }
   void TearDown() override {
     if (capture_) capture_->close();
   }
+  void make() {
+    capture_ = session().makeScreenCapture();
+    ASSERT_TRUE(capture_);
+  }
   void openAndPoll(int index = 0) {
-    const ScreenCapture::Opened opened = capture_->open(index);
+    const ScreenCapture::Opened opened = openWhenDecided(*capture_, index);
     ASSERT_EQ(opened.outcome, Outcome::opened) << opened.error.toStdString();
     ASSERT_TRUE(pollUntil(Poll::changed));
   }
-  // Polls until that comes of it; other results are passed over.
-  [[nodiscard]] bool pollUntil(Poll wanted) {
-    testloop::Timeout timeout;
-    while (!timeout.isOver()) {
-      if (capture_->poll(frame_) == wanted) return true;
-      (void)capture_->wait(std::chrono::milliseconds(100), WakeOn::changeOrCall);
-    }
-    return false;
-  }
+  [[nodiscard]] bool pollUntil(Poll wanted) { return DesktopContract::pollUntil(*capture_, frame_, wanted); }
   std::uint32_t colourAt(int x, int y) const {
     const CpuPixels& pixels = std::get<CpuPixels>(frame_.memory);
     const std::uint8_t* pixel = pixels.data + static_cast<std::ptrdiff_t>(y) * pixels.stride + x * 4;
@@ -103,13 +98,15 @@ TEST_P(ScreenCaptureContract, isWokenByACallFromAnotherThread) {
 
 TEST_P(ScreenCaptureContract, showsTheDisplayThatIsNamed) {
   desktop_->split();
+  make();
   openAndPoll(1);
   EXPECT_EQ(frame_.size, QSize(kWidth - 600, kHeight));
 }
 
 TEST_P(ScreenCaptureContract, takesTheLastDisplayForANumberBeyond) {
   desktop_->split();
-  const ScreenCapture::Opened opened = capture_->open(9);
+  make();
+  const ScreenCapture::Opened opened = openWhenDecided(*capture_, 9);
   EXPECT_EQ(opened.outcome, Outcome::opened);
   EXPECT_EQ(opened.displayIndex, 1);
 }

@@ -8,6 +8,17 @@ namespace vantora {
 
 class SystemCursorContract : public DesktopContract {
  protected:
+  void SetUp() override {
+    DesktopContract::SetUp();
+    // Some desktops report the cursor with the screen.
+    capture_ = session().makeScreenCapture();
+    ASSERT_EQ(openWhenDecided(*capture_, 0).outcome, ScreenCapture::Outcome::opened);
+    CapturedFrame frame;
+    ASSERT_TRUE(pollUntil(*capture_, frame, ScreenCapture::Poll::changed));
+  }
+  void TearDown() override {
+    if (capture_) capture_->close();
+  }
   SystemCursor& cursor() { return session().cursor(); }
   void watch() {
     cursor().watch({.cursorChanged = [this] { ++changes_; }, .pointerUsed = [this] { ++uses_; }});
@@ -15,10 +26,11 @@ class SystemCursorContract : public DesktopContract {
   [[nodiscard]] bool becomes(const QString& name) {
     return testloop::waitFor([&] {
       const auto shown = cursor().currentCursor();
-      return shown && shown->name == name;
+      return shown && desktop_->sameCursor(shown->name, name);
     });
   }
 
+  std::unique_ptr<ScreenCapture> capture_;
   int changes_ = 0;
   int uses_ = 0;
 };
