@@ -2,6 +2,7 @@
 
 #include <QPoint>
 #include <QtGlobal>
+#include <utility>
 
 #include "tests/wayland/canvas/Report.h"
 
@@ -45,7 +46,6 @@ void PointerImage::entered(wl_pointer* pointer, std::uint32_t serial, int scale)
 
 void PointerImage::show() {
   if (!pointer_) return;
-  if (!surface_) surface_ = wl_compositor_create_surface(globals_.compositor);
   if (name_ == "none") {
     wl_pointer_set_cursor(pointer_, serial_, nullptr, 0, 0);
   } else if (name_ == "bitmap") {
@@ -84,12 +84,15 @@ bool PointerImage::showThemed() {
   return true;
 }
 
+// With a surface for each image: compositors do not always tell those who record the screen of another one on the same.
 void PointerImage::attach(wl_buffer* buffer, int scale, int hotX, int hotY) {
+  wl_surface* before = std::exchange(surface_, wl_compositor_create_surface(globals_.compositor));
   wl_surface_set_buffer_scale(surface_, scale);
   wl_surface_attach(surface_, buffer, 0, 0);
   wl_surface_damage_buffer(surface_, 0, 0, INT32_MAX, INT32_MAX);
   wl_surface_commit(surface_);
   wl_pointer_set_cursor(pointer_, serial_, surface_, hotX / scale, hotY / scale);
+  if (before) wl_surface_destroy(before);
 }
 
 }  // namespace vantora::canvas
