@@ -2,5 +2,5 @@
 #include "viewporter-client-protocol.h"
 #include "xdg-shell-client-protocol.h"
 //
-#include "viewporter-protocol.c"
-#include "xdg-shell-protocol.c"
+#include "viewporter-protocol-code.h"
+#include "xdg-shell-protocol-code.h"
