@@ -305,7 +305,8 @@ class Desktop:
                 continue
             child.terminate()
             try:
-                child.wait(5)
+                # mutter now and then runs in circles instead of ending.
+                child.wait(1 if name == "compositor" else 5)
             except subprocess.TimeoutExpired:
                 child.kill()
                 child.wait()
