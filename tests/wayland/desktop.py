@@ -1,8 +1,8 @@
 #!/usr/bin/python3 -B
 """A whole Wayland desktop without a screen: desktop.py [OPTION]... (see --help)
 
-Starts, in a folder of its own, a message bus, PipeWire, the compositor and the portals, with a scripted user in place of
-their dialogs. Once everything answers, one line of JSON on standard output holds the environment for programs on it:
+Starts, in a folder of its own, a message bus, PipeWire, the compositor and the portals, with a scripted user in place
+of their dialogs. Once everything answers, one line of JSON on standard output holds the environment for programs on it:
 {"ready": true, "env": {...}, "pids": {...}, "milliseconds": n}. Then each line on standard input is a command, answered
 by one line {"answer": ...} or {"error": text}; what happens meanwhile is told in lines {"event": ...}. The end of
 standard input ends all of it, as does a signal.
@@ -114,12 +114,14 @@ class Desktop:
 
     def has_owner(self, name: str) -> bool:
         arguments = GLib.Variant("(s)", (name,))
-        return mutter.call(self.bus, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus.NameHasOwner", arguments)[0]
+        method = "org.freedesktop.DBus.NameHasOwner"
+        return mutter.call(self.bus, "org.freedesktop.DBus", "/org/freedesktop/DBus", method, arguments)[0]
 
     def start_bus(self) -> None:
         configuration = HERE.parent / "bus/session.conf"
         address = self.env["DBUS_SESSION_BUS_ADDRESS"]
-        self.spawn("bus", ["dbus-daemon", f"--config-file={configuration}", "--nofork", "--nopidfile", "--nosyslog", f"--address={address}"])
+        options = ["--nofork", "--nopidfile", "--nosyslog", f"--config-file={configuration}", f"--address={address}"]
+        self.spawn("bus", ["dbus-daemon", *options])
         flags = Gio.DBusConnectionFlags.AUTHENTICATION_CLIENT | Gio.DBusConnectionFlags.MESSAGE_BUS_CONNECTION
 
         def connect() -> Gio.DBusConnection | None:
@@ -156,19 +158,22 @@ class Desktop:
             sockets.mkdir(exist_ok=True)
             sockets.chmod(0o1777)
             script = 'mount --bind "$1" "$2" && mount --rbind "$1/tmp" "$3" && shift 3 && exec "$@"'
-            command = ["unshare", "--mount", "sh", "-c", script, "sh", str(self.home), str(inner), tempfile.gettempdir(), *command]
+            places = [str(self.home), str(inner), tempfile.gettempdir()]
+            command = ["unshare", "--mount", "sh", "-c", script, "sh", *places, *command]
         self.spawn("compositor", command)
 
     def wait_for_compositor(self) -> None:
         names = [mutter.SCREEN_CAST, mutter.REMOTE_DESKTOP, mutter.DISPLAY_CONFIG]
-        self.until(lambda: all(map(self.has_owner, names)) and (self.home / "wayland-0").exists(), "the compositor", "compositor")
+        socket = self.home / self.env["WAYLAND_DISPLAY"]
+        self.until(lambda: all(map(self.has_owner, names)) and socket.exists(), "the compositor", "compositor")
         self.seat = mutter.Seat(self.bus)
         if self.options.no_x11:
             return
         words = "Using public X11 display "
         line = self.until(lambda: self.log("compositor").partition(words)[2], "the X display", "compositor")
         self.env["DISPLAY"] = line.split(",")[0]
-        self.env["XAUTHORITY"] = str(max(self.home.glob(".mutter-Xwaylandauth.*"), key=lambda path: path.stat().st_mtime))
+        keys = self.home.glob(".mutter-Xwaylandauth.*")
+        self.env["XAUTHORITY"] = str(max(keys, key=lambda path: path.stat().st_mtime))
 
     def start_compositor(self) -> None:
         self.spawn_compositor()
@@ -176,7 +181,8 @@ class Desktop:
 
     def start_permissions(self) -> None:
         self.spawn("permissions", ["/usr/libexec/xdg-permission-store"])
-        self.until(lambda: self.has_owner("org.freedesktop.impl.portal.PermissionStore"), "the permissions", "permissions")
+        name = "org.freedesktop.impl.portal.PermissionStore"
+        self.until(lambda: self.has_owner(name), "the permissions", "permissions")
 
     def start_portal(self) -> None:
         self.spawn("portal", ["/usr/libexec/xdg-desktop-portal"])
@@ -188,8 +194,9 @@ class Desktop:
 
         # Asynchronously: the portal may be asking the backend here at the same time.
         get = GLib.Variant("(ss)", ("org.freedesktop.portal.ScreenCast", "version"))
-        self.bus.call("org.freedesktop.portal.Desktop", portal_backend.PATH, "org.freedesktop.DBus.Properties", "Get", get, None,
-                      Gio.DBusCallFlags.NONE, DEADLINE_S * 1000, None, received)
+        self.bus.call(
+            "org.freedesktop.portal.Desktop", portal_backend.PATH, "org.freedesktop.DBus.Properties", "Get", get, None,
+            Gio.DBusCallFlags.NONE, DEADLINE_S * 1000, None, received)
         self.until(lambda: version, "the portal's answer", "portal")
 
     def start(self) -> None:
@@ -202,7 +209,8 @@ class Desktop:
         settings.mkdir(parents=True)
         if self.options.fractional:
             self.inside["GSETTINGS_BACKEND"] = "keyfile"
-            (settings / "keyfile").write_text("[org/gnome/mutter]\nexperimental-features=['scale-monitor-framebuffer']\n")
+            features = "experimental-features=['scale-monitor-framebuffer']"
+            (settings / "keyfile").write_text(f"[org/gnome/mutter]\n{features}\n")
         self.start_bus()
         self.spawn_compositor()
         self.backend = portal_backend.Backend(self.bus, not self.options.screencast_only, self.tell)
@@ -211,7 +219,8 @@ class Desktop:
         self.start_portal()
         self.wait_for_compositor()
         pids = {name: child.pid for name, child in self.children.items()}
-        self.tell({"ready": True, "env": self.env, "pids": pids, "milliseconds": round((time.monotonic() - self.began) * 1000)})
+        milliseconds = round((time.monotonic() - self.began) * 1000)
+        self.tell({"ready": True, "env": self.env, "pids": pids, "milliseconds": milliseconds})
 
     def obey(self, line: str) -> None:
         command, *words = line.split()
@@ -236,8 +245,14 @@ class Desktop:
         return {"asked": self.backend.asked, "waiting": len(self.backend.waiting)}
 
     def do_sessions(self) -> list[dict[str, Any]]:
-        return [{"control": each.control, "devices": each.granted_devices, "streams": len(each.sharing.paths) if each.sharing else 0}
-                for each in self.backend.sessions.values()]
+        return [
+            {
+                "control": each.control,
+                "devices": each.granted_devices,
+                "streams": len(each.sharing.paths) if each.sharing else 0,
+            }
+            for each in self.backend.sessions.values()
+        ]
 
     def do_choose(self, *monitors: str) -> list[int] | None:
         self.backend.chosen = None if monitors == ("all",) else [int(each) for each in monitors]
@@ -282,7 +297,8 @@ class Desktop:
             return bool(data)
 
         if not self.options.no_commands:
-            GLib.unix_fd_add_full(GLib.PRIORITY_DEFAULT, sys.stdin.fileno(), GLib.IOCondition.IN | GLib.IOCondition.HUP, on_input)
+            conditions = GLib.IOCondition.IN | GLib.IOCondition.HUP
+            GLib.unix_fd_add_full(GLib.PRIORITY_DEFAULT, sys.stdin.fileno(), conditions, on_input)
         if not self.ended:
             self.loop.run()
 
@@ -320,7 +336,7 @@ class Desktop:
 def main() -> int:
     parser = argparse.ArgumentParser(description="A Wayland desktop without a screen.")
     parser.add_argument("--monitor", action="append", metavar="WIDTHxHEIGHT", help="one of its monitors (1280x720)")
-    parser.add_argument("--fractional", action="store_true", help="scales may be fractions, and the layout is not in pixels")
+    parser.add_argument("--fractional", action="store_true", help="fractional scales; the layout is not in pixels")
     parser.add_argument("--no-x11", action="store_true", help="without an X server for X11 programs")
     parser.add_argument("--no-commands", action="store_true", help="ignore standard input: until a signal")
     parser.add_argument("--screencast-only", action="store_true", help="a desktop whose portals cannot pass input")

@@ -18,7 +18,8 @@ def path_of(interface: str) -> str:
 def call(bus: Gio.DBusConnection, name: str, path: str, method: str, arguments: GLib.Variant | None = None) -> Any:
     """Calls `method` ("INTERFACE.MEMBER") and returns the unpacked results. Raises GLib.Error."""
     interface, member = method.rsplit(".", 1)
-    reply = bus.call_sync(name, path, interface, member, arguments, None, Gio.DBusCallFlags.NO_AUTO_START, TIMEOUT_MS, None)
+    flags = Gio.DBusCallFlags.NO_AUTO_START
+    reply = bus.call_sync(name, path, interface, member, arguments, None, flags, TIMEOUT_MS, None)
     return reply.unpack()
 
 
@@ -42,7 +43,8 @@ class Displays:
             size = next(list(mode[1:3]) for mode in modes if mode[6].get("is-current"))
             for x, y, scale, transform, _, members, _ in logical:
                 if any(member[0] == connector for member in members):
-                    found.append({"connector": connector, "pixels": size, "position": [x, y], "scale": scale, "transform": transform})
+                    place = {"position": [x, y], "scale": scale, "transform": transform}
+                    found.append({"connector": connector, "pixels": size, **place})
         return found
 
     def configure(self, index: int, scale: float | None = None, transform: int | None = None) -> None:
@@ -84,13 +86,21 @@ class Seat:
     def stop(self) -> None:
         """Safe to call when the compositor has ended."""
         flags = Gio.DBusCallFlags.NO_AUTO_START
-        self.bus.call(REMOTE_DESKTOP, self.session, f"{REMOTE_DESKTOP}.Session", "Stop", None, None, flags, TIMEOUT_MS, None, None)
+        interface = f"{REMOTE_DESKTOP}.Session"
+        self.bus.call(REMOTE_DESKTOP, self.session, interface, "Stop", None, None, flags, TIMEOUT_MS, None, None)
 
 
 class Sharing:
     """Monitors as PipeWire streams and, with `control`, the input of the desktop."""
 
-    def __init__(self, bus: Gio.DBusConnection, connectors: list[str], cursor_mode: int, control: bool, closed: Callable[[], None]) -> None:
+    def __init__(
+        self,
+        bus: Gio.DBusConnection,
+        connectors: list[str],
+        cursor_mode: int,
+        control: bool,
+        closed: Callable[[], None],
+    ) -> None:
         """Asks for the streams; `ready` is called once all have a node, `closed` when mutter ends them."""
         self.bus = bus
         self.session = ""  # The object that starts and stops all of it.
@@ -120,7 +130,9 @@ class Sharing:
         flags = Gio.DBusSignalFlags.NONE
         self.subscriptions.append(self.bus.signal_subscribe(None, interface, member, path, None, flags, then))
 
-    def _on_node(self, _bus: Any, _sender: str, path: str, _interface: str, _member: str, arguments: GLib.Variant) -> None:
+    def _on_node(
+        self, _bus: Any, _sender: str, path: str, _interface: str, _member: str, arguments: GLib.Variant
+    ) -> None:
         (self.nodes[path],) = arguments.unpack()
         if self.ready and len(self.nodes) == len(self.paths):
             self.ready()

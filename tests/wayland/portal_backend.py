@@ -60,7 +60,8 @@ _INTERFACES = f"""<node>
     <property name="AvailableSourceTypes" type="u" access="read"/>
     <property name="AvailableCursorModes" type="u" access="read"/>
   </interface>
-  <interface name="org.freedesktop.impl.portal.RemoteDesktop">{_SETUP.replace("SELECT", "SelectDevices")}{_notify_methods()}
+  <interface name="org.freedesktop.impl.portal.RemoteDesktop">
+    {_SETUP.replace("SELECT", "SelectDevices")}{_notify_methods()}
     <property name="AvailableDeviceTypes" type="u" access="read"/>
   </interface>
   <interface name="org.freedesktop.impl.portal.Session">
@@ -110,7 +111,8 @@ class Backend:
             self._register(PATH, f"org.freedesktop.impl.portal.{name}", self._on_call)
         Gio.bus_own_name_on_connection(bus, NAME, Gio.BusNameOwnerFlags.NONE, None, None)
         for name in ("org.freedesktop.portal.Desktop", "org.gnome.Mutter.ScreenCast"):
-            Gio.bus_watch_name_on_connection(bus, name, Gio.BusNameWatcherFlags.NONE, None, lambda *_: self.close_sessions())
+            flags = Gio.BusNameWatcherFlags.NONE
+            Gio.bus_watch_name_on_connection(bus, name, flags, None, lambda *_: self.close_sessions())
 
     def _register(self, path: str, interface: str, on_call: Callable[..., None]) -> int:
         return self.bus.register_object(path, _NODE.lookup_interface(interface), on_call, self._on_get, None)
@@ -120,7 +122,9 @@ class Backend:
         values = {"AvailableSourceTypes": 1, "AvailableCursorModes": 7, "AvailableDeviceTypes": KEYBOARD | POINTER}
         return GLib.Variant("u", versions[interface.rsplit(".", 1)[1]] if name == "version" else values[name])
 
-    def _on_call(self, _bus: Any, _sender: str, _path: str, interface: str, member: str, arguments: GLib.Variant, invocation: Any) -> None:
+    def _on_call(
+        self, _bus: Any, _sender: str, _path: str, interface: str, member: str, arguments: GLib.Variant, invocation: Any
+    ) -> None:
         values = arguments.unpack()
         if member.startswith("Notify"):
             invocation.return_value(None)
@@ -191,7 +195,8 @@ class Backend:
                 self._drop(question)
 
         self.waiting.append(question)
-        question.session.registrations.append(self._register(question.handle, "org.freedesktop.impl.portal.Request", on_call))
+        registration = self._register(question.handle, "org.freedesktop.impl.portal.Request", on_call)
+        question.session.registrations.append(registration)
 
     def _drop(self, question: Question) -> None:
         self.waiting.remove(question)
@@ -234,7 +239,8 @@ class Backend:
 
         try:
             session.granted_devices = devices
-            session.sharing = Sharing(self.bus, connectors, modes[session.cursor_mode], session.control, lambda: self._lose(session))
+            mode = modes[session.cursor_mode]
+            session.sharing = Sharing(self.bus, connectors, mode, session.control, lambda: self._lose(session))
             session.sharing.start(ready)
         except GLib.Error as error:
             self.tell({"event": "failed", "error": error.message})
@@ -261,7 +267,8 @@ class Backend:
         if member == "NotifyPointerMotion":
             member = "NotifyPointerMotionRelative"
         arguments = GLib.Variant(f"({types})", tuple(rest))
-        session.sharing.notify(member, arguments, lambda error: self.tell({"event": "failed", "call": member, "error": error}))
+        failed = {"event": "failed", "call": member}
+        session.sharing.notify(member, arguments, lambda error: self.tell({**failed, "error": error}))
 
     def close_sessions(self) -> int:
         """Ends all sharing as the desktop may at any time; returns how many sessions there were."""
