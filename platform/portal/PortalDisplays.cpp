@@ -15,41 +15,43 @@ QPoint scaled(QPoint position, double scale) {
 
 }  // namespace
 
-void PortalDisplays::setStreams(std::vector<PortalStream> streams) {
-  streams_ = std::move(streams);
-  std::erase_if(frameSizes_, [this](const auto& known) {
-    return std::ranges::none_of(streams_, [&known](const PortalStream& stream) { return stream.node == known.first; });
-  });
+void PortalDisplays::setStreams(const std::vector<PortalStream>& streams) {
+  screens_.clear();
+  frameSizes_.clear();
+  for (const PortalStream& stream : streams) screens_.push_back({.displayId = ++lastId_, .stream = stream});
   update();
 }
 
 void PortalDisplays::setFrameSize(std::uint32_t node, QSize pixels) {
-  if (!layoutSize(node)) return;
+  const bool known = std::ranges::any_of(screens_, [node](const Screen& screen) { return screen.stream.node == node; });
+  if (!known) return;
   frameSizes_[node] = pixels;
   update();
 }
 
-std::optional<QSize> PortalDisplays::layoutSize(std::uint32_t node) const {
-  const auto stream = std::ranges::find(streams_, node, &PortalStream::node);
-  if (stream == streams_.end()) return std::nullopt;
-  if (stream->size) return stream->size;
-  const auto frame = frameSizes_.find(node);
-  return frame == frameSizes_.end() ? kUnknownSize : frame->second;
+std::optional<PortalDisplays::Target> PortalDisplays::target(std::uint32_t displayId) const {
+  const auto screen = std::ranges::find(screens_, displayId, &Screen::displayId);
+  return screen == screens_.end() ? std::nullopt : std::optional(targetOf(screen->stream));
+}
+
+PortalDisplays::Target PortalDisplays::targetOf(const PortalStream& stream) const {
+  const auto frame = frameSizes_.find(stream.node);
+  const bool framed = frame != frameSizes_.end();
+  const QSize layout = stream.size.value_or(framed ? frame->second : kUnknownSize);
+  return {.node = stream.node, .layout = layout, .pixels = framed ? frame->second : layout};
 }
 
 void PortalDisplays::update() {
   std::vector<Display> displays;
-  for (const PortalStream& stream : streams_) {
-    const QSize layout = *layoutSize(stream.node);
-    const auto frame = frameSizes_.find(stream.node);
-    const QSize pixels = frame == frameSizes_.end() ? layout : frame->second;
+  for (const auto& [id, stream] : screens_) {
+    const Target target = targetOf(stream);
     const QPoint position = stream.position.value_or(QPoint(0, 0));
-    const double scale = static_cast<double>(pixels.width()) / layout.width();
-    Display display{.id = stream.node,
+    const double scale = static_cast<double>(target.pixels.width()) / target.layout.width();
+    Display display{.id = id,
                     .name = QStringLiteral("screen %1").arg(displays.size() + 1),
-                    .bounds = QRect(scaled(position, scale), pixels),
+                    .bounds = QRect(scaled(position, scale), target.pixels),
                     .scale = scale};
-    if (pixels != layout) display.frameInPoints = QRectF(position, layout);
+    if (target.pixels != target.layout) display.frameInPoints = QRectF(position, target.layout);
     displays.push_back(display);
   }
   if (displays == displays_) return;

@@ -139,35 +139,33 @@ void PortalInput::finishRoute(Route route) {
 }
 
 bool PortalInput::moveTo(std::uint32_t displayId, double fx, double fy) {
-  const auto display = displays_.find(displayId);
-  const auto layout = displays_.layoutSize(displayId);
-  if (!display || !layout || !session_.grant().pointer) return false;
-  const QSize pixels = display->bounds.size();
-  motion_ = Motion{.node = displayId,
-                   .layout = *layout,
-                   .pixels = pixels,
-                   .target = QPoint(pixelOf(fx, pixels.width()), pixelOf(fy, pixels.height()))};
+  const auto target = displays_.target(displayId);
+  if (!target || !session_.grant().pointer) return false;
+  motion_ = Motion{.screen = *target,
+                   .target = QPoint(pixelOf(fx, target->pixels.width()), pixelOf(fy, target->pixels.height()))};
   return send(*motion_);
 }
 
 QPointF PortalInput::Motion::inLayout() const {
-  return {static_cast<double>(target.x()) * layout.width() / pixels.width(),
-          static_cast<double>(target.y()) * layout.height() / pixels.height()};
+  return {static_cast<double>(target.x()) * screen.layout.width() / screen.pixels.width(),
+          static_cast<double>(target.y()) * screen.layout.height() / screen.pixels.height()};
 }
 
 bool PortalInput::send(const Motion& motion) {
-  if (motion.layout == motion.pixels || units_ != Units::pixels)
-    return events().moveTo(motion.node, motion.inLayout(), {});
-  const QPoint reached(std::min(motion.target.x(), motion.layout.width() - 1),
-                       std::min(motion.target.y(), motion.layout.height() - 1));
+  if (motion.screen.layout == motion.screen.pixels || units_ != Units::pixels)
+    return events().moveTo(motion.screen.node, motion.inLayout(), {});
+  const QPoint reached(std::min(motion.target.x(), motion.screen.layout.width() - 1),
+                       std::min(motion.target.y(), motion.screen.layout.height() - 1));
   const QPointF rest = motion.target - reached;
-  return events().moveTo(motion.node, reached,
-                         {rest.x() * motion.layout.width() / motion.pixels.width(),
-                          rest.y() * motion.layout.height() / motion.pixels.height()});
+  return events().moveTo(motion.screen.node, reached,
+                         {rest.x() * motion.screen.layout.width() / motion.screen.pixels.width(),
+                          rest.y() * motion.screen.layout.height() / motion.screen.pixels.height()});
 }
 
 void PortalInput::cursorReported(std::uint32_t node, QPoint position) {
-  if (units_ != Units::unknown || !motion_ || motion_->node != node || motion_->layout == motion_->pixels) return;
+  if (units_ != Units::unknown || !motion_ || motion_->screen.node != node ||
+      motion_->screen.layout == motion_->screen.pixels)
+    return;
   const QPointF sent = motion_->inLayout();
   // Near the origin both are the same.
   if (isAt(motion_->target, sent)) return;

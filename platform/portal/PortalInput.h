@@ -48,9 +48,7 @@ class PortalInput final : public DesktopInput {
   enum class Units { unknown, layout, pixels };
   // The newest motion.
   struct Motion {
-    std::uint32_t node = 0;
-    QSize layout;
-    QSize pixels;
+    PortalDisplays::Target screen;
     QPoint target;  // In pixels.
     QPointF inLayout() const;
   };

@@ -48,7 +48,6 @@ TEST_P(DisplaysContract, findsADisplayAlsoAfterItWasRemoved) {
   EXPECT_EQ(displays().find(second.id), second);
   desktop_->removeSecond();
   ASSERT_EQ(bounds().size(), 1U);
-  if (displays().list().front().id == second.id) GTEST_SKIP() << "its number is that of another display by then";
   EXPECT_EQ(displays().find(second.id), second);
   EXPECT_EQ(displays().find(second.id + 12'345), std::nullopt);
 }

@@ -88,7 +88,10 @@ PipeWireStream::~PipeWireStream() {
 bool PipeWireStream::connect(const FileDescriptor& remote) {
   loop_ = pw_.threadLoopNew("pipewire", nullptr);
   if (loop_ == nullptr) return false;
-  context_ = pw_.contextNew(pw_.threadLoopGetLoop(loop_), nullptr, 0);
+  // A buffer that is not taken before the next one is lost, and with it an image of the cursor that is sent only once:
+  // the thread that takes them has to run in time.
+  context_ = pw_.contextNew(pw_.threadLoopGetLoop(loop_), pw_.propertiesNewString("config.name=client-rt.conf"), 0);
+  if (context_ == nullptr) context_ = pw_.contextNew(pw_.threadLoopGetLoop(loop_), nullptr, 0);
   // The connection closes its descriptor, also when it fails.
   const int socket = ::fcntl(remote.get(), F_DUPFD_CLOEXEC, 0);
   if (context_ == nullptr || socket < 0) return false;

@@ -153,7 +153,7 @@ class EisInputTest : public PortalFixture {
 
 TEST_F(EisInputTest, carriesEveryKindOfEvent) {
   takeControl();
-  EXPECT_TRUE(input().moveTo(42, 0.5, 1));
+  EXPECT_TRUE(input().moveTo(1, 0.5, 1));
   input().button(PointerButton::left, true);
   input().button(PointerButton::left, false);
   input().wheel({.vertical = 120});
@@ -172,8 +172,8 @@ TEST_F(EisInputTest, findsTheRegionOfAScreenByItsNameOrItsPlace) {
                       {.node = 8, .position = QPoint(800, 0), .size = QSize(800, 600)}};
   compositor_.regions = {{QRect(800, 0, 800, 600), "a"}, {QRect(0, 100, 800, 600), "b"}};
   takeControl();
-  EXPECT_TRUE(input().moveTo(7, 0.5, 0.5));
-  EXPECT_TRUE(input().moveTo(8, 0.5, 0.5));
+  EXPECT_TRUE(input().moveTo(1, 0.5, 0.5));
+  EXPECT_TRUE(input().moveTo(2, 0.5, 0.5));
   EXPECT_TRUE(arrive({u"at 400 400"_s, u"at 1200 300"_s}));
 }
 
@@ -181,17 +181,17 @@ TEST_F(EisInputTest, findsTheRegionOfAScreenByItsNameOrItsPlace) {
 TEST_F(EisInputTest, dropsEventsUntilADeviceIsReplaced) {
   takeControl();
   compositor_.removeDevice();
-  ASSERT_TRUE(testloop::waitFor([this] { return !input().moveTo(42, 0.5, 0.5); }));
+  ASSERT_TRUE(testloop::waitFor([this] { return !input().moveTo(1, 0.5, 0.5); }));
   compositor_.events.clear();
   compositor_.addDevice();
-  ASSERT_TRUE(testloop::waitFor([this] { return input().moveTo(42, 0.25, 0.5); }));
+  ASSERT_TRUE(testloop::waitFor([this] { return input().moveTo(1, 0.25, 0.5); }));
   EXPECT_TRUE(arrive({u"at 250 300"_s}));
 }
 
 TEST_F(EisInputTest, takesNoInputAfterTheCompositorHasHungUp) {
   takeControl();
   compositor_.hangUp();
-  ASSERT_TRUE(testloop::waitFor([this] { return !input().moveTo(42, 0.5, 0.5); }));
+  ASSERT_TRUE(testloop::waitFor([this] { return !input().moveTo(1, 0.5, 0.5); }));
   ASSERT_TRUE(testloop::waitFor([this] {
     askForControl();
     return permission_ && !permission_->granted;
@@ -205,7 +205,7 @@ TEST_F(EisInputTest, usesThePortalsCallsWhereThereIsNoConnection) {
   askForControl();
   ASSERT_TRUE(testloop::waitFor([this] { return permission_.has_value(); }));
   EXPECT_TRUE(permission_->granted);
-  EXPECT_TRUE(input().moveTo(42, 0.5, 0.5));
+  EXPECT_TRUE(input().moveTo(1, 0.5, 0.5));
   EXPECT_TRUE(testloop::waitFor([this] { return !portal_->notified.isEmpty(); }));
 }
 

@@ -25,20 +25,20 @@ class PortalInputTest : public PortalFixture {
 };
 
 TEST_F(PortalInputTest, movesThePointerInTheScreensOwnUnits) {
-  EXPECT_TRUE(input().moveTo(42, 0.5, 0.25));
+  EXPECT_TRUE(input().moveTo(1, 0.5, 0.25));
   EXPECT_EQ(calls(1), (QStringList{u"NotifyPointerMotionAbsolute(42, 500, 150)"_s}));
 }
 
 TEST_F(PortalInputTest, theFarEdgeIsTheLastPixel) {
-  EXPECT_TRUE(input().moveTo(42, 1, 1));
+  EXPECT_TRUE(input().moveTo(1, 1, 1));
   EXPECT_EQ(calls(1), QStringList{u"NotifyPointerMotionAbsolute(42, 999, 599)"_s});
-  EXPECT_TRUE(input().moveTo(42, 7, -3));
+  EXPECT_TRUE(input().moveTo(1, 7, -3));
   EXPECT_EQ(calls(1), QStringList{u"NotifyPointerMotionAbsolute(42, 999, 0)"_s});
-  EXPECT_TRUE(input().moveTo(42, NAN, 0.9999));
+  EXPECT_TRUE(input().moveTo(1, NAN, 0.9999));
   EXPECT_EQ(calls(1), QStringList{u"NotifyPointerMotionAbsolute(42, 0, 599)"_s});
 }
 
-TEST_F(PortalInputTest, knowsOnlyScreensThatAreShared) { EXPECT_FALSE(input().moveTo(43, 0.5, 0.5)); }
+TEST_F(PortalInputTest, knowsOnlyScreensThatAreShared) { EXPECT_FALSE(input().moveTo(2, 0.5, 0.5)); }
 
 TEST_F(PortalInputTest, usesTheKernelsCodesForButtons) {
   input().button(PointerButton::left, true);
@@ -127,7 +127,7 @@ TEST_F(PortalInputTest, sendsNothingWithoutControl) {
   start();
   portal_->answer = testportal::Answer::viewOnly;
   shareAndGrant();
-  EXPECT_FALSE(input().moveTo(42, 0.5, 0.5));
+  EXPECT_FALSE(input().moveTo(1, 0.5, 0.5));
   EXPECT_FALSE(input().key(KEY_A, true, {}));
   input().button(PointerButton::left, true);
   input().wheel({.vertical = 120});
@@ -160,14 +160,14 @@ TEST_F(PortalInputTest, leavesConnectionsAloneThatItCannotUse) {
   askForControl();
   EXPECT_TRUE(permission_ && permission_->granted);
   EXPECT_EQ(portal_->eisConnections, 0);
-  EXPECT_TRUE(input().moveTo(42, 0.5, 0.25));
+  EXPECT_TRUE(input().moveTo(1, 0.5, 0.25));
   EXPECT_TRUE(testloop::waitFor([&] { return portal_->notified.size() == 3; }));
 }
 
 // A portal that hangs gets a bounded number of calls, and the newest position once it continues.
 TEST_F(PortalInputTest, aPortalThatHangsDelaysNothing) {
   portal_->silent = {u"NotifyPointerMotionAbsolute"_s, u"NotifyKeyboardKeycode"_s};
-  for (int i = 0; i < 10'000; ++i) EXPECT_TRUE(input().moveTo(42, i / 10'000.0, 0));
+  for (int i = 0; i < 10'000; ++i) EXPECT_TRUE(input().moveTo(1, i / 10'000.0, 0));
   int accepted = 0;
   for (int i = 0; i < 1'000; ++i) accepted += input().key(KEY_A, i % 2 == 0, {}) ? 1 : 0;
   EXPECT_EQ(accepted, 1'000);
@@ -176,7 +176,7 @@ TEST_F(PortalInputTest, aPortalThatHangsDelaysNothing) {
 }
 
 TEST_F(PortalInputTest, theNewestPositionReplacesThoseThatWait) {
-  for (int i = 0; i < 1'000; ++i) EXPECT_TRUE(input().moveTo(42, i / 1'000.0, 0));
+  for (int i = 0; i < 1'000; ++i) EXPECT_TRUE(input().moveTo(1, i / 1'000.0, 0));
   ASSERT_TRUE(
       testloop::waitFor([&] { return portal_->notified.contains(u"NotifyPointerMotionAbsolute(42, 999, 0)"_s); }));
   EXPECT_EQ(portal_->notified.size(), 2);
@@ -197,33 +197,33 @@ class ScaledPortalInputTest : public PortalInputTest {
 };
 
 TEST_F(ScaledPortalInputTest, countsPositionsInLayoutUnits) {
-  EXPECT_TRUE(input().moveTo(42, 1, 0.5));
+  EXPECT_TRUE(input().moveTo(1, 1, 0.5));
   EXPECT_EQ(calls(1), (QStringList{u"NotifyPointerMotionAbsolute(42, 799.5, 300)"_s}));
   showPointer(1599, 600);
-  EXPECT_TRUE(input().moveTo(42, 0.5, 0.5));
+  EXPECT_TRUE(input().moveTo(1, 0.5, 0.5));
   EXPECT_EQ(calls(1), (QStringList{u"NotifyPointerMotionAbsolute(42, 400, 300)"_s}));
   showPointer(400, 300);
-  EXPECT_TRUE(input().moveTo(42, 1, 0.5));
+  EXPECT_TRUE(input().moveTo(1, 1, 0.5));
   EXPECT_EQ(calls(1), (QStringList{u"NotifyPointerMotionAbsolute(42, 799.5, 300)"_s})) << "known by then";
 }
 
 TEST_F(ScaledPortalInputTest, noticesACompositorThatTakesThemForPixels) {
-  EXPECT_TRUE(input().moveTo(42, 0.5, 0.75));
+  EXPECT_TRUE(input().moveTo(1, 0.5, 0.75));
   EXPECT_EQ(calls(1), (QStringList{u"NotifyPointerMotionAbsolute(42, 400, 450)"_s}));
   showPointer(17, 4);
   EXPECT_TRUE(portal_->notified.isEmpty()) << "an older report";
   showPointer(400, 450);
   EXPECT_EQ(calls(2),
             (QStringList{u"NotifyPointerMotionAbsolute(42, 799, 599)"_s, u"NotifyPointerMotion(0.5, 150.5)"_s}));
-  EXPECT_TRUE(input().moveTo(42, 0.25, 0.25));
+  EXPECT_TRUE(input().moveTo(1, 0.25, 0.25));
   EXPECT_EQ(calls(1), (QStringList{u"NotifyPointerMotionAbsolute(42, 400, 300)"_s}));
 }
 
 // Positions never overtake what was done at them.
 TEST_F(PortalInputTest, keepsTheOrderOfMotionsAndClicks) {
-  for (int i = 0; i < 100; ++i) EXPECT_TRUE(input().moveTo(42, i / 1'000.0, 0));
+  for (int i = 0; i < 100; ++i) EXPECT_TRUE(input().moveTo(1, i / 1'000.0, 0));
   input().button(PointerButton::left, true);
-  EXPECT_TRUE(input().moveTo(42, 0.5, 0));
+  EXPECT_TRUE(input().moveTo(1, 0.5, 0));
   input().button(PointerButton::left, false);
   ASSERT_TRUE(testloop::waitFor([&] { return portal_->notified.contains(u"NotifyPointerButton(272, 0)"_s); }));
   const qsizetype last = portal_->notified.size();
