@@ -23,11 +23,18 @@ class SystemCursorContract : public DesktopContract {
   void watch() {
     cursor().watch({.cursorChanged = [this] { ++changes_; }, .pointerUsed = [this] { ++uses_; }});
   }
+  // Compositors send the image of a cursor once, and a busy machine may lose it: then the program shows it again.
   [[nodiscard]] bool becomes(const QString& name) {
-    return testloop::waitFor([&] {
-      const auto shown = cursor().currentCursor();
-      return shown && desktop_->sameCursor(shown->name, name);
-    });
+    constexpr int kAttempts = 6;
+    for (int attempt = 0; attempt < kAttempts; ++attempt) {
+      if (attempt > 0) desktop_->showCursor(name);
+      const auto isShown = [&] {
+        const auto shown = cursor().currentCursor();
+        return shown && desktop_->sameCursor(shown->name, name);
+      };
+      if (testloop::waitFor(isShown, testloop::Timeout(std::chrono::seconds(5)))) return true;
+    }
+    return false;
   }
 
   std::unique_ptr<ScreenCapture> capture_;
@@ -50,8 +57,8 @@ TEST_P(SystemCursorContract, reportsAnotherCursorByItself) {
   ASSERT_TRUE(becomes(QStringLiteral("xterm")));
   const int before = changes_;
   desktop_->showCursor(QStringLiteral("fleur"));
-  EXPECT_TRUE(testloop::waitFor([&] { return changes_ > before; }));
   EXPECT_TRUE(becomes(QStringLiteral("fleur")));
+  EXPECT_GT(changes_, before);
 }
 
 TEST_P(SystemCursorContract, givesTheBitmapOfACursorWithoutAName) {

@@ -19,8 +19,7 @@ inline void ensureApplication() {
 }
 
 // Runs the event loop until `condition` holds; false when it does not within a test's timeout.
-[[nodiscard]] inline bool waitFor(const std::function<bool()>& condition) {
-  Timeout timeout;
+[[nodiscard]] inline bool waitFor(const std::function<bool()>& condition, Timeout timeout = Timeout()) {
   QTimer wakeUp;  // The condition may become true without an event.
   wakeUp.start(5);
   while (!condition()) {

@@ -117,6 +117,8 @@ void Window::resize(QSize layout) {
 
 void Window::fill(std::uint32_t rgb, const QRect& area) {
   ++paints_;
+  // Before its first size there is only the background.
+  if (picture_.empty()) return;
   const QRect inside = area & QRect(QPoint(0, 0), units_);
   for (int y = inside.top(); y <= inside.bottom(); ++y) {
     const auto row = picture_.begin() + static_cast<std::ptrdiff_t>(y) * units_.width();
