@@ -9,8 +9,8 @@
 
 namespace vantora {
 
-// The implementation for the window system that windowSystemOf() chooses. `clipboard` must outlive the session. Main thread; may
-// wait for a display server that hangs, see displayServers().
+// The implementation for the window system that windowSystemOf() chooses. `clipboard` must outlive the session. Main
+// thread; may wait for a display server that hangs, see displayServers().
 std::unique_ptr<DesktopSession> makeDesktopSession(const Environment& environment, Clipboard& clipboard,
                                                    const DisplayServers& servers = displayServers());
 

@@ -3,8 +3,8 @@
 #include <QApplication>
 #include <QDBusVariant>
 
-#include "main/ui/Theme.h"
 #include "base/dbus/DBusCall.h"
+#include "main/ui/Theme.h"
 
 namespace vantora {
 namespace {

@@ -5,8 +5,8 @@
 #include <QUuid>
 
 #include "base/Log.h"
-#include "main/ui/BringToFront.h"
 #include "base/dbus/DBusCall.h"
+#include "main/ui/BringToFront.h"
 
 namespace vantora {
 namespace {

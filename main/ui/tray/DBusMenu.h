@@ -4,8 +4,8 @@
 #include <QList>
 #include <functional>
 
-#include "main/ui/MenuRows.h"
 #include "base/dbus/DBusObject.h"
+#include "main/ui/MenuRows.h"
 
 namespace vantora {
 

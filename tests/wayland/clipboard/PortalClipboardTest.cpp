@@ -5,8 +5,8 @@
 #include "platform/portal/clipboard/PortalClipboard.h"
 #include "tests/fakes/EventLoop.h"
 #include "tests/fakes/PrintQt.h"
-#include "tests/wayland/clipboard/FakeClipboardPortal.h"
 #include "tests/ui/support/SessionBus.h"
+#include "tests/wayland/clipboard/FakeClipboardPortal.h"
 
 using namespace Qt::Literals::StringLiterals;
 
