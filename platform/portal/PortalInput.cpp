@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <utility>
 
+#include "platform/PixelOf.h"
 #include "platform/portal/eis/EisInput.h"
 
 namespace vantora {
@@ -31,15 +32,6 @@ int kernelButton(PointerButton button) {
       return BTN_MIDDLE;
   }
   return BTN_LEFT;
-}
-
-// The pixel in which the fraction lies.
-int pixelOf(double fraction, int pixels) {
-  // Fractions are pixels divided by the size, and multiplying again may end just below the pixel.
-  constexpr double kRounding = 1e-6;
-  if (std::isnan(fraction)) fraction = 0;
-  const double pixel = std::floor(std::clamp(fraction, 0.0, 1.0) * pixels + kRounding);
-  return static_cast<int>(std::min(pixel, pixels - 1.0));
 }
 
 // Whether the pointer was reported there; positions between pixels may be rounded either way.

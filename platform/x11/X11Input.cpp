@@ -4,13 +4,13 @@
 
 #include <algorithm>
 #include <array>
-#include <cmath>
 #include <map>
 #include <tuple>
 #include <utility>
 #include <vector>
 
 #include "base/ThreadAffinity.h"
+#include "platform/PixelOf.h"
 #include "platform/x11/WheelClicks.h"
 #include "platform/x11/X11Connection.h"
 #include "platform/x11/X11Keyboard.h"
@@ -38,15 +38,8 @@ LogicalButton logicalButton(PointerButton button) {
   return 1;
 }
 
-// The pixel of [low, low + size) in which the fraction lies, so that the far edge of a display does not land on its
-// neighbour.
-std::int16_t pixel(double fraction, int low, int size) {
-  // Fractions are pixels divided by the size, and multiplying again may end just below the pixel.
-  constexpr double kRounding = 1e-6;
-  if (std::isnan(fraction)) fraction = 0;
-  const double inside = std::floor(std::clamp(fraction, 0.0, 1.0) * size + kRounding);
-  const double position = low + std::clamp(inside, 0.0, std::max(size - 1.0, 0.0));
-  return static_cast<std::int16_t>(std::clamp(position, -32768.0, 32767.0));
+std::int16_t coordinate(double fraction, int low, int size) {
+  return static_cast<std::int16_t>(std::clamp(low + pixelOf(fraction, size), -32768, 32767));
 }
 
 class X11Input final : public DesktopInput {
@@ -78,8 +71,8 @@ class X11Input final : public DesktopInput {
     xcb_connection_t* connection = ready();
     if (connection == nullptr) return false;
     drain(connection);
-    fake(connection, XCB_MOTION_NOTIFY, 0, pixel(fx, bounds.x(), bounds.width()),
-         pixel(fy, bounds.y(), bounds.height()));
+    fake(connection, XCB_MOTION_NOTIFY, 0, coordinate(fx, bounds.x(), bounds.width()),
+         coordinate(fy, bounds.y(), bounds.height()));
     xcb_flush(connection);
     return true;
   }
