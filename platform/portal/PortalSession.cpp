@@ -106,7 +106,10 @@ void PortalSession::connect() {
   bus_ = QDBusConnection::connectToBus(busAddress_, u"vantora-portal-%1"_s.arg(++count));
 }
 
-void PortalSession::disconnect() { QDBusConnection::disconnectFromBus(bus_.name()); }
+void PortalSession::disconnect() {
+  // Without a connection there is not even the toolkit's thread for them.
+  if (!bus_.name().isEmpty()) QDBusConnection::disconnectFromBus(bus_.name());
+}
 
 void PortalSession::close() {
   endSession();

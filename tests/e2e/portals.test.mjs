@@ -1,7 +1,7 @@
 // Parts of a Wayland desktop that end during a session, and come back.
 import assert from 'node:assert/strict';
 import { test } from 'node:test';
-import { shows } from './lib/viewer.mjs';
+import { colours, shows } from './lib/viewer.mjs';
 import { until } from './lib/wait.mjs';
 import { offers, panel, plainViewer, withWayland } from './lib/wayland-session.mjs';
 
@@ -56,5 +56,15 @@ test('sharingThatStartsWithoutAPortalIsRefusedAndAskedForLater', async (t) => {
     await offers(bus, 'Start Sharing');
     await bus.click('Start Sharing');
     await shows(viewer.page, '#2060c0');
+  });
+});
+
+test('theMenusWindowOpensWithoutAnXServer', async (t) => {
+  await withWayland(t, { wayland: { options: ['--no-x11'] } }, async (session) => {
+    const page = await session.bare();
+    const places = Array.from({ length: 400 }, (_, i) => [((i % 20) + 0.5) / 20, (Math.floor(i / 20) + 0.5) / 20]);
+    // Its background: nothing else here is that bright.
+    const bright = async () => (await colours(page, places))?.filter((each) => each.every((part) => part > 225)).length ?? 0;
+    await until(async () => (await bright()) > 20, { what: 'the window' });
   });
 });
