@@ -132,7 +132,7 @@ void Host::desktopChanged(const DesktopStatus& status) {
     authorisation_->desktopClosed();
     sharing_.stopSharing();
   }
-  // Once ready, the synthetic picture stays until the screen's own is there.
+  // Once ready, the synthetic picture stays until the capture has started.
   if (status.state != DesktopState::ready) sharing_.setAwaitingConsent(status.state == DesktopState::awaitingConsent);
   changed();
 }
@@ -144,6 +144,8 @@ void Host::startSharing() {
 }
 
 void Host::displaysChanged() {
+  // A desktop that is gone for now says nothing about the next display.
+  if (platform_.desktop.displays().list().empty()) return;
   injector_.displaysChanged();
   quality_->displayResized();
   stats_.sendDisplayInfo(ControlChannel::reliable);

@@ -13,6 +13,8 @@ enum class ScrollAxis { vertical, horizontal };
 class InputEvents {
  public:
   virtual ~InputEvents() = default;
+  // Drops presses, motions and scrolling that have not left yet.
+  virtual void dropWaiting() = 0;
   // Moves the pointer to `position` on the screen of the stream `node`, in layout units from its top left corner, and
   // then by `rest`; a motion that has not left yet is replaced by the next one.
   virtual bool moveTo(std::uint32_t node, QPointF position, QPointF rest) = 0;

@@ -31,6 +31,11 @@ QDBusMessage NotifyCalls::message(const Call& call) const {
   return message;
 }
 
+void NotifyCalls::dropWaiting() {
+  std::erase_if(queue_, [](const Call& call) { return !call.release; });
+  motion_ = 0;
+}
+
 bool NotifyCalls::moveTo(std::uint32_t node, QPointF position, QPointF rest) {
   if (session_.path().isEmpty()) return false;
   queue_.erase(queue_.end() - static_cast<std::ptrdiff_t>(motion_), queue_.end());
@@ -48,11 +53,11 @@ bool NotifyCalls::moveBy(QPointF distance) { return send({u"NotifyPointerMotion"
 
 bool NotifyCalls::pressButton(int button) { return send({u"NotifyPointerButton"_s, {button, kPressed}}); }
 
-void NotifyCalls::releaseButton(int button) { sendRelease({u"NotifyPointerButton"_s, {button, kReleased}}); }
+void NotifyCalls::releaseButton(int button) { sendRelease({u"NotifyPointerButton"_s, {button, kReleased}, true}); }
 
 bool NotifyCalls::pressKey(int key) { return send({u"NotifyKeyboardKeycode"_s, {key, kPressed}}); }
 
-void NotifyCalls::releaseKey(int key) { sendRelease({u"NotifyKeyboardKeycode"_s, {key, kReleased}}); }
+void NotifyCalls::releaseKey(int key) { sendRelease({u"NotifyKeyboardKeycode"_s, {key, kReleased}, true}); }
 
 bool NotifyCalls::scrollNotches(ScrollAxis axis, int notches) {
   return send({u"NotifyPointerAxisDiscrete"_s, {axis == ScrollAxis::vertical ? 0U : 1U, notches}});
@@ -85,8 +90,10 @@ void NotifyCalls::sendNext() {
   queue_.pop_front();
   motion_ = std::min(motion_, queue_.size());
   unanswered_ = true;
-  callDBus(session_.bus(), message(call), context_.get(), [this](const QDBusMessage&) {
+  callDBus(session_.bus(), message(call), context_.get(), [this](const QDBusMessage& reply) {
     unanswered_ = false;
+    // What was meant for a moment long ago would surprise the user.
+    if (reply.errorName() == "org.freedesktop.DBus.Error.NoReply"_L1) dropWaiting();
     sendNext();
   });
 }

@@ -27,6 +27,7 @@ class NotifyCalls final : public InputEvents {
   NotifyCalls(const NotifyCalls&) = delete;
   NotifyCalls& operator=(const NotifyCalls&) = delete;
 
+  void dropWaiting() override;
   bool moveTo(std::uint32_t node, QPointF position, QPointF rest) override;
   bool moveBy(QPointF distance) override;
   bool pressButton(int button) override;
@@ -42,6 +43,7 @@ class NotifyCalls final : public InputEvents {
   struct Call {
     QString method;
     QVariantList arguments;
+    bool release = false;
   };
   [[nodiscard]] bool send(const Call& call);
   void sendRelease(const Call& call);

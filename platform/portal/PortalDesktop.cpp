@@ -27,8 +27,7 @@ namespace {
 
 using namespace Qt::Literals::StringLiterals;
 
-// Attempts to get a PipeWire connection, and the time between two.
-constexpr int kRemoteAttempts = 20;
+// Between two attempts to get a PipeWire connection.
 constexpr std::chrono::milliseconds kRemotePause{500};
 
 DesktopStatus statusOf(const PortalSession& session) {
@@ -104,14 +103,13 @@ class PortalDesktop final : public LinuxDesktop {
     updateStatus();
   }
 
-  // PipeWire may just be restarting.
-  void openStreams(const std::weak_ptr<CaptureConsent>& capture, int attempts = kRemoteAttempts) {
-    session_.openRemote([this, capture, attempts](FileDescriptor remote, const QString& error) {
+  // Without PipeWire, which may just be restarting, until the session ends.
+  void openStreams(const std::weak_ptr<CaptureConsent>& capture) {
+    session_.openRemote([this, capture](FileDescriptor remote, const QString& error) {
       const auto consent = capture.lock();
       if (!consent || !consent->isWaiting()) return;
       if (error.isEmpty()) return consent->grant(session_.grant().streams, std::move(remote));
-      if (attempts <= 1) return consent->refuse(error);
-      QTimer::singleShot(kRemotePause, &context_, [this, capture, attempts] { openStreams(capture, attempts - 1); });
+      QTimer::singleShot(kRemotePause, &context_, [this, capture] { openStreams(capture); });
     });
   }
 
@@ -126,7 +124,7 @@ class PortalDesktop final : public LinuxDesktop {
     if (!captures_.empty()) return;
     cursor_->streamsClosed();
     const bool granted = session_.state() == PortalSession::State::granted;
-    if (granted && (session_.grant().control() || !session_.grant().inputOffered)) return;
+    if (granted && (!session_.grant().inputOffered || !input_.mayBeUsableLater())) return;
     if (session_.state() == PortalSession::State::refused || session_.state() == PortalSession::State::closed) return;
     closeClipboard();
     session_.close();

@@ -71,10 +71,9 @@ void PortalInput::requestRoute(PermissionCallback answer) {
       waiting_.push_back(std::move(answer));
       return;
     case Route::usable:
-      announceKeyboard();
       return answer({.granted = true});
     case Route::lost:
-      return answer({.reason = u"the desktop has ended the connection for input"_s});
+      return answer({.reason = u"the desktop accepts no connection for input"_s});
   }
 }
 
@@ -88,6 +87,7 @@ void PortalInput::sessionChanged() {
   connecting_.reset();
   route_ = Route::unknown;
   units_ = Units::unknown;
+  takenForPixels_.reset();
   motion_.reset();
   keyboardAnnounced_ = false;
   answerWaiting();
@@ -112,21 +112,24 @@ void PortalInput::chooseRoute() {
     // The portal's calls still work when there is no such connection.
     if (!error.isEmpty()) return finishRoute(Route::usable);
     eis_ = makeEisInput(std::move(socket), session_.grant().streams,
-                        {.ready = [this] { finishRoute(Route::usable); },
-                         .ended =
-                             [this] {
-                               dropHeld();
-                               finishRoute(Route::lost);
-                             }});
+                        {.ready = [this] { finishRoute(Route::usable); }, .ended = [this] { connectionEnded(); }});
     if (!eis_) return finishRoute(Route::lost);
     constexpr std::chrono::seconds kConnectTimeout(5);
     QTimer::singleShot(kConnectTimeout, connecting_.get(), [this] { finishRoute(Route::lost); });
   });
 }
 
+// What was usable cannot be replaced within this session: the portal refuses its own calls beside a connection.
+void PortalInput::connectionEnded() {
+  dropHeld();
+  if (route_ == Route::usable) return session_.end(u"the desktop has ended the connection for input"_s);
+  finishRoute(Route::lost);
+}
+
 void PortalInput::finishRoute(Route route) {
   route_ = route;
   connecting_.reset();
+  if (route == Route::usable && session_.grant().control()) announceKeyboard();
   answerWaiting();
 }
 
@@ -164,6 +167,9 @@ void PortalInput::cursorReported(std::uint32_t node, QPoint position) {
   if (isAt(position, motion_->target)) {
     units_ = Units::layout;
   } else if (isAt(position, sent)) {
+    // A single one may be an earlier position, or the local user's.
+    if (!takenForPixels_) takenForPixels_ = motion_->target;
+    if (*takenForPixels_ == motion_->target) return;
     units_ = Units::pixels;
     (void)send(*motion_);
   }
@@ -238,6 +244,7 @@ void PortalInput::releaseModifiers() {
 }
 
 void PortalInput::releaseAll() {
+  events().dropWaiting();
   for (const int button : std::exchange(heldButtons_, {})) events().releaseButton(button);
   for (const std::uint16_t key : std::exchange(heldKeys_, {})) events().releaseKey(key);
   releaseModifiers();

@@ -36,6 +36,8 @@ class PortalInput final : public DesktopInput {
   [[nodiscard]] bool key(std::uint16_t code, bool down, const KeyModifiers& modifiers) override;
   void releaseAll() override;
 
+  // Whether a later session may take input although this one does not.
+  bool mayBeUsableLater() const { return !session_.grant().control() || route_ == Route::lost; }
   // The state of the session is another one: requests may be answered.
   void sessionChanged();
   // Moves the pointer by a pixel and back.
@@ -58,6 +60,7 @@ class PortalInput final : public DesktopInput {
   void requestRoute(PermissionCallback answer);
   void answerWaiting();
   void chooseRoute();
+  void connectionEnded();
   void finishRoute(Route route);
   void dropHeld();
   bool send(const Motion& motion);
@@ -73,6 +76,7 @@ class PortalInput final : public DesktopInput {
   Route route_ = Route::unknown;
   std::vector<PermissionCallback> waiting_;
   Units units_ = Units::unknown;
+  std::optional<QPoint> takenForPixels_;  // The target of a motion that ended where that leads to.
   std::optional<Motion> motion_;
   bool keyboardAnnounced_ = false;
   std::set<int> heldButtons_;  // The kernel's codes.

@@ -136,6 +136,19 @@ void PortalSession::refuse(const QString& reason) {
   setState(State::refused);
 }
 
+// Portals refuse what is no token of theirs, such as one of a damaged file.
+void PortalSession::startWithoutToken() {
+  tokens_.write(tokenKind(), QString());
+  close();
+  start();
+}
+
+void PortalSession::end(const QString& reason) {
+  if (state_ != State::granted) return;
+  endSession();
+  desktopEnded(reason);
+}
+
 // Later: called within signals that belong to the attempt.
 void PortalSession::desktopEnded(const QString& reason) {
   QTimer::singleShot(0, &attempt_->context, [this, reason] {
@@ -197,6 +210,7 @@ void PortalSession::step(const QString& interface, const QString& method, const 
       bus_, interface, method, arguments, options, stepTimeout_,
       [this, method, next = std::move(next)](const PortalResponse& response) {
         if (response.outcome == PortalResponse::Outcome::success) return next(response.results);
+        if (attempt_->withToken) return startWithoutToken();
         refuse(u"%1: %2"_s.arg(method, response.error.isEmpty() ? u"cancelled"_s : response.error));
       });
 }
@@ -237,6 +251,7 @@ void PortalSession::watchSession(const QString& path) {
 }
 
 void PortalSession::addToken(QVariantMap& options) {
+  if (!tokens_.areKept()) return;
   options.insert(u"persist_mode"_s, kUntilRevoked);
   const QString token = tokens_.read(tokenKind());
   attempt_->withToken = !token.isEmpty();

@@ -58,6 +58,9 @@ class PortalSession {
   // Ends the session, or the question for it, without a word to anybody else. Idle afterwards.
   void close();
 
+  // Ends the session that is granted, as if the desktop had done so.
+  void end(const QString& reason);
+
   State state() const { return state_; }
   // Why the session was refused or closed.
   const QString& reason() const { return reason_; }
@@ -116,6 +119,7 @@ class PortalSession {
   RestoreTokens::Kind tokenKind() const;
   void addToken(QVariantMap& options);
   void watchSession(const QString& path);
+  void startWithoutToken();
   void refuse(const QString& reason);
   void desktopEnded(const QString& reason);
   void endSession();

@@ -19,6 +19,8 @@ class RestoreTokens {
   };
 
   explicit RestoreTokens(const Environment& environment);
+  // Whether tokens are kept at all.
+  bool areKept() const { return !path_.isEmpty(); }
   // Empty when there is none.
   QString read(Kind kind) const;
   // Replaces the token; an empty one removes it. A failure is ignored: the user is asked again at the next start.

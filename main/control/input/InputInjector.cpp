@@ -63,7 +63,9 @@ void InputInjector::setTargetScreen(std::int64_t index) {
 }
 
 void InputInjector::displaysChanged() {
-  if (!target_ && targetIndex_) setTargetScreen(*targetIndex_);
+  if (!targetIndex_) return;
+  const auto now = target_ ? displays_.find(target_->id) : std::nullopt;
+  if (!target_ || (now && now->scale != target_->scale)) setTargetScreen(*targetIndex_);
 }
 
 void InputInjector::ensureAccessibility(std::function<void(bool)> answer) {

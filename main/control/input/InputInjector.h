@@ -30,7 +30,8 @@ class InputInjector {
   void setOrigin(bool topOrigin);
   // Targets the display with this index; the first one when there is no such index.
   void setTargetScreen(std::int64_t index);
-  // The desktop has other displays: chooses the target when there was no display before.
+  // The desktop has other displays: chooses the target again when there was none before, or when its scale, which a
+  // desktop may learn late, is another one.
   void displaysChanged();
 
   // Asks whether the process may post input events; logs a refusal, with the reason if known. `answer` is called once:

@@ -33,6 +33,8 @@ class EisInput final : public InputEvents {
     QObject::connect(notifier_.get(), &QSocketNotifier::activated, notifier_.get(), [this] { dispatch(); });
   }
 
+  // Nothing waits: events leave at once.
+  void dropWaiting() override {}
   bool moveTo(std::uint32_t node, QPointF position, QPointF rest) override {
     const auto stream = std::ranges::find(streams_, node, &PortalStream::node);
     if (stream == streams_.end()) return false;

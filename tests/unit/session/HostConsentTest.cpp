@@ -110,6 +110,22 @@ TEST_F(HostConsentTest, aimsAtTheDisplaysThatAppear) {
   EXPECT_EQ(input_.position, QPointF(960, 540));
 }
 
+// A desktop that is gone for a moment must not restart the capture, nor forget the rates of the preset.
+TEST_F(HostConsentTest, leavesThePictureAloneWhileThereIsNoDisplay) {
+  connectInControl();
+  host_->startSharing();
+  sources_.screen().finishStart();
+  say({{u"type"_s, u"quality"_s}, {u"preset"_s, u"native"_s}});
+  journal_.take();
+  received();
+  const auto before = displays_.list();
+  displays_.set({});
+  EXPECT_TRUE(journal_.with("screen 1"_L1).isEmpty());
+  EXPECT_TRUE(received().isEmpty());
+  displays_.set(before);
+  EXPECT_TRUE(journal_.with("screen 1"_L1).isEmpty());
+}
+
 // The local user takes a minute to allow the capture: nothing blocks, and what the viewer chooses meanwhile counts.
 TEST_F(HostConsentTest, servesTheViewerWhileTheUserIsAskedForTheScreen) {
   connectInControl();

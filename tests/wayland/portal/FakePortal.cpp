@@ -99,6 +99,11 @@ FakePortal::Session* FakePortal::find(const QString& path) {
 
 bool FakePortal::handleMessage(const QDBusMessage& message, const QDBusConnection&) {
   const QString method = message.member();
+  if (stopped && method.startsWith("Notify"_L1)) {
+    message.setDelayedReply(true);
+    waiting_.push_back(message);
+    return true;
+  }
   if (silent.contains(method)) {
     message.setDelayedReply(true);
     return true;
@@ -147,6 +152,11 @@ bool FakePortal::handleMessage(const QDBusMessage& message, const QDBusConnectio
   return true;
 }
 
+void FakePortal::proceed() {
+  stopped = false;
+  for (const QDBusMessage& message : std::exchange(waiting_, {})) handleMessage(message, bus_);
+}
+
 void FakePortal::getProperties(const QDBusMessage& message) {
   const QString interface = message.arguments().value(0).toString();
   QVariantMap properties;
@@ -168,6 +178,8 @@ void FakePortal::handleRequest(const QDBusMessage& message) {
   const QVariantMap given = qdbus_cast<QVariantMap>(arguments.isEmpty() ? QVariant() : arguments.constLast());
   options[method] = given;
   if (method == "RequestClipboard"_L1 || method == "SetSelection"_L1) return reply(message);
+  if (!refusedToken.isEmpty() && given.value(u"restore_token"_s).toString() == refusedToken)
+    return fail(message, u"no token of this portal"_s);
   QString sender = message.service().mid(1);
   sender.replace(u'.', u'_');
   const QString request = u"%1/request/%2/%3"_s.arg(kPath, sender, given.value(u"handle_token"_s).toString());

@@ -52,10 +52,16 @@ class FakePortal final : public QDBusVirtualObject {
   std::vector<Stream> streams = {{.node = 42, .position = QPoint(0, 0), .size = QSize(1000, 600)}};
   // Methods that get no reply, as those of a portal that hangs.
   QStringList silent;
+  // While true, calls of input wait, as for a portal that is stopped; proceed() handles them.
+  bool stopped = false;
+  void proceed();
+  std::size_t waitingCalls() const { return waiting_.size(); }
   // Methods that fail, with the message of the error.
   std::map<QString, QString> failing;
   // The token that a session with persist_mode gets; sessions restored with it ask nobody.
   QString token = QStringLiteral("token-1");
+  // A call with this token fails.
+  QString refusedToken;
   std::map<QString, QVariant> settings;
 
   // Makes a connection for input to the compositor; empty: ConnectToEIS fails.
@@ -107,6 +113,7 @@ class FakePortal final : public QDBusVirtualObject {
   QDBusConnection bus_;
   std::vector<Session> sessions_;
   std::vector<Question> open_;
+  std::vector<QDBusMessage> waiting_;
   FileDescriptor remote_;
 };
 

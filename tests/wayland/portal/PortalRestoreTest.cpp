@@ -67,6 +67,18 @@ TEST_F(PortalRestoreTest, doesNotKeepAConsentWithoutControl) {
   EXPECT_EQ(portal_->questions, 2);
 }
 
+// Portals refuse what is no token of theirs.
+TEST_F(PortalRestoreTest, asksWithoutATokenThatThePortalRefuses) {
+  portal_->remoteDesktop = 2;
+  shareAndGrant();
+  start();
+  portal_->refusedToken = portal_->token;
+  share();
+  EXPECT_EQ(outcome().outcome, Outcome::granted);
+  EXPECT_EQ(portal_->questions, 2);
+  EXPECT_EQ(portal_->restored, 0);
+}
+
 TEST_F(PortalRestoreTest, saysThatItAsksWhenARevokedConsentIsNotRestored) {
   portal_->remoteDesktop = 2;
   shareAndGrant();
@@ -93,6 +105,7 @@ TEST_F(PortalRestoreTest, storesNothingWhenToldSo) {
   portal_->remoteDesktop = 2;
   shareAndGrant();
   EXPECT_FALSE(QFile::exists(state_.filePath(u"vantora-host"_s)));
+  EXPECT_FALSE(portal_->options[u"SelectDevices"_s].contains(u"persist_mode"_s)) << "nor shall the desktop remember";
   start();
   shareAndGrant();
   EXPECT_EQ(portal_->questions, 2);
