@@ -32,6 +32,31 @@ class InputInjectorTest : public testing::Test {
   InputInjector injector_{displays_, input_};
 };
 
+// A desktop may learn the scale of a display only with its first picture.
+TEST_F(InputInjectorTest, aimsAtAllOfADisplayWhoseScaleIsKnownLater) {
+  injector_.setMappingMode(false);
+  injector_.setTargetScreen(0);
+  displays_.set({Display{.id = 7,
+                         .name = u"one"_s,
+                         .bounds = QRect(0, 0, 2000, 1000),
+                         .frameInPoints = QRectF(0, 0, 1000, 500),
+                         .scale = 2}});
+  injector_.displaysChanged();
+  injector_.move(1, 1);
+  EXPECT_EQ(input_.position, QPointF(1999, 999));
+}
+
+TEST_F(InputInjectorTest, choosesATargetOnceThereIsADisplay) {
+  const auto displays = displays_.list();
+  displays_.set({});
+  injector_.setTargetScreen(0);
+  displays_.set(displays);
+  injector_.displaysChanged();
+  EXPECT_FALSE(log_.lines().filter(u"[input] target display id=7"_s).isEmpty());
+  injector_.move(0.5, 0.25);
+  EXPECT_EQ(input_.position, QPointF(500, 125));
+}
+
 TEST_F(InputInjectorTest, movesToTheFractionOfTheDisplay) {
   injector_.move(0.5, 0.25);
   EXPECT_EQ(done(), std::vector{Input::moved(7, 0.5, 0.25)});
