@@ -32,6 +32,23 @@ void CaptureConsent::cancel() {
   remote_.reset();
 }
 
+void CaptureConsent::reportCursor(const StreamCursor& cursor) {
+  {
+    const std::lock_guard lock(mutex_);
+    auto earlier = std::exchange(cursor_, cursor);
+    if (earlier) {
+      if (!cursor_->bitmap && earlier->node == cursor.node) cursor_->bitmap = std::move(earlier->bitmap);
+      return;
+    }
+  }
+  events_.cursorReported(weak_from_this());
+}
+
+std::optional<StreamCursor> CaptureConsent::takeCursor() {
+  const std::lock_guard lock(mutex_);
+  return std::exchange(cursor_, std::nullopt);
+}
+
 bool CaptureConsent::isWaiting() const {
   const std::lock_guard lock(mutex_);
   return state_ == State::waiting;

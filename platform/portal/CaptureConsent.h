@@ -4,12 +4,13 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
 
 #include "platform/portal/StreamAccess.h"
 
 namespace vantora {
 
-// grant(), refuse() and isWaiting() are for the main thread, the rest for any.
+// grant(), refuse(), isWaiting() and takeCursor() are for the main thread, the rest for any.
 class CaptureConsent final : public StreamAccess, public std::enable_shared_from_this<CaptureConsent> {
  public:
   // What it tells the desktop session; called on any thread, must not block and do nothing once the session is gone.
@@ -19,7 +20,8 @@ class CaptureConsent final : public StreamAccess, public std::enable_shared_from
     std::function<void()> ended;
     std::function<void(std::uint32_t node)> nudge;
     std::function<void(std::uint32_t node, QSize pixels)> frameSize;
-    std::function<void(const StreamCursor& cursor)> cursor;
+    // takeCursor() has something; not called again before it was called.
+    std::function<void(std::weak_ptr<CaptureConsent>)> cursorReported;
   };
 
   explicit CaptureConsent(Events events) : events_(std::move(events)) {}
@@ -29,11 +31,13 @@ class CaptureConsent final : public StreamAccess, public std::enable_shared_from
   void cancel() override;
   void nudge(std::uint32_t node) override { events_.nudge(node); }
   void reportFrameSize(std::uint32_t node, QSize pixels) override { events_.frameSize(node, pixels); }
-  void reportCursor(const StreamCursor& cursor) override { events_.cursor(cursor); }
+  void reportCursor(const StreamCursor& cursor) override;
 
   // A request waits for its decision.
   bool isWaiting() const;
   void grant(std::vector<PortalStream> streams, FileDescriptor remote);
+  // The newest report, with the newest image if that has come since the last call.
+  std::optional<StreamCursor> takeCursor();
   // Permanent.
   void refuse(const QString& reason);
 
@@ -47,6 +51,7 @@ class CaptureConsent final : public StreamAccess, public std::enable_shared_from
   std::vector<PortalStream> streams_;
   FileDescriptor remote_;
   QString reason_;
+  std::optional<StreamCursor> cursor_;
 };
 
 }  // namespace vantora

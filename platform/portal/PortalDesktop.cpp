@@ -82,7 +82,8 @@ class PortalDesktop final : public LinuxDesktop {
         .ended = life_.onMain([this] { captureEnded(); }),
         .nudge = life_.onMain([this](std::uint32_t) { input_.nudge(); }),
         .frameSize = life_.onMain([this](std::uint32_t node, QSize pixels) { displays_.setFrameSize(node, pixels); }),
-        .cursor = life_.onMain([this](const StreamCursor& cursor) { cursorReported(cursor); })});
+        .cursorReported =
+            life_.onMain([this](const std::weak_ptr<CaptureConsent>& reporter) { cursorReported(reporter.lock()); })});
     captures_.push_back(consent);
     return makeCapture_(consent);
   }
@@ -167,9 +168,11 @@ class PortalDesktop final : public LinuxDesktop {
     if (const auto handler = statusHandler_) handler(status);
   }
 
-  void cursorReported(const StreamCursor& cursor) {
-    if (cursor.visible) input_.cursorReported(cursor.node, cursor.position);
-    cursor_->report(cursor);
+  void cursorReported(const std::shared_ptr<CaptureConsent>& capture) {
+    const auto cursor = capture ? capture->takeCursor() : std::nullopt;
+    if (!cursor) return;
+    if (cursor->visible) input_.cursorReported(cursor->node, cursor->position);
+    cursor_->report(*cursor);
   }
 
   // The portal's, where the user granted it; else the compositor's; else that of the desktop process.
