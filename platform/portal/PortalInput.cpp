@@ -39,6 +39,13 @@ bool isAt(QPoint reported, QPointF expected) {
   return std::abs(reported.x() - expected.x()) < 1.5 && std::abs(reported.y() - expected.y()) < 1.5;
 }
 
+// Whether another target has led to the same conclusion before: a single report may be of an earlier position, or of
+// one of the local user.
+bool agreesTwice(std::optional<QPoint>& first, QPoint target) {
+  if (!first) first = target;
+  return *first != target;
+}
+
 }  // namespace
 
 PortalInput::PortalInput(PortalSession& session, PortalDisplays& displays)
@@ -87,6 +94,7 @@ void PortalInput::sessionChanged() {
   connecting_.reset();
   route_ = Route::unknown;
   units_ = Units::unknown;
+  takenForLayout_.reset();
   takenForPixels_.reset();
   motion_.reset();
   keyboardAnnounced_ = false;
@@ -165,11 +173,8 @@ void PortalInput::cursorReported(std::uint32_t node, QPoint position) {
   // Near the origin both are the same.
   if (isAt(motion_->target, sent)) return;
   if (isAt(position, motion_->target)) {
-    units_ = Units::layout;
-  } else if (isAt(position, sent)) {
-    // A single one may be an earlier position, or the local user's.
-    if (!takenForPixels_) takenForPixels_ = motion_->target;
-    if (*takenForPixels_ == motion_->target) return;
+    if (agreesTwice(takenForLayout_, motion_->target)) units_ = Units::layout;
+  } else if (isAt(position, sent) && agreesTwice(takenForPixels_, motion_->target)) {
     units_ = Units::pixels;
     (void)send(*motion_);
   }

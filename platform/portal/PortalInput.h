@@ -76,7 +76,9 @@ class PortalInput final : public DesktopInput {
   Route route_ = Route::unknown;
   std::vector<PermissionCallback> waiting_;
   Units units_ = Units::unknown;
-  std::optional<QPoint> takenForPixels_;  // The target of a motion that ended where that leads to.
+  // The target of the first motion that ended where these units lead to.
+  std::optional<QPoint> takenForLayout_;
+  std::optional<QPoint> takenForPixels_;
   std::optional<Motion> motion_;
   bool keyboardAnnounced_ = false;
   std::set<int> heldButtons_;  // The kernel's codes.

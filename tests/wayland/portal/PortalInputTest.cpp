@@ -231,7 +231,13 @@ TEST_F(ScaledPortalInputTest, countsPositionsInLayoutUnits) {
   showPointer(1599, 600);
   EXPECT_TRUE(input().moveTo(1, 0.5, 0.5));
   EXPECT_EQ(calls(1), (QStringList{u"NotifyPointerMotionAbsolute(42, 400, 300)"_s}));
-  showPointer(400, 300);
+  showPointer(800, 600);
+  EXPECT_TRUE(input().moveTo(1, 0.25, 0.5));
+  EXPECT_EQ(calls(1), (QStringList{u"NotifyPointerMotionAbsolute(42, 200, 300)"_s}));
+  showPointer(200, 300);
+  EXPECT_TRUE(input().moveTo(1, 0.125, 0.5));
+  EXPECT_EQ(calls(1), (QStringList{u"NotifyPointerMotionAbsolute(42, 100, 300)"_s}));
+  showPointer(100, 300);
   EXPECT_TRUE(input().moveTo(1, 1, 0.5));
   EXPECT_EQ(calls(1), (QStringList{u"NotifyPointerMotionAbsolute(42, 799.5, 300)"_s})) << "known by then";
 }

@@ -1,6 +1,8 @@
 // A window on a Wayland desktop, and the input that it has received.
 #pragma once
 
+#include <linux/input-event-codes.h>
+
 #include <QJsonArray>
 #include <QJsonObject>
 #include <QPointF>
@@ -108,7 +110,8 @@ class Canvas {
     if (what == u"leave") pointer_.reset();
     if (what == u"button") note(list, buttons_, buttonEvents_);
     if (what == u"axis") scrolls_.push_back({list.at(0).toInt(), list.at(1).toDouble(), list.at(2).toDouble()});
-    if (what == u"key") note(list, keys_, keyEvents_);
+    // A key without a meaning, by which a session announces its keyboard, counts for nothing.
+    if (what == u"key" && list.at(0).toInt() != KEY_UNKNOWN) note(list, keys_, keyEvents_);
     if (what == u"modifiers") modifiers_ = list.at(0).toInt();
     if (what == u"focus") {
       focused_ = value.toBool();
