@@ -1,40 +1,49 @@
 // Assembles the page: the room, the connections between its parts, and what the tests may inspect.
 
-import { CaptureWatch } from './capture.js';
-import { HostClipboard } from './clipboard.js';
-import { Control } from './control.js';
-import { KeyboardForwarder } from './input/keyboard.js';
-import { PointerForwarder } from './input/pointer.js';
-import { QualityRequest } from './quality.js';
-import { Session } from './session.js';
-import { watchStats } from './stats.js';
-import { AccessView } from './ui/access.js';
-import { ChatView } from './ui/chat.js';
-import { CursorView } from './ui/cursor.js';
-import { DisplaysView } from './ui/displays.js';
-import { byId, show } from './ui/dom.js';
-import { FiguresView } from './ui/figures.js';
-import { initFullscreen } from './ui/fullscreen.js';
-import { Notices } from './ui/notices.js';
-import { QualityView } from './ui/quality.js';
-import { StatusView } from './ui/status.js';
+import { App } from './app.js';
+import { Control } from './control/control.js';
+import { CursorView } from './control/cursor.js';
+import { KeyboardForwarder } from './control/keyboard.js';
+import { PointerForwarder } from './control/pointer.js';
+import { Session } from './link/session.js';
+import { CaptureWatch } from './picture/capture.js';
+import { QualityView } from './picture/chooser.js';
+import { FiguresView } from './picture/figures.js';
+import { initFullscreen } from './picture/fullscreen.js';
+import { QualityRequest } from './picture/request.js';
+import { watchStats } from './picture/stats.js';
+import { AccessView } from './shell/access.js';
+import { Dock } from './shell/dock.js';
+import { byId } from './shell/dom.js';
+import { HostMenu } from './shell/host-menu.js';
+import { addIcons } from './shell/icons.js';
+import { Notices } from './shell/notices.js';
+import { focusNextRegion, initRegions } from './shell/regions.js';
+import { StatusView } from './shell/status.js';
+import { ChatLog } from './tools/chat/log.js';
+import { Unread } from './tools/chat/unread.js';
+import { HostClipboard } from './tools/clipboard/clipboard.js';
+import { DisplaysView } from './tools/displays/displays.js';
+import { PANELS } from './tools/index.js';
 
 const CANNOT_SEND_ALTGR = 'Characters that need AltGr cannot be sent to the host. Nothing was typed for that key.';
-
-// Every host accepts messages of this size, in bytes.
-const SMALLEST_MESSAGE_LIMIT = 65536;
 
 const stage = byId('stage');
 const video = byId('screen');
 const parameters = new URLSearchParams(location.search);
 
-let session = null;
-let connection = { state: 'connecting', detail: '' };
+const app = new App({
+  room: parameters.get('room'),
+  name: parameters.get('name'),
+  token: parameters.get('token') ?? '',
+});
 
-const notices = new Notices();
+addIcons();
+app.notices = new Notices();
+app.dock = new Dock(app, app.settings, () => {});
+
 const figures = new FiguresView();
 const cursor = new CursorView(stage);
-const chat = new ChatView((message) => session?.signal(message) ?? false);
 const status = new StatusView(() => enterRoom());
 
 const control = new Control({
@@ -42,7 +51,8 @@ const control = new Control({
     if (state !== 'on') releaseInput();
     access.setState(state);
     cursor.setActive(state === 'on');
-    if (state === 'on') notices.remove('refused');
+    if (state === 'on') app.notices.remove('refused');
+    app.emit('control', state);
     returnToScreen();
   },
   ready: (ready) => {
@@ -50,24 +60,38 @@ const control = new Control({
     qualityView.setReady(ready);
     quality.reset();
     capture.reset();
-    session?.setChannelsOpen(ready);
+    app.session?.setChannelsOpen(ready);
+    app.emit('ready', ready);
   },
   // The end of the other channel does not affect unfinished texts and the display information, which is not sent again.
   reliable: (open) => {
-    clipboard.setReady(open);
+    app.clipboard.setReady(open);
     if (!open) displays.reset();
+    app.emit('reliable', open);
   },
   roundTrip: (ms) => figures.roundTrip(ms),
-  refused: () => notices.show('refused', 'The host does not allow remote control at the moment.'),
+  refused: () => app.notices.show('refused', 'The host does not allow remote control at the moment.'),
   message: (message) => receivedFromHost(message),
 });
+app.control = control;
 
 // What the host's clipboard holds: {text}, or {length, limit} of a text that is too long to be sent; null before that.
 let hostText = null;
-const clipboard = new HostClipboard(
-  { channel: () => control.reliableChannel(), limit: () => session?.pc?.sctp?.maxMessageSize ?? SMALLEST_MESSAGE_LIMIT },
-  { text: (text) => (hostText = { text }), tooLarge: (size) => (hostText = size) },
+app.clipboard = new HostClipboard(
+  { channel: () => app.channel(), limit: () => app.messageLimit() },
+  {
+    text: (text) => {
+      hostText = { text };
+      app.emit('clipboard', hostText);
+    },
+    tooLarge: (size) => {
+      hostText = size;
+      app.emit('clipboard', hostText);
+    },
+  },
 );
+app.chat = new ChatLog(app);
+app.unread = new Unread(app);
 
 const access = new AccessView({
   unlock: (pin) => control.unlock(pin),
@@ -93,8 +117,8 @@ const capture = new CaptureWatch(() => showStatus());
 const keyboard = new KeyboardForwarder(stage, {
   send: (message) => control.send(message),
   isActive: () => control.active,
-  onLeave: () => byId('control-button').focus(),
-  onUnsendable: () => notices.showOnce('altgr', CANNOT_SEND_ALTGR),
+  onLeave: () => focusNextRegion(),
+  onUnsendable: () => app.notices.showOnce('altgr', CANNOT_SEND_ALTGR),
 });
 
 const pointer = new PointerForwarder(stage, video, {
@@ -106,6 +130,7 @@ const pointer = new PointerForwarder(stage, video, {
 function returnToScreen() {
   if (control.active) stage.focus({ preventScroll: true });
 }
+app.returnToScreen = returnToScreen;
 
 function releaseInput() {
   keyboard.releaseAll();
@@ -121,28 +146,28 @@ function receivedFromHost(message) {
       cursor.setShape(message.shape);
       break;
     case 'permission_required':
-      notices.permission(String(message.permission));
+      app.notices.permission(String(message.permission));
       break;
     case 'host_stats':
       access.setDemo(message.demo === true);
       quality.receive(message);
       capture.receive(message);
-      if (typeof message.hostName === 'string') byId('host-name').textContent = message.hostName;
       break;
     case 'ack':
     case 'clipboard_sync':
     case 'clipboard_too_large':
-      clipboard.receive(message);
+      app.clipboard.receive(message);
       break;
     default:
       break;
   }
+  app.emit('message', message);
 }
 
 function showStatus() {
-  const { state, detail } = connection;
+  const { state, detail } = app.connection;
   const blind = state === 'connected' && capture.failed;
-  status.show(state, blind ? 'no-capture' : detail, session?.serverMessage ?? '');
+  status.show(state, blind ? 'no-capture' : detail, app.session?.serverMessage ?? '');
 }
 
 function socketUrl() {
@@ -150,20 +175,17 @@ function socketUrl() {
 }
 
 function enterRoom() {
-  const room = parameters.get('room');
-  const name = parameters.get('name') ?? '';
-  const token = parameters.get('token') ?? '';
-  session?.stop();
-  session = null;
+  app.session?.stop();
+  app.session = null;
   control.drop();
-  session = new Session(
-    { url: socketUrl(), room, name, token },
+  const session = new Session(
+    { url: socketUrl(), room: app.room, name: app.name, token: app.token },
     {
       state: (state, detail) => {
-        connection = { state, detail };
+        app.connection = { state, detail };
         showStatus();
         stage.classList.toggle('stale', state !== 'connected');
-        if (state === 'waiting') byId('host-name').textContent = '';
+        app.emit('connection', app.connection);
       },
       track: (track) => {
         video.srcObject = new MediaStream([track]);
@@ -172,51 +194,53 @@ function enterRoom() {
       channel: (channel) => control.adopt(channel),
       replaced: () => {
         control.drop();
-        notices.clear();
+        app.notices.clear();
+        app.emit('replaced');
       },
-      message: (message) => chat.receive(message),
+      message: (message) => app.emit('signal', message),
     },
   );
+  app.session = session;
   session.start();
-}
-
-function askForRoom() {
-  document.body.dataset.connection = 'disconnected';
-  byId('connection-text').textContent = 'No room';
-  show(byId('room-card'), true);
-  byId('room').focus();
 }
 
 window.addEventListener('blur', releaseInput);
 window.addEventListener('pagehide', () => {
   releaseInput();
-  session?.stop();
+  app.session?.stop();
 });
 // A page that comes back from the browser's memory has to connect again.
-window.addEventListener('pageshow', (event) => event.persisted && session && enterRoom());
+window.addEventListener('pageshow', (event) => event.persisted && app.session && enterRoom());
 document.addEventListener('visibilitychange', () => document.hidden && releaseInput());
 
+for (const panel of PANELS) app.dock.add(panel);
+initRegions();
 initFullscreen(returnToScreen);
+byId('figures').addEventListener('click', () => app.dock.open('statistics'));
 watchStats(
-  () => session?.pc ?? null,
-  (current) => figures.show(current),
+  () => app.pc,
+  (current) => {
+    figures.show(current);
+    app.emit('figures', current);
+  },
 );
 
 window.vantora = {
-  pc: () => session?.pc ?? null,
+  app,
+  pc: () => app.pc,
   channels: () => control.channels(),
   send: (message, options) => control.send(message, options),
-  signal: (message) => session?.signal(message) ?? false,
+  signal: (message) => app.signal(message),
   lastMessages: control.lastMessages,
   recentMessages: control.recentMessages,
-  clipboard,
+  clipboard: app.clipboard,
   hostText: () => hostText,
 };
 
-if (parameters.get('room')) {
-  byId('room-name').textContent = parameters.get('room');
-  document.title = `${parameters.get('room')} · Vantora Viewer`;
+if (app.room) {
+  new HostMenu(app);
   enterRoom();
 } else {
-  askForRoom();
+  const { showStart } = await import('./start/start.js');
+  showStart(byId('start'), app.settings);
 }

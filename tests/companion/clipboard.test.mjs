@@ -1,7 +1,7 @@
 // The page's access to the host's clipboard: pieces in both directions, without a browser.
 import assert from 'node:assert/strict';
 import { test } from 'node:test';
-import { HostClipboard, MAX_TEXT_BYTES, TextAssembler, pieceEnds, utf8Length } from '../../companion/viewer/clipboard.js';
+import { HostClipboard, MAX_TEXT_BYTES, TextAssembler, pieceEnds, utf8Length } from '../../companion/viewer/tools/clipboard/clipboard.js';
 
 const LIMIT = 1000;
 const AWKWARD = 'abc\n"\\🙂ü表\u0001\ud83d'.repeat(400);

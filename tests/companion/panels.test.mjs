@@ -43,10 +43,10 @@ pairTest('a missing permission is shown once, and stays away once dismissed', {}
 pairTest('chat shows text as text and counts what is unread', { query: '&name=Ada' }, async (both) => {
   const markup = '<img src=x onerror="document.body.dataset.hacked=1"> <b>hi</b>';
   await both.host.evaluate((text) => globalThis.host.signal({ type: 'chat_send', text }), markup);
-  await until(() => both.viewer.isVisible('#chat-unread'), { what: 'the count' });
-  assert.equal(await both.viewer.textContent('#chat-unread'), '1');
+  await until(() => both.viewer.isVisible('#chat-button .badge'), { what: 'the count' });
+  assert.equal(await both.viewer.textContent('#chat-button .badge'), '1');
   await both.viewer.click('#chat-button');
-  assert.ok(await both.viewer.isHidden('#chat-unread'));
+  await until(() => both.viewer.isHidden('#chat-button .badge'), { what: 'the end of the count' });
   assert.equal(await both.viewer.textContent('.chat-text'), markup);
   assert.equal(await both.viewer.locator('#chat-log img, #chat-log b').count(), 0);
   await both.viewer.fill('#chat-input', '  see you  ');
@@ -109,7 +109,7 @@ pairTest('a choice in the tool bar gives the keys back to the screen', { options
 
 pairTest('every control has a name', { options: { displays: 2 } }, async (both) => {
   await both.viewer.click('#chat-button');
-  const nameless = await both.viewer.evaluate(() => [...document.querySelectorAll('button, input, select, [tabindex]')]
+  const nameless = await both.viewer.evaluate(() => [...document.querySelectorAll('button, input, select, textarea, [tabindex]')]
     .filter((element) => !(element.getAttribute('aria-label') || element.labels?.length || element.textContent.trim()))
     .map((element) => element.id || element.outerHTML));
   assert.deepEqual(nameless, []);

@@ -1,16 +1,16 @@
 // The page's functions that need no page.
 import assert from 'node:assert/strict';
 import { test } from 'node:test';
-import { Backoff } from '../../companion/viewer/backoff.js';
-import { CaptureWatch } from '../../companion/viewer/capture.js';
-import { Control } from '../../companion/viewer/control.js';
-import { imageRect, normalised, wheelPixels, wholePixels } from '../../companion/viewer/input/geometry.js';
-import { KNOWN_CODES, modifiersOf, needsAltGraph } from '../../companion/viewer/input/keys.js';
-import { QualityRequest } from '../../companion/viewer/quality.js';
-import { candidateUfrag, fingerprintOf, ufragsOf } from '../../companion/viewer/sdp.js';
-import { parseMessage } from '../../companion/viewer/signalling.js';
-import { figuresOf } from '../../companion/viewer/stats.js';
-import { rateText } from '../../companion/viewer/ui/figures.js';
+import { Backoff } from '../../companion/viewer/link/backoff.js';
+import { CaptureWatch } from '../../companion/viewer/picture/capture.js';
+import { Control } from '../../companion/viewer/control/control.js';
+import { imageRect, normalised, wheelPixels, wholePixels } from '../../companion/viewer/control/geometry.js';
+import { KNOWN_CODES, modifiersOf, needsAltGraph } from '../../companion/viewer/control/keys.js';
+import { QualityRequest } from '../../companion/viewer/picture/request.js';
+import { candidateUfrag, fingerprintOf, ufragsOf } from '../../companion/viewer/link/sdp.js';
+import { parseMessage } from '../../companion/viewer/link/message.js';
+import { figuresOf } from '../../companion/viewer/picture/stats.js';
+import { rateText } from '../../companion/viewer/picture/figures.js';
 
 test('distinguishes peers by their fingerprint, whatever its letter case', () => {
   const sdp = 'v=0\r\na=ice-ufrag:abcd\r\na=fingerprint:SHA-256 ab:CD:01\r\nm=video\r\na=fingerprint:sha-1 FF\r\n';

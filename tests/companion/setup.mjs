@@ -30,7 +30,7 @@ export async function openFakeHost({ server, browser }, room, options = {}, page
   }
   // A document that the server itself sends: a page that the test generates would count as foreign, and Chromium blocks
   // connections of such pages to this machine.
-  await page.goto(`${server.address}/style.css`);
+  await page.goto(`${server.address}/style/base.css`);
   await page.evaluate(async ([room, options]) => {
     const { FakeHost } = await import('/fake-host.mjs');
     globalThis.host = new FakeHost(room, options);

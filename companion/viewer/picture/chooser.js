@@ -1,7 +1,7 @@
 // The chooser among qualities.
 
-import { DEFAULT_PRESET } from '../quality.js';
-import { byId, make } from './dom.js';
+import { DEFAULT_PRESET } from './request.js';
+import { byId, make } from '../shell/dom.js';
 
 // [preset of the host, what people read]
 const CHOICES = [

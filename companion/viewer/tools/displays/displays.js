@@ -1,6 +1,6 @@
 // The chooser among the host's displays.
 
-import { byId, make, show } from './dom.js';
+import { byId, make, show } from '../../shell/dom.js';
 
 const MAX_DISPLAYS = 32;
 

@@ -1,6 +1,6 @@
 // The two control channels, and the right to control that is granted over them.
 
-import { parseMessage } from './signalling.js';
+import { parseMessage } from '../link/message.js';
 
 const PING_PERIOD_MS = 2000;
 // Pointer moves are not worth queueing behind each other.

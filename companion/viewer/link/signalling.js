@@ -1,6 +1,7 @@
 // The WebSocket to the room server: joins as viewer, and reconnects after a loss.
 
 import { Backoff } from './backoff.js';
+import { parseMessage } from './message.js';
 
 // A connection that lasted this long was a good one: the next loss starts with short delays again.
 const STABLE_AFTER_MS = 5000;
@@ -97,16 +98,5 @@ export class Signalling {
       this.#retry = setTimeout(() => this.#connect(), this.#backoff.next());
       this.#on.lost(event.reason);
     });
-  }
-}
-
-// The object in a text message that has a string "type", else null.
-export function parseMessage(data) {
-  if (typeof data !== 'string') return null;
-  try {
-    const message = JSON.parse(data);
-    return message && typeof message === 'object' && typeof message.type === 'string' ? message : null;
-  } catch {
-    return null;
   }
 }

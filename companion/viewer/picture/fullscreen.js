@@ -1,6 +1,6 @@
 // Full screen, with the system's own key combinations where the browser passes them on.
 
-import { byId } from './dom.js';
+import { byId } from '../shell/dom.js';
 
 export function initFullscreen(onChange) {
   const button = byId('fullscreen-button');

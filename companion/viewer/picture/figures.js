@@ -1,6 +1,6 @@
 // The line of figures below the screen.
 
-import { byId } from './dom.js';
+import { byId, show } from '../shell/dom.js';
 
 export class FiguresView {
   #roundTrip = null;
@@ -13,7 +13,8 @@ export class FiguresView {
     if (figures?.fps != null) parts.push(`${Math.round(figures.fps)} fps`);
     if (figures?.kbps != null) parts.push(rateText(figures.kbps));
     if (figures && this.#roundTrip !== null) parts.push(`${this.#roundTrip} ms round trip`);
-    byId('figures').textContent = parts.join('  ·  ');
+    byId('figures').textContent = parts.join(' · ');
+    show(byId('figures'), parts.length > 0);
     if (!figures) this.#roundTrip = null;
   }
 
