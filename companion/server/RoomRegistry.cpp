@@ -59,7 +59,7 @@ Effects RoomRegistry::join(MemberId id, const JsonObject& message, Moment now) {
   if (request->role == Role::host) {
     joinAsHost(id, room, effects);
   } else {
-    joinAsViewer(id, room, effects);
+    joinAsViewer(id, request->sender, room, effects);
   }
   announce(room, effects);
   return effects;
@@ -73,9 +73,9 @@ void RoomRegistry::joinAsHost(MemberId id, Room& room, Effects& effects) {
   room.host = id;
 }
 
-void RoomRegistry::joinAsViewer(MemberId id, Room& room, Effects& effects) {
+void RoomRegistry::joinAsViewer(MemberId id, const QString& name, Room& room, Effects& effects) {
   // Only the one that was active has to be notified; those before it have been already.
-  if (!room.viewers.empty()) effects.messages.push_back({room.viewers.back(), superseded()});
+  if (!room.viewers.empty()) effects.messages.push_back({room.viewers.back(), superseded(name)});
   room.viewers.push_back(id);
 }
 
@@ -123,8 +123,12 @@ void RoomRegistry::toViewers(const Room& room, const QString& text, Effects& eff
 }
 
 // Viewers only: these messages are not part of the protocol with a host.
-void RoomRegistry::announce(const Room& room, Effects& effects) {
-  toViewers(room, peerState(room.host.has_value(), static_cast<int>(room.viewers.size())), effects);
+void RoomRegistry::announce(const Room& room, Effects& effects) const {
+  QStringList names;
+  for (const MemberId viewer : room.viewers) names.append(members_.at(viewer).identity.sender);
+  for (int at = 0; at < names.size(); ++at) {
+    effects.messages.push_back({room.viewers[static_cast<std::size_t>(at)], peerState(room.host.has_value(), names, at)});
+  }
 }
 
 }  // namespace vantora::companion

@@ -77,12 +77,12 @@ class RoomRegistry {
 
   Effects join(MemberId id, const JsonObject& message, Moment now);
   void joinAsHost(MemberId id, Room& room, Effects& effects);
-  static void joinAsViewer(MemberId id, Room& room, Effects& effects);
+  static void joinAsViewer(MemberId id, const QString& name, Room& room, Effects& effects);
   static bool reachesHost(const Room& room, MemberId viewer);
   static void relay(const Room& room, MemberId from, Role role, const QString& text, Effects& effects);
   static void toEveryone(const Room& room, const QString& text, Effects& effects);
   static void toViewers(const Room& room, const QString& text, Effects& effects);
-  static void announce(const Room& room, Effects& effects);
+  void announce(const Room& room, Effects& effects) const;
 
   const Limits limits_;
   std::map<QString, Room> rooms_;

@@ -1,5 +1,6 @@
 #include "companion/server/SignallingMessage.h"
 
+#include <QJsonArray>
 #include <algorithm>
 #include <array>
 
@@ -58,10 +59,14 @@ QString reactionBroadcast(const QString& from, const QString& reaction) {
   return asText({{"type"_L1, "reaction_broadcast"_L1}, {"from"_L1, from}, {"reaction"_L1, reaction}});
 }
 
-QString peerState(bool hostPresent, int viewers) {
-  return asText({{"type"_L1, "peer_state"_L1}, {"host"_L1, hostPresent}, {"viewers"_L1, viewers}});
+QString peerState(bool hostPresent, const QStringList& viewers, int receiver) {
+  return asText({{"type"_L1, "peer_state"_L1},
+                 {"host"_L1, hostPresent},
+                 {"viewers"_L1, static_cast<int>(viewers.size())},
+                 {"names"_L1, QJsonArray::fromStringList(viewers)},
+                 {"you"_L1, receiver}});
 }
 
-QString superseded() { return asText({{"type"_L1, "superseded"_L1}}); }
+QString superseded(const QString& by) { return asText({{"type"_L1, "superseded"_L1}, {"by"_L1, by}}); }
 
 }  // namespace vantora::companion

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <QString>
+#include <QStringList>
 #include <optional>
 
 #include "base/Json.h"
@@ -36,7 +37,10 @@ QString shortened(const QString& text, int limit);
 // The messages the server makes itself. Pure.
 QString chatBroadcast(const QString& from, const QString& text, qint64 unixMilliseconds);
 QString reactionBroadcast(const QString& from, const QString& reaction);
-QString peerState(bool hostPresent, int viewers);
-QString superseded();
+// `viewers`: the names of the room's viewers in the order of their arrival, the last one active; `receiver`: the
+// position of the receiver among them.
+QString peerState(bool hostPresent, const QStringList& viewers, int receiver);
+// `by`: the name of the new active viewer.
+QString superseded(const QString& by);
 
 }  // namespace vantora::companion

@@ -15,6 +15,7 @@ const SMALLEST_MESSAGE_LIMIT = 65536;
 //   'connection' ({state, detail})   see Session
 //   'figures' (figures or null)      of the received video, once a second, see stats.js
 //   'replaced' ()           there is another peer connection
+//   'people' ({names, you}) the viewers in the room have changed, see Session
 export class App {
   #events = new Events();
   settings = new Settings();
@@ -24,6 +25,7 @@ export class App {
   notices = null;
   dock = null;
   connection = { state: 'connecting', detail: '' };
+  people = { names: [], you: -1 };
 
   // `room`: the room's name or null; `name`: the viewer's for the chat, may be empty; null: the one that was set
   // on the start page.

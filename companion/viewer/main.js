@@ -18,6 +18,7 @@ import { byId } from './shell/dom.js';
 import { HostMenu } from './shell/host-menu.js';
 import { addIcons } from './shell/icons.js';
 import { Notices } from './shell/notices.js';
+import { PeopleView } from './shell/people.js';
 import { focusNextRegion, initRegions } from './shell/regions.js';
 import { StatusView } from './shell/status.js';
 import { ChatLog } from './tools/chat/log.js';
@@ -167,7 +168,10 @@ function receivedFromHost(message) {
 function showStatus() {
   const { state, detail } = app.connection;
   const blind = state === 'connected' && capture.failed;
-  status.show(state, blind ? 'no-capture' : detail, app.session?.serverMessage ?? '');
+  status.show(state, blind ? 'no-capture' : detail, {
+    serverMessage: app.session?.serverMessage,
+    other: app.session?.supersededBy,
+  });
 }
 
 function socketUrl() {
@@ -196,6 +200,10 @@ function enterRoom() {
         control.drop();
         app.notices.clear();
         app.emit('replaced');
+      },
+      people: (people) => {
+        app.people = people;
+        app.emit('people', people);
       },
       message: (message) => app.emit('signal', message),
     },
@@ -239,6 +247,7 @@ window.vantora = {
 
 if (app.room) {
   new HostMenu(app);
+  new PeopleView(app);
   enterRoom();
 } else {
   const { showStart } = await import('./start/start.js');

@@ -197,9 +197,15 @@ TEST_F(RoomRegistryTest, reactionsComeBackToTheWholeRoom) {
 }
 
 TEST_F(RoomRegistryTest, viewersAreNotifiedOfComingsAndGoingsAndHostsAreNot) {
-  EXPECT_EQ(onlyMessageFor(viewerJoins(2), 2),
-            (JsonObject{{"type"_L1, "peer_state"_L1}, {"host"_L1, false}, {"viewers"_L1, 1}}));
-  const JsonObject withHost{{"type"_L1, "peer_state"_L1}, {"host"_L1, true}, {"viewers"_L1, 1}};
+  const auto alone = [](bool host) {
+    return JsonObject{{"type"_L1, "peer_state"_L1},
+                      {"host"_L1, host},
+                      {"viewers"_L1, 1},
+                      {"names"_L1, QJsonArray{u"viewer"_s}},
+                      {"you"_L1, 0}};
+  };
+  EXPECT_EQ(onlyMessageFor(viewerJoins(2), 2), alone(false));
+  const JsonObject withHost = alone(true);
   const Effects hostCame = hostJoins(1);
   EXPECT_EQ(onlyMessageFor(hostCame, 2), withHost);
   EXPECT_TRUE(textsFor(hostCame, 1).empty());
@@ -234,7 +240,7 @@ TEST_F(RoomRegistryTest, onlyTheNewestViewerReachesTheHost) {
   const Effects effects = viewerJoins(3);
   const auto toOld = textsFor(effects, 2);
   ASSERT_EQ(toOld.size(), 2u);
-  EXPECT_EQ(parseJsonObject(toOld[0].toUtf8()), (JsonObject{{"type"_L1, "superseded"_L1}}));
+  EXPECT_EQ(parseJsonObject(toOld[0].toUtf8()), (JsonObject{{"type"_L1, "superseded"_L1}, {"by"_L1, u"viewer"_s}}));
 
   for (const QString& type : {u"answer"_s, u"ice"_s, u"renegotiate"_s, u"client_prefs"_s}) {
     EXPECT_TRUE(say(2, u"{\"type\":\"%1\"}"_s.arg(type)).messages.empty()) << qPrintable(type);
@@ -266,6 +272,19 @@ TEST_F(RoomRegistryTest, aRequestWhileThereIsNoHostCostsNothing) {
   for (int i = 0; i < 100; ++i) EXPECT_TRUE(say(2, u"{\"type\":\"renegotiate\"}"_s).messages.empty());
   (void)hostJoins(1);
   EXPECT_EQ(say(2, u"{\"type\":\"renegotiate\"}"_s).messages.size(), 1u);
+}
+
+TEST_F(RoomRegistryTest, viewersLearnWhoElseIsThereAndWhoIsActive) {
+  (void)viewerJoins(2, u"attic"_s, u"Ada"_s);
+  const Effects effects = viewerJoins(3, u"attic"_s, u"Ben"_s);
+  const auto toAda = textsFor(effects, 2);
+  ASSERT_EQ(toAda.size(), 2u);
+  EXPECT_EQ(parseJsonObject(toAda[0].toUtf8())->value("by"_L1), u"Ben"_s);
+  const JsonObject ada = *parseJsonObject(toAda[1].toUtf8());
+  EXPECT_EQ(ada["names"_L1], (QJsonArray{u"Ada"_s, u"Ben"_s}));
+  EXPECT_EQ(ada["you"_L1], 0);
+  EXPECT_EQ(onlyMessageFor(effects, 3)["you"_L1], 1) << "the last one is active";
+  EXPECT_EQ(onlyMessageFor(registry_.leave(3), 2)["names"_L1], QJsonArray{u"Ada"_s});
 }
 
 TEST_F(RoomRegistryTest, aSupersededViewerIsNotifiedOnce) {

@@ -13,6 +13,11 @@ const ATTEMPTS_BEFORE_NEW_CONNECTION = 2;
 // When a connection is lost and the room sends nothing for this long, the connection to the room is lost as well.
 const SILENCE_MS = 3000;
 
+const NOBODY = Object.freeze({ names: Object.freeze([]), you: -1 });
+// As many as the room server admits.
+const MAX_PEOPLE = 16;
+const MAX_NAME = 64;
+
 export class Session {
   #signalling;
   #peer;
@@ -20,6 +25,8 @@ export class Session {
   #joined = false;
   #hostPresent = false;
   #superseded = false;
+  #supersededBy = '';
+  #people = NOBODY;
   #peerState = 'none';
   #channelsLost = false;
   #hostGone = false;
@@ -33,8 +40,9 @@ export class Session {
   #state = '';
 
   // on.state(state, detail): "connecting", "waiting", "connected" or "disconnected"; detail is one
-  // of "server", "host", "lost", "superseded", "" and says why.
-  // on.track(track), on.channel(channel), on.replaced(), on.message(signalling message)
+  // of "server", "host", "lost", "superseded", "vacant" (superseded by a viewer who has left), "" and says why.
+  // on.track(track), on.channel(channel), on.replaced(), on.message(signalling message),
+  // on.people({names, you}): the viewers in the room, the last one active, and this one's place among them, or -1
   constructor(options, on) {
     this.#on = on;
     this.#peer = new PeerLink((message) => this.#signalling.send(message), {
@@ -65,6 +73,11 @@ export class Session {
 
   get pc() {
     return this.#peer.pc;
+  }
+
+  // The name of the viewer who took the room over, if one did.
+  get supersededBy() {
+    return this.#supersededBy;
   }
 
   get serverMessage() {
@@ -100,21 +113,24 @@ export class Session {
     clearTimeout(this.#silence);
     switch (message.type) {
       case 'peer_state':
+        this.#people = peopleOf(message);
+        this.#on.people(this.#people);
         this.#hostSeen(message.host === true);
         break;
       case 'superseded':
         this.#superseded = true;
+        this.#supersededBy = shortName(message.by);
         clearTimeout(this.#reminder);
         this.#peer.close();
         this.#peerState = 'none';
         this.#on.replaced();
-        // Reconnecting automatically would take the room away from the other viewer again.
-        this.#signalling.stop();
+        // The chat goes on, but reconnecting automatically would take the room away from the other viewer again.
+        this.#signalling.stay();
         this.#refresh();
         break;
       case 'offer':
       case 'ice':
-        this.#peer.handle(message);
+        if (!this.#superseded) this.#peer.handle(message);
         break;
       default:
         this.#on.message(message);
@@ -127,12 +143,14 @@ export class Session {
     this.#joined = true;
     this.#hostPresent = present;
     this.#noteDeparture();
-    if (arrived && !this.#connected) this.#remindIn(first ? 0 : ARRIVAL_GRACE_MS);
+    if (arrived && !this.#connected && !this.#superseded) this.#remindIn(first ? 0 : ARRIVAL_GRACE_MS);
     if (!present) clearTimeout(this.#reminder);
     this.#refresh();
   }
 
   #signallingLost(reason) {
+    this.#people = NOBODY;
+    this.#on.people(NOBODY);
     this.#joined = false;
     this.#hostPresent = false;
     this.#lostReason = reason;
@@ -198,6 +216,11 @@ export class Session {
     else if (this.#joined && !this.#hostPresent) this.#hostGone = true;
   }
 
+  // The viewer that took the room over has gone, and nobody else is active.
+  get #othersLeft() {
+    return this.#people.you >= 0 && this.#people.you === this.#people.names.length - 1;
+  }
+
   get #connected() {
     return this.#peerState === 'connected' && !this.#hostGone;
   }
@@ -211,7 +234,7 @@ export class Session {
   }
 
   #describe() {
-    if (this.#superseded) return ['disconnected', 'superseded'];
+    if (this.#superseded) return ['disconnected', this.#othersLeft ? 'vacant' : 'superseded'];
     if (this.#connected) return ['connected', ''];
     if (['connected', 'disconnected', 'failed', 'closed'].includes(this.#peerState)) {
       return this.#joined && !this.#hostPresent ? ['waiting', 'host'] : ['disconnected', 'lost'];
@@ -219,4 +242,12 @@ export class Session {
     if (!this.#joined) return [this.#serverLost ? 'disconnected' : 'connecting', 'server'];
     return this.#hostPresent ? ['connecting', ''] : ['waiting', 'host'];
   }
+}
+
+const shortName = (name) => (typeof name === 'string' && name ? name.slice(0, MAX_NAME) : 'viewer');
+
+// Of a "peer_state"; a server may not name the viewers.
+function peopleOf({ names, you }) {
+  if (!Array.isArray(names) || names.length > MAX_PEOPLE) return NOBODY;
+  return { names: names.map(shortName), you: Number.isInteger(you) && you >= 0 && you < names.length ? you : -1 };
 }

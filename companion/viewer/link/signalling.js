@@ -19,6 +19,7 @@ export class Signalling {
   #attempt = 0;
   #openedAt = 0;
   #stopped = true;
+  #staying = false;
 
   // on.open(), on.message(object), on.lost(reason text)
   constructor({ url, room, name = '', token = '' }, on) {
@@ -46,10 +47,15 @@ export class Signalling {
     this.#socket = null;
   }
 
+  // From now on a lost connection stays lost: joining again would take the room from another viewer.
+  stay() {
+    this.#staying = true;
+  }
+
   // Opens another connection: the old one may be dead without a close event, as when the server ended while the network
   // was down.
   renew() {
-    if (!this.#stopped && this.#socket?.readyState === WebSocket.OPEN) this.#replace();
+    if (!this.#stopped && !this.#staying && this.#socket?.readyState === WebSocket.OPEN) this.#replace();
   }
 
   // Whether the message could be handed to the socket.
@@ -95,7 +101,7 @@ export class Signalling {
       clearTimeout(this.#attempt);
       if (this.#openedAt && performance.now() - this.#openedAt > STABLE_AFTER_MS) this.#backoff.reset();
       this.#openedAt = 0;
-      this.#retry = setTimeout(() => this.#connect(), this.#backoff.next());
+      if (!this.#staying) this.#retry = setTimeout(() => this.#connect(), this.#backoff.next());
       this.#on.lost(event.reason);
     });
   }

@@ -21,7 +21,8 @@ const CARDS = {
     'The host is connected but cannot record its screen. Ask the person there to permit it, or to share another display.',
     false,
   ],
-  'disconnected superseded': ['Opened somewhere else', 'Another viewer has taken over this room.', false],
+  'disconnected superseded': ['Opened somewhere else', '%s has taken over this room. You can still read and write in the chat.', false],
+  'disconnected vacant': ['The other viewer has left', 'Nobody is watching this host at the moment.', false],
 };
 
 export class StatusView {
@@ -32,8 +33,9 @@ export class StatusView {
     byId('take-over').addEventListener('click', () => this.#onTakeOver());
   }
 
-  // `serverMessage`: the reason that the server gave when it closed the connection, if any.
-  show(state, detail, serverMessage) {
+  // `serverMessage`: the reason that the server gave when it closed the connection, if any; `other`: the name of the
+  // viewer who took the room over.
+  show(state, detail, { serverMessage = '', other = '' }) {
     document.body.dataset.connection = state;
     byId('connection-text').textContent = PILL[state];
     const card = CARDS[`${state} ${detail}`];
@@ -42,8 +44,10 @@ export class StatusView {
     const [title, text, busy] = card;
     byId('status-title').textContent = title;
     byId('status-text').textContent =
-      detail === 'server' && serverMessage ? `The server said: ${serverMessage}. Trying again.` : text;
+      detail === 'server' && serverMessage ? `The server said: ${serverMessage}. Trying again.` : text.replace('%s', () => nameOf(other));
     show(byId('status-spinner'), busy);
-    show(byId('take-over'), detail === 'superseded');
+    show(byId('take-over'), detail === 'superseded' || detail === 'vacant');
   }
 }
+
+const nameOf = (name) => (name && name !== 'viewer' ? `“${name}”` : 'Another viewer');

@@ -1,0 +1,31 @@
+// Who else is in the room, and who of them sees the screen.
+
+import { byId, show } from './dom.js';
+import { Menu } from './menu.js';
+
+export class PeopleView {
+  #app;
+
+  constructor(app) {
+    this.#app = app;
+    new Menu(byId('people'), 'Viewers in this room', () => this.#entries());
+    app.on('people', () => this.#refresh());
+  }
+
+  // One viewer alone is nothing to tell.
+  #refresh() {
+    const { names } = this.#app.people;
+    show(byId('people'), names.length > 1);
+    byId('people').textContent = `${names.length} viewers`;
+    byId('people').title = this.#entries().map(({ text, detail }) => `${text}: ${detail}`).join('\n');
+  }
+
+  #entries() {
+    const { names, you } = this.#app.people;
+    return names.map((name, at) => ({
+      text: at === you ? `${name} (you)` : name,
+      detail: at === names.length - 1 ? 'sees the screen and may control it' : 'reads and writes in the chat',
+      run: () => this.#app.dock.open('chat'),
+    }));
+  }
+}
