@@ -127,7 +127,8 @@ void RoomRegistry::announce(const Room& room, Effects& effects) const {
   QStringList names;
   for (const MemberId viewer : room.viewers) names.append(members_.at(viewer).identity.sender);
   for (int at = 0; at < names.size(); ++at) {
-    effects.messages.push_back({room.viewers[static_cast<std::size_t>(at)], peerState(room.host.has_value(), names, at)});
+    effects.messages.push_back(
+        {room.viewers[static_cast<std::size_t>(at)], peerState(room.host.has_value(), names, at)});
   }
 }
 
