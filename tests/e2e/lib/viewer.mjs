@@ -1,9 +1,10 @@
 // What a test does with a viewer's page: the companion's own, and the plain one of page/bare.html.
 import { until } from './wait.mjs';
 
-/// Opens the companion's viewer page for a room.
-export async function openViewer(browser, server, room) {
+/// Opens the companion's viewer page for a room. `prepare`, if any, gets the page before it is loaded.
+export async function openViewer(browser, server, room, prepare = undefined) {
   const page = await browser.page();
+  await prepare?.(page);
   await page.goto(`${server.address}/?room=${encodeURIComponent(room)}`);
   return page;
 }
