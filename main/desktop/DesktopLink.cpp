@@ -28,6 +28,8 @@ void DesktopLink::send(const JsonObject& message) {
   qToLittleEndian<quint32>(static_cast<quint32>(text.size()), header);
   socket_.write(header, kHeaderBytes);
   socket_.write(text);
+  // At once: a process that is killed in this moment has reported what its user has already seen.
+  socket_.flush();
 }
 
 void DesktopLink::read() {

@@ -1,6 +1,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/socket.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -67,6 +68,19 @@ TEST_F(DesktopProcessTest, startsItWithoutTheBlockedSignalsOfTheSession) {
   pthread_sigmask(SIG_SETMASK, &before, nullptr);
   ASSERT_TRUE(ready);
   EXPECT_FALSE(received_[0].value(u"signalsBlocked").toBool(true));
+}
+
+TEST_F(DesktopProcessTest, deliversWhatAProcessSentBeforeItEnded) {
+  start();
+  ASSERT_TRUE(waitForReady(1));
+  process_->send({{u"type"_s, u"farewell"_s}});
+  // The session is busy until the process has ended, so that it finds the message and the end at once.
+  siginfo_t end{};
+  ASSERT_EQ(waitid(P_PID, static_cast<id_t>(readyPid(1)), &end, WEXITED | WNOWAIT), 0);
+  ASSERT_EQ(end.si_status, 0);
+  ASSERT_TRUE(testloop::waitFor([&] { return disconnected_ == 1; }));
+  ASSERT_EQ(received_.size(), 2u);
+  EXPECT_EQ(received_[1].value(u"type").toString(), u"goodbye"_s);
 }
 
 TEST_F(DesktopProcessTest, startsItAgainAfterASecondThenLater) {
