@@ -1,24 +1,15 @@
 // How the viewer's page gets its video, and how it recovers it.
 import assert from 'node:assert/strict';
-import { after, before, test } from 'node:test';
-import { Browser } from '../e2e/lib/browser.mjs';
 import { RoomServer } from '../e2e/lib/room-server.mjs';
+import { framesShown } from '../e2e/lib/viewer.mjs';
 import { soonest, timed, until } from '../e2e/lib/wait.mjs';
 import {
   connectedPair, dataset, hasState, inControl, isConnected, newRoom, openFakeHost,
-  openViewer, receivedMessages, takeControl,
+  openViewer, pageTests, pairTests, receivedMessages, takeControl,
 } from './setup.mjs';
 
-const context = {};
-
-before(async () => {
-  context.server = await RoomServer.start();
-  context.browser = await Browser.start();
-});
-after(async () => {
-  await context.browser?.end();
-  await context.server?.end();
-});
+const { context, pageTest } = pageTests();
+const { pairTest } = pairTests();
 
 const signals = (host, type) => host.evaluate((type) => globalThis.host.signals.filter((s) => s.type === type), type);
 const peers = (host) => host.evaluate(() => globalThis.host.peers);
@@ -26,12 +17,11 @@ const closePages = (...pages) => Promise.all(pages.map((page) => page.context().
 
 // Waits until the video changes: the fake host draws the time into it.
 async function videoMoves(viewer) {
-  const frames = () => viewer.evaluate(() => document.getElementById('screen').getVideoPlaybackQuality().totalVideoFrames);
-  const start = await frames();
-  await until(async () => (await frames()) > start + 2, { what: 'further frames' });
+  const start = await framesShown(viewer);
+  await until(async () => (await framesShown(viewer)) > start + 2, { what: 'further frames' });
 }
 
-test('shows the host that was there before it', async () => {
+pageTest('shows the host that was there before it', { firefox: true }, async () => {
   const room = newRoom();
   const host = await openFakeHost(context, room);
   const { ms, value: viewer } = await timed(async () => {
@@ -46,7 +36,7 @@ test('shows the host that was there before it', async () => {
   await closePages(host, viewer);
 });
 
-test('waits for a host that comes later, and takes its offer', async () => {
+pageTest('waits for a host that comes later, and takes its offer', {}, async () => {
   const room = newRoom();
   const viewer = await openViewer(context, room);
   await hasState(viewer, 'connection', 'waiting');
@@ -57,17 +47,14 @@ test('waits for a host that comes later, and takes its offer', async () => {
   await closePages(host, viewer);
 });
 
-test('answers an offer with a second, receiving video section', async () => {
-  const pair = await connectedPair(context, { options: { twoVideoSections: true } });
+pairTest('answers an offer with a second, receiving video section', { options: { twoVideoSections: true } }, async (pair) => {
   const [answer] = (await signals(pair.host, 'answer')).slice(-1);
   const sections = answer.sdp.split('\nm=').slice(1);
   assert.equal(sections.filter((section) => section.startsWith('video')).length, 2);
   await videoMoves(pair.viewer);
-  await closePages(pair.host, pair.viewer);
 });
 
-test('sends its candidates after its answer, and no empty one', async () => {
-  const pair = await connectedPair(context);
+pairTest('sends its candidates after its answer, and no empty one', {}, async (pair) => {
   // The two may have found each other before the first of them arrived.
   await until(async () => (await signals(pair.host, 'ice')).length > 0, { what: 'a candidate' });
   const kinds = await pair.host.evaluate(() => globalThis.host.signals.map((s) => s.type));
@@ -78,22 +65,18 @@ test('sends its candidates after its answer, and no empty one', async () => {
     assert.equal(typeof candidate.sdpMLineIndex, 'number');
     assert.equal(typeof candidate.sdpMid, 'string');
   }
-  await closePages(pair.host, pair.viewer);
 });
 
-test('keeps its connection when the host offers again', async () => {
-  const pair = await connectedPair(context);
+pairTest('keeps its connection when the host offers again', {}, async (pair) => {
   await pair.viewer.evaluate(() => { globalThis.first = vantora.pc(); });
   const answers = (await signals(pair.host, 'answer')).length;
   await pair.host.evaluate(() => globalThis.host.offer());
   await until(async () => (await signals(pair.host, 'answer')).length > answers, { what: 'the answer' });
   assert.ok(await pair.viewer.evaluate(() => globalThis.first === vantora.pc()));
   assert.equal(await dataset(pair.viewer, 'connection'), 'connected');
-  await closePages(pair.host, pair.viewer);
 });
 
-test('follows an ICE restart on the same connection', async () => {
-  const pair = await connectedPair(context);
+pairTest('follows an ICE restart on the same connection', { firefox: true }, async (pair) => {
   await pair.viewer.evaluate(() => { globalThis.first = vantora.pc(); });
   const ufrag = () => pair.viewer.evaluate(() => /ice-ufrag:(\S+)/.exec(vantora.pc().currentRemoteDescription.sdp)[1]);
   const old = await ufrag();
@@ -102,11 +85,9 @@ test('follows an ICE restart on the same connection', async () => {
   assert.ok(await pair.viewer.evaluate(() => globalThis.first === vantora.pc()));
   await isConnected(pair.viewer);
   await videoMoves(pair.viewer);
-  await closePages(pair.host, pair.viewer);
 });
 
-test('builds a new connection when the host built one', async () => {
-  const pair = await connectedPair(context);
+pairTest('builds a new connection when the host built one', { firefox: true }, async (pair) => {
   await inControl(pair);
   await pair.viewer.evaluate(() => { globalThis.first = vantora.pc(); });
   await pair.host.evaluate(() => { globalThis.host.buildPeer(); return globalThis.host.offer(); });
@@ -116,10 +97,9 @@ test('builds a new connection when the host built one', async () => {
   await videoMoves(pair.viewer);
   // The proof of the PIN is repeated by the page, so control returns by itself.
   await hasState(pair.viewer, 'control', 'on');
-  await closePages(pair.host, pair.viewer);
 });
 
-test('takes candidates that overtake their offer', async () => {
+pageTest('takes candidates that overtake their offer', {}, async () => {
   const room = newRoom();
   const host = await openFakeHost(context, room);
   // All candidates of the host first, the offer last.
@@ -138,7 +118,7 @@ test('takes candidates that overtake their offer', async () => {
   await closePages(host, viewer);
 });
 
-test('a reloaded page has its video back, five times in a row', async () => {
+pageTest('a reloaded page has its video back, five times in a row', {}, async () => {
   const pair = await connectedPair(context);
   const times = [];
   for (let i = 0; i < 5; ++i) {
@@ -154,8 +134,7 @@ test('a reloaded page has its video back, five times in a row', async () => {
   await closePages(pair.host, pair.viewer);
 });
 
-test('says so when the host leaves and shows it again when it is back', async () => {
-  const pair = await connectedPair(context);
+pairTest('says so when the host leaves and shows it again when it is back', {}, async (pair) => {
   await inControl(pair);
   const least = await soonest(3000, async () => {
     await pair.host.evaluate(() => globalThis.host.leave());
@@ -170,12 +149,11 @@ test('says so when the host leaves and shows it again when it is back', async ()
     return ms;
   });
   assert.ok(least < 3000, `${least} ms`);
-  await closePages(pair.host, pair.viewer);
 });
 
-test('keeps the video through a restart of the room server', async () => {
+pageTest('keeps the video through a restart of the room server', {}, async () => {
   const server = await RoomServer.start();
-  const pair = await connectedPair({ server, browser: context.browser });
+  const pair = await connectedPair({ ...context, server });
   const { port } = server;
   await server.end();
   await videoMoves(pair.viewer);
@@ -189,9 +167,9 @@ test('keeps the video through a restart of the room server', async () => {
   await again.end();
 });
 
-test('finds the room server that starts after it was lost', async () => {
+pageTest('finds the room server that starts after it was lost', {}, async () => {
   const server = await RoomServer.start();
-  const viewer = await openViewer({ server, browser: context.browser }, newRoom());
+  const viewer = await openViewer({ ...context, server }, newRoom());
   await hasState(viewer, 'connection', 'waiting');
   await server.end();
   await until(() => viewer.isVisible('text=Server not reachable'), { what: 'the message' });
@@ -201,8 +179,7 @@ test('finds the room server that starts after it was lost', async () => {
   await again.end();
 });
 
-test('asks for the screen\'s own size, and for what was chosen after a reconnect', async () => {
-  const pair = await connectedPair(context);
+pairTest('asks for the screen\'s own size, and for what was chosen after a reconnect', {}, async (pair) => {
   const presets = async () => (await receivedMessages(pair.host, 'quality')).map(({ preset }) => preset);
   await until(async () => (await presets()).length === 1, { what: 'the request' });
   await pair.viewer.selectOption('#quality', 'medium');
@@ -211,11 +188,9 @@ test('asks for the screen\'s own size, and for what was chosen after a reconnect
   await until(async () => (await presets()).length === 3, { what: 'the choice again' });
   assert.deepEqual(await presets(), ['native', 'medium', 'medium']);
   assert.equal(await pair.viewer.inputValue('#quality'), 'medium');
-  await closePages(pair.host, pair.viewer);
 });
 
-test('says so when the host cannot record its screen', async () => {
-  const pair = await connectedPair(context);
+pairTest('says so when the host cannot record its screen', {}, async (pair) => {
   const card = () => pair.viewer.isVisible('text=cannot record its screen');
   // As the host does: several times a second.
   const repeat = (more) => pair.host.evaluate((more) => {
@@ -232,11 +207,9 @@ test('says so when the host cannot record its screen', async () => {
   assert.equal(await dataset(pair.viewer, 'connection'), 'connected');
   await repeat({ lastCaptureNs: 1234567 });
   await until(async () => !(await card()), { what: 'the card to go' });
-  await closePages(pair.host, pair.viewer);
 });
 
-test('survives nonsense from the host', async () => {
-  const pair = await connectedPair(context);
+pairTest('survives nonsense from the host', {}, async (pair) => {
   await pair.host.evaluate(() => {
     const { host } = globalThis;
     host.signal({ type: 'offer' });
@@ -255,20 +228,17 @@ test('survives nonsense from the host', async () => {
   await videoMoves(pair.viewer);
   assert.ok((await pair.viewer.evaluate(() => document.getElementById('display').options.length)) <= 32);
   assert.deepEqual(pair.viewer.said.filter((line) => line.startsWith('error: ')), []);
-  await closePages(pair.host, pair.viewer);
 });
 
-test('starts afresh from an offer that cannot be applied', async () => {
-  const pair = await connectedPair(context);
+pairTest('starts afresh from an offer that cannot be applied', {}, async (pair) => {
   await pair.host.evaluate(() => globalThis.host.signal({ type: 'offer', sdp: 'v=0\r\nnot a description' }));
   await until(() => pair.viewer.said.some((line) => line.includes('starting afresh')), { what: 'the attempt' });
   await pair.host.evaluate(() => globalThis.host.offer());
   await isConnected(pair.viewer);
   await videoMoves(pair.viewer);
-  await closePages(pair.host, pair.viewer);
 });
 
-test('asks again when the host does not answer its request', async () => {
+pageTest('asks again when the host does not answer its request', {}, async () => {
   const room = newRoom();
   const host = await openFakeHost(context, room);
   await host.evaluate(() => {
@@ -286,18 +256,16 @@ test('asks again when the host does not answer its request', async () => {
   await closePages(host, viewer);
 });
 
-test('asks for the newest frame, not smooth playback', async () => {
-  const pair = await connectedPair(context);
+pairTest('asks for the newest frame, not smooth playback', { firefox: true }, async (pair) => {
   const receiver = await pair.viewer.evaluate(() => {
     const found = vantora.pc().getReceivers().find(({ track }) => track.id === document.getElementById('screen').srcObject.getTracks()[0].id);
     return { target: found.jitterBufferTarget, hint: found.playoutDelayHint };
   });
   assert.equal(receiver.target, 0);
   const video = await pair.viewer.evaluate(() => {
-    const { muted, autoplay, playsInline } = document.getElementById('screen');
-    return { muted, autoplay, playsInline };
+    const screen = document.getElementById('screen');
+    return { muted: screen.muted, autoplay: screen.autoplay, playsInline: screen.hasAttribute('playsinline') };
   });
   assert.deepEqual(video, { muted: true, autoplay: true, playsInline: true });
   assert.deepEqual(await receivedMessages(pair.host, 'mouseMove'), []);
-  await closePages(pair.host, pair.viewer);
 });

@@ -40,7 +40,7 @@ pairTest('a missing permission is shown once, and stays away once dismissed', {}
   assert.equal(await count(), 1);
 });
 
-pairTest('chat shows text as text and counts what is unread', { query: '&name=Ada' }, async (both) => {
+pairTest('chat shows text as text and counts what is unread', { firefox: true, query: '&name=Ada' }, async (both) => {
   const markup = '<img src=x onerror="document.body.dataset.hacked=1"> <b>hi</b>';
   await both.host.evaluate((text) => globalThis.host.signal({ type: 'chat_send', text }), markup);
   await until(() => both.viewer.isVisible('#chat-button .badge'), { what: 'the count' });
@@ -68,12 +68,12 @@ pairTest('reactions reach the room', {}, async (both) => {
   assert.deepEqual(sent, { type: 'reaction_broadcast', from: 'viewer', reaction: 'rocket' });
 });
 
-pairTest('shows figures of the stream and the round trip', {}, async (both) => {
+pairTest('shows figures of the stream and the round trip', { firefox: true }, async (both) => {
   await until(async () => /640 × 360 .* fps .* bit\/s .* ms round trip/.test(
     (await both.viewer.textContent('#figures')).replace('kbit', ' bit').replace('Mbit', ' bit')), { what: 'the figures' });
 });
 
-pairTest('full screen shows the screen alone and comes back', {}, async (both) => {
+pairTest('full screen shows the screen alone and comes back', { firefox: true }, async (both) => {
   await both.viewer.click('#fullscreen-button');
   await until(() => both.viewer.evaluate(() => document.body.classList.contains('fullscreen')), { what: 'full screen' });
   assert.ok(await both.viewer.isHidden('#figures'));
@@ -81,7 +81,7 @@ pairTest('full screen shows the screen alone and comes back', {}, async (both) =
   await until(() => both.viewer.isVisible('#figures'), { what: 'the page' });
 });
 
-pairTest('fits a narrow window', { options: { displays: 2 } }, async (both) => {
+pairTest('fits a narrow window', { firefox: true, options: { displays: 2 } }, async (both) => {
   await inControl(both);
   await both.viewer.click('#chat-button');
   for (const width of [360, 480, 800, 941, 1000]) {

@@ -1,25 +1,15 @@
 // The room and its people: several viewers, the chat between them, and the page of the hosts that a supporter named.
 import assert from 'node:assert/strict';
-import { after, before, test } from 'node:test';
-import { Browser } from '../e2e/lib/browser.mjs';
 import { RoomServer } from '../e2e/lib/room-server.mjs';
 import { until } from '../e2e/lib/wait.mjs';
-import { connectedPair, hasState, isConnected, newRoom, openViewer } from './setup.mjs';
+import { connectedPair, hasState, isConnected, newRoom, openViewer, pageTests } from './setup.mjs';
 
-const context = {};
-before(async () => {
-  context.server = await RoomServer.start();
-  context.browser = await Browser.start();
-});
-after(async () => {
-  await context.browser?.end();
-  await context.server?.end();
-});
+const { context, pageTest } = pageTests();
 
 const closePages = (...pages) => Promise.all(pages.map((page) => page.context().close()));
 const text = (page, selector) => page.textContent(selector);
 
-test('a viewer gives way to a newer one, goes on chatting, and takes over again when asked', async () => {
+pageTest('a viewer gives way to a newer one, goes on chatting, and takes over again when asked', { firefox: true }, async () => {
   const { host, viewer: older, room } = await connectedPair(context, { query: '&name=Ada' });
   assert.ok(await older.isHidden('#people'));
   const newer = await openViewer(context, room, '&name=Ben');
@@ -57,7 +47,7 @@ test('a viewer gives way to a newer one, goes on chatting, and takes over again 
   await closePages(host, newer);
 });
 
-test('a superseded viewer who loses the server does not take the room again', async () => {
+pageTest('a superseded viewer who loses the server does not take the room again', {}, async () => {
   const server = await RoomServer.start();
   const own = { server, browser: context.browser };
   const room = newRoom();
@@ -76,7 +66,7 @@ test('a superseded viewer who loses the server does not take the room again', as
   await again.end();
 });
 
-test('links in the chat open elsewhere, and nothing else is a link', async () => {
+pageTest('links in the chat open elsewhere, and nothing else is a link', {}, async () => {
   const { host, viewer } = await connectedPair(context);
   await host.evaluate(() => globalThis.host.signal({ type: 'chat_send', text: 'see www.example.org/a(b). or javascript:alert(1)' }));
   await viewer.click('#chat-button');
@@ -90,7 +80,7 @@ test('links in the chat open elsewhere, and nothing else is a link', async () =>
   await closePages(host, viewer);
 });
 
-test('the panel keeps its width and F6 goes round the page', async () => {
+pageTest('the panel keeps its width and F6 goes round the page', { firefox: true }, async () => {
   const { host, viewer } = await connectedPair(context);
   await viewer.click('#chat-button');
   await viewer.waitForSelector('#chat-input');
@@ -129,7 +119,7 @@ test('the panel keeps its width and F6 goes round the page', async () => {
   await closePages(host, viewer);
 });
 
-test('asks for a room when it has none, and keeps the hosts that were named', async () => {
+pageTest('asks for a room when it has none, and keeps the hosts that were named', { firefox: true }, async () => {
   const page = await context.browser.page();
   const names = () => page.locator('.host-row-name').allTextContents();
   await page.goto(context.server.address);

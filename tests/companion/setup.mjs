@@ -1,8 +1,9 @@
-// One viewer's page and one fake host, in the same browser, around a real room server.
+// One viewer's page and one fake host around a real room server. The page is in the browser that VANTORA_BROWSER names,
+// the fake host, which is a WebRTC library of the real one's kind, always in Chromium.
 import assert from 'node:assert/strict';
 import { readFile } from 'node:fs/promises';
 import { after, before, test } from 'node:test';
-import { Browser } from '../e2e/lib/browser.mjs';
+import { Browser, browserName } from '../e2e/lib/browser.mjs';
 import { RoomServer } from '../e2e/lib/room-server.mjs';
 import { until } from '../e2e/lib/wait.mjs';
 
@@ -22,9 +23,9 @@ export async function openViewer({ server, browser }, room, query = '', page = u
 }
 
 // A page in which `host` is a FakeHost that has joined the room. It has made no offer yet.
-export async function openFakeHost({ server, browser }, room, options = {}, page = undefined) {
+export async function openFakeHost({ server, hostBrowser }, room, options = {}, page = undefined) {
   if (!page) {
-    page = await browser.page();
+    page = await hostBrowser.page();
     const body = await readFile(new URL('page/fake-host.mjs', import.meta.url), 'utf8');
     await page.route(`${server.address}/fake-host.mjs`, (route) => route.fulfill({ body, contentType: 'text/javascript' }));
   }
@@ -97,21 +98,45 @@ export async function settled(pair) {
   });
 }
 
-// A file of tests around one browser and one server: pairTest(name, options, body) runs `body` with a connected pair in
-// a room of its own and fails when the viewer's page had an error; sendFromHost(pair, message) sends as the host. The
-// pages are reloaded for each test; their tabs are reused, as new ones take longer than the tests.
+// What the tests of a process share: the room server, the browsers, and the pages of pairTest.
+const context = {};
+const pages = {};
+let started = false;
+let markedOnly = false;
+
+// From now on only tests with the option `firefox` are registered, and the viewer's page is in Firefox.
+export function onlyFirefoxTests() {
+  process.env.VANTORA_BROWSER = 'firefox';
+  markedOnly = true;
+}
+
+// Tests of the page: pageTest(name, options, body) runs `body` with the server and the browsers. One with the option
+// `firefox: true` is run in Firefox as well (suite "page_firefox").
+export function pageTests() {
+  if (!started) {
+    started = true;
+    before(async () => {
+      const startHosts = () => (browserName() === 'chromium' ? null : Browser.start({ name: 'chromium' }));
+      [context.server, context.browser, context.hostBrowser] =
+        await Promise.all([RoomServer.start(), Browser.start(), startHosts()]);
+      context.hostBrowser ??= context.browser;
+    });
+    after(async () => {
+      const browsers = new Set([context.browser, context.hostBrowser]);
+      await Promise.all([...browsers].map((each) => each?.end()));
+      await context.server?.end();
+    });
+  }
+  const pageTest = (name, options, body) => (options.firefox || !markedOnly) && test(name, () => body(context));
+  return { context, pageTest };
+}
+
+// Tests with a pair: pairTest(name, options, body) runs `body` with a connected pair in a room of its own and fails when
+// the viewer's page had an error; `options` are those of pageTest and connectedPair. sendFromHost(pair, message) sends as
+// the host. The pages are reloaded for each test; their tabs are reused, as new ones take longer than the tests.
 export function pairTests() {
-  const context = {};
-  const pages = {};
-  before(async () => {
-    context.server = await RoomServer.start();
-    context.browser = await Browser.start();
-  });
-  after(async () => {
-    await context.browser?.end();
-    await context.server?.end();
-  });
-  const pairTest = (name, options, body) => test(name, async () => {
+  const { pageTest } = pageTests();
+  const pairTest = (name, options, body) => pageTest(name, options, async () => {
     await pages.viewer?.setViewportSize({ width: 1280, height: 720 });
     if (pages.viewer) pages.viewer.said.length = 0;
     const pair = await connectedPair(context, options, pages);

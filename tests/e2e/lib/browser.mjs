@@ -1,39 +1,64 @@
-// Chromium, one process tree per browser, so that a test can kill one without a regular shutdown.
+// Chromium or Firefox, one process tree per browser, so that a test can kill one without a regular shutdown.
 import { chmod, writeFile } from 'node:fs/promises';
 import { join } from 'node:path';
-import { chromium } from 'playwright-core';
+import { chromium, firefox } from 'playwright-core';
+import { firefoxPreferences } from './firefox-preferences.mjs';
 import { nobody } from './message-bus.mjs';
 import { temporaryDirectory } from './paths.mjs';
 
-const args = [
-  '--disable-gpu', '--disable-quic', '--no-first-run', '--disable-background-networking',
-  '--disable-component-update', '--disable-sync', '--autoplay-policy=no-user-gesture-required',
-];
+const kinds = {
+  chromium: {
+    executable: '/usr/bin/chromium',
+    launch: (options) => chromium.launchServer({
+      ...options,
+      chromiumSandbox: false,
+      args: [
+        '--disable-gpu', '--disable-quic', '--no-first-run', '--disable-background-networking',
+        '--disable-component-update', '--disable-sync', '--autoplay-policy=no-user-gesture-required',
+      ],
+    }),
+    connect: (address) => chromium.connect(address),
+  },
+  // The one of the distribution, which is driven over WebDriver BiDi.
+  firefox: {
+    executable: '/usr/bin/firefox-esr',
+    launch: ({ env, ...options }, directory) => firefox.launchServer({
+      ...options,
+      channel: 'moz-firefox',
+      firefoxUserPrefs: firefoxPreferences,
+      // It does not start as root in a home directory of somebody else. The other setting lets it leave out the
+      // server of firefoxPreferences.
+      env: { ...env, HOME: directory.path, MOZ_REMOTE_SETTINGS_DEVTOOLS: '1' },
+    }),
+    connect: (address) => firefox.connect(address),
+  },
+};
+
+/// The browser that tests use unless they name one: VANTORA_BROWSER, else "chromium".
+export const browserName = () => process.env.VANTORA_BROWSER || 'chromium';
 
 export class Browser {
-  /// `wrapper`, if any, is put before the browser's command.
-  static async start({ executable = '/usr/bin/chromium', env = {}, wrapper = null } = {}) {
-    let directory = null;
+  /// `name`: "chromium" or "firefox". `wrapper`, if any, is put before the browser's command.
+  static async start({ name = browserName(), executable = kinds[name].executable, env = {}, wrapper = null } = {}) {
+    const directory = await temporaryDirectory('browser');
     if (wrapper) {
-      directory = await temporaryDirectory('browser');
-      const script = join(directory.path, 'chromium');
+      const script = join(directory.path, name);
       await writeFile(script, `#!/bin/sh\nexec ${wrapper.join(' ')} ${executable} "$@"\n`);
       await chmod(script, 0o755);
       executable = script;
     }
-    const server = await chromium.launchServer({
+    const server = await kinds[name].launch({
       executablePath: executable,
       headless: true,
-      chromiumSandbox: false,
-      args,
       env: { ...process.env, DBUS_SESSION_BUS_ADDRESS: nobody, ...env },
       timeout: 60000,
-    });
-    const browser = await chromium.connect(server.wsEndpoint());
-    return new Browser(server, browser, directory);
+    }, directory);
+    const browser = await kinds[name].connect(server.wsEndpoint());
+    return new Browser(name, server, browser, directory);
   }
 
-  constructor(server, browser, directory) {
+  constructor(name, server, browser, directory) {
+    this.name = name;
     this.server = server;
     this.browser = browser;
     this.directory = directory;
@@ -57,8 +82,10 @@ export class Browser {
   }
 
   async end() {
+    // A regular end takes Firefox seconds.
+    if (this.name === 'firefox') await this.server.kill().catch(() => {});
     await this.browser.close().catch(() => {});
     await this.server.close().catch(() => {});
-    await this.directory?.remove();
+    await this.directory.remove();
   }
 }

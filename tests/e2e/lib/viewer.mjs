@@ -73,10 +73,10 @@ export async function shows(page, hex, { place = [0.5, 0.5], deadline } = {}) {
   });
 }
 
-/// Frames the page's video element has shown so far.
+/// Frames the page's video element has shown so far. Firefox counts those of a stream only in a property of its own.
 export function framesShown(page) {
-  return page.evaluate(() =>
-    Math.max(0, ...[...document.querySelectorAll('video')].map((each) => each.getVideoPlaybackQuality().totalVideoFrames)));
+  return page.evaluate(() => Math.max(0, ...[...document.querySelectorAll('video')].map((each) =>
+    each.mozPaintedFrames ?? each.getVideoPlaybackQuality().totalVideoFrames)));
 }
 
 /// What the plain viewer receives as video so far, by its browser's own statistics: {at (ms), width, height, frames
