@@ -45,6 +45,14 @@ test('counts the wheel in pixels', () => {
   assert.deepEqual(wheelPixels({ deltaX: 3, deltaY: -7, deltaMode: 0 }, 800, 600), { dx: 3, dy: -7 });
   assert.deepEqual(wheelPixels({ deltaX: 0, deltaY: 3, deltaMode: 1 }, 800, 600), { dx: 0, dy: 120 });
   assert.deepEqual(wheelPixels({ deltaX: 1, deltaY: -1, deltaMode: 2 }, 800, 600), { dx: 800, dy: -600 });
+  // As Firefox reports a step of a mouse wheel: the property that is read first decides.
+  let mode = null;
+  const step = {
+    deltaX: 0,
+    get deltaMode() { return (mode ??= 1); },
+    get deltaY() { return (mode ??= 0) ? 6 : 114; },
+  };
+  assert.deepEqual(wheelPixels(step, 800, 600), { dx: 0, dy: 114 });
 });
 
 test('sends whole pixels and keeps the rest for later', () => {

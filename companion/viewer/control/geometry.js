@@ -30,7 +30,8 @@ export function wholePixels({ dx, dy }) {
 
 const PIXELS_PER_LINE = 40;
 
-// Wheel travel in pixels, whatever unit the browser counts in.
+// Wheel travel in pixels, whatever unit the browser counts in. The travel is read before the mode: Firefox counts in
+// lines for pages that do otherwise, and how many of them a step has depends on the system.
 export function wheelPixels({ deltaX, deltaY, deltaMode }, pageWidth, pageHeight) {
   if (deltaMode === 1) return { dx: deltaX * PIXELS_PER_LINE, dy: deltaY * PIXELS_PER_LINE };
   if (deltaMode === 2) return { dx: deltaX * pageWidth, dy: deltaY * pageHeight };

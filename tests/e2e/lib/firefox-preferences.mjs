@@ -2,6 +2,9 @@
 const nowhere = 'data:,';
 
 export const firefoxPreferences = {
+  // A page reads the clipboard at once: the button "Paste", which a user presses for a text of another program, is out
+  // of reach of the driver.
+  'dom.events.testing.asyncClipboard': true,
   // Nothing is looked up, fetched or reported.
   'app.update.auto': false,
   'app.normandy.enabled': false,
