@@ -15,11 +15,12 @@ let count = 0;
 
 export class Session {
   /// `shared`, if any, provides the browser for sessions that do not request their own. With `wayland`, the screen is
-  /// a WaylandDesktop with these options.
-  constructor(name, { screen = '1280x720', wayland = null, host = {}, autoShare = true, hostNow = true, browserNow = true, far = false, roomFar = false } = {}, shared = null) {
+  /// a WaylandDesktop with these options; `browser` names the kind of browser.
+  constructor(name, { screen = '1280x720', wayland = null, host = {}, browser = undefined, autoShare = true, hostNow = true,
+    browserNow = true, far = false, roomFar = false } = {}, shared = null) {
     labAddress();
     this.name = name;
-    this.want = { screen, wayland, host, autoShare, hostNow, browserNow, far, roomFar };
+    this.want = { screen, wayland, host, browser, autoShare, hostNow, browserNow, far, roomFar };
     this.shared = shared;
     this.room = `room-${process.pid}-${++count}`;
     this.browsers = [];
@@ -79,11 +80,11 @@ export class Session {
   /// The shared browser; one of its own where there is none, and on a far machine.
   async useBrowser() {
     if (this.far || !this.shared) return this.startBrowser();
-    return (this.browser ??= await this.shared());
+    return (this.browser ??= await this.shared(this.want.browser));
   }
 
   async startBrowser(options) {
-    const browser = await Browser.start({ wrapper: this.far?.wrapper, ...options });
+    const browser = await Browser.start({ name: this.want.browser, wrapper: this.far?.wrapper, ...options });
     this.browsers.push(browser);
     this.browser ??= browser;
     return browser;
