@@ -4,7 +4,7 @@ import { RoomServer } from '../e2e/lib/room-server.mjs';
 import { framesShown } from '../e2e/lib/viewer.mjs';
 import { soonest, timed, until } from '../e2e/lib/wait.mjs';
 import {
-  connectedPair, dataset, hasState, inControl, isConnected, newRoom, openFakeHost,
+  connectedPair, errorsOf, dataset, hasState, inControl, isConnected, newRoom, openFakeHost,
   openViewer, pageTests, pairTests, receivedMessages, takeControl,
 } from './setup.mjs';
 
@@ -227,7 +227,7 @@ pairTest('survives nonsense from the host', {}, async (pair) => {
   await inControl(pair);
   await videoMoves(pair.viewer);
   assert.ok((await pair.viewer.evaluate(() => document.getElementById('display').options.length)) <= 32);
-  assert.deepEqual(pair.viewer.said.filter((line) => line.startsWith('error: ')), []);
+  assert.deepEqual(errorsOf(pair.viewer), []);
 });
 
 pairTest('starts afresh from an offer that cannot be applied', {}, async (pair) => {

@@ -2,7 +2,7 @@
 import assert from 'node:assert/strict';
 import { RoomServer } from '../e2e/lib/room-server.mjs';
 import { until } from '../e2e/lib/wait.mjs';
-import { connectedPair, hasState, isConnected, newRoom, openViewer, pageTests } from './setup.mjs';
+import { connectedPair, errorsOf, hasState, isConnected, newRoom, openViewer, pageTests } from './setup.mjs';
 
 const { context, pageTest } = pageTests();
 
@@ -43,7 +43,7 @@ pageTest('a viewer gives way to a newer one, goes on chatting, and takes over ag
   await until(() => newer.isVisible('text=The other viewer has left'), { what: 'the vacant room' });
   await newer.click('#take-over');
   await isConnected(newer);
-  assert.deepEqual(newer.said.filter((line) => line.startsWith('error: ')), []);
+  assert.deepEqual(errorsOf(newer), []);
   await closePages(host, newer);
 });
 
@@ -169,6 +169,6 @@ pageTest('asks for a room when it has none, and keeps the hosts that were named'
   await page.evaluate(() => localStorage.setItem('vantora.hosts', '{broken'));
   await page.reload();
   assert.deepEqual(await names(), []);
-  assert.deepEqual(page.said.filter((line) => line.startsWith('error: ')), []);
+  assert.deepEqual(errorsOf(page), []);
   await closePages(page);
 });
