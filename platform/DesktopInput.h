@@ -2,8 +2,11 @@
 #pragma once
 
 #include <QString>
+#include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <string_view>
 
 namespace vantora {
 
@@ -21,7 +24,8 @@ struct KeyModifiers {
   bool shift = false;
   bool control = false;
   bool alt = false;
-  bool meta = false;  // The Super key.
+  bool meta = false;   // The Super key.
+  bool altgr = false;  // The shift to the third level of the layout; none where the layout has no key for it.
   bool operator==(const KeyModifiers&) const = default;
 };
 
@@ -30,6 +34,14 @@ struct InputPermission {
   bool granted = false;
   // Why not, for the log; empty when the only reason is that nothing replies.
   QString reason = {};
+};
+
+// What one call of DesktopInput::type() did.
+struct TypingStep {
+  std::size_t taken = 0;              // Characters from the beginning of the text that are done with.
+  std::size_t typed = 0;              // Those of them that were typed; the desktop has no means for the others.
+  std::chrono::milliseconds wait{0};  // Before the next call for the rest.
+  bool possible = true;               // False: the desktop cannot be reached or takes no input.
 };
 
 // Posts pointer and key events as if made by a person. Calls take effect in order and never wait for consent; without a
@@ -59,6 +71,10 @@ class DesktopInput {
   // of a key that is already down is one repetition: there is no automatic repeat. A release of a key that this object
   // does not hold does nothing. False: the desktop has no such position, or cannot be reached.
   [[nodiscard]] virtual bool key(std::uint16_t code, bool down, const KeyModifiers& modifiers) = 0;
+  // Types the beginning of `text`, as much as can be done without blocking; the caller goes on with the rest after the
+  // `wait` of the result. `text`: Unicode characters, without control characters but "\n" (Enter) and "\t" (Tab).
+  // Neither the local user's modifiers and locks nor those that this object holds change what is typed.
+  [[nodiscard]] virtual TypingStep type(std::u32string_view text) = 0;
   // Releases every button, key and modifier that this object holds down.
   virtual void releaseAll() = 0;
 };

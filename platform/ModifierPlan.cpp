@@ -18,24 +18,27 @@ bool wants(const KeyModifiers& modifiers, Modifier modifier) {
       return modifiers.alt;
     case Modifier::meta:
       return modifiers.meta;
+    case Modifier::altgr:
+      return modifiers.altgr;
   }
   return false;
 }
 
 ModifierPlan planModifiers(const ModifierTable& table, const KeyModifiers& wanted, const Keymap& down,
-                           const Keymap& own) {
+                           const Keymap& own, Keycode event) {
   ModifierPlan plan;
   for (const Modifier modifier : kModifiers) {
     const ModifierKeys& entry = table[static_cast<std::size_t>(modifier)];
     bool active = false;
     for (const Keycode key : entry.keys) {
-      if (!down[key]) continue;
+      if (!down[key] || key == event) continue;
       active = true;
       if (wants(wanted, modifier)) continue;
       plan.release.push_back(key);
       if (!own[key]) plan.restore.push_back(key);
     }
-    if (wants(wanted, modifier) && !active && entry.press != 0) plan.press.push_back(entry.press);
+    if (wants(wanted, modifier) && !active && entry.press != 0 && entry.press != event)
+      plan.press.push_back(entry.press);
   }
   return plan;
 }

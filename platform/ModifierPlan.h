@@ -17,8 +17,9 @@ using Keymap = std::bitset<256>;
 Keymap keymapFromBytes(const std::uint8_t* bytes);
 
 // The modifiers that a viewer can request.
-enum class Modifier { shift, control, alt, meta };
-inline constexpr std::array kModifiers = {Modifier::shift, Modifier::control, Modifier::alt, Modifier::meta};
+enum class Modifier { shift, control, alt, meta, altgr };
+inline constexpr std::array kModifiers = {Modifier::shift, Modifier::control, Modifier::alt, Modifier::meta,
+                                          Modifier::altgr};
 
 bool wants(const KeyModifiers& modifiers, Modifier modifier);
 
@@ -36,9 +37,10 @@ struct ModifierPlan {
   bool operator==(const ModifierPlan&) const = default;
 };
 
-// The key events that make an application see exactly `wanted`, given the keys that are `down` and those of them that
-// this program holds (`own`). A wanted modifier that is already down needs no press. Pure.
+// The key events that make an application see exactly `wanted` with an event of the key `event`, given the keys that
+// are `down` and those of them that this program holds (`own`). A wanted modifier that is already down needs no press.
+// An `event` of a modifier key leaves that key alone. Pure.
 ModifierPlan planModifiers(const ModifierTable& table, const KeyModifiers& wanted, const Keymap& down,
-                           const Keymap& own);
+                           const Keymap& own, Keycode event = 0);
 
 }  // namespace vantora

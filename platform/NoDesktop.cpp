@@ -22,6 +22,7 @@ class NoInput final : public DesktopInput {
   void button(PointerButton, bool) override {}
   void wheel(const ScrollEvent&) override {}
   bool key(std::uint16_t, bool, const KeyModifiers&) override { return false; }
+  TypingStep type(std::u32string_view) override { return {.possible = false}; }
   void releaseAll() override {}
 };
 

@@ -23,7 +23,7 @@ Host::Host(const QString& room, Configuration configuration, Platform platform)
     : configuration_(std::move(configuration)),
       platform_(std::move(platform)),
       roomId_(room),
-      injector_(platform_.desktop.displays(), platform_.desktop.input()),
+      injector_(platform_.desktop.displays(), platform_.desktop.input(), platform_.scheduler),
       commands_(sender_, platform_.desktop.supportTools()),
       chat_(platform_.scheduler),
       files_(sender_, platform_.desktop.downloadFolder()),

@@ -16,11 +16,12 @@ namespace {
 
 using namespace Qt::Literals::StringLiterals;
 
-// Right Alt is no modifier here: most layouts use it as the third level.
+// The portal does not tell the layout: Right Alt is the shift to the third level in most that have one.
 const ModifierTable kModifierKeys = {{{KEY_LEFTSHIFT, {KEY_LEFTSHIFT, KEY_RIGHTSHIFT}},
                                       {KEY_LEFTCTRL, {KEY_LEFTCTRL, KEY_RIGHTCTRL}},
                                       {KEY_LEFTALT, {KEY_LEFTALT}},
-                                      {KEY_LEFTMETA, {KEY_LEFTMETA, KEY_RIGHTMETA}}}};
+                                      {KEY_LEFTMETA, {KEY_LEFTMETA, KEY_RIGHTMETA}},
+                                      {KEY_RIGHTALT, {KEY_RIGHTALT}}}};
 
 int kernelButton(PointerButton button) {
   switch (button) {
@@ -227,7 +228,8 @@ bool PortalInput::key(std::uint16_t code, bool down, const KeyModifiers& modifie
   constexpr std::uint16_t kHighestKey = 247;
   if (code == 0 || code > kHighestKey || !session_.grant().keyboard) return false;
   if (!down && !heldKeys_.contains(code)) return true;
-  const ModifierPlan plan = planModifiers(kModifierKeys, modifiers, ownModifiers_, ownModifiers_);
+  const ModifierPlan plan =
+      planModifiers(kModifierKeys, modifiers, ownModifiers_, ownModifiers_, static_cast<Keycode>(code));
   for (const Keycode key : plan.release) setModifier(key, false);
   for (const Keycode key : plan.press) setModifier(key, true);
   // Compositors ignore a press of a key that is down.
@@ -236,6 +238,8 @@ bool PortalInput::key(std::uint16_t code, bool down, const KeyModifiers& modifie
   if (heldKeys_.empty()) releaseModifiers();
   return true;
 }
+
+TypingStep PortalInput::type(std::u32string_view /*text*/) { return {.possible = false}; }
 
 void PortalInput::setModifier(Keycode key, bool down) {
   ownModifiers_[key] = down && events().pressKey(key);

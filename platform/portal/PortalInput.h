@@ -34,6 +34,7 @@ class PortalInput final : public DesktopInput {
   void button(PointerButton button, bool down) override;
   void wheel(const ScrollEvent& event) override;
   [[nodiscard]] bool key(std::uint16_t code, bool down, const KeyModifiers& modifiers) override;
+  [[nodiscard]] TypingStep type(std::u32string_view text) override;
   void releaseAll() override;
 
   // Whether a later session may take input although this one does not.

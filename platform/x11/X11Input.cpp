@@ -105,12 +105,12 @@ class X11Input final : public DesktopInput {
     affinity_.check("X11Input::key");
     xcb_connection_t* connection = ready();
     if (connection == nullptr) return false;
-    KeyboardState state;
-    if (!readState(connection, state)) return false;
+    auto state = readState();
+    if (!state) return false;
     // After the replies, so that every earlier change of the keyboard is known.
     drain(connection);
     keyboard_.refresh(connection_);
-    releaseRestored(connection, state.down);
+    releaseRestored(connection, state->down);
 
     const auto held = heldKeys_.find(code);
     // A key is released with the keycode of its press, even if the layout has changed since.
@@ -118,23 +118,28 @@ class X11Input final : public DesktopInput {
     if (keycode == 0) return false;
     if (!down && held == heldKeys_.end()) return true;
 
-    const ModifierPlan plan = planModifiers(keyboard_.modifiers(), modifiers, state.down, ownModifiers_);
+    const ModifierPlan plan = planModifiers(keyboard_.modifiers(), modifiers, state->down, ownModifiers_, keycode);
+    const bool liftLock = state->locked && !keyboard_.locks(keycode);
+    if (liftLock) keyboard_.setLock(connection, false);
     for (const Keycode key : plan.release) setModifier(connection, key, false);
     for (const Keycode key : plan.press) setModifier(connection, key, true);
     if (down) {
-      pressKey(connection, code, keycode, state.repeats);
+      pressKey(connection, code, keycode, state->repeats);
     } else {
-      releaseKey(connection, held->second, state.repeats);
+      releaseKey(connection, held->second, state->repeats);
       heldKeys_.erase(held);
     }
     for (const Keycode key : plan.restore) {
       fake(connection, XCB_KEY_PRESS, key);
       restored_[key] = true;
     }
+    if (liftLock) keyboard_.setLock(connection, true);
     if (heldKeys_.empty()) releaseModifiers(connection);
     xcb_flush(connection);
     return true;
   }
+
+  TypingStep type(std::u32string_view /*text*/) override { return {.possible = false}; }
 
   void releaseAll() override {
     affinity_.check("X11Input::releaseAll");
@@ -149,10 +154,6 @@ class X11Input final : public DesktopInput {
   struct HeldKey {
     Keycode keycode = 0;
     bool restoreRepeat = false;
-  };
-  struct KeyboardState {
-    Keymap down;
-    Keymap repeats;
   };
 
   // The live connection with the test extension, prepared; null when there is none.
@@ -216,16 +217,10 @@ class X11Input final : public DesktopInput {
     }
   }
 
-  // Which keys are down, pressed by any device, and which repeat when held.
-  bool readState(xcb_connection_t* connection, KeyboardState& state) {
-    const auto keymapCookie = xcb_query_keymap_unchecked(connection);
-    const auto repeatsCookie = keyboard_.requestRepeats(connection);
-    const auto keymap = connection_.reply<xcb_query_keymap_reply_t>(keymapCookie);
-    const auto repeats = keyboard_.readRepeats(connection_, repeatsCookie);
-    if (!keymap || !repeats) return false;
-    state = {keymapFromBytes(keymap->keys), *repeats};
-    lastRepeats_ = state.repeats;
-    return true;
+  std::optional<X11Keyboard::State> readState() {
+    const auto state = keyboard_.readState(connection_);
+    if (state) lastRepeats_ = state->repeats;
+    return state;
   }
 
   // Presses a key, or repeats it when it is down. The server would repeat a held key at its own rate, even after the
@@ -276,12 +271,11 @@ class X11Input final : public DesktopInput {
       releaseButton(connection, static_cast<LogicalButton>(button));
     }
     if (!heldKeys_.empty() || restored_.any()) {
-      KeyboardState state;
-      const bool known = readState(connection, state);
-      if (!known) state.repeats = lastRepeats_;
-      for (const auto& [code, key] : heldKeys_) releaseKey(connection, key, state.repeats);
+      const auto state = readState();
+      Keymap repeats = state ? state->repeats : lastRepeats_;
+      for (const auto& [code, key] : heldKeys_) releaseKey(connection, key, repeats);
       heldKeys_.clear();
-      if (known) releaseRestored(connection, state.down);
+      if (state) releaseRestored(connection, state->down);
     }
     releaseModifiers(connection);
     verticalWheel_.reset();

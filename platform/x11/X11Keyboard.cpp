@@ -25,9 +25,11 @@ constexpr std::array<ModifierRule, kModifiers.size()> kRules = {{
     {"LCTL", {0xffe3, 0xffe4}},                  // Control_L, Control_R
     {"LALT", {0xffe9, 0xffea, 0xffe7, 0xffe8}},  // Alt_L, Alt_R, Meta_L, Meta_R
     {"LWIN", {0xffeb, 0xffec, 0xffed, 0xffee}},  // Super_L, Super_R, Hyper_L, Hyper_R
+    {"RALT", {0xfe03}},                          // ISO_Level3_Shift
 }};
 
 constexpr int kModifierRows = 8;
+constexpr int kLockRow = 1;
 
 std::string keyName(const char (&padded)[4]) {
   const char* end = std::find(padded, padded + 4, '\0');
@@ -98,6 +100,7 @@ void X11Keyboard::readNames(X11Connection& server) {
 
 void X11Keyboard::readModifiers(X11Connection& server) {
   modifiers_ = {};
+  lockKeys_.reset();
   xcb_connection_t* const connection = server.current();
   if (connection == nullptr) return;
   const xcb_setup_t* setup = xcb_get_setup(connection);
@@ -114,6 +117,7 @@ void X11Keyboard::readModifiers(X11Connection& server) {
   const int keysymCount = xcb_get_keyboard_mapping_keysyms_length(symbols.get());
   const xcb_keycode_t* table = xcb_get_modifier_mapping_keycodes(mapping.get());
   const int perRow = mapping->keycodes_per_modifier;
+  for (int at = kLockRow * perRow; at < (kLockRow + 1) * perRow; ++at) lockKeys_[table[at]] = true;
 
   for (std::size_t index = 0; index < kRules.size(); ++index) {
     const ModifierRule& rule = kRules[index];
@@ -132,6 +136,18 @@ void X11Keyboard::readModifiers(X11Connection& server) {
       if (firstMatch == 0) firstMatch = *match;
       std::copy_if(begin, begin + perRow, std::inserter(keys, keys.end()), [](Keycode key) { return key != 0; });
     }
+    if (kModifiers[index] == Modifier::altgr) {
+      // Its keys need no row: layouts give them a virtual modifier, which a key of no keyboard (LVL3) ties to its row.
+      // That one is the last resort.
+      const Keycode placeholder = named("LVL3");
+      keys.clear();
+      firstMatch = 0;
+      for (int key = first; key <= setup->max_keycode; ++key) {
+        if (!gives(static_cast<Keycode>(key))) continue;
+        keys.insert(static_cast<Keycode>(key));
+        if (firstMatch == 0 || firstMatch == placeholder) firstMatch = static_cast<Keycode>(key);
+      }
+    }
     const Keycode expected = named(rule.expectedName);
     entry.press = expected != 0 && gives(expected) ? expected : firstMatch;
     if (entry.press != 0) keys.insert(entry.press);
@@ -139,16 +155,25 @@ void X11Keyboard::readModifiers(X11Connection& server) {
   }
 }
 
-X11Keyboard::RepeatsCookie X11Keyboard::requestRepeats(xcb_connection_t* connection) const {
-  if (!watching_) return {};
-  return {xcb_xkb_get_controls_unchecked(connection, XCB_XKB_ID_USE_CORE_KBD).sequence};
+std::optional<X11Keyboard::State> X11Keyboard::readState(X11Connection& server) const {
+  xcb_connection_t* const connection = server.current();
+  if (!watching_ || connection == nullptr) return std::nullopt;
+  const auto keymapCookie = xcb_query_keymap_unchecked(connection);
+  const auto controlsCookie = xcb_xkb_get_controls_unchecked(connection, XCB_XKB_ID_USE_CORE_KBD);
+  const auto stateCookie = xcb_xkb_get_state_unchecked(connection, XCB_XKB_ID_USE_CORE_KBD);
+  const auto keymap = server.reply<xcb_query_keymap_reply_t>(keymapCookie);
+  const auto controls = server.reply<xcb_xkb_get_controls_reply_t>(controlsCookie);
+  const auto state = server.reply<xcb_xkb_get_state_reply_t>(stateCookie);
+  if (!keymap || !controls || !state) return std::nullopt;
+  return State{.down = keymapFromBytes(keymap->keys),
+               .repeats = keymapFromBytes(controls->perKeyRepeat),
+               .locked = (state->lockedMods & XCB_MOD_MASK_LOCK) != 0};
 }
 
-std::optional<Keymap> X11Keyboard::readRepeats(X11Connection& server, RepeatsCookie cookie) const {
-  if (cookie.sequence == 0) return std::nullopt;
-  const auto reply = server.reply<xcb_xkb_get_controls_reply_t>(cookie);
-  if (!reply) return std::nullopt;
-  return keymapFromBytes(reply->perKeyRepeat);
+void X11Keyboard::setLock(xcb_connection_t* connection, bool locked) const {
+  if (!watching_) return;
+  xcb_xkb_latch_lock_state(connection, XCB_XKB_ID_USE_CORE_KBD, XCB_MOD_MASK_LOCK, locked ? XCB_MOD_MASK_LOCK : 0, 0, 0,
+                           0, 0, 0);
 }
 
 void X11Keyboard::setRepeats(xcb_connection_t* connection, const Keymap& repeats) const {

@@ -25,20 +25,24 @@ class X11Keyboard {
   // Reads the tables when they are stale. Round trips only then.
   void refresh(X11Connection& server);
 
-  // The keys that repeat while they are held. Requested now and read later, so that the wait can be shared with other
-  // requests.
-  struct RepeatsCookie {
-    unsigned int sequence = 0;
+  struct State {
+    Keymap down;          // Pressed by any device.
+    Keymap repeats;       // The keys that repeat while they are held.
+    bool locked = false;  // Caps Lock is on.
   };
-  RepeatsCookie requestRepeats(xcb_connection_t* connection) const;
-  std::optional<Keymap> readRepeats(X11Connection& server, RepeatsCookie cookie) const;
-  // Changes them, for all keyboard devices, without announcing a new keyboard map: applications would fetch the whole
-  // map again, at every key.
+  // One round trip; nullopt when the server does not reply.
+  std::optional<State> readState(X11Connection& server) const;
+  // Switches Caps Lock on or off, for all keyboard devices.
+  void setLock(xcb_connection_t* connection, bool locked) const;
+  // Changes the keys that repeat, for all keyboard devices, without announcing a new keyboard map: applications would
+  // fetch the whole map again, at every key.
   void setRepeats(xcb_connection_t* connection, const Keymap& repeats) const;
 
   // Keycode at the position `code` (see KeyPositions.h); 0: there is none.
   Keycode keycode(std::uint16_t code) const;
   const ModifierTable& modifiers() const { return modifiers_; }
+  // Whether this key switches Caps Lock.
+  bool locks(Keycode keycode) const { return lockKeys_[keycode]; }
 
  private:
   void readNames(X11Connection& server);
@@ -50,6 +54,7 @@ class X11Keyboard {
   std::uint8_t firstXkbEvent_ = 0;
   std::map<std::string, Keycode> byName_;
   ModifierTable modifiers_;
+  Keymap lockKeys_;
 };
 
 }  // namespace vantora

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <deque>
 #include <set>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -88,6 +89,19 @@ class FakeDesktopInput final : public DesktopInput {
     }
     return true;
   }
+  TypingStep type(std::u32string_view text) override {
+    if (!usable_) return {.possible = false};
+    const std::size_t taken = std::min(text.size(), typingStep);
+    std::size_t missing = 0;
+    for (const char32_t character : text.substr(0, taken)) {
+      if (missingCharacters.contains(character)) {
+        ++missing;
+      } else {
+        typed.push_back(character);
+      }
+    }
+    return {.taken = taken, .typed = taken - missing, .wait = typingPause};
+  }
   void releaseAll() override {
     ++releases;
     heldButtons.clear();
@@ -119,6 +133,10 @@ class FakeDesktopInput final : public DesktopInput {
   std::set<PointerButton> heldButtons;
   std::set<std::uint16_t> heldKeys;
   std::set<std::uint16_t> missingKeys;  // Positions that this desktop does not have.
+  std::u32string typed;
+  std::size_t typingStep = 10;  // Characters that one call of type() takes.
+  std::chrono::milliseconds typingPause{5};
+  std::set<char32_t> missingCharacters;  // For which this desktop has no means.
   int releases = 0;
 
  private:

@@ -25,6 +25,8 @@ constexpr std::array kRows{
     ControlMessageRow{"wheel"_L1, Gate::input, never},
     ControlMessageRow{"keyDown"_L1, Gate::input, never},
     ControlMessageRow{"keyUp"_L1, Gate::input, never},
+    ControlMessageRow{"key_press"_L1, Gate::input, never},
+    ControlMessageRow{"type_text"_L1, Gate::input, never},
     ControlMessageRow{"clipboard_request"_L1, Gate::none, never},
     ControlMessageRow{"clipboard_set"_L1, Gate::none, withRequest},
     ControlMessageRow{"clipboard_sync_enabled"_L1, Gate::none, withRequest},

@@ -21,12 +21,17 @@ QString text(const QRectF& rectangle) {
 
 KeyModifiers modifiersFrom(const QMap<QString, bool>& mods) {
   const auto on = [&mods](const QString& name) { return mods.value(name, false); };
-  return {.shift = on(u"shift"_s), .control = on(u"ctrl"_s), .alt = on(u"alt"_s), .meta = on(u"meta"_s)};
+  return {.shift = on(u"shift"_s),
+          .control = on(u"ctrl"_s),
+          .alt = on(u"alt"_s),
+          .meta = on(u"meta"_s),
+          .altgr = on(u"altgr"_s)};
 }
 
 }  // namespace
 
-InputInjector::InputInjector(Displays& displays, DesktopInput& input) : displays_(displays), input_(input) {}
+InputInjector::InputInjector(Displays& displays, DesktopInput& input, Scheduler& scheduler)
+    : displays_(displays), input_(input), keys_(input, scheduler) {}
 
 void InputInjector::setMappingMode(bool usePoints) {
   affinity_.check("InputInjector::setMappingMode");
@@ -123,13 +128,25 @@ std::optional<std::uint16_t> InputInjector::keyCode(const QString& name) {
 void InputInjector::key(const QString& code, bool down, const QMap<QString, bool>& mods) {
   affinity_.check("InputInjector::key");
   const KeyCode* const known = findKey(code);
-  // A key position that this desktop does not have is skipped like an unknown name.
-  if (known) std::ignore = input_.key(known->evdev, down, modifiersFrom(mods));
+  if (known) keys_.key(known->evdev, down, modifiersFrom(mods));
+}
+
+void InputInjector::pressKey(const QString& code, const QMap<QString, bool>& mods) {
+  affinity_.check("InputInjector::pressKey");
+  const auto known = pressableKey(code);
+  if (!known) return;
+  keys_.key(*known, true, modifiersFrom(mods));
+  keys_.key(*known, false, modifiersFrom(mods));
+}
+
+void InputInjector::type(const QString& text, KeyQueue::Answer answer) {
+  affinity_.check("InputInjector::type");
+  keys_.type(text, std::move(answer));
 }
 
 void InputInjector::releaseAll() {
   affinity_.check("InputInjector::releaseAll");
-  input_.releaseAll();
+  keys_.releaseAll();
 }
 
 InputInjector::Target InputInjector::mappingTarget() {

@@ -10,18 +10,20 @@
 #include <optional>
 #include <vector>
 
+#include "base/Scheduler.h"
 #include "base/ThreadAffinity.h"
+#include "main/control/input/KeyQueue.h"
 #include "platform/DesktopInput.h"
 #include "platform/Displays.h"
 
 namespace vantora {
 
 // Maps positions normalised to the shared image onto one target display and posts the events at once, in the order of
-// the calls. Rights are checked by the caller. Any numbers are safe. Main thread; owned by the session; `displays` and
-// `input` must outlive it.
+// the calls; keys wait while a text is being typed. Rights are checked by the caller. Any numbers are safe. Main
+// thread; owned by the session; all that its constructor gets must outlive it.
 class InputInjector {
  public:
-  InputInjector(Displays& displays, DesktopInput& input);
+  InputInjector(Displays& displays, DesktopInput& input, Scheduler& scheduler);
 
   // True: positions refer to the target's current frame in points; false: to its bounds in the global display space,
   // as they were when it was chosen. Either way the pointer stays on the target.
@@ -54,11 +56,15 @@ class InputInjector {
 
   // The virtual key code of a key name, see KeyCodes.h; nullopt for an unknown name. Not used for injecting keys.
   static std::optional<std::uint16_t> keyCode(const QString& name);
-  // Presses or releases the key `code`; an unknown name does nothing. `mods`: "shift", "ctrl", "alt" and "meta" count
-  // when true, other names are ignored.
+  // Presses or releases the key `code`; an unknown name does nothing. `mods`: "shift", "ctrl", "alt", "meta" and
+  // "altgr" count when true, other names are ignored.
   void key(const QString& code, bool down, const QMap<QString, bool>& mods);
+  // Presses and releases the key `code`, which may also be one of furtherKeys().
+  void pressKey(const QString& code, const QMap<QString, bool>& mods);
+  // Types a text, see KeyQueue.
+  void type(const QString& text, KeyQueue::Answer answer);
 
-  // Releases all keys and buttons that the viewer still holds, when its control ends.
+  // Releases all keys and buttons that the viewer still holds and ends its texts, when its control ends.
   void releaseAll();
 
  private:
@@ -76,6 +82,7 @@ class InputInjector {
   ThreadAffinity affinity_;
   Displays& displays_;
   DesktopInput& input_;
+  KeyQueue keys_;
 
   bool usePoints_ = true;
   bool topOrigin_ = true;

@@ -27,16 +27,42 @@ void bindButton(ControlDispatcher& dispatcher, QLatin1StringView type, InputInje
   });
 }
 
+QMap<QString, bool> modsOf(const JsonObject& message) {
+  QMap<QString, bool> mods;
+  const JsonObject given = objectField(message, "mods"_L1).value_or(JsonObject());
+  for (const QLatin1StringView name : {"shift"_L1, "ctrl"_L1, "alt"_L1, "meta"_L1, "altgr"_L1}) {
+    mods.insert(name, boolField(given, name).value_or(false));
+  }
+  return mods;
+}
+
 void bindKey(ControlDispatcher& dispatcher, QLatin1StringView type, InputInjector& injector, bool down) {
   dispatcher.on(type, [&injector, down](const ControlRequest& request) {
     const auto code = stringField(request.body, "code"_L1);
     if (!code) return Handled::ignored;
-    QMap<QString, bool> mods;
-    const JsonObject given = objectField(request.body, "mods"_L1).value_or(JsonObject());
-    for (const QLatin1StringView name : {"shift"_L1, "ctrl"_L1, "alt"_L1, "meta"_L1}) {
-      mods.insert(name, boolField(given, name).value_or(false));
-    }
-    injector.key(*code, down, mods);
+    injector.key(*code, down, modsOf(request.body));
+    return Handled::yes;
+  });
+}
+
+// A viewer recognises the answer by it.
+constexpr qsizetype kMaxTextId = 64;
+
+void bindText(ControlDispatcher& dispatcher, InputInjector& injector, ControlSender& sender) {
+  dispatcher.on("type_text"_L1, [&injector, &sender](const ControlRequest& request) {
+    const auto text = stringField(request.body, "text"_L1);
+    if (!text) return Handled::ignored;
+    const auto id = stringField(request.body, "id"_L1);
+    if (id && id->size() > kMaxTextId) return Handled::ignored;
+    const ReplyAddress to{.origin = request.origin, .connection = sender.connection()};
+    injector.type(*text, [&sender, to, id](const TypedText& result) {
+      JsonObject answer{{u"type"_s, u"text_typed"_s},
+                        {u"typed"_s, static_cast<qint64>(result.typed)},
+                        {u"length"_s, static_cast<qint64>(result.length)}};
+      if (id) answer.insert(u"id"_s, *id);
+      if (!result.reason.isEmpty()) answer.insert(u"reason"_s, result.reason);
+      sender.reply(to, answer);
+    });
     return Handled::yes;
   });
 }
@@ -71,6 +97,13 @@ void bindInputMessages(ControlDispatcher& dispatcher, InputInjector& injector, C
   });
   bindKey(dispatcher, "keyDown"_L1, injector, true);
   bindKey(dispatcher, "keyUp"_L1, injector, false);
+  dispatcher.on("key_press"_L1, [&injector](const ControlRequest& request) {
+    const auto code = stringField(request.body, "code"_L1);
+    if (!code) return Handled::ignored;
+    injector.pressKey(*code, modsOf(request.body));
+    return Handled::yes;
+  });
+  bindText(dispatcher, injector, sender);
 }
 
 }  // namespace vantora

@@ -7,8 +7,7 @@
 
 namespace vantora {
 
-// Installs the handlers of "mouseMove" to "keyUp". Everything referred to must outlive
-// `dispatcher`. Main thread.
+// Installs the handlers of "mouseMove" to "type_text". Everything referred to must outlive `dispatcher`. Main thread.
 void bindInputMessages(ControlDispatcher& dispatcher, InputInjector& injector, ControlSender& sender,
                        const Scheduler& scheduler);
 

@@ -22,6 +22,27 @@ constexpr KeyCode kKeyCodes[] = {
     // clang-format on
 };
 
+constexpr PressableKey kFurtherKeys[] = {
+    // clang-format off
+    {"Backquote", KEY_GRAVE}, {"IntlBackslash", KEY_102ND}, {"IntlRo", KEY_RO}, {"IntlYen", KEY_YEN},
+    {"F1", KEY_F1}, {"F2", KEY_F2}, {"F3", KEY_F3}, {"F4", KEY_F4}, {"F5", KEY_F5}, {"F6", KEY_F6},
+    {"F7", KEY_F7}, {"F8", KEY_F8}, {"F9", KEY_F9}, {"F10", KEY_F10}, {"F11", KEY_F11}, {"F12", KEY_F12},
+    {"F13", KEY_F13}, {"F14", KEY_F14}, {"F15", KEY_F15}, {"F16", KEY_F16}, {"F17", KEY_F17}, {"F18", KEY_F18},
+    {"F19", KEY_F19}, {"F20", KEY_F20}, {"F21", KEY_F21}, {"F22", KEY_F22}, {"F23", KEY_F23}, {"F24", KEY_F24},
+    {"Insert", KEY_INSERT}, {"Delete", KEY_DELETE}, {"Home", KEY_HOME}, {"End", KEY_END},
+    {"PageUp", KEY_PAGEUP}, {"PageDown", KEY_PAGEDOWN}, {"ContextMenu", KEY_COMPOSE},
+    {"PrintScreen", KEY_SYSRQ}, {"Pause", KEY_PAUSE},
+    {"CapsLock", KEY_CAPSLOCK}, {"NumLock", KEY_NUMLOCK}, {"ScrollLock", KEY_SCROLLLOCK},
+    {"MetaLeft", KEY_LEFTMETA}, {"MetaRight", KEY_RIGHTMETA}, {"AltLeft", KEY_LEFTALT},
+    {"Numpad0", KEY_KP0}, {"Numpad1", KEY_KP1}, {"Numpad2", KEY_KP2}, {"Numpad3", KEY_KP3}, {"Numpad4", KEY_KP4},
+    {"Numpad5", KEY_KP5}, {"Numpad6", KEY_KP6}, {"Numpad7", KEY_KP7}, {"Numpad8", KEY_KP8}, {"Numpad9", KEY_KP9},
+    {"NumpadDecimal", KEY_KPDOT}, {"NumpadAdd", KEY_KPPLUS}, {"NumpadSubtract", KEY_KPMINUS},
+    {"NumpadMultiply", KEY_KPASTERISK}, {"NumpadDivide", KEY_KPSLASH}, {"NumpadEqual", KEY_KPEQUAL},
+    {"NumpadComma", KEY_KPCOMMA},
+    {"AudioVolumeMute", KEY_MUTE}, {"AudioVolumeDown", KEY_VOLUMEDOWN}, {"AudioVolumeUp", KEY_VOLUMEUP},
+    // clang-format on
+};
+
 }  // namespace
 
 std::span<const KeyCode> keyCodes() { return kKeyCodes; }
@@ -31,6 +52,16 @@ const KeyCode* findKey(QStringView name) {
     if (name == QLatin1StringView(key.name)) return &key;
   }
   return nullptr;
+}
+
+std::span<const PressableKey> furtherKeys() { return kFurtherKeys; }
+
+std::optional<std::uint16_t> pressableKey(QStringView name) {
+  if (const KeyCode* const key = findKey(name)) return key->evdev;
+  for (const PressableKey& key : kFurtherKeys) {
+    if (name == QLatin1StringView(key.name)) return key.evdev;
+  }
+  return std::nullopt;
 }
 
 }  // namespace vantora

@@ -60,6 +60,7 @@ class HostileViewerTest : public HostFixture {
                                    u"file_ready"_s,
                                    u"file_rejected"_s,
                                    u"file_saved"_s,
+                                   u"text_typed"_s,
                                    u"host_stats"_s,
                                    u"display_info"_s};
     for (const QLatin1StringView label : {"control"_L1, "control_reliable"_L1}) {

@@ -10,9 +10,13 @@ constexpr Keycode kRightShift = 62;
 constexpr Keycode kControl = 37;
 constexpr Keycode kAlt = 64;
 constexpr Keycode kSuper = 133;
+constexpr Keycode kAltGr = 108;
 
-const ModifierTable kTable = {
-    {{kShift, {kShift, kRightShift}}, {kControl, {kControl}}, {kAlt, {kAlt}}, {kSuper, {kSuper}}}};
+const ModifierTable kTable = {{{kShift, {kShift, kRightShift}},
+                               {kControl, {kControl}},
+                               {kAlt, {kAlt}},
+                               {kSuper, {kSuper}},
+                               {kAltGr, {kAltGr, 92}}}};
 
 Keymap keys(std::initializer_list<Keycode> list) {
   Keymap map;
@@ -23,8 +27,18 @@ Keymap keys(std::initializer_list<Keycode> list) {
 TEST(ModifierPlan, needsNothingForABareKey) { EXPECT_EQ(planModifiers(kTable, {}, {}, {}), ModifierPlan{}); }
 
 TEST(ModifierPlan, pressesEveryMissingModifier) {
-  const KeyModifiers all{.shift = true, .control = true, .alt = true, .meta = true};
-  EXPECT_EQ(planModifiers(kTable, all, {}, {}), (ModifierPlan{{}, {kShift, kControl, kAlt, kSuper}, {}}));
+  const KeyModifiers all{.shift = true, .control = true, .alt = true, .meta = true, .altgr = true};
+  EXPECT_EQ(planModifiers(kTable, all, {}, {}), (ModifierPlan{{}, {kShift, kControl, kAlt, kSuper, kAltGr}, {}}));
+}
+
+TEST(ModifierPlan, releasesThePersonsAltGrAndRestoresIt) {
+  EXPECT_EQ(planModifiers(kTable, {}, keys({kAltGr}), {}), (ModifierPlan{{kAltGr}, {}, {kAltGr}}));
+  EXPECT_EQ(planModifiers(kTable, {.altgr = true}, keys({92}), {}), ModifierPlan{});
+}
+
+TEST(ModifierPlan, leavesTheKeyOfTheEventAlone) {
+  EXPECT_EQ(planModifiers(kTable, {}, keys({kSuper, kShift}), {}, kSuper), (ModifierPlan{{kShift}, {}, {kShift}}));
+  EXPECT_EQ(planModifiers(kTable, {.alt = true, .meta = true}, {}, {}, kSuper), (ModifierPlan{{}, {kAlt}, {}}));
 }
 
 TEST(ModifierPlan, keepsItsOwnModifierWhileItIsWanted) {
@@ -49,7 +63,7 @@ TEST(ModifierPlan, pressesAgainWhatSomebodyElseReleased) {
 }
 
 TEST(ModifierPlan, leavesOtherKeysAlone) {
-  EXPECT_EQ(planModifiers(kTable, {}, keys({38, 66, 77, 108}), {}), ModifierPlan{});
+  EXPECT_EQ(planModifiers(kTable, {}, keys({38, 66, 77, 107}), {}), ModifierPlan{});
 }
 
 TEST(ModifierPlan, doesWithoutAModifierThatTheKeyboardLacks) {

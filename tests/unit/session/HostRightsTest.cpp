@@ -35,7 +35,7 @@ class HostRightsTest : public HostFixture {
   // Whether a message had the effect that only its handler has.
   bool takesInput(const JsonObject& message) {
     const auto events = [this] {
-      return input_.pointerActions.size() + input_.scrollEvents.size() + input_.keyActions.size();
+      return input_.pointerActions.size() + input_.scrollEvents.size() + input_.keyActions.size() + input_.typed.size();
     };
     const auto before = events();
     say(message);
@@ -80,6 +80,8 @@ TEST_F(HostRightsTest, openExactlyTheirMessages) {
     EXPECT_EQ(takesInput({{u"type"_s, u"wheel"_s}, {u"dy"_s, 300}}), input);
     EXPECT_EQ(takesInput({{u"type"_s, u"keyDown"_s}, {u"code"_s, u"KeyA"_s}}), input);
     EXPECT_EQ(takesInput({{u"type"_s, u"keyUp"_s}, {u"code"_s, u"KeyA"_s}}), input);
+    EXPECT_EQ(takesInput({{u"type"_s, u"key_press"_s}, {u"code"_s, u"F5"_s}}), input);
+    EXPECT_EQ(takesInput({{u"type"_s, u"type_text"_s}, {u"text"_s, u"a"_s}}), input);
 
     const bool commands = state.allowControl && (state.pin || state.demo);
     EXPECT_EQ(takesCommand({{u"type"_s, u"exec_command"_s}, {u"id"_s, u"open-terminal"_s}}), commands);

@@ -37,8 +37,7 @@ inline bool usable(DesktopInput& input) { return permission(input).granted; }
 
 // The kernel's code of the viewer's key `name`; for unknown names a code that no keyboard has.
 inline std::uint16_t keyCodeOf(const char* name) {
-  const KeyCode* const key = findKey(QString::fromLatin1(name));
-  return key ? key->evdev : fakes::FakeDesktopInput::kNoSuchKey;
+  return pressableKey(QString::fromLatin1(name)).value_or(fakes::FakeDesktopInput::kNoSuchKey);
 }
 
 class X11InputFixture : public testing::Test {

@@ -3,6 +3,7 @@
 
 #include "main/control/input/InputInjector.h"
 #include "platform/x11/WheelClicks.h"
+#include "tests/fakes/FakeScheduler.h"
 #include "tests/x11/input/X11InputFixture.h"
 
 namespace vantora::testx11 {
@@ -12,7 +13,7 @@ class X11PointerTest : public X11InputFixture {
  protected:
   void SetUp() override {
     X11InputFixture::SetUp();
-    injector_ = std::make_unique<InputInjector>(*displays_, *input_);
+    injector_ = std::make_unique<InputInjector>(*displays_, *input_, scheduler_);
   }
   // Presses as positive, releases as negative button numbers.
   std::vector<int> clicks() {
@@ -24,6 +25,7 @@ class X11PointerTest : public X11InputFixture {
     return numbers;
   }
 
+  fakes::FakeScheduler scheduler_;
   std::unique_ptr<InputInjector> injector_;
 };
 

@@ -9,6 +9,7 @@
 #include "platform/x11/X11Displays.h"
 #include "platform/x11/X11Input.h"
 #include "platform/x11/capture/X11ScreenCapture.h"
+#include "tests/fakes/FakeScheduler.h"
 #include "tests/fakes/RecordedLog.h"
 #include "tests/x11/capture/ScreenPainter.h"
 #include "tests/x11/input/X11InputFixture.h"
@@ -83,6 +84,7 @@ class X11TurnedScreen : public testing::TestWithParam<Turn> {
     }
   }
 
+  fakes::FakeScheduler scheduler_;
   static constexpr QSize kSize{640, 480};
   fakes::RecordedLog log_;
   XvfbServer outer_{800, 800};
@@ -94,7 +96,7 @@ class X11TurnedScreen : public testing::TestWithParam<Turn> {
 
 TEST_P(X11TurnedScreen, putsThePointerWhereTheFrameShowsIt) {
   ASSERT_TRUE(server_.turn(std::get<0>(GetParam()), std::get<1>(GetParam())));
-  InputInjector injector(*displays_, *input_);
+  InputInjector injector(*displays_, *input_, scheduler_);
   injector.setTargetScreen(0);
   expectPointerOnMarks(injector);
   injector.setMappingMode(false);
@@ -102,7 +104,7 @@ TEST_P(X11TurnedScreen, putsThePointerWhereTheFrameShowsIt) {
 }
 
 TEST_P(X11TurnedScreen, followsAScreenThatIsTurnedWhileItIsShared) {
-  InputInjector injector(*displays_, *input_);
+  InputInjector injector(*displays_, *input_, scheduler_);
   injector.setTargetScreen(0);
   ASSERT_TRUE(server_.turn(std::get<0>(GetParam()), std::get<1>(GetParam())));
   expectPointerOnMarks(injector);

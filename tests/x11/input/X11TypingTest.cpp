@@ -2,6 +2,7 @@
 #include <QFile>
 #include <QTemporaryDir>
 
+#include "base/QtScheduler.h"
 #include "main/control/input/InputInjector.h"
 #include "platform/x11/X11Connection.h"
 #include "tests/x11/input/X11InputFixture.h"
@@ -32,7 +33,7 @@ class X11TypingTest : public X11InputFixture {
   void SetUp() override {
     X11InputFixture::SetUp();
     window_.reset();  // It would cover the terminal.
-    injector_ = std::make_unique<InputInjector>(*displays_, *input_);
+    injector_ = std::make_unique<InputInjector>(*displays_, *input_, scheduler_);
     ASSERT_TRUE(folder_.isValid());
   }
   QString path(const QString& name) const { return folder_.filePath(name); }
@@ -67,6 +68,7 @@ class X11TypingTest : public X11InputFixture {
 
   QTemporaryDir folder_;
   X11Connection person_{server_.display()};
+  QtScheduler scheduler_;
   std::unique_ptr<InputInjector> injector_;
 };
 

@@ -26,6 +26,8 @@ inline constexpr std::array kExpectedTypes = [] {
       ControlMessageRow{Name("wheel"), Gate::input, never},
       ControlMessageRow{Name("keyDown"), Gate::input, never},
       ControlMessageRow{Name("keyUp"), Gate::input, never},
+      ControlMessageRow{Name("key_press"), Gate::input, never},
+      ControlMessageRow{Name("type_text"), Gate::input, never},
       ControlMessageRow{Name("clipboard_request"), Gate::none, never},
       ControlMessageRow{Name("clipboard_set"), Gate::none, withRequest},
       ControlMessageRow{Name("clipboard_sync_enabled"), Gate::none, withRequest},

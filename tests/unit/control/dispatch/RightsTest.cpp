@@ -19,8 +19,8 @@ const QStringList kAlways{
     u"codec"_s,           u"ping"_s,          u"quality"_s,           u"video_params"_s,  u"auth"_s,
     u"control"_s,         u"display_index"_s, u"clipboard_request"_s, u"clipboard_set"_s, u"clipboard_sync_enabled"_s,
     u"diagnostics_run"_s, u"test_cursor"_s,   u"cursor_query"_s};
-const QStringList kInput{u"mouseMove"_s,   u"mouseClick"_s, u"mouseDown"_s, u"mouseUp"_s,
-                         u"doubleClick"_s, u"wheel"_s,      u"keyDown"_s,   u"keyUp"_s};
+const QStringList kInput{u"mouseMove"_s, u"mouseClick"_s, u"mouseDown"_s, u"mouseUp"_s,   u"doubleClick"_s,
+                         u"wheel"_s,     u"keyDown"_s,    u"keyUp"_s,     u"key_press"_s, u"type_text"_s};
 const QStringList kCommands{u"exec_command"_s, u"open_activity_monitor"_s};
 const QStringList kFiles{u"file_start"_s, u"file_chunk"_s, u"file_end"_s};
 

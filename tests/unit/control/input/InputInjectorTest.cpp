@@ -7,6 +7,7 @@
 #include "main/control/input/KeyCodes.h"
 #include "tests/fakes/FakeDesktopInput.h"
 #include "tests/fakes/FakeDisplays.h"
+#include "tests/fakes/FakeScheduler.h"
 #include "tests/fakes/RecordedLog.h"
 
 namespace vantora {
@@ -29,7 +30,8 @@ class InputInjectorTest : public testing::Test {
   fakes::RecordedLog log_;
   fakes::FakeDisplays displays_{{Display{.id = 7, .name = u"one"_s, .bounds = QRect(0, 0, 1000, 500)}}};
   Input input_{&displays_};
-  InputInjector injector_{displays_, input_};
+  fakes::FakeScheduler scheduler_;
+  InputInjector injector_{displays_, input_, scheduler_};
 };
 
 // A desktop may learn the scale of a display only with its first picture.

@@ -39,7 +39,7 @@ class InputMessagesTest : public testing::Test {
   }
   bool nothingHappened() const {
     return input_.pointerActions.empty() && input_.keyActions.empty() && input_.scrollEvents.empty() &&
-           sender_.sent.isEmpty();
+           input_.typed.empty() && sender_.sent.isEmpty();
   }
 
   fakes::RecordedLog log_;
@@ -47,17 +47,18 @@ class InputMessagesTest : public testing::Test {
   fakes::FakeDisplays displays_{{{.id = 1, .bounds = {0, 0, 1000, 500}}}};
   fakes::FakeDesktopInput input_{&displays_};
   fakes::FakeControlSender sender_;
-  InputInjector injector_{displays_, input_};
+  fakes::FakeScheduler timers_;
+  InputInjector injector_{displays_, input_, timers_};
   bool inputRight_ = true;
   ControlDispatcher dispatcher_{sender_, scheduler_, [this](Gate) { return inputRight_; }};
 };
 
 TEST_F(InputMessagesTest, refusesAllInputBeforeControlIsGranted) {
   inputRight_ = false;
-  for (const char* type :
-       {"mouseMove", "mouseClick", "mouseDown", "mouseUp", "doubleClick", "wheel", "keyDown", "keyUp"}) {
-    receive(QByteArray(R"({"x":0.5,"y":0.5,"dx":3,"dy":3,"code":"KeyA","timestamp":1,"req":1,"type":")") + type +
-            "\"}");
+  for (const char* type : {"mouseMove", "mouseClick", "mouseDown", "mouseUp", "doubleClick", "wheel", "keyDown",
+                           "keyUp", "key_press", "type_text"}) {
+    receive(QByteArray(R"({"x":0.5,"y":0.5,"dx":3,"dy":3,"code":"KeyA","text":"a","timestamp":1,"req":1,"type":")") +
+            type + "\"}");
     EXPECT_TRUE(nothingHappened()) << type;
   }
 }
@@ -178,10 +179,82 @@ TEST_F(InputMessagesTest, pressesKeysWithTheModifiersThatAreTrue) {
 
 TEST_F(InputMessagesTest, ignoresKeysWithoutAName) {
   for (const char* text : {R"({"type":"keyDown"})", R"({"type":"keyDown","code":5})", R"({"type":"keyUp","code":null})",
-                           R"({"type":"keyUp","code":""})", R"({"type":"keyDown","code":"no such key"})"}) {
+                           R"({"type":"keyUp","code":""})", R"({"type":"keyDown","code":"no such key"})",
+                           R"({"type":"keyDown","code":"F5"})", R"({"type":"key_press"})",
+                           R"({"type":"key_press","code":5})", R"({"type":"key_press","code":"no such key"})"}) {
     receive(text);
     EXPECT_TRUE(nothingHappened()) << text;
   }
+}
+
+TEST_F(InputMessagesTest, pressesAKeyOnceWithItsModifiers) {
+  receive(R"({"type":"key_press","code":"F5","mods":{"altgr":true,"ctrl":true}})");
+  receive(R"({"type":"key_press","code":"KeyA"})");
+  const KeyModifiers both{.control = true, .altgr = true};
+  EXPECT_EQ(input_.keyActions,
+            (std::vector<Input::KeyAction>{
+                {KEY_F5, true, both}, {KEY_F5, false, both}, {KEY_A, true, {}}, {KEY_A, false, {}}}));
+  EXPECT_TRUE(sender_.sent.isEmpty());
+}
+
+TEST_F(InputMessagesTest, typesATextAndSaysHowMuchOfIt) {
+  receive(R"({"type":"type_text","id":"t1","text":"a\r\nb\tc\u0007\u4e2d","req":7})");
+  EXPECT_EQ(input_.typed, U"a\nb\tc\u4e2d");
+  EXPECT_EQ(sender_.sent,
+            (QList<Sent>{{ControlChannel::reliable,
+                          {{u"type"_s, u"text_typed"_s}, {u"id"_s, u"t1"_s}, {u"typed"_s, 6}, {u"length"_s, 7}}}}));
+}
+
+TEST_F(InputMessagesTest, answersATextWithoutAnIdentifier) {
+  input_.missingCharacters = {U'b'};
+  receive(R"({"type":"type_text","text":"abc"})");
+  receive(R"({"type":"type_text","text":"","id":5})");
+  ASSERT_EQ(sender_.sent.size(), 2);
+  EXPECT_EQ(sender_.sent[0].message, (JsonObject{{u"type"_s, u"text_typed"_s}, {u"typed"_s, 2}, {u"length"_s, 3}}));
+  EXPECT_EQ(sender_.sent[1].message, (JsonObject{{u"type"_s, u"text_typed"_s}, {u"typed"_s, 0}, {u"length"_s, 0}}));
+}
+
+TEST_F(InputMessagesTest, refusesATextThatIsTooLong) {
+  // Two UTF-16 units each.
+  const QByteArray longest = QByteArray("\xf0\x9f\x98\x80").repeated(4000);
+  receive(R"({"type":"type_text","id":"x","text":")" + longest + "a\"}");
+  EXPECT_TRUE(input_.typed.empty());
+  ASSERT_EQ(sender_.sent.size(), 1);
+  EXPECT_EQ(sender_.take()[0].message, (JsonObject{{u"type"_s, u"text_typed"_s},
+                                                   {u"id"_s, u"x"_s},
+                                                   {u"typed"_s, 0},
+                                                   {u"length"_s, 4001},
+                                                   {u"reason"_s, u"too long"_s}}));
+  receive(R"({"type":"type_text","text":")" + longest + "\"}");
+  timers_.advance(60s);
+  EXPECT_EQ(input_.typed.size(), 4000U);
+  EXPECT_EQ(sender_.take()[0].message.value(u"typed"), 4000);
+}
+
+TEST_F(InputMessagesTest, dropsTextsThatAreNone) {
+  const QByteArray longId(65, 'i');
+  for (const QByteArray& text :
+       {QByteArray(R"({"type":"type_text"})"), QByteArray(R"({"type":"type_text","text":5,"id":"a"})"),
+        QByteArray(R"({"type":"type_text","text":["a"]})"),
+        R"({"type":"type_text","text":"a","id":")" + longId + "\"}"}) {
+    receive(text);
+    EXPECT_TRUE(nothingHappened()) << text.toStdString();
+  }
+}
+
+TEST_F(InputMessagesTest, answersATextThatControlsEndCutsShort) {
+  receive(R"({"type":"type_text","id":"a","text":"0123456789abcdef"})");
+  receive(R"({"type":"type_text","id":"b","text":"x"})");
+  EXPECT_TRUE(sender_.sent.isEmpty());
+  injector_.releaseAll();
+  ASSERT_EQ(sender_.sent.size(), 2);
+  EXPECT_EQ(sender_.sent[0].message, (JsonObject{{u"type"_s, u"text_typed"_s},
+                                                 {u"id"_s, u"a"_s},
+                                                 {u"typed"_s, 10},
+                                                 {u"length"_s, 16},
+                                                 {u"reason"_s, u"control ended"_s}}));
+  timers_.advance(60s);
+  EXPECT_EQ(input_.typed, U"0123456789");
 }
 
 }  // namespace

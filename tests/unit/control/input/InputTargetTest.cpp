@@ -6,6 +6,7 @@
 #include "main/control/input/InputInjector.h"
 #include "tests/fakes/FakeDesktopInput.h"
 #include "tests/fakes/FakeDisplays.h"
+#include "tests/fakes/FakeScheduler.h"
 #include "tests/fakes/RecordedLog.h"
 
 namespace vantora {
@@ -30,7 +31,8 @@ class InputTargetTest : public testing::Test {
   fakes::RecordedLog log_;
   fakes::FakeDisplays displays_{{kFirst, kSecond}};
   fakes::FakeDesktopInput input_{&displays_};
-  InputInjector injector_{displays_, input_};
+  fakes::FakeScheduler scheduler_;
+  InputInjector injector_{displays_, input_, scheduler_};
 };
 
 TEST_F(InputTargetTest, beginsWithPointsOfTheFirstScreenAndTheTopOrigin) {

@@ -61,5 +61,25 @@ TEST(KeyCodes, knowsNoFunctionEditingModifierOrKeypadKeys) {
   }
 }
 
+TEST(KeyCodes, furtherKeysCanOnlyBePressed) {
+  std::set<int> codes;
+  for (const PressableKey& key : furtherKeys()) {
+    const QString name = QString::fromLatin1(key.name);
+    EXPECT_EQ(findKey(name), nullptr) << key.name;
+    EXPECT_EQ(pressableKey(name), key.evdev) << key.name;
+    EXPECT_TRUE(codes.insert(key.evdev).second) << key.name;
+  }
+  for (const KeyCode& key : keyCodes()) {
+    EXPECT_EQ(pressableKey(QString::fromLatin1(key.name)), key.evdev) << key.name;
+    EXPECT_FALSE(codes.contains(key.evdev)) << key.name;
+  }
+  EXPECT_EQ(pressableKey(u"F5"_s), 63);
+  EXPECT_EQ(pressableKey(u"Delete"_s), 111);
+  EXPECT_EQ(pressableKey(u"MetaLeft"_s), 125);
+  for (const auto& name : {u"f5"_s, u"F25"_s, u"ShiftLeft"_s, u"ControlLeft"_s, u"AltRight"_s, u"Power"_s, u""_s}) {
+    EXPECT_EQ(pressableKey(name), std::nullopt) << name.toStdString();
+  }
+}
+
 }  // namespace
 }  // namespace vantora

@@ -18,6 +18,11 @@ TEST(KeyPositions, hasOnePlaceForEveryKeyOfTheTable) {
     EXPECT_LE(place.size(), 4U) << key.name;
     EXPECT_TRUE(places.emplace(place).second) << key.name;
   }
+  for (const PressableKey& key : furtherKeys()) {
+    const std::string_view place = xkbKeyName(key.evdev);
+    EXPECT_TRUE(!place.empty() && place.size() <= 4) << key.name;
+    EXPECT_TRUE(places.emplace(place).second) << key.name;
+  }
 }
 
 TEST(KeyPositions, countsRowsFromTheSpaceBarAndKeysFromTheLeft) {
@@ -33,7 +38,7 @@ TEST(KeyPositions, countsRowsFromTheSpaceBarAndKeysFromTheLeft) {
 }
 
 TEST(KeyPositions, hasNoPlaceForOtherKeys) {
-  EXPECT_EQ(xkbKeyName(KEY_F5), "");
+  EXPECT_EQ(xkbKeyName(KEY_POWER), "");
   EXPECT_EQ(xkbKeyName(KEY_RESERVED), "");
   EXPECT_EQ(xkbKeyName(0xffff), "");
 }
