@@ -14,6 +14,7 @@
 #include "platform/x11/WheelClicks.h"
 #include "platform/x11/X11Connection.h"
 #include "platform/x11/X11Keyboard.h"
+#include "platform/x11/X11Typing.h"
 #include "platform/x11/Xwayland.h"
 
 namespace vantora {
@@ -50,6 +51,7 @@ class X11Input final : public DesktopInput {
     // A server keeps keys down that a client pressed, even after the client has disconnected.
     if (xcb_connection_t* connection = connection_.writableConnection(); connection != nullptr && hasTest_) {
       releaseHeld(connection);
+      typing_.giveBack();
       // Waits until the server has processed everything: closing right after a write can lose the data. A silent server
       // may still read it later.
       std::ignore = connection_.roundTrip();
@@ -139,7 +141,44 @@ class X11Input final : public DesktopInput {
     return true;
   }
 
-  TypingStep type(std::u32string_view /*text*/) override { return {.possible = false}; }
+  TypingStep type(std::u32string_view text) override {
+    affinity_.check("X11Input::type");
+    xcb_connection_t* connection = ready();
+    if (connection == nullptr) return {.possible = false};
+    auto state = readState();
+    if (!state) return {.possible = false};
+    drain(connection);
+    keyboard_.refresh(connection_);
+    releaseRestored(connection, state->down);
+    const X11Typing::Strokes typed = typing_.prepare(text, state->group);
+    if (typed.strokes.empty()) {
+      xcb_flush(connection);
+      return typed.step;
+    }
+    if (state->locked) keyboard_.setLock(connection, false);
+    Keymap borrowed;  // From the local user, until the end of the step.
+    for (const X11Layout::Stroke& stroke : typed.strokes) {
+      const KeyModifiers modifiers{.shift = stroke.shift, .altgr = stroke.altgr};
+      const ModifierPlan plan = planModifiers(keyboard_.modifiers(), modifiers, state->down, ownModifiers_);
+      for (const Keycode key : plan.restore) borrowed[key] = true;
+      for (const Keycode key : plan.release) state->down[key] = setModifier(connection, key, false);
+      for (const Keycode key : plan.press) state->down[key] = setModifier(connection, key, true);
+      // A key that is down could not be pressed.
+      if (state->down[stroke.keycode]) fake(connection, XCB_KEY_RELEASE, stroke.keycode);
+      state->down[stroke.keycode] = false;
+      fake(connection, XCB_KEY_PRESS, stroke.keycode);
+      fake(connection, XCB_KEY_RELEASE, stroke.keycode);
+    }
+    if (heldKeys_.empty()) releaseModifiers(connection);
+    for (std::size_t key = 0; key < borrowed.size(); ++key) {
+      if (!borrowed[key]) continue;
+      fake(connection, XCB_KEY_PRESS, static_cast<Keycode>(key));
+      restored_[key] = true;
+    }
+    if (state->locked) keyboard_.setLock(connection, true);
+    xcb_flush(connection);
+    return typed.step;
+  }
 
   void releaseAll() override {
     affinity_.check("X11Input::releaseAll");
@@ -148,6 +187,7 @@ class X11Input final : public DesktopInput {
     if (connection == nullptr && hasTest_) connection = connection_.writableConnection();
     if (connection == nullptr) return;
     releaseHeld(connection);
+    typing_.giveBackSoon();
   }
 
  private:
@@ -245,9 +285,9 @@ class X11Input final : public DesktopInput {
     keyboard_.setRepeats(connection, repeats);
   }
 
-  void setModifier(xcb_connection_t* connection, Keycode key, bool down) {
+  bool setModifier(xcb_connection_t* connection, Keycode key, bool down) {
     fake(connection, down ? XCB_KEY_PRESS : XCB_KEY_RELEASE, key);
-    ownModifiers_[key] = down;
+    return ownModifiers_[key] = down;
   }
 
   void releaseModifiers(xcb_connection_t* connection) {
@@ -290,6 +330,7 @@ class X11Input final : public DesktopInput {
   bool xwayland_ = false;  // The server passes no input to the desktop.
   bool hasTest_ = false;
   X11Keyboard keyboard_;
+  X11Typing typing_{connection_, keyboard_};
   Keymap lastRepeats_;                     // Which keys repeat, as last read or set.
   std::vector<LogicalButton> pointerMap_;  // What applications see of each physical button.
   bool pointerMapStale_ = true;

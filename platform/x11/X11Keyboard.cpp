@@ -66,6 +66,7 @@ void X11Keyboard::noteEvent(const xcb_generic_event_t& event) {
 void X11Keyboard::refresh(X11Connection& server) {
   if (!stale_ || !watching_ || server.current() == nullptr) return;
   stale_ = false;
+  ++revision_;
   readNames(server);
   readModifiers(server);
 }
@@ -101,6 +102,7 @@ void X11Keyboard::readNames(X11Connection& server) {
 void X11Keyboard::readModifiers(X11Connection& server) {
   modifiers_ = {};
   lockKeys_.reset();
+  altgrMask_ = 0;
   xcb_connection_t* const connection = server.current();
   if (connection == nullptr) return;
   const xcb_setup_t* setup = xcb_get_setup(connection);
@@ -134,6 +136,7 @@ void X11Keyboard::readModifiers(X11Connection& server) {
       const xcb_keycode_t* match = std::find_if(begin, begin + perRow, gives);
       if (match == begin + perRow) continue;
       if (firstMatch == 0) firstMatch = *match;
+      if (kModifiers[index] == Modifier::altgr) altgrMask_ = static_cast<std::uint8_t>(1U << row);
       std::copy_if(begin, begin + perRow, std::inserter(keys, keys.end()), [](Keycode key) { return key != 0; });
     }
     if (kModifiers[index] == Modifier::altgr) {
@@ -167,7 +170,8 @@ std::optional<X11Keyboard::State> X11Keyboard::readState(X11Connection& server) 
   if (!keymap || !controls || !state) return std::nullopt;
   return State{.down = keymapFromBytes(keymap->keys),
                .repeats = keymapFromBytes(controls->perKeyRepeat),
-               .locked = (state->lockedMods & XCB_MOD_MASK_LOCK) != 0};
+               .locked = (state->lockedMods & XCB_MOD_MASK_LOCK) != 0,
+               .group = state->group};
 }
 
 void X11Keyboard::setLock(xcb_connection_t* connection, bool locked) const {

@@ -29,6 +29,7 @@ class X11Keyboard {
     Keymap down;          // Pressed by any device.
     Keymap repeats;       // The keys that repeat while they are held.
     bool locked = false;  // Caps Lock is on.
+    int group = 0;        // The layout in use, where there are several.
   };
   // One round trip; nullopt when the server does not reply.
   std::optional<State> readState(X11Connection& server) const;
@@ -41,6 +42,10 @@ class X11Keyboard {
   // Keycode at the position `code` (see KeyPositions.h); 0: there is none.
   Keycode keycode(std::uint16_t code) const;
   const ModifierTable& modifiers() const { return modifiers_; }
+  // The modifier of the third level; 0 without one.
+  std::uint8_t altgrMask() const { return altgrMask_; }
+  // Changes whenever the tables have been read again.
+  std::uint64_t revision() const { return revision_; }
   // Whether this key switches Caps Lock.
   bool locks(Keycode keycode) const { return lockKeys_[keycode]; }
 
@@ -55,6 +60,8 @@ class X11Keyboard {
   std::map<std::string, Keycode> byName_;
   ModifierTable modifiers_;
   Keymap lockKeys_;
+  std::uint8_t altgrMask_ = 0;
+  std::uint64_t revision_ = 0;
 };
 
 }  // namespace vantora

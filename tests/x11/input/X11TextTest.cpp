@@ -1,0 +1,239 @@
+// Texts with any characters, as applications get them.
+#define explicit explicit_
+#include <xcb/xkb.h>
+#undef explicit
+
+#include <QFile>
+#include <QTemporaryDir>
+
+#include "base/QtScheduler.h"
+#include "main/control/input/KeyQueue.h"
+#include "platform/x11/X11Connection.h"
+#include "tests/fakes/EventLoop.h"
+#include "tests/x11/input/X11InputFixture.h"
+#include "tests/x11/support/KeyDecoder.h"
+
+namespace vantora::testx11 {
+namespace {
+
+using namespace Qt::Literals::StringLiterals;
+
+constexpr int kAltRight = 108;
+
+class X11TextTest : public X11InputFixture {
+ protected:
+  void SetUp() override {
+    testloop::ensureApplication();
+    X11InputFixture::SetUp();
+    queue_ = std::make_unique<KeyQueue>(*input_, scheduler_);
+    // A key of the new keyboard makes it the current one.
+    EXPECT_TRUE(key("KeyA", true) && key("KeyA", false));
+    map_ = decoder().wholeMap();
+    window().clear();
+  }
+  KeyDecoder decoder() const { return KeyDecoder(server_.display()); }
+  void start(const QString& text) {
+    queue_->type(text, [this](const TypedText& result) { results_.push_back(result); });
+  }
+  // Types a text to its end; how much of it was typed.
+  std::size_t type(const QString& text) {
+    const std::size_t before = results_.size();
+    start(text);
+    EXPECT_TRUE(testloop::waitFor([&] { return results_.size() > before; }));
+    return results_.empty() ? 0 : results_.back().typed;
+  }
+  // The characters of the key presses, under the present map.
+  QString seen() {
+    const KeyDecoder translate(server_.display());
+    QString text;
+    for (const SeenEvent& event : window().ofType({XCB_KEY_PRESS})) {
+      const std::uint32_t keysym = translate.keysym(event.detail, event.state);
+      if (keysym == 0xff0d || keysym == 0xff09) {
+        text += keysym == 0xff0d ? u'\n' : u'\t';
+      } else if (const char32_t character = KeyDecoder::character(keysym)) {
+        text += QString::fromUcs4(&character, 1);
+      }
+    }
+    return text;
+  }
+  void setLayout(const std::vector<std::string>& arguments) {
+    std::vector<std::string> command{"setxkbmap"};
+    command.insert(command.end(), arguments.begin(), arguments.end());
+    ASSERT_EQ(server_.run(command), 0);
+    EXPECT_TRUE(key("KeyA", true) && key("KeyA", false));
+    map_ = decoder().wholeMap();
+    window().clear();
+  }
+  bool isGivenBack() {
+    return testloop::waitFor([this] { return decoder().wholeMap() == map_; });
+  }
+
+  QtScheduler scheduler_;
+  std::unique_ptr<KeyQueue> queue_;
+  std::vector<TypedText> results_;
+  QString map_;
+};
+
+TEST_F(X11TextTest, typesAnyCharacterOnAnyLayout) {
+  const QString text = u"Hello, World! 09 ^`'\"~@{}[]|\\€<>#$%&\tÄöüßéèñçÇłŻ¿\nЖукя Ωλ 中文字 あ 😀👍 …—“”\u0301"_s;
+  for (const char* layout : {"us", "de", "fr", "es", "pl"}) {
+    setLayout({layout});
+    EXPECT_EQ(type(text), static_cast<std::size_t>(text.toUcs4().size())) << layout;
+    EXPECT_EQ(seen(), text) << layout;
+    EXPECT_TRUE(window().keysDown().empty()) << layout;
+  }
+  input_->releaseAll();
+  EXPECT_TRUE(isGivenBack());
+}
+
+TEST_F(X11TextTest, usesTheKeysThatTheLayoutHas) {
+  setLayout({"de"});
+  EXPECT_EQ(type(u"aZ1@{€ß?Ä|~"_s), 11U);
+  EXPECT_EQ(seen(), u"aZ1@{€ß?Ä|~"_s);
+  EXPECT_EQ(decoder().wholeMap(), map_);
+}
+
+TEST_F(X11TextTest, usesTheLayoutThatIsSwitchedOn) {
+  setLayout({"us,ru"});
+  xcb_connection_t* const connection = window().connection();
+  std::free(xcb_xkb_use_extension_reply(connection, xcb_xkb_use_extension(connection, 1, 0), nullptr));
+  xcb_xkb_latch_lock_state(connection, XCB_XKB_ID_USE_CORE_KBD, 0, 0, 1, 1, 0, 0, 0);
+  window().clear();
+  EXPECT_EQ(type(u"привет"_s), 6U);
+  EXPECT_EQ(decoder().wholeMap(), map_);
+  EXPECT_EQ(type(u" Wow"_s), 4U);
+  EXPECT_EQ(seen(), u"привет Wow"_s);
+}
+
+TEST_F(X11TextTest, thePersonsKeysChangeNothing) {
+  setLayout({"de"});
+  window().personKey(kCapsLock, true);
+  window().personKey(kCapsLock, false);
+  for (const int held : {kShiftLeft, kControlRight, kAltRight}) {
+    window().personKey(held, true);
+    window().clear();
+    EXPECT_EQ(type(u"aB@é中€"_s), 6U);
+    EXPECT_EQ(seen(), u"aB@é中€"_s) << held;
+    for (const SeenEvent& event : window().keys()) {
+      if (event.detail == held) continue;
+      EXPECT_EQ(event.state & (XCB_MOD_MASK_LOCK | XCB_MOD_MASK_CONTROL), 0) << "of " << event.detail;
+    }
+    EXPECT_EQ(window().keysDown(), std::set<int>{held});
+    EXPECT_NE(window().pointer().mask & XCB_MOD_MASK_LOCK, 0);
+    window().personKey(held, false);
+  }
+}
+
+TEST_F(X11TextTest, theViewersHeldModifiersChangeNothing) {
+  EXPECT_TRUE(key("KeyB", true, {.shift = true, .control = true}));
+  window().clear();
+  EXPECT_EQ(type(u"aB"_s), 2U);
+  EXPECT_EQ(seen(), u"aB"_s);
+  EXPECT_TRUE(key("KeyB", false));
+  EXPECT_TRUE(window().keysDown().empty());
+}
+
+TEST_F(X11TextTest, keepsTheOrderOfTextsAndKeys) {
+  start(u"x€"_s);
+  queue_->key(keyCodeOf("KeyQ"), true, {});
+  queue_->key(keyCodeOf("KeyQ"), false, {});
+  start(u"中y"_s);
+  EXPECT_TRUE(testloop::waitFor([this] { return results_.size() == 2; }));
+  EXPECT_EQ(seen(), u"x€q中y"_s);
+}
+
+TEST_F(X11TextTest, stopsWhenControlEnds) {
+  start(u"中a"_s.repeated(1000));
+  EXPECT_TRUE(testloop::waitFor([this] { return seen().size() > 50; }));
+  queue_->releaseAll();
+  ASSERT_EQ(results_.size(), 1U);
+  EXPECT_EQ(results_[0].reason, u"control ended"_s);
+  EXPECT_LT(results_[0].typed, 2000U);
+  EXPECT_EQ(seen().size(), static_cast<qsizetype>(results_[0].typed));
+  EXPECT_TRUE(window().keysDown().empty());
+  EXPECT_TRUE(isGivenBack());
+  EXPECT_TRUE(seen().size() <= static_cast<qsizetype>(results_[0].typed)) << "nothing came later";
+}
+
+TEST_F(X11TextTest, givesItsKeysBackAtTheEnd) {
+  EXPECT_EQ(type(u"中文"_s), 2U);
+  EXPECT_NE(decoder().wholeMap(), map_);
+  queue_.reset();
+  input_.reset();
+  EXPECT_EQ(decoder().wholeMap(), map_);
+}
+
+TEST_F(X11TextTest, takesTheKeysThatAKilledProgramLeft) {
+  const pid_t killed = ::fork();
+  if (killed == 0) {
+    // Only what a program does that dies right after.
+    const auto other = makeX11Input(server_.display(), *displays_);
+    (void)other->type(U"Ж中文");
+    const bool alive = testx11::usable(*other);
+    ::_exit(alive ? 0 : 1);
+  }
+  int status = 0;
+  ::waitpid(killed, &status, 0);
+  ASSERT_EQ(status, 0);
+  ASSERT_NE(decoder().wholeMap(), map_);
+  EXPECT_EQ(type(u"é中"_s), 2U);
+  EXPECT_EQ(seen(), u"é中"_s);
+  input_->releaseAll();
+  EXPECT_TRUE(isGivenBack());
+}
+
+TEST_F(X11TextTest, goesOnUnderAnotherLayout) {
+  EXPECT_EQ(type(u"中"_s), 1U);
+  EXPECT_EQ(seen(), u"中"_s);
+  setLayout({"de"});
+  EXPECT_EQ(type(u"y中@z"_s), 4U);
+  EXPECT_EQ(seen(), u"y中@z"_s);
+  input_->releaseAll();
+  EXPECT_TRUE(isGivenBack());
+}
+
+TEST_F(X11TextTest, saysThatTheServerIsGone) {
+  start(u"a"_s.repeated(200));
+  server_.kill();
+  EXPECT_TRUE(testloop::waitFor([this] { return !results_.empty(); }));
+  EXPECT_EQ(results_.at(0).reason, u"desktop unavailable"_s);
+}
+
+// More different characters than there are keys without a meaning.
+TEST_F(X11TextTest, aTerminalGetsExactlyTheText) {
+  window_.reset();  // It would cover the terminal.
+  const QTemporaryDir folder;
+  ASSERT_TRUE(folder.isValid());
+  const QString typed = folder.filePath(u"typed"_s);
+  const std::string script = "stty -icanon -echo min 1; touch " + folder.filePath(u"ready"_s).toStdString() +
+                             "; exec cat > " + typed.toStdString();
+  const ChildProcess terminal({"xterm", "-u8", "-geometry", "170x58+0+0", "-fn", "fixed", "-e", "sh", "-c", script},
+                              {server_.displayVariable(), "LC_ALL=C.UTF-8"});
+  X11Connection person(server_.display());
+  ASSERT_TRUE(testloop::waitFor([&] {
+    xcb_connection_t* const connection = person.open();
+    if (connection == nullptr || !QFile::exists(folder.filePath(u"ready"_s))) return false;
+    move(512, 384);  // The keyboard focus follows the pointer.
+    const auto pointer =
+        person.reply<xcb_query_pointer_reply_t>(xcb_query_pointer_unchecked(connection, person.screen().root));
+    return pointer && pointer->child != XCB_NONE;
+  }));
+
+  QString text = u"The quick brown FOX, 100 % {of} [it] \\ 'x' \"y\" ~/z@host.de €5\tÄÖÜäöüß éèñ ЖЩЫ žřů 中文 😀\n"_s;
+  for (char32_t character = U'一'; text.toUcs4().size() < 160; ++character) text += QString::fromUcs4(&character, 1);
+  const QString line = u"Die Straße nach Łódź kostet 7,50 € – Привет, 世界! 👍 | Ctrl+C (nothing) <b>&amp;</b>\r\n"_s;
+  while (text.toUcs4().size() + line.size() < 4000) text += line;
+  text += u"x"_s.repeated(4000 - text.toUcs4().size() + text.count(u"\r\n"_s));
+
+  EXPECT_EQ(type(text), 4000U);
+  const QByteArray expected = text.replace(u"\r\n"_s, u"\n"_s).toUtf8();
+  const auto content = [&typed] {
+    QFile file(typed);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+  };
+  EXPECT_TRUE(testloop::waitFor([&] { return content().size() >= expected.size(); }));
+  EXPECT_EQ(QString::fromUtf8(content()).toStdString(), QString::fromUtf8(expected).toStdString());
+}
+
+}  // namespace
+}  // namespace vantora::testx11
