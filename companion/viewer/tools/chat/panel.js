@@ -11,7 +11,7 @@ export function mount(body, app) {
   body.classList.add('chat');
   const empty = make('p', 'panel-hint', 'No messages yet. Everyone in the room can read what you write.');
   empty.id = 'chat-empty';
-  const log = make('ol', 'chat-log');
+  const log = make('div', 'chat-log');
   log.id = 'chat-log';
   log.setAttribute('role', 'log');
   log.setAttribute('aria-label', 'Messages');
@@ -41,7 +41,7 @@ export function mount(body, app) {
 }
 
 function lineElement({ from, fromHost, text, at, reaction }) {
-  const item = make('li', `chat-line ${fromHost ? 'from-host' : 'from-viewer'} ${reaction ? 'reaction-line' : ''}`.trim());
+  const item = make('div', `chat-line ${fromHost ? 'from-host' : 'from-viewer'} ${reaction ? 'reaction-line' : ''}`.trim());
   const head = make('div', 'chat-head');
   const time = make('time', 'chat-time', at.toLocaleTimeString([], { hour: '2-digit', minute: '2-digit' }));
   time.dateTime = at.toISOString();

@@ -1,0 +1,40 @@
+// What each state of the page has for those who see little, use no mouse or have it read to them.
+import assert from 'node:assert/strict';
+import { assertAccessible } from '../e2e/lib/accessibility.mjs';
+import { until } from '../e2e/lib/wait.mjs';
+import { hasState, inControl, newRoom, openViewer, pageTests, pairTests, takeControl } from './setup.mjs';
+
+const { pageTest } = pageTests();
+const { pairTest, sendFromHost } = pairTests();
+
+pageTest('the choice of a room and the wait for a host are accessible', {}, async ({ server, browser, ...rest }) => {
+  const page = await browser.page();
+  await page.goto(server.address);
+  await page.waitForSelector('#room-card', { state: 'visible' });
+  await assertAccessible(page);
+  await openViewer({ server, browser, ...rest }, newRoom(), '', page);
+  await hasState(page, 'connection', 'waiting');
+  await assertAccessible(page);
+  // What is wrong in one of the schemes alone is found.
+  await page.evaluate(() => document.body.append(Object.assign(document.createElement('p'), { textContent: 'pale', id: 'pale' })));
+  await page.evaluate(() => { document.getElementById('pale').style.color = 'light-dark(#eee, #fff)'; });
+  await assert.rejects(assertAccessible(page), ({ actual }) => actual.length === 1 && actual[0].id === 'color-contrast' &&
+    actual[0].colorScheme === 'light' && actual[0].nodes[0].startsWith('#pale'));
+  await page.context().close();
+});
+
+pairTest('a connected page is accessible, without control and with it', { options: { displays: 2 } }, async (both) => {
+  const { viewer } = both;
+  await assertAccessible(viewer);
+  await takeControl(viewer, '111111');
+  await hasState(viewer, 'control', 'denied');
+  await sendFromHost(both, { type: 'permission_required', permission: 'accessibility' });
+  await until(() => viewer.isVisible('.notice'), { what: 'the notice' });
+  await assertAccessible(viewer);
+  await inControl(both);
+  await viewer.click('#chat-button');
+  await viewer.fill('#chat-input', 'hello');
+  await viewer.press('#chat-input', 'Enter');
+  await until(() => viewer.isVisible('.chat-line'), { what: 'the line' });
+  await assertAccessible(viewer);
+});
