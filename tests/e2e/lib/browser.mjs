@@ -1,10 +1,11 @@
 // Chromium or Firefox, one process tree per browser, so that a test can kill one without a regular shutdown.
-import { chmod, writeFile } from 'node:fs/promises';
+import { chmod, readFile, readdir, stat, writeFile } from 'node:fs/promises';
 import { join } from 'node:path';
 import { chromium, firefox } from 'playwright-core';
 import { firefoxPreferences } from './firefox-preferences.mjs';
 import { nobody } from './message-bus.mjs';
 import { temporaryDirectory } from './paths.mjs';
+import { until } from './wait.mjs';
 
 const kinds = {
   chromium: {
@@ -50,6 +51,7 @@ export class Browser {
     const server = await kinds[name].launch({
       executablePath: executable,
       headless: true,
+      downloadsPath: join(directory.path, 'saved'),
       env: { ...process.env, DBUS_SESSION_BUS_ADDRESS: nobody, ...env },
       timeout: 60000,
     }, directory);
@@ -74,6 +76,26 @@ export class Browser {
     page.on('console', (message) => page.said.push(`${message.type()}: ${message.text()}`));
     page.on('pageerror', (error) => page.said.push(`error: ${error.message}`));
     return page;
+  }
+
+  /// Does `action`, which makes `page` save a file that is not empty; resolves to {name, content (Buffer)}.
+  async saved(page, action) {
+    if (this.name === 'chromium') {
+      const [download] = await Promise.all([page.waitForEvent('download'), action()]);
+      const path = join(this.directory.path, 'copy');
+      await download.saveAs(path);
+      return { name: download.suggestedFilename(), content: await readFile(path) };
+    }
+    // Of files that a page made itself, the driver of Firefox reports nothing. They get their content, and their name,
+    // at the end.
+    const files = () => readdir(join(this.directory.path, 'saved')).catch(() => []);
+    const before = new Set(await files());
+    await action();
+    return until(async () => {
+      const [name, ...more] = (await files()).filter((each) => !before.has(each));
+      const path = name && !more.length && join(this.directory.path, 'saved', name);
+      return path && !name.endsWith('.part') && (await stat(path)).size > 0 && { name, content: await readFile(path) };
+    }, { what: 'the saved file' });
   }
 
   /// Ends every process of it at once, as a crash or a power cut would.
