@@ -166,9 +166,15 @@ pairTest('the wheel turns where the pointer is, even when the moves to it were l
 
 pairTest('travel of less than a pixel adds up', {}, async (both) => {
   await inControl(both);
-  await moveTo(both, 0.5, 0.5);
-  for (let i = 0; i < 10; ++i) await both.viewer.mouse.wheel(0.25, -0.5);
-  await both.viewer.evaluate(() => new Promise((resolve) => requestAnimationFrame(() => requestAnimationFrame(resolve))));
+  const { x, y } = await pointOnImage(both.viewer, 0.5, 0.5);
+  await both.viewer.evaluate(async ([clientX, clientY]) => {
+    const stage = document.getElementById('stage');
+    for (let i = 0; i < 10; ++i) {
+      stage.dispatchEvent(new WheelEvent('wheel', { clientX, clientY, deltaX: 0.25, deltaY: -0.5, cancelable: true }));
+      await new Promise((resolve) => requestAnimationFrame(resolve));
+    }
+    await new Promise((resolve) => requestAnimationFrame(resolve));
+  }, [x, y]);
   await settled(both);
   const sent = await receivedMessages(both.host, 'wheel');
   for (const { dx, dy } of sent) assert.ok(Number.isInteger(dx) && Number.isInteger(dy) && (dx || dy), `${dx}, ${dy}`);
