@@ -26,6 +26,8 @@ export class App {
   dock = null;
   connection = { state: 'connecting', detail: '' };
   people = { names: [], you: -1 };
+  // askForPin() opens the card for the PIN.
+  askForPin = () => {};
 
   // `room`: the room's name or null; `name`: the viewer's for the chat, may be empty; null: the one that was set
   // on the start page.

@@ -103,6 +103,8 @@ const access = new AccessView({
   },
 });
 
+app.askForPin = () => access.ask();
+
 const displays = new DisplaysView((index) => {
   control.send({ type: 'display_index', index });
   returnToScreen();

@@ -71,15 +71,20 @@ export class AccessView {
     }
   }
 
+  // Opens the card for the PIN where the PIN is what is missing.
+  ask() {
+    this.#dismissed = false;
+    this.#refresh();
+    byId('pin').focus();
+  }
+
   #pressed() {
     if (this.#state === 'on') {
       this.#actions.giveBack();
     } else if (this.#state === 'off') {
       this.#actions.enable();
     } else {
-      this.#dismissed = false;
-      this.#refresh();
-      byId('pin').focus();
+      this.ask();
     }
   }
 
