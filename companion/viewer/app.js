@@ -14,6 +14,9 @@ const SMALLEST_MESSAGE_LIMIT = 65536;
 //   'control' (state)       "locked", "denied", "off" or "on", see Control
 //   'connection' ({state, detail})   see Session
 //   'figures' (figures or null)      of the received video, once a second, see stats.js
+//   'clipboard' (content)   of the host: {text}, or {length, limit} of one that is too long
+//   'clipboard-progress' (share)   of a long text of the host that arrives, 0 to 1
+//   'files-refused' ({folders, refused})   what of a drop is not sent
 //   'replaced' ()           there is another peer connection
 //   'people' ({names, you}) the viewers in the room have changed, see Session
 export class App {

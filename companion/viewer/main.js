@@ -3,6 +3,7 @@
 import { App } from './app.js';
 import { Control } from './control/control.js';
 import { CursorView } from './control/cursor.js';
+import { InputGate } from './control/gate.js';
 import { KeyboardForwarder } from './control/keyboard.js';
 import { PointerForwarder } from './control/pointer.js';
 import { Session } from './link/session.js';
@@ -24,7 +25,9 @@ import { StatusView } from './shell/status.js';
 import { ChatLog } from './tools/chat/log.js';
 import { Unread } from './tools/chat/unread.js';
 import { HostClipboard } from './tools/clipboard/clipboard.js';
+import { ClipboardSync } from './tools/clipboard/sync.js';
 import { DisplaysView } from './tools/displays/displays.js';
+import { initFileDrop } from './tools/files/drop.js';
 import { PANELS } from './tools/index.js';
 
 const CANNOT_SEND_ALTGR = 'Characters that need AltGr cannot be sent to the host. Nothing was typed for that key.';
@@ -89,8 +92,11 @@ app.clipboard = new HostClipboard(
       hostText = size;
       app.emit('clipboard', hostText);
     },
+    progress: (share) => app.emit('clipboard-progress', share),
   },
 );
+const gate = new InputGate((message, options) => control.send(message, options));
+app.clipboardSync = new ClipboardSync(app, stage, gate);
 app.chat = new ChatLog(app);
 app.unread = new Unread(app);
 
@@ -118,14 +124,15 @@ const qualityView = new QualityView((preset) => {
 const capture = new CaptureWatch(() => showStatus());
 
 const keyboard = new KeyboardForwarder(stage, {
-  send: (message) => control.send(message),
+  send: (message) => gate.send(message),
   isActive: () => control.active,
+  leavesDefault: (event) => app.clipboardSync.startPaste(event),
   onLeave: () => focusNextRegion(),
   onUnsendable: () => app.notices.showOnce('altgr', CANNOT_SEND_ALTGR),
 });
 
 const pointer = new PointerForwarder(stage, video, {
-  send: (message, options) => control.send(message, options),
+  send: (message, options) => gate.send(message, options),
   isActive: () => control.active,
 });
 
@@ -250,6 +257,7 @@ window.vantora = {
 if (app.room) {
   new HostMenu(app);
   new PeopleView(app);
+  initFileDrop(app, stage.parentElement);
   enterRoom();
 } else {
   const { showStart } = await import('./start/start.js');

@@ -22,8 +22,8 @@ export class Control {
   lastMessages = {};
   recentMessages = [];
 
-  // on.state("locked" | "denied" | "on" | "off"), on.message(message), on.roundTrip(ms),
-  // on.ready(bool), on.reliable(bool): whether "control_reliable" is open, on.refused()
+  // on.state("locked" | "denied" | "on" | "off"), on.message(any message of the host),
+  // on.roundTrip(ms), on.ready(bool), on.reliable(bool): whether "control_reliable" is open, on.refused()
   constructor(on) {
     this.#on = on;
   }
@@ -134,7 +134,7 @@ export class Control {
     if (message.type === 'auth') this.#authReceived(message.ok === true);
     else if (message.type === 'control_state') this.#controlStateReceived(message.enabled === true);
     else if (message.type === 'pong') this.#pongReceived(message.t0);
-    else this.#on.message(message);
+    this.#on.message(message);
   }
 
   // Pieces of a long text are not kept: hundreds of them are megabytes.

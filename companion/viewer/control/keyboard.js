@@ -10,15 +10,18 @@ export class KeyboardForwarder {
   #isActive;
   #onLeave;
   #onUnsendable;
+  #leavesDefault;
   #held = new Set();
 
   // `element` takes the keyboard focus; send(message) reaches the host reliably; onUnsendable() is called for a key
-  // that the host would misinterpret.
-  constructor(element, { send, isActive, onLeave, onUnsendable }) {
+  // that the host would misinterpret; leavesDefault(event) decides, before a key is sent, whether the browser handles it
+  // as well.
+  constructor(element, { send, isActive, onLeave, onUnsendable, leavesDefault = () => false }) {
     this.#send = send;
     this.#isActive = isActive;
     this.#onLeave = onLeave;
     this.#onUnsendable = onUnsendable;
+    this.#leavesDefault = leavesDefault;
     element.addEventListener('keydown', (event) => this.#down(event));
     element.addEventListener('keyup', (event) => this.#up(event));
     element.addEventListener('blur', () => this.releaseAll());
@@ -40,7 +43,7 @@ export class KeyboardForwarder {
     // A lone Alt or Meta would open the browser's menu.
     if (event.key === 'Alt' || event.key === 'Meta') event.preventDefault();
     if (!KNOWN_CODES.has(event.code)) return;
-    event.preventDefault();
+    if (!this.#leavesDefault(event)) event.preventDefault();
     if (needsAltGraph(event)) {
       this.#onUnsendable();
       return;

@@ -12,6 +12,10 @@ export class FakeHost {
     this.signals = [];
     this.messages = [];
     this.peers = 0;
+    this.clipboard = '';
+    // Files received, each {id, name, bytes}; `fileAnswer(message)`, if set, replies in place of the host.
+    this.files = [];
+    this.fileAnswer = null;
     this.canvas = document.createElement('canvas');
     this.canvas.width = 640;
     this.canvas.height = 360;
@@ -64,7 +68,11 @@ export class FakeHost {
     this.control = pc.createDataChannel('control', { ordered: false, maxPacketLifeTime: 70 });
     this.reliable = pc.createDataChannel('control_reliable');
     for (const channel of [this.control, this.reliable]) {
-      channel.onmessage = ({ data }) => this.controlled(channel, JSON.parse(data));
+      channel.binaryType = 'arraybuffer';
+      channel.onmessage = ({ data }) => {
+        if (typeof data === 'string') this.controlled(channel, JSON.parse(data));
+        else if (this.files.length > 0) this.files.at(-1).bytes += data.byteLength;
+      };
     }
     this.reliable.onopen = () => {
       this.send({ type: 'display_info', count: this.displays, current: 0 });
@@ -124,6 +132,23 @@ export class FakeHost {
       this.enabled = message.enable === true && this.authed && this.allowControl;
       this.send({ type: 'control_state', enabled: this.enabled });
       this.send({ type: 'ack' });
+    } else if (message.type.startsWith('file_')) {
+      if (!this.fileAnswer?.(message)) this.receiveFile(message);
+    } else if (message.type === 'clipboard_set' && !Number.isInteger(message.parts)) {
+      this.clipboard = message.text;
+      this.send({ type: 'ack', req: message.req });
+    } else if (message.type === 'clipboard_request') {
+      this.send({ type: 'clipboard_sync', text: this.clipboard });
+    }
+  }
+
+  receiveFile({ type, id, name }) {
+    if (type === 'file_start') {
+      this.files.push({ id, name, bytes: 0 });
+      this.send({ type: 'file_ready', id });
+    } else if (type === 'file_end') {
+      const file = this.files.find((each) => each.id === id);
+      this.send({ type: 'file_saved', id, name: file.name, size: file.bytes });
     }
   }
 

@@ -9,6 +9,8 @@ const MAX_PIECE_MESSAGE = 64 * 1024;
 const ENVELOPE = 200;
 // Bytes that may wait in the browser before the next piece is sent.
 const MAX_WAITING = 256 * 1024;
+// How long a text that the host took may need until its desktop has it.
+const MAX_SETTLE_MS = 2000;
 
 // Bytes of UTF-8; half of a surrogate pair counts as the replacement character, three bytes.
 export function utf8Length(text) {
@@ -86,6 +88,11 @@ export class TextAssembler {
     return whole;
   }
 
+  // How much of the unfinished text is there, 0 to 1.
+  get share() {
+    return this.#length > 0 ? this.#bytes / this.#length : 0;
+  }
+
   // Forgets the unfinished text.
   drop() {
     this.#id = null;
@@ -102,11 +109,13 @@ export class HostClipboard {
   #incoming = new TextAssembler();
   #watching = false;
   #transfers = 0;
-  // The text that is being set: {id, req, end(outcome)}.
+  // The text that is being set: {id, req, progress(share), end(outcome)}.
   #outgoing = null;
+  #settling = null;
 
   // way.channel(): the open reliable channel, or null; way.limit(): bytes of the longest message that the host accepts.
-  // on.text(text): what is on the host's clipboard; on.tooLarge({length, limit}): it has more bytes than can be sent.
+  // on.text(text): what is on the host's clipboard; on.tooLarge({length, limit}): it has more bytes than can be sent;
+  // on.progress(share), optional: of a long text that arrives.
   constructor(way, on) {
     this.#way = way;
     this.#on = on;
@@ -124,14 +133,14 @@ export class HostClipboard {
   }
 
   // Puts `text` on the host's clipboard. Resolves to "set", or to the reason why not: "too-large", "replaced" by a
-  // newer text, or "closed" (the connection).
-  set(text) {
+  // newer text, or "closed" (the connection). progress(share): of a long text, 0 to 1.
+  set(text, progress = () => {}) {
     this.#end('replaced');
     if (utf8Length(text) > MAX_TEXT_BYTES) return Promise.resolve('too-large');
     const channel = this.#way.channel();
     if (!channel) return Promise.resolve('closed');
     const id = ++this.#transfers;
-    const outgoing = { id, req: `clipboard ${id}`, end: null };
+    const outgoing = { id, req: `clipboard ${id}`, progress, end: null };
     const outcome = new Promise((resolve) => (outgoing.end = resolve));
     this.#outgoing = outgoing;
     const maximum = Math.min(MAX_PIECE_MESSAGE, this.#way.limit()) - ENVELOPE;
@@ -141,6 +150,16 @@ export class HostClipboard {
     return outcome;
   }
 
+  // Resolves when the host's desktop has the text that was set: the host reads its clipboard only after that.
+  settled() {
+    return new Promise((resolve) => {
+      this.#endSettling();
+      this.#settling = { resolve, timer: setTimeout(() => this.#endSettling(), MAX_SETTLE_MS) };
+      // Without "parts" a long text is not sent back.
+      if (!this.#send({ type: 'clipboard_request' })) this.#endSettling();
+    });
+  }
+
   // The reliable channel has opened or closed.
   setReady(ready) {
     if (ready) {
@@ -148,6 +167,7 @@ export class HostClipboard {
     } else {
       this.#incoming.drop();
       this.#end('closed');
+      this.#endSettling();
     }
   }
 
@@ -161,9 +181,11 @@ export class HostClipboard {
   #received(message) {
     if (Number.isInteger(message.parts)) {
       const whole = this.#incoming.take(message);
+      this.#on.progress?.(whole === null ? this.#incoming.share : 1);
       if (whole !== null) this.#on.text(whole);
     } else if (typeof message.text === 'string') {
       this.#incoming.drop();
+      this.#endSettling();
       this.#on.text(message.text);
     }
   }
@@ -174,6 +196,8 @@ export class HostClipboard {
       if (id === this.#outgoing?.id) this.#end('too-large');
       return;
     }
+    // The answer to settled(), for which no text was wanted.
+    if (this.#settling && limit < MAX_TEXT_BYTES) return this.#endSettling();
     this.#incoming.drop();
     this.#on.tooLarge({ length, limit });
   }
@@ -187,6 +211,7 @@ export class HostClipboard {
       const piece = { id: outgoing.id, part, parts, length, text: text.slice(ends[part - 1] ?? 0, ends[part]) };
       const req = part === parts - 1 ? { req: outgoing.req } : {};
       channel.send(JSON.stringify({ type: 'clipboard_set', ...piece, ...req }));
+      outgoing.progress((part + 1) / parts);
     }
   }
 
@@ -194,6 +219,12 @@ export class HostClipboard {
     const channel = this.#way.channel();
     channel?.send(JSON.stringify(message));
     return Boolean(channel);
+  }
+
+  #endSettling() {
+    clearTimeout(this.#settling?.timer);
+    this.#settling?.resolve();
+    this.#settling = null;
   }
 
   #end(outcome) {

@@ -1,0 +1,177 @@
+// Keeps the clipboards of viewer and host in step, when the viewer has chosen so: copies on the host arrive here, and
+// the viewer's text is on the host before the keys that paste it.
+
+import { mayReadSilently, writeOwnText } from './access.js';
+import { Agreement } from './agreement.js';
+
+// How long the keys wait for the text that they paste.
+const MAX_HOLD_MS = 5000;
+// A browser that reports no paste within this time has nothing to paste.
+const NO_PASTE_MS = 500;
+
+const TOO_LARGE = 'The text on your clipboard is longer than the 10 MiB that can be sent. It was not pasted.';
+const SLOW = 'The text on your clipboard is still on its way to the host. Paste again in a moment.';
+const NO_TEXT = 'There is no text on your clipboard: what the host pasted is its own. Files can be dropped on the picture.';
+
+// Whether a key press is the viewer's "paste": browsers decide by the character, not by the key's position.
+export function isPasteKey({ key, ctrlKey, metaKey, altKey, repeat }) {
+  return (ctrlKey || metaKey) && !altKey && !repeat && key.toLowerCase() === 'v';
+}
+
+export class ClipboardSync {
+  #app;
+  #gate;
+  #on = false;
+  #agreement = new Agreement();
+  // The host's text that could not be put on the viewer's clipboard yet, or null.
+  #pending = null;
+  // While a paste is awaited: what ends that.
+  #paste = null;
+  #listeners = new Set();
+
+  // `stage`: the element of the picture; `gate`: what holds back the input.
+  constructor(app, stage, gate) {
+    this.#app = app;
+    this.#gate = gate;
+    app.on('clipboard', (content) => this.#received(content));
+    app.on('reliable', () => this.#agreement.forget());
+    stage.addEventListener('paste', (event) => this.#pasted(event));
+    stage.addEventListener('focus', () => this.#offerMine());
+    window.addEventListener('focus', () => {
+      this.#writePending();
+      this.#offerMine();
+    });
+    // Where the browser wants a key or a click before it lets the page write.
+    for (const name of ['pointerup', 'keydown']) window.addEventListener(name, () => this.#writePending(), true);
+    if (this.always) this.set(true);
+  }
+
+  get on() {
+    return this.#on;
+  }
+
+  // Whether it is switched on at every visit with this browser.
+  get always() {
+    return this.#app.settings.get('clipboard.sync', false);
+  }
+
+  // Whether a text of the host waits for the viewer's next key or click.
+  get waits() {
+    return this.#pending !== null;
+  }
+
+  // listener() after each change of the above.
+  onChange(listener) {
+    this.#listeners.add(listener);
+  }
+
+  set(on, always = this.always) {
+    this.#app.settings.set('clipboard.sync', on && always);
+    if (on !== this.#on) {
+      this.#on = on;
+      this.#pending = null;
+      this.#agreement.forget();
+      this.#app.clipboard.watch(on);
+      this.#offerMine();
+    }
+    this.#changed();
+  }
+
+  // The host's clipboard was set to `text`, which need not be on the viewer's; `mine`: it was taken from there.
+  sent(text, { mine }) {
+    if (mine) this.#agreement.fromViewer(text);
+    this.#agreement.fromHost(text);
+    this.#drop();
+  }
+
+  // The viewer has taken the host's text.
+  taken(text) {
+    this.#agreement.written(text);
+    this.#drop();
+  }
+
+  // Called with a key press on the picture before it is sent. Whether the browser is to handle it as well: it then
+  // reports the text that is pasted.
+  startPaste(event) {
+    if (!this.#on || !this.#app.ready || !isPasteKey(event) || this.#gate.isHolding) return false;
+    const paste = {};
+    const text = new Promise((resolve) => (paste.end = resolve));
+    this.#paste = paste;
+    setTimeout(() => paste.end(true), NO_PASTE_MS);
+    this.#gate.hold(text.finally(() => (this.#paste = null)));
+    return true;
+  }
+
+  #pasted(event) {
+    event.preventDefault();
+    const paste = this.#paste;
+    if (!paste) return;
+    const text = event.clipboardData.getData('text/plain');
+    if (!text) {
+      if (event.clipboardData.types.length > 0) this.#app.notices.showOnce('paste no text', NO_TEXT);
+      paste.end(true);
+    } else {
+      paste.end(this.#agreement.fromViewer(text) ? this.#put(text) : true);
+    }
+  }
+
+  // Whether the host's desktop has the text in time; what else happens is said in a notice.
+  async #put(text) {
+    const { notices } = this.#app;
+    let late = false;
+    const sent = this.#send(text).then((outcome) => {
+      if (outcome === 'too-large') notices.show('paste', TOO_LARGE);
+      else if (late) notices.remove('paste');
+      return outcome === 'set';
+    });
+    const timeout = new Promise((resolve) => {
+      setTimeout(() => resolve('late'), MAX_HOLD_MS);
+    });
+    const first = await Promise.race([sent, timeout]);
+    if (first !== 'late') return first;
+    late = true;
+    notices.show('paste', SLOW);
+    return false;
+  }
+
+  // Puts the viewer's text on the host's clipboard and waits until it is there.
+  async #send(text) {
+    const outcome = await this.#app.clipboard.set(text);
+    if (outcome === 'set') await this.#app.clipboard.settled();
+    else this.#agreement.forget();
+    return outcome;
+  }
+
+  #received({ text }) {
+    if (!this.#on || text === undefined) return;
+    this.#pending = this.#agreement.fromHost(text) ? text : null;
+    this.#writePending();
+    this.#changed();
+  }
+
+  // A page that is in the background may not write.
+  async #writePending() {
+    const text = this.#pending;
+    if (text === null || !document.hasFocus()) return;
+    if (!(await writeOwnText(text)) || this.#pending !== text) return;
+    this.#agreement.written(text);
+    this.#pending = null;
+    this.#changed();
+  }
+
+  // Without a question to the viewer, and only where the page may read the clipboard anyway.
+  async #offerMine() {
+    if (!this.#on || !this.#app.ready || this.waits || !document.hasFocus() || !(await mayReadSilently())) return;
+    const text = await navigator.clipboard.readText().catch(() => '');
+    if (this.#on && !this.#paste && this.#agreement.fromViewer(text)) await this.#send(text);
+  }
+
+  #drop() {
+    this.#pending = null;
+    this.#changed();
+  }
+
+  #changed() {
+    for (const listener of this.#listeners) listener();
+  }
+}

@@ -1,0 +1,63 @@
+// Files that are dropped on the page go to the host, wherever they land: without this the browser would leave the
+// session to show them.
+
+import { make, show } from '../../shell/dom.js';
+
+// The files of a drop, and the number of folders among what was dropped. Pure.
+export function droppedFiles(transfer) {
+  const items = [...transfer.items].filter(({ kind }) => kind === 'file');
+  const files = [];
+  let folders = 0;
+  for (const item of items) {
+    const file = item.webkitGetAsEntry?.()?.isDirectory ? null : item.getAsFile();
+    if (file) files.push(file);
+    else folders += 1;
+  }
+  return { files, folders };
+}
+
+const carriesFiles = (event) => Boolean(event.dataTransfer?.types.includes('Files'));
+
+// `take({files, folders})` gets what was dropped.
+export function initDrop(area, take) {
+  const target = make('div', 'drop-target');
+  target.append(make('p', '', 'Drop to send to the host'), make('p', 'drop-note', 'Files go to its Downloads folder.'));
+  show(target, false);
+  area.append(target);
+  // Entering an element inside the page comes before leaving the one around it.
+  let inside = null;
+  const end = () => {
+    inside = null;
+    show(target, false);
+    document.body.classList.remove('dropping');
+  };
+  window.addEventListener('dragenter', (event) => {
+    if (!carriesFiles(event)) return;
+    event.preventDefault();
+    inside = event.target;
+    show(target, true);
+    document.body.classList.add('dropping');
+  });
+  window.addEventListener('dragleave', (event) => event.target === inside && end());
+  window.addEventListener('dragover', (event) => {
+    if (!carriesFiles(event)) return;
+    event.preventDefault();
+    event.dataTransfer.dropEffect = 'copy';
+  });
+  window.addEventListener('drop', (event) => {
+    if (!carriesFiles(event)) return;
+    event.preventDefault();
+    end();
+    take(droppedFiles(event.dataTransfer));
+  });
+}
+
+// Drops on the page; the panel opens to show what becomes of them.
+export function initFileDrop(app, area) {
+  initDrop(area, async (dropped) => {
+    const { fileQueue } = await import('./queue.js');
+    const refused = fileQueue(app).add(dropped.files);
+    await app.dock.open('files', { focus: false });
+    app.emit('files-refused', { folders: dropped.folders, refused });
+  });
+}

@@ -1,0 +1,85 @@
+// Files and the clipboard in the page.
+import assert from 'node:assert/strict';
+import { until } from '../e2e/lib/wait.mjs';
+import { inControl, pairTests, receivedMessages, settled, untilReceived } from './setup.mjs';
+
+const { pairTest, sendFromHost } = pairTests();
+
+const text = (page, selector) => page.locator(selector).allTextContents();
+
+// Drops files and folders (a name that ends in "/") on an element.
+const drop = (page, selector, names) => page.evaluate(([selector, names]) => {
+  const data = new DataTransfer();
+  for (const name of names) data.items.add(new File([name.repeat(1000)], name));
+  const fire = (type) => document.querySelector(selector).dispatchEvent(
+    new DragEvent(type, { dataTransfer: data, bubbles: true, cancelable: true }));
+  fire('dragenter');
+  const seen = document.querySelector('.drop-target').checkVisibility();
+  const taken = !fire('dragover');
+  fire('drop');
+  return { seen, taken, left: document.querySelector('.drop-target').checkVisibility() };
+}, [selector, names]);
+
+pairTest('sends the chosen and the dropped files, and shows what became of them', {}, async (both) => {
+  const { viewer, host } = both;
+  await viewer.click('#files-button');
+  await viewer.setInputFiles('#files-panel input[type=file]', [
+    { name: 'one.txt', mimeType: 'text/plain', buffer: Buffer.alloc(200_000, 'a') },
+    { name: '<b>two</b>', mimeType: 'text/plain', buffer: Buffer.alloc(0) },
+  ]);
+  await until(async () => (await viewer.locator('.file-row[data-state=saved]').count()) === 2, { what: 'both files' });
+  assert.deepEqual(await viewer.evaluate(() => document.activeElement.className.includes('primary')), true);
+  await viewer.click('#dock-close');
+  assert.deepEqual(await drop(viewer, '#stage', ['three']), { seen: true, taken: true, left: false });
+  await until(async () => (await viewer.locator('.file-row[data-state=saved]').count()) === 3, { what: 'the dropped file' });
+  assert.deepEqual(await text(viewer, '.file-name'), ['three', '<b>two</b>', 'one.txt'], 'the newest is on top');
+  assert.deepEqual(await host.evaluate(() => globalThis.host.files.map(({ name, bytes }) => [name, bytes])),
+    [['one.txt', 200_000], ['<b>two</b>', 0], ['three', 5000]]);
+  await viewer.click('text=Clear finished');
+  assert.equal(await viewer.locator('.file-row').count(), 0);
+  assert.ok(await viewer.isVisible('text=No files were sent'));
+});
+
+pairTest('shows how far a file is, and ends it', {}, async (both) => {
+  const { viewer, host } = both;
+  // A host that answers no pings looks like a link that delivers nothing.
+  await host.evaluate(() => {
+    const { controlled } = globalThis.host;
+    globalThis.host.controlled = function (channel, message) {
+      if (message.type !== 'ping') controlled.call(this, channel, message);
+    };
+  });
+  await viewer.click('#files-button');
+  await viewer.setInputFiles('#files-panel input[type=file]', [1, 2].map((number) => (
+    { name: `${number}.bin`, mimeType: '', buffer: Buffer.alloc(100_000) })));
+  const bar = viewer.locator('.file-row[data-state=sending] [role=progressbar]');
+  await until(async () => Number(await bar.getAttribute('aria-valuenow')) > 20, { what: 'progress' });
+  assert.match(await bar.getAttribute('aria-valuetext'), /kB of 100 kB/);
+  await viewer.click('[aria-label="Cancel: 1.bin"]');
+  await until(async () => (await viewer.locator('.file-row[data-state=cancelled]').count()) === 1, { what: 'the end' });
+  assert.match((await text(viewer, '.file-row[data-state=cancelled] .file-text'))[0], /cannot be opened there/);
+  await until(async () => (await viewer.locator('.file-row[data-state=sending]').count()) === 1, { what: 'the next' });
+  const started = await receivedMessages(host, 'file_start');
+  assert.equal(started[0].id, started[1].id);
+  assert.deepEqual(await receivedMessages(host, 'file_end'), []);
+  await viewer.click('[aria-label="Cancel: 2.bin"]');
+  await viewer.click('[aria-label="Send again: 1.bin"]');
+  await untilReceived(host, 'file_start', 3);
+});
+
+pairTest('says why a file was not taken', {}, async (both) => {
+  const { viewer, host } = both;
+  await host.evaluate(() => {
+    globalThis.host.fileAnswer = ({ id, name }) => {
+      globalThis.host.send({ type: 'file_rejected', id, name, reason: 'disabled' });
+      return true;
+    };
+  });
+  await viewer.click('#files-button');
+  await drop(viewer, '#files-panel', ['a', 'b']);
+  await until(async () => (await viewer.locator('.file-row[data-state=failed]').count()) === 2, { what: 'the refusal' });
+  assert.match((await text(viewer, '.file-text'))[0], /does not accept files.*Allow Incoming Files/);
+  assert.equal((await receivedMessages(host, 'file_start')).length, 1);
+  await viewer.evaluate(() => vantora.app.emit('files-refused', { folders: 1, refused: 0 }));
+  assert.ok(await viewer.isVisible('text=Folders cannot be sent'));
+});
