@@ -10,7 +10,7 @@ const MAX_SHOWN = 20000;
 const ANSWER_MS = 15000;
 
 export function mount(body, app) {
-  body.append(toHost(app), fromHost(app), inStep(app));
+  body.append(inStep(app), toHost(app), fromHost(app));
 }
 
 function toHost(app) {
@@ -22,7 +22,7 @@ function toHost(app) {
   field.setAttribute('aria-label', 'Text for the host');
   field.dataset.focusFirst = '';
   const note = statusLine();
-  const own = makeButton({ text: 'Send my clipboard', iconName: 'clipboard' }, async () => {
+  const own = makeButton({ text: 'Send my clipboard' }, async () => {
     try {
       const text = await readOwnText();
       if (text) await send(text, true);
@@ -31,7 +31,7 @@ function toHost(app) {
       note.tell(error.message, true);
     }
   });
-  const typed = makeButton({ text: 'Send text', iconName: 'send', className: 'primary' }, () => send(field.value, false));
+  const typed = makeButton({ text: 'Send text' }, () => send(field.value, false));
   const send = async (text, mine) => {
     note.tell(`Sending ${countText(utf8Length(text))}…`);
     const outcome = await app.clipboard.set(text, (share) => note.tell(`Sending… ${Math.floor(share * 100)} %`));
@@ -60,7 +60,7 @@ function fromHost(app) {
   const note = statusLine();
   let text = null;
   let timer = 0;
-  const copy = makeButton({ text: 'Copy', iconName: 'copy' }, async () => {
+  const copy = makeButton({ text: 'Copy' }, async () => {
     if (await writeOwnText(text)) {
       app.clipboardSync.taken(text);
       note.tell('It is on your clipboard now.');
@@ -71,7 +71,7 @@ function fromHost(app) {
       note.tell(`${clipboardObstacle()} ${short ? 'The text is selected: press Ctrl+C.' : 'Only the shown part can be copied with Ctrl+C.'}`.trim(), true);
     }
   });
-  const get = makeButton({ text: 'Get the host’s text', iconName: 'save', className: 'primary' }, () => {
+  const get = makeButton({ text: 'Get the host’s text' }, () => {
     note.tell('Asking the host…');
     clearTimeout(timer);
     timer = setTimeout(() => note.tell(NO_ANSWER, true), ANSWER_MS);
@@ -114,7 +114,7 @@ function fromHost(app) {
 
 function inStep(app) {
   const { clipboardSync } = app;
-  const section = part('Keep in step');
+  const section = part('In step');
   const obstacle = clipboardObstacle();
   const on = check('Keep both clipboards in step', (checked) => clipboardSync.set(checked));
   const always = check('Also at my next visits with this browser', (checked) => clipboardSync.set(true, checked));
@@ -125,7 +125,7 @@ function inStep(app) {
     always.input.checked = clipboardSync.always;
     show(always.element, clipboardSync.on);
     const waiting = 'A text of the host waits: click on this page to take it to your clipboard.';
-    const oneWay = `${obstacle} Ctrl+V on the picture works; texts of the host have to be copied from above.`;
+    const oneWay = `${obstacle} Ctrl+V on the picture works; texts of the host have to be copied from below.`;
     state.tell(!clipboardSync.on ? '' : obstacle ? oneWay : clipboardSync.waits ? waiting : '');
   };
   clipboardSync.onChange(refresh);

@@ -25,14 +25,16 @@ export function mount(body, app) {
       row.element.remove();
       rows.delete(entry);
     }
-    // The newest is on top, where it is seen.
+    const focused = list.contains(document.activeElement) ? document.activeElement : null;
     let below = null;
-    for (const entry of queue.entries) {
+    for (const entry of inOrder(queue.entries).reverse()) {
       const row = rows.get(entry) ?? new Row(entry, queue);
       rows.set(entry, row);
-      if (row.element.nextElementSibling !== below || !row.element.isConnected) list.insertBefore(row.element, below);
+      if (!row.element.isConnected || row.element.nextElementSibling !== below) list.insertBefore(row.element, below);
       below = row.element;
     }
+    // An element that is moved loses the focus.
+    if (focused && focused !== document.activeElement) focused.focus();
     show(empty, queue.entries.length === 0);
     show(list, queue.entries.length > 0);
     bar.refresh();
@@ -40,11 +42,19 @@ export function mount(body, app) {
   queue.onChange((entry) => {
     if (!entry) return refresh();
     const row = rows.get(entry);
-    if (row?.refresh()) announcer.textContent = `${entry.name}: ${entryText(entry)}`;
+    if (row?.refresh()) {
+      announcer.textContent = `${entry.name}: ${entryText(entry)}`;
+      refresh();
+    }
     bar.refresh();
   });
   body.append(chooser, bar.element, empty, list, announcer);
   refresh();
+}
+
+// What is still to be sent, in its order, then what has ended, the last one on top.
+function inOrder(entries) {
+  return [...entries.filter((entry) => !isEnded(entry)), ...entries.filter(isEnded).reverse()];
 }
 
 function choose(app, queue) {
@@ -153,8 +163,8 @@ class Row {
     show(this.#bar, ['starting', 'sending', 'finishing'].includes(state));
     show(this.#action, !isEnded(entry));
     show(this.again, CAN_REPEAT.has(state));
-    if (focused && !this.#action.checkVisibility()) {
-      (this.again.hidden ? this.element.closest('.files')?.querySelector('[data-focus-first]') : this.again)?.focus();
+    if (focused && isEnded(entry)) {
+      (this.again.hidden ? document.querySelector('#files-panel [data-focus-first]') : this.again).focus();
     }
     return isEnded(entry);
   }
