@@ -20,7 +20,7 @@ const drop = (page, selector, names) => page.evaluate(([selector, names]) => {
   return { seen, taken, left: document.querySelector('.drop-target').checkVisibility() };
 }, [selector, names]);
 
-pairTest('sends the chosen and the dropped files, and shows what became of them', {}, async (both) => {
+pairTest('sends the chosen and the dropped files, and shows what became of them', { firefox: true }, async (both) => {
   const { viewer, host } = both;
   await viewer.click('#files-button');
   await viewer.setInputFiles('#files-panel input[type=file]', [
@@ -82,4 +82,85 @@ pairTest('says why a file was not taken', {}, async (both) => {
   assert.equal((await receivedMessages(host, 'file_start')).length, 1);
   await viewer.evaluate(() => vantora.app.emit('files-refused', { folders: 1, refused: 0 }));
   assert.ok(await viewer.isVisible('text=Folders cannot be sent'));
+});
+
+// What the browser lets the tests read; Firefox has no such permission, and its profile for tests asks nobody.
+const permit = (viewer) => viewer.context().grantPermissions(['clipboard-read', 'clipboard-write']).catch(() => {});
+const own = (viewer) => viewer.evaluate(() => navigator.clipboard.readText());
+const copyHere = (viewer, text) => viewer.evaluate((text) => navigator.clipboard.writeText(text), text);
+const types = (host) => host.evaluate(() => globalThis.host.messages.map(({ message }) => message)
+  .filter(({ type, code }) => type.startsWith('clipboard_') || code === 'KeyV').map(({ type, text }) => (text ? `${type} ${text}` : type)));
+
+async function keepInStep(both) {
+  await both.viewer.click('#clipboard-button');
+  await both.viewer.click('text=Keep both clipboards in step');
+  await untilReceived(both.host, 'clipboard_sync_enabled');
+  await both.viewer.focus('#stage');
+  await settled(both);
+  await both.host.evaluate(() => globalThis.host.messages.splice(0));
+}
+
+pairTest('texts are sent and fetched by hand', { firefox: true }, async (both) => {
+  const { viewer, host } = both;
+  await permit(viewer);
+  await viewer.click('#clipboard-button');
+  assert.ok(await viewer.isDisabled('text=Send text'));
+  await viewer.fill('[aria-label="Text for the host"]', 'a <b>ticket</b>');
+  await viewer.click('text=Send text');
+  await until(() => viewer.isVisible('text=It is on the host’s clipboard now.'), { what: 'the result' });
+  assert.equal((await receivedMessages(host, 'clipboard_set'))[0].text, 'a <b>ticket</b>');
+  await host.evaluate(() => (globalThis.host.clipboard = '表 <i>of the host</i>'));
+  await viewer.click('text=Get the host’s text');
+  await until(async () => (await viewer.inputValue('[aria-label="Text of the host"]')) === '表 <i>of the host</i>', { what: 'the text' });
+  await viewer.click('text=Copy');
+  await until(() => viewer.isVisible('text=It is on your clipboard now.'), { what: 'the result' });
+  assert.equal(await own(viewer), '表 <i>of the host</i>');
+  await copyHere(viewer, 'mine');
+  await viewer.click('text=Send my clipboard');
+  await until(async () => (await receivedMessages(host, 'clipboard_set')).at(-1).text === 'mine', { what: 'the own text' });
+  await sendFromHost(both, { type: 'clipboard_too_large', length: 20_000_000, limit: 10_485_760 });
+  await until(() => viewer.isVisible('text=20.0 MB, at most 10.5 MB'), { what: 'the refusal' });
+  await sendFromHost(both, { type: 'clipboard_sync', text: '' });
+  await until(() => viewer.isVisible('text=empty, or holds something that is no text'), { what: 'the empty clipboard' });
+});
+
+pairTest('what is pasted on the picture is on the host before the keys', { firefox: true }, async (both) => {
+  const { viewer, host } = both;
+  await permit(viewer);
+  await viewer.evaluate(() => vantora.app.settings.set('clipboard.sync', false));
+  await inControl(both);
+  await copyHere(viewer, 'secret');
+  await viewer.keyboard.press('Control+KeyV');
+  await settled(both);
+  assert.deepEqual(await types(host), ['keyDown', 'keyUp'], 'nothing is sent unless the viewer wants it');
+
+  // Known from here on only by pasting: the browser would let a page that is in front read it.
+  await viewer.context().clearPermissions().catch(() => {});
+  await keepInStep(both);
+  await viewer.keyboard.press('Control+KeyV');
+  await untilReceived(host, 'keyUp');
+  assert.deepEqual(await types(host), ['clipboard_set secret', 'clipboard_request', 'keyDown', 'keyUp']);
+  await host.evaluate(() => globalThis.host.messages.splice(0));
+  await viewer.keyboard.press('Control+KeyV');
+  await untilReceived(host, 'keyUp');
+  assert.deepEqual(await types(host), ['keyDown', 'keyUp'], 'the host has it already');
+});
+
+pairTest('a copy on the host comes to the viewer', { firefox: true }, async (both) => {
+  const { viewer, host } = both;
+  await permit(viewer);
+  await inControl(both);
+  await keepInStep(both);
+  await viewer.keyboard.press('Control+KeyC');
+  await sendFromHost(both, { type: 'clipboard_sync', text: 'from the host' });
+  await until(async () => (await own(viewer)) === 'from the host', { what: 'the text' });
+  await viewer.keyboard.press('Control+KeyV');
+  await untilReceived(host, 'keyUp', 2);
+  await settled(both);
+  assert.deepEqual(await receivedMessages(host, 'clipboard_set'), [], 'it is not sent back');
+  await sendFromHost(both, { type: 'clipboard_sync', text: '' });
+  await viewer.click('text=Keep both clipboards in step');
+  await sendFromHost(both, { type: 'clipboard_sync', text: 'after the end' });
+  await until(async () => (await viewer.inputValue('[aria-label="Text of the host"]')) === 'after the end', { what: 'the text' });
+  assert.equal(await own(viewer), 'from the host');
 });

@@ -35,7 +35,8 @@ export class ClipboardSync {
     this.#gate = gate;
     app.on('clipboard', (content) => this.#received(content));
     app.on('reliable', () => this.#agreement.forget());
-    stage.addEventListener('paste', (event) => this.#pasted(event));
+    // A browser may report it at the body: nothing can be selected in the picture.
+    window.addEventListener('paste', (event) => this.#pasted(event));
     stage.addEventListener('focus', () => this.#offerMine());
     window.addEventListener('focus', () => {
       this.#writePending();
@@ -103,9 +104,9 @@ export class ClipboardSync {
   }
 
   #pasted(event) {
-    event.preventDefault();
     const paste = this.#paste;
     if (!paste) return;
+    event.preventDefault();
     const text = event.clipboardData.getData('text/plain');
     if (!text) {
       if (event.clipboardData.types.length > 0) this.#app.notices.showOnce('paste no text', NO_TEXT);
