@@ -4,8 +4,7 @@ import { App } from './app.js';
 import { Control } from './control/control.js';
 import { CursorView } from './control/cursor.js';
 import { InputGate } from './control/gate.js';
-import { KeyboardForwarder } from './control/keyboard.js';
-import { PointerForwarder } from './control/pointer.js';
+import { Input } from './control/input.js';
 import { Session } from './link/session.js';
 import { CaptureWatch } from './picture/capture.js';
 import { QualityView } from './picture/chooser.js';
@@ -13,6 +12,8 @@ import { FiguresView } from './picture/figures.js';
 import { initFullscreen } from './picture/fullscreen.js';
 import { QualityRequest } from './picture/request.js';
 import { watchStats } from './picture/stats.js';
+import { addViewMenu } from './picture/view-menu.js';
+import { PictureView } from './picture/view.js';
 import { AccessView } from './shell/access.js';
 import { Dock } from './shell/dock.js';
 import { byId } from './shell/dom.js';
@@ -20,7 +21,7 @@ import { HostMenu } from './shell/host-menu.js';
 import { addIcons } from './shell/icons.js';
 import { Notices } from './shell/notices.js';
 import { PeopleView } from './shell/people.js';
-import { focusNextRegion, initRegions } from './shell/regions.js';
+import { initRegions } from './shell/regions.js';
 import { StatusView } from './shell/status.js';
 import { ChatLog } from './tools/chat/log.js';
 import { Unread } from './tools/chat/unread.js';
@@ -29,8 +30,6 @@ import { ClipboardSync } from './tools/clipboard/sync.js';
 import { DisplaysView } from './tools/displays/displays.js';
 import { initFileDrop } from './tools/files/drop.js';
 import { PANELS } from './tools/index.js';
-
-const CANNOT_SEND_ALTGR = 'Characters that need AltGr cannot be sent to the host. Nothing was typed for that key.';
 
 const stage = byId('stage');
 const video = byId('screen');
@@ -52,7 +51,7 @@ const status = new StatusView(() => enterRoom());
 
 const control = new Control({
   state: (state) => {
-    if (state !== 'on') releaseInput();
+    if (state !== 'on') input.releaseAll();
     access.setState(state);
     cursor.setActive(state === 'on');
     if (state === 'on') app.notices.remove('refused');
@@ -104,7 +103,7 @@ const access = new AccessView({
   unlock: (pin) => control.unlock(pin),
   enable: () => control.enable(),
   giveBack: () => {
-    releaseInput();
+    input.releaseAll();
     control.giveBack();
   },
 });
@@ -123,29 +122,15 @@ const qualityView = new QualityView((preset) => {
 });
 const capture = new CaptureWatch(() => showStatus());
 
-const keyboard = new KeyboardForwarder(stage, {
-  send: (message) => gate.send(message),
-  isActive: () => control.active,
-  leavesDefault: (event) => app.clipboardSync.startPaste(event),
-  onLeave: () => focusNextRegion(),
-  onUnsendable: () => app.notices.showOnce('altgr', CANNOT_SEND_ALTGR),
-});
-
-const pointer = new PointerForwarder(stage, video, {
-  send: (message, options) => gate.send(message, options),
-  isActive: () => control.active,
-});
+const view = new PictureView(app, stage, video);
+const input = new Input(app, stage, video, { view, displays, gate });
+addViewMenu(app, view, displays);
 
 // A viewer in control continues to type there after using the tool bar.
 function returnToScreen() {
-  if (control.active) stage.focus({ preventScroll: true });
+  if (control.active) input.focus();
 }
 app.returnToScreen = returnToScreen;
-
-function releaseInput() {
-  keyboard.releaseAll();
-  pointer.releaseAll();
-}
 
 function receivedFromHost(message) {
   switch (message.type) {
@@ -162,6 +147,7 @@ function receivedFromHost(message) {
       access.setDemo(message.demo === true);
       quality.receive(message);
       capture.receive(message);
+      displays.receiveStats(message);
       break;
     case 'ack':
     case 'clipboard_sync':
@@ -221,14 +207,14 @@ function enterRoom() {
   session.start();
 }
 
-window.addEventListener('blur', releaseInput);
+window.addEventListener('blur', () => input.releaseAll());
 window.addEventListener('pagehide', () => {
-  releaseInput();
+  input.releaseAll();
   app.session?.stop();
 });
 // A page that comes back from the browser's memory has to connect again.
 window.addEventListener('pageshow', (event) => event.persisted && app.session && enterRoom());
-document.addEventListener('visibilitychange', () => document.hidden && releaseInput());
+document.addEventListener('visibilitychange', () => document.hidden && input.releaseAll());
 
 for (const panel of PANELS) app.dock.add(panel);
 initRegions();

@@ -5,7 +5,6 @@ import { Backoff } from '../../companion/viewer/link/backoff.js';
 import { CaptureWatch } from '../../companion/viewer/picture/capture.js';
 import { Control } from '../../companion/viewer/control/control.js';
 import { imageRect, normalised, wheelPixels, wholePixels } from '../../companion/viewer/control/geometry.js';
-import { KNOWN_CODES, modifiersOf, needsAltGraph } from '../../companion/viewer/control/keys.js';
 import { QualityRequest } from '../../companion/viewer/picture/request.js';
 import { candidateUfrag, fingerprintOf, ufragsOf } from '../../companion/viewer/link/sdp.js';
 import { parseMessage } from '../../companion/viewer/link/message.js';
@@ -85,14 +84,6 @@ test('distinguishes a screen that cannot be recorded from one whose first frame 
   assert.deepEqual(told, [true, false]);
 });
 
-test('distinguishes characters that need AltGr from keys that do not', () => {
-  const event = (key, altGraph) => ({ key, getModifierState: (name) => altGraph && name === 'AltGraph' });
-  for (const key of ['@', '€', 'Dead', '\u{1f600}']) assert.ok(needsAltGraph(event(key, true)), key);
-  for (const key of [' ', 'Enter', 'ArrowLeft', 'AltGraph']) assert.ok(!needsAltGraph(event(key, true)), key);
-  for (const key of ['@', 'q', 'Dead']) assert.ok(!needsAltGraph(event(key, false)), key);
-  assert.ok(!needsAltGraph({ key: 'q' }));
-});
-
 test('asks for the size of the screen once for each source that is shared', () => {
   const sent = [];
   const quality = new QualityRequest((message) => sent.push(`${message.type} ${message.preset}`));
@@ -119,18 +110,6 @@ test('keeps the quality that was chosen for later connections', () => {
   quality.receive({ capture: 'dummy', displayIndex: 0 });
   quality.receive({ capture: 'screen', displayIndex: 0 });
   assert.deepEqual(sent.map(({ preset }) => preset), ['native', 'low', 'low', 'low']);
-});
-
-test('knows the keys that the host knows and no others', () => {
-  assert.equal(KNOWN_CODES.size, 56);
-  for (const code of ['KeyA', 'Digit0', 'NumpadEnter', 'ArrowUp', 'Semicolon']) assert.ok(KNOWN_CODES.has(code), code);
-  for (const code of ['F5', 'Delete', 'Home', 'Backquote', 'ShiftLeft', 'Numpad1']) assert.ok(!KNOWN_CODES.has(code), code);
-});
-
-test('names the modifiers of an event', () => {
-  assert.deepEqual(modifiersOf({ shiftKey: true, ctrlKey: false, altKey: false, metaKey: true }), {
-    shift: true, ctrl: false, alt: false, meta: true,
-  });
 });
 
 test('waits longer each time and starts over after a reset', () => {

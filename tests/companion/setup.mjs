@@ -92,6 +92,9 @@ export function untilReceived(host, type, minimum = 1) {
   }, { what: `${minimum} ${type}` });
 }
 
+// The fake host forgets what it has received.
+export const forget = ({ host }) => host.evaluate(() => { globalThis.host.messages = []; });
+
 // Everything the viewer has sent so far has reached the host once this resolves.
 export async function settled(pair) {
   const t0 = Math.floor(Math.random() * 1e9);

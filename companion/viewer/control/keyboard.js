@@ -1,62 +1,86 @@
 // Keys pressed on the shared screen, sent to the host.
 
-import { KNOWN_CODES, NO_MODIFIERS, modifiersOf, needsAltGraph } from './keys.js';
+import { KNOWN_CODES, NO_MODIFIERS, keystrokeOf, modifiersOf } from './keys.js';
 
-// Leaves the screen for the tool bar; the host has no such key.
+// Leaves the screen for the tool bar; the host gets it from the menu of keys.
 const LEAVE_KEY = 'F6';
 
 export class KeyboardForwarder {
   #send;
   #isActive;
   #onLeave;
-  #onUnsendable;
   #leavesDefault;
+  #mac;
   #held = new Set();
+  // A Meta key that is down, until another key is: what it does alone, it does when it goes up.
+  #meta = '';
 
-  // `element` takes the keyboard focus; send(message) reaches the host reliably; onUnsendable() is called for a key
-  // that the host would misinterpret; leavesDefault(event) decides, before a key is sent, whether the browser handles it
-  // as well.
-  constructor(element, { send, isActive, onLeave, onUnsendable, leavesDefault = () => false }) {
+  // Whether keys that type a character are sent as characters, see keystrokeOf().
+  characters = false;
+
+  // `element` takes the keyboard focus; a text field inside of it may have the focus as well, and its text is sent by
+  // others (TextField). send(message) reaches the host reliably; onLeave(): the key that leaves the screen;
+  // leavesDefault(event) decides, before a key is sent, whether the browser handles it as well.
+  constructor(element, { send, isActive, onLeave, leavesDefault = () => false, mac = isMac() }) {
     this.#send = send;
     this.#isActive = isActive;
     this.#onLeave = onLeave;
-    this.#onUnsendable = onUnsendable;
     this.#leavesDefault = leavesDefault;
-    element.addEventListener('keydown', (event) => this.#down(event));
+    this.#mac = mac;
+    element.addEventListener('keydown', (event) => this.#down(event, event.target !== element));
     element.addEventListener('keyup', (event) => this.#up(event));
-    element.addEventListener('blur', () => this.releaseAll());
+    element.addEventListener('focusout', () => this.releaseAll());
   }
 
   // Releases every key that the host regards as down.
   releaseAll() {
     for (const code of this.#held) this.#send({ type: 'keyUp', code, mods: NO_MODIFIERS });
     this.#held.clear();
+    this.#meta = '';
   }
 
-  #down(event) {
+  // `composes`: the event is of a text field.
+  #down(event, composes) {
     if (!this.#isActive()) return;
     if (event.code === LEAVE_KEY) {
       event.preventDefault();
       this.#onLeave();
       return;
     }
+    if (event.key === 'Meta') this.#meta = event.code === 'MetaRight' ? 'MetaRight' : 'MetaLeft';
+    else this.#meta = '';
     // A lone Alt or Meta would open the browser's menu.
     if (event.key === 'Alt' || event.key === 'Meta') event.preventDefault();
-    if (!KNOWN_CODES.has(event.code)) return;
+    if (event.isComposing || event.key === 'Process') return;
+    // The accent goes onto the next character in the text field.
+    if (composes && this.characters && event.key === 'Dead') return;
+    const stroke = keystrokeOf(event, { mac: this.#mac, characters: this.characters });
+    if (!stroke) return;
+    if (stroke.text !== undefined && composes) return;
     if (!this.#leavesDefault(event)) event.preventDefault();
-    if (needsAltGraph(event)) {
-      this.#onUnsendable();
-      return;
+    if (stroke.code) {
+      this.#held.add(stroke.code);
+      this.#send({ type: 'keyDown', code: stroke.code, mods: stroke.mods });
+    } else if (stroke.press) {
+      this.#send({ type: 'key_press', code: stroke.press, mods: stroke.mods });
+    } else {
+      this.#send({ type: 'type_text', text: stroke.text });
     }
-    this.#held.add(event.code);
-    this.#send({ type: 'keyDown', code: event.code, mods: modifiersOf(event) });
   }
 
   #up(event) {
-    // Some systems report no release of keys that go up while Meta is held.
-    if (event.key === 'Meta') this.releaseAll();
-    if (!this.#held.delete(event.code)) return;
+    if (event.key === 'Meta') {
+      const alone = this.#meta;
+      // Some systems report no release of keys that go up while Meta is held.
+      this.releaseAll();
+      if (alone && this.#isActive()) this.#send({ type: 'key_press', code: alone, mods: NO_MODIFIERS });
+    }
+    if (!KNOWN_CODES.has(event.code) || !this.#held.delete(event.code)) return;
     event.preventDefault();
-    this.#send({ type: 'keyUp', code: event.code, mods: modifiersOf(event) });
+    this.#send({ type: 'keyUp', code: event.code, mods: modifiersOf(event, { mac: this.#mac }) });
   }
+}
+
+function isMac() {
+  return /mac|iphone|ipad/i.test(navigator.userAgentData?.platform ?? navigator.platform ?? '');
 }

@@ -23,15 +23,16 @@ export class PointerForwarder {
   // Position of the host's pointer as set by the last reliable message; null while moves are in flight.
   #placed = null;
 
-  // `element` receives the events, `video` shows the screen.
+  // `element` receives the events of mouse and pen, `video` shows the screen. Fingers come by calls of TouchInput.
   // send(message, { reliable }) reaches the host.
   constructor(element, video, { send, isActive }) {
     this.#video = video;
     this.#send = send;
     this.#isActive = isActive;
-    element.addEventListener('pointermove', (event) => this.#moved(event));
-    element.addEventListener('pointerdown', (event) => this.#down(event, element));
-    for (const type of ['pointerup', 'pointercancel']) element.addEventListener(type, (event) => this.#up(event));
+    const noTouch = (handle) => (event) => event.pointerType !== 'touch' && handle(event);
+    element.addEventListener('pointermove', noTouch((event) => this.#moved(event)));
+    element.addEventListener('pointerdown', noTouch((event) => this.#down(event, element)));
+    for (const type of ['pointerup', 'pointercancel']) element.addEventListener(type, noTouch((event) => this.#up(event)));
     element.addEventListener('wheel', (event) => this.#wheeled(event), { passive: false });
     element.addEventListener('contextmenu', (event) => this.#isActive() && event.preventDefault());
     // The middle button would start the browser's own scrolling.
@@ -49,6 +50,38 @@ export class PointerForwarder {
     this.#travel = NO_TRAVEL;
     if (this.#pressed && this.#last) this.#buttons(0, this.#last);
     this.#pressed = 0;
+  }
+
+  // The picture has moved below a pointer that rests there, in client coordinates.
+  follow(clientX, clientY) {
+    this.#moved({ clientX, clientY, buttons: this.#pressed });
+  }
+
+  // The calls for fingers, in client coordinates; button as the host counts them. Outside of the image nothing is
+  // pressed.
+  click(clientX, clientY, button) {
+    if (this.#pressed || !this.press(clientX, clientY, button)) return;
+    this.release(clientX, clientY);
+  }
+
+  press(clientX, clientY, button = 0) {
+    const at = this.#isActive() && this.#locate({ clientX, clientY });
+    if (!at || !at.inside) return false;
+    this.#buttons(BUTTON_BITS[button][1], at);
+    return true;
+  }
+
+  dragTo(clientX, clientY) {
+    if (this.#pressed) this.#moved({ clientX, clientY, buttons: this.#pressed });
+  }
+
+  release(clientX, clientY) {
+    this.#up({ clientX, clientY, buttons: 0 });
+  }
+
+  // By pixels of the host.
+  scroll(clientX, clientY, dx, dy) {
+    this.#turn({ clientX, clientY }, { dx, dy });
   }
 
   #locate(event) {
@@ -97,11 +130,15 @@ export class PointerForwarder {
   }
 
   #wheeled(event) {
-    if (!this.#isActive()) return;
+    // The picture has taken it, to zoom.
+    if (!this.#isActive() || event.defaultPrevented) return;
     event.preventDefault();
-    const at = this.#locate(event);
-    if (!at?.inside) return;
-    const { dx, dy } = wheelPixels(event, this.#video.clientWidth, this.#video.clientHeight);
+    this.#turn(event, wheelPixels(event, this.#video.clientWidth, this.#video.clientHeight));
+  }
+
+  #turn(event, { dx, dy }) {
+    const at = this.#isActive() && this.#locate(event);
+    if (!at || !at.inside) return;
     this.#travel = { dx: this.#travel.dx + dx, dy: this.#travel.dy + dy };
     this.#wheel = true;
     this.#last = at;

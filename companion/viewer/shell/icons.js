@@ -9,6 +9,7 @@ const PATHS = {
   statistics: 'M3.5 16.5v-5M8 16.5V8M12.5 16.5v-6M17 16.5V4',
   picture: 'M2.5 4h15v10h-15zM7 17h6',
   keyboard: 'M2.5 5.5h15v9h-15zM5.5 8.5h0M8.5 8.5h0M11.5 8.5h0M14.5 8.5h0M7 11.8h6',
+  keys: 'M2.5 3.5h15v8h-15zM5.5 6.3h0M8.5 6.3h0M11.5 6.3h0M14.5 6.3h0M7 9h6m-5.5 5.5L10 17l2.5-2.5',
   view: 'M2.5 4h15v12h-15zM6 7.5v5M6 10h8M14 7.5v5',
   fullscreen: 'M3 7.5V3h4.5M12.5 3H17v4.5M17 12.5V17h-4.5M7.5 17H3v-4.5',
   pointer: 'M4 2.5 16.5 9l-5.3 1.6L8.6 16z',

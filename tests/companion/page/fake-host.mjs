@@ -139,6 +139,8 @@ export class FakeHost {
       this.send({ type: 'ack', req: message.req });
     } else if (message.type === 'clipboard_request') {
       this.send({ type: 'clipboard_sync', text: this.clipboard });
+    } else if (message.type === 'type_text' && message.id) {
+      this.typed(message);
     }
   }
 
@@ -150,6 +152,13 @@ export class FakeHost {
       const file = this.files.find((each) => each.id === id);
       this.send({ type: 'file_saved', id, name: file.name, size: file.bytes });
     }
+  }
+
+  // The host types all of a text, or what `typesAtMost` allows.
+  typed({ id, text }) {
+    const { length } = [...text];
+    const typed = Math.min(length, this.typesAtMost ?? length);
+    this.send({ type: 'text_typed', id, typed, length, ...(typed < length ? { reason: this.typingReason } : {}) });
   }
 
   // A real host sends more fields, and several messages a second.

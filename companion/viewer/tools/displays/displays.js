@@ -1,28 +1,88 @@
 // The chooser among the host's displays.
 
+import { announce } from '../../shell/announce.js';
 import { byId, make, show } from '../../shell/dom.js';
 
 const MAX_DISPLAYS = 32;
+// Statistics that were under way when another display was chosen still name the old one.
+const SWITCH_MS = 2000;
 
 export class DisplaysView {
+  #onChoice;
+  #count = 0;
+  #current = 0;
+  #chosenAt = -Infinity;
+
   constructor(onChoice) {
-    byId('display').addEventListener('change', (event) => onChoice(Number(event.target.value)));
+    this.#onChoice = onChoice;
+    byId('display').addEventListener('change', (event) => this.choose(Number(event.target.value)));
+  }
+
+  get count() {
+    return this.#count;
+  }
+
+  // Counted from 0.
+  get current() {
+    return this.#current;
+  }
+
+  // Hosts send no names.
+  nameOf(index) {
+    return `Display ${index + 1} of ${this.#count}`;
   }
 
   // "display_info": shown only when there is something to choose.
   receive({ count, current }) {
-    const displays = Number.isInteger(count) ? Math.min(Math.max(count, 0), MAX_DISPLAYS) : 0;
-    const options = Array.from({ length: displays }, (_, index) => {
-      const option = make('option', '', `Display ${index + 1}`);
+    this.#count = Number.isInteger(count) ? Math.min(Math.max(count, 0), MAX_DISPLAYS) : 0;
+    const options = Array.from({ length: this.#count }, (_, index) => {
+      const option = make('option', '', this.nameOf(index));
       option.value = String(index);
       return option;
     });
     byId('display').replaceChildren(...options);
-    byId('display').value = String(current);
-    show(byId('display-field'), displays > 1);
+    this.#show(current);
+    show(byId('display-field'), this.#count > 1);
+  }
+
+  // "host_stats": the display may be changed elsewhere.
+  receiveStats({ capture, displayIndex }) {
+    if (capture !== 'screen' || performance.now() - this.#chosenAt < SWITCH_MS) return;
+    if (displayIndex !== this.#current && this.#isDisplay(displayIndex)) {
+      this.#show(displayIndex);
+      this.#announce();
+    }
+  }
+
+  choose(index) {
+    if (this.#count < 2 || !this.#isDisplay(index)) return;
+    this.#chosenAt = performance.now();
+    this.#show(index);
+    this.#announce();
+    this.#onChoice(index);
+  }
+
+  // To the next (1) or the previous (-1) one, around the end.
+  step(direction) {
+    this.choose((this.#current + direction + this.#count) % this.#count);
   }
 
   reset() {
+    this.#count = 0;
+    this.#chosenAt = -Infinity;
     show(byId('display-field'), false);
+  }
+
+  #isDisplay(index) {
+    return Number.isInteger(index) && index >= 0 && index < this.#count;
+  }
+
+  #show(index) {
+    this.#current = this.#isDisplay(index) ? index : 0;
+    byId('display').value = String(this.#current);
+  }
+
+  #announce() {
+    announce(`Showing display ${this.#current + 1} of ${this.#count}`);
   }
 }

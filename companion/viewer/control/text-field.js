@@ -1,0 +1,61 @@
+// An invisible text field on the picture: keyboards on a screen, input methods and dead keys need one. What arrives in
+// it is typed on the host.
+
+import { NO_MODIFIERS } from './keys.js';
+import { pieces } from './typing.js';
+
+// The host's limit for a message, in code points.
+const MAX_TEXT = 4000;
+// Without something to delete, keyboards on a screen do not report Backspace.
+const FILLING = '\u200b\u200b';
+
+const DELETIONS = new Map([
+  ['deleteContentBackward', ['Backspace', {}]],
+  ['deleteContentForward', ['Delete', {}]],
+  ['deleteWordBackward', ['Backspace', { ctrl: true }]],
+  ['deleteWordForward', ['Delete', { ctrl: true }]],
+  ['deleteSoftLineBackward', ['Backspace', { ctrl: true }]],
+]);
+
+export class TextField {
+  #field;
+  #send;
+  #isActive;
+
+  // `field`: the textarea; send(message) reaches the host reliably.
+  constructor(field, { send, isActive }) {
+    this.#field = field;
+    this.#send = send;
+    this.#isActive = isActive;
+    field.addEventListener('focus', () => this.#clear());
+    field.addEventListener('input', (event) => !event.isComposing && this.#changed(event.inputType));
+    field.addEventListener('compositionend', () => this.#changed('insertText'));
+  }
+
+  // Gives it the keyboard focus; `keyboard`: and shows the keyboard of a touch screen.
+  focus({ keyboard }) {
+    this.#field.inputMode = keyboard ? 'text' : 'none';
+    if (document.activeElement === this.#field) this.#field.blur();
+    this.#field.focus({ preventScroll: true });
+  }
+
+  #changed(inputType) {
+    const text = this.#field.value.replaceAll('\u200b', '');
+    this.#clear();
+    if (!this.#isActive()) return;
+    const deletion = DELETIONS.get(inputType);
+    if (deletion) {
+      const [code, mods] = deletion;
+      this.#send({ type: 'key_press', code, mods: { ...NO_MODIFIERS, ...mods } });
+    } else if (text === '\n') {
+      this.#send({ type: 'key_press', code: 'Enter', mods: NO_MODIFIERS });
+    } else {
+      for (const piece of pieces(text, MAX_TEXT)) this.#send({ type: 'type_text', text: piece });
+    }
+  }
+
+  #clear() {
+    this.#field.value = FILLING;
+    this.#field.setSelectionRange(FILLING.length, FILLING.length);
+  }
+}

@@ -1,0 +1,124 @@
+// "Type a text": a text that the host types where its keyboard focus is. The card leaves the picture in sight and in use.
+
+import { make, makeButton, show } from '../shell/dom.js';
+import { TextTyping, lengthOf } from './typing.js';
+
+const MAX_LENGTH = 100000;
+
+const number = (value) => value.toLocaleString('en');
+
+// What the end of a typing means to the viewer; `typed` and `length` in characters.
+export function resultText({ state, typed, length, reason }) {
+  const count = `${number(typed)} of ${number(length)} characters`;
+  switch (state) {
+    case 'busy':
+      return `Typing… ${count}`;
+    case 'done':
+      return `Typed ${count}.`;
+    case 'short':
+      return `Typed ${count}${reason ? `. The host said: ${reason}` : '; the host could not type the rest'}.`;
+    case 'silent':
+      return `Typed ${count}; the host does not answer. It may be too old for this: use the clipboard instead.`;
+    case 'stopped':
+      return `Stopped after ${count}.`;
+    default:
+      return `Typed ${count}; then control ended. Take control and type the rest.`;
+  }
+}
+
+export class TypeCard {
+  #app;
+  #typing;
+  #card = make('form', 'card type-card');
+  #text = make('textarea', '');
+  #count = make('p', 'panel-note');
+  #result = make('p', 'panel-note');
+  #submit = make('button', 'button primary', 'Type it');
+  #stop;
+
+  constructor(app, parent) {
+    this.#app = app;
+    this.#typing = new TextTyping((message) => app.control.active && app.send(message), (progress) => this.#show(progress));
+    app.on('message', (message) => message.type === 'text_typed' && this.#typing.receive(message));
+    app.on('control', (state) => {
+      if (state !== 'on') this.#typing.stop('lost');
+      this.#refresh();
+    });
+    this.#fill();
+    parent.append(this.#card);
+    this.#refresh();
+  }
+
+  open() {
+    show(this.#card, true);
+    this.#text.focus();
+    this.#text.select();
+  }
+
+  #close() {
+    this.#typing.stop();
+    // What was typed may be a password.
+    this.#text.value = '';
+    this.#result.textContent = '';
+    this.#refresh();
+    show(this.#card, false);
+    this.#app.returnToScreen();
+  }
+
+  #fill() {
+    this.#card.id = 'type-card';
+    this.#card.hidden = true;
+    this.#card.autocomplete = 'off';
+    this.#card.setAttribute('role', 'dialog');
+    this.#card.setAttribute('aria-label', 'Type a text on the host');
+    const head = make('div', 'type-head');
+    const label = make('label', '', 'Type a text on the host');
+    label.htmlFor = 'type-text';
+    head.append(label, makeButton({ text: 'Close', iconName: 'close', iconOnly: true, className: 'quiet' }, () => this.#close()));
+    this.#text.id = 'type-text';
+    this.#text.rows = 4;
+    this.#text.maxLength = MAX_LENGTH;
+    this.#text.spellcheck = false;
+    this.#text.setAttribute('aria-describedby', 'type-count');
+    this.#text.addEventListener('input', () => this.#refresh());
+    this.#count.id = 'type-count';
+    this.#result.id = 'type-result';
+    this.#result.setAttribute('role', 'status');
+    this.#submit.type = 'submit';
+    this.#stop = makeButton({ text: 'Stop' }, () => this.#typing.stop());
+    const buttons = make('div', 'panel-row type-buttons');
+    buttons.append(this.#count, this.#stop, this.#submit);
+    this.#card.append(head, this.#text, this.#result, buttons);
+    this.#card.addEventListener('submit', (event) => {
+      event.preventDefault();
+      this.#typing.start(this.#text.value);
+    });
+    this.#card.addEventListener('keydown', (event) => {
+      if (event.key === 'Escape' && !event.isComposing) {
+        event.preventDefault();
+        this.#close();
+      } else if (event.key === 'Enter' && (event.ctrlKey || event.metaKey)) {
+        event.preventDefault();
+        this.#card.requestSubmit();
+      }
+    });
+  }
+
+  #show(progress) {
+    this.#result.textContent = resultText(progress);
+    this.#result.classList.toggle('bad', !['busy', 'done', 'stopped'].includes(progress.state));
+    this.#refresh();
+  }
+
+  #refresh() {
+    const length = lengthOf(this.#text.value);
+    const { active } = this.#app.control;
+    this.#count.textContent = active
+      ? length > 0 ? `${number(length)} ${length === 1 ? 'character' : 'characters'}` : 'Typed where the host has its cursor.'
+      : 'Take control to type.';
+    show(this.#stop, this.#typing.busy);
+    show(this.#submit, !this.#typing.busy);
+    this.#submit.disabled = !active || length === 0;
+    this.#text.readOnly = this.#typing.busy;
+  }
+}
