@@ -172,12 +172,19 @@ test('a drag begins where the finger came down', (t) => {
   f.down(1, 10, 10);
   f.wait(30);
   f.move(1, 40, 10);
+  f.move(1, 50, 10);
   f.did();
   f.wait(60);
-  f.move(1, 50, 10);
+  f.did('dragStart 10 10', 'drag 50 10');
+  f.wait(600);
   f.move(1, 60, 20);
   f.up(1, 61, 20);
-  f.did('dragStart 10 10', 'drag 50 10', 'drag 60 20', 'dragEnd 61 20');
+  f.did('drag 60 20', 'dragEnd 61 20');
+  assert.ok(!f.ring());
+  f.down(1, 10, 10);
+  f.wait(20);
+  f.up(1, 80, 10);
+  f.did('dragStart 10 10', 'drag 80 10', 'dragEnd 80 10');
   // Another finger, or the system, ends it where it is.
   f.down(1, 10, 10);
   f.wait(100);

@@ -61,11 +61,7 @@ export class Gestures {
     const far = Math.hypot(x - finger.startX, y - finger.startY) > SLOP;
     switch (this.#state) {
       case 'one':
-        if (!far || at - this.#start.at < DRAG_AFTER_MS) return;
-        this.#endRing();
-        this.#state = 'drag';
-        this.#on.dragStart({ x: finger.startX, y: finger.startY });
-        this.#on.drag({ x, y });
+        if (far) this.#mayDrag(at);
         break;
       case 'long':
         if (!far) return;
@@ -87,6 +83,8 @@ export class Gestures {
 
   up(id, x, y, at) {
     if (!this.#fingers.delete(id)) return;
+    const { x: startX, y: startY } = this.#start;
+    if (this.#state === 'one' && Math.hypot(x - startX, y - startY) > SLOP) this.#beginDrag({ x, y });
     this.#endRing();
     const state = this.#state;
     if (this.#fingers.size > 0) {
@@ -115,6 +113,21 @@ export class Gestures {
     this.#timer = setTimeout(() => {
       if (this.#state === 'one') this.#state = 'long';
     }, LONG_MS - RING_MS);
+  }
+
+  // The finger has moved too far for a tap; a second one may still come.
+  #mayDrag(at) {
+    const wait = DRAG_AFTER_MS - (at - this.#start.at);
+    const [finger] = this.#fingers.values();
+    this.#endRing();
+    if (wait <= 0) this.#beginDrag(finger);
+    else this.#timer = setTimeout(() => this.#state === 'one' && this.#beginDrag(finger), wait);
+  }
+
+  #beginDrag({ x, y }) {
+    this.#state = 'drag';
+    this.#on.dragStart({ x: this.#start.x, y: this.#start.y });
+    this.#on.drag({ x, y });
   }
 
   #endRing() {
