@@ -80,7 +80,7 @@ const menu = async ({ viewer }, text) => {
   await viewer.click(`.menu-item:has-text("${text}")`);
 };
 
-pairTest('a picture larger than the stage follows the mouse, and its size is remembered', {}, async (both) => {
+pairTest('a picture larger than the stage follows the mouse, and its size is remembered', { firefox: true }, async (both) => {
   await both.viewer.setViewportSize({ width: 500, height: 400 });
   await menu(both, 'Actual size');
   const before = await rectOf(both);
