@@ -17,8 +17,24 @@ pairTest('draws the pointer in the shape that the host names', {}, async (both) 
 
 pairTest('offers the choice among displays', { options: { displays: 3 } }, async (both) => {
   await until(() => both.viewer.isVisible('#display'), { what: 'the chooser' });
+  const shown = () => both.viewer.evaluate(() => document.getElementById('display').selectedOptions[0].textContent);
+  const said = () => both.viewer.textContent('#announcer');
+  assert.equal(await shown(), 'Display 1 of 3');
   await both.viewer.selectOption('#display', '2');
   assert.deepEqual(await untilReceived(both.host, 'display_index'), [{ type: 'display_index', index: 2 }]);
+  assert.equal(await said(), 'Showing display 3 of 3');
+  // By keys: the next one is the first; a fourth there is not.
+  for (const key of ['PageDown', 'Digit4', 'Digit2', 'PageUp']) await both.viewer.keyboard.press(`Control+Alt+Shift+${key}`);
+  assert.deepEqual((await untilReceived(both.host, 'display_index', 4)).map(({ index }) => index), [2, 0, 1, 0]);
+  assert.equal(await shown(), 'Display 1 of 3');
+  // The menu has them as well, and what was chosen elsewhere is shown.
+  await both.viewer.click('#view-button');
+  await both.viewer.click('.menu-item:has-text("Display 2 of 3")');
+  assert.equal((await untilReceived(both.host, 'display_index', 5)).at(-1).index, 1);
+  // Statistics of the display before are late ones.
+  for (const displayIndex of [0, 2]) await sendFromHost(both, { type: 'host_stats', capture: 'screen', lastCaptureNs: 1, displayIndex });
+  await until(async () => (await said()) === 'Showing display 3 of 3', { what: 'the display of the host' });
+  assert.equal(await shown(), 'Display 3 of 3');
 });
 
 pairTest('shows no chooser for a single display', { options: { displays: 1 } }, async (both) => {

@@ -11,7 +11,8 @@ export class DisplaysView {
   #onChoice;
   #count = 0;
   #current = 0;
-  #chosenAt = -Infinity;
+  // The display before the last choice, and until when statistics of it are ignored.
+  #old = { index: -1, until: 0 };
 
   constructor(onChoice) {
     this.#onChoice = onChoice;
@@ -47,7 +48,7 @@ export class DisplaysView {
 
   // "host_stats": the display may be changed elsewhere.
   receiveStats({ capture, displayIndex }) {
-    if (capture !== 'screen' || performance.now() - this.#chosenAt < SWITCH_MS) return;
+    if (capture !== 'screen' || (displayIndex === this.#old.index && performance.now() < this.#old.until)) return;
     if (displayIndex !== this.#current && this.#isDisplay(displayIndex)) {
       this.#show(displayIndex);
       this.#announce();
@@ -56,7 +57,7 @@ export class DisplaysView {
 
   choose(index) {
     if (this.#count < 2 || !this.#isDisplay(index)) return;
-    this.#chosenAt = performance.now();
+    this.#old = { index: this.#current, until: performance.now() + SWITCH_MS };
     this.#show(index);
     this.#announce();
     this.#onChoice(index);
@@ -69,7 +70,7 @@ export class DisplaysView {
 
   reset() {
     this.#count = 0;
-    this.#chosenAt = -Infinity;
+    this.#old.until = 0;
     show(byId('display-field'), false);
   }
 
