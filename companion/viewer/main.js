@@ -30,6 +30,7 @@ import { ClipboardSync } from './tools/clipboard/sync.js';
 import { DisplaysView } from './tools/displays/displays.js';
 import { initFileDrop } from './tools/files/drop.js';
 import { PANELS } from './tools/index.js';
+import { Statistics } from './tools/statistics/history.js';
 
 const stage = byId('stage');
 const video = byId('screen');
@@ -98,6 +99,7 @@ const gate = new InputGate((message, options) => control.send(message, options))
 app.clipboardSync = new ClipboardSync(app, stage, gate);
 app.chat = new ChatLog(app);
 app.unread = new Unread(app);
+app.statistics = new Statistics(app);
 
 const access = new AccessView({
   unlock: (pin) => control.unlock(pin),
