@@ -19,6 +19,7 @@ const SMALLEST_MESSAGE_LIMIT = 65536;
 //   'files-refused' ({folders, refused})   what of a drop is not sent
 //   'replaced' ()           there is another peer connection
 //   'people' ({names, you}) the viewers in the room have changed, see Session
+//   'track' (track)         the host's video, again with each peer connection
 export class App {
   #events = new Events();
   settings = new Settings();

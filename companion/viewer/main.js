@@ -30,6 +30,7 @@ import { ClipboardSync } from './tools/clipboard/sync.js';
 import { DisplaysView } from './tools/displays/displays.js';
 import { initFileDrop } from './tools/files/drop.js';
 import { PANELS } from './tools/index.js';
+import { RecordButton } from './tools/recording/button.js';
 import { Statistics } from './tools/statistics/history.js';
 
 const stage = byId('stage');
@@ -191,6 +192,7 @@ function enterRoom() {
       track: (track) => {
         video.srcObject = new MediaStream([track]);
         video.play().catch(() => {});
+        app.emit('track', track);
       },
       channel: (channel) => control.adopt(channel),
       replaced: () => {
@@ -221,6 +223,7 @@ document.addEventListener('visibilitychange', () => document.hidden && input.rel
 for (const panel of PANELS) app.dock.add(panel);
 initRegions();
 initFullscreen(returnToScreen);
+if (app.room) new RecordButton(app, video);
 byId('figures').addEventListener('click', () => app.dock.open('statistics'));
 watchStats(
   () => app.pc,
