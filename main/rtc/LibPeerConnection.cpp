@@ -9,6 +9,7 @@
 #include "main/rtc/BoundedCandidateResolver.h"
 #include "main/rtc/LibDataChannel.h"
 #include "main/rtc/LibVideoSender.h"
+#include "main/rtc/LinkSampleObserver.h"
 #include "main/rtc/NativeH264Profiles.h"
 #include "main/rtc/VideoTrackSource.h"
 
@@ -369,6 +370,11 @@ bool LibPeerConnection::restartIce() {
 }
 
 void LibPeerConnection::requestKeyFrame() { keyFrameRequest_->request(); }
+
+void LibPeerConnection::readLink(std::function<void(const LinkSample&)> done) {
+  const auto observer = rtc::make_ref_counted<LinkSampleObserver>(life_.onMain(std::move(done)));
+  connection_->GetStats(observer.get());
+}
 
 void LibPeerConnection::close() {
   if (!life_.handle()) return;

@@ -31,6 +31,7 @@ class LibPeerConnection final : public PeerConnection {
   void setMaxBitrate(int bps) override;
   bool restartIce() override;
   void requestKeyFrame() override;
+  void readLink(std::function<void(const LinkSample&)> done) override;
   void close() override;
 
  private:

@@ -10,6 +10,7 @@
 #include <optional>
 
 #include "base/IceState.h"
+#include "base/LinkSample.h"
 #include "main/rtc/DataChannel.h"
 #include "main/rtc/IceServer.h"
 #include "main/rtc/VideoSender.h"
@@ -80,6 +81,8 @@ class PeerConnection {
   virtual bool restartIce() = 0;
   // The next video frame becomes a key frame: earlier frames may have been lost.
   virtual void requestKeyFrame() = 0;
+  // Reads the connection's figures; `done` runs later on the main thread, never after close().
+  virtual void readLink(std::function<void(const LinkSample&)> done) = 0;
   virtual void close() = 0;
 };
 

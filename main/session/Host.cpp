@@ -44,9 +44,14 @@ Host::Host(const QString& room, Configuration configuration, Platform platform)
       sharing_(configuration_.environment, platform_.desktop.displays(), sender_, platform_.videoSources,
                sharingCallbacks()),
       systemStats_(platform_.scheduler, platform_.statistics),
+      linkStats_(platform_.scheduler,
+                 [this](LinkStats::Answer answer) {
+                   if (link_) link_->connection->readLink(std::move(answer));
+                 }),
       stats_(platform_.scheduler, platform_.desktop.displays(), sender_,
              {.session = [this] { return sessionFigures(); },
               .system = [this] { return systemStats_.getSystemStats(); },
+              .link = [this] { return linkStats_.get(); },
               .hostName = platform_.desktop.machine().prettyHostName(),
               .roomId = roomId_}),
       diagnostics_(sender_, platform_.diagnostics) {
@@ -318,6 +323,7 @@ void Host::channelOpened(ControlChannel channel) {
 void Host::stopStatistics() {
   stats_.stopTimer();
   systemStats_.pause();
+  linkStats_.reset();
 }
 
 void Host::channelClosed(ControlChannel channel) {

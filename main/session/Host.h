@@ -25,6 +25,7 @@
 #include "main/signalling/Signaler.h"
 #include "main/telemetry/DiagnosticsRequests.h"
 #include "main/telemetry/HostStats.h"
+#include "main/telemetry/LinkStats.h"
 #include "main/telemetry/system/SystemStats.h"
 #include "main/video/quality/VideoQuality.h"
 #include "main/video/sharing/SharingControl.h"
@@ -121,6 +122,7 @@ class Host {
   Negotiation negotiation_;
   SharingControl sharing_;
   SystemStats systemStats_;
+  LinkStats linkStats_;
   HostStats stats_;
   DiagnosticsRequests diagnostics_;
   std::unique_ptr<Signaler> signaler_;

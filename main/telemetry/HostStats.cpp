@@ -30,6 +30,7 @@ void HostStats::sendHostStats(ControlChannel channel) {
   message.insert(u"room"_s, sources_.roomId);
   if (sources_.roomId == "demo"_L1) message.insert(u"demo"_s, true);
   if (const auto system = sources_.system()) message.insert(u"sys"_s, *system);
+  if (const auto link = sources_.link()) message.insert(u"link"_s, *link);
   sender_.send(channel, message);
 }
 

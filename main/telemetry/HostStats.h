@@ -31,6 +31,8 @@ class HostStats {
     std::function<SessionFigures()> session;
     // The machine's figures ("sys"); nullopt when there are none.
     std::function<std::optional<JsonObject>()> system;
+    // The connection's figures ("link"); nullopt when there are none.
+    std::function<std::optional<JsonObject>()> link;
     std::optional<QString> hostName;
     QString roomId;
   };

@@ -4,7 +4,7 @@ import { join } from 'node:path';
 import { test } from 'node:test';
 import { temporaryDirectory } from './lib/paths.mjs';
 import { withSession } from './lib/session.mjs';
-import { BareControl } from './lib/viewer.mjs';
+import { BareControl, received } from './lib/viewer.mjs';
 import { until } from './lib/wait.mjs';
 
 const sections = ['battery', 'crashes', 'network', 'ping', 'processes', 'security', 'storage', 'thermal', 'updates'];
@@ -90,6 +90,9 @@ test('statisticsHaveTheMachinesOwnFiguresFourTimesASecond', async (t) => {
       return top.find(({ pid, cpuPct }) => pid === busy.pid && cpuPct > 10);
     }, { what: 'the busy process' });
     assert.ok(seen.cpuPct <= 150 && seen.rssBytes > 0, JSON.stringify(seen));
+    const link = await until(async () => (await stats()).at(-1).message.link, { what: 'figures of the connection' });
+    assert.ok(Number.isInteger(link.estimateKbps) && link.estimateKbps > 100, JSON.stringify(link));
+    assert.equal(link.codec, (await received(viewer.page)).codec);
     assert.ok('netRxKbps' in (await systems()).at(-1) && 'netTxKbps' in (await systems()).at(-1));
 
     // Each figure stands for about a second, that is for about four messages.

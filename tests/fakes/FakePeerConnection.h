@@ -35,6 +35,7 @@ struct FakePeer {
   bool destroyed = false;
   int restarts = 0;
   int keyFrames = 0;
+  LinkSample link;
   int startBitrateBps = 0;
   int maxBitrateBps = 0;
   QList<OfferOptions> offerOptions;
@@ -149,6 +150,9 @@ class FakePeerConnection final : public PeerConnection {
     return true;
   }
   void requestKeyFrame() override { ++peer_->keyFrames; }
+  void readLink(std::function<void(const LinkSample&)> done) override {
+    later([peer = peer_.get(), done] { done(peer->link); });
+  }
   void close() override {
     if (peer_->closed) return;
     note(QStringLiteral("close"));

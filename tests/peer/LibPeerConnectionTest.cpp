@@ -60,12 +60,35 @@ TEST_F(LibPeerConnectionTest, takesARestartOfIceIntoTheNextOffer) {
   EXPECT_NE(iceUfrag(reoffer()), iceUfrag(first));
 }
 
+TEST_F(LibPeerConnectionTest, knowsWhatTheLinkCarriesOnceItIsConnected) {
+  std::optional<LinkSample> sample;
+  const auto read = [&] {
+    sample.reset();
+    peer_->readLink([&](const LinkSample& read) { sample = read; });
+    return waitFor([&] { return sample.has_value(); });
+  };
+  const QString offer = makeOffered();
+  ASSERT_TRUE(read());
+  EXPECT_EQ(sample->estimateBps, std::nullopt);
+  EXPECT_EQ(sample->framesEncoded.value_or(0), 0U);
+  ASSERT_EQ(apply(answerOf(offer)), std::nullopt);
+  source_->start();
+  ASSERT_TRUE(waitFor([&] {
+    passCandidates();
+    return read() && sample->estimateBps && sample->framesEncoded.value_or(0) > 2;
+  }));
+  EXPECT_GT(*sample->estimateBps, 10'000);
+  EXPECT_GT(sample->encodeSeconds.value_or(0), 0);
+  EXPECT_FALSE(sample->codec.isEmpty() || sample->codec.contains(u'/')) << sample->codec.toStdString();
+}
+
 TEST_F(LibPeerConnectionTest, answersNothingAfterTheClose) {
   makeOffered();
   int completions = 0;
   peer_->createOffer({}, [&](const QString&, const std::optional<QString>&) { ++completions; });
   peer_->setRemoteAnswer(u"junk"_s, [&](const std::optional<QString>&) { ++completions; });
   peer_->addCandidate({}, [&](const std::optional<QString>&) { ++completions; });
+  peer_->readLink([&](const LinkSample&) { ++completions; });
   peer_->close();
   // Everything posted before this has been handled when this runs.
   bool later = false;

@@ -21,6 +21,7 @@ class HostStatsTest : public testing::Test {
             sender_,
             {.session = [this] { return figures_; },
              .system = [this] { return system_; },
+             .link = [this] { return link_; },
              .hostName = std::move(hostName),
              .roomId = room}};
   }
@@ -43,6 +44,7 @@ class HostStatsTest : public testing::Test {
                           .displayIndex = 1,
                           .lastCaptureNs = 1'800'000'000'123'456'789};
   std::optional<JsonObject> system_;
+  std::optional<JsonObject> link_;
 };
 
 TEST_F(HostStatsTest, tellsWhatIsSent) {
@@ -93,6 +95,13 @@ TEST_F(HostStatsTest, addsTheFiguresOfTheMachineWhenThereAreAny) {
   EXPECT_EQ(message(stats).value(u"sys"), QJsonValue(JsonObject{}));
   system_ = JsonObject{{u"cpuPct"_s, 12.5}};
   EXPECT_EQ(message(stats).value(u"sys"), QJsonValue(JsonObject{{u"cpuPct"_s, 12.5}}));
+}
+
+TEST_F(HostStatsTest, addsTheFiguresOfTheConnectionWhenThereAreAny) {
+  HostStats stats = make();
+  EXPECT_FALSE(message(stats).contains(u"link"));
+  link_ = JsonObject{{u"estimateKbps"_s, 1800}};
+  EXPECT_EQ(message(stats).value(u"link"), QJsonValue(JsonObject{{u"estimateKbps"_s, 1800}}));
 }
 
 TEST_F(HostStatsTest, countsTheDisplaysAtTheMomentOfSending) {
