@@ -7,10 +7,9 @@ import { InputGate } from './control/gate.js';
 import { Input } from './control/input.js';
 import { Session } from './link/session.js';
 import { CaptureWatch } from './picture/capture.js';
-import { QualityView } from './picture/chooser.js';
 import { FiguresView } from './picture/figures.js';
 import { initFullscreen } from './picture/fullscreen.js';
-import { QualityRequest } from './picture/request.js';
+import { PictureQuality } from './picture/quality.js';
 import { watchStats } from './picture/stats.js';
 import { addViewMenu } from './picture/view-menu.js';
 import { PictureView } from './picture/view.js';
@@ -62,8 +61,6 @@ const control = new Control({
   },
   ready: (ready) => {
     access.setReady(ready);
-    qualityView.setReady(ready);
-    quality.reset();
     capture.reset();
     app.session?.setChannelsOpen(ready);
     app.emit('ready', ready);
@@ -118,11 +115,7 @@ const displays = new DisplaysView((index) => {
   returnToScreen();
 });
 
-const quality = new QualityRequest((message) => control.send(message));
-const qualityView = new QualityView((preset) => {
-  quality.choose(preset);
-  returnToScreen();
-});
+new PictureQuality(app);
 const capture = new CaptureWatch(() => showStatus());
 
 const view = new PictureView(app, stage, video);
@@ -148,7 +141,6 @@ function receivedFromHost(message) {
       break;
     case 'host_stats':
       access.setDemo(message.demo === true);
-      quality.receive(message);
       capture.receive(message);
       displays.receiveStats(message);
       break;

@@ -5,7 +5,7 @@ import { Backoff } from '../../companion/viewer/link/backoff.js';
 import { CaptureWatch } from '../../companion/viewer/picture/capture.js';
 import { Control } from '../../companion/viewer/control/control.js';
 import { imageRect, normalised, wheelPixels, wholePixels } from '../../companion/viewer/control/geometry.js';
-import { QualityRequest } from '../../companion/viewer/picture/request.js';
+import { AUTOMATIC, QualityRequest } from '../../companion/viewer/picture/request.js';
 import { candidateUfrag, fingerprintOf, ufragsOf } from '../../companion/viewer/link/sdp.js';
 import { parseMessage } from '../../companion/viewer/link/message.js';
 import { figuresOf } from '../../companion/viewer/picture/stats.js';
@@ -99,6 +99,30 @@ test('asks for the size of the screen once for each source that is shared', () =
   expect();
   quality.receive({ capture: 'screen', displayIndex: 1 });
   expect('quality native');
+});
+
+test('asks for less by itself, and for more again', () => {
+  const sent = [];
+  const quality = new QualityRequest((message) => sent.push(message));
+  const expect = (...wanted) => assert.deepEqual(sent.splice(0), wanted);
+  const native = { type: 'quality', preset: 'native' };
+  quality.setLevel('calm');
+  expect();
+  const calm = { type: 'video_params', fps: 30, maxBitrateKbps: 6221 };
+  quality.receive({ capture: 'screen', displayIndex: 0 });
+  expect(native, calm);
+  quality.receive({ capture: 'screen', displayIndex: 0, preset: 'native', width: 2560, height: 1440 });
+  quality.setLevel('small');
+  quality.setLevel('small');
+  expect({ type: 'quality', preset: 'high' });
+  quality.receive({ capture: 'screen', displayIndex: 0, preset: 'high', width: 1920, height: 1080 });
+  quality.setLevel('calm');
+  expect(native, { ...calm, maxBitrateKbps: 11059 });
+  quality.choose('low');
+  quality.setLevel('full');
+  expect({ type: 'quality', preset: 'low' });
+  quality.choose(AUTOMATIC);
+  expect(native);
 });
 
 test('keeps the quality that was chosen for later connections', () => {

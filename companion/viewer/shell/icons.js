@@ -24,6 +24,7 @@ const PATHS = {
   print: 'M5.5 8V3h9v5M5.5 14H3V8h14v6h-2.5M5.5 12h9v5h-9z',
   warning: 'M10 3 18 16.5H2zM10 8v4M10 14.3h0',
   check: 'm4 10.5 4 4 8-9',
+  down: 'm6 8 4 4 4-4',
   more: 'M5 10h0M10 10h0M15 10h0',
   plus: 'M10 4v12M4 10h12',
   minus: 'M4 10h12',

@@ -94,6 +94,11 @@ export class FakeHost {
   async makeOffer(options) {
     if (!this.pc) this.buildPeer();
     const { pc } = this;
+    if (this.codec) {
+      const isFirst = ({ mimeType }) => mimeType.toLowerCase() === `video/${this.codec}`;
+      const { codecs } = RTCRtpSender.getCapabilities('video');
+      pc.getTransceivers()[0].setCodecPreferences([...codecs.filter(isFirst), ...codecs.filter((codec) => !isFirst(codec))]);
+    }
     const offer = await pc.createOffer(options);
     await pc.setLocalDescription(offer);
     if (pc === this.pc) this.signal({ type: 'offer', sdp: offer.sdp });
@@ -141,6 +146,9 @@ export class FakeHost {
       this.send({ type: 'clipboard_sync', text: this.clipboard });
     } else if (message.type === 'type_text' && message.id) {
       this.typed(message);
+    } else if (message.type === 'codec') {
+      this.codec = message.codec;
+      this.offer();
     }
   }
 
