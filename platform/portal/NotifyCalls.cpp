@@ -59,6 +59,18 @@ bool NotifyCalls::pressKey(int key) { return send({u"NotifyKeyboardKeycode"_s, {
 
 void NotifyCalls::releaseKey(int key) { sendRelease({u"NotifyKeyboardKeycode"_s, {key, kReleased}, true}); }
 
+bool NotifyCalls::tapSymbol(std::uint32_t keysym) {
+  const auto symbol = static_cast<int>(keysym);
+  if (!send({u"NotifyKeyboardKeysym"_s, {symbol, kPressed}})) return false;
+  sendRelease({u"NotifyKeyboardKeysym"_s, {symbol, kReleased}, true});
+  return true;
+}
+
+bool NotifyCalls::busy() const {
+  constexpr std::size_t kFewCalls = 32;
+  return queue_.size() > kFewCalls;
+}
+
 bool NotifyCalls::scrollNotches(ScrollAxis axis, int notches) {
   return send({u"NotifyPointerAxisDiscrete"_s, {axis == ScrollAxis::vertical ? 0U : 1U, notches}});
 }

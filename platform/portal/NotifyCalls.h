@@ -34,6 +34,8 @@ class NotifyCalls final : public InputEvents {
   void releaseButton(int button) override;
   bool pressKey(int key) override;
   void releaseKey(int key) override;
+  bool tapSymbol(std::uint32_t keysym) override;
+  bool busy() const override;
   bool scrollNotches(ScrollAxis axis, int notches) override;
   bool scrollSmoothly(ScrollAxis axis, double units) override;
   // The session has ended: nothing waits any more.

@@ -21,6 +21,7 @@
 #include "platform/portal/clipboard/PortalClipboard.h"
 #include "platform/portal/cursor/PortalCursor.h"
 #include "platform/wayland/DataControlClipboard.h"
+#include "platform/wayland/SeatKeymap.h"
 
 namespace vantora {
 namespace {
@@ -58,7 +59,9 @@ class PortalDesktop final : public LinuxDesktop {
         accessibility_(makePortalAccessibility()),
         given_(clipboard),
         clipboard_(clipboard),
-        dataControl_(makeDataControlClipboard(compositorSocket(environment))) {
+        dataControl_(makeDataControlClipboard(compositorSocket(environment))),
+        keymap_(compositorSocket(environment),
+                [this](const QByteArray& keymap) { input_.setLayout(KeyLayout::parse(keymap)); }) {
     dataControl_->setAvailableHandler([this] { chooseClipboard(); });
     chooseClipboard();
   }
@@ -226,6 +229,7 @@ class PortalDesktop final : public LinuxDesktop {
   Clipboard& given_;
   ClipboardChoice clipboard_;
   const std::unique_ptr<DataControlClipboard> dataControl_;
+  SeatKeymap keymap_;
   std::unique_ptr<PortalClipboard> portalClipboard_;
   std::vector<std::weak_ptr<CaptureConsent>> captures_;
   DesktopStatus status_;

@@ -1,6 +1,7 @@
 #include "platform/portal/PortalInput.h"
 
 #include <linux/input-event-codes.h>
+#include <xkbcommon/xkbcommon.h>
 
 #include <QTimer>
 #include <algorithm>
@@ -16,12 +17,20 @@ namespace {
 
 using namespace Qt::Literals::StringLiterals;
 
-// The portal does not tell the layout: Right Alt is the shift to the third level in most that have one.
-const ModifierTable kModifierKeys = {{{KEY_LEFTSHIFT, {KEY_LEFTSHIFT, KEY_RIGHTSHIFT}},
-                                      {KEY_LEFTCTRL, {KEY_LEFTCTRL, KEY_RIGHTCTRL}},
-                                      {KEY_LEFTALT, {KEY_LEFTALT}},
-                                      {KEY_LEFTMETA, {KEY_LEFTMETA, KEY_RIGHTMETA}},
-                                      {KEY_RIGHTALT, {KEY_RIGHTALT}}}};
+ModifierTable modifierKeys(std::uint16_t altgrKey) {
+  ModifierTable keys = {{{KEY_LEFTSHIFT, {KEY_LEFTSHIFT, KEY_RIGHTSHIFT}},
+                         {KEY_LEFTCTRL, {KEY_LEFTCTRL, KEY_RIGHTCTRL}},
+                         {KEY_LEFTALT, {KEY_LEFTALT}},
+                         {KEY_LEFTMETA, {KEY_LEFTMETA, KEY_RIGHTMETA}},
+                         {}}};
+  const auto altgr = static_cast<Keycode>(altgrKey);
+  if (altgr != 0) keys[static_cast<std::size_t>(Modifier::altgr)] = {.press = altgr, .keys = {altgr}};
+  return keys;
+}
+
+// Characters of one step of a text, and the pause behind it: programs shall be able to follow.
+constexpr std::size_t kTypingStep = 16;
+constexpr std::chrono::milliseconds kTypingPause{10};
 
 int kernelButton(PointerButton button) {
   switch (button) {
@@ -50,7 +59,7 @@ bool agreesTwice(std::optional<QPoint>& first, QPoint target) {
 }  // namespace
 
 PortalInput::PortalInput(PortalSession& session, PortalDisplays& displays)
-    : session_(session), displays_(displays), calls_(session) {}
+    : session_(session), displays_(displays), calls_(session), modifierKeys_(modifierKeys(KEY_RIGHTALT)) {}
 
 PortalInput::~PortalInput() { releaseAll(); }
 
@@ -228,10 +237,7 @@ bool PortalInput::key(std::uint16_t code, bool down, const KeyModifiers& modifie
   constexpr std::uint16_t kHighestKey = 247;
   if (code == 0 || code > kHighestKey || !session_.grant().keyboard) return false;
   if (!down && !heldKeys_.contains(code)) return true;
-  const ModifierPlan plan =
-      planModifiers(kModifierKeys, modifiers, ownModifiers_, ownModifiers_, static_cast<Keycode>(code));
-  for (const Keycode key : plan.release) setModifier(key, false);
-  for (const Keycode key : plan.press) setModifier(key, true);
+  takeModifiers(modifiers, static_cast<Keycode>(code));
   // Compositors ignore a press of a key that is down.
   if (heldKeys_.erase(code) > 0) events().releaseKey(code);
   if (down && events().pressKey(code)) heldKeys_.insert(code);
@@ -239,7 +245,50 @@ bool PortalInput::key(std::uint16_t code, bool down, const KeyModifiers& modifie
   return true;
 }
 
-TypingStep PortalInput::type(std::u32string_view /*text*/) { return {.possible = false}; }
+void PortalInput::takeModifiers(const KeyModifiers& modifiers, Keycode event) {
+  const ModifierPlan plan = planModifiers(modifierKeys_, modifiers, ownModifiers_, ownModifiers_, event);
+  for (const Keycode key : plan.release) setModifier(key, false);
+  for (const Keycode key : plan.press) setModifier(key, true);
+}
+
+// Most layouts that have a third level have its key where Right Alt is.
+void PortalInput::setLayout(std::optional<KeyLayout> layout) {
+  layout_ = std::move(layout);
+  modifierKeys_ = modifierKeys(layout_ ? layout_->altgrKey() : KEY_RIGHTALT);
+}
+
+TypingStep PortalInput::type(std::u32string_view text) {
+  if (!session_.grant().keyboard) return {.possible = false};
+  TypingStep step{.wait = kTypingPause};
+  if (events().busy()) return step;
+  for (const char32_t character : text.substr(0, kTypingStep)) {
+    ++step.taken;
+    if (typeCharacter(character)) ++step.typed;
+  }
+  if (heldKeys_.empty()) releaseModifiers();
+  return step;
+}
+
+bool PortalInput::typeCharacter(char32_t character) {
+  if (character == U'\n') return tap(KEY_ENTER, {});
+  if (character == U'\t') return tap(KEY_TAB, {});
+  if (layout_) {
+    if (const auto stroke = layout_->find(character))
+      return tap(stroke->code, {.shift = stroke->shift, .altgr = stroke->altgr});
+    if (!layout_->has(character)) return false;
+  }
+  const std::uint32_t keysym = xkb_utf32_to_keysym(character);
+  takeModifiers({}, 0);
+  return keysym != 0 && events().tapSymbol(keysym);
+}
+
+bool PortalInput::tap(std::uint16_t code, const KeyModifiers& modifiers) {
+  takeModifiers(modifiers, static_cast<Keycode>(code));
+  if (heldKeys_.erase(code) > 0) events().releaseKey(code);
+  if (!events().pressKey(code)) return false;
+  events().releaseKey(code);
+  return true;
+}
 
 void PortalInput::setModifier(Keycode key, bool down) {
   ownModifiers_[key] = down && events().pressKey(key);

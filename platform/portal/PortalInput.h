@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "platform/DesktopInput.h"
+#include "platform/KeyLayout.h"
 #include "platform/ModifierPlan.h"
 #include "platform/portal/NotifyCalls.h"
 #include "platform/portal/PortalDisplays.h"
@@ -18,7 +19,9 @@
 namespace vantora {
 
 // Works within the session in which the user shares the screen; it never asks the user by itself, since a viewer could
-// make it. Only what it holds down itself is known to it: the portal does not tell which keys the local user holds.
+// make it. Only what it holds down itself is known to it: the portal does not tell which keys the local user holds, nor
+// whether Caps Lock is on. Texts are typed by the layout that the compositor tells its programs; a character whose key
+// depends on which of several layouts is in use is left to the portal.
 // Positions are meant to be in layout units; where a first report of the pointer shows that the compositor takes them
 // for pixels, but accepts them up to the size in layout units only, the rest of the way is a relative motion.
 // Compositors leave the repetition of a held key to the programs, which begin with it half a second after a press: each
@@ -41,6 +44,8 @@ class PortalInput final : public DesktopInput {
   bool mayBeUsableLater() const { return !session_.grant().control() || route_ == Route::lost; }
   // The state of the session is another one: requests may be answered.
   void sessionChanged();
+  // What the desktop's keys type; nullopt: unknown.
+  void setLayout(std::optional<KeyLayout> layout);
   // Moves the pointer by a pixel and back.
   void nudge();
   // Where a stream shows the pointer, in pixels of the stream.
@@ -66,6 +71,9 @@ class PortalInput final : public DesktopInput {
   void dropHeld();
   bool send(const Motion& motion);
   void announceKeyboard();
+  void takeModifiers(const KeyModifiers& modifiers, Keycode event);
+  bool typeCharacter(char32_t character);
+  bool tap(std::uint16_t code, const KeyModifiers& modifiers);
   void setModifier(Keycode key, bool down);
   void scroll(ScrollAxis axis, std::int32_t pixels);
   void releaseModifiers();
@@ -85,6 +93,8 @@ class PortalInput final : public DesktopInput {
   std::set<int> heldButtons_;  // The kernel's codes.
   std::set<std::uint16_t> heldKeys_;
   Keymap ownModifiers_;
+  ModifierTable modifierKeys_;
+  std::optional<KeyLayout> layout_;
   std::unique_ptr<QObject> connecting_;  // For the timeout of a connection.
 };
 

@@ -100,7 +100,8 @@ void Seat::endFrame() {
 void Seat::takeKeyboard() {
   keyboard_ = wl_seat_get_keyboard(seat_);
   static const wl_keyboard_listener listener = {
-      .keymap = [](void*, wl_keyboard*, std::uint32_t, int descriptor, std::uint32_t) { ::close(descriptor); },
+      .keymap = [](void* data, wl_keyboard*, std::uint32_t, int descriptor,
+                   std::uint32_t size) { static_cast<Seat*>(data)->takeKeymap(descriptor, size); },
       .enter =
           [](void* data, wl_keyboard*, std::uint32_t serial, wl_surface*, wl_array* keys) {
             auto& self = *static_cast<Seat*>(data);
@@ -117,17 +118,41 @@ void Seat::takeKeyboard() {
       .key =
           [](void* data, wl_keyboard*, std::uint32_t serial, std::uint32_t, std::uint32_t code, std::uint32_t state) {
             static_cast<Seat*>(data)->serial_ = serial;
-            report(QStringLiteral("key"), QJsonArray{static_cast<qint64>(code), static_cast<qint64>(state)});
+            static_cast<Seat*>(data)->reportKey(code, state != 0);
           },
       .modifiers =
-          [](void*, wl_keyboard*, std::uint32_t, std::uint32_t depressed, std::uint32_t latched, std::uint32_t locked,
-             std::uint32_t) {
+          [](void* data, wl_keyboard*, std::uint32_t, std::uint32_t depressed, std::uint32_t latched,
+             std::uint32_t locked, std::uint32_t group) {
+            if (xkb_state* const meaning = static_cast<Seat*>(data)->meaning_)
+              xkb_state_update_mask(meaning, depressed, latched, locked, 0, 0, group);
             report(QStringLiteral("modifiers"), QJsonArray{static_cast<qint64>(depressed), static_cast<qint64>(latched),
                                                            static_cast<qint64>(locked)});
           },
       .repeat_info = [](void*, wl_keyboard*, int, int) {},
   };
   wl_keyboard_add_listener(keyboard_, &listener, this);
+}
+
+void Seat::takeKeymap(int descriptor, std::uint32_t size) {
+  QByteArray text(static_cast<qsizetype>(size), '\0');
+  const bool read = ::pread(descriptor, text.data(), size, 0) == static_cast<ssize_t>(size);
+  ::close(descriptor);
+  static xkb_context* const context = xkb_context_new(XKB_CONTEXT_NO_DEFAULT_INCLUDES);
+  if (!read) return;
+  xkb_keymap* const keymap =
+      xkb_keymap_new_from_string(context, text.constData(), XKB_KEYMAP_FORMAT_TEXT_V1, XKB_KEYMAP_COMPILE_NO_FLAGS);
+  if (!keymap) return;
+  if (meaning_) xkb_state_unref(meaning_);
+  meaning_ = xkb_state_new(keymap);
+  xkb_keymap_unref(keymap);
+}
+
+void Seat::reportKey(std::uint32_t code, bool down) {
+  report(QStringLiteral("key"), QJsonArray{static_cast<qint64>(code), down ? 1 : 0});
+  if (!down || !meaning_) return;
+  char32_t character = xkb_state_key_get_utf32(meaning_, code + 8);
+  if (character == U'\r') character = U'\n';
+  if (character != 0) report(QStringLiteral("text"), QString::fromUcs4(&character, 1));
 }
 
 }  // namespace vantora::canvas

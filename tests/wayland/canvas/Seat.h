@@ -2,6 +2,7 @@
 #pragma once
 
 #include <wayland-client.h>
+#include <xkbcommon/xkbcommon.h>
 
 #include <array>
 #include <cstdint>
@@ -33,6 +34,8 @@ class Seat {
   void offer(std::uint32_t capabilities);
   void takePointer();
   void takeKeyboard();
+  void takeKeymap(int descriptor, std::uint32_t size);
+  void reportKey(std::uint32_t code, bool down);
   void endFrame();
 
   wl_seat* seat_;
@@ -41,6 +44,7 @@ class Seat {
   wl_pointer* pointer_ = nullptr;
   wl_keyboard* keyboard_ = nullptr;
   std::array<Axis, 2> axes_;
+  xkb_state* meaning_ = nullptr;  // Of the keys.
   bool focused_ = false;
   std::uint32_t serial_ = 0;
 };

@@ -1,6 +1,7 @@
 // Input of a program that the user of a real Wayland desktop lets control it, as an application receives it.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <tuple>
 #include <vector>
 
@@ -200,6 +201,46 @@ TEST_F(PortalDesktopInput, hasNoneWhileTheUserOnlyShows) {
   ASSERT_TRUE(desktop_->desktop().run(u"answer view-only"_s));
   ASSERT_TRUE(desktop_->session().makeScreenCapture()->open(0).outcome == ScreenCapture::Outcome::awaitingConsent);
   EXPECT_FALSE(key(KEY_A, true));
+}
+
+TEST_F(PortalDesktopInput, typesTextsByTheKeysOfTheLayout) {
+  startSmall();
+  const std::u32string_view text = U"Hello, World! {[@]} \\ | ~ ^ `'\" 09\tz\n";
+  std::size_t taken = 0;
+  ASSERT_TRUE(testloop::waitFor([&] {
+    const TypingStep step = input().type(text.substr(taken));
+    EXPECT_TRUE(step.possible);
+    EXPECT_EQ(step.typed, step.taken);
+    taken += step.taken;
+    return taken == text.size();
+  }));
+  ASSERT_TRUE(desktop_->settle());
+  EXPECT_EQ(canvas().text(), QString::fromUcs4(text.data(), static_cast<qsizetype>(text.size())));
+  EXPECT_TRUE(canvas().keys().empty());
+  EXPECT_EQ(canvas().modifiers(), 0);
+}
+
+TEST_F(PortalDesktopInput, saysWhichCharactersTheLayoutLacks) {
+  startSmall();
+  const TypingStep step = input().type(U"aé中€Ж😀b");
+  EXPECT_EQ(step.taken, 7U);
+  EXPECT_EQ(step.typed, 3U);
+  ASSERT_TRUE(desktop_->settle());
+  // The euro is on a key that no keyboard has, which only the portal presses.
+  EXPECT_EQ(canvas().text(), u"a€b"_s);
+}
+
+TEST_F(PortalDesktopInput, pressesTheKeysThatAreNeverHeld) {
+  startSmall();
+  for (const std::uint16_t code : {KEY_F5, KEY_DELETE, KEY_LEFTMETA, KEY_KP5, KEY_102ND}) {
+    EXPECT_TRUE(key(code, true) && key(code, false));
+  }
+  ASSERT_TRUE(desktop_->settle());
+  EXPECT_TRUE(canvas().keys().empty());
+  for (const int code : {KEY_F5, KEY_DELETE, KEY_KP5, KEY_102ND}) {
+    const auto& seen = canvas().keyEvents();
+    EXPECT_EQ(std::ranges::count(seen, Canvas::Key{code, true}), 1) << code;
+  }
 }
 
 }  // namespace

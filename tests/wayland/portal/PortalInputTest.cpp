@@ -107,6 +107,44 @@ TEST_F(PortalInputTest, ignoresTheReleaseOfAKeyThatItDoesNotHold) {
   EXPECT_TRUE(portal_->notified.isEmpty());
 }
 
+TEST_F(PortalInputTest, shiftsToTheThirdLevelWithTheRightAlt) {
+  EXPECT_TRUE(input().key(KEY_Q, true, {.altgr = true}));
+  EXPECT_TRUE(input().key(KEY_Q, false, {.altgr = true}));
+  EXPECT_EQ(calls(4), (QStringList{u"NotifyKeyboardKeycode(100, 1)"_s, u"NotifyKeyboardKeycode(16, 1)"_s,
+                                   u"NotifyKeyboardKeycode(16, 0)"_s, u"NotifyKeyboardKeycode(100, 0)"_s}));
+}
+
+TEST_F(PortalInputTest, pressesTheSuperKeyAloneOnce) {
+  EXPECT_TRUE(input().key(KEY_LEFTMETA, true, {}));
+  EXPECT_TRUE(input().key(KEY_LEFTMETA, false, {}));
+  EXPECT_EQ(calls(2), (QStringList{u"NotifyKeyboardKeycode(125, 1)"_s, u"NotifyKeyboardKeycode(125, 0)"_s}));
+}
+
+// No compositor tells the layout here.
+TEST_F(PortalInputTest, leavesCharactersToThePortalWhileTheLayoutIsUnknown) {
+  EXPECT_TRUE(input().key(KEY_A, true, {.control = true}));
+  (void)calls(2);
+  const TypingStep step = input().type(U"A€\n中");
+  EXPECT_TRUE(step.possible);
+  EXPECT_EQ(step.taken, 4U);
+  EXPECT_EQ(step.typed, 4U);
+  EXPECT_EQ(calls(9), (QStringList{u"NotifyKeyboardKeycode(29, 0)"_s, u"NotifyKeyboardKeysym(65, 1)"_s,
+                                   u"NotifyKeyboardKeysym(65, 0)"_s, u"NotifyKeyboardKeysym(8364, 1)"_s,
+                                   u"NotifyKeyboardKeysym(8364, 0)"_s, u"NotifyKeyboardKeycode(28, 1)"_s,
+                                   u"NotifyKeyboardKeycode(28, 0)"_s, u"NotifyKeyboardKeysym(16797229, 1)"_s,
+                                   u"NotifyKeyboardKeysym(16797229, 0)"_s}));
+}
+
+TEST_F(PortalInputTest, aTextWaitsForAPortalThatIsSlow) {
+  portal_->stopped = true;
+  std::size_t taken = 0;
+  for (int step = 0; step < 100; ++step) taken += input().type(std::u32string(1000, U'a')).taken;
+  EXPECT_LT(taken, 100U);
+  portal_->proceed();
+  EXPECT_EQ(calls(static_cast<qsizetype>(2 * taken)).size(), static_cast<qsizetype>(2 * taken));
+  EXPECT_GT(input().type(U"a").taken, 0U);
+}
+
 TEST_F(PortalInputTest, releasesEverythingThatItHolds) {
   EXPECT_TRUE(input().key(KEY_A, true, {.shift = true}));
   input().button(PointerButton::left, true);
@@ -134,6 +172,7 @@ TEST_F(PortalInputTest, sendsNothingWithoutControl) {
   portal_->notified.clear();
   EXPECT_FALSE(input().moveTo(1, 0.5, 0.5));
   EXPECT_FALSE(input().key(KEY_A, true, {}));
+  EXPECT_FALSE(input().type(U"a").possible);
   input().button(PointerButton::left, true);
   input().wheel({.vertical = 120});
   input().releaseAll();

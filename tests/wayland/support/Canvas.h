@@ -73,6 +73,8 @@ class Canvas {
   const std::set<int>& keys() const { return keys_; }
   // All that came since the last clear().
   const std::vector<Key>& keyEvents() const { return keyEvents_; }
+  // What a program types for the keys; Enter is a line feed.
+  const QString& text() const { return text_; }
   const std::vector<Key>& buttonEvents() const { return buttonEvents_; }
   const std::vector<Scroll>& scrolls() const { return scrolls_; }
   // As the layout numbers them: 1 Shift, 4 Control, 8 Alt, 64 Super.
@@ -80,6 +82,7 @@ class Canvas {
   void clear() {
     motions_.clear();
     keyEvents_.clear();
+    text_.clear();
     buttonEvents_.clear();
     scrolls_.clear();
   }
@@ -112,6 +115,7 @@ class Canvas {
     if (what == u"axis") scrolls_.push_back({list.at(0).toInt(), list.at(1).toDouble(), list.at(2).toDouble()});
     // A key without a meaning, by which a session announces its keyboard, counts for nothing.
     if (what == u"key" && list.at(0).toInt() != KEY_UNKNOWN) note(list, keys_, keyEvents_);
+    if (what == u"text") text_ += value.toString();
     if (what == u"modifiers") modifiers_ = list.at(0).toInt();
     if (what == u"focus") {
       focused_ = value.toBool();
@@ -133,6 +137,7 @@ class Canvas {
   std::set<int> buttons_;
   std::set<int> keys_;
   std::vector<Key> keyEvents_;
+  QString text_;
   std::vector<Key> buttonEvents_;
   std::vector<Scroll> scrolls_;
   int modifiers_ = 0;
