@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "base/Json.h"
+#include "base/QtScheduler.h"
 #include "main/control/input/InputInjector.h"
 #include "platform/x11/X11Displays.h"
 #include "platform/x11/X11Input.h"
@@ -94,7 +95,8 @@ int main(int argc, char** argv) {
   bool usable = false;
   input->requestPermission([&](const InputPermission& permission) { usable = permission.granted; });
   if (!window.alive() || !usable) return fail("the X server takes no input");
-  InputInjector injector(*displays, *input);
+  QtScheduler scheduler;
+  InputInjector injector(*displays, *input, scheduler);
   injector.setTargetScreen(0);
 
   Series moves;

@@ -111,6 +111,20 @@ TEST_P(DesktopInputContract, saysThatItHasNoSuchKey) {
   EXPECT_FALSE(key(kNoSuchKey, false));
 }
 
+TEST_P(DesktopInputContract, typesATextInStepsAndHoldsNothingAfterwards) {
+  const std::u32string_view text = U"Aab\n bB aA abABab\n\nABabABabABabABab";
+  std::size_t taken = 0;
+  EXPECT_TRUE(testloop::waitFor([&] {
+    const TypingStep step = input().type(text.substr(taken));
+    EXPECT_TRUE(step.possible);
+    EXPECT_EQ(step.typed, step.taken);
+    taken += step.taken;
+    return taken >= text.size();
+  }));
+  EXPECT_EQ(taken, text.size());
+  EXPECT_TRUE(desktop_->heldKeys().empty());
+}
+
 TEST_P(DesktopInputContract, releasesEverythingAtOnce) {
   input().button(PointerButton::left, true);
   input().button(PointerButton::centre, true);
@@ -137,6 +151,7 @@ TEST_P(DesktopInputContract, hasNoEffectOnceTheDesktopIsGone) {
   input().button(PointerButton::left, true);
   input().wheel({120, 120});
   EXPECT_FALSE(key(KEY_A, true));
+  EXPECT_FALSE(input().type(U"a").possible);
   input().releaseAll();
   EXPECT_FALSE(permission().granted);
 }

@@ -104,7 +104,9 @@ test('whatIsTypedArrivesInATerminal', async (t) => {
     const viewer = await control(session);
     const file = join(session.host.home, 'typed');
     const text = 'Hello World 0123456789, a-b=c; WHY? because: 1+1 never_ends!\n'.repeat(4);
-    const { child } = await session.screen.terminal(`cat > ${file}; echo done > ${file}.done`);
+    // More than a keyboard has, and more different characters than the X server has places for.
+    const any = `Grüße, 7 € @ {Łódź} «Привет» 世界 😀 ^~|\\\t${Array.from({ length: 60 }, (_, at) => String.fromCharCode(0x3041 + at)).join('')}`;
+    const { child } = await session.screen.terminal(`cat > ${file}; echo done > ${file}.done`, { env: { LC_ALL: 'C.UTF-8' } });
     session.keep(child);
 
     for (const message of keystrokes('xyz\n')) await viewer.send(message);
@@ -112,12 +114,18 @@ test('whatIsTypedArrivesInATerminal', async (t) => {
     await viewer.takeControl(await session.host.pin());
     await viewer.page.evaluate((messages) => messages.forEach((message) => bare.send(message)), keystrokes(text));
     await viewer.settled();
+    const length = [...any].length + 1;
+    assert.deepEqual(await viewer.ask({ type: 'type_text', id: 't1', text: `${any}\r\n` }, 'text_typed'),
+      { type: 'text_typed', id: 't1', typed: length, length });
+    // What follows a text comes after it.
+    await viewer.send({ type: 'type_text', text: any });
+    await viewer.send({ type: 'key_press', code: 'Enter' });
     // Ctrl-D ends cat: only a key with the right modifier and no other does that.
     const mods = { shift: false, ctrl: true, alt: false, meta: false };
     await viewer.send({ type: 'keyDown', code: 'KeyD', mods });
     await viewer.send({ type: 'keyUp', code: 'KeyD', mods });
     await until(() => readFile(`${file}.done`), { what: 'cat to end' });
-    assert.equal(await readFile(file, 'utf8'), text);
+    assert.equal(await readFile(file, 'utf8'), `${text}${any}\n${any}\n`);
   });
 });
 

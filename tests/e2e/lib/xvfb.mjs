@@ -64,8 +64,8 @@ export class Xvfb {
   }
 
   /// Starts an xterm that runs a shell command, and waits until its window has the input focus.
-  async terminal(command, { geometry = '80x24+0+0' } = {}) {
-    const child = this.start('xterm', ['-geometry', geometry, '-e', 'sh', '-c', command]);
+  async terminal(command, { geometry = '80x24+0+0', env = {} } = {}) {
+    const child = this.start('xterm', ['-geometry', geometry, '-e', 'sh', '-c', command], { env });
     const id = (await this.run('xdotool', ['search', '--sync', '--onlyvisible', '--class', 'xterm'])).trim().split('\n')[0];
     await this.run('xdotool', ['windowfocus', '--sync', id]);
     return { child, id };

@@ -8,6 +8,7 @@
 #include "platform/x11/X11Input.h"
 #include "platform/x11/Xwayland.h"
 #include "platform/x11/capture/X11ScreenCapture.h"
+#include "tests/fakes/FakeScheduler.h"
 #include "tests/unit/video/sources/SourceTesting.h"
 #include "tests/x11/support/TestWindow.h"
 #include "tests/x11/support/WaylandDesktop.h"
@@ -102,7 +103,8 @@ TEST_P(XwaylandTest, showsNothingWhichIsAMissingPermission) {
 TEST_P(XwaylandTest, takesNoInputWhichIsAMissingPermission) {
   const auto displays = makeX11Displays(server_->display());
   const auto input = makeX11Input(server_->display(), *displays);
-  InputInjector injector(*displays, *input);
+  fakes::FakeScheduler scheduler;
+  InputInjector injector(*displays, *input, scheduler);
   std::optional<bool> permitted;
   injector.ensureAccessibility([&](bool answer) { permitted = answer; });
   EXPECT_EQ(permitted, false);
