@@ -80,6 +80,13 @@ test('firefoxExchangesTextsWithTheHost', async (t) => {
     await session.screen.run('sh', ['-c', 'printf %s "$1" | xclip -selection clipboard -i >/dev/null 2>&1', 'sh', 'vom Rechner – 表']);
     await until(() => page.evaluate(() => vantora.hostText()?.text === 'vom Rechner – 表'), { what: 'the text of the host' });
 
+    // Firefox announces that it takes a gigabyte; the host's library does not send as much.
+    await session.screen.run('sh', ['-c', 'head -c 1000000 /dev/zero | tr "\\0" a | xclip -selection clipboard -i >/dev/null 2>&1']);
+    await until(() => page.evaluate(() => vantora.hostText()?.text === 'a'.repeat(1_000_000)), { what: 'the pieces' });
+    await page.evaluate(() => vantora.send({ type: 'clipboard_request' }));
+    const refusal = { type: 'clipboard_too_large', length: 1_000_000, limit: 262_144 };
+    assert.deepEqual(await until(() => page.evaluate(() => vantora.lastMessages.clipboard_too_large), { what: 'the refusal' }), refusal);
+
     await page.click('#chat-button');
     await page.fill('#chat-input', 'hello from afar');
     await page.press('#chat-input', 'Enter');
