@@ -142,10 +142,22 @@ pairTest('an input method types what it has composed', {}, async (both) => {
     document.execCommand('insertText', false, 'two words');
     document.execCommand('insertText', false, '\n');
   });
-  // Keys of a real keyboard work beside it.
+  // Keys of a real keyboard work beside it, and so do those that such keyboards do not have.
   await both.viewer.keyboard.press('KeyX');
+  for (const name of ['Escape', 'Ctrl', 'Left', 'Alt', 'Shift']) await both.viewer.click(`#key-strip >> role=button[name="${name}"]`);
+  await both.viewer.evaluate(() => document.execCommand('insertText', false, 'd'));
+  assert.equal(await focused(both.viewer), 'typing-field');
+  await both.viewer.click('#key-strip >> role=button[name="Close the keyboard"]');
+  assert.equal(await focused(both.viewer), 'stage');
+  assert.ok(await both.viewer.isHidden('#key-strip'));
   await settled(both);
-  assert.deepEqual((await strokes(both)).map(({ type, text, code, mods }) => [type, text ?? code, mods?.ctrl]), [
+  const shortcuts = (await strokes(both)).slice(7);
+  assert.deepEqual(shortcuts, [
+    { type: 'key_press', code: 'Escape', mods: none },
+    { type: 'key_press', code: 'ArrowLeft', mods: { ...none, ctrl: true } },
+    { type: 'key_press', code: 'KeyD', mods: { ...none, alt: true, shift: true } },
+  ]);
+  assert.deepEqual((await strokes(both)).slice(0, 7).map(({ type, text, code, mods }) => [type, text ?? code, mods?.ctrl]), [
     ['type_text', '你', undefined], ['key_press', 'Backspace', false], ['key_press', 'Backspace', true],
     ['type_text', 'two words', undefined], ['key_press', 'Enter', false], ['keyDown', 'KeyX', false], ['keyUp', 'KeyX', false],
   ]);

@@ -3,6 +3,7 @@
 import { byId, make } from '../shell/dom.js';
 import { focusNextRegion } from '../shell/regions.js';
 import { pageShortcut } from './chords.js';
+import { KeyStrip } from './key-strip.js';
 import { KeyboardForwarder } from './keyboard.js';
 import { addKeysMenu } from './keys-menu.js';
 import { PointerForwarder } from './pointer.js';
@@ -34,7 +35,9 @@ export class Input {
     this.#touch = new TouchInput(stage, { pointer: this.#pointer, view, isActive });
     view.onMoved = (x, y) => this.#pointer.follow(x, y);
     this.#addField();
-    this.#text = new TextField(this.#field, { send, isActive });
+    this.#makeRoomForKeyboard();
+    const strip = new KeyStrip(stage.parentElement, { send, onClose: () => this.#hideKeyboard() });
+    this.#text = new TextField(this.#field, { send, isActive, strip });
     addKeysMenu(app, {
       send,
       characters: (on) => this.#setCharacters(on),
@@ -76,6 +79,21 @@ export class Input {
     });
     this.#stage.addEventListener('focus', () => {
       if (this.#keyboard.characters && this.#app.control.active) this.#text.focus({ keyboard: false });
+    });
+  }
+
+  #hideKeyboard() {
+    this.#field.blur();
+    this.focus();
+  }
+
+  // Not every browser makes the page smaller when its keyboard covers a part of it.
+  #makeRoomForKeyboard() {
+    const { visualViewport } = window;
+    if (!visualViewport) return;
+    visualViewport.addEventListener('resize', () => {
+      const covered = document.activeElement === this.#field && visualViewport.scale === 1;
+      document.body.style.height = covered ? `${visualViewport.height}px` : '';
     });
   }
 

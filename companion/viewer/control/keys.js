@@ -39,6 +39,13 @@ export function isPrintable(key) {
   return first !== undefined && rest.length === 0 && first >= ' ' && first !== '\x7f';
 }
 
+// The key of a letter or digit on most keyboards, for shortcuts; '' for other texts.
+export function codeOfCharacter(text) {
+  if (/^[a-z]$/i.test(text)) return `Key${text.toUpperCase()}`;
+  if (/^[0-9]$/.test(text)) return `Digit${text}`;
+  return text === ' ' ? 'Space' : '';
+}
+
 // The modifiers of an event as the host is to see them. With `mac`, Option is Alt.
 export function modifiersOf(event, { mac = false } = {}) {
   const altgr = !mac && (event.getModifierState?.('AltGraph') ?? false);

@@ -1,7 +1,7 @@
 // An invisible text field on the picture: keyboards on a screen, input methods and dead keys need one. What arrives in
 // it is typed on the host.
 
-import { NO_MODIFIERS } from './keys.js';
+import { NO_MODIFIERS, codeOfCharacter } from './keys.js';
 import { pieces } from './typing.js';
 
 // The host's limit for a message, in code points.
@@ -21,19 +21,28 @@ export class TextField {
   #field;
   #send;
   #isActive;
+  #strip;
+  #keyboard = false;
 
-  // `field`: the textarea; send(message) reaches the host reliably.
-  constructor(field, { send, isActive }) {
+  // `field`: the textarea; send(message) reaches the host reliably; `strip`: a KeyStrip, shown with the keyboard of a
+  // touch screen.
+  constructor(field, { send, isActive, strip }) {
     this.#field = field;
     this.#send = send;
     this.#isActive = isActive;
-    field.addEventListener('focus', () => this.#clear());
+    this.#strip = strip;
+    field.addEventListener('focus', () => {
+      this.#clear();
+      strip.show(this.#keyboard);
+    });
+    field.addEventListener('blur', ({ relatedTarget }) => !strip.contains(relatedTarget) && strip.show(false));
     field.addEventListener('input', (event) => !event.isComposing && this.#changed(event.inputType));
     field.addEventListener('compositionend', () => this.#changed('insertText'));
   }
 
   // Gives it the keyboard focus; `keyboard`: and shows the keyboard of a touch screen.
   focus({ keyboard }) {
+    this.#keyboard = keyboard;
     this.#field.inputMode = keyboard ? 'text' : 'none';
     if (document.activeElement === this.#field) this.#field.blur();
     this.#field.focus({ preventScroll: true });
@@ -43,6 +52,12 @@ export class TextField {
     const text = this.#field.value.replaceAll('\u200b', '');
     this.#clear();
     if (!this.#isActive()) return;
+    const mods = this.#strip.takeModifiers();
+    const code = mods && codeOfCharacter(text);
+    if (code) {
+      this.#send({ type: 'key_press', code, mods });
+      return;
+    }
     const deletion = DELETIONS.get(inputType);
     if (deletion) {
       const [code, mods] = deletion;
