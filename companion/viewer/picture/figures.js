@@ -1,4 +1,4 @@
-// The line of figures below the screen.
+// The figures in the tool bar: what matters most comes first, since the end is cut where there is no room.
 
 import { byId, show } from '../shell/dom.js';
 
@@ -8,11 +8,11 @@ export class FiguresView {
   // Figures of stats.js, or null while nothing is connected.
   show(figures) {
     const parts = [];
-    if (figures?.width) parts.push(`${figures.width} × ${figures.height}`);
-    if (figures?.codec) parts.push(figures.codec);
+    if (figures && this.#roundTrip !== null) parts.push(`${this.#roundTrip} ms round trip`);
     if (figures?.fps != null) parts.push(`${Math.round(figures.fps)} fps`);
     if (figures?.kbps != null) parts.push(rateText(figures.kbps));
-    if (figures && this.#roundTrip !== null) parts.push(`${this.#roundTrip} ms round trip`);
+    if (figures?.codec) parts.push(figures.codec);
+    if (figures?.width) parts.push(`${figures.width} × ${figures.height}`);
     byId('figures').textContent = parts.join(' · ');
     show(byId('figures'), parts.length > 0);
     if (!figures) this.#roundTrip = null;
