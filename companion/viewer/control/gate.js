@@ -2,44 +2,59 @@
 
 // More is not typed while a text is on its way.
 const MAX_HELD = 1000;
+// A program asks for the text after it got the key; what follows must not overtake it.
+const PASTE_MS = 50;
 
 export class InputGate {
   #send;
-  // {until, messages: [[message, options]]} while input is held.
-  #held = null;
+  // While input is held, what comes next: {message, options} or {prepare}.
+  #queue = null;
 
   // send(message, options) reaches the host; returns whether the message was handed over.
   constructor(send) {
     this.#send = send;
   }
 
-  get isHolding() {
-    return this.#held !== null;
-  }
-
   // Whether the message was taken.
   send(message, options) {
-    if (!this.#held) return this.#send(message, options);
-    const { messages } = this.#held;
+    const queue = this.#queue;
+    if (!queue) return this.#send(message, options);
     // Of the pointer's way only its end matters.
-    if (message.type === 'mouseMove' && messages.at(-1)?.[0].type === 'mouseMove') messages.pop();
-    messages.push([message, options]);
-    if (messages.length >= MAX_HELD) this.#release(this.#held, true);
+    if (message.type === 'mouseMove' && queue.at(-1)?.message?.type === 'mouseMove') queue.pop();
+    queue.push({ message, options });
+    if (queue.length >= MAX_HELD) this.#giveUp();
     return true;
   }
 
-  // Keeps all input from now on, in its order, until `until` resolves: to true, or to false when the first message of
-  // it must not be sent.
-  hold(until) {
-    if (this.#held) return;
-    const held = { messages: [] };
-    this.#held = held;
-    until.then((whole) => this.#release(held, whole), () => this.#release(held, false));
+  // Holds back the next message, a key that pastes, and all that follow, until prepare() has resolved: to true, or to
+  // false when that key must not be sent. It is called when everything before was sent.
+  hold(prepare) {
+    const running = this.#queue !== null;
+    this.#queue ??= [];
+    this.#queue.push({ prepare });
+    if (!running) this.#run(this.#queue);
   }
 
-  #release(held, whole) {
-    if (this.#held !== held) return;
-    this.#held = null;
-    for (const [message, options] of whole ? held.messages : held.messages.slice(1)) this.#send(message, options);
+  async #run(queue) {
+    while (queue.length > 0) {
+      const { message, options, prepare } = queue.shift();
+      if (message) {
+        this.#send(message, options);
+        continue;
+      }
+      const wanted = await prepare().catch(() => false);
+      if (this.#queue !== queue) return;
+      const key = queue[0]?.message ? queue.shift() : null;
+      if (key && wanted) this.#send(key.message, key.options);
+      await new Promise((resolve) => setTimeout(resolve, PASTE_MS));
+      if (this.#queue !== queue) return;
+    }
+    this.#queue = null;
+  }
+
+  #giveUp() {
+    const queue = this.#queue;
+    this.#queue = null;
+    for (const { message, options } of queue) if (message) this.#send(message, options);
   }
 }

@@ -63,9 +63,10 @@ export class Xvfb {
     return { x: Number(text.match(/X=(\d+)/)[1]), y: Number(text.match(/Y=(\d+)/)[1]) };
   }
 
-  /// Starts an xterm that runs a shell command, and waits until its window has the input focus.
-  async terminal(command, { geometry = '80x24+0+0', env = {} } = {}) {
-    const child = this.start('xterm', ['-geometry', geometry, '-e', 'sh', '-c', command], { env });
+  /// Starts an xterm that runs a shell command, and waits until its window has the input focus. `options`: further ones
+  /// of xterm.
+  async terminal(command, { geometry = '80x24+0+0', options = [], env = {} } = {}) {
+    const child = this.start('xterm', ['-geometry', geometry, ...options, '-e', 'sh', '-c', command], { env });
     const id = (await this.run('xdotool', ['search', '--sync', '--onlyvisible', '--class', 'xterm'])).trim().split('\n')[0];
     await this.run('xdotool', ['windowfocus', '--sync', id]);
     return { child, id };

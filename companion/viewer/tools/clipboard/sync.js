@@ -25,8 +25,8 @@ export class ClipboardSync {
   #agreement = new Agreement();
   // The host's text that could not be put on the viewer's clipboard yet, or null.
   #pending = null;
-  // While a paste is awaited: what ends that.
-  #paste = null;
+  // Pastes that the browser has not reported yet, each a function that takes the text, or null for none.
+  #pastes = [];
   #listeners = new Set();
 
   // `stage`: the element of the picture; `gate`: what holds back the input.
@@ -94,26 +94,28 @@ export class ClipboardSync {
   // Called with a key press on the picture before it is sent. Whether the browser is to handle it as well: it then
   // reports the text that is pasted.
   startPaste(event) {
-    if (!this.#on || !this.#app.ready || !isPasteKey(event) || this.#gate.isHolding) return false;
-    const paste = {};
-    const text = new Promise((resolve) => (paste.end = resolve));
-    this.#paste = paste;
-    setTimeout(() => paste.end(true), NO_PASTE_MS);
-    this.#gate.hold(text.finally(() => (this.#paste = null)));
+    if (!this.#on || !this.#app.ready || !isPasteKey(event)) return false;
+    const text = new Promise((resolve) => {
+      this.#pastes.push(resolve);
+      setTimeout(() => {
+        this.#pastes = this.#pastes.filter((each) => each !== resolve);
+        resolve(null);
+      }, NO_PASTE_MS);
+    });
+    this.#gate.hold(async () => {
+      const pasted = await text;
+      return pasted === null || !this.#agreement.fromViewer(pasted) || this.#put(pasted);
+    });
     return true;
   }
 
   #pasted(event) {
-    const paste = this.#paste;
-    if (!paste) return;
+    const take = this.#pastes.shift();
+    if (!take) return;
     event.preventDefault();
     const text = event.clipboardData.getData('text/plain');
-    if (!text) {
-      if (event.clipboardData.types.length > 0) this.#app.notices.showOnce('paste no text', NO_TEXT);
-      paste.end(true);
-    } else {
-      paste.end(this.#agreement.fromViewer(text) ? this.#put(text) : true);
-    }
+    if (!text && event.clipboardData.types.length > 0) this.#app.notices.showOnce('paste no text', NO_TEXT);
+    take(text || null);
   }
 
   // Whether the host's desktop has the text in time; what else happens is said in a notice.
@@ -164,7 +166,7 @@ export class ClipboardSync {
   async #offerMine() {
     if (!this.#on || !this.#app.ready || this.waits || !document.hasFocus() || !(await mayReadSilently())) return;
     const text = await navigator.clipboard.readText().catch(() => '');
-    if (this.#on && !this.#paste && this.#agreement.fromViewer(text)) await this.#send(text);
+    if (this.#on && this.#pastes.length === 0 && this.#agreement.fromViewer(text)) await this.#send(text);
   }
 
   #drop() {
