@@ -23,6 +23,19 @@ pageTest('the choice of a room and the wait for a host are accessible', {}, asyn
   await page.context().close();
 });
 
+pairTest('statistics, a recording and the choice of a quality are accessible', {}, async ({ viewer, host }) => {
+  const sys = { cpuPct: 42, netRxKbps: 900, netTxKbps: 2500, top: [{ pid: 77, name: 'busy', cpuPct: 90.5, rssBytes: 5e8 }] };
+  await host.evaluate((sys) => setInterval(() => globalThis.host.stats({ sys, link: { estimateKbps: 9000 } }), 250), sys);
+  await viewer.evaluate(() => delete Window.prototype.showSaveFilePicker && delete window.showSaveFilePicker);
+  await viewer.click('#statistics-button');
+  await viewer.click('#record-button');
+  await until(() => viewer.isVisible('.recording-mark'), { what: 'the recording' });
+  await until(() => viewer.isVisible('.process-name'), { what: 'the processes' });
+  await assertAccessible(viewer);
+  await viewer.click('#quality');
+  await assertAccessible(viewer);
+});
+
 pairTest('a connected page is accessible, without control and with it', { options: { displays: 2 } }, async (both) => {
   const { viewer } = both;
   await assertAccessible(viewer);

@@ -18,7 +18,7 @@ const tell = ({ host }, stats) => host.evaluate((stats) => {
   globalThis.teller = setInterval(() => globalThis.host.stats(stats), 250);
 }, stats);
 
-pairTest('takes the denser codec over a thin link, and says why', {}, async (both) => {
+pairTest('takes the denser codec over a thin link, and says why', { firefox: true }, async (both) => {
   const { viewer, host } = both;
   await tell(both, { link: { estimateKbps: 9000 }, sys: { cpuPct: 20 } });
   await saysIn(viewer, /^Quality: VP8 · original size — the link carries 9\.0 Mbit\/s$/);
@@ -30,7 +30,7 @@ pairTest('takes the denser codec over a thin link, and says why', {}, async (bot
   assert.equal((await receivedMessages(host, 'codec')).length, 1);
 });
 
-pairTest('what the viewer chose stays until Automatic is chosen again', {}, async (both) => {
+pairTest('what the viewer chose stays until Automatic is chosen again', { firefox: true }, async (both) => {
   const { viewer, host } = both;
   await tell(both, {});
   await saysIn(viewer, /VP8 · original size — the host does not tell what the link carries$/);

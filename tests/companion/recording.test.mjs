@@ -80,7 +80,7 @@ pairTest('a recording is one file that can be searched, across connections and s
   assert.deepEqual(file.sizes, ['640x360', '800x360']);
 });
 
-pairTest('where no page may write a file the recording is downloaded', {}, async ({ viewer }) => {
+pairTest('where no page may write a file the recording is downloaded', { firefox: true }, async ({ viewer }) => {
   await viewer.evaluate(() => {
     delete Window.prototype.showSaveFilePicker;
     delete window.showSaveFilePicker;

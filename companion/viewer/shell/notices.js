@@ -11,6 +11,7 @@ export class Notices {
   #shown = new Map();
   #dismissed = new Set();
   #shownOnce = new Set();
+  #lasting = new Set();
 
   // A host repeats the notice while the permission is missing; once dismissed it stays away.
   permission(name) {
@@ -18,8 +19,10 @@ export class Notices {
     this.#show(`permission ${name}`, text);
   }
 
-  show(key, text) {
+  // lasting: it is not about the connection, so it stays when that ends.
+  show(key, text, { lasting = false } = {}) {
     this.#dismissed.delete(key);
+    if (lasting) this.#lasting.add(key);
     this.#show(key, text);
   }
 
@@ -33,11 +36,12 @@ export class Notices {
   remove(key) {
     this.#shown.get(key)?.remove();
     this.#shown.delete(key);
+    this.#lasting.delete(key);
   }
 
   // Removes the notices about a connection that has ended.
   clear() {
-    for (const key of [...this.#shown.keys()]) this.remove(key);
+    for (const key of [...this.#shown.keys()]) if (!this.#lasting.has(key)) this.remove(key);
     this.#dismissed.clear();
   }
 

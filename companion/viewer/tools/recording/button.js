@@ -74,7 +74,7 @@ export class RecordButton {
       });
       if (!this.#app.chat.say(STARTED)) {
         await recording.discard();
-        this.#app.notices.show('recording', NOT_TOLD);
+        this.#tell(NOT_TOLD);
         return;
       }
       this.#recording = recording;
@@ -91,7 +91,7 @@ export class RecordButton {
       if (this.#recording) this.#say(ENDED);
       this.#recording = null;
       await file?.discard().catch(() => {});
-      this.#app.notices.show('recording', `Not recording. ${errorText(error)}`);
+      this.#tell(`Not recording. ${errorText(error)}`);
     } finally {
       this.#busy = false;
       this.#refresh();
@@ -128,16 +128,14 @@ export class RecordButton {
     this.#refresh();
     this.#say(ENDED);
     const why = typeof reason === 'string' ? (REASONS[reason] ?? '') : `The recording ended. ${errorText(reason)}`;
-    const { notices } = this.#app;
-    notices.remove('recording');
     try {
       const { file: kept } = await recording.stop();
       if (kept) (await import('./files.js')).save(kept, file.name);
       const what = `${file.name}, ${durationText(recording.seconds)}, ${bytesText(recording.bytes)}`;
-      notices.show('recording', [why, kept ? `Saved among your downloads: ${what}.` : `Saved: ${what}.`].filter(Boolean).join(' '));
+      this.#tell([why, kept ? `Saved among your downloads: ${what}.` : `Saved: ${what}.`].filter(Boolean).join(' '));
     } catch (error) {
       await file.discard().catch(() => {});
-      notices.show('recording', `The recording is lost. ${errorText(error)}`);
+      this.#tell(`The recording is lost. ${errorText(error)}`);
     } finally {
       this.#busy = false;
       this.#refresh();
@@ -161,6 +159,11 @@ export class RecordButton {
       }, LONGEST_ABSENCE_MS);
     }
     this.#refresh();
+  }
+
+  #tell(text) {
+    this.#app.notices.remove('recording');
+    this.#app.notices.show('recording', text, { lasting: true });
   }
 
   // A line about the end is said later when the room cannot be reached.
