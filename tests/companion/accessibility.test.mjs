@@ -51,3 +51,30 @@ pairTest('a connected page is accessible, without control and with it', { option
   await until(() => viewer.isVisible('.chat-line'), { what: 'the line' });
   await assertAccessible(viewer);
 });
+
+pairTest('the ways to type and to size the picture are accessible', { options: { displays: 2 } }, async ({ viewer, ...rest }) => {
+  await viewer.click('#keys-button');
+  await assertAccessible(viewer, { context: '.menu:not([hidden])' });
+  await viewer.keyboard.press('Escape');
+  await inControl({ viewer, ...rest });
+  await viewer.click('#view-button');
+  await assertAccessible(viewer, { context: '.menu:not([hidden])' });
+  await viewer.click('.menu-item:has-text("Larger")');
+  await viewer.click('#keys-button');
+  await viewer.click('.menu-item:has-text("Type a text")');
+  await until(() => viewer.isVisible('#type-card'), { what: 'the card' });
+  await viewer.fill('#type-text', 'abc');
+  await viewer.click('text=Type it');
+  await until(() => viewer.isVisible('text=Typed 3 of 3'), { what: 'the result' });
+  await viewer.click('#keys-button');
+  await viewer.click('.menu-item:has-text("On-screen keyboard")');
+  await until(() => viewer.isVisible('#key-strip'), { what: 'the keys' });
+  await viewer.click('#key-strip >> text=Ctrl');
+  await assertAccessible(viewer, { context: '.viewport' });
+  await viewer.click('#keys-button');
+  await viewer.click('.menu-item:has-text("Touch and shortcuts")');
+  await until(() => viewer.isVisible('.help-card'), { what: 'the help' });
+  await assertAccessible(viewer, { context: '.help-card' });
+  await viewer.keyboard.press('Escape');
+  await viewer.keyboard.press('Control+Alt+Shift+Digit0');
+});

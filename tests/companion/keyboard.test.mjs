@@ -55,9 +55,11 @@ pairTest('keys that are never held are pressed at each repeat, and those of the 
   await both.viewer.keyboard.down('Delete');
   await both.viewer.keyboard.up('Delete');
   await both.viewer.keyboard.press('Control+F5');
-  // The Super key alone, and as the modifier of another key.
+  // Super and Alt alone, and as the modifier of another key.
   await both.viewer.keyboard.press('MetaLeft');
   await both.viewer.keyboard.press('Meta+KeyE');
+  await both.viewer.keyboard.press('AltLeft');
+  await both.viewer.keyboard.press('AltLeft+KeyE');
   assert.equal(await press(both, 'AudioVolumeUp', 'AudioVolumeUp'), false);
   assert.equal(await press(both, 'CapsLock', 'CapsLock'), false);
   await press(both, '', 'ñ');
@@ -69,6 +71,9 @@ pairTest('keys that are never held are pressed at each repeat, and those of the 
     { type: 'key_press', code: 'MetaLeft', mods: none },
     { type: 'keyDown', code: 'KeyE', mods: { ...none, meta: true } },
     { type: 'keyUp', code: 'KeyE', mods: { ...none, meta: true } },
+    { type: 'key_press', code: 'AltLeft', mods: none },
+    { type: 'keyDown', code: 'KeyE', mods: { ...none, alt: true } },
+    { type: 'keyUp', code: 'KeyE', mods: { ...none, alt: true } },
     { type: 'type_text', text: 'ñ' },
   ]);
 });
@@ -144,7 +149,7 @@ pairTest('an input method types what it has composed', {}, async (both) => {
   });
   // Keys of a real keyboard work beside it, and so do those that such keyboards do not have.
   await both.viewer.keyboard.press('KeyX');
-  for (const name of ['Escape', 'Ctrl', 'Left', 'Alt', 'Shift']) await both.viewer.click(`#key-strip >> role=button[name="${name}"]`);
+  for (const name of ['Esc', 'Ctrl', 'Left', 'Alt', 'Shift']) await both.viewer.click(`#key-strip >> role=button[name="${name}"]`);
   await both.viewer.evaluate(() => document.execCommand('insertText', false, 'd'));
   assert.equal(await focused(both.viewer), 'typing-field');
   await both.viewer.click('#key-strip >> role=button[name="Close the keyboard"]');
@@ -178,10 +183,10 @@ pairTest('types a long text in pieces and says how far it came', { firefox: true
   assert.equal((await receivedMessages(both.host, 'type_text')).map((message) => message.text).join(''), text);
   assert.equal((await receivedMessages(both.host, 'type_text')).length, 2);
 
-  await both.host.evaluate(() => Object.assign(globalThis.host, { typesAtMost: 3, typingReason: 'no such characters' }));
+  await both.host.evaluate(() => Object.assign(globalThis.host, { typesAtMost: 3, typingReason: 'desktop unavailable' }));
   await both.viewer.fill('#type-text', 'hello');
   await both.viewer.press('#type-text', 'Control+Enter');
-  await result('Typed 3 of 5 characters. The host said: no such characters.');
+  await result('Typed 3 of 5 characters; then the desktop of the host is not available at the moment.');
 
   // Without control it says so, keeps the text, and goes on after it.
   await both.host.evaluate(() => { globalThis.host.typed = () => {}; });

@@ -8,7 +8,7 @@ const MODIFIERS = [['Ctrl', 'ctrl'], ['Alt', 'alt'], ['Shift', 'shift']];
 const KEYS = [
   ['Super', 'MetaLeft'],
   ['←', 'ArrowLeft', 'Left'], ['↑', 'ArrowUp', 'Up'], ['↓', 'ArrowDown', 'Down'], ['→', 'ArrowRight', 'Right'],
-  ['Del', 'Delete', 'Delete'], ['Home', 'Home'], ['End', 'End'], ['PgUp', 'PageUp'], ['PgDn', 'PageDown'],
+  ['Del', 'Delete'], ['Home', 'Home'], ['End', 'End'], ['PgUp', 'PageUp'], ['PgDn', 'PageDown'],
   ...Array.from({ length: 12 }, (_, index) => [`F${index + 1}`, `F${index + 1}`]),
 ];
 
@@ -29,7 +29,7 @@ export class KeyStrip {
     this.#strip.addEventListener('mousedown', (event) => event.preventDefault());
     const keys = make('div', 'key-strip-keys');
     keys.append(
-      this.#key(['Esc', 'Escape', 'Escape']),
+      this.#key(['Esc', 'Escape']),
       this.#key(['Tab', 'Tab']),
       ...MODIFIERS.map(([text, name]) => this.#modifier(text, name)),
       ...KEYS.map((each) => this.#key(each)),

@@ -5,6 +5,9 @@ import { KNOWN_CODES, NO_MODIFIERS, keystrokeOf, modifiersOf } from './keys.js';
 // Leaves the screen for the tool bar; the host gets it from the menu of keys.
 const LEAVE_KEY = 'F6';
 
+// Desktops and applications react to these alone.
+const LONE_MODIFIERS = new Set(['AltLeft', 'MetaLeft', 'MetaRight']);
+
 export class KeyboardForwarder {
   #send;
   #isActive;
@@ -12,8 +15,8 @@ export class KeyboardForwarder {
   #leavesDefault;
   #mac;
   #held = new Set();
-  // A Meta key that is down, until another key is: what it does alone, it does when it goes up.
-  #meta = '';
+  // The modifier that is down, until another key is: what it does alone, it does when it goes up.
+  #lone = '';
 
   // Whether keys that type a character are sent as characters, see keystrokeOf().
   characters = false;
@@ -36,7 +39,7 @@ export class KeyboardForwarder {
   releaseAll() {
     for (const code of this.#held) this.#send({ type: 'keyUp', code, mods: NO_MODIFIERS });
     this.#held.clear();
-    this.#meta = '';
+    this.#lone = '';
   }
 
   // `composes`: the event is of a text field.
@@ -47,8 +50,7 @@ export class KeyboardForwarder {
       this.#onLeave();
       return;
     }
-    if (event.key === 'Meta') this.#meta = event.code === 'MetaRight' ? 'MetaRight' : 'MetaLeft';
-    else this.#meta = '';
+    this.#lone = LONE_MODIFIERS.has(event.code) ? event.code : '';
     // A lone Alt or Meta would open the browser's menu.
     if (event.key === 'Alt' || event.key === 'Meta') event.preventDefault();
     if (event.isComposing || event.key === 'Process') return;
@@ -69,12 +71,11 @@ export class KeyboardForwarder {
   }
 
   #up(event) {
-    if (event.key === 'Meta') {
-      const alone = this.#meta;
-      // Some systems report no release of keys that go up while Meta is held.
-      this.releaseAll();
-      if (alone && this.#isActive()) this.#send({ type: 'key_press', code: alone, mods: NO_MODIFIERS });
-    }
+    const isLone = event.code !== '' && event.code === this.#lone;
+    // Some systems report no release of keys that go up while Meta is held.
+    if (event.key === 'Meta') this.releaseAll();
+    if (isLone && this.#isActive()) this.#send({ type: 'key_press', code: event.code, mods: NO_MODIFIERS });
+    this.#lone = '';
     if (!KNOWN_CODES.has(event.code) || !this.#held.delete(event.code)) return;
     event.preventDefault();
     this.#send({ type: 'keyUp', code: event.code, mods: modifiersOf(event, { mac: this.#mac }) });

@@ -77,7 +77,9 @@ export function keystrokeOf(event, options = {}) {
     if (key.toLowerCase() !== key.toUpperCase()) mods.shift = key !== key.toLowerCase();
   }
   if (KNOWN_CODES.has(code)) return { code, mods };
-  if (code?.startsWith('Numpad') && !printable) {
+  // What these keys do depends on Num Lock, which the viewer and the host have each of their own.
+  if (/^Numpad([0-9]|Decimal)$/.test(code)) {
+    if (printable && !chord) return { text: key };
     const name = KEYPAD_NAMES.get(key) ?? key;
     if (KNOWN_CODES.has(name) || PRESS_CODES.has(name)) return { press: name, mods };
   }

@@ -7,16 +7,21 @@ const MAX_LENGTH = 100000;
 
 const number = (value) => value.toLocaleString('en');
 
-// What the end of a typing means to the viewer; `typed` and `length` in characters.
+const REFUSALS = new Map([
+  ['desktop unavailable', 'the desktop of the host is not available at the moment'],
+  ['too many', 'the host still types other texts. Try again in a moment'],
+]);
+
+// What the state of a typing means to the viewer, see TextTyping.
 export function resultText({ state, typed, length, reason }) {
   const count = `${number(typed)} of ${number(length)} characters`;
   switch (state) {
     case 'busy':
       return `Typing… ${count}`;
     case 'done':
-      return `Typed ${count}.`;
-    case 'short':
-      return `Typed ${count}${reason ? `. The host said: ${reason}` : '; the host could not type the rest'}.`;
+      return typed < length ? `Typed ${count}; the host has no way to type the others.` : `Typed ${count}.`;
+    case 'refused':
+      return `Typed ${count}; then ${REFUSALS.get(reason) ?? `the host said: ${reason}`}.`;
     case 'silent':
       return `Typed ${count}; the host does not answer. It may be too old for this: use the clipboard instead.`;
     case 'stopped':
@@ -106,7 +111,8 @@ export class TypeCard {
 
   #show(progress) {
     this.#result.textContent = resultText(progress);
-    this.#result.classList.toggle('bad', !['busy', 'done', 'stopped'].includes(progress.state));
+    const isGood = ['busy', 'done', 'stopped'].includes(progress.state);
+    this.#result.classList.toggle('bad', !isGood || (progress.state === 'done' && progress.typed < progress.length));
     this.#refresh();
   }
 

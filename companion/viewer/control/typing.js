@@ -8,16 +8,11 @@ const MAX_REASON = 200;
 
 let lastId = 0;
 
-// The text in pieces of at most `limit` code points; the two characters of a line's end stay together.
+// The text in pieces of at most `limit` code points, with "\n" for the end of a line.
 export function pieces(text, limit = MAX_PIECE) {
-  const characters = [...text];
+  const characters = [...text.replaceAll('\r\n', '\n')];
   const result = [];
-  for (let start = 0; start < characters.length; ) {
-    let end = Math.min(start + limit, characters.length);
-    if (end - start > 1 && characters[end - 1] === '\r' && characters[end] === '\n') end--;
-    result.push(characters.slice(start, end).join(''));
-    start = end;
-  }
+  for (let start = 0; start < characters.length; start += limit) result.push(characters.slice(start, start + limit).join(''));
   return result;
 }
 
@@ -33,9 +28,9 @@ export class TextTyping {
   #typed = 0;
   #length = 0;
 
-  // send(message): returns whether it went to the host. on({state, typed, length, reason}): state is "busy", "done",
-  // "short" (the host typed less), "silent" (it does not answer), "stopped" or "lost" (not sent, or the connection or
-  // control ended); typed and length in code points.
+  // send(message): returns whether it went to the host. on({state, typed, length, reason}): state is "busy", "done" (as
+  // far as the host has means), "refused" (by the host, with its reason), "silent" (it does not answer), "stopped" or
+  // "lost" (not sent, or the connection or control ended); typed and length in code points.
   constructor(send, on) {
     this.#send = send;
     this.#on = on;
@@ -49,7 +44,7 @@ export class TextTyping {
     if (this.busy) return;
     this.#queue = pieces(text);
     this.#typed = 0;
-    this.#length = lengthOf(text);
+    this.#length = lengthOf(this.#queue.join(''));
     if (this.#queue.length > 0) this.#next();
   }
 
@@ -63,7 +58,8 @@ export class TextTyping {
     if (!this.busy || id !== this.#id) return;
     const count = Number.isInteger(typed) ? Math.min(Math.max(typed, 0), this.#piece) : 0;
     this.#typed += count;
-    if (count < this.#piece) this.#end('short', typeof reason === 'string' ? reason.slice(0, MAX_REASON) : '');
+    if (reason === 'control ended') this.#end('lost');
+    else if (typeof reason === 'string') this.#end('refused', reason.slice(0, MAX_REASON));
     else if (this.#queue.length > 0) this.#next();
     else this.#end('done');
   }
