@@ -1,8 +1,9 @@
-// A large file from a real browser to the real host while the screen is shared. node files.mjs OUT [MEGABYTES]; runs
-// inside scripts/lab. The browser runs on the same machine, so every figure includes its load.
+// A large file from a real browser to the real host while the screen is shared: at full rate, then by the viewer's page,
+// which keeps its keys and clicks fast. node files.mjs OUT [MEGABYTES]; runs inside scripts/lab. The browser runs on the
+// same machine, so every figure includes its load.
 import { join } from 'node:path';
 import { firstDifference, sendFile } from '../../tests/e2e/lib/files.mjs';
-import { BareControl } from '../../tests/e2e/lib/viewer.mjs';
+import { BareControl, connected } from '../../tests/e2e/lib/viewer.mjs';
 import { until } from '../../tests/e2e/lib/wait.mjs';
 import { figure, share, writeFigures } from './lib/figures.mjs';
 import { session } from './lib/session.mjs';
@@ -28,6 +29,34 @@ function frameGaps(page, ms) {
   }), ms);
 }
 
+const RUNS = 5;
+const PAGE_MEGABYTES = 128;
+
+/// Sends a file of the viewer's page; resolves to {seconds, pings}: its time, and the milliseconds of pings meanwhile.
+function sendByPage(page, megabytes, run) {
+  return page.evaluate(async ([megabytes, run]) => {
+    const { app } = vantora;
+    const { fileQueue } = await import('./tools/files/queue.js');
+    const sentAt = new Map();
+    const pings = [];
+    const end = app.on('message', ({ type, t0 }) => type === 'pong' && sentAt.has(t0) && pings.push(performance.now() - sentAt.get(t0)));
+    // Numbers that are no times, so that no other ping has them.
+    const pinger = setInterval(() => {
+      sentAt.set(sentAt.size + 1, performance.now());
+      app.send({ type: 'ping', t0: sentAt.size });
+    }, 50);
+    const queue = fileQueue(app);
+    const start = performance.now();
+    queue.add([new File(Array(megabytes).fill(new Uint8Array(1 << 20)), `page${run}.bin`)]);
+    const entry = queue.entries.at(-1);
+    await new Promise((resolve) => queue.onChange(() => queue.active.length === 0 && resolve()));
+    clearInterval(pinger);
+    end();
+    if (entry.state !== 'saved') throw new Error(`${entry.state} ${entry.reason}`);
+    return { seconds: (performance.now() - start) / 1000, pings };
+  }, [megabytes, run]);
+}
+
 await session({ screen: '1280x720' }, async (each) => {
   const page = await each.bare();
   await new BareControl(page).open({ deadline: 30000 });
@@ -47,5 +76,21 @@ await session({ screen: '1280x720' }, async (each) => {
   figure('frame gap before, 95th of 100', share(quiet, 0.95), 'ms');
   figure('frame gap meanwhile, 95th of 100, beyond that before', share(gaps, 0.95) - share(quiet, 0.95), 'ms', 20);
   figure('processor share meanwhile', (used / seconds) * 100, '% of a core');
+  await page.context().close();
+
+  const viewer = await each.viewer();
+  await connected(viewer);
+  await until(() => viewer.evaluate(() => vantora.app.ready), { deadline: 30000, what: 'the channel' });
+  const rates = [];
+  const pings = [];
+  for (let run = 0; run < RUNS; run++) {
+    const sent = await sendByPage(viewer, PAGE_MEGABYTES, run);
+    rates.push((PAGE_MEGABYTES * 8 * 1.048576) / sent.seconds);
+    pings.push(...sent.pings);
+  }
+  figure(`file of ${PAGE_MEGABYTES} MiB by the page, median of ${RUNS}`, share(rates), 'Mbit/s', 250, 'higher');
+  figure(`file of ${PAGE_MEGABYTES} MiB by the page, slowest of ${RUNS}`, Math.min(...rates), 'Mbit/s');
+  figure('ping during a file of the page, median', share(pings), 'ms', 100);
+  figure('ping during a file of the page, 95th of 100', share(pings, 0.95), 'ms');
 });
 await writeFigures(out);
