@@ -1,0 +1,22 @@
+// Values that a message of a broken or hostile host may have in any place.
+export const HOSTILE = [
+  null,
+  true,
+  false,
+  0,
+  -1,
+  1e308,
+  Number.NaN,
+  Number.POSITIVE_INFINITY,
+  '',
+  ' ',
+  'x'.repeat(100000),
+  '<b>x</b>',
+  'a\u0000\u202eb\n',
+  [],
+  {},
+  [[]],
+  [null, 1, 'x', {}, [], { name: {}, pid: 'x', count: -1 }],
+  { status: {}, enabled: 1, summary: [] },
+  Array(100000).fill('x y z'),
+];
