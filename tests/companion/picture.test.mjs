@@ -57,6 +57,7 @@ pairTest('the pointer is on the pixel that is seen, in every size', {}, async (b
   await withCdp(both, async (cdp) => {
     for (const [ratio, width, height] of [[1, 520, 420], [2, 420, 420]]) {
       await cdp.send('Emulation.setDeviceMetricsOverride', { width, height, deviceScaleFactor: ratio, mobile: false });
+      assert.deepEqual(await both.viewer.evaluate(() => [devicePixelRatio, innerWidth]), [ratio, width]);
       // Fit, 1:1, larger, and that moved.
       for (const [key, size] of [['Digit0', null], ['Backspace', 1], ['Equal', 1.25], ['ArrowRight', 1.25]]) {
         await both.viewer.keyboard.press(`Control+Alt+Shift+${key}`);
@@ -219,4 +220,35 @@ pairTest('fingers zoom and move the picture', {}, async (both) => {
     assert.deepEqual(await buttons(both), clicked(0, '0.50 0.50'));
   });
   await both.viewer.keyboard.press('Control+Alt+Shift+Digit0');
+});
+
+pairTest('in full screen a tap or the mouse at its grip brings the tool bar', {}, async (both) => {
+  const { viewer } = both;
+  const inSight = (id) => viewer.evaluate((id) => {
+    const box = document.getElementById(id).getBoundingClientRect();
+    return box.top >= 0 && box.right <= innerWidth;
+  }, id);
+  await viewer.click('#fullscreen-button');
+  await until(() => viewer.evaluate(() => document.body.classList.contains('fullscreen')), { what: 'full screen' });
+  await viewer.mouse.move(640, 360);
+  await until(async () => !(await inSight('bar')) && !(await inSight('rail')), { what: 'the picture alone' });
+  await viewer.mouse.move(640, 3);
+  await until(() => inSight('bar'), { what: 'the tool bar' });
+  await viewer.mouse.move(640, 360);
+  await until(async () => !(await inSight('bar')), { what: 'the end of the tool bar' });
+  await withCdp(both, async (cdp) => {
+    await cdp.send('Emulation.setTouchEmulationEnabled', { enabled: true });
+    const tap = async (x, y) => {
+      await cdp.send('Input.dispatchTouchEvent', { type: 'touchStart', touchPoints: [{ x, y }] });
+      await cdp.send('Input.dispatchTouchEvent', { type: 'touchEnd', touchPoints: [] });
+    };
+    for (const [id, ...grip] of [['bar', 640, 10], ['rail', 1270, 360]]) {
+      await tap(...grip);
+      await until(() => inSight(id), { what: id });
+      await tap(300, 360);
+      await until(async () => !(await inSight(id)), { what: `the end of ${id}` });
+    }
+    await cdp.send('Emulation.setTouchEmulationEnabled', { enabled: false });
+  });
+  await viewer.evaluate(() => document.exitFullscreen());
 });

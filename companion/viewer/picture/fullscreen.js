@@ -17,6 +17,7 @@ export function initFullscreen(onChange) {
     // Escape, Alt+Tab and the like then reach the host; holding Escape still leaves full screen.
     await navigator.keyboard?.lock?.().catch(() => {});
   });
+  revealByTouch();
   document.addEventListener('fullscreenchange', () => {
     const full = Boolean(document.fullscreenElement);
     if (!full) navigator.keyboard?.unlock?.();
@@ -24,6 +25,16 @@ export function initFullscreen(onChange) {
     button.setAttribute('aria-pressed', String(full));
     button.setAttribute('aria-label', full ? 'Leave full screen' : 'Full screen');
     button.title = full ? 'Leave full screen' : 'Full screen';
+    // The tool bar stays where the keyboard focus is.
+    if (full) byId('stage').focus({ preventScroll: true });
     onChange(full);
+  });
+}
+
+// The tool bar and the tools come when the mouse points at their grips; fingers point at nothing, they tap.
+function revealByTouch() {
+  const edges = [byId('bar'), byId('rail')];
+  document.addEventListener('pointerdown', ({ pointerType, target }) => {
+    for (const edge of edges) edge.classList.toggle('shown', pointerType === 'touch' && edge.contains(target));
   });
 }
