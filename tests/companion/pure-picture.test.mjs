@@ -4,6 +4,7 @@ import { test } from 'node:test';
 import { Gestures } from '../../companion/viewer/control/gestures.js';
 import {
   FIT, centreAround, edgeSpeed, fitScale, imageSize, isSize, limitedSize, nextSize, panned, place,
+  screenSize,
 } from '../../companion/viewer/picture/layout.js';
 
 const stage = { left: 0, top: 45, width: 1000, height: 600 };
@@ -84,13 +85,27 @@ test('moves faster the nearer the pointer is to the edge', () => {
 
 test('believes the size that the host states only for the same screen', () => {
   const video = { width: 960, height: 540 };
-  assert.deepEqual(imageSize(video, { width: 1920, height: 1080 }), { width: 1920, height: 1080 });
-  assert.deepEqual(imageSize(video, { width: 1920, height: 1200 }), video);
-  assert.deepEqual(imageSize(video, { width: 640, height: 360 }), video);
-  for (const stated of [null, {}, { width: '1920', height: 1080 }, { width: 1e9, height: 1e9 * 0.5625 }]) {
-    assert.deepEqual(imageSize(video, stated), video);
+  assert.deepEqual(imageSize(video, { width: 1920, height: 1080, display: 0 }), { width: 1920, height: 1080 });
+  assert.deepEqual(imageSize(video, { width: 1920, height: 1200, display: 0 }), video);
+  assert.deepEqual(imageSize(video, { width: 640, height: 360, display: 0, exact: false }), video);
+  assert.deepEqual(imageSize(video, { width: 640, height: 360, display: 0, exact: true }), { width: 640, height: 360 });
+  assert.deepEqual(imageSize(video, null), video);
+  assert.equal(imageSize({ width: 0, height: 0 }, { width: 1920, height: 1080, display: 0 }), null);
+});
+
+test('keeps the size of a screen that is sent in another', () => {
+  const stats = (preset, width, height, displayIndex = 0) => ({ preset, width, height, displayIndex });
+  const full = screenSize(stats('native', 1920, 1080), null);
+  assert.deepEqual(full, { width: 1920, height: 1080, display: 0, exact: true });
+  assert.equal(screenSize(stats('medium', 1280, 720), full), full);
+  // The screen itself has changed, or it is another one.
+  assert.equal(screenSize(stats('native', 1280, 720), full).width, 1280);
+  assert.equal(screenSize(stats('medium', 1280, 800), full).width, 1280);
+  assert.equal(screenSize(stats('medium', 1280, 720, 1), full).width, 1280);
+  assert.equal(screenSize(stats('max', 3840, 2160), full), full);
+  for (const [width, height] of [[undefined, undefined], ['1920', 1080], [1e9, 5e8], [0, 0]]) {
+    assert.equal(screenSize(stats('native', width, height), full), full);
   }
-  assert.equal(imageSize({ width: 0, height: 0 }, { width: 1920, height: 1080 }), null);
 });
 
 // A machine with a clock of its own; `did` are the calls, in short.

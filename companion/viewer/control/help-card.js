@@ -23,6 +23,8 @@ const KEYS = [
   [`${SHORTCUT_PREFIX}arrow`, 'Moves a large picture; so does the pointer at its edge'],
 ];
 
+const LOCK = ['Full screen', 'Alt+Tab, Super, Escape and the like go to the host; holding Escape leaves'];
+
 export function showHelp(onClose) {
   const dialog = make('dialog', 'dialog help-card');
   dialog.setAttribute('aria-labelledby', 'help-title');
@@ -31,7 +33,7 @@ export function showHelp(onClose) {
   const close = makeButton({ text: 'Close', className: 'primary' }, () => dialog.close());
   const buttons = make('div', 'panel-row dialog-buttons');
   buttons.append(close);
-  dialog.append(title, list('Fingers', TOUCH), list('Keys of this page', KEYS), buttons);
+  dialog.append(title, list('Fingers', TOUCH), list('Keys of this page', navigator.keyboard?.lock ? [...KEYS, LOCK] : KEYS), buttons);
   dialog.addEventListener('close', () => {
     dialog.remove();
     onClose();

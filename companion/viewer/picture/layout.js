@@ -85,12 +85,23 @@ export function edgeSpeed(at, room) {
   return 0;
 }
 
-// The size in which the host sends its screen: what it states, or the video's own while that has other proportions (a
-// display was just exchanged). The video itself may be smaller for a while when the connection is slow.
-export function imageSize(video, stated) {
+const isLength = (value) => Number.isInteger(value) && value > 0 && value <= 16384;
+const isAlike = (a, b) => Math.abs((a.width * b.height) / (a.height * b.width) - 1) < 0.01;
+
+// The size of the host's screen after "host_stats", {width, height, display, exact}; `known`: the one before, or null.
+// Frames may be smaller or larger than the screen: what "native" once was is exact, and holds for the display as long as
+// its proportions do.
+export function screenSize({ preset, width, height, displayIndex: display }, known) {
+  if (!isLength(width) || !isLength(height)) return known;
+  const now = { width, height, display, exact: preset === 'native' };
+  const holds = known?.exact && !now.exact && known.display === display && isAlike(known, now);
+  return holds ? known : now;
+}
+
+// The size of the picture: that of the screen, or the video's own while that has other proportions (a display was just
+// exchanged). The video itself may be smaller for a while when the connection is slow.
+export function imageSize(video, screen) {
   if (!(video.width > 0 && video.height > 0)) return null;
-  const valid = [stated?.width, stated?.height].every((value) => Number.isInteger(value) && value > 0 && value <= 16384);
-  if (!valid || stated.width < video.width) return video;
-  const alike = Math.abs((stated.width * video.height) / (stated.height * video.width) - 1) < 0.01;
-  return alike ? { width: stated.width, height: stated.height } : video;
+  if (!screen || !isAlike(screen, video) || (!screen.exact && screen.width < video.width)) return video;
+  return { width: screen.width, height: screen.height };
 }

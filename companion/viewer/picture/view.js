@@ -1,8 +1,10 @@
 // The picture's size on the stage, and which part of it is shown.
 
+import { wheelPixels } from '../control/geometry.js';
 import { make, show } from '../shell/dom.js';
 import {
   ACTUAL, FIT, MAX_SCALE, centreAround, edgeSpeed, fitScale, imageSize, isSize, limitedSize, nextSize, panned, place,
+  screenSize,
 } from './layout.js';
 
 const SETTING = 'view';
@@ -20,7 +22,7 @@ export class PictureView {
   #video;
   #size;
   #centre = MIDDLE;
-  #stated = null;
+  #screen = null;
   #rect = null;
   #bars = ['x', 'y'].map((axis) => make('div', `scroll-mark ${axis}`));
   // The pointer near the edge: {x, y} in the window, and since when.
@@ -40,6 +42,7 @@ export class PictureView {
     this.#size = app.settings.get(SETTING, FIT, isSize);
     stage.append(...this.#bars);
     app.on('message', (message) => message.type === 'host_stats' && this.#state(message));
+    app.on('replaced', () => (this.#screen = null));
     video.addEventListener('resize', () => this.update());
     video.addEventListener('loadedmetadata', () => this.update());
     new ResizeObserver(() => this.update()).observe(stage);
@@ -134,9 +137,10 @@ export class PictureView {
     this.update();
   }
 
-  #state({ width, height }) {
-    if (width === this.#stated?.width && height === this.#stated?.height) return;
-    this.#stated = { width, height };
+  #state(stats) {
+    const screen = screenSize(stats, this.#screen);
+    if (screen?.width === this.#screen?.width && screen?.height === this.#screen?.height) return;
+    this.#screen = screen;
     this.update();
   }
 
@@ -145,7 +149,7 @@ export class PictureView {
   }
 
   #image() {
-    return imageSize({ width: this.#video.videoWidth, height: this.#video.videoHeight }, this.#stated);
+    return imageSize({ width: this.#video.videoWidth, height: this.#video.videoHeight }, this.#screen);
   }
 
   #showBars() {
@@ -193,12 +197,12 @@ export class PictureView {
     const isPinch = event.ctrlKey && !this.#ctrl;
     if (isPinch || (event.ctrlKey && !active)) {
       event.preventDefault();
-      const lines = event.deltaMode === 1 ? 20 : 1;
-      this.zoomBy(Math.exp(-event.deltaY * lines * WHEEL_ZOOM * (isPinch ? 4 : 1)), event.clientX, event.clientY);
+      const { dy } = wheelPixels(event, innerWidth, innerHeight);
+      this.zoomBy(Math.exp(-dy * WHEEL_ZOOM * (isPinch ? 4 : 1)), event.clientX, event.clientY);
     } else if (!active && this.isCut) {
       event.preventDefault();
-      const lines = event.deltaMode === 1 ? 40 : 1;
-      this.panBy(-event.deltaX * lines, -event.deltaY * lines);
+      const { dx, dy } = wheelPixels(event, innerWidth, innerHeight);
+      this.panBy(-dx, -dy);
     }
   }
 
