@@ -9,12 +9,12 @@ namespace vantora {
 
 struct LinkSample {
   // The congestion control's estimate of the rate that the link carries, in bit/s.
-  std::optional<double> estimateBps;
+  std::optional<double> estimateBps = {};
   // Since the connection began: encoded frames, and the seconds that encoding them took.
-  std::optional<std::uint64_t> framesEncoded;
-  std::optional<double> encodeSeconds;
+  std::optional<std::uint64_t> framesEncoded = {};
+  std::optional<double> encodeSeconds = {};
   // The codec that is sent, as its media type names it: "H264", "AV1"; empty: none is known.
-  QString codec;
+  QString codec = {};
 };
 
 }  // namespace vantora
