@@ -22,7 +22,7 @@ class KeyLayout {
   };
 
   // From the text of an XKB keymap; nullopt when it is none.
-  static std::optional<KeyLayout> parse(QByteArrayView keymap);
+  static std::optional<KeyLayout> parse(QByteArrayView text);
 
   // The stroke with the fewest modifiers that types this character, whichever of the layouts is in use. The keypad is
   // left out, since its keys depend on Num Lock.

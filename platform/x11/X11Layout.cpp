@@ -84,9 +84,10 @@ X11Layout::Strokes X11Layout::strokesOf(int group, const SpareKeys& ours) const 
       if (typeIndex >= types_.size()) continue;
       const KeyType& type = types_[typeIndex];
       const auto found = type.levels.find(static_cast<std::uint8_t>(modifiers & type.mask));
-      const int level = found == type.levels.end() ? 0 : found->second;
-      const auto at = static_cast<std::size_t>(*actual * key.width + level);
-      if (level >= key.width || at >= key.symbols.size() || !isText(key.symbols[at])) continue;
+      const std::size_t level = found == type.levels.end() ? 0U : found->second;
+      const std::size_t at = static_cast<std::size_t>(*actual) * static_cast<std::size_t>(key.width) + level;
+      if (level >= static_cast<std::size_t>(key.width) || at >= key.symbols.size() || !isText(key.symbols[at]))
+        continue;
       const char32_t character = xkb_keysym_to_utf32(key.symbols[at]);
       if (character != 0) strokes.try_emplace(character, Stroke{.keycode = keycode, .shift = shift, .altgr = altgr});
     }

@@ -39,7 +39,7 @@ struct Session {
   fakes::FakeControlSender sender;
   fakes::FakeDisplays displays{{Display{.id = 1, .name = u"first"_s, .bounds = QRect(0, 0, 1920, 1080)}}};
   fakes::FakeDesktopInput input{&displays};
-  InputInjector injector{displays, input};
+  InputInjector injector{displays, input, scheduler};
   ControlAuthorisation authorisation{
       {.controlPIN = u"000042"_s, .pinLockedByEnv = false, .roomId = u"demo"_s},
       sender,
@@ -72,6 +72,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   for (const QByteArray& text : input.split('\n')) {
     if (const auto message = parseJsonObject(text)) checkFields(*message);
     session.dispatcher.dataChannelDidReceiveMessage(ControlChannel::control, text, false);
+    // A text is typed to its end, and answered, before the next message.
+    session.scheduler.advance(std::chrono::seconds(10));
     // One message gets at most two replies: what it asked for, and the acknowledgement.
     fuzz::require(session.sender.take().size() <= 2);
   }

@@ -1,5 +1,6 @@
 #include "main/control/input/KeyQueue.h"
 
+#include <QList>
 #include <algorithm>
 #include <utility>
 

@@ -18,7 +18,7 @@ QByteArray keymapOf(const char* layouts, const char* options = "") {
   const xkb_rule_names names{.rules = "evdev", .model = "pc105", .layout = layouts, .variant = "", .options = options};
   xkb_keymap* const keymap = xkb_keymap_new_from_names(context, &names, XKB_KEYMAP_COMPILE_NO_FLAGS);
   char* const text = xkb_keymap_get_as_string(keymap, XKB_KEYMAP_FORMAT_TEXT_V1);
-  const QByteArray result(text);
+  QByteArray result(text);
   std::free(text);
   xkb_keymap_unref(keymap);
   xkb_context_unref(context);
