@@ -230,8 +230,13 @@ TEST_F(PortalDesktopInput, saysWhichCharactersTheLayoutLacks) {
   EXPECT_EQ(canvas().text(), u"a€b"_s);
 }
 
-TEST_F(PortalDesktopInput, pressesTheKeysThatAreNeverHeld) {
+TEST_F(PortalDesktopInput, pressesTheKeysThatAreNeverHeldAndTheLayoutsThirdLevel) {
   startSmall();
+  EXPECT_TRUE(key(KEY_Q, true, {.altgr = true}) && key(KEY_Q, false, {.altgr = true}));
+  ASSERT_TRUE(desktop_->settle());
+  // Of a US layout: no Alt, which would be a shortcut.
+  constexpr int kThirdLevel = 84;
+  EXPECT_EQ(canvas().keyEvents(), (Keys{{kThirdLevel, true}, {KEY_Q, true}, {KEY_Q, false}, {kThirdLevel, false}}));
   for (const std::uint16_t code : {KEY_F5, KEY_DELETE, KEY_LEFTMETA, KEY_KP5, KEY_102ND}) {
     EXPECT_TRUE(key(code, true) && key(code, false));
   }
