@@ -128,9 +128,14 @@ test('a command without an answer, with a late one, and of a lost connection', (
   assert.deepEqual(states(), ['lost', 'ok']);
   runs.receive({ type: 'command_result', id: 'dns-flush', ok: true, code: 0 });
   assert.deepEqual(states(), ['lost', 'ok']);
+  runs.run(command('dns-flush'));
+  t.mock.timers.tick(30000);
+  runs.lose();
+  runs.receive({ type: 'command_result', id: 'dns-flush', ok: true, code: 0 });
+  assert.deepEqual(states(), ['lost', 'lost', 'ok']);
   open = false;
   assert.equal(runs.run(command('dns-flush')), false);
-  assert.equal(runs.runs.length, 2);
+  assert.equal(runs.runs.length, 3);
 });
 
 test('keeps the latest fifty runs', () => {

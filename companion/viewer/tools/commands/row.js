@@ -101,13 +101,14 @@ export class CommandRow {
     const mark = busy ? make('span', 'spinner') : icon(ICONS[run.state]);
     mark.setAttribute('aria-hidden', 'true');
     const words = make('p', '');
-    words.append(busy ? 'Running on the host…' : run.words, ' ', timeElement(run.at));
+    words.append(busy ? 'Running on the host…' : run.words);
+    if (run.state === 'refused') words.append(' ', this.#wayOn());
+    words.append(' ', timeElement(run.at));
     if (run.stdout || run.stderr) {
       const output = makeButton({ text: 'Output', className: 'small' }, () => this.#actions.output(run));
       output.setAttribute('aria-label', `Output of: ${this.#command.title}`);
       words.append(' ', output);
     }
-    if (run.state === 'refused') words.append(' ', this.#wayOn());
     this.#state.replaceChildren(mark, words);
   }
 
