@@ -60,6 +60,11 @@ pairTest('keys that are never held are pressed at each repeat, and those of the 
   await both.viewer.keyboard.press('Meta+KeyE');
   await both.viewer.keyboard.press('AltLeft');
   await both.viewer.keyboard.press('AltLeft+KeyE');
+  // Neither shortcuts of the page nor a click with Alt are of the host's keyboard.
+  await both.viewer.keyboard.press('Control+Shift+AltLeft+Digit0');
+  await both.viewer.keyboard.down('AltLeft');
+  await both.viewer.click('#screen');
+  await both.viewer.keyboard.up('AltLeft');
   assert.equal(await press(both, 'AudioVolumeUp', 'AudioVolumeUp'), false);
   assert.equal(await press(both, 'CapsLock', 'CapsLock'), false);
   await press(both, '', 'ñ');

@@ -33,6 +33,7 @@ export class KeyboardForwarder {
     element.addEventListener('keydown', (event) => this.#down(event, event.target !== element));
     element.addEventListener('keyup', (event) => this.#up(event));
     element.addEventListener('focusout', () => this.releaseAll());
+    for (const type of ['pointerdown', 'wheel']) element.addEventListener(type, () => (this.#lone = ''), { passive: true });
   }
 
   // Releases every key that the host regards as down.
@@ -50,7 +51,7 @@ export class KeyboardForwarder {
       this.#onLeave();
       return;
     }
-    this.#lone = LONE_MODIFIERS.has(event.code) ? event.code : '';
+    this.#lone = isLoneModifier(event) ? event.code : '';
     // A lone Alt or Meta would open the browser's menu.
     if (event.key === 'Alt' || event.key === 'Meta') event.preventDefault();
     if (event.isComposing || event.key === 'Process') return;
@@ -80,6 +81,10 @@ export class KeyboardForwarder {
     event.preventDefault();
     this.#send({ type: 'keyUp', code: event.code, mods: modifiersOf(event, { mac: this.#mac }) });
   }
+}
+
+function isLoneModifier({ code, altKey, ctrlKey, metaKey, shiftKey }) {
+  return LONE_MODIFIERS.has(code) && !ctrlKey && !shiftKey && !(altKey && metaKey);
 }
 
 function isMac() {

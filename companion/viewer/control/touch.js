@@ -48,6 +48,8 @@ export class TouchInput {
         view.zoomBy(factor, x, y);
       },
     });
+    // Fingers that rest would open the browser's menu.
+    element.addEventListener('contextmenu', (event) => event.pointerType === 'touch' && event.preventDefault());
     for (const [type, handle] of [['pointerdown', 'down'], ['pointermove', 'move'], ['pointerup', 'up'], ['pointercancel', 'cancel']]) {
       element.addEventListener(type, ({ pointerType, pointerId, clientX, clientY, timeStamp }) => {
         if (pointerType === 'touch') this.#gestures[handle](pointerId, clientX, clientY, timeStamp);

@@ -2,14 +2,11 @@
 
 import { make } from './dom.js';
 
-let region = null;
+const region = make('div', 'visually-hidden');
+region.id = 'announcer';
+region.setAttribute('role', 'status');
+document.body.append(region);
 
 export function announce(text) {
-  if (!region) {
-    region = make('div', 'visually-hidden');
-    region.id = 'announcer';
-    region.setAttribute('role', 'status');
-    document.body.append(region);
-  }
   region.textContent = text;
 }
