@@ -145,7 +145,8 @@ export class Gestures {
   #tap(fingers, at) {
     const { x, y } = this.#start;
     const last = this.#lastTap;
-    const isSecond = fingers === 1 && last && at - last.at < DOUBLE_MS && Math.hypot(x - last.x, y - last.y) < DOUBLE_SLOP;
+    const isNear = last && at - last.at < DOUBLE_MS && Math.hypot(x - last.x, y - last.y) < DOUBLE_SLOP;
+    const isSecond = fingers === 1 && isNear;
     this.#lastTap = fingers === 1 && !isSecond ? { x, y, at } : null;
     if (isSecond) this.#on.tap({ x: last.x, y: last.y, fingers, count: 2 });
     else this.#on.tap({ x, y, fingers, count: 1 });

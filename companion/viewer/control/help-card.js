@@ -33,7 +33,8 @@ export function showHelp(onClose) {
   const close = makeButton({ text: 'Close', className: 'primary' }, () => dialog.close());
   const buttons = make('div', 'panel-row dialog-buttons');
   buttons.append(close);
-  dialog.append(title, list('Fingers', TOUCH), list('Keys of this page', navigator.keyboard?.lock ? [...KEYS, LOCK] : KEYS), buttons);
+  const keys = navigator.keyboard?.lock ? [...KEYS, LOCK] : KEYS;
+  dialog.append(title, list('Fingers', TOUCH), list('Keys of this page', keys), buttons);
   dialog.addEventListener('close', () => {
     dialog.remove();
     onClose();

@@ -33,7 +33,9 @@ export class KeyboardForwarder {
     element.addEventListener('keydown', (event) => this.#down(event, event.target !== element));
     element.addEventListener('keyup', (event) => this.#up(event));
     element.addEventListener('focusout', () => this.releaseAll());
-    for (const type of ['pointerdown', 'wheel']) element.addEventListener(type, () => (this.#lone = ''), { passive: true });
+    for (const type of ['pointerdown', 'wheel']) {
+      element.addEventListener(type, () => (this.#lone = ''), { passive: true });
+    }
   }
 
   // Releases every key that the host regards as down.

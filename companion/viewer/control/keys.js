@@ -4,7 +4,9 @@
 const LETTERS = [...'ABCDEFGHIJKLMNOPQRSTUVWXYZ'].map((letter) => `Key${letter}`);
 const DIGITS = [...'0123456789'].map((digit) => `Digit${digit}`);
 const FUNCTION_KEYS = Array.from({ length: 24 }, (_, index) => `F${index + 1}`);
-const KEYPAD = [...'0123456789', 'Decimal', 'Add', 'Subtract', 'Multiply', 'Divide', 'Equal', 'Comma'].map((key) => `Numpad${key}`);
+const KEYPAD = [...'0123456789', 'Decimal', 'Add', 'Subtract', 'Multiply', 'Divide', 'Equal', 'Comma'].map(
+  (key) => `Numpad${key}`,
+);
 
 // Sent as keyDown and keyUp.
 export const KNOWN_CODES = new Set([
@@ -60,8 +62,8 @@ export function modifiersOf(event, { mac = false } = {}) {
   };
 }
 
-// What to send for a key that goes down: {code, mods} for keyDown, {press, mods} for key_press, {text} for type_text, or
-// null for a key that is not the host's. options.mac: the viewer's system is macOS; options.characters: keys that type
+// What to send for a key that goes down: {code, mods} for keyDown, {press, mods} for key_press, {text} for type_text,
+// or null for a key that is not the host's. options.mac: the viewer's system is macOS; options.characters: keys that type
 // a character are sent as the character, for layouts that differ.
 export function keystrokeOf(event, options = {}) {
   const { code, key } = event;

@@ -32,7 +32,9 @@ export class PointerForwarder {
     const noTouch = (handle) => (event) => event.pointerType !== 'touch' && handle(event);
     element.addEventListener('pointermove', noTouch((event) => this.#moved(event)));
     element.addEventListener('pointerdown', noTouch((event) => this.#down(event, element)));
-    for (const type of ['pointerup', 'pointercancel']) element.addEventListener(type, noTouch((event) => this.#up(event)));
+    for (const type of ['pointerup', 'pointercancel']) {
+      element.addEventListener(type, noTouch((event) => this.#up(event)));
+    }
     element.addEventListener('wheel', (event) => this.#wheeled(event), { passive: false });
     element.addEventListener('contextmenu', (event) => this.#isActive() && event.preventDefault());
     // The middle button would start the browser's own scrolling.

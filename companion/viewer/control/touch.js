@@ -13,7 +13,7 @@ export class TouchInput {
     const ring = make('div', 'touch-ring');
     ring.hidden = true;
     byId('marks').before(ring);
-    const inControl = (inside, otherwise = () => {}) => (gesture) => (isActive() ? inside(gesture) : otherwise(gesture));
+    const inControl = (act, otherwise = () => {}) => (gesture) => (isActive() ? act(gesture) : otherwise(gesture));
     let dragged = null;
     const panBy = ({ x, y }) => {
       if (dragged) view.panBy(x - dragged.x, y - dragged.y);
@@ -50,8 +50,8 @@ export class TouchInput {
     });
     // Fingers that rest would open the browser's menu.
     element.addEventListener('contextmenu', (event) => event.pointerType === 'touch' && event.preventDefault());
-    for (const [type, handle] of [['pointerdown', 'down'], ['pointermove', 'move'], ['pointerup', 'up'], ['pointercancel', 'cancel']]) {
-      element.addEventListener(type, ({ pointerType, pointerId, clientX, clientY, timeStamp }) => {
+    for (const handle of ['down', 'move', 'up', 'cancel']) {
+      element.addEventListener(`pointer${handle}`, ({ pointerType, pointerId, clientX, clientY, timeStamp }) => {
         if (pointerType === 'touch') this.#gestures[handle](pointerId, clientX, clientY, timeStamp);
       });
     }

@@ -1,4 +1,5 @@
-// "Type a text": a text that the host types where its keyboard focus is. The card leaves the picture in sight and in use.
+// "Type a text": a text that the host types where its keyboard focus is. The card leaves the picture in sight and in
+// use.
 
 import { make, makeButton, show } from '../shell/dom.js';
 import { TextTyping, lengthOf } from './typing.js';
@@ -43,7 +44,8 @@ export class TypeCard {
 
   constructor(app, parent) {
     this.#app = app;
-    this.#typing = new TextTyping((message) => app.control.active && app.send(message), (progress) => this.#show(progress));
+    const send = (message) => app.control.active && app.send(message);
+    this.#typing = new TextTyping(send, (progress) => this.#show(progress));
     app.on('message', (message) => message.type === 'text_typed' && this.#typing.receive(message));
     app.on('control', (state) => {
       if (state !== 'on') this.#typing.stop('lost');
@@ -79,7 +81,8 @@ export class TypeCard {
     const head = make('div', 'type-head');
     const label = make('label', '', 'Type a text on the host');
     label.htmlFor = 'type-text';
-    head.append(label, makeButton({ text: 'Close', iconName: 'close', iconOnly: true, className: 'quiet' }, () => this.#close()));
+    const look = { text: 'Close', iconName: 'close', iconOnly: true, className: 'quiet' };
+    head.append(label, makeButton(look, () => this.#close()));
     this.#text.id = 'type-text';
     this.#text.rows = 4;
     this.#text.maxLength = MAX_LENGTH;
@@ -119,9 +122,9 @@ export class TypeCard {
   #refresh() {
     const length = lengthOf(this.#text.value);
     const { active } = this.#app.control;
-    this.#count.textContent = active
-      ? length > 0 ? `${number(length)} ${length === 1 ? 'character' : 'characters'}` : 'Typed where the host has its cursor.'
-      : 'Take control to type.';
+    if (!active) this.#count.textContent = 'Take control to type.';
+    else if (length === 0) this.#count.textContent = 'Typed where the host has its cursor.';
+    else this.#count.textContent = `${number(length)} ${length === 1 ? 'character' : 'characters'}`;
     show(this.#stop, this.#typing.busy);
     show(this.#submit, !this.#typing.busy);
     this.#submit.disabled = !active || length === 0;

@@ -12,7 +12,9 @@ let lastId = 0;
 export function pieces(text, limit = MAX_PIECE) {
   const characters = [...text.replaceAll('\r\n', '\n')];
   const result = [];
-  for (let start = 0; start < characters.length; start += limit) result.push(characters.slice(start, start + limit).join(''));
+  for (let start = 0; start < characters.length; start += limit) {
+    result.push(characters.slice(start, start + limit).join(''));
+  }
   return result;
 }
 

@@ -89,8 +89,8 @@ const isLength = (value) => Number.isInteger(value) && value > 0 && value <= 163
 const isAlike = (a, b) => Math.abs((a.width * b.height) / (a.height * b.width) - 1) < 0.01;
 
 // The size of the host's screen after "host_stats", {width, height, display, exact}; `known`: the one before, or null.
-// Frames may be smaller or larger than the screen: what "native" once was is exact, and holds for the display as long as
-// its proportions do.
+// Frames may be smaller or larger than the screen: what "native" once was is exact, and holds for the display as long
+// as its proportions do.
 export function screenSize({ preset, width, height, displayIndex: display }, known) {
   if (!isLength(width) || !isLength(height)) return known;
   const now = { width, height, display, exact: preset === 'native' };

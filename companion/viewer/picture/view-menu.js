@@ -17,11 +17,17 @@ export function addViewMenu(app, view, displays) {
     };
     const { size, scale } = view;
     const other = size !== FIT && size !== ACTUAL;
+    const entry = (text, key, wanted) => ({
+      text,
+      detail: key && SHORTCUT_PREFIX + key,
+      checked: size === wanted,
+      run: then(() => view.setSize(wanted)),
+    });
     return [
       { heading: scale ? `Picture at ${percent(scale)}` : 'Picture' },
-      { text: 'Fit', detail: `${SHORTCUT_PREFIX}0`, checked: size === FIT, run: then(() => view.setSize(FIT)) },
-      { text: 'Actual size, 1:1', detail: `${SHORTCUT_PREFIX}Bksp`, checked: size === ACTUAL, run: then(() => view.setSize(ACTUAL)) },
-      ...(other ? [{ text: percent(size), checked: true, run: then(() => view.setSize(size)) }] : []),
+      entry('Fit', '0', FIT),
+      entry('Actual size, 1:1', 'Bksp', ACTUAL),
+      ...(other ? [entry(percent(size), '', size)] : []),
       { divider: true },
       { text: 'Larger', detail: `${SHORTCUT_PREFIX}Plus`, disabled: !scale, run: then(() => view.step(1)) },
       { text: 'Smaller', detail: `${SHORTCUT_PREFIX}Minus`, disabled: !scale, run: then(() => view.step(-1)) },

@@ -92,7 +92,8 @@ export class PictureView {
     const fit = fitScale(box, image, devicePixelRatio);
     // Growing slowly from fit must not be held back by its nearness.
     const size = factor > 1 ? Math.min(scale * factor, MAX_SCALE) : limitedSize(scale * factor, fit);
-    this.#centre = centreAround(box, this.#rect, (size === FIT ? fit : size) / scale, clientX - box.left, clientY - box.top);
+    const change = (size === FIT ? fit : size) / scale;
+    this.#centre = centreAround(box, this.#rect, change, clientX - box.left, clientY - box.top);
     this.#apply(size);
     clearTimeout(this.#saving);
     this.#saving = setTimeout(() => this.#app.settings.set(SETTING, size), SAVE_AFTER_MS);
