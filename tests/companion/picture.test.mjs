@@ -126,18 +126,22 @@ pairTest('one pixel of the host stays one when the video is reduced', {}, async 
   await both.viewer.keyboard.press('Control+Alt+Shift+Digit0');
 });
 
-// A finger's way, as the browser of a tablet reports it: places as fractions of the picture.
+// A finger's way, as the browser of a tablet reports it: places as fractions of the picture. The fingers have a clock of
+// their own, since the machine may be slow: wait(ms) advances it.
 async function touching(both, body) {
   await withCdp(both, async (cdp) => {
     await cdp.send('Emulation.setTouchEmulationEnabled', { enabled: true, maxTouchPoints: 3 });
+    let timestamp = Date.now() / 1000;
     const send = async (type, places) => {
+      timestamp += 0.02;
       const touchPoints = await Promise.all(places.map(async ([x, y], id) => ({ ...await pointOnImage(both.viewer, x, y), id })));
-      await cdp.send('Input.dispatchTouchEvent', { type, touchPoints });
+      await cdp.send('Input.dispatchTouchEvent', { type, touchPoints, timestamp });
     };
     await body({
       down: (...places) => send('touchStart', places),
       move: (...places) => send('touchMove', places),
       up: () => send('touchEnd', []),
+      wait: (ms) => (timestamp += ms / 1000),
     });
     await cdp.send('Emulation.setTouchEmulationEnabled', { enabled: false });
   });
@@ -169,16 +173,14 @@ pairTest('fingers click, drag and scroll on the host', {}, async (both) => {
     await expect(clicked(2, '0.50 0.50'), 'two fingers');
 
     await finger.down([0.4, 0.4]);
-    await until(() => both.viewer.isVisible('.touch-ring'), { what: 'the ring' });
-    await until(() => both.viewer.evaluate(() => {
-      const [closing] = document.querySelector('.touch-ring').getAnimations({ subtree: true });
-      return closing?.playState === 'finished';
-    }), { what: 'the ring to close' });
+    await until(() => both.viewer.isVisible('.touch-ring.closed'), { what: 'the ring to close' });
+    finger.wait(600);
     await finger.up();
     await expect(clicked(2, '0.40 0.40'), 'a long press');
     assert.ok(await both.viewer.isHidden('.touch-ring'));
 
     await finger.down([0.2, 0.2]);
+    finger.wait(100);
     await finger.move([0.3, 0.2]);
     await untilReceived(both.host, 'mouseDown');
     await finger.move([0.6, 0.7]);

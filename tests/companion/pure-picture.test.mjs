@@ -112,11 +112,11 @@ test('keeps the size of a screen that is sent in another', () => {
 function fingers(t) {
   t.mock.timers.enable({ apis: ['setTimeout'] });
   const did = [];
-  let ring = false;
+  let ring = null;
   const round = (value) => Math.round(value * 100) / 100;
   const tell = (name) => (gesture) => did.push([name, ...Object.values(gesture).map(round)].join(' '));
   const names = ['tap', 'longPress', 'dragStart', 'drag', 'dragEnd', 'scroll', 'pinch'];
-  const machine = new Gestures({ ...Object.fromEntries(names.map((name) => [name, tell(name)])), ring: (at) => (ring = Boolean(at)) });
+  const machine = new Gestures({ ...Object.fromEntries(names.map((name) => [name, tell(name)])), ring: (at) => (ring = at) });
   let now = 1000;
   return {
     did: (...wanted) => assert.deepEqual(did.splice(0), wanted),
@@ -127,7 +127,8 @@ function fingers(t) {
     },
     down: (id, x, y) => machine.down(id, x, y, now),
     move: (id, x, y) => machine.move(id, x, y, now),
-    up: (id, x, y) => machine.up(id, x, y, now),
+    up: (id, x, y, at = now) => machine.up(id, x, y, at),
+    now: () => now,
     cancel: () => machine.cancel(),
   };
 }
@@ -164,15 +165,22 @@ test('a finger that rests is a long press once the ring has closed', (t) => {
   f.wait(20);
   assert.ok(f.ring());
   f.wait(200);
+  assert.ok(!f.ring().closed);
   f.up(1, 50, 60);
   f.did('tap 50 60 1 1');
   assert.ok(!f.ring());
   f.down(1, 50, 60);
   f.wait(600);
   f.did();
-  assert.ok(f.ring());
+  assert.ok(f.ring().closed);
   f.up(1, 52, 60);
   f.did('longPress 50 60');
+  // Lifted before, though it is known later: a tap.
+  f.down(1, 50, 60);
+  const early = f.now() + 300;
+  f.wait(700);
+  f.up(1, 50, 60, early);
+  f.did('tap 50 60 1 1');
   // Moved away, it is nothing.
   f.down(1, 50, 60);
   f.wait(600);

@@ -16,7 +16,7 @@ const PINCH = 0.12;
 
 // The calls, all in the client coordinates that came in:
 //   tap({x, y, fingers, count})  count: 1, or 2 for the second tap of a double tap
-//   ring({x, y} or null)         a finger rests; it will be a long press
+//   ring({x, y, closed} or null) a finger rests; once `closed`, it is a long press
 //   longPress({x, y})            it was lifted after a long press
 //   dragStart({x, y}), drag({x, y}), dragEnd({x, y})
 //   scroll({x, y, dx, dy})       two fingers moved together, by this much; x and y: between them
@@ -93,7 +93,8 @@ export class Gestures {
     }
     this.#state = 'idle';
     const isShort = at - this.#start.at < TAP_MS;
-    if (state === 'one') this.#tap(1, at);
+    // On a busy page the timer may be earlier than an event that came before it.
+    if (state === 'one' || (state === 'long' && at - this.#start.at < LONG_MS)) this.#tap(1, at);
     else if (state === 'two' && isShort) this.#tap(this.#most, at);
     else if (state === 'long') this.#on.longPress({ x: this.#start.x, y: this.#start.y });
     else if (state === 'drag') this.#on.dragEnd({ x, y });
@@ -109,9 +110,11 @@ export class Gestures {
 
   #rest() {
     if (this.#state !== 'one') return;
-    this.#on.ring({ x: this.#start.x, y: this.#start.y });
+    const { x, y } = this.#start;
+    this.#on.ring({ x, y, closed: false });
     this.#timer = setTimeout(() => {
-      if (this.#state === 'one') this.#state = 'long';
+      this.#state = 'long';
+      this.#on.ring({ x, y, closed: true });
     }, LONG_MS - RING_MS);
   }
 

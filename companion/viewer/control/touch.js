@@ -26,7 +26,9 @@ export class TouchInput {
       ),
       ring: (at) => {
         show(ring, Boolean(at) && isActive());
+        ring.classList.toggle('closed', Boolean(at?.closed));
         if (!at) return;
+        if (at.closed && isActive()) navigator.vibrate?.(10);
         const box = element.getBoundingClientRect();
         ring.style.left = `${at.x - box.left}px`;
         ring.style.top = `${at.y - box.top}px`;
