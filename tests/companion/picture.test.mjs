@@ -199,9 +199,33 @@ pairTest('fingers click, drag and scroll on the host', {}, async (both) => {
 });
 
 pairTest('fingers zoom and move the picture', {}, async (both) => {
+  const widthOf = async () => (await pointOnImage(both.viewer, 1, 0)).x - (await pointOnImage(both.viewer, 0, 0)).x;
+  // Watching, two taps make it larger, a finger moves it, and two taps more show all of it.
+  await touching(both, async (finger) => {
+    // The tools are larger for fingers.
+    const width = await widthOf();
+    const tapTwice = async () => {
+      for (const _ of [1, 2]) {
+        await finger.down([0.5, 0.4]);
+        await finger.up();
+      }
+      finger.wait(1000);
+    };
+    await tapTwice();
+    await until(async () => (await widthOf()) > width * 1.9, { what: 'the larger picture' });
+    const { left } = await rectOf(both);
+    await finger.down([0.5, 0.4]);
+    finger.wait(100);
+    await finger.move([0.45, 0.4]);
+    await until(async () => (await rectOf(both)).left < left, { what: 'the moved picture' });
+    await finger.up();
+    finger.wait(1000);
+    await tapTwice();
+    await until(async () => Math.abs((await widthOf()) - width) < 1, { what: 'the whole picture' });
+    assert.deepEqual(await buttons(both), []);
+  });
   await inControl(both);
   await touching(both, async (finger) => {
-    const widthOf = async () => (await pointOnImage(both.viewer, 1, 0)).x - (await pointOnImage(both.viewer, 0, 0)).x;
     const width = await widthOf();
     await finger.down([0.4, 0.5], [0.6, 0.5]);
     await finger.move([0.3, 0.5], [0.7, 0.5]);
