@@ -190,3 +190,47 @@ test('knows what the host would refuse, and accepts the refusal of one that take
   assert.equal(await outcome, 'too-large');
   assert.deepEqual(results, []);
 });
+
+test('tells how much of a long text has come and gone', async () => {
+  const { channel, clipboard } = pair();
+  const sent = [];
+  const outcome = clipboard.set(AWKWARD, (share) => sent.push(share));
+  await settled();
+  assert.deepEqual(sent, [...sent].sort((a, b) => a - b));
+  assert.equal(sent.at(-1), 1);
+  clipboard.receive({ type: 'ack', req: channel.messages().at(-1).req });
+  assert.equal(await outcome, 'set');
+
+  const received = [];
+  const watching = new HostClipboard({ channel: () => channel, limit: () => LIMIT },
+    { text: () => {}, tooLarge: () => {}, progress: (share) => received.push(share) });
+  const pieces = piecesOf(AWKWARD, 300);
+  for (const piece of pieces) watching.receive(piece);
+  assert.equal(received.length, pieces.length);
+  assert.ok(received[0] > 0 && received[0] < 0.2);
+  assert.equal(received.at(-1), 1);
+});
+
+test('knows when the desktop of the host has a text', async (t) => {
+  t.mock.timers.enable({ apis: ['setTimeout'] });
+  for (const end of [
+    ({ clipboard }) => clipboard.receive({ type: 'clipboard_sync', text: 'short' }),
+    ({ clipboard }) => clipboard.receive({ type: 'clipboard_too_large', length: 5000, limit: LIMIT }),
+    ({ clipboard }) => clipboard.setReady(false),
+    () => t.mock.timers.tick(2001),
+  ]) {
+    const both = pair();
+    let done = false;
+    const waiting = both.clipboard.settled().then(() => (done = true));
+    assert.deepEqual(both.channel.messages(), [{ type: 'clipboard_request' }], 'a long text is not to be sent back');
+    both.clipboard.receive({ type: 'clipboard_too_large', length: 2 * MAX_TEXT_BYTES, limit: MAX_TEXT_BYTES });
+    await settled();
+    assert.ok(!done, 'that was another copy');
+    end(both);
+    await waiting;
+    assert.ok(both.results.every((result) => result === 'short' || result.limit === MAX_TEXT_BYTES), JSON.stringify(both.results));
+  }
+  const closed = pair();
+  closed.channel.close();
+  await closed.clipboard.settled();
+});

@@ -1,5 +1,6 @@
 // Files and the clipboard in the page.
 import assert from 'node:assert/strict';
+import { assertAccessible } from '../e2e/lib/accessibility.mjs';
 import { until } from '../e2e/lib/wait.mjs';
 import { inControl, pairTests, receivedMessages, settled, untilReceived } from './setup.mjs';
 
@@ -82,6 +83,14 @@ pairTest('says why a file was not taken', {}, async (both) => {
   assert.equal((await receivedMessages(host, 'file_start')).length, 1);
   await viewer.evaluate(() => vantora.app.emit('files-refused', { folders: 1, refused: 0 }));
   assert.ok(await viewer.isVisible('text=Folders cannot be sent'));
+  await host.evaluate(() => (globalThis.host.fileAnswer = ({ type }) => type === 'file_end'));
+  await viewer.click('[aria-label="Send again: a"]');
+  await until(async () => (await viewer.locator('.file-row[data-state=finishing]').count()) === 1, { what: 'a file under way' });
+  await assertAccessible(viewer, { context: '#dock' });
+  assert.equal(await viewer.getAttribute('#files-button', 'aria-label'), 'Files, 1 to send');
+  await viewer.click('[aria-label="Cancel: a"]');
+  await until(async () => (await viewer.getAttribute('#files-button', 'aria-label')) === 'Files', { what: 'the end' });
+  assert.ok(await viewer.evaluate(() => document.activeElement.ariaLabel === 'Send again: a'), 'the focus is lost');
 });
 
 // What the browser lets the tests read; Firefox has no such permission, and its profile for tests asks nobody.
@@ -91,9 +100,11 @@ const copyHere = (viewer, text) => viewer.evaluate((text) => navigator.clipboard
 const types = (host) => host.evaluate(() => globalThis.host.messages.map(({ message }) => message)
   .filter(({ type, code }) => type.startsWith('clipboard_') || code === 'KeyV').map(({ type, text }) => (text ? `${type} ${text}` : type)));
 
+const inStep = '.clipboard-check:has-text("Keep both")';
+
 async function keepInStep(both) {
-  await both.viewer.click('#clipboard-button');
-  await both.viewer.click('text=Keep both clipboards in step');
+  await both.viewer.evaluate(() => vantora.app.dock.open('clipboard'));
+  await both.viewer.click(inStep);
   await untilReceived(both.host, 'clipboard_sync_enabled');
   await both.viewer.focus('#stage');
   await settled(both);
@@ -120,6 +131,9 @@ pairTest('texts are sent and fetched by hand', { firefox: true }, async (both) =
   await until(async () => (await receivedMessages(host, 'clipboard_set')).at(-1).text === 'mine', { what: 'the own text' });
   await sendFromHost(both, { type: 'clipboard_too_large', length: 20_000_000, limit: 10_485_760 });
   await until(() => viewer.isVisible('text=20.0 MB, at most 10.5 MB'), { what: 'the refusal' });
+  await viewer.click(inStep);
+  if (viewer.context().browser().browserType().name() === 'chromium') await assertAccessible(viewer, { context: '#dock' });
+  await viewer.click(inStep);
   await sendFromHost(both, { type: 'clipboard_sync', text: '' });
   await until(() => viewer.isVisible('text=empty, or holds something that is no text'), { what: 'the empty clipboard' });
 });
@@ -127,12 +141,13 @@ pairTest('texts are sent and fetched by hand', { firefox: true }, async (both) =
 pairTest('what is pasted on the picture is on the host before the keys', { firefox: true }, async (both) => {
   const { viewer, host } = both;
   await permit(viewer);
-  await viewer.evaluate(() => vantora.app.settings.set('clipboard.sync', false));
+  await viewer.evaluate(() => vantora.app.settings.set('clipboard.hint', false));
   await inControl(both);
   await copyHere(viewer, 'secret');
   await viewer.keyboard.press('Control+KeyV');
   await settled(both);
   assert.deepEqual(await types(host), ['keyDown', 'keyUp'], 'nothing is sent unless the viewer wants it');
+  assert.ok(await viewer.isVisible('text=To paste your own text there'));
 
   // Known from here on only by pasting: the browser would let a page that is in front read it.
   await viewer.context().clearPermissions().catch(() => {});
@@ -144,6 +159,42 @@ pairTest('what is pasted on the picture is on the host before the keys', { firef
   await viewer.keyboard.press('Control+KeyV');
   await untilReceived(host, 'keyUp');
   assert.deepEqual(await types(host), ['keyDown', 'keyUp'], 'the host has it already');
+  assert.ok(await viewer.isHidden('text=To paste your own text there'));
+});
+
+pairTest('a page that may read the clipboard sends it when it is looked at again', {}, async (both) => {
+  const { viewer, host } = both;
+  await permit(viewer);
+  await inControl(both);
+  await keepInStep(both);
+  await copyHere(viewer, 'copied elsewhere');
+  await viewer.evaluate(() => window.dispatchEvent(new Event('focus')));
+  assert.equal((await untilReceived(host, 'clipboard_set')).at(-1).text, 'copied elsewhere');
+  assert.equal(await viewer.evaluate(() => vantora.app.settings.get('clipboard.sync', false)), false);
+  await viewer.click('text=Also at my next visits');
+  assert.equal(await viewer.evaluate(() => vantora.app.settings.get('clipboard.sync', false)), true);
+  await viewer.evaluate(() => vantora.app.clipboardSync.set(false));
+  assert.equal(await viewer.evaluate(() => vantora.app.settings.get('clipboard.sync', true)), false);
+});
+
+pairTest('without the clipboard of the browser the field and Ctrl+V remain', {}, async (both) => {
+  const { viewer, host } = both;
+  await permit(viewer);
+  await inControl(both);
+  await copyHere(viewer, 'mine');
+  await viewer.evaluate(() => Object.defineProperty(navigator, 'clipboard', { value: undefined }));
+  await viewer.click('#clipboard-button');
+  await viewer.click('text=Send my clipboard');
+  await until(() => viewer.isVisible('text=Paste the text into the field instead'), { what: 'the way on' });
+  await keepInStep(both);
+  await until(() => viewer.isVisible('text=Ctrl+V on the picture works'), { what: 'what works' });
+  await viewer.keyboard.press('Control+KeyV');
+  await untilReceived(host, 'keyUp');
+  assert.equal((await types(host))[0], 'clipboard_set mine');
+  await sendFromHost(both, { type: 'clipboard_sync', text: 'theirs' });
+  await until(() => viewer.isVisible('text=6 bytes.'), { what: 'the text' });
+  await viewer.click('text=Copy');
+  await until(() => viewer.isVisible('text=The text is selected: press Ctrl+C.'), { what: 'the way on' });
 });
 
 pairTest('a copy on the host comes to the viewer', { firefox: true }, async (both) => {
@@ -159,7 +210,7 @@ pairTest('a copy on the host comes to the viewer', { firefox: true }, async (bot
   await settled(both);
   assert.deepEqual(await receivedMessages(host, 'clipboard_set'), [], 'it is not sent back');
   await sendFromHost(both, { type: 'clipboard_sync', text: '' });
-  await viewer.click('text=Keep both clipboards in step');
+  await viewer.click(inStep);
   await sendFromHost(both, { type: 'clipboard_sync', text: 'after the end' });
   await until(async () => (await viewer.inputValue('[aria-label="Text of the host"]')) === 'after the end', { what: 'the text' });
   assert.equal(await own(viewer), 'from the host');

@@ -24,6 +24,7 @@ export async function readOwnText() {
 
 // Whether the page may read the clipboard without a question; browsers that always ask do not know the permission.
 export async function mayReadSilently() {
+  if (!navigator.clipboard?.readText) return false;
   try {
     return (await navigator.permissions.query({ name: 'clipboard-read' })).state === 'granted';
   } catch {

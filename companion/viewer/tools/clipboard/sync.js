@@ -12,6 +12,7 @@ const NO_PASTE_MS = 500;
 const TOO_LARGE = 'The text on your clipboard is longer than the 10 MiB that can be sent. It was not pasted.';
 const SLOW = 'The text on your clipboard is still on its way to the host. Paste again in a moment.';
 const NO_TEXT = 'There is no text on your clipboard: what the host pasted is its own. Files can be dropped on the picture.';
+const HINT = 'That pasted what is on the host’s clipboard. To paste your own text there, keep both clipboards in step: see “Clipboard”.';
 
 // Whether a key press is the viewer's "paste": browsers decide by the character, not by the key's position.
 export function isPasteKey({ key, ctrlKey, metaKey, altKey, repeat }) {
@@ -74,6 +75,7 @@ export class ClipboardSync {
       this.#agreement.forget();
       this.#app.clipboard.watch(on);
       this.#offerMine();
+      if (on) this.#app.notices.remove('paste hint');
     }
     this.#changed();
   }
@@ -94,7 +96,11 @@ export class ClipboardSync {
   // Called with a key press on the picture before it is sent. Whether the browser is to handle it as well: it then
   // reports the text that is pasted.
   startPaste(event) {
-    if (!this.#on || !this.#app.ready || !isPasteKey(event)) return false;
+    if (!this.#app.ready || !isPasteKey(event)) return false;
+    if (!this.#on) {
+      this.#hint();
+      return false;
+    }
     const text = new Promise((resolve) => {
       this.#pastes.push(resolve);
       setTimeout(() => {
@@ -107,6 +113,13 @@ export class ClipboardSync {
       return pasted === null || !this.#agreement.fromViewer(pasted) || this.#put(pasted);
     });
     return true;
+  }
+
+  // Once for all visits.
+  #hint() {
+    if (this.#app.settings.get('clipboard.hint', false)) return;
+    this.#app.settings.set('clipboard.hint', true);
+    this.#app.notices.showOnce('paste hint', HINT);
   }
 
   #pasted(event) {

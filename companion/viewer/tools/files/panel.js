@@ -15,7 +15,7 @@ export function mount(body, app) {
   list.setAttribute('aria-label', 'Files of this session');
   const empty = make('p', 'panel-hint', 'No files were sent in this session.');
   const chooser = choose(app, queue);
-  const bar = actions(queue);
+  const bar = actions(app, queue);
   const announcer = make('p', 'visually-hidden');
   announcer.setAttribute('role', 'status');
 
@@ -76,10 +76,14 @@ function choose(app, queue) {
     input.value = '';
   });
   app.on('files-refused', tell);
+  // Files that were copied in a file manager.
+  document.getElementById('files-panel').addEventListener('paste', ({ clipboardData }) => {
+    if (clipboardData.files.length > 0) tell({ refused: queue.add([...clipboardData.files]) });
+  });
   const zone = make('div', 'drop-zone');
   const button = makeButton({ text: 'Choose files…', iconName: 'send', className: 'primary' }, () => input.click());
   button.dataset.focusFirst = '';
-  zone.append(button, make('p', 'panel-note', 'or drop them here or on the picture'));
+  zone.append(button, make('p', 'panel-note', 'or drop them here or on the picture, or paste them here'));
   const place = 'They go to the Downloads folder of the host. If a name is taken there, the new file gets a number.';
   section.append(zone, input, make('p', 'panel-note', place), offline, refusal);
   const showReady = (ready) => show(offline, !ready);
@@ -90,7 +94,7 @@ function choose(app, queue) {
 }
 
 // What concerns several files.
-function actions(queue) {
+function actions(app, queue) {
   const element = make('div', 'panel-row file-actions');
   const summary = make('p', 'panel-note file-summary');
   const cancel = makeButton({ text: 'Cancel all', className: 'quiet' }, () => queue.cancelAll());
@@ -103,6 +107,7 @@ function actions(queue) {
     const { entries } = queue;
     const active = queue.active.length;
     summary.textContent = active > 0 ? `${active} to send` : `${entries.filter(({ state }) => state === 'saved').length} sent`;
+    app.dock.setBadge('files', active, `${active} to send`);
     show(element, entries.length > 0);
     show(cancel, active > 1);
     show(clear, active < entries.length);

@@ -30,6 +30,7 @@ export class FileQueue {
   #count = 0;
   #current = null;
   #transfer = null;
+  #guarded = false;
   // A binary message goes to the open transfer whose id sorts first, so each new id sorts before the older ones. The
   // same one again ends an abandoned transfer, which leaves its file unreadable.
   #id = 99_999_999;
@@ -152,7 +153,16 @@ export class FileQueue {
   }
 
   #changed(entry) {
+    this.#guardPage(this.active.length > 0);
     for (const listener of this.#listeners) listener(entry);
+  }
+
+  // The browser asks before it closes a page that still sends. A page that always asked would not be kept in its memory.
+  #guardPage(busy) {
+    if (busy === this.#guarded) return;
+    this.#guarded = busy;
+    if (busy) globalThis.addEventListener?.('beforeunload', askBeforeLeaving);
+    else globalThis.removeEventListener?.('beforeunload', askBeforeLeaving);
   }
 
   #trim() {
@@ -160,6 +170,10 @@ export class FileQueue {
     const surplus = new Set(ended.slice(0, Math.max(0, ended.length - MAX_FINISHED)));
     this.#entries = this.#entries.filter((entry) => !surplus.has(entry));
   }
+}
+
+function askBeforeLeaving(event) {
+  event.preventDefault();
 }
 
 const fresh = () => ({ state: 'waiting', left: 0, rate: null, reason: '', stored: 0, note: '', begun: false });
