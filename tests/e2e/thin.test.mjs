@@ -4,7 +4,7 @@ import assert from 'node:assert/strict';
 import { test } from 'node:test';
 import { withSession } from './lib/session.mjs';
 import { openTextPage } from './lib/text-page.mjs';
-import { BareControl, received, receivedRates } from './lib/viewer.mjs';
+import { BareControl, connected, openViewer, received, receivedRates } from './lib/viewer.mjs';
 import { soonest, until } from './lib/wait.mjs';
 
 const links = [['h264', 2], ['h264', 1],
@@ -55,3 +55,36 @@ for (const [codec, megabits] of links) {
     });
   });
 }
+
+test('theViewersPageTakesAv1ByItselfAndKeepsIt', async (t) => {
+  await withSession(t, { far: true, screen: '1920x1080' }, async (session) => {
+    await session.far.shape({ rate: '1500kbit', latency: '200ms' });
+    const text = await openTextPage(session);
+    // Whatever else this machine does, the host's processor counts as one with room.
+    const page = await openViewer(session.browser, session.server, session.room, (each) => each.addInitScript(() => {
+      const { parse } = JSON;
+      JSON.parse = (text) => {
+        const message = parse(text);
+        if (message?.sys) message.sys.cpuPct = 20;
+        if (message?.link) message.link.encodeMs = 20;
+        return message;
+      };
+    }));
+    session.pages.push(page);
+    await connected(page);
+    await page.evaluate(() => {
+      window.codecs = [];
+      window.delays = [];
+      vantora.app.on('figures', (figures) => {
+        if (figures?.codec && figures.codec !== window.codecs.at(-1)) window.codecs.push(figures.codec);
+        if (figures?.delayMs) window.delays.push(Math.round(figures.delayMs));
+      });
+    });
+    await text.tell('scroll');
+    const used = /^Quality: AV1 · original size — the link carries (\d+ kbit|1\.\d Mbit)\/s/;
+    await until(async () => used.test(await page.getAttribute('#quality', 'title')), { deadline: 60000, what: 'AV1' });
+    await pass(8000);
+    t.diagnostic(`${await page.getAttribute('#quality', 'title')}; waited before the display: ${(await page.evaluate(() => window.delays)).join(' ')} ms`);
+    assert.deepEqual(await page.evaluate(() => window.codecs), ['H264', 'AV1']);
+  });
+});
