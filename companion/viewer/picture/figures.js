@@ -13,7 +13,9 @@ export class FiguresView {
     if (figures?.kbps != null) parts.push(rateText(figures.kbps));
     if (figures?.codec) parts.push(figures.codec);
     if (figures?.width) parts.push(`${figures.width} × ${figures.height}`);
-    byId('figures').textContent = parts.join(' · ');
+    const text = parts.join(' · ');
+    byId('figures').textContent = text;
+    byId('figures').setAttribute('aria-label', `Statistics of the stream: ${text}`);
     show(byId('figures'), parts.length > 0);
     if (!figures) this.#roundTrip = null;
   }
