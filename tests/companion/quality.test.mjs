@@ -18,7 +18,7 @@ const tell = ({ host }, stats) => host.evaluate((stats) => {
   globalThis.teller = setInterval(() => globalThis.host.stats(stats), 250);
 }, stats);
 
-pairTest('takes the denser codec over a thin link, and says why', { firefox: true }, async (both) => {
+pairTest('takes the denser codec over a thin link, and says why', {}, async (both) => {
   const { viewer, host } = both;
   await tell(both, { link: { estimateKbps: 9000 }, sys: { cpuPct: 20 } });
   await saysIn(viewer, /^Quality: VP8 · original size — the link carries 9\.0 Mbit\/s$/);

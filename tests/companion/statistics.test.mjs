@@ -38,7 +38,7 @@ pairTest('graphs show the load of the host and the stream, in words too', { fire
   await until(async () => (await graph(both.viewer, 'Processor')).name === 'Processor, now –; last 10 minutes: 42 %', { what: 'the gap' });
 });
 
-pairTest('a process is shown in the host’s own monitor once control is permitted', { firefox: true }, async (both) => {
+pairTest('a process is shown in the host’s own monitor once control is permitted', {}, async (both) => {
   await both.viewer.click('#statistics-button');
   await both.host.evaluate((sys) => setInterval(() => globalThis.host.stats({ sys }), 250), sys);
   const button = both.viewer.locator('.process-open button >> nth=0');
