@@ -1,6 +1,7 @@
 // The conversation of the room, while the page is open.
 
 const MAX_LINES = 500;
+const MAX_SAID = 20;
 const MAX_NAME = 64;
 const MAX_TEXT = 4000;
 
@@ -35,12 +36,17 @@ export class ChatLog {
   #app;
   #lines = [];
   #listeners = new Set();
+  // What this page has said and the room has not sent back yet.
+  #said = [];
 
   constructor(app) {
     this.#app = app;
     app.on('signal', (message) => {
       const line = chatLine(message);
       if (!line) return;
+      const own = line.fromHost ? -1 : this.#said.indexOf(line.text);
+      if (own >= 0) this.#said.splice(own, 1);
+      line.own = own >= 0;
       this.#lines.push(line);
       if (this.#lines.length > MAX_LINES) this.#lines.shift();
       for (const listener of this.#listeners) listener(line);
@@ -58,7 +64,10 @@ export class ChatLog {
 
   // Whether the line went out; it is shown when the room sends it back.
   say(text) {
-    return this.#app.signal({ type: 'chat_send', text });
+    const sent = this.#app.signal({ type: 'chat_send', text });
+    if (sent) this.#said.push(text);
+    if (this.#said.length > MAX_SAID) this.#said.shift();
+    return sent;
   }
 
   react(reaction) {

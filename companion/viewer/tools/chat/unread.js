@@ -10,7 +10,7 @@ export class Unread {
     this.#dock = dock;
     this.#settings = settings;
     chat.onLine((line) => {
-      if (dock.openPanel === 'chat' && !document.hidden) return;
+      if (line.own || (dock.openPanel === 'chat' && !document.hidden)) return;
       this.#set(this.#count + 1);
       if (line.fromHost) this.#sound();
     });
