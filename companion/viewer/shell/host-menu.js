@@ -35,7 +35,6 @@ export class HostMenu {
     const title = alias ?? this.#hostName;
     byId('host-name').textContent = title;
     byId('room-name').textContent = this.#app.room;
-    byId('host-button').setAttribute('aria-label', `Host ${title || this.#app.room}`);
     document.title = `${title || this.#app.room} · Vantora Viewer`;
   }
 
