@@ -4,6 +4,21 @@
 
 namespace vantora::companion {
 
+namespace {
+
+// Whether a list such as "deflate, gzip;q=0.5" has gzip in it, and does not refuse it by a weight of 0.
+bool listsGzip(const QByteArray& encodings) {
+  for (const QByteArray& entry : encodings.split(',')) {
+    const QList<QByteArray> parts = entry.split(';');
+    if (parts.first().trimmed().toLower() != "gzip") continue;
+    const QByteArray weight = parts.size() > 1 ? parts[1].trimmed().toLower() : QByteArray();
+    return !weight.startsWith("q=") || weight.sliced(2).toDouble() > 0;
+  }
+  return false;
+}
+
+}  // namespace
+
 bool hasWholeHead(QByteArrayView received) { return received.contains(QByteArrayView("\r\n\r\n")); }
 
 std::optional<HttpRequest> parseRequestHead(QByteArrayView received) {
@@ -25,6 +40,8 @@ std::optional<HttpRequest> parseRequestHead(QByteArrayView received) {
       for (const QByteArray& protocol : value.split(',')) {
         if (protocol.trimmed().toLower() == "websocket") request.upgradesToWebSocket = true;
       }
+    } else if (name == "accept-encoding") {
+      request.acceptsGzip = request.acceptsGzip || listsGzip(value);
     } else if (name == "host") {
       request.host += request.host.isEmpty() ? value : ", " + value;
     } else if (name == "origin") {

@@ -13,6 +13,8 @@ struct HttpRequest {
   QByteArray target;
   // The client asks for an upgrade to a WebSocket.
   bool upgradesToWebSocket = false;
+  // The client takes a body that is compressed as gzip.
+  bool acceptsGzip = false;
   // The address the client sent this to; several such headers are joined by commas, as in HTTP.
   QByteArray host = {};
   // The origin of the page that a browser sends this for; empty from other programs. Several are joined likewise.

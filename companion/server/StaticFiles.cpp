@@ -5,6 +5,8 @@
 #include <QFileInfo>
 #include <QHash>
 
+#include "companion/server/Gzip.h"
+
 namespace vantora::companion {
 
 using namespace Qt::Literals::StringLiterals;
@@ -41,12 +43,21 @@ QByteArray contentType(const QString& suffix) {
   return kTypes.value(suffix.toLower(), "application/octet-stream");
 }
 
-QByteArray assemble(int status, const QByteArray& reason, const QByteArray& type, const QByteArray& body,
-                    bool withBody) {
+// Below this size a response fits into one packet anyway, in bytes.
+constexpr qsizetype kWorthCompressing = 1024;
+
+bool isText(const QByteArray& type) {
+  return type.startsWith("text/") || type.contains("json") || type.contains("svg");
+}
+
+// `extra`: further header lines.
+QByteArray assemble(int status, const QByteArray& reason, const QByteArray& type, const QByteArray& body, bool withBody,
+                    QByteArrayView extra = {}) {
   QByteArray response = "HTTP/1.1 " + QByteArray::number(status) + ' ' + reason + "\r\n";
   if (status == 405) response += "Allow: GET, HEAD\r\n";
   response += "Content-Type: " + type + "\r\nContent-Length: " + QByteArray::number(body.size()) + "\r\n";
   response += "Cache-Control: no-store\r\n";
+  response += extra;
   response += kSecurityHeaders;
   response += "Connection: close\r\n\r\n";
   if (withBody) response += body;
@@ -72,7 +83,12 @@ QByteArray StaticFiles::response(const HttpRequest& request) const {
   if (path.isEmpty()) return plainResponse(404, "Not Found", withBody);
   QFile file(path);
   if (file.size() > kMaxFileSize || !file.open(QIODevice::ReadOnly)) return plainResponse(404, "Not Found", withBody);
-  return assemble(200, "OK", contentType(QFileInfo(path).suffix()), file.readAll(), withBody);
+  const QByteArray type = contentType(QFileInfo(path).suffix());
+  const QByteArray body = file.readAll();
+  if (!isText(type) || body.size() < kWorthCompressing) return assemble(200, "OK", type, body, withBody);
+  const QByteArray compressed = request.acceptsGzip ? gzip(body) : QByteArray();
+  if (compressed.isEmpty()) return assemble(200, "OK", type, body, withBody, "Vary: Accept-Encoding\r\n");
+  return assemble(200, "OK", type, compressed, withBody, "Vary: Accept-Encoding\r\nContent-Encoding: gzip\r\n");
 }
 
 QString StaticFiles::fileFor(const QByteArray& target) const {

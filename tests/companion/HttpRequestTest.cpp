@@ -28,6 +28,21 @@ TEST(HttpRequestTest, doesNotTakeOtherHeadersForAnUpgrade) {
   EXPECT_FALSE(request->upgradesToWebSocket);
 }
 
+TEST(HttpRequestTest, readsWhetherItTakesGzip) {
+  const auto accepts = [](const QByteArray& line) {
+    const auto request = parseRequestHead("GET / HTTP/1.1\r\n" + line + "\r\n\r\n");
+    return request && request->acceptsGzip;
+  };
+  for (const char* line :
+       {"Accept-Encoding: gzip", "accept-encoding:deflate, GZIP;q=0.5, br", "Accept-Encoding: gzip; q=1"}) {
+    EXPECT_TRUE(accepts(line)) << line;
+  }
+  for (const char* line : {"Accept: gzip", "Accept-Encoding: br", "Accept-Encoding: gzip;q=0",
+                           "Accept-Encoding: gzip;q=x", "Accept-Encoding:"}) {
+    EXPECT_FALSE(accepts(line)) << line;
+  }
+}
+
 TEST(HttpRequestTest, readsWhereItWasSentToAndForWhichPage) {
   const auto program = parseRequestHead("GET / HTTP/1.1\r\nhost:  Here:80 \r\nX-Origin: http://a\r\n\r\n");
   ASSERT_TRUE(program);

@@ -49,6 +49,39 @@ TEST_F(StaticFilesTest, servesThePageForTheRootWhateverTheQuery) {
   }
 }
 
+TEST_F(StaticFilesTest, compressesLongTextsForThoseWhoTakeThat) {
+  const QByteArray text = QByteArray("const all = [];\n").repeated(500);
+  write(u"viewer/long.js"_s, text);
+  const QByteArray plain = get("/long.js");
+  EXPECT_TRUE(plain.endsWith("\r\n\r\n" + text));
+  EXPECT_FALSE(plain.contains("Content-Encoding"));
+  EXPECT_TRUE(plain.contains("\r\nVary: Accept-Encoding\r\n"));
+
+  HttpRequest request{"GET", "/long.js", false};
+  request.acceptsGzip = true;
+  const QByteArray response = files_->response(request);
+  const qsizetype head = response.indexOf("\r\n\r\n") + 4;
+  const QByteArray body = response.sliced(head);
+  EXPECT_TRUE(response.contains("\r\nContent-Encoding: gzip\r\n"));
+  EXPECT_TRUE(response.contains("\r\nContent-Length: " + QByteArray::number(body.size()) + "\r\n"));
+  EXPECT_LT(body.size(), text.size() / 10);
+  // Qt reads the zlib format: the same data between another header, of its length and zlib's two bytes, and checksum.
+  QByteArray zlib = QByteArray::fromHex("00001f40789c") + body.sliced(10, body.size() - 18);
+  quint32 a = 1;
+  quint32 b = 0;
+  for (const char c : text) {
+    a = (a + static_cast<unsigned char>(c)) % 65521;
+    b = (b + a) % 65521;
+  }
+  for (const quint32 half : {b, a}) zlib.append(static_cast<char>(half >> 8)).append(static_cast<char>(half));
+  EXPECT_EQ(qUncompress(zlib), text);
+
+  request.method = "HEAD";
+  EXPECT_EQ(files_->response(request), response.first(head));
+  request.target = "/style.css";
+  EXPECT_FALSE(files_->response(request).contains("Content-Encoding")) << "a short text gains nothing";
+}
+
 TEST_F(StaticFilesTest, namesTheTypeThatBrowsersInsistOn) {
   EXPECT_TRUE(get("/style.css").contains("\r\nContent-Type: text/css; charset=utf-8\r\n"));
   EXPECT_TRUE(get("/ui/chat.js").contains("\r\nContent-Type: text/javascript; charset=utf-8\r\n"));
