@@ -118,6 +118,7 @@ export class PictureQuality {
 
   #refresh() {
     const { level, why } = this.#automatic.choice;
+    const { link } = this.#stats;
     this.#view.show({
       preset: this.#request.preset,
       codec: this.#codec,
@@ -125,7 +126,7 @@ export class PictureQuality {
       inUse: this.#figures?.codec.toLowerCase() ?? '',
       level,
       why,
-      estimateKbps: this.#stats.link?.estimateKbps ?? null,
+      estimateKbps: link?.estimateKbps > 0 ? link.estimateKbps : null,
     });
   }
 }

@@ -35,6 +35,7 @@ export class HostMenu {
     const title = alias ?? this.#hostName;
     byId('host-name').textContent = title;
     byId('room-name').textContent = this.#app.room;
+    byId('host-button').setAttribute('aria-label', ['Host', title, this.#app.room].filter(Boolean).join(' '));
     document.title = `${title || this.#app.room} · Vantora Viewer`;
   }
 

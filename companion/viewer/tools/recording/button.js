@@ -8,6 +8,8 @@ import { recordingName, recordingType } from './formats.js';
 
 // A recording waits this long for a host that is away.
 const LONGEST_ABSENCE_MS = 60000;
+// The end of a recording is told as soon as the room can be reached.
+const TELL_AGAIN_MS = 2000;
 
 const STARTED = 'The recording of this session has started.';
 const CONTINUES = 'This session is still being recorded.';
@@ -37,8 +39,7 @@ export class RecordButton {
   #mark = null;
   #ticker = 0;
   #absence = 0;
-  // The end of a recording that nobody at the host has been told about yet.
-  #endUntold = false;
+  #telling = 0;
   #rebuilt = false;
 
   constructor(app, video) {
@@ -64,12 +65,13 @@ export class RecordButton {
     this.#busy = true;
     this.#refresh();
     let file = null;
+    let recording = null;
     try {
       // The viewer's click permits the dialog for a few seconds only, so it comes first.
       const handle = await this.#choose();
       const [{ Recording }, { DiskFile, KeptFile }] = await Promise.all([import('./recording.js'), import('./files.js')]);
       file = handle ? await DiskFile.open(handle) : new KeptFile(this.#suggestedName(), this.#type);
-      const recording = new Recording({
+      recording = new Recording({
         video: this.#video, type: this.#type, file, on: { stopped: (reason) => this.#stop(reason) },
       });
       if (!this.#app.chat.say(STARTED)) {
@@ -79,7 +81,7 @@ export class RecordButton {
       }
       this.#recording = recording;
       this.#file = file;
-      this.#endUntold = false;
+      clearTimeout(this.#telling);
       this.#rebuilt = false;
       if (this.#track) recording.setSource(this.#track);
       recording.start();
@@ -88,9 +90,10 @@ export class RecordButton {
     } catch (error) {
       // The dialog was dismissed.
       if (error.name === 'AbortError' && !file) return;
-      if (this.#recording) this.#say(ENDED);
+      if (this.#recording) this.#tellTheEnd();
       this.#recording = null;
-      await file?.discard().catch(() => {});
+      this.#hideMark();
+      await (recording ?? file)?.discard().catch(() => {});
       this.#tell(`Not recording. ${errorText(error)}`);
     } finally {
       this.#busy = false;
@@ -126,7 +129,7 @@ export class RecordButton {
     this.#busy = true;
     this.#hideMark();
     this.#refresh();
-    this.#say(ENDED);
+    this.#tellTheEnd();
     const why = typeof reason === 'string' ? (REASONS[reason] ?? '') : `The recording ended. ${errorText(reason)}`;
     try {
       const { file: kept } = await recording.stop();
@@ -146,7 +149,6 @@ export class RecordButton {
     if (state === 'connected') {
       clearTimeout(this.#absence);
       this.#absence = 0;
-      if (this.#endUntold) this.#say(ENDED);
       // After a new beginning the host's chat may be empty, or another person may be there.
       if (this.#rebuilt && this.#recording && !this.#app.chat.say(CONTINUES)) this.#stop('untold');
       this.#rebuilt = false;
@@ -166,9 +168,8 @@ export class RecordButton {
     this.#app.notices.show('recording', text, { lasting: true });
   }
 
-  // A line about the end is said later when the room cannot be reached.
-  #say(text) {
-    this.#endUntold = !this.#app.chat.say(text);
+  #tellTheEnd() {
+    if (!this.#app.chat.say(ENDED)) this.#telling = setTimeout(() => this.#tellTheEnd(), TELL_AGAIN_MS);
   }
 
   #showMark() {
