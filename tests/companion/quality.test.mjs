@@ -30,7 +30,7 @@ pairTest('takes the denser codec over a thin link, and says why', {}, async (bot
   assert.equal((await receivedMessages(host, 'codec')).length, 1);
 });
 
-pairTest('what the viewer chose stays until Automatic is chosen again', { firefox: true }, async (both) => {
+pairTest('what the viewer chose stays until Automatic is chosen again', {}, async (both) => {
   const { viewer, host } = both;
   await tell(both, {});
   await saysIn(viewer, /VP8 · original size — the host does not tell what the link carries$/);

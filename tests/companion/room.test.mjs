@@ -9,7 +9,7 @@ const { context, pageTest } = pageTests();
 const closePages = (...pages) => Promise.all(pages.map((page) => page.context().close()));
 const text = (page, selector) => page.textContent(selector);
 
-pageTest('a viewer gives way to a newer one, goes on chatting, and takes over again when asked', { firefox: true }, async () => {
+pageTest('a viewer gives way to a newer one, goes on chatting, and takes over again when asked', {}, async () => {
   const { host, viewer: older, room } = await connectedPair(context, { query: '&name=Ada' });
   assert.ok(await older.isHidden('#people'));
   const newer = await openViewer(context, room, '&name=Ben');
@@ -119,7 +119,7 @@ pageTest('the panel keeps its width and F6 goes round the page', { firefox: true
   await closePages(host, viewer);
 });
 
-pageTest('asks for a room when it has none, and keeps the hosts that were named', { firefox: true }, async () => {
+pageTest('asks for a room when it has none, and keeps the hosts that were named', {}, async () => {
   const page = await context.browser.page();
   const names = () => page.locator('.host-row-name').allTextContents();
   await page.goto(context.server.address);

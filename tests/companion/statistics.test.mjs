@@ -16,7 +16,7 @@ const graph = (page, title) => page.evaluate((title) => {
   return { hidden: element.hidden, text: element.textContent, name: canvas.getAttribute('aria-label'), colours: colours.size };
 }, title);
 
-pairTest('graphs show the load of the host and the stream, in words too', { firefox: true }, async (both) => {
+pairTest('graphs show the load of the host and the stream, in words too', {}, async (both) => {
   await both.host.evaluate((sys) => setInterval(() => globalThis.host.stats({ sys }), 250), sys);
   await both.viewer.click('#statistics-button');
   const cpu = await until(async () => {

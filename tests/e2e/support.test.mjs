@@ -1,4 +1,4 @@
-// The console's panels of commands and diagnostics, with the real host, in both browsers.
+// The console's panels of commands, diagnostics and statistics, with the real host, in both browsers.
 import assert from 'node:assert/strict';
 import { chmod, readFile, statfs, writeFile } from 'node:fs/promises';
 import { join } from 'node:path';
@@ -80,6 +80,16 @@ for (const browser of ['chromium', 'firefox']) {
           text.includes('The internet does not answer.'),
         ),
       );
+
+      await page.click('#statistics-button');
+      const kibibytes = Number(/^MemTotal: +(\d+) kB/.exec(await readFile('/proc/meminfo', 'utf8'))[1]);
+      const memory = ` of ${((kibibytes * 1024) / 1e9).toFixed(1)} GB`;
+      const graph = page.locator('.graph').filter({ has: page.locator('h4', { hasText: /^Memory$/ }) });
+      await until(async () => (await graph.textContent()).includes(memory), { what: `the memory,${memory}` });
+      await until(async () => (await page.textContent('#stream-facts')).includes('1280 × 720'), {
+        what: 'the size of the picture',
+      });
+      assert.ok((await page.locator('.processes tbody tr').count()) > 5);
       assert.deepEqual(
         page.said.filter((line) => line.startsWith('error: ')),
         [],
