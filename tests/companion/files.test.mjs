@@ -182,6 +182,34 @@ test('a cancelled file stays unfinished on the host, and the next one ends its t
   assert.deepEqual(await finished(queue), ['cancelled', 'saved', 'saved']);
 });
 
+test('progress does not go back when other messages wait in the channel', async () => {
+  const { queue, connect } = queueWith();
+  const channel = connect();
+  queue.add([file('one', 3_000_000)]);
+  const [entry] = queue.entries;
+  const send = channel.send.bind(channel);
+  let held = false;
+  channel.send = (data) => {
+    send(data);
+    // Full in the middle of the file.
+    if (!held && channel.open.get('99999999')?.content.length > 2_000_000) {
+      held = true;
+      channel.bufferedAmount = 1 << 20;
+    }
+  };
+  while (entry.left === 0 || !held) await settled();
+  const { left } = entry;
+  channel.bufferedAmount += 500;
+  await new Promise((resolve) => {
+    let ticks = 0;
+    queue.onChange(() => ++ticks === 2 && resolve());
+  });
+  assert.ok(entry.left >= left);
+  channel.bufferedAmount = 0;
+  channel.dispatchEvent(new Event('bufferedamountlow'));
+  assert.deepEqual(await finished(queue), ['saved']);
+});
+
 test('one that is cancelled before the host has answered leaves its id alone', async () => {
   const { queue, connect } = queueWith({ silent: ({ name }) => name === 'one' });
   const channel = connect();
@@ -298,6 +326,7 @@ test('speaks of sizes, times and failures', () => {
   assert.deepEqual([0.2, 59.5, 125, 3780].map(durationText), ['1 s', '1 min 0 s', '2 min 5 s', '1 h 3 min']);
   assert.equal(entryText({ state: 'sending', size: 40e6, left: 10e6, rate: 2e6 }), '10.0 MB of 40.0 MB · 2.0 MB/s · 15 s left');
   assert.equal(entryText({ state: 'sending', size: 40e6, left: 0, rate: null }), '0 bytes of 40.0 MB');
+  assert.equal(entryText({ state: 'sending', size: 40e6, left: 5, rate: 0 }), '5 bytes of 40.0 MB · waiting for the connection');
   assert.match(failureText('disabled'), /Allow Incoming Files/);
   assert.equal(failureText('constructor'), 'The host refused the file: constructor');
   assert.ok(failureText('x'.repeat(5000)).length < 200);

@@ -40,6 +40,27 @@ async function randomFiles(directory, sizes) {
   }));
 }
 
+test('beginsAFileAgainOnAHostThatIsStartedAgain', async (t) => {
+  const directory = await temporaryDirectory('files');
+  try {
+    await withPage(t, 'chromium', {}, async (page, session) => {
+      const [large] = await randomFiles(directory.path, { 'large.bin': 40_000_000 });
+      await page.click('#files-button');
+      await page.setInputFiles('#files-panel input[type=file]', large.path);
+      await until(async () => Number(await page.getAttribute('.file-row [role=progressbar]', 'aria-valuenow')) > 0, { what: 'progress' });
+      session.host.child.signal('SIGKILL');
+      await session.host.child.done;
+      // The page does not know at once that the host is gone.
+      await page.locator('text=waiting for the connection').waitFor();
+      await session.startHost();
+      await until(async () => (await rows(page, 'saved')) === 1, { what: 'the file' });
+      assert.equal(sha256(await readFile(join(session.host.home, 'Downloads/large.bin'))), large.sum);
+    });
+  } finally {
+    await directory.remove();
+  }
+});
+
 for (const browser of ['chromium', 'firefox']) {
   test(`${browser}SendsFilesAndTellsWhatBecameOfThem`, async (t) => {
     const bus = await DesktopBus.start();

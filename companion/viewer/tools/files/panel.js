@@ -9,7 +9,6 @@ const CAN_REPEAT = new Set(['failed', 'short', 'cancelled']);
 
 export function mount(body, app) {
   const queue = fileQueue(app);
-  body.classList.add('files');
   const rows = new Map();
   const list = make('ul', 'file-list');
   list.setAttribute('aria-label', 'Files of this session');

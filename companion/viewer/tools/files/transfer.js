@@ -28,6 +28,7 @@ export class Transfer {
   #pace = null;
   #limit;
   #sent = 0;
+  #left = 0;
   #replies = new Map();
   #stop = null;
   #wake = () => {};
@@ -44,9 +45,10 @@ export class Transfer {
     this.#on = on;
   }
 
-  // Bytes that have left the browser.
+  // Bytes that have left the browser. Other messages that wait in the channel do not count.
   get left() {
-    return Math.max(0, this.#sent - this.#channel.bufferedAmount);
+    this.#left = Math.max(this.#left, this.#sent - this.#channel.bufferedAmount);
+    return this.#left;
   }
 
   // Bytes that were handed to the channel.

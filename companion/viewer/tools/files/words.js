@@ -48,6 +48,7 @@ export function entryText(entry) {
     case 'sending': {
       const parts = [`${sizeText(left)} of ${sizeText(size)}`];
       if (rate > 0) parts.push(`${sizeText(rate)}/s`, `${durationText((size - left) / rate)} left`);
+      if (rate === 0) parts.push('waiting for the connection');
       return parts.join(' · ');
     }
     case 'finishing':
