@@ -197,7 +197,7 @@ pairTest('without the clipboard of the browser the field and Ctrl+V remain', {},
   await until(() => viewer.isVisible('text=The text is selected: press Ctrl+C.'), { what: 'the way on' });
 });
 
-pairTest('a copy on the host comes to the viewer', { firefox: true }, async (both) => {
+pairTest('a copy on the host comes to the viewer', {}, async (both) => {
   const { viewer, host } = both;
   await permit(viewer);
   await inControl(both);
