@@ -28,6 +28,7 @@ test('a long text without an end is searched quickly', () => {
   const started = performance.now();
   assert.equal(linksOf(`http://a.example/${'(['.repeat(2000)}${'])'.repeat(2000)}`).length, 1);
   assert.equal(linksOf(`www.${')'.repeat(4000)}`).length, 0);
+  assert.equal(linksOf(`http://a.example/x${'.'.repeat(1990)}${')'.repeat(1990)}`).length, 1);
   assert.ok(performance.now() - started < 1000);
 });
 

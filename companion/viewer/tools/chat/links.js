@@ -2,7 +2,7 @@
 
 const LINK = /(?:https?:\/\/|www\.)[^\s<>"'`\u0000-\u001f\u007f]+/giu;
 // What ends a sentence rather than a link.
-const TRAILING = /[.,;:!?\u2026]+$/u;
+const TRAILING = new Set('.,;:!?\u2026');
 const BRACKETS = { ')': '(', ']': '[', '}': '{' };
 
 // The text in pieces, in order: {text} and {text, href}. Pure.
@@ -21,19 +21,20 @@ export function withLinks(text) {
   return pieces;
 }
 
-// Without the punctuation after it, and without a closing bracket that was opened before it.
+// Without the punctuation after it, and without a closing bracket that was opened before it. In one pass: what people
+// write may be made to keep the page busy.
 function trimmed(link) {
-  for (;;) {
-    let shorter = link.replace(TRAILING, '');
-    const last = shorter.at(-1);
+  const counts = new Map();
+  for (const character of link) counts.set(character, (counts.get(character) ?? 0) + 1);
+  let end = link.length;
+  for (; end > 0; end--) {
+    const last = link[end - 1];
     const opening = BRACKETS[last];
-    if (opening && count(shorter, last) > count(shorter, opening)) shorter = shorter.slice(0, -1);
-    if (shorter === link) return link;
-    link = shorter;
+    if (!TRAILING.has(last) && !(opening && counts.get(last) > (counts.get(opening) ?? 0))) break;
+    counts.set(last, counts.get(last) - 1);
   }
+  return link.slice(0, end);
 }
-
-const count = (text, character) => text.split(character).length - 1;
 
 function address(link) {
   try {
