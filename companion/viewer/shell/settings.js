@@ -1,9 +1,11 @@
 // What the page remembers from one visit to the next, in the browser's storage; without storage, until it is closed.
+// Other tabs write there as well, so what is stored counts.
 
 const PREFIX = 'vantora.';
 
 export class Settings {
   #storage;
+  // What could not be stored.
   #memory = new Map();
 
   // `storage`: as window.localStorage, or null.
@@ -24,8 +26,10 @@ export class Settings {
 
   set(name, value) {
     this.#memory.set(name, value);
+    if (!this.#storage) return;
     try {
-      this.#storage?.setItem(PREFIX + name, JSON.stringify(value));
+      this.#storage.setItem(PREFIX + name, JSON.stringify(value));
+      this.#memory.delete(name);
     } catch {
       // Storage that is full or not permitted: the value holds until the page is closed.
     }

@@ -10,6 +10,8 @@ import { candidateUfrag, fingerprintOf, ufragsOf } from '../../../companion/view
 import { parseMessage } from '../../../companion/viewer/link/message.js';
 import { figuresOf } from '../../../companion/viewer/picture/stats.js';
 import { rateText } from '../../../companion/viewer/picture/figures.js';
+import { Settings } from '../../../companion/viewer/shell/settings.js';
+import { Hosts } from '../../../companion/viewer/start/hosts.js';
 
 test('distinguishes peers by their fingerprint, whatever its letter case', () => {
   const sdp = 'v=0\r\na=ice-ufrag:abcd\r\na=fingerprint:SHA-256 ab:CD:01\r\nm=video\r\na=fingerprint:sha-1 FF\r\n';
@@ -224,4 +226,38 @@ test('begins again with a new "control" beside the reliable channel that stayed'
   adopted('control_reliable');
   adopted('control');
   assert.deepEqual(told.splice(0), ['closed', false, 'open', true]);
+});
+
+// As a browser's local storage, full when it has `room` values.
+function storage(room = Infinity) {
+  const values = new Map();
+  return {
+    getItem: (name) => values.get(name) ?? null,
+    setItem: (name, value) => {
+      if (values.size >= room && !values.has(name)) throw new Error('full');
+      values.set(name, value);
+    },
+  };
+}
+
+test('tabs of a browser share what is remembered', () => {
+  const shared = storage();
+  const [one, other] = [new Hosts(new Settings(shared)), new Hosts(new Settings(shared))];
+  one.name('a', 'Front desk');
+  other.name('b', 'Workshop');
+  one.opened('a', 5);
+  assert.deepEqual(one.all.map(({ room, opened }) => [room, opened]), [['a', 5], ['b', 0]]);
+  assert.deepEqual(other.all, one.all);
+});
+
+test('what cannot be stored is remembered until the page is closed', () => {
+  for (const place of [null, storage(0), { getItem: () => { throw new Error('blocked'); }, setItem: () => { throw new Error('blocked'); } }]) {
+    const settings = new Settings(place);
+    settings.set('view', 2);
+    assert.equal(settings.get('view', 'fit', Number.isFinite), 2);
+    settings.set('view', 'fit');
+    assert.equal(settings.get('view', 1, (value) => value === 'fit'), 'fit');
+  }
+  const settings = new Settings({ getItem: () => '{broken', setItem() {} });
+  assert.equal(settings.get('view', 'fit'), 'fit');
 });
