@@ -3,7 +3,7 @@ import assert from 'node:assert/strict';
 import { test } from 'node:test';
 import { InputGate } from '../../../companion/viewer/control/gate.js';
 import { Agreement } from '../../../companion/viewer/tools/clipboard/agreement.js';
-import { isPasteKey } from '../../../companion/viewer/tools/clipboard/sync.js';
+import { ClipboardSync, isPasteKey } from '../../../companion/viewer/tools/clipboard/sync.js';
 import { countText, tooLargeText } from '../../../companion/viewer/tools/clipboard/words.js';
 
 const turn = () => new Promise((resolve) => setImmediate(resolve));
@@ -56,6 +56,47 @@ test('a paste that failed is left out, and the rest is not lost', async (t) => {
     await turn();
     assert.deepEqual(sent, ['after']);
   }
+});
+
+test('every paste of a text waits until the host has it', async (t) => {
+  t.mock.timers.enable({ apis: ['setTimeout'] });
+  const window = new EventTarget();
+  Object.assign(globalThis, { window, document: { hasFocus: () => true }, navigator: {} });
+  t.after(() => ['window', 'document', 'navigator'].forEach((name) => delete globalThis[name]));
+  const { gate, sent, send } = gateWithLog();
+  let taken;
+  const app = {
+    ready: true,
+    on() {},
+    settings: { get: (name, fallback) => fallback, set() {} },
+    notices: { show() {}, remove() {} },
+    clipboard: { watch() {}, set: () => new Promise((resolve) => (taken = resolve)), settled: async () => {} },
+  };
+  const sync = new ClipboardSync(app, new EventTarget(), gate);
+  sync.set(true);
+  const paste = async (name) => {
+    assert.ok(sync.startPaste({ key: 'v', ctrlKey: true }));
+    send(name);
+    const event = new Event('paste', { cancelable: true });
+    event.clipboardData = { types: ['text/plain'], getData: () => 'a long text' };
+    window.dispatchEvent(event);
+    await turn();
+  };
+  await paste('first');
+  // It takes too long: the viewer is told to try again.
+  t.mock.timers.tick(5000);
+  await turn();
+  t.mock.timers.tick(50);
+  await turn();
+  await paste('second');
+  assert.deepEqual(sent, []);
+  taken('set');
+  await turn();
+  assert.deepEqual(sent, ['second']);
+  t.mock.timers.tick(50);
+  await turn();
+  await paste('third');
+  assert.deepEqual(sent, ['second', 'third'], 'the host has it already');
 });
 
 test('holds back a bounded number of messages', () => {

@@ -28,6 +28,8 @@ export class ClipboardSync {
   #pending = null;
   // Pastes that the browser has not reported yet, each a function that takes the text, or null for none.
   #pastes = [];
+  // The outcome of the viewer's text that is on its way to the host, or null.
+  #sending = null;
   #listeners = new Set();
 
   // `stage`: the element of the picture; `gate`: what holds back the input.
@@ -110,7 +112,9 @@ export class ClipboardSync {
     });
     this.#gate.hold(async () => {
       const pasted = await text;
-      return pasted === null || !this.#agreement.fromViewer(pasted) || this.#put(pasted);
+      if (pasted === null) return true;
+      if (this.#agreement.fromViewer(pasted)) this.#send(pasted);
+      return this.#sending ? this.#inTime(this.#sending) : true;
     });
     return true;
   }
@@ -131,11 +135,11 @@ export class ClipboardSync {
     take(text || null);
   }
 
-  // Whether the host's desktop has the text in time; what else happens is said in a notice.
-  async #put(text) {
+  // Whether the host's desktop has the text in time that is on its way; what else happens is said in a notice.
+  async #inTime(sending) {
     const { notices } = this.#app;
     let late = false;
-    const sent = this.#send(text).then((outcome) => {
+    const sent = sending.then((outcome) => {
       if (outcome === 'too-large') notices.show('paste', TOO_LARGE);
       else if (late) notices.remove('paste');
       return outcome === 'set';
@@ -150,8 +154,16 @@ export class ClipboardSync {
     return false;
   }
 
-  // Puts the viewer's text on the host's clipboard and waits until it is there.
-  async #send(text) {
+  // Puts the viewer's text on the host's clipboard.
+  #send(text) {
+    const sending = this.#deliver(text).finally(() => {
+      if (this.#sending === sending) this.#sending = null;
+    });
+    this.#sending = sending;
+  }
+
+  // Resolves when the text is there.
+  async #deliver(text) {
     const outcome = await this.#app.clipboard.set(text);
     if (outcome === 'set') await this.#app.clipboard.settled();
     else this.#agreement.forget();
@@ -179,7 +191,7 @@ export class ClipboardSync {
   async #offerMine() {
     if (!this.#on || !this.#app.ready || this.waits || !document.hasFocus() || !(await mayReadSilently())) return;
     const text = await navigator.clipboard.readText().catch(() => '');
-    if (this.#on && this.#pastes.length === 0 && this.#agreement.fromViewer(text)) await this.#send(text);
+    if (this.#on && this.#pastes.length === 0 && this.#agreement.fromViewer(text)) this.#send(text);
   }
 
   #drop() {
