@@ -57,7 +57,8 @@ const control = new Control({
     cursor.setActive(state === 'on');
     if (state === 'on') app.notices.remove('refused');
     app.emit('control', state);
-    returnToScreen();
+    // Control may come back by itself: the keys of a viewer who is busy elsewhere are not for the host.
+    if (!document.activeElement?.closest('#dock, #type-card, dialog, .menu')) returnToScreen();
   },
   ready: (ready) => {
     access.setReady(ready);

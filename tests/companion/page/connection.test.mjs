@@ -89,6 +89,8 @@ pairTest('follows an ICE restart on the same connection', { firefox: true }, asy
 
 pairTest('builds a new connection when the host built one', { firefox: true }, async (pair) => {
   await inControl(pair);
+  await pair.viewer.click('#chat-button');
+  await pair.viewer.click('#chat-input');
   await pair.viewer.evaluate(() => { globalThis.first = vantora.pc(); });
   await pair.host.evaluate(() => { globalThis.host.buildPeer(); return globalThis.host.offer(); });
   await until(() => pair.viewer.evaluate(() => globalThis.first !== vantora.pc()), { what: 'another connection' });
@@ -97,6 +99,7 @@ pairTest('builds a new connection when the host built one', { firefox: true }, a
   await videoMoves(pair.viewer);
   // The proof of the PIN is repeated by the page, so control returns by itself.
   await hasState(pair.viewer, 'control', 'on');
+  assert.equal(await pair.viewer.evaluate(() => document.activeElement.id), 'chat-input', 'what is written goes on there');
 });
 
 pageTest('takes candidates that overtake their offer', {}, async () => {
