@@ -29,14 +29,15 @@ export class Input {
     const send = (message, options) => gate.send(message, options);
     const isActive = () => app.control.active;
     const leavesDefault = (event) => app.clipboardSync.startPaste(event);
-    this.#keyboard = new KeyboardForwarder(stage, { send, isActive, leavesDefault, onLeave: () => focusNextRegion() });
+    const strip = new KeyStrip(stage.parentElement, { send, onClose: () => this.#hideKeyboard() });
+    const chosenModifiers = () => strip.takeModifiers();
+    this.#keyboard = new KeyboardForwarder(stage, { send, isActive, leavesDefault, chosenModifiers, onLeave: () => focusNextRegion() });
     this.#keyboard.characters = app.settings.get(BY_CHARACTER, false);
     this.#pointer = new PointerForwarder(stage, video, { send, isActive });
     this.#touch = new TouchInput(stage, { pointer: this.#pointer, view, isActive });
     view.onMoved = (x, y) => this.#pointer.follow(x, y);
     this.#addField();
     this.#makeRoomForKeyboard();
-    const strip = new KeyStrip(stage.parentElement, { send, onClose: () => this.#hideKeyboard() });
     this.#text = new TextField(this.#field, { send, isActive, strip });
     addKeysMenu(app, {
       send,

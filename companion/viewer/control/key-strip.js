@@ -47,12 +47,12 @@ export class KeyStrip {
     return this.#strip.contains(element);
   }
 
-  // The modifiers for the next key, or null; they hold for one key.
+  // The modifiers for the next key, such as {ctrl: true}, or null; they hold for one key.
   takeModifiers() {
     const chosen = [...this.#modifiers].filter(([, button]) => button.getAttribute('aria-pressed') === 'true');
     for (const [, button] of chosen) button.setAttribute('aria-pressed', 'false');
     if (chosen.length === 0) return null;
-    return { ...NO_MODIFIERS, ...Object.fromEntries(chosen.map(([name]) => [name, true])) };
+    return Object.fromEntries(chosen.map(([name]) => [name, true]));
   }
 
   #modifier(text, name) {
@@ -66,7 +66,7 @@ export class KeyStrip {
 
   #key([text, code, name = text]) {
     const button = makeButton({ text }, () => {
-      this.#send({ type: 'key_press', code, mods: this.takeModifiers() ?? NO_MODIFIERS });
+      this.#send({ type: 'key_press', code, mods: { ...NO_MODIFIERS, ...this.takeModifiers() } });
     });
     button.setAttribute('aria-label', name);
     return button;

@@ -13,6 +13,7 @@ export class KeyboardForwarder {
   #isActive;
   #onLeave;
   #leavesDefault;
+  #chosenModifiers;
   #mac;
   #held = new Set();
   // The modifier that is down, until another key is: what it does alone, it does when it goes up.
@@ -23,12 +24,14 @@ export class KeyboardForwarder {
 
   // `element` takes the keyboard focus; a text field inside of it may have the focus as well, and its text is sent by
   // others (TextField). send(message) reaches the host reliably; onLeave(): the key that leaves the screen;
-  // leavesDefault(event) decides, before a key is sent, whether the browser handles it as well.
-  constructor(element, { send, isActive, onLeave, leavesDefault = () => false, mac = isMac() }) {
+  // leavesDefault(event) decides, before a key is sent, whether the browser handles it as well; chosenModifiers(): those
+  // that were chosen otherwise for the next key, such as {ctrl: true}, or null.
+  constructor(element, { send, isActive, onLeave, leavesDefault = () => false, chosenModifiers = () => null, mac = isMac() }) {
     this.#send = send;
     this.#isActive = isActive;
     this.#onLeave = onLeave;
     this.#leavesDefault = leavesDefault;
+    this.#chosenModifiers = chosenModifiers;
     this.#mac = mac;
     element.addEventListener('keydown', (event) => this.#down(event, event.target !== element));
     element.addEventListener('keyup', (event) => this.#up(event));
@@ -63,11 +66,12 @@ export class KeyboardForwarder {
     if (!stroke) return;
     if (stroke.text !== undefined && composes) return;
     if (!this.#leavesDefault(event)) event.preventDefault();
+    const mods = { ...stroke.mods, ...this.#chosenModifiers() };
     if (stroke.code) {
       this.#held.add(stroke.code);
-      this.#send({ type: 'keyDown', code: stroke.code, mods: stroke.mods });
+      this.#send({ type: 'keyDown', code: stroke.code, mods });
     } else if (stroke.press) {
-      this.#send({ type: 'key_press', code: stroke.press, mods: stroke.mods });
+      this.#send({ type: 'key_press', code: stroke.press, mods });
     } else {
       this.#send({ type: 'type_text', text: stroke.text });
     }

@@ -52,18 +52,15 @@ export class TextField {
     const text = this.#field.value.replaceAll('\u200b', '');
     this.#clear();
     if (!this.#isActive()) return;
-    const mods = this.#strip.takeModifiers();
-    const code = mods && codeOfCharacter(text);
-    if (code) {
-      this.#send({ type: 'key_press', code, mods });
-      return;
-    }
+    const chosen = this.#strip.takeModifiers();
+    const press = (code, more = {}) => this.#send({ type: 'key_press', code, mods: { ...NO_MODIFIERS, ...more, ...chosen } });
     const deletion = DELETIONS.get(inputType);
     if (deletion) {
-      const [code, mods] = deletion;
-      this.#send({ type: 'key_press', code, mods: { ...NO_MODIFIERS, ...mods } });
+      press(...deletion);
     } else if (text === '\n') {
-      this.#send({ type: 'key_press', code: 'Enter', mods: NO_MODIFIERS });
+      press('Enter');
+    } else if (chosen && codeOfCharacter(text)) {
+      press(codeOfCharacter(text));
     } else {
       for (const piece of pieces(text, MAX_TEXT)) this.#send({ type: 'type_text', text: piece });
     }

@@ -156,6 +156,15 @@ pairTest('an input method types what it has composed', {}, async (both) => {
   await both.viewer.keyboard.press('KeyX');
   for (const name of ['Esc', 'Ctrl', 'Left', 'Alt', 'Shift']) await both.viewer.click(`#key-strip >> role=button[name="${name}"]`);
   await both.viewer.evaluate(() => document.execCommand('insertText', false, 'd'));
+  // Also for what changes lines and deletes, and for real keys.
+  const choices = [['Shift', () => both.viewer.evaluate(() => document.execCommand('insertText', false, '\n'))],
+    ['Ctrl', () => both.viewer.evaluate(() => document.activeElement.dispatchEvent(
+      new InputEvent('input', { inputType: 'deleteContentBackward', bubbles: true })))],
+    ['Alt', () => both.viewer.keyboard.press('Enter')]];
+  for (const [name, act] of choices) {
+    await both.viewer.click(`#key-strip >> role=button[name="${name}"]`);
+    await act();
+  }
   assert.equal(await focused(both.viewer), 'typing-field');
   await both.viewer.click('#key-strip >> role=button[name="Close the keyboard"]');
   assert.equal(await focused(both.viewer), 'stage');
@@ -166,6 +175,10 @@ pairTest('an input method types what it has composed', {}, async (both) => {
     { type: 'key_press', code: 'Escape', mods: none },
     { type: 'key_press', code: 'ArrowLeft', mods: { ...none, ctrl: true } },
     { type: 'key_press', code: 'KeyD', mods: { ...none, alt: true, shift: true } },
+    { type: 'key_press', code: 'Enter', mods: { ...none, shift: true } },
+    { type: 'key_press', code: 'Backspace', mods: { ...none, ctrl: true } },
+    { type: 'keyDown', code: 'Enter', mods: { ...none, alt: true } },
+    { type: 'keyUp', code: 'Enter', mods: none },
   ]);
   assert.deepEqual((await strokes(both)).slice(0, 7).map(({ type, text, code, mods }) => [type, text ?? code, mods?.ctrl]), [
     ['type_text', '你', undefined], ['key_press', 'Backspace', false], ['key_press', 'Backspace', true],
