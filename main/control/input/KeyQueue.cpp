@@ -1,6 +1,5 @@
 #include "main/control/input/KeyQueue.h"
 
-#include <QList>
 #include <algorithm>
 #include <utility>
 
@@ -16,7 +15,19 @@ constexpr auto kShortestPause = 1ms;
 constexpr int kKeysPerTurn = 64;
 
 bool isControl(char32_t character) { return character < 0x20 || (character >= 0x7f && character < 0xa0); }
-bool isSurrogate(char32_t character) { return character >= 0xd800 && character < 0xe000; }
+
+// Unpaired surrogates stay what they are.
+std::u32string codePointsOf(const QString& text) {
+  std::u32string points;
+  for (const QChar unit : text) {
+    if (unit.isLowSurrogate() && !points.empty() && QChar::isHighSurrogate(points.back())) {
+      points.back() = QChar::surrogateToUcs4(static_cast<char16_t>(points.back()), unit.unicode());
+    } else {
+      points.push_back(unit.unicode());
+    }
+  }
+  return points;
+}
 
 }  // namespace
 
@@ -39,26 +50,27 @@ void KeyQueue::key(std::uint16_t code, bool down, const KeyModifiers& modifiers)
 void KeyQueue::post(const Key& key) { (void)input_.key(key.code, key.down, key.modifiers); }
 
 void KeyQueue::type(const QString& text, Answer answer) {
-  const QList<uint> points = text.toUcs4();
+  const std::u32string points = codePointsOf(text);
   Text entry;
   entry.answer = std::move(answer);
-  for (qsizetype at = 0; at < points.size(); ++at) {
+  for (std::size_t at = 0; at < points.size(); ++at) {
     char32_t character = points[at];
     if (character == U'\r' && at + 1 < points.size() && points[at + 1] == U'\n') character = points[++at];
     ++entry.result.length;
     const bool skipped = isControl(character) && character != U'\n' && character != U'\t';
-    if (!skipped && !isSurrogate(character)) entry.characters.push_back(character);
+    if (!skipped && !QChar::isSurrogate(character)) entry.characters.push_back(character);
   }
   if (entry.result.length > kMaxTextLength) {
     entry.result.reason = u"too long"_s;
     return entry.answer(entry.result);
   }
-  if (waitingTexts_ >= kMaxTexts) {
+  if (waitingTexts_ >= kMaxTexts || waitingLength_ + entry.result.length > kMaxWaitingLength) {
     entry.result.reason = u"too many"_s;
     return entry.answer(entry.result);
   }
-  waiting_.emplace_back(std::move(entry));
+  waitingLength_ += entry.result.length;
   ++waitingTexts_;
+  waiting_.emplace_back(std::move(entry));
   if (!timer_) proceed();
 }
 
@@ -76,6 +88,7 @@ void KeyQueue::proceed() {
       return runLater(std::max(*pause, kShortestPause));
     const Text ended = std::move(std::get<Text>(waiting_.front()));
     --waitingTexts_;
+    waitingLength_ -= ended.result.length;
     waiting_.pop_front();
     ended.answer(ended.result);
   }
@@ -102,7 +115,7 @@ std::optional<std::chrono::milliseconds> KeyQueue::typeStep(Text& text) {
 void KeyQueue::releaseAll() {
   timer_.reset();
   held_.clear();
-  waitingKeys_ = waitingTexts_ = 0;
+  waitingKeys_ = waitingTexts_ = waitingLength_ = 0;
   auto dropped = std::exchange(waiting_, {});
   input_.releaseAll();
   for (auto& action : dropped) {

@@ -25,13 +25,16 @@ struct TypedText {
 };
 
 // Posts keys at once while no text is being typed; otherwise they wait for their turn. A text is typed in steps,
-// between which the event loop runs. Bounded: kMaxWaitingKeys key events and kMaxTexts texts wait at most; of the key
-// events beyond that only the releases of held keys are kept. Thread: main. Owner: InputInjector.
+// between which the event loop runs. Bounded: kMaxWaitingKeys key events and kMaxTexts texts with kMaxWaitingLength
+// characters wait at most; of the key events beyond that only the releases of held keys are kept. Thread: main. Owner:
+// InputInjector.
 class KeyQueue {
  public:
   // Code points of a text.
   static constexpr std::size_t kMaxTextLength = 4000;
-  static constexpr std::size_t kMaxTexts = 16;
+  // A text may be a single key stroke of the viewer, so as many wait as keys.
+  static constexpr std::size_t kMaxTexts = 512;
+  static constexpr std::size_t kMaxWaitingLength = 16 * kMaxTextLength;
   static constexpr std::size_t kMaxWaitingKeys = 512;
 
   // Called once, at the latest by releaseAll(); never when the queue is destroyed.
@@ -72,8 +75,9 @@ class KeyQueue {
   std::deque<std::variant<Key, Text>> waiting_;
   std::size_t waitingKeys_ = 0;
   std::size_t waitingTexts_ = 0;
-  std::set<std::uint16_t> held_;  // Once all that waits has been posted.
-  std::unique_ptr<Timer> timer_;  // Runs while anything waits.
+  std::size_t waitingLength_ = 0;  // Of the texts.
+  std::set<std::uint16_t> held_;   // Once all that waits has been posted.
+  std::unique_ptr<Timer> timer_;   // Runs while anything waits.
 };
 
 }  // namespace vantora

@@ -84,11 +84,11 @@ TEST_F(KeyQueueTest, takesLineEndsAsOneAndSkipsOtherControlCharacters) {
 }
 
 TEST_F(KeyQueueTest, skipsUnpairedSurrogates) {
-  type(u"a"_s + QChar(0xd800) + u"b"_s);
-  EXPECT_EQ(answers_.size(), 1U);
-  EXPECT_EQ(input_.typed.front(), U'a');
-  EXPECT_EQ(input_.typed.back(), U'b');
-  for (const char32_t character : input_.typed) EXPECT_FALSE(character >= 0xd800 && character < 0xe000);
+  type(u"a"_s + QChar(0xd800) + u"b"_s + QChar(0xdc00) + u"\U0001F600"_s + QChar(0xdbff));
+  EXPECT_EQ(input_.typed, U"ab\U0001F600");
+  ASSERT_EQ(answers_.size(), 1U);
+  EXPECT_EQ(answers_[0].typed, 3U);
+  EXPECT_EQ(answers_[0].length, 6U);
 }
 
 TEST_F(KeyQueueTest, refusesTextsBeyondTheBound) {
@@ -101,6 +101,29 @@ TEST_F(KeyQueueTest, refusesTextsBeyondTheBound) {
   EXPECT_EQ(answers_.size(), KeyQueue::kMaxTexts + 1);
   type(u"a"_s);
   EXPECT_EQ(answers_.back().typed, 1U);
+}
+
+TEST_F(KeyQueueTest, keepsKeyStrokesThatAreSentAsTexts) {
+  type(u"0123456789a"_s);
+  for (int stroke = 0; stroke < 100; ++stroke) type(u"b"_s);
+  scheduler_.advance(60s);
+  EXPECT_EQ(input_.typed.size(), 111U);
+  EXPECT_EQ(answers_.size(), 101U);
+}
+
+TEST_F(KeyQueueTest, refusesMoreCharactersThanMayWait) {
+  const QString longest(static_cast<qsizetype>(KeyQueue::kMaxTextLength), u'a');
+  for (std::size_t waiting = 0; waiting < KeyQueue::kMaxWaitingLength; waiting += KeyQueue::kMaxTextLength)
+    type(longest);
+  EXPECT_TRUE(answers_.empty());
+  type(u"b"_s);
+  ASSERT_EQ(answers_.size(), 1U);
+  EXPECT_EQ(answers_[0].reason, u"too many"_s);
+  queue_.releaseAll();
+  answers_.clear();
+  type(u"b"_s);
+  ASSERT_EQ(answers_.size(), 1U);
+  EXPECT_EQ(answers_[0].typed, 1U);
 }
 
 TEST_F(KeyQueueTest, keepsABoundedNumberOfKeysAndTheReleasesOfHeldOnes) {
