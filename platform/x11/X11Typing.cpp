@@ -73,6 +73,20 @@ bool X11Typing::refresh() {
   return true;
 }
 
+// The selection that is named like the list goes with its owner's connection.
+bool X11Typing::takeList(xcb_connection_t* connection) {
+  const auto selection =
+      server_.reply<xcb_get_selection_owner_reply_t>(xcb_get_selection_owner_unchecked(connection, property_));
+  if (!selection) return false;
+  const xcb_setup_t* const setup = xcb_get_setup(connection);
+  if (selection->owner != XCB_NONE) return (selection->owner & ~setup->resource_id_mask) == setup->resource_id_base;
+  const xcb_window_t window = xcb_generate_id(connection);
+  xcb_create_window(connection, XCB_COPY_FROM_PARENT, window, server_.screen().root, 0, 0, 1, 1, 0,
+                    XCB_WINDOW_CLASS_INPUT_ONLY, XCB_COPY_FROM_PARENT, 0, nullptr);
+  xcb_set_selection_owner(connection, window, property_, XCB_CURRENT_TIME);
+  return true;
+}
+
 // A program that was killed leaves its characters behind.
 void X11Typing::takeLeftovers() {
   xcb_connection_t* const connection = server_.current();
@@ -81,6 +95,8 @@ void X11Typing::takeLeftovers() {
       xcb_intern_atom_unchecked(connection, 0, sizeof(kPropertyName) - 1, kPropertyName));
   if (!atom) return;
   property_ = atom->atom;
+  keepsList_ = takeList(connection);
+  if (!keepsList_) return;
   constexpr std::uint32_t kMost = 256 * kPerKey;
   const auto listed = server_.reply<xcb_get_property_reply_t>(
       xcb_get_property_unchecked(connection, 0, server_.screen().root, property_, XCB_ATOM_CARDINAL, 0, kMost));
@@ -121,6 +137,7 @@ void X11Typing::write(xcb_connection_t* connection, const std::vector<Keycode>& 
     const std::array both{symbols[0], symbols[1] != 0 ? symbols[1] : symbols[0]};
     xcb_change_keyboard_mapping(connection, 1, keycode, both.size(), both.data());
   }
+  if (!keepsList_) return;
   std::vector<std::uint32_t> values;
   for (const SpareKeys::Key& key : spare_.keys()) {
     if (key.symbols[0] != 0) values.insert(values.end(), {key.keycode, key.symbols[0], key.symbols[1]});
@@ -150,7 +167,8 @@ void X11Typing::giveBackSoon() {
 void X11Typing::giveBack() {
   if (timer_) timer_->stop();
   if (!spare_.holdsAny()) return;
-  // Another layout may have taken the keycodes. A silent server is told without asking.
+  // Another layout may have taken the keycodes since the last text. A silent server is told without asking.
+  revision_ = 0;
   (void)refresh();
   xcb_connection_t* connection = server_.current();
   if (connection == nullptr) connection = server_.writableConnection();

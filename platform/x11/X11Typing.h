@@ -16,7 +16,8 @@ namespace vantora {
 
 // Finds the strokes for a text. Characters that the layout lacks are put on keycodes without a meaning, several at
 // once, and are taken away kKeep after the last use. A property of the root window lists them, so that those of a
-// program that was killed are recognised. Thread and owner: those of X11Input.
+// program that was killed are recognised; of several programs on a server only the first one keeps that list. Thread
+// and owner: those of X11Input.
 class X11Typing {
  public:
   static constexpr std::chrono::seconds kKeep{10};
@@ -39,6 +40,8 @@ class X11Typing {
  private:
   bool refresh();
   void takeLeftovers();
+  // Whether this program keeps the list, because no other one that lives does.
+  bool takeList(xcb_connection_t* connection);
   bool assign(std::u32string_view text, int group);
   void write(xcb_connection_t* connection, const std::vector<Keycode>& changed);
   void giveBackAfter(std::chrono::milliseconds delay);
@@ -50,6 +53,7 @@ class X11Typing {
   std::uint64_t revision_ = 0;    // Of the keyboard, when the layout was read; 0: never.
   std::uint64_t generation_ = 0;  // Of the connection, when leftovers were looked for.
   xcb_atom_t property_ = XCB_NONE;
+  bool keepsList_ = false;
   bool paused_ = false;  // The last step only changed the map.
   std::unique_ptr<QTimer> timer_;
 };

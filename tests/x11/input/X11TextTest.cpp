@@ -64,6 +64,13 @@ class X11TextTest : public X11InputFixture {
     map_ = decoder().wholeMap();
     window().clear();
   }
+  // A key that types the character; 0: none.
+  int keyOf(char16_t character) {
+    constexpr xcb_keysym_t kUnicode = 0x01000000;
+    int key = 255;
+    while (key > 0 && window().keysym(key) != kUnicode + character) --key;
+    return key;
+  }
   bool isGivenBack() {
     return testloop::waitFor([this] { return decoder().wholeMap() == map_; });
   }
@@ -197,6 +204,32 @@ TEST_F(X11TextTest, saysThatTheServerIsGone) {
   server_.kill();
   EXPECT_TRUE(testloop::waitFor([this] { return !results_.empty(); }));
   EXPECT_EQ(results_.at(0).reason, u"desktop unavailable"_s);
+}
+
+TEST_F(X11TextTest, leavesAKeyToWhoeverGaveItAnotherMeaning) {
+  EXPECT_EQ(type(u"中"_s), 1U);
+  const int place = keyOf(u'中');
+  ASSERT_NE(place, 0);
+  constexpr xcb_keysym_t kCyrillicZhe[] = {0x06d6, 0x06f6};
+  xcb_change_keyboard_mapping(window().connection(), 1, static_cast<xcb_keycode_t>(place), 2, kCyrillicZhe);
+  ASSERT_EQ(window().keysym(place), kCyrillicZhe[0]);
+  queue_.reset();
+  input_.reset();
+  EXPECT_EQ(window().keysym(place), kCyrillicZhe[0]);
+}
+
+TEST_F(X11TextTest, leavesTheKeysOfAnotherHostAlone) {
+  EXPECT_EQ(type(u"中"_s), 1U);
+  const int place = keyOf(u'中');
+  ASSERT_NE(place, 0);
+  const auto other = makeX11Input(server_.display(), *displays_);
+  EXPECT_TRUE(other->type(U"文").possible);
+  EXPECT_TRUE(testx11::usable(*other));
+  EXPECT_EQ(keyOf(u'中'), place);
+  EXPECT_NE(keyOf(u'文'), 0);
+  input_.reset();
+  EXPECT_EQ(keyOf(u'中'), 0);
+  EXPECT_NE(keyOf(u'文'), 0);
 }
 
 // More different characters than there are keys without a meaning.
