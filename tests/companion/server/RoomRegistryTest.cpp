@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <QJsonArray>
 #include <algorithm>
 
 #include "companion/server/RoomRegistry.h"

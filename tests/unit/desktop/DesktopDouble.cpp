@@ -25,28 +25,29 @@ int main(int argc, char* argv[]) {
   std::unique_ptr<vantora::DesktopLink> link;
   link = std::make_unique<vantora::DesktopLink>(
       std::atoi(descriptor),
-      vantora::DesktopLink::Events{
-          .message =
-              [&](const vantora::JsonObject& message) {
-                const QString type = message.value("type"_L1).toString();
-                const QString room = message.value("room"_L1).toString();
-                if (type == "die"_L1 || room == "die"_L1) _exit(1);
-                if (type == "farewell"_L1) {
-                  link->send({{u"type"_s, u"goodbye"_s}});
-                  _exit(0);
-                }
-                if (type == "hang"_L1 || room == "hang"_L1) pause();
-                if (type == "garbage"_L1 && write(std::atoi(descriptor), "\xff\xff\xff\xff", 4) != 4) _exit(1);
-                if (std::getenv("DESKTOP_DOUBLE_ECHOES")) {
-                  const QString received = QString::fromUtf8(vantora::toJson(message));
-                  link->send({{u"type"_s, u"chat_send"_s}, {u"text"_s, received}});
-                }
-                const QByteArray preset = message.value("preset"_L1).toString().toUtf8();
-                if (const auto reply = vantora::parseJsonObject(preset)) link->send(*reply);
-                if (type == "ping"_L1) return link->send({{u"type"_s, u"pong"_s}});
-                link->send({{u"type"_s, u"echo"_s}, {u"of"_s, message}});
-              },
-          .lost = [] { QCoreApplication::quit(); }});
+      vantora::DesktopLink::Events{.message =
+                                       [&](const vantora::JsonObject& message) {
+                                         const QString type = message.value("type"_L1).toString();
+                                         const QString room = message.value("room"_L1).toString();
+                                         if (type == "die"_L1 || room == "die"_L1) _exit(1);
+                                         if (type == "farewell"_L1) {
+                                           link->send({{u"type"_s, u"goodbye"_s}});
+                                           _exit(0);
+                                         }
+                                         if (type == "hang"_L1 || room == "hang"_L1) pause();
+                                         if (type == "garbage"_L1 &&
+                                             write(std::atoi(descriptor), "\xff\xff\xff\xff", 4) != 4)
+                                           _exit(1);
+                                         if (std::getenv("DESKTOP_DOUBLE_ECHOES")) {
+                                           const QString received = QString::fromUtf8(vantora::toJson(message));
+                                           link->send({{u"type"_s, u"chat_send"_s}, {u"text"_s, received}});
+                                         }
+                                         const QByteArray preset = message.value("preset"_L1).toString().toUtf8();
+                                         if (const auto reply = vantora::parseJsonObject(preset)) link->send(*reply);
+                                         if (type == "ping"_L1) return link->send({{u"type"_s, u"pong"_s}});
+                                         link->send({{u"type"_s, u"echo"_s}, {u"of"_s, message}});
+                                       },
+                                   .lost = [] { QCoreApplication::quit(); }});
   sigset_t blocked;
   sigprocmask(SIG_BLOCK, nullptr, &blocked);
   const bool anyBlocked =
