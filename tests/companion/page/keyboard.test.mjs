@@ -63,7 +63,7 @@ pairTest('keys that are never held are pressed at each repeat, and those of the 
   // Neither shortcuts of the page nor a click with Alt are of the host's keyboard.
   await both.viewer.keyboard.press('Control+Shift+AltLeft+Digit0');
   await both.viewer.keyboard.down('AltLeft');
-  await both.viewer.click('#screen');
+  await both.viewer.click('#stage');
   await both.viewer.keyboard.up('AltLeft');
   assert.equal(await press(both, 'AudioVolumeUp', 'AudioVolumeUp'), false);
   assert.equal(await press(both, 'CapsLock', 'CapsLock'), false);
@@ -129,7 +129,7 @@ pairTest('by character, texts go as they are typed and shortcuts by their positi
     [['keyDown', 'Tab', false], ['keyUp', 'Tab', false], ['keyDown', 'KeyC', true], ['keyUp', 'KeyC', true]]);
   assert.ok(sent.slice(0, -4).every(({ type }) => type === 'type_text'));
   // A click on the picture does not end that.
-  await both.viewer.click('#screen');
+  await both.viewer.click('#stage');
   assert.equal(await focused(both.viewer), 'typing-field');
   assert.equal(await both.viewer.evaluate(() => localStorage.getItem('vantora.keys.characters')), 'true');
   await choose(both, 'Same layout');
