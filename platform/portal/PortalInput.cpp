@@ -265,7 +265,7 @@ TypingStep PortalInput::type(std::u32string_view text) {
     ++step.taken;
     if (typeCharacter(character)) ++step.typed;
   }
-  if (heldKeys_.empty()) releaseModifiers();
+  releaseModifiers();
   return step;
 }
 

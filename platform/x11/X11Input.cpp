@@ -169,7 +169,7 @@ class X11Input final : public DesktopInput {
       fake(connection, XCB_KEY_PRESS, stroke.keycode);
       fake(connection, XCB_KEY_RELEASE, stroke.keycode);
     }
-    if (heldKeys_.empty()) releaseModifiers(connection);
+    releaseModifiers(connection);
     for (std::size_t key = 0; key < borrowed.size(); ++key) {
       if (!borrowed[key]) continue;
       fake(connection, XCB_KEY_PRESS, static_cast<Keycode>(key));

@@ -220,6 +220,16 @@ TEST_F(PortalDesktopInput, typesTextsByTheKeysOfTheLayout) {
   EXPECT_EQ(canvas().modifiers(), 0);
 }
 
+TEST_F(PortalDesktopInput, keepsNoShiftAfterATextWhileAKeyIsHeld) {
+  startSmall();
+  EXPECT_TRUE(key(KEY_B, true));
+  EXPECT_EQ(input().type(U"A").typed, 1U);
+  ASSERT_TRUE(desktop_->settle());
+  EXPECT_EQ(canvas().text(), u"bA"_s);
+  EXPECT_EQ(canvas().modifiers(), 0);
+  EXPECT_EQ(canvas().keys(), std::set<int>{KEY_B});
+}
+
 TEST_F(PortalDesktopInput, saysWhichCharactersTheLayoutLacks) {
   startSmall();
   const TypingStep step = input().type(U"aé中€Ж😀b");

@@ -136,6 +136,7 @@ TEST_F(X11TextTest, theViewersHeldModifiersChangeNothing) {
   window().clear();
   EXPECT_EQ(type(u"aB"_s), 2U);
   EXPECT_EQ(seen(), u"aB"_s);
+  EXPECT_EQ(window().keysDown(), std::set<int>{}) << "Shift would change the person's keys";
   EXPECT_TRUE(key("KeyB", false));
   EXPECT_TRUE(window().keysDown().empty());
 }
