@@ -107,7 +107,7 @@ class X11Input final : public DesktopInput {
     affinity_.check("X11Input::key");
     xcb_connection_t* connection = ready();
     if (connection == nullptr) return false;
-    auto state = readState();
+    auto state = readState(connection);
     if (!state) return false;
     // After the replies, so that every earlier change of the keyboard is known.
     drain(connection);
@@ -145,7 +145,7 @@ class X11Input final : public DesktopInput {
     affinity_.check("X11Input::type");
     xcb_connection_t* connection = ready();
     if (connection == nullptr) return {.possible = false};
-    auto state = readState();
+    auto state = readState(connection);
     if (!state) return {.possible = false};
     drain(connection);
     keyboard_.refresh(connection_);
@@ -257,7 +257,10 @@ class X11Input final : public DesktopInput {
     }
   }
 
-  std::optional<X11Keyboard::State> readState() {
+  // Each keyboard device may have a layout of its own, and the server shows that of the one used last. The release of a
+  // key that no keyboard has reaches no program, but makes the test keyboard the one used last.
+  std::optional<X11Keyboard::State> readState(xcb_connection_t* connection) {
+    fake(connection, XCB_KEY_RELEASE, xcb_get_setup(connection)->min_keycode);
     const auto state = keyboard_.readState(connection_);
     if (state) lastRepeats_ = state->repeats;
     return state;
@@ -311,7 +314,7 @@ class X11Input final : public DesktopInput {
       releaseButton(connection, static_cast<LogicalButton>(button));
     }
     if (!heldKeys_.empty() || restored_.any()) {
-      const auto state = readState();
+      const auto state = readState(connection);
       Keymap repeats = state ? state->repeats : lastRepeats_;
       for (const auto& [code, key] : heldKeys_) releaseKey(connection, key, repeats);
       heldKeys_.clear();

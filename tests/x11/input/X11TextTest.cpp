@@ -19,6 +19,7 @@ namespace {
 using namespace Qt::Literals::StringLiterals;
 
 constexpr int kAltRight = 108;
+constexpr std::uint8_t kPersonsKeyboard = 7;
 
 class X11TextTest : public X11InputFixture {
  protected:
@@ -73,6 +74,24 @@ class X11TextTest : public X11InputFixture {
   }
   bool isGivenBack() {
     return testloop::waitFor([this] { return decoder().wholeMap() == map_; });
+  }
+
+  // A key of the server's own keyboard, a device beside that of the test extension.
+  void personsKeyboard(int keycode, bool down) {
+    xcb_connection_t* const connection = window().connection();
+    constexpr std::string_view kName = "XInputExtension";
+    const auto extension = xcbOwned(
+        xcb_query_extension_reply(connection, xcb_query_extension(connection, kName.size(), kName.data()), nullptr));
+    ASSERT_TRUE(extension && extension->present);
+    const int type = extension->first_event + (down ? 1 : 2);
+    const auto error = xcbOwned(xcb_request_check(
+        connection, xcb_test_fake_input_checked(connection, static_cast<std::uint8_t>(type),
+                                                static_cast<std::uint8_t>(keycode), 0, 0, 0, 0, kPersonsKeyboard)));
+    EXPECT_FALSE(error);
+  }
+  void tapOnThePersonsKeyboard() {
+    personsKeyboard(kKeyA, true);
+    personsKeyboard(kKeyA, false);
   }
 
   QtScheduler scheduler_;
@@ -231,6 +250,34 @@ TEST_F(X11TextTest, leavesTheKeysOfAnotherHostAlone) {
   input_.reset();
   EXPECT_EQ(keyOf(u'中'), 0);
   EXPECT_NE(keyOf(u'文'), 0);
+}
+
+TEST_F(X11TextTest, thePersonsKeyboardMayHaveAnotherLayout) {
+  ASSERT_EQ(server_.run({"setxkbmap", "-device", std::to_string(kPersonsKeyboard), "de"}), 0);
+  for (int again = 0; again < 2; ++again) {
+    tapOnThePersonsKeyboard();
+    ASSERT_EQ(window().keysym(29), xcb_keysym_t{'z'});
+    window().clear();
+    EXPECT_EQ(type(u"zy@{中"_s), 5U);
+    EXPECT_EQ(seen(), u"zy@{中"_s);
+  }
+}
+
+TEST_F(X11TextTest, modifiersHeldOnThePersonsKeyboardChangeNothing) {
+  for (const int held : {kShiftLeft, kShiftRight, kControlLeft, kAltRight}) {
+    personsKeyboard(held, true);
+    ASSERT_EQ(window().keysDown(), std::set<int>{held});
+    window().clear();
+    EXPECT_EQ(type(u"aB中"_s), 3U);
+    EXPECT_TRUE(key("KeyB", true) && key("KeyB", false));
+    EXPECT_EQ(seen(), u"aB中b"_s) << held;
+    EXPECT_EQ(window().keysDown(), std::set<int>{held});
+    personsKeyboard(held, false);
+    EXPECT_TRUE(window().keysDown().empty()) << held;
+    window().clear();
+    EXPECT_EQ(type(u"aB"_s), 2U);
+    EXPECT_EQ(seen(), u"aB"_s) << held;
+  }
 }
 
 // More different characters than there are keys without a meaning.
