@@ -121,8 +121,8 @@ class X11Input final : public DesktopInput {
     if (!down && held == heldKeys_.end()) return true;
 
     const ModifierPlan plan = planModifiers(keyboard_.modifiers(), modifiers, state->down, ownModifiers_, keycode);
-    const bool liftLock = state->locked && !keyboard_.locks(keycode);
-    if (liftLock) keyboard_.setLock(connection, false);
+    const std::uint8_t lifted = keyboard_.unwanted(state->locked, keycode);
+    keyboard_.setLocks(connection, lifted, false);
     for (const Keycode key : plan.release) setModifier(connection, key, false);
     for (const Keycode key : plan.press) setModifier(connection, key, true);
     if (down) {
@@ -135,7 +135,7 @@ class X11Input final : public DesktopInput {
       fake(connection, XCB_KEY_PRESS, key);
       restored_[key] = true;
     }
-    if (liftLock) keyboard_.setLock(connection, true);
+    keyboard_.setLocks(connection, lifted, true);
     if (heldKeys_.empty()) releaseModifiers(connection);
     xcb_flush(connection);
     return true;
@@ -155,7 +155,8 @@ class X11Input final : public DesktopInput {
       xcb_flush(connection);
       return typed.step;
     }
-    if (state->locked) keyboard_.setLock(connection, false);
+    const std::uint8_t lifted = keyboard_.unwanted(state->locked);
+    keyboard_.setLocks(connection, lifted, false);
     Keymap borrowed;  // From the local user, until the end of the step.
     for (const X11Layout::Stroke& stroke : typed.strokes) {
       const KeyModifiers modifiers{.shift = stroke.shift, .altgr = stroke.altgr};
@@ -175,7 +176,7 @@ class X11Input final : public DesktopInput {
       fake(connection, XCB_KEY_PRESS, static_cast<Keycode>(key));
       restored_[key] = true;
     }
-    if (state->locked) keyboard_.setLock(connection, true);
+    keyboard_.setLocks(connection, lifted, true);
     xcb_flush(connection);
     return typed.step;
   }

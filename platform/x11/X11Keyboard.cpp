@@ -102,7 +102,7 @@ void X11Keyboard::readNames(X11Connection& server) {
 void X11Keyboard::readModifiers(X11Connection& server) {
   modifiers_ = {};
   lockKeys_.reset();
-  altgrMask_ = 0;
+  tableMask_ = altgrMask_ = 0;
   xcb_connection_t* const connection = server.current();
   if (connection == nullptr) return;
   const xcb_setup_t* setup = xcb_get_setup(connection);
@@ -120,6 +120,7 @@ void X11Keyboard::readModifiers(X11Connection& server) {
   const xcb_keycode_t* table = xcb_get_modifier_mapping_keycodes(mapping.get());
   const int perRow = mapping->keycodes_per_modifier;
   for (int at = kLockRow * perRow; at < (kLockRow + 1) * perRow; ++at) lockKeys_[table[at]] = true;
+  lockKeys_[0] = false;  // Of free entries.
 
   for (std::size_t index = 0; index < kRules.size(); ++index) {
     const ModifierRule& rule = kRules[index];
@@ -136,7 +137,9 @@ void X11Keyboard::readModifiers(X11Connection& server) {
       const xcb_keycode_t* match = std::find_if(begin, begin + perRow, gives);
       if (match == begin + perRow) continue;
       if (firstMatch == 0) firstMatch = *match;
-      if (kModifiers[index] == Modifier::altgr) altgrMask_ = static_cast<std::uint8_t>(1U << row);
+      const auto mask = static_cast<std::uint8_t>(1U << row);
+      tableMask_ |= mask;
+      if (kModifiers[index] == Modifier::altgr) altgrMask_ = mask;
       std::copy_if(begin, begin + perRow, std::inserter(keys, keys.end()), [](Keycode key) { return key != 0; });
     }
     if (kModifiers[index] == Modifier::altgr) {
@@ -170,14 +173,18 @@ std::optional<X11Keyboard::State> X11Keyboard::readState(X11Connection& server) 
   if (!keymap || !controls || !state) return std::nullopt;
   return State{.down = keymapFromBytes(keymap->keys),
                .repeats = keymapFromBytes(controls->perKeyRepeat),
-               .locked = (state->lockedMods & XCB_MOD_MASK_LOCK) != 0,
+               .locked = state->lockedMods,
                .group = state->group};
 }
 
-void X11Keyboard::setLock(xcb_connection_t* connection, bool locked) const {
-  if (!watching_) return;
-  xcb_xkb_latch_lock_state(connection, XCB_XKB_ID_USE_CORE_KBD, XCB_MOD_MASK_LOCK, locked ? XCB_MOD_MASK_LOCK : 0, 0, 0,
-                           0, 0, 0);
+std::uint8_t X11Keyboard::unwanted(std::uint8_t locked, Keycode keycode) const {
+  const std::uint8_t caps = lockKeys_[keycode] ? 0 : XCB_MOD_MASK_LOCK;
+  return static_cast<std::uint8_t>(locked & (tableMask_ | caps));
+}
+
+void X11Keyboard::setLocks(xcb_connection_t* connection, std::uint8_t modifiers, bool locked) const {
+  if (!watching_ || modifiers == 0) return;
+  xcb_xkb_latch_lock_state(connection, XCB_XKB_ID_USE_CORE_KBD, modifiers, locked ? modifiers : 0, 0, 0, 0, 0, 0);
 }
 
 void X11Keyboard::setRepeats(xcb_connection_t* connection, const Keymap& repeats) const {

@@ -26,15 +26,18 @@ class X11Keyboard {
   void refresh(X11Connection& server);
 
   struct State {
-    Keymap down;          // Pressed by any device.
-    Keymap repeats;       // The keys that repeat while they are held.
-    bool locked = false;  // Caps Lock is on.
-    int group = 0;        // The layout in use, where there are several.
+    Keymap down;              // Pressed by any device.
+    Keymap repeats;           // The keys that repeat while they are held.
+    std::uint8_t locked = 0;  // The modifiers that are on without a key: Caps Lock, Num Lock, those of sticky keys.
+    int group = 0;            // The layout in use, where there are several.
   };
   // One round trip; nullopt when the server does not reply.
   std::optional<State> readState(X11Connection& server) const;
-  // Switches Caps Lock on or off, for all keyboard devices.
-  void setLock(xcb_connection_t* connection, bool locked) const;
+  // Those of the locked modifiers that an event of this key (0: any other) must not show: Caps Lock, unless the key
+  // switches it, and the modifiers of the table.
+  std::uint8_t unwanted(std::uint8_t locked, Keycode keycode = 0) const;
+  // Locks or unlocks modifiers, for all keyboard devices.
+  void setLocks(xcb_connection_t* connection, std::uint8_t modifiers, bool locked) const;
   // Changes the keys that repeat, for all keyboard devices, without announcing a new keyboard map: applications would
   // fetch the whole map again, at every key.
   void setRepeats(xcb_connection_t* connection, const Keymap& repeats) const;
@@ -46,8 +49,6 @@ class X11Keyboard {
   std::uint8_t altgrMask() const { return altgrMask_; }
   // Changes whenever the tables have been read again.
   std::uint64_t revision() const { return revision_; }
-  // Whether this key switches Caps Lock.
-  bool locks(Keycode keycode) const { return lockKeys_[keycode]; }
 
  private:
   void readNames(X11Connection& server);
@@ -60,6 +61,7 @@ class X11Keyboard {
   std::map<std::string, Keycode> byName_;
   ModifierTable modifiers_;
   Keymap lockKeys_;
+  std::uint8_t tableMask_ = 0;  // The modifiers of the table.
   std::uint8_t altgrMask_ = 0;
   std::uint64_t revision_ = 0;
 };

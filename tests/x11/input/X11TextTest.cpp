@@ -150,6 +150,27 @@ TEST_F(X11TextTest, thePersonsKeysChangeNothing) {
   }
 }
 
+// As sticky keys lock them.
+TEST_F(X11TextTest, lockedModifiersChangeNothing) {
+  setLayout({"de"});
+  xcb_connection_t* const connection = window().connection();
+  std::free(xcb_xkb_use_extension_reply(connection, xcb_xkb_use_extension(connection, 1, 0), nullptr));
+  const auto lock = [connection](int mask, bool on) {
+    xcb_xkb_latch_lock_state(connection, XCB_XKB_ID_USE_CORE_KBD, static_cast<std::uint8_t>(mask),
+                             static_cast<std::uint8_t>(on ? mask : 0), 0, 0, 0, 0, 0);
+  };
+  for (const int mask : {XCB_MOD_MASK_SHIFT, XCB_MOD_MASK_CONTROL, XCB_MOD_MASK_1, XCB_MOD_MASK_4, XCB_MOD_MASK_5}) {
+    lock(mask, true);
+    window().clear();
+    EXPECT_EQ(type(u"a1"_s), 2U);
+    EXPECT_TRUE(key("KeyB", true) && key("KeyB", false));
+    EXPECT_EQ(seen(), u"a1b"_s) << mask;
+    for (const SeenEvent& event : window().keys()) EXPECT_EQ(event.state & 0xff, 0) << mask;
+    EXPECT_EQ(window().pointer().mask & 0xff, mask);
+    lock(mask, false);
+  }
+}
+
 TEST_F(X11TextTest, theViewersHeldModifiersChangeNothing) {
   EXPECT_TRUE(key("KeyB", true, {.shift = true, .control = true}));
   window().clear();
