@@ -111,11 +111,12 @@ export class Dock {
   async #load(panel) {
     try {
       const module = await panel.load();
+      panel.body.replaceChildren();
       panel.view = (await module.mount(panel.body, this.#app)) ?? null;
     } catch (error) {
-      // The next opening tries again: the server may have been away.
+      // The next opening tries again: the server may have been away. Firefox keeps to its failure until a reload.
       panel.mounting = null;
-      panel.body.replaceChildren(make('p', 'panel-hint', 'This panel could not be loaded. Close it and open it again.'));
+      panel.body.replaceChildren(make('p', 'panel-hint', 'This panel could not be loaded. Close it and open it again; if that does not help, reload the page.'));
       reportError(error);
     }
   }
