@@ -138,7 +138,7 @@ function receivedFromHost(message) {
       cursor.setShape(message.shape);
       break;
     case 'permission_required':
-      app.notices.permission(String(message.permission));
+      app.notices.permission(message.permission);
       break;
     case 'host_stats':
       access.setDemo(message.demo === true);

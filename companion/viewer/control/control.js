@@ -6,6 +6,8 @@ const PING_PERIOD_MS = 2000;
 // Pointer moves are not worth queueing behind each other.
 const MAX_LOSSY_BACKLOG = 64 * 1024;
 const RECENT_MESSAGES = 300;
+// Types of messages of which the newest is kept; the protocol has fewer.
+const MAX_TYPES = 64;
 
 export class Control {
   #on;
@@ -19,7 +21,7 @@ export class Control {
   #ready = false;
 
   // The newest message of each type, and the most recent ones of all types, oldest first.
-  lastMessages = {};
+  lastMessages = Object.create(null);
   recentMessages = [];
 
   // on.state("locked" | "denied" | "on" | "off"), on.message(any message of the host),
@@ -140,7 +142,9 @@ export class Control {
   // Pieces of a long text are not kept: hundreds of them are megabytes.
   #remember(message) {
     if (Number.isInteger(message.parts)) return;
-    this.lastMessages[message.type] = message;
+    if (message.type in this.lastMessages || Object.keys(this.lastMessages).length < MAX_TYPES) {
+      this.lastMessages[message.type] = message;
+    }
     this.recentMessages.push(message);
     if (this.recentMessages.length > RECENT_MESSAGES) this.recentMessages.shift();
   }

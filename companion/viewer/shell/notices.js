@@ -7,6 +7,8 @@ const PERMISSIONS = {
   screen_recording: 'The host has not been allowed to record its screen. Ask the person at the host to permit it.',
 };
 
+const MAX_NAME = 60;
+
 export class Notices {
   #shown = new Map();
   #dismissed = new Set();
@@ -15,8 +17,10 @@ export class Notices {
 
   // A host repeats the notice while the permission is missing; once dismissed it stays away.
   permission(name) {
-    const text = Object.hasOwn(PERMISSIONS, name) ? PERMISSIONS[name] : `The host lacks a permission: ${name}`;
-    this.#show(`permission ${name}`, text);
+    if (typeof name !== 'string') return;
+    const isKnown = Object.hasOwn(PERMISSIONS, name);
+    const text = isKnown ? PERMISSIONS[name] : `The host lacks a permission: ${name.slice(0, MAX_NAME)}`;
+    this.#show(isKnown ? `permission ${name}` : 'permission', text);
   }
 
   // lasting: it is not about the connection, so it stays when that ends.
@@ -46,7 +50,12 @@ export class Notices {
   }
 
   #show(key, text) {
-    if (this.#shown.has(key) || this.#dismissed.has(key)) return;
+    if (this.#dismissed.has(key)) return;
+    const shown = this.#shown.get(key)?.querySelector('p');
+    if (shown) {
+      if (shown.textContent !== text) shown.textContent = text;
+      return;
+    }
     const notice = make('div', 'notice');
     const close = make('button', 'notice-close', '\u00d7');
     close.type = 'button';

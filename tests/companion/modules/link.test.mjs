@@ -228,6 +228,20 @@ test('begins again with a new "control" beside the reliable channel that stayed'
   assert.deepEqual(told.splice(0), ['closed', false, 'open', true]);
 });
 
+test('keeps the newest message of each type, but of no more types than the protocol may have', () => {
+  const control = new Control({
+    state: () => {}, ready: () => {}, reliable: () => {}, roundTrip: () => {}, refused: () => {}, message: () => {},
+  });
+  const channel = new HostChannel('control_reliable');
+  control.adopt(channel);
+  channel.say({ type: 'host_stats', fps: 1 });
+  for (let i = 0; i < 1000; i++) channel.say({ type: `type ${i}` });
+  channel.say({ type: 'host_stats', fps: 2 });
+  assert.equal(control.lastMessages.host_stats.fps, 2);
+  assert.equal(Object.keys(control.lastMessages).length, 64);
+  assert.equal(control.recentMessages.length, 300);
+});
+
 // As a browser's local storage, full when it has `room` values.
 function storage(room = Infinity) {
   const values = new Map();

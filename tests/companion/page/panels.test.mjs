@@ -49,11 +49,28 @@ pairTest('a missing permission is shown once, and stays away once dismissed', {}
   await until(async () => (await count()) === 2, { what: 'two notices' });
   await both.viewer.click('.notice-close >> nth=0');
   await sendFromHost(both, { type: 'permission_required', permission: 'accessibility' });
+  // Those that the page does not know share one notice, and what is no name is none.
+  for (let i = 0; i < 9; ++i) await sendFromHost(both, { type: 'permission_required', permission: `${i}`.repeat(500) });
+  await sendFromHost(both, { type: 'permission_required', permission: { toString: 1 } });
   await sendFromHost(both, { type: 'pong', t0: 5 });
   // Among all of the recent ones: the answer to a ping of the page's own may follow at once.
   await until(() => both.viewer.evaluate(() => vantora.recentMessages.some(({ type, t0 }) => type === 'pong' && t0 === 5)),
     { what: 'the last message' });
-  assert.equal(await count(), 1);
+  assert.equal(await count(), 2);
+  assert.equal(await both.viewer.textContent('.notice p >> nth=1'), `The host lacks a permission: ${'8'.repeat(60)}`);
+});
+
+pairTest('a panel that could not be loaded is loaded at its next opening', {}, async (both) => {
+  const { viewer } = both;
+  await viewer.route('**/diagnostics/panel.js', (route) => route.abort());
+  await viewer.click('#diagnostics-button');
+  await until(() => viewer.isVisible('text=could not be loaded'), { what: 'the failure' });
+  viewer.said.length = 0;
+  await viewer.unroute('**/diagnostics/panel.js');
+  await viewer.click('#diagnostics-button');
+  await viewer.click('#diagnostics-button');
+  await until(() => viewer.isVisible('#diagnostics-panel >> text=Run'), { what: 'the panel' });
+  assert.ok(await viewer.isHidden('text=could not be loaded'));
 });
 
 pairTest('chat shows text as text and counts what is unread', { firefox: true, query: '&name=Ada' }, async (both) => {
