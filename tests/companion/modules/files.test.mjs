@@ -220,6 +220,19 @@ test('one that is cancelled before the host has answered leaves its id alone', a
   assert.ok(channel.files[1].id < channel.files[0].id);
 });
 
+test('one that is cancelled while the host stores it may be there', async () => {
+  const { queue, connect } = queueWith({ silent: ({ type }) => type === 'file_end' });
+  connect();
+  queue.add([file('one', 5)]);
+  while (queue.entries[0].state !== 'finishing') await settled();
+  queue.cancel(queue.entries[0]);
+  assert.deepEqual(await finished(queue), ['cancelled']);
+  assert.match(entryText(queue.entries[0]), /may have stored it/);
+  queue.retry(queue.entries[0]);
+  assert.ok(!queue.entries[0].whole);
+  queue.cancelAll();
+});
+
 test('begins again after the connection was lost, but not for ever', async () => {
   const { queue, connect, disconnect } = queueWith();
   connect().bufferedAmount = 2 << 20;

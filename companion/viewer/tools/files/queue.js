@@ -44,9 +44,9 @@ export class FileQueue {
     });
   }
 
-  // Oldest first, each {key, file, name, size, state, left, rate, reason, stored, note, begun}. States: "waiting", "starting",
+  // Oldest first, each {key, file, name, size, state, left, rate, reason, stored, note, begun, whole}. States: "waiting", "starting",
   // "sending", "finishing", then "saved", "short" (`stored` bytes), "failed" (`reason`), "cancelled". `left`:
-  // bytes that have left the browser; `begun`: the host may have created the file.
+  // bytes that have left the browser; `begun`: the host may have created the file; `whole`: it was cancelled when all had been sent.
   get entries() {
     return this.#entries;
   }
@@ -135,7 +135,7 @@ export class FileQueue {
   #ended(entry, { result, reason = '', size = 0 }) {
     const again = entry.attempts < MAX_ATTEMPTS;
     if (result === 'saved') this.#set(entry, size === entry.size ? { state: 'saved' } : { state: 'short', stored: size });
-    else if (result === 'cancelled') this.#set(entry, { state: 'cancelled' });
+    else if (result === 'cancelled') this.#set(entry, { state: 'cancelled', whole: entry.state === 'finishing' });
     else if (result === 'lost' && again) this.#set(entry, { ...fresh(), note: 'starts again when the connection is back' });
     else if (reason === 'overloaded' && again) this.#set(entry, { ...fresh(), note: 'the disk of the host is slow, starts again' });
     else this.#fail(entry, result === 'lost' ? 'lost' : reason);
@@ -176,7 +176,7 @@ function askBeforeLeaving(event) {
   event.preventDefault();
 }
 
-const fresh = () => ({ state: 'waiting', left: 0, rate: null, reason: '', stored: 0, note: '', begun: false });
+const fresh = () => ({ state: 'waiting', left: 0, rate: null, reason: '', stored: 0, note: '', begun: false, whole: false });
 
 // Bytes a second that the host's disk surely keeps up with: the refusal comes when it has stored what the host accepted,
 // which is more than fits into its memory.

@@ -58,6 +58,7 @@ export function entryText(entry) {
     case 'short':
       return `Only ${sizeText(entry.stored)} of ${sizeText(size)} were stored: the disk of the host is full, or failed. What is there cannot be opened.`;
     case 'cancelled':
+      if (entry.whole) return 'Cancelled when all of it was sent: the host may have stored it.';
       return entry.begun ? 'Cancelled. What was sent of it stays on the host and cannot be opened there.' : 'Cancelled before it was sent.';
     default:
       return failureText(entry.reason);
