@@ -120,6 +120,11 @@ pairTest('texts are sent and fetched by hand', {}, async (both) => {
   await viewer.click('text=Send text');
   await until(() => viewer.isVisible('text=It is on the host’s clipboard now.'), { what: 'the result' });
   assert.equal((await receivedMessages(host, 'clipboard_set'))[0].text, 'a <b>ticket</b>');
+  await viewer.evaluate(() => {
+    [...document.querySelectorAll('#clipboard-panel button')].find((button) => button.textContent === 'Send text').click();
+    vantora.clipboard.set('pasted meanwhile');
+  });
+  await until(() => viewer.isVisible('text=took its place'), { what: 'the end of the older text' });
   await host.evaluate(() => (globalThis.host.clipboard = '表 <i>of the host</i>'));
   await viewer.click('text=Get the host’s text');
   await until(async () => (await viewer.inputValue('[aria-label="Text of the host"]')) === '表 <i>of the host</i>', { what: 'the text' });

@@ -32,11 +32,13 @@ function toHost(app) {
     }
   });
   const typed = makeButton({ text: 'Send text' }, () => send(field.value, false));
+  let sends = 0;
   const send = async (text, mine) => {
+    const number = ++sends;
     note.tell(`Sending ${countText(utf8Length(text))}…`);
     const outcome = await app.clipboard.set(text, (share) => note.tell(`Sending… ${Math.floor(share * 100)} %`));
     if (outcome === 'set') app.clipboardSync.sent(text, { mine });
-    if (outcome !== 'replaced') note.tell(OUTCOMES[outcome], outcome !== 'set');
+    if (number === sends) note.tell(OUTCOMES[outcome], outcome !== 'set');
   };
   const refresh = () => {
     typed.disabled = !app.ready || field.value === '';
