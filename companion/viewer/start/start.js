@@ -49,6 +49,7 @@ function roomCard(hosts) {
   const open = make('button', 'button primary', 'Open');
   open.type = 'submit';
   form.addEventListener('submit', () => {
+    room.value = room.value.trim();
     if (name.value.trim()) hosts.name(room.value, name.value);
   });
   form.append(make('h2', '', 'Open a room'), make('p', 'panel-note', 'Enter the room that the host shows or that you were given.'),

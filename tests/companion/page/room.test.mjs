@@ -60,7 +60,7 @@ pageTest('a superseded viewer who loses the server does not take the room again'
   await server.end();
   const again = await RoomServer.start({ port: Number(port) });
   await hasState(newer, 'connection', 'waiting');
-  assert.ok(await older.isVisible('text=Opened somewhere else'));
+  assert.ok(await older.isVisible('text=the connection to the server has ended'));
   assert.ok(await newer.isHidden('#people'), 'the older one has not joined');
   await closePages(older, newer);
   await again.end();
@@ -140,11 +140,12 @@ pageTest('asks for a room when it has none, and keeps the hosts that were named'
   assert.deepEqual(await names(), ['Front desk']);
 
   // While a room is opened.
-  await page.fill('#room', 'cellar');
+  await page.fill('#room', ' cellar ');
   await page.fill('#room-alias', '<b>Boiler</b>');
   await page.press('#room-alias', 'Enter');
   await hasState(page, 'connection', 'waiting');
   assert.equal(await text(page, '#host-name'), '<b>Boiler</b>');
+  assert.equal(await text(page, '#room-name'), 'cellar');
   await page.goto(context.server.address);
   assert.deepEqual(await names(), ['<b>Boiler</b>', 'Front desk'], 'the last one opened comes first');
 
