@@ -40,7 +40,8 @@ export class Session {
   #state = '';
 
   // on.state(state, detail): "connecting", "waiting", "connected" or "disconnected"; detail is one
-  // of "server", "host", "lost", "superseded", "vacant" (superseded by a viewer who has left), "" and says why.
+  // of "server", "host", "lost", "superseded", "vacant" (superseded by a viewer who has left), "left" (superseded, and
+  // out of the room), "" and says why.
   // on.track(track), on.channel(channel), on.replaced(), on.message(signalling message),
   // on.people({names, you}): the viewers in the room, the last one active, and this one's place among them, or -1
   constructor(options, on) {
@@ -234,7 +235,7 @@ export class Session {
   }
 
   #describe() {
-    if (this.#superseded) return ['disconnected', this.#othersLeft ? 'vacant' : 'superseded'];
+    if (this.#superseded) return ['disconnected', this.#serverLost ? 'left' : this.#othersLeft ? 'vacant' : 'superseded'];
     if (this.#connected) return ['connected', ''];
     if (['connected', 'disconnected', 'failed', 'closed'].includes(this.#peerState)) {
       return this.#joined && !this.#hostPresent ? ['waiting', 'host'] : ['disconnected', 'lost'];

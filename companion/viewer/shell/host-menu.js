@@ -1,6 +1,7 @@
 // The host at the left of the tool bar: what it is called, and what can be done with its room.
 
 import { Hosts } from '../start/hosts.js';
+import { copyText } from './copy.js';
 import { byId, make } from './dom.js';
 import { Menu } from './menu.js';
 
@@ -90,11 +91,8 @@ export class HostMenu {
   async #copyAddress() {
     const url = new URL(location.pathname, location.origin);
     url.searchParams.set('room', this.#app.room);
-    try {
-      await navigator.clipboard.writeText(url.href);
-      this.#app.notices.show('address', 'The address of this page is on your clipboard.');
-    } catch {
-      this.#app.notices.show('address', `Your browser did not allow that. The address is: ${url.href}`);
-    }
+    const copied = await copyText(url.href);
+    const text = copied ? 'The address of this page is on your clipboard.' : `Your browser did not allow that. The address is: ${url.href}`;
+    this.#app.notices.show('address', text);
   }
 }

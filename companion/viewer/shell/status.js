@@ -22,6 +22,7 @@ const CARDS = {
     false,
   ],
   'disconnected superseded': ['Opened somewhere else', '%s has taken over this room. You can still read and write in the chat.', false],
+  'disconnected left': ['Opened somewhere else', '%s has taken over this room, and the connection to the server has ended since.', false],
   'disconnected vacant': ['The other viewer has left', 'Nobody is watching this host at the moment.', false],
 };
 
@@ -46,7 +47,7 @@ export class StatusView {
     byId('status-text').textContent =
       detail === 'server' && serverMessage ? `The server said: ${serverMessage}. Trying again.` : text.replace('%s', () => nameOf(other));
     show(byId('status-spinner'), busy);
-    show(byId('take-over'), detail === 'superseded' || detail === 'vacant');
+    show(byId('take-over'), ['superseded', 'left', 'vacant'].includes(detail));
   }
 }
 
