@@ -31,7 +31,18 @@ void HostStats::sendHostStats(ControlChannel channel) {
   if (sources_.roomId == "demo"_L1) message.insert(u"demo"_s, true);
   if (const auto system = sources_.system()) message.insert(u"sys"_s, *system);
   if (const auto link = sources_.link()) message.insert(u"link"_s, *link);
+  if (const QJsonArray names = displayNames(); !names.isEmpty()) message.insert(u"displayNames"_s, names);
   sender_.send(channel, message);
+}
+
+QJsonArray HostStats::displayNames() {
+  const std::vector<Display> displays = displays_.list();
+  QJsonArray names;
+  for (const Display& display : displays) {
+    if (display.name.isEmpty()) return {};
+    names.append(display.name);
+  }
+  return displays.size() > 1 ? names : QJsonArray();
 }
 
 void HostStats::sendDisplayInfo(ControlChannel channel) {

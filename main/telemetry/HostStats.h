@@ -1,6 +1,7 @@
 // Statistics about the host for a connected viewer.
 #pragma once
 
+#include <QJsonArray>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -49,6 +50,9 @@ class HostStats {
   void sendDisplayInfo(ControlChannel channel);
 
  private:
+  // The desktop's names for its displays, in their order; empty when one of them has none, or for a single display.
+  QJsonArray displayNames();
+
   Scheduler& scheduler_;
   Displays& displays_;
   ControlSender& sender_;

@@ -28,7 +28,8 @@ export const HOST_KEYS = [
   key('F11', 'Full screen there', 'F11'),
 ];
 
-// Shortcuts of the page are Ctrl+Alt+Shift with a key: neither browsers nor desktops have such ones by default.
+// Shortcuts of the page are Ctrl+Alt+Shift with a key, which browsers do not use. Some desktops keep the arrows of these;
+// the pointer at the edge does the same.
 const PAGE_KEYS = new Map([
   ['PageUp', { displayStep: -1 }],
   ['PageDown', { displayStep: 1 }],

@@ -1,6 +1,6 @@
 // Keys pressed on the shared screen, sent to the host.
 
-import { KNOWN_CODES, NO_MODIFIERS, keystrokeOf, modifiersOf } from './keys.js';
+import { NO_MODIFIERS, keystrokeOf, modifiersOf } from './keys.js';
 
 // Leaves the screen for the tool bar; the host gets it from the menu of keys.
 const LEAVE_KEY = 'F6';
@@ -15,7 +15,8 @@ export class KeyboardForwarder {
   #leavesDefault;
   #chosenModifiers;
   #mac;
-  #held = new Set();
+  // The codes of keys that the host regards as down, by those of the viewer's keys.
+  #held = new Map();
   // The modifier that is down, until another key is: what it does alone, it does when it goes up.
   #lone = '';
 
@@ -43,7 +44,7 @@ export class KeyboardForwarder {
 
   // Releases every key that the host regards as down.
   releaseAll() {
-    for (const code of this.#held) this.#send({ type: 'keyUp', code, mods: NO_MODIFIERS });
+    for (const code of this.#held.values()) this.#send({ type: 'keyUp', code, mods: NO_MODIFIERS });
     this.#held.clear();
     this.#lone = '';
   }
@@ -68,7 +69,7 @@ export class KeyboardForwarder {
     if (!this.#leavesDefault(event)) event.preventDefault();
     const mods = { ...stroke.mods, ...this.#chosenModifiers() };
     if (stroke.code) {
-      this.#held.add(stroke.code);
+      this.#held.set(event.code, stroke.code);
       this.#send({ type: 'keyDown', code: stroke.code, mods });
     } else if (stroke.press) {
       this.#send({ type: 'key_press', code: stroke.press, mods });
@@ -83,9 +84,11 @@ export class KeyboardForwarder {
     if (event.key === 'Meta') this.releaseAll();
     if (isLone && this.#isActive()) this.#send({ type: 'key_press', code: event.code, mods: NO_MODIFIERS });
     this.#lone = '';
-    if (!KNOWN_CODES.has(event.code) || !this.#held.delete(event.code)) return;
+    const code = this.#held.get(event.code);
+    if (!code) return;
+    this.#held.delete(event.code);
     event.preventDefault();
-    this.#send({ type: 'keyUp', code: event.code, mods: modifiersOf(event, { mac: this.#mac }) });
+    this.#send({ type: 'keyUp', code, mods: modifiersOf(event, { mac: this.#mac }) });
   }
 }
 

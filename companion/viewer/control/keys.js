@@ -72,6 +72,8 @@ export function keystrokeOf(event, options = {}) {
   const option = options.mac && mods.alt && !mods.ctrl && !mods.meta;
   const chord = mods.ctrl || mods.alt || mods.meta;
   if (options.characters && printable && key !== ' ' && (!chord || option)) return { text: key };
+  // The viewer's layout is another one: the shortcut is that of the letter, not of its position.
+  if (options.characters && printable && codeOfCharacter(key)) return { code: codeOfCharacter(key), mods };
   if (option && OPTION_CHARACTERS.has(key)) return { text: key };
   if (event.getModifierState?.('CapsLock') && printable && !chord && !mods.altgr) {
     // Some layouts have capitals or digits there that Shift does not give.

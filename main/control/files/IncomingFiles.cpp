@@ -30,6 +30,10 @@ void IncomingFiles::start(const ReplyAddress& sender, const QString& id, const Q
                                                    .serial = nextSerial_++});
   logLine(u"[file] start id=%1 name=%2 size=%3"_s.arg(id, QString::fromUtf8(download.name), QString::number(size)));
   surroundings_.reply(sender, {{u"type"_s, u"file_ready"_s}, {u"id"_s, id}});
+  if (const QString savedAs = QString::fromUtf8(download.name); savedAs != name) {
+    surroundings_.reply(sender,
+                        {{u"type"_s, u"file_renamed"_s}, {u"id"_s, id}, {u"name"_s, name}, {u"savedAs"_s, savedAs}});
+  }
 }
 
 void IncomingFiles::makeRoom(quint64 connection) {

@@ -41,8 +41,9 @@ class IncomingFiles {
 
   explicit IncomingFiles(Surroundings surroundings) : surroundings_(std::move(surroundings)) {}
 
-  // Creates the file and replies "file_ready"; a failure is only logged. A transfer with the same id is dropped and its
-  // file left as it is. Beyond kMaxOpen an old transfer ends with "file_rejected".
+  // Creates the file and replies "file_ready", then "file_renamed" if it has another name; a failure is only logged. A
+  // transfer with the same id is dropped and its file left as it is. Beyond kMaxOpen an old transfer ends with
+  // "file_rejected".
   void start(const ReplyAddress& sender, const QString& id, const QString& name, qint64 size);
   // Appends a piece in standard Base64; ignored when the id is unknown or `data` holds anything else. `connection`: the
   // one on which the piece arrived.

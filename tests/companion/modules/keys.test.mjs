@@ -90,12 +90,14 @@ test('a keyboard without positions types what it names', () => {
   assert.equal(keystrokeOf(event('', 'ñ', { ctrlKey: true })), null);
 });
 
-test('by character, what is typed goes as text and what is not by its position', () => {
+test('by character, what is typed goes as text, a shortcut by its letter, and the rest by its position', () => {
   const options = { characters: true };
   assert.deepEqual(keystrokeOf(event('KeyQ', 'a'), options), { text: 'a' });
   assert.deepEqual(keystrokeOf(event('KeyQ', '@', { ctrlKey: true, altKey: true }, ['AltGraph']), options), { text: '@' });
   assert.deepEqual(keystrokeOf(event('KeyL', '@', { altKey: true }), { ...options, mac: true }), { text: '@' });
   assert.deepEqual(keystrokeOf(event('KeyC', 'c', { ctrlKey: true }), options), { code: 'KeyC', mods: { ...none, ctrl: true } });
+  assert.deepEqual(keystrokeOf(event('KeyW', 'z', { ctrlKey: true }), options), { code: 'KeyZ', mods: { ...none, ctrl: true } });
+  assert.deepEqual(keystrokeOf(event('KeyW', 'z', { ctrlKey: true })), { code: 'KeyW', mods: { ...none, ctrl: true } });
   assert.deepEqual(keystrokeOf(event('Enter', 'Enter'), options), { code: 'Enter', mods: none });
   assert.deepEqual(keystrokeOf(event('Space', ' '), options), { code: 'Space', mods: none });
 });

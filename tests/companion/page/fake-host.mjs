@@ -156,6 +156,7 @@ export class FakeHost {
     if (type === 'file_start') {
       this.files.push({ id, name, bytes: 0 });
       this.send({ type: 'file_ready', id });
+      if (this.savesAs) this.send({ type: 'file_renamed', id, name, savedAs: this.savesAs });
     } else if (type === 'file_end') {
       const file = this.files.find((each) => each.id === id);
       this.send({ type: 'file_saved', id, name: file.name, size: file.bytes });

@@ -112,7 +112,7 @@ pairTest('the menu sends keys that a browser keeps, while in control', {}, async
   assert.equal(await focused(both.viewer), 'stage', 'keys go to the host again');
 });
 
-pairTest('by character, texts go as they are typed and shortcuts by their position', { firefox: true }, async (both) => {
+pairTest('by character, texts go as they are typed and shortcuts by their letter', { firefox: true }, async (both) => {
   await inControl(both);
   await choose(both, 'send characters');
   assert.equal(await focused(both.viewer), 'typing-field');
@@ -122,12 +122,15 @@ pairTest('by character, texts go as they are typed and shortcuts by their positi
   await both.viewer.keyboard.press('Shift+KeyB');
   await both.viewer.keyboard.press('Tab');
   await both.viewer.keyboard.press('Control+KeyC');
+  // On a French keyboard, Ctrl+Z.
+  await press(both, 'KeyW', 'z', { ctrlKey: true });
   await settled(both);
   const sent = await strokes(both);
   assert.equal(sent.map(({ text = '' }) => text).join(''), 'aé日本B');
-  assert.deepEqual(sent.slice(-4).map(({ type, code, mods }) => [type, code, mods.ctrl]),
-    [['keyDown', 'Tab', false], ['keyUp', 'Tab', false], ['keyDown', 'KeyC', true], ['keyUp', 'KeyC', true]]);
-  assert.ok(sent.slice(0, -4).every(({ type }) => type === 'type_text'));
+  assert.deepEqual(sent.slice(-6).map(({ type, code, mods }) => [type, code, mods.ctrl]),
+    [['keyDown', 'Tab', false], ['keyUp', 'Tab', false], ['keyDown', 'KeyC', true], ['keyUp', 'KeyC', true],
+      ['keyDown', 'KeyZ', true], ['keyUp', 'KeyZ', true]]);
+  assert.ok(sent.slice(0, -6).every(({ type }) => type === 'type_text'));
   // A click on the picture does not end that.
   await both.viewer.click('#stage');
   assert.equal(await focused(both.viewer), 'typing-field');

@@ -27,6 +27,12 @@ pairTest('offers the choice among displays', { options: { displays: 3 } }, async
   for (const key of ['PageDown', 'Digit4', 'Digit2', 'PageUp']) await both.viewer.keyboard.press(`Control+Alt+Shift+${key}`);
   assert.deepEqual((await untilReceived(both.host, 'display_index', 4)).map(({ index }) => index), [2, 0, 1, 0]);
   assert.equal(await shown(), 'Display 1 of 3');
+  // By the names that the host's desktop has for them.
+  await both.host.evaluate(() => globalThis.host.stats({ displayNames: ['HDMI-1', '<b>', 'DP-2'] }));
+  await until(async () => (await shown()) === '1 of 3: HDMI-1', { what: 'the name' });
+  assert.equal(await both.viewer.textContent('#display option >> nth=1'), '2 of 3: <b>');
+  await both.host.evaluate(() => globalThis.host.stats({ displayNames: ['HDMI-1', 5] }));
+  await until(async () => (await shown()) === 'Display 1 of 3', { what: 'no name' });
   // The menu has them as well, and what was chosen elsewhere is shown.
   await both.viewer.click('#view-button');
   await both.viewer.click('.menu-item:has-text("Display 2 of 3")');

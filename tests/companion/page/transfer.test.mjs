@@ -36,6 +36,10 @@ pairTest('sends the chosen and the dropped files, and shows what became of them'
   assert.deepEqual(await text(viewer, '.file-name'), ['three', '<b>two</b>', 'one.txt'], 'the newest is on top');
   assert.deepEqual(await host.evaluate(() => globalThis.host.files.map(({ name, bytes }) => [name, bytes])),
     [['one.txt', 200_000], ['<b>two</b>', 0], ['three', 5000]]);
+  await host.evaluate(() => { globalThis.host.savesAs = 'three (1)'; });
+  await drop(viewer, '#stage', ['three']);
+  await until(async () => (await viewer.locator('.file-row[data-state=saved]').count()) === 4, { what: 'the renamed file' });
+  assert.match(await viewer.textContent('.file-row >> nth=0'), /in Downloads on the host as “three \(1\)”/);
   await viewer.click('text=Clear finished');
   assert.equal(await viewer.locator('.file-row').count(), 0);
   assert.ok(await viewer.isVisible('text=No files were sent'));

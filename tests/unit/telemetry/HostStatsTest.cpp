@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <QJsonArray>
+
 #include "main/telemetry/HostStats.h"
 #include "tests/fakes/FakeControlSender.h"
 #include "tests/fakes/FakeDisplays.h"
@@ -102,6 +104,17 @@ TEST_F(HostStatsTest, addsTheFiguresOfTheConnectionWhenThereAreAny) {
   EXPECT_FALSE(message(stats).contains(u"link"));
   link_ = JsonObject{{u"estimateKbps"_s, 1800}};
   EXPECT_EQ(message(stats).value(u"link"), QJsonValue(JsonObject{{u"estimateKbps"_s, 1800}}));
+}
+
+TEST_F(HostStatsTest, namesTheDisplaysWhenThereAreSeveralAndAllHaveNames) {
+  HostStats stats = make();
+  EXPECT_FALSE(message(stats).contains(u"displayNames"));
+  displays_.set({{.id = 1, .name = u"HDMI-1"_s}, {.id = 2, .name = u"DP-2"_s}});
+  EXPECT_EQ(message(stats).value(u"displayNames"), QJsonValue(QJsonArray{u"HDMI-1"_s, u"DP-2"_s}));
+  displays_.set({{.id = 1, .name = u"HDMI-1"_s}, {.id = 2}});
+  EXPECT_FALSE(message(stats).contains(u"displayNames"));
+  displays_.set({{.id = 1, .name = u"HDMI-1"_s}});
+  EXPECT_FALSE(message(stats).contains(u"displayNames"));
 }
 
 TEST_F(HostStatsTest, countsTheDisplaysAtTheMomentOfSending) {

@@ -4,12 +4,14 @@ import { announce } from '../../shell/announce.js';
 import { byId, make, show } from '../../shell/dom.js';
 
 const MAX_DISPLAYS = 32;
+const MAX_NAME = 60;
 // Statistics that were under way when another display was chosen still name the old one.
 const SWITCH_MS = 2000;
 
 export class DisplaysView {
   #onChoice;
   #count = 0;
+  #names = [];
   #current = 0;
   // The display before the last choice, and until when statistics of it are ignored.
   #old = { index: -1, until: 0 };
@@ -28,31 +30,46 @@ export class DisplaysView {
     return this.#current;
   }
 
-  // Hosts send no names.
+  // A desktop may have names, such as "HDMI-1".
   nameOf(index) {
-    return `Display ${index + 1} of ${this.#count}`;
+    const name = this.#names[index];
+    return name ? `${index + 1} of ${this.#count}: ${name}` : `Display ${index + 1} of ${this.#count}`;
   }
 
   // "display_info": shown only when there is something to choose.
   receive({ count, current }) {
     this.#count = Number.isInteger(count) ? Math.min(Math.max(count, 0), MAX_DISPLAYS) : 0;
+    this.#list();
+    this.#show(current);
+    show(byId('display-field'), this.#count > 1);
+  }
+
+  #list() {
     const options = Array.from({ length: this.#count }, (_, index) => {
       const option = make('option', '', this.nameOf(index));
       option.value = String(index);
       return option;
     });
     byId('display').replaceChildren(...options);
-    this.#show(current);
-    show(byId('display-field'), this.#count > 1);
   }
 
   // "host_stats": the display may be changed elsewhere.
-  receiveStats({ capture, displayIndex }) {
+  receiveStats({ capture, displayIndex, displayNames }) {
+    this.#receiveNames(displayNames);
     if (capture !== 'screen' || (displayIndex === this.#old.index && performance.now() < this.#old.until)) return;
     if (displayIndex !== this.#current && this.#isDisplay(displayIndex)) {
       this.#show(displayIndex);
       this.#announce();
     }
+  }
+
+  #receiveNames(given) {
+    const valid = Array.isArray(given) && given.length === this.#count && given.every((name) => typeof name === 'string');
+    const names = valid ? given.map((name) => name.slice(0, MAX_NAME)) : [];
+    if (names.join('\n') === this.#names.join('\n')) return;
+    this.#names = names;
+    this.#list();
+    byId('display').value = String(this.#current);
   }
 
   choose(index) {

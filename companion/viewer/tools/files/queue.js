@@ -132,9 +132,9 @@ export class FileQueue {
     return outcome;
   }
 
-  #ended(entry, { result, reason = '', size = 0 }) {
+  #ended(entry, { result, reason = '', size = 0, savedAs = '' }) {
     const again = entry.attempts < MAX_ATTEMPTS;
-    if (result === 'saved') this.#set(entry, size === entry.size ? { state: 'saved' } : { state: 'short', stored: size });
+    if (result === 'saved') this.#set(entry, size === entry.size ? { state: 'saved', savedAs } : { state: 'short', stored: size });
     else if (result === 'cancelled') this.#set(entry, { state: 'cancelled', whole: entry.state === 'finishing' });
     else if (result === 'lost' && again) this.#set(entry, { ...fresh(), note: 'starts again when the connection is back' });
     else if (reason === 'overloaded' && again) this.#set(entry, { ...fresh(), note: 'the disk of the host is slow, starts again' });

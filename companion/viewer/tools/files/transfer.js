@@ -19,7 +19,11 @@ class Stop extends Error {
 
 const failed = (reason) => new Stop({ result: 'failed', reason });
 
+// File systems have shorter names.
+const MAX_NAME = 255;
+
 export class Transfer {
+  #savedAs = '';
   #channel;
   #file;
   #id;
@@ -61,7 +65,7 @@ export class Transfer {
     return this.#awaiting;
   }
 
-  // Resolves to {result: "saved", size}, {result: "failed", reason}, {result: "lost"} (the connection) or
+  // Resolves to {result: "saved", size, savedAs (the name on the host if it is another one)}, {result: "failed", reason}, {result: "lost"} (the connection) or
   // {result: "cancelled"}. Reasons: those of the host, and "no reply", "unconfirmed", "unreadable".
   async run() {
     const low = () => this.#wake();
@@ -82,6 +86,7 @@ export class Transfer {
   // A control message of the host.
   receive(message) {
     if (message.type === 'pong') this.#pace?.answered(message.t0, performance.now());
+    else if (message.type === 'file_renamed') this.#renamed(message);
     else if (message.id === this.#id) this.#received(message);
     else return;
     this.#wake();
@@ -102,6 +107,11 @@ export class Transfer {
     this.#wake();
   }
 
+  // No reply to anything: it only adds to the one before.
+  #renamed({ id, savedAs }) {
+    if (id === this.#id && typeof savedAs === 'string') this.#savedAs = savedAs.slice(0, MAX_NAME);
+  }
+
   #received(message) {
     if (message.type === 'file_rejected') this.#end({ result: 'failed', reason: String(message.reason) });
     else this.#replies.set(message.type, message);
@@ -115,7 +125,7 @@ export class Transfer {
     await this.#sendContent();
     this.#on.state('finishing');
     const { size } = await this.#ask({ type: 'file_end', id: this.#id }, 'file_saved', SAVED_MS, 'unconfirmed');
-    return { result: 'saved', size: Number.isSafeInteger(size) ? size : 0 };
+    return { result: 'saved', size: Number.isSafeInteger(size) ? size : 0, savedAs: this.#savedAs };
   }
 
   async #ask(message, type, timeout, reason) {

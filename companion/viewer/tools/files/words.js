@@ -54,7 +54,7 @@ export function entryText(entry) {
     case 'finishing':
       return `${sizeText(size)} · sent, the host is storing it`;
     case 'saved':
-      return `${sizeText(size)} · in Downloads on the host`;
+      return `${sizeText(size)} · in Downloads on the host${entry.savedAs ? ` as “${entry.savedAs}”` : ''}`;
     case 'short':
       return `Only ${sizeText(entry.stored)} of ${sizeText(size)} were stored: the disk of the host is full, or failed. What is there cannot be opened.`;
     case 'cancelled':

@@ -71,6 +71,12 @@ TEST_F(IncomingFilesTest, logsTheFinalNameAndAnswersWithTheViewersOwn) {
     end(u"i"_s);
   }
   EXPECT_EQ(names(), (QStringList{u"x (1) (2).pdf"_s, u"x (1).pdf"_s, u"x.pdf"_s}));
+  EXPECT_EQ(replies_[1], saved(u"i"_s, u"x.pdf"_s, 0)) << "a file with the announced name is not renamed";
+  EXPECT_EQ(replies_[6], (JsonObject{{u"type"_s, u"file_renamed"_s},
+                                     {u"id"_s, u"i"_s},
+                                     {u"name"_s, u"x.pdf"_s},
+                                     {u"savedAs"_s, u"x (1) (2).pdf"_s}}));
+  EXPECT_EQ(replies_.size(), 8);
   EXPECT_EQ(log_.lines()[4], u"[file] start id=i name=x (1) (2).pdf size=5"_s);
   EXPECT_EQ(log_.lines()[5], u"[file] saved x.pdf (0/5)"_s);
   EXPECT_EQ(replies_.last(), saved(u"i"_s, u"x.pdf"_s, 0));
