@@ -121,7 +121,11 @@ pageTest('the panel keeps its width and F6 goes round the page', { firefox: true
 
 pageTest('asks for a room when it has none, and keeps the hosts that were named', {}, async () => {
   const page = await context.browser.page();
-  const names = () => page.locator('.host-row-name').allTextContents();
+  // The list is made when the page's modules have been loaded.
+  const names = async () => {
+    await hasState(page, 'connection', 'none');
+    return page.locator('.host-row-name').allTextContents();
+  };
   await page.goto(context.server.address);
   await page.fill('#viewer-name', 'Ada');
   await page.fill('#room', 'a room & more');
