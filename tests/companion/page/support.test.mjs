@@ -257,7 +257,8 @@ pairTest('a report leaves the page as text, as a file and in a window', { firefo
   assert.equal(await viewer.locator('.report-dialog .finding').count(), 3);
   if (context.browser.name === 'chromium') await assertAccessible(viewer, { context: '.report-dialog' });
   await viewer.keyboard.press('Escape');
-  assert.equal(await viewer.locator('.report-dialog').count(), 0);
+  // A dialog reports its end a moment later.
+  await until(async () => (await viewer.locator('.report-dialog').count()) === 0, { what: 'the end of the window' });
   assert.equal(await viewer.evaluate(() => document.activeElement.textContent), 'Enlarge');
 });
 
