@@ -30,9 +30,10 @@ inline bool becomesTrue(const std::function<bool()>& condition) {
 inline bool isAlive(qint64 pid) {
   QFile stat(QStringLiteral("/proc/%1/stat").arg(pid));
   if (!stat.open(QIODevice::ReadOnly)) return false;
+  // Empty for a process that has ended since the file was opened.
   const QByteArray text = stat.readAll();
-  const char state = text.mid(text.lastIndexOf(')') + 2, 1).at(0);
-  return state != 'Z' && state != 'X';
+  const QByteArray state = text.mid(text.lastIndexOf(')') + 2, 1);
+  return !state.isEmpty() && state != "Z" && state != "X";
 }
 
 // Expects that repeated calls of `run` leave no open file and no process behind.
