@@ -5,7 +5,6 @@
 #include <api/call/call_factory_interface.h>
 #include <api/field_trials.h>
 #include <api/peer_connection_interface.h>
-#include <api/task_queue/default_task_queue_factory.h>
 #include <api/video_codecs/builtin_video_decoder_factory.h>
 #include <media/engine/webrtc_media_engine.h>
 #include <modules/audio_device/include/audio_device.h>
@@ -16,6 +15,7 @@
 #include "main/rtc/LargeBufferSocketServer.h"
 #include "main/rtc/LibPeerConnection.h"
 #include "main/rtc/SctpTransports.h"
+#include "main/rtc/TaskQueues.h"
 
 namespace vantora {
 namespace {
@@ -79,7 +79,7 @@ class WebRtcRuntime final : public PeerConnectionFactory {
     dependencies.network_thread = network_.get();
     dependencies.worker_thread = worker_.get();
     dependencies.signaling_thread = signalling_.get();
-    dependencies.task_queue_factory = webrtc::CreateDefaultTaskQueueFactory();
+    dependencies.task_queue_factory = makeTaskQueues();
     dependencies.call_factory = webrtc::CreateCallFactory();
     dependencies.trials = std::make_unique<webrtc::FieldTrials>(kFieldTrials);
 
