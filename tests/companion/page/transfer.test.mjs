@@ -97,6 +97,35 @@ pairTest('says why a file was not taken', {}, async (both) => {
   assert.ok(await viewer.evaluate(() => document.activeElement.ariaLabel === 'Send again: a'), 'the focus is lost');
 });
 
+pairTest('what is dropped beside a text field does not lead away from the session', { firefox: true }, async ({ viewer, host }) => {
+  // What the browser would do by itself with a link that is dragged over `selector`.
+  const dragLink = (selector) => viewer.evaluate((selector) => {
+    const dataTransfer = new DataTransfer();
+    dataTransfer.setData('text/uri-list', 'http://127.0.0.1:9/');
+    const fire = (type) => document.querySelector(selector).dispatchEvent(
+      new DragEvent(type, { dataTransfer, bubbles: true, cancelable: true }));
+    return ['dragenter', 'dragover', 'drop'].map((type) => (fire(type) ? 'left to the browser' : 'taken'));
+  }, selector);
+  await viewer.click('#chat-button');
+  await viewer.waitForSelector('#chat-input');
+  for (const place of ['#stage', '#bar', '#dock-title', '#rail']) assert.deepEqual(await dragLink(place), ['taken', 'taken', 'taken'], place);
+  assert.ok(!(await dragLink('#chat-input')).includes('taken'), 'a text field takes texts');
+  assert.ok(await viewer.isHidden('.drop-target'));
+
+  // With the mouse: an address from the chat, and the image of the tool bar, which is a file to the browser.
+  await host.evaluate(() => globalThis.host.signal({ type: 'chat_send', text: 'see http://127.0.0.1:9/elsewhere' }));
+  await viewer.waitForSelector('.chat-text a');
+  const here = viewer.url();
+  for (const source of ['.chat-text a', '#host-button img']) {
+    await viewer.dragAndDrop(source, '#stage');
+    assert.ok(await viewer.isHidden('.drop-target'));
+  }
+  assert.equal(await viewer.evaluate(() => vantora.app.connection.state), 'connected');
+  assert.equal(viewer.url(), here);
+  assert.equal(viewer.context().pages().length, 1);
+  assert.equal(await viewer.locator('.file-row').count(), 0);
+});
+
 // What the browser lets the tests read; Firefox has no such permission, and its profile for tests asks nobody.
 const permit = (viewer) => viewer.context().grantPermissions(['clipboard-read', 'clipboard-write']).catch(() => {});
 const own = (viewer) => viewer.evaluate(() => navigator.clipboard.readText());

@@ -1,5 +1,5 @@
-// Files that are dropped on the page go to the host, wherever they land: without this the browser would leave the
-// session to show them.
+// Files that are dropped on the page go to the host, wherever they land. Texts and links are for text fields, and
+// nowhere else. Without this the browser would leave the session to show what was dropped.
 
 import { make, show } from '../../shell/dom.js';
 
@@ -18,6 +18,12 @@ export function droppedFiles(transfer) {
 
 const carriesFiles = (event) => Boolean(event.dataTransfer?.types.includes('Files'));
 
+const TEXT_FIELDS = 'textarea, input:not([type=checkbox], [type=radio], [type=file], [type=button], [type=submit])';
+
+const takesText = (element) => Boolean(element.closest?.(TEXT_FIELDS)?.matches(':enabled:read-write'));
+
+const isForeign = (event) => !carriesFiles(event) && !takesText(event.target);
+
 // `take({files, folders})` gets what was dropped.
 export function initDrop(area, take) {
   const target = make('div', 'drop-target');
@@ -32,6 +38,7 @@ export function initDrop(area, take) {
     document.body.classList.remove('dropping');
   };
   window.addEventListener('dragenter', (event) => {
+    if (isForeign(event)) event.preventDefault();
     if (!carriesFiles(event)) return;
     event.preventDefault();
     inside = event.target;
@@ -40,11 +47,13 @@ export function initDrop(area, take) {
   });
   window.addEventListener('dragleave', (event) => event.target === inside && end());
   window.addEventListener('dragover', (event) => {
-    if (!carriesFiles(event)) return;
+    const files = carriesFiles(event);
+    if (!files && !isForeign(event)) return;
     event.preventDefault();
-    event.dataTransfer.dropEffect = 'copy';
+    event.dataTransfer.dropEffect = files ? 'copy' : 'none';
   });
   window.addEventListener('drop', (event) => {
+    if (isForeign(event)) event.preventDefault();
     if (!carriesFiles(event)) return;
     event.preventDefault();
     end();
