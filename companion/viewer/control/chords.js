@@ -2,7 +2,7 @@
 // shortcuts. Pure.
 
 import { ACTUAL, FIT } from '../picture/layout.js';
-import { NO_MODIFIERS } from './keys.js';
+import { NO_MODIFIERS, modifiersOf } from './keys.js';
 
 const key = (text, detail, code, ...mods) => ({
   text,
@@ -46,9 +46,11 @@ const PAGE_KEYS = new Map([
   ...Array.from({ length: 9 }, (_, index) => [`Digit${index + 1}`, { display: index }]),
 ]);
 
-// What a key event asks the page for: {display} from 0, {displayStep}, {size}, {zoom} or {pan}; else null.
-export function pageShortcut({ code, ctrlKey, altKey, shiftKey, metaKey }) {
-  return ctrlKey && altKey && shiftKey && !metaKey ? (PAGE_KEYS.get(code) ?? null) : null;
+// What a key event asks the page for: {display} from 0, {displayStep}, {size}, {zoom} or {pan}; else null. AltGr is not
+// Ctrl+Alt, although Windows reports it like that. options: those of modifiersOf().
+export function pageShortcut(event, options) {
+  const { ctrl, alt, shift, meta } = modifiersOf(event, options);
+  return ctrl && alt && shift && !meta ? (PAGE_KEYS.get(event.code) ?? null) : null;
 }
 
 export const SHORTCUT_PREFIX = 'Ctrl+Alt+Shift+';

@@ -4,7 +4,7 @@ import { byId, make } from '../shell/dom.js';
 import { focusNextRegion } from '../shell/regions.js';
 import { pageShortcut } from './chords.js';
 import { KeyStrip } from './key-strip.js';
-import { KeyboardForwarder } from './keyboard.js';
+import { KeyboardForwarder, isMac } from './keyboard.js';
 import { addKeysMenu } from './keys-menu.js';
 import { PointerForwarder } from './pointer.js';
 import { TextField } from './text-field.js';
@@ -111,7 +111,7 @@ export class Input {
   }
 
   #shortcut(event, view, displays) {
-    const wanted = pageShortcut(event);
+    const wanted = pageShortcut(event, { mac: isMac() });
     if (!wanted) return;
     event.preventDefault();
     event.stopPropagation();

@@ -96,6 +96,6 @@ function isLoneModifier({ code, altKey, ctrlKey, metaKey, shiftKey }) {
   return LONE_MODIFIERS.has(code) && !ctrlKey && !shiftKey && !(altKey && metaKey);
 }
 
-function isMac() {
+export function isMac() {
   return /mac|iphone|ipad/i.test(navigator.userAgentData?.platform ?? navigator.platform ?? '');
 }

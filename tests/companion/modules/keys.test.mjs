@@ -108,12 +108,14 @@ test('the menu has keys that the host knows, and the page shortcuts of its own',
     assert.equal(message.type, 'key_press');
   }
   assert.deepEqual(HOST_KEYS[0].message.mods, { ...none, alt: true });
-  const chord = { ctrlKey: true, altKey: true, shiftKey: true, metaKey: false };
-  assert.deepEqual(pageShortcut({ ...chord, code: 'Digit3' }), { display: 2 });
-  assert.deepEqual(pageShortcut({ ...chord, code: 'PageUp' }), { displayStep: -1 });
-  assert.equal(pageShortcut({ ...chord, code: 'KeyA' }), null);
-  assert.equal(pageShortcut({ ...chord, shiftKey: false, code: 'Digit3' }), null);
-  assert.equal(pageShortcut({ ...chord, metaKey: true, code: 'Digit3' }), null);
+  const chord = { ctrlKey: true, altKey: true, shiftKey: true };
+  assert.deepEqual(pageShortcut(event('Digit3', '#', chord)), { display: 2 });
+  assert.deepEqual(pageShortcut(event('PageUp', 'PageUp', chord)), { displayStep: -1 });
+  assert.equal(pageShortcut(event('KeyA', 'A', chord)), null);
+  assert.equal(pageShortcut(event('Digit3', '3', { ...chord, shiftKey: false })), null);
+  assert.equal(pageShortcut(event('Digit3', '#', { ...chord, metaKey: true })), null);
+  assert.equal(pageShortcut(event('Digit3', '³', chord, ['AltGraph'])), null, 'AltGr and Shift on Windows');
+  assert.deepEqual(pageShortcut(event('Digit3', '‹', chord, ['AltGraph']), { mac: true }), { display: 2 }, 'Option on a Mac');
 });
 
 test('cuts a text between characters', () => {
