@@ -48,6 +48,22 @@ export function codeOfCharacter(text) {
   return text === ' ' ? 'Space' : '';
 }
 
+// By key: what it types alone and with Shift.
+const SIGNS = {
+  Backquote: '`~', Minus: '-_', Equal: '=+', BracketLeft: '[{', BracketRight: ']}', Backslash: '\\|', Semicolon: ';:',
+  Quote: '\'"', Comma: ',<', Period: '.>', Slash: '/?',
+  ...Object.fromEntries([...')!@#$%^&*('].map((sign, digit) => [`Digit${digit}`, `${digit}${sign}`])),
+};
+
+// The key that types `text` on a US keyboard, {code, shift}, for a chord with a keyboard that names no positions; null
+// when it has none. Letters are without Shift: keyboards on a screen begin with a capital.
+export function chordKeyOf(text) {
+  const code = codeOfCharacter(text);
+  if (code) return { code, shift: false };
+  const found = text.length === 1 ? Object.entries(SIGNS).find(([, signs]) => signs.includes(text)) : undefined;
+  return found ? { code: found[0], shift: found[1].indexOf(text) === 1 } : null;
+}
+
 // The modifiers of an event as the host is to see them. With `mac`, Option is Alt.
 export function modifiersOf(event, { mac = false } = {}) {
   const altgr = !mac && (event.getModifierState?.('AltGraph') ?? false);

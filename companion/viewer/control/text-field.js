@@ -1,7 +1,7 @@
 // An invisible text field on the picture: keyboards on a screen, input methods and dead keys need one. What arrives in
 // it is typed on the host.
 
-import { NO_MODIFIERS, codeOfCharacter } from './keys.js';
+import { NO_MODIFIERS, chordKeyOf } from './keys.js';
 import { pieces } from './typing.js';
 
 // The host's limit for a message, in code points.
@@ -55,12 +55,13 @@ export class TextField {
     const chosen = this.#strip.takeModifiers();
     const press = (code, more = {}) => this.#send({ type: 'key_press', code, mods: { ...NO_MODIFIERS, ...more, ...chosen } });
     const deletion = DELETIONS.get(inputType);
+    const chord = chosen && chordKeyOf(text);
     if (deletion) {
       press(...deletion);
     } else if (text === '\n') {
       press('Enter');
-    } else if (chosen && codeOfCharacter(text)) {
-      press(codeOfCharacter(text));
+    } else if (chord) {
+      press(chord.code, { shift: chord.shift });
     } else {
       for (const piece of pieces(text, MAX_TEXT)) this.#send({ type: 'type_text', text: piece });
     }

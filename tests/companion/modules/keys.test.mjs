@@ -2,7 +2,7 @@
 import assert from 'node:assert/strict';
 import { test } from 'node:test';
 import { HOST_KEYS, pageShortcut } from '../../../companion/viewer/control/chords.js';
-import { KNOWN_CODES, PRESS_CODES, keystrokeOf, modifiersOf } from '../../../companion/viewer/control/keys.js';
+import { KNOWN_CODES, PRESS_CODES, chordKeyOf, keystrokeOf, modifiersOf } from '../../../companion/viewer/control/keys.js';
 import { resultText } from '../../../companion/viewer/control/type-card.js';
 import { TextTyping, pieces } from '../../../companion/viewer/control/typing.js';
 
@@ -100,6 +100,21 @@ test('by character, what is typed goes as text, a shortcut by its letter, and th
   assert.deepEqual(keystrokeOf(event('KeyW', 'z', { ctrlKey: true })), { code: 'KeyW', mods: { ...none, ctrl: true } });
   assert.deepEqual(keystrokeOf(event('Enter', 'Enter'), options), { code: 'Enter', mods: none });
   assert.deepEqual(keystrokeOf(event('Space', ' '), options), { code: 'Space', mods: none });
+});
+
+test('a chord of a keyboard on a screen has the key that types the character', () => {
+  const key = (text) => {
+    const found = chordKeyOf(text);
+    return found && `${found.shift ? 'Shift+' : ''}${found.code}`;
+  };
+  assert.deepEqual([...'dD0 -+='].map(key), ['KeyD', 'KeyD', 'Digit0', 'Space', 'Minus', 'Shift+Equal', 'Equal']);
+  assert.deepEqual([...'`?\\|\'"!)'].map(key),
+    ['Backquote', 'Shift+Slash', 'Backslash', 'Shift+Backslash', 'Quote', 'Shift+Quote', 'Shift+Digit1', 'Shift+Digit0']);
+  for (const text of ['', 'é', '--', '😀']) assert.equal(key(text), null, text);
+  for (let code = 0x21; code < 0x7f; code++) {
+    const { code: name } = chordKeyOf(String.fromCharCode(code));
+    assert.ok(KNOWN_CODES.has(name) || PRESS_CODES.has(name), name);
+  }
 });
 
 test('the menu has keys that the host knows, and the page shortcuts of its own', () => {
