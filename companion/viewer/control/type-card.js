@@ -13,6 +13,14 @@ const REFUSALS = new Map([
   ['too many', 'the host still types other texts. Try again in a moment'],
 ]);
 
+// What there is to type, for the line below the field. `active`: the viewer is in control.
+export function countText(length, active) {
+  const count = `${number(length)} ${length === 1 ? 'character' : 'characters'}`;
+  if (length > MAX_LENGTH) return `${count}: at most ${number(MAX_LENGTH)} can be typed. Send the text as a file or by the clipboard.`;
+  if (!active) return 'Take control to type.';
+  return length === 0 ? 'Typed where the host has its cursor.' : count;
+}
+
 // What the state of a typing means to the viewer, see TextTyping.
 export function resultText({ state, typed, length, reason }) {
   const count = `${number(typed)} of ${number(length)} characters`;
@@ -25,6 +33,8 @@ export function resultText({ state, typed, length, reason }) {
       return `Typed ${count}; then ${REFUSALS.get(reason) ?? `the host said: ${reason}`}.`;
     case 'silent':
       return `Typed ${count}; the host does not answer. It may be too old for this: use the clipboard instead.`;
+    case 'stopping':
+      return `Stopping… ${count}`;
     case 'stopped':
       return `Stopped after ${count}.`;
     default:
@@ -41,6 +51,8 @@ export class TypeCard {
   #result = make('p', 'panel-note');
   #submit = make('button', 'button primary', 'Type it');
   #stop;
+  // Of the last text, see TextTyping.
+  #progress = null;
 
   constructor(app, parent) {
     this.#app = app;
@@ -48,7 +60,7 @@ export class TypeCard {
     this.#typing = new TextTyping(send, (progress) => this.#show(progress));
     app.on('message', (message) => message.type === 'text_typed' && this.#typing.receive(message));
     app.on('control', (state) => {
-      if (state !== 'on') this.#typing.stop('lost');
+      if (state !== 'on') this.#typing.lose();
       this.#refresh();
     });
     this.#fill();
@@ -58,6 +70,7 @@ export class TypeCard {
 
   open() {
     show(this.#card, true);
+    if (this.#typing.busy) this.#result.textContent = resultText(this.#progress);
     this.#text.focus();
     this.#text.select();
   }
@@ -85,7 +98,6 @@ export class TypeCard {
     head.append(label, makeButton(look, () => this.#close()));
     this.#text.id = 'type-text';
     this.#text.rows = 4;
-    this.#text.maxLength = MAX_LENGTH;
     this.#text.spellcheck = false;
     this.#text.setAttribute('aria-describedby', 'type-count');
     this.#text.addEventListener('input', () => this.#refresh());
@@ -99,7 +111,7 @@ export class TypeCard {
     this.#card.append(head, this.#text, this.#result, buttons);
     this.#card.addEventListener('submit', (event) => {
       event.preventDefault();
-      this.#typing.start(this.#text.value);
+      if (!this.#submit.disabled) this.#typing.start(this.#text.value);
     });
     this.#card.addEventListener('keydown', (event) => {
       if (event.key === 'Escape' && !event.isComposing) {
@@ -113,8 +125,10 @@ export class TypeCard {
   }
 
   #show(progress) {
-    this.#result.textContent = resultText(progress);
-    const isGood = ['busy', 'done', 'stopped'].includes(progress.state);
+    this.#progress = progress;
+    // Of a text that was closed nobody wants to know later.
+    this.#result.textContent = this.#card.hidden ? '' : resultText(progress);
+    const isGood = ['busy', 'done', 'stopping', 'stopped'].includes(progress.state);
     this.#result.classList.toggle('bad', !isGood || (progress.state === 'done' && progress.typed < progress.length));
     this.#refresh();
   }
@@ -122,12 +136,16 @@ export class TypeCard {
   #refresh() {
     const length = lengthOf(this.#text.value);
     const { active } = this.#app.control;
-    if (!active) this.#count.textContent = 'Take control to type.';
-    else if (length === 0) this.#count.textContent = 'Typed where the host has its cursor.';
-    else this.#count.textContent = `${number(length)} ${length === 1 ? 'character' : 'characters'}`;
-    show(this.#stop, this.#typing.busy);
-    show(this.#submit, !this.#typing.busy);
-    this.#submit.disabled = !active || length === 0;
-    this.#text.readOnly = this.#typing.busy;
+    const tooLong = length > MAX_LENGTH;
+    this.#count.textContent = countText(length, active);
+    this.#count.classList.toggle('bad', tooLong);
+    this.#text.setAttribute('aria-invalid', String(tooLong));
+    const { busy } = this.#typing;
+    const losesFocus = document.activeElement === (busy ? this.#submit : this.#stop);
+    show(this.#stop, busy);
+    show(this.#submit, !busy);
+    this.#submit.disabled = !active || length === 0 || tooLong;
+    this.#text.readOnly = busy;
+    if (losesFocus) (busy ? this.#stop : this.#text).focus();
   }
 }

@@ -18,7 +18,12 @@ export function pieces(text, limit = MAX_PIECE) {
   return result;
 }
 
-export const lengthOf = (text) => [...text].length;
+// In code points.
+export function lengthOf(text) {
+  let length = 0;
+  for (const character of text) if (character) length += 1;
+  return length;
+}
 
 export class TextTyping {
   #send;
@@ -26,13 +31,18 @@ export class TextTyping {
   #queue = [];
   #id = '';
   #piece = 0;
+  #stopping = false;
+  // The piece that was under way when control ended.
+  #lost = '';
   #timer = 0;
   #typed = 0;
+  #sent = 0;
   #length = 0;
 
   // send(message): returns whether it went to the host. on({state, typed, length, reason}): state is "busy", "done" (as
-  // far as the host has means), "refused" (by the host, with its reason), "silent" (it does not answer), "stopped" or
-  // "lost" (not sent, or the connection or control ended); typed and length in code points.
+  // far as the host has means), "refused" (by the host, with its reason), "silent" (it does not answer), "stopping" (the
+  // piece under way is still typed), then "stopped", or "lost" (not sent, or the connection or control ended: told again
+  // when the host says what it had typed until then); typed and length in code points.
   constructor(send, on) {
     this.#send = send;
     this.#on = on;
@@ -46,30 +56,43 @@ export class TextTyping {
     if (this.busy) return;
     this.#queue = pieces(text);
     this.#typed = 0;
+    this.#sent = 0;
     this.#length = lengthOf(this.#queue.join(''));
     if (this.#queue.length > 0) this.#next();
   }
 
   // What was sent already is typed; nothing more is.
-  stop(state = 'stopped') {
-    if (this.busy) this.#end(state);
+  stop() {
+    if (!this.busy || this.#stopping) return;
+    this.#stopping = true;
+    this.#queue = [];
+    this.#tell('stopping');
+  }
+
+  // Control has ended, and with it the piece under way.
+  lose() {
+    if (!this.busy) return;
+    const id = this.#id;
+    this.#end('lost');
+    this.#lost = id;
   }
 
   // "text_typed" of the host.
   receive({ id, typed, reason }) {
-    if (!this.busy || id !== this.#id) return;
-    const count = Number.isInteger(typed) ? Math.min(Math.max(typed, 0), this.#piece) : 0;
-    this.#typed += count;
-    if (reason === 'control ended') this.#end('lost');
+    if (!id || (id !== this.#id && id !== this.#lost)) return;
+    this.#typed += Number.isInteger(typed) ? Math.min(Math.max(typed, 0), this.#piece) : 0;
+    if (id === this.#lost || reason === 'control ended') this.#end('lost');
     else if (typeof reason === 'string') this.#end('refused', reason.slice(0, MAX_REASON));
     else if (this.#queue.length > 0) this.#next();
-    else this.#end('done');
+    else this.#end(this.#stopping && this.#sent < this.#length ? 'stopped' : 'done');
   }
 
   #next() {
     const text = this.#queue.shift();
     this.#id = `text-${++lastId}`;
+    this.#lost = '';
     this.#piece = lengthOf(text);
+    this.#sent += this.#piece;
     clearTimeout(this.#timer);
     if (!this.#send({ type: 'type_text', text, id: this.#id })) {
       this.#end('lost');
@@ -83,6 +106,8 @@ export class TextTyping {
     clearTimeout(this.#timer);
     this.#queue = [];
     this.#id = '';
+    this.#lost = '';
+    this.#stopping = false;
     this.#tell(state, reason);
   }
 

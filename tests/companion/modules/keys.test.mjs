@@ -3,7 +3,7 @@ import assert from 'node:assert/strict';
 import { test } from 'node:test';
 import { HOST_KEYS, pageShortcut } from '../../../companion/viewer/control/chords.js';
 import { KNOWN_CODES, PRESS_CODES, chordKeyOf, keystrokeOf, modifiersOf } from '../../../companion/viewer/control/keys.js';
-import { resultText } from '../../../companion/viewer/control/type-card.js';
+import { countText, resultText } from '../../../companion/viewer/control/type-card.js';
 import { TextTyping, pieces } from '../../../companion/viewer/control/typing.js';
 
 const none = { shift: false, ctrl: false, alt: false, meta: false };
@@ -194,15 +194,40 @@ test('a text ends with control, when the viewer stops it, and when nobody answer
   const stopped = typing();
   stopped.machine.start('x'.repeat(900));
   stopped.machine.stop();
-  stopped.answer({ typed: 400 });
-  assert.equal(stopped.told.at(-1).state, 'stopped');
+  stopped.machine.stop();
+  stopped.answer({ typed: 390 });
+  assert.deepEqual(stopped.told.map(({ state, typed }) => `${state} ${typed}`), ['busy 0', 'stopping 0', 'stopped 390'],
+    'the piece under way is typed');
   assert.equal(stopped.sent.length, 1);
+  stopped.machine.start('abc');
+  stopped.machine.stop();
+  stopped.answer({ typed: 3 });
+  assert.deepEqual([stopped.told.at(-1).state, stopped.told.at(-1).typed], ['done', 3], 'too late');
+  stopped.machine.start('abc');
+  stopped.machine.stop();
+  t.mock.timers.tick(60000);
+  assert.equal(stopped.told.at(-1).state, 'silent');
   let open = true;
   const lost = typing({ sends: () => open });
   lost.machine.start('x'.repeat(900));
   open = false;
   lost.answer({ typed: 400 });
   assert.deepEqual([lost.told.at(-1).state, lost.told.at(-1).typed], ['lost', 400]);
+  // What the host says after the end of control still counts, once, and not to the next text.
+  const ended = typing();
+  ended.machine.start('x'.repeat(900));
+  ended.answer({ typed: 400 });
+  ended.machine.lose();
+  assert.deepEqual([ended.told.at(-1).state, ended.told.at(-1).typed, ended.machine.busy], ['lost', 400, false]);
+  ended.answer({ id: '', typed: 5 });
+  for (let times = 0; times < 2; times++) ended.answer({ typed: 30, reason: 'control ended' });
+  assert.deepEqual([ended.told.at(-1).state, ended.told.at(-1).typed], ['lost', 430]);
+  ended.machine.start('abc');
+  const { id } = ended.sent.at(-1);
+  ended.machine.lose();
+  ended.machine.start('def');
+  ended.machine.receive({ id, typed: 3 });
+  assert.deepEqual([ended.told.at(-1).state, ended.told.at(-1).typed], ['busy', 0]);
   const silent = typing();
   silent.machine.start('abc');
   t.mock.timers.tick(60000);
@@ -211,8 +236,17 @@ test('a text ends with control, when the viewer stops it, and when nobody answer
 
 test('says in words how a text ended', () => {
   const said = (state, more = {}) => resultText({ state, typed: 3, length: 1500, reason: '', ...more });
+  assert.equal(said('stopping'), 'Stopping… 3 of 1,500 characters');
   assert.equal(said('busy'), 'Typing… 3 of 1,500 characters');
   assert.equal(said('done'), 'Typed 3 of 1,500 characters; the host has no way to type the others.');
   assert.equal(said('refused', { reason: 'too many' }), 'Typed 3 of 1,500 characters; then the host still types other texts. Try again in a moment.');
   assert.equal(said('refused', { reason: 'odd' }), 'Typed 3 of 1,500 characters; then the host said: odd.');
+});
+
+test('says how much there is to type, and that it is too much', () => {
+  assert.equal(countText(0, true), 'Typed where the host has its cursor.');
+  assert.equal(countText(1, true), '1 character');
+  assert.equal(countText(100_000, true), '100,000 characters');
+  assert.equal(countText(5, false), 'Take control to type.');
+  assert.match(countText(100_001, false), /^100,001 characters: at most 100,000 can be typed\./);
 });

@@ -207,10 +207,35 @@ pairTest('types a long text in pieces and says how far it came', { firefox: true
   assert.equal((await receivedMessages(both.host, 'type_text')).map((message) => message.text).join(''), text);
   assert.equal((await receivedMessages(both.host, 'type_text')).length, 2);
 
+  // Of a longer text nothing is cut off.
+  await both.viewer.fill('#type-text', 'y'.repeat(100_001));
+  assert.match(await both.viewer.textContent('#type-count'), /^100,001 characters: at most 100,000/);
+  await both.viewer.press('#type-text', 'Control+Enter');
+  assert.ok(await both.viewer.isDisabled('text=Type it'));
+  assert.equal((await receivedMessages(both.host, 'type_text')).length, 2);
+
   await both.host.evaluate(() => Object.assign(globalThis.host, { typesAtMost: 3, typingReason: 'desktop unavailable' }));
   await both.viewer.fill('#type-text', 'hello');
   await both.viewer.press('#type-text', 'Control+Enter');
   await result('Typed 3 of 5 characters; then the desktop of the host is not available at the moment.');
+
+  // The piece under way when the viewer stops counts; the keyboard focus stays on the card.
+  await both.host.evaluate(() => {
+    const { typed } = globalThis.host;
+    globalThis.host.typed = (message) => (globalThis.host.answer = () => typed.call(globalThis.host, message));
+  });
+  await both.viewer.fill('#type-text', 'z'.repeat(900));
+  await both.viewer.press('text=Type it', 'Enter');
+  await both.viewer.keyboard.press('Enter');
+  await result('Stopping… 0 of 900 characters');
+  await untilReceived(both.host, 'type_text', 4);
+  await both.host.evaluate(() => {
+    Object.assign(globalThis.host, { typesAtMost: undefined });
+    globalThis.host.answer();
+  });
+  await result('Stopped after 400 of 900 characters.');
+  assert.equal(await focused(both.viewer), 'type-text');
+  await both.viewer.fill('#type-text', 'hello');
 
   // Without control it says so, keeps the text, and goes on after it.
   await both.host.evaluate(() => { globalThis.host.typed = () => {}; });
