@@ -15,7 +15,7 @@ const SMALLEST_MESSAGE_LIMIT = 65536;
 //   'connection' ({state, detail})   see Session
 //   'figures' (figures or null)      of the received video, once a second, see stats.js
 //   'clipboard' (content)   of the host: {text}, or {length, limit} of one that is too long
-//   'clipboard-progress' (share)   of a long text of the host that arrives, 0 to 1
+//   'clipboard-progress' (share)   of a long text of the host that arrives, 0 to 1; null: it was broken off
 //   'files-refused' ({folders, refused})   what of a drop is not sent
 //   'replaced' ()           there is another peer connection
 //   'people' ({names, you}) the viewers in the room have changed, see Session

@@ -211,6 +211,39 @@ test('tells how much of a long text has come and gone', async () => {
   assert.equal(received.at(-1), 1);
 });
 
+test('says that the rest of a long text will not come', (t) => {
+  t.mock.timers.enable({ apis: ['setTimeout'] });
+  const told = [];
+  const texts = [];
+  const clipboard = new HostClipboard({ channel: () => null, limit: () => LIMIT },
+    { text: (text) => texts.push(text), tooLarge: () => {}, progress: (share) => told.push(share) });
+  const receive = (...pieces) => pieces.forEach((piece) => clipboard.receive(piece));
+  const [first, second, ...rest] = piecesOf(AWKWARD, 300);
+  // Left alone, with all that ends the wait.
+  receive(first);
+  t.mock.timers.tick(14000);
+  receive(second);
+  t.mock.timers.tick(14000);
+  assert.equal(told.includes(null), false);
+  t.mock.timers.tick(1000);
+  assert.deepEqual(told.splice(0).slice(2), [null]);
+  receive(...rest);
+  assert.deepEqual(told, [], 'nothing is under way');
+  // A piece that does not fit.
+  receive(first, rest[0]);
+  assert.deepEqual(told.splice(0).slice(1), [null]);
+  // Another text in its place.
+  receive(first, ...piecesOf(AWKWARD, 300, 2));
+  assert.equal(told.at(-1), 1);
+  assert.equal(told.includes(null), false);
+  for (const end of [{ type: 'clipboard_sync', text: 'newer' }, { type: 'clipboard_too_large', length: 2, limit: 1 }]) receive(first, end);
+  receive(first);
+  clipboard.setReady(false);
+  t.mock.timers.tick(60000);
+  assert.equal(told.includes(null), false);
+  assert.deepEqual(texts, [AWKWARD, 'newer']);
+});
+
 test('knows when the desktop of the host has a text', async (t) => {
   t.mock.timers.enable({ apis: ['setTimeout'] });
   for (const end of [

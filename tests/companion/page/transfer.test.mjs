@@ -169,6 +169,11 @@ pairTest('texts are sent and fetched by hand', {}, async (both) => {
   await until(async () => (await receivedMessages(host, 'clipboard_set')).at(-1).text === 'mine', { what: 'the own text' });
   await sendFromHost(both, { type: 'clipboard_too_large', length: 20_000_000, limit: 10_485_760 });
   await until(() => viewer.isVisible('text=20.0 MB, at most 10.5 MB'), { what: 'the refusal' });
+  const piece = { type: 'clipboard_sync', id: 1, parts: 3, length: 12, text: 'half' };
+  await sendFromHost(both, { ...piece, part: 0 });
+  await until(() => viewer.isVisible('text=Receiving… 33 %'), { what: 'the progress' });
+  await sendFromHost(both, { ...piece, part: 2 });
+  await until(() => viewer.isVisible('text=The host did not send all of its text.'), { what: 'the end' });
   await viewer.click(inStep);
   await assertAccessible(viewer, { context: '#dock' });
   await viewer.click(inStep);

@@ -9,6 +9,8 @@ const MAX_PIECE_MESSAGE = 64 * 1024;
 const ENVELOPE = 200;
 // Bytes that may wait in the browser before the next piece is sent.
 const MAX_WAITING = 256 * 1024;
+// When nothing more of a text arrives for this long, the host has broken it off.
+const MAX_PAUSE_MS = 15000;
 // How long a text that the host took may need until its desktop has it.
 const MAX_SETTLE_MS = 2000;
 
@@ -107,6 +109,7 @@ export class HostClipboard {
   #way;
   #on;
   #incoming = new TextAssembler();
+  #pause = 0;
   #watching = false;
   #transfers = 0;
   // The text that is being set: {id, req, progress(share), end(outcome)}.
@@ -115,7 +118,7 @@ export class HostClipboard {
 
   // way.channel(): the open reliable channel, or null; way.limit(): bytes of the longest message that the host accepts.
   // on.text(text): what is on the host's clipboard; on.tooLarge({length, limit}): it has more bytes than can be sent;
-  // on.progress(share), optional: of a long text that arrives.
+  // on.progress(share), optional: of a long text that arrives; null when the rest of it will not come.
   constructor(way, on) {
     this.#way = way;
     this.#on = on;
@@ -165,7 +168,7 @@ export class HostClipboard {
     if (ready) {
       if (this.#watching) this.watch(true);
     } else {
-      this.#incoming.drop();
+      this.#dropIncoming();
       this.#end('closed');
       this.#endSettling();
     }
@@ -180,14 +183,39 @@ export class HostClipboard {
 
   #received(message) {
     if (Number.isInteger(message.parts)) {
-      const whole = this.#incoming.take(message);
-      this.#on.progress?.(whole === null ? this.#incoming.share : 1);
-      if (whole !== null) this.#on.text(whole);
+      this.#receivedPiece(message);
     } else if (typeof message.text === 'string') {
-      this.#incoming.drop();
+      this.#dropIncoming();
       this.#endSettling();
       this.#on.text(message.text);
     }
+  }
+
+  #receivedPiece(message) {
+    const before = this.#incoming.share;
+    const whole = this.#incoming.take(message);
+    const { share } = this.#incoming;
+    if (whole !== null) {
+      clearTimeout(this.#pause);
+      this.#on.progress?.(1);
+      this.#on.text(whole);
+    } else if (share > 0 && share !== before) {
+      clearTimeout(this.#pause);
+      this.#pause = setTimeout(() => this.#breakOff(), MAX_PAUSE_MS);
+      this.#on.progress?.(share);
+    } else if (before > 0 && share === 0) {
+      this.#breakOff();
+    }
+  }
+
+  #breakOff() {
+    this.#dropIncoming();
+    this.#on.progress?.(null);
+  }
+
+  #dropIncoming() {
+    clearTimeout(this.#pause);
+    this.#incoming.drop();
   }
 
   // With an id it is the viewer's own text that is too long for the host.
@@ -198,7 +226,7 @@ export class HostClipboard {
     }
     // The answer to settled(), for which no text was wanted.
     if (this.#settling && limit < MAX_TEXT_BYTES) return this.#endSettling();
-    this.#incoming.drop();
+    this.#dropIncoming();
     this.#on.tooLarge({ length, limit });
   }
 

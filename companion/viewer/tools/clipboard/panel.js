@@ -3,7 +3,7 @@
 import { make, makeButton, show } from '../../shell/dom.js';
 import { clipboardObstacle, readOwnText, writeOwnText } from './access.js';
 import { utf8Length } from './clipboard.js';
-import { NO_ANSWER, OFFLINE, OUTCOMES, countText, tooLargeText } from './words.js';
+import { BROKEN_OFF, NO_ANSWER, OFFLINE, OUTCOMES, countText, tooLargeText } from './words.js';
 
 // A field with megabytes of text would stop the page for seconds.
 const MAX_SHOWN = 20000;
@@ -97,7 +97,8 @@ function fromHost(app) {
   app.on('clipboard', display);
   app.on('clipboard-progress', (share) => {
     clearTimeout(timer);
-    note.tell(`Receiving… ${Math.floor(share * 100)} %`);
+    if (share === null) note.tell(BROKEN_OFF, true);
+    else note.tell(`Receiving… ${Math.floor(share * 100)} %`);
   });
   app.on('reliable', (ready) => {
     get.disabled = !ready;

@@ -1,6 +1,7 @@
 // What the clipboard panel says. Pure.
 
 export const OFFLINE = 'Not connected. It works again when the host is there.';
+export const BROKEN_OFF = 'The host did not send all of its text. Get it again.';
 export const NO_ANSWER = 'The host did not answer. Try again.';
 
 // By the outcome of HostClipboard.set().
