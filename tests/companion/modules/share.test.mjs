@@ -58,30 +58,64 @@ test('a paste that failed is left out, and the rest is not lost', async (t) => {
   }
 });
 
-test('every paste of a text waits until the host has it', async (t) => {
-  t.mock.timers.enable({ apis: ['setTimeout'] });
+// A ClipboardSync that is switched on; `own.text` is on the viewer's clipboard, which the page may read with
+// `own.readable`; app.theirs on the host's.
+function syncWith(t, own = {}) {
   const window = new EventTarget();
-  Object.assign(globalThis, { window, document: { hasFocus: () => true }, navigator: {} });
+  const clipboard = { readText: async () => own.text, writeText: async (text) => (own.text = text) };
+  const navigator = own.readable ? { clipboard, permissions: { query: async () => ({ state: 'granted' }) } } : {};
+  Object.assign(globalThis, { window, document: { hasFocus: () => true }, navigator });
   t.after(() => ['window', 'document', 'navigator'].forEach((name) => delete globalThis[name]));
   const { gate, sent, send } = gateWithLog();
-  let taken;
+  const listeners = {};
   const app = {
     ready: true,
-    on() {},
+    theirs: '',
+    set: [],
+    on: (name, listener) => (listeners[name] = listener),
+    emit: (name, value) => listeners[name](value),
     settings: { get: (name, fallback) => fallback, set() {} },
     notices: { show() {}, remove() {} },
-    clipboard: { watch() {}, set: () => new Promise((resolve) => (taken = resolve)), settled: async () => {} },
+    clipboard: {
+      watch() {},
+      set: async (text) => {
+        app.set.push(text);
+        app.theirs = text;
+        return 'set';
+      },
+      settled: async () => {
+        listeners.clipboard({ text: app.theirs });
+        return app.theirs;
+      },
+    },
   };
   const sync = new ClipboardSync(app, new EventTarget(), gate);
-  sync.set(true);
-  const paste = async (name) => {
+  const paste = async (name, text = own.text) => {
     assert.ok(sync.startPaste({ key: 'v', ctrlKey: true }));
     send(name);
     const event = new Event('paste', { cancelable: true });
-    event.clipboardData = { types: ['text/plain'], getData: () => 'a long text' };
+    event.clipboardData = { types: ['text/plain'], getData: () => text };
     window.dispatchEvent(event);
     await turn();
   };
+  const look = async () => {
+    window.dispatchEvent(new Event('focus'));
+    await turn();
+  };
+  const reconnect = async () => {
+    app.emit('reliable', false);
+    app.emit('reliable', true);
+    await turn();
+  };
+  return { app, sync, sent, paste, look, reconnect };
+}
+
+test('every paste of a text waits until the host has it', async (t) => {
+  t.mock.timers.enable({ apis: ['setTimeout'] });
+  const { app, sync, sent, paste } = syncWith(t, { text: 'a long text' });
+  let taken;
+  app.clipboard.set = () => new Promise((resolve) => (taken = resolve));
+  sync.set(true);
   await paste('first');
   // It takes too long: the viewer is told to try again.
   t.mock.timers.tick(5000);
@@ -97,6 +131,60 @@ test('every paste of a text waits until the host has it', async (t) => {
   await turn();
   await paste('third');
   assert.deepEqual(sent, ['second', 'third'], 'the host has it already');
+});
+
+test('a new connection does not put the viewer\'s old text over what was copied on the host meanwhile', async (t) => {
+  const own = { text: 'old', readable: true };
+  const { app, sync, look, reconnect } = syncWith(t, own);
+  sync.set(true);
+  await turn();
+  assert.deepEqual(app.set.splice(0), ['old'], 'the viewer has just chosen that');
+  app.theirs = 'copied on the host';
+  await reconnect();
+  await look();
+  assert.deepEqual(app.set, []);
+  own.text = 'copied by the viewer';
+  await look();
+  assert.deepEqual(app.set.splice(0), ['copied by the viewer']);
+  // Copied while there was no connection.
+  app.ready = false;
+  app.emit('reliable', false);
+  own.text = 'meanwhile';
+  await look();
+  app.ready = true;
+  app.emit('reliable', true);
+  await turn();
+  assert.deepEqual(app.set, ['meanwhile']);
+});
+
+test('on a page that begins in step, the viewer\'s text goes by pasting or as a new copy', async (t) => {
+  const own = { text: 'from before', readable: true };
+  const { app, sync, sent, paste, look, reconnect } = syncWith(t, own);
+  app.ready = false;
+  sync.set(true);
+  app.ready = true;
+  await reconnect();
+  await look();
+  assert.deepEqual(app.set, []);
+  await paste('key');
+  assert.deepEqual([app.set, sent], [['from before'], ['key']]);
+});
+
+test('a paste after a new connection pastes the newer text', async (t) => {
+  t.mock.timers.enable({ apis: ['setTimeout'] });
+  for (const [theirs, set, mine] of [['old', [], 'old'], ['newer', [], 'newer'], ['', ['old'], 'old'], [null, [], 'old']]) {
+    const own = { text: 'old', readable: true };
+    const { app, sync, sent, paste, reconnect } = syncWith(t, own);
+    sync.set(true);
+    await turn();
+    app.set.length = 0;
+    app.theirs = theirs;
+    // A text that is too long to be asked for.
+    if (theirs === null) app.clipboard.settled = async () => null;
+    await reconnect();
+    await paste('key');
+    assert.deepEqual([app.set, sent, own.text], [set, ['key'], mine], String(theirs));
+  }
 });
 
 test('holds back a bounded number of messages', () => {
@@ -123,6 +211,27 @@ test('the newer text wins', () => {
   assert.ok(!texts.fromViewer(''));
   texts.forget();
   assert.ok(texts.fromViewer('mine'));
+  texts.undelivered();
+  assert.ok(texts.fromViewer('mine'), 'again');
+});
+
+test('a text that the viewer had before is put on the host by pasting it alone', () => {
+  const texts = new Agreement();
+  assert.ok(!texts.seen('from before'));
+  assert.ok(!texts.seen('from before'));
+  assert.ok(!texts.isUnsure('from before'));
+  assert.ok(texts.seen('copied'));
+  assert.ok(!texts.seen(''), 'an image');
+  assert.ok(texts.seen('again'));
+  texts.lose();
+  assert.ok(!texts.seen('again'), 'it may be older than what was copied on the host meanwhile');
+  assert.ok(!texts.fromViewer('again'));
+  assert.ok(texts.isUnsure('again'));
+  assert.ok(texts.seen('newer'));
+  assert.ok(!texts.isUnsure('newer'));
+  const empty = new Agreement();
+  assert.ok(!empty.seen(''));
+  assert.ok(empty.seen('the first copy'));
 });
 
 test('knows the key that pastes, by its character', () => {

@@ -153,7 +153,8 @@ export class HostClipboard {
     return outcome;
   }
 
-  // Resolves when the host's desktop has the text that was set: the host reads its clipboard only after that.
+  // Resolves when the host's desktop has the text that was set: the host reads its clipboard only after that. Resolves to
+  // what it holds, or to null when that is too long for one message, or the host does not answer.
   settled() {
     return new Promise((resolve) => {
       this.#endSettling();
@@ -186,7 +187,7 @@ export class HostClipboard {
       this.#receivedPiece(message);
     } else if (typeof message.text === 'string') {
       this.#dropIncoming();
-      this.#endSettling();
+      this.#endSettling(message.text);
       this.#on.text(message.text);
     }
   }
@@ -249,9 +250,9 @@ export class HostClipboard {
     return Boolean(channel);
   }
 
-  #endSettling() {
+  #endSettling(text = null) {
     clearTimeout(this.#settling?.timer);
-    this.#settling?.resolve();
+    this.#settling?.resolve(text);
     this.#settling = null;
   }
 

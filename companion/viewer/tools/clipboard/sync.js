@@ -37,7 +37,10 @@ export class ClipboardSync {
     this.#app = app;
     this.#gate = gate;
     app.on('clipboard', (content) => this.#received(content));
-    app.on('reliable', () => this.#agreement.forget());
+    app.on('reliable', () => {
+      this.#agreement.lose();
+      this.#offerMine();
+    });
     // A browser may report it at the body: nothing can be selected in the picture.
     window.addEventListener('paste', (event) => this.#pasted(event));
     stage.addEventListener('focus', () => this.#offerMine());
@@ -76,7 +79,7 @@ export class ClipboardSync {
       this.#pending = null;
       this.#agreement.forget();
       this.#app.clipboard.watch(on);
-      this.#offerMine();
+      this.#offerMine({ chosen: true });
       if (on) this.#app.notices.remove('paste hint');
     }
     this.#changed();
@@ -113,9 +116,18 @@ export class ClipboardSync {
     this.#gate.hold(async () => {
       const pasted = await text;
       if (pasted === null) return true;
-      if (this.#agreement.fromViewer(pasted)) this.#send(pasted);
+      if (await this.#isWanted(pasted)) this.#send(pasted);
       return this.#sending ? this.#inTime(this.#sending) : true;
     });
+    return true;
+  }
+
+  // Whether a pasted text is to be put on the host's clipboard. A newer copy of the host is pasted instead, and comes to
+  // the viewer; where the host holds no text, none is lost.
+  async #isWanted(text) {
+    if (!this.#agreement.isUnsure(text)) return this.#agreement.fromViewer(text);
+    if ((await this.#app.clipboard.settled()) !== '') return false;
+    this.#agreement.fromHost(text);
     return true;
   }
 
@@ -166,7 +178,7 @@ export class ClipboardSync {
   async #deliver(text) {
     const outcome = await this.#app.clipboard.set(text);
     if (outcome === 'set') await this.#app.clipboard.settled();
-    else this.#agreement.forget();
+    else this.#agreement.undelivered();
     return outcome;
   }
 
@@ -187,11 +199,13 @@ export class ClipboardSync {
     this.#changed();
   }
 
-  // Without a question to the viewer, and only where the page may read the clipboard anyway.
-  async #offerMine() {
+  // Without a question to the viewer, and only where the page may read the clipboard anyway. `chosen`: the viewer wants
+  // the text there; else it has to be a new copy.
+  async #offerMine({ chosen = false } = {}) {
     if (!this.#on || !this.#app.ready || this.waits || !document.hasFocus() || !(await mayReadSilently())) return;
-    const text = await navigator.clipboard.readText().catch(() => '');
-    if (this.#on && this.#pastes.length === 0 && this.#agreement.fromViewer(text)) this.#send(text);
+    const text = await navigator.clipboard.readText().catch(() => null);
+    if (text === null || !this.#on || this.#pastes.length > 0) return;
+    if (chosen ? this.#agreement.fromViewer(text) : this.#agreement.seen(text)) this.#send(text);
   }
 
   #drop() {
