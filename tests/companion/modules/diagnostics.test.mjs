@@ -384,3 +384,29 @@ test('a report that does not come, comes late, or cannot be read', (t) => {
   assert.equal(reports.run(), false);
   assert.equal(reports.waiting, false);
 });
+
+test('a host that answers no requests is not asked for ever, and each ends with a reason', (t) => {
+  t.mock.timers.enable({ apis: ['setTimeout', 'Date'], now: at });
+  let sent = 0;
+  let changes = 0;
+  const reports = new Reports(
+    () => (sent += 1),
+    () => (changes += 1),
+  );
+  for (let n = 1; n <= 8; ++n) {
+    assert.equal(reports.run(), true);
+    t.mock.timers.tick(45000);
+    assert.deepEqual([reports.waiting, reports.problem], [false, 'silent']);
+  }
+  changes = 0;
+  assert.equal(reports.run(), false);
+  assert.deepEqual([sent, reports.waiting, reports.problem, changes], [8, false, 'full', 1]);
+  reports.receive({ type: 'diagnostics_result', payload: { late: true } }, {});
+  assert.deepEqual([reports.reports.length, reports.problem], [1, '']);
+  assert.equal(reports.run(), true);
+  t.mock.timers.tick(45000);
+  assert.equal(reports.run(), false);
+  reports.lose();
+  assert.equal(reports.problem, '');
+  assert.equal(reports.run(), true);
+});

@@ -15,6 +15,9 @@ const ABOUT =
 const AWAY = 'Not connected to the host. A report can be made once the connection is back.';
 const BUSY = 'The host is being looked at. This takes some seconds, on a slow network up to ten.';
 const PROBLEMS = {
+  full:
+    'The host has not answered eight requests and takes no more. A report that still comes is shown here; ' +
+    'otherwise reload this page to connect anew.',
   silent: 'The host has not sent a report within 45 seconds. It may be very busy; try again.',
   lost: 'The connection ended before the report came. Run it again.',
   unreadable: 'The host has sent a report that cannot be read. Run it again.',

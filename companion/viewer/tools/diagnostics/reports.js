@@ -19,7 +19,8 @@ export class Reports {
   #timer = 0;
   #since = 0;
 
-  // "", or why the last request gave no report: "silent", "lost", "unreadable".
+  // "", or why the last request gave no report: "silent", "lost", "unreadable", "full" (the host has left so many
+  // unanswered that it takes no more, and none was sent).
   problem = '';
 
   // send(message): whether it went out. onChange(added): the report that has arrived, or null.
@@ -44,7 +45,12 @@ export class Reports {
 
   // Returns whether the request was sent.
   run() {
-    if (this.waiting || this.#outstanding >= MAX_OUTSTANDING || !this.#send({ type: 'diagnostics_run' })) return false;
+    if (this.waiting) return false;
+    if (this.#outstanding >= MAX_OUTSTANDING) {
+      this.#end('full');
+      return false;
+    }
+    if (!this.#send({ type: 'diagnostics_run' })) return false;
     this.#outstanding += 1;
     this.#since = Date.now();
     this.#timer = setTimeout(() => this.#end('silent'), ANSWER_TIMEOUT_MS);
@@ -73,6 +79,7 @@ export class Reports {
   lose() {
     this.#outstanding = 0;
     if (this.waiting) this.#end('lost');
+    else if (this.problem === 'full') this.#end('');
   }
 
   #end(problem, kept = null) {
