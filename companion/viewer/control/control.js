@@ -25,7 +25,8 @@ export class Control {
   recentMessages = [];
 
   // on.state("locked" | "denied" | "on" | "off"), on.message(any message of the host),
-  // on.roundTrip(ms), on.ready(bool), on.reliable(bool): whether "control_reliable" is open, on.refused()
+  // on.roundTrip(ms), on.ready(bool, proving): proving when a PIN that was right before is sent by itself,
+  // on.reliable(bool): whether "control_reliable" is open, on.refused()
   constructor(on) {
     this.#on = on;
   }
@@ -114,10 +115,11 @@ export class Control {
     const ping = () => this.send({ type: 'ping', t0: Date.now() });
     this.#pinger = setInterval(ping, PING_PERIOD_MS);
     ping();
-    this.#on.ready(true);
+    const proving = this.#provenToken !== null;
+    this.#on.ready(true, proving);
     // The host resets the right to control with every connection. A viewer who proved it once on this page need not
     // type the PIN again after a short network failure.
-    if (this.#provenToken !== null) {
+    if (proving) {
       this.#token = this.#provenToken;
       this.send({ type: 'auth', token: this.#provenToken });
     }

@@ -8,6 +8,7 @@ const MODE = { locked: 'View only', denied: 'View only', off: 'View only', on: '
 export class AccessView {
   #state = 'locked';
   #ready = false;
+  #proving = false;
   #dismissed = false;
   #demo = false;
   #actions;
@@ -39,9 +40,11 @@ export class AccessView {
     this.#refresh();
   }
 
-  // Without the reliable channel control cannot be requested.
-  setReady(ready) {
+  // Without the reliable channel control cannot be requested. `proving`: the page has sent the PIN by itself, so it is not
+  // asked for before the answer.
+  setReady(ready, proving = false) {
     this.#ready = ready;
+    this.#proving = proving;
     this.#refresh();
   }
 
@@ -54,6 +57,7 @@ export class AccessView {
 
   setState(state) {
     this.#state = state;
+    this.#proving = false;
     document.body.dataset.control = state;
     const wrong = state === 'denied';
     byId('pin').toggleAttribute('aria-invalid', wrong);
@@ -74,6 +78,7 @@ export class AccessView {
   // Opens the card for the PIN where the PIN is what is missing.
   ask() {
     this.#dismissed = false;
+    this.#proving = false;
     this.#refresh();
     byId('pin').focus();
   }
@@ -103,6 +108,7 @@ export class AccessView {
     byId('control-mode').textContent = MODE[state];
     show(byId('control-mode'), this.#ready);
     show(byId('leave-hint'), state === 'on');
-    show(byId('pin-card'), this.#ready && !this.#dismissed && (state === 'locked' || state === 'denied'));
+    const asks = this.#ready && !this.#proving && !this.#dismissed;
+    show(byId('pin-card'), asks && (state === 'locked' || state === 'denied'));
   }
 }

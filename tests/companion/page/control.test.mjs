@@ -44,6 +44,39 @@ pairTest('control is given back and taken again without the PIN', {}, async (bot
   assert.deepEqual((await receivedMessages(both.host, 'control')).map(({ enable }) => enable), [true, false, true]);
 });
 
+pairTest('a PIN that is known is not asked for while the host checks it again', {}, async ({ host, viewer }) => {
+  await inControl({ host, viewer });
+  await host.evaluate(() => {
+    const { host } = globalThis;
+    const { controlled } = host;
+    host.controlled = function (channel, message) {
+      if (message.type === 'auth') host.checked = (ok) => controlled.call(host, channel, ok ? message : { ...message, token: '' });
+      else controlled.call(host, channel, message);
+    };
+  });
+  const reconnect = async () => {
+    await host.evaluate(() => {
+      globalThis.host.checked = null;
+      globalThis.host.buildPeer();
+      return globalThis.host.offer();
+    });
+    await until(() => host.evaluate(() => Boolean(globalThis.host.checked)), { what: 'the PIN' });
+    assert.equal(await dataset(viewer, 'control'), 'locked');
+    assert.ok(await viewer.isHidden('#pin-card'));
+  };
+  await reconnect();
+  await host.evaluate(() => globalThis.host.checked(true));
+  await hasState(viewer, 'control', 'on');
+  assert.ok(await viewer.isHidden('#pin-card'));
+  // A host that does not answer does not keep the viewer from asking again.
+  await reconnect();
+  await viewer.click('#control-button');
+  assert.ok(await viewer.isVisible('#pin-card'));
+  await reconnect();
+  await host.evaluate(() => globalThis.host.checked(false));
+  await until(() => viewer.isVisible('#pin-card'), { what: 'the card for another PIN' });
+});
+
 pairTest('says when the host does not allow control', { options: { allowControl: false } }, async ({ viewer }) => {
   await takeControl(viewer);
   await hasState(viewer, 'control', 'off');
