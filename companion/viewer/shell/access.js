@@ -60,7 +60,8 @@ export class AccessView {
     this.#proving = false;
     document.body.dataset.control = state;
     const wrong = state === 'denied';
-    byId('pin').toggleAttribute('aria-invalid', wrong);
+    if (wrong) byId('pin').setAttribute('aria-invalid', 'true');
+    else byId('pin').removeAttribute('aria-invalid');
     if (wrong) {
       this.#dismissed = false;
       this.#explain('That PIN is not right. Check it on the host and try again.', true);
