@@ -8,6 +8,7 @@ export class Menu {
   #button;
   #list;
   #entries;
+  #replacing = false;
 
   // entries(): the menu's content at each opening, an array of
   //   {text, detail?, checked?, disabled?, run()}   an entry; `checked` (bool) makes it one of a choice
@@ -31,6 +32,7 @@ export class Menu {
     });
     this.#list.addEventListener('keydown', (event) => this.#key(event));
     this.#list.addEventListener('focusout', (event) => {
+      if (this.#replacing) return;
       if (!this.#list.contains(event.relatedTarget) && event.relatedTarget !== button) this.close({ refocus: false });
     });
     document.addEventListener('pointerdown', (event) => {
@@ -43,7 +45,7 @@ export class Menu {
   }
 
   open() {
-    this.#list.replaceChildren(...this.#entries().map((entry) => this.#element(entry)));
+    this.#fill();
     // In full screen only what is inside that element is shown.
     (document.fullscreenElement ?? document.body).append(this.#list);
     show(this.#list, true);
@@ -58,6 +60,22 @@ export class Menu {
     show(this.#list, false);
     this.#button.setAttribute('aria-expanded', 'false');
     if (refocus) this.#button.focus();
+  }
+
+  // What it shows has changed: an open menu shows the new entries, with the keyboard focus at the same place.
+  update() {
+    if (!this.isOpen) return;
+    const at = this.#items().indexOf(document.activeElement);
+    this.#replacing = true;
+    this.#fill();
+    this.#replacing = false;
+    this.#place();
+    const items = this.#items();
+    if (at >= 0) (items[Math.min(at, items.length - 1)] ?? this.#button).focus();
+  }
+
+  #fill() {
+    this.#list.replaceChildren(...this.#entries().map((entry) => this.#element(entry)));
   }
 
   #element(entry) {

@@ -5,17 +5,24 @@ import { Menu } from './menu.js';
 
 export class PeopleView {
   #app;
+  #menu;
 
   constructor(app) {
     this.#app = app;
-    new Menu(byId('people'), 'Viewers in this room', () => this.#entries());
+    this.#menu = new Menu(byId('people'), 'Viewers in this room', () => this.#entries());
     app.on('people', () => this.#refresh());
   }
 
   // One viewer alone is nothing to tell.
   #refresh() {
     const { names } = this.#app.people;
-    show(byId('people'), names.length > 1);
+    const isAlone = names.length <= 1;
+    if (isAlone && this.#menu.isOpen) {
+      this.#menu.close({ refocus: false });
+      this.#app.returnToScreen();
+    }
+    this.#menu.update();
+    show(byId('people'), !isAlone);
     byId('people').textContent = `${names.length} viewers`;
     byId('people').title = this.#entries().map(({ text, detail }) => `${text}: ${detail}`).join('\n');
   }

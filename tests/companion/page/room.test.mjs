@@ -34,9 +34,21 @@ pageTest('a viewer gives way to a newer one, goes on chatting, and takes over ag
   await older.press('#chat-input', 'Enter');
   await until(() => newer.isVisible('#chat-button .badge'), { what: 'the line at the newer viewer' });
 
+  // An open menu shows who comes, and closes with the last of the others.
+  const entries = newer.locator('.menu-item:visible');
+  await newer.click('#people');
+  await newer.keyboard.press('ArrowDown');
+  await newer.evaluate(() => {
+    vantora.app.people = { names: ['Ada', 'Ben', 'Cy'], you: 1 };
+    vantora.app.emit('people', vantora.app.people);
+  });
+  assert.equal((await entries.allTextContents()).at(-1), 'Cysees the screen and may control it');
+  assert.equal(await newer.evaluate(() => document.activeElement.textContent), 'Ben (you)reads and writes in the chat');
+
   await older.click('#take-over');
   await isConnected(older);
   await hasState(newer, 'connection', 'disconnected');
+  assert.equal(await entries.count(), 0, 'for a moment the other was away');
   assert.match(await text(newer, '#status-text'), /^“Ada” has taken over/);
 
   await closePages(older);
