@@ -1,6 +1,6 @@
 // The host at the left of the tool bar: what it is called, and what can be done with its room.
 
-import { Hosts } from '../start/hosts.js';
+import { FULL, Hosts } from '../start/hosts.js';
 import { copyText } from './copy.js';
 import { byId, make } from './dom.js';
 import { Menu } from './menu.js';
@@ -67,9 +67,16 @@ export class HostMenu {
     const save = make('button', 'button primary', 'Keep');
     save.type = 'submit';
     buttons.append(cancel, save);
-    form.append(label, make('p', 'panel-note', 'Kept in this browser only, with the room.'), buttons);
-    form.addEventListener('submit', () => {
-      this.#hosts.name(this.#app.room, input.value);
+    const note = make('p', 'panel-note', 'Kept in this browser only, with the room.');
+    note.setAttribute('role', 'status');
+    form.append(label, note, buttons);
+    form.addEventListener('submit', (event) => {
+      if (!this.#hosts.name(this.#app.room, input.value)) {
+        event.preventDefault();
+        note.textContent = `${FULL} Remove one on the page of your hosts first.`;
+        note.classList.add('bad');
+        return;
+      }
       this.#hosts.opened(this.#app.room);
       this.#refresh();
     });

@@ -4,6 +4,8 @@ const MAX_HOSTS = 500;
 const MAX_ROOM = 128;
 const MAX_NAME = 80;
 
+export const FULL = `Your list has ${MAX_HOSTS} hosts, and takes no more.`;
+
 export class Hosts {
   #settings;
 

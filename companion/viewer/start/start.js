@@ -1,7 +1,7 @@
 // The page without a room: opening one by its id, and the hosts that the supporter named.
 
 import { byId, make, makeButton, show } from '../shell/dom.js';
-import { Hosts } from './hosts.js';
+import { FULL, Hosts } from './hosts.js';
 
 // From this many on a list is searched rather than read.
 const SEARCH_FROM = 8;
@@ -48,12 +48,17 @@ function roomCard(hosts) {
   const [nameLabel, name] = field('room-alias', 'Keep as (optional)', { maxlength: '80', ...plain, placeholder: 'Front desk' });
   const open = make('button', 'button primary', 'Open');
   open.type = 'submit';
-  form.addEventListener('submit', () => {
+  const problem = make('p', 'panel-note bad');
+  problem.setAttribute('role', 'status');
+  form.addEventListener('submit', (event) => {
     room.value = room.value.trim();
-    if (name.value.trim()) hosts.name(room.value, name.value);
+    problem.textContent = '';
+    if (!room.value || !name.value.trim() || hosts.name(room.value, name.value)) return;
+    event.preventDefault();
+    problem.textContent = `${FULL} Remove one, or open the room without a name.`;
   });
   form.append(make('h2', '', 'Open a room'), make('p', 'panel-note', 'Enter the room that the host shows or that you were given.'),
-    roomLabel, room, nameLabel, name, open);
+    roomLabel, room, nameLabel, name, problem, open);
   return form;
 }
 

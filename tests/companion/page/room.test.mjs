@@ -183,6 +183,25 @@ pageTest('asks for a room when it has none, and keeps the hosts that were named'
   });
   await page.goto(context.server.address);
   assert.deepEqual(await names(), ['Reception']);
+  // A full list says so, in the room and before it.
+  await page.evaluate(() => {
+    const hosts = Array.from({ length: 500 }, (_, index) => ({ room: `r${index}`, name: `Host ${index}`, opened: 1 }));
+    localStorage.setItem('vantora.hosts', JSON.stringify(hosts));
+  });
+  await page.fill('#room', 'one more');
+  await page.fill('#room-alias', 'too much');
+  await page.press('#room-alias', 'Enter');
+  await page.waitForSelector('.start-card >> text=Your list has 500 hosts');
+  await page.fill('#room-alias', '');
+  await page.press('#room', 'Enter');
+  await hasState(page, 'connection', 'waiting');
+  await page.click('#host-button');
+  await page.click('.menu-item:visible >> text=Keep in my hosts');
+  await page.press('dialog input', 'Enter');
+  await page.waitForSelector('dialog >> text=Your list has 500 hosts');
+  await page.keyboard.press('Escape');
+  await page.waitForSelector('dialog', { state: 'detached' });
+  await page.goto(context.server.address);
   await page.evaluate(() => localStorage.setItem('vantora.hosts', '{broken'));
   await page.reload();
   assert.deepEqual(await names(), []);
