@@ -6,6 +6,8 @@ const PING_PERIOD_MS = 2000;
 // Pointer moves are not worth queueing behind each other.
 const MAX_LOSSY_BACKLOG = 64 * 1024;
 const RECENT_MESSAGES = 300;
+// UTF-16 units of all of them together.
+const RECENT_LENGTH = 1024 * 1024;
 // Types of messages of which the newest is kept; the protocol has fewer.
 const MAX_TYPES = 64;
 
@@ -23,6 +25,8 @@ export class Control {
   // The newest message of each type, and the most recent ones of all types, oldest first.
   lastMessages = Object.create(null);
   recentMessages = [];
+  #recentLengths = [];
+  #recentLength = 0;
 
   // on.state("locked" | "denied" | "on" | "off"), on.message(any message of the host),
   // on.roundTrip(ms), on.ready(bool, proving): proving when a PIN that was right before is sent by itself,
@@ -56,7 +60,7 @@ export class Control {
     const isCurrent = () => this.#channels.get(channel.label) === channel;
     channel.addEventListener('message', ({ data }) => {
       const message = parseMessage(data);
-      if (message && isCurrent()) this.#received(message);
+      if (message && isCurrent()) this.#received(message, data.length);
     });
     channel.addEventListener('close', () => {
       if (!isCurrent()) return;
@@ -133,8 +137,8 @@ export class Control {
     this.#on.ready(false);
   }
 
-  #received(message) {
-    this.#remember(message);
+  #received(message, length) {
+    this.#remember(message, length);
     if (message.type === 'auth') this.#authReceived(message.ok === true);
     else if (message.type === 'control_state') this.#controlStateReceived(message.enabled === true);
     else if (message.type === 'pong') this.#pongReceived(message.t0);
@@ -142,13 +146,18 @@ export class Control {
   }
 
   // Pieces of a long text are not kept: hundreds of them are megabytes.
-  #remember(message) {
+  #remember(message, length) {
     if (Number.isInteger(message.parts)) return;
     if (message.type in this.lastMessages || Object.keys(this.lastMessages).length < MAX_TYPES) {
       this.lastMessages[message.type] = message;
     }
     this.recentMessages.push(message);
-    if (this.recentMessages.length > RECENT_MESSAGES) this.recentMessages.shift();
+    this.#recentLengths.push(length);
+    this.#recentLength += length;
+    while (this.recentMessages.length > RECENT_MESSAGES || this.#recentLength > RECENT_LENGTH) {
+      this.recentMessages.shift();
+      this.#recentLength -= this.#recentLengths.shift();
+    }
   }
 
   #authReceived(ok) {

@@ -240,6 +240,13 @@ test('keeps the newest message of each type, but of no more types than the proto
   assert.equal(control.lastMessages.host_stats.fps, 2);
   assert.equal(Object.keys(control.lastMessages).length, 64);
   assert.equal(control.recentMessages.length, 300);
+  // Nor of more text than a session has in short messages.
+  for (let i = 0; i < 10; i++) channel.say({ type: 'host_stats', i, text: 'x'.repeat(250_000) });
+  assert.deepEqual(control.recentMessages.map(({ i }) => i), [6, 7, 8, 9]);
+  channel.say({ type: 'host_stats', text: 'x'.repeat(2_000_000) });
+  assert.deepEqual(control.recentMessages, []);
+  channel.say({ type: 'host_stats', i: 'short' });
+  assert.deepEqual(control.recentMessages.map(({ i }) => i), ['short']);
 });
 
 // As a browser's local storage, full when it has `room` values.
