@@ -20,7 +20,6 @@ export class AccessView {
     byId('pin-dismiss').addEventListener('click', () => {
       this.#dismissed = true;
       this.#refresh();
-      byId('control-button').focus();
     });
     byId('pin-card').addEventListener('submit', (event) => {
       event.preventDefault();
@@ -109,7 +108,9 @@ export class AccessView {
     byId('control-mode').textContent = MODE[state];
     show(byId('control-mode'), this.#ready);
     show(byId('leave-hint'), state === 'on');
+    const hadFocus = byId('pin-card').contains(document.activeElement);
     const asks = this.#ready && !this.#proving && !this.#dismissed;
     show(byId('pin-card'), asks && (state === 'locked' || state === 'denied'));
+    if (hadFocus && byId('pin-card').hidden) button.focus();
   }
 }

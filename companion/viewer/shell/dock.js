@@ -177,6 +177,7 @@ function limited(width) {
 }
 
 function focusFirst(body) {
-  const first = body.querySelector('[data-focus-first], input:enabled, textarea:enabled, select:enabled, button:enabled');
+  const first = body.querySelector('[data-focus-first]:enabled') ??
+    [...body.querySelectorAll(':enabled')].find((element) => element.checkVisibility());
   (first ?? byId('dock-close')).focus();
 }

@@ -62,6 +62,8 @@ export class Notices {
     close.setAttribute('aria-label', 'Dismiss');
     close.addEventListener('click', () => {
       this.#dismissed.add(key);
+      const next = (notice.nextElementSibling ?? notice.previousElementSibling)?.querySelector('button') ?? byId('stage');
+      if (document.activeElement === close) next.focus({ preventScroll: true });
       this.remove(key);
     });
     notice.append(make('p', '', text), close);

@@ -31,7 +31,10 @@ export class StatusView {
 
   constructor(onTakeOver) {
     this.#onTakeOver = onTakeOver;
-    byId('take-over').addEventListener('click', () => this.#onTakeOver());
+    byId('take-over').addEventListener('click', () => {
+      this.#onTakeOver();
+      byId('stage').focus({ preventScroll: true });
+    });
   }
 
   // `serverMessage`: the reason that the server gave when it closed the connection, if any; `other`: the name of the

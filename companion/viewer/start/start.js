@@ -101,6 +101,7 @@ class HostList {
 
   #row(host) {
     const row = make('li', 'host-row');
+    row.dataset.room = host.room;
     const link = make('a', 'host-link');
     link.href = `?${new URLSearchParams({ room: host.room })}`;
     link.append(make('span', 'host-row-name', host.name), make('span', 'panel-note', detailOf(host)));
@@ -114,6 +115,11 @@ class HostList {
     return row;
   }
 
+  #endEdit({ room }) {
+    this.refresh();
+    [...this.#list.children].find((row) => row.dataset.room === room)?.querySelector('button').focus();
+  }
+
   #edit(row, host) {
     const form = make('form', 'host-edit');
     const input = make('input', '');
@@ -125,9 +131,9 @@ class HostList {
     form.addEventListener('submit', (event) => {
       event.preventDefault();
       this.#hosts.name(host.room, input.value);
-      this.refresh();
+      this.#endEdit(host);
     });
-    form.addEventListener('keydown', (event) => event.key === 'Escape' && this.refresh());
+    form.addEventListener('keydown', (event) => event.key === 'Escape' && this.#endEdit(host));
     form.append(input, save);
     row.replaceChildren(form);
     input.select();

@@ -81,6 +81,11 @@ pairTest('says when the host does not allow control', { options: { allowControl:
   await takeControl(viewer);
   await hasState(viewer, 'control', 'off');
   await until(() => viewer.isVisible('text=does not allow remote control'), { what: 'the notice' });
+  // What had the keyboard focus is gone.
+  const focused = () => viewer.evaluate(() => document.activeElement.id);
+  assert.equal(await focused(), 'control-button');
+  await viewer.press('.notice-close', 'Enter');
+  assert.equal(await focused(), 'stage');
 });
 
 pairTest('follows the host that takes control away', {}, async (both) => {

@@ -45,8 +45,9 @@ pageTest('a viewer gives way to a newer one, goes on chatting, and takes over ag
   assert.equal((await entries.allTextContents()).at(-1), 'Cysees the screen and may control it');
   assert.equal(await newer.evaluate(() => document.activeElement.textContent), 'Ben (you)reads and writes in the chat');
 
-  await older.click('#take-over');
+  await older.press('#take-over', 'Enter');
   await isConnected(older);
+  assert.equal(await older.evaluate(() => document.activeElement.id), 'stage');
   await hasState(newer, 'connection', 'disconnected');
   assert.equal(await entries.count(), 0, 'for a moment the other was away');
   assert.match(await text(newer, '#status-text'), /^“Ada” has taken over/);
@@ -168,6 +169,11 @@ pageTest('asks for a room when it has none, and keeps the hosts that were named'
   await page.click('button[aria-label="Rename Front desk"]');
   await page.fill('.host-edit input', 'Reception');
   await page.press('.host-edit input', 'Enter');
+  const focusedName = () => page.evaluate(() => document.activeElement.ariaLabel);
+  assert.equal(await focusedName(), 'Rename Reception', 'the keyboard focus stays');
+  await page.keyboard.press('Enter');
+  await page.keyboard.press('Escape');
+  assert.equal(await focusedName(), 'Rename Reception');
   await page.click('button[aria-label="Remove <b>Boiler</b>"]');
   assert.deepEqual(await names(), ['Reception']);
   await page.click('.host-link');

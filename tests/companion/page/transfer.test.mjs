@@ -148,6 +148,7 @@ pairTest('texts are sent and fetched by hand', {}, async (both) => {
   const { viewer, host } = both;
   await permit(viewer);
   await viewer.click('#clipboard-button');
+  await until(() => viewer.evaluate(() => document.activeElement.ariaLabel === 'Text for the host'), { what: 'the focus' });
   assert.ok(await viewer.isDisabled('text=Send text'));
   await viewer.fill('[aria-label="Text for the host"]', 'a <b>ticket</b>');
   await viewer.click('text=Send text');
