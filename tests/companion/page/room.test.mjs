@@ -125,6 +125,8 @@ pageTest('the panel keeps its width and F6 goes round the page', { firefox: true
     regions.push(await viewer.evaluate(() => ['stage', 'bar', 'rail', 'dock'].find((id) => document.getElementById(id).contains(document.activeElement))));
   }
   assert.deepEqual(regions, ['bar', 'rail', 'dock', 'stage']);
+  await viewer.keyboard.press('Tab');
+  assert.equal(await viewer.evaluate(() => document.activeElement.id), 'pin', 'the picture is one stop');
   await viewer.focus('#chat-input');
   await viewer.keyboard.press('Escape');
   assert.ok(await viewer.isHidden('#dock'));
