@@ -1,6 +1,7 @@
 // A large file from a real browser to the real host while the screen is shared: at full rate, then by the viewer's page,
 // which keeps its keys and clicks fast. node files.mjs OUT [MEGABYTES]; runs inside scripts/lab. The browser runs on the
 // same machine, so every figure includes its load.
+import { writeFile } from 'node:fs/promises';
 import { join } from 'node:path';
 import { firstDifference, sendFile } from '../../tests/e2e/lib/files.mjs';
 import { BareControl, connected } from '../../tests/e2e/lib/viewer.mjs';
@@ -32,9 +33,18 @@ function frameGaps(page, ms) {
 const RUNS = 5;
 const PAGE_MEGABYTES = 128;
 
+/// Makes a file that the user has chosen; resolves to it, in the page.
+async function chosenFile(page, folder, megabytes) {
+  const path = join(folder, 'chosen.bin');
+  await writeFile(path, Buffer.alloc(megabytes << 20, 7));
+  const input = await page.evaluateHandle(() => Object.assign(document.createElement('input'), { type: 'file' }));
+  await input.setInputFiles(path);
+  return page.evaluateHandle((input) => input.files[0], input);
+}
+
 /// Sends a file of the viewer's page; resolves to {seconds, pings}: its time, and the milliseconds of pings meanwhile.
-function sendByPage(page, megabytes, run) {
-  return page.evaluate(async ([megabytes, run]) => {
+function sendByPage(page, file) {
+  return page.evaluate(async (file) => {
     const { app } = vantora;
     const { fileQueue } = await import('./tools/files/queue.js');
     const sentAt = new Map();
@@ -47,14 +57,14 @@ function sendByPage(page, megabytes, run) {
     }, 50);
     const queue = fileQueue(app);
     const start = performance.now();
-    queue.add([new File(Array(megabytes).fill(new Uint8Array(1 << 20)), `page${run}.bin`)]);
+    queue.add([file]);
     const entry = queue.entries.at(-1);
     await new Promise((resolve) => queue.onChange(() => queue.active.length === 0 && resolve()));
     clearInterval(pinger);
     end();
     if (entry.state !== 'saved') throw new Error(`${entry.state} ${entry.reason}`);
     return { seconds: (performance.now() - start) / 1000, pings };
-  }, [megabytes, run]);
+  }, file);
 }
 
 await session({ screen: '1280x720' }, async (each) => {
@@ -83,8 +93,9 @@ await session({ screen: '1280x720' }, async (each) => {
   await until(() => viewer.evaluate(() => vantora.app.ready), { deadline: 30000, what: 'the channel' });
   const rates = [];
   const pings = [];
+  const file = await chosenFile(viewer, each.host.home, PAGE_MEGABYTES);
   for (let run = 0; run < RUNS; run++) {
-    const sent = await sendByPage(viewer, PAGE_MEGABYTES, run);
+    const sent = await sendByPage(viewer, file);
     rates.push((PAGE_MEGABYTES * 8 * 1.048576) / sent.seconds);
     pings.push(...sent.pings);
   }
