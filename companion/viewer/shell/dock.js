@@ -178,6 +178,6 @@ function limited(width) {
 
 function focusFirst(body) {
   const first = body.querySelector('[data-focus-first]:enabled') ??
-    [...body.querySelectorAll(':enabled')].find((element) => element.checkVisibility());
+    [...body.querySelectorAll(':is(input, textarea, select, button):enabled')].find((element) => element.checkVisibility());
   (first ?? byId('dock-close')).focus();
 }

@@ -150,7 +150,7 @@ pairTest('a choice in the tool bar gives the keys back to the screen', { options
 
 pairTest('every control has a name', { options: { displays: 2 } }, async (both) => {
   await both.viewer.click('#chat-button');
-  const nameless = await both.viewer.evaluate(() => [...document.querySelectorAll('button, input, select, textarea, [tabindex]')]
+  const nameless = await both.viewer.evaluate(() => [...document.querySelectorAll('button, input, select, textarea, [tabindex="0"]')]
     .filter((element) => !element.hidden && !(element.getAttribute('aria-label') || element.labels?.length || element.textContent.trim()))
     .map((element) => element.id || element.outerHTML));
   assert.deepEqual(nameless, []);

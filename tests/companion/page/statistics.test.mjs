@@ -24,6 +24,7 @@ pairTest('graphs show the load of the host and the stream, in words too', {}, as
     return shown.name?.includes('now 42 %') && shown.colours > 1 && shown;
   }, { what: 'the graph of the processor' });
   assert.equal(cpu.name, 'Processor, now 42 %; last minute: 42 %');
+  assert.equal(await both.viewer.evaluate(() => document.activeElement.type), 'radio', 'the panel has the focus');
   assert.match((await graph(both.viewer, 'Memory')).text, /25 %4\.0 GB of 16\.0 GB/);
   assert.match((await graph(both.viewer, 'Network')).name, /now in 900 kbit\/s, out 2\.5 Mbit\/s/);
   await until(async () => /now \d+; last minute: \d+/.test((await graph(both.viewer, 'Frames a second')).name ?? ''), { what: 'the frame rate' });
