@@ -15,6 +15,8 @@ struct ClipboardReading {
   std::optional<QString> text{};
   // Bytes of UTF-8 of a text that is too long, as far as counted; else 0.
   qint64 tooLong = 0;
+  // The empty text stands for content that is no text, such as an image.
+  bool otherContent = false;
 };
 
 // Reading and writing are asynchronous, since the clipboard's owner may reply late or never; the callback of each
@@ -35,6 +37,12 @@ class Clipboard {
   virtual void setText(const QString& text, std::function<void(qint64 changeCount)> done) = 0;
   using TextCallback = std::function<void(const ClipboardReading& reading)>;
   virtual void requestText(TextCallback done) = 0;
+  // Called whenever another program reads a text that was set here; an empty handler unsubscribes.
+  virtual void setTakenHandler(std::function<void()> handler) = 0;
+  // Whether what is set here is at present seen by the other programs of the desktop.
+  virtual bool shared() const = 0;
+  // The primary selection (the text that was selected last) in the same form; nullptr: it cannot be reached.
+  virtual Clipboard* primary() { return nullptr; }
 };
 
 }  // namespace vantora

@@ -6,17 +6,25 @@ namespace vantora {
 
 ClipboardChoice::ClipboardChoice(Clipboard& first) : clipboard_(&first) { subscribe(); }
 
-ClipboardChoice::~ClipboardChoice() { clipboard_->setChangedHandler({}); }
+ClipboardChoice::~ClipboardChoice() { unsubscribe(); }
 
 void ClipboardChoice::subscribe() {
   clipboard_->setChangedHandler([this] {
     if (changed_) changed_();
   });
+  clipboard_->setTakenHandler([this] {
+    if (taken_) taken_();
+  });
+}
+
+void ClipboardChoice::unsubscribe() {
+  clipboard_->setChangedHandler({});
+  clipboard_->setTakenHandler({});
 }
 
 void ClipboardChoice::use(Clipboard& clipboard) {
   if (&clipboard == clipboard_) return;
-  clipboard_->setChangedHandler({});
+  unsubscribe();
   offset_ = changeCount() - clipboard.changeCount();
   clipboard_ = &clipboard;
   subscribe();

@@ -12,7 +12,7 @@ namespace vantora {
 // of the earlier clipboard are ignored. The change count continues; the replacement is no change itself. Thread: main.
 class ClipboardChoice final : public Clipboard {
  public:
-  // Each clipboard must outlive this object or be replaced before its end. Its changed handler is used here.
+  // Each clipboard must outlive this object or be replaced before its end. Its handlers are used here.
   explicit ClipboardChoice(Clipboard& first);
   ~ClipboardChoice() override;
   ClipboardChoice(const ClipboardChoice&) = delete;
@@ -24,13 +24,17 @@ class ClipboardChoice final : public Clipboard {
   void setChangedHandler(std::function<void()> handler) override { changed_ = std::move(handler); }
   void setText(const QString& text, std::function<void(qint64 changeCount)> done) override;
   void requestText(TextCallback done) override;
+  void setTakenHandler(std::function<void()> handler) override { taken_ = std::move(handler); }
+  bool shared() const override { return clipboard_->shared(); }
 
  private:
   void subscribe();
+  void unsubscribe();
 
   Clipboard* clipboard_;
   qint64 offset_ = 0;  // From its count to the own one.
   std::function<void()> changed_;
+  std::function<void()> taken_;
   quint64 nextId_ = 0;
   // Pending requests, in their order.
   std::map<quint64, std::function<void(qint64)>> settings_;

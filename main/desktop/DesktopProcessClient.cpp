@@ -14,7 +14,12 @@ constexpr qsizetype kMaxNotificationUnits = 10000;
 }  // namespace
 
 DesktopProcessClient::DesktopProcessClient(Scheduler& scheduler, const QString& program)
-    : clipboard_(scheduler, [this](const JsonObject& message) { process_.send(message); }),
+    : primary_(
+          scheduler, [this](const JsonObject& sent) { process_.send(sent); },
+          RemoteClipboard::Content::primarySelection),
+      clipboard_(
+          scheduler, [this](const JsonObject& sent) { process_.send(sent); }, RemoteClipboard::Content::clipboard,
+          &primary_),
       process_(scheduler, program,
                {.connected = [this] { connected(); },
                 .message = [this](const JsonObject& message) { take(message); },
@@ -22,6 +27,7 @@ DesktopProcessClient::DesktopProcessClient(Scheduler& scheduler, const QString& 
                     [this] {
                       ready_ = false;
                       clipboard_.disconnected();
+                      primary_.disconnected();
                     }}) {}
 
 void DesktopProcessClient::start(Callbacks callbacks, bool introduce) {
@@ -66,10 +72,11 @@ void DesktopProcessClient::deliverReliably(JsonObject message) {
   deliver(message);
 }
 
-void DesktopProcessClient::ready() {
+void DesktopProcessClient::ready(const JsonObject& message) {
   ready_ = true;
-  clipboard_.connected();
-  for (const JsonObject& message : backlog_.messages()) process_.send(message);
+  clipboard_.connected(boolField(message, "clipboard"_L1).value_or(false));
+  primary_.connected(boolField(message, "primary"_L1).value_or(false));
+  for (const JsonObject& line : backlog_.messages()) process_.send(line);
   for (const auto& kept : kept_.kept()) process_.send(kept.entry);
 }
 
@@ -77,7 +84,7 @@ void DesktopProcessClient::take(const JsonObject& message) {
   const auto type = stringField(message, "type"_L1);
   if (!type) return;
   if (*type == "ready"_L1) {
-    ready();
+    ready(message);
   } else if (*type == "chat_shown"_L1) {
     backlog_.shown(integerField(message, "number"_L1).value_or(-1), integerField(message, "unread"_L1).value_or(-1));
   } else if (*type == "done"_L1) {
@@ -88,6 +95,7 @@ void DesktopProcessClient::take(const JsonObject& message) {
     callbacks_.sendChat(stringField(message, "text"_L1).value_or(QString()));
   } else {
     clipboard_.take(*type, message);
+    primary_.take(*type, message);
   }
 }
 

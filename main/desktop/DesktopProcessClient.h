@@ -50,13 +50,14 @@ class DesktopProcessClient {
   // Gives the message a "number", which the desktop process confirms once it has carried the message out; until then
   // the message is sent to each new process.
   void deliverReliably(JsonObject message);
-  void ready();
+  void ready(const JsonObject& message);
 
   Callbacks callbacks_;
   std::optional<HostState> lastSentState_;
   bool ready_ = false;
   ChatBacklog backlog_;
   NumberedOutbox<JsonObject> kept_{{.entries = kMaxKeptMessages, .weight = kMaxKeptBytes}};
+  RemoteClipboard primary_;
   RemoteClipboard clipboard_;
   DesktopProcess process_;
 };

@@ -7,11 +7,20 @@ namespace vantora {
 
 using namespace Qt::Literals::StringLiterals;
 
-void RemoteClipboard::connected() {
+RemoteClipboard::RemoteClipboard(Scheduler& scheduler, std::function<void(const JsonObject&)> send, Content content,
+                                 Clipboard* primary)
+    : scheduler_(scheduler),
+      send_(std::move(send)),
+      content_(content),
+      name_(content == Content::clipboard ? u"clipboard"_s : u"primary"_s),
+      primary_(primary) {}
+
+void RemoteClipboard::connected(bool shared) {
   connected_ = true;
+  shared_ = shared;
   const bool again = std::exchange(wasConnected_, true);
   if (writing_ && !writing_->stored) return sendText();
-  if (again) checkForCopies();
+  if (again && (writing_ || content_ == Content::clipboard)) checkForCopies();
 }
 
 void RemoteClipboard::disconnected() {
@@ -40,15 +49,20 @@ void RemoteClipboard::checkForCopies() {
 
 void RemoteClipboard::take(const QString& type, const JsonObject& message) {
   const qint64 id = integerField(message, "id"_L1).value_or(0);
-  if (type == "clipboard_text"_L1) {
-    return completeReading(
-        id, {.text = stringField(message, "text"_L1), .tooLong = integerField(message, "too_long"_L1).value_or(0)});
+  if (type == name_ + "_taken"_L1) {
+    if (taken_) taken_();
+    return;
+  }
+  if (type == name_ + "_text"_L1) {
+    return completeReading(id, {.text = stringField(message, "text"_L1),
+                                .tooLong = integerField(message, "too_long"_L1).value_or(0),
+                                .otherContent = boolField(message, "other"_L1).value_or(false)});
   }
 
   const auto count = integerField(message, "count"_L1);
   if (!count || *count < 0) return;
-  if (type == "clipboard_stored"_L1) return stored(id, *count);
-  if (type != "clipboard_changed"_L1) return;
+  if (type == name_ + "_stored"_L1) return stored(id, *count);
+  if (type != name_ + "_changed"_L1) return;
   changeCount_ = std::max(changeCount_, base_ + *count);
   if (writing_ && writing_->stored) writing_.reset();
   if (changed_) changed_();
@@ -65,7 +79,7 @@ void RemoteClipboard::setText(const QString& text, std::function<void(qint64)> d
 // Texts must not pile up in the connection to a slow process: only the newest follows the one under way.
 void RemoteClipboard::sendText() {
   underWay_ = writing_->id;
-  send_({{u"type"_s, u"clipboard_set"_s}, {u"id"_s, writing_->id}, {u"text"_s, writing_->text}});
+  send_({{u"type"_s, name_ + "_set"_L1}, {u"id"_s, writing_->id}, {u"text"_s, writing_->text}});
 }
 
 void RemoteClipboard::stored(qint64 id, qint64 count) {
@@ -87,7 +101,7 @@ void RemoteClipboard::requestText(TextCallback done) {
   if (!connected_) return done({.text = writing_ && !writing_->stored ? std::optional(writing_->text) : std::nullopt});
   const qint64 id = nextId_++;
   readings_.emplace(id, Reading{std::move(done), scheduler_.after(kTimeout, [this, id] { completeReading(id, {}); })});
-  send_({{u"type"_s, u"clipboard_get"_s}, {u"id"_s, id}});
+  send_({{u"type"_s, name_ + "_get"_L1}, {u"id"_s, id}});
 }
 
 void RemoteClipboard::completeReading(qint64 id, const ClipboardReading& result) {

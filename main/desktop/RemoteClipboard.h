@@ -18,19 +18,28 @@ class RemoteClipboard final : public Clipboard {
  public:
   static constexpr std::chrono::milliseconds kTimeout{6000};
 
-  // `scheduler` must outlive this object.
-  RemoteClipboard(Scheduler& scheduler, std::function<void(const JsonObject&)> send)
-      : scheduler_(scheduler), send_(std::move(send)) {}
+  // The types of messages about the primary selection begin with "primary" instead of "clipboard"; it is of interest
+  // only while it has a text that was set here.
+  enum class Content { clipboard, primarySelection };
 
-  void connected();
+  // `scheduler` and `primary` must outlive this object.
+  RemoteClipboard(Scheduler& scheduler, std::function<void(const JsonObject&)> send,
+                  Content content = Content::clipboard, Clipboard* primary = nullptr);
+
+  // `shared`: other programs see what the desktop process sets.
+  void connected(bool shared = true);
   void disconnected();
-  // Takes "clipboard_changed", "clipboard_stored" and "clipboard_text"; others and malformed ones are ignored.
+  // Takes "clipboard_changed", "clipboard_stored", "clipboard_text" and "clipboard_taken"; others and malformed ones
+  // are ignored.
   void take(const QString& type, const JsonObject& message);
 
   qint64 changeCount() const override { return changeCount_; }
   void setChangedHandler(std::function<void()> handler) override { changed_ = std::move(handler); }
   void setText(const QString& text, std::function<void(qint64 changeCount)> done) override;
   void requestText(TextCallback done) override;
+  void setTakenHandler(std::function<void()> handler) override { taken_ = std::move(handler); }
+  bool shared() const override { return connected_ && shared_; }
+  Clipboard* primary() override { return primary_; }
 
  private:
   struct Reading {
@@ -54,8 +63,13 @@ class RemoteClipboard final : public Clipboard {
 
   Scheduler& scheduler_;
   std::function<void(const JsonObject&)> send_;
+  const Content content_;
+  const QString name_;
+  Clipboard* const primary_;
   std::function<void()> changed_;
+  std::function<void()> taken_;
   bool connected_ = false;
+  bool shared_ = false;
   bool wasConnected_ = false;
   // Continues from the counts of earlier desktop processes: each of them starts at 0.
   qint64 changeCount_ = 0;

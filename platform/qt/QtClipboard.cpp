@@ -1,6 +1,7 @@
 #include "platform/qt/QtClipboard.h"
 
 #include <QGuiApplication>
+#include <QMimeData>
 #include <utility>
 
 namespace vantora {
@@ -20,17 +21,36 @@ bool isToolkitsOwn(xcb_window_t window) {
   return (window & ~setup->resource_id_mask) == setup->resource_id_base;
 }
 
+// Tells when it is read.
+class WatchedText final : public QMimeData {
+ public:
+  WatchedText(const QString& text, std::function<void()> taken) : taken_(std::move(taken)) { setText(text); }
+
+ protected:
+  QVariant retrieveData(const QString& format, QMetaType type) const override {
+    taken_();
+    return QMimeData::retrieveData(format, type);
+  }
+
+ private:
+  const std::function<void()> taken_;
+};
+
 }  // namespace
 
-QtClipboard::QtClipboard(QClipboard& clipboard, std::unique_ptr<X11ClipboardReader> reader)
-    : clipboard_(clipboard), reader_(std::move(reader)) {
+QtClipboard::QtClipboard(QClipboard& clipboard, std::unique_ptr<X11ClipboardReader> reader, QClipboard::Mode mode)
+    : clipboard_(clipboard), reader_(std::move(reader)), mode_(mode) {
+  tellTaken_.setSingleShot(true);
+  QObject::connect(&tellTaken_, &QTimer::timeout, &context_, [this] {
+    if (taken_) taken_();
+  });
   again_.setSingleShot(true);
   QObject::connect(&again_, &QTimer::timeout, &context_, [this] { trySet(); });
   watched_ = reader_ && reader_->watch([this](xcb_window_t owner) { ownerChanged(owner); });
   if (watched_) return;
-  QObject::connect(&clipboard_, &QClipboard::dataChanged, &context_, [this] {
+  QObject::connect(&clipboard_, &QClipboard::changed, &context_, [this](QClipboard::Mode changed) {
     // Qt reports a text that is set here within the call that sets it.
-    if (!writing_) copied();
+    if (changed == mode_ && !writing_) copied();
   });
 }
 
@@ -44,7 +64,7 @@ void QtClipboard::ownerChanged(xcb_window_t owner) {
 }
 
 void QtClipboard::copied() {
-  ours_ = false;
+  if (!std::exchange(ours_, false) && mode_ != QClipboard::Clipboard) return;
   ++changeCount_;
   if (changed_) changed_();
 }
@@ -61,7 +81,11 @@ void QtClipboard::trySet() {
   if (watched_) reader_->catchUp();
   if (!done_) return;
   writing_ = true;
-  clipboard_.setText(text_);
+  // Qt may destroy it after this object.
+  clipboard_.setMimeData(new WatchedText(text_, life_.guard([this] {
+                           if (!readingOwn_) tellTaken_.start(0);
+                         })),
+                         mode_);
   // The server's event shows whether it accepted the text.
   if (watched_) reader_->catchUp();
   const bool refused = std::exchange(writing_, false) && watched_;
@@ -82,13 +106,17 @@ void QtClipboard::stored() {
 void QtClipboard::requestText(TextCallback done) {
   // Not ownsClipboard(): it also misses another program's copy in the same millisecond.
   if (reader_ && !ours_) return reader_->read(std::move(done));
-  done({.text = clipboard_.text()});
+  readingOwn_ = true;
+  const QString text = clipboard_.text(mode_);
+  readingOwn_ = false;
+  done({.text = text});
 }
 
-std::unique_ptr<Clipboard> makeQtClipboard() {
+std::unique_ptr<Clipboard> makeQtClipboard(QClipboard::Mode mode) {
   const bool x11 = QGuiApplication::platformName() == QStringLiteral("xcb");
+  const X11ClipboardReader::Options options{.primary = mode == QClipboard::Selection};
   return std::make_unique<QtClipboard>(*QGuiApplication::clipboard(),
-                                       x11 ? std::make_unique<X11ClipboardReader>() : nullptr);
+                                       x11 ? std::make_unique<X11ClipboardReader>(QString(), options) : nullptr, mode);
 }
 
 }  // namespace vantora

@@ -6,6 +6,7 @@
 #include <QTimer>
 #include <memory>
 
+#include "base/Lifetime.h"
 #include "platform/Clipboard.h"
 #include "platform/x11/X11ClipboardReader.h"
 
@@ -19,13 +20,17 @@ namespace vantora {
 class QtClipboard final : public Clipboard {
  public:
   // `clipboard` must outlive this object. Without a `reader` (on other desktops than X11) Qt reads texts and reports
-  // changes.
-  QtClipboard(QClipboard& clipboard, std::unique_ptr<X11ClipboardReader> reader);
+  // changes. Of the primary selection, which changes with every selection that somebody makes, only the end of a text
+  // that was set here is a change.
+  QtClipboard(QClipboard& clipboard, std::unique_ptr<X11ClipboardReader> reader,
+              QClipboard::Mode mode = QClipboard::Clipboard);
 
   qint64 changeCount() const override { return changeCount_; }
   void setChangedHandler(std::function<void()> handler) override { changed_ = std::move(handler); }
   void setText(const QString& text, std::function<void(qint64 changeCount)> done) override;
   void requestText(TextCallback done) override;
+  void setTakenHandler(std::function<void()> handler) override { taken_ = std::move(handler); }
+  bool shared() const override { return watched_; }
 
  private:
   // Another program, or another part of this one, has copied.
@@ -37,7 +42,10 @@ class QtClipboard final : public Clipboard {
   QObject context_;
   QClipboard& clipboard_;
   const std::unique_ptr<X11ClipboardReader> reader_;
+  const QClipboard::Mode mode_;
   std::function<void()> changed_;
+  std::function<void()> taken_;
+  QTimer tellTaken_;  // Once for what is read in a row.
   qint64 changeCount_ = 0;
   bool watched_ = false;  // The server reports every change.
   bool writing_ = false;
@@ -47,9 +55,11 @@ class QtClipboard final : public Clipboard {
   QTimer again_;
   int tries_ = 0;
   bool ours_ = false;  // The clipboard still holds the text that was set here.
+  bool readingOwn_ = false;
+  Lifetime life_;
 };
 
-// The clipboard of the running QGuiApplication.
-std::unique_ptr<Clipboard> makeQtClipboard();
+// The clipboard of the running QGuiApplication, or its primary selection.
+std::unique_ptr<Clipboard> makeQtClipboard(QClipboard::Mode mode = QClipboard::Clipboard);
 
 }  // namespace vantora

@@ -1,19 +1,12 @@
 #include "platform/wayland/DataControlClipboard.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
-#include <QRandomGenerator>
-#include <QStringList>
 #include <algorithm>
 #include <cstring>
 #include <list>
 #include <utility>
 
-#include "base/Characters.h"
-#include "base/ThreadAffinity.h"
-#include "platform/TextPipes.h"
 #include "platform/wayland/DataControlProtocol.h"
+#include "platform/wayland/DataControlSelection.h"
 #include "platform/wayland/WaylandConnection.h"
 
 namespace vantora {
@@ -23,69 +16,42 @@ using namespace Qt::Literals::StringLiterals;
 
 // Offers of which the compositor has not told yet what they are; it tells of each before it makes the next one.
 constexpr std::size_t kMaxNewOffers = 8;
-// Sources that the compositor has not ended yet; it ends each with the next one.
-constexpr std::size_t kMaxSources = 8;
 
 class WaylandClipboard final : public DataControlClipboard {
  public:
   WaylandClipboard(const QString& socket, std::chrono::milliseconds timeout)
       : timeout_(timeout),
-        connection_(socket, {.opened = [this](wl_display* display) { opened(display); }, .lost = [this] { lost(); }}) {
-    settingTimeout_.setSingleShot(true);
-    QObject::connect(&settingTimeout_, &QTimer::timeout, &context_, [this] { settingFailed(); });
-  }
+        connection_(socket, {.opened = [this](wl_display* display) { opened(display); }, .lost = [this] { lost(); }}) {}
   ~WaylandClipboard() override {
     availableChanged_ = nullptr;
-    done_ = nullptr;
+    clipboard_.drop();
+    primary_.drop();
   }
 
   bool available() const override { return available_; }
   void setAvailableHandler(std::function<void()> handler) override { availableChanged_ = std::move(handler); }
-  qint64 changeCount() const override { return changeCount_; }
-  void setChangedHandler(std::function<void()> handler) override { changed_ = std::move(handler); }
+  qint64 changeCount() const override { return clipboard_.changeCount(); }
+  void setChangedHandler(std::function<void()> handler) override { clipboard_.setChangedHandler(std::move(handler)); }
 
   void setText(const QString& text, std::function<void(qint64)> done) override {
-    affinity_.check("DataControlClipboard::setText");
-    if (!available_ || utf8Length(text) > kMaxTextBytes || (!setting() && sources_.size() >= kMaxSources)) {
-      return done(changeCount_);
-    }
-    const auto before = std::exchange(done_, std::move(done));
-    settingTimeout_.start(timeout_);
-    // The content is requested later: a selection that is not confirmed yet gets the newer text.
-    if (before) {
-      sources_.back().text = text;
-      before(changeCount_);  // Never set: replaced by this text.
-    } else {
-      select(text);
-    }
+    clipboard_.setText(text, std::move(done));
   }
-
-  void requestText(TextCallback done) override {
-    affinity_.check("DataControlClipboard::requestText");
-    readings_.add(std::move(done));
-  }
+  void requestText(TextCallback done) override { clipboard_.requestText(std::move(done)); }
+  void setTakenHandler(std::function<void()> handler) override { clipboard_.setTakenHandler(std::move(handler)); }
+  bool shared() const override { return available_; }
+  Clipboard* primary() override { return hasPrimary_ ? &primary_ : nullptr; }
 
  private:
-  struct Source {
-    wl_proxy* proxy;
-    QString text;
-    QByteArray mark;  // A format of its own, by which its offer is recognised.
-  };
-  struct Offer {
-    wl_proxy* proxy = nullptr;
-    QStringList formats;  // Of plain text.
-    QByteArray mark;
-  };
+  using Offer = DataControlSelection::Offer;
 
   static WaylandClipboard& self(void* data) { return *static_cast<WaylandClipboard*>(data); }
-  bool setting() const { return done_ != nullptr; }
 
   // The connection.
 
   void opened(wl_display* display) {
     static constexpr wl_registry_listener kListener{
         .global = [](void* data, wl_registry*, std::uint32_t name, const char* interface,
-                     std::uint32_t) { self(data).offered(name, interface); },
+                     std::uint32_t version) { self(data).offered(name, interface, version); },
         .global_remove = [](void* data, wl_registry*, std::uint32_t name) { self(data).withdrawn(name); }};
     display_ = display;
     registry_ = wl_display_get_registry(display);
@@ -120,25 +86,27 @@ class WaylandClipboard final : public DataControlClipboard {
     wl_callback_add_listener(callback_, &kListener, this);
   }
 
-  void offered(std::uint32_t name, const char* interface) {
+  void offered(std::uint32_t name, const char* interface, std::uint32_t version) {
     const DataControlProtocol& ext = DataControlProtocol::ext();
     const DataControlProtocol& wlr = DataControlProtocol::wlr();
     if (std::strcmp(interface, wl_seat_interface.name) == 0 && seat_ == nullptr) {
       seatName_ = name;
       seat_ = static_cast<wl_seat*>(wl_registry_bind(registry_, name, &wl_seat_interface, 1));
     } else if (std::strcmp(interface, ext.manager.name) == 0 && protocol_ != &ext) {
-      takeManager(name, ext);
+      takeManager(name, ext, version);
     } else if (std::strcmp(interface, wlr.manager.name) == 0 && protocol_ == nullptr) {
-      takeManager(name, wlr);
+      takeManager(name, wlr, version);
     }
     if (prepared_) prepare();
   }
 
-  void takeManager(std::uint32_t name, const DataControlProtocol& protocol) {
+  void takeManager(std::uint32_t name, const DataControlProtocol& protocol, std::uint32_t version) {
     if (device_ != nullptr) return;  // Content with the other one.
     destroyProxy(manager_, DataControlProtocol::destroyManager);
     protocol_ = &protocol;
-    manager_ = static_cast<wl_proxy*>(wl_registry_bind(registry_, name, &protocol.manager, 1));
+    const std::uint32_t known = std::min(version, static_cast<std::uint32_t>(protocol.manager.version));
+    manager_ = static_cast<wl_proxy*>(wl_registry_bind(registry_, name, &protocol.manager, known));
+    hasPrimary_ = known >= protocol.primaryVersion;
   }
 
   void withdrawn(std::uint32_t name) {
@@ -151,33 +119,31 @@ class WaylandClipboard final : public DataControlClipboard {
     if (manager_ == nullptr || seat_ == nullptr || device_ != nullptr) return;
     static constexpr DataControlProtocol::DeviceEvents kEvents{
         .dataOffer = [](void* data, wl_proxy*, wl_proxy* offer) { self(data).introduced(offer); },
-        .selection = [](void* data, wl_proxy*, wl_proxy* offer) { self(data).selected(offer); },
+        .selection = [](void* data, wl_proxy*,
+                        wl_proxy* offer) { self(data).clipboard_.selected(self(data).taken(offer)); },
         .finished = [](void* data, wl_proxy*) { self(data).connection_.reopen(); },
-        .primarySelection = [](void* data, wl_proxy*, wl_proxy*) { self(data).forgetNewOffers(); }};
-    device_ =
-        wl_proxy_marshal_flags(manager_, DataControlProtocol::getDataDevice, &protocol_->device, 1, 0, nullptr, seat_);
+        .primarySelection = [](void* data, wl_proxy*,
+                               wl_proxy* offer) { self(data).primary_.selected(self(data).taken(offer)); }};
+    device_ = wl_proxy_marshal_flags(manager_, DataControlProtocol::getDataDevice, &protocol_->device,
+                                     wl_proxy_get_version(manager_), 0, nullptr, seat_);
     listen(device_, kEvents, this);
+    clipboard_.open(*protocol_, manager_, device_);
+    if (hasPrimary_) primary_.open(*protocol_, manager_, device_);
     // The present selection comes with the device.
     afterReplies([this] {
       connection_.confirm();
-      known_ = true;
-      wasKnown_ = true;
+      clipboard_.setKnown();
+      if (hasPrimary_) primary_.setKnown();
       setAvailable(true);
     });
   }
 
   void forgetDevice() {
     forgetNewOffers();
-    destroyProxy(std::exchange(current_, {}).proxy, DataControlProtocol::destroyOffer);
-    for (const Source& source : std::exchange(sources_, {})) {
-      destroyProxy(source.proxy, DataControlProtocol::destroySource);
-    }
     destroyProxy(std::exchange(device_, nullptr), DataControlProtocol::destroyDevice);
-    known_ = false;
     prepared_ = false;
-    ours_ = false;
-    readings_.failAll();
-    settingFailed();
+    clipboard_.close();
+    primary_.close();
     setAvailable(false);
   }
 
@@ -193,30 +159,24 @@ class WaylandClipboard final : public DataControlClipboard {
         .offer = [](void* data, wl_proxy* each, const char* format) { self(data).hasFormat(each, format); }};
     if (newOffers_.size() >= kMaxNewOffers) forgetNewOffers();
     listen(offer, kEvents, this);
-    newOffers_.push_back({.proxy = offer, .formats = {}, .mark = {}});
+    newOffers_.push_back({.proxy = offer});
+  }
+
+  auto placeOf(wl_proxy* proxy) {
+    return std::find_if(newOffers_.begin(), newOffers_.end(),
+                        [proxy](const Offer& each) { return each.proxy == proxy; });
   }
 
   void hasFormat(wl_proxy* proxy, const char* name) {
-    const auto offer =
-        std::find_if(newOffers_.begin(), newOffers_.end(), [proxy](const Offer& each) { return each.proxy == proxy; });
-    if (offer == newOffers_.end()) return;
-    if (!sources_.empty() && sources_.back().mark == name) offer->mark = name;
-    const QString format = QString::fromUtf8(name);
-    if (textFormats().contains(format) && !offer->formats.contains(format)) offer->formats += format;
+    if (const auto offer = placeOf(proxy); offer != newOffers_.end()) offer->add(name);
   }
 
-  void selected(wl_proxy* proxy) {
-    destroyProxy(std::exchange(current_, {}).proxy, DataControlProtocol::destroyOffer);
-    const auto offer =
-        std::find_if(newOffers_.begin(), newOffers_.end(), [proxy](const Offer& each) { return each.proxy == proxy; });
-    if (offer != newOffers_.end()) current_ = std::exchange(*offer, {});
+  // Of the new offers, the others are for nothing.
+  Offer taken(wl_proxy* proxy) {
+    Offer result;
+    if (const auto offer = placeOf(proxy); offer != newOffers_.end()) result = std::exchange(*offer, {});
     forgetNewOffers();
-    ours_ = !sources_.empty() && !current_.mark.isEmpty() && current_.mark == sources_.back().mark;
-    if (ours_) return stored();
-    // The first one is the present content, a change only if it came while no compositor was there to tell.
-    if (proxy == nullptr || !(known_ || wasKnown_)) return;
-    ++changeCount_;
-    if (changed_) changed_();
+    return result;
   }
 
   void forgetNewOffers() {
@@ -225,83 +185,8 @@ class WaylandClipboard final : public DataControlClipboard {
     }
   }
 
-  void beginReading(quint64 turn) {
-    if (!available_) return readings_.finish(turn, {});
-    if (ours_) return readings_.finish(turn, {.text = sources_.back().text});
-    const auto format = std::find_if(textFormats().begin(), textFormats().end(),
-                                     [this](const QString& each) { return current_.formats.contains(each); });
-    if (format == textFormats().end()) return readings_.finish(turn, {.text = QString()});
-    int ends[2] = {-1, -1};
-    if (::pipe2(ends, O_CLOEXEC) != 0) return readings_.finish(turn, {});
-    FileDescriptor out(ends[0]);
-    const FileDescriptor in(ends[1]);
-    wl_proxy_marshal_flags(current_.proxy, DataControlProtocol::receive, nullptr, 1, 0, format->toUtf8().constData(),
-                           in.get());
-    connection_.flush();
-    readings_.read(turn, std::move(out), *format);
-  }
-
-  // Texts that are set here.
-
-  void select(const QString& text) {
-    static constexpr DataControlProtocol::SourceEvents kEvents{
-        .send = [](void* data, wl_proxy* source, const char* format,
-                   int descriptor) { self(data).send(source, format, FileDescriptor(descriptor)); },
-        .cancelled = [](void* data, wl_proxy* source) { self(data).cancelled(source); }};
-    wl_proxy* const source =
-        wl_proxy_marshal_flags(manager_, DataControlProtocol::createDataSource, &protocol_->source, 1, 0, nullptr);
-    listen(source, kEvents, this);
-    sources_.push_back(
-        {source, text, "application/x-vantora-" + QByteArray::number(QRandomGenerator::system()->generate64(), 16)});
-    for (const QString& format : textFormats()) offerFormat(source, format.toUtf8());
-    offerFormat(source, sources_.back().mark);
-    wl_proxy_marshal_flags(device_, DataControlProtocol::setSelection, nullptr, 1, 0, source);
-    connection_.flush();
-  }
-
-  static void offerFormat(wl_proxy* source, const QByteArray& format) {
-    wl_proxy_marshal_flags(source, DataControlProtocol::offerFormat, nullptr, 1, 0, format.constData());
-  }
-
-  void stored() {
-    settingTimeout_.stop();
-    if (const auto done = std::exchange(done_, nullptr)) done(++changeCount_);
-  }
-
-  void settingFailed() {
-    settingTimeout_.stop();
-    if (const auto done = std::exchange(done_, nullptr)) done(changeCount_);
-  }
-
-  auto placeOf(wl_proxy* source) {
-    return std::find_if(sources_.begin(), sources_.end(),
-                        [source](const Source& each) { return each.proxy == source; });
-  }
-
-  void send(wl_proxy* proxy, const char* format, FileDescriptor pipe) {
-    const auto source = placeOf(proxy);
-    if (source == sources_.end()) return;
-    const QString wanted = QString::fromUtf8(format);
-    if (textFormats().contains(wanted)) writings_.add(std::move(pipe), encodedText(source->text, wanted));
-  }
-
-  void cancelled(wl_proxy* proxy) {
-    const auto source = placeOf(proxy);
-    if (source == sources_.end()) return;
-    const bool newest = std::next(source) == sources_.end();
-    destroyProxy(proxy, DataControlProtocol::destroySource);
-    sources_.erase(source);
-    if (!newest) return;
-    ours_ = false;
-    settingFailed();
-  }
-
-  ThreadAffinity affinity_;
   const std::chrono::milliseconds timeout_;
-  QObject context_;
-  std::function<void()> changed_;
   std::function<void()> availableChanged_;
-  qint64 changeCount_ = 0;
   bool available_ = false;
 
   wl_display* display_ = nullptr;
@@ -315,17 +200,10 @@ class WaylandClipboard final : public DataControlClipboard {
   std::uint32_t seatName_ = 0;
   wl_proxy* device_ = nullptr;
 
-  bool known_ = false;     // The content of the clipboard is known.
-  bool wasKnown_ = false;  // It was in this or an earlier connection.
   std::list<Offer> newOffers_;
-  Offer current_;
-  // The newest one is the last one; earlier ones have not been ended by the compositor yet.
-  std::list<Source> sources_;
-  bool ours_ = false;  // The clipboard holds the text of the newest source.
-  std::function<void(qint64)> done_;
-  QTimer settingTimeout_;
-  TextReadings readings_{[this](quint64 turn) { beginReading(turn); }, {.timeout = timeout_}};
-  TextWritings writings_;
+  bool hasPrimary_ = false;
+  DataControlSelection clipboard_{DataControlProtocol::setSelection, timeout_, [this] { connection_.flush(); }};
+  DataControlSelection primary_{DataControlProtocol::setPrimarySelection, timeout_, [this] { connection_.flush(); }};
   WaylandConnection connection_;  // Last: it ends first.
 };
 

@@ -16,13 +16,13 @@ struct Family {
     const char* offer;
   };
 
-  static wl_interface interfaceOf(const char* name, std::span<const wl_message> requests,
+  static wl_interface interfaceOf(const char* name, int version, std::span<const wl_message> requests,
                                   std::span<const wl_message> events) {
-    return {name,         1, static_cast<int>(requests.size()), requests.data(), static_cast<int>(events.size()),
+    return {name,         version, static_cast<int>(requests.size()), requests.data(), static_cast<int>(events.size()),
             events.data()};
   }
 
-  explicit Family(const Names& names)
+  Family(const Names& names, int version, std::uint32_t primaryVersion)
       : deviceOfSeat{&protocol.device, &wl_seat_interface},
         aSource{&protocol.source},
         anOffer{&protocol.offer},
@@ -40,10 +40,10 @@ struct Family {
         sourceEvents{{{"send", "sh", values.data()}, {"cancelled", "", nullptr}}},
         offerRequests{{{"receive", "sh", values.data()}, {"destroy", "", nullptr}}},
         offerEvents{{{"offer", "s", values.data()}}},
-        protocol{interfaceOf(names.manager, managerRequests, noEvents),
-                 interfaceOf(names.device, deviceRequests, deviceEvents),
-                 interfaceOf(names.source, sourceRequests, sourceEvents),
-                 interfaceOf(names.offer, offerRequests, offerEvents)} {}
+        protocol{interfaceOf(names.manager, version, managerRequests, noEvents),
+                 interfaceOf(names.device, version, deviceRequests, deviceEvents),
+                 interfaceOf(names.source, version, sourceRequests, sourceEvents),
+                 interfaceOf(names.offer, version, offerRequests, offerEvents), primaryVersion} {}
   Family(const Family&) = delete;
   Family& operator=(const Family&) = delete;
 
@@ -67,13 +67,15 @@ struct Family {
 
 const DataControlProtocol& DataControlProtocol::ext() {
   static const Family family({"ext_data_control_manager_v1", "ext_data_control_device_v1", "ext_data_control_source_v1",
-                              "ext_data_control_offer_v1"});
+                              "ext_data_control_offer_v1"},
+                             1, 1);
   return family.protocol;
 }
 
 const DataControlProtocol& DataControlProtocol::wlr() {
   static const Family family({"zwlr_data_control_manager_v1", "zwlr_data_control_device_v1",
-                              "zwlr_data_control_source_v1", "zwlr_data_control_offer_v1"});
+                              "zwlr_data_control_source_v1", "zwlr_data_control_offer_v1"},
+                             2, 2);
   return family.protocol;
 }
 

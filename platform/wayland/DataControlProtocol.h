@@ -12,7 +12,7 @@ namespace vantora {
 struct DataControlProtocol {
   // Requests, numbered as in the protocol.
   enum ManagerRequest { createDataSource, getDataDevice, destroyManager };
-  enum DeviceRequest { setSelection, destroyDevice };
+  enum DeviceRequest { setSelection, destroyDevice, setPrimarySelection };
   enum SourceRequest { offerFormat, destroySource };
   enum OfferRequest { receive, destroyOffer };
 
@@ -36,6 +36,7 @@ struct DataControlProtocol {
   wl_interface device;
   wl_interface source;
   wl_interface offer;
+  std::uint32_t primaryVersion;  // Of the manager from which on there is a primary selection.
 
   // ext_data_control_manager_v1.
   static const DataControlProtocol& ext();

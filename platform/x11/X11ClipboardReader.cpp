@@ -15,8 +15,8 @@ xcb_atom_t atom(xcb_connection_t* connection, const QByteArray& name) {
 
 }  // namespace
 
-X11ClipboardReader::X11ClipboardReader(const QString& displayName, Limits limits)
-    : limits_(limits), connection_(displayName) {
+X11ClipboardReader::X11ClipboardReader(const QString& displayName, Options options)
+    : options_(options), connection_(displayName) {
   timeout_.setSingleShot(true);
   QObject::connect(&timeout_, &QTimer::timeout, &context_, [this] { finish({}); });
 }
@@ -38,10 +38,17 @@ bool X11ClipboardReader::watch(std::function<void(xcb_window_t)> changed) {
   return true;
 }
 
-void X11ClipboardReader::catchUp() {
+bool X11ClipboardReader::hasOwner() {
   xcb_connection_t* const connection = connection_.current();
-  if (!connection) return;
-  xcbOwned(xcb_get_selection_owner_reply(connection, xcb_get_selection_owner(connection, clipboard_), nullptr));
+  if (!connection) return false;
+  const auto reply =
+      xcbOwned(xcb_get_selection_owner_reply(connection, xcb_get_selection_owner(connection, clipboard_), nullptr));
+  return reply && reply->owner != XCB_NONE;
+}
+
+void X11ClipboardReader::catchUp() {
+  if (!connection_.current()) return;
+  (void)hasOwner();
   drain();
 }
 
@@ -59,7 +66,7 @@ bool X11ClipboardReader::prepare() {
   const std::uint32_t events = XCB_EVENT_MASK_PROPERTY_CHANGE;
   xcb_create_window(connection, XCB_COPY_FROM_PARENT, window_, connection_.screen().root, -1, -1, 1, 1, 0,
                     XCB_WINDOW_CLASS_INPUT_ONLY, XCB_COPY_FROM_PARENT, XCB_CW_EVENT_MASK, &events);
-  clipboard_ = atom(connection, "CLIPBOARD");
+  clipboard_ = options_.primary ? static_cast<xcb_atom_t>(XCB_ATOM_PRIMARY) : atom(connection, "CLIPBOARD");
   incremental_ = atom(connection, "INCR");
   targets_ = {atom(connection, "UTF8_STRING"), atom(connection, "text/plain;charset=utf-8"), XCB_ATOM_STRING};
   for (size_t i = 0; i < properties_.size(); ++i) {
@@ -74,7 +81,7 @@ void X11ClipboardReader::next() {
   if (asking_ || waiting_.empty()) return;
   asking_ = true;
   if (!prepare()) return finish({});
-  timeout_.start(limits_.timeout);
+  timeout_.start(options_.timeout);
   ask(utf8String);
 }
 
@@ -109,7 +116,7 @@ void X11ClipboardReader::handle(const xcb_generic_event_t& event) {
       // A refusal names no property: a late one only makes this request skip one target.
       if (!asking_ || inPieces_ || notification.target != targets_[target_]) return;
       if (target_ + 1 < targetCount) return ask(target_ + 1);
-      return finish({.text = QString()});
+      return finish({.text = QString(), .otherContent = hasOwner()});
     }
     answered(notification.property);
   } else if (type == XCB_PROPERTY_NOTIFY) {
@@ -135,7 +142,7 @@ void X11ClipboardReader::answered(xcb_atom_t property) {
     return;
   }
   bytes_ = std::move(piece.bytes);
-  if (bytes_.size() > limits_.bytes) return finish({.tooLong = bytes_.size()});
+  if (bytes_.size() > options_.bytes) return finish({.tooLong = bytes_.size()});
   finish({.text = decoded()});
 }
 
@@ -144,7 +151,7 @@ void X11ClipboardReader::pieceArrived() {
   if (piece.type == XCB_NONE) return;  // Already read with an earlier notification.
   if (piece.bytes.isEmpty()) return finish({.text = decoded()});
   bytes_ += piece.bytes;
-  if (bytes_.size() > limits_.bytes) finish({.tooLong = bytes_.size()});
+  if (bytes_.size() > options_.bytes) finish({.tooLong = bytes_.size()});
 }
 
 X11ClipboardReader::Piece X11ClipboardReader::takeProperty(xcb_atom_t property) {

@@ -24,14 +24,15 @@ namespace vantora {
 class X11ClipboardReader {
  public:
   using Done = Clipboard::TextCallback;
-  struct Limits {
+  struct Options {
     std::chrono::milliseconds timeout{4000};
     qsizetype bytes = 64 * 1024 * 1024;  // Longer texts are not read.
+    bool primary = false;                // The primary selection instead of the clipboard.
   };
 
   // `displayName`: such as ":0"; empty: the DISPLAY variable decides.
-  explicit X11ClipboardReader(const QString& displayName = {}) : X11ClipboardReader(displayName, Limits()) {}
-  X11ClipboardReader(const QString& displayName, Limits limits);
+  explicit X11ClipboardReader(const QString& displayName = {}) : X11ClipboardReader(displayName, Options()) {}
+  X11ClipboardReader(const QString& displayName, Options options);
   ~X11ClipboardReader();
   X11ClipboardReader(const X11ClipboardReader&) = delete;
   X11ClipboardReader& operator=(const X11ClipboardReader&) = delete;
@@ -49,6 +50,8 @@ class X11ClipboardReader {
   // In the order in which they are requested.
   enum Target : size_t { utf8String, mimeUtf8, latin1String, targetCount };
 
+  bool hasOwner();
+
   bool prepare();
   void next();
   void ask(size_t target);
@@ -65,7 +68,7 @@ class X11ClipboardReader {
   void finish(const ClipboardReading& reading);
   QString decoded() const;
 
-  const Limits limits_;
+  const Options options_;
   QObject context_;  // Timers and notifiers stop with it.
   X11Connection connection_;
   std::unique_ptr<QSocketNotifier> notifier_;

@@ -23,10 +23,14 @@ class FakeClipboard final : public Clipboard {
   void requestText(TextCallback done) override {
     ++reads;
     perform([this, done = std::move(done)] {
-      if (readable) return done({.text = text});
+      if (readable) return done({.text = text, .otherContent = otherContent});
       done({.tooLong = tooLong});
     });
   }
+
+  void setTakenHandler(std::function<void()> handler) override { taken = std::move(handler); }
+  bool shared() const override { return isShared; }
+  Clipboard* primary() override { return primarySelection; }
 
   // Another program copies. `noticed`: whether the change is reported, as on most desktops.
   void copy(const QString& copied, bool noticed = false) {
@@ -46,11 +50,15 @@ class FakeClipboard final : public Clipboard {
   bool slow = false;
   bool readable = true;
   qint64 tooLong = 0;  // Reported by a failed read.
+  bool otherContent = false;
+  bool isShared = true;
+  FakeClipboard* primarySelection = nullptr;
   QString text;
   qint64 changes = 7;
   int sets = 0;
   int reads = 0;
   std::function<void()> changed;
+  std::function<void()> taken;
   std::deque<std::function<void()>> waiting;
 
  private:

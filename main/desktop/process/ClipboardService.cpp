@@ -6,30 +6,33 @@ namespace vantora {
 
 using namespace Qt::Literals::StringLiterals;
 
-ClipboardService::ClipboardService(std::unique_ptr<Clipboard> clipboard, std::function<void(const JsonObject&)> send)
-    : send_(std::move(send)), clipboard_(std::move(clipboard)) {
+ClipboardService::ClipboardService(std::unique_ptr<Clipboard> clipboard, std::function<void(const JsonObject&)> send,
+                                   const QString& name)
+    : name_(name), send_(std::move(send)), clipboard_(std::move(clipboard)) {
   clipboard_->setChangedHandler([this] {
-    send_({{u"type"_s, u"clipboard_changed"_s}, {u"count"_s, clipboard_->changeCount()}});
+    send_({{u"type"_s, name_ + "_changed"_L1}, {u"count"_s, clipboard_->changeCount()}});
   });
+  clipboard_->setTakenHandler([this] { send_({{u"type"_s, name_ + "_taken"_L1}}); });
 }
 
 bool ClipboardService::take(const QString& type, const JsonObject& message) {
   const qint64 id = integerField(message, "id"_L1).value_or(0);
-  if (type == "clipboard_set"_L1) {
+  if (type == name_ + "_set"_L1) {
     clipboard_->setText(stringField(message, "text"_L1).value_or(QString()), [this, id](qint64 count) {
-      send_({{u"type"_s, u"clipboard_stored"_s}, {u"id"_s, id}, {u"count"_s, count}});
+      send_({{u"type"_s, name_ + "_stored"_L1}, {u"id"_s, id}, {u"count"_s, count}});
     });
     return true;
   }
-  if (type == "clipboard_get"_L1) {
+  if (type == name_ + "_get"_L1) {
     clipboard_->requestText([this, id](const ClipboardReading& reading) {
-      JsonObject reply{{u"type"_s, u"clipboard_text"_s}, {u"id"_s, id}};
+      JsonObject reply{{u"type"_s, name_ + "_text"_L1}, {u"id"_s, id}};
       const qint64 length = reading.text ? utf8Length(*reading.text) : reading.tooLong;
       // A reply with neither field means that the text could not be read.
       if (reading.tooLong > 0 || length > Clipboard::kMaxTextBytes) {
         reply.insert(u"too_long"_s, length);
       } else if (reading.text) {
         reply.insert(u"text"_s, *reading.text);
+        if (reading.otherContent) reply.insert(u"other"_s, true);
       }
       send_(reply);
     });

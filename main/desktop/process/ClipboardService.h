@@ -12,15 +12,19 @@ namespace vantora {
 // The counterpart of RemoteClipboard. Thread: main of the desktop process. Owner: its entry point.
 class ClipboardService {
  public:
-  // `send` must stay callable as long as `clipboard` may call back.
-  ClipboardService(std::unique_ptr<Clipboard> clipboard, std::function<void(const JsonObject&)> send);
+  // `send` must stay callable as long as `clipboard` may call back. `name`: what the types of its messages begin with.
+  ClipboardService(std::unique_ptr<Clipboard> clipboard, std::function<void(const JsonObject&)> send,
+                   const QString& name = QStringLiteral("clipboard"));
 
   // Carries out "clipboard_set" {id, text}, replied to with "clipboard_stored" {id, count}, and "clipboard_get" {id},
-  // replied to with "clipboard_text" {id, text} or {id, too_long: bytes of UTF-8} or, when it could not be read, {id}.
-  // Returns whether `type` is one of them.
+  // replied to with "clipboard_text" {id, text, other: no text but other content} or {id, too_long: bytes of UTF-8} or,
+  // when it could not be read, {id}. Returns whether `type` is one of them. Also sends "clipboard_changed" {count} and,
+  // when another program has read a text that was set, "clipboard_taken".
   bool take(const QString& type, const JsonObject& message);
+  bool shared() const { return clipboard_->shared(); }
 
  private:
+  const QString name_;
   std::function<void(const JsonObject&)> send_;
   std::unique_ptr<Clipboard> clipboard_;
 };

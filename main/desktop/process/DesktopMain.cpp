@@ -36,8 +36,11 @@ class Desktop {
         link_(descriptor, {.message = [this](const JsonObject& message) { take(message); },
                            .lost = [] { QCoreApplication::quit(); }}),
         session_([this](const JsonObject& message) { link_.send(message); }),
-        clipboard_(makeQtClipboard(), [this](const JsonObject& message) { link_.send(message); }) {
-    link_.send({{u"type"_s, u"ready"_s}});
+        clipboard_(makeQtClipboard(), [this](const JsonObject& message) { link_.send(message); }),
+        primary_(
+            makeQtClipboard(QClipboard::Selection), [this](const JsonObject& message) { link_.send(message); },
+            u"primary"_s) {
+    link_.send({{u"type"_s, u"ready"_s}, {u"clipboard"_s, clipboard_.shared()}, {u"primary"_s, primary_.shared()}});
   }
 
  private:
@@ -48,7 +51,7 @@ class Desktop {
     } else if (type == "state"_L1) {
       // The first state comes before any other message: without it there is nothing to show.
       if (session_.take(message) && !interface_) open();
-    } else if (!clipboard_.take(type, message) && interface_) {
+    } else if (!clipboard_.take(type, message) && !primary_.take(type, message) && interface_) {
       show(type, message);
     }
   }
@@ -106,6 +109,7 @@ class Desktop {
   DesktopLink link_;
   SessionProxy session_;
   ClipboardService clipboard_;
+  ClipboardService primary_;
   // The number of the last chat line in the window.
   qint64 lastLine_ = 0;
   std::optional<UserInterface> interface_;

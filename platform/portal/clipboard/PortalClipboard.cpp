@@ -80,6 +80,8 @@ class DBusPortalClipboard final : public PortalClipboard {
     if (const auto done = std::exchange(done_, nullptr)) done(changeCount_);
   }
 
+  bool shared() const override { return !session_.isEmpty(); }
+  void setTakenHandler(std::function<void()> handler) override { taken_ = std::move(handler); }
   qint64 changeCount() const override { return changeCount_; }
   void setChangedHandler(std::function<void()> handler) override { changed_ = std::move(handler); }
 
@@ -157,8 +159,11 @@ class DBusPortalClipboard final : public PortalClipboard {
   // `noneIsEmpty`: that no format can be read means that the clipboard has no text.
   void tryFormats(quint64 turn, QStringList formats, bool noneIsEmpty) {
     if (!readings_.isCurrent(turn)) return;
-    if (formats.isEmpty())
-      return readings_.finish(turn, {.text = noneIsEmpty ? std::optional(QString()) : std::nullopt});
+    if (formats.isEmpty()) {
+      const bool other = formats_ && !formats_->isEmpty();
+      return readings_.finish(turn,
+                              {.text = noneIsEmpty ? std::optional(QString()) : std::nullopt, .otherContent = other});
+    }
     const QString format = formats.takeFirst();
     callDBus(
         bus_, callTo(u"SelectionRead"_s, {format}), &context_,
@@ -189,6 +194,7 @@ class DBusPortalClipboard final : public PortalClipboard {
             if (session != sessions_) return;
             --transfers_;
             transferDone(serial, whole);
+            if (whole && taken_) taken_();
           });
         },
         static_cast<int>(timeout_.count()));
@@ -208,6 +214,7 @@ class DBusPortalClipboard final : public PortalClipboard {
   QString session_;
   quint64 sessions_ = 0;
   std::function<void()> changed_;
+  std::function<void()> taken_;
   qint64 changeCount_ = 0;
   bool ours_ = false;                   // The clipboard holds `offered_`.
   std::optional<QStringList> formats_;  // Of its content, if known.

@@ -61,7 +61,7 @@ class QtClipboardTest : public testing::Test {
     return text.value_or(u"(no answer)"_s);
   }
   // Makes the clipboard use these limits for reading.
-  void limit(X11ClipboardReader::Limits limits) {
+  void limit(X11ClipboardReader::Options limits) {
     clipboard_ = std::make_unique<QtClipboard>(*QGuiApplication::clipboard(),
                                                std::make_unique<X11ClipboardReader>(QString(), limits));
     clipboard_->setChangedHandler([this] { ++changes_; });
@@ -211,8 +211,8 @@ TEST_F(QtClipboardTest, neverBlocksOnAnOwnerThatDoesNotAnswer) {
   }));
   EXPECT_EQ(text, u"(failed)"_s);
   EXPECT_GE(silent.requests(), 1);
-  EXPECT_LT(std::chrono::steady_clock::now() - start, X11ClipboardReader::Limits().timeout + 20s);
-  EXPECT_LT(longest, X11ClipboardReader::Limits().timeout * 3 / 4) << "the program stood still";
+  EXPECT_LT(std::chrono::steady_clock::now() - start, X11ClipboardReader::Options().timeout + 20s);
+  EXPECT_LT(longest, X11ClipboardReader::Options().timeout * 3 / 4) << "the program stood still";
   // The next text is read nevertheless.
   copyWith("xclip", "answered");
   EXPECT_EQ(read(), u"answered"_s);
