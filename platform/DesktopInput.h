@@ -75,6 +75,9 @@ class DesktopInput {
   // `wait` of the result. `text`: Unicode characters, without control characters but "\n" (Enter) and "\t" (Tab).
   // Neither the local user's modifiers and locks nor those that this object holds change what is typed.
   [[nodiscard]] virtual TypingStep type(std::u32string_view text) = 0;
+  // Whether a key may follow the texts that were typed; false: ask again a moment later. What it has to wait for, such
+  // as a clipboard that a text has used, ends within two seconds.
+  [[nodiscard]] virtual bool readyForKeys() { return true; }
   // Releases every button, key and modifier that this object holds down.
   virtual void releaseAll() = 0;
 };

@@ -24,10 +24,14 @@ class InputEvents {
   virtual void releaseButton(int button) = 0;
   virtual bool pressKey(int key) = 0;
   virtual void releaseKey(int key) = 0;
+  // Whether the other side takes symbols.
+  virtual bool takesSymbols() const = 0;
   // Types the symbol of XKB's numbering `keysym` in the layout that is in use; the desktop ignores one that it lacks.
   virtual bool tapSymbol(std::uint32_t keysym) = 0;
   // Whether so much waits for the desktop that a text had better wait too.
   virtual bool busy() const = 0;
+  // Whether everything has been passed to the desktop.
+  virtual bool delivered() const = 0;
   // Whole notches of a wheel, and smooth scrolling with 10 units for a notch; down and right are positive.
   virtual bool scrollNotches(ScrollAxis axis, int notches) = 0;
   virtual bool scrollSmoothly(ScrollAxis axis, double units) = 0;

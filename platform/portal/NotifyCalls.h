@@ -34,8 +34,10 @@ class NotifyCalls final : public InputEvents {
   void releaseButton(int button) override;
   bool pressKey(int key) override;
   void releaseKey(int key) override;
+  bool takesSymbols() const override { return true; }
   bool tapSymbol(std::uint32_t keysym) override;
   bool busy() const override;
+  bool delivered() const override { return queue_.empty() && !unanswered_; }
   bool scrollNotches(ScrollAxis axis, int notches) override;
   bool scrollSmoothly(ScrollAxis axis, double units) override;
   // The session has ended: nothing waits any more.

@@ -8,10 +8,13 @@
 #include <vector>
 
 #include "base/Lifetime.h"
+#include "base/QtScheduler.h"
 #include "base/SessionBusAddress.h"
 #include "base/dbus/DBusCall.h"
 #include "platform/ClipboardChoice.h"
+#include "platform/ClipboardLoan.h"
 #include "platform/DesktopChoice.h"
+#include "platform/NoClipboard.h"
 #include "platform/linux/LinuxDesktop.h"
 #include "platform/portal/CaptureConsent.h"
 #include "platform/portal/PortalAccessibility.h"
@@ -54,21 +57,21 @@ class PortalDesktop final : public LinuxDesktop {
       : LinuxDesktop(clipboard),
         makeCapture_(std::move(makeCapture)),
         session_(sessionBusAddress(environment), RestoreTokens(environment), [this] { sessionChanged(); }),
-        input_(session_, displays_),
         cursor_(makePortalCursor(environment)),
         accessibility_(makePortalAccessibility()),
         given_(clipboard),
-        clipboard_(clipboard),
+        givenPrimary_(clipboard.primary() != nullptr ? *clipboard.primary() : noPrimary_),
         dataControl_(makeDataControlClipboard(compositorSocket(environment))),
+        clipboard_(clipboard),
+        primary_(givenPrimary_),
+        input_(session_, displays_),
         keymap_(compositorSocket(environment),
                 [this](const QByteArray& keymap) { input_.setLayout(KeyLayout::parse(keymap)); }) {
     dataControl_->setAvailableHandler([this] { chooseClipboard(); });
     chooseClipboard();
+    input_.pasteThrough(clipboardLoan_, primaryLoan_, scheduler_);
   }
-  ~PortalDesktop() override {
-    clipboard_.use(given_);
-    refuseCaptures(u"the program ends"_s);
-  }
+  ~PortalDesktop() override { refuseCaptures(u"the program ends"_s); }
 
   DesktopStatus status() const override { return status_; }
   void setStatusHandler(std::function<void(const DesktopStatus&)> handler) override {
@@ -77,7 +80,7 @@ class PortalDesktop final : public LinuxDesktop {
   Displays& displays() override { return displays_; }
   DesktopInput& input() override { return input_; }
   SystemCursor& cursor() override { return *cursor_; }
-  Clipboard& clipboard() override { return clipboard_; }
+  Clipboard& clipboard() override { return clipboardLoan_; }
   Accessibility& accessibility() override { return *accessibility_; }
   std::unique_ptr<ScreenCapture> makeScreenCapture() override {
     const auto consent = std::make_shared<CaptureConsent>(CaptureConsent::Events{
@@ -178,11 +181,17 @@ class PortalDesktop final : public LinuxDesktop {
     cursor_->report(*cursor);
   }
 
-  // The portal's, where the user granted it; else the compositor's; else that of the desktop process.
   void chooseClipboard() {
-    if (portalClipboard_) return clipboard_.use(*portalClipboard_);
-    if (dataControl_->available()) return clipboard_.use(*dataControl_);
-    clipboard_.use(given_);
+    clipboard_.use(bestClipboard());
+    Clipboard* const primary = dataControl_->available() ? dataControl_->primary() : nullptr;
+    primary_.use(primary != nullptr ? *primary : givenPrimary_);
+  }
+
+  // The portal's, where the user granted it; else the compositor's; else that of the desktop process.
+  Clipboard& bestClipboard() {
+    if (portalClipboard_) return *portalClipboard_;
+    if (dataControl_->available()) return *dataControl_;
+    return given_;
   }
 
   void openClipboard() {
@@ -223,14 +232,20 @@ class PortalDesktop final : public LinuxDesktop {
   const PortalCaptureFactory makeCapture_;
   PortalSession session_;
   PortalDisplays displays_;
-  PortalInput input_;
+  QtScheduler scheduler_;
   const std::unique_ptr<PortalCursor> cursor_;
   const std::unique_ptr<Accessibility> accessibility_;
   Clipboard& given_;
-  ClipboardChoice clipboard_;
+  NoClipboard noPrimary_;
+  Clipboard& givenPrimary_;
   const std::unique_ptr<DataControlClipboard> dataControl_;
-  SeatKeymap keymap_;
   std::unique_ptr<PortalClipboard> portalClipboard_;
+  ClipboardChoice clipboard_;
+  ClipboardChoice primary_;
+  ClipboardLoan clipboardLoan_{clipboard_, scheduler_, ClipboardLoan::Replaces::text};
+  ClipboardLoan primaryLoan_{primary_, scheduler_, ClipboardLoan::Replaces::anything};
+  PortalInput input_;
+  SeatKeymap keymap_;
   std::vector<std::weak_ptr<CaptureConsent>> captures_;
   DesktopStatus status_;
   std::function<void(const DesktopStatus&)> statusHandler_;

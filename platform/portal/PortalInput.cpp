@@ -17,13 +17,18 @@ namespace {
 
 using namespace Qt::Literals::StringLiterals;
 
+// Compositors drop what keymaps cannot name.
+constexpr std::uint16_t kHighestKey = 247;
+
+// `altgrKey`: 0 without one.
 ModifierTable modifierKeys(std::uint16_t altgrKey) {
   ModifierTable keys = {{{KEY_LEFTSHIFT, {KEY_LEFTSHIFT, KEY_RIGHTSHIFT}},
                          {KEY_LEFTCTRL, {KEY_LEFTCTRL, KEY_RIGHTCTRL}},
                          {KEY_LEFTALT, {KEY_LEFTALT}},
                          {KEY_LEFTMETA, {KEY_LEFTMETA, KEY_RIGHTMETA}},
                          {}}};
-  const auto altgr = static_cast<Keycode>(altgrKey);
+  // The plan knows the keys that keyboards have.
+  const auto altgr = altgrKey <= kHighestKey ? static_cast<Keycode>(altgrKey) : Keycode{0};
   if (altgr != 0) keys[static_cast<std::size_t>(Modifier::altgr)] = {.press = altgr, .keys = {altgr}};
   return keys;
 }
@@ -31,6 +36,9 @@ ModifierTable modifierKeys(std::uint16_t altgrKey) {
 // Characters of one step of a text, and the pause behind it: programs shall be able to follow.
 constexpr std::size_t kTypingStep = 16;
 constexpr std::chrono::milliseconds kTypingPause{10};
+
+// Enter and Tab remain keys.
+std::u32string_view lineOf(std::u32string_view text) { return text.substr(0, text.find_first_of(U"\n\t")); }
 
 int kernelButton(PointerButton button) {
   switch (button) {
@@ -99,6 +107,7 @@ void PortalInput::sessionChanged() {
   if (session_.state() == PortalSession::State::granted) return chooseRoute();
   // The desktop releases what a session held.
   dropHeld();
+  dropPaste();
   calls_.reset();
   eis_.reset();
   connecting_.reset();
@@ -233,8 +242,6 @@ void PortalInput::announceKeyboard() {
 }
 
 bool PortalInput::key(std::uint16_t code, bool down, const KeyModifiers& modifiers) {
-  // Compositors drop what keymaps cannot name.
-  constexpr std::uint16_t kHighestKey = 247;
   if (code == 0 || code > kHighestKey || !session_.grant().keyboard) return false;
   if (!down && !heldKeys_.contains(code)) return true;
   takeModifiers(modifiers, static_cast<Keycode>(code));
@@ -257,17 +264,69 @@ void PortalInput::setLayout(std::optional<KeyLayout> layout) {
   modifierKeys_ = modifierKeys(layout_ ? layout_->altgrKey() : KEY_RIGHTALT);
 }
 
+void PortalInput::pasteThrough(ClipboardLoan& clipboard, ClipboardLoan& primary, Scheduler& scheduler) {
+  paste_ =
+      std::make_unique<TextPaste>(clipboard, primary, scheduler,
+                                  TextPaste::Keys{.press = [this](TextPaste::Chord chord) { return pressPaste(chord); },
+                                                  .delivered = [this] { return events().delivered(); },
+                                                  .drop = [this] { events().dropWaiting(); }});
+}
+
 TypingStep PortalInput::type(std::u32string_view text) {
   if (!session_.grant().keyboard) return {.possible = false};
   TypingStep step{.wait = kTypingPause};
   if (events().busy()) return step;
-  for (const char32_t character : text.substr(0, kTypingStep)) {
+  while (step.taken < std::min(text.size(), kTypingStep)) {
+    const std::u32string_view rest = text.substr(step.taken);
+    if (unpasted_ == 0 && hasToPaste(lineOf(rest))) {
+      if (step.taken > 0) break;
+      return paste(lineOf(rest));
+    }
+    if (unpasted_ > 0) --unpasted_;
     ++step.taken;
-    if (typeCharacter(character)) ++step.typed;
+    if (typeCharacter(rest.front())) ++step.typed;
   }
   releaseModifiers();
   return step;
 }
+
+bool PortalInput::lacks(char32_t character) {
+  if (layout_->find(character)) return false;
+  return !layout_->has(character) || !events().takesSymbols();
+}
+
+bool PortalInput::hasToPaste(std::u32string_view line) {
+  if (!paste_ || !layout_ || !paste_->possible()) return false;
+  return std::any_of(line.begin(), line.end(), [this](char32_t character) { return lacks(character); });
+}
+
+TypingStep PortalInput::paste(std::u32string_view line) {
+  TypingStep step{.wait = kTypingPause};
+  switch (paste_->proceed(line)) {
+    case TextPaste::Outcome::pending:
+      break;
+    case TextPaste::Outcome::pasted:
+      step.taken = step.typed = line.size();
+      break;
+    case TextPaste::Outcome::notRead:
+      step.taken = line.size();
+      break;
+    case TextPaste::Outcome::impossible:
+      unpasted_ = line.size();
+      break;
+  }
+  return step;
+}
+
+bool PortalInput::pressPaste(TextPaste::Chord chord) {
+  const auto v = layout_ ? layout_->find(U'v') : std::nullopt;
+  const bool pressed = chord == TextPaste::Chord::shiftInsert ? tap(KEY_INSERT, {.shift = true})
+                                                              : tap(v ? v->code : KEY_V, {.control = true});
+  releaseModifiers();
+  return pressed;
+}
+
+bool PortalInput::readyForKeys() { return !paste_ || paste_->settled(); }
 
 bool PortalInput::typeCharacter(char32_t character) {
   if (character == U'\n') return tap(KEY_ENTER, {});
@@ -275,7 +334,7 @@ bool PortalInput::typeCharacter(char32_t character) {
   if (layout_) {
     if (const auto stroke = layout_->find(character))
       return tap(stroke->code, {.shift = stroke->shift, .altgr = stroke->altgr});
-    if (!layout_->has(character)) return false;
+    if (lacks(character)) return false;
   }
   const std::uint32_t keysym = xkb_utf32_to_keysym(character);
   takeModifiers({}, 0);
@@ -295,6 +354,11 @@ void PortalInput::setModifier(Keycode key, bool down) {
   if (!down) events().releaseKey(key);
 }
 
+void PortalInput::dropPaste() {
+  unpasted_ = 0;
+  if (paste_) paste_->cancel();
+}
+
 void PortalInput::releaseModifiers() {
   for (std::size_t key = 0; key < ownModifiers_.size(); ++key) {
     if (ownModifiers_[key]) setModifier(static_cast<Keycode>(key), false);
@@ -302,6 +366,7 @@ void PortalInput::releaseModifiers() {
 }
 
 void PortalInput::releaseAll() {
+  dropPaste();
   events().dropWaiting();
   for (const int button : std::exchange(heldButtons_, {})) events().releaseButton(button);
   for (const std::uint16_t key : std::exchange(heldKeys_, {})) events().releaseKey(key);

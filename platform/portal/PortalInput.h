@@ -15,13 +15,15 @@
 #include "platform/ModifierPlan.h"
 #include "platform/portal/NotifyCalls.h"
 #include "platform/portal/PortalDisplays.h"
+#include "platform/portal/TextPaste.h"
 
 namespace vantora {
 
 // Works within the session in which the user shares the screen; it never asks the user by itself, since a viewer could
 // make it. Only what it holds down itself is known to it: the portal does not tell which keys the local user holds, nor
 // whether Caps Lock is on. Texts are typed by the layout that the compositor tells its programs; a character whose key
-// depends on which of several layouts is in use is left to the portal.
+// depends on which of several layouts is in use is left to the portal. A line with characters that no key types is
+// pasted as a whole.
 // Positions are meant to be in layout units; where a first report of the pointer shows that the compositor takes them
 // for pixels, but accepts them up to the size in layout units only, the rest of the way is a relative motion.
 // Compositors leave the repetition of a held key to the programs, which begin with it half a second after a press: each
@@ -38,6 +40,7 @@ class PortalInput final : public DesktopInput {
   void wheel(const ScrollEvent& event) override;
   [[nodiscard]] bool key(std::uint16_t code, bool down, const KeyModifiers& modifiers) override;
   [[nodiscard]] TypingStep type(std::u32string_view text) override;
+  [[nodiscard]] bool readyForKeys() override;
   void releaseAll() override;
 
   // Whether a later session may take input although this one does not.
@@ -46,6 +49,8 @@ class PortalInput final : public DesktopInput {
   void sessionChanged();
   // What the desktop's keys type; nullopt: unknown.
   void setLayout(std::optional<KeyLayout> layout);
+  // By way of which texts may be pasted; these must outlive this object. Once, before any input.
+  void pasteThrough(ClipboardLoan& clipboard, ClipboardLoan& primary, Scheduler& scheduler);
   // Moves the pointer by a pixel and back.
   void nudge();
   // Where a stream shows the pointer, in pixels of the stream.
@@ -73,6 +78,11 @@ class PortalInput final : public DesktopInput {
   void announceKeyboard();
   void takeModifiers(const KeyModifiers& modifiers, Keycode event);
   bool typeCharacter(char32_t character);
+  bool lacks(char32_t character);
+  bool hasToPaste(std::u32string_view line);
+  TypingStep paste(std::u32string_view line);
+  void dropPaste();
+  bool pressPaste(TextPaste::Chord chord);
   bool tap(std::uint16_t code, const KeyModifiers& modifiers);
   void setModifier(Keycode key, bool down);
   void scroll(ScrollAxis axis, std::int32_t pixels);
@@ -95,6 +105,9 @@ class PortalInput final : public DesktopInput {
   Keymap ownModifiers_;
   ModifierTable modifierKeys_;
   std::optional<KeyLayout> layout_;
+  std::unique_ptr<TextPaste> paste_;
+  // So much is left of a line that could not be pasted: it is typed as far as it has keys.
+  std::size_t unpasted_ = 0;
   std::unique_ptr<QObject> connecting_;  // For the timeout of a connection.
 };
 

@@ -128,10 +128,11 @@ test('whatIsTypedArrivesInATerminal', async (t) => {
     await viewer.takeControl(await session.host.pin());
     await viewer.page.evaluate((messages) => messages.forEach((message) => bare.send(message)), keystrokes(text));
     await viewer.settled();
-    // The layout is a US one: what it lacks is left out.
+    // The layout is a US one: the line that has what it lacks is pasted.
     const line = 'Grep "x" \\ {a|b} ~/[c]@d #$%^&* `e` <f>';
-    assert.deepEqual(await viewer.ask({ type: 'type_text', id: 't1', text: `${line}ü中\n` }, 'text_typed'),
-      { type: 'text_typed', id: 't1', typed: line.length + 1, length: line.length + 3 });
+    const foreign = 'é中😀';
+    assert.deepEqual(await viewer.ask({ type: 'type_text', id: 't1', text: `${line}\n${foreign}\n` }, 'text_typed'),
+      { type: 'text_typed', id: 't1', typed: line.length + 5, length: line.length + 5 });
     await viewer.send({ type: 'type_text', text: line });
     await viewer.send({ type: 'key_press', code: 'Enter' });
     // Ctrl-D ends cat: only a key with the right modifier and no other does that.
@@ -139,7 +140,7 @@ test('whatIsTypedArrivesInATerminal', async (t) => {
     await viewer.send({ type: 'keyDown', code: 'KeyD', mods });
     await viewer.send({ type: 'keyUp', code: 'KeyD', mods });
     await until(() => readFile(`${file}.done`), { what: 'cat to end' });
-    assert.equal(await readFile(file, 'utf8'), `${text}${line}\n${line}\n`);
+    assert.equal(await readFile(file, 'utf8'), `${text}${line}\n${foreign}\n${line}\n`);
   });
 });
 

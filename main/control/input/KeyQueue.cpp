@@ -11,6 +11,8 @@ using namespace std::chrono_literals;
 
 // Between two steps the event loop handles what else has arrived.
 constexpr auto kShortestPause = 1ms;
+// While the desktop is not ready for keys.
+constexpr auto kReadyPoll = 5ms;
 // Keys after a text that are posted in one turn of the event loop.
 constexpr int kKeysPerTurn = 64;
 
@@ -41,9 +43,10 @@ void KeyQueue::key(std::uint16_t code, bool down, const KeyModifiers& modifiers)
     held_.erase(code);
   }
   const Key key{.code = code, .down = down, .modifiers = modifiers};
-  if (waiting_.empty()) return post(key);
+  if (waiting_.empty() && input_.readyForKeys()) return post(key);
   waiting_.emplace_back(key);
   ++waitingKeys_;
+  if (!timer_) runLater(kReadyPoll);
 }
 
 // A key position that this desktop does not have is skipped like an unknown name.
@@ -79,6 +82,7 @@ void KeyQueue::proceed() {
   for (int turns = 0; !waiting_.empty(); ++turns) {
     if (turns == kKeysPerTurn) return runLater(kShortestPause);
     if (const Key* const key = std::get_if<Key>(&waiting_.front())) {
+      if (!input_.readyForKeys()) return runLater(kReadyPoll);
       post(*key);
       --waitingKeys_;
       waiting_.pop_front();

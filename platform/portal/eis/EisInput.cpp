@@ -58,9 +58,11 @@ class EisInput final : public InputEvents {
   void releaseButton(int button) override { (void)pushButton(button, false); }
   bool pressKey(int key) override { return pushKey(key, true); }
   void releaseKey(int key) override { (void)pushKey(key, false); }
-  // Such a connection knows no symbols.
+  // Such a connection knows none.
+  bool takesSymbols() const override { return false; }
   bool tapSymbol(std::uint32_t) override { return false; }
   bool busy() const override { return false; }
+  bool delivered() const override { return true; }
   bool scrollNotches(ScrollAxis axis, int notches) override {
     Device* const device = with(EI_DEVICE_CAP_SCROLL);
     if (device == nullptr) return false;

@@ -1,0 +1,208 @@
+#include "platform/ClipboardLoan.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace vantora {
+
+ClipboardLoan::ClipboardLoan(Clipboard& clipboard, Scheduler& scheduler, Replaces replaces)
+    : clipboard_(clipboard), scheduler_(scheduler), replaces_(replaces), seen_(clipboard.changeCount()) {
+  clipboard_.setChangedHandler([this] { otherProgramCopied(); });
+  clipboard_.setTakenHandler([this] {
+    if (phase_ == Phase::setting || phase_ == Phase::lent) {
+      ++readings_;
+      lastEvent_ = scheduler_.monotonicNow();
+    } else if (taken_) {
+      taken_();
+    }
+  });
+}
+
+ClipboardLoan::~ClipboardLoan() {
+  clipboard_.setChangedHandler({});
+  clipboard_.setTakenHandler({});
+  if (replaced_ && phase_ != Phase::returning && kept_) clipboard_.setText(*kept_, [](qint64) {});
+}
+
+// Whether the text was set.
+bool ClipboardLoan::account(qint64 count, bool hide) {
+  const qint64 grown = count - seen_;
+  if (grown <= 0) return false;
+  seen_ = count;
+  if (hide) hidden_ += grown;
+  return true;
+}
+
+void ClipboardLoan::setText(const QString& text, std::function<void(qint64)> done) {
+  failed_ = failed_ || phase_ == Phase::reading;
+  kept_ = text;
+  const auto before = std::exchange(keptDone_, std::move(done));
+  if (phase_ == Phase::own || phase_ == Phase::reading || phase_ == Phase::returning) {
+    putBack();
+  } else if (back_) {
+    giveBack();
+  }
+  if (before) before(changeCount());  // Never set: replaced by this text.
+}
+
+void ClipboardLoan::requestText(TextCallback done) {
+  if (kept_) return done({.text = kept_});
+  clipboard_.requestText(std::move(done));
+}
+
+void ClipboardLoan::lend(const QString& text) {
+  text_ = text;
+  failed_ = false;
+  back_.reset();
+  if (phase_ == Phase::own) {
+    phase_ = Phase::reading;
+    timeout_ = scheduler_.after(kReadTimeout, [this] {
+      failed_ = true;
+      end();
+    });
+    return read();
+  }
+  if (phase_ == Phase::checking) {
+    afterCheck_ = AfterCheck::lend;
+  } else if (phase_ != Phase::reading) {
+    set();
+  }
+}
+
+void ClipboardLoan::read() {
+  clipboard_.requestText(life_.guard([this, turn = ++turn_](const ClipboardReading& reading) {
+    if (turn != turn_) return;
+    if (replaces_ == Replaces::text && (!reading.text || reading.otherContent)) {
+      failed_ = true;
+      return end();
+    }
+    kept_ = reading.text.value_or(QString());
+    set();
+  }));
+}
+
+void ClipboardLoan::set() {
+  phase_ = Phase::setting;
+  onClipboard_ = text_;
+  timeout_ = scheduler_.after(kSetTimeout, [this] {
+    // It may still be set.
+    replaced_ = true;
+    setFailed();
+  });
+  clipboard_.setText(text_, life_.guard([this, turn = ++turn_](qint64 count) {
+    const bool stored = account(count, true);
+    if (turn != turn_) return;
+    if (!stored) return setFailed();
+    timeout_.reset();
+    replaced_ = true;
+    phase_ = Phase::lent;
+    lastEvent_ = scheduler_.monotonicNow();
+  }));
+}
+
+void ClipboardLoan::setFailed() {
+  failed_ = true;
+  if (!replaced_ && !keptDone_) return end();
+  giveBack();
+}
+
+void ClipboardLoan::giveBackAfter(std::chrono::milliseconds delay) {
+  if (phase_ == Phase::own || phase_ == Phase::returning) return;
+  if (keptDone_ || delay <= delay.zero()) return giveBack();
+  back_ = scheduler_.after(delay, [this] { giveBack(); });
+}
+
+void ClipboardLoan::giveBack() {
+  back_.reset();
+  switch (phase_) {
+    case Phase::own:
+    case Phase::returning:
+      return;
+    case Phase::reading:
+      return end();
+    case Phase::checking:
+      afterCheck_ = AfterCheck::giveBack;
+      return;
+    case Phase::setting:
+    case Phase::lent:
+      return putBack();
+  }
+}
+
+void ClipboardLoan::putBack() {
+  phase_ = Phase::returning;
+  timeout_.reset();
+  clipboard_.setText(*kept_, life_.guard([this, turn = ++turn_](qint64 count) {
+    // A text that somebody has set meanwhile is a change.
+    (void)account(count, turn != turn_ || !keptDone_);
+    if (turn == turn_) end();
+  }));
+}
+
+// The clipboard is its user's again.
+void ClipboardLoan::end() {
+  ++turn_;
+  phase_ = Phase::own;
+  timeout_.reset();
+  back_.reset();
+  kept_.reset();
+  text_.clear();
+  onClipboard_.clear();
+  replaced_ = false;
+  afterCheck_ = AfterCheck::stay;
+  if (const auto done = std::exchange(keptDone_, nullptr)) done(changeCount());
+}
+
+void ClipboardLoan::forward() {
+  if (const auto handler = changed_) handler();
+}
+
+void ClipboardLoan::otherProgramCopied() {
+  const qint64 changes = std::max<qint64>(clipboard_.changeCount() - seen_, 0);
+  seen_ = std::max(seen_, clipboard_.changeCount());
+  switch (phase_) {
+    case Phase::reading:
+      read();
+      return forward();
+    case Phase::lent:
+    case Phase::checking:
+      return check(changes);
+    case Phase::own:
+    case Phase::setting:
+    case Phase::returning:
+      return forward();
+  }
+}
+
+void ClipboardLoan::check(qint64 changes) {
+  hidden_ += changes;
+  unchecked_ += changes;
+  if (phase_ != Phase::checking) {
+    phase_ = Phase::checking;
+    afterCheck_ = back_ ? AfterCheck::giveBack : AfterCheck::stay;
+    back_.reset();
+    timeout_ = scheduler_.after(kReadTimeout, [this] { newerCopy(); });
+  }
+  clipboard_.requestText(life_.guard([this, turn = ++turn_](const ClipboardReading& reading) {
+    if (turn != turn_) return;
+    if (reading.text != onClipboard_) return newerCopy();
+    timeout_.reset();
+    unchecked_ = 0;
+    phase_ = Phase::lent;
+    const AfterCheck next = std::exchange(afterCheck_, AfterCheck::stay);
+    if (next == AfterCheck::lend) set();
+    if (next == AfterCheck::giveBack) giveBack();
+  }));
+}
+
+void ClipboardLoan::newerCopy() {
+  hidden_ -= std::exchange(unchecked_, 0);
+  const bool again = afterCheck_ == AfterCheck::lend;
+  const QString text = text_;
+  end();
+  failed_ = true;
+  forward();
+  if (again && phase_ == Phase::own) lend(text);
+}
+
+}  // namespace vantora
