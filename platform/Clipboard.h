@@ -37,8 +37,12 @@ class Clipboard {
   virtual void setText(const QString& text, std::function<void(qint64 changeCount)> done) = 0;
   using TextCallback = std::function<void(const ClipboardReading& reading)>;
   virtual void requestText(TextCallback done) = 0;
-  // Called whenever another program reads a text that was set here; an empty handler unsubscribes.
-  virtual void setTakenHandler(std::function<void()> handler) = 0;
+  // What others want of a text that was set here: desktops ask for its formats before they pass it on.
+  enum class Interest { formats, text };
+  // Called for each interest that is reported, that in the text always; an empty handler unsubscribes.
+  virtual void setInterestHandler(std::function<void(Interest)> handler) = 0;
+  // Whether other programs see a text as soon as it is set; else once there was interest in its formats.
+  virtual bool isImmediate() const { return true; }
   // Whether what is set here is at present seen by the other programs of the desktop.
   virtual bool shared() const = 0;
   // The primary selection (the text that was selected last) in the same form; nullptr: it cannot be reached.

@@ -12,14 +12,14 @@ void ClipboardChoice::subscribe() {
   clipboard_->setChangedHandler([this] {
     if (changed_) changed_();
   });
-  clipboard_->setTakenHandler([this] {
-    if (taken_) taken_();
+  clipboard_->setInterestHandler([this](Interest interest) {
+    if (interest_) interest_(interest);
   });
 }
 
 void ClipboardChoice::unsubscribe() {
   clipboard_->setChangedHandler({});
-  clipboard_->setTakenHandler({});
+  clipboard_->setInterestHandler({});
 }
 
 void ClipboardChoice::use(Clipboard& clipboard) {

@@ -24,8 +24,9 @@ class ClipboardChoice final : public Clipboard {
   void setChangedHandler(std::function<void()> handler) override { changed_ = std::move(handler); }
   void setText(const QString& text, std::function<void(qint64 changeCount)> done) override;
   void requestText(TextCallback done) override;
-  void setTakenHandler(std::function<void()> handler) override { taken_ = std::move(handler); }
+  void setInterestHandler(std::function<void(Interest)> handler) override { interest_ = std::move(handler); }
   bool shared() const override { return clipboard_->shared(); }
+  bool isImmediate() const override { return clipboard_->isImmediate(); }
 
  private:
   void subscribe();
@@ -34,7 +35,7 @@ class ClipboardChoice final : public Clipboard {
   Clipboard* clipboard_;
   qint64 offset_ = 0;  // From its count to the own one.
   std::function<void()> changed_;
-  std::function<void()> taken_;
+  std::function<void(Interest)> interest_;
   quint64 nextId_ = 0;
   // Pending requests, in their order.
   std::map<quint64, std::function<void(qint64)>> settings_;

@@ -6,29 +6,30 @@
 namespace vantora {
 
 ClipboardLoan::ClipboardLoan(Clipboard& clipboard, Scheduler& scheduler, Replaces replaces)
-    : clipboard_(clipboard), scheduler_(scheduler), replaces_(replaces), seen_(clipboard.changeCount()) {
+    : clipboard_(clipboard), scheduler_(scheduler), replaces_(replaces), handled_(clipboard.changeCount()) {
   clipboard_.setChangedHandler([this] { otherProgramCopied(); });
-  clipboard_.setTakenHandler([this] {
-    if (phase_ == Phase::setting || phase_ == Phase::lent) {
-      ++readings_;
+  clipboard_.setInterestHandler([this](Interest interest) {
+    if (phase_ == Phase::setting || phase_ == Phase::lent || phase_ == Phase::checking) {
+      seen_ = true;
+      if (interest == Interest::text) ++readings_;
       lastEvent_ = scheduler_.monotonicNow();
-    } else if (taken_) {
-      taken_();
+    } else if (interest_) {
+      interest_(interest);
     }
   });
 }
 
 ClipboardLoan::~ClipboardLoan() {
   clipboard_.setChangedHandler({});
-  clipboard_.setTakenHandler({});
+  clipboard_.setInterestHandler({});
   if (replaced_ && phase_ != Phase::returning && kept_) clipboard_.setText(*kept_, [](qint64) {});
 }
 
 // Whether the text was set.
 bool ClipboardLoan::account(qint64 count, bool hide) {
-  const qint64 grown = count - seen_;
+  const qint64 grown = count - handled_;
   if (grown <= 0) return false;
-  seen_ = count;
+  handled_ = count;
   if (hide) hidden_ += grown;
   return true;
 }
@@ -84,6 +85,7 @@ void ClipboardLoan::read() {
 void ClipboardLoan::set() {
   phase_ = Phase::setting;
   onClipboard_ = text_;
+  seen_ = false;
   timeout_ = scheduler_.after(kSetTimeout, [this] {
     // It may still be set.
     replaced_ = true;
@@ -158,8 +160,8 @@ void ClipboardLoan::forward() {
 }
 
 void ClipboardLoan::otherProgramCopied() {
-  const qint64 changes = std::max<qint64>(clipboard_.changeCount() - seen_, 0);
-  seen_ = std::max(seen_, clipboard_.changeCount());
+  const qint64 changes = std::max<qint64>(clipboard_.changeCount() - handled_, 0);
+  handled_ = std::max(handled_, clipboard_.changeCount());
   switch (phase_) {
     case Phase::reading:
       read();

@@ -34,13 +34,15 @@ class ClipboardLoan final : public Clipboard {
   void setChangedHandler(std::function<void()> handler) override { changed_ = std::move(handler); }
   void setText(const QString& text, std::function<void(qint64 changeCount)> done) override;
   void requestText(TextCallback done) override;
-  void setTakenHandler(std::function<void()> handler) override { taken_ = std::move(handler); }
+  void setInterestHandler(std::function<void(Interest)> handler) override { interest_ = std::move(handler); }
   bool shared() const override { return clipboard_.shared(); }
 
   // Puts `text` on the clipboard until it is given back; may be called again before.
   void lend(const QString& text);
   // The text is on the clipboard.
   bool lent() const { return phase_ == Phase::lent; }
+  // Programs see it.
+  bool seen() const { return seen_ || clipboard_.isImmediate(); }
   // The newest text could not be lent, or another program has copied since.
   bool failed() const { return failed_; }
   void giveBack();
@@ -48,7 +50,7 @@ class ClipboardLoan final : public Clipboard {
   void giveBackAfter(std::chrono::milliseconds delay);
   // Nothing is lent.
   bool returned() const { return phase_ == Phase::own; }
-  // How often another program has read a lent text, and when the last event of a loan was: its start or a reading.
+  // How often another program has read a lent text, and when the last event of a loan was: its start or interest.
   std::uint64_t readings() const { return readings_; }
   std::chrono::nanoseconds lastEvent() const { return lastEvent_; }
 
@@ -70,7 +72,7 @@ class ClipboardLoan final : public Clipboard {
   Scheduler& scheduler_;
   const Replaces replaces_;
   std::function<void()> changed_;
-  std::function<void()> taken_;
+  std::function<void(Interest)> interest_;
 
   Phase phase_ = Phase::own;
   quint64 turn_ = 0;  // Replies to what an earlier phase began are ignored.
@@ -84,11 +86,12 @@ class ClipboardLoan final : public Clipboard {
   enum class AfterCheck { stay, lend, giveBack };
   AfterCheck afterCheck_ = AfterCheck::stay;
   bool replaced_ = false;  // The user's text is no longer on the clipboard.
+  bool seen_ = false;      // Others were interested in the newest text.
   bool failed_ = false;
   std::uint64_t readings_ = 0;
   std::chrono::nanoseconds lastEvent_{};
 
-  qint64 seen_ = 0;       // The clipboard's count, as far as its changes were handled.
+  qint64 handled_ = 0;    // The clipboard's count, as far as its changes were handled.
   qint64 hidden_ = 0;     // Changes that are none for others.
   qint64 unchecked_ = 0;  // Of these: those that may be copies.
   Lifetime life_;         // Last: for replies of the clipboard.

@@ -36,6 +36,7 @@ void forEachKey(xkb_keymap* keymap, const Visit& visit) {
 std::uint16_t findAltgr(xkb_keymap* keymap) {
   std::uint16_t found = 0;
   forEachKey(keymap, [&](xkb_keycode_t key) {
+    if (key > kHighestPressed) return;
     const auto code = static_cast<std::uint16_t>(key - kOffset);
     for (xkb_layout_index_t layout = 0; layout < xkb_keymap_num_layouts_for_key(keymap, key); ++layout) {
       const xkb_keysym_t* symbols = nullptr;

@@ -29,7 +29,7 @@ class KeyLayout {
   std::optional<Stroke> find(char32_t character) const;
   // Whether one of the layouts has it.
   bool has(char32_t character) const { return all_.contains(character); }
-  // The kernel's number of the key that shifts to the third level; 0 without one.
+  // The kernel's number of the key that shifts to the third level, at most 247; 0 without one.
   std::uint16_t altgrKey() const { return altgrKey_; }
 
  private:

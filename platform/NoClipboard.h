@@ -12,7 +12,7 @@ class NoClipboard final : public Clipboard {
   void setChangedHandler(std::function<void()>) override {}
   void setText(const QString&, std::function<void(qint64)> done) override { done(0); }
   void requestText(TextCallback done) override { done({}); }
-  void setTakenHandler(std::function<void()>) override {}
+  void setInterestHandler(std::function<void(Interest)>) override {}
   bool shared() const override { return false; }
 };
 

@@ -49,8 +49,9 @@ void RemoteClipboard::checkForCopies() {
 
 void RemoteClipboard::take(const QString& type, const JsonObject& message) {
   const qint64 id = integerField(message, "id"_L1).value_or(0);
-  if (type == name_ + "_taken"_L1) {
-    if (taken_) taken_();
+  for (const auto& [end, interest] : {std::pair{"_offered"_L1, Interest::formats}, {"_taken"_L1, Interest::text}}) {
+    if (type != name_ + end) continue;
+    if (interest_) interest_(interest);
     return;
   }
   if (type == name_ + "_text"_L1) {

@@ -29,16 +29,18 @@ class RemoteClipboard final : public Clipboard {
   // `shared`: other programs see what the desktop process sets.
   void connected(bool shared = true);
   void disconnected();
-  // Takes "clipboard_changed", "clipboard_stored", "clipboard_text" and "clipboard_taken"; others and malformed ones
-  // are ignored.
+  // Takes "clipboard_changed", "clipboard_stored", "clipboard_text", "clipboard_offered" and "clipboard_taken"; others
+  // and malformed ones are ignored.
   void take(const QString& type, const JsonObject& message);
 
   qint64 changeCount() const override { return changeCount_; }
   void setChangedHandler(std::function<void()> handler) override { changed_ = std::move(handler); }
   void setText(const QString& text, std::function<void(qint64 changeCount)> done) override;
   void requestText(TextCallback done) override;
-  void setTakenHandler(std::function<void()> handler) override { taken_ = std::move(handler); }
+  void setInterestHandler(std::function<void(Interest)> handler) override { interest_ = std::move(handler); }
   bool shared() const override { return connected_ && shared_; }
+  // The compositor has to ask the desktop process first, over Xwayland.
+  bool isImmediate() const override { return false; }
   Clipboard* primary() override { return primary_; }
 
  private:
@@ -67,7 +69,7 @@ class RemoteClipboard final : public Clipboard {
   const QString name_;
   Clipboard* const primary_;
   std::function<void()> changed_;
-  std::function<void()> taken_;
+  std::function<void(Interest)> interest_;
   bool connected_ = false;
   bool shared_ = false;
   bool wasConnected_ = false;

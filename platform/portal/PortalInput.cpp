@@ -17,18 +17,14 @@ namespace {
 
 using namespace Qt::Literals::StringLiterals;
 
-// Compositors drop what keymaps cannot name.
-constexpr std::uint16_t kHighestKey = 247;
-
-// `altgrKey`: 0 without one.
+// `altgrKey`: as KeyLayout has it.
 ModifierTable modifierKeys(std::uint16_t altgrKey) {
   ModifierTable keys = {{{KEY_LEFTSHIFT, {KEY_LEFTSHIFT, KEY_RIGHTSHIFT}},
                          {KEY_LEFTCTRL, {KEY_LEFTCTRL, KEY_RIGHTCTRL}},
                          {KEY_LEFTALT, {KEY_LEFTALT}},
                          {KEY_LEFTMETA, {KEY_LEFTMETA, KEY_RIGHTMETA}},
                          {}}};
-  // The plan knows the keys that keyboards have.
-  const auto altgr = altgrKey <= kHighestKey ? static_cast<Keycode>(altgrKey) : Keycode{0};
+  const auto altgr = static_cast<Keycode>(altgrKey);
   if (altgr != 0) keys[static_cast<std::size_t>(Modifier::altgr)] = {.press = altgr, .keys = {altgr}};
   return keys;
 }
@@ -242,6 +238,8 @@ void PortalInput::announceKeyboard() {
 }
 
 bool PortalInput::key(std::uint16_t code, bool down, const KeyModifiers& modifiers) {
+  // Compositors drop what keymaps cannot name.
+  constexpr std::uint16_t kHighestKey = 247;
   if (code == 0 || code > kHighestKey || !session_.grant().keyboard) return false;
   if (!down && !heldKeys_.contains(code)) return true;
   takeModifiers(modifiers, static_cast<Keycode>(code));

@@ -10,6 +10,8 @@ using namespace std::chrono_literals;
 
 // The desktop passes the text on, and clipboard managers read it.
 constexpr auto kBeforeChord = 50ms;
+// The desktop asks for the formats of the text.
+constexpr auto kSeenTimeout = 600ms;
 // A program inserts what it has read.
 constexpr auto kAfterReading = 80ms;
 // A clipboard that takes longer is left alone for a while.
@@ -47,12 +49,16 @@ TextPaste::Outcome TextPaste::proceed(std::u32string_view text) {
       if (now - startedAt_ >= kSlow) restUntil_ = now + kLateReading;
       return finish(Outcome::impossible, 0ms);
     }
-    if (both_ && primary_.failed()) {
-      both_ = false;
-      primary_.giveBack();
-    }
+    if (both_ && primary_.failed()) leavePrimary();
     if (!lent() || now - lastEvent() < kBeforeChord) return Outcome::pending;
-    return press(now);
+    // Programs that do not see the text would paste another one.
+    const bool late = now - lastEvent() >= kSeenTimeout;
+    if (both_ && !primary_.seen()) {
+      if (!late) return Outcome::pending;
+      leavePrimary();
+    }
+    if (clipboard_.seen()) return press(now);
+    return late ? finish(Outcome::impossible, 0ms) : Outcome::pending;
   }
   const bool delivered = keys_.delivered();
   const bool read = readings() != readingsBefore_;
@@ -62,6 +68,11 @@ TextPaste::Outcome TextPaste::proceed(std::u32string_view text) {
   if (!delivered) keys_.drop();
   restUntil_ = now + kLateReading;
   return finish(Outcome::notRead, kLateReading);
+}
+
+void TextPaste::leavePrimary() {
+  both_ = false;
+  primary_.giveBack();
 }
 
 TextPaste::Outcome TextPaste::press(Time now) {

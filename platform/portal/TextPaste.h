@@ -60,6 +60,7 @@ class TextPaste {
 
   bool lent() const;
   bool failed() const;
+  void leavePrimary();
   Outcome press(Time now);
   Outcome finish(Outcome outcome, std::chrono::milliseconds linger);
   std::uint64_t readings() const { return clipboard_.readings() + primary_.readings(); }

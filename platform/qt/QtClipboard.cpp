@@ -21,28 +21,36 @@ bool isToolkitsOwn(xcb_window_t window) {
   return (window & ~setup->resource_id_mask) == setup->resource_id_base;
 }
 
-// Tells when it is read.
+// Tells what is wanted of it.
 class WatchedText final : public QMimeData {
  public:
-  WatchedText(const QString& text, std::function<void()> taken) : taken_(std::move(taken)) { setText(text); }
+  WatchedText(const QString& text, std::function<void(Clipboard::Interest)> wanted) : wanted_(std::move(wanted)) {
+    setText(text);
+  }
+  QStringList formats() const override {
+    wanted_(Clipboard::Interest::formats);
+    return QMimeData::formats();
+  }
 
  protected:
   QVariant retrieveData(const QString& format, QMetaType type) const override {
-    taken_();
+    wanted_(Clipboard::Interest::text);
     return QMimeData::retrieveData(format, type);
   }
 
  private:
-  const std::function<void()> taken_;
+  const std::function<void(Clipboard::Interest)> wanted_;
 };
 
 }  // namespace
 
 QtClipboard::QtClipboard(QClipboard& clipboard, std::unique_ptr<X11ClipboardReader> reader, QClipboard::Mode mode)
     : clipboard_(clipboard), reader_(std::move(reader)), mode_(mode) {
-  tellTaken_.setSingleShot(true);
-  QObject::connect(&tellTaken_, &QTimer::timeout, &context_, [this] {
-    if (taken_) taken_();
+  tellInterests_.setSingleShot(true);
+  QObject::connect(&tellInterests_, &QTimer::timeout, &context_, [this] {
+    for (const Interest interest : std::exchange(interests_, {})) {
+      if (interest_) interest_(interest);
+    }
   });
   again_.setSingleShot(true);
   QObject::connect(&again_, &QTimer::timeout, &context_, [this] { trySet(); });
@@ -82,10 +90,7 @@ void QtClipboard::trySet() {
   if (!done_) return;
   writing_ = true;
   // Qt may destroy it after this object.
-  clipboard_.setMimeData(new WatchedText(text_, life_.guard([this] {
-                           if (!readingOwn_) tellTaken_.start(0);
-                         })),
-                         mode_);
+  clipboard_.setMimeData(new WatchedText(text_, life_.guard([this](Interest interest) { note(interest); })), mode_);
   // The server's event shows whether it accepted the text.
   if (watched_) reader_->catchUp();
   const bool refused = std::exchange(writing_, false) && watched_;
@@ -96,6 +101,13 @@ void QtClipboard::trySet() {
   } else {
     std::exchange(done_, nullptr)(changeCount_);
   }
+}
+
+void QtClipboard::note(Interest interest) {
+  // Windows of this program look at it as soon as it changes.
+  if (writing_ || readingOwn_) return;
+  interests_.insert(interest);
+  tellInterests_.start(0);
 }
 
 void QtClipboard::stored() {

@@ -5,6 +5,7 @@
 #include <QObject>
 #include <QTimer>
 #include <memory>
+#include <set>
 
 #include "base/Lifetime.h"
 #include "platform/Clipboard.h"
@@ -29,7 +30,7 @@ class QtClipboard final : public Clipboard {
   void setChangedHandler(std::function<void()> handler) override { changed_ = std::move(handler); }
   void setText(const QString& text, std::function<void(qint64 changeCount)> done) override;
   void requestText(TextCallback done) override;
-  void setTakenHandler(std::function<void()> handler) override { taken_ = std::move(handler); }
+  void setInterestHandler(std::function<void(Interest)> handler) override { interest_ = std::move(handler); }
   bool shared() const override { return watched_; }
 
  private:
@@ -38,14 +39,16 @@ class QtClipboard final : public Clipboard {
   void ownerChanged(xcb_window_t owner);
   void trySet();
   void stored();
+  void note(Interest interest);
 
   QObject context_;
   QClipboard& clipboard_;
   const std::unique_ptr<X11ClipboardReader> reader_;
   const QClipboard::Mode mode_;
   std::function<void()> changed_;
-  std::function<void()> taken_;
-  QTimer tellTaken_;  // Once for what is read in a row.
+  std::function<void(Interest)> interest_;
+  std::set<Interest> interests_;
+  QTimer tellInterests_;  // Once for all of one moment.
   qint64 changeCount_ = 0;
   bool watched_ = false;  // The server reports every change.
   bool writing_ = false;

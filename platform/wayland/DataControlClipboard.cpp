@@ -37,7 +37,9 @@ class WaylandClipboard final : public DataControlClipboard {
     clipboard_.setText(text, std::move(done));
   }
   void requestText(TextCallback done) override { clipboard_.requestText(std::move(done)); }
-  void setTakenHandler(std::function<void()> handler) override { clipboard_.setTakenHandler(std::move(handler)); }
+  void setInterestHandler(std::function<void(Interest)> handler) override {
+    clipboard_.setInterestHandler(std::move(handler));
+  }
   bool shared() const override { return available_; }
   Clipboard* primary() override { return hasPrimary_ ? &primary_ : nullptr; }
 

@@ -146,7 +146,7 @@ void DataControlSelection::send(wl_proxy* proxy, const char* format, FileDescrip
   const QString wanted = QString::fromUtf8(format);
   if (!textFormats().contains(wanted)) return;
   writings_.add(std::move(pipe), encodedText(source->text, wanted), [this](bool whole) {
-    if (whole && taken_) taken_();
+    if (whole && interest_) interest_(Interest::text);
   });
 }
 

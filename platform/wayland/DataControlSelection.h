@@ -52,7 +52,7 @@ class DataControlSelection final : public Clipboard {
   bool shared() const override { return known_; }
   qint64 changeCount() const override { return changeCount_; }
   void setChangedHandler(std::function<void()> handler) override { changed_ = std::move(handler); }
-  void setTakenHandler(std::function<void()> handler) override { taken_ = std::move(handler); }
+  void setInterestHandler(std::function<void(Interest)> handler) override { interest_ = std::move(handler); }
   void setText(const QString& text, std::function<void(qint64)> done) override;
   void requestText(TextCallback done) override;
 
@@ -78,7 +78,7 @@ class DataControlSelection final : public Clipboard {
   const std::function<void()> flush_;
   QObject context_;
   std::function<void()> changed_;
-  std::function<void()> taken_;
+  std::function<void(Interest)> interest_;
   qint64 changeCount_ = 0;
 
   const DataControlProtocol* protocol_ = nullptr;

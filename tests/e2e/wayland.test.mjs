@@ -131,8 +131,12 @@ test('whatIsTypedArrivesInATerminal', async (t) => {
     // The layout is a US one: the line that has what it lacks is pasted.
     const line = 'Grep "x" \\ {a|b} ~/[c]@d #$%^&* `e` <f>';
     const foreign = 'é中😀';
+    const clipboard = async () => (await viewer.ask({ type: 'clipboard_request' }, 'clipboard_sync')).text;
+    await viewer.ask({ type: 'clipboard_set', text: 'what was there', req: 1 }, 'ack');
+    await viewer.ask({ type: 'clipboard_sync_enabled', enabled: true, req: 2 }, 'ack');
     assert.deepEqual(await viewer.ask({ type: 'type_text', id: 't1', text: `${line}\n${foreign}\n` }, 'text_typed'),
       { type: 'text_typed', id: 't1', typed: line.length + 5, length: line.length + 5 });
+    assert.equal(await clipboard(), 'what was there');
     await viewer.send({ type: 'type_text', text: line });
     await viewer.send({ type: 'key_press', code: 'Enter' });
     // Ctrl-D ends cat: only a key with the right modifier and no other does that.
@@ -141,6 +145,12 @@ test('whatIsTypedArrivesInATerminal', async (t) => {
     await viewer.send({ type: 'keyUp', code: 'KeyD', mods });
     await until(() => readFile(`${file}.done`), { what: 'cat to end' });
     assert.equal(await readFile(file, 'utf8'), `${text}${line}\n${foreign}\n${line}\n`);
+    // A program of the desktop finds it again, and the viewer has heard of nothing else.
+    const canvas = await session.screen.canvas();
+    await canvas.says('focus', { holds: (focus) => focus });
+    await until(async () => (await canvas.tell('paste', 'clipboard')) === 'what was there', { every: 50, what: 'the clipboard to be as before' });
+    const heard = (await viewer.received('clipboard_sync')).map(({ message }) => message.text);
+    assert.deepEqual(heard, ['what was there']);
   });
 });
 

@@ -28,7 +28,8 @@ class FakeClipboard final : public Clipboard {
     });
   }
 
-  void setTakenHandler(std::function<void()> handler) override { taken = std::move(handler); }
+  void setInterestHandler(std::function<void(Interest)> handler) override { interested = std::move(handler); }
+  bool isImmediate() const override { return immediate; }
   bool shared() const override { return isShared; }
   Clipboard* primary() override { return primarySelection; }
 
@@ -52,13 +53,14 @@ class FakeClipboard final : public Clipboard {
   qint64 tooLong = 0;  // Reported by a failed read.
   bool otherContent = false;
   bool isShared = true;
+  bool immediate = true;
   FakeClipboard* primarySelection = nullptr;
   QString text;
   qint64 changes = 7;
   int sets = 0;
   int reads = 0;
   std::function<void()> changed;
-  std::function<void()> taken;
+  std::function<void(Interest)> interested;
   std::deque<std::function<void()>> waiting;
 
  private:

@@ -102,6 +102,10 @@ class FakeDesktopInput final : public DesktopInput {
     }
     return {.taken = taken, .typed = taken - missing, .wait = typingPause};
   }
+  bool readyForKeys() override {
+    ++readyRequests;
+    return ready;
+  }
   void releaseAll() override {
     ++releases;
     heldButtons.clear();
@@ -137,6 +141,8 @@ class FakeDesktopInput final : public DesktopInput {
   std::size_t typingStep = 10;  // Characters that one call of type() takes.
   std::chrono::milliseconds typingPause{5};
   std::set<char32_t> missingCharacters;  // For which this desktop has no means.
+  bool ready = true;                     // For keys behind texts.
+  int readyRequests = 0;
   int releases = 0;
 
  private:

@@ -12,7 +12,9 @@ ClipboardService::ClipboardService(std::unique_ptr<Clipboard> clipboard, std::fu
   clipboard_->setChangedHandler([this] {
     send_({{u"type"_s, name_ + "_changed"_L1}, {u"count"_s, clipboard_->changeCount()}});
   });
-  clipboard_->setTakenHandler([this] { send_({{u"type"_s, name_ + "_taken"_L1}}); });
+  clipboard_->setInterestHandler([this](Clipboard::Interest interest) {
+    send_({{u"type"_s, name_ + (interest == Clipboard::Interest::text ? "_taken"_L1 : "_offered"_L1)}});
+  });
 }
 
 bool ClipboardService::take(const QString& type, const JsonObject& message) {

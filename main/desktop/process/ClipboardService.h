@@ -19,7 +19,7 @@ class ClipboardService {
   // Carries out "clipboard_set" {id, text}, replied to with "clipboard_stored" {id, count}, and "clipboard_get" {id},
   // replied to with "clipboard_text" {id, text, other: no text but other content} or {id, too_long: bytes of UTF-8} or,
   // when it could not be read, {id}. Returns whether `type` is one of them. Also sends "clipboard_changed" {count} and,
-  // when another program has read a text that was set, "clipboard_taken".
+  // when others ask for the formats of a text that was set or read it, "clipboard_offered" and "clipboard_taken".
   bool take(const QString& type, const JsonObject& message);
   bool shared() const { return clipboard_->shared(); }
 

@@ -81,7 +81,7 @@ class DBusPortalClipboard final : public PortalClipboard {
   }
 
   bool shared() const override { return !session_.isEmpty(); }
-  void setTakenHandler(std::function<void()> handler) override { taken_ = std::move(handler); }
+  void setInterestHandler(std::function<void(Interest)> handler) override { interest_ = std::move(handler); }
   qint64 changeCount() const override { return changeCount_; }
   void setChangedHandler(std::function<void()> handler) override { changed_ = std::move(handler); }
 
@@ -194,7 +194,7 @@ class DBusPortalClipboard final : public PortalClipboard {
             if (session != sessions_) return;
             --transfers_;
             transferDone(serial, whole);
-            if (whole && taken_) taken_();
+            if (whole && interest_) interest_(Interest::text);
           });
         },
         static_cast<int>(timeout_.count()));
@@ -214,7 +214,7 @@ class DBusPortalClipboard final : public PortalClipboard {
   QString session_;
   quint64 sessions_ = 0;
   std::function<void()> changed_;
-  std::function<void()> taken_;
+  std::function<void(Interest)> interest_;
   qint64 changeCount_ = 0;
   bool ours_ = false;                   // The clipboard holds `offered_`.
   std::optional<QStringList> formats_;  // Of its content, if known.

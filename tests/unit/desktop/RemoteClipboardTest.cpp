@@ -298,5 +298,51 @@ TEST_F(RemoteClipboardTest, ignoresMalformedMessages) {
   EXPECT_EQ(clipboard_.changeCount(), 1);
 }
 
+TEST_F(RemoteClipboardTest, tellsWhetherOtherProgramsSeeIt) {
+  EXPECT_FALSE(clipboard_.shared());
+  clipboard_.connected(false);
+  EXPECT_FALSE(clipboard_.shared());
+  clipboard_.disconnected();
+  clipboard_.connected(true);
+  EXPECT_TRUE(clipboard_.shared());
+  clipboard_.disconnected();
+  EXPECT_FALSE(clipboard_.shared());
+}
+
+TEST_F(RemoteClipboardTest, tellsOfInterestInItsText) {
+  clipboard_.connected();
+  clipboard_.take(u"clipboard_taken"_s, {});
+  std::vector<Clipboard::Interest> interests;
+  clipboard_.setInterestHandler([&](Clipboard::Interest interest) { interests.push_back(interest); });
+  clipboard_.take(u"clipboard_offered"_s, {});
+  clipboard_.take(u"clipboard_taken"_s, {});
+  clipboard_.take(u"primary_taken"_s, {});
+  EXPECT_EQ(interests, (std::vector{Clipboard::Interest::formats, Clipboard::Interest::text}));
+}
+
+TEST_F(RemoteClipboardTest, readsAContentThatIsNoText) {
+  clipboard_.connected();
+  bool other = false;
+  clipboard_.requestText([&](const ClipboardReading& reading) { other = reading.otherContent; });
+  clipboard_.take(u"clipboard_text"_s, {{u"id"_s, lastId()}, {u"text"_s, QString()}, {u"other"_s, true}});
+  EXPECT_TRUE(other);
+}
+
+TEST_F(RemoteClipboardTest, readsThePrimarySelectionOfANewProcessOnlyForItsOwnText) {
+  RemoteClipboard primary(
+      scheduler_, [this](const JsonObject& message) { sent_.append(message); },
+      RemoteClipboard::Content::primarySelection);
+  primary.connected();
+  primary.disconnected();
+  primary.connected();
+  EXPECT_TRUE(asked().isEmpty());
+  primary.setText(u"lent"_s, [](qint64) {});
+  EXPECT_EQ(asked(), QStringList{u"primary_set lent"_s});
+  primary.take(u"primary_stored"_s, reply(id_, "count", 1));
+  primary.disconnected();
+  primary.connected();
+  EXPECT_EQ(asked(), QStringList{u"primary_get"_s});
+}
+
 }  // namespace
 }  // namespace vantora

@@ -45,6 +45,19 @@ TEST_F(ClipboardChoiceTest, forwardsToTheClipboardInUse) {
   EXPECT_EQ(texts_, (Texts{u"second"_s}));
 }
 
+TEST_F(ClipboardChoiceTest, passesOnTheInterestInTheClipboardInUse) {
+  std::vector<Clipboard::Interest> interests;
+  choice_->setInterestHandler([&](Clipboard::Interest interest) { interests.push_back(interest); });
+  first_.interested(Clipboard::Interest::formats);
+  second_.isShared = false;
+  EXPECT_TRUE(choice_->shared());
+  choice_->use(second_);
+  EXPECT_FALSE(choice_->shared());
+  EXPECT_FALSE(first_.interested);
+  second_.interested(Clipboard::Interest::text);
+  EXPECT_EQ(interests, (std::vector{Clipboard::Interest::formats, Clipboard::Interest::text}));
+}
+
 TEST_F(ClipboardChoiceTest, theCountContinues) {
   EXPECT_EQ(choice_->changeCount(), 7);
   set(u"a"_s);

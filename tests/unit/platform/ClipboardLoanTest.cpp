@@ -205,11 +205,11 @@ TEST_F(ClipboardLoanTest, givesBackAtItsEnd) {
 }
 
 TEST_F(ClipboardLoanTest, countsWhatOthersReadOfALoan) {
-  clipboard_.taken();
+  clipboard_.interested(Clipboard::Interest::text);
   EXPECT_EQ(loan_->readings(), 0U);
   loan_->lend(u"lent"_s);
   scheduler_.advance(10ms);
-  clipboard_.taken();
+  clipboard_.interested(Clipboard::Interest::text);
   EXPECT_EQ(loan_->readings(), 1U);
   EXPECT_EQ(loan_->lastEvent(), 10ms);
 }

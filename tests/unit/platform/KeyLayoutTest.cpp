@@ -56,6 +56,22 @@ TEST(KeyLayout, findsTheKeyOfTheThirdLevel) {
   EXPECT_EQ(layout("us").altgrKey(), 84);
 }
 
+// Nobody can press it: what it would shift to is not typed at all.
+TEST(KeyLayout, leavesOutAThirdLevelWhoseKeyIsBeyondTheHighest) {
+  QByteArray map = keymapOf("de");
+  for (const QByteArray& key : {QByteArray("<RALT>"), QByteArray("<LVL3>")}) {
+    const qsizetype from = map.indexOf(key + " ");
+    const qsizetype to = map.indexOf(';', from);
+    ASSERT_GT(from, 0);
+    map.replace(from, to - from, key + (key == "<RALT>" ? " = 356" : " = 357"));
+  }
+  const auto layout = KeyLayout::parse(map);
+  ASSERT_TRUE(layout);
+  EXPECT_EQ(layout->altgrKey(), 0);
+  EXPECT_EQ(layout->find(U'@'), std::nullopt);
+  EXPECT_EQ(layout->find(U'z'), (Stroke{KEY_Y}));
+}
+
 // Which of them is in use is not known.
 TEST(KeyLayout, isSureOfWhatAllLayoutsHaveInOnePlace) {
   const KeyLayout both = layout("us,de");

@@ -253,5 +253,24 @@ TEST_F(DataControlClipboardTest, theEndOfTheCompositorEndsWhatIsPending) {
   EXPECT_EQ(stored_, std::vector<qint64>{1});
 }
 
+TEST_F(DataControlClipboardTest, setsThePrimarySelectionAndTellsWhoReads) {
+  beginOnDesktop();
+  Clipboard* const primary = clipboard_->primary();
+  ASSERT_TRUE(primary);
+  int readings = 0;
+  int primaryReadings = 0;
+  clipboard_->setInterestHandler([&](Clipboard::Interest) { ++readings; });
+  primary->setInterestHandler([&](Clipboard::Interest) { ++primaryReadings; });
+  set(u"copied"_s);
+  primary->setText(u"selected"_s, [this](qint64 count) { stored_.push_back(count); });
+  ASSERT_TRUE(settingCompletes(2));
+  EXPECT_EQ(readings + primaryReadings, 0);
+  EXPECT_EQ(desktop_.paste({u"--primary"_s}), "selected");
+  EXPECT_TRUE(testloop::waitFor([&] { return primaryReadings == 1; }));
+  EXPECT_EQ(desktop_.paste(), "copied");
+  EXPECT_TRUE(testloop::waitFor([&] { return readings == 1; }));
+  EXPECT_EQ(primaryReadings, 1);
+}
+
 }  // namespace
 }  // namespace vantora

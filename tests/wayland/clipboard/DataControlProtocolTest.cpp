@@ -71,6 +71,19 @@ TEST_P(DataControlProtocolTest, readsAndSetsTexts) {
   EXPECT_EQ(text(), u"theirs again"_s);
 }
 
+TEST_P(DataControlProtocolTest, tellsAnImageFromAnEmptyClipboard) {
+  const auto other = [this] {
+    std::optional<bool> result;
+    clipboard_->requestText([&result](const ClipboardReading& reading) { result = reading.otherContent; });
+    EXPECT_TRUE(testloop::waitFor([&] { return result.has_value(); }));
+    return result;
+  };
+  EXPECT_EQ(other(), false);
+  compositor_->copy("pixels", {"image/png"});
+  ASSERT_TRUE(changesTo(1));
+  EXPECT_EQ(other(), true);
+}
+
 TEST_P(DataControlProtocolTest, offersItsTextToAnotherClient) {
   set(u"ours"_s);
   ASSERT_TRUE(settingCompletes());
@@ -136,6 +149,38 @@ TEST_P(DataControlProtocolTest, connectsAgainAfterAnError) {
   compositor_->accuse();
   ASSERT_TRUE(testloop::waitFor([this] { return availabilities_ == std::vector{true, false, true}; }));
   EXPECT_EQ(text(), QString());
+}
+
+// Of wlr_data_control from its second version on.
+TEST_P(DataControlProtocolTest, hasAPrimarySelection) {
+  const bool ext = GetParam() == &DataControlProtocol::ext();
+  if (!ext) {
+    EXPECT_EQ(clipboard_->primary(), nullptr);
+    clipboard_.reset();
+    compositor_.reset();
+    compositor_.emplace(*GetParam(), 2);
+    begin(4s);
+  }
+  Clipboard* const primary = clipboard_->primary();
+  ASSERT_TRUE(primary);
+  const auto read = [&] {
+    std::optional<QString> result;
+    primary->requestText([&result](const ClipboardReading& reading) { result = reading.text.value_or(u"(none)"_s); });
+    EXPECT_TRUE(testloop::waitFor([&] { return result.has_value(); }));
+    return *result;
+  };
+  int primaryChanges = 0;
+  primary->setChangedHandler([&] { ++primaryChanges; });
+  compositor_->copy("copied");
+  compositor_->select("selected");
+  ASSERT_TRUE(testloop::waitFor([&] { return primaryChanges == 1; }));
+  EXPECT_EQ(read(), u"selected"_s);
+  primary->setText(u"lent"_s, [this](qint64 count) { stored_.push_back(count); });
+  ASSERT_TRUE(settingCompletes());
+  EXPECT_EQ(stored_.front(), 2);
+  EXPECT_EQ(read(), u"lent"_s);
+  EXPECT_EQ(text(), u"copied"_s);
+  EXPECT_EQ(primaryChanges, 1);
 }
 
 INSTANTIATE_TEST_SUITE_P(Protocols, DataControlProtocolTest,

@@ -20,15 +20,16 @@ FakeCompositor& FakeCompositor::self(wl_resource* resource) {
   return *static_cast<FakeCompositor*>(wl_resource_get_user_data(resource));
 }
 
-FakeCompositor::FakeCompositor(const DataControlProtocol& protocol)
+FakeCompositor::FakeCompositor(const DataControlProtocol& protocol, std::uint32_t version)
     : protocol_(protocol), display_(wl_display_create()) {
   wl_display_add_socket(display_, socket().toUtf8().constData());
   wl_global_create(display_, &wl_seat_interface, 1, this, [](wl_client* client, void* data, std::uint32_t, auto id) {
     static_cast<FakeCompositor*>(data)->bindSeat(client, id);
   });
-  wl_global_create(display_, &protocol_.manager, 1, this, [](wl_client* client, void* data, std::uint32_t, auto id) {
-    static_cast<FakeCompositor*>(data)->bindManager(client, id);
-  });
+  const auto bind = [](wl_client* client, void* data, std::uint32_t bound, std::uint32_t id) {
+    static_cast<FakeCompositor*>(data)->bindManager(client, bound, id);
+  };
+  wl_global_create(display_, &protocol_.manager, static_cast<int>(version), this, bind);
   wl_event_loop* const loop = wl_display_get_event_loop(display_);
   notifier_ = std::make_unique<QSocketNotifier>(wl_event_loop_get_fd(loop), QSocketNotifier::Read);
   QObject::connect(notifier_.get(), &QSocketNotifier::activated, &context_, [this, loop] {
@@ -47,7 +48,7 @@ void FakeCompositor::bindSeat(wl_client* client, std::uint32_t id) {
   wl_resource_create(client, &wl_seat_interface, 1, id);
 }
 
-void FakeCompositor::bindManager(wl_client* client, std::uint32_t id) {
+void FakeCompositor::bindManager(wl_client* client, std::uint32_t version, std::uint32_t id) {
   struct Manager {
     void (*createDataSource)(wl_client*, wl_resource*, std::uint32_t id);
     void (*getDataDevice)(wl_client*, wl_resource*, std::uint32_t id, wl_resource* seat);
@@ -64,13 +65,14 @@ void FakeCompositor::bindManager(wl_client* client, std::uint32_t id) {
   };
   static constexpr Device kDevice{
       [](wl_client*, wl_resource* device, wl_resource* source) { self(device).clientSelects(source); }, destroy,
-      [](wl_client*, wl_resource*, wl_resource*) {}};
+      [](wl_client*, wl_resource* device, wl_resource* source) { self(device).clientSelectsPrimary(source); }};
   static constexpr Source kSource{
       [](wl_client*, wl_resource* source, const char* format) { self(source).sources_[source].emplace_back(format); },
       destroy};
   static constexpr Manager kManager{
       [](wl_client* owner, wl_resource* manager, std::uint32_t newId) {
-        wl_resource* const source = wl_resource_create(owner, &self(manager).protocol_.source, 1, newId);
+        wl_resource* const source =
+            wl_resource_create(owner, &self(manager).protocol_.source, wl_resource_get_version(manager), newId);
         self(manager).sources_[source] = {};
         wl_resource_set_implementation(source, &kSource, &self(manager), [](wl_resource* gone) {
           if (self(gone).selected_ == gone) self(gone).selected_ = nullptr;
@@ -78,14 +80,23 @@ void FakeCompositor::bindManager(wl_client* client, std::uint32_t id) {
         });
       },
       [](wl_client* owner, wl_resource* manager, std::uint32_t newId, wl_resource*) {
-        wl_resource* const device = wl_resource_create(owner, &self(manager).protocol_.device, 1, newId);
+        wl_resource* const device =
+            wl_resource_create(owner, &self(manager).protocol_.device, wl_resource_get_version(manager), newId);
         self(manager).devices_.insert(device);
         wl_resource_set_implementation(device, &kDevice, &self(manager),
                                        [](wl_resource* gone) { self(gone).devices_.erase(gone); });
         wl_resource_post_event(device, selection, nullptr);
       },
       destroy};
-  wl_resource_set_implementation(wl_resource_create(client, &protocol_.manager, 1, id), &kManager, this, nullptr);
+  wl_resource_set_implementation(wl_resource_create(client, &protocol_.manager, static_cast<int>(version), id),
+                                 &kManager, this, nullptr);
+}
+
+void FakeCompositor::clientSelectsPrimary(wl_resource* source) {
+  if (source == nullptr) return;
+  for (wl_resource* const device : devices_) {
+    wl_resource_post_event(device, primarySelection, offerTo(device, source, {}, sources_[source]));
+  }
 }
 
 void FakeCompositor::clientSelects(wl_resource* source) {
@@ -116,7 +127,8 @@ wl_resource* FakeCompositor::offerTo(wl_resource* device, wl_resource* source, c
                                   ::close(descriptor);
                                 },
                                 destroy};
-  wl_resource* const resource = wl_resource_create(wl_resource_get_client(device), &protocol_.offer, 1, 0);
+  wl_resource* const resource =
+      wl_resource_create(wl_resource_get_client(device), &protocol_.offer, wl_resource_get_version(device), 0);
   offers_[resource] = {source, text};
   wl_resource_set_implementation(resource, &kOffer, this, [](wl_resource* gone) { self(gone).offers_.erase(gone); });
   wl_resource_post_event(device, dataOffer, resource);

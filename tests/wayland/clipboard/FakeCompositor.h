@@ -20,7 +20,8 @@ namespace vantora::testwayland {
 // Speaks one of the two protocols from the event loop of the test, from construction to destruction.
 class FakeCompositor {
  public:
-  explicit FakeCompositor(const DataControlProtocol& protocol);
+  // `version`: of its manager.
+  explicit FakeCompositor(const DataControlProtocol& protocol, std::uint32_t version = 1);
   ~FakeCompositor();
   FakeCompositor(const FakeCompositor&) = delete;
   FakeCompositor& operator=(const FakeCompositor&) = delete;
@@ -46,9 +47,10 @@ class FakeCompositor {
   std::vector<QByteArray> received;  // The formats that clients have read.
 
  private:
-  void bindManager(wl_client* client, std::uint32_t id);
+  void bindManager(wl_client* client, std::uint32_t version, std::uint32_t id);
   void bindSeat(wl_client* client, std::uint32_t id);
   void clientSelects(wl_resource* source);
+  void clientSelectsPrimary(wl_resource* source);
   wl_resource* offerTo(wl_resource* device, wl_resource* source, const QByteArray& text,
                        const std::vector<QByteArray>& formats);
   static FakeCompositor& self(wl_resource* resource);

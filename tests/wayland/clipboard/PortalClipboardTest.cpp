@@ -77,7 +77,11 @@ TEST_F(PortalClipboardTest, readsWhatAnotherProgramCopies) {
 TEST_F(PortalClipboardTest, readsAnEmptyTextFromAClipboardWithoutText) {
   portal_->copyText("<image>", {u"image/png"_s});
   ASSERT_TRUE(changesTo(1));
-  EXPECT_EQ(text(), QString());
+  std::optional<ClipboardReading> result;
+  clipboard_->requestText([&result](const ClipboardReading& reading) { result = reading; });
+  ASSERT_TRUE(testloop::waitFor([&] { return result.has_value(); }));
+  EXPECT_EQ(result->text, QString());
+  EXPECT_TRUE(result->otherContent);
   EXPECT_TRUE(portal_->readFormats.isEmpty());
 }
 
@@ -111,6 +115,8 @@ TEST_F(PortalClipboardTest, acceptsFormatsInAStructure) {
 }
 
 TEST_F(PortalClipboardTest, offersTheTextThatIsSet) {
+  std::vector<Clipboard::Interest> interests;
+  clipboard_->setInterestHandler([&](Clipboard::Interest interest) { interests.push_back(interest); });
   set(u"grüß"_s);
   EXPECT_EQ(clipboard_->changeCount(), 0);
   ASSERT_TRUE(settingCompletes());
@@ -125,6 +131,7 @@ TEST_F(PortalClipboardTest, offersTheTextThatIsSet) {
   EXPECT_EQ(portal_->transfers, (std::map<uint, bool>{{5, true}, {6, true}, {7, false}}));
   EXPECT_EQ(portal_->pasted(5), "grüß");
   EXPECT_EQ(portal_->pasted(6), "gr\xfc\xdf");
+  EXPECT_EQ(interests, std::vector(2, Clipboard::Interest::text));
   EXPECT_EQ(text(), u"grüß"_s);
   EXPECT_TRUE(portal_->readFormats.isEmpty());
 }

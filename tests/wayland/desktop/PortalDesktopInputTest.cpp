@@ -232,12 +232,61 @@ TEST_F(PortalDesktopInput, keepsNoShiftAfterATextWhileAKeyIsHeld) {
 
 TEST_F(PortalDesktopInput, saysWhichCharactersTheLayoutLacks) {
   startSmall();
+  desktop_->clipboard().isShared = false;
   const TypingStep step = input().type(U"aé中€Ж😀b");
   EXPECT_EQ(step.taken, 7U);
   EXPECT_EQ(step.typed, 3U);
   ASSERT_TRUE(desktop_->settle());
   // The euro is on a key that no keyboard has, which only the portal presses.
   EXPECT_EQ(canvas().text(), u"a€b"_s);
+}
+
+TEST_F(PortalDesktopInput, pastesALineWithCharactersThatTheLayoutLacks) {
+  startSmall();
+  fakes::FakeClipboard& clipboard = desktop_->clipboard();
+  clipboard.text = u"user's"_s;
+  const std::u32string_view text = U"abc\nd é中\n\tef";
+  std::size_t taken = 0;
+  std::size_t typed = 0;
+  QString atChord;
+  ASSERT_TRUE(testloop::waitFor([&] {
+    const TypingStep step = input().type(text.substr(taken));
+    taken += step.taken;
+    typed += step.typed;
+    // The program pastes when it sees the chord.
+    const auto& seen = canvas().keyEvents();
+    if (atChord.isEmpty() && std::ranges::count(seen, Canvas::Key{KEY_V, true}) == 1) {
+      EXPECT_EQ(canvas().modifiers(), 4);
+      atChord = clipboard.text;
+      clipboard.interested(Clipboard::Interest::text);
+    }
+    return taken == text.size();
+  }));
+  EXPECT_EQ(typed, text.size());
+  EXPECT_EQ(atChord, u"d é中"_s);
+  ASSERT_TRUE(desktop_->settle());
+  EXPECT_EQ(QString(canvas().text()).remove(u'\x16'), u"abc\n\n\tef"_s);
+  EXPECT_TRUE(testloop::waitFor([&] { return input().readyForKeys(); }));
+  EXPECT_EQ(clipboard.text, u"user's"_s);
+  EXPECT_EQ(desktop_->session().clipboard().changeCount(), 7);
+}
+
+TEST_F(PortalDesktopInput, aLineThatCannotBePastedIsTypedAsFarAsItCan) {
+  startSmall();
+  desktop_->clipboard().otherContent = true;
+  const std::u32string_view text = U"aé bü\nc";
+  std::size_t taken = 0;
+  std::size_t typed = 0;
+  ASSERT_TRUE(testloop::waitFor([&] {
+    const TypingStep step = input().type(text.substr(taken));
+    taken += step.taken;
+    typed += step.typed;
+    return taken == text.size();
+  }));
+  EXPECT_EQ(typed, text.size() - 2);
+  ASSERT_TRUE(desktop_->settle());
+  EXPECT_EQ(canvas().text(), u"a b\nc"_s);
+  EXPECT_EQ(desktop_->clipboard().sets, 0);
 }
 
 TEST_F(PortalDesktopInput, pressesTheKeysThatAreNeverHeldAndTheLayoutsThirdLevel) {

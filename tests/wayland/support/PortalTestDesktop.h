@@ -63,6 +63,8 @@ class PortalTestDesktop {
     if (!session_) session_ = makePortalDesktop(environment(), clipboard_);
     return *session_;
   }
+  // That of the program's desktop process.
+  fakes::FakeClipboard& clipboard() { return clipboard_; }
   void endSession() { session_.reset(); }
   // Lets a capture ask the user and waits for the answer.
   [[nodiscard]] bool askUser() {

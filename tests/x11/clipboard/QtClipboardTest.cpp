@@ -171,6 +171,44 @@ TEST_F(QtClipboardTest, reportsWhatAnotherPartOfTheProgramCopies) {
   EXPECT_EQ(changes_, 1);
 }
 
+TEST_F(QtClipboardTest, tellsOfInterestInItsText) {
+  std::vector<Clipboard::Interest> interests;
+  clipboard_->setInterestHandler([&](Clipboard::Interest interest) { interests.push_back(interest); });
+  write(u"ours"_s);
+  EXPECT_EQ(read(), u"ours"_s);
+  EXPECT_EQ(output({"xclip", "-selection", "clipboard", "-o", "-t", "TARGETS"}).contains("UTF8_STRING"), true);
+  ASSERT_TRUE(waitFor([&] { return interests.size() == 1; }));
+  EXPECT_EQ(interests.front(), Clipboard::Interest::formats);
+  EXPECT_EQ(output({"xclip", "-selection", "clipboard", "-o"}), "ours");
+  ASSERT_TRUE(waitFor([&] { return std::ranges::count(interests, Clipboard::Interest::text) == 1; }));
+}
+
+TEST_F(QtClipboardTest, hasThePrimarySelectionToo) {
+  EXPECT_TRUE(clipboard_->shared());
+  const auto primary = makeQtClipboard(QClipboard::Selection);
+  int primaryChanges = 0;
+  primary->setChangedHandler([&] { ++primaryChanges; });
+  const auto readPrimary = [&] {
+    std::optional<QString> text;
+    primary->requestText([&](const ClipboardReading& got) { text = got.text.value_or(u"(failed)"_s); });
+    EXPECT_TRUE(waitFor([&] { return text.has_value(); }));
+    return text;
+  };
+  write(u"copied"_s);
+  EXPECT_EQ(output({"sh", "-c", "echo -n selected | xclip -selection primary -i"}), "");
+  EXPECT_EQ(readPrimary(), u"selected"_s);
+  bool stored = false;
+  primary->setText(u"lent"_s, [&](qint64) { stored = true; });
+  ASSERT_TRUE(waitFor([&] { return stored; }));
+  EXPECT_EQ(output({"xclip", "-selection", "primary", "-o"}), "lent");
+  EXPECT_EQ(output({"xclip", "-selection", "clipboard", "-o"}), "copied");
+  EXPECT_EQ(primaryChanges, 0);
+  EXPECT_EQ(output({"sh", "-c", "echo -n other | xclip -selection primary -i"}), "");
+  ASSERT_TRUE(waitFor([&] { return primaryChanges == 1; }));
+  EXPECT_EQ(readPrimary(), u"other"_s);
+  EXPECT_EQ(changes_, 0);
+}
+
 TEST_F(QtClipboardTest, carriesTenMegabytesBothWays) {
   const QString big = longText(10'000'000);
   copyWith("xclip", big.toUtf8());
@@ -190,7 +228,11 @@ TEST_F(QtClipboardTest, readsNothingWhereThereIsNoText) {
   ClipboardOwner other(server().display(), Manners::refuses);
   other.copy("not a text");
   ASSERT_TRUE(waitFor([&] { return changes_ > 0; }));
-  EXPECT_EQ(read(), u""_s);
+  std::optional<ClipboardReading> reading;
+  clipboard_->requestText([&](const ClipboardReading& got) { reading = got; });
+  ASSERT_TRUE(waitFor([&] { return reading.has_value(); }));
+  EXPECT_EQ(reading->text, u""_s);
+  EXPECT_TRUE(reading->otherContent);
   EXPECT_GE(other.requests(), 1);
 }
 

@@ -34,6 +34,28 @@ TEST_F(KeyQueueTest, postsKeysAtOnceWhileNoTextIsTyped) {
   EXPECT_EQ(scheduler_.runningTimers(), 0U);
 }
 
+TEST_F(KeyQueueTest, keysWaitUntilTheDesktopIsReadyForThem) {
+  input_.ready = false;
+  tap(KEY_A);
+  tap(KEY_B);
+  scheduler_.advance(100ms);
+  EXPECT_TRUE(input_.keyActions.empty());
+  EXPECT_GE(input_.readyRequests, 10);
+  input_.ready = true;
+  scheduler_.advance(5ms);
+  ASSERT_EQ(input_.keyActions.size(), 4U);
+  EXPECT_EQ(input_.keyActions.front().code, KEY_A);
+  EXPECT_EQ(scheduler_.runningTimers(), 0U);
+}
+
+TEST_F(KeyQueueTest, textsDoNotWaitForTheDesktopToBeReadyForKeys) {
+  input_.ready = false;
+  type(u"a"_s);
+  type(u"b"_s);
+  EXPECT_EQ(input_.typed, U"ab");
+  EXPECT_EQ(input_.readyRequests, 0);
+}
+
 TEST_F(KeyQueueTest, typesInStepsAndWaitsBetweenThem) {
   type(u"0123456789abcdefghij-"_s);
   EXPECT_EQ(input_.typed, U"0123456789");

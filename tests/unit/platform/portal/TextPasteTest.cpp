@@ -25,7 +25,7 @@ class TextPasteTest : public testing::Test {
   bool press(Chord chord) {
     chords_.push_back(chord);
     atChord_.push_back(clipboard_.text);
-    if (reader_ != nullptr && reader_->taken) reader_->taken();
+    if (reader_ != nullptr) reader_->interested(Clipboard::Interest::text);
     return true;
   }
   // Until it is no longer pending, with the time that passes meanwhile.
@@ -94,7 +94,7 @@ TEST_F(TextPasteTest, textsRightBehindEachOtherShareTheReturn) {
 TEST_F(TextPasteTest, aClipboardManagerThatReadsAtOnceIsNotTheProgram) {
   reader_ = nullptr;
   meanwhile_ = [this] {
-    if (scheduler_.monotonicNow() == 20ms) clipboard_.taken();
+    if (scheduler_.monotonicNow() == 20ms) clipboard_.interested(Clipboard::Interest::text);
   };
   EXPECT_EQ(paste(U"é"), Outcome::notRead);
   EXPECT_EQ(chords_.size(), 1U);
@@ -112,6 +112,27 @@ TEST_F(TextPasteTest, aBusyProgramFindsTheTextForAWhile) {
   EXPECT_EQ(clipboard_.text, u"user's"_s);
   reader_ = &clipboard_;
   EXPECT_EQ(paste(U"ü"), Outcome::pasted);
+}
+
+TEST_F(TextPasteTest, waitsUntilTheDesktopPassesTheTextOn) {
+  clipboard_.immediate = primary_.immediate = false;
+  meanwhile_ = [this] {
+    if (scheduler_.monotonicNow() == 100ms) clipboard_.interested(Clipboard::Interest::formats);
+    if (scheduler_.monotonicNow() == 200ms) primary_.interested(Clipboard::Interest::formats);
+    EXPECT_TRUE(chords_.empty() || scheduler_.monotonicNow() >= 250ms);
+  };
+  EXPECT_EQ(paste(U"é"), Outcome::pasted);
+  EXPECT_EQ(chords_, std::vector{Chord::shiftInsert});
+}
+
+TEST_F(TextPasteTest, pastesNoOtherTextWhereTheDesktopDoesNotPassItOn) {
+  clipboard_.immediate = primary_.immediate = false;
+  EXPECT_EQ(paste(U"é"), Outcome::impossible);
+  EXPECT_TRUE(chords_.empty());
+  clipboard_.immediate = true;
+  scheduler_.advance(10s);
+  EXPECT_EQ(paste(U"é"), Outcome::pasted);
+  EXPECT_EQ(chords_, std::vector{Chord::controlV});
 }
 
 TEST_F(TextPasteTest, waitsForTheKeysBeforeAndForTheChord) {
