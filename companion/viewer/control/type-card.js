@@ -28,7 +28,7 @@ export function resultText({ state, typed, length, reason }) {
     case 'busy':
       return `Typing… ${count}`;
     case 'done':
-      return typed < length ? `Typed ${count}; the host has no way to type the others.` : `Typed ${count}.`;
+      return typed < length ? `Typed ${count}; the host could not type the others.` : `Typed ${count}.`;
     case 'refused':
       return `Typed ${count}; then ${REFUSALS.get(reason) ?? `the host said: ${reason}`}.`;
     case 'silent':

@@ -238,7 +238,7 @@ test('says in words how a text ended', () => {
   const said = (state, more = {}) => resultText({ state, typed: 3, length: 1500, reason: '', ...more });
   assert.equal(said('stopping'), 'Stopping… 3 of 1,500 characters');
   assert.equal(said('busy'), 'Typing… 3 of 1,500 characters');
-  assert.equal(said('done'), 'Typed 3 of 1,500 characters; the host has no way to type the others.');
+  assert.equal(said('done'), 'Typed 3 of 1,500 characters; the host could not type the others.');
   assert.equal(said('refused', { reason: 'too many' }), 'Typed 3 of 1,500 characters; then the host still types other texts. Try again in a moment.');
   assert.equal(said('refused', { reason: 'odd' }), 'Typed 3 of 1,500 characters; then the host said: odd.');
 });

@@ -1,18 +1,11 @@
 #include <gtest/gtest.h>
 
-#include <QGuiApplication>
-#include <QTemporaryDir>
-#include <fstream>
-
 #include "main/control/clipboard/ClipboardSync.h"
-#include "platform/qt/QtClipboard.h"
-#include "tests/fakes/EventLoop.h"
 #include "tests/fakes/FakeControlSender.h"
 #include "tests/fakes/FakeScheduler.h"
-#include "tests/fakes/PrintQt.h"
 #include "tests/fakes/RecordedLog.h"
 #include "tests/x11/clipboard/ClipboardOwner.h"
-#include "tests/x11/support/XvfbServer.h"
+#include "tests/x11/clipboard/QtClipboardFixture.h"
 
 using namespace std::chrono_literals;
 using namespace Qt::Literals::StringLiterals;
@@ -20,88 +13,8 @@ using namespace Qt::Literals::StringLiterals;
 namespace vantora {
 namespace {
 
-using testloop::waitFor;
-using testx11::ChildProcess;
 using testx11::ClipboardOwner;
 using testx11::Manners;
-using testx11::XvfbServer;
-
-// One server and one application for the whole program: Qt does not support a second application.
-XvfbServer& server() {
-  static XvfbServer one(320, 200);
-  return one;
-}
-
-void ensureGui() {
-  static int argumentCount = 3;
-  static char name[] = "test";
-  static char option[] = "-platform";
-  static char value[] = "xcb";
-  static char* arguments[] = {name, option, value, nullptr};
-  qputenv("DISPLAY", server().display().toUtf8());
-  // Never deleted: the server ends before static objects are destroyed.
-  static auto* application = new QGuiApplication(argumentCount, arguments);
-  Q_UNUSED(application);
-}
-
-class QtClipboardTest : public testing::Test {
- protected:
-  QtClipboardTest() {
-    ensureGui();
-    clipboard_ = makeQtClipboard();
-    clipboard_->setChangedHandler([this] { ++changes_; });
-  }
-
-  QString read() {
-    std::optional<QString> text;
-    clipboard_->requestText([&](const ClipboardReading& got) {
-      text = got.tooLong > 0 ? u"(%1)"_s.arg(got.tooLong) : got.text.value_or(u"(failed)"_s);
-    });
-    EXPECT_TRUE(waitFor([&] { return text.has_value(); }));
-    return text.value_or(u"(no answer)"_s);
-  }
-  // Makes the clipboard use these limits for reading.
-  void limit(X11ClipboardReader::Options limits) {
-    clipboard_ = std::make_unique<QtClipboard>(*QGuiApplication::clipboard(),
-                                               std::make_unique<X11ClipboardReader>(QString(), limits));
-    clipboard_->setChangedHandler([this] { ++changes_; });
-  }
-  qint64 write(const QString& text) {
-    qint64 count = -1;
-    clipboard_->setText(text, [&](qint64 changeCount) { count = changeCount; });
-    EXPECT_TRUE(waitFor([&] { return count != -1; }));
-    return count;
-  }
-  // Runs a program while the event loop runs; returns its output.
-  QByteArray output(const std::vector<std::string>& command) {
-    const QString file = folder_.filePath(u"out"_s);
-    std::string line = "exec >'" + file.toStdString() + "' 2>&1; exec";
-    for (const std::string& word : command) line += " '" + word + "'";
-    ChildProcess child = server().spawn({"sh", "-c", line});
-    std::atomic<bool> ended = false;
-    std::thread waiter([&] {
-      child.wait();
-      ended = true;
-    });
-    EXPECT_TRUE(waitFor([&] { return ended.load(); }));
-    waiter.join();
-    std::ifstream in(file.toStdString(), std::ios::binary);
-    return QByteArray::fromStdString({std::istreambuf_iterator<char>(in), {}});
-  }
-  // xclip and xsel take the clipboard and stay behind as its owner.
-  void copyWith(const std::string& program, const QByteArray& utf8) {
-    const std::string file = folder_.filePath(u"in"_s).toStdString();
-    std::ofstream(file, std::ios::binary).write(utf8.constData(), utf8.size());
-    const int before = changes_;
-    const std::string command = program == "xsel" ? "xsel -b -i <'" : "xclip -selection clipboard -i <'";
-    ASSERT_EQ(server().run({"sh", "-c", command + file + "'"}), 0);
-    ASSERT_TRUE(waitFor([&] { return changes_ > before; }));
-  }
-
-  QTemporaryDir folder_;
-  std::unique_ptr<Clipboard> clipboard_;
-  int changes_ = 0;
-};
 
 QString longText(qsizetype bytes) {
   // Every piece differs from its neighbours, so that a wrong order is detected.
@@ -169,44 +82,6 @@ TEST_F(QtClipboardTest, reportsWhatAnotherPartOfTheProgramCopies) {
   ASSERT_TRUE(waitFor([&] { return changes_ == 1; }));
   EXPECT_EQ(read(), u"a room id"_s);
   EXPECT_EQ(changes_, 1);
-}
-
-TEST_F(QtClipboardTest, tellsOfInterestInItsText) {
-  std::vector<Clipboard::Interest> interests;
-  clipboard_->setInterestHandler([&](Clipboard::Interest interest) { interests.push_back(interest); });
-  write(u"ours"_s);
-  EXPECT_EQ(read(), u"ours"_s);
-  EXPECT_EQ(output({"xclip", "-selection", "clipboard", "-o", "-t", "TARGETS"}).contains("UTF8_STRING"), true);
-  ASSERT_TRUE(waitFor([&] { return interests.size() == 1; }));
-  EXPECT_EQ(interests.front(), Clipboard::Interest::formats);
-  EXPECT_EQ(output({"xclip", "-selection", "clipboard", "-o"}), "ours");
-  ASSERT_TRUE(waitFor([&] { return std::ranges::count(interests, Clipboard::Interest::text) == 1; }));
-}
-
-TEST_F(QtClipboardTest, hasThePrimarySelectionToo) {
-  EXPECT_TRUE(clipboard_->shared());
-  const auto primary = makeQtClipboard(QClipboard::Selection);
-  int primaryChanges = 0;
-  primary->setChangedHandler([&] { ++primaryChanges; });
-  const auto readPrimary = [&] {
-    std::optional<QString> text;
-    primary->requestText([&](const ClipboardReading& got) { text = got.text.value_or(u"(failed)"_s); });
-    EXPECT_TRUE(waitFor([&] { return text.has_value(); }));
-    return text;
-  };
-  write(u"copied"_s);
-  EXPECT_EQ(output({"sh", "-c", "echo -n selected | xclip -selection primary -i"}), "");
-  EXPECT_EQ(readPrimary(), u"selected"_s);
-  bool stored = false;
-  primary->setText(u"lent"_s, [&](qint64) { stored = true; });
-  ASSERT_TRUE(waitFor([&] { return stored; }));
-  EXPECT_EQ(output({"xclip", "-selection", "primary", "-o"}), "lent");
-  EXPECT_EQ(output({"xclip", "-selection", "clipboard", "-o"}), "copied");
-  EXPECT_EQ(primaryChanges, 0);
-  EXPECT_EQ(output({"sh", "-c", "echo -n other | xclip -selection primary -i"}), "");
-  ASSERT_TRUE(waitFor([&] { return primaryChanges == 1; }));
-  EXPECT_EQ(readPrimary(), u"other"_s);
-  EXPECT_EQ(changes_, 0);
 }
 
 TEST_F(QtClipboardTest, carriesTenMegabytesBothWays) {
