@@ -1,5 +1,7 @@
 #include "main/desktop/DesktopLink.h"
 
+#include <sys/socket.h>
+
 #include <QTimer>
 #include <QtEndian>
 
@@ -30,6 +32,11 @@ void DesktopLink::send(const JsonObject& message) {
   socket_.write(text);
   // At once: a process that is killed in this moment has reported what its user has already seen.
   socket_.flush();
+}
+
+void DesktopLink::endSending() {
+  socket_.flush();
+  ::shutdown(static_cast<int>(socket_.socketDescriptor()), SHUT_WR);
 }
 
 void DesktopLink::read() {

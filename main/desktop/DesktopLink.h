@@ -31,6 +31,8 @@ class DesktopLink {
 
   // Dropped once the connection is lost, or if longer than kMaxMessageBytes.
   void send(const JsonObject& message);
+  // The other side is to end once it has taken what was sent; its replies arrive until this object is destroyed.
+  void endSending();
 
  private:
   void read();

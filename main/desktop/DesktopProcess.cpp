@@ -100,11 +100,13 @@ void DesktopProcess::stop() {
   pingTimer_.reset();
   if (!process_) return;
   QObject::disconnect(process_.get(), nullptr, nullptr, nullptr);
-  link_.reset();  // The desktop process quits when its connection closes.
+  // The desktop process quits when nothing more comes. A reply that it could not send would end it before.
+  if (link_) link_->endSending();
   if (process_->state() != QProcess::NotRunning && !process_->waitForFinished(kGoodbyeMs)) {
     process_->kill();
     process_->waitForFinished(kGoodbyeMs);
   }
+  link_.reset();
   process_.reset();
 }
 

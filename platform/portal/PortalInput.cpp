@@ -294,6 +294,7 @@ bool PortalInput::lacks(char32_t character) {
 }
 
 bool PortalInput::hasToPaste(std::u32string_view line) {
+  if (paste_ && paste_->underWay()) return true;
   if (!paste_ || !layout_ || !paste_->possible()) return false;
   return std::any_of(line.begin(), line.end(), [this](char32_t character) { return lacks(character); });
 }

@@ -49,6 +49,8 @@ class TextPaste {
   bool possible() const { return clipboard_.shared(); }
   // Pastes `text`; to be called until it is no longer pending.
   [[nodiscard]] Outcome proceed(std::u32string_view text);
+  // A text is pending.
+  bool underWay() const { return phase_ != Phase::idle; }
   // Whether the user's text is back on the clipboard, as far as that is to be waited for; else puts it back.
   [[nodiscard]] bool settled();
   // Drops the text under way.

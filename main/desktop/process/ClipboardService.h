@@ -1,6 +1,8 @@
 // Gives the session access to the clipboard of the desktop process.
 #pragma once
 
+#include <QElapsedTimer>
+#include <QTimer>
 #include <functional>
 #include <memory>
 
@@ -22,10 +24,16 @@ class ClipboardService {
   // when others ask for the formats of a text that was set or read it, "clipboard_offered" and "clipboard_taken".
   bool take(const QString& type, const JsonObject& message);
   bool shared() const { return clipboard_->shared(); }
+  // Calls `done` when another program, such as the desktop's clipboard manager, has read the text that was set within
+  // the last second, since it ends with this process; at once when there is none, and in any case after 0.3 s.
+  void whenRead(std::function<void()> done);
 
  private:
   const QString name_;
   std::function<void(const JsonObject&)> send_;
+  QElapsedTimer sinceSet_;  // Of a text that nobody has read.
+  std::function<void()> read_;
+  QTimer patience_;
   std::unique_ptr<Clipboard> clipboard_;
 };
 

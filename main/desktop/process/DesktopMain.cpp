@@ -34,7 +34,7 @@ class Desktop {
   Desktop(int descriptor, bool hasScreen)
       : hasScreen_(hasScreen),
         link_(descriptor, {.message = [this](const JsonObject& message) { take(message); },
-                           .lost = [] { QCoreApplication::quit(); }}),
+                           .lost = [this] { clipboard_.whenRead([] { QCoreApplication::quit(); }); }}),
         session_([this](const JsonObject& message) { link_.send(message); }),
         clipboard_(makeQtClipboard(), [this](const JsonObject& message) { link_.send(message); }),
         primary_(

@@ -55,6 +55,25 @@ TEST_F(DesktopLinkTest, carriesMessagesBothWaysInOrder) {
   }
 }
 
+TEST_F(DesktopLinkTest, takesWhatWasSentBeforeTheEndAlthoughItReplies) {
+  int otherLost = 0;
+  int taken = 0;
+  std::unique_ptr<DesktopLink> other;
+  const auto take = [&](const JsonObject&) {
+    // The end comes while the first message is handled.
+    if (++taken == 1) {
+      link_->send({{u"type"_s, u"second"_s}});
+      link_->endSending();
+    }
+    other->send({{u"type"_s, u"reply"_s}});
+  };
+  other = std::make_unique<DesktopLink>(std::exchange(ends_[1], -1),
+                                        DesktopLink::Events{.message = take, .lost = [&] { ++otherLost; }});
+  link_->send({{u"type"_s, u"first"_s}});
+  ASSERT_TRUE(testloop::waitFor([&] { return otherLost > 0; }));
+  EXPECT_EQ(taken, 2);
+}
+
 TEST_F(DesktopLinkTest, putsTogetherAMessageThatArrivesInPieces) {
   const QByteArray text = R"({"type":"x"})";
   QByteArray bytes(4, '\0');

@@ -289,6 +289,43 @@ TEST_F(PortalDesktopInput, aLineThatCannotBePastedIsTypedAsFarAsItCan) {
   EXPECT_EQ(desktop_->clipboard().sets, 0);
 }
 
+TEST_F(PortalDesktopInput, givesTheClipboardBackWhenItCanNoLongerBeUsed) {
+  startSmall();
+  fakes::FakeClipboard& clipboard = desktop_->clipboard();
+  clipboard.text = u"user's"_s;
+  ASSERT_TRUE(testloop::waitFor([&] {
+    EXPECT_EQ(input().type(U"é").taken, 0U);
+    return clipboard.text == u"é"_s;
+  }));
+  clipboard.isShared = false;
+  // A program reads.
+  ASSERT_TRUE(testloop::waitFor([&] {
+    if (!canvas().keyEvents().empty()) clipboard.interested(Clipboard::Interest::text);
+    canvas().clear();
+    return input().type(U"é").taken == 1;
+  }));
+  EXPECT_TRUE(testloop::waitFor([&] { return clipboard.text == u"user's"_s; }));
+}
+
+TEST_F(PortalDesktopInput, givesTheClipboardBackWhenControlEnds) {
+  startSmall();
+  fakes::FakeClipboard& clipboard = desktop_->clipboard();
+  clipboard.text = u"user's"_s;
+  ASSERT_TRUE(testloop::waitFor([&] {
+    (void)input().type(U"é");
+    return clipboard.text == u"é"_s;
+  }));
+  input().releaseAll();
+  EXPECT_TRUE(testloop::waitFor([&] { return clipboard.text == u"user's"_s; }));
+  // As does the end of the session's desktop.
+  ASSERT_TRUE(testloop::waitFor([&] {
+    (void)input().type(U"ü");
+    return clipboard.text == u"ü"_s;
+  }));
+  desktop_->endSession();
+  EXPECT_EQ(clipboard.text, u"user's"_s);
+}
+
 TEST_F(PortalDesktopInput, pressesTheKeysThatAreNeverHeldAndTheLayoutsThirdLevel) {
   startSmall();
   EXPECT_TRUE(key(KEY_Q, true, {.altgr = true}) && key(KEY_Q, false, {.altgr = true}));
