@@ -6,7 +6,7 @@ import { test } from 'node:test';
 import { keystrokes } from './lib/keystrokes.mjs';
 import { colours, near, rgb, shows } from './lib/viewer.mjs';
 import { soonest, timed, until } from './lib/wait.mjs';
-import { plainViewer, withWayland } from './lib/wayland-session.mjs';
+import { plainViewer, textField, withWayland } from './lib/wayland-session.mjs';
 
 const left = 272;
 const right = 273;
@@ -151,6 +151,18 @@ test('whatIsTypedArrivesInATerminal', async (t) => {
     await until(async () => (await canvas.tell('paste', 'clipboard')) === 'what was there', { every: 50, what: 'the clipboard to be as before' });
     const heard = (await viewer.received('clipboard_sync')).map(({ message }) => message.text);
     assert.deepEqual(heard, ['what was there']);
+  });
+});
+
+test('whatIsTypedArrivesInTheFieldOfAPage', async (t) => {
+  await withWayland(t, {}, async (session) => {
+    const viewer = await plainViewer(session);
+    await viewer.takeControl(await session.host.pin());
+    const field = await textField(session);
+    const text = 'é中😀\nplain “end”';
+    assert.deepEqual(await viewer.ask({ type: 'type_text', id: 't1', text }, 'text_typed'),
+      { type: 'text_typed', id: 't1', typed: 15, length: 15 });
+    await until(() => field.value === text, { what: `the text, not ${JSON.stringify(field.value)}` });
   });
 });
 
