@@ -211,8 +211,25 @@ test('the newer text wins', () => {
   assert.ok(!texts.fromViewer(''));
   texts.forget();
   assert.ok(texts.fromViewer('mine'));
-  texts.undelivered();
+  texts.undelivered('mine');
   assert.ok(texts.fromViewer('mine'), 'again');
+  assert.ok(texts.fromViewer('newer'));
+  texts.undelivered('mine');
+  assert.ok(!texts.fromViewer('newer'), 'that one is on its way');
+  assert.ok(texts.fromHost('the newest'));
+  assert.ok(!texts.fromViewer('newer'));
+});
+
+test('a text that comes back with the line ends of Windows is the same', () => {
+  const texts = new Agreement();
+  texts.fromHost('two\nlines');
+  texts.written('two\nlines');
+  assert.ok(!texts.seen('two\r\nlines'), 'nobody has copied it');
+  texts.lose();
+  assert.ok(!texts.seen('two\r\nlines'), 'it is not newer than what was copied on the host meanwhile');
+  assert.ok(texts.isUnsure('two\r\nlines'));
+  assert.ok(texts.seen('three\r\n'));
+  assert.ok(!texts.fromHost('three\n'));
 });
 
 test('a text that the viewer had before is put on the host by pasting it alone', () => {

@@ -178,7 +178,7 @@ export class ClipboardSync {
   async #deliver(text) {
     const outcome = await this.#app.clipboard.set(text);
     if (outcome === 'set') await this.#app.clipboard.settled();
-    else this.#agreement.undelivered();
+    else this.#agreement.undelivered(text);
     return outcome;
   }
 
