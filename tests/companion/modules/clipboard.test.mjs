@@ -191,6 +191,34 @@ test('knows what the host would refuse, and accepts the refusal of one that take
   assert.deepEqual(results, []);
 });
 
+test('does not wait for ever for a host that acknowledges nothing', async (t) => {
+  t.mock.timers.enable({ apis: ['setTimeout'] });
+  const { channel, clipboard } = pair();
+  const outcomes = [];
+  const set = (text) => clipboard.set(text).then((outcome) => outcomes.push(outcome));
+  set('short');
+  t.mock.timers.tick(59999);
+  await settled();
+  assert.deepEqual(outcomes, []);
+  t.mock.timers.tick(1);
+  await settled();
+  assert.deepEqual(outcomes.splice(0), ['silent']);
+  // A long one on a slow link takes its time.
+  channel.full = true;
+  set('x'.repeat(2_000_000));
+  await settled();
+  t.mock.timers.tick(50000);
+  channel.drain();
+  await settled();
+  t.mock.timers.tick(50000);
+  await settled();
+  assert.deepEqual(outcomes, []);
+  clipboard.receive({ type: 'ack', req: channel.messages().at(-1).req });
+  t.mock.timers.tick(60000);
+  await settled();
+  assert.deepEqual(outcomes, ['set']);
+});
+
 test('tells how much of a long text has come and gone', async () => {
   const { channel, clipboard } = pair();
   const sent = [];

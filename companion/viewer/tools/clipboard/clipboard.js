@@ -11,6 +11,8 @@ const ENVELOPE = 200;
 const MAX_WAITING = 256 * 1024;
 // When nothing more of a text arrives for this long, the host has broken it off.
 const MAX_PAUSE_MS = 15000;
+// When no more of the viewer's text can be sent for this long, or all is sent and not acknowledged, the host is silent.
+const MAX_SILENCE_MS = 60000;
 // How long a text that the host took may need until its desktop has it.
 const MAX_SETTLE_MS = 2000;
 
@@ -114,6 +116,7 @@ export class HostClipboard {
   #transfers = 0;
   // The text that is being set: {id, req, progress(share), end(outcome)}.
   #outgoing = null;
+  #silence = 0;
   #settling = null;
 
   // way.channel(): the open reliable channel, or null; way.limit(): bytes of the longest message that the host accepts.
@@ -136,7 +139,7 @@ export class HostClipboard {
   }
 
   // Puts `text` on the host's clipboard. Resolves to "set", or to the reason why not: "too-large", "replaced" by a
-  // newer text, or "closed" (the connection). progress(share): of a long text, 0 to 1.
+  // newer text, "closed" (the connection), or "silent" (the host does not acknowledge it). progress(share): of a long text, 0 to 1.
   set(text, progress = () => {}) {
     this.#end('replaced');
     if (utf8Length(text) > MAX_TEXT_BYTES) return Promise.resolve('too-large');
@@ -146,6 +149,7 @@ export class HostClipboard {
     const outgoing = { id, req: `clipboard ${id}`, progress, end: null };
     const outcome = new Promise((resolve) => (outgoing.end = resolve));
     this.#outgoing = outgoing;
+    this.#awaitHost();
     const maximum = Math.min(MAX_PIECE_MESSAGE, this.#way.limit()) - ENVELOPE;
     const ends = pieceEnds(text, maximum);
     if (ends.length <= 1) channel.send(JSON.stringify({ type: 'clipboard_set', text, req: outgoing.req }));
@@ -240,6 +244,7 @@ export class HostClipboard {
       const piece = { id: outgoing.id, part, parts, length, text: text.slice(ends[part - 1] ?? 0, ends[part]) };
       const req = part === parts - 1 ? { req: outgoing.req } : {};
       channel.send(JSON.stringify({ type: 'clipboard_set', ...piece, ...req }));
+      this.#awaitHost();
       outgoing.progress((part + 1) / parts);
     }
   }
@@ -256,7 +261,13 @@ export class HostClipboard {
     this.#settling = null;
   }
 
+  #awaitHost() {
+    clearTimeout(this.#silence);
+    this.#silence = setTimeout(() => this.#end('silent'), MAX_SILENCE_MS);
+  }
+
   #end(outcome) {
+    clearTimeout(this.#silence);
     this.#outgoing?.end(outcome);
     this.#outgoing = null;
   }

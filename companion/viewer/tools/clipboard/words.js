@@ -9,6 +9,7 @@ export const OUTCOMES = {
   set: 'It is on the host’s clipboard now.',
   'too-large': 'The text is too long: at most 10 MiB can be sent. Send it as a file instead.',
   replaced: 'Not sent: a text that was pasted on the picture took its place.',
+  silent: 'The host did not confirm that it has the text. Try again.',
   closed: 'Not sent: there is no connection to the host. Try again when it is back.',
 };
 
