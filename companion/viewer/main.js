@@ -60,8 +60,8 @@ const control = new Control({
     // Control may come back by itself: the keys of a viewer who is busy elsewhere are not for the host.
     if (!document.activeElement?.closest('#dock, #type-card, dialog, .menu')) returnToScreen();
   },
-  ready: (ready, proving) => {
-    access.setReady(ready, proving);
+  ready: (ready) => {
+    access.setReady(ready, control.proving);
     capture.reset();
     app.session?.setChannelsOpen(ready);
     app.emit('ready', ready);

@@ -19,6 +19,7 @@ export class Control {
   #token = null;
   #provenToken = null;
   #proven = false;
+  #proving = false;
   #pinger = 0;
   #ready = false;
 
@@ -29,8 +30,7 @@ export class Control {
   #recentLength = 0;
 
   // on.state("locked" | "denied" | "on" | "off"), on.message(any message of the host),
-  // on.roundTrip(ms), on.ready(bool, proving): proving when a PIN that was right before is sent by itself,
-  // on.reliable(bool): whether "control_reliable" is open, on.refused()
+  // on.roundTrip(ms), on.ready(bool), on.reliable(bool): whether "control_reliable" is open, on.refused()
   constructor(on) {
     this.#on = on;
   }
@@ -41,6 +41,11 @@ export class Control {
 
   get active() {
     return this.#state === 'on';
+  }
+
+  // Whether a PIN that was right before has been sent by itself and the host has not said yet whether it still is.
+  get proving() {
+    return this.#proving;
   }
 
   channels() {
@@ -95,6 +100,7 @@ export class Control {
   // Sends the PIN to the host and requests control.
   unlock(token) {
     this.#token = token;
+    this.#proving = false;
     this.#wanted = true;
     this.send({ type: 'auth', token });
   }
@@ -119,11 +125,11 @@ export class Control {
     const ping = () => this.send({ type: 'ping', t0: Date.now() });
     this.#pinger = setInterval(ping, PING_PERIOD_MS);
     ping();
-    const proving = this.#provenToken !== null;
-    this.#on.ready(true, proving);
+    this.#proving = this.#provenToken !== null;
+    this.#on.ready(true);
     // The host resets the right to control with every connection. A viewer who proved it once on this page need not
     // type the PIN again after a short network failure.
-    if (proving) {
+    if (this.#proving) {
       this.#token = this.#provenToken;
       this.send({ type: 'auth', token: this.#provenToken });
     }
@@ -132,6 +138,7 @@ export class Control {
   #loseRights() {
     clearInterval(this.#pinger);
     this.#proven = false;
+    this.#proving = false;
     this.#ready = false;
     this.#setState('locked');
     this.#on.ready(false);
@@ -163,6 +170,7 @@ export class Control {
   #authReceived(ok) {
     const silent = this.#token !== null && this.#token === this.#provenToken;
     this.#proven = ok;
+    this.#proving = false;
     if (ok) {
       this.#provenToken = this.#token;
       this.#setState('off');

@@ -46,6 +46,8 @@ pairTest('control is given back and taken again without the PIN', {}, async (bot
 
 pairTest('a PIN that is known is not asked for while the host checks it again', {}, async ({ host, viewer }) => {
   await inControl({ host, viewer });
+  await viewer.click('#commands-button');
+  await viewer.waitForSelector('.command');
   await host.evaluate(() => {
     const { host } = globalThis;
     const { controlled } = host;
@@ -63,6 +65,7 @@ pairTest('a PIN that is known is not asked for while the host checks it again', 
     await until(() => host.evaluate(() => Boolean(globalThis.host.checked)), { what: 'the PIN' });
     assert.equal(await dataset(viewer, 'control'), 'locked');
     assert.ok(await viewer.isHidden('#pin-card'));
+    assert.ok(await viewer.isHidden('.command-access .button'));
   };
   await reconnect();
   await host.evaluate(() => globalThis.host.checked(true));
@@ -75,6 +78,7 @@ pairTest('a PIN that is known is not asked for while the host checks it again', 
   await reconnect();
   await host.evaluate(() => globalThis.host.checked(false));
   await until(() => viewer.isVisible('#pin-card'), { what: 'the card for another PIN' });
+  assert.ok(await viewer.isVisible('.command-access .button'));
 });
 
 pairTest('says when the host does not allow control', { options: { allowControl: false } }, async ({ viewer }) => {

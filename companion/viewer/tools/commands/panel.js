@@ -8,6 +8,7 @@ import { CommandRuns } from './runs.js';
 
 const ACCESS = {
   away: 'Not connected to the host. Commands can be run once the connection is back.',
+  proving: 'The host is checking the PIN that was entered before.',
   locked: 'Commands need the PIN of the host. The person there can read it to you.',
 };
 
@@ -57,7 +58,7 @@ export function mount(body, app) {
 
   const refresh = () => {
     const locked = !isDemo(app) && (app.control.state === 'locked' || app.control.state === 'denied');
-    const reason = !app.ready ? 'away' : locked ? 'locked' : null;
+    const reason = !app.ready ? 'away' : !locked ? null : app.control.proving ? 'proving' : 'locked';
     show(access, Boolean(reason));
     show(enterPin, reason === 'locked');
     why.textContent = ACCESS[reason] ?? '';
