@@ -8,8 +8,10 @@ const MAX_LOSSY_BACKLOG = 64 * 1024;
 const RECENT_MESSAGES = 300;
 // UTF-16 units of all of them together.
 const RECENT_LENGTH = 1024 * 1024;
-// Types of messages of which the newest is kept; the protocol has fewer.
+// Types of messages of which the newest is kept, and its length; the protocol has fewer, and longer ones are of no use
+// later.
 const MAX_TYPES = 64;
+const MAX_KEPT_LENGTH = 65536;
 
 export class Control {
   #on;
@@ -23,7 +25,7 @@ export class Control {
   #pinger = 0;
   #ready = false;
 
-  // The newest message of each type, and the most recent ones of all types, oldest first.
+  // The newest message of each type, unless that is long, and the most recent ones of all types, oldest first.
   lastMessages = Object.create(null);
   recentMessages = [];
   #recentLengths = [];
@@ -155,7 +157,9 @@ export class Control {
   // Pieces of a long text are not kept: hundreds of them are megabytes.
   #remember(message, length) {
     if (Number.isInteger(message.parts)) return;
-    if (message.type in this.lastMessages || Object.keys(this.lastMessages).length < MAX_TYPES) {
+    if (length > MAX_KEPT_LENGTH) {
+      delete this.lastMessages[message.type];
+    } else if (message.type in this.lastMessages || Object.keys(this.lastMessages).length < MAX_TYPES) {
       this.lastMessages[message.type] = message;
     }
     this.recentMessages.push(message);

@@ -240,6 +240,8 @@ test('keeps the newest message of each type, but of no more types than the proto
   assert.equal(control.lastMessages.host_stats.fps, 2);
   assert.equal(Object.keys(control.lastMessages).length, 64);
   assert.equal(control.recentMessages.length, 300);
+  channel.say({ type: 'host_stats', text: 'x'.repeat(70_000) });
+  assert.ok(!('host_stats' in control.lastMessages), 'neither a long one nor one that is not the newest');
   // Nor of more text than a session has in short messages.
   for (let i = 0; i < 10; i++) channel.say({ type: 'host_stats', i, text: 'x'.repeat(250_000) });
   assert.deepEqual(control.recentMessages.map(({ i }) => i), [6, 7, 8, 9]);
