@@ -1,7 +1,7 @@
 // An invisible text field on the picture: keyboards on a screen, input methods and dead keys need one. What arrives in
 // it is typed on the host.
 
-import { NO_MODIFIERS, chordKeyOf } from './keys.js';
+import { NO_MODIFIERS, chordKeyOf, codeOfCharacter } from './keys.js';
 import { pieces } from './typing.js';
 
 // The host's limit for a message, in code points.
@@ -55,7 +55,9 @@ export class TextField {
     const chosen = this.#strip.takeModifiers();
     const press = (code, more = {}) => this.#send({ type: 'key_press', code, mods: { ...NO_MODIFIERS, ...more, ...chosen } });
     const deletion = DELETIONS.get(inputType);
-    const chord = chosen && chordKeyOf(text);
+    // Shift alone adds nothing to a sign, which other layouts of the host have on other keys.
+    const isChord = chosen && (chosen.ctrl || chosen.alt || codeOfCharacter(text));
+    const chord = isChord ? chordKeyOf(text) : null;
     if (deletion) {
       press(...deletion);
     } else if (text === '\n') {

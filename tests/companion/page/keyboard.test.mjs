@@ -161,6 +161,8 @@ pairTest('an input method types what it has composed', {}, async (both) => {
   await both.viewer.evaluate(() => document.execCommand('insertText', false, 'd'));
   await both.viewer.click('#key-strip >> role=button[name="Ctrl"]');
   await both.viewer.evaluate(() => document.execCommand('insertText', false, '+'));
+  await both.viewer.click('#key-strip >> role=button[name="Shift"]');
+  await both.viewer.evaluate(() => document.execCommand('insertText', false, '?'));
   // Also for what changes lines and deletes, and for real keys.
   const choices = [['Shift', () => both.viewer.evaluate(() => document.execCommand('insertText', false, '\n'))],
     ['Ctrl', () => both.viewer.evaluate(() => document.activeElement.dispatchEvent(
@@ -181,6 +183,7 @@ pairTest('an input method types what it has composed', {}, async (both) => {
     { type: 'key_press', code: 'ArrowLeft', mods: { ...none, ctrl: true } },
     { type: 'key_press', code: 'KeyD', mods: { ...none, alt: true, shift: true } },
     { type: 'key_press', code: 'Equal', mods: { ...none, ctrl: true, shift: true } },
+    { type: 'type_text', text: '?' },
     { type: 'key_press', code: 'Enter', mods: { ...none, shift: true } },
     { type: 'key_press', code: 'Backspace', mods: { ...none, ctrl: true } },
     { type: 'keyDown', code: 'Enter', mods: { ...none, alt: true } },
