@@ -111,6 +111,6 @@ export class AccessView {
     const hadFocus = byId('pin-card').contains(document.activeElement);
     const asks = this.#ready && !this.#proving && !this.#dismissed;
     show(byId('pin-card'), asks && (state === 'locked' || state === 'denied'));
-    if (hadFocus && byId('pin-card').hidden) button.focus();
+    if (hadFocus && byId('pin-card').hidden) (button.disabled ? byId('stage') : button).focus({ preventScroll: true });
   }
 }

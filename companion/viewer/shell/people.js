@@ -19,6 +19,7 @@ export class PeopleView {
     const isAlone = names.length <= 1;
     if (isAlone && this.#menu.isOpen) {
       this.#menu.close({ refocus: false });
+      byId('stage').focus({ preventScroll: true });
       this.#app.returnToScreen();
     }
     this.#menu.update();

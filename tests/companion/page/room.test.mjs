@@ -50,6 +50,7 @@ pageTest('a viewer gives way to a newer one, goes on chatting, and takes over ag
   assert.equal(await older.evaluate(() => document.activeElement.id), 'stage');
   await hasState(newer, 'connection', 'disconnected');
   assert.equal(await entries.count(), 0, 'for a moment the other was away');
+  assert.equal(await newer.evaluate(() => document.activeElement.id), 'stage');
   assert.match(await text(newer, '#status-text'), /^“Ada” has taken over/);
 
   await closePages(older);
