@@ -180,6 +180,15 @@ pairTest('texts are sent and fetched by hand', {}, async (both) => {
   await viewer.click(inStep);
   await sendFromHost(both, { type: 'clipboard_sync', text: '' });
   await until(() => viewer.isVisible('text=empty, or holds something that is no text'), { what: 'the empty clipboard' });
+  // Without the host, and with it again.
+  const offline = 'text=Not connected. It works again';
+  await viewer.focus('#pin');
+  await host.evaluate(() => globalThis.host.leave());
+  await until(() => viewer.isVisible(offline), { what: 'the note' });
+  assert.equal(await viewer.evaluate(() => document.activeElement.id), 'stage', 'the card is gone, and with it the focus');
+  await host.evaluate(() => globalThis.host.join());
+  await until(() => viewer.isHidden(offline), { what: 'the end of the note' });
+  assert.ok(await viewer.isEnabled('text=Get the host’s text'));
 });
 
 pairTest('what is pasted on the picture is on the host before the keys', { firefox: true }, async (both) => {

@@ -102,6 +102,7 @@ function fromHost(app) {
   });
   app.on('reliable', (ready) => {
     get.disabled = !ready;
+    if (ready && note.element.textContent === OFFLINE) note.tell('');
     if (ready) return;
     clearTimeout(timer);
     note.tell(OFFLINE);
