@@ -37,6 +37,7 @@ bool ClipboardLoan::account(qint64 count, bool hide) {
 void ClipboardLoan::setText(const QString& text, std::function<void(qint64)> done) {
   failed_ = failed_ || phase_ == Phase::reading;
   kept_ = text;
+  setSinceCopy_ = phase_ == Phase::checking;
   const auto before = std::exchange(keptDone_, std::move(done));
   if (phase_ == Phase::own || phase_ == Phase::reading || phase_ == Phase::returning) {
     putBack();
@@ -179,6 +180,7 @@ void ClipboardLoan::otherProgramCopied() {
 void ClipboardLoan::check(qint64 changes) {
   hidden_ += changes;
   unchecked_ += changes;
+  setSinceCopy_ = false;
   if (phase_ != Phase::checking) {
     phase_ = Phase::checking;
     afterCheck_ = back_ ? AfterCheck::giveBack : AfterCheck::stay;
@@ -198,6 +200,13 @@ void ClipboardLoan::check(qint64 changes) {
 }
 
 void ClipboardLoan::newerCopy() {
+  if (setSinceCopy_) {
+    // Replaced before anybody was told of it.
+    unchecked_ = 0;
+    if (std::exchange(afterCheck_, AfterCheck::stay) == AfterCheck::lend) return set();
+    failed_ = true;
+    return putBack();
+  }
   hidden_ -= std::exchange(unchecked_, 0);
   const bool again = afterCheck_ == AfterCheck::lend;
   const QString text = text_;

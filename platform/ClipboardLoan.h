@@ -85,8 +85,9 @@ class ClipboardLoan final : public Clipboard {
   // What was wanted while a copy was checked.
   enum class AfterCheck { stay, lend, giveBack };
   AfterCheck afterCheck_ = AfterCheck::stay;
-  bool replaced_ = false;  // The user's text is no longer on the clipboard.
-  bool seen_ = false;      // Others were interested in the newest text.
+  bool setSinceCopy_ = false;  // Somebody has set a text since the copy that is checked.
+  bool replaced_ = false;      // The user's text is no longer on the clipboard.
+  bool seen_ = false;          // Others were interested in the newest text.
   bool failed_ = false;
   std::uint64_t readings_ = 0;
   std::chrono::nanoseconds lastEvent_{};

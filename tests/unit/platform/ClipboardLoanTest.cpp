@@ -134,6 +134,34 @@ TEST_F(ClipboardLoanTest, aTextThatIsSetMeanwhileComesBackInsteadAndIsAChange) {
   EXPECT_EQ(loan_->changeCount(), 8);
 }
 
+TEST_F(ClipboardLoanTest, aTextThatIsSetAfterACopyReplacesIt) {
+  loan_->lend(u"lent"_s);
+  clipboard_.slow = true;
+  clipboard_.copy(u"newer"_s, true);
+  set(u"viewer's"_s);
+  while (clipboard_.answer()) {
+  }
+  EXPECT_TRUE(loan_->failed());
+  EXPECT_TRUE(loan_->returned());
+  EXPECT_EQ(clipboard_.text, u"viewer's"_s);
+  EXPECT_EQ(stored_, std::vector<qint64>{loan_->changeCount()});
+  EXPECT_EQ(changes_, 0);
+}
+
+TEST_F(ClipboardLoanTest, aCopyReplacesATextThatWasSetBefore) {
+  loan_->lend(u"lent"_s);
+  clipboard_.slow = true;
+  clipboard_.copy(u"newer"_s, true);
+  set(u"viewer's"_s);
+  clipboard_.copy(u"newest"_s, true);
+  while (clipboard_.answer()) {
+  }
+  EXPECT_TRUE(loan_->returned());
+  EXPECT_EQ(clipboard_.text, u"newest"_s);
+  EXPECT_EQ(changes_, 1);
+  EXPECT_EQ(stored_.size(), 1U);
+}
+
 TEST_F(ClipboardLoanTest, aTextIsSetAtOnceBehindALoan) {
   loan_->lend(u"lent"_s);
   loan_->giveBackAfter(100ms);
