@@ -46,19 +46,20 @@ TextPaste::Outcome TextPaste::proceed(std::u32string_view text) {
   }
   if (phase_ == Phase::lending) {
     if (clipboard_.failed()) {
-      if (now - startedAt_ >= kSlow) restUntil_ = now + kLateReading;
-      return finish(Outcome::impossible, 0ms);
+      return now - startedAt_ >= kSlow ? giveUp(now) : finish(Outcome::impossible, 0ms);
     }
-    if (both_ && primary_.failed()) leavePrimary();
-    if (!lent() || now - lastEvent() < kBeforeChord) return Outcome::pending;
+    const bool overdue = now - startedAt_ >= kLendTimeout;
+    if (both_ && (primary_.failed() || (overdue && !primary_.lent()))) leavePrimary();
+    if (overdue && !clipboard_.lent()) return giveUp(now);
+    if (!overdue && (!lent() || now - lastEvent() < kBeforeChord)) return Outcome::pending;
     // Programs that do not see the text would paste another one.
-    const bool late = now - lastEvent() >= kSeenTimeout;
+    const bool late = overdue || now - lastEvent() >= kSeenTimeout;
     if (both_ && !primary_.seen()) {
       if (!late) return Outcome::pending;
       leavePrimary();
     }
     if (clipboard_.seen()) return press(now);
-    return late ? finish(Outcome::impossible, 0ms) : Outcome::pending;
+    return late ? giveUp(now) : Outcome::pending;
   }
   const bool delivered = keys_.delivered();
   const bool read = readings() != readingsBefore_;
@@ -81,6 +82,12 @@ TextPaste::Outcome TextPaste::press(Time now) {
   if (!keys_.press(both_ ? Chord::shiftInsert : Chord::controlV)) return finish(Outcome::impossible, 0ms);
   phase_ = Phase::pressed;
   return Outcome::pending;
+}
+
+// So that each further line does not take as long.
+TextPaste::Outcome TextPaste::giveUp(Time now) {
+  restUntil_ = now + kLateReading;
+  return finish(Outcome::impossible, 0ms);
 }
 
 TextPaste::Outcome TextPaste::finish(Outcome outcome, std::chrono::milliseconds linger) {

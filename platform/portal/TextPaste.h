@@ -23,6 +23,8 @@ class TextPaste {
   // The same for a text that nobody has read: a busy program must not paste the user's text in its place. So long no
   // other text is pasted.
   static constexpr std::chrono::milliseconds kLateReading{4000};
+  // For the lending.
+  static constexpr std::chrono::milliseconds kLendTimeout{3000};
   // Keys wait so long at most until the user's text is back.
   static constexpr std::chrono::milliseconds kReturnTimeout{1500};
 
@@ -64,6 +66,7 @@ class TextPaste {
   bool failed() const;
   void leavePrimary();
   Outcome press(Time now);
+  Outcome giveUp(Time now);
   Outcome finish(Outcome outcome, std::chrono::milliseconds linger);
   std::uint64_t readings() const { return clipboard_.readings() + primary_.readings(); }
   Time lastEvent() const;
@@ -76,7 +79,7 @@ class TextPaste {
   bool both_ = false;  // The primary selection is lent as well.
   std::uint64_t readingsBefore_ = 0;
   Time startedAt_{};  // Of the phase.
-  Time restUntil_{};  // After a text that nobody has read, or a clipboard that did not respond.
+  Time restUntil_{};  // After a text that nobody has read, or a clipboard that could not be used in time.
   Time settlingSince_{};
   bool settling_ = false;
 };

@@ -135,6 +135,29 @@ TEST_F(TextPasteTest, pastesNoOtherTextWhereTheDesktopDoesNotPassItOn) {
   EXPECT_EQ(chords_, std::vector{Chord::controlV});
 }
 
+TEST_F(TextPasteTest, linesThatTheDesktopDoesNotPassOnDelayOnlyTheFirst) {
+  clipboard_.immediate = primary_.immediate = false;
+  EXPECT_EQ(paste(U"é"), Outcome::impossible);
+  const auto first = scheduler_.monotonicNow();
+  for (int line = 0; line < 20; ++line) EXPECT_EQ(paste(U"ü"), Outcome::impossible);
+  EXPECT_EQ(scheduler_.monotonicNow(), first);
+  EXPECT_EQ(clipboard_.text, u"user's"_s);
+}
+
+TEST_F(TextPasteTest, aProgramThatReadsAllTheTimeDoesNotDelayForEver) {
+  meanwhile_ = [this] {
+    if (chords_.empty()) clipboard_.interested(Clipboard::Interest::text);
+  };
+  EXPECT_EQ(paste(U"é"), Outcome::pasted);
+  EXPECT_LE(scheduler_.monotonicNow(), TextPaste::kLendTimeout + TextPaste::kTakeTimeout);
+  EXPECT_EQ(atChord_, QStringList{u"é"_s});
+  // Not even where the primary selection is not passed on.
+  primary_.immediate = false;
+  chords_.clear();
+  EXPECT_EQ(paste(U"ü"), Outcome::pasted);
+  EXPECT_EQ(chords_, std::vector{Chord::controlV});
+}
+
 TEST_F(TextPasteTest, waitsForTheKeysBeforeAndForTheChord) {
   delivered_ = false;
   EXPECT_EQ(paste_.proceed(U"é"), Outcome::pending);
