@@ -108,7 +108,6 @@ class WaylandClipboard final : public DataControlClipboard {
     protocol_ = &protocol;
     const std::uint32_t known = std::min(version, static_cast<std::uint32_t>(protocol.manager.version));
     manager_ = static_cast<wl_proxy*>(wl_registry_bind(registry_, name, &protocol.manager, known));
-    hasPrimary_ = known >= protocol.primaryVersion;
   }
 
   void withdrawn(std::uint32_t name) {
@@ -124,26 +123,32 @@ class WaylandClipboard final : public DataControlClipboard {
         .selection = [](void* data, wl_proxy*,
                         wl_proxy* offer) { self(data).clipboard_.selected(self(data).taken(offer)); },
         .finished = [](void* data, wl_proxy*) { self(data).connection_.reopen(); },
-        .primarySelection = [](void* data, wl_proxy*,
-                               wl_proxy* offer) { self(data).primary_.selected(self(data).taken(offer)); }};
+        .primarySelection = [](void* data, wl_proxy*, wl_proxy* offer) { self(data).primarySelected(offer); }};
     device_ = wl_proxy_marshal_flags(manager_, DataControlProtocol::getDataDevice, &protocol_->device,
                                      wl_proxy_get_version(manager_), 0, nullptr, seat_);
     listen(device_, kEvents, this);
     clipboard_.open(*protocol_, manager_, device_);
-    if (hasPrimary_) primary_.open(*protocol_, manager_, device_);
-    // The present selection comes with the device.
+    primary_.open(*protocol_, manager_, device_);
+    // The present selections come with the device, that of a compositor without a primary one excepted.
     afterReplies([this] {
       connection_.confirm();
       clipboard_.setKnown();
+      hasPrimary_ = primaryTold_;
       if (hasPrimary_) primary_.setKnown();
       setAvailable(true);
     });
+  }
+
+  void primarySelected(wl_proxy* offer) {
+    primaryTold_ = true;
+    primary_.selected(taken(offer));
   }
 
   void forgetDevice() {
     forgetNewOffers();
     destroyProxy(std::exchange(device_, nullptr), DataControlProtocol::destroyDevice);
     prepared_ = false;
+    primaryTold_ = false;
     clipboard_.close();
     primary_.close();
     setAvailable(false);
@@ -203,6 +208,7 @@ class WaylandClipboard final : public DataControlClipboard {
   wl_proxy* device_ = nullptr;
 
   std::list<Offer> newOffers_;
+  bool primaryTold_ = false;
   bool hasPrimary_ = false;
   DataControlSelection clipboard_{DataControlProtocol::setSelection, timeout_, [this] { connection_.flush(); }};
   DataControlSelection primary_{DataControlProtocol::setPrimarySelection, timeout_, [this] { connection_.flush(); }};

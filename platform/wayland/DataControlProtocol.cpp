@@ -22,7 +22,7 @@ struct Family {
             events.data()};
   }
 
-  Family(const Names& names, int version, std::uint32_t primaryVersion)
+  Family(const Names& names, int version)
       : deviceOfSeat{&protocol.device, &wl_seat_interface},
         aSource{&protocol.source},
         anOffer{&protocol.offer},
@@ -43,7 +43,7 @@ struct Family {
         protocol{interfaceOf(names.manager, version, managerRequests, noEvents),
                  interfaceOf(names.device, version, deviceRequests, deviceEvents),
                  interfaceOf(names.source, version, sourceRequests, sourceEvents),
-                 interfaceOf(names.offer, version, offerRequests, offerEvents), primaryVersion} {}
+                 interfaceOf(names.offer, version, offerRequests, offerEvents)} {}
   Family(const Family&) = delete;
   Family& operator=(const Family&) = delete;
 
@@ -68,14 +68,14 @@ struct Family {
 const DataControlProtocol& DataControlProtocol::ext() {
   static const Family family({"ext_data_control_manager_v1", "ext_data_control_device_v1", "ext_data_control_source_v1",
                               "ext_data_control_offer_v1"},
-                             1, 1);
+                             1);
   return family.protocol;
 }
 
 const DataControlProtocol& DataControlProtocol::wlr() {
   static const Family family({"zwlr_data_control_manager_v1", "zwlr_data_control_device_v1",
                               "zwlr_data_control_source_v1", "zwlr_data_control_offer_v1"},
-                             2, 2);
+                             2);
   return family.protocol;
 }
 

@@ -36,7 +36,6 @@ struct DataControlProtocol {
   wl_interface device;
   wl_interface source;
   wl_interface offer;
-  std::uint32_t primaryVersion;  // Of the manager from which on there is a primary selection.
 
   // ext_data_control_manager_v1.
   static const DataControlProtocol& ext();

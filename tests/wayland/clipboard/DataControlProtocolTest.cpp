@@ -183,6 +183,16 @@ TEST_P(DataControlProtocolTest, hasAPrimarySelection) {
   EXPECT_EQ(primaryChanges, 1);
 }
 
+// Compositors may offer the protocol without it, and ignore what is set.
+TEST_P(DataControlProtocolTest, noticesThatThereIsNoPrimarySelection) {
+  clipboard_.reset();
+  compositor_.reset();
+  compositor_.emplace(*GetParam(), GetParam() == &DataControlProtocol::ext() ? 1 : 2);
+  compositor_->hasPrimary = false;
+  begin(4s);
+  EXPECT_EQ(clipboard_->primary(), nullptr);
+}
+
 INSTANTIATE_TEST_SUITE_P(Protocols, DataControlProtocolTest,
                          testing::Values(&DataControlProtocol::ext(), &DataControlProtocol::wlr()),
                          [](const auto& each) { return std::string(each.index == 0 ? "ext" : "wlr"); });

@@ -86,6 +86,9 @@ void FakeCompositor::bindManager(wl_client* client, std::uint32_t version, std::
         wl_resource_set_implementation(device, &kDevice, &self(manager),
                                        [](wl_resource* gone) { self(gone).devices_.erase(gone); });
         wl_resource_post_event(device, selection, nullptr);
+        const bool knows =
+            &self(manager).protocol_ == &DataControlProtocol::ext() || wl_resource_get_version(manager) >= 2;
+        if (knows && self(manager).hasPrimary) wl_resource_post_event(device, primarySelection, nullptr);
       },
       destroy};
   wl_resource_set_implementation(wl_resource_create(client, &protocol_.manager, static_cast<int>(version), id),

@@ -44,6 +44,7 @@ class FakeCompositor {
   void accuse();
 
   bool confirms = true;              // Tells clients of their own selections.
+  bool hasPrimary = true;            // Where the version of the protocol knows it.
   std::vector<QByteArray> received;  // The formats that clients have read.
 
  private:
