@@ -30,7 +30,7 @@ class InputEvents {
   virtual bool tapSymbol(std::uint32_t keysym) = 0;
   // Whether so much waits for the desktop that a text had better wait too.
   virtual bool busy() const = 0;
-  // Whether everything has been passed to the desktop.
+  // Whether all keys and symbols have been passed to the desktop. Motions may wait: a pointer may never rest.
   virtual bool delivered() const = 0;
   // Whole notches of a wheel, and smooth scrolling with 10 units for a notch; down and right are positive.
   virtual bool scrollNotches(ScrollAxis axis, int notches) = 0;

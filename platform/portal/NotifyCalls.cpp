@@ -3,6 +3,7 @@
 #include <QDBusMessage>
 #include <QDBusObjectPath>
 #include <algorithm>
+#include <functional>
 #include <utility>
 
 #include "base/dbus/DBusCall.h"
@@ -71,6 +72,10 @@ bool NotifyCalls::busy() const {
   return queue_.size() > kFewCalls;
 }
 
+bool NotifyCalls::delivered() const {
+  return !(unanswered_ && unansweredKey_) && std::none_of(queue_.begin(), queue_.end(), std::mem_fn(&Call::isKey));
+}
+
 bool NotifyCalls::scrollNotches(ScrollAxis axis, int notches) {
   return send({u"NotifyPointerAxisDiscrete"_s, {axis == ScrollAxis::vertical ? 0U : 1U, notches}});
 }
@@ -102,6 +107,7 @@ void NotifyCalls::sendNext() {
   queue_.pop_front();
   motion_ = std::min(motion_, queue_.size());
   unanswered_ = true;
+  unansweredKey_ = call.isKey();
   callDBus(session_.bus(), message(call), context_.get(), [this](const QDBusMessage& reply) {
     unanswered_ = false;
     // What was meant for a moment long ago would surprise the user.

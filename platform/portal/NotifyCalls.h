@@ -37,7 +37,7 @@ class NotifyCalls final : public InputEvents {
   bool takesSymbols() const override { return true; }
   bool tapSymbol(std::uint32_t keysym) override;
   bool busy() const override;
-  bool delivered() const override { return queue_.empty() && !unanswered_; }
+  bool delivered() const override;
   bool scrollNotches(ScrollAxis axis, int notches) override;
   bool scrollSmoothly(ScrollAxis axis, double units) override;
   // The session has ended: nothing waits any more.
@@ -48,6 +48,8 @@ class NotifyCalls final : public InputEvents {
     QString method;
     QVariantList arguments;
     bool release = false;
+
+    bool isKey() const { return method.startsWith(QLatin1String("NotifyKeyboard")); }
   };
   [[nodiscard]] bool send(const Call& call);
   void sendRelease(const Call& call);
@@ -58,6 +60,7 @@ class NotifyCalls final : public InputEvents {
   PortalSession& session_;
   std::unique_ptr<QObject> context_ = std::make_unique<QObject>();
   bool unanswered_ = false;
+  bool unansweredKey_ = false;  // It is a key.
   std::deque<Call> queue_;
   std::size_t motion_ = 0;  // So many calls at the end are a motion, which the next one replaces.
 };

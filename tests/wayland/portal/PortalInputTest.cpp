@@ -250,6 +250,28 @@ TEST_F(PortalInputTest, theNewestPositionReplacesThoseThatWait) {
   EXPECT_LE(portal_->notified.size(), 2);
 }
 
+// A text that is pasted waits for the keys before it, not for a pointer that moves all the time.
+TEST_F(PortalInputTest, keysAreDeliveredAlthoughThePointerMoves) {
+  const Environment environment([this](const char* name) -> std::optional<QString> {
+    return qstrcmp(name, "XDG_STATE_HOME") == 0 ? std::optional(state_.path()) : std::nullopt;
+  });
+  PortalSession session(address(), RestoreTokens(environment), [] {});
+  session.start();
+  ASSERT_TRUE(testloop::waitFor([&] { return session.state() == PortalSession::State::granted; }));
+  NotifyCalls events(session);
+  portal_->stopped = true;
+  EXPECT_TRUE(events.moveTo(42, {1, 1}, {}));
+  EXPECT_TRUE(events.moveTo(42, {2, 2}, {}));
+  EXPECT_TRUE(events.delivered());
+  EXPECT_TRUE(events.pressKey(KEY_A));
+  events.releaseKey(KEY_A);
+  EXPECT_TRUE(events.moveTo(42, {3, 3}, {}));
+  EXPECT_FALSE(events.delivered());
+  portal_->proceed();
+  ASSERT_TRUE(testloop::waitFor([&] { return portal_->notified.size() == 5; }));
+  EXPECT_TRUE(testloop::waitFor([&] { return events.delivered(); }));
+}
+
 class ScaledPortalInputTest : public PortalInputTest {
  protected:
   void SetUp() override {
