@@ -35,6 +35,7 @@ bool ClipboardLoan::account(qint64 count, bool hide) {
 }
 
 void ClipboardLoan::setText(const QString& text, std::function<void(qint64)> done) {
+  forgetReturned();
   failed_ = failed_ || phase_ == Phase::reading;
   kept_ = text;
   setSinceCopy_ = phase_ == Phase::checking;
@@ -53,6 +54,7 @@ void ClipboardLoan::requestText(TextCallback done) {
 }
 
 void ClipboardLoan::lend(const QString& text) {
+  forgetReturned();
   text_ = text;
   failed_ = false;
   back_.reset();
@@ -137,8 +139,10 @@ void ClipboardLoan::putBack() {
   timeout_.reset();
   clipboard_.setText(*kept_, life_.guard([this, turn = ++turn_](qint64 count) {
     // A text that somebody has set meanwhile is a change.
-    (void)account(count, turn != turn_ || !keptDone_);
-    if (turn == turn_) end();
+    const bool stored = account(count, turn != turn_ || !keptDone_);
+    if (turn != turn_) return;
+    if (stored && !keptDone_) returned_ = {.hash = qHash(*kept_), .at = scheduler_.monotonicNow()};
+    end();
   }));
 }
 
@@ -171,10 +175,33 @@ void ClipboardLoan::otherProgramCopied() {
     case Phase::checking:
       return check(changes);
     case Phase::own:
+      if (returned_) return checkReturned(changes);
+      return forward();
     case Phase::setting:
     case Phase::returning:
       return forward();
   }
+}
+
+void ClipboardLoan::checkReturned(qint64 changes) {
+  if (returned_->unchecked == 0 && scheduler_.monotonicNow() - returned_->at > kTakeover) {
+    returned_.reset();
+    return forward();
+  }
+  hidden_ += changes;
+  returned_->unchecked += changes;
+  clipboard_.requestText(life_.guard([this, check = ++returnedCheck_](const ClipboardReading& reading) {
+    if (!returned_ || check != returnedCheck_) return;
+    if (!reading.text || qHash(*reading.text) != returned_->hash) return forgetReturned();
+    returned_->unchecked = 0;
+  }));
+}
+
+void ClipboardLoan::forgetReturned() {
+  const qint64 unchecked = returned_ ? returned_->unchecked : 0;
+  returned_.reset();
+  hidden_ -= unchecked;
+  if (unchecked > 0) forward();
 }
 
 void ClipboardLoan::check(qint64 changes) {

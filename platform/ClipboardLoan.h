@@ -20,6 +20,8 @@ class ClipboardLoan final : public Clipboard {
   // For the reading of the user's text, and for the setting of each text.
   static constexpr std::chrono::milliseconds kReadTimeout{1000};
   static constexpr std::chrono::milliseconds kSetTimeout{1500};
+  // So long after its return the user's text may be taken over by a clipboard manager.
+  static constexpr std::chrono::milliseconds kTakeover{5000};
   // What may be replaced: text and nothing at all, which come back; or anything.
   enum class Replaces { text, anything };
 
@@ -64,6 +66,8 @@ class ClipboardLoan final : public Clipboard {
   void otherProgramCopied();
   void check(qint64 changes);
   void newerCopy();
+  void checkReturned(qint64 changes);
+  void forgetReturned();
   void forward();
   void end();
   [[nodiscard]] bool account(qint64 count, bool hide);
@@ -95,7 +99,15 @@ class ClipboardLoan final : public Clipboard {
   qint64 handled_ = 0;    // The clipboard's count, as far as its changes were handled.
   qint64 hidden_ = 0;     // Changes that are none for others.
   qint64 unchecked_ = 0;  // Of these: those that may be copies.
-  Lifetime life_;         // Last: for replies of the clipboard.
+
+  struct Returned {
+    std::size_t hash;  // Of the text.
+    std::chrono::nanoseconds at;
+    qint64 unchecked = 0;  // As above.
+  };
+  std::optional<Returned> returned_;
+  quint64 returnedCheck_ = 0;  // The newest one.
+  Lifetime life_;              // Last: for replies of the clipboard.
 };
 
 }  // namespace vantora

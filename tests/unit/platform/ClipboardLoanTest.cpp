@@ -120,6 +120,51 @@ TEST_F(ClipboardLoanTest, aManagerThatTakesTheTextOverHasNotCopied) {
   EXPECT_EQ(clipboard_.text, u"user's"_s);
 }
 
+TEST_F(ClipboardLoanTest, aManagerThatTakesOverWhatCameBackHasNotCopied) {
+  loan_->lend(u"lent"_s);
+  loan_->giveBack();
+  scheduler_.advance(1s);
+  clipboard_.copy(u"user's"_s, true);
+  EXPECT_EQ(changes_, 0);
+  EXPECT_EQ(loan_->changeCount(), 7);
+  // A person copies another text, and the same one later.
+  clipboard_.copy(u"newer"_s, true);
+  EXPECT_EQ(changes_, 1);
+  EXPECT_EQ(loan_->changeCount(), 8);
+  loan_->lend(u"lent"_s);
+  loan_->giveBack();
+  scheduler_.advance(ClipboardLoan::kTakeover + 1ms);
+  clipboard_.copy(u"newer"_s, true);
+  EXPECT_EQ(changes_, 2);
+  EXPECT_EQ(loan_->changeCount(), 9);
+}
+
+TEST_F(ClipboardLoanTest, aCopyRightBehindATakeoverIsAChange) {
+  loan_->lend(u"lent"_s);
+  loan_->giveBack();
+  clipboard_.slow = true;
+  clipboard_.copy(u"user's"_s, true);
+  clipboard_.copy(u"newer"_s, true);
+  // The next loan begins before it is known what they were.
+  loan_->lend(u"lent again"_s);
+  while (clipboard_.answer()) {
+  }
+  EXPECT_TRUE(loan_->lent());
+  EXPECT_EQ(changes_, 1);
+  EXPECT_EQ(loan_->changeCount(), 9);
+  EXPECT_EQ(read(), u"newer"_s);
+}
+
+TEST_F(ClipboardLoanTest, whatCameBackIsACopyAgainBehindAnotherText) {
+  loan_->lend(u"lent"_s);
+  loan_->giveBack();
+  set(u"viewer's"_s);
+  EXPECT_EQ(stored_, std::vector<qint64>{8});
+  clipboard_.copy(u"user's"_s, true);
+  EXPECT_EQ(changes_, 1);
+  EXPECT_EQ(loan_->changeCount(), 9);
+}
+
 TEST_F(ClipboardLoanTest, aTextThatIsSetMeanwhileComesBackInsteadAndIsAChange) {
   loan_->lend(u"lent"_s);
   set(u"viewer's"_s);
