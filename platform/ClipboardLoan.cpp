@@ -36,12 +36,13 @@ bool ClipboardLoan::account(qint64 count, bool hide) {
 
 void ClipboardLoan::setText(const QString& text, std::function<void(qint64)> done) {
   forgetReturned();
-  failed_ = failed_ || phase_ == Phase::reading;
   kept_ = text;
   setSinceCopy_ = phase_ == Phase::checking;
   const auto before = std::exchange(keptDone_, std::move(done));
-  if (phase_ == Phase::own || phase_ == Phase::reading || phase_ == Phase::returning) {
+  if (phase_ == Phase::own || phase_ == Phase::returning) {
     putBack();
+  } else if (phase_ == Phase::reading) {
+    set();  // What the user had is replaced anyway.
   } else if (back_) {
     giveBack();
   }

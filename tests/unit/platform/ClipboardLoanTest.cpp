@@ -230,6 +230,21 @@ TEST_F(ClipboardLoanTest, aLoanWaitsForNoTextThatIsBeingSet) {
   EXPECT_EQ(stored_, std::vector<qint64>{loan_->changeCount()});
 }
 
+TEST_F(ClipboardLoanTest, aTextThatIsSetWhileTheUsersIsReadEndsNoLoan) {
+  clipboard_.slow = true;
+  loan_->lend(u"lent"_s);
+  set(u"viewer's"_s);
+  while (clipboard_.answer()) {
+  }
+  EXPECT_TRUE(loan_->lent());
+  EXPECT_FALSE(loan_->failed());
+  EXPECT_EQ(clipboard_.text, u"lent"_s);
+  loan_->giveBack();
+  EXPECT_TRUE(clipboard_.answer());
+  EXPECT_EQ(clipboard_.text, u"viewer's"_s);
+  EXPECT_EQ(stored_, std::vector<qint64>{loan_->changeCount()});
+}
+
 TEST_F(ClipboardLoanTest, leavesAnImageAlone) {
   clipboard_.text.clear();
   clipboard_.otherContent = true;
