@@ -17,6 +17,9 @@ struct ClipboardReading {
   qint64 tooLong = 0;
   // The empty text stands for content that is no text, such as an image.
   bool otherContent = false;
+  // The program that copied the text asks that histories of the clipboard do not keep it: a password, say. Not known of
+  // every clipboard.
+  bool confidential = false;
 };
 
 // Reading and writing are asynchronous, since the clipboard's owner may reply late or never; the callback of each

@@ -77,7 +77,7 @@ void ClipboardLoan::lend(const QString& text) {
 void ClipboardLoan::read() {
   clipboard_.requestText(life_.guard([this, turn = ++turn_](const ClipboardReading& reading) {
     if (turn != turn_) return;
-    if (replaces_ == Replaces::text && (!reading.text || reading.otherContent)) {
+    if (replaces_ == Replaces::text && (!reading.text || reading.otherContent || reading.confidential)) {
       failed_ = true;
       return end();
     }
@@ -179,6 +179,9 @@ void ClipboardLoan::otherProgramCopied() {
       if (returned_) return checkReturned(changes);
       return forward();
     case Phase::setting:
+      // The lent text replaces it before anybody could read it.
+      hidden_ += changes;
+      return;
     case Phase::returning:
       return forward();
   }

@@ -22,7 +22,8 @@ class ClipboardLoan final : public Clipboard {
   static constexpr std::chrono::milliseconds kSetTimeout{1500};
   // So long after its return the user's text may be taken over by a clipboard manager.
   static constexpr std::chrono::milliseconds kTakeover{5000};
-  // What may be replaced: text and nothing at all, which come back; or anything.
+  // What may be replaced: text and nothing at all, which come back, but no confidential text, which would come back
+  // without that mark; or anything.
   enum class Replaces { text, anything };
 
   // Both must outlive this object. The handlers of `clipboard` are used here.

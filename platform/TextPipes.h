@@ -21,6 +21,8 @@ namespace vantora {
 
 // The formats of plain text, best first: the media types of Wayland and the names of X.
 const QStringList& textFormats();
+// Offered beside a text that histories of the clipboard are not to keep.
+inline constexpr char kConfidentialFormat[] = "x-kde-passwordManagerHint";
 // `text` as programs expect it in one of them. Pure.
 QByteArray encodedText(const QString& text, const QString& format);
 

@@ -28,6 +28,7 @@ void offerFormat(wl_proxy* source, const QByteArray& format) {
 void DataControlSelection::Offer::add(const char* format) {
   const QByteArray name(format);
   if (name.startsWith(kMark)) mark = name;
+  if (name == kConfidentialFormat) confidential = true;
   const QString text = QString::fromUtf8(name);
   if (textFormats().contains(text) && !formats.contains(text)) formats += text;
 }
@@ -80,7 +81,10 @@ void DataControlSelection::setText(const QString& text, std::function<void(qint6
 
 void DataControlSelection::requestText(TextCallback done) {
   affinity_.check("DataControlSelection::requestText");
-  readings_.add(std::move(done));
+  readings_.add([this, done = std::move(done)](ClipboardReading reading) {
+    reading.confidential = reading.text && current_.confidential;
+    done(reading);
+  });
 }
 
 void DataControlSelection::selected(const Offer& offer) {

@@ -28,6 +28,7 @@ class DataControlSelection final : public Clipboard {
     wl_proxy* proxy = nullptr;
     QStringList formats = {};  // Of plain text.
     QByteArray mark = {};      // A format by which offers of this program are recognised.
+    bool confidential = false;
 
     // Another format of it.
     void add(const char* format);

@@ -23,7 +23,7 @@ class FakeClipboard final : public Clipboard {
   void requestText(TextCallback done) override {
     ++reads;
     perform([this, done = std::move(done)] {
-      if (readable) return done({.text = text, .otherContent = otherContent});
+      if (readable) return done({.text = text, .otherContent = otherContent, .confidential = confidential});
       done({.tooLong = tooLong});
     });
   }
@@ -52,6 +52,7 @@ class FakeClipboard final : public Clipboard {
   bool readable = true;
   qint64 tooLong = 0;  // Reported by a failed read.
   bool otherContent = false;
+  bool confidential = false;
   bool isShared = true;
   bool immediate = true;
   FakeClipboard* primarySelection = nullptr;

@@ -97,7 +97,11 @@ class DBusPortalClipboard final : public PortalClipboard {
 
   void requestText(TextCallback done) override {
     affinity_.check("PortalClipboard::requestText");
-    readings_.add(std::move(done));
+    readings_.add([this, done = std::move(done)](ClipboardReading reading) {
+      reading.confidential =
+          reading.text && !ours_ && formats_ && formats_->contains(QLatin1StringView(kConfidentialFormat));
+      done(reading);
+    });
   }
 
  private:

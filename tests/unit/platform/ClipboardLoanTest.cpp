@@ -245,9 +245,29 @@ TEST_F(ClipboardLoanTest, aTextThatIsSetWhileTheUsersIsReadEndsNoLoan) {
   EXPECT_EQ(stored_, std::vector<qint64>{loan_->changeCount()});
 }
 
+TEST_F(ClipboardLoanTest, aCopyThatTheLentTextReplacesIsNoChange) {
+  clipboard_.slow = true;
+  loan_->lend(u"lent"_s);
+  EXPECT_TRUE(clipboard_.answer());
+  const qint64 before = loan_->changeCount();
+  clipboard_.copy(u"too short-lived"_s, true);
+  EXPECT_TRUE(clipboard_.answer());
+  EXPECT_TRUE(loan_->lent());
+  EXPECT_EQ(changes_, 0);
+  EXPECT_EQ(loan_->changeCount(), before);
+}
+
 TEST_F(ClipboardLoanTest, leavesAnImageAlone) {
   clipboard_.text.clear();
   clipboard_.otherContent = true;
+  loan_->lend(u"lent"_s);
+  EXPECT_TRUE(loan_->failed());
+  EXPECT_TRUE(loan_->returned());
+  EXPECT_EQ(clipboard_.sets, 0);
+}
+
+TEST_F(ClipboardLoanTest, leavesAConfidentialTextAlone) {
+  clipboard_.confidential = true;
   loan_->lend(u"lent"_s);
   EXPECT_TRUE(loan_->failed());
   EXPECT_TRUE(loan_->returned());

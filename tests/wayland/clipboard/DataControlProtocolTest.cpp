@@ -84,6 +84,26 @@ TEST_P(DataControlProtocolTest, tellsAnImageFromAnEmptyClipboard) {
   EXPECT_EQ(other(), true);
 }
 
+TEST_P(DataControlProtocolTest, tellsAConfidentialText) {
+  const auto confidential = [this] {
+    std::optional<ClipboardReading> result;
+    clipboard_->requestText([&result](const ClipboardReading& reading) { result = reading; });
+    EXPECT_TRUE(testloop::waitFor([&] { return result.has_value(); }));
+    EXPECT_TRUE(result->text.has_value());
+    return result->confidential;
+  };
+  EXPECT_FALSE(confidential());
+  compositor_->copy("secret", {"text/plain", "x-kde-passwordManagerHint"});
+  ASSERT_TRUE(changesTo(1));
+  EXPECT_TRUE(confidential());
+  set(u"ours"_s);
+  ASSERT_TRUE(settingCompletes());
+  EXPECT_FALSE(confidential());
+  compositor_->copy("no secret");
+  ASSERT_TRUE(changesTo(2));
+  EXPECT_FALSE(confidential());
+}
+
 TEST_P(DataControlProtocolTest, offersItsTextToAnotherClient) {
   set(u"ours"_s);
   ASSERT_TRUE(settingCompletes());

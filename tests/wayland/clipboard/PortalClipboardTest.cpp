@@ -85,6 +85,22 @@ TEST_F(PortalClipboardTest, readsAnEmptyTextFromAClipboardWithoutText) {
   EXPECT_TRUE(portal_->readFormats.isEmpty());
 }
 
+TEST_F(PortalClipboardTest, tellsAConfidentialText) {
+  const auto confidential = [this] {
+    std::optional<ClipboardReading> result;
+    clipboard_->requestText([&result](const ClipboardReading& reading) { result = reading; });
+    EXPECT_TRUE(testloop::waitFor([&] { return result.has_value(); }));
+    EXPECT_TRUE(result->text.has_value());
+    return result->confidential;
+  };
+  portal_->copyText("secret", {u"text/plain"_s, u"x-kde-passwordManagerHint"_s});
+  ASSERT_TRUE(changesTo(1));
+  EXPECT_TRUE(confidential());
+  portal_->copyText("no secret", {u"text/plain"_s});
+  ASSERT_TRUE(changesTo(2));
+  EXPECT_FALSE(confidential());
+}
+
 TEST_F(PortalClipboardTest, triesTheFormatsWhileThePortalHasNamedNone) {
   portal_->refusedFormats = {u"text/plain;charset=utf-8"_s};
   portal_->hold([](const FileDescriptor& pipe, const QString&) { EXPECT_EQ(::write(pipe.get(), "before", 6), 6); });
