@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <QStringList>
 #include <vector>
 
 #include "platform/portal/TextPaste.h"
