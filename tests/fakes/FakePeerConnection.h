@@ -46,6 +46,8 @@ struct FakePeer {
   std::vector<std::shared_ptr<FakeSender>> senders;
   // Completions that are posted to the main thread.
   std::deque<std::function<void()>> completions;
+  // The text of the next offers.
+  QString offer = offerText();
   // Failures that the test selects.
   std::optional<QString> offerError;
   std::optional<QString> localError;
@@ -92,7 +94,7 @@ class FakePeerConnection final : public PeerConnection {
   void createOffer(const OfferOptions& options, OfferDone done) override {
     note(QStringLiteral("createOffer"));
     peer_->offerOptions.append(options);
-    later([peer = peer_.get(), done] { done(peer->offerError ? QString() : offerText(), peer->offerError); });
+    later([peer = peer_.get(), done] { done(peer->offerError ? QString() : peer->offer, peer->offerError); });
   }
   void setLocalOffer(const QString& sdp, Done done) override {
     note(QStringLiteral("setLocalOffer"));

@@ -20,6 +20,9 @@ constexpr qsizetype kMaxPendingTexts = 256 * 1024;  // Characters of all of them
 // Queued requests for offers while one is being made; further requests would get the same offers.
 constexpr int kMaxOffersWaiting = 4;
 
+// By which the text of a candidate names its ICE session.
+QString iceSessionOf(const QString& ufrag) { return u" ufrag "_s + ufrag; }
+
 }  // namespace
 
 QString shapeOffer(QString sdp, const OfferShape& shape) {
@@ -41,6 +44,7 @@ QString shapeOffer(QString sdp, const OfferShape& shape) {
 
 void Negotiation::attach(PeerConnection* peer) {
   peer_ = peer;
+  localCandidates_.clear();
   remoteFingerprint_.reset();
   unansweredOffers_ = 0;
   offering_ = false;
@@ -78,6 +82,7 @@ void Negotiation::sendOffer(const QString& sdp, const std::optional<QString>& fa
   } else {
     ++unansweredOffers_;
     callbacks_.send({{u"type"_s, u"offer"_s}, {u"sdp"_s, sdp}});
+    sendCandidatesMissingIn(sdp);
   }
   offerEnded();
 }
@@ -164,6 +169,21 @@ void Negotiation::addCandidateCompat(const IceCandidate& candidate) {
 }
 
 void Negotiation::sendCandidate(const IceCandidate& candidate) {
+  if (localCandidates_.size() < kMaxPendingCandidates) localCandidates_.append(candidate);
+  send(candidate);
+}
+
+void Negotiation::sendCandidatesMissingIn(const QString& sdp) {
+  const QString session = iceSessionOf(iceUfrag(sdp).value_or(QString()));
+  localCandidates_.removeIf([&session](const IceCandidate& each) { return !each.candidate.contains(session); });
+  for (const IceCandidate& candidate : std::as_const(localCandidates_)) {
+    // The description names the session once for all of its candidates.
+    const QStringView text(candidate.candidate);
+    if (!sdp.contains(text.first(text.indexOf(session)))) send(candidate);
+  }
+}
+
+void Negotiation::send(const IceCandidate& candidate) {
   const JsonObject body{{u"candidate"_s, candidate.candidate},
                         {u"sdpMid"_s, candidate.sdpMid ? QJsonValue(*candidate.sdpMid) : QJsonValue(QJsonValue::Null)},
                         {u"sdpMLineIndex"_s, candidate.sdpMLineIndex}};

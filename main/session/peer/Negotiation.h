@@ -52,11 +52,16 @@ class Negotiation {
   void clearPendingCandidates() { pendingRemoteCandidates_.clear(); }
   qsizetype pendingCandidates() const { return pendingRemoteCandidates_.size(); }
 
-  // A candidate that the local side generated.
+  // A candidate that the local side generated: sent at once, and again behind each offer that lacks it. The library
+  // leaves those out of an offer that it found while the one before was being set; a viewer that joined meanwhile would
+  // never learn of them.
   void sendCandidate(const IceCandidate& candidate);
 
  private:
   void sendOffer(const QString& sdp, const std::optional<QString>& failure);
+  void send(const IceCandidate& candidate);
+  // Drops those of earlier ICE sessions.
+  void sendCandidatesMissingIn(const QString& sdp);
   void offerEnded();
   void applyAnswer(const QString& sdp);
   // Bounded in number and in characters; what exceeds that is dropped.
@@ -66,6 +71,7 @@ class Negotiation {
   Callbacks callbacks_;
   PeerConnection* peer_ = nullptr;
   QList<IceCandidate> pendingRemoteCandidates_;
+  QList<IceCandidate> localCandidates_;  // Of this connection.
   // Fingerprint of the current answer; empty before the first one of this connection.
   std::optional<QString> remoteFingerprint_;
   // ICE user name of the answer that made the last rebuild necessary: that viewer may have answered

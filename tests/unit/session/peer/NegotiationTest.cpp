@@ -306,5 +306,34 @@ TEST_F(NegotiationTest, sendsGeneratedCandidatesAtOnce) {
   EXPECT_EQ(second.value(u"sdpMLineIndex"), QJsonValue(1));
 }
 
+TEST_F(NegotiationTest, sendsCandidatesAgainThatAnOfferLacks) {
+  const QString inOffer = u"candidate:1 1 udp 2 10.0.0.1 5 typ host generation 0"_s;
+  const QString lost = u"candidate:2 1 udp 2 10.0.0.2 5 typ host generation 0"_s;
+  peer().offer = offerText() + u"a=ice-ufrag:abcd\r\na="_s + inOffer + u" network-id 1\r\n"_s;
+  negotiation_.sendCandidate({inOffer + u" ufrag abcd network-id 1"_s, u"0"_s, 0});
+  negotiation_.sendCandidate({lost + u" ufrag abcd network-id 1"_s, u"0"_s, 0});
+  sent_.clear();
+  for (int viewer = 0; viewer < 2; ++viewer) {
+    offer();
+    ASSERT_EQ(sent_.size(), 2);
+    EXPECT_EQ(sent_[0].value(u"type"), u"offer"_s);
+    EXPECT_EQ(sent_[1].value(u"candidate").toObject().value(u"candidate"), lost + u" ufrag abcd network-id 1"_s);
+    sent_.clear();
+  }
+}
+
+TEST_F(NegotiationTest, sendsNoCandidatesAgainOfAnEarlierIceSessionOrConnection) {
+  const IceCandidate old{u"candidate:1 1 udp 2 10.0.0.1 5 typ host generation 0 ufrag abcd"_s, u"0"_s, 0};
+  negotiation_.sendCandidate(old);
+  peer().offer = offerText() + u"a=ice-ufrag:efgh\r\n"_s;
+  offer();
+  EXPECT_EQ(sent_.size(), 2);
+  negotiation_.sendCandidate(old);
+  attachNewPeer();
+  offer();
+  EXPECT_EQ(sent_.size(), 4);
+  EXPECT_EQ(sent_.last().value(u"type"), u"offer"_s);
+}
+
 }  // namespace
 }  // namespace vantora
