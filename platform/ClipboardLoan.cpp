@@ -1,5 +1,6 @@
 #include "platform/ClipboardLoan.h"
 
+#include <QHash>
 #include <algorithm>
 #include <utility>
 
