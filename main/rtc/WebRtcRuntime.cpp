@@ -5,6 +5,7 @@
 #include <api/call/call_factory_interface.h>
 #include <api/field_trials.h>
 #include <api/peer_connection_interface.h>
+#include <api/transport/network_control.h>
 #include <api/video_codecs/builtin_video_decoder_factory.h>
 #include <media/engine/webrtc_media_engine.h>
 #include <modules/audio_device/include/audio_device.h>
@@ -12,31 +13,26 @@
 #include <rtc_base/ssl_adapter.h>
 #include <rtc_base/thread.h>
 
+#include <string>
+#include <string_view>
+
 #include "main/rtc/LargeBufferSocketServer.h"
 #include "main/rtc/LibPeerConnection.h"
 #include "main/rtc/SctpTransports.h"
 #include "main/rtc/TaskQueues.h"
+#include "main/rtc/congestion/CongestionControl.h"
 
 namespace vantora {
 namespace {
 
-// Changed settings of the library's congestion control and pacer. (A trial string must not contain "//": the library
-// aborts on it.)
-constexpr const char* kFieldTrials =
+// Changed settings of the library. (A trial string must not contain "//": the library aborts on it.)
+constexpr std::string_view kFieldTrials =
     // Tells the viewer to show each frame as soon as it is decoded: a supporter needs low delay, not smooth playback.
     "WebRTC-ForceSendPlayoutDelay/min_ms:0,max_ms:0/"
     // Screens send nothing, then a page at once. The encoders keep the rate over seconds by themselves; the library's
     // adjuster treated each page as an overshoot of the encoder and halved its rate. No probe up to the limit whenever
-    // another quality is chosen. (Periodic probes of a still screen, "alr_probing", would abort the program: after an
-    // outage the library makes one of no bytes, on which its own check fails.)
-    "WebRTC-VideoRateControl/bitrate_adjuster:false,probe_max_allocation:false/"
-    // The throughput is measured over packets and not over a time window, which is mostly empty here.
-    "WebRTC-Bwe-RobustThroughputEstimatorSettings/enabled:true/"
-    // Probes that are long enough to empty the token bucket of a thin uplink: short ones measure two to five times its
-    // rate, and then the first page overflows its queue.
-    "WebRTC-Bwe-ProbingBehavior/min_probe_duration:200ms/WebRTC-Bwe-InitialProbing/p1:1,p2:2/"
-    // A page is sent only a little faster than the link's rate (default 2.5).
-    "WebRTC-Video-Pacing/factor:1.2/";
+    // another quality is chosen.
+    "WebRTC-VideoRateControl/bitrate_adjuster:false,probe_max_allocation:false/";
 
 // The session never negotiates audio: with factories without a codec the library's audio part loads nothing.
 class NoAudioEncoders : public webrtc::AudioEncoderFactory {
@@ -81,7 +77,8 @@ class WebRtcRuntime final : public PeerConnectionFactory {
     dependencies.signaling_thread = signalling_.get();
     dependencies.task_queue_factory = makeTaskQueues();
     dependencies.call_factory = webrtc::CreateCallFactory();
-    dependencies.trials = std::make_unique<webrtc::FieldTrials>(kFieldTrials);
+    dependencies.network_controller_factory = makeCongestionControl();
+    dependencies.trials = std::make_unique<webrtc::FieldTrials>(std::string(kFieldTrials) + kCongestionTrials);
 
     dependencies.sctp_factory = makeSctpTransports(*network_);
     cricket::MediaEngineDependencies media;

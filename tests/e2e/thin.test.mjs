@@ -56,6 +56,27 @@ for (const [codec, megabits] of links) {
   });
 }
 
+test('aLinkThatBecameSlowerWhileTheScreenWasStillIsUsed', async (t) => {
+  await withSession(t, { far: true, screen: '1920x1080' }, async (session) => {
+    const text = await openTextPage(session);
+    const page = await session.bare();
+    const viewer = await new BareControl(page).open();
+    await viewer.send({ type: 'quality', preset: 'high' });
+    const estimates = async () => (await viewer.received('host_stats')).map(({ message }) => message.link?.estimateKbps ?? 0);
+    await until(async () => (await estimates()).at(-1) > 4000, { deadline: 20000, what: 'an estimate above 4 Mbit/s' });
+    await session.far.shape({ rate: '2mbit', latency: '200ms' });
+    const before = (await estimates()).length;
+    for (const number of [5, 6, 7]) {
+      await text.tell(`page ${number}`);
+      await pass(2500);
+    }
+    const after = (await estimates()).slice(before);
+    t.diagnostic(`estimates: ${after.join(', ')} kbit/s`);
+    assert.ok(after.at(-1) > 1200 && after.at(-1) < 2200, `${after.at(-1)} kbit/s`);
+    assert.ok(Math.min(...after) > 1000, `${Math.min(...after)} kbit/s`);
+  });
+});
+
 test('theViewersPageTakesAv1ByItselfAndKeepsIt', async (t) => {
   await withSession(t, { far: true, screen: '1920x1080' }, async (session) => {
     await session.far.shape({ rate: '1500kbit', latency: '200ms' });
