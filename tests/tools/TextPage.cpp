@@ -3,7 +3,7 @@
 // Covers the screen. Reads one command a line from standard input and replies to each with one line once the X server
 // has it: the command and the wall-clock time in milliseconds since 1970.
 //
-//   page N    shows page N: text that differs from every other page's
+//   page N    shows page N from its top: text that differs from every other page's
 //   scroll    moves the text up by three pixels sixty times a second
 //   still     stops that
 //   flip      turns the square at the top right from black to white or back
@@ -45,6 +45,7 @@ class TextPage final : public QWidget {
   void obey(const std::string& command) {
     if (command.starts_with("page ")) {
       drawPage(static_cast<unsigned>(std::stoul(command.substr(5))));
+      offset_ = 0;
       repaint();
     } else if (command == "scroll") {
       timer_.start();

@@ -1,5 +1,6 @@
 // Networks for tests. Everything runs inside scripts/lab, which gives one address (VANTORA_LAB). A second machine is a
 // further network name space behind a link whose rate, delay and state a test sets. It ends with its holder process.
+import { readFile } from 'node:fs/promises';
 import { Child, run } from './child.mjs';
 import { timed, until } from './wait.mjs';
 
@@ -85,6 +86,18 @@ export class FarMachine {
 
   async unshape() {
     await run('tc', ['qdisc', 'del', 'dev', this.nearCard, 'root']);
+  }
+
+  /// Loses a share (0 to 1) of the datagrams that arrive at the far machine, each by chance.
+  async lose(share) {
+    await this.run('iptables', ['-A', 'INPUT', '-i', 'far0', '-p', 'udp', '-m', 'statistic', '--mode', 'random',
+      '--probability', String(share), '-j', 'DROP']);
+  }
+
+  /// Bytes that went onto the cable towards the far machine so far, with all their headers.
+  async sentBytes() {
+    const line = (await readFile('/proc/net/dev', 'utf8')).split('\n').find((each) => each.trim().startsWith(`${this.nearCard}:`));
+    return Number(line.split(':')[1].trim().split(/\s+/)[8]);
   }
 
   async unplug() {

@@ -43,11 +43,16 @@ class TextPage {
     }, this.place);
   }
 
+  /// Turns the square's colour; resolves to the time (ms since 1970) when it was done.
+  turn() {
+    this.white = !this.white;
+    return this.tell('flip');
+  }
+
   /// Turns the square's colour; resolves to the milliseconds until `page` (see watch) showed it, or to `longest` when it
   /// did not within so many.
   async flip(page, longest) {
-    this.white = !this.white;
-    const changed = await this.tell('flip');
+    const changed = await this.turn();
     const seen = await until(async () => {
       const square = await page.evaluate(() => window.square);
       if (square.white === this.white && square.since >= changed) return square.since;
