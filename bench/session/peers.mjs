@@ -16,9 +16,14 @@ const PAGE = 7;
 const LIMIT_MS = 12000;
 
 /// How long until the updates since a new page have covered the screen, in ms; null when they had not within LIMIT_MS.
-async function exactPage({ text, viewer, screen }) {
+async function exactPage({ text, viewer, screen, far }) {
   // What is still under way belongs to the scrolling.
-  await until(() => now() - viewer.all.at(-1).at > 1000, { deadline: LIMIT_MS, what: 'the end of the updates' }).catch(() => {});
+  let sent = -1;
+  await until(async () => {
+    const before = sent;
+    sent = await far.sentBytes();
+    return sent - before < 1000;
+  }, { deadline: LIMIT_MS, every: 500, what: 'the end of the updates' });
   const changed = await text.tell(`page ${PAGE}`);
   const covered = () => {
     let pixels = 0;
@@ -37,7 +42,10 @@ async function measure(name, link) {
     const { pid, viewer } = await peers[name].start(each, links[link]);
     const scene = { text, viewer, far: each.far, screen: each.screen, pids: await family(pid) };
     // One of them looks at the screen only seconds after its viewer has come.
-    await until(async () => viewer.change(text.white, await text.turn(), 500), { deadline: 20000, every: 300, what: 'the first change' });
+    await until(async () => {
+      const changed = await text.turn();
+      return viewer.change(text.white, changed, 500);
+    }, { deadline: 20000, every: 300, what: 'the first change' });
     await pass(1000);
     run.still = await still(scene, 4);
     run.scroll = await scroll(scene, seconds);
