@@ -27,7 +27,7 @@ test:           ## all tests, again under the sanitizers, and the fuzz targets (
 	@scripts/install-packages build run wayland test
 	@scripts/test $(STAGES)
 
-soak:           ## the suites with series (growth, outages) in their full length
+soak:           ## ten minutes of one session, and the suites with series (growth, outages) in their full length
 	@scripts/install-packages build run wayland test
 	@VANTORA_SOAK=1 scripts/test --title "make soak" soak
 

@@ -5,7 +5,7 @@ import { openTextPage } from '../../tests/e2e/lib/text-page.mjs';
 import { until } from '../../tests/e2e/lib/wait.mjs';
 import { figure, keepRun, writeFigures } from './lib/figures.mjs';
 import { peers } from './lib/peers.mjs';
-import { family } from './lib/processes.mjs';
+import { family } from '../../tests/e2e/lib/processes.mjs';
 import { atRest, now, pass, scroll, still } from './lib/scenario.mjs';
 import { session } from './lib/session.mjs';
 

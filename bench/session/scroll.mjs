@@ -7,7 +7,7 @@ import { until } from '../../tests/e2e/lib/wait.mjs';
 import { figure, keepRun, writeFigures } from './lib/figures.mjs';
 import { FrameLog, reference } from './lib/frame-log.mjs';
 import { trueLuma } from './lib/luma.mjs';
-import { family } from './lib/processes.mjs';
+import { family } from '../../tests/e2e/lib/processes.mjs';
 import { atRest, newPage, pass, scroll, still } from './lib/scenario.mjs';
 import { session } from './lib/session.mjs';
 

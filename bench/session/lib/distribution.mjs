@@ -12,10 +12,10 @@ export function distribution(values) {
   return { n: values.length, p50: share(values), p95: share(values, 0.95), max: Math.max(...values) };
 }
 
-/// What is known of the times (ms) until changes were seen: their distribution, the times, and how many changes were
-/// missed. A missed one is `null` in `times`; it counts as `limit`, so that a distribution with many of them shows it.
+/// What is known of the times (ms) until changes were seen, with null for those that never were: their distribution, and
+/// how many were missed, that is not seen within `limit`. One that never was counts as `limit`.
 export function latencies(times, limit) {
-  return { ...distribution(times.map((ms) => ms ?? limit)), missed: times.filter((ms) => ms === null).length, limit, times };
+  return { ...distribution(times.map((ms) => ms ?? limit)), missed: times.filter((ms) => ms === null || ms > limit).length, limit, times };
 }
 
 /// Frames of a period [from, to) (ms): how many in each whole second, and the gaps between them, the one that the

@@ -7,7 +7,7 @@ import { trueLuma } from './luma.mjs';
 import { budget, timing } from './budget.mjs';
 import { latencies, pace } from './distribution.mjs';
 import { reference } from './frame-log.mjs';
-import { cpuMeter, memory } from './processes.mjs';
+import { cpuMeter, memory } from '../../../tests/e2e/lib/processes.mjs';
 
 /// A change that was not seen within so many ms counts as missed.
 const MISSED_MS = 2000;
