@@ -10,10 +10,12 @@ void returnFreeMemory() {
 #endif
 }
 
-void limitAllocatorArenas() {
+void tuneAllocator() {
 #ifdef __GLIBC__
   constexpr int kArenas = 2;
+  constexpr int kLargeBlock = 256 << 10;
   mallopt(M_ARENA_MAX, kArenas);
+  mallopt(M_MMAP_THRESHOLD, kLargeBlock);
 #endif
 }
 

@@ -51,6 +51,12 @@ void logLine(const QString& line) {
   writeAll(bytes);
 }
 
+void silenceToolkit() {
+  qInstallMessageHandler([](QtMsgType type, const QMessageLogContext&, const QString& text) {
+    if (type == QtFatalMsg) logLine(QStringLiteral("fatal: ") + text);
+  });
+}
+
 void logLine(const char* utf8Line) { logLine(QString::fromUtf8(utf8Line)); }
 
 ScopedLogSink::ScopedLogSink(std::function<void(const QString&)> sink) {

@@ -11,6 +11,10 @@ namespace vantora {
 void logLine(const QString& line);
 void logLine(const char* utf8Line);
 
+// Keeps the toolkit's messages off standard error, which is reserved for the program's own log, except the last one
+// before it ends the process ("fatal: ..."). To be called at the start of the program.
+void silenceToolkit();
+
 // Replaces the destination of logLine until destroyed; for tests. The sink is called on the
 // thread that logs, under a lock: it must not log itself.
 class ScopedLogSink {

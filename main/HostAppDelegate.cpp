@@ -17,7 +17,7 @@ HostAppDelegate::HostAppDelegate(QStringList arguments, Environment environment,
     : arguments_(std::move(arguments)),
       environment_(std::move(environment)),
       info_(std::move(info)),
-      desktopProcess_(scheduler_, QCoreApplication::applicationFilePath()),
+      desktopProcess_(scheduler_, desktopProgram(QCoreApplication::applicationDirPath())),
       desktop_(makeDesktopSession(environment_, desktopProcess_.clipboard())) {}
 
 HostAppDelegate::~HostAppDelegate() {

@@ -10,16 +10,9 @@
 #include "base/process/AbandonableThread.h"
 #include "main/HostAppDelegate.h"
 #include "main/TerminationSignals.h"
-#include "main/desktop/process/DesktopMain.h"
 #include "main/session/settings/ConfigurationHelp.h"
 
 namespace {
-
-// Standard error is reserved for the program's own log: of the toolkit's messages, only the fatal one before it ends
-// the process is shown.
-void toolkitMessage(QtMsgType type, const QMessageLogContext&, const QString& text) {
-  if (type == QtFatalMsg) vantora::logLine(QStringLiteral("fatal: ") + text);
-}
 
 int print(const QString& text) {
   std::fputs(text.toUtf8().constData(), stdout);
@@ -54,14 +47,11 @@ int runSession(int argc, char* argv[]) {
 }  // namespace
 
 int main(int argc, char* argv[]) {
-  vantora::limitAllocatorArenas();
+  vantora::tuneAllocator();
   std::signal(SIGPIPE, SIG_IGN);
-  qInstallMessageHandler(toolkitMessage);
+  vantora::silenceToolkit();
   QCoreApplication::setApplicationName(QStringLiteral("vantora-host"));
   QCoreApplication::setApplicationVersion(QStringLiteral(VANTORA_VERSION));
-  if (const auto descriptor = vantora::desktopLinkDescriptor()) {
-    return vantora::runDesktopProcess(*descriptor, argc, argv);
-  }
   const int code = runSession(argc, argv);
   // An abandoned thread that returns late from a dead network folder must not use destroyed objects.
   if (vantora::AbandonableThread::wasAnyAbandoned()) {

@@ -6,6 +6,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <QFileInfo>
 #include <QProcessEnvironment>
 #include <algorithm>
 #include <csignal>
@@ -23,6 +24,11 @@ constexpr auto kSettled = 60s;
 constexpr int kGoodbyeMs = 500;
 
 }  // namespace
+
+QString desktopProgram(const QString& folder) {
+  const QString beside = folder + u"/vantora-host-desktop"_s;
+  return QFileInfo::exists(beside) ? beside : folder + u"/../libexec/vantora-host-desktop"_s;
+}
 
 DesktopProcess::DesktopProcess(Scheduler& scheduler, QString program, Events events)
     : scheduler_(scheduler), program_(std::move(program)), events_(std::move(events)), delay_(kFirstDelay) {}

@@ -12,7 +12,10 @@
 
 namespace vantora {
 
-// Starts the program a second time as its own desktop process and keeps it running. Why a separate process: a toolkit
+// The program of the desktop process: beside the host's own in `folder`, else in its ../libexec.
+QString desktopProgram(const QString& folder);
+
+// Starts the desktop process and keeps it running. Why a separate process: a toolkit
 // connected to the display ends its process when the display disappears, and may block for seconds on an application
 // that does not respond; neither may affect the session. It is restarted when it ends or is killed because it answered
 // no "ping" for kTimeout: after one second at first, and after up to 30 seconds when it keeps ending. It ends with this
