@@ -62,6 +62,7 @@ class CapturedFrame {
     rotationDegrees = other.rotationDegrees;
     timestamp = other.timestamp;
     damage = std::move(other.damage);
+    complete = other.complete;
     cursor = other.cursor;
     release_ = std::exchange(other.release_, nullptr);
     return *this;
@@ -79,6 +80,8 @@ class CapturedFrame {
   // Rectangles that contain every difference from the frame of the previous poll; the whole frame after open() and
   // after a change of size.
   std::vector<QRect> damage;
+  // Whether the pixels outside the damage show the display as well, or are undefined.
+  bool complete = true;
   std::optional<FrameCursor> cursor;
 
  private:

@@ -20,6 +20,9 @@ constexpr std::chrono::seconds kReopenStep(1);
 // A display counts as lost after this number of unreadable frames in a row.
 constexpr int kMaxUnreadable = 3;
 
+// A wait of this length means that the screen has been still for a while.
+constexpr std::chrono::milliseconds kRest(500);
+
 FramePacer::Time now() { return std::chrono::nanoseconds(rtc::TimeNanos()); }
 
 std::int64_t wallNanoseconds() {
@@ -259,6 +262,7 @@ void CaptureLoop::work() {
     repeat(start);
   } else {
     const Time timeout = step.until == FramePacer::kForever ? step.until : step.until - start;
+    if (timeout >= kRest) converter_.releaseUnused();
     const auto wakeOn = step.wakeOnChange ? ScreenCapture::WakeOn::changeOrCall : ScreenCapture::WakeOn::call;
     if (capture_->wait(timeout, wakeOn) == ScreenCapture::Woken::change) pacer_.noteChange();
   }

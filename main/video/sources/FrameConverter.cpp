@@ -105,7 +105,7 @@ std::vector<QRect> damagedParts(const CapturedFrame& captured) {
     around |= rect;
     area += areaOf(rect);
   }
-  if (parts.size() > 1 && 2 * area >= areaOf(around)) parts = {around};
+  if (captured.complete && parts.size() > 1 && 2 * area >= areaOf(around)) parts = {around};
   return parts;
 }
 

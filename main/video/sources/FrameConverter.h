@@ -20,6 +20,8 @@ class FrameConverter {
   // Frames of `size` from now on (see frameSizeFor for the bounds).
   void setFrameSize(const QSize& size) { frameSize_ = size; }
 
+  // Frees the frames of the pool that are not in use.
+  void releaseUnused() { pool_.Release(); }
   // A frame of undefined content, or null while the encoder still holds all frames of the pool.
   rtc::scoped_refptr<webrtc::I420Buffer> newFrame();
   // Fills a frame made by newFrame(). Returns the rectangle of the frame that differs from the previous one. Must be

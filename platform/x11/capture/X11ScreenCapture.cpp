@@ -13,21 +13,18 @@
 #include <mutex>
 #include <utility>
 
-#include "modules/desktop_capture/desktop_capture_options.h"
-#include "modules/desktop_capture/desktop_capturer.h"
-#include "modules/desktop_capture/desktop_region.h"
-#include "modules/desktop_capture/linux/x11/shared_x_display.h"
 #include "platform/x11/ConnectLock.h"
 #include "platform/x11/X11Connection.h"
 #include "platform/x11/Xwayland.h"
 #include "platform/x11/capture/XConnection.h"
+#include "platform/x11/capture/XScreenReader.h"
 
 using namespace Qt::Literals::StringLiterals;
 
 namespace vantora {
 namespace {
 
-class X11ScreenCapture final : public ScreenCapture, private webrtc::DesktopCapturer::Callback {
+class X11ScreenCapture final : public ScreenCapture {
  public:
   explicit X11ScreenCapture(std::string displayName)
       : displayName_(std::move(displayName)), wakeUp_(::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)) {}
@@ -46,9 +43,9 @@ class X11ScreenCapture final : public ScreenCapture, private webrtc::DesktopCapt
  private:
   // Longest wait, so that the time fits the system call.
   static constexpr std::chrono::hours kMaxWait{24};
+  // A wait of this length means that the screen has been still for a while: the pixels are not needed meanwhile.
+  static constexpr std::chrono::milliseconds kRest{500};
 
-  void OnCaptureResult(webrtc::DesktopCapturer::Result result, std::unique_ptr<webrtc::DesktopFrame> frame) override;
-  void describe(CapturedFrame& frame, bool whole) const;
   bool takeWakeUp();
   void keepSocket();
   bool isAbandoned();
@@ -63,15 +60,8 @@ class X11ScreenCapture final : public ScreenCapture, private webrtc::DesktopCapt
 
   // Set by Xlib within calls on the connection.
   std::atomic<bool> lost_{false};
-  rtc::scoped_refptr<webrtc::SharedXDisplay> connection_;
-  std::unique_ptr<webrtc::DesktopCapturer> capturer_;
-  // The capturer uses two frames in turn, so at most one may be held during a capture.
-  std::unique_ptr<webrtc::DesktopFrame> frame_;
-  webrtc::DesktopCapturer::Result result_ = webrtc::DesktopCapturer::Result::ERROR_TEMPORARY;
-  bool firstPoll_ = true;
-  // The server reports damage once, until the damage is subtracted. Reading the whole screen does not subtract it, so a
-  // change in between would never be reported.
-  bool pollAgain_ = false;
+  x11::Connection connection_;
+  std::unique_ptr<x11::XScreenReader> reader_;
 };
 
 ScreenCapture::Opened X11ScreenCapture::open(int displayIndex) {
@@ -81,7 +71,7 @@ ScreenCapture::Opened X11ScreenCapture::open(int displayIndex) {
     if (isXwayland(server)) return {Outcome::refused, 0, kXwaylandShowsNothing.toString()};
     // Xlib waits without limit for a server that does not respond; this one has just replied.
     const std::unique_lock lock(x11::connectMutex(), X11Connection::kTimeout);
-    if (lock && !isAbandoned()) connection_ = webrtc::SharedXDisplay::Create(displayName_);
+    if (lock && !isAbandoned()) connection_ = x11::connect(displayName_);
   }
   if (connection_) keepSocket();
   if (!connection_) {
@@ -89,78 +79,47 @@ ScreenCapture::Opened X11ScreenCapture::open(int displayIndex) {
     return {Outcome::refused, 0, u"cannot open display \"%1\""_s.arg(name)};
   }
   lost_.store(false);
-  x11::surviveServerLoss(connection_->display(), &lost_);
-  x11::ignoreServerGrabs(connection_->display());
+  x11::surviveServerLoss(connection_.get(), &lost_);
+  x11::ignoreServerGrabs(connection_.get());
 
-  webrtc::DesktopCaptureOptions options;
-  options.set_x_display(connection_);
-  options.set_use_update_notifications(true);
-  capturer_ = webrtc::DesktopCapturer::CreateScreenCapturer(options);
-  if (!capturer_ || lost_.load()) {
+  reader_ = x11::XScreenReader::create(connection_.get());
+  if (!reader_ || lost_.load()) {
     close();
     return {Outcome::refused, 0, u"the display does not allow its picture to be read"_s};
   }
-  webrtc::DesktopCapturer::SourceList sources;
-  if (!capturer_->GetSourceList(&sources) || sources.empty()) {
+  const int count = reader_->monitorCount();
+  if (count == 0) {
     close();
     return {Outcome::noDisplay, 0, {}};
   }
-  const int index = std::clamp(displayIndex, 0, static_cast<int>(sources.size()) - 1);
-  if (!capturer_->SelectSource(sources[static_cast<std::size_t>(index)].id)) {
-    close();
-    return {Outcome::refused, 0, u"display %1 cannot be selected"_s.arg(index)};
-  }
-  capturer_->Start(this);
-  firstPoll_ = true;
+  const int index = std::clamp(displayIndex, 0, count - 1);
+  reader_->select(index);
   return {Outcome::opened, index, {}};
 }
 
 ScreenCapture::Poll X11ScreenCapture::poll(CapturedFrame& frame) {
-  using Result = webrtc::DesktopCapturer::Result;
-  if (!capturer_ || lost_.load()) return Poll::lost;
-  const webrtc::DesktopSize previous = frame_ ? frame_->size() : webrtc::DesktopSize();
-  frame_.reset();
-  result_ = Result::ERROR_TEMPORARY;
-  capturer_->CaptureFrame();
-  if (lost_.load() || result_ == Result::ERROR_PERMANENT) return Poll::lost;
-  if (result_ != Result::SUCCESS || !frame_ || frame_->size().is_empty()) return Poll::notReady;
-  const bool wholeIsNew = std::exchange(firstPoll_, false) || !previous.equals(frame_->size());
-  pollAgain_ = wholeIsNew;
-  if (!wholeIsNew && frame_->updated_region().is_empty()) return Poll::unchanged;
-  describe(frame, wholeIsNew);
-  // Reading the whole screen does not subtract the damage.
-  const int height = frame_->size().height();
-  if (frame.damage.front().top() == 0 && frame.damage.back().bottom() + 1 == height) pollAgain_ = true;
+  if (!reader_ || lost_.load()) return Poll::lost;
+  const x11::XScreenReader::Changes changes = reader_->read();
+  if (lost_.load()) return Poll::lost;
+  if (changes.failed) return Poll::notReady;
+  if (changes.areas.empty()) return Poll::unchanged;
+  const x11::Area area = reader_->area();
+  frame.memory = CpuPixels{reader_->pixels(), reader_->stride()};
+  frame.format = PixelFormat::bgrx;
+  frame.timestamp = std::chrono::steady_clock::now().time_since_epoch();
+  frame.size = {area.width, area.height};
+  frame.complete = false;
+  frame.damage.clear();
+  for (const x11::Area& each : changes.areas) frame.damage.emplace_back(each.x, each.y, each.width, each.height);
   return Poll::changed;
 }
 
-void X11ScreenCapture::describe(CapturedFrame& frame, bool whole) const {
-  frame.memory = CpuPixels{frame_->data(), frame_->stride()};
-  frame.format = PixelFormat::bgrx;
-  frame.timestamp = std::chrono::steady_clock::now().time_since_epoch();
-  frame.size = {frame_->size().width(), frame_->size().height()};
-  frame.damage.clear();
-  if (whole) {
-    frame.damage.emplace_back(QPoint(0, 0), frame.size);
-    return;
-  }
-  // Ordered from the top.
-  for (webrtc::DesktopRegion::Iterator it(frame_->updated_region()); !it.IsAtEnd(); it.Advance()) {
-    frame.damage.emplace_back(it.rect().left(), it.rect().top(), it.rect().width(), it.rect().height());
-  }
-}
-
-void X11ScreenCapture::OnCaptureResult(webrtc::DesktopCapturer::Result result,
-                                       std::unique_ptr<webrtc::DesktopFrame> frame) {
-  result_ = result;
-  frame_ = std::move(frame);
-}
-
 ScreenCapture::Woken X11ScreenCapture::wait(std::chrono::nanoseconds timeout, WakeOn wakeOn) {
-  const bool watch = wakeOn == WakeOn::changeOrCall && connection_;
+  const bool watch = wakeOn == WakeOn::changeOrCall && connection_ != nullptr;
   // Events may already have been read from the socket together with a reply.
-  if (watch && (pollAgain_ || lost_.load() || x11::hasEvents(connection_->display()))) return Woken::change;
-  pollfd files[2] = {{wakeUp_, POLLIN, 0}, {watch ? x11::socketOf(connection_->display()) : -1, POLLIN, 0}};
+  if (watch && (lost_.load() || x11::hasEvents(connection_.get()))) return Woken::change;
+  if (reader_ && timeout >= kRest) reader_->release();
+  pollfd files[2] = {{wakeUp_, POLLIN, 0}, {watch ? x11::socketOf(connection_.get()) : -1, POLLIN, 0}};
   const auto bounded = std::clamp<std::chrono::nanoseconds>(timeout, std::chrono::nanoseconds(0), kMaxWait);
   const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(bounded);
   const timespec time{static_cast<time_t>(seconds.count()), static_cast<long>((bounded - seconds).count())};
@@ -178,7 +137,7 @@ void X11ScreenCapture::wake() { (void)::eventfd_write(wakeUp_, 1); }
 
 void X11ScreenCapture::keepSocket() {
   const std::lock_guard lock(socketMutex_);
-  socket_ = ::fcntl(x11::socketOf(connection_->display()), F_DUPFD_CLOEXEC, 0);
+  socket_ = ::fcntl(x11::socketOf(connection_.get()), F_DUPFD_CLOEXEC, 0);
   if (abandoned_) ::shutdown(socket_, SHUT_RDWR);
 }
 
@@ -195,9 +154,8 @@ void X11ScreenCapture::abandon() {
 }
 
 void X11ScreenCapture::close() {
-  frame_.reset();
-  capturer_.reset();
-  connection_ = nullptr;  // Its destructor also sends requests to the server.
+  reader_.reset();
+  connection_.reset();
   const std::lock_guard lock(socketMutex_);
   if (socket_ >= 0) ::close(std::exchange(socket_, -1));
 }

@@ -18,6 +18,12 @@ void noteLoss(Display*, void* lost) { static_cast<std::atomic<bool>*>(lost)->sto
 
 }  // namespace
 
+void CloseConnection::operator()(_XDisplay* connection) const { XCloseDisplay(connection); }
+
+Connection connect(const std::string& displayName) {
+  return Connection(XOpenDisplay(displayName.empty() ? nullptr : displayName.c_str()));
+}
+
 void ignoreRequestErrors() {
   static std::once_flag once;
   std::call_once(once, [] {

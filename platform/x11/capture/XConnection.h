@@ -1,13 +1,22 @@
-// Functions of an Xlib connection that the capture needs and the WebRTC library does not offer. Xlib's own headers are
-// hidden: their macros break Qt and the library.
+// An Xlib connection as the capture needs it. Xlib's own headers are hidden: their macros break Qt and the WebRTC
+// library.
 #pragma once
 
 #include <atomic>
+#include <memory>
 #include <string>
 
 struct _XDisplay;
 
 namespace vantora::x11 {
+
+struct CloseConnection {
+  void operator()(_XDisplay* connection) const;
+};
+using Connection = std::unique_ptr<_XDisplay, CloseConnection>;
+
+// Null if there is no such server. Waits without limit for one that does not respond.
+Connection connect(const std::string& displayName);
 
 // Makes errors on Xlib connections harmless to the process: failed requests are ignored. Any thread; to be called
 // before the first connection is opened.

@@ -2,7 +2,11 @@
 
 #include <array>
 #include <atomic>
+#include <fstream>
+#include <string>
 #include <thread>
+#include <utility>
+#include <vector>
 
 #include "platform/x11/capture/X11ScreenCapture.h"
 #include "tests/x11/capture/ScreenPainter.h"
@@ -28,6 +32,17 @@ std::uint32_t colourAt(const CapturedFrame& frame, int x, int y) {
   return static_cast<std::uint32_t>(pixel[2]) << 16 | static_cast<std::uint32_t>(pixel[1]) << 8 | pixel[0];
 }
 
+// Resident memory of this process that it shares with others, in KiB.
+int sharedMemory() {
+  std::ifstream status("/proc/self/status");
+  std::string word;
+  int kilobytes = 0;
+  while (status >> word && word != "RssShmem:") {
+  }
+  status >> kilobytes;
+  return kilobytes;
+}
+
 bool allOf(const CapturedFrame& frame, std::uint32_t colour) {
   for (int y = 0; y < frame.size.height(); ++y) {
     for (int x = 0; x < frame.size.width(); ++x) {
@@ -39,7 +54,8 @@ bool allOf(const CapturedFrame& frame, std::uint32_t colour) {
 
 class X11ScreenCaptureTest : public testing::Test {
  public:
-  explicit X11ScreenCaptureTest(int width = 640, int height = 480) : server(width, height) {}
+  explicit X11ScreenCaptureTest(int width = 640, int height = 480, std::vector<std::string> serverArguments = {})
+      : server(width, height, std::move(serverArguments)) {}
   void SetUp() override { ASSERT_TRUE(server.running()); }
 
   // Opens and takes the first frame.
@@ -67,6 +83,11 @@ class X11ScreenCaptureTest : public testing::Test {
 class X11OddScreenCaptureTest : public X11ScreenCaptureTest {
  protected:
   X11OddScreenCaptureTest() : X11ScreenCaptureTest(641, 479) {}
+};
+
+class X11UnsharedScreenCaptureTest : public X11ScreenCaptureTest {
+ protected:
+  X11UnsharedScreenCaptureTest() : X11ScreenCaptureTest(640, 480, {"-extension", "MIT-SHM"}) {}
 };
 
 TEST_F(X11ScreenCaptureTest, readsTheScreenPixelByPixel) {
@@ -162,6 +183,63 @@ TEST_F(X11ScreenCaptureTest, keepsTheFrameWholeOverManySmallChanges) {
       ASSERT_EQ(colourAt(frame, j * 16 + 8, j * 12 + 6), j <= i ? kRed : kBlue) << i << " " << j;
     }
   }
+}
+
+TEST_F(X11UnsharedScreenCaptureTest, readsAServerThatSharesNoMemory) {
+  painter.fillAll(kBlue);
+  openAndPoll();
+  EXPECT_TRUE(allOf(frame, kBlue));
+  ASSERT_TRUE(pollUntil(Poll::unchanged));
+  painter.fill(kRed, 100, 151, 50, 20);
+  ASSERT_TRUE(pollUntilChanged());
+  EXPECT_EQ(colourAt(frame, 149, 170), kRed);
+  EXPECT_EQ(colourAt(frame, 100, 150), kBlue);
+}
+
+TEST_F(X11ScreenCaptureTest, keepsOneCopyOfTheScreenAndNoneWhileItIsStill) {
+  const int before = sharedMemory();
+  painter.fillAll(kBlue);
+  openAndPoll();
+  EXPECT_TRUE(allOf(frame, kBlue));
+  // The system's count may lag behind by some pages for each thread.
+  constexpr int kTolerance = 400;
+  EXPECT_NEAR(sharedMemory() - before, 640 * 480 * 4 / 1024, kTolerance);
+  ASSERT_TRUE(pollUntil(Poll::unchanged));
+  EXPECT_EQ(capture->wait(600ms, WakeOn::changeOrCall), Woken::timeout);
+  EXPECT_NEAR(sharedMemory() - before, 0, kTolerance);
+  painter.fill(kRed, 100, 151, 50, 20);
+  ASSERT_TRUE(pollUntilChanged());
+  EXPECT_EQ(frame.damage, std::vector{QRect(96, 144, 64, 32)});
+  for (int y = 144; y < 176; ++y) {
+    for (int x = 96; x < 160; ++x) {
+      const bool inside = x >= 100 && x < 150 && y >= 151 && y < 171;
+      ASSERT_EQ(colourAt(frame, x, y), inside ? kRed : kBlue) << x << "," << y;
+    }
+  }
+}
+
+TEST_F(X11ScreenCaptureTest, readsAllOfDamageThatItJoinsAfterARest) {
+  painter.fillAll(kBlue);
+  openAndPoll();
+  ASSERT_TRUE(pollUntil(Poll::unchanged));
+  EXPECT_EQ(capture->wait(600ms, WakeOn::changeOrCall), Woken::timeout);
+  painter.fill(kRed, 0, 0, 640, 192);
+  painter.fill(kRed, 0, 288, 640, 192);
+  testloop::Timeout timeout;
+  std::vector<QRect> damage;
+  while ((damage.empty() || damage.back().bottom() != 479) && !timeout.isOver()) {
+    if (capture->poll(frame) != Poll::changed) continue;
+    damage = frame.damage;
+    for (const QRect& rect : damage) {
+      for (int y = rect.top(); y <= rect.bottom(); ++y) {
+        const bool gap = y >= 192 && y < 288;
+        // The second fill may come after the first one was read.
+        if (!gap && colourAt(frame, 320, y) == kBlue) continue;
+        ASSERT_EQ(colourAt(frame, 320, y), gap ? kBlue : kRed) << y;
+      }
+    }
+  }
+  EXPECT_FALSE(damage.empty());
 }
 
 TEST_F(X11ScreenCaptureTest, isWokenByAChange) {

@@ -166,6 +166,22 @@ TEST(FrameConverter, convertsManyRectanglesThatFillHalfOfTheirBoundsAsOne) {
   }
 }
 
+TEST(FrameConverter, readsNothingBetweenRectanglesWhereTheImageIsUndefined) {
+  Canvas canvas(64, 48);
+  FrameConverter converter;
+  converter.setFrameSize({64, 48});
+  converter.convert(canvas.capture(), converter.newFrame());
+  const std::vector<QRect> damage{QRect(0, 0, 64, 20), QRect(0, 28, 64, 20)};
+  for (const QRect& rect : damage) canvas.scribble(rect);
+  CapturedFrame captured = canvas.capture(damage);
+  captured.complete = false;
+  const auto expected = whole(captured);
+  canvas.scribble(QRect(0, 20, 64, 8));
+  const auto frame = converter.newFrame();
+  EXPECT_EQ(converter.convert(captured, frame), QRect(0, 0, 64, 48));
+  EXPECT_TRUE(testsupport::sameImage(*frame, *expected));
+}
+
 // Two corners have the whole image as their bounds.
 TEST(FrameConverter, keepsWhatLiesBetweenFewRectangles) {
   Canvas canvas(64, 48);
