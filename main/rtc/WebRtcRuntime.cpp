@@ -32,7 +32,9 @@ constexpr std::string_view kFieldTrials =
     // Screens send nothing, then a page at once. The encoders keep the rate over seconds by themselves; the library's
     // adjuster treated each page as an overshoot of the encoder and halved its rate. No probe up to the limit whenever
     // another quality is chosen.
-    "WebRTC-VideoRateControl/bitrate_adjuster:false,probe_max_allocation:false/";
+    "WebRTC-VideoRateControl/bitrate_adjuster:false,probe_max_allocation:false/"
+    // The host receives no media, so it has nothing to report about it 10 to 20 times a second.
+    "WebRTC-Bwe-TransportWideFeedbackIntervals/min:10s,max:10s,def:10s/";
 
 // The session never negotiates audio: with factories without a codec the library's audio part loads nothing.
 class NoAudioEncoders : public webrtc::AudioEncoderFactory {

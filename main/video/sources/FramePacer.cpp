@@ -15,7 +15,7 @@ void FramePacer::restart() {
   changePending_ = true;
   refreshPending_ = haveFrame_;
   encoderPending_ = false;
-  burstLeft_ = 0;
+  repeatsLeft_ = 0;
   slot_.reset();
   lastSent_.reset();
   lastPoll_.reset();
@@ -36,9 +36,14 @@ FramePacer::Step FramePacer::next(Time now) const {
   return {Action::wait, due, true};
 }
 
+FramePacer::Time FramePacer::repeatStep() const {
+  if (repeatsLeft_ > kStillRepeats) return kBurstStep;
+  return repeatsLeft_ > 0 ? kStillStep : kRestStep;
+}
+
 FramePacer::Time FramePacer::repeatDue() const {
   if (refreshPending_ || !lastSent_) return kLongAgo;
-  Time due = *lastSent_ + (burstLeft_ > 0 ? kBurstStep : kStillStep);
+  Time due = *lastSent_ + repeatStep();
   if (encoderPending_) due = std::min(due, lastEncoderAnswer_ ? *lastEncoderAnswer_ + kEncoderStep : kLongAgo);
   return due;
 }
@@ -59,7 +64,7 @@ void FramePacer::sentChange(Time now) {
   changePending_ = false;
   refreshPending_ = false;
   haveFrame_ = true;
-  burstLeft_ = kBurstLength;
+  repeatsLeft_ = kBurstLength + kStillRepeats;
 }
 
 void FramePacer::pollUnchanged(Time now) {
@@ -71,9 +76,9 @@ void FramePacer::sentRepeat(Time now) {
   takeSlot(now);
   // A viewer that has just connected gets a coarse first frame and then the same sharpening.
   if (refreshPending_) {
-    burstLeft_ = kBurstLength;
-  } else if (burstLeft_ > 0) {
-    --burstLeft_;
+    repeatsLeft_ = kBurstLength + kStillRepeats;
+  } else if (repeatsLeft_ > 0) {
+    --repeatsLeft_;
   }
   refreshPending_ = false;
 }

@@ -8,8 +8,8 @@ namespace vantora {
 
 // Decides, from the time and past events, what the capture has to do next. A change is polled and sent at once, or as
 // soon as the rate allows; a still screen is sent again a few times shortly after a change, so that the encoder can
-// sharpen it, then about once per second. Repeats and changes together never exceed the rate. A value without a clock
-// or a thread; used on the capture thread.
+// sharpen it, then about once per second, and in the end every few seconds. Repeats and changes together never exceed
+// the rate. A value without a clock or a thread; used on the capture thread.
 class FramePacer {
  public:
   using Time = std::chrono::nanoseconds;  // Since any fixed instant.
@@ -18,8 +18,11 @@ class FramePacer {
   // makes it sharper.
   static constexpr int kBurstLength = 20;
   static constexpr Time kBurstStep = std::chrono::milliseconds(100);
-  // Interval of the repeats of a still screen.
+  // Number and interval of the repeats of a still screen after that.
+  static constexpr int kStillRepeats = 6;
   static constexpr Time kStillStep = std::chrono::seconds(1);
+  // Interval of all further repeats. Browsers request a key frame when they get no frame for three seconds.
+  static constexpr Time kRestStep = std::chrono::milliseconds(2500);
   // Minimum interval of repeats on request of the encoder.
   static constexpr Time kEncoderStep = std::chrono::milliseconds(100);
 
@@ -56,6 +59,7 @@ class FramePacer {
 
  private:
   void takeSlot(Time now);
+  Time repeatStep() const;
   Time repeatDue() const;
 
   Time interval_;
@@ -63,7 +67,7 @@ class FramePacer {
   bool refreshPending_ = false;
   bool encoderPending_ = false;
   bool haveFrame_ = false;
-  int burstLeft_ = 0;
+  int repeatsLeft_ = 0;       // Before those of a screen at rest.
   std::optional<Time> slot_;  // The earliest time of the next frame.
   std::optional<Time> lastSent_;
   std::optional<Time> lastPoll_;

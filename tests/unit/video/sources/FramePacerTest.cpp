@@ -80,13 +80,15 @@ TEST(FramePacer, waitsForAChangeWhileThereIsNoFrameToRepeat) {
   EXPECT_EQ(pacer.next(6s), (FramePacer::Step{Action::wait, FramePacer::kForever, true}));
 }
 
-TEST(FramePacer, sendsAStillScreenAboutOnceASecond) {
+TEST(FramePacer, sendsAStillScreenAboutOnceASecondAndThenLessOften) {
   Simulation simulation(60);
-  simulation.runUntil(1011s + 500ms);
-  // The first frame, its sharpening, and then one per second.
-  EXPECT_EQ(simulation.frames.size(), 1u + FramePacer::kBurstLength + 9u);
-  for (std::size_t i = 1 + FramePacer::kBurstLength; i < simulation.frames.size(); ++i) {
-    EXPECT_EQ(simulation.frames[i] - simulation.frames[i - 1], 1s);
+  simulation.runUntil(1018s + 100ms);
+  // The first frame, its sharpening for two seconds, six more a second apart, and then the screen is at rest.
+  const std::size_t still = 1 + FramePacer::kBurstLength;
+  const std::size_t rest = still + 6;
+  EXPECT_EQ(simulation.frames.size(), rest + 4);
+  for (std::size_t i = still; i < simulation.frames.size(); ++i) {
+    EXPECT_EQ(simulation.frames[i] - simulation.frames[i - 1], i < rest ? Time(1s) : Time(2500ms)) << i;
   }
 }
 
