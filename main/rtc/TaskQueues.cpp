@@ -28,6 +28,7 @@ class BatchedTaskQueue final : public webrtc::TaskQueueBase {
   void PostTask(Task task) override {
     {
       const std::scoped_lock lock(mutex_);
+      ++posted_;
       tasks_.push_back(std::move(task));
       if (std::exchange(scheduled_, true)) return;
     }
@@ -35,7 +36,7 @@ class BatchedTaskQueue final : public webrtc::TaskQueueBase {
   }
 
   void PostDelayedTask(Task task, webrtc::TimeDelta delay) override {
-    inner_->PostDelayedTask(here(std::move(task)), delay);
+    inner_->PostDelayedTask(here(std::move(task)), isQuiet() ? untilTick(delay) : delay);
   }
 
   void PostDelayedHighPrecisionTask(Task task, webrtc::TimeDelta delay) override {
@@ -44,6 +45,25 @@ class BatchedTaskQueue final : public webrtc::TaskQueueBase {
 
  private:
   ~BatchedTaskQueue() override = default;
+
+  // Whether few tasks have been posted of late.
+  bool isQuiet() {
+    const std::scoped_lock lock(mutex_);
+    const Clock::time_point now = Clock::now();
+    if (now - counted_ >= kQuietAfter) {
+      quiet_ = posted_ <= kQuietTasks;
+      posted_ = 0;
+      counted_ = now;
+    }
+    return quiet_ && posted_ <= kQuietTasks;
+  }
+
+  // `delay`, made longer until its end is a multiple of kQuietTick.
+  static webrtc::TimeDelta untilTick(webrtc::TimeDelta delay) {
+    const auto due = std::chrono::duration_cast<std::chrono::microseconds>(Clock::now().time_since_epoch()) +
+                     std::chrono::microseconds(delay.us());
+    return delay + webrtc::TimeDelta::Micros(((kQuietTick - due % kQuietTick) % kQuietTick).count());
+  }
 
   // The task, run as one of this queue.
   Task here(Task task) {
@@ -74,6 +94,10 @@ class BatchedTaskQueue final : public webrtc::TaskQueueBase {
   std::mutex mutex_;
   std::vector<Task> tasks_;
   bool scheduled_ = false;
+  // Tasks posted since counted_, and whether there were few before that.
+  int posted_ = 0;
+  Clock::time_point counted_ = Clock::now();
+  bool quiet_ = false;
 };
 
 class TaskQueues final : public webrtc::TaskQueueFactory {

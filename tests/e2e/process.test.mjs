@@ -1,6 +1,7 @@
 import assert from 'node:assert/strict';
 import { readFile, readdir } from 'node:fs/promises';
 import { test } from 'node:test';
+import { desktopProcess } from './lib/desktop.mjs';
 import { Host } from './lib/host.mjs';
 import { unknownLines } from './lib/log-lines.mjs';
 import { withSession } from './lib/session.mjs';
@@ -88,6 +89,20 @@ test('endsWhileTheDisplaysServerSaysNothing', async (t) => {
     } finally {
       session.screen.child.signal('SIGCONT');
     }
+  });
+});
+
+test('neitherProcessLoadsWhatOnlyTheOtherOneNeeds', async (t) => {
+  await withSession(t, { browserNow: false }, async (session) => {
+    await session.host.line('[share] started screen capture');
+    const loaded = async (pid) => new Set((await readFile(`/proc/${pid}/maps`, 'utf8')).match(/lib[^/]+?(?=\.so)/g));
+    const host = await loaded(session.host.child.pid);
+    const desktop = await until(async () => {
+      const libraries = await loaded(await desktopProcess(session.host));
+      return libraries.has('libQt6XcbQpa') && libraries;
+    }, { what: 'the desktop process' });
+    for (const name of ['libQt6Gui', 'libQt6Widgets', 'libavcodec']) assert.ok(!host.has(name), name);
+    for (const name of ['libsrtp2', 'libvpx', 'libaom', 'libavcodec']) assert.ok(!desktop.has(name), name);
   });
 });
 

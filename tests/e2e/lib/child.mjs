@@ -83,9 +83,14 @@ export class Child {
 
   /// CPU seconds used so far (user and system) by the process, without its children.
   async cpuSeconds() {
-    const { readFile } = await import('node:fs/promises');
-    const stat = await readFile(`/proc/${this.pid}/stat`, 'utf8');
-    const fields = stat.slice(stat.lastIndexOf(')') + 2).split(' ');
-    return (Number(fields[11]) + Number(fields[12])) / 100;
+    return cpuSecondsOf(this.pid);
   }
+}
+
+/// The same of any process.
+export async function cpuSecondsOf(pid) {
+  const { readFile } = await import('node:fs/promises');
+  const stat = await readFile(`/proc/${pid}/stat`, 'utf8');
+  const fields = stat.slice(stat.lastIndexOf(')') + 2).split(' ');
+  return (Number(fields[11]) + Number(fields[12])) / 100;
 }

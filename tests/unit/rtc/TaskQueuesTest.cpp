@@ -1,8 +1,10 @@
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <deque>
 #include <memory>
 #include <semaphore>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -11,6 +13,7 @@
 namespace vantora {
 namespace {
 
+using namespace std::chrono_literals;
 using Task = absl::AnyInvocable<void() &&>;
 
 // Runs its tasks when the test says so.
@@ -23,7 +26,10 @@ class ManualQueue final : public webrtc::TaskQueueBase {
     delete this;
   }
   void PostTask(Task task) override { tasks.push_back(std::move(task)); }
-  void PostDelayedTask(Task task, webrtc::TimeDelta) override { PostTask(std::move(task)); }
+  void PostDelayedTask(Task task, webrtc::TimeDelta delay) override {
+    delays.push_back(delay);
+    PostTask(std::move(task));
+  }
   void PostDelayedHighPrecisionTask(Task task, webrtc::TimeDelta) override { PostTask(std::move(task)); }
 
   void runNext() {
@@ -33,6 +39,7 @@ class ManualQueue final : public webrtc::TaskQueueBase {
   }
 
   std::deque<Task> tasks;
+  std::vector<webrtc::TimeDelta> delays;
 
  private:
   bool& deleted_;
@@ -91,6 +98,29 @@ TEST_F(BatchedTaskQueue, runsDelayedTasksAsItsOwn) {
   inner_->runNext();
   inner_->runNext();
   EXPECT_EQ(ran_, (std::vector{1, 2}));
+}
+
+TEST_F(BatchedTaskQueue, runsDelayedTasksTogetherWhileItIsQuiet) {
+  const auto post = [this](int delayMs) {
+    queue_->PostDelayedTask([] {}, webrtc::TimeDelta::Millis(delayMs));
+    return std::chrono::microseconds(inner_->delays.back().us());
+  };
+  // In use until the opposite has been seen.
+  EXPECT_EQ(post(25), 25ms);
+  std::this_thread::sleep_for(kQuietAfter);
+  for (const int delayMs : {0, 25, 60, 100}) {
+    const auto before = std::chrono::steady_clock::now().time_since_epoch();
+    const auto delay = post(delayMs);
+    const auto after = std::chrono::steady_clock::now().time_since_epoch();
+    EXPECT_GE(delay, std::chrono::milliseconds(delayMs));
+    EXPECT_LT(delay, std::chrono::milliseconds(delayMs) + kQuietTick);
+    // At some moment of the call the delay reached up to a tick.
+    EXPECT_GE((after + delay) / kQuietTick * kQuietTick, before + delay - 1us);
+  }
+  // At once, when more is sent.
+  for (int task = 0; task <= kQuietTasks; ++task) queue_->PostTask([] {});
+  EXPECT_EQ(post(25), 25ms);
+  EXPECT_EQ(post(0), 0ms);
 }
 
 TEST_F(BatchedTaskQueue, dropsWhatWaitsWhenItIsDeleted) {

@@ -11,8 +11,11 @@
 #include <algorithm>
 #include <array>
 #include <chrono>
+#include <fstream>
 #include <random>
+#include <string>
 
+#include "base/FreeMemory.h"
 #include "main/video/encoders/EncoderFactory.h"
 #include "main/video/encoders/QuantizerControl.h"
 #include "tests/fakes/Timeout.h"
@@ -110,9 +113,28 @@ struct Collected : webrtc::EncodedImageCallback {
   }
 };
 
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr bool kSanitized = true;
+#else
+constexpr bool kSanitized = false;
+#endif
+
+// Resident memory of this process that no file backs, in MiB.
+double residentMemory() {
+  std::ifstream status("/proc/self/status");
+  std::string word;
+  while (status >> word && word != "RssAnon:") {
+  }
+  double kilobytes = 0;
+  status >> kilobytes;
+  return kilobytes / 1024;
+}
+
 struct CodecCase {
   const char* name;
   webrtc::VideoCodecType type;
+  // Resident memory that it may take at this size, in MiB.
+  int memory;
 };
 void PrintTo(const CodecCase& value, std::ostream* out) { *out << value.name; }
 
@@ -202,6 +224,19 @@ TEST_P(ScreenEncodersTest, startsWithAKeyFrameOfTheSizeAskedFor) {
   EXPECT_EQ(collected_.frames[0].height, kHeight);
 }
 
+TEST_P(ScreenEncodersTest, usesLittleMemory) {
+  if (kSanitized) GTEST_SKIP() << "the sanitizers have allocators of their own";
+  tuneAllocator();
+  returnFreeMemory();
+  const auto page = textPage(1);
+  const auto other = textPage(2);
+  const double before = residentMemory();
+  start(6000, webrtc::VideoCodecMode::kScreensharing);
+  encode(page, true);
+  for (int i = 0; i < 10; ++i) encode(i % 5 == 0 ? other : page);
+  EXPECT_LT(residentMemory() - before, GetParam().memory);
+}
+
 TEST_P(ScreenEncodersTest, makesAKeyFrameOnRequestAndNoneOnItsOwn) {
   start(4000, webrtc::VideoCodecMode::kScreensharing);
   encode(textPage(1), true);
@@ -273,10 +308,10 @@ TEST_P(ScreenEncodersTest, keepsFramesOfTextThatScrollsComingOnASlowLink) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Codecs, ScreenEncodersTest,
-                         testing::Values(CodecCase{"VP8", webrtc::kVideoCodecVP8},
-                                         CodecCase{"VP9", webrtc::kVideoCodecVP9},
-                                         CodecCase{"H264", webrtc::kVideoCodecH264},
-                                         CodecCase{"AV1", webrtc::kVideoCodecAV1}),
+                         testing::Values(CodecCase{"VP8", webrtc::kVideoCodecVP8, 40},
+                                         CodecCase{"VP9", webrtc::kVideoCodecVP9, 70},
+                                         CodecCase{"H264", webrtc::kVideoCodecH264, 35},
+                                         CodecCase{"AV1", webrtc::kVideoCodecAV1, 45}),
                          [](const auto& each) { return std::string(each.param.name); });
 
 class H264EncoderTest : public ScreenEncodersTest {};
@@ -300,7 +335,7 @@ TEST_P(H264EncoderTest, makesAStillPageSharpWithTheBitsLeftOver) {
   EXPECT_LE(first + more, 5 * 3'000'000 / 8);
 }
 
-INSTANTIATE_TEST_SUITE_P(Codecs, H264EncoderTest, testing::Values(CodecCase{"H264", webrtc::kVideoCodecH264}));
+INSTANTIATE_TEST_SUITE_P(Codecs, H264EncoderTest, testing::Values(CodecCase{"H264", webrtc::kVideoCodecH264, 35}));
 
 class Vp9EncoderTest : public ScreenEncodersTest {};
 
@@ -326,7 +361,7 @@ TEST_P(Vp9EncoderTest, makesAPageFinerStepByStepOnASlowLink) {
   EXPECT_LT(frames.back().quantizer, 100);
 }
 
-INSTANTIATE_TEST_SUITE_P(Codecs, Vp9EncoderTest, testing::Values(CodecCase{"VP9", webrtc::kVideoCodecVP9}));
+INSTANTIATE_TEST_SUITE_P(Codecs, Vp9EncoderTest, testing::Values(CodecCase{"VP9", webrtc::kVideoCodecVP9, 70}));
 
 }  // namespace
 }  // namespace vantora
