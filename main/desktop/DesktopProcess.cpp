@@ -6,10 +6,19 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <QCoreApplication>
 #include <QFileInfo>
 #include <QProcessEnvironment>
 #include <algorithm>
 #include <csignal>
+
+#include "main/desktop/ProgramInMemory.h"
+
+// The file of the desktop process's program; null in programs that do not carry it (tests).
+extern "C" {
+[[gnu::weak]] extern const char _binary_vantora_host_desktop_start[];
+[[gnu::weak]] extern const char _binary_vantora_host_desktop_end[];
+}
 
 namespace vantora {
 namespace {
@@ -26,6 +35,10 @@ constexpr int kGoodbyeMs = 500;
 }  // namespace
 
 QString desktopProgram(const QString& folder) {
+  if (const char* image = _binary_vantora_host_desktop_start) {
+    const QString path = programInMemory({image, _binary_vantora_host_desktop_end}, "vantora-host-desktop");
+    if (!path.isEmpty()) return path;
+  }
   const QString beside = folder + u"/vantora-host-desktop"_s;
   return QFileInfo::exists(beside) ? beside : folder + u"/../libexec/vantora-host-desktop"_s;
 }
@@ -67,7 +80,7 @@ void DesktopProcess::start() {
   link_ = std::make_unique<DesktopLink>(
       ends[0], DesktopLink::Events{.message = [this](const JsonObject& message) { take(message); },
                                    .lost = [this] { process_->kill(); }});
-  process_->start(program_, {});
+  process_->start(program_, {QCoreApplication::applicationDirPath()});
   close(ends[1]);
   if (!link_) return;
   unanswered_ = 0;

@@ -12,12 +12,15 @@
 
 namespace vantora {
 
-// The program of the desktop process: beside the host's own in `folder`, else in its ../libexec.
+// The program of the desktop process: what the host's own file carries, so that this one file can be copied and
+// replaced; else, where the system permits no programs in memory, the file beside the host's own in `folder` or in its
+// ../libexec.
 QString desktopProgram(const QString& folder);
 
-// Starts the desktop process and keeps it running. Why a separate process: a toolkit
-// connected to the display ends its process when the display disappears, and may block for seconds on an application
-// that does not respond; neither may affect the session. It is restarted when it ends or is killed because it answered
+// Starts the desktop process and keeps it running. Why a separate process: a toolkit connected to the display ends its
+// process when the display disappears, and may block for seconds on an application that does not respond; neither may
+// affect the session. It has a program of its own, because the session needs none of the toolkit's libraries, and this
+// process none of the session's. It is restarted when it ends or is killed because it answered
 // no "ping" for kTimeout: after one second at first, and after up to 30 seconds when it keeps ending. It ends with this
 // process, however this one ends. Thread: main. Owner: HostAppDelegate.
 class DesktopProcess {
@@ -36,7 +39,8 @@ class DesktopProcess {
     std::function<void()> disconnected;
   };
 
-  // `program` is the executable to start. `scheduler` must outlive this object.
+  // `program` is the executable to start; it gets the folder of this process's program as its argument. `scheduler`
+  // must outlive this object.
   DesktopProcess(Scheduler& scheduler, QString program, Events events);
   // Ends the process; waits at most half a second for it to end by itself.
   ~DesktopProcess();

@@ -18,9 +18,7 @@ async function installed(information) {
   const program = join(directory.path, 'bin/vantora-host');
   await mkdir(join(directory.path, 'bin'));
   await mkdir(join(directory.path, 'share/vantora-host'), { recursive: true });
-  await mkdir(join(directory.path, 'libexec'));
   await copyFile(join(build, 'vantora-host'), program);
-  await copyFile(join(build, 'vantora-host-desktop'), join(directory.path, 'libexec/vantora-host-desktop'));
   await writeFile(join(directory.path, 'share/vantora-host/Info.ini'), information);
   return { program, remove: directory.remove };
 }

@@ -31,8 +31,10 @@ void ignoreForThisProcessOnly(std::initializer_list<int> signals) {
 class Desktop {
  public:
   // Without `hasScreen` no window is visible; a later process with a screen shows them.
-  Desktop(int descriptor, bool hasScreen)
+  // `folder` is that of the host's program.
+  Desktop(int descriptor, const QString& folder, bool hasScreen)
       : hasScreen_(hasScreen),
+        info_(InfoDictionary::load(folder)),
         link_(descriptor, {.message = [this](const JsonObject& message) { take(message); },
                            .lost = [this] { clipboard_.whenRead([] { QCoreApplication::quit(); }); }}),
         session_([this](const JsonObject& message) { link_.send(message); }),
@@ -105,7 +107,7 @@ class Desktop {
   }
 
   const bool hasScreen_;
-  const InfoDictionary info_ = InfoDictionary::load(QCoreApplication::applicationDirPath());
+  const InfoDictionary info_;
   DesktopLink link_;
   SessionProxy session_;
   ClipboardService clipboard_;
@@ -125,7 +127,7 @@ std::optional<int> desktopLinkDescriptor() {
   return descriptor;
 }
 
-int runDesktopProcess(int descriptor, int& argumentCount, char** arguments) {
+int runDesktopProcess(int descriptor, const QString& folder, int& argumentCount, char** arguments) {
   ignoreForThisProcessOnly({SIGINT, SIGHUP, SIGPIPE});
   const Environment environment = Environment::ofProcess();
   const bool chosenByUser = environment.nonEmpty("QT_QPA_PLATFORM").has_value();
@@ -144,7 +146,7 @@ int runDesktopProcess(int descriptor, int& argumentCount, char** arguments) {
     });
     displayCheck.start(kDisplayCheck);
   }
-  Desktop desktop(descriptor, !platforms.awaitsDisplay);
+  Desktop desktop(descriptor, folder, !platforms.awaitsDisplay);
   return QApplication::exec();
 }
 
