@@ -1,63 +1,117 @@
 #include "main/desktop/DesktopLink.h"
 
 #include <sys/socket.h>
+#include <unistd.h>
 
 #include <QTimer>
 #include <QtEndian>
+#include <array>
+#include <cerrno>
+#include <utility>
 
 namespace vantora {
 namespace {
 
-constexpr qint64 kHeaderBytes = 4;
+constexpr qsizetype kHeaderBytes = 4;
+constexpr std::size_t kPieceBytes = 65536;
+
+bool mustWait() { return errno == EAGAIN || errno == EWOULDBLOCK; }
 
 }  // namespace
 
-DesktopLink::DesktopLink(int descriptor, Events events) : events_(std::move(events)) {
-  QObject::connect(&socket_, &QLocalSocket::readyRead, &socket_, [this] { read(); });
-  QObject::connect(&socket_, &QLocalSocket::disconnected, &socket_, [this] { lose(); });
-  QObject::connect(&socket_, &QLocalSocket::errorOccurred, &socket_, [this] { lose(); });
-  if (!socket_.setSocketDescriptor(descriptor)) lose();
+// Directly on the socket: the toolkit's network library would load a dozen others into the desktop process.
+DesktopLink::DesktopLink(int descriptor, Events events)
+    : events_(std::move(events)),
+      descriptor_(descriptor),
+      readable_(std::make_unique<QSocketNotifier>(descriptor, QSocketNotifier::Read)),
+      writable_(std::make_unique<QSocketNotifier>(descriptor, QSocketNotifier::Write)) {
+  writable_->setEnabled(false);
+  QObject::connect(readable_.get(), &QSocketNotifier::activated, readable_.get(), [this] { read(); });
+  QObject::connect(writable_.get(), &QSocketNotifier::activated, writable_.get(), [this] { write(); });
 }
 
-DesktopLink::~DesktopLink() { QObject::disconnect(&socket_, nullptr, nullptr, nullptr); }
+DesktopLink::~DesktopLink() {
+  readable_.reset();
+  writable_.reset();
+  ::close(descriptor_);
+}
 
 void DesktopLink::send(const JsonObject& message) {
   if (lost_) return;
   const QByteArray text = toJson(message);
   if (text.size() > kMaxMessageBytes) return;
-  if (socket_.bytesToWrite() + text.size() > kMaxWaitingBytes) return lose();
-  char header[kHeaderBytes];
-  qToLittleEndian<quint32>(static_cast<quint32>(text.size()), header);
-  socket_.write(header, kHeaderBytes);
-  socket_.write(text);
+  if (waiting_.size() - sent_ + text.size() > kMaxWaitingBytes) return lose();
+  std::array<char, kHeaderBytes> header;
+  qToLittleEndian<quint32>(static_cast<quint32>(text.size()), header.data());
+  waiting_.append(header.data(), kHeaderBytes).append(text);
   // At once: a process that is killed in this moment has reported what its user has already seen.
-  socket_.flush();
+  write();
 }
 
 void DesktopLink::endSending() {
-  socket_.flush();
-  ::shutdown(static_cast<int>(socket_.socketDescriptor()), SHUT_WR);
+  write();
+  ::shutdown(descriptor_, SHUT_WR);
+}
+
+void DesktopLink::write() {
+  while (!lost_ && sent_ < waiting_.size()) {
+    const ssize_t count = ::send(descriptor_, waiting_.constData() + sent_,
+                                 static_cast<std::size_t>(waiting_.size() - sent_), MSG_DONTWAIT | MSG_NOSIGNAL);
+    if (count > 0) {
+      sent_ += count;
+    } else if (count == 0 || mustWait()) {
+      break;
+    } else if (errno != EINTR) {
+      return lose();
+    }
+  }
+  if (sent_ == waiting_.size()) {
+    waiting_ = {};
+    sent_ = 0;
+  }
+  writable_->setEnabled(!lost_ && !waiting_.isEmpty());
 }
 
 void DesktopLink::read() {
-  while (!lost_ && socket_.bytesAvailable() >= kHeaderBytes) {
-    char header[kHeaderBytes];
-    socket_.peek(header, kHeaderBytes);
-    const qint64 size = qFromLittleEndian<quint32>(header);
+  const bool open = receive();
+  deliver();
+  if (!open) lose();
+}
+
+// Takes what has arrived by now, at most one message of full length at a time. False at the end of the connection.
+bool DesktopLink::receive() {
+  std::array<char, kPieceBytes> piece;
+  while (received_.size() <= kHeaderBytes + kMaxMessageBytes) {
+    const ssize_t count = ::recv(descriptor_, piece.data(), piece.size(), MSG_DONTWAIT);
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0 && mustWait()) return true;
+    if (count <= 0) return false;
+    received_.append(piece.data(), count);
+  }
+  return true;
+}
+
+void DesktopLink::deliver() {
+  qsizetype at = 0;
+  while (!lost_ && received_.size() - at >= kHeaderBytes) {
+    const qint64 size = qFromLittleEndian<quint32>(received_.constData() + at);
     if (size > kMaxMessageBytes) return lose();
-    if (socket_.bytesAvailable() < kHeaderBytes + size) return;
-    socket_.skip(kHeaderBytes);
-    const auto message = parseJsonObject(socket_.read(size));
+    if (received_.size() - at < kHeaderBytes + size) break;
+    const auto message = parseJsonObject(received_.mid(at + kHeaderBytes, size));
     if (!message) return lose();
+    at += kHeaderBytes + size;
     if (events_.message) events_.message(*message);
   }
+  received_ = at == received_.size() ? QByteArray() : received_.mid(at);
 }
 
 void DesktopLink::lose() {
   if (lost_) return;
   lost_ = true;
+  readable_->setEnabled(false);
+  writable_->setEnabled(false);
   // Not at once: the receiver may destroy this object.
-  QTimer::singleShot(0, &socket_, [this] {
+  QTimer::singleShot(0, readable_.get(), [this] {
     if (events_.lost) events_.lost();
   });
 }

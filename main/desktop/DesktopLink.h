@@ -1,8 +1,10 @@
 // The connection between the session and its desktop process.
 #pragma once
 
-#include <QLocalSocket>
+#include <QByteArray>
+#include <QSocketNotifier>
 #include <functional>
+#include <memory>
 
 #include "base/Json.h"
 
@@ -36,11 +38,19 @@ class DesktopLink {
 
  private:
   void read();
+  bool receive();
+  void deliver();
+  void write();
   void lose();
 
   Events events_;
-  QLocalSocket socket_;
+  const int descriptor_;
+  QByteArray received_;
+  QByteArray waiting_;  // To be sent, from sent_ on.
+  qsizetype sent_ = 0;
   bool lost_ = false;
+  std::unique_ptr<QSocketNotifier> readable_;
+  std::unique_ptr<QSocketNotifier> writable_;
 };
 
 }  // namespace vantora
