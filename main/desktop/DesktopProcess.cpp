@@ -7,7 +7,6 @@
 #include <unistd.h>
 
 #include <QCoreApplication>
-#include <QFileInfo>
 #include <QProcessEnvironment>
 #include <algorithm>
 #include <csignal>
@@ -39,8 +38,7 @@ QString desktopProgram(const QString& folder) {
     const QString path = programInMemory({image, _binary_vantora_host_desktop_end}, "vantora-host-desktop");
     if (!path.isEmpty()) return path;
   }
-  const QString beside = folder + u"/vantora-host-desktop"_s;
-  return QFileInfo::exists(beside) ? beside : folder + u"/../libexec/vantora-host-desktop"_s;
+  return folder + u"/vantora-host-desktop"_s;
 }
 
 DesktopProcess::DesktopProcess(Scheduler& scheduler, QString program, Events events)

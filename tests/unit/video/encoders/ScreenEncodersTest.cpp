@@ -310,9 +310,9 @@ TEST_P(ScreenEncodersTest, keepsFramesOfTextThatScrollsComingOnASlowLink) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Codecs, ScreenEncodersTest,
-                         testing::Values(CodecCase{"VP8", webrtc::kVideoCodecVP8, 40},
+                         testing::Values(CodecCase{"VP8", webrtc::kVideoCodecVP8, 37},
                                          CodecCase{"VP9", webrtc::kVideoCodecVP9, 70},
-                                         CodecCase{"H264", webrtc::kVideoCodecH264, 25},
+                                         CodecCase{"H264", webrtc::kVideoCodecH264, 26},
                                          CodecCase{"AV1", webrtc::kVideoCodecAV1, 45}),
                          [](const auto& each) { return std::string(each.param.name); });
 
@@ -337,7 +337,7 @@ TEST_P(H264EncoderTest, makesAStillPageSharpWithTheBitsLeftOver) {
   EXPECT_LE(first + more, 5 * 3'000'000 / 8);
 }
 
-INSTANTIATE_TEST_SUITE_P(Codecs, H264EncoderTest, testing::Values(CodecCase{"H264", webrtc::kVideoCodecH264, 25}));
+INSTANTIATE_TEST_SUITE_P(Codecs, H264EncoderTest, testing::Values(CodecCase{"H264", webrtc::kVideoCodecH264, 26}));
 
 class Vp9EncoderTest : public ScreenEncodersTest {};
 
