@@ -9,7 +9,8 @@ import { until } from '../../tests/e2e/lib/wait.mjs';
 import { figure, share, writeFigures } from './lib/figures.mjs';
 import { session } from './lib/session.mjs';
 
-const [out, megabytes = '1024'] = process.argv.slice(2);
+const full = Boolean(process.env.VANTORA_BENCH_FULL);
+const [out, megabytes = full ? '1024' : '256'] = process.argv.slice(2);
 const size = Number(megabytes) << 20;
 
 /// Milliseconds between the frames shown during `ms`.
@@ -31,7 +32,7 @@ function frameGaps(page, ms) {
 }
 
 const RUNS = 5;
-const PAGE_MEGABYTES = 128;
+const PAGE_MEGABYTES = full ? 128 : 48;
 
 /// Makes a file that the user has chosen; resolves to it, in the page.
 async function chosenFile(page, folder, megabytes) {
@@ -73,7 +74,7 @@ await session({ screen: '1280x720' }, async (each) => {
   each.keep(each.screen.start('xterm', ['-geometry', '100x30+0+0', '-e', 'sh', '-c', 'while :; do date; sleep 0.03; done']));
   await until(() => page.evaluate(() => bare.frames > 60), { deadline: 30000, what: 'frames' });
 
-  const quiet = await frameGaps(page, 10000);
+  const quiet = await frameGaps(page, full ? 10000 : 4000);
   const before = await each.host.child.cpuSeconds();
   const { saved, seconds, gaps } = await sendFile(page, { name: 'large.bin', size });
   const used = (await each.host.child.cpuSeconds()) - before;

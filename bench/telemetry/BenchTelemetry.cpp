@@ -108,7 +108,7 @@ int main(int argc, char** argv) {
   const QCoreApplication application(argc, argv);
   const QStringList arguments = QCoreApplication::arguments();
   const auto value = [&](const QString& name) { return arguments.value(arguments.indexOf(name) + 1); };
-  const int seconds = arguments.contains(u"--seconds"_s) ? std::max(1, value(u"--seconds"_s).toInt()) : 15;
+  const int seconds = arguments.contains(u"--seconds"_s) ? std::max(1, value(u"--seconds"_s).toInt()) : 5;
 
   const double shells = shellPercent();
   const Cost alone = collecting(seconds);
