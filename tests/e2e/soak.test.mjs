@@ -142,7 +142,7 @@ test('aLongSessionNeitherGrowsNorSlowsDown', async (t) => {
     assert.ok(growth.threads <= 2, all);
     assert.ok(growth.files <= 2, all);
     assert.ok(growth.megabytes <= 5, all);
-    // A millisecond is the resolution of the clocks.
-    assert.ok(last <= first * 1.1 + 1, `${first} ms, then ${last} ms`);
+    // The clocks of host and page differ by fractions of a millisecond.
+    assert.ok(last <= first * 1.1 + 0.5, `${first} ms, then ${last} ms`);
   });
 });

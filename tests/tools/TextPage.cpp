@@ -56,8 +56,7 @@ class TextPage final : public QWidget {
       repaint(square());
     }
     const auto now = std::chrono::system_clock::now().time_since_epoch();
-    std::printf("%s %lld\n", command.c_str(),
-                static_cast<long long>(std::chrono::duration_cast<std::chrono::milliseconds>(now).count()));
+    std::printf("%s %.2f\n", command.c_str(), std::chrono::duration<double, std::milli>(now).count());
     std::fflush(stdout);
   }
 

@@ -23,7 +23,7 @@ class TextPage {
   async tell(command) {
     const after = this.child.lines.length;
     this.child.process.stdin.write(`${command}\n`);
-    const line = await this.child.line(new RegExp(`^${command} (\\d+)$`), { after });
+    const line = await this.child.line(new RegExp(`^${command} ([\\d.]+)$`), { after });
     return Number(line[1]);
   }
 
@@ -36,7 +36,7 @@ class TextPage {
       const sample = () => {
         context.drawImage(video, x * video.videoWidth, y * video.videoHeight, 1, 1, 0, 0, 1, 1);
         const white = context.getImageData(0, 0, 1, 1).data[0] > 128;
-        if (white !== square.white) window.square = { white, since: Date.now() };
+        if (white !== square.white) window.square = { white, since: performance.timeOrigin + performance.now() };
         video.requestVideoFrameCallback(sample);
       };
       video.requestVideoFrameCallback(sample);
@@ -56,7 +56,7 @@ class TextPage {
     const seen = await until(async () => {
       const square = await page.evaluate(() => window.square);
       if (square.white === this.white && square.since >= changed) return square.since;
-      return Date.now() - changed > longest && Infinity;
+      return performance.timeOrigin + performance.now() - changed > longest && Infinity;
     }, { deadline: longest + 10000, what: 'the square' });
     return Math.min(seen - changed, longest);
   }
