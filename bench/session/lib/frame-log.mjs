@@ -23,13 +23,15 @@ function install([x, y]) {
   };
 
   const psnr = ({ data, offset, stride, width, fullRange }, reference) => {
-    const [black, scale] = fullRange ? [0, 1] : [16, 219 / 255];
+    // As a display shows it: what overshoots black or white is cut off.
+    const shown = Float32Array.from({ length: 256 }, (_, value) =>
+      (fullRange ? value : Math.min(255, Math.max(0, ((value - 16) * 255) / 219))));
     let sum = 0;
     for (const [index, row] of reference.rows.entries()) {
       const [start, truth] = [offset + row * stride, index * width];
-      for (let column = 0; column < width; column++) sum += (data[start + column] - black - scale * reference.luma[truth + column]) ** 2;
+      for (let column = 0; column < width; column++) sum += (shown[data[start + column]] - reference.luma[truth + column]) ** 2;
     }
-    const mean = sum / (reference.rows.length * width * scale * scale);
+    const mean = sum / (reference.rows.length * width);
     return mean === 0 ? 99 : Math.min(99, 10 * Math.log10((255 * 255) / mean));
   };
 
