@@ -123,8 +123,10 @@ test('aLongSessionNeitherGrowsNorSlowsDown', async (t) => {
     const third = Math.ceil(latencies.length / 3);
     const [first, last] = [latencies.slice(0, third), latencies.slice(-third)].map((rounds) => median(rounds.flat()));
     const lines = [
-      `${held.length} rounds in ${((performance.now() - start) / 60000).toFixed(1)} minutes: ${Object.entries(done).map(([what, number]) => `${number} ${what}`).join(', ')}`,
-      ...Object.keys(growth).map((key) => `${key}: ${held[0][key].toFixed(0)} after the first round, ${held.at(-1)[key].toFixed(0)} in the end, trend ${growth[key].toFixed(2)}`),
+      `${held.length} rounds in ${((performance.now() - start) / 60000).toFixed(1)} minutes: ` +
+        Object.entries(done).map(([what, number]) => `${number} ${what}`).join(', '),
+      ...Object.keys(growth).map((key) => `${key}: ${held[0][key].toFixed(0)} after the first round, ` +
+        `${held.at(-1)[key].toFixed(0)} in the end, trend ${growth[key].toFixed(2)}`),
       `change to image, median: ${first.toFixed(1)} ms in the first third, ${last.toFixed(1)} ms in the last one, of ${third * latencies[0].length} each`,
       `processor time of the host: ${(await cpuSeconds(pids)).toFixed(0)} s`,
     ];

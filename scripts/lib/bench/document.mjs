@@ -25,4 +25,6 @@ for (const [name, content] of Object.entries(parts)) {
 }
 writeFileSync(document, written);
 mkdirSync(join(docs, 'performance'), { recursive: true });
-for (const file of readdirSync(results).filter((name) => name.endsWith('.svg'))) copyFileSync(join(results, file), join(docs, 'performance', file));
+for (const file of readdirSync(results)) {
+  if (file.endsWith('.svg')) copyFileSync(join(results, file), join(docs, 'performance', file));
+}

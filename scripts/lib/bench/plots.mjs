@@ -1,7 +1,7 @@
 // Draws the runs in results.json: node plots.mjs DIRECTORY; writes *.svg beside it.
 import { readFileSync, writeFileSync } from 'node:fs';
 import { join } from 'node:path';
-import { keyOf, names, ordered, shown, stages } from './comparison.mjs';
+import { keyOf, names as systems, ordered, shown, stages } from './comparison.mjs';
 import { drawing, legend, line, linear, logarithmic, panel, path, rect, text } from './svg.mjs';
 
 const directory = process.argv[2];
@@ -9,8 +9,8 @@ const { runs = [] } = JSON.parse(readFileSync(join(directory, 'results.json'), '
 
 const write = (name, svg) => writeFileSync(join(directory, `${name}.svg`), svg);
 const linksOf = (chosen) => [...new Map(ordered(chosen).map((run) => [run.link, run.linkName]))];
-const systemsOf = (chosen) => Object.keys(names).filter((key) => chosen.some((run) => keyOf(run) === key));
-const legendOf = (chosen, x, y) => legend(x, y, systemsOf(chosen).map((key) => [key, names[key]]));
+const systemsOf = (chosen) => Object.keys(systems).filter((key) => chosen.some((run) => keyOf(run) === key));
+const legendOf = (chosen, x, y) => legend(x, y, systemsOf(chosen).map((key) => [key, systems[key]]));
 
 /// Lines in a panel for each link, three in a row: `points` gives those of a run.
 function lines(title, chosen, { points, xTicks, yTicks, xRange, yRange }) {
@@ -40,7 +40,7 @@ function ranges(title, chosen, distributionOf) {
     const { p50, p95, max, missed } = distributionOf(run);
     const [y, key] = [66 + index * step, keyOf(run)];
     const stroke = (thickness) => `stroke="var(--${key})" stroke-width="${thickness}" stroke-linecap="round"`;
-    return text(left - 10, y + 4, `${names[key]}, ${run.linkName}`, { anchor: 'end' }) +
+    return text(left - 10, y + 4, `${systems[key]}, ${run.linkName}`, { anchor: 'end' }) +
       line(toX(p50), y, toX(Math.min(max, 10000)), y, stroke(2)) + line(toX(p50), y, toX(Math.min(p95, 10000)), y, stroke(7)) +
       `<circle cx="${toX(p50).toFixed(1)}" cy="${y}" r="5" fill="var(--ground)" stroke="var(--${key})" stroke-width="2.5"/>` +
       (missed ? text(left + width + 8, y + 4, `${missed} missed`, { kind: 'soft' }) : '');
@@ -50,7 +50,8 @@ function ranges(title, chosen, distributionOf) {
 
 /// Stacked bars of the medians of each stage.
 function stacks(title, chosen) {
-  const rows = ordered(chosen).flatMap((run) => ['still', 'scroll'].filter((phase) => run[phase]?.stages).map((phase) => [run, phase, run[phase].stages]));
+  const rows = ordered(chosen).flatMap((run) =>
+    ['still', 'scroll'].filter((phase) => run[phase]?.stages).map((phase) => [run, phase, run[phase].stages]));
   const [left, width, step] = [250, 500, 22];
   const parts = Object.keys(stages);
   const sum = (found) => parts.reduce((total, name) => total + Math.max(0, found[name]?.p50 ?? 0), 0);
@@ -64,10 +65,12 @@ function stacks(title, chosen) {
       x += long;
       return rect(x - long, y, long - 1, 14, `stage${stage}`);
     });
-    return text(left - 10, y + 11, `${names[keyOf(run)]}, ${run.linkName}, ${phase === 'still' ? 'still' : 'scrolling'}`, { anchor: 'end' }) +
+    const label = `${systems[keyOf(run)]}, ${run.linkName}, ${phase === 'still' ? 'still' : 'scrolling'}`;
+    return text(left - 10, y + 11, label, { anchor: 'end' }) +
       pieces.join('') + text(x + 6, y + 11, `${shown(sum(found))} ms`, { kind: 'soft' });
   });
-  return drawing(left + width + 90, 90 + rows.length * step, title, legend(16, 54, Object.values(stages).map((name, index) => [`stage${index}`, name])) + bars.join(''));
+  const names = Object.values(stages).map((name, index) => [`stage${index}`, name]);
+  return drawing(left + width + 90, 90 + rows.length * step, title, legend(16, 54, names) + bars.join(''));
 }
 
 /// Two bars for each run: processor and wire.
@@ -80,7 +83,7 @@ function costs(title, chosen) {
     return [text(x, 54, name), ...ordered(chosen).map((run, index) => {
       const y = 66 + index * step;
       const long = scale(Math.min(most, value(run)));
-      return (column === 0 ? text(left - 10, y + 11, `${names[keyOf(run)]}, ${run.linkName}`, { anchor: 'end' }) : '') +
+      return (column === 0 ? text(left - 10, y + 11, `${systems[keyOf(run)]}, ${run.linkName}`, { anchor: 'end' }) : '') +
         rect(x, y, long, 14, keyOf(run), 'rx="2"') + text(x + long + 6, y + 11, shown(value(run)), { kind: 'soft' });
     })];
   });
