@@ -10,7 +10,7 @@ import { figure, share, writeFigures } from './lib/figures.mjs';
 import { session } from './lib/session.mjs';
 
 const full = Boolean(process.env.VANTORA_BENCH_FULL);
-const [out, megabytes = full ? '1024' : '256'] = process.argv.slice(2);
+const [out, megabytes = full ? '1024' : '192'] = process.argv.slice(2);
 const size = Number(megabytes) << 20;
 
 /// Milliseconds between the frames shown during `ms`.
@@ -32,7 +32,7 @@ function frameGaps(page, ms) {
 }
 
 const RUNS = 5;
-const PAGE_MEGABYTES = full ? 128 : 48;
+const PAGE_MEGABYTES = full ? 128 : 32;
 
 /// Makes a file that the user has chosen; resolves to it, in the page.
 async function chosenFile(page, folder, megabytes) {
