@@ -5,7 +5,7 @@ import { until } from '../../tests/e2e/lib/wait.mjs';
 import { figure, share, writeFigures } from './lib/figures.mjs';
 import { session } from './lib/session.mjs';
 
-const ROUNDS = 6;
+const ROUNDS = 5;
 
 await session({ screen: '1920x1080' }, async (each) => {
   await each.screen.paint('#406080');

@@ -34,5 +34,6 @@ const widths = head.map((title, index) => Math.max(title.length, ...rows.map((ro
 for (const row of [head, ...rows]) console.log(row.map((cell, index) => cell.padEnd(widths[index])).join('  ').trimEnd());
 if (runs.length > 0) {
   console.log(`\nWhile the page scrolls\n${markdown(scrolling(runs))}\n\nBefore and after\n${markdown(standing(runs))}`);
-  console.log(`\nWhere the time of a change goes: p50 / p95 of each stage in ms\n${markdown(budgets(runs))}`);
+  const stages = budgets(runs);
+  if (stages.length > 1) console.log(`\nWhere the time of a change goes: p50 / p95 of each stage in ms\n${markdown(stages)}`);
 }
