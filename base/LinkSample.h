@@ -15,6 +15,8 @@ struct LinkSample {
   std::optional<double> encodeSeconds = {};
   // The codec that is sent, as its media type names it: "H264", "AV1"; empty: none is known.
   QString codec = {};
+  // The address of this machine, as text, that the pair in use sends from; empty: there is none, or a relay hides it.
+  QString localAddress = {};
 };
 
 }  // namespace vantora

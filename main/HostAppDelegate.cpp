@@ -50,6 +50,8 @@ HostAppDelegate::Launch HostAppDelegate::applicationDidFinishLaunching() {
                      .random = systemRandom(),
                      .diagnostics = diagnosticsReports(diagnosticsThreads_),
                      .statistics = machineStatistics(statisticsThread_)});
+  addresses_ = std::make_unique<LocalAddressesWatch>(
+      scheduler_, [this](const LocalAddresses& addresses) { host_->addressesChanged(addresses); });
   if (!info_.bundleIdentifier()) logLine("[notify] skipping UNUserNotifications (no bundle identifier)");
   startDesktop();
   return {};

@@ -52,6 +52,7 @@ class HostAppDelegate {
   const std::unique_ptr<DesktopSession> desktop_;
   std::unique_ptr<PeerConnectionFactory> factory_;
   std::unique_ptr<Host> host_;
+  std::unique_ptr<LocalAddressesWatch> addresses_;
   SingleInstance singleInstance_;
 };
 

@@ -6,9 +6,31 @@
 #include <algorithm>
 
 namespace vantora {
+namespace {
+
+// The address that a local candidate is bound to; behind a router the candidate itself has another.
+QString boundAddress(const webrtc::RTCIceCandidateStats& candidate) {
+  if (!candidate.candidate_type.is_defined() || *candidate.candidate_type == "relay") return {};
+  const auto& address = candidate.related_address.is_defined() ? candidate.related_address : candidate.address;
+  return address.is_defined() ? QString::fromStdString(*address) : QString();
+}
+
+QString localAddress(const webrtc::RTCStatsReport& report) {
+  for (const auto* transport : report.GetStatsOfType<webrtc::RTCTransportStats>()) {
+    if (!transport->selected_candidate_pair_id.is_defined()) continue;
+    const auto* pair = report.GetAs<webrtc::RTCIceCandidatePairStats>(*transport->selected_candidate_pair_id);
+    if (!pair || !pair->local_candidate_id.is_defined()) continue;
+    const auto* local = report.GetAs<webrtc::RTCLocalIceCandidateStats>(*pair->local_candidate_id);
+    if (local) return boundAddress(*local);
+  }
+  return {};
+}
+
+}  // namespace
 
 void LinkSampleObserver::OnStatsDelivered(const rtc::scoped_refptr<const webrtc::RTCStatsReport>& report) {
   LinkSample sample;
+  sample.localAddress = localAddress(*report);
   // Only the pair in use has an estimate.
   for (const auto* pair : report->GetStatsOfType<webrtc::RTCIceCandidatePairStats>()) {
     if (!pair->available_outgoing_bitrate.is_defined()) continue;

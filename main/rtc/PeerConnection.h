@@ -92,6 +92,9 @@ class PeerConnectionFactory {
   virtual ~PeerConnectionFactory() = default;
   // Null if the library refuses the configuration.
   virtual std::unique_ptr<PeerConnection> createPeerConnection(const QList<IceServer>& servers, PeerEvents events) = 0;
+  // The machine's addresses have changed. Connections gather candidates on what is new before they handle any later
+  // call; without this the library takes up to two seconds.
+  virtual void networksChanged() = 0;
 };
 
 }  // namespace vantora

@@ -18,6 +18,7 @@
 
 #include "main/rtc/LargeBufferSocketServer.h"
 #include "main/rtc/LibPeerConnection.h"
+#include "main/rtc/NetworkMonitor.h"
 #include "main/rtc/SctpTransports.h"
 #include "main/rtc/TaskQueues.h"
 #include "main/rtc/congestion/CongestionControl.h"
@@ -82,6 +83,7 @@ class WebRtcRuntime final : public PeerConnectionFactory {
     dependencies.network_controller_factory = makeCongestionControl();
     dependencies.trials = std::make_unique<webrtc::FieldTrials>(std::string(kFieldTrials) + kCongestionTrials);
 
+    dependencies.network_monitor_factory = networkMonitors_.makeFactory();
     dependencies.sctp_factory = makeSctpTransports(*network_);
     cricket::MediaEngineDependencies media;
     media.task_queue_factory = dependencies.task_queue_factory.get();
@@ -102,8 +104,13 @@ class WebRtcRuntime final : public PeerConnectionFactory {
     return LibPeerConnection::create(*factory_, servers, std::move(events), keyFrameRequest_);
   }
 
+  void networksChanged() override {
+    network_->PostTask([this] { networkMonitors_.networksChanged(); });
+  }
+
  private:
   std::shared_ptr<KeyFrameRequest> keyFrameRequest_ = std::make_shared<KeyFrameRequest>();
+  NetworkMonitors networkMonitors_;
   // Teardown order: the factory first, then the threads it uses.
   std::unique_ptr<rtc::Thread> network_;
   std::unique_ptr<rtc::Thread> worker_;

@@ -307,6 +307,24 @@ void Host::attemptIceRecovery(bool /*immediate: both callers want the same*/) {
   negotiation_.makeOffer();
 }
 
+void Host::addressesChanged(const LocalAddresses& addresses) {
+  // An address that is gone may be back in a moment, as when a cable was pulled; there is nothing to change to.
+  if (!addresses.online) return;
+  platform_.factory.networksChanged();
+  if (!link_) return followAddresses(addresses, {});
+  link_->connection->readLink(
+      [this, addresses](const LinkSample& sample) { followAddresses(addresses, sample.localAddress); });
+}
+
+void Host::followAddresses(const LocalAddresses& addresses, const QString& used) {
+  const bool lost = !used.isEmpty() && !addresses.all.contains(used);
+  // A new connection to the server comes with an offer, which then is the one that restarts ICE.
+  if (lost && link_->connection->restartIce()) logLine("[ice] restartIce invoked");
+  if (signaler_->addressesChanged(addresses.all) || !lost) return;
+  createOrRefreshDataChannels();
+  negotiation_.makeOffer();
+}
+
 // The control channels
 
 void Host::channelOpened(ControlChannel channel) {

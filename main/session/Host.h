@@ -7,6 +7,7 @@
 #include "base/BackgroundTask.h"
 #include "base/Environment.h"
 #include "base/InfoDictionary.h"
+#include "base/LocalAddresses.h"
 #include "base/Scheduler.h"
 #include "main/control/ControlChannel.h"
 #include "main/control/authorisation/ControlAuthorisation.h"
@@ -66,6 +67,10 @@ class Host {
   // Ends the media session: closes the peer connection. The signalling connection stays.
   void shutdown();
 
+  // The machine's addresses changed. A connection to the viewer or to the server whose own address is gone is renewed
+  // at once; its loss would be detected only seconds later.
+  void addressesChanged(const LocalAddresses& addresses);
+
   // For the user interface.
   QString getRoomId() const { return roomId_; }
   QString getQualityPreset() const { return quality_->currentQualityPreset(); }
@@ -92,6 +97,7 @@ class Host {
   void replacePeer(const char* reason);
   void createOrRefreshDataChannels();
   void attemptIceRecovery(bool immediate);
+  void followAddresses(const LocalAddresses& addresses, const QString& used);
   void channelOpened(ControlChannel channel);
   void channelClosed(ControlChannel channel);
   void stopStatistics();

@@ -1,5 +1,6 @@
 #include "main/signalling/QtWebSocketTask.h"
 
+#include <QHostAddress>
 #include <QNetworkProxy>
 #include <QSslSocket>
 
@@ -103,6 +104,17 @@ void QtWebSocketTask::send(const QString& text) {
   }
   waiting_.enqueue(text);
   waitingBytes_ += bytes;
+}
+
+QString QtWebSocketTask::localAddress() const {
+  if (state_ != State::open) return {};
+  QHostAddress address = socket_->localAddress();
+  // A socket for both families has IPv4 addresses in their IPv6 form.
+  bool isV4 = false;
+  const quint32 v4 = address.toIPv4Address(&isV4);
+  if (isV4) return QHostAddress(v4).toString();
+  address.setScopeId({});
+  return address.toString();
 }
 
 void QtWebSocketTask::transmit(const QString& text) {

@@ -42,6 +42,7 @@ class QtWebSocketTask final : public WebSocketTask {
 
   void resume() override;
   void send(const QString& text) override;
+  QString localAddress() const override;
 
  private:
   enum class State { idle, connecting, open, failed };

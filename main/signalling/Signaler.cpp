@@ -56,6 +56,16 @@ bool Signaler::send(const JsonObject& message) {
   return true;
 }
 
+bool Signaler::addressesChanged(const QStringList& addresses) {
+  affinity_.check("Signaler::addressesChanged");
+  const QString own = task_ ? task_->localAddress() : QString();
+  const bool gone = !own.isEmpty() && !addresses.contains(own);
+  if (!gone && !reconnectTimer_) return false;
+  logLine(u"[ws] the machine's address changed, connecting again"_s);
+  connect();
+  return true;
+}
+
 WebSocketTask::Events Signaler::eventsOfNextTask() {
   // The task is destroyed before its Signaler and calls nothing after that, so `this` is safe here. This protocol does
   // not use binary frames.

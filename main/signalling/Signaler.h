@@ -2,6 +2,7 @@
 #pragma once
 
 #include <QString>
+#include <QStringList>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -38,6 +39,11 @@ class Signaler {
   // Sends one message as a text frame. False when there is no connection; true means that the message was queued, not
   // that it arrived. An error while sending is only logged.
   bool send(const JsonObject& message);
+
+  // The machine's addresses changed to `addresses`, which reach other machines. Connects at once, without using up a
+  // delay, when a reconnect is pending or the present connection's own address is gone: packets of such a connection
+  // are dropped without an error. Returns whether it did.
+  bool addressesChanged(const QStringList& addresses);
 
   // Called for each incoming JSON object. May be replaced, and may destroy the Signaler.
   std::function<void(const JsonObject&)> onMessage;

@@ -34,6 +34,8 @@ class WebSocketTask {
   virtual void resume() = 0;
   // Sends one text frame now or, before the connection is open, when it opens.
   virtual void send(const QString& text) = 0;
+  // The address of this machine that the connection uses, as text; empty while it is not open.
+  virtual QString localAddress() const = 0;
 };
 
 using WebSocketTaskFactory =

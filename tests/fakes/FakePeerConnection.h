@@ -188,6 +188,9 @@ class FakePeerConnectionFactory final : public PeerConnectionFactory {
     last().canRestartIce = canRestartIce;
     return std::make_unique<FakePeerConnection>(peers.back(), journal_);
   }
+  void networksChanged() override {
+    if (journal_) journal_->note(QStringLiteral("factory: networksChanged"));
+  }
   FakePeer& last() { return *peers.back(); }
 
   std::vector<std::shared_ptr<FakePeer>> peers;

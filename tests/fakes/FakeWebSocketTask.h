@@ -17,6 +17,7 @@ struct FakeConnection {
   bool resumed = false;
   bool destroyed = false;
   QStringList sent;
+  QString localAddress;
 
   // The server's side of the connection. Nothing arrives once the task is destroyed.
   void deliverText(const QString& text) {
@@ -43,6 +44,7 @@ class FakeWebSocketTask final : public WebSocketTask {
   ~FakeWebSocketTask() override { connection_->destroyed = true; }
   void resume() override { connection_->resumed = true; }
   void send(const QString& text) override { connection_->sent.append(text); }
+  QString localAddress() const override { return connection_->localAddress; }
 
  private:
   std::shared_ptr<FakeConnection> connection_;

@@ -71,6 +71,7 @@ TEST_F(LibPeerConnectionTest, knowsWhatTheLinkCarriesOnceItIsConnected) {
   ASSERT_TRUE(read());
   EXPECT_EQ(sample->estimateBps, std::nullopt);
   EXPECT_EQ(sample->framesEncoded.value_or(0), 0U);
+  EXPECT_EQ(sample->localAddress, QString());
   ASSERT_EQ(apply(answerOf(offer)), std::nullopt);
   source_->start();
   ASSERT_TRUE(waitFor([&] {
@@ -78,6 +79,7 @@ TEST_F(LibPeerConnectionTest, knowsWhatTheLinkCarriesOnceItIsConnected) {
     return read() && sample->estimateBps && sample->framesEncoded.value_or(0) > 2;
   }));
   EXPECT_GT(*sample->estimateBps, 10'000);
+  EXPECT_EQ(sample->localAddress, u"10.77.0.1"_s);
   EXPECT_GT(sample->encodeSeconds.value_or(0), 0);
   EXPECT_FALSE(sample->codec.isEmpty() || sample->codec.contains(u'/')) << sample->codec.toStdString();
 }

@@ -5,6 +5,7 @@ export const knownLines = [
   String.raw`\[ws\] signaling url: wss?://\S+`,
   String.raw`\[ws\] (send|recv) error: .+`,
   String.raw`\[ws\] reconnect in (0\.5|1\.0|2\.0|4\.0|8\.0|10\.0)s`,
+  String.raw`\[ws\] the machine's address changed, connecting again`,
   String.raw`\[sdp\] env preferred codec=(h264|vp8|vp9|av1|auto)`,
   String.raw`\[sdp\] env h264 profile=\S+`,
   String.raw`\[sdp\] prefer codec=.*`,

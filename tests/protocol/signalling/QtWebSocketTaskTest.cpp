@@ -95,6 +95,16 @@ TEST_F(QtWebSocket, givesUpOnAServerThatNeverAnswers) {
   EXPECT_EQ(scheduler_.runningTimers(), 0U);
 }
 
+TEST_F(QtWebSocket, tellsItsOwnAddressWhileItIsOpen) {
+  TestServer server;
+  open(server.url());
+  EXPECT_EQ(task_->localAddress(), QString());
+  ASSERT_TRUE(waitFor([&] { return task_->localAddress() == u"127.0.0.1"_s; }));
+  server.client()->abort();
+  ASSERT_TRUE(waitFor([&] { return failed(); }));
+  EXPECT_EQ(task_->localAddress(), QString());
+}
+
 TEST_F(QtWebSocket, asksForNothingButTheUpgrade) {
   RawServer server;
   open(server.url());

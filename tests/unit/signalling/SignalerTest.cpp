@@ -182,6 +182,29 @@ TEST_F(SignalerTest, takesAnExplicitConnectForTheWaitingOne) {
   EXPECT_EQ(sockets_.connections.size(), 2U);
 }
 
+TEST_F(SignalerTest, connectsAgainWhenItsAddressIsGone) {
+  const auto signaler = make();
+  sockets_.last().localAddress = u"10.0.0.5"_s;
+  EXPECT_FALSE(signaler->addressesChanged({u"10.0.0.5"_s, u"10.0.0.9"_s}));
+  EXPECT_EQ(sockets_.connections.size(), 1U);
+  log_.clear();
+  EXPECT_TRUE(signaler->addressesChanged({u"10.0.0.9"_s}));
+  EXPECT_EQ(log_.lines(), QStringList{u"[ws] the machine's address changed, connecting again"_s});
+  ASSERT_EQ(sockets_.connections.size(), 2U);
+  EXPECT_FALSE(signaler->addressesChanged({u"10.0.0.9"_s})) << "its address is not known yet";
+}
+
+TEST_F(SignalerTest, doesNotWaitForADelayWhenTheAddressesChange) {
+  const auto signaler = make();
+  sockets_.last().failReceiving(u"gone"_s);
+  EXPECT_TRUE(signaler->addressesChanged({u"10.0.0.9"_s}));
+  EXPECT_EQ(sockets_.connections.size(), 2U);
+  EXPECT_EQ(scheduler_.runningTimers(), 0U);
+  log_.clear();
+  sockets_.last().failReceiving(u"gone"_s);
+  EXPECT_EQ(log_.lines().last(), u"[ws] reconnect in 1.0s"_s);
+}
+
 TEST_F(SignalerTest, doesNotReconnectOnceDestroyed) {
   auto signaler = make();
   sockets_.last().failReceiving(u"gone"_s);
