@@ -33,13 +33,12 @@ export class Signalling {
   start() {
     this.#stopped = false;
     this.#connect();
-    // A delay is pointless when the network has just come back.
-    window.addEventListener('online', this.#retryNow);
+    window.addEventListener('online', this.#networkIsBack);
   }
 
   stop() {
     this.#stopped = true;
-    window.removeEventListener('online', this.#retryNow);
+    window.removeEventListener('online', this.#networkIsBack);
     clearTimeout(this.#retry);
     clearTimeout(this.#attempt);
     this.#retry = 0;
@@ -65,10 +64,15 @@ export class Signalling {
     return true;
   }
 
-  #retryNow = () => {
-    if (!this.#retry) return;
-    clearTimeout(this.#retry);
-    this.#connect();
+  // A delay is pointless then. A connection that is open may belong to an address that is gone: what is sent on it is
+  // lost without an event, and so are the host's offers.
+  #networkIsBack = () => {
+    if (this.#retry) {
+      clearTimeout(this.#retry);
+      this.#connect();
+    } else {
+      this.renew();
+    }
   };
 
   #replace() {

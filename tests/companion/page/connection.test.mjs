@@ -170,6 +170,23 @@ pageTest('keeps the video through a restart of the room server', {}, async () =>
   await again.end();
 });
 
+pairTest('joins the room again when the network is back, with the connection that it has', {}, async (pair) => {
+  await pair.viewer.evaluate(() => { globalThis.first = vantora.pc(); });
+  const joins = [];
+  pair.viewer.on('websocket', (socket) => joins.push(socket.url()));
+  const network = pair.viewer.context();
+  await network.setOffline(true);
+  await network.setOffline(false);
+  await until(() => joins.length === 1, { what: 'another connection to the room' });
+  // The room passes its messages on again.
+  const seen = (await signals(pair.host, 'client_prefs')).length;
+  await until(() => pair.viewer.evaluate(() => vantora.signal({ type: 'client_prefs', prefs: {} })), { what: 'the connection' });
+  await until(async () => (await signals(pair.host, 'client_prefs')).length > seen, { what: 'the message' });
+  await videoMoves(pair.viewer);
+  assert.ok(await pair.viewer.evaluate(() => globalThis.first === vantora.pc()));
+  assert.equal(await dataset(pair.viewer, 'connection'), 'connected');
+});
+
 pageTest('finds the room server that starts after it was lost', {}, async () => {
   const server = await RoomServer.start();
   const viewer = await openViewer({ ...context, server }, newRoom());
