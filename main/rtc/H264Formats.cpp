@@ -8,6 +8,7 @@
 #include <media/base/media_constants.h>
 #include <modules/video_coding/codecs/h264/include/h264.h>
 
+// NOLINTBEGIN(readability-inconsistent-declaration-parameter-name): these are ours.
 namespace webrtc {
 
 SdpVideoFormat CreateH264Format(H264Profile profile, H264Level level, const std::string& packetizationMode,
@@ -50,3 +51,4 @@ std::unique_ptr<H264Decoder> H264Decoder::Create() { return nullptr; }
 bool H264Decoder::IsSupported() { return true; }
 
 }  // namespace webrtc
+// NOLINTEND(readability-inconsistent-declaration-parameter-name)

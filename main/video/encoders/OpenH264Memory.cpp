@@ -8,7 +8,7 @@
 
 #pragma GCC diagnostic ignored "-Wignored-qualifiers"  // The library's declarations have them.
 
-// NOLINTBEGIN(readability-identifier-naming): the library's names.
+// NOLINTBEGIN(readability-*,cppcoreguidelines-*,modernize-*): the library's names and types.
 namespace WelsCommon {
 
 using vantora::alignedMemory;
@@ -32,4 +32,4 @@ const uint32_t CMemoryAlign::WelsGetCacheLineSize() const { return m_nCacheLineS
 const uint32_t CMemoryAlign::WelsGetMemoryUsage() const { return m_nMemoryUsageInBytes; }
 
 }  // namespace WelsCommon
-// NOLINTEND(readability-identifier-naming)
+// NOLINTEND(readability-*,cppcoreguidelines-*,modernize-*)
