@@ -37,7 +37,7 @@ async function stagesOf({ viewer }, changes, frames) {
 }
 
 /// While the page stands still.
-export async function still(each, seconds, pause = 120) {
+export async function still(each, seconds, pause = 60) {
   await each.viewer.take();
   const { changes, latencies } = await turns(each, now() + seconds * 1000, pause);
   return { changes: latencies, stages: await stagesOf(each, changes, await each.viewer.take()) };
