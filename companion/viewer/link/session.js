@@ -65,6 +65,8 @@ export class Session {
       open: () => {
         this.#lostReason = '';
         this.#serverLost = false;
+        // An offer that was under way to the connection before this one is lost with it.
+        if (this.#joined) this.#signalling.send({ type: 'renegotiate' });
         this.#refresh();
       },
       message: (message) => this.#received(message),

@@ -172,12 +172,14 @@ pageTest('keeps the video through a restart of the room server', {}, async () =>
 
 pairTest('joins the room again when the network is back, with the connection that it has', {}, async (pair) => {
   await pair.viewer.evaluate(() => { globalThis.first = vantora.pc(); });
+  const asked = (await signals(pair.host, 'renegotiate')).length;
   const joins = [];
   pair.viewer.on('websocket', (socket) => joins.push(socket.url()));
   const network = pair.viewer.context();
   await network.setOffline(true);
   await network.setOffline(false);
   await until(() => joins.length === 1, { what: 'another connection to the room' });
+  await until(async () => (await signals(pair.host, 'renegotiate')).length > asked, { what: 'the request for an offer that may be lost' });
   // The room passes its messages on again.
   const seen = (await signals(pair.host, 'client_prefs')).length;
   await until(() => pair.viewer.evaluate(() => vantora.signal({ type: 'client_prefs', prefs: {} })), { what: 'the connection' });

@@ -48,14 +48,13 @@ let socket = null;
 let queue = Promise.resolve();
 let socketCheck = 0;
 
-function openSocket(ask = true) {
+function openSocket() {
   const old = socket;
   const opened = new WebSocket(query.get('server'));
   socket = opened;
   old?.close();
   opened.onopen = () => {
     bare.signal({ type: 'join', room, role: 'viewer' });
-    if (!ask) return;
     bare.signal({ type: 'renegotiate' });
     bare.asked++;
   };
@@ -74,7 +73,7 @@ function openSocket(ask = true) {
 openSocket();
 // The address may be another one: the connection to the room is dead then, and lets nobody know.
 window.addEventListener('online', () => {
-  if (bare.socketIsOpen()) openSocket(false);
+  if (bare.socketIsOpen()) openSocket();
 });
 
 function connect() {
@@ -110,7 +109,7 @@ function connect() {
     document.body.dataset.connection = pc.connectionState;
     clearTimeout(socketCheck);
     // The connection is lost and the host sends nothing: the connection to the room may be dead without an event.
-    if (['disconnected', 'failed'].includes(pc.connectionState)) socketCheck = setTimeout(openSocket, 3000, true);
+    if (['disconnected', 'failed'].includes(pc.connectionState)) socketCheck = setTimeout(openSocket, 3000);
     if (pc.connectionState === 'connected') bare.connectedAt = performance.now();
   };
 }
