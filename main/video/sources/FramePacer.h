@@ -14,9 +14,9 @@ class FramePacer {
  public:
   using Time = std::chrono::nanoseconds;  // Since any fixed instant.
   static constexpr Time kForever = Time::max();
-  // Number and interval of repeats after a change. A slow link takes a second to send a page, and until then no encoder
-  // makes it sharper.
-  static constexpr int kBurstLength = 20;
+  // Number and interval of repeats after a change. A slow link takes seconds to send a page, and the encoders send
+  // it in parts.
+  static constexpr int kBurstLength = 40;
   static constexpr Time kBurstStep = std::chrono::milliseconds(100);
   // Number and interval of the repeats of a still screen after that.
   static constexpr int kStillRepeats = 6;
