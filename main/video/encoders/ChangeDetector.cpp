@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstring>
-#include <utility>
 
 namespace vantora {
 namespace {
@@ -25,15 +24,31 @@ int endOf(int from, int length, int limit) {
 
 }  // namespace
 
-double ChangeDetector::changedShare(const webrtc::VideoFrame& frame, const webrtc::I420BufferInterface& buffer) {
-  const int64_t us = frame.timestamp_us();
-  const std::optional<int64_t> before = std::exchange(lastUs_, us);
-  if (before && us - *before >= kRectangleIncompleteUs) {
-    return compare(buffer.DataY(), buffer.StrideY(), buffer.width(), buffer.height());
-  }
+ChangeDetector::Area ChangeDetector::changedArea(const webrtc::VideoFrame& frame,
+                                                 const webrtc::I420BufferInterface& buffer) const {
+  if (lastUs_ && frame.timestamp_us() - *lastUs_ >= kRectangleIncompleteUs)
+    return {0, 0, buffer.width(), buffer.height()};
   const webrtc::VideoFrame::UpdateRect rect = frame.update_rect();  // The whole frame when there is none.
-  return compare(buffer.DataY(), buffer.StrideY(), buffer.width(), buffer.height(),
-                 {rect.offset_x, rect.offset_y, rect.width, rect.height});
+  return {rect.offset_x, rect.offset_y, rect.width, rect.height};
+}
+
+double ChangeDetector::changedShare(const webrtc::VideoFrame& frame, const webrtc::I420BufferInterface& buffer) {
+  const Area area = changedArea(frame, buffer);
+  lastUs_ = frame.timestamp_us();
+  return compare(buffer.DataY(), buffer.StrideY(), buffer.width(), buffer.height(), area);
+}
+
+std::optional<int> ChangeDetector::scrolledBy(const webrtc::VideoFrame& frame,
+                                              const webrtc::I420BufferInterface& buffer) {
+  if (buffer.width() != width_ || buffer.height() != height_) return std::nullopt;
+  const Area area = changedArea(frame, buffer);
+  const int left = std::clamp(area.left, 0, width_);
+  const int top = std::clamp(area.top, 0, height_);
+  const int width = endOf(area.left, area.width, width_) - left;
+  const int height = endOf(area.top, area.height, height_) - top;
+  const uint8_t* before = last_.data() + static_cast<std::ptrdiff_t>(top) * width_ + left;
+  const uint8_t* after = buffer.DataY() + static_cast<std::ptrdiff_t>(top) * buffer.StrideY() + left;
+  return scroll_.find({before, width_, width, height}, {after, buffer.StrideY(), width, height});
 }
 
 double ChangeDetector::compare(const uint8_t* luma, int stride, int width, int height, const Area& area) {

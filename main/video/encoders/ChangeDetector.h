@@ -8,6 +8,8 @@
 #include <optional>
 #include <vector>
 
+#include "main/video/encoders/ScrollDetector.h"
+
 namespace vantora {
 
 // Compares the brightness of each frame with that of the one before, in blocks of 16 by 16. One thread at a time.
@@ -26,6 +28,9 @@ class ChangeDetector {
   // relative to the previous frame from the library, whether that was encoded or not, so this must be called for every
   // frame.
   double changedShare(const webrtc::VideoFrame& frame, const webrtc::I420BufferInterface& buffer);
+  // By how many rows the content of the changed area has moved up since the frame of the last call of changedShare(),
+  // negative: down. Empty for new content and for small areas. To be called before changedShare().
+  std::optional<int> scrolledBy(const webrtc::VideoFrame& frame, const webrtc::I420BufferInterface& buffer);
 
   // The share (0 to 1) of blocks that differ from the frame of the last call; 1 for the first frame and after a
   // change of size. `luma`: `height` rows of `width` bytes, `stride` bytes apart. Outside `area` the frame is the same
@@ -36,6 +41,9 @@ class ChangeDetector {
   }
 
  private:
+  Area changedArea(const webrtc::VideoFrame& frame, const webrtc::I420BufferInterface& buffer) const;
+
+  ScrollDetector scroll_;
   std::vector<uint8_t> last_;
   int width_ = 0;
   int height_ = 0;

@@ -1,5 +1,6 @@
 #include "main/video/encoders/OpenH264Encoder.h"
 
+#include <api/video/i420_buffer.h>
 #include <api/video/video_frame.h>
 #include <common_video/h264/h264_bitstream_parser.h>
 #include <modules/video_coding/include/video_codec_interface.h>
@@ -12,17 +13,35 @@
 #include <limits>
 #include <utility>
 
+#include "main/video/encoders/ScrollPath.h"
+
 namespace vantora {
 namespace {
 
 constexpr int kBlock = 16;
 
-// From this share of changed blocks on, a frame costs as much as a key frame if motion search finds nothing.
-constexpr double kLargeChange = 0.3;
-// Minimum interval on a slow link between frames that change by more than kSomeChange: scrolling text is readable with
-// half the frames and twice the bits for each.
-constexpr double kSomeChange = 0.1;
-constexpr std::chrono::milliseconds kSlowLinkInterval{30};
+// From this share of changed blocks on, a search for moved content pays.
+constexpr double kLargeChange = 0.1;
+// From this share of new content on, a frame costs as much as a key frame.
+constexpr double kNewPage = 0.6;
+// Pages that follow each other sooner are a moving picture.
+constexpr std::chrono::milliseconds kPageInterval{500};
+// Share of the frame that counts as changed when only colours do.
+constexpr double kOneBlock = 1e-4;
+// Quantizer at which text is readable: about 30 dB.
+constexpr int kReadable = 33;
+// Bits for each block of a hidden part of a page.
+constexpr double kHiddenBits = 12;
+// With finer quantizers OpenH264 does not keep to the size of a packet.
+constexpr int kFinestInPackets = 14;
+// OpenH264 fails where a block takes too many bits; at this quantizer none does.
+constexpr int kSafe = 26;
+// As many rows the encoder's mode for cameras finds text again that has moved.
+constexpr int kNearRows = 10;
+constexpr int kMoreRows = 4;
+constexpr int kMaxStep = 24;
+// The mode for screens is left when nothing has moved further for so long.
+constexpr std::chrono::seconds kFarMotionEnds{30};
 
 webrtc::H264PacketizationMode packetizationOf(const webrtc::SdpVideoFormat& format) {
   const auto mode = format.parameters.find("packetization-mode");
@@ -37,6 +56,31 @@ int threadsFor(int pixels, int cores) {
   constexpr int kMaxThreads = 4;
   cores = std::max(cores, 1);
   return std::clamp(pixels / kPixelsOfThread, 1, std::min(kMaxThreads, std::max(std::min(cores, 2), cores / 2)));
+}
+
+// In its mode for screens OpenH264 does not encode again what is the same as in the last picture and has a quantizer up
+// to 26, or one that is little coarser than the new one. So one pixel of each of its blocks is made different, by 1.
+rtc::scoped_refptr<webrtc::I420BufferInterface> touched(const webrtc::I420BufferInterface& picture) {
+  constexpr int kCompared = 8;
+  auto buffer = webrtc::I420Buffer::Copy(picture);
+  for (int y = 0; y < buffer->height(); y += kCompared) {
+    uint8_t* row = buffer->MutableDataY() + static_cast<std::ptrdiff_t>(y) * buffer->StrideY();
+    for (int x = 0; x < buffer->width(); x += kCompared) row[x] ^= 1;
+  }
+  return buffer;
+}
+
+// Whether the chroma is the same.
+bool sameColours(const webrtc::I420BufferInterface& a, const webrtc::I420BufferInterface& b) {
+  const auto same = [&](const uint8_t* left, int leftStride, const uint8_t* right, int rightStride) {
+    const auto width = static_cast<size_t>(b.ChromaWidth());
+    for (std::ptrdiff_t y = 0; y < b.ChromaHeight(); ++y) {
+      if (std::memcmp(left + y * leftStride, right + y * rightStride, width) != 0) return false;
+    }
+    return true;
+  };
+  return &a == &b ||
+         (same(a.DataU(), a.StrideU(), b.DataU(), b.StrideU()) && same(a.DataV(), a.StrideV(), b.DataV(), b.StrideV()));
 }
 
 QuantizerControl::Time monotonicTime() { return std::chrono::steady_clock::now().time_since_epoch(); }
@@ -66,11 +110,10 @@ int OpenH264Encoder::InitEncode(const webrtc::VideoCodec* codec, const Settings&
   if (WelsCreateSVCEncoder(&made) != 0 || !made) return WEBRTC_VIDEO_CODEC_ERROR;
   encoder_.reset(made);
   keepsUsage_ = false;
-  usage_ = codec->mode == webrtc::VideoCodecMode::kScreensharing ? SCREEN_CONTENT_REAL_TIME : CAMERA_VIDEO_REAL_TIME;
 
   const int pixels = codec->width * codec->height;
   encoder_->GetDefaultParams(&parameters_);
-  parameters_.iUsageType = usage_;
+  parameters_.iUsageType = CAMERA_VIDEO_REAL_TIME;
   parameters_.iPicWidth = codec->width;
   parameters_.iPicHeight = codec->height;
   parameters_.fMaxFrameRate = static_cast<float>(codec->maxFramerate);
@@ -106,6 +149,9 @@ int OpenH264Encoder::InitEncode(const webrtc::VideoCodec* codec, const Settings&
   layer.sSliceArgument.uiSliceMode = whole ? SM_FIXEDSLCNUM_SLICE : SM_SIZELIMITED_SLICE;
   layer.sSliceArgument.uiSliceNum = static_cast<unsigned>(threads);
   if (!whole) layer.sSliceArgument.uiSliceSizeConstraint = static_cast<unsigned>(settings.max_payload_size);
+  // Detected background and content that the adaptive quantizer takes for unimportant would never become sharp.
+  parameters_.bEnableBackgroundDetection = false;
+  parameters_.bEnableAdaptiveQuant = false;
   if (!open()) {
     Release();
     return WEBRTC_VIDEO_CODEC_ERROR;
@@ -113,12 +159,17 @@ int OpenH264Encoder::InitEncode(const webrtc::VideoCodec* codec, const Settings&
 
   parser_ = std::make_unique<webrtc::H264BitstreamParser>();
   dependencies_ = webrtc::CreateScalabilityStructure(webrtc::ScalabilityMode::kL1T1);
-  control_.emplace(blocksIn(codec->width) * blocksIn(codec->height));
-  link_.emplace(pixels);
+  control_.emplace(blocksIn(codec->width) * blocksIn(codec->height),
+                   whole ? QuantizerControl::kFinest : kFinestInPackets);
   changes_ = {};
-  changedShare_ = 0;
+  pending_ = {};
+  page_.end();
+  pageAt_.reset();
+  movedFar_.reset();
+  lastSource_ = nullptr;
+  lastStep_ = 0;
   bitsPerSecond_ = parameters_.iTargetBitrate;
-  if (bitsPerSecond_ > 0) control_->setRates(bitsPerSecond_, codec->maxFramerate);
+  if (bitsPerSecond_ > 0) control_->setRate(bitsPerSecond_);
   return WEBRTC_VIDEO_CODEC_OK;
 }
 
@@ -136,12 +187,19 @@ bool OpenH264Encoder::open() {
 }
 
 // Motion search in the encoder's screen content mode finds text that has moved by hundreds of lines, in camera mode by
-// a dozen. But screen content mode takes 11 ms more for every frame of 1920 x 1080, even for one typed character, so it
-// is used on slow links only. False: the encoder cannot be used any more.
-bool OpenH264Encoder::chooseSearch() {
-  const EUsageType wanted = link_->isSlow() ? SCREEN_CONTENT_REAL_TIME : usage_;
-  if (wanted == parameters_.iUsageType || keepsUsage_) return true;
-  const EUsageType before = std::exchange(parameters_.iUsageType, wanted);
+// a dozen. But screen content mode takes 9 ms more for every frame of 1920 x 1080, even for one typed character, and
+// the change over makes a key frame: it is used from the first far motion on, and left with a new page. False: the
+// encoder cannot be used any more.
+bool OpenH264Encoder::chooseSearch(QuantizerControl::Time now) {
+  if (keepsUsage_) return true;
+  if (pending_.longestScroll > kNearRows || (control_->searchFailed() && pending_.scrolledBy != 0)) {
+    movedFar_ = now;
+    if (searchesFar()) return true;
+  } else if (!searchesFar() || pending_.largestFresh < kNewPage || (movedFar_ && now - *movedFar_ < kFarMotionEnds)) {
+    return true;
+  }
+  const EUsageType before =
+      std::exchange(parameters_.iUsageType, searchesFar() ? CAMERA_VIDEO_REAL_TIME : SCREEN_CONTENT_REAL_TIME);
   encoder_->Uninitialize();
   if (open()) return true;
   // Without an encoder there would be no video until the library opens one for other settings.
@@ -166,7 +224,7 @@ void OpenH264Encoder::SetRates(const RateControlParameters& parameters) {
   const double bitsPerSecond = parameters.bitrate.get_sum_bps();
   if (bitsPerSecond > 0 && bitsPerSecond_ <= 0) keyFramePending_ = true;
   bitsPerSecond_ = bitsPerSecond;
-  if (bitsPerSecond_ > 0) control_->setRates(bitsPerSecond_, parameters.framerate_fps);
+  if (bitsPerSecond_ > 0) control_->setRate(bitsPerSecond_);
 }
 
 int32_t OpenH264Encoder::Encode(const webrtc::VideoFrame& frame, const std::vector<webrtc::VideoFrameType>* types) {
@@ -176,43 +234,153 @@ int32_t OpenH264Encoder::Encode(const webrtc::VideoFrame& frame, const std::vect
     changes_ = {};  // The next frame's update rectangle will be relative to this frame.
     return WEBRTC_VIDEO_CODEC_ERR_PARAMETER;
   }
-  // Changes in dropped frames still have to be shown.
-  changedShare_ = std::min(1.0, changedShare_ + changes_.changedShare(frame, *buffer));
+  noteChange(frame, *buffer);
   if (types && std::ranges::find(*types, webrtc::VideoFrameType::kVideoFrameKey) != types->end())
     keyFramePending_ = true;
   if (bitsPerSecond_ <= 0) return WEBRTC_VIDEO_CODEC_OK;
 
   const QuantizerControl::Time now = clock_();
-  link_->update(bitsPerSecond_, now);
-  if ((keyFramePending_ || changedShare_ >= kLargeChange) && !chooseSearch()) {
+  if (!chooseSearch(now)) {
     Release();
     return WEBRTC_VIDEO_CODEC_ERROR;
   }
   std::optional<int> quantizer = plan(now);
   if (!quantizer) return WEBRTC_VIDEO_CODEC_OK;
-  if (!encodeWith(*quantizer, frame, *buffer)) return WEBRTC_VIDEO_CODEC_ERROR;
-  if (const auto better =
-          control_->retryQuantizer(*quantizer, changedShare_, outputIsKey(), static_cast<double>(outputBytes()) * 8)) {
+  const int step = nextStep();
+  const auto source = sourceOf(buffer, step);
+  if (!encodeWith(*quantizer, frame, *source)) {
+    if (*quantizer >= kSafe) return WEBRTC_VIDEO_CODEC_ERROR;
+    quantizer = kSafe;
+    encoder_->Uninitialize();
+    if (!open() || !encodeWith(*quantizer, frame, *source)) return WEBRTC_VIDEO_CODEC_ERROR;
+  }
+  const auto bits = [this] { return static_cast<double>(outputBytes()) * 8; };
+  const auto better =
+      isPart_ ? std::nullopt : control_->retryQuantizer(*quantizer, pending_.change, outputIsKey(), bits());
+  if (better) {
     // The frame just encoded is discarded; only a key frame does not depend on it.
     quantizer = better;
     keyFramePending_ = true;
-    if (!encodeWith(*quantizer, frame, *buffer)) return WEBRTC_VIDEO_CODEC_ERROR;
+    if (!encodeWith(*quantizer, frame, *source)) return WEBRTC_VIDEO_CODEC_ERROR;
   }
   // OpenH264 skipped the frame: what it was to show, or to begin with, is left to the next one.
   if (outputBytes() == 0) return WEBRTC_VIDEO_CODEC_OK;
-  control_->encoded(*quantizer, changedShare_, outputIsKey(), static_cast<double>(outputBytes()) * 8);
-  lastEncoded_ = now;
-  changedShare_ = 0;
+  control_->encoded(*quantizer, pending_.change, outputIsKey() && !isPart_, bits());
+  if (step == pending_.scrolledBy) {
+    pending_ = {};
+  } else {
+    pending_.scrolledBy -= step;
+    pending_.longestScroll = 0;
+  }
+  lastSource_ = source;
+  lastStep_ = step;
   keyFramePending_ = false;
   deliver(frame);
   return WEBRTC_VIDEO_CODEC_OK;
 }
 
-// The quantizer of the next frame; empty if it is to be dropped.
+// Changes in dropped frames still have to be shown: they add up.
+void OpenH264Encoder::noteChange(const webrtc::VideoFrame& frame, const webrtc::I420BufferInterface& buffer) {
+  const webrtc::VideoFrame::UpdateRect rect = frame.update_rect();
+  if (!rect.IsEmpty()) pending_.area.Union(rect);
+  const auto shareOf = [&](const webrtc::VideoFrame::UpdateRect& part) {
+    const int blocks = (blocksIn(part.width) + 1) * (blocksIn(part.height) + 1);
+    return static_cast<double>(blocks) / (blocksIn(buffer.width()) * blocksIn(buffer.height()));
+  };
+  const double area = shareOf(rect);
+  const std::optional<int> scrolled = area < kLargeChange ? std::nullopt : changes_.scrolledBy(frame, buffer);
+  double share = changes_.changedShare(frame, buffer);
+  if (share == 0 && !rect.IsEmpty() && lastSource_ && !page_.isActive() && !sameColours(*lastSource_, buffer))
+    share = kOneBlock;
+  const double fresh = scrolled ? std::min(1.0, std::abs(*scrolled) / static_cast<double>(rect.height)) : 1;
+  QuantizerControl::Change& change = pending_.change;
+  change.share = std::min({1.0, change.share + share, std::max(share, shareOf(pending_.area))});
+  change.fresh = std::min(change.fresh + share * fresh, change.share);
+  pending_.largestFresh = std::max(pending_.largestFresh, share * fresh);
+  pending_.scrolledBy += scrolled.value_or(0);
+  pending_.longestScroll = std::max(pending_.longestScroll, std::abs(scrolled.value_or(0)));
+}
+
+// The encoder's mode for cameras finds what moves somewhat faster than before. When frames were dropped meanwhile,
+// the next few are made to catch up: a jump would cost as much as a new page. Returns by how many rows the content of
+// the next frame is to move.
+int OpenH264Encoder::nextStep() const {
+  const int distance = pending_.scrolledBy;
+  const int reach =
+      std::min(kMaxStep, kMoreRows + (lastStep_ * distance > 0 ? std::abs(lastStep_) / kMoreRows * kMoreRows : 0));
+  const bool far = !searchesFar() && !keyFramePending_ && !isPart_ && std::abs(distance) > std::max(reach, kNearRows);
+  if (!far || !lastSource_ || pending_.change.fresh > kNewPage * pending_.change.share) return distance;
+  return distance > 0 ? reach : -reach;
+}
+
+rtc::scoped_refptr<webrtc::I420BufferInterface> OpenH264Encoder::sourceOf(
+    const rtc::scoped_refptr<webrtc::I420BufferInterface>& buffer, int step) {
+  if (isPart_) return page_.source(*buffer);
+  const bool isRefinement = pending_.change.share == 0 && !keyFramePending_;
+  if (isRefinement && searchesFar() && !lastSourceIsTouched_) {
+    lastSourceIsTouched_ = true;
+    return touched(*buffer);
+  }
+  lastSourceIsTouched_ = false;
+  if (step == pending_.scrolledBy) return buffer;
+  return scrolledPartly(*lastSource_, *buffer, pending_.area.offset_y, pending_.area.offset_y + pending_.area.height,
+                        pending_.scrolledBy, step);
+}
+
 std::optional<int> OpenH264Encoder::plan(QuantizerControl::Time now) {
-  const bool tooSoon =
-      searchesFar() && changedShare_ > kSomeChange && now - lastEncoded_ < kSlowLinkInterval && !keyFramePending_;
-  return tooSoon ? std::nullopt : control_->plan(changedShare_, keyFramePending_, now);
+  isPart_ = false;
+  if (pending_.scrolledBy == 0 && (keyFramePending_ || pending_.largestFresh >= kNewPage)) return planPage(now);
+  if (page_.isActive()) {
+    if (pending_.change.share < kLargeChange) return planPart(now);
+    const double hidden = static_cast<double>(page_.hidden()) / page_.rows();
+    pending_.change.fresh = std::max(pending_.change.fresh, hidden);
+    pending_.change.share = std::max(pending_.change.share, hidden);
+    page_.end();
+  }
+  return control_->plan(pending_.change, keyFramePending_, now);
+}
+
+// The quantizer of the first frame of a new page.
+std::optional<int> OpenH264Encoder::planPage(QuantizerControl::Time now) {
+  const std::optional<int> quantizer = control_->plan(pending_.change, keyFramePending_, now);
+  if (!quantizer) return std::nullopt;
+  const bool follows = pageAt_ && now - *pageAt_ < kPageInterval;
+  pageAt_ = now;
+  page_.end();
+  if (*quantizer <= kReadable || follows) return quantizer;
+  page_.start(parameters_.iPicHeight);
+  control_->startPage(kReadable);
+  pending_.change = {};
+  showRows(control_->firstPartBudget() - kHiddenBits * page_.rows() * blocksIn(parameters_.iPicWidth));
+  return kReadable;
+}
+
+// The quantizer of the next part of a page.
+std::optional<int> OpenH264Encoder::planPart(QuantizerControl::Time now) {
+  const double budget = control_->nextPartBudget(now);
+  const int rows = page_.rows();
+  const int shown = pending_.area.IsEmpty()
+                        ? 0
+                        : page_.showArea(pending_.area.offset_y, pending_.area.offset_y + pending_.area.height);
+  pending_.change =
+      QuantizerControl::Change::whole(std::max(pending_.change.share, static_cast<double>(shown) / std::max(rows, 1)));
+  const double needed = control_->expectedFresh(pending_.change.share, kReadable);
+  if (pending_.area.IsEmpty() && !control_->isIdle() && budget < control_->expectedFresh(1.0 / rows, kReadable))
+    return std::nullopt;
+  if (page_.isActive()) showRows(budget - needed);
+  isPart_ = true;
+  return kReadable;
+}
+
+// Shows as many more rows of the page as `bits` suffice for.
+void OpenH264Encoder::showRows(double bits) {
+  const int rows = page_.rows();
+  const double each = control_->expectedFresh(1.0 / rows, kReadable);
+  const int shown = std::clamp(static_cast<int>(bits / each), pending_.area.IsEmpty() ? 1 : 0, page_.hidden());
+  page_.show(shown);
+  pending_.change =
+      QuantizerControl::Change::whole(std::min(1.0, pending_.change.share + static_cast<double>(shown) / rows));
+  isPart_ = true;
 }
 
 bool OpenH264Encoder::encodeWith(int quantizer, const webrtc::VideoFrame& frame,

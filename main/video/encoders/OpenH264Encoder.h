@@ -13,8 +13,8 @@
 #include <vector>
 
 #include "main/video/encoders/ChangeDetector.h"
+#include "main/video/encoders/PageReveal.h"
 #include "main/video/encoders/QuantizerControl.h"
-#include "main/video/encoders/SlowLinkDetector.h"
 
 namespace webrtc {
 class H264BitstreamParser;
@@ -59,9 +59,16 @@ class OpenH264Encoder final : public webrtc::VideoEncoder {
   };
 
   bool open();
-  bool chooseSearch();
+  void noteChange(const webrtc::VideoFrame& frame, const webrtc::I420BufferInterface& buffer);
+  bool chooseSearch(QuantizerControl::Time now);
   bool searchesFar() const { return parameters_.iUsageType == SCREEN_CONTENT_REAL_TIME; }
   std::optional<int> plan(QuantizerControl::Time now);
+  std::optional<int> planPage(QuantizerControl::Time now);
+  std::optional<int> planPart(QuantizerControl::Time now);
+  void showRows(double bits);
+  int nextStep() const;
+  rtc::scoped_refptr<webrtc::I420BufferInterface> sourceOf(
+      const rtc::scoped_refptr<webrtc::I420BufferInterface>& buffer, int step);
   bool encodeWith(int quantizer, const webrtc::VideoFrame& frame, const webrtc::I420BufferInterface& buffer);
   void deliver(const webrtc::VideoFrame& frame);
   bool outputIsKey() const { return output_.eFrameType == videoFrameTypeIDR; }
@@ -73,8 +80,6 @@ class OpenH264Encoder final : public webrtc::VideoEncoder {
   SEncParamExt parameters_{};
   // What OpenH264 made of the last frame; its bytes belong to the encoder.
   SFrameBSInfo output_{};
-  // Usage type for a link that is not slow.
-  EUsageType usage_ = CAMERA_VIDEO_REAL_TIME;
   // OpenH264 could not be opened with another usage type and keeps the one that it has.
   bool keepsUsage_ = false;
   // Reads the quantizers of the encoded frames; needs them in the order in which they are sent.
@@ -84,16 +89,31 @@ class OpenH264Encoder final : public webrtc::VideoEncoder {
   webrtc::EncodedImageCallback* callback_ = nullptr;
 
   double bitsPerSecond_ = 0;
-  // Both have a value while the encoder is open.
+  // Has a value while the encoder is open.
   std::optional<QuantizerControl> control_;
-  std::optional<SlowLinkDetector> link_;
   ChangeDetector changes_;
-  // Share of the frame that changed since the last encoded one.
-  double changedShare_ = 0;
+  // What changed since the last encoded frame: the shares, by how many pixel rows it moved up, and the area outside of
+  // which nothing has changed, not even a colour.
+  struct {
+    QuantizerControl::Change change;
+    int scrolledBy = 0;
+    int longestScroll = 0;    // Of one frame.
+    double largestFresh = 0;  // Of one frame.
+    webrtc::VideoFrame::UpdateRect area{0, 0, 0, 0};
+  } pending_;
+  // A new page on its way, and when the last one came.
+  PageReveal page_;
+  std::optional<QuantizerControl::Time> pageAt_;
+  // The planned frame is a part of it.
+  bool isPart_ = false;
+  // The picture that was encoded last, and by how many rows its content had moved.
+  rtc::scoped_refptr<webrtc::I420BufferInterface> lastSource_;
+  int lastStep_ = 0;
+  bool lastSourceIsTouched_ = false;
+  // When content moved further than the encoder's mode for cameras searches.
+  std::optional<QuantizerControl::Time> movedFar_;
   // Whether the next frame is to be a key frame.
   bool keyFramePending_ = true;
-  // When the last frame was encoded.
-  QuantizerControl::Time lastEncoded_{};
 };
 
 }  // namespace vantora

@@ -1,0 +1,74 @@
+#include "main/video/encoders/PageReveal.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+
+namespace vantora {
+namespace {
+
+constexpr int kBlock = 16;
+
+// Replaces each square of `side` within the rows from `top` to `bottom` by its mean.
+void flatten(uint8_t* plane, int stride, int width, int top, int bottom, int side) {
+  for (int y = top; y < bottom; y += side) {
+    const int height = std::min(side, bottom - y);
+    for (int x = 0; x < width; x += side) {
+      const int columns = std::min(side, width - x);
+      int sum = 0;
+      for (int row = 0; row < height; ++row) {
+        const uint8_t* at = plane + static_cast<std::ptrdiff_t>(y + row) * stride + x;
+        for (int column = 0; column < columns; ++column) sum += at[column];
+      }
+      const int mean = sum / (height * columns);
+      for (int row = 0; row < height; ++row) {
+        std::memset(plane + static_cast<std::ptrdiff_t>(y + row) * stride + x, mean, static_cast<size_t>(columns));
+      }
+    }
+  }
+}
+
+}  // namespace
+
+void PageReveal::start(int height) { hidden_.assign(static_cast<size_t>((height + kBlock - 1) / kBlock), true); }
+
+int PageReveal::hidden() const { return static_cast<int>(std::ranges::count(hidden_, true)); }
+
+void PageReveal::endIfShown() {
+  if (hidden() == 0) end();
+}
+
+void PageReveal::show(int rows) {
+  for (size_t row = 0; row < hidden_.size() && rows > 0; ++row) {
+    if (!hidden_[row]) continue;
+    hidden_[row] = false;
+    --rows;
+  }
+  endIfShown();
+}
+
+int PageReveal::showArea(int top, int bottom) {
+  int shown = 0;
+  for (int row = std::max(top, 0) / kBlock; row < rows() && row * kBlock < bottom; ++row) {
+    shown += hidden_[static_cast<size_t>(row)];
+    hidden_[static_cast<size_t>(row)] = false;
+  }
+  endIfShown();
+  return shown;
+}
+
+rtc::scoped_refptr<webrtc::I420BufferInterface> PageReveal::source(const webrtc::I420BufferInterface& page) {
+  buffer_ = webrtc::I420Buffer::Copy(page);
+  for (size_t row = 0; row < hidden_.size(); ++row) {
+    if (!hidden_[row]) continue;
+    const int top = static_cast<int>(row) * kBlock;
+    const int bottom = std::min(top + kBlock, page.height());
+    flatten(buffer_->MutableDataY(), buffer_->StrideY(), page.width(), top, bottom, kBlock);
+    const int chromaBottom = std::min((bottom + 1) / 2, buffer_->ChromaHeight());
+    flatten(buffer_->MutableDataU(), buffer_->StrideU(), buffer_->ChromaWidth(), top / 2, chromaBottom, kBlock / 2);
+    flatten(buffer_->MutableDataV(), buffer_->StrideV(), buffer_->ChromaWidth(), top / 2, chromaBottom, kBlock / 2);
+  }
+  return buffer_;
+}
+
+}  // namespace vantora
