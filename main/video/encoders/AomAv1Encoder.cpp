@@ -7,6 +7,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
+#include <utility>
 
 namespace vantora {
 namespace {
@@ -47,7 +49,7 @@ constexpr Control kControls[] = {
     {AV1E_SET_ENABLE_TPL_MODEL, 0},
     {AV1E_SET_DELTAQ_MODE, 0},
     {AV1E_SET_ENABLE_ORDER_HINT, 0},
-    {AV1E_SET_AQ_MODE, 3},
+    {AV1E_SET_AQ_MODE, 0},
     {AV1E_SET_CDF_UPDATE_MODE, 1},
     {AV1E_SET_ENABLE_OBMC, 0},
     {AV1E_SET_ENABLE_GLOBAL_MOTION, 0},
@@ -80,7 +82,7 @@ constexpr Control kControls[] = {
 
 }  // namespace
 
-AomAv1Encoder::AomAv1Encoder() = default;
+AomAv1Encoder::AomAv1Encoder(std::shared_ptr<const FrameControl> control) : control_(std::move(control)) {}
 
 AomAv1Encoder::~AomAv1Encoder() { Release(); }
 
@@ -162,25 +164,69 @@ int32_t AomAv1Encoder::Encode(const webrtc::VideoFrame& frame, const std::vector
       buffer->height() != static_cast<int>(config_.g_h)) {
     return WEBRTC_VIDEO_CODEC_ERR_PARAMETER;
   }
-  aom_image_t image{};
-  // libaom only reads from the planes.
-  if (!aom_img_wrap(&image, AOM_IMG_FMT_I420, config_.g_w, config_.g_h, 1, const_cast<uint8_t*>(buffer->DataY()))) {
-    return WEBRTC_VIDEO_CODEC_ENCODER_FAILURE;
-  }
-  image.planes[AOM_PLANE_Y] = const_cast<uint8_t*>(buffer->DataY());
-  image.planes[AOM_PLANE_U] = const_cast<uint8_t*>(buffer->DataU());
-  image.planes[AOM_PLANE_V] = const_cast<uint8_t*>(buffer->DataV());
-  image.stride[AOM_PLANE_Y] = buffer->StrideY();
-  image.stride[AOM_PLANE_U] = buffer->StrideU();
-  image.stride[AOM_PLANE_V] = buffer->StrideV();
-
   const bool key =
       types && std::find(types->begin(), types->end(), webrtc::VideoFrameType::kVideoFrameKey) != types->end();
+  if (!applyQuantizer()) return WEBRTC_VIDEO_CODEC_ENCODER_FAILURE;
+  const webrtc::I420BufferInterface& shown = *withKeptRows(*buffer, key);
+  aom_image_t image{};
+  // libaom only reads from the planes.
+  if (!aom_img_wrap(&image, AOM_IMG_FMT_I420, config_.g_w, config_.g_h, 1, const_cast<uint8_t*>(shown.DataY()))) {
+    return WEBRTC_VIDEO_CODEC_ENCODER_FAILURE;
+  }
+  image.planes[AOM_PLANE_Y] = const_cast<uint8_t*>(shown.DataY());
+  image.planes[AOM_PLANE_U] = const_cast<uint8_t*>(shown.DataU());
+  image.planes[AOM_PLANE_V] = const_cast<uint8_t*>(shown.DataV());
+  image.stride[AOM_PLANE_Y] = shown.StrideY();
+  image.stride[AOM_PLANE_U] = shown.StrideU();
+  image.stride[AOM_PLANE_V] = shown.StrideV();
+
   const auto duration = static_cast<unsigned long>(std::lround(kTicksPerSecond / framerate_));
   const aom_codec_err_t result = aom_codec_encode(&context_, &image, nextPts_, duration, key ? AOM_EFLAG_FORCE_KF : 0);
   nextPts_ += static_cast<aom_codec_pts_t>(duration);
   if (result != AOM_CODEC_OK) return WEBRTC_VIDEO_CODEC_ENCODER_FAILURE;
   return deliver(frame);
+}
+
+bool AomAv1Encoder::applyQuantizer() {
+  if (control_->quantizer < 0) return true;
+  const auto quantizer = static_cast<unsigned>(control_->quantizer);
+  if (config_.rc_min_quantizer == quantizer && config_.rc_max_quantizer == quantizer) return true;
+  config_.rc_min_quantizer = config_.rc_max_quantizer = quantizer;
+  return aom_codec_enc_config_set(&context_, &config_) == AOM_CODEC_OK;
+}
+
+// `buffer` with the rows that are not to be encoded as the viewer has them. (libaom's map of active blocks has no
+// effect at this speed.)
+const webrtc::I420BufferInterface* AomAv1Encoder::withKeptRows(const webrtc::I420BufferInterface& buffer, bool key) {
+  const int height = buffer.height();
+  const int top = std::clamp(control_->top, 0, height) / 2 * 2;
+  const int bottom = std::clamp(control_->bottom, top, height);
+  aom_image_t kept{};
+  if (key || (top == 0 && bottom == height) ||
+      aom_codec_control(&context_, AV1_GET_NEW_FRAME_IMAGE, &kept) != AOM_CODEC_OK) {
+    return &buffer;
+  }
+  if (!composed_ || composed_->width() != buffer.width() || composed_->height() != height)
+    composed_ = webrtc::I420Buffer::Create(buffer.width(), height);
+  const auto compose = [&](int plane, const uint8_t* from, int fromStride, uint8_t* to, int toStride, int width,
+                           int begin, int end, int rows) {
+    for (int row = 0; row < rows; ++row) {
+      const bool fresh = row >= begin && row < end;
+      std::memcpy(to + static_cast<std::ptrdiff_t>(row) * toStride,
+                  fresh ? from + static_cast<std::ptrdiff_t>(row) * fromStride
+                        : kept.planes[plane] + static_cast<std::ptrdiff_t>(row) * kept.stride[plane],
+                  static_cast<size_t>(width));
+    }
+  };
+  const int half = buffer.ChromaWidth();
+  const int chromaBottom = (bottom + 1) / 2;
+  compose(AOM_PLANE_Y, buffer.DataY(), buffer.StrideY(), composed_->MutableDataY(), composed_->StrideY(),
+          buffer.width(), top, bottom, height);
+  compose(AOM_PLANE_U, buffer.DataU(), buffer.StrideU(), composed_->MutableDataU(), composed_->StrideU(), half, top / 2,
+          chromaBottom, buffer.ChromaHeight());
+  compose(AOM_PLANE_V, buffer.DataV(), buffer.StrideV(), composed_->MutableDataV(), composed_->StrideV(), half, top / 2,
+          chromaBottom, buffer.ChromaHeight());
+  return composed_.get();
 }
 
 int32_t AomAv1Encoder::deliver(const webrtc::VideoFrame& frame) {

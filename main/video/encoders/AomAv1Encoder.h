@@ -2,15 +2,20 @@
 #pragma once
 
 #include <aom/aom_encoder.h>
+#include <api/video/i420_buffer.h>
 #include <api/video_codecs/video_encoder.h>
+
+#include <memory>
+
+#include "main/video/encoders/FrameControl.h"
 
 namespace vantora {
 
-// One layer, constant bit rate, tuned for screens (palette and screen-content tools). Thread: the
+// One layer, tuned for screens (palette and screen-content tools), each frame as `control` has it. Thread: the
 // library's encoder queue, which also owns it.
 class AomAv1Encoder final : public webrtc::VideoEncoder {
  public:
-  AomAv1Encoder();
+  explicit AomAv1Encoder(std::shared_ptr<const FrameControl> control);
   ~AomAv1Encoder() override;
   AomAv1Encoder(const AomAv1Encoder&) = delete;
   AomAv1Encoder& operator=(const AomAv1Encoder&) = delete;
@@ -25,8 +30,12 @@ class AomAv1Encoder final : public webrtc::VideoEncoder {
 
  private:
   bool applyControls(int threads);
+  bool applyQuantizer();
+  const webrtc::I420BufferInterface* withKeptRows(const webrtc::I420BufferInterface& buffer, bool key);
   int32_t deliver(const webrtc::VideoFrame& frame);
 
+  const std::shared_ptr<const FrameControl> control_;
+  rtc::scoped_refptr<webrtc::I420Buffer> composed_;
   aom_codec_ctx_t context_{};
   aom_codec_enc_cfg_t config_{};
   bool open_ = false;

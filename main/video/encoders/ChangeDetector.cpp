@@ -52,7 +52,9 @@ std::optional<int> ChangeDetector::scrolledBy(const webrtc::VideoFrame& frame,
 }
 
 double ChangeDetector::compare(const uint8_t* luma, int stride, int width, int height, const Area& area) {
+  rows_ = {};
   if (width != width_ || height != height_) {
+    rows_ = {0, height};
     width_ = width;
     height_ = height;
     last_.resize(static_cast<size_t>(width) * static_cast<size_t>(height));
@@ -87,7 +89,9 @@ double ChangeDetector::compare(const uint8_t* luma, int stride, int width, int h
       }
       std::memcpy(kept + left, row + left, rowSize);
     }
-    changed += static_cast<int>(std::ranges::count(differs, 1));
+    const auto inRow = static_cast<int>(std::ranges::count(differs, 1));
+    if (inRow > 0) rows_ = {changed > 0 ? rows_.top : (y - 1) / kBlock * kBlock, y};
+    changed += inRow;
   }
   return static_cast<double>(changed) / (blocksIn(width) * blocksIn(height));
 }

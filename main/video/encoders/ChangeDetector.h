@@ -23,6 +23,12 @@ class ChangeDetector {
     int height;
   };
 
+  // Rows of pixels, from `top` to before `bottom`.
+  struct Rows {
+    int top = 0;
+    int bottom = 0;
+  };
+
   // The share (0 to 1) of `frame`, with its pixels in `buffer`, that differs from the frame of the last call. If the
   // frame has an update rectangle, only that is read, unless the frame comes long after the last one. The rectangle is
   // relative to the previous frame from the library, whether that was encoded or not, so this must be called for every
@@ -40,11 +46,15 @@ class ChangeDetector {
     return compare(luma, stride, width, height, {0, 0, width, height});
   }
 
+  // The rows that contain all changes found by the last call, in whole blocks; empty when there were none.
+  Rows changedRows() const { return rows_; }
+
  private:
   Area changedArea(const webrtc::VideoFrame& frame, const webrtc::I420BufferInterface& buffer) const;
 
   ScrollDetector scroll_;
   std::vector<uint8_t> last_;
+  Rows rows_;
   int width_ = 0;
   int height_ = 0;
   std::optional<int64_t> lastUs_;  // Timestamp of the frame of the last changedShare().

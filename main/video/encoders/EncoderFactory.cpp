@@ -4,9 +4,9 @@
 #include <api/video_codecs/builtin_video_encoder_factory.h>
 
 #include "main/video/encoders/AomAv1Encoder.h"
-#include "main/video/encoders/FullRangeVp9Encoder.h"
 #include "main/video/encoders/OpenH264Encoder.h"
 #include "main/video/encoders/ScreenTunedEncoder.h"
+#include "main/video/encoders/VpxEncoders.h"
 
 namespace vantora {
 namespace {
@@ -37,17 +37,20 @@ class EncoderFactory final : public webrtc::VideoEncoderFactory {
 
   std::unique_ptr<webrtc::VideoEncoder> CreateVideoEncoder(const webrtc::SdpVideoFormat& format) override {
     std::unique_ptr<webrtc::VideoEncoder> encoder;
+    const auto control = std::make_shared<FrameControl>();
     if (isAv1(format)) {
-      encoder = std::make_unique<AomAv1Encoder>();
+      encoder = std::make_unique<AomAv1Encoder>(control);
+    } else if (absl::EqualsIgnoreCase(format.name, "VP8")) {
+      encoder = makeVp8Encoder(control);
     } else if (absl::EqualsIgnoreCase(format.name, "VP9")) {
-      encoder = makeFullRangeVp9Encoder(format);
+      encoder = makeVp9Encoder(format, control);
     } else if (absl::EqualsIgnoreCase(format.name, "H264")) {
       encoder = std::make_unique<OpenH264Encoder>(format, clock_);
     } else {
       encoder = builtin_->CreateVideoEncoder(format);
     }
     if (!encoder) return nullptr;
-    return std::make_unique<ScreenTunedEncoder>(std::move(encoder), request_);
+    return std::make_unique<ScreenTunedEncoder>(std::move(encoder), control, request_);
   }
 
  private:

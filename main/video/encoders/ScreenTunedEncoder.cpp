@@ -4,37 +4,36 @@
 #include <modules/video_coding/include/video_error_codes.h>
 
 #include <algorithm>
+#include <cstring>
 #include <utility>
 
 namespace vantora {
 namespace {
 
-// The coarsest quantizer of VP8 and VP9. The library stops at 56 and drops frames instead: scrolling text at 1080p then
-// runs at a few frames per second.
-constexpr unsigned kCoarsestVpxQuantizer = 63;
-
-// A frame is dropped while earlier ones need more than kMaxWaiting seconds to be sent. Exception: moving text with an
-// encoder of short motion search is encoded once kNearbyUs have passed, up to kMaxWaitingMoving seconds of waiting.
-constexpr double kMaxWaiting = 0.06;
-constexpr int64_t kNearbyUs = 80'000;
-constexpr double kMaxWaitingMoving = 2.5;
+// The coarsest quantizer of VP8 and VP9. The library stops at 56.
+constexpr unsigned kCoarsestVpxQuantizer = ScreenRateControl::kCoarsest;
+// The finest useful ones. VP9 and AV1 would be lossless at 0.
+constexpr int kFinestVp8Quantizer = 0;
+constexpr int kFinestQuantizer = 2;
 // A key frame counts as still being sent while it needs more than this many seconds.
 constexpr double kStillBeingSent = 0.15;
-// A frame with a smaller share of changes is only a refinement.
-constexpr double kLargeChange = 0.1;
-// Maximum time to send one frame, in seconds.
-constexpr double kMaxSeconds = 0.5;
-// A frame is encoded again only if that makes it smaller by this factor.
-constexpr double kWorthAgain = 1.2;
-// A rate in bits per second at which every frame gets the coarsest quantizer.
-constexpr uint32_t kLowestRate = 30'000;
-
-// Bounds of the frame rate that is set in encoders, in frames per second.
-constexpr double kSlowest = 4;
-constexpr double kSlowestMoving = 12;
-constexpr double kFastest = 120;
+// What a key frame shows of stripes that follow later.
+constexpr int kGrey = 126;
+constexpr int kNoColour = 128;
+// Encoders start threads with their first frames.
+constexpr int kFirstFrames = 3;
 
 }  // namespace
+
+ScreenTunedEncoder::ScreenTunedEncoder(std::unique_ptr<webrtc::VideoEncoder> encoder,
+                                       std::shared_ptr<FrameControl> control,
+                                       std::shared_ptr<const KeyFrameRequest> request,
+                                       std::function<double()> cpuSeconds)
+    : encoder_(std::move(encoder)),
+      control_(std::move(control)),
+      request_(std::move(request)),
+      cpuSeconds_(cpuSeconds ? std::move(cpuSeconds) : [this] { return cpu_.seconds(); }),
+      answeredRequests_(request_->count()) {}
 
 void ScreenTunedEncoder::SetFecControllerOverride(webrtc::FecControllerOverride* override) {
   encoder_->SetFecControllerOverride(override);
@@ -48,19 +47,29 @@ int ScreenTunedEncoder::InitEncode(const webrtc::VideoCodec* codec, const Settin
     for (webrtc::SimulcastStream& stream : tuned.simulcastStream) stream.qpMax = kCoarsestVpxQuantizer;
     for (webrtc::SpatialLayer& layer : tuned.spatialLayers) layer.qpMax = kCoarsestVpxQuantizer;
   }
-  // Encoders drop frames in a row, without regard to their content; text that scrolls meanwhile is then out of range of
-  // the motion search.
-  dropsFrames_ = tuned.codecType != webrtc::kVideoCodecH264;
-  shortMotionSearch_ = tuned.codecType == webrtc::kVideoCodecVP8;
-  if (dropsFrames_) tuned.SetFrameDropEnabled(false);
+  *control_ = {};
+  rate_.reset();
+  if (tuned.codecType != webrtc::kVideoCodecH264) {
+    // Encoders drop frames in a row, without regard to their content; text that scrolls meanwhile is then out of range
+    // of the motion search.
+    tuned.SetFrameDropEnabled(false);
+    const bool isVp8 = tuned.codecType == webrtc::kVideoCodecVP8;
+    rate_.emplace(tuned.width, tuned.height, isVp8 ? kFinestVp8Quantizer : kFinestQuantizer, isVp8);
+    rate_->setRate(tuned.startBitrate * 1000.0);
+  }
+  firstPending_ = true;
   queued_ = {};
   changes_ = {};
-  changedShare_ = 0;
-  coarseKeyBits_ = 0;
   keyFrameQueued_ = {};
   queued_.setRate(tuned.startBitrate * 1000.0);
-  encodedUs_.reset();
-  return encoder_->InitEncode(&tuned, settings);
+  load_ = EncoderLoad(settings.number_of_cores);
+  framesTimed_ = 0;
+  unseen_.reset();
+  cpu_.reset();
+  cpu_.beforeStart();
+  const int result = encoder_->InitEncode(&tuned, settings);
+  cpu_.afterStart();
+  return result;
 }
 
 int32_t ScreenTunedEncoder::RegisterEncodeCompleteCallback(webrtc::EncodedImageCallback* callback) {
@@ -70,11 +79,9 @@ int32_t ScreenTunedEncoder::RegisterEncodeCompleteCallback(webrtc::EncodedImageC
 
 webrtc::EncodedImageCallback::Result ScreenTunedEncoder::OnEncodedImage(const webrtc::EncodedImage& image,
                                                                         const webrtc::CodecSpecificInfo* info) {
-  if (holds_) {
-    held_.push_back({image, info ? std::optional(*info) : std::nullopt});
-    return Result(Result::OK);
-  }
-  queued_.add(static_cast<double>(image.size()) * 8);
+  const double bits = static_cast<double>(image.size()) * 8;
+  encodedBits_ += bits;
+  queued_.add(bits);
   if (image._frameType == webrtc::VideoFrameType::kVideoFrameKey) {
     answeredRequests_ = seenRequests_;
     keyFrameQueued_ = queued_;
@@ -88,91 +95,103 @@ int32_t ScreenTunedEncoder::Release() { return encoder_->Release(); }
 
 int32_t ScreenTunedEncoder::Encode(const webrtc::VideoFrame& frame, const std::vector<webrtc::VideoFrameType>* types) {
   const int64_t now = frame.timestamp_us();
-  const double waiting = queued_.seconds(now);
-  seenRequests_ = request_->count();
-  // A key frame is for a viewer that missed the beginning of one; packets lost from one that is still being sent are
-  // retransmitted on request.
-  const bool stillBeingSent = keyFrameQueued_.seconds(now) > kStillBeingSent;
-  if (stillBeingSent) answeredRequests_ = seenRequests_;
-  const bool asked = types && std::ranges::find(*types, webrtc::VideoFrameType::kVideoFrameKey) != types->end();
-  const bool key = (asked || seenRequests_ != answeredRequests_) && !stillBeingSent;
-  if (dropsFrames_) {
+  const bool key = isKeyFrameDue(now, types);
+  if (rate_) {
     const auto buffer = frame.video_frame_buffer()->ToI420();
     if (!buffer) {
       changes_ = {};  // The next frame's update rectangle will be relative to this frame.
       return WEBRTC_VIDEO_CODEC_ERR_PARAMETER;
     }
-    changedShare_ = std::min(1.0, changedShare_ + changes_.changedShare(frame, *buffer));
-    if (!key && shouldDrop(waiting, now)) {
-      callback_->OnDroppedFrame(DropReason::kDroppedByEncoder);
-      return WEBRTC_VIDEO_CODEC_OK;
-    }
-    reportElapsedTime(now);
+    const double share = changes_.changedShare(frame, *buffer);
+    rate_->noteChange(share, changes_.changedRows().top, changes_.changedRows().bottom);
   }
-  const std::vector<webrtc::VideoFrameType> wanted(
-      types ? types->size() : 1,
-      key ? webrtc::VideoFrameType::kVideoFrameKey : webrtc::VideoFrameType::kVideoFrameDelta);
-  return encodeWithinLimit(frame, &wanted);
+  webrtc::VideoFrame::UpdateRect rect = frame.update_rect();  // The whole frame when there is none.
+  if (unseen_) rect.Union(*unseen_);
+  if (!load_.isDue(now) && !key) {
+    unseen_ = rect;
+    return leaveOut();
+  }
+  const size_t count = types ? types->size() : 1;
+  if (rate_) return encodePlanned(frame, key, count);
+  if (!std::exchange(unseen_, std::nullopt)) return encodeTimed(frame, key, count);
+  webrtc::VideoFrame whole = frame;
+  whole.set_update_rect(rect);
+  return encodeTimed(whole, key, count);
 }
 
-bool ScreenTunedEncoder::shouldDrop(double waiting, int64_t nowUs) const {
-  if (waiting <= kMaxWaiting) return false;
-  // Text that has moved too far is not found by motion search and costs as much as a new page, which takes even longer.
-  const bool movesOn =
-      shortMotionSearch_ && changedShare_ >= kLargeChange && encodedUs_ && nowUs - *encodedUs_ >= kNearbyUs;
-  return !movesOn || waiting > kMaxWaitingMoving;
+// A key frame is for a viewer that missed the beginning of one; packets lost from one that is still being sent are
+// retransmitted on request.
+bool ScreenTunedEncoder::isKeyFrameDue(int64_t nowUs, const std::vector<webrtc::VideoFrameType>* types) {
+  (void)queued_.seconds(nowUs);
+  seenRequests_ = request_->count();
+  const bool stillBeingSent = keyFrameQueued_.seconds(nowUs) > kStillBeingSent;
+  if (stillBeingSent) answeredRequests_ = seenRequests_;
+  const bool asked = types && std::ranges::find(*types, webrtc::VideoFrameType::kVideoFrameKey) != types->end();
+  return firstPending_ || ((asked || seenRequests_ != answeredRequests_) && !stillBeingSent);
 }
 
-// The encoder's rate control does not expect an entirely new page: a frame that would keep the link busy for longer
-// than kMaxSeconds is discarded and replaced by a coarse key frame, which does not depend on it.
-int32_t ScreenTunedEncoder::encodeWithinLimit(const webrtc::VideoFrame& frame,
-                                              const std::vector<webrtc::VideoFrameType>* types) {
-  if (!dropsFrames_) return encoder_->Encode(frame, types);
-  holds_ = true;
-  int32_t result = encoder_->Encode(frame, types);
-  double bits = 0;
-  for (const Encoded& each : held_) bits += static_cast<double>(each.image.size()) * 8;
-  const bool key = !held_.empty() && held_.front().image._frameType == webrtc::VideoFrameType::kVideoFrameKey;
-  if (result == WEBRTC_VIDEO_CODEC_OK && (key || changedShare_ >= kLargeChange) && isTooLarge(bits)) {
-    held_.clear();
-    RateControlParameters low = rates_;
-    low.bitrate = webrtc::VideoBitrateAllocation();
-    low.bitrate.SetBitrate(0, 0, kLowestRate);
-    encoder_->SetRates(low);
-    const std::vector<webrtc::VideoFrameType> keys(types ? types->size() : 1, webrtc::VideoFrameType::kVideoFrameKey);
-    result = encoder_->Encode(frame, &keys);
-    encoder_->SetRates(rates_);
-    coarseKeyBits_ = 0;
-    for (const Encoded& each : held_) coarseKeyBits_ += static_cast<double>(each.image.size()) * 8;
+int32_t ScreenTunedEncoder::leaveOut() {
+  callback_->OnDroppedFrame(DropReason::kDroppedByEncoder);
+  return WEBRTC_VIDEO_CODEC_OK;
+}
+
+int32_t ScreenTunedEncoder::encodePlanned(const webrtc::VideoFrame& frame, bool key, size_t types) {
+  const auto plan = rate_->plan(frame.timestamp_us(), key);
+  if (!plan) return leaveOut();
+  const bool allRows = key || (plan->first == 0 && plan->end == rate_->stripes());
+  *control_ = {};
+  control_->quantizer = plan->quantizer;
+  if (!allRows) {
+    control_->top = plan->first * ScreenRateControl::kStripe;
+    control_->bottom = plan->end * ScreenRateControl::kStripe;
   }
-  holds_ = false;
-  changedShare_ = 0;
-  for (const Encoded& each : std::exchange(held_, {}))
-    (void)OnEncodedImage(each.image, each.info ? &*each.info : nullptr);
+  encodedBits_ = 0;
+  const bool partOfKey = key && plan->end < rate_->stripes();
+  const int32_t result = encodeTimed(partOfKey ? withoutStripes(frame, *plan) : frame, key, types);
+  // Without bits the encoder left the frame out: what it was to show is left to the next one.
+  if (encodedBits_ > 0) rate_->encoded(encodedBits_);
   return result;
 }
 
-bool ScreenTunedEncoder::isTooLarge(double bits) const {
-  return bits > kMaxSeconds * rates_.bitrate.get_sum_bps() && bits > kWorthAgain * coarseKeyBits_;
+int32_t ScreenTunedEncoder::encodeTimed(const webrtc::VideoFrame& frame, bool key, size_t types) {
+  const std::vector<webrtc::VideoFrameType> wanted(
+      types, key ? webrtc::VideoFrameType::kVideoFrameKey : webrtc::VideoFrameType::kVideoFrameDelta);
+  const bool maybeStarts = key || framesTimed_ < kFirstFrames;
+  ++framesTimed_;
+  if (maybeStarts) cpu_.beforeStart();
+  const double before = cpuSeconds_();
+  const int32_t result = encoder_->Encode(frame, &wanted);
+  if (maybeStarts) cpu_.afterStart();
+  load_.encoded(frame.timestamp_us(), std::max(cpuSeconds_() - before, 0.0), key);
+  if (result == WEBRTC_VIDEO_CODEC_OK) firstPending_ = false;
+  return result;
 }
 
-// The encoders' rate controls assume that each frame lasts one interval of the frame rate. Screens change at any time:
-// the bits of a pause would be lost, and those of dropped frames as well.
-void ScreenTunedEncoder::reportElapsedTime(int64_t nowUs) {
-  if (encodedUs_ && rates_.bitrate.get_sum_bps() > 0) {
-    RateControlParameters rates = rates_;
-    const double slowest = changedShare_ >= kLargeChange ? kSlowestMoving : kSlowest;
-    rates.framerate_fps =
-        std::clamp(1e6 / static_cast<double>(std::max<int64_t>(nowUs - *encodedUs_, 1)), slowest, kFastest);
-    encoder_->SetRates(rates);
-  }
-  encodedUs_ = nowUs;
+// A key frame with all of a page takes a slow link most of a second. The rows after `plan` are grey until their turn.
+webrtc::VideoFrame ScreenTunedEncoder::withoutStripes(const webrtc::VideoFrame& frame,
+                                                      const ScreenRateControl::Plan& plan) {
+  const auto from = frame.video_frame_buffer()->ToI420();
+  const auto part = webrtc::I420Buffer::Copy(*from);
+  const int top = std::min(plan.end * ScreenRateControl::kStripe, part->height());
+  const auto fill = [](uint8_t* plane, int stride, int first, int end, int value) {
+    if (end > first) {
+      std::memset(plane + static_cast<std::ptrdiff_t>(first) * stride, value,
+                  static_cast<size_t>(end - first) * static_cast<size_t>(stride));
+    }
+  };
+  fill(part->MutableDataY(), part->StrideY(), top, part->height(), kGrey);
+  fill(part->MutableDataU(), part->StrideU(), top / 2, part->ChromaHeight(), kNoColour);
+  fill(part->MutableDataV(), part->StrideV(), top / 2, part->ChromaHeight(), kNoColour);
+  webrtc::VideoFrame whole = frame;
+  whole.set_video_frame_buffer(part);
+  return whole;
 }
 
 void ScreenTunedEncoder::SetRates(const RateControlParameters& parameters) {
-  rates_ = parameters;
-  queued_.setRate(parameters.bitrate.get_sum_bps());
-  keyFrameQueued_.setRate(parameters.bitrate.get_sum_bps());
+  const double rate = parameters.bitrate.get_sum_bps();
+  queued_.setRate(rate);
+  keyFrameQueued_.setRate(rate);
+  if (rate_) rate_->setRate(rate);
   encoder_->SetRates(parameters);
 }
 

@@ -14,9 +14,9 @@ class FramePacer {
  public:
   using Time = std::chrono::nanoseconds;  // Since any fixed instant.
   static constexpr Time kForever = Time::max();
-  // Number and interval of repeats after a change. A slow link takes seconds to send a page, and the encoders send
-  // it in parts.
-  static constexpr int kBurstLength = 40;
+  // Number and interval of repeats after a change. A slow link takes several seconds until a page is sharp, and the
+  // encoders send it in parts; one that has nothing left to send ignores the rest.
+  static constexpr int kBurstLength = 60;
   static constexpr Time kBurstStep = std::chrono::milliseconds(100);
   // Number and interval of the repeats of a still screen after that.
   static constexpr int kStillRepeats = 6;

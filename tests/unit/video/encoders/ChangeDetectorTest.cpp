@@ -156,6 +156,19 @@ TEST_F(ChangeDetectorFrameTest, readsTheUpdateRectangleOnly) {
   EXPECT_EQ(shareAt(5900), 0);
 }
 
+TEST_F(ChangeDetectorFrameTest, namesTheRowsThatChanged) {
+  const auto rows = [this] { return std::pair(changes_.changedRows().top, changes_.changedRows().bottom); };
+  const auto compare = [this] { changes_.compare(buffer_->DataY(), buffer_->StrideY(), 64, 64); };
+  compare();
+  EXPECT_EQ(rows(), std::pair(0, 64)) << "the first frame";
+  compare();
+  EXPECT_EQ(rows(), std::pair(0, 0));
+  ++buffer_->MutableDataY()[20 * buffer_->StrideY()];
+  ++buffer_->MutableDataY()[47 * buffer_->StrideY() + 63];
+  compare();
+  EXPECT_EQ(rows(), std::pair(16, 48));
+}
+
 // The library may have dropped a frame in between with its rectangle.
 TEST_F(ChangeDetectorFrameTest, readsAllOfAFrameThatComesASecondAfterTheLastOne) {
   EXPECT_EQ(shareAt(0), 1);

@@ -1,4 +1,5 @@
-// Which frames ScreenTunedEncoder drops, discards and passes on, with a fake encoder that makes frames of any size.
+// Which frames ScreenTunedEncoder leaves out and which it encodes, with a fake encoder that makes frames of any size in
+// any time.
 #include <api/video/i420_buffer.h>
 #include <api/video/video_frame.h>
 #include <api/video_codecs/video_codec.h>
@@ -7,8 +8,10 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 #include "main/video/encoders/ScreenTunedEncoder.h"
+#include "tests/fakes/Timeout.h"
 
 namespace vantora {
 namespace {
@@ -29,17 +32,20 @@ constexpr size_t bytesOf(double seconds) { return static_cast<size_t>(seconds * 
 struct Script {
   size_t delta = bytesOf(0.001);
   size_t key = bytesOf(0.001);
-  // Of a key frame at a rate of at most 30 kbit/s.
-  size_t coarseKey = bytesOf(0.16);
+  double cpu = 0.001;  // Seconds for a frame.
 
   bool dropsFrames = false;
-  std::vector<webrtc::VideoEncoder::RateControlParameters> rates;
+  double cpuUsed = 0;
   std::vector<bool> keys;  // Of each frame: whether it was to be a key frame.
+  std::vector<FrameControl> controls;
+  std::vector<Rect> rects;
+  rtc::scoped_refptr<webrtc::I420BufferInterface> last;
 };
 
 class ScriptedEncoder final : public webrtc::VideoEncoder {
  public:
-  explicit ScriptedEncoder(std::shared_ptr<Script> script) : script_(std::move(script)) {}
+  ScriptedEncoder(std::shared_ptr<Script> script, std::shared_ptr<const FrameControl> control)
+      : script_(std::move(script)), control_(std::move(control)) {}
 
   int InitEncode(const webrtc::VideoCodec* codec, const Settings&) override {
     script_->dropsFrames = codec->GetFrameDropEnabled();
@@ -53,21 +59,25 @@ class ScriptedEncoder final : public webrtc::VideoEncoder {
   int32_t Encode(const webrtc::VideoFrame& frame, const std::vector<FrameType>* types) override {
     const bool key = types && std::ranges::find(*types, FrameType::kVideoFrameKey) != types->end();
     script_->keys.push_back(key);
-    const bool coarse = script_->rates.back().bitrate.get_sum_bps() <= 30'000;
+    script_->controls.push_back(*control_);
+    script_->rects.push_back(frame.update_rect());
+    script_->last = frame.video_frame_buffer()->ToI420();
+    script_->cpuUsed += script_->cpu;
+    const size_t bytes = key ? script_->key : script_->delta;
+    if (bytes == 0) return WEBRTC_VIDEO_CODEC_OK;
     webrtc::EncodedImage image;
-    image.SetEncodedData(webrtc::EncodedImageBuffer::Create(!key     ? script_->delta
-                                                            : coarse ? script_->coarseKey
-                                                                     : script_->key));
+    image.SetEncodedData(webrtc::EncodedImageBuffer::Create(bytes));
     image._frameType = key ? FrameType::kVideoFrameKey : FrameType::kVideoFrameDelta;
     image.SetTimestamp(frame.timestamp());
     callback_->OnEncodedImage(image, nullptr);
     return WEBRTC_VIDEO_CODEC_OK;
   }
-  void SetRates(const RateControlParameters& parameters) override { script_->rates.push_back(parameters); }
+  void SetRates(const RateControlParameters&) override {}
   EncoderInfo GetEncoderInfo() const override { return {}; }
 
  private:
   std::shared_ptr<Script> script_;
+  std::shared_ptr<const FrameControl> control_;
   webrtc::EncodedImageCallback* callback_ = nullptr;
 };
 
@@ -93,7 +103,9 @@ void PrintTo(const Out::Frame& frame, std::ostream* out) {
 class FrameDropTest : public testing::TestWithParam<Codec> {
  protected:
   void open(Codec type) {
-    encoder_ = std::make_unique<ScreenTunedEncoder>(std::make_unique<ScriptedEncoder>(script_), request_);
+    const auto control = std::make_shared<FrameControl>();
+    encoder_ = std::make_unique<ScreenTunedEncoder>(std::make_unique<ScriptedEncoder>(script_, control), control,
+                                                    request_, [script = script_] { return script->cpuUsed; });
     openAgain(type);
   }
   void openAgain(Codec type) {
@@ -139,7 +151,6 @@ class FrameDropTest : public testing::TestWithParam<Codec> {
     script_->key = bytesOf(seconds);
     ASSERT_TRUE(encode(0, 1, true));
   }
-  double toldFps() const { return script_->rates.back().framerate_fps; }
 
   std::shared_ptr<Script> script_ = std::make_shared<Script>();
   std::shared_ptr<KeyFrameRequest> request_ = std::make_shared<KeyFrameRequest>();
@@ -162,106 +173,70 @@ TEST_P(FrameDropTest, leavesFramesOutWhileTheLinkIsBusyButNoKeyFrame) {
   EXPECT_EQ(out_.dropped, 2);
   EXPECT_EQ(script_->keys.size(), 1U) << "the encoder never saw them";
   EXPECT_TRUE(encode(140, 0, true));
-  EXPECT_FALSE(encode(339, 0.02)) << "0.2 s more, from 0.06 s on";
+  EXPECT_FALSE(encode(279, 0.02)) << "0.2 s more, from 0.06 s on";
   EXPECT_TRUE(encode(341, 0.02));
   EXPECT_EQ(out_.dropped, 3);
 }
 
-TEST_P(FrameDropTest, replacesAFrameThatIsMuchTooLargeByACoarseKeyFrame) {
+TEST_P(FrameDropTest, beginsWithAKeyFrameThatNobodyAskedFor) {
   open(GetParam());
-  first(0.1);
-  script_->delta = bytesOf(0.8);
-  ASSERT_TRUE(encode(1000, 1));
-  EXPECT_EQ(script_->keys, (std::vector<bool>{true, false, true}));
-  ASSERT_EQ(out_.frames.size(), 2U) << "only the second one gets out";
-  EXPECT_EQ(out_.frames.back(), (Out::Frame{true, script_->coarseKey}));
-  EXPECT_EQ(script_->rates.back().bitrate.get_sum_bps(), kRate) << "the rate is what it was";
-  EXPECT_FALSE(encode(1080, 0.05)) << "0.16 s wait, not 0.96 and not 0";
-  EXPECT_TRUE(encode(1101, 0.05));
+  ASSERT_TRUE(encode(0, 1));
+  EXPECT_TRUE(out_.frames.back().key);
 }
 
-TEST_P(FrameDropTest, replacesAKeyFrameThatIsMuchTooLarge) {
-  open(GetParam());
-  first(0.8);
-  EXPECT_EQ(out_.frames, (std::vector<Out::Frame>{{true, script_->coarseKey}}));
-}
-
-TEST_P(FrameDropTest, keepsALargeFrameThatIsNoSmallerAsACoarseKeyFrame) {
-  open(GetParam());
-  script_->coarseKey = bytesOf(0.9);
-  first(1.2);
-  ASSERT_EQ(out_.frames.back().bytes, script_->coarseKey);
-  script_->delta = bytesOf(1.0);
-  ASSERT_TRUE(encode(10'000, 1));
-  EXPECT_EQ(out_.frames.back(), (Out::Frame{false, script_->delta}));
-  EXPECT_EQ(script_->keys.size(), 3U);
-}
-
-TEST_P(FrameDropTest, keepsAFrameInWhichLittleChanged) {
-  open(GetParam());
-  first(0.1);
-  script_->delta = bytesOf(5);
-  ASSERT_TRUE(encode(1000, 0.05));
-  EXPECT_EQ(out_.frames.back(), (Out::Frame{false, script_->delta}));
-}
-
-TEST_P(FrameDropTest, countsWhatFramesThatWereLeftOutChanged) {
-  open(GetParam());
-  first(0.2);
-  script_->delta = bytesOf(0.8);
-  EXPECT_FALSE(encode(66, 1));
-  ASSERT_TRUE(encode(1000, 0.01));
-  EXPECT_EQ(out_.frames.back(), (Out::Frame{true, script_->coarseKey}));
-}
-
-TEST_P(FrameDropTest, searchesForChangesWhereTheFrameSaysThatTheyAre) {
-  open(GetParam());
-  first(0.1);
-  script_->delta = bytesOf(0.8);
-  ASSERT_TRUE(encode(800, 1, false, Rect{0, 0, 0, 0}));
-  EXPECT_EQ(out_.frames.back(), (Out::Frame{false, script_->delta})) << "nothing changed";
-  ASSERT_TRUE(encode(1600, 1, false, Rect{0, 0, kBlock, kSide}));
-  EXPECT_EQ(out_.frames.back(), (Out::Frame{true, script_->coarseKey})) << "a tenth did";
-}
-
-TEST_P(FrameDropTest, countsWhatFramesThatWereLeftOutSaidToHaveChanged) {
-  open(GetParam());
-  first(0.2);
-  script_->delta = bytesOf(0.8);
-  EXPECT_FALSE(encode(66, 1, false, Rect{0, 0, kSide, kSide}));
-  ASSERT_TRUE(encode(1000, 0.01, false, Rect{0, 0, kBlock, kBlock}));
-  EXPECT_EQ(out_.frames.back(), (Out::Frame{true, script_->coarseKey}));
-}
-
-TEST_P(FrameDropTest, tellsTheTimeSinceTheLastFrameAsTheFrameRate) {
+TEST_P(FrameDropTest, encodesOnlyTheStripesOfASmallChange) {
   open(GetParam());
   first(0.001);
-  encode(100, 0.05);
-  EXPECT_DOUBLE_EQ(toldFps(), 10);
-  encode(102, 0.05);
-  EXPECT_DOUBLE_EQ(toldFps(), 120);
-  encode(102, 0.05);
-  EXPECT_DOUBLE_EQ(toldFps(), 120);
-  encode(1102, 0.05);
-  EXPECT_DOUBLE_EQ(toldFps(), 4);
-  encode(2102, 0.5);
-  EXPECT_DOUBLE_EQ(toldFps(), 12);
-  EXPECT_EQ(script_->rates.back().bitrate.get_sum_bps(), kRate);
-  script_->key = bytesOf(0.1);
-  encode(2202, 0, true);
-  EXPECT_FALSE(encode(2212, 0.02)) << "left out";
-  encode(2327, 0.02);
-  EXPECT_DOUBLE_EQ(toldFps(), 8);
+  ASSERT_TRUE(encode(200, 0.03));
+  EXPECT_EQ(script_->controls.back().top, 0);
+  EXPECT_EQ(script_->controls.back().bottom, ScreenRateControl::kStripe);
 }
 
-TEST_P(FrameDropTest, passesAZeroRateOnUnchanged) {
+TEST_P(FrameDropTest, encodesNothingOnceTheViewerHasItAll) {
   open(GetParam());
   first(0.001);
-  setRate(0);
-  const size_t told = script_->rates.size();
-  encode(5000, 0);
-  EXPECT_EQ(script_->rates.size(), told);
-  EXPECT_EQ(script_->rates.back().bitrate.get_sum_bps(), 0U);
+  int64_t ms = 100;
+  testloop::Timeout timeout;
+  for (; encode(ms, 0); ms += 100) ASSERT_FALSE(timeout.isOver());
+  const size_t before = script_->keys.size();
+  for (int i = 0; i < 10; ++i) EXPECT_FALSE(encode(ms += 100, 0));
+  EXPECT_EQ(script_->keys.size(), before);
+  EXPECT_TRUE(encode(ms += 100, 0, true)) << "but for a viewer that has just joined";
+  EXPECT_TRUE(encode(ms += 100, 0.02));
+}
+
+TEST_P(FrameDropTest, showsAgainWhatTheEncoderDropped) {
+  open(GetParam());
+  first(0.001);
+  script_->delta = 0;
+  EXPECT_FALSE(encode(100, 1));
+  script_->delta = bytesOf(0.001);
+  ASSERT_TRUE(encode(200, 0));
+  EXPECT_EQ(script_->controls.back().bottom, std::numeric_limits<int>::max()) << "all of it";
+}
+
+TEST_P(FrameDropTest, fillsWhatAKeyFrameHasNoTimeForWithGrey) {
+  open(GetParam());
+  setRate(10'000);
+  ASSERT_TRUE(encode(0, 1, true));
+  const auto& last = *script_->last;
+  EXPECT_EQ(last.DataY()[0], page_->DataY()[0]);
+  EXPECT_EQ(last.DataY()[(kSide - 1) * last.StrideY()], 126);
+  EXPECT_EQ(page_->DataY()[(kSide - 1) * page_->StrideY()], 0) << "the source's frame stays as it was";
+  ASSERT_TRUE(encode(2000, 0));
+  EXPECT_EQ(script_->controls.back().top, ScreenRateControl::kStripe) << "the next stripe follows";
+}
+
+TEST_P(FrameDropTest, leavesFramesOutEvenlyThatTakeTooMuchOfTheProcessor) {
+  open(GetParam());
+  script_->cpu = 0.025;  // Every second of 60 a second fits into the share of two cores.
+  std::vector<int> encoded;
+  for (int i = 0; i < 120; ++i) {
+    if (encode(i * 1000 / 60, 1)) encoded.push_back(i);
+  }
+  const auto steady = std::ranges::find_if(encoded, [](int i) { return i > 30; });
+  ASSERT_GT(encoded.end() - steady, 40);
+  for (auto each = steady + 1; each != encoded.end(); ++each) EXPECT_EQ(*each - each[-1], 2) << *each;
 }
 
 TEST_P(FrameDropTest, takesAKeyFrameThatIsStillBeingSentAsARequestGranted) {
@@ -307,54 +282,6 @@ INSTANTIATE_TEST_SUITE_P(Codecs, FrameDropTest,
                          testing::Values(Codec::kVideoCodecVP8, Codec::kVideoCodecVP9, Codec::kVideoCodecAV1),
                          [](const auto& each) { return std::string(webrtc::CodecTypeToPayloadString(each.param)); });
 
-TEST_F(FrameDropTest, letsTextThatMovesThroughToVp8After80Milliseconds) {
-  open(Codec::kVideoCodecVP8);
-  first(0.4);
-  EXPECT_FALSE(encode(66, 1));
-  EXPECT_FALSE(encode(79, 1));
-  EXPECT_TRUE(encode(80, 1));
-  EXPECT_FALSE(encode(150, 0.05)) << "not at once again";
-  EXPECT_FALSE(encode(165, 0.02)) << "nor what is no text that moves";
-  EXPECT_TRUE(encode(170, 0.2));
-}
-
-TEST_F(FrameDropTest, knowsTheKeyFrameThatIsStillBeingSentBehindTextThatMoves) {
-  open(Codec::kVideoCodecVP8);
-  first(0.4);
-  ASSERT_TRUE(encode(80, 1));
-  ASSERT_TRUE(encode(160, 1, true)) << "0.24 s to go";
-  EXPECT_FALSE(out_.frames.back().key);
-  ASSERT_TRUE(encode(260, 1, true)) << "0.14 s to go";
-  EXPECT_TRUE(out_.frames.back().key);
-}
-
-TEST_F(FrameDropTest, letsTextThatMovesThroughToNoOtherCodec) {
-  for (const Codec codec : {Codec::kVideoCodecVP9, Codec::kVideoCodecAV1}) {
-    open(codec);
-    first(0.4);
-    EXPECT_FALSE(encode(100, 1));
-    EXPECT_FALSE(encode(300, 1));
-    EXPECT_TRUE(encode(345, 1));
-  }
-}
-
-TEST_F(FrameDropTest, lettingVp8ThroughEndsWithTwoAndAHalfSecondsWaiting) {
-  open(Codec::kVideoCodecVP8);
-  first(0.4);
-  script_->delta = bytesOf(0.48);
-  double waiting = 0.4;
-  int out = 0;
-  for (int i = 1; i <= 60; ++i) {
-    waiting = std::max(waiting - 0.08, 0.0);
-    const bool came = encode(i * 80, 1);
-    EXPECT_EQ(came, waiting <= 2.5) << i;
-    if (came) waiting += 0.48;
-    out += came ? 1 : 0;
-  }
-  EXPECT_GT(out, 10);
-  EXPECT_LT(out, 30);
-}
-
 // The H.264 encoder's own rate control does all of this.
 TEST_F(FrameDropTest, leavesH264Alone) {
   open(Codec::kVideoCodecH264);
@@ -364,7 +291,24 @@ TEST_F(FrameDropTest, leavesH264Alone) {
   for (int i = 1; i <= 5; ++i) EXPECT_TRUE(encode(i * 66, 1));
   EXPECT_EQ(out_.dropped, 0);
   EXPECT_EQ(script_->keys.size(), 6U);
-  EXPECT_EQ(script_->rates.size(), 1U);
+  for (const FrameControl& control : script_->controls) EXPECT_LT(control.quantizer, 0);
+}
+
+// It reads a frame only where it says that it changed since the frame before.
+TEST_F(FrameDropTest, tellsH264WhatChangedInFramesThatTookTooMuchOfTheProcessor) {
+  open(Codec::kVideoCodecH264);
+  script_->cpu = 0.025;
+  const Rect changed{0, 0, kBlock, kBlock};
+  const Rect elsewhere{64, 64, kBlock, kBlock};
+  int i = 0;
+  for (; i < 60; ++i) encode(i * 1000 / 60, 0.01, i == 0, changed);
+  while (encode(i * 1000 / 60, 0.01, false, changed)) ++i;
+  // That one was left out.
+  ++i;
+  ASSERT_TRUE(encode(i * 1000 / 60, 0.01, false, elsewhere));
+  Rect both = changed;
+  both.Union(elsewhere);
+  EXPECT_EQ(script_->rects.back(), both);
 }
 
 TEST_F(FrameDropTest, makesAFrameThatDependsOnTheKeyFrameStillBeingSentInsteadOfASecondOneForH264) {

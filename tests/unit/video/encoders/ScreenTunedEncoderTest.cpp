@@ -44,7 +44,8 @@ webrtc::VideoCodec opened(webrtc::VideoCodecType type, unsigned qpMax) {
   for (webrtc::SpatialLayer& layer : codec.spatialLayers) layer.qpMax = qpMax;
   auto recording = std::make_unique<RecordingEncoder>();
   const auto seen = recording->opened;
-  ScreenTunedEncoder encoder(std::move(recording), std::make_shared<KeyFrameRequest>());
+  ScreenTunedEncoder encoder(std::move(recording), std::make_shared<FrameControl>(),
+                             std::make_shared<KeyFrameRequest>());
   EXPECT_EQ(
       encoder.InitEncode(&codec, webrtc::VideoEncoder::Settings(webrtc::VideoEncoder::Capabilities(false), 2, 1200)),
       WEBRTC_VIDEO_CODEC_OK);
@@ -73,7 +74,8 @@ TEST(ScreenTunedEncoder, leavesTheLimitsOfOtherCodecsAlone) {
 }
 
 TEST(ScreenTunedEncoder, offersNoScalingAndElseWhatItsEncoderIs) {
-  const ScreenTunedEncoder encoder(std::make_unique<RecordingEncoder>(), std::make_shared<KeyFrameRequest>());
+  const ScreenTunedEncoder encoder(std::make_unique<RecordingEncoder>(), std::make_shared<FrameControl>(),
+                                   std::make_shared<KeyFrameRequest>());
   const webrtc::VideoEncoder::EncoderInfo info = encoder.GetEncoderInfo();
   EXPECT_FALSE(info.scaling_settings.thresholds);
   EXPECT_EQ(info.implementation_name, "recording");

@@ -82,8 +82,8 @@ TEST(FramePacer, waitsForAChangeWhileThereIsNoFrameToRepeat) {
 
 TEST(FramePacer, sendsAStillScreenAboutOnceASecondAndThenLessOften) {
   Simulation simulation(60);
-  simulation.runUntil(1018s + 100ms);
-  // The first frame, its sharpening for two seconds, six more a second apart, and then the screen is at rest.
+  simulation.runUntil(1022s + 100ms);
+  // The first frame, its sharpening for six seconds, six more a second apart, and then the screen is at rest.
   const std::size_t still = 1 + FramePacer::kBurstLength;
   const std::size_t rest = still + 6;
   EXPECT_EQ(simulation.frames.size(), rest + 4);
@@ -126,15 +126,15 @@ TEST(FramePacer, keepsFramesApartAfterAPause) {
 TEST(FramePacer, sendsASingleChangeAtOnceThenSharpensItThenOnceASecond) {
   Simulation simulation(60);
   simulation.changes(1003s + 300ms, 0s, 1);
-  simulation.runUntil(1007s + 500ms);
+  simulation.runUntil(1011s + 500ms);
   const Time change = 1003s + 300ms;
   std::vector<Time> after;
   for (const Time frame : simulation.frames) {
     if (frame >= change) after.push_back(frame - change);
   }
   std::vector<Time> wanted;
-  for (Time at = 0ms; at <= 2000ms; at += 100ms) wanted.push_back(at);
-  wanted.insert(wanted.end(), {3000ms, 4000ms});
+  for (Time at = 0ms; at <= 6000ms; at += 100ms) wanted.push_back(at);
+  wanted.insert(wanted.end(), {7000ms, 8000ms});
   EXPECT_EQ(after, wanted);
 }
 
@@ -168,7 +168,7 @@ TEST(FramePacer, repeatsAtOnceForAViewerAndSharpensForIt) {
   simulation.runUntil(1002s + 700ms);
   simulation.frames.clear();
   simulation.pacer.requestRefresh();
-  simulation.runUntil(1005s);
+  simulation.runUntil(1009s);
   ASSERT_EQ(simulation.frames.size(), 1u + FramePacer::kBurstLength);
   EXPECT_EQ(simulation.frames[0], 1002s + 700ms);
   EXPECT_EQ(simulation.frames[1], 1002s + 800ms);

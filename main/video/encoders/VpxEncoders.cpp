@@ -1,25 +1,29 @@
-#include "main/video/encoders/FullRangeVp9Encoder.h"
+#include "main/video/encoders/VpxEncoders.h"
 
 #include <api/transport/field_trial_based_config.h>
 #include <media/base/codec.h>
 #include <modules/video_coding/codecs/interface/libvpx_interface.h>
+#include <modules/video_coding/codecs/vp8/libvpx_vp8_encoder.h>
 #include <modules/video_coding/codecs/vp9/libvpx_vp9_encoder.h>
 
 #include <algorithm>
 #include <iterator>
+#include <utility>
+#include <vector>
 
 namespace vantora {
 namespace {
 
-constexpr unsigned kCoarsest = 63;
-// Below this many bits per second and pixel a frame may be finer than the one before by kSlowStep at most: the rate
-// control would spend all saved bits on a still screen at once, which takes seconds to send.
-constexpr double kSlowBelow = 1.2;
-constexpr int kSlowStep = 3;
+constexpr int kCoarsest = 63;
+// Blocks of the map of what is encoded, in pixels.
+constexpr int kBlock = 16;
 
-// Wraps libvpx for the encoder; changes the quantizer limits only and forwards everything else.
-class FullRange final : public webrtc::LibvpxInterface {
+// Wraps libvpx for an encoder: sets the quantizer and the active part of each frame and forwards everything else.
+class ControlledVpx final : public webrtc::LibvpxInterface {
  public:
+  ControlledVpx(std::shared_ptr<const FrameControl> control, bool isVp9)
+      : control_(std::move(control)), isVp9_(isVp9) {}
+
   vpx_image_t* img_alloc(vpx_image_t* image, vpx_img_fmt_t format, unsigned width, unsigned height,
                          unsigned align) const override {
     return vpx_->img_alloc(image, format, width, height, align);
@@ -31,8 +35,8 @@ class FullRange final : public webrtc::LibvpxInterface {
   void img_free(vpx_image_t* image) const override { vpx_->img_free(image); }
 
   vpx_codec_err_t codec_enc_config_set(vpx_codec_ctx_t* context, const vpx_codec_enc_cfg_t* config) const override {
-    const vpx_codec_enc_cfg_t wide = widened(*config);
-    return vpx_->codec_enc_config_set(context, &wide);
+    config_ = controlled(*config);
+    return vpx_->codec_enc_config_set(context, &config_);
   }
   vpx_codec_err_t codec_enc_config_default(vpx_codec_iface_t* codec, vpx_codec_enc_cfg_t* config,
                                            unsigned usage) const override {
@@ -40,11 +44,12 @@ class FullRange final : public webrtc::LibvpxInterface {
   }
   vpx_codec_err_t codec_enc_init(vpx_codec_ctx_t* context, vpx_codec_iface_t* codec, const vpx_codec_enc_cfg_t* config,
                                  vpx_codec_flags_t flags) const override {
-    const vpx_codec_enc_cfg_t wide = widened(*config);
-    const vpx_codec_err_t result = vpx_->codec_enc_init(context, codec, &wide, flags);
+    config_ = controlled(*config);
+    map_.clear();
+    const vpx_codec_err_t result = vpx_->codec_enc_init(context, codec, &config_, flags);
     // libvpx keeps the address for as long as the context lives.
     context->config.enc = config;
-    if (result != VPX_CODEC_OK) return result;
+    if (result != VPX_CODEC_OK || !isVp9_) return result;
     // Only with the screen content tools motion search finds text that has moved by more than a few lines.
     return vpx_->codec_control(context, VP9E_SET_TUNE_CONTENT, static_cast<int>(VP9E_CONTENT_SCREEN));
   }
@@ -56,7 +61,7 @@ class FullRange final : public webrtc::LibvpxInterface {
 
   vpx_codec_err_t codec_control(vpx_codec_ctx_t* context, vp8e_enc_control_id id,
                                 vpx_svc_extra_cfg_t* value) const override {
-    std::fill(std::begin(value->max_quantizers), std::end(value->max_quantizers), static_cast<int>(kCoarsest));
+    std::fill(std::begin(value->max_quantizers), std::end(value->max_quantizers), kCoarsest);
     return vpx_->codec_control(context, id, value);
   }
   vpx_codec_err_t codec_control(vpx_codec_ctx_t* context, vp8e_enc_control_id id, uint32_t value) const override {
@@ -105,9 +110,13 @@ class FullRange final : public webrtc::LibvpxInterface {
 
   vpx_codec_err_t codec_encode(vpx_codec_ctx_t* context, const vpx_image_t* image, vpx_codec_pts_t time,
                                uint64_t duration, vpx_enc_frame_flags_t flags, uint64_t deadline) const override {
-    const vpx_codec_err_t result = vpx_->codec_encode(context, image, time, duration, flags, deadline);
-    if (result == VPX_CODEC_OK) vpx_->codec_control(context, VP8E_GET_LAST_QUANTIZER_64, &last_);
-    return result;
+    if (const int quantizer = control_->quantizer;
+        quantizer >= 0 && config_.rc_max_quantizer != static_cast<unsigned>(quantizer)) {
+      config_ = controlled(config_);
+      if (const vpx_codec_err_t error = vpx_->codec_enc_config_set(context, &config_)) return error;
+    }
+    if (const vpx_codec_err_t error = activate(context)) return error;
+    return vpx_->codec_encode(context, image, time, duration, flags, deadline);
   }
   const vpx_codec_cx_pkt_t* codec_get_cx_data(vpx_codec_ctx_t* context, vpx_codec_iter_t* iterator) const override {
     return vpx_->codec_get_cx_data(context, iterator);
@@ -117,24 +126,49 @@ class FullRange final : public webrtc::LibvpxInterface {
   const char* codec_err_to_string(vpx_codec_err_t error) const override { return vpx_->codec_err_to_string(error); }
 
  private:
-  vpx_codec_enc_cfg_t widened(vpx_codec_enc_cfg_t config) const {
-    config.rc_max_quantizer = kCoarsest;
-    if (config.rc_target_bitrate * 1000.0 < kSlowBelow * config.g_w * config.g_h) {
-      config.rc_min_quantizer =
-          std::max(config.rc_min_quantizer, static_cast<unsigned>(std::max(last_ - kSlowStep, 0)));
+  vpx_codec_enc_cfg_t controlled(vpx_codec_enc_cfg_t config) const {
+    if (control_->quantizer >= 0) {
+      config.rc_min_quantizer = config.rc_max_quantizer = static_cast<unsigned>(control_->quantizer);
+    } else {
+      config.rc_max_quantizer = kCoarsest;
     }
     return config;
   }
 
-  // The quantizer of the last frame.
-  mutable int last_ = 0;
-  std::unique_ptr<webrtc::LibvpxInterface> vpx_ = webrtc::LibvpxInterface::Create();
+  vpx_codec_err_t activate(vpx_codec_ctx_t* context) const {
+    const unsigned rows = (config_.g_h + kBlock - 1) / kBlock;
+    const unsigned columns = (config_.g_w + kBlock - 1) / kBlock;
+    std::vector<unsigned char> map(size_t{rows} * columns);
+    for (unsigned row = 0; row < rows; ++row) {
+      const int top = static_cast<int>(row) * kBlock;
+      const bool active = top + kBlock > control_->top && top < control_->bottom;
+      std::fill_n(map.begin() + static_cast<std::ptrdiff_t>(size_t{row} * columns), columns, active ? 1 : 0);
+    }
+    if (map == map_) return VPX_CODEC_OK;
+    map_ = std::move(map);
+    vpx_active_map active{map_.data(), rows, columns};
+    return vpx_->codec_control(context, VP8E_SET_ACTIVEMAP, &active);
+  }
+
+  const std::shared_ptr<const FrameControl> control_;
+  const bool isVp9_;
+  // As the encoder has set it, but with the frame's quantizer.
+  mutable vpx_codec_enc_cfg_t config_{};
+  mutable std::vector<unsigned char> map_;  // Empty: none is set.
+  const std::unique_ptr<webrtc::LibvpxInterface> vpx_ = webrtc::LibvpxInterface::Create();
 };
 
 }  // namespace
 
-std::unique_ptr<webrtc::VideoEncoder> makeFullRangeVp9Encoder(const webrtc::SdpVideoFormat& format) {
-  return std::make_unique<webrtc::LibvpxVp9Encoder>(cricket::VideoCodec(format), std::make_unique<FullRange>(),
+std::unique_ptr<webrtc::VideoEncoder> makeVp8Encoder(std::shared_ptr<const FrameControl> control) {
+  return std::make_unique<webrtc::LibvpxVp8Encoder>(std::make_unique<ControlledVpx>(std::move(control), false),
+                                                    webrtc::VP8Encoder::Settings());
+}
+
+std::unique_ptr<webrtc::VideoEncoder> makeVp9Encoder(const webrtc::SdpVideoFormat& format,
+                                                     std::shared_ptr<const FrameControl> control) {
+  return std::make_unique<webrtc::LibvpxVp9Encoder>(cricket::VideoCodec(format),
+                                                    std::make_unique<ControlledVpx>(std::move(control), true),
                                                     webrtc::FieldTrialBasedConfig());
 }
 
