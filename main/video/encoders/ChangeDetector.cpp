@@ -53,6 +53,7 @@ std::optional<int> ChangeDetector::scrolledBy(const webrtc::VideoFrame& frame,
 
 double ChangeDetector::compare(const uint8_t* luma, int stride, int width, int height, const Area& area) {
   rows_ = {};
+  blockRows_.assign(static_cast<size_t>(blocksIn(height)), width != width_ || height != height_);
   if (width != width_ || height != height_) {
     rows_ = {0, height};
     width_ = width;
@@ -90,7 +91,10 @@ double ChangeDetector::compare(const uint8_t* luma, int stride, int width, int h
       std::memcpy(kept + left, row + left, rowSize);
     }
     const auto inRow = static_cast<int>(std::ranges::count(differs, 1));
-    if (inRow > 0) rows_ = {changed > 0 ? rows_.top : (y - 1) / kBlock * kBlock, y};
+    if (inRow > 0) {
+      rows_ = {changed > 0 ? rows_.top : (y - 1) / kBlock * kBlock, y};
+      blockRows_[static_cast<size_t>((y - 1) / kBlock)] = true;
+    }
     changed += inRow;
   }
   return static_cast<double>(changed) / (blocksIn(width) * blocksIn(height));

@@ -48,6 +48,8 @@ class ChangeDetector {
 
   // The rows that contain all changes found by the last call, in whole blocks; empty when there were none.
   Rows changedRows() const { return rows_; }
+  // For each row of blocks whether the last call found a change there.
+  const std::vector<bool>& changedBlockRows() const { return blockRows_; }
 
  private:
   Area changedArea(const webrtc::VideoFrame& frame, const webrtc::I420BufferInterface& buffer) const;
@@ -55,6 +57,7 @@ class ChangeDetector {
   ScrollDetector scroll_;
   std::vector<uint8_t> last_;
   Rows rows_;
+  std::vector<bool> blockRows_;
   int width_ = 0;
   int height_ = 0;
   std::optional<int64_t> lastUs_;  // Timestamp of the frame of the last changedShare().

@@ -290,6 +290,11 @@ void OpenH264Encoder::noteChange(const webrtc::VideoFrame& frame, const webrtc::
   const double area = shareOf(rect);
   const std::optional<int> scrolled = area < kLargeChange ? std::nullopt : changes_.scrolledBy(frame, buffer);
   double share = changes_.changedShare(frame, buffer);
+  if (share > 0) {
+    const std::vector<bool>& rows = changes_.changedBlockRows();
+    pending_.touched.resize(rows.size());
+    for (size_t row = 0; row < rows.size(); ++row) pending_.touched[row] = pending_.touched[row] || rows[row];
+  }
   if (share == 0 && !rect.IsEmpty() && lastSource_ && !page_.isActive() && !sameColours(*lastSource_, buffer))
     share = kOneBlock;
   const double fresh = scrolled ? std::min(1.0, std::abs(*scrolled) / static_cast<double>(rect.height)) : 1;
@@ -359,13 +364,11 @@ std::optional<int> OpenH264Encoder::planPage(QuantizerControl::Time now) {
 std::optional<int> OpenH264Encoder::planPart(QuantizerControl::Time now) {
   const double budget = control_->nextPartBudget(now);
   const int rows = page_.rows();
-  const int shown = pending_.area.IsEmpty()
-                        ? 0
-                        : page_.showArea(pending_.area.offset_y, pending_.area.offset_y + pending_.area.height);
+  const int shown = page_.showTouched(pending_.touched);
   pending_.change =
       QuantizerControl::Change::whole(std::max(pending_.change.share, static_cast<double>(shown) / std::max(rows, 1)));
   const double needed = control_->expectedFresh(pending_.change.share, kReadable);
-  if (pending_.area.IsEmpty() && !control_->isIdle() && budget < control_->expectedFresh(1.0 / rows, kReadable))
+  if (pending_.touched.empty() && !control_->isIdle() && budget < control_->expectedFresh(1.0 / rows, kReadable))
     return std::nullopt;
   if (page_.isActive()) showRows(budget - needed);
   isPart_ = true;
@@ -376,7 +379,7 @@ std::optional<int> OpenH264Encoder::planPart(QuantizerControl::Time now) {
 void OpenH264Encoder::showRows(double bits) {
   const int rows = page_.rows();
   const double each = control_->expectedFresh(1.0 / rows, kReadable);
-  const int shown = std::clamp(static_cast<int>(bits / each), pending_.area.IsEmpty() ? 1 : 0, page_.hidden());
+  const int shown = std::clamp(static_cast<int>(bits / each), pending_.touched.empty() ? 1 : 0, page_.hidden());
   page_.show(shown);
   pending_.change =
       QuantizerControl::Change::whole(std::min(1.0, pending_.change.share + static_cast<double>(shown) / rows));

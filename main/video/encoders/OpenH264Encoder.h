@@ -100,6 +100,8 @@ class OpenH264Encoder final : public webrtc::VideoEncoder {
     int longestScroll = 0;    // Of one frame.
     double largestFresh = 0;  // Of one frame.
     webrtc::VideoFrame::UpdateRect area{0, 0, 0, 0};
+    // The rows of blocks in which the brightness has changed; empty: none.
+    std::vector<bool> touched;
   } pending_;
   // A new page on its way, and when the last one came.
   PageReveal page_;

@@ -47,11 +47,12 @@ void PageReveal::show(int rows) {
   endIfShown();
 }
 
-int PageReveal::showArea(int top, int bottom) {
+int PageReveal::showTouched(const std::vector<bool>& touched) {
   int shown = 0;
-  for (int row = std::max(top, 0) / kBlock; row < rows() && row * kBlock < bottom; ++row) {
-    shown += hidden_[static_cast<size_t>(row)];
-    hidden_[static_cast<size_t>(row)] = false;
+  for (size_t row = 0; row < std::min(touched.size(), hidden_.size()); ++row) {
+    if (!touched[row] || !hidden_[row]) continue;
+    ++shown;
+    hidden_[row] = false;
   }
   endIfShown();
   return shown;

@@ -26,8 +26,8 @@ class PageReveal {
 
   // Shows the next `rows` rows of blocks; ends with the last one.
   void show(int rows);
-  // Shows every row that the pixel rows from `top` to `bottom` (exclusive) touch; returns how many were hidden.
-  int showArea(int top, int bottom);
+  // Shows those of the rows that `touched` names (one value for each); returns how many of them were hidden.
+  int showTouched(const std::vector<bool>& touched);
 
   // `page` as the encoder is to get it, in a buffer that the next call may overwrite.
   rtc::scoped_refptr<webrtc::I420BufferInterface> source(const webrtc::I420BufferInterface& page);

@@ -44,7 +44,7 @@ constexpr double kMovingRefinementSeconds = 0.05;
 // A change with at least this share of new content uses up what was saved.
 constexpr double kLargeFresh = 0.05;
 // Factor at each frame that leaves room on the link for the estimate of what making the rest finer costs.
-constexpr double kForget = 0.985;
+constexpr double kForget = 0.993;
 // The encoder leaves out parts that are good enough beside their neighbours: frames at the finest quantizer until they
 // take less than this share of a new page.
 constexpr int kPasses = 4;

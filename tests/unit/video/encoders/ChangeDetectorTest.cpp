@@ -167,6 +167,7 @@ TEST_F(ChangeDetectorFrameTest, namesTheRowsThatChanged) {
   ++buffer_->MutableDataY()[47 * buffer_->StrideY() + 63];
   compare();
   EXPECT_EQ(rows(), std::pair(16, 48));
+  EXPECT_EQ(changes_.changedBlockRows(), (std::vector<bool>{false, true, true, false}));
 }
 
 // The library may have dropped a frame in between with its rectangle.

@@ -40,8 +40,9 @@ TEST(PageReveal, showsRowsFromTheTopAndEndsWithTheLast) {
   PageReveal page;
   page.start(64);
   page.show(1);
-  EXPECT_EQ(page.showArea(40, 41), 1) << "what changes is shown at once";
-  EXPECT_EQ(page.showArea(40, 41), 0);
+  const std::vector<bool> third{false, false, true, false};
+  EXPECT_EQ(page.showTouched(third), 1) << "what changes is shown at once";
+  EXPECT_EQ(page.showTouched(third), 0);
   page.show(1);
   EXPECT_EQ(page.hidden(), 1);
   EXPECT_TRUE(page.isActive());
@@ -49,12 +50,12 @@ TEST(PageReveal, showsRowsFromTheTopAndEndsWithTheLast) {
   EXPECT_FALSE(page.isActive());
 }
 
-TEST(PageReveal, acceptsAreasBeyondThePage) {
+TEST(PageReveal, acceptsAnyNumberOfTouchedRows) {
   PageReveal page;
   page.start(64);
-  EXPECT_EQ(page.showArea(-50, 0), 0);
-  EXPECT_EQ(page.showArea(64, 500), 0);
-  EXPECT_EQ(page.showArea(-50, 500), 4);
+  EXPECT_EQ(page.showTouched({}), 0);
+  EXPECT_EQ(page.showTouched(std::vector<bool>(2, true)), 2);
+  EXPECT_EQ(page.showTouched(std::vector<bool>(9, true)), 2);
   EXPECT_FALSE(page.isActive());
 }
 
