@@ -35,12 +35,18 @@ constexpr double kWorthAgain = 1.2;
 // longer it has been still, the longer it is likely to stay so. Fewer steps at once than kWorthwhile waste bits.
 constexpr double kStillFactor = 2;
 constexpr double kMaxStillSeconds = 0.4;
-constexpr std::chrono::milliseconds kSettled{250};
+constexpr std::chrono::milliseconds kSettled{100};
+// A small change is seldom the last one: somebody is typing, and a readable screen can wait.
+constexpr std::chrono::milliseconds kSettledTyping{700};
+constexpr double kTyping = 0.05;
+constexpr double kReadable = 34;
 constexpr std::chrono::milliseconds kLongStill{500};
 constexpr int kWorthwhile = 3;
 constexpr int kMaxSteps = 8;
 // What refines the coarse part while the screen changes may take this long to send, in seconds.
 constexpr double kMovingRefinementSeconds = 0.05;
+// New content of this share of the frame is typical of a page.
+constexpr double kTypicalFresh = 0.2;
 // A change with at least this share of new content uses up what was saved.
 constexpr double kLargeFresh = 0.05;
 // Factor at each frame that leaves room on the link for the estimate of what making the rest finer costs.
@@ -112,7 +118,8 @@ int QuantizerControl::quantizerOfChange(const Change& change, double budget) con
 
 // The quantizer that makes a screen finer that has been still for so long; empty if that is not worthwhile.
 std::optional<int> QuantizerControl::refinement(Time still) const {
-  if (still < kSettled) return std::nullopt;  // Somebody is typing.
+  const bool types = lastChange_ < kTyping && coarseQuantizer_ <= kReadable;
+  if (still < (types ? kSettledTyping : kSettled)) return std::nullopt;
   if (coarseShare_ <= 0) return passes_ > 0 && queue_ <= 0 ? std::optional(finest_) : std::nullopt;
   const double seconds = std::min(std::chrono::duration<double>(still).count() * kStillFactor, kMaxStillSeconds);
   const double budget = seconds * bitsPerSecond_ - queue_;
@@ -165,6 +172,7 @@ std::optional<int> QuantizerControl::plan(const Change& change, bool key, Time n
   isPage_ = false;
   const bool still = change.share < kStill;
   if (!still || key || !changedAt_) changedAt_ = now;
+  if (!still || key) lastChange_ = key ? 1 : change.share;
   if (key) {
     int quantizer = finest_;
     while (quantizer < kCoarsest && keyFrameBits_ * sizeAt(quantizer) > keyBudget()) ++quantizer;
@@ -243,7 +251,9 @@ void QuantizerControl::encoded(int quantizer, const Change& change, bool key, do
     } else if (isMovement(change)) {
       follow(movedBits_, ratio, 0.5, 0.25);
     } else {
-      follow(freshBits_, ratio, 1, 0.5);
+      // A small change says little about a page.
+      const double weight = std::min(1.0, change.fresh / kTypicalFresh);
+      follow(freshBits_, ratio, weight, 0.5 * weight);
       frameBits_ = (isPage_ ? frameBits_ : frameBits_ * (1 - change.fresh)) + bits / sizeAt(quantizer);
     }
   }

@@ -89,6 +89,7 @@ class QuantizerControl {
   double sinceFresh_ = 0;
   // Time of the last change.
   std::optional<Time> changedAt_;
+  double lastChange_ = 1;  // Its share.
   // The share of the frame that can still be refined, and its quantizer.
   double coarseShare_ = 1;
   double coarseQuantizer_ = kCoarsest;
