@@ -167,6 +167,8 @@ void Host::handle(const JsonObject& message) {
   if (!type) return;
   if (*type == "renegotiate"_L1) {
     negotiation_.clearPendingCandidates();
+    // A viewer whose address changed: its browser would check the connection that it has only seconds later.
+    if (link_ && message.value("iceRestart"_L1) == QJsonValue(true)) link_->connection->restartIce();
     createOrRefreshDataChannels();
     negotiation_.makeOffer();
   } else if (*type == "client_prefs"_L1) {

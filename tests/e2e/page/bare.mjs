@@ -48,14 +48,14 @@ let socket = null;
 let queue = Promise.resolve();
 let socketCheck = 0;
 
-function openSocket() {
+function openSocket(more = {}) {
   const old = socket;
   const opened = new WebSocket(query.get('server'));
   socket = opened;
   old?.close();
   opened.onopen = () => {
     bare.signal({ type: 'join', room, role: 'viewer' });
-    bare.signal({ type: 'renegotiate' });
+    bare.signal({ type: 'renegotiate', ...more });
     bare.asked++;
   };
   opened.onmessage = ({ data }) => {
@@ -73,7 +73,7 @@ function openSocket() {
 openSocket();
 // The address may be another one: the connection to the room is dead then, and lets nobody know.
 window.addEventListener('online', () => {
-  if (bare.socketIsOpen()) openSocket();
+  if (bare.socketIsOpen()) openSocket({ iceRestart: true });
 });
 
 function connect() {

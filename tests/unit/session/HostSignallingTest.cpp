@@ -72,6 +72,19 @@ TEST_F(HostSignallingTest, renegotiatesOnRequest) {
   EXPECT_TRUE(peer().candidates.isEmpty()) << "the queue was emptied";
 }
 
+TEST_F(HostSignallingTest, restartsIceForAViewerThatRequestsIt) {
+  connectViewer();
+  for (const QJsonValue& other : {QJsonValue(), QJsonValue(false), QJsonValue(1), QJsonValue(u"true"_s)}) {
+    signal({{u"type"_s, u"renegotiate"_s}, {u"iceRestart"_s, other}});
+  }
+  EXPECT_EQ(peer().restarts, 0);
+  peer().settle();
+  forget();
+  signal({{u"type"_s, u"renegotiate"_s}, {u"iceRestart"_s, true}});
+  EXPECT_EQ(peer().restarts, 1);
+  EXPECT_EQ(offers(), 1);
+}
+
 TEST_F(HostSignallingTest, keepsOpenChannelsWhenItRenegotiates) {
   connectViewer();
   signal({{u"type"_s, u"renegotiate"_s}});
