@@ -62,12 +62,12 @@ export class Session {
       },
     });
     this.#signalling = new Signalling(options, {
-      open: () => {
+      open: (networkWasAway) => {
         this.#lostReason = '';
         this.#serverLost = false;
         // An offer that was under way to the connection before this one is lost with it; and after a change of address the
         // browser checks the ICE session that it has only seconds later, but a new one at once.
-        if (this.#joined) this.#signalling.send({ type: 'renegotiate', iceRestart: true });
+        if (networkWasAway) this.#signalling.send({ type: 'renegotiate', iceRestart: true });
         this.#refresh();
       },
       message: (message) => this.#received(message),

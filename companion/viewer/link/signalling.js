@@ -20,8 +20,10 @@ export class Signalling {
   #openedAt = 0;
   #stopped = true;
   #staying = false;
+  // The network was away while the connection before the next was open.
+  #networkWasAway = false;
 
-  // on.open(), on.message(object), on.lost(reason text)
+  // on.open(whether the network was away), on.message(object), on.lost(reason text)
   constructor({ url, room, name = '', token = '' }, on) {
     this.#url = url;
     this.#join = { type: 'join', room, role: 'viewer' };
@@ -71,6 +73,8 @@ export class Signalling {
       clearTimeout(this.#retry);
       this.#connect();
     } else {
+      // The first attempt may fail: the browser ends what it opens while the network still changes.
+      if (this.#socket?.readyState === WebSocket.OPEN) this.#networkWasAway = true;
       this.renew();
     }
   };
@@ -92,7 +96,8 @@ export class Signalling {
       clearTimeout(this.#attempt);
       this.#openedAt = performance.now();
       this.send(this.#join);
-      this.#on.open();
+      this.#on.open(this.#networkWasAway);
+      this.#networkWasAway = false;
     });
     socket.addEventListener('message', (event) => {
       if (socket !== this.#socket) return;

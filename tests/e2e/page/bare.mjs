@@ -48,14 +48,17 @@ let socket = null;
 let queue = Promise.resolve();
 let socketCheck = 0;
 
-function openSocket(more = {}) {
+let networkWasAway = false;
+
+function openSocket() {
   const old = socket;
   const opened = new WebSocket(query.get('server'));
   socket = opened;
   old?.close();
   opened.onopen = () => {
     bare.signal({ type: 'join', room, role: 'viewer' });
-    bare.signal({ type: 'renegotiate', ...more });
+    bare.signal({ type: 'renegotiate', ...(networkWasAway ? { iceRestart: true } : {}) });
+    networkWasAway = false;
     bare.asked++;
   };
   opened.onmessage = ({ data }) => {
@@ -73,7 +76,9 @@ function openSocket(more = {}) {
 openSocket();
 // The address may be another one: the connection to the room is dead then, and lets nobody know.
 window.addEventListener('online', () => {
-  if (bare.socketIsOpen()) openSocket({ iceRestart: true });
+  if (!bare.socketIsOpen()) return;
+  networkWasAway = true;
+  openSocket();
 });
 
 function connect() {
