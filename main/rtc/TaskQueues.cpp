@@ -1,10 +1,7 @@
 #include "main/rtc/TaskQueues.h"
 
 #include <api/task_queue/default_task_queue_factory.h>
-#include <sys/resource.h>
-#include <unistd.h>
 
-#include <algorithm>
 #include <mutex>
 #include <thread>
 #include <utility>
@@ -16,10 +13,6 @@ namespace {
 using Queue = std::unique_ptr<webrtc::TaskQueueBase, webrtc::TaskQueueDeleter>;
 using Task = absl::AnyInvocable<void() &&>;
 using Clock = std::chrono::steady_clock;
-
-// The programs that are watched come first: while all cores are busy, a thread that encodes gets a third of what one of
-// theirs gets.
-constexpr int kEncoderNice = 5;
 
 class BatchedTaskQueue final : public webrtc::TaskQueueBase {
  public:
@@ -107,18 +100,10 @@ class BatchedTaskQueue final : public webrtc::TaskQueueBase {
   bool quiet_ = false;
 };
 
-// Never raises the priority, which would fail.
-void makeNice() {
-  const auto thread = static_cast<id_t>(gettid());
-  setpriority(PRIO_PROCESS, thread, std::max(getpriority(PRIO_PROCESS, thread), kEncoderNice));
-}
-
 class TaskQueues final : public webrtc::TaskQueueFactory {
  public:
   Queue CreateTaskQueue(absl::string_view name, Priority priority) const override {
     Queue queue = queues_->CreateTaskQueue(name, priority);
-    // Also of the threads that encoders start: they inherit it.
-    if (name == "EncoderQueue") queue->PostTask([] { makeNice(); });
     return name == "rtp_send_controller" ? makeBatchedTaskQueue(std::move(queue)) : std::move(queue);
   }
 

@@ -1,8 +1,5 @@
 #include <gtest/gtest.h>
-#include <sys/resource.h>
-#include <unistd.h>
 
-#include <algorithm>
 #include <chrono>
 #include <deque>
 #include <memory>
@@ -149,24 +146,6 @@ TEST(TaskQueues, batchTheOneOfTheCongestionControl) {
     ran.acquire();
   }
   EXPECT_GE(begun.back() - begun.front(), 2 * kTaskBatch);
-}
-
-TEST(TaskQueues, letOtherProgramsGoBeforeTheEncoder) {
-  const auto niceOf = [](const char* name) {
-    const auto queue = makeTaskQueues()->CreateTaskQueue(name, webrtc::TaskQueueFactory::Priority::NORMAL);
-    std::binary_semaphore ran(0);
-    int nice = -1;
-    queue->PostTask([&] {
-      // As encoders start theirs.
-      std::thread([&] { nice = getpriority(PRIO_PROCESS, static_cast<id_t>(gettid())); }).join();
-      ran.release();
-    });
-    ran.acquire();
-    return nice;
-  };
-  const int own = getpriority(PRIO_PROCESS, 0);
-  EXPECT_EQ(niceOf("EncoderQueue"), std::max(own, 5));
-  EXPECT_EQ(niceOf("rtp_send_controller"), own);
 }
 
 }  // namespace
