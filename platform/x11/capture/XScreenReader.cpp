@@ -12,10 +12,15 @@
 
 #include <algorithm>
 
+#include "platform/x11/capture/PixelConverter.h"
+
 namespace vantora::x11 {
 namespace {
 
+// Of the pixels that are returned.
 constexpr int kBytesPerPixel = 4;
+// Required in Xlib's images, but of no effect on pixels.
+constexpr int kBitmapUnit = 32;
 // Changes are widened to multiples of this, so that many small ones become few.
 constexpr int kGrid = 16;
 // Each band of rows is one question to the server.
@@ -118,10 +123,36 @@ class SharedMemory {
   XShmSegmentInfo info_{.shmseg = 0, .shmid = -1, .shmaddr = nullptr, .readOnly = False};
 };
 
+// Of the root window.
+PixelLayout layoutOf(Display* connection) {
+  const int screen = DefaultScreen(connection);
+  const Visual* const visual = DefaultVisual(connection, screen);
+  PixelLayout layout{.bitsPerPixel = 0,
+                     .rowPadding = 0,
+                     .byteOrder = ImageByteOrder(connection) == LSBFirst ? ByteOrder::leastSignificantFirst
+                                                                         : ByteOrder::mostSignificantFirst,
+                     .red = static_cast<std::uint32_t>(visual->red_mask),
+                     .green = static_cast<std::uint32_t>(visual->green_mask),
+                     .blue = static_cast<std::uint32_t>(visual->blue_mask)};
+  int count = 0;
+  XPixmapFormatValues* const formats = XListPixmapFormats(connection, &count);
+  for (int i = 0; formats != nullptr && i < count; ++i) {
+    if (formats[i].depth != DefaultDepth(connection, screen)) continue;
+    layout.bitsPerPixel = formats[i].bits_per_pixel;
+    layout.rowPadding = formats[i].scanline_pad;
+  }
+  if (formats != nullptr) XFree(formats);
+  return layout;
+}
+
+// Assigning an empty list would keep the memory.
+void drop(std::vector<std::uint8_t>& bytes) { bytes = std::vector<std::uint8_t>(); }
+
 class Reader final : public XScreenReader {
  public:
-  explicit Reader(Display* connection)
-      : connection_(connection), root_(DefaultRootWindow(connection)), visual_(DefaultVisual(connection, screen())) {
+  Reader(Display* connection, const PixelLayout& layout)
+      : connection_(connection), root_(DefaultRootWindow(connection)), layout_(layout) {
+    if (!layout_.isBgrx()) converter_ = std::make_unique<PixelConverter>(layout_);
     XSelectInput(connection_, root_, StructureNotifyMask);
     int error = 0;
     int major = 0;
@@ -145,21 +176,6 @@ class Reader final : public XScreenReader {
   Reader(const Reader&) = delete;
   Reader& operator=(const Reader&) = delete;
 
-  bool isReadable() const {
-    const auto bytes = [this] {
-      int count = 0;
-      XPixmapFormatValues* const formats = XListPixmapFormats(connection_, &count);
-      int bits = 0;
-      for (int i = 0; formats != nullptr && i < count; ++i) {
-        if (formats[i].depth == DefaultDepth(connection_, screen())) bits = formats[i].bits_per_pixel / 8;
-      }
-      if (formats != nullptr) XFree(formats);
-      return bits;
-    };
-    return ImageByteOrder(connection_) == LSBFirst && bytes() == kBytesPerPixel && visual_->red_mask == 0xff0000 &&
-           visual_->green_mask == 0xff00 && visual_->blue_mask == 0xff;
-  }
-
   int monitorCount() override {
     processEvents();
     return static_cast<int>(monitors_.size());
@@ -174,13 +190,12 @@ class Reader final : public XScreenReader {
   Changes read() override;
 
   Area area() const override { return area_; }
-  const std::uint8_t* pixels() const override {
-    return shared_ ? reinterpret_cast<const std::uint8_t*>(shared_->data()) : own_.data();
-  }
+  const std::uint8_t* pixels() const override { return converter_ ? converted_.data() : serversPixels(); }
   int stride() const override { return area_.width * kBytesPerPixel; }
   void release() override {
     if (shared_) shared_->dropPages();
-    own_ = {};
+    drop(own_);
+    drop(converted_);
   }
 
  private:
@@ -190,17 +205,24 @@ class Reader final : public XScreenReader {
   };
 
   int screen() const { return DefaultScreen(connection_); }
+  int serversStride() const { return layout_.stride(area_.width); }
+  const std::uint8_t* serversPixels() const {
+    return shared_ ? reinterpret_cast<const std::uint8_t*>(shared_->data()) : own_.data();
+  }
   void processEvents();
   void updateMonitors();
   void followMonitor();
   std::vector<Area> takeDamage();
   bool readBand(const Band& band);
+  void convertBand(const Band& band);
   void attach();
   void detach();
 
   Display* const connection_;
   const Window root_;
-  Visual* const visual_;
+  const PixelLayout layout_;
+  // Null where the server's pixels need no conversion.
+  std::unique_ptr<PixelConverter> converter_;
   int randrEvents_ = 0;
   int damageEvents_ = 0;
   bool randr_ = false;
@@ -217,6 +239,7 @@ class Reader final : public XScreenReader {
   std::unique_ptr<SharedMemory> shared_;
   bool mayShare_ = true;
   std::vector<std::uint8_t> own_;
+  std::vector<std::uint8_t> converted_;
 };
 
 void Reader::processEvents() {
@@ -277,9 +300,11 @@ XScreenReader::Changes Reader::read() {
   if (whole_ || damage_ == None) changes.areas = {{0, 0, area_.width, area_.height}};
   attach();
   for (const Band& band : bandsOf(changes.areas)) {
-    if (readBand(band)) continue;
-    whole_ = true;
-    return {.failed = true, .areas = {}};
+    if (!readBand(band)) {
+      whole_ = true;
+      return {.failed = true, .areas = {}};
+    }
+    if (converter_) convertBand(band);
   }
   whole_ = changed_ = false;
   return changes;
@@ -307,20 +332,22 @@ std::vector<Area> Reader::takeDamage() {
 
 bool Reader::readBand(const Band& band) {
   const int height = band.bottom - band.top;
-  const std::size_t offset = static_cast<std::size_t>(band.top) * static_cast<std::size_t>(stride());
+  const std::size_t offset = static_cast<std::size_t>(band.top) * static_cast<std::size_t>(serversStride());
   char* const data = shared_ ? shared_->data() : reinterpret_cast<char*>(own_.data());
   XImage image{};
   image.width = area_.width;
   image.height = height;
   image.format = ZPixmap;
   image.data = data + offset;
-  image.byte_order = image.bitmap_bit_order = LSBFirst;
-  image.bitmap_unit = image.bitmap_pad = image.bits_per_pixel = 8 * kBytesPerPixel;
+  image.byte_order = image.bitmap_bit_order = ImageByteOrder(connection_);
+  image.bitmap_unit = kBitmapUnit;
+  image.bitmap_pad = layout_.rowPadding;
+  image.bits_per_pixel = layout_.bitsPerPixel;
   image.depth = DefaultDepth(connection_, screen());
-  image.bytes_per_line = stride();
-  image.red_mask = visual_->red_mask;
-  image.green_mask = visual_->green_mask;
-  image.blue_mask = visual_->blue_mask;
+  image.bytes_per_line = serversStride();
+  image.red_mask = layout_.red;
+  image.green_mask = layout_.green;
+  image.blue_mask = layout_.blue;
   if (!XInitImage(&image)) return false;
   if (shared_) {
     image.obdata = reinterpret_cast<char*>(&shared_->info());
@@ -330,8 +357,17 @@ bool Reader::readBand(const Band& band) {
                       static_cast<unsigned>(height), AllPlanes, ZPixmap, &image, 0, 0) != nullptr;
 }
 
+void Reader::convertBand(const Band& band) {
+  const std::uint8_t* from = serversPixels() + static_cast<std::ptrdiff_t>(band.top) * serversStride();
+  std::uint8_t* to = converted_.data() + static_cast<std::ptrdiff_t>(band.top) * stride();
+  for (int y = band.top; y < band.bottom; ++y, from += serversStride(), to += stride()) {
+    converter_->convertRow(from, area_.width, to);
+  }
+}
+
 void Reader::attach() {
-  const std::size_t bytes = static_cast<std::size_t>(stride()) * static_cast<std::size_t>(area_.height);
+  const std::size_t rows = static_cast<std::size_t>(area_.height);
+  const std::size_t bytes = static_cast<std::size_t>(serversStride()) * rows;
   if (!shared_ && mayShare_) {
     shared_ = std::make_unique<SharedMemory>(bytes);
     // A server on another machine cannot attach it.
@@ -341,20 +377,22 @@ void Reader::attach() {
     if (!mayShare_) shared_.reset();
   }
   if (!shared_) own_.resize(bytes);
+  if (converter_) converted_.resize(static_cast<std::size_t>(stride()) * rows);
 }
 
 void Reader::detach() {
   if (shared_) XShmDetach(connection_, &shared_->info());
   shared_.reset();
-  own_ = {};
+  drop(own_);
+  drop(converted_);
 }
 
 }  // namespace
 
 std::unique_ptr<XScreenReader> XScreenReader::create(_XDisplay* connection) {
-  auto reader = std::make_unique<Reader>(connection);
-  if (!reader->isReadable()) return nullptr;
-  return reader;
+  const PixelLayout layout = layoutOf(connection);
+  if (!layout.isConvertible()) return nullptr;
+  return std::make_unique<Reader>(connection, layout);
 }
 
 }  // namespace vantora::x11

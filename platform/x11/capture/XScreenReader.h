@@ -25,7 +25,8 @@ struct Area {
 // is lost. Owner: the capture, which also owns the connection and closes it later.
 class XScreenReader {
  public:
-  // Null when the server has no picture that can be read: one of 24 bits in 32 per pixel.
+  // Null when the screen's pixels name no colours, but entries of a palette. Pixels other than 24 bits in 32 (BGRX) are
+  // converted, into a second buffer.
   static std::unique_ptr<XScreenReader> create(_XDisplay* connection);
   virtual ~XScreenReader() = default;
 
@@ -46,7 +47,8 @@ class XScreenReader {
 
   // Of the monitor; empty when it is gone.
   virtual Area area() const = 0;
-  // Pixels of the last read() in BGRX, rows from the top. Valid inside of what it returned, until the next call.
+  // Pixels of the last read() in BGRX (X: any), rows from the top. Valid inside of what it returned, until the next
+  // call.
   virtual const std::uint8_t* pixels() const = 0;
   virtual int stride() const = 0;
   // Gives back the memory of the pixels, until the next read().

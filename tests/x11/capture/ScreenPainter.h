@@ -20,7 +20,9 @@ class ScreenPainter {
   explicit ScreenPainter(const QString& display)
       : connection_(xcb_connect(display.toLocal8Bit().constData(), nullptr)) {
     if (xcb_connection_has_error(connection_) != 0) return;
-    root_ = xcb_setup_roots_iterator(xcb_get_setup(connection_)).data->root;
+    const xcb_screen_t* const screen = xcb_setup_roots_iterator(xcb_get_setup(connection_)).data;
+    root_ = screen->root;
+    colours_ = screen->default_colormap;
     context_ = xcb_generate_id(connection_);
     const std::uint32_t withWindows = XCB_SUBWINDOW_MODE_INCLUDE_INFERIORS;
     xcb_create_gc(connection_, context_, root_, XCB_GC_SUBWINDOW_MODE, &withWindows);
@@ -29,7 +31,16 @@ class ScreenPainter {
   ScreenPainter(const ScreenPainter&) = delete;
   ScreenPainter& operator=(const ScreenPainter&) = delete;
 
-  // Fills a rectangle; `rgb` is 0xRRGGBB. Returns when it is done.
+  // The pixel value of the screen's nearest colour to 0xRRGGBB. On a screen of 24 bits it is the same value.
+  std::uint32_t pixelOf(std::uint32_t rgb) {
+    const auto channel = [rgb](int shift) { return static_cast<std::uint16_t>((rgb >> shift & 0xff) * 0x101); };
+    const std::unique_ptr<xcb_alloc_color_reply_t, decltype(&std::free)> reply(
+        xcb_alloc_color_reply(connection_, xcb_alloc_color(connection_, colours_, channel(16), channel(8), channel(0)),
+                              nullptr),
+        &std::free);
+    return reply ? reply->pixel : 0;
+  }
+  // Fills a rectangle with a pixel value, which is 0xRRGGBB on a screen of 24 bits. Returns when it is done.
   void fill(std::uint32_t rgb, int x, int y, int width, int height) {
     xcb_change_gc(connection_, context_, XCB_GC_FOREGROUND, &rgb);
     const xcb_rectangle_t area{static_cast<std::int16_t>(x), static_cast<std::int16_t>(y),
@@ -81,6 +92,7 @@ class ScreenPainter {
 
   xcb_connection_t* connection_;
   xcb_window_t root_ = 0;
+  xcb_colormap_t colours_ = 0;
   xcb_gcontext_t context_ = 0;
 };
 
