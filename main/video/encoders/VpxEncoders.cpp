@@ -68,7 +68,8 @@ class ControlledVpx final : public webrtc::LibvpxInterface {
     return vpx_->codec_control(context, id, value);
   }
   vpx_codec_err_t codec_control(vpx_codec_ctx_t* context, vp8e_enc_control_id id, int value) const override {
-    return vpx_->codec_control(context, id, value);
+    // Adaptive quantization refreshes parts of the frame in turn, whatever the map says and the link carries.
+    return vpx_->codec_control(context, id, id == VP9E_SET_AQ_MODE ? 0 : value);
   }
   vpx_codec_err_t codec_control(vpx_codec_ctx_t* context, vp8e_enc_control_id id, int* value) const override {
     return vpx_->codec_control(context, id, value);
@@ -144,7 +145,9 @@ class ControlledVpx final : public webrtc::LibvpxInterface {
       const bool active = top + kBlock > control_->top && top < control_->bottom;
       std::fill_n(map.begin() + static_cast<std::ptrdiff_t>(size_t{row} * columns), columns, active ? 1 : 0);
     }
-    if (map == map_) return VPX_CODEC_OK;
+    // libvpx forgets a map by itself, with a change of the quantizer for example.
+    const bool whole = std::ranges::find(map, 0) == map.end();
+    if (whole && map == map_) return VPX_CODEC_OK;
     map_ = std::move(map);
     vpx_active_map active{map_.data(), rows, columns};
     return vpx_->codec_control(context, VP8E_SET_ACTIVEMAP, &active);

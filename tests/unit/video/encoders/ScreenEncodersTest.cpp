@@ -288,6 +288,17 @@ TEST_P(ScreenEncodersTest, grantsARequestByTheKeyFrameThatIsStillBeingSent) {
   for (const auto& frame : collected_.frames) EXPECT_FALSE(frame.key);
 }
 
+// While the rest of the page is still coarse. A stripe of the finest quality takes AV1 longer than expected.
+TEST_P(ScreenEncodersTest, makesNoFrameOfHalfASecondWhileSomebodyTypesOnASlowLink) {
+  const double longest = GetParam().type == webrtc::kVideoCodecAV1 ? 0.9 : 0.5;
+  start(1000, webrtc::VideoCodecMode::kScreensharing);
+  encode(textPage(1), true);
+  for (int i = 0; i < 60; ++i) {
+    EXPECT_LE(encode(typedPage(i / 2)), longest * 1'000'000 / 8) << i;
+    pass(50ms);
+  }
+}
+
 TEST_P(ScreenEncodersTest, keepsFramesOfTextThatScrollsComingOnASlowLink) {
   constexpr int kSecond = 15;
   constexpr int kSeconds = 4;
