@@ -9,7 +9,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <cstring>
 #include <limits>
 #include <utility>
 
@@ -20,14 +19,12 @@ namespace {
 
 constexpr int kBlock = 16;
 
-// From this share of changed blocks on, a search for moved content pays.
+// A page on its way ends with a change of this share of the frame.
 constexpr double kLargeChange = 0.1;
 // From this share of new content on, a frame costs as much as a key frame.
 constexpr double kNewPage = 0.6;
 // Pages that follow each other sooner are a moving picture.
 constexpr std::chrono::milliseconds kPageInterval{500};
-// Share of the frame that counts as changed when only colours do.
-constexpr double kOneBlock = 1e-4;
 // Quantizer at which text is readable: about 30 dB.
 constexpr int kReadable = 33;
 // Bits for each block of a hidden part of a page.
@@ -49,15 +46,6 @@ webrtc::H264PacketizationMode packetizationOf(const webrtc::SdpVideoFormat& form
                                                                 : webrtc::H264PacketizationMode::SingleNalUnit;
 }
 
-// Number of threads for a frame of `pixels`; each encodes one slice. Every slice costs a little quality, and the
-// machine has other work: at most half of many cores.
-int threadsFor(int pixels, int cores) {
-  constexpr int kPixelsOfThread = 1280 * 720 / 2;
-  constexpr int kMaxThreads = 4;
-  cores = std::max(cores, 1);
-  return std::clamp(pixels / kPixelsOfThread, 1, std::min(kMaxThreads, std::max(std::min(cores, 2), cores / 2)));
-}
-
 // In its mode for screens OpenH264 does not encode again what is the same as in the last picture and has a quantizer up
 // to 26, or one that is little coarser than the new one. So one pixel of each of its blocks is made different, by 1.
 rtc::scoped_refptr<webrtc::I420BufferInterface> touched(const webrtc::I420BufferInterface& picture) {
@@ -70,29 +58,11 @@ rtc::scoped_refptr<webrtc::I420BufferInterface> touched(const webrtc::I420Buffer
   return buffer;
 }
 
-// Whether the chroma is the same.
-bool sameColours(const webrtc::I420BufferInterface& a, const webrtc::I420BufferInterface& b) {
-  const auto same = [&](const uint8_t* left, int leftStride, const uint8_t* right, int rightStride) {
-    const auto width = static_cast<size_t>(b.ChromaWidth());
-    for (std::ptrdiff_t y = 0; y < b.ChromaHeight(); ++y) {
-      if (std::memcmp(left + y * leftStride, right + y * rightStride, width) != 0) return false;
-    }
-    return true;
-  };
-  return &a == &b ||
-         (same(a.DataU(), a.StrideU(), b.DataU(), b.StrideU()) && same(a.DataV(), a.StrideV(), b.DataV(), b.StrideV()));
-}
-
 QuantizerControl::Time monotonicTime() { return std::chrono::steady_clock::now().time_since_epoch(); }
 
 constexpr int blocksIn(int pixels) { return (pixels + kBlock - 1) / kBlock; }
 
 }  // namespace
-
-void OpenH264Encoder::Destroy::operator()(ISVCEncoder* encoder) const {
-  encoder->Uninitialize();
-  WelsDestroySVCEncoder(encoder);
-}
 
 OpenH264Encoder::OpenH264Encoder(const webrtc::SdpVideoFormat& format, Clock clock)
     : packetization_(packetizationOf(format)), clock_(clock ? std::move(clock) : monotonicTime) {}
@@ -106,56 +76,9 @@ int OpenH264Encoder::InitEncode(const webrtc::VideoCodec* codec, const Settings&
     return WEBRTC_VIDEO_CODEC_ERR_PARAMETER;
   }
   if (codec->numberOfSimulcastStreams > 1) return WEBRTC_VIDEO_CODEC_ERR_SIMULCAST_PARAMETERS_NOT_SUPPORTED;
-  ISVCEncoder* made = nullptr;
-  if (WelsCreateSVCEncoder(&made) != 0 || !made) return WEBRTC_VIDEO_CODEC_ERROR;
-  encoder_.reset(made);
-  keepsUsage_ = false;
-
-  const int pixels = codec->width * codec->height;
-  encoder_->GetDefaultParams(&parameters_);
-  parameters_.iUsageType = CAMERA_VIDEO_REAL_TIME;
-  parameters_.iPicWidth = codec->width;
-  parameters_.iPicHeight = codec->height;
-  parameters_.fMaxFrameRate = static_cast<float>(codec->maxFramerate);
-  const unsigned startKbps =
-      codec->maxBitrate > 0 ? std::min(codec->startBitrate, codec->maxBitrate) : codec->startBitrate;
-  parameters_.iTargetBitrate =
-      static_cast<int>(std::min<int64_t>(int64_t{startKbps} * 1000, std::numeric_limits<int>::max()));
-  parameters_.iMaxBitrate = UNSPECIFIED_BIT_RATE;
-  parameters_.iRCMode = RC_OFF_MODE;
-  parameters_.bEnableFrameSkip = false;
-  // A scene change needs no key frame, which would only be larger. (In screen content mode the encoder enables the
-  // detection anyway; then an entirely new page is a key frame.)
-  parameters_.bEnableSceneChangeDetect = false;
-  parameters_.iMinQp = QuantizerControl::kFinest;
-  parameters_.iMaxQp = QuantizerControl::kCoarsest;
-  parameters_.uiIntraPeriod = static_cast<unsigned>(std::max(codec->H264().keyFrameInterval, 0));
-  // Decoders that restart at every new parameter set then keep running.
-  parameters_.eSpsPpsIdStrategy = SPS_LISTING;
-  parameters_.iTemporalLayerNum = 1;
-  parameters_.iSpatialLayerNum = 1;
-  SSpatialLayerConfig& layer = parameters_.sSpatialLayers[0];
-  layer.iVideoWidth = parameters_.iPicWidth;
-  layer.iVideoHeight = parameters_.iPicHeight;
-  layer.fFrameRate = parameters_.fMaxFrameRate;
-  layer.iSpatialBitrate = parameters_.iTargetBitrate;
-  layer.iMaxSpatialBitrate = parameters_.iMaxBitrate;
-  layer.uiProfileIdc = PRO_BASELINE;
-  layer.uiLevelIdc = LEVEL_UNKNOWN;
-  layer.iDLayerQp = QuantizerControl::kCoarsest;
   const bool whole = packetization_ == webrtc::H264PacketizationMode::NonInterleaved;
-  const int threads = whole ? threadsFor(pixels, settings.number_of_cores) : 1;
-  parameters_.iMultipleThreadIdc = static_cast<unsigned short>(threads);
-  layer.sSliceArgument.uiSliceMode = whole ? SM_FIXEDSLCNUM_SLICE : SM_SIZELIMITED_SLICE;
-  layer.sSliceArgument.uiSliceNum = static_cast<unsigned>(threads);
-  if (!whole) layer.sSliceArgument.uiSliceSizeConstraint = static_cast<unsigned>(settings.max_payload_size);
-  // Detected background and content that the adaptive quantizer takes for unimportant would never become sharp.
-  parameters_.bEnableBackgroundDetection = false;
-  parameters_.bEnableAdaptiveQuant = false;
-  if (!open()) {
-    Release();
-    return WEBRTC_VIDEO_CODEC_ERROR;
-  }
+  encoder_ = OpenH264Instance::open(*codec, settings, whole);
+  if (!encoder_) return WEBRTC_VIDEO_CODEC_ERROR;
 
   parser_ = std::make_unique<webrtc::H264BitstreamParser>();
   dependencies_ = webrtc::CreateScalabilityStructure(webrtc::ScalabilityMode::kL1T1);
@@ -163,27 +86,15 @@ int OpenH264Encoder::InitEncode(const webrtc::VideoCodec* codec, const Settings&
                    whole ? QuantizerControl::kFinest : kFinestInPackets);
   changes_ = {};
   pending_ = {};
+  keyFramePending_ = true;
   page_.end();
   pageAt_.reset();
   movedFar_.reset();
   lastSource_ = nullptr;
   lastStep_ = 0;
-  bitsPerSecond_ = parameters_.iTargetBitrate;
+  bitsPerSecond_ = encoder_->startBitrate();
   if (bitsPerSecond_ > 0) control_->setRate(bitsPerSecond_);
   return WEBRTC_VIDEO_CODEC_OK;
-}
-
-// The next frame is a key frame.
-bool OpenH264Encoder::open() {
-  output_ = {};  // The bytes end with the encoder that made them.
-  // Standard error belongs to the program's own log.
-  int level = WELS_LOG_QUIET;
-  encoder_->SetOption(ENCODER_OPTION_TRACE_LEVEL, &level);
-  if (encoder_->InitializeExt(&parameters_) != 0) return false;
-  int format = videoFormatI420;
-  encoder_->SetOption(ENCODER_OPTION_DATAFORMAT, &format);
-  keyFramePending_ = true;
-  return true;
 }
 
 // Motion search in the encoder's screen content mode finds text that has moved by hundreds of lines, in camera mode by
@@ -191,21 +102,16 @@ bool OpenH264Encoder::open() {
 // the change over makes a key frame: it is used from the first far motion on, and left with a new page. False: the
 // encoder cannot be used any more.
 bool OpenH264Encoder::chooseSearch(QuantizerControl::Time now) {
-  if (keepsUsage_) return true;
+  if (encoder_->keepsSearch()) return true;
   if (pending_.longestScroll > kNearRows || (control_->searchFailed() && pending_.scrolledBy != 0)) {
     movedFar_ = now;
-    if (searchesFar()) return true;
-  } else if (!searchesFar() || pending_.largestFresh < kNewPage || (movedFar_ && now - *movedFar_ < kFarMotionEnds)) {
+    if (encoder_->searchesFar()) return true;
+  } else if (!encoder_->searchesFar() || pending_.largestFresh < kNewPage ||
+             (movedFar_ && now - *movedFar_ < kFarMotionEnds)) {
     return true;
   }
-  const EUsageType before =
-      std::exchange(parameters_.iUsageType, searchesFar() ? CAMERA_VIDEO_REAL_TIME : SCREEN_CONTENT_REAL_TIME);
-  encoder_->Uninitialize();
-  if (open()) return true;
-  // Without an encoder there would be no video until the library opens one for other settings.
-  keepsUsage_ = true;
-  parameters_.iUsageType = before;
-  return open();
+  keyFramePending_ = true;
+  return encoder_->switchSearch();
 }
 
 int32_t OpenH264Encoder::RegisterEncodeCompleteCallback(webrtc::EncodedImageCallback* callback) {
@@ -215,7 +121,6 @@ int32_t OpenH264Encoder::RegisterEncodeCompleteCallback(webrtc::EncodedImageCall
 
 int32_t OpenH264Encoder::Release() {
   encoder_.reset();
-  output_ = {};
   return WEBRTC_VIDEO_CODEC_OK;
 }
 
@@ -230,11 +135,11 @@ void OpenH264Encoder::SetRates(const RateControlParameters& parameters) {
 int32_t OpenH264Encoder::Encode(const webrtc::VideoFrame& frame, const std::vector<webrtc::VideoFrameType>* types) {
   if (!encoder_ || !callback_) return WEBRTC_VIDEO_CODEC_UNINITIALIZED;
   const auto buffer = frame.video_frame_buffer()->ToI420();
-  if (!buffer || buffer->width() != parameters_.iPicWidth || buffer->height() != parameters_.iPicHeight) {
+  if (!buffer || buffer->width() != encoder_->width() || buffer->height() != encoder_->height()) {
     changes_ = {};  // The next frame's update rectangle will be relative to this frame.
     return WEBRTC_VIDEO_CODEC_ERR_PARAMETER;
   }
-  noteChange(frame, *buffer);
+  pending_.add(changes_, frame, *buffer, page_.isActive() ? nullptr : lastSource_.get());
   if (types && std::ranges::find(*types, webrtc::VideoFrameType::kVideoFrameKey) != types->end())
     keyFramePending_ = true;
   if (bitsPerSecond_ <= 0) return WEBRTC_VIDEO_CODEC_OK;
@@ -248,24 +153,27 @@ int32_t OpenH264Encoder::Encode(const webrtc::VideoFrame& frame, const std::vect
   if (!quantizer) return WEBRTC_VIDEO_CODEC_OK;
   const int step = nextStep();
   const auto source = sourceOf(buffer, step);
-  if (!encodeWith(*quantizer, frame, *source)) {
+  const auto encodeIt = [&] {
+    return encoder_->encode(*source, frame.timestamp_us() / 1000, *quantizer, keyFramePending_);
+  };
+  if (!encodeIt()) {
     if (*quantizer >= kSafe) return WEBRTC_VIDEO_CODEC_ERROR;
     quantizer = kSafe;
-    encoder_->Uninitialize();
-    if (!open() || !encodeWith(*quantizer, frame, *source)) return WEBRTC_VIDEO_CODEC_ERROR;
+    keyFramePending_ = true;
+    if (!encoder_->reopen() || !encodeIt()) return WEBRTC_VIDEO_CODEC_ERROR;
   }
-  const auto bits = [this] { return static_cast<double>(outputBytes()) * 8; };
+  const auto bits = [this] { return static_cast<double>(encoder_->outputBytes()) * 8; };
   const auto better =
-      isPart_ ? std::nullopt : control_->retryQuantizer(*quantizer, pending_.change, outputIsKey(), bits());
+      isPart_ ? std::nullopt : control_->retryQuantizer(*quantizer, pending_.change, encoder_->outputIsKey(), bits());
   if (better) {
     // The frame just encoded is discarded; only a key frame does not depend on it.
     quantizer = better;
     keyFramePending_ = true;
-    if (!encodeWith(*quantizer, frame, *source)) return WEBRTC_VIDEO_CODEC_ERROR;
+    if (!encodeIt()) return WEBRTC_VIDEO_CODEC_ERROR;
   }
   // OpenH264 skipped the frame: what it was to show, or to begin with, is left to the next one.
-  if (outputBytes() == 0) return WEBRTC_VIDEO_CODEC_OK;
-  control_->encoded(*quantizer, pending_.change, outputIsKey() && !isPart_, bits());
+  if (encoder_->outputBytes() == 0) return WEBRTC_VIDEO_CODEC_OK;
+  control_->encoded(*quantizer, pending_.change, encoder_->outputIsKey() && !isPart_, bits());
   if (step == pending_.scrolledBy) {
     pending_ = {};
   } else {
@@ -279,33 +187,6 @@ int32_t OpenH264Encoder::Encode(const webrtc::VideoFrame& frame, const std::vect
   return WEBRTC_VIDEO_CODEC_OK;
 }
 
-// Changes in dropped frames still have to be shown: they add up.
-void OpenH264Encoder::noteChange(const webrtc::VideoFrame& frame, const webrtc::I420BufferInterface& buffer) {
-  const webrtc::VideoFrame::UpdateRect rect = frame.update_rect();
-  if (!rect.IsEmpty()) pending_.area.Union(rect);
-  const auto shareOf = [&](const webrtc::VideoFrame::UpdateRect& part) {
-    const int blocks = (blocksIn(part.width) + 1) * (blocksIn(part.height) + 1);
-    return static_cast<double>(blocks) / (blocksIn(buffer.width()) * blocksIn(buffer.height()));
-  };
-  const double area = shareOf(rect);
-  const std::optional<int> scrolled = area < kLargeChange ? std::nullopt : changes_.scrolledBy(frame, buffer);
-  double share = changes_.changedShare(frame, buffer);
-  if (share > 0) {
-    const std::vector<bool>& rows = changes_.changedBlockRows();
-    pending_.touched.resize(rows.size());
-    for (size_t row = 0; row < rows.size(); ++row) pending_.touched[row] = pending_.touched[row] || rows[row];
-  }
-  if (share == 0 && !rect.IsEmpty() && lastSource_ && !page_.isActive() && !sameColours(*lastSource_, buffer))
-    share = kOneBlock;
-  const double fresh = scrolled ? std::min(1.0, std::abs(*scrolled) / static_cast<double>(rect.height)) : 1;
-  QuantizerControl::Change& change = pending_.change;
-  change.share = std::min({1.0, change.share + share, std::max(share, shareOf(pending_.area))});
-  change.fresh = std::min(change.fresh + share * fresh, change.share);
-  pending_.largestFresh = std::max(pending_.largestFresh, share * fresh);
-  pending_.scrolledBy += scrolled.value_or(0);
-  pending_.longestScroll = std::max(pending_.longestScroll, std::abs(scrolled.value_or(0)));
-}
-
 // The encoder's mode for cameras finds what moves somewhat faster than before. When frames were dropped meanwhile,
 // the next few are made to catch up: a jump would cost as much as a new page. Returns by how many rows the content of
 // the next frame is to move.
@@ -313,7 +194,8 @@ int OpenH264Encoder::nextStep() const {
   const int distance = pending_.scrolledBy;
   const int reach =
       std::min(kMaxStep, kMoreRows + (lastStep_ * distance > 0 ? std::abs(lastStep_) / kMoreRows * kMoreRows : 0));
-  const bool far = !searchesFar() && !keyFramePending_ && !isPart_ && std::abs(distance) > std::max(reach, kNearRows);
+  const bool far =
+      !encoder_->searchesFar() && !keyFramePending_ && !isPart_ && std::abs(distance) > std::max(reach, kNearRows);
   if (!far || !lastSource_ || pending_.change.fresh > kNewPage * pending_.change.share) return distance;
   return distance > 0 ? reach : -reach;
 }
@@ -322,7 +204,7 @@ rtc::scoped_refptr<webrtc::I420BufferInterface> OpenH264Encoder::sourceOf(
     const rtc::scoped_refptr<webrtc::I420BufferInterface>& buffer, int step) {
   if (isPart_) return page_.source(*buffer);
   const bool isRefinement = pending_.change.share == 0 && !keyFramePending_;
-  if (isRefinement && searchesFar() && !lastSourceIsTouched_) {
+  if (isRefinement && encoder_->searchesFar() && !lastSourceIsTouched_) {
     lastSourceIsTouched_ = true;
     return touched(*buffer);
   }
@@ -353,10 +235,10 @@ std::optional<int> OpenH264Encoder::planPage(QuantizerControl::Time now) {
   pageAt_ = now;
   page_.end();
   if (*quantizer <= kReadable || follows) return quantizer;
-  page_.start(parameters_.iPicHeight);
+  page_.start(encoder_->height());
   control_->startPage(kReadable);
   pending_.change = {};
-  showRows(control_->firstPartBudget() - kHiddenBits * page_.rows() * blocksIn(parameters_.iPicWidth));
+  showRows(control_->firstPartBudget() - kHiddenBits * page_.rows() * blocksIn(encoder_->width()));
   return kReadable;
 }
 
@@ -386,59 +268,13 @@ void OpenH264Encoder::showRows(double bits) {
   isPart_ = true;
 }
 
-bool OpenH264Encoder::encodeWith(int quantizer, const webrtc::VideoFrame& frame,
-                                 const webrtc::I420BufferInterface& buffer) {
-  int& current = parameters_.sSpatialLayers[0].iDLayerQp;
-  if (const int before = std::exchange(current, quantizer); before != quantizer) {
-    if (encoder_->SetOption(ENCODER_OPTION_SVC_ENCODE_PARAM_EXT, &parameters_) != 0) {
-      current = before;  // Or it would not be set for the next frame either.
-      return false;
-    }
-  }
-  if (keyFramePending_) encoder_->ForceIntraFrame(true);
-  SSourcePicture source{};
-  source.iColorFormat = videoFormatI420;
-  source.iPicWidth = buffer.width();
-  source.iPicHeight = buffer.height();
-  source.uiTimeStamp = frame.timestamp_us() / 1000;
-  // OpenH264 only reads from the planes.
-  source.pData[0] = const_cast<uint8_t*>(buffer.DataY());
-  source.pData[1] = const_cast<uint8_t*>(buffer.DataU());
-  source.pData[2] = const_cast<uint8_t*>(buffer.DataV());
-  source.iStride[0] = buffer.StrideY();
-  source.iStride[1] = buffer.StrideU();
-  source.iStride[2] = buffer.StrideV();
-  output_ = {};
-  return encoder_->EncodeFrame(&source, &output_) == 0;
-}
-
-size_t OpenH264Encoder::outputBytes() const {
-  size_t bytes = 0;
-  for (int i = 0; i < output_.iLayerNum; ++i) {
-    const SLayerBSInfo& layer = output_.sLayerInfo[i];
-    for (int unit = 0; unit < layer.iNalCount; ++unit) bytes += static_cast<size_t>(layer.pNalLengthInByte[unit]);
-  }
-  return bytes;
-}
-
 void OpenH264Encoder::deliver(const webrtc::VideoFrame& frame) {
-  const size_t size = outputBytes();
-  // The units already begin with start codes.
-  const auto data = webrtc::EncodedImageBuffer::Create(size);
-  uint8_t* end = data->data();
-  for (int i = 0; i < output_.iLayerNum; ++i) {
-    const SLayerBSInfo& layer = output_.sLayerInfo[i];
-    size_t bytes = 0;
-    for (int unit = 0; unit < layer.iNalCount; ++unit) bytes += static_cast<size_t>(layer.pNalLengthInByte[unit]);
-    std::memcpy(end, layer.pBsBuf, bytes);
-    end += bytes;
-  }
   webrtc::EncodedImage encoded;
-  encoded.SetEncodedData(data);
-  encoded._encodedWidth = static_cast<uint32_t>(parameters_.iPicWidth);
-  encoded._encodedHeight = static_cast<uint32_t>(parameters_.iPicHeight);
+  encoded.SetEncodedData(encoder_->output());
+  encoded._encodedWidth = static_cast<uint32_t>(encoder_->width());
+  encoded._encodedHeight = static_cast<uint32_t>(encoder_->height());
   encoded._frameType =
-      outputIsKey() ? webrtc::VideoFrameType::kVideoFrameKey : webrtc::VideoFrameType::kVideoFrameDelta;
+      encoder_->outputIsKey() ? webrtc::VideoFrameType::kVideoFrameKey : webrtc::VideoFrameType::kVideoFrameDelta;
   encoded.SetTimestamp(frame.timestamp());
   encoded.SetColorSpace(frame.color_space());
   encoded.SetSpatialIndex(0);
@@ -450,9 +286,10 @@ void OpenH264Encoder::deliver(const webrtc::VideoFrame& frame) {
   info.codecSpecific.H264.packetization_mode = packetization_;
   info.codecSpecific.H264.temporal_idx = webrtc::kNoTemporalIdx;
   info.codecSpecific.H264.base_layer_sync = false;
-  info.codecSpecific.H264.idr_frame = outputIsKey();
-  info.generic_frame_info = dependencies_->OnEncodeDone(dependencies_->NextFrameConfig(outputIsKey()).front());
-  if (outputIsKey()) info.template_structure = dependencies_->DependencyStructure();
+  info.codecSpecific.H264.idr_frame = encoder_->outputIsKey();
+  info.generic_frame_info =
+      dependencies_->OnEncodeDone(dependencies_->NextFrameConfig(encoder_->outputIsKey()).front());
+  if (encoder_->outputIsKey()) info.template_structure = dependencies_->DependencyStructure();
   callback_->OnEncodedImage(encoded, &info);
 }
 

@@ -5,7 +5,6 @@
 #include <api/video_codecs/video_encoder.h>
 #include <modules/video_coding/codecs/h264/include/h264_globals.h>
 #include <modules/video_coding/svc/scalable_video_controller.h>
-#include <third_party/openh264/src/codec/api/svc/codec_api.h>
 
 #include <functional>
 #include <memory>
@@ -13,7 +12,9 @@
 #include <vector>
 
 #include "main/video/encoders/ChangeDetector.h"
+#include "main/video/encoders/OpenH264Instance.h"
 #include "main/video/encoders/PageReveal.h"
+#include "main/video/encoders/PendingChange.h"
 #include "main/video/encoders/QuantizerControl.h"
 
 namespace webrtc {
@@ -54,14 +55,7 @@ class OpenH264Encoder final : public webrtc::VideoEncoder {
   EncoderInfo GetEncoderInfo() const override;
 
  private:
-  struct Destroy {
-    void operator()(ISVCEncoder* encoder) const;
-  };
-
-  bool open();
-  void noteChange(const webrtc::VideoFrame& frame, const webrtc::I420BufferInterface& buffer);
   bool chooseSearch(QuantizerControl::Time now);
-  bool searchesFar() const { return parameters_.iUsageType == SCREEN_CONTENT_REAL_TIME; }
   std::optional<int> plan(QuantizerControl::Time now);
   std::optional<int> planPage(QuantizerControl::Time now);
   std::optional<int> planPart(QuantizerControl::Time now);
@@ -69,19 +63,11 @@ class OpenH264Encoder final : public webrtc::VideoEncoder {
   int nextStep() const;
   rtc::scoped_refptr<webrtc::I420BufferInterface> sourceOf(
       const rtc::scoped_refptr<webrtc::I420BufferInterface>& buffer, int step);
-  bool encodeWith(int quantizer, const webrtc::VideoFrame& frame, const webrtc::I420BufferInterface& buffer);
   void deliver(const webrtc::VideoFrame& frame);
-  bool outputIsKey() const { return output_.eFrameType == videoFrameTypeIDR; }
-  size_t outputBytes() const;
 
   const webrtc::H264PacketizationMode packetization_;
   const Clock clock_;
-  std::unique_ptr<ISVCEncoder, Destroy> encoder_;
-  SEncParamExt parameters_{};
-  // What OpenH264 made of the last frame; its bytes belong to the encoder.
-  SFrameBSInfo output_{};
-  // OpenH264 could not be opened with another usage type and keeps the one that it has.
-  bool keepsUsage_ = false;
+  std::unique_ptr<OpenH264Instance> encoder_;
   // Reads the quantizers of the encoded frames; needs them in the order in which they are sent.
   std::unique_ptr<webrtc::H264BitstreamParser> parser_;
   // Describes on which frames a frame depends.
@@ -92,17 +78,7 @@ class OpenH264Encoder final : public webrtc::VideoEncoder {
   // Has a value while the encoder is open.
   std::optional<QuantizerControl> control_;
   ChangeDetector changes_;
-  // What changed since the last encoded frame: the shares, by how many pixel rows it moved up, and the area outside of
-  // which nothing has changed, not even a colour.
-  struct {
-    QuantizerControl::Change change;
-    int scrolledBy = 0;
-    int longestScroll = 0;    // Of one frame.
-    double largestFresh = 0;  // Of one frame.
-    webrtc::VideoFrame::UpdateRect area{0, 0, 0, 0};
-    // The rows of blocks in which the brightness has changed; empty: none.
-    std::vector<bool> touched;
-  } pending_;
+  PendingChange pending_;
   // A new page on its way, and when the last one came.
   PageReveal page_;
   std::optional<QuantizerControl::Time> pageAt_;
