@@ -165,6 +165,10 @@ int ScreenRateControl::pageQuantizer() const {
 
 void ScreenRateControl::encoded(double bits) {
   queued_.add(bits);
+  // While a page is on its way, changes further down wait for their turn.
+  for (int stripe = share_ > 0 ? firstChanged_ : endChanged_; stripe < endChanged_; ++stripe) {
+    shown_[static_cast<size_t>(stripe)] = kMissing;
+  }
   for (int stripe = planned_.first; stripe < planned_.end; ++stripe)
     shown_[static_cast<size_t>(stripe)] = planned_.quantizer;
   if (kind_ == Kind::key) {

@@ -100,6 +100,27 @@ TEST_F(ScreenRateControlTest, showsTheRestOfAPageAsTheLinkHasRoomWhileItMoves) {
   EXPECT_EQ(frame(500'000, 1, few)->end, kStripes);
 }
 
+TEST_F(ScreenRateControlTest, showsAChangeBelowTheRestOfAPage) {
+  control_.setRate(2.5e6);
+  const auto first = frame(0, 1, dense, true);
+  ASSERT_TRUE(first);
+  ASSERT_LT(first->end, kStripes - 1);
+  // The last stripe comes before its turn, as fine as it gets.
+  const auto small = frame(2'000'000, 1e-5, few, false, kHeight - 10, kHeight);
+  ASSERT_TRUE(small);
+  EXPECT_EQ(*small, (Plan{kFinest, kStripes - 1, kStripes}));
+  // Then all changes, and the link has no room for all of it.
+  const auto large = frame(kTickUs, 1, dense);
+  ASSERT_TRUE(large);
+  ASSERT_LT(large->end, kStripes);
+  bool shown = false;
+  for (int i = 0; i < 300 && !control_.isSharp(); ++i) {
+    const auto plan = frame(kRepeatUs, 0, few);
+    shown = shown || (plan && plan->end == kStripes);
+  }
+  EXPECT_TRUE(shown);
+}
+
 TEST_F(ScreenRateControlTest, makesWhatStandsStillFinerStripeByStripeWithoutFillingTheQueue) {
   frame(0, 1, dense, true);
   std::vector<int> quantizers;
