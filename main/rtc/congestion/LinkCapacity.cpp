@@ -37,6 +37,8 @@ constexpr TimeDelta kOutage = TimeDelta::Millis(400);
 // After a pause a token bucket passes everything at once for a while: for so long a measured capacity counts for more.
 constexpr TimeDelta kTokensLast = TimeDelta::Seconds(2);
 constexpr TimeDelta kMeanTime = TimeDelta::Millis(500);
+// Packets kept at most: half a second of 400 Mbit/s. A viewer may report that all arrive at the same time.
+constexpr size_t kMostPackets = 20'000;
 
 }  // namespace
 
@@ -45,7 +47,7 @@ void LinkCapacity::Run::add(const Sample& sample, TimeDelta longest) {
   span += sample.gap;
   sentSpan += sample.sentGap;
   size += sample.size;
-  while (samples.size() > 1 && span - samples.front().gap >= longest) {
+  while (samples.size() > 1 && (span - samples.front().gap >= longest || samples.size() > kMostPackets)) {
     span -= samples.front().gap;
     sentSpan -= samples.front().sentGap;
     size -= samples.front().size;

@@ -148,5 +148,21 @@ TEST_F(LinkCapacityTest, reportsOfLossesOnlyChangeNothing) {
   EXPECT_EQ(link_.queueDelay(), TimeDelta::Zero());
 }
 
+TEST_F(LinkCapacityTest, keepsBoundedlyManyPacketsOfAViewerWhoseClockStandsStill) {
+  webrtc::TransportPacketsFeedback report;
+  for (int i = 1; i <= 50'000; ++i) {
+    PacketResult packet;
+    packet.sent_packet.send_time = at(1000 + i);
+    packet.sent_packet.size = DataSize::Bytes(1200);
+    packet.sent_packet.sequence_number = i;
+    packet.receive_time = at(kClockMs);
+    report.packet_feedbacks = {packet};
+    report.feedback_time = at(1000 + i);
+    link_.onFeedback(report);
+  }
+  // They count as the packets of the latest half second.
+  EXPECT_LE(kbps(link_.arriving()), 20'000 * kPacketBits / 500);
+}
+
 }  // namespace
 }  // namespace vantora
