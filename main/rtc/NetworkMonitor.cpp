@@ -18,11 +18,11 @@ struct NetworkMonitors::Current {
 // All on the network thread.
 class NetworkMonitor final : public rtc::NetworkMonitorInterface {
  public:
-  explicit NetworkMonitor(std::function<void(NetworkMonitor*)> register_) : register_(std::move(register_)) {}
-  ~NetworkMonitor() override { register_(nullptr); }
+  explicit NetworkMonitor(std::function<void(NetworkMonitor*)> setCurrent) : setCurrent_(std::move(setCurrent)) {}
+  ~NetworkMonitor() override { setCurrent_(nullptr); }
 
-  void Start() override { register_(this); }
-  void Stop() override { register_(nullptr); }
+  void Start() override { setCurrent_(this); }
+  void Stop() override { setCurrent_(nullptr); }
   void changed() { InvokeNetworksChangedCallback(); }
 
   // As the library does without a monitor.
@@ -31,7 +31,7 @@ class NetworkMonitor final : public rtc::NetworkMonitorInterface {
   }
 
  private:
-  const std::function<void(NetworkMonitor*)> register_;
+  const std::function<void(NetworkMonitor*)> setCurrent_;
 };
 
 class NetworkMonitors::Factory final : public rtc::NetworkMonitorFactory {

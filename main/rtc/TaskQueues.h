@@ -23,9 +23,9 @@ inline constexpr std::chrono::milliseconds kQuietAfter{250};
 inline constexpr std::chrono::microseconds kQuietTick{100'000};
 
 // A queue that runs the tasks of `inner` in batches: a task that is posted within kTaskBatch after a batch has begun
-// waits for the rest of that time. Delayed tasks may be late by as much; while the queue is
-// quiet, those without high precision wait until the monotonic clock is at a multiple of kQuietTick. Tasks that wait
-// when it is deleted are dropped.
+// waits for the rest of that time. Delayed tasks may be late by as much; while the queue is quiet, those without high
+// precision wait until the monotonic clock is at a multiple of kQuietTick. Tasks that wait when it is deleted are
+// dropped.
 std::unique_ptr<webrtc::TaskQueueBase, webrtc::TaskQueueDeleter> makeBatchedTaskQueue(
     std::unique_ptr<webrtc::TaskQueueBase, webrtc::TaskQueueDeleter> inner);
 

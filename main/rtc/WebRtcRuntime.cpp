@@ -81,7 +81,7 @@ class WebRtcRuntime final : public PeerConnectionFactory {
     dependencies.task_queue_factory = makeTaskQueues();
     dependencies.call_factory = webrtc::CreateCallFactory();
     dependencies.network_controller_factory = makeCongestionControl();
-    dependencies.trials = std::make_unique<webrtc::FieldTrials>(std::string(kFieldTrials) + kCongestionTrials);
+    dependencies.trials = std::make_unique<webrtc::FieldTrials>(std::string(kFieldTrials).append(kCongestionTrials));
 
     dependencies.network_monitor_factory = networkMonitors_.makeFactory();
     dependencies.sctp_factory = makeSctpTransports(*network_);

@@ -58,18 +58,18 @@ int PageReveal::showTouched(const std::vector<bool>& touched) {
   return shown;
 }
 
-rtc::scoped_refptr<webrtc::I420BufferInterface> PageReveal::source(const webrtc::I420BufferInterface& page) {
-  buffer_ = webrtc::I420Buffer::Copy(page);
+rtc::scoped_refptr<webrtc::I420BufferInterface> PageReveal::source(const webrtc::I420BufferInterface& page) const {
+  const auto buffer = webrtc::I420Buffer::Copy(page);
   for (size_t row = 0; row < hidden_.size(); ++row) {
     if (!hidden_[row]) continue;
     const int top = static_cast<int>(row) * kBlock;
     const int bottom = std::min(top + kBlock, page.height());
-    flatten(buffer_->MutableDataY(), buffer_->StrideY(), page.width(), top, bottom, kBlock);
-    const int chromaBottom = std::min((bottom + 1) / 2, buffer_->ChromaHeight());
-    flatten(buffer_->MutableDataU(), buffer_->StrideU(), buffer_->ChromaWidth(), top / 2, chromaBottom, kBlock / 2);
-    flatten(buffer_->MutableDataV(), buffer_->StrideV(), buffer_->ChromaWidth(), top / 2, chromaBottom, kBlock / 2);
+    flatten(buffer->MutableDataY(), buffer->StrideY(), page.width(), top, bottom, kBlock);
+    const int chromaBottom = std::min((bottom + 1) / 2, buffer->ChromaHeight());
+    flatten(buffer->MutableDataU(), buffer->StrideU(), buffer->ChromaWidth(), top / 2, chromaBottom, kBlock / 2);
+    flatten(buffer->MutableDataV(), buffer->StrideV(), buffer->ChromaWidth(), top / 2, chromaBottom, kBlock / 2);
   }
-  return buffer_;
+  return buffer;
 }
 
 }  // namespace vantora

@@ -12,7 +12,7 @@ namespace vantora {
 
 // A page that is encoded coarsely at first and finer later takes nearly twice the bits. So the encoder gets it in its
 // final quality, but only some bands of block rows at first, from the top; the rest is reduced to the mean of each
-// block of 8 by 8, which costs little and shows where what is. One thread at a time.
+// block of 16 by 16, which costs little and shows where what is. One thread at a time.
 class PageReveal {
  public:
   // All rows of a page of this height, at least 1, are hidden from now on.
@@ -29,14 +29,13 @@ class PageReveal {
   // Shows those of the rows that `touched` names (one value for each); returns how many of them were hidden.
   int showTouched(const std::vector<bool>& touched);
 
-  // `page` as the encoder is to get it, in a buffer that the next call may overwrite.
-  rtc::scoped_refptr<webrtc::I420BufferInterface> source(const webrtc::I420BufferInterface& page);
+  // A copy of `page` as the encoder is to get it.
+  rtc::scoped_refptr<webrtc::I420BufferInterface> source(const webrtc::I420BufferInterface& page) const;
 
  private:
   void endIfShown();
 
   std::vector<bool> hidden_;
-  rtc::scoped_refptr<webrtc::I420Buffer> buffer_;
 };
 
 }  // namespace vantora

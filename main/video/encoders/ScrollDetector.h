@@ -1,6 +1,7 @@
 // Whether the content of a picture has moved up or down.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <optional>
 #include <vector>
@@ -32,7 +33,7 @@ class ScrollDetector {
     int row;
   };
   std::vector<Run> runs_;
-  std::vector<uint64_t> hashes_[2];
+  std::array<std::vector<uint64_t>, 2> hashes_;
   std::vector<int> votes_;
 };
 

@@ -6,7 +6,7 @@
 
 namespace vantora {
 
-// `rows` of pixels between `top` and `bottom` (exclusive), in which the content has moved up by `distance` from
+// Rows of pixels from `top` to before `bottom`, in which the content has moved up by `distance` from
 // `before` to `after` (negative: down; of the same size): the picture at which it has moved by `step` only, a part of
 // `distance`. Runs of 64 pixels that are the same in both stand still.
 rtc::scoped_refptr<webrtc::I420BufferInterface> scrolledPartly(const webrtc::I420BufferInterface& before,

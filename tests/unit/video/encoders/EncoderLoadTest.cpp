@@ -31,8 +31,7 @@ class EncoderLoadTest : public testing::Test {
       if (encoded[i - 1] >= from) steps.push_back(encoded[i] - encoded[i - 1]);
     }
     std::ranges::sort(steps);
-    const auto repeated = std::ranges::unique(steps);
-    steps.erase(repeated.begin(), repeated.end());
+    steps.erase(std::unique(steps.begin(), steps.end()), steps.end());
     return steps;
   }
 

@@ -96,9 +96,6 @@ struct Out : webrtc::EncodedImageCallback {
   }
   void OnDroppedFrame(DropReason) override { ++dropped; }
 };
-void PrintTo(const Out::Frame& frame, std::ostream* out) {
-  *out << (frame.key ? "key frame of " : "frame of ") << frame.bytes;
-}
 
 class FrameDropTest : public testing::TestWithParam<Codec> {
  protected:
