@@ -24,6 +24,18 @@ int endOf(int from, int length, int limit) {
 
 }  // namespace
 
+bool sameColours(const webrtc::I420BufferInterface& a, const webrtc::I420BufferInterface& b) {
+  const auto same = [&](const uint8_t* left, int leftStride, const uint8_t* right, int rightStride) {
+    const auto width = static_cast<size_t>(b.ChromaWidth());
+    for (std::ptrdiff_t y = 0; y < b.ChromaHeight(); ++y) {
+      if (std::memcmp(left + y * leftStride, right + y * rightStride, width) != 0) return false;
+    }
+    return true;
+  };
+  return &a == &b ||
+         (same(a.DataU(), a.StrideU(), b.DataU(), b.StrideU()) && same(a.DataV(), a.StrideV(), b.DataV(), b.StrideV()));
+}
+
 ChangeDetector::Area ChangeDetector::changedArea(const webrtc::VideoFrame& frame,
                                                  const webrtc::I420BufferInterface& buffer) const {
   if (lastUs_ && frame.timestamp_us() - *lastUs_ >= kRectangleIncompleteUs)

@@ -12,9 +12,15 @@
 
 namespace vantora {
 
+// Whether two pictures of the same size have the same chroma. Any thread.
+bool sameColours(const webrtc::I420BufferInterface& a, const webrtc::I420BufferInterface& b);
+
 // Compares the brightness of each frame with that of the one before, in blocks of 16 by 16. One thread at a time.
 class ChangeDetector {
  public:
+  // The share of a frame to count as changed when only colours are.
+  static constexpr double kColourShare = 1e-4;
+
   // In pixels; may reach beyond the frame. Empty when a side is 0 or less.
   struct Area {
     int left;

@@ -2,9 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <cstdint>
 #include <cstdlib>
-#include <cstring>
 #include <optional>
 
 namespace vantora {
@@ -14,23 +12,8 @@ constexpr int kBlock = 16;
 
 // From this share of changed blocks on, a search for moved content pays.
 constexpr double kLargeChange = 0.1;
-// Share of the frame that counts as changed when only colours do.
-constexpr double kOneBlock = 1e-4;
 
 constexpr int blocksIn(int pixels) { return (pixels + kBlock - 1) / kBlock; }
-
-// Whether the chroma is the same.
-bool sameColours(const webrtc::I420BufferInterface& a, const webrtc::I420BufferInterface& b) {
-  const auto same = [&](const uint8_t* left, int leftStride, const uint8_t* right, int rightStride) {
-    const auto width = static_cast<size_t>(b.ChromaWidth());
-    for (std::ptrdiff_t y = 0; y < b.ChromaHeight(); ++y) {
-      if (std::memcmp(left + y * leftStride, right + y * rightStride, width) != 0) return false;
-    }
-    return true;
-  };
-  return &a == &b ||
-         (same(a.DataU(), a.StrideU(), b.DataU(), b.StrideU()) && same(a.DataV(), a.StrideV(), b.DataV(), b.StrideV()));
-}
 
 }  // namespace
 
@@ -49,7 +32,7 @@ void PendingChange::add(ChangeDetector& changes, const webrtc::VideoFrame& frame
     touched.resize(rows.size());
     for (size_t row = 0; row < rows.size(); ++row) touched[row] = touched[row] || rows[row];
   }
-  if (share == 0 && !rect.IsEmpty() && shown && !sameColours(*shown, buffer)) share = kOneBlock;
+  if (share == 0 && !rect.IsEmpty() && shown && !sameColours(*shown, buffer)) share = ChangeDetector::kColourShare;
   const double fresh = scrolled ? std::min(1.0, std::abs(*scrolled) / static_cast<double>(rect.height)) : 1;
   change.share = std::min({1.0, change.share + share, std::max(share, shareOf(area))});
   change.fresh = std::min(change.fresh + share * fresh, change.share);

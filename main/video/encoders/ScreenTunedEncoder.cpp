@@ -60,6 +60,7 @@ int ScreenTunedEncoder::InitEncode(const webrtc::VideoCodec* codec, const Settin
   firstPending_ = true;
   queued_ = {};
   changes_ = {};
+  lastSeen_ = nullptr;
   keyFrameQueued_ = {};
   queued_.setRate(tuned.startBitrate * 1000.0);
   load_ = EncoderLoad(settings.number_of_cores);
@@ -96,16 +97,22 @@ int32_t ScreenTunedEncoder::Release() { return encoder_->Release(); }
 int32_t ScreenTunedEncoder::Encode(const webrtc::VideoFrame& frame, const std::vector<webrtc::VideoFrameType>* types) {
   const int64_t now = frame.timestamp_us();
   const bool key = isKeyFrameDue(now, types);
+  webrtc::VideoFrame::UpdateRect rect = frame.update_rect();  // The whole frame when there is none.
   if (rate_) {
     const auto buffer = frame.video_frame_buffer()->ToI420();
     if (!buffer) {
+      lastSeen_ = nullptr;
       changes_ = {};  // The next frame's update rectangle will be relative to this frame.
       return WEBRTC_VIDEO_CODEC_ERR_PARAMETER;
     }
     const double share = changes_.changedShare(frame, *buffer);
-    rate_->noteChange(share, changes_.changedRows().top, changes_.changedRows().bottom);
+    if (share > 0) {
+      rate_->noteChange(share, changes_.changedRows().top, changes_.changedRows().bottom);
+    } else if (!rect.IsEmpty() && lastSeen_ && !sameColours(*lastSeen_, *buffer)) {
+      rate_->noteChange(ChangeDetector::kColourShare, rect.offset_y, rect.offset_y + rect.height);
+    }
+    lastSeen_ = buffer;
   }
-  webrtc::VideoFrame::UpdateRect rect = frame.update_rect();  // The whole frame when there is none.
   if (unseen_) rect.Union(*unseen_);
   if (!load_.isDue(now) && !key) {
     unseen_ = rect;

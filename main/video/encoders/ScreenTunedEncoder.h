@@ -66,6 +66,8 @@ class ScreenTunedEncoder final : public webrtc::VideoEncoder, private webrtc::En
   // The same, but only up to the end of the last key frame.
   LeakyBucket keyFrameQueued_;
   ChangeDetector changes_;
+  // The last picture that came; null for H.264.
+  rtc::scoped_refptr<webrtc::I420BufferInterface> lastSeen_;
   EncoderLoad load_{1};
   EncoderCpuClock cpu_;
   int framesTimed_ = 0;

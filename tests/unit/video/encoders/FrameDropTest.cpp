@@ -202,6 +202,17 @@ TEST_P(FrameDropTest, encodesNothingOnceTheViewerHasItAll) {
   EXPECT_TRUE(encode(ms += 100, 0.02));
 }
 
+TEST_P(FrameDropTest, showsAChangeOfColourOnly) {
+  open(GetParam());
+  first(0.001);
+  int64_t ms = 100;
+  testloop::Timeout timeout;
+  for (; encode(ms, 0); ms += 100) ASSERT_FALSE(timeout.isOver());
+  page_->MutableDataU()[kSide / 4 * page_->StrideU()] = 200;
+  EXPECT_TRUE(encode(ms += 100, 0));
+  EXPECT_FALSE(encode(ms += 100, 0)) << "once";
+}
+
 TEST_P(FrameDropTest, showsAgainWhatTheEncoderDropped) {
   open(GetParam());
   first(0.001);
