@@ -99,6 +99,7 @@ class Controller final : public webrtc::NetworkControllerInterface {
 
   NetworkControlUpdate OnNetworkRouteChange(webrtc::NetworkRouteChange message) override {
     link_ = {};
+    recoversUntil_ = Timestamp::MinusInfinity();
     constraints_ = message.constraints;
     return corrected(inner_->OnNetworkRouteChange(message), message.at_time);
   }
@@ -224,7 +225,7 @@ class Controller final : public webrtc::NetworkControllerInterface {
       const DataRate floor = constraints_.min_data_rate.value_or(DataRate::Zero());
       rate = std::min(rate, std::max(*capacity * kUsedShare, floor));
       drains_ = link_.queueDelay() > (drains_ ? kEmpty : kLongQueue);
-      pace = std::min(pace, *capacity * (drains_ ? kDrainFactor : kPaceFactor));
+      pace = std::min(pace, std::max(*capacity * (drains_ ? kDrainFactor : kPaceFactor), floor));
     }
     if (update.target_rate || changed(rate, rate_)) {
       if (!update.target_rate) update.target_rate = target_;

@@ -51,6 +51,7 @@ constexpr double kTypicalFresh = 0.2;
 constexpr double kLargeFresh = 0.05;
 // Factor at each frame that leaves room on the link for the estimate of what making the rest finer costs.
 constexpr double kForget = 0.993;
+constexpr double kLeastRefinementShare = kRefinementShare / 1000;
 // The encoder leaves out parts that are good enough beside their neighbours: frames at the finest quantizer until they
 // take less than this share of a new page.
 constexpr int kPasses = 4;
@@ -237,7 +238,7 @@ void QuantizerControl::encoded(int quantizer, const Change& change, bool key, do
   }
   const bool still = change.share < kStill;
   // The link has room: making the rest finer may cost less than estimated.
-  if (isMovement(change) && queue_ < bitsPerSecond_ * interval_) refinementCost_ *= kForget;
+  if (isMovement(change) && queue_ < bitsPerSecond_ * interval_) refinementCost_ = std::max(refinementCost_ * kForget, kLeastRefinementShare);
   const bool refined = quantizer < coarseQuantizer_;
   const double expected = still ? 0 : expectedChange(change, quantizer);
   const double refinement = expectedRefinement(quantizer);
