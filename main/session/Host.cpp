@@ -167,8 +167,7 @@ void Host::handle(const JsonObject& message) {
   if (!type) return;
   if (*type == "renegotiate"_L1) {
     negotiation_.clearPendingCandidates();
-    // A viewer whose address changed: its browser would check the connection that it has only seconds later.
-    if (link_ && message.value("iceRestart"_L1) == QJsonValue(true)) link_->connection->restartIce();
+    if (message.value("iceRestart"_L1) == QJsonValue(true)) restartIceForViewer();
     createOrRefreshDataChannels();
     negotiation_.makeOffer();
   } else if (*type == "client_prefs"_L1) {
@@ -293,6 +292,15 @@ void Host::replacePeer(const char* reason) {
 
 void Host::createOrRefreshDataChannels() {
   if (link_) link_->channels->createOrRefreshDataChannels();
+}
+
+// A viewer whose address changed: its browser would check the connection that it has only seconds later. The library
+// keeps a socket of each ICE session until the connection is closed.
+void Host::restartIceForViewer() {
+  constexpr int kMaxRestarts = 30;
+  if (!link_ || link_->restartsForViewer >= kMaxRestarts) return;
+  ++link_->restartsForViewer;
+  link_->connection->restartIce();
 }
 
 void Host::attemptIceRecovery(bool /*immediate: both callers want the same*/) {

@@ -96,6 +96,7 @@ class Host {
   void closePeer();
   void replacePeer(const char* reason);
   void createOrRefreshDataChannels();
+  void restartIceForViewer();
   void attemptIceRecovery(bool immediate);
   void followAddresses(const LocalAddresses& addresses, const QString& used);
   void channelOpened(ControlChannel channel);

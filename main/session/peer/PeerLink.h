@@ -14,6 +14,7 @@ struct PeerLink {
   std::unique_ptr<PeerConnection> connection;
   std::unique_ptr<ControlChannels> channels;
   std::unique_ptr<VideoSender> videoSender;
+  int restartsForViewer = 0;  // ICE restarts that the viewer requested.
 };
 
 }  // namespace vantora

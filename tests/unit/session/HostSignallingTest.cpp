@@ -85,6 +85,16 @@ TEST_F(HostSignallingTest, restartsIceForAViewerThatRequestsIt) {
   EXPECT_EQ(offers(), 1);
 }
 
+TEST_F(HostSignallingTest, restartsIceForAViewerOnlySoManyTimesOnAConnection) {
+  connectViewer();
+  for (int i = 0; i < 100; ++i) {
+    signal({{u"type"_s, u"renegotiate"_s}, {u"iceRestart"_s, true}});
+    peer().settle();
+  }
+  EXPECT_EQ(peer().restarts, 30);
+  EXPECT_EQ(offers(), 100) << "the others get an offer as usual";
+}
+
 TEST_F(HostSignallingTest, keepsOpenChannelsWhenItRenegotiates) {
   connectViewer();
   signal({{u"type"_s, u"renegotiate"_s}});
