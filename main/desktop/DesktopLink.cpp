@@ -40,7 +40,7 @@ void DesktopLink::send(const JsonObject& message) {
   if (lost_) return;
   const QByteArray text = toJson(message);
   if (text.size() > kMaxMessageBytes) return;
-  if (waiting_.size() - sent_ + text.size() > kMaxWaitingBytes) return lose();
+  if (waiting_.size() + text.size() > kMaxWaitingBytes) return lose();
   std::array<char, kHeaderBytes> header;
   qToLittleEndian<quint32>(static_cast<quint32>(text.size()), header.data());
   waiting_.append(header.data(), kHeaderBytes).append(text);
@@ -54,21 +54,18 @@ void DesktopLink::endSending() {
 }
 
 void DesktopLink::write() {
-  while (!lost_ && sent_ < waiting_.size()) {
-    const ssize_t count = ::send(descriptor_, waiting_.constData() + sent_,
-                                 static_cast<std::size_t>(waiting_.size() - sent_), MSG_DONTWAIT | MSG_NOSIGNAL);
+  while (!lost_ && !waiting_.isEmpty()) {
+    const ssize_t count = ::send(descriptor_, waiting_.constData(), static_cast<std::size_t>(waiting_.size()),
+                                 MSG_DONTWAIT | MSG_NOSIGNAL);
     if (count > 0) {
-      sent_ += count;
+      waiting_.remove(0, count);
     } else if (count == 0 || mustWait()) {
       break;
     } else if (errno != EINTR) {
       return lose();
     }
   }
-  if (sent_ == waiting_.size()) {
-    waiting_ = {};
-    sent_ = 0;
-  }
+  if (waiting_.isEmpty()) waiting_ = {};
   writable_->setEnabled(!lost_ && !waiting_.isEmpty());
 }
 
@@ -92,17 +89,17 @@ bool DesktopLink::receive() {
 }
 
 void DesktopLink::deliver() {
-  qsizetype at = 0;
-  while (!lost_ && received_.size() - at >= kHeaderBytes) {
-    const qint64 size = qFromLittleEndian<quint32>(received_.constData() + at);
+  while (!lost_ && received_.size() >= kHeaderBytes) {
+    const qint64 size = qFromLittleEndian<quint32>(received_.constData());
     if (size > kMaxMessageBytes) return lose();
-    if (received_.size() - at < kHeaderBytes + size) break;
-    const auto message = parseJsonObject(received_.mid(at + kHeaderBytes, size));
+    if (received_.size() < kHeaderBytes + size) break;
+    const auto message = parseJsonObject(received_.mid(kHeaderBytes, size));
     if (!message) return lose();
-    at += kHeaderBytes + size;
+    // First: the receiver may run an event loop of its own, as a menu does, in which more arrives.
+    received_.remove(0, kHeaderBytes + size);
     if (events_.message) events_.message(*message);
   }
-  received_ = at == received_.size() ? QByteArray() : received_.mid(at);
+  if (received_.isEmpty()) received_ = {};
 }
 
 void DesktopLink::lose() {

@@ -46,8 +46,7 @@ class DesktopLink {
   Events events_;
   const int descriptor_;
   QByteArray received_;
-  QByteArray waiting_;  // To be sent, from sent_ on.
-  qsizetype sent_ = 0;
+  QByteArray waiting_;  // To be sent.
   bool lost_ = false;
   std::unique_ptr<QSocketNotifier> readable_;
   std::unique_ptr<QSocketNotifier> writable_;

@@ -74,6 +74,21 @@ TEST_F(DesktopLinkTest, takesWhatWasSentBeforeTheEndAlthoughItReplies) {
   EXPECT_EQ(taken, 2);
 }
 
+TEST_F(DesktopLinkTest, deliversOnceAlthoughTheReceiverRunsAnEventLoop) {
+  std::vector<int> taken;
+  const auto take = [&](const JsonObject& message) {
+    taken.push_back(message.value(u"n").toInt());
+    if (taken.size() > 1) return;
+    link_->send({{u"type"_s, u"a"_s}, {u"n"_s, 3}});
+    EXPECT_TRUE(testloop::waitFor([&] { return taken.size() >= 4; }));
+  };
+  const DesktopLink other(std::exchange(ends_[1], -1), DesktopLink::Events{.message = take, .lost = [] {}});
+  for (int i = 0; i < 3; ++i) link_->send({{u"type"_s, u"a"_s}, {u"n"_s, i}});
+  ASSERT_TRUE(testloop::waitFor([&] { return taken.size() >= 4; }));
+  testloop::drain();
+  EXPECT_EQ(taken, (std::vector{0, 1, 2, 3}));
+}
+
 TEST_F(DesktopLinkTest, putsTogetherAMessageThatArrivesInPieces) {
   const QByteArray text = R"({"type":"x"})";
   QByteArray bytes(4, '\0');
