@@ -1,5 +1,6 @@
 #include "main/desktop/ProgramInMemory.h"
 
+#include <fcntl.h>
 #include <linux/memfd.h>
 #include <sys/mman.h>
 #include <unistd.h>
@@ -29,7 +30,7 @@ void forgetPages(QByteArrayView bytes) {
   const auto page = static_cast<uintptr_t>(sysconf(_SC_PAGESIZE));
   const uintptr_t from = (reinterpret_cast<uintptr_t>(bytes.begin()) + page - 1) / page * page;
   const uintptr_t to = reinterpret_cast<uintptr_t>(bytes.end()) / page * page;
-  if (from < to) madvise(reinterpret_cast<void*>(from), to - from, MADV_DONTNEED);
+  if (from < to) madvise(reinterpret_cast<void*>(from), to - from, MADV_DONTNEED);  // NOLINT(performance-no-int-to-ptr)
 }
 
 }  // namespace
@@ -39,13 +40,15 @@ QString programInMemory(QByteArrayView image, const char* name) {
   int file = memfd_create(name, MFD_CLOEXEC | MFD_ALLOW_SEALING | MFD_EXEC);
   if (file < 0) file = memfd_create(name, MFD_CLOEXEC | MFD_ALLOW_SEALING);
   if (file < 0) return {};
-  const bool whole = writeAll(file, image);
+  // Sealed: other processes of this user could write to it through /proc.
+  const bool whole =
+      writeAll(file, image) && fcntl(file, F_ADD_SEALS, F_SEAL_SEAL | F_SEAL_SHRINK | F_SEAL_GROW | F_SEAL_WRITE) == 0;
   forgetPages(image);
   if (!whole) {
     close(file);
     return {};
   }
-  const QString path = QStringLiteral("/proc/self/fd/%1").arg(file);
+  QString path = QStringLiteral("/proc/self/fd/%1").arg(file);
   if (access(path.toLatin1().constData(), X_OK) == 0) return path;
   close(file);
   return {};

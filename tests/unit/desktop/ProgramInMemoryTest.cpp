@@ -26,6 +26,13 @@ TEST(ProgramInMemory, runsMoreThanOnce) {
   }
 }
 
+TEST(ProgramInMemory, cannotBeChanged) {
+  const QString path = programInMemory("no program", "nothing");
+  QFile file(path);
+  EXPECT_FALSE(file.open(QIODevice::ReadWrite | QIODevice::Unbuffered) && file.write("x") == 1);
+  EXPECT_EQ(contents(path), "no program");
+}
+
 TEST(ProgramInMemory, somethingElseDoesNotStart) {
   const QString path = programInMemory("no program", "nothing");
   ASSERT_FALSE(path.isEmpty());
