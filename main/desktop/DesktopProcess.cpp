@@ -14,10 +14,12 @@
 #include "main/desktop/ProgramInMemory.h"
 
 // The file of the desktop process's program; null in programs that do not carry it (tests).
+// NOLINTBEGIN(readability-identifier-naming): the linker's names.
 extern "C" {
 [[gnu::weak]] extern const char _binary_vantora_host_desktop_start[];
 [[gnu::weak]] extern const char _binary_vantora_host_desktop_end[];
 }
+// NOLINTEND(readability-identifier-naming)
 
 namespace vantora {
 namespace {
@@ -35,7 +37,7 @@ constexpr int kGoodbyeMs = 500;
 
 QString desktopProgram(const QString& folder) {
   if (const char* image = _binary_vantora_host_desktop_start) {
-    const QString path = programInMemory({image, _binary_vantora_host_desktop_end}, "vantora-host-desktop");
+    QString path = programInMemory({image, _binary_vantora_host_desktop_end}, "vantora-host-desktop");
     if (!path.isEmpty()) return path;
   }
   return folder + u"/vantora-host-desktop"_s;

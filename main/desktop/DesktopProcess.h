@@ -18,10 +18,10 @@ QString desktopProgram(const QString& folder);
 
 // Starts the desktop process and keeps it running. Why a separate process: a toolkit connected to the display ends its
 // process when the display disappears, and may block for seconds on an application that does not respond; neither may
-// affect the session. It has a program of its own, because the session needs none of the toolkit's libraries, and this
-// process none of the session's. It is restarted when it ends or is killed because it answered
-// no "ping" for kTimeout: after one second at first, and after up to 30 seconds when it keeps ending. It ends with this
-// process, however this one ends. Thread: main. Owner: HostAppDelegate.
+// affect the session. It has a program of its own, because the session needs none of the toolkit's libraries, and the
+// desktop process none of the session's. It is restarted when it ends or is killed because it answered no "ping" for
+// kTimeout: after one second at first, and after up to 30 seconds when it keeps ending. It ends with this process,
+// however this one ends. Thread: main. Owner: HostAppDelegate.
 class DesktopProcess {
  public:
   // Environment variable with the descriptor of the connection, set for the desktop process.

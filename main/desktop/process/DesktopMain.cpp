@@ -30,8 +30,8 @@ void ignoreForThisProcessOnly(std::initializer_list<int> signals) {
 // Passes messages between the session and the user interface and clipboard of this process.
 class Desktop {
  public:
-  // Without `hasScreen` no window is visible; a later process with a screen shows them.
-  // `folder` is that of the host's program.
+  // `folder` is that of the host's program. Without `hasScreen` no window is visible; a later process with a screen
+  // shows them.
   Desktop(int descriptor, const QString& folder, bool hasScreen)
       : hasScreen_(hasScreen),
         info_(InfoDictionary::load(folder)),

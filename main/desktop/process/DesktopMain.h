@@ -12,9 +12,9 @@ namespace vantora {
 std::optional<int> desktopLinkDescriptor();
 
 // Shows the session behind `descriptor` on the desktop until the session ends. `folder` is that of the host's program.
-// Without a display that responds, no
-// windows are shown, but everything over D-Bus keeps working; the process ends when the display is back, so that the
-// session restarts it. Returns the exit status. Call on the main thread, before any application object exists.
+// Without a display that responds, no windows are shown, but everything over D-Bus keeps working; the process ends when
+// the display is back, so that the session restarts it. Returns the exit status. Call on the main thread, before any
+// application object exists.
 int runDesktopProcess(int descriptor, const QString& folder, int& argumentCount, char** arguments);
 
 }  // namespace vantora

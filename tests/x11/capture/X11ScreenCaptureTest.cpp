@@ -203,7 +203,7 @@ TEST_F(X11ScreenCaptureTest, keepsOneCopyOfTheScreenAndNoneWhileItIsStill) {
   EXPECT_TRUE(allOf(frame, kBlue));
   // The system's count may lag behind by some pages for each thread.
   constexpr int kTolerance = 400;
-  EXPECT_NEAR(sharedMemory() - before, 640 * 480 * 4 / 1024, kTolerance);
+  EXPECT_NEAR(sharedMemory() - before, (640 * 480 * 4) >> 10, kTolerance);
   ASSERT_TRUE(pollUntil(Poll::unchanged));
   EXPECT_EQ(capture->wait(600ms, WakeOn::changeOrCall), Woken::timeout);
   EXPECT_NEAR(sharedMemory() - before, 0, kTolerance);
