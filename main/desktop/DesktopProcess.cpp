@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <QCoreApplication>
+#include <QFileInfo>
 #include <QProcessEnvironment>
 #include <algorithm>
 #include <csignal>
@@ -40,7 +41,8 @@ QString desktopProgram(const QString& folder) {
     QString path = programInMemory({image, _binary_vantora_host_desktop_end}, "vantora-host-desktop");
     if (!path.isEmpty()) return path;
   }
-  return folder + u"/vantora-host-desktop"_s;
+  const QString beside = folder + u"/vantora-host-desktop"_s;
+  return QFileInfo::exists(beside) ? beside : folder + u"/../libexec/vantora-host-desktop"_s;
 }
 
 DesktopProcess::DesktopProcess(Scheduler& scheduler, QString program, Events events)

@@ -13,7 +13,8 @@
 namespace vantora {
 
 // The program of the desktop process: what the host's own file carries, so that this one file can be copied and
-// replaced; else, where the system permits no programs in memory, the file beside the host's own in `folder`.
+// replaced; else, where the system permits no programs in memory, the file beside the host's own in `folder`, or in its
+// ../libexec.
 QString desktopProgram(const QString& folder);
 
 // Starts the desktop process and keeps it running. Why a separate process: a toolkit connected to the display ends its
