@@ -23,8 +23,9 @@ constexpr double kNextPartFactor = 1.7;
 // While content moves: the queue to keep, in seconds, and the share of the difference to correct with one frame.
 constexpr double kMovingQueueSeconds = 0.025;
 constexpr double kCorrection = 0.35;
-// A longer time between two frames is a pause.
-constexpr double kMaxInterval = 0.04;
+// A longer time between two frames is a pause; the first frame after one may take the link this long.
+constexpr double kMaxInterval = 0.1;
+constexpr double kFirstInterval = 0.04;
 // Frames are dropped while more than this is waiting to be sent, in seconds.
 constexpr double kWaitingSeconds = 0.05;
 // A key frame larger than its budget by this factor is encoded again.
@@ -49,6 +50,11 @@ constexpr double kMovingRefinementSeconds = 0.05;
 constexpr double kTypicalFresh = 0.2;
 // A change with at least this share of new content uses up what was saved.
 constexpr double kLargeFresh = 0.05;
+// After so many frames of less than this share of what the link carries, a finer step is tried that may take the link
+// so long, in seconds.
+constexpr int kRoomyFrames = 10;
+constexpr double kRoomyShare = 0.6;
+constexpr double kTriedSeconds = 0.15;
 // Factor at each frame that leaves room on the link for the estimate of what making the rest finer costs.
 constexpr double kForget = 0.993;
 constexpr double kLeastRefinementShare = kRefinementShare / 1000;
@@ -137,10 +143,12 @@ std::optional<int> QuantizerControl::refinement(Time still) const {
 
 // What the link has sent until now.
 void QuantizerControl::send(Time now) {
-  interval_ = kMaxInterval;
+  interval_ = kFirstInterval;
+  follows_ = false;
   if (last_) {
     const double elapsed = std::chrono::duration<double>(std::max(now - *last_, Time::zero())).count();
-    interval_ = std::min(elapsed, kMaxInterval);
+    follows_ = elapsed <= kMaxInterval;
+    if (follows_) interval_ = elapsed;
     sinceFresh_ += elapsed;
     queue_ = std::max(queue_ - elapsed * bitsPerSecond_, 0.0);
   }
@@ -184,19 +192,31 @@ std::optional<int> QuantizerControl::plan(const Change& change, bool key, Time n
   const double perFrame = bitsPerSecond_ * interval_;
   const double correction = kCorrection * (bitsPerSecond_ * kMovingQueueSeconds - queue_);
   const double even = std::max(perFrame + correction, perFrame / 4);
-  const bool follows = interval_ < kMaxInterval;
   // What was learnt while content moved is true of a step or two only.
   if (!isMovement(change)) refinementCost_ = std::max(refinementCost_, kRefinementShare);
   if (isMovement(change)) {
     // The first frame of a movement costs more than those that follow.
-    if (!follows) movedBits_ = std::max(movedBits_, firstMovedBits_);
+    if (!follows_) movedBits_ = std::max(movedBits_, firstMovedBits_);
     const int quantizer = quantizerOfChange(change, even);
-    return follows ? std::max(quantizer, lastQuantizer_ - 1) : quantizer;
+    return stepped(change, quantizer, even);
   }
   // What could have been sent while nothing new came is for new content.
   const double saved = bitsPerSecond_ * std::min(sinceFresh_, kKeySeconds) - queue_;
   const int quantizer = quantizerOfChange(change, std::max(even, saved));
-  return follows ? std::max(quantizer, lastQuantizer_ - 1) : quantizer;
+  return stepped(change, quantizer, even);
+}
+
+// While the screen changes, quantizers become finer by one step at a time. What a step costs in the parts that stand
+// still is a guess: when the link has had room for a while, one is tried.
+int QuantizerControl::stepped(const Change& change, int quantizer, double budget) {
+  if (!follows_) return quantizer;
+  const int next = std::max(lastQuantizer_ - 1, finest_);
+  if (quantizer > next && roomyFrames_ >= kRoomyFrames && expectedChange(change, next) <= budget &&
+      expectedRefinement(next) <= bitsPerSecond_ * kTriedSeconds) {
+    roomyFrames_ = 0;
+    return next;
+  }
+  return std::max(quantizer, next);
 }
 
 std::optional<int> QuantizerControl::retryQuantizer(int quantizer, const Change& change, bool key, double bits) const {
@@ -237,8 +257,10 @@ void QuantizerControl::encoded(int quantizer, const Change& change, bool key, do
     return;
   }
   const bool still = change.share < kStill;
+  roomyFrames_ = !still && bits < bitsPerSecond_ * interval_ * kRoomyShare ? roomyFrames_ + 1 : 0;
   // The link has room: making the rest finer may cost less than estimated.
-  if (isMovement(change) && queue_ < bitsPerSecond_ * interval_) refinementCost_ = std::max(refinementCost_ * kForget, kLeastRefinementShare);
+  if (isMovement(change) && queue_ < bitsPerSecond_ * interval_)
+    refinementCost_ = std::max(refinementCost_ * kForget, kLeastRefinementShare);
   const bool refined = quantizer < coarseQuantizer_;
   const double expected = still ? 0 : expectedChange(change, quantizer);
   const double refinement = expectedRefinement(quantizer);

@@ -61,6 +61,7 @@ class QuantizerControl {
   double keyBudget() const;
   double expectedChange(const Change& change, int quantizer) const;
   double expectedRefinement(int quantizer) const;
+  int stepped(const Change& change, int quantizer, double budget);
   int quantizerOfChange(const Change& change, double budget) const;
   std::optional<int> refinement(Time still) const;
   void noteCoarse(int quantizer, double share);
@@ -86,6 +87,8 @@ class QuantizerControl {
   bool searchFailed_ = false;
   // Time since the frame before the planned one, and since the last one with new content, in seconds.
   double interval_ = 0;
+  int roomyFrames_ = 0;   // Frames in a row that were much smaller than what the link carries.
+  bool follows_ = false;  // The frame comes soon after the one before.
   double sinceFresh_ = 0;
   // Time of the last change.
   std::optional<Time> changedAt_;

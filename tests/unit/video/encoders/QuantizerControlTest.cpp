@@ -256,6 +256,16 @@ TEST_F(QuantizerControlTest, doesNotPayForTheCoarseRestWhenALittleChanges) {
 }
 
 // On half a megabit a second, on a page that is still coarse.
+TEST_F(QuantizerControlTest, becomesFinerWhileSomethingNewLeavesTheLinkRoom) {
+  setRate(3'000'000);
+  encode(kWhole, true);
+  for (int i = 0; i < 10; ++i) encode(kWhole, false, 33ms);
+  const int coarse = last_;
+  for (int i = 0; i < 300; ++i) encode({0.06, 0.06}, false, 33ms);
+  EXPECT_LT(last_, coarse - 4);
+  EXPECT_LT(longestQueue_, 0.6);
+}
+
 TEST_F(QuantizerControlTest, showsEachTypedLetterAtOnce) {
   setRate(5e5);
   page_.whole = 1e6;
