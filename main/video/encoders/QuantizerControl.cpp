@@ -50,14 +50,17 @@ constexpr double kMovingRefinementSeconds = 0.05;
 constexpr double kTypicalFresh = 0.2;
 // A change with at least this share of new content uses up what was saved.
 constexpr double kLargeFresh = 0.05;
-// After so many frames of less than this share of what the link carries, a finer step is tried that may take the link
-// so long, in seconds.
-constexpr int kRoomyFrames = 10;
-constexpr double kRoomyShare = 0.6;
-constexpr double kTriedSeconds = 0.15;
+// While frames take less than this share of what the link carries, smoothed, a finer step is tried that may take the
+// link so long, in seconds.
+constexpr double kRoomyUsage = 0.6;
+constexpr double kUsageSmoothing = 0.1;
+constexpr double kTriedSeconds = 0.25;
 // Factor at each frame that leaves room on the link for the estimate of what making the rest finer costs.
 constexpr double kForget = 0.993;
+// Bounds of that estimate. Less than kLeastStep of a quantizer makes nothing finer.
 constexpr double kLeastRefinementShare = kRefinementShare / 1000;
+constexpr double kLargestRefinementShare = kRefinementShare * 4;
+constexpr double kLeastStep = 0.5;
 // The encoder leaves out parts that are good enough beside their neighbours: frames at the finest quantizer until they
 // take less than this share of a new page.
 constexpr int kPasses = 4;
@@ -211,9 +214,9 @@ std::optional<int> QuantizerControl::plan(const Change& change, bool key, Time n
 int QuantizerControl::stepped(const Change& change, int quantizer, double budget) {
   if (!follows_) return quantizer;
   const int next = std::max(lastQuantizer_ - 1, finest_);
-  if (quantizer > next && roomyFrames_ >= kRoomyFrames && expectedChange(change, next) <= budget &&
+  if (quantizer > next && usage_ < kRoomyUsage && expectedChange(change, next) <= budget &&
       expectedRefinement(next) <= bitsPerSecond_ * kTriedSeconds) {
-    roomyFrames_ = 0;
+    usage_ = 1;
     return next;
   }
   return std::max(quantizer, next);
@@ -257,11 +260,12 @@ void QuantizerControl::encoded(int quantizer, const Change& change, bool key, do
     return;
   }
   const bool still = change.share < kStill;
-  roomyFrames_ = !still && bits < bitsPerSecond_ * interval_ * kRoomyShare ? roomyFrames_ + 1 : 0;
+  if (!still && interval_ > 0)
+    usage_ += kUsageSmoothing * (std::min(bits / (bitsPerSecond_ * interval_), 2.0) - usage_);
   // The link has room: making the rest finer may cost less than estimated.
   if (isMovement(change) && queue_ < bitsPerSecond_ * interval_)
     refinementCost_ = std::max(refinementCost_ * kForget, kLeastRefinementShare);
-  const bool refined = quantizer < coarseQuantizer_;
+  const bool refined = quantizer < coarseQuantizer_ - kLeastStep;
   const double expected = still ? 0 : expectedChange(change, quantizer);
   const double refinement = expectedRefinement(quantizer);
   if (still) {
@@ -280,6 +284,7 @@ void QuantizerControl::encoded(int quantizer, const Change& change, bool key, do
       frameBits_ = (isPage_ ? frameBits_ : frameBits_ * (1 - change.fresh)) + bits / sizeAt(quantizer);
     }
   }
+  refinementCost_ = std::min(refinementCost_, kLargestRefinementShare);
   if (refined) {
     coarseQuantizer_ = quantizer;
     coarseShare_ = std::max(coarseShare_, change.fresh);

@@ -87,7 +87,8 @@ class QuantizerControl {
   bool searchFailed_ = false;
   // Time since the frame before the planned one, and since the last one with new content, in seconds.
   double interval_ = 0;
-  int roomyFrames_ = 0;   // Frames in a row that were much smaller than what the link carries.
+  // Share of what the link carries that the frames of a change have taken; smoothed.
+  double usage_ = 1;
   bool follows_ = false;  // The frame comes soon after the one before.
   double sinceFresh_ = 0;
   // Time of the last change.

@@ -266,6 +266,19 @@ TEST_F(QuantizerControlTest, becomesFinerWhileSomethingNewLeavesTheLinkRoom) {
   EXPECT_LT(longestQueue_, 0.6);
 }
 
+TEST_F(QuantizerControlTest, becomesFinerWhileTextScrollsByLinesBesideNewOnes) {
+  page_.whole = 1e6;
+  page_.moved = 3e4;
+  encode(kWhole, true);
+  for (int i = 0; i < 5; ++i) encode(kWhole, false, 33ms);
+  const int coarse = last_;
+  for (int i = 0; i < 600; ++i) {
+    const bool isNew = i % 8 == 0;
+    encode(isNew ? Change{0.083, 0.083} : Change{0.083, 0.002}, false, 33ms);
+  }
+  EXPECT_LT(last_, std::min(coarse - 4, 34));
+}
+
 TEST_F(QuantizerControlTest, showsEachTypedLetterAtOnce) {
   setRate(5e5);
   page_.whole = 1e6;
