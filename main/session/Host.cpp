@@ -321,16 +321,18 @@ void Host::addressesChanged(const LocalAddresses& addresses) {
   // An address that is gone may be back in a moment, as when a cable was pulled; there is nothing to change to.
   if (!addresses.online) return;
   platform_.factory.networksChanged();
-  if (!link_) return followAddresses(addresses, {});
-  link_->connection->readLink(
-      [this, addresses](const LinkSample& sample) { followAddresses(addresses, sample.localAddress); });
+  // A new connection to the server comes with an offer, which then is the one that restarts ICE.
+  const bool reconnects = signaler_->addressesChanged(addresses.all);
+  if (!link_) return;
+  link_->connection->readLink([this, addresses, reconnects](const LinkSample& sample) {
+    followAddresses(addresses, sample.localAddress, reconnects);
+  });
 }
 
-void Host::followAddresses(const LocalAddresses& addresses, const QString& used) {
+void Host::followAddresses(const LocalAddresses& addresses, const QString& used, bool reconnects) {
   const bool lost = !used.isEmpty() && !addresses.all.contains(used);
-  // A new connection to the server comes with an offer, which then is the one that restarts ICE.
   if (lost && link_->connection->restartIce()) logLine("[ice] restartIce invoked");
-  if (signaler_->addressesChanged(addresses.all) || !lost) return;
+  if (reconnects || !lost) return;
   createOrRefreshDataChannels();
   negotiation_.makeOffer();
 }
