@@ -321,18 +321,19 @@ void Host::addressesChanged(const LocalAddresses& addresses) {
   // An address that is gone may be back in a moment, as when a cable was pulled; there is nothing to change to.
   if (!addresses.online) return;
   platform_.factory.networksChanged();
-  // A new connection to the server comes with an offer, which then is the one that restarts ICE.
-  const bool reconnects = signaler_->addressesChanged(addresses.all);
-  if (!link_) return;
-  link_->connection->readLink([this, addresses, reconnects](const LinkSample& sample) {
-    followAddresses(addresses, sample.localAddress, reconnects);
-  });
+  // A connection that is not up does not tell its address, and has none to keep.
+  const IceState state = iceMonitor_.iceState();
+  if (!link_ || (state != IceState::connected && state != IceState::completed && state != IceState::disconnected))
+    return followAddresses(addresses, {});
+  link_->connection->readLink(
+      [this, addresses](const LinkSample& sample) { followAddresses(addresses, sample.localAddress); });
 }
 
-void Host::followAddresses(const LocalAddresses& addresses, const QString& used, bool reconnects) {
+void Host::followAddresses(const LocalAddresses& addresses, const QString& used) {
   const bool lost = !used.isEmpty() && !addresses.all.contains(used);
+  // A new connection to the server comes with an offer, which then is the one that restarts ICE.
   if (lost && link_->connection->restartIce()) logLine("[ice] restartIce invoked");
-  if (reconnects || !lost) return;
+  if (signaler_->addressesChanged(addresses.all) || !lost) return;
   createOrRefreshDataChannels();
   negotiation_.makeOffer();
 }

@@ -98,7 +98,7 @@ class Host {
   void createOrRefreshDataChannels();
   void restartIceForViewer();
   void attemptIceRecovery(bool immediate);
-  void followAddresses(const LocalAddresses& addresses, const QString& used, bool reconnects);
+  void followAddresses(const LocalAddresses& addresses, const QString& used);
   void channelOpened(ControlChannel channel);
   void channelClosed(ControlChannel channel);
   void stopStatistics();
